@@ -1,0 +1,87 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "util/paths.h"
+
+#include <QDir>
+#include <QFile>
+#include <cstdlib>
+
+namespace
+{
+
+// The private root, without a slash at its end; empty when there is none.
+const std::string& PrivateRoot()
+{
+    static const std::string root = [] {
+        const char* value = secure_getenv("PAKMART_SYSROOT");
+        std::string path = value ? value : "";
+        while (!path.empty() && path.back() == '/')
+            path.pop_back();
+        return path;
+    }();
+    return root;
+}
+
+} // namespace
+
+std::string SystemPath(const std::string& path)
+{
+    return PrivateRoot() + path;
+}
+
+std::string SystemPath(const char* path)
+{
+    return PrivateRoot() + path;
+}
+
+QString SystemPath(const QString& path)
+{
+    return QFile::decodeName(PrivateRoot().c_str()) + path;
+}
+
+QString PlainPath(const QString& path)
+{
+    const QString root = QFile::decodeName(PrivateRoot().c_str());
+    return !root.isEmpty() && path.startsWith(root + QLatin1Char('/')) ? path.mid(root.size())
+                                                                       : path;
+}
+
+void SetRootPath(const char*)
+{
+}
+
+QString GetRootPath()
+{
+    return QStringLiteral("/usr/share/apps/vantrelagent/");
+}
+
+std::string SettingsFile()
+{
+    return SystemPath((GetRootPath() + QLatin1String(".vauf")).toStdString());
+}
+
+bool CreateFolderTree(QString path)
+{
+    const QChar separator = QDir::separator();
+    QString existing = path;
+    while (!existing.isEmpty() && !QDir(existing).exists())
+        existing.truncate(existing.lastIndexOf(separator));
+    existing += separator;
+    QString rest = path.mid(existing.size());
+    QString part = rest.section(separator, 0, 0);
+    bool ok = true;
+    while (!rest.isEmpty() && !part.isEmpty() && ok) {
+        ok = QDir(existing).mkdir(part);
+        existing += part + separator;
+        rest = rest.mid(part.size() + 1);
+        part = rest.section(separator, 0, 0);
+    }
+    return true;
+}
+
+QString GetVantrelOSVersionInfo()
+{
+    QFile file(SystemPath(QStringLiteral("/etc/vantrelos-version")));
+    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+}

@@ -1,0 +1,146 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "util/urlcodec.h"
+
+#include <QTextCodec>
+#include <array>
+#include <cstring>
+
+namespace
+{
+
+// The bytes that are written as an escape.
+std::array<bool, 256> MakeEscapeTable()
+{
+    std::array<bool, 256> table {};
+    for (int byte = 0; byte < 256; ++byte)
+        table[std::size_t(byte)] = byte <= 32 || byte >= 127;
+    for (const char* c = "@<>#\"&?={}|^~[]'`\\:+%"; *c; ++c)
+        table[static_cast<unsigned char>(*c)] = true;
+    return table;
+}
+
+// `c_str()` of what was a std::string ends at a zero byte, and so does the text.
+std::string UpToZero(const std::string& text)
+{
+    return text.substr(0, text.find('\0'));
+}
+
+// Percent-encodes `text`, taking each '+' for the three characters "%2b".
+std::string Encode(const std::string& text)
+{
+    static const std::array<bool, 256> escaped = MakeEscapeTable();
+    static const char digits[] = "0123456789ABCDEF";
+    std::string result;
+    result.reserve(text.size() + text.size() / 4);
+    for (const char c : text) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (c == '+') {
+            result += "%252b";
+        } else if (escaped[byte]) {
+            result += '%';
+            result += digits[byte >> 4];
+            result += digits[byte & 15];
+        } else {
+            result += c;
+        }
+    }
+    return result;
+}
+
+// The step before percent-decoding: backslashes and plus signs.
+std::string Unescape(const std::string& text)
+{
+    std::string result;
+    result.reserve(text.size());
+    bool literal = false;
+    for (const char c : text) {
+        if (!literal && c == '\\') {
+            literal = true;
+            continue;
+        }
+        result += !literal && c == '+' ? ' ' : c;
+        literal = false;
+    }
+    return result;
+}
+
+int HexValue(char c)
+{
+    if (c >= '0' && c <= '9')
+        return c - '0';
+    if (c >= 'a' && c <= 'f')
+        return c - 'a' + 10;
+    return c >= 'A' && c <= 'F' ? c - 'A' + 10 : -1;
+}
+
+// Percent-decodes in place, up to an escaped zero byte.
+void DecodePercent(std::string& text)
+{
+    std::size_t out = text.find('%');
+    if (out == std::string::npos)
+        return;
+    for (std::size_t in = out; in < text.size(); ++in) {
+        const int high = text[in] == '%' && in + 2 < text.size() ? HexValue(text[in + 1]) : -1;
+        const int low = high >= 0 ? HexValue(text[in + 2]) : -1;
+        if (low < 0) {
+            text[out++] = text[in];
+            continue;
+        }
+        if (high == 0 && low == 0)
+            break;
+        text[out++] = char(high * 16 + low);
+        in += 2;
+    }
+    text.resize(out);
+}
+
+bool IsAscii(const std::string& text)
+{
+    for (const char c : text) {
+        if (c & 0x80)
+            return false;
+    }
+    return true;
+}
+
+// Bytes as text: UTF-8, or Latin-1 where they are not valid UTF-8.
+QString FromBytes(const std::string& bytes)
+{
+    static QTextCodec* const utf8 = QTextCodec::codecForName("UTF-8");
+    QTextCodec::ConverterState state(QTextCodec::IgnoreHeader);
+    const QString text = utf8->toUnicode(bytes.data(), int(bytes.size()), &state);
+    const bool valid = state.invalidChars == 0 && state.remainingChars == 0;
+    return valid ? text : QString::fromLatin1(bytes.data(), int(bytes.size()));
+}
+
+} // namespace
+
+QString url_encode(const QString& text)
+{
+    if (text.isEmpty())
+        return text;
+    return QString::fromStdString(Encode(text.toStdString()));
+}
+
+std::string url_encode(const std::string& text)
+{
+    return Encode(UpToZero(text));
+}
+
+QString url_decode(const QString& text)
+{
+    if (text.isEmpty())
+        return text;
+    std::string bytes = Unescape(text.toStdString());
+    DecodePercent(bytes);
+    return FromBytes(bytes);
+}
+
+std::string url_decode(const std::string& text)
+{
+    std::string bytes = Unescape(UpToZero(text));
+    DecodePercent(bytes);
+    return IsAscii(bytes) ? bytes : FromBytes(bytes).toStdString();
+}

@@ -1,0 +1,214 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "support/cconfigfile.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <fcntl.h>
+#include <limits.h>
+#include <optional>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace
+{
+
+constexpr std::size_t MaxSize = 1 << 20;
+constexpr const char* Blanks = " \t\r\v\f";
+
+std::string Trim(const std::string& text)
+{
+    const auto first = text.find_first_not_of(Blanks);
+    if (first == std::string::npos)
+        return {};
+    return text.substr(first, text.find_last_not_of(Blanks) - first + 1);
+}
+
+// A descriptor that closes itself.
+class Descriptor
+{
+public:
+    explicit Descriptor(int fd) : m_fd(fd) { }
+    ~Descriptor()
+    {
+        if (m_fd >= 0)
+            close(m_fd);
+    }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    operator int() const { return m_fd; }
+
+private:
+    int m_fd;
+};
+
+// The whole of a regular file; nothing when it is not one, is too long or
+// cannot be read.
+std::optional<std::string> ReadWhole(int fd)
+{
+    struct stat info;
+    if (fstat(fd, &info) != 0 || !S_ISREG(info.st_mode) || info.st_size > off_t(MaxSize))
+        return std::nullopt;
+    std::string text;
+    char block[4096];
+    while (true) {
+        const ssize_t count = read(fd, block, sizeof block);
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count < 0 || text.size() > MaxSize)
+            return std::nullopt;
+        if (count == 0)
+            return text;
+        text.append(block, std::size_t(count));
+    }
+}
+
+bool WriteWhole(int fd, const std::string& text)
+{
+    std::size_t done = 0;
+    while (done < text.size()) {
+        const ssize_t count = write(fd, text.data() + done, text.size() - done);
+        if (count < 0 && errno != EINTR)
+            return false;
+        done += count > 0 ? std::size_t(count) : 0;
+    }
+    return fsync(fd) == 0;
+}
+
+// The file that a chain of links ends at, so that a settings file that is a
+// link stays one when it is rewritten.
+std::string FinalPath(const std::string& path)
+{
+    char buffer[PATH_MAX];
+    return realpath(path.c_str(), buffer) ? std::string(buffer) : path;
+}
+
+mode_t ModeOf(const std::string& path)
+{
+    struct stat info;
+    return stat(path.c_str(), &info) == 0 ? info.st_mode & 07777 : 0644;
+}
+
+bool ReplaceFile(const std::string& path, const std::string& text)
+{
+    const std::string target = FinalPath(path);
+    std::string temporary = target + ".XXXXXX";
+    const Descriptor fd(mkostemp(temporary.data(), O_CLOEXEC));
+    if (fd < 0)
+        return false;
+    if (WriteWhole(fd, text) && fchmod(fd, ModeOf(target)) == 0
+        && rename(temporary.c_str(), target.c_str()) == 0)
+        return true;
+    unlink(temporary.c_str());
+    return false;
+}
+
+bool IsComment(const std::string& line)
+{
+    const auto first = line.find_first_not_of(Blanks);
+    return first != std::string::npos && line[first] == '#';
+}
+
+// The key and the value of a line that has them.
+std::optional<std::pair<std::string, std::string>> Setting(const std::string& line)
+{
+    const auto equals = line.find('=');
+    if (equals == std::string::npos || IsComment(line))
+        return std::nullopt;
+    return std::make_pair(Trim(line.substr(0, equals)), Trim(line.substr(equals + 1)));
+}
+
+} // namespace
+
+CConfigFile::CConfigFile(const std::string& path, bool bCreate) : m_path(path)
+{
+    if (bCreate)
+        Descriptor(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
+    Read();
+}
+
+void CConfigFile::Read()
+{
+    const Descriptor fd(open(m_path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    if (fd < 0) {
+        m_readable = errno == ENOENT;
+        return;
+    }
+    const std::optional<std::string> text = ReadWhole(fd);
+    if (!text || text->find('\0') != std::string::npos) {
+        m_readable = false;
+        return;
+    }
+    for (std::size_t start = 0; start < text->size();) {
+        const std::size_t end = std::min(text->find('\n', start), text->size());
+        m_lines.push_back(text->substr(start, end - start));
+        start = end + 1;
+    }
+}
+
+std::vector<std::string>::size_type CConfigFile::Find(const std::string& key) const
+{
+    auto at = m_lines.size();
+    while (at-- > 0) {
+        const auto setting = Setting(m_lines[at]);
+        if (setting && setting->first == key)
+            return at;
+    }
+    return std::string::npos;
+}
+
+long CConfigFile::GetLongValue(const std::string& key, long nDefault) const
+{
+    const std::string text = GetStringValue(key, std::string());
+    char* end = nullptr;
+    errno = 0;
+    const long value = std::strtol(text.c_str(), &end, 10);
+    return text.empty() || *end != '\0' || errno == ERANGE ? nDefault : value;
+}
+
+std::string CConfigFile::GetStringValue(const std::string& key, const std::string& sDefault) const
+{
+    const auto at = Find(key);
+    return at == std::string::npos ? sDefault : Setting(m_lines[at])->second;
+}
+
+bool CConfigFile::SetValue(const std::string& key, const std::string& value, bool bWrite)
+{
+    const std::string lineEnds("\n\0", 2);
+    if (key.empty() || key[0] == '#' || key.find('=') != std::string::npos || Trim(key) != key
+        || Trim(value) != value || key.find_first_of(lineEnds) != std::string::npos
+        || value.find_first_of(lineEnds) != std::string::npos || !m_readable)
+        return false;
+    const std::vector<std::string> before = m_lines;
+    const std::string line = key + " = " + value;
+    const auto at = Find(key);
+    if (at == std::string::npos)
+        m_lines.push_back(line);
+    else
+        m_lines[at] = line;
+    if (!bWrite) {
+        m_dirty = true;
+        return true;
+    }
+    if (Write())
+        return true;
+    m_lines = before;
+    return false;
+}
+
+bool CConfigFile::Close()
+{
+    return !m_dirty || Write();
+}
+
+bool CConfigFile::Write()
+{
+    std::string text;
+    for (const std::string& line : m_lines)
+        text += line + '\n';
+    if (!ReplaceFile(m_path, text))
+        return false;
+    m_dirty = false;
+    return true;
+}
