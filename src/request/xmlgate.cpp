@@ -1,0 +1,396 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "request/xmlgate.h"
+
+#include <QRegularExpression>
+#include <cstring>
+#include <strings.h>
+
+namespace
+{
+
+// More than any XML declaration needs; of other instructions nothing but the
+// name matters.
+constexpr std::size_t maxDeclaration = 1024;
+
+const char* Find(const char* p, const char* end, char c)
+{
+    const void* found = std::memchr(p, c, std::size_t(end - p));
+    return found ? static_cast<const char*>(found) : end;
+}
+
+bool IsBlank(char c)
+{
+    return c == ' ' || c == '\t' || c == '\n' || c == '\r';
+}
+
+// The bytes that can begin a name, as far as a single byte tells.
+bool IsNameStart(char c)
+{
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' || c == ':' || (c & 0x80);
+}
+
+bool StartsWith(const std::string& text, const char* prefix)
+{
+    return text.compare(0, std::strlen(prefix), prefix) == 0;
+}
+
+// Whether an instruction, by its beginning, is (or would be) an XML declaration.
+bool IsDeclaration(const std::string& instruction)
+{
+    return instruction.size() > 3 && strncasecmp(instruction.c_str(), "xml", 3) == 0
+        && (IsBlank(instruction[3]) || instruction[3] == '?');
+}
+
+} // namespace
+
+XmlGate::XmlGate(std::uint64_t maxBytes) : m_maxBytes(maxBytes) { }
+
+bool XmlGate::Feed(const char* data, std::size_t size)
+{
+    m_bytes += size;
+    if (m_bytes > m_maxBytes || std::memchr(data, '\0', size))
+        Refuse();
+    const char* const end = data + size;
+    if (!m_refused && m_utf8)
+        CheckUtf8(data, end);
+    const char* p = m_started ? data : SkipByteOrderMark(data, end);
+    while (p != end && !m_refused)
+        p = Step(p, end);
+    return !m_refused;
+}
+
+bool XmlGate::Finish()
+{
+    if (m_state != State::Text || m_depth != 0 || !m_rootSeen)
+        Refuse();
+    if (m_utf8 && (!m_validUtf8 || m_following != 0))
+        Refuse();
+    return !m_refused;
+}
+
+const char* XmlGate::SkipByteOrderMark(const char* p, const char* end)
+{
+    static const char mark[] = "\xEF\xBB\xBF";
+    while (p != end && m_mark < 3 && *p == mark[m_mark]) {
+        ++p;
+        ++m_mark;
+    }
+    if (p == end)
+        return p;
+    // A part of the mark is no beginning of a document.
+    if (m_mark == 1 || m_mark == 2)
+        Refuse();
+    m_started = true;
+    m_atStart = true;
+    return p;
+}
+
+const char* XmlGate::Step(const char* p, const char* end)
+{
+    switch (m_state) {
+    case State::Text:
+        return InText(p, end);
+    case State::Open:
+        return AtOpen(p);
+    case State::Declaration:
+        return InDeclaration(p);
+    case State::Comment:
+        return InComment(p, end);
+    case State::CData:
+        return InCData(p, end);
+    case State::Instruction:
+        return InInstruction(p, end);
+    case State::StartTag:
+        return InStartTag(p, end);
+    case State::StartTagValue:
+    case State::DoctypeLiteral:
+        return InValue(p, end);
+    case State::EndTag:
+        return InEndTag(p, end);
+    case State::Doctype:
+        return InDoctype(p, end);
+    case State::DoctypeSubset:
+        return InDoctypeSubset(p);
+    }
+    return end;
+}
+
+const char* XmlGate::InText(const char* p, const char* end)
+{
+    const char* const open = Find(p, end, '<');
+    if (open != p)
+        m_atStart = false;
+    if (open == end)
+        return end;
+    m_state = State::Open;
+    m_tag = 1;
+    m_word.clear();
+    return open + 1;
+}
+
+const char* XmlGate::AtOpen(const char* p)
+{
+    m_run = 0;
+    Node(); // the text before it
+    CountTag(1);
+    if (*p != '?')
+        m_atStart = false;
+    if (*p == '/') {
+        m_state = State::EndTag;
+    } else if (*p == '!') {
+        m_state = State::Declaration;
+    } else if (*p == '?') {
+        m_state = State::Instruction;
+    } else if (IsNameStart(*p)) {
+        m_state = State::StartTag;
+        m_slash = false;
+        m_attributes = 0;
+    } else {
+        Refuse();
+    }
+    return p + 1;
+}
+
+// Behind "<!": which of the three things is it?
+const char* XmlGate::InDeclaration(const char* p)
+{
+    CountTag(1);
+    m_word += *p;
+    if (m_word == "--") {
+        m_state = State::Comment;
+        Node();
+    } else if (m_word == "[CDATA[") {
+        m_state = State::CData;
+        Node();
+    } else if (m_word == "DOCTYPE") {
+        m_state = State::Doctype;
+        if (m_doctypeSeen || m_rootSeen)
+            Refuse();
+        m_doctypeSeen = true;
+    } else if (!StartsWith("--", m_word.c_str()) && !StartsWith("[CDATA[", m_word.c_str())
+               && !StartsWith("DOCTYPE", m_word.c_str())) {
+        Refuse();
+    }
+    return p + 1;
+}
+
+const char* XmlGate::InComment(const char* p, const char* end)
+{
+    if (m_run == 2) {
+        if (*p != '>')
+            Refuse();
+        m_state = State::Text;
+        return p + 1;
+    }
+    if (*p == '-') {
+        ++m_run;
+        return p + 1;
+    }
+    m_run = 0;
+    return Find(p, end, '-');
+}
+
+const char* XmlGate::InCData(const char* p, const char* end)
+{
+    if (*p == ']') {
+        m_run = m_run < 2 ? m_run + 1 : 2;
+        return p + 1;
+    }
+    if (*p == '>' && m_run == 2) {
+        m_state = State::Text;
+        return p + 1;
+    }
+    m_run = 0;
+    return Find(p, end, ']');
+}
+
+const char* XmlGate::InInstruction(const char* p, const char* end)
+{
+    if (*p == '>' && m_run == 1) {
+        EndInstruction();
+        return p + 1;
+    }
+    m_run = *p == '?' ? 1 : 0;
+    const char* const next = m_run ? p + 1 : Find(p, end, '?');
+    const std::size_t room = maxDeclaration - m_word.size();
+    m_word.append(p, std::size_t(next - p) < room ? std::size_t(next - p) : room);
+    return next;
+}
+
+void XmlGate::EndInstruction()
+{
+    m_state = State::Text;
+    Node();
+    if (IsDeclaration(m_word) && (!m_atStart || !EncodingIsPlain(m_word)))
+        Refuse();
+    m_atStart = false;
+}
+
+const char* XmlGate::InStartTag(const char* p, const char* end)
+{
+    const char* const begin = p;
+    while (p != end) {
+        const char c = *p++;
+        if (c == '"' || c == '\'') {
+            m_quote = c;
+            m_state = State::StartTagValue;
+            break;
+        }
+        if (c == '>') {
+            m_state = State::Text;
+            break;
+        }
+        if (c == '<')
+            Refuse();
+        if (c == '=' && ++m_attributes > maxAttributes)
+            Refuse();
+        m_slash = c == '/';
+    }
+    CountTag(p - begin);
+    if (m_state == State::Text)
+        OpenElement();
+    return p;
+}
+
+// A quoted stretch of a tag or a document type declaration. A '<' has no place
+// in an attribute's value, and is refused in the other as well.
+const char* XmlGate::InValue(const char* p, const char* end)
+{
+    const char* const close = Find(p, end, m_quote);
+    if (Find(p, close, '<') != close)
+        Refuse();
+    CountTag(close - p + (close != end));
+    if (close == end)
+        return end;
+    m_slash = false;
+    m_state = m_state == State::StartTagValue ? State::StartTag : State::Doctype;
+    return close + 1;
+}
+
+const char* XmlGate::InEndTag(const char* p, const char* end)
+{
+    const char* const close = Find(p, end, '>');
+    if (Find(p, close, '<') != close)
+        Refuse();
+    CountTag(close - p + (close != end));
+    if (close == end)
+        return end;
+    m_state = State::Text;
+    CloseElement();
+    return close + 1;
+}
+
+const char* XmlGate::InDoctype(const char* p, const char* end)
+{
+    const char* const begin = p;
+    while (p != end && m_state == State::Doctype) {
+        const char c = *p++;
+        if (c == '"' || c == '\'') {
+            m_quote = c;
+            m_state = State::DoctypeLiteral;
+        } else if (c == '[') {
+            m_state = State::DoctypeSubset;
+        } else if (c == '>') {
+            m_state = State::Text;
+        } else if (c == '<') {
+            Refuse();
+        }
+    }
+    CountTag(p - begin);
+    return p;
+}
+
+// Between the brackets of a document type declaration nothing may stand.
+const char* XmlGate::InDoctypeSubset(const char* p)
+{
+    CountTag(1);
+    if (*p == ']')
+        m_state = State::Doctype;
+    else if (!IsBlank(*p))
+        Refuse();
+    return p + 1;
+}
+
+void XmlGate::OpenElement()
+{
+    m_rootSeen = true;
+    m_nodes += std::uint64_t(m_attributes);
+    Node();
+    if (++m_depth > maxDepth)
+        Refuse();
+    if (m_slash)
+        CloseElement();
+}
+
+void XmlGate::CloseElement()
+{
+    if (--m_depth < 0)
+        Refuse();
+}
+
+void XmlGate::Node()
+{
+    if (++m_nodes > maxNodes)
+        Refuse();
+}
+
+void XmlGate::CountTag(std::ptrdiff_t bytes)
+{
+    m_tag += std::size_t(bytes);
+    if (m_tag > maxTag)
+        Refuse();
+}
+
+// Whether an XML declaration is well formed and names an encoding whose markup
+// is plain ASCII bytes. UTF-8 without a declared name.
+bool XmlGate::EncodingIsPlain(const std::string& declaration)
+{
+    static const QRegularExpression form(QStringLiteral(
+        "\\Axml[ \\t\\r\\n]+version[ \\t\\r\\n]*=[ \\t\\r\\n]*(\"[^\"<&]*\"|'[^'<&]*')"
+        "([ \\t\\r\\n]+encoding[ \\t\\r\\n]*=[ \\t\\r\\n]*(\"(?<n>[^\"]*)\"|'(?<m>[^']*)'))?"
+        "([ \\t\\r\\n]+standalone[ \\t\\r\\n]*=[ \\t\\r\\n]*(\"[a-z]*\"|'[a-z]*'))?[ "
+        "\\t\\r\\n]*\\?\\z"));
+    static const QRegularExpression plain(
+        QStringLiteral("\\A(US-ASCII|ISO-8859-([1-9]|1[0-6])|windows-125[0-8])\\z"),
+        QRegularExpression::CaseInsensitiveOption);
+    const auto match = form.match(QString::fromLatin1(declaration.c_str()));
+    if (!match.hasMatch())
+        return false;
+    const QString name = match.captured(QStringLiteral("n")) + match.captured(QStringLiteral("m"));
+    const bool named = match.capturedLength(2) > 0;
+    if (!named || name.compare(QLatin1String("UTF-8"), Qt::CaseInsensitive) == 0)
+        return true;
+    // Behind a byte order mark the text is UTF-8 whatever it says.
+    m_utf8 = m_mark == 3;
+    return plain.match(name).hasMatch();
+}
+
+// Looks for bytes that are no UTF-8, eight at a time where they are ASCII.
+void XmlGate::CheckUtf8(const char* p, const char* end)
+{
+    while (p != end && m_validUtf8) {
+        if (m_following == 0) {
+            std::uint64_t eight;
+            while (end - p >= 8 && (std::memcpy(&eight, p, 8), (eight & 0x8080808080808080u) == 0))
+                p += 8;
+            if (p == end)
+                return;
+        }
+        const auto c = static_cast<unsigned char>(*p++);
+        if (m_following > 0) {
+            m_validUtf8 = c >= m_lowest && c <= m_highest;
+            --m_following;
+            m_lowest = 0x80;
+            m_highest = 0xBF;
+        } else if (c >= 0x80) {
+            // Overlong forms, surrogates and what lies beyond Unicode are excluded
+            // by the bounds of the second byte.
+            m_validUtf8 = c >= 0xC2 && c <= 0xF4;
+            m_following = c >= 0xF0 ? 3 : c >= 0xE0 ? 2 : 1;
+            m_lowest = c == 0xE0 ? 0xA0 : c == 0xF0 ? 0x90 : 0x80;
+            m_highest = c == 0xED ? 0x9F : c == 0xF4 ? 0x8F : 0xBF;
+        }
+    }
+}

@@ -1,0 +1,105 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The gate before the XML parser: one pass over the bytes of a reply, in pieces
+// of any size, that refuses what would harm the process once it is a tree.
+//
+// Refused are: a document type declaration with declarations in it (entities
+// can eat all memory), elements nested too deep (a tree is taken down by
+// recursion), tags, numbers of nodes and attributes beyond reason, a text over
+// the size limit, NUL bytes, text that is not valid UTF-8 though it should be,
+// and encodings in which markup could look like text to a scanner of bytes.
+// Accepted are UTF-8, US-ASCII, ISO-8859-1 to -16 and windows-1250 to -1258, as
+// the XML declaration names them.
+//
+// The gate is no parser: it lets malformed text through where that is harmless
+// and refuses it where it is in doubt. Up to the first error that a parser
+// finds, both see the same markup; what follows the error no parser builds.
+
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+class XmlGate
+{
+public:
+    static constexpr int maxDepth = 512;
+    static constexpr std::size_t maxTag = 64 * 1024; // from '<' to '>', both counted
+    static constexpr int maxAttributes = 512; // of one tag
+    // Elements, attributes, comments and the like, and one for the text before
+    // each tag. A catalog of 60,000 products has under two million.
+    static constexpr std::uint64_t maxNodes = 6'000'000;
+
+    explicit XmlGate(std::uint64_t maxBytes);
+
+    // Looks at the next bytes. False once the text is refused; the rest of it
+    // need not be shown then.
+    bool Feed(const char* data, std::size_t size);
+
+    // Whether the text, now complete, may be parsed.
+    bool Finish();
+
+private:
+    enum class State {
+        Text,
+        Open,
+        Declaration,
+        Comment,
+        CData,
+        Instruction,
+        StartTag,
+        StartTagValue,
+        EndTag,
+        Doctype,
+        DoctypeLiteral,
+        DoctypeSubset
+    };
+
+    const char* SkipByteOrderMark(const char* p, const char* end);
+    const char* Step(const char* p, const char* end);
+    const char* InText(const char* p, const char* end);
+    const char* AtOpen(const char* p);
+    const char* InDeclaration(const char* p);
+    const char* InComment(const char* p, const char* end);
+    const char* InCData(const char* p, const char* end);
+    const char* InInstruction(const char* p, const char* end);
+    const char* InStartTag(const char* p, const char* end);
+    const char* InValue(const char* p, const char* end);
+    const char* InEndTag(const char* p, const char* end);
+    const char* InDoctype(const char* p, const char* end);
+    const char* InDoctypeSubset(const char* p);
+
+    void OpenElement();
+    void CloseElement();
+    void EndInstruction();
+    void Node();
+    void CountTag(std::ptrdiff_t bytes);
+    bool EncodingIsPlain(const std::string& declaration);
+    void CheckUtf8(const char* p, const char* end);
+    void Refuse() { m_refused = true; }
+
+    const std::uint64_t m_maxBytes;
+    std::uint64_t m_bytes = 0;
+    std::uint64_t m_nodes = 0;
+    State m_state = State::Text;
+    bool m_refused = false;
+    bool m_rootSeen = false;
+    bool m_doctypeSeen = false;
+    bool m_started = false; // something other than a byte order mark was seen
+    bool m_atStart = false; // the instruction being read is the first thing
+    bool m_slash = false; // the byte before in a tag
+    char m_quote = '"';
+    int m_mark = 0; // bytes of a byte order mark seen
+    int m_run = 0; // dashes, brackets or question marks seen in a row
+    int m_depth = 0;
+    int m_attributes = 0;
+    std::size_t m_tag = 0; // length of the tag so far
+    std::string m_word; // the beginning of an instruction or a declaration
+
+    bool m_utf8 = true; // what the text is to be
+    bool m_validUtf8 = true;
+    int m_following = 0; // bytes that the present character still lacks
+    unsigned char m_lowest = 0x80, m_highest = 0xBF; // bounds of the next of them
+};
