@@ -1,0 +1,244 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The process runner.
+
+#include "install/crun.h"
+
+#include <QElapsedTimer>
+#include <QFile>
+#include <QTemporaryDir>
+#include <QTimer>
+#include <QtTest>
+#include <cerrno>
+#include <csignal>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+class CRunTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    QTemporaryDir m_dir;
+
+    // An executable file in the test's folder.
+    QString program(const char* name, const QByteArray& text) const
+    {
+        QFile file(m_dir.filePath(QLatin1String(name)));
+        if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size())
+            qFatal("cannot write a test program");
+        file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        return file.fileName();
+    }
+    QByteArray contents(const char* name) const
+    {
+        QFile file(m_dir.filePath(QLatin1String(name)));
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<none>");
+    }
+    // What `run` writes to standard output.
+    template <typename Run> QByteArray output(Run run) const
+    {
+        std::fflush(stdout);
+        const int before = dup(1);
+        const QString name = m_dir.filePath(QStringLiteral("stdout"));
+        if (!std::freopen(qPrintable(name), "w", stdout))
+            qFatal("cannot redirect");
+        run();
+        std::fflush(stdout);
+        dup2(before, 1);
+        close(before);
+        return contents("stdout");
+    }
+    // The words that a program started with `arguments` is given.
+    QByteArray words(const QString& arguments) const
+    {
+        const QString show = program("show",
+                                     "#!/bin/sh\nfor w in \"$@\"; do printf '<%s>' \"$w\"; "
+                                     "done > \"${0%/*}/words\"\n");
+        QFile::remove(m_dir.filePath(QStringLiteral("words")));
+        CRun run(show, arguments, true);
+        return run.Run() == 0 ? contents("words") : QByteArray("<failed>");
+    }
+
+private slots:
+    void newRunnerHasNoProcess()
+    {
+        CRun run;
+        QCOMPARE(run.pid(), -1);
+        QCOMPARE(run.Run(), -1);
+        QCOMPARE(run.Run(QString(), QStringLiteral("x"), true), -1);
+        QCOMPARE(run.pid(), -1);
+    }
+
+    void mkdirSplitsIntoThreeWords()
+    {
+        QCOMPARE(words(QStringLiteral("-p /a/b")), QByteArray("<-p></a/b>"));
+        const QString path = m_dir.filePath(QStringLiteral("a/b"));
+        CRun run(QStringLiteral("/bin/mkdir"), QStringLiteral("-p ") + path, true);
+        QCOMPARE(run.Run(), 0);
+        QVERIFY(QDir(path).exists());
+    }
+
+    void severalBlanksGiveNoEmptyWords()
+    {
+        QCOMPARE(words(QStringLiteral("  a   b  ")), QByteArray("<a><b>"));
+    }
+
+    void quotesKeepBlanksAndStay()
+    {
+        QCOMPARE(words(QStringLiteral("a \"b c\"")), QByteArray("<a><\"b c\">"));
+    }
+
+    void escapedQuoteDoesNotToggle()
+    {
+        QCOMPARE(words(QStringLiteral("a\\\"b c")), QByteArray("<a\\\"b><c>"));
+        QCOMPARE(words(QStringLiteral("\"a \\\" b\" c")), QByteArray("<\"a \\\" b\"><c>"));
+    }
+
+    void unclosedQuoteTakesTheRest()
+    {
+        QCOMPARE(words(QStringLiteral("\"a b  c")), QByteArray("<\"a b  c>"));
+    }
+
+    void noShellReadsTheArguments()
+    {
+        QCOMPARE(words(QStringLiteral("$HOME ; * `x`")), QByteArray("<$HOME><;><*><`x`>"));
+    }
+
+    void waitingRunReturnsTheExitCode()
+    {
+        CRun run(program("seven", "#!/bin/sh\nexit 7\n"), QString(), true);
+        QCOMPARE(run.Run(), 7);
+        QVERIFY(run.pid() > 0);
+    }
+
+    void killedChildGives128AndTheSignal()
+    {
+        CRun run(program("killed", "#!/bin/sh\nkill -9 $$\n"), QString(), true);
+        QCOMPARE(run.Run(), 128 + SIGKILL);
+        QCOMPARE(run.Run(program("term", "#!/bin/sh\nkill -15 $$\n"), QString(), true),
+                 128 + SIGTERM);
+    }
+
+    void waitingRunLeavesNoZombie()
+    {
+        CRun run(program("end", "#!/bin/sh\nexit 0\n"), QString(), true);
+        QCOMPARE(run.Run(), 0);
+        errno = 0;
+        QCOMPARE(waitpid(run.pid(), nullptr, WNOHANG), -1);
+        QCOMPARE(errno, ECHILD);
+    }
+
+    void failingExecveGives127()
+    {
+        CRun run(program("noformat",
+                         "\x7f"
+                         "ELF rubbish"),
+                 QString(), true);
+        QCOMPARE(run.Run(), 127);
+    }
+
+    void missingProgramIsSaid()
+    {
+        int result = 0;
+        const QByteArray said = output([&] {
+            CRun run(QStringLiteral("/nowhere/tool"), QStringLiteral("-x y"), true);
+            result = run.Run();
+        });
+        QCOMPARE(result, -1);
+        QCOMPARE(said, QByteArray("Can not find /nowhere/tool to execute.\n"));
+    }
+
+    void notExecutableIsSaid()
+    {
+        const QString name = program("plain", "text");
+        QFile::setPermissions(name, QFile::ReadOwner);
+        int result = 0;
+        const QByteArray said = output([&] {
+            CRun run;
+            result = run.Run(name, QString(), false);
+        });
+        QCOMPARE(result, -1);
+        QCOMPARE(said, QByteArray("Can not find " + name.toUtf8() + " to execute.\n"));
+    }
+
+    void blankProgramStartsNothing()
+    {
+        CRun run;
+        output([&] { QCOMPARE(run.Run(QStringLiteral("  "), QString(), true), -1); });
+        QCOMPARE(run.pid(), -1);
+    }
+
+    void withoutWaitItReturnsAtOnceAndRunsOn()
+    {
+        QVERIFY(mkfifo(qPrintable(m_dir.filePath(QStringLiteral("gate"))), 0600) == 0);
+        CRun run(program("later",
+                         "#!/bin/sh\nread x < \"${0%/*}/gate\"; echo $x > "
+                         "\"${0%/*}/later.out\"\n"),
+                 QString(), false);
+        QCOMPARE(run.Run(), -1);
+        QVERIFY(run.pid() > 0);
+        QCOMPARE(contents("later.out"), QByteArray("<none>"));
+        QFile gate(m_dir.filePath(QStringLiteral("gate")));
+        QVERIFY(gate.open(QIODevice::WriteOnly));
+        gate.write("done\n");
+        gate.close();
+        QCOMPARE(waitpid(run.pid(), nullptr, 0), run.pid());
+        QCOMPARE(contents("later.out"), QByteArray("done\n"));
+    }
+
+    void laterRunCollectsAFinishedOne()
+    {
+        CRun first(QStringLiteral("/bin/true"), QString(), false);
+        first.Run();
+        siginfo_t info;
+        QCOMPARE(waitid(P_PID, id_t(first.pid()), &info, WEXITED | WNOWAIT), 0);
+        CRun second(QStringLiteral("/bin/true"), QString(), false);
+        second.Run();
+        QCOMPARE(kill(first.pid(), 0), -1);
+        waitpid(second.pid(), nullptr, 0);
+    }
+
+    void aChildCollectedByAnotherEndsTheWaitWithErrno()
+    {
+        CRun run(program("taken", "#!/bin/sh\nread x < \"${0%/*}/taken.gate\"\n"), QString(), true);
+        QVERIFY(mkfifo(qPrintable(m_dir.filePath(QStringLiteral("taken.gate"))), 0600) == 0);
+        QTimer::singleShot(0, this, [&] {
+            kill(run.pid(), SIGKILL);
+            waitpid(run.pid(), nullptr, 0);
+        });
+        QCOMPARE(run.Run(), ECHILD);
+    }
+
+    void timersFireDuringAWait()
+    {
+        QVERIFY(mkfifo(qPrintable(m_dir.filePath(QStringLiteral("timer.gate"))), 0600) == 0);
+        CRun run(program("timed", "#!/bin/sh\nread x < \"${0%/*}/timer.gate\"; exit 3\n"),
+                 QString(), true);
+        // The child ends only when a timer has let it.
+        int fired = 0;
+        QTimer timer;
+        connect(&timer, &QTimer::timeout, this, [&] {
+            if (++fired != 3)
+                return;
+            QFile gate(m_dir.filePath(QStringLiteral("timer.gate")));
+            QVERIFY(gate.open(QIODevice::WriteOnly));
+            gate.write("go\n");
+        });
+        timer.start(1);
+        QCOMPARE(run.Run(), 3);
+        QVERIFY(fired >= 3);
+    }
+
+    void childInheritsTheEnvironment()
+    {
+        qputenv("CRUN_TEST", "4");
+        CRun run(program("env", "#!/bin/sh\nexit $CRUN_TEST\n"), QString(), true);
+        QCOMPARE(run.Run(), 4);
+    }
+};
+
+QTEST_GUILESS_MAIN(CRunTest)
+#include "tst_crun.moc"

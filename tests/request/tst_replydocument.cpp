@@ -1,0 +1,308 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// What passes from a reply's text into a document, and what must not.
+
+#include "request/replydocument.h"
+#include "request/xmlgate.h"
+#include "util/paths.h"
+
+#include <QBuffer>
+#include <QDomDocument>
+#include <QFile>
+#include <QRandomGenerator>
+#include <QXmlStreamReader>
+#include <QtTest>
+#include <algorithm>
+
+namespace
+{
+
+constexpr std::uint64_t unlimited = 1ull << 40;
+
+bool Passes(const QByteArray& text, int chunk = 64 * 1024)
+{
+    QByteArray bytes = text;
+    QBuffer buffer(&bytes);
+    buffer.open(QIODevice::ReadOnly);
+    return PassesGate(buffer, unlimited, chunk);
+}
+
+bool Reads(const QByteArray& text, QDomDocument& document)
+{
+    QByteArray bytes = text;
+    QBuffer buffer(&bytes);
+    buffer.open(QIODevice::ReadOnly);
+    return ReadReplyDocument(buffer, document);
+}
+
+QByteArray Nested(int depth)
+{
+    return QByteArray("<e>").repeated(depth) + "x" + QByteArray("</e>").repeated(depth);
+}
+
+// The depth that the stream reader reaches before the end or its first error.
+int DepthSeen(const QByteArray& text)
+{
+    QXmlStreamReader reader(text);
+    int depth = 0;
+    int most = 0;
+    while (!reader.atEnd()) {
+        const auto token = reader.readNext();
+        if (token == QXmlStreamReader::StartElement)
+            most = std::max(most, ++depth);
+        else if (token == QXmlStreamReader::EndElement)
+            --depth;
+    }
+    return most;
+}
+
+const QByteArray odd = "\xEF\xBB\xBF<?xml version=\"1.0\" encoding='utf-8' standalone=\"yes\" ?>\n"
+                       "<!DOCTYPE agentfunction SYSTEM \"x>y\" >\n"
+                       "<!-- <a> - -> '\" -->\n<?pi <b> ? > ?>"
+                       "<agentfunction a='>/\">' b = \">'\"><![CDATA[<c>]] ]>]]]>"
+                       "<d/><e f='/'></e ><g\n/>h&lt;&#65;\xC3\xA9 > ' \"<!----></agentfunction>\n";
+
+} // namespace
+
+class ReplyDocumentTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void fineDocumentsPass_data()
+    {
+        QTest::addColumn<QByteArray>("text");
+        QTest::newRow("bare") << QByteArray("<a/>");
+        QTest::newRow("everything") << odd;
+        QTest::newRow("bare doctype") << QByteArray("<!DOCTYPE a><a/>");
+        QTest::newRow("public doctype") << QByteArray("<!DOCTYPE a PUBLIC '[' \"[x]\"><a/>");
+        QTest::newRow("depth 512") << Nested(512);
+        QTest::newRow("latin 1") << QByteArray(
+            "<?xml version='1.0' encoding='ISO-8859-15'?><a>\xE9</a>");
+        QTest::newRow("windows") << QByteArray(
+            "<?xml version='1.0' encoding=\"Windows-1252\"?><a>\x80</a>");
+        QTest::newRow("ascii") << QByteArray("<?xml version='1.0' encoding='us-ascii'?><a/>");
+        QTest::newRow("stylesheet") << QByteArray("<?xml version='1.0'?><?xml-stylesheet x?><a/>");
+        QTest::newRow("long text") << QByteArray("<a>" + QByteArray(300000, 'x') + "</a>");
+        QTest::newRow("long comment")
+            << QByteArray("<a><!--" + QByteArray(300000, '<') + "--></a>");
+        QTest::newRow("tag of 64 KB")
+            << QByteArray("<a b='" + QByteArray(65536 - 10, 'x') + "' />");
+        QTest::newRow("wide") << QByteArray("<a>" + QByteArray("<b/><c></c>").repeated(2000)
+                                            + "</a>");
+    }
+    void fineDocumentsPass()
+    {
+        QFETCH(QByteArray, text);
+        QVERIFY(Passes(text));
+        QDomDocument document(QStringLiteral("VantrelAgentXML"));
+        QVERIFY(Reads(text, document));
+        QVERIFY(!document.documentElement().isNull());
+    }
+
+    void harmfulDocumentsAreRefused_data()
+    {
+        QTest::addColumn<QByteArray>("text");
+        QTest::newRow("entity") << QByteArray("<!DOCTYPE a [<!ENTITY b 'c'>]><a>&b;</a>");
+        QTest::newRow("element declaration") << QByteArray("<!DOCTYPE a[<!ELEMENT a ANY>]><a/>");
+        QTest::newRow("parameter entity") << QByteArray("<!DOCTYPE a [ %b; ]><a/>");
+        QTest::newRow("external and internal")
+            << QByteArray("<!DOCTYPE a SYSTEM 'x' [<!ENTITY b SYSTEM 'y'>]><a/>");
+        QByteArray bomb = "<!DOCTYPE a [<!ENTITY e0 'ha'>";
+        for (int i = 1; i < 30; ++i)
+            bomb += "<!ENTITY e" + QByteArray::number(i) + " '"
+                + QByteArray("&e" + QByteArray::number(i - 1) + ";").repeated(2) + "'>";
+        QTest::newRow("entity bomb") << QByteArray(bomb + "]><a>&e29;</a>");
+        QTest::newRow("one long entity")
+            << QByteArray("<!DOCTYPE a [<!ENTITY b '" + QByteArray(4000, 'x') + "'>]><a>"
+                          + QByteArray("&b;").repeated(20000) + "</a>");
+        QTest::newRow("depth 513") << Nested(513);
+        QTest::newRow("empty element at 513") << QByteArray(QByteArray("<e>").repeated(512) + "<f/>"
+                                                            + QByteArray("</e>").repeated(512));
+        QTest::newRow("depth 100000") << Nested(100000);
+        QTest::newRow("depth behind a comment")
+            << QByteArray("<!--->--><a>" + Nested(600) + "</a>");
+        QTest::newRow("depth behind a quote") << QByteArray("<a b='\"'>" + Nested(600) + "</a>");
+        QTest::newRow("depth behind CDATA")
+            << QByteArray("<a><![CDATA[]]]]>" + Nested(600) + "</a>");
+        QTest::newRow("depth behind an instruction")
+            << QByteArray("<?a '?><a>" + Nested(600) + "</a>");
+        QTest::newRow("tag over 64 KB")
+            << QByteArray("<a b='" + QByteArray(65536 - 9, 'x') + "' />");
+        QTest::newRow("end tag over 64 KB") << QByteArray("<a></a" + QByteArray(65536, ' ') + ">");
+        QByteArray many = "<a";
+        for (int i = 0; i < 513; ++i)
+            many += " b" + QByteArray::number(i) + "=''";
+        QTest::newRow("too many attributes") << QByteArray(many + "/>");
+        QTest::newRow("too many nodes")
+            << QByteArray("<a>" + QByteArray("<b/>").repeated(3000001) + "</a>");
+        QTest::newRow("NUL in text") << QByteArray("<a>\0</a>", 8);
+        QTest::newRow("NUL behind the end") << QByteArray("<a/>\0", 5);
+        QTest::newRow("bad UTF-8") << QByteArray("<a>\xC3</a>");
+        QTest::newRow("overlong UTF-8") << QByteArray("<a>\xC0\xBC"
+                                                      "b></a>");
+        QTest::newRow("surrogate in UTF-8") << QByteArray("<a>\xED\xA0\x80</a>");
+        QTest::newRow("beyond Unicode") << QByteArray("<a>\xF4\x90\x80\x80</a>");
+        QTest::newRow("UTF-8 cut off") << QByteArray("<a/>\xE2\x82");
+        QTest::newRow("empty") << QByteArray();
+        QTest::newRow("a mark alone") << QByteArray("\xEF\xBB\xBF");
+        QTest::newRow("part of a mark") << QByteArray("\xEF\xBB<a/>");
+        QTest::newRow("text alone") << QByteArray("no document");
+        QTest::newRow("truncated") << QByteArray("<a><b></b>");
+        QTest::newRow("truncated tag") << QByteArray("<a/><!--");
+        QTest::newRow("too many ends") << QByteArray("<a/></a>");
+        QTest::newRow("tag in a tag") << QByteArray("<a <b></a>");
+        QTest::newRow("tag in a value") << QByteArray("<a b='<c>'/>");
+        QTest::newRow("dashes in a comment") << QByteArray("<!-- -- <a> --><a/>");
+        QTest::newRow("unknown declaration") << QByteArray("<!ELEMENT a ANY><a/>");
+        QTest::newRow("late XML declaration") << QByteArray(" <?xml version='1.0'?><a/>");
+        QTest::newRow("two doctypes") << QByteArray("<!DOCTYPE a><!DOCTYPE a><a/>");
+    }
+    void harmfulDocumentsAreRefused()
+    {
+        QFETCH(QByteArray, text);
+        QVERIFY(!Passes(text));
+        QDomDocument document(QStringLiteral("VantrelAgentXML"));
+        QVERIFY(!Reads(text, document));
+        QVERIFY(document.documentElement().isNull());
+    }
+
+    void encodingsThatHideMarkupAreRefused_data()
+    {
+        QTest::addColumn<QByteArray>("name");
+        for (const char* name :
+             { "UTF-16", "UTF-16LE", "UTF-32", "UTF-7", "ISO-2022-JP", "IBM037", "EBCDIC-CP-US",
+               "Shift_JIS", "GB18030", "Big5", "HZ-GB-2312", "SCSU", "BOCU-1", "ISO-8859-0",
+               "ISO-8859-17", "windows-1259", "ISO-8859-1,locale=de,swaplfnl", "", "UTF-8\"x" })
+            QTest::newRow(name) << QByteArray(name);
+    }
+    void encodingsThatHideMarkupAreRefused()
+    {
+        QFETCH(QByteArray, name);
+        QVERIFY(!Passes("<?xml version=\"1.0\" encoding=\"" + name + "\"?><a/>"));
+    }
+
+    void wideTextIsRefused()
+    {
+        for (const char* name : { "UTF-16LE", "UTF-16BE", "UTF-32LE", "UTF-32BE" }) {
+            QTextCodec* const codec = QTextCodec::codecForName(name);
+            for (const auto flag : { QTextCodec::DefaultConversion, QTextCodec::IgnoreHeader }) {
+                QTextCodec::ConverterState state(flag);
+                const QString text = QStringLiteral("<?xml version='1.0'?><a/>");
+                QVERIFY(!Passes(codec->fromUnicode(text.constData(), text.size(), &state)));
+            }
+        }
+    }
+
+    void everyChunkSizeGivesTheSameAnswer()
+    {
+        QVERIFY(Passes(odd));
+        for (int chunk = 1; chunk <= odd.size(); ++chunk)
+            QVERIFY2(Passes(odd, chunk), qPrintable(QString::number(chunk)));
+        for (const QByteArray& bad :
+             { Nested(513), QByteArray("<!DOCTYPE a [<!ENTITY b 'c'>]><a/>"),
+               QByteArray("<?xml version='1.0' encoding='UTF-7'?><a/>"),
+               QByteArray("<a>\xE2\x82</a>") }) {
+            for (int chunk = 1; chunk <= 64; ++chunk)
+                QVERIFY2(!Passes(bad, chunk), qPrintable(QString::number(chunk)));
+        }
+    }
+
+    void mutationsNeverLetDepthThrough()
+    {
+        const QByteArray good = "<?xml version='1.0'?><!DOCTYPE r><r a='>' b=\"'\"><!-- <x> -->"
+                                "<![CDATA[<y>]]>"
+            + Nested(505) + "<?p <z>?></r>";
+        QRandomGenerator random(1);
+        const QByteArray pieces[] = { "<",    ">",
+                                      "'",    "\"",
+                                      "-",    "--",
+                                      "<!--", "-->",
+                                      "]]>",  "<![CDATA[",
+                                      "?>",   "<?",
+                                      "/",    "/>",
+                                      "=",    "<e>",
+                                      "</e>", "!",
+                                      "[",    "]",
+                                      "&",    QByteArray("<e>").repeated(20) };
+        int passed = 0;
+        for (int round = 0; round < 3000; ++round) {
+            QByteArray text = good;
+            for (int change = 1 + int(random.bounded(3)); change > 0; --change) {
+                // Most changes near the ends, where the markup is varied.
+                const int at = random.bounded(2) ? random.bounded(80) : random.bounded(text.size());
+                text.replace(at, random.bounded(4), pieces[random.bounded(22)]);
+            }
+            if (!Passes(text))
+                continue;
+            ++passed;
+            QVERIFY2(DepthSeen(text) <= XmlGate::maxDepth, text.left(200).constData());
+            QDomDocument document;
+            document.setContent(text);
+        }
+        QVERIFY(passed > 0);
+    }
+
+    void randomMarkupNeverCrashes()
+    {
+        const QByteArray alphabet[]
+            = { "<",           ">",    "/",   "a",         "<a>", "</a>", "<a/>",
+                " b='c'",      "<!--", "-->", "<![CDATA[", "]]>", "<?",   "?>",
+                "<!DOCTYPE a", "[",    "]",   "&lt;",      "\"" };
+        QRandomGenerator random(2);
+        for (int round = 0; round < 20000; ++round) {
+            QByteArray text;
+            for (int n = random.bounded(20); n >= 0; --n)
+                text += alphabet[random.bounded(19)];
+            const bool passes = Passes(text);
+            QCOMPARE(Passes(text, 1), passes);
+            QDomDocument document;
+            if (!passes)
+                QVERIFY2(!document.setContent(text) || text.contains("<!DOCTYPE"),
+                         text.constData());
+        }
+    }
+
+    void theSizeLimitComesFromTheSettings()
+    {
+        QCOMPARE(MaxReplySize(), std::uint64_t(256) << 20);
+        QFile settings(QString::fromStdString(SettingsFile()));
+        QVERIFY(settings.open(QIODevice::WriteOnly));
+        settings.write("max reply size = 20\n");
+        settings.close();
+        QDomDocument document;
+        QVERIFY(Reads("<a>" + QByteArray(13, 'x') + "</a>", document));
+        QVERIFY(!Reads("<a>" + QByteArray(14, 'x') + "</a>", document));
+        QVERIFY(document.documentElement().isNull());
+        QVERIFY(settings.open(QIODevice::WriteOnly));
+        settings.write("max reply size = -1\n");
+        settings.close();
+        QCOMPARE(MaxReplySize(), std::uint64_t(256) << 20);
+        QVERIFY(settings.remove());
+    }
+
+    void readsAFileAndNamesNoOther()
+    {
+        QTemporaryFile file;
+        QVERIFY(file.open());
+        file.write(odd);
+        file.close();
+        QDomDocument document(QStringLiteral("VantrelAgentXML"));
+        QVERIFY(ReadReplyDocument(file.fileName(), document));
+        QCOMPARE(document.documentElement().tagName(), QStringLiteral("agentfunction"));
+        QVERIFY(!ReadReplyDocument(file.fileName() + QLatin1String(".absent"), document));
+        QVERIFY(document.documentElement().isNull());
+        QVERIFY(!ReadReplyDocument(QDir::tempPath(), document));
+    }
+
+    void notWellFormedIsFalse()
+    {
+        QDomDocument document;
+        QVERIFY(Passes("<a><b></a></b>"));
+        QVERIFY(!Reads("<a><b></a></b>", document));
+    }
+};
+
+QTEST_GUILESS_MAIN(ReplyDocumentTest)
+#include "tst_replydocument.moc"
