@@ -35,7 +35,7 @@ int COneInstanceMutex::Create(const std::string& name)
     if (name.empty() || name.find('/') != std::string::npos)
         return -1;
     const char* root = secure_getenv("PAKMART_SYSROOT");
-    for (const char* folder : {"/run/lock/", "/tmp/"}) {
+    for (const char* folder : { "/run/lock/", "/tmp/" }) {
         const int fd = OpenLockFile((root ? root : "") + std::string(folder) + name + ".lock");
         if (fd < 0)
             continue;

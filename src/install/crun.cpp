@@ -43,8 +43,8 @@ std::vector<std::string> SplitWords(const std::string& command)
 
 CRun::CRun() = default;
 
-CRun::CRun(const QString& program, const QString& arguments, bool wait) :
-    m_program(program), m_arguments(arguments), m_wait(wait)
+CRun::CRun(const QString& program, const QString& arguments, bool wait)
+    : m_program(program), m_arguments(arguments), m_wait(wait)
 {
 }
 

@@ -47,9 +47,7 @@ QString PlainPath(const QString& path)
                                                                        : path;
 }
 
-void SetRootPath(const char*)
-{
-}
+void SetRootPath(const char*) { }
 
 QString GetRootPath()
 {

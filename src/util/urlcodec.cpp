@@ -13,7 +13,7 @@ namespace
 // The bytes that are written as an escape.
 std::array<bool, 256> MakeEscapeTable()
 {
-    std::array<bool, 256> table {};
+    std::array<bool, 256> table{};
     for (int byte = 0; byte < 256; ++byte)
         table[std::size_t(byte)] = byte <= 32 || byte >= 127;
     for (const char* c = "@<>#\"&?={}|^~[]'`\\:+%"; *c; ++c)

@@ -25,7 +25,10 @@ class SupportTest : public QObject
 private:
     QTemporaryDir m_dir;
 
-    std::string path(const char* name) const { return m_dir.filePath(QLatin1String(name)).toStdString(); }
+    std::string path(const char* name) const
+    {
+        return m_dir.filePath(QLatin1String(name)).toStdString();
+    }
     std::string fileWith(const char* name, const QByteArray& text) const
     {
         QFile file(m_dir.filePath(QLatin1String(name)));
@@ -43,8 +46,9 @@ private slots:
     void readsKeysAndValues()
     {
         const CConfigFile file(
-            fileWith("read", "# a comment\n keep agent xml = 1 \nurl=http://h/x?a=b\nno setting\n"
-                             "empty =\ntwice = 1\ntwice = 2\n#twice = 3"),
+            fileWith("read",
+                     "# a comment\n keep agent xml = 1 \nurl=http://h/x?a=b\nno setting\n"
+                     "empty =\ntwice = 1\ntwice = 2\n#twice = 3"),
             false);
         QCOMPARE(file.GetLongValue("keep agent xml", 0), 1L);
         QCOMPARE(file.GetStringValue("url", "none"), std::string("http://h/x?a=b"));
@@ -137,7 +141,9 @@ private slots:
 
     void binaryFileReadsAsEmptyAndIsNotReplaced()
     {
-        const QByteArray bytes("a = 1\n\0\x7f" "ELF", 11);
+        const QByteArray bytes("a = 1\n\0\x7f"
+                               "ELF",
+                               11);
         const std::string name = fileWith("binary", bytes);
         CConfigFile file(name, false);
         QCOMPARE(file.GetLongValue("a", 5), 5L);
@@ -157,7 +163,7 @@ private slots:
         const pid_t child = fork();
         if (child == 0) {
             std::signal(SIGXFSZ, SIG_IGN);
-            const rlimit none {3, 3};
+            const rlimit none{ 3, 3 };
             setrlimit(RLIMIT_FSIZE, &none);
             _exit(CConfigFile(name, false).SetValue("a", "2", true) ? 1 : 0);
         }
@@ -165,7 +171,7 @@ private slots:
         QCOMPARE(waitpid(child, &status, 0), child);
         QCOMPARE(status, 0);
         QCOMPARE(contents(name), QByteArray("a = 1\n"));
-        QCOMPARE(QDir(m_dir.path()).entryList({QStringLiteral("full*")}).size(), 1);
+        QCOMPARE(QDir(m_dir.path()).entryList({ QStringLiteral("full*") }).size(), 1);
     }
 
     void mutexIsHeldByOneAtATime()
@@ -223,7 +229,7 @@ private slots:
         }
         CTracer::SetSink(before);
         CTracer("unheard").trace_out("unheard");
-        QCOMPARE(seen, (std::vector<std::string> {"0A::B", "1line", "2A::B"}));
+        QCOMPARE(seen, (std::vector<std::string>{ "0A::B", "1line", "2A::B" }));
     }
 
     void tracerWritesToTheFileNamedByTheEnvironment()
@@ -232,7 +238,8 @@ private slots:
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert(QStringLiteral("PAKMART_TRACE"), QString::fromStdString(path("trace")));
         child.setProcessEnvironment(environment);
-        child.start(QCoreApplication::applicationFilePath(), {QStringLiteral("tracerTellsNothing")});
+        child.start(QCoreApplication::applicationFilePath(),
+                    { QStringLiteral("tracerTellsNothing") });
         QVERIFY(child.waitForFinished());
         QCOMPARE(child.exitCode(), 0);
         QCOMPARE(contents(path("trace")), QByteArray("> scope\n  line\n< scope\n"));

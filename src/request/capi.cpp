@@ -1,0 +1,227 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The life of a request: made, started, waited for, destroyed.
+
+#include "request/capi.h"
+
+#include "support/cconfigfile.h"
+#include "support/ctracer.h"
+#include "util/desktop.h"
+#include "util/output.h"
+#include "util/paths.h"
+
+#include <KIO/Job>
+#include <KIO/TransferJob>
+#include <QTimer>
+#include <QUrl>
+
+namespace
+{
+
+QString LockedText()
+{
+    return QStringLiteral("Communication with the VantrelNet server has been "
+                          "temporarily disabled.  Please try again in a few moments.");
+}
+
+QString NoURLText()
+{
+    return QStringLiteral("Pakmart was unable to connect to the VantrelNet server.\n"
+                          "If you continue to get this message, please use Pakmart "
+                          "to check for available system updates.");
+}
+
+QString NoJobText()
+{
+    return QStringLiteral("Unable to connect to the VantrelNet server.\n"
+                          "Either the server is currently unavailable, "
+                          "or your computer is not connected to the internet.\n"
+                          "Please check your internet connection and try again "
+                          "in a few moments.");
+}
+
+// How long a server may be silent, in milliseconds: the wait of a request has no
+// limit, and KIO waits for the beginning of an answer for ever.
+int ResponseTimeout()
+{
+    const CConfigFile settings(SettingsFile(), false);
+    return int(qBound(1L, settings.GetLongValue("response timeout", 120), 86400L)) * 1000;
+}
+
+// The transfer of a URL, or none when it is not one that the store may name: a
+// directory that lists file:/etc/shadow is not obeyed.
+KIO::TransferJob* CreateJob(const QUrl& url)
+{
+    const bool http
+        = url.scheme() == QLatin1String("http") || url.scheme() == QLatin1String("https");
+    if (!url.isValid() || !http || url.host().isEmpty())
+        return nullptr;
+    return KIO::get(url, KIO::Reload, KIO::HideProgressInfo);
+}
+
+} // namespace
+
+int CAPI::m_nReferenceCount = 0;
+bool CAPI::m_bExecutionLocked = false;
+CAPI* CAPI::m_pLockingAPI = nullptr;
+
+CAPI::CAPI(bool bSilent, bool bExclusive, bool bWaitForDone)
+    : m_bSilent(bSilent), m_bWaitForDone(bWaitForDone), m_bDone(std::make_shared<bool>(false))
+{
+    CTracer tracer("CAPI::CAPI");
+    GetURLList();
+    if (LockAPI(bExclusive)) {
+        AddRef();
+        connect(this, &CAPI::BeforeTransfer, this, &CAPI::onBeforeTransfer);
+        connect(this, &CAPI::SuccessfulTransfer, this, &CAPI::onSuccessfulTransfer);
+        connect(this, &CAPI::FailedTransfer, this, &CAPI::onFailedTransfer);
+        connect(this, &CAPI::ErroneousTransfer, this, &CAPI::onErroneousTransfer);
+        connect(this, &CAPI::APIComplete, this, &CAPI::onAPIComplete);
+    }
+    WriteLine(std::string("launching ") + metaObject()->className());
+}
+
+CAPI::~CAPI()
+{
+    CTracer tracer("CAPI::~CAPI");
+    WriteLine(std::string("terminating ") + metaObject()->className());
+    Release();
+    LockAPI(false);
+    emit APIComplete(m_bSucceeded);
+    if (!m_APIFile.fileName().isEmpty() && CAPI::CanDeleteAPIFile())
+        m_APIFile.remove();
+}
+
+bool CAPI::Execute()
+{
+    CTracer tracer("CAPI::Execute");
+    QString sError;
+    if (APILocked(this)) {
+        sError = LockedText();
+    } else {
+        const QString sURL = GetURL(GetAPIName());
+        if (sURL.isEmpty()) {
+            WriteLine(QLatin1String("CAPI::Execute failed to find URL for '") + GetAPIName()
+                      + QLatin1Char('\''));
+            sError = NoURLText();
+        } else {
+            sError = Start(sURL + DecorateURI());
+        }
+    }
+    if (!sError.isEmpty()) {
+        emit ErroneousTransfer(sError);
+        delete this;
+        return false;
+    }
+    if (m_bWaitForDone)
+        WaitForDone();
+    return true;
+}
+
+// Opens the reply file and starts the transfer into it. Returns what went wrong.
+QString CAPI::Start(const QString& sURL)
+{
+    emit BeforeTransfer(sURL);
+    KIO::TransferJob* pJob = CreateJob(QUrl(sURL));
+    if (!pJob)
+        return NoJobText();
+    pJob->addMetaData(QStringLiteral("content-type"), QStringLiteral("Content-Type: text/xml"));
+    connect(pJob, &KIO::TransferJob::data, this, &CAPI::onDownloadReceive);
+    connect(pJob, &KJob::result, this,
+            [this](KJob* pEnded) { onDownloadComplete(static_cast<KIO::Job*>(pEnded)); });
+    WatchForSilence(pJob);
+    return QString();
+}
+
+// Ends the request when nothing is heard of the server for too long.
+void CAPI::WatchForSilence(KIO::TransferJob* pJob)
+{
+    auto* pSilence = new QTimer(pJob);
+    pSilence->setSingleShot(true);
+    pSilence->start(ResponseTimeout());
+    connect(pJob, &KIO::TransferJob::data, pSilence, [pSilence] { pSilence->start(); });
+    connect(pSilence, &QTimer::timeout, this, [this, pJob] {
+        const QString sHost = pJob->url().host();
+        pJob->kill(KJob::Quietly);
+        ReportJobError(KIO::ERR_SERVER_TIMEOUT,
+                       KIO::buildErrorString(KIO::ERR_SERVER_TIMEOUT, sHost));
+        delete this;
+    });
+}
+
+QString CAPI::GetAPIName()
+{
+    return QString::fromLatin1(metaObject()->className());
+}
+
+QString CAPI::DecorateURI()
+{
+    return QString();
+}
+
+bool CAPI::CanDeleteAPIFile()
+{
+    CTracer tracer("CAPI::CanDeleteAPIFile");
+    return CConfigFile(SettingsFile(), false).GetLongValue("keep agent xml", 0) == 0;
+}
+
+void CAPI::WaitForDone()
+{
+    CTracer tracer("CAPI::WaitForDone");
+    // The object is gone when the flag is set; the flag itself stays for us.
+    const std::shared_ptr<const bool> done = m_bDone;
+    while (!*done)
+        ProcessMessages();
+}
+
+bool CAPI::CheckIfDone() const
+{
+    return *m_bDone;
+}
+
+void CAPI::onAPIComplete(bool)
+{
+    CTracer tracer("CAPI::onAPIComplete");
+    *m_bDone = true;
+}
+
+int CAPI::AddRef()
+{
+    return ++m_nReferenceCount;
+}
+
+int CAPI::Release()
+{
+    if (--m_nReferenceCount < 0)
+        m_nReferenceCount = 0;
+    return m_nReferenceCount;
+}
+
+int CAPI::ReferenceCount() const
+{
+    return m_nReferenceCount;
+}
+
+bool CAPI::LockAPI(bool bLock)
+{
+    CTracer tracer("CAPI::LockAPI");
+    if (m_bExecutionLocked) {
+        if (m_pLockingAPI != this)
+            return false;
+        m_bExecutionLocked = bLock;
+        return true;
+    }
+    if (!bLock)
+        return true;
+    if (ReferenceCount() != 0)
+        return false;
+    m_bExecutionLocked = true;
+    m_pLockingAPI = this;
+    return true;
+}
+
+bool CAPI::APILocked(CAPI* pAPI) const
+{
+    return m_bExecutionLocked && m_pLockingAPI != pAPI;
+}

@@ -1,0 +1,142 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The base of every request to the store server.
+//
+// One object is one exchange: it looks up the URL of its function in the API
+// directory, adds its query text, fetches the URL, spools the reply into
+// "/tmp/T_N.xml" (T the time, N a serial number), checks that it is an
+// `agentfunction` envelope whose `resultcode` is "OK", and hands the envelope
+// to onSuccessfulTransfer. The first request of a process fetches the directory
+// inside its constructor.
+//
+// A request lives on the heap and destroys itself when its exchange is over;
+// its destructor emits APIComplete. So:
+//
+//     auto* request = new CAPISomething(false);
+//     QObject::connect(request, &CAPI::APIComplete, host, &Host::onDone);
+//     request->Execute(); // from here on the request is not touched again
+//
+// Everything runs on the thread of the application object. A wait processes
+// events, so slots of other objects run inside it.
+
+#pragma once
+
+#include "../util/export.h"
+#include "capilist.h"
+
+#include <QDomElement>
+#include <QFile>
+#include <QObject>
+#include <QString>
+#include <memory>
+
+namespace KIO
+{
+class Job;
+class TransferJob;
+} // namespace KIO
+
+class VANTRELAGENT_EXPORT CAPI : public QObject
+{
+    Q_OBJECT
+
+public:
+    // `bSilent`: failures are logged but no box is shown. `bExclusive`: no
+    // other request may run meanwhile; granted only when none is alive. A
+    // request that cannot have its lock, or is made while another holds it, is
+    // neither counted nor listens to its own signals. `bWaitForDone`: Execute
+    // returns only after the object has destroyed itself.
+    CAPI(bool bSilent, bool bExclusive, bool bWaitForDone);
+    ~CAPI() override;
+
+    // Starts the request. True when the transfer was started (and, for a
+    // request that waits, has ended); false when it could not start: its reason
+    // went out through ErroneousTransfer and the object is gone. Either way the
+    // object is not to be touched afterwards.
+    virtual bool Execute();
+
+    // The name by which the directory lists the function: the class name.
+    virtual QString GetAPIName();
+
+    // Whether the reply file may be removed when the request ends: unless the
+    // setting "keep agent xml" is other than 0.
+    virtual bool CanDeleteAPIFile();
+
+    // The query text that is appended to the function's URL; empty here.
+    virtual QString DecorateURI();
+
+    // Runs the event loop until the request has been destroyed.
+    void WaitForDone();
+    bool CheckIfDone() const;
+
+    // The number of live requests that got past the lock; each returns the
+    // count after the operation. Requests count themselves.
+    int AddRef();
+    int Release();
+    int ReferenceCount() const;
+
+    // Takes (`bLock`) or gives back the exclusive lock; false when another
+    // request holds it, or when it is asked for while requests are alive.
+    bool LockAPI(bool bLock);
+    // True when a request other than `pAPI` holds the lock.
+    bool APILocked(CAPI* pAPI) const;
+
+    // Fetches the directory, once per process: a failure is not retried.
+    static void GetURLList();
+    // The URL of a function; empty when the directory does not list it.
+    static QString GetURL(const QString& sAPIName);
+    // The URL of the directory itself: the setting "agent api url".
+    static QString GetAgentAPIURL();
+
+    // Whether a file (the reply file) begins with "<?xml" and goes on.
+    bool IsValidXML();
+    bool IsValidXML(const QString& sFileName);
+
+signals:
+    // The full URL, just before the transfer is started.
+    void BeforeTransfer(const QString& sAPIURL);
+    // The envelope of a call that the server reports as done. The element lives
+    // for the duration of the emission.
+    void SuccessfulTransfer(QDomElement* pDOMParent);
+    // The envelope of a call that the server reports as failed ("msg" says why).
+    void FailedTransfer(QDomElement* pDOMParent);
+    // What went wrong, as a text for the user.
+    void ErroneousTransfer(const QString& sError);
+    // The reply file, opened.
+    void APIDestinationFile(const QFile& qFile);
+    // The end, exactly once, from the destructor.
+    void APIComplete(bool bSucceeded);
+
+public slots:
+    virtual void onBeforeTransfer(const QString& sURL);
+    virtual void onDownloadReceive(KIO::Job* pJob, const QByteArray& arData);
+    virtual void onDownloadComplete(KIO::Job* pJob);
+    // Called with the envelope's root element: a request class copies out of it
+    // what it needs. It must not destroy the request.
+    virtual void onSuccessfulTransfer(QDomElement* pElement) = 0;
+    virtual void onFailedTransfer(QDomElement* pElement);
+    virtual void onErroneousTransfer(const QString& sErrorMsg);
+    virtual void onAPIComplete(bool bSucceeded);
+
+protected:
+    static CAPIList m_URLList; // the API directory
+
+    QFile m_APIFile; // the reply
+    bool m_bSilent;
+    bool m_bSucceeded = true;
+    bool m_bWaitForDone;
+
+private:
+    QString Start(const QString& sURL);
+    void WatchForSilence(KIO::TransferJob* pJob);
+    void ReportJobError(int nError, const QString& sText);
+    void DispatchReply();
+
+    static int m_nReferenceCount;
+    static bool m_bExecutionLocked;
+    static CAPI* m_pLockingAPI;
+
+    // Shared with the frame that waits, which outlives the object.
+    std::shared_ptr<bool> m_bDone;
+};

@@ -1,0 +1,159 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// What becomes of a reply: spooled, parsed, judged, dispatched.
+
+#include "request/capi.h"
+#include "request/replydocument.h"
+#include "support/cconfigfile.h"
+#include "support/ctracer.h"
+#include "util/output.h"
+#include "util/paths.h"
+#include "util/vendor.h"
+
+#include <KIO/Job>
+#include <KMessageBox>
+#include <QDomDocument>
+#include <cerrno>
+#include <ctime>
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace
+{
+
+QString ClassName(const QObject* object)
+{
+    return QString::fromLatin1(object->metaObject()->className());
+}
+
+QString FormatText()
+{
+    const CConfigFile settings(SettingsFile(), false);
+    return QLatin1String("Pakmart successfully contacted the "
+                         "VantrelNet server; however, the response "
+                         "from the server is not in an understandable "
+                         "format.\n\n"
+                         "If you continue to get this message, please "
+                         "visit ")
+        + QString::fromStdString(settings.GetStringValue("support web site", VendorSupportSite))
+        + QLatin1String(" for further "
+                        "assistance.");
+}
+
+void ShowError(const QString& sText)
+{
+    KMessageBox::error(nullptr, sText, QString(), KMessageBox::Notify);
+}
+
+// Makes the next free reply file and returns its name. The file is one that this
+// call has made: nothing that stands or appears under a name is followed or
+// overwritten, the next one is taken. Where no file can be made at all, the name
+// is that of the attempt.
+std::string MakeSpoolFile()
+{
+    static long serial = 0;
+    const long now = long(std::time(nullptr));
+    while (true) {
+        const std::string name
+            = SystemPath("/tmp/" + std::to_string(now) + '_' + std::to_string(serial++) + ".xml");
+        const int fd = open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+        if (fd < 0 && errno == EEXIST)
+            continue;
+        if (fd >= 0)
+            close(fd);
+        return name;
+    }
+}
+
+} // namespace
+
+void CAPI::onBeforeTransfer(const QString& sURL)
+{
+    CTracer tracer("CAPI::onBeforeTransfer");
+    WriteLine(ClassName(this) + QLatin1String(" - ") + sURL);
+    m_APIFile.setFileName(QFile::decodeName(MakeSpoolFile().c_str()));
+    m_APIFile.open(QIODevice::ReadWrite | QIODevice::ExistingOnly | QIODevice::Truncate
+                   | QIODevice::Unbuffered);
+    emit APIDestinationFile(m_APIFile);
+}
+
+void CAPI::onDownloadReceive(KIO::Job*, const QByteArray& arData)
+{
+    CTracer tracer("CAPI::onDownloadReceive");
+    if (m_APIFile.isOpen())
+        m_APIFile.write(arData);
+}
+
+void CAPI::onDownloadComplete(KIO::Job* pJob)
+{
+    CTracer tracer("CAPI::onDownloadComplete");
+    m_APIFile.close();
+    if (pJob->error() == 0) {
+        DispatchReply();
+    } else if (pJob->error() != KIO::ERR_USER_CANCELED) {
+        ReportJobError(pJob->error(), pJob->errorString());
+    }
+    delete this;
+}
+
+void CAPI::ReportJobError(int nError, const QString& sText)
+{
+    WriteLine(ClassName(this) + QLatin1String(" job returned error ") + QString::number(nError));
+    emit ErroneousTransfer(sText);
+}
+
+void CAPI::DispatchReply()
+{
+    if (!m_APIFile.open(QIODevice::ReadOnly))
+        return;
+    QDomDocument document(QStringLiteral("VantrelAgentXML"));
+    QDomElement root;
+    if (ReadReplyDocument(m_APIFile, document))
+        root = document.documentElement();
+    if (root.isNull()) {
+        WriteLine(QStringLiteral("CAPI::onDownloadComplete - no xml received"));
+        emit ErroneousTransfer(FormatText());
+    } else if (root.tagName() != QLatin1String("agentfunction")) {
+        WriteLine(QStringLiteral("CAPI::onDownloadComplete - bad xml received"));
+        emit ErroneousTransfer(FormatText());
+    } else if (root.attribute(QStringLiteral("resultcode"), QStringLiteral("FAILED"))
+               == QLatin1String("OK")) {
+        emit SuccessfulTransfer(&root);
+    } else {
+        emit FailedTransfer(&root);
+    }
+    m_APIFile.close();
+}
+
+void CAPI::onFailedTransfer(QDomElement* pElement)
+{
+    const QString msg = QStringLiteral("msg");
+    WriteLine(ClassName(this) + QLatin1String(" - api failure = ") + pElement->attribute(msg));
+    if (!m_bSilent)
+        ShowError(pElement->attribute(msg, QStringLiteral("Unspecified API error")));
+    m_bSucceeded = false;
+}
+
+void CAPI::onErroneousTransfer(const QString& sErrorMsg)
+{
+    CTracer tracer("CAPI::onErroneousTransfer");
+    tracer.trace_out(sErrorMsg.toStdString());
+    WriteLine(ClassName(this) + QLatin1String(" - api error = '") + sErrorMsg + QLatin1Char('\''));
+    if (!m_bSilent)
+        ShowError(sErrorMsg);
+    m_bSucceeded = false;
+}
+
+bool CAPI::IsValidXML()
+{
+    return IsValidXML(m_APIFile.fileName());
+}
+
+bool CAPI::IsValidXML(const QString& sFileName)
+{
+    CTracer tracer("CAPI::IsValidXML");
+    QFile file(sFileName);
+    return file.size() > 5 && file.open(QIODevice::ReadOnly)
+        && file.read(5) == QByteArrayLiteral("<?xml");
+}

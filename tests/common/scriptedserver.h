@@ -1,0 +1,82 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// A web server on loopback, inside the test's own process, that answers what it
+// is told to, down to the byte. It runs on the event loop, which every wait of
+// the library pumps.
+
+#pragma once
+
+#include <QHostAddress>
+#include <QMap>
+#include <QTcpServer>
+#include <QTcpSocket>
+#include <functional>
+
+class ScriptedServer : public QTcpServer
+{
+public:
+    // Writes an answer to the socket, of its own accord; `target` is the path
+    // with its query.
+    using Answer = std::function<void(QTcpSocket* socket, const QByteArray& target)>;
+
+    ScriptedServer()
+    {
+        if (!listen(QHostAddress::LocalHost))
+            qFatal("cannot listen on loopback");
+        connect(this, &QTcpServer::newConnection, this, [this] {
+            while (QTcpSocket* socket = nextPendingConnection())
+                Serve(socket);
+        });
+    }
+
+    QByteArray url(const QByteArray& path) const
+    {
+        return "http://127.0.0.1:" + QByteArray::number(serverPort()) + path;
+    }
+
+    static QByteArray http(const QByteArray& body, const QByteArray& status = "200 OK",
+                           const QByteArray& headers = QByteArray())
+    {
+        return "HTTP/1.1 " + status
+            + "\r\nContent-Type: text/xml\r\nContent-Length: " + QByteArray::number(body.size())
+            + "\r\nConnection: close\r\n" + headers + "\r\n" + body;
+    }
+
+    // Answers `path` by these bytes and closes the connection.
+    void answer(const QByteArray& path, const QByteArray& bytes)
+    {
+        answer(path, [bytes](QTcpSocket* socket, const QByteArray&) {
+            socket->write(bytes);
+            socket->disconnectFromHost();
+        });
+    }
+    void answer(const QByteArray& path, const Answer& function) { m_answers[path] = function; }
+
+    // The targets asked for, in order.
+    QList<QByteArray> asked;
+
+private:
+    void Serve(QTcpSocket* socket)
+    {
+        connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
+        connect(socket, &QTcpSocket::readyRead, this, [this, socket] {
+            if (!socket->peek(64 * 1024).contains("\r\n\r\n"))
+                return;
+            const QByteArray target = socket->readAll().split(' ').value(1);
+            asked.append(target);
+            const QByteArray path = target.split('?').first();
+            if (m_answers.contains(path))
+                m_answers[path](socket, target);
+            else
+                answerMissing(socket);
+        });
+    }
+    static void answerMissing(QTcpSocket* socket)
+    {
+        socket->write(http("<html><body>Not found</body></html>", "404 Not Found"));
+        socket->disconnectFromHost();
+    }
+
+    QMap<QByteArray, Answer> m_answers;
+};

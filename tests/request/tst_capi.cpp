@@ -1,0 +1,478 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// Requests over real KIO, against a server that says what it is told to.
+
+#include "requests.h"
+
+#include <QDir>
+#include <QtTest>
+#include <csignal>
+#include <ctime>
+#include <sys/resource.h>
+
+namespace
+{
+
+const QByteArray okReply = "<?xml version=\"1.0\"?><agentfunction resultcode=\"OK\">hello"
+                           "</agentfunction>";
+
+QString Root()
+{
+    return QString::fromLocal8Bit(qgetenv("PAKMART_SYSROOT"));
+}
+
+QStringList SpoolFiles()
+{
+    return QDir(Root() + QStringLiteral("/tmp"))
+        .entryList({ QStringLiteral("*.xml") }, QDir::Files | QDir::System);
+}
+
+// Runs the event loop until the record has its end.
+void WaitForEnd(const TestRequest::Record& record)
+{
+    QTRY_VERIFY_WITH_TIMEOUT(!record.events.isEmpty()
+                                 && record.events.last().startsWith(QLatin1String("complete")),
+                             60000);
+}
+
+} // namespace
+
+class CapiTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    ScriptedServer m_server;
+
+    // One request that gets these bytes for an answer.
+    TestRequest::Record ask(const QByteArray& bytes, bool silent = true)
+    {
+        m_server.answer("/t", bytes);
+        TestRequest::Record record;
+        (new TestRequest(record, silent))->Execute();
+        return record;
+    }
+    static QString last(const TestRequest::Record& record, int fromEnd)
+    {
+        return record.events.value(record.events.size() - fromEnd);
+    }
+
+private slots:
+    void initTestCase()
+    {
+        Setting("agent api url", m_server.url("/api").toStdString());
+        m_server.answer("/api", Directory({ { "TestRequest", m_server.url("/t") } }));
+    }
+
+    void successTellsEverythingInOrder()
+    {
+        m_server.answer("/t", ScriptedServer::http(okReply));
+        TestRequest::Record record;
+        record.query = QStringLiteral("?a=1&b[]=2");
+        const StandardOutput output;
+        bool started = false;
+        {
+            const Trace trace;
+            started = (new TestRequest(record))->Execute();
+            const QStringList events = trace.events();
+            int from = 0;
+            for (const char* scope : { "+CAPI::CAPI",
+                                       "+CAPI::GetURLList",
+                                       "+CAPI::LockAPI",
+                                       "-CAPI::CAPI",
+                                       "+CAPI::Execute",
+                                       "+CAPI::GetURL",
+                                       "+CAPI::onBeforeTransfer",
+                                       "-CAPI::onBeforeTransfer",
+                                       "+CAPI::WaitForDone",
+                                       "+CAPI::onDownloadReceive",
+                                       "+CAPI::onDownloadComplete",
+                                       "+CAPI::~CAPI",
+                                       "+CAPI::LockAPI",
+                                       "+CAPI::onAPIComplete",
+                                       "-CAPI::onAPIComplete",
+                                       "+CAPI::CanDeleteAPIFile",
+                                       "-CAPI::~CAPI",
+                                       "-CAPI::onDownloadComplete",
+                                       "-CAPI::WaitForDone",
+                                       "-CAPI::Execute" }) {
+                from = events.indexOf(QLatin1String(scope), from);
+                QVERIFY2(from >= 0, scope);
+            }
+        }
+        QVERIFY(started);
+        QVERIFY(record.object.isNull());
+        const QString url = QString::fromLatin1(m_server.url("/t?a=1&b[]=2"));
+        QCOMPARE(record.events,
+                 (QStringList{ QLatin1String("before ") + url, QStringLiteral("ok hello"),
+                               QStringLiteral("complete 1") }));
+        const QStringList lines = output.lines();
+        // In the base constructor and destructor the object is the base still.
+        QCOMPARE(
+            lines.mid(lines.size() - 4),
+            (QStringList{ QStringLiteral("launching CAPI"), QLatin1String("TestRequest - ") + url,
+                          QStringLiteral("terminating CAPI"), QString() }));
+    }
+
+    void spoolFilesAreNumberedAndRemoved()
+    {
+        const auto first = ask(ScriptedServer::http(okReply));
+        const auto second = ask(ScriptedServer::http(okReply));
+        const QRegularExpression name(QStringLiteral("/tmp/([0-9]+)_([0-9]+)\\.xml\\z"));
+        const auto one = name.match(first.file), two = name.match(second.file);
+        QVERIFY(one.hasMatch() && two.hasMatch());
+        QVERIFY(qAbs(one.captured(1).toLongLong() - qint64(std::time(nullptr))) < 600);
+        QCOMPARE(two.captured(2).toInt(), one.captured(2).toInt() + 1);
+        QCOMPARE(SpoolFiles(), QStringList());
+    }
+
+    void existingSpoolNamesAreSkippedNotOverwritten()
+    {
+        const int serial = QRegularExpression(QStringLiteral("_([0-9]+)\\."))
+                               .match(ask(ScriptedServer::http(okReply)).file)
+                               .captured(1)
+                               .toInt();
+        // The next name is taken by a file, the one behind it by a dangling link,
+        // for each second in which the request may start.
+        const QString outside = Root() + QStringLiteral("/etc/outside");
+        const qint64 now = std::time(nullptr);
+        for (qint64 second = now; second < now + 60; ++second) {
+            const QString base = Root() + QStringLiteral("/tmp/%1_%2.xml");
+            QFile file(base.arg(second).arg(serial + 1));
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            file.write("mine");
+            QVERIFY(QFile::link(outside, base.arg(second).arg(serial + 2)));
+        }
+        const auto record = ask(ScriptedServer::http(okReply));
+        QVERIFY2(record.file.endsWith(QStringLiteral("_%1.xml").arg(serial + 3)),
+                 qPrintable(record.file));
+        QCOMPARE(last(record, 2), QStringLiteral("ok hello"));
+        QVERIFY(!QFile::exists(outside));
+        QCOMPARE(SpoolFiles().size(), 120);
+        for (const QString& left : SpoolFiles())
+            QFile::remove(Root() + QStringLiteral("/tmp/") + left);
+    }
+
+    void keptFilesStay()
+    {
+        Setting("keep agent xml", "1");
+        const auto record = ask(ScriptedServer::http(okReply));
+        Setting("keep agent xml", "0");
+        QFile file(record.file);
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        QCOMPARE(file.readAll(), okReply);
+        QVERIFY(file.remove());
+    }
+
+    void unwritableSpoolFolderDropsTheReply()
+    {
+        const QString folder = Root() + QStringLiteral("/tmp");
+        QVERIFY(QDir().rename(folder, folder + QStringLiteral(".away")));
+        const auto record = ask(ScriptedServer::http(okReply));
+        QVERIFY(QDir().rename(folder + QStringLiteral(".away"), folder));
+        // Nothing to read, nothing emitted, and the request counts as done.
+        QCOMPARE(record.events.size(), 2);
+        QCOMPARE(last(record, 1), QStringLiteral("complete 1"));
+    }
+
+    void fullDiskIsAnUnreadableReply()
+    {
+        struct rlimit before;
+        getrlimit(RLIMIT_FSIZE, &before);
+        std::signal(SIGXFSZ, SIG_IGN);
+        m_server.answer("/t",
+                        ScriptedServer::http("<agentfunction resultcode=\"OK\">"
+                                             + QByteArray(100000, 'x') + "</agentfunction>"));
+        TestRequest::Record record;
+        auto* request = new TestRequest(record, true, false);
+        // KIO's worker must not inherit the limit, so it is set behind its start.
+        connect(request, &CAPI::APIDestinationFile, this, [&before] {
+            const rlimit small{ 40000, before.rlim_max };
+            setrlimit(RLIMIT_FSIZE, &small);
+        });
+        QVERIFY(request->Execute());
+        WaitForEnd(record);
+        setrlimit(RLIMIT_FSIZE, &before);
+        QCOMPARE(last(record, 2), QLatin1String("error ") + Texts::format);
+        QCOMPARE(last(record, 1), QStringLiteral("complete 0"));
+    }
+
+    void badReplies_data()
+    {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<QString>("event");
+        const QString format = QLatin1String("error ") + Texts::format;
+        const auto row = [](const char* name, const QByteArray& body, const QString& event) {
+            QTest::newRow(name) << ScriptedServer::http(body) << event;
+        };
+        row("empty", "", format);
+        row("not xml", "hello", format);
+        row("truncated", okReply.left(60), format);
+        row("wrong root", "<?xml version=\"1.0\"?><other resultcode=\"OK\"/>", format);
+        row("root in capitals", "<AgentFunction resultcode=\"OK\"/>", format);
+        row("lower-case ok", "<agentfunction resultcode=\"ok\" msg=\"no\"/>",
+            QStringLiteral("failed no"));
+        row("no resultcode", "<agentfunction/>", QStringLiteral("failed "));
+        row("entity bomb",
+            "<!DOCTYPE a [<!ENTITY a \"xxxxxxxxxx\"><!ENTITY b \"&a;&a;&a;&a;&a;&a;&a;\">"
+            "<!ENTITY c \"&b;&b;&b;&b;&b;&b;&b;&b;\">]><agentfunction resultcode=\"OK\">&c;"
+            "</agentfunction>",
+            format);
+        row("nesting of 100,000",
+            "<agentfunction resultcode=\"OK\">" + QByteArray("<a>").repeated(100000)
+                + QByteArray("</a>").repeated(100000) + "</agentfunction>",
+            format);
+        row("invalid UTF-8", "<agentfunction resultcode=\"OK\">\xC3(</agentfunction>", format);
+        row("NUL bytes", QByteArray("<agentfunction resultcode=\"OK\">a\0b</agentfunction>", 48),
+            format);
+        QTest::newRow("404 page") << ScriptedServer::http("<html><p>gone", "404 Not Found")
+                                  << format;
+        QTest::newRow("500 page") << ScriptedServer::http("oops", "500 Internal Server Error")
+                                  << format;
+    }
+    void badReplies()
+    {
+        QFETCH(QByteArray, bytes);
+        QFETCH(QString, event);
+        const auto record = ask(bytes);
+        QCOMPARE(last(record, 2), event);
+        QCOMPARE(last(record, 1), QStringLiteral("complete 0"));
+    }
+
+    void replyOf200MegabytesIsRefusedByTheLimit()
+    {
+        Setting("max reply size", "1000000");
+        m_server.answer("/t", [](QTcpSocket* socket, const QByteArray&) {
+            socket->write("HTTP/1.0 200 OK\r\n\r\n<agentfunction resultcode=\"OK\">");
+            // A piece whenever the one before has gone, 200 in all.
+            auto left = std::make_shared<int>(200);
+            const auto more = [socket, left] {
+                if (socket->bytesToWrite() > 0)
+                    return;
+                if ((*left)-- > 0)
+                    socket->write(QByteArray(1000000, 'x'));
+                else
+                    socket->disconnectFromHost();
+            };
+            connect(socket, &QTcpSocket::bytesWritten, socket, more);
+        });
+        TestRequest::Record record;
+        (new TestRequest(record))->Execute();
+        Setting("max reply size", "268435456");
+        QCOMPARE(last(record, 2), QLatin1String("error ") + Texts::format);
+    }
+
+    void closedHalfwayIsAnError()
+    {
+        const QByteArray whole = ScriptedServer::http(okReply);
+        const auto record = ask(whole.left(whole.size() - 20));
+        QVERIFY(last(record, 2).startsWith(QLatin1String("error ")));
+        QCOMPARE(last(record, 1), QStringLiteral("complete 0"));
+    }
+
+    void closedWithoutAnAnswerIsAnError()
+    {
+        const auto record = ask(QByteArray());
+        QVERIFY(last(record, 2).startsWith(QLatin1String("error ")));
+        QCOMPARE(last(record, 1), QStringLiteral("complete 0"));
+    }
+
+    void redirectionToAFileIsNotFollowed()
+    {
+        QFile secret(Root() + QStringLiteral("/etc/secret"));
+        QVERIFY(secret.open(QIODevice::WriteOnly));
+        secret.write("<agentfunction resultcode=\"OK\">secret</agentfunction>");
+        secret.close();
+        const auto record = ask(ScriptedServer::http(
+            "", "302 Found", "Location: file://" + QFile::encodeName(secret.fileName()) + "\r\n"));
+        QVERIFY(last(record, 2).startsWith(QLatin1String("error ")));
+    }
+
+    void serverFailureShowsItsText_data()
+    {
+        QTest::addColumn<QByteArray>("reply");
+        QTest::addColumn<QString>("text");
+        QTest::newRow("with msg") << QByteArray(
+            "<agentfunction resultcode=\"FAILED\" msg=\"No such product\"/>")
+                                  << QStringLiteral("No such product");
+        QTest::newRow("without msg")
+            << QByteArray("<agentfunction/>") << QStringLiteral("Unspecified API error");
+    }
+    void serverFailureShowsItsText()
+    {
+        QFETCH(QByteArray, reply);
+        QFETCH(QString, text);
+        const BoxCloser boxes;
+        const auto record = ask(ScriptedServer::http(reply), false);
+        QCOMPARE(boxes.texts, QStringList(text));
+        QCOMPARE(last(record, 1), QStringLiteral("complete 0"));
+    }
+
+    void silentFailureIsLoggedOnly()
+    {
+        const BoxCloser boxes;
+        const StandardOutput output;
+        const auto record
+            = ask(ScriptedServer::http("<agentfunction resultcode=\"FAILED\" msg=\"why\"/>"));
+        QVERIFY(output.lines().contains(QStringLiteral("TestRequest - api failure = why")));
+        ask(ScriptedServer::http("x"));
+        QVERIFY(
+            output.lines().contains(QStringLiteral("CAPI::onDownloadComplete - no xml received")));
+        QVERIFY(output.text().contains("TestRequest - api error = 'Pakmart successfully"));
+        ask(ScriptedServer::http("<x/>"));
+        QVERIFY(
+            output.lines().contains(QStringLiteral("CAPI::onDownloadComplete - bad xml received")));
+        QCOMPARE(boxes.texts, QStringList());
+    }
+
+    void formatErrorShowsItsBox()
+    {
+        const BoxCloser boxes;
+        ask(ScriptedServer::http("x"), false);
+        QCOMPARE(boxes.texts, QStringList(Texts::format));
+    }
+
+    void supportSiteIsASetting()
+    {
+        Setting("support web site", "help.example");
+        const auto record = ask(ScriptedServer::http("x"));
+        Setting("support web site", "support.vantrelnet.example");
+        QVERIFY(last(record, 2).contains(QLatin1String("please visit help.example for further")));
+    }
+
+    void refusedConnectionTellsTheJobsError()
+    {
+        ScriptedServer closed;
+        const QByteArray url = closed.url("/t");
+        closed.close();
+        m_server.answer("/t", ScriptedServer::http("", "302 Found", "Location: " + url + "\r\n"));
+        TestRequest::Record record;
+        const StandardOutput output;
+        (new TestRequest(record))->Execute();
+        QVERIFY(output.lines().contains(
+            QStringLiteral("TestRequest job returned error %1").arg(KIO::ERR_CANNOT_CONNECT)));
+        QVERIFY(last(record, 2).startsWith(QLatin1String("error ")));
+        QVERIFY(last(record, 2).size() > 10);
+    }
+
+    void cancelledJobIsSilentAndSucceeds()
+    {
+        m_server.answer("/t", ScriptedServer::http(okReply));
+        TestRequest::Record record;
+        record.cancel = true;
+        const BoxCloser boxes;
+        const StandardOutput output;
+        QVERIFY((new TestRequest(record, false))->Execute());
+        QCOMPARE(record.events.size(), 2);
+        QCOMPARE(last(record, 1), QStringLiteral("complete 1"));
+        QCOMPARE(boxes.texts, QStringList());
+        QVERIFY(!output.text().contains("job returned error"));
+    }
+
+    void twoAtOnceAreCountedAndBothRun()
+    {
+        m_server.answer("/t", ScriptedServer::http(okReply));
+        TestRequest::Record one, two;
+        auto* first = new TestRequest(one, true, false);
+        auto* second = new TestRequest(two, true, false);
+        QCOMPARE(first->ReferenceCount(), 2);
+        QVERIFY(first->Execute());
+        QVERIFY(second->Execute());
+        WaitForEnd(one);
+        WaitForEnd(two);
+        QCOMPARE(one.events.size(), 3);
+        QCOMPARE(two.events.size(), 3);
+        TestRequest::Record third;
+        auto* probe = new TestRequest(third);
+        QCOMPARE(probe->ReferenceCount(), 1);
+        QCOMPARE(probe->Release(), 0);
+        QCOMPARE(probe->Release(), 0);
+        QCOMPARE(probe->AddRef(), 1);
+        delete probe;
+    }
+
+    void exclusiveBesideAnotherIsNeitherCountedNorConnected()
+    {
+        m_server.answer("/t", ScriptedServer::http(okReply));
+        TestRequest::Record other, record;
+        auto* alive = new TestRequest(other, true, false);
+        auto* exclusive = new TestRequest(record, true, false, true);
+        QCOMPARE(exclusive->ReferenceCount(), 1);
+        QVERIFY(!exclusive->APILocked(alive));
+        QVERIFY(exclusive->Execute());
+        // It runs all the same, without a reply file, so nothing is dispatched.
+        WaitForEnd(record);
+        QVERIFY(record.file.isEmpty());
+        QCOMPARE(last(record, 1), QStringLiteral("complete 1"));
+        QCOMPARE(record.events.size(), 2);
+        delete alive;
+    }
+
+    void exclusiveAloneLocksTheOthersOut()
+    {
+        m_server.answer("/t", ScriptedServer::http(okReply));
+        TestRequest::Record holderRecord, record;
+        auto* holder = new TestRequest(holderRecord, true, false, true);
+        const BoxCloser boxes;
+        const StandardOutput output;
+        auto* late = new TestRequest(record, false);
+        QCOMPARE(late->ReferenceCount(), 1);
+        QVERIFY(late->APILocked(late));
+        QVERIFY(!late->APILocked(holder));
+        QVERIFY(!late->Execute());
+        QVERIFY(record.object.isNull());
+        QCOMPARE(
+            record.events,
+            (QStringList{ QLatin1String("error ") + Texts::locked, QStringLiteral("complete 1") }));
+        QCOMPARE(boxes.texts, QStringList());
+        QVERIFY(!output.text().contains("api error"));
+        // The late one's end took the count down; the holder is still whole.
+        QVERIFY(holder->Execute());
+        WaitForEnd(holderRecord);
+        TestRequest::Record after;
+        QVERIFY((new TestRequest(after))->Execute());
+        QCOMPARE(last(after, 2), QStringLiteral("ok hello"));
+    }
+
+    void lockIsGivenBackByItsHolder()
+    {
+        TestRequest::Record one, two;
+        auto* first = new TestRequest(one, true, false, true);
+        QVERIFY(first->LockAPI(false));
+        auto* second = new TestRequest(two, true, false);
+        QVERIFY(!first->LockAPI(true));
+        QVERIFY(second->LockAPI(false));
+        delete second;
+        delete first;
+    }
+
+    void validXmlNeedsMoreThanItsHead_data()
+    {
+        QTest::addColumn<QByteArray>("text");
+        QTest::addColumn<bool>("valid");
+        QTest::newRow("whole") << QByteArray("<?xml version") << true;
+        QTest::newRow("five bytes") << QByteArray("<?xml") << false;
+        QTest::newRow("other") << QByteArray("<html></html>") << false;
+        QTest::newRow("capitals") << QByteArray("<?XML v") << false;
+        QTest::newRow("empty") << QByteArray() << false;
+    }
+    void validXmlNeedsMoreThanItsHead()
+    {
+        QFETCH(QByteArray, text);
+        QFETCH(bool, valid);
+        QTemporaryFile file;
+        QVERIFY(file.open());
+        file.write(text);
+        file.flush();
+        TestRequest::Record record;
+        auto* request = new TestRequest(record);
+        QCOMPARE(request->IsValidXML(file.fileName()), valid);
+        QVERIFY(!request->IsValidXML(file.fileName() + QLatin1Char('x')));
+        QVERIFY(!request->IsValidXML());
+        delete request;
+    }
+};
+
+QTEST_MAIN(CapiTest)
+#include "tst_capi.moc"
