@@ -1,0 +1,88 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "agentfunction.h"
+
+#include "storeerror.h"
+#include "text.h"
+
+#include <iostream>
+
+namespace
+{
+
+const char declaration[] = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
+
+std::map<std::string, AgentFunction::Handler>& Registry()
+{
+    static std::map<std::string, AgentFunction::Handler> registry;
+    return registry;
+}
+
+} // namespace
+
+void Reply::start(const std::string& name, const Attributes& attributes)
+{
+    m_xml += std::string(m_open.size() + 1, ' ') + '<' + name;
+    for (const auto& [key, value] : attributes)
+        m_xml += ' ' + key + "=\"" + EncodeText(value) + '"';
+    m_xml += '>';
+}
+
+void Reply::open(const std::string& name, const Attributes& attributes)
+{
+    start(name, attributes);
+    m_xml += '\n';
+    m_open.push_back(name);
+}
+
+void Reply::close()
+{
+    const std::string name = m_open.back();
+    m_open.pop_back();
+    m_xml += std::string(m_open.size() + 1, ' ') + "</" + name + ">\n";
+}
+
+void Reply::text(const std::string& name, const std::string& value, const Attributes& attributes)
+{
+    start(name, attributes);
+    m_xml += EncodeText(value) + "</" + name + ">\n";
+}
+
+void Reply::plainText(const std::string& name, const std::string& value)
+{
+    start(name, {});
+    m_xml += EscapeXml(value) + "</" + name + ">\n";
+}
+
+AgentFunction::AgentFunction(const std::string& name, Handler handler)
+{
+    Registry().emplace(name, handler);
+}
+
+const std::map<std::string, AgentFunction::Handler>& AgentFunction::all()
+{
+    return Registry();
+}
+
+std::string Answer(AgentFunction::Handler handler, const AgentRequest& request)
+{
+    try {
+        Reply reply;
+        handler(request, reply);
+        return std::string(declaration) + "<agentfunction resultcode=\"OK\">\n" + reply.xml()
+            + "</agentfunction>\n";
+    } catch (const RequestError& error) {
+        return FailedReply(error.what());
+    } catch (const StoreError& error) {
+        // Where the store lies on the server is no business of the client.
+        std::cerr << std::string("pakmart-storeserver: ") + error.what() + '\n';
+        return FailedReply("The store is being repaired. Please try again later.");
+    }
+}
+
+std::string FailedReply(const std::string& message)
+{
+    return std::string(declaration) + "<agentfunction resultcode=\"FAILED\" msg=\""
+        + EscapeXml(message) + "\"/>\n";
+}

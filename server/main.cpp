@@ -1,0 +1,85 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// pakmart-storeserver: the reference store server.
+
+#include "httpserver.h"
+#include "options.h"
+#include "store.h"
+#include "storeerror.h"
+
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstring>
+#include <iostream>
+#include <thread>
+#include <unistd.h>
+
+namespace
+{
+
+const std::chrono::seconds kGrace(3); // for replies under way when the end comes
+
+// The signals that end the server, held back from now on in every thread.
+sigset_t HoldSignals()
+{
+    sigset_t set;
+    sigemptyset(&set);
+    for (const int number : { SIGINT, SIGTERM }) {
+        sigaddset(&set, number);
+        signal(number, SIG_DFL); // an ignored signal could not be waited for
+    }
+    pthread_sigmask(SIG_BLOCK, &set, nullptr);
+    return set;
+}
+
+void EndOnSignal(sigset_t set, HttpServer& server)
+{
+    int number = 0;
+    sigwait(&set, &number);
+    while (!server.is_running())
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    server.stop();
+    std::this_thread::sleep_for(kGrace);
+    _exit(0);
+}
+
+std::string UrlOf(const ServerOptions& options, int port)
+{
+    const bool v6 = options.listen.find(':') != std::string::npos;
+    return "http://" + (v6 ? '[' + options.listen + ']' : options.listen) + ':'
+        + std::to_string(port) + '/';
+}
+
+int Serve(const ServerOptions& options)
+{
+    Store store(options.store);
+    store.check();
+    const sigset_t signals = HoldSignals();
+    HttpServer server(store, options);
+    errno = 0;
+    const int port = server.bind();
+    if (port == 0)
+        throw StoreError("cannot listen at " + UrlOf(options, options.port) + ": "
+                         + (errno ? std::strerror(errno) : "this is no address of this machine"));
+    std::thread(EndOnSignal, signals, std::ref(server)).detach();
+    std::cout << "listening on " << UrlOf(options, port) << std::endl;
+    return server.listen_after_bind() ? 0 : 1;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    ServerOptions options;
+    int status = 0;
+    if (!ParseOptions(argc, argv, options, status))
+        return status;
+    try {
+        return Serve(options);
+    } catch (const StoreError& error) {
+        std::cerr << "pakmart-storeserver: " << error.what() << '\n';
+        return 1;
+    }
+}

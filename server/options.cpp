@@ -1,0 +1,125 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "options.h"
+
+#include "text.h"
+
+#include <getopt.h>
+#include <iostream>
+
+namespace
+{
+
+const char help[] = R"(Usage: pakmart-storeserver [OPTION]... STORE
+
+Serves the store in the folder STORE to Pakmart agents, over HTTP.
+
+  -l, --listen ADDRESS   listen at this address (127.0.0.1)
+  -p, --port NUMBER      listen at this port (8080); 0 takes a free one
+  -u, --public-url URL   the server's address as clients see it; without it
+                         each client gets the address it asked
+  -v, --verbose          write a line for each request on standard error
+      --help             show this text
+      --version          show the version
+
+Prints one line, `listening on URL`, once it answers requests. SIGINT and
+SIGTERM end it. Changed files of the store are noticed while it runs.
+Exit status: 0 ended by a signal, 1 failed to start, 2 wrong usage.
+)";
+
+const char letters[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
+
+bool IsPort(const std::string& text)
+{
+    const long port = PositiveNumber(text);
+    return port >= 1 && port <= 65535;
+}
+
+bool Fail(const std::string& message, int& status)
+{
+    std::cerr << "pakmart-storeserver: " << message << "\nTry `pakmart-storeserver --help`.\n";
+    status = 2;
+    return false;
+}
+
+// Takes one option; false, with a message, when its value is none.
+bool TakeOption(int letter, const std::string& value, ServerOptions& options, std::string& error)
+{
+    switch (letter) {
+    case 'l':
+        options.listen = value;
+        break;
+    case 'p':
+        options.port = int(PositiveNumber(value));
+        if (!IsPort(value) && value != "0")
+            error = "a port is a number from 0 to 65535, not " + Quoted(value);
+        break;
+    case 'u':
+        options.publicUrl = value;
+        if (!IsServerUrl(value))
+            error = Quoted(value) + " is no address such as http://store.example:8080";
+        break;
+    case 'v':
+        options.verbose = true;
+        break;
+    default:
+        error = "this option is unknown or lacks its value";
+    }
+    return error.empty();
+}
+
+} // namespace
+
+bool IsHost(const std::string& host)
+{
+    if (host.size() > 255)
+        return false;
+    std::string name = host;
+    const auto colon = host.rfind(':');
+    if (colon != std::string::npos && host.back() != ']') {
+        if (!IsPort(host.substr(colon + 1)))
+            return false;
+        name.resize(colon);
+    }
+    if (name.size() > 2 && name.front() == '[' && name.back() == ']')
+        return name.find_first_not_of("0123456789abcdefABCDEF:.", 1) == name.size() - 1;
+    return !name.empty()
+        && name.find_first_not_of(std::string(letters) + "-._") == std::string::npos;
+}
+
+bool IsServerUrl(const std::string& url)
+{
+    const auto start = url.rfind("http://", 0) == 0 ? 7u : url.rfind("https://", 0) == 0 ? 8u : 0u;
+    if (start == 0 || url.back() == '/')
+        return false;
+    const auto slash = std::min(url.find('/', start), url.size());
+    return IsHost(url.substr(start, slash - start))
+        && url.find_first_not_of(std::string(letters) + "-._~/", slash) == std::string::npos;
+}
+
+bool ParseOptions(int argc, char** argv, ServerOptions& options, int& status)
+{
+    static const option names[] = { { "listen", required_argument, nullptr, 'l' },
+                                    { "port", required_argument, nullptr, 'p' },
+                                    { "public-url", required_argument, nullptr, 'u' },
+                                    { "verbose", no_argument, nullptr, 'v' },
+                                    { "help", no_argument, nullptr, 'h' },
+                                    { "version", no_argument, nullptr, 'V' },
+                                    { nullptr, 0, nullptr, 0 } };
+    int letter = 0;
+    while ((letter = getopt_long(argc, argv, "l:p:u:v", names, nullptr)) != -1) {
+        std::string error;
+        if (letter == 'h' || letter == 'V') {
+            std::cout << (letter == 'h' ? help : "pakmart-storeserver " PAKMART_VERSION "\n");
+            status = 0;
+            return false;
+        }
+        if (!TakeOption(letter, optarg ? optarg : "", options, error))
+            return Fail(error, status);
+    }
+    if (argc - optind != 1)
+        return Fail("exactly one STORE is wanted", status);
+    options.store = argv[optind];
+    return true;
+}

@@ -1,0 +1,27 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The command line of the store server.
+
+#pragma once
+
+#include <string>
+
+struct ServerOptions {
+    std::string store;
+    std::string listen = "127.0.0.1";
+    std::string publicUrl; // empty: from each request
+    int port = 8080; // 0: a free one
+    bool verbose = false;
+};
+
+// False when the program is to end with `status`: after --help and --version,
+// and after an error of usage, which has been said on standard error.
+bool ParseOptions(int argc, char** argv, ServerOptions& options, int& status);
+
+// True for an address such as http://store.example:8080/shop, without query,
+// blanks or a slash at its end.
+bool IsServerUrl(const std::string& url);
+
+// True for what a request may name as the host: a name or number, with a port or not.
+bool IsHost(const std::string& host);

@@ -1,0 +1,91 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "products.h"
+
+#include "stanza.h"
+#include "text.h"
+
+namespace
+{
+
+// The place of a product's field in the product; null for a key that is none.
+std::string* ProductField(Product& product, const std::string& key)
+{
+    if (key == "Name")
+        return &product.name;
+    if (key == "Category")
+        return &product.category;
+    if (key == "Package")
+        return &product.package;
+    return key == "Description" ? &product.description : nullptr;
+}
+
+// The same for the fields that follow a `Program:` and belong to it.
+std::string* ProgramField(Product& product, const std::string& key)
+{
+    if (product.programs.empty())
+        return nullptr;
+    Program& program = product.programs.back();
+    if (key == "Path")
+        return &program.path;
+    if (key == "Small-Icon")
+        return &program.smallIcon;
+    if (key == "Large-Icon")
+        return &program.largeIcon;
+    return key == "Menu" ? &program.menu : nullptr;
+}
+
+void SetField(Product& product, const Field& field, const std::string& path)
+{
+    if (field.value.empty())
+        FailAt(path, field.line, field.key + " has no value");
+    if (field.key == "Serial") {
+        if (product.serial != 0)
+            FailAt(path, field.line, "a second Serial in one product");
+        product.serial = PositiveNumber(field.value);
+        if (product.serial == 0)
+            FailAt(path, field.line,
+                   "a serial number is a number from 1 to 2147483647, not " + Quoted(field.value));
+    } else if (field.key == "Program") {
+        product.programs.push_back({ field.value, {}, {}, {}, {} });
+    } else {
+        std::string* place = ProductField(product, field.key);
+        place = place ? place : ProgramField(product, field.key);
+        if (!place)
+            FailAt(path, field.line, "a product has no field " + field.key + " here");
+        if (!place->empty())
+            FailAt(path, field.line, "a second " + field.key + " for the same thing");
+        *place = field.value;
+    }
+}
+
+Product ParseProduct(const Stanza& stanza, const std::string& path)
+{
+    for (const char* key : { "Serial", "Name", "Category", "Package", "Description" })
+        Required(stanza, key, path);
+    Product product;
+    for (const Field& field : stanza.fields)
+        SetField(product, field, path);
+    for (const Program& program : product.programs) {
+        if (program.path.empty())
+            FailAt(path, stanza.line, "the program " + Quoted(program.name) + " has no Path");
+    }
+    return product;
+}
+
+} // namespace
+
+Products ParseProducts(const std::string& text, const std::string& path)
+{
+    Products products;
+    for (const Stanza& stanza : ParseStanzas(text, path)) {
+        Product product = ParseProduct(stanza, path);
+        const long serial = product.serial;
+        if (!products.emplace(serial, std::move(product)).second)
+            FailAt(path, stanza.line,
+                   "the serial number " + std::to_string(serial)
+                       + " belongs to another product already");
+    }
+    return products;
+}

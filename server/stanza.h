@@ -1,0 +1,38 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// Files of stanzas: `Key: value` lines, blank lines between the stanzas.
+//
+// A line that begins with a blank or a tab continues the value of the line
+// before it; a line whose first character is '#' is a comment. Keys hold
+// letters, digits and '-', and are compared exactly. A Debian package index is
+// such a file.
+
+#pragma once
+
+#include <string>
+#include <vector>
+
+struct Field {
+    std::string key;
+    std::string value; // its lines, joined by line ends, without their first blank
+    int line = 0;
+};
+
+struct Stanza {
+    std::vector<Field> fields;
+    std::string text; // as it stands in the file, with its last line end
+    int line = 0;
+
+    // The first field of that key; null when there is none.
+    const Field* find(const std::string& key) const;
+};
+
+// Throws StoreError, naming `path` and the line, for text that is no such file.
+std::vector<Stanza> ParseStanzas(const std::string& text, const std::string& path);
+
+// Throws StoreError with the text "PATH:LINE: MESSAGE".
+[[noreturn]] void FailAt(const std::string& path, int line, const std::string& message);
+
+// The value of a field that must be there and not be empty.
+const std::string& Required(const Stanza& stanza, const std::string& key, const std::string& path);

@@ -1,0 +1,66 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "store.h"
+
+#include "storeerror.h"
+
+#include <cerrno>
+#include <cstring>
+#include <dirent.h>
+#include <unistd.h>
+
+namespace
+{
+
+// The names a repository's folder may have: they stand in URLs.
+bool IsRepositoryName(const std::string& name)
+{
+    static const char letters[]
+        = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-._";
+    return name[0] != '.' && name.find_first_not_of(letters) == std::string::npos;
+}
+
+std::vector<std::string> RepositoryNames(const std::string& pool)
+{
+    const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir(pool.c_str()), closedir);
+    if (!folder)
+        throw StoreError(pool + ": " + std::strerror(errno));
+    std::vector<std::string> names;
+    while (const dirent* entry = readdir(folder.get())) {
+        const std::string name = entry->d_name;
+        if (IsRepositoryName(name) && access((pool + '/' + name + "/Packages").c_str(), F_OK) == 0)
+            names.push_back(name);
+    }
+    return names;
+}
+
+} // namespace
+
+Store::Store(const std::string& folder)
+    : m_pool(folder + "/pool"), m_products(folder, "products", ParseProducts),
+      m_sources(folder, "sources", ParseSources)
+{
+}
+
+void Store::check()
+{
+    products();
+    sources();
+    repositories();
+}
+
+std::map<std::string, std::shared_ptr<const PackageIndex>> Store::repositories()
+{
+    std::map<std::string, std::shared_ptr<const PackageIndex>> result;
+    const std::vector<std::string> names = RepositoryNames(m_pool);
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    for (const std::string& name : names) {
+        auto& index = m_indexes[name];
+        if (!index)
+            index = std::make_unique<CachedFile<PackageIndex>>(m_pool, name + "/Packages",
+                                                               ParsePackageIndex);
+        result[name] = index->get();
+    }
+    return result;
+}

@@ -1,0 +1,48 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// A store: the folder with its files, read again whenever they change.
+//
+//     products              the products                        (products.h)
+//     sources               the sources lists                   (sources.h)
+//     pool/NAME/Packages    the index of the repository NAME    (packageindex.h)
+//     pool/NAME/...         its archives
+//
+// All functions may be called from several threads, and throw StoreError when
+// what they need is missing or broken.
+
+#pragma once
+
+#include "packageindex.h"
+#include "products.h"
+#include "sources.h"
+#include "storefile.h"
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+class Store
+{
+public:
+    explicit Store(const std::string& folder);
+
+    // Reads everything once.
+    void check();
+
+    std::shared_ptr<const Products> products() { return m_products.get(); }
+    std::shared_ptr<const std::vector<SourcesList>> sources() { return m_sources.get(); }
+
+    // The repositories by the names of their folders: those that have an index.
+    std::map<std::string, std::shared_ptr<const PackageIndex>> repositories();
+
+    const std::string& poolFolder() const { return m_pool; }
+
+private:
+    const std::string m_pool;
+    CachedFile<Products> m_products;
+    CachedFile<std::vector<SourcesList>> m_sources;
+    std::mutex m_mutex; // for the map, not for what is in it
+    std::map<std::string, std::unique_ptr<CachedFile<PackageIndex>>> m_indexes;
+};

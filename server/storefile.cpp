@@ -1,0 +1,83 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "storefile.h"
+
+#include "storeerror.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace
+{
+
+const off_t kLargestFile = 256 * 1024 * 1024;
+
+} // namespace
+
+FileHandle& FileHandle::operator=(FileHandle&& other) noexcept
+{
+    std::swap(m_fd, other.m_fd);
+    return *this;
+}
+
+FileHandle::~FileHandle()
+{
+    if (m_fd >= 0)
+        close(m_fd);
+}
+
+FileHandle OpenBelow(const std::string& root, const std::string& path, struct stat& info)
+{
+    FileHandle at(open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    for (std::string::size_type start = 0; at && start <= path.size();) {
+        const auto end = std::min(path.find('/', start), path.size());
+        const std::string part = path.substr(start, end - start);
+        start = end + 1;
+        if (part == ".")
+            continue; // apt asks for "./Packages" where the index is in the repository's own folder
+        if (part.empty() || part == ".." || part.find('\0') != std::string::npos) {
+            errno = ENOENT;
+            return FileHandle();
+        }
+        // A pipe or a device must not hold up the opening.
+        const int flags = end < path.size() ? O_DIRECTORY : O_NONBLOCK;
+        at = FileHandle(openat(at.fd(), part.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | flags));
+    }
+    if (at && (fstat(at.fd(), &info) != 0 || !S_ISREG(info.st_mode))) {
+        errno = EINVAL;
+        return FileHandle();
+    }
+    return at;
+}
+
+bool SameFile(const struct stat& a, const struct stat& b)
+{
+    return a.st_dev == b.st_dev && a.st_ino == b.st_ino && a.st_size == b.st_size
+        && a.st_mtim.tv_sec == b.st_mtim.tv_sec && a.st_mtim.tv_nsec == b.st_mtim.tv_nsec;
+}
+
+StoreFile ReadStoreFile(const std::string& root, const std::string& path)
+{
+    StoreFile file{ {}, {} };
+    const FileHandle handle = OpenBelow(root, path, file.info);
+    const std::string name = root + '/' + path;
+    if (!handle)
+        throw StoreError(name + ": " + std::strerror(errno));
+    if (file.info.st_size > kLargestFile)
+        throw StoreError(name + ": the file is larger than 256 MB");
+    file.text.resize(std::size_t(file.info.st_size));
+    std::size_t have = 0;
+    while (have < file.text.size()) {
+        const ssize_t got = read(handle.fd(), &file.text[have], file.text.size() - have);
+        if (got < 0 && errno != EINTR)
+            throw StoreError(name + ": " + std::strerror(errno));
+        if (got == 0)
+            break; // it was cut meanwhile
+        have += got > 0 ? std::size_t(got) : 0;
+    }
+    file.text.resize(have);
+    return file;
+}

@@ -1,0 +1,79 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// Files below one folder, opened without ever leaving it.
+
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <string>
+#include <sys/stat.h>
+
+// An open file, or none; closed with the object.
+class FileHandle
+{
+public:
+    explicit FileHandle(int fd = -1) : m_fd(fd) { }
+    FileHandle(FileHandle&& other) noexcept : m_fd(other.m_fd) { other.m_fd = -1; }
+    FileHandle& operator=(FileHandle&& other) noexcept;
+    FileHandle(const FileHandle&) = delete;
+    FileHandle& operator=(const FileHandle&) = delete;
+    ~FileHandle();
+
+    int fd() const { return m_fd; }
+    explicit operator bool() const { return m_fd >= 0; }
+
+private:
+    int m_fd;
+};
+
+// Opens the regular file `path` below the folder `root` for reading and tells
+// about it. No handle, with errno set, when there is none, or when `path` is
+// absolute, has an empty or ".." component or leads through a symbolic link.
+FileHandle OpenBelow(const std::string& root, const std::string& path, struct stat& info);
+
+// The text of such a file and the mark by which a later change is noticed.
+struct StoreFile {
+    std::string text;
+    struct stat info;
+};
+bool SameFile(const struct stat& a, const struct stat& b);
+
+// Throws StoreError, naming the file, when it cannot be read or is over 256 MB.
+StoreFile ReadStoreFile(const std::string& root, const std::string& path);
+
+// One file of the store in parsed form. It is read when it is first asked for,
+// and again when it has changed (its time, size or inode). Thread-safe.
+template <class T> class CachedFile
+{
+public:
+    using Parser = T (*)(const std::string& text, const std::string& path);
+
+    CachedFile(std::string root, std::string path, Parser parse)
+        : m_root(std::move(root)), m_path(std::move(path)), m_parse(parse)
+    {
+    }
+
+    // Throws StoreError as long as the file is missing or broken.
+    std::shared_ptr<const T> get()
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        struct stat now = {};
+        if (m_value && OpenBelow(m_root, m_path, now) && SameFile(now, m_info))
+            return m_value;
+        m_value.reset();
+        const StoreFile file = ReadStoreFile(m_root, m_path);
+        m_value = std::make_shared<const T>(m_parse(file.text, m_root + '/' + m_path));
+        m_info = file.info;
+        return m_value;
+    }
+
+private:
+    const std::string m_root;
+    const std::string m_path;
+    const Parser m_parse;
+    std::mutex m_mutex;
+    std::shared_ptr<const T> m_value;
+    struct stat m_info = {};
+};

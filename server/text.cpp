@@ -1,0 +1,150 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "text.h"
+
+#include <cstddef>
+
+namespace
+{
+
+using Size = std::string::size_type;
+
+const char digits[] = "0123456789ABCDEF";
+
+bool IsPrintable(unsigned char c)
+{
+    return c >= 32 && c < 127;
+}
+
+// The length of the UTF-8 sequence that begins at `at`; 0 when none does.
+Size SequenceLength(const std::string& text, Size at)
+{
+    const auto byte = [&](Size i) -> unsigned { return static_cast<unsigned char>(text[i]); };
+    const unsigned lead = byte(at);
+    const Size length = lead < 0x80 ? 1 : lead < 0xc2 ? 0 : lead < 0xe0 ? 2 : lead < 0xf0 ? 3 : 4;
+    if (length < 2 || lead > 0xf4 || text.size() - at < length)
+        return length == 1 ? 1 : 0;
+    for (Size i = 1; i < length; ++i) {
+        if ((byte(at + i) & 0xc0) != 0x80)
+            return 0;
+    }
+    // Longer than needed, a surrogate, beyond the last character.
+    const unsigned second = byte(at + 1);
+    if ((lead == 0xe0 && second < 0xa0) || (lead == 0xed && second > 0x9f)
+        || (lead == 0xf0 && second < 0x90) || (lead == 0xf4 && second > 0x8f))
+        return 0;
+    return length;
+}
+
+int HexValue(char c)
+{
+    if (c >= '0' && c <= '9')
+        return c - '0';
+    if (c >= 'a' && c <= 'f')
+        return c - 'a' + 10;
+    return c >= 'A' && c <= 'F' ? c - 'A' + 10 : -1;
+}
+
+} // namespace
+
+const char* TextFault(const std::string& text)
+{
+    for (Size at = 0; at < text.size();) {
+        const auto c = static_cast<unsigned char>(text[at]);
+        if ((c < 32 && c != '\t' && c != '\n') || c == 127)
+            return "a control character";
+        const Size length = SequenceLength(text, at);
+        if (length == 0)
+            return "a byte that is no UTF-8";
+        at += length;
+    }
+    return nullptr;
+}
+
+std::string EncodeText(const std::string& text)
+{
+    static const std::string special = "%+\\<>&\"'";
+    std::string result;
+    result.reserve(text.size() + text.size() / 4);
+    for (const char c : text) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (c == ' ') {
+            result += '+';
+        } else if (!IsPrintable(byte) || special.find(c) != std::string::npos) {
+            result += '%';
+            result += digits[byte >> 4];
+            result += digits[byte & 15];
+        } else {
+            result += c;
+        }
+    }
+    return result;
+}
+
+std::string EscapeXml(const std::string& text)
+{
+    std::string result;
+    for (const char c : text) {
+        switch (c) {
+        case '<':
+            result += "&lt;";
+            break;
+        case '>':
+            result += "&gt;";
+            break;
+        case '&':
+            result += "&amp;";
+            break;
+        case '"':
+            result += "&quot;";
+            break;
+        case '\'':
+            result += "&apos;";
+            break;
+        default:
+            result += static_cast<unsigned char>(c) < 32 || c == 127 ? '?' : c;
+        }
+    }
+    return result;
+}
+
+bool DecodePercent(const std::string& text, std::string& decoded)
+{
+    decoded.clear();
+    for (Size i = 0; i < text.size(); ++i) {
+        if (text[i] != '%') {
+            decoded += text[i];
+            continue;
+        }
+        const int high = i + 2 < text.size() ? HexValue(text[i + 1]) : -1;
+        const int low = high >= 0 ? HexValue(text[i + 2]) : -1;
+        if (low < 0)
+            return false;
+        decoded += char(high * 16 + low);
+        i += 2;
+    }
+    return true;
+}
+
+std::string Quoted(const std::string& text)
+{
+    const Size longest = 120;
+    std::string result = "'";
+    for (const char c : text.substr(0, longest))
+        result += IsPrintable(static_cast<unsigned char>(c)) ? c : '?';
+    return result + (text.size() > longest ? "...'" : "'");
+}
+
+long PositiveNumber(const std::string& text)
+{
+    long long number = 0;
+    for (const char c : text) {
+        if (c < '0' || c > '9')
+            return 0;
+        number = number * 10 + (c - '0');
+        if (number > 2147483647)
+            return 0;
+    }
+    return long(number);
+}
