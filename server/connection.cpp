@@ -14,7 +14,7 @@ namespace
 {
 
 const std::size_t kLargestRequest = 64 * 1024;
-const std::chrono::seconds kRequestTime(10);
+const std::chrono::seconds kRequestTime(5);
 const int kWriteTime = 10000; // ms that a client may take no byte
 const int kFarewell = 1000; // ms that a client may take to close
 

@@ -16,7 +16,8 @@
 namespace
 {
 
-const std::size_t kMostConnections = 64;
+const std::size_t kThreads = 64;
+const std::size_t kMostConnections = 512; // those that wait for a thread included
 const char xmlType[] = "text/xml; charset=UTF-8";
 
 // The library's thread pool, with a bound on what waits for a thread: beyond
@@ -85,6 +86,10 @@ int HttpServer::bind()
         m_port = std::max(0, bind_to_any_port(m_options.listen));
     else if (bind_to_port(m_options.listen, m_options.port))
         m_port = m_options.port;
+    // The library lets five clients wait to be accepted; the next one would
+    // have to try again after a second.
+    if (m_port != 0)
+        ::listen(svr_sock_, int(kMostConnections));
     return m_port;
 }
 

@@ -3,9 +3,9 @@
 
 // The HTTP side of the store server.
 //
-// Everything a client can make large is bounded: the connections served at a
-// time (64, more wait), the head of a request (64 KB, and 8 KB for its address)
-// and the time it may take (10 s). A connection is for one request.
+// Everything a client can make large is bounded: the connections (64 served at
+// a time, 448 that wait), a request (64 KB, and 8 KB for its first line) and
+// the time it may take (5 s). A connection is for one request.
 
 #pragma once
 

@@ -5,6 +5,7 @@
 
 #include "text.h"
 
+#include <algorithm>
 #include <getopt.h>
 #include <iostream>
 

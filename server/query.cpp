@@ -6,6 +6,8 @@
 #include "storeerror.h"
 #include "text.h"
 
+#include <algorithm>
+
 namespace
 {
 

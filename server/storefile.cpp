@@ -5,6 +5,7 @@
 
 #include "storeerror.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
@@ -14,6 +15,14 @@ namespace
 {
 
 const off_t kLargestFile = 256 * 1024 * 1024;
+
+std::string WhyNotOpened(int error)
+{
+    if (error == EINVAL)
+        return "this is no file";
+    const std::string text = std::strerror(error);
+    return error == ELOOP || error == ENOTDIR ? text + " (links are not followed)" : text;
+}
 
 } // namespace
 
@@ -65,7 +74,7 @@ StoreFile ReadStoreFile(const std::string& root, const std::string& path)
     const FileHandle handle = OpenBelow(root, path, file.info);
     const std::string name = root + '/' + path;
     if (!handle)
-        throw StoreError(name + ": " + std::strerror(errno));
+        throw StoreError(name + ": " + WhyNotOpened(errno));
     if (file.info.st_size > kLargestFile)
         throw StoreError(name + ": the file is larger than 256 MB");
     file.text.resize(std::size_t(file.info.st_size));

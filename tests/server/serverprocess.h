@@ -1,0 +1,78 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The real store server as a child process, and a plain HTTP client to ask it.
+//
+//     ServerProcess server(ServerProcess::makeDemoStore(folder));
+//     QVERIFY(server.isRunning());
+//     const HttpReply reply = server.get("/getagentapi.php");
+
+#pragma once
+
+#include <QByteArray>
+#include <QList>
+#include <QProcess>
+#include <QString>
+#include <QStringList>
+#include <memory>
+
+class QTcpSocket;
+
+struct HttpReply {
+    int status = 0; // 0: the connection ended without a reply
+    QByteArray head;
+    QByteArray body;
+
+    // The value of a header, or an empty one.
+    QByteArray header(const QByteArray& name) const;
+};
+
+class ServerProcess
+{
+public:
+    // Starts the server for the store on a free port; `options` go in front.
+    explicit ServerProcess(const QString& store, const QStringList& options = {});
+    ~ServerProcess(); // ends it
+
+    bool isRunning() const { return m_port != 0; }
+    quint16 port() const { return m_port; }
+    qint64 pid() const { return m_process.processId(); }
+    QString url() const; // http://127.0.0.1:PORT
+    QByteArray firstLine() const { return m_firstLine; }
+
+    // Sends a signal and waits; the exit status, or -1 when it did not end well.
+    int end(int signal);
+    QByteArray standardError() { return m_process.readAllStandardError(); }
+
+    // Sends bytes as they are, and reads until the server closes.
+    HttpReply ask(const QByteArray& request) const;
+    HttpReply get(const QByteArray& target, const QList<QByteArray>& headers = {}) const;
+
+    // The same in two steps, for several at once.
+    std::unique_ptr<QTcpSocket> send(const QByteArray& request) const;
+    static HttpReply receive(QTcpSocket& socket);
+    static QByteArray getRequest(const QByteArray& target, const QList<QByteArray>& headers = {});
+
+    // Runs the server to its end with these arguments.
+    struct Result {
+        int status = -1;
+        QByteArray out;
+        QByteArray err;
+    };
+    static Result run(const QStringList& arguments);
+
+    // Runs demo/make-store with these arguments.
+    static Result runMakeStore(const QStringList& arguments);
+    // The demo store in `folder`/store; its path, empty when that failed.
+    static QString makeDemoStore(const QString& folder);
+
+private:
+    static Result runProgram(const QString& program, const QStringList& arguments);
+
+    QProcess m_process;
+    QByteArray m_firstLine;
+    quint16 m_port = 0;
+};
+
+// Writes a file, and the folders it is in.
+bool WriteTextFile(const QString& path, const QByteArray& text);

@@ -1,0 +1,411 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The HTTP side of the store server: the pool, and what clients may not do.
+
+#include "server/serverprocess.h"
+
+#include <QDir>
+#include <QFile>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QTcpSocket>
+#include <QTemporaryDir>
+#include <QtTest>
+#include <sys/stat.h>
+#include <vector>
+
+class StoreHttpTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    QTemporaryDir m_dir;
+    std::unique_ptr<ServerProcess> m_server;
+    QByteArray m_archive;
+
+    QString path(const char* name) const { return m_dir.filePath(QLatin1String(name)); }
+    QString pool(const char* name) const
+    {
+        return path("store/pool/main/") + QString::fromUtf8(name);
+    }
+
+private slots:
+    void initTestCase()
+    {
+        QVERIFY(!ServerProcess::makeDemoStore(m_dir.path()).isEmpty());
+        for (int i = 0; i < 300000; ++i)
+            m_archive += char(i * 7 + i / 251);
+        QVERIFY(WriteTextFile(pool("big.deb"), m_archive));
+        QVERIFY(WriteTextFile(pool("empty.deb"), {}));
+        QVERIFY(WriteTextFile(pool("plus+ %41\xc3\xa9.deb"), "odd"));
+        QVERIFY(WriteTextFile(path("secret"), "secret"));
+        QVERIFY(WriteTextFile(path("outside/secret"), "secret"));
+        QVERIFY(QFile::link(path("secret"), pool("link")));
+        QVERIFY(QFile::link(pool("big.deb"), pool("inner-link")));
+        QVERIFY(QFile::link(path("outside"), pool("folder-link")));
+        QCOMPARE(mkfifo(qPrintable(pool("pipe")), 0600), 0);
+        m_server = std::make_unique<ServerProcess>(path("store"));
+        QVERIFY(m_server->isRunning());
+    }
+
+    // Nothing a test did may have brought the server down.
+    void cleanup() { QCOMPARE(m_server->get("/getagentapi.php").status, 200); }
+
+    // -- files
+
+    void aFileComesWhole()
+    {
+        const HttpReply reply = m_server->get("/pool/main/big.deb");
+        QCOMPARE(reply.status, 200);
+        QCOMPARE(reply.header("Content-Length"), QByteArray("300000"));
+        QCOMPARE(reply.header("Accept-Ranges"), QByteArray("bytes"));
+        QVERIFY(reply.body == m_archive);
+    }
+
+    void anEmptyFileComes()
+    {
+        const HttpReply reply = m_server->get("/pool/main/empty.deb");
+        QCOMPARE(reply.status, 200);
+        QCOMPARE(reply.header("Content-Length"), QByteArray("0"));
+        QCOMPARE(reply.body, QByteArray());
+    }
+
+    void headTellsWithoutTheBody()
+    {
+        const HttpReply reply = m_server->ask("HEAD /pool/main/big.deb HTTP/1.1\r\n\r\n");
+        QCOMPARE(reply.status, 200);
+        QCOMPARE(reply.header("Content-Length"), QByteArray("300000"));
+        QCOMPARE(reply.body, QByteArray());
+    }
+
+    void oddNamesAreReachedByEscapes()
+    {
+        QCOMPARE(m_server->get("/pool/main/plus+%20%2541%c3%a9.deb").body, QByteArray("odd"));
+        QCOMPARE(m_server->get("/pool/main/./plus%2b%20%2541%C3%A9.deb?x").body, QByteArray("odd"));
+    }
+
+    void ranges_data()
+    {
+        QTest::addColumn<QByteArray>("range");
+        QTest::addColumn<int>("status");
+        QTest::addColumn<int>("first");
+        QTest::addColumn<int>("length");
+        QTest::newRow("begin") << QByteArray("0-9") << 206 << 0 << 10;
+        QTest::newRow("middle") << QByteArray("65530-65545") << 206 << 65530 << 16;
+        QTest::newRow("to the end") << QByteArray("299990-") << 206 << 299990 << 10;
+        QTest::newRow("all") << QByteArray("0-") << 206 << 0 << 300000;
+        QTest::newRow("last byte") << QByteArray("299999-299999") << 206 << 299999 << 1;
+        QTest::newRow("end beyond") << QByteArray("299990-999999999") << 206 << 299990 << 10;
+        QTest::newRow("suffix") << QByteArray("-5") << 206 << 299995 << 5;
+        QTest::newRow("suffix larger than the file") << QByteArray("-400000") << 206 << 0 << 300000;
+        QTest::newRow("several") << QByteArray("0-1,5-6") << 200 << 0 << 300000;
+        QTest::newRow("at the end") << QByteArray("300000-") << 416 << 0 << 0;
+        QTest::newRow("far beyond") << QByteArray("9000000000-") << 416 << 0 << 0;
+        QTest::newRow("suffix of nothing") << QByteArray("-0") << 416 << 0 << 0;
+    }
+    void ranges()
+    {
+        QFETCH(QByteArray, range);
+        QFETCH(int, status);
+        QFETCH(int, first);
+        QFETCH(int, length);
+        const HttpReply reply = m_server->get("/pool/main/big.deb", { "Range: bytes=" + range });
+        QCOMPARE(reply.status, status);
+        const QByteArray shown
+            = QByteArray::number(first) + '-' + QByteArray::number(first + length - 1);
+        if (status == 206)
+            QCOMPARE(reply.header("Content-Range"), "bytes " + shown + "/300000");
+        if (status == 416)
+            QCOMPARE(reply.header("Content-Range"), QByteArray("bytes */300000"));
+        else
+            QVERIFY(reply.body == m_archive.mid(first, length));
+    }
+
+    void brokenRangesAreNeverServedWrong_data()
+    {
+        QTest::addColumn<QByteArray>("range");
+        for (const char* range :
+             { "bytes=9-1", "bytes=a-b", "bytes=-", "bytes=", "lines=1-2", "bytes=1--2",
+               "bytes=99999999999999999999-", "bytes=0-99999999999999999999" })
+            QTest::newRow(range) << QByteArray(range);
+    }
+    void brokenRangesAreNeverServedWrong()
+    {
+        QFETCH(QByteArray, range);
+        const HttpReply reply = m_server->get("/pool/main/big.deb", { "Range: " + range });
+        QVERIFY2(reply.status == 416 || reply.status == 400
+                     || (reply.status == 200 && reply.body == m_archive),
+                 reply.head);
+    }
+
+    void aRangeOfAnEmptyFile()
+    {
+        QCOMPARE(m_server->get("/pool/main/empty.deb", { "Range: bytes=0-" }).status, 416);
+    }
+
+    void aRangeOfAReplyIsIgnored()
+    {
+        const HttpReply reply = m_server->get("/getagentapi.php", { "Range: bytes=5-9" });
+        QCOMPARE(reply.status, 200);
+        QVERIFY(reply.body.startsWith("<?xml"));
+    }
+
+    void continuesOnlyTheSameFile()
+    {
+        const QByteArray date = m_server->get("/pool/main/big.deb").header("Last-Modified");
+        QVERIFY(date.endsWith(" GMT"));
+        QCOMPARE(
+            m_server->get("/pool/main/big.deb", { "Range: bytes=9-", "If-Range: " + date }).status,
+            206);
+        const HttpReply other = m_server->get(
+            "/pool/main/big.deb", { "Range: bytes=9-", "If-Range: Mon, 01 Jan 2001 00:00:00 GMT" });
+        QCOMPARE(other.status, 200);
+        QVERIFY(other.body == m_archive);
+    }
+
+    void aFileThatHasNotChangedIsNotSent()
+    {
+        const QByteArray date = m_server->get("/pool/main/Packages").header("Last-Modified");
+        const HttpReply same
+            = m_server->get("/pool/main/Packages", { "If-Modified-Since: " + date });
+        QCOMPARE(same.status, 304);
+        QCOMPARE(same.body, QByteArray());
+        for (const char* since : { "Mon, 01 Jan 2001 00:00:00 GMT", "yesterday", "" })
+            QCOMPARE(
+                m_server->get("/pool/main/Packages", { QByteArray("If-Modified-Since: ") + since })
+                    .status,
+                200);
+    }
+
+    // -- paths
+
+    void nothingElseIsThere_data()
+    {
+        QTest::addColumn<QByteArray>("target");
+        for (const char* target : { "/",
+                                    "/index.html",
+                                    "/products",
+                                    "/sources",
+                                    "/pool",
+                                    "/pool/",
+                                    "/pool/main",
+                                    "/pool/main/",
+                                    "/pool/main/none.deb",
+                                    "/pool/../products",
+                                    "/pool/main/../../products",
+                                    "/pool/%2e%2e/products",
+                                    "/pool/main/%2e%2e/%2E%2E/products",
+                                    "/pool/main%2f..%2f..%2fproducts",
+                                    "/pool/..",
+                                    "/pool/main/..",
+                                    "/pool/main/../main/big.deb",
+                                    "/pool//main/big.deb",
+                                    "/pool//etc/passwd",
+                                    "/pool/%2fetc%2fpasswd",
+                                    "/pool/main/big.deb/",
+                                    "/pool/main/big.deb/x",
+                                    "/pool/main/big.deb%00",
+                                    "/pool/main/big.deb%00.txt",
+                                    "/pool/main/%00",
+                                    "/pool/main/link",
+                                    "/pool/main/inner-link",
+                                    "/pool/main/folder-link/secret",
+                                    "/pool/main/pipe",
+                                    "/pool/main/..%5c..%5cproducts",
+                                    "/agent",
+                                    "/agent/",
+                                    "/agent/CAPI",
+                                    "/agent/capigetsourceslist",
+                                    "/agent/../getagentapi.php",
+                                    "/GETAGENTAPI.PHP",
+                                    "/getagentapi.php/",
+                                    "//getagentapi.php" })
+            QTest::newRow(target) << QByteArray(target);
+    }
+    void nothingElseIsThere()
+    {
+        QFETCH(QByteArray, target);
+        const HttpReply reply = m_server->get(target);
+        QCOMPARE(reply.status, 404);
+        QVERIFY(!reply.body.contains("secret") && !reply.body.contains("Serial"));
+    }
+
+    void brokenEscapesAreRefused()
+    {
+        QCOMPARE(m_server->get("/pool/main/%zz").status, 400);
+        QCOMPARE(m_server->get("/getagentapi.php?a=%4").status, 400);
+        QCOMPARE(m_server->get("/getagentapi.php?a=%00").status, 400);
+    }
+
+    // -- bounds
+
+    void aLongQueryIsRefused()
+    {
+        QCOMPARE(
+            m_server->get("/agent/CAPIDownloadAppInfo?app_id[]=" + QByteArray(8200, '1')).status,
+            414);
+        const QByteArray good = "/agent/CAPIGetPackageInfo?filename[]=" + QByteArray(8000, 'x');
+        const HttpReply reply = m_server->get(good);
+        QCOMPARE(reply.status, 200);
+        QVERIFY(reply.body.size() < 1000); // the name is not repeated whole
+    }
+
+    void tooManyParametersAreRefused()
+    {
+        const QByteArray query = "/agent/CAPIDownloadAppInfo?" + QByteArray("a=1&").repeated(512);
+        QCOMPARE(m_server->get(query).status, 200);
+        const HttpReply reply = m_server->get(query + "a=1");
+        QCOMPARE(reply.status, 400);
+        QVERIFY(reply.body.contains("more than 512 parameters"));
+    }
+
+    void anEndlessRequestIsCut_data()
+    {
+        QTest::addColumn<QByteArray>("begin");
+        QTest::addColumn<QByteArray>("piece");
+        QTest::newRow("line") << QByteArray("GET /") << QByteArray(4096, 'a');
+        QTest::newRow("header") << QByteArray("GET / HTTP/1.1\r\nX: ") << QByteArray(4096, 'a');
+        QTest::newRow("headers") << QByteArray("GET / HTTP/1.1\r\n")
+                                 << QByteArray("X: y\r\n").repeated(700);
+        QTest::newRow("nothing but line ends") << QByteArray() << QByteArray("\r\n").repeated(2000);
+    }
+    void anEndlessRequestIsCut()
+    {
+        QFETCH(QByteArray, begin);
+        QFETCH(QByteArray, piece);
+        const auto socket = m_server->send(begin);
+        qint64 sent = 0; // of a bounded try
+        while (sent < 64 * 1024 * 1024 && socket->state() == QAbstractSocket::ConnectedState) {
+            sent += socket->write(piece);
+            if (!socket->waitForBytesWritten())
+                break;
+        }
+        QVERIFY2(sent < 32 * 1024 * 1024, qPrintable(QString::number(sent)));
+    }
+
+    void otherMethodsAreRefused_data()
+    {
+        QTest::addColumn<QByteArray>("method");
+        for (const char* method : { "POST", "PUT", "DELETE", "OPTIONS", "PATCH" })
+            QTest::newRow(method) << QByteArray(method);
+    }
+    void otherMethodsAreRefused()
+    {
+        QFETCH(QByteArray, method);
+        const HttpReply reply
+            = m_server->ask(method + " /getagentapi.php HTTP/1.1\r\nContent-Length: 3\r\n\r\na=b");
+        QCOMPARE(reply.status, 405);
+        QCOMPARE(reply.header("Allow"), QByteArray("GET, HEAD"));
+    }
+
+    void noiseIsNoRequest_data()
+    {
+        QTest::addColumn<QByteArray>("noise");
+        QTest::newRow("empty line") << QByteArray("\r\n\r\n");
+        QTest::newRow("words") << QByteArray("hello there\r\n\r\n");
+        QTest::newRow("zero bytes") << QByteArray(100, '\0') + "\r\n\r\n";
+        QTest::newRow("no version") << QByteArray("GET /\r\n\r\n");
+        QTest::newRow("other method") << QByteArray("BREW / HTTP/1.1\r\n\r\n");
+        QTest::newRow("TLS") << QByteArray::fromHex("160301020001000001fc03030d0a0d0a");
+    }
+    void noiseIsNoRequest()
+    {
+        QFETCH(QByteArray, noise);
+        const HttpReply reply = m_server->ask(noise);
+        QVERIFY2(reply.status == 0 || reply.status == 400 || reply.status == 405, reply.head);
+    }
+
+    void aRequestThatNeverEndsIsGivenUp()
+    {
+        QCOMPARE(m_server->ask("GET /getagentapi.php HTTP/1.1\r\nHost:").status, 400);
+    }
+
+    void aReplyIsNotLostBehindABodyNobodyReads()
+    {
+        const HttpReply reply = m_server->ask("POST / HTTP/1.1\r\nContent-Length: 40000\r\n\r\n"
+                                              + QByteArray(40000, 'x'));
+        QCOMPARE(reply.status, 405);
+    }
+
+    void aRequestInSinglePiecesIsRead()
+    {
+        const auto socket = m_server->send({});
+        for (const char c : ServerProcess::getRequest("/pool/main/big.deb")) {
+            socket->write(&c, 1);
+            socket->waitForBytesWritten();
+        }
+        QVERIFY(ServerProcess::receive(*socket).body == m_archive);
+    }
+
+    // -- several at once
+
+    void manyClientsAtOnce()
+    {
+        std::vector<std::unique_ptr<QTcpSocket>> clients;
+        for (int i = 0; i < 100; ++i)
+            clients.push_back(m_server->send(ServerProcess::getRequest(
+                i % 2 ? "/pool/main/big.deb" : "/agent/CAPIDownloadAppInfo?app_id[]=1001")));
+        for (int i = 0; i < 100; ++i) {
+            const HttpReply reply = ServerProcess::receive(*clients[std::size_t(i)]);
+            QCOMPARE(reply.status, 200);
+            QVERIFY(i % 2 ? reply.body == m_archive : reply.body.contains("Star+Lander"));
+        }
+    }
+
+    void silentClientsDoNotBlockOthers()
+    {
+        std::vector<std::unique_ptr<QTcpSocket>> silent;
+        for (int i = 0; i < 40; ++i)
+            silent.push_back(m_server->send("GET /"));
+        QVERIFY(m_server->get("/pool/main/big.deb").body == m_archive);
+    }
+
+    void aClientThatGoesAwayHarmsNobody()
+    {
+        for (int i = 0; i < 20; ++i)
+            m_server->send(ServerProcess::getRequest("/pool/main/big.deb"))->abort();
+        QVERIFY(m_server->get("/pool/main/big.deb").body == m_archive);
+    }
+
+    void aStoreThatChangesUnderManyReadersIsAlwaysWhole()
+    {
+        const QByteArray name = "Name: Star Lander";
+        QFile file(path("store/products"));
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        const QByteArray products = file.readAll();
+        for (int round = 0; round < 20; ++round) {
+            std::vector<std::unique_ptr<QTcpSocket>> clients;
+            for (int i = 0; i < 8; ++i)
+                clients.push_back(m_server->send(
+                    ServerProcess::getRequest("/agent/CAPIDownloadAppInfo?app_id[]=1001")));
+            QVERIFY(WriteTextFile(
+                path("new"), QByteArray(products).replace(name, name + QByteArray::number(round))));
+            QCOMPARE(::rename(qPrintable(path("new")), qPrintable(path("store/products"))), 0);
+            for (const auto& client : clients)
+                QVERIFY(ServerProcess::receive(*client).body.contains("<name>Star+Lander"));
+        }
+        QVERIFY(m_server->get("/agent/CAPIDownloadAppInfo?app_id[]=1001")
+                    .body.contains("Star+Lander19<"));
+    }
+
+    // A client as programs have one: it reads compressed replies, too.
+    void anOrdinaryClientIsServed()
+    {
+        QNetworkAccessManager manager;
+        for (const char* target :
+             { "/agent/CAPIDownloadAppInfo?app_id[]=1001", "/pool/main/big.deb" }) {
+            QNetworkReply* reply
+                = manager.get(QNetworkRequest(QUrl(m_server->url() + QLatin1String(target))));
+            QSignalSpy finished(reply, &QNetworkReply::finished);
+            QVERIFY(reply->isFinished() || finished.wait(60000));
+            QCOMPARE(reply->error(), QNetworkReply::NoError);
+            const QByteArray body = reply->readAll();
+            QVERIFY(body == m_archive || body.contains("Star+Lander"));
+            reply->deleteLater();
+        }
+    }
+};
+
+QTEST_GUILESS_MAIN(StoreHttpTest)
+#include "tst_storehttp.moc"
