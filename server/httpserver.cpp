@@ -43,7 +43,7 @@ private:
     std::mutex m_mutex;
     std::condition_variable m_free;
     std::size_t m_taken = 0;
-    httplib::ThreadPool m_threads{ kMostConnections };
+    httplib::ThreadPool m_threads{ kThreads };
 };
 
 void LogRequest(const httplib::Request& request, const httplib::Response& response)
