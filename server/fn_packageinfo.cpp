@@ -47,8 +47,9 @@ std::map<std::string, std::string> CollectIndexes(const AgentRequest& request,
         if (std::find(taken.begin(), taken.end(), stanza) != taken.end())
             continue;
         taken.push_back(stanza);
-        std::string& index = indexes[wanted.repository];
-        index += (index.empty() ? "" : "\n") + *stanza;
+        // The blank line is for the last stanza, too: the agent ends its index
+        // with a zero byte, which apt would take for a broken field of it.
+        indexes[wanted.repository] += *stanza + '\n';
     }
     return indexes;
 }

@@ -548,9 +548,9 @@ private slots:
                                server.url() + QLatin1String("/pool/main") }));
         QCOMPARE(
             texts(reply, "package_data"),
-            (QStringList{ QStringLiteral("Package: x\nVersion: 1\nFilename: x_1_all.deb\n"),
+            (QStringList{ QStringLiteral("Package: x\nVersion: 1\nFilename: x_1_all.deb\n\n"),
                           QStringLiteral("Package: q\nVersion: 1\nFilename: sub/q_1_all.deb\n\n")
-                              + QString::fromLatin1(package) }));
+                              + QString::fromLatin1(package + '\n') }));
         QCOMPARE(envelope(reply).firstChildElement().tagName(), QStringLiteral("package_info"));
     }
 
@@ -571,7 +571,7 @@ private slots:
         QCOMPARE(
             texts(server.get("/agent/CAPIGetPackageInfo?filename[]=" + name), "package_data"),
             QStringList{ QStringLiteral(
-                "Package: libl++\nVersion: 1:0.9~rc1\nFilename: libl++_1%3a0.9~rc1_all.deb\n") });
+                "Package: libl++\nVersion: 1:0.9~rc1\nFilename: libl++_1%3a0.9~rc1_all.deb\n\n") });
     }
 
     void packageInfoGivesAFileOnce()
@@ -580,7 +580,7 @@ private slots:
         const ServerProcess server(m_dir->path());
         const HttpReply reply
             = server.get("/agent/CAPIGetPackageInfo?filename[]=p_1_all.deb&filename[]=p_1_all.deb");
-        QCOMPARE(texts(reply, "package_data"), QStringList{ QString::fromLatin1(package) });
+        QCOMPARE(texts(reply, "package_data"), QStringList{ QString::fromLatin1(package + '\n') });
         QCOMPARE(texts(reply, "package_url"),
                  QStringList{ server.url() + QLatin1String("/pool/main") });
     }
