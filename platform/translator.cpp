@@ -84,5 +84,7 @@ std::string Translate(const std::string& line, Progress& progress)
         progress.SetTotal(SizeInBytes(joined.substr(sizeof needs - 1)));
         return joined;
     }
+    if (line == "The following packages have unmet dependencies:")
+        return "E: " + line;
     return BeginsWith(line, "Get:") ? TranslateGet(line, progress) : line;
 }

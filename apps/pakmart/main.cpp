@@ -100,9 +100,17 @@ QString Check(const CommandLine& line)
     return QString();
 }
 
+// What Qt has to say is for the log, where the library's own lines go.
+void WriteQtMessage(QtMsgType, const QMessageLogContext&, const QString& text)
+{
+    std::printf("%s\n", qUtf8Printable(text));
+    std::fflush(stdout);
+}
+
 int RunCommand(const CommandLine& line)
 {
     Display display(line.verbose);
+    qInstallMessageHandler(WriteQtMessage);
     Interrupt::install();
     BoxWatcher boxes(display, line.dialogs, line.pictures);
     int status = ExitDone;
