@@ -40,6 +40,10 @@ void BoxWatcher::look(QDialog* box)
         picture(box, failed ? "failure" : "success");
         if (!m_pictures.isEmpty() && !failed) {
             report->onDetails();
+            auto* edit = box->findChild<QPlainTextEdit*>();
+            edit->moveCursor(QTextCursor::End);
+            edit->find(QStringLiteral("Installation Log"), QTextDocument::FindBackward);
+            edit->centerCursor();
             picture(box, "success-log");
         }
     } else if (box->isModal()) {
