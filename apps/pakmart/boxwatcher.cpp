@@ -1,0 +1,84 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "boxwatcher.h"
+
+#include "display.h"
+
+#include <QApplication>
+#include <QDialog>
+#include <QEvent>
+#include <QLabel>
+#include <QPlainTextEdit>
+#include <QPointer>
+#include <QStringList>
+#include <QTimer>
+#include <vantrelagent/install/cdlginstallcomplete.h>
+
+BoxWatcher::BoxWatcher(Display& display, bool shown, const QString& pictures)
+    : m_display(display), m_shown(shown), m_pictures(pictures)
+{
+    qApp->installEventFilter(this);
+}
+
+bool BoxWatcher::eventFilter(QObject* watched, QEvent* event)
+{
+    auto* box = event->type() == QEvent::Show ? qobject_cast<QDialog*>(watched) : nullptr;
+    if (box) {
+        // Once it is drawn, and in an event loop of its own if it has one.
+        QTimer::singleShot(0, box, [this, box] { look(box); });
+    }
+    return false;
+}
+
+void BoxWatcher::look(QDialog* box)
+{
+    const QPointer<QDialog> alive(box);
+    if (auto* report = qobject_cast<CDlgInstallComplete*>(box)) {
+        const bool failed = box->windowTitle().endsWith(QLatin1String("Failure"));
+        readOut(box->findChild<QPlainTextEdit*>()->toPlainText(), failed);
+        picture(box, failed ? "failure" : "success");
+        if (!m_pictures.isEmpty() && !failed) {
+            report->onDetails();
+            auto* edit = box->findChild<QPlainTextEdit*>();
+            edit->moveCursor(QTextCursor::End);
+            edit->find(QStringLiteral("Installation Log"), QTextDocument::FindBackward);
+            edit->centerCursor();
+            picture(box, "success-log");
+        }
+    } else if (box->isModal()) {
+        QStringList texts;
+        for (const QLabel* label : box->findChildren<QLabel*>()) {
+            if (!label->text().isEmpty())
+                texts << label->text();
+        }
+        readOut(texts.join(QLatin1Char('\n')), true);
+        picture(box, "message");
+    } else {
+        picture(box, "setting-up");
+        return;
+    }
+    if (!m_shown && alive)
+        box->reject();
+}
+
+void BoxWatcher::readOut(const QString& text, bool error)
+{
+    m_errors += error ? 1 : 0;
+    if (m_shown)
+        return;
+    if (error)
+        m_display.complain(text);
+    else
+        m_display.say(text.trimmed());
+}
+
+void BoxWatcher::picture(QDialog* box, const char* name)
+{
+    if (m_pictures.isEmpty())
+        return;
+    const QString file
+        = m_pictures + QLatin1Char('/') + QLatin1String(name) + QLatin1String(".png");
+    if (!box->grab().save(file))
+        m_display.complain(QStringLiteral("cannot write the picture %1").arg(file));
+}

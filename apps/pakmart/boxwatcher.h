@@ -1,0 +1,38 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The library's boxes where nobody sees them: each is read out, and closed, so
+// that nothing waits for a click that cannot come.
+
+#pragma once
+
+#include <QObject>
+#include <QString>
+
+class Display;
+class QDialog;
+
+class BoxWatcher : public QObject
+{
+    Q_OBJECT
+
+public:
+    // With `shown` the boxes are left to the user. Pictures of them are written
+    // to the folder `pictures`, if it is not empty.
+    BoxWatcher(Display& display, bool shown, const QString& pictures);
+
+    // How many boxes told of an error.
+    int errors() const { return m_errors; }
+
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+private:
+    void look(QDialog* box);
+    void readOut(const QString& text, bool error);
+    void picture(QDialog* box, const char* name);
+
+    Display& m_display;
+    const bool m_shown;
+    const QString m_pictures;
+    int m_errors = 0;
+};

@@ -1,0 +1,29 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The verbs of the command line. Each returns the exit status.
+
+#pragma once
+
+#include <QStringList>
+
+class BoxWatcher;
+class Display;
+
+enum ExitStatus {
+    ExitDone = 0,
+    ExitFailed = 1,
+    ExitUsage = 2,
+    ExitDeclined = 3,
+    ExitInterrupted = 130
+};
+
+struct InstallOptions {
+    bool byPackage = false; // the arguments are package names, not serial numbers
+    bool yes = false; // do not ask
+};
+
+int InstallCommand(Display& display, const BoxWatcher& boxes, const QStringList& arguments,
+                   const InstallOptions& options);
+int RemoveCommand(Display& display, const QStringList& names, bool yes);
+int UpdateSourcesCommand(Display& display, const BoxWatcher& boxes);

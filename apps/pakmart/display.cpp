@@ -1,0 +1,165 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "display.h"
+
+#include "interrupt.h"
+
+#include <QDir>
+#include <QFile>
+#include <QStandardPaths>
+#include <algorithm>
+#include <cstdio>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+namespace
+{
+
+// A new log in the user's cache folder; the empty name when there can be none.
+QString OpenLog()
+{
+    const QString folder = QStandardPaths::writableLocation(QStandardPaths::GenericCacheLocation)
+        + QStringLiteral("/pakmart");
+    const QString name = folder + QStringLiteral("/last.log");
+    if (!QDir().mkpath(folder))
+        return QString();
+    const int fd = open(QFile::encodeName(name).constData(),
+                        O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0600);
+    if (fd < 0)
+        return QString();
+    dup2(fd, STDOUT_FILENO);
+    close(fd);
+    return name;
+}
+
+int TerminalWidth(int fd)
+{
+    winsize size;
+    return ioctl(fd, TIOCGWINSZ, &size) == 0 && size.ws_col > 20 ? size.ws_col : 80;
+}
+
+// Text of the server or of a package, fit for a terminal: no control characters.
+QString Printable(QString text)
+{
+    std::replace_if(
+        text.begin(), text.end(),
+        [](QChar c) { return c.category() == QChar::Other_Control && c != QLatin1Char('\n'); },
+        QLatin1Char('?'));
+    return text;
+}
+
+} // namespace
+
+Display::Display(bool verbose) : m_out(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3))
+{
+    m_terminal = isatty(m_out) != 0;
+    if (verbose)
+        return;
+    m_logFile = OpenLog();
+    if (m_logFile.isEmpty()) {
+        const int null = open("/dev/null", O_WRONLY | O_CLOEXEC);
+        dup2(null, STDOUT_FILENO);
+        close(null);
+    }
+}
+
+Display::~Display()
+{
+    clearBar();
+    std::fflush(stdout);
+    dup2(m_out, STDOUT_FILENO);
+    close(m_out);
+}
+
+void Display::write(const QByteArray& bytes)
+{
+    for (int done = 0; done < bytes.size();) {
+        const ssize_t count
+            = ::write(m_out, bytes.constData() + done, std::size_t(bytes.size() - done));
+        if (count <= 0)
+            return;
+        done += int(count);
+    }
+}
+
+void Display::say(const QString& line)
+{
+    clearBar();
+    write(Printable(line).toUtf8() + '\n');
+}
+
+void Display::complain(const QString& text)
+{
+    clearBar();
+    std::fprintf(stderr, "pakmart: %s\n", qUtf8Printable(Printable(text).trimmed()));
+}
+
+void Display::activity(const QString& what)
+{
+    const QString printable = Printable(what);
+    if (printable == m_activity)
+        return;
+    m_activity = printable;
+    if (m_terminal)
+        drawBar();
+    else
+        write(printable.toUtf8() + '\n');
+}
+
+void Display::progress(int itemPercent, int overallPercent)
+{
+    itemPercent = qBound(0, itemPercent, 100);
+    // The whole never goes back.
+    overallPercent = qBound(m_overall, overallPercent, 100);
+    const bool moved = itemPercent != m_item || overallPercent != m_overall;
+    const bool milestone = overallPercent / 10 != m_overall / 10;
+    m_item = itemPercent;
+    m_overall = overallPercent;
+    if (m_terminal && moved)
+        drawBar();
+    else if (!m_terminal && milestone)
+        write(QStringLiteral("  %1% of all, %2% of this\n").arg(m_overall).arg(m_item).toUtf8());
+}
+
+void Display::drawBar()
+{
+    const int width = TerminalWidth(m_out);
+    const QString numbers = QStringLiteral(" %1%  this %2%  ").arg(m_overall, 3).arg(m_item, 3);
+    const int cells = qBound(10, width / 3, 30);
+    const int full = cells * m_overall / 100;
+    const QString bar = QLatin1Char('[') + QString(full, QLatin1Char('#'))
+        + QString(cells - full, QLatin1Char('.')) + QLatin1Char(']');
+    write("\r\x1b[K" + (bar + numbers + m_activity).left(width - 1).toUtf8());
+    m_barDrawn = true;
+}
+
+void Display::clearBar()
+{
+    if (m_barDrawn)
+        write("\r\x1b[K");
+    m_barDrawn = false;
+}
+
+bool Display::ask(const QString& question)
+{
+    clearBar();
+    write(Printable(question).toUtf8() + " [y/N] ");
+    QByteArray answer;
+    char c = 0;
+    while (!Interrupt::received()) {
+        pollfd input{ STDIN_FILENO, POLLIN, 0 };
+        // A signal ends the wait, so that Ctrl-C is an answer.
+        if (poll(&input, 1, -1) <= 0)
+            continue;
+        if (read(STDIN_FILENO, &c, 1) != 1 || c == '\n')
+            break;
+        answer += c;
+    }
+    if (!m_terminal || c != '\n')
+        write("\n");
+    answer = answer.trimmed().toLower();
+    return !Interrupt::received() && (answer == "y" || answer == "yes");
+}

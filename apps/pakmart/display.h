@@ -1,0 +1,50 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// What the person reads: progress, questions, errors.
+//
+// The library and the programs it runs write to standard output as well. Those
+// lines go to a log file unless the person wants them, so this keeps the real
+// standard output for itself.
+
+#pragma once
+
+#include <QString>
+
+class Display
+{
+public:
+    // With `verbose` the library's lines stay on standard output; otherwise
+    // they go to logFile().
+    explicit Display(bool verbose);
+    ~Display();
+    Display(const Display&) = delete;
+    Display& operator=(const Display&) = delete;
+
+    // Where the library's lines go; empty where they are shown or dropped.
+    QString logFile() const { return m_logFile; }
+
+    void say(const QString& line); // on standard output
+    void complain(const QString& text); // on standard error
+
+    // What is being done, and how far it is: a bar on a terminal, a line where
+    // something changed elsewhere.
+    void activity(const QString& what);
+    void progress(int itemPercent, int overallPercent);
+
+    // Asks a yes-or-no question; the end of the input and an interruption are a no.
+    bool ask(const QString& question);
+
+private:
+    void drawBar();
+    void clearBar();
+    void write(const QByteArray& bytes);
+
+    int m_out; // the real standard output
+    bool m_terminal;
+    bool m_barDrawn = false;
+    QString m_logFile;
+    QString m_activity;
+    int m_item = 0;
+    int m_overall = 0;
+};

@@ -1,0 +1,39 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The listener of an install: shows what goes on and asks whether to.
+
+#pragma once
+
+#include <QObject>
+#include <string>
+#include <vantrelagent/install/packagelists.h>
+
+class Display;
+
+class InstallListener : public QObject
+{
+    Q_OBJECT
+
+public:
+    InstallListener(Display& display, bool yes) : m_display(display), m_yes(yes) { }
+
+    bool declined() const { return m_declined; }
+
+public slots:
+    void onPreInstallInformation(const std::string& text);
+    void onCanContinue(int count, bool& canContinue);
+    void onBeginInstall();
+    void onReceivedPackageNames(const AptGetPackages& packages);
+    void onReceivedTotalBytes(const std::string& size);
+    void onBeginReceivePackage(const std::string& name, const std::string& size);
+    void onReceivePackagePulse(int itemPercent, int overallPercent);
+    void onEndReceivePackage(const std::string& name);
+    void onBeginInstall(const std::string& name);
+    void onEndInstall(const bool success);
+
+private:
+    Display& m_display;
+    const bool m_yes;
+    bool m_declined = false;
+};

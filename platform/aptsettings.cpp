@@ -1,0 +1,77 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "platform/aptsettings.h"
+
+#include <cstdlib>
+
+namespace
+{
+
+const char always[] = R"(APT::Get::Assume-Yes "true";
+APT::Cmd::Pattern-Only "true";
+APT::Color "false";
+Acquire::Retries "0";
+Acquire::http::Timeout "30";
+DPkg::Lock::Timeout "300";
+Dpkg::Use-Pty "0";
+DPkg::Options:: "--force-confdef";
+DPkg::Options:: "--force-confold";
+)";
+
+// A flat repository's index is named for i386; what it holds may be of the
+// machine's own architecture.
+const char storeSources[] = R"(Dir::Etc::sourceparts "/dev/null";
+APT::Get::AllowUnauthenticated "true";
+Acquire::AllowInsecureRepositories "true";
+Acquire::Languages "none";
+APT::Architectures:: ")";
+
+const char* NativeArchitecture()
+{
+#if defined(__x86_64__)
+    return "amd64";
+#elif defined(__aarch64__)
+    return "arm64";
+#else
+    return "i386";
+#endif
+}
+
+std::string Setting(const char* name, const std::string& value)
+{
+    return std::string(name) + " \"" + value + "\";\n";
+}
+
+} // namespace
+
+std::string PrivateRoot()
+{
+    const char* value = secure_getenv("PAKMART_SYSROOT");
+    std::string root = value ? value : "";
+    while (!root.empty() && root.back() == '/')
+        root.pop_back();
+    return root;
+}
+
+bool CanBeQuoted(const std::string& path)
+{
+    return path.find_first_of("\"\n\\;{}") == std::string::npos;
+}
+
+std::string AptSettings(const std::string& root, bool ownSources, int statusFd)
+{
+    std::string text = always + Setting("APT::Status-Fd", std::to_string(statusFd));
+    if (ownSources)
+        text += storeSources + std::string(NativeArchitecture())
+            + "\";\nAPT::Architectures:: \"i386\";\n";
+    if (root.empty())
+        return text;
+    return text + Setting("Dir", root + '/') + Setting("Dir::State", "var/lib/apt")
+        + Setting("Dir::State::status", root + "/var/lib/dpkg/status")
+        + Setting("Dir::Cache", "var/cache/apt") + Setting("Dir::Etc", "etc/apt")
+        + Setting("Dir::Log", "var/log/apt") + Setting("APT::Sandbox::User", "")
+        + Setting("DPkg::Options::", "--root=" + root)
+        + Setting("DPkg::Options::", "--force-not-root")
+        + Setting("DPkg::Options::", "--log=" + root + "/var/log/dpkg.log");
+}

@@ -1,0 +1,23 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// How apt-get is to behave for us, and where it works.
+
+#pragma once
+
+#include <string>
+
+// The private root (PAKMART_SYSROOT) without a slash at its end; empty without
+// one. Not read in a set-user-id program.
+std::string PrivateRoot();
+
+// The text of an apt configuration file that holds before any other: no
+// prompts, patience with locks, names taken literally; with a private root,
+// everything below it and nothing of the machine's own configuration. With
+// `ownSources` the store's sources are the only ones, and they need no
+// signature: each archive is still checked against the sum in the index.
+// `statusFd` is where the machine-readable progress goes.
+std::string AptSettings(const std::string& root, bool ownSources, int statusFd);
+
+// Whether a path can stand in that text.
+bool CanBeQuoted(const std::string& path);

@@ -1,0 +1,30 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The command line: what of it is for apt-get, and which names it holds.
+
+#pragma once
+
+#include <string>
+#include <vector>
+
+struct Arguments {
+    std::vector<std::string> words; // for apt-get, "-p" taken out
+    std::string command; // "install"; empty without one
+    std::vector<std::string> names; // what follows the command
+    bool printUris = false;
+    bool ownSources = false; // a sources list of the store's is named
+};
+
+// Sorts the words behind the program's name.
+Arguments SortArguments(const std::vector<std::string>& words);
+
+// Whether apt-get can only read `name` as the name of one package: it may not
+// hold a pattern, nor end as an order to remove. "+" at the end stands in real
+// names (g++), and see IsKnownPackage.
+bool IsPlainName(const std::string& name);
+
+// Whether the status file has a package of that name. A name that ends in '+'
+// is, for a remove, an order to install the package without it, unless a package
+// of the whole name is there.
+bool IsKnownPackage(const std::string& statusFile, const std::string& name);

@@ -1,0 +1,56 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "platform/progress.h"
+
+#include <algorithm>
+
+namespace
+{
+
+// How far dpkg is with a package, by what it says it does. Each goes through
+// these in this order.
+int StepPercent(const std::string& text)
+{
+    const auto begins = [&text](const char* word) { return text.rfind(word, 0) == 0; };
+    if (begins("Installed") || begins("Removed") || begins("Completely removed"))
+        return 100;
+    if (begins("Configuring"))
+        return 80;
+    if (begins("Preparing to configure"))
+        return 60;
+    if (begins("Unpacking") || begins("Removing"))
+        return 40;
+    return 20;
+}
+
+} // namespace
+
+void Progress::BeginItem(const std::string& name, double bytes)
+{
+    m_before += m_size;
+    m_size = bytes;
+    m_name = name;
+    ++m_number;
+}
+
+// apt tells how far all downloads are; of the present one that is the rest.
+int Progress::DownloadPercent(double percent) const
+{
+    if (m_total <= 0 || m_size <= 0)
+        return int(percent);
+    const double bytes = m_total * percent / 100 - m_before;
+    return std::clamp(int(bytes * 100 / m_size), 0, 100);
+}
+
+std::string Progress::Line(const Status& status)
+{
+    const bool download = status.phase == Status::Phase::Download;
+    const int share = int(status.percent / 2) + (download ? 0 : 50);
+    m_overall = std::clamp(share, m_overall, 100);
+    const int item = download ? DownloadPercent(status.percent) : StepPercent(status.text);
+    const std::string what = !download ? status.item
+        : m_number == 0                ? "Connecting"
+                                       : std::to_string(m_number) + ' ' + m_name;
+    return std::to_string(m_overall) + "% [" + what + ' ' + std::to_string(item) + "%]";
+}

@@ -1,0 +1,90 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "platform/translator.h"
+
+#include <cctype>
+#include <cstdlib>
+#include <sstream>
+#include <vector>
+
+namespace
+{
+
+bool BeginsWith(const std::string& text, const char* prefix)
+{
+    return text.rfind(prefix, 0) == 0;
+}
+
+bool IsDigit(char c)
+{
+    return c >= '0' && c <= '9';
+}
+
+// Sizes without the blank before their unit: "0 B/1,234 kB" as "0B/1,234kB".
+std::string JoinSizes(const std::string& text)
+{
+    std::string joined;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const bool beforeUnit = text[i] == ' ' && i > 0 && IsDigit(text[i - 1])
+            && i + 1 < text.size()
+            && (text[i + 1] == 'B' || (i + 2 < text.size() && text[i + 2] == 'B'));
+        if (!beforeUnit)
+            joined += text[i];
+    }
+    return joined;
+}
+
+// The fields of a "Get:" line as the readers count them: number, site, section,
+// package, version. Behind the section, apt names the index's architecture (in
+// some repositories) and, behind the package, the package's.
+std::string TranslateGet(const std::string& line, Progress& progress)
+{
+    const auto bracket = line.find(" [");
+    const std::string size
+        = bracket == line.npos ? std::string() : JoinSizes(line.substr(bracket + 1));
+    std::vector<std::string> fields;
+    std::istringstream words(line.substr(0, bracket));
+    for (std::string word; words >> word;)
+        fields.push_back(word);
+    // The files that a refresh fetches are no packages.
+    if (fields.size() < 6)
+        return JoinSizes(line);
+    const std::string& name = fields[fields.size() - 3];
+    progress.BeginItem(name, size.empty() ? 0 : SizeInBytes(size.substr(1)));
+    std::string result
+        = fields[0] + ' ' + fields[1] + ' ' + fields[2] + ' ' + name + ' ' + fields.back();
+    return size.empty() ? result : result + ' ' + size;
+}
+
+} // namespace
+
+double SizeInBytes(const std::string& text)
+{
+    std::string digits;
+    std::size_t i = 0;
+    for (; i < text.size() && (IsDigit(text[i]) || text[i] == ',' || text[i] == '.'); ++i) {
+        if (text[i] != ',')
+            digits += text[i];
+    }
+    while (i < text.size() && text[i] == ' ')
+        ++i;
+    const double factor = i < text.size() && text[i] == 'k' ? 1e3
+        : i < text.size() && text[i] == 'M'                 ? 1e6
+        : i < text.size() && text[i] == 'G'                 ? 1e9
+                                                            : 1;
+    return std::strtod(digits.c_str(), nullptr) * factor;
+}
+
+std::string Translate(const std::string& line, Progress& progress)
+{
+    const char needs[] = "Need to get ";
+    if (BeginsWith(line, needs)) {
+        const std::string joined = JoinSizes(line);
+        progress.SetTotal(SizeInBytes(joined.substr(sizeof needs - 1)));
+        return joined;
+    }
+    if (line == "The following packages have unmet dependencies:")
+        return "E: " + line;
+    return BeginsWith(line, "Get:") ? TranslateGet(line, progress) : line;
+}

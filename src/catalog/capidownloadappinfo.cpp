@@ -1,0 +1,37 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "catalog/capidownloadappinfo.h"
+
+#include "util/output.h"
+
+CAPIDownloadAppInfo::CAPIDownloadAppInfo(std::vector<long>& ids, bool bSilent)
+    : CAPI(bSilent, false, false), m_ids(ids)
+{
+}
+
+CAPIDownloadAppInfo::~CAPIDownloadAppInfo()
+{
+    // The base destructor cannot ask this class any more whether it may remove
+    // the file: without a name it has none to remove.
+    m_APIFile.close();
+    m_APIFile.setFileName(QString());
+}
+
+QString CAPIDownloadAppInfo::DecorateURI()
+{
+    QString query;
+    for (const long id : m_ids) {
+        query += query.isEmpty() ? QLatin1Char('?') : QLatin1Char('&');
+        query += QLatin1String("app_id[]=") + QString::number(id);
+    }
+    WriteLine(query);
+    return query;
+}
+
+bool CAPIDownloadAppInfo::CanDeleteAPIFile()
+{
+    return false;
+}
+
+void CAPIDownloadAppInfo::onSuccessfulTransfer(QDomElement*) { }

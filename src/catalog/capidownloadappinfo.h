@@ -1,0 +1,35 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The request for the application information of products. Its reply file stays
+// when it ends: whoever asked reads it (CAppInfo) and removes it.
+
+#pragma once
+
+#include "../request/capi.h"
+
+#include <vector>
+
+class VANTRELAGENT_EXPORT CAPIDownloadAppInfo : public CAPI
+{
+    Q_OBJECT
+
+public:
+    // `ids`: the serial numbers of the products.
+    CAPIDownloadAppInfo(std::vector<long>& ids, bool bSilent);
+    ~CAPIDownloadAppInfo() override;
+
+    // "?app_id[]=1&app_id[]=2"; empty without numbers. Also written to standard
+    // output.
+    QString DecorateURI() override;
+    bool CanDeleteAPIFile() override;
+
+public slots:
+    void onSuccessfulTransfer(QDomElement* pElement) override;
+
+signals:
+    void InformationDownloaded(bool bSucceeded); // for subclasses; not emitted here
+
+private:
+    std::vector<long> m_ids;
+};

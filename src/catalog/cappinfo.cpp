@@ -1,0 +1,174 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "catalog/cappinfo.h"
+
+#include "catalog/cmenueditor.h"
+#include "request/replydocument.h"
+#include "util/urlcodec.h"
+
+#include <QDomDocument>
+#include <cstdlib>
+
+namespace
+{
+
+// The root of a successful reply; a null element when the file holds none.
+QDomElement SuccessfulReply(const QString& file, QDomDocument& document)
+{
+    if (!ReadReplyDocument(file, document))
+        return QDomElement();
+    const QDomElement root = document.documentElement();
+    const bool ok = root.tagName() == QLatin1String("agentfunction")
+        && root.attribute(QStringLiteral("resultcode"), QStringLiteral("FAILED"))
+            == QLatin1String("OK");
+    return ok ? root : QDomElement();
+}
+
+QDomElement FirstPackage(const QDomElement& root)
+{
+    return root.firstChildElement(QStringLiteral("package"));
+}
+
+QDomElement NextPackage(const QDomElement& package)
+{
+    return package.nextSiblingElement(QStringLiteral("package"));
+}
+
+} // namespace
+
+CAppInfoObject::~CAppInfoObject() = default;
+
+CAppInfo::~CAppInfo() = default;
+
+bool CAppInfo::BuildApplicationInformation(std::vector<CAppInfo>& out, const QString& file)
+{
+    QDomDocument document(QStringLiteral("VantrelAgentXML"));
+    QDomElement package = FirstPackage(SuccessfulReply(file, document));
+    if (package.isNull())
+        return false;
+    for (; !package.isNull(); package = NextPackage(package)) {
+        CAppInfo info;
+        info.ProcessPackage(package);
+        out.push_back(info);
+    }
+    return true;
+}
+
+bool CAppInfo::BuildApplicationInformation(const QString& file)
+{
+    QDomDocument document(QStringLiteral("VantrelAgentXML"));
+    QDomElement root = SuccessfulReply(file, document);
+    if (FirstPackage(root).isNull())
+        return false;
+    ProcessXML(&root);
+    return true;
+}
+
+void CAppInfo::ProcessXML(QDomElement* root)
+{
+    for (QDomElement package = FirstPackage(*root); !package.isNull();
+         package = NextPackage(package))
+        ProcessPackage(package);
+}
+
+void CAppInfo::ProcessPackage(QDomElement& package)
+{
+    for (QDomElement child = package.firstChildElement(); !child.isNull();
+         child = child.nextSiblingElement()) {
+        const QString tag = child.tagName();
+        if (tag == QLatin1String("binary"))
+            ProcessRecordsInPackage(child);
+        else if (tag == QLatin1String("name"))
+            m_sFriendlyName = url_decode(child.text());
+        else if (tag == QLatin1String("serialnumber"))
+            m_sServerSerialNumber = url_decode(child.text());
+        else if (tag == QLatin1String("packagename"))
+            m_sPackageName = url_decode(child.text());
+    }
+}
+
+void CAppInfo::ProcessRecordsInPackage(QDomElement& binary)
+{
+    CAppInfoObject program;
+    for (QDomElement child = binary.firstChildElement(); !child.isNull();
+         child = child.nextSiblingElement()) {
+        const QString tag = child.tagName();
+        const QString text = url_decode(child.text());
+        if (tag == QLatin1String("name"))
+            program.setName(text);
+        else if (tag == QLatin1String("path"))
+            program.setPath(text);
+        else if (tag == QLatin1String("smallicon"))
+            program.setSmallIcon(text);
+        else if (tag == QLatin1String("largeicon"))
+            program.setLargeIcon(text);
+        else if (tag == QLatin1String("menu"))
+            program.setMenuPath(text);
+    }
+    // A serial number that comes behind the program does not reach it.
+    program.setServerSerialNumber(m_sServerSerialNumber);
+    m_applications.push_back(program);
+}
+
+bool CAppInfo::IsValid() const
+{
+    return !m_applications.empty() && !m_applications.front().Name().isEmpty()
+        && !m_applications.front().Path().isEmpty();
+}
+
+bool CAppInfo::AddAppToDatabase()
+{
+    const long number = std::strtol(m_sServerSerialNumber.toLatin1().constData(), nullptr, 10);
+    if (number <= 0)
+        return false;
+    // The recently-used list is not kept yet: there is none that would open.
+    return false;
+}
+
+bool CAppInfo::RemoveAppFromDatabase()
+{
+    // As above: no list opens.
+    return false;
+}
+
+bool CAppInfo::AddAppToMenu()
+{
+    CMenuEditor editor;
+    for (const CAppInfoObject& program : m_applications)
+        editor.addItem(program.Name(), program.Path(), QString(), program.LargeIcon());
+    if (!m_applications.empty())
+        editor.restartMenu();
+    return !m_applications.empty();
+}
+
+bool CAppInfo::RemoveAppFromMenu()
+{
+    CMenuEditor editor;
+    for (const CAppInfoObject& program : m_applications)
+        editor.removeItem(program.Name());
+    if (!m_applications.empty())
+        editor.restartMenu();
+    return !m_applications.empty();
+}
+
+void CAppInfo::GetAppInfo(QString& name, QString& message, QString& icon, QString& path) const
+{
+    for (const CAppInfoObject& program : m_applications) {
+        name = program.Name();
+        path = program.Path();
+        if (!message.isEmpty())
+            message += QLatin1String("\n");
+        if (!name.isEmpty())
+            message += name + QLatin1String(" has been installed!\n\n");
+        if (!program.MenuPath().isEmpty()) {
+            message += QLatin1String("You can run it by:\n\n  - Clicking the link in ")
+                + program.MenuPath() + QLatin1Char('\n');
+            if (!path.isEmpty())
+                message += QLatin1String("  - Clicking the link in New Stuff on your desktop\n"
+                                         "  - Clicking the \"Run It!\" button below\n");
+        }
+        if (icon.isEmpty())
+            icon = program.SmallIcon();
+    }
+}

@@ -1,0 +1,237 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "install/capigetpackageinfo.h"
+
+#include "catalog/cxmlnode.h"
+#include "install/crun.h"
+#include "install/crunaptget.h"
+#include "support/ctracer.h"
+#include "util/output.h"
+
+#include <QDir>
+#include <QFile>
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <fcntl.h>
+#include <fstream>
+#include <unistd.h>
+#include <utility>
+
+namespace
+{
+
+// Whether a URL is one word of a sources line, and no option block.
+bool IsOneWord(const std::string& url)
+{
+    return !url.empty() && std::none_of(url.begin(), url.end(), [](unsigned char c) {
+        return c <= ' ' || c == 0x7F || c == '[';
+    });
+}
+
+void ReplaceAll(std::string& text, const std::string& what, const std::string& by)
+{
+    for (auto at = text.find(what); at != std::string::npos; at = text.find(what, at + by.size()))
+        text.replace(at, what.size(), by);
+}
+
+// Removes a file or a folder with all that is in it.
+void RemoveTree(const QString& path)
+{
+    // The process runner takes blanks for the ends of words, and half a path is
+    // not to be removed in place of the whole.
+    const bool oneWord = !path.contains(QLatin1Char(' ')) && !path.contains(QLatin1Char('"'));
+    if (oneWord)
+        CRun(QStringLiteral("/bin/rm"), QLatin1String("-rf ") + path, true).Run();
+    else if (!QFile::remove(path))
+        QDir(path).removeRecursively();
+}
+
+bool WriteWhole(int fd, const std::string& text)
+{
+    std::size_t done = 0;
+    while (done < text.size()) {
+        const ssize_t count = write(fd, text.data() + done, text.size() - done);
+        if (count < 0 && errno != EINTR)
+            return false;
+        done += count > 0 ? std::size_t(count) : 0;
+    }
+    return true;
+}
+
+} // namespace
+
+CAPIGetPackageInfo::CAPIGetPackageInfo(PackageNameArray names, bool bSilent)
+    : CAPI(bSilent, false, false), m_names(std::move(names))
+{
+}
+
+bool CAPIGetPackageInfo::Execute()
+{
+    if (DecorateURI().isEmpty()) {
+        m_bSucceeded = false;
+        delete this;
+        return false;
+    }
+    return CAPI::Execute();
+}
+
+QString CAPIGetPackageInfo::DecorateURI()
+{
+    if (m_query.isEmpty())
+        m_query = GetPackageFiles();
+    return m_query;
+}
+
+QString CAPIGetPackageInfo::GetPackageFiles()
+{
+    std::string names;
+    for (const std::string& name : m_names)
+        names += ' ' + name;
+    CRunAptGet runner;
+    const int status = runner.Run('D', names, false, false);
+    AptGetMessages errors = runner.Errors();
+    AptGetMessages report = runner.Messages();
+    if (status != 0) {
+        // The status stands behind the text as a character: kept as it is.
+        if (status == 127)
+            errors.push_back(std::string("Unable to run /usr/bin/vos-apt-get. Make sure it exists "
+                                         "and has execute permissions.")
+                             + char(status));
+        emit signalDependencyErrors(errors, report);
+        return QString();
+    }
+    const PackageNameArray files = runner.PackageFiles();
+    emit signalPackageCount(int(files.size()));
+    QString query;
+    for (const std::string& file : files) {
+        query += query.isEmpty() ? QLatin1Char('?') : QLatin1Char('&');
+        query += QLatin1String("filename[]=") + QString::fromStdString(file);
+    }
+    return query;
+}
+
+void CAPIGetPackageInfo::onSuccessfulTransfer(QDomElement* pElement)
+{
+    CXMLNode body(nullptr);
+    body.ReadNode(*pElement);
+    const std::vector<CXMLNode*> infos = body.ChildArray("package_info");
+    if (infos.empty()) {
+        WriteLine(QStringLiteral("CAPIGetPackageInfo::onSuccessfulTransfer - there are no "
+                                 "packages to install"));
+        emit ErroneousTransfer(QStringLiteral("Pakmart encountered an error while requesting "
+                                              "information about the products(s) that you are "
+                                              "trying to install."));
+        return;
+    }
+    bool success = true;
+    PackageNameArray urls;
+    for (CXMLNode* package : infos.front()->ChildArray("package")) {
+        const std::string url = package->ChildValue("package_url", "");
+        // The last package decides, whatever became of those before it.
+        success = SavePackage(url, package->ChildValue("package_data", ""));
+        urls.push_back(url);
+    }
+    emit signalPackageURLs(urls);
+    emit signalURIListComplete(success);
+    m_bSucceeded = success;
+}
+
+bool CAPIGetPackageInfo::SavePackage(const std::string& url, const std::string& data)
+{
+    CTracer tracer("CAPIGetPackageInfo::onSuccessfulTransfer");
+    if (SaveURL(url))
+        return SaveListData(GetFilenameFromURL(url), data);
+    tracer.trace_out("failed to save url");
+    return false;
+}
+
+bool CAPIGetPackageInfo::SaveURL(const std::string& url)
+{
+    CTracer tracer("CAPIGetPackageInfo::SaveURL");
+    if (!IsOneWord(url)) {
+        tracer.trace_out("refused a url that is not one word: " + url);
+        return false;
+    }
+    std::ofstream sources(CRunAptGet::SourcesFile(false), std::ios::app);
+    if (!sources) {
+        tracer.trace_out("failed to open CRunAptGet::SourcesFile().c_str(), std::ios::app");
+        return false;
+    }
+    sources << "deb " << url << " . ." << std::endl;
+    return bool(sources);
+}
+
+std::string CAPIGetPackageInfo::GetFilenameFromURL(const std::string& url)
+{
+    const auto scheme = url.find("://");
+    std::string name = scheme == std::string::npos ? url : url.substr(scheme + 3);
+    ReplaceAll(name, "/", "_");
+    ReplaceAll(name, "=", "%3d");
+    ReplaceAll(name, "&", "%26");
+    return CRunAptGet::ListsDir(false) + name + "_dists_._._binary-i386_Packages";
+}
+
+bool CAPIGetPackageInfo::SaveListData(const std::string& file, const std::string& data)
+{
+    const int fd = open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0664);
+    if (fd < 0)
+        return false;
+    const bool written = WriteWhole(fd, data + '\0' + '\n');
+    const bool closed = close(fd) == 0;
+    if (written && closed)
+        return true;
+    // Half an index is not to be taken for a whole one.
+    unlink(file.c_str());
+    return false;
+}
+
+void CAPIGetPackageInfo::DeleteTempLists(const PackageNameArray&)
+{
+    for (const std::string& path : { CRunAptGet::ListsDir(false), CRunAptGet::SourcesFile(false) })
+        RemoveTree(QFile::decodeName(path.c_str()));
+}
+
+void CAPIGetPackageInfo::DeleteFileFromURL(const std::string& url)
+{
+    std::remove(GetFilenameFromURL(url).c_str());
+}
+
+void CAPIGetPackageInfo::DeleteURLs(const PackageNameArray& urls)
+{
+    for (const std::string& url : urls)
+        DeleteFileFromURL(url);
+}
+
+bool CAPIGetPackageInfo::ContainsURLs(const std::string& line, const std::set<std::string>& urls)
+{
+    return std::any_of(urls.begin(), urls.end(), [&line](const std::string& url) {
+        return !url.empty() && line.find(url) != std::string::npos;
+    });
+}
+
+void CAPIGetPackageInfo::DeleteFromSourceList(const PackageNameArray& urls)
+{
+    CTracer tracer("CAPIGetPackageInfo::DeleteFromSourceList");
+    const std::string path = CRunAptGet::SourcesFile(false);
+    const std::set<std::string> dropped(urls.begin(), urls.end());
+    std::ifstream sources(path);
+    if (!sources)
+        return;
+    std::string kept, line;
+    while (tracer.trace_out("Reading line from sources.list"), std::getline(sources, line)) {
+        tracer.trace_out("Read this line: '" + line + '\'');
+        if (ContainsURLs(line, dropped))
+            continue;
+        tracer.trace_out("Saving this line: '" + line + '\'');
+        kept += line + '\n';
+    }
+    tracer.trace_out("Closing sources.list");
+    sources.close();
+    tracer.trace_out("Opening sources.list for writing");
+    std::ofstream rewritten(path, std::ios::trunc);
+    tracer.trace_out("Writing to sources.list");
+    rewritten << kept;
+    tracer.trace_out("closing sources.list for writing");
+}

@@ -1,0 +1,40 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The request for the store's lists of package sources. It rewrites the private
+// sources files and tells which of them changed.
+//
+// A line of such a file is the entry as the package tools read it, two blanks,
+// '#', and the entry's time stamp.
+
+#pragma once
+
+#include "../request/capi.h"
+
+#include <string>
+#include <vector>
+
+class CXMLNode;
+
+class VANTRELAGENT_EXPORT CAPIGetSourcesList : public CAPI
+{
+    Q_OBJECT
+
+public:
+    CAPIGetSourcesList(bool bSilent, bool bWait);
+
+    // Writes the entries of a "list" element to the file of its tree.
+    void ProcessSourcesListEntry(CXMLNode* list);
+
+    // Rewrites the file from "entry" elements, in one step. Returns whether an
+    // entry came, went, or has another time stamp; also false, with the file as
+    // it was, when it cannot be written. An entry that could break out of its
+    // line, or turn on an option of the package tools, is left out.
+    bool UpdateSourcesList(const std::string& path, std::vector<CXMLNode*>& entries);
+
+public slots:
+    void onSuccessfulTransfer(QDomElement* pElement) override;
+
+signals:
+    void signalSourcesListModified(bool deps);
+};

@@ -1,0 +1,139 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The runner of the package front end.
+//
+// It runs one action of /usr/bin/vos-apt-get as a child process, reads its
+// output line by line and tells by signals what it says: the packages, their
+// sizes, the progress, errors. It keeps a private tree below the user's home,
+// so that the store's sources and package lists never touch the system's; the
+// tree has a twin ("deps") for working out what packages depend on.
+//
+//     CRunAptGet runner;
+//     QObject::connect(&runner, SIGNAL(signalPackagePulse(int,int)), ...);
+//     if (runner.Run('I', "libfoo bar", false, false) != 0)
+//         for (const std::string& line : runner.Errors()) ...
+//
+// All of it runs on the caller's thread; events are processed while the child
+// runs, so slots of other objects run inside Run. They must not start another
+// Run on the same object.
+
+#pragma once
+
+#include "../util/export.h"
+#include "packagelists.h"
+
+#include <QObject>
+#include <cstdio>
+#include <string>
+
+class QDialog;
+class QLabel;
+
+class VANTRELAGENT_EXPORT CRunAptGet : public QObject
+{
+    Q_OBJECT
+
+public:
+    CRunAptGet();
+    ~CRunAptGet() override;
+
+    // Runs an action on a blank-separated list of package names:
+    //   'A', 'I', 'U'  install
+    //   'D'            list the package files that an install would download,
+    //                  on the deps tree, after refreshing its sources
+    //   'R'            remove
+    // Returns 0; 1 when the child ended well but told of an error; the status
+    // that pclose gives otherwise; 127, with nothing started, for an empty list,
+    // a missing front end, another letter, or a name that could be more than a
+    // name on a command line (Errors() tells which). A remove returns 0 however
+    // it ended. `flag` has no effect; callers pass `isRetry` false.
+    int Run(char action, const std::string& packages, bool flag, bool isRetry);
+
+    // Asks the server for the lists of package sources; where one changed, the
+    // package lists of its tree are refreshed. The argument has no effect: the
+    // reply says which tree. Always true.
+    bool checkSources(bool deps);
+    void update(bool deps); // the same
+
+    // The private tree.
+    static std::string ListsDir(bool deps); // ends with '/'
+    static std::string SourcesFile(bool deps);
+    static std::string AptGetOptions(bool deps); // begins with a blank
+    // Make its folders; false when one is not there afterwards.
+    static bool CreateAptGetDirs();
+    static bool CreateListsDir(bool deps);
+    static bool CreateSourcesDir(bool deps);
+    static bool MkDir(const std::string& path);
+
+    // What the last run said. The map and the messages are of that run; the
+    // others add up over the life of the object.
+    std::string TotalSize() const { return m_sTotalSize; } // "2,345kB"
+    int PackageCount() const { return int(m_packages.size()); }
+    AptGetPackages Packages() const { return m_packages; }
+    PackageNameArray PackageFiles() const { return m_packageFiles; } // file names
+    AptGetMessages Messages() const { return m_messages; } // all lines
+    AptGetMessages Errors() const { return m_errors; } // of errors and warnings
+
+    // Writes the messages to "/tmp/apt-get.out"; nothing happens where that
+    // cannot be written.
+    void writeFailedAptGetToFile();
+
+    // The parser. Lines are NUL-terminated and cut up in place; the two flags
+    // belong to the run: a list of package names is open, an error is open.
+    void parseLine(char* line, int length, bool& inPackageList, bool& inErrorBlock);
+    // Reads one line of at most size - 1 characters, without control
+    // characters, processing events on the way. False at the end of the stream.
+    bool readLine(char* buffer, int size, FILE* stream, int& length);
+    void GetPackageNames(char* line, int length);
+    void GetTotalBytes(char* line, int length);
+    void GetReceivedPackageInfo(char* line, int length);
+    void GetSetupInfo(char* line, int length);
+    void GetPackageFiles(char* line);
+    void Pulse(char* line, int length);
+    void SkipWhite(char** cursor);
+    void SkipNonWhite(char** cursor);
+
+signals:
+    // The packages that will be fetched or installed.
+    void signalReceivedPackageNames(const AptGetPackages& packages);
+    // The size of the whole download, as text.
+    void signalReceivedTotalBytes(const std::string& size);
+    // The download of a package begins: name, size text. And ends.
+    void signalBeginReceivePackage(const std::string& name, const std::string& size);
+    void signalPackagePulse(int itemPercent, int overallPercent);
+    void signalEndReceivePackage(const std::string& name);
+    // A package is being set up.
+    void signalBeginInstall(const std::string& name);
+    // The run is over; a run that is repeated tells it twice.
+    void signalEndInstall(const bool success);
+
+public slots:
+    // Refreshes the package lists of a tree, with the "Setting up" box shown.
+    void onRunAptGetUpdate(bool deps);
+    void onAptGetUpdateTimer();
+
+private:
+    bool Refuse(const std::string& packages);
+    int RunPiped(char action, const std::string& packages, bool isRetry);
+    void ReadOutput(FILE* stream);
+    void ClearArchive();
+    void ClassifyBlock(char* line, int length, bool& inPackageList, bool& inErrorBlock);
+    bool ClassifyProgress(char* line, int length);
+
+    static const std::string m_sAptGetDir;
+    static const std::string m_sListsDir;
+    static const std::string m_sSourcesList;
+
+    AptGetPackages m_packages;
+    PackageNameArray m_packageFiles;
+    std::string m_sTotalSize;
+    std::string m_sCurrentPackage; // the one that is being downloaded
+    bool m_bRetryPending = false;
+    bool m_bErrorSeen = false;
+    bool m_bEcho = false; // the setting "echo apt-get"
+    AptGetMessages m_messages;
+    AptGetMessages m_errors;
+    QDialog* m_pUpdateDialog = nullptr;
+    QLabel* m_pUpdateLabel = nullptr;
+};

@@ -1,0 +1,216 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// From the lines of the package front end to facts and signals.
+
+#include "install/crunaptget.h"
+
+#include "util/desktop.h"
+#include "util/output.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstdlib>
+#include <cstring>
+
+namespace
+{
+
+bool BeginsWith(const char* line, const char* prefix)
+{
+    return std::strncmp(line, prefix, std::strlen(prefix)) == 0;
+}
+
+bool IsWhite(char c)
+{
+    return std::isspace(static_cast<unsigned char>(c)) != 0;
+}
+
+// The text of an "E:" or "W:" line: what follows the colon and one separator.
+const char* ErrorText(const char* line, int length)
+{
+    return length > 3 ? line + 3 : "";
+}
+
+} // namespace
+
+bool CRunAptGet::readLine(char* buffer, int size, FILE* stream, int& length)
+{
+    length = 0;
+    int c;
+    while (true) {
+        c = std::fgetc(stream);
+        // In a full buffer the character just read is lost; the rest of the line
+        // comes as the next one.
+        if (c == EOF || c == '\n' || length == size - 1)
+            break;
+        if (length % 10 == 0)
+            ProcessMessages();
+        if (c > 0x1F)
+            buffer[length++] = char(c);
+    }
+    buffer[length] = '\0';
+    return c != EOF;
+}
+
+void CRunAptGet::parseLine(char* line, int length, bool& inPackageList, bool& inErrorBlock)
+{
+    if (m_bEcho)
+        WriteLine(std::string(line));
+    m_messages.emplace_back(line);
+    ClassifyBlock(line, length, inPackageList, inErrorBlock);
+    if (!inErrorBlock && ClassifyProgress(line, length))
+        inPackageList = false;
+}
+
+// Lists of package names and errors go on over several lines.
+void CRunAptGet::ClassifyBlock(char* line, int length, bool& inPackageList, bool& inErrorBlock)
+{
+    if (BeginsWith(line, "The following") && !BeginsWith(line, "The following information")) {
+        inPackageList = true;
+    } else if (inPackageList) {
+        if (*line == ' ')
+            GetPackageNames(line, length);
+        else
+            inPackageList = false;
+    } else if (BeginsWith(line, "E:")) {
+        if (BeginsWith(ErrorText(line, length), "Couldn't find package") && !m_bRetryPending) {
+            m_bRetryPending = true;
+            return;
+        }
+        inErrorBlock = true;
+        m_bErrorSeen = true;
+        m_errors.emplace_back(ErrorText(line, length));
+    } else if (BeginsWith(line, "W:")) {
+        inErrorBlock = true;
+        m_errors.emplace_back(ErrorText(line, length));
+    } else if (inErrorBlock) {
+        if (*line == ' ')
+            m_errors.emplace_back(line);
+        else
+            inErrorBlock = false;
+    }
+}
+
+// Whether the line was one of these.
+bool CRunAptGet::ClassifyProgress(char* line, int length)
+{
+    if (BeginsWith(line, "Need to get ")) {
+        emit signalReceivedPackageNames(m_packages);
+        GetTotalBytes(line, length);
+    } else if (BeginsWith(line, "Get:")) {
+        GetReceivedPackageInfo(line, length);
+    } else if (BeginsWith(line, "Setting up")) {
+        GetSetupInfo(line, length);
+    } else if (BeginsWith(line, "Sorry,")) {
+        emit signalReceivedPackageNames(m_packages);
+        emit signalBeginReceivePackage(std::string(), std::string());
+        emit signalEndReceivePackage(std::string());
+        emit signalBeginInstall(std::string());
+    } else if (*line == '\'') {
+        GetPackageFiles(line);
+    } else if (std::strstr(line, "%]") || std::strstr(line, "% [")) {
+        Pulse(line, length);
+    } else {
+        return false;
+    }
+    return true;
+}
+
+void CRunAptGet::SkipWhite(char** cursor)
+{
+    while (**cursor && IsWhite(**cursor))
+        ++*cursor;
+}
+
+void CRunAptGet::SkipNonWhite(char** cursor)
+{
+    while (**cursor && !IsWhite(**cursor))
+        ++*cursor;
+}
+
+void CRunAptGet::GetPackageNames(char* line, int)
+{
+    char* cursor = line;
+    SkipWhite(&cursor);
+    while (char* blank = std::strchr(cursor, ' ')) {
+        *blank = '\0';
+        m_packages[cursor] = "0";
+        cursor = blank + 1;
+        SkipWhite(&cursor);
+    }
+    if (*cursor && !IsWhite(*cursor))
+        m_packages[cursor] = "0";
+}
+
+void CRunAptGet::GetTotalBytes(char* line, int)
+{
+    char* cursor = line + std::strlen("Need to get ");
+    SkipWhite(&cursor);
+    const char* size = cursor;
+    SkipNonWhite(&cursor);
+    *cursor = '\0';
+    if (*size)
+        m_sTotalSize = size;
+    emit signalReceivedTotalBytes(m_sTotalSize);
+}
+
+void CRunAptGet::GetReceivedPackageInfo(char* line, int)
+{
+    if (!m_sCurrentPackage.empty())
+        emit signalEndReceivePackage(m_sCurrentPackage);
+    char* cursor = line;
+    // The field at the cursor, cut off, with the cursor behind it.
+    const auto takeField = [this, &cursor] {
+        char* field = cursor;
+        SkipNonWhite(&cursor);
+        if (*cursor)
+            *cursor++ = '\0';
+        SkipWhite(&cursor);
+        return field;
+    };
+    takeField(); // "Get:3"
+    takeField(); // the site
+    takeField(); // the section of the distribution
+    const std::string name = takeField();
+    takeField(); // the version
+    if (*cursor == '[')
+        ++cursor;
+    const std::string size(cursor, std::strcspn(cursor, " ]"));
+    if (!name.empty() && !size.empty())
+        m_packages[name] = size;
+    emit signalBeginReceivePackage(name, size);
+    m_sCurrentPackage = name;
+}
+
+void CRunAptGet::GetSetupInfo(char* line, int)
+{
+    emit signalEndReceivePackage(m_sCurrentPackage);
+    char* cursor = line + std::strlen("Setting up");
+    SkipWhite(&cursor);
+    const char* name = cursor;
+    SkipNonWhite(&cursor);
+    emit signalBeginInstall(std::string(name, std::size_t(cursor - name)));
+}
+
+void CRunAptGet::GetPackageFiles(char* line)
+{
+    const char* slash = std::strrchr(line, '/');
+    std::string name = slash ? slash + 1 : line;
+    // Without a closing apostrophe the text stays whole.
+    name.resize(std::min(name.find('\''), name.size()));
+    m_packageFiles.push_back(name);
+}
+
+void CRunAptGet::Pulse(char* line, int)
+{
+    const int overall = std::atoi(line);
+    int item = 0;
+    if (const char* bracket = std::strchr(line, ']')) {
+        const char* from = bracket;
+        while (from > line && from[-1] != ' ')
+            --from;
+        item = std::atoi(from);
+    }
+    emit signalPackagePulse(item, overall);
+}

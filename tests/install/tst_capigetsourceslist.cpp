@@ -1,0 +1,195 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The sources files: what the server lists, and what becomes of it.
+
+#include "install/capigetsourceslist.h"
+#include "install/crunaptget.h"
+#include "tests/common/frontend.h"
+#include "tests/request/requests.h"
+
+#include <QtTest>
+
+class SourcesListTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    ScriptedServer m_server;
+    ScriptedFrontEnd m_frontEnd;
+
+    static QString file(bool deps) { return QString::fromStdString(CRunAptGet::SourcesFile(deps)); }
+    static QByteArray contents(bool deps)
+    {
+        QFile sources(file(deps));
+        return sources.open(QIODevice::ReadOnly) ? sources.readAll() : QByteArray("<none>");
+    }
+    static void write(bool deps, const QByteArray& text)
+    {
+        QVERIFY(CRunAptGet::CreateAptGetDirs());
+        QFile sources(file(deps));
+        QVERIFY(sources.open(QIODevice::WriteOnly));
+        sources.write(text);
+    }
+    // Asks; returns the trees that were told to be changed.
+    QList<bool> ask(const QByteArray& lists)
+    {
+        m_server.answer(
+            "/s",
+            ScriptedServer::http("<agentfunction resultcode=\"OK\">" + lists + "</agentfunction>"));
+        QList<bool> changed;
+        auto* request = new CAPIGetSourcesList(true, true);
+        connect(request, &CAPIGetSourcesList::signalSourcesListModified, qApp,
+                [&changed](bool deps) { changed << deps; });
+        request->Execute();
+        return changed;
+    }
+
+private slots:
+    void initTestCase()
+    {
+        Setting("agent api url", m_server.url("/api").toStdString());
+        m_server.answer("/api", Directory({ { "CAPIGetSourcesList", m_server.url("/s") } }));
+    }
+    void init()
+    {
+        QDir(QDir::homePath() + QStringLiteral("/.vos-apt-get")).removeRecursively();
+        m_frontEnd.forget();
+    }
+
+    void firstListsAreWrittenToTheirTrees()
+    {
+        QCOMPARE(ask("<list type=\"dep\"><entry timestamp=\"1\">deb http://h/a ./</entry></list>"
+                     "<list type=\"other\"><entry timestamp=\"2\">deb http://h/b x y</entry>"
+                     "<entry>deb http://h/c ./</entry></list>"),
+                 (QList<bool>{ true, false }));
+        QCOMPARE(contents(true), QByteArray("deb http://h/a ./  #1\n"));
+        QCOMPARE(contents(false), QByteArray("deb http://h/b x y  #2\ndeb http://h/c ./  #\n"));
+    }
+
+    void bothTreesMayBeToldInOneReply()
+    {
+        QCOMPARE(
+            ask("<list type=\"dep\"><entry>a</entry></list><list><entry>b</entry></list>").size(),
+            2);
+    }
+
+    void equalEntriesMakeNoChangeButAreRewritten()
+    {
+        write(true, "# comment\n\ndeb http://h/a ./   \t #1\n");
+        QCOMPARE(ask("<list type=\"dep\"><entry timestamp=\"1\">deb http://h/a ./</entry></list>"),
+                 QList<bool>());
+        QCOMPARE(contents(true), QByteArray("deb http://h/a ./  #1\n"));
+    }
+
+    void otherTimestampIsAChangeThatIsLogged()
+    {
+        write(true, "deb http://h/a ./  #1\n");
+        const StandardOutput output;
+        QCOMPARE(ask("<list type=\"dep\"><entry timestamp=\"2\">deb http://h/a ./</entry></list>"),
+                 QList<bool>{ true });
+        QVERIFY(
+            output.text().contains("\n\ndeb http://h/a ./ - timestamp modified [1] != [2]\n\n"));
+        QVERIFY(output.lines().contains(QLatin1String("CAPIGetSourcesList::UpdateSourcesList('")
+                                        + file(true) + QLatin1String("')")));
+    }
+
+    void lineThatNoEntryMatchesIsAChangeAndDropped()
+    {
+        write(true, "deb http://h/a ./  #1\ndeb http://h/old ./  #1\n");
+        QCOMPARE(ask("<list type=\"dep\"><entry timestamp=\"1\">deb http://h/a ./</entry></list>"),
+                 QList<bool>{ true });
+        QCOMPARE(contents(true), QByteArray("deb http://h/a ./  #1\n"));
+    }
+
+    void entryThatBeginsALineMatchesIt()
+    {
+        write(true, "deb http://h/a ./ extra  #1\n");
+        QCOMPARE(ask("<list type=\"dep\"><entry timestamp=\"1\">deb http://h/a ./</entry></list>"),
+                 QList<bool>());
+        QCOMPARE(contents(true), QByteArray("deb http://h/a ./  #1\n"));
+    }
+
+    void emptyListEmptiesTheFile()
+    {
+        write(false, "deb http://h/a ./  #1\n");
+        QCOMPARE(ask("<list></list>"), QList<bool>{ false });
+        QCOMPARE(contents(false), QByteArray());
+    }
+
+    void textsAreDecoded()
+    {
+        ask("<list><entry timestamp=\"a%3Ab\">deb+http://h/%61 ./</entry></list>");
+        QCOMPARE(contents(false), QByteArray("deb http://h/a ./  #a:b\n"));
+    }
+
+    void entriesThatBreakOutOfTheirLineAreLeftOut_data()
+    {
+        QTest::addColumn<QByteArray>("entry");
+        QTest::newRow("line end") << QByteArray("<entry>deb http://h/a ./%0Adeb http://evil/ ./"
+                                                "</entry>");
+        QTest::newRow("carriage return") << QByteArray("<entry>a%0Db</entry>");
+        QTest::newRow("option block")
+            << QByteArray("<entry>deb [trusted=yes] http://e/ ./</entry>");
+        QTest::newRow("comment") << QByteArray("<entry>deb http://h/ ./ # x</entry>");
+        QTest::newRow("line end in the time stamp")
+            << QByteArray("<entry timestamp=\"1%0Adeb http://evil/ ./\">deb http://h/ ./</entry>");
+        QTest::newRow("no text") << QByteArray("<entry/>");
+    }
+    void entriesThatBreakOutOfTheirLineAreLeftOut()
+    {
+        QFETCH(QByteArray, entry);
+        ask("<list>" + entry + "<entry timestamp=\"1\">deb http://h/good ./</entry></list>");
+        QCOMPARE(contents(false), QByteArray("deb http://h/good ./  #1\n"));
+    }
+
+    void overlongLinesAreReadWhole()
+    {
+        const QByteArray entry = "deb http://h/" + QByteArray(3000, 'a') + " ./";
+        write(true, entry + "  #1\n");
+        QCOMPARE(ask("<list type=\"dep\"><entry timestamp=\"1\">" + entry + "</entry></list>"),
+                 QList<bool>());
+    }
+
+    void fileThatCannotBeWrittenIsTraced()
+    {
+        QVERIFY(CRunAptGet::CreateAptGetDirs());
+        QVERIFY(QDir().mkpath(file(false))); // a folder stands in its place
+        const Trace trace;
+        QCOMPARE(ask("<list><entry>deb http://h/a ./</entry></list>"), QList<bool>());
+        QVERIFY(trace.events().contains(QStringLiteral("failed to create sources list file")));
+    }
+
+    void runnerAnswersAChangeByAnUpdate()
+    {
+        m_server.answer("/s",
+                        ScriptedServer::http("<agentfunction resultcode=\"OK\"><list type=\"dep\">"
+                                             "<entry timestamp=\"1\">deb http://h/a ./</entry>"
+                                             "</list></agentfunction>"));
+        CRunAptGet runner;
+        const Trace trace;
+        QVERIFY(runner.checkSources(false));
+        QVERIFY(trace.events().contains(
+            QStringLiteral("sources list file modified...emitting signalSourcesListModified")));
+        QCOMPARE(m_frontEnd.calls(),
+                 QStringList(QStringLiteral("vos-apt-get update")
+                             + QString::fromStdString(CRunAptGet::AptGetOptions(true))));
+        // Nothing changes the second time.
+        runner.update(true);
+        QCOMPARE(m_frontEnd.calls().size(), 1);
+    }
+
+    void unwritableHomeIsTracedNotFatal()
+    {
+        // In the place of the private tree stands a file.
+        QFile blocked(QDir::homePath() + QStringLiteral("/.vos-apt-get"));
+        QVERIFY(blocked.open(QIODevice::WriteOnly));
+        blocked.close();
+        QVERIFY(!CRunAptGet::CreateAptGetDirs());
+        QCOMPARE(ask("<list><entry>deb http://h/a ./</entry></list>"), QList<bool>());
+        QVERIFY(blocked.remove());
+    }
+};
+
+QTEST_MAIN(SourcesListTest)
+#include "tst_capigetsourceslist.moc"

@@ -1,0 +1,435 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The install sequence: a server that says what it is told to, a front end that
+// is a script, and everything that a listener hears, in order.
+
+#include "catalog/capidownloadappinfo.h"
+#include "install/capigetpackageinfo.h"
+#include "install/capiinstallpackages.h"
+#include "install/cdlginstallcomplete.h"
+#include "tests/common/frontend.h"
+#include "tests/request/requests.h"
+
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QtTest>
+
+namespace
+{
+
+const QByteArray Uris = "'http://h/pool/foo_1_all.deb' foo_1_all.deb 5 SHA256:0\n";
+const QByteArray Run = "The following NEW packages will be installed:\n  foo\n"
+                       "Need to get 5B of archives.\nGet:1 http://h ./. foo 1 [5B]\n"
+                       "50% [1 foo 40%]\nSetting up foo (1) ...\n";
+const QString Preparing = QStringLiteral("pre Preparing to download product...");
+const QString AppInfoError = QStringLiteral(
+    "error Pakmart encountered an error while requesting some information from the VantrelNet "
+    "server.");
+
+QByteArray Reply(const QByteArray& content)
+{
+    return ScriptedServer::http("<agentfunction resultcode=\"OK\">" + content + "</agentfunction>");
+}
+
+} // namespace
+
+// Hears everything.
+class Listener : public QObject
+{
+    Q_OBJECT
+
+public:
+    QStringList events;
+    bool go = true;
+
+public slots:
+    void onPreInstallInformation(const std::string& t) { add("pre ", t); }
+    void onCanContinue(int count, bool& canContinue)
+    {
+        events << QStringLiteral("continue? %1 %2").arg(count).arg(canContinue);
+        canContinue = go;
+    }
+    void onBeginInstall() { events << QStringLiteral("begin"); }
+    void onReceivedPackageNames(const AptGetPackages& p)
+    {
+        events << QStringLiteral("names %1").arg(p.size());
+    }
+    void onReceivedTotalBytes(const std::string& t) { add("total ", t); }
+    void onBeginReceivePackage(const std::string& n, const std::string&) { add("get ", n); }
+    void onEndReceivePackage(const std::string& n) { add("got ", n); }
+    void onBeginInstall(const std::string& n) { add("setup ", n); }
+    void onEndInstall(const bool ok) { events << QStringLiteral("end %1").arg(ok); }
+    void onReceivePackagePulse(int item, int all)
+    {
+        events << QStringLiteral("pulse %1 %2").arg(item).arg(all);
+    }
+
+private:
+    void add(const char* what, const std::string& text)
+    {
+        events << QLatin1String(what) + QString::fromStdString(text);
+    }
+};
+
+// An installer whose requests cannot be made.
+class WithoutRequests : public CAPIInstallPackages
+{
+    Q_OBJECT
+
+public:
+    using CAPIInstallPackages::CAPIInstallPackages;
+    bool appInfo = false;
+
+protected:
+    CAPIDownloadAppInfo* MakeAppInfoRequest() override
+    {
+        return appInfo ? CAPIInstallPackages::MakeAppInfoRequest() : nullptr;
+    }
+    CAPIGetPackageInfo* MakePackageInfoRequest() override { return nullptr; }
+};
+
+class InstallTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    ScriptedServer m_server;
+    ScriptedFrontEnd m_frontEnd;
+    bool m_addToNewStuff = true;
+
+    // What the front end prints for a listing and for an install.
+    void frontEndSays(const QByteArray& listing, const QByteArray& run, int runStatus = 0,
+                      int listStatus = 0)
+    {
+        const QString dir = QString::fromLocal8Bit(qgetenv("TEST_DIR"));
+        const auto write = [&dir](const char* name, const QByteArray& text) {
+            QFile file(dir + QLatin1String(name));
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            file.write(text);
+        };
+        write("/says-listing", listing);
+        write("/says-run", run);
+        m_frontEnd.install(QStringLiteral("vos-apt-get"),
+                           "case \" $* \" in *--print-uris*) cat $TEST_DIR/says-listing; exit "
+                               + QByteArray::number(listStatus)
+                               + ";; *' install '*) cat $TEST_DIR/says-run; exit "
+                               + QByteArray::number(runStatus) + ";; esac");
+    }
+    void appInfoIs(const QByteArray& content) { m_server.answer("/a", Reply(content)); }
+
+    void follow(CAPIInstallPackages* request, QStringList& events)
+    {
+        using I = CAPIInstallPackages;
+        connect(request, &I::signalAptGetReport, qApp, [&events](AptGetMessages& report) {
+            events << QStringLiteral("report %1").arg(report.size());
+        });
+        connect(request, &I::signalCanAddToNewStuff, qApp,
+                [&events, this](PackageNameArray& names, bool& add) {
+                    events << QStringLiteral("add? %1 %2").arg(names.size()).arg(add);
+                    add = m_addToNewStuff;
+                });
+        connect(request, &I::signalBuildErrorReport, qApp,
+                [&events](bool ok) { events << QStringLiteral("outcome %1").arg(ok); });
+        connect(request, &CAPI::ErroneousTransfer, qApp,
+                [&events](const QString& text) { events << QLatin1String("error ") + text; });
+        connect(request, &CAPI::APIComplete, qApp,
+                [&events](bool ok) { events << QStringLiteral("complete %1").arg(ok); });
+    }
+    struct Result {
+        QStringList events;
+        bool started;
+    };
+    Result installProduct(bool silent = true, bool go = true)
+    {
+        Listener listener;
+        listener.go = go;
+        std::vector<long> serials{ 7 };
+        auto* request = new CAPIInstallPackages(&listener, serials, silent);
+        follow(request, listener.events);
+        const bool started = request->Execute();
+        return { listener.events, started };
+    }
+    Result installPackage(PackageNameArray names, bool silent = true)
+    {
+        Listener listener;
+        auto* request = new CAPIInstallPackages(&listener, names, silent);
+        follow(request, listener.events);
+        const bool started = request->Execute();
+        return { listener.events, started };
+    }
+
+private slots:
+    void initTestCase()
+    {
+        Setting("agent api url", m_server.url("/api").toStdString());
+        m_server.answer("/api",
+                        Directory({ { "CAPIGetSourcesList", m_server.url("/s") },
+                                    { "CAPIGetPackageInfo", m_server.url("/p") },
+                                    { "CAPIDownloadAppInfo", m_server.url("/a") } }));
+        m_server.answer("/s", Reply("<list type=\"dep\"/>"));
+    }
+    void init()
+    {
+        m_server.answer("/p",
+                        Reply("<package_info><package><package_url>http://h/r</package_url>"
+                              "<package_data>x</package_data></package></package_info>"));
+        appInfoIs("<package><name>Foo</name><serialnumber>7</serialnumber>"
+                  "<packagename>foo</packagename><binary><name>Foo</name><path>/usr/bin/foo</path>"
+                  "<menu>Games</menu></binary></package>");
+        frontEndSays(Uris, Run);
+        m_frontEnd.forget();
+        m_server.asked.clear();
+        m_addToNewStuff = true;
+        QFile::remove(QString::fromLocal8Bit(qgetenv("PAKMART_SYSROOT"))
+                      + QStringLiteral("/tmp/apt-get.out"));
+    }
+    void cleanup()
+    {
+        // Every install leaves the plain tree and the spool folder empty.
+        QVERIFY(!QFile::exists(QString::fromStdString(CRunAptGet::SourcesFile(false))));
+        QVERIFY(!QFile::exists(QString::fromStdString(CRunAptGet::ListsDir(false))));
+        QCOMPARE(QDir(QString::fromLocal8Bit(qgetenv("PAKMART_SYSROOT")) + QStringLiteral("/tmp"))
+                     .entryList({ QStringLiteral("*.xml") }, QDir::Files),
+                 QStringList());
+    }
+
+    void productFromStartToEnd()
+    {
+        const StandardOutput output;
+        const Result result = installProduct();
+        QVERIFY(result.started);
+        QCOMPARE(result.events,
+                 (QStringList{ Preparing, Preparing, Preparing, QStringLiteral("continue? 1 1"),
+                               Preparing, QStringLiteral("begin"), QStringLiteral("names 1"),
+                               QStringLiteral("total 5B"), QStringLiteral("get foo"),
+                               QStringLiteral("pulse 40 50"), QStringLiteral("got foo"),
+                               QStringLiteral("setup foo"), QStringLiteral("end 1"),
+                               QStringLiteral("report 6"), QStringLiteral("outcome 1"),
+                               QStringLiteral("add? 1 1"), QStringLiteral("complete 1") }));
+        const QStringList lines = output.lines();
+        QVERIFY(lines.contains(QStringLiteral("adding 'Foo' to NewStuff")));
+        QCOMPARE(lines.value(lines.size() - 3),
+                 QStringLiteral("returning from ~CAPIInstallPackages"));
+        QCOMPARE(lines.value(lines.size() - 2), QStringLiteral("terminating CAPI"));
+        QVERIFY(m_server.asked.contains("/a?app_id[]=7"));
+        QVERIFY(m_frontEnd.calls()
+                    .filter(QStringLiteral("-yp install"))
+                    .value(0)
+                    .endsWith(QStringLiteral("/lists/ foo")));
+    }
+
+    void successDialogTellsAndOffersToRun()
+    {
+        QString text, name;
+        bool run = false;
+        QTimer look;
+        connect(&look, &QTimer::timeout, this, [&] {
+            auto* box = qobject_cast<CDlgInstallComplete*>(QApplication::activeModalWidget());
+            if (!box)
+                return;
+            name = box->objectName();
+            text = box->findChild<QPlainTextEdit*>()->toPlainText();
+            for (QPushButton* button : box->findChildren<QPushButton*>())
+                run = run || (button->text() == QLatin1String("Run It!") && button->isVisible());
+            box->reject();
+        });
+        look.start(5);
+        installProduct(false);
+        QCOMPARE(name, QStringLiteral("pDlgInstall"));
+        QVERIFY(text.startsWith(QLatin1String("Foo has been installed!\n\nYou can run it by:")));
+        QVERIFY(run);
+    }
+
+    void severalProductsShareOneText()
+    {
+        appInfoIs("<package><packagename>foo</packagename><binary><name>A</name></binary></package>"
+                  "<package><packagename>bar</packagename><binary><name>B</name><path>/b</path>"
+                  "</binary></package>");
+        QString text;
+        QTimer look;
+        connect(&look, &QTimer::timeout, this, [&text] {
+            if (QWidget* box = QApplication::activeModalWidget()) {
+                text = box->findChild<QPlainTextEdit*>()->toPlainText();
+                box->close();
+            }
+        });
+        look.start(5);
+        installProduct(false);
+        QCOMPARE(text, QStringLiteral("A has been installed!\n\n\n\n\nB has been installed!\n\n"));
+    }
+
+    void packagesByNameShowNoDialogAfterSuccess()
+    {
+        const BoxCloser boxes;
+        const Result result = installPackage({ "foo", "bar" }, false);
+        QVERIFY(result.started);
+        QCOMPARE(boxes.texts, QStringList());
+        QCOMPARE(result.events.mid(0, 3),
+                 (QStringList{ Preparing, QStringLiteral("continue? 1 1"), Preparing }));
+        QCOMPARE(result.events.last(), QStringLiteral("complete 1"));
+        QVERIFY(!m_server.asked.join().contains("/a?"));
+    }
+
+    void declinedInstallsNothing()
+    {
+        const BoxCloser boxes;
+        const Result result = installProduct(false, false);
+        QCOMPARE(result.events.mid(3),
+                 (QStringList{ QStringLiteral("continue? 1 1"), Preparing,
+                               QStringLiteral("outcome 1"), QStringLiteral("complete 1") }));
+        QCOMPARE(boxes.texts, QStringList());
+        QCOMPARE(m_frontEnd.calls().filter(QStringLiteral("-yp install")), QStringList());
+    }
+
+    void notWantedInNewStuffRecordsAndShowsNothing()
+    {
+        m_addToNewStuff = false;
+        const BoxCloser boxes;
+        const StandardOutput output;
+        const Result result = installProduct(false);
+        QCOMPARE(result.events.last(), QStringLiteral("complete 1"));
+        QCOMPARE(boxes.texts, QStringList());
+        QVERIFY(!output.text().contains("NewStuff"));
+    }
+
+    void failedInstallLeavesItsOutputAndTellsErrors()
+    {
+        frontEndSays(Uris, "one\nE: bad thing\n detail\n", 100);
+        QString text;
+        QTimer look;
+        connect(&look, &QTimer::timeout, this, [&text] {
+            if (QWidget* box = QApplication::activeModalWidget()) {
+                text = box->findChild<QPlainTextEdit*>()->toPlainText();
+                box->close();
+            }
+        });
+        look.start(5);
+        const Result result = installProduct(false);
+        QVERIFY(result.started);
+        QCOMPARE(text,
+                 QStringLiteral("Pakmart failed to install this product.\n\n\nbad thing\n detail"));
+        QCOMPARE(result.events.mid(result.events.size() - 4),
+                 (QStringList{ QStringLiteral("end 0"), QStringLiteral("report 3"),
+                               QStringLiteral("outcome 0"), QStringLiteral("complete 0") }));
+        QFile out(QString::fromLocal8Bit(qgetenv("PAKMART_SYSROOT"))
+                  + QStringLiteral("/tmp/apt-get.out"));
+        QVERIFY(out.open(QIODevice::ReadOnly));
+        QCOMPARE(out.readAll(), QByteArray("one\nE: bad thing\n detail\n"));
+    }
+
+    void silentFailureShowsNoDialog()
+    {
+        frontEndSays(Uris, "E: bad\n", 100);
+        const BoxCloser boxes;
+        QCOMPARE(installProduct(true).events.last(), QStringLiteral("complete 0"));
+        QCOMPARE(boxes.texts, QStringList());
+    }
+
+    void appInfoThatFailsEndsOnce()
+    {
+        m_server.answer("/a", ScriptedServer::http("<agentfunction resultcode=\"FAILED\"/>"));
+        const StandardOutput output;
+        const Result result = installProduct();
+        QVERIFY(result.started);
+        QCOMPARE(result.events,
+                 (QStringList{ Preparing, AppInfoError, QStringLiteral("complete 0") }));
+        QVERIFY(output.lines().contains(
+            QStringLiteral("CAPIInstallPackages - failed to retrieve app info")));
+    }
+
+    void appInfoWithoutAPackageIsUnreadable()
+    {
+        appInfoIs("<nothing/>");
+        const StandardOutput output;
+        QCOMPARE(installProduct().events,
+                 (QStringList{ Preparing, Preparing, AppInfoError, QStringLiteral("complete 0") }));
+        QVERIFY(output.lines().contains(
+            QStringLiteral("CAPIInstallPackages - grammatical error in app info")));
+    }
+
+    void dependencyErrorsEndOnce()
+    {
+        frontEndSays("E: no such thing\n", "", 0, 100);
+        const Result result = installProduct();
+        QCOMPARE(result.events.mid(3),
+                 (QStringList{ QStringLiteral("report 1"), QStringLiteral("outcome 0"),
+                               QStringLiteral("complete 0") }));
+    }
+
+    void packageRequestThatGivesUpAtOnceEndsOnceAndReturnsFalse()
+    {
+        frontEndSays("E: no such thing\n", "", 0, 100);
+        const Result result = installPackage({ "foo" });
+        QVERIFY(!result.started);
+        QCOMPARE(result.events,
+                 (QStringList{ Preparing, QStringLiteral("report 1"), QStringLiteral("outcome 0"),
+                               QStringLiteral("complete 0") }));
+    }
+
+    void hostilePackageNameFromTheServerIsRefused()
+    {
+        const QString witness = QDir::homePath() + QStringLiteral("/witness");
+        appInfoIs("<package><packagename>$(touch${IFS}" + witness.toLocal8Bit()
+                  + ")</packagename><binary><name>A</name></binary></package>");
+        const Result result = installProduct();
+        QCOMPARE(result.events.last(), QStringLiteral("complete 0"));
+        QVERIFY(!QFile::exists(witness));
+        QCOMPARE(m_frontEnd.calls(), QStringList());
+    }
+
+    void packageInformationThatFailsIsReported()
+    {
+        m_server.answer("/p", ScriptedServer::http("<agentfunction msg=\"no\"/>"));
+        const Result result = installProduct();
+        QCOMPARE(result.events.mid(4),
+                 (QStringList{ QStringLiteral("outcome 0"), QStringLiteral("complete 0") }));
+    }
+
+    void requestsThatCannotBeMade()
+    {
+        QStringList events;
+        std::vector<long> serials{ 7 };
+        CAPIInstallPackages* request = new WithoutRequests(nullptr, serials, true);
+        follow(request, events);
+        QVERIFY(!request->Execute());
+        QCOMPARE(events,
+                 (QStringList{
+                     QStringLiteral("error There was a memory allocation error while attempting to "
+                                    "request information from the VantrelNet server"),
+                     QStringLiteral("complete 0") }));
+
+        const QString noMemory = QStringLiteral(
+            "error There was a memory allocation error while attempting to request information "
+            "from the VantrelNet.");
+        events.clear();
+        PackageNameArray names{ "foo" };
+        request = new WithoutRequests(nullptr, names, true);
+        follow(request, events);
+        QVERIFY(!request->Execute());
+        QCOMPARE(events,
+                 (QStringList{ noMemory,
+                               QStringLiteral("error There was an error installing this product."),
+                               QStringLiteral("complete 0") }));
+
+        events.clear();
+        auto* half = new WithoutRequests(nullptr, serials, true);
+        half->appInfo = true;
+        follow(half, events);
+        QVERIFY(half->Execute());
+        QCOMPARE(events, (QStringList{ noMemory, QStringLiteral("complete 0") }));
+    }
+
+    void noListenerIsFine()
+    {
+        std::vector<long> serials{ 7 };
+        QStringList events;
+        auto* request = new CAPIInstallPackages(nullptr, serials, true);
+        follow(request, events);
+        QVERIFY(request->Execute());
+        QCOMPARE(events.last(), QStringLiteral("complete 1"));
+    }
+};
+
+QTEST_MAIN(InstallTest)
+#include "tst_capiinstallpackages.moc"

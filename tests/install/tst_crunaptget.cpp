@@ -1,0 +1,431 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The runner, with a front end that is a script.
+
+#include "install/cgetospackage.h"
+#include "install/packagename.h"
+#include "runnerevents.h"
+#include "tests/common/frontend.h"
+#include "tests/common/observe.h"
+
+#include <QCursor>
+#include <QDBusConnection>
+#include <QGuiApplication>
+#include <QLabel>
+#include <QSignalSpy>
+#include <QtTest>
+
+namespace
+{
+
+QString Home()
+{
+    return QDir::homePath() + QStringLiteral("/.vos-apt-get");
+}
+
+QString Options(bool deps)
+{
+    const QString tree = Home() + (deps ? QStringLiteral("/deps") : QString());
+    return QStringLiteral(" -o Dir::Etc::Sourcelist=%1/apt/vos-sources.list"
+                          " -o Dir::State::lists=%1/lists/")
+        .arg(tree);
+}
+
+} // namespace
+
+class RunTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    ScriptedFrontEnd m_frontEnd;
+
+private slots:
+    void init()
+    {
+        m_frontEnd = ScriptedFrontEnd();
+        m_frontEnd.forget();
+    }
+
+    void pathsOfTheTwoTrees()
+    {
+        QCOMPARE(QString::fromStdString(CRunAptGet::ListsDir(false)),
+                 Home() + QStringLiteral("/lists/"));
+        QCOMPARE(QString::fromStdString(CRunAptGet::ListsDir(true)),
+                 Home() + QStringLiteral("/deps/lists/"));
+        QCOMPARE(QString::fromStdString(CRunAptGet::SourcesFile(false)),
+                 Home() + QStringLiteral("/apt/vos-sources.list"));
+        QCOMPARE(QString::fromStdString(CRunAptGet::SourcesFile(true)),
+                 Home() + QStringLiteral("/deps/apt/vos-sources.list"));
+        QCOMPARE(QString::fromStdString(CRunAptGet::AptGetOptions(true)), Options(true));
+    }
+
+    void foldersOfTheTreesAreMade()
+    {
+        QVERIFY(CRunAptGet::CreateAptGetDirs());
+        for (const char* folder : { "/lists/partial", "/deps/lists/partial", "/apt", "/deps/apt" })
+            QVERIFY2(QDir(Home() + QLatin1String(folder)).exists(), folder);
+    }
+
+    void aFolderThatCannotBeMadeIsTold()
+    {
+        const Trace trace;
+        QVERIFY(!CRunAptGet::MkDir("/proc/nowhere/x"));
+        QVERIFY(trace.events().contains(QStringLiteral("failed to create /proc/nowhere/x")));
+        QVERIFY(trace.events().contains(
+            QStringLiteral("access(/proc/nowhere/x) = -1 [No such file or directory]")));
+    }
+
+    void emptyListStartsNothing()
+    {
+        CRunAptGet runner;
+        const RunnerEvents events(runner);
+        QCOMPARE(runner.Run('I', "", false, false), 127);
+        QCOMPARE(m_frontEnd.calls(), QStringList());
+        QCOMPARE(events.list, QStringList());
+        QCOMPARE(QGuiApplication::overrideCursor(), nullptr);
+    }
+
+    void missingFrontEndStartsNothing()
+    {
+        QVERIFY(QFile::remove(ScriptedFrontEnd::path(QStringLiteral("vos-apt-get"))));
+        CRunAptGet runner;
+        const RunnerEvents events(runner);
+        QCOMPARE(runner.Run('I', "a", false, false), 127);
+        QCOMPARE(events.list, QStringList());
+    }
+
+    void frontEndThatIsNotExecutableStartsNothing()
+    {
+        QFile::setPermissions(ScriptedFrontEnd::path(QStringLiteral("vos-apt-get")),
+                              QFile::ReadOwner);
+        QCOMPARE(CRunAptGet().Run('I', "a", false, false), 127);
+        QCOMPARE(m_frontEnd.calls(), QStringList());
+    }
+
+    void otherLettersStartNothing()
+    {
+        for (const char action : { 'X', 'i', 'a', '\0', ' ' })
+            QCOMPARE(CRunAptGet().Run(action, "a", false, false), 127);
+        QCOMPARE(m_frontEnd.calls(), QStringList());
+    }
+
+    void installActions_data()
+    {
+        QTest::addColumn<char>("action");
+        QTest::newRow("A") << 'A';
+        QTest::newRow("I") << 'I';
+        QTest::newRow("U") << 'U';
+    }
+    void installActions()
+    {
+        QFETCH(char, action);
+        m_frontEnd.says("Setting up a (1) ...\n");
+        CRunAptGet runner;
+        const RunnerEvents events(runner);
+        const StandardOutput output;
+        QCOMPARE(runner.Run(action, "a b", false, false), 0);
+        const QString words
+            = QStringLiteral("-yp install") + Options(false) + QStringLiteral(" a b");
+        // Then the cache is cleaned and dpkg finishes what is half-configured.
+        QCOMPARE(m_frontEnd.calls(),
+                 (QStringList{ QLatin1String("vos-apt-get ") + words,
+                               QLatin1String("vos-apt-get clean") + Options(false),
+                               QStringLiteral("dpkg --configure -a") }));
+        QCOMPARE(events.list,
+                 (QStringList{ QStringLiteral("got "), QStringLiteral("setup a"),
+                               QStringLiteral("end ok") }));
+        QVERIFY(output.lines().contains(QLatin1String("About to execute: |")
+                                        + ScriptedFrontEnd::path(QStringLiteral("vos-apt-get"))
+                                        + QLatin1Char(' ') + words + QLatin1String(" 2>&1|")));
+    }
+
+    void archiveIsKeptWhenTheSettingsSaySo()
+    {
+        Setting("clear apt archive", "0");
+        QCOMPARE(CRunAptGet().Run('I', "a", false, false), 0);
+        Setting("clear apt archive", "1");
+        QCOMPARE(m_frontEnd.calls().size(), 1);
+    }
+
+    void echoShowsEveryLine()
+    {
+        m_frontEnd.says("one\ntwo\n");
+        const StandardOutput output;
+        CRunAptGet().Run('I', "a", false, false);
+        QVERIFY(!output.lines().contains(QStringLiteral("one")));
+        Setting("echo apt-get", "1");
+        CRunAptGet().Run('I', "a", false, false);
+        Setting("echo apt-get", "0");
+        QVERIFY(output.lines().contains(QStringLiteral("one")));
+        QVERIFY(output.lines().contains(QStringLiteral("two")));
+    }
+
+    void errorOutputIsReadToo()
+    {
+        m_frontEnd.install(QStringLiteral("vos-apt-get"),
+                           "case $* in *install*) echo 'E: bad' >&2;; esac");
+        CRunAptGet runner;
+        QCOMPARE(runner.Run('I', "a", false, false), 1);
+        QCOMPARE(runner.Errors(), AptGetMessages{ "bad" });
+    }
+
+    void errorLineTurnsSuccessIntoOne()
+    {
+        m_frontEnd.says("E: bad\n");
+        CRunAptGet runner;
+        const RunnerEvents events(runner);
+        QCOMPARE(runner.Run('I', "a", false, false), 1);
+        QCOMPARE(events.list, QStringList(QStringLiteral("end failed")));
+        // A warning does not.
+        m_frontEnd.says("W: careful\n");
+        QCOMPARE(runner.Run('I', "a", false, false), 0);
+    }
+
+    void failureIsTheRawStatus()
+    {
+        m_frontEnd.says("", 100);
+        CRunAptGet runner;
+        const RunnerEvents events(runner);
+        QCOMPARE(runner.Run('I', "a", false, false), 100 << 8);
+        QCOMPARE(events.list, QStringList(QStringLiteral("end failed")));
+    }
+
+    void couldNotFindPackageRunsASecondTimeOnceOnly()
+    {
+        m_frontEnd.says("E: Couldn't find package a\n");
+        CRunAptGet runner;
+        const RunnerEvents events(runner);
+        QCOMPARE(runner.Run('I', "a", false, false), 1);
+        QCOMPARE(m_frontEnd.calls().filter(QStringLiteral(" install ")).size(), 2);
+        // The repeated run tells its own end.
+        QCOMPARE(events.list.count(QStringLiteral("end failed")), 2);
+        QCOMPARE(runner.Errors(), AptGetMessages{ "Couldn't find package a" });
+    }
+
+    void removeRunsOnTheDepsTreeAndAlwaysSucceeds()
+    {
+        m_frontEnd.install(QStringLiteral("vos-apt-get"), "exit 100");
+        CRunAptGet runner;
+        const RunnerEvents events(runner);
+        QCOMPARE(runner.Run('R', "a", false, false), 0);
+        QCOMPARE(m_frontEnd.calls(),
+                 QStringList(QLatin1String("vos-apt-get -yp remove") + Options(true)
+                             + QLatin1String(" a")));
+        QCOMPARE(events.list, QStringList());
+    }
+
+    void secondRunForgetsLinesButKeepsErrors()
+    {
+        m_frontEnd.says("The following x:\n  a\nend\nW: one\n");
+        CRunAptGet runner;
+        runner.Run('I', "a", false, false);
+        QCOMPARE(runner.PackageCount(), 1);
+        m_frontEnd.says("W: two\n");
+        runner.Run('I', "a", false, false);
+        QCOMPARE(runner.PackageCount(), 0);
+        QCOMPARE(runner.Messages(), AptGetMessages{ "W: two" });
+        QCOMPARE(runner.Errors(), (AptGetMessages{ "one", "two" }));
+    }
+
+    void namesThatMayPass_data()
+    {
+        QTest::addColumn<QByteArray>("name");
+        QTest::addColumn<bool>("safe");
+        for (const char* name : { "a", "libc6", "g++", "Foo", "0ad", "a.b+c-d", "foo:i386",
+                                  "foo=1:2.0~rc1-3+b1", "x:any" })
+            QTest::newRow(name) << QByteArray(name) << true;
+        for (const char* name :
+             { "",     "-y",       "--",  "nano-", "a;b",  "a b",     "a$b",  "`a`",   "a|b",
+               "a&b",  "a>b",      "a'b", "a\"b",  "a\\b", "a/b",     "a*",   "a?",    "?a",
+               "~n",   "^a",       "a^",  "a:",    "a=",   "a:i386-", "a=1-", "a=1 b", "a:b:c",
+               "a\nb", "\xC3\xA4", "+a",  ".a",    "a(b)", "a=$(x)",  "a#" })
+            QTest::newRow(name) << QByteArray(name) << false;
+        QTest::newRow("zero byte") << QByteArray("a\0b", 3) << false;
+    }
+    void namesThatMayPass()
+    {
+        QFETCH(QByteArray, name);
+        QFETCH(bool, safe);
+        QCOMPARE(IsSafePackageName(name.toStdString()), safe);
+    }
+
+    void refusedNameStartsNothingAndIsNamed()
+    {
+        const QString witness = QDir::homePath() + QStringLiteral("/witness");
+        for (const char action : { 'I', 'D', 'R' }) {
+            CRunAptGet runner;
+            const std::string evil = "good $(touch${IFS}" + witness.toStdString() + ")";
+            QCOMPARE(runner.Run(action, evil, false, false), 127);
+            QCOMPARE(runner.Errors().size(), std::size_t(1));
+            QVERIFY(runner.Errors()[0].find("$(touch") != std::string::npos);
+        }
+        QVERIFY(!QFile::exists(witness));
+        QCOMPARE(m_frontEnd.calls(), QStringList());
+    }
+
+    void menusAreToldOverTheSessionBus()
+    {
+        QDBusConnection bus = QDBusConnection::connectToBus(QDBusConnection::SessionBus,
+                                                            QStringLiteral("listener"));
+        QVERIFY(bus.isConnected());
+        m_heard.clear();
+        QVERIFY(bus.connect(QString(), QStringLiteral("/KIPC"), QStringLiteral("org.kde.KIPC"),
+                            QStringLiteral("message"), this, SLOT(onMessage(int, int))));
+        CRunAptGet().Run('I', "a", false, false);
+        QTRY_COMPARE(m_heard, QStringList(QStringLiteral("32 1652")));
+        CRunAptGet().Run('R', "a", false, false);
+        QTRY_COMPARE(m_heard.size(), 2);
+        // Not where nothing got so far.
+        CRunAptGet().Run('X', "a", false, false);
+        CRunAptGet().Run('I', "a", false, false);
+        QTRY_COMPARE(m_heard.size(), 3);
+    }
+
+    void messagesAreWrittenAfterAFailure()
+    {
+        m_frontEnd.says("one\nE: two\n");
+        CRunAptGet runner;
+        runner.Run('I', "a", false, false);
+        runner.writeFailedAptGetToFile();
+        QFile file(QString::fromLocal8Bit(qgetenv("PAKMART_SYSROOT"))
+                   + QStringLiteral("/tmp/apt-get.out"));
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        QCOMPARE(file.readAll(), QByteArray("one\nE: two\n"));
+        // A link that somebody put there is not followed.
+        file.close();
+        QVERIFY(file.remove());
+        const QString target = QDir::homePath() + QStringLiteral("/target");
+        QVERIFY(QFile::link(target, file.fileName()));
+        runner.writeFailedAptGetToFile();
+        QVERIFY(!QFile::exists(target));
+        QVERIFY(QFile::remove(file.fileName()));
+    }
+
+    void cursorWaitsWhileItRuns()
+    {
+        CRunAptGet runner;
+        Qt::CursorShape shape = Qt::ArrowCursor;
+        connect(&runner, &CRunAptGet::signalEndInstall, this, [&shape] {
+            if (const QCursor* cursor = QGuiApplication::overrideCursor())
+                shape = cursor->shape();
+        });
+        runner.Run('I', "a", false, false);
+        QCOMPARE(shape, Qt::WaitCursor);
+        QCOMPARE(QGuiApplication::overrideCursor(), nullptr);
+    }
+
+    void settingUpBoxMovesWhileTheUpdateRuns()
+    {
+        m_frontEnd.install(QStringLiteral("vos-apt-get"), "sleep 0.5");
+        CRunAptGet runner;
+        QStringList texts;
+        QSize size;
+        QString title;
+        QTimer look;
+        connect(&look, &QTimer::timeout, this, [&] {
+            for (QWidget* widget : QApplication::topLevelWidgets()) {
+                auto* label = widget->findChild<QLabel*>();
+                if (!widget->isVisible() || !label)
+                    continue;
+                size = widget->size();
+                title = widget->windowTitle();
+                if (!texts.contains(label->text()))
+                    texts << label->text();
+            }
+        });
+        look.start(10);
+        runner.onRunAptGetUpdate(true);
+        QCOMPARE(size, QSize(337, 80));
+        QCOMPARE(title, QStringLiteral("Setting up Pakmart"));
+        const QString head = QStringLiteral("Setting up Pakmart\nPlease wait\n");
+        QVERIFY(texts.size() >= 3);
+        QCOMPARE(texts[0], head);
+        QCOMPARE(texts[1], head + QStringLiteral("< >"));
+        QCOMPARE(texts[2], head + QStringLiteral("<  >"));
+        QCOMPARE(m_frontEnd.calls(),
+                 QStringList(QLatin1String("vos-apt-get update") + Options(true)));
+        // The box is gone; a late tick does nothing.
+        runner.onAptGetUpdateTimer();
+    }
+
+    void markerByCounter()
+    {
+        // The counter is shared by all runners, so it is turned to its start first.
+        m_frontEnd.install(QStringLiteral("vos-apt-get"), "sleep 0.3");
+        CRunAptGet runner;
+        QMap<int, QString> markers;
+        QTimer::singleShot(0, this, [&] {
+            QLabel* label = nullptr;
+            for (QWidget* widget : QApplication::topLevelWidgets()) {
+                if (widget->isVisible() && widget->findChild<QLabel*>())
+                    label = widget->findChild<QLabel*>();
+            }
+            if (!label)
+                return;
+            const auto marker = [label] { return label->text().section(QLatin1Char('\n'), 2); };
+            do {
+                runner.onAptGetUpdateTimer();
+            } while (marker() != QLatin1String("><"));
+            for (int n = 20; n < 40; ++n) {
+                runner.onAptGetUpdateTimer();
+                markers[n % 20] = marker();
+            }
+        });
+        runner.onRunAptGetUpdate(false);
+        const QMap<int, int> blanks{ { 0, 0 },   { 1, 1 },   { 2, 2 },  { 3, 5 }, { 4, 6 },
+                                     { 10, 18 }, { 11, 14 }, { 18, 1 }, { 19, 0 } };
+        for (auto it = blanks.begin(); it != blanks.end(); ++it) {
+            const QString inside(it.value(), QLatin1Char(' '));
+            QCOMPARE(markers[it.key()],
+                     it.key() < 11 ? QLatin1Char('<') + inside + QLatin1Char('>')
+                                   : QLatin1Char('>') + inside + QLatin1Char('<'));
+        }
+    }
+
+    void osPackageRunsOneAction()
+    {
+        CGetOSPackage(QStringLiteral("Remove"), QStringLiteral("a"), true).Execute();
+        QVERIFY(m_frontEnd.calls().value(0).contains(QStringLiteral("-yp remove")));
+        m_frontEnd.forget();
+        CGetOSPackage(QString(), QStringLiteral("a"), true).Execute();
+        QCOMPARE(m_frontEnd.calls(), QStringList());
+    }
+
+    void hundredMegabytesOfOutputGrowOnlyByTheMessages()
+    {
+        // Control characters are dropped: what is kept is a line of 100 bytes
+        // for each megabyte that is read.
+        m_frontEnd.install(
+            QStringLiteral("vos-apt-get"),
+            "case $* in *install*) i=0; while [ $i -lt 100 ]; do"
+            " printf x; head -c 1000000 /dev/zero; head -c 100 /dev/zero | tr '\\0' x; echo;"
+            " i=$((i+1)); done;; esac");
+        const auto resident = [] {
+            QFile status(QStringLiteral("/proc/self/statm"));
+            return status.open(QIODevice::ReadOnly)
+                ? status.readAll().split(' ').value(1).toLongLong() * 4096
+                : 0;
+        };
+        CRunAptGet runner;
+        const qint64 before = resident();
+        QVERIFY(before > 0);
+        QCOMPARE(runner.Run('I', "a", false, false), 0);
+        QCOMPARE(runner.Messages().size(), std::size_t(100));
+        QVERIFY2(resident() - before < 8 * 1024 * 1024,
+                 qPrintable(QString::number(resident() - before)));
+    }
+
+public slots:
+    void onMessage(int number, int value)
+    {
+        m_heard << QStringLiteral("%1 %2").arg(number).arg(value);
+    }
+
+private:
+    QStringList m_heard;
+};
+
+QTEST_MAIN(RunTest)
+#include "tst_crunaptget.moc"
