@@ -12,8 +12,9 @@ namespace
 {
 
 // The client keeps the line, two blanks, '#' and the timestamp in one line of
-// at most 1023 bytes, and takes it apart at its first '#'. The server's address
-// has its share of these bytes.
+// at most 1023 bytes, of which the server's address has its share, and takes
+// it apart at its first '#'. Options in brackets, which could switch checks of
+// apt off, it does not take from a server.
 const std::size_t kLongestEntry = 512;
 const std::size_t kLongestTimestamp = 20;
 
@@ -21,8 +22,8 @@ SourceEntry ParseEntry(const Stanza& stanza, const std::string& path)
 {
     SourceEntry entry{ Required(stanza, "Entry", path), Required(stanza, "Timestamp", path) };
     const int line = stanza.find("Entry")->line;
-    if (entry.entry.find_first_of("#\n\t") != std::string::npos)
-        FailAt(path, line, "an entry is one line without '#' and tabs");
+    if (entry.entry.find_first_of("#[\n\t") != std::string::npos)
+        FailAt(path, line, "an entry is one line without '#', '[' and tabs");
     if (entry.entry.size() > kLongestEntry)
         FailAt(path, line, "the entry is longer than 512 bytes");
     if (entry.timestamp.find_first_not_of("0123456789") != std::string::npos

@@ -237,6 +237,8 @@ private slots:
             "/sources:3: a timestamp is");
         row("long timestamp", s, QByteArray(source).replace("5", QByteArray(21, '1')),
             "/sources:3: a timestamp is");
+        row("options in an entry", s, QByteArray(source).replace("deb @", "deb [trusted=yes] @"),
+            "/sources:2: an entry is one line without '#', '[' and tabs");
         row("comment in an entry", s, QByteArray(source).replace("./", "#"),
             "/sources:2: an entry is one line");
         row("entry of two lines", s, QByteArray(source).replace("./", "\n ./"),
