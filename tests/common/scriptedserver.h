@@ -55,6 +55,7 @@ public:
 
     // The targets asked for, in order.
     QList<QByteArray> asked;
+    QByteArray lastRequest; // with its headers
 
 private:
     void Serve(QTcpSocket* socket)
@@ -63,7 +64,8 @@ private:
         connect(socket, &QTcpSocket::readyRead, this, [this, socket] {
             if (!socket->peek(64 * 1024).contains("\r\n\r\n"))
                 return;
-            const QByteArray target = socket->readAll().split(' ').value(1);
+            lastRequest = socket->readAll();
+            const QByteArray target = lastRequest.split(' ').value(1);
             asked.append(target);
             const QByteArray path = target.split('?').first();
             if (m_answers.contains(path))

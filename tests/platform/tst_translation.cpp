@@ -1,0 +1,178 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The front end's parts that are plain functions: the command line, the
+// translation of lines, the status reader, progress, settings.
+
+#include "platform/aptsettings.h"
+#include "platform/arguments.h"
+#include "platform/progress.h"
+#include "platform/statusreader.h"
+#include "platform/translator.h"
+
+#include <QTemporaryFile>
+#include <QtTest>
+
+class TranslationTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void lines_data()
+    {
+        QTest::addColumn<QByteArray>("from");
+        QTest::addColumn<QByteArray>("to");
+        const auto row = [](const char* name, const char* from, const char* to) {
+            QTest::newRow(name) << QByteArray(from) << QByteArray(to);
+        };
+        row("get with both architectures",
+            "Get:1 http://host/repo ./. i386 libhp amd64 1.0-1 [716 B]",
+            "Get:1 http://host/repo ./. libhp 1.0-1 [716B]");
+        row("get with one", "Get:12 http://h ./ libhp all 1:2~x [1,234 kB]",
+            "Get:12 http://h ./ libhp 1:2~x [1,234kB]");
+        row("get of an index", "Get:3 http://h ./ Packages [649 B]",
+            "Get:3 http://h ./ Packages [649B]");
+        row("get without a size", "Get:1 http://h ./. i386 a all 1", "Get:1 http://h ./. a 1");
+        row("need", "Need to get 1444 B of archives.", "Need to get 1444B of archives.");
+        row("need some", "Need to get 0 B/1,234 kB of archives.",
+            "Need to get 0B/1,234kB of archives.");
+        row("unmet", "The following packages have unmet dependencies:",
+            "E: The following packages have unmet dependencies:");
+        row("other", "Setting up a (1 B) ...", "Setting up a (1 B) ...");
+        row("empty", "", "");
+    }
+    void lines()
+    {
+        QFETCH(QByteArray, from);
+        QFETCH(QByteArray, to);
+        Progress progress;
+        QCOMPARE(QByteArray::fromStdString(Translate(from.toStdString(), progress)), to);
+    }
+
+    void sizes()
+    {
+        QCOMPARE(SizeInBytes("716 B"), 716.0);
+        QCOMPARE(SizeInBytes("2,345kB"), 2345000.0);
+        QCOMPARE(SizeInBytes("1.5 MB"), 1500000.0);
+        QCOMPARE(SizeInBytes("2GB of"), 2e9);
+        QCOMPARE(SizeInBytes("x"), 0.0);
+        QCOMPARE(SizeInBytes(""), 0.0);
+    }
+
+    void statusLines()
+    {
+        const auto told = ParseStatus("pmstatus:libfoo:40.5:Unpacking libfoo: (amd64)");
+        QVERIFY(told.has_value());
+        QVERIFY(told->phase == Status::Phase::Install);
+        QCOMPARE(told->item, std::string("libfoo"));
+        QCOMPARE(told->percent, 40.5);
+        QCOMPARE(told->text, std::string("Unpacking libfoo: (amd64)"));
+        QVERIFY(ParseStatus("dlstatus:1:0:x")->phase == Status::Phase::Download);
+        for (const char* line : { "", "pmstatus", "pmstatus:a", "pmstatus:a:1", "pmerror:a:1:x",
+                                  "pmstatus:a:x:y", "pmstatus:a::y", "pmstatus:a:101:y",
+                                  "pmstatus:a:-1:y", "pmstatus:a:nan:y", "pmstatus:a:1x:y" })
+            QVERIFY2(!ParseStatus(line), line);
+    }
+
+    void linesArePutTogetherHoweverTheyAreSplit()
+    {
+        const std::string text = "one\ntw\to\r\n\n\x1b[1mthree\x7f\nlast";
+        const std::vector<std::string> expected{ "one", "two", "", "[1mthree", "last" };
+        for (std::size_t split = 0; split <= text.size(); ++split) {
+            LineReader reader;
+            std::vector<std::string> lines;
+            const auto keep = [&lines](const std::string& line) { lines.push_back(line); };
+            reader.Feed(text.data(), split, keep);
+            reader.Feed(text.data() + split, text.size() - split, keep);
+            reader.Finish(keep);
+            QCOMPARE(lines, expected);
+        }
+    }
+
+    void overlongLinesAreCut()
+    {
+        LineReader reader;
+        const std::string text = std::string(100000, 'x') + "\nnext\n";
+        std::vector<std::string> lines;
+        reader.Feed(text.data(), text.size(),
+                    [&lines](const std::string& line) { lines.push_back(line); });
+        QCOMPARE(lines.size(), std::size_t(2));
+        QCOMPARE(lines[0].size(), LineReader::MaxLine);
+        QCOMPARE(lines[1], std::string("next"));
+    }
+
+    void progressNeverGoesBack()
+    {
+        Progress progress;
+        progress.SetTotal(100);
+        const auto line = [&progress](const char* status) {
+            return QString::fromStdString(progress.Line(*ParseStatus(status)));
+        };
+        QCOMPARE(line("dlstatus:1:0:x"), QStringLiteral("0% [Connecting 0%]"));
+        progress.BeginItem("a", 40);
+        QCOMPARE(line("dlstatus:1:20:x"), QStringLiteral("10% [1 a 50%]"));
+        QCOMPARE(line("dlstatus:1:10:x"), QStringLiteral("10% [1 a 25%]"));
+        progress.BeginItem("b", 60);
+        QCOMPARE(line("dlstatus:2:70:x"), QStringLiteral("35% [2 b 50%]"));
+        QCOMPARE(line("pmstatus:a:0:Installing a"), QStringLiteral("50% [a 20%]"));
+        QCOMPARE(line("pmstatus:a:50:Configuring a"), QStringLiteral("75% [a 80%]"));
+        QCOMPARE(line("pmstatus:a:10:Installed a"), QStringLiteral("75% [a 100%]"));
+        QCOMPARE(line("dlstatus:1:99:x"), QStringLiteral("75% [2 b 98%]"));
+    }
+
+    void commandLine()
+    {
+        const Arguments sorted = SortArguments({ "-yp", "install", "-o", "Dir::Etc::Sourcelist=/s",
+                                                 "a", "-p", "-q", "b", "--print-uris" });
+        QCOMPARE(sorted.words,
+                 (std::vector<std::string>{ "-y", "install", "-o", "Dir::Etc::Sourcelist=/s", "a",
+                                            "-q", "b", "--print-uris" }));
+        QCOMPARE(sorted.command, std::string("install"));
+        QCOMPARE(sorted.names, (std::vector<std::string>{ "a", "b" }));
+        QVERIFY(sorted.printUris);
+        QVERIFY(sorted.ownSources);
+        const Arguments dashes = SortArguments({ "remove", "--", "-p" });
+        QCOMPARE(dashes.names, std::vector<std::string>{ "-p" });
+        QVERIFY(!dashes.ownSources);
+        QVERIFY(SortArguments({}).command.empty());
+    }
+
+    void names()
+    {
+        for (const char* name : { "a", "g++", "libc6:i386", "a=1:2-3", "X.y" })
+            QVERIFY2(IsPlainName(name), name);
+        for (const char* name : { "", "nano-", "?x", "~i", "a*", "a/b", "a^", "a b", "-a",
+                                  "a:", "a=1-", "\xC3\xA4", "a\n" })
+            QVERIFY2(!IsPlainName(name), name);
+    }
+
+    void knownPackages()
+    {
+        QTemporaryFile status;
+        QVERIFY(status.open());
+        status.write("Package: g++\nStatus: x\n\nPackage: a\n");
+        status.flush();
+        const std::string file = status.fileName().toStdString();
+        QVERIFY(IsKnownPackage(file, "g++"));
+        QVERIFY(IsKnownPackage(file, "a:amd64"));
+        QVERIFY(!IsKnownPackage(file, "a+"));
+        QVERIFY(!IsKnownPackage(file + "x", "a"));
+    }
+
+    void settings()
+    {
+        const std::string machine = AptSettings("", false, 3);
+        QVERIFY(machine.find("--root") == machine.npos);
+        QVERIFY(machine.find("AllowUnauthenticated") == machine.npos);
+        QVERIFY(machine.find("APT::Status-Fd \"3\";") != machine.npos);
+        const std::string root = AptSettings("/r", true, 3);
+        QVERIFY(root.find("DPkg::Options:: \"--root=/r\";") != root.npos);
+        QVERIFY(root.find("AllowUnauthenticated") != root.npos);
+        QVERIFY(CanBeQuoted("/a b/c"));
+        QVERIFY(!CanBeQuoted("/a\"b"));
+        QVERIFY(!CanBeQuoted("/a\nb"));
+    }
+};
+
+QTEST_GUILESS_MAIN(TranslationTest)
+#include "tst_translation.moc"

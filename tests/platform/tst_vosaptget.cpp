@@ -1,0 +1,495 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The package front end on the real apt-get and dpkg, in a private root, with a
+// repository on loopback.
+
+#include "tests/common/scriptedserver.h"
+#include "tests/common/testarchive.h"
+
+#include <QtTest>
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/resource.h>
+
+using Package = TestArchive::Package;
+
+class VosAptGetTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    struct Result {
+        int status = -1;
+        QStringList lines;
+        bool has(const QString& line) const { return lines.contains(line); }
+        QStringList matching(const char* pattern) const
+        {
+            return lines.filter(QRegularExpression(QLatin1String(pattern)));
+        }
+    };
+
+    std::unique_ptr<ScriptedServer> m_server;
+    std::unique_ptr<TestArchive> m_archive;
+    QString m_root;
+    QString m_tree;
+
+    static QString frontEnd() { return QStringLiteral(VOS_APT_GET); }
+    QString lists() const { return m_tree + QStringLiteral("/lists/"); }
+
+    QStringList words(const QStringList& command, const QStringList& names) const
+    {
+        return command
+            + QStringList{ QStringLiteral("-o"),
+                           QStringLiteral("Dir::Etc::Sourcelist=") + m_tree
+                               + QStringLiteral("/sources.list"),
+                           QStringLiteral("-o"), QStringLiteral("Dir::State::lists=") + lists() }
+        + names;
+    }
+    static QStringList split(const QByteArray& output)
+    {
+        return QString::fromUtf8(output).split(QLatin1Char('\n'));
+    }
+    Result run(const QStringList& arguments, QProcess& process) const
+    {
+        process.setProcessChannelMode(QProcess::MergedChannels);
+        process.start(frontEnd(), arguments);
+        Result result;
+        if (!QTest::qWaitFor([&] { return process.state() == QProcess::NotRunning; }, 120000))
+            qFatal("the front end does not end");
+        result.status = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+        result.lines = split(process.readAll());
+        return result;
+    }
+    Result run(const QStringList& arguments) const
+    {
+        QProcess process;
+        return run(arguments, process);
+    }
+    Result install(const QStringList& names, const QStringList& more = {}) const
+    {
+        return run(words({ QStringLiteral("-yp"), QStringLiteral("install") }, more + names));
+    }
+
+    // Serves a package file, ranges included.
+    void serve(const Package& package, const QByteArray& bytes)
+    {
+        const QByteArray path
+            = "/r/./" + QFileInfo(m_archive->fileOf(package)).fileName().toLatin1();
+        m_server->answer(path, [this, bytes](QTcpSocket* socket, const QByteArray&) {
+            socket->write(ranged(bytes));
+            socket->disconnectFromHost();
+        });
+    }
+    QByteArray ranged(const QByteArray& bytes) const
+    {
+        const QRegularExpression range(QStringLiteral("\r\nRange: bytes=([0-9]+)-"));
+        const auto match = range.match(QString::fromLatin1(m_server->lastRequest));
+        if (!match.hasMatch())
+            return ScriptedServer::http(bytes);
+        const int from = match.captured(1).toInt();
+        return ScriptedServer::http(bytes.mid(from), "206 Partial Content",
+                                    "Content-Range: bytes " + QByteArray::number(from) + '-'
+                                        + QByteArray::number(bytes.size() - 1) + '/'
+                                        + QByteArray::number(bytes.size()) + "\r\n");
+    }
+    void add(const Package& package)
+    {
+        m_archive->add(package);
+        serve(package, m_archive->contents(m_archive->fileOf(package)));
+        placeIndex();
+    }
+    // As the store's client places it: by hand, with a zero byte at its end.
+    void placeIndex()
+    {
+        QFile index(lists()
+                    + QStringLiteral("127.0.0.1:%1_r_dists_._._binary-i386_Packages")
+                          .arg(m_server->serverPort()));
+        QVERIFY(index.open(QIODevice::WriteOnly));
+        index.write(m_archive->index() + '\0' + '\n');
+    }
+    bool installed(const QByteArray& name) const
+    {
+        QFile status(m_root + QStringLiteral("/var/lib/dpkg/status"));
+        return status.open(QIODevice::ReadOnly)
+            && status.readAll().contains("Package: " + name + "\nStatus: install ok installed\n");
+    }
+    // The overall percents that were told.
+    static QList<int> overall(const Result& result)
+    {
+        QList<int> percents;
+        for (const QString& line : result.matching("^[0-9]+% \\["))
+            percents << line.section(QLatin1Char('%'), 0, 0).toInt();
+        return percents;
+    }
+    static void checkProgress(const Result& result)
+    {
+        const QList<int> percents = overall(result);
+        QVERIFY(percents.size() > 3);
+        QVERIFY(std::is_sorted(percents.begin(), percents.end()));
+        QCOMPARE(percents.last(), 100);
+        for (const QString& line : result.matching("^[0-9]+% \\["))
+            QVERIFY2(QRegularExpression(QStringLiteral("\\A[0-9]{1,3}% \\[.* [0-9]{1,3}%\\]\\z"))
+                         .match(line)
+                         .hasMatch(),
+                     qPrintable(line));
+    }
+
+private slots:
+    void init()
+    {
+        m_server = std::make_unique<ScriptedServer>();
+        m_archive = std::make_unique<TestArchive>();
+        m_root = QString::fromLocal8Bit(qgetenv("PAKMART_SYSROOT"));
+        for (const char* folder : { "/var", "/usr", "/etc" })
+            QDir(m_root + QLatin1String(folder)).removeRecursively();
+        QCOMPARE(QProcess::execute(QStringLiteral(MKROOT),
+                                   { QStringLiteral("--front-end"), frontEnd(), m_root }),
+                 0);
+        m_tree = QString::fromLocal8Bit(qgetenv("TEST_DIR")) + QStringLiteral("/tree");
+        QDir(m_tree).removeRecursively();
+        QVERIFY(QDir().mkpath(lists() + QStringLiteral("partial")));
+        QFile sources(m_tree + QStringLiteral("/sources.list"));
+        QVERIFY(sources.open(QIODevice::WriteOnly));
+        sources.write("deb " + m_server->url("/r") + " . .\n");
+    }
+
+    void installWithTwoNewDependencies()
+    {
+        add({ "libone", "1.0-1" });
+        add({ "libtwo", "2.0" });
+        add({ "app", "3.0", "libone, libtwo" });
+        const Result result = install({ QStringLiteral("app") });
+        QCOMPARE(result.status, 0);
+        for (const char* name : { "app", "libone", "libtwo" })
+            QVERIFY2(installed(name), name);
+        QVERIFY(result.has(QStringLiteral("The following NEW packages will be installed:")));
+        QVERIFY(result.has(QStringLiteral("  app libone libtwo")));
+        QCOMPARE(result.matching("^Need to get [0-9.,]+k?B of archives\\.$").size(), 1);
+        const QString get = QStringLiteral("Get:%1 ") + QString::fromLatin1(m_server->url("/r"))
+            + QStringLiteral(" ./. %2 [");
+        const QStringList gets = result.matching("^Get:");
+        QCOMPARE(gets.size(), 3);
+        const QStringList order{ QStringLiteral("libone 1.0-1"), QStringLiteral("libtwo 2.0"),
+                                 QStringLiteral("app 3.0") };
+        for (int i = 0; i < 3; ++i) {
+            QVERIFY2(gets[i].startsWith(get.arg(i + 1).arg(order[i])), qPrintable(gets[i]));
+            QVERIFY(QRegularExpression(QStringLiteral("\\[[0-9.,]+k?B\\]\\z"))
+                        .match(gets[i])
+                        .hasMatch());
+        }
+        QCOMPARE(result.matching("^Setting up ").size(), 3);
+        QVERIFY(result.has(QStringLiteral("Setting up app (3.0) ...")));
+        QCOMPARE(result.matching("^[EW]:"), QStringList());
+        checkProgress(result);
+    }
+
+    void upgrade()
+    {
+        add({ "app", "1.0" });
+        QCOMPARE(install({ QStringLiteral("app") }).status, 0);
+        add({ "app", "1.1" });
+        const Result result = install({ QStringLiteral("app") });
+        QCOMPARE(result.status, 0);
+        QVERIFY(result.has(QStringLiteral("The following packages will be upgraded:")));
+        QVERIFY(result.has(QStringLiteral("  app")));
+        QVERIFY(result.has(QStringLiteral("Setting up app (1.1) ...")));
+        checkProgress(result);
+    }
+
+    void configurationFileDoesNotPrompt()
+    {
+        add({ "conf", "1.0", "", 100, "first\n" });
+        QCOMPARE(install({ QStringLiteral("conf") }).status, 0);
+        QFile file(m_root + QStringLiteral("/etc/conf.conf"));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write("mine\n");
+        file.close();
+        add({ "conf", "1.1", "", 100, "second\n" });
+        QCOMPARE(install({ QStringLiteral("conf") }).status, 0);
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        QCOMPARE(file.readAll(), QByteArray("mine\n"));
+    }
+
+    void missingPackage()
+    {
+        add({ "app" });
+        const Result result = install({ QStringLiteral("nosuch") });
+        QCOMPARE(result.status, 100);
+        QVERIFY(result.has(QStringLiteral("E: Unable to locate package nosuch")));
+    }
+
+    void missingDependencyIsReadAsAnError()
+    {
+        add({ "app", "1.0", "nowhere" });
+        const Result result = install({ QStringLiteral("app") });
+        QCOMPARE(result.status, 100);
+        const int at = result.lines.indexOf(
+            QStringLiteral("E: The following packages have unmet dependencies:"));
+        QVERIFY(at >= 0);
+        QVERIFY(result.lines[at + 1].startsWith(QLatin1String(" app : Depends: nowhere")));
+    }
+
+    void checksumMismatch()
+    {
+        const Package app{ "app" };
+        add(app);
+        QByteArray bytes = m_archive->contents(m_archive->fileOf(app));
+        bytes[bytes.size() - 1] = char(bytes[bytes.size() - 1] ^ 1);
+        serve(app, bytes);
+        const Result result = install({ QStringLiteral("app") });
+        QCOMPARE(result.status, 100);
+        QCOMPARE(result.matching("^E: Failed to fetch .*Hash Sum mismatch$").size(), 1);
+        QVERIFY(!installed("app"));
+    }
+
+    void serverThatStopsAnsweringHalfway()
+    {
+        const Package app{ "app", "1.0", "", 50000 };
+        add(app);
+        const QByteArray bytes = m_archive->contents(m_archive->fileOf(app));
+        m_server->answer("/r/./app_1.0_all.deb", [bytes](QTcpSocket* socket, const QByteArray&) {
+            socket->write(ScriptedServer::http(bytes).left(20000));
+        });
+        const Result result
+            = install({ QStringLiteral("app") },
+                      { QStringLiteral("-o"), QStringLiteral("Acquire::http::Timeout=1") });
+        QCOMPARE(result.status, 100);
+        QVERIFY(!result.matching("^E: Failed to fetch").isEmpty());
+        QVERIFY(!installed("app"));
+    }
+
+    void interruptedDownloadIsResumed()
+    {
+        const Package app{ "app", "1.0", "", 50000 };
+        add(app);
+        const QByteArray bytes = m_archive->contents(m_archive->fileOf(app));
+        m_server->answer("/r/./app_1.0_all.deb", [bytes](QTcpSocket* socket, const QByteArray&) {
+            socket->write(ScriptedServer::http(bytes).left(30000));
+            socket->disconnectFromHost();
+        });
+        QCOMPARE(install({ QStringLiteral("app") }).status, 100);
+        const QFileInfo partial(m_root
+                                + QStringLiteral("/var/cache/apt/archives/partial/"
+                                                 "app_1.0_all.deb"));
+        QVERIFY(partial.size() > 0 && partial.size() < bytes.size());
+        serve(app, bytes);
+        m_server->lastRequest.clear();
+        QCOMPARE(install({ QStringLiteral("app") }).status, 0);
+        QVERIFY(m_server->lastRequest.contains("\r\nRange: bytes="));
+        QVERIFY(installed("app"));
+    }
+
+    void fullDisk()
+    {
+        const Package app{ "app", "1.0", "", 300000 };
+        add(app);
+        // A limit on the size of files, which the children inherit.
+        struct rlimit before;
+        getrlimit(RLIMIT_FSIZE, &before);
+        ::signal(SIGXFSZ, SIG_IGN);
+        const rlimit small{ 100000, before.rlim_max };
+        setrlimit(RLIMIT_FSIZE, &small);
+        const Result result = install({ QStringLiteral("app") });
+        setrlimit(RLIMIT_FSIZE, &before);
+        QVERIFY(result.status != 0);
+        QVERIFY(!result.matching("^E: ").isEmpty());
+        QVERIFY(!installed("app"));
+        QCOMPARE(install({ QStringLiteral("app") }).status, 0);
+    }
+
+    void listingPrintsQuotedUris()
+    {
+        add({ "lib" });
+        add({ "app", "1.0", "lib" });
+        const Result result = run(words(
+            { QStringLiteral("-yp"), QStringLiteral("--print-uris"), QStringLiteral("install") },
+            { QStringLiteral("app") }));
+        QCOMPARE(result.status, 0);
+        const QString base = QString::fromLatin1(m_server->url("/r/./"));
+        const QStringList uris = result.matching("^'");
+        QCOMPARE(uris.size(), 2);
+        QVERIFY(uris[0].startsWith(QLatin1Char('\'') + base
+                                   + QLatin1String("lib_1.0_all.deb' lib_1.0_all.deb ")));
+        QCOMPARE(overall(result), QList<int>());
+        QCOMPARE(m_server->asked, QList<QByteArray>());
+    }
+
+    void updateTakesAnUnsignedFlatRepository()
+    {
+        QFile sources(m_tree + QStringLiteral("/sources.list"));
+        QVERIFY(sources.open(QIODevice::WriteOnly));
+        sources.write("deb " + m_server->url("/r") + " ./\n");
+        sources.close();
+        m_archive->add({ "app" });
+        m_server->answer("/r/./Packages", ScriptedServer::http(m_archive->index()));
+        const Result result = run(words({ QStringLiteral("update") }, {}));
+        QCOMPARE(result.status, 0);
+        QCOMPARE(result.matching("^E:"), QStringList());
+        QVERIFY(!QDir(lists()).entryList({ QStringLiteral("*_r_._Packages*") }).isEmpty());
+    }
+
+    void removeAndClean()
+    {
+        add({ "app" });
+        QCOMPARE(install({ QStringLiteral("app") }).status, 0);
+        const QDir archives(m_root + QStringLiteral("/var/cache/apt/archives"));
+        QCOMPARE(archives.entryList({ QStringLiteral("*.deb") }).size(), 1);
+        QCOMPARE(run(words({ QStringLiteral("clean"), QString() }, {})).status, 0);
+        QCOMPARE(archives.entryList({ QStringLiteral("*.deb") }).size(), 0);
+        const Result result = run(
+            words({ QStringLiteral("-yp"), QStringLiteral("remove") }, { QStringLiteral("app") }));
+        QCOMPARE(result.status, 0);
+        QVERIFY(!installed("app"));
+        QVERIFY(!QFile::exists(m_root + QStringLiteral("/usr/bin/app")));
+        checkProgress(result);
+    }
+
+    void badOptionGetsAptsOwnErrorAndStatus()
+    {
+        const Result result = run({ QStringLiteral("-yp"), QStringLiteral("--nonsense"),
+                                    QStringLiteral("install"), QStringLiteral("a") });
+        QProcess apt;
+        apt.start(QStringLiteral("apt-get"),
+                  { QStringLiteral("-y"), QStringLiteral("--nonsense"), QStringLiteral("install"),
+                    QStringLiteral("a") });
+        QVERIFY(apt.waitForFinished());
+        QCOMPARE(result.status, apt.exitCode());
+        QCOMPARE(result.lines.first(),
+                 QString::fromUtf8(apt.readAllStandardError().split('\n').value(0)));
+    }
+
+    void namesAreNoPatternsAndNoRemovals()
+    {
+        add({ "app" });
+        add({ "bash-like" });
+        QCOMPARE(install({ QStringLiteral("app") }).status, 0);
+        for (const char* name :
+             { "app-", "?installed", "~n.", "ap*", "app/x", "--", "-a", "b.*e" }) {
+            const Result result = install({ QStringLiteral("--"), QLatin1String(name) });
+            QVERIFY2(result.status == 100, name);
+            QVERIFY2(!result.matching("^E: ").isEmpty(), name);
+        }
+        // What might match as an expression is a name only.
+        const Result dots = install({ QStringLiteral("ba.h-like") });
+        QCOMPARE(dots.status, 100);
+        const Result plus = run(words({ QStringLiteral("-yp"), QStringLiteral("remove") },
+                                      { QStringLiteral("bash-like+") }));
+        QCOMPARE(plus.status, 100);
+        QVERIFY(installed("app"));
+        QVERIFY(!installed("bash-like"));
+    }
+
+    void heldLockIsWaitedForAndSaid()
+    {
+        add({ "app" });
+        // Another process holds dpkg's lock, until it is told to let go.
+        QProcess holder;
+        holder.start(QStringLiteral("python3"),
+                     { QStringLiteral("-c"),
+                       QStringLiteral("import fcntl, sys\nf = open(sys.argv[1], 'w')\n"
+                                      "fcntl.lockf(f, fcntl.LOCK_EX)\nprint('held', flush=True)\n"
+                                      "sys.stdin.read()"),
+                       m_root + QStringLiteral("/var/lib/dpkg/lock-frontend") });
+        QVERIFY(holder.waitForReadyRead(10000));
+        QProcess process;
+        QByteArray heard;
+        process.setProcessChannelMode(QProcess::MergedChannels);
+        process.start(
+            frontEnd(),
+            words({ QStringLiteral("-yp"), QStringLiteral("install") }, { QStringLiteral("app") }));
+        QTRY_VERIFY((heard += process.readAll()).contains("Waiting for the package lock"));
+        QVERIFY(heard.contains("process " + QByteArray::number(holder.processId())));
+        QTest::qWait(300);
+        QCOMPARE(process.state(), QProcess::Running);
+        holder.closeWriteChannel();
+        QVERIFY(holder.waitForFinished(10000));
+        QTRY_COMPARE_WITH_TIMEOUT(process.state(), QProcess::NotRunning, 60000);
+        QCOMPARE(process.exitCode(), 0);
+        QVERIFY(installed("app"));
+    }
+
+    void signalsReachTheChild_data()
+    {
+        QTest::addColumn<int>("number");
+        QTest::newRow("SIGINT") << SIGINT;
+        QTest::newRow("SIGTERM") << SIGTERM;
+    }
+    void signalsReachTheChild()
+    {
+        QFETCH(int, number);
+        add({ "app" });
+        bool asked = false;
+        m_server->answer("/r/./app_1.0_all.deb",
+                         [&asked](QTcpSocket*, const QByteArray&) { asked = true; });
+        QProcess process;
+        process.setProcessChannelMode(QProcess::MergedChannels);
+        process.start(
+            frontEnd(),
+            words({ QStringLiteral("-yp"), QStringLiteral("install") }, { QStringLiteral("app") }));
+        QTRY_VERIFY_WITH_TIMEOUT(asked, 30000);
+        QFile children(QStringLiteral("/proc/%1/task/%1/children").arg(process.processId()));
+        QVERIFY(children.open(QIODevice::ReadOnly));
+        const QString child = QString::fromLatin1(children.readAll().trimmed());
+        QVERIFY(!child.isEmpty());
+        QCOMPARE(kill(pid_t(process.processId()), number), 0);
+        QTRY_COMPARE_WITH_TIMEOUT(process.state(), QProcess::NotRunning, 30000);
+        QCOMPARE(process.exitCode(), 128 + number);
+        QVERIFY(!QFile::exists(QStringLiteral("/proc/") + child));
+        // Nothing is left half-done: the next install works.
+        serve({ "app" }, m_archive->contents(m_archive->fileOf({ "app" })));
+        QCOMPARE(install({ QStringLiteral("app") }).status, 0);
+    }
+
+    void nothingOfTheMachineLeaksIn()
+    {
+        add({ "app" });
+        QFile poison(m_tree + QStringLiteral("/poison"));
+        QVERIFY(poison.open(QIODevice::WriteOnly));
+        poison.write("Acquire::http::Proxy \"http://127.0.0.1:1/\";\n"
+                     "DPkg::Pre-Invoke {\"touch "
+                     + m_tree.toLocal8Bit() + "/hook\";};\n");
+        poison.close();
+        QProcess process;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("APT_CONFIG"), poison.fileName());
+        environment.insert(QStringLiteral("http_proxy"), QStringLiteral("http://127.0.0.1:1/"));
+        environment.insert(QStringLiteral("LC_ALL"), QStringLiteral("de_DE.UTF-8"));
+        environment.insert(QStringLiteral("PATH"), QStringLiteral("/usr/bin:/bin"));
+        process.setProcessEnvironment(environment);
+        const Result result = run(
+            words({ QStringLiteral("-yp"), QStringLiteral("install") }, { QStringLiteral("app") }),
+            process);
+        QCOMPARE(result.status, 0);
+        QVERIFY(!QFile::exists(m_tree + QStringLiteral("/hook")));
+    }
+
+    void theRootsDpkgWorksThere()
+    {
+        add({ "app" });
+        QCOMPARE(install({ QStringLiteral("app") }).status, 0);
+        QProcess dpkg;
+        dpkg.start(m_root + QStringLiteral("/usr/bin/dpkg"),
+                   { QStringLiteral("--configure"), QStringLiteral("-a") });
+        QVERIFY(dpkg.waitForFinished());
+        QCOMPARE(dpkg.exitCode(), 0);
+        dpkg.start(m_root + QStringLiteral("/usr/bin/dpkg"), { QStringLiteral("-l") });
+        QVERIFY(dpkg.waitForFinished());
+        QCOMPARE(dpkg.readAll().count("\nii "), 1);
+    }
+
+    void mkrootRefusesARealSystem()
+    {
+        QProcess mkroot;
+        mkroot.start(QStringLiteral(MKROOT),
+                     { QStringLiteral("--front-end"), frontEnd(), QStringLiteral("/") });
+        QVERIFY(mkroot.waitForFinished());
+        QCOMPARE(mkroot.exitCode(), 1);
+        mkroot.start(QStringLiteral(MKROOT), QStringList());
+        QVERIFY(mkroot.waitForFinished());
+        QCOMPARE(mkroot.exitCode(), 2);
+    }
+};
+
+QTEST_GUILESS_MAIN(VosAptGetTest)
+#include "tst_vosaptget.moc"
