@@ -5,34 +5,79 @@
 
 #include <cerrno>
 #include <csignal>
-#include <cstdio>
 #include <fcntl.h>
+#include <initializer_list>
 #include <sys/types.h>
 #include <unistd.h>
 
 namespace
 {
 
-volatile std::sig_atomic_t g_received = 0;
-char g_children[64]; // the kernel's list of our children
+// All of this runs in a signal handler: only calls that may be made there.
 
-// Sends `signal` to each child. Only calls that a signal handler may make.
-void SignalChildren(int signal)
+volatile std::sig_atomic_t g_received = 0;
+
+using Path = char[64];
+
+// "/proc/PID" with `tail` behind it, in which '*' stands for PID.
+void MakePath(Path& path, pid_t pid, const char* tail)
 {
-    const int fd = open(g_children, O_RDONLY | O_CLOEXEC);
+    char digits[16];
+    int count = 0;
+    for (; pid > 0; pid /= 10)
+        digits[count++] = char('0' + pid % 10);
+    char* out = path;
+    for (const char* part : { "/proc/*", tail }) {
+        for (; *part; ++part) {
+            if (*part != '*') {
+                *out++ = *part;
+                continue;
+            }
+            for (int i = count; i > 0; --i)
+                *out++ = digits[i - 1];
+        }
+    }
+    *out = '\0';
+}
+
+// What a small file holds, up to `size` bytes.
+ssize_t ReadFile(const Path& path, char* text, std::size_t size)
+{
+    const int fd = open(path, O_RDONLY | O_CLOEXEC);
     if (fd < 0)
-        return;
-    char list[4096];
-    const ssize_t size = read(fd, list, sizeof list);
+        return -1;
+    const ssize_t count = read(fd, text, size);
     close(fd);
+    return count;
+}
+
+bool IsShell(pid_t pid)
+{
+    Path path;
+    char name[8];
+    MakePath(path, pid, "/comm");
+    return ReadFile(path, name, sizeof name) == 3 && name[0] == 's' && name[1] == 'h';
+}
+
+// Sends `signal` to each child of a process. A shell that waits for a program
+// keeps the signal to itself, or leaves the program behind: it is passed over.
+void SignalChildren(pid_t parent, int signal)
+{
+    Path path;
+    char list[1024];
+    MakePath(path, parent, "/task/*/children");
+    const ssize_t size = ReadFile(path, list, sizeof list);
     pid_t pid = 0;
     for (ssize_t i = 0; i < size; ++i) {
         if (list[i] >= '0' && list[i] <= '9') {
             pid = pid * 10 + (list[i] - '0');
-        } else if (pid > 0) {
-            kill(pid, signal);
-            pid = 0;
+            continue;
         }
+        if (pid > 0 && IsShell(pid))
+            SignalChildren(pid, signal);
+        else if (pid > 0)
+            kill(pid, signal);
+        pid = 0;
     }
 }
 
@@ -40,7 +85,7 @@ void OnSignal(int signal)
 {
     const int saved = errno;
     g_received = 1;
-    SignalChildren(signal);
+    SignalChildren(getpid(), signal);
     errno = saved;
 }
 
@@ -51,7 +96,6 @@ namespace Interrupt
 
 void install()
 {
-    std::snprintf(g_children, sizeof g_children, "/proc/self/task/%ld/children", long(getpid()));
     struct sigaction action = {};
     action.sa_handler = OnSignal;
     // The library reads its child's output through stdio, which an interrupted

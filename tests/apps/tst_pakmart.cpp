@@ -1,0 +1,358 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// pakmart as a person uses it: the real program, store server, apt-get and dpkg,
+// on the demo store.
+
+#include "support/cconfigfile.h"
+
+#include <QDir>
+#include <QImage>
+#include <QProcess>
+#include <QTcpServer>
+#include <QTcpSocket>
+#include <QUrl>
+#include <QtTest>
+#include <signal.h>
+
+class PakmartTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    struct Result {
+        int status = -1;
+        QString out, err;
+    };
+
+    QProcess m_server;
+    QString m_root = QString::fromLocal8Bit(qgetenv("PAKMART_SYSROOT"));
+    QString m_dir = QString::fromLocal8Bit(qgetenv("TEST_DIR"));
+    QString m_url;
+
+    Result pakmart(const QStringList& words, const QByteArray& input = QByteArray())
+    {
+        QProcess process;
+        process.start(QStringLiteral(PAKMART), words);
+        process.write(input);
+        process.closeWriteChannel();
+        if (!process.waitForFinished(120000))
+            qFatal("pakmart does not end");
+        return { process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
+                 QString::fromUtf8(process.readAllStandardOutput()),
+                 QString::fromUtf8(process.readAllStandardError()) };
+    }
+    QByteArray dpkgStatus() const
+    {
+        QFile status(m_root + QStringLiteral("/var/lib/dpkg/status"));
+        return status.open(QIODevice::ReadOnly) ? status.readAll() : QByteArray();
+    }
+    void serverIs(const QString& url)
+    {
+        const std::string file
+            = (m_root + QStringLiteral("/usr/share/apps/vantrelagent/.vauf")).toStdString();
+        QVERIFY(CConfigFile(file, true)
+                    .SetValue("agent api url", url.toStdString() + "/getagentapi.php", true));
+    }
+    bool plainTreeIsEmpty() const
+    {
+        const QString tree = QDir::homePath() + QStringLiteral("/.vos-apt-get");
+        return !QFile::exists(tree + QStringLiteral("/lists"))
+            && !QFile::exists(tree + QStringLiteral("/apt/vos-sources.list"))
+            && QDir(m_root + QStringLiteral("/tmp"))
+                   .entryList({ QStringLiteral("*.xml") })
+                   .isEmpty();
+    }
+
+private slots:
+    void initTestCase()
+    {
+        QCOMPARE(QProcess::execute(
+                     QStringLiteral(MKROOT),
+                     { QStringLiteral("--front-end"), QStringLiteral(VOS_APT_GET), m_root }),
+                 0);
+        const QString store = m_dir + QStringLiteral("/store");
+        QCOMPARE(QProcess::execute(QStringLiteral(MAKE_STORE), { store }), 0);
+        m_server.start(QStringLiteral(STORE_SERVER),
+                       { QStringLiteral("--port"), QStringLiteral("0"), store });
+        QVERIFY(m_server.waitForReadyRead(10000));
+        m_url = QString::fromLatin1(m_server.readLine().trimmed())
+                    .remove(QStringLiteral("listening on "));
+        m_url.chop(1);
+        serverIs(m_url);
+    }
+    void cleanupTestCase()
+    {
+        m_server.terminate();
+        QVERIFY(m_server.waitForFinished(10000));
+    }
+
+    void usageErrors_data()
+    {
+        QTest::addColumn<QStringList>("words");
+        const auto row = [](const char* name, const char* words) {
+            QTest::newRow(name) << QString::fromLatin1(words).split(QLatin1Char(' '),
+                                                                    Qt::SkipEmptyParts);
+        };
+        row("nothing", "");
+        row("unknown command", "frobnicate");
+        row("unknown option", "install --frobnicate 1");
+        row("no serial", "install");
+        row("no number", "install abc");
+        row("negative", "install -- -5");
+        row("zero", "install 0");
+        row("too large", "install 99999999999999999999");
+        row("no name to remove", "remove");
+        row("arguments to update-sources", "update-sources x");
+        row("package without install", "remove --package x");
+        row("pictures without a folder", "install 1 --pictures");
+    }
+    void usageErrors()
+    {
+        QFETCH(QStringList, words);
+        const Result result = pakmart(words);
+        QCOMPARE(result.status, 2);
+        QVERIFY(result.err.contains(QStringLiteral("Try 'pakmart --help'.")));
+        QCOMPARE(result.out, QString());
+    }
+
+    void helpAndVersion()
+    {
+        const Result help = pakmart({ QStringLiteral("--help") });
+        QCOMPARE(help.status, 0);
+        for (const char* word : { "install", "remove", "update-sources", "--yes", "--verbose",
+                                  "--dialogs", "--package", "--version" })
+            QVERIFY2(help.out.contains(QLatin1String(word)), word);
+        QVERIFY(pakmart({ QStringLiteral("--version") }).out.startsWith(QLatin1String("pakmart ")));
+    }
+
+    void installAndRemove()
+    {
+        const Result result
+            = pakmart({ QStringLiteral("install"), QStringLiteral("-y"), QStringLiteral("1001") });
+        QCOMPARE(result.status, 0);
+        QCOMPARE(result.err, QString());
+        QVERIFY(result.out.contains(QStringLiteral("2 package files are needed.")));
+        QVERIFY(result.out.contains(QStringLiteral("Downloading starlander (")));
+        QVERIFY(result.out.contains(QStringLiteral("Star Lander has been installed!")));
+        // The library's own lines are in the log.
+        QVERIFY(!result.out.contains(QStringLiteral("launching CAPI")));
+        QVERIFY(dpkgStatus().contains("Package: starlander\nStatus: install ok installed\n"));
+        QVERIFY(dpkgStatus().contains("Package: libpixel\nStatus: install ok installed\n"));
+        QVERIFY(plainTreeIsEmpty());
+        QProcess program;
+        program.start(m_root + QStringLiteral("/usr/games/starlander"), QStringList());
+        QVERIFY(program.waitForFinished());
+        QVERIFY(!program.readAll().isEmpty() && program.exitCode() == 0);
+
+        const Result again = pakmart({ QStringLiteral("remove"), QStringLiteral("starlander") });
+        QCOMPARE(again.status, 3); // nobody said yes
+        const Result removed
+            = pakmart({ QStringLiteral("remove"), QStringLiteral("starlander") }, "y\n");
+        QCOMPARE(removed.status, 0);
+        QVERIFY(!QFile::exists(m_root + QStringLiteral("/usr/games/starlander")));
+        const Result gone = pakmart(
+            { QStringLiteral("remove"), QStringLiteral("-y"), QStringLiteral("starlander") });
+        QCOMPARE(gone.status, 1);
+        QVERIFY(gone.err.contains(QStringLiteral("starlander is not installed")));
+    }
+
+    void verboseShowsTheLibrarysLines()
+    {
+        const Result result = pakmart({ QStringLiteral("-v"), QStringLiteral("install"),
+                                        QStringLiteral("-y"), QStringLiteral("4001") });
+        QCOMPARE(result.status, 0);
+        QVERIFY(result.out.contains(QStringLiteral("launching CAPI")));
+        QVERIFY(result.out.contains(QStringLiteral("About to execute: |")));
+    }
+
+    void packagesByName()
+    {
+        const Result result = pakmart({ QStringLiteral("install"), QStringLiteral("--package"),
+                                        QStringLiteral("-y"), QStringLiteral("mazerunner"),
+                                        QStringLiteral("colourpicker") });
+        QCOMPARE(result.status, 0);
+        QVERIFY(dpkgStatus().contains("Package: mazerunner\nStatus: install ok installed\n"));
+        QVERIFY(dpkgStatus().contains("Package: colourpicker\nStatus: install ok installed\n"));
+    }
+
+    void declined_data()
+    {
+        QTest::addColumn<QByteArray>("answer");
+        QTest::newRow("no") << QByteArray("n\n");
+        QTest::newRow("empty line") << QByteArray("\n");
+        QTest::newRow("end of input") << QByteArray();
+    }
+    void declined()
+    {
+        QFETCH(QByteArray, answer);
+        const Result result
+            = pakmart({ QStringLiteral("install"), QStringLiteral("2002") }, answer);
+        QCOMPARE(result.status, 3);
+        QVERIFY(result.out.contains(QStringLiteral("Nothing was installed.")));
+        QVERIFY(!dpkgStatus().contains("wordcounter"));
+        QVERIFY(plainTreeIsEmpty());
+    }
+
+    void accepted()
+    {
+        QCOMPARE(pakmart({ QStringLiteral("install"), QStringLiteral("2002") }, "yes\n").status, 0);
+        QVERIFY(dpkgStatus().contains("wordcounter"));
+    }
+
+    void failures_data()
+    {
+        QTest::addColumn<QString>("serial");
+        QTest::addColumn<QString>("text");
+        QTest::newRow("dependency that nobody has") << "9001"
+                                                    << "warpdrive : Depends: libwarpcore";
+        QTest::newRow("damaged archive") << "9002"
+                                         << "Hash Sum mismatch";
+        QTest::newRow("unknown product") << "4444"
+                                         << "There is no product with the number";
+    }
+    void failures()
+    {
+        QFETCH(QString, serial);
+        QFETCH(QString, text);
+        const Result result
+            = pakmart({ QStringLiteral("install"), QStringLiteral("--yes"), serial });
+        QCOMPARE(result.status, 1);
+        QVERIFY2(result.err.contains(text), qPrintable(result.err));
+        QVERIFY(plainTreeIsEmpty());
+    }
+
+    void updateSources()
+    {
+        const Result result = pakmart({ QStringLiteral("update-sources") });
+        QCOMPARE(result.status, 0);
+        QVERIFY(result.out.contains(QStringLiteral("up to date")));
+    }
+
+    void serverThatIsGoneDoesNotHangOnABoxNobodySees()
+    {
+        serverIs(QStringLiteral("http://127.0.0.1:1"));
+        const Result sources = pakmart({ QStringLiteral("update-sources") });
+        QCOMPARE(sources.status, 1);
+        QVERIFY(sources.err.contains(QStringLiteral("unable to connect")));
+        const Result install
+            = pakmart({ QStringLiteral("install"), QStringLiteral("-y"), QStringLiteral("1001") });
+        QCOMPARE(install.status, 1);
+        QVERIFY(install.err.contains(QStringLiteral("unable to connect")));
+        serverIs(m_url);
+    }
+
+    void missingFrontEndIsToldInWords()
+    {
+        const QString frontEnd = m_root + QStringLiteral("/usr/bin/vos-apt-get");
+        QVERIFY(QFile::rename(frontEnd, frontEnd + QStringLiteral(".away")));
+        const Result result
+            = pakmart({ QStringLiteral("install"), QStringLiteral("-y"), QStringLiteral("2003") });
+        QVERIFY(QFile::rename(frontEnd + QStringLiteral(".away"), frontEnd));
+        QCOMPARE(result.status, 1);
+        QVERIFY(result.err.contains(QStringLiteral("Unable to run /usr/bin/vos-apt-get. Make sure "
+                                                   "it exists and has execute permissions.")));
+    }
+
+    void unwritableHomeFailsInWords()
+    {
+        QProcess process;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("HOME"), QStringLiteral("/proc/nowhere"));
+        environment.insert(QStringLiteral("XDG_CACHE_HOME"), QStringLiteral("/proc/nowhere"));
+        process.setProcessEnvironment(environment);
+        process.start(QStringLiteral(PAKMART),
+                      { QStringLiteral("install"), QStringLiteral("-y"), QStringLiteral("2003") });
+        QVERIFY(process.waitForFinished(120000));
+        QCOMPARE(process.exitCode(), 1);
+        QVERIFY(!process.readAllStandardError().isEmpty());
+    }
+
+    void picturesOfTheDialogs()
+    {
+        const QString folder = m_dir + QStringLiteral("/pictures");
+        QVERIFY(QDir().mkpath(folder));
+        QCOMPARE(pakmart({ QStringLiteral("install"), QStringLiteral("-y"), QStringLiteral("3001"),
+                           QStringLiteral("--pictures"), folder })
+                     .status,
+                 0);
+        for (const char* name : { "/success.png", "/success-log.png" })
+            QCOMPARE(QImage(folder + QLatin1String(name)).size(), QSize(370, 220));
+    }
+
+    void interruptionLeavesNothingBehind_data()
+    {
+        QTest::addColumn<int>("number");
+        QTest::newRow("Ctrl-C") << SIGINT;
+        QTest::newRow("SIGTERM") << SIGTERM;
+    }
+    void interruptionLeavesNothingBehind()
+    {
+        QFETCH(int, number);
+        // A repository that never sends its packages.
+        QTcpServer mute;
+        QVERIFY(mute.listen(QHostAddress::LocalHost));
+        const QString store = m_dir + QStringLiteral("/store");
+        QProcess server;
+        server.start(QStringLiteral(STORE_SERVER),
+                     { QStringLiteral("--port"), QStringLiteral("0"),
+                       QStringLiteral("--public-url"),
+                       QStringLiteral("http://127.0.0.1:%1").arg(mute.serverPort()), store });
+        QVERIFY(server.waitForReadyRead(10000));
+        const QString real = QString::fromLatin1(server.readLine().trimmed())
+                                 .remove(QStringLiteral("listening on "));
+        // It passes on what is asked of the functions, and stalls on the pool.
+        const quint16 port = quint16(QUrl(real).port());
+        connect(&mute, &QTcpServer::newConnection, this, [&] {
+            QTcpSocket* client = mute.nextPendingConnection();
+            if (!client)
+                return;
+            connect(client, &QTcpSocket::readyRead, client, [client, port] {
+                const QByteArray request = client->readAll();
+                if (request.startsWith("GET /pool/") && request.contains("_all.deb "))
+                    return;
+                auto* upstream = new QTcpSocket(client);
+                upstream->connectToHost(QStringLiteral("127.0.0.1"), port);
+                connect(upstream, &QTcpSocket::readyRead, client,
+                        [=] { client->write(upstream->readAll()); });
+                connect(upstream, &QTcpSocket::disconnected, client,
+                        &QTcpSocket::disconnectFromHost);
+                upstream->write(request);
+            });
+        });
+        serverIs(QStringLiteral("http://127.0.0.1:%1").arg(mute.serverPort()));
+        QProcess process;
+        process.start(QStringLiteral(PAKMART),
+                      { QStringLiteral("install"), QStringLiteral("-y"), QStringLiteral("4003") });
+        QByteArray heard;
+        QTRY_VERIFY_WITH_TIMEOUT((heard += process.readAllStandardOutput()).contains("Installing"),
+                                 60000);
+        QTest::qWait(500);
+        const QString pid = QString::number(process.processId());
+        QFile children(QStringLiteral("/proc/%1/task/%1/children").arg(pid));
+        QVERIFY(children.open(QIODevice::ReadOnly));
+        const QList<QByteArray> before = children.readAll().simplified().split(' ');
+        QCOMPARE(kill(pid_t(process.processId()), number), 0);
+        QTRY_COMPARE_WITH_TIMEOUT(process.state(), QProcess::NotRunning, 60000);
+        QCOMPARE(process.exitCode(), 130);
+        for (const QByteArray& child : before)
+            QTRY_VERIFY(!QFile::exists(QLatin1String("/proc/") + QString::fromLatin1(child)));
+        QVERIFY(plainTreeIsEmpty());
+        QVERIFY(!dpkgStatus().contains("Package: typingtutor"));
+        server.terminate();
+        QVERIFY(server.waitForFinished(10000));
+        serverIs(m_url);
+        QCOMPARE(
+            pakmart({ QStringLiteral("install"), QStringLiteral("-y"), QStringLiteral("4003") })
+                .status,
+            0);
+        QVERIFY(dpkgStatus().contains("Package: typingtutor"));
+        QCOMPARE(pakmart({ QStringLiteral("remove"), QStringLiteral("-y"),
+                           QStringLiteral("typingtutor") })
+                     .status,
+                 0);
+    }
+};
+
+QTEST_GUILESS_MAIN(PakmartTest)
+#include "tst_pakmart.moc"
