@@ -23,5 +23,5 @@ public:
 private:
     QString m_sPackage;
     QString m_sAction;
-    bool m_bFlag;
+    [[maybe_unused]] bool m_bFlag;
 };
