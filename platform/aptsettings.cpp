@@ -4,6 +4,8 @@
 #include "platform/aptsettings.h"
 
 #include <cstdlib>
+#include <memory>
+#include <unistd.h>
 
 namespace
 {
@@ -51,7 +53,11 @@ std::string PrivateRoot()
     std::string root = value ? value : "";
     while (!root.empty() && root.back() == '/')
         root.pop_back();
-    return root;
+    if (root.empty() || root[0] == '/')
+        return root;
+    // dpkg changes its folder on the way.
+    const std::unique_ptr<char, void (*)(void*)> here(getcwd(nullptr, 0), std::free);
+    return (here ? here.get() : "") + ('/' + root);
 }
 
 bool CanBeQuoted(const std::string& path)
@@ -73,5 +79,7 @@ std::string AptSettings(const std::string& root, bool ownSources, int statusFd)
         + Setting("Dir::Log", "var/log/apt") + Setting("APT::Sandbox::User", "")
         + Setting("DPkg::Options::", "--root=" + root)
         + Setting("DPkg::Options::", "--force-not-root")
-        + Setting("DPkg::Options::", "--log=" + root + "/var/log/dpkg.log");
+        + Setting("DPkg::Options::", "--log=" + root + "/var/log/dpkg.log")
+        // Takes back what the machine's dpkg is told to leave out.
+        + Setting("DPkg::Options::", "--path-include=/*");
 }

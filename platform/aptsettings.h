@@ -7,8 +7,8 @@
 
 #include <string>
 
-// The private root (PAKMART_SYSROOT) without a slash at its end; empty without
-// one. Not read in a set-user-id program.
+// The private root (PAKMART_SYSROOT) as an absolute path without a slash at its
+// end; empty without one. Not read in a set-user-id program.
 std::string PrivateRoot();
 
 // The text of an apt configuration file that holds before any other: no

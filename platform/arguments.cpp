@@ -7,30 +7,67 @@
 #include <cctype>
 #include <fstream>
 #include <string_view>
+#include <strings.h>
 
 namespace
 {
+
+constexpr auto None = std::string::npos;
 
 bool IsCluster(const std::string& word)
 {
     return word.size() > 1 && word[0] == '-' && word[1] != '-';
 }
 
-// Whether a short option takes the next word for its value.
-bool TakesValue(const std::string& word)
+// Where, in a cluster of short options, the one stands that takes a value: the
+// rest of the cluster, or the next word.
+std::size_t ValueOption(const std::string& word)
 {
-    return IsCluster(word) && std::string_view("oct").find(word.back()) != std::string_view::npos
-        && word.find('=') == std::string::npos;
+    return IsCluster(word) ? word.find_first_of("oct", 1) : None;
 }
 
 // "-yp" as apt-get knows it: "-y". Empty when nothing is left.
 std::string WithoutP(const std::string& word)
 {
-    if (!IsCluster(word) || word.find_first_of("=oct") != std::string::npos)
+    if (!IsCluster(word))
         return word;
-    std::string rest = word;
+    const std::size_t flags = std::min(word.find_first_of("=oct", 1), word.size());
+    std::string rest = word.substr(0, flags);
     rest.erase(std::remove(rest.begin(), rest.end(), 'p'), rest.end());
+    rest += word.substr(flags);
     return rest == "-" ? std::string() : rest;
+}
+
+bool TakesNextWord(const std::string& word)
+{
+    const std::size_t option = ValueOption(word);
+    if (option != None)
+        return option + 1 == word.size();
+    return word == "--option" || word == "--config-file" || word == "--target-release"
+        || word == "--default-release";
+}
+
+// Keeps what a setting of the command line ("Dir::State::lists=/l/") tells us.
+// Its name may be written in either case.
+void NoteSetting(const std::string& setting, Arguments& arguments)
+{
+    const auto is = [&setting](std::string_view name) {
+        return strncasecmp(setting.c_str(), name.data(), name.size()) == 0;
+    };
+    if (is("Dir::Etc::Sourcelist="))
+        arguments.ownSources = true;
+    else if (is("Dir::State::lists="))
+        arguments.listsFolder = setting.substr(setting.find('=') + 1);
+}
+
+// The setting that the option `word` brings with it: "-oX=Y", "--option=X=Y".
+std::string SettingWithin(const std::string& word)
+{
+    const std::string_view option = "--option=";
+    if (word.compare(0, option.size(), option) == 0)
+        return word.substr(option.size());
+    const std::size_t at = ValueOption(word);
+    return at == None ? std::string() : word.substr(at + 1);
 }
 
 bool IsMadeOf(const std::string& text, std::string_view others)
@@ -60,13 +97,25 @@ Arguments SortArguments(const std::vector<std::string>& words)
         }
         options = word != "--";
         sorted.printUris = sorted.printUris || word == "--print-uris";
-        if (TakesValue(word) && i + 1 < words.size()) {
+        NoteSetting(SettingWithin(word), sorted);
+        if (TakesNextWord(word) && i + 1 < words.size()) {
             sorted.words.push_back(words[++i]);
-            sorted.ownSources
-                = sorted.ownSources || words[i].compare(0, 20, "Dir::Etc::Sourcelist") == 0;
+            NoteSetting(words[i], sorted);
         }
     }
     return sorted;
+}
+
+bool ChangesPackages(const Arguments& arguments)
+{
+    if (arguments.printUris)
+        return false;
+    for (const char* command : { "install", "reinstall", "remove", "purge", "autoremove", "upgrade",
+                                 "dist-upgrade", "full-upgrade" }) {
+        if (arguments.command == command)
+            return true;
+    }
+    return false;
 }
 
 bool IsPlainName(const std::string& name)
@@ -90,4 +139,16 @@ bool IsKnownPackage(const std::string& statusFile, const std::string& name)
             return true;
     }
     return false;
+}
+
+std::string NameError(const Arguments& arguments, const std::string& statusFile)
+{
+    for (const std::string& name : arguments.names) {
+        if (!IsPlainName(name))
+            return "E: Not the name of a package: " + name;
+        if (arguments.command != "install" && name.back() == '+'
+            && !IsKnownPackage(statusFile, name))
+            return "E: Unable to locate package " + name;
+    }
+    return std::string();
 }

@@ -12,12 +12,16 @@ struct Arguments {
     std::vector<std::string> words; // for apt-get, "-p" taken out
     std::string command; // "install"; empty without one
     std::vector<std::string> names; // what follows the command
+    std::string listsFolder; // Dir::State::lists; empty where it is not given
     bool printUris = false;
     bool ownSources = false; // a sources list of the store's is named
 };
 
 // Sorts the words behind the program's name.
 Arguments SortArguments(const std::vector<std::string>& words);
+
+// Whether packages come or go, and not only lists or files are handled.
+bool ChangesPackages(const Arguments& arguments);
 
 // Whether apt-get can only read `name` as the name of one package: it may not
 // hold a pattern, nor end as an order to remove. "+" at the end stands in real
@@ -28,3 +32,6 @@ bool IsPlainName(const std::string& name);
 // is, for a remove, an order to install the package without it, unless a package
 // of the whole name is there.
 bool IsKnownPackage(const std::string& statusFile, const std::string& name);
+
+// What is wrong with the names, as an error line; empty when nothing is.
+std::string NameError(const Arguments& arguments, const std::string& statusFile);

@@ -3,6 +3,7 @@
 
 #include "platform/child.h"
 
+#include "platform/endsignals.h"
 #include "platform/statusreader.h"
 
 #include <cerrno>
@@ -18,8 +19,6 @@
 namespace
 {
 
-constexpr int SettingsFd = 4; // where the child finds its settings
-
 volatile pid_t g_child = 0;
 volatile std::sig_atomic_t g_dpkgWorks = 0;
 
@@ -29,6 +28,21 @@ void PassOn(int signal)
     if (g_child > 0)
         kill(g_child, g_dpkgWorks ? SIGINT : signal);
     errno = saved;
+}
+
+// Lets the held signals through, to the child.
+void PassSignalsOn()
+{
+    const sigset_t ends = EndSignals();
+    struct sigaction action = {};
+    action.sa_handler = PassOn;
+    action.sa_flags = SA_RESTART;
+    for (const int signal : { SIGINT, SIGTERM, SIGHUP }) {
+        if (sigismember(&ends, signal))
+            sigaction(signal, &action, nullptr);
+    }
+    std::signal(SIGPIPE, SIG_IGN);
+    sigprocmask(SIG_UNBLOCK, &ends, nullptr);
 }
 
 // The settings as a file without a name, so that nothing is left behind.
@@ -42,74 +56,119 @@ int SettingsFile(const std::string& settings)
     return fd;
 }
 
-void SetEnvironment(bool privateRoot)
+void SetEnvironment(const std::string& settingsFile, const std::string& privateRoot)
 {
+    // Translated texts are none that the readers of this front end know.
+    unsetenv("LANGUAGE");
     setenv("LC_ALL", "C.UTF-8", 1);
+    setenv("DPKG_COLORS", "never", 1);
     setenv("DEBIAN_FRONTEND", "noninteractive", 1);
     setenv("APT_LISTCHANGES_FRONTEND", "none", 1);
-    setenv("APT_CONFIG", ("/proc/self/fd/" + std::to_string(SettingsFd)).c_str(), 1);
+    setenv("APT_CONFIG", settingsFile.c_str(), 1);
     // dpkg looks for its helpers there, and a user's path may lack them.
     const char* path = getenv("PATH");
     setenv("PATH", (std::string(path ? path : "/usr/bin:/bin") + ":/usr/sbin:/sbin").c_str(), 1);
-    if (!privateRoot)
+    if (privateRoot.empty())
         return;
     for (const char* name : { "http_proxy", "https_proxy", "ftp_proxy", "all_proxy", "no_proxy",
-                              "HTTP_PROXY", "HTTPS_PROXY", "FTP_PROXY", "ALL_PROXY", "NO_PROXY" })
+                              "HTTP_PROXY", "HTTPS_PROXY", "FTP_PROXY", "ALL_PROXY", "NO_PROXY",
+                              "DPKG_ROOT", "DPKG_ADMINDIR", "DPKG_FORCE", "DPKG_FRONTEND_LOCKED" })
         unsetenv(name);
+    setenv("HOME", privateRoot.c_str(), 1); // dpkg reads a file of settings there
 }
 
-// One read of a descriptor into a reader; false at its end.
-bool ReadSome(int fd, LineReader& reader, const Child::Lines& lines)
+// One read of a descriptor; false at its end.
+bool ReadSome(int fd, std::string& bytes)
 {
     char block[4096];
     const ssize_t count = read(fd, block, sizeof block);
-    if (count > 0)
-        reader.Feed(block, std::size_t(count), lines);
+    bytes.assign(block, count > 0 ? std::size_t(count) : 0);
     return count > 0 || (count < 0 && errno == EINTR);
 }
 
-int ExitStatus(int status)
+bool IsReadable(int fd)
 {
-    return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+    pollfd waiting = { fd, POLLIN, 0 };
+    return poll(&waiting, 1, 0) > 0;
 }
+
+// Whether the child is at its end. It is left as it is, so that its number stays.
+bool HasEnded(pid_t child)
+{
+    siginfo_t info = {};
+    return waitid(P_PID, id_t(child), &info, WEXITED | WNOHANG | WNOWAIT) == 0
+        && info.si_pid == child;
+}
+
+// Waits for the end; returns whether a signal brought it.
+bool AwaitEnd(pid_t child)
+{
+    siginfo_t info = {};
+    return waitid(P_PID, id_t(child), &info, WEXITED | WNOWAIT) == 0 && info.si_code != CLD_EXITED;
+}
+
+// A descriptor that is read line by line.
+struct Stream {
+    int fd;
+    const Child::Lines& handler;
+    bool open = true;
+    LineReader lines = LineReader();
+
+    // Reads what is there, at most what a pipe holds.
+    void Drain()
+    {
+        std::string bytes;
+        for (int blocks = 0; open && blocks < 16 && IsReadable(fd); ++blocks) {
+            open = ReadSome(fd, bytes);
+            lines.Feed(bytes.data(), bytes.size(), handler);
+        }
+    }
+};
 
 } // namespace
 
 bool Child::Start(const std::vector<std::string>& words, const std::string& settings,
-                  bool privateRoot)
+                  const std::string& privateRoot)
 {
+    std::signal(SIGCHLD, SIG_DFL); // ignored, it would take the exit status away
     int output[2], status[2];
     const int file = SettingsFile(settings);
     if (file < 0 || pipe2(output, O_CLOEXEC) != 0 || pipe2(status, O_CLOEXEC) != 0)
         return false;
-    g_child = fork();
-    if (g_child == 0)
-        Become(words, file, output, status, privateRoot);
-    close(file);
+    // Named by our process, it is there for the hooks that apt-get runs as well:
+    // those inherit none of its descriptors.
+    const std::string settingsFile
+        = "/proc/" + std::to_string(getpid()) + "/fd/" + std::to_string(file);
+    HoldEndSignals();
+    m_pid = fork();
+    if (m_pid == 0)
+        Become(words, settingsFile, output[1], status[1], privateRoot);
+    g_child = m_pid;
+    PassSignalsOn();
     close(output[1]);
     close(status[1]);
     m_output = output[0];
     m_status = status[0];
-    return g_child > 0;
+    return m_pid > 0;
 }
 
-void Child::Become(const std::vector<std::string>& words, int settings, const int (&output)[2],
-                   const int (&status)[2], bool privateRoot)
+void Child::Become(const std::vector<std::string>& words, const std::string& settingsFile,
+                   int output, int status, const std::string& privateRoot)
 {
-    // A group of its own keeps a terminal's Ctrl-C from dpkg; an interruption
-    // comes from us, also when we are killed.
-    setpgid(0, 0);
+    // A session of its own keeps a terminal's Ctrl-C from dpkg, and scripts from
+    // asking the terminal. An interruption comes from us, also when we are killed.
+    setsid();
     prctl(PR_SET_PDEATHSIG, SIGINT);
-    const int input = open("/dev/null", O_RDONLY | O_CLOEXEC);
-    // Out of the way of the numbers they get.
-    const int statusEnd = fcntl(status[1], F_DUPFD_CLOEXEC, 10);
-    const int settingsEnd = fcntl(settings, F_DUPFD_CLOEXEC, 10);
-    dup2(input, STDIN_FILENO);
-    dup2(output[1], STDOUT_FILENO);
-    dup2(output[1], STDERR_FILENO);
-    dup2(statusEnd, StatusFd);
-    dup2(settingsEnd, SettingsFd);
-    SetEnvironment(privateRoot);
+    const sigset_t ends = EndSignals();
+    sigprocmask(SIG_UNBLOCK, &ends, nullptr);
+    dup2(open("/dev/null", O_RDONLY | O_CLOEXEC), STDIN_FILENO);
+    dup2(output, STDOUT_FILENO);
+    dup2(output, STDERR_FILENO);
+    if (status == StatusFd)
+        fcntl(status, F_SETFD, 0); // else it would not outlive the exec
+    else
+        dup2(status, StatusFd);
+    SetEnvironment(settingsFile, privateRoot);
     std::signal(SIGPIPE, SIG_DFL);
     std::vector<char*> argv{ const_cast<char*>("apt-get") };
     for (const std::string& word : words)
@@ -124,45 +183,34 @@ void Child::Become(const std::vector<std::string>& words, int settings, const in
 
 int Child::Read(const Lines& output, const Lines& status)
 {
-    LineReader outputLines, statusLines;
-    bool outputOpen = true, statusOpen = true, ended = false;
-    int exitStatus = 0;
-    while (outputOpen || (statusOpen && !ended)) {
-        pollfd fds[] = { { outputOpen ? m_output : -1, POLLIN, 0 },
-                         { statusOpen ? m_status : -1, POLLIN, 0 } };
+    Stream printed{ m_output, output }, told{ m_status, status };
+    bool ended = false;
+    while (printed.open || (told.open && !ended)) {
+        pollfd fds[] = { { printed.open ? m_output : -1, POLLIN, 0 },
+                         { told.open ? m_status : -1, POLLIN, 0 } };
         const int ready = poll(fds, 2, 200);
-        if (fds[1].revents)
-            statusOpen = ReadSome(m_status, statusLines, status);
-        if (fds[0].revents)
-            outputOpen = ReadSome(m_output, outputLines, output);
+        std::string news;
+        if (ready > 0 && fds[1].revents)
+            told.open = ReadSome(m_status, news);
+        printed.Drain();
+        told.lines.Feed(news.data(), news.size(), status);
         // A daemon that a package started may keep the pipes open for ever: what
         // counts is the child.
-        int raw = 0;
-        if (!ended && waitpid(g_child, &raw, WNOHANG) == g_child) {
-            ended = true;
-            exitStatus = ExitStatus(raw);
-            g_child = 0;
-        } else if (ended && ready == 0) {
+        if (ended && ready == 0)
             break;
-        }
+        ended = ended || HasEnded(m_pid);
     }
-    outputLines.Finish(output);
-    int raw = 0;
-    if (!ended && waitpid(g_child, &raw, 0) == g_child)
-        exitStatus = ExitStatus(raw);
+    printed.lines.Finish(output);
+    const bool killed = AwaitEnd(m_pid);
+    told.Drain();
     g_child = 0;
-    return exitStatus;
-}
-
-void Child::CatchSignals()
-{
-    struct sigaction action = {};
-    action.sa_handler = PassOn;
-    action.sa_flags = SA_RESTART;
-    sigaction(SIGINT, &action, nullptr);
-    sigaction(SIGTERM, &action, nullptr);
-    sigaction(SIGHUP, &action, nullptr);
-    std::signal(SIGPIPE, SIG_IGN);
+    // The helpers of a download do not see that apt-get is gone as long as they
+    // wait for a server. dpkg, though, is left to its work.
+    if (killed && !g_dpkgWorks)
+        kill(-m_pid, SIGTERM);
+    int raw = 0;
+    waitpid(m_pid, &raw, 0);
+    return WIFSIGNALED(raw) ? 128 + WTERMSIG(raw) : WEXITSTATUS(raw);
 }
 
 void Child::DpkgWorks()

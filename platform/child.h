@@ -7,36 +7,42 @@
 
 #include <functional>
 #include <string>
+#include <sys/types.h>
 #include <vector>
 
-// A new process that cannot be prompted: its input is empty. Its output and
-// errors come through one pipe, its status lines through another.
+// A new process that cannot be prompted: its input is empty, and it has no
+// terminal. Its output and errors come through one pipe, its status lines through
+// another.
 class Child
 {
 public:
     static constexpr int StatusFd = 3; // the descriptor of the status lines, there
 
     // `words`: the arguments behind the program's name. `settings`: the apt
-    // configuration that holds before any other. False when it cannot be started.
+    // configuration that holds before any other, for apt-get and for whatever it
+    // starts. With a private root, the environment's own settings for the package
+    // tools are left out. False when it cannot be started.
+    //
+    // The end signals (HoldEndSignals) go to the child from then on. Once dpkg
+    // works, each is an interruption, which apt-get leaves until dpkg is done.
     bool Start(const std::vector<std::string>& words, const std::string& settings,
-               bool privateRoot);
+               const std::string& privateRoot);
 
     using Lines = std::function<void(const std::string& line)>;
-    // Reads both to their ends; returns the exit status, 128 + the signal when
-    // the child was killed by one.
+    // Reads both to their ends, what was printed before a status line ahead of
+    // it. Returns the exit status, 128 + the signal when the child was killed by
+    // one: then what it had started for downloads is ended, too.
     int Read(const Lines& output, const Lines& status);
 
-    // Ctrl-C and SIGTERM go to the child from now on. Once dpkg works, both are
-    // an interruption, which apt-get leaves until dpkg is done.
-    void CatchSignals();
     void DpkgWorks();
     // Nobody reads us any more: as if interrupted.
     void Interrupt();
 
 private:
-    [[noreturn]] void Become(const std::vector<std::string>& words, int settings,
-                             const int (&output)[2], const int (&status)[2], bool privateRoot);
+    [[noreturn]] void Become(const std::vector<std::string>& words, const std::string& settingsFile,
+                             int output, int status, const std::string& privateRoot);
 
+    pid_t m_pid = -1;
     int m_output = -1;
     int m_status = -1;
 };

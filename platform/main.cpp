@@ -7,12 +7,15 @@
 #include "platform/aptsettings.h"
 #include "platform/arguments.h"
 #include "platform/child.h"
+#include "platform/endsignals.h"
+#include "platform/locks.h"
 #include "platform/progress.h"
 #include "platform/statusreader.h"
 #include "platform/translator.h"
 
 #include <cerrno>
 #include <fcntl.h>
+#include <poll.h>
 #include <unistd.h>
 
 namespace
@@ -20,86 +23,89 @@ namespace
 
 constexpr int AptFailure = 100; // apt-get's own status for an error
 
+// The host's end may be one that does not block.
+void AwaitReader()
+{
+    pollfd output = { STDOUT_FILENO, POLLOUT, 0 };
+    poll(&output, 1, -1);
+}
+
 // Writes a line at once. False when nobody reads it.
 bool Say(const std::string& text)
 {
     const std::string line = text + '\n';
     for (std::size_t done = 0; done < line.size();) {
         const ssize_t count = write(STDOUT_FILENO, line.data() + done, line.size() - done);
-        if (count < 0 && errno != EINTR)
+        if (count < 0 && errno == EAGAIN)
+            AwaitReader();
+        else if (count < 0 && errno != EINTR)
             return false;
         done += count > 0 ? std::size_t(count) : 0;
     }
     return true;
 }
 
-// What is wrong with the names, if anything.
-std::string WrongName(const Arguments& arguments, const std::string& root)
+// Descriptors that a careless host left closed must not become those of pipes.
+void OpenStandardDescriptors()
 {
-    const bool remove = arguments.command == "remove" || arguments.command == "purge";
-    if (!remove && arguments.command != "install")
-        return std::string();
-    for (const std::string& name : arguments.names) {
-        if (!IsPlainName(name))
-            return "E: Not the name of a package: " + name;
-        if (remove && name.back() == '+' && !IsKnownPackage(root + "/var/lib/dpkg/status", name))
-            return "E: Unable to locate package " + name;
-    }
-    return std::string();
+    int fd = 0;
+    do {
+        fd = open("/dev/null", O_RDWR | O_CLOEXEC);
+    } while (fd >= 0 && fd <= STDERR_FILENO);
+    close(fd);
 }
 
-// Says so when another process holds dpkg's lock; apt-get waits for it.
-void TellOfHeldLock(const std::string& root)
+// What is told on the status descriptor, as progress lines if they are wanted.
+class StatusTeller
 {
-    for (const char* name : { "/var/lib/dpkg/lock-frontend", "/var/lib/dpkg/lock" }) {
-        const int fd = open((root + name).c_str(), O_RDWR | O_CLOEXEC);
-        if (fd < 0)
-            continue;
-        struct flock lock = {};
-        lock.l_type = F_WRLCK;
-        lock.l_whence = SEEK_SET;
-        const bool held = fcntl(fd, F_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
-        close(fd);
-        if (held) {
-            Say("Waiting for the package lock, which is held by process "
-                + std::to_string(lock.l_pid));
-            return;
-        }
+public:
+    StatusTeller(Child& child, Progress& progress, bool wanted, const Child::Lines& relay)
+        : m_child(child), m_progress(progress), m_wanted(wanted), m_relay(relay)
+    {
     }
-}
+
+    void Tell(const std::string& line)
+    {
+        const auto told = ParseStatus(line);
+        if (!told)
+            return;
+        if (told->phase == Status::Phase::Install)
+            m_child.DpkgWorks();
+        // No package is called that: dpkg starts once more.
+        if (!m_wanted || told->item == "dpkg-exec")
+            return;
+        const std::string text = m_progress.Line(*told);
+        if (text != m_last)
+            m_relay(text);
+        m_last = text;
+    }
+
+private:
+    Child& m_child;
+    Progress& m_progress;
+    bool m_wanted;
+    const Child::Lines& m_relay;
+    std::string m_last;
+};
 
 int RunAptGet(const Arguments& arguments, const std::string& root)
 {
-    const bool changes
-        = !arguments.printUris && (arguments.command == "install" || arguments.command == "remove");
-    if (changes)
-        TellOfHeldLock(root);
     Child child;
-    child.CatchSignals();
     if (!child.Start(arguments.words, AptSettings(root, arguments.ownSources, Child::StatusFd),
-                     !root.empty())) {
+                     root)) {
         Say("E: Unable to start apt-get");
         return AptFailure;
     }
-    Progress progress;
-    std::string lastProgress;
-    const auto relay = [&child](const std::string& line) {
+    const Child::Lines relay = [&child](const std::string& line) {
         if (!Say(line))
             child.Interrupt();
     };
+    const bool changes = ChangesPackages(arguments);
+    Progress progress;
+    StatusTeller teller(child, progress, changes, relay);
     const int status
         = child.Read([&](const std::string& line) { relay(Translate(line, progress)); },
-                     [&](const std::string& line) {
-                         const auto told = ParseStatus(line);
-                         if (!told)
-                             return;
-                         if (told->phase == Status::Phase::Install)
-                             child.DpkgWorks();
-                         const std::string text = progress.Line(*told);
-                         if (changes && text != lastProgress)
-                             relay(text);
-                         lastProgress = text;
-                     });
+                     [&](const std::string& line) { teller.Tell(line); });
     if (changes && status == 0)
         Say(Progress::Done());
     return status;
@@ -109,16 +115,17 @@ int RunAptGet(const Arguments& arguments, const std::string& root)
 
 int main(int argc, char** argv)
 {
+    OpenStandardDescriptors();
+    HoldEndSignals();
     const Arguments arguments = SortArguments(std::vector<std::string>(argv + 1, argv + argc));
     const std::string root = PrivateRoot();
-    if (!CanBeQuoted(root)) {
-        Say("E: The private root cannot be used: " + root);
+    std::string error = NameError(arguments, root + "/var/lib/dpkg/status");
+    if (!CanBeQuoted(root))
+        error = "E: The private root cannot be used: " + root;
+    if (!error.empty()) {
+        Say(PlainText(error));
         return AptFailure;
     }
-    const std::string wrong = WrongName(arguments, root);
-    if (!wrong.empty()) {
-        Say(wrong);
-        return AptFailure;
-    }
-    return RunAptGet(arguments, root);
+    const int signal = WaitForLocks(LocksOf(arguments, root), Say);
+    return signal ? 128 + signal : RunAptGet(arguments, root);
 }

@@ -46,8 +46,10 @@ int Progress::DownloadPercent(double percent) const
 std::string Progress::Line(const Status& status)
 {
     const bool download = status.phase == Status::Phase::Download;
-    const int share = int(status.percent / 2) + (download ? 0 : 50);
-    m_overall = std::clamp(share, m_overall, 100);
+    m_downloads = m_downloads || download;
+    const double half = status.percent / 2;
+    const double share = download ? half : m_downloads ? 50 + half : status.percent;
+    m_overall = std::clamp(int(share), m_overall, 100);
     const int item = download ? DownloadPercent(status.percent) : StepPercent(status.text);
     const std::string what = !download ? status.item
         : m_number == 0                ? "Connecting"

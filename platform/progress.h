@@ -9,7 +9,8 @@
 
 #include <string>
 
-// The download has the first half of the whole, dpkg the second.
+// The download has the first half of the whole, dpkg the second; where nothing
+// is downloaded, dpkg has all of it.
 class Progress
 {
 public:
@@ -30,6 +31,7 @@ private:
     double m_total = 0;
     double m_before = 0; // bytes of the archives before the present one
     double m_size = 0; // of the present one
+    bool m_downloads = false;
     int m_number = 0;
     std::string m_name;
     int m_overall = 0;

@@ -5,15 +5,54 @@
 
 #include <cstdlib>
 
+namespace
+{
+
+// The length of the character at `at`; 0 where there is none to be shown.
+std::size_t PlainCharacter(const std::string& text, std::size_t at)
+{
+    const auto byte = [&text](std::size_t i) {
+        return i < text.size() ? static_cast<unsigned char>(text[i]) : 0u;
+    };
+    const unsigned lead = byte(at), second = byte(at + 1);
+    if (lead < 0x80)
+        return lead >= 0x20 && lead != 0x7F;
+    const std::size_t length = lead < 0xC2 ? 0
+        : lead < 0xE0                      ? 2
+        : lead < 0xF0                      ? 3
+        : lead < 0xF5                      ? 4
+                                           : 0;
+    for (std::size_t i = 1; i < length; ++i) {
+        if ((byte(at + i) & 0xC0) != 0x80)
+            return 0;
+    }
+    // Longer forms of what has a shorter one, and the second control characters.
+    const bool wrong
+        = (lead == 0xE0 || lead == 0xC2) ? second < 0xA0 : lead == 0xF0 && second < 0x90;
+    return wrong ? 0 : length;
+}
+
+} // namespace
+
+std::string PlainText(const std::string& text)
+{
+    std::string plain;
+    for (std::size_t at = 0; at < text.size();) {
+        const std::size_t length = PlainCharacter(text, at);
+        plain.append(text, at, length);
+        at += length ? length : 1;
+    }
+    return plain;
+}
+
 void LineReader::Feed(const char* data, std::size_t size, const Handler& handler)
 {
     for (const char* end = data + size; data < end; ++data) {
-        const auto c = static_cast<unsigned char>(*data);
-        if (c == '\n') {
-            handler(m_line);
+        if (*data == '\n') {
+            handler(PlainText(m_line));
             m_line.clear();
-        } else if (c >= 0x20 && c != 0x7F && m_line.size() < MaxLine) {
-            m_line += char(c);
+        } else if (m_line.size() < MaxLine) {
+            m_line += *data;
         }
     }
 }
@@ -21,7 +60,7 @@ void LineReader::Feed(const char* data, std::size_t size, const Handler& handler
 void LineReader::Finish(const Handler& handler)
 {
     if (!m_line.empty())
-        handler(m_line);
+        handler(PlainText(m_line));
     m_line.clear();
 }
 

@@ -10,9 +10,13 @@
 #include <optional>
 #include <string>
 
-// Puts lines together from pieces of any size. Control characters are dropped,
-// and what is longer than MaxLine is cut: the reader at the other end has a
-// buffer of that order.
+// `text` without control characters (those of a terminal's second set, U+0080 to
+// U+009F, too) and without bytes that are not UTF-8.
+std::string PlainText(const std::string& text);
+
+// Puts lines together from pieces of any size. They are plain text, and what is
+// longer than MaxLine is cut: the reader at the other end has a buffer of that
+// order.
 class LineReader
 {
 public:

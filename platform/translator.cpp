@@ -36,8 +36,8 @@ std::string JoinSizes(const std::string& text)
 }
 
 // The fields of a "Get:" line as the readers count them: number, site, section,
-// package, version. Behind the section, apt names the index's architecture (in
-// some repositories) and, behind the package, the package's.
+// package, version. Behind the section, apt names the index's architecture and,
+// behind the package, the package's; neither of a flat repository ("./").
 std::string TranslateGet(const std::string& line, Progress& progress)
 {
     const auto bracket = line.find(" [");
@@ -48,9 +48,9 @@ std::string TranslateGet(const std::string& line, Progress& progress)
     for (std::string word; words >> word;)
         fields.push_back(word);
     // The files that a refresh fetches are no packages.
-    if (fields.size() < 6)
+    if (fields.size() < 5)
         return JoinSizes(line);
-    const std::string& name = fields[fields.size() - 3];
+    const std::string& name = fields[fields.size() == 5 ? 3 : fields.size() - 3];
     progress.BeginItem(name, size.empty() ? 0 : SizeInBytes(size.substr(1)));
     std::string result
         = fields[0] + ' ' + fields[1] + ' ' + fields[2] + ' ' + name + ' ' + fields.back();

@@ -6,6 +6,7 @@
 
 #include "platform/aptsettings.h"
 #include "platform/arguments.h"
+#include "platform/locks.h"
 #include "platform/progress.h"
 #include "platform/statusreader.h"
 #include "platform/translator.h"
@@ -30,6 +31,8 @@ private slots:
             "Get:1 http://host/repo ./. libhp 1.0-1 [716B]");
         row("get with one", "Get:12 http://h ./ libhp all 1:2~x [1,234 kB]",
             "Get:12 http://h ./ libhp 1:2~x [1,234kB]");
+        row("get with none", "Get:1 http://h ./ libhp 1.0 [1 B]",
+            "Get:1 http://h ./ libhp 1.0 [1B]");
         row("get of an index", "Get:3 http://h ./ Packages [649 B]",
             "Get:3 http://h ./ Packages [649B]");
         row("get without a size", "Get:1 http://h ./. i386 a all 1", "Get:1 http://h ./. a 1");
@@ -101,6 +104,40 @@ private slots:
         QCOMPARE(lines[1], std::string("next"));
     }
 
+    void whatNoTerminalMayGetIsDropped_data()
+    {
+        QTest::addColumn<QByteArray>("from");
+        QTest::addColumn<QByteArray>("to");
+        const auto row = [](const char* name, const char* from, const char* to) {
+            QTest::newRow(name) << QByteArray(from) << QByteArray(to);
+        };
+        row("words", "\xC3\xA4 \xE2\x82\xAC \xF0\x9F\x99\x82 \xC2\xA0",
+            "\xC3\xA4 \xE2\x82\xAC \xF0\x9F\x99\x82 \xC2\xA0");
+        row("control", "a\x01\x1F\x7F b", "a b");
+        row("second control", "a\xC2\x80\xC2\x9B\xC2\x9F b", "a b");
+        row("latin", "a\x9B\xE4 b", "a b");
+        row("cut", "a\xE2\x82", "a");
+        row("cut by a letter", "a\xE2\x82z", "az");
+        row("too long forms", "a\xC0\xAF\xE0\x82\x9B\xF0\x80\x82\x9B b", "a b");
+        row("beyond the last", "a\xF5\x80\x80\x80 b", "a b");
+    }
+    void whatNoTerminalMayGetIsDropped()
+    {
+        QFETCH(QByteArray, from);
+        QFETCH(QByteArray, to);
+        QCOMPARE(QByteArray::fromStdString(PlainText(from.toStdString())), to);
+    }
+
+    void dpkgHasAllOfARunWithoutDownloads()
+    {
+        Progress progress;
+        const auto line = [&progress](const char* status) {
+            return QString::fromStdString(progress.Line(*ParseStatus(status)));
+        };
+        QCOMPARE(line("pmstatus:a:0:Removing a"), QStringLiteral("0% [a 40%]"));
+        QCOMPARE(line("pmstatus:a:66.6:Removed a"), QStringLiteral("66% [a 100%]"));
+    }
+
     void progressNeverGoesBack()
     {
         Progress progress;
@@ -137,6 +174,42 @@ private slots:
         QVERIFY(SortArguments({}).command.empty());
     }
 
+    void settingsOnTheCommandLine_data()
+    {
+        QTest::addColumn<QStringList>("words");
+        const auto row
+            = [](const char* name, const QStringList& words) { QTest::newRow(name) << words; };
+        row("apart", { "-o", "Dir::Etc::Sourcelist=/s", "-o", "Dir::State::lists=/l/" });
+        row("together", { "-oDir::Etc::Sourcelist=/s", "-ypoDir::State::lists=/l/" });
+        row("long", { "--option", "Dir::Etc::Sourcelist=/s", "--option=Dir::State::lists=/l/" });
+        row("other case", { "-o", "dir::etc::sourcelist=/s", "-o", "DIR::State::Lists=/l/" });
+    }
+    void settingsOnTheCommandLine()
+    {
+        QFETCH(QStringList, words);
+        words += { QStringLiteral("-t"), QStringLiteral("-p"), QStringLiteral("install") };
+        std::vector<std::string> line;
+        for (const QString& word : qAsConst(words))
+            line.push_back(word.toStdString());
+        const Arguments sorted = SortArguments(line);
+        QVERIFY(sorted.ownSources);
+        QCOMPARE(sorted.listsFolder, std::string("/l/"));
+        QCOMPARE(sorted.command, std::string("install"));
+        QCOMPARE(sorted.words.size(), std::size_t(words.size())); // "-p" is a value there
+    }
+
+    void locksOfACommand()
+    {
+        using List = std::vector<std::string>;
+        const auto locks = [](const List& words) { return LocksOf(SortArguments(words), "/r"); };
+        QCOMPARE(locks({ "update", "-o", "Dir::State::lists=/l/" }), List{ "/l//lock" });
+        QCOMPARE(locks({ "update" }), List{ "/r/var/lib/apt/lists/lock" });
+        QCOMPARE(locks({ "clean" }), List{ "/r/var/cache/apt/archives/lock" });
+        QCOMPARE(locks({ "--print-uris", "install", "a" }), List());
+        QCOMPARE(locks({ "--help" }), List());
+        QCOMPARE(locks({ "remove", "a" }).size(), std::size_t(3));
+    }
+
     void names()
     {
         for (const char* name : { "a", "g++", "libc6:i386", "a=1:2-3", "X.y" })
@@ -157,6 +230,21 @@ private slots:
         QVERIFY(IsKnownPackage(file, "a:amd64"));
         QVERIFY(!IsKnownPackage(file, "a+"));
         QVERIFY(!IsKnownPackage(file + "x", "a"));
+    }
+
+    void wrongNamesAreNamed()
+    {
+        const auto error = [](const std::vector<std::string>& words) {
+            return NameError(SortArguments(words), "/nonexistent");
+        };
+        QCOMPARE(error({ "install", "a", "b+" }), std::string());
+        QCOMPARE(error({ "install", "a", "b-" }), std::string("E: Not the name of a package: b-"));
+        QCOMPARE(error({ "remove", "a+" }), std::string("E: Unable to locate package a+"));
+        QCOMPARE(error({ "autoremove", "?all" }),
+                 std::string("E: Not the name of a package: ?all"));
+        // Whatever an option takes for its value, the names are looked at.
+        QCOMPARE(error({ "--unknown", "value", "install", "nano-" }),
+                 std::string("E: Not the name of a package: nano-"));
     }
 
     void settings()

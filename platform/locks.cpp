@@ -1,0 +1,73 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "platform/locks.h"
+
+#include "platform/endsignals.h"
+
+#include <algorithm>
+#include <ctime>
+#include <fcntl.h>
+#include <optional>
+#include <unistd.h>
+
+namespace
+{
+
+// The process that holds the lock; nothing when none does or it cannot be known.
+std::optional<pid_t> Holder(const std::string& file)
+{
+    const int fd = open(file.c_str(), O_RDWR | O_CLOEXEC);
+    if (fd < 0)
+        return std::nullopt;
+    struct flock lock = {};
+    lock.l_type = F_WRLCK;
+    lock.l_whence = SEEK_SET;
+    const bool held = fcntl(fd, F_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
+    close(fd);
+    return held ? std::optional<pid_t>(lock.l_pid) : std::nullopt;
+}
+
+std::optional<pid_t> HolderOfAny(const std::vector<std::string>& files)
+{
+    for (const std::string& file : files) {
+        if (const auto holder = Holder(file))
+            return holder;
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+std::vector<std::string> LocksOf(const Arguments& arguments, const std::string& root)
+{
+    const std::string lists
+        = arguments.listsFolder.empty() ? root + "/var/lib/apt/lists" : arguments.listsFolder;
+    const std::string archives = root + "/var/cache/apt/archives/lock";
+    if (arguments.command == "update")
+        return { lists + "/lock" };
+    if (arguments.command == "clean")
+        return { archives };
+    if (!ChangesPackages(arguments))
+        return {};
+    return { root + "/var/lib/dpkg/lock-frontend", root + "/var/lib/dpkg/lock", archives };
+}
+
+int WaitForLocks(const std::vector<std::string>& files,
+                 const std::function<void(const std::string&)>& say)
+{
+    const sigset_t ends = EndSignals();
+    const timespec pause{ 0, 250 * 1000 * 1000 };
+    for (int i = 0; i < 1200; ++i) {
+        const auto holder = HolderOfAny(files);
+        if (!holder)
+            return 0;
+        if (i == 0)
+            say("Waiting for the package lock, which is held by "
+                + (*holder > 0 ? "process " + std::to_string(*holder) : "another process"));
+        const int signal = sigtimedwait(&ends, nullptr, &pause);
+        if (signal > 0)
+            return signal;
+    }
+    return 0;
+}
