@@ -3,12 +3,15 @@
 
 #include "interrupt.h"
 
+#include <QCoreApplication>
+#include <QSocketNotifier>
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
 #include <initializer_list>
 #include <sys/types.h>
 #include <unistd.h>
+#include <vantrelagent/request/capi.h>
 
 namespace
 {
@@ -16,6 +19,8 @@ namespace
 // All of this runs in a signal handler: only calls that may be made there.
 
 volatile std::sig_atomic_t g_received = 0;
+
+int g_pipe[2]; // from the handler to the event loop
 
 using Path = char[64];
 
@@ -86,6 +91,9 @@ void OnSignal(int signal)
     const int saved = errno;
     g_received = 1;
     SignalChildren(getpid(), signal);
+    const char byte = 0;
+    if (write(g_pipe[1], &byte, 1) < 0)
+        errno = saved;
     errno = saved;
 }
 
@@ -96,6 +104,14 @@ namespace Interrupt
 
 void install()
 {
+    if (pipe2(g_pipe, O_CLOEXEC | O_NONBLOCK) == 0) {
+        auto* notifier = new QSocketNotifier(g_pipe[0], QSocketNotifier::Read, qApp);
+        QObject::connect(notifier, &QSocketNotifier::activated, qApp, [] {
+            char bytes[16];
+            while (read(g_pipe[0], bytes, sizeof bytes) > 0) { }
+            CAPI::AbortTransfers();
+        });
+    }
     struct sigaction action = {};
     action.sa_handler = OnSignal;
     // The library reads its child's output through stdio, which an interrupted

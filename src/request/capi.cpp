@@ -65,6 +65,7 @@ KIO::TransferJob* CreateJob(const QUrl& url)
 int CAPI::m_nReferenceCount = 0;
 bool CAPI::m_bExecutionLocked = false;
 CAPI* CAPI::m_pLockingAPI = nullptr;
+std::set<CAPI*> CAPI::m_transferring;
 
 CAPI::CAPI(bool bSilent, bool bExclusive, bool bWaitForDone)
     : m_bSilent(bSilent), m_bWaitForDone(bWaitForDone), m_bDone(std::make_shared<bool>(false))
@@ -86,6 +87,7 @@ CAPI::~CAPI()
 {
     CTracer tracer("CAPI::~CAPI");
     WriteLine(std::string("terminating ") + metaObject()->className());
+    m_transferring.erase(this);
     Release();
     LockAPI(false);
     emit APIComplete(m_bSucceeded);
@@ -131,6 +133,8 @@ QString CAPI::Start(const QString& sURL)
     connect(pJob, &KJob::result, this,
             [this](KJob* pEnded) { onDownloadComplete(static_cast<KIO::Job*>(pEnded)); });
     WatchForSilence(pJob);
+    m_pJob = pJob;
+    m_transferring.insert(this);
     return QString();
 }
 
@@ -141,13 +145,33 @@ void CAPI::WatchForSilence(KIO::TransferJob* pJob)
     pSilence->setSingleShot(true);
     pSilence->start(ResponseTimeout());
     connect(pJob, &KIO::TransferJob::data, pSilence, [pSilence] { pSilence->start(); });
-    connect(pSilence, &QTimer::timeout, this, [this, pJob] {
-        const QString sHost = pJob->url().host();
-        pJob->kill(KJob::Quietly);
-        ReportJobError(KIO::ERR_SERVER_TIMEOUT,
-                       KIO::buildErrorString(KIO::ERR_SERVER_TIMEOUT, sHost));
-        delete this;
-    });
+    const QString sText = KIO::buildErrorString(KIO::ERR_SERVER_TIMEOUT, pJob->url().host());
+    connect(pSilence, &QTimer::timeout, this,
+            [this, sText] { Abandon(KIO::ERR_SERVER_TIMEOUT, sText); });
+}
+
+// Ends the request while its job runs; once, also when it is asked to again while
+// the box about it is open.
+void CAPI::Abandon(int nError, const QString& sText)
+{
+    if (m_transferring.erase(this) == 0)
+        return;
+    if (m_pJob)
+        m_pJob->kill(KJob::Quietly);
+    ReportJobError(nError, sText);
+    delete this;
+}
+
+void CAPI::AbortTransfers()
+{
+    const std::set<CAPI*> transferring = m_transferring;
+    for (CAPI* pAPI : transferring) {
+        // The end of one may be the end of another.
+        if (m_transferring.count(pAPI) != 0)
+            pAPI->Abandon(KIO::ERR_ABORTED,
+                          QStringLiteral("Communication with the VantrelNet server was "
+                                         "interrupted."));
+    }
 }
 
 QString CAPI::GetAPIName()

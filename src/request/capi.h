@@ -28,9 +28,12 @@
 #include <QDomElement>
 #include <QFile>
 #include <QObject>
+#include <QPointer>
 #include <QString>
 #include <memory>
+#include <set>
 
+class KJob;
 namespace KIO
 {
 class Job;
@@ -82,6 +85,10 @@ public:
     // True when a request other than `pAPI` holds the lock.
     bool APILocked(CAPI* pAPI) const;
 
+    // Ends every transfer that is running as a failure, for a host that is asked
+    // to end. Each request tells of it and destroys itself.
+    static void AbortTransfers();
+
     // Fetches the directory, once per process: a failure is not retried.
     static void GetURLList();
     // The URL of a function; empty when the directory does not list it.
@@ -130,12 +137,16 @@ protected:
 private:
     QString Start(const QString& sURL);
     void WatchForSilence(KIO::TransferJob* pJob);
+    void Abandon(int nError, const QString& sText);
     void ReportJobError(int nError, const QString& sText);
     void DispatchReply();
 
     static int m_nReferenceCount;
     static bool m_bExecutionLocked;
     static CAPI* m_pLockingAPI;
+    static std::set<CAPI*> m_transferring; // those whose job runs
+
+    QPointer<KJob> m_pJob;
 
     // Shared with the frame that waits, which outlives the object.
     std::shared_ptr<bool> m_bDone;

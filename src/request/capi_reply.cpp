@@ -88,6 +88,7 @@ void CAPI::onDownloadReceive(KIO::Job*, const QByteArray& arData)
 void CAPI::onDownloadComplete(KIO::Job* pJob)
 {
     CTracer tracer("CAPI::onDownloadComplete");
+    m_transferring.erase(this);
     m_APIFile.close();
     if (pJob->error() == 0) {
         DispatchReply();

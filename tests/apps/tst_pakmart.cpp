@@ -280,6 +280,23 @@ private slots:
             QCOMPARE(QImage(folder + QLatin1String(name)).size(), QSize(370, 220));
     }
 
+    void interruptionEndsARequestThatGetsNoAnswer()
+    {
+        QTcpServer mute;
+        QVERIFY(mute.listen(QHostAddress::LocalHost));
+        serverIs(QStringLiteral("http://127.0.0.1:%1").arg(mute.serverPort()));
+        QProcess process;
+        process.start(QStringLiteral(PAKMART),
+                      { QStringLiteral("install"), QStringLiteral("-y"), QStringLiteral("4003") });
+        QVERIFY(mute.waitForNewConnection(30000));
+        QTest::qWait(300);
+        QCOMPARE(kill(pid_t(process.processId()), SIGINT), 0);
+        QTRY_COMPARE_WITH_TIMEOUT(process.state(), QProcess::NotRunning, 30000);
+        QCOMPARE(process.exitCode(), 130);
+        QVERIFY(plainTreeIsEmpty());
+        serverIs(m_url);
+    }
+
     void interruptionLeavesNothingBehind_data()
     {
         QTest::addColumn<int>("number");

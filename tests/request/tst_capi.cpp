@@ -370,6 +370,35 @@ private slots:
         QVERIFY(!output.text().contains("job returned error"));
     }
 
+    void abortedTransfersFail()
+    {
+        m_server.answer("/t", [](QTcpSocket*, const QByteArray&) {});
+        TestRequest::Record one, two;
+        (new TestRequest(one, true, false))->Execute();
+        // The second waits, and is ended from within its wait.
+        QTimer::singleShot(300, this, [] { CAPI::AbortTransfers(); });
+        QVERIFY((new TestRequest(two))->Execute());
+        for (const TestRequest::Record* record : { &one, &two }) {
+            QCOMPARE(last(*record, 2),
+                     QStringLiteral("error Communication with the VantrelNet server was "
+                                    "interrupted."));
+            QCOMPARE(last(*record, 1), QStringLiteral("complete 0"));
+        }
+        CAPI::AbortTransfers(); // nothing runs
+    }
+
+    void abortedAgainWhileItsBoxIsOpenEndsOnce()
+    {
+        m_server.answer("/t", [](QTcpSocket*, const QByteArray&) {});
+        TestRequest::Record record;
+        QTimer::singleShot(200, this, [] { CAPI::AbortTransfers(); });
+        QTimer::singleShot(300, this, [] { CAPI::AbortTransfers(); });
+        QTimer::singleShot(600, this, [] { QApplication::activeModalWidget()->close(); });
+        QVERIFY((new TestRequest(record, false))->Execute());
+        QCOMPARE(record.events.size(), 3);
+        QCOMPARE(last(record, 1), QStringLiteral("complete 0"));
+    }
+
     void twoAtOnceAreCountedAndBothRun()
     {
         m_server.answer("/t", ScriptedServer::http(okReply));
