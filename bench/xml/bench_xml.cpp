@@ -66,7 +66,7 @@ std::string Catalog()
         xml += "    <package>lib-product" + number + "</package>\n";
         xml += "    <category>" + Wire(Prose(random, 12), escaped) + "</category>\n";
         xml += "    <version>1." + std::to_string(i % 97) + "-2</version>\n";
-        xml += "    <description>" + Wire(Prose(random, 270), escaped) + "</description>\n";
+        xml += "    <description>" + Wire(Prose(random, 300), escaped) + "</description>\n";
         xml += "  </product>\n";
     }
     return xml + "</catalog>\n";

@@ -133,6 +133,8 @@ bool CXMLNode::ReadNode(QDomNode& node)
 
 void CXMLNode::BuildAttributes(QDomNode& node)
 {
+    if (!node.hasAttributes())
+        return;
     const QDomNamedNodeMap attributes = node.attributes();
     const int count = attributes.count();
     for (int i = 0; i < count; ++i) {

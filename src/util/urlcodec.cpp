@@ -49,6 +49,17 @@ std::string Encode(const std::string& text)
     return result;
 }
 
+// Whether decoding would leave `text` as it is: most texts have nothing in them
+// that stands for something else.
+bool IsPlain(const std::string& text)
+{
+    for (const char c : text) {
+        if (c == '%' || c == '+' || c == '\\' || c == '\0' || (c & 0x80))
+            return false;
+    }
+    return true;
+}
+
 // The step before percent-decoding: backslashes and plus signs.
 std::string Unescape(const std::string& text)
 {
@@ -126,6 +137,8 @@ QString url_encode(const QString& text)
 
 std::string url_encode(const std::string& text)
 {
+    if (text.empty())
+        return text;
     return Encode(UpToZero(text));
 }
 
@@ -140,6 +153,8 @@ QString url_decode(const QString& text)
 
 std::string url_decode(const std::string& text)
 {
+    if (IsPlain(text))
+        return text;
     std::string bytes = Unescape(UpToZero(text));
     DecodePercent(bytes);
     return IsAscii(bytes) ? bytes : FromBytes(bytes).toStdString();

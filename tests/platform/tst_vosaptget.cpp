@@ -11,6 +11,7 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 
 using Package = TestArchive::Package;
 
@@ -133,6 +134,40 @@ private:
                          .match(line)
                          .hasMatch(),
                      qPrintable(line));
+    }
+
+    static QStringList processesOfSession(int session)
+    {
+        QStringList found;
+        const QStringList all
+            = QDir(QStringLiteral("/proc")).entryList({ QStringLiteral("[0-9]*") });
+        for (const QString& pid : all) {
+            QFile stat(QStringLiteral("/proc/") + pid + QStringLiteral("/stat"));
+            if (!stat.open(QIODevice::ReadOnly))
+                continue;
+            const QByteArray text = stat.readAll();
+            // Behind the name in parentheses: state, parent, group, session.
+            if (text.mid(text.lastIndexOf(')') + 2).split(' ').value(3).toInt() == session)
+                found << QString::fromLatin1(text);
+        }
+        return found;
+    }
+    static int runMkroot(const QStringList& arguments)
+    {
+        QProcess mkroot;
+        mkroot.setProcessChannelMode(QProcess::MergedChannels);
+        mkroot.start(QStringLiteral(MKROOT), arguments);
+        return mkroot.waitForFinished() ? mkroot.exitCode() : -1;
+    }
+    static void write(const QString& name, const QByteArray& text)
+    {
+        QFile file(name);
+        if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size())
+            qFatal("cannot write %s", qPrintable(name));
+    }
+    static void makeExecutable(const QString& name)
+    {
+        QFile::setPermissions(name, QFile::Permissions(0x7755));
     }
 
 private slots:
@@ -418,10 +453,16 @@ private slots:
     void signalsReachTheChild()
     {
         QFETCH(int, number);
-        add({ "app" });
+        const Package app{ "app", "1.0", "", 50000 };
+        add(app);
+        const QByteArray bytes = m_archive->contents(m_archive->fileOf(app));
         bool asked = false;
+        // Half of it, and then nothing more.
         m_server->answer("/r/./app_1.0_all.deb",
-                         [&asked](QTcpSocket*, const QByteArray&) { asked = true; });
+                         [&asked, bytes](QTcpSocket* socket, const QByteArray&) {
+                             asked = true;
+                             socket->write(ScriptedServer::http(bytes).left(20000));
+                         });
         QProcess process;
         process.setProcessChannelMode(QProcess::MergedChannels);
         process.start(
@@ -436,8 +477,10 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(process.state(), QProcess::NotRunning, 30000);
         QCOMPARE(process.exitCode(), 128 + number);
         QVERIFY(!QFile::exists(QStringLiteral("/proc/") + child));
+        // Nor does a helper of the download stay.
+        QTRY_COMPARE_WITH_TIMEOUT(processesOfSession(child.toInt()), QStringList(), 10000);
         // Nothing is left half-done: the next install works.
-        serve({ "app" }, m_archive->contents(m_archive->fileOf({ "app" })));
+        serve(app, bytes);
         QCOMPARE(install({ QStringLiteral("app") }).status, 0);
     }
 
@@ -455,13 +498,116 @@ private slots:
         environment.insert(QStringLiteral("APT_CONFIG"), poison.fileName());
         environment.insert(QStringLiteral("http_proxy"), QStringLiteral("http://127.0.0.1:1/"));
         environment.insert(QStringLiteral("LC_ALL"), QStringLiteral("de_DE.UTF-8"));
+        environment.insert(QStringLiteral("LANGUAGE"), QStringLiteral("de"));
         environment.insert(QStringLiteral("PATH"), QStringLiteral("/usr/bin:/bin"));
+        environment.insert(QStringLiteral("DPKG_ADMINDIR"), QStringLiteral("/nonexistent"));
+        environment.insert(QStringLiteral("DPKG_FORCE"), QStringLiteral("nonsense"));
+        // dpkg has settings in the user's home.
+        const QString home = m_tree + QStringLiteral("/home");
+        QVERIFY(QDir().mkpath(home));
+        write(home + QStringLiteral("/.dpkg.cfg"), "path-exclude=/usr/*\n");
+        environment.insert(QStringLiteral("HOME"), home);
         process.setProcessEnvironment(environment);
         const Result result = run(
             words({ QStringLiteral("-yp"), QStringLiteral("install") }, { QStringLiteral("app") }),
             process);
         QCOMPARE(result.status, 0);
         QVERIFY(!QFile::exists(m_tree + QStringLiteral("/hook")));
+        QVERIFY(result.has(QStringLiteral("Setting up app (1.0) ...")));
+        QVERIFY(QFile::exists(m_root + QStringLiteral("/usr/bin/app")));
+    }
+
+    void hooksHaveTheSameSettings()
+    {
+        add({ "app" });
+        const QString hook = m_tree + QStringLiteral("/hook");
+        write(hook, "#!/bin/sh\napt-config dump Dir\n");
+        makeExecutable(hook);
+        const Result result
+            = install({ QStringLiteral("app") },
+                      { QStringLiteral("-o"), QStringLiteral("DPkg::Pre-Invoke::=") + hook });
+        QCOMPARE(result.status, 0);
+        QVERIFY(result.has(QStringLiteral("Dir \"%1/\";").arg(m_root)));
+        QCOMPARE(result.matching("^[EW]:"), QStringList());
+    }
+
+    void theRootMayBeNamedFromHere()
+    {
+        add({ "app" });
+        QProcess process;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("PAKMART_SYSROOT"), QFileInfo(m_root).fileName());
+        process.setProcessEnvironment(environment);
+        process.setWorkingDirectory(QFileInfo(m_root).path());
+        const Result result = run(
+            words({ QStringLiteral("-yp"), QStringLiteral("install") }, { QStringLiteral("app") }),
+            process);
+        QCOMPARE(result.status, 0);
+        QVERIFY(installed("app"));
+    }
+
+    void twoAtOnceWaitForEachOther()
+    {
+        add({ "app" });
+        add({ "other", "2.0" });
+        QProcess first, second;
+        first.start(
+            frontEnd(),
+            words({ QStringLiteral("-yp"), QStringLiteral("install") }, { QStringLiteral("app") }));
+        second.start(frontEnd(),
+                     words({ QStringLiteral("-yp"), QStringLiteral("install") },
+                           { QStringLiteral("other") }));
+        for (QProcess* process : { &first, &second }) {
+            QTRY_COMPARE_WITH_TIMEOUT(process->state(), QProcess::NotRunning, 60000);
+            QVERIFY2(process->exitCode() == 0, process->readAll().constData());
+        }
+        QVERIFY(installed("app"));
+        QVERIFY(installed("other"));
+    }
+
+    // Root's tests say nothing of a user without rights.
+    void worksWithoutBeingRoot()
+    {
+        if (geteuid() != 0)
+            QSKIP("every other test shows it");
+        add({ "lib" });
+        add({ "app", "1.0", "lib" });
+        QTemporaryDir dir;
+        const QString base = dir.path();
+        const QString program = base + QStringLiteral("/vos-apt-get");
+        QVERIFY(QFile::copy(frontEnd(), program));
+        QCOMPARE(
+            runMkroot({ QStringLiteral("--front-end"), program, base + QStringLiteral("/root") }),
+            0);
+        QCOMPARE(
+            QProcess::execute(QStringLiteral("cp"),
+                              { QStringLiteral("-r"), m_tree, base + QStringLiteral("/tree") }),
+            0);
+        QCOMPARE(QProcess::execute(QStringLiteral("chown"),
+                                   { QStringLiteral("-R"), QStringLiteral("65534:65534"), base }),
+                 0);
+        QProcess process;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("PAKMART_SYSROOT"), base + QStringLiteral("/root"));
+        environment.insert(QStringLiteral("PATH"), QStringLiteral("/usr/bin:/bin"));
+        process.setProcessEnvironment(environment);
+        process.setWorkingDirectory(QStringLiteral("/"));
+        process.setProcessChannelMode(QProcess::MergedChannels);
+        const QStringList user{ QStringLiteral("--reuid=65534"), QStringLiteral("--regid=65534"),
+                                QStringLiteral("--clear-groups"), QStringLiteral("--"), program };
+        const QString there = base + QStringLiteral("/tree");
+        process.start(QStringLiteral("setpriv"),
+                      user
+                          + words({ QStringLiteral("-yp"), QStringLiteral("install") },
+                                  { QStringLiteral("app") })
+                                .replaceInStrings(m_tree, there));
+        QTRY_COMPARE_WITH_TIMEOUT(process.state(), QProcess::NotRunning, 60000);
+        const Result result{ process.exitCode(), split(process.readAll()) };
+        QVERIFY2(result.status == 0, qPrintable(result.lines.join(QLatin1Char('\n'))));
+        QVERIFY(result.has(QStringLiteral("Setting up app (1.0) ...")));
+        checkProgress(result);
+        const QFileInfo file(base + QStringLiteral("/root/usr/bin/app"));
+        QCOMPARE(file.ownerId(), 65534u);
     }
 
     void theRootsDpkgWorksThere()
@@ -478,16 +624,51 @@ private slots:
         QCOMPARE(dpkg.readAll().count("\nii "), 1);
     }
 
-    void mkrootRefusesARealSystem()
+    void mkrootRefusesWhatIsNoPrivateRoot()
     {
-        QProcess mkroot;
-        mkroot.start(QStringLiteral(MKROOT),
-                     { QStringLiteral("--front-end"), frontEnd(), QStringLiteral("/") });
-        QVERIFY(mkroot.waitForFinished());
-        QCOMPARE(mkroot.exitCode(), 1);
-        mkroot.start(QStringLiteral(MKROOT), QStringList());
-        QVERIFY(mkroot.waitForFinished());
-        QCOMPARE(mkroot.exitCode(), 2);
+        const QTemporaryDir dir;
+        const auto make = [](const QString& root) {
+            return runMkroot({ QStringLiteral("--front-end"), frontEnd(), root });
+        };
+        QCOMPARE(make(QStringLiteral("/")), 1);
+        // A folder of somebody's files, a file, a system with users.
+        write(dir.filePath(QStringLiteral("letter")), "dear");
+        QCOMPARE(make(dir.path()), 1);
+        QCOMPARE(QDir(dir.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot),
+                 QStringList{ QStringLiteral("letter") });
+        QCOMPARE(make(dir.filePath(QStringLiteral("letter"))), 1);
+        QVERIFY(QDir(dir.path()).mkpath(QStringLiteral("system/etc")));
+        write(dir.filePath(QStringLiteral("system/etc/passwd")), "root");
+        QCOMPARE(make(dir.filePath(QStringLiteral("system"))), 1);
+        QVERIFY(!QFile::exists(dir.filePath(QStringLiteral("system/var"))));
+    }
+
+    void mkrootKeepsWhatIsThere()
+    {
+        add({ "app" });
+        QCOMPARE(install({ QStringLiteral("app") }).status, 0);
+        // As a package may bring it: a folder that mkroot itself does not make.
+        QVERIFY(QDir(m_root).mkpath(QStringLiteral("opt")));
+        QCOMPARE(runMkroot({ QStringLiteral("--front-end"), frontEnd(), m_root }), 0);
+        QVERIFY(installed("app"));
+        QVERIFY(QDir(m_root).rmdir(QStringLiteral("opt")));
+        struct stat info;
+        QCOMPARE(stat(QFile::encodeName(m_root + QStringLiteral("/tmp")).constData(), &info), 0);
+        QCOMPARE(info.st_mode & 07777u, 01777u);
+    }
+
+    void mkrootsCommandLine()
+    {
+        const QTemporaryDir dir;
+        const QString root = dir.filePath(QStringLiteral("root"));
+        QCOMPARE(runMkroot({}), 2);
+        QCOMPARE(runMkroot({ QString() }), 2);
+        QCOMPARE(runMkroot({ root, root }), 2);
+        QCOMPARE(runMkroot({ QStringLiteral("--nonsense"), root }), 2);
+        QCOMPARE(runMkroot({ QStringLiteral("--front-end") }), 2);
+        QCOMPARE(runMkroot({ QStringLiteral("--front-end"), dir.path(), root }), 1);
+        QVERIFY(!QFile::exists(root));
+        QCOMPARE(runMkroot({ QStringLiteral("--help") }), 0);
     }
 };
 
