@@ -12,7 +12,6 @@
 #include <QDir>
 #include <QFile>
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
 #include <fcntl.h>
 #include <fstream>
@@ -46,18 +45,6 @@ void RemoveTree(const QString& path)
         CRun(QStringLiteral("/bin/rm"), QLatin1String("-rf ") + path, true).Run();
     else if (!QFile::remove(path))
         QDir(path).removeRecursively();
-}
-
-bool WriteWhole(int fd, const std::string& text)
-{
-    std::size_t done = 0;
-    while (done < text.size()) {
-        const ssize_t count = write(fd, text.data() + done, text.size() - done);
-        if (count < 0 && errno != EINTR)
-            return false;
-        done += count > 0 ? std::size_t(count) : 0;
-    }
-    return true;
 }
 
 } // namespace
@@ -176,10 +163,12 @@ std::string CAPIGetPackageInfo::GetFilenameFromURL(const std::string& url)
 bool CAPIGetPackageInfo::SaveListData(const std::string& file, const std::string& data)
 {
     const int fd = open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0664);
-    if (fd < 0)
+    FILE* index = fd >= 0 ? fdopen(fd, "w") : nullptr;
+    if (!index)
         return false;
-    const bool written = WriteWhole(fd, data + '\0' + '\n');
-    const bool closed = close(fd) == 0;
+    const std::string text = data + '\0' + '\n';
+    const bool written = std::fwrite(text.data(), 1, text.size(), index) == text.size();
+    const bool closed = std::fclose(index) == 0;
     if (written && closed)
         return true;
     // Half an index is not to be taken for a whole one.
