@@ -4,6 +4,8 @@
 // The package front end around an apt-get that does what the test wants: what it
 // is given, how what it says comes through, how it ends.
 
+#include "tests/common/processes.h"
+
 #include <QDir>
 #include <QFile>
 #include <QProcess>
@@ -112,7 +114,9 @@ private slots:
 
     void whatWasPrintedFirstIsRelayedFirst()
     {
-        script("for i in 1 2 3 4 5 6 7 8 9; do echo line $i; echo pmstatus:p:${i}0:x >&3; done");
+        // Both are there when they are looked for.
+        script("kill -STOP $PPID; for i in 1 2 3 4 5 6 7 8 9; do echo line $i; "
+               "echo pmstatus:p:${i}0:x >&3; done; kill -CONT $PPID");
         const QByteArrayList said = lines();
         for (int i = 1; i < 10; ++i) {
             const int line = said.indexOf("line " + QByteArray::number(i));
@@ -180,7 +184,6 @@ private slots:
             QStringLiteral("/bin/sh"),
             { QStringLiteral("-c"), QStringLiteral("exec \"$0\" install <&- 2>&-"), frontEnd() });
         finish(shell);
-        // The two descriptors are read in no certain order.
         const QByteArrayList said = shell.readAll().split('\n');
         for (const char* line : { "words", "40% [a 20%]", "no input", "100% [Done 100%]" })
             QVERIFY2(said.contains(line), line);
@@ -195,7 +198,8 @@ private slots:
         QCOMPARE(status, 3);
         const pid_t daemon = said.first().toInt();
         QVERIFY(daemon > 0);
-        QCOMPARE(kill(daemon, SIGTERM), 0); // it was there
+        QVERIFY(isRunning(daemon));
+        QCOMPARE(kill(daemon, SIGTERM), 0);
     }
 
     void onceDpkgWorksASignalIsAnInterruption_data()
@@ -246,7 +250,7 @@ private slots:
         QCOMPARE(process.exitCode(), 128 + SIGTERM);
         const pid_t helper = heard.split('\n').first().toInt();
         QVERIFY(helper > 0);
-        QTRY_VERIFY(kill(helper, 0) != 0);
+        QTRY_VERIFY(!isRunning(helper));
     }
 
     void dpkgOutlivesAKilledAptGet()
@@ -258,7 +262,8 @@ private slots:
         const pid_t dpkg = said.first().toInt();
         QVERIFY(dpkg > 0);
         QTest::qWait(100);
-        QCOMPARE(kill(dpkg, SIGTERM), 0); // it was there
+        QVERIFY(isRunning(dpkg));
+        QCOMPARE(kill(dpkg, SIGTERM), 0);
     }
 
     void anIgnoredHangUpStaysIgnored()

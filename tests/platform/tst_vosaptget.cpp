@@ -4,6 +4,7 @@
 // The package front end on the real apt-get and dpkg, in a private root, with a
 // repository on loopback.
 
+#include "tests/common/processes.h"
 #include "tests/common/scriptedserver.h"
 #include "tests/common/testarchive.h"
 
@@ -136,22 +137,6 @@ private:
                      qPrintable(line));
     }
 
-    static QStringList processesOfSession(int session)
-    {
-        QStringList found;
-        const QStringList all
-            = QDir(QStringLiteral("/proc")).entryList({ QStringLiteral("[0-9]*") });
-        for (const QString& pid : all) {
-            QFile stat(QStringLiteral("/proc/") + pid + QStringLiteral("/stat"));
-            if (!stat.open(QIODevice::ReadOnly))
-                continue;
-            const QByteArray text = stat.readAll();
-            // Behind the name in parentheses: state, parent, group, session.
-            if (text.mid(text.lastIndexOf(')') + 2).split(' ').value(3).toInt() == session)
-                found << QString::fromLatin1(text);
-        }
-        return found;
-    }
     static int runMkroot(const QStringList& arguments)
     {
         QProcess mkroot;
