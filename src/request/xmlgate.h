@@ -29,8 +29,8 @@ public:
     static constexpr std::size_t maxTag = 64 * 1024; // from '<' to '>', both counted
     static constexpr int maxAttributes = 128; // of one tag: the DOM finds the n-th one in n steps
     // Elements, attributes, comments and the like, and one for the text before
-    // each tag. A catalog of 60,000 products has under two million.
-    static constexpr std::uint64_t maxNodes = 6'000'000;
+    // each tag. A catalog of 60,000 products has a million and a quarter.
+    static constexpr std::uint64_t maxNodes = 4'000'000;
 
     explicit XmlGate(std::uint64_t maxBytes);
 
