@@ -256,7 +256,7 @@ int newrec(DataFile* file, std::uint32_t* number)
             return -1;
         if (next != notLinked) {
             header.firstFree = next;
-            header.deletedCount = std::max(header.deletedCount - 1, 0);
+            header.deletedCount = std::max(header.deletedCount, 1) - 1;
             return 0;
         }
         header.firstFree = -1;
@@ -285,7 +285,7 @@ int DeleteRec(DataFile* file, std::uint32_t number)
     if (BeginChange(file) != 0 || LinkDeleted(file, number) != 0)
         return -1;
     file->header.firstFree = std::int32_t(number);
-    ++file->header.deletedCount;
+    file->header.deletedCount = std::min(file->header.deletedCount, INT32_MAX - 1) + 1;
     return EndChange(file);
 }
 

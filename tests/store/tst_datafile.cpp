@@ -106,6 +106,7 @@ private slots:
     void deletingTwiceIsNotNoticed();
     void chainHeadThatIsLiveIsNotHandedOut_data();
     void chainHeadThatIsLiveIsNotHandedOut();
+    void damagedDeletedCountDoesNotOverflow();
 
     // ---- counts, repair, flushing ----
     void countsAnswerFromTheHandle();
@@ -474,6 +475,21 @@ void TestDataFile::chainHeadThatIsLiveIsNotHandedOut()
     QCOMPARE(Get(file, 1), Record('a'));
     QCOMPARE(Get(file, 2), Record('b'));
     QCOMPARE(CheckDataFile(Path(), length), Findings());
+}
+
+void TestDataFile::damagedDeletedCountDoesNotOverflow()
+{
+    {
+        const File file = Make();
+        Add(file, 'a');
+        DeleteRec(file.get(), 1);
+    }
+    Patch(4, INT32_MIN);
+    Add(Open(), 'b');
+    QCOMPARE(HeaderOnDisk().deletedCount, 0);
+    Patch(4, INT32_MAX);
+    QCOMPARE(DeleteRec(Open().get(), 1), 0);
+    QVERIFY(HeaderOnDisk().deletedCount > 0);
 }
 
 // ---- counts, repair, flushing ----
