@@ -115,6 +115,7 @@ private slots:
     void fixHeaderRebuildsTheChain();
     void fixHeaderServesShortRecordsOnly();
     void toggleFlushingWritesAndReadsTheHeader();
+    void failedRefreshLeavesTheCountsAlone();
     void lastWriteTime();
     void fileSize();
     void existence();
@@ -588,6 +589,24 @@ void TestDataFile::toggleFlushingWritesAndReadsTheHeader()
     ToggleFlushing(file.get(), 0, 0);
     QCOMPARE(int(file->flushing), 0);
     QCOMPARE(FileLen(file.get()), 2u);
+}
+
+// The header in the file may count fewer records than there are: what is read
+// of it must not stand while the count of records is not known.
+void TestDataFile::failedRefreshLeavesTheCountsAlone()
+{
+    const File file = Make();
+    Add(file, 'a');
+    Add(file, 'b');
+    Patch(16, 0);
+    {
+        FailingFiles files(Fault::Status, 0, true);
+        const UsedStoreFiles used(&files);
+        QCOMPARE(TaOpenFile(file.get()), -1);
+    }
+    QCOMPARE(FileLen(file.get()), 3u);
+    QCOMPARE(Add(file, 'c'), 3u);
+    QCOMPARE(Get(file, 1), Record('a'));
 }
 
 void TestDataFile::lastWriteTime()
