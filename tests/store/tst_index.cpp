@@ -170,6 +170,7 @@ private slots:
     void pageUsedLongestAgoGivesWay();
     void freedPageIsUsedBeforeANewOne();
     void openCountSharesAHandle();
+    void closingIsNoFailureAfterAnEarlierOne();
     void closingReportsWhatWasNotWritten();
     void keyLengthsOutsideTheLimitsAreRefused();
     void pageThatCannotBeReadIsReported();
@@ -595,6 +596,16 @@ void TestIndex::openCountSharesAHandle()
     QCOMPARE(AddKey(index, &hand.record, hand.key), 0);
     QCOMPARE(CloseIndex(index), 0);
     QCOMPARE(Walk(Open()), std::string("a/0"));
+}
+
+void TestIndex::closingIsNoFailureAfterAnEarlierOne()
+{
+    const Index first = Make();
+    QCOMPARE(TaCloseIndex(first.get()), 0);
+    Index index = Open();
+    SetError(taReadFailed);
+    QCOMPARE(CloseIndex(index.release()), 0);
+    QCOMPARE(taerror, 0);
 }
 
 void TestIndex::closingReportsWhatWasNotWritten()
