@@ -174,6 +174,7 @@ private slots:
     void closingReportsWhatWasNotWritten();
     void keyLengthsOutsideTheLimitsAreRefused();
     void pageThatCannotBeReadIsReported();
+    void chainLeadingToAPageInUseIsReported();
 
     // ---- deleting ----
     void deletingReturnsTheRecordWithoutDuplicates();
@@ -661,6 +662,21 @@ void TestIndex::pageThatCannotBeReadIsReported()
         QCOMPARE(Call(FindKey, index, Key(7)).result, 0);
     }
     QCOMPARE(Bytes(), before);
+}
+
+// A damaged header: pages in use would be given away and written over.
+void TestIndex::chainLeadingToAPageInUseIsReported()
+{
+    {
+        const Index index = Make();
+        AddAll(index, 1, 50);
+    }
+    Patch(0, 1);
+    const Index index = Open();
+    QCOMPARE(Add(index, 51), -1);
+    QCOMPARE(taerror, int(taDamaged));
+    for (int i = 1; i <= 50; ++i)
+        QCOMPARE(Call(FindKey, index, Key(i)).result, 0);
 }
 
 // ---- deleting ----
