@@ -107,6 +107,7 @@ private slots:
     void readPastTheEnd();
     void textEndsInZeroBytes();
     void lengthDoesNotAskForTheStatus();
+    void lengthOfALargeFreeBlock();
 
     // ---- damage and faults ----
     void damagedHeadersGiveNoText_data();
@@ -646,6 +647,18 @@ void TestNotes::lengthDoesNotAskForTheStatus()
     QCOMPARE(m_notes->NoteLength(0), 50);
     WriteHeap(0, Header(99, 2, 58));
     QCOMPARE(m_notes->NoteLength(0), 48);
+}
+
+void TestNotes::lengthOfALargeFreeBlock()
+{
+    Save(400000);
+    const std::int32_t second = Save(400000);
+    m_notes->DeleteNote(second);
+    m_notes->DeleteNote(0);
+    QCOMPARE(m_notes->NoteLength(0), 800008);
+    QCOMPARE(Check(), Findings());
+    QCOMPARE(Save(300000), 0);
+    QCOMPARE(Check(), Findings());
 }
 
 // ---- damage and faults ----
