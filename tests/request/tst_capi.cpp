@@ -4,12 +4,13 @@
 // Requests over real KIO, against a server that says what it is told to.
 
 #include "requests.h"
+#include "tests/common/limits.h"
 
 #include <QDir>
 #include <QtTest>
 #include <csignal>
 #include <ctime>
-#include <sys/resource.h>
+#include <optional>
 
 namespace
 {
@@ -178,8 +179,6 @@ private slots:
 
     void fullDiskIsAnUnreadableReply()
     {
-        struct rlimit before;
-        getrlimit(RLIMIT_FSIZE, &before);
         std::signal(SIGXFSZ, SIG_IGN);
         m_server.answer("/t",
                         ScriptedServer::http("<agentfunction resultcode=\"OK\">"
@@ -187,13 +186,12 @@ private slots:
         TestRequest::Record record;
         auto* request = new TestRequest(record, true, false);
         // KIO's worker must not inherit the limit, so it is set behind its start.
-        connect(request, &CAPI::APIDestinationFile, this, [&before] {
-            const rlimit small{ 40000, before.rlim_max };
-            setrlimit(RLIMIT_FSIZE, &small);
-        });
+        std::optional<LowLimit> full;
+        connect(request, &CAPI::APIDestinationFile, this,
+                [&full] { full.emplace(RLIMIT_FSIZE, 40000); });
         QVERIFY(request->Execute());
         WaitForEnd(record);
-        setrlimit(RLIMIT_FSIZE, &before);
+        full.reset();
         QCOMPARE(last(record, 2), QLatin1String("error ") + Texts::format);
         QCOMPARE(last(record, 1), QStringLiteral("complete 0"));
     }
