@@ -238,27 +238,21 @@ private slots:
         QCOMPARE(last(record, 1), QStringLiteral("complete 0"));
     }
 
-    void replyOf200MegabytesIsRefusedByTheLimit()
+    void replyOverTheLimitOfTheSettingsIsRefused()
     {
-        Setting("max reply size", "1000000");
-        m_server.answer("/t", [](QTcpSocket* socket, const QByteArray&) {
-            socket->write("HTTP/1.0 200 OK\r\n\r\n<agentfunction resultcode=\"OK\">");
-            // A piece whenever the one before has gone, 200 in all.
-            auto left = std::make_shared<int>(200);
-            const auto more = [socket, left] {
-                if (socket->bytesToWrite() > 0)
-                    return;
-                if ((*left)-- > 0)
-                    socket->write(QByteArray(1000000, 'x'));
-                else
-                    socket->disconnectFromHost();
-            };
-            connect(socket, &QTcpSocket::bytesWritten, socket, more);
-        });
-        TestRequest::Record record;
-        (new TestRequest(record))->Execute();
+        const QByteArray reply
+            = "<agentfunction resultcode=\"OK\">" + QByteArray(100000, 'x') + "</agentfunction>";
+        Setting("max reply size", std::to_string(reply.size()));
+        const auto fits = ask(ScriptedServer::http(reply));
+        Setting("max reply size", std::to_string(reply.size() - 1));
+        const auto over = ask(ScriptedServer::http(reply));
         Setting("max reply size", "268435456");
-        QCOMPARE(last(record, 2), QLatin1String("error ") + Texts::format);
+        QVERIFY(last(fits, 2).startsWith(QLatin1String("ok xxx")));
+        QCOMPARE(last(fits, 1), QStringLiteral("complete 1"));
+        QCOMPARE(last(over, 2), QLatin1String("error ") + Texts::format);
+        QCOMPARE(last(over, 1), QStringLiteral("complete 0"));
+        QCOMPARE(over.events.size(), 3);
+        QCOMPARE(SpoolFiles(), QStringList());
     }
 
     void closedHalfwayIsAnError()
