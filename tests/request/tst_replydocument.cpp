@@ -72,6 +72,8 @@ private slots:
             << QByteArray("<a><!--" + QByteArray(300000, '<') + "--></a>");
         QTest::newRow("tag of 64 KB")
             << QByteArray("<a b='" + QByteArray(65536 - 10, 'x') + "' />");
+        QTest::newRow("references to characters") << QByteArray(
+            "<a>" + QByteArray("&amp;&lt;&gt;&quot;&apos;&#65;").repeated(700000) + "</a>");
         QTest::newRow("wide") << QByteArray("<a>" + QByteArray("<b/><c></c>").repeated(2000)
                                             + "</a>");
     }
@@ -120,6 +122,11 @@ private slots:
         QTest::newRow("too many attributes") << QByteArray(many + "/>");
         QTest::newRow("too many nodes")
             << QByteArray("<a>" + QByteArray("<b/>").repeated(int(XmlGate::maxNodes / 2)) + "</a>");
+        const int half = int(XmlGate::maxNodes / 2);
+        QTest::newRow("too many references to entities")
+            << QByteArray("<a>" + QByteArray("&b;").repeated(half) + "</a>");
+        QTest::newRow("too many nodes of all kinds") << QByteArray(
+            "<a>" + QByteArray("<b/>&c;<!----><?d ?><![CDATA[]]>").repeated(half / 5) + "</a>");
         QTest::newRow("NUL in text") << QByteArray("<a>\0</a>", 8);
         QTest::newRow("NUL behind the end") << QByteArray("<a/>\0", 5);
         QTest::newRow("bad UTF-8") << QByteArray("<a>\xC3</a>");
@@ -183,6 +190,8 @@ private slots:
         QVERIFY(Passes(odd));
         for (int chunk = 1; chunk <= odd.size(); ++chunk)
             QVERIFY2(Passes(odd, chunk), qPrintable(QString::number(chunk)));
+        const QByteArray references = QByteArray("x&eacute;").repeated(int(XmlGate::maxNodes / 2));
+        QVERIFY(!Passes("<a>" + references + "</a>", 7));
         for (const QByteArray& bad :
              { Nested(513), QByteArray("<!DOCTYPE a [<!ENTITY b 'c'>]><a/>"),
                QByteArray("<?xml version='1.0' encoding='UTF-7'?><a/>"),
