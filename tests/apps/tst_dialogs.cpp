@@ -15,6 +15,8 @@ class DialogsTest : public QObject
     Q_OBJECT
 
 private:
+    static constexpr int patience = 120000; // ms; only a hang takes that long
+
     // pakmart with this display before it. It ends with the test at the latest.
     class Shown : public QProcess
     {
@@ -63,20 +65,23 @@ private slots:
                       { QStringLiteral("install"), QStringLiteral("-y"), QStringLiteral("1001") });
         QString box;
         QTRY_VERIFY_WITH_TIMEOUT(
-            !(box = m_display.window("^Pakmart - Installation Success$")).isEmpty(), 120000);
+            !(box = m_display.window("^Pakmart - Installation Success$")).isEmpty(), patience);
         QCOMPARE(m_display.place(box).size(), QSize(370, 220));
-        QTRY_VERIFY(textOf(box).startsWith(QLatin1String("Star Lander has been installed!")));
+        QTRY_VERIFY_WITH_TIMEOUT(
+            textOf(box).startsWith(QLatin1String("Star Lander has been installed!")), patience);
 
         // "Details" opens the log.
         m_display.click(box, 45, 194);
-        QTRY_VERIFY(textOf(box).contains(QLatin1String("\n\nInstallation Log\n")));
+        QTRY_VERIFY_WITH_TIMEOUT(textOf(box).contains(QLatin1String("\n\nInstallation Log\n")),
+                                 patience);
         QVERIFY(textOf(box).contains(QLatin1String("\nSetting up starlander (")));
         // "Run It!" starts the program and leaves the box open.
         m_display.click(box, 245, 194);
         QFile log(qEnvironmentVariable("XDG_CACHE_HOME") + QStringLiteral("/pakmart/last.log"));
         QVERIFY(log.open(QIODevice::ReadOnly));
         QByteArray lines;
-        QTRY_VERIFY((lines += log.readAll()).contains("The ship has landed.\n"));
+        QTRY_VERIFY_WITH_TIMEOUT((lines += log.readAll()).contains("The ship has landed.\n"),
+                                 patience);
         QCOMPARE(m_display.window("^Pakmart - Installation Success$"), box);
 
         // pakmart waits for the person, and ends when "Close" is clicked.
@@ -99,9 +104,10 @@ private slots:
                       { QStringLiteral("install"), QStringLiteral("-y"), QStringLiteral("9002") });
         QString box;
         QTRY_VERIFY_WITH_TIMEOUT(
-            !(box = m_display.window("^Pakmart - Installation Failure$")).isEmpty(), 120000);
-        QTRY_VERIFY(
-            textOf(box).startsWith(QLatin1String("Pakmart failed to install this product.\n\n")));
+            !(box = m_display.window("^Pakmart - Installation Failure$")).isEmpty(), patience);
+        QTRY_VERIFY_WITH_TIMEOUT(
+            textOf(box).startsWith(QLatin1String("Pakmart failed to install this product.\n\n")),
+            patience);
         QVERIFY(textOf(box).contains(QLatin1String("Hash Sum mismatch")));
         QCOMPARE(pakmart.state(), QProcess::Running);
         m_display.click(box, 325, 194);
@@ -114,11 +120,13 @@ private slots:
         QVERIFY(m_machine.useServer(QStringLiteral("http://127.0.0.1:1")));
         Shown pakmart(m_display, { QStringLiteral("update-sources") });
         QString box;
-        QTRY_VERIFY_WITH_TIMEOUT(!(box = m_display.window("^Error")).isEmpty(), 120000);
-        QTRY_COMPARE(textOf(box),
-                     QStringLiteral("Pakmart was unable to connect to the VantrelNet server.\n"
-                                    "If you continue to get this message, please use Pakmart to "
-                                    "check for available system updates."));
+        QTRY_VERIFY_WITH_TIMEOUT(!(box = m_display.window("^Error")).isEmpty(), patience);
+        QTRY_COMPARE_WITH_TIMEOUT(
+            textOf(box),
+            QStringLiteral("Pakmart was unable to connect to the VantrelNet server.\n"
+                           "If you continue to get this message, please use Pakmart to "
+                           "check for available system updates."),
+            patience);
         QCOMPARE(pakmart.state(), QProcess::Running);
         m_display.press(box, { QStringLiteral("Return") });
         QVERIFY(pakmart.waitForFinished(60000));
