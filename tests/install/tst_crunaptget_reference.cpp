@@ -3,7 +3,7 @@
 
 // The parser of the front end's output beside a plain one, on random outputs.
 //
-// The outputs differ from run to run; PARSER_SEED=N repeats those of the seed N,
+// The outputs differ from run to run; PAKMART_TEST_SEED=N repeats those of the seed N,
 // which each run prints.
 
 #include "comparewithreference.h"
@@ -20,7 +20,7 @@ private:
     static quint32 Seed()
     {
         bool given = false;
-        const quint32 seed = qEnvironmentVariable("PARSER_SEED").toUInt(&given);
+        const quint32 seed = qEnvironmentVariable("PAKMART_TEST_SEED").toUInt(&given);
         return given ? seed : QRandomGenerator::global()->generate();
     }
 
@@ -111,7 +111,7 @@ private slots:
     void randomOutputsAreReadAlike()
     {
         const quint32 seed = Seed();
-        qInfo("seed %u", seed);
+        qInfo("PAKMART_TEST_SEED=%u", seed);
         m_random.seed(seed);
         QSet<QString> seen; // that the outputs are not all about nothing
         int errors = 0, files = 0, lines = 0;
