@@ -5,6 +5,7 @@
 
 #include "request/capi.h"
 
+#include "request/replydocument.h"
 #include "support/cconfigfile.h"
 #include "support/ctracer.h"
 #include "util/desktop.h"
@@ -133,6 +134,7 @@ QString CAPI::Start(const QString& sURL)
     connect(pJob, &KJob::result, this,
             [this](KJob* pEnded) { onDownloadComplete(static_cast<KIO::Job*>(pEnded)); });
     WatchForSilence(pJob);
+    m_nRoom = qint64(MaxReplySize());
     m_pJob = pJob;
     m_transferring.insert(this);
     return QString();

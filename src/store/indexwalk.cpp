@@ -106,7 +106,7 @@ int BeginLookup(IndexFile* index, char* key)
     SetError(taNoError);
     taxkey(key, index->keyLength);
     index->current = index->dataFile;
-    return index->dataFile->flushing || MULTIUSER ? TaOpenIndex(index) : 0;
+    return index->dataFile->flushing || MULTIUSER != 0 ? TaOpenIndex(index) : 0;
 }
 
 } // namespace
