@@ -171,12 +171,12 @@ private slots:
 
     void identifierIsTakenAsItStands()
     {
-        builderIs("id=a+b&c=%41/~\n");
+        builderIs("id=a+b&c=%2F/~\n");
         auto* request = new CAPISetOEMInfo;
-        QCOMPARE(request->DecorateURI(), QStringLiteral("?id=a+b&c=%41/~"));
+        QCOMPARE(request->DecorateURI(), QStringLiteral("?id=a+b&c=%2F/~"));
         delete request;
         registration();
-        QCOMPARE(m_server.asked, QList<QByteArray>{ "/o?id=a+b&c=%41/~" });
+        QCOMPARE(m_server.asked, QList<QByteArray>{ "/o?id=a+b&c=%2F/~" });
     }
 
     void identifierCannotBreakOutOfItsRequest()
