@@ -38,8 +38,8 @@ std::vector<std::string> RepositoryNames(const std::string& pool)
 } // namespace
 
 Store::Store(const std::string& folder)
-    : m_pool(folder + "/pool"), m_products(folder, "products", ParseProducts),
-      m_sources(folder, "sources", ParseSources)
+    : m_folder(folder), m_pool(folder + "/pool"), m_products(folder, "products", ParseProducts),
+      m_sources(folder, "sources", ParseSources), m_updates(folder, "updates", ParseUpdates)
 {
 }
 
@@ -47,7 +47,15 @@ void Store::check()
 {
     products();
     sources();
+    updates();
     repositories();
+}
+
+std::shared_ptr<const Updates> Store::updates()
+{
+    if (access((m_folder + "/updates").c_str(), F_OK) != 0 && errno == ENOENT)
+        return std::make_shared<const Updates>();
+    return m_updates.get();
 }
 
 std::map<std::string, std::shared_ptr<const PackageIndex>> Store::repositories()

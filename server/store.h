@@ -5,6 +5,8 @@
 //
 //     products              the products                        (products.h)
 //     sources               the sources lists                   (sources.h)
+//     updates               the updates of the system, if any   (updates.h)
+//     registrations         is written to, if it is there       (registrations.h)
 //     pool/NAME/Packages    the index of the repository NAME    (packageindex.h)
 //     pool/NAME/...         its archives
 //
@@ -17,6 +19,7 @@
 #include "products.h"
 #include "sources.h"
 #include "storefile.h"
+#include "updates.h"
 
 #include <map>
 #include <memory>
@@ -33,16 +36,21 @@ public:
 
     std::shared_ptr<const Products> products() { return m_products.get(); }
     std::shared_ptr<const std::vector<SourcesList>> sources() { return m_sources.get(); }
+    // None where the file is missing.
+    std::shared_ptr<const Updates> updates();
 
     // The repositories by the names of their folders: those that have an index.
     std::map<std::string, std::shared_ptr<const PackageIndex>> repositories();
 
+    const std::string& folder() const { return m_folder; }
     const std::string& poolFolder() const { return m_pool; }
 
 private:
+    const std::string m_folder;
     const std::string m_pool;
     CachedFile<Products> m_products;
     CachedFile<std::vector<SourcesList>> m_sources;
+    CachedFile<Updates> m_updates;
     std::mutex m_mutex; // for the map, not for what is in it
     std::map<std::string, std::unique_ptr<CachedFile<PackageIndex>>> m_indexes;
 };

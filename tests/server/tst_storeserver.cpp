@@ -390,8 +390,9 @@ private slots:
         QVERIFY(reply.body.startsWith("<?xml"));
         QCOMPARE(texts(reply, "name"),
                  (QStringList{ QStringLiteral("CAPIDownloadAppInfo"),
-                               QStringLiteral("CAPIGetPackageInfo"),
-                               QStringLiteral("CAPIGetSourcesList") }));
+                               QStringLiteral("CAPIGetOSVer"), QStringLiteral("CAPIGetPackageInfo"),
+                               QStringLiteral("CAPIGetSourcesList"),
+                               QStringLiteral("CAPISetOEMInfo") }));
         for (const QString& url : texts(reply, "url")) {
             QVERIFY(url.startsWith(QLatin1String("http://Shop-1.example:81/agent/")));
             QVERIFY(
