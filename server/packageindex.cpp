@@ -22,14 +22,16 @@ bool IsInside(const std::string& fileName)
 PackageIndex ParsePackageIndex(const std::string& text, const std::string& path)
 {
     PackageIndex index;
-    for (const Stanza& stanza : ParseStanzas(text, path)) {
+    StanzaReader reader(text, path);
+    Stanza stanza;
+    while (reader.next(stanza)) {
         Required(stanza, "Package", path);
         Required(stanza, "Version", path);
         const std::string& file = Required(stanza, "Filename", path);
         const int line = stanza.find("Filename")->line;
         if (!IsInside(file))
             FailAt(path, line, "this file is not in the repository: " + Quoted(file));
-        if (!index.emplace(file.substr(file.rfind('/') + 1), stanza.text).second)
+        if (!index.emplace(file.substr(file.rfind('/') + 1), std::move(stanza.text)).second)
             FailAt(path, line, "a second package with the file " + Quoted(file));
     }
     return index;

@@ -79,7 +79,9 @@ Product ParseProduct(const Stanza& stanza, const std::string& path)
 Products ParseProducts(const std::string& text, const std::string& path)
 {
     Products products;
-    for (const Stanza& stanza : ParseStanzas(text, path)) {
+    StanzaReader reader(text, path);
+    Stanza stanza;
+    while (reader.next(stanza)) {
         Product product = ParseProduct(stanza, path);
         const long serial = product.serial;
         if (!products.emplace(serial, std::move(product)).second)
