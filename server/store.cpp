@@ -51,24 +51,22 @@ void Store::check()
     repositories();
 }
 
-std::shared_ptr<const Updates> Store::updates()
+Store::RepositoryFiles::RepositoryFiles(const std::string& pool, const std::string& name)
+    : index(pool, name + "/Packages", ParsePackageIndex),
+      location(pool, name + "/Location", ParseLocation)
 {
-    if (access((m_folder + "/updates").c_str(), F_OK) != 0 && errno == ENOENT)
-        return std::make_shared<const Updates>();
-    return m_updates.get();
 }
 
-std::map<std::string, std::shared_ptr<const PackageIndex>> Store::repositories()
+std::map<std::string, Repository> Store::repositories()
 {
-    std::map<std::string, std::shared_ptr<const PackageIndex>> result;
+    std::map<std::string, Repository> result;
     const std::vector<std::string> names = RepositoryNames(m_pool);
     const std::lock_guard<std::mutex> lock(m_mutex);
     for (const std::string& name : names) {
-        auto& index = m_indexes[name];
-        if (!index)
-            index = std::make_unique<CachedFile<PackageIndex>>(m_pool, name + "/Packages",
-                                                               ParsePackageIndex);
-        result[name] = index->get();
+        auto& files = m_repositories[name];
+        if (!files)
+            files = std::make_unique<RepositoryFiles>(m_pool, name);
+        result[name] = { files->index.get(), *files->location.getIfThere() };
     }
     return result;
 }

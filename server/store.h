@@ -8,6 +8,7 @@
 //     updates               the updates of the system, if any   (updates.h)
 //     registrations         is written to, if it is there       (registrations.h)
 //     pool/NAME/Packages    the index of the repository NAME    (packageindex.h)
+//     pool/NAME/Location    where its archives are, if not here (location.h)
 //     pool/NAME/...         its archives
 //
 // All functions may be called from several threads, and throw StoreError when
@@ -15,6 +16,7 @@
 
 #pragma once
 
+#include "location.h"
 #include "packageindex.h"
 #include "products.h"
 #include "sources.h"
@@ -25,6 +27,11 @@
 #include <memory>
 #include <string>
 #include <vector>
+
+struct Repository {
+    std::shared_ptr<const PackageIndex> index;
+    std::string archives; // the address they are kept at; empty: in this pool
+};
 
 class Store
 {
@@ -37,10 +44,10 @@ public:
     std::shared_ptr<const Products> products() { return m_products.get(); }
     std::shared_ptr<const std::vector<SourcesList>> sources() { return m_sources.get(); }
     // None where the file is missing.
-    std::shared_ptr<const Updates> updates();
+    std::shared_ptr<const Updates> updates() { return m_updates.getIfThere(); }
 
     // The repositories by the names of their folders: those that have an index.
-    std::map<std::string, std::shared_ptr<const PackageIndex>> repositories();
+    std::map<std::string, Repository> repositories();
 
     const std::string& folder() const { return m_folder; }
     const std::string& poolFolder() const { return m_pool; }
@@ -51,6 +58,12 @@ private:
     CachedFile<Products> m_products;
     CachedFile<std::vector<SourcesList>> m_sources;
     CachedFile<Updates> m_updates;
+
+    struct RepositoryFiles {
+        RepositoryFiles(const std::string& pool, const std::string& name);
+        CachedFile<PackageIndex> index;
+        CachedFile<std::string> location;
+    };
     std::mutex m_mutex; // for the map, not for what is in it
-    std::map<std::string, std::unique_ptr<CachedFile<PackageIndex>>> m_indexes;
+    std::map<std::string, std::unique_ptr<RepositoryFiles>> m_repositories;
 };

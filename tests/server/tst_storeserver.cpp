@@ -206,6 +206,14 @@ private slots:
         row("serial zero", p, QByteArray(product).replace("7", "0"),
             "/products:1: a serial number is");
         row("two serials", p, product + "Serial: 8\n", "/products:6: a second Serial");
+        row("size of letters", p, product + "Size: big\n", "/products:6: a size is a number");
+        row("size too large", p, product + "Size: 2147483648\n", "/products:6: a size is");
+        row("negative size", p, product + "Size: -1\n", "/products:6: a size is");
+        row("two sizes", p, product + "Size: 1\nSize: 2\n", "/products:7: a second Size");
+        row("two lists of dependencies", p, product + "Depends: a\nDepends: b\n",
+            "/products:7: a second Depends");
+        row("two versions", p, product + "Version: 1\nVersion: 2\n",
+            "/products:7: a second Version");
         row("the same serial", p, product + '\n' + product,
             "/products:7: the serial number 7 belongs");
         row("unknown field", p, product + "Prize: 1\n",
@@ -263,6 +271,16 @@ private slots:
             "/Packages:3: this file is not in the repository");
         row("the same file", i, package + '\n' + package,
             "/Packages:7: a second package with the file");
+
+        const char* l = "pool/main/Location";
+        row("no location", l, "", "/Location:1: a location is one field, Archives");
+        row("two locations", l, "Archives: http://a\nArchives: http://b\n",
+            "/Location:1: a location is one field");
+        row("other field", l, "Address: http://a\n", "/Location:1: there is no Archives here");
+        row("location of another scheme", l, "Archives: file:///etc\n",
+            "/Location:1: 'file:///etc' is no address");
+        row("location with options", l, "Archives: [trusted=yes] http://a\n",
+            "/Location:1: '[trusted=yes] http://a' is no address");
     }
     void aBrokenStoreIsStatusOne()
     {
@@ -586,6 +604,38 @@ private slots:
         QCOMPARE(texts(reply, "package_data"), QStringList{ QString::fromLatin1(package + '\n') });
         QCOMPARE(texts(reply, "package_url"),
                  QStringList{ server.url() + QLatin1String("/pool/main") });
+    }
+
+    void archivesElsewhereAreFetchedFromThere()
+    {
+        QVERIFY(WriteTextFile(path("pool/main/Location"), "Archives: http://far.example/debian\n"));
+        const ServerProcess server(m_dir->path());
+        const QByteArray call = "/agent/CAPIGetPackageInfo?filename[]=p_1_all.deb";
+        QCOMPARE(texts(server.get(call), "package_url"),
+                 QStringList{ QStringLiteral("http://far.example/debian") });
+        replace("pool/main/Location", "Archives: https://[::1]:81/a-b\n");
+        QCOMPARE(texts(server.get(call), "package_url"),
+                 QStringList{ QStringLiteral("https://[::1]:81/a-b") });
+        QVERIFY(QFile::remove(path("pool/main/Location")));
+        QCOMPARE(texts(server.get(call), "package_url"),
+                 QStringList{ server.url() + QStringLiteral("/pool/main") });
+    }
+
+    void repositoriesOfOneAddressShareAnIndex()
+    {
+        for (const char* name : { "main", "more" })
+            QVERIFY(WriteTextFile(path("pool") + QLatin1Char('/') + QLatin1String(name)
+                                      + QStringLiteral("/Location"),
+                                  "Archives: http://far.example\n"));
+        QVERIFY(WriteTextFile(path("pool/more/Packages"),
+                              "Package: q\nVersion: 1\nFilename: q_1_all.deb\n"));
+        const ServerProcess server(m_dir->path());
+        const HttpReply reply
+            = server.get("/agent/CAPIGetPackageInfo?filename[]=q_1_all.deb&filename[]=p_1_all.deb");
+        QCOMPARE(texts(reply, "package_url"), QStringList{ QStringLiteral("http://far.example") });
+        QCOMPARE(texts(reply, "package_data").join(QString()),
+                 QStringLiteral("Package: q\nVersion: 1\nFilename: q_1_all.deb\n\n")
+                     + QString::fromLatin1(package) + QLatin1Char('\n'));
     }
 
     void packageInfoRefusals_data()
