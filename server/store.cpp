@@ -13,14 +13,6 @@
 namespace
 {
 
-// The names a repository's folder may have: they stand in URLs.
-bool IsRepositoryName(const std::string& name)
-{
-    static const char letters[]
-        = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-._";
-    return name[0] != '.' && name.find_first_not_of(letters) == std::string::npos;
-}
-
 std::vector<std::string> RepositoryNames(const std::string& pool)
 {
     const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir(pool.c_str()), closedir);
@@ -36,6 +28,13 @@ std::vector<std::string> RepositoryNames(const std::string& pool)
 }
 
 } // namespace
+
+bool IsRepositoryName(const std::string& name)
+{
+    static const char letters[]
+        = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-._";
+    return !name.empty() && name[0] != '.' && name.find_first_not_of(letters) == std::string::npos;
+}
 
 Store::Store(const std::string& folder)
     : m_folder(folder), m_pool(folder + "/pool"), m_products(folder, "products", ParseProducts),

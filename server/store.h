@@ -28,6 +28,9 @@
 #include <string>
 #include <vector>
 
+// The names a repository's folder may have: they stand in URLs.
+bool IsRepositoryName(const std::string& name);
+
 struct Repository {
     std::shared_ptr<const PackageIndex> index;
     std::string archives; // the address they are kept at; empty: in this pool

@@ -3,24 +3,11 @@
 
 #include "updates.h"
 
+#include "packagename.h"
 #include "stanza.h"
 #include "text.h"
 
 #include <set>
-
-namespace
-{
-
-// Whether this can be nothing but the name of a package: clients hand it to
-// their package tools.
-bool IsPackageName(const std::string& name)
-{
-    static const char first[] = "abcdefghijklmnopqrstuvwxyz0123456789";
-    return name.size() >= 2 && std::string(first).find(name[0]) != std::string::npos
-        && name.find_first_not_of(std::string(first) + "+-.") == std::string::npos;
-}
-
-} // namespace
 
 Updates ParseUpdates(const std::string& text, const std::string& path)
 {
