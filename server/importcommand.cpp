@@ -93,20 +93,17 @@ void Import(const ImportOptions& options)
 {
     ImportedStore store(options.store, options.name);
     DebianIndex index = ReadDebianIndex(options.index);
-    std::cout << index.packages.size() << " packages read";
-    if (index.older > 0)
-        std::cout << ", " << index.older << " older versions passed over";
+    std::cout << "packages: " << index.packages.size()
+              << ", older versions passed over: " << index.older;
     if (!options.translation.empty())
-        std::cout << ", " << AddLongDescriptions(index, options.translation)
-                  << " long descriptions";
+        std::cout << ", long descriptions: " << AddLongDescriptions(index, options.translation);
     std::cout << std::endl;
     TellLeftOut(index);
     const ImportResult result = store.replace(index, options.archive);
-    std::cout << result.products << " products in " << result.categories
-              << (result.categories == 1 ? " category: " : " categories: ") << result.added
-              << " new, " << result.updated << " of another version, " << result.gone << " gone\n"
-              << "the store is in " << options.store << "; its archives are fetched from "
-              << options.archive << std::endl;
+    std::cout << "products: " << result.products << ", categories: " << result.categories
+              << "; new: " << result.added << ", of another version: " << result.updated
+              << ", gone: " << result.gone << "\nthe store is in " << options.store
+              << "; its archives are fetched from " << options.archive << std::endl;
 }
 
 } // namespace

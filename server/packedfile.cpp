@@ -7,6 +7,8 @@
 
 #include <apt-pkg/error.h>
 #include <apt-pkg/fileutl.h>
+#include <cstdint>
+#include <fstream>
 #include <sys/stat.h>
 
 namespace
@@ -21,6 +23,24 @@ namespace
         text += ": " + line;
     }
     throw StoreError(file + text);
+}
+
+bool EndsWith(const std::string& text, const std::string& end)
+{
+    return text.size() >= end.size()
+        && text.compare(text.size() - end.size(), end.size(), end) == 0;
+}
+
+// apt reads a gzip file that is cut short to its end and says nothing. Such a
+// file ends with the size of what is in it, in four bytes.
+void CheckGzipSize(const std::string& file, std::size_t size)
+{
+    std::ifstream packed(file, std::ios::binary);
+    unsigned char end[4] = {};
+    packed.seekg(-4, std::ios::end).read(reinterpret_cast<char*>(end), sizeof end);
+    const std::uint32_t told = end[0] | end[1] << 8 | end[2] << 16 | std::uint32_t(end[3]) << 24;
+    if (!packed || told != std::uint32_t(size))
+        throw StoreError(file + ": the file is cut short, or packed in several pieces");
 }
 
 } // namespace
@@ -45,5 +65,7 @@ std::string ReadPackedFile(const std::string& file, std::size_t largest)
             throw StoreError(file + ": there is more in this file than "
                              + std::to_string(largest / 1024 / 1024) + " MB");
     }
+    if (EndsWith(file, ".gz"))
+        CheckGzipSize(file, text.size());
     return text;
 }
