@@ -12,6 +12,7 @@
 #include "text.h"
 
 #include <algorithm>
+#include <apt-pkg/deblistparser.h>
 #include <apt-pkg/debversion.h>
 #include <strings.h>
 #include <unordered_map>
@@ -92,26 +93,55 @@ std::string SectionOf(const Stanza& stanza)
     return good ? section : "unknown";
 }
 
-std::string HomepageOf(const Stanza& stanza)
+bool IsHomepage(const std::string& page)
 {
-    const std::string page = Value(stanza, "Homepage");
-    const bool web = page.rfind("http://", 0) == 0 || page.rfind("https://", 0) == 0;
+    static const char* const schemes[] = { "http://", "https://", "ftp://", "gopher://" };
+    const bool known
+        = std::any_of(std::begin(schemes), std::end(schemes),
+                      [&page](const char* scheme) { return page.rfind(scheme, 0) == 0; });
     const bool plain
         = std::all_of(page.begin(), page.end(), [](char c) { return c > ' ' && c < 127; });
-    return web && plain && page.size() <= kLongestHomepage ? page : std::string();
+    return known && plain && page.size() <= kLongestHomepage;
 }
 
-// The names of "libc6 (>= 2.36), foo | bar, baz:any": libc6, foo, baz.
-void AddNames(const std::string& list, std::vector<std::string>& names)
+// The stanza as it stands, or without a homepage that is none.
+std::string TextOf(Stanza& stanza)
 {
-    for (std::string::size_type start = 0; start < list.size();) {
-        const auto end = std::min(list.find(',', start), list.size());
-        const auto first = std::min(list.find_first_not_of(" \t\n", start), end);
-        const auto last = std::min(list.find_first_of(" \t\n(|:[<", first), end);
-        const std::string name = list.substr(first, last - first);
-        if (IsPackageName(name) && std::find(names.begin(), names.end(), name) == names.end())
-            names.push_back(name);
-        start = end + 1;
+    const Field* page = stanza.find("Homepage");
+    if (!page || IsHomepage(page->value))
+        return std::move(stanza.text);
+    std::string text;
+    for (const Field& field : stanza.fields) {
+        if (&field != page)
+            text += field.key + ": " + Continued(field.value) + '\n';
+    }
+    return text;
+}
+
+bool IsRelation(const std::string& key)
+{
+    static const char* const keys[]
+        = { "Depends",   "Pre-Depends", "Recommends", "Suggests", "Enhances",
+            "Conflicts", "Breaks",      "Replaces",   "Provides" };
+    return std::any_of(std::begin(keys), std::end(keys),
+                       [&key](const char* known) { return strcasecmp(key.c_str(), known) == 0; });
+}
+
+// One relation that apt cannot read makes it refuse the whole index.
+void CheckRelations(const Stanza& stanza, const std::string& file)
+{
+    for (const Field& field : stanza.fields) {
+        if (!IsRelation(field.key))
+            continue;
+        std::string name, version;
+        unsigned int comparison = 0;
+        const char* at = field.value.c_str();
+        const char* const end = at + field.value.size();
+        while (at && at != end) {
+            at = debListParser::ParseDepends(at, end, name, version, comparison);
+            if (!at || !IsPackageName(name.substr(0, name.find(':'))))
+                FailAt(file, field.line, "this can be no " + field.key + ": " + Quoted(name));
+        }
     }
 }
 
@@ -134,24 +164,22 @@ std::string FitDescription(const std::string& text, const std::string& other)
     return line.size() <= kLongestDescription ? line : other;
 }
 
-IndexedPackage ReadPackage(Stanza& stanza, const std::string& file)
+ArchivePackage ReadPackage(Stanza& stanza, const std::string& file)
 {
     RefuseRepeatedFields(stanza, file);
-    IndexedPackage package;
+    ArchivePackage package;
     package.name = Checked(stanza, "Package", IsPackageName, file);
     package.version = Checked(stanza, "Version", IsPackageVersion, file);
     package.archive = Checked(stanza, "Filename", IsArchiveName, file);
     package.archive.erase(0, package.archive.rfind('/') + 1);
     // Without it the package tools would take any archive.
     Checked(stanza, "SHA256", IsSum, file);
-    package.size = PositiveNumber(Checked(stanza, "Size", IsSize, file));
+    Checked(stanza, "Size", IsSize, file);
+    CheckRelations(stanza, file);
     package.section = SectionOf(stanza);
     package.description = FitDescription(Value(stanza, "Description"), package.name);
     package.descriptionMd5 = Value(stanza, "Description-md5");
-    package.homepage = HomepageOf(stanza);
-    AddNames(Value(stanza, "Pre-Depends"), package.depends);
-    AddNames(Value(stanza, "Depends"), package.depends);
-    package.stanza = std::move(stanza.text);
+    package.stanza = TextOf(stanza);
     return package;
 }
 
@@ -180,7 +208,7 @@ template <class Take> void ReadStanzas(DebianIndex& index, const std::string& fi
 }
 
 // Keeps a package if it is the newest of its name so far.
-void Keep(DebianIndex& index, IndexedPackage&& package)
+void Keep(DebianIndex& index, ArchivePackage&& package)
 {
     const auto known = index.packages.find(package.name);
     if (known == index.packages.end()) {
@@ -222,7 +250,7 @@ DebianIndex ReadDebianIndex(const std::string& file)
 
 std::size_t AddLongDescriptions(DebianIndex& index, const std::string& file)
 {
-    std::unordered_multimap<std::string, IndexedPackage*> wanted;
+    std::unordered_multimap<std::string, ArchivePackage*> wanted;
     for (auto& [name, package] : index.packages) {
         if (!package.descriptionMd5.empty())
             wanted.emplace(package.descriptionMd5, &package);
@@ -231,7 +259,7 @@ std::size_t AddLongDescriptions(DebianIndex& index, const std::string& file)
     ReadStanzas(index, file, [&](Stanza& stanza) {
         const auto takers = wanted.equal_range(Value(stanza, "Description-md5"));
         for (auto taker = takers.first; taker != takers.second; ++taker) {
-            IndexedPackage& package = *taker->second;
+            ArchivePackage& package = *taker->second;
             package.description = FitDescription(Translated(stanza), package.description);
             ++count;
         }

@@ -15,21 +15,18 @@
 #include <vector>
 
 // One package of the index.
-struct IndexedPackage {
+struct ArchivePackage {
     std::string name;
     std::string version;
     std::string archive; // the last part of its file name
     std::string section; // "unknown" where the index has none that could be one
     std::string description; // one line, or with the long description below it
     std::string descriptionMd5; // by which a translation file has the long one
-    std::string homepage; // empty where there is none that could be one
-    std::vector<std::string> depends; // the first alternative of each, by name
-    long size = 0; // of the archive; 0 where it does not fit in 31 bits
-    std::string stanza; // as it stands in the index
+    std::string stanza; // as it stands in the index, but for what was dropped
 };
 
 struct DebianIndex {
-    std::map<std::string, IndexedPackage> packages; // by name: the newest version of each
+    std::map<std::string, ArchivePackage> packages; // by name: the newest version of each
     std::vector<std::string> leftOut; // "FILE:LINE: why", for the first ones
     std::size_t leftOutCount = 0;
     std::size_t older = 0; // versions that are not the newest

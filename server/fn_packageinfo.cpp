@@ -12,28 +12,28 @@
 namespace
 {
 
-using Repositories = std::map<std::string, Repository>;
+using Repositories = std::map<std::string, std::shared_ptr<const PackageIndex>>;
 
 struct Wanted {
-    Repositories::const_iterator repository;
+    std::string repository;
     PackageIndex::const_iterator package;
 };
 
 bool Find(const Repositories& repositories, const std::string& file, Wanted& found)
 {
-    for (auto at = repositories.begin(); at != repositories.end(); ++at) {
-        found = { at, at->second.index->find(file) };
-        if (found.package != at->second.index->end())
+    for (const auto& [name, index] : repositories) {
+        found = { name, index->find(file) };
+        if (found.package != index->end())
             return true;
     }
     return false;
 }
 
 // The address that the archives of a repository are fetched from.
-std::string AddressOf(const Repositories::value_type& repository, const AgentRequest& request)
+std::string AddressOf(const std::string& repository, const AgentRequest& request)
 {
-    const std::string& elsewhere = repository.second.archives;
-    return elsewhere.empty() ? request.address + "/pool/" + repository.first : elsewhere;
+    const std::string elsewhere = request.store.archivesOf(repository);
+    return elsewhere.empty() ? request.address + "/pool/" + repository : elsewhere;
 }
 
 // The stanzas of the files asked for, as one index for each address: the agent
@@ -56,7 +56,7 @@ std::map<std::string, std::string> CollectIndexes(const AgentRequest& request,
         taken.push_back(stanza);
         // The blank line is for the last stanza, too: the agent ends its index
         // with a zero byte, which apt would take for a broken field of it.
-        indexes[AddressOf(*wanted.repository, request)] += *stanza + '\n';
+        indexes[AddressOf(wanted.repository, request)] += *stanza + '\n';
     }
     return indexes;
 }

@@ -49,29 +49,11 @@ std::string MarkText(const std::string& repository, long nextSerial)
         + "\nNext-Serial: " + std::to_string(nextSerial) + '\n';
 }
 
-// A value of several lines, as a stanza holds it.
-std::string Continued(std::string text)
+void AddProduct(std::string& text, const ArchivePackage& package, long serial)
 {
-    for (auto at = text.find('\n'); at != std::string::npos; at = text.find('\n', at + 1))
-        text.insert(at + 1, " ");
-    return text;
-}
-
-void AddProduct(std::string& text, const IndexedPackage& package, long serial)
-{
-    text += "Serial: " + std::to_string(serial) + "\nName: " + package.name + "\nCategory: "
-        + package.section + "\nPackage: " + package.name + "\nVersion: " + package.version + '\n';
-    if (package.size > 0)
-        text += "Size: " + std::to_string(package.size) + '\n';
-    if (!package.homepage.empty())
-        text += "Homepage: " + package.homepage + '\n';
-    if (!package.depends.empty()) {
-        text += "Depends:";
-        for (const std::string& name : package.depends)
-            text += ' ' + name;
-        text += '\n';
-    }
-    text += "Description: " + Continued(package.description) + "\n\n";
+    text += "Serial: " + std::to_string(serial) + "\nName: " + package.name
+        + "\nCategory: " + package.section + "\nPackage: " + package.name
+        + "\nDescription: " + Continued(package.description) + "\n\n";
 }
 
 std::string PackagesText(const DebianIndex& index)
@@ -146,22 +128,38 @@ Products ImportedStore::oldProducts() const
                         : Products();
 }
 
+std::map<std::string, std::string> ImportedStore::oldVersions() const
+{
+    std::map<std::string, std::string> versions;
+    const std::string name = "pool/" + m_repository + "/Packages", path = m_folder + '/' + name;
+    if (!Exists(path))
+        return versions;
+    const std::string text = ReadStoreFile(m_folder, name).text;
+    StanzaReader reader(text, path);
+    for (Stanza stanza; reader.next(stanza);)
+        versions[Required(stanza, "Package", path)] = Required(stanza, "Version", path);
+    return versions;
+}
+
 ImportResult ImportedStore::replace(const DebianIndex& index, const std::string& archives)
 {
     ImportResult result;
-    std::map<std::string, std::pair<long, std::string>> known; // number and version, by package
+    std::map<std::string, long> known; // the numbers of packages
     for (const auto& [serial, product] : oldProducts()) {
-        known[product.package] = { serial, product.version };
+        known[product.package] = serial;
         m_nextSerial = std::max(m_nextSerial, serial + 1);
     }
-    std::map<long, const IndexedPackage*> numbered;
+    const std::map<std::string, std::string> versions = oldVersions();
+    std::map<long, const ArchivePackage*> numbered;
     std::set<std::string> categories;
     for (const auto& [name, package] : index.packages) {
         const auto old = known.find(name);
+        const auto version = versions.find(name);
         const bool isNew = old == known.end();
         result.added += isNew ? 1 : 0;
-        result.updated += !isNew && old->second.second != package.version ? 1 : 0;
-        numbered[isNew ? m_nextSerial++ : old->second.first] = &package;
+        if (!isNew && version != versions.end() && version->second != package.version)
+            ++result.updated;
+        numbered[isNew ? m_nextSerial++ : old->second] = &package;
         categories.insert(package.section);
     }
     if (m_nextSerial > INT_MAX)
@@ -174,7 +172,7 @@ ImportResult ImportedStore::replace(const DebianIndex& index, const std::string&
 }
 
 void ImportedStore::write(const DebianIndex& index,
-                          const std::map<long, const IndexedPackage*>& numbered,
+                          const std::map<long, const ArchivePackage*>& numbered,
                           const std::string& archives)
 {
     const std::string pool = "pool/" + m_repository;

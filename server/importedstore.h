@@ -44,7 +44,8 @@ private:
     void take();
     void readMark();
     Products oldProducts() const;
-    void write(const DebianIndex& index, const std::map<long, const IndexedPackage*>& numbered,
+    std::map<std::string, std::string> oldVersions() const; // by package
+    void write(const DebianIndex& index, const std::map<long, const ArchivePackage*>& numbered,
                const std::string& archives);
 
     const std::string m_folder;

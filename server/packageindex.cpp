@@ -31,7 +31,7 @@ PackageIndex ParsePackageIndex(const std::string& text, const std::string& path)
         const int line = stanza.find("Filename")->line;
         if (!IsInside(file))
             FailAt(path, line, "this file is not in the repository: " + Quoted(file));
-        if (!index.emplace(file.substr(file.rfind('/') + 1), std::move(stanza.text)).second)
+        if (!index.emplace(file.substr(file.rfind('/') + 1), stanza.text).second)
             FailAt(path, line, "a second package with the file " + Quoted(file));
     }
     return index;

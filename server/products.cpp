@@ -6,8 +6,6 @@
 #include "stanza.h"
 #include "text.h"
 
-#include <sstream>
-
 namespace
 {
 
@@ -20,10 +18,6 @@ std::string* ProductField(Product& product, const std::string& key)
         return &product.category;
     if (key == "Package")
         return &product.package;
-    if (key == "Version")
-        return &product.version;
-    if (key == "Homepage")
-        return &product.homepage;
     return key == "Description" ? &product.description : nullptr;
 }
 
@@ -50,55 +44,28 @@ std::string WithEmptyLines(std::string text)
     return text;
 }
 
-std::vector<std::string> SplitNames(const std::string& list)
-{
-    std::vector<std::string> names;
-    std::istringstream words(list);
-    for (std::string name; words >> name;)
-        names.push_back(name);
-    return names;
-}
-
-// Sets a field that is no text; false for a key that is none of those.
-bool SetSpecialField(Product& product, const Field& field, const std::string& path)
-{
-    const auto once = [&](bool first) {
-        if (!first)
-            FailAt(path, field.line, "a second " + field.key + " in one product");
-    };
-    if (field.key == "Serial" || field.key == "Size") {
-        long& number = field.key == "Serial" ? product.serial : product.size;
-        once(number == 0);
-        number = PositiveNumber(field.value);
-        if (number == 0)
-            FailAt(path, field.line,
-                   (field.key == "Serial" ? "a serial number" : "a size")
-                       + std::string(" is a number from 1 to 2147483647, not ")
-                       + Quoted(field.value));
-    } else if (field.key == "Depends") {
-        once(product.depends.empty());
-        product.depends = SplitNames(field.value);
-    } else if (field.key == "Program") {
-        product.programs.push_back({ field.value, {}, {}, {}, {} });
-    } else {
-        return false;
-    }
-    return true;
-}
-
 void SetField(Product& product, const Field& field, const std::string& path)
 {
     if (field.value.empty())
         FailAt(path, field.line, field.key + " has no value");
-    if (SetSpecialField(product, field, path))
-        return;
-    std::string* place = ProductField(product, field.key);
-    place = place ? place : ProgramField(product, field.key);
-    if (!place)
-        FailAt(path, field.line, "a product has no field " + field.key + " here");
-    if (!place->empty())
-        FailAt(path, field.line, "a second " + field.key + " for the same thing");
-    *place = field.key == "Description" ? WithEmptyLines(field.value) : field.value;
+    if (field.key == "Serial") {
+        if (product.serial != 0)
+            FailAt(path, field.line, "a second Serial in one product");
+        product.serial = PositiveNumber(field.value);
+        if (product.serial == 0)
+            FailAt(path, field.line,
+                   "a serial number is a number from 1 to 2147483647, not " + Quoted(field.value));
+    } else if (field.key == "Program") {
+        product.programs.push_back({ field.value, {}, {}, {}, {} });
+    } else {
+        std::string* place = ProductField(product, field.key);
+        place = place ? place : ProgramField(product, field.key);
+        if (!place)
+            FailAt(path, field.line, "a product has no field " + field.key + " here");
+        if (!place->empty())
+            FailAt(path, field.line, "a second " + field.key + " for the same thing");
+        *place = field.key == "Description" ? WithEmptyLines(field.value) : field.value;
+    }
 }
 
 Product ParseProduct(const Stanza& stanza, const std::string& path)

@@ -24,10 +24,6 @@ struct Product {
     std::string category;
     std::string package;
     std::string description;
-    std::string version;
-    long size = 0; // of the archive, in bytes; 0: not known
-    std::string homepage;
-    std::vector<std::string> depends; // the names of packages
     std::vector<Program> programs;
 };
 

@@ -122,3 +122,10 @@ std::vector<Stanza> ParseStanzas(const std::string& text, const std::string& pat
         stanzas.push_back(std::move(stanza));
     return stanzas;
 }
+
+std::string Continued(std::string value)
+{
+    for (auto at = value.find('\n'); at != std::string::npos; at = value.find('\n', at + 1))
+        value.insert(at + 1, " ");
+    return value;
+}

@@ -58,3 +58,6 @@ std::vector<Stanza> ParseStanzas(const std::string& text, const std::string& pat
 
 // The value of a field that must be there and not be empty.
 const std::string& Required(const Stanza& stanza, const std::string& key, const std::string& path);
+
+// A value, of several lines maybe, as it is written behind its key.
+std::string Continued(std::string value);

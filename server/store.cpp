@@ -47,25 +47,31 @@ void Store::check()
     products();
     sources();
     updates();
-    repositories();
+    for (const auto& [name, index] : repositories())
+        archivesOf(name);
 }
 
-Store::RepositoryFiles::RepositoryFiles(const std::string& pool, const std::string& name)
-    : index(pool, name + "/Packages", ParsePackageIndex),
-      location(pool, name + "/Location", ParseLocation)
+std::map<std::string, std::shared_ptr<const PackageIndex>> Store::repositories()
 {
-}
-
-std::map<std::string, Repository> Store::repositories()
-{
-    std::map<std::string, Repository> result;
+    std::map<std::string, std::shared_ptr<const PackageIndex>> result;
     const std::vector<std::string> names = RepositoryNames(m_pool);
     const std::lock_guard<std::mutex> lock(m_mutex);
     for (const std::string& name : names) {
-        auto& files = m_repositories[name];
-        if (!files)
-            files = std::make_unique<RepositoryFiles>(m_pool, name);
-        result[name] = { files->index.get(), *files->location.getIfThere() };
+        auto& index = m_indexes[name];
+        if (!index)
+            index = std::make_unique<CachedFile<PackageIndex>>(m_pool, name + "/Packages",
+                                                               ParsePackageIndex);
+        result[name] = index->get();
     }
     return result;
+}
+
+std::string Store::archivesOf(const std::string& repository)
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    auto& location = m_locations[repository];
+    if (!location)
+        location = std::make_unique<CachedFile<std::string>>(m_pool, repository + "/Location",
+                                                             ParseLocation);
+    return *location->getIfThere();
 }

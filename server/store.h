@@ -31,11 +31,6 @@
 // The names a repository's folder may have: they stand in URLs.
 bool IsRepositoryName(const std::string& name);
 
-struct Repository {
-    std::shared_ptr<const PackageIndex> index;
-    std::string archives; // the address they are kept at; empty: in this pool
-};
-
 class Store
 {
 public:
@@ -50,7 +45,11 @@ public:
     std::shared_ptr<const Updates> updates() { return m_updates.getIfThere(); }
 
     // The repositories by the names of their folders: those that have an index.
-    std::map<std::string, Repository> repositories();
+    std::map<std::string, std::shared_ptr<const PackageIndex>> repositories();
+
+    // The address that the archives of a repository are kept at; empty where
+    // they are in this pool.
+    std::string archivesOf(const std::string& repository);
 
     const std::string& folder() const { return m_folder; }
     const std::string& poolFolder() const { return m_pool; }
@@ -61,12 +60,7 @@ private:
     CachedFile<Products> m_products;
     CachedFile<std::vector<SourcesList>> m_sources;
     CachedFile<Updates> m_updates;
-
-    struct RepositoryFiles {
-        RepositoryFiles(const std::string& pool, const std::string& name);
-        CachedFile<PackageIndex> index;
-        CachedFile<std::string> location;
-    };
-    std::mutex m_mutex; // for the map, not for what is in it
-    std::map<std::string, std::unique_ptr<RepositoryFiles>> m_repositories;
+    std::mutex m_mutex; // for the maps, not for what is in them
+    std::map<std::string, std::unique_ptr<CachedFile<PackageIndex>>> m_indexes;
+    std::map<std::string, std::unique_ptr<CachedFile<std::string>>> m_locations;
 };

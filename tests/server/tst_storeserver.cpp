@@ -206,14 +206,6 @@ private slots:
         row("serial zero", p, QByteArray(product).replace("7", "0"),
             "/products:1: a serial number is");
         row("two serials", p, product + "Serial: 8\n", "/products:6: a second Serial");
-        row("size of letters", p, product + "Size: big\n", "/products:6: a size is a number");
-        row("size too large", p, product + "Size: 2147483648\n", "/products:6: a size is");
-        row("negative size", p, product + "Size: -1\n", "/products:6: a size is");
-        row("two sizes", p, product + "Size: 1\nSize: 2\n", "/products:7: a second Size");
-        row("two lists of dependencies", p, product + "Depends: a\nDepends: b\n",
-            "/products:7: a second Depends");
-        row("two versions", p, product + "Version: 1\nVersion: 2\n",
-            "/products:7: a second Version");
         row("the same serial", p, product + '\n' + product,
             "/products:7: the serial number 7 belongs");
         row("unknown field", p, product + "Prize: 1\n",
