@@ -4,6 +4,7 @@
 #include "request/capistatus.h"
 
 #include "request/capi.h"
+#include "request/replydocument.h"
 #include "request/transfer.h"
 #include "util/desktop.h"
 #include "util/output.h"
@@ -11,6 +12,7 @@
 #include <KIO/Job>
 #include <KIO/TransferJob>
 #include <QUrl>
+#include <algorithm>
 
 std::set<CAPIStatus*> CAPIStatus::m_running;
 
@@ -30,7 +32,15 @@ bool CAPIStatus::Execute()
         m_running.insert(this);
         connect(pJob, &KJob::result, this,
                 [this](KJob* pEnded) { onDownloadComplete(static_cast<KIO::Job*>(pEnded)); });
-        WatchForSilence(pJob, this, [this](int, const QString&) { GiveUp(); });
+        connect(pJob, &KIO::TransferJob::data, this,
+                [this, left = MaxReplySize()](KIO::Job*, const QByteArray& arData) mutable {
+                    // An answer without an end is an answer.
+                    const auto size = std::uint64_t(arData.size());
+                    if (size > left)
+                        End(false);
+                    left -= std::min(left, size);
+                });
+        WatchForSilence(pJob, this, [this](int, const QString&) { End(true); });
         while (!m_bDone)
             ProcessMessages();
     }
@@ -47,18 +57,18 @@ void CAPIStatus::onDownloadComplete(KIO::Job* pJob)
     m_bDone = true;
 }
 
-void CAPIStatus::GiveUp()
+void CAPIStatus::End(bool bError)
 {
     if (m_bDone)
         return;
     if (m_pJob)
         m_pJob->kill(KJob::Quietly);
-    m_bError = true;
+    m_bError = bError;
     m_bDone = true;
 }
 
 void CAPIStatus::AbortTransfers()
 {
     for (CAPIStatus* pStatus : m_running)
-        pStatus->GiveUp();
+        pStatus->End(true);
 }

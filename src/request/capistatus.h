@@ -47,7 +47,7 @@ public slots:
     void onDownloadComplete(KIO::Job* pJob);
 
 private:
-    void GiveUp();
+    void End(bool bError);
 
     static std::set<CAPIStatus*> m_running;
 

@@ -141,6 +141,26 @@ private slots:
         QCOMPARE(m_line, QStringLiteral("In CAPIStatus: Error"));
     }
 
+    void answerWithoutAnEndIsAnAnswer()
+    {
+        Setting("max reply size", "1000000");
+        m_server.answer("/api", [](QTcpSocket* socket, const QByteArray&) {
+            socket->write("HTTP/1.1 200 OK\r\nConnection: close\r\n\r\n");
+            const QByteArray block(64 * 1024, 'x');
+            const auto more = [socket, block] {
+                if (socket->bytesToWrite() < block.size())
+                    socket->write(block);
+            };
+            connect(socket, &QTcpSocket::bytesWritten, socket, more);
+            more();
+        });
+        const bool reached = check();
+        Setting("max reply size", "0");
+        QVERIFY(reached);
+        QVERIFY(m_gone);
+        QCOMPARE(m_line, QStringLiteral("In CAPIStatus: No Error"));
+    }
+
     void abortedCheckIsAnError()
     {
         m_server.answer("/api", [](QTcpSocket*, const QByteArray&) { CAPI::AbortTransfers(); });
