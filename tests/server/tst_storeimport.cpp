@@ -780,8 +780,11 @@ private slots:
             if (index.isEmpty() && file.isReadable() && file.size() > 0)
                 index = file.filePath();
         }
-        if (index.isEmpty())
-            QSKIP("apt has fetched no index on this machine");
+        if (index.isEmpty()) {
+            // Not by the macro, whose empty arguments clang does not like.
+            QTest::qSkip("apt has fetched no index on this machine", __FILE__, __LINE__);
+            return;
+        }
         QProcess import;
         import.start(QStringLiteral(STORESERVER_PROGRAM),
                      { QStringLiteral("import"), index, path("store") });
