@@ -23,9 +23,15 @@ Commands:
   install --package NAME...  install packages by name
   remove NAME...             remove packages
   update-sources             fetch the store's lists of package sources
+  os-update                  bring the system's packages up to date
+  status                     tell whether the store can be reached
+  register                   tell the store which system builder this machine
+                             comes from
 
 Options:
   -y, --yes        do not ask before downloading or removing
+      --json       os-update, status, register: tell the result as one line of
+                   JSON; nothing is asked then, so os-update needs --yes
   -v, --verbose    show the lines of the library and of the package tools
       --dialogs    show the library's dialogs on the display
       --pictures DIR  write a PNG picture of each dialog to DIR
@@ -42,6 +48,7 @@ struct CommandLine {
     InstallOptions install;
     bool verbose = false;
     bool dialogs = false;
+    bool json = false;
     bool help = false;
     bool version = false;
 };
@@ -62,6 +69,8 @@ QString Parse(const QStringList& words, CommandLine& line)
             line.verbose = true;
         else if (word == QLatin1String("--dialogs"))
             line.dialogs = true;
+        else if (word == QLatin1String("--json"))
+            line.json = true;
         else if (word == QLatin1String("--package"))
             line.install.byPackage = true;
         else if (word == QLatin1String("--help"))
@@ -78,26 +87,40 @@ QString Parse(const QStringList& words, CommandLine& line)
     return QString();
 }
 
+// Whether the options go with the command.
+QString CheckOptions(const CommandLine& line)
+{
+    static const QStringList withJson{ QStringLiteral("os-update"), QStringLiteral("status"),
+                                       QStringLiteral("register") };
+    if (line.install.byPackage && line.command != QLatin1String("install"))
+        return QStringLiteral("--package goes with install");
+    if (line.json && !withJson.contains(line.command))
+        return QStringLiteral("--json goes with ") + withJson.join(QStringLiteral(", "));
+    if (line.json && line.command == withJson.first() && !line.install.yes)
+        return QStringLiteral("os-update --json asks nothing, so it needs --yes");
+    return QString();
+}
+
 // Whether the command and its arguments go together.
 QString Check(const CommandLine& line)
 {
+    static const QStringList alone{ QStringLiteral("update-sources"), QStringLiteral("os-update"),
+                                    QStringLiteral("status"), QStringLiteral("register") };
     if (line.command.isEmpty())
         return QStringLiteral("no command");
     const bool install = line.command == QLatin1String("install");
     const bool remove = line.command == QLatin1String("remove");
-    if (!install && !remove && line.command != QLatin1String("update-sources"))
+    if (!install && !remove && !alone.contains(line.command))
         return QStringLiteral("unknown command: %1").arg(line.command);
-    if (line.install.byPackage && !install)
-        return QStringLiteral("--package goes with install");
     if ((install || remove) == line.arguments.isEmpty())
         return line.arguments.isEmpty() ? QStringLiteral("%1 what?").arg(line.command)
-                                        : QStringLiteral("update-sources takes no arguments");
+                                        : QStringLiteral("%1 takes no arguments").arg(line.command);
     for (const QString& argument : line.arguments) {
         bool number = false;
         if (install && !line.install.byPackage && (argument.toLong(&number) <= 0 || !number))
             return QStringLiteral("not a serial number: %1").arg(argument);
     }
-    return QString();
+    return CheckOptions(line);
 }
 
 // What Qt has to say is for the log, where the library's own lines go.
@@ -118,6 +141,12 @@ int RunCommand(const CommandLine& line)
         status = InstallCommand(display, boxes, line.arguments, line.install);
     else if (line.command == QLatin1String("remove"))
         status = RemoveCommand(display, line.arguments, line.install.yes);
+    else if (line.command == QLatin1String("os-update"))
+        status = OSUpdateCommand(display, boxes, { line.install.yes, line.json });
+    else if (line.command == QLatin1String("status"))
+        status = StatusCommand(display, line.json);
+    else if (line.command == QLatin1String("register"))
+        status = RegisterCommand(display, line.json);
     else
         status = UpdateSourcesCommand(display, boxes);
     if (status == ExitInterrupted)
