@@ -240,7 +240,7 @@ char* CNote::ReadNote(std::int32_t offset)
     if (!ReadBlockHeader(heap, offset, &header) || header.status != blockInUse
         || header.length > longestNoteBlock)
         return nullptr;
-    const std::int32_t length = header.length - blockHeaderLength - header.slack;
+    const auto length = std::int32_t(std::max(TextLength(header), std::int64_t(-1)));
     if (length < 0 || EndOf(offset, header) > heap.Size())
         return nullptr;
     auto* const text = static_cast<char*>(std::calloc(std::size_t(length) + 10, 1));
@@ -260,7 +260,7 @@ std::int32_t CNote::NoteLength(std::int32_t offset)
     // Free blocks may have grown together to any length.
     const bool mayBe = header.status == blockFree || header.length <= longestNoteBlock;
     const bool sound = mayBe && EndOf(offset, header) <= heap.Size();
-    return sound ? std::max(header.length - header.slack - blockHeaderLength, 0) : 0;
+    return sound ? std::int32_t(std::max(TextLength(header), std::int64_t(0))) : 0;
 }
 
 // Adds the block behind to this one if it is free.

@@ -5,6 +5,7 @@
 
 #include "store/bytes.h"
 
+#include <algorithm>
 #include <unordered_set>
 
 namespace
@@ -108,7 +109,9 @@ bool WriteBlockHeader(OpenStoreFile& heap, std::int64_t offset, const BlockHeade
 
 bool IsSoundBlock(const BlockHeader& header, std::int64_t offset, std::int64_t fileSize)
 {
-    if (header.reserved != 0 || header.slack > mostSlack || EndOf(offset, header) > fileSize)
+    // Offsets have 31 bits, whatever the size of the file.
+    const std::int64_t end = std::min(fileSize, std::int64_t(INT32_MAX));
+    if (header.reserved != 0 || header.slack > mostSlack || EndOf(offset, header) > end)
         return false;
     if (header.status == blockInUse)
         return header.length >= blockHeaderLength + header.slack

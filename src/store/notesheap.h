@@ -40,6 +40,12 @@ inline std::int64_t EndOf(std::int64_t offset, const BlockHeader& header)
     return offset + header.length;
 }
 
+// Bytes of a block's text; below 0 only in a damaged header.
+inline std::int64_t TextLength(const BlockHeader& header)
+{
+    return std::int64_t(header.length) - blockHeaderLength - header.slack;
+}
+
 // Whether a block like this can stand at an offset of a heap.
 bool IsSoundBlock(const BlockHeader& header, std::int64_t offset, std::int64_t fileSize);
 

@@ -113,6 +113,7 @@ private slots:
     void damagedHeadersGiveNoText_data();
     void damagedHeadersGiveNoText();
     void saveRefusesAListedBlockThatIsNotFree();
+    void blocksBeyondTheLastOffsetAreDamage();
     void filesThatAreGone();
 
     // ---- reindexing ----
@@ -689,6 +690,7 @@ void TestNotes::damagedHeadersGiveNoText()
         QVERIFY(QFile::resize(HeapPath(), 300000));
     const QByteArray before = Heap();
     QVERIFY(!IsThere(0));
+    QVERIFY(m_notes->NoteLength(0) >= 0);
     QCOMPARE(m_notes->DeleteNote(0), -1);
     QVERIFY(!Check().empty());
     QVERIFY(!m_notes->Reindex());
@@ -708,6 +710,20 @@ void TestNotes::saveRefusesAListedBlockThatIsNotFree()
         QCOMPARE(Heap(), before);
         QCOMPARE(Listed(), std::string("50@0"));
     }
+}
+
+// A heap larger than any that the store writes, mostly a hole.
+void TestNotes::blocksBeyondTheLastOffsetAreDamage()
+{
+    Save(50);
+    WriteHeap(58, Header(1, 0, INT32_MAX));
+    QVERIFY(QFile::resize(HeapPath(), 58 + qint64(INT32_MAX)));
+    QVERIFY(!Check().empty());
+    QVERIFY(!m_notes->Reindex());
+    QCOMPARE(m_notes->DeleteNote(0), 0);
+    QCOMPARE(m_notes->NoteLength(0), 50);
+    QCOMPARE(Save(100), -1);
+    QCOMPARE(Save(50), 0);
 }
 
 void TestNotes::filesThatAreGone()
