@@ -99,6 +99,7 @@ private slots:
     void sevenBeforeABlockFreedLater();
     void sevenAtTheEndOfTheFile();
     void sevenBeforeAFreeBlock();
+    void sevenBeforeALongFreeBlock();
     void sevenIsMergedWithTheBlockBefore();
 
     // ---- reading ----
@@ -591,6 +592,30 @@ void TestNotes::sevenBeforeAFreeBlock()
     QVERIFY(m_notes->Reindex());
     QCOMPARE(Check(), Findings());
     QCOMPARE(Save(50), 237);
+}
+
+// What was freed piece by piece may be longer than any note, and then looks
+// like a note that is too long. The way through the heap goes on behind it.
+void TestNotes::sevenBeforeALongFreeBlock()
+{
+    Save(100);
+    Save(400000);
+    const std::int32_t third = Save(400000);
+    const std::int32_t fourth = Save(50);
+    const std::int32_t last = Save("last");
+    m_notes->DeleteNote(0);
+    m_notes->DeleteNote(third);
+    m_notes->DeleteNote(108);
+    QCOMPARE(Save(93), 0);
+    m_notes->DeleteNote(fourth);
+    QCOMPARE(Check().size(), std::size_t(2));
+    QVERIFY(!IsThere(108));
+    QCOMPARE(m_notes->DeleteNote(108), -1);
+    QVERIFY(m_notes->Reindex());
+    QCOMPARE(Listed(), "-1@101 50@" + std::to_string(fourth));
+    QCOMPARE(Save(50), fourth);
+    QCOMPARE(Read(last), QByteArray("last"));
+    QCOMPARE(Check().size(), std::size_t(1));
 }
 
 void TestNotes::sevenIsMergedWithTheBlockBefore()
