@@ -66,7 +66,8 @@ private slots:
     void createEmptiesBothFiles();
     void openFailsWithoutAFolder();
     void openFailsForALongName();
-    void openFailsForADamagedIndex();
+    void openFailsWhereTheIndexIsNoFile();
+    void openMakesAHalfMadeIndexAnew();
     void newFilesAreOpenToAll();
     void closedStoreRefusesChanges();
 
@@ -230,12 +231,30 @@ void TestNotes::openFailsForALongName()
     QVERIFY(!m_notes->Open(name.substr(0, PATH_MAX - 4).c_str()));
 }
 
-void TestNotes::openFailsForADamagedIndex()
+void TestNotes::openFailsWhereTheIndexIsNoFile()
 {
     m_notes->Close();
-    QFile index(m_folder->filePath("notes.k1"));
-    QVERIFY(index.resize(100));
+    QVERIFY(QFile::remove(m_folder->filePath("notes.k1")));
+    QVERIFY(QDir(m_folder->path()).mkdir("notes.k1"));
     QVERIFY(!m_notes->Open(Name().c_str()));
+    QCOMPARE(Save("one"), -1);
+}
+
+// A process that ends while it lists the free blocks anew leaves such a one.
+void TestNotes::openMakesAHalfMadeIndexAnew()
+{
+    Save(50);
+    Save("last");
+    m_notes->DeleteNote(0);
+    for (const int size : { 0, 100, 907 }) {
+        m_notes->Close();
+        QVERIFY(QFile::resize(m_folder->filePath("notes.k1"), size));
+        QVERIFY(m_notes->Open(Name().c_str()));
+        QCOMPARE(Listed(), std::string("50@0"));
+        QCOMPARE(Check(), Findings());
+    }
+    QCOMPARE(Save(50), 0);
+    QCOMPARE(Read(58), QByteArray("last"));
 }
 
 void TestNotes::newFilesAreOpenToAll()
