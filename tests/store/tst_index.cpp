@@ -173,6 +173,7 @@ private slots:
     void openCountSharesAHandle();
     void closingIsNoFailureAfterAnEarlierOne();
     void closingReportsWhatWasNotWritten();
+    void closingTriesOnceMore();
     void halfWrittenChangeIsFinishedFirst_data();
     void halfWrittenChangeIsFinishedFirst();
     void keyLengthsOutsideTheLimitsAreRefused();
@@ -624,6 +625,22 @@ void TestIndex::closingReportsWhatWasNotWritten()
     QCOMPARE(Call(FindKey, index, Key(60)).result, 0);
     QCOMPARE(CloseIndex(index.release()), -1);
     QCOMPARE(taerror, 3);
+}
+
+void TestIndex::closingTriesOnceMore()
+{
+    for (int k = 0; k < 4; ++k) {
+        Index index = Make();
+        AddAll(index, 1, 60);
+        {
+            FailingFiles files(Fault::ShortWrite, k, false);
+            const UsedStoreFiles used(&files);
+            QCOMPARE(CloseIndex(index.release()), 0);
+        }
+        std::vector<IndexEntry> entries;
+        QCOMPARE(CheckIndex(Path(), 12, false, &entries), Findings());
+        QCOMPARE(entries.size(), std::size_t(60));
+    }
 }
 
 void TestIndex::halfWrittenChangeIsFinishedFirst_data()
