@@ -10,6 +10,7 @@
 #include "store/cnote.h"
 #include "store/indexfile.h"
 #include "store/storecheck.h"
+#include "tests/store/storetest.h"
 
 #include <QtTest>
 
@@ -332,7 +333,7 @@ public:
             QVERIFY(gone.count(entry.record) == 0);
     }
 
-private:
+protected:
     static constexpr std::int16_t keyLength = 12;
 
     struct Key {
@@ -390,6 +391,35 @@ private:
     const bool m_flushing;
     IndexFile* m_index = nullptr;
     std::vector<std::uint32_t> m_touched; // since it was opened
+};
+
+// The same tree, where items come and go at random in bursts that fill and empty
+// a few leaves.
+class RandomIndexScenario : public IndexScenario
+{
+public:
+    RandomIndexScenario(std::string path, bool flushing, std::uint64_t seed)
+        : IndexScenario(std::move(path), flushing), m_random(seed)
+    {
+    }
+
+    void Run() override
+    {
+        if (!Open())
+            return;
+        for (int burst = 0; burst < 4; ++burst) {
+            const std::uint32_t from = m_random.Below(13000);
+            const bool adds = m_random.Below(2) == 0;
+            for (int i = 0; i < 40; ++i) {
+                const std::uint32_t number = from + m_random.Below(500);
+                adds ? Add(number) : Delete(number / 10 * 10);
+            }
+        }
+        Close();
+    }
+
+private:
+    Random m_random;
 };
 
 // ---- notes ----
