@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-#include "store/indexfile.h"
+#include "store/indexchange.h"
 #include "store/pagecache.h"
 
 #include <cstdlib>
@@ -103,10 +103,8 @@ Lookup tafindkey(IndexFile* index, std::uint32_t* record, const char* key)
 // What every lookup begins with.
 int BeginLookup(IndexFile* index, char* key)
 {
-    SetError(taNoError);
     taxkey(key, index->keyLength);
-    index->current = index->dataFile;
-    return index->dataFile->flushing || MULTIUSER != 0 ? TaOpenIndex(index) : 0;
+    return BeginAtTheFile(index);
 }
 
 } // namespace

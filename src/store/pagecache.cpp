@@ -277,14 +277,23 @@ std::vector<CachedPage*> ChangedPages(const IndexFile* index)
     return changed;
 }
 
+bool HasMovedRoot(const IndexFile* index)
+{
+    return index->dataFile->header.rootPage != std::int32_t(index->rootPage);
+}
+
 int WriteMovedRoot(IndexFile* index)
 {
     DataFile* const file = index->dataFile;
-    if (!file->flushing || file->header.rootPage == std::int32_t(index->rootPage))
+    if (!file->flushing || !HasMovedRoot(index))
         return 0;
+    const std::int32_t before = file->header.rootPage;
     file->header.rootPage = std::int32_t(index->rootPage);
     TaCloseFile(file);
-    return taerror == taNoError ? 0 : -1;
+    if (taerror == taNoError)
+        return 0;
+    file->header.rootPage = before;
+    return -1;
 }
 
 } // namespace
@@ -391,6 +400,11 @@ int tareturnpage(IndexPage* page)
     const std::uint32_t number = returned->number;
     Remove(returned);
     return DeleteRec(file, number);
+}
+
+bool HasChanges(const IndexFile* index)
+{
+    return HasMovedRoot(index) || !ChangedPages(index).empty();
 }
 
 int WriteBackPages(IndexFile* index)

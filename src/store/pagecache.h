@@ -47,6 +47,9 @@ void SetRootPage(IndexFile* index, std::uint32_t number);
 // Frees the page's record and its buffer.
 int tareturnpage(IndexPage* page);
 
+// Whether an index has pages in memory, or a root, that its file does not have.
+bool HasChanges(const IndexFile* index);
+
 // Writes an index's changed pages. With flushing on, the header too where the
 // root moved.
 int WriteBackPages(IndexFile* index);

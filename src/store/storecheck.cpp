@@ -321,6 +321,10 @@ Findings CheckNotes(const std::string& name)
     const BlockChain chain = WalkBlocks(heap);
     if (!chain.whole)
         report.Add("there is no sound block at offset " + Number(chain.end));
+    for (const Block& block : chain.blocks)
+        if (IsTooLong(block.header))
+            report.Add("the block at offset " + Number(block.offset) + " has "
+                       + Number(block.header.length) + " bytes, more than a note may have");
     std::vector<IndexEntry> entries;
     report.AddAll(CheckIndex(name + ".k1", freeKeyLength, true, &entries));
     FreeList listed;
