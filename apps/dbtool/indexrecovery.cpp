@@ -11,20 +11,36 @@
 namespace
 {
 
+bool IsZero(const std::uint8_t* begin, const std::uint8_t* end)
+{
+    return std::all_of(begin, end, [](std::uint8_t byte) { return byte == 0; });
+}
+
 // Deleted pages and fresh ones have nothing behind their first word.
 bool IsEmpty(const std::uint8_t* bytes, int length)
 {
-    return std::all_of(bytes + 4, bytes + length, [](std::uint8_t byte) { return byte == 0; });
+    return IsZero(bytes + 4, bytes + length);
+}
+
+int Stride(int keyLength)
+{
+    return keyLength == longestKey ? int(sizeof(IndexItem)) : keyLength + 9;
+}
+
+// A page with too few items and something behind them once had more of them.
+bool HasLostItems(const std::uint8_t* bytes, int keyLength)
+{
+    return bytes[0] < pageOrder
+        && !IsZero(bytes + 8 + bytes[0] * Stride(keyLength), bytes + PackedLength(keyLength));
 }
 
 // Turns a page into a leaf, so that its items can be read where its children
 // make no sense.
 void ClearChildren(std::vector<std::uint8_t>* page, int keyLength)
 {
-    const int stride = keyLength == longestKey ? int(sizeof(IndexItem)) : keyLength + 9;
     PutUint32(page->data() + 4, 0);
     for (int i = 0; i < pageItems; ++i)
-        PutUint32(page->data() + 8 + i * stride + 4, 0);
+        PutUint32(page->data() + 8 + i * Stride(keyLength) + 4, 0);
 }
 
 } // namespace
@@ -39,8 +55,10 @@ IndexRecovery::Content IndexRecovery::ReadPage(std::uint32_t number, IndexPage* 
 {
     const std::uint8_t* const bytes = m_pages.Read(number);
     const int length = PackedLength(m_keyLength);
-    if (!bytes || IsEmpty(bytes, length) || bytes[0] == 0)
+    if (!bytes || IsEmpty(bytes, length) || bytes[0] == 0 || bytes[0] > pageItems)
         return Content::Nothing;
+    if (HasLostItems(bytes, m_keyLength))
+        m_short.insert(number);
     if (UnpackPage(bytes, m_keyLength, m_pages.count(), page))
         return Content::Whole;
     std::vector<std::uint8_t> leaf(bytes, bytes + length);
@@ -57,9 +75,12 @@ bool IndexRecovery::IsEmptyPage(std::uint32_t number)
 
 void IndexRecovery::TakeItems(const IndexPage& page)
 {
-    for (int i = 1; i <= page.count; ++i)
-        if (m_taken.emplace(page.items[i].key, page.items[i].record).second)
-            m_entries.push_back({ page.items[i].key, page.items[i].record });
+    for (int i = 1; i <= page.count; ++i) {
+        const IndexItem& item = page.items[i];
+        const bool isUnused = item.record == 0 && item.key[0] == 0;
+        if (!isUnused && m_taken.emplace(item.key, item.record).second)
+            m_entries.push_back({ item.key, item.record });
+    }
 }
 
 void IndexRecovery::Follow(std::uint32_t number, int level)
@@ -70,7 +91,7 @@ void IndexRecovery::Follow(std::uint32_t number, int level)
     }
     IndexPage page;
     const Content content = ReadPage(number, &page);
-    if (content != Content::Whole)
+    if (content != Content::Whole || m_short.count(number) > 0)
         m_treeIsWhole = false;
     if (content == Content::Nothing)
         return;
@@ -157,9 +178,16 @@ void IndexRecovery::TakeOtherPages()
             continue;
         }
         if (!IsEmptyPage(number))
-            m_unreadable.push_back("page " + Number(number) + " cannot be read; it may hold up to "
-                                   + Number(pageItems) + " items");
+            m_losses.push_back("page " + Number(number) + " cannot be read; it may hold up to "
+                               + Number(pageItems) + " items");
     }
+}
+
+void IndexRecovery::TellShortPages()
+{
+    for (const std::uint32_t number : m_short)
+        m_losses.push_back("page " + Number(number)
+                           + " has fewer items than it must have, and seems to have lost some");
 }
 
 bool IndexRecovery::IsCutOff(std::string* why)
@@ -183,8 +211,9 @@ RecoveredIndex IndexRecovery::Run()
     if (top != 0 && FollowFrom(top))
         return { std::move(m_entries), true, {} };
     TakeOtherPages();
+    TellShortPages();
     std::string why;
     if (IsCutOff(&why))
-        m_unreadable.push_back(why);
-    return { std::move(m_entries), false, std::move(m_unreadable) };
+        m_losses.push_back(why);
+    return { std::move(m_entries), false, std::move(m_losses) };
 }

@@ -44,6 +44,7 @@ private:
     void Follow(std::uint32_t number, int level);
     void TakeItems(const IndexPage& page);
     void TakeOtherPages();
+    void TellShortPages();
     bool IsEverythingTaken();
     std::uint32_t OnlyTop();
     bool IsCutOff(std::string* why);
@@ -56,7 +57,8 @@ private:
     std::vector<bool> m_isVisited;
     std::vector<IndexEntry> m_entries;
     std::set<std::pair<std::string, std::uint32_t>> m_taken;
-    Findings m_unreadable;
+    std::set<std::uint32_t> m_short;
+    Findings m_losses;
     bool m_treeIsWhole = true;
     int m_levels = 0;
     std::int64_t m_pagesInTree = 0;
