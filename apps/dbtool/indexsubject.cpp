@@ -90,10 +90,18 @@ int IndexSubject::Info()
     return PrintCondition(findings);
 }
 
+// Of a damaged index what repair would find in its pages.
 int IndexSubject::Dump()
 {
     std::vector<IndexEntry> entries;
     const Findings findings = FindAll(&entries);
+    if (!findings.empty()) {
+        RecordReader pages(m_options.path, PackedLength(m_keyLength));
+        entries = IndexRecovery(pages, m_keyLength).Run().entries;
+        std::sort(entries.begin(), entries.end(), [](const IndexEntry& a, const IndexEntry& b) {
+            return tacompkeys(a.key.c_str(), b.key.c_str(), a.record, b.record, 1) < 0;
+        });
+    }
     for (const IndexEntry& entry : entries)
         std::printf("%s\t%u\n", Escaped(entry.key).c_str(), entry.record);
     return ComplainOfFindings(m_options.path, findings);
