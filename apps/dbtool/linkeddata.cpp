@@ -59,19 +59,21 @@ bool LinkedData::HasKey(const IndexEntry& entry)
 Findings LinkedData::Compare(const std::vector<IndexEntry>& entries)
 {
     Findings findings;
-    std::vector<int> items(std::max(count(), 1u));
+    std::vector<bool> hasKey(std::max(count(), 1u));
     for (const IndexEntry& entry : entries) {
         const std::string way
             = "the key " + Escaped(entry.key) + " leads to record " + Number(entry.record);
         if (!IsLive(entry.record))
             findings.push_back(way + ", which is not a live one");
-        else if (++items[entry.record] > 1)
+        else if (hasKey[entry.record])
             findings.push_back(way + ", to which another one leads already");
         else if (!HasKey(entry))
             findings.push_back(way + ", whose key is " + Escaped(KeyOf(entry.record)));
+        if (IsLive(entry.record))
+            hasKey[entry.record] = true;
     }
     for (std::uint32_t number = 1; number < count(); ++number)
-        if (items[number] == 0 && IsLive(number))
+        if (!hasKey[number] && IsLive(number))
             findings.push_back("no key leads to record " + Number(number));
     if (findings.size() > mostFindings)
         findings.resize(mostFindings);

@@ -23,6 +23,7 @@ NewFile::NewFile(const std::string& name, const std::string& ending)
     if (descriptor < 0)
         throw Trouble::Because("cannot make " + m_name);
     ::close(descriptor);
+    errno = 0; // what it holds is no reason for anything
 }
 
 NewFile::~NewFile()

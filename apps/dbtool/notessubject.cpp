@@ -30,6 +30,9 @@ public:
         : m_options(options), m_heapPath(options.path + ".fil"), m_listPath(options.path + ".k1")
     {
         RequireFile(m_heapPath);
+        // What is not there can be made anew.
+        if (DoesFileExist(0, m_listPath.c_str()))
+            RequireFile(m_listPath);
     }
 
     int Info() override;
@@ -228,8 +231,9 @@ int NotesSubject::Repair()
         report.missing.push_back("the row of blocks breaks off at offset " + Number(chain.end)
                                  + ": all bytes are there, but free blocks from there on are "
                                    "not listed");
-    else if (const Findings findings = CheckNotes(heapFile.base()); !findings.empty())
-        throw Trouble("the new files are not sound: " + findings.front());
+    else
+        for (const std::string& what : CheckNotes(heapFile.base()))
+            report.missing.push_back("in the new files " + what);
     return report.Finish(m_options.partial, { &heapFile, &listFile });
 }
 

@@ -11,7 +11,7 @@
 
 Trouble Trouble::Because(const std::string& what)
 {
-    return Trouble(what + ": " + std::strerror(errno));
+    return Trouble(errno == 0 ? what : what + ": " + std::strerror(errno));
 }
 
 std::string Count(std::int64_t number, const char* thing)

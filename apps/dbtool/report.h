@@ -18,7 +18,7 @@ class Trouble : public std::runtime_error
 {
 public:
     using std::runtime_error::runtime_error;
-    // With the reason in errno.
+    // With the reason in errno, if there is one.
     static Trouble Because(const std::string& what);
 };
 

@@ -75,6 +75,21 @@ protected:
         return bytes;
     }
 
+    // Writes up to `most` random bytes over some of a file. Returns where.
+    struct Hit {
+        int begin, end;
+        bool Touches(int from, int to) const { return begin < to && end > from; }
+    };
+    Hit PatchAtRandom(const QString& name, Random* random, int most) const
+    {
+        QByteArray junk(int(random->Below(most)) + 1, 0);
+        for (char& c : junk)
+            c = char(random->Below(256));
+        const int offset = int(random->Below(Bytes(name).size() - junk.size()));
+        Patch(name, offset, junk);
+        return { offset, offset + junk.size() };
+    }
+
     QStringList Files() const { return QDir(m_folder->path()).entryList(QDir::Files); }
 
     // A folder of its own for each test.

@@ -333,6 +333,9 @@ void TestDbtoolData::MissingRecordsAreToldAndNothingIsMade()
 {
     MakeSample("a.dat");
     SetBytes("a.dat", Bytes("a.dat").left(325));
+    const Result check = Run("check data @a.dat -r 40");
+    QCOMPARE(check.status, 1);
+    QCOMPARE(check.out, Path("a.dat") + ": the header counts 10 records, the file has only 8\n");
     const Result repair = Run("repair data @a.dat -r 40 -o @new.dat");
     QCOMPARE(repair.status, 1);
     QVERIFY(repair.out.contains("not restored: the header counts 10 records, the file has only 8"));
@@ -391,11 +394,7 @@ void TestDbtoolData::RandomDamageLosesNoOtherRecord()
     for (int round = 0; round < 60; ++round) {
         NewFolder();
         Records live = MakeSample("a.dat");
-        QByteArray junk(int(random.Below(50)) + 1, 0);
-        for (char& c : junk)
-            c = char(random.Below(256));
-        const int offset = int(random.Below(400 - junk.size()));
-        Patch("a.dat", offset, junk);
+        const Hit hit = PatchAtRandom("a.dat", &random, 50);
         const QByteArray before = Bytes("a.dat");
 
         const int status = Run("check data @a.dat -r 40").status;
@@ -408,7 +407,7 @@ void TestDbtoolData::RandomDamageLosesNoOtherRecord()
         const Records kept = LiveRecords("new.dat");
         for (const auto& [number, record] : live) {
             const int begin = int(number) * recordLength;
-            const bool isHit = offset < begin + recordLength && offset + junk.size() > begin;
+            const bool isHit = hit.Touches(begin, begin + recordLength);
             QVERIFY(isHit || kept.at(number) == record);
         }
     }

@@ -565,17 +565,13 @@ void TestDbtoolIndex::RandomDamageLosesNoOtherItem()
 {
     Random random = Random::Announced();
     int repaired = 0;
-    for (int round = 0; round < 80; ++round) {
+    for (int round = 0; round < 40; ++round) {
         NewFolder();
         const Items items = MakeSample(600);
-        const int size = Bytes("a.idx").size();
-        QByteArray junk(int(random.Below(8)) + 1, 0);
-        for (char& c : junk)
-            c = char(random.Below(256));
-        const int offset = int(random.Below(size - junk.size()));
-        const bool hitsCount
-            = offset % pageLength == 0 || offset % pageLength + junk.size() > pageLength;
-        Patch("a.idx", offset, junk);
+        const Hit hit = PatchAtRandom("a.idx", &random, 8);
+        // A page that says it has fewer items than it has may look sound.
+        const int page = hit.end / pageLength * pageLength;
+        const bool hitsCount = hit.Touches(page, page + 1);
         const QByteArray before = Bytes("a.idx");
 
         const int status = Run("check index @a.idx -k 12").status;
@@ -596,7 +592,7 @@ void TestDbtoolIndex::RandomDamageLosesNoOtherItem()
         QCOMPARE(Run("repair index @a.idx -k 12 -o @data.idx" + withField).status, 0);
         QCOMPARE(ItemsOf("data.idx"), items);
     }
-    QVERIFY(repaired > 20);
+    QVERIFY(repaired > 10);
 }
 
 QTEST_GUILESS_MAIN(TestDbtoolIndex)

@@ -11,6 +11,7 @@
 #include <cstring>
 #include <functional>
 #include <map>
+#include <sys/stat.h>
 
 namespace
 {
@@ -46,6 +47,7 @@ private slots:
     void ABreakIsToldAndNothingIsMade_data();
     void ABreakIsToldAndNothingIsMade();
     void AFreeBlockBeforeABreakIsNotHandedOut();
+    void AListThatIsNoFileEndsWithStatus2();
     void NothingIsMadeInPlaceOfAnotherFile();
     void RandomDamageLosesNoText();
 
@@ -378,6 +380,15 @@ void TestDbtoolNotes::AFreeBlockBeforeABreakIsNotHandedOut()
     CompareTexts("new", texts);
 }
 
+void TestDbtoolNotes::AListThatIsNoFileEndsWithStatus2()
+{
+    MakeSample();
+    QVERIFY(QFile::remove(Path("a.k1")));
+    QCOMPARE(::mkfifo(Native("a.k1").c_str(), 0600), 0);
+    for (const char* command : { "info", "dump", "check", "repair -o @new" })
+        QCOMPARE(Run(QString(command) + " notes @a").status, 2);
+}
+
 void TestDbtoolNotes::NothingIsMadeInPlaceOfAnotherFile()
 {
     MakeSample();
@@ -397,16 +408,11 @@ void TestDbtoolNotes::RandomDamageLosesNoText()
         NewFolder();
         Texts texts = MakeSample();
         const char* const name = random.Below(2) == 0 ? "a.fil" : "a.k1";
-        QByteArray junk(int(random.Below(12)) + 1, 0);
-        for (char& c : junk)
-            c = char(random.Below(256));
-        const int offset = int(random.Below(Bytes(name).size() - junk.size()));
-        Patch(name, offset, junk);
+        const Hit hit = PatchAtRandom(name, &random, 12);
         if (std::strcmp(name, "a.fil") == 0)
             for (auto at = texts.begin(); at != texts.end();) {
                 const int end = at->first + blockHeaderLength + int(at->second.size());
-                const bool isHit = offset < end && offset + junk.size() > at->first;
-                at = isHit ? texts.erase(at) : std::next(at);
+                at = hit.Touches(at->first, end) ? texts.erase(at) : std::next(at);
             }
 
         const int status = Run("check notes @a").status;
