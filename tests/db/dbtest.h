@@ -6,15 +6,16 @@
 
 #pragma once
 
+#include <QByteArray>
+#include <QDir>
+#include <QFile>
+#include <QtTest>
+
 #include "store/datafile.h"
 #include "store/indexfile.h"
 #include "tests/common/plainuser.h"
 #include "tests/store/storetest.h"
 
-#include <QByteArray>
-#include <QDir>
-#include <QFile>
-#include <QtTest>
 #include <functional>
 #include <string>
 #include <unistd.h>
