@@ -8,7 +8,6 @@
 #include "store/cnote.h"
 #include "store/indexfile.h"
 #include "util/number.h"
-#include "util/paths.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -55,13 +54,13 @@ CCatalogFile::~CCatalogFile() = default;
 
 void CCatalogFile::InitStaticMembers()
 {
-    const std::string folder = SystemPath(GetRootPath().toStdString());
-    CATALOGDFNAME = folder + ".VACatalog.fil";
-    CATALOGIDXNAME1 = folder + ".VACatalog.k1";
-    CATALOGIDXNAME2 = folder + ".VACatalog.k2";
-    CATALOGIDXNAME3 = folder + ".VACatalog.k3";
-    CATALOGIDXNAME4 = folder + ".VACatalog.k4";
-    CATALOGNOTES = folder + ".VACatalogNotes";
+    const auto path = [folder = CatalogFolder()](const char* name) { return folder + name; };
+    CATALOGDFNAME = path(Catalog::layout.fileName);
+    CATALOGIDXNAME1 = path(Catalog::layout.indexes[0].fileName);
+    CATALOGIDXNAME2 = path(Catalog::layout.indexes[1].fileName);
+    CATALOGIDXNAME3 = path(Catalog::layout.indexes[2].fileName);
+    CATALOGIDXNAME4 = path(Catalog::layout.indexes[3].fileName);
+    CATALOGNOTES = path(Catalog::notesName);
 }
 
 // ---- the files ----

@@ -6,7 +6,6 @@
 #include "db/dbfiles.h"
 #include "db/dblayouts.h"
 #include "store/datafile.h"
-#include "util/paths.h"
 
 #include <algorithm>
 #include <cstring>
@@ -82,10 +81,10 @@ CDependency::~CDependency() = default;
 
 void CDependency::InitStaticMembers()
 {
-    const std::string folder = SystemPath(GetRootPath().toStdString());
-    DEPENDENCYDFNAME = folder + ".VADepends.fil";
-    DEPENDENCYIDXNAME1 = folder + ".VADepends.k1";
-    DEPENDENCYIDXNAME2 = folder + ".VADepends.k2";
+    const auto path = [folder = CatalogFolder()](const char* name) { return folder + name; };
+    DEPENDENCYDFNAME = path(Dependency::layout.fileName);
+    DEPENDENCYIDXNAME1 = path(Dependency::layout.indexes[0].fileName);
+    DEPENDENCYIDXNAME2 = path(Dependency::layout.indexes[1].fileName);
 }
 
 bool CDependency::Open()

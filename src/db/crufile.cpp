@@ -8,7 +8,6 @@
 #include "store/datafile.h"
 #include "util/paths.h"
 
-#include <QDir>
 #include <QFile>
 #include <cstring>
 #include <vector>
@@ -42,13 +41,12 @@ CRUFile::~CRUFile() = default;
 
 void CRUFile::InitStaticMembers()
 {
-    const QString path = QDir::homePath() + QLatin1String("/.kde/share/apps/vantrelagent/");
-    CreateFolderTree(path);
-    const std::string folder = QFile::encodeName(path).toStdString();
-    RUDATAFILE = folder + ".rulist.fil";
-    RUDATAIDX1 = folder + ".rulist.k1";
-    RUDATAIDX2 = folder + ".rulist.k2";
-    RUDATAIDX3 = folder + ".rulist.k3";
+    const std::string folder = RecentFolder();
+    CreateFolderTree(QFile::decodeName(folder.c_str()));
+    RUDATAFILE = folder + Recent::layout.fileName;
+    RUDATAIDX1 = folder + Recent::layout.indexes[byTime].fileName;
+    RUDATAIDX2 = folder + Recent::layout.indexes[byDescription].fileName;
+    RUDATAIDX3 = folder + Recent::layout.indexes[bySerial].fileName;
 }
 
 bool CRUFile::IsOpen() const

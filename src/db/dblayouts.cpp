@@ -4,8 +4,11 @@
 #include "db/dblayouts.h"
 
 #include "store/indexpage.h"
+#include "util/paths.h"
 #include "util/text.h"
 
+#include <QDir>
+#include <QFile>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -25,6 +28,17 @@ void CopyText(const std::uint8_t* record, TextField field, char* key)
 }
 
 } // namespace
+
+std::string CatalogFolder()
+{
+    return SystemPath(GetRootPath().toStdString());
+}
+
+std::string RecentFolder()
+{
+    const QString folder = QDir::homePath() + QLatin1String("/.kde/share/apps/vantrelagent/");
+    return QFile::encodeName(folder).toStdString();
+}
 
 void FormatSerial(std::int32_t serial, char* text)
 {

@@ -8,14 +8,18 @@
 
 #include "db/dbrecord.h"
 
+#include <string>
+
 constexpr int mostIndexes = 4;
 
 struct IndexLayout {
+    const char* fileName;
     std::int16_t keyLength;
     bool allowDuplicates;
 };
 
 struct DbLayout {
+    const char* fileName; // of the data file
     std::int16_t recordLength;
     int indexCount;
     IndexLayout indexes[mostIndexes];
@@ -30,6 +34,11 @@ inline bool IsLive(const std::uint8_t* record)
     return GetInt32(record) == 0;
 }
 
+// Where the databases are, with a slash at the end: in the agent's data folder
+// and in the user's home.
+std::string CatalogFolder();
+std::string RecentFolder();
+
 // A serial number as 20 digits.
 void FormatSerial(std::int32_t serial, char* text);
 
@@ -37,7 +46,14 @@ void FormatSerial(std::int32_t serial, char* text);
 
 namespace Catalog
 {
-constexpr DbLayout layout{ 2012, 4, { { 110, true }, { 50, true }, { 50, false }, { 20, false } } };
+constexpr DbLayout layout{ ".VACatalog.fil",
+                           2012,
+                           4,
+                           { { ".VACatalog.k1", 110, true },
+                             { ".VACatalog.k2", 50, true },
+                             { ".VACatalog.k3", 50, false },
+                             { ".VACatalog.k4", 20, false } } };
+constexpr char notesName[] = ".VACatalogNotes";
 
 constexpr TextField category{ 4, 76 };
 constexpr TextField name{ 80, 51 };
@@ -79,7 +95,9 @@ void CutCategory(std::uint8_t* record);
 
 namespace Dependency
 {
-constexpr DbLayout layout{ 60, 2, { { 58, false }, { 58, false } } };
+constexpr DbLayout layout{
+    ".VADepends.fil", 60, 2, { { ".VADepends.k1", 58, false }, { ".VADepends.k2", 58, false } }
+};
 
 constexpr TextField name{ 4, 52 };
 constexpr int parent = 56; // the product's record in the catalog
@@ -98,7 +116,12 @@ long ParentOfKey(char* key);
 
 namespace Recent
 {
-constexpr DbLayout layout{ 792, 3, { { 72, false }, { 60, false }, { 20, false } } };
+constexpr DbLayout layout{
+    ".rulist.fil",
+    792,
+    3,
+    { { ".rulist.k1", 72, false }, { ".rulist.k2", 60, false }, { ".rulist.k3", 20, false } }
+};
 
 constexpr int serverSerialNumber = 8;
 constexpr TextField description{ 12, 61 };
