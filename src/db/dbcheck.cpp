@@ -12,6 +12,7 @@
 #include <fcntl.h>
 #include <functional>
 #include <map>
+#include <set>
 
 namespace
 {
@@ -169,6 +170,18 @@ template <std::size_t N> std::vector<TextField> NamedBy(TextField name, const Te
 // Which products have their description at which place.
 using Owners = std::multimap<std::int32_t, std::string>;
 
+// The offsets that a notes store lists as free: a free block can look as if it
+// were in use.
+std::set<std::int64_t> ListedAsFree(const std::string& notes)
+{
+    std::vector<IndexEntry> entries;
+    CheckIndex(notes + ".k1", freeKeyLength, true, &entries);
+    std::set<std::int64_t> offsets;
+    for (const IndexEntry& entry : entries)
+        offsets.insert(entry.record);
+    return offsets;
+}
+
 void CheckOwners(const std::string& folder, const Owners& owners, DbFindings* findings)
 {
     const std::string name = Catalog::notesName;
@@ -176,8 +189,9 @@ void CheckOwners(const std::string& folder, const Owners& owners, DbFindings* fi
     OpenStoreFile heap((folder + name + ".fil").c_str(), O_RDONLY, 0);
     if (!heap)
         return;
+    const std::set<std::int64_t> isFree = ListedAsFree(folder + name);
     for (const Block& block : WalkBlocks(heap).blocks) {
-        if (block.header.status != blockInUse)
+        if (block.header.status != blockInUse || isFree.count(block.offset) > 0)
             continue;
         const auto [first, last] = owners.equal_range(std::int32_t(block.offset));
         const std::string note = name + ": the note at offset " + std::to_string(block.offset);
