@@ -257,7 +257,9 @@ std::int32_t CNote::NoteLength(std::int32_t offset)
     BlockHeader header;
     if (offset < 0 || !heap || !ReadBlockHeader(heap, offset, &header))
         return 0;
-    const bool sound = header.length <= longestNoteBlock && EndOf(offset, header) <= heap.Size();
+    // Free blocks may have grown together to any length.
+    const bool mayBe = header.status == blockFree || header.length <= longestNoteBlock;
+    const bool sound = mayBe && EndOf(offset, header) <= heap.Size();
     return sound ? std::max(header.length - header.slack - blockHeaderLength, 0) : 0;
 }
 

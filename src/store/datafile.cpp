@@ -98,7 +98,8 @@ bool IsRegularFile(const char* path)
     return open && storeFiles().Status(open.descriptor(), &status) == 0 && S_ISREG(status.st_mode);
 }
 
-int CountRecords(DataFile* file, std::int32_t openFailed)
+// Fills in the header's count from the size of the file.
+int CountRecords(const DataFile* file, std::int32_t openFailed, DataFileHeader* header)
 {
     OpenStoreFile open(file->fileName);
     if (!open)
@@ -109,7 +110,7 @@ int CountRecords(DataFile* file, std::int32_t openFailed)
     const std::int64_t count = size / file->recordLength;
     if (count > INT32_MAX)
         return SetError(taDamaged);
-    file->header.recordCount = std::int32_t(count);
+    header->recordCount = std::int32_t(count);
     return SetError(taNoError);
 }
 
@@ -219,7 +220,7 @@ DataFile* OpenDataFile(std::int32_t, const char* path, std::int16_t recordLength
         return nullptr;
     file->header = ReadDataFileHeader(tarecbuf);
     NoteOldestDate(file->header.oldestDate);
-    if (CountRecords(file.get(), taNotOpened) != 0)
+    if (CountRecords(file.get(), taNotOpened, &file->header) != 0)
         return nullptr;
     file->headerDirty = 0;
     file->isOpen = 1;
@@ -256,7 +257,7 @@ int newrec(DataFile* file, std::uint32_t* number)
             return -1;
         if (next != notLinked) {
             header.firstFree = next;
-            header.deletedCount = std::max(header.deletedCount - 1, 0);
+            header.deletedCount = std::max(header.deletedCount, 1) - 1;
             return 0;
         }
         header.firstFree = -1;
@@ -285,7 +286,7 @@ int DeleteRec(DataFile* file, std::uint32_t number)
     if (BeginChange(file) != 0 || LinkDeleted(file, number) != 0)
         return -1;
     file->header.firstFree = std::int32_t(number);
-    ++file->header.deletedCount;
+    file->header.deletedCount = std::min(file->header.deletedCount, INT32_MAX - 1) + 1;
     return EndChange(file);
 }
 
@@ -404,9 +405,13 @@ int TaOpenFile(DataFile* file)
 {
     if (GetRec(file, 0, tarecbuf) != 0)
         return -1;
-    file->header = ReadDataFileHeader(tarecbuf);
-    StampVersion(file->header);
-    return CountRecords(file, taOpenFailed);
+    DataFileHeader header = ReadDataFileHeader(tarecbuf);
+    StampVersion(header);
+    // Its stored count may be an old one, and records would be written over.
+    if (CountRecords(file, taOpenFailed, &header) != 0)
+        return -1;
+    file->header = header;
+    return 0;
 }
 
 void TaCloseFile(DataFile* file)

@@ -56,6 +56,7 @@ int CloseIndex(IndexFile* index)
 {
     if (!index)
         return SetError(taNullHandle);
+    SetError(taNoError);
     DataFile* const file = index->dataFile;
     if (file->openCount > 0 && --file->openCount > 0)
         return SetError(taNoError);

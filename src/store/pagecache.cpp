@@ -246,6 +246,9 @@ int tagetpage(IndexFile* index, std::uint32_t number, IndexPage** page)
 int tanewpage(IndexFile* index, std::uint32_t* number, IndexPage** page)
 {
     *page = nullptr;
+    // A chain of free pages that leads to one in use is damage.
+    if (FindBuffer(index, FirstRec(index->dataFile)) != none)
+        return SetError(taDamaged);
     BufferNumber n;
     if (GiveUpOldest(&n) != 0)
         return -1;
