@@ -27,3 +27,7 @@ int InstallCommand(Display& display, const BoxWatcher& boxes, const QStringList&
                    const InstallOptions& options);
 int RemoveCommand(Display& display, const QStringList& names, bool yes);
 int UpdateSourcesCommand(Display& display, const BoxWatcher& boxes);
+
+// `run` is the place in the list of the application to start; 0 shows the list.
+int RecentCommand(Display& display, int run);
+int ForgetCommand(Display& display, const QStringList& serials);

@@ -23,6 +23,9 @@ Commands:
   install --package NAME...  install packages by name
   remove NAME...             remove packages
   update-sources             fetch the store's lists of package sources
+  recent                     show the applications used last, newest first
+  recent --run N             start the N-th of them
+  forget SERIAL...           take applications out of that list
 
 Options:
   -y, --yes        do not ask before downloading or removing
@@ -40,6 +43,7 @@ struct CommandLine {
     QStringList arguments;
     QString pictures;
     InstallOptions install;
+    int run = 0; // place in the list of applications; 0: not asked for
     bool verbose = false;
     bool dialogs = false;
     bool help = false;
@@ -70,6 +74,8 @@ QString Parse(const QStringList& words, CommandLine& line)
             line.version = true;
         else if (word == QLatin1String("--pictures") && i + 1 < words.size())
             line.pictures = words[++i];
+        else if (word == QLatin1String("--run") && i + 1 < words.size() && words[i + 1].toInt() > 0)
+            line.run = words[++i].toInt();
         else
             return QStringLiteral("unknown option, or no argument behind it: %1").arg(word);
     }
@@ -85,16 +91,22 @@ QString Check(const CommandLine& line)
         return QStringLiteral("no command");
     const bool install = line.command == QLatin1String("install");
     const bool remove = line.command == QLatin1String("remove");
-    if (!install && !remove && line.command != QLatin1String("update-sources"))
+    const bool forget = line.command == QLatin1String("forget");
+    const bool recent = line.command == QLatin1String("recent");
+    if (!install && !remove && !forget && !recent
+        && line.command != QLatin1String("update-sources"))
         return QStringLiteral("unknown command: %1").arg(line.command);
     if (line.install.byPackage && !install)
         return QStringLiteral("--package goes with install");
-    if ((install || remove) == line.arguments.isEmpty())
+    if (line.run != 0 && !recent)
+        return QStringLiteral("--run goes with recent");
+    if ((install || remove || forget) == line.arguments.isEmpty())
         return line.arguments.isEmpty() ? QStringLiteral("%1 what?").arg(line.command)
-                                        : QStringLiteral("update-sources takes no arguments");
+                                        : QStringLiteral("%1 takes no arguments").arg(line.command);
     for (const QString& argument : line.arguments) {
         bool number = false;
-        if (install && !line.install.byPackage && (argument.toLong(&number) <= 0 || !number))
+        const bool serials = forget || (install && !line.install.byPackage);
+        if (serials && (argument.toLong(&number) <= 0 || !number))
             return QStringLiteral("not a serial number: %1").arg(argument);
     }
     return QString();
@@ -118,6 +130,10 @@ int RunCommand(const CommandLine& line)
         status = InstallCommand(display, boxes, line.arguments, line.install);
     else if (line.command == QLatin1String("remove"))
         status = RemoveCommand(display, line.arguments, line.install.yes);
+    else if (line.command == QLatin1String("recent"))
+        status = RecentCommand(display, line.run);
+    else if (line.command == QLatin1String("forget"))
+        status = ForgetCommand(display, line.arguments);
     else
         status = UpdateSourcesCommand(display, boxes);
     if (status == ExitInterrupted)
