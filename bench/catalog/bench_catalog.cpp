@@ -308,6 +308,8 @@ int main(int argc, char** argv)
     for (const DebianPackage& package : fixture.packages)
         fixture.categories.insert(package.section.toStdString());
     InitIndex();
+    SqliteCatalog(fixture.sqlite, &fixture.packages);
+    BuildCatalog(With::Everything);
     benchmark::RunSpecifiedBenchmarks();
     UnInitIndex();
 }

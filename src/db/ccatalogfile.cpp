@@ -180,12 +180,7 @@ void CCatalogFile::SaveDependencies()
 {
     Dependencies();
     m_dependency.RemoveAllDependencies(m_nRecord);
-    for (const QByteArray& name : qAsConst(m_dependencies)) {
-        m_dependency.AddNew();
-        m_dependency.setName(name);
-        m_dependency.setParent(m_nRecord);
-        m_dependency.SaveRecord();
-    }
+    m_dependency.SaveDepends(m_nRecord, m_dependencies);
 }
 
 void CCatalogFile::AddDependency(const char* name)

@@ -159,8 +159,11 @@ bool CDependency::SaveRecord()
 
 bool CDependency::AppendRecord()
 {
-    if (!m_files->Append(m_record.data(), &m_nRecord))
-        return false;
+    return m_files->Append(m_record.data(), &m_nRecord) && AddKeys();
+}
+
+bool CDependency::AddKeys()
+{
     MakeKeys();
     return m_files->AddKey(0, m_nRecord, m_key1.data())
         && m_files->AddKey(1, m_nRecord, m_key2.data());
@@ -185,6 +188,31 @@ bool CDependency::UpdateRecord()
     return true;
 }
 
+void CDependency::SaveDepends(std::int32_t parent, const QByteArrayList& names)
+{
+    std::vector<std::uint8_t> records;
+    const auto set = [&](const QByteArray& name) {
+        AddNew();
+        setName(name);
+        setParent(parent);
+    };
+    for (const QByteArray& name : names) {
+        set(name);
+        records.insert(records.end(), m_record.begin(), m_record.end());
+    }
+    std::int32_t number = -1;
+    const bool stored = names.size() > 1 && m_files->AppendAll(records, &number);
+    for (const QByteArray& name : names) {
+        set(name);
+        if (!stored) {
+            SaveRecord();
+            continue;
+        }
+        m_nRecord = number++;
+        AddKeys();
+    }
+}
+
 void CDependency::LoadDepends(std::int32_t parent, QByteArrayList& list)
 {
     Load(parent, true, list);
@@ -203,12 +231,16 @@ void CDependency::Load(std::int32_t parent, bool toTheEnd, QByteArrayList& list)
     Dependency::FormatParent(parent, key);
     std::vector<std::int32_t> numbers;
     std::int32_t number;
+    long at = parent;
+    char before[keyRoom];
     bool more = m_files->Search(0, key, &number, key) && Dependency::ParentOfKey(key) == parent;
     while (more) {
         numbers.push_back(number);
+        std::memcpy(before, key, Dependency::parentKeyWidth);
         more = m_files->Next(0, &number, key);
-        const long next = more ? Dependency::ParentOfKey(key) : 0;
-        more = toTheEnd ? next != 0 : more && next == parent;
+        if (more && std::memcmp(before, key, Dependency::parentKeyWidth) != 0)
+            at = Dependency::ParentOfKey(key);
+        more = more && (toTheEnd ? at != 0 : at == parent);
     }
     if (m_files->Data())
         AppendNames(m_files->Data(), numbers, list);

@@ -56,6 +56,10 @@ public:
     // name already; its bytes then stay in the data file, in no index.
     bool SaveRecord();
 
+    // Stores a record for each name, as AddNew, setName, setParent and SaveRecord
+    // do one by one, in fewer transfers.
+    void SaveDepends(std::int32_t parent, const QByteArrayList& names);
+
     // All names of `parent`, in their order, and behind them those of every
     // parent after it; nothing when `parent` has none. Takes as long as there
     // are names to the end.
@@ -77,6 +81,7 @@ private:
     using Key = std::array<char, 59>;
 
     bool AppendRecord();
+    bool AddKeys();
     bool UpdateRecord();
     bool RemoveOne(std::int32_t number, const char* found);
     void Load(std::int32_t parent, bool toTheEnd, QByteArrayList& list);

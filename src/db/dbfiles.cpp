@@ -96,6 +96,17 @@ bool DbFiles::Append(const std::uint8_t* record, std::int32_t* number)
     return true;
 }
 
+bool DbFiles::AppendAll(const std::vector<std::uint8_t>& records, std::int32_t* first)
+{
+    const auto count = std::uint32_t(records.size() / std::size_t(m_layout.recordLength));
+    std::uint32_t added = 0;
+    if (!m_data || FirstRec(m_data) != FileLen(m_data)
+        || AddBigRec(m_data, &added, records.data(), count) != 0)
+        return false;
+    *first = std::int32_t(added);
+    return true;
+}
+
 bool DbFiles::Write(std::int32_t number, const std::uint8_t* record)
 {
     return m_data && number >= 1 && PutRec(m_data, std::uint32_t(number), record) == 0;
@@ -136,5 +147,10 @@ bool DbFiles::FindBelow(int which, const char* key, std::int32_t* number, char* 
 
 bool DbFiles::Next(int which, std::int32_t* number, char* found) const
 {
-    return Ask(NextKey, Index(which), "", number, found);
+    char unwanted[keyRoom];
+    std::uint32_t record = 0;
+    if (!Index(which) || NextKey(Index(which), &record, found ? found : unwanted) != 0)
+        return false;
+    *number = std::int32_t(record);
+    return true;
 }

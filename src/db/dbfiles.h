@@ -38,6 +38,9 @@ public:
     bool Read(std::int32_t number, std::uint8_t* record) const;
     // Stores a new record, or one that is there, and removes one.
     bool Append(const std::uint8_t* record, std::int32_t* number);
+    // Several new ones in one transfer, under the numbers from *first on. False,
+    // with nothing stored, where deleted records are to be used again first.
+    bool AppendAll(const std::vector<std::uint8_t>& records, std::int32_t* first);
     bool Write(std::int32_t number, const std::uint8_t* record);
     bool Remove(std::int32_t number);
 

@@ -118,11 +118,11 @@ public:
     // Each file in turn cut off, and with bytes that are others.
     void ForEachDamaged(Random& random, const std::function<void()>& check)
     {
-        for (int part = 1; part < 8; ++part)
+        for (int part = 1; part < 4; ++part)
             ForEach(check, [part](const std::string& path, const QByteArray& bytes) {
-                WriteWhole(path, bytes.left(bytes.size() * part / 8));
+                WriteWhole(path, bytes.left(bytes.size() * part / 4));
             });
-        for (int round = 0; round < 40; ++round)
+        for (int round = 0; round < 12; ++round)
             ForEach(check, [&random](const std::string& path, const QByteArray& bytes) {
                 QByteArray damaged = bytes;
                 for (int i = 0; i < 40; ++i)

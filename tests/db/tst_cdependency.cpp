@@ -177,6 +177,39 @@ private slots:
         }
     }
 
+    void namesStoredTogetherAreAsIfStoredOneByOne_data()
+    {
+        QTest::addColumn<bool>("deletedBefore");
+        QTest::newRow("at the end of the file") << false;
+        QTest::newRow("in the place of deleted ones") << true;
+    }
+    void namesStoredTogetherAreAsIfStoredOneByOne()
+    {
+        QFETCH(bool, deletedBefore);
+        const QByteArrayList names{ "zlib", "libc", QByteArray(60, 'x'), "LIBC", "", "apt" };
+        QByteArrayList bytes[2];
+        for (const bool together : { false, true }) {
+            CDependency database;
+            QVERIFY(database.Create());
+            QVERIFY(Save(database, 1, "a") && Save(database, 1, "b") && Save(database, 2, "c"));
+            if (deletedBefore)
+                database.RemoveAllDependencies(1);
+            if (together)
+                database.SaveDepends(7, names);
+            for (const QByteArray& name : together ? QByteArrayList() : names)
+                Save(database, 7, name);
+            QCOMPARE(OwnNames(database, 7),
+                     (QByteArrayList{ "", "apt", "libc", QByteArray(51, 'x'), "zlib" }));
+            database.SaveDepends(8, {});
+            database.SaveDepends(9, { "one" });
+            QCOMPARE(OwnNames(database, 9), (QByteArrayList{ "one" }));
+            database.Close();
+            for (const std::string& file : Files())
+                bytes[together] << ReadWhole(file);
+        }
+        QVERIFY(bytes[0] == bytes[1]);
+    }
+
     void removingTakesAllOfAParent()
     {
         CDependency database;
