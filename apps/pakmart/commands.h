@@ -36,3 +36,7 @@ int UpdateSourcesCommand(Display& display, const BoxWatcher& boxes);
 int OSUpdateCommand(Display& display, const BoxWatcher& boxes, const UpdateOptions& options);
 int StatusCommand(Display& display, bool json);
 int RegisterCommand(Display& display, bool json);
+
+// `run` is the place in the list of the application to start; 0 shows the list.
+int RecentCommand(Display& display, int run);
+int ForgetCommand(Display& display, const QStringList& serials);

@@ -17,8 +17,9 @@
 
 #pragma once
 
-#include "store/datafile.h"
-#include "store/indexpage.h"
+#include "../util/export.h"
+#include "datafile.h"
+#include "indexpage.h"
 
 #include <cstdint>
 
@@ -43,9 +44,9 @@ struct IndexFile {
 };
 
 // Makes room for the page cache. Error 6 if there is none.
-int InitIndex();
+VANTRELAGENT_EXPORT int InitIndex();
 // Gives it back, whatever stands in it.
-void UnInitIndex();
+VANTRELAGENT_EXPORT void UnInitIndex();
 
 // Null on failure. A key length outside 1 to 150 is refused.
 IndexFile* MakeIndex(std::int32_t, const char* path, std::int16_t keyLength,

@@ -55,6 +55,13 @@ private slots:
         row("no name to remove", "remove");
         row("arguments to update-sources", "update-sources x");
         row("package without install", "remove --package x");
+        row("nothing to forget", "forget");
+        row("no serial to forget", "forget starlander");
+        row("arguments to recent", "recent 1");
+        row("run without recent", "install 1001 --run 1");
+        row("run without a number", "recent --run");
+        row("run of no number", "recent --run x");
+        row("run of place 0", "recent --run 0");
         row("pictures without a folder", "install 1 --pictures");
     }
     void usageErrors()
@@ -70,10 +77,23 @@ private slots:
     {
         const Result help = pakmart({ QStringLiteral("--help") });
         QCOMPARE(help.status, 0);
-        for (const char* word : { "install", "remove", "update-sources", "--yes", "--verbose",
-                                  "--dialogs", "--package", "--version" })
+        for (const char* word :
+             { "install", "remove", "update-sources", "recent", "--run", "forget", "--yes",
+               "--verbose", "--dialogs", "--package", "--version" })
             QVERIFY2(help.out.contains(QLatin1String(word)), word);
         QVERIFY(pakmart({ QStringLiteral("--version") }).out.startsWith(QLatin1String("pakmart ")));
+    }
+
+    // Before anything is installed.
+    void nothingHasBeenUsedYet()
+    {
+        const Result result = pakmart({ QStringLiteral("recent") });
+        QCOMPARE(result.status, 0);
+        QCOMPARE(result.out, QStringLiteral("No application has been used yet.\n"));
+        QCOMPARE(pakmart({ QStringLiteral("recent"), QStringLiteral("--run"), QStringLiteral("1") })
+                     .status,
+                 1);
+        QCOMPARE(pakmart({ QStringLiteral("forget"), QStringLiteral("1001") }).status, 1);
     }
 
     void installAndRemove()
@@ -201,6 +221,62 @@ private slots:
         QCOMPARE(result.status, 1);
         QVERIFY(result.err.contains(QStringLiteral("Unable to run /usr/bin/vos-apt-get. Make sure "
                                                    "it exists and has execute permissions.")));
+    }
+
+    void installedApplicationsAreListedStartedAndForgotten()
+    {
+        for (const char* serial : { "1001", "1003" })
+            QCOMPARE(
+                pakmart({ QStringLiteral("install"), QStringLiteral("-y"), QLatin1String(serial) })
+                    .status,
+                0);
+        QString list = pakmart({ QStringLiteral("recent") }).out;
+        static const QRegularExpression line(
+            QStringLiteral("^ +\\d  \\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d  Star Lander \\(1001\\)$"),
+            QRegularExpression::MultilineOption);
+        QVERIFY2(line.match(list).hasMatch(), qPrintable(list));
+        QVERIFY(list.indexOf(QStringLiteral("(1003)")) < list.indexOf(QStringLiteral("(1001)")));
+
+        // The one started comes first then.
+        QTest::qWait(1100);
+        const int place
+            = list.left(list.indexOf(QStringLiteral("(1001)"))).count(QLatin1Char('\n')) + 1;
+        const Result run = pakmart(
+            { QStringLiteral("recent"), QStringLiteral("--run"), QString::number(place) });
+        QCOMPARE(run.status, 0);
+        QCOMPARE(run.out, QStringLiteral("Star Lander is started.\n"));
+        list = pakmart({ QStringLiteral("recent") }).out;
+        QVERIFY(list.startsWith(QLatin1String("  1 ")));
+        QVERIFY(list.indexOf(QStringLiteral("(1001)")) < list.indexOf(QStringLiteral("(1003)")));
+
+        // What was removed since cannot be started, and stays until forgotten.
+        QCOMPARE(pakmart({ QStringLiteral("remove"), QStringLiteral("-y"),
+                           QStringLiteral("starlander") })
+                     .status,
+                 0);
+        const Result gone
+            = pakmart({ QStringLiteral("recent"), QStringLiteral("--run"), QStringLiteral("1") });
+        QCOMPARE(gone.status, 1);
+        QVERIFY(gone.err.contains(QStringLiteral("there is no program /usr/games/starlander")));
+        const Result forget = pakmart({ QStringLiteral("forget"), QStringLiteral("1001") });
+        QCOMPARE(forget.status, 0);
+        QCOMPARE(forget.out, QStringLiteral("Star Lander is forgotten.\n"));
+        QVERIFY(!pakmart({ QStringLiteral("recent") }).out.contains(QStringLiteral("(1001)")));
+        const Result again = pakmart({ QStringLiteral("forget"), QStringLiteral("1001") });
+        QCOMPARE(again.status, 1);
+        QVERIFY(again.err.contains(QStringLiteral("serial number 1001")));
+        QCOMPARE(pakmart({ QStringLiteral("forget"), QStringLiteral("99999999999") }).status, 1);
+    }
+
+    void damagedListIsToldInWords()
+    {
+        QFile list(QDir::homePath() + QStringLiteral("/.kde/share/apps/vantrelagent/.rulist.k1"));
+        QVERIFY(list.exists());
+        QVERIFY(list.resize(0));
+        const Result result = pakmart({ QStringLiteral("recent") });
+        QCOMPARE(result.status, 1);
+        QVERIFY(result.err.contains(QStringLiteral("the list of applications cannot be opened")));
+        QCOMPARE(pakmart({ QStringLiteral("forget"), QStringLiteral("1003") }).status, 1);
     }
 
     void unwritableHomeFailsInWords()
