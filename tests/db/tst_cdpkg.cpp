@@ -5,6 +5,7 @@
 
 #include "db/cdpkg.h"
 #include "tests/common/observe.h"
+#include "tests/common/plainuser.h"
 #include "tests/common/statusfile.h"
 #include "util/paths.h"
 
@@ -463,12 +464,13 @@ private slots:
 
     void unreadableFileGivesNothing()
     {
-        if (geteuid() == 0)
-            QSKIP("root reads every file");
         WriteStatusFile("Package: a\n\n");
         QVERIFY(QFile::setPermissions(StatusFile(), QFile::Permissions()));
         CDpkg packages;
-        QCOMPARE(packages.ReadStatusFile(), 0);
+        {
+            const PlainUser user;
+            QCOMPARE(packages.ReadStatusFile(), 0);
+        }
         QVERIFY(QFile::remove(StatusFile()));
     }
 
@@ -646,15 +648,18 @@ void DpkgTest::realStatusFileIsReadAsDpkgReadsIt()
 
     CDpkg packages;
     QCOMPARE(packages.ReadStatusFile(), records.size());
-    QMap<QString, QStringList> theirs;
-    for (const QString& record : qAsConst(records)) {
-        const QStringList fields = Expected(record);
-        theirs[fields.value(0) + QLatin1Char(' ') + fields.value(1)] = fields;
-    }
+    // One package may be there for several architectures.
+    QMultiMap<QString, QStringList> theirs;
+    for (const QString& record : qAsConst(records))
+        theirs.insert(record.section(QLatin1Char('\x01'), 0, 1), Expected(record));
     for (const CDpkgInfo& info : packages.Packages()) {
         const QStringList fields = Fields(info);
-        QCOMPARE(fields, theirs.value(fields[0] + QLatin1Char(' ') + fields[1]));
+        const QString key = fields[0] + QLatin1Char('\x01') + fields[1];
+        QVERIFY2(theirs.remove(key, fields) > 0,
+                 qPrintable(fields.join(QLatin1Char('|')) + QLatin1String("\nis not\n")
+                            + theirs.value(key).join(QLatin1Char('|'))));
     }
+    QVERIFY(theirs.isEmpty());
 }
 
 QTEST_GUILESS_MAIN(DpkgTest)
