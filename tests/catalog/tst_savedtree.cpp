@@ -7,13 +7,13 @@
 #include "catalog/cxmlnode.h"
 #include "catalog/savedtree.h"
 #include "tests/common/datafolder.h"
+#include "tests/common/fulldisk.h"
 #include "tests/common/plainuser.h"
 
 #include <QDomDocument>
 #include <QRandomGenerator>
 #include <QtTest>
 #include <csignal>
-#include <sys/resource.h>
 #include <sys/wait.h>
 
 namespace
@@ -60,26 +60,6 @@ void LetNobody(mode_t folder, mode_t file)
     if (chmod(qPrintable(DataFolder()), folder) != 0 || chmod(qPrintable(DataPath(kFile)), file))
         qFatal("cannot change permissions");
 }
-
-// No file of this process grows beyond `size` bytes as long as it lives, as on a
-// disk with no more room.
-class FullDisk
-{
-public:
-    explicit FullDisk(rlim_t size)
-    {
-        getrlimit(RLIMIT_FSIZE, &m_before);
-        std::signal(SIGXFSZ, SIG_IGN);
-        const rlimit small{ size, m_before.rlim_max };
-        setrlimit(RLIMIT_FSIZE, &small);
-    }
-    ~FullDisk() { setrlimit(RLIMIT_FSIZE, &m_before); }
-    FullDisk(const FullDisk&) = delete;
-    FullDisk& operator=(const FullDisk&) = delete;
-
-private:
-    rlimit m_before;
-};
 
 } // namespace
 
