@@ -39,7 +39,7 @@ std::vector<std::string> RepositoryNames(const std::string& pool)
 
 Store::Store(const std::string& folder)
     : m_pool(folder + "/pool"), m_products(folder, "products", ParseProducts),
-      m_sources(folder, "sources", ParseSources)
+      m_sources(folder, "sources", ParseSources), m_shelves(folder)
 {
 }
 
@@ -47,6 +47,7 @@ void Store::check()
 {
     products();
     sources();
+    m_shelves.check();
     repositories();
 }
 

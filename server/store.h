@@ -5,6 +5,7 @@
 //
 //     products              the products                        (products.h)
 //     sources               the sources lists                   (sources.h)
+//     categories, aisles, profile   how it presents them, if there  (shelves.h)
 //     pool/NAME/Packages    the index of the repository NAME    (packageindex.h)
 //     pool/NAME/...         its archives
 //
@@ -15,6 +16,7 @@
 
 #include "packageindex.h"
 #include "products.h"
+#include "shelves.h"
 #include "sources.h"
 #include "storefile.h"
 
@@ -34,6 +36,8 @@ public:
     std::shared_ptr<const Products> products() { return m_products.get(); }
     std::shared_ptr<const std::vector<SourcesList>> sources() { return m_sources.get(); }
 
+    Shelves& shelves() { return m_shelves; }
+
     // The repositories by the names of their folders: those that have an index.
     std::map<std::string, std::shared_ptr<const PackageIndex>> repositories();
 
@@ -43,6 +47,7 @@ private:
     const std::string m_pool;
     CachedFile<Products> m_products;
     CachedFile<std::vector<SourcesList>> m_sources;
+    Shelves m_shelves;
     std::mutex m_mutex; // for the map, not for what is in it
     std::map<std::string, std::unique_ptr<CachedFile<PackageIndex>>> m_indexes;
 };

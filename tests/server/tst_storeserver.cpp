@@ -389,9 +389,10 @@ private slots:
         QCOMPARE(reply.header("Content-Type"), QByteArray("text/xml; charset=UTF-8"));
         QVERIFY(reply.body.startsWith("<?xml"));
         QCOMPARE(texts(reply, "name"),
-                 (QStringList{ QStringLiteral("CAPIDownloadAppInfo"),
-                               QStringLiteral("CAPIGetPackageInfo"),
-                               QStringLiteral("CAPIGetSourcesList") }));
+                 (QStringList{
+                     QStringLiteral("CAPIDownloadAppInfo"), QStringLiteral("CAPIGetAisles"),
+                     QStringLiteral("CAPIGetPackageInfo"), QStringLiteral("CAPIGetSourcesList"),
+                     QStringLiteral("CAPISyncMyMachine"), QStringLiteral("CAPIUpdateCatalog") }));
         for (const QString& url : texts(reply, "url")) {
             QVERIFY(url.startsWith(QLatin1String("http://Shop-1.example:81/agent/")));
             QVERIFY(
