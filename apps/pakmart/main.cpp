@@ -23,10 +23,13 @@ Commands:
   install --package NAME...  install packages by name
   remove NAME...             remove packages
   update-sources             fetch the store's lists of package sources
+  aisles                     fetch and show how the store is arranged
+  sync                       show what of your account is on this machine
 
 Options:
   -y, --yes        do not ask before downloading or removing
   -v, --verbose    show the lines of the library and of the package tools
+      --json       print what aisles and sync show as JSON
       --dialogs    show the library's dialogs on the display
       --pictures DIR  write a PNG picture of each dialog to DIR
       --help       show this text
@@ -40,6 +43,7 @@ struct CommandLine {
     QStringList arguments;
     QString pictures;
     InstallOptions install;
+    bool json = false; // for scripts
     bool verbose = false;
     bool dialogs = false;
     bool help = false;
@@ -60,6 +64,8 @@ QString Parse(const QStringList& words, CommandLine& line)
             line.install.yes = true;
         else if (word == QLatin1String("-v") || word == QLatin1String("--verbose"))
             line.verbose = true;
+        else if (word == QLatin1String("--json"))
+            line.json = true;
         else if (word == QLatin1String("--dialogs"))
             line.dialogs = true;
         else if (word == QLatin1String("--package"))
@@ -78,6 +84,11 @@ QString Parse(const QStringList& words, CommandLine& line)
     return QString();
 }
 
+bool IsShelfCommand(const QString& command)
+{
+    return command == QLatin1String("aisles") || command == QLatin1String("sync");
+}
+
 // Whether the command and its arguments go together.
 QString Check(const CommandLine& line)
 {
@@ -85,13 +96,16 @@ QString Check(const CommandLine& line)
         return QStringLiteral("no command");
     const bool install = line.command == QLatin1String("install");
     const bool remove = line.command == QLatin1String("remove");
-    if (!install && !remove && line.command != QLatin1String("update-sources"))
+    const bool shelf = IsShelfCommand(line.command);
+    if (!install && !remove && !shelf && line.command != QLatin1String("update-sources"))
         return QStringLiteral("unknown command: %1").arg(line.command);
     if (line.install.byPackage && !install)
         return QStringLiteral("--package goes with install");
+    if (line.json && !shelf)
+        return QStringLiteral("--json goes with aisles and sync");
     if ((install || remove) == line.arguments.isEmpty())
         return line.arguments.isEmpty() ? QStringLiteral("%1 what?").arg(line.command)
-                                        : QStringLiteral("update-sources takes no arguments");
+                                        : QStringLiteral("%1 takes no arguments").arg(line.command);
     for (const QString& argument : line.arguments) {
         bool number = false;
         if (install && !line.install.byPackage && (argument.toLong(&number) <= 0 || !number))
@@ -118,6 +132,10 @@ int RunCommand(const CommandLine& line)
         status = InstallCommand(display, boxes, line.arguments, line.install);
     else if (line.command == QLatin1String("remove"))
         status = RemoveCommand(display, line.arguments, line.install.yes);
+    else if (line.command == QLatin1String("aisles"))
+        status = AislesCommand(display, boxes, line.json);
+    else if (line.command == QLatin1String("sync"))
+        status = SyncCommand(display, boxes, line.json);
     else
         status = UpdateSourcesCommand(display, boxes);
     if (status == ExitInterrupted)

@@ -4,20 +4,13 @@
 #include "catalog/ccatalogmgr.h"
 
 #include "catalog/savedtree.h"
-#include "request/replydocument.h"
 #include "util/number.h"
-
-#include <QDomDocument>
 
 CCatalogMgr::~CCatalogMgr() = default;
 
 bool CCatalogMgr::ReadCatalog()
 {
-    QDomDocument document(QStringLiteral("catalog"));
-    if (!ReadReplyDocument(DataFile(".catalog"), document))
-        return false;
-    QDomNode catalog = document.documentElement();
-    return m_root.ReadNode(catalog) && BuildCatalogNode(&m_root);
+    return ReadSavedTree(".catalog", m_root) && BuildCatalogNode(&m_root);
 }
 
 bool CCatalogMgr::BuildCatalogNode(CXMLNode* node)

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
 // The catalog as the last update saved it (the file ".catalog" of the agent's
-// data folder), with its categories and products by their serial numbers.
+// data folder, see savedtree.h), with its categories and products by their serial numbers.
 //
 //     CCatalogMgr catalog;
 //     if (catalog.ReadCatalog())
@@ -34,8 +34,7 @@ public:
     CCatalogMgr(const CCatalogMgr&) = delete;
     CCatalogMgr& operator=(const CCatalogMgr&) = delete;
 
-    // Loads the file. False, with nothing loaded, when it cannot be read, is no
-    // well-formed XML, or is refused as a reply would be (see replydocument.h).
+    // Loads the file. False, with nothing loaded, when ReadSavedTree cannot read it.
     // A second call adds the file's nodes to those that are here, and the
     // numbers then lead to the newer ones: make a new manager instead.
     bool ReadCatalog();

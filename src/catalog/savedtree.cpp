@@ -4,9 +4,10 @@
 #include "catalog/savedtree.h"
 
 #include "catalog/cxmlnode.h"
+#include "request/replydocument.h"
 #include "util/paths.h"
 
-#include <QDomElement>
+#include <QDomDocument>
 #include <QFile>
 #include <QSaveFile>
 #include <ostream>
@@ -94,4 +95,13 @@ void SaveFirstElement(const QDomElement& body, const char* name)
     CXMLNode tree(nullptr);
     if (ReadFirstElement(body, tree))
         SaveTree(tree, name);
+}
+
+bool ReadSavedTree(const char* name, CXMLNode& tree)
+{
+    QDomDocument document;
+    if (!ReadReplyDocument(DataFile(name), document))
+        return false;
+    QDomNode root = document.documentElement();
+    return tree.ReadNode(root);
 }

@@ -3,9 +3,15 @@
 
 // What the agent keeps of a reply as a file of its data folder: the first
 // element of the body, as a tree of CXMLNode and in its written form, without
-// indentation.
+// indentation. Hosts read such a file by ReadSavedTree:
+//
+//     CXMLNode aisles(nullptr);
+//     if (ReadSavedTree(".aisles", aisles))
+//         ... aisles.ChildArray("aisle")
 
 #pragma once
+
+#include "../util/export.h"
 
 #include <QString>
 
@@ -35,3 +41,8 @@ bool SaveTree(CXMLNode& tree, const char* name);
 
 // Both steps; what fails is left at that.
 void SaveFirstElement(const QDomElement& body, const char* name);
+
+// Reads the file `name` of the data folder into `tree`, beside what is there.
+// False, with the tree as it was, when the file cannot be read, is no well-formed
+// XML, or is refused as a reply would be (see replydocument.h).
+VANTRELAGENT_EXPORT bool ReadSavedTree(const char* name, CXMLNode& tree);
