@@ -23,9 +23,10 @@
 namespace
 {
 
+// A text of a saved file, in which "%2b" stands for a plus sign.
 QString Text(const std::string& text)
 {
-    return QString::fromStdString(text);
+    return QString::fromStdString(text).replace(QLatin1String("%2b"), QLatin1String("+"));
 }
 
 // A mark by which it is seen that a file has been written.
