@@ -84,11 +84,6 @@ int Fetch(Display& display, const BoxWatcher& boxes, CAPI* request, const char* 
     return ExitDone;
 }
 
-void Print(Display& display, const QJsonArray& array)
-{
-    display.say(QString::fromUtf8(QJsonDocument(array).toJson()).trimmed());
-}
-
 QJsonArray AislesAsJson(CXMLNode& tree)
 {
     QJsonArray aisles;
@@ -130,53 +125,65 @@ QString Numbered(const QJsonObject& object)
         + Line(object, "name");
 }
 
+void SayAisle(Display& display, const QJsonObject& aisle)
+{
+    const QString description = Line(aisle, "description");
+    display.say(Line(aisle, "name")
+                + (description.isEmpty() ? QString() : QLatin1String(": ") + description));
+    for (const auto& category : aisle[QLatin1String("categories")].toArray())
+        display.say(Numbered(category.toObject()));
+}
+
+void SayApplication(Display& display, const QJsonObject& application)
+{
+    display.say(Numbered(application) + QLatin1String(" (") + Line(application, "package")
+                + QLatin1Char(')'));
+}
+
+// What is fetched into a file of the data folder and shown from it.
+struct Shelf {
+    const char* activity;
+    CAPI* (*request)();
+    const char* file;
+    const char* nothing; // what is said when it is empty
+    QJsonArray (*asJson)(CXMLNode& tree);
+    void (*say)(Display& display, const QJsonObject& entry);
+};
+
+int Show(Display& display, const BoxWatcher& boxes, bool json, const Shelf& shelf)
+{
+    if (!json)
+        display.activity(QLatin1String(shelf.activity));
+    CXMLNode tree(nullptr);
+    const int status = Fetch(display, boxes, shelf.request(), shelf.file, tree);
+    if (status != ExitDone)
+        return status;
+    const QJsonArray entries = shelf.asJson(tree);
+    if (json) {
+        display.say(QString::fromUtf8(QJsonDocument(entries).toJson()).trimmed());
+        return ExitDone;
+    }
+    if (entries.isEmpty())
+        display.say(QLatin1String(shelf.nothing));
+    for (const auto& entry : entries)
+        shelf.say(display, entry.toObject());
+    return ExitDone;
+}
+
 } // namespace
 
 int AislesCommand(Display& display, const BoxWatcher& boxes, bool json)
 {
-    if (!json)
-        display.activity(QStringLiteral("Asking for the aisles"));
-    CXMLNode tree(nullptr);
-    const int status = Fetch(display, boxes, new CAPIGetAisles(false), ".aisles", tree);
-    if (status != ExitDone)
-        return status;
-    const QJsonArray aisles = AislesAsJson(tree);
-    if (json) {
-        Print(display, aisles);
-        return ExitDone;
-    }
-    if (aisles.isEmpty())
-        display.say(QStringLiteral("The store has no aisles."));
-    for (const auto& value : aisles) {
-        const QJsonObject aisle = value.toObject();
-        const QString description = Line(aisle, "description");
-        display.say(Line(aisle, "name")
-                    + (description.isEmpty() ? QString() : QLatin1String(": ") + description));
-        for (const auto& category : aisle[QLatin1String("categories")].toArray())
-            display.say(Numbered(category.toObject()));
-    }
-    return ExitDone;
+    return Show(display, boxes, json,
+                { "Asking for the aisles", []() -> CAPI* { return new CAPIGetAisles(false); },
+                  ".aisles", "The store has no aisles.", AislesAsJson, SayAisle });
 }
 
 int SyncCommand(Display& display, const BoxWatcher& boxes, bool json)
 {
-    if (!json)
-        display.activity(QStringLiteral("Asking for the profile of this machine"));
-    CXMLNode tree(nullptr);
-    const int status = Fetch(display, boxes, new CAPISyncMyMachine(false), ".profile", tree);
-    if (status != ExitDone)
-        return status;
-    const QJsonArray applications = ApplicationsAsJson(tree);
-    if (json) {
-        Print(display, applications);
-        return ExitDone;
-    }
-    if (applications.isEmpty())
-        display.say(QStringLiteral("Nothing of the account is installed on this machine."));
-    for (const auto& value : applications) {
-        const QJsonObject application = value.toObject();
-        display.say(Numbered(application) + QLatin1String(" (") + Line(application, "package")
-                    + QLatin1Char(')'));
-    }
-    return ExitDone;
+    return Show(display, boxes, json,
+                { "Asking for the profile of this machine",
+                  []() -> CAPI* { return new CAPISyncMyMachine(false); }, ".profile",
+                  "Nothing of the account is installed on this machine.", ApplicationsAsJson,
+                  SayApplication });
 }
