@@ -73,8 +73,8 @@ void CAPI::onBeforeTransfer(const QString& sURL)
     CTracer tracer("CAPI::onBeforeTransfer");
     WriteLine(ClassName(this) + QLatin1String(" - ") + sURL);
     m_APIFile.setFileName(QFile::decodeName(MakeSpoolFile().c_str()));
-    m_APIFile.open(QIODevice::ReadWrite | QIODevice::ExistingOnly | QIODevice::Truncate
-                   | QIODevice::Unbuffered);
+    // Not truncated: it is empty, and ext4 writes out at once what was.
+    m_APIFile.open(QIODevice::ReadWrite | QIODevice::ExistingOnly | QIODevice::Unbuffered);
     emit APIDestinationFile(m_APIFile);
 }
 

@@ -1,0 +1,327 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "store/cnote.h"
+
+#include "store/notesheap.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <memory>
+
+namespace
+{
+
+constexpr std::int32_t pieceLength = 32000;
+
+// The descriptor of a transfer, shown while it lasts.
+class Transfer
+{
+public:
+    Transfer(std::int32_t* descriptor, const OpenStoreFile& heap) : m_descriptor(descriptor)
+    {
+        *descriptor = heap ? heap.descriptor() : 0;
+    }
+    ~Transfer() { *m_descriptor = 0; }
+    Transfer(const Transfer&) = delete;
+    Transfer& operator=(const Transfer&) = delete;
+
+private:
+    std::int32_t* const m_descriptor;
+};
+
+// Right-aligned in nine characters, so that text order is that of the numbers.
+struct FreeKey {
+    explicit FreeKey(std::int32_t capacity)
+    {
+        std::snprintf(text, sizeof text, "%9ld", static_cast<long>(capacity));
+    }
+    std::int32_t Capacity() const { return std::int32_t(std::strtol(text, nullptr, 10)); }
+
+    char text[24];
+};
+
+bool FormatPath(char (&path)[PATH_MAX], const char* format, const char* name)
+{
+    const int length = std::snprintf(path, sizeof path, format, name);
+    return length >= 0 && std::size_t(length) < sizeof path;
+}
+
+// Writes a note's block but for its slack: the header and as much of the text
+// as fits in one piece, then piece by piece.
+bool WriteNote(OpenStoreFile& heap, std::int64_t offset, const BlockHeader& header,
+               const char* text, std::int32_t length)
+{
+    const auto piece = std::make_unique<std::uint8_t[]>(pieceLength);
+    PackBlockHeader(header, piece.get());
+    std::int32_t filled = blockHeaderLength;
+    std::int32_t taken = 0;
+    do {
+        const std::int32_t more = std::min(length - taken, pieceLength - filled);
+        std::copy_n(text + taken, more, piece.get() + filled);
+        if (!heap.WriteAt(offset, piece.get(), std::size_t(filled + more)))
+            return false;
+        offset += filled + more;
+        taken += more;
+        filled = 0;
+    } while (taken < length);
+    return true;
+}
+
+bool ReadText(OpenStoreFile& heap, std::int64_t offset, char* text, std::int32_t length)
+{
+    for (std::int32_t done = 0; done < length;) {
+        const std::int32_t more = std::min(length - done, pieceLength);
+        if (!heap.ReadAt(offset + done, text + done, std::size_t(more)))
+            return false;
+        done += more;
+    }
+    return true;
+}
+
+} // namespace
+
+CNote::CNote() : m_descriptor(0), m_freeSpace(nullptr), m_heapPath(), m_indexPath() { }
+
+CNote::~CNote()
+{
+    Close();
+}
+
+bool CNote::SetPaths(const char* name)
+{
+    return FormatPath(m_heapPath, "%s.fil", name) && FormatPath(m_indexPath, "%s.k1", name);
+}
+
+bool CNote::MakeFreeSpace()
+{
+    m_freeSpace = MakeIndex(0, m_indexPath, freeKeyLength, 1);
+    return m_freeSpace != nullptr;
+}
+
+bool CNote::BeginFlushing()
+{
+    SetIndexFlushing();
+    if (taerror == taNoError)
+        return true;
+    Close();
+    return false;
+}
+
+bool CNote::Open(const char* name)
+{
+    Close();
+    if (!SetPaths(name) || !OpenStoreFile(m_heapPath, O_RDWR | O_CREAT, 0777))
+        return false;
+    if (DoesFileExist(0, m_indexPath))
+        m_freeSpace = OpenIndex(0, m_indexPath, freeKeyLength, 1);
+    else
+        MakeFreeSpace();
+    return m_freeSpace && BeginFlushing();
+}
+
+bool CNote::Create(const char* name)
+{
+    Close();
+    if (!SetPaths(name) || !OpenStoreFile(m_heapPath, O_RDWR | O_CREAT | O_TRUNC, 0777)
+        || !MakeFreeSpace())
+        return false;
+    return BeginFlushing();
+}
+
+void CNote::Close()
+{
+    if (m_freeSpace)
+        CloseIndex(m_freeSpace);
+    m_freeSpace = nullptr;
+    m_descriptor = 0;
+}
+
+void CNote::SetIndexFlushing()
+{
+    ToggleFlushing(m_freeSpace, 1, 1);
+}
+
+int CNote::UnlistFree(std::int32_t length, std::int64_t offset)
+{
+    FreeKey key(length - blockHeaderLength);
+    auto record = std::uint32_t(offset);
+    return DeleteKey(m_freeSpace, &record, key.text);
+}
+
+int CNote::ListFree(std::int32_t length, std::int64_t offset)
+{
+    FreeKey key(length - blockHeaderLength);
+    const auto record = std::uint32_t(offset);
+    return AddKey(m_freeSpace, &record, key.text);
+}
+
+std::int32_t CNote::SaveNote(const char* text, std::int32_t length)
+{
+    if (!m_freeSpace || length < 0 || length > longestNoteBlock - blockHeaderLength)
+        return -1;
+    OpenStoreFile heap(m_heapPath);
+    if (!heap)
+        return -1;
+    const Transfer transfer(&m_descriptor, heap);
+    FreeKey key(length);
+    std::uint32_t offset;
+    int found = SearchKey(m_freeSpace, &offset, key.text);
+    // The capacity of a block of 7 bytes, -1, stands between 9 and 10.
+    if (found == 0 && key.Capacity() < length) {
+        key = FreeKey(10);
+        found = SearchKey(m_freeSpace, &offset, key.text);
+    }
+    if (found != 0)
+        return taerror == taNoError ? Append(heap, text, length) : -1;
+    return Reuse(heap, text, length, offset);
+}
+
+// The block leaves the list first and its remainder comes into it last, so that
+// what is listed is always free.
+std::int32_t CNote::Reuse(OpenStoreFile& heap, const char* text, std::int32_t length,
+                          std::int64_t offset)
+{
+    BlockHeader found;
+    if (!ReadBlockHeader(heap, offset, &found) || found.status != blockFree
+        || !IsSoundBlock(found, offset, heap.Size()))
+        return -1;
+    const std::int32_t remainder = found.length - length - blockHeaderLength;
+    const bool splits = remainder >= smallestBlock;
+    const std::int32_t slack = splits ? 0 : remainder;
+    const std::int32_t blockLength = length + blockHeaderLength + slack;
+    if (remainder < 0)
+        return -1;
+    if (blockLength > longestNoteBlock)
+        return Append(heap, text, length);
+
+    const std::int64_t behind = offset + blockLength;
+    if (UnlistFree(found.length, offset) != 0)
+        return -1;
+    if (splits && !WriteBlockHeader(heap, behind, { blockFree, 0, 0, remainder }))
+        return -1;
+    if (!WriteNote(heap, offset, { blockInUse, std::uint8_t(slack), 0, blockLength }, text, length))
+        return -1;
+    if (splits)
+        ListFree(remainder, behind);
+    return std::int32_t(offset);
+}
+
+// What fails half-way is cut off again.
+std::int32_t CNote::Append(OpenStoreFile& heap, const char* text, std::int32_t length)
+{
+    const std::int32_t blockLength = length + blockHeaderLength;
+    const std::int64_t offset = heap.Size();
+    if (offset < 0 || offset + blockLength > INT32_MAX)
+        return -1;
+    StoreFiles& files = storeFiles();
+    // A text of several pieces has its room before its header promises it.
+    const bool hasRoom
+        = blockLength <= pieceLength || files.Resize(heap.descriptor(), offset + blockLength) == 0;
+    if (!hasRoom || !WriteNote(heap, offset, { blockInUse, 0, 0, blockLength }, text, length)) {
+        files.Resize(heap.descriptor(), offset);
+        return -1;
+    }
+    return std::int32_t(offset);
+}
+
+char* CNote::ReadNote(std::int32_t offset)
+{
+    if (offset < 0)
+        return nullptr;
+    OpenStoreFile heap(m_heapPath);
+    if (!heap)
+        return nullptr;
+    const Transfer transfer(&m_descriptor, heap);
+    BlockHeader header;
+    if (!ReadBlockHeader(heap, offset, &header) || header.status != blockInUse
+        || header.length > longestNoteBlock)
+        return nullptr;
+    const std::int32_t length = header.length - blockHeaderLength - header.slack;
+    if (length < 0 || EndOf(offset, header) > heap.Size())
+        return nullptr;
+    auto* const text = static_cast<char*>(std::calloc(std::size_t(length) + 10, 1));
+    if (text && !ReadText(heap, offset + blockHeaderLength, text, length)) {
+        std::free(text);
+        return nullptr;
+    }
+    return text;
+}
+
+std::int32_t CNote::NoteLength(std::int32_t offset)
+{
+    OpenStoreFile heap(m_heapPath);
+    BlockHeader header;
+    if (offset < 0 || !heap || !ReadBlockHeader(heap, offset, &header))
+        return 0;
+    // Free blocks may have grown together to any length.
+    const bool mayBe = header.status == blockFree || header.length <= longestNoteBlock;
+    const bool sound = mayBe && EndOf(offset, header) <= heap.Size();
+    return sound ? std::max(header.length - header.slack - blockHeaderLength, 0) : 0;
+}
+
+// Adds the block behind to this one if it is free.
+int CNote::MergeNext(OpenStoreFile& heap, std::int64_t fileSize, std::int64_t offset,
+                     BlockHeader* header)
+{
+    const std::int64_t next = EndOf(offset, *header);
+    BlockHeader behind;
+    if (next + blockHeaderLength > fileSize)
+        return 0;
+    if (!ReadBlockHeader(heap, next, &behind))
+        return -1;
+    if (behind.status != blockFree)
+        return 0;
+    if (IsOverlapped(behind)) {
+        if (UnlistFree(smallestBlock, next) == 0)
+            return header->length += smallestBlock, 0;
+        if (taerror != taNoError)
+            return -1;
+    }
+    if (!IsSoundBlock(behind, next, fileSize))
+        return 0;
+    if (UnlistFree(behind.length, next) != 0 && taerror != taNoError)
+        return -1;
+    header->length += behind.length;
+    return 0;
+}
+
+int CNote::DeleteNote(std::int32_t offset)
+{
+    OpenStoreFile heap(m_heapPath);
+    if (!m_freeSpace || !heap || offset < 0)
+        return -1;
+    const Transfer transfer(&m_descriptor, heap);
+    const std::int64_t size = heap.Size();
+    BlockHeader header;
+    if (!ReadBlockHeader(heap, offset, &header) || !IsSoundBlock(header, offset, size))
+        return -1;
+    if (header.status == blockFree)
+        return 0;
+    if (MergeNext(heap, size, offset, &header) != 0)
+        return -1;
+    header.status = blockFree;
+    if (!WriteBlockHeader(heap, offset, header))
+        return -1;
+    ListFree(header.length, offset);
+    return 0;
+}
+
+bool CNote::Reindex()
+{
+    Close();
+    if (!MakeFreeSpace() || !BeginFlushing())
+        return false;
+    OpenStoreFile heap(m_heapPath);
+    if (!heap)
+        return false;
+    const Transfer transfer(&m_descriptor, heap);
+    const BlockChain chain = WalkBlocks(heap);
+    for (const Block& block : chain.blocks)
+        if (block.header.status == blockFree && ListFree(block.header.length, block.offset) != 0)
+            return false;
+    return chain.whole;
+}

@@ -1,0 +1,95 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "store/indexfile.h"
+
+#include "store/pagecache.h"
+
+#include <memory>
+#include <new>
+
+namespace
+{
+
+using OpenFunction = DataFile* (*)(std::int32_t, const char*, std::int16_t);
+
+// `refused` is the code for what cannot be an index.
+IndexFile* NewIndex(OpenFunction open, std::int32_t refused, const char* path,
+                    std::int16_t keyLength, std::int32_t allowDuplicates)
+{
+    if (keyLength < 1 || keyLength > longestKey) {
+        SetError(refused);
+        return nullptr;
+    }
+    std::unique_ptr<IndexFile> index(new (std::nothrow) IndexFile{});
+    if (!index || !HasPageCache()) {
+        SetError(taNoMemory);
+        return nullptr;
+    }
+    index->dataFile = open(0, path, std::int16_t(PackedLength(keyLength)));
+    if (!index->dataFile)
+        return nullptr;
+    index->dataFile->isIndexFile = 1;
+    index->current = index->dataFile;
+    index->allowDuplicates = allowDuplicates != 0;
+    index->keyLength = keyLength;
+    index->rootPage = std::uint32_t(index->dataFile->header.rootPage);
+    index->firstBuffer = noBuffer;
+    return index.release();
+}
+
+} // namespace
+
+IndexFile* MakeIndex(std::int32_t, const char* path, std::int16_t keyLength,
+                     std::int32_t allowDuplicates)
+{
+    return NewIndex(MakeDataFile, taNotCreated, path, keyLength, allowDuplicates);
+}
+
+IndexFile* OpenIndex(std::int32_t, const char* path, std::int16_t keyLength,
+                     std::int32_t allowDuplicates)
+{
+    return NewIndex(OpenDataFile, taNotOpened, path, keyLength, allowDuplicates);
+}
+
+int CloseIndex(IndexFile* index)
+{
+    if (!index)
+        return SetError(taNullHandle);
+    SetError(taNoError);
+    DataFile* const file = index->dataFile;
+    if (file->openCount > 0 && --file->openCount > 0)
+        return SetError(taNoError);
+    const std::unique_ptr<IndexFile> owned(index);
+    WriteBackPages(index);
+    const std::int32_t error = taerror;
+    DropPages(index);
+    file->header.rootPage = std::int32_t(index->rootPage);
+    const int closed = CloseDataFile(file);
+    return error != taNoError ? SetError(error) : closed;
+}
+
+int TaOpenIndex(IndexFile* index)
+{
+    DropPages(index);
+    if (TaOpenFile(index->dataFile) != 0)
+        return -1;
+    index->current = index->dataFile;
+    index->rootPage = std::uint32_t(index->dataFile->header.rootPage);
+    ClearKey(index);
+    return 0;
+}
+
+int TaCloseIndex(IndexFile* index)
+{
+    if (WriteBackPages(index) != 0)
+        return -1;
+    DataFile* const file = index->dataFile;
+    file->header.rootPage = std::int32_t(index->rootPage);
+    TaCloseFile(file);
+    if (taerror != taNoError)
+        return -1;
+    DropPages(index);
+    file->headerDirty = 0;
+    return 0;
+}

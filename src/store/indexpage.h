@@ -1,0 +1,78 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// One page of an index: up to 50 items in key order and the children between
+// them, as it stands in memory and as it stands in the file.
+
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+constexpr int pageOrder = 25; // at least so many items in every page but the root
+constexpr int pageItems = 2 * pageOrder; // at most so many
+constexpr int longestKey = 150;
+constexpr int deepestTree = 16;
+
+// 160 bytes, moved as a whole.
+struct IndexItem {
+    std::uint32_t record; // of the data file
+    std::uint32_t child; // page of the keys up to the next item; 0 in a leaf
+    char key[152]; // zero-terminated
+};
+
+// 8,168 bytes.
+struct IndexPage {
+    std::uint8_t count; // items in use
+    std::uint8_t unused[3];
+    std::uint32_t leftmost; // page of the keys below item 1; 0 in a leaf
+    IndexItem items[pageItems + 1]; // item 0 is not used
+
+    // The page right of item `position`; 0 asks for the leftmost one.
+    std::uint32_t Child(int position) const
+    {
+        return position == 0 ? leftmost : items[position].child;
+    }
+};
+
+static_assert(sizeof(IndexItem) == 160 && sizeof(IndexPage) == 8168);
+
+// Bytes of a page in the file.
+constexpr int PackedLength(int keyLength)
+{
+    return (keyLength + 9) * pageItems + 8;
+}
+
+// Writes a page as it stands in the file: PackedLength bytes, unused ones zero.
+// With keys of 150 characters the items keep their 160 bytes, so that of item
+// 50 only the first 110 are kept.
+void PackPage(const IndexPage& page, int keyLength, std::uint8_t* bytes);
+
+// Reads a page from its bytes in a file of `pages` records. False, with the
+// page in an undefined state, for what cannot be a page: too many items,
+// children outside the file or on some items only, keys without an end.
+bool UnpackPage(const std::uint8_t* bytes, int keyLength, std::uint32_t pages, IndexPage* page);
+
+// The same in place: the page's memory then begins with its bytes in the file.
+// taunpack returns whether they can be a page.
+void tapack(IndexPage* page, int keyLength);
+bool taunpack(IndexPage* page, int keyLength);
+
+// Cuts a key.
+void taxkey(char* key, int length);
+
+// Makes `item` hold a key of at most 150 characters, the rest of its key zero.
+void SetKey(IndexItem* item, const char* key);
+
+// The order of an index: by key without regard to the case of ASCII letters,
+// then, if equal keys are allowed, by record number. -1, 0 or 1.
+int tacompkeys(const char* a, const char* b, std::uint32_t recordA, std::uint32_t recordB,
+               int allowDuplicates);
+
+// Where a key stands in a page.
+struct PagePosition {
+    bool found;
+    int position; // of the item, or of the last one below the key (0: none)
+};
+PagePosition SearchPage(const IndexPage& page, const char* key, std::uint32_t record,
+                        int allowDuplicates);

@@ -1,0 +1,203 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "store/indexfile.h"
+#include "store/pagecache.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+namespace
+{
+
+enum class Lookup { Found, NotFound, Failed };
+
+IndexLevel& Deepest(IndexFile* index)
+{
+    return index->path[index->depth - 1];
+}
+
+int FailWithoutPosition(IndexFile* index, std::int32_t error)
+{
+    ClearKey(index);
+    return SetError(error);
+}
+
+int Push(IndexFile* index, std::uint32_t number, IndexPage** page)
+{
+    if (index->depth == deepestTree)
+        return FailWithoutPosition(index, taDamaged);
+    if (tagetpage(index, number, page) != 0)
+        return FailWithoutPosition(index, taerror);
+    index->path[index->depth++] = { number, 0 };
+    return 0;
+}
+
+// The page of the deepest level. A position outside it comes of damage, or of
+// a change that another handle made.
+int FetchDeepest(IndexFile* index, IndexPage** page)
+{
+    const IndexLevel& level = Deepest(index);
+    if (tagetpage(index, level.page, page) != 0)
+        return FailWithoutPosition(index, taerror);
+    if (level.position < 0 || level.position > (*page)->count)
+        return FailWithoutPosition(index, taDamaged);
+    return 0;
+}
+
+// A walk that goes further one way than the file can hold items goes in a
+// circle.
+int CountStep(IndexFile* index, int direction)
+{
+    index->steps += direction;
+    const std::int64_t most = std::int64_t(pageItems) * index->dataFile->header.recordCount;
+    return std::llabs(index->steps) > most ? FailWithoutPosition(index, taDamaged) : 0;
+}
+
+int TakeItem(IndexFile* index, const IndexPage& page, std::uint32_t* record, char* key)
+{
+    const IndexItem& item = page.items[Deepest(index).position];
+    std::strcpy(key, item.key);
+    *record = item.record;
+    return SetError(taNoError);
+}
+
+int AtTheEnd(IndexFile* index)
+{
+    ClearKey(index);
+    return -1;
+}
+
+// Leaves the cursor on the item equal to the key (and, where equal keys are
+// allowed, to record 0), or before the first item above it.
+Lookup tafindkey(IndexFile* index, std::uint32_t* record, const char* key)
+{
+    ClearKey(index);
+    for (std::uint32_t number = index->rootPage; number != 0;) {
+        IndexPage* page;
+        if (Push(index, number, &page) != 0)
+            return Lookup::Failed;
+        const PagePosition at = SearchPage(*page, key, 0, index->allowDuplicates);
+        Deepest(index).position = std::int16_t(at.position);
+        if (at.found) {
+            *record = page->items[at.position].record;
+            return Lookup::Found;
+        }
+        number = page->Child(at.position);
+    }
+    while (index->depth >= 2 && Deepest(index).position == 0)
+        --index->depth;
+    if (index->depth > 0 && Deepest(index).position == 0)
+        index->depth = 0;
+    return Lookup::NotFound;
+}
+
+// What every lookup begins with.
+int BeginLookup(IndexFile* index, char* key)
+{
+    SetError(taNoError);
+    taxkey(key, index->keyLength);
+    index->current = index->dataFile;
+    return index->dataFile->flushing || MULTIUSER ? TaOpenIndex(index) : 0;
+}
+
+} // namespace
+
+int FindKey(IndexFile* index, std::uint32_t* record, char* key)
+{
+    if (BeginLookup(index, key) != 0)
+        return -1;
+    const Lookup result = tafindkey(index, record, key);
+    if (result != Lookup::NotFound || !index->allowDuplicates)
+        return result == Lookup::Found ? 0 : -1;
+    const std::string wanted = key;
+    return NextKey(index, record, key) == 0 && wanted == key ? 0 : -1;
+}
+
+int SearchKey(IndexFile* index, std::uint32_t* record, char* key)
+{
+    if (BeginLookup(index, key) != 0)
+        return -1;
+    const Lookup result = tafindkey(index, record, key);
+    if (result == Lookup::NotFound)
+        return NextKey(index, record, key);
+    return result == Lookup::Found ? 0 : -1;
+}
+
+int FindPrevKey(IndexFile* index, std::uint32_t* record, char* key)
+{
+    if (SearchKey(index, record, key) == 0)
+        return PrevKey(index, record, key);
+    if (taerror != taNoError)
+        return -1;
+    // All keys are below: the first item, one back, and on from the end.
+    key[0] = 0;
+    if (SearchKey(index, record, key) != 0)
+        return -1;
+    if (PrevKey(index, record, key) == 0)
+        return 0;
+    return taerror == taNoError ? PrevKey(index, record, key) : -1;
+}
+
+int NextKey(IndexFile* index, std::uint32_t* record, char* key)
+{
+    SetError(taNoError);
+    IndexPage* page = nullptr;
+    std::uint32_t number = index->rootPage;
+    if (index->depth > 0) {
+        if (FetchDeepest(index, &page) != 0)
+            return -1;
+        number = page->Child(Deepest(index).position);
+    }
+    for (; number != 0; number = page->leftmost)
+        if (Push(index, number, &page) != 0)
+            return -1;
+    if (index->depth == 0)
+        return -1;
+    while (index->depth >= 2 && Deepest(index).position == page->count) {
+        --index->depth;
+        if (FetchDeepest(index, &page) != 0)
+            return -1;
+    }
+    if (Deepest(index).position == page->count)
+        return AtTheEnd(index);
+    ++Deepest(index).position;
+    return CountStep(index, 1) == 0 ? TakeItem(index, *page, record, key) : -1;
+}
+
+int PrevKey(IndexFile* index, std::uint32_t* record, char* key)
+{
+    SetError(taNoError);
+    IndexPage* page = nullptr;
+    std::uint32_t number = index->rootPage;
+    if (index->depth > 0) {
+        if (FetchDeepest(index, &page) != 0)
+            return -1;
+        if (Deepest(index).position == 0)
+            return FailWithoutPosition(index, taDamaged);
+        number = page->Child(--Deepest(index).position);
+    }
+    while (number != 0) {
+        if (Push(index, number, &page) != 0)
+            return -1;
+        Deepest(index).position = page->count;
+        number = page->Child(page->count);
+    }
+    if (index->depth == 0)
+        return -1;
+    while (index->depth >= 2 && Deepest(index).position == 0) {
+        --index->depth;
+        if (FetchDeepest(index, &page) != 0)
+            return -1;
+    }
+    if (Deepest(index).position == 0)
+        return AtTheEnd(index);
+    return CountStep(index, -1) == 0 ? TakeItem(index, *page, record, key) : -1;
+}
+
+void ClearKey(IndexFile* index)
+{
+    index->depth = 0;
+    index->steps = 0;
+}

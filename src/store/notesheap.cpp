@@ -1,0 +1,127 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "store/notesheap.h"
+
+#include "store/bytes.h"
+
+#include <unordered_set>
+
+namespace
+{
+
+// Finds the way through the blocks. A zero byte where a block should begin is
+// either the first one of its header or a stray one before it: what does not
+// lead to the end of the file was not it.
+class BlockWalk
+{
+public:
+    BlockWalk(OpenStoreFile& heap, std::int64_t size) : m_heap(heap), m_size(size) { }
+
+    BlockChain Run()
+    {
+        while (!AtTheEnd()) {
+            Block block;
+            if (FindNext(&block)) {
+                m_blocks.push_back(block);
+                continue;
+            }
+            if (m_blocks.size() > m_longest.size())
+                m_longest = m_blocks;
+            if (m_blocks.empty())
+                return { m_longest, EndOfBlocks(m_longest), false };
+            m_deadEnds.insert(m_blocks.back().offset);
+            m_blocks.pop_back();
+        }
+        return { std::move(m_blocks), m_size, true };
+    }
+
+private:
+    static std::int64_t EndOfBlocks(const std::vector<Block>& blocks)
+    {
+        return blocks.empty() ? 0 : EndOf(blocks.back().offset, blocks.back().header);
+    }
+
+    bool AtTheEnd()
+    {
+        const std::int64_t at = EndOfBlocks(m_blocks);
+        return at == m_size || (at + 1 == m_size && at > 0 && IsZero(at));
+    }
+
+    bool FindNext(Block* block)
+    {
+        const std::int64_t at = EndOfBlocks(m_blocks);
+        return ReadBlock(at, block) || (at > 0 && IsZero(at) && ReadBlock(at + 1, block));
+    }
+
+    bool IsZero(std::int64_t at)
+    {
+        std::uint8_t byte;
+        return m_heap.ReadAt(at, &byte, 1) && byte == 0;
+    }
+
+    bool ReadBlock(std::int64_t offset, Block* block)
+    {
+        block->offset = offset;
+        if (m_deadEnds.count(offset) > 0 || !ReadBlockHeader(m_heap, offset, &block->header))
+            return false;
+        BlockHeader behind;
+        if (IsOverlapped(block->header) && ReadBlockHeader(m_heap, offset + smallestBlock, &behind)
+            && IsSoundBlock(behind, offset + smallestBlock, m_size))
+            block->header.length = smallestBlock;
+        return IsSoundBlock(block->header, offset, m_size);
+    }
+
+    OpenStoreFile& m_heap;
+    const std::int64_t m_size;
+    std::vector<Block> m_blocks;
+    std::vector<Block> m_longest;
+    std::unordered_set<std::int64_t> m_deadEnds;
+};
+
+} // namespace
+
+bool ReadBlockHeader(OpenStoreFile& heap, std::int64_t offset, BlockHeader* header)
+{
+    std::uint8_t bytes[blockHeaderLength];
+    if (!heap.ReadAt(offset, bytes, sizeof bytes))
+        return false;
+    *header = { bytes[0], bytes[1], std::uint16_t(bytes[2] | bytes[3] << 8), GetInt32(bytes + 4) };
+    return true;
+}
+
+void PackBlockHeader(const BlockHeader& header, std::uint8_t* bytes)
+{
+    bytes[0] = header.status;
+    bytes[1] = header.slack;
+    bytes[2] = std::uint8_t(header.reserved);
+    bytes[3] = std::uint8_t(header.reserved >> 8);
+    PutInt32(bytes + 4, header.length);
+}
+
+bool WriteBlockHeader(OpenStoreFile& heap, std::int64_t offset, const BlockHeader& header)
+{
+    std::uint8_t bytes[blockHeaderLength];
+    PackBlockHeader(header, bytes);
+    return heap.WriteAt(offset, bytes, sizeof bytes);
+}
+
+bool IsSoundBlock(const BlockHeader& header, std::int64_t offset, std::int64_t fileSize)
+{
+    if (header.reserved != 0 || header.slack > mostSlack || EndOf(offset, header) > fileSize)
+        return false;
+    if (header.status == blockInUse)
+        return header.length >= blockHeaderLength + header.slack
+            && header.length <= longestNoteBlock;
+    return header.status == blockFree && header.length >= smallestBlock;
+}
+
+bool IsOverlapped(const BlockHeader& header)
+{
+    return header.status == blockFree && header.length == (smallestBlock | blockFree << 24);
+}
+
+BlockChain WalkBlocks(OpenStoreFile& heap)
+{
+    return BlockWalk(heap, heap.Size()).Run();
+}

@@ -1,0 +1,205 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// File systems for the tests of the record store: one that counts, one that
+// fails and one that dies at a call of choice.
+
+#pragma once
+
+#include "store/storefiles.h"
+
+#include <cerrno>
+#include <csignal>
+#include <fcntl.h>
+#include <unistd.h>
+
+// Has the store use a file system for the length of a block.
+class UsedStoreFiles
+{
+public:
+    explicit UsedStoreFiles(StoreFiles* files) : m_before(SetStoreFiles(files)) { }
+    ~UsedStoreFiles() { SetStoreFiles(m_before); }
+    UsedStoreFiles(const UsedStoreFiles&) = delete;
+    UsedStoreFiles& operator=(const UsedStoreFiles&) = delete;
+
+private:
+    StoreFiles* const m_before;
+};
+
+// Counts the calls that reach the machine.
+class CountingFiles : public StoreFiles
+{
+public:
+    int Open(const char* path, int flags, mode_t mode) override
+    {
+        ++opens;
+        return StoreFiles::Open(path, flags, mode);
+    }
+    int Close(int descriptor) override
+    {
+        ++closes;
+        return StoreFiles::Close(descriptor);
+    }
+    off_t Seek(int descriptor, off_t position) override
+    {
+        ++seeks;
+        return StoreFiles::Seek(descriptor, position);
+    }
+    ssize_t Read(int descriptor, void* bytes, size_t size) override
+    {
+        ++reads;
+        return StoreFiles::Read(descriptor, bytes, size);
+    }
+    ssize_t Write(int descriptor, const void* bytes, size_t size) override
+    {
+        ++writes;
+        return StoreFiles::Write(descriptor, bytes, size);
+    }
+    int Resize(int descriptor, off_t size) override
+    {
+        ++resizes;
+        return StoreFiles::Resize(descriptor, size);
+    }
+    int Status(int descriptor, struct stat* status) override
+    {
+        ++statuses;
+        return StoreFiles::Status(descriptor, status);
+    }
+    bool Exists(const char* path) override
+    {
+        ++lookups;
+        return StoreFiles::Exists(path);
+    }
+
+    int opens = 0;
+    int closes = 0;
+    int seeks = 0;
+    int reads = 0;
+    int writes = 0;
+    int resizes = 0;
+    int statuses = 0;
+    int lookups = 0;
+};
+
+enum class Fault {
+    Open, // cannot be opened
+    Seek,
+    Read, // an error
+    ShortRead, // half of what was asked for
+    Write, // an error, nothing written
+    ShortWrite, // half is written
+    FullDisk, // what would make the file grow is cut off at its end, or refused
+    Status, // also: Resize
+};
+
+// Fails one kind of call: the k-th one that could fail, counted from 0, or all
+// from that one on.
+class FailingFiles : public StoreFiles
+{
+public:
+    FailingFiles(Fault fault, int k, bool forGood) : m_fault(fault), m_k(k), m_forGood(forGood) { }
+
+    // Whether there was a k-th call.
+    bool hasFailed() const { return m_calls > m_k; }
+
+    int Open(const char* path, int flags, mode_t mode) override
+    {
+        return Fails(Fault::Open) ? Error(EMFILE) : StoreFiles::Open(path, flags, mode);
+    }
+    off_t Seek(int descriptor, off_t position) override
+    {
+        return Fails(Fault::Seek) ? Error(EIO) : StoreFiles::Seek(descriptor, position);
+    }
+    ssize_t Read(int descriptor, void* bytes, size_t size) override
+    {
+        if (Fails(Fault::Read))
+            return Error(EIO);
+        return StoreFiles::Read(descriptor, bytes, Fails(Fault::ShortRead) ? size / 2 : size);
+    }
+    ssize_t Write(int descriptor, const void* bytes, size_t size) override
+    {
+        if (Fails(Fault::Write))
+            return Error(EIO);
+        if (m_fault == Fault::FullDisk)
+            return WriteOnFullDisk(descriptor, bytes, size);
+        return StoreFiles::Write(descriptor, bytes, Fails(Fault::ShortWrite) ? size / 2 : size);
+    }
+    int Resize(int descriptor, off_t size) override
+    {
+        return Fails(Fault::Status) ? Error(EIO) : StoreFiles::Resize(descriptor, size);
+    }
+    int Status(int descriptor, struct stat* status) override
+    {
+        return Fails(Fault::Status) ? Error(EIO) : StoreFiles::Status(descriptor, status);
+    }
+
+private:
+    bool Fails(Fault kind)
+    {
+        if (kind != m_fault)
+            return false;
+        const int call = m_calls++;
+        return m_forGood ? call >= m_k : call == m_k;
+    }
+
+    static int Error(int error)
+    {
+        errno = error;
+        return -1;
+    }
+
+    // On a full disk what is in the file can still be written over.
+    ssize_t WriteOnFullDisk(int descriptor, const void* bytes, size_t size)
+    {
+        const off_t at = ::lseek(descriptor, 0, SEEK_CUR);
+        struct stat status;
+        if (::fstat(descriptor, &status) != 0)
+            return -1;
+        const off_t room = status.st_size > at ? status.st_size - at : 0;
+        if (off_t(size) <= room || !Fails(Fault::FullDisk))
+            return StoreFiles::Write(descriptor, bytes, size);
+        return room == 0 ? Error(ENOSPC) : StoreFiles::Write(descriptor, bytes, size_t(room));
+    }
+
+    const Fault m_fault;
+    const int m_k;
+    const bool m_forGood;
+    int m_calls = 0;
+};
+
+// Kills the process at the k-th call that changes a file, counted from 0:
+// before it, or when half of it is written.
+class CrashingFiles : public StoreFiles
+{
+public:
+    CrashingFiles(int k, bool half) : m_left(k), m_half(half) { }
+
+    int Open(const char* path, int flags, mode_t mode) override
+    {
+        if (flags & O_TRUNC)
+            Count();
+        return StoreFiles::Open(path, flags, mode);
+    }
+    ssize_t Write(int descriptor, const void* bytes, size_t size) override
+    {
+        if (m_half && m_left == 0)
+            StoreFiles::Write(descriptor, bytes, size / 2);
+        Count();
+        return StoreFiles::Write(descriptor, bytes, size);
+    }
+    int Resize(int descriptor, off_t size) override
+    {
+        Count();
+        return StoreFiles::Resize(descriptor, size);
+    }
+
+private:
+    void Count()
+    {
+        if (m_left-- == 0)
+            ::kill(::getpid(), SIGKILL);
+    }
+
+    int m_left;
+    const bool m_half;
+};

@@ -1,0 +1,62 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// What the tests of the record store share: random numbers that can be had
+// again, and a count of what the process holds open.
+
+#pragma once
+
+#include "store/storecheck.h"
+
+#include <QDir>
+#include <QtTest>
+
+#include <algorithm>
+#include <random>
+
+// Numbers from a seed.
+class Random
+{
+public:
+    explicit Random(std::uint64_t seed) : m_engine(seed) { }
+
+    // A new seed each time, printed; PAKMART_TEST_SEED gives it again.
+    static Random Announced()
+    {
+        bool given = false;
+        std::uint64_t seed = qEnvironmentVariable("PAKMART_TEST_SEED").toULongLong(&given);
+        if (!given)
+            seed = std::random_device()();
+        qInfo("PAKMART_TEST_SEED=%llu", static_cast<unsigned long long>(seed));
+        return Random(seed);
+    }
+
+    // From 0 to limit - 1.
+    std::uint32_t Below(std::uint32_t limit) { return std::uint32_t(m_engine() % limit); }
+    std::uint32_t Below(int limit) { return Below(std::uint32_t(limit)); }
+
+    template <typename Container> void Shuffle(Container* container)
+    {
+        std::shuffle(container->begin(), container->end(), m_engine);
+    }
+
+private:
+    std::mt19937_64 m_engine;
+};
+
+inline int OpenDescriptors()
+{
+    return QDir("/proc/self/fd").entryList(QDir::System | QDir::Files).size();
+}
+
+// Shown when a comparison of findings fails.
+namespace QTest
+{
+template <> inline char* toString(const Findings& findings)
+{
+    QByteArray text = findings.empty() ? "sound" : "";
+    for (const std::string& what : findings)
+        text += (text.isEmpty() ? "" : "; ") + QByteArray::fromStdString(what);
+    return qstrdup(text.left(900).constData());
+}
+} // namespace QTest

@@ -1,0 +1,897 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// Data files, function by function: what each gives, what it leaves in the file
+// and what it says when the file fails it.
+
+#include "store/bytes.h"
+#include "store/datafile.h"
+#include "store/indexfile.h"
+#include "store/storecheck.h"
+#include "tests/store/storeshims.h"
+#include "tests/store/storetest.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <functional>
+#include <memory>
+#include <new>
+#include <sys/stat.h>
+#include <vector>
+
+namespace
+{
+
+bool memoryIsOut = false;
+
+} // namespace
+
+// The allocation of handles, which may fail.
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept
+{
+    return memoryIsOut ? nullptr : ::operator new(size);
+}
+
+namespace
+{
+
+constexpr std::int16_t length = 40;
+
+struct CloseFile {
+    void operator()(DataFile* file) const { CloseDataFile(file); }
+};
+using File = std::unique_ptr<DataFile, CloseFile>;
+
+QByteArray Record(char fill, int size = length)
+{
+    return QByteArray(4, '\0') + QByteArray(size - 4, fill);
+}
+
+std::uint32_t Add(const File& file, char fill)
+{
+    std::uint32_t number = 0;
+    if (AddRec(file.get(), &number, Record(fill, file->recordLength).constData()) != 0)
+        qFatal("a record cannot be added");
+    return number;
+}
+
+QByteArray Get(const File& file, std::uint32_t number)
+{
+    QByteArray record(file->recordLength, '?');
+    return GetRec(file.get(), number, record.data()) == 0 ? record : QByteArray();
+}
+
+} // namespace
+
+class TestDataFile : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init()
+    {
+        m_folder = std::make_unique<QTemporaryDir>();
+        m_descriptors = OpenDescriptors();
+        SetError(taNoError);
+    }
+    void cleanup() { QCOMPARE(OpenDescriptors(), m_descriptors); }
+
+    // ---- making and opening ----
+    void newFileHoldsExactlyTheHeader();
+    void headerWrittenAtCreationCountsNoRecord();
+    void creationReplacesWhatWasThere();
+    void creationMode();
+    void shortRecordLengthIsRaised_data();
+    void shortRecordLengthIsRaised();
+    void longestRecordLength();
+    void recordLengthBeyondTheScratchRecordIsRefused();
+    void openCountsWholeRecordsOnly();
+    void openTrustsNoStoredCount();
+    void openRewritesAnotherVersion();
+    void openKeepsVersionInOtherCase();
+    void openLeavesTheRestOfTheHeaderRecordAlone();
+    void oldestDateIsTheSmallestSeen();
+
+    // ---- records ----
+    void deletedRecordsAreUsedAgainLastFirst();
+    void chainIsInTheRecordsFirstWords();
+    void headerIsWrittenAfterEachChange();
+    void everyTransferOpensThePathAnew();
+    void bulkReadPastTheEnd();
+    void bulkReadTakesAtMostWhatIsThere();
+    void bulkWriteGrowsTheFileNotTheCount();
+    void deletingTwiceIsNotNoticed();
+    void chainHeadThatIsLiveIsNotHandedOut_data();
+    void chainHeadThatIsLiveIsNotHandedOut();
+    void damagedDeletedCountDoesNotOverflow();
+
+    // ---- counts, repair, flushing ----
+    void countsAnswerFromTheHandle();
+    void countsAnswerFromTheFileWhenFlushing();
+    void flushingSeesRecordsOfAnotherHandle();
+    void fixHeaderRebuildsTheChain();
+    void fixHeaderServesShortRecordsOnly();
+    void toggleFlushingWritesAndReadsTheHeader();
+    void failedRefreshLeavesTheCountsAlone();
+    void lastWriteTime();
+    void fileSize();
+    void existence();
+    void openCountSharesAHandle();
+
+    // ---- error codes ----
+    void error0IsSetByEveryEntryPoint();
+    void error1WhereTheFileDoesNotOpen();
+    void error2WhereASeekFails();
+    void error3WhereAWriteFailsOrIsShort();
+    void error4WhereABulkWriteFails();
+    void error5WhereAReadFailsOrIsShort();
+    void error5OfARecordPastTheEnd();
+    void error6WhereMemoryIsOut();
+    void error7WhereAFileIsNotCreated();
+    void error8WhereAFileIsNotOpened();
+    void error9OfANullHandle();
+    void errorMinus1WhereTheStatusIsNotRead();
+    void failedTransfersLeaveNoDescriptor();
+    void failedAddStoresNothing();
+
+private:
+    std::string Path(const char* name = "data") const
+    {
+        return m_folder->filePath(name).toStdString();
+    }
+    File Make(std::int16_t recordLength = length) const
+    {
+        return File(MakeDataFile(0, Path().c_str(), recordLength));
+    }
+    File Open(std::int16_t recordLength = length) const
+    {
+        return File(OpenDataFile(0, Path().c_str(), recordLength));
+    }
+    QByteArray Bytes() const
+    {
+        QFile file(QString::fromStdString(Path()));
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
+    void Write(const QByteArray& bytes) const
+    {
+        QFile file(QString::fromStdString(Path()));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        QCOMPARE(file.write(bytes), qint64(bytes.size()));
+    }
+    DataFileHeader HeaderOnDisk() const
+    {
+        const QByteArray bytes = Bytes();
+        return ReadDataFileHeader(reinterpret_cast<const std::uint8_t*>(bytes.constData()));
+    }
+    // Changes a 32-bit field of the header in the file.
+    void Patch(int offset, std::int32_t value) const
+    {
+        QByteArray bytes = Bytes();
+        PutInt32(reinterpret_cast<std::uint8_t*>(bytes.data()) + offset, value);
+        Write(bytes);
+    }
+
+    std::unique_ptr<QTemporaryDir> m_folder;
+    int m_descriptors = 0;
+};
+
+// ---- making and opening ----
+
+void TestDataFile::newFileHoldsExactlyTheHeader()
+{
+    const File file = Make();
+    QVERIFY(file);
+    QCOMPARE(taerror, 0);
+    QCOMPARE(FileLen(file.get()), 1u);
+    QCOMPARE(UsedRecs(file.get()), 0u);
+    QCOMPARE(FirstRec(file.get()), 1u);
+    QCOMPARE(Bytes().size(), int(length));
+    QCOMPARE(int(file->isOpen), 1);
+    QCOMPARE(int(file->openCount), 1);
+    QCOMPARE(int(file->headerDirty), 1);
+    QCOMPARE(int(file->isIndexFile | file->held | file->flushing), 0);
+    QCOMPARE(std::string(file->fileName), Path());
+}
+
+void TestDataFile::headerWrittenAtCreationCountsNoRecord()
+{
+    const File file = Make();
+    QCOMPARE(HeaderOnDisk().recordCount, 0);
+    QCOMPARE(HeaderOnDisk().storedCount, 0);
+    QCOMPARE(HeaderOnDisk().firstFree, -1);
+    QCOMPARE(file->header.recordCount, 1);
+    TaCloseFile(file.get());
+    QCOMPARE(HeaderOnDisk().recordCount, 1);
+    QCOMPARE(HeaderOnDisk().storedCount, 1);
+    QCOMPARE(std::string(HeaderOnDisk().version), std::string("4.2a"));
+}
+
+void TestDataFile::creationReplacesWhatWasThere()
+{
+    {
+        const File file = Make();
+        Add(file, 'a');
+        Add(file, 'b');
+    }
+    const File file = Make();
+    QCOMPARE(FileLen(file.get()), 1u);
+    QCOMPARE(Bytes().size(), int(length));
+}
+
+void TestDataFile::creationMode()
+{
+    const mode_t before = umask(0);
+    const File file = Make();
+    umask(before);
+    struct stat status;
+    QCOMPARE(stat(Path().c_str(), &status), 0);
+    QCOMPARE(int(status.st_mode & 07777), 0777);
+}
+
+void TestDataFile::shortRecordLengthIsRaised_data()
+{
+    QTest::addColumn<int>("asked");
+    QTest::addColumn<int>("used");
+    QTest::newRow("negative") << -3 << 31;
+    QTest::newRow("none") << 0 << 31;
+    QTest::newRow("below") << 30 << 31;
+    QTest::newRow("the header's own") << 31 << 31;
+    QTest::newRow("above") << 32 << 32;
+}
+
+void TestDataFile::shortRecordLengthIsRaised()
+{
+    QFETCH(int, asked);
+    QFETCH(int, used);
+    {
+        const File file = Make(std::int16_t(asked));
+        QCOMPARE(file->recordLength, used);
+        Add(file, 'a');
+        QCOMPARE(Bytes().size(), 2 * used);
+    }
+    const File file = Open(std::int16_t(asked));
+    QVERIFY(file);
+    QCOMPARE(file->recordLength, used);
+    QCOMPARE(FileLen(file.get()), 2u);
+    QCOMPARE(Get(file, 1), Record('a', used));
+}
+
+void TestDataFile::longestRecordLength()
+{
+    const File file = Make(maxRecordLength);
+    QVERIFY(file);
+    QCOMPARE(Add(file, 'a'), 1u);
+    QCOMPARE(Add(file, 'b'), 2u);
+    QCOMPARE(DeleteRec(file.get(), 1), 0);
+    QCOMPARE(Get(file, 2), Record('b', maxRecordLength));
+    QCOMPARE(CheckDataFile(Path(), maxRecordLength), Findings());
+}
+
+void TestDataFile::recordLengthBeyondTheScratchRecordIsRefused()
+{
+    QVERIFY(!Make(maxRecordLength + 1));
+    QCOMPARE(taerror, 7);
+    QVERIFY(!DoesFileExist(0, Path().c_str()));
+    Make();
+    QVERIFY(!Open(maxRecordLength + 1));
+    QCOMPARE(taerror, 8);
+}
+
+void TestDataFile::openCountsWholeRecordsOnly()
+{
+    Add(Make(), 'a');
+    Write(Bytes() + QByteArray(length - 1, 'x'));
+    const File file = Open();
+    QCOMPARE(FileLen(file.get()), 2u);
+    QCOMPARE(Add(file, 'b'), 2u);
+    QCOMPARE(Bytes().size(), 3 * length);
+    QCOMPARE(Get(file, 2), Record('b'));
+}
+
+void TestDataFile::openTrustsNoStoredCount()
+{
+    Add(Make(), 'a');
+    Patch(12, 77);
+    Patch(16, 99);
+    const File file = Open();
+    QCOMPARE(FileLen(file.get()), 2u);
+    QCOMPARE(UsedRecs(file.get()), 1u);
+}
+
+void TestDataFile::openRewritesAnotherVersion()
+{
+    Add(Make(), 'a');
+    Write(Bytes().replace(20, 8, "3.10beta"));
+    const File file = Open();
+    QVERIFY(file);
+    QCOMPARE(Bytes().mid(20, 8), QByteArray("4.2a\0\0\0\0", 8));
+    QCOMPARE(std::string(file->header.version), std::string("4.2a"));
+}
+
+void TestDataFile::openKeepsVersionInOtherCase()
+{
+    Add(Make(), 'a');
+    Write(Bytes().replace(20, 4, "4.2A"));
+    const QByteArray before = Bytes();
+    const File file = Open();
+    QVERIFY(file);
+    QCOMPARE(Bytes(), before);
+}
+
+void TestDataFile::openLeavesTheRestOfTheHeaderRecordAlone()
+{
+    Add(Make(), 'a');
+    Write(Bytes().replace(20, 4, "9.99").replace(31, 5, "extra"));
+    QVERIFY(Open());
+    QCOMPARE(Bytes().mid(31, 5), QByteArray("extra"));
+}
+
+void TestDataFile::oldestDateIsTheSmallestSeen()
+{
+    lOldestDate = 0;
+    Make();
+    QCOMPARE(lOldestDate, 0);
+    // Three bytes of the date are in the header; the fourth is not.
+    Patch(28, 0x7f000000 | 500);
+    QCOMPARE(Open()->header.oldestDate, 500);
+    QCOMPARE(lOldestDate, 500);
+    Patch(28, 700);
+    Open();
+    QCOMPARE(lOldestDate, 500);
+    Patch(28, 3);
+    Open();
+    QCOMPARE(lOldestDate, 3);
+    lOldestDate = 0;
+}
+
+// ---- records ----
+
+void TestDataFile::deletedRecordsAreUsedAgainLastFirst()
+{
+    const File file = Make();
+    for (std::uint32_t i = 1; i <= 10; ++i)
+        QCOMPARE(Add(file, char('a' + i)), i);
+    QCOMPARE(DeleteRec(file.get(), 5), 0);
+    QCOMPARE(DeleteRec(file.get(), 9), 0);
+    QCOMPARE(UsedRecs(file.get()), 8u);
+    QCOMPARE(FileLen(file.get()), 11u);
+    QCOMPARE(FirstRec(file.get()), 9u);
+    QCOMPARE(Add(file, 'X'), 9u);
+    QCOMPARE(FirstRec(file.get()), 5u);
+    QCOMPARE(Add(file, 'Y'), 5u);
+    QCOMPARE(FirstRec(file.get()), 11u);
+    QCOMPARE(Add(file, 'Z'), 11u);
+    QCOMPARE(CheckDataFile(Path(), length), Findings());
+}
+
+void TestDataFile::chainIsInTheRecordsFirstWords()
+{
+    const File file = Make();
+    Add(file, 'a');
+    Add(file, 'b');
+    Add(file, 'c');
+    DeleteRec(file.get(), 1);
+    DeleteRec(file.get(), 3);
+    QCOMPARE(HeaderOnDisk().firstFree, 3);
+    QCOMPARE(HeaderOnDisk().deletedCount, 2);
+    QCOMPARE(Bytes().mid(3 * length, length), QByteArray("\x01\0\0\0", 4) + QByteArray(36, '\0'));
+    QCOMPARE(Bytes().mid(1 * length, length), QByteArray(4, '\xff') + QByteArray(36, '\0'));
+}
+
+void TestDataFile::headerIsWrittenAfterEachChange()
+{
+    const File file = Make();
+    Add(file, 'a');
+    QCOMPARE(HeaderOnDisk().recordCount, 2);
+    QCOMPARE(HeaderOnDisk().storedCount, 2);
+    QCOMPARE(int(file->headerDirty), 0);
+    DeleteRec(file.get(), 1);
+    QCOMPARE(HeaderOnDisk().firstFree, 1);
+    QCOMPARE(PutRec(file.get(), 1, Record('b').constData()), 0);
+    QCOMPARE(int(file->headerDirty), 1);
+}
+
+void TestDataFile::everyTransferOpensThePathAnew()
+{
+    const File file = Make();
+    Add(file, 'a');
+    const QByteArray bytes = Bytes();
+    QVERIFY(QFile::remove(QString::fromStdString(Path())));
+    Write(bytes.left(length) + Record('z'));
+    QCOMPARE(Get(file, 1), Record('z'));
+}
+
+void TestDataFile::bulkReadPastTheEnd()
+{
+    const File file = Make();
+    QByteArray room(10 * length, '?');
+    QCOMPARE(GetBigRec(file.get(), 1, room.data(), 10), 0u);
+    QCOMPARE(taerror, 0);
+    Add(file, 'a');
+    Add(file, 'b');
+    QCOMPARE(GetBigRec(file.get(), 1, room.data(), 10), 2u);
+    QCOMPARE(taerror, 0);
+    QCOMPARE(room.left(2 * length), Record('a') + Record('b'));
+    QCOMPARE(GetBigRec(file.get(), 1000, room.data(), 10), 0u);
+}
+
+void TestDataFile::bulkReadTakesAtMostWhatIsThere()
+{
+    const File file = Make();
+    Add(file, 'a');
+    Write(Bytes() + QByteArray(length - 1, 'x'));
+    QByteArray room(10 * length, '?');
+    QCOMPARE(GetBigRec(file.get(), 1, room.data(), 10), 1u);
+    QCOMPARE(GetBigRec(file.get(), 0, room.data(), 1), 1u);
+}
+
+void TestDataFile::bulkWriteGrowsTheFileNotTheCount()
+{
+    const File file = Make();
+    const QByteArray three = Record('a') + Record('b') + Record('c');
+    QCOMPARE(PutBigRec(file.get(), 1, three.constData(), 3), 0);
+    QCOMPARE(int(file->headerDirty), 1);
+    QCOMPARE(Bytes().mid(length), three);
+    QCOMPARE(FileLen(file.get()), 1u);
+    QCOMPARE(TaOpenFile(file.get()), 0);
+    QCOMPARE(FileLen(file.get()), 4u);
+}
+
+void TestDataFile::deletingTwiceIsNotNoticed()
+{
+    const File file = Make();
+    Add(file, 'a');
+    QCOMPARE(DeleteRec(file.get(), 1), 0);
+    QCOMPARE(DeleteRec(file.get(), 1), 0);
+    QCOMPARE(file->header.deletedCount, 2);
+    QVERIFY(!CheckDataFile(Path(), length).empty());
+}
+
+void TestDataFile::chainHeadThatIsLiveIsNotHandedOut_data()
+{
+    QTest::addColumn<int>("head");
+    QTest::newRow("a live record") << 1;
+    QTest::newRow("the header") << 0;
+    QTest::newRow("past the end") << 3;
+    QTest::newRow("far past the end") << 1000000;
+    QTest::newRow("negative") << -7;
+    QTest::newRow("the smallest number") << int(INT32_MIN);
+}
+
+void TestDataFile::chainHeadThatIsLiveIsNotHandedOut()
+{
+    QFETCH(int, head);
+    {
+        const File file = Make();
+        Add(file, 'a');
+        Add(file, 'b');
+    }
+    Patch(0, head);
+    Patch(4, 1);
+    const File file = Open();
+    QCOMPARE(Add(file, 'c'), 3u);
+    QCOMPARE(Get(file, 1), Record('a'));
+    QCOMPARE(Get(file, 2), Record('b'));
+    QCOMPARE(CheckDataFile(Path(), length), Findings());
+}
+
+void TestDataFile::damagedDeletedCountDoesNotOverflow()
+{
+    {
+        const File file = Make();
+        Add(file, 'a');
+        DeleteRec(file.get(), 1);
+    }
+    Patch(4, INT32_MIN);
+    Add(Open(), 'b');
+    QCOMPARE(HeaderOnDisk().deletedCount, 0);
+    Patch(4, INT32_MAX);
+    QCOMPARE(DeleteRec(Open().get(), 1), 0);
+    QVERIFY(HeaderOnDisk().deletedCount > 0);
+}
+
+// ---- counts, repair, flushing ----
+
+void TestDataFile::countsAnswerFromTheHandle()
+{
+    const File file = Make();
+    Add(file, 'a');
+    CountingFiles files;
+    const UsedStoreFiles used(&files);
+    QCOMPARE(FileLen(file.get()), 2u);
+    QCOMPARE(UsedRecs(file.get()), 1u);
+    QCOMPARE(FirstRec(file.get()), 2u);
+    QCOMPARE(files.opens, 0);
+}
+
+void TestDataFile::countsAnswerFromTheFileWhenFlushing()
+{
+    const File file = Make();
+    ToggleFlushing(file.get(), 1, 0);
+    Write(Bytes() + Record('a') + Record('b'));
+    QCOMPARE(FileLen(file.get()), 3u);
+    QCOMPARE(UsedRecs(file.get()), 2u);
+    QVERIFY(QFile::remove(QString::fromStdString(Path())));
+    QCOMPARE(FileLen(file.get()), 0u);
+    QCOMPARE(taerror, 1);
+    QCOMPARE(UsedRecs(file.get()), 0u);
+    QCOMPARE(taerror, 1);
+}
+
+void TestDataFile::flushingSeesRecordsOfAnotherHandle()
+{
+    const File one = Make();
+    const File other = Open();
+    ToggleFlushing(one.get(), 1, 0);
+    ToggleFlushing(other.get(), 1, 0);
+    QCOMPARE(Add(one, 'a'), 1u);
+    QCOMPARE(Add(other, 'b'), 2u);
+    QCOMPARE(DeleteRec(other.get(), 1), 0);
+    QCOMPARE(Add(one, 'c'), 1u);
+    QCOMPARE(Add(other, 'd'), 3u);
+    QCOMPARE(Get(one, 1), Record('c'));
+    QCOMPARE(CheckDataFile(Path(), length), Findings());
+}
+
+void TestDataFile::fixHeaderRebuildsTheChain()
+{
+    const File file = Make();
+    for (int i = 0; i < 6; ++i)
+        Add(file, char('a' + i));
+    DeleteRec(file.get(), 4);
+    DeleteRec(file.get(), 2);
+    DeleteRec(file.get(), 5);
+    Patch(0, -1);
+    Patch(4, 9);
+    Patch(8, 1234);
+    QCOMPARE(TaOpenFile(file.get()), 0);
+    QVERIFY(FixHeader(file.get()));
+    QCOMPARE(HeaderOnDisk().firstFree, 5);
+    QCOMPARE(HeaderOnDisk().deletedCount, 3);
+    QCOMPARE(HeaderOnDisk().rootPage, 0);
+    QCOMPARE(HeaderOnDisk().recordCount, 7);
+    QCOMPARE(CheckDataFile(Path(), length), Findings());
+    QCOMPARE(Add(file, 'X'), 5u);
+    QCOMPARE(Add(file, 'X'), 4u);
+    QCOMPARE(Add(file, 'X'), 2u);
+    QCOMPARE(Get(file, 1), Record('a'));
+    QCOMPARE(Get(file, 3), Record('c'));
+    QCOMPARE(Get(file, 6), Record('f'));
+}
+
+void TestDataFile::fixHeaderServesShortRecordsOnly()
+{
+    for (const std::int16_t size : { std::int16_t(2508), std::int16_t(2509) }) {
+        const File file = Make(size);
+        Add(file, 'a');
+        DeleteRec(file.get(), 1);
+        Patch(0, -1);
+        Patch(4, 0);
+        TaOpenFile(file.get());
+        const QByteArray before = Bytes();
+        QVERIFY(FixHeader(file.get()));
+        QCOMPARE(Bytes() == before, size == 2509);
+    }
+}
+
+void TestDataFile::toggleFlushingWritesAndReadsTheHeader()
+{
+    const File file = Make();
+    QCOMPARE(HeaderOnDisk().recordCount, 0);
+    ToggleFlushing(file.get(), 1, 0);
+    QCOMPARE(taerror, 0);
+    QCOMPARE(int(file->flushing), 1);
+    QCOMPARE(HeaderOnDisk().recordCount, 1);
+    Write(Bytes() + Record('a'));
+    ToggleFlushing(file.get(), 0, 0);
+    QCOMPARE(int(file->flushing), 0);
+    QCOMPARE(FileLen(file.get()), 2u);
+}
+
+// The header in the file may count fewer records than there are: what is read
+// of it must not stand while the count of records is not known.
+void TestDataFile::failedRefreshLeavesTheCountsAlone()
+{
+    const File file = Make();
+    Add(file, 'a');
+    Add(file, 'b');
+    Patch(16, 0);
+    {
+        FailingFiles files(Fault::Status, 0, true);
+        const UsedStoreFiles used(&files);
+        QCOMPARE(TaOpenFile(file.get()), -1);
+    }
+    QCOMPARE(FileLen(file.get()), 3u);
+    QCOMPARE(Add(file, 'c'), 3u);
+    QCOMPARE(Get(file, 1), Record('a'));
+}
+
+void TestDataFile::lastWriteTime()
+{
+    const File file = Make();
+    const timespec times[] = { { 12, 0 }, { 1234567, 0 } };
+    QCOMPARE(utimensat(AT_FDCWD, Path().c_str(), times, 0), 0);
+    QCOMPARE(GetLastWriteTime(file.get()), std::time_t(1234567));
+    QCOMPARE(taerror, 0);
+    QVERIFY(QFile::remove(QString::fromStdString(Path())));
+    QCOMPARE(GetLastWriteTime(file.get()), std::time_t(0));
+    QCOMPARE(taerror, 1);
+}
+
+void TestDataFile::fileSize()
+{
+    Make();
+    const int descriptor = open(Path().c_str(), O_RDONLY);
+    QCOMPARE(GetFileSize(descriptor, nullptr), std::int64_t(length));
+    close(descriptor);
+    QCOMPARE(GetFileSize(descriptor, nullptr), std::int64_t(-1));
+}
+
+void TestDataFile::existence()
+{
+    QVERIFY(!DoesFileExist(0, Path().c_str()));
+    Make();
+    QVERIFY(DoesFileExist(0, Path().c_str()));
+    // Permissions are not asked.
+    QCOMPARE(chmod(Path().c_str(), 0), 0);
+    QVERIFY(DoesFileExist(0, Path().c_str()));
+    QVERIFY(DoesFileExist(0, m_folder->path().toUtf8().constData()));
+    QVERIFY(!DoesFileExist(0, std::string(5000, 'x').c_str()));
+}
+
+void TestDataFile::openCountSharesAHandle()
+{
+    DataFile* const file = Make().release();
+    file->openCount = 2;
+    QCOMPARE(CloseDataFile(file), 0);
+    QCOMPARE(int(file->isOpen), 1);
+    std::uint32_t number;
+    QCOMPARE(AddRec(file, &number, Record('a').constData()), 0);
+    file->openCount = 0;
+    QCOMPARE(CloseDataFile(file), 0);
+    QCOMPARE(FileLen(Open().get()), 2u);
+}
+
+// ---- error codes ----
+
+void TestDataFile::error0IsSetByEveryEntryPoint()
+{
+    const File file = Make();
+    QByteArray room(length, '\0');
+    std::uint32_t number;
+    const std::vector<std::function<void()>> calls = {
+        [&] { AddRec(file.get(), &number, room.constData()); },
+        [&] { DeleteRec(file.get(), number); },
+        [&] { newrec(file.get(), &number); },
+        [&] { PutRec(file.get(), 1, room.constData()); },
+        [&] { GetRec(file.get(), 1, room.data()); },
+        [&] { PutBigRec(file.get(), 1, room.constData(), 1); },
+        [&] { GetBigRec(file.get(), 1, room.data(), 1); },
+        [&] { FileLen(file.get()); },
+        [&] { UsedRecs(file.get()); },
+        [&] { FixHeader(file.get()); },
+        [&] { ToggleFlushing(file.get(), 0, 0); },
+        [&] { TaOpenFile(file.get()); },
+        [&] { TaCloseFile(file.get()); },
+        [&] { GetLastWriteTime(file.get()); },
+        [&] { Open(); },
+        [&] { QVERIFY(MakeDataFile(0, Path("other").c_str(), length)->openCount == 1); },
+        [&] { CloseDataFile(OpenDataFile(0, Path("other").c_str(), length)); },
+    };
+    for (std::size_t i = 0; i < calls.size(); ++i) {
+        SetError(taNullHandle);
+        calls[i]();
+        QVERIFY2(GetAccessError() == 0, qPrintable(QString("call %1").arg(i)));
+    }
+    QCOMPARE(SetError(0), 0);
+    QCOMPARE(SetError(3), -1);
+    QCOMPARE(GetAccessError(), 3);
+}
+
+void TestDataFile::error1WhereTheFileDoesNotOpen()
+{
+    const File file = Make();
+    Add(file, 'a');
+    QVERIFY(QFile::remove(QString::fromStdString(Path())));
+    QByteArray room(length, '\0');
+    std::uint32_t number;
+    QCOMPARE(GetRec(file.get(), 1, room.data()), -1);
+    QCOMPARE(taerror, 1);
+    QCOMPARE(PutRec(file.get(), 1, room.data()), -1);
+    QCOMPARE(taerror, 1);
+    QCOMPARE(GetBigRec(file.get(), 1, room.data(), 1), 65535u);
+    QCOMPARE(taerror, 1);
+    QCOMPARE(PutBigRec(file.get(), 1, room.data(), 1), -1);
+    QCOMPARE(taerror, 1);
+    QCOMPARE(TaOpenFile(file.get()), -1);
+    QCOMPARE(taerror, 1);
+    QCOMPARE(GetLastWriteTime(file.get()), std::time_t(0));
+    QCOMPARE(taerror, 1);
+    QCOMPARE(AddRec(file.get(), &number, room.data()), -1);
+    QCOMPARE(taerror, 1);
+    QCOMPARE(DeleteRec(file.get(), 1), -1);
+    QCOMPARE(taerror, 1);
+}
+
+void TestDataFile::error2WhereASeekFails()
+{
+    const File file = Make();
+    FailingFiles files(Fault::Seek, 0, true);
+    const UsedStoreFiles used(&files);
+    QByteArray room(length, '\0');
+    QCOMPARE(GetRec(file.get(), 0, room.data()), -1);
+    QCOMPARE(taerror, 2);
+    QCOMPARE(PutRec(file.get(), 0, room.data()), -1);
+    QCOMPARE(taerror, 2);
+    QCOMPARE(GetBigRec(file.get(), 0, room.data(), 1), 65535u);
+    QCOMPARE(taerror, 2);
+    QCOMPARE(PutBigRec(file.get(), 0, room.data(), 1), -1);
+    QCOMPARE(taerror, 2);
+}
+
+void TestDataFile::error3WhereAWriteFailsOrIsShort()
+{
+    const File file = Make();
+    for (const Fault fault : { Fault::Write, Fault::ShortWrite, Fault::FullDisk }) {
+        FailingFiles files(fault, 0, true);
+        const UsedStoreFiles used(&files);
+        QCOMPARE(PutRec(file.get(), 1, Record('a').constData()), -1);
+        QCOMPARE(taerror, 3);
+        QVERIFY(!MakeDataFile(0, Path("new").c_str(), length));
+        QCOMPARE(taerror, 3);
+    }
+}
+
+void TestDataFile::error4WhereABulkWriteFails()
+{
+    const File file = Make();
+    const QByteArray two = Record('a') + Record('b');
+    {
+        FailingFiles files(Fault::Write, 0, true);
+        const UsedStoreFiles used(&files);
+        QCOMPARE(PutBigRec(file.get(), 1, two.constData(), 2), -1);
+        QCOMPARE(taerror, 4);
+    }
+    // A short one is not noticed.
+    FailingFiles files(Fault::ShortWrite, 0, true);
+    const UsedStoreFiles used(&files);
+    QCOMPARE(PutBigRec(file.get(), 1, two.constData(), 2), 0);
+    QCOMPARE(taerror, 0);
+    QCOMPARE(Bytes().size(), 2 * length);
+}
+
+void TestDataFile::error5WhereAReadFailsOrIsShort()
+{
+    const File file = Make();
+    QByteArray room(2 * length, '\0');
+    {
+        FailingFiles files(Fault::Read, 0, true);
+        const UsedStoreFiles used(&files);
+        QCOMPARE(GetRec(file.get(), 0, room.data()), -1);
+        QCOMPARE(taerror, 5);
+        QCOMPARE(GetBigRec(file.get(), 0, room.data(), 2), 65535u);
+        QCOMPARE(taerror, 5);
+        QVERIFY(!Open());
+        QCOMPARE(taerror, 5);
+    }
+    FailingFiles files(Fault::ShortRead, 0, true);
+    const UsedStoreFiles used(&files);
+    QCOMPARE(GetRec(file.get(), 0, room.data()), -1);
+    QCOMPARE(taerror, 5);
+    QCOMPARE(GetBigRec(file.get(), 0, room.data(), 2), 1u);
+    QCOMPARE(taerror, 0);
+}
+
+void TestDataFile::error5OfARecordPastTheEnd()
+{
+    const File file = Make();
+    QByteArray room(length, '\0');
+    QCOMPARE(GetRec(file.get(), 1, room.data()), -1);
+    QCOMPARE(taerror, 5);
+    QCOMPARE(GetRec(file.get(), 4000000000u, room.data()), -1);
+    QCOMPARE(taerror, 5);
+    Write(Bytes().left(12));
+    QVERIFY(!Open());
+    QCOMPARE(taerror, 5);
+}
+
+void TestDataFile::error6WhereMemoryIsOut()
+{
+    Make();
+    memoryIsOut = true;
+    const bool made = bool(Make());
+    const std::int32_t whenMaking = taerror;
+    const bool opened = bool(Open());
+    memoryIsOut = false;
+    QVERIFY(!made && !opened);
+    QCOMPARE(whenMaking, 6);
+    QCOMPARE(taerror, 6);
+    // The page cache is not there before it is made: no memory for an index.
+    QVERIFY(!MakeIndex(0, Path().c_str(), 10, 0));
+    QCOMPARE(taerror, 6);
+    QVERIFY(!OpenIndex(0, Path().c_str(), 10, 0));
+    QCOMPARE(taerror, 6);
+}
+
+void TestDataFile::error7WhereAFileIsNotCreated()
+{
+    QVERIFY(!MakeDataFile(0, Path("no/such/folder").c_str(), length));
+    QCOMPARE(taerror, 7);
+    QVERIFY(!MakeDataFile(0, m_folder->path().toUtf8().constData(), length));
+    QCOMPARE(taerror, 7);
+    QVERIFY(!MakeDataFile(0, std::string(PATH_MAX, 'x').c_str(), length));
+    QCOMPARE(taerror, 7);
+}
+
+void TestDataFile::error8WhereAFileIsNotOpened()
+{
+    QVERIFY(!Open());
+    QCOMPARE(taerror, 8);
+    QVERIFY(!OpenDataFile(0, m_folder->path().toUtf8().constData(), length));
+    QCOMPARE(taerror, 8);
+    QVERIFY(!OpenDataFile(0, "/dev/zero", length));
+    QCOMPARE(taerror, 8);
+    QVERIFY(!OpenDataFile(0, std::string(PATH_MAX, 'x').c_str(), length));
+    QCOMPARE(taerror, 8);
+}
+
+void TestDataFile::error9OfANullHandle()
+{
+    QCOMPARE(CloseDataFile(nullptr), -1);
+    QCOMPARE(taerror, 9);
+    QCOMPARE(CloseIndex(nullptr), -1);
+    QCOMPARE(taerror, 9);
+}
+
+void TestDataFile::errorMinus1WhereTheStatusIsNotRead()
+{
+    const File file = Make();
+    FailingFiles files(Fault::Status, 0, true);
+    const UsedStoreFiles used(&files);
+    QCOMPARE(GetLastWriteTime(file.get()), std::time_t(0));
+    QCOMPARE(taerror, -1);
+}
+
+void TestDataFile::failedTransfersLeaveNoDescriptor()
+{
+    const File file = Make();
+    Add(file, 'a');
+    QByteArray room(length, '\0');
+    std::uint32_t number;
+    for (const Fault fault : { Fault::Seek, Fault::Read, Fault::ShortRead, Fault::Write,
+                               Fault::ShortWrite, Fault::Status }) {
+        FailingFiles files(fault, 0, true);
+        const UsedStoreFiles used(&files);
+        GetRec(file.get(), 1, room.data());
+        PutRec(file.get(), 1, room.data());
+        GetBigRec(file.get(), 1, room.data(), 1);
+        PutBigRec(file.get(), 1, room.data(), 1);
+        AddRec(file.get(), &number, room.data());
+        DeleteRec(file.get(), 1);
+        TaOpenFile(file.get());
+        GetLastWriteTime(file.get());
+        QCOMPARE(OpenDescriptors(), m_descriptors);
+    }
+}
+
+void TestDataFile::failedAddStoresNothing()
+{
+    const File file = Make();
+    Add(file, 'a');
+    {
+        FailingFiles files(Fault::FullDisk, 0, true);
+        const UsedStoreFiles used(&files);
+        std::uint32_t number;
+        QCOMPARE(AddRec(file.get(), &number, Record('b').constData()), -1);
+        QCOMPARE(taerror, 3);
+    }
+    QCOMPARE(FileLen(file.get()), 2u);
+    QCOMPARE(Add(file, 'c'), 2u);
+    QCOMPARE(CheckDataFile(Path(), length), Findings());
+}
+
+QTEST_GUILESS_MAIN(TestDataFile)
+#include "tst_datafile.moc"

@@ -1,0 +1,1025 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// Indexes, case by case: what each function answers, and what the tree looks
+// like after it.
+
+#include "store/bytes.h"
+#include "store/indexfile.h"
+#include "store/pagecache.h"
+#include "tests/store/storeshims.h"
+#include "tests/store/storetest.h"
+
+#include <QFile>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <cstring>
+#include <functional>
+#include <memory>
+#include <numeric>
+#include <sys/resource.h>
+
+// The sanitizer needs its address space.
+#ifdef __SANITIZE_ADDRESS__
+#define UNDER_ADDRESS_SANITIZER
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define UNDER_ADDRESS_SANITIZER
+#endif
+#endif
+
+namespace
+{
+
+struct Close {
+    void operator()(IndexFile* index) const { CloseIndex(index); }
+};
+using Index = std::unique_ptr<IndexFile, Close>;
+
+std::string Key(int number)
+{
+    char key[16];
+    std::snprintf(key, sizeof key, "k%05d", number);
+    return key;
+}
+
+// The buffers that the functions take, and what came of a call.
+struct Answer {
+    explicit Answer(const std::string& text = "", std::uint32_t number = 0) : record(number)
+    {
+        std::strcpy(key, text.c_str());
+    }
+
+    int result = -2;
+    std::uint32_t record;
+    char key[400];
+};
+
+using Function = int (*)(IndexFile*, std::uint32_t*, char*);
+
+Answer Call(Function function, const Index& index, const std::string& key = "",
+            std::uint32_t record = 0)
+{
+    Answer answer(key, record);
+    answer.result = function(index.get(), &answer.record, answer.key);
+    return answer;
+}
+
+int Add(const Index& index, const std::string& key, std::uint32_t record)
+{
+    Answer answer(key);
+    return AddKey(index.get(), &record, answer.key);
+}
+
+int Add(const Index& index, int number)
+{
+    return Add(index, Key(number), std::uint32_t(number));
+}
+
+void AddAll(const Index& index, int first, int last, int step = 1)
+{
+    for (int number = first; step > 0 ? number <= last : number >= last; number += step)
+        QCOMPARE(Add(index, number), 0);
+}
+
+int Delete(const Index& index, int number)
+{
+    return Call(DeleteKey, index, Key(number), std::uint32_t(number)).result;
+}
+
+const IndexPage* Page(const Index& index, std::uint32_t number)
+{
+    IndexPage* page;
+    return tagetpage(index.get(), number, &page) == 0 ? page : nullptr;
+}
+
+// Numbers of items: of the root, then of its children.
+std::vector<int> Shape(const Index& index)
+{
+    std::vector<int> counts;
+    if (index->rootPage == 0)
+        return counts;
+    const IndexPage root = *Page(index, index->rootPage);
+    counts.push_back(root.count);
+    for (int i = 0; i <= root.count && root.leftmost != 0; ++i)
+        counts.push_back(Page(index, root.Child(i))->count);
+    return counts;
+}
+
+std::string Item(const Index& index, std::uint32_t page, int position)
+{
+    return Page(index, page)->items[position].key;
+}
+
+// What a walk from the beginning gives, as key/record pairs.
+std::string Walk(const Index& index)
+{
+    std::string all;
+    ClearKey(index.get());
+    for (Answer item = Call(NextKey, index); item.result == 0; item = Call(NextKey, index))
+        all += (all.empty() ? "" : " ") + std::string(item.key) + "/" + std::to_string(item.record);
+    return all;
+}
+
+} // namespace
+
+class TestIndex : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void init()
+    {
+        m_folder = std::make_unique<QTemporaryDir>();
+        m_descriptors = OpenDescriptors();
+        QCOMPARE(InitIndex(), 0);
+        SetError(taNoError);
+    }
+    void cleanup()
+    {
+        UnInitIndex();
+        QCOMPARE(OpenDescriptors(), m_descriptors);
+    }
+
+    // ---- pages ----
+    void comparisonIgnoresCaseOfAsciiLetters();
+    void comparisonOrdersEqualKeysByRecord();
+    void pageIsPackedToItsLength_data();
+    void pageIsPackedToItsLength();
+    void keysOf150CharactersKeepTheirStride();
+    void packingInPlace();
+
+    // ---- adding ----
+    void firstKeyMakesARootOfOneItem();
+    void fiftyFirstKeySplitsTheRoot_data();
+    void fiftyFirstKeySplitsTheRoot();
+    void keysDifferingInCaseOnlyAreEqual();
+    void refusedKeyChangesNothing();
+    void duplicatesStandInOrderOfRecords();
+    void longKeyIsCutInTheTreeAndInTheBuffer();
+    void emptyKeyIsAKey();
+    void headerWithRoot0IsAnEmptyTree();
+    void changesClearTheCursor();
+
+    // ---- cache and file ----
+    void rootReachesTheHeaderWhenClosed();
+    void openingAgainForgetsChanges();
+    void flushingWritesEachChange();
+    void pageUsedLongestAgoGivesWay();
+    void freedPageIsUsedBeforeANewOne();
+    void openCountSharesAHandle();
+    void closingIsNoFailureAfterAnEarlierOne();
+    void closingReportsWhatWasNotWritten();
+    void keyLengthsOutsideTheLimitsAreRefused();
+    void pageThatCannotBeReadIsReported();
+    void chainLeadingToAPageInUseIsReported();
+
+    // ---- deleting ----
+    void deletingReturnsTheRecordWithoutDuplicates();
+    void deletingNeedsTheRecordWithDuplicates();
+    void deletingWhatIsNotThereChangesNothing();
+    void deletingAnInnerItemTakesItsPredecessor();
+    void borrowingFromTheRight_data();
+    void borrowingFromTheRight();
+    void borrowingFromTheLeft_data();
+    void borrowingFromTheLeft();
+    void mergingMakesAFullPage_data();
+    void mergingMakesAFullPage();
+    void emptiedRootGivesWayToItsChild();
+    void lastKeyLeavesAnEmptyIndex();
+
+    // ---- walking and finding ----
+    void nextAfterClearIsTheSmallest();
+    void nextBeginsAgainAfterTheLargest();
+    void previousAfterClearIsTheLargest();
+    void endsLeaveTheBuffersAlone();
+    void walksOfAnEmptyIndex();
+    void walkTurnsAround();
+    void searchAboveAllKeysFails();
+    void searchCopiesTheKeyUnlessItIsExact();
+    void findPreviousAboveAllKeysIsTheLargest();
+    void findPreviousOfTheSmallestFails();
+    void findPreviousInTheMiddle();
+    void findGivesTheLowestRecordOfEqualKeys();
+    void findAmongDuplicatesMindsCase();
+    void findWithoutDuplicatesIgnoresCase();
+    void findSetsTheCursor();
+    void lookupsCutTheKey();
+    void findSeesTheFileWhenFlushing();
+
+private:
+    std::string Path() const { return m_folder->filePath("index").toStdString(); }
+    Index Make(bool duplicates = false, int keyLength = 12) const
+    {
+        return Index(MakeIndex(0, Path().c_str(), std::int16_t(keyLength), duplicates));
+    }
+    Index Open(bool duplicates = false, int keyLength = 12) const
+    {
+        return Index(OpenIndex(0, Path().c_str(), std::int16_t(keyLength), duplicates));
+    }
+    QByteArray Bytes() const
+    {
+        QFile file(QString::fromStdString(Path()));
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
+    // Changes a 32-bit field of the header in the file.
+    void Patch(int offset, std::int32_t value) const
+    {
+        std::uint8_t bytes[4];
+        PutInt32(bytes, value);
+        OpenStoreFile file(Path().c_str());
+        QVERIFY(file.WriteAt(offset, bytes, sizeof bytes));
+    }
+    std::uint32_t RootOnDisk() const
+    {
+        return GetUint32(reinterpret_cast<const std::uint8_t*>(Bytes().constData()) + 8);
+    }
+    // The file as it is, sound and holding `items` items.
+    void Check(const Index& index, std::size_t items)
+    {
+        QCOMPARE(TaCloseIndex(index.get()), 0);
+        std::vector<IndexEntry> entries;
+        QCOMPARE(CheckIndex(Path(), index->keyLength, index->allowDuplicates, &entries),
+                 Findings());
+        QCOMPARE(entries.size(), items);
+    }
+
+    std::unique_ptr<QTemporaryDir> m_folder;
+    int m_descriptors = 0;
+};
+
+// Before the first cache is made: later the process has room for another.
+void TestIndex::initTestCase()
+{
+    QVERIFY(!HasPageCache());
+#ifndef UNDER_ADDRESS_SANITIZER
+    rlimit before;
+    QCOMPARE(getrlimit(RLIMIT_AS, &before), 0);
+    const rlimit little{ 1 << 20, before.rlim_max };
+    setrlimit(RLIMIT_AS, &little);
+    const int result = InitIndex();
+    const std::int32_t error = taerror;
+    setrlimit(RLIMIT_AS, &before);
+    QCOMPARE(result, -1);
+    QCOMPARE(error, 6);
+    QVERIFY(!HasPageCache());
+#endif
+}
+
+// ---- pages ----
+
+void TestIndex::comparisonIgnoresCaseOfAsciiLetters()
+{
+    QCOMPARE(tacompkeys("abc", "ABC", 1, 2, 0), 0);
+    QCOMPARE(tacompkeys("abc", "abd", 1, 1, 0), -1);
+    QCOMPARE(tacompkeys("B", "a", 1, 1, 0), 1);
+    QCOMPARE(tacompkeys("", "a", 1, 1, 0), -1);
+    QCOMPARE(tacompkeys("ab", "a", 1, 1, 0), 1);
+    // Letters count as small ones: the signs between the cases come before them.
+    QCOMPARE(tacompkeys("_", "A", 1, 1, 0), -1);
+    // Bytes are without sign, and no letters of other alphabets.
+    QCOMPARE(tacompkeys("\xe4", "z", 1, 1, 0), 1);
+    QCOMPARE(tacompkeys("\xc4", "\xe4", 1, 1, 0), -1);
+}
+
+void TestIndex::comparisonOrdersEqualKeysByRecord()
+{
+    QCOMPARE(tacompkeys("a", "A", 3, 7, 1), -1);
+    QCOMPARE(tacompkeys("a", "A", 7, 3, 1), 1);
+    QCOMPARE(tacompkeys("a", "A", 7, 7, 1), 0);
+    QCOMPARE(tacompkeys("a", "b", 7, 3, 1), -1);
+    QCOMPARE(tacompkeys("a", "a", 4000000000u, 3, 1), 1);
+}
+
+void TestIndex::pageIsPackedToItsLength_data()
+{
+    QTest::addColumn<int>("keyLength");
+    QTest::addColumn<int>("length");
+    QTest::newRow("1") << 1 << 508;
+    QTest::newRow("9") << 9 << 908;
+    QTest::newRow("40") << 40 << 2458;
+    QTest::newRow("149") << 149 << 7908;
+    QTest::newRow("150") << 150 << 7958;
+}
+
+void TestIndex::pageIsPackedToItsLength()
+{
+    QFETCH(int, keyLength);
+    QFETCH(int, length);
+    QCOMPARE(PackedLength(keyLength), length);
+    const Index index = Make(false, keyLength);
+    QCOMPARE(Add(index, "x", 7), 0);
+    Check(index, 1);
+    QCOMPARE(Bytes().size(), 2 * length);
+    QCOMPARE(Bytes().mid(length, 18), QByteArray("\1\0\0\0\0\0\0\0\7\0\0\0\0\0\0\0x\0", 18));
+    QCOMPARE(Bytes().mid(length + 18), QByteArray(length - 18, '\0'));
+}
+
+// The last item of a full page keeps 110 of its bytes, 102 of its key.
+void TestIndex::keysOf150CharactersKeepTheirStride()
+{
+    const Index index = Make(false, 150);
+    for (int i = 1; i <= 50; ++i)
+        QCOMPARE(Add(index, Key(i) + std::string(144, 'z'), std::uint32_t(i)), 0);
+    QCOMPARE(TaCloseIndex(index.get()), 0);
+    const QByteArray page = Bytes().mid(7958);
+    QCOMPARE(page.size(), 7958);
+    for (int i = 1; i <= 50; ++i) {
+        QCOMPARE(int(page[8 + (i - 1) * 160]), i);
+        QCOMPARE(page.mid(8 + (i - 1) * 160 + 8, 6).toStdString(), Key(i));
+    }
+    QCOMPARE(TaOpenIndex(index.get()), 0);
+    const Answer first = Call(NextKey, index);
+    QCOMPARE(std::strlen(first.key), std::size_t(150));
+    ClearKey(index.get());
+    const Answer last = Call(PrevKey, index);
+    QCOMPARE(std::string(last.key), Key(50) + std::string(96, 'z'));
+    QCOMPARE(last.record, 50u);
+}
+
+void TestIndex::packingInPlace()
+{
+    for (const int keyLength : { 1, 40, 149, 150 }) {
+        const auto page = std::make_unique<IndexPage>();
+        page->count = 50;
+        for (int i = 1; i <= 50; ++i)
+            SetKey(&page->items[i], i % 2 ? "a" : "b");
+        const auto before = std::make_unique<IndexPage>(*page);
+        tapack(page.get(), keyLength);
+        QCOMPARE(int(reinterpret_cast<std::uint8_t*>(page.get())[0]), 50);
+        QVERIFY(taunpack(page.get(), keyLength));
+        for (int i = 1; i <= 50; ++i)
+            QCOMPARE(std::string(page->items[i].key), std::string(before->items[i].key));
+    }
+}
+
+// ---- adding ----
+
+void TestIndex::firstKeyMakesARootOfOneItem()
+{
+    const Index index = Make();
+    QCOMPARE(index->rootPage, 0u);
+    QCOMPARE(Add(index, "one", 17), 0);
+    QCOMPARE(index->rootPage, 1u);
+    const IndexPage* const root = Page(index, 1);
+    QCOMPARE(int(root->count), 1);
+    QCOMPARE(root->leftmost, 0u);
+    QCOMPARE(root->items[1].child, 0u);
+    QCOMPARE(root->items[1].record, 17u);
+    QCOMPARE(std::string(root->items[1].key), std::string("one"));
+}
+
+void TestIndex::fiftyFirstKeySplitsTheRoot_data()
+{
+    QTest::addColumn<int>("key");
+    QTest::newRow("at the beginning") << 1;
+    QTest::newRow("in the lower half") << 13;
+    QTest::newRow("below the middle") << 25;
+    QTest::newRow("the middle itself") << 26;
+    QTest::newRow("above the middle") << 27;
+    QTest::newRow("in the upper half") << 40;
+    QTest::newRow("at the end") << 51;
+}
+
+void TestIndex::fiftyFirstKeySplitsTheRoot()
+{
+    QFETCH(int, key);
+    const Index index = Make();
+    for (int i = 1; i <= 51; ++i)
+        QCOMPARE(i == key ? 0 : Add(index, i), 0);
+    QCOMPARE(Shape(index), std::vector<int>{ 50 });
+    QCOMPARE(Add(index, key), 0);
+    QCOMPARE(Shape(index), (std::vector<int>{ 1, 25, 25 }));
+    QCOMPARE(index->rootPage, 3u);
+    QCOMPARE(Page(index, 3)->leftmost, 1u);
+    QCOMPARE(Page(index, 3)->items[1].child, 2u);
+    QCOMPARE(Item(index, 3, 1), Key(26));
+    for (int i = 1; i <= 25; ++i) {
+        QCOMPARE(Item(index, 1, i), Key(i));
+        QCOMPARE(Item(index, 2, i), Key(26 + i));
+    }
+    Check(index, 51);
+}
+
+void TestIndex::keysDifferingInCaseOnlyAreEqual()
+{
+    const Index index = Make();
+    QCOMPARE(Add(index, "Editor", 1), 0);
+    QCOMPARE(Add(index, "eDITOR", 2), -1);
+    QCOMPARE(taerror, 0);
+    QCOMPARE(Walk(index), std::string("Editor/1"));
+}
+
+void TestIndex::refusedKeyChangesNothing()
+{
+    const Index index = Make();
+    AddAll(index, 1, 50);
+    QCOMPARE(TaCloseIndex(index.get()), 0);
+    const QByteArray before = Bytes();
+    QCOMPARE(TaOpenIndex(index.get()), 0);
+    CountingFiles files;
+    {
+        const UsedStoreFiles used(&files);
+        QCOMPARE(Add(index, 7), -1);
+    }
+    QCOMPARE(files.writes, 0);
+    QCOMPARE(TaCloseIndex(index.get()), 0);
+    QCOMPARE(Bytes(), before);
+}
+
+void TestIndex::duplicatesStandInOrderOfRecords()
+{
+    const Index index = Make(true);
+    QCOMPARE(Add(index, "abc", 7), 0);
+    QCOMPARE(Add(index, "abc", 3), 0);
+    QCOMPARE(Add(index, "abc", 7), -1);
+    QCOMPARE(taerror, 0);
+    QCOMPARE(Add(index, "ABC", 3), -1);
+    QCOMPARE(Add(index, "ABC", 5), 0);
+    QCOMPARE(Walk(index), std::string("abc/3 ABC/5 abc/7"));
+}
+
+void TestIndex::longKeyIsCutInTheTreeAndInTheBuffer()
+{
+    const Index index = Make(false, 6);
+    Answer hand("abcdefgh");
+    const std::uint32_t record = 5;
+    QCOMPARE(AddKey(index.get(), &record, hand.key), 0);
+    QCOMPARE(std::string(hand.key), std::string("abcdef"));
+    QCOMPARE(Walk(index), std::string("abcdef/5"));
+    QCOMPARE(Add(index, "abcdefXY", 6), -1);
+    Check(index, 1);
+}
+
+void TestIndex::emptyKeyIsAKey()
+{
+    const Index index = Make();
+    QCOMPARE(Add(index, "a", 2), 0);
+    QCOMPARE(Add(index, "", 1), 0);
+    QCOMPARE(Add(index, "", 3), -1);
+    QCOMPARE(Walk(index), std::string("/1 a/2"));
+    QCOMPARE(Call(FindKey, index, "").record, 1u);
+    QCOMPARE(Call(FindPrevKey, index, "").result, -1);
+}
+
+void TestIndex::headerWithRoot0IsAnEmptyTree()
+{
+    {
+        const Index index = Make();
+        AddAll(index, 1, 60);
+    }
+    Patch(8, 0);
+    const Index index = Open();
+    QVERIFY(index);
+    QCOMPARE(index->rootPage, 0u);
+    QCOMPARE(Call(NextKey, index).result, -1);
+    QCOMPARE(Call(FindKey, index, Key(1)).result, -1);
+    QCOMPARE(Delete(index, 1), -1);
+    QCOMPARE(taerror, 0);
+    QCOMPARE(Add(index, 1), 0);
+}
+
+void TestIndex::changesClearTheCursor()
+{
+    const Index index = Make();
+    AddAll(index, 1, 5);
+    const std::vector<std::function<void()>> changes = {
+        [&] { Add(index, 9); },
+        [&] { Add(index, 1); },
+        [&] { Delete(index, 9); },
+        [&] { Delete(index, 9); },
+        [&] { ClearKey(index.get()); },
+        [&] { TaCloseIndex(index.get()), TaOpenIndex(index.get()); },
+    };
+    for (const auto& change : changes) {
+        QCOMPARE(Call(FindKey, index, Key(3)).result, 0);
+        QVERIFY(index->depth > 0);
+        change();
+        QCOMPARE(int(index->depth), 0);
+        QCOMPARE(std::string(Call(NextKey, index).key), Key(1));
+    }
+}
+
+// ---- cache and file ----
+
+void TestIndex::rootReachesTheHeaderWhenClosed()
+{
+    Index index = Make();
+    QCOMPARE(Add(index, 1), 0);
+    QCOMPARE(RootOnDisk(), 0u);
+    QCOMPARE(Bytes().mid(PackedLength(12)), QByteArray(PackedLength(12), '\0'));
+    index.reset();
+    QCOMPARE(RootOnDisk(), 1u);
+    QCOMPARE(Walk(Open()), std::string("k00001/1"));
+}
+
+void TestIndex::openingAgainForgetsChanges()
+{
+    const Index index = Make();
+    QCOMPARE(Add(index, 1), 0);
+    QCOMPARE(TaCloseIndex(index.get()), 0);
+    QCOMPARE(int(index->dataFile->headerDirty), 0);
+    QCOMPARE(Add(index, 2), 0);
+    QCOMPARE(TaOpenIndex(index.get()), 0);
+    QCOMPARE(Walk(index), std::string("k00001/1"));
+}
+
+void TestIndex::flushingWritesEachChange()
+{
+    const Index index = Make();
+    AddAll(index, 1, 30);
+    ToggleFlushing(index.get(), 1, 1);
+    QCOMPARE(taerror, 0);
+    std::vector<IndexEntry> entries;
+    for (int i = 31; i <= 130; ++i) {
+        QCOMPARE(Add(index, i), 0);
+        entries.clear();
+        QCOMPARE(CheckIndex(Path(), 12, false, &entries), Findings());
+        QCOMPARE(entries.size(), std::size_t(i));
+    }
+    for (int i = 1; i <= 130; ++i) {
+        QCOMPARE(Delete(index, i), 0);
+        entries.clear();
+        QCOMPARE(CheckIndex(Path(), 12, false, &entries), Findings());
+        QCOMPARE(entries.size(), std::size_t(130 - i));
+    }
+    ToggleFlushing(index.get(), 0, 1);
+    QCOMPARE(Add(index, 1), 0);
+    QCOMPARE(RootOnDisk(), 0u);
+}
+
+void TestIndex::pageUsedLongestAgoGivesWay()
+{
+    const Index index = Make();
+    AddAll(index, 1, 26 * (PAGESTACKSIZE + 20));
+    QCOMPARE(TaCloseIndex(index.get()), 0);
+    QCOMPARE(TaOpenIndex(index.get()), 0);
+    QVERIFY(FileLen(index->dataFile) > PAGESTACKSIZE + 3u);
+    CountingFiles files;
+    const UsedStoreFiles used(&files);
+    for (std::uint32_t number = 1; number <= PAGESTACKSIZE; ++number)
+        QVERIFY(Page(index, number));
+    QCOMPARE(files.reads, int(PAGESTACKSIZE));
+    QVERIFY(Page(index, 1));
+    QCOMPARE(files.reads, int(PAGESTACKSIZE));
+    QVERIFY(Page(index, PAGESTACKSIZE + 1));
+    QVERIFY(Page(index, 1));
+    QCOMPARE(files.reads, PAGESTACKSIZE + 1);
+    QVERIFY(Page(index, 2));
+    QCOMPARE(files.reads, PAGESTACKSIZE + 2);
+    QVERIFY(Page(index, 4));
+    QCOMPARE(files.reads, PAGESTACKSIZE + 2);
+}
+
+void TestIndex::freedPageIsUsedBeforeANewOne()
+{
+    const Index index = Make();
+    AddAll(index, 1, 51);
+    QCOMPARE(Delete(index, 51), 0);
+    // The right leaf went into the left one, then the root gave way.
+    QCOMPARE(index->rootPage, 1u);
+    QCOMPARE(FirstRec(index->dataFile), 3u);
+    QCOMPARE(Add(index, 51), 0);
+    QCOMPARE(Page(index, index->rootPage)->items[1].child, 3u);
+    QCOMPARE(index->rootPage, 2u);
+    QCOMPARE(FileLen(index->dataFile), 4u);
+    Check(index, 51);
+}
+
+void TestIndex::openCountSharesAHandle()
+{
+    IndexFile* const index = Make().release();
+    index->dataFile->openCount = 2;
+    QCOMPARE(CloseIndex(index), 0);
+    Answer hand("a");
+    QCOMPARE(AddKey(index, &hand.record, hand.key), 0);
+    QCOMPARE(CloseIndex(index), 0);
+    QCOMPARE(Walk(Open()), std::string("a/0"));
+}
+
+void TestIndex::closingIsNoFailureAfterAnEarlierOne()
+{
+    const Index first = Make();
+    QCOMPARE(TaCloseIndex(first.get()), 0);
+    Index index = Open();
+    SetError(taReadFailed);
+    QCOMPARE(CloseIndex(index.release()), 0);
+    QCOMPARE(taerror, 0);
+}
+
+void TestIndex::closingReportsWhatWasNotWritten()
+{
+    Index index = Make();
+    AddAll(index, 1, 60);
+    FailingFiles files(Fault::Write, 0, true);
+    const UsedStoreFiles used(&files);
+    QCOMPARE(TaCloseIndex(index.get()), -1);
+    QCOMPARE(taerror, 3);
+    // Nothing is lost of it before the handle goes.
+    QCOMPARE(Call(FindKey, index, Key(60)).result, 0);
+    QCOMPARE(CloseIndex(index.release()), -1);
+    QCOMPARE(taerror, 3);
+}
+
+void TestIndex::keyLengthsOutsideTheLimitsAreRefused()
+{
+    for (const int keyLength : { -1, 0, 151, 32767 }) {
+        QVERIFY(!Make(false, keyLength));
+        QCOMPARE(taerror, 7);
+    }
+    QVERIFY(Make(false, 1));
+    QVERIFY(!Open(false, 151));
+    QCOMPARE(taerror, 8);
+    QVERIFY(QFile::remove(QString::fromStdString(Path())));
+    QVERIFY(!Open());
+    QCOMPARE(taerror, 8);
+}
+
+void TestIndex::pageThatCannotBeReadIsReported()
+{
+    {
+        const Index index = Make();
+        AddAll(index, 1, 200);
+    }
+    const QByteArray before = Bytes();
+    for (const Fault fault : { Fault::Open, Fault::Seek, Fault::Read, Fault::ShortRead }) {
+        const int error = fault == Fault::Open ? 1 : fault == Fault::Seek ? 2 : 5;
+        const Index index = Open();
+        QVERIFY(index);
+        {
+            FailingFiles files(fault, 0, true);
+            const UsedStoreFiles used(&files);
+            for (const Function function :
+                 { FindKey, SearchKey, FindPrevKey, NextKey, PrevKey, DeleteKey }) {
+                QCOMPARE(Call(function, index, Key(7), 7).result, -1);
+                QCOMPARE(taerror, error);
+            }
+            QCOMPARE(Add(index, 1000), -1);
+            QCOMPARE(taerror, error);
+        }
+        QCOMPARE(Call(FindKey, index, Key(7)).result, 0);
+    }
+    QCOMPARE(Bytes(), before);
+}
+
+// A damaged header: pages in use would be given away and written over.
+void TestIndex::chainLeadingToAPageInUseIsReported()
+{
+    {
+        const Index index = Make();
+        AddAll(index, 1, 50);
+    }
+    Patch(0, 1);
+    const Index index = Open();
+    QCOMPARE(Add(index, 51), -1);
+    QCOMPARE(taerror, int(taDamaged));
+    for (int i = 1; i <= 50; ++i)
+        QCOMPARE(Call(FindKey, index, Key(i)).result, 0);
+}
+
+// ---- deleting ----
+
+void TestIndex::deletingReturnsTheRecordWithoutDuplicates()
+{
+    const Index index = Make();
+    QCOMPARE(Add(index, "Editor", 17), 0);
+    const Answer deleted = Call(DeleteKey, index, "eDitor", 99);
+    QCOMPARE(deleted.result, 0);
+    QCOMPARE(deleted.record, 17u);
+}
+
+void TestIndex::deletingNeedsTheRecordWithDuplicates()
+{
+    const Index index = Make(true);
+    QCOMPARE(Add(index, "a", 1), 0);
+    QCOMPARE(Add(index, "a", 2), 0);
+    QCOMPARE(Call(DeleteKey, index, "a", 3).result, -1);
+    QCOMPARE(Call(DeleteKey, index, "A", 2).result, 0);
+    QCOMPARE(Walk(index), std::string("a/1"));
+}
+
+void TestIndex::deletingWhatIsNotThereChangesNothing()
+{
+    const Index index = Make();
+    AddAll(index, 1, 200, 2);
+    Check(index, 100);
+    const QByteArray before = Bytes();
+    for (int i = 0; i <= 202; i += 2) {
+        QCOMPARE(Delete(index, i), -1);
+        QCOMPARE(taerror, 0);
+    }
+    Check(index, 100);
+    QCOMPARE(Bytes(), before);
+}
+
+void TestIndex::deletingAnInnerItemTakesItsPredecessor()
+{
+    const Index index = Make();
+    AddAll(index, 1, 51);
+    QCOMPARE(Add(index, 0), 0);
+    QCOMPARE(Shape(index), (std::vector<int>{ 1, 26, 25 }));
+    const Answer deleted = Call(DeleteKey, index, Key(26), 0);
+    QCOMPARE(deleted.record, 26u);
+    QCOMPARE(Shape(index), (std::vector<int>{ 1, 25, 25 }));
+    QCOMPARE(Item(index, index->rootPage, 1), Key(25));
+    Check(index, 51);
+}
+
+namespace
+{
+
+void SiblingCounts()
+{
+    QTest::addColumn<int>("sibling");
+    for (const int sibling : { 26, 27, 28, 29, 40, 49, 50 })
+        QTest::addRow("%d items", sibling) << sibling;
+}
+
+} // namespace
+
+void TestIndex::borrowingFromTheRight_data()
+{
+    SiblingCounts();
+}
+
+// Leaves of 25 and of more: an item less on the left, and it borrows.
+void TestIndex::borrowingFromTheRight()
+{
+    QFETCH(int, sibling);
+    const Index index = Make();
+    AddAll(index, 1, 26 + sibling);
+    QCOMPARE(Shape(index), (std::vector<int>{ 1, 25, sibling }));
+    QCOMPARE(Delete(index, 3), 0);
+    const int moved = (sibling - 25 + 1) / 2;
+    QCOMPARE(Shape(index), (std::vector<int>{ 1, 24 + moved, sibling - moved }));
+    QCOMPARE(Item(index, index->rootPage, 1), Key(26 + moved));
+    Check(index, std::size_t(25 + sibling));
+}
+
+void TestIndex::borrowingFromTheLeft_data()
+{
+    SiblingCounts();
+}
+
+void TestIndex::borrowingFromTheLeft()
+{
+    QFETCH(int, sibling);
+    const Index index = Make();
+    AddAll(index, 100, 50, -1);
+    AddAll(index, 49, 50 - sibling + 25, -1);
+    QCOMPARE(Shape(index), (std::vector<int>{ 1, sibling, 25 }));
+    QCOMPARE(Delete(index, 100), 0);
+    const int moved = (sibling + 1 - 25) / 2;
+    QCOMPARE(Shape(index), (std::vector<int>{ 1, sibling - moved, 24 + moved }));
+    QCOMPARE(Item(index, index->rootPage, 1), Key(75 - moved));
+    Check(index, std::size_t(25 + sibling));
+}
+
+void TestIndex::mergingMakesAFullPage_data()
+{
+    QTest::addColumn<int>("deleted");
+    QTest::newRow("with the right sibling") << 1;
+    QTest::newRow("into the left sibling") << 70;
+}
+
+void TestIndex::mergingMakesAFullPage()
+{
+    QFETCH(int, deleted);
+    const Index index = Make();
+    AddAll(index, 1, 77);
+    QCOMPARE(Shape(index), (std::vector<int>{ 2, 25, 25, 25 }));
+    const std::uint32_t lastLeaf = Page(index, index->rootPage)->items[2].child;
+    const std::uint32_t middleLeaf = Page(index, index->rootPage)->items[1].child;
+    QCOMPARE(Delete(index, deleted), 0);
+    const bool first = deleted == 1;
+    QCOMPARE(Shape(index), (first ? std::vector<int>{ 1, 50, 25 } : std::vector<int>{ 1, 25, 50 }));
+    QCOMPARE(FirstRec(index->dataFile), first ? middleLeaf : lastLeaf);
+    QCOMPARE(index->dataFile->header.deletedCount, 1);
+    Check(index, 76);
+}
+
+void TestIndex::emptiedRootGivesWayToItsChild()
+{
+    const Index index = Make();
+    AddAll(index, 1, 51);
+    QCOMPARE(index->rootPage, 3u);
+    QCOMPARE(Delete(index, 10), 0);
+    QCOMPARE(index->rootPage, 1u);
+    QCOMPARE(Shape(index), std::vector<int>{ 50 });
+    QCOMPARE(UsedRecs(index->dataFile), 1u);
+    Check(index, 50);
+    QCOMPARE(RootOnDisk(), 1u);
+}
+
+void TestIndex::lastKeyLeavesAnEmptyIndex()
+{
+    const Index index = Make();
+    AddAll(index, 1, 51);
+    for (int i = 1; i <= 51; ++i)
+        QCOMPARE(Delete(index, i), 0);
+    QCOMPARE(index->rootPage, 0u);
+    QCOMPARE(UsedRecs(index->dataFile), 0u);
+    Check(index, 0);
+    QCOMPARE(RootOnDisk(), 0u);
+    QCOMPARE(Call(NextKey, index).result, -1);
+    QCOMPARE(Add(index, 1), 0);
+}
+
+// ---- walking and finding ----
+
+void TestIndex::nextAfterClearIsTheSmallest()
+{
+    const Index index = Make();
+    AddAll(index, 1, 200);
+    QCOMPARE(Call(FindKey, index, Key(150)).result, 0);
+    ClearKey(index.get());
+    QCOMPARE(std::string(Call(NextKey, index).key), Key(1));
+}
+
+void TestIndex::nextBeginsAgainAfterTheLargest()
+{
+    const Index index = Make();
+    AddAll(index, 1, 200);
+    QCOMPARE(Call(FindKey, index, Key(200)).result, 0);
+    QCOMPARE(Call(NextKey, index).result, -1);
+    QCOMPARE(taerror, 0);
+    QCOMPARE(std::string(Call(NextKey, index).key), Key(1));
+}
+
+void TestIndex::previousAfterClearIsTheLargest()
+{
+    const Index index = Make();
+    AddAll(index, 1, 200);
+    QCOMPARE(Call(FindKey, index, Key(2)).result, 0);
+    ClearKey(index.get());
+    QCOMPARE(std::string(Call(PrevKey, index).key), Key(200));
+    QCOMPARE(Call(FindKey, index, Key(1)).result, 0);
+    QCOMPARE(Call(PrevKey, index).result, -1);
+    QCOMPARE(std::string(Call(PrevKey, index).key), Key(200));
+}
+
+void TestIndex::endsLeaveTheBuffersAlone()
+{
+    const Index index = Make();
+    AddAll(index, 1, 60);
+    for (const Function step : { NextKey, PrevKey }) {
+        QCOMPARE(Call(FindKey, index, Key(step == PrevKey ? 1 : 60)).result, 0);
+        const Answer end = Call(step, index, "as it was", 1234);
+        QCOMPARE(end.result, -1);
+        QCOMPARE(std::string(end.key), std::string("as it was"));
+        QCOMPARE(end.record, 1234u);
+    }
+}
+
+void TestIndex::walksOfAnEmptyIndex()
+{
+    const Index index = Make();
+    for (const Function function : { FindKey, SearchKey, FindPrevKey, NextKey, PrevKey }) {
+        QCOMPARE(Call(function, index, "a").result, -1);
+        QCOMPARE(taerror, 0);
+    }
+}
+
+void TestIndex::walkTurnsAround()
+{
+    const Index index = Make();
+    AddAll(index, 1, 3000);
+    for (const int turn : { 1, 2, 25, 26, 27, 650, 651, 1299, 3000 }) {
+        ClearKey(index.get());
+        for (int i = 1; i <= turn; ++i)
+            QCOMPARE(std::string(Call(NextKey, index).key), Key(i));
+        for (int i = turn - 1; i >= 1; --i)
+            QCOMPARE(std::string(Call(PrevKey, index).key), Key(i));
+        QCOMPARE(Call(PrevKey, index).result, -1);
+    }
+}
+
+void TestIndex::searchAboveAllKeysFails()
+{
+    const Index index = Make();
+    AddAll(index, 1, 200);
+    QCOMPARE(Call(SearchKey, index, "z").result, -1);
+    QCOMPARE(taerror, 0);
+}
+
+void TestIndex::searchCopiesTheKeyUnlessItIsExact()
+{
+    const Index index = Make();
+    AddAll(index, 10, 200, 10);
+    Answer found = Call(SearchKey, index, Key(55));
+    QCOMPARE(found.result, 0);
+    QCOMPARE(found.record, 60u);
+    QCOMPARE(std::string(found.key), Key(60));
+    found = Call(SearchKey, index, "K00060");
+    QCOMPARE(found.record, 60u);
+    QCOMPARE(std::string(found.key), std::string("K00060"));
+    QCOMPARE(Call(SearchKey, index, "").record, 10u);
+}
+
+void TestIndex::findPreviousAboveAllKeysIsTheLargest()
+{
+    const Index index = Make();
+    AddAll(index, 1, 200);
+    const Answer found = Call(FindPrevKey, index, "z");
+    QCOMPARE(found.result, 0);
+    QCOMPARE(std::string(found.key), Key(200));
+    QCOMPARE(found.record, 200u);
+    QCOMPARE(std::string(Call(PrevKey, index).key), Key(199));
+}
+
+void TestIndex::findPreviousOfTheSmallestFails()
+{
+    const Index index = Make();
+    AddAll(index, 1, 200);
+    QCOMPARE(Call(FindPrevKey, index, Key(1)).result, -1);
+    QCOMPARE(taerror, 0);
+    QCOMPARE(Call(FindPrevKey, index, "a").result, -1);
+}
+
+void TestIndex::findPreviousInTheMiddle()
+{
+    const Index index = Make();
+    AddAll(index, 10, 2000, 10);
+    QCOMPARE(std::string(Call(FindPrevKey, index, Key(500)).key), Key(490));
+    QCOMPARE(std::string(Call(FindPrevKey, index, Key(501)).key), Key(500));
+    QCOMPARE(std::string(Call(FindPrevKey, index, Key(11)).key), Key(10));
+}
+
+void TestIndex::findGivesTheLowestRecordOfEqualKeys()
+{
+    const Index index = Make(true);
+    QCOMPARE(Add(index, "a", 1), 0);
+    QCOMPARE(Add(index, "key", 7), 0);
+    QCOMPARE(Add(index, "key", 3), 0);
+    QCOMPARE(Add(index, "z", 2), 0);
+    QCOMPARE(Call(FindKey, index, "key").record, 3u);
+    const Answer next = Call(NextKey, index);
+    QCOMPARE(next.record, 7u);
+    QCOMPARE(std::string(next.key), std::string("key"));
+    QCOMPARE(Call(NextKey, index).record, 2u);
+}
+
+void TestIndex::findAmongDuplicatesMindsCase()
+{
+    const Index index = Make(true);
+    QCOMPARE(Add(index, "Editor", 3), 0);
+    QCOMPARE(Call(FindKey, index, "editor").result, -1);
+    QCOMPARE(taerror, 0);
+    const Answer found = Call(SearchKey, index, "editor");
+    QCOMPARE(found.result, 0);
+    QCOMPARE(std::string(found.key), std::string("Editor"));
+    QCOMPARE(Call(FindKey, index, "Editor").result, 0);
+}
+
+void TestIndex::findWithoutDuplicatesIgnoresCase()
+{
+    const Index index = Make();
+    QCOMPARE(Add(index, "Editor", 3), 0);
+    QCOMPARE(Call(FindKey, index, "eDITOR").record, 3u);
+}
+
+void TestIndex::findSetsTheCursor()
+{
+    const Index index = Make();
+    AddAll(index, 1, 3000);
+    for (int i = 1; i < 3000; i += 7) {
+        QCOMPARE(Call(FindKey, index, Key(i)).result, 0);
+        QCOMPARE(std::string(Call(NextKey, index).key), Key(i + 1));
+    }
+    // Not found: the cursor stands before the first item above.
+    QCOMPARE(Call(FindKey, index, Key(100) + "x").result, -1);
+    QCOMPARE(std::string(Call(NextKey, index).key), Key(101));
+}
+
+void TestIndex::lookupsCutTheKey()
+{
+    const Index index = Make(false, 6);
+    AddAll(index, 1, 9);
+    for (const Function function : { FindKey, SearchKey }) {
+        const Answer found = Call(function, index, Key(5) + "tail");
+        QCOMPARE(found.record, 5u);
+        QCOMPARE(std::string(found.key), Key(5));
+    }
+    QCOMPARE(Call(FindPrevKey, index, Key(5) + "tail").record, 4u);
+    QCOMPARE(std::string(Call(DeleteKey, index, Key(5) + "tail").key), Key(5));
+}
+
+void TestIndex::findSeesTheFileWhenFlushing()
+{
+    const Index one = Make();
+    const Index other = Open();
+    ToggleFlushing(one.get(), 1, 1);
+    ToggleFlushing(other.get(), 1, 1);
+    for (int i = 1; i <= 120; ++i) {
+        QCOMPARE(Add(i % 2 ? one : other, i), 0);
+        QCOMPARE(Call(FindKey, i % 2 ? other : one, Key(i)).record, std::uint32_t(i));
+    }
+    QCOMPARE(Call(SearchKey, one, Key(120)).result, 0);
+    QCOMPARE(Delete(other, 120), 0);
+    QCOMPARE(Call(SearchKey, one, Key(120)).result, -1);
+}
+
+QTEST_GUILESS_MAIN(TestIndex)
+#include "tst_index.moc"

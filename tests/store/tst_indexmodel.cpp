@@ -1,0 +1,335 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// Runs indexes beside ordered sets through long random sequences: every answer
+// is compared, and the file is proved sound as it goes. PAKMART_TEST_SEED
+// repeats a run.
+
+#include "store/indexfile.h"
+#include "store/storecheck.h"
+#include "tests/store/storetest.h"
+
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <algorithm>
+#include <cstring>
+#include <numeric>
+#include <set>
+
+namespace
+{
+
+struct Item {
+    std::string key;
+    std::uint32_t record;
+};
+
+// The order of an index, written without a look at the store's own.
+struct InOrder {
+    bool byRecord;
+
+    bool operator()(const Item& a, const Item& b) const
+    {
+        const auto fold = [](unsigned char c) {
+            return static_cast<unsigned char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c);
+        };
+        const auto less = [fold](unsigned char x, unsigned char y) { return fold(x) < fold(y); };
+        if (std::lexicographical_compare(a.key.begin(), a.key.end(), b.key.begin(), b.key.end(),
+                                         less))
+            return true;
+        if (std::lexicographical_compare(b.key.begin(), b.key.end(), a.key.begin(), a.key.end(),
+                                         less))
+            return false;
+        return byRecord && a.record < b.record;
+    }
+};
+
+using Model = std::set<Item, InOrder>;
+
+// An index and its model, asked the same things.
+class Pair
+{
+public:
+    Pair(const std::string& path, std::int16_t keyLength, bool duplicates)
+        : m_path(path), m_keyLength(keyLength), m_duplicates(duplicates),
+          m_model(InOrder{ duplicates }), m_index(MakeIndex(0, path.c_str(), keyLength, duplicates))
+    {
+        QVERIFY(m_index);
+    }
+    ~Pair() { CloseIndex(m_index); }
+
+    const Model& model() const { return m_model; }
+    IndexFile* index() const { return m_index; }
+
+    void Add(const Item& item)
+    {
+        const Item cut = Cut(item);
+        Hand hand(item);
+        QCOMPARE(AddKey(m_index, &item.record, hand.key) == 0, m_model.insert(cut).second);
+        QCOMPARE(std::string(hand.key), cut.key);
+    }
+
+    void Delete(const Item& item)
+    {
+        Hand hand(item);
+        const auto at = m_model.find(Cut(item));
+        QCOMPARE(DeleteKey(m_index, &hand.record, hand.key) == 0, at != m_model.end());
+        if (at == m_model.end())
+            return;
+        QCOMPARE(hand.record, at->record);
+        m_model.erase(at);
+    }
+
+    void Find(const Item& item)
+    {
+        Hand hand(item);
+        const Item cut = Cut({ item.key, 0 });
+        const auto at = m_model.lower_bound(cut);
+        const bool same = at != m_model.end()
+            && (m_duplicates ? at->key == cut.key : !m_model.key_comp()(cut, *at));
+        QCOMPARE(FindKey(m_index, &hand.record, hand.key) == 0, same);
+        if (same)
+            QCOMPARE(hand.record, at->record);
+    }
+
+    void Search(const Item& item, int steps)
+    {
+        Hand hand(item);
+        auto at = m_model.lower_bound(Cut({ item.key, 0 }));
+        QCOMPARE(SearchKey(m_index, &hand.record, hand.key) == 0, at != m_model.end());
+        for (; at != m_model.end() && steps > 0; --steps) {
+            QCOMPARE(hand.record, at->record);
+            ++at;
+            QCOMPARE(NextKey(m_index, &hand.record, hand.key) == 0, at != m_model.end());
+            if (at != m_model.end())
+                QCOMPARE(std::string(hand.key), at->key);
+        }
+    }
+
+    void FindPrevious(const Item& item, int steps)
+    {
+        Hand hand(item);
+        auto at = m_model.lower_bound(Cut({ item.key, 0 }));
+        QCOMPARE(FindPrevKey(m_index, &hand.record, hand.key) == 0, at != m_model.begin());
+        for (; at != m_model.begin() && steps > 0; --steps) {
+            --at;
+            QCOMPARE(std::string(hand.key), at->key);
+            QCOMPARE(hand.record, at->record);
+            QCOMPARE(PrevKey(m_index, &hand.record, hand.key) == 0, at != m_model.begin());
+        }
+    }
+
+    // Writes everything, and reads the file as it stands.
+    void Check()
+    {
+        QCOMPARE(TaCloseIndex(m_index), 0);
+        std::vector<IndexEntry> entries;
+        QCOMPARE(CheckIndex(m_path, m_keyLength, m_duplicates, &entries), Findings());
+        QCOMPARE(entries.size(), m_model.size());
+        const auto same = [](const Item& item, const IndexEntry& entry) {
+            return item.key == entry.key && item.record == entry.record;
+        };
+        QVERIFY(std::equal(m_model.begin(), m_model.end(), entries.begin(), same));
+        QCOMPARE(TaOpenIndex(m_index), 0);
+    }
+
+private:
+    // The buffers a caller hands over.
+    struct Hand {
+        explicit Hand(const Item& item) : record(item.record)
+        {
+            std::strcpy(key, item.key.c_str());
+        }
+        char key[400];
+        std::uint32_t record;
+    };
+
+    Item Cut(const Item& item) const
+    {
+        return { item.key.substr(0, std::size_t(m_keyLength)), item.record };
+    }
+
+    const std::string m_path;
+    const std::int16_t m_keyLength;
+    const bool m_duplicates;
+    Model m_model;
+    IndexFile* m_index;
+};
+
+// Keys out of a small alphabet in both cases, so that many are equal.
+Item RandomItem(Random& random, int longest, int spread)
+{
+    Item item{ std::string(random.Below(longest) + 1, 'a'), random.Below(5) + 1 };
+    for (char& c : item.key)
+        c = "aAbBcCzZ _\xc3\xa4"[random.Below(spread)];
+    return item;
+}
+
+void RunRandomly(Pair& pair, Random& random, int operations, int longest, int spread)
+{
+    // The tree grows and shrinks in turns.
+    for (int i = 0; i < operations && !QTest::currentTestFailed(); ++i) {
+        const bool grows = i / 20000 % 2 == 0;
+        const Item item = RandomItem(random, longest, spread);
+        const std::uint32_t what = random.Below(100);
+        if (what < (grows ? 50u : 20u))
+            pair.Add(item);
+        else if (what < 70)
+            pair.Delete(item);
+        else if (what < 80)
+            pair.Find(item);
+        else if (what < 90)
+            pair.Search(item, int(random.Below(8)));
+        else
+            pair.FindPrevious(item, int(random.Below(8)));
+        if (i % 25000 == 0)
+            pair.Check();
+    }
+    pair.Check();
+}
+
+std::vector<std::uint32_t> Sequence(std::uint32_t count, const QString& order, Random& random)
+{
+    std::vector<std::uint32_t> numbers(count);
+    std::iota(numbers.begin(), numbers.end(), 0u);
+    if (order == "descending")
+        std::reverse(numbers.begin(), numbers.end());
+    else if (order == "random")
+        random.Shuffle(&numbers);
+    return numbers;
+}
+
+Item Numbered(std::uint32_t number)
+{
+    char key[16];
+    std::snprintf(key, sizeof key, "Key%08u", number);
+    return { key, number + 1 };
+}
+
+} // namespace
+
+class TestIndexModel : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase()
+    {
+        QCOMPARE(InitIndex(), 0);
+        m_random = Random::Announced();
+    }
+    void cleanupTestCase() { UnInitIndex(); }
+    void cleanup() { QCOMPARE(OpenDescriptors(), m_descriptors); }
+    void init() { m_descriptors = OpenDescriptors(); }
+
+    void RandomOperations_data();
+    void RandomOperations();
+    void SeveralIndexesShareTheCache();
+    void DeepTreesGrowAndVanish_data();
+    void DeepTreesGrowAndVanish();
+
+private:
+    std::string Path(const char* name) const { return m_folder.filePath(name).toStdString(); }
+
+    QTemporaryDir m_folder;
+    Random m_random{ 0 };
+    int m_descriptors = 0;
+};
+
+void TestIndexModel::RandomOperations_data()
+{
+    QTest::addColumn<int>("keyLength");
+    QTest::addColumn<bool>("duplicates");
+    QTest::addColumn<int>("longest");
+    QTest::addColumn<int>("spread");
+    QTest::addColumn<int>("operations");
+
+    QTest::newRow("one character") << 1 << false << 3 << 11 << 100000;
+    QTest::newRow("one character, duplicates") << 1 << true << 3 << 11 << 100000;
+    QTest::newRow("two letters") << 9 << false << 12 << 4 << 400000;
+    QTest::newRow("two letters, duplicates") << 9 << true << 12 << 4 << 400000;
+    QTest::newRow("short keys") << 6 << false << 6 << 8 << 500000;
+    QTest::newRow("short keys, duplicates") << 6 << true << 6 << 8 << 500000;
+    QTest::newRow("long keys") << 60 << true << 90 << 12 << 300000;
+    QTest::newRow("149 characters") << 149 << false << 200 << 12 << 150000;
+    // The last item of a full page keeps 102 characters of its key.
+    QTest::newRow("150 characters") << 150 << true << 102 << 12 << 150000;
+}
+
+void TestIndexModel::RandomOperations()
+{
+    QFETCH(int, keyLength);
+    QFETCH(bool, duplicates);
+    QFETCH(int, longest);
+    QFETCH(int, spread);
+    QFETCH(int, operations);
+
+    Pair pair(Path("random"), std::int16_t(keyLength), duplicates);
+    RunRandomly(pair, m_random, operations, longest, spread);
+}
+
+void TestIndexModel::SeveralIndexesShareTheCache()
+{
+    Pair numbers(Path("numbers"), 12, false);
+    Pair letters(Path("letters"), 30, true);
+    Pair longs(Path("longs"), 150, true);
+    for (std::uint32_t i = 0; i < 60000 && !QTest::currentTestFailed(); ++i) {
+        numbers.Add(Numbered(m_random.Below(1000000)));
+        letters.Add(RandomItem(m_random, 20, 12));
+        longs.Add(RandomItem(m_random, 80, 12));
+        if (i % 3 == 0)
+            letters.Delete(RandomItem(m_random, 3, 12));
+    }
+    numbers.Check();
+    letters.Check();
+    longs.Check();
+}
+
+void TestIndexModel::DeepTreesGrowAndVanish_data()
+{
+    QTest::addColumn<QString>("growing");
+    QTest::addColumn<QString>("shrinking");
+    QTest::addColumn<int>("items");
+    QTest::addColumn<int>("depth");
+    for (const char* growing : { "ascending", "descending", "random" })
+        for (const char* shrinking : { "ascending", "descending", "random" })
+            QTest::addRow("%s, then %s", growing, shrinking) << growing << shrinking << 20000 << 3;
+    QTest::newRow("four levels") << "ascending"
+                                 << "random" << 80000 << 4;
+}
+
+void TestIndexModel::DeepTreesGrowAndVanish()
+{
+    QFETCH(QString, growing);
+    QFETCH(QString, shrinking);
+    QFETCH(int, items);
+    QFETCH(int, depth);
+
+    Pair pair(Path("deep"), 11, false);
+    for (const std::uint32_t number : Sequence(std::uint32_t(items), growing, m_random))
+        pair.Add(Numbered(number));
+    pair.Check();
+    pair.Find(Numbered(7));
+    QVERIFY(pair.index()->depth <= depth);
+    Item first = *pair.model().begin();
+    char key[16];
+    std::uint32_t record;
+    ClearKey(pair.index());
+    QCOMPARE(NextKey(pair.index(), &record, key), 0);
+    QCOMPARE(record, first.record);
+    QCOMPARE(int(pair.index()->depth), depth);
+
+    int left = items;
+    for (const std::uint32_t number : Sequence(std::uint32_t(items), shrinking, m_random)) {
+        pair.Delete(Numbered(number));
+        if (--left % 4001 == 0)
+            pair.Check();
+    }
+    pair.Check();
+    QCOMPARE(pair.index()->rootPage, 0u);
+    QCOMPARE(UsedRecs(pair.index()->dataFile), 0u);
+}
+
+QTEST_GUILESS_MAIN(TestIndexModel)
+#include "tst_indexmodel.moc"
