@@ -3,12 +3,9 @@
 
 #include "shelves.h"
 
-#include <cerrno>
-#include <sys/stat.h>
-
 Shelves::Shelves(const std::string& folder)
-    : m_folder(folder), m_categories(folder, "categories", ParseCategories),
-      m_aisles(folder, "aisles", ParseAisles), m_profile(folder, "profile", ParseProfile)
+    : m_categories(folder, "categories", ParseCategories), m_aisles(folder, "aisles", ParseAisles),
+      m_profile(folder, "profile", ParseProfile)
 {
 }
 
@@ -17,11 +14,4 @@ void Shelves::check()
     categories();
     aisles();
     profile();
-}
-
-// A link that leads nowhere is there, and refused like any other.
-bool Shelves::isThere(const char* name) const
-{
-    struct stat info = {};
-    return lstat((m_folder + '/' + name).c_str(), &info) == 0 || errno != ENOENT;
 }

@@ -21,18 +21,11 @@ public:
 
     // All of these throw StoreError for a file that is there and broken.
     void check();
-    std::shared_ptr<const Categories> categories() { return get(m_categories, "categories"); }
-    std::shared_ptr<const Aisles> aisles() { return get(m_aisles, "aisles"); }
-    std::shared_ptr<const Profile> profile() { return get(m_profile, "profile"); }
+    std::shared_ptr<const Categories> categories() { return m_categories.getIfThere(); }
+    std::shared_ptr<const Aisles> aisles() { return m_aisles.getIfThere(); }
+    std::shared_ptr<const Profile> profile() { return m_profile.getIfThere(); }
 
 private:
-    bool isThere(const char* name) const;
-    template <class T> std::shared_ptr<const T> get(CachedFile<T>& file, const char* name)
-    {
-        return isThere(name) ? file.get() : std::make_shared<const T>();
-    }
-
-    const std::string m_folder;
     CachedFile<Categories> m_categories;
     CachedFile<Aisles> m_aisles;
     CachedFile<Profile> m_profile;

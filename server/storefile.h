@@ -5,6 +5,7 @@
 
 #pragma once
 
+#include <cerrno>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -67,6 +68,15 @@ public:
         m_value = std::make_shared<const T>(m_parse(file.text, m_root + '/' + m_path));
         m_info = file.info;
         return m_value;
+    }
+
+    // The same, but an empty value as long as there is no such file.
+    std::shared_ptr<const T> getIfThere()
+    {
+        struct stat info = {};
+        if (!OpenBelow(m_root, m_path, info) && errno == ENOENT)
+            return std::make_shared<const T>();
+        return get();
     }
 
 private:

@@ -29,7 +29,7 @@ Commands:
 Options:
   -y, --yes        do not ask before downloading or removing
   -v, --verbose    show the lines of the library and of the package tools
-      --json       print what aisles and sync show as JSON
+      --json       aisles, sync: tell the result as one line of JSON
       --dialogs    show the library's dialogs on the display
       --pictures DIR  write a PNG picture of each dialog to DIR
       --help       show this text

@@ -160,7 +160,7 @@ int Show(Display& display, const BoxWatcher& boxes, bool json, const Shelf& shel
         return status;
     const QJsonArray entries = shelf.asJson(tree);
     if (json) {
-        display.say(QString::fromUtf8(QJsonDocument(entries).toJson()).trimmed());
+        display.say(QString::fromUtf8(QJsonDocument(entries).toJson(QJsonDocument::Compact)));
         return ExitDone;
     }
     if (entries.isEmpty())

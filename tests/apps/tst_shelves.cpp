@@ -155,7 +155,7 @@ private slots:
         QCOMPARE(result.status, 0);
         QVERIFY(result.out.endsWith(
             QLatin1String("Nothing of the account is installed on this machine.\n")));
-        QCOMPARE(pakmart("sync --json").out, QStringLiteral("[\n]\n"));
+        QCOMPARE(pakmart("sync --json").out, QStringLiteral("[]\n"));
     }
 
     void storeWithoutAislesIsSaid()

@@ -54,7 +54,16 @@ class CatalogProductTest : public QObject
 {
     Q_OBJECT
 
+private:
+    ScriptedServer m_server;
+
 private slots:
+    void initTestCase()
+    {
+        Setting("agent api url", m_server.url("/api").toStdString());
+        m_server.answer("/api", Directory({ { "CAPIUpdateCatalog", m_server.url("/c") } }));
+    }
+
     void everyElementGoesToItsField()
     {
         const Products products = ProductsOf(
@@ -341,12 +350,28 @@ private slots:
             QCOMPARE(QByteArray::fromStdString(field), text);
     }
 
+    // -- the request
+
+    void updateThatIsToldToWaitHasSavedItsCatalog()
+    {
+        m_server.answer("/c",
+                        ScriptedServer::http("<agentfunction resultcode=\"OK\"><catalog>"
+                                             "<category name=\"a b\"/></catalog>"
+                                             "</agentfunction>"));
+        bool complete = false;
+        auto* request = new CAPIUpdateCatalog(true, true);
+        connect(request, &CAPI::APIComplete, this, [&complete](bool ok) { complete = ok; });
+        QVERIFY(request->Execute());
+        QVERIFY(complete);
+        QCOMPARE(ReadDataFile(QStringLiteral(".catalog")),
+                 QByteArray("<catalog><category name=\"a%20b\"></category>\n</catalog>\n"));
+        QVERIFY(QFile::remove(DataPath(QStringLiteral(".catalog"))));
+    }
+
     // -- into the database
 
     void withoutADatabaseNothingIsRecorded()
     {
-        const ScriptedServer server;
-        Setting("agent api url", server.url("/api").toStdString());
         QDomDocument document;
         QVERIFY(
             document.setContent(QByteArray("<catalog><category><product/></category></catalog>")));
