@@ -161,15 +161,16 @@ private slots:
 
     void fileThatIsThereKeepsItsOwner()
     {
-        if (geteuid() != 0)
-            QSKIP("only root gives files away");
+        // Only root gives files away.
+        const uid_t owner = geteuid() == 0 ? 1234 : geteuid();
+        const gid_t group = geteuid() == 0 ? 2345 : getegid();
         WriteDataFile(kFile, "old");
-        QCOMPARE(chown(qPrintable(DataPath(kFile)), 1234, 2345), 0);
+        QCOMPARE(chown(qPrintable(DataPath(kFile)), owner, group), 0);
         Save("<all/>");
         struct stat info = {};
         QCOMPARE(stat(qPrintable(DataPath(kFile)), &info), 0);
-        QCOMPARE(int(info.st_uid), 1234);
-        QCOMPARE(int(info.st_gid), 2345);
+        QCOMPARE(info.st_uid, owner);
+        QCOMPARE(info.st_gid, group);
     }
 
     void linkLeadsToTheFileThatIsWritten()

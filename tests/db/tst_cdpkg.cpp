@@ -631,8 +631,7 @@ QStringList Expected(const QString& record)
 void DpkgTest::realStatusFileIsReadAsDpkgReadsIt()
 {
     QFile real(QStringLiteral("/var/lib/dpkg/status"));
-    if (!real.open(QIODevice::ReadOnly))
-        QSKIP("this machine has no status file");
+    QVERIFY(real.open(QIODevice::ReadOnly));
     // A copy: packages may come and go meanwhile.
     WriteStatusFile(real.readAll());
     QProcess query;
