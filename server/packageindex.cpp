@@ -51,7 +51,9 @@ IndexedPackage IndexPackage(const Stanza& stanza, const std::string& path)
 PackageIndex ParsePackageIndex(const std::string& text, const std::string& path)
 {
     PackageIndex index;
-    for (const Stanza& stanza : ParseStanzas(text, path)) {
+    StanzaReader reader(text, path);
+    Stanza stanza;
+    while (reader.next(stanza)) {
         IndexedPackage package = IndexPackage(stanza, path);
         const std::string& file = Required(stanza, "Filename", path);
         const int line = stanza.find("Filename")->line;

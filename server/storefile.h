@@ -41,6 +41,9 @@ struct StoreFile {
 };
 bool SameFile(const struct stat& a, const struct stat& b);
 
+// What a file of the store may hold, in bytes.
+constexpr std::size_t kLargestStoreFile = 256 * 1024 * 1024;
+
 // Throws StoreError, naming the file, when it cannot be read or is over 256 MB.
 StoreFile ReadStoreFile(const std::string& root, const std::string& path);
 

@@ -25,11 +25,16 @@ Commands:
   update-sources             fetch the store's lists of package sources
   aisles                     fetch and show how the store is arranged
   sync                       show what of your account is on this machine
+  os-update                  bring the system's packages up to date
+  status                     tell whether the store can be reached
+  register                   tell the store which system builder this machine
+                             comes from
 
 Options:
   -y, --yes        do not ask before downloading or removing
+      --json       aisles, sync, os-update, status, register: tell the result as
+                   one line of JSON; nothing is asked then, so os-update needs --yes
   -v, --verbose    show the lines of the library and of the package tools
-      --json       aisles, sync: tell the result as one line of JSON
       --dialogs    show the library's dialogs on the display
       --pictures DIR  write a PNG picture of each dialog to DIR
       --help       show this text
@@ -43,9 +48,9 @@ struct CommandLine {
     QStringList arguments;
     QString pictures;
     InstallOptions install;
-    bool json = false; // for scripts
     bool verbose = false;
     bool dialogs = false;
+    bool json = false;
     bool help = false;
     bool version = false;
 };
@@ -64,10 +69,10 @@ QString Parse(const QStringList& words, CommandLine& line)
             line.install.yes = true;
         else if (word == QLatin1String("-v") || word == QLatin1String("--verbose"))
             line.verbose = true;
-        else if (word == QLatin1String("--json"))
-            line.json = true;
         else if (word == QLatin1String("--dialogs"))
             line.dialogs = true;
+        else if (word == QLatin1String("--json"))
+            line.json = true;
         else if (word == QLatin1String("--package"))
             line.install.byPackage = true;
         else if (word == QLatin1String("--help"))
@@ -84,25 +89,33 @@ QString Parse(const QStringList& words, CommandLine& line)
     return QString();
 }
 
-bool IsShelfCommand(const QString& command)
+// Whether the options go with the command.
+QString CheckOptions(const CommandLine& line)
 {
-    return command == QLatin1String("aisles") || command == QLatin1String("sync");
+    static const QStringList withJson{ QStringLiteral("os-update"), QStringLiteral("status"),
+                                       QStringLiteral("register"), QStringLiteral("aisles"),
+                                       QStringLiteral("sync") };
+    if (line.install.byPackage && line.command != QLatin1String("install"))
+        return QStringLiteral("--package goes with install");
+    if (line.json && !withJson.contains(line.command))
+        return QStringLiteral("--json goes with ") + withJson.join(QStringLiteral(", "));
+    if (line.json && line.command == withJson.first() && !line.install.yes)
+        return QStringLiteral("os-update --json asks nothing, so it needs --yes");
+    return QString();
 }
 
 // Whether the command and its arguments go together.
 QString Check(const CommandLine& line)
 {
+    static const QStringList alone{ QStringLiteral("update-sources"), QStringLiteral("os-update"),
+                                    QStringLiteral("status"), QStringLiteral("register"),
+                                    QStringLiteral("aisles"), QStringLiteral("sync") };
     if (line.command.isEmpty())
         return QStringLiteral("no command");
     const bool install = line.command == QLatin1String("install");
     const bool remove = line.command == QLatin1String("remove");
-    const bool shelf = IsShelfCommand(line.command);
-    if (!install && !remove && !shelf && line.command != QLatin1String("update-sources"))
+    if (!install && !remove && !alone.contains(line.command))
         return QStringLiteral("unknown command: %1").arg(line.command);
-    if (line.install.byPackage && !install)
-        return QStringLiteral("--package goes with install");
-    if (line.json && !shelf)
-        return QStringLiteral("--json goes with aisles and sync");
     if ((install || remove) == line.arguments.isEmpty())
         return line.arguments.isEmpty() ? QStringLiteral("%1 what?").arg(line.command)
                                         : QStringLiteral("%1 takes no arguments").arg(line.command);
@@ -111,7 +124,7 @@ QString Check(const CommandLine& line)
         if (install && !line.install.byPackage && (argument.toLong(&number) <= 0 || !number))
             return QStringLiteral("not a serial number: %1").arg(argument);
     }
-    return QString();
+    return CheckOptions(line);
 }
 
 // What Qt has to say is for the log, where the library's own lines go.
@@ -136,6 +149,12 @@ int RunCommand(const CommandLine& line)
         status = AislesCommand(display, boxes, line.json);
     else if (line.command == QLatin1String("sync"))
         status = SyncCommand(display, boxes, line.json);
+    else if (line.command == QLatin1String("os-update"))
+        status = OSUpdateCommand(display, boxes, { line.install.yes, line.json });
+    else if (line.command == QLatin1String("status"))
+        status = StatusCommand(display, line.json);
+    else if (line.command == QLatin1String("register"))
+        status = RegisterCommand(display, line.json);
     else
         status = UpdateSourcesCommand(display, boxes);
     if (status == ExitInterrupted)

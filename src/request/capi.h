@@ -37,8 +37,7 @@ class KJob;
 namespace KIO
 {
 class Job;
-class TransferJob;
-} // namespace KIO
+}
 
 class VANTRELAGENT_EXPORT CAPI : public QObject
 {
@@ -86,7 +85,8 @@ public:
     bool APILocked(CAPI* pAPI) const;
 
     // Ends every transfer that is running as a failure, for a host that is asked
-    // to end. Each request tells of it and destroys itself.
+    // to end. Each request tells of it and destroys itself; a status check
+    // (CAPIStatus) counts it as an error.
     static void AbortTransfers();
 
     // Fetches the directory, once per process: a failure is not retried.
@@ -136,7 +136,6 @@ protected:
 
 private:
     QString Start(const QString& sURL);
-    void WatchForSilence(KIO::TransferJob* pJob);
     void Abandon(int nError, const QString& sText);
     void ReportJobError(int nError, const QString& sText);
     void DispatchReply();

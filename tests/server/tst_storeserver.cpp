@@ -263,6 +263,16 @@ private slots:
             "/Packages:3: this file is not in the repository");
         row("the same file", i, package + '\n' + package,
             "/Packages:7: a second package with the file");
+
+        const char* l = "pool/main/Location";
+        row("no location", l, "", "/Location:1: a location is one field, Archives");
+        row("two locations", l, "Archives: http://a\nArchives: http://b\n",
+            "/Location:1: a location is one field");
+        row("other field", l, "Address: http://a\n", "/Location:1: there is no Archives here");
+        row("location of another scheme", l, "Archives: file:///etc\n",
+            "/Location:1: 'file:///etc' is no address");
+        row("location with options", l, "Archives: [trusted=yes] http://a\n",
+            "/Location:1: '[trusted=yes] http://a' is no address");
     }
     void aBrokenStoreIsStatusOne()
     {
@@ -391,7 +401,8 @@ private slots:
         QCOMPARE(texts(reply, "name"),
                  (QStringList{
                      QStringLiteral("CAPIDownloadAppInfo"), QStringLiteral("CAPIGetAisles"),
-                     QStringLiteral("CAPIGetPackageInfo"), QStringLiteral("CAPIGetSourcesList"),
+                     QStringLiteral("CAPIGetOSVer"), QStringLiteral("CAPIGetPackageInfo"),
+                     QStringLiteral("CAPIGetSourcesList"), QStringLiteral("CAPISetOEMInfo"),
                      QStringLiteral("CAPISyncMyMachine"), QStringLiteral("CAPIUpdateCatalog") }));
         for (const QString& url : texts(reply, "url")) {
             QVERIFY(url.startsWith(QLatin1String("http://Shop-1.example:81/agent/")));
@@ -586,6 +597,38 @@ private slots:
         QCOMPARE(texts(reply, "package_data"), QStringList{ QString::fromLatin1(package + '\n') });
         QCOMPARE(texts(reply, "package_url"),
                  QStringList{ server.url() + QLatin1String("/pool/main") });
+    }
+
+    void archivesElsewhereAreFetchedFromThere()
+    {
+        QVERIFY(WriteTextFile(path("pool/main/Location"), "Archives: http://far.example/debian\n"));
+        const ServerProcess server(m_dir->path());
+        const QByteArray call = "/agent/CAPIGetPackageInfo?filename[]=p_1_all.deb";
+        QCOMPARE(texts(server.get(call), "package_url"),
+                 QStringList{ QStringLiteral("http://far.example/debian") });
+        replace("pool/main/Location", "Archives: https://[::1]:81/a-b\n");
+        QCOMPARE(texts(server.get(call), "package_url"),
+                 QStringList{ QStringLiteral("https://[::1]:81/a-b") });
+        QVERIFY(QFile::remove(path("pool/main/Location")));
+        QCOMPARE(texts(server.get(call), "package_url"),
+                 QStringList{ server.url() + QStringLiteral("/pool/main") });
+    }
+
+    void repositoriesOfOneAddressShareAnIndex()
+    {
+        for (const char* name : { "main", "more" })
+            QVERIFY(WriteTextFile(path("pool") + QLatin1Char('/') + QLatin1String(name)
+                                      + QStringLiteral("/Location"),
+                                  "Archives: http://far.example\n"));
+        QVERIFY(WriteTextFile(path("pool/more/Packages"),
+                              "Package: q\nVersion: 1\nFilename: q_1_all.deb\n"));
+        const ServerProcess server(m_dir->path());
+        const HttpReply reply
+            = server.get("/agent/CAPIGetPackageInfo?filename[]=q_1_all.deb&filename[]=p_1_all.deb");
+        QCOMPARE(texts(reply, "package_url"), QStringList{ QStringLiteral("http://far.example") });
+        QCOMPARE(texts(reply, "package_data").join(QString()),
+                 QStringLiteral("Package: q\nVersion: 1\nFilename: q_1_all.deb\n\n")
+                     + QString::fromLatin1(package) + QLatin1Char('\n'));
     }
 
     void packageInfoRefusals_data()
