@@ -41,7 +41,7 @@ int BeginChange(IndexFile* index)
     index->current = index->dataFile;
     index->dataFile->headerDirty = 1;
     ClearKey(index);
-    return index->dataFile->flushing || MULTIUSER ? TaOpenIndex(index) : 0;
+    return index->dataFile->flushing || MULTIUSER != 0 ? TaOpenIndex(index) : 0;
 }
 
 int EndChange(IndexFile* index, int result)
