@@ -6,6 +6,7 @@
 #include "request/capi.h"
 
 #include "request/capistatus.h"
+#include "request/replydocument.h"
 #include "request/transfer.h"
 #include "support/cconfigfile.h"
 #include "support/ctracer.h"
@@ -116,6 +117,7 @@ QString CAPI::Start(const QString& sURL)
             [this](KJob* pEnded) { onDownloadComplete(static_cast<KIO::Job*>(pEnded)); });
     WatchForSilence(pJob, this,
                     [this](int nError, const QString& sText) { Abandon(nError, sText); });
+    m_nRoom = qint64(MaxReplySize());
     m_pJob = pJob;
     m_transferring.insert(this);
     return QString();

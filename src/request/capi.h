@@ -138,6 +138,7 @@ private:
     QString Start(const QString& sURL);
     void Abandon(int nError, const QString& sText);
     void ReportJobError(int nError, const QString& sText);
+    void CutOff();
     void DispatchReply();
 
     static int m_nReferenceCount;
@@ -146,6 +147,7 @@ private:
     static std::set<CAPI*> m_transferring; // those whose job runs
 
     QPointer<KJob> m_pJob;
+    qint64 m_nRoom = 0; // bytes that the reply may still have
 
     // Shared with the frame that waits, which outlives the object.
     std::shared_ptr<bool> m_bDone;
