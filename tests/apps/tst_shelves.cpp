@@ -3,9 +3,9 @@
 
 // `pakmart aisles` and `pakmart sync`, on the demo store.
 
-#include "server/serverprocess.h"
+#include "demomachine.h"
+
 #include "tests/common/datafolder.h"
-#include "tests/common/observe.h"
 #include "tests/common/statusfile.h"
 
 #include <QJsonArray>
@@ -21,27 +21,13 @@ class ShelvesTest : public QObject
     Q_OBJECT
 
 private:
-    struct Result {
-        int status = -1;
-        QString out, err;
-    };
+    using Result = DemoMachine::Result;
 
-    QString m_store;
-    std::unique_ptr<ServerProcess> m_server;
+    DemoMachine m_machine;
 
     static Result pakmart(const char* words)
     {
-        QProcess process;
-        process.start(QStringLiteral(PAKMART), QString::fromLatin1(words).split(QLatin1Char(' ')));
-        if (!process.waitForFinished(120000))
-            qFatal("pakmart does not end");
-        return { process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
-                 QString::fromUtf8(process.readAllStandardOutput()),
-                 QString::fromUtf8(process.readAllStandardError()) };
-    }
-    static void serverIs(const QString& url)
-    {
-        Setting("agent api url", url.toStdString() + "/getagentapi.php");
+        return DemoMachine::pakmart(QString::fromLatin1(words).split(QLatin1Char(' ')));
     }
     static QJsonArray json(const Result& result)
     {
@@ -49,19 +35,13 @@ private:
     }
 
 private slots:
-    void initTestCase()
-    {
-        m_store = ServerProcess::makeDemoStore(QString::fromLocal8Bit(qgetenv("TEST_DIR")));
-        QVERIFY(!m_store.isEmpty());
-        m_server = std::make_unique<ServerProcess>(m_store);
-        QVERIFY(m_server->isRunning());
-    }
+    void initTestCase() { QVERIFY(m_machine.setUp()); }
     void init()
     {
         QVERIFY(QFile::setPermissions(DataFolder(), QFile::Permissions(0x7755)));
         for (const QString& name : DataFiles())
             QVERIFY(QFile::remove(DataPath(name)));
-        serverIs(m_server->url());
+        QVERIFY(m_machine.useServer(m_machine.url()));
         WriteStatusFile("Package: starlander\nStatus: install ok installed\n\n"
                         "Package: wordcounter\nStatus: deinstall ok config-files\n\n");
     }
@@ -160,7 +140,7 @@ private slots:
 
     void storeWithoutAislesIsSaid()
     {
-        const QString file = m_store + QStringLiteral("/aisles");
+        const QString file = m_machine.store() + QStringLiteral("/aisles");
         QVERIFY(QFile::rename(file, file + QStringLiteral(".away")));
         const Result result = pakmart("aisles");
         QVERIFY(QFile::rename(file + QStringLiteral(".away"), file));
@@ -170,7 +150,7 @@ private slots:
 
     void brokenStoreFailsInItsWords()
     {
-        const QString file = m_store + QStringLiteral("/aisles");
+        const QString file = m_machine.store() + QStringLiteral("/aisles");
         QVERIFY(QFile::rename(file, file + QStringLiteral(".away")));
         QVERIFY(WriteTextFile(file, "Name: x\n"));
         const Result result = pakmart("aisles --json");
@@ -184,7 +164,7 @@ private slots:
 
     void serverThatIsGoneFailsInWords()
     {
-        serverIs(QStringLiteral("http://127.0.0.1:1"));
+        QVERIFY(m_machine.useServer(QStringLiteral("http://127.0.0.1:1")));
         for (const char* words : { "aisles", "sync", "sync --json" }) {
             const Result result = pakmart(words);
             QCOMPARE(result.status, 1);
@@ -213,7 +193,7 @@ private slots:
     {
         QTcpServer mute;
         QVERIFY(mute.listen(QHostAddress::LocalHost));
-        serverIs(QStringLiteral("http://127.0.0.1:%1").arg(mute.serverPort()));
+        QVERIFY(m_machine.useServer(QStringLiteral("http://127.0.0.1:%1").arg(mute.serverPort())));
         QProcess process;
         process.start(QStringLiteral(PAKMART), { QStringLiteral("sync") });
         QVERIFY(mute.waitForNewConnection(30000));

@@ -12,7 +12,7 @@
 #include "catalog/capiupdatecatalog.h"
 #include "catalog/cxmlnode.h"
 #include "tests/common/datafolder.h"
-#include "tests/common/fulldisk.h"
+#include "tests/common/limits.h"
 #include "tests/common/plainuser.h"
 
 #include <QDomDocument>

@@ -7,7 +7,7 @@
 #include "catalog/cxmlnode.h"
 #include "catalog/savedtree.h"
 #include "tests/common/datafolder.h"
-#include "tests/common/fulldisk.h"
+#include "tests/common/limits.h"
 #include "tests/common/plainuser.h"
 
 #include <QDomDocument>
