@@ -22,7 +22,9 @@ bool IsInside(const std::string& fileName)
 PackageIndex ParsePackageIndex(const std::string& text, const std::string& path)
 {
     PackageIndex index;
-    for (const Stanza& stanza : ParseStanzas(text, path)) {
+    StanzaReader reader(text, path);
+    Stanza stanza;
+    while (reader.next(stanza)) {
         Required(stanza, "Package", path);
         Required(stanza, "Version", path);
         const std::string& file = Required(stanza, "Filename", path);

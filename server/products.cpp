@@ -36,6 +36,14 @@ std::string* ProgramField(Product& product, const std::string& key)
     return key == "Menu" ? &program.menu : nullptr;
 }
 
+// A line of a dot alone stands for an empty one, which a stanza cannot hold.
+std::string WithEmptyLines(std::string text)
+{
+    for (auto at = text.find("\n.\n"); at != std::string::npos; at = text.find("\n.\n", at + 1))
+        text.erase(at + 1, 1);
+    return text;
+}
+
 void SetField(Product& product, const Field& field, const std::string& path)
 {
     if (field.value.empty())
@@ -56,7 +64,7 @@ void SetField(Product& product, const Field& field, const std::string& path)
             FailAt(path, field.line, "a product has no field " + field.key + " here");
         if (!place->empty())
             FailAt(path, field.line, "a second " + field.key + " for the same thing");
-        *place = field.value;
+        *place = field.key == "Description" ? WithEmptyLines(field.value) : field.value;
     }
 }
 
@@ -79,7 +87,9 @@ Product ParseProduct(const Stanza& stanza, const std::string& path)
 Products ParseProducts(const std::string& text, const std::string& path)
 {
     Products products;
-    for (const Stanza& stanza : ParseStanzas(text, path)) {
+    StanzaReader reader(text, path);
+    Stanza stanza;
+    while (reader.next(stanza)) {
         Product product = ParseProduct(stanza, path);
         const long serial = product.serial;
         if (!products.emplace(serial, std::move(product)).second)

@@ -18,7 +18,7 @@ bool IsPrintable(unsigned char c)
 }
 
 // The length of the UTF-8 sequence that begins at `at`; 0 when none does.
-Size SequenceLength(const std::string& text, Size at)
+Size SequenceLength(std::string_view text, Size at)
 {
     const auto byte = [&](Size i) -> unsigned { return static_cast<unsigned char>(text[i]); };
     const unsigned lead = byte(at);
@@ -48,7 +48,7 @@ int HexValue(char c)
 
 } // namespace
 
-const char* TextFault(const std::string& text)
+const char* TextFault(std::string_view text)
 {
     for (Size at = 0; at < text.size();) {
         const auto c = static_cast<unsigned char>(text[at]);

@@ -6,10 +6,11 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 // What is wrong with `text` as a store's text (a byte that is no UTF-8, a
 // control character other than tab and line end), or null.
-const char* TextFault(const std::string& text);
+const char* TextFault(std::string_view text);
 
 // Text for the elements and attributes that a client takes through its URL
 // decoding: a blank is written as '+', and whatever means something to that

@@ -50,6 +50,15 @@ bool FormatPath(char (&path)[PATH_MAX], const char* format, const char* name)
     return length >= 0 && std::size_t(length) < sizeof path;
 }
 
+// Whether an index has no whole header: the process that made it, for the first
+// time or anew, did not come to write it.
+bool IsHalfMade(const char* indexPath)
+{
+    OpenStoreFile index(indexPath);
+    const off_t size = index ? index.Size() : -1;
+    return size >= 0 && size < PackedLength(freeKeyLength);
+}
+
 // Writes a note's block but for its slack: the header and as much of the text
 // as fits in one piece, then piece by piece.
 bool WriteNote(OpenStoreFile& heap, std::int64_t offset, const BlockHeader& header,
@@ -116,10 +125,12 @@ bool CNote::Open(const char* name)
     Close();
     if (!SetPaths(name) || !OpenStoreFile(m_heapPath, O_RDWR | O_CREAT, 0777))
         return false;
-    if (DoesFileExist(0, m_indexPath))
-        m_freeSpace = OpenIndex(0, m_indexPath, freeKeyLength, 1);
-    else
+    if (!DoesFileExist(0, m_indexPath))
         MakeFreeSpace();
+    else if (IsHalfMade(m_indexPath))
+        return Reindex();
+    else
+        m_freeSpace = OpenIndex(0, m_indexPath, freeKeyLength, 1);
     return m_freeSpace && BeginFlushing();
 }
 
@@ -240,7 +251,7 @@ char* CNote::ReadNote(std::int32_t offset)
     if (!ReadBlockHeader(heap, offset, &header) || header.status != blockInUse
         || header.length > longestNoteBlock)
         return nullptr;
-    const std::int32_t length = header.length - blockHeaderLength - header.slack;
+    const auto length = std::int32_t(std::max(TextLength(header), std::int64_t(-1)));
     if (length < 0 || EndOf(offset, header) > heap.Size())
         return nullptr;
     auto* const text = static_cast<char*>(std::calloc(std::size_t(length) + 10, 1));
@@ -260,7 +271,7 @@ std::int32_t CNote::NoteLength(std::int32_t offset)
     // Free blocks may have grown together to any length.
     const bool mayBe = header.status == blockFree || header.length <= longestNoteBlock;
     const bool sound = mayBe && EndOf(offset, header) <= heap.Size();
-    return sound ? std::max(header.length - header.slack - blockHeaderLength, 0) : 0;
+    return sound ? std::int32_t(std::max(TextLength(header), std::int64_t(0))) : 0;
 }
 
 // Adds the block behind to this one if it is free.

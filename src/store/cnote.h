@@ -24,8 +24,9 @@ public:
     CNote(const CNote&) = delete;
     CNote& operator=(const CNote&) = delete;
 
-    // Opens a store by its base name, or makes what is not there. False if that
-    // fails, for a name of PATH_MAX bytes too.
+    // Opens a store by its base name, or makes what is not there; an index whose
+    // making was cut short is made anew. False if that fails, for a name of
+    // PATH_MAX bytes too.
     bool Open(const char* name);
     // Makes a new one, in place of one that is there.
     bool Create(const char* name);

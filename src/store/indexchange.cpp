@@ -12,8 +12,6 @@ namespace
 int Abandon(IndexFile* index)
 {
     const std::int32_t error = taerror;
-    DropPages(index);
-    index->rootPage = std::uint32_t(index->dataFile->header.rootPage);
     TaOpenIndex(index);
     return SetError(error);
 }
@@ -35,20 +33,28 @@ int Follow(IndexFile* index, std::uint32_t number, Way* way)
     return 0;
 }
 
+int BeginAtTheFile(IndexFile* index)
+{
+    index->current = index->dataFile;
+    if (!index->dataFile->flushing && MULTIUSER == 0)
+        return SetError(taNoError);
+    if (HasChanges(index) && TaCloseIndex(index) != 0)
+        return -1;
+    return TaOpenIndex(index);
+}
+
 int BeginChange(IndexFile* index)
 {
-    SetError(taNoError);
-    index->current = index->dataFile;
     index->dataFile->headerDirty = 1;
     ClearKey(index);
-    return index->dataFile->flushing || MULTIUSER ? TaOpenIndex(index) : 0;
+    return BeginAtTheFile(index);
 }
 
 int EndChange(IndexFile* index, int result)
 {
-    if (!index->dataFile->flushing && !MULTIUSER)
+    if (!index->dataFile->flushing && MULTIUSER == 0)
         return result;
-    if (taerror != taNoError || TaCloseIndex(index) != 0)
-        return Abandon(index);
-    return result;
+    if (taerror == taNoError && TaCloseIndex(index) == 0)
+        return result;
+    return HasChanges(index) ? -1 : Abandon(index);
 }

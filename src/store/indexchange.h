@@ -29,8 +29,13 @@ struct Way {
 // leads too deep or in a circle is damage.
 int Follow(IndexFile* index, std::uint32_t number, Way* way);
 
-// What every change of an index begins and ends with: with flushing on, at the
-// file. EndChange is given what the change came to and returns what is left of
-// that. A change that failed is dropped from memory.
+// What every change and every lookup of an index begins with: with flushing on,
+// at the file. A change that was written in part only is finished first.
+int BeginAtTheFile(IndexFile* index);
+
+// What every change begins and ends with. EndChange is given what the change
+// came to and returns what is left of that. A change that could not begin is
+// dropped from memory; one that could not be written stays there for the next
+// operation, since a part of it may be in the file.
 int BeginChange(IndexFile* index);
 int EndChange(IndexFile* index, int result);

@@ -34,7 +34,6 @@ IndexFile* NewIndex(OpenFunction open, std::int32_t refused, const char* path,
     index->allowDuplicates = allowDuplicates != 0;
     index->keyLength = keyLength;
     index->rootPage = std::uint32_t(index->dataFile->header.rootPage);
-    index->firstBuffer = noBuffer;
     return index.release();
 }
 
@@ -56,15 +55,15 @@ int CloseIndex(IndexFile* index)
 {
     if (!index)
         return SetError(taNullHandle);
-    SetError(taNoError);
     DataFile* const file = index->dataFile;
     if (file->openCount > 0 && --file->openCount > 0)
         return SetError(taNoError);
     const std::unique_ptr<IndexFile> owned(index);
-    WriteBackPages(index);
+    // Once more where it fails: what is not written now is lost.
+    if (TaCloseIndex(index) != 0)
+        TaCloseIndex(index);
     const std::int32_t error = taerror;
     DropPages(index);
-    file->header.rootPage = std::int32_t(index->rootPage);
     const int closed = CloseDataFile(file);
     return error != taNoError ? SetError(error) : closed;
 }

@@ -38,7 +38,7 @@ struct IndexFile {
     std::int16_t depth; // levels of path in use; 0: no position
     IndexLevel path[deepestTree]; // path[0] is the root
 
-    std::uint16_t firstBuffer; // of its pages in the cache
+    struct CachedPage* firstPage; // of its pages in the cache
     std::uint64_t rootChange; // when rootPage was set last, on the cache's clock
     std::int64_t steps; // of the cursor since it was set, forwards less backwards
 };

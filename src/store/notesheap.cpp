@@ -5,6 +5,7 @@
 
 #include "store/bytes.h"
 
+#include <algorithm>
 #include <unordered_set>
 
 namespace
@@ -69,7 +70,7 @@ private:
         if (IsOverlapped(block->header) && ReadBlockHeader(m_heap, offset + smallestBlock, &behind)
             && IsSoundBlock(behind, offset + smallestBlock, m_size))
             block->header.length = smallestBlock;
-        return IsSoundBlock(block->header, offset, m_size);
+        return CanBeBlock(block->header, offset, m_size);
     }
 
     OpenStoreFile& m_heap;
@@ -106,14 +107,20 @@ bool WriteBlockHeader(OpenStoreFile& heap, std::int64_t offset, const BlockHeade
     return heap.WriteAt(offset, bytes, sizeof bytes);
 }
 
-bool IsSoundBlock(const BlockHeader& header, std::int64_t offset, std::int64_t fileSize)
+bool CanBeBlock(const BlockHeader& header, std::int64_t offset, std::int64_t fileSize)
 {
-    if (header.reserved != 0 || header.slack > mostSlack || EndOf(offset, header) > fileSize)
+    // Offsets have 31 bits, whatever the size of the file.
+    const std::int64_t end = std::min(fileSize, std::int64_t(INT32_MAX));
+    if (header.reserved != 0 || header.slack > mostSlack || EndOf(offset, header) > end)
         return false;
     if (header.status == blockInUse)
-        return header.length >= blockHeaderLength + header.slack
-            && header.length <= longestNoteBlock;
+        return TextLength(header) >= 0;
     return header.status == blockFree && header.length >= smallestBlock;
+}
+
+bool IsSoundBlock(const BlockHeader& header, std::int64_t offset, std::int64_t fileSize)
+{
+    return CanBeBlock(header, offset, fileSize) && !IsTooLong(header);
 }
 
 bool IsOverlapped(const BlockHeader& header)

@@ -40,7 +40,22 @@ inline std::int64_t EndOf(std::int64_t offset, const BlockHeader& header)
     return offset + header.length;
 }
 
+// Bytes of a block's text; below 0 only in a damaged header.
+inline std::int64_t TextLength(const BlockHeader& header)
+{
+    return std::int64_t(header.length) - blockHeaderLength - header.slack;
+}
+
+// A block in use that is longer than notes are: damage, or a free block whose
+// status became the last byte of a 7-byte block's header.
+inline bool IsTooLong(const BlockHeader& header)
+{
+    return header.status == blockInUse && header.length > longestNoteBlock;
+}
+
 // Whether a block like this can stand at an offset of a heap.
+bool CanBeBlock(const BlockHeader& header, std::int64_t offset, std::int64_t fileSize);
+// The same for a block that is not too long.
 bool IsSoundBlock(const BlockHeader& header, std::int64_t offset, std::int64_t fileSize);
 
 // Whether this may be the header of a block of 7 bytes whose last byte has

@@ -80,6 +80,10 @@ bool CheckHeader(Records& records, Report* report, DataFileHeader* header)
     *header = ReadDataFileHeader(records.record());
     if (strncasecmp(header->version, VERSION, sizeof header->version) != 0)
         report->Add(std::string("the header's version is not ") + VERSION);
+    // Records are written before the header that counts them.
+    else if (header->recordCount > records.count())
+        report->Add("the header counts " + Number(header->recordCount)
+                    + " records, the file has only " + Number(records.count()));
     return true;
 }
 
@@ -321,6 +325,10 @@ Findings CheckNotes(const std::string& name)
     const BlockChain chain = WalkBlocks(heap);
     if (!chain.whole)
         report.Add("there is no sound block at offset " + Number(chain.end));
+    for (const Block& block : chain.blocks)
+        if (IsTooLong(block.header))
+            report.Add("the block at offset " + Number(block.offset) + " has "
+                       + Number(block.header.length) + " bytes, more than a note may have");
     std::vector<IndexEntry> entries;
     report.AddAll(CheckIndex(name + ".k1", freeKeyLength, true, &entries));
     FreeList listed;

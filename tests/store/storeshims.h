@@ -167,12 +167,11 @@ private:
     int m_calls = 0;
 };
 
-// Kills the process at the k-th call that changes a file, counted from 0:
-// before it, or when half of it is written.
+// Kills the process at the k-th call that changes a file, counted from 0.
 class CrashingFiles : public StoreFiles
 {
 public:
-    CrashingFiles(int k, bool half) : m_left(k), m_half(half) { }
+    explicit CrashingFiles(int k) : m_left(k) { }
 
     int Open(const char* path, int flags, mode_t mode) override
     {
@@ -182,8 +181,6 @@ public:
     }
     ssize_t Write(int descriptor, const void* bytes, size_t size) override
     {
-        if (m_half && m_left == 0)
-            StoreFiles::Write(descriptor, bytes, size / 2);
         Count();
         return StoreFiles::Write(descriptor, bytes, size);
     }
@@ -201,5 +198,4 @@ private:
     }
 
     int m_left;
-    const bool m_half;
 };

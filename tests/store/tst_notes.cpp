@@ -66,7 +66,8 @@ private slots:
     void createEmptiesBothFiles();
     void openFailsWithoutAFolder();
     void openFailsForALongName();
-    void openFailsForADamagedIndex();
+    void openFailsWhereTheIndexIsNoFile();
+    void openMakesAHalfMadeIndexAnew();
     void newFilesAreOpenToAll();
     void closedStoreRefusesChanges();
 
@@ -99,6 +100,7 @@ private slots:
     void sevenBeforeABlockFreedLater();
     void sevenAtTheEndOfTheFile();
     void sevenBeforeAFreeBlock();
+    void sevenBeforeALongFreeBlock();
     void sevenIsMergedWithTheBlockBefore();
 
     // ---- reading ----
@@ -113,6 +115,7 @@ private slots:
     void damagedHeadersGiveNoText_data();
     void damagedHeadersGiveNoText();
     void saveRefusesAListedBlockThatIsNotFree();
+    void blocksBeyondTheLastOffsetAreDamage();
     void filesThatAreGone();
 
     // ---- reindexing ----
@@ -228,12 +231,30 @@ void TestNotes::openFailsForALongName()
     QVERIFY(!m_notes->Open(name.substr(0, PATH_MAX - 4).c_str()));
 }
 
-void TestNotes::openFailsForADamagedIndex()
+void TestNotes::openFailsWhereTheIndexIsNoFile()
 {
     m_notes->Close();
-    QFile index(m_folder->filePath("notes.k1"));
-    QVERIFY(index.resize(100));
+    QVERIFY(QFile::remove(m_folder->filePath("notes.k1")));
+    QVERIFY(QDir(m_folder->path()).mkdir("notes.k1"));
     QVERIFY(!m_notes->Open(Name().c_str()));
+    QCOMPARE(Save("one"), -1);
+}
+
+// A process that ends while it lists the free blocks anew leaves such a one.
+void TestNotes::openMakesAHalfMadeIndexAnew()
+{
+    Save(50);
+    Save("last");
+    m_notes->DeleteNote(0);
+    for (const int size : { 0, 100, 907 }) {
+        m_notes->Close();
+        QVERIFY(QFile::resize(m_folder->filePath("notes.k1"), size));
+        QVERIFY(m_notes->Open(Name().c_str()));
+        QCOMPARE(Listed(), std::string("50@0"));
+        QCOMPARE(Check(), Findings());
+    }
+    QCOMPARE(Save(50), 0);
+    QCOMPARE(Read(58), QByteArray("last"));
 }
 
 void TestNotes::newFilesAreOpenToAll()
@@ -592,6 +613,30 @@ void TestNotes::sevenBeforeAFreeBlock()
     QCOMPARE(Save(50), 237);
 }
 
+// What was freed piece by piece may be longer than any note, and then looks
+// like a note that is too long. The way through the heap goes on behind it.
+void TestNotes::sevenBeforeALongFreeBlock()
+{
+    Save(100);
+    Save(400000);
+    const std::int32_t third = Save(400000);
+    const std::int32_t fourth = Save(50);
+    const std::int32_t last = Save("last");
+    m_notes->DeleteNote(0);
+    m_notes->DeleteNote(third);
+    m_notes->DeleteNote(108);
+    QCOMPARE(Save(93), 0);
+    m_notes->DeleteNote(fourth);
+    QCOMPARE(Check().size(), std::size_t(2));
+    QVERIFY(!IsThere(108));
+    QCOMPARE(m_notes->DeleteNote(108), -1);
+    QVERIFY(m_notes->Reindex());
+    QCOMPARE(Listed(), "-1@101 50@" + std::to_string(fourth));
+    QCOMPARE(Save(50), fourth);
+    QCOMPARE(Read(last), QByteArray("last"));
+    QCOMPARE(Check().size(), std::size_t(1));
+}
+
 void TestNotes::sevenIsMergedWithTheBlockBefore()
 {
     Save(100);
@@ -689,6 +734,7 @@ void TestNotes::damagedHeadersGiveNoText()
         QVERIFY(QFile::resize(HeapPath(), 300000));
     const QByteArray before = Heap();
     QVERIFY(!IsThere(0));
+    QVERIFY(m_notes->NoteLength(0) >= 0);
     QCOMPARE(m_notes->DeleteNote(0), -1);
     QVERIFY(!Check().empty());
     QVERIFY(!m_notes->Reindex());
@@ -708,6 +754,20 @@ void TestNotes::saveRefusesAListedBlockThatIsNotFree()
         QCOMPARE(Heap(), before);
         QCOMPARE(Listed(), std::string("50@0"));
     }
+}
+
+// A heap larger than any that the store writes, mostly a hole.
+void TestNotes::blocksBeyondTheLastOffsetAreDamage()
+{
+    Save(50);
+    WriteHeap(58, Header(1, 0, INT32_MAX));
+    QVERIFY(QFile::resize(HeapPath(), 58 + qint64(INT32_MAX)));
+    QVERIFY(!Check().empty());
+    QVERIFY(!m_notes->Reindex());
+    QCOMPARE(m_notes->DeleteNote(0), 0);
+    QCOMPARE(m_notes->NoteLength(0), 50);
+    QCOMPARE(Save(100), -1);
+    QCOMPARE(Save(50), 0);
 }
 
 void TestNotes::filesThatAreGone()

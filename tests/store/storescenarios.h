@@ -1,0 +1,522 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// Sequences of store calls for the tests in which the file system fails or the
+// process dies: each keeps a ledger of what the store reported as done, and
+// afterwards looks for all of that in the files.
+
+#pragma once
+
+#include "store/cnote.h"
+#include "store/indexfile.h"
+#include "store/storecheck.h"
+#include "tests/store/storetest.h"
+
+#include <QtTest>
+
+#include <cstdlib>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <sys/mman.h>
+
+// What was reported, as numbers and what stands under them. In memory that a
+// forked process shares, so that it outlives that process.
+class Ledger
+{
+public:
+    Ledger()
+        : m_shared(static_cast<Shared*>(::mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE,
+                                               MAP_SHARED | MAP_ANONYMOUS, -1, 0)))
+    {
+        if (m_shared == MAP_FAILED)
+            qFatal("no shared memory");
+    }
+    ~Ledger() { ::munmap(m_shared, sizeof(Shared)); }
+    Ledger(const Ledger&) = delete;
+    Ledger& operator=(const Ledger&) = delete;
+
+    // Reported as stored, as not there, or neither: a call about it failed or
+    // has not come back.
+    void Stored(std::uint32_t number, int content) { Note(number, content); }
+    void Gone(std::uint32_t number) { Note(number, gone); }
+    void Doubt(std::uint32_t number) { Note(number, doubtful); }
+
+    // All that is known to be stored.
+    std::map<std::uint32_t, int> Stored() const
+    {
+        std::map<std::uint32_t, int> all;
+        for (int i = 0; i < m_shared->length; ++i)
+            all[m_shared->entries[i].number] = m_shared->entries[i].content;
+        for (auto at = all.begin(); at != all.end();)
+            at = at->second < 0 ? all.erase(at) : std::next(at);
+        return all;
+    }
+    // All that is known not to be there.
+    std::set<std::uint32_t> Gone() const
+    {
+        std::set<std::uint32_t> all;
+        for (int i = 0; i < m_shared->length; ++i)
+            if (m_shared->entries[i].content == gone)
+                all.insert(m_shared->entries[i].number);
+            else
+                all.erase(m_shared->entries[i].number);
+        return all;
+    }
+
+private:
+    static constexpr int gone = -1;
+    static constexpr int doubtful = -2;
+
+    struct Entry {
+        std::uint32_t number;
+        int content;
+    };
+    struct Shared {
+        int length;
+        Entry entries[10000];
+    };
+
+    void Note(std::uint32_t number, int content)
+    {
+        if (m_shared->length == 10000)
+            qFatal("the ledger is full");
+        m_shared->entries[m_shared->length] = { number, content };
+        ++m_shared->length;
+    }
+
+    Shared* const m_shared;
+};
+
+class Scenario
+{
+public:
+    explicit Scenario(std::string path) : m_path(std::move(path)) { }
+    virtual ~Scenario() = default;
+
+    // Makes the files that a run begins with.
+    virtual void Prepare() = 0;
+    // Uses them. Any call may fail.
+    virtual void Run() = 0;
+    // Uses them again, as a process does that comes later.
+    virtual void RunLater() = 0;
+    // Looks for everything stored.
+    virtual void Verify() = 0;
+    virtual Findings Check() const = 0;
+
+    Ledger& ledger() { return m_ledger; }
+
+protected:
+    const std::string m_path;
+    Ledger m_ledger;
+};
+
+// What comes of an opening that may fail once.
+template <typename Function> auto OpenTwice(Function open) -> decltype(open())
+{
+    const auto result = open();
+    return result ? result : open();
+}
+
+// ---- data files ----
+
+class DataFileScenario : public Scenario
+{
+public:
+    DataFileScenario(std::string path, bool flushing)
+        : Scenario(std::move(path)), m_flushing(flushing)
+    {
+    }
+
+    void Prepare() override
+    {
+        m_file = MakeDataFile(0, m_path.c_str(), length);
+        for (int i = 0; i < 12; ++i)
+            Add();
+        for (const std::uint32_t number : { 3, 11, 7 })
+            Delete(number);
+        CloseDataFile(m_file);
+    }
+
+    void Run() override
+    {
+        for (int session = 0; session < 2; ++session) {
+            if (!Open())
+                return;
+            for (int i = 0; i < 5; ++i)
+                Add();
+            for (const std::uint32_t number : { 2, 14, 9 })
+                Delete(number + std::uint32_t(session));
+            Put(5);
+            PutMany(12);
+            Add();
+            CloseDataFile(m_file);
+        }
+    }
+
+    void RunLater() override
+    {
+        QVERIFY(Open());
+        for (int i = 0; i < 8; ++i)
+            Add();
+        FixHeader(m_file);
+        for (int i = 0; i < 8; ++i)
+            Add();
+        QCOMPARE(CloseDataFile(m_file), 0);
+        QCOMPARE(Check(), Findings());
+    }
+
+    Findings Check() const override { return CheckDataFile(m_path, length); }
+
+    void Verify() override
+    {
+        m_file = OpenDataFile(0, m_path.c_str(), length);
+        QVERIFY(m_file);
+        std::uint8_t record[length];
+        for (const auto& [number, content] : m_ledger.Stored()) {
+            QCOMPARE(GetRec(m_file, number, record), 0);
+            QVERIFY(IsRecord(record, content));
+        }
+        const bool sound = Check().empty();
+        const std::uint32_t used = UsedRecs(m_file);
+        QCOMPARE(CloseDataFile(m_file), 0);
+        if (sound)
+            QVERIFY(used >= m_ledger.Stored().size());
+    }
+
+private:
+    static constexpr std::int16_t length = 64;
+
+    static void MakeRecord(std::uint8_t* record, int content)
+    {
+        std::memset(record, 0, 4);
+        std::memset(record + 4, content % 255 + 1, length - 4);
+    }
+
+    static bool IsRecord(const std::uint8_t* record, int content)
+    {
+        std::uint8_t expected[length];
+        MakeRecord(expected, content);
+        return std::memcmp(record, expected, length) == 0;
+    }
+
+    bool Open()
+    {
+        m_file = OpenTwice([this] { return OpenDataFile(0, m_path.c_str(), length); });
+        if (m_file && m_flushing)
+            ToggleFlushing(m_file, 1, 0);
+        return m_file != nullptr;
+    }
+
+    void Add()
+    {
+        std::uint8_t record[length];
+        MakeRecord(record, ++m_content);
+        std::uint32_t number = 0;
+        if (AddRec(m_file, &number, record) == 0)
+            m_ledger.Stored(number, m_content);
+    }
+
+    void Delete(std::uint32_t number)
+    {
+        if (m_ledger.Stored().count(number) == 0)
+            return;
+        m_ledger.Doubt(number);
+        DeleteRec(m_file, number);
+    }
+
+    void Put(std::uint32_t number)
+    {
+        if (m_ledger.Stored().count(number) == 0)
+            return;
+        std::uint8_t record[length];
+        MakeRecord(record, ++m_content);
+        m_ledger.Doubt(number);
+        if (PutRec(m_file, number, record) == 0)
+            m_ledger.Stored(number, m_content);
+    }
+
+    // A short one is not noticed by the store: what it is about stays in doubt.
+    void PutMany(std::uint32_t number)
+    {
+        const auto stored = m_ledger.Stored();
+        if (stored.count(number) == 0 || stored.count(number + 1) == 0)
+            return;
+        std::uint8_t records[2 * length];
+        MakeRecord(records, ++m_content);
+        MakeRecord(records + length, ++m_content);
+        m_ledger.Doubt(number);
+        m_ledger.Doubt(number + 1);
+        PutBigRec(m_file, number, records, 2);
+    }
+
+    const bool m_flushing;
+    DataFile* m_file = nullptr;
+    int m_content = 0;
+};
+
+// ---- indexes ----
+
+class IndexScenario : public Scenario
+{
+public:
+    IndexScenario(std::string path, bool flushing) : Scenario(std::move(path)), m_flushing(flushing)
+    {
+    }
+
+    // A tree of three levels with as few items as it can have: an item less,
+    // and it has two. Then one of its leaves is filled.
+    void Prepare() override
+    {
+        m_index = MakeIndex(0, m_path.c_str(), keyLength, 0);
+        for (std::uint32_t i = 1; i <= 1351; ++i)
+            Add(10 * i);
+        for (std::uint32_t i = 0; i < 25; ++i)
+            Add(2611 + 4 * i);
+        Close();
+    }
+
+    void Run() override
+    {
+        if (!Open())
+            return;
+        Delete(6700); // the tree loses a level
+        Add(6701); // and gets it back
+        for (const std::uint32_t number : { 2612, 2614, 2616 })
+            Add(number); // the full leaf splits
+        Delete(6760); // inside the tree
+        Delete(13510);
+        Delete(13500); // the last leaf borrows from the left
+        Close();
+        if (!Open())
+            return;
+        Delete(10); // the first leaf merges
+        Delete(2614);
+        Find(5);
+        Add(5);
+        Close();
+    }
+
+    void RunLater() override
+    {
+        QVERIFY(Open());
+        for (std::uint32_t i = 0; i < 30; ++i) {
+            Add(2603 + 370 * i);
+            Delete(2610 + 370 * i);
+        }
+        Close();
+    }
+
+    Findings Check() const override { return CheckIndex(m_path, keyLength, false); }
+
+    void Verify() override
+    {
+        std::vector<IndexEntry> entries;
+        const Findings findings = CheckIndex(m_path, keyLength, false, &entries);
+        const auto stored = m_ledger.Stored();
+        m_index = OpenIndex(0, m_path.c_str(), keyLength, 0);
+        QVERIFY(m_index);
+        for (const auto& [number, content] : stored) {
+            std::uint32_t record = 0;
+            const int found = FindKey(m_index, &record, Key(number).text);
+            QVERIFY2(found == 0, qPrintable(Lost(number, findings)));
+            QCOMPARE(record, number);
+        }
+        QCOMPARE(CloseIndex(m_index), 0);
+        if (!findings.empty())
+            return;
+        QVERIFY(entries.size() >= stored.size());
+        const std::set<std::uint32_t> gone = m_ledger.Gone();
+        for (const IndexEntry& entry : entries)
+            QVERIFY(gone.count(entry.record) == 0);
+    }
+
+protected:
+    static constexpr std::int16_t keyLength = 12;
+
+    struct Key {
+        explicit Key(std::uint32_t number) { std::snprintf(text, sizeof text, "%08u", number); }
+        char text[16];
+    };
+
+    static QString Lost(std::uint32_t number, const Findings& findings)
+    {
+        const char* const what = findings.empty() ? "sound" : findings.front().c_str();
+        return QString("key %1 is lost (error %2; check: %3)").arg(number).arg(taerror).arg(what);
+    }
+
+    bool Open()
+    {
+        m_index = OpenTwice([this] { return OpenIndex(0, m_path.c_str(), keyLength, 0); });
+        if (m_index && m_flushing)
+            ToggleFlushing(m_index, 1, 1);
+        return m_index != nullptr;
+    }
+
+    // Without flushing nothing is in the file before this; of what it cannot
+    // write it says so.
+    void Close()
+    {
+        if (CloseIndex(m_index) != 0 && !m_flushing)
+            for (const std::uint32_t number : m_touched)
+                m_ledger.Doubt(number);
+        m_touched.clear();
+    }
+
+    void Add(std::uint32_t number)
+    {
+        m_touched.push_back(number);
+        m_ledger.Doubt(number);
+        if (AddKey(m_index, &number, Key(number).text) == 0 || taerror == taNoError)
+            m_ledger.Stored(number, 0);
+    }
+
+    void Delete(std::uint32_t number)
+    {
+        m_touched.push_back(number);
+        m_ledger.Doubt(number);
+        std::uint32_t record = number;
+        if (DeleteKey(m_index, &record, Key(number).text) == 0 || taerror == taNoError)
+            m_ledger.Gone(number);
+    }
+
+    void Find(std::uint32_t number)
+    {
+        std::uint32_t record = 0;
+        FindKey(m_index, &record, Key(number).text);
+    }
+
+    const bool m_flushing;
+    IndexFile* m_index = nullptr;
+    std::vector<std::uint32_t> m_touched; // since it was opened
+};
+
+// The same tree, where items come and go at random in bursts that fill and empty
+// a few leaves.
+class RandomIndexScenario : public IndexScenario
+{
+public:
+    RandomIndexScenario(std::string path, bool flushing, std::uint64_t seed)
+        : IndexScenario(std::move(path), flushing), m_random(seed)
+    {
+    }
+
+    void Run() override
+    {
+        if (!Open())
+            return;
+        for (int burst = 0; burst < 4; ++burst) {
+            const std::uint32_t from = m_random.Below(13000);
+            const bool adds = m_random.Below(2) == 0;
+            for (int i = 0; i < 40; ++i) {
+                const std::uint32_t number = from + m_random.Below(500);
+                adds ? Add(number) : Delete(number / 10 * 10);
+            }
+        }
+        Close();
+    }
+
+private:
+    Random m_random;
+};
+
+// ---- notes ----
+
+class NotesScenario : public Scenario
+{
+public:
+    using Scenario::Scenario;
+
+    void Prepare() override
+    {
+        CNote notes;
+        QVERIFY(notes.Create(m_path.c_str()));
+        m_notes = &notes;
+        for (const int length : { 100, 30, 400, 20, 50, 70000, 60, 300, 200, 40 })
+            Save(length);
+        for (const std::size_t which : { 0, 2, 4, 8 })
+            Delete(m_offsets[which]);
+    }
+
+    void Run() override
+    {
+        CNote notes;
+        m_notes = &notes;
+        if (!OpenTwice([this] { return m_notes->Open(m_path.c_str()); }))
+            return;
+        Save(93); // seven bytes are left before a text
+        Save(390); // and more
+        Save(47); // slack
+        Delete(m_offsets[7]); // with the free block behind it
+        Save(65000); // at the end
+        Delete(m_offsets[1]); // takes in nothing
+        Delete(m_offsets[5]);
+        Save(64000); // into a freed block, in pieces
+        Delete(m_offsets[9]);
+        notes.Close();
+        if (!OpenTwice([this] { return m_notes->Open(m_path.c_str()); }))
+            return;
+        notes.Reindex();
+        Save(13);
+        Save(600);
+    }
+
+    void RunLater() override
+    {
+        CNote notes;
+        m_notes = &notes;
+        QVERIFY(notes.Open(m_path.c_str()));
+        notes.Reindex();
+        for (int i = 0; i < 40; ++i)
+            Save(i * 11);
+        Save(40000);
+    }
+
+    Findings Check() const override { return CheckNotes(m_path); }
+
+    void Verify() override
+    {
+        const Findings findings = Check();
+        CNote notes;
+        QVERIFY(notes.Open(m_path.c_str()));
+        for (const auto& [offset, content] : m_ledger.Stored()) {
+            const std::unique_ptr<char, decltype(&std::free)> text(
+                notes.ReadNote(std::int32_t(offset)), &std::free);
+            QVERIFY2(text, findings.empty() ? "sound" : findings.front().c_str());
+            const std::string expected = Text(content);
+            QCOMPARE(notes.NoteLength(std::int32_t(offset)), int(expected.size()));
+            QVERIFY(expected == text.get());
+        }
+    }
+
+private:
+    // Texts of each length are unlike those of all others.
+    static std::string Text(int length)
+    {
+        std::string text(std::size_t(length), ' ');
+        for (std::size_t i = 0; i < text.size(); ++i)
+            text[i] = char('!' + (i + std::size_t(length) * 7) % 90);
+        return text;
+    }
+
+    void Save(int length)
+    {
+        const std::int32_t offset = m_notes->SaveNote(Text(length).data(), length);
+        m_offsets.push_back(offset);
+        if (offset >= 0)
+            m_ledger.Stored(std::uint32_t(offset), length);
+    }
+
+    void Delete(std::int32_t offset)
+    {
+        if (offset < 0)
+            return;
+        m_ledger.Doubt(std::uint32_t(offset));
+        m_notes->DeleteNote(offset);
+    }
+
+    CNote* m_notes = nullptr;
+    std::vector<std::int32_t> m_offsets;
+};

@@ -1,0 +1,117 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// A process dies at each of its writes in turn, in sequences over data files,
+// flushing indexes and notes. What it had reported until then is in the files.
+
+#include "tests/store/storescenarios.h"
+#include "tests/store/storeshims.h"
+#include "tests/store/storetest.h"
+
+#include <QTemporaryDir>
+
+#include <functional>
+#include <sys/wait.h>
+
+class TestCrash : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase() { QCOMPARE(InitIndex(), 0); }
+    void cleanupTestCase() { UnInitIndex(); }
+
+    void dataFile();
+    void flushingDataFile();
+    void flushingIndex();
+    void flushingIndexAtRandom();
+    void notes();
+
+private:
+    using Make = std::function<std::unique_ptr<Scenario>(const std::string&)>;
+
+    // Runs a scenario in a process that is killed at the k-th write, for every k.
+    void CrashAtEach(const Make& make);
+    // Whether the process was killed, rather than come to its end.
+    bool RunAndCrash(Scenario* scenario, int k);
+};
+
+bool TestCrash::RunAndCrash(Scenario* scenario, int k)
+{
+    const pid_t child = ::fork();
+    if (child == 0) {
+        CrashingFiles files(k);
+        SetStoreFiles(&files);
+        scenario->Run();
+        ::_exit(0);
+    }
+    int status = -1;
+    if (child < 0 || ::waitpid(child, &status, 0) != child)
+        qFatal("no child process");
+    const bool killed = WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL;
+    if (!killed && status != 0)
+        qFatal("the process ended with status %d", status);
+    return killed;
+}
+
+void TestCrash::CrashAtEach(const Make& make)
+{
+    bool killed = true;
+    int k = 0;
+    for (; killed && !QTest::currentTestFailed(); ++k) {
+        const QTemporaryDir folder;
+        const std::unique_ptr<Scenario> scenario = make(folder.filePath("store").toStdString());
+        scenario->Prepare();
+        killed = RunAndCrash(scenario.get(), k);
+        scenario->Verify();
+        scenario->RunLater();
+        scenario->Verify();
+        if (QTest::currentTestFailed())
+            qWarning("killed at write %d", k);
+    }
+    qInfo("killed at %d writes", k - 1);
+    QVERIFY(k > 10);
+}
+
+void TestCrash::dataFile()
+{
+    CrashAtEach(
+        [](const std::string& path) { return std::make_unique<DataFileScenario>(path, false); });
+}
+
+void TestCrash::flushingDataFile()
+{
+    CrashAtEach(
+        [](const std::string& path) { return std::make_unique<DataFileScenario>(path, true); });
+}
+
+void TestCrash::flushingIndex()
+{
+    CrashAtEach(
+        [](const std::string& path) { return std::make_unique<IndexScenario>(path, true); });
+}
+
+void TestCrash::flushingIndexAtRandom()
+{
+    Random random = Random::Announced();
+    int kills = 0;
+    for (int i = 0; i < 200 && !QTest::currentTestFailed(); ++i) {
+        const QTemporaryDir folder;
+        RandomIndexScenario scenario(folder.filePath("store").toStdString(), true,
+                                     random.Below(1000000));
+        scenario.Prepare();
+        kills += RunAndCrash(&scenario, int(random.Below(500)));
+        scenario.Verify();
+        scenario.RunLater();
+        scenario.Verify();
+    }
+    QVERIFY(kills > 50);
+}
+
+void TestCrash::notes()
+{
+    CrashAtEach([](const std::string& path) { return std::make_unique<NotesScenario>(path); });
+}
+
+QTEST_GUILESS_MAIN(TestCrash)
+#include "tst_crash.moc"
