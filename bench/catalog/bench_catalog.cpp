@@ -12,6 +12,7 @@
 #include "bench/catalog/sqlitecatalog.h"
 #include "db/ccatalogfile.h"
 #include "store/indexfile.h"
+#include "tests/store/storeshims.h"
 
 #include <QTemporaryDir>
 #include <benchmark/benchmark.h>
@@ -126,6 +127,22 @@ void Build(benchmark::State& state)
     state.counters["MB"] = bytes / 1e6;
 }
 
+// System calls of a build for each product, in a run that is not timed.
+void CallsOfABuild(benchmark::State& state)
+{
+    const auto count = [&state](const char* of, With with) {
+        CountingFiles files;
+        const UsedStoreFiles used(&files);
+        BuildCatalog(with);
+        state.counters[of] = double(files.opens) / double(shared->packages.size());
+    };
+    for (auto _ : state) {
+        count("opens_products", With::ProductsAlone);
+        count("opens_with_notes", With::NoDependencies);
+        count("opens", With::Everything);
+    }
+}
+
 // ---- finding ----
 
 constexpr int lookups = 20000;
@@ -216,11 +233,20 @@ void Walk(benchmark::State& state)
     WalkCatalog(state, [](CCatalogFile&) {});
 }
 
-void WalkAndCountNames(benchmark::State& state)
+void WalkWithNamesSqlite(benchmark::State& state)
 {
-    double names = 0;
-    WalkCatalog(state, [&names](CCatalogFile& catalog) { names += catalog.Dependencies().size(); });
-    state.counters["names"] = names / double(state.iterations());
+    SqliteCatalog catalog(shared->sqlite);
+    Measure(state, true, [&] {
+        for (const std::string& category : shared->categories)
+            catalog.Walk(category);
+        for (int serial = 1; serial <= int(shared->packages.size()); ++serial)
+            catalog.Dependencies(serial);
+    });
+}
+
+void WalkWithOwnNames(benchmark::State& state)
+{
+    WalkCatalog(state, [](CCatalogFile& catalog) { catalog.OwnDependencies(); });
 }
 
 // ---- the list of dependencies ----
@@ -284,13 +310,15 @@ BENCHMARK(BuildProductsAlone)->UseManualTime()->Unit(benchmark::kMillisecond)->I
 BENCHMARK(BuildWithoutDescriptions)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(2);
 BENCHMARK(BuildWithoutDependencies)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(2);
 BENCHMARK(Build)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(2);
+BENCHMARK(CallsOfABuild)->Unit(benchmark::kMillisecond)->Iterations(1);
 BENCHMARK(FindSqlite)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(3);
 BENCHMARK(Find)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(3);
 BENCHMARK(FindWithNamesSqlite)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(3);
 BENCHMARK(FindWithOwnNames)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(3);
 BENCHMARK(WalkSqlite)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(3);
 BENCHMARK(Walk)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(3);
-BENCHMARK(WalkAndCountNames)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(1);
+BENCHMARK(WalkWithNamesSqlite)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(3);
+BENCHMARK(WalkWithOwnNames)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(3);
 BENCHMARK(LoadWithList)->Arg(0)->Arg(50)->Arg(99)->UseManualTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(MemoryOfACatalog)->Unit(benchmark::kMillisecond)->Iterations(1);
 

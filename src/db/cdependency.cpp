@@ -26,12 +26,16 @@ constexpr int length = Dependency::layout.recordLength;
 class RecordBlocks
 {
 public:
-    explicit RecordBlocks(DataFile* file) : m_file(file) { }
+    // `wanted` says how many records will be asked for.
+    RecordBlocks(DataFile* file, std::size_t wanted)
+        : m_file(file), m_perBlock(wanted < manyRecords ? 8 : 1024)
+    {
+    }
 
     // Null for one that is not there.
     std::uint8_t* Record(std::uint32_t number)
     {
-        const std::uint32_t first = number / perBlock * perBlock;
+        const std::uint32_t first = number / m_perBlock * m_perBlock;
         const auto [at, isNew] = m_blocks.try_emplace(first);
         std::vector<std::uint8_t>& block = at->second;
         if (isNew)
@@ -41,22 +45,23 @@ public:
     }
 
 private:
-    static constexpr std::uint32_t perBlock = 1024;
+    static constexpr std::size_t manyRecords = 100;
 
     void Read(std::uint32_t first, std::vector<std::uint8_t>* block)
     {
-        block->resize(perBlock * length);
-        const std::uint32_t got = GetBigRec(m_file, first, block->data(), perBlock);
-        block->resize(got <= perBlock ? got * length : 0);
+        block->resize(m_perBlock * length);
+        const std::uint32_t got = GetBigRec(m_file, first, block->data(), m_perBlock);
+        block->resize(got <= m_perBlock ? got * length : 0);
     }
 
     DataFile* const m_file;
+    const std::uint32_t m_perBlock;
     std::map<std::uint32_t, std::vector<std::uint8_t>> m_blocks;
 };
 
 void AppendNames(DataFile* file, const std::vector<std::int32_t>& numbers, QByteArrayList& list)
 {
-    RecordBlocks blocks(file);
+    RecordBlocks blocks(file, numbers.size());
     list.reserve(list.size() + int(numbers.size()));
     for (const std::int32_t number : numbers) {
         std::uint8_t* const record = number >= 1 ? blocks.Record(std::uint32_t(number)) : nullptr;
