@@ -15,7 +15,7 @@ struct Option {
 bool TakePictures(CommandLine& line, const QString& value)
 {
     line.pictures = value;
-    return true;
+    return !value.isEmpty();
 }
 
 bool TakeRun(CommandLine& line, const QString& value)

@@ -330,7 +330,10 @@ bool CNote::Reindex()
     if (!heap)
         return false;
     const Transfer transfer(&m_descriptor, heap);
-    const BlockChain chain = WalkBlocks(heap);
+    BlockChain chain = WalkBlocks(heap);
+    // The length of the last block before a break may be what is wrong.
+    if (!chain.whole && !chain.blocks.empty())
+        chain.blocks.pop_back();
     for (const Block& block : chain.blocks)
         if (block.header.status == blockFree && ListFree(block.header.length, block.offset) != 0)
             return false;

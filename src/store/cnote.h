@@ -49,8 +49,8 @@ public:
     int DeleteNote(std::int32_t offset);
 
     // Makes the free-space index anew from the heap. False if that fails or if
-    // the blocks do not lead to the heap's end; those before the break are then
-    // listed.
+    // the blocks do not lead to the heap's end; those before the last one before
+    // the break are then listed.
     bool Reindex();
 
 private:

@@ -13,7 +13,10 @@ namespace
 
 // Finds the way through the blocks. A zero byte where a block should begin is
 // either the first one of its header or a stray one before it: what does not
-// lead to the end of the file was not it.
+// lead to the end of the file was not it. Where both give a sound block, the one
+// behind a stray byte goes first: it is sound only by a rare chance if it is none
+// (a block of a multiple of 256 bytes whose text begins with a zero), the other
+// one is easily so.
 class BlockWalk
 {
 public:
@@ -52,7 +55,7 @@ private:
     bool FindNext(Block* block)
     {
         const std::int64_t at = EndOfBlocks(m_blocks);
-        return ReadBlock(at, block) || (at > 0 && IsZero(at) && ReadBlock(at + 1, block));
+        return (at > 0 && IsZero(at) && ReadBlock(at + 1, block)) || ReadBlock(at, block);
     }
 
     bool IsZero(std::int64_t at)

@@ -139,7 +139,7 @@ class Notes:
             stray = at > 0 and self.heap[at:at + 1] == b"\0"
             if at == len(self.heap) or (stray and at + 1 == len(self.heap)):
                 return way
-            starts = [at, at + 1] if stray else [at]
+            starts = [at + 1, at] if stray else [at]
             found = [b for b in map(self._block, starts) if b and b[0] not in dead_ends]
             if found:
                 way.append(found[0])
