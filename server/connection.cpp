@@ -16,7 +16,16 @@ namespace
 const std::size_t kLargestRequest = 64 * 1024;
 const std::chrono::seconds kRequestTime(5);
 const int kWriteTime = 10000; // ms that a client may take no byte
-const int kFarewell = 1000; // ms that a client may take to close
+const std::chrono::seconds kFarewell(1); // that a client may take to close
+
+using Clock = std::chrono::steady_clock;
+
+// Milliseconds, for poll.
+int TimeUntil(Clock::time_point deadline)
+{
+    using namespace std::chrono;
+    return std::max(0, int(duration_cast<milliseconds>(deadline - Clock::now()).count()));
+}
 
 bool WaitFor(socket_t socket, short event, int milliseconds)
 {
@@ -30,17 +39,19 @@ bool WaitFor(socket_t socket, short event, int milliseconds)
 
 } // namespace
 
-Connection::Connection(socket_t socket)
-    : m_socket(socket), m_deadline(std::chrono::steady_clock::now() + kRequestTime)
+Connection::Connection(socket_t socket) : m_socket(socket), m_deadline(Clock::now() + kRequestTime)
 {
 }
 
 // What the client still sends is read away before the socket is closed: closed
-// with bytes unread, the connection would be reset and the reply be lost.
+// with bytes unread, the connection would be reset and the reply be lost. A client
+// that sends drop by drop gets no longer for it.
 Connection::~Connection()
 {
     shutdown(m_socket, SHUT_WR);
-    for (std::size_t left = kLargestRequest; left > 0 && WaitFor(m_socket, POLLIN, kFarewell);) {
+    const auto end = Clock::now() + kFarewell;
+    std::size_t left = kLargestRequest;
+    while (left > 0 && WaitFor(m_socket, POLLIN, TimeUntil(end))) {
         const ssize_t got = recv(m_socket, m_buffer.data(), m_buffer.size(), 0);
         if (got <= 0)
             break;
@@ -49,15 +60,9 @@ Connection::~Connection()
     close(m_socket);
 }
 
-int Connection::readTime() const
-{
-    using namespace std::chrono;
-    return std::max(0, int(duration_cast<milliseconds>(m_deadline - steady_clock::now()).count()));
-}
-
 bool Connection::is_readable() const
 {
-    return m_at < m_filled || WaitFor(m_socket, POLLIN, readTime());
+    return m_at < m_filled || WaitFor(m_socket, POLLIN, TimeUntil(m_deadline));
 }
 
 bool Connection::is_writable() const
@@ -67,7 +72,7 @@ bool Connection::is_writable() const
 
 bool Connection::fill()
 {
-    if (m_received >= kLargestRequest || !WaitFor(m_socket, POLLIN, readTime()))
+    if (m_received >= kLargestRequest || !WaitFor(m_socket, POLLIN, TimeUntil(m_deadline)))
         return false;
     const ssize_t got = recv(m_socket, m_buffer.data(), m_buffer.size(), 0);
     m_at = 0;

@@ -27,7 +27,6 @@ public:
     socket_t socket() const override { return m_socket; }
 
 private:
-    int readTime() const;
     bool fill();
 
     const socket_t m_socket;

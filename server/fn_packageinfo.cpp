@@ -29,8 +29,15 @@ bool Find(const Repositories& repositories, const std::string& file, Wanted& fou
     return false;
 }
 
-// The stanzas of the files asked for, as one index for each repository: the
-// agent keeps one index file for each address.
+// The address that the archives of a repository are fetched from.
+std::string AddressOf(const std::string& repository, const AgentRequest& request)
+{
+    const std::string elsewhere = request.store.archivesOf(repository);
+    return elsewhere.empty() ? request.address + "/pool/" + repository : elsewhere;
+}
+
+// The stanzas of the files asked for, as one index for each address: the agent
+// keeps one index file for each.
 std::map<std::string, std::string> CollectIndexes(const AgentRequest& request,
                                                   const std::vector<Query::Value>& files)
 {
@@ -43,13 +50,13 @@ std::map<std::string, std::string> CollectIndexes(const AgentRequest& request,
         if (!Find(repositories, file.decoded, wanted) && !Find(repositories, file.raw, wanted))
             throw RequestError("There is no package file " + Quoted(file.decoded)
                                + " in this store.");
-        const std::string* stanza = &wanted.package->second;
+        const std::string* stanza = &wanted.package->second.stanza;
         if (std::find(taken.begin(), taken.end(), stanza) != taken.end())
             continue;
         taken.push_back(stanza);
         // The blank line is for the last stanza, too: the agent ends its index
         // with a zero byte, which apt would take for a broken field of it.
-        indexes[wanted.repository] += *stanza + '\n';
+        indexes[AddressOf(wanted.repository, request)] += *stanza + '\n';
     }
     return indexes;
 }
@@ -60,9 +67,9 @@ void AnswerPackageInfo(const AgentRequest& request, Reply& reply)
     if (files.empty())
         throw RequestError("The request names no package file.");
     reply.open("package_info");
-    for (const auto& [repository, index] : CollectIndexes(request, files)) {
+    for (const auto& [address, index] : CollectIndexes(request, files)) {
         reply.open("package");
-        reply.text("package_url", request.address + "/pool/" + repository);
+        reply.text("package_url", address);
         reply.text("package_data", index);
         reply.close();
     }

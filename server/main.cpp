@@ -4,6 +4,7 @@
 // pakmart-storeserver: the reference store server.
 
 #include "httpserver.h"
+#include "importcommand.h"
 #include "options.h"
 #include "store.h"
 #include "storeerror.h"
@@ -72,6 +73,8 @@ int Serve(const ServerOptions& options)
 
 int main(int argc, char** argv)
 {
+    if (argc > 1 && std::strcmp(argv[1], "import") == 0)
+        return ImportCommand(argc - 1, argv + 1);
     ServerOptions options;
     int status = 0;
     if (!ParseOptions(argc, argv, options, status))

@@ -13,8 +13,10 @@ namespace
 {
 
 const char help[] = R"(Usage: pakmart-storeserver [OPTION]... STORE
+       pakmart-storeserver import [OPTION]... INDEX STORE
 
-Serves the store in the folder STORE to Pakmart agents, over HTTP.
+Serves the store in the folder STORE to Pakmart agents, over HTTP; or makes a
+store out of a Debian package index (`pakmart-storeserver import --help`).
 
   -l, --listen ADDRESS   listen at this address (127.0.0.1)
   -p, --port NUMBER      listen at this port (8080); 0 takes a free one

@@ -6,45 +6,37 @@
 #include "storeerror.h"
 #include "text.h"
 
+#include <algorithm>
+
 namespace
 {
 
-using Size = std::string::size_type;
-
-std::string Trimmed(const std::string& text)
+std::string_view Trimmed(std::string_view text)
 {
-    const Size first = text.find_first_not_of(" \t");
-    if (first == std::string::npos)
+    const auto first = text.find_first_not_of(" \t");
+    if (first == std::string_view::npos)
         return {};
     return text.substr(first, text.find_last_not_of(" \t") - first + 1);
 }
 
-bool IsKey(const std::string& text)
+bool IsBlank(std::string_view line)
+{
+    return line.find_first_not_of(" \t") == std::string_view::npos;
+}
+
+bool IsKey(std::string_view text)
 {
     static const char letters[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-";
     return !text.empty() && text.find_first_not_of(letters) == std::string::npos;
 }
 
-Field ParseField(const std::string& line, const std::string& path, int number)
+Field ParseField(std::string_view line, const std::string& path, int number)
 {
-    const Size colon = line.find(':');
-    if (colon == std::string::npos || !IsKey(line.substr(0, colon)))
-        FailAt(path, number, "this is no `Key: value` line: " + Quoted(line));
-    return { line.substr(0, colon), Trimmed(line.substr(colon + 1)), number };
-}
-
-// Adds one line, which is not blank and no comment, to the stanza.
-void AddLine(Stanza& stanza, const std::string& line, const std::string& path, int number)
-{
-    if (line[0] != ' ' && line[0] != '\t') {
-        stanza.fields.push_back(ParseField(line, path, number));
-    } else if (stanza.fields.empty()) {
-        FailAt(path, number, "this line continues a value, but there is none before it");
-    } else {
-        std::string& value = stanza.fields.back().value;
-        value += (value.empty() ? "" : "\n") + line.substr(1);
-    }
-    stanza.text += line + '\n';
+    const auto colon = line.find(':');
+    if (colon == std::string_view::npos || !IsKey(line.substr(0, colon)))
+        FailAt(path, number, "this is no `Key: value` line: " + Quoted(std::string(line)));
+    return { std::string(line.substr(0, colon)), std::string(Trimmed(line.substr(colon + 1))),
+             number };
 }
 
 } // namespace
@@ -63,6 +55,47 @@ const Field* Stanza::find(const std::string& key) const
     return nullptr;
 }
 
+void CheckKeys(const Stanza& stanza, const char* what, std::initializer_list<const char*> keys,
+               const std::string& path)
+{
+    for (const Field& field : stanza.fields) {
+        bool known = false;
+        for (const std::string key : keys) {
+            const bool many = key.back() == '*';
+            if (field.key != key.substr(0, key.size() - (many ? 1 : 0)))
+                continue;
+            known = true;
+            if (!many && stanza.find(field.key) != &field)
+                FailAt(path, field.line, "a second " + field.key + " for the same thing");
+        }
+        if (!known)
+            FailAt(path, field.line, std::string(what) + " has no field " + field.key);
+        if (field.value.empty())
+            FailAt(path, field.line, field.key + " has no value");
+    }
+}
+
+std::string Optional(const Stanza& stanza, const std::string& key)
+{
+    const Field* field = stanza.find(key);
+    return field ? field->value : std::string();
+}
+
+long SerialOf(const Field& field, const std::string& path)
+{
+    const long serial = PositiveNumber(field.value);
+    if (serial == 0)
+        FailAt(path, field.line,
+               "a serial number is a number from 1 to 2147483647, not " + Quoted(field.value));
+    return serial;
+}
+
+long RequiredSerial(const Stanza& stanza, const std::string& path)
+{
+    Required(stanza, "Serial", path);
+    return SerialOf(*stanza.find("Serial"), path);
+}
+
 const std::string& Required(const Stanza& stanza, const std::string& key, const std::string& path)
 {
     const Field* field = stanza.find(key);
@@ -71,28 +104,69 @@ const std::string& Required(const Stanza& stanza, const std::string& key, const 
     return field->value;
 }
 
+bool StanzaReader::nextLine(std::string_view& line)
+{
+    if (m_at >= m_text.size())
+        return false;
+    const auto end = std::min(m_text.find('\n', m_at), m_text.size());
+    line = m_text.substr(m_at, end - m_at);
+    m_at = end + 1;
+    ++m_line;
+    return true;
+}
+
+// Adds one line, which is not blank and no comment.
+void StanzaReader::addLine(Stanza& stanza, std::string_view line) const
+{
+    if (line[0] != ' ' && line[0] != '\t') {
+        stanza.fields.push_back(ParseField(line, m_path, m_line));
+    } else if (stanza.fields.empty()) {
+        FailAt(m_path, m_line, "this line continues a value, but there is none before it");
+    } else {
+        std::string& value = stanza.fields.back().value;
+        value += value.empty() ? "" : "\n";
+        value += line.substr(1);
+    }
+    stanza.text += line;
+    stanza.text += '\n';
+}
+
+bool StanzaReader::next(Stanza& stanza)
+{
+    stanza = Stanza();
+    std::string_view line;
+    try {
+        while (nextLine(line)) {
+            if (const char* fault = TextFault(line))
+                FailAt(m_path, m_line, std::string("there is ") + fault + " in this line");
+            if (IsBlank(line) && stanza.line != 0)
+                return true;
+            if (IsBlank(line) || line[0] == '#')
+                continue;
+            if (stanza.line == 0)
+                stanza.line = m_line;
+            addLine(stanza, line);
+        }
+    } catch (const StoreError&) {
+        while (!IsBlank(line) && nextLine(line)) { }
+        throw;
+    }
+    return stanza.line != 0;
+}
+
 std::vector<Stanza> ParseStanzas(const std::string& text, const std::string& path)
 {
     std::vector<Stanza> stanzas;
-    bool open = false; // the last stanza takes more lines
-    int number = 0;
-    for (Size start = 0; start < text.size();) {
-        Size end = text.find('\n', start);
-        if (end == std::string::npos)
-            end = text.size();
-        const std::string line = text.substr(start, end - start);
-        start = end + 1;
-        ++number;
-        if (const char* fault = TextFault(line))
-            FailAt(path, number, std::string("there is ") + fault + " in this line");
-        if (line.find_first_not_of(" \t") == std::string::npos) {
-            open = false;
-        } else if (line[0] != '#') {
-            if (!open)
-                stanzas.push_back({ {}, {}, number });
-            open = true;
-            AddLine(stanzas.back(), line, path, number);
-        }
-    }
+    StanzaReader reader(text, path);
+    Stanza stanza;
+    while (reader.next(stanza))
+        stanzas.push_back(std::move(stanza));
     return stanzas;
+}
+
+std::string Continued(std::string value)
+{
+    for (auto at = value.find('\n'); at != std::string::npos; at = value.find('\n', at + 1))
+        value.insert(at + 1, " ");
+    return value;
 }

@@ -10,7 +10,9 @@
 
 #pragma once
 
+#include <initializer_list>
 #include <string>
+#include <string_view>
 #include <vector>
 
 struct Field {
@@ -28,11 +30,47 @@ struct Stanza {
     const Field* find(const std::string& key) const;
 };
 
-// Throws StoreError, naming `path` and the line, for text that is no such file.
+// Takes such a text apart, a stanza at a time: the files of a whole distribution
+// are large. `text` must stay as long as the reader.
+class StanzaReader
+{
+public:
+    StanzaReader(std::string_view text, const std::string& path) : m_text(text), m_path(path) { }
+
+    // False at the end. Throws StoreError, naming the path and the line, for a
+    // stanza that is none; the next call goes on behind it.
+    bool next(Stanza& stanza);
+
+private:
+    bool nextLine(std::string_view& line);
+    void addLine(Stanza& stanza, std::string_view line) const;
+
+    const std::string_view m_text;
+    const std::string m_path;
+    std::string_view::size_type m_at = 0;
+    int m_line = 0; // the number of the line read last
+};
+
+// All stanzas of a text at once; throws what StanzaReader throws.
 std::vector<Stanza> ParseStanzas(const std::string& text, const std::string& path);
 
 // Throws StoreError with the text "PATH:LINE: MESSAGE".
 [[noreturn]] void FailAt(const std::string& path, int line, const std::string& message);
 
+// Fails for a key that is none of `keys`, and for one that comes twice, unless it
+// stands there with a '*' behind it. `what` names the thing: "an aisle".
+void CheckKeys(const Stanza& stanza, const char* what, std::initializer_list<const char*> keys,
+               const std::string& path);
+
+// The value of a field; empty when there is none.
+std::string Optional(const Stanza& stanza, const std::string& key);
+
+// The serial number that a field is to hold, and that of the field `Serial`.
+long SerialOf(const Field& field, const std::string& path);
+long RequiredSerial(const Stanza& stanza, const std::string& path);
+
 // The value of a field that must be there and not be empty.
 const std::string& Required(const Stanza& stanza, const std::string& key, const std::string& path);
+
+// A value, of several lines maybe, as it is written behind its key.
+std::string Continued(std::string value);

@@ -13,14 +13,6 @@
 namespace
 {
 
-// The names a repository's folder may have: they stand in URLs.
-bool IsRepositoryName(const std::string& name)
-{
-    static const char letters[]
-        = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-._";
-    return name[0] != '.' && name.find_first_not_of(letters) == std::string::npos;
-}
-
 std::vector<std::string> RepositoryNames(const std::string& pool)
 {
     const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir(pool.c_str()), closedir);
@@ -37,9 +29,17 @@ std::vector<std::string> RepositoryNames(const std::string& pool)
 
 } // namespace
 
+bool IsRepositoryName(const std::string& name)
+{
+    static const char letters[]
+        = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-._";
+    return !name.empty() && name[0] != '.' && name.find_first_not_of(letters) == std::string::npos;
+}
+
 Store::Store(const std::string& folder)
-    : m_pool(folder + "/pool"), m_products(folder, "products", ParseProducts),
-      m_sources(folder, "sources", ParseSources)
+    : m_folder(folder), m_pool(folder + "/pool"), m_products(folder, "products", ParseProducts),
+      m_sources(folder, "sources", ParseSources), m_updates(folder, "updates", ParseUpdates),
+      m_shelves(folder)
 {
 }
 
@@ -47,7 +47,10 @@ void Store::check()
 {
     products();
     sources();
-    repositories();
+    updates();
+    m_shelves.check();
+    for (const auto& [name, index] : repositories())
+        archivesOf(name);
 }
 
 std::map<std::string, std::shared_ptr<const PackageIndex>> Store::repositories()
@@ -63,4 +66,14 @@ std::map<std::string, std::shared_ptr<const PackageIndex>> Store::repositories()
         result[name] = index->get();
     }
     return result;
+}
+
+std::string Store::archivesOf(const std::string& repository)
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    auto& location = m_locations[repository];
+    if (!location)
+        location = std::make_unique<CachedFile<std::string>>(m_pool, repository + "/Location",
+                                                             ParseLocation);
+    return *location->getIfThere();
 }

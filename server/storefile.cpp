@@ -14,8 +14,6 @@
 namespace
 {
 
-const off_t kLargestFile = 256 * 1024 * 1024;
-
 std::string WhyNotOpened(int error)
 {
     if (error == EINVAL)
@@ -75,7 +73,7 @@ StoreFile ReadStoreFile(const std::string& root, const std::string& path)
     const std::string name = root + '/' + path;
     if (!handle)
         throw StoreError(name + ": " + WhyNotOpened(errno));
-    if (file.info.st_size > kLargestFile)
+    if (file.info.st_size > off_t(kLargestStoreFile))
         throw StoreError(name + ": the file is larger than 256 MB");
     file.text.resize(std::size_t(file.info.st_size));
     std::size_t have = 0;

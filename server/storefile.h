@@ -5,6 +5,7 @@
 
 #pragma once
 
+#include <cerrno>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -40,6 +41,9 @@ struct StoreFile {
 };
 bool SameFile(const struct stat& a, const struct stat& b);
 
+// What a file of the store may hold, in bytes.
+constexpr std::size_t kLargestStoreFile = 256 * 1024 * 1024;
+
 // Throws StoreError, naming the file, when it cannot be read or is over 256 MB.
 StoreFile ReadStoreFile(const std::string& root, const std::string& path);
 
@@ -67,6 +71,15 @@ public:
         m_value = std::make_shared<const T>(m_parse(file.text, m_root + '/' + m_path));
         m_info = file.info;
         return m_value;
+    }
+
+    // The same, but an empty value as long as there is no such file.
+    std::shared_ptr<const T> getIfThere()
+    {
+        struct stat info = {};
+        if (!OpenBelow(m_root, m_path, info) && errno == ENOENT)
+            return std::make_shared<const T>();
+        return get();
     }
 
 private:

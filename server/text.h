@@ -6,16 +6,18 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 // What is wrong with `text` as a store's text (a byte that is no UTF-8, a
 // control character other than tab and line end), or null.
-const char* TextFault(const std::string& text);
+const char* TextFault(std::string_view text);
 
 // Text for the elements and attributes that a client takes through its URL
 // decoding: a blank is written as '+', and whatever means something to that
 // decoding or to XML, and every byte that is no printable ASCII, as %XX.
 // Decoding gives `text` back, to the byte. `text` must be valid (TextFault).
 std::string EncodeText(const std::string& text);
+void AppendEncoded(std::string& result, const std::string& text);
 
 // Text for the elements and attributes that a client takes as they stand. A
 // control character, which XML cannot hold, becomes a question mark.

@@ -23,7 +23,22 @@ struct InstallOptions {
     bool yes = false; // do not ask
 };
 
+struct UpdateOptions {
+    bool yes = false; // do not ask
+    bool json = false; // tell the result for programs; there is no asking then
+};
+
 int InstallCommand(Display& display, const BoxWatcher& boxes, const QStringList& arguments,
                    const InstallOptions& options);
 int RemoveCommand(Display& display, const QStringList& names, bool yes);
 int UpdateSourcesCommand(Display& display, const BoxWatcher& boxes);
+int AislesCommand(Display& display, const BoxWatcher& boxes, bool json);
+int SyncCommand(Display& display, const BoxWatcher& boxes, bool json);
+
+int OSUpdateCommand(Display& display, const BoxWatcher& boxes, const UpdateOptions& options);
+int StatusCommand(Display& display, bool json);
+int RegisterCommand(Display& display, bool json);
+
+// `run` is the place in the list of the application to start; 0 shows the list.
+int RecentCommand(Display& display, int run);
+int ForgetCommand(Display& display, const QStringList& serials);

@@ -4,6 +4,7 @@
 // pakmart: the store on the command line.
 
 #include "boxwatcher.h"
+#include "commandline.h"
 #include "commands.h"
 #include "display.h"
 #include "interrupt.h"
@@ -22,10 +23,21 @@ Commands:
   install SERIAL...          install products by their serial numbers
   install --package NAME...  install packages by name
   remove NAME...             remove packages
+  recent                     show the applications used last, newest first
+  recent --run N             start the N-th of them
+  forget SERIAL...           take applications out of that list
   update-sources             fetch the store's lists of package sources
+  aisles                     fetch and show how the store is arranged
+  sync                       show what of your account is on this machine
+  os-update                  bring the system's packages up to date
+  status                     tell whether the store can be reached
+  register                   tell the store which system builder this machine
+                             comes from
 
 Options:
   -y, --yes        do not ask before downloading or removing
+      --json       aisles, sync, os-update, status, register: tell the result as
+                   one line of JSON; nothing is asked then, so os-update needs --yes
   -v, --verbose    show the lines of the library and of the package tools
       --dialogs    show the library's dialogs on the display
       --pictures DIR  write a PNG picture of each dialog to DIR
@@ -35,69 +47,142 @@ Options:
 Exit status: 0 done, 1 failed, 2 usage, 3 declined, 130 interrupted.
 )";
 
-struct CommandLine {
-    QString command;
-    QStringList arguments;
-    QString pictures;
-    InstallOptions install;
-    bool verbose = false;
-    bool dialogs = false;
-    bool help = false;
-    bool version = false;
+// What stands behind a command.
+enum class Arguments { None, Some, Serials };
+
+// A command, with the options that not every command has.
+struct Command {
+    const char* name;
+    Arguments arguments;
+    QStringList options;
+    int (*run)(Display& display, const BoxWatcher& boxes, const CommandLine& line);
 };
 
-// Reads the options, wherever they stand. Returns what is wrong, if anything.
-QString Parse(const QStringList& words, CommandLine& line)
+const QString package = QStringLiteral("--package");
+const QString json = QStringLiteral("--json");
+const QString run = QStringLiteral("--run");
+
+const Command commands[] = {
+    { "install",
+      Arguments::Serials,
+      { package },
+      [](Display& display, const BoxWatcher& boxes, const CommandLine& line) {
+          return InstallCommand(display, boxes, line.arguments,
+                                { line.has("--package"), line.has("--yes") });
+      } },
+    { "remove",
+      Arguments::Some,
+      {},
+      [](Display& display, const BoxWatcher&, const CommandLine& line) {
+          return RemoveCommand(display, line.arguments, line.has("--yes"));
+      } },
+    { "recent",
+      Arguments::None,
+      { run },
+      [](Display& display, const BoxWatcher&, const CommandLine& line) {
+          return RecentCommand(display, line.run);
+      } },
+    { "forget",
+      Arguments::Serials,
+      {},
+      [](Display& display, const BoxWatcher&, const CommandLine& line) {
+          return ForgetCommand(display, line.arguments);
+      } },
+    { "update-sources",
+      Arguments::None,
+      {},
+      [](Display& display, const BoxWatcher& boxes, const CommandLine&) {
+          return UpdateSourcesCommand(display, boxes);
+      } },
+    { "aisles",
+      Arguments::None,
+      { json },
+      [](Display& display, const BoxWatcher& boxes, const CommandLine& line) {
+          return AislesCommand(display, boxes, line.has("--json"));
+      } },
+    { "sync",
+      Arguments::None,
+      { json },
+      [](Display& display, const BoxWatcher& boxes, const CommandLine& line) {
+          return SyncCommand(display, boxes, line.has("--json"));
+      } },
+    { "os-update",
+      Arguments::None,
+      { json },
+      [](Display& display, const BoxWatcher& boxes, const CommandLine& line) {
+          return OSUpdateCommand(display, boxes, { line.has("--yes"), line.has("--json") });
+      } },
+    { "status",
+      Arguments::None,
+      { json },
+      [](Display& display, const BoxWatcher&, const CommandLine& line) {
+          return StatusCommand(display, line.has("--json"));
+      } },
+    { "register",
+      Arguments::None,
+      { json },
+      [](Display& display, const BoxWatcher&, const CommandLine& line) {
+          return RegisterCommand(display, line.has("--json"));
+      } },
+};
+
+const Command* FindCommand(const QString& name)
 {
-    bool options = true;
-    for (int i = 0; i < words.size(); ++i) {
-        const QString& word = words[i];
-        if (!options || !word.startsWith(QLatin1Char('-')))
-            line.arguments << word;
-        else if (word == QLatin1String("--"))
-            options = false;
-        else if (word == QLatin1String("-y") || word == QLatin1String("--yes"))
-            line.install.yes = true;
-        else if (word == QLatin1String("-v") || word == QLatin1String("--verbose"))
-            line.verbose = true;
-        else if (word == QLatin1String("--dialogs"))
-            line.dialogs = true;
-        else if (word == QLatin1String("--package"))
-            line.install.byPackage = true;
-        else if (word == QLatin1String("--help"))
-            line.help = true;
-        else if (word == QLatin1String("--version"))
-            line.version = true;
-        else if (word == QLatin1String("--pictures") && i + 1 < words.size())
-            line.pictures = words[++i];
-        else
-            return QStringLiteral("unknown option, or no argument behind it: %1").arg(word);
+    for (const Command& command : commands) {
+        if (name == QLatin1String(command.name))
+            return &command;
     }
-    if (!line.arguments.isEmpty())
-        line.command = line.arguments.takeFirst();
+    return nullptr;
+}
+
+// The commands that have an option, empty for one that goes with all.
+QStringList CommandsWith(const QString& option)
+{
+    QStringList names;
+    for (const Command& command : commands) {
+        if (command.options.contains(option))
+            names << QLatin1String(command.name);
+    }
+    return names;
+}
+
+QString CheckOptions(const CommandLine& line, const Command& command)
+{
+    for (const QString& option : line.options) {
+        const QStringList names = CommandsWith(option);
+        if (!names.isEmpty() && !command.options.contains(option))
+            return option + QStringLiteral(" goes with ") + names.join(QStringLiteral(", "));
+    }
+    if (line.has("--json") && line.command == QLatin1String("os-update") && !line.has("--yes"))
+        return QStringLiteral("os-update --json asks nothing, so it needs --yes");
     return QString();
 }
 
-// Whether the command and its arguments go together.
+QString CheckArguments(const CommandLine& line, const Command& command)
+{
+    if ((command.arguments == Arguments::None) != line.arguments.isEmpty())
+        return line.arguments.isEmpty() ? QStringLiteral("%1 what?").arg(line.command)
+                                        : QStringLiteral("%1 takes no arguments").arg(line.command);
+    if (command.arguments != Arguments::Serials || line.has("--package"))
+        return QString();
+    for (const QString& argument : line.arguments) {
+        bool number = false;
+        if (argument.toLong(&number) <= 0 || !number)
+            return QStringLiteral("not a serial number: %1").arg(argument);
+    }
+    return QString();
+}
+
+// Whether the command, its options and its arguments go together.
 QString Check(const CommandLine& line)
 {
     if (line.command.isEmpty())
         return QStringLiteral("no command");
-    const bool install = line.command == QLatin1String("install");
-    const bool remove = line.command == QLatin1String("remove");
-    if (!install && !remove && line.command != QLatin1String("update-sources"))
+    const Command* command = FindCommand(line.command);
+    if (!command)
         return QStringLiteral("unknown command: %1").arg(line.command);
-    if (line.install.byPackage && !install)
-        return QStringLiteral("--package goes with install");
-    if ((install || remove) == line.arguments.isEmpty())
-        return line.arguments.isEmpty() ? QStringLiteral("%1 what?").arg(line.command)
-                                        : QStringLiteral("update-sources takes no arguments");
-    for (const QString& argument : line.arguments) {
-        bool number = false;
-        if (install && !line.install.byPackage && (argument.toLong(&number) <= 0 || !number))
-            return QStringLiteral("not a serial number: %1").arg(argument);
-    }
-    return QString();
+    const QString wrong = CheckOptions(line, *command);
+    return wrong.isEmpty() ? CheckArguments(line, *command) : wrong;
 }
 
 // What Qt has to say is for the log, where the library's own lines go.
@@ -109,17 +194,11 @@ void WriteQtMessage(QtMsgType, const QMessageLogContext&, const QString& text)
 
 int RunCommand(const CommandLine& line)
 {
-    Display display(line.verbose);
+    Display display(line.has("--verbose"));
     qInstallMessageHandler(WriteQtMessage);
     Interrupt::install();
-    BoxWatcher boxes(display, line.dialogs, line.pictures);
-    int status = ExitDone;
-    if (line.command == QLatin1String("install"))
-        status = InstallCommand(display, boxes, line.arguments, line.install);
-    else if (line.command == QLatin1String("remove"))
-        status = RemoveCommand(display, line.arguments, line.install.yes);
-    else
-        status = UpdateSourcesCommand(display, boxes);
+    BoxWatcher boxes(display, line.has("--dialogs"), line.pictures);
+    const int status = FindCommand(line.command)->run(display, boxes, line);
     if (status == ExitInterrupted)
         display.complain(QStringLiteral("interrupted"));
     else if (status == ExitFailed && !display.logFile().isEmpty())
@@ -135,12 +214,12 @@ int main(int argc, char** argv)
     for (int i = 1; i < argc; ++i)
         words << QString::fromLocal8Bit(argv[i]);
     CommandLine line;
-    QString wrong = Parse(words, line);
-    if (wrong.isEmpty() && line.help) {
+    QString wrong = ParseCommandLine(words, line);
+    if (wrong.isEmpty() && line.has("--help")) {
         std::fputs(usage, stdout);
         return ExitDone;
     }
-    if (wrong.isEmpty() && line.version) {
+    if (wrong.isEmpty() && line.has("--version")) {
         std::puts("pakmart " PAKMART_VERSION);
         return ExitDone;
     }
@@ -150,7 +229,7 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "pakmart: %s\nTry 'pakmart --help'.\n", qUtf8Printable(wrong));
         return ExitUsage;
     }
-    if (!line.dialogs && !qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
+    if (!line.has("--dialogs") && !qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
     const QApplication application(argc, argv);
     return RunCommand(line);

@@ -5,7 +5,8 @@
 // library, a bare KIO::get that drops its data, and libcurl, taking turns on the
 // same replies from the same server on loopback.
 //
-// Run through tests/in-sandbox. The server is a thread of its own, so that it
+// Run through tests/in-sandbox; with a size in bytes and a number of rounds, only
+// that is measured. The server is a thread of its own, so that it
 // does not wait for the event loop that is measured.
 
 #include "request/capi.h"
@@ -22,6 +23,7 @@
 #include <QUrl>
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <curl/curl.h>
 #include <vector>
 
@@ -181,9 +183,13 @@ int main(int argc, char** argv)
         .SetValue("agent api url", "http://127.0.0.1:" + std::to_string(server.port) + "/api",
                   true);
     ByRequest(server.port, 1000); // the worker process starts
-    Measure(server.port, 1000, 201);
-    Measure(server.port, 1000 * 1000, 51);
-    Measure(server.port, 50 * 1000 * 1000, 5);
+    if (argc == 3) {
+        Measure(server.port, std::atoi(argv[1]), std::atoi(argv[2]));
+    } else {
+        Measure(server.port, 1000, 201);
+        Measure(server.port, 1000 * 1000, 51);
+        Measure(server.port, 50 * 1000 * 1000, 5);
+    }
     server.quit();
     server.wait();
     return 0;

@@ -4,11 +4,15 @@
 #include "catalog/cappinfo.h"
 
 #include "catalog/cmenueditor.h"
+#include "db/crufile.h"
+#include "db/indexlayer.h"
 #include "request/replydocument.h"
+#include "util/number.h"
 #include "util/urlcodec.h"
 
 #include <QDomDocument>
-#include <cstdlib>
+#include <algorithm>
+#include <ctime>
 
 namespace
 {
@@ -33,6 +37,17 @@ QDomElement FirstPackage(const QDomElement& root)
 QDomElement NextPackage(const QDomElement& package)
 {
     return package.nextSiblingElement(QStringLiteral("package"));
+}
+
+QByteArray IconOrDefault(const QString& icon)
+{
+    return icon.isEmpty() ? QByteArrayLiteral("kcmkwm") : icon.toUtf8();
+}
+
+// Seconds since 1970, as many as the list can hold.
+std::int32_t Now()
+{
+    return std::int32_t(std::min<std::time_t>(std::time(nullptr), INT32_MAX));
 }
 
 } // namespace
@@ -119,17 +134,34 @@ bool CAppInfo::IsValid() const
 
 bool CAppInfo::AddAppToDatabase()
 {
-    const long number = std::strtol(m_sServerSerialNumber.toLatin1().constData(), nullptr, 10);
-    if (number <= 0)
+    const IndexLayer layer;
+    CRUFile list;
+    const std::int32_t number = LeadingNumber(m_sServerSerialNumber.toStdString());
+    if (number <= 0 || m_applications.empty() || !list.Open())
         return false;
-    // The recently-used list is not kept yet: there is none that would open.
-    return false;
+    if (!list.FindServerSerialNumber(number))
+        list.AddNew();
+    const CAppInfoObject& program = m_applications.front();
+    list.SetServerSerialNumber(number);
+    list.SetDescription(program.Name().toUtf8());
+    list.SetExecutablePath(program.Path().toUtf8());
+    list.SetIconPath(IconOrDefault(program.LargeIcon()));
+    list.SetSmallIconPath(IconOrDefault(program.SmallIcon()));
+    list.SetLastAccessed(Now());
+    list.Update();
+    list.Close();
+    return true;
 }
 
 bool CAppInfo::RemoveAppFromDatabase()
 {
-    // As above: no list opens.
-    return false;
+    const IndexLayer layer;
+    CRUFile list;
+    if (!list.Open())
+        return false;
+    list.DeleteRecord(LeadingNumber(m_sServerSerialNumber.toStdString()));
+    list.Close();
+    return true;
 }
 
 bool CAppInfo::AddAppToMenu()

@@ -77,8 +77,9 @@ public:
     // Whether the first program has a name and a path; false without programs.
     bool IsValid() const;
 
-    // Record the first program in the recently-used list, or take it out. True
-    // when that was done.
+    // Record the first program in the recently-used list as used now, or take it
+    // out. True when there was something to do and the list could be opened; a
+    // name that another product has there is not recorded a second time.
     bool AddAppToDatabase();
     bool RemoveAppFromDatabase();
 

@@ -5,6 +5,9 @@
 
 #include "request/capi.h"
 
+#include "request/capistatus.h"
+#include "request/replydocument.h"
+#include "request/transfer.h"
 #include "support/cconfigfile.h"
 #include "support/ctracer.h"
 #include "util/desktop.h"
@@ -13,7 +16,6 @@
 
 #include <KIO/Job>
 #include <KIO/TransferJob>
-#include <QTimer>
 #include <QUrl>
 
 namespace
@@ -39,25 +41,6 @@ QString NoJobText()
                           "or your computer is not connected to the internet.\n"
                           "Please check your internet connection and try again "
                           "in a few moments.");
-}
-
-// How long a server may be silent, in milliseconds: the wait of a request has no
-// limit, and KIO waits for the beginning of an answer for ever.
-int ResponseTimeout()
-{
-    const CConfigFile settings(SettingsFile(), false);
-    return int(qBound(1L, settings.GetLongValue("response timeout", 120), 86400L)) * 1000;
-}
-
-// The transfer of a URL, or none when it is not one that the store may name: a
-// directory that lists file:/etc/shadow is not obeyed.
-KIO::TransferJob* CreateJob(const QUrl& url)
-{
-    const bool http
-        = url.scheme() == QLatin1String("http") || url.scheme() == QLatin1String("https");
-    if (!url.isValid() || !http || url.host().isEmpty())
-        return nullptr;
-    return KIO::get(url, KIO::Reload, KIO::HideProgressInfo);
 }
 
 } // namespace
@@ -125,29 +108,19 @@ bool CAPI::Execute()
 QString CAPI::Start(const QString& sURL)
 {
     emit BeforeTransfer(sURL);
-    KIO::TransferJob* pJob = CreateJob(QUrl(sURL));
+    KIO::TransferJob* pJob = StartTransfer(QUrl(sURL));
     if (!pJob)
         return NoJobText();
     pJob->addMetaData(QStringLiteral("content-type"), QStringLiteral("Content-Type: text/xml"));
     connect(pJob, &KIO::TransferJob::data, this, &CAPI::onDownloadReceive);
     connect(pJob, &KJob::result, this,
             [this](KJob* pEnded) { onDownloadComplete(static_cast<KIO::Job*>(pEnded)); });
-    WatchForSilence(pJob);
+    WatchForSilence(pJob, this,
+                    [this](int nError, const QString& sText) { Abandon(nError, sText); });
+    m_nRoom = qint64(MaxReplySize());
     m_pJob = pJob;
     m_transferring.insert(this);
     return QString();
-}
-
-// Ends the request when nothing is heard of the server for too long.
-void CAPI::WatchForSilence(KIO::TransferJob* pJob)
-{
-    auto* pSilence = new QTimer(pJob);
-    pSilence->setSingleShot(true);
-    pSilence->start(ResponseTimeout());
-    connect(pJob, &KIO::TransferJob::data, pSilence, [pSilence] { pSilence->start(); });
-    const QString sText = KIO::buildErrorString(KIO::ERR_SERVER_TIMEOUT, pJob->url().host());
-    connect(pSilence, &QTimer::timeout, this,
-            [this, sText] { Abandon(KIO::ERR_SERVER_TIMEOUT, sText); });
 }
 
 // Ends the request while its job runs; once, also when it is asked to again while
@@ -172,6 +145,7 @@ void CAPI::AbortTransfers()
                           QStringLiteral("Communication with the VantrelNet server was "
                                          "interrupted."));
     }
+    CAPIStatus::AbortTransfers();
 }
 
 QString CAPI::GetAPIName()

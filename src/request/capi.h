@@ -37,8 +37,7 @@ class KJob;
 namespace KIO
 {
 class Job;
-class TransferJob;
-} // namespace KIO
+}
 
 class VANTRELAGENT_EXPORT CAPI : public QObject
 {
@@ -86,7 +85,8 @@ public:
     bool APILocked(CAPI* pAPI) const;
 
     // Ends every transfer that is running as a failure, for a host that is asked
-    // to end. Each request tells of it and destroys itself.
+    // to end. Each request tells of it and destroys itself; a status check
+    // (CAPIStatus) counts it as an error.
     static void AbortTransfers();
 
     // Fetches the directory, once per process: a failure is not retried.
@@ -136,9 +136,9 @@ protected:
 
 private:
     QString Start(const QString& sURL);
-    void WatchForSilence(KIO::TransferJob* pJob);
     void Abandon(int nError, const QString& sText);
     void ReportJobError(int nError, const QString& sText);
+    void CutOff();
     void DispatchReply();
 
     static int m_nReferenceCount;
@@ -147,6 +147,7 @@ private:
     static std::set<CAPI*> m_transferring; // those whose job runs
 
     QPointer<KJob> m_pJob;
+    qint64 m_nRoom = 0; // bytes that the reply may still have
 
     // Shared with the frame that waits, which outlives the object.
     std::shared_ptr<bool> m_bDone;

@@ -14,6 +14,7 @@
 #include <KIO/Job>
 #include <KMessageBox>
 #include <QDomDocument>
+#include <QTimer>
 #include <cerrno>
 #include <ctime>
 #include <fcntl.h>
@@ -73,8 +74,8 @@ void CAPI::onBeforeTransfer(const QString& sURL)
     CTracer tracer("CAPI::onBeforeTransfer");
     WriteLine(ClassName(this) + QLatin1String(" - ") + sURL);
     m_APIFile.setFileName(QFile::decodeName(MakeSpoolFile().c_str()));
-    m_APIFile.open(QIODevice::ReadWrite | QIODevice::ExistingOnly | QIODevice::Truncate
-                   | QIODevice::Unbuffered);
+    // Not truncated: it is empty, and ext4 writes out at once what was.
+    m_APIFile.open(QIODevice::ReadWrite | QIODevice::ExistingOnly | QIODevice::Unbuffered);
     emit APIDestinationFile(m_APIFile);
 }
 
@@ -83,6 +84,25 @@ void CAPI::onDownloadReceive(KIO::Job*, const QByteArray& arData)
     CTracer tracer("CAPI::onDownloadReceive");
     if (m_APIFile.isOpen())
         m_APIFile.write(arData);
+    m_nRoom -= arData.size();
+    if (m_nRoom < 0)
+        CutOff();
+}
+
+// Ends the transfer of a reply that is refused for its size whatever follows: a
+// server could go on until the disk is full. The request ends a little later,
+// since its caller has a piece of the reply in hand.
+void CAPI::CutOff()
+{
+    if (m_transferring.erase(this) == 0)
+        return;
+    if (m_pJob)
+        m_pJob->kill(KJob::Quietly);
+    QTimer::singleShot(0, this, [this] {
+        m_APIFile.close();
+        DispatchReply();
+        delete this;
+    });
 }
 
 void CAPI::onDownloadComplete(KIO::Job* pJob)

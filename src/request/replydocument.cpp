@@ -32,9 +32,12 @@ bool PassesGate(QIODevice& device, std::uint64_t maxBytes, int chunk)
 
 bool ReadReplyDocument(QIODevice& device, QDomDocument& document)
 {
-    document.setContent(QByteArray());
-    return !device.isSequential() && device.seek(0) && PassesGate(device, MaxReplySize())
+    const bool read = !device.isSequential() && device.seek(0) && PassesGate(device, MaxReplySize())
         && device.seek(0) && document.setContent(&device);
+    // A parser that finds an error leaves what it has built so far.
+    if (!read)
+        document.setContent(QByteArray());
+    return read;
 }
 
 bool ReadReplyDocument(const QString& fileName, QDomDocument& document)

@@ -4,7 +4,9 @@
 #include "request/xmlgate.h"
 
 #include <QRegularExpression>
+#include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <strings.h>
 
 namespace
@@ -29,6 +31,15 @@ bool IsBlank(char c)
 bool IsNameStart(char c)
 {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' || c == ':' || (c & 0x80);
+}
+
+// Whether a reference, by its beginning, stands for a character and not an entity.
+bool IsCharacter(const std::string& reference)
+{
+    static const char* const predefined[] = { "amp", "lt", "gt", "quot", "apos" };
+    return reference[0] == '#'
+        || std::find(std::begin(predefined), std::end(predefined), reference)
+        != std::end(predefined);
 }
 
 bool StartsWith(const std::string& text, const char* prefix)
@@ -122,12 +133,38 @@ const char* XmlGate::InText(const char* p, const char* end)
     const char* const open = Find(p, end, '<');
     if (open != p)
         m_atStart = false;
+    CountReferences(p, open);
     if (open == end)
         return end;
     m_state = State::Open;
     m_tag = 1;
+    m_reference = false;
     m_word.clear();
     return open + 1;
+}
+
+// An entity that nobody has declared becomes a node, in a few bytes each.
+void XmlGate::CountReferences(const char* p, const char* end)
+{
+    constexpr std::size_t longest = 8; // of what IsCharacter looks at
+    while (p != end) {
+        if (!m_reference) {
+            p = Find(p, end, '&');
+            if (p == end)
+                return;
+            m_reference = true;
+            m_word.clear();
+        } else if (*p == ';') {
+            m_reference = false;
+            if (!IsCharacter(m_word)) {
+                Node(); // the text before it
+                Node();
+            }
+        } else if (m_word.size() < longest) {
+            m_word += *p;
+        }
+        ++p;
+    }
 }
 
 const char* XmlGate::AtOpen(const char* p)

@@ -28,8 +28,9 @@ public:
     static constexpr int maxDepth = 512;
     static constexpr std::size_t maxTag = 64 * 1024; // from '<' to '>', both counted
     static constexpr int maxAttributes = 128; // of one tag: the DOM finds the n-th one in n steps
-    // Elements, attributes, comments and the like, and one for the text before
-    // each tag. A catalog of 60,000 products has a million and a quarter.
+    // Elements, attributes, comments, references to entities and the like, and one
+    // for the text before each. A catalog of 60,000 products has a million and a
+    // quarter.
     static constexpr std::uint64_t maxNodes = 4'000'000;
 
     explicit XmlGate(std::uint64_t maxBytes);
@@ -71,6 +72,7 @@ private:
     const char* InDoctype(const char* p, const char* end);
     const char* InDoctypeSubset(const char* p);
 
+    void CountReferences(const char* p, const char* end);
     void OpenElement();
     void CloseElement();
     void EndInstruction();
@@ -90,13 +92,14 @@ private:
     bool m_started = false; // something other than a byte order mark was seen
     bool m_atStart = false; // the instruction being read is the first thing
     bool m_slash = false; // the byte before in a tag
+    bool m_reference = false; // in a text, behind an '&'
     char m_quote = '"';
     int m_mark = 0; // bytes of a byte order mark seen
     int m_run = 0; // dashes, brackets or question marks seen in a row
     int m_depth = 0;
     int m_attributes = 0;
     std::size_t m_tag = 0; // length of the tag so far
-    std::string m_word; // the beginning of an instruction or a declaration
+    std::string m_word; // the beginning of an instruction, a declaration or a reference
 
     bool m_utf8 = true; // what the text is to be
     bool m_validUtf8 = true;

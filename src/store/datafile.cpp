@@ -334,6 +334,26 @@ int PutBigRec(DataFile* file, std::uint32_t first, const void* records, std::uin
     return SetError(put < 0 ? taBulkWriteFailed : taNoError);
 }
 
+int AddBigRec(DataFile* file, std::uint32_t* first, const void* records, std::uint32_t count)
+{
+    if (BeginChange(file) != 0)
+        return -1;
+    DataFileHeader& header = file->header;
+    if (count > std::uint32_t(INT32_MAX - header.recordCount))
+        return SetError(taDamaged);
+    *first = std::uint32_t(header.recordCount);
+    file->headerDirty = 1;
+    const OpenStoreFile open(file->fileName);
+    if (Reach(file, open, *first) != 0)
+        return -1;
+    const std::size_t size = std::size_t(count) * std::size_t(file->recordLength);
+    const ssize_t put = storeFiles().Write(file->fd, records, size);
+    if (put < 0 || std::size_t(put) != size)
+        return SetError(taWriteFailed);
+    header.recordCount += std::int32_t(count);
+    return EndChange(file);
+}
+
 std::uint32_t FileLen(DataFile* file)
 {
     if (BeginChange(file) != 0)

@@ -101,6 +101,10 @@ int PutRec(DataFile* file, std::uint32_t number, const void* record);
 std::uint32_t GetBigRec(DataFile* file, std::uint32_t first, void* records, std::uint32_t count);
 // A short write is not noticed.
 int PutBigRec(DataFile* file, std::uint32_t first, const void* records, std::uint32_t count);
+// Stores `count` records under the numbers from *first on, behind all that are
+// there, in one transfer. Deleted ones are not used again. All or, where the
+// write fails or is short, none.
+int AddBigRec(DataFile* file, std::uint32_t* first, const void* records, std::uint32_t count);
 
 // Records in the file, the header and deleted ones included; 0 on failure.
 std::uint32_t FileLen(DataFile* file);

@@ -65,7 +65,7 @@ int Follow(IndexFile* index, std::uint32_t number, Way* way)
 int BeginAtTheFile(IndexFile* index)
 {
     index->current = index->dataFile;
-    if (!index->dataFile->flushing && !MULTIUSER)
+    if (!index->dataFile->flushing && MULTIUSER == 0)
         return SetError(taNoError);
     if (HasChanges(index) && TaCloseIndex(index) != 0)
         return -1;
@@ -81,7 +81,7 @@ int BeginChange(IndexFile* index)
 
 int EndChange(IndexFile* index, int result)
 {
-    if (!index->dataFile->flushing && !MULTIUSER)
+    if (!index->dataFile->flushing && MULTIUSER == 0)
         return result;
     if (taerror == taNoError && TaCloseIndex(index) == 0)
         return result;

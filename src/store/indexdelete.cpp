@@ -44,7 +44,7 @@ struct LeftPages {
 
 // The way to a leaf: to the item's if it is in one, else to that of the last
 // item before it. -1 if the item is not there.
-int FindItem(IndexFile* index, const char* key, std::uint32_t record, Way* way, int* levelOfItem)
+int FindItem(IndexFile* index, const IndexItem& wanted, Way* way, int* levelOfItem)
 {
     *levelOfItem = -1;
     for (std::uint32_t number = index->rootPage; number != 0;) {
@@ -55,7 +55,7 @@ int FindItem(IndexFile* index, const char* key, std::uint32_t record, Way* way, 
         if (*levelOfItem >= 0) {
             level.position = page.count;
         } else {
-            const PagePosition at = SearchPage(page, key, record, index->allowDuplicates);
+            const PagePosition at = SearchPage(page, wanted, index->allowDuplicates);
             level.position = at.found ? at.position - 1 : at.position;
             if (at.found)
                 *levelOfItem = way->depth - 1;
@@ -231,7 +231,7 @@ int Delete(IndexFile* index, std::uint32_t* record, const char* key)
     Way way;
     Shortages shortages;
     int levelOfItem;
-    if (FindItem(index, key, *record, &way, &levelOfItem) != 0
+    if (FindItem(index, MakeItem(key, *record), &way, &levelOfItem) != 0
         || FindShortages(index, way, &shortages) != 0)
         return -1;
 

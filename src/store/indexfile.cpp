@@ -34,7 +34,6 @@ IndexFile* NewIndex(OpenFunction open, std::int32_t refused, const char* path,
     index->allowDuplicates = allowDuplicates != 0;
     index->keyLength = keyLength;
     index->rootPage = std::uint32_t(index->dataFile->header.rootPage);
-    index->firstBuffer = noBuffer;
     return index.release();
 }
 

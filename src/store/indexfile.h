@@ -17,8 +17,9 @@
 
 #pragma once
 
-#include "store/datafile.h"
-#include "store/indexpage.h"
+#include "../util/export.h"
+#include "datafile.h"
+#include "indexpage.h"
 
 #include <cstdint>
 
@@ -37,15 +38,15 @@ struct IndexFile {
     std::int16_t depth; // levels of path in use; 0: no position
     IndexLevel path[deepestTree]; // path[0] is the root
 
-    std::uint16_t firstBuffer; // of its pages in the cache
+    struct CachedPage* firstPage; // of its pages in the cache
     std::uint64_t rootChange; // when rootPage was set last, on the cache's clock
     std::int64_t steps; // of the cursor since it was set, forwards less backwards
 };
 
 // Makes room for the page cache. Error 6 if there is none.
-int InitIndex();
+VANTRELAGENT_EXPORT int InitIndex();
 // Gives it back, whatever stands in it.
-void UnInitIndex();
+VANTRELAGENT_EXPORT void UnInitIndex();
 
 // Null on failure. A key length outside 1 to 150 is refused.
 IndexFile* MakeIndex(std::int32_t, const char* path, std::int16_t keyLength,

@@ -24,8 +24,7 @@ int FindPlace(IndexFile* index, const IndexItem& item, Way* way)
         if (Follow(index, number, way) != 0)
             return -1;
         WayLevel& level = way->last();
-        const PagePosition at
-            = SearchPage(*level.page, item.key, item.record, index->allowDuplicates);
+        const PagePosition at = SearchPage(*level.page, item, index->allowDuplicates);
         if (at.found)
             return -1;
         level.position = at.position;
@@ -147,9 +146,7 @@ int Insert(IndexFile* index, IndexItem item)
 int AddKey(IndexFile* index, const std::uint32_t* record, char* key)
 {
     taxkey(key, index->keyLength);
-    IndexItem item{ *record, 0, {} };
-    SetKey(&item, key);
     if (BeginChange(index) != 0)
         return -1;
-    return EndChange(index, Insert(index, item));
+    return EndChange(index, Insert(index, MakeItem(key, *record)));
 }

@@ -6,8 +6,8 @@
 #include "store/bytes.h"
 
 #include <algorithm>
-#include <array>
 #include <cstring>
+#include <iterator>
 
 namespace
 {
@@ -48,25 +48,44 @@ bool HasSoundChildren(const IndexPage& page, std::uint32_t pages)
     return true;
 }
 
-constexpr std::array<unsigned char, 256> FoldTable()
-{
-    std::array<unsigned char, 256> table{};
-    for (int c = 0; c < 256; ++c)
-        table[std::size_t(c)] = static_cast<unsigned char>(c >= 'A' && c <= 'Z' ? c + 32 : c);
-    return table;
-}
-
-constexpr std::array<unsigned char, 256> fold = FoldTable();
-
 int CompareFolded(const char* a, const char* b)
 {
-    auto* p = reinterpret_cast<const unsigned char*>(a);
-    auto* q = reinterpret_cast<const unsigned char*>(b);
-    for (;; ++p, ++q) {
-        const int difference = fold[*p] - fold[*q];
-        if (difference != 0 || *p == 0)
+    for (;; ++a, ++b) {
+        const int difference = FoldCase(*a) - FoldCase(*b);
+        if (difference != 0 || *a == 0)
             return difference;
     }
+}
+
+bool HasZeroByte(std::uint64_t bytes)
+{
+    constexpr std::uint64_t ones = ~std::uint64_t(0) / 255;
+    return ((bytes - ones) & ~bytes & ones << 7) != 0;
+}
+
+// The place of the first eight bytes of two keys that differ or hold their end:
+// keys of items have room to be read eight bytes at a time.
+std::size_t SharedWords(const IndexItem& a, const IndexItem& b)
+{
+    for (std::size_t at = 0;; at += sizeof(std::uint64_t)) {
+        std::uint64_t x;
+        std::uint64_t y;
+        std::memcpy(&x, a.key + at, sizeof x);
+        std::memcpy(&y, b.key + at, sizeof y);
+        if (x != y || HasZeroByte(x))
+            return at;
+    }
+}
+
+int CompareKeys(const IndexItem& a, const IndexItem& b)
+{
+    const std::size_t shared = SharedWords(a, b);
+    return CompareFolded(a.key + shared, b.key + shared);
+}
+
+int CompareItems(const IndexItem& a, const IndexItem& b, int allowDuplicates)
+{
+    return Order(CompareKeys(a, b), a.record, b.record, allowDuplicates);
 }
 
 } // namespace
@@ -81,7 +100,8 @@ void PackPage(const IndexPage& page, int keyLength, std::uint8_t* bytes)
         std::uint8_t* const item = bytes + layout.Offset(i);
         PutUint32(item, page.items[i].record);
         PutUint32(item + 4, page.items[i].child);
-        std::memcpy(item + 8, page.items[i].key, layout.KeyBytes(i));
+        const char* const key = page.items[i].key;
+        std::memcpy(item + 8, key, strnlen(key, layout.KeyBytes(i)));
     }
 }
 
@@ -127,39 +147,40 @@ void taxkey(char* key, int length)
     key[length] = 0;
 }
 
-void SetKey(IndexItem* item, const char* key)
+IndexItem MakeItem(const char* key, std::uint32_t record)
 {
-    // strncpy fills what the key leaves free with zeros.
-    std::strncpy(item->key, key, sizeof item->key - 1);
-    item->key[sizeof item->key - 1] = 0;
+    IndexItem item{ record, 0, {} };
+    std::strncpy(item.key, key, longestKey);
+    return item;
 }
 
 int tacompkeys(const char* a, const char* b, std::uint32_t recordA, std::uint32_t recordB,
                int allowDuplicates)
 {
-    const int order = CompareFolded(a, b);
-    if (order != 0)
-        return order < 0 ? -1 : 1;
-    if (!allowDuplicates || recordA == recordB)
-        return 0;
-    return recordA > recordB ? 1 : -1;
+    return Order(CompareFolded(a, b), recordA, recordB, allowDuplicates);
 }
 
-PagePosition SearchPage(const IndexPage& page, const char* key, std::uint32_t record,
-                        int allowDuplicates)
+std::size_t SharedLength(const IndexItem& a, const IndexItem& b)
+{
+    std::size_t length = SharedWords(a, b);
+    while (a.key[length] == b.key[length] && a.key[length] != 0)
+        ++length;
+    return length;
+}
+
+PagePosition SearchPage(const IndexPage& page, const IndexItem& wanted, int allowDuplicates)
 {
     int left = 1;
     int right = page.count;
     while (left <= right) {
         const int middle = (left + right) / 2;
-        const IndexItem& item = page.items[middle];
-        const int order = tacompkeys(key, item.key, record, item.record, allowDuplicates);
+        const int order = CompareItems(wanted, page.items[middle], allowDuplicates);
         if (order == 0)
-            return { true, middle };
+            return { true, middle, page.items[middle].record, page.items[middle].child };
         if (order < 0)
             right = middle - 1;
         else
             left = middle + 1;
     }
-    return { false, right };
+    return { false, right, 0, page.Child(right) };
 }

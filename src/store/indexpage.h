@@ -61,18 +61,37 @@ bool taunpack(IndexPage* page, int keyLength);
 // Cuts a key.
 void taxkey(char* key, int length);
 
-// Makes `item` hold a key of at most 150 characters, the rest of its key zero.
-void SetKey(IndexItem* item, const char* key);
+// An item of a leaf; a key of more than 150 characters is cut.
+IndexItem MakeItem(const char* key, std::uint32_t record);
 
 // The order of an index: by key without regard to the case of ASCII letters,
 // then, if equal keys are allowed, by record number. -1, 0 or 1.
 int tacompkeys(const char* a, const char* b, std::uint32_t recordA, std::uint32_t recordB,
                int allowDuplicates);
 
-// Where a key stands in a page.
+// The same, with what a comparison of the keys came to.
+inline int Order(int keys, std::uint32_t recordA, std::uint32_t recordB, int allowDuplicates)
+{
+    if (keys != 0)
+        return keys < 0 ? -1 : 1;
+    if (!allowDuplicates || recordA == recordB)
+        return 0;
+    return recordA > recordB ? 1 : -1;
+}
+
+// Bytes that two keys have in common, from the first one on.
+std::size_t SharedLength(const IndexItem& a, const IndexItem& b);
+
+inline unsigned char FoldCase(char c)
+{
+    return static_cast<unsigned char>(c >= 'A' && c <= 'Z' ? c + 32 : c);
+}
+
+// Where an item stands in a page, or would stand.
 struct PagePosition {
     bool found;
-    int position; // of the item, or of the last one below the key (0: none)
+    int position; // of the item, or of the last one below it (0: none)
+    std::uint32_t record; // of the item, if found
+    std::uint32_t child; // right of the position
 };
-PagePosition SearchPage(const IndexPage& page, const char* key, std::uint32_t record,
-                        int allowDuplicates);
+PagePosition SearchPage(const IndexPage& page, const IndexItem& wanted, int allowDuplicates);

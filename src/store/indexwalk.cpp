@@ -24,14 +24,19 @@ int FailWithoutPosition(IndexFile* index, std::int32_t error)
     return SetError(error);
 }
 
-int Push(IndexFile* index, std::uint32_t number, IndexPage** page)
+int PushLevel(IndexFile* index, std::uint32_t number, int position)
 {
     if (index->depth == deepestTree)
         return FailWithoutPosition(index, taDamaged);
+    index->path[index->depth++] = { number, std::int16_t(position) };
+    return 0;
+}
+
+int Push(IndexFile* index, std::uint32_t number, IndexPage** page)
+{
     if (tagetpage(index, number, page) != 0)
         return FailWithoutPosition(index, taerror);
-    index->path[index->depth++] = { number, 0 };
-    return 0;
+    return PushLevel(index, number, 0);
 }
 
 // The page of the deepest level. A position outside it comes of damage, or of
@@ -74,17 +79,19 @@ int AtTheEnd(IndexFile* index)
 Lookup tafindkey(IndexFile* index, std::uint32_t* record, const char* key)
 {
     ClearKey(index);
-    for (std::uint32_t number = index->rootPage; number != 0;) {
-        IndexPage* page;
-        if (Push(index, number, &page) != 0)
+    const IndexItem wanted = MakeItem(key, 0);
+    PagePosition at;
+    for (std::uint32_t number = index->rootPage; number != 0; number = at.child) {
+        if (tasearchpage(index, number, wanted, &at) != 0) {
+            FailWithoutPosition(index, taerror);
             return Lookup::Failed;
-        const PagePosition at = SearchPage(*page, key, 0, index->allowDuplicates);
-        Deepest(index).position = std::int16_t(at.position);
+        }
+        if (PushLevel(index, number, at.position) != 0)
+            return Lookup::Failed;
         if (at.found) {
-            *record = page->items[at.position].record;
+            *record = at.record;
             return Lookup::Found;
         }
-        number = page->Child(at.position);
     }
     while (index->depth >= 2 && Deepest(index).position == 0)
         --index->depth;

@@ -3,155 +3,181 @@
 
 #include "store/pagecache.h"
 
+#include "store/compactpage.h"
+
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <vector>
+
+// What is known of a page in memory. It has a buffer, or a compact form, or,
+// if it was not changed since it got its buffer, both.
+struct CachedPage {
+    IndexFile* owner;
+    std::uint32_t number;
+    bool dirty; // not in the file as it is here
+    std::uint64_t changed; // on pageClock
+    IndexPage* buffer;
+    CompactPage compact;
+    CachedPage *older, *newer; // neighbours by last use, among those with a buffer or without
+    CachedPage* nextInBucket;
+    CachedPage *previousOfOwner, *nextOfOwner;
+};
 
 namespace
 {
 
-using BufferNumber = std::uint16_t;
-constexpr BufferNumber none = noBuffer;
-
 // A change needs at most a page and its sibling on each level, a new page on
 // each, and a new root.
-static_assert(PAGESTACKSIZE > 3 * deepestTree + 1 && PAGESTACKSIZE < none);
-
-// What is known of a buffer beside its page image.
-struct Buffer {
-    IndexFile* owner; // null: free
-    std::uint32_t number; // of the page
-    bool dirty;
-    std::uint64_t changed; // on pageClock
-    BufferNumber older, newer; // neighbours by last use
-    BufferNumber nextInBucket;
-    BufferNumber previousOfOwner, nextOfOwner;
-};
+static_assert(PAGESTACKSIZE > 3 * deepestTree + 1);
 
 struct Free {
     void operator()(void* memory) const { std::free(memory); }
 };
 
-constexpr std::size_t buckets = 4096;
+constexpr int bucketBits = 14;
+constexpr std::size_t buckets = std::size_t(1) << bucketBits;
 
-// The images come from calloc and stay untouched until they are used, so that
-// small indexes take little memory.
-std::unique_ptr<IndexPage[], Free> tapagestk;
-std::unique_ptr<Buffer[]> bufferStates;
-std::unique_ptr<BufferNumber[]> bucketHeads;
-BufferNumber oldest = none;
-BufferNumber newest = none;
+// Pages by their last use.
+struct UseOrder {
+    CachedPage* oldest = nullptr;
+    CachedPage* newest = nullptr;
+
+    void Unlink(CachedPage* page)
+    {
+        (page->older ? page->older->newer : oldest) = page->newer;
+        (page->newer ? page->newer->older : newest) = page->older;
+    }
+    void LinkNewest(CachedPage* page)
+    {
+        page->older = newest;
+        page->newer = nullptr;
+        (newest ? newest->newer : oldest) = page;
+        newest = page;
+    }
+    void Touch(CachedPage* page)
+    {
+        if (page == newest)
+            return;
+        Unlink(page);
+        LinkNewest(page);
+    }
+};
+
+struct PageCache {
+    // From calloc: buffers that were never used take no memory.
+    std::unique_ptr<IndexPage[], Free> tapagestk;
+    std::unique_ptr<CachedPage*[]> holders; // of the buffers, by number
+    std::vector<IndexPage*> freeBuffers;
+    std::unique_ptr<CachedPage*[]> bucketHeads;
+    UseOrder buffered;
+    UseOrder compacted;
+    std::size_t room = 0; // bytes in use outside the buffers
+};
+
+PageCache cache;
+std::size_t compactRoom = standardCompactRoom;
 std::uint64_t pageClock = 0;
 
-BufferNumber& Bucket(const IndexFile* owner, std::uint32_t number)
+// ---- which pages are there ----
+
+CachedPage*& Bucket(const IndexFile* owner, std::uint32_t number)
 {
     const auto address = reinterpret_cast<std::uintptr_t>(owner) >> 4;
     const std::uint64_t mixed = (address ^ number) * 0x9e3779b97f4a7c15u;
-    return bucketHeads[mixed >> 52];
-}
-static_assert(buckets == std::size_t(1) << (64 - 52));
-
-// ---- the order of use ----
-
-void Unlink(BufferNumber n)
-{
-    const Buffer& b = bufferStates[n];
-    (b.older == none ? oldest : bufferStates[b.older].newer) = b.newer;
-    (b.newer == none ? newest : bufferStates[b.newer].older) = b.older;
+    return cache.bucketHeads[mixed >> (64 - bucketBits)];
 }
 
-void LinkNewest(BufferNumber n)
+CachedPage* FindPage(const IndexFile* owner, std::uint32_t number)
 {
-    Buffer& b = bufferStates[n];
-    b.older = newest;
-    b.newer = none;
-    (newest == none ? oldest : bufferStates[newest].newer) = n;
-    newest = n;
+    CachedPage* page = Bucket(owner, number);
+    while (page && (page->owner != owner || page->number != number))
+        page = page->nextInBucket;
+    return page;
 }
 
-void LinkOldest(BufferNumber n)
+CachedPage& PageOf(const IndexPage* buffer)
 {
-    Buffer& b = bufferStates[n];
-    b.older = none;
-    b.newer = oldest;
-    (oldest == none ? newest : bufferStates[oldest].older) = n;
-    oldest = n;
+    return *cache.holders[std::size_t(buffer - cache.tapagestk.get())];
 }
 
-void Touch(BufferNumber n)
+std::size_t RoomFor(const CompactPage& compact)
 {
-    if (n == newest)
-        return;
-    Unlink(n);
-    LinkNewest(n);
+    return compact ? compact.size() + 16 : 0; // with what the allocator adds
 }
 
-// ---- who owns what ----
-
-BufferNumber FindBuffer(const IndexFile* owner, std::uint32_t number)
+void SetCompact(CachedPage* page, CompactPage compact)
 {
-    BufferNumber n = Bucket(owner, number);
-    while (n != none && (bufferStates[n].owner != owner || bufferStates[n].number != number))
-        n = bufferStates[n].nextInBucket;
-    return n;
+    cache.room -= RoomFor(page->compact);
+    cache.room += RoomFor(compact);
+    page->compact = std::move(compact);
 }
 
-void Take(BufferNumber n, IndexFile* owner, std::uint32_t number)
+UseOrder& OrderOf(const CachedPage* page)
 {
-    Buffer& b = bufferStates[n];
-    b.owner = owner;
-    b.number = number;
-    b.dirty = false;
-    BufferNumber& bucket = Bucket(owner, number);
-    b.nextInBucket = bucket;
-    bucket = n;
-    b.previousOfOwner = none;
-    b.nextOfOwner = owner->firstBuffer;
-    if (owner->firstBuffer != none)
-        bufferStates[owner->firstBuffer].previousOfOwner = n;
-    owner->firstBuffer = n;
+    return page->buffer ? cache.buffered : cache.compacted;
 }
 
-void Release(BufferNumber n)
+void SetBuffer(CachedPage* page, IndexPage* buffer)
 {
-    Buffer& b = bufferStates[n];
-    if (!b.owner)
-        return;
-    BufferNumber* link = &Bucket(b.owner, b.number);
-    while (*link != n)
-        link = &bufferStates[*link].nextInBucket;
-    *link = b.nextInBucket;
-    if (b.nextOfOwner != none)
-        bufferStates[b.nextOfOwner].previousOfOwner = b.previousOfOwner;
-    (b.previousOfOwner == none ? b.owner->firstBuffer : bufferStates[b.previousOfOwner].nextOfOwner)
-        = b.nextOfOwner;
-    b.owner = nullptr;
-    b.dirty = false;
+    page->buffer = buffer;
+    cache.holders[std::size_t(buffer - cache.tapagestk.get())] = page;
+    cache.buffered.LinkNewest(page);
 }
 
-void ReleaseFirst(BufferNumber n)
+// Forgets a page, whatever became of it. Its buffer is free then.
+void Remove(CachedPage* page)
 {
-    Release(n);
-    Unlink(n);
-    LinkOldest(n);
+    OrderOf(page).Unlink(page);
+    CachedPage** link = &Bucket(page->owner, page->number);
+    while (*link != page)
+        link = &(*link)->nextInBucket;
+    *link = page->nextInBucket;
+    if (page->nextOfOwner)
+        page->nextOfOwner->previousOfOwner = page->previousOfOwner;
+    (page->previousOfOwner ? page->previousOfOwner->nextOfOwner : page->owner->firstPage)
+        = page->nextOfOwner;
+    if (page->buffer)
+        cache.freeBuffers.push_back(page->buffer);
+    cache.room -= RoomFor(page->compact) + sizeof *page;
+    delete page;
 }
 
-BufferNumber NumberOf(const IndexPage* page)
+// Adds a page that stands in a buffer.
+int Insert(IndexFile* owner, std::uint32_t number, IndexPage* buffer)
 {
-    return BufferNumber(page - tapagestk.get());
+    auto* const page = new (std::nothrow) CachedPage{};
+    if (!page) {
+        cache.freeBuffers.push_back(buffer);
+        return SetError(taNoMemory);
+    }
+    page->owner = owner;
+    page->number = number;
+    SetBuffer(page, buffer);
+    CachedPage*& bucket = Bucket(owner, number);
+    page->nextInBucket = bucket;
+    bucket = page;
+    page->nextOfOwner = owner->firstPage;
+    if (owner->firstPage)
+        owner->firstPage->previousOfOwner = page;
+    owner->firstPage = page;
+    cache.room += sizeof *page;
+    return 0;
 }
 
 // ---- transfers ----
 
-int WritePage(BufferNumber n)
+int WritePage(CachedPage* page)
 {
-    Buffer& b = bufferStates[n];
-    PackPage(tapagestk[n], b.owner->keyLength, tarecbuf);
-    if (PutRec(b.owner->dataFile, b.number, tarecbuf) != 0)
+    static IndexPage expanded;
+    if (!page->buffer)
+        page->compact.Expand(&expanded);
+    PackPage(page->buffer ? *page->buffer : expanded, page->owner->keyLength, tarecbuf);
+    if (PutRec(page->owner->dataFile, page->number, tarecbuf) != 0)
         return -1;
-    b.dirty = false;
+    page->dirty = false;
     return 0;
 }
 
@@ -166,25 +192,88 @@ int ReadPage(IndexFile* index, std::uint32_t number, IndexPage* page)
     return SetError(sound ? taNoError : taDamaged);
 }
 
-// Makes the buffer used longest ago free.
-int GiveUpOldest(BufferNumber* n)
+// ---- room ----
+
+// Pages leave memory, the one used longest ago first, until there is room.
+int MakeRoom()
 {
-    *n = oldest;
-    if (bufferStates[*n].dirty && WritePage(*n) != 0)
-        return -1;
-    Release(*n);
+    while (cache.room > compactRoom && cache.compacted.oldest) {
+        CachedPage* const page = cache.compacted.oldest;
+        if (page->dirty && WritePage(page) != 0)
+            return -1;
+        Remove(page);
+    }
     return 0;
 }
 
-std::vector<BufferNumber> ChangedPages(const IndexFile* index)
+// Takes the buffer of the page that has one and was used longest ago.
+int EmptyBuffer()
 {
-    std::vector<BufferNumber> changed;
-    for (BufferNumber n = index->firstBuffer; n != none; n = bufferStates[n].nextOfOwner)
-        if (bufferStates[n].dirty)
-            changed.push_back(n);
-    std::sort(changed.begin(), changed.end(), [](BufferNumber a, BufferNumber b) {
-        return bufferStates[a].changed < bufferStates[b].changed;
-    });
+    CachedPage* const page = cache.buffered.oldest;
+    if (!page->compact)
+        SetCompact(page, CompactPage(*page->buffer));
+    if (!page->compact)
+        return SetError(taNoMemory);
+    cache.freeBuffers.push_back(page->buffer);
+    cache.buffered.Unlink(page);
+    page->buffer = nullptr;
+    cache.compacted.LinkNewest(page);
+    return 0;
+}
+
+int TakeBuffer(IndexPage** buffer)
+{
+    if (cache.freeBuffers.empty() && EmptyBuffer() != 0)
+        return -1;
+    *buffer = cache.freeBuffers.back();
+    cache.freeBuffers.pop_back();
+    return 0;
+}
+
+int Expand(CachedPage* page)
+{
+    IndexPage* buffer;
+    if (TakeBuffer(&buffer) != 0)
+        return -1;
+    page->compact.Expand(buffer);
+    cache.compacted.Unlink(page);
+    SetBuffer(page, buffer);
+    return 0;
+}
+
+int Fetch(IndexFile* index, std::uint32_t number)
+{
+    IndexPage* buffer;
+    if (TakeBuffer(&buffer) != 0)
+        return -1;
+    if (ReadPage(index, number, buffer) == 0)
+        return Insert(index, number, buffer);
+    cache.freeBuffers.push_back(buffer);
+    return -1;
+}
+
+// The page, read into a buffer if it is not in memory, as the one used last.
+int Find(IndexFile* index, std::uint32_t number, CachedPage** page)
+{
+    *page = FindPage(index, number);
+    if (*page) {
+        OrderOf(*page).Touch(*page);
+        return 0;
+    }
+    if (MakeRoom() != 0 || Fetch(index, number) != 0)
+        return -1;
+    *page = cache.buffered.newest;
+    return 0;
+}
+
+std::vector<CachedPage*> ChangedPages(const IndexFile* index)
+{
+    std::vector<CachedPage*> changed;
+    for (CachedPage* page = index->firstPage; page; page = page->nextOfOwner)
+        if (page->dirty)
+            changed.push_back(page);
+    std::sort(changed.begin(), changed.end(),
+              [](const CachedPage* a, const CachedPage* b) { return a->changed < b->changed; });
     return changed;
 }
 
@@ -211,76 +300,91 @@ int WriteMovedRoot(IndexFile* index)
 
 int InitIndex()
 {
-    if (tapagestk)
+    if (cache.tapagestk)
         return SetError(taNoError);
     void* const images = std::calloc(PAGESTACKSIZE, sizeof(IndexPage));
     if (!images)
         return SetError(taNoMemory);
-    tapagestk.reset(static_cast<IndexPage*>(images));
-    bufferStates = std::make_unique<Buffer[]>(PAGESTACKSIZE);
-    bucketHeads = std::make_unique<BufferNumber[]>(buckets);
-    std::fill_n(bucketHeads.get(), buckets, none);
-    oldest = newest = none;
-    for (BufferNumber n = 0; n < PAGESTACKSIZE; ++n)
-        LinkNewest(n);
+    cache.tapagestk.reset(static_cast<IndexPage*>(images));
+    cache.holders = std::make_unique<CachedPage*[]>(PAGESTACKSIZE);
+    cache.bucketHeads = std::make_unique<CachedPage*[]>(buckets);
+    cache.freeBuffers.reserve(PAGESTACKSIZE);
+    for (int n = PAGESTACKSIZE; n-- > 0;)
+        cache.freeBuffers.push_back(&cache.tapagestk[std::size_t(n)]);
     return SetError(taNoError);
 }
 
 void UnInitIndex()
 {
-    tapagestk.reset();
-    bufferStates.reset();
-    bucketHeads.reset();
+    for (UseOrder* order : { &cache.buffered, &cache.compacted })
+        while (order->oldest)
+            Remove(order->oldest);
+    cache = PageCache();
 }
 
 bool HasPageCache()
 {
-    return tapagestk != nullptr;
+    return cache.tapagestk != nullptr;
+}
+
+void SetCompactRoom(std::size_t bytes)
+{
+    compactRoom = bytes;
 }
 
 int tagetpage(IndexFile* index, std::uint32_t number, IndexPage** page)
 {
     *page = nullptr;
-    BufferNumber n = FindBuffer(index, number);
-    if (n == none) {
-        if (GiveUpOldest(&n) != 0 || ReadPage(index, number, &tapagestk[n]) != 0)
-            return -1;
-        Take(n, index, number);
-    }
-    Touch(n);
-    *page = &tapagestk[n];
+    CachedPage* found;
+    if (Find(index, number, &found) != 0 || (!found->buffer && Expand(found) != 0))
+        return -1;
+    *page = found->buffer;
+    return 0;
+}
+
+int tasearchpage(IndexFile* index, std::uint32_t number, const IndexItem& wanted,
+                 PagePosition* position)
+{
+    CachedPage* found;
+    if (Find(index, number, &found) != 0)
+        return -1;
+    *position = found->buffer ? SearchPage(*found->buffer, wanted, index->allowDuplicates)
+                              : found->compact.Search(wanted, index->allowDuplicates);
     return 0;
 }
 
 int tanewpage(IndexFile* index, std::uint32_t* number, IndexPage** page)
 {
+    static constexpr std::uint8_t empty[PackedLength(longestKey)]{};
     *page = nullptr;
     // A chain of free pages that leads to one in use is damage.
-    if (FindBuffer(index, FirstRec(index->dataFile)) != none)
+    if (FindPage(index, FirstRec(index->dataFile)))
         return SetError(taDamaged);
-    BufferNumber n;
-    if (GiveUpOldest(&n) != 0)
+    IndexPage* buffer;
+    if (MakeRoom() != 0 || TakeBuffer(&buffer) != 0)
         return -1;
-    std::memset(static_cast<void*>(&tapagestk[n]), 0, sizeof(IndexPage));
-    static constexpr std::uint8_t empty[PackedLength(longestKey)]{};
-    if (AddRec(index->dataFile, number, empty) != 0)
+    std::memset(static_cast<void*>(buffer), 0, sizeof *buffer);
+    if (AddRec(index->dataFile, number, empty) != 0) {
+        cache.freeBuffers.push_back(buffer);
         return -1;
-    Take(n, index, *number);
-    Touch(n);
-    *page = &tapagestk[n];
+    }
+    if (Insert(index, *number, buffer) != 0)
+        return -1;
+    *page = buffer;
     return 0;
 }
 
 void taupdatepage(IndexPage* page)
 {
-    Buffer& b = bufferStates[NumberOf(page)];
-    b.dirty = true;
-    b.changed = ++pageClock;
+    CachedPage& changed = PageOf(page);
+    changed.dirty = true;
+    changed.changed = ++pageClock;
+    SetCompact(&changed, CompactPage());
 }
 
 void ForgetChanges(IndexPage* page)
 {
-    bufferStates[NumberOf(page)].dirty = false;
+    PageOf(page).dirty = false;
 }
 
 void SetRootPage(IndexFile* index, std::uint32_t number)
@@ -291,11 +395,10 @@ void SetRootPage(IndexFile* index, std::uint32_t number)
 
 int tareturnpage(IndexPage* page)
 {
-    const BufferNumber n = NumberOf(page);
-    const Buffer& b = bufferStates[n];
-    DataFile* const file = b.owner->dataFile;
-    const std::uint32_t number = b.number;
-    ReleaseFirst(n);
+    CachedPage* const returned = &PageOf(page);
+    DataFile* const file = returned->owner->dataFile;
+    const std::uint32_t number = returned->number;
+    Remove(returned);
     return DeleteRec(file, number);
 }
 
@@ -306,10 +409,10 @@ bool HasChanges(const IndexFile* index)
 
 int WriteBackPages(IndexFile* index)
 {
-    for (const BufferNumber n : ChangedPages(index)) {
-        if (bufferStates[n].changed > index->rootChange && WriteMovedRoot(index) != 0)
+    for (CachedPage* page : ChangedPages(index)) {
+        if (page->changed > index->rootChange && WriteMovedRoot(index) != 0)
             return -1;
-        if (WritePage(n) != 0)
+        if (WritePage(page) != 0)
             return -1;
     }
     return WriteMovedRoot(index);
@@ -317,6 +420,6 @@ int WriteBackPages(IndexFile* index)
 
 void DropPages(IndexFile* index)
 {
-    while (index->firstBuffer != none)
-        ReleaseFirst(index->firstBuffer);
+    while (index->firstPage)
+        Remove(index->firstPage);
 }

@@ -1,9 +1,11 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The pages of all open indexes that are in memory: a fixed number of buffers,
-// the least recently used one given up first. Changed pages are written when
-// their buffer is given up or their index is written back.
+// The pages of all open indexes that are in memory, in the order of their last
+// use. Those used last stand unpacked in buffers, where they are worked on; the
+// others in a compact form, many times smaller, and as many of them as there is
+// room for. Changed pages are written when they have to leave memory or their
+// index is written back.
 //
 // A pointer to a page stays good while one operation fetches no more pages than
 // PAGESTACKSIZE, which is far more than any operation needs: a change fetches
@@ -13,15 +15,20 @@
 
 #include "store/indexfile.h"
 
-// Buffers, 14.9 MiB of them when all are in use.
-constexpr std::uint16_t PAGESTACKSIZE = 1900;
+// Buffers, 4 MiB of them.
+constexpr std::uint16_t PAGESTACKSIZE = 512;
 
-// The firstBuffer of an index that has no page in memory.
-constexpr std::uint16_t noBuffer = 0xffff;
+// Bytes for pages in compact form, and what is kept of all pages in memory.
+constexpr std::size_t standardCompactRoom = 11 * 1024 * 1024;
+void SetCompactRoom(std::size_t bytes);
 
 // The page's address, or -1 and null: it could not be read (or the page that
 // had to make room could not be written), or is no page.
 int tagetpage(IndexFile* index, std::uint32_t number, IndexPage** page);
+
+// Looks for an item in a page, in whichever form the page is in memory.
+int tasearchpage(IndexFile* index, std::uint32_t number, const IndexItem& wanted,
+                 PagePosition* position);
 
 // A page with a new number, a freed one first; all zeros.
 int tanewpage(IndexFile* index, std::uint32_t* number, IndexPage** page);

@@ -80,6 +80,10 @@ bool CheckHeader(Records& records, Report* report, DataFileHeader* header)
     *header = ReadDataFileHeader(records.record());
     if (strncasecmp(header->version, VERSION, sizeof header->version) != 0)
         report->Add(std::string("the header's version is not ") + VERSION);
+    // Records are written before the header that counts them.
+    else if (header->recordCount > records.count())
+        report->Add("the header counts " + Number(header->recordCount)
+                    + " records, the file has only " + Number(records.count()));
     return true;
 }
 

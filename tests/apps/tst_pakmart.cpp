@@ -4,7 +4,7 @@
 // pakmart as a person uses it: the real program, store server, apt-get and dpkg,
 // on the demo store.
 
-#include "support/cconfigfile.h"
+#include "tests/apps/demomachine.h"
 
 #include <QDir>
 #include <QImage>
@@ -20,72 +20,22 @@ class PakmartTest : public QObject
     Q_OBJECT
 
 private:
-    struct Result {
-        int status = -1;
-        QString out, err;
-    };
+    using Result = DemoMachine::Result;
 
-    QProcess m_server;
-    QString m_root = QString::fromLocal8Bit(qgetenv("PAKMART_SYSROOT"));
-    QString m_dir = QString::fromLocal8Bit(qgetenv("TEST_DIR"));
-    QString m_url;
+    DemoMachine m_machine;
+    const QString m_root = m_machine.root;
+    const QString m_dir = m_machine.dir;
 
-    Result pakmart(const QStringList& words, const QByteArray& input = QByteArray())
+    static Result pakmart(const QStringList& words, const QByteArray& input = QByteArray())
     {
-        QProcess process;
-        process.start(QStringLiteral(PAKMART), words);
-        process.write(input);
-        process.closeWriteChannel();
-        if (!process.waitForFinished(120000))
-            qFatal("pakmart does not end");
-        return { process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
-                 QString::fromUtf8(process.readAllStandardOutput()),
-                 QString::fromUtf8(process.readAllStandardError()) };
+        return DemoMachine::pakmart(words, input);
     }
-    QByteArray dpkgStatus() const
-    {
-        QFile status(m_root + QStringLiteral("/var/lib/dpkg/status"));
-        return status.open(QIODevice::ReadOnly) ? status.readAll() : QByteArray();
-    }
-    void serverIs(const QString& url)
-    {
-        const std::string file
-            = (m_root + QStringLiteral("/usr/share/apps/vantrelagent/.vauf")).toStdString();
-        QVERIFY(CConfigFile(file, true)
-                    .SetValue("agent api url", url.toStdString() + "/getagentapi.php", true));
-    }
-    bool plainTreeIsEmpty() const
-    {
-        const QString tree = QDir::homePath() + QStringLiteral("/.vos-apt-get");
-        return !QFile::exists(tree + QStringLiteral("/lists"))
-            && !QFile::exists(tree + QStringLiteral("/apt/vos-sources.list"))
-            && QDir(m_root + QStringLiteral("/tmp"))
-                   .entryList({ QStringLiteral("*.xml") })
-                   .isEmpty();
-    }
+    QByteArray dpkgStatus() const { return m_machine.dpkgStatus(); }
 
 private slots:
-    void initTestCase()
-    {
-        QCOMPARE(QProcess::execute(
-                     QStringLiteral(MKROOT),
-                     { QStringLiteral("--front-end"), QStringLiteral(VOS_APT_GET), m_root }),
-                 0);
-        const QString store = m_dir + QStringLiteral("/store");
-        QCOMPARE(QProcess::execute(QStringLiteral(MAKE_STORE), { store }), 0);
-        m_server.start(QStringLiteral(STORE_SERVER),
-                       { QStringLiteral("--port"), QStringLiteral("0"), store });
-        QVERIFY(m_server.waitForReadyRead(10000));
-        m_url = QString::fromLatin1(m_server.readLine().trimmed())
-                    .remove(QStringLiteral("listening on "));
-        m_url.chop(1);
-        serverIs(m_url);
-    }
-    void cleanupTestCase()
-    {
-        m_server.terminate();
-        QVERIFY(m_server.waitForFinished(10000));
-    }
+    void initTestCase() { QVERIFY(m_machine.setUp()); }
+    void cleanupTestCase() { QCOMPARE(m_machine.endServer(SIGTERM), 0); }
+    void init() { QVERIFY(m_machine.useServer(m_machine.url())); }
 
     void usageErrors_data()
     {
@@ -105,6 +55,13 @@ private slots:
         row("no name to remove", "remove");
         row("arguments to update-sources", "update-sources x");
         row("package without install", "remove --package x");
+        row("nothing to forget", "forget");
+        row("no serial to forget", "forget starlander");
+        row("arguments to recent", "recent 1");
+        row("run without recent", "install 1001 --run 1");
+        row("run without a number", "recent --run");
+        row("run of no number", "recent --run x");
+        row("run of place 0", "recent --run 0");
         row("pictures without a folder", "install 1 --pictures");
     }
     void usageErrors()
@@ -120,10 +77,23 @@ private slots:
     {
         const Result help = pakmart({ QStringLiteral("--help") });
         QCOMPARE(help.status, 0);
-        for (const char* word : { "install", "remove", "update-sources", "--yes", "--verbose",
-                                  "--dialogs", "--package", "--version" })
+        for (const char* word :
+             { "install", "remove", "update-sources", "recent", "--run", "forget", "--yes",
+               "--verbose", "--dialogs", "--package", "--version" })
             QVERIFY2(help.out.contains(QLatin1String(word)), word);
         QVERIFY(pakmart({ QStringLiteral("--version") }).out.startsWith(QLatin1String("pakmart ")));
+    }
+
+    // Before anything is installed.
+    void nothingHasBeenUsedYet()
+    {
+        const Result result = pakmart({ QStringLiteral("recent") });
+        QCOMPARE(result.status, 0);
+        QCOMPARE(result.out, QStringLiteral("No application has been used yet.\n"));
+        QCOMPARE(pakmart({ QStringLiteral("recent"), QStringLiteral("--run"), QStringLiteral("1") })
+                     .status,
+                 1);
+        QCOMPARE(pakmart({ QStringLiteral("forget"), QStringLiteral("1001") }).status, 1);
     }
 
     void installAndRemove()
@@ -139,7 +109,7 @@ private slots:
         QVERIFY(!result.out.contains(QStringLiteral("launching CAPI")));
         QVERIFY(dpkgStatus().contains("Package: starlander\nStatus: install ok installed\n"));
         QVERIFY(dpkgStatus().contains("Package: libpixel\nStatus: install ok installed\n"));
-        QVERIFY(plainTreeIsEmpty());
+        QVERIFY(m_machine.plainTreeIsEmpty());
         QProcess program;
         program.start(m_root + QStringLiteral("/usr/games/starlander"), QStringList());
         QVERIFY(program.waitForFinished());
@@ -191,7 +161,7 @@ private slots:
         QCOMPARE(result.status, 3);
         QVERIFY(result.out.contains(QStringLiteral("Nothing was installed.")));
         QVERIFY(!dpkgStatus().contains("wordcounter"));
-        QVERIFY(plainTreeIsEmpty());
+        QVERIFY(m_machine.plainTreeIsEmpty());
     }
 
     void accepted()
@@ -219,7 +189,7 @@ private slots:
             = pakmart({ QStringLiteral("install"), QStringLiteral("--yes"), serial });
         QCOMPARE(result.status, 1);
         QVERIFY2(result.err.contains(text), qPrintable(result.err));
-        QVERIFY(plainTreeIsEmpty());
+        QVERIFY(m_machine.plainTreeIsEmpty());
     }
 
     void updateSources()
@@ -231,7 +201,7 @@ private slots:
 
     void serverThatIsGoneDoesNotHangOnABoxNobodySees()
     {
-        serverIs(QStringLiteral("http://127.0.0.1:1"));
+        QVERIFY(m_machine.useServer(QStringLiteral("http://127.0.0.1:1")));
         const Result sources = pakmart({ QStringLiteral("update-sources") });
         QCOMPARE(sources.status, 1);
         QVERIFY(sources.err.contains(QStringLiteral("unable to connect")));
@@ -239,7 +209,6 @@ private slots:
             = pakmart({ QStringLiteral("install"), QStringLiteral("-y"), QStringLiteral("1001") });
         QCOMPARE(install.status, 1);
         QVERIFY(install.err.contains(QStringLiteral("unable to connect")));
-        serverIs(m_url);
     }
 
     void missingFrontEndIsToldInWords()
@@ -252,6 +221,62 @@ private slots:
         QCOMPARE(result.status, 1);
         QVERIFY(result.err.contains(QStringLiteral("Unable to run /usr/bin/vos-apt-get. Make sure "
                                                    "it exists and has execute permissions.")));
+    }
+
+    void installedApplicationsAreListedStartedAndForgotten()
+    {
+        for (const char* serial : { "1001", "1003" })
+            QCOMPARE(
+                pakmart({ QStringLiteral("install"), QStringLiteral("-y"), QLatin1String(serial) })
+                    .status,
+                0);
+        QString list = pakmart({ QStringLiteral("recent") }).out;
+        static const QRegularExpression line(
+            QStringLiteral("^ +\\d  \\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d  Star Lander \\(1001\\)$"),
+            QRegularExpression::MultilineOption);
+        QVERIFY2(line.match(list).hasMatch(), qPrintable(list));
+        QVERIFY(list.indexOf(QStringLiteral("(1003)")) < list.indexOf(QStringLiteral("(1001)")));
+
+        // The one started comes first then.
+        QTest::qWait(1100);
+        const int place
+            = list.left(list.indexOf(QStringLiteral("(1001)"))).count(QLatin1Char('\n')) + 1;
+        const Result run = pakmart(
+            { QStringLiteral("recent"), QStringLiteral("--run"), QString::number(place) });
+        QCOMPARE(run.status, 0);
+        QCOMPARE(run.out, QStringLiteral("Star Lander is started.\n"));
+        list = pakmart({ QStringLiteral("recent") }).out;
+        QVERIFY(list.startsWith(QLatin1String("  1 ")));
+        QVERIFY(list.indexOf(QStringLiteral("(1001)")) < list.indexOf(QStringLiteral("(1003)")));
+
+        // What was removed since cannot be started, and stays until forgotten.
+        QCOMPARE(pakmart({ QStringLiteral("remove"), QStringLiteral("-y"),
+                           QStringLiteral("starlander") })
+                     .status,
+                 0);
+        const Result gone
+            = pakmart({ QStringLiteral("recent"), QStringLiteral("--run"), QStringLiteral("1") });
+        QCOMPARE(gone.status, 1);
+        QVERIFY(gone.err.contains(QStringLiteral("there is no program /usr/games/starlander")));
+        const Result forget = pakmart({ QStringLiteral("forget"), QStringLiteral("1001") });
+        QCOMPARE(forget.status, 0);
+        QCOMPARE(forget.out, QStringLiteral("Star Lander is forgotten.\n"));
+        QVERIFY(!pakmart({ QStringLiteral("recent") }).out.contains(QStringLiteral("(1001)")));
+        const Result again = pakmart({ QStringLiteral("forget"), QStringLiteral("1001") });
+        QCOMPARE(again.status, 1);
+        QVERIFY(again.err.contains(QStringLiteral("serial number 1001")));
+        QCOMPARE(pakmart({ QStringLiteral("forget"), QStringLiteral("99999999999") }).status, 1);
+    }
+
+    void damagedListIsToldInWords()
+    {
+        QFile list(QDir::homePath() + QStringLiteral("/.kde/share/apps/vantrelagent/.rulist.k1"));
+        QVERIFY(list.exists());
+        QVERIFY(list.resize(0));
+        const Result result = pakmart({ QStringLiteral("recent") });
+        QCOMPARE(result.status, 1);
+        QVERIFY(result.err.contains(QStringLiteral("the list of applications cannot be opened")));
+        QCOMPARE(pakmart({ QStringLiteral("forget"), QStringLiteral("1003") }).status, 1);
     }
 
     void unwritableHomeFailsInWords()
@@ -284,7 +309,7 @@ private slots:
     {
         QTcpServer mute;
         QVERIFY(mute.listen(QHostAddress::LocalHost));
-        serverIs(QStringLiteral("http://127.0.0.1:%1").arg(mute.serverPort()));
+        QVERIFY(m_machine.useServer(QStringLiteral("http://127.0.0.1:%1").arg(mute.serverPort())));
         QProcess process;
         process.start(QStringLiteral(PAKMART),
                       { QStringLiteral("install"), QStringLiteral("-y"), QStringLiteral("4003") });
@@ -293,8 +318,7 @@ private slots:
         QCOMPARE(kill(pid_t(process.processId()), SIGINT), 0);
         QTRY_COMPARE_WITH_TIMEOUT(process.state(), QProcess::NotRunning, 30000);
         QCOMPARE(process.exitCode(), 130);
-        QVERIFY(plainTreeIsEmpty());
-        serverIs(m_url);
+        QVERIFY(m_machine.plainTreeIsEmpty());
     }
 
     void interruptionLeavesNothingBehind_data()
@@ -309,17 +333,12 @@ private slots:
         // A repository that never sends its packages.
         QTcpServer mute;
         QVERIFY(mute.listen(QHostAddress::LocalHost));
-        const QString store = m_dir + QStringLiteral("/store");
-        QProcess server;
-        server.start(QStringLiteral(STORE_SERVER),
-                     { QStringLiteral("--port"), QStringLiteral("0"),
-                       QStringLiteral("--public-url"),
-                       QStringLiteral("http://127.0.0.1:%1").arg(mute.serverPort()), store });
-        QVERIFY(server.waitForReadyRead(10000));
-        const QString real = QString::fromLatin1(server.readLine().trimmed())
-                                 .remove(QStringLiteral("listening on "));
+        ServerProcess server(m_machine.store(),
+                             { QStringLiteral("--public-url"),
+                               QStringLiteral("http://127.0.0.1:%1").arg(mute.serverPort()) });
+        QVERIFY(server.isRunning());
         // It passes on what is asked of the functions, and stalls on the pool.
-        const quint16 port = quint16(QUrl(real).port());
+        const quint16 port = server.port();
         connect(&mute, &QTcpServer::newConnection, this, [&] {
             QTcpSocket* client = mute.nextPendingConnection();
             if (!client)
@@ -337,7 +356,7 @@ private slots:
                 upstream->write(request);
             });
         });
-        serverIs(QStringLiteral("http://127.0.0.1:%1").arg(mute.serverPort()));
+        QVERIFY(m_machine.useServer(QStringLiteral("http://127.0.0.1:%1").arg(mute.serverPort())));
         QProcess process;
         process.start(QStringLiteral(PAKMART),
                       { QStringLiteral("install"), QStringLiteral("-y"), QStringLiteral("4003") });
@@ -354,11 +373,10 @@ private slots:
         QCOMPARE(process.exitCode(), 130);
         for (const QByteArray& child : before)
             QTRY_VERIFY(!QFile::exists(QLatin1String("/proc/") + QString::fromLatin1(child)));
-        QVERIFY(plainTreeIsEmpty());
+        QVERIFY(m_machine.plainTreeIsEmpty());
         QVERIFY(!dpkgStatus().contains("Package: typingtutor"));
-        server.terminate();
-        QVERIFY(server.waitForFinished(10000));
-        serverIs(m_url);
+        QCOMPARE(server.end(SIGTERM), 0);
+        QVERIFY(m_machine.useServer(m_machine.url()));
         QCOMPARE(
             pakmart({ QStringLiteral("install"), QStringLiteral("-y"), QStringLiteral("4003") })
                 .status,

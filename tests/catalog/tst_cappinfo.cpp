@@ -6,6 +6,8 @@
 #include "catalog/capidownloadappinfo.h"
 #include "catalog/cappinfo.h"
 #include "catalog/cmenueditor.h"
+#include "db/crufile.h"
+#include "db/indexlayer.h"
 #include "tests/request/requests.h"
 
 #include <QtTest>
@@ -201,14 +203,114 @@ private slots:
         QCOMPARE(icon, QStringLiteral("mine"));
     }
 
-    void nothingIsRecordedYetAndNothingSaysSo()
+    void firstProgramIsRecordedAsUsedNow()
     {
         CAppInfo info;
+        QVERIFY(info.BuildApplicationInformation(
+            reply("<package><serialnumber>7</serialnumber>" + Binary("First", "/a", "")
+                  + Binary("Second", "/b", "") + "</package>")));
+        QCOMPARE(info.Count(), 2);
+        const auto before = std::int32_t(std::time(nullptr));
+        QVERIFY(info.AddAppToDatabase());
+        CRUFile list;
+        QCOMPARE(InitIndex(), 0);
+        QVERIFY(list.Open());
+        QCOMPARE(list.UsedRecs(), 1);
+        QVERIFY(list.FindLastAccessedItem());
+        QCOMPARE(list.ServerSerialNumber(), 7);
+        QCOMPARE(list.Description(), "First");
+        QCOMPARE(list.ExecutablePath(), "/a");
+        QCOMPARE(list.IconPath(), "l");
+        QCOMPARE(list.SmallIconPath(), "s");
+        QVERIFY(list.LastAccessed() >= before && list.LastAccessed() <= std::time(nullptr));
+        // Recording it again changes the item that is there.
+        list.SetLastAccessed(5);
+        QVERIFY(list.Update());
+        list.Close();
+        QVERIFY(info.AddAppToDatabase());
+        QVERIFY(list.Open());
+        QCOMPARE(list.UsedRecs(), 1);
+        QVERIFY(list.FindServerSerialNumber(7));
+        QVERIFY(list.LastAccessed() >= before);
+        list.Close();
+        UnInitIndex();
+        QVERIFY(info.RemoveAppFromDatabase());
+        QVERIFY(info.RemoveAppFromDatabase()); // there is a list, if not the item
+        QCOMPARE(InitIndex(), 0);
+        QVERIFY(list.Open());
+        QCOMPARE(list.UsedRecs(), 0);
+        list.Close();
+        UnInitIndex();
+    }
+
+    void packageWithoutASerialNumberIsNotRecorded()
+    {
+        for (const char* serial : { "", "0", "-7", "text" }) {
+            CAppInfo info;
+            info.BuildApplicationInformation(reply("<package><serialnumber>" + QByteArray(serial)
+                                                   + "</serialnumber>" + Binary("A", "/a", "")
+                                                   + "</package>"));
+            QVERIFY(!info.AddAppToDatabase());
+        }
+        QVERIFY(!CAppInfo().AddAppToDatabase());
+        // Without a program there is nothing to record.
+        CAppInfo info;
+        info.BuildApplicationInformation(
+            reply("<package><serialnumber>7</serialnumber></package>"));
         QVERIFY(!info.AddAppToDatabase());
-        QVERIFY(info.BuildApplicationInformation(reply("<package><serialnumber>7</serialnumber>"
-                                                       + Binary("A", "/a", "") + "</package>")));
+        QVERIFY(!HasPageCache());
+    }
+
+    void emptyIconsAreRecordedAsTheUsualOne()
+    {
+        CAppInfo info;
+        QVERIFY(info.BuildApplicationInformation(
+            reply("<package><serialnumber>8</serialnumber><binary><name>Plain</name>"
+                  "<path>/p</path></binary></package>")));
+        QVERIFY(info.AddAppToDatabase());
+        const IndexLayer layer;
+        CRUFile list;
+        QVERIFY(list.Open());
+        QVERIFY(list.FindItem("plain"));
+        QCOMPARE(list.IconPath(), "kcmkwm");
+        QCOMPARE(list.SmallIconPath(), "kcmkwm");
+    }
+
+    void recordingLeavesAHostsIndexesOpen()
+    {
+        CAppInfo info;
+        QVERIFY(info.BuildApplicationInformation(reply("<package><serialnumber>9</serialnumber>"
+                                                       + Binary("Nine", "/9", "") + "</package>")));
+        QCOMPARE(InitIndex(), 0);
+        IndexFile* index
+            = MakeIndex(0, m_dir.filePath(QStringLiteral("own")).toUtf8().constData(), 10, 0);
+        QVERIFY(index);
+        const std::uint32_t record = 1;
+        char key[] = "key       ";
+        QCOMPARE(AddKey(index, &record, key), 0);
+        QVERIFY(info.AddAppToDatabase());
+        QVERIFY(info.RemoveAppFromDatabase());
+        std::uint32_t found = 0;
+        QCOMPARE(FindKey(index, &found, key), 0);
+        QCOMPARE(found, 1u);
+        QCOMPARE(CloseIndex(index), 0);
+        UnInitIndex();
+        QVERIFY(info.AddAppToDatabase());
+        QVERIFY(!HasPageCache());
+    }
+
+    void listThatDoesNotOpenIsNotWritten()
+    {
+        CAppInfo info;
+        QVERIFY(info.BuildApplicationInformation(reply("<package><serialnumber>9</serialnumber>"
+                                                       + Binary("Nine", "/9", "") + "</package>")));
+        QVERIFY(info.AddAppToDatabase());
+        QFile file(QString::fromStdString(CRUFile::RUDATAIDX2));
+        QVERIFY(file.rename(file.fileName() + QLatin1String(".away")));
         QVERIFY(!info.AddAppToDatabase());
         QVERIFY(!info.RemoveAppFromDatabase());
+        QVERIFY(file.rename(QString::fromStdString(CRUFile::RUDATAIDX2)));
+        QVERIFY(info.AddAppToDatabase());
     }
 
     void menuIsRestartedOnlyForPrograms()

@@ -10,6 +10,7 @@
 #include "install/cdlginstallcomplete.h"
 #include "tests/common/frontend.h"
 #include "tests/request/requests.h"
+#include "util/paths.h"
 
 #include <QPlainTextEdit>
 #include <QPushButton>
@@ -87,6 +88,36 @@ protected:
         return appInfo ? CAPIInstallPackages::MakeAppInfoRequest() : nullptr;
     }
     CAPIGetPackageInfo* MakePackageInfoRequest() override { return nullptr; }
+};
+
+// Reads the dialog that comes up at the end and closes it, as long as it lives.
+class DialogReader
+{
+public:
+    DialogReader()
+    {
+        QObject::connect(&m_timer, &QTimer::timeout, &m_timer, [this] { Look(); });
+        m_timer.start(5);
+    }
+    QString name, text;
+    QStringList buttons; // those that can be seen
+
+private:
+    void Look()
+    {
+        auto* box = qobject_cast<QDialog*>(QApplication::activeModalWidget());
+        if (!box)
+            return;
+        name = box->objectName();
+        if (const auto* edit = box->findChild<QPlainTextEdit*>())
+            text = edit->toPlainText();
+        for (const QPushButton* button : box->findChildren<QPushButton*>()) {
+            if (button->isVisible())
+                buttons << button->text();
+        }
+        box->reject();
+    }
+    QTimer m_timer;
 };
 
 class InstallTest : public QObject
@@ -181,15 +212,14 @@ private slots:
         m_frontEnd.forget();
         m_server.asked.clear();
         m_addToNewStuff = true;
-        QFile::remove(QString::fromLocal8Bit(qgetenv("PAKMART_SYSROOT"))
-                      + QStringLiteral("/tmp/apt-get.out"));
+        QFile::remove(SystemPath(QStringLiteral("/tmp/apt-get.out")));
     }
     void cleanup()
     {
         // Every install leaves the plain tree and the spool folder empty.
         QVERIFY(!QFile::exists(QString::fromStdString(CRunAptGet::SourcesFile(false))));
         QVERIFY(!QFile::exists(QString::fromStdString(CRunAptGet::ListsDir(false))));
-        QCOMPARE(QDir(QString::fromLocal8Bit(qgetenv("PAKMART_SYSROOT")) + QStringLiteral("/tmp"))
+        QCOMPARE(QDir(SystemPath(QStringLiteral("/tmp")))
                      .entryList({ QStringLiteral("*.xml") }, QDir::Files),
                  QStringList());
     }
@@ -221,24 +251,12 @@ private slots:
 
     void successDialogTellsAndOffersToRun()
     {
-        QString text, name;
-        bool run = false;
-        QTimer look;
-        connect(&look, &QTimer::timeout, this, [&] {
-            auto* box = qobject_cast<CDlgInstallComplete*>(QApplication::activeModalWidget());
-            if (!box)
-                return;
-            name = box->objectName();
-            text = box->findChild<QPlainTextEdit*>()->toPlainText();
-            for (QPushButton* button : box->findChildren<QPushButton*>())
-                run = run || (button->text() == QLatin1String("Run It!") && button->isVisible());
-            box->reject();
-        });
-        look.start(5);
+        const DialogReader dialog;
         installProduct(false);
-        QCOMPARE(name, QStringLiteral("pDlgInstall"));
-        QVERIFY(text.startsWith(QLatin1String("Foo has been installed!\n\nYou can run it by:")));
-        QVERIFY(run);
+        QCOMPARE(dialog.name, QStringLiteral("pDlgInstall"));
+        QVERIFY(
+            dialog.text.startsWith(QLatin1String("Foo has been installed!\n\nYou can run it by:")));
+        QVERIFY(dialog.buttons.contains(QLatin1String("Run It!")));
     }
 
     void severalProductsShareOneText()
@@ -246,17 +264,10 @@ private slots:
         appInfoIs("<package><packagename>foo</packagename><binary><name>A</name></binary></package>"
                   "<package><packagename>bar</packagename><binary><name>B</name><path>/b</path>"
                   "</binary></package>");
-        QString text;
-        QTimer look;
-        connect(&look, &QTimer::timeout, this, [&text] {
-            if (QWidget* box = QApplication::activeModalWidget()) {
-                text = box->findChild<QPlainTextEdit*>()->toPlainText();
-                box->close();
-            }
-        });
-        look.start(5);
+        const DialogReader dialog;
         installProduct(false);
-        QCOMPARE(text, QStringLiteral("A has been installed!\n\n\n\n\nB has been installed!\n\n"));
+        QCOMPARE(dialog.text,
+                 QStringLiteral("A has been installed!\n\n\n\n\nB has been installed!\n\n"));
     }
 
     void packagesByNameShowNoDialogAfterSuccess()
@@ -296,24 +307,15 @@ private slots:
     void failedInstallLeavesItsOutputAndTellsErrors()
     {
         frontEndSays(Uris, "one\nE: bad thing\n detail\n", 100);
-        QString text;
-        QTimer look;
-        connect(&look, &QTimer::timeout, this, [&text] {
-            if (QWidget* box = QApplication::activeModalWidget()) {
-                text = box->findChild<QPlainTextEdit*>()->toPlainText();
-                box->close();
-            }
-        });
-        look.start(5);
+        const DialogReader dialog;
         const Result result = installProduct(false);
         QVERIFY(result.started);
-        QCOMPARE(text,
+        QCOMPARE(dialog.text,
                  QStringLiteral("Pakmart failed to install this product.\n\n\nbad thing\n detail"));
         QCOMPARE(result.events.mid(result.events.size() - 4),
                  (QStringList{ QStringLiteral("end 0"), QStringLiteral("report 3"),
                                QStringLiteral("outcome 0"), QStringLiteral("complete 0") }));
-        QFile out(QString::fromLocal8Bit(qgetenv("PAKMART_SYSROOT"))
-                  + QStringLiteral("/tmp/apt-get.out"));
+        QFile out(SystemPath(QStringLiteral("/tmp/apt-get.out")));
         QVERIFY(out.open(QIODevice::ReadOnly));
         QCOMPARE(out.readAll(), QByteArray("one\nE: bad thing\n detail\n"));
     }

@@ -4,6 +4,7 @@
 // The process runner.
 
 #include "install/crun.h"
+#include "tests/common/limits.h"
 
 #include <QElapsedTimer>
 #include <QFile>
@@ -169,6 +170,22 @@ private slots:
         CRun run;
         output([&] { QCOMPARE(run.Run(QStringLiteral("  "), QString(), true), -1); });
         QCOMPARE(run.pid(), -1);
+    }
+
+    void noProcessMoreStartsNothing()
+    {
+        for (const bool wait : { true, false }) {
+            CRun run(QStringLiteral("/bin/true"), QString(), wait);
+            int result = 0;
+            {
+                const NoMoreProcesses limit;
+                result = run.Run();
+            }
+            QCOMPARE(result, -1);
+            QCOMPARE(run.pid(), -1);
+        }
+        CRun later(QStringLiteral("/bin/true"), QString(), true);
+        QCOMPARE(later.Run(), 0);
     }
 
     void withoutWaitItReturnsAtOnceAndRunsOn()

@@ -7,6 +7,7 @@
 #include "install/packagename.h"
 #include "runnerevents.h"
 #include "tests/common/frontend.h"
+#include "tests/common/limits.h"
 #include "tests/common/observe.h"
 
 #include <QCursor>
@@ -190,6 +191,36 @@ private slots:
         const RunnerEvents events(runner);
         QCOMPARE(runner.Run('I', "a", false, false), 100 << 8);
         QCOMPARE(events.list, QStringList(QStringLiteral("end failed")));
+    }
+
+    void frontEndThatCannotBeStartedSaysNothingAndFailsNothing()
+    {
+        m_frontEnd.says("W: one\n");
+        CRunAptGet runner;
+        QCOMPARE(runner.Run('I', "a", false, false), 0);
+        m_frontEnd.forget();
+        const RunnerEvents events(runner);
+        int result = -1;
+        QByteArray said;
+        {
+            const StandardOutput output;
+            {
+                const NoMoreFiles limit;
+                result = runner.Run('I', "a", false, false);
+            }
+            said = output.text();
+        }
+        // It counts as a run without output: nobody is told of an end, and the
+        // lines of the run before stay.
+        QCOMPARE(result, 0);
+        QVERIFY(said.startsWith("About to execute: |"));
+        QCOMPARE(events.list, QStringList());
+        QCOMPARE(m_frontEnd.calls(), QStringList());
+        QCOMPARE(runner.Messages(), AptGetMessages{ "W: one" });
+        QCOMPARE(QGuiApplication::overrideCursor(), nullptr);
+        // The next one runs again.
+        QCOMPARE(runner.Run('I', "a", false, false), 0);
+        QCOMPARE(events.list, QStringList(QStringLiteral("end ok")));
     }
 
     void couldNotFindPackageRunsASecondTimeOnceOnly()

@@ -3,51 +3,17 @@
 
 // The parser of the package front end's output, line by line.
 
-#include "runnerevents.h"
+#include "parsedoutput.h"
 #include "tests/common/observe.h"
 
 #include <QtTest>
-
-namespace
-{
-
-QStringList ToList(const std::vector<std::string>& texts)
-{
-    QStringList list;
-    for (const std::string& text : texts)
-        list << QString::fromStdString(text);
-    return list;
-}
-
-} // namespace
 
 class ParseTest : public QObject
 {
     Q_OBJECT
 
 private:
-    // A runner that has parsed these bytes, as a run does.
-    struct Parsed {
-        CRunAptGet runner;
-        RunnerEvents events{ runner };
-        bool inList = false, inError = false;
-
-        void feed(const QByteArray& bytes)
-        {
-            FILE* stream = std::tmpfile();
-            std::fwrite(bytes.constData(), 1, std::size_t(bytes.size()), stream);
-            std::rewind(stream);
-            char buffer[2048];
-            int length = 0;
-            while (runner.readLine(buffer, sizeof buffer, stream, length))
-                runner.parseLine(buffer, length, inList, inError);
-            if (length > 0)
-                runner.parseLine(buffer, length, inList, inError);
-            std::fclose(stream);
-        }
-        QStringList errors() const { return ToList(runner.Errors()); }
-        QStringList messages() const { return ToList(runner.Messages()); }
-    };
+    using Parsed = ParsedOutput;
 
 private slots:
     void listOfNewPackages()
@@ -155,7 +121,7 @@ private slots:
         Parsed p;
         p.feed("'http://h/r/libfoo_1.2-3_i386.deb' libfoo_1.2-3_i386.deb 716 SHA256:00\n"
                "'http://h/a%3ab.deb' a 1 x\n'nopath' x\n'http://h/unclosed\n");
-        QCOMPARE(ToList(p.runner.PackageFiles()),
+        QCOMPARE(p.files(),
                  (QStringList{ QStringLiteral("libfoo_1.2-3_i386.deb"), QStringLiteral("a%3ab.deb"),
                                QString(), QStringLiteral("unclosed") }));
     }
@@ -250,29 +216,6 @@ private slots:
         exact.feed(QByteArray(2047, 'a') + "\nb\n");
         QCOMPARE(exact.messages(),
                  (QStringList{ QString(2047, QLatin1Char('a')), QStringLiteral("b") }));
-    }
-
-    void anyBytesAreSurvived()
-    {
-        quint32 seed = 20261121;
-        qInfo("seed %u", seed);
-        const auto next = [&seed] { return seed = seed * 1664525u + 1013904223u, seed >> 8; };
-        const QByteArray pieces[] = { "The following", "E:", "W: ", " ",   "'",      "/",
-                                      "Get:",          "[",  "]",   "% [", "%]",     "Need to get ",
-                                      "Setting up",    "\n", "a",   "12",  "Sorry,", "\t",
-                                      "\xff" };
-        for (int round = 0; round < 3000; ++round) {
-            Parsed p;
-            QByteArray bytes;
-            for (int i = 0; i < 40; ++i)
-                bytes += pieces[next() % 19];
-            p.feed(bytes);
-            // Nothing is lost but control characters: the messages are the lines.
-            QByteArray kept;
-            for (const std::string& line : p.runner.Messages())
-                kept += QByteArray::fromStdString(line);
-            QCOMPARE(kept, bytes.replace("\n", "").replace("\t", ""));
-        }
     }
 
     void skippersStopAtTheEnd()

@@ -4,6 +4,7 @@
 // The package front end on the real apt-get and dpkg, in a private root, with a
 // repository on loopback.
 
+#include "tests/common/limits.h"
 #include "tests/common/processes.h"
 #include "tests/common/scriptedserver.h"
 #include "tests/common/testarchive.h"
@@ -11,7 +12,6 @@
 #include <QtTest>
 #include <fcntl.h>
 #include <signal.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 
 using Package = TestArchive::Package;
@@ -351,14 +351,13 @@ private slots:
     {
         const Package app{ "app", "1.0", "", 300000 };
         add(app);
-        // A limit on the size of files, which the children inherit.
-        struct rlimit before;
-        getrlimit(RLIMIT_FSIZE, &before);
-        ::signal(SIGXFSZ, SIG_IGN);
-        const rlimit small{ 100000, before.rlim_max };
-        setrlimit(RLIMIT_FSIZE, &small);
-        const Result result = install({ QStringLiteral("app") });
-        setrlimit(RLIMIT_FSIZE, &before);
+        Result result;
+        {
+            // A limit on the size of files, which the children inherit.
+            ::signal(SIGXFSZ, SIG_IGN);
+            const LowLimit small(RLIMIT_FSIZE, 100000);
+            result = install({ QStringLiteral("app") });
+        }
         QVERIFY(result.status != 0);
         QVERIFY(!result.matching("^E: ").isEmpty());
         QVERIFY(!installed("app"));

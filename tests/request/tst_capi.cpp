@@ -4,12 +4,13 @@
 // Requests over real KIO, against a server that says what it is told to.
 
 #include "requests.h"
+#include "tests/common/limits.h"
 
 #include <QDir>
 #include <QtTest>
 #include <csignal>
 #include <ctime>
-#include <sys/resource.h>
+#include <optional>
 
 namespace
 {
@@ -178,8 +179,6 @@ private slots:
 
     void fullDiskIsAnUnreadableReply()
     {
-        struct rlimit before;
-        getrlimit(RLIMIT_FSIZE, &before);
         std::signal(SIGXFSZ, SIG_IGN);
         m_server.answer("/t",
                         ScriptedServer::http("<agentfunction resultcode=\"OK\">"
@@ -187,13 +186,12 @@ private slots:
         TestRequest::Record record;
         auto* request = new TestRequest(record, true, false);
         // KIO's worker must not inherit the limit, so it is set behind its start.
-        connect(request, &CAPI::APIDestinationFile, this, [&before] {
-            const rlimit small{ 40000, before.rlim_max };
-            setrlimit(RLIMIT_FSIZE, &small);
-        });
+        std::optional<LowLimit> full;
+        connect(request, &CAPI::APIDestinationFile, this,
+                [&full] { full.emplace(RLIMIT_FSIZE, 40000); });
         QVERIFY(request->Execute());
         WaitForEnd(record);
-        setrlimit(RLIMIT_FSIZE, &before);
+        full.reset();
         QCOMPARE(last(record, 2), QLatin1String("error ") + Texts::format);
         QCOMPARE(last(record, 1), QStringLiteral("complete 0"));
     }
@@ -240,27 +238,21 @@ private slots:
         QCOMPARE(last(record, 1), QStringLiteral("complete 0"));
     }
 
-    void replyOf200MegabytesIsRefusedByTheLimit()
+    void replyOverTheLimitOfTheSettingsIsRefused()
     {
-        Setting("max reply size", "1000000");
-        m_server.answer("/t", [](QTcpSocket* socket, const QByteArray&) {
-            socket->write("HTTP/1.0 200 OK\r\n\r\n<agentfunction resultcode=\"OK\">");
-            // A piece whenever the one before has gone, 200 in all.
-            auto left = std::make_shared<int>(200);
-            const auto more = [socket, left] {
-                if (socket->bytesToWrite() > 0)
-                    return;
-                if ((*left)-- > 0)
-                    socket->write(QByteArray(1000000, 'x'));
-                else
-                    socket->disconnectFromHost();
-            };
-            connect(socket, &QTcpSocket::bytesWritten, socket, more);
-        });
-        TestRequest::Record record;
-        (new TestRequest(record))->Execute();
+        const QByteArray reply
+            = "<agentfunction resultcode=\"OK\">" + QByteArray(100000, 'x') + "</agentfunction>";
+        Setting("max reply size", std::to_string(reply.size()));
+        const auto fits = ask(ScriptedServer::http(reply));
+        Setting("max reply size", std::to_string(reply.size() - 1));
+        const auto over = ask(ScriptedServer::http(reply));
         Setting("max reply size", "268435456");
-        QCOMPARE(last(record, 2), QLatin1String("error ") + Texts::format);
+        QVERIFY(last(fits, 2).startsWith(QLatin1String("ok xxx")));
+        QCOMPARE(last(fits, 1), QStringLiteral("complete 1"));
+        QCOMPARE(last(over, 2), QLatin1String("error ") + Texts::format);
+        QCOMPARE(last(over, 1), QStringLiteral("complete 0"));
+        QCOMPARE(over.events.size(), 3);
+        QCOMPARE(SpoolFiles(), QStringList());
     }
 
     void closedHalfwayIsAnError()

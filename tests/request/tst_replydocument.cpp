@@ -5,15 +5,14 @@
 
 #include "request/replydocument.h"
 #include "request/xmlgate.h"
+#include "tests/request/documentcontent.h"
 #include "util/paths.h"
 
 #include <QBuffer>
 #include <QDomDocument>
 #include <QFile>
 #include <QRandomGenerator>
-#include <QXmlStreamReader>
 #include <QtTest>
-#include <algorithm>
 
 namespace
 {
@@ -39,22 +38,6 @@ bool Reads(const QByteArray& text, QDomDocument& document)
 QByteArray Nested(int depth)
 {
     return QByteArray("<e>").repeated(depth) + "x" + QByteArray("</e>").repeated(depth);
-}
-
-// The depth that the stream reader reaches before the end or its first error.
-int DepthSeen(const QByteArray& text)
-{
-    QXmlStreamReader reader(text);
-    int depth = 0;
-    int most = 0;
-    while (!reader.atEnd()) {
-        const auto token = reader.readNext();
-        if (token == QXmlStreamReader::StartElement)
-            most = std::max(most, ++depth);
-        else if (token == QXmlStreamReader::EndElement)
-            --depth;
-    }
-    return most;
 }
 
 const QByteArray odd = "\xEF\xBB\xBF<?xml version=\"1.0\" encoding='utf-8' standalone=\"yes\" ?>\n"
@@ -89,6 +72,8 @@ private slots:
             << QByteArray("<a><!--" + QByteArray(300000, '<') + "--></a>");
         QTest::newRow("tag of 64 KB")
             << QByteArray("<a b='" + QByteArray(65536 - 10, 'x') + "' />");
+        QTest::newRow("references to characters") << QByteArray(
+            "<a>" + QByteArray("&amp;&lt;&gt;&quot;&apos;&#65;").repeated(700000) + "</a>");
         QTest::newRow("wide") << QByteArray("<a>" + QByteArray("<b/><c></c>").repeated(2000)
                                             + "</a>");
     }
@@ -137,6 +122,11 @@ private slots:
         QTest::newRow("too many attributes") << QByteArray(many + "/>");
         QTest::newRow("too many nodes")
             << QByteArray("<a>" + QByteArray("<b/>").repeated(int(XmlGate::maxNodes / 2)) + "</a>");
+        const int half = int(XmlGate::maxNodes / 2);
+        QTest::newRow("too many references to entities")
+            << QByteArray("<a>" + QByteArray("&b;").repeated(half) + "</a>");
+        QTest::newRow("too many nodes of all kinds") << QByteArray(
+            "<a>" + QByteArray("<b/>&c;<!----><?d ?><![CDATA[]]>").repeated(half / 5) + "</a>");
         QTest::newRow("NUL in text") << QByteArray("<a>\0</a>", 8);
         QTest::newRow("NUL behind the end") << QByteArray("<a/>\0", 5);
         QTest::newRow("bad UTF-8") << QByteArray("<a>\xC3</a>");
@@ -200,6 +190,8 @@ private slots:
         QVERIFY(Passes(odd));
         for (int chunk = 1; chunk <= odd.size(); ++chunk)
             QVERIFY2(Passes(odd, chunk), qPrintable(QString::number(chunk)));
+        const QByteArray references = QByteArray("x&eacute;").repeated(int(XmlGate::maxNodes / 2));
+        QVERIFY(!Passes("<a>" + references + "</a>", 7));
         for (const QByteArray& bad :
              { Nested(513), QByteArray("<!DOCTYPE a [<!ENTITY b 'c'>]><a/>"),
                QByteArray("<?xml version='1.0' encoding='UTF-7'?><a/>"),
@@ -237,9 +229,10 @@ private slots:
             if (!Passes(text))
                 continue;
             ++passed;
-            QVERIFY2(DepthSeen(text) <= XmlGate::maxDepth, text.left(200).constData());
             QDomDocument document;
             document.setContent(text);
+            QVERIFY2(DocumentContent(document).depth <= XmlGate::maxDepth,
+                     text.left(200).constData());
         }
         QVERIFY(passed > 0);
     }
@@ -296,11 +289,13 @@ private slots:
         QVERIFY(!ReadReplyDocument(QDir::tempPath(), document));
     }
 
-    void notWellFormedIsFalse()
+    void notWellFormedIsFalseAndNothingOfItIsKept()
     {
         QDomDocument document;
         QVERIFY(Passes("<a><b></a></b>"));
         QVERIFY(!Reads("<a><b></a></b>", document));
+        QVERIFY(document.documentElement().isNull());
+        QVERIFY(document.firstChild().isNull());
     }
 };
 

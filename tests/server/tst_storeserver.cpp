@@ -41,6 +41,27 @@ private:
         QCOMPARE(::rename(qPrintable(path("new")), qPrintable(path(name))), 0);
     }
 
+    // A server that cannot come up, and ends by itself.
+    ServerProcess::Result runToTheEnd(int port = 0, const QStringList& options = {}) const
+    {
+        return ServerProcess::run(
+            options
+            + QStringList{ QStringLiteral("--port"), QString::number(port), m_dir->path() });
+    }
+
+    static HttpReply appInfo(const ServerProcess& server, const QByteArray& query)
+    {
+        return server.get("/agent/CAPIDownloadAppInfo" + query);
+    }
+    static HttpReply packageInfo(const ServerProcess& server, const QByteArray& query)
+    {
+        return server.get("/agent/CAPIGetPackageInfo" + query);
+    }
+    static HttpReply sourcesList(const ServerProcess& server)
+    {
+        return server.get("/agent/CAPIGetSourcesList");
+    }
+
     // The envelope of a reply, or an empty element.
     static QDomElement envelope(const HttpReply& reply)
     {
@@ -132,8 +153,7 @@ private slots:
     {
         QTcpServer other;
         QVERIFY(other.listen(QHostAddress::LocalHost));
-        const auto result = ServerProcess::run(
-            { QStringLiteral("--port"), QString::number(other.serverPort()), m_dir->path() });
+        const auto result = runToTheEnd(other.serverPort());
         QCOMPARE(result.status, 1);
         QCOMPARE(result.out, QByteArray());
         QVERIFY2(result.err.contains("cannot listen at http://127.0.0.1:"), result.err);
@@ -142,16 +162,14 @@ private slots:
     void aPortOfAnotherStoreServerIsTaken()
     {
         const ServerProcess server(m_dir->path());
-        const auto result = ServerProcess::run(
-            { QStringLiteral("--port"), QString::number(server.port()), m_dir->path() });
+        const auto result = runToTheEnd(server.port());
         QCOMPARE(result.status, 1);
     }
 
     void anAddressOfAnotherMachineIsStatusOne()
     {
         const auto result
-            = ServerProcess::run({ QStringLiteral("--listen"), QStringLiteral("192.0.2.1"),
-                                   QStringLiteral("--port"), QStringLiteral("0"), m_dir->path() });
+            = runToTheEnd(0, { QStringLiteral("--listen"), QStringLiteral("192.0.2.1") });
         QCOMPARE(result.status, 1);
         QVERIFY2(result.err.contains("cannot listen at http://192.0.2.1:"), result.err);
     }
@@ -263,6 +281,16 @@ private slots:
             "/Packages:3: this file is not in the repository");
         row("the same file", i, package + '\n' + package,
             "/Packages:7: a second package with the file");
+
+        const char* l = "pool/main/Location";
+        row("no location", l, "", "/Location:1: a location is one field, Archives");
+        row("two locations", l, "Archives: http://a\nArchives: http://b\n",
+            "/Location:1: a location is one field");
+        row("other field", l, "Address: http://a\n", "/Location:1: there is no Archives here");
+        row("location of another scheme", l, "Archives: file:///etc\n",
+            "/Location:1: 'file:///etc' is no address");
+        row("location with options", l, "Archives: [trusted=yes] http://a\n",
+            "/Location:1: '[trusted=yes] http://a' is no address");
     }
     void aBrokenStoreIsStatusOne()
     {
@@ -270,8 +298,7 @@ private slots:
         QFETCH(QByteArray, text);
         QFETCH(QByteArray, says);
         QVERIFY(WriteTextFile(path(file), text));
-        const auto result
-            = ServerProcess::run({ QStringLiteral("--port"), QStringLiteral("0"), m_dir->path() });
+        const auto result = runToTheEnd();
         QCOMPARE(result.status, 1);
         QCOMPARE(result.out, QByteArray());
         QVERIFY2(result.err.startsWith("pakmart-storeserver: " + m_dir->path().toUtf8() + '/'),
@@ -289,8 +316,7 @@ private slots:
     {
         QFETCH(QByteArray, file);
         QVERIFY(QFile::rename(path(file), path("away")));
-        const auto result
-            = ServerProcess::run({ QStringLiteral("--port"), QStringLiteral("0"), m_dir->path() });
+        const auto result = runToTheEnd();
         QCOMPARE(result.status, 1);
         QVERIFY2(result.err.contains('/' + file + ": No such file or directory"), result.err);
     }
@@ -311,8 +337,7 @@ private slots:
             QCOMPARE(mkfifo(qPrintable(path("products")), 0600), 0);
         else
             QVERIFY(QFile::link(path("away"), path("products")));
-        const auto result
-            = ServerProcess::run({ QStringLiteral("--port"), QStringLiteral("0"), m_dir->path() });
+        const auto result = runToTheEnd();
         QCOMPARE(result.status, 1);
         QVERIFY2(result.err.contains(kind == "link" ? "links are not followed" : "this is no file"),
                  result.err);
@@ -323,8 +348,8 @@ private slots:
         for (const char* name : { "products", "sources", "pool/main/Packages" })
             QVERIFY(WriteTextFile(path(name), {}));
         const ServerProcess server(m_dir->path());
-        QCOMPARE(texts(server.get("/agent/CAPIGetSourcesList"), "entry"), QStringList());
-        QCOMPARE(failure(server.get("/agent/CAPIDownloadAppInfo?app_id[]=7")),
+        QCOMPARE(texts(sourcesList(server), "entry"), QStringList());
+        QCOMPARE(failure(appInfo(server, "?app_id[]=7")),
                  QStringLiteral("There is no product with the number '7' in this store."));
     }
 
@@ -333,20 +358,15 @@ private slots:
     void changesAreSeen()
     {
         const ServerProcess server(m_dir->path());
-        QCOMPARE(texts(server.get("/agent/CAPIDownloadAppInfo?app_id[]=7"), "name"),
-                 QStringList{ QStringLiteral("A") });
+        QCOMPARE(texts(appInfo(server, "?app_id[]=7"), "name"), QStringList{ QStringLiteral("A") });
         replace("products", QByteArray(product).replace("Name: A", "Name: Z"));
-        QCOMPARE(texts(server.get("/agent/CAPIDownloadAppInfo?app_id[]=7"), "name"),
-                 QStringList{ QStringLiteral("Z") });
+        QCOMPARE(texts(appInfo(server, "?app_id[]=7"), "name"), QStringList{ QStringLiteral("Z") });
         replace("sources", QByteArray(source).replace("deb ", "deb-src "));
-        QVERIFY(texts(server.get("/agent/CAPIGetSourcesList"), "entry")
-                    .value(0)
-                    .startsWith(QLatin1String("deb-src ")));
+        QVERIFY(texts(sourcesList(server), "entry").value(0).startsWith(QLatin1String("deb-src ")));
         replace("pool/main/Packages", QByteArray(package).replace("p_1", "p_2"));
-        QVERIFY(
-            texts(server.get("/agent/CAPIGetPackageInfo?filename[]=p_2_all.deb"), "package_data")
-                .value(0)
-                .contains(QLatin1String("p_2")));
+        QVERIFY(texts(packageInfo(server, "?filename[]=p_2_all.deb"), "package_data")
+                    .value(0)
+                    .contains(QLatin1String("p_2")));
     }
 
     void aNewRepositoryIsSeenAndAnOldOneGoes()
@@ -354,11 +374,10 @@ private slots:
         const ServerProcess server(m_dir->path());
         QVERIFY(WriteTextFile(path("pool/extra/Packages"),
                               "Package: x\nVersion: 1\nFilename: x_1_all.deb\n"));
-        QCOMPARE(
-            texts(server.get("/agent/CAPIGetPackageInfo?filename[]=x_1_all.deb"), "package_url"),
-            QStringList{ server.url() + QLatin1String("/pool/extra") });
+        QCOMPARE(texts(packageInfo(server, "?filename[]=x_1_all.deb"), "package_url"),
+                 QStringList{ server.url() + QLatin1String("/pool/extra") });
         QVERIFY(QDir(path("pool/main")).removeRecursively());
-        QCOMPARE(failure(server.get("/agent/CAPIGetPackageInfo?filename[]=p_1_all.deb")),
+        QCOMPARE(failure(packageInfo(server, "?filename[]=p_1_all.deb")),
                  QStringLiteral("There is no package file 'p_1_all.deb' in this store."));
     }
 
@@ -366,16 +385,14 @@ private slots:
     {
         ServerProcess server(m_dir->path());
         replace("products", "Serial: seven\n");
-        const HttpReply reply = server.get("/agent/CAPIDownloadAppInfo?app_id[]=7");
+        const HttpReply reply = appInfo(server, "?app_id[]=7");
         QCOMPARE(failure(reply),
                  QStringLiteral("The store is being repaired. Please try again later."));
         QVERIFY(!reply.body.contains(m_dir->path().toUtf8())); // the server's own business
-        QVERIFY(envelope(server.get("/agent/CAPIGetSourcesList"))
-                    .attribute(QStringLiteral("resultcode"))
+        QVERIFY(envelope(sourcesList(server)).attribute(QStringLiteral("resultcode"))
                 == QLatin1String("OK"));
         replace("products", product);
-        QCOMPARE(texts(server.get("/agent/CAPIDownloadAppInfo?app_id[]=7"), "name"),
-                 QStringList{ QStringLiteral("A") });
+        QCOMPARE(texts(appInfo(server, "?app_id[]=7"), "name"), QStringList{ QStringLiteral("A") });
         QCOMPARE(server.end(SIGTERM), 0);
         QVERIFY(server.standardError().contains("/products:1: there is no Name here"));
     }
@@ -389,10 +406,14 @@ private slots:
         QCOMPARE(reply.header("Content-Type"), QByteArray("text/xml; charset=UTF-8"));
         QVERIFY(reply.body.startsWith("<?xml"));
         QCOMPARE(texts(reply, "name"),
-                 (QStringList{ QStringLiteral("CAPIDownloadAppInfo"),
-                               QStringLiteral("CAPIGetPackageInfo"),
-                               QStringLiteral("CAPIGetSourcesList") }));
-        for (const QString& url : texts(reply, "url")) {
+                 (QStringList{
+                     QStringLiteral("CAPIDownloadAppInfo"), QStringLiteral("CAPIGetAisles"),
+                     QStringLiteral("CAPIGetOSVer"), QStringLiteral("CAPIGetPackageInfo"),
+                     QStringLiteral("CAPIGetSourcesList"), QStringLiteral("CAPISetOEMInfo"),
+                     QStringLiteral("CAPISyncMyMachine"), QStringLiteral("CAPIUpdateCatalog") }));
+        const QStringList urls = texts(reply, "url");
+        QCOMPARE(urls.size(), 8);
+        for (const QString& url : urls) {
             QVERIFY(url.startsWith(QLatin1String("http://Shop-1.example:81/agent/")));
             QVERIFY(
                 !envelope(server.get(url.mid(int(strlen("http://Shop-1.example:81"))).toLatin1()))
@@ -408,7 +429,7 @@ private slots:
         const HttpReply reply = server.get("/getagentapi.php", { "Host: <evil>" });
         QCOMPARE(texts(reply, "url").value(0),
                  QStringLiteral("https://store.example/shop/agent/CAPIDownloadAppInfo"));
-        QCOMPARE(texts(server.get("/agent/CAPIGetSourcesList"), "entry"),
+        QCOMPARE(texts(sourcesList(server), "entry"),
                  QStringList{ QStringLiteral("deb https://store.example/shop/pool/main ./") });
     }
 
@@ -485,7 +506,7 @@ private slots:
                                   + hard.toUtf8()
                                   + "\nPath: /usr/bin/x --a=1+2\nMenu: " + hard.toUtf8() + "\n"));
         const ServerProcess server(m_dir->path());
-        const HttpReply reply = server.get("/agent/CAPIDownloadAppInfo?app_id[]=7");
+        const HttpReply reply = appInfo(server, "?app_id[]=7");
         QCOMPARE(texts(reply, "name"), (QStringList{ hard, hard }));
         QCOMPARE(texts(reply, "menu"), QStringList{ hard });
         QCOMPARE(texts(reply, "path"), QStringList{ QStringLiteral("/usr/bin/x --a=1+2") });
@@ -498,11 +519,8 @@ private slots:
                               product + "\n" + QByteArray(product).replace("7", "8")));
         const ServerProcess server(m_dir->path());
         const QStringList expected{ QStringLiteral("8"), QStringLiteral("7") };
-        QCOMPARE(
-            texts(server.get("/agent/CAPIDownloadAppInfo?app_id[]=8&app_id[]=7"), "serialnumber"),
-            expected);
-        QCOMPARE(texts(server.get("/agent/CAPIDownloadAppInfo?app_id%5B%5D=8&app_id%5b%5d=7"),
-                       "serialnumber"),
+        QCOMPARE(texts(appInfo(server, "?app_id[]=8&app_id[]=7"), "serialnumber"), expected);
+        QCOMPARE(texts(appInfo(server, "?app_id%5B%5D=8&app_id%5b%5d=7"), "serialnumber"),
                  expected);
     }
 
@@ -530,7 +548,7 @@ private slots:
     {
         QFETCH(QByteArray, query);
         const ServerProcess server(m_dir->path());
-        const HttpReply reply = server.get("/agent/CAPIDownloadAppInfo" + query);
+        const HttpReply reply = appInfo(server, query);
         QCOMPARE(reply.status, 200);
         QTEST(failure(reply), "says");
     }
@@ -542,9 +560,8 @@ private slots:
         QVERIFY(WriteTextFile(path("pool/extra/Packages"),
                               "Package: x\nVersion: 1\nFilename: x_1_all.deb\n"));
         const ServerProcess server(m_dir->path());
-        const HttpReply reply = server.get("/agent/"
-                                           "CAPIGetPackageInfo?filename[]=q_1_all.deb&filename[]=x_"
-                                           "1_all.deb&filename[]=p_1_all.deb");
+        const HttpReply reply = packageInfo(
+            server, "?filename[]=q_1_all.deb&filename[]=x_1_all.deb&filename[]=p_1_all.deb");
         QCOMPARE(texts(reply, "package_url"),
                  (QStringList{ server.url() + QLatin1String("/pool/extra"),
                                server.url() + QLatin1String("/pool/main") }));
@@ -571,7 +588,7 @@ private slots:
             "Package: libl++\nVersion: 1:0.9~rc1\nFilename: libl++_1%3a0.9~rc1_all.deb\n"));
         const ServerProcess server(m_dir->path());
         QCOMPARE(
-            texts(server.get("/agent/CAPIGetPackageInfo?filename[]=" + name), "package_data"),
+            texts(packageInfo(server, "?filename[]=" + name), "package_data"),
             QStringList{ QStringLiteral(
                 "Package: libl++\nVersion: 1:0.9~rc1\nFilename: libl++_1%3a0.9~rc1_all.deb\n\n") });
     }
@@ -581,10 +598,42 @@ private slots:
         QVERIFY(WriteTextFile(path("pool/other/Packages"), package));
         const ServerProcess server(m_dir->path());
         const HttpReply reply
-            = server.get("/agent/CAPIGetPackageInfo?filename[]=p_1_all.deb&filename[]=p_1_all.deb");
+            = packageInfo(server, "?filename[]=p_1_all.deb&filename[]=p_1_all.deb");
         QCOMPARE(texts(reply, "package_data"), QStringList{ QString::fromLatin1(package + '\n') });
         QCOMPARE(texts(reply, "package_url"),
                  QStringList{ server.url() + QLatin1String("/pool/main") });
+    }
+
+    void archivesElsewhereAreFetchedFromThere()
+    {
+        QVERIFY(WriteTextFile(path("pool/main/Location"), "Archives: http://far.example/debian\n"));
+        const ServerProcess server(m_dir->path());
+        const QByteArray call = "/agent/CAPIGetPackageInfo?filename[]=p_1_all.deb";
+        QCOMPARE(texts(server.get(call), "package_url"),
+                 QStringList{ QStringLiteral("http://far.example/debian") });
+        replace("pool/main/Location", "Archives: https://[::1]:81/a-b\n");
+        QCOMPARE(texts(server.get(call), "package_url"),
+                 QStringList{ QStringLiteral("https://[::1]:81/a-b") });
+        QVERIFY(QFile::remove(path("pool/main/Location")));
+        QCOMPARE(texts(server.get(call), "package_url"),
+                 QStringList{ server.url() + QStringLiteral("/pool/main") });
+    }
+
+    void repositoriesOfOneAddressShareAnIndex()
+    {
+        for (const char* name : { "main", "more" })
+            QVERIFY(WriteTextFile(path("pool") + QLatin1Char('/') + QLatin1String(name)
+                                      + QStringLiteral("/Location"),
+                                  "Archives: http://far.example\n"));
+        QVERIFY(WriteTextFile(path("pool/more/Packages"),
+                              "Package: q\nVersion: 1\nFilename: q_1_all.deb\n"));
+        const ServerProcess server(m_dir->path());
+        const HttpReply reply
+            = server.get("/agent/CAPIGetPackageInfo?filename[]=q_1_all.deb&filename[]=p_1_all.deb");
+        QCOMPARE(texts(reply, "package_url"), QStringList{ QStringLiteral("http://far.example") });
+        QCOMPARE(texts(reply, "package_data").join(QString()),
+                 QStringLiteral("Package: q\nVersion: 1\nFilename: q_1_all.deb\n\n")
+                     + QString::fromLatin1(package) + QLatin1Char('\n'));
     }
 
     void packageInfoRefusals_data()
@@ -606,7 +655,7 @@ private slots:
     {
         QFETCH(QByteArray, query);
         const ServerProcess server(m_dir->path());
-        QTEST(failure(server.get("/agent/CAPIGetPackageInfo" + query)), "says");
+        QTEST(failure(packageInfo(server, query)), "says");
     }
 
     void sourcesAreGroupedByTheirType()
@@ -615,7 +664,7 @@ private slots:
                               source + "\nType: plain\nEntry: deb http://x y z+w\nTimestamp: 6\n\n"
                                   + QByteArray(source).replace("5", "7")));
         const ServerProcess server(m_dir->path());
-        const HttpReply reply = server.get("/agent/CAPIGetSourcesList");
+        const HttpReply reply = sourcesList(server);
         const QString here
             = QStringLiteral("deb ") + server.url() + QStringLiteral("/pool/main ./");
         QCOMPARE(texts(reply, "entry"),

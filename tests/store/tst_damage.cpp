@@ -61,9 +61,8 @@ QByteArray PageOf(int count, std::uint32_t child, const char* key)
     page->count = std::uint8_t(count);
     page->leftmost = child;
     for (int i = 1; i <= count; ++i) {
-        page->items[i].record = std::uint32_t(i);
+        page->items[i] = MakeItem(key, std::uint32_t(i));
         page->items[i].child = child;
-        SetKey(&page->items[i], key);
     }
     QByteArray bytes(pageLength, '\0');
     PackPage(*page, keyLength, reinterpret_cast<std::uint8_t*>(bytes.data()));

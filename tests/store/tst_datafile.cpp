@@ -103,6 +103,8 @@ private slots:
     void bulkReadPastTheEnd();
     void bulkReadTakesAtMostWhatIsThere();
     void bulkWriteGrowsTheFileNotTheCount();
+    void bulkAddIsAsManyAddsInARow();
+    void bulkAddThatIsCutOffStoresNothing();
     void deletingTwiceIsNotNoticed();
     void chainHeadThatIsLiveIsNotHandedOut_data();
     void chainHeadThatIsLiveIsNotHandedOut();
@@ -438,6 +440,51 @@ void TestDataFile::bulkWriteGrowsTheFileNotTheCount()
     QCOMPARE(FileLen(file.get()), 1u);
     QCOMPARE(TaOpenFile(file.get()), 0);
     QCOMPARE(FileLen(file.get()), 4u);
+}
+
+void TestDataFile::bulkAddIsAsManyAddsInARow()
+{
+    const QByteArray three = Record('a') + Record('b') + Record('c');
+    QByteArray expected;
+    {
+        const File file = Make();
+        for (const char letter : { 'x', 'a', 'b', 'c' })
+            Add(file, letter);
+        expected = Bytes();
+    }
+    const File file = Make();
+    Add(file, 'x');
+    std::uint32_t first = 0;
+    QCOMPARE(AddBigRec(file.get(), &first, three.constData(), 3), 0);
+    QCOMPARE(first, 2u);
+    QCOMPARE(Bytes(), expected);
+    QCOMPARE(FileLen(file.get()), 5u);
+    // Behind the last one also where a number is free.
+    QCOMPARE(DeleteRec(file.get(), 3), 0);
+    QCOMPARE(AddBigRec(file.get(), &first, three.constData(), 1), 0);
+    QCOMPARE(first, 5u);
+    QCOMPARE(FirstRec(file.get()), 3u);
+    QCOMPARE(CheckDataFile(Path(), length), Findings());
+}
+
+void TestDataFile::bulkAddThatIsCutOffStoresNothing()
+{
+    const QByteArray three = Record('a') + Record('b') + Record('c');
+    for (const Fault fault : { Fault::Open, Fault::Seek, Fault::Write, Fault::ShortWrite }) {
+        const File file = Make();
+        Add(file, 'x');
+        std::uint32_t first = 0;
+        {
+            FailingFiles files(fault, 0, false);
+            const UsedStoreFiles used(&files);
+            QCOMPARE(AddBigRec(file.get(), &first, three.constData(), 3), -1);
+            QVERIFY(taerror != 0);
+        }
+        QCOMPARE(FileLen(file.get()), 2u);
+        QCOMPARE(AddBigRec(file.get(), &first, three.constData(), 3), 0);
+        QCOMPARE(first, 2u);
+        QCOMPARE(Bytes().mid(2 * length), three);
+    }
 }
 
 void TestDataFile::deletingTwiceIsNotNoticed()

@@ -6,6 +6,7 @@
 // repeats a run.
 
 #include "store/indexfile.h"
+#include "store/pagecache.h"
 #include "store/storecheck.h"
 #include "tests/store/storetest.h"
 
@@ -226,6 +227,8 @@ private slots:
     void RandomOperations_data();
     void RandomOperations();
     void SeveralIndexesShareTheCache();
+    void LargeTrees_data();
+    void LargeTrees();
     void DeepTreesGrowAndVanish_data();
     void DeepTreesGrowAndVanish();
 
@@ -284,6 +287,27 @@ void TestIndexModel::SeveralIndexesShareTheCache()
     numbers.Check();
     letters.Check();
     longs.Check();
+}
+
+void TestIndexModel::LargeTrees_data()
+{
+    QTest::addColumn<int>("room");
+    QTest::newRow("all in memory") << int(standardCompactRoom);
+    QTest::newRow("some in memory") << 150000;
+    QTest::newRow("none but the buffers") << 0;
+}
+
+// More pages than there are buffers, so that most are searched in compact form.
+void TestIndexModel::LargeTrees()
+{
+    QFETCH(int, room);
+    SetCompactRoom(std::size_t(room));
+    Pair pair(Path("large"), 24, true);
+    while (pair.model().size() < 40000 && !QTest::currentTestFailed())
+        pair.Add(RandomItem(m_random, 24, 11));
+    QVERIFY(FileLen(pair.index()->dataFile) > 2 * PAGESTACKSIZE);
+    RunRandomly(pair, m_random, 60000, 24, 11);
+    SetCompactRoom(standardCompactRoom);
 }
 
 void TestIndexModel::DeepTreesGrowAndVanish_data()

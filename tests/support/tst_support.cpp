@@ -7,13 +7,13 @@
 #include "support/coneinstancemutex.h"
 #include "support/ctracer.h"
 #include "support/funkydate.h"
+#include "tests/common/limits.h"
 
 #include <QDateTime>
 #include <QFile>
 #include <QTemporaryDir>
 #include <QtTest>
 #include <csignal>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -160,16 +160,13 @@ private slots:
     void fullDiskLeavesTheOldFile()
     {
         const std::string name = fileWith("full", "a = 1\n");
-        const pid_t child = fork();
-        if (child == 0) {
-            std::signal(SIGXFSZ, SIG_IGN);
-            const rlimit none{ 3, 3 };
-            setrlimit(RLIMIT_FSIZE, &none);
-            _exit(CConfigFile(name, false).SetValue("a", "2", true) ? 1 : 0);
+        std::signal(SIGXFSZ, SIG_IGN);
+        bool written = true;
+        {
+            const LowLimit full(RLIMIT_FSIZE, 3);
+            written = CConfigFile(name, false).SetValue("a", "2", true);
         }
-        int status = -1;
-        QCOMPARE(waitpid(child, &status, 0), child);
-        QCOMPARE(status, 0);
+        QVERIFY(!written);
         QCOMPARE(contents(name), QByteArray("a = 1\n"));
         QCOMPARE(QDir(m_dir.path()).entryList({ QStringLiteral("full*") }).size(), 1);
     }

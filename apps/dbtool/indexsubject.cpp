@@ -1,0 +1,183 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// Indexes.
+
+#include "indexrecovery.h"
+#include "keylength.h"
+#include "linkeddata.h"
+#include "newindex.h"
+#include "recordreader.h"
+#include "repairreport.h"
+#include "report.h"
+#include "subject.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <map>
+
+namespace
+{
+
+class IndexSubject : public Subject
+{
+public:
+    explicit IndexSubject(const Options& options)
+        : m_options(options),
+          m_keyLength(options.keyLength ? *options.keyLength : KeyLengthOf(options.path))
+    {
+    }
+
+    int Info() override;
+    int Dump() override;
+    int Check() override;
+    int Repair() override;
+
+private:
+    Findings FindAll(std::vector<IndexEntry>* entries);
+    std::vector<IndexEntry> EntriesOfData(RepairReport* report);
+    std::vector<IndexEntry> EntriesOfPages(RepairReport* report);
+    void DropDead(LinkedData& data, std::vector<IndexEntry>* entries, RepairReport* report);
+
+    const Options m_options;
+    const int m_keyLength;
+};
+
+bool HasEqualKeys(const std::vector<IndexEntry>& entries)
+{
+    const auto equal = [](const IndexEntry& a, const IndexEntry& b) {
+        return tacompkeys(a.key.c_str(), b.key.c_str(), 0, 0, 0) == 0;
+    };
+    return std::adjacent_find(entries.begin(), entries.end(), equal) != entries.end();
+}
+
+Findings IndexSubject::FindAll(std::vector<IndexEntry>* entries)
+{
+    RequireFile(m_options.path);
+    Findings findings = CheckIndex(m_options.path, m_keyLength, m_options.duplicates, entries);
+    if (m_options.data.empty())
+        return findings;
+    const Findings more = LinkedData(m_options, m_keyLength).Compare(*entries);
+    findings.insert(findings.end(), more.begin(), more.end());
+    return findings;
+}
+
+int IndexSubject::Info()
+{
+    std::vector<IndexEntry> entries;
+    const Findings findings = FindAll(&entries);
+    RecordReader pages(m_options.path, PackedLength(m_keyLength));
+    DataFileHeader header{};
+    pages.ReadHeader(&header);
+    IndexRecovery tree(pages, m_keyLength);
+    tree.FollowHeader();
+    std::size_t longest = 0;
+    for (const IndexEntry& entry : entries)
+        longest = std::max(longest, entry.key.size());
+    PrintField("file", m_options.path);
+    PrintField("kind", "index");
+    PrintField("size", Count(pages.fileSize(), "byte"));
+    PrintField("key length", Count(m_keyLength, "character"));
+    PrintField("page length", Count(pages.recordLength(), "byte"));
+    PrintField("pages", Number(pages.count()) + ", the header included");
+    PrintField("in the tree", Number(tree.pagesInTree()));
+    PrintField("free", Number(header.deletedCount));
+    PrintField("root", Number(header.rootPage));
+    PrintField("levels", Number(tree.levels()));
+    PrintField("items", Number(std::int64_t(entries.size())));
+    PrintField("longest key", Count(std::int64_t(longest), "character"));
+    PrintField("equal keys", HasEqualKeys(entries) ? "yes" : "no");
+    return PrintCondition(findings);
+}
+
+// Of a damaged index what repair would find in its pages.
+int IndexSubject::Dump()
+{
+    std::vector<IndexEntry> entries;
+    const Findings findings = FindAll(&entries);
+    if (!findings.empty()) {
+        RecordReader pages(m_options.path, PackedLength(m_keyLength));
+        entries = IndexRecovery(pages, m_keyLength).Run().entries;
+        std::sort(entries.begin(), entries.end(), [](const IndexEntry& a, const IndexEntry& b) {
+            return tacompkeys(a.key.c_str(), b.key.c_str(), a.record, b.record, 1) < 0;
+        });
+    }
+    for (const IndexEntry& entry : entries)
+        std::printf("%s\t%u\n", Escaped(entry.key).c_str(), entry.record);
+    return ComplainOfFindings(m_options.path, findings);
+}
+
+int IndexSubject::Check()
+{
+    std::vector<IndexEntry> entries;
+    Findings findings = FindAll(&entries);
+    // Said once instead of for each of them.
+    if (!findings.empty() && !m_options.duplicates && HasEqualKeys(entries)
+        && CheckIndex(m_options.path, m_keyLength, true).empty())
+        findings = { "there are equal keys; it is sound if they are allowed (--duplicates)" };
+    return PrintFindings(m_options.path, findings);
+}
+
+std::vector<IndexEntry> IndexSubject::EntriesOfData(RepairReport* report)
+{
+    std::vector<IndexEntry> entries = LinkedData(m_options, m_keyLength).Entries();
+    report->done.push_back("the keys of " + Count(std::int64_t(entries.size()), "live record"));
+    return entries;
+}
+
+std::vector<IndexEntry> IndexSubject::EntriesOfPages(RepairReport* report)
+{
+    RecordReader pages(m_options.path, PackedLength(m_keyLength));
+    RecoveredIndex recovered = IndexRecovery(pages, m_keyLength).Run();
+    const std::string items = Count(std::int64_t(recovered.entries.size()), "item");
+    report->done.push_back(recovered.isWholeTree ? items + " of the tree"
+                                                 : "the tree breaks off: " + items
+                                   + " of all pages that can be read; items that were deleted "
+                                     "lately may be among them");
+    if (m_options.data.empty()) {
+        report->missing = std::move(recovered.losses);
+        return std::move(recovered.entries);
+    }
+    // The data file tells what is lost.
+    LinkedData data(m_options, m_keyLength);
+    DropDead(data, &recovered.entries, report);
+    report->missing = data.Compare(recovered.entries);
+    return std::move(recovered.entries);
+}
+
+void IndexSubject::DropDead(LinkedData& data, std::vector<IndexEntry>* entries,
+                            RepairReport* report)
+{
+    const auto dead
+        = std::stable_partition(entries->begin(), entries->end(), [&data](const IndexEntry& entry) {
+              return data.IsLive(entry.record);
+          });
+    if (dead != entries->end())
+        report->done.push_back(Count(entries->end() - dead, "item")
+                               + " left out that led to no live record");
+    entries->erase(dead, entries->end());
+}
+
+int IndexSubject::Repair()
+{
+    RepairReport report;
+    const std::vector<IndexEntry> entries
+        = m_options.keyField ? EntriesOfData(&report) : EntriesOfPages(&report);
+    NewFile output(m_options.output);
+    const Findings refused = FillIndex(output.path(), m_keyLength, m_options.duplicates, entries);
+    report.missing.insert(report.missing.end(), refused.begin(), refused.end());
+    for (const std::string& what : CheckIndex(output.path(), m_keyLength, m_options.duplicates))
+        report.missing.push_back("in the new index " + what);
+    return report.Finish(m_options.partial, { &output });
+}
+
+} // namespace
+
+std::unique_ptr<Subject> MakeIndexSubject(const Options& options)
+{
+    if (options.keyField && options.data.empty())
+        throw WrongUsage("--key-field needs --data");
+    if (options.recordLength && options.data.empty())
+        throw WrongUsage("--record-length goes with --data here");
+    return std::make_unique<IndexSubject>(options);
+}

@@ -1,0 +1,47 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The records of a data file or index, read without the least change to it.
+
+#pragma once
+
+#include "store/datafile.h"
+#include "store/storefiles.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+// Throws Trouble unless the path is that of a file that can be read.
+void RequireFile(const std::string& path);
+
+class RecordReader
+{
+public:
+    // Throws Trouble as above.
+    RecordReader(const std::string& path, int recordLength);
+
+    int recordLength() const { return m_length; }
+    std::int64_t fileSize() const { return m_size; }
+    std::uint32_t count() const { return std::uint32_t(m_size / m_length); }
+    // Bytes behind the last whole record.
+    int rest() const { return int(m_size % m_length); }
+
+    // The record until the next call, or null if it is not there.
+    const std::uint8_t* Read(std::uint32_t number);
+
+    // False if there is none.
+    bool ReadHeader(DataFileHeader* header);
+
+    // The deleted records, as far as their chain is sound.
+    std::vector<bool> FreeChain();
+
+private:
+    OpenStoreFile m_file;
+    const int m_length;
+    const std::int64_t m_size;
+    std::vector<std::uint8_t> m_record;
+};
+
+// Whether a header has the version that every header has.
+bool HasVersion(const DataFileHeader& header);

@@ -1,0 +1,53 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// What the tool says.
+
+#pragma once
+
+#include "store/storecheck.h"
+
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+// Ends a command with exit status 2.
+class Trouble : public std::runtime_error
+{
+public:
+    using std::runtime_error::runtime_error;
+    // With the reason in errno, if there is one.
+    static Trouble Because(const std::string& what);
+};
+
+inline std::string Number(std::int64_t number)
+{
+    return std::to_string(number);
+}
+
+// The same, for words that make no sense.
+class WrongUsage : public Trouble
+{
+public:
+    using Trouble::Trouble;
+};
+
+// "1 item", "2 items".
+std::string Count(std::int64_t number, const char* thing);
+
+// Of a list of faults so many are told, as the store's own checks do.
+constexpr std::size_t mostFindings = 100;
+
+// Bytes as one word of printable ASCII: all else, and the backslash, as \xHH.
+std::string Escaped(std::string_view bytes);
+
+// A line of `info`.
+void PrintField(const char* name, const std::string& value);
+
+// The last line of `info`, or the whole of `check`: the status.
+int PrintCondition(const Findings& findings);
+int PrintFindings(const std::string& path, const Findings& findings);
+// Behind a dump, on standard error.
+int ComplainOfFindings(const std::string& path, const Findings& findings);

@@ -1,0 +1,52 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// What the tool's commands work on: a data file, an index, a notes store. A
+// new kind is a class here and a row in main.cpp.
+
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+enum ExitStatus {
+    ExitSound = 0,
+    ExitDamaged = 1,
+    ExitTrouble = 2 // wrong words, or a file that cannot be read or written
+};
+
+// Where the key of an index stands in the records of its data file.
+struct KeyField {
+    int offset;
+    int length;
+};
+
+struct Options {
+    std::string path;
+    std::optional<int> recordLength;
+    std::optional<int> keyLength;
+    bool duplicates = false;
+    std::string data; // the data file that an index leads to
+    std::optional<KeyField> keyField;
+    std::string output;
+    bool partial = false; // write what can be repaired, if that is not all
+};
+
+// Each command returns the exit status, prints what was asked for on standard
+// output, and throws Trouble if it cannot do its work at all.
+class Subject
+{
+public:
+    virtual ~Subject() = default;
+
+    virtual int Info() = 0;
+    virtual int Dump() = 0;
+    virtual int Check() = 0;
+    // Never touches the old files.
+    virtual int Repair() = 0;
+};
+
+std::unique_ptr<Subject> MakeDataSubject(const Options& options);
+std::unique_ptr<Subject> MakeIndexSubject(const Options& options);
+std::unique_ptr<Subject> MakeNotesSubject(const Options& options);

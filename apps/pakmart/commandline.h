@@ -1,0 +1,22 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// What was written behind "pakmart".
+
+#pragma once
+
+#include <QStringList>
+
+struct CommandLine {
+    QString command;
+    QStringList arguments;
+    QStringList options; // as they were written, without their values
+    QString pictures;
+    int run = 0; // place in the list of applications; 0: not asked for
+
+    bool has(const char* option) const { return options.contains(QLatin1String(option)); }
+};
+
+// Reads the options, wherever they stand; a short one under its long name.
+// Returns what is wrong, if anything.
+QString ParseCommandLine(const QStringList& words, CommandLine& line);

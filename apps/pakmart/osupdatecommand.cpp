@@ -1,0 +1,161 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "osupdatecommand.h"
+
+#include "boxwatcher.h"
+#include "display.h"
+#include "installedversions.h"
+#include "interrupt.h"
+
+#include <QDomElement>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <vantrelagent/install/capiinstallpackages.h>
+
+OSUpdate::OSUpdate(Display& display, const UpdateOptions& options, OSUpdateRecord& record)
+    : CAPIGetOSVer(false), m_display(display), m_options(options), m_record(record)
+{
+    connect(this, &CAPIGetOSVer::signalUpdatedAgent, this, [&record](bool success, bool agent) {
+        record.succeeded = success;
+        record.agent = agent;
+    });
+}
+
+void OSUpdate::onSuccessfulTransfer(QDomElement* pElement)
+{
+    const QString tag = QStringLiteral("package");
+    for (QDomElement package = pElement->firstChildElement(tag); !package.isNull();
+         package = package.nextSiblingElement(tag))
+        ++m_record.offered;
+    CAPIGetOSVer::onSuccessfulTransfer(pElement);
+}
+
+void OSUpdate::onCanContinue(int nPackages, bool& bCanContinue)
+{
+    m_record.files = nPackages;
+    CAPIGetOSVer::onCanContinue(nPackages, bCanContinue);
+    if (!bCanContinue)
+        return;
+    bCanContinue = goOn(nPackages);
+    m_record.declined = !bCanContinue;
+    if (auto* install = qobject_cast<CAPIInstallPackages*>(sender()))
+        connect(install, &CAPIInstallPackages::signalAptGetReport, this, &OSUpdate::hearErrors);
+}
+
+bool OSUpdate::goOn(int count)
+{
+    const QString files = count == 1 ? QStringLiteral("1 package file is")
+                                     : QStringLiteral("%1 package files are").arg(count);
+    if (!m_options.json)
+        m_display.say(files + QStringLiteral(" needed."));
+    if (Interrupt::received()
+        || !(m_options.yes || m_display.ask(QStringLiteral("Update the system now?"))))
+        return false;
+    if (!m_options.json)
+        m_display.activity(QStringLiteral("Updating the system"));
+    return true;
+}
+
+void OSUpdate::hearErrors(const AptGetMessages& report)
+{
+    for (const std::string& line : report) {
+        if (line.compare(0, 2, "E:") == 0)
+            m_record.errors << QString::fromStdString(line);
+    }
+}
+
+void OSUpdate::onCanAddToNewStuff(PackageNameArray& arPackages, bool& bAddToNewStuff)
+{
+    m_record.installed = true;
+    CAPIGetOSVer::onCanAddToNewStuff(arPackages, bAddToNewStuff);
+}
+
+namespace
+{
+
+struct Change {
+    QString package, from, to; // `from` is empty for a new package
+};
+
+QList<Change> Changes(const QMap<QString, QString>& before, const QMap<QString, QString>& after)
+{
+    QList<Change> changes;
+    for (auto at = after.begin(); at != after.end(); ++at) {
+        if (before.value(at.key()) != at.value())
+            changes << Change{ at.key(), before.value(at.key()), at.value() };
+    }
+    return changes;
+}
+
+// Why there was no update that should have been; empty if there was none to be.
+QString Failure(const OSUpdateRecord& record)
+{
+    if (record.offered == 0 || record.files == 0 || record.installed)
+        return QString();
+    if (record.files > 0)
+        return QStringLiteral("the update failed") + QLatin1Char('\n')
+            + record.errors.join(QLatin1Char('\n'));
+    return QStringLiteral("the packages of the update are not in the package sources, or cannot be "
+                          "installed together");
+}
+
+void TellJson(Display& display, const QList<Change>& changes, bool agent)
+{
+    QJsonArray updated;
+    for (const Change& change : changes) {
+        updated << QJsonObject{ { QStringLiteral("package"), change.package },
+                                { QStringLiteral("from"),
+                                  change.from.isEmpty() ? QJsonValue() : change.from },
+                                { QStringLiteral("to"), change.to } };
+    }
+    const QJsonObject all{ { QStringLiteral("updated"), updated },
+                           { QStringLiteral("agent"), agent } };
+    display.say(QString::fromUtf8(QJsonDocument(all).toJson(QJsonDocument::Compact)));
+}
+
+void Tell(Display& display, const QList<Change>& changes, bool agent)
+{
+    if (changes.isEmpty())
+        display.say(QStringLiteral("The system is up to date."));
+    for (const Change& change : changes) {
+        display.say(change.from.isEmpty()
+                        ? QStringLiteral("%1 %2 is new.").arg(change.package, change.to)
+                        : QStringLiteral("%1 %2 is updated to %3.")
+                              .arg(change.package, change.from, change.to));
+    }
+    if (agent)
+        display.say(QStringLiteral("The agent itself was updated: start its programs anew."));
+}
+
+} // namespace
+
+int OSUpdateCommand(Display& display, const BoxWatcher& boxes, const UpdateOptions& options)
+{
+    OSUpdateRecord record;
+    if (!options.json)
+        display.activity(QStringLiteral("Asking for updates of the system"));
+    const QMap<QString, QString> before = InstalledVersions();
+    (new OSUpdate(display, options, record))->Execute();
+    if (Interrupt::received())
+        return ExitInterrupted;
+    if (record.declined) {
+        display.say(QStringLiteral("Nothing was updated."));
+        return ExitDeclined;
+    }
+    const QString failure = Failure(record);
+    if (!record.succeeded || !failure.isEmpty()) {
+        // A box has told why, where the server did not answer.
+        if (boxes.errors() == 0)
+            display.complain(failure.isEmpty() ? QStringLiteral("the check for updates failed")
+                                               : failure);
+        return ExitFailed;
+    }
+    const QList<Change> changes = Changes(before, InstalledVersions());
+    if (options.json)
+        TellJson(display, changes, record.agent);
+    else
+        Tell(display, changes, record.agent);
+    return ExitDone;
+}

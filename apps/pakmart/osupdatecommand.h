@@ -1,0 +1,41 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The update of the operating system, as the person decides on it.
+
+#pragma once
+
+#include "commands.h"
+
+#include <vantrelagent/install/capigetosver.h>
+
+// What is known of an update when it is over; it outlives the request.
+struct OSUpdateRecord {
+    bool succeeded = false; // the server has answered
+    bool agent = false; // the agent itself was updated
+    int offered = 0; // packages that the server names
+    int files = -1; // package files needed; -1: that could not be worked out
+    bool declined = false;
+    bool installed = false;
+    QStringList errors; // of the package tools
+};
+
+// The request, known to the server by the name of the class it extends: it has
+// no meta-object of its own.
+class OSUpdate : public CAPIGetOSVer
+{
+public:
+    OSUpdate(Display& display, const UpdateOptions& options, OSUpdateRecord& record);
+
+    void onSuccessfulTransfer(QDomElement* pElement) override;
+    void onCanContinue(int nPackages, bool& bCanContinue) override;
+    void onCanAddToNewStuff(PackageNameArray& arPackages, bool& bAddToNewStuff) override;
+
+private:
+    bool goOn(int count);
+    void hearErrors(const AptGetMessages& report);
+
+    Display& m_display;
+    const UpdateOptions m_options;
+    OSUpdateRecord& m_record;
+};

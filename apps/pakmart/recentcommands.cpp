@@ -1,0 +1,114 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The applications used last: showing them, starting one, forgetting one.
+
+#include "commands.h"
+#include "display.h"
+
+#include <QDateTime>
+#include <algorithm>
+#include <functional>
+#include <vantrelagent/db/crufile.h>
+#include <vantrelagent/install/crun.h>
+#include <vantrelagent/store/indexfile.h>
+#include <vantrelagent/util/paths.h>
+
+namespace
+{
+
+// Does something with the list open. ExitFailed if it does not open.
+int WithList(Display& display, const std::function<int(CRUFile&)>& work)
+{
+    int status = ExitFailed;
+    InitIndex();
+    {
+        CRUFile list;
+        if (list.Open())
+            status = work(list);
+        else
+            display.complain(QStringLiteral("the list of applications cannot be opened"));
+    }
+    UnInitIndex();
+    return status;
+}
+
+// The server chose the name: it stays on one line.
+QString Name(const CRUFile& list)
+{
+    return QString::fromUtf8(list.Description()).simplified();
+}
+
+int ShowList(Display& display, CRUFile& list)
+{
+    int place = 0;
+    for (bool more = list.FindLastAccessedItem(); more; more = list.FindPrevAccessedItem()) {
+        const QDateTime time = QDateTime::fromSecsSinceEpoch(list.LastAccessed());
+        display.say(QStringLiteral("%1  %2  %3 (%4)")
+                        .arg(++place, 3)
+                        .arg(time.toString(QStringLiteral("yyyy-MM-dd hh:mm")), Name(list))
+                        .arg(list.ServerSerialNumber()));
+    }
+    if (place == 0)
+        display.say(QStringLiteral("No application has been used yet."));
+    return ExitDone;
+}
+
+bool FindPlace(CRUFile& list, int place)
+{
+    bool found = list.FindLastAccessedItem();
+    for (; found && place > 1; --place)
+        found = list.FindPrevAccessedItem();
+    return found;
+}
+
+int Start(Display& display, CRUFile& list, int place)
+{
+    if (!FindPlace(list, place)) {
+        display.complain(QStringLiteral("there is no application number %1").arg(place));
+        return ExitFailed;
+    }
+    const QString name = Name(list);
+    const QString program = QString::fromUtf8(list.ExecutablePath());
+    CRun run(SystemPath(program), QString(), false);
+    run.Run();
+    if (run.pid() < 0) {
+        display.complain(
+            QStringLiteral("%1 cannot be started: there is no program %2").arg(name, program));
+        return ExitFailed;
+    }
+    display.say(QStringLiteral("%1 is started.").arg(name));
+    const qint64 now = QDateTime::currentSecsSinceEpoch();
+    list.SetLastAccessed(std::int32_t(std::min<qint64>(now, INT32_MAX)));
+    list.Update();
+    return ExitDone;
+}
+
+} // namespace
+
+int RecentCommand(Display& display, int run)
+{
+    return WithList(display, [&display, run](CRUFile& list) {
+        return run == 0 ? ShowList(display, list) : Start(display, list, run);
+    });
+}
+
+int ForgetCommand(Display& display, const QStringList& serials)
+{
+    return WithList(display, [&display, &serials](CRUFile& list) {
+        int status = ExitDone;
+        for (const QString& serial : serials) {
+            bool fits = false;
+            const int number = serial.toInt(&fits);
+            const bool forgotten = fits && list.DeleteRecord(number);
+            if (forgotten) {
+                display.say(QStringLiteral("%1 is forgotten.").arg(Name(list)));
+                continue;
+            }
+            display.complain(
+                QStringLiteral("there is no application with the serial number %1").arg(serial));
+            status = ExitFailed;
+        }
+        return status;
+    });
+}

@@ -1,0 +1,125 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The state of this machine's connection to the store, and its registration.
+
+#include "commands.h"
+#include "display.h"
+#include "interrupt.h"
+
+#include <QDomElement>
+#include <QEventLoop>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QUrl>
+#include <support/cconfigfile.h>
+#include <vantrelagent/request/capisetoeminfo.h>
+#include <vantrelagent/request/capistatus.h>
+#include <vantrelagent/util/paths.h>
+
+namespace
+{
+
+void SayJson(Display& display, const QJsonObject& object)
+{
+    display.say(QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Compact)));
+}
+
+QJsonValue TextOrNull(const QString& text)
+{
+    return text.isEmpty() ? QJsonValue() : QJsonValue(text);
+}
+
+// When the system was last brought up to date; empty if it never was.
+QString LastUpdate()
+{
+    const CConfigFile daemon(SystemPath(std::string("/etc/pakmartd.conf")), false);
+    return QString::fromStdString(daemon.GetStringValue("DateOfLastUpdate", std::string()));
+}
+
+QString Builder()
+{
+    return QString::fromStdString(CGetOEMInfo().getID());
+}
+
+// Whether an address could be a store's: the library takes one that cannot be
+// asked for one that did not fail.
+bool CouldBeAsked(const QUrl& url)
+{
+    const bool web
+        = url.scheme() == QLatin1String("http") || url.scheme() == QLatin1String("https");
+    return url.isValid() && web && !url.host().isEmpty();
+}
+
+void TellStatus(Display& display, const QString& url)
+{
+    const auto line = [&display](const char* what, const QString& text, const char* otherwise) {
+        display.say(QLatin1String(what) + (text.isEmpty() ? QLatin1String(otherwise) : text));
+    };
+    display.say(QStringLiteral("The store server can be reached: %1").arg(url));
+    line("System: ", GetVantrelOSVersionInfo().trimmed(), "unknown");
+    line("Last update of the system: ", LastUpdate(), "never");
+    line("System builder: ", Builder(), "none");
+}
+
+} // namespace
+
+int StatusCommand(Display& display, bool json)
+{
+    const QString url = CAPI::GetAgentAPIURL();
+    const bool asked = CouldBeAsked(QUrl(url));
+    const bool reached = asked && (new CAPIStatus)->Execute();
+    if (Interrupt::received())
+        return ExitInterrupted;
+    if (json)
+        SayJson(display,
+                { { QStringLiteral("reached"), reached },
+                  { QStringLiteral("server"), url },
+                  { QStringLiteral("system"), TextOrNull(GetVantrelOSVersionInfo().trimmed()) },
+                  { QStringLiteral("lastUpdate"), TextOrNull(LastUpdate()) },
+                  { QStringLiteral("builder"), Builder() } });
+    else if (reached)
+        TellStatus(display, url);
+    if (!asked)
+        display.complain(
+            QStringLiteral("the settings name no address of a store server: '%1'").arg(url));
+    else if (!reached)
+        display.complain(QStringLiteral("the store server cannot be reached: %1").arg(url));
+    return reached ? ExitDone : ExitFailed;
+}
+
+int RegisterCommand(Display& display, bool json)
+{
+    QString error;
+    bool succeeded = false, ended = false;
+    QEventLoop loop;
+    auto* request = new CAPISetOEMInfo;
+    QObject::connect(request, &CAPI::ErroneousTransfer, &loop,
+                     [&error](const QString& text) { error = text; });
+    QObject::connect(request, &CAPI::FailedTransfer, &loop, [&error](QDomElement* reply) {
+        error = reply->attribute(QStringLiteral("msg"), QStringLiteral("Unspecified API error"));
+    });
+    QObject::connect(request, &CAPI::APIComplete, &loop, [&](bool ok) {
+        succeeded = ok;
+        ended = true;
+        loop.quit();
+    });
+    if (request->Execute() && !ended)
+        loop.exec();
+    if (Interrupt::received())
+        return ExitInterrupted;
+    succeeded = succeeded && error.isEmpty();
+    if (json)
+        SayJson(display,
+                { { QStringLiteral("registered"), succeeded },
+                  { QStringLiteral("builder"), Builder() },
+                  { QStringLiteral("error"), TextOrNull(error) } });
+    else if (succeeded)
+        display.say(
+            QStringLiteral("The store knows that this machine comes from the system builder "
+                           "%1.")
+                .arg(Builder()));
+    if (!succeeded)
+        display.complain(error);
+    return succeeded ? ExitDone : ExitFailed;
+}

@@ -1,0 +1,286 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The record store beside SQLite, LMDB and others, with the same products: four
+// keys and a record of 2,012 bytes each.
+//
+//     bench_store [--runs N] [--only NAME,NAME...] [--folder FOLDER] SIZE...
+//
+// Each contender runs in a process of its own, in a folder below FOLDER (or
+// TMPDIR, or /tmp) that is removed after it. They take turns, N times (5). What
+// is printed are medians: ours in microseconds an operation, all others as a
+// ratio to ours. `calls` is the system calls of ours without the rest of it.
+//
+//     bench_store --once NAME SIZE
+//
+// takes one contender through its phases and prints its times, for a profiler.
+
+#include "store/measure.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace
+{
+
+namespace fs = std::filesystem;
+
+struct Entry {
+    const char* name;
+    Measurement measure;
+};
+
+constexpr Entry entries[] = {
+    { "ours", MeasureOurs },           { "calls", MeasureCalls },
+    { "sqlite", Measure<MakeSqlite> }, { "sqlite-each", Measure<MakeSqliteEach> },
+    { "lmdb", Measure<MakeLmdb> },
+};
+
+struct Options {
+    int runs = 5;
+    std::string folder;
+    std::vector<Entry> contenders;
+    std::vector<int> sizes;
+    std::string once;
+};
+
+// A line of /proc/self/status, in bytes.
+double StatusBytes(const char* field)
+{
+    std::ifstream status("/proc/self/status");
+    for (std::string line; std::getline(status, line);)
+        if (line.rfind(field, 0) == 0)
+            return 1024 * std::atof(line.c_str() + std::strlen(field) + 1);
+    Fail("no such field of the process");
+}
+
+class TemporaryFolder
+{
+public:
+    explicit TemporaryFolder(const std::string& parent) : m_path(parent + "/bench_store.XXXXXX")
+    {
+        Require(mkdtemp(m_path.data()), "mkdtemp");
+    }
+    ~TemporaryFolder()
+    {
+        std::error_code ignored;
+        fs::remove_all(m_path, ignored);
+    }
+    TemporaryFolder(const TemporaryFolder&) = delete;
+    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+    const std::string& Path() const { return m_path; }
+
+private:
+    std::string m_path;
+};
+
+Result MeasureHere(Measurement measure, const std::string& folder, const Workload& workload)
+{
+    const double before = StatusBytes("VmRSS");
+    Result result = measure(folder, workload);
+    result.peakBytes = StatusBytes("VmHWM") - before;
+    return result;
+}
+
+// In a process of its own, so that its peak of memory is its own.
+Result MeasureApart(Measurement measure, const std::string& parent, const Workload& workload)
+{
+    const TemporaryFolder folder(parent);
+    int ends[2];
+    Require(pipe(ends) == 0, "pipe");
+    const pid_t child = fork();
+    Require(child >= 0, "fork");
+    if (child == 0) {
+        const Result result = MeasureHere(measure, folder.Path(), workload);
+        const bool told = write(ends[1], &result, sizeof result) == sizeof result;
+        _exit(told ? 0 : 1);
+    }
+    close(ends[1]);
+    Result result;
+    const bool told = read(ends[0], &result, sizeof result) == sizeof result;
+    close(ends[0]);
+    int status;
+    waitpid(child, &status, 0);
+    Require(told && status == 0, "a contender failed");
+    return result;
+}
+
+double Median(std::vector<double> values)
+{
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+}
+
+template <typename Get> double MedianOf(const std::vector<Result>& results, Get get)
+{
+    std::vector<double> values;
+    for (const Result& result : results)
+        values.push_back(get(result));
+    return Median(values);
+}
+
+// Results of one contender, by run.
+using Results = std::vector<std::vector<Result>>;
+
+// Ours, in its own unit, and the others as ratios to it.
+template <typename Get>
+void PrintRow(const char* name, const Results& results, double unit, Get get)
+{
+    const double ours = MedianOf(results[0], get);
+    std::printf("%-22s%10.3f", name, ours / unit);
+    for (std::size_t i = 1; i < results.size(); ++i) {
+        const double other = MedianOf(results[i], get);
+        if (other > 0)
+            std::printf("%12.2f", other / ours);
+        else
+            std::printf("%12s", "-");
+    }
+    std::printf("\n");
+}
+
+void PrintTable(const Options& options, const Workload& workload, const Results& results)
+{
+    std::printf("\n%zu products, %d runs. Ours in microseconds an operation, others / ours.\n\n",
+                workload.random.size(), options.runs);
+    std::printf("%-22s", "");
+    for (const Entry& entry : options.contenders)
+        std::printf(&entry == options.contenders.data() ? "%10s" : "%12s", entry.name);
+    std::printf("\n");
+    for (int phase = 0; phase < phases; ++phase)
+        PrintRow(PhaseName(phase), results, 1e-6 * workload.Operations(phase),
+                 [&](const Result& result) { return result.seconds[std::size_t(phase)]; });
+    PrintRow("file size, MB", results, 1e6, [](const Result& result) { return result.fileBytes; });
+    PrintRow("peak memory, MB", results, 1e6,
+             [](const Result& result) { return result.peakBytes; });
+}
+
+void PrintCalls(const Workload& workload, const Result& ours)
+{
+    std::printf("\nSystem calls of ours, an operation\n\n%-22s%10s%10s%10s%10s%10s%10s\n", "",
+                "open", "seek", "read", "write", "close", "others");
+    for (int phase = 0; phase < phases; ++phase) {
+        std::printf("%-22s", PhaseName(phase));
+        for (const double count : ours.calls[std::size_t(phase)])
+            std::printf("%10.3f", count / workload.Operations(phase));
+        std::printf("\n");
+    }
+}
+
+void RequireSpace(const std::string& folder, int size)
+{
+    constexpr double bytesOfProduct = 12000; // more than any contender takes
+    if (double(fs::space(folder).available) < bytesOfProduct * size + 1e9)
+        Fail("too little space in " + folder);
+}
+
+void Compare(const Options& options, int size)
+{
+    RequireSpace(options.folder, size);
+    const Workload workload(size);
+    Results results(options.contenders.size());
+    for (int run = 0; run < options.runs; ++run)
+        for (std::size_t i = 0; i < results.size(); ++i)
+            results[i].push_back(
+                MeasureApart(options.contenders[i].measure, options.folder, workload));
+    PrintTable(options, workload, results);
+    PrintCalls(workload, results[0][0]);
+    std::fflush(stdout);
+}
+
+void RunOnce(const Options& options, int size)
+{
+    RequireSpace(options.folder, size);
+    const Workload workload(size);
+    const TemporaryFolder folder(options.folder);
+    const Result result = MeasureHere(options.contenders.back().measure, folder.Path(), workload);
+    for (int phase = 0; phase < phases; ++phase)
+        std::printf("%-22s%10.3f\n", PhaseName(phase),
+                    1e6 * result.seconds[std::size_t(phase)] / workload.Operations(phase));
+}
+
+[[noreturn]] void Usage()
+{
+    std::fprintf(stderr,
+                 "usage: bench_store [--runs N] [--only NAME,NAME...] [--folder FOLDER] "
+                 "SIZE...\n       bench_store --once NAME SIZE\ncontenders:");
+    for (const Entry& entry : entries)
+        std::fprintf(stderr, " %s", entry.name);
+    std::fprintf(stderr, "\n");
+    std::exit(2);
+}
+
+int PositiveNumber(const char* text)
+{
+    char* end;
+    const long number = std::strtol(text, &end, 10);
+    if (*end != 0 || number < 1 || number > 10000000)
+        Usage();
+    return int(number);
+}
+
+// Ours comes first, as all others are compared with it.
+std::vector<Entry> Choose(const std::string& names)
+{
+    std::vector<Entry> chosen;
+    for (const Entry& entry : entries)
+        if (&entry == entries
+            || ("," + names + ",").find("," + std::string(entry.name) + ",") != std::string::npos)
+            chosen.push_back(entry);
+    return chosen;
+}
+
+Options ReadOptions(int argc, char** argv)
+{
+    Options options;
+    const char* const folder = std::getenv("TMPDIR");
+    options.folder = folder ? folder : "/tmp";
+    options.contenders.assign(std::begin(entries), std::end(entries));
+    for (int i = 1; i < argc; ++i) {
+        const std::string argument = argv[i];
+        if (argument.rfind("--", 0) != 0) {
+            options.sizes.push_back(PositiveNumber(argv[i]));
+            continue;
+        }
+        const char* const value = ++i < argc ? argv[i] : "";
+        if (argument == "--runs")
+            options.runs = PositiveNumber(value);
+        else if (argument == "--only" || argument == "--once")
+            options.contenders = Choose(value);
+        else if (argument == "--folder")
+            options.folder = value;
+        else
+            Usage();
+        if (argument == "--once")
+            options.once = value;
+    }
+    if (options.sizes.empty())
+        Usage();
+    return options;
+}
+
+} // namespace
+
+void Fail(const std::string& why)
+{
+    std::fprintf(stderr, "bench_store: %s\n", why.c_str());
+    std::_Exit(1);
+}
+
+int main(int argc, char** argv)
+{
+    const Options options = ReadOptions(argc, argv);
+    for (const int size : options.sizes) {
+        if (options.once.empty())
+            Compare(options, size);
+        else
+            RunOnce(options, size);
+    }
+    return 0;
+}

@@ -1,0 +1,55 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// What every contender of the store benchmark can do. A contender numbers the
+// products in the order in which they are inserted, from 1. A failure of a store
+// ends the program.
+
+#pragma once
+
+#include "store/product.h"
+
+#include <functional>
+#include <memory>
+#include <string>
+
+class Contender
+{
+public:
+    virtual ~Contender() = default;
+
+    // Stores a product's record and its four keys.
+    virtual void Insert(const Product& product) = 0;
+    // Removes them, given the product's keys.
+    virtual void Delete(const Product& product) = 0;
+    // Has all changes in the hands of the operating system.
+    virtual void Commit() { }
+
+    // The number under a name, 0 if there is none; the record is not read.
+    virtual std::uint32_t Find(const char* name) = 0;
+    // The record under a name, good until the next call; null if there is none.
+    virtual const std::uint8_t* Fetch(const char* name) = 0;
+
+    // Visits names and numbers in the order of the names. False, without a
+    // visit, from a store that keeps no order.
+    using Visit = std::function<void(const char* name, std::size_t length, std::uint32_t number)>;
+    virtual bool Walk(const Visit& visit) = 0;
+};
+
+using ContenderPtr = std::unique_ptr<Contender>;
+
+// Each makes an empty store in a folder, and is in a file of its own.
+ContenderPtr MakeOurs(const std::string& folder);
+ContenderPtr MakeSqlite(const std::string& folder);
+// The same, each change a transaction.
+ContenderPtr MakeSqliteEach(const std::string& folder);
+ContenderPtr MakeLmdb(const std::string& folder);
+
+// Ends the program: a benchmark of a store that fails measures nothing.
+[[noreturn]] void Fail(const std::string& why);
+
+inline void Require(bool holds, const char* what)
+{
+    if (!holds)
+        Fail(what);
+}

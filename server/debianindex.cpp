@@ -1,0 +1,284 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "debianindex.h"
+
+#include "options.h"
+#include "packagename.h"
+#include "packedfile.h"
+#include "stanza.h"
+#include "storeerror.h"
+#include "storefile.h"
+#include "text.h"
+
+#include <algorithm>
+#include <apt-pkg/deblistparser.h>
+#include <apt-pkg/debversion.h>
+#include <strings.h>
+#include <unordered_map>
+#include <unordered_set>
+
+namespace
+{
+
+const std::size_t kMostFields = 200;
+const std::size_t kLongestSection = 60;
+const std::size_t kLongestHomepage = 256;
+const std::size_t kLongestDescription = 16 * 1024;
+const std::size_t kReasonsKept = 10;
+
+// The value of a field, or an empty one.
+std::string Value(const Stanza& stanza, const char* key)
+{
+    const Field* field = stanza.find(key);
+    return field ? field->value : std::string();
+}
+
+// The package tools know keys in either case, and take one of two.
+void RefuseRepeatedFields(const Stanza& stanza, const std::string& file)
+{
+    const std::vector<Field>& fields = stanza.fields;
+    if (fields.size() > kMostFields)
+        FailAt(file, stanza.line, "too many fields for a package");
+    for (auto one = fields.begin(); one != fields.end(); ++one) {
+        const auto same = [&](const Field& other) {
+            return strcasecmp(one->key.c_str(), other.key.c_str()) == 0;
+        };
+        if (std::any_of(fields.begin(), one, same))
+            FailAt(file, one->line, "a second " + one->key + " for one package");
+    }
+}
+
+bool IsArchiveName(const std::string& name)
+{
+    static const char letters[]
+        = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-+._~%:/";
+    const std::string path = '/' + name;
+    return name.size() > 4 && name.size() < 512 && name.compare(name.size() - 4, 4, ".deb") == 0
+        && name.find_first_not_of(letters) == std::string::npos
+        && path.find("//") == std::string::npos && path.find("/../") == std::string::npos
+        && path.find("/.deb") == std::string::npos;
+}
+
+bool IsSum(const std::string& text)
+{
+    return text.size() == 64
+        && text.find_first_not_of("0123456789abcdefABCDEF") == std::string::npos;
+}
+
+bool IsSize(const std::string& text)
+{
+    return !text.empty() && text.size() <= 15
+        && text.find_first_not_of("0123456789") == std::string::npos;
+}
+
+// A field that must be there, and be what `isOne` takes for one.
+std::string Checked(const Stanza& stanza, const char* key, bool (*isOne)(const std::string&),
+                    const std::string& file)
+{
+    const std::string& value = Required(stanza, key, file);
+    if (!isOne(value))
+        FailAt(file, stanza.find(key)->line,
+               "this can be no " + std::string(key) + ": " + Quoted(value));
+    return value;
+}
+
+std::string SectionOf(const Stanza& stanza)
+{
+    static const char letters[]
+        = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-+./_";
+    const std::string section = Value(stanza, "Section");
+    const bool good = !section.empty() && section.size() <= kLongestSection
+        && section.find_first_not_of(letters) == std::string::npos;
+    return good ? section : "unknown";
+}
+
+bool IsHomepage(const std::string& page)
+{
+    static const char* const schemes[] = { "http://", "https://", "ftp://", "gopher://" };
+    const bool known
+        = std::any_of(std::begin(schemes), std::end(schemes),
+                      [&page](const char* scheme) { return page.rfind(scheme, 0) == 0; });
+    const bool plain
+        = std::all_of(page.begin(), page.end(), [](char c) { return c > ' ' && c < 127; });
+    return known && plain && page.size() <= kLongestHomepage;
+}
+
+// The stanza as it stands, or without a homepage that is none.
+std::string TextOf(Stanza& stanza)
+{
+    const Field* page = stanza.find("Homepage");
+    if (!page || IsHomepage(page->value))
+        return std::move(stanza.text);
+    std::string text;
+    for (const Field& field : stanza.fields) {
+        if (&field != page)
+            text += field.key + ": " + Continued(field.value) + '\n';
+    }
+    return text;
+}
+
+bool IsRelation(const std::string& key)
+{
+    static const char* const keys[]
+        = { "Depends",   "Pre-Depends", "Recommends", "Suggests", "Enhances",
+            "Conflicts", "Breaks",      "Replaces",   "Provides" };
+    return std::any_of(std::begin(keys), std::end(keys),
+                       [&key](const char* known) { return strcasecmp(key.c_str(), known) == 0; });
+}
+
+// One relation that apt cannot read makes it refuse the whole index.
+void CheckRelations(const Stanza& stanza, const std::string& file)
+{
+    for (const Field& field : stanza.fields) {
+        if (!IsRelation(field.key))
+            continue;
+        std::string name, version;
+        unsigned int comparison = 0;
+        const char* at = field.value.c_str();
+        const char* const end = at + field.value.size();
+        while (at && at != end) {
+            at = debListParser::ParseDepends(at, end, name, version, comparison);
+            if (!at || !IsPackageName(name.substr(0, name.find(':'))))
+                FailAt(file, field.line, "this can be no " + field.key + ": " + Quoted(name));
+        }
+    }
+}
+
+// The description of a translation file: that of its one language.
+std::string Translated(const Stanza& stanza)
+{
+    for (const Field& field : stanza.fields) {
+        if (field.key.rfind("Description-", 0) == 0 && field.key != "Description-md5")
+            return field.value;
+    }
+    return {};
+}
+
+// A description that a product can have; `other` where this is none.
+std::string FitDescription(const std::string& text, const std::string& other)
+{
+    if (text.size() <= kLongestDescription)
+        return text.empty() ? other : text;
+    const std::string line = text.substr(0, text.find('\n'));
+    return line.size() <= kLongestDescription ? line : other;
+}
+
+ArchivePackage ReadPackage(Stanza& stanza, const std::string& file)
+{
+    RefuseRepeatedFields(stanza, file);
+    ArchivePackage package;
+    package.name = Checked(stanza, "Package", IsPackageName, file);
+    package.version = Checked(stanza, "Version", IsPackageVersion, file);
+    package.archive = Checked(stanza, "Filename", IsArchiveName, file);
+    package.archive.erase(0, package.archive.rfind('/') + 1);
+    // Without it the package tools would take any archive.
+    Checked(stanza, "SHA256", IsSum, file);
+    Checked(stanza, "Size", IsSize, file);
+    CheckRelations(stanza, file);
+    package.section = SectionOf(stanza);
+    package.description = FitDescription(Value(stanza, "Description"), package.name);
+    package.descriptionMd5 = Value(stanza, "Description-md5");
+    package.stanza = TextOf(stanza);
+    return package;
+}
+
+void LeaveOut(DebianIndex& index, const std::string& reason)
+{
+    ++index.leftOutCount;
+    if (index.leftOut.size() < kReasonsKept)
+        index.leftOut.push_back(reason);
+}
+
+// Hands over each stanza of a file; what is none, or is refused, is left out.
+template <class Take> void ReadStanzas(DebianIndex& index, const std::string& file, Take take)
+{
+    const std::string text = ReadPackedFile(file, kLargestStoreFile);
+    StanzaReader reader(text, file);
+    Stanza stanza;
+    for (bool more = true; more;) {
+        try {
+            more = reader.next(stanza);
+            if (more)
+                take(stanza);
+        } catch (const StoreError& error) {
+            LeaveOut(index, error.what());
+        }
+    }
+}
+
+// Keeps a package if it is the newest of its name so far.
+void Keep(DebianIndex& index, ArchivePackage&& package)
+{
+    const auto known = index.packages.find(package.name);
+    if (known == index.packages.end()) {
+        const std::string name = package.name;
+        index.packages.emplace(name, std::move(package));
+        return;
+    }
+    ++index.older;
+    if (debVS.CmpVersion(package.version, known->second.version) > 0)
+        known->second = std::move(package);
+}
+
+// A server finds a package by the name of its archive.
+void LeaveOutSharedArchives(DebianIndex& index, const std::string& file)
+{
+    std::unordered_set<std::string> archives;
+    for (auto at = index.packages.begin(); at != index.packages.end();) {
+        if (archives.insert(at->second.archive).second) {
+            ++at;
+            continue;
+        }
+        LeaveOut(index, file + ": another package has the archive of " + at->first);
+        at = index.packages.erase(at);
+    }
+}
+
+} // namespace
+
+DebianIndex ReadDebianIndex(const std::string& file)
+{
+    DebianIndex index;
+    ReadStanzas(index, file, [&](Stanza& stanza) { Keep(index, ReadPackage(stanza, file)); });
+    LeaveOutSharedArchives(index, file);
+    if (index.packages.empty())
+        throw StoreError(index.leftOut.empty() ? file + ": there is no package in this index"
+                                               : index.leftOut.front());
+    return index;
+}
+
+std::size_t AddLongDescriptions(DebianIndex& index, const std::string& file)
+{
+    std::unordered_multimap<std::string, ArchivePackage*> wanted;
+    for (auto& [name, package] : index.packages) {
+        if (!package.descriptionMd5.empty())
+            wanted.emplace(package.descriptionMd5, &package);
+    }
+    std::size_t count = 0;
+    ReadStanzas(index, file, [&](Stanza& stanza) {
+        const auto takers = wanted.equal_range(Value(stanza, "Description-md5"));
+        for (auto taker = takers.first; taker != takers.second; ++taker) {
+            ArchivePackage& package = *taker->second;
+            package.description = FitDescription(Translated(stanza), package.description);
+            ++count;
+        }
+        wanted.erase(takers.first, takers.second);
+    });
+    return count;
+}
+
+// apt's name for http://deb.debian.org/debian/dists/... is
+// deb.debian.org_debian_dists_..., with %5f where the address has a '_'.
+std::string ArchiveOf(const std::string& file)
+{
+    const std::string name = file.substr(file.rfind('/') + 1);
+    const auto end = name.find("_dists_");
+    if (end == std::string::npos)
+        return {};
+    std::string path = name.substr(0, end);
+    std::replace(path.begin(), path.end(), '_', '/');
+    std::string decoded;
+    const bool whole = DecodePercent(path, decoded);
+    return whole && IsServerUrl("http://" + decoded) ? "http://" + decoded : std::string();
+}

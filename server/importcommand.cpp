@@ -1,0 +1,131 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "importcommand.h"
+
+#include "importedstore.h"
+#include "options.h"
+#include "store.h"
+#include "storeerror.h"
+#include "text.h"
+
+#include <getopt.h>
+#include <iostream>
+
+namespace
+{
+
+const char help[] = R"(Usage: pakmart-storeserver import [OPTION]... INDEX STORE
+
+Makes a store in the folder STORE out of the package index of a Debian archive:
+every package becomes a product, its section the category. INDEX is a Packages
+file as apt keeps it below /var/lib/apt/lists, plain or compressed.
+
+  -a, --archive URL       where the archives are fetched from; without it, the
+                          address in the name that apt has given INDEX
+  -t, --translation FILE  take long descriptions from this Translation file
+  -n, --name NAME         the repository's name in the store (debian)
+      --help              show this text
+
+STORE may be new, empty or a store that an import has made. Such a store is
+brought up to the index: products that are there already keep their numbers.
+A store that was made otherwise is left alone.
+Exit status: 0 made, 1 failed, 2 wrong usage.
+)";
+
+struct ImportOptions {
+    std::string archive;
+    std::string translation;
+    std::string name = "debian";
+    std::string index;
+    std::string store;
+    bool help = false;
+};
+
+// Reads the command line; what is wrong with it, or an empty text.
+std::string ParseImportOptions(int argc, char** argv, ImportOptions& options)
+{
+    static const option names[] = { { "archive", required_argument, nullptr, 'a' },
+                                    { "translation", required_argument, nullptr, 't' },
+                                    { "name", required_argument, nullptr, 'n' },
+                                    { "help", no_argument, nullptr, 'h' },
+                                    { nullptr, 0, nullptr, 0 } };
+    int letter = 0;
+    while ((letter = getopt_long(argc, argv, "a:t:n:", names, nullptr)) != -1) {
+        if (letter == 'a')
+            options.archive = optarg;
+        else if (letter == 't')
+            options.translation = optarg;
+        else if (letter == 'n')
+            options.name = optarg;
+        else if (letter == 'h')
+            options.help = true;
+        else
+            return "this option is unknown or lacks its value";
+    }
+    if (options.help)
+        return {};
+    if (argc - optind != 2)
+        return "an index and a store are needed";
+    options.index = argv[optind];
+    options.store = argv[optind + 1];
+    if (!IsRepositoryName(options.name))
+        return Quoted(options.name) + " is no name of a repository";
+    if (options.archive.empty())
+        options.archive = ArchiveOf(options.index);
+    if (options.archive.empty())
+        return "say where the archives of this index are, with --archive";
+    if (!IsServerUrl(options.archive))
+        return Quoted(options.archive) + " is no address such as http://deb.debian.org/debian";
+    return {};
+}
+
+void TellLeftOut(const DebianIndex& index)
+{
+    for (const std::string& reason : index.leftOut)
+        std::cerr << "pakmart-storeserver: left out: " << reason << '\n';
+    if (index.leftOutCount > index.leftOut.size())
+        std::cerr << "pakmart-storeserver: and " << index.leftOutCount - index.leftOut.size()
+                  << " more were left out\n";
+}
+
+void Import(const ImportOptions& options)
+{
+    ImportedStore store(options.store, options.name);
+    DebianIndex index = ReadDebianIndex(options.index);
+    std::cout << "packages: " << index.packages.size()
+              << ", older versions passed over: " << index.older;
+    if (!options.translation.empty())
+        std::cout << ", long descriptions: " << AddLongDescriptions(index, options.translation);
+    std::cout << std::endl;
+    TellLeftOut(index);
+    const ImportResult result = store.replace(index, options.archive);
+    std::cout << "products: " << result.products << ", categories: " << result.categories
+              << "; new: " << result.added << ", of another version: " << result.updated
+              << ", gone: " << result.gone << "\nthe store is in " << options.store
+              << "; its archives are fetched from " << options.archive << std::endl;
+}
+
+} // namespace
+
+int ImportCommand(int argc, char** argv)
+{
+    ImportOptions options;
+    const std::string wrong = ParseImportOptions(argc, argv, options);
+    if (!wrong.empty()) {
+        std::cerr << "pakmart-storeserver: " << wrong
+                  << "\nTry `pakmart-storeserver import --help`.\n";
+        return 2;
+    }
+    if (options.help) {
+        std::cout << help;
+        return 0;
+    }
+    try {
+        Import(options);
+    } catch (const StoreError& error) {
+        std::cerr << "pakmart-storeserver: " << error.what() << '\n';
+        return 1;
+    }
+    return 0;
+}

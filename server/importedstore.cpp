@@ -1,0 +1,194 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "importedstore.h"
+
+#include "replacement.h"
+#include "stanza.h"
+#include "storeerror.h"
+#include "text.h"
+
+#include <cerrno>
+#include <climits>
+#include <cstdint>
+#include <cstring>
+#include <dirent.h>
+#include <fcntl.h>
+#include <set>
+#include <sys/file.h>
+#include <unistd.h>
+
+namespace
+{
+
+const char markFile[] = "imported";
+
+// Whether there is nothing in a folder, or only the beginning of an import that
+// was killed.
+bool IsUnused(const std::string& path)
+{
+    const std::set<std::string> nothing{ ".", "..", std::string(markFile) + ".new" };
+    const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir(path.c_str()), closedir);
+    const dirent* entry = nullptr;
+    do {
+        entry = folder ? readdir(folder.get()) : nullptr;
+    } while (entry && nothing.count(entry->d_name) != 0);
+    return folder && !entry;
+}
+
+bool Exists(const std::string& path)
+{
+    struct stat info = {};
+    return lstat(path.c_str(), &info) == 0;
+}
+
+std::string MarkText(const std::string& repository, long nextSerial)
+{
+    return "# Made by `pakmart-storeserver import`, which replaces products, sources and\n# pool/"
+        + repository + " when it is run again.\nRepository: " + repository
+        + "\nNext-Serial: " + std::to_string(nextSerial) + '\n';
+}
+
+void AddProduct(std::string& text, const ArchivePackage& package, long serial)
+{
+    text += "Serial: " + std::to_string(serial) + "\nName: " + package.name
+        + "\nCategory: " + package.section + "\nPackage: " + package.name
+        + "\nDescription: " + Continued(package.description) + "\n\n";
+}
+
+std::string PackagesText(const DebianIndex& index)
+{
+    std::string text;
+    for (const auto& [name, package] : index.packages)
+        text += package.stanza + '\n';
+    return text;
+}
+
+// Clients fetch the package lists again when this number changes; it is made of
+// the lists, so that the same lists give the same one.
+std::string TimestampOf(const std::string& packages)
+{
+    std::uint64_t hash = 14695981039346656037u; // FNV-1a
+    for (const char c : packages)
+        hash = (hash ^ static_cast<unsigned char>(c)) * 1099511628211u;
+    return std::to_string(hash);
+}
+
+std::string SourcesText(const std::string& repository, const std::string& timestamp)
+{
+    return "Type: dep\nEntry: deb @SERVER@/pool/" + repository + " ./\nTimestamp: " + timestamp
+        + '\n';
+}
+
+} // namespace
+
+ImportedStore::ImportedStore(const std::string& folder, const std::string& repository)
+    : m_folder(folder), m_repository(repository)
+{
+    take();
+    readMark();
+}
+
+void ImportedStore::take()
+{
+    if (mkdir(m_folder.c_str(), 0755) != 0 && errno != EEXIST)
+        throw StoreError(m_folder + ": " + std::strerror(errno));
+    m_handle = FileHandle(open(m_folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!m_handle)
+        throw StoreError(m_folder + ": " + std::strerror(errno));
+    if (flock(m_handle.fd(), LOCK_EX | LOCK_NB) != 0)
+        throw StoreError(m_folder + ": another import is at work here");
+}
+
+void ImportedStore::readMark()
+{
+    const std::string path = m_folder + '/' + markFile;
+    if (IsUnused(m_folder)) {
+        // First, so that a store that is not finished is known for what it is.
+        Replacement(m_folder, markFile, MarkText(m_repository, m_nextSerial)).commit();
+        return;
+    }
+    if (!Exists(path))
+        throw StoreError(m_folder + ": this is no store that an import has made; it is left alone");
+    const std::vector<Stanza> stanzas = ParseStanzas(ReadStoreFile(m_folder, markFile).text, path);
+    if (stanzas.size() != 1)
+        throw StoreError(path + ": this is not what an import has written");
+    if (Required(stanzas[0], "Repository", path) != m_repository)
+        throw StoreError(m_folder + ": the repository of this store is "
+                         + Quoted(stanzas[0].find("Repository")->value));
+    m_nextSerial = PositiveNumber(Required(stanzas[0], "Next-Serial", path));
+    if (m_nextSerial == 0)
+        FailAt(path, stanzas[0].line, "the number of the next product is none");
+}
+
+Products ImportedStore::oldProducts() const
+{
+    const std::string path = m_folder + "/products";
+    return Exists(path) ? ParseProducts(ReadStoreFile(m_folder, "products").text, path)
+                        : Products();
+}
+
+std::map<std::string, std::string> ImportedStore::oldVersions() const
+{
+    std::map<std::string, std::string> versions;
+    const std::string name = "pool/" + m_repository + "/Packages", path = m_folder + '/' + name;
+    if (!Exists(path))
+        return versions;
+    const std::string text = ReadStoreFile(m_folder, name).text;
+    StanzaReader reader(text, path);
+    for (Stanza stanza; reader.next(stanza);)
+        versions[Required(stanza, "Package", path)] = Required(stanza, "Version", path);
+    return versions;
+}
+
+ImportResult ImportedStore::replace(const DebianIndex& index, const std::string& archives)
+{
+    ImportResult result;
+    std::map<std::string, long> known; // the numbers of packages
+    for (const auto& [serial, product] : oldProducts()) {
+        known[product.package] = serial;
+        m_nextSerial = std::max(m_nextSerial, serial + 1);
+    }
+    const std::map<std::string, std::string> versions = oldVersions();
+    std::map<long, const ArchivePackage*> numbered;
+    std::set<std::string> categories;
+    for (const auto& [name, package] : index.packages) {
+        const auto old = known.find(name);
+        const auto version = versions.find(name);
+        const bool isNew = old == known.end();
+        result.added += isNew ? 1 : 0;
+        if (!isNew && version != versions.end() && version->second != package.version)
+            ++result.updated;
+        numbered[isNew ? m_nextSerial++ : old->second] = &package;
+        categories.insert(package.section);
+    }
+    if (m_nextSerial > INT_MAX)
+        throw StoreError(m_folder + ": there are no numbers left for new products");
+    result.products = numbered.size();
+    result.categories = categories.size();
+    result.gone = known.size() + result.added - result.products;
+    write(index, numbered, archives);
+    return result;
+}
+
+void ImportedStore::write(const DebianIndex& index,
+                          const std::map<long, const ArchivePackage*>& numbered,
+                          const std::string& archives)
+{
+    const std::string pool = "pool/" + m_repository;
+    std::vector<Replacement> files;
+    {
+        const std::string packages = PackagesText(index);
+        files.emplace_back(m_folder, pool + "/Packages", packages);
+        files.emplace_back(m_folder, "sources", SourcesText(m_repository, TimestampOf(packages)));
+    }
+    files.emplace_back(m_folder, pool + "/Location", "Archives: " + archives + '\n');
+    files.emplace_back(m_folder, markFile, MarkText(m_repository, m_nextSerial));
+    std::string products;
+    for (const auto& [serial, package] : numbered)
+        AddProduct(products, *package, serial);
+    files.emplace_back(m_folder, "products", products);
+    // The products last: a store without them is not served.
+    for (Replacement& file : files)
+        file.commit();
+}

@@ -1,0 +1,55 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// A store made out of the package index of a Debian archive.
+//
+// The file `imported` in its folder says that it is one, and keeps the number of
+// the next product:
+//
+//     Repository: debian
+//     Next-Serial: 63437
+//
+// A package that the store has keeps its number for good; that of one which is
+// gone is not given again.
+
+#pragma once
+
+#include "debianindex.h"
+#include "products.h"
+#include "storefile.h"
+
+struct ImportResult {
+    std::size_t products = 0;
+    std::size_t categories = 0;
+    std::size_t added = 0;
+    std::size_t updated = 0; // have another version than before
+    std::size_t gone = 0;
+};
+
+class ImportedStore
+{
+public:
+    // Takes the folder, which is made if it is missing, as long as this lives.
+    // Throws StoreError when the folder is in use for something else, or by
+    // another import.
+    ImportedStore(const std::string& folder, const std::string& repository);
+
+    // Replaces the store's files: `archives` is the address that the archives
+    // of the index are fetched from. A file is written whole beside the old one,
+    // and only when all are there do they replace the old ones. Throws
+    // StoreError, with the old store as it was, when that cannot be.
+    ImportResult replace(const DebianIndex& index, const std::string& archives);
+
+private:
+    void take();
+    void readMark();
+    Products oldProducts() const;
+    std::map<std::string, std::string> oldVersions() const; // by package
+    void write(const DebianIndex& index, const std::map<long, const ArchivePackage*>& numbered,
+               const std::string& archives);
+
+    const std::string m_folder;
+    const std::string m_repository;
+    FileHandle m_handle; // of the folder, locked
+    long m_nextSerial = 1;
+};

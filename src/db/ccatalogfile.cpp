@@ -1,0 +1,329 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "db/ccatalogfile.h"
+
+#include "db/dbfiles.h"
+#include "db/dblayouts.h"
+#include "store/cnote.h"
+#include "store/indexfile.h"
+#include "util/number.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+std::string CCatalogFile::CATALOGDFNAME;
+std::string CCatalogFile::CATALOGIDXNAME1;
+std::string CCatalogFile::CATALOGIDXNAME2;
+std::string CCatalogFile::CATALOGIDXNAME3;
+std::string CCatalogFile::CATALOGIDXNAME4;
+std::string CCatalogFile::CATALOGNOTES;
+
+namespace
+{
+
+constexpr int keys = Catalog::layout.indexCount;
+
+std::vector<std::string> FileNames()
+{
+    return { CCatalogFile::CATALOGDFNAME, CCatalogFile::CATALOGIDXNAME1,
+             CCatalogFile::CATALOGIDXNAME2, CCatalogFile::CATALOGIDXNAME3,
+             CCatalogFile::CATALOGIDXNAME4 };
+}
+
+QString ReadText(CNote& notes, std::int32_t offset)
+{
+    const std::unique_ptr<char, decltype(&std::free)> text(notes.ReadNote(offset), std::free);
+    return QString::fromUtf8(text.get());
+}
+
+} // namespace
+
+CCatalogFile::CCatalogFile()
+    : m_files(std::make_unique<DbFiles>(Catalog::layout)), m_notes(std::make_unique<CNote>()),
+      m_serialText()
+{
+    static_assert(std::tuple_size<decltype(m_record)>::value == Catalog::layout.recordLength);
+    if (CATALOGDFNAME.empty())
+        InitStaticMembers();
+    AddNew();
+}
+
+CCatalogFile::~CCatalogFile() = default;
+
+void CCatalogFile::InitStaticMembers()
+{
+    const auto path = [folder = CatalogFolder()](const char* name) { return folder + name; };
+    CATALOGDFNAME = path(Catalog::layout.fileName);
+    CATALOGIDXNAME1 = path(Catalog::layout.indexes[0].fileName);
+    CATALOGIDXNAME2 = path(Catalog::layout.indexes[1].fileName);
+    CATALOGIDXNAME3 = path(Catalog::layout.indexes[2].fileName);
+    CATALOGIDXNAME4 = path(Catalog::layout.indexes[3].fileName);
+    CATALOGNOTES = path(Catalog::notesName);
+}
+
+// ---- the files ----
+
+bool CCatalogFile::Open()
+{
+    if (!DoesFileExist(0, CATALOGDFNAME.c_str()))
+        return Create();
+    Close();
+    m_bOpen
+        = m_files->Open(FileNames()) && m_notes->Open(CATALOGNOTES.c_str()) && m_dependency.Open();
+    return m_bOpen;
+}
+
+bool CCatalogFile::Create()
+{
+    Close();
+    m_bOpen = m_files->Create(FileNames()) && m_notes->Create(CATALOGNOTES.c_str())
+        && m_dependency.Create();
+    return m_bOpen;
+}
+
+void CCatalogFile::Close()
+{
+    m_dependency.Close();
+    m_notes->Close();
+    m_files->Close();
+    setDependencies({});
+    m_nWalked = -1;
+    m_bOpen = false;
+}
+
+// ---- the record ----
+
+void CCatalogFile::AddNew()
+{
+    m_record.fill(0);
+    PutInt32(m_record.data() + Catalog::noteOffset, -1);
+    m_nRecord = -1;
+    m_keys = {};
+    m_sDescription.clear();
+    setDependencies({});
+}
+
+bool CCatalogFile::GetRecord(std::int32_t record)
+{
+    if (!m_bOpen || !m_files->Read(record, m_record.data()))
+        return false;
+    m_nRecord = record;
+    for (const TextField text : Catalog::texts)
+        EndText(m_record.data(), text);
+    MakeKeys();
+    m_sDescription = ReadText(*m_notes, NoteOffset());
+    m_dependencies.clear();
+    m_bDependenciesWait = true;
+    return true;
+}
+
+bool CCatalogFile::SaveRecord()
+{
+    if (!m_bOpen)
+        return false;
+    SaveDescription();
+    if (!(m_nRecord == -1 ? AppendProduct() : UpdateProduct()))
+        return false;
+    SaveDependencies();
+    return true;
+}
+
+// A note is never changed in place. Without a description the old note goes, but
+// the record keeps its offset.
+void CCatalogFile::SaveDescription()
+{
+    const std::int32_t old = NoteOffset();
+    if (old != -1 && (!m_sDescription.isEmpty() || m_nRecord != -1))
+        m_notes->DeleteNote(old);
+    if (m_sDescription.isEmpty())
+        return;
+    const QByteArray text = m_sDescription.toUtf8();
+    PutInt32(m_record.data() + Catalog::noteOffset, m_notes->SaveNote(text, text.size()));
+}
+
+bool CCatalogFile::AppendProduct()
+{
+    if (!m_files->Append(m_record.data(), &m_nRecord))
+        return false;
+    MakeKeys();
+    for (int which = 0; which < keys; ++which)
+        if (!m_files->AddKey(which, m_nRecord, m_keys[std::size_t(which)].data()))
+            return false;
+    return true;
+}
+
+bool CCatalogFile::UpdateProduct()
+{
+    if (!m_files->Write(m_nRecord, m_record.data()))
+        return false;
+    Catalog::CutCategory(m_record.data());
+    for (int which = 0; which < keys; ++which) {
+        std::array<char, 111>& stored = m_keys[std::size_t(which)];
+        std::array<char, 111> key;
+        MakeKey(which, key.data());
+        const bool same = which == 0 ? std::strcmp(key.data(), stored.data()) == 0
+                                     : SameText(key.data(), stored.data());
+        if (same)
+            continue;
+        m_files->DeleteKey(which, m_nRecord, stored.data());
+        stored = key;
+        m_files->AddKey(which, m_nRecord, stored.data());
+    }
+    return true;
+}
+
+// ---- dependencies ----
+
+void CCatalogFile::SaveDependencies()
+{
+    Dependencies();
+    m_dependency.RemoveAllDependencies(m_nRecord);
+    m_dependency.SaveDepends(m_nRecord, m_dependencies);
+}
+
+void CCatalogFile::AddDependency(const char* name)
+{
+    Dependencies();
+    m_dependencies.append(name);
+}
+
+void CCatalogFile::setDependencies(const QByteArrayList& names)
+{
+    m_dependencies = names;
+    m_bDependenciesWait = false;
+}
+
+// Nothing but this object's saving changes the stored names, and it comes here
+// first: what is read now is what could have been read when the product was
+// loaded.
+const QByteArrayList& CCatalogFile::Dependencies()
+{
+    if (m_bDependenciesWait)
+        m_dependency.LoadDepends(m_nRecord, m_dependencies);
+    m_bDependenciesWait = false;
+    return m_dependencies;
+}
+
+QByteArrayList CCatalogFile::OwnDependencies()
+{
+    QByteArrayList names;
+    m_dependency.LoadOwnDepends(m_nRecord, names);
+    return names;
+}
+
+// ---- finding ----
+
+bool CCatalogFile::FindServerSerialNumber(std::int32_t serial)
+{
+    if (m_bOpen)
+        return LoadSerial(serial);
+    const bool found = Open() && LoadSerial(serial);
+    Close();
+    return found;
+}
+
+bool CCatalogFile::FindServerSerialNumber(const char* serial)
+{
+    return FindServerSerialNumber(LeadingNumber(serial));
+}
+
+bool CCatalogFile::LoadSerial(std::int32_t serial)
+{
+    const char* const key = serial < 0 ? "" : ServerSerialNumberStr(serial);
+    std::int32_t record;
+    if (!m_files->Search(3, key, &record) || !GetRecord(record))
+        return false;
+    return serial < 0 || ServerSerialNumber() == serial;
+}
+
+bool CCatalogFile::LoadInCategory(std::int32_t record, const char* category)
+{
+    const bool loaded = GetRecord(record);
+    m_nWalked = loaded ? record : -1;
+    if (!loaded)
+        return false;
+    return !category || SameText(Category(), category);
+}
+
+bool CCatalogFile::FindFirstForCategory(const char* category)
+{
+    std::int32_t record;
+    return m_bOpen && m_files->Search(0, category ? category : "", &record)
+        && LoadInCategory(record, category);
+}
+
+bool CCatalogFile::FindNextForCategory(const char* category)
+{
+    std::int32_t record;
+    return m_bOpen && StepFromLoaded(&record) && LoadInCategory(record, category);
+}
+
+// The walk stands on the loaded product unless another one was loaded since, or
+// a change of the index made it lose its place.
+bool CCatalogFile::StepFromLoaded(std::int32_t* record)
+{
+    if (m_nWalked == m_nRecord && m_files->Index(0)->depth > 0)
+        return m_files->Next(0, record);
+    return FindBehindLoaded(record);
+}
+
+bool CCatalogFile::FindBehindLoaded(std::int32_t* record)
+{
+    const char* const stored = m_keys[0].data();
+    char key[keyRoom];
+    bool found = m_files->Search(0, stored, record, key);
+    while (found
+           && tacompkeys(key, stored, std::uint32_t(*record), std::uint32_t(m_nRecord), 1) <= 0)
+        found = m_files->Next(0, record, key);
+    return found;
+}
+
+// ---- keys ----
+
+void CCatalogFile::MakeKey(int which, char* key) const
+{
+    char text[keyRoom];
+    Catalog::MakeKey(m_record.data(), which, text);
+    std::strcpy(key, text);
+}
+
+void CCatalogFile::MakeKey1(char* key)
+{
+    Catalog::CutCategory(m_record.data());
+    MakeKey(0, key);
+}
+
+void CCatalogFile::MakeKey2(char* key) const
+{
+    MakeKey(1, key);
+}
+
+void CCatalogFile::MakeKey3(char* key) const
+{
+    MakeKey(2, key);
+}
+
+void CCatalogFile::MakeKey4(char* key) const
+{
+    MakeKey(3, key);
+}
+
+void CCatalogFile::MakeKeys()
+{
+    Catalog::CutCategory(m_record.data());
+    for (int which = 0; which < keys; ++which)
+        MakeKey(which, m_keys[std::size_t(which)].data());
+}
+
+const char* CCatalogFile::ServerSerialNumberStr()
+{
+    return ServerSerialNumberStr(ServerSerialNumber());
+}
+
+const char* CCatalogFile::ServerSerialNumberStr(std::int32_t serial)
+{
+    FormatSerial(serial, m_serialText);
+    return m_serialText;
+}

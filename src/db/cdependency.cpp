@@ -1,0 +1,285 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "db/cdependency.h"
+
+#include "db/dbfiles.h"
+#include "db/dblayouts.h"
+#include "store/datafile.h"
+
+#include <algorithm>
+#include <cstring>
+#include <map>
+#include <vector>
+
+std::string CDependency::DEPENDENCYDFNAME;
+std::string CDependency::DEPENDENCYIDXNAME1;
+std::string CDependency::DEPENDENCYIDXNAME2;
+
+namespace
+{
+
+constexpr int length = Dependency::layout.recordLength;
+
+// Records of a data file, in whatever order they are wanted, read in blocks and
+// each block once.
+class RecordBlocks
+{
+public:
+    // `wanted` says how many records will be asked for.
+    RecordBlocks(DataFile* file, std::size_t wanted)
+        : m_file(file), m_perBlock(wanted < manyRecords ? 8 : 1024)
+    {
+    }
+
+    // Null for one that is not there.
+    std::uint8_t* Record(std::uint32_t number)
+    {
+        const std::uint32_t first = number / m_perBlock * m_perBlock;
+        const auto [at, isNew] = m_blocks.try_emplace(first);
+        std::vector<std::uint8_t>& block = at->second;
+        if (isNew)
+            Read(first, &block);
+        const std::size_t offset = std::size_t(number - first) * length;
+        return offset < block.size() ? block.data() + offset : nullptr;
+    }
+
+private:
+    static constexpr std::size_t manyRecords = 100;
+
+    void Read(std::uint32_t first, std::vector<std::uint8_t>* block)
+    {
+        block->resize(m_perBlock * length);
+        const std::uint32_t got = GetBigRec(m_file, first, block->data(), m_perBlock);
+        block->resize(got <= m_perBlock ? got * length : 0);
+    }
+
+    DataFile* const m_file;
+    const std::uint32_t m_perBlock;
+    std::map<std::uint32_t, std::vector<std::uint8_t>> m_blocks;
+};
+
+void AppendNames(DataFile* file, const std::vector<std::int32_t>& numbers, QByteArrayList& list)
+{
+    RecordBlocks blocks(file, numbers.size());
+    list.reserve(list.size() + int(numbers.size()));
+    for (const std::int32_t number : numbers) {
+        std::uint8_t* const record = number >= 1 ? blocks.Record(std::uint32_t(number)) : nullptr;
+        if (!record || !IsLive(record))
+            continue;
+        EndText(record, Dependency::name);
+        list.append(QByteArray(GetText(record, Dependency::name)));
+    }
+}
+
+} // namespace
+
+CDependency::CDependency() : m_files(std::make_unique<DbFiles>(Dependency::layout))
+{
+    static_assert(length == std::tuple_size<decltype(m_record)>::value);
+    if (DEPENDENCYDFNAME.empty())
+        InitStaticMembers();
+    AddNew();
+}
+
+CDependency::~CDependency() = default;
+
+void CDependency::InitStaticMembers()
+{
+    const auto path = [folder = CatalogFolder()](const char* name) { return folder + name; };
+    DEPENDENCYDFNAME = path(Dependency::layout.fileName);
+    DEPENDENCYIDXNAME1 = path(Dependency::layout.indexes[0].fileName);
+    DEPENDENCYIDXNAME2 = path(Dependency::layout.indexes[1].fileName);
+}
+
+bool CDependency::Open()
+{
+    if (!DoesFileExist(0, DEPENDENCYDFNAME.c_str()))
+        return Create();
+    return m_files->Open({ DEPENDENCYDFNAME, DEPENDENCYIDXNAME1, DEPENDENCYIDXNAME2 });
+}
+
+bool CDependency::Create()
+{
+    return m_files->Create({ DEPENDENCYDFNAME, DEPENDENCYIDXNAME1, DEPENDENCYIDXNAME2 });
+}
+
+void CDependency::Close()
+{
+    m_files->Close();
+}
+
+void CDependency::AddNew()
+{
+    m_record.fill(0);
+    m_nRecord = -1;
+    m_key1.fill(0);
+    m_key2.fill(0);
+}
+
+const char* CDependency::setName(const char* name)
+{
+    return SetText(m_record.data(), Dependency::name, name);
+}
+
+void CDependency::setParent(std::int32_t parent)
+{
+    PutInt32(m_record.data() + Dependency::parent, parent);
+}
+
+const char* CDependency::Name() const
+{
+    return GetText(m_record.data(), Dependency::name);
+}
+
+std::int32_t CDependency::Parent() const
+{
+    return GetInt32(m_record.data() + Dependency::parent);
+}
+
+void CDependency::MakeKey1(char* key) const
+{
+    char text[keyRoom];
+    Dependency::MakeKey(m_record.data(), 0, text);
+    std::strcpy(key, text);
+}
+
+void CDependency::MakeKey2(char* key) const
+{
+    char text[keyRoom];
+    Dependency::MakeKey(m_record.data(), 1, text);
+    std::strcpy(key, text);
+}
+
+void CDependency::MakeKeys()
+{
+    MakeKey1(m_key1.data());
+    MakeKey2(m_key2.data());
+}
+
+bool CDependency::SaveRecord()
+{
+    return m_nRecord == -1 ? AppendRecord() : UpdateRecord();
+}
+
+bool CDependency::AppendRecord()
+{
+    return m_files->Append(m_record.data(), &m_nRecord) && AddKeys();
+}
+
+bool CDependency::AddKeys()
+{
+    MakeKeys();
+    return m_files->AddKey(0, m_nRecord, m_key1.data())
+        && m_files->AddKey(1, m_nRecord, m_key2.data());
+}
+
+bool CDependency::UpdateRecord()
+{
+    if (!m_files->Write(m_nRecord, m_record.data()))
+        return false;
+    const auto move = [this](int which, Key& stored, const Key& key) {
+        m_files->DeleteKey(which, m_nRecord, stored.data());
+        stored = key;
+        m_files->AddKey(which, m_nRecord, stored.data());
+    };
+    Key key;
+    MakeKey1(key.data());
+    if (std::strcmp(key.data(), m_key1.data()) != 0)
+        move(0, m_key1, key);
+    MakeKey2(key.data());
+    if (!SameText(key.data(), m_key2.data()))
+        move(1, m_key2, key);
+    return true;
+}
+
+void CDependency::SaveDepends(std::int32_t parent, const QByteArrayList& names)
+{
+    std::vector<std::uint8_t> records;
+    const auto set = [&](const QByteArray& name) {
+        AddNew();
+        setName(name);
+        setParent(parent);
+    };
+    for (const QByteArray& name : names) {
+        set(name);
+        records.insert(records.end(), m_record.begin(), m_record.end());
+    }
+    std::int32_t number = -1;
+    const bool stored = names.size() > 1 && m_files->AppendAll(records, &number);
+    for (const QByteArray& name : names) {
+        set(name);
+        if (!stored) {
+            SaveRecord();
+            continue;
+        }
+        m_nRecord = number++;
+        AddKeys();
+    }
+}
+
+void CDependency::LoadDepends(std::int32_t parent, QByteArrayList& list)
+{
+    Load(parent, true, list);
+}
+
+void CDependency::LoadOwnDepends(std::int32_t parent, QByteArrayList& list)
+{
+    Load(parent, false, list);
+}
+
+// Only the first key must be the parent's: those behind it need any parent.
+void CDependency::Load(std::int32_t parent, bool toTheEnd, QByteArrayList& list)
+{
+    list.clear();
+    char key[keyRoom];
+    Dependency::FormatParent(parent, key);
+    std::vector<std::int32_t> numbers;
+    std::int32_t number;
+    long at = parent;
+    char before[keyRoom];
+    bool more = m_files->Search(0, key, &number, key) && Dependency::ParentOfKey(key) == parent;
+    while (more) {
+        numbers.push_back(number);
+        std::memcpy(before, key, Dependency::parentKeyWidth);
+        more = m_files->Next(0, &number, key);
+        if (more && std::memcmp(before, key, Dependency::parentKeyWidth) != 0)
+            at = Dependency::ParentOfKey(key);
+        more = more && (toTheEnd ? at != 0 : at == parent);
+    }
+    if (m_files->Data())
+        AppendNames(m_files->Data(), numbers, list);
+}
+
+void CDependency::RemoveAllDependencies(std::int32_t parent)
+{
+    char key[keyRoom];
+    std::int32_t number;
+    do
+        Dependency::FormatParent(parent, key);
+    while (m_files->Search(0, key, &number, key) && Dependency::ParentOfKey(key) == parent
+           && RemoveOne(number, key));
+}
+
+// A key whose record is not what it says comes of damage: it goes alone, so that
+// no other product's record is taken for this one's.
+bool CDependency::RemoveOne(std::int32_t number, const char* found)
+{
+    std::array<std::uint8_t, length> record;
+    char key[keyRoom];
+    bool agrees = m_files->Read(number, record.data());
+    if (agrees) {
+        EndText(record.data(), Dependency::name);
+        Dependency::MakeKey(record.data(), 0, key);
+        agrees = SameText(key, found);
+    }
+    if (!agrees)
+        return m_files->DeleteKey(0, number, found);
+    m_record = record;
+    MakeKeys();
+    m_nRecord = -1;
+    if (!m_files->Remove(number))
+        return false;
+    m_files->DeleteKey(1, number, m_key2.data());
+    return m_files->DeleteKey(0, number, m_key1.data());
+}

@@ -1,0 +1,94 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// What the products of the catalog depend on: one record for each name that a
+// product needs. The product is known by its record number in the catalog and
+// is called the parent.
+//
+// The object is its own record: fill it, then save it. Texts are UTF-8; one
+// that is longer than its field is cut before the character that does not fit.
+// InitIndex comes first, and the object closes before UnInitIndex. One thread
+// at a time; nobody else may write the files meanwhile.
+
+#pragma once
+
+#include "../util/export.h"
+
+#include <QByteArrayList>
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+class DbFiles;
+
+class VANTRELAGENT_EXPORT CDependency
+{
+public:
+    CDependency();
+    ~CDependency();
+    CDependency(const CDependency&) = delete;
+    CDependency& operator=(const CDependency&) = delete;
+
+    // The files in the agent's data folder, set by the first object.
+    static std::string DEPENDENCYDFNAME;
+    static std::string DEPENDENCYIDXNAME1;
+    static std::string DEPENDENCYIDXNAME2;
+    static void InitStaticMembers();
+
+    // Opens the files, or makes them when the data file is not there. The first
+    // one that does not open ends it; those before it stay open until Close.
+    bool Open();
+    // Makes new ones, in place of those that are there.
+    bool Create();
+    void Close();
+
+    // Empties the object, for a new record.
+    void AddNew();
+    // At most 51 bytes. Returns the field.
+    const char* setName(const char* name);
+    void setParent(std::int32_t parent);
+    const char* Name() const;
+    std::int32_t Parent() const;
+    std::int32_t RecordNumber() const { return m_nRecord; } // -1: new
+
+    // Stores the record. A new one is refused, false, when its parent has that
+    // name already; its bytes then stay in the data file, in no index.
+    bool SaveRecord();
+
+    // Stores a record for each name, as AddNew, setName, setParent and SaveRecord
+    // do one by one, in fewer transfers.
+    void SaveDepends(std::int32_t parent, const QByteArrayList& names);
+
+    // All names of `parent`, in their order, and behind them those of every
+    // parent after it; nothing when `parent` has none. Takes as long as there
+    // are names to the end.
+    void LoadDepends(std::int32_t parent, QByteArrayList& list);
+    // The names of `parent` alone.
+    void LoadOwnDepends(std::int32_t parent, QByteArrayList& list);
+
+    // Removes every record of a parent. The object is then a new record like the
+    // last one of these.
+    void RemoveAllDependencies(std::int32_t parent);
+
+    // The keys of the record, in buffers of 59 bytes.
+    void MakeKey1(char* key) const;
+    void MakeKey2(char* key) const;
+    // Both, into what the object remembers as the keys it is stored under.
+    void MakeKeys();
+
+private:
+    using Key = std::array<char, 59>;
+
+    bool AppendRecord();
+    bool AddKeys();
+    bool UpdateRecord();
+    bool RemoveOne(std::int32_t number, const char* found);
+    void Load(std::int32_t parent, bool toTheEnd, QByteArrayList& list);
+
+    std::array<std::uint8_t, 60> m_record;
+    std::int32_t m_nRecord;
+    std::unique_ptr<DbFiles> m_files;
+    Key m_key1;
+    Key m_key2;
+};

@@ -1,0 +1,156 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "db/dbfiles.h"
+
+#include "db/dblayouts.h"
+#include "store/indexfile.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace
+{
+
+using Step = int (*)(IndexFile*, std::uint32_t*, char*);
+
+// Asks an index for an item, beginning at a key where the step takes one.
+bool Ask(Step step, IndexFile* index, const char* key, std::int32_t* number, char* found)
+{
+    char buffer[keyRoom] = {};
+    std::strncpy(buffer, key, sizeof buffer - 1);
+    std::uint32_t record = 0;
+    if (!index || step(index, &record, buffer) != 0)
+        return false;
+    *number = std::int32_t(record);
+    if (found)
+        std::memcpy(found, buffer, sizeof buffer);
+    return true;
+}
+
+// Adds or deletes an item. Deleting may tell the record it found: not asked for.
+bool Change(Step step, IndexFile* index, std::int32_t number, const char* key)
+{
+    char buffer[keyRoom] = {};
+    std::strncpy(buffer, key, sizeof buffer - 1);
+    auto record = std::uint32_t(number);
+    return index && step(index, &record, buffer) == 0;
+}
+
+} // namespace
+
+template <typename OpenData, typename OpenIndex>
+bool DbFiles::OpenAll(const std::vector<std::string>& names, OpenData openData, OpenIndex openIndex)
+{
+    Close();
+    m_data = openData(0, names[0].c_str(), m_layout.recordLength);
+    bool open = m_data != nullptr;
+    for (int i = 0; open && i < m_layout.indexCount; ++i) {
+        const IndexLayout& layout = m_layout.indexes[i];
+        IndexFile*& index = m_indexes[std::size_t(i)];
+        index = openIndex(0, names[std::size_t(i) + 1].c_str(), layout.keyLength,
+                          layout.allowDuplicates);
+        open = index != nullptr;
+    }
+    return open;
+}
+
+bool DbFiles::Open(const std::vector<std::string>& names)
+{
+    return OpenAll(names, OpenDataFile, OpenIndex);
+}
+
+bool DbFiles::Create(const std::vector<std::string>& names)
+{
+    return OpenAll(names, MakeDataFile, MakeIndex);
+}
+
+void DbFiles::Close()
+{
+    if (m_data)
+        CloseDataFile(m_data);
+    m_data = nullptr;
+    for (IndexFile*& index : m_indexes) {
+        if (index)
+            CloseIndex(index);
+        index = nullptr;
+    }
+}
+
+bool DbFiles::Read(std::int32_t number, std::uint8_t* record) const
+{
+    std::vector<std::uint8_t> bytes(std::size_t(m_layout.recordLength));
+    if (!m_data || number < 1 || GetRec(m_data, std::uint32_t(number), bytes.data()) != 0
+        || !IsLive(bytes.data()))
+        return false;
+    std::copy(bytes.begin(), bytes.end(), record);
+    return true;
+}
+
+bool DbFiles::Append(const std::uint8_t* record, std::int32_t* number)
+{
+    std::uint32_t added = 0;
+    if (!m_data || AddRec(m_data, &added, record) != 0)
+        return false;
+    *number = std::int32_t(added);
+    return true;
+}
+
+bool DbFiles::AppendAll(const std::vector<std::uint8_t>& records, std::int32_t* first)
+{
+    const auto count = std::uint32_t(records.size() / std::size_t(m_layout.recordLength));
+    std::uint32_t added = 0;
+    if (!m_data || FirstRec(m_data) != FileLen(m_data)
+        || AddBigRec(m_data, &added, records.data(), count) != 0)
+        return false;
+    *first = std::int32_t(added);
+    return true;
+}
+
+bool DbFiles::Write(std::int32_t number, const std::uint8_t* record)
+{
+    return m_data && number >= 1 && PutRec(m_data, std::uint32_t(number), record) == 0;
+}
+
+bool DbFiles::Remove(std::int32_t number)
+{
+    return m_data && number >= 1 && DeleteRec(m_data, std::uint32_t(number)) == 0;
+}
+
+bool DbFiles::AddKey(int which, std::int32_t number, const char* key)
+{
+    const auto add = [](IndexFile* index, std::uint32_t* record, char* text) {
+        return ::AddKey(index, record, text);
+    };
+    return Change(add, Index(which), number, key);
+}
+
+bool DbFiles::DeleteKey(int which, std::int32_t number, const char* key)
+{
+    return Change(::DeleteKey, Index(which), number, key);
+}
+
+bool DbFiles::Search(int which, const char* key, std::int32_t* number, char* found) const
+{
+    return Ask(SearchKey, Index(which), key, number, found);
+}
+
+bool DbFiles::Find(int which, const char* key, std::int32_t* number) const
+{
+    return Ask(FindKey, Index(which), key, number, nullptr);
+}
+
+bool DbFiles::FindBelow(int which, const char* key, std::int32_t* number, char* found) const
+{
+    return Ask(FindPrevKey, Index(which), key, number, found);
+}
+
+bool DbFiles::Next(int which, std::int32_t* number, char* found) const
+{
+    char unwanted[keyRoom];
+    std::uint32_t record = 0;
+    if (!Index(which) || NextKey(Index(which), &record, found ? found : unwanted) != 0)
+        return false;
+    *number = std::int32_t(record);
+    return true;
+}

@@ -1,0 +1,64 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The files of one database, open together: its data file and the indexes over
+// it. What cannot be done because a file is not open, fails.
+
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+struct DataFile;
+struct DbLayout;
+struct IndexFile;
+
+class DbFiles
+{
+public:
+    explicit DbFiles(const DbLayout& layout) : m_layout(layout) { }
+    ~DbFiles() { Close(); }
+    DbFiles(const DbFiles&) = delete;
+    DbFiles& operator=(const DbFiles&) = delete;
+
+    // The data file's name and those of the indexes, in their order. The first
+    // one that fails ends it, and those before it stay open.
+    bool Open(const std::vector<std::string>& names);
+    // The same with new, empty files in place of those that are there.
+    bool Create(const std::vector<std::string>& names);
+    void Close();
+
+    // Null while it is not open.
+    DataFile* Data() const { return m_data; }
+    IndexFile* Index(int which) const { return m_indexes[std::size_t(which)]; }
+
+    // Reads a live record; `record` stays as it is on failure.
+    bool Read(std::int32_t number, std::uint8_t* record) const;
+    // Stores a new record, or one that is there, and removes one.
+    bool Append(const std::uint8_t* record, std::int32_t* number);
+    // Several new ones in one transfer, under the numbers from *first on. False,
+    // with nothing stored, where deleted records are to be used again first.
+    bool AppendAll(const std::vector<std::uint8_t>& records, std::int32_t* first);
+    bool Write(std::int32_t number, const std::uint8_t* record);
+    bool Remove(std::int32_t number);
+
+    bool AddKey(int which, std::int32_t number, const char* key);
+    bool DeleteKey(int which, std::int32_t number, const char* key);
+    // The first item not below `key`; the item itself; the last item below it.
+    // `found` has keyRoom bytes and becomes the item's key; it may be null.
+    bool Search(int which, const char* key, std::int32_t* number, char* found = nullptr) const;
+    bool Find(int which, const char* key, std::int32_t* number) const;
+    bool FindBelow(int which, const char* key, std::int32_t* number, char* found) const;
+    // One item further than the last lookup in that index.
+    bool Next(int which, std::int32_t* number, char* found = nullptr) const;
+
+private:
+    template <typename OpenData, typename OpenIndex>
+    bool OpenAll(const std::vector<std::string>& names, OpenData openData, OpenIndex openIndex);
+
+    const DbLayout& m_layout;
+    DataFile* m_data = nullptr;
+    std::array<IndexFile*, 4> m_indexes{}; // as many as the layout names
+};

@@ -1,0 +1,111 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "db/dblayouts.h"
+
+#include "store/indexpage.h"
+#include "util/paths.h"
+#include "util/text.h"
+
+#include <QDir>
+#include <QFile>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+namespace
+{
+
+// As AddKey cuts it: in the middle of a character if need be.
+void CutKey(const DbLayout& layout, int which, char* key)
+{
+    taxkey(key, layout.indexes[which].keyLength);
+}
+
+void CopyText(const std::uint8_t* record, TextField field, char* key)
+{
+    std::memcpy(key, record + field.offset, std::size_t(field.width));
+}
+
+} // namespace
+
+std::string CatalogFolder()
+{
+    return SystemPath(GetRootPath().toStdString());
+}
+
+std::string RecentFolder()
+{
+    const QString folder = QDir::homePath() + QLatin1String("/.kde/share/apps/vantrelagent/");
+    return QFile::encodeName(folder).toStdString();
+}
+
+void FormatSerial(std::int32_t serial, char* text)
+{
+    std::snprintf(text, 21, "%0*ld", 20, static_cast<long>(serial));
+}
+
+void Catalog::CutCategory(std::uint8_t* record)
+{
+    const std::size_t length = CutLength(GetText(record, category), categoryKeyWidth);
+    record[std::size_t(category.offset) + length] = 0;
+}
+
+void Catalog::MakeKey(const std::uint8_t* record, int which, char* key)
+{
+    switch (which) {
+    case 0:
+        CopyText(record, category, key);
+        key[CutLength(key, categoryKeyWidth)] = 0;
+        PadStr(key, categoryKeyWidth, ' ', key);
+        CopyText(record, name, key + categoryKeyWidth);
+        break;
+    case 1:
+        CopyText(record, name, key);
+        break;
+    case 2:
+        CopyText(record, packageName, key);
+        break;
+    default:
+        FormatSerial(GetInt32(record + serverSerialNumber), key);
+    }
+    CutKey(layout, which, key);
+}
+
+void Dependency::MakeKey(const std::uint8_t* record, int which, char* key)
+{
+    const auto number = static_cast<long>(GetInt32(record + parent));
+    if (which == 0) {
+        std::snprintf(key, keyRoom, "%*ld%s", parentKeyWidth, number, GetText(record, name));
+    } else {
+        CopyText(record, name, key);
+        PadStr(key, nameKeyWidth, ' ', key);
+        const std::size_t length = std::strlen(key);
+        std::snprintf(key + length, keyRoom - length, "%*ld", parentKeyWidth, number);
+    }
+    CutKey(layout, which, key);
+}
+
+void Dependency::FormatParent(std::int32_t parent, char* key)
+{
+    std::snprintf(key, keyRoom, "%*ld", parentKeyWidth, static_cast<long>(parent));
+}
+
+long Dependency::ParentOfKey(char* key)
+{
+    char number[parentKeyWidth + 1];
+    return std::strtol(CopyStr(key, 0, parentKeyWidth, number), nullptr, 10);
+}
+
+void Recent::MakeKey(const std::uint8_t* record, int which, char* key)
+{
+    const char* const text = GetText(record, description);
+    if (which == 0)
+        std::snprintf(key, keyRoom, "%12ld%s", static_cast<long>(GetInt32(record + lastAccessed)),
+                      text);
+    else if (which == 1)
+        CopyText(record, description, key);
+    else
+        FormatSerial(GetInt32(record + serverSerialNumber), key);
+    CutKey(layout, which, key);
+}

@@ -1,0 +1,13 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "request/capisetoeminfo.h"
+
+CAPISetOEMInfo::CAPISetOEMInfo() : CAPI(true, false, false) { }
+
+QString CAPISetOEMInfo::DecorateURI()
+{
+    return QLatin1String("?id=") + QString::fromStdString(m_OEMInfo.getID());
+}
+
+void CAPISetOEMInfo::onSuccessfulTransfer(QDomElement*) { }

@@ -1,0 +1,74 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "request/capistatus.h"
+
+#include "request/capi.h"
+#include "request/replydocument.h"
+#include "request/transfer.h"
+#include "util/desktop.h"
+#include "util/output.h"
+
+#include <KIO/Job>
+#include <KIO/TransferJob>
+#include <QUrl>
+#include <algorithm>
+
+std::set<CAPIStatus*> CAPIStatus::m_running;
+
+CAPIStatus::CAPIStatus() = default;
+
+CAPIStatus::~CAPIStatus()
+{
+    m_running.erase(this);
+}
+
+bool CAPIStatus::Execute()
+{
+    const QString sURL = CAPI::GetURL(QStringLiteral("agentapi"));
+    // Without a transfer there is nothing that could fail.
+    if (KIO::TransferJob* pJob = sURL.isEmpty() ? nullptr : StartTransfer(QUrl(sURL))) {
+        m_pJob = pJob;
+        m_running.insert(this);
+        connect(pJob, &KJob::result, this,
+                [this](KJob* pEnded) { onDownloadComplete(static_cast<KIO::Job*>(pEnded)); });
+        connect(pJob, &KIO::TransferJob::data, this,
+                [this, left = MaxReplySize()](KIO::Job*, const QByteArray& arData) mutable {
+                    // An answer without an end is an answer.
+                    const auto size = std::uint64_t(arData.size());
+                    if (size > left)
+                        End(false);
+                    left -= std::min(left, size);
+                });
+        WatchForSilence(pJob, this, [this](int, const QString&) { End(true); });
+        while (!m_bDone)
+            ProcessMessages();
+    }
+    const bool reached = !m_bError;
+    WriteLine(std::string("In CAPIStatus: ") + (reached ? "No Error" : "Error"));
+    delete this;
+    return reached;
+}
+
+void CAPIStatus::onDownloadComplete(KIO::Job* pJob)
+{
+    if (pJob->error() != 0 && pJob->error() != KIO::ERR_USER_CANCELED)
+        m_bError = true;
+    m_bDone = true;
+}
+
+void CAPIStatus::End(bool bError)
+{
+    if (m_bDone)
+        return;
+    if (m_pJob)
+        m_pJob->kill(KJob::Quietly);
+    m_bError = bError;
+    m_bDone = true;
+}
+
+void CAPIStatus::AbortTransfers()
+{
+    for (CAPIStatus* pStatus : m_running)
+        pStatus->End(true);
+}

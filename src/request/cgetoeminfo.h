@@ -1,0 +1,40 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The system builder this installation came from, as the file
+// "/etc/vantrel-welcome/builder.txt" names it:
+//
+//     id=0000000042
+//     name=Acme Computers
+//
+// Keys in either case, white space behind the '=' dropped, blanks at the end of
+// a line kept. Of several lines of a key the last one counts; other lines mean
+// nothing. A line is read in pieces of 1023 bytes.
+
+#pragma once
+
+#include "../util/export.h"
+
+#include <string>
+
+class VANTRELAGENT_EXPORT CGetOEMInfo
+{
+public:
+    // Reads the file. Without it, or without a key in it: the identifier
+    // "0000000001" and the vendor's name.
+    CGetOEMInfo();
+    virtual ~CGetOEMInfo();
+
+    std::string getID() const { return m_sID; }
+    std::string getName() const { return m_sName; }
+
+    // Reads the file (again), over what is known.
+    void readFile();
+
+    // Moves `*pp` over white space, at most to the end of the text.
+    void SkipWhite(char** pp);
+
+private:
+    std::string m_sID;
+    std::string m_sName;
+};

@@ -1,0 +1,26 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The transfer of one URL from the store server, for those that wait for its end.
+
+#pragma once
+
+#include <QString>
+#include <functional>
+
+class QObject;
+class QUrl;
+namespace KIO
+{
+class TransferJob;
+}
+
+// Starts the transfer of a URL; null when it is not one that the store may name:
+// a directory that lists file:/etc/shadow is not obeyed.
+KIO::TransferJob* StartTransfer(const QUrl& url);
+
+// Calls `giveUp` with a KIO error and its text when nothing was heard of the
+// server for the time that the settings name ("response timeout", in seconds).
+// Nothing is called once the job or `context` is gone.
+void WatchForSilence(KIO::TransferJob* pJob, QObject* context,
+                     std::function<void(int nError, const QString& sText)> giveUp);

@@ -1,0 +1,146 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "store/compactpage.h"
+
+#include <cstring>
+#include <new>
+
+namespace
+{
+
+// Bytes are copied eight at a time, up to seven more than asked for.
+constexpr std::size_t step = 8;
+// Up to here that stays within the key of an item.
+constexpr std::size_t steppedLength = sizeof IndexItem::key - step;
+
+constexpr std::size_t pageHead = 1 + 4;
+constexpr std::size_t itemHead = 1 + 1 + 4 + 4;
+constexpr std::size_t most = pageHead + pageItems * (itemHead + longestKey) + step;
+
+void CopyStepped(void* to, const void* from, std::size_t count)
+{
+    auto* target = static_cast<char*>(to);
+    auto* source = static_cast<const char*>(from);
+    for (std::size_t done = 0; done < count; done += step)
+        std::memcpy(target + done, source + done, step);
+}
+
+template <typename T> std::uint8_t* Put(std::uint8_t* bytes, T value)
+{
+    std::memcpy(bytes, &value, sizeof value);
+    return bytes + sizeof value;
+}
+
+template <typename T> const std::uint8_t* Get(const std::uint8_t* bytes, T* value)
+{
+    std::memcpy(value, bytes, sizeof *value);
+    return bytes + sizeof *value;
+}
+
+// One item as it stands in a compact page. Made of the bytes at *bytes, which
+// then points behind them.
+struct CompactItem {
+    std::uint8_t shared; // bytes of the key that are those of the item before
+    std::uint8_t rest;
+    std::uint32_t record;
+    std::uint32_t child = 0;
+    const std::uint8_t* key; // the rest of it
+
+    CompactItem(const std::uint8_t** bytes, bool inner)
+    {
+        const std::uint8_t* next = Get(Get(Get(*bytes, &shared), &rest), &record);
+        key = inner ? Get(next, &child) : next;
+        *bytes = key + rest;
+    }
+
+    // Compares a key, of which the shared bytes are known to be the same, with
+    // this one but for letter case. *matched is then what they have in common.
+    int CompareRest(const char* wanted, int* matched) const
+    {
+        for (int i = 0;; ++i) {
+            *matched = shared + i;
+            const int mine = i < rest ? FoldCase(char(key[i])) : 0;
+            const int difference = FoldCase(wanted[shared + i]) - mine;
+            if (difference != 0 || mine == 0)
+                return difference;
+        }
+    }
+};
+
+std::size_t Compact(const IndexPage& page, std::uint8_t* bytes)
+{
+    std::uint8_t* end = Put(Put(bytes, page.count), page.leftmost);
+    const IndexItem none{};
+    const IndexItem* before = &none;
+    for (int i = 1; i <= page.count; ++i) {
+        const IndexItem& item = page.items[i];
+        const std::size_t shared = SharedLength(*before, item);
+        const std::size_t rest = std::strlen(item.key + shared);
+        end = Put(Put(Put(end, std::uint8_t(shared)), std::uint8_t(rest)), item.record);
+        if (page.leftmost != 0)
+            end = Put(end, item.child);
+        std::memcpy(end, item.key + shared, rest);
+        end += rest;
+        before = &item;
+    }
+    return std::size_t(end - bytes);
+}
+
+} // namespace
+
+CompactPage::CompactPage(const IndexPage& page)
+{
+    std::uint8_t bytes[most];
+    const std::size_t used = Compact(page, bytes);
+    m_bytes.reset(new (std::nothrow) std::uint8_t[used + step]);
+    if (!m_bytes)
+        return;
+    m_size = used + step;
+    std::memcpy(m_bytes.get(), bytes, used);
+}
+
+void CompactPage::Expand(IndexPage* page) const
+{
+    const std::uint8_t* bytes = Get(Get(m_bytes.get(), &page->count), &page->leftmost);
+    const char* before = "";
+    for (int i = 1; i <= page->count; ++i) {
+        const CompactItem from(&bytes, page->leftmost != 0);
+        IndexItem& item = page->items[i];
+        item.record = from.record;
+        item.child = from.child;
+        if (std::size_t(from.shared + from.rest) <= steppedLength) {
+            CopyStepped(item.key, before, from.shared);
+            CopyStepped(item.key + from.shared, from.key, from.rest);
+        } else {
+            std::memcpy(item.key, before, from.shared);
+            std::memcpy(item.key + from.shared, from.key, from.rest);
+        }
+        item.key[from.shared + from.rest] = 0;
+        before = item.key;
+    }
+}
+
+PagePosition CompactPage::Search(const IndexItem& wanted, int allowDuplicates) const
+{
+    std::uint8_t count;
+    PagePosition at{ false, 0, 0, 0 };
+    const std::uint8_t* bytes = Get(Get(m_bytes.get(), &count), &at.child);
+    const bool inner = at.child != 0;
+    int matched = 0; // bytes of the wanted key that the item before has too
+    for (int i = 1; i <= count; ++i) {
+        const CompactItem item(&bytes, inner);
+        // What has more in common with the item before is below like that one.
+        if (item.shared <= matched) {
+            const int keys = item.CompareRest(wanted.key, &matched);
+            const int order = Order(keys, wanted.record, item.record, allowDuplicates);
+            if (order == 0)
+                return { true, i, item.record, item.child };
+            if (order < 0)
+                break;
+        }
+        at.position = i;
+        at.child = item.child;
+    }
+    return at;
+}

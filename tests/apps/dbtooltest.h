@@ -1,0 +1,100 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// What the tests of pakmart-dbtool share: running it, and damaging files.
+
+#pragma once
+
+#include "store/bytes.h"
+#include "store/indexfile.h"
+#include "tests/store/storetest.h"
+
+#include <QFile>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QtTest>
+
+class DbtoolTest : public QObject
+{
+protected:
+    struct Result {
+        int status; // -1: it did not end by itself
+        QString out, err;
+    };
+
+    // The words are separated by blanks; a file's name stands for its path in
+    // the test's folder if it begins with @.
+    Result Run(const QString& words, const QStringList& more = {}) const
+    {
+        QStringList arguments = words.split(' ', Qt::SkipEmptyParts) + more;
+        for (QString& word : arguments)
+            if (word.startsWith('@'))
+                word = Path(word.mid(1));
+        return Start(QStringLiteral(DBTOOL), arguments);
+    }
+
+    static Result Start(const QString& program, const QStringList& arguments,
+                        const QString& output = QString())
+    {
+        QProcess process;
+        if (!output.isEmpty())
+            process.setStandardOutputFile(output);
+        process.start(program, arguments);
+        if (!process.waitForFinished(60000))
+            qFatal("pakmart-dbtool does not end");
+        return { process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
+                 QString::fromLatin1(process.readAllStandardOutput()),
+                 QString::fromLatin1(process.readAllStandardError()) };
+    }
+
+    QString Path(const QString& name) const { return m_folder->filePath(name); }
+    std::string Native(const QString& name) const { return Path(name).toStdString(); }
+
+    QByteArray Bytes(const QString& name) const
+    {
+        QFile file(Path(name));
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
+    void SetBytes(const QString& name, const QByteArray& bytes) const
+    {
+        QFile file(Path(name));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        QCOMPARE(file.write(bytes), qint64(bytes.size()));
+    }
+    void Patch(const QString& name, qint64 offset, const QByteArray& bytes) const
+    {
+        QByteArray all = Bytes(name);
+        QVERIFY(offset + bytes.size() <= all.size());
+        all.replace(int(offset), bytes.size(), bytes);
+        SetBytes(name, all);
+    }
+    static QByteArray Word(std::int32_t value)
+    {
+        QByteArray bytes(4, 0);
+        PutInt32(reinterpret_cast<std::uint8_t*>(bytes.data()), value);
+        return bytes;
+    }
+
+    // Writes up to `most` random bytes over some of a file. Returns where.
+    struct Hit {
+        int begin, end;
+        bool Touches(int from, int to) const { return begin < to && end > from; }
+    };
+    Hit PatchAtRandom(const QString& name, Random* random, int most) const
+    {
+        QByteArray junk(int(random->Below(most)) + 1, 0);
+        for (char& c : junk)
+            c = char(random->Below(256));
+        const int offset = int(random->Below(Bytes(name).size() - junk.size()));
+        Patch(name, offset, junk);
+        return { offset, offset + junk.size() };
+    }
+
+    QStringList Files() const { return QDir(m_folder->path()).entryList(QDir::Files); }
+
+    // A folder of its own for each test.
+    void NewFolder() { m_folder.reset(new QTemporaryDir); }
+
+private:
+    QScopedPointer<QTemporaryDir> m_folder;
+};

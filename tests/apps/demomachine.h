@@ -1,0 +1,85 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The test's machine image with apt-get and dpkg on it, the demo store, and a
+// store server that serves it: what pakmart meets on a person's machine.
+//
+//     DemoMachine machine;
+//     QVERIFY(machine.setUp());
+//     const DemoMachine::Result result = machine.pakmart({ "install", "1001" });
+
+#pragma once
+
+#include "support/cconfigfile.h"
+#include "tests/server/serverprocess.h"
+
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <memory>
+
+class DemoMachine
+{
+public:
+    struct Result {
+        int status = -1;
+        QString out, err;
+    };
+
+    const QString root = QString::fromLocal8Bit(qgetenv("PAKMART_SYSROOT"));
+    const QString dir = QString::fromLocal8Bit(qgetenv("TEST_DIR"));
+
+    // Makes all of it and starts the server.
+    bool setUp()
+    {
+        if (QProcess::execute(QStringLiteral(MKROOT),
+                              { QStringLiteral("--front-end"), QStringLiteral(VOS_APT_GET), root })
+            != 0)
+            return false;
+        m_server = std::make_unique<ServerProcess>(ServerProcess::makeDemoStore(dir));
+        return m_server->isRunning() && useServer(url());
+    }
+    QString store() const { return dir + QStringLiteral("/store"); }
+    QString url() const { return m_server->url(); }
+    int endServer(int signal) { return m_server->end(signal); }
+
+    // Writes to the settings where the store is.
+    bool useServer(const QString& url) const
+    {
+        const QString file = root + QStringLiteral("/usr/share/apps/vantrelagent/.vauf");
+        return CConfigFile(file.toStdString(), true)
+            .SetValue("agent api url", url.toStdString() + "/getagentapi.php", true);
+    }
+
+    // Runs pakmart to its end.
+    static Result pakmart(const QStringList& words, const QByteArray& input = QByteArray())
+    {
+        QProcess process;
+        process.start(QStringLiteral(PAKMART), words);
+        process.write(input);
+        process.closeWriteChannel();
+        if (!process.waitForFinished(120000))
+            qFatal("pakmart does not end");
+        return { process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
+                 QString::fromUtf8(process.readAllStandardOutput()),
+                 QString::fromUtf8(process.readAllStandardError()) };
+    }
+
+    QByteArray dpkgStatus() const
+    {
+        QFile status(root + QStringLiteral("/var/lib/dpkg/status"));
+        return status.open(QIODevice::ReadOnly) ? status.readAll() : QByteArray();
+    }
+
+    // Whether an install has left nothing of itself in the private tree.
+    bool plainTreeIsEmpty() const
+    {
+        const QString tree = QDir::homePath() + QStringLiteral("/.vos-apt-get");
+        return !QFile::exists(tree + QStringLiteral("/lists"))
+            && !QFile::exists(tree + QStringLiteral("/apt/vos-sources.list"))
+            && QDir(root + QStringLiteral("/tmp")).entryList({ QStringLiteral("*.xml") }).isEmpty();
+    }
+
+private:
+    std::unique_ptr<ServerProcess> m_server;
+};

@@ -1,0 +1,417 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// pakmart-dbtool: its words, and what it does with data files.
+
+#include "store/datafile.h"
+#include "tests/apps/dbtooltest.h"
+
+#include <map>
+#include <sys/stat.h>
+
+namespace
+{
+
+constexpr int recordLength = 40;
+
+// Records 1 to 9 hold their own numbers; 2, 5 and 7 are deleted in this order.
+using Records = std::map<std::uint32_t, std::string>;
+
+} // namespace
+
+class TestDbtoolData : public DbtoolTest
+{
+    Q_OBJECT
+
+private slots:
+    void init() { NewFolder(); }
+
+    void WrongWordsEndWithStatus2_data();
+    void WrongWordsEndWithStatus2();
+    void HelpAndVersionAreShown();
+    void WhatIsNoFileEndsWithStatus2_data();
+    void WhatIsNoFileEndsWithStatus2();
+    void OutputThatCannotBeWrittenEndsWithStatus2();
+
+    void InfoOfADataFile();
+    void DumpOfADataFile();
+    void AFreshFileIsSound();
+    void EachDamageIsFoundAndRepaired_data();
+    void EachDamageIsFoundAndRepaired();
+    void ARecordWhoseMarkWasDamagedIsKept();
+    void WhatIsLessThanARecordIsLeftOut();
+    void MissingRecordsAreToldAndNothingIsMade();
+    void PartialMakesWhatThereIs();
+    void NothingIsMadeInPlaceOfAnotherFile();
+    void NothingIsLeftBehindWhenTheDiskIsFull();
+    void RandomDamageLosesNoOtherRecord();
+
+private:
+    Records MakeSample(const char* name) const;
+    Records LiveRecords(const char* name) const;
+    int RecordsThatFollow(const char* name) const;
+};
+
+Records TestDbtoolData::MakeSample(const char* name) const
+{
+    Records live;
+    DataFile* const file = MakeDataFile(0, Native(name).c_str(), recordLength);
+    for (std::uint32_t i = 1; i <= 9; ++i) {
+        std::string record(recordLength, '\0');
+        record.replace(4, 6, "text " + std::to_string(i));
+        record[recordLength - 1] = char(i);
+        std::uint32_t number;
+        AddRec(file, &number, record.data());
+        live[number] = record;
+    }
+    for (const std::uint32_t number : { 2u, 5u, 7u }) {
+        DeleteRec(file, number);
+        live.erase(number);
+    }
+    CloseDataFile(file);
+    return live;
+}
+
+Records TestDbtoolData::LiveRecords(const char* name) const
+{
+    Records live;
+    DataFile* const file = OpenDataFile(0, Native(name).c_str(), recordLength);
+    if (!file)
+        return live;
+    for (std::uint32_t number = 1; number < FileLen(file); ++number) {
+        std::string record(recordLength, '\0');
+        if (GetRec(file, number, record.data()) == 0 && record.substr(0, 4) == std::string(4, '\0'))
+            live[number] = record;
+    }
+    CloseDataFile(file);
+    return live;
+}
+
+// Records that can be stored before the file grows.
+int TestDbtoolData::RecordsThatFollow(const char* name) const
+{
+    DataFile* const file = OpenDataFile(0, Native(name).c_str(), recordLength);
+    const std::uint32_t length = FileLen(file);
+    const std::string record(recordLength, '\0');
+    int reused = 0;
+    std::uint32_t number = 0;
+    while (AddRec(file, &number, record.data()) == 0 && number < length)
+        ++reused;
+    CloseDataFile(file);
+    return reused;
+}
+
+void TestDbtoolData::WrongWordsEndWithStatus2_data()
+{
+    QTest::addColumn<QString>("words");
+    QTest::addColumn<QString>("complaint");
+    QTest::newRow("no command") << ""
+                                << "no command";
+    QTest::newRow("unknown command") << "mend data @a"
+                                     << "unknown command: mend";
+    QTest::newRow("no kind") << "check"
+                             << "no kind of file";
+    QTest::newRow("unknown kind") << "check tables @a"
+                                  << "unknown kind of file: tables";
+    QTest::newRow("no file") << "check notes"
+                             << "give one NAME";
+    QTest::newRow("two files") << "check index @a @b"
+                               << "give one FILE";
+    QTest::newRow("unknown option") << "check data @a --fast"
+                                    << "unknown option: --fast";
+    QTest::newRow("no argument") << "check data @a -r"
+                                 << "no argument behind -r";
+    QTest::newRow("no number") << "check data @a -r long"
+                               << "not long";
+    QTest::newRow("more than a number") << "check data @a -r 40x"
+                                        << "not 40x";
+    QTest::newRow("record length 0") << "check data @a -r 0"
+                                     << "from 1 to 10712, not 0";
+    QTest::newRow("long record") << "check data @a -r 10713"
+                                 << "from 1 to 10712, not 10713";
+    QTest::newRow("key length 0") << "check index @a -k 0"
+                                  << "from 1 to 150, not 0";
+    QTest::newRow("long key") << "check index @a -k 151"
+                              << "from 1 to 150, not 151";
+    QTest::newRow("no record length") << "check data @a"
+                                      << "give --record-length";
+    QTest::newRow("key length of data") << "check data @a -r 40 -k 9"
+                                        << "does not go with data";
+    QTest::newRow("duplicates of notes") << "check notes @a -d"
+                                         << "does not go with notes";
+    QTest::newRow("output of check") << "check data @a -r 40 -o @b"
+                                     << "--output goes with repair";
+    QTest::newRow("partial dump") << "dump data @a -r 40 --partial"
+                                  << "goes with repair";
+    QTest::newRow("repair into nothing") << "repair data @a -r 40"
+                                         << "give --output";
+    QTest::newRow("key field") << "repair index @a --data @b -r 40 --key-field 4 -o @c"
+                               << "OFFSET:LENGTH, not 4";
+    QTest::newRow("key field alone") << "check index @a -k 9 --key-field 4:9"
+                                     << "needs --data";
+    QTest::newRow("record length alone") << "check index @a -k 9 -r 40"
+                                         << "goes with --data";
+}
+
+void TestDbtoolData::WrongWordsEndWithStatus2()
+{
+    QFETCH(QString, words);
+    QFETCH(QString, complaint);
+    const Result result = Run(words);
+    QCOMPARE(result.status, 2);
+    QVERIFY2(result.err.contains(complaint), qPrintable(result.err));
+    QVERIFY(result.err.contains("Try 'pakmart-dbtool --help'."));
+    QCOMPARE(result.out, QString());
+    QCOMPARE(Files(), QStringList());
+}
+
+void TestDbtoolData::HelpAndVersionAreShown()
+{
+    const Result help = Run("--help");
+    QCOMPARE(help.status, 0);
+    for (const char* word :
+         { "info", "dump", "check", "repair", "--record-length", "--key-length", "--duplicates",
+           "--data", "--key-field", "--output", "--partial", "Exit status" })
+        QVERIFY2(help.out.contains(word), word);
+    QCOMPARE(Run("check --version").out, QString("pakmart-dbtool " PAKMART_VERSION "\n"));
+}
+
+void TestDbtoolData::WhatIsNoFileEndsWithStatus2_data()
+{
+    QTest::addColumn<QString>("words");
+    for (const char* command : { "info", "dump", "check", "repair -o @new" })
+        for (const char* kind : { "data @%1 -r 40", "index @%1 -k 9", "index @%1", "notes @%1" })
+            for (const char* name : { "missing", "pipe", "folder" })
+                QTest::addRow("%s %s %s", command, kind, name)
+                    << QString("%1 %2").arg(command, QString(kind).arg(name));
+}
+
+void TestDbtoolData::WhatIsNoFileEndsWithStatus2()
+{
+    QFETCH(QString, words);
+    QDir(Path("")).mkdir("folder");
+    QCOMPARE(::mkfifo(Native("pipe").c_str(), 0600), 0);
+    const Result result = Run(words);
+    QCOMPARE(result.status, 2);
+    QVERIFY2(result.err.startsWith("pakmart-dbtool: cannot read "), qPrintable(result.err));
+    QCOMPARE(Files(), QStringList());
+}
+
+void TestDbtoolData::OutputThatCannotBeWrittenEndsWithStatus2()
+{
+    MakeSample("a.dat");
+    const Result result
+        = Start(QStringLiteral(DBTOOL), { "dump", "data", Path("a.dat"), "-r", "40" }, "/dev/full");
+    QCOMPARE(result.status, 2);
+    QVERIFY(result.err.contains("cannot write to the standard output"));
+}
+
+void TestDbtoolData::InfoOfADataFile()
+{
+    MakeSample("a.dat");
+    const Result result = Run("info data @a.dat --record-length 40");
+    QCOMPARE(result.status, 0);
+    QCOMPARE(result.out,
+             QString("file:           %1\n"
+                     "kind:           data file\n"
+                     "size:           400 bytes\n"
+                     "record length:  40 bytes\n"
+                     "records:        10, the header included\n"
+                     "live:           6\n"
+                     "deleted:        3\n"
+                     "header counts:  10 records, 3 deleted\n"
+                     "first free:     7\n"
+                     "version:        4.2a\n"
+                     "condition:      sound\n")
+                 .arg(Path("a.dat")));
+    Patch("a.dat", 0, Word(3));
+    QCOMPARE(Run("info data @a.dat --record-length 40").status, 1);
+}
+
+void TestDbtoolData::DumpOfADataFile()
+{
+    MakeSample("a.dat");
+    Patch("a.dat", 8 * 40 + 4, "\\\t\xff\n\x1b[2J");
+    const Result result = Run("dump data @a.dat -r 40");
+    QCOMPARE(result.status, 0);
+    const QString zeros = QString("\\x00").repeated(29);
+    QStringList lines;
+    for (int i = 1; i <= 9; ++i)
+        lines << QString("%1\tlive\ttext %1%2\\x0%1").arg(i).arg(zeros);
+    lines[1] = "2\tdeleted\tnext -1";
+    lines[4] = "5\tdeleted\tnext 2";
+    lines[6] = "7\tdeleted\tnext 5";
+    lines[7] = "8\tlive\t\\x5c\\x09\\xff\\x0a\\x1b[2J" + QString("\\x00").repeated(27) + "\\x08";
+    QCOMPARE(result.out.split('\n', Qt::SkipEmptyParts), lines);
+
+    Patch("a.dat", 0, Word(3));
+    const Result damaged = Run("dump data @a.dat -r 40");
+    QCOMPARE(damaged.status, 1);
+    QCOMPARE(damaged.out, result.out);
+    QVERIFY(damaged.err.contains("record 3, which is not deleted"));
+}
+
+void TestDbtoolData::AFreshFileIsSound()
+{
+    CloseDataFile(MakeDataFile(0, Native("a.dat").c_str(), 5));
+    QCOMPARE(Run("check data @a.dat -r 5").out, Path("a.dat") + ": sound\n");
+    QCOMPARE(Run("check data @a.dat -r 5").status, 0);
+    QCOMPARE(Run("repair data @a.dat -r 5 -o @new.dat").status, 0);
+    QCOMPARE(Run("check data @new.dat -r 5").status, 0);
+}
+
+void TestDbtoolData::EachDamageIsFoundAndRepaired_data()
+{
+    QTest::addColumn<int>("offset");
+    QTest::addColumn<QByteArray>("bytes");
+    QTest::addColumn<QString>("finding");
+    QTest::newRow("version") << 20 << QByteArray("5") << "the header's version is not 4.2a";
+    QTest::newRow("chain begins outside") << 0 << Word(10) << "record 10, which is not in the file";
+    QTest::newRow("chain begins at the header") << 0 << Word(0) << "record 0, which is not in";
+    QTest::newRow("negative") << 0 << Word(-2) << "record -2, which is not in the file";
+    QTest::newRow("chain begins at a live record") << 0 << Word(3) << "record 3, which is not del";
+    QTest::newRow("chain forgotten") << 0 << Word(-1) << "record 2 is deleted, but in no chain";
+    QTest::newRow("count") << 4 << Word(4) << "counts 4 deleted records, their chain has 3";
+    QTest::newRow("link outside") << 7 * 40 << Word(99) << "deleted record 7 to record 99, which";
+    QTest::newRow("link to a live record") << 7 * 40 << Word(8) << "record 8, which is not deleted";
+    QTest::newRow("circle") << 2 * 40 << Word(7) << "from deleted record 2 back to record 7";
+    QTest::newRow("link to itself")
+        << 5 * 40 << Word(5) << "from deleted record 5 back to record 5";
+    QTest::newRow("link cut short") << 7 * 40 << Word(-1) << "record 2 is deleted, but in no chain";
+    QTest::newRow("header overwritten") << 0 << QByteArray(31, '\xa5') << "version is not 4.2a";
+    QTest::newRow("header zeroed") << 0 << QByteArray(40, '\0') << "version is not 4.2a";
+}
+
+void TestDbtoolData::EachDamageIsFoundAndRepaired()
+{
+    QFETCH(int, offset);
+    QFETCH(QByteArray, bytes);
+    QFETCH(QString, finding);
+    const Records live = MakeSample("a.dat");
+    Patch("a.dat", offset, bytes);
+    const QByteArray before = Bytes("a.dat");
+
+    const Result check = Run("check data @a.dat -r 40");
+    QCOMPARE(check.status, 1);
+    QVERIFY2(check.out.contains(finding), qPrintable(check.out));
+
+    const Result repair = Run("repair data @a.dat -r 40 --output @new.dat");
+    QCOMPARE(repair.status, 0);
+    QCOMPARE(repair.out, "6 live records and 3 deleted ones\nmade " + Path("new.dat") + '\n');
+    QCOMPARE(Bytes("a.dat"), before);
+    QCOMPARE(Files(), QStringList({ "a.dat", "new.dat" }));
+    QCOMPARE(Run("check data @new.dat -r 40").status, 0);
+    QVERIFY(LiveRecords("new.dat") == live);
+    QCOMPARE(RecordsThatFollow("new.dat"), 3);
+}
+
+void TestDbtoolData::ARecordWhoseMarkWasDamagedIsKept()
+{
+    const Records live = MakeSample("a.dat");
+    Patch("a.dat", 4 * 40, Word(77));
+    QCOMPARE(Run("check data @a.dat -r 40").status, 1);
+    const Result repair = Run("repair data @a.dat -r 40 -o @new.dat");
+    QCOMPARE(repair.status, 0);
+    QVERIFY(repair.out.contains("record 4 is marked as deleted, but holds something"));
+    QVERIFY(LiveRecords("new.dat") == live);
+    QCOMPARE(Run("check data @new.dat -r 40").status, 0);
+}
+
+void TestDbtoolData::WhatIsLessThanARecordIsLeftOut()
+{
+    const Records live = MakeSample("a.dat");
+    SetBytes("a.dat", Bytes("a.dat") + "interrupted");
+    QVERIFY(Run("info data @a.dat -r 40").out.contains("11 bytes that belong to no record"));
+    const Result repair = Run("repair data @a.dat -r 40 -o @new.dat");
+    QCOMPARE(repair.status, 0);
+    QVERIFY(repair.out.contains("11 bytes at the end are less than a record"));
+    QCOMPARE(Bytes("new.dat").size(), 400);
+    QVERIFY(LiveRecords("new.dat") == live);
+}
+
+void TestDbtoolData::MissingRecordsAreToldAndNothingIsMade()
+{
+    MakeSample("a.dat");
+    SetBytes("a.dat", Bytes("a.dat").left(325));
+    const Result check = Run("check data @a.dat -r 40");
+    QCOMPARE(check.status, 1);
+    QCOMPARE(check.out, Path("a.dat") + ": the header counts 10 records, the file has only 8\n");
+    const Result repair = Run("repair data @a.dat -r 40 -o @new.dat");
+    QCOMPARE(repair.status, 1);
+    QVERIFY(repair.out.contains("not restored: the header counts 10 records, the file has only 8"));
+    QVERIFY(repair.out.contains("nothing was made"));
+    QCOMPARE(Files(), QStringList({ "a.dat" }));
+}
+
+void TestDbtoolData::PartialMakesWhatThereIs()
+{
+    Records live = MakeSample("a.dat");
+    SetBytes("a.dat", Bytes("a.dat").left(325));
+    live.erase(8);
+    live.erase(9);
+    QCOMPARE(Run("repair data @a.dat -r 40 -o @new.dat --partial").status, 1);
+    QCOMPARE(Run("check data @new.dat -r 40").status, 0);
+    QVERIFY(LiveRecords("new.dat") == live);
+}
+
+void TestDbtoolData::NothingIsMadeInPlaceOfAnotherFile()
+{
+    MakeSample("a.dat");
+    SetBytes("new.dat", "precious");
+    const Result result = Run("repair data @a.dat -r 40 -o @new.dat");
+    QCOMPARE(result.status, 2);
+    QVERIFY2(result.err.contains("new.dat: File exists"), qPrintable(result.err));
+    QCOMPARE(Bytes("new.dat"), QByteArray("precious"));
+
+    QVERIFY(QFile::link(Path("nowhere"), Path("dangling")));
+    QCOMPARE(Run("repair data @a.dat -r 40 -o @dangling").status, 2);
+    QCOMPARE(Run("repair data @a.dat -r 40 -o @a.dat").status, 2);
+    QCOMPARE(Run("repair data @a.dat -r 40 -o @no/such/folder").status, 2);
+    QCOMPARE(Files(), QStringList({ "a.dat", "new.dat" }));
+    QCOMPARE(Run("check data @a.dat -r 40").status, 0);
+}
+
+void TestDbtoolData::NothingIsLeftBehindWhenTheDiskIsFull()
+{
+    DataFile* const file = MakeDataFile(0, Native("a.dat").c_str(), 400);
+    std::uint32_t number;
+    for (int i = 0; i < 9; ++i)
+        AddRec(file, &number, std::string(400, '\0').data());
+    CloseDataFile(file);
+    // Files may have 1,024 bytes.
+    const Result result
+        = Start("/bin/bash",
+                { "-c", "trap '' XFSZ; ulimit -f 1; exec \"$@\"", "-", DBTOOL, "repair", "data",
+                  Path("a.dat"), "-r", "400", "-o", Path("new.dat") });
+    QCOMPARE(result.status, 2);
+    QVERIFY2(result.err.contains("cannot write " + Path("new.dat")), qPrintable(result.err));
+    QCOMPARE(Files(), QStringList({ "a.dat" }));
+}
+
+void TestDbtoolData::RandomDamageLosesNoOtherRecord()
+{
+    Random random = Random::Announced();
+    for (int round = 0; round < 60; ++round) {
+        NewFolder();
+        Records live = MakeSample("a.dat");
+        const Hit hit = PatchAtRandom("a.dat", &random, 50);
+        const QByteArray before = Bytes("a.dat");
+
+        const int status = Run("check data @a.dat -r 40").status;
+        QVERIFY(status == 0 || status == 1);
+        QVERIFY(Run("dump data @a.dat -r 40").status == status);
+        const Result repair = Run("repair data @a.dat -r 40 --partial -o @new.dat");
+        QVERIFY2(repair.status == 0 || repair.status == 1, qPrintable(repair.err));
+        QCOMPARE(Bytes("a.dat"), before);
+        QCOMPARE(Run("check data @new.dat -r 40").status, 0);
+        const Records kept = LiveRecords("new.dat");
+        for (const auto& [number, record] : live) {
+            const int begin = int(number) * recordLength;
+            const bool isHit = hit.Touches(begin, begin + recordLength);
+            QVERIFY(isHit || kept.at(number) == record);
+        }
+    }
+}
+
+QTEST_GUILESS_MAIN(TestDbtoolData)
+#include "tst_dbtool_data.moc"

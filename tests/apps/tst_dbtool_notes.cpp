@@ -1,0 +1,435 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// pakmart-dbtool on notes.
+
+#include "store/cnote.h"
+#include "store/notesheap.h"
+#include "tests/apps/dbtooltest.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <map>
+#include <sys/stat.h>
+
+namespace
+{
+
+using Texts = std::map<std::int32_t, std::string>;
+
+// Words for a key of the list of free blocks.
+struct ListKey {
+    explicit ListKey(int capacity) { std::snprintf(text, sizeof text, "%9d", capacity); }
+    char text[24];
+};
+
+} // namespace
+
+class TestDbtoolNotes : public DbtoolTest
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase() { QCOMPARE(InitIndex(), 0); }
+    void cleanupTestCase() { UnInitIndex(); }
+    void init() { NewFolder(); }
+
+    void InfoAndDumpOfNotes();
+    void EmptyNotesAreSound();
+    void SevenBytesAreTold_data();
+    void SevenBytesAreTold();
+    void AHiddenBlockIsFreeAgain();
+    void AHiddenBlockLongerThanATextIsFreeAgain();
+    void AHiddenBlockStaysWhereTheListIsNotTrue();
+    void EachDamageOfTheListIsFoundAndRepaired_data();
+    void EachDamageOfTheListIsFoundAndRepaired();
+    void ABreakIsToldAndNothingIsMade_data();
+    void ABreakIsToldAndNothingIsMade();
+    void AFreeBlockBeforeABreakIsNotHandedOut();
+    void AListThatIsNoFileEndsWithStatus2();
+    void NothingIsMadeInPlaceOfAnotherFile();
+    void RandomDamageLosesNoText();
+
+private:
+    Texts MakeSample() const;
+    void Save(CNote& notes, const std::string& text, Texts* texts) const;
+    Texts MakeHidden() const;
+    void ChangeList(const std::function<void(IndexFile*)>& change) const;
+    void CompareTexts(const char* name, const Texts& texts) const;
+};
+
+void TestDbtoolNotes::Save(CNote& notes, const std::string& text, Texts* texts) const
+{
+    const std::int32_t offset = notes.SaveNote(text.data(), std::int32_t(text.size()));
+    QVERIFY(offset >= 0);
+    (*texts)[offset] = text;
+}
+
+// 40 texts of 20 to 59 bytes; every fourth was deleted, which leaves ten free
+// blocks.
+Texts TestDbtoolNotes::MakeSample() const
+{
+    CNote notes;
+    notes.Create(Native("a").c_str());
+    Texts texts;
+    for (int i = 0; i < 40; ++i)
+        Save(notes, std::string(std::size_t(20 + i), char('A' + i)), &texts);
+    int i = 0;
+    for (auto at = texts.begin(); at != texts.end(); ++i) {
+        const bool goes = i % 4 == 1;
+        if (goes)
+            notes.DeleteNote(at->first);
+        at = goes ? texts.erase(at) : std::next(at);
+    }
+    return texts;
+}
+
+// A block of 7 bytes at 21, a hidden one of 38 at 28, a text behind.
+Texts TestDbtoolNotes::MakeHidden() const
+{
+    CNote notes;
+    notes.Create(Native("a").c_str());
+    Texts texts;
+    Save(notes, std::string(20, 'A'), &texts);
+    Save(notes, std::string(30, 'B'), &texts);
+    Save(notes, "CC", &texts);
+    for (const std::int32_t offset : { 0, 28 }) {
+        notes.DeleteNote(offset);
+        texts.erase(offset);
+    }
+    Save(notes, "thirteen char", &texts);
+    return texts;
+}
+
+void TestDbtoolNotes::ChangeList(const std::function<void(IndexFile*)>& change) const
+{
+    IndexFile* const list = OpenIndex(0, Native("a.k1").c_str(), freeKeyLength, 1);
+    QVERIFY(list);
+    change(list);
+    CloseIndex(list);
+}
+
+void TestDbtoolNotes::CompareTexts(const char* name, const Texts& texts) const
+{
+    CNote notes;
+    QVERIFY(notes.Open(Native(name).c_str()));
+    for (const auto& [offset, text] : texts) {
+        char* const read = notes.ReadNote(offset);
+        QVERIFY2(read, qPrintable(QString("text at %1").arg(offset)));
+        QCOMPARE(std::string(read, std::size_t(notes.NoteLength(offset))), text);
+        std::free(read);
+    }
+}
+
+void TestDbtoolNotes::InfoAndDumpOfNotes()
+{
+    CNote notes;
+    QVERIFY(notes.Create(Native("a").c_str()));
+    Texts texts;
+    for (const char* text : { "first", "the second note", "third\n" })
+        Save(notes, text, &texts);
+    notes.DeleteNote(13);
+    Save(notes, "twelve chars", &texts);
+    notes.DeleteNote(0);
+    notes.Close();
+
+    const Result info = Run("info notes @a");
+    QCOMPARE(info.status, 0);
+    QCOMPARE(info.out,
+             QString("files:          %1.fil, %1.k1\n"
+                     "kind:           notes\n"
+                     "size:           50 bytes\n"
+                     "texts:          2, 18 bytes\n"
+                     "slack:          3 bytes\n"
+                     "free blocks:    1, 13 bytes\n"
+                     "of 7 bytes:     0\n"
+                     "stray bytes:    0\n"
+                     "listed:         1\n"
+                     "condition:      sound\n")
+                 .arg(Path("a")));
+    const Result dump = Run("dump notes @a");
+    QCOMPARE(dump.status, 0);
+    QCOMPARE(dump.out,
+             QString("0\tfree\t13\t\n13\tused\t23\ttwelve chars\n36\tused\t14\tthird\\x0a\n"));
+}
+
+void TestDbtoolNotes::EmptyNotesAreSound()
+{
+    {
+        CNote notes;
+        QVERIFY(notes.Create(Native("a").c_str()));
+    }
+    for (const char* command : { "info", "dump", "check", "repair -o @new" })
+        QCOMPARE(Run(QString(command) + " notes @a").status, 0);
+    QCOMPARE(Run("check notes @new").out, Path("new") + ": sound\n");
+}
+
+void TestDbtoolNotes::SevenBytesAreTold_data()
+{
+    QTest::addColumn<QString>("dump");
+    QTest::newRow("before a block in use") << "0\tused\t21\tthirteen char\n21\tfree\t7\t\n"
+                                              "28\tused\t38\t"
+            + QString(30, 'B') + "\n66\tused\t10\tCC\n";
+    QTest::newRow("before one freed later") << "0\tused\t21\tthirteen char\n21\tfree\t7\t\n"
+                                               "28\tfree\t38\t\n66\tused\t10\tCC\n";
+    QTest::newRow("at the end")
+        << "0\tused\t21\tthirteen char\n21\tfree\t7\t\n29\tused\t12\tnext\n";
+}
+
+void TestDbtoolNotes::SevenBytesAreTold()
+{
+    QFETCH(QString, dump);
+    const QString where = QTest::currentDataTag();
+    Texts texts;
+    {
+        CNote notes;
+        QVERIFY(notes.Create(Native("a").c_str()));
+        Save(notes, std::string(20, 'A'), &texts);
+        if (where != "at the end") {
+            Save(notes, std::string(30, 'B'), &texts);
+            Save(notes, "CC", &texts);
+        }
+        notes.DeleteNote(0);
+        Save(notes, "thirteen char", &texts);
+        if (where == "before one freed later") {
+            notes.DeleteNote(28);
+            texts.erase(28);
+        }
+        if (where == "at the end")
+            Save(notes, "next", &texts);
+    }
+    QCOMPARE(Run("check notes @a").status, 0);
+    QCOMPARE(Run("dump notes @a").out, dump);
+    QVERIFY(Run("info notes @a").out.contains("of 7 bytes:     1\n"));
+    QCOMPARE(Run("repair notes @a -o @new").status, 0);
+    QCOMPARE(Bytes("new.fil"), Bytes("a.fil"));
+    QCOMPARE(Run("check notes @new").status, 0);
+    CompareTexts("new", texts);
+}
+
+void TestDbtoolNotes::AHiddenBlockIsFreeAgain()
+{
+    const Texts texts = MakeHidden();
+    const Result check = Run("check notes @a");
+    QCOMPARE(check.status, 1);
+    QCOMPARE(check.out,
+             Path("a")
+                 + ": the block of capacity 30 at offset 28 is free, but the header of the 7-byte "
+                   "block before it has made it look in use\n");
+    QVERIFY(Run("dump notes @a").out.contains("28\thidden\t38\t\n"));
+
+    const QByteArray before = Bytes("a.fil");
+    const Result repair = Run("repair notes @a -o @new");
+    QCOMPARE(repair.status, 0);
+    QVERIFY(repair.out.contains("the hidden block at offset 28 is free again"));
+    QCOMPARE(Bytes("a.fil"), before);
+    QCOMPARE(Run("check notes @new").status, 0);
+    CompareTexts("new", texts);
+    CNote notes;
+    QVERIFY(notes.Open(Native("new").c_str()));
+    QCOMPARE(notes.SaveNote(std::string(30, 'D').data(), 30), 28);
+}
+
+void TestDbtoolNotes::AHiddenBlockLongerThanATextIsFreeAgain()
+{
+    Texts texts;
+    {
+        CNote notes;
+        QVERIFY(notes.Create(Native("a").c_str()));
+        Save(notes, std::string(20, 'A'), &texts);
+        Save(notes, std::string(300000, 'B'), &texts);
+        Save(notes, std::string(300000, 'C'), &texts);
+        Save(notes, "last", &texts);
+        for (const std::int32_t offset : { 0, 300036, 28 }) {
+            QCOMPARE(notes.DeleteNote(offset), 0);
+            texts.erase(offset);
+        }
+        Save(notes, "thirteen char", &texts);
+    }
+    QCOMPARE(Run("check notes @a").status, 1);
+    QCOMPARE(Run("repair notes @a -o @new").status, 0);
+    QCOMPARE(Run("check notes @new").status, 0);
+    CompareTexts("new", texts);
+    QVERIFY(Run("dump notes @new").out.contains("28\tfree\t600016\t\n"));
+}
+
+// As where the list was taken from an older copy: the block may be in use again.
+void TestDbtoolNotes::AHiddenBlockStaysWhereTheListIsNotTrue()
+{
+    Texts texts = MakeHidden();
+    texts[28] = std::string(30, 'B');
+    ChangeList([](IndexFile* list) {
+        const std::uint32_t last = 66;
+        AddKey(list, &last, ListKey(2).text);
+    });
+    QCOMPARE(Run("check notes @a").status, 1);
+    const Result repair = Run("repair notes @a -o @new");
+    QCOMPARE(repair.status, 0);
+    QVERIFY2(repair.out.contains("offset 28 stays in use: the list of free blocks is not to be "
+                                 "trusted"),
+             qPrintable(repair.out));
+    QCOMPARE(Run("check notes @new").status, 0);
+    CompareTexts("new", texts);
+    QCOMPARE(Bytes("new.fil"), Bytes("a.fil"));
+}
+
+void TestDbtoolNotes::EachDamageOfTheListIsFoundAndRepaired_data()
+{
+    QTest::addColumn<QString>("finding");
+    QTest::newRow("missing") << "the file has no header that can be read";
+    QTest::newRow("empty") << "the file has no header that can be read";
+    QTest::newRow("overwritten") << "the header's version is not 4.2a";
+    QTest::newRow("not listed") << "the block of capacity 21 at offset 28 is free and not listed";
+    QTest::newRow("listed, not free") << "the block of capacity 20 at offset 0 is listed as free "
+                                         "and is not";
+    QTest::newRow("wrong capacity") << "the block of capacity 99 at offset 28 is listed as free "
+                                       "and is not";
+}
+
+void TestDbtoolNotes::EachDamageOfTheListIsFoundAndRepaired()
+{
+    QFETCH(QString, finding);
+    const QString damage = QTest::currentDataTag();
+    const Texts texts = MakeSample();
+    if (damage == "missing")
+        QVERIFY(QFile::remove(Path("a.k1")));
+    else if (damage == "empty")
+        SetBytes("a.k1", "");
+    else if (damage == "overwritten")
+        SetBytes("a.k1", QByteArray(Bytes("a.k1").size(), '\x77'));
+    else
+        ChangeList([&damage](IndexFile* list) {
+            std::uint32_t offset = 28;
+            const std::uint32_t first = 0;
+            if (damage != "listed, not free")
+                DeleteKey(list, &offset, ListKey(21).text);
+            if (damage == "wrong capacity")
+                AddKey(list, &offset, ListKey(99).text);
+            if (damage == "listed, not free")
+                AddKey(list, &first, ListKey(20).text);
+        });
+
+    const Result check = Run("check notes @a");
+    QCOMPARE(check.status, 1);
+    QVERIFY2(check.out.contains(finding), qPrintable(check.out));
+    const QByteArray heap = Bytes("a.fil");
+    const QByteArray list = Bytes("a.k1");
+    const Result repair = Run("repair notes @a -o @new");
+    QCOMPARE(repair.status, 0);
+    QVERIFY(repair.out.startsWith("10 free blocks listed\n"));
+    QCOMPARE(Bytes("a.fil"), heap);
+    QCOMPARE(Bytes("a.k1"), list);
+    QCOMPARE(Bytes("new.fil"), heap);
+    QCOMPARE(Run("check notes @new").status, 0);
+    CompareTexts("new", texts);
+}
+
+void TestDbtoolNotes::ABreakIsToldAndNothingIsMade_data()
+{
+    QTest::addColumn<int>("offset"); // in a block's header
+    QTest::addColumn<QByteArray>("bytes");
+    QTest::newRow("status") << 0 << QByteArray(1, 7);
+    QTest::newRow("slack") << 1 << QByteArray(1, 7);
+    QTest::newRow("length 0") << 4 << Word(0);
+    QTest::newRow("negative length") << 4 << Word(-8);
+    QTest::newRow("past the end") << 4 << Word(499999);
+    QTest::newRow("over 500,000") << 4 << Word(500001);
+}
+
+void TestDbtoolNotes::ABreakIsToldAndNothingIsMade()
+{
+    QFETCH(int, offset);
+    QFETCH(QByteArray, bytes);
+    Texts texts = MakeSample();
+    const std::int32_t victim = std::next(texts.begin(), 15)->first;
+    Patch("a.fil", victim + offset, bytes);
+    texts.erase(victim);
+
+    const QString where = QString("at offset %1").arg(victim);
+    const Result check = Run("check notes @a");
+    QCOMPARE(check.status, 1);
+    QVERIFY2(check.out.contains("there is no sound block " + where), qPrintable(check.out));
+    const Result repair = Run("repair notes @a -o @new");
+    QCOMPARE(repair.status, 1);
+    QVERIFY2(repair.out.contains("the row of blocks breaks off " + where), qPrintable(repair.out));
+    QCOMPARE(Files(), QStringList({ "a.fil", "a.k1" }));
+
+    QCOMPARE(Run("repair notes @a -o @new --partial").status, 1);
+    QCOMPARE(Bytes("new.fil"), Bytes("a.fil"));
+    CompareTexts("new", texts);
+    // Texts stored now harm none.
+    CNote notes;
+    QVERIFY(notes.Open(Native("new").c_str()));
+    for (int i = 0; i < 30; ++i)
+        Save(notes, std::string(std::size_t(10 + i), 'n'), &texts);
+    notes.Close();
+    CompareTexts("new", texts);
+}
+
+// Its length reaches into the text behind it.
+void TestDbtoolNotes::AFreeBlockBeforeABreakIsNotHandedOut()
+{
+    Texts texts = MakeSample();
+    Patch("a.fil", 28 + 4, Word(60));
+    QCOMPARE(Run("repair notes @a -o @new --partial").status, 1);
+    CNote notes;
+    QVERIFY(notes.Open(Native("new").c_str()));
+    Save(notes, std::string(50, 'n'), &texts);
+    notes.Close();
+    CompareTexts("new", texts);
+}
+
+void TestDbtoolNotes::AListThatIsNoFileEndsWithStatus2()
+{
+    MakeSample();
+    QVERIFY(QFile::remove(Path("a.k1")));
+    QCOMPARE(::mkfifo(Native("a.k1").c_str(), 0600), 0);
+    for (const char* command : { "info", "dump", "check", "repair -o @new" })
+        QCOMPARE(Run(QString(command) + " notes @a").status, 2);
+}
+
+void TestDbtoolNotes::NothingIsMadeInPlaceOfAnotherFile()
+{
+    MakeSample();
+    for (const char* name : { "new.fil", "new.k1" }) {
+        SetBytes(name, "precious");
+        QCOMPARE(Run("repair notes @a -o @new").status, 2);
+        QCOMPARE(Bytes(name), QByteArray("precious"));
+        QCOMPARE(Files(), QStringList({ "a.fil", "a.k1", name }));
+        QVERIFY(QFile::remove(Path(name)));
+    }
+}
+
+void TestDbtoolNotes::RandomDamageLosesNoText()
+{
+    Random random = Random::Announced();
+    for (int round = 0; round < 60; ++round) {
+        NewFolder();
+        Texts texts = MakeSample();
+        const char* const name = random.Below(2) == 0 ? "a.fil" : "a.k1";
+        const Hit hit = PatchAtRandom(name, &random, 12);
+        if (std::strcmp(name, "a.fil") == 0)
+            for (auto at = texts.begin(); at != texts.end();) {
+                const int end = at->first + blockHeaderLength + int(at->second.size());
+                at = hit.Touches(at->first, end) ? texts.erase(at) : std::next(at);
+            }
+
+        const int status = Run("check notes @a").status;
+        QVERIFY(status == 0 || status == 1);
+        QCOMPARE(Run("info notes @a").status, status);
+        QCOMPARE(Run("dump notes @a").status, status);
+        const Result repair = Run("repair notes @a -o @new --partial");
+        QVERIFY2(repair.status == 0 || repair.status == 1, qPrintable(repair.err));
+        CompareTexts("new", texts);
+        CNote notes;
+        QVERIFY(notes.Open(Native("new").c_str()));
+        for (int i = 0; i < 40; ++i)
+            Save(notes, std::string(std::size_t(10 + i), 'n'), &texts);
+        notes.Close();
+        CompareTexts("new", texts);
+    }
+}
+
+QTEST_GUILESS_MAIN(TestDbtoolNotes)
+#include "tst_dbtool_notes.moc"

@@ -1,0 +1,81 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// What the models of the databases share: an index as an ordered map.
+
+#pragma once
+
+#include "tests/db/dbtest.h"
+
+#include <cstdio>
+#include <map>
+#include <string>
+
+inline std::string Folded(std::string text)
+{
+    for (char& c : text)
+        if (c >= 'A' && c <= 'Z')
+            c = char(c - 'A' + 'a');
+    return text;
+}
+
+inline std::string Formatted(const char* format, int number)
+{
+    char text[40];
+    std::snprintf(text, sizeof text, format, number);
+    return text;
+}
+
+// An index without a page: keys in order of their folded text and, where equal
+// ones are allowed, of their record.
+class ModelIndex
+{
+public:
+    ModelIndex(int keyLength, bool duplicates)
+        : m_keyLength(keyLength), m_duplicates(duplicates) { }
+
+    bool Add(const std::string& key, int record)
+    {
+        const std::string cut = key.substr(0, std::size_t(m_keyLength));
+        return m_items.emplace(Place(cut, record), Entry{ cut, record }).second;
+    }
+    // Where keys are unique the record does not matter.
+    bool Delete(const std::string& key, int record)
+    {
+        return m_items.erase(Place(key.substr(0, std::size_t(m_keyLength)), record)) > 0;
+    }
+    bool Has(const std::string& key, int record) const
+    {
+        return m_items.count(Place(key, record)) > 0;
+    }
+    // The record of the first item not below a key, or 0.
+    int Search(const std::string& key) const
+    {
+        const auto at = m_items.lower_bound(Place(key, 0));
+        return at == m_items.end() ? 0 : at->second.record;
+    }
+    Items All() const
+    {
+        Items items;
+        for (const auto& item : m_items)
+            items.emplace_back(item.second.key, item.second.record);
+        return items;
+    }
+    Items InFile(const std::string& path) const { return ItemsOf(path, m_keyLength, m_duplicates); }
+
+private:
+    using PlaceInOrder = std::pair<std::string, int>;
+    struct Entry {
+        std::string key;
+        int record;
+    };
+
+    PlaceInOrder Place(const std::string& key, int record) const
+    {
+        return { Folded(key), m_duplicates ? record : 0 };
+    }
+
+    const int m_keyLength;
+    const bool m_duplicates;
+    std::map<PlaceInOrder, Entry> m_items;
+};

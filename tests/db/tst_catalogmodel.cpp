@@ -1,0 +1,369 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// Runs the catalog beside plain containers through long random sequences:
+// new products, renames, changes of category, package, serial number,
+// description and dependencies. PAKMART_TEST_SEED repeats a run.
+
+#include "db/ccatalogfile.h"
+#include "db/dbcheck.h"
+#include "db/dblayouts.h"
+#include "store/cnote.h"
+#include "tests/db/dbmodel.h"
+
+#include <QTemporaryDir>
+#include <QtTest>
+#include <set>
+
+namespace
+{
+
+struct Product {
+    std::string category, name, package;
+    int serial = 0;
+    QString description;
+
+    // Not yet cut to its width in the index; all are short here.
+    std::string Key(int which) const
+    {
+        switch (which) {
+        case 0:
+            return category + std::string(60 - category.size(), ' ') + name;
+        case 1:
+            return name;
+        case 2:
+            return package;
+        default:
+            return Formatted("%020d", serial);
+        }
+    }
+};
+
+// What the model keeps of a stored product.
+struct Stored {
+    Product product;
+    int note = -1; // where its description is, or was
+    std::string keys[4]; // it is stored under
+};
+
+// The names a product depends on, in the order of the index.
+struct FoldedLess {
+    bool operator()(const std::string& a, const std::string& b) const
+    {
+        return Folded(a) < Folded(b);
+    }
+};
+using Names = std::set<std::string, FoldedLess>;
+
+// The catalog and what it should be. The notes stand in a store of their own
+// beside it, that is asked for the same things.
+class CatalogPair
+{
+public:
+    CatalogPair()
+    {
+        QVERIFY(m_catalog.Create());
+        QVERIFY(m_notes.Create(NotesPath().c_str()));
+    }
+
+    // Stores a new product. False if it was refused, as another has its key.
+    bool Add(const Product& product, const QByteArrayList& dependencies)
+    {
+        m_catalog.AddNew();
+        Set(product);
+        for (const QByteArray& name : dependencies)
+            m_catalog.AddDependency(name);
+        Stored stored;
+        stored.product = product;
+        SaveDescription(&stored, true);
+        const int number = int(m_products.size()) + 1;
+        bool done = true;
+        for (int which = 0; which < 4; ++which)
+            stored.keys[which] = product.Key(which);
+        for (int which = 0; done && which < 4; ++which)
+            done = m_indexes[which].Add(stored.keys[which], number);
+        m_products.push_back(stored);
+        m_dependencies.emplace_back();
+        const bool saved = m_catalog.SaveRecord();
+        if (saved)
+            Keep(number, dependencies);
+        if (saved != done || m_catalog.RecordNumber() != number)
+            qFatal("a new product: stored %d, expected %d", saved, done);
+        return saved;
+    }
+
+    // Loads a product, changes it and stores it. The dependencies are those that
+    // it has in the list, later products' included, or its own.
+    void Change(int number, const Product& product, const QByteArrayList& more, bool ownOnly)
+    {
+        Load(number);
+        QByteArrayList names = ownOnly ? OwnNames(number) : AllNames(number);
+        QCOMPARE(m_catalog.Dependencies(), AllNames(number));
+        if (ownOnly)
+            m_catalog.setDependencies(m_catalog.OwnDependencies());
+        for (const QByteArray& name : more)
+            m_catalog.AddDependency(name);
+        Set(product);
+        Stored& stored = m_products[std::size_t(number - 1)];
+        stored.product = product;
+        SaveDescription(&stored, false);
+        QVERIFY(m_catalog.SaveRecord());
+        for (int which = 0; which < 4; ++which) {
+            const std::string key = product.Key(which);
+            std::string& old = stored.keys[which];
+            if (which == 0 ? key == old : Folded(key) == Folded(old))
+                continue;
+            m_indexes[which].Delete(old, number);
+            m_indexes[which].Add(key, number);
+            old = key;
+        }
+        Keep(number, names + more);
+    }
+
+    void FindSerial(int serial)
+    {
+        const int number = m_indexes[3].Search(Formatted("%020d", serial));
+        const bool found = number != 0 && At(number).product.serial == serial;
+        QCOMPARE(m_catalog.FindServerSerialNumber(serial), found);
+        if (found)
+            Compare(number);
+    }
+
+    // The walk of one category, or of all.
+    void Walk(const char* category)
+    {
+        std::vector<int> expected;
+        for (const auto& [key, number] : m_indexes[0].All())
+            if (!category || Folded(At(number).product.category) == Folded(category))
+                expected.push_back(number);
+        std::vector<int> walked;
+        for (bool more = m_catalog.FindFirstForCategory(category); more;
+             more = m_catalog.FindNextForCategory(category))
+            walked.push_back(m_catalog.RecordNumber());
+        QCOMPARE(walked, expected);
+    }
+
+    // Every product and every key, from the files.
+    void CompareFiles()
+    {
+        m_catalog.Close();
+        const std::string paths[]
+            = { CCatalogFile::CATALOGIDXNAME1, CCatalogFile::CATALOGIDXNAME2,
+                CCatalogFile::CATALOGIDXNAME3, CCatalogFile::CATALOGIDXNAME4 };
+        for (int which = 0; which < 4; ++which)
+            QCOMPARE(m_indexes[which].InFile(paths[which]), m_indexes[which].All());
+        QVERIFY(m_catalog.Open());
+        for (int number = 1; number <= Count(); ++number)
+            Load(number);
+    }
+
+    // That the files are sound, whatever the products say in them. Both notes
+    // stores were asked for the same, so they must be the same.
+    void CheckFiles()
+    {
+        m_catalog.Close();
+        QCOMPARE(CheckDataFile(CCatalogFile::CATALOGDFNAME, 2012), Findings());
+        QCOMPARE(CheckDataFile(CDependency::DEPENDENCYDFNAME, 60), Findings());
+        QCOMPARE(CheckIndex(CDependency::DEPENDENCYIDXNAME1, 58, false), Findings());
+        QCOMPARE(CheckIndex(CDependency::DEPENDENCYIDXNAME2, 58, false), Findings());
+        m_notes.Close();
+        for (const char* suffix : { ".fil", ".k1" })
+            QVERIFY(ReadWhole(CCatalogFile::CATALOGNOTES + suffix)
+                    == ReadWhole(NotesPath() + suffix));
+        QCOMPARE(CheckNotes(CCatalogFile::CATALOGNOTES), CheckNotes(NotesPath()));
+    }
+
+    const Stored& At(int number) const { return m_products[std::size_t(number - 1)]; }
+    int Count() const { return int(m_products.size()); }
+    void Close() { m_catalog.Close(); }
+
+private:
+    void Load(int number)
+    {
+        QVERIFY(m_catalog.GetRecord(number));
+        Compare(number);
+        QCOMPARE(m_catalog.OwnDependencies(), OwnNames(number));
+    }
+
+    void Compare(int number)
+    {
+        const Stored& stored = At(number);
+        QCOMPARE(std::string(m_catalog.Category()), stored.product.category);
+        QCOMPARE(std::string(m_catalog.Name()), stored.product.name);
+        QCOMPARE(std::string(m_catalog.PackageName()), stored.product.package);
+        QCOMPARE(m_catalog.ServerSerialNumber(), stored.product.serial);
+        QCOMPARE(m_catalog.NoteOffset(), stored.note);
+        QCOMPARE(m_catalog.Description(), Note(stored.note));
+    }
+
+    void Set(const Product& product)
+    {
+        m_catalog.setCategory(product.category.c_str());
+        m_catalog.setName(product.name.c_str());
+        m_catalog.setPackageName(product.package.c_str());
+        m_catalog.setServerSerialNumber(product.serial);
+        m_catalog.setDescription(product.description);
+    }
+
+    void SaveDescription(Stored* stored, bool isNew)
+    {
+        const QByteArray text = stored->product.description.toUtf8();
+        if (stored->note != -1 && !(text.isEmpty() && isNew))
+            m_notes.DeleteNote(stored->note);
+        if (!text.isEmpty())
+            stored->note = m_notes.SaveNote(text, text.size());
+    }
+
+    QString Note(int offset)
+    {
+        char* const text = m_notes.ReadNote(offset);
+        const QString read = QString::fromUtf8(text);
+        std::free(text);
+        return read;
+    }
+
+    void Keep(int number, const QByteArrayList& names)
+    {
+        Names& kept = m_dependencies[std::size_t(number - 1)];
+        kept.clear();
+        for (const QByteArray& name : names)
+            kept.insert(name.toStdString());
+    }
+
+    QByteArrayList OwnNames(int number) const
+    {
+        QByteArrayList names;
+        for (const std::string& name : m_dependencies[std::size_t(number - 1)])
+            names << QByteArray::fromStdString(name);
+        return names;
+    }
+
+    QByteArrayList AllNames(int number) const
+    {
+        QByteArrayList names = OwnNames(number);
+        for (int later = number + 1; !names.isEmpty() && later <= Count(); ++later)
+            names += OwnNames(later);
+        return names;
+    }
+
+    std::string NotesPath() const
+    {
+        return m_folder.filePath(QStringLiteral("notes")).toStdString();
+    }
+
+    QTemporaryDir m_folder;
+    CCatalogFile m_catalog;
+    CNote m_notes;
+    std::vector<Stored> m_products;
+    std::vector<Names> m_dependencies;
+    ModelIndex m_indexes[4] = { { 110, true }, { 50, true }, { 50, false }, { 20, false } };
+};
+
+const char* const categories[] = { "Games", "games", "Office", "Graphics", "Sound & Video" };
+
+// Of a length that is a multiple of `step` bytes. Multiples of 8 never leave a
+// remainder of 7 in the notes, whose header would hide a free block behind it.
+QString RandomText(Random& random, std::uint32_t step)
+{
+    const std::uint32_t most = random.Below(10u) == 0 ? 40000 : 200;
+    return QString(int((random.Below(most / step) + 1) * step),
+                   QLatin1Char(char('a' + random.Below(26))));
+}
+
+} // namespace
+
+class TestCatalogModel : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase()
+    {
+        QCOMPARE(InitIndex(), 0);
+        m_random = Random::Announced();
+    }
+    void cleanupTestCase() { UnInitIndex(); }
+
+    // As a host that means well uses it: all agree at the end.
+    void productsOfTheirOwn()
+    {
+        CatalogPair pair;
+        int unique = 0;
+        const auto product = [&](int serial) {
+            Product p;
+            p.category = categories[m_random.Below(5)];
+            p.name = "Product " + std::to_string(m_random.Below(300));
+            p.package = "package" + std::to_string(++unique);
+            p.serial = serial;
+            p.description = RandomText(m_random, 8);
+            return p;
+        };
+        for (int i = 0; i < 1500 && !QTest::currentTestFailed(); ++i) {
+            QByteArrayList names;
+            for (std::uint32_t n = m_random.Below(4); n > 0; --n)
+                names << "lib" + QByteArray::number(++unique);
+            const int count = pair.Count();
+            if (count < 5 || m_random.Below(100) < 30) {
+                QVERIFY(pair.Add(product(count + 1), names));
+                continue;
+            }
+            const int number = int(m_random.Below(count)) + 1;
+            Product changed = product(pair.At(number).product.serial);
+            if (m_random.Below(2) == 0)
+                changed.description = pair.At(number).product.description;
+            pair.Change(number, changed, names, true);
+            pair.FindSerial(int(m_random.Below(count + 2)));
+            if (i % 100 == 0) {
+                pair.Walk(categories[m_random.Below(5)]);
+                pair.Walk(nullptr);
+            }
+        }
+        pair.CompareFiles();
+        pair.Close();
+        QCOMPARE(CheckCatalog(CatalogFolder()).faults, Findings());
+        QCOMPARE(CheckCatalog(CatalogFolder()).remarks, Findings());
+    }
+
+    // Products that take each other's keys, descriptions that go and leave their
+    // place, lists that are stored with the names of later products.
+    void productsThatTakeEachOthersKeys()
+    {
+        CatalogPair pair;
+        const auto product = [&] {
+            Product p;
+            p.category = categories[m_random.Below(5)];
+            p.name = std::string(1, "aAbBcC"[m_random.Below(6)]);
+            p.package = "p" + std::to_string(m_random.Below(60));
+            p.serial = int(m_random.Below(60));
+            if (m_random.Below(3) > 0)
+                p.description = RandomText(m_random, 1);
+            return p;
+        };
+        for (int i = 0; i < 700 && !QTest::currentTestFailed(); ++i) {
+            QByteArrayList names;
+            for (std::uint32_t n = m_random.Below(3); n > 0; --n)
+                names << "lib" + QByteArray::number(m_random.Below(8));
+            const int count = pair.Count();
+            if (count < 3 || (count < 40 && m_random.Below(100) < 20))
+                pair.Add(product(), names);
+            else
+                pair.Change(int(m_random.Below(count)) + 1, product(), names,
+                            m_random.Below(3) > 0);
+            pair.FindSerial(int(m_random.Below(60)));
+            if (i % 50 == 0) {
+                pair.CompareFiles();
+                pair.Walk(categories[m_random.Below(5)]);
+                pair.Walk(nullptr);
+            }
+        }
+        pair.CompareFiles();
+        pair.Close();
+        pair.CheckFiles();
+    }
+
+private:
+    Random m_random{ 0 };
+};
+
+QTEST_GUILESS_MAIN(TestCatalogModel)
+#include "tst_catalogmodel.moc"

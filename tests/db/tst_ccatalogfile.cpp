@@ -1,0 +1,636 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The catalog database: its record and keys byte by byte, what is found and in
+// which order, what a save that fails leaves, and damaged files.
+
+#include "db/ccatalogfile.h"
+#include "store/cnote.h"
+#include "tests/db/dbtest.h"
+
+#include <QtTest>
+
+namespace
+{
+
+constexpr int recordLength = 2012;
+
+std::vector<std::string> Files()
+{
+    return { CCatalogFile::CATALOGDFNAME,        CCatalogFile::CATALOGIDXNAME1,
+             CCatalogFile::CATALOGIDXNAME2,      CCatalogFile::CATALOGIDXNAME3,
+             CCatalogFile::CATALOGIDXNAME4,      CCatalogFile::CATALOGNOTES + ".fil",
+             CCatalogFile::CATALOGNOTES + ".k1", CDependency::DEPENDENCYDFNAME,
+             CDependency::DEPENDENCYIDXNAME1,    CDependency::DEPENDENCYIDXNAME2 };
+}
+
+Items Index(int which)
+{
+    const int keyLengths[] = { 110, 50, 50, 20 };
+    return ItemsOf(Files()[std::size_t(which)], keyLengths[which - 1], which < 3);
+}
+
+std::string CategoryKey(const std::string& category, const std::string& name)
+{
+    return category + std::string(60 - category.size(), ' ') + name;
+}
+
+// Fills a new product whose package is named as the product is.
+void Fill(CCatalogFile& catalog, int serial, const char* category, const char* name)
+{
+    catalog.AddNew();
+    catalog.setServerSerialNumber(serial);
+    catalog.setCategory(category);
+    catalog.setName(name);
+    catalog.setPackageName(name);
+}
+
+bool Add(CCatalogFile& catalog, int serial, const char* category, const char* name)
+{
+    Fill(catalog, serial, category, name);
+    return catalog.SaveRecord();
+}
+
+QByteArrayList Walk(CCatalogFile& catalog, const char* category)
+{
+    QByteArrayList names;
+    for (bool more = catalog.FindFirstForCategory(category); more && names.size() < 100;
+         more = catalog.FindNextForCategory(category))
+        names << catalog.Name();
+    return names;
+}
+
+} // namespace
+
+class TestCatalogFile : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase() { QCOMPARE(InitIndex(), 0); }
+    void cleanupTestCase() { UnInitIndex(); }
+
+    void filesStandInTheDataFolder()
+    {
+        const CCatalogFile catalog;
+        const std::string folder
+            = qgetenv("PAKMART_SYSROOT").toStdString() + "/usr/share/apps/vantrelagent/";
+        QCOMPARE(CCatalogFile::CATALOGDFNAME, folder + ".VACatalog.fil");
+        QCOMPARE(CCatalogFile::CATALOGIDXNAME1, folder + ".VACatalog.k1");
+        QCOMPARE(CCatalogFile::CATALOGIDXNAME2, folder + ".VACatalog.k2");
+        QCOMPARE(CCatalogFile::CATALOGIDXNAME3, folder + ".VACatalog.k3");
+        QCOMPARE(CCatalogFile::CATALOGIDXNAME4, folder + ".VACatalog.k4");
+        QCOMPARE(CCatalogFile::CATALOGNOTES, folder + ".VACatalogNotes");
+    }
+
+    void recordByteByByte()
+    {
+        CCatalogFile catalog;
+        QVERIFY(catalog.Create());
+        catalog.setCategory("Games");
+        catalog.setName("Star Lander");
+        catalog.setPackageName("starlander");
+        catalog.setVersion("1.0-2");
+        catalog.setVendor("Pixel");
+        catalog.setCopyright("(c)");
+        catalog.setPrice("9.99");
+        catalog.setInstalled(true);
+        catalog.setHidden(true);
+        catalog.setServerSerialNumber(1001);
+        catalog.setReleaseDate("2026-01-31");
+        catalog.setReviewScore("4.5");
+        catalog.setCategoryRanking("3");
+        catalog.setSubCategoryRanking("2");
+        catalog.setVantrelRanking("http://host");
+        catalog.setDownloads(0x01020304);
+        catalog.setFileSize(-2);
+        catalog.setCategoryURL("/g");
+        catalog.setApplicationURL("/s");
+        catalog.setAuthorURL("/p");
+        QVERIFY(catalog.SaveRecord());
+        QCOMPARE(catalog.RecordNumber(), 1);
+        const QByteArray golden = Golden(recordLength)
+                                      .At(4, "47616d6573") // Games
+                                      .At(80, "53746172204c616e646572") // Star Lander
+                                      .At(131, "737461726c616e646572") // starlander
+                                      .At(388, "ffffffff") // no description
+                                      .At(392, "312e302d32") // 1.0-2
+                                      .At(443, "506978656c") // Pixel
+                                      .At(700, "286329") // (c)
+                                      .At(957, "392e3939") // 9.99
+                                      .At(967, "01")
+                                      .At(968, "01")
+                                      .At(976, "e9030000") // 1001
+                                      .At(980, "323032362d30312d3331") // 2026-01-31
+                                      .At(991, "342e35") // 4.5
+                                      .At(1001, "33")
+                                      .At(1011, "32")
+                                      .At(1021, "687474703a2f2f686f73") // http://hos
+                                      .At(1032, "04030201")
+                                      .At(1036, "feffffff")
+                                      .At(1040, "2f67")
+                                      .At(1297, "2f73")
+                                      .At(1554, "2f70")
+                                      .Bytes();
+        QCOMPARE(RecordInFile(CCatalogFile::CATALOGDFNAME, 1, recordLength), golden.toHex());
+        catalog.Close();
+        QCOMPARE(Index(1), (Items{ { CategoryKey("Games", "Star Lander"), 1 } }));
+        QCOMPARE(Index(2), (Items{ { "Star Lander", 1 } }));
+        QCOMPARE(Index(3), (Items{ { "starlander", 1 } }));
+        QCOMPARE(Index(4), (Items{ { "00000000000000001001", 1 } }));
+    }
+
+    void everyFieldIsReadBack()
+    {
+        CCatalogFile catalog;
+        QVERIFY(catalog.Create());
+        using Setter = const char* (CCatalogFile::*)(const char*);
+        using Getter = const char* (CCatalogFile::*)() const;
+        struct Field {
+            Setter set;
+            Getter get;
+            int longest;
+        };
+        using C = CCatalogFile;
+        const Field fields[] = {
+            { &C::setCategory, &C::Category, 75 },
+            { &C::setName, &C::Name, 50 },
+            { &C::setPackageName, &C::PackageName, 256 },
+            { &C::setVersion, &C::Version, 50 },
+            { &C::setVendor, &C::Vendor, 256 },
+            { &C::setCopyright, &C::Copyright, 256 },
+            { &C::setPrice, &C::Price, 9 },
+            { &C::setReleaseDate, &C::ReleaseDate, 10 },
+            { &C::setReviewScore, &C::ReviewScore, 9 },
+            { &C::setCategoryRanking, &C::CategoryRanking, 9 },
+            { &C::setSubCategoryRanking, &C::SubCategoryRanking, 9 },
+            { &C::setVantrelRanking, &C::VantrelRanking, 10 },
+            { &C::setCategoryURL, &C::CategoryURL, 256 },
+            { &C::setApplicationURL, &C::ApplicationURL, 256 },
+            { &C::setAuthorURL, &C::AuthorURL, 457 },
+        };
+        char letter = 'a';
+        for (const Field& field : fields) {
+            const QByteArray text(field.longest + 7, letter++);
+            QCOMPARE(QByteArray((catalog.*field.set)(text)), text.left(field.longest));
+        }
+        QVERIFY(catalog.SaveRecord());
+        QVERIFY(catalog.GetRecord(1));
+        letter = 'a';
+        for (const Field& field : fields) {
+            const int kept = field.set == &C::setCategory ? 60 : field.longest;
+            QCOMPARE(QByteArray((catalog.*field.get)()), QByteArray(kept, letter++));
+        }
+        // Each of them cut before a character that does not fit.
+        for (const Field& field : fields) {
+            const QByteArray text(field.longest - 1, 'x');
+            for (const char* character : { "\xc3\xa4", "\xe4\xb8\xad", "\xf0\x9f\x98\x80" })
+                QCOMPARE(QByteArray((catalog.*field.set)(text + character)), text);
+        }
+        QVERIFY(!catalog.Installed() && !catalog.Hidden());
+        catalog.setInstalled(true);
+        QVERIFY(catalog.Installed() && !catalog.Hidden());
+    }
+
+    void serialKeyHasTwentyDigits()
+    {
+        CCatalogFile catalog;
+        QCOMPARE(catalog.ServerSerialNumberStr(5), "00000000000000000005");
+        QCOMPARE(catalog.ServerSerialNumberStr(INT32_MAX), "00000000002147483647");
+        catalog.setServerSerialNumber(42);
+        QCOMPARE(catalog.ServerSerialNumberStr(), "00000000000000000042");
+        char key[21];
+        catalog.MakeKey4(key);
+        QCOMPARE(key, "00000000000000000042");
+    }
+
+    void productsAreFoundBySerial()
+    {
+        CCatalogFile catalog;
+        QVERIFY(catalog.Create());
+        QVERIFY(!catalog.FindServerSerialNumber(-1)); // empty
+        for (const int serial : { 50, 5, 500 })
+            QVERIFY(Add(catalog, serial, "Games", QByteArray::number(serial)));
+        QVERIFY(catalog.FindServerSerialNumber(5));
+        QCOMPARE(catalog.Name(), "5");
+        QVERIFY(catalog.FindServerSerialNumber("500"));
+        QCOMPARE(catalog.Name(), "500");
+        QVERIFY(catalog.FindServerSerialNumber(" 50 of them"));
+        QCOMPARE(catalog.Name(), "50");
+        QVERIFY(!catalog.FindServerSerialNumber("99999999999999999999"));
+        QVERIFY(!catalog.FindServerSerialNumber(51));
+        QCOMPARE(catalog.Name(), "500"); // where the search came to
+        QVERIFY(!catalog.FindServerSerialNumber(501));
+    }
+
+    void negativeSerialFindsTheLowest()
+    {
+        CCatalogFile catalog;
+        QVERIFY(catalog.Create());
+        for (const int serial : { 50, 7, 500 })
+            QVERIFY(Add(catalog, serial, "Games", QByteArray::number(serial)));
+        QVERIFY(catalog.FindServerSerialNumber(-1));
+        QCOMPARE(catalog.ServerSerialNumber(), 7);
+        QVERIFY(catalog.FindServerSerialNumber("-100"));
+        QCOMPARE(catalog.ServerSerialNumber(), 7);
+    }
+
+    void closedCatalogIsOpenedForASearch()
+    {
+        CCatalogFile catalog;
+        QVERIFY(catalog.Create());
+        QVERIFY(Add(catalog, 5, "Games", "five"));
+        catalog.Close();
+        QVERIFY(catalog.FindServerSerialNumber(5));
+        QCOMPARE(catalog.Name(), "five");
+        QVERIFY(!catalog.IsOpen());
+        QVERIFY(!catalog.FindServerSerialNumber(6));
+        QVERIFY(!catalog.GetRecord(1));
+        QVERIFY(!catalog.SaveRecord());
+        QVERIFY(!catalog.FindFirstForCategory(nullptr));
+        QVERIFY(!catalog.FindNextForCategory(nullptr));
+    }
+
+    void categoriesAreWalkedByName()
+    {
+        CCatalogFile catalog;
+        QVERIFY(catalog.Create());
+        int serial = 1;
+        for (const char* category : { "Office", "games", "Graphics" })
+            for (const char* name : { "b", "C", "a" })
+                QVERIFY(Add(catalog, serial++, category, (name + QByteArray(category)).data()));
+        QCOMPARE(Walk(catalog, "GAMES"), (QByteArrayList{ "agames", "bgames", "Cgames" }));
+        QCOMPARE(Walk(catalog, "Office"), (QByteArrayList{ "aOffice", "bOffice", "COffice" }));
+        QCOMPARE(Walk(catalog, nullptr),
+                 (QByteArrayList{ "agames", "bgames", "Cgames", "aGraphics", "bGraphics",
+                                  "CGraphics", "aOffice", "bOffice", "COffice" }));
+    }
+
+    void emptyCategoryBeforeAnotherIsNotFound()
+    {
+        CCatalogFile catalog;
+        QVERIFY(catalog.Create());
+        QVERIFY(Add(catalog, 1, "Games", "game"));
+        QVERIFY(!catalog.FindFirstForCategory("Accessories"));
+        QCOMPARE(catalog.Name(), "game");
+        QVERIFY(!catalog.FindFirstForCategory("Zoo"));
+        // The empty text is a category, null is none.
+        QVERIFY(!catalog.FindFirstForCategory(""));
+        QVERIFY(catalog.FindFirstForCategory(nullptr));
+        QVERIFY(Add(catalog, 2, "", "nowhere"));
+        QCOMPARE(Walk(catalog, ""), (QByteArrayList{ "nowhere" }));
+        QCOMPARE(Walk(catalog, nullptr), (QByteArrayList{ "nowhere", "game" }));
+    }
+
+    void walkGoesOnFromTheLoadedProduct()
+    {
+        CCatalogFile catalog;
+        QVERIFY(catalog.Create());
+        // Three of one name, then one behind them.
+        for (int serial = 1; serial <= 3; ++serial) {
+            Fill(catalog, serial, "Games", "same");
+            catalog.setPackageName(QByteArray::number(serial));
+            QVERIFY(catalog.SaveRecord());
+        }
+        QVERIFY(Add(catalog, 4, "Games", "unlike"));
+        QVERIFY(catalog.FindServerSerialNumber(2));
+        QVERIFY(catalog.FindNextForCategory("Games"));
+        QCOMPARE(catalog.ServerSerialNumber(), 3);
+        QVERIFY(catalog.FindNextForCategory("Games"));
+        QCOMPARE(catalog.ServerSerialNumber(), 4);
+        QVERIFY(!catalog.FindNextForCategory("Games"));
+        // A saved change of the index does not send the walk back.
+        QByteArrayList serials;
+        bool more = catalog.FindFirstForCategory("Games");
+        for (; more && serials.size() < 10; more = catalog.FindNextForCategory("Games")) {
+            serials << catalog.ServerSerialNumberStr() + 19;
+            catalog.setPackageName("new" + serials.last());
+            if (serials.last() == "2")
+                catalog.setName("such");
+            QVERIFY(catalog.SaveRecord());
+        }
+        // Number 2 has moved behind number 3 then.
+        QCOMPARE(serials, (QByteArrayList{ "1", "2", "4" }));
+        QCOMPARE(Walk(catalog, nullptr), (QByteArrayList{ "same", "same", "such", "unlike" }));
+    }
+
+    void letterCaseOfANameLeavesItsKey()
+    {
+        CCatalogFile catalog;
+        QVERIFY(catalog.Create());
+        QVERIFY(Add(catalog, 1, "Games", "Chess"));
+        catalog.setName("CHESS");
+        QVERIFY(catalog.SaveRecord());
+        catalog.Close();
+        QCOMPARE(Index(2), (Items{ { "Chess", 1 } }));
+        QCOMPARE(Index(3), (Items{ { "Chess", 1 } }));
+        QCOMPARE(Index(1), (Items{ { CategoryKey("Games", "CHESS"), 1 } }));
+    }
+
+    void letterCaseOfACategoryRewritesItsKey()
+    {
+        CCatalogFile catalog;
+        QVERIFY(catalog.Create());
+        QVERIFY(Add(catalog, 1, "Games", "Chess"));
+        catalog.setCategory("GAMES");
+        QVERIFY(catalog.SaveRecord());
+        catalog.Close();
+        QCOMPARE(Index(1), (Items{ { CategoryKey("GAMES", "Chess"), 1 } }));
+    }
+
+    void changedKeysMove()
+    {
+        CCatalogFile catalog;
+        QVERIFY(catalog.Create());
+        QVERIFY(Add(catalog, 1, "Games", "Chess"));
+        QVERIFY(Add(catalog, 2, "Games", "Go"));
+        QVERIFY(catalog.GetRecord(1));
+        catalog.setCategory("Office");
+        catalog.setName("Sheet");
+        catalog.setPackageName("sheet");
+        catalog.setServerSerialNumber(9);
+        QVERIFY(catalog.SaveRecord());
+        catalog.Close();
+        QCOMPARE(
+            Index(1),
+            (Items{ { CategoryKey("Games", "Go"), 2 }, { CategoryKey("Office", "Sheet"), 1 } }));
+        QCOMPARE(Index(2), (Items{ { "Go", 2 }, { "Sheet", 1 } }));
+        QCOMPARE(Index(3), (Items{ { "Go", 2 }, { "sheet", 1 } }));
+        QCOMPARE(Index(4), (Items{ { "00000000000000000002", 2 }, { "00000000000000000009", 1 } }));
+    }
+
+    void secondProductOfAPackageStaysHalfStored()
+    {
+        CCatalogFile catalog;
+        QVERIFY(catalog.Create());
+        QVERIFY(Add(catalog, 1, "Games", "chess"));
+        Fill(catalog, 2, "Games", "other chess");
+        catalog.setPackageName("CHESS");
+        catalog.AddDependency("libc6");
+        QVERIFY(!catalog.SaveRecord());
+        QCOMPARE(catalog.RecordNumber(), 2);
+        QVERIFY(!catalog.FindServerSerialNumber(2));
+        QCOMPARE(Walk(catalog, "Games"), (QByteArrayList{ "chess", "other chess" }));
+        QVERIFY(catalog.GetRecord(2));
+        QCOMPARE(catalog.Dependencies(), QByteArrayList());
+        catalog.Close();
+        QCOMPARE(Index(1).size(), std::size_t(2));
+        QCOMPARE(Index(2).size(), std::size_t(2));
+        QCOMPARE(Index(3), (Items{ { "chess", 1 } }));
+        QCOMPARE(Index(4), (Items{ { "00000000000000000001", 1 } }));
+    }
+
+    void packageNamesAreToldApartByFiftyBytes()
+    {
+        CCatalogFile catalog;
+        QVERIFY(catalog.Create());
+        const QByteArray fifty(50, 'p');
+        Fill(catalog, 1, "Games", "one");
+        catalog.setPackageName(fifty + "1");
+        QVERIFY(catalog.SaveRecord());
+        Fill(catalog, 2, "Games", "two");
+        catalog.setPackageName(fifty + "2");
+        QVERIFY(!catalog.SaveRecord());
+        QVERIFY(catalog.GetRecord(1));
+        QCOMPARE(QByteArray(catalog.PackageName()), fifty + "1");
+        catalog.Close();
+        QCOMPARE(Index(3), (Items{ { fifty.toStdString(), 1 } }));
+    }
+
+    void longCategoryStandsUncutUntilTheNextSave()
+    {
+        CCatalogFile catalog;
+        QVERIFY(catalog.Create());
+        const QByteArray sixty(60, 'c');
+        QVERIFY(Add(catalog, 1, sixty + "0123456789", "name"));
+        QCOMPARE(QByteArray(catalog.Category()), sixty);
+        const auto stored = [] {
+            return QByteArray(
+                ReadWhole(CCatalogFile::CATALOGDFNAME).mid(recordLength + 4, 76).data());
+        };
+        QCOMPARE(stored(), sixty + "0123456789");
+        QVERIFY(catalog.GetRecord(1));
+        QCOMPARE(QByteArray(catalog.Category()), sixty);
+        QVERIFY(catalog.SaveRecord());
+        QCOMPARE(stored(), sixty);
+        QCOMPARE(Walk(catalog, sixty), (QByteArrayList{ "name" }));
+        catalog.Close();
+        QCOMPARE(Index(1), (Items{ { sixty.toStdString() + "name", 1 } }));
+    }
+
+    void categoryIsNotCutInACharacter()
+    {
+        CCatalogFile catalog;
+        QVERIFY(catalog.Create());
+        const QByteArray head(59, 'c');
+        QVERIFY(Add(catalog, 1, head + "\xc3\xa4rger", "name"));
+        QCOMPARE(QByteArray(catalog.Category()), head);
+        QCOMPARE(Walk(catalog, head), (QByteArrayList{ "name" }));
+        catalog.Close();
+        QCOMPARE(Index(1), (Items{ { CategoryKey(head.toStdString(), "name"), 1 } }));
+    }
+
+    void descriptionsOfAnyLengthAreKept()
+    {
+        CCatalogFile catalog;
+        QVERIFY(catalog.Create());
+        const QString text = QString::fromUtf8("Zwölf 中文 😀 & <x>\n");
+        for (int serial = 1; serial <= 4; ++serial) {
+            Fill(catalog, serial, "Games", QByteArray::number(serial));
+            catalog.setDescription(text.repeated(serial == 4 ? 15000 : serial));
+            QVERIFY(catalog.SaveRecord());
+        }
+        for (int serial = 1; serial <= 4; ++serial) {
+            QVERIFY(catalog.FindServerSerialNumber(serial));
+            QCOMPARE(catalog.Description(), text.repeated(serial == 4 ? 15000 : serial));
+        }
+        // One that is too long is not stored, its product is.
+        Fill(catalog, 5, "Games", "5");
+        catalog.setDescription(QString(499993, QLatin1Char('x')));
+        QVERIFY(catalog.SaveRecord());
+        QCOMPARE(catalog.NoteOffset(), -1);
+        QVERIFY(catalog.GetRecord(5));
+        QCOMPARE(catalog.Description(), QString());
+    }
+
+    void changedDescriptionIsANewNote()
+    {
+        CCatalogFile catalog;
+        QVERIFY(catalog.Create());
+        Fill(catalog, 1, "Games", "one");
+        catalog.setDescription(QStringLiteral("first"));
+        QVERIFY(catalog.SaveRecord());
+        QCOMPARE(catalog.NoteOffset(), 0);
+        QVERIFY(catalog.GetRecord(1));
+        catalog.setDescription(QStringLiteral("a longer one"));
+        QVERIFY(catalog.SaveRecord());
+        QCOMPARE(catalog.NoteOffset(), 13); // behind "first" and its header
+        QVERIFY(catalog.GetRecord(1));
+        QCOMPARE(catalog.Description(), QStringLiteral("a longer one"));
+        catalog.Close();
+        CNote notes;
+        QVERIFY(notes.Open(CCatalogFile::CATALOGNOTES.c_str()));
+        QVERIFY(!notes.ReadNote(0));
+    }
+
+    void clearedDescriptionKeepsItsOffset()
+    {
+        CCatalogFile catalog;
+        QVERIFY(catalog.Create());
+        Fill(catalog, 1, "Games", "one");
+        catalog.setDescription(QStringLiteral("some text"));
+        QVERIFY(catalog.SaveRecord());
+        catalog.setDescription(QString());
+        QVERIFY(catalog.SaveRecord());
+        QCOMPARE(catalog.NoteOffset(), 0);
+        QVERIFY(catalog.GetRecord(1));
+        QCOMPARE(catalog.NoteOffset(), 0);
+        QCOMPARE(catalog.Description(), QString());
+        // Another product's text may come there, and is shown for both then.
+        Fill(catalog, 2, "Games", "two");
+        catalog.setDescription(QStringLiteral("other"));
+        QVERIFY(catalog.SaveRecord());
+        QVERIFY(catalog.GetRecord(1));
+        QCOMPARE(catalog.Description(), QStringLiteral("other"));
+    }
+
+    void newProductWithoutADescriptionDeletesNoNote()
+    {
+        CCatalogFile catalog;
+        QVERIFY(catalog.Create());
+        Fill(catalog, 1, "Games", "one");
+        catalog.setDescription(QStringLiteral("text"));
+        QVERIFY(catalog.SaveRecord());
+        QVERIFY(Add(catalog, 2, "Games", "two"));
+        QCOMPARE(catalog.NoteOffset(), -1);
+        QVERIFY(catalog.GetRecord(1));
+        QCOMPARE(catalog.Description(), QStringLiteral("text"));
+    }
+
+    void dependenciesGoWithTheirProduct()
+    {
+        CCatalogFile catalog;
+        QVERIFY(catalog.Create());
+        for (int serial = 1; serial <= 3; ++serial) {
+            Fill(catalog, serial, "Games", QByteArray::number(serial));
+            catalog.AddDependency("z" + QByteArray::number(serial));
+            catalog.AddDependency("a" + QByteArray::number(serial));
+            QVERIFY(catalog.SaveRecord());
+        }
+        QVERIFY(catalog.GetRecord(3));
+        QCOMPARE(catalog.Dependencies(), (QByteArrayList{ "a3", "z3" }));
+        QVERIFY(catalog.GetRecord(2));
+        QCOMPARE(catalog.Dependencies(), (QByteArrayList{ "a2", "z2", "a3", "z3" }));
+        QCOMPARE(catalog.OwnDependencies(), (QByteArrayList{ "a2", "z2" }));
+        // What the list holds becomes the product's own.
+        QVERIFY(catalog.SaveRecord());
+        QVERIFY(catalog.GetRecord(2));
+        QCOMPARE(catalog.OwnDependencies(), (QByteArrayList{ "a2", "a3", "z2", "z3" }));
+        QVERIFY(catalog.GetRecord(1));
+        catalog.setDependencies(catalog.OwnDependencies());
+        catalog.AddDependency("m");
+        QVERIFY(catalog.SaveRecord());
+        QVERIFY(catalog.GetRecord(1));
+        QCOMPARE(catalog.OwnDependencies(), (QByteArrayList{ "a1", "m", "z1" }));
+        // A new product has none.
+        catalog.AddNew();
+        QCOMPARE(catalog.Dependencies(), QByteArrayList());
+        QCOMPARE(catalog.OwnDependencies(), QByteArrayList());
+    }
+
+    void dependencyListOfALoadedProductGrowsByAddedNames()
+    {
+        CCatalogFile catalog;
+        QVERIFY(catalog.Create());
+        Fill(catalog, 1, "Games", "one");
+        catalog.AddDependency("a");
+        QVERIFY(catalog.SaveRecord());
+        QVERIFY(catalog.GetRecord(1));
+        catalog.AddDependency("b");
+        QCOMPARE(catalog.Dependencies(), (QByteArrayList{ "a", "b" }));
+        catalog.Close();
+        QCOMPARE(catalog.Dependencies(), QByteArrayList());
+    }
+
+    void openMakesWhatIsNotThere()
+    {
+        CCatalogFile catalog;
+        QVERIFY(catalog.Create());
+        QVERIFY(Add(catalog, 1, "Games", "one"));
+        catalog.Close();
+        QVERIFY(QFile::remove(QString::fromStdString(CCatalogFile::CATALOGDFNAME)));
+        QVERIFY(catalog.Open());
+        QVERIFY(!catalog.FindServerSerialNumber(-1));
+        QVERIFY(Add(catalog, 1, "Games", "one"));
+        QVERIFY(catalog.Open()); // once more
+        QVERIFY(catalog.FindServerSerialNumber(1));
+        QVERIFY(catalog.Create());
+        QVERIFY(!catalog.FindServerSerialNumber(1));
+    }
+
+    void recordsThatAreNoneAreNotLoaded()
+    {
+        CCatalogFile catalog;
+        QVERIFY(catalog.Create());
+        QVERIFY(Add(catalog, 1, "Games", "one"));
+        for (const int record : { -1, 0, 2, 1000000 })
+            QVERIFY(!catalog.GetRecord(record));
+        QCOMPARE(catalog.Name(), "one");
+    }
+
+    void unusableFilesDoNotOpen()
+    {
+        CCatalogFile catalog;
+        QVERIFY(catalog.Create());
+        Fill(catalog, 1, "Games", "one");
+        catalog.setDescription(QStringLiteral("text"));
+        QVERIFY(catalog.SaveRecord());
+        catalog.Close();
+        const int descriptors = OpenDescriptors();
+        std::vector<std::string> files = Files();
+        // The heap of notes has no header: an empty one is one without notes.
+        files.erase(files.begin() + 5);
+        Damage(files).ForEachUnusable([&] {
+            QVERIFY(!catalog.Open());
+            QVERIFY(!catalog.IsOpen());
+            QVERIFY(!catalog.FindServerSerialNumber(1));
+            QVERIFY(!catalog.SaveRecord());
+            catalog.Close();
+        });
+        QCOMPARE(OpenDescriptors(), descriptors);
+        QVERIFY(catalog.Open());
+        QVERIFY(catalog.FindServerSerialNumber(1));
+        QCOMPARE(catalog.Description(), QStringLiteral("text"));
+    }
+
+    void damagedFilesNeitherCrashNorHang()
+    {
+        Random random = Random::Announced();
+        CCatalogFile catalog;
+        QVERIFY(catalog.Create());
+        for (int serial = 1; serial <= 150; ++serial) {
+            Fill(catalog, serial, "Games", "game" + QByteArray::number(serial));
+            catalog.setDescription(QString(serial, QLatin1Char('d')));
+            catalog.AddDependency("lib" + QByteArray::number(serial));
+            QVERIFY(catalog.SaveRecord());
+        }
+        catalog.Close();
+        Damage(Files()).ForEachDamaged(random, [&] {
+            if (!catalog.Open())
+                return;
+            Walk(catalog, "Games");
+            Walk(catalog, nullptr);
+            for (int serial = 1; serial < 150; serial += 30)
+                if (catalog.FindServerSerialNumber(serial)) {
+                    catalog.setName("renamed");
+                    catalog.setDescription(QStringLiteral("changed"));
+                    catalog.SaveRecord();
+                }
+            Add(catalog, 999, "New", "new");
+            catalog.Close();
+        });
+    }
+};
+
+QTEST_GUILESS_MAIN(TestCatalogFile)
+#include "tst_ccatalogfile.moc"
