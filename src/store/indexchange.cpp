@@ -5,6 +5,8 @@
 
 #include "store/pagecache.h"
 
+#include <algorithm>
+
 namespace
 {
 
@@ -18,6 +20,30 @@ int Abandon(IndexFile* index)
 
 } // namespace
 
+int FetchWithin(IndexFile* index, std::uint32_t number, const Bounds& bounds, IndexPage** page)
+{
+    if (tagetpage(index, number, page) != 0)
+        return -1;
+    const auto isBefore = [index](const IndexItem& a, const IndexItem& b) {
+        return tacompkeys(a.key, b.key, a.record, b.record, index->allowDuplicates) < 0;
+    };
+    IndexItem* const items = (*page)->items;
+    int last = (*page)->count;
+    while (last > 0 && bounds.upper && !isBefore(items[last], *bounds.upper))
+        --last;
+    int below = 0;
+    while (below < last && bounds.lower && !isBefore(*bounds.lower, items[below + 1]))
+        ++below;
+    if (below == last)
+        return SetError(taDamaged);
+    (*page)->count = std::uint8_t(last - below);
+    if (below == 0)
+        return 0;
+    (*page)->leftmost = items[below].child;
+    std::copy(items + below + 1, items + last + 1, items + 1);
+    return 0;
+}
+
 int Follow(IndexFile* index, std::uint32_t number, Way* way)
 {
     for (int i = 0; i < way->depth; ++i)
@@ -27,7 +53,10 @@ int Follow(IndexFile* index, std::uint32_t number, Way* way)
         return SetError(taDamaged);
     WayLevel& level = way->levels[std::size_t(way->depth)];
     level.number = number;
-    if (tagetpage(index, number, &level.page) != 0)
+    level.bounds = { nullptr, nullptr };
+    if (way->depth > 0)
+        level.bounds = way->last().BoundsOfChild(way->last().position);
+    if (FetchWithin(index, number, level.bounds, &level.page) != 0)
         return -1;
     ++way->depth;
     return 0;

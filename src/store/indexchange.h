@@ -9,11 +9,26 @@
 
 #include <array>
 
+// The items in the pages above that all items of a page stand between; null
+// where there is none.
+struct Bounds {
+    const IndexItem* lower;
+    const IndexItem* upper;
+};
+
 // A page on the way from the root to where a key belongs.
 struct WayLevel {
     std::uint32_t number;
     IndexPage* page;
+    Bounds bounds;
     int position; // of the child the way goes on to; in a leaf, of the last item below the key
+
+    // Those of the child right of item `position`.
+    Bounds BoundsOfChild(int child) const
+    {
+        return { child > 0 ? &page->items[child] : bounds.lower,
+                 child < page->count ? &page->items[child + 1] : bounds.upper };
+    }
 };
 
 // Pages on a way are all in memory, and no page is on it twice.
@@ -25,8 +40,13 @@ struct Way {
     WayLevel& operator[](int level) { return levels[std::size_t(level)]; }
 };
 
-// Fetches a page and puts it at the end of the way, position not yet set. What
-// leads too deep or in a circle is damage.
+// Fetches a page for a change, without the items that lie outside its bounds:
+// copies, left behind by a process that died between two writes, of items that
+// have another place now.
+int FetchWithin(IndexFile* index, std::uint32_t number, const Bounds& bounds, IndexPage** page);
+
+// Fetches the page that the way goes on to and puts it at its end, position not
+// yet set. What leads too deep or in a circle is damage.
 int Follow(IndexFile* index, std::uint32_t number, Way* way);
 
 // What every change and every lookup of an index begins with: with flushing on,

@@ -9,6 +9,10 @@
 namespace
 {
 
+// Items of a page but the root. A page has one less than it should where a
+// process died before it could be filled up.
+constexpr int fewestItems = pageOrder - 1;
+
 // A page short of one item, and the sibling that helps it out.
 struct Shortage {
     WayLevel* page;
@@ -17,7 +21,7 @@ struct Shortage {
     std::uint32_t siblingNumber;
     bool siblingIsRight;
 
-    bool EndsInMerge() const { return sibling->count == pageOrder; }
+    bool EndsInMerge() const { return sibling->count <= pageOrder; }
 };
 
 struct Shortages {
@@ -67,15 +71,16 @@ int FetchSibling(IndexFile* index, Way& way, int level, Shortage* shortage)
     WayLevel& parent = way[level - 1];
     WayLevel& page = way[level];
     const bool right = parent.position < parent.page->count;
-    const std::uint32_t number = parent.page->Child(parent.position + (right ? 1 : -1));
+    const int position = parent.position + (right ? 1 : -1);
+    const std::uint32_t number = parent.page->Child(position);
     for (int i = 0; i < way.depth; ++i)
         if (way[i].number == number)
             return SetError(taDamaged);
     IndexPage* sibling;
-    if (tagetpage(index, number, &sibling) != 0)
+    if (FetchWithin(index, number, parent.BoundsOfChild(position), &sibling) != 0)
         return -1;
     const bool alike = (sibling->leftmost == 0) == (page.page->leftmost == 0);
-    if (sibling->count < pageOrder || !alike)
+    if (sibling->count < fewestItems || !alike)
         return SetError(taDamaged);
     *shortage = { &page, &parent, sibling, number, right };
     return 0;
@@ -88,7 +93,7 @@ int FindShortages(IndexFile* index, Way& way, Shortages* shortages)
     for (int level = way.depth - 1; level > 0; --level) {
         if (way[level].page->count > pageOrder)
             return 0;
-        if (way[level].page->count < pageOrder)
+        if (way[level].page->count < fewestItems)
             return SetError(taDamaged);
         Shortage& shortage = shortages->list[std::size_t(shortages->count)];
         if (FetchSibling(index, way, level, &shortage) != 0)
@@ -131,36 +136,38 @@ std::uint32_t TakeOut(Way& way, int levelOfItem)
     return record;
 }
 
-// A page of 24 items gets c's item between and `k - 1` items of its right
+// A page short of items gets c's item between and `k - 1` items of its right
 // sibling, whose k-th takes the place between.
 void BorrowFromRight(IndexPage* a, IndexPage* c, int s, IndexPage* b, std::uint32_t numberOfB)
 {
     const int k = (b->count - pageOrder + 1) / 2;
-    a->items[pageOrder] = c->items[s + 1];
-    a->items[pageOrder].child = b->leftmost;
-    std::copy(b->items + 1, b->items + k, a->items + pageOrder + 1);
+    IndexItem* const end = a->items + a->count + 1;
+    *end = c->items[s + 1];
+    end->child = b->leftmost;
+    std::copy(b->items + 1, b->items + k, end + 1);
     c->items[s + 1] = b->items[k];
     c->items[s + 1].child = numberOfB;
     b->leftmost = b->items[k].child;
     std::copy(b->items + k + 1, b->items + b->count + 1, b->items + 1);
     b->count = std::uint8_t(b->count - k);
-    a->count = std::uint8_t(pageOrder - 1 + k);
+    a->count = std::uint8_t(a->count + k);
 }
 
-void MergeWithRight(IndexPage* a, IndexPage* c, int s, const IndexPage* b)
+// Puts c's item between two pages and the right one's items behind the left's.
+void Join(IndexPage* left, const IndexPage* right, const IndexItem& between)
 {
-    a->items[pageOrder] = c->items[s + 1];
-    a->items[pageOrder].child = b->leftmost;
-    std::copy(b->items + 1, b->items + pageOrder + 1, a->items + pageOrder + 1);
-    a->count = pageItems;
-    RemoveItem(c, s + 1);
+    IndexItem* const end = left->items + left->count + 1;
+    *end = between;
+    end->child = right->leftmost;
+    std::copy(right->items + 1, right->items + right->count + 1, end + 1);
+    left->count = std::uint8_t(left->count + 1 + right->count);
 }
 
 void BorrowFromLeft(IndexPage* a, std::uint32_t numberOfA, IndexPage* c, int s, IndexPage* b)
 {
     const int k = (b->count + 1 - pageOrder) / 2;
     const int given = b->count + 1 - k; // b's item that takes the place between
-    std::copy_backward(a->items + 1, a->items + pageOrder, a->items + pageOrder + k);
+    std::copy_backward(a->items + 1, a->items + a->count + 1, a->items + a->count + 1 + k);
     a->items[k] = c->items[s];
     a->items[k].child = a->leftmost;
     std::copy(b->items + given + 1, b->items + given + k, a->items + 1);
@@ -168,17 +175,20 @@ void BorrowFromLeft(IndexPage* a, std::uint32_t numberOfA, IndexPage* c, int s, 
     c->items[s] = b->items[given];
     c->items[s].child = numberOfA;
     b->count = std::uint8_t(given - 1);
-    a->count = std::uint8_t(pageOrder - 1 + k);
+    a->count = std::uint8_t(a->count + k);
 }
 
-void MergeIntoLeft(const IndexPage* a, IndexPage* c, int s, IndexPage* b)
+void Merge(const Shortage& shortage)
 {
-    IndexItem& between = b->items[pageOrder + 1];
-    between = c->items[s];
-    between.child = a->leftmost;
-    std::copy(a->items + 1, a->items + pageOrder, b->items + pageOrder + 2);
-    b->count = pageItems;
-    --c->count;
+    IndexPage* const a = shortage.page->page;
+    IndexPage* const c = shortage.parent->page;
+    const int s = shortage.parent->position;
+    const int between = shortage.siblingIsRight ? s + 1 : s;
+    if (shortage.siblingIsRight)
+        Join(a, shortage.sibling, c->items[between]);
+    else
+        Join(shortage.sibling, a, c->items[between]);
+    RemoveItem(c, between);
 }
 
 // Marks the pages in the order in which each one written leaves a file where
@@ -194,7 +204,7 @@ void Rebalance(const Shortage& shortage, LeftPages* left)
     IndexPage* const gainer = merge && !shortage.siblingIsRight ? b : a;
     IndexPage* const loser = gainer == a ? b : a;
     if (merge)
-        shortage.siblingIsRight ? MergeWithRight(a, c, s, b) : MergeIntoLeft(a, c, s, b);
+        Merge(shortage);
     else if (shortage.siblingIsRight)
         BorrowFromRight(a, c, s, b, shortage.siblingNumber);
     else

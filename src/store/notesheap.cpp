@@ -30,12 +30,12 @@ public:
                 m_blocks.push_back(block);
                 continue;
             }
-            if (m_blocks.size() > m_longest.size())
-                m_longest = m_blocks;
+            KeepIfLongest();
             if (m_blocks.empty())
                 return { m_longest, EndOfBlocks(m_longest), false };
             m_deadEnds.insert(m_blocks.back().offset);
             m_blocks.pop_back();
+            m_common = std::min(m_common, m_blocks.size());
         }
         return { std::move(m_blocks), m_size, true };
     }
@@ -44,6 +44,16 @@ private:
     static std::int64_t EndOfBlocks(const std::vector<Block>& blocks)
     {
         return blocks.empty() ? 0 : EndOf(blocks.back().offset, blocks.back().header);
+    }
+
+    void KeepIfLongest()
+    {
+        if (m_blocks.size() <= m_longest.size())
+            return;
+        const auto common = std::ptrdiff_t(m_common);
+        m_longest.erase(m_longest.begin() + common, m_longest.end());
+        m_longest.insert(m_longest.end(), m_blocks.begin() + common, m_blocks.end());
+        m_common = m_blocks.size();
     }
 
     bool AtTheEnd()
@@ -80,6 +90,7 @@ private:
     const std::int64_t m_size;
     std::vector<Block> m_blocks;
     std::vector<Block> m_longest;
+    std::size_t m_common = 0; // blocks at the front of both
     std::unordered_set<std::int64_t> m_deadEnds;
 };
 

@@ -252,10 +252,11 @@ FreeList FreeBlocks(const BlockChain& chain)
 // header of the 7-byte block before it.
 bool IsHidden(const BlockChain& chain, std::int64_t offset)
 {
-    const auto isBefore = [offset](const Block& block) {
-        return block.header.length == smallestBlock && block.offset + smallestBlock == offset;
-    };
-    return std::any_of(chain.blocks.begin(), chain.blocks.end(), isBefore);
+    const std::int64_t before = offset - smallestBlock;
+    const auto at = std::lower_bound(
+        chain.blocks.begin(), chain.blocks.end(), before,
+        [](const Block& block, std::int64_t where) { return block.offset < where; });
+    return at != chain.blocks.end() && at->offset == before && at->header.length == smallestBlock;
 }
 
 std::string BlockName(const FreeList::value_type& block)

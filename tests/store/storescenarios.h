@@ -306,6 +306,7 @@ public:
             Add(2603 + 370 * i);
             Delete(2610 + 370 * i);
         }
+        QCOMPARE(m_errors, 0);
         Close();
     }
 
@@ -352,6 +353,7 @@ protected:
         m_index = OpenTwice([this] { return OpenIndex(0, m_path.c_str(), keyLength, 0); });
         if (m_index && m_flushing)
             ToggleFlushing(m_index, 1, 1);
+        m_errors = 0;
         return m_index != nullptr;
     }
 
@@ -371,6 +373,8 @@ protected:
         m_ledger.Doubt(number);
         if (AddKey(m_index, &number, Key(number).text) == 0 || taerror == taNoError)
             m_ledger.Stored(number, 0);
+        else
+            ++m_errors;
     }
 
     void Delete(std::uint32_t number)
@@ -380,6 +384,8 @@ protected:
         std::uint32_t record = number;
         if (DeleteKey(m_index, &record, Key(number).text) == 0 || taerror == taNoError)
             m_ledger.Gone(number);
+        else
+            ++m_errors;
     }
 
     void Find(std::uint32_t number)
@@ -391,35 +397,56 @@ protected:
     const bool m_flushing;
     IndexFile* m_index = nullptr;
     std::vector<std::uint32_t> m_touched; // since it was opened
+    int m_errors = 0; // since it was opened
 };
 
 // The same tree, where items come and go at random in bursts that fill and empty
-// a few leaves.
+// a few leaves, and later do so in the same leaves again.
 class RandomIndexScenario : public IndexScenario
 {
 public:
     RandomIndexScenario(std::string path, bool flushing, std::uint64_t seed)
         : IndexScenario(std::move(path), flushing), m_random(seed)
     {
+        for (std::uint32_t& place : m_places)
+            place = m_random.Below(13000);
     }
 
     void Run() override
     {
         if (!Open())
             return;
-        for (int burst = 0; burst < 4; ++burst) {
-            const std::uint32_t from = m_random.Below(13000);
-            const bool adds = m_random.Below(2) == 0;
-            for (int i = 0; i < 40; ++i) {
-                const std::uint32_t number = from + m_random.Below(500);
-                adds ? Add(number) : Delete(number / 10 * 10);
-            }
-        }
+        for (const std::uint32_t place : m_places)
+            m_random.Below(2) == 0 ? Fill(place, 40) : Empty(place, 40);
+        Close();
+    }
+
+    void RunLater() override
+    {
+        QVERIFY(Open());
+        for (int i = 0; i < 6; ++i)
+            for (const std::uint32_t place : m_places)
+                i % 2 == 0 ? Fill(place, 60) : Empty(place, 60);
+        QCOMPARE(m_errors, 0);
         Close();
     }
 
 private:
+    void Fill(std::uint32_t place, int times)
+    {
+        while (times-- > 0)
+            Add(place + m_random.Below(500));
+    }
+
+    void Empty(std::uint32_t place, int times)
+    {
+        while (times-- > 0)
+            Delete(m_random.Below(2) == 0 ? place + m_random.Below(500)
+                                          : (place + m_random.Below(500)) / 10 * 10);
+    }
+
     Random m_random;
+    std::uint32_t m_places[4];
 };
 
 // ---- notes ----

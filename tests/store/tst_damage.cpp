@@ -99,6 +99,7 @@ private slots:
     void walksThroughASharedPageEnd();
     void shortSiblingFailsADeletion();
     void unpackingInPlaceSeesDamage();
+    void heapFullOfDeadEnds();
 
     void randomlyDamagedDataFiles();
     void randomlyDamagedIndexes_data();
@@ -404,6 +405,22 @@ void TestDamage::unpackingInPlaceSeesDamage()
         reinterpret_cast<std::uint8_t*>(page.get())[0] = 50;
         QVERIFY(!taunpack(page.get(), length));
     }
+}
+
+// Each block could begin a byte earlier, and then leads nowhere. The way through
+// is found in a time that grows with the file, not with its square.
+void TestDamage::heapFullOfDeadEnds()
+{
+    QByteArray heap(16, '\0');
+    heap[4] = 16;
+    heap += QByteArray("\0\1\0\0\0\10\0\0\0", 9).repeated(200000);
+    Store(heap, "file.fil");
+    QVERIFY(!CheckNotes(Path()).empty());
+    CNote notes;
+    QVERIFY(notes.Open(Path().c_str()));
+    // The last block is cut short: no way leads to the end.
+    Store(heap.chopped(3), "file.fil");
+    QVERIFY(!CheckNotes(Path()).empty());
 }
 
 // ---- damage at random ----
