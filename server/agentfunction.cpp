@@ -23,10 +23,19 @@ std::map<std::string, AgentFunction::Handler>& Registry()
 
 void Reply::start(const std::string& name, const Attributes& attributes)
 {
-    m_xml += std::string(m_open.size() + 1, ' ') + '<' + name;
-    for (const auto& [key, value] : attributes)
-        m_xml += ' ' + key + "=\"" + EncodeText(value) + '"';
+    m_xml.append(m_open.size() + 1, ' ') += '<';
+    m_xml += name;
+    for (const auto& [key, value] : attributes) {
+        m_xml.append(" ").append(key).append("=\"");
+        AppendEncoded(m_xml, value);
+        m_xml += '"';
+    }
     m_xml += '>';
+}
+
+void Reply::end(const std::string& name)
+{
+    m_xml.append("</").append(name).append(">\n");
 }
 
 void Reply::open(const std::string& name, const Attributes& attributes)
@@ -40,19 +49,22 @@ void Reply::close()
 {
     const std::string name = m_open.back();
     m_open.pop_back();
-    m_xml += std::string(m_open.size() + 1, ' ') + "</" + name + ">\n";
+    m_xml.append(m_open.size() + 1, ' ');
+    end(name);
 }
 
 void Reply::text(const std::string& name, const std::string& value, const Attributes& attributes)
 {
     start(name, attributes);
-    m_xml += EncodeText(value) + "</" + name + ">\n";
+    AppendEncoded(m_xml, value);
+    end(name);
 }
 
 void Reply::plainText(const std::string& name, const std::string& value)
 {
     start(name, {});
-    m_xml += EscapeXml(value) + "</" + name + ">\n";
+    m_xml += EscapeXml(value);
+    end(name);
 }
 
 AgentFunction::AgentFunction(const std::string& name, Handler handler)
@@ -68,10 +80,9 @@ const std::map<std::string, AgentFunction::Handler>& AgentFunction::all()
 std::string Answer(AgentFunction::Handler handler, const AgentRequest& request)
 {
     try {
-        Reply reply;
+        Reply reply(std::string(declaration) + "<agentfunction resultcode=\"OK\">\n");
         handler(request, reply);
-        return std::string(declaration) + "<agentfunction resultcode=\"OK\">\n" + reply.xml()
-            + "</agentfunction>\n";
+        return reply.take("</agentfunction>\n");
     } catch (const RequestError& error) {
         return FailedReply(error.what());
     } catch (const StoreError& error) {

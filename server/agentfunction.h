@@ -17,12 +17,16 @@
 
 #include <map>
 #include <string>
+#include <utility>
+#include <vector>
 
 // The content of a reply's envelope, built from the outside in.
 class Reply
 {
 public:
     using Attributes = std::map<std::string, std::string>;
+
+    explicit Reply(std::string beginning) : m_xml(std::move(beginning)) { }
 
     void open(const std::string& name, const Attributes& attributes = {});
     void close();
@@ -32,10 +36,12 @@ public:
     // An element whose text the client takes as it stands.
     void plainText(const std::string& name, const std::string& value);
 
-    const std::string& xml() const { return m_xml; }
+    // The whole, with `end` behind it; the reply is empty then.
+    std::string take(const std::string& end) { return std::move(m_xml.append(end)); }
 
 private:
     void start(const std::string& name, const Attributes& attributes);
+    void end(const std::string& name);
 
     std::string m_xml;
     std::vector<std::string> m_open;

@@ -50,7 +50,7 @@ std::map<std::string, std::string> CollectIndexes(const AgentRequest& request,
         if (!Find(repositories, file.decoded, wanted) && !Find(repositories, file.raw, wanted))
             throw RequestError("There is no package file " + Quoted(file.decoded)
                                + " in this store.");
-        const std::string* stanza = &wanted.package->second;
+        const std::string* stanza = &wanted.package->second.stanza;
         if (std::find(taken.begin(), taken.end(), stanza) != taken.end())
             continue;
         taken.push_back(stanza);

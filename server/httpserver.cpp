@@ -153,7 +153,9 @@ void HttpServer::callFunction(const std::string& path, const std::string& query,
         const Query parameters(query);
         const std::string here = address(request);
         response.status = 200;
-        response.set_content(Answer(handler, { parameters, here, m_store }), xmlType);
+        // Not by set_content, which would copy what may be a whole catalog.
+        response.body = Answer(handler, { parameters, here, m_store });
+        response.set_header("Content-Type", xmlType);
     } catch (const RequestError& error) {
         response.status = 400;
         response.set_content(FailedReply(error.what()), xmlType);

@@ -7,9 +7,19 @@
 
 #include <map>
 #include <string>
+#include <vector>
 
-// The stanzas of the index, each ending with its line end, by the name of the
-// archive they describe (the last part of their Filename).
-using PackageIndex = std::map<std::string, std::string>;
+struct IndexedPackage {
+    std::string stanza; // as it stands, with its last line end
+    std::string name;
+    std::string version;
+    std::string homePage;
+    long size = 0; // of the archive, in bytes; 0 when the index does not say
+    std::vector<std::string> dependencies; // names; of alternatives the first
+};
+
+// The packages of the index by the name of their archive (the last part of their
+// Filename).
+using PackageIndex = std::map<std::string, IndexedPackage>;
 
 PackageIndex ParsePackageIndex(const std::string& text, const std::string& path);

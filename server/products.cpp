@@ -36,6 +36,42 @@ std::string* ProgramField(Product& product, const std::string& key)
     return key == "Menu" ? &program.menu : nullptr;
 }
 
+// The element in which the catalog carries a field; null for one that it does not.
+const char* CatalogElement(const std::string& key)
+{
+    static const std::map<std::string, const char*> elements{
+        { "Vendor", "vendor" },
+        { "Copyright", "copyright" },
+        { "Price", "price" },
+        { "Hidden", "hidden" },
+        { "Release-Date", "releasedate" },
+        { "Review-Score", "reviewscore" },
+        { "Category-Ranking", "categoryranking" },
+        { "Subcategory-Ranking", "subcategoryranking" },
+        { "Ranking", "vantrelranking" },
+        { "Downloads", "downloads" },
+        { "Download-URL", "downloadURL" },
+        { "Detail-URL", "applicationdetailURL" },
+        { "Author-URL", "authorpageURL" },
+    };
+    const auto element = elements.find(key);
+    return element == elements.end() ? nullptr : element->second;
+}
+
+void SetDetail(Product& product, const char* element, const Field& field, const std::string& path)
+{
+    if (product.detail(element))
+        FailAt(path, field.line, "a second " + field.key + " for the same thing");
+    std::string value = field.value;
+    if (field.key == "Downloads" && value != "0" && PositiveNumber(value) == 0)
+        FailAt(path, field.line, "this is no number of downloads: " + Quoted(value));
+    if (field.key == "Hidden" && value != "yes" && value != "no")
+        FailAt(path, field.line, "hidden is yes or no, not " + Quoted(value));
+    if (field.key == "Hidden")
+        value = value == "yes" ? "1" : "0";
+    product.details.emplace_back(element, value);
+}
+
 // A line of a dot alone stands for an empty one, which a stanza cannot hold.
 std::string WithEmptyLines(std::string text)
 {
@@ -51,12 +87,11 @@ void SetField(Product& product, const Field& field, const std::string& path)
     if (field.key == "Serial") {
         if (product.serial != 0)
             FailAt(path, field.line, "a second Serial in one product");
-        product.serial = PositiveNumber(field.value);
-        if (product.serial == 0)
-            FailAt(path, field.line,
-                   "a serial number is a number from 1 to 2147483647, not " + Quoted(field.value));
+        product.serial = SerialOf(field, path);
     } else if (field.key == "Program") {
         product.programs.push_back({ field.value, {}, {}, {}, {} });
+    } else if (const char* element = CatalogElement(field.key)) {
+        SetDetail(product, element, field, path);
     } else {
         std::string* place = ProductField(product, field.key);
         place = place ? place : ProgramField(product, field.key);
@@ -83,6 +118,15 @@ Product ParseProduct(const Stanza& stanza, const std::string& path)
 }
 
 } // namespace
+
+const std::string* Product::detail(const std::string& element) const
+{
+    for (const auto& [known, value] : details) {
+        if (known == element)
+            return &value;
+    }
+    return nullptr;
+}
 
 Products ParseProducts(const std::string& text, const std::string& path)
 {

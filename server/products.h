@@ -7,6 +7,7 @@
 
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 // One program of a product, as the desktop starts it.
@@ -25,6 +26,12 @@ struct Product {
     std::string package;
     std::string description;
     std::vector<Program> programs;
+    // What else the catalog is to say, by the names of its elements, in the order
+    // of the file.
+    std::vector<std::pair<std::string, std::string>> details;
+
+    // One of them; null when there is none.
+    const std::string* detail(const std::string& element) const;
 };
 
 using Products = std::map<long, Product>; // by serial number

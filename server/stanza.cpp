@@ -55,6 +55,47 @@ const Field* Stanza::find(const std::string& key) const
     return nullptr;
 }
 
+void CheckKeys(const Stanza& stanza, const char* what, std::initializer_list<const char*> keys,
+               const std::string& path)
+{
+    for (const Field& field : stanza.fields) {
+        bool known = false;
+        for (const std::string key : keys) {
+            const bool many = key.back() == '*';
+            if (field.key != key.substr(0, key.size() - (many ? 1 : 0)))
+                continue;
+            known = true;
+            if (!many && stanza.find(field.key) != &field)
+                FailAt(path, field.line, "a second " + field.key + " for the same thing");
+        }
+        if (!known)
+            FailAt(path, field.line, std::string(what) + " has no field " + field.key);
+        if (field.value.empty())
+            FailAt(path, field.line, field.key + " has no value");
+    }
+}
+
+std::string Optional(const Stanza& stanza, const std::string& key)
+{
+    const Field* field = stanza.find(key);
+    return field ? field->value : std::string();
+}
+
+long SerialOf(const Field& field, const std::string& path)
+{
+    const long serial = PositiveNumber(field.value);
+    if (serial == 0)
+        FailAt(path, field.line,
+               "a serial number is a number from 1 to 2147483647, not " + Quoted(field.value));
+    return serial;
+}
+
+long RequiredSerial(const Stanza& stanza, const std::string& path)
+{
+    Required(stanza, "Serial", path);
+    return SerialOf(*stanza.find("Serial"), path);
+}
+
 const std::string& Required(const Stanza& stanza, const std::string& key, const std::string& path)
 {
     const Field* field = stanza.find(key);

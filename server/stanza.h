@@ -10,6 +10,7 @@
 
 #pragma once
 
+#include <initializer_list>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -55,6 +56,18 @@ std::vector<Stanza> ParseStanzas(const std::string& text, const std::string& pat
 
 // Throws StoreError with the text "PATH:LINE: MESSAGE".
 [[noreturn]] void FailAt(const std::string& path, int line, const std::string& message);
+
+// Fails for a key that is none of `keys`, and for one that comes twice, unless it
+// stands there with a '*' behind it. `what` names the thing: "an aisle".
+void CheckKeys(const Stanza& stanza, const char* what, std::initializer_list<const char*> keys,
+               const std::string& path);
+
+// The value of a field; empty when there is none.
+std::string Optional(const Stanza& stanza, const std::string& key);
+
+// The serial number that a field is to hold, and that of the field `Serial`.
+long SerialOf(const Field& field, const std::string& path);
+long RequiredSerial(const Stanza& stanza, const std::string& path);
 
 // The value of a field that must be there and not be empty.
 const std::string& Required(const Stanza& stanza, const std::string& key, const std::string& path);

@@ -38,7 +38,8 @@ bool IsRepositoryName(const std::string& name)
 
 Store::Store(const std::string& folder)
     : m_folder(folder), m_pool(folder + "/pool"), m_products(folder, "products", ParseProducts),
-      m_sources(folder, "sources", ParseSources), m_updates(folder, "updates", ParseUpdates)
+      m_sources(folder, "sources", ParseSources), m_updates(folder, "updates", ParseUpdates),
+      m_shelves(folder)
 {
 }
 
@@ -47,6 +48,7 @@ void Store::check()
     products();
     sources();
     updates();
+    m_shelves.check();
     for (const auto& [name, index] : repositories())
         archivesOf(name);
 }

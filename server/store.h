@@ -5,6 +5,7 @@
 //
 //     products              the products                        (products.h)
 //     sources               the sources lists                   (sources.h)
+//     categories, aisles, profile   how it presents them, if there  (shelves.h)
 //     updates               the updates of the system, if any   (updates.h)
 //     registrations         is written to, if it is there       (registrations.h)
 //     pool/NAME/Packages    the index of the repository NAME    (packageindex.h)
@@ -19,6 +20,7 @@
 #include "location.h"
 #include "packageindex.h"
 #include "products.h"
+#include "shelves.h"
 #include "sources.h"
 #include "storefile.h"
 #include "updates.h"
@@ -44,6 +46,8 @@ public:
     // None where the file is missing.
     std::shared_ptr<const Updates> updates() { return m_updates.getIfThere(); }
 
+    Shelves& shelves() { return m_shelves; }
+
     // The repositories by the names of their folders: those that have an index.
     std::map<std::string, std::shared_ptr<const PackageIndex>> repositories();
 
@@ -60,6 +64,7 @@ private:
     CachedFile<Products> m_products;
     CachedFile<std::vector<SourcesList>> m_sources;
     CachedFile<Updates> m_updates;
+    Shelves m_shelves;
     std::mutex m_mutex; // for the maps, not for what is in them
     std::map<std::string, std::unique_ptr<CachedFile<PackageIndex>>> m_indexes;
     std::map<std::string, std::unique_ptr<CachedFile<std::string>>> m_locations;

@@ -3,6 +3,7 @@
 
 #include "text.h"
 
+#include <array>
 #include <cstddef>
 
 namespace
@@ -46,6 +47,17 @@ int HexValue(char c)
     return c >= 'A' && c <= 'F' ? c - 'A' + 10 : -1;
 }
 
+// The bytes that a client's decoding leaves as they are.
+std::array<bool, 256> PlainBytes()
+{
+    static const std::string special = " %+\\<>&\"'";
+    std::array<bool, 256> plain{};
+    for (unsigned i = 0; i < plain.size(); ++i)
+        plain[i] = IsPrintable(static_cast<unsigned char>(i))
+            && special.find(char(i)) == std::string::npos;
+    return plain;
+}
+
 } // namespace
 
 const char* TextFault(std::string_view text)
@@ -64,22 +76,29 @@ const char* TextFault(std::string_view text)
 
 std::string EncodeText(const std::string& text)
 {
-    static const std::string special = "%+\\<>&\"'";
     std::string result;
-    result.reserve(text.size() + text.size() / 4);
-    for (const char c : text) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (c == ' ') {
+    AppendEncoded(result, text);
+    return result;
+}
+
+void AppendEncoded(std::string& result, const std::string& text)
+{
+    static const std::array<bool, 256> plain = PlainBytes();
+    for (Size at = 0; at < text.size();) {
+        Size end = at;
+        while (end < text.size() && plain[static_cast<unsigned char>(text[end])])
+            ++end;
+        result.append(text, at, end - at);
+        if (end < text.size() && text[end] == ' ') {
             result += '+';
-        } else if (!IsPrintable(byte) || special.find(c) != std::string::npos) {
+        } else if (end < text.size()) {
+            const auto byte = static_cast<unsigned char>(text[end]);
             result += '%';
             result += digits[byte >> 4];
             result += digits[byte & 15];
-        } else {
-            result += c;
         }
+        at = end + 1;
     }
-    return result;
 }
 
 std::string EscapeXml(const std::string& text)

@@ -17,6 +17,7 @@ const char* TextFault(std::string_view text);
 // decoding or to XML, and every byte that is no printable ASCII, as %XX.
 // Decoding gives `text` back, to the byte. `text` must be valid (TextFault).
 std::string EncodeText(const std::string& text);
+void AppendEncoded(std::string& result, const std::string& text);
 
 // Text for the elements and attributes that a client takes as they stand. A
 // control character, which XML cannot hold, becomes a question mark.

@@ -32,6 +32,8 @@ int InstallCommand(Display& display, const BoxWatcher& boxes, const QStringList&
                    const InstallOptions& options);
 int RemoveCommand(Display& display, const QStringList& names, bool yes);
 int UpdateSourcesCommand(Display& display, const BoxWatcher& boxes);
+int AislesCommand(Display& display, const BoxWatcher& boxes, bool json);
+int SyncCommand(Display& display, const BoxWatcher& boxes, bool json);
 
 int OSUpdateCommand(Display& display, const BoxWatcher& boxes, const UpdateOptions& options);
 int StatusCommand(Display& display, bool json);

@@ -27,6 +27,8 @@ Commands:
   recent --run N             start the N-th of them
   forget SERIAL...           take applications out of that list
   update-sources             fetch the store's lists of package sources
+  aisles                     fetch and show how the store is arranged
+  sync                       show what of your account is on this machine
   os-update                  bring the system's packages up to date
   status                     tell whether the store can be reached
   register                   tell the store which system builder this machine
@@ -34,8 +36,8 @@ Commands:
 
 Options:
   -y, --yes        do not ask before downloading or removing
-      --json       os-update, status, register: tell the result as one line of
-                   JSON; nothing is asked then, so os-update needs --yes
+      --json       aisles, sync, os-update, status, register: tell the result as
+                   one line of JSON; nothing is asked then, so os-update needs --yes
   -v, --verbose    show the lines of the library and of the package tools
       --dialogs    show the library's dialogs on the display
       --pictures DIR  write a PNG picture of each dialog to DIR
@@ -91,6 +93,18 @@ const Command commands[] = {
       {},
       [](Display& display, const BoxWatcher& boxes, const CommandLine&) {
           return UpdateSourcesCommand(display, boxes);
+      } },
+    { "aisles",
+      Arguments::None,
+      { json },
+      [](Display& display, const BoxWatcher& boxes, const CommandLine& line) {
+          return AislesCommand(display, boxes, line.has("--json"));
+      } },
+    { "sync",
+      Arguments::None,
+      { json },
+      [](Display& display, const BoxWatcher& boxes, const CommandLine& line) {
+          return SyncCommand(display, boxes, line.has("--json"));
       } },
     { "os-update",
       Arguments::None,

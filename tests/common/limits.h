@@ -6,6 +6,7 @@
 #pragma once
 
 #include <QtGlobal>
+#include <csignal>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -30,6 +31,16 @@ public:
 private:
     const Resource m_resource;
     rlimit m_before;
+};
+
+// A disk with no more room: no file grows beyond `size` bytes.
+class FullDisk : private LowLimit
+{
+public:
+    explicit FullDisk(rlim_t size) : LowLimit(RLIMIT_FSIZE, size)
+    {
+        std::signal(SIGXFSZ, SIG_IGN); // the write is to fail instead
+    }
 };
 
 // No file, pipe or socket more than there are.

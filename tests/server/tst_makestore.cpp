@@ -86,6 +86,30 @@ private slots:
             QVERIFY2(packages.contains(product["Package"]), product["Name"].constData());
     }
 
+    void everyCategoryIsListedAndStandsInAnAisle()
+    {
+        QSet<QByteArray> categories, listed;
+        for (const Stanza& product : stanzas(QStringLiteral("products")))
+            categories.insert(product["Category"]);
+        for (const Stanza& category : stanzas(QStringLiteral("categories")))
+            listed.insert(category["Name"]);
+        QCOMPARE(listed, categories);
+        const QByteArray aisles = contents(m_store + QLatin1String("/aisles"));
+        for (const QByteArray& category : categories)
+            QVERIFY2(aisles.contains("\nCategory: " + category + '\n'), category.constData());
+    }
+
+    void theAccountHasProductsOfTheStore()
+    {
+        QMap<QByteArray, QByteArray> packages;
+        for (const Stanza& product : stanzas(QStringLiteral("products")))
+            packages[product["Serial"]] = product["Package"];
+        const QList<Stanza> profile = stanzas(QStringLiteral("profile"));
+        QCOMPARE(profile.size(), 3);
+        for (const Stanza& application : profile)
+            QCOMPARE(application["Package"], packages.value(application["Serial"]));
+    }
+
     void exactlyOneDependencyIsMissing()
     {
         QSet<QByteArray> packages;

@@ -57,7 +57,7 @@ private slots:
             QCOMPARE(reply.body, m_blocks[i + 1].text);
             ++examples;
         }
-        QCOMPARE(examples, 9);
+        QCOMPARE(examples, 12);
     }
 
     // A function that the page does not show would be in the directory's example

@@ -406,12 +406,13 @@ private slots:
         QCOMPARE(reply.header("Content-Type"), QByteArray("text/xml; charset=UTF-8"));
         QVERIFY(reply.body.startsWith("<?xml"));
         QCOMPARE(texts(reply, "name"),
-                 (QStringList{ QStringLiteral("CAPIDownloadAppInfo"),
-                               QStringLiteral("CAPIGetOSVer"), QStringLiteral("CAPIGetPackageInfo"),
-                               QStringLiteral("CAPIGetSourcesList"),
-                               QStringLiteral("CAPISetOEMInfo") }));
+                 (QStringList{
+                     QStringLiteral("CAPIDownloadAppInfo"), QStringLiteral("CAPIGetAisles"),
+                     QStringLiteral("CAPIGetOSVer"), QStringLiteral("CAPIGetPackageInfo"),
+                     QStringLiteral("CAPIGetSourcesList"), QStringLiteral("CAPISetOEMInfo"),
+                     QStringLiteral("CAPISyncMyMachine"), QStringLiteral("CAPIUpdateCatalog") }));
         const QStringList urls = texts(reply, "url");
-        QCOMPARE(urls.size(), 5);
+        QCOMPARE(urls.size(), 8);
         for (const QString& url : urls) {
             QVERIFY(url.startsWith(QLatin1String("http://Shop-1.example:81/agent/")));
             QVERIFY(

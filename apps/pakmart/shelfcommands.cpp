@@ -1,0 +1,189 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// How the store is arranged, and what of the account is on this machine.
+
+#include "boxwatcher.h"
+#include "commands.h"
+#include "display.h"
+#include "interrupt.h"
+
+#include <QEventLoop>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <sys/stat.h>
+#include <vantrelagent/catalog/capigetaisles.h>
+#include <vantrelagent/catalog/capisyncmymachine.h>
+#include <vantrelagent/catalog/cxmlnode.h>
+#include <vantrelagent/catalog/savedtree.h>
+#include <vantrelagent/util/paths.h>
+
+namespace
+{
+
+// A text of a saved file, in which "%2b" stands for a plus sign.
+QString Text(const std::string& text)
+{
+    return QString::fromStdString(text).replace(QLatin1String("%2b"), QLatin1String("+"));
+}
+
+// A mark by which it is seen that a file has been written.
+QByteArray MarkOf(const QString& path)
+{
+    struct stat info = {};
+    if (stat(QFile::encodeName(path).constData(), &info) != 0)
+        return QByteArray();
+    return QByteArray::number(qulonglong(info.st_ino)) + ' '
+        + QByteArray::number(qlonglong(info.st_mtim.tv_sec)) + '.'
+        + QByteArray::number(qlonglong(info.st_mtim.tv_nsec));
+}
+
+// Runs a request that does not wait for its own end. False when it failed.
+bool RunToItsEnd(CAPI* request)
+{
+    QEventLoop loop;
+    bool ended = false;
+    bool succeeded = false;
+    QObject::connect(request, &CAPI::APIComplete, &loop, [&](bool ok) {
+        ended = true;
+        succeeded = ok;
+        loop.quit();
+    });
+    request->Execute();
+    if (!ended)
+        loop.exec();
+    return succeeded;
+}
+
+// Fetches what the file `name` of the data folder is to hold, and reads it.
+int Fetch(Display& display, const BoxWatcher& boxes, CAPI* request, const char* name,
+          CXMLNode& tree)
+{
+    const QString path = GetRootPath() + QLatin1String(name);
+    const QByteArray before = MarkOf(SystemPath(path));
+    const bool succeeded = RunToItsEnd(request);
+    if (Interrupt::received())
+        return ExitInterrupted;
+    if (!succeeded) {
+        // A box has told why, as a rule.
+        if (boxes.errors() == 0)
+            display.complain(QStringLiteral("the request failed"));
+        return ExitFailed;
+    }
+    // The library does not tell whether it could save what came.
+    if (MarkOf(SystemPath(path)) == before) {
+        display.complain(QStringLiteral("the answer could not be saved in %1").arg(path));
+        return ExitFailed;
+    }
+    if (!ReadSavedTree(name, tree)) {
+        display.complain(QStringLiteral("%1 cannot be read").arg(path));
+        return ExitFailed;
+    }
+    return ExitDone;
+}
+
+QJsonArray AislesAsJson(CXMLNode& tree)
+{
+    QJsonArray aisles;
+    for (CXMLNode* aisle : tree.ChildArray("aisle")) {
+        QJsonArray categories;
+        for (const CXMLNode* category : aisle->ChildArray("category"))
+            categories << QJsonObject{ { QStringLiteral("serial"),
+                                         Text(category->Attribute("serialnumber", "")).toInt() },
+                                       { QStringLiteral("name"), Text(category->Value()) } };
+        aisles << QJsonObject{ { QStringLiteral("name"), Text(aisle->Attribute("name", "")) },
+                               { QStringLiteral("description"),
+                                 Text(aisle->ChildValue("description", "")) },
+                               { QStringLiteral("categories"), categories } };
+    }
+    return aisles;
+}
+
+QJsonArray ApplicationsAsJson(CXMLNode& tree)
+{
+    QJsonArray applications;
+    for (CXMLNode* application : tree.ChildArray("application"))
+        applications << QJsonObject{
+            { QStringLiteral("serial"), Text(application->ChildValue("serialnumber", "")).toInt() },
+            { QStringLiteral("name"), Text(application->ChildValue("name", "")) },
+            { QStringLiteral("package"), Text(application->ChildValue("packagename", "")) }
+        };
+    return applications;
+}
+
+// A text of the server's on one line.
+QString Line(const QJsonObject& object, const char* key)
+{
+    return object[QLatin1String(key)].toString().simplified();
+}
+
+QString Numbered(const QJsonObject& object)
+{
+    return QStringLiteral("%1  ").arg(object[QLatin1String("serial")].toInt(), 6)
+        + Line(object, "name");
+}
+
+void SayAisle(Display& display, const QJsonObject& aisle)
+{
+    const QString description = Line(aisle, "description");
+    display.say(Line(aisle, "name")
+                + (description.isEmpty() ? QString() : QLatin1String(": ") + description));
+    for (const auto& category : aisle[QLatin1String("categories")].toArray())
+        display.say(Numbered(category.toObject()));
+}
+
+void SayApplication(Display& display, const QJsonObject& application)
+{
+    display.say(Numbered(application) + QLatin1String(" (") + Line(application, "package")
+                + QLatin1Char(')'));
+}
+
+// What is fetched into a file of the data folder and shown from it.
+struct Shelf {
+    const char* activity;
+    CAPI* (*request)();
+    const char* file;
+    const char* nothing; // what is said when it is empty
+    QJsonArray (*asJson)(CXMLNode& tree);
+    void (*say)(Display& display, const QJsonObject& entry);
+};
+
+int Show(Display& display, const BoxWatcher& boxes, bool json, const Shelf& shelf)
+{
+    if (!json)
+        display.activity(QLatin1String(shelf.activity));
+    CXMLNode tree(nullptr);
+    const int status = Fetch(display, boxes, shelf.request(), shelf.file, tree);
+    if (status != ExitDone)
+        return status;
+    const QJsonArray entries = shelf.asJson(tree);
+    if (json) {
+        display.say(QString::fromUtf8(QJsonDocument(entries).toJson(QJsonDocument::Compact)));
+        return ExitDone;
+    }
+    if (entries.isEmpty())
+        display.say(QLatin1String(shelf.nothing));
+    for (const auto& entry : entries)
+        shelf.say(display, entry.toObject());
+    return ExitDone;
+}
+
+} // namespace
+
+int AislesCommand(Display& display, const BoxWatcher& boxes, bool json)
+{
+    return Show(display, boxes, json,
+                { "Asking for the aisles", []() -> CAPI* { return new CAPIGetAisles(false); },
+                  ".aisles", "The store has no aisles.", AislesAsJson, SayAisle });
+}
+
+int SyncCommand(Display& display, const BoxWatcher& boxes, bool json)
+{
+    return Show(display, boxes, json,
+                { "Asking for the profile of this machine",
+                  []() -> CAPI* { return new CAPISyncMyMachine(false); }, ".profile",
+                  "Nothing of the account is installed on this machine.", ApplicationsAsJson,
+                  SayApplication });
+}

@@ -1,0 +1,30 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "catalog/capiupdatecatalog.h"
+
+#include "catalog/catalogproduct.h"
+#include "catalog/catalogrecord.h"
+#include "catalog/savedtree.h"
+
+CAPIUpdateCatalog::CAPIUpdateCatalog(bool bSilent, bool bWait) : CAPI(bSilent, false, bWait) { }
+
+void CAPIUpdateCatalog::onSuccessfulTransfer(QDomElement* pElement)
+{
+    SaveFirstElement(*pElement, ".catalog");
+}
+
+bool CAPIUpdateCatalog::ProcessVantrelCatalogRequest(QDomElement& catalog)
+{
+    return RebuildCatalogDatabase([this, &catalog](CCatalogFile& file) {
+        ForEachCategory(catalog, [this, &file](QDomElement& category) {
+            ProcessRecordsInCategory(category, &file);
+        });
+    });
+}
+
+void CAPIUpdateCatalog::ProcessRecordsInCategory(QDomElement& category, CCatalogFile* file)
+{
+    ForEachProduct(category,
+                   [file](const CatalogProduct& product) { RecordProduct(product, *file); });
+}

@@ -1,0 +1,43 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The request for the store's whole catalog, which keeps it in the file
+// ".catalog" of the agent's data folder (CCatalogMgr reads it). Loading a
+// catalog element into the catalog database is a step of its own, for the host
+// to take:
+//
+//     auto* request = new CAPIUpdateCatalog(false, true);
+//     QObject::connect(request, &CAPI::SuccessfulTransfer, host, [request](QDomElement* body) {
+//         QDomElement catalog = body->firstChildElement();
+//         request->ProcessVantrelCatalogRequest(catalog);
+//     });
+//     request->Execute();
+
+#pragma once
+
+#include "../request/capi.h"
+
+class CCatalogFile;
+
+class VANTRELAGENT_EXPORT CAPIUpdateCatalog : public CAPI
+{
+    Q_OBJECT
+
+public:
+    CAPIUpdateCatalog(bool bSilent, bool bWait);
+
+    // Rebuilds the catalog database from nothing, a record for each product of
+    // each "category" among the children of `catalog`. False, with nothing
+    // touched, when the database cannot be created; as long as there is none,
+    // that is always so.
+    bool ProcessVantrelCatalogRequest(QDomElement& catalog);
+
+    // Adds the products of one category to the open database. One that it does
+    // not take is passed over.
+    void ProcessRecordsInCategory(QDomElement& category, CCatalogFile* file);
+
+public slots:
+    // Saves the first element of the reply. The file stays as it is when there
+    // is none, or when it cannot be written; nothing is told of that.
+    void onSuccessfulTransfer(QDomElement* pElement) override;
+};

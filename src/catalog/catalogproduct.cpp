@@ -1,0 +1,108 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "catalog/catalogproduct.h"
+
+#include "util/number.h"
+#include "util/urlcodec.h"
+
+#include <QDomElement>
+#include <QHash>
+
+namespace
+{
+
+using TextField = std::string CatalogProduct::*;
+using NumberField = std::int32_t CatalogProduct::*;
+
+std::string Decoded(const QString& text)
+{
+    return url_decode(text).toStdString();
+}
+
+std::string DecodedAttribute(const QDomElement& element, const char* name)
+{
+    return Decoded(element.attribute(QLatin1String(name)));
+}
+
+bool TakeText(CatalogProduct& product, const QDomElement& element)
+{
+    static const QHash<QString, TextField> fields{
+        { QStringLiteral("packagename"), &CatalogProduct::packageName },
+        { QStringLiteral("briefdescription"), &CatalogProduct::description },
+        { QStringLiteral("version"), &CatalogProduct::version },
+        { QStringLiteral("vendor"), &CatalogProduct::vendor },
+        { QStringLiteral("copyright"), &CatalogProduct::copyright },
+        { QStringLiteral("price"), &CatalogProduct::price },
+        { QStringLiteral("releasedate"), &CatalogProduct::releaseDate },
+        { QStringLiteral("reviewscore"), &CatalogProduct::reviewScore },
+        { QStringLiteral("categoryranking"), &CatalogProduct::categoryRanking },
+        { QStringLiteral("subcategoryranking"), &CatalogProduct::subCategoryRanking },
+        { QStringLiteral("vantrelranking"), &CatalogProduct::vantrelRanking },
+        { QStringLiteral("downloadURL"), &CatalogProduct::vantrelRanking },
+        { QStringLiteral("applicationdetailURL"), &CatalogProduct::applicationURL },
+        { QStringLiteral("authorpageURL"), &CatalogProduct::authorURL },
+    };
+    const auto field = fields.find(element.tagName());
+    if (field == fields.end())
+        return false;
+    product.*field.value() = Decoded(element.text());
+    return true;
+}
+
+bool TakeNumber(CatalogProduct& product, const QDomElement& element)
+{
+    static const QHash<QString, NumberField> fields{
+        { QStringLiteral("serialnumber"), &CatalogProduct::serverSerialNumber },
+        { QStringLiteral("downloads"), &CatalogProduct::downloads },
+        { QStringLiteral("filesize"), &CatalogProduct::fileSize },
+    };
+    const auto field = fields.find(element.tagName());
+    if (field == fields.end())
+        return false;
+    product.*field.value() = LeadingNumber(element.text().toStdString());
+    return true;
+}
+
+void TakeElement(CatalogProduct& product, const QDomElement& element)
+{
+    if (TakeText(product, element) || TakeNumber(product, element))
+        return;
+    if (element.tagName() == QLatin1String("hidden")) {
+        product.hidden = LeadingNumber(element.text().toStdString()) != 0;
+    } else if (element.tagName() == QLatin1String("dependencies")) {
+        for (QDomElement child = element.firstChildElement(); !child.isNull();
+             child = child.nextSiblingElement())
+            product.dependencies.push_back(DecodedAttribute(child, "name"));
+    }
+}
+
+} // namespace
+
+void ForEachCategory(const QDomElement& catalog, const std::function<void(QDomElement&)>& take)
+{
+    const QString tag = QStringLiteral("category");
+    for (QDomElement category = catalog.firstChildElement(tag); !category.isNull();
+         category = category.nextSiblingElement(tag))
+        take(category);
+}
+
+void ForEachProduct(const QDomElement& category,
+                    const std::function<void(const CatalogProduct&)>& take)
+{
+    const std::string name = DecodedAttribute(category, "name");
+    const std::string homePage = DecodedAttribute(category, "home_page");
+    const QDomNodeList elements = category.elementsByTagName(QStringLiteral("product"));
+    const int count = elements.count();
+    for (int i = 0; i < count; ++i) {
+        const QDomElement element = elements.at(i).toElement();
+        CatalogProduct product;
+        product.category = name;
+        product.categoryURL = homePage;
+        product.name = DecodedAttribute(element, "name");
+        for (QDomElement child = element.firstChildElement(); !child.isNull();
+             child = child.nextSiblingElement())
+            TakeElement(product, child);
+        take(product);
+    }
+}

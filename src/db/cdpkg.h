@@ -1,0 +1,139 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The packages of this machine, as dpkg keeps them in its status file.
+//
+//     CDpkg packages;
+//     packages.ReadStatusFile();
+//     const CDpkgInfo info = packages.GetPackageInfo("bash");
+//     if (!info.GetName().empty() && info.GetStatus() == 0)
+//         ... // bash is installed
+//
+// Texts are bytes as they stand in the file, UTF-8 there.
+
+#pragma once
+
+#include "../util/export.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+// A configuration file of a package.
+struct Conffiles {
+    std::string path;
+    std::string checksum; // and the words behind it, such as "obsolete"
+};
+
+// A package that another one names.
+struct OtherPackageInfo {
+    std::string name;
+    std::string version;
+};
+
+// One stanza of the status file.
+//
+// A line counts as a field by its first 7 characters, in any case, so that a
+// longer name that begins like one is taken for it (Description-md5 for the
+// description); a later line replaces an earlier one. Values keep blanks at
+// their ends. A line of more than 2,047 bytes is taken in pieces of that size,
+// each as a line of its own; a line ends at a zero byte.
+class VANTRELAGENT_EXPORT CDpkgInfo
+{
+public:
+    CDpkgInfo() = default;
+    virtual ~CDpkgInfo();
+    CDpkgInfo(const CDpkgInfo&) = default;
+    CDpkgInfo& operator=(const CDpkgInfo&) = default;
+
+    // Empties every field.
+    void clear();
+
+    // Reads on to the empty line that ends a stanza, into the fields as they
+    // are: they are cleared by the caller. False at the end of the file, also
+    // when it comes in the middle of a stanza.
+    bool LoadPackageFromFile(std::FILE* file);
+
+    // Passes over a relation, whose packages are not kept: `list` stays as it is.
+    void ParsePackageInfo(std::vector<OtherPackageInfo>& list, const std::string& value);
+    // Returns `piece`; name and version stay as they are.
+    std::string ParseNameAndVersion(const std::string& piece, std::string& name,
+                                    std::string& version);
+    // Appends "PATH CHECKSUM"; a line without a blank is left out.
+    void ParseConffiles(std::vector<Conffiles>& list, const std::string& line);
+
+    std::string GetName() const { return m_sName; }
+    std::string GetVersion() const { return m_sVersion; }
+    // 1: not installed or marked for removal; 0: all else, also without a status
+    // line. So an empty record has 0: see whether it has a name first.
+    int GetStatus() const { return m_nStatus; }
+
+    // 1 for the priority "normal", and 0 for each other single word: a number
+    // above is for a line that holds several of them.
+    std::int32_t m_nPriority = 0;
+    std::int32_t m_nStatus = 0;
+    bool m_bEssential = false;
+    std::vector<Conffiles> m_conffiles;
+    // The relations always stay empty.
+    std::vector<OtherPackageInfo> m_conflicts;
+    std::vector<OtherPackageInfo> m_depends;
+    std::vector<OtherPackageInfo> m_enhances;
+    std::vector<OtherPackageInfo> m_preDepends;
+    std::vector<OtherPackageInfo> m_recommends;
+    std::vector<OtherPackageInfo> m_replaces;
+    std::vector<OtherPackageInfo> m_suggests;
+    std::string m_sLongDescription; // lines without their blanks, line ends between them
+    std::string m_sMaintainer;
+    std::string m_sName;
+    std::string m_sProvides; // whole
+    std::string m_sSection;
+    std::string m_sDescription; // the one line
+    std::string m_sSource;
+    std::string m_sVersion;
+    std::int32_t m_nInstalledSize = 0; // in kilobytes
+
+private:
+    // Which of the fields with lines below them a stanza has had so far.
+    struct Seen {
+        bool description = false;
+        bool conffiles = false;
+    };
+    void TakeContinuation(const std::string& text, const Seen& seen);
+    void TakeField(const std::string& line, Seen& seen);
+    bool TakeText(const std::string& prefix, const std::string& value);
+    bool TakeRelation(const std::string& prefix, const std::string& value);
+};
+
+class VANTRELAGENT_EXPORT CDpkg
+{
+public:
+    CDpkg() = default;
+    virtual ~CDpkg();
+    CDpkg(const CDpkg&) = default;
+    CDpkg& operator=(const CDpkg&) = default;
+
+    // Appends a record for each stanza of /var/lib/dpkg/status to what is here,
+    // and returns their number; 0 when the file cannot be read. A last stanza
+    // without an empty line behind it is lost.
+    int ReadStatusFile();
+
+    // The first record of that name, compared exactly; an empty record without
+    // one. Takes the same time however many there are.
+    CDpkgInfo GetPackageInfo(const std::string& name) const;
+
+    // All records, in the order of the file.
+    const std::vector<CDpkgInfo>& Packages() const { return m_packages; }
+
+    // Writes name, tab, version of each record to standard output.
+    void Dump() const;
+
+private:
+    void Append();
+
+    std::vector<CDpkgInfo> m_packages;
+    CDpkgInfo m_current;
+    std::unordered_map<std::string, std::size_t> m_firstOfName;
+};

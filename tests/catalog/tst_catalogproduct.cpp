@@ -1,0 +1,387 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The walk over a catalog element, from the reply to what is to be recorded.
+
+#include "catalog/capiupdatecatalog.h"
+#include "catalog/catalogproduct.h"
+#include "tests/common/datafolder.h"
+#include "tests/request/requests.h"
+
+#include <QDomDocument>
+#include <QtTest>
+#include <limits>
+
+namespace
+{
+
+using Products = std::vector<CatalogProduct>;
+using Strings = std::vector<std::string>;
+
+// The products of all categories, in order.
+Products ProductsOf(const QByteArray& content)
+{
+    QDomDocument document;
+    if (!document.setContent("<catalog>" + content + "</catalog>"))
+        qFatal("the test's own XML is broken");
+    Products products;
+    ForEachCategory(document.documentElement(), [&products](const QDomElement& category) {
+        ForEachProduct(category,
+                       [&products](const CatalogProduct& product) { products.push_back(product); });
+    });
+    return products;
+}
+
+// The one product of these elements, in one category.
+CatalogProduct ProductOf(const QByteArray& elements)
+{
+    const Products products
+        = ProductsOf("<category><product>" + elements + "</product></category>");
+    return products.size() == 1 ? products.front() : CatalogProduct();
+}
+
+Strings Names(const Products& products)
+{
+    Strings names;
+    for (const CatalogProduct& product : products)
+        names.push_back(product.name);
+    return names;
+}
+
+} // namespace
+
+class CatalogProductTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    ScriptedServer m_server;
+
+private slots:
+    void initTestCase()
+    {
+        Setting("agent api url", m_server.url("/api").toStdString());
+        m_server.answer("/api", Directory({ { "CAPIUpdateCatalog", m_server.url("/c") } }));
+    }
+
+    void everyElementGoesToItsField()
+    {
+        const Products products = ProductsOf(
+            "<category name=\"Games+%26+Fun\" home_page=\"http://g.example/?a=%2B\" other=\"x\">"
+            "<product name=\"Dice%20%26+Cards\">"
+            "<packagename>dice%2Bcards</packagename>"
+            "<briefdescription>two+games</briefdescription>"
+            "<version>1:2.0-1</version>"
+            "<vendor>A+B</vendor>"
+            "<copyright>%C2%A9+2026</copyright>"
+            "<price>9.99</price>"
+            "<hidden>1</hidden>"
+            "<serialnumber>1003</serialnumber>"
+            "<releasedate>2026-11-21</releasedate>"
+            "<reviewscore>4.5</reviewscore>"
+            "<categoryranking>3</categoryranking>"
+            "<subcategoryranking>2</subcategoryranking>"
+            "<vantrelranking>17</vantrelranking>"
+            "<downloads>12345</downloads>"
+            "<filesize>20672</filesize>"
+            "<applicationdetailURL>http://d.example/%3Fx</applicationdetailURL>"
+            "<authorpageURL>http://a.example/</authorpageURL>"
+            "<dependencies><dependency name=\"libluck%2B%2B\"/><other name=\"libc6\"/><x/>"
+            "</dependencies>"
+            "</product></category>");
+        QCOMPARE(products.size(), std::size_t(1));
+        const CatalogProduct& product = products.front();
+        QCOMPARE(product.category, std::string("Games & Fun"));
+        QCOMPARE(product.categoryURL, std::string("http://g.example/?a=+"));
+        QCOMPARE(product.name, std::string("Dice & Cards"));
+        QCOMPARE(product.packageName, std::string("dice+cards"));
+        QCOMPARE(product.description, std::string("two games"));
+        QCOMPARE(product.version, std::string("1:2.0-1"));
+        QCOMPARE(product.vendor, std::string("A B"));
+        QCOMPARE(product.copyright, std::string("\xC2\xA9 2026"));
+        QCOMPARE(product.price, std::string("9.99"));
+        QCOMPARE(product.hidden, true);
+        QCOMPARE(int(product.serverSerialNumber), 1003);
+        QCOMPARE(product.releaseDate, std::string("2026-11-21"));
+        QCOMPARE(product.reviewScore, std::string("4.5"));
+        QCOMPARE(product.categoryRanking, std::string("3"));
+        QCOMPARE(product.subCategoryRanking, std::string("2"));
+        QCOMPARE(product.vantrelRanking, std::string("17"));
+        QCOMPARE(int(product.downloads), 12345);
+        QCOMPARE(int(product.fileSize), 20672);
+        QCOMPARE(product.applicationURL, std::string("http://d.example/?x"));
+        QCOMPARE(product.authorURL, std::string("http://a.example/"));
+        QCOMPARE(product.dependencies, (Strings{ "libluck++", "libc6", "" }));
+    }
+
+    void missingElementsAreEmpty()
+    {
+        const Products products = ProductsOf("<category><product/></category>");
+        QCOMPARE(products.size(), std::size_t(1));
+        const CatalogProduct& product = products.front();
+        QCOMPARE(product.category + product.categoryURL + product.name + product.packageName
+                     + product.description + product.version + product.vendor + product.copyright
+                     + product.price + product.releaseDate + product.reviewScore
+                     + product.categoryRanking + product.subCategoryRanking + product.vantrelRanking
+                     + product.applicationURL + product.authorURL,
+                 std::string());
+        QCOMPARE(int(product.serverSerialNumber | product.downloads | product.fileSize), 0);
+        QCOMPARE(product.hidden, false);
+        QVERIFY(product.dependencies.empty());
+    }
+
+    void productWithoutANameHasAnEmptyOne()
+    {
+        const Products products
+            = ProductsOf("<category><product><name>not this</name></product></category>");
+        QCOMPARE(Names(products), Strings{ "" });
+    }
+
+    // -- the walk
+
+    void categoriesInOtherElementsAreNotProcessed()
+    {
+        QCOMPARE(Names(ProductsOf("<group><category><product name=\"a\"/></category></group>"
+                                  "<category><product name=\"b\"/></category>"
+                                  "<Category><product name=\"c\"/></Category>"
+                                  "<product name=\"d\"/>")),
+                 Strings{ "b" });
+    }
+
+    void productsInWrappersAreFoundInOrder()
+    {
+        const Products products = ProductsOf(
+            "<category name=\"c\"><product name=\"1\"/><shelf><product name=\"2\"/>"
+            "<box><product name=\"3\"/></box></shelf><product name=\"4\"/></category>");
+        QCOMPARE(Names(products), (Strings{ "1", "2", "3", "4" }));
+    }
+
+    void categoriesInCategoriesBelongToTheOuterOne()
+    {
+        const Products products = ProductsOf(
+            "<category name=\"outer\"><category name=\"inner\"><product name=\"a\"/></category>"
+            "</category>");
+        QCOMPARE(products.size(), std::size_t(1));
+        QCOMPARE(products.front().category, std::string("outer"));
+    }
+
+    void productsInProductsAreProductsAsWell()
+    {
+        const Products products
+            = ProductsOf("<category><product name=\"a\"><version>1</version><product name=\"b\">"
+                         "<version>2</version></product><vendor>v</vendor></product></category>");
+        QCOMPARE(Names(products), (Strings{ "a", "b" }));
+        QCOMPARE(products[0].version + products[0].vendor, std::string("1v"));
+        QCOMPARE(products[1].version + products[1].vendor, std::string("2"));
+    }
+
+    void aProductOfTwoCategoriesComesTwice()
+    {
+        const Products products
+            = ProductsOf("<category name=\"x\"><product name=\"a\"><serialnumber>1</serialnumber>"
+                         "</product></category><category name=\"y\"><product name=\"a\">"
+                         "<serialnumber>1</serialnumber></product></category>");
+        QCOMPARE(products.size(), std::size_t(2));
+        QCOMPARE(products[0].category + products[1].category, std::string("xy"));
+    }
+
+    void sameNumbersAndPackagesAllCome()
+    {
+        const QByteArray product = "<product><serialnumber>1</serialnumber>"
+                                   "<packagename>p</packagename></product>";
+        QCOMPARE(ProductsOf("<category>" + product.repeated(3) + "</category>").size(),
+                 std::size_t(3));
+    }
+
+    void emptyCatalogHasNothing()
+    {
+        QVERIFY(ProductsOf("").empty());
+        QVERIFY(ProductsOf("text<!-- <category/> -->").empty());
+        QVERIFY(ProductsOf("<category/><category name=\"c\"/>").empty());
+    }
+
+    // -- the elements of a product
+
+    void elementsComeInAnyOrderAndTheLastOfANameCounts()
+    {
+        const CatalogProduct product = ProductOf("<filesize>1</filesize><vendor>a</vendor>"
+                                                 "<version>1</version><vendor>b</vendor>"
+                                                 "<filesize>2</filesize><vendor/>");
+        QCOMPARE(product.vendor, std::string());
+        QCOMPARE(product.version, std::string("1"));
+        QCOMPARE(int(product.fileSize), 2);
+    }
+
+    void unknownElementsAreIgnored()
+    {
+        const CatalogProduct product
+            = ProductOf("<colour>red</colour><Version>9</Version><serialNumber>9</serialNumber>"
+                        "<downloadurl>u</downloadurl><vendor>a</vendor>text<!-- note --><?pi?>");
+        QCOMPARE(product.version + product.vantrelRanking, std::string());
+        QCOMPARE(int(product.serverSerialNumber), 0);
+        QCOMPARE(product.vendor, std::string("a"));
+    }
+
+    void elementsBelowOthersAreNotTheProducts()
+    {
+        const CatalogProduct product
+            = ProductOf("<details><version>9</version><serialnumber>9</serialnumber></details>");
+        QCOMPARE(product.version, std::string());
+        QCOMPARE(int(product.serverSerialNumber), 0);
+    }
+
+    void theDownloadAddressAndTheRankingShareAField()
+    {
+        QCOMPARE(ProductOf("<vantrelranking>5</vantrelranking><downloadURL>http://x/</downloadURL>")
+                     .vantrelRanking,
+                 std::string("http://x/"));
+        QCOMPARE(ProductOf("<downloadURL>http://x/</downloadURL><vantrelranking>5</vantrelranking>")
+                     .vantrelRanking,
+                 std::string("5"));
+    }
+
+    void allTextOfAnElementCounts()
+    {
+        QCOMPARE(ProductOf("<vendor>a<b>b</b><![CDATA[<c>]]>&amp;<!-- no -->d</vendor>").vendor,
+                 std::string("ab<c>&d"));
+    }
+
+    void hidden_data()
+    {
+        QTest::addColumn<QByteArray>("text");
+        QTest::addColumn<bool>("hidden");
+        const auto row = [](const char* text, bool hidden) {
+            QTest::newRow(text) << QByteArray(text) << hidden;
+        };
+        row("0", false);
+        row("1", true);
+        row("2", true);
+        row("-1", true);
+        row("00", false);
+        row("yes", false);
+        row("true", false);
+        row("1yes", true);
+        row("", false);
+        row("4294967296", true);
+    }
+    void hidden()
+    {
+        QFETCH(QByteArray, text);
+        QTEST(ProductOf("<hidden>" + text + "</hidden>").hidden, "hidden");
+    }
+
+    void numbers_data()
+    {
+        QTest::addColumn<QByteArray>("text");
+        QTest::addColumn<int>("number");
+        const auto row = [](const char* text, int number) {
+            QTest::newRow(text) << QByteArray(text) << number;
+        };
+        row("42", 42);
+        row("0042", 42);
+        row("+42", 42);
+        row("-42", -42);
+        row("\n\t 42\n", 42);
+        row("42 kB", 42);
+        row("about 42", 0);
+        row("4,200", 4);
+        row("%34%32", 0); // numbers are not decoded
+        row("", 0);
+        row("2147483647", std::numeric_limits<int>::max());
+        row("2147483648", std::numeric_limits<int>::max());
+        row("99999999999999999999", std::numeric_limits<int>::max());
+        row("-2147483649", std::numeric_limits<int>::min());
+    }
+    void numbers()
+    {
+        QFETCH(QByteArray, text);
+        QFETCH(int, number);
+        for (const char* name : { "serialnumber", "downloads", "filesize" }) {
+            const CatalogProduct product
+                = ProductOf('<' + QByteArray(name) + '>' + text + "</" + name + '>');
+            QCOMPARE(int(product.serverSerialNumber + product.downloads + product.fileSize),
+                     number);
+        }
+    }
+
+    void longTextsComeWhole()
+    {
+        const QByteArray text(100000, 'x');
+        QCOMPARE(ProductOf("<vendor>" + text + "</vendor>").vendor, text.toStdString());
+        const QByteArray cat76(76, 'c');
+        const Products products = ProductsOf("<category name=\"" + QByteArray(60, 'c')
+                                             + "\"><product/></category><category name=\"" + cat76
+                                             + "\"><product/></category>");
+        QCOMPARE(products[0].category.size(), std::size_t(60));
+        QCOMPARE(products[1].category, cat76.toStdString());
+    }
+
+    void textsAreDecoded_data()
+    {
+        QTest::addColumn<QByteArray>("xml");
+        QTest::addColumn<QByteArray>("text");
+        const auto row = [](const char* name, const char* xml, const char* text) {
+            QTest::newRow(name) << QByteArray(xml) << QByteArray(text);
+        };
+        row("plus", "a+b%2Bc\\+d", "a b+c+d");
+        row("percent", "100%25 5% %zz", "100% 5% %zz");
+        row("quotes", "&quot;a&quot; %22b%22 'c' %27d%27", "\"a\" \"b\" 'c' 'd'");
+        row("brackets", "&lt;b&gt; %3Cb%3E", "<b> <b>");
+        row("ampersand", "a &amp; b %26 c &amp;amp;", "a & b & c &amp;");
+        row("backslash", "a\\b %5C \\\\ c\\", "ab \\ \\ c");
+        row("Cyrillic", "\xD0\x9A %D0%BE", "\xD0\x9A \xD0\xBE");
+        row("Chinese", "\xE7\x8C\xAB %E7%8C%AB", "\xE7\x8C\xAB \xE7\x8C\xAB");
+        row("emoji", "\xF0\x9F\x90\x88 %F0%9F%90%88", "\xF0\x9F\x90\x88 \xF0\x9F\x90\x88");
+        row("zero byte", "a%00b", "a");
+        row("line end", "a%0Ab", "a\nb");
+    }
+    void textsAreDecoded()
+    {
+        QFETCH(QByteArray, xml);
+        QFETCH(QByteArray, text);
+        const Products products = ProductsOf("<category name=\"" + xml + "\" home_page=\"" + xml
+                                             + "\"><product name=\"" + xml + "\"><authorpageURL>"
+                                             + xml + "</authorpageURL><dependencies><d name=\""
+                                             + xml + "\"/></dependencies></product></category>");
+        QCOMPARE(products.size(), std::size_t(1));
+        const CatalogProduct& product = products.front();
+        for (const std::string& field : { product.category, product.categoryURL, product.name,
+                                          product.authorURL, product.dependencies.at(0) })
+            QCOMPARE(QByteArray::fromStdString(field), text);
+    }
+
+    // -- the request
+
+    void updateThatIsToldToWaitHasSavedItsCatalog()
+    {
+        m_server.answer("/c",
+                        ScriptedServer::http("<agentfunction resultcode=\"OK\"><catalog>"
+                                             "<category name=\"a b\"/></catalog>"
+                                             "</agentfunction>"));
+        bool complete = false;
+        auto* request = new CAPIUpdateCatalog(true, true);
+        connect(request, &CAPI::APIComplete, this, [&complete](bool ok) { complete = ok; });
+        QVERIFY(request->Execute());
+        QVERIFY(complete);
+        QCOMPARE(ReadDataFile(QStringLiteral(".catalog")),
+                 QByteArray("<catalog><category name=\"a%20b\"></category>\n</catalog>\n"));
+        QVERIFY(QFile::remove(DataPath(QStringLiteral(".catalog"))));
+    }
+
+    // -- into the database
+
+    void withoutADatabaseNothingIsRecorded()
+    {
+        QDomDocument document;
+        QVERIFY(
+            document.setContent(QByteArray("<catalog><category><product/></category></catalog>")));
+        QDomElement catalog = document.documentElement();
+        auto* request = new CAPIUpdateCatalog(true, true);
+        QVERIFY(!request->ProcessVantrelCatalogRequest(catalog));
+        delete request;
+        QCOMPARE(DataFiles(), QStringList());
+    }
+};
+
+QTEST_MAIN(CatalogProductTest)
+#include "tst_catalogproduct.moc"

@@ -1,0 +1,335 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The saving of replies: what the file holds, and what is left of the old one
+// when something comes in between.
+
+#include "catalog/cxmlnode.h"
+#include "catalog/savedtree.h"
+#include "tests/common/datafolder.h"
+#include "tests/common/limits.h"
+#include "tests/common/plainuser.h"
+
+#include <QDomDocument>
+#include <QRandomGenerator>
+#include <QtTest>
+#include <csignal>
+#include <sys/wait.h>
+
+namespace
+{
+
+const char kName[] = ".kept";
+const QString kFile = QStringLiteral(".kept");
+
+QDomElement Body(QDomDocument& document, const QByteArray& content)
+{
+    if (!document.setContent("<agentfunction resultcode=\"OK\">" + content + "</agentfunction>"))
+        qFatal("the test's own XML is broken");
+    return document.documentElement();
+}
+
+void Save(const QByteArray& content)
+{
+    QDomDocument document;
+    SaveFirstElement(Body(document, content), kName);
+}
+
+// A tree that is written in some hundred pieces, known by its letter.
+QByteArray Large(char letter, int items = 4000)
+{
+    QByteArray text = "<all>";
+    for (int i = 0; i < items; ++i)
+        text += QByteArray("<item>") + QByteArray(60, letter) + "</item>";
+    return text + "</all>";
+}
+QByteArray LargeFile(char letter)
+{
+    return Large(letter).replace("</item>", "</item>\n") + '\n';
+}
+
+mode_t Mode()
+{
+    struct stat info = {};
+    return stat(qPrintable(DataPath(kFile)), &info) == 0 ? info.st_mode & 07777 : 0;
+}
+
+// Lets nobody use the data folder as `folder` says, and the file as `file` says.
+void LetNobody(mode_t folder, mode_t file)
+{
+    if (chmod(qPrintable(DataFolder()), folder) != 0 || chmod(qPrintable(DataPath(kFile)), file))
+        qFatal("cannot change permissions");
+}
+
+} // namespace
+
+class SavedTreeTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    mode_t m_mask = 0;
+
+private slots:
+    void initTestCase() { m_mask = umask(022); }
+    void init()
+    {
+        umask(022);
+        QVERIFY(QFile::setPermissions(DataFolder(), QFile::Permissions(0x7755)));
+        for (const QString& name : DataFiles())
+            QVERIFY(QFile::remove(DataPath(name)));
+    }
+    void cleanupTestCase()
+    {
+        init();
+        umask(m_mask);
+    }
+
+    // -- the text
+
+    void firstElementIsWrittenWithoutIndentation()
+    {
+        Save("<all one=\"1\"><b>x y</b><a/><b><c>&lt;z&gt;</c></b></all><other/>");
+        QCOMPARE(ReadDataFile(kFile),
+                 QByteArray("<all one=\"1\"><a></a>\n<b>x%20y</b>\n<b><c>%3Cz%3E</c>\n</b>\n"
+                            "</all>\n"));
+    }
+
+    void whatIsNoElementIsPassedOver()
+    {
+        Save("text<!-- note --><?pi x?><![CDATA[<no/>]]><all>a</all>");
+        QCOMPARE(ReadDataFile(kFile), QByteArray("<all>a</all>\n"));
+    }
+
+    void bodyWithoutAnElementLeavesTheFile()
+    {
+        WriteDataFile(kFile, "old");
+        for (const char* content : { "", "text", "<!-- note -->", "<![CDATA[x]]>" }) {
+            Save(content);
+            QCOMPARE(ReadDataFile(kFile), QByteArray("old"));
+        }
+        QCOMPARE(DataFiles(), QStringList(kFile));
+    }
+
+    void shorterTextLeavesNothingOfALongerOne()
+    {
+        Save(Large('a'));
+        QCOMPARE(ReadDataFile(kFile), LargeFile('a'));
+        Save("<all/>");
+        QCOMPARE(ReadDataFile(kFile), QByteArray("<all></all>\n"));
+    }
+
+    void fileCutAtAnyByteIsNotTakenForWhole()
+    {
+        Save("<all a=\"1\"><item>x</item><item><b/></item></all>");
+        const QByteArray text = ReadDataFile(kFile);
+        // All but the last line end.
+        for (int size = 0; size < text.size() - 1; ++size) {
+            QDomDocument document;
+            QVERIFY(!document.setContent(text.left(size)));
+        }
+        QDomDocument document;
+        QVERIFY(document.setContent(text));
+    }
+
+    // -- permissions
+
+    void newFileIsForItsOwnerAndGroup()
+    {
+        umask(0);
+        Save("<all/>");
+        QCOMPARE(Mode(), mode_t(0664));
+    }
+
+    void newFileObeysTheMask()
+    {
+        umask(027);
+        Save("<all/>");
+        QCOMPARE(Mode(), mode_t(0640));
+    }
+
+    void fileThatIsThereKeepsItsPermissions()
+    {
+        WriteDataFile(kFile, "old");
+        for (const mode_t mode : { 0600, 0666, 0644 }) {
+            QCOMPARE(chmod(qPrintable(DataPath(kFile)), mode), 0);
+            Save("<all/>");
+            QCOMPARE(Mode(), mode);
+            QCOMPARE(ReadDataFile(kFile), QByteArray("<all></all>\n"));
+        }
+    }
+
+    void fileThatIsThereKeepsItsOwner()
+    {
+        // Only root gives files away.
+        const uid_t owner = geteuid() == 0 ? 1234 : geteuid();
+        const gid_t group = geteuid() == 0 ? 2345 : getegid();
+        WriteDataFile(kFile, "old");
+        QCOMPARE(chown(qPrintable(DataPath(kFile)), owner, group), 0);
+        Save("<all/>");
+        struct stat info = {};
+        QCOMPARE(stat(qPrintable(DataPath(kFile)), &info), 0);
+        QCOMPARE(info.st_uid, owner);
+        QCOMPARE(info.st_gid, group);
+    }
+
+    void linkLeadsToTheFileThatIsWritten()
+    {
+        WriteDataFile(QStringLiteral(".other"), "old");
+        QVERIFY(QFile::link(DataPath(QStringLiteral(".other")), DataPath(kFile)));
+        Save("<all/>");
+        QVERIFY(QFileInfo(DataPath(kFile)).isSymLink());
+        QCOMPARE(ReadDataFile(QStringLiteral(".other")), QByteArray("<all></all>\n"));
+    }
+
+    // -- what cannot be written
+
+    void writableFileInAnUnwritableFolderIsRewritten()
+    {
+        WriteDataFile(kFile, Large('o'));
+        LetNobody(0555, 0666);
+        {
+            const PlainUser user;
+            Save("<all/>");
+        }
+        QCOMPARE(ReadDataFile(kFile), QByteArray("<all></all>\n"));
+        QCOMPARE(Mode(), mode_t(0666));
+    }
+
+    void unwritableFileIsLeft()
+    {
+        WriteDataFile(kFile, "old");
+        LetNobody(0777, 0444);
+        {
+            const PlainUser user;
+            Save("<all/>");
+        }
+        QCOMPARE(ReadDataFile(kFile), QByteArray("old"));
+        QCOMPARE(DataFiles(), QStringList(kFile));
+    }
+
+    void nothingIsMadeInAnUnwritableFolder()
+    {
+        QVERIFY(QFile::setPermissions(DataFolder(), QFile::Permissions(0x5555)));
+        {
+            const PlainUser user;
+            Save("<all/>");
+        }
+        QCOMPARE(DataFiles(), QStringList());
+    }
+
+    void folderInItsPlaceIsLeft()
+    {
+        QVERIFY(QDir().mkdir(DataPath(kFile)));
+        CXMLNode tree(nullptr);
+        tree.Name("all");
+        QVERIFY(!SaveTree(tree, kName));
+        QCOMPARE(DataFiles(), QStringList());
+        QVERIFY(QDir().rmdir(DataPath(kFile)));
+    }
+
+    void missingFolderIsNotMade()
+    {
+        const QString away = DataFolder() + QStringLiteral(".away");
+        QVERIFY(QDir().rename(DataFolder(), away));
+        Save("<all/>");
+        const bool made = QFile::exists(DataFolder());
+        QVERIFY(QDir().rename(away, DataFolder()));
+        QVERIFY(!made);
+    }
+
+    void fullDiskLeavesTheOldFile_data()
+    {
+        QTest::addColumn<int>("room");
+        // Nothing, less than one piece of writing, in the middle, all but the last byte.
+        for (const int room : { 0, 1, 4095, 100000, int(LargeFile('n').size()) - 1 })
+            QTest::newRow(QByteArray::number(room).constData()) << room;
+    }
+    void fullDiskLeavesTheOldFile()
+    {
+        QFETCH(int, room);
+        WriteDataFile(kFile, "old");
+        QDomDocument document;
+        const QDomElement body = Body(document, Large('n'));
+        CXMLNode tree(nullptr);
+        QVERIFY(ReadFirstElement(body, tree));
+        bool saved = false;
+        {
+            const FullDisk full{ rlim_t(room) };
+            saved = SaveTree(tree, kName);
+        }
+        QVERIFY(!saved);
+        QCOMPARE(ReadDataFile(kFile), QByteArray("old"));
+        QCOMPARE(DataFiles(), QStringList(kFile));
+    }
+
+    void roomForExactlyTheFileIsEnough()
+    {
+        QDomDocument document;
+        const QDomElement body = Body(document, Large('n'));
+        CXMLNode tree(nullptr);
+        QVERIFY(ReadFirstElement(body, tree));
+        {
+            const FullDisk full{ rlim_t(LargeFile('n').size()) };
+            QVERIFY(SaveTree(tree, kName));
+        }
+        QCOMPARE(ReadDataFile(kFile), LargeFile('n'));
+    }
+
+    // -- what comes in between
+
+    // A child saves a and b by turns until it is killed, again and again.
+    void killedInTheMiddleTheFileIsWhole()
+    {
+        const QByteArray texts[] = { LargeFile('a'), LargeFile('b') };
+        Save(Large('a'));
+        QRandomGenerator random(7);
+        for (int i = 0; i < 40; ++i) {
+            const pid_t child = fork();
+            if (child == 0) {
+                for (bool turn = false;; turn = !turn)
+                    Save(Large(turn ? 'a' : 'b'));
+            }
+            QVERIFY(child > 0);
+            QTest::qSleep(int(random.bounded(1, 30)));
+            QCOMPARE(kill(child, SIGKILL), 0);
+            QCOMPARE(waitpid(child, nullptr, 0), child);
+            const QByteArray found = ReadDataFile(kFile);
+            QVERIFY2(found == texts[0] || found == texts[1], found.left(100).constData());
+        }
+        // The next save does not stumble over what was left.
+        Save(Large('c'));
+        QCOMPARE(ReadDataFile(kFile), LargeFile('c'));
+    }
+
+    void twoSaversAtOnceLeaveTheOneOrTheOther()
+    {
+        const QByteArray texts[] = { LargeFile('a'), LargeFile('b') };
+        Save(Large('a'));
+        std::vector<pid_t> children;
+        for (const char letter : { 'a', 'b' }) {
+            const pid_t child = fork();
+            if (child == 0) {
+                for (int i = 0; i < 30; ++i)
+                    Save(Large(letter));
+                _exit(0);
+            }
+            children.push_back(child);
+        }
+        for (int i = 0; i < 100; ++i) {
+            const QByteArray found = ReadDataFile(kFile);
+            QVERIFY(found == texts[0] || found == texts[1]);
+        }
+        for (const pid_t child : children) {
+            int status = -1;
+            QCOMPARE(waitpid(child, &status, 0), child);
+            QCOMPARE(status, 0);
+        }
+        const QByteArray found = ReadDataFile(kFile);
+        QVERIFY(found == texts[0] || found == texts[1]);
+        QCOMPARE(DataFiles(), QStringList(kFile));
+    }
+};
+
+QTEST_GUILESS_MAIN(SavedTreeTest)
+#include "tst_savedtree.moc"

@@ -1,0 +1,639 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// Damaged files of each kind: what meets the damage fails and says so, nothing
+// crashes or goes in circles, and nothing is written outside a buffer (the
+// buffers are as short as callers may make them). First damage of each sort,
+// then bytes at random; PAKMART_TEST_SEED repeats a run.
+
+#include "store/bytes.h"
+#include "store/cnote.h"
+#include "store/indexfile.h"
+#include "store/notesheap.h"
+#include "store/pagecache.h"
+#include "tests/store/storetest.h"
+
+#include <QFile>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <cstring>
+#include <functional>
+#include <memory>
+
+namespace
+{
+
+constexpr int keyLength = 10;
+constexpr int pageLength = PackedLength(keyLength);
+constexpr int itemLength = keyLength + 9;
+
+// A key in a buffer that is no longer than it must be.
+class KeyBuffer
+{
+public:
+    explicit KeyBuffer(const std::string& key) : m_bytes(new char[keyLength + 1]())
+    {
+        std::memcpy(m_bytes.get(), key.data(), std::min(key.size(), std::size_t(keyLength)));
+    }
+    operator char*() { return m_bytes.get(); }
+
+private:
+    const std::unique_ptr<char[]> m_bytes;
+};
+
+std::string Key(std::uint32_t number)
+{
+    char key[16];
+    std::snprintf(key, sizeof key, "%06u", number);
+    return key;
+}
+
+void Put32(QByteArray* bytes, int offset, std::uint32_t value)
+{
+    PutUint32(reinterpret_cast<std::uint8_t*>(bytes->data()) + offset, value);
+}
+
+// The bytes of a page whose items are all `key`, each child the given one.
+QByteArray PageOf(int count, std::uint32_t child, const char* key)
+{
+    const auto page = std::make_unique<IndexPage>();
+    page->count = std::uint8_t(count);
+    page->leftmost = child;
+    for (int i = 1; i <= count; ++i) {
+        page->items[i] = MakeItem(key, std::uint32_t(i));
+        page->items[i].child = child;
+    }
+    QByteArray bytes(pageLength, '\0');
+    PackPage(*page, keyLength, reinterpret_cast<std::uint8_t*>(bytes.data()));
+    return bytes;
+}
+
+} // namespace
+
+class TestDamage : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase()
+    {
+        QCOMPARE(InitIndex(), 0);
+        m_random = Random::Announced();
+    }
+    void cleanupTestCase() { UnInitIndex(); }
+    void init()
+    {
+        m_folder = std::make_unique<QTemporaryDir>();
+        m_descriptors = OpenDescriptors();
+    }
+    void cleanup() { QCOMPARE(OpenDescriptors(), m_descriptors); }
+
+    void damagedRootFailsEachOperation_data();
+    void damagedRootFailsEachOperation();
+    void damagedLeafFailsWhatMeetsIt_data();
+    void damagedLeafFailsWhatMeetsIt();
+    void truncatedIndex();
+    void treeOf17Levels();
+    void walksThroughASharedPageEnd_data();
+    void walksThroughASharedPageEnd();
+    void shortSiblingFailsADeletion();
+    void unpackingInPlaceSeesDamage();
+
+    void randomlyDamagedDataFiles();
+    void randomlyDamagedIndexes_data();
+    void randomlyDamagedIndexes();
+    void randomlyDamagedNotes_data();
+    void randomlyDamagedNotes();
+
+private:
+    std::string Path(const char* name = "file") const
+    {
+        return m_folder->filePath(name).toStdString();
+    }
+    QByteArray Load(const char* name = "file") const
+    {
+        QFile file(m_folder->filePath(name));
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
+    void Store(const QByteArray& bytes, const char* name = "file") const
+    {
+        QFile file(m_folder->filePath(name));
+        // Some file systems wait for the disk when a file is emptied and closed.
+        file.remove();
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        QCOMPARE(file.write(bytes), qint64(bytes.size()));
+    }
+    // The bytes of an index with the keys 1 to `items`.
+    QByteArray MakeKeys(std::uint32_t items) const;
+    // A few bytes, fields or the end of a file changed.
+    void Spoil(QByteArray* bytes);
+
+    void UseDataFile(DataFile* file, int length);
+    void UseIndex(IndexFile* index);
+    void UseNotes(CNote* notes, std::vector<std::int32_t>* offsets);
+
+    std::unique_ptr<QTemporaryDir> m_folder;
+    Random m_random{ 0 };
+    int m_descriptors = 0;
+};
+
+QByteArray TestDamage::MakeKeys(std::uint32_t items) const
+{
+    IndexFile* const index = MakeIndex(0, Path().c_str(), keyLength, 0);
+    for (std::uint32_t i = 1; i <= items; ++i)
+        AddKey(index, &i, KeyBuffer(Key(i)));
+    CloseIndex(index);
+    return Load();
+}
+
+namespace
+{
+
+// What all operations on the key of a number come to.
+void FailEach(IndexFile* index, std::uint32_t number)
+{
+    using Function = int (*)(IndexFile*, std::uint32_t*, char*);
+    for (const Function function : { FindKey, SearchKey, FindPrevKey, DeleteKey }) {
+        std::uint32_t record = number;
+        QCOMPARE(function(index, &record, KeyBuffer(Key(number))), -1);
+        QCOMPARE(taerror, int(taDamaged));
+    }
+    const std::uint32_t record = 9999;
+    QCOMPARE(AddKey(index, &record, KeyBuffer(Key(number) + "x")), -1);
+    QCOMPARE(taerror, int(taDamaged));
+}
+
+void FailSteps(IndexFile* index)
+{
+    for (const auto step : { NextKey, PrevKey }) {
+        std::uint32_t record = 77;
+        KeyBuffer key("as it was");
+        ClearKey(index);
+        QCOMPARE(step(index, &record, key), -1);
+        QCOMPARE(taerror, int(taDamaged));
+        QCOMPARE(int(index->depth), 0);
+        QCOMPARE(std::string(key), std::string("as it was"));
+        QCOMPARE(record, 77u);
+    }
+}
+
+} // namespace
+
+// ---- damage of each sort ----
+
+using Damage = std::function<void(QByteArray*, int page)>;
+Q_DECLARE_METATYPE(Damage)
+
+namespace
+{
+
+void DamageRows()
+{
+    const auto set32 = [](int offset, std::uint32_t value) {
+        return Damage(
+            [=](QByteArray* bytes, int page) { Put32(bytes, page * pageLength + offset, value); });
+    };
+    const auto setCount = [](int count) {
+        return Damage(
+            [=](QByteArray* bytes, int page) { (*bytes)[page * pageLength] = char(count); });
+    };
+    QTest::addColumn<Damage>("damage");
+    QTest::newRow("51 items") << setCount(51);
+    QTest::newRow("255 items") << setCount(255);
+    QTest::newRow("no item") << setCount(0);
+    QTest::newRow("a leftmost child outside the file") << set32(4, 1000);
+    QTest::newRow("a child outside the file") << set32(8 + 4, 0xffffffff);
+    QTest::newRow("children on some sides only") << Damage([](QByteArray* bytes, int page) {
+        const int child = page * pageLength + 8 + 4;
+        Put32(bytes, child, bytes->at(child) == 0 ? 1 : 0);
+    });
+    QTest::newRow("a key without an end") << Damage([](QByteArray* bytes, int page) {
+        bytes->replace(page * pageLength + 8 + 8, keyLength + 1, QByteArray(keyLength + 1, 'x'));
+    });
+    QTest::newRow("keys without an end") << Damage([](QByteArray* bytes, int page) {
+        bytes->replace(page * pageLength + 8, 50 * itemLength, QByteArray(50 * itemLength, 'x'));
+    });
+    QTest::newRow("ones") << Damage([](QByteArray* bytes, int page) {
+        bytes->replace(page * pageLength, pageLength, QByteArray(pageLength, '\xff'));
+    });
+    QTest::newRow("zeros") << Damage([](QByteArray* bytes, int page) {
+        bytes->replace(page * pageLength, pageLength, QByteArray(pageLength, '\0'));
+    });
+}
+
+} // namespace
+
+void TestDamage::damagedRootFailsEachOperation_data()
+{
+    DamageRows();
+    QTest::newRow("a root outside the file") << Damage(
+        [](QByteArray* bytes, int) { Put32(bytes, 8, std::uint32_t(bytes->size() / pageLength)); });
+    QTest::newRow("a negative root")
+        << Damage([](QByteArray* bytes, int) { Put32(bytes, 8, 0x80000000u); });
+    QTest::newRow("a root that is its own child") << Damage([](QByteArray* bytes, int page) {
+        bytes->replace(page * pageLength, pageLength, PageOf(3, std::uint32_t(page), "000100"));
+    });
+}
+
+void TestDamage::damagedRootFailsEachOperation()
+{
+    QFETCH(Damage, damage);
+    const QByteArray sound = MakeKeys(60);
+    const int root = int(GetUint32(reinterpret_cast<const std::uint8_t*>(sound.constData()) + 8));
+    QByteArray bytes = sound;
+    damage(&bytes, root);
+    QVERIFY(bytes != sound);
+    Store(bytes);
+    for (const bool flushing : { false, true }) {
+        IndexFile* const index = OpenIndex(0, Path().c_str(), keyLength, 0);
+        QVERIFY(index);
+        if (flushing)
+            ToggleFlushing(index, 1, 1);
+        for (const std::uint32_t number : { 1, 30, 60, 70 })
+            FailEach(index, number);
+        FailSteps(index);
+        QCOMPARE(CloseIndex(index), 0);
+    }
+    // But for the counts in the header nothing was written.
+    QCOMPARE(Load().mid(20), bytes.mid(20));
+    QVERIFY(!CheckIndex(Path(), keyLength, false).empty());
+}
+
+void TestDamage::damagedLeafFailsWhatMeetsIt_data()
+{
+    DamageRows();
+    QTest::newRow("a circle to the root") << Damage([](QByteArray* bytes, int page) {
+        const auto root = GetUint32(reinterpret_cast<const std::uint8_t*>(bytes->constData()) + 8);
+        bytes->replace(page * pageLength, pageLength, PageOf(25, root, "zzzzzz"));
+    });
+}
+
+// The first leaf of a root and some: what does not go there still works.
+void TestDamage::damagedLeafFailsWhatMeetsIt()
+{
+    QFETCH(Damage, damage);
+    QByteArray bytes = MakeKeys(200);
+    damage(&bytes, 1);
+    Store(bytes);
+    IndexFile* const index = OpenIndex(0, Path().c_str(), keyLength, 0);
+    QVERIFY(index);
+    std::uint32_t record = 0;
+    for (const std::uint32_t number : { 0, 1, 13, 25 }) {
+        QCOMPARE(FindKey(index, &record, KeyBuffer(Key(number))), -1);
+        QCOMPARE(taerror, int(taDamaged));
+        record = number;
+        QCOMPARE(DeleteKey(index, &record, KeyBuffer(Key(number))), -1);
+        QCOMPARE(taerror, int(taDamaged));
+        QCOMPARE(AddKey(index, &number, KeyBuffer(Key(number) + "x")), -1);
+        QCOMPARE(taerror, int(taDamaged));
+    }
+    // To take out the item behind it needs that leaf, too.
+    record = 26;
+    QCOMPARE(DeleteKey(index, &record, KeyBuffer(Key(26))), -1);
+    QCOMPARE(taerror, int(taDamaged));
+    for (std::uint32_t number = 26; number <= 200; ++number) {
+        QCOMPARE(FindKey(index, &record, KeyBuffer(Key(number))), 0);
+        QCOMPARE(record, number);
+    }
+    const std::uint32_t added = 201;
+    QCOMPARE(AddKey(index, &added, KeyBuffer(Key(201))), 0);
+    QCOMPARE(DeleteKey(index, &record, KeyBuffer(Key(200))), 0);
+    QCOMPARE(CloseIndex(index), 0);
+    QCOMPARE(Load().mid(pageLength, pageLength), bytes.mid(pageLength, pageLength));
+    QVERIFY(!CheckIndex(Path(), keyLength, false).empty());
+}
+
+void TestDamage::truncatedIndex()
+{
+    const QByteArray bytes = MakeKeys(200);
+    for (int size = 0; size < bytes.size(); size += size < 2 * pageLength ? 37 : 577) {
+        Store(bytes.left(size));
+        IndexFile* const index = OpenIndex(0, Path().c_str(), keyLength, 0);
+        QCOMPARE(index != nullptr, size >= pageLength);
+        QVERIFY(!CheckIndex(Path(), keyLength, false).empty());
+        if (!index)
+            continue;
+        std::uint32_t record;
+        KeyBuffer key("");
+        int found = 0;
+        while (NextKey(index, &record, key) == 0)
+            ++found;
+        QCOMPARE(taerror, int(taDamaged));
+        QVERIFY(found < 200);
+        CloseIndex(index);
+    }
+}
+
+void TestDamage::treeOf17Levels()
+{
+    for (const int levels : { 16, 17, 40 }) {
+        // Page n leads to page n + 1 on all sides.
+        QByteArray bytes = MakeKeys(0);
+        for (int page = 1; page <= levels; ++page)
+            bytes += PageOf(1, page == levels ? 0 : std::uint32_t(page + 1), "000050");
+        Put32(&bytes, 8, 1);
+        Store(bytes);
+        IndexFile* const index = OpenIndex(0, Path().c_str(), keyLength, 0);
+        QVERIFY(index);
+        std::uint32_t record = 0;
+        const int found = FindKey(index, &record, KeyBuffer(Key(10)));
+        QCOMPARE(found, -1);
+        QCOMPARE(taerror, int(levels > deepestTree ? taDamaged : taNoError));
+        if (levels > deepestTree) {
+            FailEach(index, 10);
+            FailSteps(index);
+        }
+        CloseIndex(index);
+        QVERIFY(!CheckIndex(Path(), keyLength, false).empty());
+    }
+}
+
+void TestDamage::walksThroughASharedPageEnd_data()
+{
+    QTest::addColumn<int>("items");
+    QTest::newRow("one item a page") << 1;
+    QTest::newRow("50 items a page") << 50;
+}
+
+// On sixteen levels there are more ways through shared pages than a walk could
+// ever go.
+void TestDamage::walksThroughASharedPageEnd()
+{
+    QFETCH(int, items);
+    QByteArray bytes = MakeKeys(0);
+    for (int page = 1; page <= deepestTree; ++page)
+        bytes += PageOf(items, page == deepestTree ? 0 : std::uint32_t(page + 1), "000050");
+    Put32(&bytes, 8, 1);
+    Store(bytes);
+    IndexFile* const index = OpenIndex(0, Path().c_str(), keyLength, 0);
+    for (const auto step : { NextKey, PrevKey }) {
+        std::uint32_t record;
+        KeyBuffer key("");
+        ClearKey(index);
+        int steps = 0;
+        while (step(index, &record, key) == 0)
+            QVERIFY(++steps <= pageItems * (deepestTree + 1));
+        QCOMPARE(taerror, int(taDamaged));
+    }
+    QCOMPARE(CloseIndex(index), 0);
+    QVERIFY(!CheckIndex(Path(), keyLength, false).empty());
+}
+
+void TestDamage::shortSiblingFailsADeletion()
+{
+    QByteArray bytes = MakeKeys(76);
+    bytes[2 * pageLength] = 3;
+    Store(bytes);
+    IndexFile* const index = OpenIndex(0, Path().c_str(), keyLength, 0);
+    std::uint32_t record = 5;
+    QCOMPARE(DeleteKey(index, &record, KeyBuffer(Key(5))), -1);
+    QCOMPARE(taerror, int(taDamaged));
+    QCOMPARE(FindKey(index, &record, KeyBuffer(Key(5))), 0);
+    QCOMPARE(CloseIndex(index), 0);
+    QCOMPARE(Load().mid(pageLength), bytes.mid(pageLength));
+}
+
+void TestDamage::unpackingInPlaceSeesDamage()
+{
+    const auto page = std::make_unique<IndexPage>();
+    for (const int length : { 1, 40, 149, 150 }) {
+        std::memset(static_cast<void*>(page.get()), 0xff, sizeof(IndexPage));
+        QVERIFY(!taunpack(page.get(), length));
+        std::memset(static_cast<void*>(page.get()), 'x', sizeof(IndexPage));
+        reinterpret_cast<std::uint8_t*>(page.get())[0] = 50;
+        QVERIFY(!taunpack(page.get(), length));
+    }
+}
+
+// ---- damage at random ----
+
+void TestDamage::Spoil(QByteArray* bytes)
+{
+    static constexpr std::uint32_t telling[]
+        = { 0, 1, 7, 8, 50, 51, 255, 0x7fffffff, 0x80000000u, 0xffffffffu, 500000, 500001 };
+    const int times = int(m_random.Below(6)) + 1;
+    for (int i = 0; i < times && !bytes->isEmpty(); ++i) {
+        // Half of it in the beginning, where the headers are.
+        const int room = m_random.Below(2) == 0 ? std::min(bytes->size(), 64) : bytes->size();
+        const int at = int(m_random.Below(room));
+        const std::uint32_t what = m_random.Below(20);
+        if (what < 8)
+            (*bytes)[at] = char(m_random.Below(256));
+        else if (what < 12 && at + 4 <= bytes->size())
+            Put32(bytes, at / 4 * 4, telling[m_random.Below(12)]);
+        else if (what < 16 && at + 4 <= bytes->size())
+            Put32(bytes, at / 4 * 4, m_random.Below(40));
+        else if (what < 17)
+            bytes->truncate(int(m_random.Below(bytes->size())));
+        else
+            bytes->replace(at, 16, bytes->mid(int(m_random.Below(bytes->size())), 16));
+    }
+}
+
+void TestDamage::UseDataFile(DataFile* file, int length)
+{
+    const auto record = std::make_unique<std::uint8_t[]>(std::size_t(length));
+    const auto many = std::make_unique<std::uint8_t[]>(std::size_t(5 * length));
+    for (int i = 0; i < 30; ++i) {
+        std::uint32_t number = m_random.Below(40);
+        switch (m_random.Below(9)) {
+        case 0:
+        case 1: {
+            std::memset(record.get(), 0, std::size_t(length));
+            const std::uint32_t next = FirstRec(file);
+            if (AddRec(file, &number, record.get()) == 0)
+                QVERIFY(number != 0 && (number == next || number + 1 == FileLen(file)));
+            break;
+        }
+        case 2:
+            DeleteRec(file, number + 1);
+            break;
+        case 3:
+            GetRec(file, number, record.get());
+            break;
+        case 4:
+            QVERIFY(GetBigRec(file, number, many.get(), 5) <= 5);
+            break;
+        case 5:
+            FileLen(file);
+            UsedRecs(file);
+            break;
+        case 6:
+            ToggleFlushing(file, std::uint8_t(m_random.Below(2)), 0);
+            break;
+        case 7:
+            PutRec(file, number + 1, record.get());
+            break;
+        default:
+            TaOpenFile(file);
+        }
+    }
+}
+
+void TestDamage::randomlyDamagedDataFiles()
+{
+    constexpr int length = 48;
+    DataFile* file = MakeDataFile(0, Path().c_str(), length);
+    std::uint8_t record[length] = {};
+    std::uint32_t number;
+    for (int i = 0; i < 20; ++i)
+        QCOMPARE(AddRec(file, &number, record), 0);
+    for (const std::uint32_t deleted : { 4, 9, 2, 17 })
+        QCOMPARE(DeleteRec(file, deleted), 0);
+    CloseDataFile(file);
+    const QByteArray sound = Load();
+    for (int round = 0; round < 2000 && !QTest::currentTestFailed(); ++round) {
+        QByteArray bytes = sound;
+        Spoil(&bytes);
+        Store(bytes);
+        CheckDataFile(Path(), length);
+        file = OpenDataFile(0, Path().c_str(), length);
+        QCOMPARE(file != nullptr, bytes.size() >= length);
+        if (!file)
+            continue;
+        UseDataFile(file, length);
+        if (FileLen(file) < 1000) {
+            // Repaired, each record is live or in the chain.
+            TaOpenFile(file);
+            FixHeader(file);
+            QCOMPARE(CheckDataFile(Path(), length), Findings());
+        }
+        CloseDataFile(file);
+    }
+}
+
+void TestDamage::UseIndex(IndexFile* index)
+{
+    using Function = int (*)(IndexFile*, std::uint32_t*, char*);
+    static constexpr Function functions[]
+        = { FindKey, SearchKey, FindPrevKey, DeleteKey, NextKey, PrevKey };
+    for (int i = 0; i < 60; ++i) {
+        std::uint32_t record = m_random.Below(420);
+        KeyBuffer key(Key(record));
+        const std::uint32_t what = m_random.Below(10);
+        if (what < 6)
+            functions[what](index, &record, key);
+        else if (what < 9)
+            AddKey(index, &record, KeyBuffer(Key(record) + "x"));
+        else if (m_random.Below(10) == 0)
+            ToggleFlushing(index, std::uint8_t(m_random.Below(2)), 1);
+        QVERIFY(std::memchr(key, 0, keyLength + 1));
+    }
+    std::uint32_t record;
+    KeyBuffer key("");
+    ClearKey(index);
+    std::uint32_t steps = 0;
+    const std::uint32_t most = pageItems * std::uint32_t(index->dataFile->header.recordCount);
+    while (NextKey(index, &record, key) == 0)
+        QVERIFY(++steps <= most);
+}
+
+void TestDamage::randomlyDamagedIndexes_data()
+{
+    QTest::addColumn<int>("items");
+    QTest::newRow("two levels") << 400;
+    QTest::newRow("three levels") << 1400;
+}
+
+void TestDamage::randomlyDamagedIndexes()
+{
+    QFETCH(int, items);
+    const QByteArray sound = MakeKeys(std::uint32_t(items));
+    for (int round = 0; round < 800 && !QTest::currentTestFailed(); ++round) {
+        QByteArray bytes = sound;
+        Spoil(&bytes);
+        Store(bytes);
+        CheckIndex(Path(), keyLength, false);
+        IndexFile* const index = OpenIndex(0, Path().c_str(), keyLength, 0);
+        QCOMPARE(index != nullptr, bytes.size() >= pageLength);
+        if (!index)
+            continue;
+        UseIndex(index);
+        CloseIndex(index);
+        CheckIndex(Path(), keyLength, false);
+    }
+}
+
+void TestDamage::UseNotes(CNote* notes, std::vector<std::int32_t>* offsets)
+{
+    const std::string text(700, 'n');
+    for (int i = 0; i < 25; ++i) {
+        const std::int32_t offset = m_random.Below(3)
+            ? (*offsets)[m_random.Below(std::uint32_t(offsets->size()))]
+            : std::int32_t(m_random.Below(3000));
+        switch (m_random.Below(5)) {
+        case 0:
+        case 1: {
+            const int length = int(m_random.Below(m_random.Below(2) ? 60 : 700));
+            const std::int32_t saved = notes->SaveNote(text.data(), length);
+            if (saved < 0)
+                break;
+            QCOMPARE(notes->NoteLength(saved), length);
+            offsets->push_back(saved);
+            break;
+        }
+        case 2:
+            notes->DeleteNote(offset);
+            break;
+        case 3:
+            QVERIFY(notes->NoteLength(offset) >= 0);
+            break;
+        default:
+            std::free(notes->ReadNote(offset));
+        }
+    }
+}
+
+void TestDamage::randomlyDamagedNotes_data()
+{
+    QTest::addColumn<bool>("heap");
+    QTest::newRow("heap") << true;
+    QTest::newRow("list of free blocks") << false;
+}
+
+namespace
+{
+
+bool SoundButForLongBlocks(const Findings& findings)
+{
+    return std::all_of(findings.begin(), findings.end(), [](const std::string& finding) {
+        return finding.find("more than a note may have") != std::string::npos;
+    });
+}
+
+} // namespace
+
+void TestDamage::randomlyDamagedNotes()
+{
+    QFETCH(bool, heap);
+    CNote notes;
+    QVERIFY(notes.Create(Path().c_str()));
+    std::vector<std::int32_t> offsets;
+    const std::string text(500, 't');
+    for (int i = 0; i < 60; ++i)
+        offsets.push_back(notes.SaveNote(text.data(), 5 + i * 37 % 90));
+    for (std::size_t i = 0; i < offsets.size(); i += 3)
+        notes.DeleteNote(offsets[i]);
+    notes.Close();
+    const QByteArray soundHeap = Load("file.fil");
+    const QByteArray soundIndex = Load("file.k1");
+    for (int round = 0; round < 800 && !QTest::currentTestFailed(); ++round) {
+        QByteArray bytes = heap ? soundHeap : soundIndex;
+        Spoil(&bytes);
+        Store(heap ? bytes : soundHeap, "file.fil");
+        Store(heap ? soundIndex : bytes, "file.k1");
+        CheckNotes(Path());
+        std::vector<std::int32_t> used = offsets;
+        QVERIFY(notes.Open(Path().c_str()));
+        UseNotes(&notes, &used);
+        // Listed anew, a sound heap has a sound list.
+        if (notes.Reindex())
+            QVERIFY(SoundButForLongBlocks(CheckNotes(Path())));
+        UseNotes(&notes, &used);
+        notes.Close();
+    }
+}
+
+QTEST_GUILESS_MAIN(TestDamage)
+#include "tst_damage.moc"

@@ -1,0 +1,227 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// What each operation costs in system calls. A transfer opens the file, goes to
+// its place, reads or writes once and closes it again; nothing more is done than
+// the transfers that an operation cannot do without.
+
+#include "store/cnote.h"
+#include "store/indexfile.h"
+#include "tests/store/storeshims.h"
+#include "tests/store/storetest.h"
+
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <cstdlib>
+#include <functional>
+
+namespace
+{
+
+struct Cost {
+    int opens;
+    int seeks;
+    int reads;
+    int writes;
+    int statuses;
+};
+
+Cost operator+(const Cost& a, const Cost& b)
+{
+    return { a.opens + b.opens, a.seeks + b.seeks, a.reads + b.reads, a.writes + b.writes,
+             a.statuses + b.statuses };
+}
+
+Cost operator*(int times, const Cost& cost)
+{
+    return { times * cost.opens, times * cost.seeks, times * cost.reads, times * cost.writes,
+             times * cost.statuses };
+}
+
+constexpr Cost nothing = { 0, 0, 0, 0, 0 };
+constexpr Cost reading = { 1, 1, 1, 0, 0 };
+constexpr Cost writing = { 1, 1, 0, 1, 0 };
+// Opening to see how large the file is, or whether it is one.
+constexpr Cost looking = { 1, 0, 0, 0, 1 };
+// The header read anew, and the records counted.
+constexpr Cost refreshing = { 2, 1, 1, 0, 1 };
+
+QString Text(const Cost& cost)
+{
+    return QString("%1 opens, %2 seeks, %3 reads, %4 writes, %5 statuses")
+        .arg(cost.opens)
+        .arg(cost.seeks)
+        .arg(cost.reads)
+        .arg(cost.writes)
+        .arg(cost.statuses);
+}
+
+// What a piece of work costs; each file that it opens it closes.
+QString CostOf(const std::function<void()>& work)
+{
+    CountingFiles files;
+    const UsedStoreFiles used(&files);
+    work();
+    if (files.opens != files.closes)
+        return QString("%1 opens and %2 closes").arg(files.opens).arg(files.closes);
+    return Text({ files.opens, files.seeks, files.reads, files.writes, files.statuses });
+}
+
+} // namespace
+
+class TestSystemCalls : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase() { QCOMPARE(InitIndex(), 0); }
+    void cleanupTestCase() { UnInitIndex(); }
+    void init() { m_folder = std::make_unique<QTemporaryDir>(); }
+
+    void dataFiles();
+    void flushingDataFiles();
+    void indexes();
+    void flushingIndexes();
+    void notes();
+
+private:
+    std::string Path(const char* name) const { return m_folder->filePath(name).toStdString(); }
+
+    std::unique_ptr<QTemporaryDir> m_folder;
+};
+
+void TestSystemCalls::dataFiles()
+{
+    constexpr int length = 2012;
+    DataFile* file = nullptr;
+    const std::string path = Path("data");
+    std::vector<std::uint8_t> room(5 * length);
+    std::uint32_t number = 0;
+    const auto add = [&] { AddRec(file, &number, room.data()); };
+
+    QCOMPARE(CostOf([&] { file = MakeDataFile(0, path.c_str(), length); }),
+             Text(Cost{ 1, 0, 0, 0, 0 } + writing));
+    // The record and the header.
+    QCOMPARE(CostOf(add), Text(2 * writing));
+    QCOMPARE(CostOf([&] { DeleteRec(file, 1); }), Text(2 * writing));
+    // The link of the deleted record is read first.
+    QCOMPARE(CostOf(add), Text(reading + 2 * writing));
+    QCOMPARE(CostOf([&] { GetRec(file, 1, room.data()); }), Text(reading));
+    QCOMPARE(CostOf([&] { PutRec(file, 1, room.data()); }), Text(writing));
+    QCOMPARE(CostOf([&] { GetBigRec(file, 1, room.data(), 5); }), Text(reading));
+    QCOMPARE(CostOf([&] { PutBigRec(file, 1, room.data(), 5); }), Text(writing));
+    QCOMPARE(CostOf([&] { FileLen(file), UsedRecs(file), FirstRec(file); }), Text(nothing));
+    QCOMPARE(CostOf([&] { GetLastWriteTime(file); }), Text(looking));
+    QCOMPARE(CostOf([&] { CloseDataFile(file); }), Text(nothing));
+    QCOMPARE(CostOf([&] { file = OpenDataFile(0, path.c_str(), length); }),
+             Text(2 * looking + reading));
+    CloseDataFile(file);
+}
+
+void TestSystemCalls::flushingDataFiles()
+{
+    constexpr int length = 100;
+    DataFile* const file = MakeDataFile(0, Path("data").c_str(), length);
+    std::vector<std::uint8_t> room(length);
+    std::uint32_t number = 0;
+    ToggleFlushing(file, 1, 0);
+    QCOMPARE(CostOf([&] { AddRec(file, &number, room.data()); }), Text(refreshing + 2 * writing));
+    QCOMPARE(CostOf([&] { DeleteRec(file, 1); }), Text(refreshing + 2 * writing));
+    QCOMPARE(CostOf([&] { FileLen(file); }), Text(refreshing));
+    QCOMPARE(CostOf([&] { UsedRecs(file); }), Text(refreshing));
+    QCOMPARE(CostOf([&] { GetRec(file, 1, room.data()); }), Text(reading));
+    CloseDataFile(file);
+}
+
+void TestSystemCalls::indexes()
+{
+    IndexFile* index = MakeIndex(0, Path("index").c_str(), 12, 0);
+    std::uint32_t record = 0;
+    char key[13];
+    const auto set = [&](std::uint32_t n) { std::snprintf(key, sizeof key, "%08u", record = n); };
+    const auto add = [&](std::uint32_t n) { set(n), AddKey(index, &record, key); };
+    const auto find = [&](std::uint32_t n) { set(n), FindKey(index, &record, key); };
+
+    // A page of its own for the first item; the others are there already.
+    QCOMPARE(CostOf([&] { add(1); }), Text(writing));
+    QCOMPARE(CostOf([&] {
+                 for (std::uint32_t i = 2; i <= 50; ++i)
+                     add(i);
+             }),
+             Text(nothing));
+    QCOMPARE(CostOf([&] { add(51); }), Text(2 * writing));
+    for (std::uint32_t i = 52; i <= 1990; ++i)
+        add(i);
+    const int pages = int(FileLen(index->dataFile)) - 1;
+    QCOMPARE(CostOf([&] { find(1000); }), Text(nothing));
+    // Each page, the header, and the header again as that of every data file.
+    QCOMPARE(CostOf([&] { CloseIndex(index); }), Text((pages + 2) * writing));
+
+    index = OpenIndex(0, Path("index").c_str(), 12, 0);
+    QCOMPARE(CostOf([&] { find(1000); }), Text(3 * reading));
+    QCOMPARE(CostOf([&] { find(1000); }), Text(nothing));
+    TaOpenIndex(index);
+    QCOMPARE(CostOf([&] {
+                 while (NextKey(index, &record, key) == 0) { }
+             }),
+             Text(pages * reading));
+    QCOMPARE(CostOf([&] { add(3000); }), Text(nothing));
+    QCOMPARE(CostOf([&] { CloseIndex(index); }), Text(3 * writing));
+}
+
+void TestSystemCalls::flushingIndexes()
+{
+    IndexFile* index = MakeIndex(0, Path("index").c_str(), 12, 0);
+    std::uint32_t record = 0;
+    char key[13];
+    const auto set = [&](std::uint32_t n) { std::snprintf(key, sizeof key, "%08u", record = n); };
+    const auto add = [&](std::uint32_t n) { set(n), AddKey(index, &record, key); };
+    for (std::uint32_t i = 1; i <= 100; ++i)
+        add(2 * i);
+    ToggleFlushing(index, 1, 1);
+    QCOMPARE(CostOf([&] { set(50), FindKey(index, &record, key); }),
+             Text(refreshing + 2 * reading));
+    // A step goes on from there.
+    QCOMPARE(CostOf([&] { NextKey(index, &record, key); }), Text(nothing));
+    QCOMPARE(CostOf([&] { add(51); }), Text(refreshing + 2 * reading + 2 * writing));
+    QCOMPARE(CostOf([&] { set(51), DeleteKey(index, &record, key); }),
+             Text(refreshing + 2 * reading + 2 * writing));
+    for (std::uint32_t i = 0; i < 25; ++i)
+        add(3 + 2 * i);
+    // A full leaf is split: a new page and the header that counts it; then the
+    // two halves, the page above and the header at the end.
+    QCOMPARE(CostOf([&] { add(1); }),
+             Text(refreshing + 2 * reading + refreshing + 2 * writing + 4 * writing));
+    CloseIndex(index);
+}
+
+void TestSystemCalls::notes()
+{
+    CNote notes;
+    QVERIFY(notes.Create(Path("notes").c_str()));
+    const std::string text(100000, 'n');
+    const auto save = [&](int length) { notes.SaveNote(text.data(), length); };
+    const Cost opening = { 1, 0, 0, 0, 0 };
+    const Cost readingOn = { 0, 1, 1, 0, 0 };
+    const Cost writingOn = { 0, 1, 0, 1, 0 };
+    const Cost asking = { 0, 0, 0, 0, 1 };
+
+    // The list of free blocks is empty: its header tells.
+    QCOMPARE(CostOf([&] { save(100); }), Text(opening + refreshing + asking + writingOn));
+    QCOMPARE(CostOf([&] { save(70000); }), Text(opening + refreshing + asking + 3 * writingOn));
+    QCOMPARE(CostOf([&] { std::free(notes.ReadNote(0)); }),
+             Text(opening + readingOn + asking + readingOn));
+    QCOMPARE(CostOf([&] { std::free(notes.ReadNote(108)); }),
+             Text(opening + readingOn + asking + 3 * readingOn));
+    QCOMPARE(CostOf([&] { notes.NoteLength(0); }), Text(opening + readingOn + asking));
+    // This header and the next, this one written, and the first item of the
+    // list with its page.
+    const Cost heap = opening + asking + 2 * readingOn + writingOn;
+    QCOMPARE(CostOf([&] { notes.DeleteNote(0); }),
+             Text(heap + refreshing + refreshing + 2 * writing + 3 * writing));
+    QCOMPARE(CostOf([&] { notes.DeleteNote(7); }), Text(opening + asking + readingOn));
+}
+
+QTEST_GUILESS_MAIN(TestSystemCalls)
+#include "tst_systemcalls.moc"
