@@ -80,9 +80,9 @@ void Dependency::MakeKey(const std::uint8_t* record, int which, char* key)
     CutKey(layout, which, key);
 }
 
-void Dependency::FormatParent(std::int32_t parent, char* key)
+void Dependency::FormatParent(std::int32_t number, char* key)
 {
-    std::snprintf(key, keyRoom, "%*ld", parentKeyWidth, static_cast<long>(parent));
+    std::snprintf(key, keyRoom, "%*ld", parentKeyWidth, static_cast<long>(number));
 }
 
 long Dependency::ParentOfKey(const char* key)

@@ -101,7 +101,7 @@ constexpr int nameKeyWidth = 50;
 void MakeKey(const std::uint8_t* record, int which, char* key);
 // The beginning of all keys of a parent in the first index, and back: the
 // number in the first eight characters of a key, whose buffer holds so many.
-void FormatParent(std::int32_t parent, char* key);
+void FormatParent(std::int32_t number, char* key);
 long ParentOfKey(const char* key);
 } // namespace Dependency
 
