@@ -21,10 +21,14 @@ namespace
 const char usage[] = R"(Usage: pakmart-dbtool COMMAND data FILE --record-length N [OPTION]...
        pakmart-dbtool COMMAND index FILE [OPTION]...
        pakmart-dbtool COMMAND notes NAME [OPTION]...
+       pakmart-dbtool COMMAND catalog FOLDER
+       pakmart-dbtool COMMAND recent FOLDER
 
 Looks into the files of the record store, checks and repairs them. A notes store
-is named without the endings of its two files, NAME.fil and NAME.k1. No program
-may write the files meanwhile.
+is named without the endings of its two files, NAME.fil and NAME.k1; the agent's
+databases by their folder: the catalog is in /usr/share/apps/vantrelagent, the
+list of applications used last in ~/.kde/share/apps/vantrelagent. No program may
+write the files meanwhile.
 
 Commands:
   info     say what kind of thing it is and what it holds
@@ -34,9 +38,12 @@ Commands:
              index: key, record number
              notes: offset, "used", length of the block, text
                     offset, "free", length
+             catalog, recent: every product or application, for a person
            Bytes that cannot be printed, and backslashes, are shown as \xHH;
            zero bytes at the end of a record are left out.
-  check    prove that it is sound, or say what is wrong and where
+  check    prove that it is sound, or say what is wrong and where; of a
+           database also that its records, keys, dependencies and descriptions
+           agree
   repair   make a sound one, in new files:
              data:  the chain of deleted records is made anew; no live record
                     is left out, none changes its number
@@ -44,6 +51,7 @@ Commands:
                     --key-field), else from its own pages
              notes: the list of free blocks is made anew, hidden free blocks
                     are free again; no text is left out or changes its offset
+             A database is repaired file by file.
 
 Options:
   -r, --record-length N  bytes of a record of the data file
@@ -70,6 +78,7 @@ Examples:
   pakmart-dbtool repair index names.k2 --duplicates --data products.dat -r 2012 \
       --key-field 8:40 --output new.k2
   pakmart-dbtool check notes descriptions
+  pakmart-dbtool check catalog /usr/share/apps/vantrelagent
 )";
 
 struct Command {
@@ -95,6 +104,8 @@ const Kind kinds[] = {
     { "data", "FILE", MakeDataSubject, "r" },
     { "index", "FILE", MakeIndexSubject, "rkdDf" },
     { "notes", "NAME", MakeNotesSubject, "" },
+    { "catalog", "FOLDER", MakeCatalogSubject, "" },
+    { "recent", "FOLDER", MakeRecentSubject, "" },
 };
 constexpr char repairOptions[] = "op";
 

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// What the tool's commands work on: a data file, an index, a notes store. A
-// new kind is a class here and a row in main.cpp.
+// What the tool's commands work on: a data file, an index, a notes store, a
+// database of the agent. A new kind is a class here and a row in main.cpp.
 
 #pragma once
 
@@ -50,3 +50,6 @@ public:
 std::unique_ptr<Subject> MakeDataSubject(const Options& options);
 std::unique_ptr<Subject> MakeIndexSubject(const Options& options);
 std::unique_ptr<Subject> MakeNotesSubject(const Options& options);
+// Of these the path is the folder.
+std::unique_ptr<Subject> MakeCatalogSubject(const Options& options);
+std::unique_ptr<Subject> MakeRecentSubject(const Options& options);

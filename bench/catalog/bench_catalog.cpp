@@ -20,6 +20,7 @@
 #include <malloc.h>
 #include <random>
 #include <set>
+#include <sys/resource.h>
 #include <time.h>
 
 namespace
@@ -44,11 +45,19 @@ double Now()
     return double(time.tv_sec) + double(time.tv_nsec) / 1e9;
 }
 
+double KernelSeconds()
+{
+    rusage usage;
+    getrusage(RUSAGE_SELF, &usage);
+    return double(usage.ru_stime.tv_sec) + double(usage.ru_stime.tv_usec) / 1e6;
+}
+
 // Times `work` once per iteration. A run of SQLite is what the next one is
 // compared with.
 template <typename Work> void Measure(benchmark::State& state, bool isSqlite, Work work)
 {
     double seconds = 0;
+    const double inKernel = KernelSeconds();
     for (auto _ : state) {
         const double begin = Now();
         work();
@@ -56,6 +65,7 @@ template <typename Work> void Measure(benchmark::State& state, bool isSqlite, Wo
         state.SetIterationTime(took);
         seconds += took;
     }
+    state.counters["kernel_share"] = (KernelSeconds() - inKernel) / seconds;
     seconds /= double(state.iterations());
     if (isSqlite)
         sqliteSeconds = seconds;

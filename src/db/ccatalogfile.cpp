@@ -4,6 +4,7 @@
 #include "db/ccatalogfile.h"
 
 #include "db/dbfiles.h"
+#include "db/dbfolders.h"
 #include "db/dblayouts.h"
 #include "store/cnote.h"
 #include "store/indexfile.h"

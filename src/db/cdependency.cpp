@@ -4,6 +4,7 @@
 #include "db/cdependency.h"
 
 #include "db/dbfiles.h"
+#include "db/dbfolders.h"
 #include "db/dblayouts.h"
 #include "store/datafile.h"
 

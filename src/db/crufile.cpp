@@ -4,6 +4,7 @@
 #include "db/crufile.h"
 
 #include "db/dbfiles.h"
+#include "db/dbfolders.h"
 #include "db/dblayouts.h"
 #include "store/datafile.h"
 #include "util/paths.h"

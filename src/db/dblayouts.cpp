@@ -4,11 +4,7 @@
 #include "db/dblayouts.h"
 
 #include "store/indexpage.h"
-#include "util/paths.h"
-#include "util/text.h"
 
-#include <QDir>
-#include <QFile>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -27,18 +23,16 @@ void CopyText(const std::uint8_t* record, TextField field, char* key)
     std::memcpy(key, record + field.offset, std::size_t(field.width));
 }
 
+void PadWithBlanks(char* key, std::size_t width)
+{
+    const std::size_t length = std::strlen(key);
+    if (length >= width)
+        return;
+    std::memset(key + length, ' ', width - length);
+    key[width] = 0;
+}
+
 } // namespace
-
-std::string CatalogFolder()
-{
-    return SystemPath(GetRootPath().toStdString());
-}
-
-std::string RecentFolder()
-{
-    const QString folder = QDir::homePath() + QLatin1String("/.kde/share/apps/vantrelagent/");
-    return QFile::encodeName(folder).toStdString();
-}
 
 void FormatSerial(std::int32_t serial, char* text)
 {
@@ -57,7 +51,7 @@ void Catalog::MakeKey(const std::uint8_t* record, int which, char* key)
     case 0:
         CopyText(record, category, key);
         key[CutLength(key, categoryKeyWidth)] = 0;
-        PadStr(key, categoryKeyWidth, ' ', key);
+        PadWithBlanks(key, categoryKeyWidth);
         CopyText(record, name, key + categoryKeyWidth);
         break;
     case 1:
@@ -79,22 +73,24 @@ void Dependency::MakeKey(const std::uint8_t* record, int which, char* key)
         std::snprintf(key, keyRoom, "%*ld%s", parentKeyWidth, number, GetText(record, name));
     } else {
         CopyText(record, name, key);
-        PadStr(key, nameKeyWidth, ' ', key);
+        PadWithBlanks(key, nameKeyWidth);
         const std::size_t length = std::strlen(key);
         std::snprintf(key + length, keyRoom - length, "%*ld", parentKeyWidth, number);
     }
     CutKey(layout, which, key);
 }
 
-void Dependency::FormatParent(std::int32_t parent, char* key)
+void Dependency::FormatParent(std::int32_t number, char* key)
 {
-    std::snprintf(key, keyRoom, "%*ld", parentKeyWidth, static_cast<long>(parent));
+    std::snprintf(key, keyRoom, "%*ld", parentKeyWidth, static_cast<long>(number));
 }
 
-long Dependency::ParentOfKey(char* key)
+long Dependency::ParentOfKey(const char* key)
 {
     char number[parentKeyWidth + 1];
-    return std::strtol(CopyStr(key, 0, parentKeyWidth, number), nullptr, 10);
+    std::memcpy(number, key, parentKeyWidth);
+    number[parentKeyWidth] = 0;
+    return std::strtol(number, nullptr, 10);
 }
 
 void Recent::MakeKey(const std::uint8_t* record, int which, char* key)

@@ -8,8 +8,6 @@
 
 #include "db/dbrecord.h"
 
-#include <string>
-
 constexpr int mostIndexes = 4;
 
 struct IndexLayout {
@@ -33,11 +31,6 @@ inline bool IsLive(const std::uint8_t* record)
 {
     return GetInt32(record) == 0;
 }
-
-// Where the databases are, with a slash at the end: in the agent's data folder
-// and in the user's home.
-std::string CatalogFolder();
-std::string RecentFolder();
 
 // A serial number as 20 digits.
 void FormatSerial(std::int32_t serial, char* text);
@@ -108,8 +101,8 @@ constexpr int nameKeyWidth = 50;
 void MakeKey(const std::uint8_t* record, int which, char* key);
 // The beginning of all keys of a parent in the first index, and back: the
 // number in the first eight characters of a key, whose buffer holds so many.
-void FormatParent(std::int32_t parent, char* key);
-long ParentOfKey(char* key);
+void FormatParent(std::int32_t number, char* key);
+long ParentOfKey(const char* key);
 } // namespace Dependency
 
 // ---- the recently-used list: one record for each application ----

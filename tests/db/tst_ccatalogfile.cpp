@@ -588,8 +588,8 @@ private slots:
         catalog.Close();
         const int descriptors = OpenDescriptors();
         std::vector<std::string> files = Files();
-        // The heap of notes has no header: an empty one is one without notes. Its
-        // list of free blocks is made anew when it was cut short.
+        // The heap of notes has no header: an empty one is one without notes. The
+        // list of free notes is made anew where it has none.
         files.erase(files.begin() + 5, files.begin() + 7);
         Damage(files).ForEachUnusable([&] {
             QVERIFY(!catalog.Open());
@@ -601,6 +601,28 @@ private slots:
         QCOMPARE(OpenDescriptors(), descriptors);
         QVERIFY(catalog.Open());
         QVERIFY(catalog.FindServerSerialNumber(1));
+        QCOMPARE(catalog.Description(), QStringLiteral("text"));
+    }
+
+    void notesThatCannotBeOpenedKeepTheCatalogClosed()
+    {
+        CCatalogFile catalog;
+        QVERIFY(catalog.Create());
+        Fill(catalog, 1, "Games", "one");
+        catalog.setDescription(QStringLiteral("text"));
+        QVERIFY(catalog.SaveRecord());
+        catalog.Close();
+        for (const char* suffix : { ".fil", ".k1" }) {
+            const QString file = QString::fromStdString(CCatalogFile::CATALOGNOTES + suffix);
+            QVERIFY(QFile::rename(file, file + QStringLiteral(".away")));
+            QVERIFY(QDir().mkdir(file));
+            QVERIFY(!catalog.Open());
+            QVERIFY(QDir().rmdir(file));
+            QVERIFY(QFile::rename(file + QStringLiteral(".away"), file));
+        }
+        WriteWhole(CCatalogFile::CATALOGNOTES + ".k1", "");
+        QVERIFY(catalog.Open());
+        QVERIFY(catalog.GetRecord(1));
         QCOMPARE(catalog.Description(), QStringLiteral("text"));
     }
 

@@ -1,0 +1,87 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The agent's databases: the catalog with its dependencies and descriptions, and
+// the list of applications used last, each by the folder it is in.
+
+#include "db/dbcheck.h"
+#include "db/dbdump.h"
+#include "db/dblayouts.h"
+#include "db/recordreader.h"
+#include "report.h"
+#include "subject.h"
+
+#include <cstdio>
+#include <iostream>
+
+namespace
+{
+
+struct Database {
+    const DbLayout& layout;
+    const char* thing;
+    DbFindings (*check)(const std::string&);
+    bool (*dump)(const std::string&, std::ostream&);
+};
+
+const Database catalog{ Catalog::layout, "product", CheckCatalog, DumpCatalog };
+const Database recent{ Recent::layout, "application", CheckRecent, DumpRecent };
+
+class DatabaseSubject : public Subject
+{
+public:
+    DatabaseSubject(const Database& database, const std::string& folder)
+        : m_database(database),
+          m_folder(folder.empty() || folder.back() != '/' ? folder + '/' : folder)
+    {
+        if (!RecordReader(m_folder, m_database.layout, {}))
+            throw Trouble::Because("cannot read " + m_folder + m_database.layout.fileName);
+    }
+
+    int Info() override
+    {
+        RecordReader records(m_folder, m_database.layout, {});
+        int live = 0;
+        for (std::int32_t number = 1; number < records.Count(); ++number)
+            live += records.Live(number) != nullptr;
+        PrintField("holds", Count(live, m_database.thing));
+        return PrintCondition(m_database.check(m_folder).faults);
+    }
+
+    int Dump() override
+    {
+        if (!m_database.dump(m_folder, std::cout) || !std::cout.flush())
+            throw Trouble::Because("cannot list " + m_folder);
+        return ComplainOfFindings(m_folder, m_database.check(m_folder).faults);
+    }
+
+    // A remark is no fault: the database left it behind as it had to.
+    int Check() override
+    {
+        const DbFindings findings = m_database.check(m_folder);
+        for (const std::string& remark : findings.remarks)
+            std::printf("%s%s\n", m_folder.c_str(), remark.c_str());
+        return PrintFindings(m_folder, findings.faults);
+    }
+
+    int Repair() override
+    {
+        throw WrongUsage("repair the files of a database one by one, as data, index and notes");
+    }
+
+private:
+    const Database& m_database;
+    const std::string m_folder;
+};
+
+} // namespace
+
+std::unique_ptr<Subject> MakeCatalogSubject(const Options& options)
+{
+    return std::make_unique<DatabaseSubject>(catalog, options.path);
+}
+
+std::unique_ptr<Subject> MakeRecentSubject(const Options& options)
+{
+    return std::make_unique<DatabaseSubject>(recent, options.path);
+}

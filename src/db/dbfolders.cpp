@@ -1,0 +1,20 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "db/dbfolders.h"
+
+#include "util/paths.h"
+
+#include <QDir>
+#include <QFile>
+
+std::string CatalogFolder()
+{
+    return SystemPath(GetRootPath().toStdString());
+}
+
+std::string RecentFolder()
+{
+    const QString folder = QDir::homePath() + QLatin1String("/.kde/share/apps/vantrelagent/");
+    return QFile::encodeName(folder).toStdString();
+}

@@ -1,0 +1,118 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// pakmart-dbtool on the agent's databases.
+
+#include "db/ccatalogfile.h"
+#include "db/crufile.h"
+#include "db/dbfolders.h"
+#include "tests/apps/dbtooltest.h"
+
+#include <QDir>
+
+class DbtoolDatabasesTest : public DbtoolTest
+{
+    Q_OBJECT
+
+private:
+    const QString m_catalog = QString::fromStdString(CatalogFolder());
+    const QString m_recent = QString::fromStdString(RecentFolder());
+
+    static void Append(CCatalogFile& catalog, int serial, const char* name, bool stored)
+    {
+        catalog.AddNew();
+        catalog.setServerSerialNumber(serial);
+        catalog.setName("Product");
+        catalog.setPackageName(name);
+        catalog.setDescription(QStringLiteral("What it is."));
+        catalog.AddDependency("libc6");
+        QCOMPARE(catalog.SaveRecord(), stored);
+    }
+
+private slots:
+    void initTestCase() { QCOMPARE(InitIndex(), 0); }
+    void cleanupTestCase() { UnInitIndex(); }
+    void init()
+    {
+        CCatalogFile catalog;
+        QVERIFY(catalog.Create());
+        Append(catalog, 1001, "starlander", true);
+        CRUFile list;
+        QVERIFY(list.Create());
+        list.SetDescription("Star Lander");
+        list.SetServerSerialNumber(1001);
+        QVERIFY(list.Update());
+    }
+
+    void soundDatabases()
+    {
+        for (const QString& words : { "catalog " + m_catalog, "recent " + m_recent }) {
+            const Result check = Run("check " + words);
+            QCOMPARE(check.err, QString());
+            QVERIFY(check.out.endsWith(QLatin1String("/: sound\n")));
+            QCOMPARE(check.status, 0);
+            const Result info = Run("info " + words);
+            QVERIFY(info.out.contains(QLatin1String("sound")));
+            QVERIFY(info.out.contains(words.startsWith(QLatin1String("catalog"))
+                                          ? QLatin1String("1 product\n")
+                                          : QLatin1String("1 application\n")));
+            QCOMPARE(info.status, 0);
+        }
+    }
+
+    void dumpsAreForAPerson()
+    {
+        const Result products = Run("dump catalog " + m_catalog);
+        QCOMPARE(products.status, 0);
+        QVERIFY(products.out.startsWith(QLatin1String("product 1: Product\n")));
+        for (const char* line :
+             { "  package       starlander\n", "  needs         libc6\n", "  | What it is.\n" })
+            QVERIFY2(products.out.contains(QLatin1String(line)), line);
+        // With and without the slash at the end.
+        const Result items = Run("dump recent " + m_recent.chopped(1));
+        QCOMPARE(items.status, 0);
+        QVERIFY(items.out.startsWith(QLatin1String("item 1: Star Lander\n")));
+    }
+
+    void whatWasRefusedIsNoDamage()
+    {
+        {
+            CCatalogFile catalog;
+            QVERIFY(catalog.Open());
+            Append(catalog, 1002, "starlander", false);
+        }
+        const Result check = Run("check catalog " + m_catalog);
+        QVERIFY(
+            check.out.contains(QLatin1String("record 2 (Product) was refused by .VACatalog.k3")));
+        QCOMPARE(check.status, 0);
+    }
+
+    void keyThatIsMissingIsDamage()
+    {
+        QVERIFY(QFile::remove(m_catalog + ".VACatalog.k2"));
+        CloseIndex(MakeIndex(0, CCatalogFile::CATALOGIDXNAME2.c_str(), 50, 1));
+        const Result check = Run("check catalog " + m_catalog);
+        QCOMPARE(check.out,
+                 m_catalog + ": .VACatalog.fil: record 1 (Product) is not in .VACatalog.k2\n");
+        QCOMPARE(check.status, 1);
+        QCOMPARE(Run("info catalog " + m_catalog).status, 1);
+        const Result dump = Run("dump catalog " + m_catalog);
+        QCOMPARE(dump.status, 1);
+        QVERIFY(dump.out.contains(QLatin1String("starlander")));
+        QVERIFY(dump.err.contains(QLatin1String("is not in .VACatalog.k2")));
+    }
+
+    void wrongWords()
+    {
+        QCOMPARE(Run("check catalog").status, 2);
+        QCOMPARE(Run("check catalog " + m_catalog + " -r 5").status, 2);
+        QCOMPARE(Run("check catalog /nonexistent").status, 2);
+        QVERIFY(Run("check recent /nonexistent").err.contains(QLatin1String("cannot read")));
+        const Result repair = Run("repair catalog " + m_catalog + " -o /nonexistent/new");
+        QCOMPARE(repair.status, 2);
+        QVERIFY(repair.err.contains(QLatin1String("one by one")));
+    }
+};
+
+QTEST_GUILESS_MAIN(DbtoolDatabasesTest)
+#include "tst_dbtool_databases.moc"
