@@ -24,6 +24,9 @@ int FetchWithin(IndexFile* index, std::uint32_t number, const Bounds& bounds, In
 {
     if (tagetpage(index, number, page) != 0)
         return -1;
+    // There the end of a full page's last key is lost, and with it what it bounds.
+    if (index->keyLength == longestKey)
+        return 0;
     const auto isBefore = [index](const IndexItem& a, const IndexItem& b) {
         return tacompkeys(a.key, b.key, a.record, b.record, index->allowDuplicates) < 0;
     };

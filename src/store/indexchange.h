@@ -42,7 +42,7 @@ struct Way {
 
 // Fetches a page for a change, without the items that lie outside its bounds:
 // copies, left behind by a process that died between two writes, of items that
-// have another place now.
+// have another place now. With keys of 150 characters nothing is left out.
 int FetchWithin(IndexFile* index, std::uint32_t number, const Bounds& bounds, IndexPage** page);
 
 // Fetches the page that the way goes on to and puts it at its end, position not
