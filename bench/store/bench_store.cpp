@@ -4,12 +4,14 @@
 // The record store beside SQLite, LMDB and others, with the same products: four
 // keys and a record of 2,012 bytes each.
 //
-//     bench_store [--runs N] [--only NAME,NAME...] [--folder FOLDER] SIZE...
+//     bench_store [--runs N] [--only NAME,NAME...] [--folder FOLDER] [--cpu] SIZE...
 //
 // Each contender runs in a process of its own, in a folder below FOLDER (or
 // TMPDIR, or /tmp) that is removed after it. They take turns, N times (5). What
 // is printed are medians: ours in microseconds an operation, all others as a
-// ratio to ours. `calls` is the system calls of ours without the rest of it.
+// ratio to ours. `shared` is SQLite with its journal and locks. `calls` is the system calls of ours
+// without the rest of it. With
+// --cpu processor time is measured in place of the time that passed.
 //
 //     bench_store --once NAME SIZE
 //
@@ -23,7 +25,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <map>
+#include <sstream>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -38,9 +40,16 @@ struct Entry {
 };
 
 constexpr Entry entries[] = {
-    { "ours", MeasureOurs },           { "calls", MeasureCalls },
-    { "sqlite", Measure<MakeSqlite> }, { "sqlite-each", Measure<MakeSqliteEach> },
+    { "ours", MeasureOurs },
+    { "calls", MeasureCalls },
+    { "sqlite", Measure<MakeSqlite> },
+    { "sqlite-each", Measure<MakeSqliteEach> },
+    { "shared", Measure<MakeSqliteShared> },
+    { "shared-each", Measure<MakeSqliteSharedEach> },
     { "lmdb", Measure<MakeLmdb> },
+    { "leveldb", Measure<MakeLeveldb> },
+    { "gdbm", Measure<MakeGdbm> },
+    { "berkeleydb", Measure<MakeBerkeleyDb> }, // a row each
 };
 
 struct Options {
@@ -48,7 +57,7 @@ struct Options {
     std::string folder;
     std::vector<Entry> contenders;
     std::vector<int> sizes;
-    std::string once;
+    const Entry* once = nullptr;
 };
 
 // A line of /proc/self/status, in bytes.
@@ -199,7 +208,7 @@ void RunOnce(const Options& options, int size)
     RequireSpace(options.folder, size);
     const Workload workload(size);
     const TemporaryFolder folder(options.folder);
-    const Result result = MeasureHere(options.contenders.back().measure, folder.Path(), workload);
+    const Result result = MeasureHere(options.once->measure, folder.Path(), workload);
     for (int phase = 0; phase < phases; ++phase)
         std::printf("%-22s%10.3f\n", PhaseName(phase),
                     1e6 * result.seconds[std::size_t(phase)] / workload.Operations(phase));
@@ -225,14 +234,22 @@ int PositiveNumber(const char* text)
     return int(number);
 }
 
+const Entry& FindEntry(const std::string& name)
+{
+    for (const Entry& entry : entries)
+        if (name == entry.name)
+            return entry;
+    Usage();
+}
+
 // Ours comes first, as all others are compared with it.
 std::vector<Entry> Choose(const std::string& names)
 {
-    std::vector<Entry> chosen;
-    for (const Entry& entry : entries)
-        if (&entry == entries
-            || ("," + names + ",").find("," + std::string(entry.name) + ",") != std::string::npos)
-            chosen.push_back(entry);
+    std::vector<Entry> chosen{ entries[0] };
+    std::istringstream list(names);
+    for (std::string name; std::getline(list, name, ',');)
+        if (name != entries[0].name)
+            chosen.push_back(FindEntry(name));
     return chosen;
 }
 
@@ -248,17 +265,21 @@ Options ReadOptions(int argc, char** argv)
             options.sizes.push_back(PositiveNumber(argv[i]));
             continue;
         }
+        if (argument == "--cpu") {
+            phaseClock = CLOCK_PROCESS_CPUTIME_ID;
+            continue;
+        }
         const char* const value = ++i < argc ? argv[i] : "";
         if (argument == "--runs")
             options.runs = PositiveNumber(value);
-        else if (argument == "--only" || argument == "--once")
+        else if (argument == "--only")
             options.contenders = Choose(value);
+        else if (argument == "--once")
+            options.once = &FindEntry(value);
         else if (argument == "--folder")
             options.folder = value;
         else
             Usage();
-        if (argument == "--once")
-            options.once = value;
     }
     if (options.sizes.empty())
         Usage();
@@ -277,7 +298,7 @@ int main(int argc, char** argv)
 {
     const Options options = ReadOptions(argc, argv);
     for (const int size : options.sizes) {
-        if (options.once.empty())
+        if (!options.once)
             Compare(options, size);
         else
             RunOnce(options, size);

@@ -40,10 +40,16 @@ using ContenderPtr = std::unique_ptr<Contender>;
 
 // Each makes an empty store in a folder, and is in a file of its own.
 ContenderPtr MakeOurs(const std::string& folder);
+// With its cheapest settings, a phase in one transaction or each change in one.
 ContenderPtr MakeSqlite(const std::string& folder);
-// The same, each change a transaction.
 ContenderPtr MakeSqliteEach(const std::string& folder);
+// The same with a journal and locks, as it comes.
+ContenderPtr MakeSqliteShared(const std::string& folder);
+ContenderPtr MakeSqliteSharedEach(const std::string& folder);
 ContenderPtr MakeLmdb(const std::string& folder);
+ContenderPtr MakeLeveldb(const std::string& folder);
+ContenderPtr MakeGdbm(const std::string& folder);
+ContenderPtr MakeBerkeleyDb(const std::string& folder);
 
 // Ends the program: a benchmark of a store that fails measures nothing.
 [[noreturn]] void Fail(const std::string& why);

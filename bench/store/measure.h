@@ -9,6 +9,7 @@
 #include "store/contender.h"
 
 #include <array>
+#include <ctime>
 #include <functional>
 #include <string>
 #include <vector>
@@ -73,6 +74,9 @@ Result MeasureOurs(const std::string& folder, const Workload& workload);
 // order, at its offsets, with its sizes.
 Result MeasureCalls(const std::string& folder, const Workload& workload);
 
+// What phases are timed with: the time of day, or the processor time of the
+// process, which other programs on the machine disturb less.
+extern clockid_t phaseClock;
 double TimedPhase(const std::function<void()>& work);
 
 template <Factory make> Result Measure(const std::string& folder, const Workload& workload)
