@@ -9,11 +9,15 @@
 // Each contender runs in a process of its own, in a folder below FOLDER (or
 // TMPDIR, or /tmp) that is removed after it. They take turns, N times (5). What
 // is printed are medians: ours in microseconds an operation, all others as a
-// ratio to ours. `shared` is SQLite with its journal and locks. `calls` is the system calls of ours
-// without the rest of it. With
-// --cpu processor time is measured in place of the time that passed.
+// ratio to ours. `calls` is the system calls of ours without the rest of it,
+// `shared` is SQLite with its journal and locks. With --cpu processor time is
+// measured in place of the time that passed.
 //
-//     bench_store --once NAME SIZE
+//     bench_store --strace [--only NAME,NAME...] [--folder FOLDER] SIZE...
+//
+// counts the system calls of each contender with strace.
+//
+//     bench_store --once NAME [--folder FOLDER] [--cpu] SIZE
 //
 // takes one contender through its phases and prints its times, for a profiler.
 
@@ -58,6 +62,8 @@ struct Options {
     std::vector<Entry> contenders;
     std::vector<int> sizes;
     const Entry* once = nullptr;
+    bool trace = false;
+    bool processorTime = false;
 };
 
 // A line of /proc/self/status, in bytes.
@@ -94,7 +100,8 @@ Result MeasureHere(Measurement measure, const std::string& folder, const Workloa
 {
     const double before = StatusBytes("VmRSS");
     Result result = measure(folder, workload);
-    result.peakBytes = StatusBytes("VmHWM") - before;
+    if (result.fileBytes > 0) // what keeps no store has no memory for it
+        result.peakBytes = StatusBytes("VmHWM") - before;
     return result;
 }
 
@@ -214,11 +221,53 @@ void RunOnce(const Options& options, int size)
                     1e6 * result.seconds[std::size_t(phase)] / workload.Operations(phase));
 }
 
+// System calls of a contender by phase, as strace sees them.
+std::array<double, phases> TraceCalls(const Options& options, const char* contender, int size)
+{
+    const std::string command = "strace -f -qq '" + fs::read_symlink("/proc/self/exe").string()
+        + "' --folder '" + options.folder + "' --once " + contender + " " + std::to_string(size)
+        + " 2>&1 >/dev/null";
+    FILE* const trace = popen(command.c_str(), "r");
+    Require(trace, "popen");
+    std::array<double, phases> counts{};
+    int phase = phases;
+    char line[4096];
+    while (std::fgets(line, sizeof line, trace)) {
+        if (const char* const mark = std::strstr(line, phaseMark))
+            phase = std::atoi(mark + std::strlen(phaseMark));
+        else if (phase < phases && !std::strstr(line, " resumed>"))
+            ++counts[std::size_t(phase)];
+    }
+    Require(pclose(trace) == 0, "strace failed");
+    return counts;
+}
+
+void CompareTraces(const Options& options, int size)
+{
+    RequireSpace(options.folder, size);
+    const Workload workload(size);
+    std::vector<std::array<double, phases>> counts;
+    std::printf("\n%d products. System calls an operation.\n\n%-22s", size, "");
+    for (const Entry& entry : options.contenders) {
+        std::printf("%12s", entry.name);
+        counts.push_back(TraceCalls(options, entry.name, size));
+    }
+    for (int phase = 0; phase < phases; ++phase) {
+        std::printf("\n%-22s", PhaseName(phase));
+        for (const auto& ofContender : counts)
+            std::printf("%12.3f", ofContender[std::size_t(phase)] / workload.Operations(phase));
+    }
+    std::printf("\n");
+}
+
 [[noreturn]] void Usage()
 {
-    std::fprintf(stderr,
-                 "usage: bench_store [--runs N] [--only NAME,NAME...] [--folder FOLDER] "
-                 "SIZE...\n       bench_store --once NAME SIZE\ncontenders:");
+    std::fputs(
+        "usage: bench_store [--runs N] [--only NAME,NAME...] [--folder FOLDER] [--cpu] SIZE...\n"
+        "       bench_store --strace [--only NAME,NAME...] [--folder FOLDER] SIZE...\n"
+        "       bench_store --once NAME [--folder FOLDER] [--cpu] SIZE\n"
+        "contenders:",
+        stderr);
     for (const Entry& entry : entries)
         std::fprintf(stderr, " %s", entry.name);
     std::fprintf(stderr, "\n");
@@ -265,8 +314,8 @@ Options ReadOptions(int argc, char** argv)
             options.sizes.push_back(PositiveNumber(argv[i]));
             continue;
         }
-        if (argument == "--cpu") {
-            phaseClock = CLOCK_PROCESS_CPUTIME_ID;
+        if (argument == "--cpu" || argument == "--strace") {
+            (argument == "--cpu" ? options.processorTime : options.trace) = true;
             continue;
         }
         const char* const value = ++i < argc ? argv[i] : "";
@@ -297,11 +346,15 @@ void Fail(const std::string& why)
 int main(int argc, char** argv)
 {
     const Options options = ReadOptions(argc, argv);
+    if (options.processorTime)
+        phaseClock = CLOCK_PROCESS_CPUTIME_ID;
     for (const int size : options.sizes) {
-        if (!options.once)
-            Compare(options, size);
-        else
+        if (options.once)
             RunOnce(options, size);
+        else if (options.trace)
+            CompareTraces(options, size);
+        else
+            Compare(options, size);
     }
     return 0;
 }

@@ -124,7 +124,7 @@ public:
         return result == 0 && record.size == recordLength ? m_record : nullptr;
     }
 
-    bool Walk(const Visit& visit) override
+    void Walk(const Visit& visit) override
     {
         DBC* cursor;
         Check(Map(byName)->cursor(Map(byName), nullptr, &cursor, 0));
@@ -133,7 +133,6 @@ public:
             visit(static_cast<const char*>(key.data), key.size,
                   NumberOf(static_cast<const std::uint8_t*>(number.data)));
         Check(cursor->close(cursor));
-        return true;
     }
 
 private:

@@ -30,10 +30,11 @@ public:
     // The record under a name, good until the next call; null if there is none.
     virtual const std::uint8_t* Fetch(const char* name) = 0;
 
-    // Visits names and numbers in the order of the names. False, without a
-    // visit, from a store that keeps no order.
+    // Visits names and numbers in the order of the names.
     using Visit = std::function<void(const char* name, std::size_t length, std::uint32_t number)>;
-    virtual bool Walk(const Visit& visit) = 0;
+    virtual void Walk(const Visit& visit) = 0;
+    // Whether it can do that.
+    virtual bool KeepsOrder() const { return true; }
 };
 
 using ContenderPtr = std::unique_ptr<Contender>;

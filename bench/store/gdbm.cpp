@@ -70,7 +70,8 @@ public:
         return number != 0 && Fetch(m_records, key, m_record, recordLength) ? m_record : nullptr;
     }
 
-    bool Walk(const Visit&) override { return false; }
+    void Walk(const Visit&) override { Fail("no order"); }
+    bool KeepsOrder() const override { return false; }
 
 private:
     static GDBM_FILE Open(const std::string& path)

@@ -95,7 +95,7 @@ public:
         return reinterpret_cast<const std::uint8_t*>(m_value.data());
     }
 
-    bool Walk(const Visit& visit) override
+    void Walk(const Visit& visit) override
     {
         const std::unique_ptr<leveldb::Iterator> place(m_database->NewIterator({}));
         const char prefix = Prefix(byName);
@@ -103,7 +103,6 @@ public:
              place->Next())
             visit(place->key().data() + 1, place->key().size() - 1, NumberOf(place->value()));
         Check(place->status());
-        return true;
     }
 
 private:

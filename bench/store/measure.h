@@ -26,6 +26,12 @@ enum Phase {
 };
 const char* PhaseName(int phase);
 
+// Looks for a file of this name, which is not there, with the phase behind it:
+// so one sees in the output of strace where a phase begins (or, with `phases`,
+// ends).
+constexpr char phaseMark[] = "phase:";
+void MarkPhase(int phase);
+
 // The products in the order in which they are inserted, and the names of those
 // that are looked up, in another order.
 struct Workload {

@@ -148,7 +148,7 @@ public:
         return found ? m_record : nullptr;
     }
 
-    bool Walk(const Visit& visit) override
+    void Walk(const Visit& visit) override
     {
         while (m_walk.Step()) {
             int size;
@@ -156,7 +156,6 @@ public:
             visit(name, std::size_t(size), m_walk.Number(1));
         }
         m_walk.Reset();
-        return true;
     }
 
 private:
