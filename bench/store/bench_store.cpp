@@ -24,12 +24,15 @@
 #include "store/measure.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <stdexcept>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -105,26 +108,52 @@ Result MeasureHere(Measurement measure, const std::string& folder, const Workloa
     return result;
 }
 
-// In a process of its own, so that its peak of memory is its own.
-Result MeasureApart(Measurement measure, const std::string& parent, const Workload& workload)
+// Set by the signals that end the program, which clears up first.
+volatile std::sig_atomic_t interrupted = 0;
+
+void HandleInterrupts(void (*handler)(int))
 {
+    struct sigaction action {
+    };
+    action.sa_handler = handler; // and no SA_RESTART: waiting ends
+    for (const int number : { SIGINT, SIGTERM, SIGHUP })
+        sigaction(number, &action, nullptr);
+}
+
+[[noreturn]] void RunChild(Measurement measure, const std::string& folder, const Workload& workload,
+                           int descriptor)
+{
+    HandleInterrupts(SIG_DFL);
+    try {
+        const Result result = MeasureHere(measure, folder, workload);
+        _exit(write(descriptor, &result, sizeof result) == sizeof result ? 0 : 1);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "bench_store: %s\n", error.what());
+        _exit(1);
+    }
+}
+
+// In a process of its own, so that its peak of memory is its own.
+Result MeasureApart(const Entry& entry, const std::string& parent, const Workload& workload)
+{
+    Require(!interrupted, "interrupted");
     const TemporaryFolder folder(parent);
     int ends[2];
     Require(pipe(ends) == 0, "pipe");
     const pid_t child = fork();
     Require(child >= 0, "fork");
-    if (child == 0) {
-        const Result result = MeasureHere(measure, folder.Path(), workload);
-        const bool told = write(ends[1], &result, sizeof result) == sizeof result;
-        _exit(told ? 0 : 1);
-    }
+    if (child == 0)
+        RunChild(entry.measure, folder.Path(), workload, ends[1]);
     close(ends[1]);
     Result result;
     const bool told = read(ends[0], &result, sizeof result) == sizeof result;
     close(ends[0]);
-    int status;
-    waitpid(child, &status, 0);
-    Require(told && status == 0, "a contender failed");
+    if (!told)
+        kill(child, SIGKILL);
+    int status = 1;
+    while (waitpid(child, &status, 0) < 0 && errno == EINTR)
+        continue;
+    Require(told && status == 0, entry.name);
     return result;
 }
 
@@ -203,19 +232,18 @@ void Compare(const Options& options, int size)
     Results results(options.contenders.size());
     for (int run = 0; run < options.runs; ++run)
         for (std::size_t i = 0; i < results.size(); ++i)
-            results[i].push_back(
-                MeasureApart(options.contenders[i].measure, options.folder, workload));
+            results[i].push_back(MeasureApart(options.contenders[i], options.folder, workload));
     PrintTable(options, workload, results);
     PrintCalls(workload, results[0][0]);
     std::fflush(stdout);
 }
 
-void RunOnce(const Options& options, int size)
+void RunOnce(const Entry& entry, const std::string& parent, int size)
 {
-    RequireSpace(options.folder, size);
+    RequireSpace(parent, size);
     const Workload workload(size);
-    const TemporaryFolder folder(options.folder);
-    const Result result = MeasureHere(options.once->measure, folder.Path(), workload);
+    const TemporaryFolder folder(parent);
+    const Result result = MeasureHere(entry.measure, folder.Path(), workload);
     for (int phase = 0; phase < phases; ++phase)
         std::printf("%-22s%10.3f\n", PhaseName(phase),
                     1e6 * result.seconds[std::size_t(phase)] / workload.Operations(phase));
@@ -339,22 +367,26 @@ Options ReadOptions(int argc, char** argv)
 
 void Fail(const std::string& why)
 {
-    std::fprintf(stderr, "bench_store: %s\n", why.c_str());
-    std::_Exit(1);
+    throw std::runtime_error(why);
 }
 
 int main(int argc, char** argv)
-{
+try {
     const Options options = ReadOptions(argc, argv);
     if (options.processorTime)
         phaseClock = CLOCK_PROCESS_CPUTIME_ID;
+    if (!options.once)
+        HandleInterrupts([](int) { interrupted = 1; });
     for (const int size : options.sizes) {
         if (options.once)
-            RunOnce(options, size);
+            RunOnce(*options.once, options.folder, size);
         else if (options.trace)
             CompareTraces(options, size);
         else
             Compare(options, size);
     }
     return 0;
+} catch (const std::exception& error) {
+    std::fprintf(stderr, "bench_store: %s\n", error.what());
+    return 1;
 }

@@ -3,7 +3,7 @@
 
 // What every contender of the store benchmark can do. A contender numbers the
 // products in the order in which they are inserted, from 1. A failure of a store
-// ends the program.
+// is thrown.
 
 #pragma once
 
@@ -52,7 +52,7 @@ ContenderPtr MakeLeveldb(const std::string& folder);
 ContenderPtr MakeGdbm(const std::string& folder);
 ContenderPtr MakeBerkeleyDb(const std::string& folder);
 
-// Ends the program: a benchmark of a store that fails measures nothing.
+// Throws: a benchmark of a store that fails measures nothing.
 [[noreturn]] void Fail(const std::string& why);
 
 inline void Require(bool holds, const char* what)

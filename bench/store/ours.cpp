@@ -32,7 +32,7 @@ public:
     ~Ours() override
     {
         for (int kind = 0; kind < keyKinds; ++kind)
-            Require(CloseIndex(Index(kind)) == 0, "CloseIndex");
+            CloseIndex(Index(kind));
         CloseDataFile(m_data);
         UnInitIndex();
     }
