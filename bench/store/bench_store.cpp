@@ -31,6 +31,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <malloc.h>
 #include <sstream>
 #include <stdexcept>
 #include <sys/wait.h>
@@ -101,6 +102,7 @@ private:
 
 Result MeasureHere(Measurement measure, const std::string& folder, const Workload& workload)
 {
+    malloc_trim(0); // or a store would be given memory that is there already
     const double before = StatusBytes("VmRSS");
     Result result = measure(folder, workload);
     if (result.fileBytes > 0) // what keeps no store has no memory for it
