@@ -4,26 +4,36 @@
 // The record store beside SQLite, LMDB and others, with the same products: four
 // keys and a record of 2,012 bytes each.
 //
-//     bench_store [--runs N] [--only NAME,NAME...] [--folder FOLDER] SIZE...
+//     bench_store [--runs N] [--only NAME,NAME...] [--folder FOLDER] [--cpu] SIZE...
 //
 // Each contender runs in a process of its own, in a folder below FOLDER (or
 // TMPDIR, or /tmp) that is removed after it. They take turns, N times (5). What
 // is printed are medians: ours in microseconds an operation, all others as a
-// ratio to ours. `calls` is the system calls of ours without the rest of it.
+// ratio to ours. `calls` is the system calls of ours without the rest of it,
+// `shared` is SQLite with its journal and locks. With --cpu processor time is
+// measured in place of the time that passed.
 //
-//     bench_store --once NAME SIZE
+//     bench_store --strace [--only NAME,NAME...] [--folder FOLDER] SIZE...
+//
+// counts the system calls of each contender with strace.
+//
+//     bench_store --once NAME [--folder FOLDER] [--cpu] SIZE
 //
 // takes one contender through its phases and prints its times, for a profiler.
 
 #include "store/measure.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <map>
+#include <malloc.h>
+#include <sstream>
+#include <stdexcept>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -38,9 +48,16 @@ struct Entry {
 };
 
 constexpr Entry entries[] = {
-    { "ours", MeasureOurs },           { "calls", MeasureCalls },
-    { "sqlite", Measure<MakeSqlite> }, { "sqlite-each", Measure<MakeSqliteEach> },
+    { "ours", MeasureOurs },
+    { "calls", MeasureCalls },
+    { "sqlite", Measure<MakeSqlite> },
+    { "sqlite-each", Measure<MakeSqliteEach> },
+    { "shared", Measure<MakeSqliteShared> },
+    { "shared-each", Measure<MakeSqliteSharedEach> },
     { "lmdb", Measure<MakeLmdb> },
+    { "leveldb", Measure<MakeLeveldb> },
+    { "gdbm", Measure<MakeGdbm> },
+    { "berkeleydb", Measure<MakeBerkeleyDb> }, // a row each
 };
 
 struct Options {
@@ -48,7 +65,9 @@ struct Options {
     std::string folder;
     std::vector<Entry> contenders;
     std::vector<int> sizes;
-    std::string once;
+    const Entry* once = nullptr;
+    bool trace = false;
+    bool processorTime = false;
 };
 
 // A line of /proc/self/status, in bytes.
@@ -83,32 +102,60 @@ private:
 
 Result MeasureHere(Measurement measure, const std::string& folder, const Workload& workload)
 {
+    malloc_trim(0); // or a store would be given memory that is there already
     const double before = StatusBytes("VmRSS");
     Result result = measure(folder, workload);
-    result.peakBytes = StatusBytes("VmHWM") - before;
+    if (result.fileBytes > 0) // what keeps no store has no memory for it
+        result.peakBytes = StatusBytes("VmHWM") - before;
     return result;
 }
 
-// In a process of its own, so that its peak of memory is its own.
-Result MeasureApart(Measurement measure, const std::string& parent, const Workload& workload)
+// Set by the signals that end the program, which clears up first.
+volatile std::sig_atomic_t interrupted = 0;
+
+void HandleInterrupts(void (*handler)(int))
 {
+    struct sigaction action {
+    };
+    action.sa_handler = handler; // and no SA_RESTART: waiting ends
+    for (const int number : { SIGINT, SIGTERM, SIGHUP })
+        sigaction(number, &action, nullptr);
+}
+
+[[noreturn]] void RunChild(Measurement measure, const std::string& folder, const Workload& workload,
+                           int descriptor)
+{
+    HandleInterrupts(SIG_DFL);
+    try {
+        const Result result = MeasureHere(measure, folder, workload);
+        _exit(write(descriptor, &result, sizeof result) == sizeof result ? 0 : 1);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "bench_store: %s\n", error.what());
+        _exit(1);
+    }
+}
+
+// In a process of its own, so that its peak of memory is its own.
+Result MeasureApart(const Entry& entry, const std::string& parent, const Workload& workload)
+{
+    Require(!interrupted, "interrupted");
     const TemporaryFolder folder(parent);
     int ends[2];
     Require(pipe(ends) == 0, "pipe");
     const pid_t child = fork();
     Require(child >= 0, "fork");
-    if (child == 0) {
-        const Result result = MeasureHere(measure, folder.Path(), workload);
-        const bool told = write(ends[1], &result, sizeof result) == sizeof result;
-        _exit(told ? 0 : 1);
-    }
+    if (child == 0)
+        RunChild(entry.measure, folder.Path(), workload, ends[1]);
     close(ends[1]);
     Result result;
     const bool told = read(ends[0], &result, sizeof result) == sizeof result;
     close(ends[0]);
-    int status;
-    waitpid(child, &status, 0);
-    Require(told && status == 0, "a contender failed");
+    if (!told)
+        kill(child, SIGKILL);
+    int status = 1;
+    while (waitpid(child, &status, 0) < 0 && errno == EINTR)
+        continue;
+    Require(told && status == 0, entry.name);
     return result;
 }
 
@@ -187,29 +234,70 @@ void Compare(const Options& options, int size)
     Results results(options.contenders.size());
     for (int run = 0; run < options.runs; ++run)
         for (std::size_t i = 0; i < results.size(); ++i)
-            results[i].push_back(
-                MeasureApart(options.contenders[i].measure, options.folder, workload));
+            results[i].push_back(MeasureApart(options.contenders[i], options.folder, workload));
     PrintTable(options, workload, results);
     PrintCalls(workload, results[0][0]);
     std::fflush(stdout);
 }
 
-void RunOnce(const Options& options, int size)
+void RunOnce(const Entry& entry, const std::string& parent, int size)
 {
-    RequireSpace(options.folder, size);
+    RequireSpace(parent, size);
     const Workload workload(size);
-    const TemporaryFolder folder(options.folder);
-    const Result result = MeasureHere(options.contenders.back().measure, folder.Path(), workload);
+    const TemporaryFolder folder(parent);
+    const Result result = MeasureHere(entry.measure, folder.Path(), workload);
     for (int phase = 0; phase < phases; ++phase)
         std::printf("%-22s%10.3f\n", PhaseName(phase),
                     1e6 * result.seconds[std::size_t(phase)] / workload.Operations(phase));
 }
 
+// System calls of a contender by phase, as strace sees them.
+std::array<double, phases> TraceCalls(const Options& options, const char* contender, int size)
+{
+    const std::string command = "strace -f -qq '" + fs::read_symlink("/proc/self/exe").string()
+        + "' --folder '" + options.folder + "' --once " + contender + " " + std::to_string(size)
+        + " 2>&1 >/dev/null";
+    FILE* const trace = popen(command.c_str(), "r");
+    Require(trace, "popen");
+    std::array<double, phases> counts{};
+    int phase = phases;
+    char line[4096];
+    while (std::fgets(line, sizeof line, trace)) {
+        if (const char* const mark = std::strstr(line, phaseMark))
+            phase = std::atoi(mark + std::strlen(phaseMark));
+        else if (phase < phases && !std::strstr(line, " resumed>"))
+            ++counts[std::size_t(phase)];
+    }
+    Require(pclose(trace) == 0, "strace failed");
+    return counts;
+}
+
+void CompareTraces(const Options& options, int size)
+{
+    RequireSpace(options.folder, size);
+    const Workload workload(size);
+    std::vector<std::array<double, phases>> counts;
+    std::printf("\n%d products. System calls an operation.\n\n%-22s", size, "");
+    for (const Entry& entry : options.contenders) {
+        std::printf("%12s", entry.name);
+        counts.push_back(TraceCalls(options, entry.name, size));
+    }
+    for (int phase = 0; phase < phases; ++phase) {
+        std::printf("\n%-22s", PhaseName(phase));
+        for (const auto& ofContender : counts)
+            std::printf("%12.3f", ofContender[std::size_t(phase)] / workload.Operations(phase));
+    }
+    std::printf("\n");
+}
+
 [[noreturn]] void Usage()
 {
-    std::fprintf(stderr,
-                 "usage: bench_store [--runs N] [--only NAME,NAME...] [--folder FOLDER] "
-                 "SIZE...\n       bench_store --once NAME SIZE\ncontenders:");
+    std::fputs(
+        "usage: bench_store [--runs N] [--only NAME,NAME...] [--folder FOLDER] [--cpu] SIZE...\n"
+        "       bench_store --strace [--only NAME,NAME...] [--folder FOLDER] SIZE...\n"
+        "       bench_store --once NAME [--folder FOLDER] [--cpu] SIZE\n"
+        "contenders:",
+        stderr);
     for (const Entry& entry : entries)
         std::fprintf(stderr, " %s", entry.name);
     std::fprintf(stderr, "\n");
@@ -225,14 +313,22 @@ int PositiveNumber(const char* text)
     return int(number);
 }
 
+const Entry& FindEntry(const std::string& name)
+{
+    for (const Entry& entry : entries)
+        if (name == entry.name)
+            return entry;
+    Usage();
+}
+
 // Ours comes first, as all others are compared with it.
 std::vector<Entry> Choose(const std::string& names)
 {
-    std::vector<Entry> chosen;
-    for (const Entry& entry : entries)
-        if (&entry == entries
-            || ("," + names + ",").find("," + std::string(entry.name) + ",") != std::string::npos)
-            chosen.push_back(entry);
+    std::vector<Entry> chosen{ entries[0] };
+    std::istringstream list(names);
+    for (std::string name; std::getline(list, name, ',');)
+        if (name != entries[0].name)
+            chosen.push_back(FindEntry(name));
     return chosen;
 }
 
@@ -248,17 +344,21 @@ Options ReadOptions(int argc, char** argv)
             options.sizes.push_back(PositiveNumber(argv[i]));
             continue;
         }
+        if (argument == "--cpu" || argument == "--strace") {
+            (argument == "--cpu" ? options.processorTime : options.trace) = true;
+            continue;
+        }
         const char* const value = ++i < argc ? argv[i] : "";
         if (argument == "--runs")
             options.runs = PositiveNumber(value);
-        else if (argument == "--only" || argument == "--once")
+        else if (argument == "--only")
             options.contenders = Choose(value);
+        else if (argument == "--once")
+            options.once = &FindEntry(value);
         else if (argument == "--folder")
             options.folder = value;
         else
             Usage();
-        if (argument == "--once")
-            options.once = value;
     }
     if (options.sizes.empty())
         Usage();
@@ -269,18 +369,26 @@ Options ReadOptions(int argc, char** argv)
 
 void Fail(const std::string& why)
 {
-    std::fprintf(stderr, "bench_store: %s\n", why.c_str());
-    std::_Exit(1);
+    throw std::runtime_error(why);
 }
 
 int main(int argc, char** argv)
-{
+try {
     const Options options = ReadOptions(argc, argv);
+    if (options.processorTime)
+        phaseClock = CLOCK_PROCESS_CPUTIME_ID;
+    if (!options.once)
+        HandleInterrupts([](int) { interrupted = 1; });
     for (const int size : options.sizes) {
-        if (options.once.empty())
-            Compare(options, size);
+        if (options.once)
+            RunOnce(*options.once, options.folder, size);
+        else if (options.trace)
+            CompareTraces(options, size);
         else
-            RunOnce(options, size);
+            Compare(options, size);
     }
     return 0;
+} catch (const std::exception& error) {
+    std::fprintf(stderr, "bench_store: %s\n", error.what());
+    return 1;
 }

@@ -3,7 +3,7 @@
 
 // What every contender of the store benchmark can do. A contender numbers the
 // products in the order in which they are inserted, from 1. A failure of a store
-// ends the program.
+// is thrown.
 
 #pragma once
 
@@ -30,22 +30,29 @@ public:
     // The record under a name, good until the next call; null if there is none.
     virtual const std::uint8_t* Fetch(const char* name) = 0;
 
-    // Visits names and numbers in the order of the names. False, without a
-    // visit, from a store that keeps no order.
+    // Visits names and numbers in the order of the names.
     using Visit = std::function<void(const char* name, std::size_t length, std::uint32_t number)>;
-    virtual bool Walk(const Visit& visit) = 0;
+    virtual void Walk(const Visit& visit) = 0;
+    // Whether it can do that.
+    virtual bool KeepsOrder() const { return true; }
 };
 
 using ContenderPtr = std::unique_ptr<Contender>;
 
 // Each makes an empty store in a folder, and is in a file of its own.
 ContenderPtr MakeOurs(const std::string& folder);
+// With its cheapest settings, a phase in one transaction or each change in one.
 ContenderPtr MakeSqlite(const std::string& folder);
-// The same, each change a transaction.
 ContenderPtr MakeSqliteEach(const std::string& folder);
+// The same with a journal and locks, as it comes.
+ContenderPtr MakeSqliteShared(const std::string& folder);
+ContenderPtr MakeSqliteSharedEach(const std::string& folder);
 ContenderPtr MakeLmdb(const std::string& folder);
+ContenderPtr MakeLeveldb(const std::string& folder);
+ContenderPtr MakeGdbm(const std::string& folder);
+ContenderPtr MakeBerkeleyDb(const std::string& folder);
 
-// Ends the program: a benchmark of a store that fails measures nothing.
+// Throws: a benchmark of a store that fails measures nothing.
 [[noreturn]] void Fail(const std::string& why);
 
 inline void Require(bool holds, const char* what)

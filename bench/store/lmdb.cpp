@@ -111,7 +111,7 @@ public:
         return static_cast<const std::uint8_t*>(record.mv_data);
     }
 
-    bool Walk(const Visit& visit) override
+    void Walk(const Visit& visit) override
     {
         Read();
         MDB_cursor* cursor;
@@ -120,7 +120,6 @@ public:
         while (mdb_cursor_get(cursor, &key, &number, MDB_NEXT) == MDB_SUCCESS)
             visit(static_cast<const char*>(key.mv_data), key.mv_size, NumberOf(number));
         mdb_cursor_close(cursor);
-        return true;
     }
 
 private:

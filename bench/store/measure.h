@@ -9,6 +9,7 @@
 #include "store/contender.h"
 
 #include <array>
+#include <ctime>
 #include <functional>
 #include <string>
 #include <vector>
@@ -24,6 +25,12 @@ enum Phase {
     phases
 };
 const char* PhaseName(int phase);
+
+// Looks for a file of this name, which is not there, with the phase behind it:
+// so one sees in the output of strace where a phase begins (or, with `phases`,
+// ends).
+constexpr char phaseMark[] = "phase:";
+void MarkPhase(int phase);
 
 // The products in the order in which they are inserted, and the names of those
 // that are looked up, in another order.
@@ -73,6 +80,9 @@ Result MeasureOurs(const std::string& folder, const Workload& workload);
 // order, at its offsets, with its sizes.
 Result MeasureCalls(const std::string& folder, const Workload& workload);
 
+// What phases are timed with: the time of day, or the processor time of the
+// process, which other programs on the machine disturb less.
+extern clockid_t phaseClock;
 double TimedPhase(const std::function<void()>& work);
 
 template <Factory make> Result Measure(const std::string& folder, const Workload& workload)

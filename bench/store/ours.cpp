@@ -32,7 +32,7 @@ public:
     ~Ours() override
     {
         for (int kind = 0; kind < keyKinds; ++kind)
-            Require(CloseIndex(Index(kind)) == 0, "CloseIndex");
+            CloseIndex(Index(kind));
         CloseDataFile(m_data);
         UnInitIndex();
     }
@@ -74,13 +74,12 @@ public:
         return number != 0 && GetRec(m_data, number, m_record) == 0 ? m_record : nullptr;
     }
 
-    bool Walk(const Visit& visit) override
+    void Walk(const Visit& visit) override
     {
         std::uint32_t number;
         ClearKey(Index(byName));
         while (NextKey(Index(byName), &number, m_key) == 0)
             visit(m_key, std::strlen(m_key), number);
-        return true;
     }
 
 private:

@@ -41,16 +41,18 @@ std::string Digits(std::size_t width, int number)
     return std::string(width - digits.size(), '0') + digits;
 }
 
-std::vector<std::string> MakeNames(int count, std::mt19937& random)
+// Straight into the products: what the heap is left like shows in the memory of
+// the stores.
+std::vector<Product> MakeNamed(int count, std::mt19937& random)
 {
-    std::vector<std::string> names;
+    std::vector<Product> products(static_cast<std::size_t>(count));
     for (int i = 0; i < count; ++i) {
         std::string name;
         for (int word = 0; word < 3; ++word)
             name.append(words[random() % std::size(words)]).append(" ");
-        names.push_back(name + std::to_string(1000000 + i));
+        SetText(products[std::size_t(i)].name, name + std::to_string(1000000 + i));
     }
-    return names;
+    return products;
 }
 
 // A permutation of 0 to count - 1: where a product stands by one of its keys.
@@ -75,19 +77,19 @@ std::string_view Key(const Product& product, int kind)
 std::vector<Product> MakeProducts(int count, bool ascending)
 {
     std::mt19937 random(1);
-    std::vector<std::string> names = MakeNames(count, random);
+    std::vector<Product> products = MakeNamed(count, random);
     if (ascending)
-        std::sort(names.begin(), names.end());
+        std::sort(products.begin(), products.end(), [](const Product& a, const Product& b) {
+            return std::strcmp(a.name, b.name) < 0;
+        });
     const std::vector<int> shelves = Places(count, ascending, random);
     const std::vector<int> serials = Places(count, ascending, random);
     const std::vector<int> ranks = Places(count, ascending, random);
-    std::vector<Product> products(static_cast<std::size_t>(count));
     for (std::size_t i = 0; i < products.size(); ++i) {
         Product& p = products[i];
-        SetText(p.name, names[i]);
         const auto category = int(std::int64_t(shelves[i]) * categories / count);
         SetText(p.category, "aisle " + Digits(2, category));
-        SetText(p.shelf, p.category + (" " + names[i]));
+        SetText(p.shelf, p.category + (" " + std::string(p.name)));
         SetText(p.serial, Digits(sizeof p.serial - 1, serials[i]));
         SetText(p.rank, Digits(sizeof p.rank - 1, ranks[i] / 10));
         p.number = std::uint32_t(i) + 1;
