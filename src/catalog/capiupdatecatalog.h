@@ -34,8 +34,9 @@ public:
 
     // Adds the products of one category to the open database. Of one that has a
     // package name or serial number of an earlier one, what the indexes refuse
-    // stays out (see docs/databases.md); nothing is told of that.
-    void ProcessRecordsInCategory(QDomElement& category, CCatalogFile* file);
+    // stays out (see docs/databases.md); nothing is told of that. A host that
+    // shows how far an update is overrides this.
+    virtual void ProcessRecordsInCategory(QDomElement& category, CCatalogFile* file);
 
 public slots:
     // Saves the first element of the reply. The file stays as it is when there
