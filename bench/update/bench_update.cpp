@@ -20,6 +20,7 @@
 #include <QApplication>
 #include <QDomDocument>
 #include <QFile>
+#include <QFileInfo>
 #include <QUrl>
 #include <cstdio>
 #include <fcntl.h>
@@ -83,12 +84,12 @@ bool ParseFile(const QString& name)
 // All of an update but the transfer; `save` and `fill` are its two halves.
 bool Update(bool save, bool fill)
 {
+    const std::unique_ptr<CAPIUpdateCatalog> request(new CAPIUpdateCatalog(true, true));
     QDomDocument document;
     if (!ReadReplyDocument(replyFile, document))
         return false;
     QDomElement body = document.documentElement();
     QDomElement catalog = body.firstChildElement();
-    const std::unique_ptr<CAPIUpdateCatalog> request(new CAPIUpdateCatalog(true, true));
     if (save)
         request->onSuccessfulTransfer(&body);
     return !fill || request->ProcessVantrelCatalogRequest(catalog);
@@ -108,7 +109,9 @@ bool RunTask(const QByteArray& task)
         return Update(true, true);
     if (task == "ReadCatalog")
         return CCatalogMgr().ReadCatalog();
-    return task == "nothing";
+    if (task == "request")
+        delete new CAPIUpdateCatalog(true, true);
+    return task == "nothing" || task == "request";
 }
 
 // ---- measuring ----
@@ -118,7 +121,7 @@ struct Cost {
     double megabytes = 0; // at the peak
 };
 
-Cost Run(const QByteArrayList& words)
+Cost Run(const QByteArrayList& words, bool shown = false)
 {
     std::vector<char*> arguments;
     for (const QByteArray& word : words)
@@ -126,8 +129,8 @@ Cost Run(const QByteArrayList& words)
     arguments.push_back(nullptr);
     const pid_t child = fork();
     if (child == 0) {
-        const int null = open("/dev/null", O_WRONLY);
-        dup2(null, STDOUT_FILENO);
+        if (!shown)
+            dup2(open("/dev/null", O_WRONLY), STDOUT_FILENO);
         execvp(arguments[0], arguments.data());
         _exit(127);
     }
@@ -160,22 +163,25 @@ void Tell(const char* what, const Cost& cost, const char* peer, const Cost& of)
     std::fflush(stdout);
 }
 
+// 0 products are all of them.
 void Measure(const QByteArray& self, int products)
 {
-    const int runs = products > 20000 ? 3 : 7;
-    // What every process of this program costs before it does anything.
+    const int runs = products == 0 ? 3 : 7;
+    // What a process of this program costs before it does anything, and with a
+    // request object, the first of which asks a server that is not there.
     const Cost nothing = Best({ self, "--task", "nothing" }, runs);
-    const auto task = [&](const char* name) {
+    const Cost request = Best({ self, "--task", "request" }, runs);
+    const auto task = [&](const char* name, const Cost& before) {
         Cost cost = Best({ self, "--task", name }, runs);
-        cost.seconds -= nothing.seconds;
+        cost.seconds -= before.seconds;
         return cost;
     };
-    const Cost parse = task("parse reply");
-    std::printf("%d products\n", products);
-    for (const char* name : { "parse reply", "gate and parse", "and save", "update" })
-        Tell(name, task(name), "the parse", parse);
-    const Cost parseFile = task("parse file");
-    Tell("ReadCatalog", task("ReadCatalog"), "the parse of the file", parseFile);
+    const Cost parse = task("parse reply", nothing);
+    Tell("parse reply", parse, "the parse", parse);
+    for (const char* name : { "gate and parse", "and save", "update" })
+        Tell(name, task(name, request), "the parse", parse);
+    const Cost parseFile = task("parse file", nothing);
+    Tell("ReadCatalog", task("ReadCatalog", nothing), "the parse of the file", parseFile);
 }
 
 void MeasureSearch()
@@ -189,28 +195,46 @@ void MeasureSearch()
     }
 }
 
+// Writes the reply for so many products of an index, all for 0. Returns how many
+// there are in it.
+int MakeReply(const QString& index, std::size_t count)
+{
+    const std::vector<DebianPackage> packages = ParseIndex(ReadIndex(index));
+    if (packages.empty())
+        qFatal("there is no package index to read");
+    count = count == 0 ? packages.size() : std::min(count, packages.size());
+    QFile file(replyFile);
+    if (!file.open(QIODevice::WriteOnly) || file.write(Reply(packages, count)) < 0)
+        qFatal("cannot write the reply");
+    return int(count);
+}
+
 } // namespace
 
 int main(int argc, char** argv)
 {
-    const QApplication application(argc, argv);
-    Setting("max reply size", "500000000");
-    if (argc == 3 && QByteArray(argv[1]) == "--task")
+    // The measuring process stays small: what it starts would seem as large as it
+    // is. So the tasks, and the making of the replies, are others' work.
+    if (argc == 3 && QByteArray(argv[1]) == "--task") {
+        const QApplication application(argc, argv);
+        Setting("max reply size", "500000000");
+        Setting("agent api url", "http://127.0.0.1:1/");
         return RunTask(argv[2]) ? 0 : 1;
-    const std::vector<DebianPackage> packages
-        = ParseIndex(ReadIndex(argc > 1 ? QString::fromLocal8Bit(argv[1]) : LargestIndex()));
-    if (packages.empty())
-        qFatal("there is no package index to read");
-    const QByteArray self = QFile::encodeName(QCoreApplication::applicationFilePath());
+    }
+    if (argc == 4 && QByteArray(argv[1]) == "--make") {
+        const QCoreApplication application(argc, argv);
+        std::printf("%d products\n",
+                    MakeReply(QFile::decodeName(argv[2]), QByteArray(argv[3]).toUInt()));
+        return 0;
+    }
+    const QByteArray self
+        = QFileInfo(QStringLiteral("/proc/self/exe")).symLinkTarget().toLocal8Bit();
+    const QByteArray index = argc > 1 ? QByteArray(argv[1]) : LargestIndex().toLocal8Bit();
     if (chdir(qgetenv("TEST_DIR").constData()) != 0)
         qFatal("run this in a sandbox");
-    for (const std::size_t count : { std::size_t(1000), std::size_t(10000), packages.size() }) {
-        QFile file(replyFile);
-        if (count > packages.size() || !file.open(QIODevice::WriteOnly)
-            || file.write(Reply(packages, count)) < 0)
-            continue;
-        file.close();
-        Measure(self, int(count));
+    for (const char* count : { "1000", "10000", "0" }) {
+        Run({ self, "--make", index, count }, true);
+        Measure(self, QByteArray(count).toInt());
     }
     MeasureSearch();
 }

@@ -17,7 +17,7 @@ using NumberField = std::int32_t CatalogProduct::*;
 
 std::string Decoded(const QString& text)
 {
-    return url_decode(text).toStdString();
+    return url_decode(text.toStdString());
 }
 
 std::string DecodedAttribute(const QDomElement& element, const char* name)
