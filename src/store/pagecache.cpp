@@ -266,6 +266,27 @@ int Find(IndexFile* index, std::uint32_t number, CachedPage** page)
     return 0;
 }
 
+void MarkChanged(CachedPage* page)
+{
+    page->dirty = true;
+    page->changed = ++pageClock;
+}
+
+int ItemsOf(const CachedPage& page)
+{
+    return page.buffer ? page.buffer->count : page.compact.count();
+}
+
+template <typename Change> bool ChangeCompact(CachedPage* page, Change change)
+{
+    cache.room -= RoomFor(page->compact);
+    const bool done = change();
+    cache.room += RoomFor(page->compact);
+    if (done)
+        MarkChanged(page);
+    return done;
+}
+
 std::vector<CachedPage*> ChangedPages(const IndexFile* index)
 {
     std::vector<CachedPage*> changed;
@@ -374,11 +395,37 @@ int tanewpage(IndexFile* index, std::uint32_t* number, IndexPage** page)
     return 0;
 }
 
+bool taaddtoleaf(IndexFile* index, std::uint32_t number, int position, const IndexItem& item)
+{
+    CachedPage* const page = FindPage(index, number);
+    if (!page || ItemsOf(*page) == pageItems)
+        return false;
+    if (page->buffer) {
+        InsertItem(page->buffer, position, item);
+        taupdatepage(page->buffer);
+        return true;
+    }
+    return ChangeCompact(page, [&] { return page->compact.InsertInLeaf(position, item); });
+}
+
+bool taremovefromleaf(IndexFile* index, std::uint32_t number, int position)
+{
+    CachedPage* const page = FindPage(index, number);
+    const int least = number == index->rootPage ? 1 : pageOrder;
+    if (!page || ItemsOf(*page) <= least)
+        return false;
+    if (page->buffer) {
+        RemoveItem(page->buffer, position);
+        taupdatepage(page->buffer);
+        return true;
+    }
+    return ChangeCompact(page, [&] { return page->compact.RemoveFromLeaf(position); });
+}
+
 void taupdatepage(IndexPage* page)
 {
     CachedPage& changed = PageOf(page);
-    changed.dirty = true;
-    changed.changed = ++pageClock;
+    MarkChanged(&changed);
     SetCompact(&changed, CompactPage());
 }
 

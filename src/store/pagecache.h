@@ -30,6 +30,12 @@ int tagetpage(IndexFile* index, std::uint32_t number, IndexPage** page);
 int tasearchpage(IndexFile* index, std::uint32_t number, const IndexItem& wanted,
                  PagePosition* position);
 
+// Puts an item into a leaf just searched, behind the one at `position`, or takes
+// that one out, in whichever form the leaf is in memory. False, with nothing
+// changed, if more pages than this one would have to change.
+bool taaddtoleaf(IndexFile* index, std::uint32_t number, int position, const IndexItem& item);
+bool taremovefromleaf(IndexFile* index, std::uint32_t number, int position);
+
 // A page with a new number, a freed one first; all zeros.
 int tanewpage(IndexFile* index, std::uint32_t* number, IndexPage** page);
 
