@@ -225,11 +225,13 @@ private slots:
 
     void installedApplicationsAreListedStartedAndForgotten()
     {
-        for (const char* serial : { "1001", "1003" })
+        for (const char* serial : { "1001", "1003" }) {
+            QTest::qWait(1100); // uses are told apart by their second
             QCOMPARE(
                 pakmart({ QStringLiteral("install"), QStringLiteral("-y"), QLatin1String(serial) })
                     .status,
                 0);
+        }
         QString list = pakmart({ QStringLiteral("recent") }).out;
         static const QRegularExpression line(
             QStringLiteral("^ +\\d  \\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d  Star Lander \\(1001\\)$"),
