@@ -226,12 +226,11 @@ private slots:
     void installedApplicationsAreListedStartedAndForgotten()
     {
         for (const char* serial : { "1001", "1003" }) {
+            QTest::qWait(1100); // uses are told apart by their second
             QCOMPARE(
                 pakmart({ QStringLiteral("install"), QStringLiteral("-y"), QLatin1String(serial) })
                     .status,
                 0);
-            // The list tells apart what is a second apart.
-            QTest::qWait(1100);
         }
         QString list = pakmart({ QStringLiteral("recent") }).out;
         static const QRegularExpression line(
