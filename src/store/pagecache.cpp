@@ -255,6 +255,10 @@ int Fetch(IndexFile* index, std::uint32_t number)
 // The page, read into a buffer if it is not in memory, as the one used last.
 int Find(IndexFile* index, std::uint32_t number, CachedPage** page)
 {
+    // The steps of a walk mostly stay on one page.
+    *page = cache.buffered.newest;
+    if (*page && (*page)->owner == index && (*page)->number == number)
+        return 0;
     *page = FindPage(index, number);
     if (*page) {
         OrderOf(*page).Touch(*page);
