@@ -32,6 +32,15 @@ int InstallCommand(Display& display, const BoxWatcher& boxes, const QStringList&
                    const InstallOptions& options);
 int RemoveCommand(Display& display, const QStringList& names, bool yes);
 int UpdateSourcesCommand(Display& display, const BoxWatcher& boxes);
+
+int UpdateCommand(Display& display, const BoxWatcher& boxes, bool json);
+int CategoriesCommand(Display& display, bool json);
+int ListCommand(Display& display, const QString& category, bool json);
+int ShowCommand(Display& display, const QStringList& serials, bool json);
+int SearchCommand(Display& display, const QStringList& words, bool json);
+// The packages whose names are like `pattern`, all for an empty one.
+int InstalledCommand(Display& display, const QString& pattern, bool json);
+
 int AislesCommand(Display& display, const BoxWatcher& boxes, bool json);
 int SyncCommand(Display& display, const BoxWatcher& boxes, bool json);
 

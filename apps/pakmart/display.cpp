@@ -7,6 +7,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QJsonDocument>
 #include <QStandardPaths>
 #include <algorithm>
 #include <cstdio>
@@ -83,6 +84,25 @@ void Display::write(const QByteArray& bytes)
             return;
         done += int(count);
     }
+}
+
+int Display::width() const
+{
+    bool isNumber = false;
+    const int columns = qEnvironmentVariableIntValue("COLUMNS", &isNumber);
+    if (isNumber && columns > 0)
+        return std::max(columns, 20);
+    return m_terminal ? TerminalWidth(m_out) : 0;
+}
+
+void Display::sayJson(const QJsonArray& array)
+{
+    say(QString::fromUtf8(QJsonDocument(array).toJson(QJsonDocument::Compact)));
+}
+
+void Display::sayJson(const QJsonObject& object)
+{
+    say(QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Compact)));
 }
 
 void Display::say(const QString& line)

@@ -9,6 +9,8 @@
 
 #pragma once
 
+#include <QJsonArray>
+#include <QJsonObject>
 #include <QString>
 
 class Display
@@ -24,7 +26,13 @@ public:
     // Where the library's lines go; empty where they are shown or dropped.
     QString logFile() const { return m_logFile; }
 
+    // The columns that lines should fit into: those of the variable COLUMNS, else of
+    // the terminal; 0, without limit, where there is neither.
+    int width() const;
+
     void say(const QString& line); // on standard output
+    void sayJson(const QJsonArray& array); // on one line
+    void sayJson(const QJsonObject& object);
     void complain(const QString& text); // on standard error
 
     // What is being done, and how far it is: a bar on a terminal, a line where

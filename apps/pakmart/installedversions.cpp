@@ -3,27 +3,17 @@
 
 #include "installedversions.h"
 
-#include <QFile>
-#include <vantrelagent/util/paths.h>
+#include <vantrelagent/db/cdpkg.h>
 
 QMap<QString, QString> InstalledVersions()
 {
+    CDpkg packages;
+    packages.ReadStatusFile();
     QMap<QString, QString> versions;
-    QFile status(SystemPath(QStringLiteral("/var/lib/dpkg/status")));
-    if (!status.open(QIODevice::ReadOnly))
-        return versions;
-    QByteArray name;
-    bool installed = false;
-    while (!status.atEnd()) {
-        const QByteArray line = status.readLine().trimmed();
-        if (line.startsWith("Package: "))
-            name = line.mid(9);
-        else if (line.startsWith("Status: "))
-            installed = line.endsWith(" installed");
-        else if (line.startsWith("Version: ") && installed)
-            versions[QString::fromUtf8(name)] = QString::fromUtf8(line.mid(9));
-        else if (line.isEmpty())
-            installed = false;
+    for (const CDpkgInfo& package : packages.Packages()) {
+        if (package.GetStatus() == 0 && !package.GetVersion().empty())
+            versions[QString::fromStdString(package.GetName())]
+                = QString::fromStdString(package.GetVersion());
     }
     return versions;
 }

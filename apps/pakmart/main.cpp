@@ -20,9 +20,15 @@ const char usage[] = R"(Usage: pakmart [OPTION]... COMMAND [ARGUMENT]...
 Installs and removes the products of the Pakmart store.
 
 Commands:
+  update                     fetch the store's catalog
+  categories                 show its categories
+  list CATEGORY              show the products of one
+  search WORD...             find products by name, package or description
+  show SERIAL...             show all that is known of products
   install SERIAL...          install products by their serial numbers
   install --package NAME...  install packages by name
   remove NAME...             remove packages
+  installed [PATTERN]        show the packages of this machine
   recent                     show the applications used last, newest first
   recent --run N             start the N-th of them
   forget SERIAL...           take applications out of that list
@@ -36,8 +42,9 @@ Commands:
 
 Options:
   -y, --yes        do not ask before downloading or removing
-      --json       aisles, sync, os-update, status, register: tell the result as
-                   one line of JSON; nothing is asked then, so os-update needs --yes
+      --json       tell the result as one line of JSON: update, categories, list,
+                   search, show, installed, aisles, sync, status, register, and
+                   os-update, which needs --yes then, since nothing is asked
   -v, --verbose    show the lines of the library and of the package tools
       --dialogs    show the library's dialogs on the display
       --pictures DIR  write a PNG picture of each dialog to DIR
@@ -48,7 +55,7 @@ Exit status: 0 done, 1 failed, 2 usage, 3 declined, 130 interrupted.
 )";
 
 // What stands behind a command.
-enum class Arguments { None, Some, Serials };
+enum class Arguments { None, One, Some, Serials }; // One: or none
 
 // A command, with the options that not every command has.
 struct Command {
@@ -63,6 +70,42 @@ const QString json = QStringLiteral("--json");
 const QString run = QStringLiteral("--run");
 
 const Command commands[] = {
+    { "update",
+      Arguments::None,
+      { json },
+      [](Display& display, const BoxWatcher& boxes, const CommandLine& line) {
+          return UpdateCommand(display, boxes, line.has("--json"));
+      } },
+    { "categories",
+      Arguments::None,
+      { json },
+      [](Display& display, const BoxWatcher&, const CommandLine& line) {
+          return CategoriesCommand(display, line.has("--json"));
+      } },
+    { "list",
+      Arguments::Some,
+      { json },
+      [](Display& display, const BoxWatcher&, const CommandLine& line) {
+          return ListCommand(display, line.arguments.join(QLatin1Char(' ')), line.has("--json"));
+      } },
+    { "search",
+      Arguments::Some,
+      { json },
+      [](Display& display, const BoxWatcher&, const CommandLine& line) {
+          return SearchCommand(display, line.arguments, line.has("--json"));
+      } },
+    { "show",
+      Arguments::Serials,
+      { json },
+      [](Display& display, const BoxWatcher&, const CommandLine& line) {
+          return ShowCommand(display, line.arguments, line.has("--json"));
+      } },
+    { "installed",
+      Arguments::One,
+      { json },
+      [](Display& display, const BoxWatcher&, const CommandLine& line) {
+          return InstalledCommand(display, line.arguments.value(0), line.has("--json"));
+      } },
     { "install",
       Arguments::Serials,
       { package },
@@ -160,6 +203,9 @@ QString CheckOptions(const CommandLine& line, const Command& command)
 
 QString CheckArguments(const CommandLine& line, const Command& command)
 {
+    if (command.arguments == Arguments::One)
+        return line.arguments.size() > 1 ? QStringLiteral("%1 takes one argument").arg(line.command)
+                                         : QString();
     if ((command.arguments == Arguments::None) != line.arguments.isEmpty())
         return line.arguments.isEmpty() ? QStringLiteral("%1 what?").arg(line.command)
                                         : QStringLiteral("%1 takes no arguments").arg(line.command);

@@ -10,7 +10,6 @@
 
 #include <QDomElement>
 #include <QJsonArray>
-#include <QJsonDocument>
 #include <QJsonObject>
 #include <vantrelagent/install/capiinstallpackages.h>
 
@@ -112,7 +111,7 @@ void TellJson(Display& display, const QList<Change>& changes, bool agent)
     }
     const QJsonObject all{ { QStringLiteral("updated"), updated },
                            { QStringLiteral("agent"), agent } };
-    display.say(QString::fromUtf8(QJsonDocument(all).toJson(QJsonDocument::Compact)));
+    display.sayJson(all);
 }
 
 void Tell(Display& display, const QList<Change>& changes, bool agent)

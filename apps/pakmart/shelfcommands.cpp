@@ -7,18 +7,15 @@
 #include "commands.h"
 #include "display.h"
 #include "interrupt.h"
+#include "savedmark.h"
 
 #include <QEventLoop>
-#include <QFile>
 #include <QJsonArray>
-#include <QJsonDocument>
 #include <QJsonObject>
-#include <sys/stat.h>
 #include <vantrelagent/catalog/capigetaisles.h>
 #include <vantrelagent/catalog/capisyncmymachine.h>
 #include <vantrelagent/catalog/cxmlnode.h>
 #include <vantrelagent/catalog/savedtree.h>
-#include <vantrelagent/util/paths.h>
 
 namespace
 {
@@ -27,17 +24,6 @@ namespace
 QString Text(const std::string& text)
 {
     return QString::fromStdString(text).replace(QLatin1String("%2b"), QLatin1String("+"));
-}
-
-// A mark by which it is seen that a file has been written.
-QByteArray MarkOf(const QString& path)
-{
-    struct stat info = {};
-    if (stat(QFile::encodeName(path).constData(), &info) != 0)
-        return QByteArray();
-    return QByteArray::number(qulonglong(info.st_ino)) + ' '
-        + QByteArray::number(qlonglong(info.st_mtim.tv_sec)) + '.'
-        + QByteArray::number(qlonglong(info.st_mtim.tv_nsec));
 }
 
 // Runs a request that does not wait for its own end. False when it failed.
@@ -61,8 +47,7 @@ bool RunToItsEnd(CAPI* request)
 int Fetch(Display& display, const BoxWatcher& boxes, CAPI* request, const char* name,
           CXMLNode& tree)
 {
-    const QString path = GetRootPath() + QLatin1String(name);
-    const QByteArray before = MarkOf(SystemPath(path));
+    const SavedMark saved(name);
     const bool succeeded = RunToItsEnd(request);
     if (Interrupt::received())
         return ExitInterrupted;
@@ -72,13 +57,12 @@ int Fetch(Display& display, const BoxWatcher& boxes, CAPI* request, const char* 
             display.complain(QStringLiteral("the request failed"));
         return ExitFailed;
     }
-    // The library does not tell whether it could save what came.
-    if (MarkOf(SystemPath(path)) == before) {
-        display.complain(QStringLiteral("the answer could not be saved in %1").arg(path));
+    if (!saved.isNew()) {
+        display.complain(QStringLiteral("the answer could not be saved in %1").arg(saved.path()));
         return ExitFailed;
     }
     if (!ReadSavedTree(name, tree)) {
-        display.complain(QStringLiteral("%1 cannot be read").arg(path));
+        display.complain(QStringLiteral("%1 cannot be read").arg(saved.path()));
         return ExitFailed;
     }
     return ExitDone;
@@ -160,7 +144,7 @@ int Show(Display& display, const BoxWatcher& boxes, bool json, const Shelf& shel
         return status;
     const QJsonArray entries = shelf.asJson(tree);
     if (json) {
-        display.say(QString::fromUtf8(QJsonDocument(entries).toJson(QJsonDocument::Compact)));
+        display.sayJson(entries);
         return ExitDone;
     }
     if (entries.isEmpty())

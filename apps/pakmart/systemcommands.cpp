@@ -9,7 +9,6 @@
 
 #include <QDomElement>
 #include <QEventLoop>
-#include <QJsonDocument>
 #include <QJsonObject>
 #include <QUrl>
 #include <support/cconfigfile.h>
@@ -19,11 +18,6 @@
 
 namespace
 {
-
-void SayJson(Display& display, const QJsonObject& object)
-{
-    display.say(QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Compact)));
-}
 
 QJsonValue TextOrNull(const QString& text)
 {
@@ -72,12 +66,12 @@ int StatusCommand(Display& display, bool json)
     if (Interrupt::received())
         return ExitInterrupted;
     if (json)
-        SayJson(display,
-                { { QStringLiteral("reached"), reached },
-                  { QStringLiteral("server"), url },
-                  { QStringLiteral("system"), TextOrNull(GetVantrelOSVersionInfo().trimmed()) },
-                  { QStringLiteral("lastUpdate"), TextOrNull(LastUpdate()) },
-                  { QStringLiteral("builder"), Builder() } });
+        display.sayJson(QJsonObject{
+            { QStringLiteral("reached"), reached },
+            { QStringLiteral("server"), url },
+            { QStringLiteral("system"), TextOrNull(GetVantrelOSVersionInfo().trimmed()) },
+            { QStringLiteral("lastUpdate"), TextOrNull(LastUpdate()) },
+            { QStringLiteral("builder"), Builder() } });
     else if (reached)
         TellStatus(display, url);
     if (!asked)
@@ -110,10 +104,9 @@ int RegisterCommand(Display& display, bool json)
         return ExitInterrupted;
     succeeded = succeeded && error.isEmpty();
     if (json)
-        SayJson(display,
-                { { QStringLiteral("registered"), succeeded },
-                  { QStringLiteral("builder"), Builder() },
-                  { QStringLiteral("error"), TextOrNull(error) } });
+        display.sayJson(QJsonObject{ { QStringLiteral("registered"), succeeded },
+                                     { QStringLiteral("builder"), Builder() },
+                                     { QStringLiteral("error"), TextOrNull(error) } });
     else if (succeeded)
         display.say(
             QStringLiteral("The store knows that this machine comes from the system builder "

@@ -27,14 +27,16 @@ public:
     CAPIUpdateCatalog(bool bSilent, bool bWait);
 
     // Rebuilds the catalog database from nothing, a record for each product of
-    // each "category" among the children of `catalog`. False, with nothing
-    // touched, when the database cannot be created; as long as there is none,
-    // that is always so.
+    // each "category" among the children of `catalog`. Until it is whole, the old
+    // one can be read. False, with that one as it was, when the new one cannot be
+    // created or written.
     bool ProcessVantrelCatalogRequest(QDomElement& catalog);
 
-    // Adds the products of one category to the open database. One that it does
-    // not take is passed over.
-    void ProcessRecordsInCategory(QDomElement& category, CCatalogFile* file);
+    // Adds the products of one category to the open database. Of one that has a
+    // package name or serial number of an earlier one, what the indexes refuse
+    // stays out (see docs/databases.md); nothing is told of that. A host that
+    // shows how far an update is overrides this.
+    virtual void ProcessRecordsInCategory(QDomElement& category, CCatalogFile* file);
 
 public slots:
     // Saves the first element of the reply. The file stays as it is when there

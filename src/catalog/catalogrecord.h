@@ -1,9 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The one place where the catalog goes into the catalog database.
-//
-// There is no such database yet: it cannot be created, and nothing is recorded.
+// How the products of a catalog become the catalog database.
 
 #pragma once
 
@@ -13,8 +11,11 @@ class CCatalogFile;
 struct CatalogProduct;
 
 // Makes the database afresh, with no product, lets `fill` record them, and closes
-// it. False, without calling `fill`, when it cannot be created: always, for now.
+// it. The new one takes the place of the old one when it is whole (see
+// catalogstage.h). False when it cannot be created, without calling `fill`, or
+// when something could not be written: the old one stays then.
 bool RebuildCatalogDatabase(const std::function<void(CCatalogFile& file)>& fill);
 
-// Adds a product as one new record, not installed.
+// Adds a product as one new record, not installed. Texts are cut to their fields;
+// what the database refuses of it stays out.
 void RecordProduct(const CatalogProduct& product, CCatalogFile& file);

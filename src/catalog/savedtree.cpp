@@ -59,7 +59,7 @@ void KeepOwner(int fd, const struct stat& before)
 
 } // namespace
 
-QString DataFile(const char* name)
+QString SavedTreePath(const char* name)
 {
     return SystemPath(GetRootPath() + QLatin1String(name));
 }
@@ -72,7 +72,7 @@ bool ReadFirstElement(const QDomElement& body, CXMLNode& tree)
 
 bool SaveTree(CXMLNode& tree, const char* name)
 {
-    QSaveFile file(DataFile(name));
+    QSaveFile file(SavedTreePath(name));
     file.setDirectWriteFallback(true);
     struct stat before = {};
     const bool isNew = stat(QFile::encodeName(file.fileName()).constData(), &before) != 0;
@@ -100,7 +100,7 @@ void SaveFirstElement(const QDomElement& body, const char* name)
 bool ReadSavedTree(const char* name, CXMLNode& tree)
 {
     QDomDocument document;
-    if (!ReadReplyDocument(DataFile(name), document))
+    if (!ReadReplyDocument(SavedTreePath(name), document))
         return false;
     QDomNode root = document.documentElement();
     return tree.ReadNode(root);

@@ -19,7 +19,7 @@ class CXMLNode;
 class QDomElement;
 
 // Where the file `name` of the data folder is, as it is to be opened.
-QString DataFile(const char* name);
+QString SavedTreePath(const char* name);
 
 // Reads the first element of a reply's body into `tree`; what stands before it
 // and is no element is passed over. False when there is none, or when it cannot

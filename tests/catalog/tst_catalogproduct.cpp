@@ -367,20 +367,6 @@ private slots:
                  QByteArray("<catalog><category name=\"a%20b\"></category>\n</catalog>\n"));
         QVERIFY(QFile::remove(DataPath(QStringLiteral(".catalog"))));
     }
-
-    // -- into the database
-
-    void withoutADatabaseNothingIsRecorded()
-    {
-        QDomDocument document;
-        QVERIFY(
-            document.setContent(QByteArray("<catalog><category><product/></category></catalog>")));
-        QDomElement catalog = document.documentElement();
-        auto* request = new CAPIUpdateCatalog(true, true);
-        QVERIFY(!request->ProcessVantrelCatalogRequest(catalog));
-        delete request;
-        QCOMPARE(DataFiles(), QStringList());
-    }
 };
 
 QTEST_MAIN(CatalogProductTest)

@@ -10,7 +10,9 @@
 #include "catalog/catalogproduct.h"
 #include "catalog/ccatalogmgr.h"
 #include "catalog/savedtree.h"
+#include "db/ccatalogfile.h"
 #include "server/serverprocess.h"
+#include "store/indexfile.h"
 #include "tests/common/datafolder.h"
 #include "tests/common/observe.h"
 #include "tests/common/statusfile.h"
@@ -114,7 +116,9 @@ private slots:
         Setting("agent api url", m_server->url().toStdString() + "/getagentapi.php");
 
         auto* update = new CAPIUpdateCatalog(true, true);
-        connect(update, &CAPI::SuccessfulTransfer, this, [this](QDomElement* body) {
+        connect(update, &CAPI::SuccessfulTransfer, this, [this, update](QDomElement* body) {
+            QDomElement catalog = body->firstChildElement();
+            QVERIFY(update->ProcessVantrelCatalogRequest(catalog));
             ForEachCategory(body->firstChildElement(), [this](const QDomElement& category) {
                 ForEachProduct(category, [this](const CatalogProduct& product) {
                     m_products.push_back(product);
@@ -158,6 +162,30 @@ private slots:
                    &product.vantrelRanking, &product.applicationURL, &product.authorURL })
                 QCOMPARE(Bytes(*field), row.agent);
         }
+    }
+
+    void databaseHasThemAsTheAgentHasThem()
+    {
+        QCOMPARE(InitIndex(), 0);
+        CCatalogFile file;
+        QVERIFY(file.Open());
+        for (int i = 0; i < m_rows.size(); ++i) {
+            const QByteArray& text = m_rows[i].agent;
+            QVERIFY(file.FindServerSerialNumber(i + 1));
+            for (const char* field :
+                 { file.Category(), file.CategoryURL(), file.Name(), file.Vendor(),
+                   file.Copyright(), file.ApplicationURL(), file.AuthorURL() })
+                QCOMPARE(QByteArray(field), text);
+            QCOMPARE(file.Description().toUtf8(), text);
+            for (const QByteArray& field :
+                 { QByteArray(file.Price()), QByteArray(file.ReleaseDate()),
+                   QByteArray(file.VantrelRanking()) })
+                QVERIFY2(!field.isEmpty() && text.startsWith(field), text.constData());
+            QVERIFY(file.FindFirstForCategory(text));
+            QCOMPARE(file.ServerSerialNumber(), i + 1);
+        }
+        file.Close();
+        UnInitIndex();
     }
 
     void filesHoldThem()

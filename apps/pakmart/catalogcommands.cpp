@@ -1,0 +1,222 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// Looking around in the catalog: its categories, the products of one, one product.
+
+#include "commands.h"
+#include "display.h"
+#include "layout.h"
+#include "products.h"
+
+#include <QJsonArray>
+#include <QLocale>
+#include <QMap>
+#include <algorithm>
+#include <vantrelagent/db/catalogscan.h>
+#include <vantrelagent/db/cdpkg.h>
+
+namespace
+{
+
+QString Text(const char* text)
+{
+    return QString::fromUtf8(text);
+}
+
+// By name, without regard to letter case.
+void Sort(QList<Product>& products)
+{
+    std::sort(products.begin(), products.end(), [](const Product& a, const Product& b) {
+        const int order = QString::compare(a.name, b.name, Qt::CaseInsensitive);
+        return order != 0 ? order < 0 : a.serial < b.serial;
+    });
+}
+
+// The products that are shown, by their categories without regard to letter case.
+struct CategoryCount {
+    QString name;
+    int products = 0;
+};
+
+QMap<QString, CategoryCount> CountCategories(CatalogScan& scan)
+{
+    QMap<QByteArray, int> counts;
+    while (scan.Next()) {
+        if (!scan.Hidden())
+            ++counts[scan.Category()];
+    }
+    QMap<QString, CategoryCount> categories;
+    for (auto at = counts.begin(); at != counts.end(); ++at) {
+        const QString name = QString::fromUtf8(at.key()).simplified();
+        CategoryCount& category = categories[name.toCaseFolded()];
+        category.name = name;
+        category.products += at.value();
+    }
+    return categories;
+}
+
+// The version of a package on this machine; null if there is none.
+QString InstalledVersion(const CDpkg& packages, const char* package)
+{
+    const CDpkgInfo info = packages.GetPackageInfo(package);
+    return info.GetName().empty() || info.GetStatus() != 0 ? QString()
+                                                           : Text(info.GetVersion().c_str());
+}
+
+QJsonObject DetailsAsJson(CatalogScan& scan, const QString& installed)
+{
+    QJsonArray needs;
+    for (const std::string& name : scan.Dependencies())
+        needs << Text(name.c_str());
+    QJsonObject all = ProductAsJson(ProductOf(scan));
+    const QJsonObject more{
+        { QStringLiteral("description"), Text(scan.Description().c_str()) },
+        { QStringLiteral("vendor"), Text(scan.Vendor()) },
+        { QStringLiteral("copyright"), Text(scan.Copyright()) },
+        { QStringLiteral("price"), Text(scan.Price()) },
+        { QStringLiteral("hidden"), scan.Hidden() },
+        { QStringLiteral("released"), Text(scan.ReleaseDate()) },
+        { QStringLiteral("reviewScore"), Text(scan.ReviewScore()) },
+        { QStringLiteral("categoryRanking"), Text(scan.CategoryRanking()) },
+        { QStringLiteral("subcategoryRanking"), Text(scan.SubCategoryRanking()) },
+        { QStringLiteral("ranking"), Text(scan.VantrelRanking()) },
+        { QStringLiteral("downloads"), scan.Downloads() },
+        { QStringLiteral("size"), scan.FileSize() },
+        { QStringLiteral("categoryPage"), Text(scan.CategoryURL()) },
+        { QStringLiteral("page"), Text(scan.ApplicationURL()) },
+        { QStringLiteral("authorPage"), Text(scan.AuthorURL()) },
+        { QStringLiteral("needs"), needs },
+        { QStringLiteral("installed"), installed.isNull() ? QJsonValue() : QJsonValue(installed) },
+    };
+    for (auto at = more.begin(); at != more.end(); ++at)
+        all[at.key()] = at.value();
+    return all;
+}
+
+QString Joined(const std::vector<std::string>& names)
+{
+    QStringList list;
+    for (const std::string& name : names)
+        list << Text(name.c_str()).simplified();
+    return list.join(QStringLiteral(", "));
+}
+
+QString PositiveNumber(int number)
+{
+    return number > 0 ? QString::number(number) : QString();
+}
+
+void SayDetails(Display& display, CatalogScan& scan, const QString& installed)
+{
+    constexpr int labelWidth = 14;
+    const auto line = [&display](const char* label, const QString& text) {
+        if (!text.simplified().isEmpty())
+            display.say(Padded(QLatin1String(label), labelWidth)
+                        + Wrapped(text.simplified(), display.width(), labelWidth).mid(labelWidth));
+    };
+    const int size = scan.FileSize();
+    line("Name:", Text(scan.Name()));
+    line("Serial:", QString::number(scan.ServerSerialNumber()));
+    line("Package:", Text(scan.PackageName()));
+    line("Version:", Text(scan.Version()));
+    line("Installed:", installed.isNull() ? QStringLiteral("no") : installed);
+    line("Category:", Text(scan.Category()));
+    line("Vendor:", Text(scan.Vendor()));
+    line("Copyright:", Text(scan.Copyright()));
+    line("Price:", Text(scan.Price()));
+    line("Size:", size > 0 ? QLocale::c().formattedDataSize(size) : QString());
+    line("Released:", Text(scan.ReleaseDate()));
+    line("Review score:", Text(scan.ReviewScore()));
+    line("Ranking:", Text(scan.VantrelRanking()));
+    line("Downloads:", PositiveNumber(scan.Downloads()));
+    line("Page:", Text(scan.ApplicationURL()));
+    line("Author:", Text(scan.AuthorURL()));
+    line("Needs:", Joined(scan.Dependencies()));
+    line("Hidden:", scan.Hidden() ? QStringLiteral("yes") : QString());
+    const QString description = Text(scan.Description().c_str());
+    if (!description.isEmpty())
+        display.say(QLatin1Char('\n') + Wrapped(description, display.width(), 2));
+}
+
+} // namespace
+
+int CategoriesCommand(Display& display, bool json)
+{
+    CatalogScan scan;
+    if (!HasCatalog(display, scan))
+        return ExitFailed;
+    QJsonArray all;
+    const QMap<QString, CategoryCount> categories = CountCategories(scan);
+    for (const CategoryCount& category : categories) {
+        if (!json)
+            display.say(Fitted(QStringLiteral("%1  ").arg(category.products, 6) + category.name,
+                               display.width()));
+        all << QJsonObject{ { QStringLiteral("name"), category.name },
+                            { QStringLiteral("products"), category.products } };
+    }
+    if (json)
+        display.sayJson(all);
+    else if (categories.isEmpty())
+        display.say(QStringLiteral("The catalog is empty."));
+    return ExitDone;
+}
+
+int ListCommand(Display& display, const QString& category, bool json)
+{
+    CatalogScan scan;
+    if (!HasCatalog(display, scan))
+        return ExitFailed;
+    const QString wanted = category.simplified().toCaseFolded();
+    QList<Product> products;
+    QByteArray last("\n"); // no category is called that
+    bool isWanted = false;
+    while (scan.Next()) {
+        // Products of a category come together, as a rule.
+        if (last != scan.Category()) {
+            last = scan.Category();
+            isWanted = QString::fromUtf8(last).simplified().toCaseFolded() == wanted;
+        }
+        if (isWanted && !scan.Hidden())
+            products << ProductOf(scan);
+    }
+    if (products.isEmpty()) {
+        display.complain(
+            QStringLiteral("there is no category '%1': 'pakmart categories' lists them")
+                .arg(category));
+        return ExitFailed;
+    }
+    Sort(products);
+    SayProducts(display, products, json);
+    return ExitDone;
+}
+
+int ShowCommand(Display& display, const QStringList& serials, bool json)
+{
+    CDpkg packages;
+    packages.ReadStatusFile();
+    QJsonArray all;
+    int status = ExitDone, shown = 0;
+    for (const QString& serial : serials) {
+        CatalogScan scan;
+        if (!HasCatalog(display, scan))
+            return ExitFailed;
+        while (scan.Next() && scan.ServerSerialNumber() != serial.toLongLong()) { }
+        if (scan.ServerSerialNumber() != serial.toLongLong()) {
+            display.complain(
+                QStringLiteral("there is no product with the serial number %1").arg(serial));
+            status = ExitFailed;
+            continue;
+        }
+        const QString installed = InstalledVersion(packages, scan.PackageName());
+        if (json) {
+            all << DetailsAsJson(scan, installed);
+            continue;
+        }
+        if (shown++ > 0)
+            display.say(QString());
+        SayDetails(display, scan, installed);
+    }
+    if (json)
+        display.sayJson(all);
+    return status;
+}

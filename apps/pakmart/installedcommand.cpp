@@ -1,0 +1,59 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The packages of this machine.
+
+#include "commands.h"
+#include "display.h"
+#include "installedversions.h"
+#include "layout.h"
+
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QRegularExpression>
+#include <algorithm>
+
+namespace
+{
+
+// A name is like a pattern of the shell as a whole, and like a plain word anywhere.
+bool IsLike(const QString& name, const QString& pattern)
+{
+    static const QRegularExpression special(QStringLiteral("[*?[]"));
+    if (!pattern.contains(special))
+        return name.contains(pattern, Qt::CaseInsensitive);
+    const QRegularExpression whole(QRegularExpression::wildcardToRegularExpression(pattern),
+                                   QRegularExpression::CaseInsensitiveOption);
+    return whole.match(name).hasMatch();
+}
+
+} // namespace
+
+int InstalledCommand(Display& display, const QString& pattern, bool json)
+{
+    QMap<QString, QString> packages = InstalledVersions();
+    QJsonArray all;
+    int widest = 0;
+    for (auto at = packages.begin(); at != packages.end();) {
+        if (!IsLike(at.key(), pattern)) {
+            at = packages.erase(at);
+            continue;
+        }
+        all << QJsonObject{ { QStringLiteral("package"), at.key() },
+                            { QStringLiteral("version"), at.value() } };
+        widest = std::max(widest, CellsOf(at.key()));
+        ++at;
+    }
+    if (json) {
+        display.sayJson(all);
+        return ExitDone;
+    }
+    if (packages.isEmpty())
+        display.say(pattern.isEmpty()
+                        ? QStringLiteral("No package is installed.")
+                        : QStringLiteral("No installed package is like '%1'.").arg(pattern));
+    for (auto at = packages.begin(); at != packages.end(); ++at)
+        display.say(
+            Fitted(Padded(at.key(), widest) + QLatin1String("  ") + at.value(), display.width()));
+    return ExitDone;
+}

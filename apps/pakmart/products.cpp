@@ -1,0 +1,64 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "products.h"
+
+#include "display.h"
+#include "layout.h"
+
+#include <QJsonArray>
+#include <algorithm>
+#include <vantrelagent/db/catalogscan.h>
+
+Product ProductOf(CatalogScan& scan)
+{
+    const auto line = [](const char* text) { return QString::fromUtf8(text).simplified(); };
+    const std::string description = scan.Description();
+    Product product;
+    product.serial = scan.ServerSerialNumber();
+    product.name = line(scan.Name());
+    product.package = line(scan.PackageName());
+    product.version = line(scan.Version());
+    product.category = line(scan.Category());
+    product.summary = line(description.substr(0, description.find('\n')).c_str());
+    return product;
+}
+
+QJsonObject ProductAsJson(const Product& product)
+{
+    return { { QStringLiteral("serial"), product.serial },
+             { QStringLiteral("name"), product.name },
+             { QStringLiteral("package"), product.package },
+             { QStringLiteral("version"), product.version },
+             { QStringLiteral("category"), product.category },
+             { QStringLiteral("summary"), product.summary } };
+}
+
+void SayProducts(Display& display, const QList<Product>& products, bool json)
+{
+    if (json) {
+        QJsonArray all;
+        for (const Product& product : products)
+            all << ProductAsJson(product);
+        display.sayJson(all);
+        return;
+    }
+    int digits = 6;
+    for (const Product& product : products)
+        digits = std::max(digits, QString::number(product.serial).size());
+    for (const Product& product : products) {
+        const QString summary
+            = product.summary.isEmpty() ? QString() : QLatin1String(": ") + product.summary;
+        display.say(
+            Fitted(QStringLiteral("%1  ").arg(product.serial, digits) + product.name + summary,
+                   display.width()));
+    }
+}
+
+bool HasCatalog(Display& display, const CatalogScan& scan)
+{
+    if (!scan)
+        display.complain(QStringLiteral("there is no catalog on this machine yet, or it cannot be "
+                                        "read: 'pakmart update' fetches it"));
+    return bool(scan);
+}

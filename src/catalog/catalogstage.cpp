@@ -1,0 +1,173 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "catalog/catalogstage.h"
+
+#include "db/ccatalogfile.h"
+#include "db/cdependency.h"
+#include "db/dbfolders.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+// ---- what failed ----
+
+int WatchedFiles::Open(const char* path, int flags, mode_t mode)
+{
+    const int descriptor = m_files.Open(path, flags, mode);
+    Expect(descriptor >= 0);
+    return descriptor;
+}
+
+int WatchedFiles::Close(int descriptor)
+{
+    return m_files.Close(descriptor);
+}
+
+off_t WatchedFiles::Seek(int descriptor, off_t position)
+{
+    const off_t reached = m_files.Seek(descriptor, position);
+    Expect(reached == position);
+    return reached;
+}
+
+ssize_t WatchedFiles::Read(int descriptor, void* bytes, size_t size)
+{
+    const ssize_t got = m_files.Read(descriptor, bytes, size);
+    Expect(got == ssize_t(size));
+    return got;
+}
+
+ssize_t WatchedFiles::Write(int descriptor, const void* bytes, size_t size)
+{
+    const ssize_t written = m_files.Write(descriptor, bytes, size);
+    Expect(written == ssize_t(size));
+    return written;
+}
+
+int WatchedFiles::Resize(int descriptor, off_t size)
+{
+    return m_files.Resize(descriptor, size);
+}
+
+int WatchedFiles::Status(int descriptor, struct stat* status)
+{
+    return m_files.Status(descriptor, status);
+}
+
+bool WatchedFiles::Exists(const char* path)
+{
+    return m_files.Exists(path);
+}
+
+// ---- the folder ----
+
+namespace
+{
+
+std::string FileName(const std::string& path)
+{
+    return path.substr(path.rfind('/') + 1);
+}
+
+bool IsReplaceable(const std::string& path)
+{
+    struct stat status;
+    if (stat(path.c_str(), &status) != 0)
+        return errno == ENOENT;
+    return S_ISREG(status.st_mode) && access(path.c_str(), W_OK) == 0;
+}
+
+// A new file gets the permissions of the old one and, where this process may give
+// files away, its owner.
+void TakeAfter(const std::string& path, const std::string& old)
+{
+    struct stat status;
+    if (stat(old.c_str(), &status) != 0)
+        return;
+    if (chown(path.c_str(), status.st_uid, status.st_gid) != 0)
+        errno = 0;
+    chmod(path.c_str(), status.st_mode & 07777);
+}
+
+} // namespace
+
+CatalogStage::CatalogStage() : m_folder(CatalogFolder() + ".VACatalog.new/")
+{
+    for (std::string* name : { &CCatalogFile::CATALOGDFNAME, &CCatalogFile::CATALOGIDXNAME1,
+                               &CCatalogFile::CATALOGIDXNAME2, &CCatalogFile::CATALOGIDXNAME3,
+                               &CCatalogFile::CATALOGIDXNAME4, &CCatalogFile::CATALOGNOTES,
+                               &CDependency::DEPENDENCYDFNAME, &CDependency::DEPENDENCYIDXNAME1,
+                               &CDependency::DEPENDENCYIDXNAME2 })
+        m_names.push_back({ name, *name });
+    Lock();
+    for (const Name& name : m_names) {
+        const std::string made = m_lock < 0 ? name.real : m_folder + FileName(name.real);
+        *name.name = made;
+        if (name.name == &CCatalogFile::CATALOGNOTES) {
+            for (const char* end : { ".fil", ".k1" })
+                m_moves.push_back({ made + end, name.real + end });
+        } else {
+            m_moves.push_back({ made, name.real });
+        }
+    }
+}
+
+CatalogStage::~CatalogStage()
+{
+    for (const Name& name : m_names)
+        *name.name = name.real;
+    if (m_lock < 0)
+        return;
+    for (const Move& move : m_moves)
+        unlink(move.from.c_str());
+    rmdir(m_folder.c_str());
+    close(m_lock);
+}
+
+// The folder goes with whoever held it, so that a lock may be got on one that is
+// there no longer.
+void CatalogStage::Lock()
+{
+    do {
+        if (m_lock >= 0)
+            close(m_lock);
+        if (mkdir(m_folder.c_str(), 0700) != 0 && errno != EEXIST)
+            return;
+        m_lock = open(m_folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+        if (m_lock < 0 && errno != ENOENT)
+            return;
+        while (m_lock >= 0 && flock(m_lock, LOCK_EX) != 0 && errno == EINTR) { }
+    } while (!IsStill());
+}
+
+bool CatalogStage::IsStill() const
+{
+    struct stat held, there;
+    return m_lock >= 0 && fstat(m_lock, &held) == 0 && stat(m_folder.c_str(), &there) == 0
+        && held.st_ino == there.st_ino && held.st_dev == there.st_dev;
+}
+
+bool CatalogStage::canReplace() const
+{
+    return std::all_of(m_moves.begin(), m_moves.end(),
+                       [](const Move& move) { return IsReplaceable(move.to); });
+}
+
+bool CatalogStage::Publish()
+{
+    if (!m_files.nothingFailed())
+        return false;
+    for (const Move& move : m_moves) {
+        if (m_lock < 0)
+            break;
+        TakeAfter(move.from, move.to);
+        if (std::rename(move.from.c_str(), move.to.c_str()) != 0)
+            return false;
+    }
+    return true;
+}

@@ -1,0 +1,248 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "db/catalogscan.h"
+
+#include "db/dbfolders.h"
+#include "db/dblayouts.h"
+#include "db/recordreader.h"
+#include "store/notesheap.h"
+
+#include <algorithm>
+#include <cstring>
+#include <fcntl.h>
+#include <unordered_map>
+
+namespace
+{
+
+constexpr std::int64_t windowLength = 1 << 20;
+
+// A heap of notes, of which the part that was asked for last is in memory: an
+// update writes the notes in the order of the products.
+class NotesReader
+{
+public:
+    explicit NotesReader(const std::string& path)
+        : m_heap(path.c_str(), O_RDONLY, 0), m_size(m_heap ? m_heap.Size() : 0)
+    {
+    }
+
+    std::string Read(std::int64_t offset)
+    {
+        const std::uint8_t* const bytes = offset < 0 ? nullptr : At(offset, blockHeaderLength);
+        if (!bytes)
+            return std::string();
+        const BlockHeader header{ bytes[0], bytes[1], std::uint16_t(bytes[2] | bytes[3] << 8),
+                                  GetInt32(bytes + 4) };
+        if (header.status != blockInUse || !IsSoundBlock(header, offset, m_size)
+            || TextLength(header) <= 0)
+            return std::string();
+        const auto length = std::size_t(TextLength(header));
+        const std::uint8_t* const text = At(offset + blockHeaderLength, std::int64_t(length));
+        return text ? std::string(reinterpret_cast<const char*>(text), length) : std::string();
+    }
+
+private:
+    // `length` bytes of the heap, null where there are not so many.
+    const std::uint8_t* At(std::int64_t offset, std::int64_t length)
+    {
+        const bool isHere
+            = offset >= m_first && offset + length <= m_first + std::int64_t(m_window.size());
+        return isHere || Load(offset, length) ? m_window.data() + (offset - m_first) : nullptr;
+    }
+    bool Load(std::int64_t offset, std::int64_t length)
+    {
+        const std::int64_t size = std::min(m_size - offset, std::max(length, windowLength));
+        m_window.clear();
+        if (size < length)
+            return false;
+        m_window.resize(std::size_t(size));
+        m_first = offset;
+        if (m_heap.ReadAt(off_t(offset), m_window.data(), m_window.size()))
+            return true;
+        m_window.clear();
+        return false;
+    }
+
+    OpenStoreFile m_heap;
+    const std::int64_t m_size;
+    std::int64_t m_first = 0;
+    std::vector<std::uint8_t> m_window;
+};
+
+using Names = std::vector<std::string>;
+
+// The names of all products by the numbers of their records.
+std::unordered_map<std::int32_t, Names> ReadDependencies(RecordReader& records)
+{
+    std::unordered_map<std::int32_t, Names> all;
+    for (std::int32_t number = 1; number < records.Count(); ++number)
+        if (const std::uint8_t* const record = records.Live(number))
+            all[GetInt32(record + Dependency::parent)].emplace_back(
+                GetText(record, Dependency::name));
+    for (auto& [parent, names] : all) {
+        std::sort(names.begin(), names.end());
+        names.erase(std::unique(names.begin(), names.end()), names.end());
+    }
+    return all;
+}
+
+} // namespace
+
+struct CatalogScan::Files {
+    explicit Files(const std::string& folder)
+        : products(folder, Catalog::layout,
+                   { std::begin(Catalog::texts), std::end(Catalog::texts) }),
+          notes(folder + Catalog::notesName + ".fil"),
+          dependencies(folder, Dependency::layout, { Dependency::name })
+    {
+    }
+
+    RecordReader products;
+    NotesReader notes;
+    RecordReader dependencies;
+    std::unordered_map<std::int32_t, Names> names;
+    bool hasNames = false;
+};
+
+CatalogScan::CatalogScan() : m_files(std::make_unique<Files>(CatalogFolder()))
+{
+    static_assert(std::tuple_size<decltype(m_record)>::value == Catalog::layout.recordLength);
+}
+
+CatalogScan::~CatalogScan() = default;
+
+CatalogScan::operator bool() const
+{
+    return bool(m_files->products);
+}
+
+bool CatalogScan::Next()
+{
+    const std::int32_t count = m_files->products ? m_files->products.Count() : 0;
+    while (m_number < count && ++m_number < count) {
+        const std::uint8_t* const record = m_files->products.Live(m_number);
+        if (!record)
+            continue;
+        std::memcpy(m_record.data(), record, m_record.size());
+        Catalog::CutCategory(m_record.data());
+        return true;
+    }
+    m_record.fill(0);
+    return false;
+}
+
+std::string CatalogScan::Description()
+{
+    const std::int32_t offset = GetInt32(m_record.data() + Catalog::noteOffset);
+    // Without a product the record is empty, and 0 is an offset.
+    const bool isHere = m_number > 0 && m_number < m_files->products.Count();
+    return isHere ? m_files->notes.Read(offset) : std::string();
+}
+
+std::vector<std::string> CatalogScan::Dependencies()
+{
+    if (!m_files->hasNames && m_files->dependencies)
+        m_files->names = ReadDependencies(m_files->dependencies);
+    m_files->hasNames = true;
+    const auto found = m_files->names.find(m_number);
+    return found != m_files->names.end() ? found->second : Names();
+}
+
+// ---- the fields ----
+
+const char* CatalogScan::Category() const
+{
+    return GetText(m_record.data(), Catalog::category);
+}
+
+const char* CatalogScan::Name() const
+{
+    return GetText(m_record.data(), Catalog::name);
+}
+
+const char* CatalogScan::PackageName() const
+{
+    return GetText(m_record.data(), Catalog::packageName);
+}
+
+const char* CatalogScan::Version() const
+{
+    return GetText(m_record.data(), Catalog::version);
+}
+
+const char* CatalogScan::Vendor() const
+{
+    return GetText(m_record.data(), Catalog::vendor);
+}
+
+const char* CatalogScan::Copyright() const
+{
+    return GetText(m_record.data(), Catalog::copyright);
+}
+
+const char* CatalogScan::Price() const
+{
+    return GetText(m_record.data(), Catalog::price);
+}
+
+const char* CatalogScan::ReleaseDate() const
+{
+    return GetText(m_record.data(), Catalog::releaseDate);
+}
+
+const char* CatalogScan::ReviewScore() const
+{
+    return GetText(m_record.data(), Catalog::reviewScore);
+}
+
+const char* CatalogScan::CategoryRanking() const
+{
+    return GetText(m_record.data(), Catalog::categoryRanking);
+}
+
+const char* CatalogScan::SubCategoryRanking() const
+{
+    return GetText(m_record.data(), Catalog::subCategoryRanking);
+}
+
+const char* CatalogScan::VantrelRanking() const
+{
+    return GetText(m_record.data(), Catalog::vantrelRanking);
+}
+
+const char* CatalogScan::CategoryURL() const
+{
+    return GetText(m_record.data(), Catalog::categoryUrl);
+}
+
+const char* CatalogScan::ApplicationURL() const
+{
+    return GetText(m_record.data(), Catalog::applicationUrl);
+}
+
+const char* CatalogScan::AuthorURL() const
+{
+    return GetText(m_record.data(), Catalog::authorUrl);
+}
+
+bool CatalogScan::Hidden() const
+{
+    return m_record[Catalog::hidden] != 0;
+}
+
+std::int32_t CatalogScan::ServerSerialNumber() const
+{
+    return GetInt32(m_record.data() + Catalog::serverSerialNumber);
+}
+
+std::int32_t CatalogScan::Downloads() const
+{
+    return GetInt32(m_record.data() + Catalog::downloads);
+}
+
+std::int32_t CatalogScan::FileSize() const
+{
+    return GetInt32(m_record.data() + Catalog::fileSize);
+}
