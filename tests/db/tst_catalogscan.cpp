@@ -1,0 +1,235 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The products of the catalog read one after the other: the same as the database
+// gives, whoever reads, and whatever is wrong with the files.
+
+#include "db/catalogscan.h"
+#include "db/ccatalogfile.h"
+#include "db/cdependency.h"
+#include "tests/db/dbtest.h"
+
+#include <QtTest>
+#include <cstring>
+
+class CatalogScanTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    // 700 products: more than are read at once.
+    static constexpr int kProducts = 700;
+
+    static void AddProducts(CCatalogFile& file)
+    {
+        for (int i = 1; i <= kProducts; ++i) {
+            const QByteArray number = QByteArray::number(i);
+            file.AddNew();
+            file.setServerSerialNumber(10000 - i);
+            file.setCategory("c" + number);
+            file.setName("n" + number);
+            file.setPackageName("p" + number);
+            file.setVersion("v" + number);
+            file.setVendor("w" + number);
+            file.setCopyright("y" + number);
+            file.setPrice(number);
+            file.setReleaseDate("d" + number);
+            file.setReviewScore("s" + number);
+            file.setCategoryRanking("a" + number);
+            file.setSubCategoryRanking("b" + number);
+            file.setVantrelRanking("r" + number);
+            file.setCategoryURL("http://c/" + number);
+            file.setApplicationURL("http://a/" + number);
+            file.setAuthorURL("http://u/" + number);
+            file.setHidden(i % 3 == 0);
+            file.setDownloads(i * 2);
+            file.setFileSize(-i);
+            if (i % 5 != 0)
+                file.setDescription(QString(i * 11, QLatin1Char('d')) + QString::number(i));
+            for (int name = 0; name < i % 4; ++name)
+                file.AddDependency("lib" + QByteArray::number(9 - name));
+            QVERIFY(file.SaveRecord());
+        }
+    }
+    static int count()
+    {
+        CatalogScan scan;
+        int products = 0;
+        while (scan.Next())
+            ++products;
+        return products;
+    }
+
+private slots:
+    void initTestCase() { QCOMPARE(InitIndex(), 0); }
+    void cleanupTestCase() { UnInitIndex(); }
+    void init()
+    {
+        CCatalogFile file;
+        QVERIFY(file.Create());
+        AddProducts(file);
+    }
+
+    void withoutACatalogThereIsNothing()
+    {
+        QCOMPARE(std::remove(CCatalogFile::CATALOGDFNAME.c_str()), 0);
+        CatalogScan scan;
+        QVERIFY(!scan);
+        QVERIFY(!scan.Next());
+        QCOMPARE(scan.Name(), "");
+        QCOMPARE(scan.Description(), std::string());
+        QVERIFY(scan.Dependencies().empty());
+    }
+
+    void emptyCatalogHasNoProduct()
+    {
+        {
+            CCatalogFile file;
+            QVERIFY(file.Create());
+        }
+        CatalogScan scan;
+        QVERIFY(scan);
+        QVERIFY(!scan.Next());
+        QVERIFY(!scan.Next());
+    }
+
+    void everyProductIsWhatTheDatabaseSays()
+    {
+        CCatalogFile file;
+        QVERIFY(file.Open());
+        CatalogScan scan;
+        for (int record = 1; record <= kProducts; ++record) {
+            QVERIFY(scan.Next());
+            QVERIFY(file.GetRecord(record));
+            QCOMPARE(scan.RecordNumber(), record);
+            QCOMPARE(scan.ServerSerialNumber(), file.ServerSerialNumber());
+            QCOMPARE(scan.Category(), file.Category());
+            QCOMPARE(scan.Name(), file.Name());
+            QCOMPARE(scan.PackageName(), file.PackageName());
+            QCOMPARE(scan.Version(), file.Version());
+            QCOMPARE(scan.Vendor(), file.Vendor());
+            QCOMPARE(scan.Copyright(), file.Copyright());
+            QCOMPARE(scan.Price(), file.Price());
+            QCOMPARE(scan.ReleaseDate(), file.ReleaseDate());
+            QCOMPARE(scan.ReviewScore(), file.ReviewScore());
+            QCOMPARE(scan.CategoryRanking(), file.CategoryRanking());
+            QCOMPARE(scan.SubCategoryRanking(), file.SubCategoryRanking());
+            QCOMPARE(scan.VantrelRanking(), file.VantrelRanking());
+            QCOMPARE(scan.CategoryURL(), file.CategoryURL());
+            QCOMPARE(scan.ApplicationURL(), file.ApplicationURL());
+            QCOMPARE(scan.AuthorURL(), file.AuthorURL());
+            QCOMPARE(scan.Hidden(), file.Hidden());
+            QCOMPARE(scan.Downloads(), file.Downloads());
+            QCOMPARE(scan.FileSize(), file.FileSize());
+            QCOMPARE(QString::fromStdString(scan.Description()), file.Description());
+            QByteArrayList names;
+            for (const std::string& name : scan.Dependencies())
+                names << QByteArray::fromStdString(name);
+            QCOMPARE(names, file.OwnDependencies());
+        }
+        QVERIFY(!scan.Next());
+        QCOMPARE(scan.Name(), "");
+        QCOMPARE(scan.Description(), std::string());
+    }
+
+    void longCategoryIsCutAsTheDatabaseCutsIt()
+    {
+        {
+            CCatalogFile file;
+            QVERIFY(file.Create());
+            file.AddNew();
+            file.setCategory(QByteArray(75, 'c'));
+            QVERIFY(file.SaveRecord());
+        }
+        CatalogScan scan;
+        QVERIFY(scan.Next());
+        QCOMPARE(scan.Category(), QByteArray(60, 'c'));
+    }
+
+    void longestDescriptionIsReadWhole()
+    {
+        const QString text(499992, QLatin1Char('d'));
+        {
+            CCatalogFile file;
+            QVERIFY(file.Open());
+            for (int i = 0; i < 4; ++i) {
+                file.AddNew();
+                file.setServerSerialNumber(20000 + i);
+                file.setPackageName("long" + QByteArray::number(i));
+                file.setDescription(text);
+                QVERIFY(file.SaveRecord());
+            }
+        }
+        CatalogScan scan;
+        int found = 0;
+        while (scan.Next())
+            found += scan.ServerSerialNumber() >= 20000 && scan.Description() == text.toStdString();
+        QCOMPARE(found, 4);
+    }
+
+    void nothingIsWritten()
+    {
+        const PlainUser nobody;
+        if (access(CCatalogFile::CATALOGDFNAME.c_str(), W_OK) == 0)
+            QSKIP("this user may write there");
+        QCOMPARE(count(), kProducts);
+    }
+
+    void aCatalogThatIsReplacedMeanwhileIsReadOn()
+    {
+        CatalogScan scan;
+        QVERIFY(scan.Next());
+        const std::string path = CCatalogFile::CATALOGDFNAME;
+        WriteWhole(path + ".other", "");
+        QCOMPARE(std::rename((path + ".other").c_str(), path.c_str()), 0);
+        int products = 1;
+        while (scan.Next())
+            ++products;
+        QCOMPARE(products, kProducts);
+    }
+
+    void indexesDoNotMatter()
+    {
+        for (const std::string& path :
+             { CCatalogFile::CATALOGIDXNAME1, CCatalogFile::CATALOGIDXNAME4,
+               CDependency::DEPENDENCYIDXNAME1 })
+            QCOMPARE(std::remove(path.c_str()), 0);
+        QCOMPARE(count(), kProducts);
+    }
+
+    void withoutNotesOrDependenciesTheProductsAreThere()
+    {
+        QCOMPARE(std::remove((CCatalogFile::CATALOGNOTES + ".fil").c_str()), 0);
+        QCOMPARE(std::remove(CDependency::DEPENDENCYDFNAME.c_str()), 0);
+        CatalogScan scan;
+        int products = 0;
+        while (scan.Next()) {
+            ++products;
+            QCOMPARE(scan.Description(), std::string());
+            QVERIFY(scan.Dependencies().empty());
+        }
+        QCOMPARE(products, kProducts);
+    }
+
+    // No crash, no hang, and no text without an end.
+    void damageIsPassedOver()
+    {
+        Random random = Random::Announced();
+        Damage damage({ CCatalogFile::CATALOGDFNAME, CCatalogFile::CATALOGNOTES + ".fil",
+                        CDependency::DEPENDENCYDFNAME });
+        damage.ForEachDamaged(random, [] {
+            CatalogScan scan;
+            int products = 0;
+            while (scan.Next()) {
+                ++products;
+                QVERIFY(std::strlen(scan.AuthorURL()) < 458);
+                QVERIFY(scan.Description().size() < 500000);
+                scan.Dependencies();
+            }
+            QVERIFY(products <= kProducts);
+        });
+    }
+};
+
+QTEST_GUILESS_MAIN(CatalogScanTest)
+#include "tst_catalogscan.moc"
