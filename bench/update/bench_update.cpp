@@ -1,0 +1,216 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// A catalog of growing size: from the reply to the saved file and the database,
+// beside the mere parse of the reply; the reader of the saved file beside the mere
+// parse of that; a search beside apt-cache's.
+//
+// Usage: bench_update [INDEX]
+// INDEX is the largest that apt keeps here unless given. Each task is a process of
+// its own, so that its processor time and its peak memory are its own. Runs in a
+// sandbox (tests/in-sandbox), where the agent's data folder is a private one.
+
+#include "catalog/capiupdatecatalog.h"
+#include "catalog/ccatalogmgr.h"
+#include "request/replydocument.h"
+#include "tests/common/datafolder.h"
+#include "tests/common/observe.h"
+#include "tests/db/debianindex.h"
+
+#include <QApplication>
+#include <QDomDocument>
+#include <QFile>
+#include <QUrl>
+#include <cstdio>
+#include <fcntl.h>
+#include <map>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace
+{
+
+const QString replyFile = QStringLiteral("reply.xml");
+
+// ---- the reply ----
+
+QByteArray Element(const char* name, const QByteArray& text)
+{
+    return QByteArray("    <") + name + '>' + QUrl::toPercentEncoding(QString::fromUtf8(text))
+        + "</" + name + ">\n";
+}
+
+QByteArray ProductElement(const DebianPackage& package, int serial)
+{
+    QByteArray xml = "   <product name=\"" + package.name.toPercentEncoding() + "\">\n"
+        + Element("serialnumber", QByteArray::number(serial)) + Element("packagename", package.name)
+        + Element("briefdescription", package.description) + Element("version", package.version)
+        + Element("vendor", package.maintainer) + Element("applicationdetailURL", package.homepage)
+        + Element("filesize", QByteArray::number(package.size)) + "    <dependencies>\n";
+    for (const QByteArray& name : package.depends)
+        xml += "     <dependency name=\"" + name.toPercentEncoding() + "\"/>\n";
+    return xml + "    </dependencies>\n   </product>\n";
+}
+
+QByteArray Reply(const std::vector<DebianPackage>& packages, std::size_t count)
+{
+    std::map<QByteArray, QByteArray> categories;
+    for (std::size_t i = 0; i < count; ++i)
+        categories[packages[i].section] += ProductElement(packages[i], int(i) + 1);
+    QByteArray xml = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+                     "<agentfunction resultcode=\"OK\">\n <catalog>\n";
+    for (const auto& [name, products] : categories)
+        xml += "  <category name=\"" + name + "\" serialnumber=\"1\">\n" + products
+            + "  </category>\n";
+    return xml + " </catalog>\n</agentfunction>\n";
+}
+
+// ---- the tasks ----
+
+QByteArray ReadAll(const QString& name)
+{
+    QFile file(name);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+bool ParseFile(const QString& name)
+{
+    QDomDocument document;
+    return document.setContent(ReadAll(name));
+}
+
+// All of an update but the transfer; `save` and `fill` are its two halves.
+bool Update(bool save, bool fill)
+{
+    QDomDocument document;
+    if (!ReadReplyDocument(replyFile, document))
+        return false;
+    QDomElement body = document.documentElement();
+    QDomElement catalog = body.firstChildElement();
+    const std::unique_ptr<CAPIUpdateCatalog> request(new CAPIUpdateCatalog(true, true));
+    if (save)
+        request->onSuccessfulTransfer(&body);
+    return !fill || request->ProcessVantrelCatalogRequest(catalog);
+}
+
+bool RunTask(const QByteArray& task)
+{
+    if (task == "parse reply")
+        return ParseFile(replyFile);
+    if (task == "parse file")
+        return ParseFile(DataPath(QStringLiteral(".catalog")));
+    if (task == "gate and parse")
+        return Update(false, false);
+    if (task == "and save")
+        return Update(true, false);
+    if (task == "update")
+        return Update(true, true);
+    if (task == "ReadCatalog")
+        return CCatalogMgr().ReadCatalog();
+    return task == "nothing";
+}
+
+// ---- measuring ----
+
+struct Cost {
+    double seconds = 0; // of the processor
+    double megabytes = 0; // at the peak
+};
+
+Cost Run(const QByteArrayList& words)
+{
+    std::vector<char*> arguments;
+    for (const QByteArray& word : words)
+        arguments.push_back(const_cast<char*>(word.constData()));
+    arguments.push_back(nullptr);
+    const pid_t child = fork();
+    if (child == 0) {
+        const int null = open("/dev/null", O_WRONLY);
+        dup2(null, STDOUT_FILENO);
+        execvp(arguments[0], arguments.data());
+        _exit(127);
+    }
+    int status = -1;
+    rusage usage = {};
+    if (child < 0 || wait4(child, &status, 0, &usage) != child || status != 0)
+        qFatal("%s failed", words.join(' ').constData());
+    const auto seconds
+        = [](const timeval& time) { return double(time.tv_sec) + double(time.tv_usec) / 1e6; };
+    return { seconds(usage.ru_utime) + seconds(usage.ru_stime), double(usage.ru_maxrss) / 1024 };
+}
+
+// The cheapest of some runs.
+Cost Best(const QByteArrayList& words, int runs)
+{
+    Cost best = Run(words);
+    for (int i = 1; i < runs; ++i) {
+        const Cost cost = Run(words);
+        if (cost.seconds < best.seconds)
+            best = cost;
+    }
+    return best;
+}
+
+void Tell(const char* what, const Cost& cost, const char* peer, const Cost& of)
+{
+    std::printf("%-16s %7.3f s  %6.0f MB   %5.2f times %s, %4.2f times its memory\n", what,
+                cost.seconds, cost.megabytes, cost.seconds / of.seconds, peer,
+                cost.megabytes / of.megabytes);
+    std::fflush(stdout);
+}
+
+void Measure(const QByteArray& self, int products)
+{
+    const int runs = products > 20000 ? 3 : 7;
+    // What every process of this program costs before it does anything.
+    const Cost nothing = Best({ self, "--task", "nothing" }, runs);
+    const auto task = [&](const char* name) {
+        Cost cost = Best({ self, "--task", name }, runs);
+        cost.seconds -= nothing.seconds;
+        return cost;
+    };
+    const Cost parse = task("parse reply");
+    std::printf("%d products\n", products);
+    for (const char* name : { "parse reply", "gate and parse", "and save", "update" })
+        Tell(name, task(name), "the parse", parse);
+    const Cost parseFile = task("parse file");
+    Tell("ReadCatalog", task("ReadCatalog"), "the parse of the file", parseFile);
+}
+
+void MeasureSearch()
+{
+    for (const char* words : { "text editor", "bash", "zzzz" }) {
+        QByteArrayList ours{ PAKMART, "search" }, apts{ "apt-cache", "search" };
+        ours += QByteArray(words).split(' ');
+        apts += QByteArray(words).split(' ');
+        const Cost apt = Best(apts, 5);
+        Tell(("search " + QByteArray(words)).constData(), Best(ours, 5), "apt-cache", apt);
+    }
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    const QApplication application(argc, argv);
+    Setting("max reply size", "500000000");
+    if (argc == 3 && QByteArray(argv[1]) == "--task")
+        return RunTask(argv[2]) ? 0 : 1;
+    const std::vector<DebianPackage> packages
+        = ParseIndex(ReadIndex(argc > 1 ? QString::fromLocal8Bit(argv[1]) : LargestIndex()));
+    if (packages.empty())
+        qFatal("there is no package index to read");
+    const QByteArray self = QFile::encodeName(QCoreApplication::applicationFilePath());
+    if (chdir(qgetenv("TEST_DIR").constData()) != 0)
+        qFatal("run this in a sandbox");
+    for (const std::size_t count : { std::size_t(1000), std::size_t(10000), packages.size() }) {
+        QFile file(replyFile);
+        if (count > packages.size() || !file.open(QIODevice::WriteOnly)
+            || file.write(Reply(packages, count)) < 0)
+            continue;
+        file.close();
+        Measure(self, int(count));
+    }
+    MeasureSearch();
+}
