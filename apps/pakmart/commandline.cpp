@@ -55,7 +55,8 @@ QString ParseCommandLine(const QStringList& words, CommandLine& line)
             continue;
         }
         const Option* option = FindOption(word);
-        if (!option || (option->take && !option->take(line, words.value(++i))))
+        const bool takes = option && option->take;
+        if (!option || (takes && (++i == words.size() || !option->take(line, words[i]))))
             return QStringLiteral("unknown option, or no argument behind it: %1").arg(word);
         line.options << QLatin1String(option->name);
     }

@@ -68,21 +68,54 @@ struct CompactItem {
     }
 };
 
+std::uint8_t* PutItem(std::uint8_t* bytes, const IndexItem& before, const IndexItem& item,
+                      bool inner)
+{
+    const std::size_t shared = SharedLength(before, item);
+    const std::size_t rest = std::strlen(item.key + shared);
+    bytes = Put(Put(Put(bytes, std::uint8_t(shared)), std::uint8_t(rest)), item.record);
+    if (inner)
+        bytes = Put(bytes, item.child);
+    std::memcpy(bytes, item.key + shared, rest);
+    return bytes + rest;
+}
+
+// Goes through the items of a leaf, each with its whole key.
+class LeafReader
+{
+public:
+    explicit LeafReader(const std::uint8_t* page) : m_next(page + pageHead) { }
+
+    // The item read last; before the first one, one with an empty key.
+    const IndexItem& item() const { return m_item; }
+    const std::uint8_t* next() const { return m_next; }
+
+    void Read()
+    {
+        const CompactItem from(&m_next, false);
+        m_item.record = from.record;
+        std::memcpy(m_item.key + from.shared, from.key, from.rest);
+        m_item.key[from.shared + from.rest] = 0;
+    }
+    void Read(int count)
+    {
+        while (count-- > 0)
+            Read();
+    }
+
+private:
+    const std::uint8_t* m_next;
+    IndexItem m_item{};
+};
+
 std::size_t Compact(const IndexPage& page, std::uint8_t* bytes)
 {
     std::uint8_t* end = Put(Put(bytes, page.count), page.leftmost);
     const IndexItem none{};
     const IndexItem* before = &none;
     for (int i = 1; i <= page.count; ++i) {
-        const IndexItem& item = page.items[i];
-        const std::size_t shared = SharedLength(*before, item);
-        const std::size_t rest = std::strlen(item.key + shared);
-        end = Put(Put(Put(end, std::uint8_t(shared)), std::uint8_t(rest)), item.record);
-        if (page.leftmost != 0)
-            end = Put(end, item.child);
-        std::memcpy(end, item.key + shared, rest);
-        end += rest;
-        before = &item;
+        end = PutItem(end, *before, page.items[i], page.leftmost != 0);
+        before = &page.items[i];
     }
     return std::size_t(end - bytes);
 }
@@ -92,12 +125,18 @@ std::size_t Compact(const IndexPage& page, std::uint8_t* bytes)
 CompactPage::CompactPage(const IndexPage& page)
 {
     std::uint8_t bytes[most];
-    const std::size_t used = Compact(page, bytes);
-    m_bytes.reset(new (std::nothrow) std::uint8_t[used + step]);
-    if (!m_bytes)
-        return;
+    Assign(bytes, Compact(page, bytes));
+}
+
+bool CompactPage::Assign(const std::uint8_t* bytes, std::size_t used)
+{
+    std::unique_ptr<std::uint8_t[]> copy(new (std::nothrow) std::uint8_t[used + step]);
+    if (!copy)
+        return false;
+    std::memcpy(copy.get(), bytes, used);
+    m_bytes = std::move(copy);
     m_size = used + step;
-    std::memcpy(m_bytes.get(), bytes, used);
+    return true;
 }
 
 void CompactPage::Expand(IndexPage* page) const
@@ -143,4 +182,49 @@ PagePosition CompactPage::Search(const IndexItem& wanted, int allowDuplicates) c
         at.child = item.child;
     }
     return at;
+}
+
+// Puts items in place of the bytes in between, which follow the item `before`.
+bool CompactPage::Splice(const std::uint8_t* from, const std::uint8_t* to, const IndexItem& before,
+                         const IndexItem* const* items, int itemCount, int count)
+{
+    std::uint8_t bytes[most];
+    const auto kept = std::size_t(from - m_bytes.get());
+    std::memcpy(bytes, m_bytes.get(), kept);
+    std::uint8_t* end = bytes + kept;
+    const IndexItem* last = &before;
+    for (int i = 0; i < itemCount; ++i) {
+        end = PutItem(end, *last, *items[i], false);
+        last = items[i];
+    }
+    const auto rest = std::size_t(m_bytes.get() + m_size - step - to);
+    std::memcpy(end, to, rest);
+    end += rest;
+    bytes[0] = std::uint8_t(count);
+    return Assign(bytes, std::size_t(end - bytes));
+}
+
+bool CompactPage::InsertInLeaf(int position, const IndexItem& item)
+{
+    LeafReader reader(m_bytes.get());
+    reader.Read(position);
+    const IndexItem before = reader.item();
+    const std::uint8_t* const from = reader.next();
+    const bool isLast = position == count();
+    if (!isLast)
+        reader.Read();
+    const IndexItem* const items[] = { &item, &reader.item() };
+    return Splice(from, reader.next(), before, items, isLast ? 1 : 2, count() + 1);
+}
+
+bool CompactPage::RemoveFromLeaf(int position)
+{
+    LeafReader reader(m_bytes.get());
+    reader.Read(position - 1);
+    const IndexItem before = reader.item();
+    const std::uint8_t* const from = reader.next();
+    const bool isLast = position == count();
+    reader.Read(isLast ? 1 : 2);
+    const IndexItem* const items[] = { &reader.item() };
+    return Splice(from, reader.next(), before, items, isLast ? 0 : 1, count() - 1);
 }

@@ -26,7 +26,17 @@ public:
     // As SearchPage.
     PagePosition Search(const IndexItem& wanted, int allowDuplicates) const;
 
+    int count() const { return m_bytes[0]; }
+    // Puts an item behind the one at `position` of a leaf, or takes that one out.
+    // False, with nothing changed, if there is no memory.
+    bool InsertInLeaf(int position, const IndexItem& item);
+    bool RemoveFromLeaf(int position);
+
 private:
+    bool Assign(const std::uint8_t* bytes, std::size_t used);
+    bool Splice(const std::uint8_t* from, const std::uint8_t* to, const IndexItem& before,
+                const IndexItem* const* items, int itemCount, int count);
+
     std::unique_ptr<std::uint8_t[]> m_bytes;
     std::size_t m_size = 0;
 };

@@ -65,6 +65,19 @@ int Follow(IndexFile* index, std::uint32_t number, Way* way)
     return 0;
 }
 
+int FindEnd(IndexFile* index, const IndexItem& wanted, WayEnd* end)
+{
+    *end = { { false, 0, 0, index->rootPage }, 0 };
+    for (int depth = 0; end->at.child != 0 && !end->at.found; ++depth) {
+        if (depth == deepestTree)
+            return SetError(taDamaged);
+        end->number = end->at.child;
+        if (tasearchpage(index, end->number, wanted, &end->at) != 0)
+            return -1;
+    }
+    return 0;
+}
+
 int BeginAtTheFile(IndexFile* index)
 {
     index->current = index->dataFile;

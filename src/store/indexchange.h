@@ -49,6 +49,14 @@ int FetchWithin(IndexFile* index, std::uint32_t number, const Bounds& bounds, In
 // yet set. What leads too deep or in a circle is damage.
 int Follow(IndexFile* index, std::uint32_t number, Way* way);
 
+// Where the way of an item ends: with the item, or at the leaf where it would be.
+// No page is fetched into a buffer for it.
+struct WayEnd {
+    PagePosition at;
+    std::uint32_t number; // of the page; 0 in an empty tree
+};
+int FindEnd(IndexFile* index, const IndexItem& wanted, WayEnd* end);
+
 // What every change and every lookup of an index begins with: with flushing on,
 // at the file. A change that was written in part only is finished first.
 int BeginAtTheFile(IndexFile* index);

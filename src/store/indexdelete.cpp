@@ -108,12 +108,6 @@ int FindShortages(IndexFile* index, Way& way, Shortages* shortages)
     return 0;
 }
 
-void RemoveItem(IndexPage* page, int position)
-{
-    std::copy(page->items + position + 1, page->items + page->count + 1, page->items + position);
-    --page->count;
-}
-
 // Takes the item out of its leaf, or puts the one before it in its place.
 // Returns its record number.
 std::uint32_t TakeOut(Way& way, int levelOfItem)
@@ -226,12 +220,13 @@ int FreePages(IndexFile* index, const LeftPages& left)
     return 0;
 }
 
-int Delete(IndexFile* index, std::uint32_t* record, const char* key)
+// Takes the item out and fills up what is short of items then.
+int RemoveAndRebalance(IndexFile* index, const IndexItem& wanted, std::uint32_t* record)
 {
     Way way;
     Shortages shortages;
     int levelOfItem;
-    if (FindItem(index, MakeItem(key, *record), &way, &levelOfItem) != 0
+    if (FindItem(index, wanted, &way, &levelOfItem) != 0
         || FindShortages(index, way, &shortages) != 0)
         return -1;
 
@@ -247,6 +242,17 @@ int Delete(IndexFile* index, std::uint32_t* record, const char* key)
     return FreePages(index, left);
 }
 
+int Delete(IndexFile* index, const IndexItem& wanted, std::uint32_t* record)
+{
+    WayEnd end;
+    if (FindEnd(index, wanted, &end) != 0 || !end.at.found)
+        return -1;
+    if (end.at.child != 0 || !taremovefromleaf(index, end.number, end.at.position))
+        return RemoveAndRebalance(index, wanted, record);
+    *record = end.at.record;
+    return 0;
+}
+
 } // namespace
 
 int DeleteKey(IndexFile* index, std::uint32_t* record, char* key)
@@ -254,5 +260,5 @@ int DeleteKey(IndexFile* index, std::uint32_t* record, char* key)
     taxkey(key, index->keyLength);
     if (BeginChange(index) != 0)
         return -1;
-    return EndChange(index, Delete(index, record, key));
+    return EndChange(index, Delete(index, MakeItem(key, *record), record));
 }

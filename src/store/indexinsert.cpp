@@ -61,14 +61,6 @@ int Allocate(IndexFile* index, int count, NewPages* fresh)
     return 0;
 }
 
-void PutItem(IndexPage* page, int position, const IndexItem& item)
-{
-    IndexItem* const items = page->items;
-    std::copy_backward(items + position, items + page->count + 1, items + page->count + 2);
-    items[position] = item;
-    ++page->count;
-}
-
 // Splits the full page a around its middle, as if `item` stood behind its item
 // `position`; b takes the upper half. Returns the item between the halves.
 IndexItem Split(IndexPage* a, int position, const IndexItem& item, IndexPage* b,
@@ -85,9 +77,9 @@ IndexItem Split(IndexPage* a, int position, const IndexItem& item, IndexPage* b,
     b->count = std::uint8_t(pageItems - kept);
     a->count = std::uint8_t(position < half ? half - 1 : half);
     if (position > half)
-        PutItem(b, position - half, item);
+        InsertItem(b, position - half - 1, item);
     else if (position < half)
-        PutItem(a, position + 1, item);
+        InsertItem(a, position, item);
     b->leftmost = middle.child;
     middle.child = numberOfB;
     return middle;
@@ -114,7 +106,8 @@ void MarkChanged(IndexFile* index, Way& way, int firstChanged, const NewPages& f
         taupdatepage(way[level].page);
 }
 
-int Insert(IndexFile* index, IndexItem item)
+// Splits pages, from the leaf up, as far as they are full.
+int InsertAndSplit(IndexFile* index, IndexItem item)
 {
     Way way;
     if (FindPlace(index, item, &way) != 0)
@@ -136,9 +129,19 @@ int Insert(IndexFile* index, IndexItem item)
     if (rootMoves)
         MakeRoot(index, fresh.pages[std::size_t(splits)], item);
     else
-        PutItem(way[lastSplit - 1].page, way[lastSplit - 1].position + 1, item);
+        InsertItem(way[lastSplit - 1].page, way[lastSplit - 1].position, item);
     MarkChanged(index, way, rootMoves ? 0 : lastSplit - 1, fresh, rootMoves);
     return 0;
+}
+
+int Insert(IndexFile* index, const IndexItem& item)
+{
+    WayEnd end;
+    if (FindEnd(index, item, &end) != 0 || end.at.found)
+        return -1;
+    if (end.number != 0 && taaddtoleaf(index, end.number, end.at.position, item))
+        return 0;
+    return InsertAndSplit(index, item);
 }
 
 } // namespace

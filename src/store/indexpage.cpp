@@ -160,6 +160,20 @@ int tacompkeys(const char* a, const char* b, std::uint32_t recordA, std::uint32_
     return Order(CompareFolded(a, b), recordA, recordB, allowDuplicates);
 }
 
+void InsertItem(IndexPage* page, int position, const IndexItem& item)
+{
+    IndexItem* const items = page->items;
+    std::copy_backward(items + position + 1, items + page->count + 1, items + page->count + 2);
+    items[position + 1] = item;
+    ++page->count;
+}
+
+void RemoveItem(IndexPage* page, int position)
+{
+    std::copy(page->items + position + 1, page->items + page->count + 1, page->items + position);
+    --page->count;
+}
+
 std::size_t SharedLength(const IndexItem& a, const IndexItem& b)
 {
     std::size_t length = SharedWords(a, b);

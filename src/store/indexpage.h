@@ -79,6 +79,10 @@ inline int Order(int keys, std::uint32_t recordA, std::uint32_t recordB, int all
     return recordA > recordB ? 1 : -1;
 }
 
+// Puts an item behind the one at `position`, or takes that one out.
+void InsertItem(IndexPage* page, int position, const IndexItem& item);
+void RemoveItem(IndexPage* page, int position);
+
 // Bytes that two keys have in common, from the first one on.
 std::size_t SharedLength(const IndexItem& a, const IndexItem& b);
 

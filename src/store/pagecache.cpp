@@ -255,6 +255,10 @@ int Fetch(IndexFile* index, std::uint32_t number)
 // The page, read into a buffer if it is not in memory, as the one used last.
 int Find(IndexFile* index, std::uint32_t number, CachedPage** page)
 {
+    // The steps of a walk mostly stay on one page.
+    *page = cache.buffered.newest;
+    if (*page && (*page)->owner == index && (*page)->number == number)
+        return 0;
     *page = FindPage(index, number);
     if (*page) {
         OrderOf(*page).Touch(*page);
@@ -264,6 +268,27 @@ int Find(IndexFile* index, std::uint32_t number, CachedPage** page)
         return -1;
     *page = cache.buffered.newest;
     return 0;
+}
+
+void MarkChanged(CachedPage* page)
+{
+    page->dirty = true;
+    page->changed = ++pageClock;
+}
+
+int ItemsOf(const CachedPage& page)
+{
+    return page.buffer ? page.buffer->count : page.compact.count();
+}
+
+template <typename Change> bool ChangeCompact(CachedPage* page, Change change)
+{
+    cache.room -= RoomFor(page->compact);
+    const bool done = change();
+    cache.room += RoomFor(page->compact);
+    if (done)
+        MarkChanged(page);
+    return done;
 }
 
 std::vector<CachedPage*> ChangedPages(const IndexFile* index)
@@ -374,11 +399,37 @@ int tanewpage(IndexFile* index, std::uint32_t* number, IndexPage** page)
     return 0;
 }
 
+bool taaddtoleaf(IndexFile* index, std::uint32_t number, int position, const IndexItem& item)
+{
+    CachedPage* const page = FindPage(index, number);
+    if (!page || ItemsOf(*page) == pageItems)
+        return false;
+    if (page->buffer) {
+        InsertItem(page->buffer, position, item);
+        taupdatepage(page->buffer);
+        return true;
+    }
+    return ChangeCompact(page, [&] { return page->compact.InsertInLeaf(position, item); });
+}
+
+bool taremovefromleaf(IndexFile* index, std::uint32_t number, int position)
+{
+    CachedPage* const page = FindPage(index, number);
+    const int least = number == index->rootPage ? 1 : pageOrder;
+    if (!page || ItemsOf(*page) <= least)
+        return false;
+    if (page->buffer) {
+        RemoveItem(page->buffer, position);
+        taupdatepage(page->buffer);
+        return true;
+    }
+    return ChangeCompact(page, [&] { return page->compact.RemoveFromLeaf(position); });
+}
+
 void taupdatepage(IndexPage* page)
 {
     CachedPage& changed = PageOf(page);
-    changed.dirty = true;
-    changed.changed = ++pageClock;
+    MarkChanged(&changed);
     SetCompact(&changed, CompactPage());
 }
 

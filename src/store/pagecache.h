@@ -19,7 +19,7 @@
 constexpr std::uint16_t PAGESTACKSIZE = 512;
 
 // Bytes for pages in compact form, and what is kept of all pages in memory.
-constexpr std::size_t standardCompactRoom = 11 * 1024 * 1024;
+constexpr std::size_t standardCompactRoom = 10 * 1024 * 1024;
 void SetCompactRoom(std::size_t bytes);
 
 // The page's address, or -1 and null: it could not be read (or the page that
@@ -29,6 +29,12 @@ int tagetpage(IndexFile* index, std::uint32_t number, IndexPage** page);
 // Looks for an item in a page, in whichever form the page is in memory.
 int tasearchpage(IndexFile* index, std::uint32_t number, const IndexItem& wanted,
                  PagePosition* position);
+
+// Puts an item into a leaf just searched, behind the one at `position`, or takes
+// that one out, in whichever form the leaf is in memory. False, with nothing
+// changed, if more pages than this one would have to change.
+bool taaddtoleaf(IndexFile* index, std::uint32_t number, int position, const IndexItem& item);
+bool taremovefromleaf(IndexFile* index, std::uint32_t number, int position);
 
 // A page with a new number, a freed one first; all zeros.
 int tanewpage(IndexFile* index, std::uint32_t* number, IndexPage** page);

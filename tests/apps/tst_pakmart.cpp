@@ -226,12 +226,11 @@ private slots:
     void installedApplicationsAreListedStartedAndForgotten()
     {
         for (const char* serial : { "1001", "1003" }) {
+            QTest::qWait(1100); // uses are told apart by their second
             QCOMPARE(
                 pakmart({ QStringLiteral("install"), QStringLiteral("-y"), QLatin1String(serial) })
                     .status,
                 0);
-            // The list tells apart what is a second apart.
-            QTest::qWait(1100);
         }
         QString list = pakmart({ QStringLiteral("recent") }).out;
         static const QRegularExpression line(
@@ -241,6 +240,7 @@ private slots:
         QVERIFY(list.indexOf(QStringLiteral("(1003)")) < list.indexOf(QStringLiteral("(1001)")));
 
         // The one started comes first then.
+        QTest::qWait(1100);
         const int place
             = list.left(list.indexOf(QStringLiteral("(1001)"))).count(QLatin1Char('\n')) + 1;
         const Result run = pakmart(

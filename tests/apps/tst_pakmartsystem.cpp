@@ -75,6 +75,8 @@ private:
                 WriteTextFile(m_store + QStringLiteral("/pool/main/") + QFileInfo(file).fileName(),
                               m_archive.contents(file)));
         }
+        // apt asks whether a list has changed since it fetched it, to the second.
+        QTest::qWait(1100);
         QVERIFY(write("pool/main/Packages", m_archive.index()));
         QVERIFY(write("sources",
                       "Type: dep\nEntry: deb @SERVER@/pool/main ./\nTimestamp: "

@@ -520,8 +520,11 @@ private slots:
     void aFolderThatCannotBeWrittenIsAFailure()
     {
         const PlainUser nobody;
-        if (access(DataFolder().toLocal8Bit().constData(), W_OK) == 0)
-            return; // this user may write there
+        if (access(DataFolder().toLocal8Bit().constData(), W_OK) == 0) {
+            // Not by the macro, whose empty arguments clang does not like.
+            QTest::qSkip("this user may write there", __FILE__, __LINE__);
+            return;
+        }
         QVERIFY(!Process(Whole("1")));
         QCOMPARE(DataFiles(), QStringList());
     }
@@ -544,8 +547,11 @@ private slots:
     void filesInAFolderThatCannotBeWrittenAreMadeAnewInPlace()
     {
         QVERIFY(Process(Whole("1")));
-        if (geteuid() != 0)
-            return; // only root can be another user
+        if (geteuid() != 0) {
+            // Not by the macro, whose empty arguments clang does not like.
+            QTest::qSkip("only root can give files to another user", __FILE__, __LINE__);
+            return;
+        }
         for (const QString& name : kFiles)
             QVERIFY(QFile::setPermissions(DataPath(name), QFile::Permissions(0x6666)));
         {

@@ -170,8 +170,11 @@ private slots:
     void nothingIsWritten()
     {
         const PlainUser nobody;
-        if (access(CCatalogFile::CATALOGDFNAME.c_str(), W_OK) == 0)
-            return; // this user may write there
+        if (access(CCatalogFile::CATALOGDFNAME.c_str(), W_OK) == 0) {
+            // Not by the macro, whose empty arguments clang does not like.
+            QTest::qSkip("this user may write there", __FILE__, __LINE__);
+            return;
+        }
         QCOMPARE(count(), kProducts);
     }
 

@@ -208,8 +208,15 @@ private slots:
 
     void laterRunCollectsAFinishedOne()
     {
-        CRun first(QStringLiteral("/bin/true"), QString(), false);
+        // Not over before its own run is, which would collect it.
+        CRun first(program("first", "#!/bin/sh\nread x < \"${0%/*}/first.gate\"\n"), QString(),
+                   false);
+        const QString path = m_dir.filePath(QStringLiteral("first.gate"));
+        QVERIFY(mkfifo(qPrintable(path), 0600) == 0);
         first.Run();
+        QFile gate(path);
+        QVERIFY(gate.open(QIODevice::WriteOnly));
+        gate.close();
         siginfo_t info;
         QCOMPARE(waitid(P_PID, id_t(first.pid()), &info, WEXITED | WNOWAIT), 0);
         CRun second(QStringLiteral("/bin/true"), QString(), false);
