@@ -13,7 +13,7 @@ namespace
 
 const char* const words[]
     = { "amber",  "archive",  "atlas",   "binary",  "bridge", "canvas",  "cedar",    "chart",
-        "cipher", "compass",  "copper",  "editor",  "ember",  "engine",  "fabric",   "falcon",
+        "cellar", "cottage",  "corner",  "eleven",  "eagle",  "enough",  "family",   "farmer",
         "garden", "harbour",  "horizon", "kernel",  "ledger", "library", "magnet",   "maple",
         "mirror", "notebook", "office",  "planner", "player", "quartz",  "recorder", "studio" };
 constexpr int categories = 40;
