@@ -60,6 +60,16 @@ QByteArrayList Walk(CCatalogFile& catalog, const char* category)
     return names;
 }
 
+// Makes a catalog of one product, "one", whose description is "text".
+bool CreateWithOneText(CCatalogFile& catalog)
+{
+    if (!catalog.Create())
+        return false;
+    Fill(catalog, 1, "Games", "one");
+    catalog.setDescription(QStringLiteral("text"));
+    return catalog.SaveRecord();
+}
+
 } // namespace
 
 class TestCatalogFile : public QObject
@@ -497,10 +507,7 @@ private slots:
     void newProductWithoutADescriptionDeletesNoNote()
     {
         CCatalogFile catalog;
-        QVERIFY(catalog.Create());
-        Fill(catalog, 1, "Games", "one");
-        catalog.setDescription(QStringLiteral("text"));
-        QVERIFY(catalog.SaveRecord());
+        QVERIFY(CreateWithOneText(catalog));
         QVERIFY(Add(catalog, 2, "Games", "two"));
         QCOMPARE(catalog.NoteOffset(), -1);
         QVERIFY(catalog.GetRecord(1));
@@ -581,10 +588,7 @@ private slots:
     void unusableFilesDoNotOpen()
     {
         CCatalogFile catalog;
-        QVERIFY(catalog.Create());
-        Fill(catalog, 1, "Games", "one");
-        catalog.setDescription(QStringLiteral("text"));
-        QVERIFY(catalog.SaveRecord());
+        QVERIFY(CreateWithOneText(catalog));
         catalog.Close();
         const int descriptors = OpenDescriptors();
         std::vector<std::string> files = Files();
@@ -607,10 +611,7 @@ private slots:
     void notesThatCannotBeOpenedKeepTheCatalogClosed()
     {
         CCatalogFile catalog;
-        QVERIFY(catalog.Create());
-        Fill(catalog, 1, "Games", "one");
-        catalog.setDescription(QStringLiteral("text"));
-        QVERIFY(catalog.SaveRecord());
+        QVERIFY(CreateWithOneText(catalog));
         catalog.Close();
         for (const char* suffix : { ".fil", ".k1" }) {
             const QString file = QString::fromStdString(CCatalogFile::CATALOGNOTES + suffix);
