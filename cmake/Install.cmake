@@ -25,3 +25,13 @@ install(FILES ${CMAKE_BINARY_DIR}/vantrelagent.pc DESTINATION ${PC_DIR})
 foreach(program pakmart pakmart-dbtool pakmart-storeserver vos-apt-get pakmart-mkroot)
     install(FILES ${CMAKE_SOURCE_DIR}/docs/man/${program}.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 endforeach()
+
+# The library's own places are fixed, wherever the rest is: the data folder, which is to be
+# there for the agent to write to, and the front end that it runs.
+install(DIRECTORY DESTINATION ${CMAKE_INSTALL_DATADIR}/apps/vantrelagent)
+install(CODE [[
+    if(NOT CMAKE_INSTALL_PREFIX STREQUAL "/usr")
+        message(STATUS "The library runs /usr/bin/vos-apt-get and keeps its data in "
+                       "/usr/share/apps/vantrelagent: without these it works in a private root only")
+    endif()
+]])

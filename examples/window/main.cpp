@@ -26,9 +26,10 @@ public:
     explicit Window(bool unattended) : m_unattended(unattended)
     {
         auto* layout = new QVBoxLayout(this);
-        for (QWidget* part : { static_cast<QWidget*>(m_serial), static_cast<QWidget*>(m_button),
-                               static_cast<QWidget*>(m_text), static_cast<QWidget*>(m_bar) })
-            layout->addWidget(part);
+        layout->addWidget(m_serial);
+        layout->addWidget(m_button);
+        layout->addWidget(m_text);
+        layout->addWidget(m_bar);
         m_serial->setMaximum(999999);
         connect(m_button, &QPushButton::clicked, this, [this] { install(m_serial->value()); });
     }
@@ -38,12 +39,15 @@ public:
     {
         std::vector<long> serials{ serial };
         bool succeeded = false;
+        m_agreed = true;
         m_button->setEnabled(false);
         auto* request = new CAPIInstallPackages(this, serials, false);
         connect(request, &CAPI::APIComplete, this, [&succeeded](bool ok) { succeeded = ok; });
         request->Execute(); // it has destroyed itself
         m_button->setEnabled(true);
-        m_text->setText(succeeded ? tr("Done.") : tr("Nothing was installed."));
+        // An install that was declined has done all that it should.
+        succeeded = succeeded && m_agreed;
+        say(succeeded ? tr("Done.") : tr("Nothing was installed."));
         return succeeded;
     }
 
@@ -54,7 +58,8 @@ public slots: // which the install finds by their names
         if (m_unattended)
             return;
         const QString question = tr("Download and install %n file(s)?", nullptr, count);
-        canContinue = QMessageBox::question(this, windowTitle(), question) == QMessageBox::Yes;
+        m_agreed = QMessageBox::question(this, windowTitle(), question) == QMessageBox::Yes;
+        canContinue = m_agreed;
     }
     void onBeginReceivePackage(const std::string& name, const std::string& size)
     {
@@ -75,6 +80,7 @@ private:
     void say(const QString& text) { m_text->setText(text); }
 
     const bool m_unattended;
+    bool m_agreed = false;
     QSpinBox* const m_serial = new QSpinBox; // the layout makes them children of the window
     QPushButton* const m_button = new QPushButton(tr("Install"));
     QLabel* const m_text = new QLabel;
