@@ -79,7 +79,7 @@ int AtTheEnd(IndexFile* index)
 Lookup tafindkey(IndexFile* index, std::uint32_t* record, const char* key)
 {
     ClearKey(index);
-    const IndexItem wanted = MakeItem(key, 0);
+    const SoughtItem wanted(key, 0);
     PagePosition at;
     for (std::uint32_t number = index->rootPage; number != 0; number = at.child) {
         if (tasearchpage(index, number, wanted, &at) != 0) {
