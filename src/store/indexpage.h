@@ -97,4 +97,9 @@ struct PagePosition {
     std::uint32_t record; // of the item, if found
     std::uint32_t child; // right of the position
 };
-PagePosition SearchPage(const IndexPage& page, const IndexItem& wanted, int allowDuplicates);
+class SoughtItem;
+PagePosition SearchPage(const IndexPage& page, const SoughtItem& wanted, int allowDuplicates);
+// The same, where the items from `left` to `right` are those not yet known to be
+// below or above.
+PagePosition SearchItems(const IndexPage& page, int left, int right, const SoughtItem& wanted,
+                         int allowDuplicates);
