@@ -6,6 +6,7 @@
 #pragma once
 
 #include "store/indexfile.h"
+#include "store/indexpage.h"
 #include "store/soughtitem.h"
 
 #include <array>

@@ -12,7 +12,6 @@
 constexpr int pageOrder = 25; // at least so many items in every page but the root
 constexpr int pageItems = 2 * pageOrder; // at most so many
 constexpr int longestKey = 150;
-constexpr int deepestTree = 16;
 
 // 160 bytes, moved as a whole.
 struct IndexItem {

@@ -14,6 +14,7 @@
 #pragma once
 
 #include "store/indexfile.h"
+#include "store/indexpage.h"
 
 // Buffers, 4 MiB of them.
 constexpr std::uint16_t PAGESTACKSIZE = 512;
