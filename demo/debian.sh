@@ -55,7 +55,7 @@ lend_base_system() {
     "$top/demo/base-system" > "$dpkg/status"
     while read -r package; do
         : > "$dpkg/info/$package.list"
-    done < <(dpkg-query --admindir "$dpkg" -W -f '${binary:Package}\n${Package}\n')
+    done < <(dpkg-query --admindir "$dpkg" -W -f '${binary:Package}\n')
     echo "the machine has a base system of $(grep -c '^Package:' "$dpkg/status") packages"
 }
 
@@ -92,7 +92,7 @@ choose_package() {
 }
 
 serial_of() { # PACKAGE
-    awk -v RS= -v name="$1" 'index("\n" $0 "\n", "\nPackage: " name "\n") { print substr($2, 1) }' \
+    awk -v RS= -v name="$1" 'index($0 "\n", "\nPackage: " name "\n") { print $2 }' \
         "$demo/store/products"
 }
 
@@ -102,10 +102,7 @@ add_own_shelves() {
     "$top/demo/make-store" "$demo/own" > /dev/null
     mv "$demo/own/pool/main" "$demo/store/pool/main"
     cp "$demo/own/updates" "$demo/store/"
-    cat "$demo/own/sources" >> "$demo/store/sources.new"
-    sed -i -e '$a\' "$demo/store/sources"
-    { echo; cat "$demo/store/sources.new"; } >> "$demo/store/sources"
-    rm "$demo/store/sources.new"
+    { echo; cat "$demo/own/sources"; } >> "$demo/store/sources"
     printf 'Name: Play\nDescription: For long evenings.\nCategory: games\n' > "$demo/store/aisles"
     printf 'Serial: %d\nName: Star Lander\nPackage: starlander\n' "$own" > "$demo/store/profile"
     awk -v RS= -v serial="$own" '/^Serial: 1001\n/ {
@@ -118,7 +115,7 @@ add_own_shelves() {
 say "2. A private machine, and a store made of the Debian archive"
 make_machine
 choose_index
-"$build/server/pakmart-storeserver" import --archive "$archive" "$index" "$demo/store"
+taking "$build/server/pakmart-storeserver" import --archive "$archive" "$index" "$demo/store"
 lend_base_system
 lend_proxy
 
@@ -131,14 +128,14 @@ register
 say "5. The catalog: fetching all of it, and looking around"
 products=$(grep -c '^Serial:' "$demo/store/products")
 categories=$(grep '^Category:' "$demo/store/products" | sort -u | wc -l)
-tells "The catalog has $products products in $categories categories." -- update
+taking tells "The catalog has $products products in $categories categories." -- update
 tells "  games" -- categories
 tells "gnuchess" -- list games
 tells "jq: lightweight and flexible command-line JSON processor" -- search json processor
 tells "Installed:    no" -- show "$(serial_of jq)"
 
 say "6. The catalog compared with the index, product by product"
-python3 -B "$top/tests/integration/comparecatalog.py" "$index" \
+taking python3 -B "$top/tests/integration/comparecatalog.py" "$index" \
     "$build/tests/integration/readcatalog" "$top/tests/store" "$top/tests/db" \
     || fail "the catalog is not what the index says"
 "$build/apps/dbtool/pakmart-dbtool" check catalog "$PAKMART_SYSROOT/usr/share/apps/vantrelagent" > "$demo/check" \
@@ -179,9 +176,7 @@ if [[ -n $chosen ]]; then
 fi
 
 say "11. What was installed is in the list of applications, and what of the account is here"
-installed_before=$installed installed=1 # a package of the archive is no application
-recall "Star Lander" "$own"
-installed=$installed_before
+recall "Star Lander" "$own" 1 # a package of the archive is no application
 tells "Star Lander (starlander)" -- sync
 
 say "12. Updating the system: the machine came with an old agent"

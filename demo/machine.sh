@@ -108,6 +108,13 @@ remove_package() { # PACKAGE FILE
     [[ ! -e $PAKMART_SYSROOT$2 ]] || fail "the program is still there"
 }
 
+# Runs something and says how long it took.
+taking() { # COMMAND...
+    local begun=$SECONDS
+    "$@" || return
+    echo "(it took $((SECONDS - begun)) s)"
+}
+
 # The machine tells who built it, and sees that the store is there.
 register() {
     mkdir -p "$PAKMART_SYSROOT/etc/vantrel-welcome"
@@ -126,11 +133,11 @@ update_agent() {
     tells "The system is up to date." -- os-update --yes
 }
 
-# The list of the applications used last has a line for each installed product.
-recall() { # NAME SERIAL
+# The list of the applications used last has so many lines, this one among them.
+recall() { # NAME SERIAL LINES
     pakmart recent | tee "$demo/recent"
     grep -q "$1 ($2)\$" "$demo/recent" || fail "$1 is not in the list"
-    (( $(grep -c '^ *[0-9]* .*([0-9]*)$' "$demo/recent") == installed )) || fail "the list has not $installed lines"
+    (( $(grep -c '^ *[0-9]* .*([0-9]*)$' "$demo/recent") == $3 )) || fail "the list has not $3 lines"
     pakmart recent --run "$(awk -v name="$1" 'index($0, name) { print $1 }' "$demo/recent")" \
         || fail "$1 does not start"
 }

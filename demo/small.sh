@@ -34,7 +34,7 @@ say "7. Running what was installed"
 "$PAKMART_SYSROOT/usr/games/cards"
 
 say "8. What was installed is in the list of applications, and what of the account is here"
-recall "Star Lander" 1001
+recall "Star Lander" 1001 2
 tells "Star Lander (starlander)" "Dice & Cards (dicecards)" -- sync
 
 say "9. Updating the system: the machine came with an old agent"
