@@ -32,13 +32,13 @@ QJsonArray Dependencies(CXMLNode& product)
 
 QJsonObject Fields(CXMLNode& product, int serial)
 {
-    QJsonObject fields{ { QStringLiteral("serial"), serial },
-                        { QStringLiteral("name"), Text(product.Attribute("name", "")) },
-                        { QStringLiteral("category"),
-                          Text(product.Parent()->Attribute("name", "")) },
-                        { QStringLiteral("size"),
-                          Text(product.ChildValue("filesize", "0")).toInt() },
-                        { QStringLiteral("dependencies"), Dependencies(product) } };
+    QJsonObject fields{
+        { QStringLiteral("serial"), serial },
+        { QStringLiteral("name"), Text(product.Attribute("name", "")) },
+        { QStringLiteral("category"), Text(product.Parent()->Attribute("name", "")) },
+        { QStringLiteral("size"), Text(product.ChildValue("filesize", "0")).toInt() },
+        { QStringLiteral("dependencies"), Dependencies(product) }
+    };
     for (const auto& [field, element] :
          { std::pair{ "package", "packagename" }, std::pair{ "version", "version" },
            std::pair{ "description", "briefdescription" },
