@@ -62,6 +62,7 @@ public:
         size.ws_col = static_cast<unsigned short>(columns);
         ioctl(m_master, TIOCSWINSZ, &size);
     }
+    // What is on it by now.
     const Screen& screen()
     {
         char bytes[4096];
@@ -152,8 +153,10 @@ private slots:
                QString::fromUtf8("骰子").repeated(100), QString::fromUtf8("🎲").repeated(101),
                QStringLiteral("two\nlines\tand a tab"), QString() }) {
             terminal.display().activity(activity);
-            for (int percent = 0; percent <= 100; percent += 7)
+            for (int percent = 0; percent <= 100; percent += 7) {
                 terminal.display().progress(100 - percent, percent);
+                terminal.screen(); // a terminal holds little that is not read
+            }
         }
         const Screen& screen = terminal.screen();
         QVERIFY(screen.isSound());
@@ -351,7 +354,7 @@ private slots:
         QVERIFY(
             !drawn.filter(QRegularExpression(QStringLiteral("[1-9]%  this.*Asking"))).isEmpty());
         QVERIFY(!drawn.filter(QRegularExpression(QStringLiteral("100%  this.*Filling"))).isEmpty());
-        QVERIFY(terminal.isAsBefore() && terminal.screen().widest() < 80);
+        QVERIFY(terminal.isAsBefore() && terminal.screen().widest() <= 80);
         QVERIFY(terminal.screen().rows().contains(
             QStringLiteral("The catalog has 3000 products in 1 category.")));
     }
