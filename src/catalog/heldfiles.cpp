@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstring>
 #include <fcntl.h>
+#include <string_view>
 
 namespace
 {
@@ -33,8 +34,9 @@ void HeldFiles::CloseAll()
 // must see what the other one writes: that is left to the system from then on.
 int HeldFiles::Open(const char* path, int flags, mode_t mode)
 {
+    const std::string_view name(path);
     const auto held = std::find_if(m_held.begin(), m_held.end(),
-                                   [path](const File& file) { return file.path == path; });
+                                   [name](const File& file) { return file.path == name; });
     if (held == m_held.end()) {
         const int descriptor = OpenFile(path, flags, mode);
         if (descriptor >= 0)
