@@ -39,7 +39,8 @@ bool ReadFirstElement(const QDomElement& body, CXMLNode& tree);
 // it cannot be opened).
 bool SaveTree(CXMLNode& tree, const char* name);
 
-// Both steps; what fails is left at that.
+// Both steps, with the same file, but without the whole tree in memory; what fails
+// is left at that.
 void SaveFirstElement(const QDomElement& body, const char* name);
 
 // Reads the file `name` of the data folder into `tree`, beside what is there.
