@@ -70,7 +70,7 @@ void BoxWatcher::readOut(const QString& text, bool error)
     if (error)
         m_display.complain(text);
     else
-        m_display.say(text.trimmed());
+        m_display.sayText(text.trimmed());
 }
 
 void BoxWatcher::picture(QDialog* box, const char* name)

@@ -157,7 +157,7 @@ int CategoriesCommand(Display& display, bool json)
     if (json)
         display.sayJson(all);
     else if (categories.isEmpty())
-        display.say(QStringLiteral("The catalog is empty."));
+        display.sayText(QStringLiteral("The catalog is empty."));
     return ExitDone;
 }
 

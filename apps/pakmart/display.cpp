@@ -4,6 +4,7 @@
 #include "display.h"
 
 #include "interrupt.h"
+#include "layout.h"
 
 #include <QDir>
 #include <QFile>
@@ -36,10 +37,18 @@ QString OpenLog()
     return name;
 }
 
+// A terminal that does not know its width has the usual one.
 int TerminalWidth(int fd)
 {
     winsize size;
-    return ioctl(fd, TIOCGWINSZ, &size) == 0 && size.ws_col > 20 ? size.ws_col : 80;
+    return ioctl(fd, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
+}
+
+// Whether what is written can be taken back.
+bool CanRedraw()
+{
+    const QByteArray kind = qgetenv("TERM");
+    return !kind.isEmpty() && kind != "dumb";
 }
 
 // Text of the server or of a package, fit for a terminal: no control characters.
@@ -57,6 +66,7 @@ QString Printable(QString text)
 Display::Display(bool verbose) : m_out(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3))
 {
     m_terminal = isatty(m_out) != 0;
+    m_bars = m_terminal && CanRedraw();
     if (verbose)
         return;
     m_logFile = OpenLog();
@@ -97,18 +107,25 @@ int Display::width() const
 
 void Display::sayJson(const QJsonArray& array)
 {
-    say(QString::fromUtf8(QJsonDocument(array).toJson(QJsonDocument::Compact)));
+    clearBar();
+    write(QJsonDocument(array).toJson(QJsonDocument::Compact) + '\n');
 }
 
 void Display::sayJson(const QJsonObject& object)
 {
-    say(QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Compact)));
+    clearBar();
+    write(QJsonDocument(object).toJson(QJsonDocument::Compact) + '\n');
 }
 
-void Display::say(const QString& line)
+void Display::say(const QString& lines)
 {
     clearBar();
-    write(Printable(line).toUtf8() + '\n');
+    write(Printable(lines).toUtf8() + '\n');
+}
+
+void Display::sayText(const QString& text)
+{
+    say(Wrapped(Printable(text), width(), 0));
 }
 
 void Display::complain(const QString& text)
@@ -123,10 +140,10 @@ void Display::activity(const QString& what)
     if (printable == m_activity)
         return;
     m_activity = printable;
-    if (m_terminal)
+    if (m_bars)
         drawBar();
     else
-        write(printable.toUtf8() + '\n');
+        sayText(printable);
 }
 
 void Display::progress(int itemPercent, int overallPercent)
@@ -138,21 +155,25 @@ void Display::progress(int itemPercent, int overallPercent)
     const bool milestone = overallPercent / 10 != m_overall / 10;
     m_item = itemPercent;
     m_overall = overallPercent;
-    if (m_terminal && moved)
+    if (m_bars && moved)
         drawBar();
-    else if (!m_terminal && milestone)
+    else if (!m_bars && milestone)
         write(QStringLiteral("  %1% of all, %2% of this\n").arg(m_overall).arg(m_item).toUtf8());
 }
 
+// The last column stays free: a character there would move some terminals to the
+// next line, out of reach of what takes the bar back.
 void Display::drawBar()
 {
+    constexpr int narrow = 40; // columns that have no room for the cells
     const int width = TerminalWidth(m_out);
-    const QString numbers = QStringLiteral(" %1%  this %2%  ").arg(m_overall, 3).arg(m_item, 3);
-    const int cells = qBound(10, width / 3, 30);
+    const int cells = width < narrow ? 0 : qBound(10, width / 3, 30);
     const int full = cells * m_overall / 100;
     const QString bar = QLatin1Char('[') + QString(full, QLatin1Char('#'))
         + QString(cells - full, QLatin1Char('.')) + QLatin1Char(']');
-    write("\r\x1b[K" + (bar + numbers + m_activity).left(width - 1).toUtf8());
+    const QString numbers = QStringLiteral(" %1%  this %2%  ").arg(m_overall, 3).arg(m_item, 3);
+    const QString line = (cells == 0 ? QString() : bar) + numbers + m_activity.simplified();
+    write("\r\x1b[K" + Fitted(line, std::max(1, width - 1)).toUtf8());
     m_barDrawn = true;
 }
 

@@ -30,13 +30,14 @@ public:
     // the terminal; 0, without limit, where there is neither.
     int width() const;
 
-    void say(const QString& line); // on standard output
+    void say(const QString& lines); // on standard output, as they are
+    void sayText(const QString& text); // the same, broken where it does not fit
     void sayJson(const QJsonArray& array); // on one line
     void sayJson(const QJsonObject& object);
     void complain(const QString& text); // on standard error
 
-    // What is being done, and how far it is: a bar on a terminal, a line where
-    // something changed elsewhere.
+    // What is being done, and how far it is: a bar on a terminal that can take one
+    // back (not a "dumb" one), a line where something changed elsewhere.
     void activity(const QString& what);
     void progress(int itemPercent, int overallPercent);
 
@@ -50,6 +51,7 @@ private:
 
     int m_out; // the real standard output
     bool m_terminal;
+    bool m_bars;
     bool m_barDrawn = false;
     QString m_logFile;
     QString m_activity;

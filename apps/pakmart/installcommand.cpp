@@ -19,7 +19,7 @@ void InstallListener::onCanContinue(int count, bool& canContinue)
 {
     const QString files = count == 1 ? QStringLiteral("1 package file is")
                                      : QStringLiteral("%1 package files are").arg(count);
-    m_display.say(files + QStringLiteral(" needed."));
+    m_display.sayText(files + QStringLiteral(" needed."));
     canContinue = !Interrupt::received()
         && (m_yes || m_display.ask(QStringLiteral("Download and install?")));
     m_declined = !canContinue;
@@ -35,12 +35,12 @@ void InstallListener::onReceivedPackageNames(const AptGetPackages& packages)
     QStringList names;
     for (const auto& package : packages)
         names << QString::fromStdString(package.first);
-    m_display.say(QStringLiteral("Packages: ") + names.join(QStringLiteral(", ")));
+    m_display.sayText(QStringLiteral("Packages: ") + names.join(QStringLiteral(", ")));
 }
 
 void InstallListener::onReceivedTotalBytes(const std::string& size)
 {
-    m_display.say(QStringLiteral("To download: ") + QString::fromStdString(size));
+    m_display.sayText(QStringLiteral("To download: ") + QString::fromStdString(size));
 }
 
 void InstallListener::onBeginReceivePackage(const std::string& name, const std::string& size)
@@ -94,7 +94,7 @@ int InstallCommand(Display& display, const BoxWatcher& boxes, const QStringList&
     if (Interrupt::received())
         return ExitInterrupted;
     if (listener.declined()) {
-        display.say(QStringLiteral("Nothing was installed."));
+        display.sayText(QStringLiteral("Nothing was installed."));
         return ExitDeclined;
     }
     if (started && succeeded)

@@ -49,9 +49,9 @@ int InstalledCommand(Display& display, const QString& pattern, bool json)
         return ExitDone;
     }
     if (packages.isEmpty())
-        display.say(pattern.isEmpty()
-                        ? QStringLiteral("No package is installed.")
-                        : QStringLiteral("No installed package is like '%1'.").arg(pattern));
+        display.sayText(pattern.isEmpty()
+                            ? QStringLiteral("No package is installed.")
+                            : QStringLiteral("No installed package is like '%1'.").arg(pattern));
     for (auto at = packages.begin(); at != packages.end(); ++at)
         display.say(
             Fitted(Padded(at.key(), widest) + QLatin1String("  ") + at.value(), display.width()));

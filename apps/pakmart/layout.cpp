@@ -17,21 +17,64 @@ int CellsOf(uint character)
     return std::max(0, wcwidth(wchar_t(character)));
 }
 
+// The beginning of a text that fits into `width` cells, one character at least.
+QString Beginning(const QString& text, int width)
+{
+    QVector<uint> kept;
+    int cells = 0;
+    for (const uint character : text.toUcs4()) {
+        cells += CellsOf(character);
+        if (cells > width && !kept.isEmpty())
+            break;
+        kept << character;
+    }
+    return QString::fromUcs4(kept.constData(), kept.size());
+}
+
+// Text without a place to break, in pieces that fit.
+QStringList Pieces(QString text, int width)
+{
+    QStringList pieces;
+    while (CellsOf(text) > width) {
+        pieces << Beginning(text, width);
+        text.remove(0, pieces.last().size());
+    }
+    if (!text.isEmpty())
+        pieces << text;
+    return pieces;
+}
+
+QStringList WordsOf(const QString& line, int width)
+{
+    QStringList words;
+    for (const QString& word : line.split(QLatin1Char(' '), Qt::SkipEmptyParts)) {
+        if (word.contains(QLatin1String("://")))
+            words << word;
+        else
+            words += Pieces(word, width);
+    }
+    return words;
+}
+
 QString WrappedLine(const QString& line, int width, const QString& indent)
 {
-    if (width <= 0 || line.startsWith(QLatin1Char(' ')))
+    const int room = std::max(1, width - indent.size());
+    if (width <= 0 || CellsOf(line) <= room)
         return indent + line;
+    const QString separator = QLatin1Char('\n') + indent;
+    if (line.startsWith(QLatin1Char(' ')))
+        return indent + Pieces(line, room).join(separator);
     QStringList lines;
     QString current;
-    for (const QString& word : line.split(QLatin1Char(' '), Qt::SkipEmptyParts)) {
-        if (!current.isEmpty() && indent.size() + CellsOf(current) + 1 + CellsOf(word) > width) {
-            lines << indent + current;
+    for (const QString& word : WordsOf(line, room)) {
+        if (!current.isEmpty() && CellsOf(current) + 1 + CellsOf(word) > room) {
+            lines << current;
             current.clear();
         }
         current += (current.isEmpty() ? QString() : QStringLiteral(" ")) + word;
     }
-    lines << indent + current;
-    return lines.join(QLatin1Char('\n'));
+    lines << current;
+    return indent + lines.join(separator);
 }
 
 } // namespace

@@ -17,7 +17,8 @@ QString Fitted(const QString& text, int width);
 // The text, filled up with blanks to `width` cells.
 QString Padded(const QString& text, int width);
 
-// The lines of a text, broken at blanks to fit, each with `indent` blanks before
-// it. A word that is too long has a line of its own. Lines stay apart; those that
-// begin with a blank, which are not running text, are not broken.
+// The lines of a text, broken to fit, each with `indent` blanks before it: at
+// blanks, and in a word that is too long for a line. An address stays whole, so
+// that it can be copied. Lines stay apart; those that begin with a blank, which are
+// not running text, are broken only where they are too long.
 QString Wrapped(const QString& text, int width, int indent);

@@ -10,7 +10,10 @@
 #include "interrupt.h"
 
 #include <QApplication>
+#include <clocale>
 #include <cstdio>
+#include <cstring>
+#include <langinfo.h>
 
 namespace
 {
@@ -238,6 +241,14 @@ void WriteQtMessage(QtMsgType, const QMessageLogContext&, const QString& text)
     std::fflush(stdout);
 }
 
+// Texts are UTF-8 in every locale; the widths of their characters are told by that
+// of the process.
+void UseWideCharacters()
+{
+    if (std::strcmp(nl_langinfo(CODESET), "UTF-8") != 0)
+        std::setlocale(LC_CTYPE, "C.UTF-8");
+}
+
 int RunCommand(const CommandLine& line)
 {
     Display display(line.has("--verbose"));
@@ -278,5 +289,6 @@ int main(int argc, char** argv)
     if (!line.has("--dialogs") && !qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
     const QApplication application(argc, argv);
+    UseWideCharacters();
     return RunCommand(line);
 }

@@ -48,7 +48,7 @@ bool OSUpdate::goOn(int count)
     const QString files = count == 1 ? QStringLiteral("1 package file is")
                                      : QStringLiteral("%1 package files are").arg(count);
     if (!m_options.json)
-        m_display.say(files + QStringLiteral(" needed."));
+        m_display.sayText(files + QStringLiteral(" needed."));
     if (Interrupt::received()
         || !(m_options.yes || m_display.ask(QStringLiteral("Update the system now?"))))
         return false;
@@ -117,15 +117,15 @@ void TellJson(Display& display, const QList<Change>& changes, bool agent)
 void Tell(Display& display, const QList<Change>& changes, bool agent)
 {
     if (changes.isEmpty())
-        display.say(QStringLiteral("The system is up to date."));
+        display.sayText(QStringLiteral("The system is up to date."));
     for (const Change& change : changes) {
-        display.say(change.from.isEmpty()
-                        ? QStringLiteral("%1 %2 is new.").arg(change.package, change.to)
-                        : QStringLiteral("%1 %2 is updated to %3.")
-                              .arg(change.package, change.from, change.to));
+        display.sayText(change.from.isEmpty()
+                            ? QStringLiteral("%1 %2 is new.").arg(change.package, change.to)
+                            : QStringLiteral("%1 %2 is updated to %3.")
+                                  .arg(change.package, change.from, change.to));
     }
     if (agent)
-        display.say(QStringLiteral("The agent itself was updated: start its programs anew."));
+        display.sayText(QStringLiteral("The agent itself was updated: start its programs anew."));
 }
 
 } // namespace
@@ -140,7 +140,7 @@ int OSUpdateCommand(Display& display, const BoxWatcher& boxes, const UpdateOptio
     if (Interrupt::received())
         return ExitInterrupted;
     if (record.declined) {
-        display.say(QStringLiteral("Nothing was updated."));
+        display.sayText(QStringLiteral("Nothing was updated."));
         return ExitDeclined;
     }
     const QString failure = Failure(record);

@@ -62,7 +62,7 @@ int RemoveCommand(Display& display, const QStringList& names, bool yes)
             display.complain(QStringLiteral("%1 could not be removed").arg(name));
             removed = false;
         } else if (removed) {
-            display.say(QStringLiteral("%1 is removed.").arg(name));
+            display.sayText(QStringLiteral("%1 is removed.").arg(name));
         }
     }
     return removed ? ExitDone : ExitFailed;
@@ -76,6 +76,6 @@ int UpdateSourcesCommand(Display& display, const BoxWatcher& boxes)
         return ExitInterrupted;
     if (boxes.errors() > 0)
         return ExitFailed;
-    display.say(QStringLiteral("The package sources are up to date."));
+    display.sayText(QStringLiteral("The package sources are up to date."));
     return ExitDone;
 }

@@ -44,13 +44,13 @@ int ShowList(Display& display, CRUFile& list)
     int place = 0;
     for (bool more = list.FindLastAccessedItem(); more; more = list.FindPrevAccessedItem()) {
         const QDateTime time = QDateTime::fromSecsSinceEpoch(list.LastAccessed());
-        display.say(QStringLiteral("%1  %2  %3 (%4)")
-                        .arg(++place, 3)
-                        .arg(time.toString(QStringLiteral("yyyy-MM-dd hh:mm")), Name(list))
-                        .arg(list.ServerSerialNumber()));
+        display.sayText(QStringLiteral("%1  %2  %3 (%4)")
+                            .arg(++place, 3)
+                            .arg(time.toString(QStringLiteral("yyyy-MM-dd hh:mm")), Name(list))
+                            .arg(list.ServerSerialNumber()));
     }
     if (place == 0)
-        display.say(QStringLiteral("No application has been used yet."));
+        display.sayText(QStringLiteral("No application has been used yet."));
     return ExitDone;
 }
 
@@ -77,7 +77,7 @@ int Start(Display& display, CRUFile& list, int place)
             QStringLiteral("%1 cannot be started: there is no program %2").arg(name, program));
         return ExitFailed;
     }
-    display.say(QStringLiteral("%1 is started.").arg(name));
+    display.sayText(QStringLiteral("%1 is started.").arg(name));
     const qint64 now = QDateTime::currentSecsSinceEpoch();
     list.SetLastAccessed(std::int32_t(std::min<qint64>(now, INT32_MAX)));
     list.Update();
@@ -102,7 +102,7 @@ int ForgetCommand(Display& display, const QStringList& serials)
             const int number = serial.toInt(&fits);
             const bool forgotten = fits && list.DeleteRecord(number);
             if (forgotten) {
-                display.say(QStringLiteral("%1 is forgotten.").arg(Name(list)));
+                display.sayText(QStringLiteral("%1 is forgotten.").arg(Name(list)));
                 continue;
             }
             display.complain(

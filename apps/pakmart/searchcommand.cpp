@@ -160,7 +160,7 @@ int SearchCommand(Display& display, const QStringList& words, bool json)
     const QList<Product> products = InOrder(hits);
     SayProducts(display, products, json);
     if (products.isEmpty() && !json)
-        display.say(
+        display.sayText(
             QStringLiteral("No product has '%1' in its name, package or description.").arg(phrase));
     return ExitDone;
 }

@@ -112,16 +112,16 @@ QString Numbered(const QJsonObject& object)
 void SayAisle(Display& display, const QJsonObject& aisle)
 {
     const QString description = Line(aisle, "description");
-    display.say(Line(aisle, "name")
-                + (description.isEmpty() ? QString() : QLatin1String(": ") + description));
+    display.sayText(Line(aisle, "name")
+                    + (description.isEmpty() ? QString() : QLatin1String(": ") + description));
     for (const auto& category : aisle[QLatin1String("categories")].toArray())
-        display.say(Numbered(category.toObject()));
+        display.sayText(Numbered(category.toObject()));
 }
 
 void SayApplication(Display& display, const QJsonObject& application)
 {
-    display.say(Numbered(application) + QLatin1String(" (") + Line(application, "package")
-                + QLatin1Char(')'));
+    display.sayText(Numbered(application) + QLatin1String(" (") + Line(application, "package")
+                    + QLatin1Char(')'));
 }
 
 // What is fetched into a file of the data folder and shown from it.
@@ -148,7 +148,7 @@ int Show(Display& display, const BoxWatcher& boxes, bool json, const Shelf& shel
         return ExitDone;
     }
     if (entries.isEmpty())
-        display.say(QLatin1String(shelf.nothing));
+        display.sayText(QLatin1String(shelf.nothing));
     for (const auto& entry : entries)
         shelf.say(display, entry.toObject());
     return ExitDone;

@@ -48,9 +48,9 @@ bool CouldBeAsked(const QUrl& url)
 void TellStatus(Display& display, const QString& url)
 {
     const auto line = [&display](const char* what, const QString& text, const char* otherwise) {
-        display.say(QLatin1String(what) + (text.isEmpty() ? QLatin1String(otherwise) : text));
+        display.sayText(QLatin1String(what) + (text.isEmpty() ? QLatin1String(otherwise) : text));
     };
-    display.say(QStringLiteral("The store server can be reached: %1").arg(url));
+    display.sayText(QStringLiteral("The store server can be reached: %1").arg(url));
     line("System: ", GetVantrelOSVersionInfo().trimmed(), "unknown");
     line("Last update of the system: ", LastUpdate(), "never");
     line("System builder: ", Builder(), "none");
@@ -108,7 +108,7 @@ int RegisterCommand(Display& display, bool json)
                                      { QStringLiteral("builder"), Builder() },
                                      { QStringLiteral("error"), TextOrNull(error) } });
     else if (succeeded)
-        display.say(
+        display.sayText(
             QStringLiteral("The store knows that this machine comes from the system builder "
                            "%1.")
                 .arg(Builder()));

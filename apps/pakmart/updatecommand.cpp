@@ -8,7 +8,6 @@
 #include "commands.h"
 #include "display.h"
 #include "interrupt.h"
-#include "layout.h"
 #include "savedmark.h"
 
 #include <KIO/Job>
@@ -200,19 +199,19 @@ void SayList(Display& display, const char* label, const std::map<int, QString>& 
         + QLatin1String(": ") + names.join(QStringLiteral(", "));
     if (products.size() > shown)
         text += QStringLiteral(" and %1 more").arg(qulonglong(products.size() - shown));
-    display.say(Wrapped(text, display.width(), 0));
+    display.sayText(text);
 }
 
 void Tell(Display& display, const Snapshot& before, const Snapshot& after)
 {
-    display.say(QStringLiteral("The catalog has %1 in %2.")
-                    .arg(Count(after.products.size(), "product", "products"),
-                         Count(after.categories.size(), "category", "categories")));
+    display.sayText(QStringLiteral("The catalog has %1 in %2.")
+                        .arg(Count(after.products.size(), "product", "products"),
+                             Count(after.categories.size(), "category", "categories")));
     if (!before.exists)
         return;
     const Difference difference = Compare(before, after);
     if (difference.added.empty() && difference.changed.empty() && difference.gone.empty())
-        display.say(QStringLiteral("Nothing has changed since the last update."));
+        display.sayText(QStringLiteral("Nothing has changed since the last update."));
     SayList(display, "New since the last update, ", difference.added);
     SayList(display, "Changed, ", difference.changed);
     SayList(display, "Gone, ", difference.gone);

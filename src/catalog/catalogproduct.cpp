@@ -15,14 +15,9 @@ namespace
 using TextField = std::string CatalogProduct::*;
 using NumberField = std::int32_t CatalogProduct::*;
 
-std::string Decoded(const QString& text)
-{
-    return url_decode(text.toStdString());
-}
-
 std::string DecodedAttribute(const QDomElement& element, const char* name)
 {
-    return Decoded(element.attribute(QLatin1String(name)));
+    return url_decode_utf8(element.attribute(QLatin1String(name)));
 }
 
 bool TakeText(CatalogProduct& product, const QDomElement& element)
@@ -46,7 +41,7 @@ bool TakeText(CatalogProduct& product, const QDomElement& element)
     const auto field = fields.find(element.tagName());
     if (field == fields.end())
         return false;
-    product.*field.value() = Decoded(element.text());
+    product.*field.value() = url_decode_utf8(element.text());
     return true;
 }
 

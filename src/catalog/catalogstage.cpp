@@ -14,58 +14,6 @@
 #include <sys/file.h>
 #include <unistd.h>
 
-// ---- what failed ----
-
-int WatchedFiles::Open(const char* path, int flags, mode_t mode)
-{
-    const int descriptor = m_files.Open(path, flags, mode);
-    Expect(descriptor >= 0);
-    return descriptor;
-}
-
-int WatchedFiles::Close(int descriptor)
-{
-    return m_files.Close(descriptor);
-}
-
-off_t WatchedFiles::Seek(int descriptor, off_t position)
-{
-    const off_t reached = m_files.Seek(descriptor, position);
-    Expect(reached == position);
-    return reached;
-}
-
-ssize_t WatchedFiles::Read(int descriptor, void* bytes, size_t size)
-{
-    const ssize_t got = m_files.Read(descriptor, bytes, size);
-    Expect(got == ssize_t(size));
-    return got;
-}
-
-ssize_t WatchedFiles::Write(int descriptor, const void* bytes, size_t size)
-{
-    const ssize_t written = m_files.Write(descriptor, bytes, size);
-    Expect(written == ssize_t(size));
-    return written;
-}
-
-int WatchedFiles::Resize(int descriptor, off_t size)
-{
-    return m_files.Resize(descriptor, size);
-}
-
-int WatchedFiles::Status(int descriptor, struct stat* status)
-{
-    return m_files.Status(descriptor, status);
-}
-
-bool WatchedFiles::Exists(const char* path)
-{
-    return m_files.Exists(path);
-}
-
-// ---- the folder ----
-
 namespace
 {
 
@@ -121,6 +69,7 @@ CatalogStage::~CatalogStage()
 {
     for (const Name& name : m_names)
         *name.name = name.real;
+    m_files.CloseAll();
     if (m_lock < 0)
         return;
     for (const Move& move : m_moves)
@@ -160,6 +109,7 @@ bool CatalogStage::canReplace() const
 
 bool CatalogStage::Publish()
 {
+    m_files.CloseAll();
     if (!m_files.nothingFailed())
         return false;
     for (const Move& move : m_moves) {

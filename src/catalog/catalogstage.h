@@ -15,38 +15,10 @@
 
 #pragma once
 
-#include "store/storefiles.h"
+#include "catalog/heldfiles.h"
 
 #include <string>
 #include <vector>
-
-// The record store's files, with a note of anything that failed: the store goes on
-// with what it can do, and what it could not is missing then.
-class WatchedFiles : public StoreFiles
-{
-public:
-    WatchedFiles() : m_files(*SetStoreFiles(this)) { }
-    ~WatchedFiles() override { SetStoreFiles(&m_files); }
-    WatchedFiles(const WatchedFiles&) = delete;
-    WatchedFiles& operator=(const WatchedFiles&) = delete;
-
-    bool nothingFailed() const { return !m_failed; }
-
-    int Open(const char* path, int flags, mode_t mode) override;
-    int Close(int descriptor) override;
-    off_t Seek(int descriptor, off_t position) override;
-    ssize_t Read(int descriptor, void* bytes, size_t size) override;
-    ssize_t Write(int descriptor, const void* bytes, size_t size) override;
-    int Resize(int descriptor, off_t size) override;
-    int Status(int descriptor, struct stat* status) override;
-    bool Exists(const char* path) override;
-
-private:
-    void Expect(bool done) { m_failed = m_failed || !done; }
-
-    StoreFiles& m_files;
-    bool m_failed = false;
-};
 
 // For its life, the names of the database's classes lead into the folder. At
 // least one CCatalogFile must have been made before.
@@ -84,5 +56,5 @@ private:
     int m_lock = -1; // the folder, open; -1 where there is none
     std::vector<Name> m_names;
     std::vector<Move> m_moves;
-    WatchedFiles m_files;
+    HeldFiles m_files;
 };

@@ -16,11 +16,6 @@
 namespace
 {
 
-std::string Decoded(const QString& text)
-{
-    return url_decode(text.toStdString());
-}
-
 bool IsText(const QDomNode& node)
 {
     return node.nodeType() == QDomNode::TextNode
@@ -114,17 +109,17 @@ void CXMLNode::SaveNode(std::ostream& out, int level)
 
 bool CXMLNode::ReadNode(QDomNode& node)
 {
-    Name(Decoded(node.nodeName()));
+    Name(url_decode_utf8(node.nodeName()));
     BuildAttributes(node);
     bool ok = true;
     for (QDomNode child = node.firstChild(); ok && !child.isNull(); child = child.nextSibling()) {
         if (IsText(child)) {
-            Value(Decoded(TextOf(child)));
+            Value(url_decode_utf8(TextOf(child)));
             continue;
         }
         auto added = std::make_unique<CXMLNode>(this);
         ok = added->ReadNode(child);
-        Group& group = m_children[added->Name()];
+        Group& group = m_children[added->m_name];
         group.push_back(added.get());
         added.release();
     }
@@ -141,7 +136,7 @@ void CXMLNode::BuildAttributes(QDomNode& node)
         const QDomNode attribute = attributes.item(i);
         const std::string name = attribute.nodeName().toStdString();
         if (!name.empty())
-            m_attributes[name] = Decoded(attribute.nodeValue());
+            m_attributes[name] = url_decode_utf8(attribute.nodeValue());
     }
 }
 

@@ -6,14 +6,19 @@
 #include "catalog/cxmlnode.h"
 #include "request/replydocument.h"
 #include "util/paths.h"
+#include "util/urlcodec.h"
 
 #include <QDomDocument>
 #include <QFile>
 #include <QSaveFile>
-#include <ostream>
+#include <functional>
+#include <map>
+#include <sstream>
 #include <streambuf>
+#include <string>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <vector>
 
 namespace
 {
@@ -57,6 +62,74 @@ void KeepOwner(int fd, const struct stat& before)
         return;
 }
 
+bool IsText(const QDomNode& node)
+{
+    return node.nodeType() == QDomNode::TextNode;
+}
+
+// How a node without its children is written: as one text, and where in it the
+// children belong.
+std::string WrittenAlone(const QDomNode& node, std::size_t& place)
+{
+    QDomNode alone = node.cloneNode(false);
+    for (QDomNode child = node.firstChild(); !child.isNull(); child = child.nextSibling()) {
+        if (IsText(child))
+            alone.appendChild(child.cloneNode());
+    }
+    CXMLNode tree(nullptr);
+    tree.ReadNode(alone);
+    std::ostringstream written;
+    tree.SaveNode(written, -1);
+    place = written.str().rfind("</");
+    return written.str();
+}
+
+// Writes what the tree of a node would, a piece at a time: the whole tree of a
+// catalog takes as much memory as its document. `levels` of it are taken apart.
+void WriteTree(QDomNode node, int levels, std::ostream& out)
+{
+    if (levels == 0) {
+        CXMLNode tree(nullptr);
+        tree.ReadNode(node);
+        tree.SaveNode(out, -1);
+        return;
+    }
+    std::size_t place = 0;
+    const std::string alone = WrittenAlone(node, place);
+    std::map<std::string, std::vector<QDomNode>> groups; // as those of a tree
+    for (QDomNode child = node.firstChild(); !child.isNull(); child = child.nextSibling()) {
+        if (!IsText(child))
+            groups[url_decode_utf8(child.nodeName())].push_back(child);
+    }
+    out.write(alone.data(), std::streamsize(place));
+    for (const auto& [name, children] : groups) {
+        for (const QDomNode& child : children)
+            WriteTree(child, levels - 1, out);
+    }
+    out.write(alone.data() + place, std::streamsize(alone.size() - place));
+}
+
+// Replaces a file by what is written into the stream.
+bool SaveFile(const char* name, const std::function<void(std::ostream&)>& write)
+{
+    QSaveFile file(SavedTreePath(name));
+    file.setDirectWriteFallback(true);
+    struct stat before = {};
+    const bool isNew = stat(QFile::encodeName(file.fileName()).constData(), &before) != 0;
+    if (!file.open(QIODevice::WriteOnly))
+        return false;
+    if (isNew)
+        MakePermissions(file.handle());
+    else
+        KeepOwner(file.handle(), before);
+    DeviceBuffer buffer(file);
+    std::ostream out(&buffer);
+    write(out);
+    if (!out || !file.flush())
+        file.cancelWriting();
+    return file.commit();
+}
+
 } // namespace
 
 QString SavedTreePath(const char* name)
@@ -72,29 +145,15 @@ bool ReadFirstElement(const QDomElement& body, CXMLNode& tree)
 
 bool SaveTree(CXMLNode& tree, const char* name)
 {
-    QSaveFile file(SavedTreePath(name));
-    file.setDirectWriteFallback(true);
-    struct stat before = {};
-    const bool isNew = stat(QFile::encodeName(file.fileName()).constData(), &before) != 0;
-    if (!file.open(QIODevice::WriteOnly))
-        return false;
-    if (isNew)
-        MakePermissions(file.handle());
-    else
-        KeepOwner(file.handle(), before);
-    DeviceBuffer buffer(file);
-    std::ostream out(&buffer);
-    tree.SaveNode(out, -1);
-    if (!out || !file.flush())
-        file.cancelWriting();
-    return file.commit();
+    return SaveFile(name, [&tree](std::ostream& out) { tree.SaveNode(out, -1); });
 }
 
 void SaveFirstElement(const QDomElement& body, const char* name)
 {
-    CXMLNode tree(nullptr);
-    if (ReadFirstElement(body, tree))
-        SaveTree(tree, name);
+    constexpr int levels = 2; // a catalog's products, one after the other
+    const QDomElement first = body.firstChildElement();
+    if (!first.isNull())
+        SaveFile(name, [&first](std::ostream& out) { WriteTree(first, levels, out); });
 }
 
 bool ReadSavedTree(const char* name, CXMLNode& tree)

@@ -12,6 +12,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <memory>
+#include <string>
 
 namespace
 {
@@ -65,18 +66,18 @@ bool IsHalfMade(const char* indexPath)
 bool WriteNote(OpenStoreFile& heap, std::int64_t offset, const BlockHeader& header,
                const char* text, std::int32_t length)
 {
-    const auto piece = std::make_unique<std::uint8_t[]>(pieceLength);
-    PackBlockHeader(header, piece.get());
-    std::int32_t filled = blockHeaderLength;
+    std::string piece(blockHeaderLength, '\0');
+    PackBlockHeader(header, reinterpret_cast<std::uint8_t*>(&piece[0]));
     std::int32_t taken = 0;
     do {
-        const std::int32_t more = std::min(length - taken, pieceLength - filled);
-        std::copy_n(text + taken, more, piece.get() + filled);
-        if (!heap.WriteAt(offset, piece.get(), std::size_t(filled + more)))
+        const std::int32_t more
+            = std::min(length - taken, pieceLength - std::int32_t(piece.size()));
+        piece.append(text + taken, std::size_t(more));
+        if (!heap.WriteAt(offset, piece.data(), piece.size()))
             return false;
-        offset += filled + more;
+        offset += std::int64_t(piece.size());
         taken += more;
-        filled = 0;
+        piece.clear();
     } while (taken < length);
     return true;
 }

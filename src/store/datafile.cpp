@@ -139,6 +139,17 @@ int EndChange(DataFile* file)
     return taerror == taNoError ? 0 : -1;
 }
 
+// Writes records that are wanted whole or not at all.
+int WriteAll(DataFile* file, std::uint32_t first, const void* records, std::uint32_t count)
+{
+    const OpenStoreFile open(file->fileName);
+    if (Reach(file, open, first) != 0)
+        return -1;
+    const std::size_t size = std::size_t(count) * std::size_t(file->recordLength);
+    const ssize_t put = storeFiles().Write(file->fd, records, size);
+    return SetError(put >= 0 && std::size_t(put) == size ? taNoError : taWriteFailed);
+}
+
 // Makes record `number` the head of the chain of deleted ones.
 int LinkDeleted(DataFile* file, std::uint32_t number)
 {
@@ -343,13 +354,8 @@ int AddBigRec(DataFile* file, std::uint32_t* first, const void* records, std::ui
         return SetError(taDamaged);
     *first = std::uint32_t(header.recordCount);
     file->headerDirty = 1;
-    const OpenStoreFile open(file->fileName);
-    if (Reach(file, open, *first) != 0)
+    if (WriteAll(file, *first, records, count) != 0)
         return -1;
-    const std::size_t size = std::size_t(count) * std::size_t(file->recordLength);
-    const ssize_t put = storeFiles().Write(file->fd, records, size);
-    if (put < 0 || std::size_t(put) != size)
-        return SetError(taWriteFailed);
     header.recordCount += std::int32_t(count);
     return EndChange(file);
 }

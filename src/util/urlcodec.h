@@ -22,3 +22,6 @@ VANTRELAGENT_EXPORT std::string url_encode(const std::string& text);
 // takes the text up to its first zero byte.
 VANTRELAGENT_EXPORT QString url_decode(const QString& text);
 VANTRELAGENT_EXPORT std::string url_decode(const std::string& text);
+
+// url_decode of a text whose UTF-8 is wanted.
+std::string url_decode_utf8(const QString& text);

@@ -5,6 +5,7 @@
 // on the demo store.
 
 #include "tests/apps/demomachine.h"
+#include "tests/apps/stalledpool.h"
 
 #include <QDir>
 #include <QImage>
@@ -332,33 +333,8 @@ private slots:
     void interruptionLeavesNothingBehind()
     {
         QFETCH(int, number);
-        // A repository that never sends its packages.
-        QTcpServer mute;
-        QVERIFY(mute.listen(QHostAddress::LocalHost));
-        ServerProcess server(m_machine.store(),
-                             { QStringLiteral("--public-url"),
-                               QStringLiteral("http://127.0.0.1:%1").arg(mute.serverPort()) });
-        QVERIFY(server.isRunning());
-        // It passes on what is asked of the functions, and stalls on the pool.
-        const quint16 port = server.port();
-        connect(&mute, &QTcpServer::newConnection, this, [&] {
-            QTcpSocket* client = mute.nextPendingConnection();
-            if (!client)
-                return;
-            connect(client, &QTcpSocket::readyRead, client, [client, port] {
-                const QByteArray request = client->readAll();
-                if (request.startsWith("GET /pool/") && request.contains("_all.deb "))
-                    return;
-                auto* upstream = new QTcpSocket(client);
-                upstream->connectToHost(QStringLiteral("127.0.0.1"), port);
-                connect(upstream, &QTcpSocket::readyRead, client,
-                        [=] { client->write(upstream->readAll()); });
-                connect(upstream, &QTcpSocket::disconnected, client,
-                        &QTcpSocket::disconnectFromHost);
-                upstream->write(request);
-            });
-        });
-        QVERIFY(m_machine.useServer(QStringLiteral("http://127.0.0.1:%1").arg(mute.serverPort())));
+        StalledPool pool(m_machine.store());
+        QVERIFY(m_machine.useServer(pool.url()));
         QProcess process;
         process.start(QStringLiteral(PAKMART),
                       { QStringLiteral("install"), QStringLiteral("-y"), QStringLiteral("4003") });
@@ -377,7 +353,7 @@ private slots:
             QTRY_VERIFY(!QFile::exists(QLatin1String("/proc/") + QString::fromLatin1(child)));
         QVERIFY(m_machine.plainTreeIsEmpty());
         QVERIFY(!dpkgStatus().contains("Package: typingtutor"));
-        QCOMPARE(server.end(SIGTERM), 0);
+        QCOMPARE(pool.end(SIGTERM), 0);
         QVERIFY(m_machine.useServer(m_machine.url()));
         QCOMPARE(
             pakmart({ QStringLiteral("install"), QStringLiteral("-y"), QStringLiteral("4003") })

@@ -87,6 +87,40 @@ private slots:
 
     // -- the text
 
+    // A tree may be written a piece at a time: never in another order or form.
+    void firstElementIsWrittenAsItsTreeIs_data()
+    {
+        QTest::addColumn<QByteArray>("content");
+        const auto row = [](const char* name, const char* content) {
+            QTest::newRow(name) << QByteArray(content);
+        };
+        row("nothing in it", "<a/>");
+        row("text alone", "<a b=\"1\" a=\"%32+%2B\">text %41</a>");
+        row("texts between children", "<a>one<b/>two<c>three</c>four<b>five<d/>six</b></a>");
+        row("groups in the order of their names", "<a><z/><b n=\"1\"/><Z/><b n=\"2\"/><a/></a>");
+        row("names that decode", "<a><_b/><b.c/></a>");
+        row("two levels down", "<a x=\"1\"><b y=\"2\"><c>t<d/>u</c><b/><c/>v</b><b/>w</a>");
+        row("five levels down", "<a><b><c><d><e>t</e><d/></d></c>v<c/></b></a>");
+        row("comments and sections",
+            "<a><!-- x --><b><![CDATA[ y ]]><!-- z --></b><![CDATA[</a>]]>t<c><!----></c></a>");
+        row("blanks and lines", "<a>\n <b>\n  <c> x </c>\n </b>\n</a>");
+        row("letters of every kind", "<a k=\"\xD0\x9A\"><b>%F0%9F%8E%B2 &lt;/a&gt; &amp;</b></a>");
+    }
+    void firstElementIsWrittenAsItsTreeIs()
+    {
+        QFETCH(QByteArray, content);
+        QDomDocument document;
+        const QDomElement body = Body(document, content);
+        CXMLNode tree(nullptr);
+        QVERIFY(ReadFirstElement(body, tree));
+        QVERIFY(SaveTree(tree, kName));
+        const QByteArray whole = ReadDataFile(kFile);
+        QVERIFY(whole.endsWith("</a>\n"));
+        QVERIFY(QFile::remove(DataPath(kFile)));
+        SaveFirstElement(body, kName);
+        QCOMPARE(ReadDataFile(kFile), whole);
+    }
+
     void firstElementIsWrittenWithoutIndentation()
     {
         Save("<all one=\"1\"><b>x y</b><a/><b><c>&lt;z&gt;</c></b></all><other/>");

@@ -31,6 +31,9 @@ class Catalog:
         self.records = DataFile(path, 2012).live()
         notes = Notes(os.path.join(folder, ".VACatalogNotes"))
         depends = DataFile(os.path.join(folder, ".VADepends.fil"), 60).live()
+        names = {}
+        for record in depends.values():
+            names.setdefault(number(record, 56), []).append(text(record, 4, 52))
         self.products = {}
         for place, record in self.records.items():
             product = {key: text(record, *at) for key, at in self.TEXTS.items()}
@@ -38,8 +41,7 @@ class Catalog:
             product["installed"] = record[967]
             offset = number(record, 388)
             product["description"] = "" if offset == -1 else notes.text(offset).decode()
-            product["dependencies"] = sorted(text(d, 4, 52) for d in depends.values()
-                                             if number(d, 56) == place)
+            product["dependencies"] = sorted(names.get(place, []))
             self.products[place] = product
         base = path[:-len("fil")]
         self.keys = [Index(base + "k" + str(which), length).items()

@@ -110,6 +110,21 @@ private slots:
                 && !url_decode(QStringLiteral("")).isNull());
     }
 
+    void utf8IsThatOfTheDecodedText()
+    {
+        QStringList texts{ QString(),
+                           QStringLiteral("plain"),
+                           QStringLiteral("a+b%41\\+"),
+                           QString::fromUtf8("M\xC3\xB6"
+                                             "bius %F0%9F%8E%B2"),
+                           QStringLiteral("%E9"),
+                           QStringLiteral("ab%00cd") };
+        for (int code = 0; code < 0x300; ++code)
+            texts << QStringLiteral("x") + QChar(code) + QStringLiteral("y");
+        for (const QString& text : qAsConst(texts))
+            QCOMPARE(url_decode_utf8(text), url_decode(text.toStdString()));
+    }
+
     void invalidBytesReadAsLatin1()
     {
         QCOMPARE(url_decode(std::string("%E9t%E9")), std::string("\xC3\xA9t\xC3\xA9"));

@@ -1,0 +1,102 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// What a terminal would show of what is written to it: rows of any length, so that
+// a line that is too long is seen as such. It knows the line end, the carriage
+// return and the erasing of the rest of a line; anything else that moves the
+// cursor is a fault.
+
+#pragma once
+
+#include <QString>
+#include <QStringList>
+#include <QVector>
+#include <cwchar>
+
+class Screen
+{
+public:
+    void write(const QByteArray& bytes)
+    {
+        m_pending += bytes;
+        // A character may come in pieces.
+        int end = m_pending.size();
+        while (end > 0 && (m_pending[end - 1] & 0xC0) == 0x80)
+            --end;
+        if (end > 0 && (m_pending[end - 1] & 0x80))
+            --end;
+        for (const uint character : QString::fromUtf8(m_pending.left(end)).toUcs4())
+            take(character);
+        m_pending.remove(0, end);
+    }
+
+    // The rows as they are now, without blanks at their ends.
+    QStringList rows() const
+    {
+        QStringList rows = m_done;
+        rows << text();
+        return rows;
+    }
+    // The most cells that any row ever had, that of a bar taken back as well.
+    int widest() const { return m_widest; }
+    // Each state of the last row that was drawn over.
+    const QStringList& drawn() const { return m_drawn; }
+    int column() const { return m_column; }
+    bool isSound() const { return m_sound; }
+
+private:
+    void take(uint character)
+    {
+        if (m_escape)
+            return takeEscape(character);
+        if (character == 0x1B) {
+            m_escape = true;
+        } else if (character == '\r') {
+            if (!m_row.isEmpty())
+                m_drawn << text();
+            m_column = 0;
+        } else if (character == '\n') {
+            m_done << text();
+            m_row.clear();
+            m_column = 0;
+        } else if (character < ' ') {
+            m_sound = false;
+        } else {
+            put(character);
+        }
+    }
+    void takeEscape(uint character)
+    {
+        if (character == '[')
+            return;
+        m_sound = m_sound && character == 'K';
+        m_row.resize(std::min(m_row.size(), m_column));
+        m_escape = false;
+    }
+    void put(uint character)
+    {
+        const int cells = wcwidth(wchar_t(character));
+        m_sound = m_sound && cells >= 0;
+        for (int i = 0; i < cells; ++i, ++m_column) {
+            if (m_column >= m_row.size())
+                m_row.resize(m_column + 1);
+            m_row[m_column] = i == 0 ? character : 0; // the second half of a wide one
+        }
+        m_widest = std::max(m_widest, m_column);
+    }
+    QString text() const
+    {
+        QVector<uint> shown = m_row;
+        shown.removeAll(0);
+        QString text = QString::fromUcs4(shown.constData(), shown.size());
+        while (text.endsWith(QLatin1Char(' ')))
+            text.chop(1);
+        return text;
+    }
+
+    QByteArray m_pending;
+    QStringList m_done, m_drawn;
+    QVector<uint> m_row;
+    int m_column = 0, m_widest = 0;
+    bool m_escape = false, m_sound = true;
+};

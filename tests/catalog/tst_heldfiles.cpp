@@ -1,0 +1,228 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// Files that stay open while a catalog is filled: whoever reads and writes them
+// sees and leaves what he would without.
+
+#include "catalog/heldfiles.h"
+#include "tests/store/storeshims.h"
+
+#include <QDir>
+#include <QRandomGenerator>
+#include <QTemporaryDir>
+#include <QtTest>
+#include <fcntl.h>
+#include <memory>
+#include <vector>
+
+namespace
+{
+
+// One of two ways to the same calls, and what they answered.
+class Side
+{
+public:
+    Side(StoreFiles& files, const QString& folder) : m_files(files), m_folder(folder)
+    {
+        QDir().mkpath(folder);
+    }
+
+    QByteArray path(int file) const
+    {
+        return QFile::encodeName(m_folder + QStringLiteral("/f%1").arg(file));
+    }
+    bool open(int file, int flags)
+    {
+        const int descriptor = m_files.Open(path(file).constData(), flags, 0600);
+        if (descriptor >= 0)
+            m_open.push_back(descriptor);
+        return descriptor >= 0;
+    }
+    int count() const { return int(m_open.size()); }
+    bool close(int which)
+    {
+        const int descriptor = m_open[std::size_t(which)];
+        m_open.erase(m_open.begin() + which);
+        return m_files.Close(descriptor) == 0;
+    }
+    qint64 seek(int which, int position) { return m_files.Seek(at(which), position); }
+    QByteArray read(int which, int size)
+    {
+        QByteArray bytes(size, '?');
+        const ssize_t got = m_files.Read(at(which), bytes.data(), std::size_t(size));
+        return QByteArray::number(qint64(got)) + ' ' + bytes;
+    }
+    qint64 write(int which, const QByteArray& bytes)
+    {
+        return m_files.Write(at(which), bytes.constData(), std::size_t(bytes.size()));
+    }
+    int resize(int which, int size) { return m_files.Resize(at(which), size); }
+    qint64 size(int which)
+    {
+        struct stat status = {};
+        return m_files.Status(at(which), &status) == 0 ? status.st_size : -1;
+    }
+    QByteArray contents(int file) const
+    {
+        QFile contents(QFile::decodeName(path(file)));
+        return contents.open(QIODevice::ReadOnly) ? contents.readAll() : QByteArray("<none>");
+    }
+
+private:
+    int at(int which) const { return m_open[std::size_t(which)]; }
+
+    StoreFiles& m_files;
+    const QString m_folder;
+    std::vector<int> m_open;
+};
+
+constexpr int kFiles = 3;
+
+// One call, of any kind, on both sides.
+void CallBoth(Side& one, Side& other, QRandomGenerator& random)
+{
+    const int which = one.count() > 0 ? random.bounded(one.count()) : -1;
+    // The beginnings of files are where something could go wrong.
+    const int position = random.bounded(3) == 0 ? 0 : random.bounded(200);
+    switch (which < 0 ? 0 : random.bounded(12)) {
+    case 0: {
+        const int file = random.bounded(kFiles);
+        const int flags = O_RDWR | (which < 0 || random.bounded(8) == 0 ? O_CREAT : 0)
+            | (random.bounded(40) == 0 ? O_CREAT | O_TRUNC : 0);
+        QCOMPARE(one.open(file, flags), other.open(file, flags));
+        break;
+    }
+    case 1:
+    case 2:
+        QCOMPARE(one.close(which), other.close(which));
+        break;
+    case 3:
+        QCOMPARE(one.size(which), other.size(which));
+        break;
+    case 4:
+        if (random.bounded(5) == 0)
+            QCOMPARE(one.resize(which, position), other.resize(which, position));
+        break;
+    default:
+        QCOMPARE(one.seek(which, position), other.seek(which, position));
+        for (int again = random.bounded(1, 3); again > 0; --again) {
+            const int size = random.bounded(2) == 0 ? 40 : random.bounded(1, 120);
+            if (random.bounded(2) == 0)
+                QCOMPARE(one.read(which, size), other.read(which, size));
+            else
+                QCOMPARE(one.write(which, QByteArray(size, char('a' + size % 26))),
+                         other.write(which, QByteArray(size, char('a' + size % 26))));
+        }
+    }
+}
+
+int OpenDescriptors()
+{
+    return QDir(QStringLiteral("/proc/self/fd"))
+        .entryList(QDir::NoDotAndDotDot | QDir::AllEntries | QDir::System)
+        .size();
+}
+
+} // namespace
+
+class HeldFilesTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    QTemporaryDir m_dir;
+
+    QString folder(const char* name) const { return m_dir.filePath(QLatin1String(name)); }
+
+private slots:
+    void anyCallsGiveTheSameAnswersAndFiles()
+    {
+        for (quint32 seed = 1; seed <= 300; ++seed) {
+            QRandomGenerator random(seed);
+            StoreFiles plain;
+            QDir(folder("plain")).removeRecursively();
+            QDir(folder("held")).removeRecursively();
+            Side one(plain, folder("plain"));
+            const int before = OpenDescriptors();
+            {
+                HeldFiles held;
+                Side other(held, folder("held"));
+                for (int i = 0; i < 150; ++i) {
+                    CallBoth(one, other, random);
+                    if (QTest::currentTestFailed())
+                        qFatal("seed %u, call %d", seed, i);
+                }
+                while (one.count() > 0)
+                    QCOMPARE(one.close(0), other.close(0));
+            }
+            QCOMPARE(OpenDescriptors(), before);
+            Side other(plain, folder("held"));
+            for (int file = 0; file < kFiles; ++file)
+                QCOMPARE(other.contents(file), one.contents(file));
+        }
+    }
+
+    void fileIsOpenedOnceAndItsHeaderWrittenTwice()
+    {
+        CountingFiles counting;
+        const UsedStoreFiles used(&counting);
+        const QByteArray path = QFile::encodeName(folder("counted"));
+        {
+            HeldFiles held;
+            const QByteArray record(100, 'r');
+            for (int i = 0; i < 50; ++i) {
+                OpenStoreFile file(path.constData(), O_RDWR | (i == 0 ? O_CREAT : 0), 0600);
+                QVERIFY(file.WriteAt(0, record.constData(), 100));
+                QVERIFY(file.WriteAt(100 * (i + 1), record.constData(), 100));
+            }
+            QVERIFY(held.nothingFailed());
+        }
+        QCOMPARE(counting.opens, 1);
+        QCOMPARE(counting.closes, 1);
+        QCOMPARE(counting.writes, 50 + 2);
+        QCOMPARE(counting.seeks, 1); // for the header, at the end
+        QCOMPARE(QFile(folder("counted")).size(), qint64(5100));
+    }
+
+    void whatFailsIsNoted_data()
+    {
+        QTest::addColumn<int>("fault");
+        QTest::newRow("open") << int(Fault::Open);
+        QTest::newRow("seek") << int(Fault::Seek);
+        QTest::newRow("read") << int(Fault::Read);
+        QTest::newRow("short read") << int(Fault::ShortRead);
+        QTest::newRow("write") << int(Fault::Write);
+        QTest::newRow("short write") << int(Fault::ShortWrite);
+        QTest::newRow("full disk") << int(Fault::FullDisk);
+    }
+    // Of each call that reaches the system, the writing of a header that has waited
+    // among them.
+    void whatFailsIsNoted()
+    {
+        QFETCH(int, fault);
+        const QByteArray path = QFile::encodeName(folder("failing"));
+        int k = 0;
+        for (bool failed = true; failed; ++k) {
+            FailingFiles failing(Fault(fault), k, k % 2 == 0);
+            const UsedStoreFiles used(&failing);
+            HeldFiles held;
+            char bytes[300] = {};
+            for (int i = 0; i < 3; ++i) {
+                OpenStoreFile file(path.constData(), O_RDWR | (i == 0 ? O_CREAT | O_TRUNC : 0),
+                                   0600);
+                if (!file)
+                    continue;
+                file.WriteAt(0, bytes, 100);
+                file.WriteAt(100 + 100 * i, bytes, 100);
+                file.ReadAt(50, bytes, 100);
+            }
+            held.CloseAll();
+            failed = failing.hasFailed();
+            QCOMPARE(held.nothingFailed(), !failed);
+        }
+        QVERIFY2(k > 1, qPrintable(QString::number(k)));
+    }
+};
+
+QTEST_GUILESS_MAIN(HeldFilesTest)
+#include "tst_heldfiles.moc"
