@@ -5,6 +5,7 @@
 
 #include "catalog/cxmlnode.h"
 #include "request/replydocument.h"
+#include "util/diagnostics.h"
 #include "util/paths.h"
 
 #include <QDomDocument>
@@ -76,8 +77,10 @@ bool SaveTree(CXMLNode& tree, const char* name)
     file.setDirectWriteFallback(true);
     struct stat before = {};
     const bool isNew = stat(QFile::encodeName(file.fileName()).constData(), &before) != 0;
-    if (!file.open(QIODevice::WriteOnly))
+    if (!file.open(QIODevice::WriteOnly)) {
+        qCInfo(logCatalog) << "cannot write" << file.fileName() << file.errorString();
         return false;
+    }
     if (isNew)
         MakePermissions(file.handle());
     else
@@ -87,7 +90,12 @@ bool SaveTree(CXMLNode& tree, const char* name)
     tree.SaveNode(out, -1);
     if (!out || !file.flush())
         file.cancelWriting();
-    return file.commit();
+    const bool written = file.commit();
+    if (written)
+        qCDebug(logCatalog) << "wrote" << file.fileName();
+    else
+        qCInfo(logCatalog) << "cannot replace" << file.fileName() << file.errorString();
+    return written;
 }
 
 void SaveFirstElement(const QDomElement& body, const char* name)
@@ -100,8 +108,10 @@ void SaveFirstElement(const QDomElement& body, const char* name)
 bool ReadSavedTree(const char* name, CXMLNode& tree)
 {
     QDomDocument document;
-    if (!ReadReplyDocument(SavedTreePath(name), document))
+    if (!ReadReplyDocument(SavedTreePath(name), document)) {
+        qCInfo(logCatalog) << "cannot take" << SavedTreePath(name) << "for a saved reply";
         return false;
+    }
     QDomNode root = document.documentElement();
     return tree.ReadNode(root);
 }

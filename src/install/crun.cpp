@@ -4,6 +4,7 @@
 #include "install/crun.h"
 
 #include "util/desktop.h"
+#include "util/diagnostics.h"
 #include "util/paths.h"
 
 #include <QFile>
@@ -104,9 +105,10 @@ int CRun::Wait()
         if (ended == -1)
             return errno;
         ProcessMessages();
-        if (ended == m_pid && WIFEXITED(status))
-            return WEXITSTATUS(status);
-        if (ended == m_pid && WIFSIGNALED(status))
-            return 128 + WTERMSIG(status);
+        if (ended != m_pid || !(WIFEXITED(status) || WIFSIGNALED(status)))
+            continue;
+        const int result = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+        qCDebug(logInstall) << m_program << m_arguments << "has ended with" << result;
+        return result;
     }
 }

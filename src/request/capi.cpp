@@ -11,6 +11,7 @@
 #include "support/cconfigfile.h"
 #include "support/ctracer.h"
 #include "util/desktop.h"
+#include "util/diagnostics.h"
 #include "util/output.h"
 #include "util/paths.h"
 
@@ -120,6 +121,7 @@ QString CAPI::Start(const QString& sURL)
     m_nRoom = qint64(MaxReplySize());
     m_pJob = pJob;
     m_transferring.insert(this);
+    qCDebug(logRequest) << GetAPIName() << "has begun its transfer into" << m_APIFile.fileName();
     return QString();
 }
 
@@ -131,6 +133,7 @@ void CAPI::Abandon(int nError, const QString& sText)
         return;
     if (m_pJob)
         m_pJob->kill(KJob::Quietly);
+    qCDebug(logRequest) << GetAPIName() << "was given up, error" << nError;
     ReportJobError(nError, sText);
     delete this;
 }

@@ -5,6 +5,7 @@
 
 #include "request/xmlgate.h"
 #include "support/cconfigfile.h"
+#include "util/diagnostics.h"
 #include "util/paths.h"
 
 #include <QByteArray>
@@ -25,19 +26,29 @@ bool PassesGate(QIODevice& device, std::uint64_t maxBytes, int chunk)
     qint64 size;
     while ((size = device.read(buffer.data(), chunk)) > 0) {
         if (!gate.Feed(buffer.constData(), std::size_t(size)))
-            return false;
+            break;
     }
-    return size == 0 && gate.Finish();
+    if (size == 0)
+        gate.Finish();
+    if (gate.refusal())
+        qCInfo(logRequest, "refused an XML text in its first %llu bytes: %s",
+               static_cast<unsigned long long>(gate.bytes()), gate.refusal());
+    return size == 0 && !gate.refusal();
 }
 
 bool ReadReplyDocument(QIODevice& device, QDomDocument& document)
 {
-    const bool read = !device.isSequential() && device.seek(0) && PassesGate(device, MaxReplySize())
-        && device.seek(0) && document.setContent(&device);
+    if (!device.isSequential() && device.seek(0) && PassesGate(device, MaxReplySize())
+        && device.seek(0)) {
+        QString error;
+        int line = 0;
+        if (document.setContent(&device, &error, &line))
+            return true;
+        qCInfo(logRequest) << "an XML text has an error in line" << line << error;
+    }
     // A parser that finds an error leaves what it has built so far.
-    if (!read)
-        document.setContent(QByteArray());
-    return read;
+    document.setContent(QByteArray());
+    return false;
 }
 
 bool ReadReplyDocument(const QString& fileName, QDomDocument& document)
