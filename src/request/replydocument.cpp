@@ -4,20 +4,38 @@
 #include "request/replydocument.h"
 
 #include "request/xmlgate.h"
-#include "support/cconfigfile.h"
-#include "util/diagnostics.h"
-#include "util/paths.h"
 
+#include <QBuffer>
 #include <QByteArray>
 #include <QDomDocument>
 #include <QFile>
 
-std::uint64_t MaxReplySize()
+namespace
 {
-    constexpr long standard = 256L * 1024 * 1024;
-    const long size = CConfigFile(SettingsFile(), false).GetLongValue("max reply size", standard);
-    return std::uint64_t(size > 0 ? size : standard);
+
+constexpr int pieceSize = 64 * 1024;
+
+bool ReadTwice(QIODevice& device, QDomDocument& document, std::uint64_t maxBytes)
+{
+    if (!device.seek(0) || !PassesGate(device, maxBytes, pieceSize) || !device.seek(0))
+        return false;
+    QString error;
+    int line = 0;
+    if (document.setContent(&device, &error, &line))
+        return true;
+    qCInfo(logRequest) << "an XML text has an error in line" << line << error;
+    return false;
 }
+
+// What fits a piece is kept instead.
+bool ReadOnce(QIODevice& device, QDomDocument& document, std::uint64_t maxBytes)
+{
+    QByteArray text = device.seek(0) ? device.readAll() : QByteArray();
+    QBuffer buffer(&text);
+    return buffer.open(QIODevice::ReadOnly) && ReadTwice(buffer, document, maxBytes);
+}
+
+} // namespace
 
 bool PassesGate(QIODevice& device, std::uint64_t maxBytes, int chunk)
 {
@@ -36,16 +54,11 @@ bool PassesGate(QIODevice& device, std::uint64_t maxBytes, int chunk)
     return size == 0 && !gate.refusal();
 }
 
-bool ReadReplyDocument(QIODevice& device, QDomDocument& document)
+bool ReadReplyDocument(QIODevice& device, QDomDocument& document, std::uint64_t maxBytes)
 {
-    if (!device.isSequential() && device.seek(0) && PassesGate(device, MaxReplySize())
-        && device.seek(0)) {
-        QString error;
-        int line = 0;
-        if (document.setContent(&device, &error, &line))
-            return true;
-        qCInfo(logRequest) << "an XML text has an error in line" << line << error;
-    }
+    const auto read = device.size() <= pieceSize ? ReadOnce : ReadTwice;
+    if (!device.isSequential() && read(device, document, maxBytes))
+        return true;
     // A parser that finds an error leaves what it has built so far.
     document.setContent(QByteArray());
     return false;
