@@ -4,6 +4,7 @@
 #include "request/replydocument.h"
 
 #include "request/xmlgate.h"
+#include "util/diagnostics.h"
 
 #include <QBuffer>
 #include <QByteArray>
