@@ -10,7 +10,6 @@
 #include "tests/server/serverprocess.h"
 
 #include <QtTest>
-#include <optional>
 
 class NewsTest : public QObject
 {
