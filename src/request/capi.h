@@ -127,8 +127,9 @@ signals:
     /// keep it.
     void APIDestinationFile(const QFile& qFile);
     /// The end, exactly once, from the destructor: the request is no more than a
-    /// CAPI then. False when the call failed or went wrong; a transfer that was
-    /// cancelled, and a reply file that could not be made, count as success.
+    /// CAPI then. False when the call failed or went wrong. A transfer that was
+    /// cancelled and a reply file that could not be made count as success, and so
+    /// does a request that the lock refused: only ErroneousTransfer tells of it.
     void APIComplete(bool bSucceeded);
 
 public slots:
