@@ -69,6 +69,8 @@ std::string SettingsFile()
     return path;
 }
 
+// By value, since it always was.
+// NOLINTNEXTLINE(performance-unnecessary-value-param)
 bool CreateFolderTree(QString path)
 {
     const QChar separator = QDir::separator();
