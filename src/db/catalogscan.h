@@ -39,29 +39,31 @@ public:
     /// Without a product all fields are empty.
     bool Next();
 
-    /// What is stored of the product, as CCatalogFile has it; texts are UTF-8 and
-    /// good until Next.
-    std::int32_t RecordNumber() const { return m_number; } ///< in the data file; 0: none
-    const char* Category() const; ///< the category that it stands in
-    const char* Name() const; ///< the name to show
-    const char* PackageName() const; ///< the Debian package
-    const char* Version() const; ///< the version, as the store shows it
-    const char* Vendor() const; ///< who makes it
-    const char* Copyright() const; ///< whose it is
-    const char* Price() const; ///< the price, as text
-    const char* ReleaseDate() const; ///< when it came out, as text
-    const char* ReviewScore() const; ///< the score of its reviews, as text
-    const char* CategoryRanking() const; ///< its rank in the category, as text
-    const char* SubCategoryRanking() const; ///< its rank in the subcategory, as text
+    /// What is stored of the product, as CCatalogFile describes it; texts are UTF-8
+    /// and good until Next. The record number is 0 where there is no product.
+    /// @{
+    std::int32_t RecordNumber() const { return m_number; }
+    const char* Category() const;
+    const char* Name() const;
+    const char* PackageName() const;
+    const char* Version() const;
+    const char* Vendor() const;
+    const char* Copyright() const;
+    const char* Price() const;
+    const char* ReleaseDate() const;
+    const char* ReviewScore() const;
+    const char* CategoryRanking() const;
+    const char* SubCategoryRanking() const;
     const char*
-    VantrelRanking() const; ///< its rank in the store, or its download address, whichever came last
-    const char* CategoryURL() const; ///< the page of its category
-    const char* ApplicationURL() const; ///< the page of the product
-    const char* AuthorURL() const; ///< the page of who makes it
-    bool Hidden() const; ///< whether the store hides it
-    std::int32_t ServerSerialNumber() const; ///< its number in the store
-    std::int32_t Downloads() const; ///< how often it was downloaded
-    std::int32_t FileSize() const; ///< the size of its download in bytes
+    VantrelRanking() const;
+    const char* CategoryURL() const;
+    const char* ApplicationURL() const;
+    const char* AuthorURL() const;
+    bool Hidden() const;
+    std::int32_t ServerSerialNumber() const;
+    std::int32_t Downloads() const;
+    std::int32_t FileSize() const;
+    /// @}
 
     /// Empty without one, or where it cannot be read.
     std::string Description();
