@@ -54,8 +54,7 @@ public:
     const char* ReviewScore() const;
     const char* CategoryRanking() const;
     const char* SubCategoryRanking() const;
-    const char*
-    VantrelRanking() const;
+    const char* VantrelRanking() const;
     const char* CategoryURL() const;
     const char* ApplicationURL() const;
     const char* AuthorURL() const;
