@@ -40,7 +40,7 @@ public:
     bool Next();
 
     /// What is stored of the product, as CCatalogFile describes it; texts are UTF-8
-    /// and good until Next. The record number is 0 where there is no product.
+    /// and good until Next. The record number is 0 before the first product.
     /// @{
     std::int32_t RecordNumber() const { return m_number; }
     const char* Category() const;

@@ -140,8 +140,8 @@ public:
     const char* ReviewScore() const; ///< the score of its reviews, as text
     const char* CategoryRanking() const; ///< its rank in the category, as text
     const char* SubCategoryRanking() const; ///< its rank in the subcategory, as text
-    const char*
-    VantrelRanking() const; ///< its rank in the store, or its download address, whichever came last
+    /// Its rank in the store, or its download address, whichever came last.
+    const char* VantrelRanking() const;
     const char* CategoryURL() const; ///< the page of its category
     const char* ApplicationURL() const; ///< the page of the product
     const char* AuthorURL() const; ///< the page of who makes it
