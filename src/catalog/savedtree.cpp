@@ -78,7 +78,8 @@ bool SaveTree(CXMLNode& tree, const char* name)
     struct stat before = {};
     const bool isNew = stat(QFile::encodeName(file.fileName()).constData(), &before) != 0;
     if (!file.open(QIODevice::WriteOnly)) {
-        qCInfo(logCatalog) << "cannot write" << file.fileName() << file.errorString();
+        qCInfo(logCatalog, "cannot write %s: %s", qUtf8Printable(file.fileName()),
+               qUtf8Printable(file.errorString()));
         return false;
     }
     if (isNew)
@@ -92,9 +93,10 @@ bool SaveTree(CXMLNode& tree, const char* name)
         file.cancelWriting();
     const bool written = file.commit();
     if (written)
-        qCDebug(logCatalog) << "wrote" << file.fileName();
+        qCDebug(logCatalog, "wrote %s", qUtf8Printable(file.fileName()));
     else
-        qCInfo(logCatalog) << "cannot replace" << file.fileName() << file.errorString();
+        qCInfo(logCatalog, "cannot replace %s: %s", qUtf8Printable(file.fileName()),
+               qUtf8Printable(file.errorString()));
     return written;
 }
 
@@ -109,7 +111,7 @@ bool ReadSavedTree(const char* name, CXMLNode& tree)
 {
     QDomDocument document;
     if (!ReadReplyDocument(SavedTreePath(name), document)) {
-        qCInfo(logCatalog) << "cannot take" << SavedTreePath(name) << "for a saved reply";
+        qCInfo(logCatalog, "cannot take %s for a saved reply", qUtf8Printable(SavedTreePath(name)));
         return false;
     }
     QDomNode root = document.documentElement();

@@ -109,7 +109,8 @@ int CRun::Wait()
         if (ended != m_pid || !(WIFEXITED(status) || WIFSIGNALED(status)))
             continue;
         const int result = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-        qCDebug(logInstall) << m_program << m_arguments << "has ended with" << result;
+        qCDebug(logInstall, "%s %s has ended with %d", qUtf8Printable(m_program),
+                qUtf8Printable(m_arguments), result);
         return result;
     }
 }

@@ -122,7 +122,8 @@ QString CAPI::Start(const QString& sURL)
                     [this](int nError, const QString& sText) { Abandon(nError, sText); });
     m_pJob = pJob;
     m_transferring.insert(this);
-    qCDebug(logRequest) << GetAPIName() << "has begun its transfer into" << m_APIFile.fileName();
+    qCDebug(logRequest, "%s has begun its transfer into %s", qUtf8Printable(GetAPIName()),
+            qUtf8Printable(m_APIFile.fileName()));
     return QString();
 }
 
@@ -134,7 +135,7 @@ void CAPI::Abandon(int nError, const QString& sText)
         return;
     if (m_pJob)
         m_pJob->kill(KJob::Quietly);
-    qCDebug(logRequest) << GetAPIName() << "was given up, error" << nError;
+    qCDebug(logRequest, "%s was given up, error %d", qUtf8Printable(GetAPIName()), nError);
     ReportJobError(nError, sText);
     delete this;
 }

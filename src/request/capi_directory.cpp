@@ -26,7 +26,7 @@ void CAPI::GetURLList()
     while (m_bExecutionLocked)
         ProcessMessages();
     if (m_URLList.Empty())
-        qCInfo(logRequest) << "there is no API directory; it was asked for at" << GetAgentAPIURL();
+        qCInfo(logRequest, "there is no API directory, so that every request will fail");
 }
 
 QString CAPI::GetURL(const QString& sAPIName)

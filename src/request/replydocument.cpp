@@ -24,7 +24,7 @@ bool ReadTwice(QIODevice& device, QDomDocument& document, std::uint64_t maxBytes
     int line = 0;
     if (document.setContent(&device, &error, &line))
         return true;
-    qCInfo(logRequest) << "an XML text has an error in line" << line << error;
+    qCInfo(logRequest, "an XML text has an error in line %d: %s", line, qUtf8Printable(error));
     return false;
 }
 
