@@ -109,7 +109,7 @@ private slots:
                "^vantrel.agent.request TestRequest has ended its transfer, error 0, with 34 "
                "bytes",
                "^vantrel.agent.request refused an XML text .*holds declarations",
-               "^vantrel.agent.request an XML text has an error in line 1 ",
+               "^vantrel.agent.request an XML text has an error in line 1: ",
                "^vantrel.agent.request TestRequest was cut off behind ",
                "^vantrel.agent.catalog wrote .*/.aisles$",
                "^vantrel.agent.catalog cannot write .*/no/such/folder: ",
