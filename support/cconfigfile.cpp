@@ -4,9 +4,9 @@
 #include "support/cconfigfile.h"
 
 #include <cerrno>
+#include <climits>
 #include <cstdlib>
 #include <fcntl.h>
-#include <limits.h>
 #include <optional>
 #include <sys/stat.h>
 #include <unistd.h>

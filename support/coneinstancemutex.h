@@ -1,12 +1,13 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// A named lock that one process of the machine can hold.
-//
-// The lock is a file lock on "/run/lock/NAME.lock" ("/tmp/NAME.lock" where
-// that cannot be made; below PAKMART_SYSROOT where that is set). The kernel
-// drops it with the process that holds it, however that ends; the file stays
-// and means nothing.
+/// @class COneInstanceMutex
+/// A named lock that one process of the machine can hold.
+///
+/// The lock is a file lock on "/run/lock/NAME.lock" ("/tmp/NAME.lock" where
+/// that cannot be made; below PAKMART_SYSROOT where that is set). The kernel
+/// drops it with the process that holds it, however that ends; the file stays
+/// and means nothing.
 
 #pragma once
 
@@ -20,12 +21,12 @@ public:
     COneInstanceMutex(const COneInstanceMutex&) = delete;
     COneInstanceMutex& operator=(const COneInstanceMutex&) = delete;
 
-    // Takes the lock `name` (a file name: no '/'). Returns 1 when this object
-    // holds it now, 0 when another object or process holds it, -1 when it
-    // could not be tried (a bad name, or no folder for the lock file).
+    /// Takes the lock `name` (a file name: no '/'). Returns 1 when this object
+    /// holds it now, 0 when another object or process holds it, -1 when it
+    /// could not be tried (a bad name, or no folder for the lock file).
     int Create(const std::string& name);
 
-    // Gives the lock back; the destructor does, too.
+    /// Gives the lock back; the destructor does, too.
     void Release();
 
 private:

@@ -1,13 +1,14 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The date format that the agent and the package daemon share.
+/// @file
+/// The date format that the agent and the package daemon share.
 
 #pragma once
 
 #include <string>
 
-// The present local date and time as "YYYY-MM-DD HH:MM:SS" (19 characters),
-// the form in which "DateOfLastUpdate" is kept. Empty when the clock cannot be
-// read.
+/// The present local date and time as "YYYY-MM-DD HH:MM:SS" (19 characters),
+/// the form in which "DateOfLastUpdate" is kept. Empty when the clock cannot be
+/// read.
 std::string funky_date_str();

@@ -235,9 +235,9 @@ QString Check(const CommandLine& line)
 }
 
 // What Qt has to say is for the log, where the library's own lines go.
-void WriteQtMessage(QtMsgType, const QMessageLogContext&, const QString& text)
+void WriteQtMessage(QtMsgType type, const QMessageLogContext& context, const QString& text)
 {
-    std::printf("%s\n", qUtf8Printable(text));
+    std::printf("%s\n", qUtf8Printable(qFormatLogMessage(type, context, text)));
     std::fflush(stdout);
 }
 

@@ -1,8 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The request for the application information of products. Its reply file stays
-// when it ends: whoever asked reads it (CAppInfo) and removes it.
+/// @class CAPIDownloadAppInfo
+/// The request for the application information of products. Its reply file stays
+/// when it ends: whoever asked reads it (CAppInfo) and removes it.
 
 #pragma once
 
@@ -15,20 +16,23 @@ class VANTRELAGENT_EXPORT CAPIDownloadAppInfo : public CAPI
     Q_OBJECT
 
 public:
-    // `ids`: the serial numbers of the products.
+    /// `ids`: the serial numbers of the products. Does not wait.
     CAPIDownloadAppInfo(std::vector<long>& ids, bool bSilent);
     ~CAPIDownloadAppInfo() override;
 
-    // "?app_id[]=1&app_id[]=2"; empty without numbers. Also written to standard
-    // output.
+    /// "?app_id[]=1&app_id[]=2"; empty without numbers. Also written to standard
+    /// output.
     QString DecorateURI() override;
+    /// False.
     bool CanDeleteAPIFile() override;
 
 public slots:
+    /// Does nothing: the reply file is the result.
     void onSuccessfulTransfer(QDomElement* pElement) override;
 
 signals:
-    void InformationDownloaded(bool bSucceeded); // for subclasses; not emitted here
+    /// For subclasses; not emitted here.
+    void InformationDownloaded(bool bSucceeded);
 
 private:
     std::vector<long> m_ids;

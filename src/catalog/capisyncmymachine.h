@@ -1,13 +1,14 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The request for the profile of this machine: the applications that the server
-// keeps for its account. Those that are installed here stay in it, by dpkg's
-// status file, and the rest goes into the file ".profile" of the agent's data
-// folder for the host to read (CXMLNode::ReadNode). Does not wait.
-//
-// A profile is one element; each of its children named "application" has a
-// "name" and a "packagename" element. Whatever else it holds is kept.
+/// @class CAPISyncMyMachine
+/// The request for the profile of this machine: the applications that the server
+/// keeps for its account. Those that are installed here stay in it, by dpkg's
+/// status file, and the rest goes into the file ".profile" of the agent's data
+/// folder for the host to read (CXMLNode::ReadNode). Does not wait.
+///
+/// A profile is one element; each of its children named "application" has a
+/// "name" and a "packagename" element. Whatever else it holds is kept.
 
 #pragma once
 
@@ -20,18 +21,19 @@ class VANTRELAGENT_EXPORT CAPISyncMyMachine : public CAPI
     Q_OBJECT
 
 public:
-    // More applications than that are no profile: the file stays as it is.
+    /// More applications than that are no profile: the file stays as it is.
     static constexpr int maxApplications = 100000;
 
+    /// Silent or not.
     explicit CAPISyncMyMachine(bool bSilent);
 
-    // Deletes each application of `profile` whose package the status file does
-    // not know, or knows as not installed or marked for removal. Reads the
-    // status file once. Applications that the profile lacks are not added.
+    /// Deletes each application of `profile` whose package the status file does
+    /// not know, or knows as not installed or marked for removal. Reads the
+    /// status file once. Applications that the profile lacks are not added.
     virtual void KeepInstalledPackages(CXMLNode& profile);
 
 public slots:
-    // Saves the first element of the reply, pruned. The file stays as it is when
-    // there is none, or when it cannot be written; nothing is told of that.
+    /// Saves the first element of the reply, pruned. The file stays as it is when
+    /// there is none, or when it cannot be written; nothing is told of that.
     void onSuccessfulTransfer(QDomElement* pElement) override;
 };

@@ -1,8 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// What an installed product brought: its programs, how to start them, their
-// icons and their place in the menu. Read from the reply of CAPIDownloadAppInfo.
+/// @file
+/// What an installed product brought: its programs, how to start them, their
+/// icons and their place in the menu. Read from the reply of CAPIDownloadAppInfo.
 
 #pragma once
 
@@ -13,28 +14,34 @@
 
 class QDomElement;
 
-// One program. All texts are empty at first.
+/// One program. All texts are empty at first.
 class VANTRELAGENT_EXPORT CAppInfoObject
 {
 public:
     CAppInfoObject() = default;
     virtual ~CAppInfoObject();
+    /// Copies share nothing.
+    /// @{
     CAppInfoObject(const CAppInfoObject&) = default;
     CAppInfoObject& operator=(const CAppInfoObject&) = default;
+    /// @}
 
-    QString Name() const { return m_sName; } // as it is shown
-    QString Path() const { return m_sPath; } // the command that starts it
-    QString LargeIcon() const { return m_sLargeIcon; }
-    QString SmallIcon() const { return m_sSmallIcon; }
-    QString MenuPath() const { return m_sMenuPath; } // its place in the desktop menu
-    QString ServerSerialNumber() const { return m_sServerSerialNumber; } // of its product
+    QString Name() const { return m_sName; } ///< as it is shown
+    QString Path() const { return m_sPath; } ///< the command that starts it
+    QString LargeIcon() const { return m_sLargeIcon; } ///< the path of its icon
+    QString SmallIcon() const { return m_sSmallIcon; } ///< the path of its small icon
+    QString MenuPath() const { return m_sMenuPath; } ///< its place in the desktop menu
+    QString ServerSerialNumber() const { return m_sServerSerialNumber; } ///< of its product
 
+    /// Set what the functions above return.
+    /// @{
     void setName(const QString& sName) { m_sName = sName; }
     void setPath(const QString& sPath) { m_sPath = sPath; }
     void setLargeIcon(const QString& sIcon) { m_sLargeIcon = sIcon; }
     void setSmallIcon(const QString& sIcon) { m_sSmallIcon = sIcon; }
     void setMenuPath(const QString& sPath) { m_sMenuPath = sPath; }
     void setServerSerialNumber(const QString& sNumber) { m_sServerSerialNumber = sNumber; }
+    /// @}
 
 private:
     QString m_sName;
@@ -45,51 +52,61 @@ private:
     QString m_sServerSerialNumber;
 };
 
-// One package with its programs.
+/// One package with its programs.
 class VANTRELAGENT_EXPORT CAppInfo
 {
 public:
     CAppInfo() = default;
     virtual ~CAppInfo();
+    /// Copies share nothing.
+    /// @{
     CAppInfo(const CAppInfo&) = default;
     CAppInfo& operator=(const CAppInfo&) = default;
+    /// @}
 
-    // Appends a CAppInfo for each package of the reply file. False, with `out`
-    // as it was, when the file cannot be read, is no successful reply or holds
-    // no package.
+    /// Appends a CAppInfo for each package of the reply file. False, with `out`
+    /// as it was, when the file cannot be read, is no successful reply or holds
+    /// no package.
     static bool BuildApplicationInformation(std::vector<CAppInfo>& out, const QString& file);
 
-    // Reads all packages of the reply file into this object: programs add up,
-    // the names of the last package win. The result is that of the other form.
+    /// Reads all packages of the reply file into this object: programs add up,
+    /// the names of the last package win. The result is that of the other form.
     bool BuildApplicationInformation(const QString& file);
 
-    // The steps of it: the document element, a "package", a "binary".
+    /// The steps of it: the document element, a "package", a "binary".
+    /// @{
     void ProcessXML(QDomElement* root);
     void ProcessPackage(QDomElement& package);
     void ProcessRecordsInPackage(QDomElement& binary);
+    /// @}
 
-    int Count() const { return int(m_applications.size()); }
+    int Count() const { return int(m_applications.size()); } ///< of its programs
+    /// A program, 0 to Count() - 1: this is not checked. Owned by this object.
     CAppInfoObject& operator[](int index) { return m_applications[std::size_t(index)]; }
-    QString FriendlyName() const { return m_sFriendlyName; }
-    QString PackageName() const { return m_sPackageName; }
-    QString ServerSerialNumber() const { return m_sServerSerialNumber; }
+    QString FriendlyName() const { return m_sFriendlyName; } ///< the name to show
+    QString PackageName() const { return m_sPackageName; } ///< the Debian package
+    QString ServerSerialNumber() const { return m_sServerSerialNumber; } ///< of the product
 
-    // Whether the first program has a name and a path; false without programs.
+    /// Whether the first program has a name and a path; false without programs.
     bool IsValid() const;
 
-    // Record the first program in the recently-used list as used now, or take it
-    // out. True when there was something to do and the list could be opened; a
-    // name that another product has there is not recorded a second time.
+    /// Record the first program in the recently-used list as used now, or take it
+    /// out. True when there was something to do and the list could be opened; a
+    /// name that another product has there is not recorded a second time.
+    /// @{
     bool AddAppToDatabase();
     bool RemoveAppFromDatabase();
+    /// @}
 
-    // Tell the menu of the programs. True when there is at least one.
+    /// Tell the menu (CMenuEditor) of the programs. True when there is at least one.
+    /// @{
     bool AddAppToMenu();
     bool RemoveAppFromMenu();
+    /// @}
 
-    // Appends the completion text to `message`, in which each program is named
-    // with the ways to start it; `name` and `path` become those of the last
-    // program, `icon` the first small icon unless it holds one already.
+    /// Appends the completion text to `message`, in which each program is named
+    /// with the ways to start it; `name` and `path` become those of the last
+    /// program, `icon` the first small icon unless it holds one already.
     void GetAppInfo(QString& name, QString& message, QString& icon, QString& path) const;
 
 private:

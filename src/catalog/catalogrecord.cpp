@@ -7,6 +7,7 @@
 #include "catalog/catalogstage.h"
 #include "db/ccatalogfile.h"
 #include "db/indexlayer.h"
+#include "util/diagnostics.h"
 
 bool RebuildCatalogDatabase(const std::function<void(CCatalogFile&)>& fill)
 {
@@ -50,5 +51,7 @@ void RecordProduct(const CatalogProduct& product, CCatalogFile& file)
     for (const std::string& name : product.dependencies)
         file.AddDependency(name.c_str());
     // A second product of a package is refused by an index and stays half there.
-    file.SaveRecord();
+    if (!file.SaveRecord())
+        qCInfo(logDb, "product %d is not whole: an index refuses it, or it cannot be written",
+               int(product.serverSerialNumber));
 }

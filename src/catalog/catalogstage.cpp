@@ -6,10 +6,12 @@
 #include "db/ccatalogfile.h"
 #include "db/cdependency.h"
 #include "db/dbfolders.h"
+#include "util/diagnostics.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <unistd.h>
@@ -85,12 +87,18 @@ void CatalogStage::Lock()
     do {
         if (m_lock >= 0)
             close(m_lock);
-        if (mkdir(m_folder.c_str(), 0700) != 0 && errno != EEXIST)
+        if (mkdir(m_folder.c_str(), 0700) != 0 && errno != EEXIST) {
+            qCInfo(logCatalog, "cannot make %s: %s; the database is made in its place",
+                   m_folder.c_str(), std::strerror(errno));
             return;
+        }
         m_lock = open(m_folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
         if (m_lock < 0 && errno != ENOENT)
             return;
-        while (m_lock >= 0 && flock(m_lock, LOCK_EX) != 0 && errno == EINTR) { }
+        if (m_lock < 0 || flock(m_lock, LOCK_EX | LOCK_NB) == 0)
+            continue;
+        qCInfo(logCatalog, "waiting for %s, which another process holds", m_folder.c_str());
+        while (flock(m_lock, LOCK_EX) != 0 && errno == EINTR) { }
     } while (!IsStill());
 }
 
@@ -110,14 +118,19 @@ bool CatalogStage::canReplace() const
 bool CatalogStage::Publish()
 {
     m_files.CloseAll();
-    if (!m_files.nothingFailed())
+    if (!m_files.nothingFailed()) {
+        qCInfo(logCatalog, "the new database is not whole; the old one stays");
         return false;
+    }
     for (const Move& move : m_moves) {
         if (m_lock < 0)
             break;
         TakeAfter(move.from, move.to);
-        if (std::rename(move.from.c_str(), move.to.c_str()) != 0)
+        if (std::rename(move.from.c_str(), move.to.c_str()) != 0) {
+            qCInfo(logCatalog, "cannot replace %s: %s", move.to.c_str(), std::strerror(errno));
             return false;
+        }
+        qCDebug(logCatalog, "replaced %s", move.to.c_str());
     }
     return true;
 }

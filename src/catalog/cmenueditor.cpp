@@ -7,6 +7,8 @@
 
 CMenuEditor::~CMenuEditor() = default;
 
+// The arguments are taken by value since they always were.
+// NOLINTNEXTLINE(performance-unnecessary-value-param)
 void CMenuEditor::addItem(QString, QString, QString, QString) { }
 
 void CMenuEditor::removeItem(const QString&) { }

@@ -121,7 +121,7 @@ bool CXMLNode::ReadNode(QDomNode& node)
         ok = added->ReadNode(child);
         Group& group = m_children[added->m_name];
         group.push_back(added.get());
-        added.release();
+        static_cast<void>(added.release());
     }
     return ok;
 }

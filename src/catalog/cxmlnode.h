@@ -1,30 +1,31 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The library's own tree of XML elements: what is kept of a server's reply, is
-// searched, sorted and pruned, and goes to a file.
-//
-//     CXMLNode root(nullptr);
-//     QDomNode reply = document.documentElement();
-//     root.ReadNode(reply);
-//     for (CXMLNode* product : root.ChildArray("product"))
-//         std::cout << product->ChildValue("name", "?") << '\n';
-//     root.SaveNode(file, 0);
-//
-// Names and values are URL-decoded when read and values URL-encoded when
-// written; no other escaping exists, so the written form is not XML of every
-// other program. Strings are UTF-8.
-//
-// Children are grouped by their name: groups in ascending byte order of the
-// name, children of one group in the order in which they came.
-//
-// Ownership: a node deletes its children, so a child is made with `new`, and
-// pointers to it end with it. Copying a node does not copy its children: both
-// nodes then hold the same ones, and the caller sees to it that only one of
-// the two deletes them, by calling ShareNothing on the other.
-//
-// Reading, writing and deleting descend into children by recursion through the
-// virtual functions. What reads replies bounds their depth (512) first.
+/// @class CXMLNode
+/// The library's own tree of XML elements: what is kept of a server's reply, is
+/// searched, sorted and pruned, and goes to a file.
+///
+///     CXMLNode root(nullptr);
+///     QDomNode reply = document.documentElement();
+///     root.ReadNode(reply);
+///     for (CXMLNode* product : root.ChildArray("product"))
+///         std::cout << product->ChildValue("name", "?") << '\n';
+///     root.SaveNode(file, 0);
+///
+/// Names and values are URL-decoded when read and values URL-encoded when
+/// written; no other escaping exists, so the written form is not XML of every
+/// other program. Strings are UTF-8.
+///
+/// Children are grouped by their name: groups in ascending byte order of the
+/// name, children of one group in the order in which they came.
+///
+/// Ownership: a node deletes its children, so a child is made with `new`, and
+/// pointers to it end with it. Copying a node does not copy its children: both
+/// nodes then hold the same ones, and the caller sees to it that only one of
+/// the two deletes them, by calling ShareNothing on the other.
+///
+/// Reading, writing and deleting descend into children by recursion through the
+/// virtual functions. What reads replies bounds their depth (512) first.
 
 #pragma once
 
@@ -39,89 +40,94 @@
 class VANTRELAGENT_EXPORT CXMLNode
 {
 public:
-    // An empty node; `parent` may be null, and is not told of its child.
+    /// An empty node; `parent` may be null, and is not told of its child.
     explicit CXMLNode(CXMLNode* parent);
-    // As operator=; the copy has no parent.
+    /// As operator=; the copy has no parent.
     CXMLNode(CXMLNode& other);
-    // Deletes this node's children, then takes name, value and attributes of
-    // `other` and shares its children. The parent stays. `other` must not be
-    // below this node. Assigning a node to itself does nothing.
+    /// Deletes this node's children, then takes name, value and attributes of
+    /// `other` and shares its children. The parent stays. `other` must not be
+    /// below this node. Assigning a node to itself does nothing.
     CXMLNode& operator=(CXMLNode& other);
     virtual ~CXMLNode();
 
-    // Writes the node and all below it, each element on a line of its own that
-    // begins with `level` blanks, children one deeper; a level of -1 writes no
-    // blanks at all. The stream is flushed after each element.
+    /// Writes the node and all below it, each element on a line of its own that
+    /// begins with `level` blanks, children one deeper; a level of -1 writes no
+    /// blanks at all. The stream is flushed after each element.
     virtual void SaveNode(std::ostream& out, int level);
 
-    // Takes name, attributes, text and children of a DOM node, beside what is
-    // here already. Of several stretches of text, the last one becomes the
-    // value. Children of other kinds (comments, CDATA) become nodes, too, under
-    // their DOM names. Reading stops behind a child whose ReadNode returns
-    // false, and the result is then false; this class itself never fails.
+    /// Takes name, attributes, text and children of a DOM node, beside what is
+    /// here already. Of several stretches of text, the last one becomes the
+    /// value. Children of other kinds (comments, CDATA) become nodes, too, under
+    /// their DOM names. Reading stops behind a child whose ReadNode returns
+    /// false, and the result is then false; this class itself never fails.
     virtual bool ReadNode(QDomNode& node);
+    /// The attributes alone.
     virtual void BuildAttributes(QDomNode& node);
 
-    virtual void Parent(CXMLNode* parent);
-    virtual void Name(const std::string& name);
-    virtual void Value(const std::string& value);
+    virtual void Parent(CXMLNode* parent); ///< sets the parent, which is not told
+    virtual void Name(const std::string& name); ///< sets the name
+    virtual void Value(const std::string& value); ///< sets the text
 
-    // Sets or replaces an attribute. The form for a number stores the one
-    // character whose code is its low 8 bits, not its digits.
+    /// Sets or replaces an attribute. The form for a number stores the one
+    /// character whose code is its low 8 bits, not its digits.
+    /// @{
     virtual void AddAttribute(const std::string& name, const std::string& value);
     virtual void AddAttribute(const std::string& name, const int& value);
+    /// @}
 
-    // Takes ownership of `child`, as the last of the group of its present name;
-    // a later change of the name does not move it. Null is ignored.
+    /// Takes ownership of `child`, as the last of the group of its present name;
+    /// a later change of the name does not move it. Null is ignored.
     virtual void AddChild(CXMLNode* child);
 
+    /// Removes an attribute; nothing happens without it.
     virtual void DeleteAttribute(const std::string& name);
 
-    // Removes and deletes a child. Nothing happens when it is null, or not in
-    // the group of its name here.
+    /// Removes and deletes a child. Nothing happens when it is null, or not in
+    /// the group of its name here.
     virtual void DeleteChild(CXMLNode* child);
 
-    // Removes and deletes the first child of a group, or with `all` every one.
-    // The group itself stays, maybe empty. The first child of an empty group
-    // must not be asked for (nothing happens).
+    /// Removes and deletes the first child of a group, or with `all` every one.
+    /// The group itself stays, maybe empty. The first child of an empty group
+    /// must not be asked for (nothing happens).
     virtual void DeleteChild(const std::string& name, bool all);
 
-    // SaveNode to standard output.
+    /// SaveNode to standard output.
     virtual void Dump(int level);
 
-    // Deletes all children and empties the node; the parent stays.
+    /// Deletes all children and empties the node; the parent stays.
     void CleanUp();
 
-    // Forgets the children without deleting them: for the one of two nodes
-    // with the same children that is not to delete them.
+    /// Forgets the children without deleting them: for the one of two nodes
+    /// with the same children that is not to delete them.
     void ShareNothing();
 
-    std::string Name() const;
-    std::string Value() const;
-    CXMLNode* Parent() const;
+    std::string Name() const; ///< the name
+    std::string Value() const; ///< the text; empty without one
+    CXMLNode* Parent() const; ///< the parent, or null
 
-    // The attribute's value, also when it is empty; the default where there is
-    // no such attribute.
+    /// The attribute's value, also when it is empty; the default where there is
+    /// no such attribute.
     std::string Attribute(const std::string& name, const std::string& sDefault) const;
+    /// Whether there is such an attribute.
     bool AttributeExists(const std::string& name) const;
 
-    // True also for a group that is present but empty.
+    /// True also for a group that is present but empty.
     bool ChildExists(const std::string& name) const;
 
-    // The children named `name`; borrowed. Asking makes the group, empty, where
-    // it was missing: ChildExists and ChildCount see it from then on.
+    /// The children named `name`; borrowed. Asking makes the group, empty, where
+    /// it was missing: ChildExists and ChildCount see it from then on.
     std::vector<CXMLNode*> ChildArray(const std::string& name);
 
-    // The value of the first child named `name`, or the default without one.
-    // Makes the group as ChildArray does.
+    /// The value of the first child named `name`, or the default without one.
+    /// Makes the group as ChildArray does.
     std::string ChildValue(const std::string& name, const std::string& sDefault);
 
-    // The number of groups, that is of different names among the children.
+    /// The number of groups, that is of different names among the children.
     int ChildCount() const;
 
-    // Sorts `nodes` (not the group they came from) by the text of an attribute,
-    // absent ones as empty. Sets CXMLNodeCompare's settings for the process:
-    // one sort at a time. The order of equal nodes is not promised.
+    /// Sorts `nodes` (not the group they came from) by the text of an attribute,
+    /// absent ones as empty. Sets CXMLNodeCompare's settings for the process:
+    /// one sort at a time. The order of equal nodes is not promised.
     static void SortChildrenByAttribute(std::vector<CXMLNode*>& nodes, const std::string& attribute,
                                         bool reverse, bool ignoreCase);
 
@@ -135,15 +141,16 @@ private:
     std::map<std::string, std::string> m_attributes;
 };
 
-// The order of nodes by one attribute, compared byte by byte. In reverse order
-// it is the plain negation, true for equal nodes as well, and so no order that
-// std::sort could be given.
+/// The order of nodes by one attribute, compared byte by byte. In reverse order
+/// it is the plain negation, true for equal nodes as well, and so no order that
+/// std::sort could be given.
 class VANTRELAGENT_EXPORT CXMLNodeCompare
 {
 public:
+    /// Whether `a` comes before `b`.
     bool operator()(const CXMLNode* a, const CXMLNode* b) const;
 
-    static std::string m_sSortAttribute;
-    static bool m_bReverseOrder;
-    static bool m_bIgnoreCase;
+    static std::string m_sSortAttribute; ///< the attribute; absent ones count as empty
+    static bool m_bReverseOrder; ///< negate the order
+    static bool m_bIgnoreCase; ///< compare without regard to letter case
 };

@@ -5,6 +5,7 @@
 
 #include "catalog/cxmlnode.h"
 #include "request/replydocument.h"
+#include "util/diagnostics.h"
 #include "util/paths.h"
 #include "util/urlcodec.h"
 
@@ -116,8 +117,11 @@ bool SaveFile(const char* name, const std::function<void(std::ostream&)>& write)
     file.setDirectWriteFallback(true);
     struct stat before = {};
     const bool isNew = stat(QFile::encodeName(file.fileName()).constData(), &before) != 0;
-    if (!file.open(QIODevice::WriteOnly))
+    if (!file.open(QIODevice::WriteOnly)) {
+        qCInfo(logCatalog, "cannot write %s: %s", qUtf8Printable(file.fileName()),
+               qUtf8Printable(file.errorString()));
         return false;
+    }
     if (isNew)
         MakePermissions(file.handle());
     else
@@ -127,7 +131,13 @@ bool SaveFile(const char* name, const std::function<void(std::ostream&)>& write)
     write(out);
     if (!out || !file.flush())
         file.cancelWriting();
-    return file.commit();
+    const bool written = file.commit();
+    if (written)
+        qCDebug(logCatalog, "wrote %s", qUtf8Printable(file.fileName()));
+    else
+        qCInfo(logCatalog, "cannot replace %s: %s", qUtf8Printable(file.fileName()),
+               qUtf8Printable(file.errorString()));
+    return written;
 }
 
 } // namespace
@@ -159,8 +169,10 @@ void SaveFirstElement(const QDomElement& body, const char* name)
 bool ReadSavedTree(const char* name, CXMLNode& tree)
 {
     QDomDocument document;
-    if (!ReadReplyDocument(SavedTreePath(name), document))
+    if (!ReadReplyDocument(SavedTreePath(name), document)) {
+        qCInfo(logCatalog, "cannot take %s for a saved reply", qUtf8Printable(SavedTreePath(name)));
         return false;
+    }
     QDomNode root = document.documentElement();
     return tree.ReadNode(root);
 }

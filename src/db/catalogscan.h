@@ -1,17 +1,18 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Every product of the catalog database, one after the other, in the order in
-// which the update stored them: for searches and listings of the whole.
-//
-//     CatalogScan scan;
-//     while (scan.Next())
-//         puts(scan.Name());
-//
-// The data files are read in large blocks, past the indexes, and nothing is
-// written: whoever may read the files can do this, without InitIndex. A database
-// that an update replaces meanwhile is read on as it was. What is damaged is
-// passed over.
+/// @class CatalogScan
+/// Every product of the catalog database, one after the other, in the order in
+/// which the update stored them: for searches and listings of the whole.
+///
+///     CatalogScan scan;
+///     while (scan.Next())
+///         puts(scan.Name());
+///
+/// The data files are read in large blocks, past the indexes, and nothing is
+/// written: whoever may read the files can do this, without InitIndex. A database
+/// that an update replaces meanwhile is read on as it was. What is damaged is
+/// passed over.
 
 #pragma once
 
@@ -31,15 +32,16 @@ public:
     CatalogScan(const CatalogScan&) = delete;
     CatalogScan& operator=(const CatalogScan&) = delete;
 
-    // Whether there is a catalog that can be read.
+    /// Whether there is a catalog that can be read.
     explicit operator bool() const;
 
-    // Goes to the next product, at first to the first one; false behind the last.
-    // Without a product all fields are empty.
+    /// Goes to the next product, at first to the first one; false behind the last.
+    /// Without a product all fields are empty.
     bool Next();
 
-    // What is stored of the product, as CCatalogFile has it; texts are UTF-8 and
-    // good until Next.
+    /// What is stored of the product, as CCatalogFile describes it; texts are UTF-8
+    /// and good until Next. The record number is 0 before the first product.
+    /// @{
     std::int32_t RecordNumber() const { return m_number; }
     const char* Category() const;
     const char* Name() const;
@@ -60,11 +62,12 @@ public:
     std::int32_t ServerSerialNumber() const;
     std::int32_t Downloads() const;
     std::int32_t FileSize() const;
+    /// @}
 
-    // Empty without one, or where it cannot be read.
+    /// Empty without one, or where it cannot be read.
     std::string Description();
-    // The names the product depends on, sorted, each once. The first call reads
-    // those of all products.
+    /// The names the product depends on, sorted, each once. The first call reads
+    /// those of all products.
     std::vector<std::string> Dependencies();
 
 private:

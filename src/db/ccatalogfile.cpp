@@ -9,6 +9,7 @@
 #include "store/cnote.h"
 #include "store/indexfile.h"
 #include "store/indexpage.h"
+#include "util/diagnostics.h"
 #include "util/number.h"
 
 #include <algorithm>
@@ -32,6 +33,13 @@ std::vector<std::string> FileNames()
     return { CCatalogFile::CATALOGDFNAME, CCatalogFile::CATALOGIDXNAME1,
              CCatalogFile::CATALOGIDXNAME2, CCatalogFile::CATALOGIDXNAME3,
              CCatalogFile::CATALOGIDXNAME4 };
+}
+
+void TellIfNot(bool open, const char* what)
+{
+    if (!open)
+        qCInfo(logDb, "cannot %s the catalog of %s, error %d", what,
+               CCatalogFile::CATALOGDFNAME.c_str(), int(taerror));
 }
 
 QString ReadText(CNote& notes, std::int32_t offset)
@@ -74,6 +82,7 @@ bool CCatalogFile::Open()
     Close();
     m_bOpen
         = m_files->Open(FileNames()) && m_notes->Open(CATALOGNOTES.c_str()) && m_dependency.Open();
+    TellIfNot(m_bOpen, "open");
     return m_bOpen;
 }
 
@@ -82,6 +91,7 @@ bool CCatalogFile::Create()
     Close();
     m_bOpen = m_files->Create(FileNames()) && m_notes->Create(CATALOGNOTES.c_str())
         && m_dependency.Create();
+    TellIfNot(m_bOpen, "make");
     return m_bOpen;
 }
 

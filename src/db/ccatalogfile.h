@@ -1,24 +1,25 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The local copy of the store's catalog: a record for each product, its
-// description in a notes store, and the names it depends on in the dependency
-// database.
-//
-//     InitIndex();
-//     CCatalogFile catalog;
-//     if (catalog.Open())
-//         for (bool more = catalog.FindFirstForCategory("Games"); more;
-//              more = catalog.FindNextForCategory("Games"))
-//             puts(catalog.Name());
-//     catalog.Close();
-//     UnInitIndex();
-//
-// The object is its own record: a product is loaded into it, read and set there,
-// and saved. Texts are UTF-8; one that is longer than its field is cut before the
-// character that does not fit. InitIndex comes first, and the object closes
-// before UnInitIndex. One thread at a time; nobody else may write the files
-// meanwhile.
+/// @class CCatalogFile
+/// The local copy of the store's catalog: a record for each product, its
+/// description in a notes store, and the names it depends on in the dependency
+/// database.
+///
+///     InitIndex();
+///     CCatalogFile catalog;
+///     if (catalog.Open())
+///         for (bool more = catalog.FindFirstForCategory("Games"); more;
+///              more = catalog.FindNextForCategory("Games"))
+///             puts(catalog.Name());
+///     catalog.Close();
+///     UnInitIndex();
+///
+/// The object is its own record: a product is loaded into it, read and set there,
+/// and saved. Texts are UTF-8; one that is longer than its field is cut before the
+/// character that does not fit. InitIndex comes first, and the object closes
+/// before UnInitIndex. One thread at a time; nobody else may write the files
+/// meanwhile.
 
 #pragma once
 
@@ -42,119 +43,137 @@ public:
     CCatalogFile(const CCatalogFile&) = delete;
     CCatalogFile& operator=(const CCatalogFile&) = delete;
 
-    // The files in the agent's data folder, set by the first object.
-    static std::string CATALOGDFNAME;
-    static std::string CATALOGIDXNAME1;
-    static std::string CATALOGIDXNAME2;
-    static std::string CATALOGIDXNAME3;
-    static std::string CATALOGIDXNAME4;
-    static std::string CATALOGNOTES; // .fil and .k1
+    /// The files in the agent's data folder, set by the first object.
+    /// Paths as they are opened.
+    /// @{
+    static std::string CATALOGDFNAME; ///< the data file
+    static std::string CATALOGIDXNAME1; ///< by category and name
+    static std::string CATALOGIDXNAME2; ///< by name
+    static std::string CATALOGIDXNAME3; ///< by package name
+    static std::string CATALOGIDXNAME4; ///< by serial number
+    static std::string CATALOGNOTES; ///< the descriptions, without ".fil" and ".k1"
+    /// @}
+    /// Sets the paths; the constructor does it.
     static void InitStaticMembers();
 
-    // Opens all files, or makes them when the data file is not there. The first
-    // one that does not open ends it, false; those before it stay open until
-    // Close, and nothing can be read or saved.
+    /// Opens all files, or makes them when the data file is not there. The first
+    /// one that does not open ends it, false; those before it stay open until
+    /// Close, and nothing can be read or saved.
     bool Open();
-    // Makes new ones, in place of those that are there.
+    /// Makes new ones, in place of those that are there.
     bool Create();
+    /// Writes what is not yet written and closes all files; the destructor does, too.
     void Close();
+    /// Whether all files are open.
     bool IsOpen() const { return m_bOpen; }
 
-    // Empties the object, for a new product.
+    /// Empties the object, for a new product.
     void AddNew();
-    // Loads a product. On failure the object stays as it is.
+    /// Loads a product. On failure the object stays as it is.
     bool GetRecord(std::int32_t record);
-    // Stores the product with its description and the names in its dependency
-    // list. The first thing that fails for a new one, such as a package name
-    // that another product has, ends it, and what was stored stays.
-    //
-    // The list of a product that was loaded holds the names of later products
-    // too (see CDependency::LoadDepends), which become its own by being saved:
-    // setDependencies(OwnDependencies()) before saving keeps them out.
+    /// Stores the product with its description and the names in its dependency
+    /// list. The first thing that fails for a new one, such as a package name
+    /// that another product has, ends it, and what was stored stays.
+    ///
+    /// The list of a product that was loaded holds the names of later products
+    /// too (see CDependency::LoadDepends), which become its own by being saved:
+    /// setDependencies(OwnDependencies()) before saving keeps them out.
     bool SaveRecord();
 
-    // The product with a serial number; a negative one asks for the product with
-    // the lowest. A catalog that is not open is opened for the call, and what
-    // stays of the product is its record and description. The text form takes
-    // the number at the beginning of a text.
+    /// The product with a serial number; a negative one asks for the product with
+    /// the lowest. A catalog that is not open is opened for the call, and what
+    /// stays of the product is its record and description. The text form takes
+    /// the number at the beginning of a text.
+    /// @{
     bool FindServerSerialNumber(std::int32_t serial);
     bool FindServerSerialNumber(const char* serial);
-    // Walk the products of a category by name; null walks those of all
-    // categories, in the order of these. Letter case does not count. When there
-    // is no further one the result is false, with another product loaded.
+    /// @}
+    /// Walk the products of a category by name; null walks those of all
+    /// categories, in the order of these. Letter case does not count. When there
+    /// is no further one the result is false, with another product loaded.
+    /// @{
     bool FindFirstForCategory(const char* category);
     bool FindNextForCategory(const char* category);
+    /// @}
 
-    // 20 digits, in a buffer of the object's.
+    /// The serial number of the product, or another one, in 20 digits, in a buffer of
+    /// the object's.
+    /// @{
     const char* ServerSerialNumberStr();
     const char* ServerSerialNumberStr(std::int32_t serial);
+    /// @}
 
-    std::int32_t RecordNumber() const { return m_nRecord; } // -1: new
-    std::int32_t NoteOffset() const; // -1: never had a description
+    std::int32_t RecordNumber() const { return m_nRecord; } ///< of the product; -1: new
+    std::int32_t NoteOffset() const; ///< of the description; -1: never had one
 
-    // Each stores what fits and returns the field: the bytes it takes at most
-    // stand behind it.
-    const char* setCategory(const char* text); // 75, and 60 once it is saved
-    const char* setName(const char* text); // 50
-    const char* setPackageName(const char* text); // 256, of which 50 must differ
-    const char* setVersion(const char* text); // 50
-    const char* setVendor(const char* text); // 256
-    const char* setCopyright(const char* text); // 256
-    const char* setPrice(const char* text); // 9
-    const char* setReleaseDate(const char* text); // 10
-    const char* setReviewScore(const char* text); // 9
-    const char* setCategoryRanking(const char* text); // 9
-    const char* setSubCategoryRanking(const char* text); // 9
-    const char* setVantrelRanking(const char* text); // 10
-    const char* setCategoryURL(const char* text); // 256
-    const char* setApplicationURL(const char* text); // 256
-    const char* setAuthorURL(const char* text); // 457
-    void setInstalled(bool installed);
-    void setHidden(bool hidden);
-    void setServerSerialNumber(std::int32_t serial);
-    void setDownloads(std::int32_t count);
-    void setFileSize(std::int32_t bytes);
+    /// Each stores what fits and returns the field. Behind each stands how many bytes
+    /// it keeps at most.
+    const char* setCategory(const char* text); ///< keeps 75 bytes, and 60 once it is saved
+    const char* setName(const char* text); ///< keeps 50 bytes
+    const char* setPackageName(const char* text); ///< keeps 256 bytes, of which 50 must differ
+    const char* setVersion(const char* text); ///< keeps 50 bytes
+    const char* setVendor(const char* text); ///< keeps 256 bytes
+    const char* setCopyright(const char* text); ///< keeps 256 bytes
+    const char* setPrice(const char* text); ///< keeps 9 bytes
+    const char* setReleaseDate(const char* text); ///< keeps 10 bytes
+    const char* setReviewScore(const char* text); ///< keeps 9 bytes
+    const char* setCategoryRanking(const char* text); ///< keeps 9 bytes
+    const char* setSubCategoryRanking(const char* text); ///< keeps 9 bytes
+    const char* setVantrelRanking(const char* text); ///< keeps 10 bytes
+    const char* setCategoryURL(const char* text); ///< keeps 256 bytes
+    const char* setApplicationURL(const char* text); ///< keeps 256 bytes
+    const char* setAuthorURL(const char* text); ///< keeps 457 bytes
+    void setInstalled(bool installed); ///< marks it as installed
+    void setHidden(bool hidden); ///< marks it as hidden
+    void setServerSerialNumber(std::int32_t serial); ///< 1 or above, unique
+    void setDownloads(std::int32_t count); ///< how often it was downloaded
+    void setFileSize(std::int32_t bytes); ///< of its download
 
-    const char* Category() const;
-    const char* Name() const;
-    const char* PackageName() const;
-    const char* Version() const;
-    const char* Vendor() const;
-    const char* Copyright() const;
-    const char* Price() const;
-    const char* ReleaseDate() const;
-    const char* ReviewScore() const;
-    const char* CategoryRanking() const;
-    const char* SubCategoryRanking() const;
+    const char* Category() const; ///< the category that it stands in
+    const char* Name() const; ///< the name to show
+    const char* PackageName() const; ///< the Debian package
+    const char* Version() const; ///< the version, as the store shows it
+    const char* Vendor() const; ///< who makes it
+    const char* Copyright() const; ///< whose it is
+    const char* Price() const; ///< the price, as text
+    const char* ReleaseDate() const; ///< when it came out, as text
+    const char* ReviewScore() const; ///< the score of its reviews, as text
+    const char* CategoryRanking() const; ///< its rank in the category, as text
+    const char* SubCategoryRanking() const; ///< its rank in the subcategory, as text
+    /// Its rank in the store, or its download address, whichever came last.
     const char* VantrelRanking() const;
-    const char* CategoryURL() const;
-    const char* ApplicationURL() const;
-    const char* AuthorURL() const;
-    bool Installed() const;
-    bool Hidden() const;
-    std::int32_t ServerSerialNumber() const;
-    std::int32_t Downloads() const;
-    std::int32_t FileSize() const;
+    const char* CategoryURL() const; ///< the page of its category
+    const char* ApplicationURL() const; ///< the page of the product
+    const char* AuthorURL() const; ///< the page of who makes it
+    bool Installed() const; ///< whether it is marked as installed; an update marks none
+    bool Hidden() const; ///< whether the store hides it
+    std::int32_t ServerSerialNumber() const; ///< its number in the store
+    std::int32_t Downloads() const; ///< how often it was downloaded
+    std::int32_t FileSize() const; ///< the size of its download in bytes
 
-    // Up to 499,992 bytes of UTF-8 are kept, of a longer one nothing.
+    /// Up to 499,992 bytes of UTF-8 are kept, of a longer one nothing.
     void setDescription(const QString& text) { m_sDescription = text; }
-    QString Description() const { return m_sDescription; }
+    QString Description() const { return m_sDescription; } ///< empty without one
 
-    // The names the product depends on. Those of a loaded product are read when
-    // they are first asked for.
+    /// The names the product depends on. Those of a loaded product are read when
+    /// they are first asked for.
+    /// @{
     void AddDependency(const char* name);
     void setDependencies(const QByteArrayList& names);
     const QByteArrayList& Dependencies();
-    // Those that are stored for the loaded product alone.
+    /// @}
+    /// Those that are stored for the loaded product alone.
     QByteArrayList OwnDependencies();
 
-    // The keys of the product, in buffers of 111, 51, 51 and 21 bytes. The first
-    // one cuts the product's category to 60 bytes.
+    /// The keys of the product, in buffers of 111, 51, 51 and 21 bytes. The first
+    /// one cuts the product's category to 60 bytes.
+    /// @{
     void MakeKey1(char* key);
     void MakeKey2(char* key) const;
     void MakeKey3(char* key) const;
     void MakeKey4(char* key) const;
-    // All four, into what the object remembers as the keys it is stored under.
+    /// @}
+    /// All four, into what the object remembers as the keys it is stored under.
     void MakeKeys();
 
 private:

@@ -1,14 +1,15 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// What the products of the catalog depend on: one record for each name that a
-// product needs. The product is known by its record number in the catalog and
-// is called the parent.
-//
-// The object is its own record: fill it, then save it. Texts are UTF-8; one
-// that is longer than its field is cut before the character that does not fit.
-// InitIndex comes first, and the object closes before UnInitIndex. One thread
-// at a time; nobody else may write the files meanwhile.
+/// @class CDependency
+/// What the products of the catalog depend on: one record for each name that a
+/// product needs. The product is known by its record number in the catalog and
+/// is called the parent.
+///
+/// The object is its own record: fill it, then save it. Texts are UTF-8; one
+/// that is longer than its field is cut before the character that does not fit.
+/// InitIndex comes first, and the object closes before UnInitIndex. One thread
+/// at a time; nobody else may write the files meanwhile.
 
 #pragma once
 
@@ -30,51 +31,59 @@ public:
     CDependency(const CDependency&) = delete;
     CDependency& operator=(const CDependency&) = delete;
 
-    // The files in the agent's data folder, set by the first object.
-    static std::string DEPENDENCYDFNAME;
-    static std::string DEPENDENCYIDXNAME1;
-    static std::string DEPENDENCYIDXNAME2;
+    /// The files in the agent's data folder, set by the first object.
+    /// Paths as they are opened.
+    /// @{
+    static std::string DEPENDENCYDFNAME; ///< the data file
+    static std::string DEPENDENCYIDXNAME1; ///< by parent and name
+    static std::string DEPENDENCYIDXNAME2; ///< by name and parent
+    /// @}
+    /// Sets the paths; the constructor does it.
     static void InitStaticMembers();
 
-    // Opens the files, or makes them when the data file is not there. The first
-    // one that does not open ends it; those before it stay open until Close.
+    /// Opens the files, or makes them when the data file is not there. The first
+    /// one that does not open ends it; those before it stay open until Close.
     bool Open();
-    // Makes new ones, in place of those that are there.
+    /// Makes new ones, in place of those that are there.
     bool Create();
+    /// Writes what is not yet written and closes all files; the destructor does, too.
     void Close();
 
-    // Empties the object, for a new record.
+    /// Empties the object, for a new record.
     void AddNew();
-    // At most 51 bytes. Returns the field.
+    /// At most 51 bytes. Returns the field.
     const char* setName(const char* name);
+    /// Sets the parent, by its record number in the catalog.
     void setParent(std::int32_t parent);
-    const char* Name() const;
-    std::int32_t Parent() const;
-    std::int32_t RecordNumber() const { return m_nRecord; } // -1: new
+    const char* Name() const; ///< what the parent needs
+    std::int32_t Parent() const; ///< the parent's record number in the catalog
+    std::int32_t RecordNumber() const { return m_nRecord; } ///< of this record; -1: new
 
-    // Stores the record. A new one is refused, false, when its parent has that
-    // name already; its bytes then stay in the data file, in no index.
+    /// Stores the record. A new one is refused, false, when its parent has that
+    /// name already; its bytes then stay in the data file, in no index.
     bool SaveRecord();
 
-    // Stores a record for each name, as AddNew, setName, setParent and SaveRecord
-    // do one by one, in fewer transfers.
+    /// Stores a record for each name, as AddNew, setName, setParent and SaveRecord
+    /// do one by one, in fewer transfers.
     void SaveDepends(std::int32_t parent, const QByteArrayList& names);
 
-    // All names of `parent`, in their order, and behind them those of every
-    // parent after it; nothing when `parent` has none. Takes as long as there
-    // are names to the end.
+    /// All names of `parent`, in their order, and behind them those of every
+    /// parent after it; nothing when `parent` has none. Takes as long as there
+    /// are names to the end.
     void LoadDepends(std::int32_t parent, QByteArrayList& list);
-    // The names of `parent` alone.
+    /// The names of `parent` alone.
     void LoadOwnDepends(std::int32_t parent, QByteArrayList& list);
 
-    // Removes every record of a parent. The object is then a new record like the
-    // last one of these.
+    /// Removes every record of a parent. The object is then a new record like the
+    /// last one of these.
     void RemoveAllDependencies(std::int32_t parent);
 
-    // The keys of the record, in buffers of 59 bytes.
+    /// The keys of the record, in buffers of 59 bytes.
+    /// @{
     void MakeKey1(char* key) const;
     void MakeKey2(char* key) const;
-    // Both, into what the object remembers as the keys it is stored under.
+    /// @}
+    /// Both, into what the object remembers as the keys it is stored under.
     void MakeKeys();
 
 private:

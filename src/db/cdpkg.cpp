@@ -3,11 +3,14 @@
 
 #include "db/cdpkg.h"
 
+#include "util/diagnostics.h"
 #include "util/number.h"
 #include "util/output.h"
 #include "util/paths.h"
 #include "util/text.h"
 
+#include <cerrno>
+#include <cstring>
 #include <memory>
 
 namespace
@@ -173,8 +176,10 @@ int CDpkg::ReadStatusFile()
 {
     const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(
         std::fopen(SystemPath("/var/lib/dpkg/status").c_str(), "re"), std::fclose);
-    if (!file)
+    if (!file) {
+        qCInfo(logDb, "cannot read dpkg's status file: %s", std::strerror(errno));
         return 0;
+    }
     int count = 0;
     for (; m_current.LoadPackageFromFile(file.get()); ++count) {
         Append();

@@ -1,15 +1,16 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The packages of this machine, as dpkg keeps them in its status file.
-//
-//     CDpkg packages;
-//     packages.ReadStatusFile();
-//     const CDpkgInfo info = packages.GetPackageInfo("bash");
-//     if (!info.GetName().empty() && info.GetStatus() == 0)
-//         ... // bash is installed
-//
-// Texts are bytes as they stand in the file, UTF-8 there.
+/// @class CDpkg
+/// The packages of this machine, as dpkg keeps them in its status file.
+///
+///     CDpkg packages;
+///     packages.ReadStatusFile();
+///     const CDpkgInfo info = packages.GetPackageInfo("bash");
+///     if (!info.GetName().empty() && info.GetStatus() == 0)
+///         ... // bash is installed
+///
+/// Texts are bytes as they stand in the file, UTF-8 there.
 
 #pragma once
 
@@ -22,62 +23,66 @@
 #include <unordered_map>
 #include <vector>
 
-// A configuration file of a package.
+/// A configuration file of a package.
 struct Conffiles {
-    std::string path;
-    std::string checksum; // and the words behind it, such as "obsolete"
+    std::string path; ///< absolute
+    std::string checksum; ///< and the words behind it, such as "obsolete"
 };
 
-// A package that another one names.
+/// A package that another one names.
 struct OtherPackageInfo {
-    std::string name;
-    std::string version;
+    std::string name; ///< of the package
+    std::string version; ///< and the comparison with it
 };
 
-// One stanza of the status file.
-//
-// A line counts as a field by its first 7 characters, in any case, so that a
-// longer name that begins like one is taken for it (Description-md5 for the
-// description); a later line replaces an earlier one. Values keep blanks at
-// their ends. A line of more than 2,047 bytes is taken in pieces of that size,
-// each as a line of its own; a line ends at a zero byte.
+/// One stanza of the status file.
+///
+/// A line counts as a field by its first 7 characters, in any case, so that a
+/// longer name that begins like one is taken for it (Description-md5 for the
+/// description); a later line replaces an earlier one. Values keep blanks at
+/// their ends. A line of more than 2,047 bytes is taken in pieces of that size,
+/// each as a line of its own; a line ends at a zero byte.
 class VANTRELAGENT_EXPORT CDpkgInfo
 {
 public:
     CDpkgInfo() = default;
     virtual ~CDpkgInfo();
+    /// Copies share nothing.
+    /// @{
     CDpkgInfo(const CDpkgInfo&) = default;
     CDpkgInfo& operator=(const CDpkgInfo&) = default;
+    /// @}
 
-    // Empties every field.
+    /// Empties every field.
     void clear();
 
-    // Reads on to the empty line that ends a stanza, into the fields as they
-    // are: they are cleared by the caller. False at the end of the file, also
-    // when it comes in the middle of a stanza.
+    /// Reads on to the empty line that ends a stanza, into the fields as they
+    /// are: they are cleared by the caller. False at the end of the file, also
+    /// when it comes in the middle of a stanza.
     bool LoadPackageFromFile(std::FILE* file);
 
-    // Passes over a relation, whose packages are not kept: `list` stays as it is.
+    /// Passes over a relation, whose packages are not kept: `list` stays as it is.
     void ParsePackageInfo(std::vector<OtherPackageInfo>& list, const std::string& value);
-    // Returns `piece`; name and version stay as they are.
+    /// Returns `piece`; name and version stay as they are.
     std::string ParseNameAndVersion(const std::string& piece, std::string& name,
                                     std::string& version);
-    // Appends "PATH CHECKSUM"; a line without a blank is left out.
+    /// Appends "PATH CHECKSUM"; a line without a blank is left out.
     void ParseConffiles(std::vector<Conffiles>& list, const std::string& line);
 
-    std::string GetName() const { return m_sName; }
-    std::string GetVersion() const { return m_sVersion; }
-    // 1: not installed or marked for removal; 0: all else, also without a status
-    // line. So an empty record has 0: see whether it has a name first.
+    std::string GetName() const { return m_sName; } ///< the package
+    std::string GetVersion() const { return m_sVersion; } ///< its version, as dpkg writes it
+    /// 1: not installed or marked for removal; 0: all else, also without a status
+    /// line. So an empty record has 0: see whether it has a name first.
     int GetStatus() const { return m_nStatus; }
 
-    // 1 for the priority "normal", and 0 for each other single word: a number
-    // above is for a line that holds several of them.
+    /// 1 for the priority "normal", and 0 for each other single word: a number
+    /// above is for a line that holds several of them.
     std::int32_t m_nPriority = 0;
-    std::int32_t m_nStatus = 0;
-    bool m_bEssential = false;
-    std::vector<Conffiles> m_conffiles;
-    // The relations always stay empty.
+    std::int32_t m_nStatus = 0; ///< as GetStatus tells it
+    bool m_bEssential = false; ///< the system does not work without it
+    std::vector<Conffiles> m_conffiles; ///< its configuration files
+    /// The relations always stay empty.
+    /// @{
     std::vector<OtherPackageInfo> m_conflicts;
     std::vector<OtherPackageInfo> m_depends;
     std::vector<OtherPackageInfo> m_enhances;
@@ -85,15 +90,16 @@ public:
     std::vector<OtherPackageInfo> m_recommends;
     std::vector<OtherPackageInfo> m_replaces;
     std::vector<OtherPackageInfo> m_suggests;
-    std::string m_sLongDescription; // lines without their blanks, line ends between them
-    std::string m_sMaintainer;
-    std::string m_sName;
-    std::string m_sProvides; // whole
-    std::string m_sSection;
-    std::string m_sDescription; // the one line
-    std::string m_sSource;
-    std::string m_sVersion;
-    std::int32_t m_nInstalledSize = 0; // in kilobytes
+    /// @}
+    std::string m_sLongDescription; ///< lines without their blanks, line ends between them
+    std::string m_sMaintainer; ///< name and address of who looks after it
+    std::string m_sName; ///< the package
+    std::string m_sProvides; ///< the relation as it stands, not taken apart
+    std::string m_sSection; ///< of the archive
+    std::string m_sDescription; ///< the one line
+    std::string m_sSource; ///< the source package, where its name is another
+    std::string m_sVersion; ///< as dpkg writes it
+    std::int32_t m_nInstalledSize = 0; ///< in kilobytes
 
 private:
     // Which of the fields with lines below them a stanza has had so far.
@@ -112,22 +118,25 @@ class VANTRELAGENT_EXPORT CDpkg
 public:
     CDpkg() = default;
     virtual ~CDpkg();
+    /// Copies share nothing.
+    /// @{
     CDpkg(const CDpkg&) = default;
     CDpkg& operator=(const CDpkg&) = default;
+    /// @}
 
-    // Appends a record for each stanza of /var/lib/dpkg/status to what is here,
-    // and returns their number; 0 when the file cannot be read. A last stanza
-    // without an empty line behind it is lost.
+    /// Appends a record for each stanza of /var/lib/dpkg/status to what is here,
+    /// and returns their number; 0 when the file cannot be read. A last stanza
+    /// without an empty line behind it is lost.
     int ReadStatusFile();
 
-    // The first record of that name, compared exactly; an empty record without
-    // one. Takes the same time however many there are.
+    /// The first record of that name, compared exactly; an empty record without
+    /// one. Takes the same time however many there are.
     CDpkgInfo GetPackageInfo(const std::string& name) const;
 
-    // All records, in the order of the file.
+    /// All records, in the order of the file.
     const std::vector<CDpkgInfo>& Packages() const { return m_packages; }
 
-    // Writes name, tab, version of each record to standard output.
+    /// Writes name, tab, version of each record to standard output.
     void Dump() const;
 
 private:

@@ -7,6 +7,7 @@
 #include "db/dbfolders.h"
 #include "db/dblayouts.h"
 #include "store/datafile.h"
+#include "util/diagnostics.h"
 #include "util/paths.h"
 
 #include <QFile>
@@ -59,7 +60,10 @@ bool CRUFile::Open()
 {
     if (!DoesFileExist(0, RUDATAFILE.c_str()))
         return Create();
-    return m_files->Open(FileNames());
+    const bool open = m_files->Open(FileNames());
+    if (!open)
+        qCInfo(logDb, "cannot open %s and its indexes, error %d", RUDATAFILE.c_str(), int(taerror));
+    return open;
 }
 
 bool CRUFile::Create()

@@ -1,21 +1,22 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The applications that the user used last, in the user's home: a record for
-// each with what is needed to start it again.
-//
-//     InitIndex();
-//     CRUFile list;
-//     if (list.Open())
-//         for (bool more = list.FindLastAccessedItem(); more; more = list.FindPrevAccessedItem())
-//             puts(list.Description()); // newest first
-//     list.Close();
-//     UnInitIndex();
-//
-// The object is its own record. Texts are UTF-8; one that is longer than its
-// field is cut before the character that does not fit. InitIndex comes first,
-// and the object closes before UnInitIndex. One thread at a time; nobody else
-// may write the files meanwhile.
+/// @class CRUFile
+/// The applications that the user used last, in the user's home: a record for
+/// each with what is needed to start it again.
+///
+///     InitIndex();
+///     CRUFile list;
+///     if (list.Open())
+///         for (bool more = list.FindLastAccessedItem(); more; more = list.FindPrevAccessedItem())
+///             puts(list.Description()); // newest first
+///     list.Close();
+///     UnInitIndex();
+///
+/// The object is its own record. Texts are UTF-8; one that is longer than its
+/// field is cut before the character that does not fit. InitIndex comes first,
+/// and the object closes before UnInitIndex. One thread at a time; nobody else
+/// may write the files meanwhile.
 
 #pragma once
 
@@ -34,77 +35,92 @@ public:
     CRUFile(const CRUFile&) = delete;
     CRUFile& operator=(const CRUFile&) = delete;
 
-    // The files, in ~/.kde/share/apps/vantrelagent, which the first object sets
-    // and whose folder it makes.
-    static std::string RUDATAFILE;
-    static std::string RUDATAIDX1;
-    static std::string RUDATAIDX2;
-    static std::string RUDATAIDX3;
+    /// The files, in ~/.kde/share/apps/vantrelagent, which the first object sets
+    /// and whose folder it makes.
+    /// Paths as they are opened.
+    /// @{
+    static std::string RUDATAFILE; ///< the data file
+    static std::string RUDATAIDX1; ///< by time of the last use and description
+    static std::string RUDATAIDX2; ///< by description
+    static std::string RUDATAIDX3; ///< by serial number
+    /// @}
+    /// Sets the paths and makes the folder; the constructor does it.
     static void InitStaticMembers();
 
-    // Whether the data file is open: after an Open that failed it may be so.
+    /// Whether the data file is open: after an Open that failed it may be so.
     bool IsOpen() const;
-    // Opens the files, or makes them when the data file is not there. The first
-    // one that does not open ends it, false.
+    /// Opens the files, or makes them when the data file is not there. The first
+    /// one that does not open ends it, false.
     bool Open();
-    // Makes new ones, in place of those that are there.
+    /// Makes new ones, in place of those that are there.
     bool Create();
+    /// Writes what is not yet written and closes all files; the destructor does, too.
     void Close();
 
-    // Empties the object, for a new item.
+    /// Empties the object, for a new item.
     void AddNew();
-    // Stores the item. The first thing that fails ends it, and what was stored
-    // stays: an item with the description of another one leaves its record and
-    // its place in the order of use.
+    /// Stores the item. The first thing that fails ends it, and what was stored
+    /// stays: an item with the description of another one leaves its record and
+    /// its place in the order of use.
     bool Update();
-    // Loads an item, or what is left of one that was removed, which cannot be
-    // stored again. On failure the object stays as it is.
+    /// Loads an item, or what is left of one that was removed, which cannot be
+    /// stored again. On failure the object stays as it is.
     bool GetRecord(std::int32_t record);
-    // Records in the data file with its header, and items; -1 when not open.
+    /// Records in the data file, its header and removed ones included; -1 when not
+    /// open.
     std::int32_t GetFileSize() const;
+    /// Items in the data file; -1 when not open.
     std::int32_t UsedRecs() const;
 
-    // Each loads an item. Letter case does not count.
+    /// Each of the following loads an item, and returns whether there was one.
+    /// Letter case does not count.
     bool FindItem(const char* description);
-    // From the one used last back in time.
+    /// From the one used last back in time.
+    /// @{
     bool FindLastAccessedItem();
     bool FindPrevAccessedItem();
-    // In the order of descriptions; the second one goes on where the index is,
-    // and after a change or the end begins anew.
+    /// @}
+    /// In the order of descriptions; the second one goes on where the index is,
+    /// and after a change or the end begins anew.
+    /// @{
     bool FindFirstByDescription();
     bool FindNextByDescription();
-    // A negative serial number asks for the item with the lowest.
+    /// @}
+    /// A negative serial number asks for the item with the lowest.
     bool FindServerSerialNumber(std::int32_t serial);
 
-    // Removes the item with a serial number. The object is then a new item like
-    // it, from which FindPrevAccessedItem goes on.
+    /// Removes the item with a serial number. The object is then a new item like
+    /// it, from which FindPrevAccessedItem goes on.
     bool DeleteRecord(std::int32_t serial);
 
-    // 20 digits, in a buffer of the object's.
+    /// The serial number of the item, or another one, in 20 digits, in a buffer of the
+    /// object's.
+    /// @{
     const char* ServerSerialNumberStr();
     const char* ServerSerialNumberStr(std::int32_t serial);
+    /// @}
 
-    std::int32_t RecordNumber() const { return m_nRecord; } // 0: new
+    std::int32_t RecordNumber() const { return m_nRecord; } ///< of the item; 0: new
 
-    // Each stores what fits and returns the field: the bytes it takes at most
-    // stand behind it.
-    const char* SetDescription(const char* text); // 60
-    const char* SetExecutablePath(const char* text); // 127
-    const char* SetIconPath(const char* text); // 255
-    const char* SetSmallIconPath(const char* text); // 130
-    void SetServerSerialNumber(std::int32_t serial);
-    void SetLastAccessed(std::int32_t time); // seconds since 1970
+    /// Each stores what fits and returns the field. Behind each stands how many bytes
+    /// it keeps at most.
+    const char* SetDescription(const char* text); ///< keeps 60 bytes
+    const char* SetExecutablePath(const char* text); ///< keeps 127 bytes
+    const char* SetIconPath(const char* text); ///< keeps 255 bytes
+    const char* SetSmallIconPath(const char* text); ///< keeps 130 bytes
+    void SetServerSerialNumber(std::int32_t serial); ///< of the product in the store
+    void SetLastAccessed(std::int32_t time); ///< seconds since 1970
 
-    const char* Description() const;
-    const char* ExecutablePath() const;
-    const char* IconPath() const;
-    const char* SmallIconPath() const;
-    std::int32_t ServerSerialNumber() const;
-    std::int32_t LastAccessed() const;
+    const char* Description() const; ///< the name to show
+    const char* ExecutablePath() const; ///< the command that starts it
+    const char* IconPath() const; ///< the path of its icon; may be empty
+    const char* SmallIconPath() const; ///< the path of its small icon; may be empty
+    std::int32_t ServerSerialNumber() const; ///< of the product in the store
+    std::int32_t LastAccessed() const; ///< seconds since 1970
 
-    // The key of index `which`, 0 to 2, in a buffer of 73 bytes.
+    /// The key of index `which`, 0 to 2, in a buffer of 73 bytes.
     void MakeKey(char* key, int which) const;
-    // All, into what the object remembers as the keys it is stored under.
+    /// All, into what the object remembers as the keys it is stored under.
     void MakeKeys();
 
 private:

@@ -41,6 +41,7 @@ std::vector<std::int32_t> InOrder(const std::string& folder, const IndexLayout& 
     std::vector<IndexEntry> entries;
     CheckIndex(folder + layout.fileName, layout.keyLength, layout.allowDuplicates, &entries);
     std::vector<std::int32_t> numbers;
+    numbers.reserve(entries.size());
     for (const IndexEntry& entry : entries)
         numbers.push_back(std::int32_t(entry.record));
     return numbers;

@@ -1,13 +1,14 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The request that finds out where the packages of a product come from.
-//
-// It lists the package files that a set of packages needs by a download-only
-// run of the package front end, sends their names to the server, and stores
-// what the server returns for each: a sources line and the package index,
-// written into the private tree, so that the install that follows needs no
-// refresh.
+/// @class CAPIGetPackageInfo
+/// The request that finds out where the packages of a product come from.
+///
+/// It lists the package files that a set of packages needs by a download-only
+/// run of the package front end, sends their names to the server, and stores
+/// what the server returns for each: a sources line and the package index,
+/// written into the private tree, so that the install that follows needs no
+/// refresh.
 
 #pragma once
 
@@ -21,49 +22,59 @@ class VANTRELAGENT_EXPORT CAPIGetPackageInfo : public CAPI
     Q_OBJECT
 
 public:
+    /// `names`: the packages. Does not wait for the server's answer; the run of the
+    /// front end takes place in Execute.
     CAPIGetPackageInfo(PackageNameArray names, bool bSilent);
 
-    // Lists the files, then asks the server. False, with the object gone, when
-    // there is nothing to ask for; signalDependencyErrors says why.
+    /// Lists the files, then asks the server. False, with the object gone, when
+    /// there is nothing to ask for; signalDependencyErrors says why.
     bool Execute() override;
 
-    // "?filename[]=FILE&filename[]=..."; worked out once.
+    /// "?filename[]=FILE&filename[]=..."; worked out once.
     QString DecorateURI() override;
 
-    // Empties the private tree that an install uses: its lists folder and its
-    // sources file go. The argument is not used.
+    /// Empties the private tree that an install uses: its lists folder and its
+    /// sources file go. The argument is not used.
     static void DeleteTempLists(const PackageNameArray& urls);
 
-    // Adds the line "deb URL . ." to the private sources file. False when the
-    // URL could say something else to the package tools (white space, control
-    // characters, '[') or the file cannot be written.
+    /// Adds the line "deb URL . ." to the private sources file. False when the
+    /// URL could say something else to the package tools (white space, control
+    /// characters, '[') or the file cannot be written.
     bool SaveURL(const std::string& url);
 
-    // Where the package tools look for the index of the repository `url`.
+    /// Where the package tools look for the index of the repository `url`.
     std::string GetFilenameFromURL(const std::string& url);
 
-    // Writes an index: the data, a zero byte and a line end.
+    /// Writes an index: the data, a zero byte and a line end.
     bool SaveListData(const std::string& file, const std::string& data);
 
-    // Take back what SaveURL and SaveListData stored for these URLs.
+    /// Takes the lines in which one of the URLs stands out of the private sources
+    /// file.
     void DeleteFromSourceList(const PackageNameArray& urls);
+    /// Removes the indexes of these repositories.
     void DeleteURLs(const PackageNameArray& urls);
+    /// Removes the index of this repository.
     void DeleteFileFromURL(const std::string& url);
 
-    // Whether one of the URLs stands in the line.
+    /// Whether one of the URLs stands in the line; an empty one never does.
     bool ContainsURLs(const std::string& line, const std::set<std::string>& urls);
 
 public slots:
+    /// The payload: a "package_info" with "package" elements, each with a
+    /// "package_url" and a "package_data". Stores them and tells their URLs; one
+    /// without "package_info" makes the request a failure. The last package alone
+    /// decides whether storing counts as done.
     void onSuccessfulTransfer(QDomElement* pElement) override;
 
 signals:
-    // The end of the list: whether the last package's data is stored.
+    /// The end of the list: whether the last package's data is stored.
     void signalURIListComplete(bool success);
-    // How many package files are needed.
+    /// How many package files are needed.
     void signalPackageCount(int count);
-    // The repositories that serve them.
+    /// The repositories that serve them.
     void signalPackageURLs(PackageNameArray urls);
-    // Why the files could not be listed, and all that the front end said.
+    /// Why the files could not be listed, and all that the front end said. Borrowed
+    /// for the duration of the emission.
     void signalDependencyErrors(AptGetMessages& errors, AptGetMessages& report);
 
 private:

@@ -6,6 +6,7 @@
 #include "catalog/cxmlnode.h"
 #include "install/crunaptget.h"
 #include "support/ctracer.h"
+#include "util/diagnostics.h"
 #include "util/output.h"
 
 #include <QFile>
@@ -134,6 +135,8 @@ bool CAPIGetSourcesList::UpdateSourcesList(const std::string& path, std::vector<
     const bool changed = Differ(ReadEntries(path), accepted);
     CRunAptGet::CreateAptGetDirs();
     const bool written = WriteEntries(path, accepted);
+    qCDebug(logInstall, "%s has %zu entries, %s, %s", path.c_str(), accepted.size(),
+            changed ? "changed" : "unchanged", written ? "written" : "not written");
     tracer.trace_out(written ? "successfully created sources list file"
                              : "failed to create sources list file");
     return changed && written;

@@ -12,6 +12,7 @@
 
 #include <QPointer>
 #include <new>
+#include <utility>
 
 namespace
 {
@@ -184,7 +185,7 @@ CAPIGetPackageInfo* CAPIInstallPackages::MakePackageInfoRequest()
 
 void CAPIInstallPackages::onPackageURLs(PackageNameArray urls)
 {
-    m_packageURLs = urls;
+    m_packageURLs = std::move(urls);
 }
 
 void CAPIInstallPackages::onPackageCount(int count)

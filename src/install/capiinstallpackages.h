@@ -1,31 +1,36 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// An install from start to end.
-//
-// For products, the application information is fetched first; then the packages
-// and what they depend on are worked out, the listener is asked whether to go
-// on, the package front end runs, the applications are recorded and the box
-// that tells the outcome is shown. The object asks the server by requests of
-// its own and ends, like every request, by destroying itself:
-//
-//     std::vector<long> serials {1001};
-//     auto* install = new CAPIInstallPackages(listener, serials, false);
-//     install->Execute(); // returns when all is over; do not touch `install`
-//
-// The listener is any QObject that has the slots it cares for; it is not owned
-// and may be null:
-//
-//     onPreInstallInformation(const std::string &)    what is going on
-//     onCanContinue(int, bool &)      the number of package files; may say no
-//     onBeginInstall()                                the front end starts
-//     onReceivedPackageNames(const AptGetPackages &)  what will be installed
-//     onReceivedTotalBytes(const std::string &)       how much is downloaded
-//     onBeginReceivePackage(const std::string &, const std::string &)  name, size
-//     onReceivePackagePulse(int, int) percent of the item, percent of the whole
-//     onEndReceivePackage(const std::string &)
-//     onBeginInstall(const std::string &)             a package is set up
-//     onEndInstall(const bool)                        the front end has ended
+/// @class CAPIInstallPackages
+/// An install from start to end.
+///
+/// For products, the application information is fetched first; then the packages
+/// and what they depend on are worked out, the listener is asked whether to go
+/// on, the package front end runs, the applications are recorded and the box
+/// that tells the outcome is shown. The object asks the server by requests of
+/// its own and ends, like every request, by destroying itself:
+///
+///     std::vector<long> serials {1001};
+///     auto* install = new CAPIInstallPackages(listener, serials, false);
+///     install->Execute(); // returns when all is over; do not touch `install`
+///
+/// The listener is any QObject that has the slots it cares for; it is not owned
+/// and may be null. It is connected by name, and hears:
+///
+/// | slot of the listener | when |
+/// |---|---|
+/// | onPreInstallInformation(const std::string&) | before each step: what is going on |
+/// | onCanContinue(int, bool&) | the number of package files is known; may say no |
+/// | onBeginInstall() | the front end is about to start |
+/// | onReceivedPackageNames(const AptGetPackages&) | what will be installed |
+/// | onReceivedTotalBytes(const std::string&) | how much is downloaded, as text |
+/// | onBeginReceivePackage(const std::string&, const std::string&) | a download begins: name, size
+/// | | onReceivePackagePulse(int, int) | progress: percent of the item, percent of the whole | |
+/// onEndReceivePackage(const std::string&) | the download of that package has ended | |
+/// onBeginInstall(const std::string&) | a package is set up | | onEndInstall(bool) | the front end
+/// has ended: whether it went well |
+///
+/// docs/guide.md tells in which order these and the signals come.
 
 #pragma once
 
@@ -44,44 +49,66 @@ class VANTRELAGENT_EXPORT CAPIInstallPackages : public CAPI
     Q_OBJECT
 
 public:
-    // Installs products, by their serial numbers on the server.
+    /// Installs products, by their serial numbers on the server. `bSilent`: no
+    /// boxes. The private tree is emptied.
     CAPIInstallPackages(QObject* listener, std::vector<long>& serials, bool bSilent);
-    // Installs packages, by name; there is no application information then.
+    /// Installs packages, by name; there is no application information then, and so
+    /// nothing to record and no box on success. Without names the server is asked
+    /// for information about no product.
     CAPIInstallPackages(QObject* listener, PackageNameArray& names, bool bSilent);
+    /// Removes the file with the application information and empties the private
+    /// tree.
     ~CAPIInstallPackages() override;
 
-    // True when the sequence was started, and then it has ended on return;
-    // false when it could not start or gave up at once. The object is gone
-    // either way.
+    /// True when the sequence was started, and then it has ended on return;
+    /// false when it could not start or gave up at once. The object is gone
+    /// either way.
     bool Execute() override;
 
 signals:
+    /// What is going on before anything is installed, as a text for the user.
     void signalPreInstallInformation(const std::string& text);
+    /// The package front end is about to be started.
     void signalBeginInstall();
-    // `count` package files are needed; a listener may clear `canContinue`.
+    /// `count` package files are needed; a listener may clear `canContinue`.
     void signalCanContinue(int count, bool& canContinue);
-    // All that the front end said.
+    /// All that the front end said.
     void signalAptGetReport(AptGetMessages& report);
-    // A listener may clear `add`: the new applications are not recorded then.
+    /// A listener may clear `add`: the new applications are not recorded then.
     void signalCanAddToNewStuff(PackageNameArray& names, bool& add);
-    // The outcome; true also when the listener declined.
+    /// The outcome; true also when the listener declined.
     void signalBuildErrorReport(bool success);
 
 public slots:
+    /// Does nothing: the object itself transfers nothing.
     void onSuccessfulTransfer(QDomElement* pElement) override;
+    /// Starts the request for the package information. False when it gave up at
+    /// once; this object may be gone then.
     virtual bool CalculateDependencies();
+    /// Runs the front end, unless there are no names or the listener declined,
+    /// tells the outcome and shows it.
     virtual void InstallPackages();
+    /// Goes on from the application information to the packages, or gives up.
     virtual void onAppInfoComplete(bool ok);
+    /// Keeps the name of the file with the application information.
     virtual void onAppInfoDestinationFile(const QFile& file);
+    /// Goes on from the package information to the install, or tells that there is
+    /// none; then destroys the object.
     virtual void onDependencyComplete(bool ok);
+    /// Asks the listener whether to go on.
     virtual void onPackageCount(int count);
+    /// Keeps the repositories that serve the packages.
     virtual void onPackageURLs(PackageNameArray urls);
+    /// Tells what the front end said and shows the errors.
     virtual void onDependencyErrors(AptGetMessages& errors, AptGetMessages& report);
 
 protected:
-    // The requests that the sequence consists of; null when one cannot be made.
+    /// The requests that the sequence consists of, which own themselves; null when
+    /// one cannot be made.
+    /// @{
     virtual CAPIDownloadAppInfo* MakeAppInfoRequest();
     virtual CAPIGetPackageInfo* MakePackageInfoRequest();
+    /// @}
 
 private:
     void ConnectListener();

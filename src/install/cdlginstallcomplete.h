@@ -1,8 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The box that reports how an install ended, with the log of the package front
-// end behind a "Details" button and the new application behind "Run It!".
+/// @class CDlgInstallComplete
+/// The box that reports how an install ended, with the log of the package front
+/// end behind a "Details" button and the new application behind "Run It!".
 
 #pragma once
 
@@ -19,16 +20,16 @@ class VANTRELAGENT_EXPORT CDlgInstallComplete : public QDialog
     Q_OBJECT
 
 public:
-    // `text` (UTF-8) is what the box says; `log` may be empty, and then there is
-    // no "Details"; `program` is the path that "Run It!" starts: there is no
-    // such button when it is empty or the install failed.
+    /// `text` (UTF-8) is what the box says; `log` may be empty, and then there is
+    /// no "Details"; `program` is the path that "Run It!" starts: there is no
+    /// such button when it is empty or the install failed.
     CDlgInstallComplete(QWidget* parent, const char* name, const char* text, PackageNameArray log,
                         bool success, const QString& program);
 
 public slots:
-    void onClose();
-    void onRun(); // the box stays open
-    void onDetails(); // once: the button is disabled then
+    void onClose(); ///< closes the box
+    void onRun(); ///< starts the program, without waiting for it; the box stays open
+    void onDetails(); ///< shows the log, once: the button is disabled then
 
 private:
     QPushButton* MakeButton(const QString& label, int x);

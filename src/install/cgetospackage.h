@@ -1,7 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// One action of the package front end on one package.
+/// @class CGetOSPackage
+/// One action of the package front end on one package.
 
 #pragma once
 
@@ -12,12 +13,12 @@
 class VANTRELAGENT_EXPORT CGetOSPackage
 {
 public:
-    // `action`: its first character is an action letter of CRunAptGet::Run.
-    // `flag` is kept and not used.
+    /// `action`: its first character is an action letter of CRunAptGet::Run.
+    /// `flag` is kept and not used.
     CGetOSPackage(const QString& action, const QString& package, bool flag);
     virtual ~CGetOSPackage();
 
-    // Runs it; how it ended is not told.
+    /// Runs it; how it ended is not told.
     void Execute();
 
 private:

@@ -4,6 +4,7 @@
 #include "install/crun.h"
 
 #include "util/desktop.h"
+#include "util/diagnostics.h"
 #include "util/paths.h"
 
 #include <QFile>
@@ -78,6 +79,7 @@ int CRun::Run()
         return -1;
     }
     std::vector<char*> argv;
+    argv.reserve(words.size() + 1);
     for (std::string& word : words)
         argv.push_back(word.data());
     argv.push_back(nullptr);
@@ -104,9 +106,11 @@ int CRun::Wait()
         if (ended == -1)
             return errno;
         ProcessMessages();
-        if (ended == m_pid && WIFEXITED(status))
-            return WEXITSTATUS(status);
-        if (ended == m_pid && WIFSIGNALED(status))
-            return 128 + WTERMSIG(status);
+        if (ended != m_pid || !(WIFEXITED(status) || WIFSIGNALED(status)))
+            continue;
+        const int result = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+        qCDebug(logInstall, "%s %s has ended with %d", qUtf8Printable(m_program),
+                qUtf8Printable(m_arguments), result);
+        return result;
     }
 }

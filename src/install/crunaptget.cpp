@@ -10,6 +10,7 @@
 #include "support/cconfigfile.h"
 #include "support/ctracer.h"
 #include "util/desktop.h"
+#include "util/diagnostics.h"
 #include "util/output.h"
 #include "util/paths.h"
 
@@ -93,8 +94,11 @@ int CRunAptGet::Run(char action, const std::string& packages, bool, bool isRetry
     const WaitCursor cursor;
     m_bErrorSeen = false;
     const bool known = action != '\0' && std::strchr("AIUDR", action);
-    if (packages.empty() || access(FrontEnd().c_str(), X_OK) != 0 || !known || Refuse(packages))
+    if (packages.empty() || access(FrontEnd().c_str(), X_OK) != 0 || !known || Refuse(packages)) {
+        qCInfo(logInstall, "the front end %s was not started for '%s'", FrontEnd().c_str(),
+               packages.c_str());
         return NotRun;
+    }
     int result = 0;
     if (action == 'R') {
         // How a remove ended is not taken over.
@@ -137,6 +141,8 @@ int CRunAptGet::RunPiped(char action, const std::string& packages, bool isRetry)
         return 0;
     ReadOutput(stream);
     const int result = pclose(stream);
+    qCDebug(logInstall, "the front end has ended with wait status %d, %zu lines, %zu errors",
+            result, m_messages.size(), m_errors.size());
     if (m_bRetryPending && !isRetry) {
         Run(action, packages, true, true);
         m_bRetryPending = false;

@@ -1,22 +1,23 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The runner of the package front end.
-//
-// It runs one action of /usr/bin/vos-apt-get as a child process, reads its
-// output line by line and tells by signals what it says: the packages, their
-// sizes, the progress, errors. It keeps a private tree below the user's home,
-// so that the store's sources and package lists never touch the system's; the
-// tree has a twin ("deps") for working out what packages depend on.
-//
-//     CRunAptGet runner;
-//     QObject::connect(&runner, SIGNAL(signalPackagePulse(int,int)), ...);
-//     if (runner.Run('I', "libfoo bar", false, false) != 0)
-//         for (const std::string& line : runner.Errors()) ...
-//
-// All of it runs on the caller's thread; events are processed while the child
-// runs, so slots of other objects run inside Run. They must not start another
-// Run on the same object.
+/// @class CRunAptGet
+/// The runner of the package front end.
+///
+/// It runs one action of /usr/bin/vos-apt-get as a child process, reads its
+/// output line by line and tells by signals what it says: the packages, their
+/// sizes, the progress, errors. It keeps a private tree below the user's home,
+/// so that the store's sources and package lists never touch the system's; the
+/// tree has a twin ("deps") for working out what packages depend on.
+///
+///     CRunAptGet runner;
+///     QObject::connect(&runner, SIGNAL(signalPackagePulse(int,int)), ...);
+///     if (runner.Run('I', "libfoo bar", false, false) != 0)
+///         for (const std::string& line : runner.Errors()) ...
+///
+/// All of it runs on the caller's thread; events are processed while the child
+/// runs, so slots of other objects run inside Run. They must not start another
+/// Run on the same object.
 
 #pragma once
 
@@ -38,79 +39,110 @@ public:
     CRunAptGet();
     ~CRunAptGet() override;
 
-    // Runs an action on a blank-separated list of package names:
-    //   'A', 'I', 'U'  install
-    //   'D'            list the package files that an install would download,
-    //                  on the deps tree, after refreshing its sources
-    //   'R'            remove
-    // Returns 0; 1 when the child ended well but told of an error; the status
-    // that pclose gives otherwise; 127, with nothing started, for an empty list,
-    // a missing front end, another letter, or a name that could be more than a
-    // name on a command line (Errors() tells which). A remove returns 0 however
-    // it ended. `flag` has no effect; callers pass `isRetry` false.
+    /// Runs an action on a blank-separated list of package names:
+    ///
+    /// - 'A', 'I', 'U': install
+    /// - 'D': list the package files that an install would download, on the deps
+    ///   tree, after refreshing its sources
+    /// - 'R': remove
+    ///
+    /// Returns 0; 1 when the child ended well but told of an error; the status
+    /// that pclose gives otherwise; 127, with nothing started, for an empty list,
+    /// a missing front end, another letter, or a name that could be more than a
+    /// name on a command line (Errors() tells which). A remove returns 0 however
+    /// it ended. `flag` has no effect; callers pass `isRetry` false.
     int Run(char action, const std::string& packages, bool flag, bool isRetry);
 
-    // Asks the server for the lists of package sources; where one changed, the
-    // package lists of its tree are refreshed. The argument has no effect: the
-    // reply says which tree. Always true.
+    /// Asks the server for the lists of package sources; where one changed, the
+    /// package lists of its tree are refreshed. The argument has no effect: the
+    /// reply says which tree. Always true.
     bool checkSources(bool deps);
-    void update(bool deps); // the same
+    void update(bool deps); ///< the same as checkSources
 
-    // The private tree.
-    static std::string ListsDir(bool deps); // ends with '/'
+    /// The folder of the package lists in the private tree or, with `deps`, in its
+    /// twin; ends with '/'.
+    static std::string ListsDir(bool deps);
+    /// The sources file of the tree.
     static std::string SourcesFile(bool deps);
-    static std::string AptGetOptions(bool deps); // begins with a blank
-    // Make its folders; false when one is not there afterwards.
+    /// The front end's options that name both; begins with a blank.
+    static std::string AptGetOptions(bool deps);
+    /// Make the folders of both trees, those of one, or the folder `path` with what
+    /// is missing above it; false when one is not there afterwards.
+    /// @{
     static bool CreateAptGetDirs();
     static bool CreateListsDir(bool deps);
     static bool CreateSourcesDir(bool deps);
     static bool MkDir(const std::string& path);
+    /// @}
 
-    // What the last run said. The map and the messages are of that run; the
-    // others add up over the life of the object.
-    std::string TotalSize() const { return m_sTotalSize; } // "2,345kB"
+    /// The size of the download as the front end writes it ("2,345kB"), of the last
+    /// run that told one; empty before.
+    std::string TotalSize() const { return m_sTotalSize; }
+    /// The packages that the last run named, and their sizes.
+    /// @{
     int PackageCount() const { return int(m_packages.size()); }
     AptGetPackages Packages() const { return m_packages; }
-    PackageNameArray PackageFiles() const { return m_packageFiles; } // file names
-    AptGetMessages Messages() const { return m_messages; } // all lines
-    AptGetMessages Errors() const { return m_errors; } // of errors and warnings
+    /// @}
+    /// The names of the package files that runs of 'D' listed, of all runs of this
+    /// object.
+    PackageNameArray PackageFiles() const { return m_packageFiles; }
+    /// All lines of the last run.
+    AptGetMessages Messages() const { return m_messages; }
+    /// The lines of errors and warnings, and refused names, of all runs of this
+    /// object.
+    AptGetMessages Errors() const { return m_errors; }
 
-    // Writes the messages to "/tmp/apt-get.out"; nothing happens where that
-    // cannot be written.
+    /// Writes the messages to "/tmp/apt-get.out"; nothing happens where that
+    /// cannot be written.
     void writeFailedAptGetToFile();
 
-    // The parser. Lines are NUL-terminated and cut up in place; the two flags
-    // belong to the run: a list of package names is open, an error is open.
+    /// The parser. Lines are NUL-terminated and cut up in place; the two flags
+    /// belong to the run: a list of package names is open, an error is open.
     void parseLine(char* line, int length, bool& inPackageList, bool& inErrorBlock);
-    // Reads one line of at most size - 1 characters, without control
-    // characters, processing events on the way. False at the end of the stream.
+    /// Reads one line of at most size - 1 characters, without control
+    /// characters, processing events on the way. False at the end of the stream.
     bool readLine(char* buffer, int size, FILE* stream, int& length);
+    /// A line of package names: they come into the map, with the size "0".
     void GetPackageNames(char* line, int length);
+    /// "Need to get 2,345kB ...": the size of the whole.
     void GetTotalBytes(char* line, int length);
+    /// "Get:1 SITE SECTION NAME VERSION [SIZE]": the download of a package begins,
+    /// and that of the one before has ended.
     void GetReceivedPackageInfo(char* line, int length);
+    /// "Setting up NAME ...": the last download has ended, a package is set up.
     void GetSetupInfo(char* line, int length);
+    /// "'URL' ...": the name of a package file, behind the URL's last slash.
     void GetPackageFiles(char* line);
+    /// "45% [2 libfoo 18%]": percent of the whole, percent of the item.
     void Pulse(char* line, int length);
+    /// Move `*cursor` to the next character that is, or is not, white space, at
+    /// most to the end of the text.
+    /// @{
     void SkipWhite(char** cursor);
     void SkipNonWhite(char** cursor);
+    /// @}
 
 signals:
-    // The packages that will be fetched or installed.
+    /// The packages that will be fetched or installed.
     void signalReceivedPackageNames(const AptGetPackages& packages);
-    // The size of the whole download, as text.
+    /// The size of the whole download, as text.
     void signalReceivedTotalBytes(const std::string& size);
-    // The download of a package begins: name, size text. And ends.
+    /// The download of a package begins: name, size text.
     void signalBeginReceivePackage(const std::string& name, const std::string& size);
+    /// How far the present item and the whole are, 0 to 100, as the front end says.
     void signalPackagePulse(int itemPercent, int overallPercent);
+    /// The download of that package has ended. The last one's end is told again
+    /// with each package that is set up.
     void signalEndReceivePackage(const std::string& name);
-    // A package is being set up.
+    /// A package is being set up.
     void signalBeginInstall(const std::string& name);
-    // The run is over; a run that is repeated tells it twice.
+    /// The run is over; a run that is repeated tells it twice.
     void signalEndInstall(const bool success);
 
 public slots:
-    // Refreshes the package lists of a tree, with the "Setting up" box shown.
+    /// Refreshes the package lists of a tree, with the "Setting up" box shown.
     void onRunAptGetUpdate(bool deps);
+    /// Moves the marker in that box on.
     void onAptGetUpdateTimer();
 
 private:

@@ -11,6 +11,7 @@
 #include "support/cconfigfile.h"
 #include "support/ctracer.h"
 #include "util/desktop.h"
+#include "util/diagnostics.h"
 #include "util/output.h"
 #include "util/paths.h"
 
@@ -121,6 +122,8 @@ QString CAPI::Start(const QString& sURL)
                     [this](int nError, const QString& sText) { Abandon(nError, sText); });
     m_pJob = pJob;
     m_transferring.insert(this);
+    qCDebug(logRequest, "%s has begun its transfer into %s", qUtf8Printable(GetAPIName()),
+            qUtf8Printable(m_APIFile.fileName()));
     return QString();
 }
 
@@ -132,6 +135,7 @@ void CAPI::Abandon(int nError, const QString& sText)
         return;
     if (m_pJob)
         m_pJob->kill(KJob::Quietly);
+    qCDebug(logRequest, "%s was given up, error %d", qUtf8Printable(GetAPIName()), nError);
     ReportJobError(nError, sText);
     delete this;
 }

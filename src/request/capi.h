@@ -1,24 +1,25 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The base of every request to the store server.
-//
-// One object is one exchange: it looks up the URL of its function in the API
-// directory, adds its query text, fetches the URL, spools the reply into
-// "/tmp/T_N.xml" (T the time, N a serial number), checks that it is an
-// `agentfunction` envelope whose `resultcode` is "OK", and hands the envelope
-// to onSuccessfulTransfer. The first request of a process fetches the directory
-// inside its constructor.
-//
-// A request lives on the heap and destroys itself when its exchange is over;
-// its destructor emits APIComplete. So:
-//
-//     auto* request = new CAPISomething(false);
-//     QObject::connect(request, &CAPI::APIComplete, host, &Host::onDone);
-//     request->Execute(); // from here on the request is not touched again
-//
-// Everything runs on the thread of the application object. A wait processes
-// events, so slots of other objects run inside it.
+/// @class CAPI
+/// The base of every request to the store server.
+///
+/// One object is one exchange: it looks up the URL of its function in the API
+/// directory, adds its query text, fetches the URL, spools the reply into
+/// "/tmp/T_N.xml" (T the time, N a serial number), checks that it is an
+/// `agentfunction` envelope whose `resultcode` is "OK", and hands the envelope
+/// to onSuccessfulTransfer. The first request of a process fetches the directory
+/// inside its constructor.
+///
+/// A request lives on the heap and destroys itself when its exchange is over;
+/// its destructor emits APIComplete. So:
+///
+///     auto* request = new CAPISomething(false);
+///     QObject::connect(request, &CAPI::APIComplete, host, &Host::onDone);
+///     request->Execute(); // from here on the request is not touched again
+///
+/// Everything runs on the thread of the application object. A wait processes
+/// events, so slots of other objects run inside it.
 
 #pragma once
 
@@ -44,95 +45,122 @@ class VANTRELAGENT_EXPORT CAPI : public QObject
     Q_OBJECT
 
 public:
-    // `bSilent`: failures are logged but no box is shown. `bExclusive`: no
-    // other request may run meanwhile; granted only when none is alive. A
-    // request that cannot have its lock, or is made while another holds it, is
-    // neither counted nor listens to its own signals. `bWaitForDone`: Execute
-    // returns only after the object has destroyed itself.
+    /// `bSilent`: failures are logged but no box is shown. `bExclusive`: no
+    /// other request may run meanwhile; granted only when none is alive. A
+    /// request that cannot have its lock, or is made while another holds it, is
+    /// neither counted nor listens to its own signals. `bWaitForDone`: Execute
+    /// returns only after the object has destroyed itself.
     CAPI(bool bSilent, bool bExclusive, bool bWaitForDone);
+    /// Gives the lock and the count back, emits APIComplete, and removes the reply
+    /// file unless the settings keep it. Requests do this themselves.
     ~CAPI() override;
 
-    // Starts the request. True when the transfer was started (and, for a
-    // request that waits, has ended); false when it could not start: its reason
-    // went out through ErroneousTransfer and the object is gone. Either way the
-    // object is not to be touched afterwards.
+    /// Starts the request. True when the transfer was started (and, for a
+    /// request that waits, has ended); false when it could not start: its reason
+    /// went out through ErroneousTransfer and the object is gone. Either way the
+    /// object is not to be touched afterwards.
     virtual bool Execute();
 
-    // The name by which the directory lists the function: the class name.
+    /// The name by which the directory lists the function: the class name.
     virtual QString GetAPIName();
 
-    // Whether the reply file may be removed when the request ends: unless the
-    // setting "keep agent xml" is other than 0.
+    /// Whether the reply file may be removed when the request ends: unless the
+    /// setting "keep agent xml" is other than 0.
     virtual bool CanDeleteAPIFile();
 
-    // The query text that is appended to the function's URL; empty here.
+    /// The query text that is appended to the function's URL; empty here.
     virtual QString DecorateURI();
 
-    // Runs the event loop until the request has been destroyed.
+    /// Runs the event loop until the request has been destroyed.
     void WaitForDone();
+    /// Whether APIComplete has come, for a request that is still there.
     bool CheckIfDone() const;
 
-    // The number of live requests that got past the lock; each returns the
-    // count after the operation. Requests count themselves.
+    /// The number of live requests of the process that got past the lock; each of
+    /// these returns the count after the operation, which is never below 0.
+    /// Requests count themselves.
+    /// @{
     int AddRef();
     int Release();
     int ReferenceCount() const;
+    /// @}
 
-    // Takes (`bLock`) or gives back the exclusive lock; false when another
-    // request holds it, or when it is asked for while requests are alive.
+    /// Takes (`bLock`) or gives back the exclusive lock; false when another
+    /// request holds it, or when it is asked for while requests are alive.
     bool LockAPI(bool bLock);
-    // True when a request other than `pAPI` holds the lock.
+    /// True when a request other than `pAPI` holds the lock.
     bool APILocked(CAPI* pAPI) const;
 
-    // Ends every transfer that is running as a failure, for a host that is asked
-    // to end. Each request tells of it and destroys itself; a status check
-    // (CAPIStatus) counts it as an error.
+    /// Ends every transfer that is running as a failure, for a host that is asked
+    /// to end. Each request tells of it and destroys itself; a status check
+    /// (CAPIStatus) counts it as an error.
     static void AbortTransfers();
 
-    // Fetches the directory, once per process: a failure is not retried.
+    /// Fetches the directory, once per process: a failure is not retried.
     static void GetURLList();
-    // The URL of a function; empty when the directory does not list it.
+    /// The URL of a function; empty when the directory does not list it.
     static QString GetURL(const QString& sAPIName);
-    // The URL of the directory itself: the setting "agent api url".
+    /// The URL of the directory itself: the setting "agent api url".
     static QString GetAgentAPIURL();
 
-    // Whether a file (the reply file) begins with "<?xml" and goes on.
+    /// Whether a file (without an argument: the reply file) begins with
+    /// `<?xml` and goes on. False where it cannot be read.
+    /// @{
     bool IsValidXML();
     bool IsValidXML(const QString& sFileName);
+    /// @}
 
 signals:
-    // The full URL, just before the transfer is started.
+    /// The full URL with its query text, just before the transfer is started.
     void BeforeTransfer(const QString& sAPIURL);
-    // The envelope of a call that the server reports as done. The element lives
-    // for the duration of the emission.
+    /// The envelope of a call that the server reports as done. The element lives
+    /// for the duration of the emission.
     void SuccessfulTransfer(QDomElement* pDOMParent);
-    // The envelope of a call that the server reports as failed ("msg" says why).
+    /// The envelope of a call that the server reports as failed ("msg" says why).
     void FailedTransfer(QDomElement* pDOMParent);
-    // What went wrong, as a text for the user.
+    /// What went wrong, as a text for the user: the request was refused by the
+    /// lock or has no URL, the transfer failed, or the reply is no envelope. A
+    /// request class may tell an error of its own by it.
     void ErroneousTransfer(const QString& sError);
-    // The reply file, opened.
+    /// The reply file, opened. It is good for the duration of the emission; its
+    /// name stays, and the file is gone after APIComplete unless the settings
+    /// keep it.
     void APIDestinationFile(const QFile& qFile);
-    // The end, exactly once, from the destructor.
+    /// The end, exactly once, from the destructor: the request is no more than a
+    /// CAPI then. False when the call failed or went wrong. A transfer that was
+    /// cancelled and a reply file that could not be made count as success, and so
+    /// does a request that the lock refused: only ErroneousTransfer tells of it.
     void APIComplete(bool bSucceeded);
 
 public slots:
+    /// Makes the reply file and emits APIDestinationFile. Where no file can be
+    /// made the reply is dropped.
     virtual void onBeforeTransfer(const QString& sURL);
+    /// Appends a piece of the reply to the reply file. Over "max reply size" the
+    /// transfer is cut off.
     virtual void onDownloadReceive(KIO::Job* pJob, const QByteArray& arData);
+    /// Judges the reply, emits what it came to, and destroys the object: a class
+    /// that replaces this has that duty.
     virtual void onDownloadComplete(KIO::Job* pJob);
-    // Called with the envelope's root element: a request class copies out of it
-    // what it needs. It must not destroy the request.
+    /// Called with the envelope's root element: a request class copies out of it
+    /// what it needs. It must not destroy the request.
     virtual void onSuccessfulTransfer(QDomElement* pElement) = 0;
+    /// Writes the server's "msg" to standard output and, unless the request is
+    /// silent, shows it in a box ("Unspecified API error" without one).
     virtual void onFailedTransfer(QDomElement* pElement);
+    /// Writes the text to standard output and, unless the request is silent, shows
+    /// it in a box. A request class calls it to make itself a failure.
     virtual void onErroneousTransfer(const QString& sErrorMsg);
+    /// Ends a wait for this request.
     virtual void onAPIComplete(bool bSucceeded);
 
 protected:
-    static CAPIList m_URLList; // the API directory
+    static CAPIList m_URLList; ///< the API directory, of all requests
 
-    QFile m_APIFile; // the reply
-    bool m_bSilent;
-    bool m_bSucceeded = true;
-    bool m_bWaitForDone;
+    QFile m_APIFile; ///< the reply file; without a name before the transfer
+    bool m_bSilent; ///< no boxes
+    bool m_bSucceeded = true; ///< what APIComplete will tell
+    bool m_bWaitForDone; ///< Execute waits for the end
 
 private:
     QString Start(const QString& sURL);

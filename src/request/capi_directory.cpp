@@ -8,6 +8,7 @@
 #include "support/cconfigfile.h"
 #include "support/ctracer.h"
 #include "util/desktop.h"
+#include "util/diagnostics.h"
 #include "util/paths.h"
 #include "util/vendor.h"
 
@@ -24,6 +25,8 @@ void CAPI::GetURLList()
     (new CAPIGetAPIList(true))->Execute();
     while (m_bExecutionLocked)
         ProcessMessages();
+    if (m_URLList.Empty())
+        qCInfo(logRequest, "there is no API directory, so that every request will fail");
 }
 
 QString CAPI::GetURL(const QString& sAPIName)

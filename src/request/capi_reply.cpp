@@ -7,6 +7,7 @@
 #include "request/replydocument.h"
 #include "support/cconfigfile.h"
 #include "support/ctracer.h"
+#include "util/diagnostics.h"
 #include "util/output.h"
 #include "util/paths.h"
 #include "util/vendor.h"
@@ -75,7 +76,9 @@ void CAPI::onBeforeTransfer(const QString& sURL)
     WriteLine(ClassName(this) + QLatin1String(" - ") + sURL);
     m_APIFile.setFileName(QFile::decodeName(MakeSpoolFile().c_str()));
     // Not truncated: it is empty, and ext4 writes out at once what was.
-    m_APIFile.open(QIODevice::ReadWrite | QIODevice::ExistingOnly | QIODevice::Unbuffered);
+    if (!m_APIFile.open(QIODevice::ReadWrite | QIODevice::ExistingOnly | QIODevice::Unbuffered))
+        qCInfo(logRequest, "cannot make the reply file %s: %s",
+               qUtf8Printable(m_APIFile.fileName()), qUtf8Printable(m_APIFile.errorString()));
     emit APIDestinationFile(m_APIFile);
 }
 
@@ -98,6 +101,8 @@ void CAPI::CutOff()
         return;
     if (m_pJob)
         m_pJob->kill(KJob::Quietly);
+    qCInfo(logRequest, "%s was cut off behind %lld bytes", qUtf8Printable(GetAPIName()),
+           m_APIFile.size());
     QTimer::singleShot(0, this, [this] {
         m_APIFile.close();
         DispatchReply();
@@ -110,6 +115,8 @@ void CAPI::onDownloadComplete(KIO::Job* pJob)
     CTracer tracer("CAPI::onDownloadComplete");
     m_transferring.erase(this);
     m_APIFile.close();
+    qCDebug(logRequest, "%s has ended its transfer, error %d, with %lld bytes",
+            qUtf8Printable(GetAPIName()), pJob->error(), m_APIFile.size());
     if (pJob->error() == 0) {
         DispatchReply();
     } else if (pJob->error() != KIO::ERR_USER_CANCELED) {

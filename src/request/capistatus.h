@@ -1,15 +1,16 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Whether the store server can be reached.
-//
-// The URL of the API directory is fetched and what comes is thrown away: an
-// answer of any kind, an error page too, is a server that can be reached. The
-// check needs no directory and is no request, so a lock does not stop it.
-//
-//     const bool reached = (new CAPIStatus)->Execute(); // the object is gone
-//
-// Made on the heap, used once.
+/// @class CAPIStatus
+/// Whether the store server can be reached.
+///
+/// The URL of the API directory is fetched and what comes is thrown away: an
+/// answer of any kind, an error page too, is a server that can be reached. The
+/// check needs no directory and is no request, so a lock does not stop it.
+///
+///     const bool reached = (new CAPIStatus)->Execute(); // the object is gone
+///
+/// Made on the heap, used once.
 
 #pragma once
 
@@ -31,19 +32,21 @@ class VANTRELAGENT_EXPORT CAPIStatus : public QObject
     Q_OBJECT
 
 public:
+    /// Starts nothing yet.
     CAPIStatus();
     ~CAPIStatus() override;
 
-    // Runs the event loop until the transfer has ended, tells on standard output
-    // how, destroys the object and returns false for a transfer that failed. One
-    // that could not be started (no URL, or none of the web) and one that the
-    // user cancelled are no failures.
+    /// Runs the event loop until the transfer has ended, tells on standard output
+    /// how, destroys the object and returns false for a transfer that failed. One
+    /// that could not be started (no URL, or none of the web) and one that the
+    /// user cancelled are no failures.
     bool Execute();
 
-    // Ends the checks that are running, as failures (CAPI::AbortTransfers does).
+    /// Ends the checks that are running, as failures (CAPI::AbortTransfers does).
     static void AbortTransfers();
 
 public slots:
+    /// Takes the end of the transfer.
     void onDownloadComplete(KIO::Job* pJob);
 
 private:

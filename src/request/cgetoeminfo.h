@@ -1,15 +1,16 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The system builder this installation came from, as the file
-// "/etc/vantrel-welcome/builder.txt" names it:
-//
-//     id=0000000042
-//     name=Acme Computers
-//
-// Keys in either case, white space behind the '=' dropped, blanks at the end of
-// a line kept. Of several lines of a key the last one counts; other lines mean
-// nothing. A line is read in pieces of 1023 bytes.
+/// @class CGetOEMInfo
+/// The system builder this installation came from, as the file
+/// "/etc/vantrel-welcome/builder.txt" names it:
+///
+///     id=0000000042
+///     name=Acme Computers
+///
+/// Keys in either case, white space behind the '=' dropped, blanks at the end of
+/// a line kept. Of several lines of a key the last one counts; other lines mean
+/// nothing. A line is read in pieces of 1023 bytes.
 
 #pragma once
 
@@ -20,18 +21,19 @@
 class VANTRELAGENT_EXPORT CGetOEMInfo
 {
 public:
-    // Reads the file. Without it, or without a key in it: the identifier
-    // "0000000001" and the vendor's name.
+    /// Reads the file. Without it, or without a key in it: the identifier
+    /// "0000000001" and the vendor's name.
     CGetOEMInfo();
     virtual ~CGetOEMInfo();
 
-    std::string getID() const { return m_sID; }
-    std::string getName() const { return m_sName; }
+    std::string getID() const { return m_sID; } ///< the builder's identifier
+    std::string getName() const { return m_sName; } ///< the builder's name
 
-    // Reads the file (again), over what is known.
+    /// Reads the file (again), over what is known. Where it cannot be read all
+    /// stays as it is.
     void readFile();
 
-    // Moves `*pp` over white space, at most to the end of the text.
+    /// Moves `*pp` over white space, at most to the end of the text.
     void SkipWhite(char** pp);
 
 private:

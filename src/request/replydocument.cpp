@@ -4,6 +4,7 @@
 #include "request/replydocument.h"
 
 #include "request/xmlgate.h"
+#include "util/diagnostics.h"
 
 #include <QBuffer>
 #include <QByteArray>
@@ -17,8 +18,14 @@ constexpr int pieceSize = 64 * 1024;
 
 bool ReadTwice(QIODevice& device, QDomDocument& document, std::uint64_t maxBytes)
 {
-    return device.seek(0) && PassesGate(device, maxBytes, pieceSize) && device.seek(0)
-        && document.setContent(&device);
+    if (!device.seek(0) || !PassesGate(device, maxBytes, pieceSize) || !device.seek(0))
+        return false;
+    QString error;
+    int line = 0;
+    if (document.setContent(&device, &error, &line))
+        return true;
+    qCInfo(logRequest, "an XML text has an error in line %d: %s", line, qUtf8Printable(error));
+    return false;
 }
 
 // What fits a piece is kept instead.
@@ -38,9 +45,14 @@ bool PassesGate(QIODevice& device, std::uint64_t maxBytes, int chunk)
     qint64 size;
     while ((size = device.read(buffer.data(), chunk)) > 0) {
         if (!gate.Feed(buffer.constData(), std::size_t(size)))
-            return false;
+            break;
     }
-    return size == 0 && gate.Finish();
+    if (size == 0)
+        gate.Finish();
+    if (gate.refusal())
+        qCInfo(logRequest, "refused an XML text in its first %llu bytes: %s",
+               static_cast<unsigned long long>(gate.bytes()), gate.refusal());
+    return size == 0 && !gate.refusal();
 }
 
 bool ReadReplyDocument(QIODevice& device, QDomDocument& document, std::uint64_t maxBytes)

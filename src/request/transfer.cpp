@@ -7,6 +7,7 @@
 #include <KIO/TransferJob>
 #include <QTimer>
 #include <QUrl>
+#include <utility>
 
 KIO::TransferJob* StartTransfer(const QUrl& url)
 {
@@ -24,7 +25,7 @@ void WatchForSilence(KIO::TransferJob* pJob, int seconds, QObject* context,
     pSilence->setSingleShot(true);
     pSilence->start(seconds * 1000);
     QObject::connect(pJob, &KIO::TransferJob::data, pSilence, [pSilence] { pSilence->start(); });
-    QObject::connect(pSilence, &QTimer::timeout, context, [giveUp, pJob] {
+    QObject::connect(pSilence, &QTimer::timeout, context, [giveUp = std::move(giveUp), pJob] {
         const QString sHost = pJob->url().host();
         giveUp(KIO::ERR_SERVER_TIMEOUT, KIO::buildErrorString(KIO::ERR_SERVER_TIMEOUT, sHost));
     });

@@ -61,24 +61,35 @@ XmlGate::XmlGate(std::uint64_t maxBytes) : m_maxBytes(maxBytes) { }
 bool XmlGate::Feed(const char* data, std::size_t size)
 {
     m_bytes += size;
-    if (m_bytes > m_maxBytes || std::memchr(data, '\0', size))
-        Refuse();
+    if (m_bytes > m_maxBytes)
+        Refuse("it is too long");
+    if (std::memchr(data, '\0', size))
+        Refuse("it holds a zero byte");
     const char* const end = data + size;
-    if (!m_refused && m_utf8)
+    if (!m_refusal && m_utf8)
         CheckUtf8(data, end);
     const char* p = m_started ? data : SkipByteOrderMark(data, end);
-    while (p != end && !m_refused)
+    while (p != end && !m_refusal)
         p = Step(p, end);
-    return !m_refused;
+    return !m_refusal;
 }
 
 bool XmlGate::Finish()
 {
-    if (m_state != State::Text || m_depth != 0 || !m_rootSeen)
-        Refuse();
+    if (!m_rootSeen)
+        Refuse("it has no element");
+    if (m_state != State::Text || m_depth != 0)
+        Refuse("it ends in the middle");
     if (m_utf8 && (!m_validUtf8 || m_following != 0))
-        Refuse();
-    return !m_refused;
+        Refuse("it is no valid UTF-8");
+    return !m_refusal;
+}
+
+// The first reason is the one that counts.
+void XmlGate::Refuse(const char* why)
+{
+    if (!m_refusal)
+        m_refusal = why;
 }
 
 const char* XmlGate::SkipByteOrderMark(const char* p, const char* end)
@@ -92,7 +103,7 @@ const char* XmlGate::SkipByteOrderMark(const char* p, const char* end)
         return p;
     // A part of the mark is no beginning of a document.
     if (m_mark == 1 || m_mark == 2)
-        Refuse();
+        Refuse("its byte order mark is cut short");
     m_started = true;
     m_atStart = true;
     return p;
@@ -185,7 +196,7 @@ const char* XmlGate::AtOpen(const char* p)
         m_slash = false;
         m_attributes = 0;
     } else {
-        Refuse();
+        Refuse("a tag begins with no name");
     }
     return p + 1;
 }
@@ -204,11 +215,11 @@ const char* XmlGate::InDeclaration(const char* p)
     } else if (m_word == "DOCTYPE") {
         m_state = State::Doctype;
         if (m_doctypeSeen || m_rootSeen)
-            Refuse();
+            Refuse("its document type declaration is out of place");
         m_doctypeSeen = true;
     } else if (!StartsWith("--", m_word.c_str()) && !StartsWith("[CDATA[", m_word.c_str())
                && !StartsWith("DOCTYPE", m_word.c_str())) {
-        Refuse();
+        Refuse("it has an unknown declaration");
     }
     return p + 1;
 }
@@ -217,7 +228,7 @@ const char* XmlGate::InComment(const char* p, const char* end)
 {
     if (m_run == 2) {
         if (*p != '>')
-            Refuse();
+            Refuse("a comment holds two dashes");
         m_state = State::Text;
         return p + 1;
     }
@@ -261,7 +272,7 @@ void XmlGate::EndInstruction()
     m_state = State::Text;
     Node();
     if (IsDeclaration(m_word) && (!m_atStart || !EncodingIsPlain(m_word)))
-        Refuse();
+        Refuse("its XML declaration is out of place, or names a refused encoding");
     m_atStart = false;
 }
 
@@ -280,9 +291,9 @@ const char* XmlGate::InStartTag(const char* p, const char* end)
             break;
         }
         if (c == '<')
-            Refuse();
+            Refuse("a tag holds a '<'");
         if (c == '=' && ++m_attributes > maxAttributes)
-            Refuse();
+            Refuse("a tag has too many attributes");
         m_slash = c == '/';
     }
     CountTag(p - begin);
@@ -297,7 +308,7 @@ const char* XmlGate::InValue(const char* p, const char* end)
 {
     const char* const close = Find(p, end, m_quote);
     if (Find(p, close, '<') != close)
-        Refuse();
+        Refuse("a quoted text holds a '<'");
     CountTag(close - p + (close != end));
     if (close == end)
         return end;
@@ -310,7 +321,7 @@ const char* XmlGate::InEndTag(const char* p, const char* end)
 {
     const char* const close = Find(p, end, '>');
     if (Find(p, close, '<') != close)
-        Refuse();
+        Refuse("a tag holds a '<'");
     CountTag(close - p + (close != end));
     if (close == end)
         return end;
@@ -332,7 +343,7 @@ const char* XmlGate::InDoctype(const char* p, const char* end)
         } else if (c == '>') {
             m_state = State::Text;
         } else if (c == '<') {
-            Refuse();
+            Refuse("its document type declaration holds a '<'");
         }
     }
     CountTag(p - begin);
@@ -346,7 +357,7 @@ const char* XmlGate::InDoctypeSubset(const char* p)
     if (*p == ']')
         m_state = State::Doctype;
     else if (!IsBlank(*p))
-        Refuse();
+        Refuse("its document type declaration holds declarations");
     return p + 1;
 }
 
@@ -356,7 +367,7 @@ void XmlGate::OpenElement()
     m_nodes += std::uint64_t(m_attributes);
     Node();
     if (++m_depth > maxDepth)
-        Refuse();
+        Refuse("its elements are nested too deep");
     if (m_slash)
         CloseElement();
 }
@@ -364,20 +375,20 @@ void XmlGate::OpenElement()
 void XmlGate::CloseElement()
 {
     if (--m_depth < 0)
-        Refuse();
+        Refuse("it closes an element that is not open");
 }
 
 void XmlGate::Node()
 {
     if (++m_nodes > maxNodes)
-        Refuse();
+        Refuse("it has too many nodes");
 }
 
 void XmlGate::CountTag(std::ptrdiff_t bytes)
 {
     m_tag += std::size_t(bytes);
     if (m_tag > maxTag)
-        Refuse();
+        Refuse("a tag is too long");
 }
 
 // Whether an XML declaration is well formed and names an encoding whose markup

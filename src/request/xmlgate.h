@@ -42,6 +42,10 @@ public:
     // Whether the text, now complete, may be parsed.
     bool Finish();
 
+    // Why the text was refused, first of all; null while it is not.
+    const char* refusal() const { return m_refusal; }
+    std::uint64_t bytes() const { return m_bytes; } // seen so far
+
 private:
     enum class State {
         Text,
@@ -80,13 +84,13 @@ private:
     void CountTag(std::ptrdiff_t bytes);
     bool EncodingIsPlain(const std::string& declaration);
     void CheckUtf8(const char* p, const char* end);
-    void Refuse() { m_refused = true; }
+    void Refuse(const char* why);
 
     const std::uint64_t m_maxBytes;
     std::uint64_t m_bytes = 0;
     std::uint64_t m_nodes = 0;
     State m_state = State::Text;
-    bool m_refused = false;
+    const char* m_refusal = nullptr;
     bool m_rootSeen = false;
     bool m_doctypeSeen = false;
     bool m_started = false; // something other than a byte order mark was seen

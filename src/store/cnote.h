@@ -1,13 +1,14 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Notes: texts of any length up to 499,992 bytes in a heap file (NAME.fil),
-// each known by its byte offset there. An index (NAME.k1) lists the free
-// blocks by size, and a new text takes the smallest one that holds it.
-//
-// A change writes the heap and the index at once. A process that dies in
-// between can leave free space unlisted, which Reindex finds again, but no text
-// in it. One thread at a time; InitIndex first.
+/// @class CNote
+/// Notes: texts of any length up to 499,992 bytes in a heap file (NAME.fil),
+/// each known by its byte offset there. An index (NAME.k1) lists the free
+/// blocks by size, and a new text takes the smallest one that holds it.
+///
+/// A change writes the heap and the index at once. A process that dies in
+/// between can leave free space unlisted, which Reindex finds again, but no text
+/// in it. One thread at a time; InitIndex first.
 
 #pragma once
 
@@ -25,33 +26,34 @@ public:
     CNote(const CNote&) = delete;
     CNote& operator=(const CNote&) = delete;
 
-    // Opens a store by its base name, or makes what is not there; an index whose
-    // making was cut short is made anew. False if that fails, for a name of
-    // PATH_MAX bytes too.
+    /// Opens a store by its base name, or makes what is not there; an index whose
+    /// making was cut short is made anew. False if that fails, for a name of
+    /// PATH_MAX bytes too.
     bool Open(const char* name);
-    // Makes a new one, in place of one that is there.
+    /// Makes a new one, in place of one that is there.
     bool Create(const char* name);
+    /// Closes the store; the destructor does, too.
     void Close();
 
-    // Has each change of the free-space index written at once. Open and Create
-    // do it.
+    /// Has each change of the free-space index written at once. Open and Create
+    /// do it.
     void SetIndexFlushing();
 
-    // Stores `length` bytes of text and returns their offset; -1 if the file
-    // fails or the free space is not what the index says.
+    /// Stores `length` bytes of text and returns their offset; -1 if the file
+    /// fails or the free space is not what the index says.
     std::int32_t SaveNote(const char* text, std::int32_t length);
-    // A copy of a text with a zero byte behind it, from malloc: the caller frees
-    // it. Null if no text is there.
+    /// A copy of a text with a zero byte behind it, from malloc: the caller frees
+    /// it. Null if no text is there.
     char* ReadNote(std::int32_t offset);
-    // Bytes of a text; 0 if it cannot be read.
+    /// Bytes of a text; 0 if it cannot be read.
     std::int32_t NoteLength(std::int32_t offset);
-    // Frees a text's block, together with a free block behind it. -1 if the file
-    // fails or has no sound block there.
+    /// Frees a text's block, together with a free block behind it. -1 if the file
+    /// fails or has no sound block there.
     int DeleteNote(std::int32_t offset);
 
-    // Makes the free-space index anew from the heap. False if that fails or if
-    // the blocks do not lead to the heap's end; those before the last one before
-    // the break are then listed.
+    /// Makes the free-space index anew from the heap. False if that fails or if
+    /// the blocks do not lead to the heap's end; those before the last one before
+    /// the break are then listed.
     bool Reindex();
 
 private:

@@ -1,19 +1,20 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Indexes: B-trees of order 25 from text keys to record numbers, kept page by
-// page in a data file. Keys are compared without regard to letter case. An
-// index refuses equal keys, or, with duplicates allowed, orders equal keys by
-// record number.
-//
-// Keys are handed over in writable buffers of at least keyLength + 1 bytes and
-// are cut there to keyLength characters. Functions return 0 on success and -1
-// otherwise; taerror is then 0 where the answer is simply no (not found, is
-// there already, no further item) and else says what went wrong. A change that
-// cannot read all the pages it needs changes nothing.
-//
-// One thread at a time; InitIndex before the first index, UnInitIndex after the
-// last.
+/// @file
+/// Indexes: B-trees of order 25 from text keys to record numbers, kept page by
+/// page in a data file. Keys are compared without regard to letter case. An
+/// index refuses equal keys, or, with duplicates allowed, orders equal keys by
+/// record number.
+///
+/// Keys are handed over in writable buffers of at least keyLength + 1 bytes and
+/// are cut there to keyLength characters. Functions return 0 on success and -1
+/// otherwise; taerror is then 0 where the answer is simply no (not found, is
+/// there already, no further item) and else says what went wrong. A change that
+/// cannot read all the pages it needs changes nothing.
+///
+/// One thread at a time; InitIndex before the first index, UnInitIndex after the
+/// last.
 
 #pragma once
 
@@ -22,62 +23,72 @@
 
 #include <cstdint>
 
-constexpr int deepestTree = 16; // levels
+/// The levels that a tree may have.
+constexpr int deepestTree = 16;
 
-// One step of the way from the root to an item.
+/// One step of the way from the root to an item.
 struct IndexLevel {
-    std::uint32_t page;
-    std::int16_t position; // the item returned last, or the one whose child is next
+    std::uint32_t page; ///< number of the page
+    std::int16_t position; ///< the item returned last, or the one whose child is next
 };
 
+/// An open index. Callers pass it on and leave its fields alone.
 struct IndexFile {
-    DataFile* dataFile; // holds the pages; owned
-    DataFile* current; // dataFile, set anew by each operation
-    std::uint8_t allowDuplicates;
-    std::int16_t keyLength; // characters, 1 to 150
-    std::uint32_t rootPage; // 0: empty
-    std::int16_t depth; // levels of path in use; 0: no position
-    IndexLevel path[deepestTree]; // path[0] is the root
+    DataFile* dataFile; ///< holds the pages; owned
+    DataFile* current; ///< dataFile, set anew by each operation
+    std::uint8_t allowDuplicates; ///< 1: equal keys are ordered by record number
+    std::int16_t keyLength; ///< characters, 1 to 150
+    std::uint32_t rootPage; ///< 0: empty
+    std::int16_t depth; ///< levels of path in use; 0: no position
+    IndexLevel path[deepestTree]; ///< path[0] is the root
 
-    struct CachedPage* firstPage; // of its pages in the cache
-    std::uint64_t rootChange; // when rootPage was set last, on the cache's clock
-    std::int64_t steps; // of the cursor since it was set, forwards less backwards
+    struct CachedPage* firstPage; ///< of its pages in the cache
+    std::uint64_t rootChange; ///< when rootPage was set last, on the cache's clock
+    std::int64_t steps; ///< of the cursor since it was set, forwards less backwards
 };
 
-// Makes room for the page cache. Error 6 if there is none.
+/// Makes room for the page cache. Error 6 if there is none.
 VANTRELAGENT_EXPORT int InitIndex();
-// Gives it back, whatever stands in it.
+/// Gives it back, whatever stands in it.
 VANTRELAGENT_EXPORT void UnInitIndex();
 
-// Null on failure. A key length outside 1 to 150 is refused.
+/// Make an empty index, in place of one that is there, or open one. Null on
+/// failure; a key length outside 1 to 150 is refused. The leading argument is
+/// ignored. The caller owns the handle until CloseIndex. Whether equal keys are
+/// allowed, and the key length, are not in the file and must be known.
+/// @{
 VANTRELAGENT_EXPORT IndexFile* MakeIndex(std::int32_t, const char* path, std::int16_t keyLength,
                                          std::int32_t allowDuplicates);
 VANTRELAGENT_EXPORT IndexFile* OpenIndex(std::int32_t, const char* path, std::int16_t keyLength,
                                          std::int32_t allowDuplicates);
-// Drops one reference; with the last, everything is written and the handle is
-// gone. -1 if something could not be written.
+/// @}
+/// Drops one reference; with the last, everything is written and the handle is
+/// gone. -1 if something could not be written.
 VANTRELAGENT_EXPORT int CloseIndex(IndexFile* index);
 
-// Forgets the cached pages and reads the header again.
+/// Forgets the cached pages and reads the header again.
 VANTRELAGENT_EXPORT int TaOpenIndex(IndexFile* index);
-// Writes the changed pages and the header, and forgets the pages.
+/// Writes the changed pages and the header, and forgets the pages.
 VANTRELAGENT_EXPORT int TaCloseIndex(IndexFile* index);
 
-// Adds an item; -1 when there is an equal one.
+/// Adds an item; -1 when there is an equal one.
 VANTRELAGENT_EXPORT int AddKey(IndexFile* index, const std::uint32_t* record, char* key);
-// Removes the item equal to key and record number. Without duplicates the key
-// decides alone, and the item's record number is returned.
+/// Removes the item equal to key and record number. Without duplicates the key
+/// decides alone, and the item's record number is returned.
 VANTRELAGENT_EXPORT int DeleteKey(IndexFile* index, std::uint32_t* record, char* key);
 
-// The item with exactly this key (letter case included where duplicates are
-// allowed), the lowest record number of equal ones.
+/// The item with exactly this key (letter case included where duplicates are
+/// allowed), the lowest record number of equal ones.
 VANTRELAGENT_EXPORT int FindKey(IndexFile* index, std::uint32_t* record, char* key);
-// The first item not below the key, which is then copied into the buffer.
+/// The first item not below the key, which is then copied into the buffer.
 VANTRELAGENT_EXPORT int SearchKey(IndexFile* index, std::uint32_t* record, char* key);
-// The last item below the key.
+/// The last item below the key.
 VANTRELAGENT_EXPORT int FindPrevKey(IndexFile* index, std::uint32_t* record, char* key);
-// The next or previous item. At the end -1, and the one after that begins anew.
+/// The next or previous item, from the one found last. At the end -1, and the one
+/// after that begins anew.
+/// @{
 VANTRELAGENT_EXPORT int NextKey(IndexFile* index, std::uint32_t* record, char* key);
 VANTRELAGENT_EXPORT int PrevKey(IndexFile* index, std::uint32_t* record, char* key);
-// Forgets the position.
+/// @}
+/// Forgets the position.
 VANTRELAGENT_EXPORT void ClearKey(IndexFile* index);

@@ -158,7 +158,7 @@ int NextKey(IndexFile* index, std::uint32_t* record, char* key)
     for (; number != 0; number = page->leftmost)
         if (Push(index, number, &page) != 0)
             return -1;
-    if (index->depth == 0)
+    if (!page) // an empty index
         return -1;
     while (index->depth >= 2 && Deepest(index).position == page->count) {
         --index->depth;
@@ -189,7 +189,7 @@ int PrevKey(IndexFile* index, std::uint32_t* record, char* key)
         Deepest(index).position = page->count;
         number = page->Child(page->count);
     }
-    if (index->depth == 0)
+    if (!page) // an empty index
         return -1;
     while (index->depth >= 2 && Deepest(index).position == 0) {
         --index->depth;

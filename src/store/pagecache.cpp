@@ -489,6 +489,7 @@ int WriteBackPages(IndexFile* index)
 
 void DropPages(IndexFile* index)
 {
+    // Removing the first page makes the next one the first.
     while (index->firstPage)
-        Remove(index->firstPage);
+        Remove(index->firstPage); // NOLINT(clang-analyzer-cplusplus.NewDelete)
 }

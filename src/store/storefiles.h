@@ -1,58 +1,65 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The one place where the record store meets the file system. Every call the
-// store makes goes through here, so that a file system that counts, fails or
-// dies is a subclass of a few lines.
+/// @file
+/// The one place where the record store meets the file system. Every call the
+/// store makes goes through here, so that a file system that counts, fails or
+/// dies is a subclass of a few lines.
 
 #pragma once
 
 #include <sys/stat.h>
 #include <sys/types.h>
 
-// The machine's own file system. Each function is the system call of its name:
-// results, errno and units (bytes) are those of the call.
+/// The machine's own file system. Each function is the system call of its name:
+/// results, errno and units (bytes) are those of the call.
 class StoreFiles
 {
 public:
     virtual ~StoreFiles() = default;
 
-    virtual int Open(const char* path, int flags, mode_t mode);
-    virtual int Close(int descriptor);
-    virtual off_t Seek(int descriptor, off_t position);
-    virtual ssize_t Read(int descriptor, void* bytes, size_t size);
-    virtual ssize_t Write(int descriptor, const void* bytes, size_t size);
-    virtual int Resize(int descriptor, off_t size);
-    virtual int Status(int descriptor, struct stat* status);
-    virtual bool Exists(const char* path);
+    virtual int Open(const char* path, int flags, mode_t mode); ///< open(2), O_CLOEXEC added
+    virtual int Close(int descriptor); ///< close(2)
+    virtual off_t Seek(int descriptor, off_t position); ///< lseek(2), from the beginning
+    virtual ssize_t Read(int descriptor, void* bytes, size_t size); ///< read(2)
+    virtual ssize_t Write(int descriptor, const void* bytes, size_t size); ///< write(2)
+    virtual int Resize(int descriptor, off_t size); ///< ftruncate(2)
+    virtual int Status(int descriptor, struct stat* status); ///< fstat(2)
+    virtual bool Exists(const char* path); ///< access(2): whether anything is there
 };
 
-// The file system in use. The store does not own it.
+/// The file system in use. The store does not own it.
 StoreFiles& storeFiles();
 
-// Puts another file system in use (null: the machine's own). Returns the one
-// that was in use.
+/// Puts another file system in use (null: the machine's own). Returns the one
+/// that was in use.
 StoreFiles* SetStoreFiles(StoreFiles* files);
 
-// A file that is open for the length of a block: no path through the store
-// leaves a descriptor behind.
+/// A file that is open for the length of a block: no path through the store
+/// leaves a descriptor behind.
 class OpenStoreFile
 {
 public:
+    /// Opens the file for reading and writing, or with the flags and mode of open(2).
+    /// @{
     explicit OpenStoreFile(const char* path);
     OpenStoreFile(const char* path, int flags, mode_t mode);
+    /// @}
     ~OpenStoreFile();
     OpenStoreFile(const OpenStoreFile&) = delete;
     OpenStoreFile& operator=(const OpenStoreFile&) = delete;
 
+    /// Whether it is open.
     explicit operator bool() const { return m_descriptor >= 0; }
-    int descriptor() const { return m_descriptor; }
+    int descriptor() const { return m_descriptor; } ///< or -1; stays this object's
 
-    // Whether exactly `size` bytes at `position` were read or written.
+    /// Whether exactly `size` bytes at `position` were read or written.
+    /// @{
     bool ReadAt(off_t position, void* bytes, size_t size);
     bool WriteAt(off_t position, const void* bytes, size_t size);
+    /// @}
 
-    // The file's size in bytes, or -1.
+    /// The file's size in bytes, or -1.
     off_t Size();
 
 private:

@@ -7,6 +7,7 @@
 // by the process runner.
 #include "install/crun.h"
 #include "support/coneinstancemutex.h"
+#include "util/diagnostics.h"
 #include "util/paths.h"
 
 namespace
@@ -15,7 +16,12 @@ namespace
 bool LockIsHeld()
 {
     COneInstanceMutex mutex;
-    return mutex.Create("pakmartd") == 0;
+    const int taken = mutex.Create("pakmartd");
+    qCDebug(logInstall, "the lock \"pakmartd\" is %s",
+            taken == 0       ? "held"
+                : taken == 1 ? "free"
+                             : "not to be tried");
+    return taken == 0;
 }
 
 } // namespace

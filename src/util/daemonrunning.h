@@ -1,14 +1,15 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Whether the package daemon runs.
+/// @file
+/// Whether the package daemon runs.
 
 #pragma once
 
 #include "export.h"
 
-// True when another process holds the daemon's single-instance lock "pakmartd".
-// With `bStart` the daemon's start script is run first, up to three times while
-// the daemon does not show (and once even if it runs already). The check takes
-// the lock itself for a moment when nobody holds it.
+/// True when another process holds the daemon's single-instance lock "pakmartd".
+/// With `bStart` the daemon's start script is run first, up to three times while
+/// the daemon does not show (and once even if it runs already). The check takes
+/// the lock itself for a moment when nobody holds it.
 VANTRELAGENT_EXPORT bool DaemonRunning(bool bStart);

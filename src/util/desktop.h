@@ -1,8 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// What the library does to the desktop around it: keep it alive during a wait,
-// show an error, ask for a policy, tell menus and panels to reload.
+/// @file
+/// What the library does to the desktop around it: keep it alive during a wait,
+/// show an error, ask for a policy, tell menus and panels to reload.
 
 #pragma once
 
@@ -10,18 +11,18 @@
 
 #include <QString>
 
-// One pass of the application's event processing, where there is an
-// application. Every wait of the library is a loop of this.
+/// One pass of the application's event processing, where there is an
+/// application. Every wait of the library is a loop of this.
 VANTRELAGENT_EXPORT void ProcessMessages();
 
-// An error box without a parent; returns when the user has closed it.
+/// An error box without a parent; returns when the user has closed it.
 VANTRELAGENT_EXPORT void ShowErrorMsg(const char* text);
 
-// Whether an available update may be offered now; asked with the question and
-// the caption a policy could show. Always true: there is no policy yet.
+/// Whether an available update may be offered now; asked with the question and
+/// the caption a policy could show. Always true: there is no policy yet.
 VANTRELAGENT_EXPORT bool okToDoUpdate(const QString& text, const QString& caption);
 
-// Tells the running applications of the session that installed applications
-// changed: message 32 with the value 1652, on the session bus. Without a bus
-// nothing happens.
+/// Tells the running applications of the session that installed applications
+/// changed: message 32 with the value 1652, on the session bus. Without a bus
+/// nothing happens.
 VANTRELAGENT_EXPORT void BroadcastMenuChange();

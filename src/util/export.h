@@ -1,8 +1,10 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Marks what the library shows to its hosts; all else stays inside.
+/// @file
+/// Marks what the library shows to its hosts; all else stays inside.
 
 #pragma once
 
+/// In front of the name of a public class or function.
 #define VANTRELAGENT_EXPORT __attribute__((visibility("default")))

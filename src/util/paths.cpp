@@ -3,9 +3,14 @@
 
 #include "util/paths.h"
 
+#include "util/diagnostics.h"
+
 #include <QDir>
 #include <QFile>
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
+#include <unistd.h>
 
 namespace
 {
@@ -56,9 +61,16 @@ QString GetRootPath()
 
 std::string SettingsFile()
 {
-    return SystemPath((GetRootPath() + QLatin1String(".vauf")).toStdString());
+    const std::string path = SystemPath((GetRootPath() + QLatin1String(".vauf")).toStdString());
+    // A file that is not there is usual. Asked only where somebody listens.
+    if (logSettings().isInfoEnabled() && access(path.c_str(), R_OK) != 0 && errno != ENOENT)
+        qCInfo(logSettings, "cannot read %s: %s; all settings have their defaults", path.c_str(),
+               std::strerror(errno));
+    return path;
 }
 
+// By value, since it always was.
+// NOLINTNEXTLINE(performance-unnecessary-value-param)
 bool CreateFolderTree(QString path)
 {
     const QChar separator = QDir::separator();

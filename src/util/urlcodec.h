@@ -1,8 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The escaping of text that travels in query strings and stands in the local
-// XML files. Text is UTF-8 where it is bytes.
+/// @file
+/// The escaping of text that travels in query strings and stands in the local
+/// XML files. Text is UTF-8 where it is bytes.
 
 #pragma once
 
@@ -11,17 +12,21 @@
 #include <QString>
 #include <string>
 
-// Every '+' becomes "%2b", and the result is percent-encoded as encode_string
-// does, so that a '+' travels as "%252b": the double step is what the other
-// side expects. The std form takes the text up to its first zero byte.
+/// Every '+' becomes "%2b", and the result is percent-encoded as encode_string
+/// does, so that a '+' travels as "%252b": the double step is what the other
+/// side expects. The std form takes the text up to its first zero byte.
+/// @{
 VANTRELAGENT_EXPORT QString url_encode(const QString& text);
 VANTRELAGENT_EXPORT std::string url_encode(const std::string& text);
+/// @}
 
-// A backslash keeps the next character as it is (one at the end is dropped),
-// any other '+' is a blank, and percent escapes are decoded last. The std form
-// takes the text up to its first zero byte.
+/// A backslash keeps the next character as it is (one at the end is dropped),
+/// any other '+' is a blank, and percent escapes are decoded last. The std form
+/// takes the text up to its first zero byte.
+/// @{
 VANTRELAGENT_EXPORT QString url_decode(const QString& text);
 VANTRELAGENT_EXPORT std::string url_decode(const std::string& text);
+/// @}
 
-// url_decode of a text whose UTF-8 is wanted.
+/// url_decode of a text whose UTF-8 is wanted.
 std::string url_decode_utf8(const QString& text);

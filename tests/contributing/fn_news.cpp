@@ -1,0 +1,26 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The headlines of the store: CAPIGetNews, with the parameter "count".
+
+#include "server/agentfunction.h"
+
+#include <cstdlib>
+
+namespace
+{
+
+void AnswerNews(const AgentRequest& request, Reply& reply)
+{
+    const auto counts = request.query.values("count");
+    int left = counts.empty() ? 1 : std::atoi(counts.front().decoded.c_str());
+    // A real one would read them from a file of the store.
+    for (const char* headline : { "Star Lander 2 is here", "C++ for 5% less", "Möbius strips" }) {
+        if (left-- > 0)
+            reply.text("headline", headline);
+    }
+}
+
+const AgentFunction function("CAPIGetNews", AnswerNews);
+
+} // namespace

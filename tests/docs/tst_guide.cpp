@@ -1,0 +1,330 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The host developer's guide, run: the code it shows is taken from here, between
+// marks, and what it says of orders is compared with a real install.
+
+#include "tests/apps/demomachine.h"
+
+#include <QApplication>
+#include <QDomElement>
+#include <QPointer>
+#include <QRegularExpression>
+#include <QtTest>
+#include <cstdio>
+#include <vantrelagent/catalog/capigetaisles.h>
+#include <vantrelagent/catalog/capiupdatecatalog.h>
+#include <vantrelagent/catalog/cxmlnode.h>
+#include <vantrelagent/catalog/savedtree.h>
+#include <vantrelagent/db/catalogscan.h>
+#include <vantrelagent/db/ccatalogfile.h>
+#include <vantrelagent/db/cdpkg.h>
+#include <vantrelagent/install/capiinstallpackages.h>
+#include <vantrelagent/install/cgetospackage.h>
+#include <vantrelagent/request/capistatus.h>
+#include <vantrelagent/store/indexfile.h>
+
+// ---- what the guide shows ----
+
+//! [aisles]
+void FetchAisles(QObject* host, const std::function<void(bool)>& whenDone)
+{
+    auto* request = new CAPIGetAisles(true); // silent: no boxes
+    QObject::connect(request, &CAPI::APIComplete, host, whenDone);
+    request->Execute(); // comes back at once; the request is not touched again
+}
+//! [aisles]
+
+//! [failure]
+QString AislesFailure()
+{
+    QString why;
+    bool done = false;
+    auto* request = new CAPIGetAisles(true);
+    QObject::connect(request, &CAPI::ErroneousTransfer,
+                     [&why](const QString& text) { why = text; });
+    QObject::connect(request, &CAPI::FailedTransfer,
+                     [&why](QDomElement* reply) { why = reply->attribute(QStringLiteral("msg")); });
+    QObject::connect(request, &CAPI::APIComplete, [&done](bool) { done = true; });
+    request->Execute();
+    while (!done)
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    return why;
+}
+//! [failure]
+
+//! [update]
+bool UpdateCatalog()
+{
+    bool filled = false;
+    auto* request = new CAPIUpdateCatalog(true, true); // silent, and waits
+    QObject::connect(request, &CAPI::SuccessfulTransfer, request,
+                     [request, &filled](QDomElement* reply) {
+                         QDomElement catalog = reply->firstChildElement();
+                         filled = request->ProcessVantrelCatalogRequest(catalog);
+                     });
+    request->Execute(); // the request is gone when this returns
+    return filled;
+}
+//! [update]
+
+//! [scan]
+void PrintCatalog()
+{
+    CatalogScan products;
+    while (products.Next())
+        std::printf("%d  %s\n", products.ServerSerialNumber(), products.Name());
+}
+//! [scan]
+
+//! [category]
+QStringList NamesOf(const char* category)
+{
+    QStringList names;
+    InitIndex();
+    {
+        CCatalogFile catalog;
+        if (catalog.Open())
+            for (bool more = catalog.FindFirstForCategory(category); more;
+                 more = catalog.FindNextForCategory(category))
+                names << QString::fromUtf8(catalog.Name());
+    } // closed here, before the page cache goes
+    UnInitIndex();
+    return names;
+}
+//! [category]
+
+//! [tree]
+int CountAisles()
+{
+    CXMLNode aisles(nullptr);
+    return ReadSavedTree(".aisles", aisles) ? int(aisles.ChildArray("aisle").size()) : 0;
+}
+//! [tree]
+
+//! [install]
+bool Install(QObject* listener, long serial)
+{
+    bool succeeded = false;
+    std::vector<long> serials{ serial };
+    auto* install = new CAPIInstallPackages(listener, serials, true);
+    QObject::connect(install, &CAPI::APIComplete, [&succeeded](bool ok) { succeeded = ok; });
+    return install->Execute() && succeeded;
+}
+//! [install]
+
+//! [listener]
+class Listener : public QObject
+{
+    Q_OBJECT
+
+public slots:
+    void onCanContinue(int files, bool& go) { go = files < 100; }
+    void onReceivePackagePulse(int item, int whole) { std::printf("%d%% %d%%\n", whole, item); }
+    void onBeginInstall(const std::string& package) { std::puts(package.c_str()); }
+};
+//! [listener]
+
+//! [remove]
+bool Remove(const QString& package)
+{
+    CGetOSPackage(QStringLiteral("R"), package, false).Execute();
+    CDpkg packages; // how it ended is not told, so see
+    packages.ReadStatusFile();
+    const CDpkgInfo left = packages.GetPackageInfo(package.toStdString());
+    return left.GetName().empty() || left.GetStatus() != 0;
+}
+//! [remove]
+
+//! [quit]
+void EndWithTheApplication(QObject* host)
+{
+    QObject::connect(qApp, &QCoreApplication::aboutToQuit, host, &CAPI::AbortTransfers);
+}
+//! [quit]
+
+//! [busy]
+class Shop : public QObject
+{
+    Q_OBJECT
+
+public slots:
+    void update()
+    {
+        if (m_busy) // the button was pressed again, inside the wait below
+            return;
+        m_busy = true;
+        const QPointer<Shop> alive(this);
+        UpdateCatalog(); // events run in here: this object may be deleted
+        if (alive)
+            m_busy = false;
+    }
+
+private:
+    bool m_busy = false;
+};
+//! [busy]
+
+// ---- what is tested ----
+
+// Writes down what it hears, a repetition once; progress counts alone.
+class Recorder : public QObject
+{
+    Q_OBJECT
+
+public:
+    QStringList heard;
+    bool decline = false;
+    int pulses = 0;
+
+    void hear(const QString& what)
+    {
+        if (heard.isEmpty() || heard.last() != what)
+            heard << what;
+    }
+    // Hears the signals of an install too, and its end.
+    void follow(CAPIInstallPackages* install)
+    {
+        const auto hears
+            = [this](const char* what) { return [this, what] { hear(QLatin1String(what)); }; };
+        connect(install, &CAPIInstallPackages::signalAptGetReport, this,
+                hears("signalAptGetReport"));
+        connect(install, &CAPIInstallPackages::signalBuildErrorReport, this, [this](bool ok) {
+            hear(QStringLiteral("signalBuildErrorReport(%1)").arg(ok ? "true" : "false"));
+        });
+        connect(install, &CAPIInstallPackages::signalCanAddToNewStuff, this,
+                hears("signalCanAddToNewStuff"));
+        connect(install, &CAPI::ErroneousTransfer, this, hears("ErroneousTransfer"));
+        connect(install, &CAPI::APIComplete, this, [this](bool ok) {
+            hear(QStringLiteral("APIComplete(%1)").arg(ok ? "true" : "false"));
+        });
+    }
+
+public slots:
+    void onPreInstallInformation(const std::string&) { hear("onPreInstallInformation"); }
+    void onCanContinue(int, bool& go)
+    {
+        hear("onCanContinue");
+        go = !decline;
+    }
+    void onBeginInstall() { hear("onBeginInstall()"); }
+    void onReceivedPackageNames(const AptGetPackages&) { hear("onReceivedPackageNames"); }
+    void onReceivedTotalBytes(const std::string&) { hear("onReceivedTotalBytes"); }
+    void onBeginReceivePackage(const std::string& name, const std::string&)
+    {
+        hear("onBeginReceivePackage " + QString::fromStdString(name));
+    }
+    void onReceivePackagePulse(int item, int whole)
+    {
+        ++pulses;
+        QVERIFY(item >= 0 && item <= 100 && whole >= 0 && whole <= 100);
+    }
+    void onEndReceivePackage(const std::string& name)
+    {
+        hear("onEndReceivePackage " + QString::fromStdString(name));
+    }
+    void onBeginInstall(const std::string& name)
+    {
+        hear("onBeginInstall " + QString::fromStdString(name));
+    }
+    void onEndInstall(bool ok)
+    {
+        hear(QStringLiteral("onEndInstall(%1)").arg(ok ? "true" : "false"));
+    }
+};
+
+class GuideTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    DemoMachine m_machine;
+
+    // The lines of the guide's block of that title.
+    static QStringList block(const QString& title)
+    {
+        QFile file(QStringLiteral(GUIDE));
+        if (!file.open(QIODevice::ReadOnly))
+            return {};
+        const QRegularExpression form(
+            QStringLiteral("<!-- %1 -->\n+```text\n(.*?)\n```").arg(title),
+            QRegularExpression::DotMatchesEverythingOption);
+        const QString text = form.match(QString::fromUtf8(file.readAll())).captured(1);
+        return text.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    }
+    static QStringList installAndListen(long serial, bool decline = false)
+    {
+        Recorder recorder;
+        recorder.decline = decline;
+        return installAndListen(serial, recorder);
+    }
+    static QStringList installAndListen(long serial, Recorder& recorder)
+    {
+        std::vector<long> serials{ serial };
+        auto* install = new CAPIInstallPackages(&recorder, serials, true);
+        recorder.follow(install);
+        install->Execute();
+        return recorder.heard;
+    }
+
+private slots:
+    void initTestCase() { QVERIFY(m_machine.setUp()); }
+
+    void aRequestTellsItsEnd()
+    {
+        bool done = false, succeeded = false;
+        FetchAisles(this, [&](bool ok) {
+            done = true;
+            succeeded = ok;
+        });
+        QTRY_VERIFY_WITH_TIMEOUT(done, 60000);
+        QVERIFY(succeeded);
+        QVERIFY(CountAisles() > 0);
+        QCOMPARE(AislesFailure(), QString());
+    }
+
+    void theCatalogIsFetchedAndRead()
+    {
+        Shop shop;
+        shop.update();
+        QVERIFY(UpdateCatalog());
+        QVERIFY(CatalogScan().Next());
+        PrintCatalog();
+        QVERIFY(NamesOf("Games").contains(QStringLiteral("Star Lander")));
+    }
+
+    void anInstallTellsThingsInTheGuidesOrder()
+    {
+        Recorder recorder;
+        QCOMPARE(installAndListen(1001, recorder), block(QStringLiteral("order of an install")));
+        QVERIFY(recorder.pulses > 0);
+        QCOMPARE(installAndListen(1001), block(QStringLiteral("order of a second install")));
+    }
+
+    void aDeclinedInstallTellsThingsInTheGuidesOrder()
+    {
+        QCOMPARE(installAndListen(1002, true),
+                 block(QStringLiteral("order of a declined install")));
+    }
+
+    void anUnknownProductTellsThingsInTheGuidesOrder()
+    {
+        QCOMPARE(installAndListen(9999), block(QStringLiteral("order of a failed install")));
+    }
+
+    void installAndRemove()
+    {
+        Listener listener;
+        QVERIFY(Install(&listener, 1003));
+        QVERIFY(Remove(QStringLiteral("dicecards")));
+    }
+
+    void theEndOfTheApplicationEndsTheWait()
+    {
+        EndWithTheApplication(this);
+        QVERIFY((new CAPIStatus)->Execute());
+    }
+};
+
+QTEST_MAIN(GuideTest)
+#include "tst_guide.moc"
