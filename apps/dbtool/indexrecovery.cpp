@@ -5,6 +5,8 @@
 
 #include "report.h"
 #include "store/bytes.h"
+#include "store/indexfile.h"
+#include "store/indexpage.h"
 
 #include <algorithm>
 

@@ -5,6 +5,7 @@
 
 #include "report.h"
 #include "store/indexfile.h"
+#include "store/indexpage.h"
 
 #include <memory>
 

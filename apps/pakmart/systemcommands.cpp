@@ -11,9 +11,9 @@
 #include <QEventLoop>
 #include <QJsonObject>
 #include <QUrl>
-#include <support/cconfigfile.h>
 #include <vantrelagent/request/capisetoeminfo.h>
 #include <vantrelagent/request/capistatus.h>
+#include <vantrelagent/support/cconfigfile.h>
 #include <vantrelagent/util/paths.h>
 
 namespace

@@ -17,8 +17,10 @@
 enum Phase {
     InsertRandom,
     Find, // the number under a name
+    FindAgain, // what the phase before has left in memory is there
     FindAndRead, // and the record
     WalkNames,
+    WalkAgain,
     DeleteHalf,
     InsertAgain,
     InsertAscending, // into another, empty store

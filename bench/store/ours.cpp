@@ -7,6 +7,7 @@
 #include "store/contender.h"
 
 #include "store/indexfile.h"
+#include "store/indexpage.h"
 
 #include <array>
 #include <cstring>

@@ -19,12 +19,12 @@ class CXMLNode;
 class QDomElement;
 
 // Where the file `name` of the data folder is, as it is to be opened.
-QString SavedTreePath(const char* name);
+VANTRELAGENT_EXPORT QString SavedTreePath(const char* name);
 
 // Reads the first element of a reply's body into `tree`; what stands before it
 // and is no element is passed over. False when there is none, or when it cannot
 // be read.
-bool ReadFirstElement(const QDomElement& body, CXMLNode& tree);
+VANTRELAGENT_EXPORT bool ReadFirstElement(const QDomElement& body, CXMLNode& tree);
 
 // Writes `tree` to the file `name` of the data folder. A file that is there
 // keeps its permissions and, where that is allowed, its owner; a new one may be
@@ -37,11 +37,11 @@ bool ReadFirstElement(const QDomElement& body, CXMLNode& tree);
 //
 // False, with the old file as it was, when it cannot be written (in place: when
 // it cannot be opened).
-bool SaveTree(CXMLNode& tree, const char* name);
+VANTRELAGENT_EXPORT bool SaveTree(CXMLNode& tree, const char* name);
 
 // Both steps, with the same file, but without the whole tree in memory; what fails
 // is left at that.
-void SaveFirstElement(const QDomElement& body, const char* name);
+VANTRELAGENT_EXPORT void SaveFirstElement(const QDomElement& body, const char* name);
 
 // Reads the file `name` of the data folder into `tree`, beside what is there.
 // False, with the tree as it was, when the file cannot be read, is no well-formed

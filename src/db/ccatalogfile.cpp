@@ -8,6 +8,7 @@
 #include "db/dblayouts.h"
 #include "store/cnote.h"
 #include "store/indexfile.h"
+#include "store/indexpage.h"
 #include "util/number.h"
 
 #include <algorithm>

@@ -6,8 +6,8 @@
 #include "request/capi.h"
 
 #include "request/capistatus.h"
-#include "request/replydocument.h"
 #include "request/transfer.h"
+#include "request/transferlimits.h"
 #include "support/cconfigfile.h"
 #include "support/ctracer.h"
 #include "util/desktop.h"
@@ -115,9 +115,10 @@ QString CAPI::Start(const QString& sURL)
     connect(pJob, &KIO::TransferJob::data, this, &CAPI::onDownloadReceive);
     connect(pJob, &KJob::result, this,
             [this](KJob* pEnded) { onDownloadComplete(static_cast<KIO::Job*>(pEnded)); });
-    WatchForSilence(pJob, this,
+    const TransferLimits limits = ReadTransferLimits();
+    m_nMaxReply = limits.size;
+    WatchForSilence(pJob, limits.silence, this,
                     [this](int nError, const QString& sText) { Abandon(nError, sText); });
-    m_nRoom = qint64(MaxReplySize());
     m_pJob = pJob;
     m_transferring.insert(this);
     return QString();

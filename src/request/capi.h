@@ -147,7 +147,8 @@ private:
     static std::set<CAPI*> m_transferring; // those whose job runs
 
     QPointer<KJob> m_pJob;
-    qint64 m_nRoom = 0; // bytes that the reply may still have
+    std::uint64_t m_nMaxReply = 0; // bytes that the reply may have
+    std::uint64_t m_nReceived = 0; // that it has so far
 
     // Shared with the frame that waits, which outlives the object.
     std::shared_ptr<bool> m_bDone;

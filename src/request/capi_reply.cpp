@@ -84,8 +84,8 @@ void CAPI::onDownloadReceive(KIO::Job*, const QByteArray& arData)
     CTracer tracer("CAPI::onDownloadReceive");
     if (m_APIFile.isOpen())
         m_APIFile.write(arData);
-    m_nRoom -= arData.size();
-    if (m_nRoom < 0)
+    m_nReceived += std::uint64_t(arData.size());
+    if (m_nReceived > m_nMaxReply)
         CutOff();
 }
 
@@ -130,7 +130,7 @@ void CAPI::DispatchReply()
         return;
     QDomDocument document(QStringLiteral("VantrelAgentXML"));
     QDomElement root;
-    if (ReadReplyDocument(m_APIFile, document))
+    if (ReadReplyDocument(m_APIFile, document, m_nMaxReply))
         root = document.documentElement();
     if (root.isNull()) {
         WriteLine(QStringLiteral("CAPI::onDownloadComplete - no xml received"));

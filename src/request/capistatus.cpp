@@ -4,8 +4,8 @@
 #include "request/capistatus.h"
 
 #include "request/capi.h"
-#include "request/replydocument.h"
 #include "request/transfer.h"
+#include "request/transferlimits.h"
 #include "util/desktop.h"
 #include "util/output.h"
 
@@ -28,19 +28,20 @@ bool CAPIStatus::Execute()
     const QString sURL = CAPI::GetURL(QStringLiteral("agentapi"));
     // Without a transfer there is nothing that could fail.
     if (KIO::TransferJob* pJob = sURL.isEmpty() ? nullptr : StartTransfer(QUrl(sURL))) {
+        const TransferLimits limits = ReadTransferLimits();
         m_pJob = pJob;
         m_running.insert(this);
         connect(pJob, &KJob::result, this,
                 [this](KJob* pEnded) { onDownloadComplete(static_cast<KIO::Job*>(pEnded)); });
         connect(pJob, &KIO::TransferJob::data, this,
-                [this, left = MaxReplySize()](KIO::Job*, const QByteArray& arData) mutable {
+                [this, left = limits.size](KIO::Job*, const QByteArray& arData) mutable {
                     // An answer without an end is an answer.
                     const auto size = std::uint64_t(arData.size());
                     if (size > left)
                         End(false);
                     left -= std::min(left, size);
                 });
-        WatchForSilence(pJob, this, [this](int, const QString&) { End(true); });
+        WatchForSilence(pJob, limits.silence, this, [this](int, const QString&) { End(true); });
         while (!m_bDone)
             ProcessMessages();
     }

@@ -4,19 +4,32 @@
 #include "request/replydocument.h"
 
 #include "request/xmlgate.h"
-#include "support/cconfigfile.h"
-#include "util/paths.h"
 
+#include <QBuffer>
 #include <QByteArray>
 #include <QDomDocument>
 #include <QFile>
 
-std::uint64_t MaxReplySize()
+namespace
 {
-    constexpr long standard = 256L * 1024 * 1024;
-    const long size = CConfigFile(SettingsFile(), false).GetLongValue("max reply size", standard);
-    return std::uint64_t(size > 0 ? size : standard);
+
+constexpr int pieceSize = 64 * 1024;
+
+bool ReadTwice(QIODevice& device, QDomDocument& document, std::uint64_t maxBytes)
+{
+    return device.seek(0) && PassesGate(device, maxBytes, pieceSize) && device.seek(0)
+        && document.setContent(&device);
 }
+
+// What fits a piece is kept instead.
+bool ReadOnce(QIODevice& device, QDomDocument& document, std::uint64_t maxBytes)
+{
+    QByteArray text = device.seek(0) ? device.readAll() : QByteArray();
+    QBuffer buffer(&text);
+    return buffer.open(QIODevice::ReadOnly) && ReadTwice(buffer, document, maxBytes);
+}
+
+} // namespace
 
 bool PassesGate(QIODevice& device, std::uint64_t maxBytes, int chunk)
 {
@@ -30,14 +43,14 @@ bool PassesGate(QIODevice& device, std::uint64_t maxBytes, int chunk)
     return size == 0 && gate.Finish();
 }
 
-bool ReadReplyDocument(QIODevice& device, QDomDocument& document)
+bool ReadReplyDocument(QIODevice& device, QDomDocument& document, std::uint64_t maxBytes)
 {
-    const bool read = !device.isSequential() && device.seek(0) && PassesGate(device, MaxReplySize())
-        && device.seek(0) && document.setContent(&device);
+    const auto read = device.size() <= pieceSize ? ReadOnce : ReadTwice;
+    if (!device.isSequential() && read(device, document, maxBytes))
+        return true;
     // A parser that finds an error leaves what it has built so far.
-    if (!read)
-        document.setContent(QByteArray());
-    return read;
+    document.setContent(QByteArray());
+    return false;
 }
 
 bool ReadReplyDocument(const QString& fileName, QDomDocument& document)

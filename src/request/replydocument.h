@@ -5,23 +5,22 @@
 
 #pragma once
 
+#include "request/transferlimits.h"
+
 #include <QString>
 #include <cstdint>
 
 class QDomDocument;
 class QIODevice;
 
-// What a reply may have, in bytes: the setting "max reply size", or 256 MB
-// where it is missing or not positive.
-std::uint64_t MaxReplySize();
-
 // Parses a reply into `document`, which the caller has made (and named). False,
 // and an empty document, when the text is refused before it is parsed (see
-// xmlgate.h), is not well formed, or cannot be read. The text is read twice,
-// a piece at a time: a device must be open for reading and not sequential, and
+// xmlgate.h), is not well formed, or cannot be read. A text over
+// 64 KB is read twice, a piece at a time. A device must be open for reading and not sequential, and
 // is read from its beginning.
 bool ReadReplyDocument(const QString& fileName, QDomDocument& document);
-bool ReadReplyDocument(QIODevice& device, QDomDocument& document);
+bool ReadReplyDocument(QIODevice& device, QDomDocument& document,
+                       std::uint64_t maxBytes = ReadTransferLimits().size);
 
 // The first half of it: whether the text of `device`, read in pieces of
 // `chunk` bytes, may be parsed.

@@ -3,26 +3,10 @@
 
 #include "request/transfer.h"
 
-#include "support/cconfigfile.h"
-#include "util/paths.h"
-
 #include <KIO/Job>
 #include <KIO/TransferJob>
 #include <QTimer>
 #include <QUrl>
-
-namespace
-{
-
-// How long a server may be silent, in milliseconds: the wait of a request has no
-// limit, and KIO waits for the beginning of an answer for ever.
-int ResponseTimeout()
-{
-    const CConfigFile settings(SettingsFile(), false);
-    return int(qBound(1L, settings.GetLongValue("response timeout", 120), 86400L)) * 1000;
-}
-
-} // namespace
 
 KIO::TransferJob* StartTransfer(const QUrl& url)
 {
@@ -33,14 +17,15 @@ KIO::TransferJob* StartTransfer(const QUrl& url)
     return KIO::get(url, KIO::Reload, KIO::HideProgressInfo);
 }
 
-void WatchForSilence(KIO::TransferJob* pJob, QObject* context,
+void WatchForSilence(KIO::TransferJob* pJob, int seconds, QObject* context,
                      std::function<void(int nError, const QString& sText)> giveUp)
 {
     auto* pSilence = new QTimer(pJob);
     pSilence->setSingleShot(true);
-    pSilence->start(ResponseTimeout());
+    pSilence->start(seconds * 1000);
     QObject::connect(pJob, &KIO::TransferJob::data, pSilence, [pSilence] { pSilence->start(); });
-    const QString sText = KIO::buildErrorString(KIO::ERR_SERVER_TIMEOUT, pJob->url().host());
-    QObject::connect(pSilence, &QTimer::timeout, context,
-                     [giveUp, sText] { giveUp(KIO::ERR_SERVER_TIMEOUT, sText); });
+    QObject::connect(pSilence, &QTimer::timeout, context, [giveUp, pJob] {
+        const QString sHost = pJob->url().host();
+        giveUp(KIO::ERR_SERVER_TIMEOUT, KIO::buildErrorString(KIO::ERR_SERVER_TIMEOUT, sHost));
+    });
 }

@@ -20,7 +20,8 @@ class TransferJob;
 KIO::TransferJob* StartTransfer(const QUrl& url);
 
 // Calls `giveUp` with a KIO error and its text when nothing was heard of the
-// server for the time that the settings name ("response timeout", in seconds).
-// Nothing is called once the job or `context` is gone.
-void WatchForSilence(KIO::TransferJob* pJob, QObject* context,
+// server for so many seconds: the wait of a request has no limit, and KIO waits
+// for the beginning of an answer for ever. Nothing is called once the job or
+// `context` is gone.
+void WatchForSilence(KIO::TransferJob* pJob, int seconds, QObject* context,
                      std::function<void(int nError, const QString& sText)> giveUp);

@@ -3,6 +3,7 @@
 
 #include "store/cnote.h"
 
+#include "store/indexpage.h"
 #include "store/notesheap.h"
 
 #include <algorithm>

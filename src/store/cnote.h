@@ -11,12 +11,13 @@
 
 #pragma once
 
-#include "store/indexfile.h"
+#include "../util/export.h"
+#include "indexfile.h"
 
 #include <climits>
 #include <cstdint>
 
-class CNote
+class VANTRELAGENT_EXPORT CNote
 {
 public:
     CNote();

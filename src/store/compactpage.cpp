@@ -3,6 +3,8 @@
 
 #include "store/compactpage.h"
 
+#include "store/soughtitem.h"
+
 #include <cstring>
 #include <new>
 
@@ -10,7 +12,7 @@ namespace
 {
 
 // Bytes are copied eight at a time, up to seven more than asked for.
-constexpr std::size_t step = 8;
+constexpr std::size_t step = wordSize;
 // Up to here that stays within the key of an item.
 constexpr std::size_t steppedLength = sizeof IndexItem::key - step;
 
@@ -54,17 +56,18 @@ struct CompactItem {
         *bytes = key + rest;
     }
 
-    // Compares a key, of which the shared bytes are known to be the same, with
-    // this one but for letter case. *matched is then what they have in common.
-    int CompareRest(const char* wanted, int* matched) const
+    // Makes the whole key of that of the item before, which may stand in place.
+    void MakeKey(const char* before, char* whole) const
     {
-        for (int i = 0;; ++i) {
-            *matched = shared + i;
-            const int mine = i < rest ? FoldCase(char(key[i])) : 0;
-            const int difference = FoldCase(wanted[shared + i]) - mine;
-            if (difference != 0 || mine == 0)
-                return difference;
+        if (std::size_t(shared + rest) <= steppedLength) {
+            if (whole != before)
+                CopyStepped(whole, before, shared);
+            CopyStepped(whole + shared, key, rest);
+        } else {
+            std::memmove(whole, before, shared);
+            std::memcpy(whole + shared, key, rest);
         }
+        whole[shared + rest] = 0;
     }
 };
 
@@ -72,7 +75,7 @@ std::uint8_t* PutItem(std::uint8_t* bytes, const IndexItem& before, const IndexI
                       bool inner)
 {
     const std::size_t shared = SharedLength(before, item);
-    const std::size_t rest = std::strlen(item.key + shared);
+    const std::size_t rest = LengthOfKey(item.key, shared) - shared;
     bytes = Put(Put(Put(bytes, std::uint8_t(shared)), std::uint8_t(rest)), item.record);
     if (inner)
         bytes = Put(bytes, item.child);
@@ -94,8 +97,7 @@ public:
     {
         const CompactItem from(&m_next, false);
         m_item.record = from.record;
-        std::memcpy(m_item.key + from.shared, from.key, from.rest);
-        m_item.key[from.shared + from.rest] = 0;
+        from.MakeKey(m_item.key, m_item.key);
     }
     void Read(int count)
     {
@@ -148,19 +150,12 @@ void CompactPage::Expand(IndexPage* page) const
         IndexItem& item = page->items[i];
         item.record = from.record;
         item.child = from.child;
-        if (std::size_t(from.shared + from.rest) <= steppedLength) {
-            CopyStepped(item.key, before, from.shared);
-            CopyStepped(item.key + from.shared, from.key, from.rest);
-        } else {
-            std::memcpy(item.key, before, from.shared);
-            std::memcpy(item.key + from.shared, from.key, from.rest);
-        }
-        item.key[from.shared + from.rest] = 0;
+        from.MakeKey(before, item.key);
         before = item.key;
     }
 }
 
-PagePosition CompactPage::Search(const IndexItem& wanted, int allowDuplicates) const
+PagePosition CompactPage::Search(const SoughtItem& wanted, int allowDuplicates) const
 {
     std::uint8_t count;
     PagePosition at{ false, 0, 0, 0 };
@@ -171,8 +166,8 @@ PagePosition CompactPage::Search(const IndexItem& wanted, int allowDuplicates) c
         const CompactItem item(&bytes, inner);
         // What has more in common with the item before is below like that one.
         if (item.shared <= matched) {
-            const int keys = item.CompareRest(wanted.key, &matched);
-            const int order = Order(keys, wanted.record, item.record, allowDuplicates);
+            const int order = wanted.CompareRest(item.shared, item.key, item.rest, item.record,
+                                                 allowDuplicates, &matched);
             if (order == 0)
                 return { true, i, item.record, item.child };
             if (order < 0)

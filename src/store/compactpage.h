@@ -24,7 +24,7 @@ public:
 
     void Expand(IndexPage* page) const;
     // As SearchPage.
-    PagePosition Search(const IndexItem& wanted, int allowDuplicates) const;
+    PagePosition Search(const SoughtItem& wanted, int allowDuplicates) const;
 
     int count() const { return m_bytes[0]; }
     // Puts an item behind the one at `position` of a leaf, or takes that one out.

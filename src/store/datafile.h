@@ -15,6 +15,8 @@
 
 #pragma once
 
+#include "../util/export.h"
+
 #include <climits>
 #include <cstdint>
 #include <ctime>
@@ -35,7 +37,7 @@ enum TaError : std::int32_t {
     taNoStatus = -1,
 };
 
-extern std::int32_t taerror;
+extern VANTRELAGENT_EXPORT std::int32_t taerror;
 
 // The version text in every header.
 constexpr char VERSION[] = "4.2a";
@@ -45,10 +47,10 @@ constexpr std::uint8_t MULTIUSER = 0;
 
 // The longest record, which is also the size of the scratch record.
 constexpr int maxRecordLength = 10712;
-extern std::uint8_t tarecbuf[maxRecordLength];
+extern VANTRELAGENT_EXPORT std::uint8_t tarecbuf[maxRecordLength];
 
 // The smallest oldestDate of all files made or opened; 0 while there is none.
-extern std::int32_t lOldestDate;
+extern VANTRELAGENT_EXPORT std::int32_t lOldestDate;
 
 // The first 31 bytes of record 0.
 constexpr int headerLength = 31;
@@ -78,69 +80,74 @@ struct DataFile {
 // The leading argument of these three is ignored.
 // Makes an empty file, in place of one that is there. Null on failure. The
 // caller owns the handle until CloseDataFile.
-DataFile* MakeDataFile(std::int32_t, const char* path, std::int16_t recordLength);
+VANTRELAGENT_EXPORT DataFile* MakeDataFile(std::int32_t, const char* path,
+                                           std::int16_t recordLength);
 // Opens a file, whose record length is not in the file and must be known. A
 // version text other than VERSION is written anew. Null on failure.
-DataFile* OpenDataFile(std::int32_t, const char* path, std::int16_t recordLength);
-bool DoesFileExist(std::int32_t, const char* path);
+VANTRELAGENT_EXPORT DataFile* OpenDataFile(std::int32_t, const char* path,
+                                           std::int16_t recordLength);
+VANTRELAGENT_EXPORT bool DoesFileExist(std::int32_t, const char* path);
 
 // Drops one reference; with the last, the handle is gone, whatever the result.
-int CloseDataFile(DataFile* file);
+VANTRELAGENT_EXPORT int CloseDataFile(DataFile* file);
 
 // Stores recordLength bytes under a free number, the one deleted last before
 // all others, and returns it in *number.
-int AddRec(DataFile* file, std::uint32_t* number, const void* record);
+VANTRELAGENT_EXPORT int AddRec(DataFile* file, std::uint32_t* number, const void* record);
 // Puts a record into the chain of deleted ones. The number must be that of a
 // live record: this is not checked.
-int DeleteRec(DataFile* file, std::uint32_t number);
+VANTRELAGENT_EXPORT int DeleteRec(DataFile* file, std::uint32_t number);
 // One record of recordLength bytes, read whole or written whole.
-int GetRec(DataFile* file, std::uint32_t number, void* record);
-int PutRec(DataFile* file, std::uint32_t number, const void* record);
+VANTRELAGENT_EXPORT int GetRec(DataFile* file, std::uint32_t number, void* record);
+VANTRELAGENT_EXPORT int PutRec(DataFile* file, std::uint32_t number, const void* record);
 // `count` records in one transfer. Returns the number of whole records that
 // were there, or 65535 on failure.
-std::uint32_t GetBigRec(DataFile* file, std::uint32_t first, void* records, std::uint32_t count);
+VANTRELAGENT_EXPORT std::uint32_t GetBigRec(DataFile* file, std::uint32_t first, void* records,
+                                            std::uint32_t count);
 // A short write is not noticed.
-int PutBigRec(DataFile* file, std::uint32_t first, const void* records, std::uint32_t count);
+VANTRELAGENT_EXPORT int PutBigRec(DataFile* file, std::uint32_t first, const void* records,
+                                  std::uint32_t count);
 // Stores `count` records under the numbers from *first on, behind all that are
 // there, in one transfer. Deleted ones are not used again. All or, where the
 // write fails or is short, none.
-int AddBigRec(DataFile* file, std::uint32_t* first, const void* records, std::uint32_t count);
+VANTRELAGENT_EXPORT int AddBigRec(DataFile* file, std::uint32_t* first, const void* records,
+                                  std::uint32_t count);
 
 // Records in the file, the header and deleted ones included; 0 on failure.
-std::uint32_t FileLen(DataFile* file);
+VANTRELAGENT_EXPORT std::uint32_t FileLen(DataFile* file);
 // Live records; 0 on failure.
-std::uint32_t UsedRecs(DataFile* file);
+VANTRELAGENT_EXPORT std::uint32_t UsedRecs(DataFile* file);
 // The number that the next AddRec will take.
-std::uint32_t FirstRec(const DataFile* file);
+VANTRELAGENT_EXPORT std::uint32_t FirstRec(const DataFile* file);
 
 // Makes the chain of deleted records anew from the records themselves. For
 // data files with records of up to 2,508 bytes only, not for indexes. True.
-bool FixHeader(DataFile* file);
+VANTRELAGENT_EXPORT bool FixHeader(DataFile* file);
 
 // Switches flushing: with it each change starts from the header in the file
 // and ends with everything written. `handle` is an IndexFile if isIndex is set,
 // else a DataFile.
-void ToggleFlushing(void* handle, std::uint8_t on, std::uint8_t isIndex);
+VANTRELAGENT_EXPORT void ToggleFlushing(void* handle, std::uint8_t on, std::uint8_t isIndex);
 
 // Reads the header from the file, and counts the records.
-int TaOpenFile(DataFile* file);
+VANTRELAGENT_EXPORT int TaOpenFile(DataFile* file);
 // Writes the header if it is dirty.
-void TaCloseFile(DataFile* file);
+VANTRELAGENT_EXPORT void TaCloseFile(DataFile* file);
 
 // Seconds since 1970, or 0 on failure.
-std::time_t GetLastWriteTime(DataFile* file);
+VANTRELAGENT_EXPORT std::time_t GetLastWriteTime(DataFile* file);
 // Bytes of an open file, or -1; the second argument is ignored.
-std::int64_t GetFileSize(std::int32_t descriptor, void* = nullptr);
+VANTRELAGENT_EXPORT std::int64_t GetFileSize(std::int32_t descriptor, void* = nullptr);
 
 // Sets taerror. Returns 0 for code 0, else -1.
-int SetError(std::int32_t code);
-std::int32_t GetAccessError();
+VANTRELAGENT_EXPORT int SetError(std::int32_t code);
+VANTRELAGENT_EXPORT std::int32_t GetAccessError();
 
 // The number for a new record: from the chain of deleted ones, or a new one at
 // the end. Part of AddRec. A chain that leads nowhere (damage) is given up, so
 // that no live record is handed out twice.
-int newrec(DataFile* file, std::uint32_t* number);
+VANTRELAGENT_EXPORT int newrec(DataFile* file, std::uint32_t* number);
 
 // The first 31 bytes of a header record, and back.
-DataFileHeader ReadDataFileHeader(const std::uint8_t* bytes);
-void WriteDataFileHeader(const DataFileHeader& header, std::uint8_t* bytes);
+VANTRELAGENT_EXPORT DataFileHeader ReadDataFileHeader(const std::uint8_t* bytes);
+VANTRELAGENT_EXPORT void WriteDataFileHeader(const DataFileHeader& header, std::uint8_t* bytes);

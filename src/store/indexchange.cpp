@@ -65,7 +65,7 @@ int Follow(IndexFile* index, std::uint32_t number, Way* way)
     return 0;
 }
 
-int FindEnd(IndexFile* index, const IndexItem& wanted, WayEnd* end)
+int FindEnd(IndexFile* index, const SoughtItem& wanted, WayEnd* end)
 {
     *end = { { false, 0, 0, index->rootPage }, 0 };
     for (int depth = 0; end->at.child != 0 && !end->at.found; ++depth) {

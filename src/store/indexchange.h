@@ -6,6 +6,8 @@
 #pragma once
 
 #include "store/indexfile.h"
+#include "store/indexpage.h"
+#include "store/soughtitem.h"
 
 #include <array>
 
@@ -55,7 +57,7 @@ struct WayEnd {
     PagePosition at;
     std::uint32_t number; // of the page; 0 in an empty tree
 };
-int FindEnd(IndexFile* index, const IndexItem& wanted, WayEnd* end);
+int FindEnd(IndexFile* index, const SoughtItem& wanted, WayEnd* end);
 
 // What every change and every lookup of an index begins with: with flushing on,
 // at the file. A change that was written in part only is finished first.

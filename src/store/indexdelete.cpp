@@ -44,7 +44,7 @@ struct LeftPages {
 
 // The way to a leaf: to the item's if it is in one, else to that of the last
 // item before it. -1 if the item is not there.
-int FindItem(IndexFile* index, const IndexItem& wanted, Way* way, int* levelOfItem)
+int FindItem(IndexFile* index, const SoughtItem& wanted, Way* way, int* levelOfItem)
 {
     *levelOfItem = -1;
     for (std::uint32_t number = index->rootPage; number != 0;) {
@@ -221,7 +221,7 @@ int FreePages(IndexFile* index, const LeftPages& left)
 }
 
 // Takes the item out and fills up what is short of items then.
-int RemoveAndRebalance(IndexFile* index, const IndexItem& wanted, std::uint32_t* record)
+int RemoveAndRebalance(IndexFile* index, const SoughtItem& wanted, std::uint32_t* record)
 {
     Way way;
     Shortages shortages;
@@ -242,7 +242,7 @@ int RemoveAndRebalance(IndexFile* index, const IndexItem& wanted, std::uint32_t*
     return FreePages(index, left);
 }
 
-int Delete(IndexFile* index, const IndexItem& wanted, std::uint32_t* record)
+int Delete(IndexFile* index, const SoughtItem& wanted, std::uint32_t* record)
 {
     WayEnd end;
     if (FindEnd(index, wanted, &end) != 0 || !end.at.found)
@@ -260,5 +260,5 @@ int DeleteKey(IndexFile* index, std::uint32_t* record, char* key)
     taxkey(key, index->keyLength);
     if (BeginChange(index) != 0)
         return -1;
-    return EndChange(index, Delete(index, MakeItem(key, *record), record));
+    return EndChange(index, Delete(index, SoughtItem(key, *record), record));
 }

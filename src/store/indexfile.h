@@ -19,9 +19,10 @@
 
 #include "../util/export.h"
 #include "datafile.h"
-#include "indexpage.h"
 
 #include <cstdint>
+
+constexpr int deepestTree = 16; // levels
 
 // One step of the way from the root to an item.
 struct IndexLevel {
@@ -49,34 +50,34 @@ VANTRELAGENT_EXPORT int InitIndex();
 VANTRELAGENT_EXPORT void UnInitIndex();
 
 // Null on failure. A key length outside 1 to 150 is refused.
-IndexFile* MakeIndex(std::int32_t, const char* path, std::int16_t keyLength,
-                     std::int32_t allowDuplicates);
-IndexFile* OpenIndex(std::int32_t, const char* path, std::int16_t keyLength,
-                     std::int32_t allowDuplicates);
+VANTRELAGENT_EXPORT IndexFile* MakeIndex(std::int32_t, const char* path, std::int16_t keyLength,
+                                         std::int32_t allowDuplicates);
+VANTRELAGENT_EXPORT IndexFile* OpenIndex(std::int32_t, const char* path, std::int16_t keyLength,
+                                         std::int32_t allowDuplicates);
 // Drops one reference; with the last, everything is written and the handle is
 // gone. -1 if something could not be written.
-int CloseIndex(IndexFile* index);
+VANTRELAGENT_EXPORT int CloseIndex(IndexFile* index);
 
 // Forgets the cached pages and reads the header again.
-int TaOpenIndex(IndexFile* index);
+VANTRELAGENT_EXPORT int TaOpenIndex(IndexFile* index);
 // Writes the changed pages and the header, and forgets the pages.
-int TaCloseIndex(IndexFile* index);
+VANTRELAGENT_EXPORT int TaCloseIndex(IndexFile* index);
 
 // Adds an item; -1 when there is an equal one.
-int AddKey(IndexFile* index, const std::uint32_t* record, char* key);
+VANTRELAGENT_EXPORT int AddKey(IndexFile* index, const std::uint32_t* record, char* key);
 // Removes the item equal to key and record number. Without duplicates the key
 // decides alone, and the item's record number is returned.
-int DeleteKey(IndexFile* index, std::uint32_t* record, char* key);
+VANTRELAGENT_EXPORT int DeleteKey(IndexFile* index, std::uint32_t* record, char* key);
 
 // The item with exactly this key (letter case included where duplicates are
 // allowed), the lowest record number of equal ones.
-int FindKey(IndexFile* index, std::uint32_t* record, char* key);
+VANTRELAGENT_EXPORT int FindKey(IndexFile* index, std::uint32_t* record, char* key);
 // The first item not below the key, which is then copied into the buffer.
-int SearchKey(IndexFile* index, std::uint32_t* record, char* key);
+VANTRELAGENT_EXPORT int SearchKey(IndexFile* index, std::uint32_t* record, char* key);
 // The last item below the key.
-int FindPrevKey(IndexFile* index, std::uint32_t* record, char* key);
+VANTRELAGENT_EXPORT int FindPrevKey(IndexFile* index, std::uint32_t* record, char* key);
 // The next or previous item. At the end -1, and the one after that begins anew.
-int NextKey(IndexFile* index, std::uint32_t* record, char* key);
-int PrevKey(IndexFile* index, std::uint32_t* record, char* key);
+VANTRELAGENT_EXPORT int NextKey(IndexFile* index, std::uint32_t* record, char* key);
+VANTRELAGENT_EXPORT int PrevKey(IndexFile* index, std::uint32_t* record, char* key);
 // Forgets the position.
-void ClearKey(IndexFile* index);
+VANTRELAGENT_EXPORT void ClearKey(IndexFile* index);

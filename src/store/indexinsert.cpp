@@ -20,11 +20,12 @@ struct NewPages {
 // 0 with the way to where the item belongs, -1 if an equal one is there.
 int FindPlace(IndexFile* index, const IndexItem& item, Way* way)
 {
+    const SoughtItem wanted(item);
     for (std::uint32_t number = index->rootPage; number != 0;) {
         if (Follow(index, number, way) != 0)
             return -1;
         WayLevel& level = way->last();
-        const PagePosition at = SearchPage(*level.page, item, index->allowDuplicates);
+        const PagePosition at = SearchPage(*level.page, wanted, index->allowDuplicates);
         if (at.found)
             return -1;
         level.position = at.position;
@@ -137,7 +138,7 @@ int InsertAndSplit(IndexFile* index, IndexItem item)
 int Insert(IndexFile* index, const IndexItem& item)
 {
     WayEnd end;
-    if (FindEnd(index, item, &end) != 0 || end.at.found)
+    if (FindEnd(index, SoughtItem(item), &end) != 0 || end.at.found)
         return -1;
     if (end.number != 0 && taaddtoleaf(index, end.number, end.at.position, item))
         return 0;

@@ -4,6 +4,7 @@
 #include "store/indexpage.h"
 
 #include "store/bytes.h"
+#include "store/soughtitem.h"
 
 #include <algorithm>
 #include <cstring>
@@ -57,37 +58,6 @@ int CompareFolded(const char* a, const char* b)
     }
 }
 
-bool HasZeroByte(std::uint64_t bytes)
-{
-    constexpr std::uint64_t ones = ~std::uint64_t(0) / 255;
-    return ((bytes - ones) & ~bytes & ones << 7) != 0;
-}
-
-// The place of the first eight bytes of two keys that differ or hold their end:
-// keys of items have room to be read eight bytes at a time.
-std::size_t SharedWords(const IndexItem& a, const IndexItem& b)
-{
-    for (std::size_t at = 0;; at += sizeof(std::uint64_t)) {
-        std::uint64_t x;
-        std::uint64_t y;
-        std::memcpy(&x, a.key + at, sizeof x);
-        std::memcpy(&y, b.key + at, sizeof y);
-        if (x != y || HasZeroByte(x))
-            return at;
-    }
-}
-
-int CompareKeys(const IndexItem& a, const IndexItem& b)
-{
-    const std::size_t shared = SharedWords(a, b);
-    return CompareFolded(a.key + shared, b.key + shared);
-}
-
-int CompareItems(const IndexItem& a, const IndexItem& b, int allowDuplicates)
-{
-    return Order(CompareKeys(a, b), a.record, b.record, allowDuplicates);
-}
-
 } // namespace
 
 void PackPage(const IndexPage& page, int keyLength, std::uint8_t* bytes)
@@ -121,8 +91,10 @@ bool UnpackPage(const std::uint8_t* bytes, int keyLength, std::uint32_t pages, I
         const std::size_t keyBytes = layout.KeyBytes(i);
         std::memcpy(item.key, bytesOfItem + 8, keyBytes);
         const std::size_t whole = std::size_t(keyLength) + 1;
-        std::memset(item.key + keyBytes, 0, whole - keyBytes);
-        if (!std::memchr(item.key, 0, whole))
+        if (keyBytes < whole)
+            std::memset(item.key + keyBytes, 0, whole - keyBytes);
+        // The last byte is zero in every file that was written here.
+        if (item.key[keyLength] != 0 && !std::memchr(item.key, 0, whole))
             return false;
     }
     return HasSoundChildren(*page, pages);
@@ -176,19 +148,21 @@ void RemoveItem(IndexPage* page, int position)
 
 std::size_t SharedLength(const IndexItem& a, const IndexItem& b)
 {
-    std::size_t length = SharedWords(a, b);
-    while (a.key[length] == b.key[length] && a.key[length] != 0)
-        ++length;
-    return length;
+    // Keys of items have room to be read eight bytes at a time.
+    for (std::size_t at = 0;; at += wordSize) {
+        const std::uint64_t word = GetWord(a.key + at);
+        const unsigned byte = Compare(word, GetWord(b.key + at)).byte;
+        if (byte < wordSize)
+            return at + byte;
+    }
 }
 
-PagePosition SearchPage(const IndexPage& page, const IndexItem& wanted, int allowDuplicates)
+PagePosition SearchItems(const IndexPage& page, int left, int right, const SoughtItem& wanted,
+                         int allowDuplicates)
 {
-    int left = 1;
-    int right = page.count;
     while (left <= right) {
         const int middle = (left + right) / 2;
-        const int order = CompareItems(wanted, page.items[middle], allowDuplicates);
+        const int order = wanted.Compare(page.items[middle], allowDuplicates);
         if (order == 0)
             return { true, middle, page.items[middle].record, page.items[middle].child };
         if (order < 0)
@@ -197,4 +171,9 @@ PagePosition SearchPage(const IndexPage& page, const IndexItem& wanted, int allo
             left = middle + 1;
     }
     return { false, right, 0, page.Child(right) };
+}
+
+PagePosition SearchPage(const IndexPage& page, const SoughtItem& wanted, int allowDuplicates)
+{
+    return SearchItems(page, 1, page.count, wanted, allowDuplicates);
 }

@@ -12,7 +12,6 @@
 constexpr int pageOrder = 25; // at least so many items in every page but the root
 constexpr int pageItems = 2 * pageOrder; // at most so many
 constexpr int longestKey = 150;
-constexpr int deepestTree = 16;
 
 // 160 bytes, moved as a whole.
 struct IndexItem {
@@ -98,4 +97,9 @@ struct PagePosition {
     std::uint32_t record; // of the item, if found
     std::uint32_t child; // right of the position
 };
-PagePosition SearchPage(const IndexPage& page, const IndexItem& wanted, int allowDuplicates);
+class SoughtItem;
+PagePosition SearchPage(const IndexPage& page, const SoughtItem& wanted, int allowDuplicates);
+// The same, where the items from `left` to `right` are those not yet known to be
+// below or above.
+PagePosition SearchItems(const IndexPage& page, int left, int right, const SoughtItem& wanted,
+                         int allowDuplicates);

@@ -6,7 +6,6 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <string>
 
 namespace
 {
@@ -79,7 +78,7 @@ int AtTheEnd(IndexFile* index)
 Lookup tafindkey(IndexFile* index, std::uint32_t* record, const char* key)
 {
     ClearKey(index);
-    const IndexItem wanted = MakeItem(key, 0);
+    const SoughtItem wanted(key, 0);
     PagePosition at;
     for (std::uint32_t number = index->rootPage; number != 0; number = at.child) {
         if (tasearchpage(index, number, wanted, &at) != 0) {
@@ -116,8 +115,9 @@ int FindKey(IndexFile* index, std::uint32_t* record, char* key)
     const Lookup result = tafindkey(index, record, key);
     if (result != Lookup::NotFound || !index->allowDuplicates)
         return result == Lookup::Found ? 0 : -1;
-    const std::string wanted = key;
-    return NextKey(index, record, key) == 0 && wanted == key ? 0 : -1;
+    char wanted[longestKey + 1];
+    std::strcpy(wanted, key); // which BeginLookup has cut
+    return NextKey(index, record, key) == 0 && std::strcmp(wanted, key) == 0 ? 0 : -1;
 }
 
 int SearchKey(IndexFile* index, std::uint32_t* record, char* key)

@@ -4,6 +4,8 @@
 #include "store/pagecache.h"
 
 #include "store/compactpage.h"
+#include "store/pageheads.h"
+#include "store/soughtitem.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -70,6 +72,7 @@ struct PageCache {
     // From calloc: buffers that were never used take no memory.
     std::unique_ptr<IndexPage[], Free> tapagestk;
     std::unique_ptr<CachedPage*[]> holders; // of the buffers, by number
+    std::unique_ptr<PageHeads[]> heads; // of inner pages, by buffer
     std::vector<IndexPage*> freeBuffers;
     std::unique_ptr<CachedPage*[]> bucketHeads;
     UseOrder buffered;
@@ -98,9 +101,14 @@ CachedPage* FindPage(const IndexFile* owner, std::uint32_t number)
     return page;
 }
 
+std::size_t NumberOf(const IndexPage* buffer)
+{
+    return std::size_t(buffer - cache.tapagestk.get());
+}
+
 CachedPage& PageOf(const IndexPage* buffer)
 {
-    return *cache.holders[std::size_t(buffer - cache.tapagestk.get())];
+    return *cache.holders[NumberOf(buffer)];
 }
 
 std::size_t RoomFor(const CompactPage& compact)
@@ -123,7 +131,8 @@ UseOrder& OrderOf(const CachedPage* page)
 void SetBuffer(CachedPage* page, IndexPage* buffer)
 {
     page->buffer = buffer;
-    cache.holders[std::size_t(buffer - cache.tapagestk.get())] = page;
+    cache.holders[NumberOf(buffer)] = page;
+    cache.heads[NumberOf(buffer)].Forget();
     cache.buffered.LinkNewest(page);
 }
 
@@ -270,6 +279,13 @@ int Find(IndexFile* index, std::uint32_t number, CachedPage** page)
     return 0;
 }
 
+// Leaves change too often for heads.
+PagePosition SearchBuffer(const IndexPage& page, const SoughtItem& wanted, int allowDuplicates)
+{
+    return page.leftmost != 0 ? cache.heads[NumberOf(&page)].Search(page, wanted, allowDuplicates)
+                              : SearchPage(page, wanted, allowDuplicates);
+}
+
 void MarkChanged(CachedPage* page)
 {
     page->dirty = true;
@@ -332,6 +348,7 @@ int InitIndex()
         return SetError(taNoMemory);
     cache.tapagestk.reset(static_cast<IndexPage*>(images));
     cache.holders = std::make_unique<CachedPage*[]>(PAGESTACKSIZE);
+    cache.heads = std::make_unique<PageHeads[]>(PAGESTACKSIZE);
     cache.bucketHeads = std::make_unique<CachedPage*[]>(buckets);
     cache.freeBuffers.reserve(PAGESTACKSIZE);
     for (int n = PAGESTACKSIZE; n-- > 0;)
@@ -367,13 +384,13 @@ int tagetpage(IndexFile* index, std::uint32_t number, IndexPage** page)
     return 0;
 }
 
-int tasearchpage(IndexFile* index, std::uint32_t number, const IndexItem& wanted,
+int tasearchpage(IndexFile* index, std::uint32_t number, const SoughtItem& wanted,
                  PagePosition* position)
 {
     CachedPage* found;
     if (Find(index, number, &found) != 0)
         return -1;
-    *position = found->buffer ? SearchPage(*found->buffer, wanted, index->allowDuplicates)
+    *position = found->buffer ? SearchBuffer(*found->buffer, wanted, index->allowDuplicates)
                               : found->compact.Search(wanted, index->allowDuplicates);
     return 0;
 }
@@ -429,6 +446,7 @@ bool taremovefromleaf(IndexFile* index, std::uint32_t number, int position)
 void taupdatepage(IndexPage* page)
 {
     CachedPage& changed = PageOf(page);
+    cache.heads[NumberOf(page)].Forget();
     MarkChanged(&changed);
     SetCompact(&changed, CompactPage());
 }

@@ -14,6 +14,7 @@
 #pragma once
 
 #include "store/indexfile.h"
+#include "store/indexpage.h"
 
 // Buffers, 4 MiB of them.
 constexpr std::uint16_t PAGESTACKSIZE = 512;
@@ -27,7 +28,7 @@ void SetCompactRoom(std::size_t bytes);
 int tagetpage(IndexFile* index, std::uint32_t number, IndexPage** page);
 
 // Looks for an item in a page, in whichever form the page is in memory.
-int tasearchpage(IndexFile* index, std::uint32_t number, const IndexItem& wanted,
+int tasearchpage(IndexFile* index, std::uint32_t number, const SoughtItem& wanted,
                  PagePosition* position);
 
 // Puts an item into a leaf just searched, behind the one at `position`, or takes

@@ -5,6 +5,7 @@
 
 #include "store/bytes.h"
 #include "store/datafile.h"
+#include "store/indexfile.h"
 #include "store/indexpage.h"
 #include "store/notesheap.h"
 #include "store/storefiles.h"

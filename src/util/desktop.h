@@ -24,4 +24,4 @@ VANTRELAGENT_EXPORT bool okToDoUpdate(const QString& text, const QString& captio
 // Tells the running applications of the session that installed applications
 // changed: message 32 with the value 1652, on the session bus. Without a bus
 // nothing happens.
-void BroadcastMenuChange();
+VANTRELAGENT_EXPORT void BroadcastMenuChange();

@@ -28,7 +28,7 @@ VANTRELAGENT_EXPORT void SetRootPath(const char* path);
 VANTRELAGENT_EXPORT QString GetRootPath();
 
 // The file with the agent's settings, as it is to be opened.
-std::string SettingsFile();
+VANTRELAGENT_EXPORT std::string SettingsFile();
 
 // Makes the folder `path` (absolute) and what is missing above it, with the
 // default permissions. Returns true also when a level could not be made: the

@@ -259,7 +259,7 @@ private slots:
 
     void theSizeLimitComesFromTheSettings()
     {
-        QCOMPARE(MaxReplySize(), std::uint64_t(256) << 20);
+        QCOMPARE(ReadTransferLimits().size, std::uint64_t(256) << 20);
         QFile settings(QString::fromStdString(SettingsFile()));
         QVERIFY(settings.open(QIODevice::WriteOnly));
         settings.write("max reply size = 20\n");
@@ -271,7 +271,7 @@ private slots:
         QVERIFY(settings.open(QIODevice::WriteOnly));
         settings.write("max reply size = -1\n");
         settings.close();
-        QCOMPARE(MaxReplySize(), std::uint64_t(256) << 20);
+        QCOMPARE(ReadTransferLimits().size, std::uint64_t(256) << 20);
         QVERIFY(settings.remove());
     }
 

@@ -1,0 +1,26 @@
+# SPDX-FileCopyrightText: 2026 The Pakmart developers
+# SPDX-License-Identifier: LGPL-2.1-or-later
+
+# What hosts may include. In the tree they find these headers, and no others, by the names
+# of an installed library, <vantrelagent/request/capi.h>: each is a link to its source.
+set(VANTREL_HOST_INCLUDES ${CMAKE_BINARY_DIR}/include)
+file(REMOVE_RECURSE ${VANTREL_HOST_INCLUDES}/vantrelagent)
+
+# vantrel_public_headers(HEADER...), of the folder whose CMakeLists.txt calls it. A public
+# header includes others by paths relative to itself.
+function(vantrel_public_headers)
+    get_filename_component(folder ${CMAKE_CURRENT_SOURCE_DIR} NAME)
+    file(MAKE_DIRECTORY ${VANTREL_HOST_INCLUDES}/vantrelagent/${folder})
+    foreach(header IN LISTS ARGN)
+        file(CREATE_LINK ${CMAKE_CURRENT_SOURCE_DIR}/${header}
+             ${VANTREL_HOST_INCLUDES}/vantrelagent/${folder}/${header} SYMBOLIC)
+    endforeach()
+    install(FILES ${ARGN} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vantrelagent/${folder})
+endfunction()
+
+# Keeps out of a library's exports what is not its own.
+function(vantrel_exports library)
+    set(map ${PROJECT_SOURCE_DIR}/cmake/exports.map)
+    target_link_options(${library} PRIVATE -Wl,--version-script,${map})
+    set_property(TARGET ${library} APPEND PROPERTY LINK_DEPENDS ${map})
+endfunction()

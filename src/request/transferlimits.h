@@ -1,0 +1,16 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// What the settings allow the store server, read together since each reading
+// opens the settings file.
+
+#pragma once
+
+#include <cstdint>
+
+struct TransferLimits {
+    int silence; // seconds without data: "response timeout", 1 to 86400, 120 unless set
+    std::uint64_t size; // bytes of a reply: "max reply size", 256 MB where not positive
+};
+
+TransferLimits ReadTransferLimits();

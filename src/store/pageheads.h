@@ -1,0 +1,29 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The beginnings of a page's keys next to each other, for a page that is
+// searched more often than it changes: eight bytes of each, from where the keys
+// begin to differ. They decide most of a search.
+
+#pragma once
+
+#include "store/indexpage.h"
+
+class PageHeads
+{
+public:
+    // Called when the page may have changed.
+    void Forget() { m_count = 0; }
+
+    // As SearchPage.
+    PagePosition Search(const IndexPage& page, const SoughtItem& wanted, int allowDuplicates);
+
+private:
+    void Read(const IndexPage& page);
+    int CountBelow(std::uint64_t head) const;
+
+    int m_count = 0; // of the page's items, once they are read
+    std::size_t m_shared = 0; // bytes that all keys have in common
+    char m_prefix[longestKey];
+    std::uint64_t m_heads[pageItems];
+};

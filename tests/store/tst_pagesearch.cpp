@@ -1,0 +1,182 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The searches of pages, which read keys eight bytes at a time, beside a plain
+// scan with tacompkeys. PAKMART_TEST_SEED repeats a run.
+
+#include "store/compactpage.h"
+#include "store/keyword.h"
+#include "store/pageheads.h"
+#include "store/soughtitem.h"
+#include "tests/store/storetest.h"
+
+#include <QtTest>
+
+#include <algorithm>
+#include <memory>
+#include <vector>
+
+namespace
+{
+
+// What begins like other keys, in either case, with bytes around the letters.
+std::string RandomKey(Random& random, const std::string& begin, int longest)
+{
+    static const std::string bytes = "aAzZbY@[`{_ 09\x01\x7f\x80\xc1\xda\xe1\xff";
+    std::string key = begin.substr(0, random.Below(std::uint32_t(begin.size()) + 1));
+    const std::uint32_t more = random.Below(std::uint32_t(longest) + 1);
+    while (key.size() < more)
+        key += bytes[random.Below(std::uint32_t(bytes.size()))];
+    for (char& c : key)
+        if (c == 'p' && random.Below(4) == 0)
+            c = 'P';
+    return key;
+}
+
+// What searching is to come to.
+PagePosition Scan(const IndexPage& page, const IndexItem& wanted, int duplicates)
+{
+    int position = 0;
+    for (int i = 1; i <= page.count; ++i) {
+        const IndexItem& item = page.items[i];
+        const int order = tacompkeys(wanted.key, item.key, wanted.record, item.record, duplicates);
+        if (order == 0)
+            return { true, i, item.record, item.child };
+        if (order > 0)
+            position = i;
+    }
+    return { false, position, 0, page.Child(position) };
+}
+
+bool operator==(const PagePosition& a, const PagePosition& b)
+{
+    return a.found == b.found && a.position == b.position && a.child == b.child
+        && (!a.found || a.record == b.record);
+}
+
+// A page of up to 50 different items in order, an inner one or a leaf, filled
+// with what would disturb a reader that goes too far.
+std::unique_ptr<IndexPage> RandomPage(Random& random, const std::string& begin, int longest,
+                                      int duplicates)
+{
+    std::vector<IndexItem> items;
+    for (std::uint32_t n = random.Below(pageItems) + 1; n-- > 0;)
+        items.push_back(MakeItem(RandomKey(random, begin, longest).c_str(), random.Below(4)));
+    const auto order = [duplicates](const IndexItem& a, const IndexItem& b) {
+        return tacompkeys(a.key, b.key, a.record, b.record, duplicates);
+    };
+    std::sort(items.begin(), items.end(),
+              [&](const auto& a, const auto& b) { return order(a, b) < 0; });
+    items.erase(std::unique(items.begin(), items.end(),
+                            [&](const auto& a, const auto& b) { return order(a, b) == 0; }),
+                items.end());
+    auto page = std::make_unique<IndexPage>();
+    page->count = std::uint8_t(items.size());
+    const bool inner = random.Below(2) == 0;
+    page->leftmost = inner ? 1000 : 0;
+    for (std::size_t i = 0; i < items.size(); ++i) {
+        IndexItem& item = page->items[i + 1] = items[i];
+        item.child = inner ? std::uint32_t(1001 + i) : 0;
+        const std::size_t behind = std::strlen(item.key) + 1;
+        std::memset(item.key + behind, int(random.Below(256)), sizeof item.key - behind);
+    }
+    return page;
+}
+
+// A key of the page, or another.
+IndexItem RandomWanted(Random& random, const IndexPage& page, const std::string& begin, int longest)
+{
+    const IndexItem& item = page.items[random.Below(page.count) + 1];
+    if (random.Below(2) == 0)
+        return MakeItem(RandomKey(random, begin, longest).c_str(), random.Below(4));
+    std::string key = item.key;
+    for (char& c : key)
+        if (c >= 'a' && c <= 'z' && random.Below(2) == 0)
+            c = char(c - 'a' + 'A');
+    return MakeItem(key.c_str(), random.Below(2) == 0 ? item.record : random.Below(4));
+}
+
+} // namespace
+
+class TestPageSearch : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void everySearchFindsWhatAScanFinds_data();
+    void everySearchFindsWhatAScanFinds();
+    void wordsAreFoldedAsBytesAre();
+    void headsFollowThePage();
+};
+
+void TestPageSearch::everySearchFindsWhatAScanFinds_data()
+{
+    QTest::addColumn<QByteArray>("begin");
+    QTest::addColumn<int>("longest");
+    QTest::addColumn<int>("duplicates");
+    QTest::newRow("short keys") << QByteArray() << 3 << 0;
+    QTest::newRow("short keys, duplicates") << QByteArray() << 3 << 1;
+    QTest::newRow("words") << QByteArray("package p") << 20 << 0;
+    QTest::newRow("words, duplicates") << QByteArray("package p") << 20 << 1;
+    QTest::newRow("keys of 150") << QByteArray(145, 'p') << longestKey << 0;
+    QTest::newRow("keys of 150, duplicates") << QByteArray(145, 'p') << longestKey << 1;
+}
+
+void TestPageSearch::everySearchFindsWhatAScanFinds()
+{
+    QFETCH(const QByteArray, begin);
+    QFETCH(const int, longest);
+    QFETCH(const int, duplicates);
+    Random random = Random::Announced();
+    int found = 0;
+    for (int round = 0; round < 3000; ++round) {
+        const auto page = RandomPage(random, begin.toStdString(), longest, duplicates);
+        const CompactPage compact(*page);
+        PageHeads heads;
+        for (int i = 0; i < 10; ++i) {
+            const IndexItem wanted = RandomWanted(random, *page, begin.toStdString(), longest);
+            const SoughtItem sought(wanted);
+            const PagePosition expected = Scan(*page, wanted, duplicates);
+            QVERIFY2(SearchPage(*page, sought, duplicates) == expected, wanted.key);
+            QVERIFY2(heads.Search(*page, sought, duplicates) == expected, wanted.key);
+            QVERIFY2(compact.Search(sought, duplicates) == expected, wanted.key);
+            found += expected.found ? 1 : 0;
+        }
+    }
+    QVERIFY(found > 1000);
+}
+
+void TestPageSearch::wordsAreFoldedAsBytesAre()
+{
+    for (unsigned byte = 0; byte < 256; ++byte) {
+        for (unsigned place = 0; place < wordSize; ++place) {
+            for (const unsigned other : { 0u, 'A' - 1u, unsigned('M'), 'Z' + 1u, 0xffu }) {
+                std::uint64_t word = 0;
+                std::uint64_t folded = 0;
+                for (unsigned i = 0; i < wordSize; ++i) {
+                    const unsigned value = i == place ? byte : other;
+                    word |= std::uint64_t(value) << 8 * i;
+                    folded |= std::uint64_t(FoldCase(char(value))) << 8 * i;
+                }
+                QCOMPARE(FoldWord(word), folded);
+            }
+        }
+    }
+}
+
+void TestPageSearch::headsFollowThePage()
+{
+    IndexPage page{};
+    page.leftmost = 1;
+    InsertItem(&page, 0, MakeItem("mole", 1));
+    PageHeads heads;
+    QCOMPARE(heads.Search(page, SoughtItem("lynx", 0), 0).position, 0);
+    InsertItem(&page, 0, MakeItem("lion", 1));
+    QCOMPARE(heads.Search(page, SoughtItem("lynx", 0), 0).position, 1);
+    page.items[1] = MakeItem("mink", 1); // as many as before
+    heads.Forget();
+    QCOMPARE(heads.Search(page, SoughtItem("lynx", 0), 0).position, 0);
+}
+
+QTEST_APPLESS_MAIN(TestPageSearch)
+#include "tst_pagesearch.moc"
