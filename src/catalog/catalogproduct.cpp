@@ -4,7 +4,7 @@
 #include "catalog/catalogproduct.h"
 
 #include "util/number.h"
-#include "util/urlcodec.h"
+#include "util/urltext.h"
 
 #include <QDomElement>
 #include <QHash>

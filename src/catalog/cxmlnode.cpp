@@ -6,6 +6,7 @@
 #include "support/ctracer.h"
 #include "util/text.h"
 #include "util/urlcodec.h"
+#include "util/urltext.h"
 
 #include <QDomElement>
 #include <QDomNamedNodeMap>

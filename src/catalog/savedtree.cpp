@@ -7,7 +7,7 @@
 #include "request/replydocument.h"
 #include "util/diagnostics.h"
 #include "util/paths.h"
-#include "util/urlcodec.h"
+#include "util/urltext.h"
 
 #include <QDomDocument>
 #include <QFile>

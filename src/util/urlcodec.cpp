@@ -60,20 +60,6 @@ bool IsPlain(const std::string& text)
     return true;
 }
 
-// The bytes of a text that is plain; false for any other.
-bool TakePlain(const QString& text, std::string& bytes)
-{
-    bytes.resize(std::size_t(text.size()));
-    char* out = &bytes[0];
-    for (const QChar c : text) {
-        const ushort code = c.unicode();
-        if (code == '%' || code == '+' || code == '\\' || code == 0 || code >= 0x80)
-            return false;
-        *out++ = char(code);
-    }
-    return true;
-}
-
 // The step before percent-decoding: backslashes and plus signs.
 std::string Unescape(const std::string& text)
 {
@@ -172,10 +158,4 @@ std::string url_decode(const std::string& text)
     std::string bytes = Unescape(UpToZero(text));
     DecodePercent(bytes);
     return IsAscii(bytes) ? bytes : FromBytes(bytes).toStdString();
-}
-
-std::string url_decode_utf8(const QString& text)
-{
-    std::string bytes;
-    return TakePlain(text, bytes) ? bytes : url_decode(text.toStdString());
 }

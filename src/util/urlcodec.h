@@ -27,6 +27,3 @@ VANTRELAGENT_EXPORT std::string url_encode(const std::string& text);
 VANTRELAGENT_EXPORT QString url_decode(const QString& text);
 VANTRELAGENT_EXPORT std::string url_decode(const std::string& text);
 /// @}
-
-/// url_decode of a text whose UTF-8 is wanted.
-std::string url_decode_utf8(const QString& text);

@@ -53,7 +53,7 @@ class Documents(unittest.TestCase):
 
     def test_paths_named_are_there(self):
         for page in DOCUMENTS:
-            for path in re.findall(r"`((?:src|docs|tests|tools|apps|support|platform|server|bench|demo)"
+            for path in re.findall(r"`((?:src|docs|tests|tools|apps|support|platform|server|bench|demo|examples)"
                                    r"/[\w./-]*)`", page.read_text(encoding="utf-8")):
                 if (TOP / "tests/contributing" / pathlib.Path(path).name).is_file():
                     continue  # the worked example tells where a real class would be

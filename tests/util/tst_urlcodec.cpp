@@ -4,6 +4,7 @@
 // The escaping of text, byte by byte.
 
 #include "util/urlcodec.h"
+#include "util/urltext.h"
 
 #include <QtTest>
 #include <cstring>

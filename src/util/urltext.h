@@ -1,0 +1,13 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// Decoding of the many texts of a catalog, most of which are plain.
+
+#pragma once
+
+#include <QString>
+#include <string>
+
+// url_decode of a text whose UTF-8 is wanted. A text that decodes to itself
+// becomes bytes in one step.
+std::string url_decode_utf8(const QString& text);
