@@ -42,6 +42,13 @@ struct ImportOptions {
     bool help = false;
 };
 
+// An address as people copy it, without what follows its last name.
+std::string WithoutSlashes(std::string address)
+{
+    address.erase(address.find_last_not_of('/') + 1);
+    return address;
+}
+
 // Reads the command line; what is wrong with it, or an empty text.
 std::string ParseImportOptions(int argc, char** argv, ImportOptions& options)
 {
@@ -53,7 +60,7 @@ std::string ParseImportOptions(int argc, char** argv, ImportOptions& options)
     int letter = 0;
     while ((letter = getopt_long(argc, argv, "a:t:n:", names, nullptr)) != -1) {
         if (letter == 'a')
-            options.archive = optarg;
+            options.archive = WithoutSlashes(optarg);
         else if (letter == 't')
             options.translation = optarg;
         else if (letter == 'n')

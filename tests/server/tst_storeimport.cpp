@@ -202,6 +202,16 @@ private slots:
         QCOMPARE(numbers().size(), 10);
     }
 
+    void archiveMayEndInASlash()
+    {
+        const auto result = import(QLatin1String(IMPORT_DATA "/Packages"),
+                                   { QStringLiteral("--archive"), archive + QLatin1String("//") });
+        QCOMPARE(result.err, QByteArray());
+        QCOMPARE(result.status, 0);
+        QCOMPARE(stored("pool/debian/Location"),
+                 QByteArray("Archives: " + archive.toUtf8() + '\n'));
+    }
+
     void archiveIsInTheNameThatAptHasGivenTheIndex_data()
     {
         QTest::addColumn<QString>("name");
