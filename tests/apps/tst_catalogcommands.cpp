@@ -90,31 +90,6 @@ private slots:
                         "Version: 1.0-1\n\n");
     }
 
-    void usageErrors_data()
-    {
-        QTest::addColumn<QByteArray>("words");
-        for (const char* words :
-             { "update x", "categories x", "list", "search", "show", "show x", "show 1 x",
-               "installed a b", "update --package", "search --run 1 x" })
-            QTest::newRow(words) << QByteArray(words);
-    }
-    void usageErrors()
-    {
-        QFETCH(QByteArray, words);
-        const Result result = pakmart(words.constData());
-        QCOMPARE(result.status, 2);
-        QCOMPARE(result.out, QString());
-        QVERIFY(result.err.contains(QStringLiteral("Try 'pakmart --help'.")));
-    }
-
-    void helpNamesThem()
-    {
-        const QString help = pakmart("--help").out;
-        for (const char* word : { "  update  ", "  categories  ", "  list CATEGORY",
-                                  "  search WORD", "  show SERIAL", "  installed " })
-            QVERIFY2(help.contains(QLatin1String(word)), word);
-    }
-
     void withoutACatalogTheWayToOneIsTold()
     {
         for (const char* words :

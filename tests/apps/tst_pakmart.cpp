@@ -38,42 +38,6 @@ private slots:
     void cleanupTestCase() { QCOMPARE(m_machine.endServer(SIGTERM), 0); }
     void init() { QVERIFY(m_machine.useServer(m_machine.url())); }
 
-    void usageErrors_data()
-    {
-        QTest::addColumn<QStringList>("words");
-        const auto row = [](const char* name, const char* words) {
-            QTest::newRow(name) << QString::fromLatin1(words).split(QLatin1Char(' '),
-                                                                    Qt::SkipEmptyParts);
-        };
-        row("nothing", "");
-        row("unknown command", "frobnicate");
-        row("unknown option", "install --frobnicate 1");
-        row("no serial", "install");
-        row("no number", "install abc");
-        row("negative", "install -- -5");
-        row("zero", "install 0");
-        row("too large", "install 99999999999999999999");
-        row("no name to remove", "remove");
-        row("arguments to update-sources", "update-sources x");
-        row("package without install", "remove --package x");
-        row("nothing to forget", "forget");
-        row("no serial to forget", "forget starlander");
-        row("arguments to recent", "recent 1");
-        row("run without recent", "install 1001 --run 1");
-        row("run without a number", "recent --run");
-        row("run of no number", "recent --run x");
-        row("run of place 0", "recent --run 0");
-        row("pictures without a folder", "install 1 --pictures");
-    }
-    void usageErrors()
-    {
-        QFETCH(QStringList, words);
-        const Result result = pakmart(words);
-        QCOMPARE(result.status, 2);
-        QVERIFY(result.err.contains(QStringLiteral("Try 'pakmart --help'.")));
-        QCOMPARE(result.out, QString());
-    }
-
     void helpAndVersion()
     {
         const Result help = pakmart({ QStringLiteral("--help") });

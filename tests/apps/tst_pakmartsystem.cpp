@@ -126,30 +126,6 @@ private slots:
     }
     void cleanupTestCase() { m_server.reset(); }
 
-    void usageErrors_data()
-    {
-        QTest::addColumn<QByteArray>("words");
-        for (const char* words :
-             { "status now", "register 42", "os-update vantrelagent", "install 1 --json",
-               "remove --json x", "os-update --json", "status --package", "os-update --package x" })
-            QTest::newRow(words) << QByteArray(words);
-    }
-    void usageErrors()
-    {
-        QFETCH(QByteArray, words);
-        const Result result = pakmart(words.constData());
-        QCOMPARE(result.status, 2);
-        QVERIFY(result.err.contains(QStringLiteral("Try 'pakmart --help'.")));
-        QCOMPARE(result.out, QString());
-    }
-
-    void helpTellsOfThem()
-    {
-        const Result help = pakmart("--help");
-        for (const char* word : { "os-update", "status", "register", "--json" })
-            QVERIFY2(help.out.contains(QLatin1String(word)), word);
-    }
-
     void statusOfAServerThatAnswers()
     {
         const Result result = pakmart("status");

@@ -46,29 +46,6 @@ private slots:
                         "Package: wordcounter\nStatus: deinstall ok config-files\n\n");
     }
 
-    void usageErrors_data()
-    {
-        QTest::addColumn<QByteArray>("words");
-        for (const char* words : { "aisles x", "sync x", "aisles --package", "install 1 --json",
-                                   "update-sources --json", "--json" })
-            QTest::newRow(words) << QByteArray(words);
-    }
-    void usageErrors()
-    {
-        QFETCH(QByteArray, words);
-        const Result result = pakmart(words.constData());
-        QCOMPARE(result.status, 2);
-        QCOMPARE(result.out, QString());
-        QVERIFY(result.err.contains(QStringLiteral("Try 'pakmart --help'.")));
-    }
-
-    void helpNamesThem()
-    {
-        const QString help = pakmart("--help").out;
-        for (const char* word : { "  aisles  ", "  sync  ", "--json" })
-            QVERIFY2(help.contains(QLatin1String(word)), word);
-    }
-
     void aislesAreShownWithTheirCategories()
     {
         const Result result = pakmart("aisles");
