@@ -139,17 +139,6 @@ int EndChange(DataFile* file)
     return taerror == taNoError ? 0 : -1;
 }
 
-// Writes records that are wanted whole or not at all.
-int WriteAll(DataFile* file, std::uint32_t first, const void* records, std::uint32_t count)
-{
-    const OpenStoreFile open(file->fileName);
-    if (Reach(file, open, first) != 0)
-        return -1;
-    const std::size_t size = std::size_t(count) * std::size_t(file->recordLength);
-    const ssize_t put = storeFiles().Write(file->fd, records, size);
-    return SetError(put >= 0 && std::size_t(put) == size ? taNoError : taWriteFailed);
-}
-
 // Makes record `number` the head of the chain of deleted ones.
 int LinkDeleted(DataFile* file, std::uint32_t number)
 {
@@ -312,12 +301,7 @@ int GetRec(DataFile* file, std::uint32_t number, void* record)
 
 int PutRec(DataFile* file, std::uint32_t number, const void* record)
 {
-    file->headerDirty = 1;
-    const OpenStoreFile open(file->fileName);
-    if (Reach(file, open, number) != 0)
-        return -1;
-    const ssize_t put = storeFiles().Write(file->fd, record, std::size_t(file->recordLength));
-    return SetError(put == file->recordLength ? taNoError : taWriteFailed);
+    return PutAllRecs(file, number, record, 1);
 }
 
 std::uint32_t GetBigRec(DataFile* file, std::uint32_t first, void* records, std::uint32_t count)
@@ -345,6 +329,17 @@ int PutBigRec(DataFile* file, std::uint32_t first, const void* records, std::uin
     return SetError(put < 0 ? taBulkWriteFailed : taNoError);
 }
 
+int PutAllRecs(DataFile* file, std::uint32_t first, const void* records, std::uint32_t count)
+{
+    file->headerDirty = 1;
+    const OpenStoreFile open(file->fileName);
+    if (Reach(file, open, first) != 0)
+        return -1;
+    const std::size_t size = std::size_t(count) * std::size_t(file->recordLength);
+    const ssize_t put = storeFiles().Write(file->fd, records, size);
+    return SetError(put >= 0 && std::size_t(put) == size ? taNoError : taWriteFailed);
+}
+
 int AddBigRec(DataFile* file, std::uint32_t* first, const void* records, std::uint32_t count)
 {
     if (BeginChange(file) != 0)
@@ -353,8 +348,7 @@ int AddBigRec(DataFile* file, std::uint32_t* first, const void* records, std::ui
     if (count > std::uint32_t(INT32_MAX - header.recordCount))
         return SetError(taDamaged);
     *first = std::uint32_t(header.recordCount);
-    file->headerDirty = 1;
-    if (WriteAll(file, *first, records, count) != 0)
+    if (PutAllRecs(file, *first, records, count) != 0)
         return -1;
     header.recordCount += std::int32_t(count);
     return EndChange(file);

@@ -115,6 +115,9 @@ VANTRELAGENT_EXPORT std::uint32_t GetBigRec(DataFile* file, std::uint32_t first,
 /// A short write is not noticed.
 VANTRELAGENT_EXPORT int PutBigRec(DataFile* file, std::uint32_t first, const void* records,
                                   std::uint32_t count);
+/// The same, where all are written or it fails.
+VANTRELAGENT_EXPORT int PutAllRecs(DataFile* file, std::uint32_t first, const void* records,
+                                   std::uint32_t count);
 /// Stores `count` records under the numbers from *first on, behind all that are
 /// there, in one transfer. Deleted ones are not used again. All or, where the
 /// write fails or is short, none.

@@ -39,6 +39,9 @@ struct Free {
     void operator()(void* memory) const { std::free(memory); }
 };
 
+// Pages that are written together, at most.
+constexpr std::size_t neighboursAtOnce = 16;
+
 constexpr int bucketBits = 14;
 constexpr std::size_t buckets = std::size_t(1) << bucketBits;
 
@@ -178,12 +181,18 @@ int Insert(IndexFile* owner, std::uint32_t number, IndexPage* buffer)
 
 // ---- transfers ----
 
-int WritePage(CachedPage* page)
+// The page's bytes in the file.
+void Pack(const CachedPage* page, std::uint8_t* bytes)
 {
     static IndexPage expanded;
     if (!page->buffer)
         page->compact.Expand(&expanded);
-    PackPage(page->buffer ? *page->buffer : expanded, page->owner->keyLength, tarecbuf);
+    PackPage(page->buffer ? *page->buffer : expanded, page->owner->keyLength, bytes);
+}
+
+int WritePage(CachedPage* page)
+{
+    Pack(page, tarecbuf);
     if (PutRec(page->owner->dataFile, page->number, tarecbuf) != 0)
         return -1;
     page->dirty = false;
@@ -307,14 +316,15 @@ template <typename Change> bool ChangeCompact(CachedPage* page, Change change)
     return done;
 }
 
-std::vector<CachedPage*> ChangedPages(const IndexFile* index)
+template <typename Key>
+std::vector<CachedPage*> ChangedPages(const IndexFile* index, Key CachedPage::*order)
 {
     std::vector<CachedPage*> changed;
     for (CachedPage* page = index->firstPage; page; page = page->nextOfOwner)
         if (page->dirty)
             changed.push_back(page);
     std::sort(changed.begin(), changed.end(),
-              [](const CachedPage* a, const CachedPage* b) { return a->changed < b->changed; });
+              [order](CachedPage* a, CachedPage* b) { return a->*order < b->*order; });
     return changed;
 }
 
@@ -335,6 +345,48 @@ int WriteMovedRoot(IndexFile* index)
         return 0;
     file->header.rootPage = before;
     return -1;
+}
+
+// Between any two writes the file is whole.
+int WriteInOrderOfChange(IndexFile* index)
+{
+    for (CachedPage* page : ChangedPages(index, &CachedPage::changed)) {
+        if (page->changed > index->rootChange && WriteMovedRoot(index) != 0)
+            return -1;
+        if (WritePage(page) != 0)
+            return -1;
+    }
+    return WriteMovedRoot(index);
+}
+
+// In one transfer.
+int WriteNeighbours(CachedPage* const* pages, std::size_t count, std::vector<std::uint8_t>& bytes)
+{
+    const IndexFile* const index = pages[0]->owner;
+    const auto length = std::size_t(PackedLength(index->keyLength));
+    bytes.resize(neighboursAtOnce * length);
+    for (std::size_t i = 0; i < count; ++i)
+        Pack(pages[i], &bytes[i * length]);
+    if (PutAllRecs(index->dataFile, pages[0]->number, bytes.data(), std::uint32_t(count)) != 0)
+        return -1;
+    for (std::size_t i = 0; i < count; ++i)
+        pages[i]->dirty = false;
+    return 0;
+}
+
+// Without flushing the file is whole once its header is written, behind all pages.
+int WriteInOrderOfFile(IndexFile* index)
+{
+    const std::vector<CachedPage*> pages = ChangedPages(index, &CachedPage::number);
+    std::vector<std::uint8_t> bytes;
+    for (std::size_t first = 0, next = 0; first < pages.size(); first = next) {
+        while (next < pages.size() && next < first + neighboursAtOnce
+               && pages[next]->number == pages[first]->number + (next - first))
+            ++next;
+        if (WriteNeighbours(&pages[first], next - first, bytes) != 0)
+            return -1;
+    }
+    return 0;
 }
 
 } // namespace
@@ -473,18 +525,17 @@ int tareturnpage(IndexPage* page)
 
 bool HasChanges(const IndexFile* index)
 {
-    return HasMovedRoot(index) || !ChangedPages(index).empty();
+    if (HasMovedRoot(index))
+        return true;
+    const CachedPage* page = index->firstPage;
+    while (page && !page->dirty)
+        page = page->nextOfOwner;
+    return page != nullptr;
 }
 
 int WriteBackPages(IndexFile* index)
 {
-    for (CachedPage* page : ChangedPages(index)) {
-        if (page->changed > index->rootChange && WriteMovedRoot(index) != 0)
-            return -1;
-        if (WritePage(page) != 0)
-            return -1;
-    }
-    return WriteMovedRoot(index);
+    return index->dataFile->flushing ? WriteInOrderOfChange(index) : WriteInOrderOfFile(index);
 }
 
 void DropPages(IndexFile* index)

@@ -105,6 +105,7 @@ private slots:
     void bulkWriteGrowsTheFileNotTheCount();
     void bulkAddIsAsManyAddsInARow();
     void bulkAddThatIsCutOffStoresNothing();
+    void bulkWriteOfAllNoticesAShortOne();
     void deletingTwiceIsNotNoticed();
     void chainHeadThatIsLiveIsNotHandedOut_data();
     void chainHeadThatIsLiveIsNotHandedOut();
@@ -485,6 +486,22 @@ void TestDataFile::bulkAddThatIsCutOffStoresNothing()
         QCOMPARE(first, 2u);
         QCOMPARE(Bytes().mid(2 * length), three);
     }
+}
+
+void TestDataFile::bulkWriteOfAllNoticesAShortOne()
+{
+    const QByteArray two = Record('a') + Record('b');
+    const File file = Make();
+    Add(file, 'x');
+    Add(file, 'y');
+    for (const Fault fault : { Fault::Open, Fault::Seek, Fault::Write, Fault::ShortWrite }) {
+        FailingFiles files(fault, 0, false);
+        const UsedStoreFiles used(&files);
+        QCOMPARE(PutAllRecs(file.get(), 1, two.constData(), 2), -1);
+        QCOMPARE(taerror, fault == Fault::Open ? 1 : fault == Fault::Seek ? 2 : 3);
+    }
+    QCOMPARE(PutAllRecs(file.get(), 1, two.constData(), 2), 0);
+    QCOMPARE(Bytes().mid(length), two);
 }
 
 void TestDataFile::deletingTwiceIsNotNoticed()
