@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
 // The beginnings of a page's keys next to each other, for a page that is
-// searched more often than it changes: eight bytes of each, from where the keys
-// begin to differ. They decide most of a search.
+// searched more often than it changes: two words of each, from where the keys
+// begin to differ, and the children. They decide most of a search.
 
 #pragma once
 
@@ -23,7 +23,9 @@ private:
     int CountBelow(std::uint64_t head) const;
 
     int m_count = 0; // of the page's items, once they are read
-    std::size_t m_shared = 0; // bytes that all keys have in common
+    std::size_t m_shared = 0; // bytes that all keys have in common, and are left out
     char m_prefix[longestKey];
-    std::uint64_t m_heads[pageItems];
+    std::uint64_t m_first[pageItems];
+    std::uint64_t m_second[pageItems];
+    std::uint32_t m_children[pageItems + 1];
 };
