@@ -5,20 +5,26 @@
 
 #include "store/soughtitem.h"
 
+#include <algorithm>
 #include <cstring>
 #include <new>
 
 namespace
 {
 
-// Bytes are copied eight at a time, up to seven more than asked for.
+// Bytes are read and copied eight at a time, up to seven more than asked for.
 constexpr std::size_t step = wordSize;
 // Up to here that stays within the key of an item.
 constexpr std::size_t steppedLength = sizeof IndexItem::key - step;
 
-constexpr std::size_t pageHead = 1 + 4;
-constexpr std::size_t itemHead = 1 + 1 + 4 + 4;
-constexpr std::size_t most = pageHead + pageItems * (itemHead + longestKey) + step;
+constexpr std::size_t leftmostLength = 4;
+// The number of bytes shared with the key before, that of the rest, the record.
+constexpr int leafHead = 1 + 1 + 4;
+// The child behind them.
+constexpr int innerHead = leafHead + 4;
+
+// What a page that grows gets for the items to come.
+constexpr int slack = 64;
 
 void CopyStepped(void* to, const void* from, std::size_t count)
 {
@@ -28,198 +34,258 @@ void CopyStepped(void* to, const void* from, std::size_t count)
         std::memcpy(target + done, source + done, step);
 }
 
-template <typename T> std::uint8_t* Put(std::uint8_t* bytes, T value)
+void Put(std::uint8_t* bytes, std::uint32_t value)
 {
     std::memcpy(bytes, &value, sizeof value);
-    return bytes + sizeof value;
 }
 
-template <typename T> const std::uint8_t* Get(const std::uint8_t* bytes, T* value)
+std::uint32_t Get(const std::uint8_t* bytes)
 {
-    std::memcpy(value, bytes, sizeof *value);
-    return bytes + sizeof *value;
+    std::uint32_t value;
+    std::memcpy(&value, bytes, sizeof value);
+    return value;
 }
 
-// One item as it stands in a compact page. Made of the bytes at *bytes, which
-// then points behind them.
-struct CompactItem {
-    std::uint8_t shared; // bytes of the key that are those of the item before
-    std::uint8_t rest;
-    std::uint32_t record;
-    std::uint32_t child = 0;
-    const std::uint8_t* key; // the rest of it
+// ---- a head ----
 
-    CompactItem(const std::uint8_t** bytes, bool inner)
-    {
-        const std::uint8_t* next = Get(Get(Get(*bytes, &shared), &rest), &record);
-        key = inner ? Get(next, &child) : next;
-        *bytes = key + rest;
-    }
-
-    // Makes the whole key of that of the item before, which may stand in place.
-    void MakeKey(const char* before, char* whole) const
-    {
-        if (std::size_t(shared + rest) <= steppedLength) {
-            if (whole != before)
-                CopyStepped(whole, before, shared);
-            CopyStepped(whole + shared, key, rest);
-        } else {
-            std::memmove(whole, before, shared);
-            std::memcpy(whole + shared, key, rest);
-        }
-        whole[shared + rest] = 0;
-    }
-};
-
-std::uint8_t* PutItem(std::uint8_t* bytes, const IndexItem& before, const IndexItem& item,
-                      bool inner)
+int Shared(const std::uint8_t* head)
 {
-    const std::size_t shared = SharedLength(before, item);
-    const std::size_t rest = LengthOfKey(item.key, shared) - shared;
-    bytes = Put(Put(Put(bytes, std::uint8_t(shared)), std::uint8_t(rest)), item.record);
-    if (inner)
-        bytes = Put(bytes, item.child);
-    std::memcpy(bytes, item.key + shared, rest);
-    return bytes + rest;
+    return head[0];
 }
 
-// Goes through the items of a leaf, each with its whole key.
-class LeafReader
+int Rest(const std::uint8_t* head)
 {
-public:
-    explicit LeafReader(const std::uint8_t* page) : m_next(page + pageHead) { }
+    return head[1];
+}
 
-    // The item read last; before the first one, one with an empty key.
-    const IndexItem& item() const { return m_item; }
-    const std::uint8_t* next() const { return m_next; }
-
-    void Read()
-    {
-        const CompactItem from(&m_next, false);
-        m_item.record = from.record;
-        from.MakeKey(m_item.key, m_item.key);
-    }
-    void Read(int count)
-    {
-        while (count-- > 0)
-            Read();
-    }
-
-private:
-    const std::uint8_t* m_next;
-    IndexItem m_item{};
-};
-
-std::size_t Compact(const IndexPage& page, std::uint8_t* bytes)
+std::uint32_t Record(const std::uint8_t* head)
 {
-    std::uint8_t* end = Put(Put(bytes, page.count), page.leftmost);
-    const IndexItem none{};
-    const IndexItem* before = &none;
-    for (int i = 1; i <= page.count; ++i) {
-        end = PutItem(end, *before, page.items[i], page.leftmost != 0);
-        before = &page.items[i];
+    return Get(head + 2);
+}
+
+std::uint32_t ChildAt(const std::uint8_t* head)
+{
+    return Get(head + leafHead);
+}
+
+void PutLengths(std::uint8_t* head, int shared, int rest)
+{
+    head[0] = std::uint8_t(shared);
+    head[1] = std::uint8_t(rest);
+}
+
+// Makes a key of that of the item before it.
+void MakeKey(const char* before, const std::uint8_t* head, const std::uint8_t* restBytes, char* key)
+{
+    const auto shared = std::size_t(Shared(head));
+    const auto rest = std::size_t(Rest(head));
+    if (shared + rest <= steppedLength) {
+        CopyStepped(key, before, shared);
+        CopyStepped(key + shared, restBytes, rest);
+    } else {
+        std::memcpy(key, before, shared);
+        std::memcpy(key + shared, restBytes, rest);
     }
-    return std::size_t(end - bytes);
+    key[shared + rest] = 0;
 }
 
 } // namespace
 
-CompactPage::CompactPage(const IndexPage& page)
+std::size_t CompactPage::HeadLength() const
 {
-    std::uint8_t bytes[most];
-    Assign(bytes, Compact(page, bytes));
+    return m_inner ? innerHead : leafHead;
 }
 
-bool CompactPage::Assign(const std::uint8_t* bytes, std::size_t used)
+std::uint8_t* CompactPage::Head(int item) const
 {
-    std::unique_ptr<std::uint8_t[]> copy(new (std::nothrow) std::uint8_t[used + step]);
-    if (!copy)
-        return false;
-    std::memcpy(copy.get(), bytes, used);
-    m_bytes = std::move(copy);
-    m_size = used + step;
-    return true;
+    return m_bytes.get() + (m_inner ? leftmostLength : 0) + std::size_t(item - 1) * HeadLength();
+}
+
+// Behind it is a step that is read with the last bytes.
+std::uint8_t* CompactPage::RestsEnd() const
+{
+    return m_bytes.get() + m_size - step;
+}
+
+// Where the rests of the items up to `position` begin.
+std::uint8_t* CompactPage::RestsUpTo(int position) const
+{
+    std::uint8_t* rests = RestsEnd();
+    for (int i = 1; i <= position; ++i)
+        rests -= Rest(Head(i));
+    return rests;
+}
+
+CompactPage::CompactPage(const IndexPage& page) : m_count(page.count), m_inner(page.leftmost != 0)
+{
+    std::uint8_t shared[pageItems + 1];
+    std::uint8_t rest[pageItems + 1];
+    const IndexItem none{};
+    const char* before = none.key;
+    for (int i = 1; i <= m_count; ++i) {
+        const char* const key = page.items[i].key;
+        const std::size_t common = SharedLength(before, key);
+        shared[i] = std::uint8_t(common);
+        rest[i] = std::uint8_t(LengthOfKey(key, common) - common);
+        m_rests = std::uint16_t(m_rests + rest[i]);
+        before = key;
+    }
+    const std::size_t heads = (m_inner ? leftmostLength : 0) + m_count * HeadLength();
+    m_size = std::uint16_t(heads + m_rests + step);
+    m_bytes.reset(new (std::nothrow) std::uint8_t[m_size]);
+    if (!m_bytes)
+        return;
+    if (m_inner)
+        Put(m_bytes.get(), page.leftmost);
+    std::uint8_t* rests = RestsEnd();
+    std::memset(rests, 0, step);
+    for (int i = 1; i <= m_count; ++i) {
+        std::uint8_t* const head = Head(i);
+        PutLengths(head, shared[i], rest[i]);
+        Put(head + 2, page.items[i].record);
+        if (m_inner)
+            Put(head + leafHead, page.items[i].child);
+        rests -= rest[i];
+        std::memcpy(rests, page.items[i].key + shared[i], rest[i]);
+    }
 }
 
 void CompactPage::Expand(IndexPage* page) const
 {
-    const std::uint8_t* bytes = Get(Get(m_bytes.get(), &page->count), &page->leftmost);
+    page->count = m_count;
+    page->leftmost = m_inner ? Get(m_bytes.get()) : 0;
+    const std::size_t headLength = HeadLength();
+    const std::uint8_t* head = Head(1);
+    const std::uint8_t* rests = RestsEnd();
     const char* before = "";
-    for (int i = 1; i <= page->count; ++i) {
-        const CompactItem from(&bytes, page->leftmost != 0);
+    for (int i = 1; i <= m_count; ++i, head += headLength) {
+        rests -= Rest(head);
         IndexItem& item = page->items[i];
-        item.record = from.record;
-        item.child = from.child;
-        from.MakeKey(before, item.key);
+        item.record = Record(head);
+        item.child = m_inner ? ChildAt(head) : 0;
+        MakeKey(before, head, rests, item.key);
         before = item.key;
     }
 }
 
 PagePosition CompactPage::Search(const SoughtItem& wanted, int allowDuplicates) const
 {
-    std::uint8_t count;
-    PagePosition at{ false, 0, 0, 0 };
-    const std::uint8_t* bytes = Get(Get(m_bytes.get(), &count), &at.child);
-    const bool inner = at.child != 0;
-    int matched = 0; // bytes of the wanted key that the item before has too
-    for (int i = 1; i <= count; ++i) {
-        const CompactItem item(&bytes, inner);
+    PagePosition at(false, 0, 0, m_inner ? Get(m_bytes.get()) : 0);
+    const std::size_t headLength = HeadLength();
+    const std::uint8_t* head = Head(1);
+    const std::uint8_t* rests = RestsEnd();
+    SharedKeys with{ 0, 0 }; // the item before
+    for (int i = 1; i <= m_count; ++i, head += headLength) {
+        rests -= Rest(head);
         // What has more in common with the item before is below like that one.
-        if (item.shared <= matched) {
-            const int order = wanted.CompareRest(item.shared, item.key, item.rest, item.record,
-                                                 allowDuplicates, &matched);
+        if (Shared(head) <= with.folded) {
+            const int order = wanted.CompareRest(Shared(head), rests, Rest(head), Record(head),
+                                                 allowDuplicates, &with);
             if (order == 0)
-                return { true, i, item.record, item.child };
-            if (order < 0)
+                return { true, i, Record(head), m_inner ? ChildAt(head) : 0 };
+            if (order < 0) {
+                at.sharedAbove = std::uint8_t(with.exact);
                 break;
+            }
+            at.sharedBelow = std::uint8_t(with.exact);
         }
         at.position = i;
-        at.child = item.child;
+        if (m_inner)
+            at.child = ChildAt(head);
     }
     return at;
 }
 
-// Puts items in place of the bytes in between, which follow the item `before`.
-bool CompactPage::Splice(const std::uint8_t* from, const std::uint8_t* to, const IndexItem& before,
-                         const IndexItem* const* items, int itemCount, int count)
+// Makes so many bytes free, between the heads and the rests.
+bool CompactPage::MakeRoom(int bytes)
 {
-    std::uint8_t bytes[most];
-    const auto kept = std::size_t(from - m_bytes.get());
-    std::memcpy(bytes, m_bytes.get(), kept);
-    std::uint8_t* end = bytes + kept;
-    const IndexItem* last = &before;
-    for (int i = 0; i < itemCount; ++i) {
-        end = PutItem(end, *last, *items[i], false);
-        last = items[i];
-    }
-    const auto rest = std::size_t(m_bytes.get() + m_size - step - to);
-    std::memcpy(end, to, rest);
-    end += rest;
-    bytes[0] = std::uint8_t(count);
-    return Assign(bytes, std::size_t(end - bytes));
+    const std::uint8_t* const rests = RestsEnd() - m_rests;
+    const std::size_t heads = std::size_t(Head(m_count + 1) - m_bytes.get());
+    if (rests - Head(m_count + 1) >= bytes)
+        return true;
+    const std::size_t size = heads + m_rests + step + std::size_t(bytes + slack);
+    std::unique_ptr<std::uint8_t[]> larger(new (std::nothrow) std::uint8_t[size]);
+    if (!larger)
+        return false;
+    std::memcpy(larger.get(), m_bytes.get(), heads);
+    std::memcpy(larger.get() + size - step - m_rests, rests, m_rests + step);
+    m_bytes = std::move(larger);
+    m_size = std::uint16_t(size);
+    return true;
 }
 
-bool CompactPage::InsertInLeaf(int position, const IndexItem& item)
+// Makes a gap for an item with a rest of that length behind the one at
+// `position`, where the rests up to there begin. The next item shares `taken`
+// bytes more with it than with that one.
+void CompactPage::MoveBehind(int position, std::uint8_t* rests, int rest, int taken)
 {
-    LeafReader reader(m_bytes.get());
-    reader.Read(position);
-    const IndexItem before = reader.item();
-    const std::uint8_t* const from = reader.next();
-    const bool isLast = position == count();
+    std::uint8_t* const next = Head(position + 1);
+    const int restOfNext = Rest(next);
+    std::uint8_t* const behind = rests - restOfNext;
+    std::uint8_t* const lowest = RestsEnd() - m_rests;
+    std::memmove(lowest - rest + taken, lowest, std::size_t(behind - lowest));
+    std::memmove(behind - rest + taken, behind + taken, std::size_t(restOfNext - taken));
+    PutLengths(next, Shared(next) + taken, restOfNext - taken);
+    std::memmove(next + leafHead, next, std::size_t(m_count - position) * leafHead);
+}
+
+bool CompactPage::InsertInLeaf(const PagePosition& at, const IndexItem& item)
+{
+    const bool isLast = at.position == m_count;
+    const int shared = isLast ? 0 : Shared(Head(at.position + 1)); // by the two keys around it
+    // Keys in order have no less in common with those between them, but for the
+    // case of their letters.
+    if (!isLast && std::min(at.sharedBelow, at.sharedAbove) < shared)
+        return Rebuild(at.position, item);
+    const std::size_t below = at.sharedBelow;
+    const int rest = int(LengthOfKey(item.key, below) - below);
+    const int taken = isLast || at.sharedBelow > shared ? 0 : at.sharedAbove - shared;
+    if (!MakeRoom(leafHead + rest - taken))
+        return false;
+    std::uint8_t* const rests = RestsUpTo(at.position);
     if (!isLast)
-        reader.Read();
-    const IndexItem* const items[] = { &item, &reader.item() };
-    return Splice(from, reader.next(), before, items, isLast ? 1 : 2, count() + 1);
+        MoveBehind(at.position, rests, rest, taken);
+    std::uint8_t* const head = Head(at.position + 1);
+    PutLengths(head, at.sharedBelow, rest);
+    Put(head + 2, item.record);
+    std::memcpy(rests - rest, item.key + below, std::size_t(rest));
+    ++m_count;
+    m_rests = std::uint16_t(m_rests + rest - taken);
+    return true;
 }
 
-bool CompactPage::RemoveFromLeaf(int position)
+bool CompactPage::Rebuild(int position, const IndexItem& item)
 {
-    LeafReader reader(m_bytes.get());
-    reader.Read(position - 1);
-    const IndexItem before = reader.item();
-    const std::uint8_t* const from = reader.next();
-    const bool isLast = position == count();
-    reader.Read(isLast ? 1 : 2);
-    const IndexItem* const items[] = { &reader.item() };
-    return Splice(from, reader.next(), before, items, isLast ? 0 : 1, count() - 1);
+    IndexPage page;
+    Expand(&page);
+    InsertItem(&page, position, item);
+    CompactPage rebuilt(page);
+    if (!rebuilt)
+        return false;
+    *this = std::move(rebuilt);
+    return true;
+}
+
+void CompactPage::RemoveFromLeaf(int position)
+{
+    std::uint8_t* const head = Head(position);
+    const int rest = Rest(head);
+    int kept = 0;
+    if (position < m_count) {
+        // The next key had a part of its beginning from this one.
+        std::uint8_t* const next = head + leafHead;
+        const int restOfNext = Rest(next);
+        kept = std::max(Shared(next) - Shared(head), 0);
+        std::uint8_t beginning[longestKey];
+        std::uint8_t* const rests = RestsUpTo(position);
+        std::memcpy(beginning, rests, std::size_t(kept));
+        std::memmove(rests - restOfNext + rest, rests - restOfNext, std::size_t(restOfNext));
+        std::memcpy(rests - restOfNext + rest - kept, beginning, std::size_t(kept));
+        std::uint8_t* const lowest = RestsEnd() - m_rests;
+        std::memmove(lowest + rest - kept, lowest, std::size_t(rests - restOfNext - lowest));
+        PutLengths(next, Shared(next) - kept, restOfNext + kept);
+        std::memmove(head, next, std::size_t(m_count - position) * leafHead);
+    }
+    --m_count;
+    m_rests = std::uint16_t(m_rests - rest + kept);
 }

@@ -132,6 +132,10 @@ int InsertAndSplit(IndexFile* index, IndexItem item)
     else
         InsertItem(way[lastSplit - 1].page, way[lastSplit - 1].position, item);
     MarkChanged(index, way, rootMoves ? 0 : lastSplit - 1, fresh, rootMoves);
+    if (splits > 0) {
+        tacompactpage(way.last().page);
+        tacompactpage(fresh.pages[0]);
+    }
     return 0;
 }
 
@@ -140,7 +144,7 @@ int Insert(IndexFile* index, const IndexItem& item)
     WayEnd end;
     if (FindEnd(index, SoughtItem(item), &end) != 0 || end.at.found)
         return -1;
-    if (end.number != 0 && taaddtoleaf(index, end.number, end.at.position, item))
+    if (end.number != 0 && taaddtoleaf(index, end.number, end.at, item))
         return 0;
     return InsertAndSplit(index, item);
 }

@@ -122,7 +122,7 @@ void taxkey(char* key, int length)
 IndexItem MakeItem(const char* key, std::uint32_t record)
 {
     IndexItem item{ record, 0, {} };
-    std::strncpy(item.key, key, longestKey);
+    std::memcpy(item.key, key, strnlen(key, longestKey));
     return item;
 }
 
@@ -146,12 +146,11 @@ void RemoveItem(IndexPage* page, int position)
     --page->count;
 }
 
-std::size_t SharedLength(const IndexItem& a, const IndexItem& b)
+std::size_t SharedLength(const char* a, const char* b)
 {
-    // Keys of items have room to be read eight bytes at a time.
     for (std::size_t at = 0;; at += wordSize) {
-        const std::uint64_t word = GetWord(a.key + at);
-        const unsigned byte = Compare(word, GetWord(b.key + at)).byte;
+        const std::uint64_t word = GetWord(a + at);
+        const unsigned byte = Compare(word, GetWord(b + at)).byte;
         if (byte < wordSize)
             return at + byte;
     }

@@ -82,8 +82,9 @@ inline int Order(int keys, std::uint32_t recordA, std::uint32_t recordB, int all
 void InsertItem(IndexPage* page, int position, const IndexItem& item);
 void RemoveItem(IndexPage* page, int position);
 
-// Bytes that two keys have in common, from the first one on.
-std::size_t SharedLength(const IndexItem& a, const IndexItem& b);
+// Bytes that two keys have in common, from the first one on. Both have room to be
+// read eight bytes at a time.
+std::size_t SharedLength(const char* a, const char* b);
 
 inline unsigned char FoldCase(char c)
 {
@@ -93,9 +94,20 @@ inline unsigned char FoldCase(char c)
 // Where an item stands in a page, or would stand.
 struct PagePosition {
     bool found;
+    // Bytes that the key has in common with the one at the position and with the
+    // next, if a compact page was searched for an item that is not in it.
+    std::uint8_t sharedBelow;
+    std::uint8_t sharedAbove;
     int position; // of the item, or of the last one below it (0: none)
     std::uint32_t record; // of the item, if found
     std::uint32_t child; // right of the position
+
+    PagePosition() = default;
+    PagePosition(bool isFound, int at, std::uint32_t recordThere, std::uint32_t childThere)
+        : found(isFound), sharedBelow(0), sharedAbove(0), position(at), record(recordThere),
+          child(childThere)
+    {
+    }
 };
 class SoughtItem;
 PagePosition SearchPage(const IndexPage& page, const SoughtItem& wanted, int allowDuplicates);

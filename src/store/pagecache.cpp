@@ -96,10 +96,25 @@ CachedPage*& Bucket(const IndexFile* owner, std::uint32_t number)
     return cache.bucketHeads[mixed >> (64 - bucketBits)];
 }
 
+bool Is(const CachedPage* page, const IndexFile* owner, std::uint32_t number)
+{
+    return page->number == number && page->owner == owner;
+}
+
+// The page, if none was used after it: the steps of a walk mostly stay on one page,
+// and a change follows a search.
+CachedPage* FindNewest(const IndexFile* owner, std::uint32_t number)
+{
+    for (CachedPage* const newest : { cache.buffered.newest, cache.compacted.newest })
+        if (newest && Is(newest, owner, number))
+            return newest;
+    return nullptr;
+}
+
 CachedPage* FindPage(const IndexFile* owner, std::uint32_t number)
 {
     CachedPage* page = Bucket(owner, number);
-    while (page && (page->owner != owner || page->number != number))
+    while (page && !Is(page, owner, number))
         page = page->nextInBucket;
     return page;
 }
@@ -224,10 +239,9 @@ int MakeRoom()
     return 0;
 }
 
-// Takes the buffer of the page that has one and was used longest ago.
-int EmptyBuffer()
+// Takes the page's buffer.
+int Compact(CachedPage* page)
 {
-    CachedPage* const page = cache.buffered.oldest;
     if (!page->compact)
         SetCompact(page, CompactPage(*page->buffer));
     if (!page->compact)
@@ -241,7 +255,7 @@ int EmptyBuffer()
 
 int TakeBuffer(IndexPage** buffer)
 {
-    if (cache.freeBuffers.empty() && EmptyBuffer() != 0)
+    if (cache.freeBuffers.empty() && Compact(cache.buffered.oldest) != 0)
         return -1;
     *buffer = cache.freeBuffers.back();
     cache.freeBuffers.pop_back();
@@ -273,9 +287,8 @@ int Fetch(IndexFile* index, std::uint32_t number)
 // The page, read into a buffer if it is not in memory, as the one used last.
 int Find(IndexFile* index, std::uint32_t number, CachedPage** page)
 {
-    // The steps of a walk mostly stay on one page.
-    *page = cache.buffered.newest;
-    if (*page && (*page)->owner == index && (*page)->number == number)
+    *page = FindNewest(index, number);
+    if (*page)
         return 0;
     *page = FindPage(index, number);
     if (*page) {
@@ -306,10 +319,10 @@ int ItemsOf(const CachedPage& page)
     return page.buffer ? page.buffer->count : page.compact.count();
 }
 
-template <typename Change> bool ChangeCompact(CachedPage* page, Change change)
+bool InsertInCompact(CachedPage* page, const PagePosition& at, const IndexItem& item)
 {
     cache.room -= RoomFor(page->compact);
-    const bool done = change();
+    const bool done = page->compact.InsertInLeaf(at, item);
     cache.room += RoomFor(page->compact);
     if (done)
         MarkChanged(page);
@@ -457,7 +470,8 @@ int tanewpage(IndexFile* index, std::uint32_t* number, IndexPage** page)
     IndexPage* buffer;
     if (MakeRoom() != 0 || TakeBuffer(&buffer) != 0)
         return -1;
-    std::memset(static_cast<void*>(buffer), 0, sizeof *buffer);
+    buffer->count = 0;
+    buffer->leftmost = 0;
     if (AddRec(index->dataFile, number, empty) != 0) {
         cache.freeBuffers.push_back(buffer);
         return -1;
@@ -468,22 +482,23 @@ int tanewpage(IndexFile* index, std::uint32_t* number, IndexPage** page)
     return 0;
 }
 
-bool taaddtoleaf(IndexFile* index, std::uint32_t number, int position, const IndexItem& item)
+bool taaddtoleaf(IndexFile* index, std::uint32_t number, const PagePosition& at,
+                 const IndexItem& item)
 {
-    CachedPage* const page = FindPage(index, number);
+    CachedPage* const page = FindNewest(index, number);
     if (!page || ItemsOf(*page) == pageItems)
         return false;
     if (page->buffer) {
-        InsertItem(page->buffer, position, item);
+        InsertItem(page->buffer, at.position, item);
         taupdatepage(page->buffer);
         return true;
     }
-    return ChangeCompact(page, [&] { return page->compact.InsertInLeaf(position, item); });
+    return InsertInCompact(page, at, item);
 }
 
 bool taremovefromleaf(IndexFile* index, std::uint32_t number, int position)
 {
-    CachedPage* const page = FindPage(index, number);
+    CachedPage* const page = FindNewest(index, number);
     const int least = number == index->rootPage ? 1 : pageOrder;
     if (!page || ItemsOf(*page) <= least)
         return false;
@@ -492,7 +507,9 @@ bool taremovefromleaf(IndexFile* index, std::uint32_t number, int position)
         taupdatepage(page->buffer);
         return true;
     }
-    return ChangeCompact(page, [&] { return page->compact.RemoveFromLeaf(position); });
+    page->compact.RemoveFromLeaf(position);
+    MarkChanged(page);
+    return true;
 }
 
 void taupdatepage(IndexPage* page)
@@ -501,6 +518,11 @@ void taupdatepage(IndexPage* page)
     cache.heads[NumberOf(page)].Forget();
     MarkChanged(&changed);
     SetCompact(&changed, CompactPage());
+}
+
+void tacompactpage(IndexPage* page)
+{
+    Compact(&PageOf(page));
 }
 
 void ForgetChanges(IndexPage* page)

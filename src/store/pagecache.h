@@ -31,13 +31,14 @@ int tagetpage(IndexFile* index, std::uint32_t number, IndexPage** page);
 int tasearchpage(IndexFile* index, std::uint32_t number, const SoughtItem& wanted,
                  PagePosition* position);
 
-// Puts an item into a leaf just searched, behind the one at `position`, or takes
-// that one out, in whichever form the leaf is in memory. False, with nothing
-// changed, if more pages than this one would have to change.
-bool taaddtoleaf(IndexFile* index, std::uint32_t number, int position, const IndexItem& item);
+// Puts an item into a leaf, where the last search came to, or takes one out there,
+// in whichever form the leaf is in memory. False, with nothing changed, if more pages
+// than this one would have to change.
+bool taaddtoleaf(IndexFile* index, std::uint32_t number, const PagePosition& at,
+                 const IndexItem& item);
 bool taremovefromleaf(IndexFile* index, std::uint32_t number, int position);
 
-// A page with a new number, a freed one first; all zeros.
+// A page with a new number, a freed one first; without items.
 int tanewpage(IndexFile* index, std::uint32_t* number, IndexPage** page);
 
 // Says that a page was changed. Pages are written in the order of these calls,
@@ -47,6 +48,10 @@ void taupdatepage(IndexPage* page);
 
 // Takes that back, for a page that no longer belongs to the tree.
 void ForgetChanges(IndexPage* page);
+
+// Says that a page in a buffer, which is in the processor's caches now, will not be
+// worked on soon, so that the buffer serves for the next one.
+void tacompactpage(IndexPage* page);
 
 // Sets the root, at this point of that order.
 void SetRootPage(IndexFile* index, std::uint32_t number);

@@ -9,6 +9,15 @@
 #include "store/indexpage.h"
 #include "store/keyword.h"
 
+#include <algorithm>
+
+// The bytes that two keys have in common, from the first one on: with letters of
+// either case taken for the same, and without.
+struct SharedKeys {
+    int folded;
+    int exact;
+};
+
 class SoughtItem
 {
 public:
@@ -16,9 +25,10 @@ public:
     SoughtItem(const char* key, std::uint32_t record) : m_record(record)
     {
         const std::size_t length = strnlen(key, longestKey);
-        std::memcpy(m_key, key, length);
-        for (std::size_t at = 0; at < length; at += wordSize)
-            PutWord(m_key + at, FoldWord(WordAt(at)));
+        std::memcpy(m_exact, key, length);
+        std::memset(m_exact + length, 0, zeros);
+        for (std::size_t at = 0; at < length + 2 * wordSize; at += wordSize)
+            PutWord(m_key + at, FoldWord(GetWord(m_exact + at)));
     }
     explicit SoughtItem(const IndexItem& item) : SoughtItem(item.key, item.record) { }
 
@@ -33,22 +43,21 @@ public:
         return Order(keys.difference, m_record, item.record, allowDuplicates);
     }
 
-    // The same with an item whose key has its first bytes, `from`, in common with
-    // this one, and `rest` behind them, of which the seven bytes behind may be
-    // read. *matched is then the number of bytes that the keys have in common.
+    // The same with an item whose key has its first bytes, `from`, in common with a
+    // key that shares no fewer with this one, and `rest` behind them, of which the
+    // seven bytes behind may be read. *with tells what that key shares with this
+    // one, and then what the item's does.
     int CompareRest(int from, const std::uint8_t* rest, int length, std::uint32_t record,
-                    int allowDuplicates, int* matched) const
+                    int allowDuplicates, SharedKeys* with) const
     {
-        for (int at = 0;; at += int(wordSize)) {
-            std::uint64_t other = FoldWord(GetWord(rest + at));
-            if (length - at < int(wordSize))
-                other = FirstBytes(other, unsigned(length - at));
-            const WordDifference keys = ::Compare(WordAt(std::size_t(from + at)), other);
-            if (keys.byte < wordSize) {
-                *matched = from + at + int(keys.byte);
-                return Order(keys.difference, m_record, record, allowDuplicates);
-            }
+        // Mostly the first byte decides.
+        const int first = length > 0 ? FoldCase(char(*rest)) : 0;
+        const int difference = int(static_cast<unsigned char>(m_key[from])) - first;
+        if (difference != 0) {
+            *with = { from, std::min(with->exact, from) };
+            return difference;
         }
+        return CompareWords(from, rest, length, record, allowDuplicates, with);
     }
 
     // The number of bytes that the key has in common with another.
@@ -60,6 +69,29 @@ public:
     }
 
 private:
+    // A call of it would cost more than it does.
+    [[gnu::always_inline]] int CompareWords(int from, const std::uint8_t* rest, int length,
+                                            std::uint32_t record, int allowDuplicates,
+                                            SharedKeys* with) const
+    {
+        // The first byte that differs in case only, or not only.
+        int unlike = from <= with->exact ? longestKey : with->exact;
+        for (int at = 0;; at += int(wordSize)) {
+            std::uint64_t other = GetWord(rest + at);
+            if (length - at < int(wordSize))
+                other = FirstBytes(other, unsigned(length - at));
+            const std::uint64_t bits = other ^ GetWord(m_exact + from + at);
+            if (bits != 0)
+                unlike = std::min(unlike, from + at + __builtin_ctzll(bits) / 8);
+            const WordDifference keys = ::Compare(WordAt(std::size_t(from + at)), FoldWord(other));
+            if (keys.byte < wordSize) {
+                with->folded = from + at + int(keys.byte);
+                with->exact = std::min(unlike, with->folded);
+                return Order(keys.difference, m_record, record, allowDuplicates);
+            }
+        }
+    }
+
     WordDifference CompareKey(const char* key, std::size_t* matched) const
     {
         for (std::size_t at = 0;; at += wordSize) {
@@ -73,5 +105,9 @@ private:
     }
 
     std::uint32_t m_record;
-    char m_key[longestKey + 2 * wordSize + 2]{}; // zeros behind the key
+    // Behind the key, so that two words can be read from any byte of it.
+    static constexpr std::size_t zeros = 3 * wordSize;
+
+    char m_exact[longestKey + zeros];
+    char m_key[longestKey + zeros];
 };

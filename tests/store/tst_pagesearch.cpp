@@ -2,7 +2,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
 // The searches of pages, which read keys eight bytes at a time, beside a plain
-// scan with tacompkeys. PAKMART_TEST_SEED repeats a run.
+// scan with tacompkeys, and compact pages beside the pages that they stand for.
+// PAKMART_TEST_SEED repeats a run.
 
 #include "store/compactpage.h"
 #include "store/keyword.h"
@@ -96,6 +97,24 @@ IndexItem RandomWanted(Random& random, const IndexPage& page, const std::string&
     return MakeItem(key.c_str(), random.Below(2) == 0 ? item.record : random.Below(4));
 }
 
+// What is different, or nothing.
+QString Difference(const CompactPage& compact, const IndexPage& page)
+{
+    const auto expanded = std::make_unique<IndexPage>();
+    compact.Expand(expanded.get());
+    if (expanded->count != page.count || compact.count() != page.count)
+        return QString("%1 items for %2").arg(expanded->count).arg(page.count);
+    for (int i = 0; i <= page.count; ++i)
+        if (expanded->Child(i) != page.Child(i))
+            return QString("child %1").arg(i);
+    for (int i = 1; i <= page.count; ++i) {
+        const IndexItem& item = expanded->items[i];
+        if (item.record != page.items[i].record || std::strcmp(item.key, page.items[i].key) != 0)
+            return QString("item %1: %2 for %3").arg(i).arg(item.key, page.items[i].key);
+    }
+    return QString();
+}
+
 } // namespace
 
 class TestPageSearch : public QObject
@@ -105,6 +124,11 @@ class TestPageSearch : public QObject
 private slots:
     void everySearchFindsWhatAScanFinds_data();
     void everySearchFindsWhatAScanFinds();
+    void compactPagesExpandToWhatTheyWere_data() { everySearchFindsWhatAScanFinds_data(); }
+    void compactPagesExpandToWhatTheyWere();
+    void compactLeavesChangeAsPagesDo_data() { everySearchFindsWhatAScanFinds_data(); }
+    void compactLeavesChangeAsPagesDo();
+    void lettersOfEitherCaseSurviveInACompactLeaf();
     void wordsAreFoldedAsBytesAre();
     void headsFollowThePage();
 };
@@ -144,6 +168,73 @@ void TestPageSearch::everySearchFindsWhatAScanFinds()
         }
     }
     QVERIFY(found > 1000);
+}
+
+void TestPageSearch::compactPagesExpandToWhatTheyWere()
+{
+    QFETCH(const QByteArray, begin);
+    QFETCH(const int, longest);
+    QFETCH(const int, duplicates);
+    Random random = Random::Announced();
+    for (int round = 0; round < 3000; ++round) {
+        const auto page = RandomPage(random, begin.toStdString(), longest, duplicates);
+        QCOMPARE(Difference(CompactPage(*page), *page), QString());
+    }
+}
+
+void TestPageSearch::compactLeavesChangeAsPagesDo()
+{
+    QFETCH(const QByteArray, begin);
+    QFETCH(const int, longest);
+    QFETCH(const int, duplicates);
+    Random random = Random::Announced();
+    int added = 0;
+    int removed = 0;
+    for (int round = 0; round < 1000; ++round) {
+        const auto page = RandomPage(random, begin.toStdString(), longest, duplicates);
+        page->leftmost = 0;
+        for (IndexItem& item : page->items)
+            item.child = 0;
+        CompactPage compact(*page);
+        for (int i = 0; i < 40; ++i) {
+            const IndexItem item = RandomWanted(random, *page, begin.toStdString(), longest);
+            const PagePosition at = compact.Search(SoughtItem(item), duplicates);
+            if (!at.found && page->count < pageItems) {
+                QVERIFY(compact.InsertInLeaf(at, item));
+                InsertItem(page.get(), at.position, item);
+                ++added;
+            } else if (at.found && page->count > 1) {
+                compact.RemoveFromLeaf(at.position);
+                RemoveItem(page.get(), at.position);
+                ++removed;
+            }
+            QCOMPARE(Difference(compact, *page), QString());
+            const IndexItem wanted = RandomWanted(random, *page, begin.toStdString(), longest);
+            QVERIFY2(compact.Search(SoughtItem(wanted), duplicates)
+                         == Scan(*page, wanted, duplicates),
+                     wanted.key);
+        }
+    }
+    QVERIFY(added > 1000);
+    QVERIFY(removed > 1000);
+}
+
+// The keys around the new one have more in common than it has with either: their
+// first letter.
+void TestPageSearch::lettersOfEitherCaseSurviveInACompactLeaf()
+{
+    const auto page = std::make_unique<IndexPage>();
+    InsertItem(page.get(), 0, MakeItem("Aab", 1));
+    InsertItem(page.get(), 1, MakeItem("Aab", 3));
+    InsertItem(page.get(), 2, MakeItem("aabc", 1));
+    CompactPage compact(*page);
+    const IndexItem between = MakeItem("aab", 2);
+    QVERIFY(compact.InsertInLeaf(compact.Search(SoughtItem(between), 1), between));
+    InsertItem(page.get(), 1, between);
+    QCOMPARE(Difference(compact, *page), QString());
+    compact.RemoveFromLeaf(2);
+    RemoveItem(page.get(), 2);
+    QCOMPARE(Difference(compact, *page), QString());
 }
 
 void TestPageSearch::wordsAreFoldedAsBytesAre()
