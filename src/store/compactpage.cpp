@@ -63,29 +63,28 @@ std::uint32_t Record(const std::uint8_t* head)
     return Get(head + 2);
 }
 
-std::uint32_t ChildAt(const std::uint8_t* head)
-{
-    return Get(head + leafHead);
-}
-
 void PutLengths(std::uint8_t* head, int shared, int rest)
 {
     head[0] = std::uint8_t(shared);
     head[1] = std::uint8_t(rest);
 }
 
+// A part of a key that has that length, from or to the key of an item.
+void CopyKeyBytes(void* to, const void* from, std::size_t count, std::size_t keyLength)
+{
+    if (keyLength <= steppedLength)
+        CopyStepped(to, from, count);
+    else
+        std::memcpy(to, from, count);
+}
+
 // Makes a key of that of the item before it.
-void MakeKey(const char* before, const std::uint8_t* head, const std::uint8_t* restBytes, char* key)
+void MakeKey(const char* before, const std::uint8_t* head, const std::uint8_t* rests, char* key)
 {
     const auto shared = std::size_t(Shared(head));
     const auto rest = std::size_t(Rest(head));
-    if (shared + rest <= steppedLength) {
-        CopyStepped(key, before, shared);
-        CopyStepped(key + shared, restBytes, rest);
-    } else {
-        std::memcpy(key, before, shared);
-        std::memcpy(key + shared, restBytes, rest);
-    }
+    CopyKeyBytes(key, before, shared, shared + rest);
+    CopyKeyBytes(key + shared, rests, rest, shared + rest);
     key[shared + rest] = 0;
 }
 
@@ -110,9 +109,11 @@ std::uint8_t* CompactPage::RestsEnd() const
 // Where the rests of the items up to `position` begin.
 std::uint8_t* CompactPage::RestsUpTo(int position) const
 {
+    const std::size_t headLength = HeadLength();
+    const std::uint8_t* head = Head(1);
     std::uint8_t* rests = RestsEnd();
-    for (int i = 1; i <= position; ++i)
-        rests -= Rest(Head(i));
+    for (int i = 1; i <= position; ++i, head += headLength)
+        rests -= Rest(head);
     return rests;
 }
 
@@ -137,23 +138,25 @@ CompactPage::CompactPage(const IndexPage& page) : m_count(page.count), m_inner(p
         return;
     if (m_inner)
         Put(m_bytes.get(), page.leftmost);
-    std::uint8_t* rests = RestsEnd();
-    std::memset(rests, 0, step);
-    for (int i = 1; i <= m_count; ++i) {
+    std::memset(RestsEnd(), 0, step);
+    // From the lowest rest on, as each is copied over the beginning of the next.
+    std::uint8_t* rests = RestsEnd() - m_rests;
+    for (int i = m_count; i > 0; --i) {
         std::uint8_t* const head = Head(i);
+        const IndexItem& item = page.items[i];
         PutLengths(head, shared[i], rest[i]);
-        Put(head + 2, page.items[i].record);
+        Put(head + 2, item.record);
         if (m_inner)
-            Put(head + leafHead, page.items[i].child);
-        rests -= rest[i];
-        std::memcpy(rests, page.items[i].key + shared[i], rest[i]);
+            Put(head + leafHead, item.child);
+        CopyKeyBytes(rests, item.key + shared[i], rest[i], shared[i] + rest[i]);
+        rests += rest[i];
     }
 }
 
 void CompactPage::Expand(IndexPage* page) const
 {
     page->count = m_count;
-    page->leftmost = m_inner ? Get(m_bytes.get()) : 0;
+    page->leftmost = Child(0);
     const std::size_t headLength = HeadLength();
     const std::uint8_t* head = Head(1);
     const std::uint8_t* rests = RestsEnd();
@@ -162,37 +165,47 @@ void CompactPage::Expand(IndexPage* page) const
         rests -= Rest(head);
         IndexItem& item = page->items[i];
         item.record = Record(head);
-        item.child = m_inner ? ChildAt(head) : 0;
+        item.child = m_inner ? Get(head + leafHead) : 0;
         MakeKey(before, head, rests, item.key);
         before = item.key;
     }
 }
 
+// Of an item; position 0 asks for the leftmost one.
+std::uint32_t CompactPage::Child(int position) const
+{
+    if (!m_inner)
+        return 0;
+    return Get(position == 0 ? m_bytes.get() : Head(position) + leafHead);
+}
+
 PagePosition CompactPage::Search(const SoughtItem& wanted, int allowDuplicates) const
 {
-    PagePosition at(false, 0, 0, m_inner ? Get(m_bytes.get()) : 0);
     const std::size_t headLength = HeadLength();
     const std::uint8_t* head = Head(1);
     const std::uint8_t* rests = RestsEnd();
-    SharedKeys with{ 0, 0 }; // the item before
-    for (int i = 1; i <= m_count; ++i, head += headLength) {
+    SharedKeys below{ 0, 0 }; // with the item before
+    int sharedAbove = 0;
+    int position = 0;
+    for (; position < m_count; ++position, head += headLength) {
         rests -= Rest(head);
         // What has more in common with the item before is below like that one.
-        if (Shared(head) <= with.folded) {
-            const int order = wanted.CompareRest(Shared(head), rests, Rest(head), Record(head),
-                                                 allowDuplicates, &with);
-            if (order == 0)
-                return { true, i, Record(head), m_inner ? ChildAt(head) : 0 };
-            if (order < 0) {
-                at.sharedAbove = std::uint8_t(with.exact);
-                break;
-            }
-            at.sharedBelow = std::uint8_t(with.exact);
+        if (Shared(head) > below.folded)
+            continue;
+        SharedKeys with = below;
+        const int order = wanted.CompareRest(Shared(head), rests, Rest(head), Record(head),
+                                             allowDuplicates, &with);
+        if (order == 0)
+            return { true, position + 1, Record(head), Child(position + 1) };
+        if (order < 0) {
+            sharedAbove = with.exact;
+            break;
         }
-        at.position = i;
-        if (m_inner)
-            at.child = ChildAt(head);
+        below = with;
     }
+    PagePosition at(false, position, 0, Child(position));
+    at.sharedBelow = std::uint8_t(below.exact);
+    at.sharedAbove = std::uint8_t(sharedAbove);
     return at;
 }
 

@@ -41,6 +41,7 @@ private:
     std::uint8_t* Head(int item) const;
     std::uint8_t* RestsEnd() const;
     std::uint8_t* RestsUpTo(int position) const;
+    std::uint32_t Child(int position) const;
     bool MakeRoom(int bytes);
     void MoveBehind(int position, std::uint8_t* rests, int rest, int taken);
     bool Rebuild(int position, const IndexItem& item);

@@ -47,10 +47,11 @@ public:
     // key that shares no fewer with this one, and `rest` behind them, of which the
     // seven bytes behind may be read. *with tells what that key shares with this
     // one, and then what the item's does.
-    int CompareRest(int from, const std::uint8_t* rest, int length, std::uint32_t record,
-                    int allowDuplicates, SharedKeys* with) const
+    [[gnu::always_inline]] int CompareRest(int from, const std::uint8_t* rest, int length,
+                                           std::uint32_t record, int allowDuplicates,
+                                           SharedKeys* with) const
     {
-        // Mostly the first byte decides.
+        // Mostly the first byte decides: not worth a call.
         const int first = length > 0 ? FoldCase(char(*rest)) : 0;
         const int difference = int(static_cast<unsigned char>(m_key[from])) - first;
         if (difference != 0) {
@@ -69,10 +70,8 @@ public:
     }
 
 private:
-    // A call of it would cost more than it does.
-    [[gnu::always_inline]] int CompareWords(int from, const std::uint8_t* rest, int length,
-                                            std::uint32_t record, int allowDuplicates,
-                                            SharedKeys* with) const
+    int CompareWords(int from, const std::uint8_t* rest, int length, std::uint32_t record,
+                     int allowDuplicates, SharedKeys* with) const
     {
         // The first byte that differs in case only, or not only.
         int unlike = from <= with->exact ? longestKey : with->exact;
