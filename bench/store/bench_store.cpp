@@ -10,8 +10,9 @@
 // TMPDIR, or /tmp) that is removed after it. They take turns, N times (5). What
 // is printed are medians: ours in microseconds an operation, all others as a
 // ratio to ours. `calls` is the system calls of ours without the rest of it,
-// `shared` is SQLite with its journal and locks. With --cpu processor time is
-// measured in place of the time that passed.
+// `held` is ours with files that stay open, `shared` is SQLite with its journal
+// and locks. With --cpu processor time is measured in place of the time that
+// passed.
 //
 //     bench_store --strace [--only NAME,NAME...] [--folder FOLDER] SIZE...
 //
@@ -50,6 +51,7 @@ struct Entry {
 constexpr Entry entries[] = {
     { "ours", MeasureOurs },
     { "calls", MeasureCalls },
+    { "held", Measure<MakeOursHeld> },
     { "sqlite", Measure<MakeSqlite> },
     { "sqlite-each", Measure<MakeSqliteEach> },
     { "shared", Measure<MakeSqliteShared> },

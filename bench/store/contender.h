@@ -41,6 +41,8 @@ using ContenderPtr = std::unique_ptr<Contender>;
 
 // Each makes an empty store in a folder, and is in a file of its own.
 ContenderPtr MakeOurs(const std::string& folder);
+// With its files open all the time.
+ContenderPtr MakeOursHeld(const std::string& folder);
 // With its cheapest settings, a phase in one transaction or each change in one.
 ContenderPtr MakeSqlite(const std::string& folder);
 ContenderPtr MakeSqliteEach(const std::string& folder);

@@ -6,6 +6,7 @@
 
 #include "store/contender.h"
 
+#include "catalog/heldfiles.h"
 #include "store/indexfile.h"
 #include "store/indexpage.h"
 
@@ -97,9 +98,29 @@ private:
     Record m_record;
 };
 
+// The same where the files stay open between transfers, which the library has while
+// it fills a catalog that nobody else knows yet.
+class OursHeld : private HeldFiles, public Ours
+{
+public:
+    using Ours::Ours;
+
+    void Commit() override
+    {
+        Ours::Commit();
+        CloseAll();
+        Require(nothingFailed(), "the files");
+    }
+};
+
 } // namespace
 
 ContenderPtr MakeOurs(const std::string& folder)
 {
     return std::make_unique<Ours>(folder);
+}
+
+ContenderPtr MakeOursHeld(const std::string& folder)
+{
+    return std::make_unique<OursHeld>(folder);
 }
