@@ -20,7 +20,7 @@
 constexpr std::uint16_t PAGESTACKSIZE = 512;
 
 // Bytes for pages in compact form, and what is kept of all pages in memory.
-constexpr std::size_t standardCompactRoom = 19 * 1024 * 1024 / 2;
+constexpr std::size_t standardCompactRoom = 9 * 1024 * 1024;
 void SetCompactRoom(std::size_t bytes);
 
 // The page's address, or -1 and null: it could not be read (or the page that
