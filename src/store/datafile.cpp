@@ -139,6 +139,21 @@ int EndChange(DataFile* file)
     return taerror == taNoError ? 0 : -1;
 }
 
+// Bytes written, or -1 with the reason in taerror, which is `failed` for the write
+// itself.
+ssize_t WriteRecs(DataFile* file, std::uint32_t first, const void* records, std::uint32_t count,
+                  std::int32_t failed)
+{
+    file->headerDirty = 1;
+    const OpenStoreFile open(file->fileName);
+    if (Reach(file, open, first) != 0)
+        return -1;
+    const std::size_t size = std::size_t(count) * std::size_t(file->recordLength);
+    const ssize_t put = storeFiles().Write(file->fd, records, size);
+    SetError(put < 0 ? failed : taNoError);
+    return put;
+}
+
 // Makes record `number` the head of the chain of deleted ones.
 int LinkDeleted(DataFile* file, std::uint32_t number)
 {
@@ -320,24 +335,15 @@ std::uint32_t GetBigRec(DataFile* file, std::uint32_t first, void* records, std:
 
 int PutBigRec(DataFile* file, std::uint32_t first, const void* records, std::uint32_t count)
 {
-    file->headerDirty = 1;
-    const OpenStoreFile open(file->fileName);
-    if (Reach(file, open, first) != 0)
-        return -1;
-    const std::size_t size = std::size_t(count) * std::size_t(file->recordLength);
-    const ssize_t put = storeFiles().Write(file->fd, records, size);
-    return SetError(put < 0 ? taBulkWriteFailed : taNoError);
+    return WriteRecs(file, first, records, count, taBulkWriteFailed) < 0 ? -1 : 0;
 }
 
 int PutAllRecs(DataFile* file, std::uint32_t first, const void* records, std::uint32_t count)
 {
-    file->headerDirty = 1;
-    const OpenStoreFile open(file->fileName);
-    if (Reach(file, open, first) != 0)
+    const ssize_t put = WriteRecs(file, first, records, count, taWriteFailed);
+    if (put < 0)
         return -1;
-    const std::size_t size = std::size_t(count) * std::size_t(file->recordLength);
-    const ssize_t put = storeFiles().Write(file->fd, records, size);
-    return SetError(put >= 0 && std::size_t(put) == size ? taNoError : taWriteFailed);
+    return SetError(put == ssize_t(count) * file->recordLength ? taNoError : taWriteFailed);
 }
 
 int AddBigRec(DataFile* file, std::uint32_t* first, const void* records, std::uint32_t count)
