@@ -41,9 +41,10 @@ bool taremovefromleaf(IndexFile* index, std::uint32_t number, int position);
 // A page with a new number, a freed one first; without items.
 int tanewpage(IndexFile* index, std::uint32_t* number, IndexPage** page);
 
-// Says that a page was changed. Pages are written in the order of these calls,
-// by their last one: an operation makes them so that the file is whole, for
-// every item that was in it before, between any two writes.
+// Says that a page was changed. With flushing on, pages are written in the order of
+// these calls, by their last one: an operation makes them so that the file is whole,
+// for every item that was in it before, between any two writes. Without, they are
+// written in the order of the file.
 void taupdatepage(IndexPage* page);
 
 // Takes that back, for a page that no longer belongs to the tree.

@@ -73,7 +73,7 @@ private:
     int CompareWords(int from, const std::uint8_t* rest, int length, std::uint32_t record,
                      int allowDuplicates, SharedKeys* with) const
     {
-        // The first byte that differs in case only, or not only.
+        // The first byte that is not the same, be it in case only.
         int unlike = from <= with->exact ? longestKey : with->exact;
         for (int at = 0;; at += int(wordSize)) {
             std::uint64_t other = GetWord(rest + at);

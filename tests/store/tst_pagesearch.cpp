@@ -131,6 +131,7 @@ private slots:
     void lettersOfEitherCaseSurviveInACompactLeaf();
     void wordsAreFoldedAsBytesAre();
     void headsFollowThePage();
+    void headsStayWithinKeysOfFullLength();
 };
 
 void TestPageSearch::everySearchFindsWhatAScanFinds_data()
@@ -267,6 +268,25 @@ void TestPageSearch::headsFollowThePage()
     page.items[1] = MakeItem("mink", 1); // as many as before
     heads.Forget();
     QCOMPARE(heads.Search(page, SoughtItem("lynx", 0), 0).position, 0);
+}
+
+// The last key of a full page ends where the page does.
+void TestPageSearch::headsStayWithinKeysOfFullLength()
+{
+    const auto page = std::make_unique<IndexPage>();
+    page->leftmost = 1;
+    const std::string key(longestKey, 'p');
+    for (int i = 0; i < pageItems; ++i)
+        InsertItem(page.get(), i, MakeItem(key.c_str(), std::uint32_t(2 * i)));
+    PageHeads heads;
+    for (int i = 0; i < pageItems; ++i) {
+        const SoughtItem there(key.c_str(), std::uint32_t(2 * i));
+        QVERIFY(heads.Search(*page, there, 1).found);
+        QCOMPARE(heads.Search(*page, there, 1).position, i + 1);
+        const SoughtItem between(key.c_str(), std::uint32_t(2 * i + 1));
+        QVERIFY(!heads.Search(*page, between, 1).found);
+        QCOMPARE(heads.Search(*page, between, 1).position, i + 1);
+    }
 }
 
 QTEST_APPLESS_MAIN(TestPageSearch)
