@@ -12,144 +12,140 @@
 namespace
 {
 
-// Bytes are read and copied eight at a time, up to seven more than asked for.
+// Bytes are read and copied eight at a time, up to eight more than asked for.
 constexpr std::size_t step = wordSize;
 // Up to here that stays within the key of an item.
-constexpr std::size_t steppedLength = sizeof IndexItem::key - step;
+constexpr int steppedLength = int(sizeof IndexItem::key - step);
 
-constexpr std::size_t leftmostLength = 4;
-// The number of bytes shared with the key before, that of the rest, the record.
-constexpr int leafHead = 1 + 1 + 4;
-// The child behind them.
-constexpr int innerHead = leafHead + 4;
+// Before the first one.
+constexpr IndexItem noKey{};
 
-// What a page that grows gets for the items to come.
-constexpr int slack = 64;
+// What a leaf that grows gets for the items to come.
+constexpr std::size_t slack = 64;
 
+constexpr int cacheLine = 64;
+
+// Mostly there are no more than two steps, which need no call.
 void CopyStepped(void* to, const void* from, std::size_t count)
 {
     auto* target = static_cast<char*>(to);
     auto* source = static_cast<const char*>(from);
-    for (std::size_t done = 0; done < count; done += step)
-        std::memcpy(target + done, source + done, step);
-}
-
-void Put(std::uint8_t* bytes, std::uint32_t value)
-{
-    std::memcpy(bytes, &value, sizeof value);
-}
-
-std::uint32_t Get(const std::uint8_t* bytes)
-{
-    std::uint32_t value;
-    std::memcpy(&value, bytes, sizeof value);
-    return value;
-}
-
-// ---- a head ----
-
-int Shared(const std::uint8_t* head)
-{
-    return head[0];
-}
-
-int Rest(const std::uint8_t* head)
-{
-    return head[1];
-}
-
-std::uint32_t Record(const std::uint8_t* head)
-{
-    return Get(head + 2);
-}
-
-void PutLengths(std::uint8_t* head, int shared, int rest)
-{
-    head[0] = std::uint8_t(shared);
-    head[1] = std::uint8_t(rest);
+    std::memcpy(target, source, step);
+    if (count > step)
+        std::memcpy(target + step, source + step, step);
+    if (count > 2 * step)
+        std::memcpy(target + 2 * step, source + 2 * step, count - 2 * step);
 }
 
 // A part of a key that has that length, from or to the key of an item.
-void CopyKeyBytes(void* to, const void* from, std::size_t count, std::size_t keyLength)
+void CopyKeyBytes(void* to, const void* from, int count, int keyLength)
 {
     if (keyLength <= steppedLength)
-        CopyStepped(to, from, count);
+        CopyStepped(to, from, std::size_t(count));
     else
-        std::memcpy(to, from, count);
+        std::memcpy(to, from, std::size_t(count));
 }
 
-// Makes a key of that of the item before it.
-void MakeKey(const char* before, const std::uint8_t* head, const std::uint8_t* rests, char* key)
+// What a head begins with: the lower, the more is shared, and then as the first byte
+// of the rest is.
+std::uint16_t MakeOrder(int shared, int first)
 {
-    const auto shared = std::size_t(Shared(head));
-    const auto rest = std::size_t(Rest(head));
-    CopyKeyBytes(key, before, shared, shared + rest);
-    CopyKeyBytes(key + shared, rests, rest, shared + rest);
-    key[shared + rest] = 0;
+    return std::uint16_t((UINT8_MAX - shared) << 8 | first);
+}
+
+std::uint16_t MakeOrder(int shared, const std::uint8_t* rest, int length)
+{
+    return MakeOrder(shared, length > 0 ? FoldCase(char(*rest)) : 0);
 }
 
 } // namespace
 
-std::size_t CompactPage::HeadLength() const
+// To where the rests up to each are so many bytes more.
+void CompactPage::MoveHeads(const Head* first, const Head* end, Head* to, int more)
 {
-    return m_inner ? innerHead : leafHead;
+    std::memmove(to, first, std::size_t(end - first) * sizeof(Head));
+    for (Head* const last = to + (end - first); to != last; ++to)
+        to->end = std::uint16_t(to->end + more);
 }
 
-std::uint8_t* CompactPage::Head(int item) const
+int CompactPage::Shared(int item) const
 {
-    return m_bytes.get() + (m_inner ? leftmostLength : 0) + std::size_t(item - 1) * HeadLength();
+    return UINT8_MAX - (m_heads[item].order >> 8);
+}
+
+int CompactPage::RestLength(int item) const
+{
+    return m_heads[item].end - m_heads[item - 1].end;
+}
+
+std::uint8_t* CompactPage::Rest(int item) const
+{
+    return RestsEnd() - m_heads[item].end;
 }
 
 // Behind it is a step that is read with the last bytes.
 std::uint8_t* CompactPage::RestsEnd() const
 {
-    return m_bytes.get() + m_size - step;
+    return reinterpret_cast<std::uint8_t*>(m_heads.get() + m_length) - step;
 }
 
-// Where the rests of the items up to `position` begin.
-std::uint8_t* CompactPage::RestsUpTo(int position) const
+// Behind the heads of an inner page.
+std::uint8_t* CompactPage::Children() const
 {
-    const std::size_t headLength = HeadLength();
-    const std::uint8_t* head = Head(1);
-    std::uint8_t* rests = RestsEnd();
-    for (int i = 1; i <= position; ++i, head += headLength)
-        rests -= Rest(head);
-    return rests;
+    return reinterpret_cast<std::uint8_t*>(m_heads.get() + m_count + 1);
+}
+
+// Right of a position.
+std::uint32_t CompactPage::Child(int position) const
+{
+    std::uint32_t child = 0;
+    if (m_inner)
+        std::memcpy(&child, Children() + std::size_t(position) * sizeof child, sizeof child);
+    return child;
+}
+
+// Makes the block, for as many items and so many bytes beside their heads. False if
+// there is no memory.
+bool CompactPage::Allocate(int count, std::size_t bytes)
+{
+    const std::size_t length = std::size_t(count) + 1 + (bytes + step - 1) / sizeof(Head) + 1;
+    std::unique_ptr<Head[]> heads(new (std::nothrow) Head[length]);
+    if (!heads)
+        return false;
+    m_heads = std::move(heads);
+    m_length = std::uint16_t(length);
+    m_heads[0] = { 0, 0, 0 };
+    std::memset(RestsEnd(), 0, step);
+    return true;
 }
 
 CompactPage::CompactPage(const IndexPage& page) : m_count(page.count), m_inner(page.leftmost != 0)
 {
-    std::uint8_t shared[pageItems + 1];
-    std::uint8_t rest[pageItems + 1];
-    const IndexItem none{};
-    const char* before = none.key;
+    Head heads[pageItems + 1];
+    heads[0] = { 0, 0, 0 };
+    const char* before = noKey.key;
     for (int i = 1; i <= m_count; ++i) {
         const char* const key = page.items[i].key;
-        const std::size_t common = SharedLength(before, key);
-        shared[i] = std::uint8_t(common);
-        rest[i] = std::uint8_t(LengthOfKey(key, common) - common);
-        m_rests = std::uint16_t(m_rests + rest[i]);
+        const std::size_t shared = SharedLength(before, key);
+        const std::size_t rest = LengthOfKey(key, shared) - shared;
+        heads[i].order = MakeOrder(int(shared), FoldCase(key[shared]));
+        heads[i].end = std::uint16_t(heads[i - 1].end + rest);
+        heads[i].record = page.items[i].record;
         before = key;
     }
-    const std::size_t heads = (m_inner ? leftmostLength : 0) + m_count * HeadLength();
-    m_size = std::uint16_t(heads + m_rests + step);
-    m_bytes.reset(new (std::nothrow) std::uint8_t[m_size]);
-    if (!m_bytes)
+    const std::size_t children = m_inner ? (m_count + 1) * sizeof page.leftmost : 0;
+    if (!Allocate(m_count, children + heads[m_count].end))
         return;
-    if (m_inner)
-        Put(m_bytes.get(), page.leftmost);
-    std::memset(RestsEnd(), 0, step);
+    std::copy(heads + 1, heads + m_count + 1, &m_heads[1]);
     // From the lowest rest on, as each is copied over the beginning of the next.
-    std::uint8_t* rests = RestsEnd() - m_rests;
     for (int i = m_count; i > 0; --i) {
-        std::uint8_t* const head = Head(i);
-        const IndexItem& item = page.items[i];
-        PutLengths(head, shared[i], rest[i]);
-        Put(head + 2, item.record);
-        if (m_inner)
-            Put(head + leafHead, item.child);
-        CopyKeyBytes(rests, item.key + shared[i], rest[i], shared[i] + rest[i]);
-        rests += rest[i];
+        const int shared = Shared(i);
+        const int rest = RestLength(i);
+        CopyKeyBytes(Rest(i), page.items[i].key + shared, rest, shared + rest);
+    }
+    for (int i = 0; i <= m_count && m_inner; ++i) {
+        const std::uint32_t child = page.Child(i);
+        std::memcpy(Children() + std::size_t(i) * sizeof child, &child, sizeof child);
     }
 }
 
@@ -157,121 +153,120 @@ void CompactPage::Expand(IndexPage* page) const
 {
     page->count = m_count;
     page->leftmost = Child(0);
-    const std::size_t headLength = HeadLength();
-    const std::uint8_t* head = Head(1);
-    const std::uint8_t* rests = RestsEnd();
-    const char* before = "";
-    for (int i = 1; i <= m_count; ++i, head += headLength) {
-        rests -= Rest(head);
+    const char* before = noKey.key;
+    for (int i = 1; i <= m_count; ++i) {
         IndexItem& item = page->items[i];
-        item.record = Record(head);
-        item.child = m_inner ? Get(head + leafHead) : 0;
-        MakeKey(before, head, rests, item.key);
+        item.record = m_heads[i].record;
+        item.child = Child(i);
+        const int shared = Shared(i);
+        const int rest = RestLength(i);
+        CopyKeyBytes(item.key, before, shared, shared);
+        CopyKeyBytes(item.key + shared, Rest(i), rest, shared + rest);
+        item.key[shared + rest] = 0;
         before = item.key;
     }
 }
 
-// Of an item; position 0 asks for the leftmost one.
-std::uint32_t CompactPage::Child(int position) const
-{
-    if (!m_inner)
-        return 0;
-    return Get(position == 0 ? m_bytes.get() : Head(position) + leafHead);
-}
-
 PagePosition CompactPage::Search(const SoughtItem& wanted, int allowDuplicates) const
 {
-    const std::size_t headLength = HeadLength();
-    const std::uint8_t* head = Head(1);
-    const std::uint8_t* rests = RestsEnd();
+    const Head* const heads = m_heads.get();
+    const int count = m_count;
+    // Mostly it is in none of the processor's nearer caches: all of it is asked for at
+    // once, also for the change that may follow.
+    for (int i = 0; i < m_length; i += cacheLine / int(sizeof(Head)))
+        __builtin_prefetch(&heads[i]);
     SharedKeys below{ 0, 0 }; // with the item before
     int sharedAbove = 0;
-    int position = 0;
-    for (; position < m_count; ++position, head += headLength) {
-        rests -= Rest(head);
-        // What has more in common with the item before is below like that one.
-        if (Shared(head) > below.folded)
-            continue;
+    int item = 1;
+    for (;; ++item) {
+        // What has more in common with the item before, or as much and a lower byte
+        // behind that, is below like that one.
+        const int order = MakeOrder(below.folded, wanted.ByteAt(below.folded));
+        while (item <= count && heads[item].order < order)
+            ++item;
+        if (item > count)
+            break;
         SharedKeys with = below;
-        const int order = wanted.CompareRest(Shared(head), rests, Rest(head), Record(head),
-                                             allowDuplicates, &with);
-        if (order == 0)
-            return { true, position + 1, Record(head), Child(position + 1) };
-        if (order < 0) {
+        const int result = wanted.CompareRest(Shared(item), heads[item].order & UINT8_MAX,
+                                              Rest(item), RestLength(item), heads[item].record,
+                                              allowDuplicates, &with);
+        if (result == 0)
+            return { true, item, heads[item].record, Child(item) };
+        if (result < 0) {
             sharedAbove = with.exact;
             break;
         }
         below = with;
     }
-    PagePosition at(false, position, 0, Child(position));
+    PagePosition at(false, item - 1, 0, Child(item - 1));
     at.sharedBelow = std::uint8_t(below.exact);
     at.sharedAbove = std::uint8_t(sharedAbove);
     return at;
 }
 
-// Makes so many bytes free, between the heads and the rests.
+// Makes so many bytes free in a leaf, between the heads and the rests.
 bool CompactPage::MakeRoom(int bytes)
 {
-    const std::uint8_t* const rests = RestsEnd() - m_rests;
-    const std::size_t heads = std::size_t(Head(m_count + 1) - m_bytes.get());
-    if (rests - Head(m_count + 1) >= bytes)
+    const std::size_t rests = m_heads[m_count].end;
+    const std::size_t all = std::size_t(m_length) * sizeof(Head) - step;
+    if (all >= (std::size_t(m_count) + 1) * sizeof(Head) + rests + std::size_t(bytes))
         return true;
-    const std::size_t size = heads + m_rests + step + std::size_t(bytes + slack);
-    std::unique_ptr<std::uint8_t[]> larger(new (std::nothrow) std::uint8_t[size]);
-    if (!larger)
+    CompactPage larger;
+    if (!larger.Allocate(m_count, rests + std::size_t(bytes) + slack))
         return false;
-    std::memcpy(larger.get(), m_bytes.get(), heads);
-    std::memcpy(larger.get() + size - step - m_rests, rests, m_rests + step);
-    m_bytes = std::move(larger);
-    m_size = std::uint16_t(size);
+    std::copy(&m_heads[1], &m_heads[m_count + 1], &larger.m_heads[1]);
+    std::memcpy(larger.RestsEnd() - rests, RestsEnd() - rests, rests);
+    m_heads = std::move(larger.m_heads);
+    m_length = larger.m_length;
     return true;
 }
 
-// Makes a gap for an item with a rest of that length behind the one at
-// `position`, where the rests up to there begin. The next item shares `taken`
-// bytes more with it than with that one.
-void CompactPage::MoveBehind(int position, std::uint8_t* rests, int rest, int taken)
+// Makes a gap for an item with a rest of that length behind the one at `position`.
+// The next item shares `taken` bytes more with it than with that one.
+void CompactPage::MoveBehind(int position, int rest, int taken)
 {
-    std::uint8_t* const next = Head(position + 1);
-    const int restOfNext = Rest(next);
-    std::uint8_t* const behind = rests - restOfNext;
-    std::uint8_t* const lowest = RestsEnd() - m_rests;
-    std::memmove(lowest - rest + taken, lowest, std::size_t(behind - lowest));
-    std::memmove(behind - rest + taken, behind + taken, std::size_t(restOfNext - taken));
-    PutLengths(next, Shared(next) + taken, restOfNext - taken);
-    std::memmove(next + leafHead, next, std::size_t(m_count - position) * leafHead);
+    const int next = position + 1;
+    const int restOfNext = RestLength(next);
+    const int grown = rest - taken;
+    std::uint8_t* const behind = Rest(next);
+    std::uint8_t* const lowest = Rest(m_count);
+    std::memmove(lowest - grown, lowest, std::size_t(behind - lowest));
+    std::memmove(behind - grown, behind + taken, std::size_t(restOfNext - taken));
+    MoveHeads(&m_heads[next], &m_heads[m_count + 1], &m_heads[next + 1], grown);
+    if (taken > 0)
+        m_heads[next + 1].order
+            = MakeOrder(Shared(next) + taken, behind - grown, restOfNext - taken);
 }
 
-bool CompactPage::InsertInLeaf(const PagePosition& at, const IndexItem& item)
+bool CompactPage::InsertInLeaf(const PagePosition& at, const SoughtItem& item)
 {
     const bool isLast = at.position == m_count;
-    const int shared = isLast ? 0 : Shared(Head(at.position + 1)); // by the two keys around it
+    const int shared = isLast ? 0 : Shared(at.position + 1); // by the two keys around it
     // Keys in order have no less in common with those between them, but for the
     // case of their letters.
     if (!isLast && std::min(at.sharedBelow, at.sharedAbove) < shared)
         return Rebuild(at.position, item);
-    const std::size_t below = at.sharedBelow;
-    const int rest = int(LengthOfKey(item.key, below) - below);
-    const int taken = isLast || at.sharedBelow > shared ? 0 : at.sharedAbove - shared;
-    if (!MakeRoom(leafHead + rest - taken))
+    const int below = at.sharedBelow;
+    const int rest = item.length() - below;
+    const int taken = isLast || below > shared ? 0 : at.sharedAbove - shared;
+    if (!MakeRoom(int(sizeof(Head)) + rest - taken))
         return false;
-    std::uint8_t* const rests = RestsUpTo(at.position);
     if (!isLast)
-        MoveBehind(at.position, rests, rest, taken);
-    std::uint8_t* const head = Head(at.position + 1);
-    PutLengths(head, at.sharedBelow, rest);
-    Put(head + 2, item.record);
-    std::memcpy(rests - rest, item.key + below, std::size_t(rest));
+        MoveBehind(at.position, rest, taken);
+    Head& head = m_heads[at.position + 1];
+    head.order = MakeOrder(below, item.ByteAt(below));
+    head.end = std::uint16_t(m_heads[at.position].end + rest);
+    head.record = item.record();
+    std::memcpy(Rest(at.position + 1), item.exactKey() + below, std::size_t(rest));
     ++m_count;
-    m_rests = std::uint16_t(m_rests + rest - taken);
     return true;
 }
 
-bool CompactPage::Rebuild(int position, const IndexItem& item)
+bool CompactPage::Rebuild(int position, const SoughtItem& item)
 {
     IndexPage page;
     Expand(&page);
-    InsertItem(&page, position, item);
+    InsertItem(&page, position, item.Item());
     CompactPage rebuilt(page);
     if (!rebuilt)
         return false;
@@ -281,24 +276,71 @@ bool CompactPage::Rebuild(int position, const IndexItem& item)
 
 void CompactPage::RemoveFromLeaf(int position)
 {
-    std::uint8_t* const head = Head(position);
-    const int rest = Rest(head);
-    int kept = 0;
     if (position < m_count) {
         // The next key had a part of its beginning from this one.
-        std::uint8_t* const next = head + leafHead;
-        const int restOfNext = Rest(next);
-        kept = std::max(Shared(next) - Shared(head), 0);
+        const int next = position + 1;
+        const int restOfNext = RestLength(next);
+        const int kept = std::max(Shared(next) - Shared(position), 0);
+        const int shrunk = RestLength(position) - kept;
         std::uint8_t beginning[longestKey];
-        std::uint8_t* const rests = RestsUpTo(position);
-        std::memcpy(beginning, rests, std::size_t(kept));
-        std::memmove(rests - restOfNext + rest, rests - restOfNext, std::size_t(restOfNext));
-        std::memcpy(rests - restOfNext + rest - kept, beginning, std::size_t(kept));
-        std::uint8_t* const lowest = RestsEnd() - m_rests;
-        std::memmove(lowest + rest - kept, lowest, std::size_t(rests - restOfNext - lowest));
-        PutLengths(next, Shared(next) - kept, restOfNext + kept);
-        std::memmove(head, next, std::size_t(m_count - position) * leafHead);
+        std::memcpy(beginning, Rest(position), std::size_t(kept));
+        std::uint8_t* const behind = Rest(next);
+        std::uint8_t* const lowest = Rest(m_count);
+        std::memmove(behind + shrunk + kept, behind, std::size_t(restOfNext));
+        std::memcpy(behind + shrunk, beginning, std::size_t(kept));
+        std::memmove(lowest + shrunk, lowest, std::size_t(behind - lowest));
+        const int shared = Shared(next) - kept;
+        MoveHeads(&m_heads[next], &m_heads[m_count + 1], &m_heads[position], -shrunk);
+        m_heads[position].order = MakeOrder(shared, behind + shrunk, restOfNext + kept);
     }
     --m_count;
-    m_rests = std::uint16_t(m_rests - rest + kept);
+}
+
+IndexItem CompactPage::ItemOfLeaf(int position) const
+{
+    IndexItem item{ m_heads[position].record, 0, {} };
+    int missing = Shared(position) + RestLength(position); // of the key, from its beginning
+    for (int i = position; missing > 0; --i) {
+        const int shared = Shared(i);
+        if (shared < missing)
+            std::memcpy(item.key + shared, Rest(i), std::size_t(missing - shared));
+        missing = std::min(missing, shared);
+    }
+    return item;
+}
+
+// With slack, since the halves of a split leaf grow. Null if there is no memory.
+CompactPage CompactPage::PartOfLeaf(int first, int last) const
+{
+    const IndexItem firstItem = ItemOfLeaf(first);
+    const int firstLength = Shared(first) + RestLength(first);
+    const int others = m_heads[last].end - m_heads[first].end;
+    const int count = last - first + 1;
+    CompactPage part;
+    if (!part.Allocate(count, std::size_t(firstLength + others) + slack))
+        return part;
+    part.m_count = std::uint8_t(count);
+    MoveHeads(&m_heads[first], &m_heads[last + 1], &part.m_heads[1],
+              firstLength - m_heads[first].end);
+    part.m_heads[1].order = MakeOrder(0, FoldCase(firstItem.key[0]));
+    std::memcpy(part.Rest(1), firstItem.key, std::size_t(firstLength));
+    std::memcpy(part.Rest(count), Rest(last), std::size_t(others));
+    return part;
+}
+
+bool CompactPage::SplitLeaf(int position, const SoughtItem& item, int allowDuplicates,
+                            CompactPage* lower, CompactPage* upper, IndexItem* middle) const
+{
+    constexpr int half = pageOrder;
+    const int lastOfLower = position < half ? half - 1 : half;
+    const int firstOfUpper = position > half ? half + 2 : half + 1;
+    *lower = PartOfLeaf(1, lastOfLower);
+    *upper = PartOfLeaf(firstOfUpper, m_count);
+    if (!*lower || !*upper)
+        return false;
+    *middle = position == half ? item.Item() : ItemOfLeaf(position < half ? half : half + 1);
+    if (position == half)
+        return true;
+    CompactPage* const grown = position < half ? lower : upper;
+    return grown->InsertInLeaf(grown->Search(item, allowDuplicates), item);
 }

@@ -5,9 +5,9 @@
 // each key without the beginning it shares with the one before it. Made for
 // speed, and never written to a file.
 //
-// It is one block of memory: from its beginning the leftmost child (of an inner
-// page) and a head for each item, from its end backwards what each key has behind
-// that beginning, its rest, and free bytes in between.
+// It is one block of memory: in front a head for each item (and, of an inner page,
+// the children), from the end backwards what each key has behind that beginning, its
+// rest, and free bytes in between.
 
 #pragma once
 
@@ -22,9 +22,9 @@ public:
     // Null (see operator bool) if there is no memory.
     explicit CompactPage(const IndexPage& page);
 
-    explicit operator bool() const { return m_bytes != nullptr; }
+    explicit operator bool() const { return m_heads != nullptr; }
     // Bytes of memory.
-    std::size_t size() const { return m_size; }
+    std::size_t size() const { return m_length * sizeof(Head); }
 
     void Expand(IndexPage* page) const;
     // As SearchPage.
@@ -33,22 +33,39 @@ public:
     int count() const { return m_count; }
     // Puts an item into a leaf that is not full, where a search for it came to.
     // False, with nothing changed, if there is no memory.
-    bool InsertInLeaf(const PagePosition& at, const IndexItem& item);
+    bool InsertInLeaf(const PagePosition& at, const SoughtItem& item);
     void RemoveFromLeaf(int position);
+    // Makes two halves of a full leaf, as if the item stood behind the one at
+    // `position`, and tells the item between them. False if there is no memory.
+    bool SplitLeaf(int position, const SoughtItem& item, int allowDuplicates, CompactPage* lower,
+                   CompactPage* upper, IndexItem* middle) const;
 
 private:
-    std::size_t HeadLength() const;
-    std::uint8_t* Head(int item) const;
+    // Of an item; the one of item 0 is empty.
+    struct Head {
+        // 255 less the number of bytes shared with the key before, and below that the
+        // first byte of the rest, its letter folded.
+        std::uint16_t order;
+        std::uint16_t end; // bytes of the rests up to here
+        std::uint32_t record;
+    };
+
+    static void MoveHeads(const Head* first, const Head* end, Head* to, int more);
+    bool Allocate(int count, std::size_t bytes);
+    int Shared(int item) const;
+    int RestLength(int item) const;
+    std::uint8_t* Rest(int item) const;
     std::uint8_t* RestsEnd() const;
-    std::uint8_t* RestsUpTo(int position) const;
+    std::uint8_t* Children() const;
     std::uint32_t Child(int position) const;
     bool MakeRoom(int bytes);
-    void MoveBehind(int position, std::uint8_t* rests, int rest, int taken);
-    bool Rebuild(int position, const IndexItem& item);
+    void MoveBehind(int position, int rest, int taken);
+    bool Rebuild(int position, const SoughtItem& item);
+    IndexItem ItemOfLeaf(int position) const;
+    CompactPage PartOfLeaf(int first, int last) const;
 
-    std::unique_ptr<std::uint8_t[]> m_bytes;
-    std::uint16_t m_size = 0;
-    std::uint16_t m_rests = 0; // bytes that the rests take
+    std::unique_ptr<Head[]> m_heads; // the block
+    std::uint16_t m_length = 0; // of it, in heads
     std::uint8_t m_count = 0;
     bool m_inner = false;
 };

@@ -56,9 +56,7 @@ int Follow(IndexFile* index, std::uint32_t number, Way* way)
         return SetError(taDamaged);
     WayLevel& level = way->levels[std::size_t(way->depth)];
     level.number = number;
-    level.bounds = { nullptr, nullptr };
-    if (way->depth > 0)
-        level.bounds = way->last().BoundsOfChild(way->last().position);
+    level.bounds = way->BoundsOfNext();
     if (FetchWithin(index, number, level.bounds, &level.page) != 0)
         return -1;
     ++way->depth;

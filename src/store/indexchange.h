@@ -39,6 +39,11 @@ struct Way {
     int depth = 0;
 
     WayLevel& last() { return levels[std::size_t(depth - 1)]; }
+    // Of the page that the way goes on to.
+    Bounds BoundsOfNext()
+    {
+        return depth > 0 ? last().BoundsOfChild(last().position) : Bounds{ nullptr, nullptr };
+    }
     WayLevel& operator[](int level) { return levels[std::size_t(level)]; }
 };
 

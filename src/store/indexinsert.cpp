@@ -17,11 +17,12 @@ struct NewPages {
     int count = 0;
 };
 
-// 0 with the way to where the item belongs, -1 if an equal one is there.
-int FindPlace(IndexFile* index, const IndexItem& item, Way* way)
+// 0 with the way to the leaf, which is not put on it.
+int FindParents(IndexFile* index, const SoughtItem& wanted, std::uint32_t leaf, Way* way)
 {
-    const SoughtItem wanted(item);
-    for (std::uint32_t number = index->rootPage; number != 0;) {
+    for (std::uint32_t number = index->rootPage; number != leaf;) {
+        if (number == 0)
+            return SetError(taDamaged);
         if (Follow(index, number, way) != 0)
             return -1;
         WayLevel& level = way->last();
@@ -31,6 +32,37 @@ int FindPlace(IndexFile* index, const IndexItem& item, Way* way)
         level.position = at.position;
         number = level.page->Child(at.position);
     }
+    return 0;
+}
+
+// Whether a leaf has room, be it for items that FetchWithin leaves out. -1 if it
+// cannot be read.
+int HasRoom(IndexFile* index, std::uint32_t leaf, const Bounds& bounds)
+{
+    const int count = taitemsof(index, leaf);
+    if (count < pageItems || index->keyLength == longestKey)
+        return count < 0 ? -1 : count < pageItems;
+    PagePosition at{};
+    if (bounds.lower && tasearchpage(index, leaf, SoughtItem(*bounds.lower), &at) != 0)
+        return -1;
+    if (at.found || at.position > 0)
+        return 1;
+    at.position = pageItems;
+    if (bounds.upper && tasearchpage(index, leaf, SoughtItem(*bounds.upper), &at) != 0)
+        return -1;
+    return at.found || at.position < pageItems;
+}
+
+int AddWithin(IndexFile* index, std::uint32_t leaf, const Bounds& bounds, const SoughtItem& item)
+{
+    IndexPage* page;
+    if (FetchWithin(index, leaf, bounds, &page) != 0)
+        return -1;
+    const PagePosition at = SearchPage(*page, item, index->allowDuplicates);
+    if (at.found)
+        return -1;
+    InsertItem(page, at.position, item.Item());
+    taupdatepage(page);
     return 0;
 }
 
@@ -64,7 +96,7 @@ int Allocate(IndexFile* index, int count, NewPages* fresh)
 
 // Splits the full page a around its middle, as if `item` stood behind its item
 // `position`; b takes the upper half. Returns the item between the halves.
-IndexItem Split(IndexPage* a, int position, const IndexItem& item, IndexPage* b,
+IndexItem SplitPage(IndexPage* a, int position, const IndexItem& item, IndexPage* b,
                 std::uint32_t numberOfB)
 {
     constexpr int half = pageOrder;
@@ -93,13 +125,14 @@ void MakeRoot(IndexFile* index, IndexPage* root, const IndexItem& item)
     root->items[1] = item;
 }
 
-// Says which pages changed, in the order in which each page written leaves a
-// file where every item is found: first what nothing refers to yet, then from
-// the root down what gives items away.
+// Says which inner pages changed, in the order in which each page written leaves a
+// file where every item is found: behind the new leaf, to which nothing refers
+// yet, what nothing refers to either, then from the root down what gives items away,
+// before the split leaf.
 void MarkChanged(IndexFile* index, Way& way, int firstChanged, const NewPages& fresh,
                  bool rootMoved)
 {
-    for (int i = 0; i < fresh.count; ++i)
+    for (int i = 1; i < fresh.count; ++i)
         taupdatepage(fresh.pages[std::size_t(i)]);
     if (rootMoved)
         SetRootPage(index, fresh.numbers[std::size_t(fresh.count - 1)]);
@@ -107,46 +140,66 @@ void MarkChanged(IndexFile* index, Way& way, int firstChanged, const NewPages& f
         taupdatepage(way[level].page);
 }
 
-// Splits pages, from the leaf up, as far as they are full.
-int InsertAndSplit(IndexFile* index, IndexItem item)
+int MakeFirstLeaf(IndexFile* index, const SoughtItem& item)
 {
-    Way way;
-    if (FindPlace(index, item, &way) != 0)
+    std::uint32_t number;
+    IndexPage* page;
+    if (tanewpage(index, &number, &page) != 0)
         return -1;
-    const int splits = FullPagesAtTheEnd(way);
-    const bool rootMoves = splits == way.depth;
-    if (rootMoves && way.depth == deepestTree)
-        return SetError(taDamaged);
-    NewPages fresh;
-    if (Allocate(index, splits + (rootMoves ? 1 : 0), &fresh) != 0)
-        return -1;
-
-    for (int i = 0; i < splits; ++i) {
-        WayLevel& level = way[way.depth - 1 - i];
-        item = Split(level.page, level.position, item, fresh.pages[std::size_t(i)],
-                     fresh.numbers[std::size_t(i)]);
-    }
-    const int lastSplit = way.depth - splits;
-    if (rootMoves)
-        MakeRoot(index, fresh.pages[std::size_t(splits)], item);
-    else
-        InsertItem(way[lastSplit - 1].page, way[lastSplit - 1].position, item);
-    MarkChanged(index, way, rootMoves ? 0 : lastSplit - 1, fresh, rootMoves);
-    if (splits > 0) {
-        tacompactpage(way.last().page);
-        tacompactpage(fresh.pages[0]);
-    }
+    MakeRoot(index, page, item.Item());
+    taupdatepage(page);
+    SetRootPage(index, number);
     return 0;
 }
 
-int Insert(IndexFile* index, const IndexItem& item)
+// Splits the full leaf at the end of the way, and the pages above as far as they
+// are full.
+int Split(IndexFile* index, const WayEnd& end, Way& way, const SoughtItem& item)
+{
+    const int splits = FullPagesAtTheEnd(way);
+    const bool rootMoves = splits == way.depth;
+    if (rootMoves && way.depth + 1 == deepestTree)
+        return SetError(taDamaged);
+    NewPages fresh;
+    if (Allocate(index, 1 + splits + (rootMoves ? 1 : 0), &fresh) != 0)
+        return -1;
+    IndexItem middle;
+    if (tasplitleaf(index, end.number, end.at.position, item, fresh.pages[0], &middle) != 0)
+        return GiveBack(fresh);
+    middle.child = fresh.numbers[0];
+
+    for (int i = 1; i <= splits; ++i) {
+        WayLevel& level = way[way.depth - i];
+        middle = SplitPage(level.page, level.position, middle, fresh.pages[std::size_t(i)],
+                           fresh.numbers[std::size_t(i)]);
+    }
+    const int lastSplit = way.depth - splits;
+    if (rootMoves)
+        MakeRoot(index, fresh.pages[std::size_t(splits + 1)], middle);
+    else
+        InsertItem(way[lastSplit - 1].page, way[lastSplit - 1].position, middle);
+    MarkChanged(index, way, rootMoves ? 0 : lastSplit - 1, fresh, rootMoves);
+    taupdateleaf(index, end.number);
+    return 0;
+}
+
+int Insert(IndexFile* index, const SoughtItem& item)
 {
     WayEnd end;
-    if (FindEnd(index, SoughtItem(item), &end) != 0 || end.at.found)
+    if (FindEnd(index, item, &end) != 0 || end.at.found)
         return -1;
-    if (end.number != 0 && taaddtoleaf(index, end.number, end.at, item))
+    if (end.number == 0)
+        return MakeFirstLeaf(index, item);
+    if (taaddtoleaf(index, end.number, end.at, item))
         return 0;
-    return InsertAndSplit(index, item);
+    Way way;
+    if (FindParents(index, item, end.number, &way) != 0)
+        return -1;
+    const Bounds bounds = way.BoundsOfNext();
+    const int room = HasRoom(index, end.number, bounds);
+    if (room < 0)
+        return -1;
+    return room > 0 ? AddWithin(index, end.number, bounds, item) : Split(index, end, way, item);
 }
 
 } // namespace
@@ -156,5 +209,5 @@ int AddKey(IndexFile* index, const std::uint32_t* record, char* key)
     taxkey(key, index->keyLength);
     if (BeginChange(index) != 0)
         return -1;
-    return EndChange(index, Insert(index, MakeItem(key, *record)));
+    return EndChange(index, Insert(index, SoughtItem(key, *record)));
 }

@@ -20,11 +20,11 @@ struct CachedPage {
     IndexFile* owner;
     std::uint32_t number;
     bool dirty; // not in the file as it is here
-    std::uint64_t changed; // on pageClock
+    CachedPage* nextInBucket;
     IndexPage* buffer;
     CompactPage compact;
     CachedPage *older, *newer; // neighbours by last use, among those with a buffer or without
-    CachedPage* nextInBucket;
+    std::uint64_t changed; // on pageClock
     CachedPage *previousOfOwner, *nextOfOwner;
 };
 
@@ -287,9 +287,6 @@ int Fetch(IndexFile* index, std::uint32_t number)
 // The page, read into a buffer if it is not in memory, as the one used last.
 int Find(IndexFile* index, std::uint32_t number, CachedPage** page)
 {
-    *page = FindNewest(index, number);
-    if (*page)
-        return 0;
     *page = FindPage(index, number);
     if (*page) {
         OrderOf(*page).Touch(*page);
@@ -319,7 +316,7 @@ int ItemsOf(const CachedPage& page)
     return page.buffer ? page.buffer->count : page.compact.count();
 }
 
-bool InsertInCompact(CachedPage* page, const PagePosition& at, const IndexItem& item)
+bool InsertInCompact(CachedPage* page, const PagePosition& at, const SoughtItem& item)
 {
     cache.room -= RoomFor(page->compact);
     const bool done = page->compact.InsertInLeaf(at, item);
@@ -442,8 +439,8 @@ void SetCompactRoom(std::size_t bytes)
 int tagetpage(IndexFile* index, std::uint32_t number, IndexPage** page)
 {
     *page = nullptr;
-    CachedPage* found;
-    if (Find(index, number, &found) != 0 || (!found->buffer && Expand(found) != 0))
+    CachedPage* found = FindNewest(index, number);
+    if ((!found && Find(index, number, &found) != 0) || (!found->buffer && Expand(found) != 0))
         return -1;
     *page = found->buffer;
     return 0;
@@ -483,13 +480,13 @@ int tanewpage(IndexFile* index, std::uint32_t* number, IndexPage** page)
 }
 
 bool taaddtoleaf(IndexFile* index, std::uint32_t number, const PagePosition& at,
-                 const IndexItem& item)
+                 const SoughtItem& item)
 {
     CachedPage* const page = FindNewest(index, number);
     if (!page || ItemsOf(*page) == pageItems)
         return false;
     if (page->buffer) {
-        InsertItem(page->buffer, at.position, item);
+        InsertItem(page->buffer, at.position, item.Item());
         taupdatepage(page->buffer);
         return true;
     }
@@ -512,6 +509,29 @@ bool taremovefromleaf(IndexFile* index, std::uint32_t number, int position)
     return true;
 }
 
+int taitemsof(IndexFile* index, std::uint32_t number)
+{
+    CachedPage* page;
+    return Find(index, number, &page) == 0 ? ItemsOf(*page) : -1;
+}
+
+int tasplitleaf(IndexFile* index, std::uint32_t number, int position, const SoughtItem& item,
+                IndexPage* fresh, IndexItem* middle)
+{
+    CachedPage* leaf;
+    if (Find(index, number, &leaf) != 0 || (leaf->buffer && Compact(leaf) != 0))
+        return -1;
+    CompactPage lower;
+    CompactPage upper;
+    if (!leaf->compact.SplitLeaf(position, item, index->allowDuplicates, &lower, &upper, middle))
+        return SetError(taNoMemory);
+    SetCompact(leaf, std::move(lower));
+    CachedPage& other = PageOf(fresh);
+    SetCompact(&other, std::move(upper));
+    MarkChanged(&other);
+    return Compact(&other);
+}
+
 void taupdatepage(IndexPage* page)
 {
     CachedPage& changed = PageOf(page);
@@ -520,9 +540,9 @@ void taupdatepage(IndexPage* page)
     SetCompact(&changed, CompactPage());
 }
 
-void tacompactpage(IndexPage* page)
+void taupdateleaf(IndexFile* index, std::uint32_t number)
 {
-    Compact(&PageOf(page));
+    MarkChanged(FindPage(index, number));
 }
 
 void ForgetChanges(IndexPage* page)

@@ -35,8 +35,17 @@ int tasearchpage(IndexFile* index, std::uint32_t number, const SoughtItem& wante
 // in whichever form the leaf is in memory. False, with nothing changed, if more pages
 // than this one would have to change.
 bool taaddtoleaf(IndexFile* index, std::uint32_t number, const PagePosition& at,
-                 const IndexItem& item);
+                 const SoughtItem& item);
 bool taremovefromleaf(IndexFile* index, std::uint32_t number, int position);
+
+// The number of items of a page, or -1.
+int taitemsof(IndexFile* index, std::uint32_t number);
+
+// Splits a full leaf in its compact form, as if the item stood behind the one at
+// `position`. A fresh page gets the upper half and is marked as changed, but has
+// no buffer then; the leaf is still to be marked, by taupdateleaf.
+int tasplitleaf(IndexFile* index, std::uint32_t number, int position, const SoughtItem& item,
+                IndexPage* fresh, IndexItem* middle);
 
 // A page with a new number, a freed one first; without items.
 int tanewpage(IndexFile* index, std::uint32_t* number, IndexPage** page);
@@ -46,13 +55,10 @@ int tanewpage(IndexFile* index, std::uint32_t* number, IndexPage** page);
 // for every item that was in it before, between any two writes. Without, they are
 // written in the order of the file.
 void taupdatepage(IndexPage* page);
+void taupdateleaf(IndexFile* index, std::uint32_t number);
 
 // Takes that back, for a page that no longer belongs to the tree.
 void ForgetChanges(IndexPage* page);
-
-// Says that a page in a buffer, which is in the processor's caches now, will not be
-// worked on soon, so that the buffer serves for the next one.
-void tacompactpage(IndexPage* page);
 
 // Sets the root, at this point of that order.
 void SetRootPage(IndexFile* index, std::uint32_t number);

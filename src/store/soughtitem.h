@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// What a search of pages looks for. The letters of its key are folded once, so
-// that each comparison folds the other side only.
+// What a search of pages looks for, or a change is about. The letters of its key are
+// folded once, so that each comparison folds the other side only.
 
 #pragma once
 
@@ -25,6 +25,7 @@ public:
     SoughtItem(const char* key, std::uint32_t record) : m_record(record)
     {
         const std::size_t length = strnlen(key, longestKey);
+        m_length = int(length);
         std::memcpy(m_exact, key, length);
         std::memset(m_exact + length, 0, zeros);
         for (std::size_t at = 0; at < length + 2 * wordSize; at += wordSize)
@@ -32,7 +33,12 @@ public:
     }
     explicit SoughtItem(const IndexItem& item) : SoughtItem(item.key, item.record) { }
 
+    IndexItem Item() const { return MakeItem(m_exact, m_record); }
+    const char* exactKey() const { return m_exact; }
+    int length() const { return m_length; }
+    std::uint32_t record() const { return m_record; }
     const char* key() const { return m_key; } // folded
+    int ByteAt(int at) const { return static_cast<unsigned char>(m_key[at]); } // folded
     // The eight bytes of the folded key from `at` on, zeros behind its end.
     std::uint64_t WordAt(std::size_t at) const { return GetWord(m_key + at); }
 
@@ -47,13 +53,11 @@ public:
     // key that shares no fewer with this one, and `rest` behind them, of which the
     // seven bytes behind may be read. *with tells what that key shares with this
     // one, and then what the item's does.
-    [[gnu::always_inline]] int CompareRest(int from, const std::uint8_t* rest, int length,
-                                           std::uint32_t record, int allowDuplicates,
+    [[gnu::always_inline]] int CompareRest(int from, int first, const std::uint8_t* rest,
+                                           int length, std::uint32_t record, int allowDuplicates,
                                            SharedKeys* with) const
     {
-        // Mostly the first byte decides: not worth a call.
-        const int first = length > 0 ? FoldCase(char(*rest)) : 0;
-        const int difference = int(static_cast<unsigned char>(m_key[from])) - first;
+        const int difference = ByteAt(from) - first;
         if (difference != 0) {
             *with = { from, std::min(with->exact, from) };
             return difference;
@@ -75,20 +79,29 @@ private:
     {
         // The first byte that is not the same, be it in case only.
         int unlike = from <= with->exact ? longestKey : with->exact;
-        for (int at = 0;; at += int(wordSize)) {
-            std::uint64_t other = GetWord(rest + at);
-            if (length - at < int(wordSize))
-                other = FirstBytes(other, unsigned(length - at));
-            const std::uint64_t bits = other ^ GetWord(m_exact + from + at);
-            if (bits != 0)
-                unlike = std::min(unlike, from + at + __builtin_ctzll(bits) / 8);
-            const WordDifference keys = ::Compare(WordAt(std::size_t(from + at)), FoldWord(other));
-            if (keys.byte < wordSize) {
-                with->folded = from + at + int(keys.byte);
-                with->exact = std::min(unlike, with->folded);
-                return Order(keys.difference, m_record, record, allowDuplicates);
+        for (int at = 0;;) {
+            at += EqualBytes(m_exact + from + at, rest + at, length - at);
+            const int other = at < length ? FoldCase(char(rest[at])) : 0;
+            const int difference = ByteAt(from + at) - other;
+            unlike = std::min(unlike, from + at);
+            if (difference != 0 || at == length) {
+                *with = { from + at, unlike };
+                return Order(difference, m_record, record, allowDuplicates);
             }
+            ++at;
         }
+    }
+
+    // How many bytes of the end of a key are the same in another. Seven bytes behind
+    // either may be read.
+    static int EqualBytes(const char* key, const std::uint8_t* end, int length)
+    {
+        for (int at = 0; at < length; at += int(wordSize)) {
+            const std::uint64_t bits = GetWord(key + at) ^ GetWord(end + at);
+            if (bits != 0)
+                return std::min(at + __builtin_ctzll(bits) / 8, length);
+        }
+        return length;
     }
 
     WordDifference CompareKey(const char* key, std::size_t* matched) const
@@ -104,6 +117,7 @@ private:
     }
 
     std::uint32_t m_record;
+    int m_length;
     // Behind the key, so that two words can be read from any byte of it.
     static constexpr std::size_t zeros = 3 * wordSize;
 

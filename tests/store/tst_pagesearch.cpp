@@ -15,6 +15,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <string>
 #include <vector>
 
 namespace
@@ -97,6 +98,28 @@ IndexItem RandomWanted(Random& random, const IndexPage& page, const std::string&
     return MakeItem(key.c_str(), random.Below(2) == 0 ? item.record : random.Below(4));
 }
 
+std::unique_ptr<IndexPage> MakeLeaf(const IndexItem* items, int count)
+{
+    auto page = std::make_unique<IndexPage>();
+    page->count = std::uint8_t(count);
+    std::copy(items, items + count, page->items + 1);
+    return page;
+}
+
+std::unique_ptr<IndexPage> RandomFullLeaf(Random& random, const std::string& begin, int longest,
+                                          int duplicates)
+{
+    auto page = MakeLeaf(nullptr, 0);
+    while (page->count < pageItems) {
+        const std::string key = RandomKey(random, begin, longest);
+        const IndexItem item = MakeItem(key.c_str(), random.Below(4));
+        const PagePosition at = Scan(*page, item, duplicates);
+        if (!at.found)
+            InsertItem(page.get(), at.position, item);
+    }
+    return page;
+}
+
 // What is different, or nothing.
 QString Difference(const CompactPage& compact, const IndexPage& page)
 {
@@ -115,6 +138,26 @@ QString Difference(const CompactPage& compact, const IndexPage& page)
     return QString();
 }
 
+// What is different when a full leaf is split for an item that belongs behind the one
+// at `position`: of 51 items in order the lower 25 stay, and the upper 25 go.
+QString DifferenceOfHalves(const IndexPage& leaf, int position, const IndexItem& item,
+                           int duplicates)
+{
+    std::vector<IndexItem> all(leaf.items + 1, leaf.items + pageItems + 1);
+    all.insert(all.begin() + position, item);
+    const CompactPage compact(leaf);
+    CompactPage lower;
+    CompactPage upper;
+    IndexItem middle;
+    if (!compact.SplitLeaf(position, SoughtItem(item), duplicates, &lower, &upper, &middle))
+        return "no halves";
+    const IndexItem& expected = all[pageOrder];
+    if (middle.record != expected.record || std::strcmp(middle.key, expected.key) != 0)
+        return QString("middle %1 for %2").arg(middle.key, expected.key);
+    return Difference(lower, *MakeLeaf(all.data(), pageOrder))
+        + Difference(upper, *MakeLeaf(&all[pageOrder + 1], pageOrder)) + Difference(compact, leaf);
+}
+
 } // namespace
 
 class TestPageSearch : public QObject
@@ -128,6 +171,9 @@ private slots:
     void compactPagesExpandToWhatTheyWere();
     void compactLeavesChangeAsPagesDo_data() { everySearchFindsWhatAScanFinds_data(); }
     void compactLeavesChangeAsPagesDo();
+    void compactLeavesSplitAsTheyWouldInOrder_data() { everySearchFindsWhatAScanFinds_data(); }
+    void compactLeavesSplitAsTheyWouldInOrder();
+    void compactLeavesSplitAtEveryPlace();
     void lettersOfEitherCaseSurviveInACompactLeaf();
     void wordsAreFoldedAsBytesAre();
     void headsFollowThePage();
@@ -201,7 +247,7 @@ void TestPageSearch::compactLeavesChangeAsPagesDo()
             const IndexItem item = RandomWanted(random, *page, begin.toStdString(), longest);
             const PagePosition at = compact.Search(SoughtItem(item), duplicates);
             if (!at.found && page->count < pageItems) {
-                QVERIFY(compact.InsertInLeaf(at, item));
+                QVERIFY(compact.InsertInLeaf(at, SoughtItem(item)));
                 InsertItem(page.get(), at.position, item);
                 ++added;
             } else if (at.found && page->count > 1) {
@@ -220,6 +266,40 @@ void TestPageSearch::compactLeavesChangeAsPagesDo()
     QVERIFY(removed > 1000);
 }
 
+void TestPageSearch::compactLeavesSplitAsTheyWouldInOrder()
+{
+    QFETCH(const QByteArray, begin);
+    QFETCH(const int, longest);
+    QFETCH(const int, duplicates);
+    Random random = Random::Announced();
+    int splits = 0;
+    for (int round = 0; round < 2000; ++round) {
+        const auto page = RandomFullLeaf(random, begin.toStdString(), longest, duplicates);
+        for (int i = 0; i < 5; ++i) {
+            const IndexItem item = RandomWanted(random, *page, begin.toStdString(), longest);
+            const PagePosition at = Scan(*page, item, duplicates);
+            if (at.found)
+                continue;
+            QCOMPARE(DifferenceOfHalves(*page, at.position, item, duplicates), QString());
+            ++splits;
+        }
+    }
+    QVERIFY(splits > 1000);
+}
+
+void TestPageSearch::compactLeavesSplitAtEveryPlace()
+{
+    const auto key = [](int number) { return "lynx " + std::to_string(1000 + number); };
+    for (int place = 0; place <= pageItems; ++place) {
+        const auto page = std::make_unique<IndexPage>();
+        for (int i = 0; i <= pageItems; ++i)
+            if (i != place)
+                InsertItem(page.get(), page->count, MakeItem(key(i).c_str(), std::uint32_t(i)));
+        const IndexItem item = MakeItem(key(place).c_str(), std::uint32_t(place));
+        QCOMPARE(DifferenceOfHalves(*page, place, item, 0), QString());
+    }
+}
+
 // The keys around the new one have more in common than it has with either: their
 // first letter.
 void TestPageSearch::lettersOfEitherCaseSurviveInACompactLeaf()
@@ -229,9 +309,9 @@ void TestPageSearch::lettersOfEitherCaseSurviveInACompactLeaf()
     InsertItem(page.get(), 1, MakeItem("Aab", 3));
     InsertItem(page.get(), 2, MakeItem("aabc", 1));
     CompactPage compact(*page);
-    const IndexItem between = MakeItem("aab", 2);
-    QVERIFY(compact.InsertInLeaf(compact.Search(SoughtItem(between), 1), between));
-    InsertItem(page.get(), 1, between);
+    const SoughtItem between("aab", 2);
+    QVERIFY(compact.InsertInLeaf(compact.Search(between, 1), between));
+    InsertItem(page.get(), 1, between.Item());
     QCOMPARE(Difference(compact, *page), QString());
     compact.RemoveFromLeaf(2);
     RemoveItem(page.get(), 2);
