@@ -46,6 +46,24 @@ void CopyKeyBytes(void* to, const void* from, int count, int keyLength)
         std::memcpy(to, from, std::size_t(count));
 }
 
+// Makes a key of that of the item before it, in whole words: the processor waits for
+// words that it has just written in parts.
+void MakeKey(const char* before, int shared, const std::uint8_t* rest, int length, char* key)
+{
+    const int first = shared / int(step);
+    const int last = (shared + length) / int(step);
+    for (int word = 0; word < first; ++word)
+        PutWord(key + word * int(step), GetWord(before + word * int(step)));
+    const auto kept = unsigned(shared) % step;
+    std::uint64_t bytes = FirstBytes(GetWord(before + first * int(step)), kept)
+        | GetWord(rest) << 8 * kept;
+    for (int word = first; word < last; ++word) {
+        PutWord(key + word * int(step), bytes);
+        bytes = GetWord(rest + (word + 1) * int(step) - shared);
+    }
+    PutWord(key + last * int(step), FirstBytes(bytes, unsigned(shared + length) % step));
+}
+
 // What a head begins with: the lower, the more is shared, and then as the first byte
 // of the rest is.
 std::uint16_t MakeOrder(int shared, int first)
@@ -151,18 +169,18 @@ CompactPage::CompactPage(const IndexPage& page) : m_count(page.count), m_inner(p
 
 void CompactPage::Expand(IndexPage* page) const
 {
+    const Head* const heads = m_heads.get();
+    const std::uint8_t* const restsEnd = RestsEnd();
+    const int count = m_count;
     page->count = m_count;
     page->leftmost = Child(0);
     const char* before = noKey.key;
-    for (int i = 1; i <= m_count; ++i) {
+    for (int i = 1; i <= count; ++i) {
         IndexItem& item = page->items[i];
-        item.record = m_heads[i].record;
+        item.record = heads[i].record;
         item.child = Child(i);
-        const int shared = Shared(i);
-        const int rest = RestLength(i);
-        CopyKeyBytes(item.key, before, shared, shared);
-        CopyKeyBytes(item.key + shared, Rest(i), rest, shared + rest);
-        item.key[shared + rest] = 0;
+        MakeKey(before, Shared(i), restsEnd - heads[i].end, heads[i].end - heads[i - 1].end,
+                item.key);
         before = item.key;
     }
 }
