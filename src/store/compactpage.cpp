@@ -55,8 +55,8 @@ void MakeKey(const char* before, int shared, const std::uint8_t* rest, int lengt
     for (int word = 0; word < first; ++word)
         PutWord(key + word * int(step), GetWord(before + word * int(step)));
     const auto kept = unsigned(shared) % step;
-    std::uint64_t bytes = FirstBytes(GetWord(before + first * int(step)), kept)
-        | GetWord(rest) << 8 * kept;
+    std::uint64_t bytes
+        = FirstBytes(GetWord(before + first * int(step)), kept) | GetWord(rest) << 8 * kept;
     for (int word = first; word < last; ++word) {
         PutWord(key + word * int(step), bytes);
         bytes = GetWord(rest + (word + 1) * int(step) - shared);
@@ -205,9 +205,9 @@ PagePosition CompactPage::Search(const SoughtItem& wanted, int allowDuplicates) 
         if (item > count)
             break;
         SharedKeys with = below;
-        const int result = wanted.CompareRest(Shared(item), heads[item].order & UINT8_MAX,
-                                              Rest(item), RestLength(item), heads[item].record,
-                                              allowDuplicates, &with);
+        const int result
+            = wanted.CompareRest(Shared(item), heads[item].order & UINT8_MAX, Rest(item),
+                                 RestLength(item), heads[item].record, allowDuplicates, &with);
         if (result == 0)
             return { true, item, heads[item].record, Child(item) };
         if (result < 0) {

@@ -43,6 +43,7 @@ struct IndexFile {
     IndexLevel path[deepestTree]; ///< path[0] is the root
 
     struct CachedPage* firstPage; ///< of its pages in the cache
+    std::uint32_t fetches; ///< transfers that read pages since it had none there
     std::uint64_t rootChange; ///< when rootPage was set last, on the cache's clock
     std::int64_t steps; ///< of the cursor since it was set, forwards less backwards
 };

@@ -97,7 +97,7 @@ int Allocate(IndexFile* index, int count, NewPages* fresh)
 // Splits the full page a around its middle, as if `item` stood behind its item
 // `position`; b takes the upper half. Returns the item between the halves.
 IndexItem SplitPage(IndexPage* a, int position, const IndexItem& item, IndexPage* b,
-                std::uint32_t numberOfB)
+                    std::uint32_t numberOfB)
 {
     constexpr int half = pageOrder;
     IndexItem middle = item;

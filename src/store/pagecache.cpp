@@ -20,6 +20,7 @@ struct CachedPage {
     IndexFile* owner;
     std::uint32_t number;
     bool dirty; // not in the file as it is here
+    bool ahead; // read with another one, and not asked for yet
     CachedPage* nextInBucket;
     IndexPage* buffer;
     CompactPage compact;
@@ -38,9 +39,6 @@ static_assert(PAGESTACKSIZE > 3 * deepestTree + 1);
 struct Free {
     void operator()(void* memory) const { std::free(memory); }
 };
-
-// Pages that are written together, at most.
-constexpr std::size_t neighboursAtOnce = 16;
 
 constexpr int bucketBits = 14;
 constexpr std::size_t buckets = std::size_t(1) << bucketBits;
@@ -61,6 +59,13 @@ struct UseOrder {
         page->newer = nullptr;
         (newest ? newest->newer : oldest) = page;
         newest = page;
+    }
+    void LinkOldest(CachedPage* page)
+    {
+        page->older = nullptr;
+        page->newer = oldest;
+        (oldest ? oldest->older : newest) = page;
+        oldest = page;
     }
     void Touch(CachedPage* page)
     {
@@ -101,8 +106,7 @@ bool Is(const CachedPage* page, const IndexFile* owner, std::uint32_t number)
     return page->number == number && page->owner == owner;
 }
 
-// The page, if none was used after it: the steps of a walk mostly stay on one page,
-// and a change follows a search.
+// The page, if none was used after it: a change follows a search.
 CachedPage* FindNewest(const IndexFile* owner, std::uint32_t number)
 {
     for (CachedPage* const newest : { cache.buffered.newest, cache.compacted.newest })
@@ -172,17 +176,15 @@ void Remove(CachedPage* page)
     delete page;
 }
 
-// Adds a page that stands in a buffer.
-int Insert(IndexFile* owner, std::uint32_t number, IndexPage* buffer)
+// Adds a page, which is still to get a form and a place in its order. Null if there
+// is no memory.
+CachedPage* AddPage(IndexFile* owner, std::uint32_t number)
 {
     auto* const page = new (std::nothrow) CachedPage{};
-    if (!page) {
-        cache.freeBuffers.push_back(buffer);
-        return SetError(taNoMemory);
-    }
+    if (!page)
+        return nullptr;
     page->owner = owner;
     page->number = number;
-    SetBuffer(page, buffer);
     CachedPage*& bucket = Bucket(owner, number);
     page->nextInBucket = bucket;
     bucket = page;
@@ -191,6 +193,17 @@ int Insert(IndexFile* owner, std::uint32_t number, IndexPage* buffer)
         owner->firstPage->previousOfOwner = page;
     owner->firstPage = page;
     cache.room += sizeof *page;
+    return page;
+}
+
+int AddInBuffer(IndexFile* owner, std::uint32_t number, IndexPage* buffer)
+{
+    CachedPage* const page = AddPage(owner, number);
+    if (!page) {
+        cache.freeBuffers.push_back(buffer);
+        return SetError(taNoMemory);
+    }
+    SetBuffer(page, buffer);
     return 0;
 }
 
@@ -214,15 +227,72 @@ int WritePage(CachedPage* page)
     return 0;
 }
 
+bool Unpack(const IndexFile* index, const std::uint8_t* bytes, IndexPage* page)
+{
+    const auto pages = std::uint32_t(index->dataFile->header.recordCount);
+    return UnpackPage(bytes, index->keyLength, pages, page) && page->count > 0;
+}
+
+// ---- pages read with the one that is asked for ----
+
+// With flushing on, the pages are not kept for long.
+bool ReadsAhead(const IndexFile* index)
+{
+    const DataFile* const file = index->dataFile;
+    const auto size = std::size_t(file->header.recordCount) * std::size_t(file->recordLength);
+    return index->fetches > fetchesAlone && !file->flushing && MULTIUSER == 0 && size <= compactRoom
+        && cache.room + neighboursAtOnce * sizeof(IndexPage) <= compactRoom;
+}
+
+// Keeps a page that nobody has asked for, if it is one: it may be free.
+void KeepAhead(IndexFile* index, std::uint32_t number, const std::uint8_t* bytes)
+{
+    static IndexPage image;
+    if (number == 0 || FindPage(index, number) || !Unpack(index, bytes, &image))
+        return;
+    CompactPage compact(image);
+    CachedPage* const page = compact ? AddPage(index, number) : nullptr;
+    if (!page)
+        return;
+    SetCompact(page, std::move(compact));
+    page->ahead = true;
+    cache.compacted.LinkOldest(page);
+}
+
+// As GetRec, and keeps the page's neighbours.
+int ReadBlock(IndexFile* index, std::uint32_t number, std::uint8_t* bytesOfPage)
+{
+    DataFile* const file = index->dataFile;
+    const auto length = std::size_t(file->recordLength);
+    const std::uint32_t first = number - number % neighboursAtOnce;
+    const std::uint32_t count
+        = std::min(neighboursAtOnce, std::uint32_t(file->header.recordCount) - first);
+    const std::unique_ptr<std::uint8_t[]> bytes(new (std::nothrow) std::uint8_t[count * length]);
+    if (!bytes)
+        return GetRec(file, number, bytesOfPage);
+    const std::uint32_t read = GetBigRec(file, first, bytes.get(), count);
+    if (taerror != taNoError)
+        return -1;
+    if (read <= number - first)
+        return SetError(taReadFailed);
+    for (std::uint32_t i = 0; i < read; ++i)
+        if (first + i != number)
+            KeepAhead(index, first + i, &bytes[i * length]);
+    std::memcpy(bytesOfPage, &bytes[(number - first) * length], length);
+    return 0;
+}
+
 int ReadPage(IndexFile* index, std::uint32_t number, IndexPage* page)
 {
     const auto pages = std::uint32_t(index->dataFile->header.recordCount);
     if (number == 0 || number >= pages)
         return SetError(taDamaged);
-    if (GetRec(index->dataFile, number, tarecbuf) != 0)
+    ++index->fetches;
+    const int result = ReadsAhead(index) ? ReadBlock(index, number, tarecbuf)
+                                         : GetRec(index->dataFile, number, tarecbuf);
+    if (result != 0)
         return -1;
-    const bool sound = UnpackPage(tarecbuf, index->keyLength, pages, page) && page->count > 0;
-    return SetError(sound ? taNoError : taDamaged);
+    return SetError(Unpack(index, tarecbuf, page) ? taNoError : taDamaged);
 }
 
 // ---- room ----
@@ -279,7 +349,7 @@ int Fetch(IndexFile* index, std::uint32_t number)
     if (TakeBuffer(&buffer) != 0)
         return -1;
     if (ReadPage(index, number, buffer) == 0)
-        return Insert(index, number, buffer);
+        return AddInBuffer(index, number, buffer);
     cache.freeBuffers.push_back(buffer);
     return -1;
 }
@@ -289,6 +359,7 @@ int Find(IndexFile* index, std::uint32_t number, CachedPage** page)
 {
     *page = FindPage(index, number);
     if (*page) {
+        (*page)->ahead = false;
         OrderOf(*page).Touch(*page);
         return 0;
     }
@@ -439,8 +510,11 @@ void SetCompactRoom(std::size_t bytes)
 int tagetpage(IndexFile* index, std::uint32_t number, IndexPage** page)
 {
     *page = nullptr;
-    CachedPage* found = FindNewest(index, number);
-    if ((!found && Find(index, number, &found) != 0) || (!found->buffer && Expand(found) != 0))
+    // The steps of a walk mostly stay on one page.
+    CachedPage* found = cache.buffered.newest;
+    if (!(found && Is(found, index, number)) && Find(index, number, &found) != 0)
+        return -1;
+    if (!found->buffer && Expand(found) != 0)
         return -1;
     *page = found->buffer;
     return 0;
@@ -462,8 +536,11 @@ int tanewpage(IndexFile* index, std::uint32_t* number, IndexPage** page)
     static constexpr std::uint8_t empty[PackedLength(longestKey)]{};
     *page = nullptr;
     // A chain of free pages that leads to one in use is damage.
-    if (FindPage(index, FirstRec(index->dataFile)))
+    CachedPage* const there = FindPage(index, FirstRec(index->dataFile));
+    if (there && !there->ahead)
         return SetError(taDamaged);
+    if (there)
+        Remove(there);
     IndexPage* buffer;
     if (MakeRoom() != 0 || TakeBuffer(&buffer) != 0)
         return -1;
@@ -473,7 +550,7 @@ int tanewpage(IndexFile* index, std::uint32_t* number, IndexPage** page)
         cache.freeBuffers.push_back(buffer);
         return -1;
     }
-    if (Insert(index, *number, buffer) != 0)
+    if (AddInBuffer(index, *number, buffer) != 0)
         return -1;
     *page = buffer;
     return 0;
@@ -582,6 +659,7 @@ int WriteBackPages(IndexFile* index)
 
 void DropPages(IndexFile* index)
 {
+    index->fetches = 0;
     // Removing the first page makes the next one the first.
     while (index->firstPage)
         Remove(index->firstPage); // NOLINT(clang-analyzer-cplusplus.NewDelete)

@@ -1,0 +1,241 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// Pages that come into memory with another one: when they do, and that this changes
+// nothing but the number of transfers.
+
+#include "store/indexfile.h"
+#include "store/pagecache.h"
+#include "store/storecheck.h"
+#include "tests/store/storeshims.h"
+#include "tests/store/storetest.h"
+
+#include <QTemporaryDir>
+#include <QtTest>
+
+namespace
+{
+
+constexpr int keyLength = 12;
+constexpr int items = 2600; // in 103 pages, with the even numbers
+constexpr int last = 2 * items;
+
+class TestIndexFile
+{
+public:
+    explicit TestIndexFile(IndexFile* index) : m_index(index) { }
+    ~TestIndexFile() { CloseIndex(m_index); }
+    TestIndexFile(const TestIndexFile&) = delete;
+    TestIndexFile& operator=(const TestIndexFile&) = delete;
+
+    IndexFile* get() const { return m_index; }
+    int Add(int number) { return Call(AddKey, number); }
+    int Delete(int number) { return Call(DeleteKey, number); }
+    int Find(int number) { return Call(FindKey, number); }
+    bool HasPage(std::uint32_t number)
+    {
+        IndexPage* page;
+        return tagetpage(m_index, number, &page) == 0;
+    }
+    // Pages from the first one on, each in a transfer of its own.
+    bool ReadFirstPages()
+    {
+        for (std::uint32_t number = 1; number <= fetchesAlone; ++number)
+            if (!HasPage(number))
+                return false;
+        return true;
+    }
+
+private:
+    template <typename Function> int Call(Function function, int number)
+    {
+        char key[keyLength + 1];
+        std::snprintf(key, sizeof key, "k%05d", number);
+        auto record = std::uint32_t(number);
+        return function(m_index, &record, key);
+    }
+
+    IndexFile* const m_index;
+};
+
+} // namespace
+
+class TestReadAhead : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase() { QCOMPARE(InitIndex(), 0); }
+    void cleanupTestCase() { UnInitIndex(); }
+    void init()
+    {
+        m_folder = std::make_unique<QTemporaryDir>();
+        TestIndexFile index(MakeIndex(0, Path().c_str(), keyLength, 0));
+        for (int i = 2; i <= last; i += 2)
+            QCOMPARE(index.Add(i), 0);
+        QVERIFY(FileLen(index.get()->dataFile) > 6 * neighboursAtOnce);
+    }
+    void cleanup() { SetCompactRoom(standardCompactRoom); }
+
+    void neighboursComeWithAPage();
+    void fewPagesComeAlone();
+    void pagesComeAloneWithFlushing();
+    void pagesComeAloneWhereNotAllHaveRoom();
+    void changedPagesStayAsTheyAre();
+    void freePagesAreUsedAgain();
+    void failureIsThatOfThePageAskedFor();
+    void shortBlockHoldsWhatItHolds();
+    void damageIsThatOfThePageAskedFor();
+
+private:
+    std::string Path() const { return m_folder->filePath("index").toStdString(); }
+    IndexFile* Open() const { return OpenIndex(0, Path().c_str(), keyLength, 0); }
+
+    std::unique_ptr<QTemporaryDir> m_folder;
+};
+
+void TestReadAhead::neighboursComeWithAPage()
+{
+    TestIndexFile index(Open());
+    CountingFiles files;
+    const UsedStoreFiles used(&files);
+    QVERIFY(index.ReadFirstPages());
+    QCOMPARE(files.reads, int(fetchesAlone));
+    QVERIFY(index.HasPage(72));
+    for (std::uint32_t number = 64; number < 80; ++number)
+        QVERIFY(index.HasPage(number));
+    QCOMPARE(files.reads, int(fetchesAlone) + 1);
+    QVERIFY(index.HasPage(80));
+    QCOMPARE(files.reads, int(fetchesAlone) + 2);
+    for (int i = 2; i <= last; i += 2)
+        QCOMPARE(index.Find(i), 0);
+}
+
+void TestReadAhead::fewPagesComeAlone()
+{
+    TestIndexFile index(Open());
+    CountingFiles files;
+    const UsedStoreFiles used(&files);
+    for (std::uint32_t number = 1; number <= fetchesAlone; ++number)
+        QVERIFY(index.HasPage(3 * number));
+    QCOMPARE(files.reads, int(fetchesAlone));
+    // Forgotten pages begin anew.
+    QCOMPARE(TaOpenIndex(index.get()), 0);
+    files.reads = 0;
+    QVERIFY(index.HasPage(64));
+    QVERIFY(index.HasPage(65));
+    QCOMPARE(files.reads, 2);
+}
+
+void TestReadAhead::pagesComeAloneWithFlushing()
+{
+    TestIndexFile index(Open());
+    ToggleFlushing(index.get(), 1, 1);
+    CountingFiles files;
+    const UsedStoreFiles used(&files);
+    for (std::uint32_t number = 1; number <= 100; ++number)
+        QVERIFY(index.HasPage(number));
+    QCOMPARE(files.reads, 100);
+}
+
+void TestReadAhead::pagesComeAloneWhereNotAllHaveRoom()
+{
+    TestIndexFile index(Open());
+    const DataFile* const file = index.get()->dataFile;
+    SetCompactRoom(FileLen(index.get()->dataFile) * std::size_t(file->recordLength) - 1);
+    CountingFiles files;
+    const UsedStoreFiles used(&files);
+    for (std::uint32_t number = 1; number <= 100; ++number)
+        QVERIFY(index.HasPage(number));
+    QCOMPARE(files.reads, 100);
+}
+
+// A block has pages that are in memory already, and are not in the file as they are
+// there.
+void TestReadAhead::changedPagesStayAsTheyAre()
+{
+    TestIndexFile index(Open());
+    for (int i = 1; i <= last; i += 200)
+        QCOMPARE(index.Add(i), 0);
+    for (std::uint32_t number = 1; number <= 100; ++number)
+        QVERIFY(index.HasPage(number));
+    for (int i = 1; i <= last; ++i)
+        QCOMPARE(index.Find(i), i % 2 == 0 || i % 200 == 1 ? 0 : -1);
+}
+
+void TestReadAhead::freePagesAreUsedAgain()
+{
+    std::uint32_t pages;
+    {
+        TestIndexFile index(Open());
+        for (int i = 2000; i <= 4000; i += 2)
+            QCOMPARE(index.Delete(i), 0);
+        pages = FileLen(index.get()->dataFile);
+        QVERIFY(pages - UsedRecs(index.get()->dataFile) > 2 * neighboursAtOnce);
+    }
+    {
+        TestIndexFile index(Open());
+        QVERIFY(index.ReadFirstPages());
+        for (int i = 4002; i <= last; i += 2)
+            QCOMPARE(index.Find(i), 0);
+        for (int i = 2000; i <= 4000; i += 2)
+            QCOMPARE(index.Add(i), 0);
+        QCOMPARE(FileLen(index.get()->dataFile), pages);
+    }
+    std::vector<IndexEntry> entries;
+    QCOMPARE(CheckIndex(Path(), keyLength, false, &entries), Findings());
+    QCOMPARE(entries.size(), std::size_t(items));
+}
+
+void TestReadAhead::failureIsThatOfThePageAskedFor()
+{
+    for (const Fault fault : { Fault::Open, Fault::Seek, Fault::Read }) {
+        TestIndexFile index(Open());
+        QVERIFY(index.ReadFirstPages());
+        {
+            FailingFiles files(fault, 0, false);
+            const UsedStoreFiles used(&files);
+            QVERIFY(!index.HasPage(64));
+            QCOMPARE(taerror, fault == Fault::Open ? 1 : fault == Fault::Seek ? 2 : 5);
+        }
+        QVERIFY(index.HasPage(64));
+        QVERIFY(index.HasPage(65));
+    }
+}
+
+void TestReadAhead::shortBlockHoldsWhatItHolds()
+{
+    TestIndexFile index(Open());
+    QVERIFY(index.ReadFirstPages());
+    {
+        FailingFiles files(Fault::ShortRead, 0, false);
+        const UsedStoreFiles used(&files);
+        QVERIFY(!index.HasPage(72)); // the first behind the half
+        QCOMPARE(taerror, 5);
+    }
+    {
+        FailingFiles files(Fault::ShortRead, 0, false);
+        const UsedStoreFiles used(&files);
+        QVERIFY(index.HasPage(71));
+    }
+    for (int i = 2; i <= last; i += 2)
+        QCOMPARE(index.Find(i), 0);
+}
+
+void TestReadAhead::damageIsThatOfThePageAskedFor()
+{
+    TestIndexFile index(Open());
+    {
+        const std::uint8_t count = 51;
+        OpenStoreFile file(Path().c_str());
+        QVERIFY(file.WriteAt(70 * off_t(index.get()->dataFile->recordLength), &count, 1));
+    }
+    QVERIFY(index.ReadFirstPages());
+    QVERIFY(index.HasPage(69));
+    QVERIFY(index.HasPage(71));
+    QVERIFY(!index.HasPage(70));
+    QCOMPARE(taerror, int(taDamaged));
+}
+
+QTEST_APPLESS_MAIN(TestReadAhead)
+#include "tst_readahead.moc"
