@@ -3,6 +3,7 @@
 
 #include "store/indexchange.h"
 #include "store/pagecache.h"
+#include "store/pagetransfer.h"
 
 #include <algorithm>
 

@@ -4,6 +4,7 @@
 #include "store/indexfile.h"
 
 #include "store/pagecache.h"
+#include "store/pagetransfer.h"
 
 #include <memory>
 #include <new>

@@ -23,12 +23,6 @@ constexpr std::uint16_t PAGESTACKSIZE = 512;
 constexpr std::size_t standardCompactRoom = 9 * 1024 * 1024;
 void SetCompactRoom(std::size_t bytes);
 
-// Pages that are neighbours in the file are read and written together, up to so many.
-// They are read so once an index was asked for so many pages one by one, as most of
-// them will be wanted then, if all of them have room in memory.
-constexpr std::uint32_t neighboursAtOnce = 16;
-constexpr std::uint32_t fetchesAlone = 32;
-
 // The page's address, or -1 and null: it could not be read (or the page that
 // had to make room could not be written), or is no page.
 int tagetpage(IndexFile* index, std::uint32_t number, IndexPage** page);
@@ -71,13 +65,6 @@ void SetRootPage(IndexFile* index, std::uint32_t number);
 
 // Frees the page's record and its buffer.
 int tareturnpage(IndexPage* page);
-
-// Whether an index has pages in memory, or a root, that its file does not have.
-bool HasChanges(const IndexFile* index);
-
-// Writes an index's changed pages. With flushing on, the header too where the
-// root moved.
-int WriteBackPages(IndexFile* index);
 
 // Forgets an index's pages, changed ones too.
 void DropPages(IndexFile* index);

@@ -7,6 +7,7 @@
 #include "store/bytes.h"
 #include "store/indexfile.h"
 #include "store/pagecache.h"
+#include "store/pagetransfer.h"
 #include "tests/store/storeshims.h"
 #include "tests/store/storetest.h"
 

@@ -6,6 +6,7 @@
 
 #include "store/indexfile.h"
 #include "store/pagecache.h"
+#include "store/pagetransfer.h"
 #include "store/storecheck.h"
 #include "tests/store/storeshims.h"
 #include "tests/store/storetest.h"
