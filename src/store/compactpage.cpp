@@ -23,7 +23,9 @@ constexpr IndexItem noKey{};
 // What a leaf that grows gets for the items to come.
 constexpr std::size_t slack = 64;
 
-constexpr int cacheLine = 64;
+constexpr std::size_t cacheLine = 64;
+// In heads: a KiB.
+constexpr int usualLength = 128;
 
 // Mostly there are no more than two steps, which need no call.
 void CopyStepped(void* to, const void* from, std::size_t count)
@@ -190,8 +192,8 @@ PagePosition CompactPage::Search(const SoughtItem& wanted, int allowDuplicates) 
     const Head* const heads = m_heads.get();
     const int count = m_count;
     // Mostly it is in none of the processor's nearer caches: all of it is asked for at
-    // once, also for the change that may follow.
-    for (int i = 0; i < m_length; i += cacheLine / int(sizeof(Head)))
+    // once, if it is of usual size, also for the change that may follow.
+    for (int i = 0; i < std::min<int>(m_length, usualLength); i += int(cacheLine / sizeof(Head)))
         __builtin_prefetch(&heads[i]);
     SharedKeys below{ 0, 0 }; // with the item before
     int sharedAbove = 0;

@@ -53,7 +53,7 @@ PagePosition PageHeads::Search(const IndexPage& page, const SoughtItem& wanted, 
 {
     if (m_count != page.count)
         Read(page);
-    if (std::memcmp(m_prefix, wanted.key(), m_shared) != 0)
+    if (!wanted.BeginsWith(m_prefix, m_shared))
         return SearchItems(page, 1, m_count, wanted, allowDuplicates);
     const std::uint64_t head = OrderOfWord(wanted.WordAt(m_shared));
     const std::uint64_t second = SecondWord(head, wanted.WordAt(m_shared + wordSize));

@@ -24,7 +24,7 @@ private:
 
     int m_count = 0; // of the page's items, once they are read
     std::size_t m_shared = 0; // bytes that all keys have in common, and are left out
-    char m_prefix[longestKey];
+    char m_prefix[longestKey] = {}; // read in words
     std::uint64_t m_first[pageItems];
     std::uint64_t m_second[pageItems];
     std::uint32_t m_children[pageItems + 1];

@@ -28,8 +28,10 @@ public:
         m_length = int(length);
         std::memcpy(m_exact, key, length);
         std::memset(m_exact + length, 0, zeros);
-        for (std::size_t at = 0; at < length + 2 * wordSize; at += wordSize)
+        std::size_t at = 0;
+        for (; at < length; at += wordSize)
             PutWord(m_key + at, FoldWord(GetWord(m_exact + at)));
+        std::memset(m_key + at, 0, zeros);
     }
     explicit SoughtItem(const IndexItem& item) : SoughtItem(item.key, item.record) { }
 
@@ -41,6 +43,17 @@ public:
     int ByteAt(int at) const { return static_cast<unsigned char>(m_key[at]); } // folded
     // The eight bytes of the folded key from `at` on, zeros behind its end.
     std::uint64_t WordAt(std::size_t at) const { return GetWord(m_key + at); }
+
+    // Whether its folded key has these first bytes, of which there may be seven more.
+    bool BeginsWith(const char* bytes, std::size_t count) const
+    {
+        for (std::size_t at = 0; at < count; at += wordSize) {
+            const std::uint64_t bits = GetWord(bytes + at) ^ WordAt(at);
+            if (bits != 0 && at + unsigned(__builtin_ctzll(bits)) / 8 < count)
+                return false;
+        }
+        return true;
+    }
 
     // Below 0, 0 or above 0 as it stands before an item, in its place, or behind.
     int Compare(const IndexItem& item, int allowDuplicates) const
@@ -122,5 +135,5 @@ private:
     static constexpr std::size_t zeros = 3 * wordSize;
 
     char m_exact[longestKey + zeros];
-    char m_key[longestKey + zeros];
+    char m_key[longestKey + wordSize + zeros];
 };
