@@ -15,7 +15,7 @@ namespace
 // Bytes are read and copied eight at a time, up to eight more than asked for.
 constexpr std::size_t step = wordSize;
 // Up to here that stays within the key of an item.
-constexpr int steppedLength = int(sizeof IndexItem::key - step);
+constexpr std::size_t steppedLength = sizeof IndexItem::key - step;
 
 // Before the first one.
 constexpr IndexItem noKey{};
@@ -27,25 +27,19 @@ constexpr std::size_t cacheLine = 64;
 // In heads: a KiB.
 constexpr int usualLength = 128;
 
-// Mostly there are no more than two steps, which need no call.
-void CopyStepped(void* to, const void* from, std::size_t count)
+// Copies a part of a key that has that length. Mostly it is no more than two steps,
+// which need no call.
+void CopyKeyBytes(void* to, const void* from, std::size_t count, std::size_t keyLength)
 {
+    if (keyLength > steppedLength || count > 2 * step) {
+        std::memcpy(to, from, count);
+        return;
+    }
     auto* target = static_cast<char*>(to);
     auto* source = static_cast<const char*>(from);
     std::memcpy(target, source, step);
     if (count > step)
         std::memcpy(target + step, source + step, step);
-    if (count > 2 * step)
-        std::memcpy(target + 2 * step, source + 2 * step, count - 2 * step);
-}
-
-// A part of a key that has that length, from or to the key of an item.
-void CopyKeyBytes(void* to, const void* from, int count, int keyLength)
-{
-    if (keyLength <= steppedLength)
-        CopyStepped(to, from, std::size_t(count));
-    else
-        std::memcpy(to, from, std::size_t(count));
 }
 
 // Makes a key of that of the item before it, in whole words: the processor waits for
@@ -159,8 +153,8 @@ CompactPage::CompactPage(const IndexPage& page) : m_count(page.count), m_inner(p
     std::copy(heads + 1, heads + m_count + 1, &m_heads[1]);
     // From the lowest rest on, as each is copied over the beginning of the next.
     for (int i = m_count; i > 0; --i) {
-        const int shared = Shared(i);
-        const int rest = RestLength(i);
+        const auto shared = std::size_t(Shared(i));
+        const auto rest = std::size_t(RestLength(i));
         CopyKeyBytes(Rest(i), page.items[i].key + shared, rest, shared + rest);
     }
     for (int i = 0; i <= m_count && m_inner; ++i) {

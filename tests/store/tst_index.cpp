@@ -181,6 +181,7 @@ private slots:
     void keyLengthsOutsideTheLimitsAreRefused();
     void pageThatCannotBeReadIsReported();
     void chainLeadingToAPageInUseIsReported();
+    void splitLeafThatLeftMemoryIsReadAgain();
 
     // ---- deleting ----
     void deletingReturnsTheRecordWithoutDuplicates();
@@ -768,6 +769,30 @@ void TestIndex::chainLeadingToAPageInUseIsReported()
     QCOMPARE(taerror, int(taDamaged));
     for (int i = 1; i <= 50; ++i)
         QCOMPARE(Call(FindKey, index, Key(i)).result, 0);
+}
+
+// The new page takes the room of the leaf that is to be split. If that cannot be read
+// again, the new page is given back.
+void TestIndex::splitLeafThatLeftMemoryIsReadAgain()
+{
+    SetCompactRoom(0);
+    const Index index = Make();
+    AddAll(index, 1, 75);
+    {
+        // In memory as it was split, with room for no other leaf, and full.
+        FailingFiles files(Fault::Read, 0, false);
+        const UsedStoreFiles used(&files);
+        QCOMPARE(Add(index, 76), 0);
+        QVERIFY(!files.hasFailed());
+        QCOMPARE(Add(index, 77), -1);
+        QCOMPARE(taerror, 5);
+        QVERIFY(files.hasFailed());
+    }
+    QCOMPARE(Call(FindKey, index, Key(77)).result, -1);
+    Check(index, 76);
+    AddAll(index, 77, 1000);
+    Check(index, 1000);
+    SetCompactRoom(standardCompactRoom);
 }
 
 // ---- deleting ----
