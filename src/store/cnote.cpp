@@ -12,7 +12,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <memory>
-#include <string>
+#include <new>
 
 namespace
 {
@@ -48,8 +48,11 @@ struct FreeKey {
 
 bool FormatPath(char (&path)[PATH_MAX], const char* format, const char* name)
 {
-    const int length = std::snprintf(path, sizeof path, format, name);
-    return length >= 0 && std::size_t(length) < sizeof path;
+    const int length = name ? std::snprintf(path, sizeof path, format, name) : -1;
+    if (length >= 0 && std::size_t(length) < sizeof path)
+        return true;
+    path[0] = 0; // of a part of a name there may be a file
+    return false;
 }
 
 // Whether an index has no whole header: the process that made it, for the first
@@ -66,18 +69,19 @@ bool IsHalfMade(const char* indexPath)
 bool WriteNote(OpenStoreFile& heap, std::int64_t offset, const BlockHeader& header,
                const char* text, std::int32_t length)
 {
-    std::string piece(blockHeaderLength, '\0');
-    PackBlockHeader(header, reinterpret_cast<std::uint8_t*>(&piece[0]));
+    static std::uint8_t piece[pieceLength];
+    PackBlockHeader(header, piece);
+    std::int32_t filled = blockHeaderLength;
     std::int32_t taken = 0;
     do {
-        const std::int32_t more
-            = std::min(length - taken, pieceLength - std::int32_t(piece.size()));
-        piece.append(text + taken, std::size_t(more));
-        if (!heap.WriteAt(offset, piece.data(), piece.size()))
+        const std::int32_t more = std::min(length - taken, pieceLength - filled);
+        std::copy_n(text + taken, more, piece + filled);
+        filled += more;
+        if (!heap.WriteAt(offset, piece, std::size_t(filled)))
             return false;
-        offset += std::int64_t(piece.size());
+        offset += filled;
         taken += more;
-        piece.clear();
+        filled = 0;
     } while (taken < length);
     return true;
 }
@@ -155,7 +159,10 @@ void CNote::Close()
 
 void CNote::SetIndexFlushing()
 {
-    ToggleFlushing(m_freeSpace, 1, 1);
+    if (m_freeSpace)
+        ToggleFlushing(m_freeSpace, 1, 1);
+    else
+        SetError(taNullHandle);
 }
 
 int CNote::UnlistFree(std::int32_t length, std::int64_t offset)
@@ -174,7 +181,8 @@ int CNote::ListFree(std::int32_t length, std::int64_t offset)
 
 std::int32_t CNote::SaveNote(const char* text, std::int32_t length)
 {
-    if (!m_freeSpace || length < 0 || length > longestNoteBlock - blockHeaderLength)
+    if (!m_freeSpace || length < 0 || (!text && length > 0)
+        || length > longestNoteBlock - blockHeaderLength)
         return -1;
     OpenStoreFile heap(m_heapPath);
     if (!heap)
@@ -332,7 +340,13 @@ bool CNote::Reindex()
     if (!heap)
         return false;
     const Transfer transfer(&m_descriptor, heap);
-    BlockChain chain = WalkBlocks(heap);
+    BlockChain chain{};
+    try {
+        chain = WalkBlocks(heap);
+    } catch (const std::bad_alloc&) {
+        SetError(taNoMemory);
+        return false;
+    }
     // The length of the last block before a break may be what is wrong.
     if (!chain.whole && !chain.blocks.empty())
         chain.blocks.pop_back();

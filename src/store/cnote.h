@@ -36,11 +36,12 @@ public:
     void Close();
 
     /// Has each change of the free-space index written at once. Open and Create
-    /// do it.
+    /// do it; of a closed store there is nothing to be written.
     void SetIndexFlushing();
 
     /// Stores `length` bytes of text and returns their offset; -1 if the file
-    /// fails or the free space is not what the index says.
+    /// fails, the free space is not what the index says, or the text is null and
+    /// the length is not 0.
     std::int32_t SaveNote(const char* text, std::int32_t length);
     /// A copy of a text with a zero byte behind it, from malloc: the caller frees
     /// it. Null if no text is there.

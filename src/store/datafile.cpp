@@ -13,7 +13,6 @@
 #include <memory>
 #include <new>
 #include <strings.h>
-#include <vector>
 
 std::int32_t taerror = taNoError;
 std::uint8_t tarecbuf[maxRecordLength];
@@ -75,7 +74,7 @@ int WriteHeader(DataFile* file)
 // the code for what cannot be a data file.
 std::unique_ptr<DataFile> NewHandle(const char* path, int recordLength, std::int32_t refused)
 {
-    if (std::strlen(path) >= sizeof DataFile::fileName || recordLength > maxRecordLength) {
+    if (!path || std::strlen(path) >= sizeof DataFile::fileName || recordLength > maxRecordLength) {
         SetError(refused);
         return nullptr;
     }
@@ -244,7 +243,7 @@ DataFile* OpenDataFile(std::int32_t, const char* path, std::int16_t recordLength
 
 bool DoesFileExist(std::int32_t, const char* path)
 {
-    return storeFiles().Exists(path);
+    return path && storeFiles().Exists(path);
 }
 
 int CloseDataFile(DataFile* file)
@@ -255,7 +254,7 @@ int CloseDataFile(DataFile* file)
         return SetError(taNoError);
     const std::unique_ptr<DataFile> owned(file);
     file->isOpen = 0;
-    if (!DefersHeader(file))
+    if (!DefersHeader(file) || !file->headerDirty)
         return SetError(taNoError);
     file->header.storedCount = file->header.recordCount;
     StampVersion(file->header);
@@ -386,17 +385,17 @@ bool FixHeader(DataFile* file)
     const std::uint32_t length = FileLen(file);
     if (taerror != taNoError || length == 0 || file->recordLength > longestRecord)
         return true;
-    std::vector<std::uint8_t> record(std::size_t(file->recordLength));
+    std::uint8_t record[longestRecord];
     DataFileHeader& header = file->header;
     header.firstFree = -1;
     header.deletedCount = 0;
     for (std::uint32_t number = 1; number < length; ++number) {
-        if (GetRec(file, number, record.data()) != 0)
+        if (GetRec(file, number, record) != 0)
             return true;
-        if (GetInt32(record.data()) == 0)
+        if (GetInt32(record) == 0)
             continue;
-        PutInt32(record.data(), header.firstFree);
-        if (PutRec(file, number, record.data()) != 0)
+        PutInt32(record, header.firstFree);
+        if (PutRec(file, number, record) != 0)
             return true;
         header.firstFree = std::int32_t(number);
         ++header.deletedCount;

@@ -33,7 +33,7 @@ enum TaError : std::int32_t {
     taNoMemory = 6, ///< no memory, or no page cache (see InitIndex)
     taNotCreated = 7, ///< the file could not be made
     taNotOpened = 8, ///< the file could not be opened
-    taNullHandle = 9, ///< the handle is null
+    taNullHandle = 9, ///< the handle is null, or a text that must be there
     taDamaged = 10, ///< what was read cannot be part of a sound file
     taNoStatus = -1, ///< the file could not be asked for its size or time
 };

@@ -43,7 +43,17 @@ IndexFile* NewIndex(OpenFunction open, std::int32_t refused, const char* path,
 IndexFile* MakeIndex(std::int32_t, const char* path, std::int16_t keyLength,
                      std::int32_t allowDuplicates)
 {
-    return NewIndex(MakeDataFile, taNotCreated, path, keyLength, allowDuplicates);
+    IndexFile* const index = NewIndex(MakeDataFile, taNotCreated, path, keyLength, allowDuplicates);
+    // The header as it stays while the index is empty, so that closing it then has
+    // nothing to write: somebody else may have filled the file.
+    if (index && TaCloseIndex(index) != 0) {
+        const std::int32_t error = taerror;
+        index->dataFile->headerDirty = 0;
+        CloseIndex(index);
+        SetError(error);
+        return nullptr;
+    }
+    return index;
 }
 
 IndexFile* OpenIndex(std::int32_t, const char* path, std::int16_t keyLength,
@@ -76,6 +86,7 @@ int TaOpenIndex(IndexFile* index)
         return -1;
     index->current = index->dataFile;
     index->rootPage = std::uint32_t(index->dataFile->header.rootPage);
+    index->dataFile->headerDirty = 0;
     ClearKey(index);
     return 0;
 }
