@@ -112,39 +112,42 @@ int ReadBlock(IndexFile* index, std::uint32_t number, std::uint8_t* bytesOfPage)
     return 0;
 }
 
-// The changed pages of an index.
+// The changed pages of an index. Those of one operation need no memory.
 class ChangedPages
 {
 public:
     // In that order. False if there is no memory.
     template <typename Key> bool Collect(const IndexFile* index, Key CachedPage::*order)
     {
+        std::size_t count = 0;
         for (const CachedPage* page = index->firstPage; page; page = page->nextOfOwner)
-            m_count += page->dirty;
-        if (m_count == 0)
-            return true;
-        m_pages.reset(new (std::nothrow) CachedPage*[m_count]);
-        if (!m_pages) {
+            count += page->dirty;
+        if (count > few) {
+            m_many.reset(new (std::nothrow) CachedPage*[count]);
+            m_first = m_end = m_many.get();
+        }
+        if (!m_first) {
             SetError(taNoMemory);
             return false;
         }
-        CachedPage** next = m_pages.get();
         for (CachedPage* page = index->firstPage; page; page = page->nextOfOwner)
             if (page->dirty)
-                *next++ = page;
-        std::sort(m_pages.get(), next,
+                *m_end++ = page;
+        std::sort(m_first, m_end,
                   [order](CachedPage* a, CachedPage* b) { return a->*order < b->*order; });
         return true;
     }
 
-    std::size_t size() const { return m_count; }
-    CachedPage** begin() const { return m_pages.get(); }
-    CachedPage** end() const { return m_pages.get() + m_count; }
-    CachedPage*& operator[](std::size_t i) const { return m_pages[i]; }
+    CachedPage** begin() const { return m_first; }
+    CachedPage** end() const { return m_end; }
 
 private:
-    std::unique_ptr<CachedPage*[]> m_pages;
-    std::size_t m_count = 0;
+    static constexpr std::size_t few = 64;
+
+    CachedPage* m_few[few];
+    std::unique_ptr<CachedPage*[]> m_many;
+    CachedPage** m_first = m_few;
+    CachedPage** m_end = m_few;
 };
 
 bool HasMovedRoot(const IndexFile* index)
@@ -202,11 +205,12 @@ int WriteInOrderOfFile(IndexFile* index)
     ChangedPages pages;
     if (!pages.Collect(index, &CachedPage::number))
         return -1;
-    for (std::size_t first = 0, next = 0; first < pages.size(); first = next) {
-        while (next < pages.size() && next < first + neighboursAtOnce
-               && pages[next]->number == pages[first]->number + (next - first))
+    CachedPage** next = pages.begin();
+    for (CachedPage** first = next; first != pages.end(); first = next) {
+        while (next != pages.end() && next < first + neighboursAtOnce
+               && (*next)->number == (*first)->number + (next - first))
             ++next;
-        if (WriteNeighbours(&pages[first], next - first) != 0)
+        if (WriteNeighbours(first, std::size_t(next - first)) != 0)
             return -1;
     }
     return 0;
