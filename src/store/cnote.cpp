@@ -237,8 +237,7 @@ std::int32_t CNote::Append(OpenStoreFile& heap, const char* text, std::int32_t l
     if (offset < 0 || offset + blockLength > INT32_MAX)
         return -1;
     // A text of several pieces has its room before its header promises it.
-    const bool hasRoom
-        = blockLength <= pieceLength || heap.Resize(offset + blockLength) == 0;
+    const bool hasRoom = blockLength <= pieceLength || heap.Resize(offset + blockLength) == 0;
     if (!hasRoom || !WriteNote(heap, offset, { blockInUse, 0, 0, blockLength }, text, length)) {
         heap.Resize(offset);
         return -1;
