@@ -19,12 +19,12 @@
 namespace
 {
 
-// A file that cannot be written is not replaced either.
+// A file that cannot be written is not replaced either; a link that leads nowhere is.
 bool MayReplace(const std::string& path)
 {
     struct stat status;
     const bool mayReplace = stat(path.c_str(), &status) != 0
-        ? errno == ENOENT
+        ? errno == ENOENT || errno == ELOOP
         : S_ISREG(status.st_mode) && access(path.c_str(), W_OK) == 0;
     if (!mayReplace)
         qCInfo(logCatalog, "the catalog cannot be updated, %s may not be replaced", path.c_str());

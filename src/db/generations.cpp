@@ -207,7 +207,8 @@ NewGeneration::~NewGeneration()
 {
     if (m_descriptor < 0)
         return;
-    if (!m_published)
+    // Readers may have come to one that was current and is so no longer.
+    if (!m_published && flock(m_descriptor, LOCK_EX | LOCK_NB) == 0)
         RemoveFolder(m_descriptor, m_folder + m_name);
     close(m_descriptor);
 }
@@ -262,12 +263,13 @@ bool NewGeneration::Publish()
 
 bool NewGeneration::PublishFirst()
 {
+    const auto leadsSomewhere
+        = [this](const std::string& name) { return access((m_folder + name).c_str(), F_OK) == 0; };
+    m_exists = leadsSomewhere(Catalog::layout.fileName);
+    if (m_exists)
+        return false;
     const std::vector<std::string> names = CatalogFileNames();
-    const bool isFirst = !IsThere(m_folder + pointerName)
-        && std::none_of(names.begin(), names.end(), [this](const std::string& name) {
-               return access((m_folder + name).c_str(), F_OK) == 0;
-           });
-    if (!isFirst)
+    if (IsThere(m_folder + pointerName) || std::any_of(names.begin(), names.end(), leadsSomewhere))
         return Publish();
     if (!Settle() || !PutNames() || !SyncFolder())
         return false;
@@ -276,16 +278,24 @@ bool NewGeneration::PublishFirst()
         m_exists = errno == EEXIST;
         return Fail("cannot make " + m_folder + pointerName);
     }
+    LetReadersIn();
     m_published = SyncFolder();
     if (!m_published)
         unlink((m_folder + pointerName).c_str());
     return m_published;
 }
 
+// Once it is the current one, readers may share its lock (PinnedGeneration).
+void NewGeneration::LetReadersIn()
+{
+    flock(m_descriptor, LOCK_SH | LOCK_NB);
+}
+
 bool NewGeneration::PublishOver(const std::string& current)
 {
     if (!PutNames() || !SyncFolder() || !PutLink(m_name, pointerName))
         return false;
+    LetReadersIn();
     m_published = true;
     if (SyncFolder())
         return true;

@@ -79,6 +79,7 @@ public:
 private:
     void Make();
     bool Lock();
+    void LetReadersIn();
     bool PublishOver(const std::string& current);
     bool Settle();
     bool SettleFile(const std::string& name);
