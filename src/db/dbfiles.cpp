@@ -5,6 +5,7 @@
 
 #include "db/dblayouts.h"
 #include "store/indexfile.h"
+#include "store/ownfiles.h"
 
 #include <algorithm>
 #include <cstring>
@@ -40,29 +41,30 @@ bool Change(Step step, IndexFile* index, std::int32_t number, const char* key)
 } // namespace
 
 template <typename OpenData, typename OpenIndex>
-bool DbFiles::OpenAll(const std::vector<std::string>& names, OpenData openData, OpenIndex openIndex)
+bool DbFiles::OpenAll(const std::vector<std::string>& names, StoreFiles* files, OpenData openData,
+                      OpenIndex openIndex)
 {
     Close();
-    m_data = openData(0, names[0].c_str(), m_layout.recordLength);
+    m_data = openData(files, names[0].c_str(), m_layout.recordLength);
     bool open = m_data != nullptr;
     for (int i = 0; open && i < m_layout.indexCount; ++i) {
         const IndexLayout& layout = m_layout.indexes[i];
         IndexFile*& index = m_indexes[std::size_t(i)];
-        index = openIndex(0, names[std::size_t(i) + 1].c_str(), layout.keyLength,
+        index = openIndex(files, names[std::size_t(i) + 1].c_str(), layout.keyLength,
                           layout.allowDuplicates);
         open = index != nullptr;
     }
     return open;
 }
 
-bool DbFiles::Open(const std::vector<std::string>& names)
+bool DbFiles::Open(const std::vector<std::string>& names, StoreFiles* files)
 {
-    return OpenAll(names, OpenDataFile, OpenIndex);
+    return OpenAll(names, files, OpenOwnDataFile, OpenOwnIndex);
 }
 
-bool DbFiles::Create(const std::vector<std::string>& names)
+bool DbFiles::Create(const std::vector<std::string>& names, StoreFiles* files)
 {
-    return OpenAll(names, MakeDataFile, MakeIndex);
+    return OpenAll(names, files, MakeOwnDataFile, MakeOwnIndex);
 }
 
 void DbFiles::Close()

@@ -14,6 +14,7 @@
 struct DataFile;
 struct DbLayout;
 struct IndexFile;
+class StoreFiles;
 
 class DbFiles
 {
@@ -24,10 +25,11 @@ public:
     DbFiles& operator=(const DbFiles&) = delete;
 
     // The data file's name and those of the indexes, in their order. The first
-    // one that fails ends it, and those before it stay open.
-    bool Open(const std::vector<std::string>& names);
+    // one that fails ends it, and those before it stay open. With a file system of
+    // their own, which outlives their being open; null: the one in use.
+    bool Open(const std::vector<std::string>& names, StoreFiles* files = nullptr);
     // The same with new, empty files in place of those that are there.
-    bool Create(const std::vector<std::string>& names);
+    bool Create(const std::vector<std::string>& names, StoreFiles* files = nullptr);
     void Close();
 
     // Null while it is not open.
@@ -56,7 +58,8 @@ public:
 
 private:
     template <typename OpenData, typename OpenIndex>
-    bool OpenAll(const std::vector<std::string>& names, OpenData openData, OpenIndex openIndex);
+    bool OpenAll(const std::vector<std::string>& names, StoreFiles* files, OpenData openData,
+                 OpenIndex openIndex);
 
     const DbLayout& m_layout;
     DataFile* m_data = nullptr;

@@ -50,6 +50,7 @@ int CAPI::m_nReferenceCount = 0;
 bool CAPI::m_bExecutionLocked = false;
 CAPI* CAPI::m_pLockingAPI = nullptr;
 std::set<CAPI*> CAPI::m_transferring;
+unsigned CAPI::m_nAborts = 0;
 
 CAPI::CAPI(bool bSilent, bool bExclusive, bool bWaitForDone)
     : m_bSilent(bSilent), m_bWaitForDone(bWaitForDone), m_bDone(std::make_shared<bool>(false))
@@ -140,8 +141,14 @@ void CAPI::Abandon(int nError, const QString& sText)
     delete this;
 }
 
+unsigned CAPI::AbortCount()
+{
+    return m_nAborts;
+}
+
 void CAPI::AbortTransfers()
 {
+    ++m_nAborts;
     const std::set<CAPI*> transferring = m_transferring;
     for (CAPI* pAPI : transferring) {
         // The end of one may be the end of another.

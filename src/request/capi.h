@@ -95,6 +95,8 @@ public:
     /// to end. Each request tells of it and destroys itself; a status check
     /// (CAPIStatus) counts it as an error.
     static void AbortTransfers();
+    /// How often AbortTransfers was called: for waits that it shall end.
+    static unsigned AbortCount();
 
     /// Fetches the directory, once per process: a failure is not retried.
     static void GetURLList();
@@ -173,6 +175,7 @@ private:
     static bool m_bExecutionLocked;
     static CAPI* m_pLockingAPI;
     static std::set<CAPI*> m_transferring; // those whose job runs
+    static unsigned m_nAborts;
 
     QPointer<KJob> m_pJob;
     std::uint64_t m_nMaxReply = 0; // bytes that the reply may have

@@ -22,6 +22,9 @@ class VANTRELAGENT_EXPORT CNote
 {
 public:
     CNote();
+    /// With a file system of its own, which outlives the object; an inside name of
+    /// the record store. Null: the one in use.
+    explicit CNote(class StoreFiles* files);
     ~CNote();
     CNote(const CNote&) = delete;
     CNote& operator=(const CNote&) = delete;
@@ -71,6 +74,7 @@ private:
 
     std::int32_t m_descriptor; // of the transfer that is going on, else 0
     IndexFile* m_freeSpace; // null: closed
+    StoreFiles* const m_files;
     char m_heapPath[PATH_MAX];
     char m_indexPath[PATH_MAX];
 };

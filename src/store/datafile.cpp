@@ -5,6 +5,7 @@
 
 #include "store/bytes.h"
 #include "store/indexfile.h"
+#include "store/ownfiles.h"
 #include "store/storefiles.h"
 
 #include <algorithm>
@@ -34,8 +35,7 @@ int Reach(DataFile* file, const OpenStoreFile& open, std::uint32_t number)
     if (!open)
         return SetError(taOpenFailed);
     file->fd = open.descriptor();
-    const off_t position = Position(file, number);
-    return SetError(storeFiles().Seek(file->fd, position) == position ? taNoError : taSeekFailed);
+    return SetError(open.SeekTo(Position(file, number)) ? taNoError : taSeekFailed);
 }
 
 // Whether header changes of an index wait until it is closed.
@@ -72,7 +72,8 @@ int WriteHeader(DataFile* file)
 
 // An empty handle for a path, or null with the reason in taerror. `refused` is
 // the code for what cannot be a data file.
-std::unique_ptr<DataFile> NewHandle(const char* path, int recordLength, std::int32_t refused)
+std::unique_ptr<DataFile> NewHandle(StoreFiles* files, const char* path, int recordLength,
+                                    std::int32_t refused)
 {
     if (!path || std::strlen(path) >= sizeof DataFile::fileName || recordLength > maxRecordLength) {
         SetError(refused);
@@ -87,23 +88,24 @@ std::unique_ptr<DataFile> NewHandle(const char* path, int recordLength, std::int
     file->recordLength = std::max(recordLength, headerLength);
     file->openCount = 1;
     file->header.firstFree = -1;
+    file->files = files;
     return file;
 }
 
-bool IsRegularFile(const char* path)
+bool IsRegularFile(StoreFiles* files, const char* path)
 {
-    const OpenStoreFile open(path);
+    const OpenStoreFile open(path, files);
     struct stat status;
-    return open && storeFiles().Status(open.descriptor(), &status) == 0 && S_ISREG(status.st_mode);
+    return open && open.Status(&status) == 0 && S_ISREG(status.st_mode);
 }
 
 // Fills in the header's count from the size of the file.
 int CountRecords(const DataFile* file, std::int32_t openFailed, DataFileHeader* header)
 {
-    OpenStoreFile open(file->fileName);
+    const OpenStoreFile open(file->fileName, file->files);
     if (!open)
         return SetError(openFailed);
-    const std::int64_t size = GetFileSize(open.descriptor());
+    const std::int64_t size = open.Size();
     if (size < 0)
         return SetError(taNoStatus);
     const std::int64_t count = size / file->recordLength;
@@ -144,11 +146,11 @@ ssize_t WriteRecs(DataFile* file, std::uint32_t first, const void* records, std:
                   std::int32_t failed)
 {
     file->headerDirty = 1;
-    const OpenStoreFile open(file->fileName);
+    const OpenStoreFile open(file->fileName, file->files);
     if (Reach(file, open, first) != 0)
         return -1;
     const std::size_t size = std::size_t(count) * std::size_t(file->recordLength);
-    const ssize_t put = storeFiles().Write(file->fd, records, size);
+    const ssize_t put = open.Write(records, size);
     SetError(put < 0 ? failed : taNoError);
     return put;
 }
@@ -204,10 +206,15 @@ void WriteDataFileHeader(const DataFileHeader& header, std::uint8_t* bytes)
 
 DataFile* MakeDataFile(std::int32_t, const char* path, std::int16_t recordLength)
 {
-    std::unique_ptr<DataFile> file = NewHandle(path, recordLength, taNotCreated);
+    return MakeOwnDataFile(nullptr, path, recordLength);
+}
+
+DataFile* MakeOwnDataFile(StoreFiles* files, const char* path, std::int16_t recordLength)
+{
+    std::unique_ptr<DataFile> file = NewHandle(files, path, recordLength, taNotCreated);
     if (!file)
         return nullptr;
-    if (!OpenStoreFile(path, O_RDWR | O_CREAT | O_TRUNC, 0777)) {
+    if (!OpenStoreFile(path, O_RDWR | O_CREAT | O_TRUNC, 0777, files)) {
         SetError(taNotCreated);
         return nullptr;
     }
@@ -223,10 +230,15 @@ DataFile* MakeDataFile(std::int32_t, const char* path, std::int16_t recordLength
 
 DataFile* OpenDataFile(std::int32_t, const char* path, std::int16_t recordLength)
 {
-    std::unique_ptr<DataFile> file = NewHandle(path, recordLength, taNotOpened);
+    return OpenOwnDataFile(nullptr, path, recordLength);
+}
+
+DataFile* OpenOwnDataFile(StoreFiles* files, const char* path, std::int16_t recordLength)
+{
+    std::unique_ptr<DataFile> file = NewHandle(files, path, recordLength, taNotOpened);
     if (!file)
         return nullptr;
-    if (!IsRegularFile(path)) {
+    if (!IsRegularFile(files, path)) {
         SetError(taNotOpened);
         return nullptr;
     }
@@ -306,10 +318,10 @@ int DeleteRec(DataFile* file, std::uint32_t number)
 
 int GetRec(DataFile* file, std::uint32_t number, void* record)
 {
-    const OpenStoreFile open(file->fileName);
+    const OpenStoreFile open(file->fileName, file->files);
     if (Reach(file, open, number) != 0)
         return -1;
-    const ssize_t got = storeFiles().Read(file->fd, record, std::size_t(file->recordLength));
+    const ssize_t got = open.Read(record, std::size_t(file->recordLength));
     return SetError(got == file->recordLength ? taNoError : taReadFailed);
 }
 
@@ -320,11 +332,11 @@ int PutRec(DataFile* file, std::uint32_t number, const void* record)
 
 std::uint32_t GetBigRec(DataFile* file, std::uint32_t first, void* records, std::uint32_t count)
 {
-    const OpenStoreFile open(file->fileName);
+    const OpenStoreFile open(file->fileName, file->files);
     if (Reach(file, open, first) != 0)
         return bulkFailed;
     const std::size_t size = std::size_t(count) * std::size_t(file->recordLength);
-    const ssize_t got = storeFiles().Read(file->fd, records, size);
+    const ssize_t got = open.Read(records, size);
     if (got < 0) {
         SetError(taReadFailed);
         return bulkFailed;
@@ -453,13 +465,13 @@ void TaCloseFile(DataFile* file)
 std::time_t GetLastWriteTime(DataFile* file)
 {
     SetError(taNoError);
-    const OpenStoreFile open(file->fileName);
+    const OpenStoreFile open(file->fileName, file->files);
     if (!open) {
         SetError(taOpenFailed);
         return 0;
     }
     struct stat status;
-    if (storeFiles().Status(open.descriptor(), &status) != 0) {
+    if (open.Status(&status) != 0) {
         SetError(taNoStatus);
         return 0;
     }

@@ -80,6 +80,7 @@ struct DataFile {
     std::uint8_t flushing; ///< each change begins and ends at the file
     std::uint16_t openCount; ///< references to the handle
     std::int32_t recordLength; ///< bytes, 31 to maxRecordLength
+    class StoreFiles* files; ///< its own file system; null: the one in use
 };
 
 /// Makes an empty file, in place of one that is there. Null on failure. The
