@@ -429,7 +429,7 @@ private slots:
         const Damage files(Files());
         const int pageSizes[] = { 0, PageSize(72), PageSize(60) };
         for (const int which : { 1, 2 }) {
-            const std::string& path = Files()[std::size_t(which)];
+            const std::string path = Files()[std::size_t(which)];
             const QByteArray sound = ReadWhole(path);
             const int size = pageSizes[which];
             const int pages = int(sound.size()) / size;
@@ -674,7 +674,7 @@ private slots:
         const Items sound[] = { Index(1), Index(2), Index(3) };
         const QByteArray records = ReadWhole(CRUFile::RUDATAFILE);
         for (const int which : { 1, 2, 3 }) {
-            const std::string& path = Files()[std::size_t(which)];
+            const std::string path = Files()[std::size_t(which)];
             const QByteArray bytes = ReadWhole(path);
             const int size = PageSize(which == 1 ? 72 : which == 2 ? 60 : 20);
             const QByteArrayList damaged{
