@@ -10,6 +10,9 @@
 
 #include <algorithm>
 
+namespace DbTool
+{
+
 namespace
 {
 
@@ -47,7 +50,7 @@ void ClearChildren(std::vector<std::uint8_t>* page, int keyLength)
 
 } // namespace
 
-IndexRecovery::IndexRecovery(RecordReader& pages, int keyLength)
+IndexRecovery::IndexRecovery(RecordFile& pages, int keyLength)
     : m_pages(pages), m_keyLength(keyLength),
       m_hasHeader(pages.ReadHeader(&m_header) && HasVersion(m_header)), m_isFree(pages.FreeChain())
 {
@@ -219,3 +222,5 @@ RecoveredIndex IndexRecovery::Run()
         m_losses.push_back(why);
     return { std::move(m_entries), false, std::move(m_losses) };
 }
+
+} // namespace DbTool

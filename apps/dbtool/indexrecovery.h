@@ -7,12 +7,15 @@
 
 #pragma once
 
-#include "recordreader.h"
+#include "recordfile.h"
 #include "store/indexpage.h"
 #include "store/storecheck.h"
 
 #include <set>
 #include <utility>
+
+namespace DbTool
+{
 
 struct RecoveredIndex {
     std::vector<IndexEntry> entries; // each once
@@ -23,7 +26,7 @@ struct RecoveredIndex {
 class IndexRecovery
 {
 public:
-    IndexRecovery(RecordReader& pages, int keyLength);
+    IndexRecovery(RecordFile& pages, int keyLength);
 
     RecoveredIndex Run();
 
@@ -49,7 +52,7 @@ private:
     std::uint32_t OnlyTop();
     bool IsCutOff(std::string* why);
 
-    RecordReader& m_pages;
+    RecordFile& m_pages;
     const int m_keyLength;
     DataFileHeader m_header{};
     bool m_hasHeader;
@@ -63,3 +66,5 @@ private:
     int m_levels = 0;
     std::int64_t m_pagesInTree = 0;
 };
+
+} // namespace DbTool

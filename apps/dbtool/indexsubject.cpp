@@ -7,7 +7,7 @@
 #include "keylength.h"
 #include "linkeddata.h"
 #include "newindex.h"
-#include "recordreader.h"
+#include "recordfile.h"
 #include "repairreport.h"
 #include "report.h"
 #include "subject.h"
@@ -15,6 +15,9 @@
 #include <algorithm>
 #include <cstdio>
 #include <map>
+
+namespace DbTool
+{
 
 namespace
 {
@@ -66,7 +69,7 @@ int IndexSubject::Info()
 {
     std::vector<IndexEntry> entries;
     const Findings findings = FindAll(&entries);
-    RecordReader pages(m_options.path, PackedLength(m_keyLength));
+    RecordFile pages(m_options.path, PackedLength(m_keyLength));
     DataFileHeader header{};
     pages.ReadHeader(&header);
     IndexRecovery tree(pages, m_keyLength);
@@ -96,7 +99,7 @@ int IndexSubject::Dump()
     std::vector<IndexEntry> entries;
     const Findings findings = FindAll(&entries);
     if (!findings.empty()) {
-        RecordReader pages(m_options.path, PackedLength(m_keyLength));
+        RecordFile pages(m_options.path, PackedLength(m_keyLength));
         entries = IndexRecovery(pages, m_keyLength).Run().entries;
         std::sort(entries.begin(), entries.end(), [](const IndexEntry& a, const IndexEntry& b) {
             return tacompkeys(a.key.c_str(), b.key.c_str(), a.record, b.record, 1) < 0;
@@ -127,7 +130,7 @@ std::vector<IndexEntry> IndexSubject::EntriesOfData(RepairReport* report)
 
 std::vector<IndexEntry> IndexSubject::EntriesOfPages(RepairReport* report)
 {
-    RecordReader pages(m_options.path, PackedLength(m_keyLength));
+    RecordFile pages(m_options.path, PackedLength(m_keyLength));
     RecoveredIndex recovered = IndexRecovery(pages, m_keyLength).Run();
     const std::string items = Count(std::int64_t(recovered.entries.size()), "item");
     report->done.push_back(recovered.isWholeTree ? items + " of the tree"
@@ -181,3 +184,5 @@ std::unique_ptr<Subject> MakeIndexSubject(const Options& options)
         throw WrongUsage("--record-length goes with --data here");
     return std::make_unique<IndexSubject>(options);
 }
+
+} // namespace DbTool

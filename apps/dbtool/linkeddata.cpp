@@ -10,6 +10,9 @@
 #include <algorithm>
 #include <cstring>
 
+namespace DbTool
+{
+
 namespace
 {
 
@@ -88,3 +91,5 @@ std::vector<IndexEntry> LinkedData::Entries()
             entries.push_back({ KeyOf(number), number });
     return entries;
 }
+
+} // namespace DbTool

@@ -5,9 +5,12 @@
 
 #pragma once
 
-#include "recordreader.h"
+#include "recordfile.h"
 #include "store/storecheck.h"
 #include "subject.h"
+
+namespace DbTool
+{
 
 class LinkedData
 {
@@ -34,5 +37,7 @@ private:
 
     const int m_keyLength;
     const std::optional<KeyField> m_keyField;
-    RecordReader m_records;
+    RecordFile m_records;
 };
+
+} // namespace DbTool

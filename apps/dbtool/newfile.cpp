@@ -11,6 +11,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+namespace DbTool
+{
+
 NewFile::NewFile(const std::string& name, const std::string& ending)
     : m_name(name + ending), m_base(name + ".part" + Number(::getpid())), m_path(m_base + ending)
 {
@@ -51,3 +54,5 @@ void NewFile::Withdraw()
     if (m_published)
         ::unlink(m_name.c_str());
 }
+
+} // namespace DbTool

@@ -8,6 +8,9 @@
 
 #include <string>
 
+namespace DbTool
+{
+
 class NewFile
 {
 public:
@@ -35,3 +38,5 @@ private:
     const std::string m_path;
     bool m_published = false;
 };
+
+} // namespace DbTool

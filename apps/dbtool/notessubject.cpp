@@ -4,7 +4,7 @@
 // Notes.
 
 #include "newindex.h"
-#include "recordreader.h"
+#include "recordfile.h"
 #include "repairreport.h"
 #include "report.h"
 #include "store/notesheap.h"
@@ -16,6 +16,9 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <set>
+
+namespace DbTool
+{
 
 namespace
 {
@@ -243,3 +246,5 @@ std::unique_ptr<Subject> MakeNotesSubject(const Options& options)
 {
     return std::make_unique<NotesSubject>(options);
 }
+
+} // namespace DbTool

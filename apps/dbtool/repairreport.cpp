@@ -8,6 +8,9 @@
 
 #include <cstdio>
 
+namespace DbTool
+{
+
 namespace
 {
 
@@ -40,3 +43,5 @@ int RepairReport::Finish(bool partial, const std::vector<NewFile*>& files) const
     }
     return missing.empty() ? ExitSound : ExitDamaged;
 }
+
+} // namespace DbTool

@@ -10,6 +10,9 @@
 #include <string>
 #include <vector>
 
+namespace DbTool
+{
+
 struct RepairReport {
     std::vector<std::string> done;
     std::vector<std::string> missing; // what could not be restored
@@ -18,3 +21,5 @@ struct RepairReport {
     // enough: all of them or none. Returns the exit status.
     int Finish(bool partial, const std::vector<NewFile*>& files) const;
 };
+
+} // namespace DbTool
