@@ -3,7 +3,6 @@
 
 #include "linkeddata.h"
 
-#include "report.h"
 #include "store/bytes.h"
 #include "store/indexpage.h"
 
@@ -59,7 +58,7 @@ bool LinkedData::HasKey(const IndexEntry& entry)
     return !m_keyField || key == entry.key;
 }
 
-Findings LinkedData::Compare(const std::vector<IndexEntry>& entries)
+Findings LinkedData::Compare(const std::vector<IndexEntry>& entries, std::size_t most)
 {
     Findings findings;
     std::vector<bool> hasKey(std::max(count(), 1u));
@@ -78,8 +77,8 @@ Findings LinkedData::Compare(const std::vector<IndexEntry>& entries)
     for (std::uint32_t number = 1; number < count(); ++number)
         if (!hasKey[number] && IsLive(number))
             findings.push_back("no key leads to record " + Number(number));
-    if (findings.size() > mostFindings)
-        findings.resize(mostFindings);
+    if (findings.size() > most)
+        findings.resize(most);
     return findings;
 }
 

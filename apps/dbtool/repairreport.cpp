@@ -34,6 +34,8 @@ int RepairReport::Finish(bool partial, const std::vector<NewFile*>& files) const
         std::printf("%s\n", what.c_str());
     for (const std::string& what : missing)
         std::printf("not restored: %s\n", what.c_str());
+    if (!total.empty())
+        std::printf("%s\n", total.c_str());
     if (missing.empty() || partial) {
         PublishAll(files);
         for (const NewFile* const file : files)

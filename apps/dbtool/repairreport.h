@@ -16,6 +16,7 @@ namespace DbTool
 struct RepairReport {
     std::vector<std::string> done;
     std::vector<std::string> missing; // what could not be restored
+    std::string total; // how much that is, if it was counted
 
     // Tells both, and publishes the files if nothing is missing or a part is
     // enough: all of them or none. Returns the exit status.
