@@ -26,10 +26,13 @@ std::vector<IndexEntry> ItemsOf(const IndexPage& page)
 // Where the children make no sense, what most of them are decides.
 bool IsLeaf(const IndexPage& page)
 {
-    int children = 0;
-    for (int i = 0; i <= page.count; ++i)
-        children += page.Child(i) != 0;
-    return 2 * children < page.count + 1;
+    int children = page.leftmost != 0;
+    int places = 1;
+    for (int i = 1; i <= page.count; ++i) {
+        children += page.items[i].child != 0;
+        places += !IsUnused(page.items[i]);
+    }
+    return 2 * children < places;
 }
 
 } // namespace
@@ -96,11 +99,10 @@ void IndexRecovery::AddUnreadable(std::uint32_t number, RecoveredIndex* found)
 void IndexRecovery::AddShort(std::uint32_t number, int claimed, int real, RecoveredIndex* found)
 {
     const std::string name = "page " + Number(number);
-    if (real < claimed) {
+    // Whether its count is wrong or items are gone cannot be told.
+    if (real < claimed)
         found->losses.push_back(name + " counts " + Count(claimed, "item") + " and has only "
                                 + Number(real));
-        found->lost += claimed - real;
-    }
     if (m_pages.HasLostItems(number)) {
         std::string text = name + " has fewer items than it must have, and seems to have lost some";
         const std::vector<IndexEntry> slots = m_pages.Slots(number, claimed + 1);
@@ -162,10 +164,8 @@ void IndexRecovery::AddCut(std::size_t leaves, RecoveredIndex* found) const
                                 + ", the file has only " + Number(m_pages.count()));
     else if (m_file.rest() > 0)
         found->losses.push_back("the last page is not whole");
-    if (found->entries.empty() && m_header.rootPage != 0) {
+    if (found->entries.empty() && m_header.rootPage != 0)
         found->losses.push_back("the header has a root page, but no item can be read");
-        found->lost = std::max<std::int64_t>(found->lost, 1);
-    }
 }
 
 } // namespace DbTool

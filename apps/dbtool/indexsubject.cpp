@@ -172,7 +172,7 @@ std::string LossOf(const RecoveredIndex& recovered)
         return {};
     if (recovered.lost == 0)
         return "how many items are lost cannot be told";
-    return "lost: at least " + Count(recovered.lost, "item");
+    return "lost, as far as the pages show: " + Count(recovered.lost, "item") + " or more";
 }
 
 void Append(Findings* all, const Findings& more)
