@@ -157,6 +157,7 @@ void DataSubject::CopyRecords(DataFile* file, RepairReport* report)
 int DataSubject::Repair()
 {
     RepairReport report;
+    report.NoteLink(m_options.path);
     NoteWhatIsMissing(&report);
     m_isFree = m_records.FreeChain();
     NewFile output(m_options.output);

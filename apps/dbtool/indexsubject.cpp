@@ -227,6 +227,7 @@ void IndexSubject::DropDead(LinkedData& data, std::vector<IndexEntry>* entries,
 int IndexSubject::Repair()
 {
     RepairReport report;
+    report.NoteLink(m_options.path);
     const std::vector<IndexEntry> entries = Entries(&report);
     NewFile output(m_options.output);
     const Findings refused = FillIndex(output.path(), m_keyLength, m_options.duplicates, entries);

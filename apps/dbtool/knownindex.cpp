@@ -4,14 +4,12 @@
 #include "knownindex.h"
 
 #include "db/recordreader.h"
+#include "recordfile.h"
 #include "report.h"
 #include "store/indexpage.h"
 
 #include <algorithm>
-#include <climits>
-#include <cstdlib>
 #include <map>
-#include <memory>
 #include <set>
 #include <unistd.h>
 
@@ -37,12 +35,6 @@ std::vector<KnownIndex> AllKnown()
     add(Dependency::layout, Dependency::MakeKey, { Dependency::name });
     add(Recent::layout, Recent::MakeKey, AllOf(Recent::texts));
     return known;
-}
-
-std::string RealPath(const std::string& path)
-{
-    const std::unique_ptr<char, void (*)(void*)> real(::realpath(path.c_str(), nullptr), std::free);
-    return real ? real.get() : path;
 }
 
 std::string FolderOf(const std::string& path)
@@ -180,6 +172,9 @@ private:
             else if (m_taken.count(holder->second) > 0)
                 m_report->done.push_back(name + " stays out: record " + Number(holder->second)
                                          + " has that key in the index");
+            else if (HasTwin(record, holder->second))
+                m_report->done.push_back(name + " stays out: record " + Number(holder->second)
+                                         + " is the same");
             else
                 m_report->missing.push_back(name + ": record " + Number(holder->second)
                                             + " has that key too, and which of them was in the "
@@ -190,6 +185,15 @@ private:
                                  + ": another index of the database may have refused it");
         if (!m_isOldWhole)
             Add(number, key);
+    }
+
+    // A product that was saved again may have left the same dependency many times.
+    bool HasTwin(const std::uint8_t* record, std::int32_t number)
+    {
+        const auto length = std::size_t(m_index.layout->recordLength);
+        const std::vector<std::uint8_t> copy(record, record + length);
+        const std::uint8_t* const other = m_records.Live(number);
+        return other && std::equal(copy.begin(), copy.end(), other);
     }
 
     const KnownIndex& m_index;

@@ -223,6 +223,8 @@ int NotesSubject::Repair()
     RepairReport report;
     NewFile heapFile(m_options.output, ".fil");
     NewFile listFile(m_options.output, ".k1");
+    report.NoteLink(m_heapPath);
+    report.NoteLink(m_listPath);
     CopyFile(m_heapPath, heapFile.path());
     Heap heap(heapFile.path(), O_RDWR);
     RestoreHidden(heap, ListedBlocks(m_listPath), &report);

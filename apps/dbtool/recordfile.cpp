@@ -6,6 +6,8 @@
 #include "report.h"
 #include "store/bytes.h"
 
+#include <cstdlib>
+#include <memory>
 #include <strings.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -20,6 +22,12 @@ void RequireFile(const std::string& path)
         throw Trouble::Because("cannot read " + path);
     if (!S_ISREG(status.st_mode))
         throw Trouble("cannot read " + path + ": not a regular file");
+}
+
+std::string RealPath(const std::string& path)
+{
+    const std::unique_ptr<char, void (*)(void*)> real(::realpath(path.c_str(), nullptr), std::free);
+    return real ? real.get() : path;
 }
 
 RecordFile::RecordFile(const std::string& path, int recordLength)

@@ -18,6 +18,9 @@ namespace DbTool
 // Throws Trouble unless the path is that of a file that can be read.
 void RequireFile(const std::string& path);
 
+// Where all links on the way lead; the path itself if there is nothing.
+std::string RealPath(const std::string& path);
+
 class RecordFile
 {
 public:

@@ -3,10 +3,13 @@
 
 #include "repairreport.h"
 
+#include "parts.h"
+#include "recordfile.h"
 #include "report.h"
 #include "subject.h"
 
 #include <cstdio>
+#include <sys/stat.h>
 
 namespace DbTool
 {
@@ -14,8 +17,10 @@ namespace DbTool
 namespace
 {
 
+// A signal comes before or after all of it.
 void PublishAll(const std::vector<NewFile*>& files)
 {
+    const SignalsHeld held;
     try {
         for (NewFile* const file : files)
             file->Publish();
@@ -27,6 +32,14 @@ void PublishAll(const std::vector<NewFile*>& files)
 }
 
 } // namespace
+
+void RepairReport::NoteLink(const std::string& path)
+{
+    const std::string real = RealPath(path);
+    struct stat status;
+    if (::lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode))
+        done.push_back(path + " is a link: the file to replace is " + real);
+}
 
 int RepairReport::Finish(bool partial, const std::vector<NewFile*>& files) const
 {

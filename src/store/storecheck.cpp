@@ -298,7 +298,7 @@ Findings CheckIndex(const std::string& path, int keyLength, bool allowDuplicates
 Findings CheckNotes(const std::string& name)
 {
     Report report;
-    OpenStoreFile heap((name + ".fil").c_str(), O_RDONLY, 0);
+    OpenStoreFile heap((name + ".fil").c_str(), O_RDONLY | O_NONBLOCK, 0);
     if (!heap) {
         report.Add("the heap file cannot be opened");
         return report.Take();

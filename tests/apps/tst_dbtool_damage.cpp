@@ -176,14 +176,54 @@ class TestDbtoolDamage : public DbtoolTest
     Q_OBJECT
 
 private slots:
-    void initTestCase() { QCOMPARE(InitIndex(), 0); }
+    void initTestCase()
+    {
+        QCOMPARE(InitIndex(), 0);
+        MakeDatabases();
+    }
     void cleanupTestCase() { UnInitIndex(); }
     void init() { NewFolder(); }
 
     void LostItemsAreNeverKeptBack_data();
     void LostItemsAreNeverKeptBack();
+    void TheDataFileBesideTheIndexRestoresAll_data();
+    void TheDataFileBesideTheIndexRestoresAll();
+    void TheDataFileIsFoundWhereLinksLead();
+    void WhoWasRefusedStaysOut();
+    void ADamagedDataFileIsNotUsed();
+    void AnotherKeyLengthIsNotTheKnownIndex();
 
 private:
+    struct Known {
+        QString folder, data, index;
+        int keyLength;
+        bool duplicates;
+    };
+    Known m_known[9] = {
+        { {}, ".VACatalog.fil", ".VACatalog.k1", 110, true },
+        { {}, ".VACatalog.fil", ".VACatalog.k2", 50, true },
+        { {}, ".VACatalog.fil", ".VACatalog.k3", 50, false },
+        { {}, ".VACatalog.fil", ".VACatalog.k4", 20, false },
+        { {}, ".VADepends.fil", ".VADepends.k1", 58, false },
+        { {}, ".VADepends.fil", ".VADepends.k2", 58, false },
+        { {}, ".rulist.fil", ".rulist.k1", 72, false },
+        { {}, ".rulist.fil", ".rulist.k2", 60, false },
+        { {}, ".rulist.fil", ".rulist.k3", 20, false },
+    };
+    void MakeDatabases();
+    static void Save(CCatalogFile& catalog, int serial, const char* package);
+    void Take(const Known& known) const;
+    Items ItemsOf(const Known& known, const QString& path) const
+    {
+        return ItemsOf(path, known.keyLength, known.duplicates);
+    }
+    Items Meaning(const Known& known, const QString& path) const;
+    static QByteArray Contents(const QString& path)
+    {
+        QFile file(path);
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
+
     Items MakeIndexAtRandom(Random* random, bool duplicates) const;
     Items ItemsOf(const QString& path, int length, bool duplicates) const;
     bool IsNamed(const Item& item, const QString& report) const;
@@ -320,6 +360,188 @@ void TestDbtoolDamage::LostItemsAreNeverKeptBack()
         }
     }
     qInfo("%d restored, %d partly", whole, partly);
+}
+
+void TestDbtoolDamage::Save(CCatalogFile& catalog, int serial, const char* package)
+{
+    catalog.AddNew();
+    catalog.setServerSerialNumber(serial);
+    catalog.setCategory(serial % 3 ? "Games" : "Office");
+    catalog.setName(QByteArray::number(serial * 7919 % 1009).prepend("Product ").constData());
+    catalog.setPackageName(package);
+    catalog.AddDependency("libc6");
+    catalog.AddDependency(QByteArray::number(serial).constData());
+}
+
+// With deleted records, and keys that have another case than their records.
+void TestDbtoolDamage::MakeDatabases()
+{
+    CCatalogFile catalog;
+    QVERIFY(catalog.Create());
+    CRUFile list;
+    QVERIFY(list.Create());
+    for (int i = 1; i <= 300; ++i) {
+        Save(catalog, i, QByteArray::number(i * 31 % 1009).prepend("package").constData());
+        QVERIFY(catalog.SaveRecord());
+        list.AddNew();
+        list.SetServerSerialNumber(i);
+        list.SetDescription(QByteArray::number(i * 17 % 1009).prepend("application").constData());
+        list.SetLastAccessed(1000000 + i * 37);
+        QVERIFY(list.Update());
+    }
+    QVERIFY(catalog.FindServerSerialNumber(7));
+    catalog.setPackageName(QByteArray(catalog.PackageName()).toUpper().constData());
+    QVERIFY(catalog.SaveRecord());
+    for (int i = 1; i <= 300; i += 7)
+        QVERIFY(list.DeleteRecord(i));
+    for (Known& known : m_known)
+        known.folder = QString::fromStdString(known.data.startsWith(".rulist") ? RecentFolder()
+                                                                               : CatalogFolder());
+}
+
+// A copy of an index and its data file.
+void TestDbtoolDamage::Take(const Known& known) const
+{
+    SetBytes(known.index, Contents(known.folder + known.index));
+    SetBytes(known.data, Contents(known.folder + known.data));
+}
+
+// Keys without their case, and what they lead to: of records that are the same, any
+// one may have the key, and a key that is restored is spelled as in its record.
+Items TestDbtoolDamage::Meaning(const Known& known, const QString& path) const
+{
+    const QByteArray data = Contents(known.folder + known.data);
+    const int length = known.data.startsWith(".VAD") ? 60
+        : known.data.startsWith(".VAC")              ? 2012
+                                                     : 792;
+    Items meaning;
+    for (const auto& [key, record] : ItemsOf(known, path))
+        meaning.emplace(QByteArray(key.c_str()).toLower().toStdString()
+                            + data.mid(int(record) * length, length).toStdString(),
+                        0);
+    return meaning;
+}
+
+void TestDbtoolDamage::TheDataFileBesideTheIndexRestoresAll_data()
+{
+    QTest::addColumn<int>("which");
+    for (int which = 0; which < int(std::size(m_known)); ++which)
+        QTest::newRow(qPrintable(m_known[which].index)) << which;
+}
+
+void TestDbtoolDamage::TheDataFileBesideTheIndexRestoresAll()
+{
+    QFETCH(int, which);
+    const Known& known = m_known[which];
+    Random random = Random::Announced();
+    const Items items = Meaning(known, known.folder + known.index);
+    QVERIFY(items.size() > 200);
+    for (const Shape& shape : shapes) {
+        NewFolder();
+        Take(known);
+        QByteArray bytes = Bytes(known.index);
+        shape.damage(&bytes, PackedLength(known.keyLength), &random);
+        SetBytes(known.index, bytes);
+        const Result repair = Run("repair index @" + known.index + " -o @new.idx");
+        QVERIFY2(repair.status == 0, qPrintable(shape.name + repair.out + repair.err));
+        QVERIFY2(repair.out.contains(known.data), qPrintable(repair.out));
+        QCOMPARE(Meaning(known, Path("new.idx")), items);
+    }
+    QVERIFY(QFile::remove(Path(known.index)));
+    QCOMPARE(Run("repair index @" + known.index + " -o @gone.idx").status, 0);
+    QCOMPARE(Meaning(known, Path("gone.idx")), items);
+}
+
+// The described names are links into a folder; repair says where the new file goes,
+// and neither follows nor replaces a link that has the name of the output.
+void TestDbtoolDamage::TheDataFileIsFoundWhereLinksLead()
+{
+    const Known& known = m_known[0];
+    Take(known);
+    QVERIFY(QDir(Path("")).mkdir("generation"));
+    for (const QString& name : { known.index, known.data })
+        QVERIFY(QFile::rename(Path(name), Path("generation/" + name)));
+    QVERIFY(QFile::link("generation/" + known.index, Path(known.index)));
+    const Items items = ItemsOf(known, Path(known.index));
+    Patch(known.index, 8, Word(9999));
+    QCOMPARE(Run("check index @" + known.index).status, 1);
+
+    const Result repair = Run("repair index @" + known.index + " -o @new.idx");
+    QVERIFY2(repair.status == 0, qPrintable(repair.out));
+    QVERIFY2(
+        repair.out.contains(Path(known.index) + " is a link: the file to replace is "
+                            + QFileInfo(Path("generation/" + known.index)).canonicalFilePath()),
+        qPrintable(repair.out));
+    QVERIFY(repair.out.contains("generation/" + known.data));
+    QCOMPARE(ItemsOf(known, Path("new.idx")), items);
+
+    QVERIFY(QFile::link("nowhere", Path("dangling.idx")));
+    for (const QString& output : { known.index, QString("dangling.idx") }) {
+        QCOMPARE(Run("repair index @" + known.index + " -o @" + output).status, 2);
+        QVERIFY(QFileInfo(Path(output)).isSymLink());
+    }
+    QVERIFY(!QFile::exists(Path("nowhere")));
+}
+
+// A save that the third index refused left a record which is in the first two.
+void TestDbtoolDamage::WhoWasRefusedStaysOut()
+{
+    CCatalogFile catalog;
+    QVERIFY(catalog.Open());
+    Save(catalog, 5000, "PACKAGE31");
+    QVERIFY(!catalog.SaveRecord());
+    catalog.Close();
+    Random random = Random::Announced();
+    for (const int which : { 2, 3 }) {
+        const Known& known = m_known[which];
+        const Items items = Meaning(known, known.folder + known.index);
+        Take(known);
+        Patch(known.index, 0, Word(1));
+        const Result repair = Run("repair index @" + known.index + " -o @new.idx");
+        QVERIFY2(repair.status == 0, qPrintable(repair.out));
+        QVERIFY2(repair.out.contains("stays out"), qPrintable(repair.out));
+        QCOMPARE(Meaning(known, Path("new.idx")), items);
+        // Where the holder's own item is lost, nobody can say who it was.
+        for (int round = 0; round < 30; ++round) {
+            NewFolder();
+            Take(known);
+            QByteArray bytes = Bytes(known.index);
+            ZeroPage(&bytes, PackedLength(known.keyLength), &random);
+            SetBytes(known.index, bytes);
+            const Result part = Run("repair index @" + known.index + " --partial -o @new.idx");
+            const Items kept = Meaning(known, Path("new.idx"));
+            if (part.status == 0)
+                QVERIFY(std::includes(kept.begin(), kept.end(), items.begin(), items.end()));
+            else
+                QVERIFY2(part.out.contains("cannot be told"), qPrintable(part.out));
+            QVERIFY(kept.size() <= items.size() + 1);
+        }
+        NewFolder();
+    }
+}
+
+void TestDbtoolDamage::ADamagedDataFileIsNotUsed()
+{
+    const Known& known = m_known[3];
+    Take(known);
+    const Items items = ItemsOf(known, Path(known.index));
+    SetBytes(known.data, Bytes(known.data).left(100 * 2012));
+    Patch(known.index, 8, Word(9999));
+    const Result repair = Run("repair index @" + known.index + " -o @new.idx");
+    QVERIFY2(repair.status == 0, qPrintable(repair.out));
+    QVERIFY2(repair.out.contains("is damaged as well and of no help"), qPrintable(repair.out));
+    QCOMPARE(ItemsOf(known, Path("new.idx")), items);
+}
+
+void TestDbtoolDamage::AnotherKeyLengthIsNotTheKnownIndex()
+{
+    const Known& known = m_known[3];
+    Take(known);
+    MakeIndexAtRandom(std::make_unique<Random>(1).get(), false);
+    QVERIFY(QFile::remove(Path(known.index)) && QFile::rename(Path("a.idx"), Path(known.index)));
+    const Items items = ItemsOf(Path(known.index), keyLength, false);
+    QCOMPARE(Run("repair index @" + known.index + " -k 12 -o @new.idx").status, 0);
+    QCOMPARE(ItemsOf(Path("new.idx"), keyLength, false), items);
 }
 
 QTEST_GUILESS_MAIN(TestDbtoolDamage)
