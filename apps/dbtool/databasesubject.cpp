@@ -14,6 +14,9 @@
 #include <cstdio>
 #include <iostream>
 
+namespace DbTool
+{
+
 namespace
 {
 
@@ -85,3 +88,5 @@ std::unique_ptr<Subject> MakeRecentSubject(const Options& options)
 {
     return std::make_unique<DatabaseSubject>(recent, options.path);
 }
+
+} // namespace DbTool

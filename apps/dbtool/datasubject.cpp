@@ -4,7 +4,7 @@
 // Data files.
 
 #include "newfile.h"
-#include "recordreader.h"
+#include "recordfile.h"
 #include "repairreport.h"
 #include "report.h"
 #include "store/bytes.h"
@@ -13,6 +13,9 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+
+namespace DbTool
+{
 
 namespace
 {
@@ -50,7 +53,7 @@ private:
     void CopyRecords(DataFile* file, RepairReport* report);
 
     const Options m_options;
-    RecordReader m_records;
+    RecordFile m_records;
     std::vector<bool> m_isFree;
 };
 
@@ -154,6 +157,7 @@ void DataSubject::CopyRecords(DataFile* file, RepairReport* report)
 int DataSubject::Repair()
 {
     RepairReport report;
+    report.NoteLink(m_options.path);
     NoteWhatIsMissing(&report);
     m_isFree = m_records.FreeChain();
     NewFile output(m_options.output);
@@ -177,3 +181,5 @@ std::unique_ptr<Subject> MakeDataSubject(const Options& options)
         throw WrongUsage("the record length is not in a data file: give --record-length");
     return std::make_unique<DataSubject>(options);
 }
+
+} // namespace DbTool

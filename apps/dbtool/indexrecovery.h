@@ -1,65 +1,47 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Gathers the items of an index that may be damaged: those of the tree if it
-// can be followed to its end, else those of every page that can be read and is
-// not free.
+// Gathers the items of an index that may be damaged: those of the tree if it is
+// whole, else those of every page that can be read. What may be lost is counted and
+// named: none of it is only left out when the pages prove that nothing is.
 
 #pragma once
 
-#include "recordreader.h"
-#include "store/indexpage.h"
-#include "store/storecheck.h"
+#include "indexpages.h"
+#include "leafrow.h"
 
-#include <set>
-#include <utility>
+namespace DbTool
+{
 
 struct RecoveredIndex {
     std::vector<IndexEntry> entries; // each once
     bool isWholeTree; // else what was deleted lately may be among them
-    Findings losses; // why there may have been more
+    Findings losses; // what there was besides
+    std::int64_t lost; // items that are lost, at least
+    Findings doubts; // what may be wrong with the items themselves
 };
 
 class IndexRecovery
 {
 public:
-    IndexRecovery(RecordReader& pages, int keyLength);
+    IndexRecovery(RecordFile& file, int keyLength);
 
     RecoveredIndex Run();
 
-    // The levels and pages of the tree below the header's root, as far as it
-    // can be followed.
-    int levels() const { return m_levels; }
-    std::int64_t pagesInTree() const { return m_pagesInTree; }
-
-    // Follows the header's root. Returns whether that gave the whole tree.
-    bool FollowHeader();
-
 private:
-    enum class Content { Whole, ItemsOnly, Nothing };
+    RecoveredIndex GatherPages();
+    void GatherPage(std::uint32_t number, LeafRow* row, RecoveredIndex* found);
+    void AddUnreadable(std::uint32_t number, RecoveredIndex* found);
+    void AddShort(std::uint32_t number, int claimed, int real, RecoveredIndex* found);
+    void AddWhatFollows(RecoveredIndex* found);
+    std::vector<IndexEntry> FittingSlots(std::uint32_t number, const IndexPage& page,
+                                         const std::vector<IndexEntry>& entries);
+    void AddCut(std::size_t leaves, RecoveredIndex* found) const;
 
-    Content ReadPage(std::uint32_t number, IndexPage* page);
-    bool IsEmptyPage(std::uint32_t number);
-    bool FollowFrom(std::uint32_t root);
-    void Follow(std::uint32_t number, int level);
-    void TakeItems(const IndexPage& page);
-    void TakeOtherPages();
-    void TellShortPages();
-    bool IsEverythingTaken();
-    std::uint32_t OnlyTop();
-    bool IsCutOff(std::string* why);
-
-    RecordReader& m_pages;
-    const int m_keyLength;
+    RecordFile& m_file;
+    IndexPages m_pages;
     DataFileHeader m_header{};
-    bool m_hasHeader;
-    std::vector<bool> m_isFree;
-    std::vector<bool> m_isVisited;
-    std::vector<IndexEntry> m_entries;
-    std::set<std::pair<std::string, std::uint32_t>> m_taken;
-    std::set<std::uint32_t> m_short;
-    Findings m_losses;
-    bool m_treeIsWhole = true;
-    int m_levels = 0;
-    std::int64_t m_pagesInTree = 0;
+    const bool m_hasHeader;
 };
+
+} // namespace DbTool

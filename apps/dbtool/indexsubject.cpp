@@ -5,16 +5,21 @@
 
 #include "indexrecovery.h"
 #include "keylength.h"
+#include "knownindex.h"
 #include "linkeddata.h"
 #include "newindex.h"
-#include "recordreader.h"
+#include "recordfile.h"
 #include "repairreport.h"
 #include "report.h"
 #include "subject.h"
+#include "treewalk.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <map>
+
+namespace DbTool
+{
 
 namespace
 {
@@ -22,8 +27,8 @@ namespace
 class IndexSubject : public Subject
 {
 public:
-    explicit IndexSubject(const Options& options)
-        : m_options(options),
+    IndexSubject(const Options& options, std::optional<KnownIndex> known)
+        : m_options(options), m_known(std::move(known)),
           m_keyLength(options.keyLength ? *options.keyLength : KeyLengthOf(options.path))
     {
     }
@@ -35,11 +40,16 @@ public:
 
 private:
     Findings FindAll(std::vector<IndexEntry>* entries);
+    RecoveredIndex Recover() const;
+    bool IsDataFound(RepairReport* report) const;
+    std::vector<IndexEntry> Entries(RepairReport* report);
     std::vector<IndexEntry> EntriesOfData(RepairReport* report);
+    std::vector<IndexEntry> EntriesOfDataFound(RepairReport* report);
     std::vector<IndexEntry> EntriesOfPages(RepairReport* report);
     void DropDead(LinkedData& data, std::vector<IndexEntry>* entries, RepairReport* report);
 
     const Options m_options;
+    const std::optional<KnownIndex> m_known;
     const int m_keyLength;
 };
 
@@ -66,11 +76,13 @@ int IndexSubject::Info()
 {
     std::vector<IndexEntry> entries;
     const Findings findings = FindAll(&entries);
-    RecordReader pages(m_options.path, PackedLength(m_keyLength));
+    RecordFile pages(m_options.path, PackedLength(m_keyLength));
     DataFileHeader header{};
     pages.ReadHeader(&header);
-    IndexRecovery tree(pages, m_keyLength);
-    tree.FollowHeader();
+    IndexPages pagesOfTree(pages, m_keyLength);
+    const std::vector<bool> isFree = pages.FreeChain();
+    TreeWalk tree(pagesOfTree, isFree);
+    tree.Run(HasVersion(header) ? std::uint32_t(header.rootPage) : 0);
     std::size_t longest = 0;
     for (const IndexEntry& entry : entries)
         longest = std::max(longest, entry.key.size());
@@ -80,7 +92,7 @@ int IndexSubject::Info()
     PrintField("key length", Count(m_keyLength, "character"));
     PrintField("page length", Count(pages.recordLength(), "byte"));
     PrintField("pages", Number(pages.count()) + ", the header included");
-    PrintField("in the tree", Number(tree.pagesInTree()));
+    PrintField("in the tree", Number(tree.pageCount()));
     PrintField("free", Number(header.deletedCount));
     PrintField("root", Number(header.rootPage));
     PrintField("levels", Number(tree.levels()));
@@ -96,11 +108,7 @@ int IndexSubject::Dump()
     std::vector<IndexEntry> entries;
     const Findings findings = FindAll(&entries);
     if (!findings.empty()) {
-        RecordReader pages(m_options.path, PackedLength(m_keyLength));
-        entries = IndexRecovery(pages, m_keyLength).Run().entries;
-        std::sort(entries.begin(), entries.end(), [](const IndexEntry& a, const IndexEntry& b) {
-            return tacompkeys(a.key.c_str(), b.key.c_str(), a.record, b.record, 1) < 0;
-        });
+        entries = Recover().entries;
     }
     for (const IndexEntry& entry : entries)
         std::printf("%s\t%u\n", Escaped(entry.key).c_str(), entry.record);
@@ -125,24 +133,81 @@ std::vector<IndexEntry> IndexSubject::EntriesOfData(RepairReport* report)
     return entries;
 }
 
+RecoveredIndex IndexSubject::Recover() const
+{
+    RecordFile pages(m_options.path, PackedLength(m_keyLength));
+    return IndexRecovery(pages, m_keyLength).Run();
+}
+
+// Whether the data file beside the index is there and sound.
+bool IndexSubject::IsDataFound(RepairReport* report) const
+{
+    if (!m_known || m_known->folder.empty() || !m_options.data.empty())
+        return false;
+    const std::string path = m_known->folder + m_known->layout->fileName;
+    const Findings findings = CheckDataFile(path, m_known->layout->recordLength);
+    if (findings.empty())
+        return true;
+    report->done.push_back(path + " is damaged as well and of no help: repair it first ("
+                           + findings.front() + ")");
+    return false;
+}
+
+// What the index itself has is read too, as far as it can be.
+std::vector<IndexEntry> IndexSubject::EntriesOfDataFound(RepairReport* report)
+{
+    RecoveredIndex old{};
+    if (DoesFileExist(0, m_options.path.c_str()))
+        old = Recover();
+    const bool isWhole = old.isWholeTree && old.losses.empty();
+    std::vector<IndexEntry> entries = EntriesOfRecords(*m_known, old.entries, isWhole, report);
+    report->done.push_back("the keys of " + Count(std::int64_t(entries.size()), "live record")
+                           + " of " + m_known->folder + m_known->layout->fileName);
+    return entries;
+}
+
+std::string LossOf(const RecoveredIndex& recovered)
+{
+    if (recovered.losses.empty())
+        return {};
+    if (recovered.lost == 0)
+        return "how many items are lost cannot be told";
+    return "lost, as far as the pages show: " + Count(recovered.lost, "item") + " or more";
+}
+
+void Append(Findings* all, const Findings& more)
+{
+    all->insert(all->end(), more.begin(), more.end());
+}
+
 std::vector<IndexEntry> IndexSubject::EntriesOfPages(RepairReport* report)
 {
-    RecordReader pages(m_options.path, PackedLength(m_keyLength));
-    RecoveredIndex recovered = IndexRecovery(pages, m_keyLength).Run();
+    RecoveredIndex recovered = Recover();
     const std::string items = Count(std::int64_t(recovered.entries.size()), "item");
     report->done.push_back(recovered.isWholeTree ? items + " of the tree"
                                                  : "the tree breaks off: " + items
                                    + " of all pages that can be read; items that were deleted "
                                      "lately may be among them");
     if (m_options.data.empty()) {
+        report->total = LossOf(recovered);
         report->missing = std::move(recovered.losses);
-        return std::move(recovered.entries);
+    } else {
+        // The data file shows what is lost.
+        LinkedData data(m_options, m_keyLength);
+        DropDead(data, &recovered.entries, report);
+        report->missing = data.Compare(recovered.entries, SIZE_MAX);
+        if (!report->missing.empty())
+            report->total = "wrong or lost: " + Count(std::int64_t(report->missing.size()), "item");
     }
-    // The data file tells what is lost.
-    LinkedData data(m_options, m_keyLength);
-    DropDead(data, &recovered.entries, report);
-    report->missing = data.Compare(recovered.entries);
+    Append(&report->missing, recovered.doubts);
     return std::move(recovered.entries);
+}
+
+std::vector<IndexEntry> IndexSubject::Entries(RepairReport* report)
+{
+    if (m_options.keyField)
+        return EntriesOfData(report);
+    return IsDataFound(report) ? EntriesOfDataFound(report) : EntriesOfPages(report);
 }
 
 void IndexSubject::DropDead(LinkedData& data, std::vector<IndexEntry>* entries,
@@ -154,15 +219,16 @@ void IndexSubject::DropDead(LinkedData& data, std::vector<IndexEntry>* entries,
           });
     if (dead != entries->end())
         report->done.push_back(Count(entries->end() - dead, "item")
-                               + " left out that led to no live record");
+                               + " left out that led to no live record: "
+                               + Names({ dead, entries->end() }));
     entries->erase(dead, entries->end());
 }
 
 int IndexSubject::Repair()
 {
     RepairReport report;
-    const std::vector<IndexEntry> entries
-        = m_options.keyField ? EntriesOfData(&report) : EntriesOfPages(&report);
+    report.NoteLink(m_options.path);
+    const std::vector<IndexEntry> entries = Entries(&report);
     NewFile output(m_options.output);
     const Findings refused = FillIndex(output.path(), m_keyLength, m_options.duplicates, entries);
     report.missing.insert(report.missing.end(), refused.begin(), refused.end());
@@ -179,5 +245,15 @@ std::unique_ptr<Subject> MakeIndexSubject(const Options& options)
         throw WrongUsage("--key-field needs --data");
     if (options.recordLength && options.data.empty())
         throw WrongUsage("--record-length goes with --data here");
-    return std::make_unique<IndexSubject>(options);
+    Options completed = options;
+    std::optional<KnownIndex> known = FindKnownIndex(options.path);
+    if (known && options.keyLength.value_or(known->index().keyLength) != known->index().keyLength)
+        known.reset();
+    if (known) {
+        completed.keyLength = known->index().keyLength;
+        completed.duplicates = completed.duplicates || known->index().allowDuplicates;
+    }
+    return std::make_unique<IndexSubject>(completed, std::move(known));
 }
+
+} // namespace DbTool

@@ -3,9 +3,12 @@
 
 #include "keylength.h"
 
-#include "recordreader.h"
+#include "recordfile.h"
 #include "report.h"
 #include "store/indexpage.h"
+
+namespace DbTool
+{
 
 namespace
 {
@@ -31,7 +34,7 @@ bool HeaderAgrees(const DataFileHeader& header, std::int64_t pages)
 // sound.
 std::vector<int> BorneOut(const std::string& path, const std::vector<int>& lengths)
 {
-    RecordReader file(path, headerLength);
+    RecordFile file(path, headerLength);
     DataFileHeader header;
     std::vector<int> agreed;
     std::vector<int> sound;
@@ -49,8 +52,7 @@ std::vector<int> BorneOut(const std::string& path, const std::vector<int>& lengt
 
 int KeyLengthOf(const std::string& path)
 {
-    const std::vector<int> possible
-        = PossibleKeyLengths(RecordReader(path, headerLength).fileSize());
+    const std::vector<int> possible = PossibleKeyLengths(RecordFile(path, headerLength).fileSize());
     const std::vector<int> sure = BorneOut(path, possible);
     if (sure.size() == 1)
         return sure.front();
@@ -59,3 +61,5 @@ int KeyLengthOf(const std::string& path)
         text += (i == 0 ? "; its size would fit " : ", ") + Number(possible[i]);
     throw WrongUsage(text);
 }
+
+} // namespace DbTool

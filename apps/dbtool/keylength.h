@@ -8,6 +8,11 @@
 
 #include <string>
 
+namespace DbTool
+{
+
 // The only key length that an index file can have. Throws Trouble, with those
 // that are possible, if that is not sure.
 int KeyLengthOf(const std::string& path);
+
+} // namespace DbTool

@@ -3,12 +3,14 @@
 
 #include "linkeddata.h"
 
-#include "report.h"
 #include "store/bytes.h"
 #include "store/indexpage.h"
 
 #include <algorithm>
 #include <cstring>
+
+namespace DbTool
+{
 
 namespace
 {
@@ -56,7 +58,7 @@ bool LinkedData::HasKey(const IndexEntry& entry)
     return !m_keyField || key == entry.key;
 }
 
-Findings LinkedData::Compare(const std::vector<IndexEntry>& entries)
+Findings LinkedData::Compare(const std::vector<IndexEntry>& entries, std::size_t most)
 {
     Findings findings;
     std::vector<bool> hasKey(std::max(count(), 1u));
@@ -75,8 +77,8 @@ Findings LinkedData::Compare(const std::vector<IndexEntry>& entries)
     for (std::uint32_t number = 1; number < count(); ++number)
         if (!hasKey[number] && IsLive(number))
             findings.push_back("no key leads to record " + Number(number));
-    if (findings.size() > mostFindings)
-        findings.resize(mostFindings);
+    if (findings.size() > most)
+        findings.resize(most);
     return findings;
 }
 
@@ -88,3 +90,5 @@ std::vector<IndexEntry> LinkedData::Entries()
             entries.push_back({ KeyOf(number), number });
     return entries;
 }
+
+} // namespace DbTool

@@ -5,9 +5,13 @@
 
 #pragma once
 
-#include "recordreader.h"
+#include "recordfile.h"
+#include "report.h"
 #include "store/storecheck.h"
 #include "subject.h"
+
+namespace DbTool
+{
 
 class LinkedData
 {
@@ -23,7 +27,7 @@ public:
 
     // What does not fit between the two: each live record has one item, with its
     // own key where the field is known, and there are no others.
-    Findings Compare(const std::vector<IndexEntry>& entries);
+    Findings Compare(const std::vector<IndexEntry>& entries, std::size_t most = mostFindings);
 
     // Each live record as an item. The key field must be known.
     std::vector<IndexEntry> Entries();
@@ -34,5 +38,7 @@ private:
 
     const int m_keyLength;
     const std::optional<KeyField> m_keyField;
-    RecordReader m_records;
+    RecordFile m_records;
 };
+
+} // namespace DbTool

@@ -15,6 +15,9 @@
 #include <cstring>
 #include <getopt.h>
 
+namespace DbTool
+{
+
 namespace
 {
 
@@ -101,10 +104,8 @@ struct Kind {
 };
 
 const Kind kinds[] = {
-    { "data", "FILE", MakeDataSubject, "r" },
-    { "index", "FILE", MakeIndexSubject, "rkdDf" },
-    { "notes", "NAME", MakeNotesSubject, "" },
-    { "catalog", "FOLDER", MakeCatalogSubject, "" },
+    { "data", "FILE", MakeDataSubject, "r" },      { "index", "FILE", MakeIndexSubject, "rkdDf" },
+    { "notes", "NAME", MakeNotesSubject, "" },     { "catalog", "FOLDER", MakeCatalogSubject, "" },
     { "recent", "FOLDER", MakeRecentSubject, "" },
 };
 constexpr char repairOptions[] = "op";
@@ -245,7 +246,7 @@ int FlushOutput(int status)
 
 } // namespace
 
-int main(int argc, char** argv)
+int Main(int argc, char** argv)
 {
     try {
         CommandLine line = Parse(argc, argv);
@@ -265,4 +266,11 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "pakmart-dbtool: %s\n", trouble.what());
     }
     return ExitTrouble;
+}
+
+} // namespace DbTool
+
+int main(int argc, char** argv)
+{
+    return DbTool::Main(argc, argv);
 }

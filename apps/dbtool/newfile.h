@@ -2,11 +2,15 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
 // A file that a repair makes: it grows under another name and gets its own when
-// it is whole, never in place of a file that is there.
+// it is whole, never in place of a file or link that is there. An exception or a
+// signal that ends the program takes it away.
 
 #pragma once
 
 #include <string>
+
+namespace DbTool
+{
 
 class NewFile
 {
@@ -30,8 +34,12 @@ public:
     void Withdraw();
 
 private:
+    void SyncFolder() const;
+
     const std::string m_name;
     const std::string m_base;
     const std::string m_path;
     bool m_published = false;
 };
+
+} // namespace DbTool

@@ -9,6 +9,9 @@
 
 #include <memory>
 
+namespace DbTool
+{
+
 namespace
 {
 
@@ -84,3 +87,5 @@ Findings FillIndex(const std::string& path, int keyLength, bool duplicates,
     index.Close();
     return refused;
 }
+
+} // namespace DbTool

@@ -10,7 +10,12 @@
 #include <string>
 #include <vector>
 
+namespace DbTool
+{
+
 // Makes it in place of the file at the path. Returns which items could not get
 // in beside others with the same key; throws Trouble if it cannot be written.
 Findings FillIndex(const std::string& path, int keyLength, bool duplicates,
                    const std::vector<IndexEntry>& entries);
+
+} // namespace DbTool

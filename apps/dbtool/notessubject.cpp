@@ -4,7 +4,7 @@
 // Notes.
 
 #include "newindex.h"
-#include "recordreader.h"
+#include "recordfile.h"
 #include "repairreport.h"
 #include "report.h"
 #include "store/notesheap.h"
@@ -16,6 +16,9 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <set>
+
+namespace DbTool
+{
 
 namespace
 {
@@ -220,6 +223,8 @@ int NotesSubject::Repair()
     RepairReport report;
     NewFile heapFile(m_options.output, ".fil");
     NewFile listFile(m_options.output, ".k1");
+    report.NoteLink(m_heapPath);
+    report.NoteLink(m_listPath);
     CopyFile(m_heapPath, heapFile.path());
     Heap heap(heapFile.path(), O_RDWR);
     RestoreHidden(heap, ListedBlocks(m_listPath), &report);
@@ -243,3 +248,5 @@ std::unique_ptr<Subject> MakeNotesSubject(const Options& options)
 {
     return std::make_unique<NotesSubject>(options);
 }
+
+} // namespace DbTool

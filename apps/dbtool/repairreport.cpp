@@ -3,16 +3,24 @@
 
 #include "repairreport.h"
 
+#include "parts.h"
+#include "recordfile.h"
 #include "report.h"
 #include "subject.h"
 
 #include <cstdio>
+#include <sys/stat.h>
+
+namespace DbTool
+{
 
 namespace
 {
 
+// A signal comes before or after all of it.
 void PublishAll(const std::vector<NewFile*>& files)
 {
+    const SignalsHeld held;
     try {
         for (NewFile* const file : files)
             file->Publish();
@@ -25,12 +33,22 @@ void PublishAll(const std::vector<NewFile*>& files)
 
 } // namespace
 
+void RepairReport::NoteLink(const std::string& path)
+{
+    const std::string real = RealPath(path);
+    struct stat status;
+    if (::lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode))
+        done.push_back(path + " is a link: the file to replace is " + real);
+}
+
 int RepairReport::Finish(bool partial, const std::vector<NewFile*>& files) const
 {
     for (const std::string& what : done)
         std::printf("%s\n", what.c_str());
     for (const std::string& what : missing)
         std::printf("not restored: %s\n", what.c_str());
+    if (!total.empty())
+        std::printf("%s\n", total.c_str());
     if (missing.empty() || partial) {
         PublishAll(files);
         for (const NewFile* const file : files)
@@ -40,3 +58,5 @@ int RepairReport::Finish(bool partial, const std::vector<NewFile*>& files) const
     }
     return missing.empty() ? ExitSound : ExitDamaged;
 }
+
+} // namespace DbTool

@@ -9,6 +9,9 @@
 #include <cstdio>
 #include <cstring>
 
+namespace DbTool
+{
+
 Trouble Trouble::Because(const std::string& what)
 {
     return Trouble(errno == 0 ? what : what + ": " + std::strerror(errno));
@@ -65,3 +68,5 @@ int ComplainOfFindings(const std::string& path, const Findings& findings)
         std::fprintf(stderr, "pakmart-dbtool: %s: %s\n", path.c_str(), what.c_str());
     return findings.empty() ? ExitSound : ExitDamaged;
 }
+
+} // namespace DbTool

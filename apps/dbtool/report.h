@@ -13,6 +13,9 @@
 #include <string_view>
 #include <vector>
 
+namespace DbTool
+{
+
 // Ends a command with exit status 2.
 class Trouble : public std::runtime_error
 {
@@ -51,3 +54,5 @@ int PrintCondition(const Findings& findings);
 int PrintFindings(const std::string& path, const Findings& findings);
 // Behind a dump, on standard error.
 int ComplainOfFindings(const std::string& path, const Findings& findings);
+
+} // namespace DbTool

@@ -10,6 +10,9 @@
 #include <optional>
 #include <string>
 
+namespace DbTool
+{
+
 enum ExitStatus {
     ExitSound = 0,
     ExitDamaged = 1,
@@ -53,3 +56,5 @@ std::unique_ptr<Subject> MakeNotesSubject(const Options& options);
 // Of these the path is the folder.
 std::unique_ptr<Subject> MakeCatalogSubject(const Options& options);
 std::unique_ptr<Subject> MakeRecentSubject(const Options& options);
+
+} // namespace DbTool

@@ -10,9 +10,11 @@
 #include "store/notesheap.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <fcntl.h>
 #include <functional>
 #include <map>
+#include <memory>
 #include <set>
 
 namespace
@@ -30,6 +32,35 @@ void TellAll(Findings* findings, const std::string& file, const Findings& what)
 {
     for (const std::string& sentence : what)
         Tell(findings, file + ": " + sentence);
+}
+
+std::string RealFolder(const std::string& path)
+{
+    const std::unique_ptr<char, void (*)(void*)> real(::realpath(path.c_str(), nullptr), std::free);
+    const std::string text = real ? real.get() : std::string();
+    return text.substr(0, text.rfind('/') + 1);
+}
+
+// The names of a database may be links. Links into several folders lead to files
+// that were not written together.
+void CompareFolders(const std::string& folder, const std::vector<std::string>& names,
+                    Findings* remarks)
+{
+    const std::string first = RealFolder(folder + names.front());
+    for (const std::string& name : names) {
+        const std::string other = RealFolder(folder + name);
+        if (!first.empty() && !other.empty() && other != first)
+            Tell(remarks,
+                 name + " leads to another folder than " + names.front() + ": " + other + ", not "
+                     + first);
+    }
+}
+
+void AddNames(const DbLayout& layout, std::vector<std::string>* names)
+{
+    names->push_back(layout.fileName);
+    for (int i = 0; i < layout.indexCount; ++i)
+        names->push_back(layout.indexes[i].fileName);
 }
 
 // One index as it is in its file, looked up by record.
@@ -187,7 +218,7 @@ void CheckOwners(const std::string& folder, const Owners& owners, DbFindings* fi
 {
     const std::string name = Catalog::notesName;
     TellAll(&findings->faults, name, CheckNotes(folder + name));
-    OpenStoreFile heap((folder + name + ".fil").c_str(), O_RDONLY, 0);
+    OpenStoreFile heap((folder + name + ".fil").c_str(), O_RDONLY | O_NONBLOCK, 0);
     if (!heap)
         return;
     const std::set<std::int64_t> isFree = ListedAsFree(folder + name);
@@ -238,6 +269,12 @@ DbFindings CheckCatalog(const std::string& described)
     });
     CheckOwners(folder, owners, &findings);
     CheckDependencies(folder, products, &findings);
+    std::vector<std::string> names;
+    AddNames(Catalog::layout, &names);
+    AddNames(Dependency::layout, &names);
+    for (const char* const ending : { ".fil", ".k1" })
+        names.push_back(Catalog::notesName + std::string(ending));
+    CompareFolders(folder, names, &findings.remarks);
     return findings;
 }
 
@@ -247,5 +284,8 @@ DbFindings CheckRecent(const std::string& folder)
     const Database database{ Recent::layout, NamedBy(Recent::description, Recent::texts),
                              Recent::MakeKey };
     Agreement(folder, database, &findings).Run([](auto&&...) {});
+    std::vector<std::string> names;
+    AddNames(Recent::layout, &names);
+    CompareFolders(folder, names, &findings.remarks);
     return findings;
 }

@@ -18,7 +18,8 @@ struct DbFindings {
     /// the database is sound. Of very many the first hundred are told.
     Findings faults;
     /// What was refused when it was saved, because another record had its key,
-    /// and left its record behind. Told in the same way.
+    /// and left its record behind; and links that lead out of the folder of the data
+    /// file. Told in the same way.
     Findings remarks;
 };
 

@@ -6,7 +6,7 @@
 
 #pragma once
 
-#include "store/storefiles.h"
+#include "store/recordblocks.h"
 
 #include <cstdint>
 #include <string>
@@ -23,20 +23,13 @@ public:
     RecordReader(const std::string& folder, const DbLayout& layout, std::vector<TextField> texts);
 
     // Whether the file can be read.
-    explicit operator bool() const { return m_readable; }
+    explicit operator bool() const { return bool(m_blocks); }
     // Whole records, the header included.
-    std::int32_t Count() const { return m_count; }
+    std::int32_t Count() const;
     // Null for one that is not there, or deleted. Good until the next call.
     const std::uint8_t* Live(std::int32_t number);
 
 private:
-    bool Load(std::int32_t first);
-
-    OpenStoreFile m_file;
-    const int m_length;
+    RecordBlocks m_blocks;
     const std::vector<TextField> m_texts;
-    bool m_readable = false;
-    std::int32_t m_count = 0;
-    std::int32_t m_first = -1; // of the block in memory
-    std::vector<std::uint8_t> m_block;
 };

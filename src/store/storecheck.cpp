@@ -8,6 +8,7 @@
 #include "store/indexfile.h"
 #include "store/indexpage.h"
 #include "store/notesheap.h"
+#include "store/recordblocks.h"
 #include "store/storefiles.h"
 
 #include <algorithm>
@@ -45,40 +46,15 @@ private:
     Findings m_findings;
 };
 
-// The records of a data file, read one by one through one descriptor.
-class Records
-{
-public:
-    Records(const std::string& path, int recordLength)
-        : m_file(path.c_str(), O_RDONLY, 0), m_length(std::max(recordLength, headerLength)),
-          m_record(std::size_t(m_length))
-    {
-        if (m_file)
-            m_count = m_file.Size() / m_length;
-    }
-
-    std::int64_t count() const { return m_count; }
-    const std::uint8_t* record() const { return m_record.data(); }
-    bool Read(std::int64_t number)
-    {
-        return m_file && m_file.ReadAt(number * m_length, m_record.data(), m_record.size());
-    }
-
-private:
-    OpenStoreFile m_file;
-    const std::int64_t m_length;
-    std::int64_t m_count = 0;
-    std::vector<std::uint8_t> m_record;
-};
-
 // The header, or false with the reason in the report.
-bool CheckHeader(Records& records, Report* report, DataFileHeader* header)
+bool CheckHeader(RecordBlocks& records, Report* report, DataFileHeader* header)
 {
-    if (records.count() == 0 || !records.Read(0)) {
+    const std::uint8_t* const record = records.Read(0);
+    if (!record) {
         report->Add("the file has no header that can be read");
         return false;
     }
-    *header = ReadDataFileHeader(records.record());
+    *header = ReadDataFileHeader(record);
     if (strncasecmp(header->version, VERSION, sizeof header->version) != 0)
         report->Add(std::string("the header's version is not ") + VERSION);
     // Records are written before the header that counts them.
@@ -89,7 +65,8 @@ bool CheckHeader(Records& records, Report* report, DataFileHeader* header)
 }
 
 // Which records the chain of deleted ones leads through.
-std::vector<bool> CheckFreeChain(Records& records, const DataFileHeader& header, Report* report)
+std::vector<bool> CheckFreeChain(RecordBlocks& records, const DataFileHeader& header,
+                                 Report* report)
 {
     std::vector<bool> isFree(std::size_t(records.count()));
     std::int64_t links = 0;
@@ -106,11 +83,12 @@ std::vector<bool> CheckFreeChain(Records& records, const DataFileHeader& header,
                         + Number(at));
             return isFree;
         }
-        if (!records.Read(at)) {
+        const std::uint8_t* const record = records.Read(at);
+        if (!record) {
             report->Add("record " + Number(at) + " cannot be read");
             return isFree;
         }
-        const std::int32_t next = GetInt32(records.record());
+        const std::int32_t next = GetInt32(record);
         if (next == 0) {
             report->Add("the chain of deleted records leads from " + from + " to record "
                         + Number(at) + ", which is not deleted");
@@ -130,7 +108,7 @@ std::vector<bool> CheckFreeChain(Records& records, const DataFileHeader& header,
 class TreeCheck
 {
 public:
-    TreeCheck(Records& records, int keyLength, bool allowDuplicates, std::vector<bool> isFree,
+    TreeCheck(RecordBlocks& records, int keyLength, bool allowDuplicates, std::vector<bool> isFree,
               std::vector<IndexEntry>* entries, Report* report)
         : m_records(records), m_keyLength(keyLength), m_allowDuplicates(allowDuplicates),
           m_isFree(std::move(isFree)), m_isReached(m_isFree.size()), m_entries(entries),
@@ -185,9 +163,9 @@ private:
     bool ReadPage(std::uint32_t number, IndexPage* page)
     {
         const std::string name = "page " + Number(number);
-        if (!m_records.Read(number))
+        const std::uint8_t* const bytes = m_records.Read(number);
+        if (!bytes)
             return Refuse(name + " cannot be read");
-        const std::uint8_t* const bytes = m_records.record();
         if (bytes[0] == 0 || bytes[0] > pageItems)
             return Refuse(name + " says that it has " + Number(bytes[0]) + " items");
         const auto pages = std::uint32_t(m_isReached.size());
@@ -226,7 +204,7 @@ private:
         return false;
     }
 
-    Records& m_records;
+    RecordBlocks& m_records;
     const int m_keyLength;
     const bool m_allowDuplicates;
     const std::vector<bool> m_isFree;
@@ -288,15 +266,16 @@ void CompareFreeSpace(const BlockChain& chain, const FreeList& listed, Report* r
 Findings CheckDataFile(const std::string& path, int recordLength)
 {
     Report report;
-    Records records(path, recordLength);
+    RecordBlocks records(path, recordLength);
     DataFileHeader header;
     if (!CheckHeader(records, &report, &header))
         return report.Take();
     const std::vector<bool> isFree = CheckFreeChain(records, header, &report);
     for (std::int64_t number = 1; number < records.count(); ++number) {
-        if (!records.Read(number))
+        const std::uint8_t* const record = records.Read(number);
+        if (!record)
             report.Add("record " + Number(number) + " cannot be read");
-        else if (!isFree[std::size_t(number)] && GetInt32(records.record()) != 0)
+        else if (!isFree[std::size_t(number)] && GetInt32(record) != 0)
             report.Add("record " + Number(number) + " is deleted, but in no chain");
     }
     return report.Take();
@@ -306,7 +285,7 @@ Findings CheckIndex(const std::string& path, int keyLength, bool allowDuplicates
                     std::vector<IndexEntry>* entries)
 {
     Report report;
-    Records records(path, PackedLength(keyLength));
+    RecordBlocks records(path, PackedLength(keyLength));
     DataFileHeader header;
     if (!CheckHeader(records, &report, &header))
         return report.Take();
@@ -319,7 +298,7 @@ Findings CheckIndex(const std::string& path, int keyLength, bool allowDuplicates
 Findings CheckNotes(const std::string& name)
 {
     Report report;
-    OpenStoreFile heap((name + ".fil").c_str(), O_RDONLY, 0);
+    OpenStoreFile heap((name + ".fil").c_str(), O_RDONLY | O_NONBLOCK, 0);
     if (!heap) {
         report.Add("the heap file cannot be opened");
         return report.Take();

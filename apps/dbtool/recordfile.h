@@ -6,29 +6,35 @@
 #pragma once
 
 #include "store/datafile.h"
-#include "store/storefiles.h"
+#include "store/recordblocks.h"
 
 #include <cstdint>
 #include <string>
 #include <vector>
 
+namespace DbTool
+{
+
 // Throws Trouble unless the path is that of a file that can be read.
 void RequireFile(const std::string& path);
 
-class RecordReader
+// Where all links on the way lead; the path itself if there is nothing.
+std::string RealPath(const std::string& path);
+
+class RecordFile
 {
 public:
     // Throws Trouble as above.
-    RecordReader(const std::string& path, int recordLength);
+    RecordFile(const std::string& path, int recordLength);
 
-    int recordLength() const { return m_length; }
-    std::int64_t fileSize() const { return m_size; }
-    std::uint32_t count() const { return std::uint32_t(m_size / m_length); }
+    int recordLength() const { return m_blocks.recordLength(); }
+    std::int64_t fileSize() const { return m_blocks.fileSize(); }
+    std::uint32_t count() const { return std::uint32_t(m_blocks.count()); }
     // Bytes behind the last whole record.
-    int rest() const { return int(m_size % m_length); }
+    int rest() const { return int(fileSize() % recordLength()); }
 
     // The record until the next call, or null if it is not there.
-    const std::uint8_t* Read(std::uint32_t number);
+    const std::uint8_t* Read(std::uint32_t number) { return m_blocks.Read(number); }
 
     // False if there is none.
     bool ReadHeader(DataFileHeader* header);
@@ -37,11 +43,10 @@ public:
     std::vector<bool> FreeChain();
 
 private:
-    OpenStoreFile m_file;
-    const int m_length;
-    const std::int64_t m_size;
-    std::vector<std::uint8_t> m_record;
+    RecordBlocks m_blocks;
 };
 
 // Whether a header has the version that every header has.
 bool HasVersion(const DataFileHeader& header);
+
+} // namespace DbTool

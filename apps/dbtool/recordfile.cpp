@@ -1,16 +1,19 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-#include "recordreader.h"
+#include "recordfile.h"
 
 #include "report.h"
 #include "store/bytes.h"
 
-#include <algorithm>
-#include <fcntl.h>
+#include <cstdlib>
+#include <memory>
 #include <strings.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+namespace DbTool
+{
 
 void RequireFile(const std::string& path)
 {
@@ -21,25 +24,22 @@ void RequireFile(const std::string& path)
         throw Trouble("cannot read " + path + ": not a regular file");
 }
 
-RecordReader::RecordReader(const std::string& path, int recordLength)
-    : m_file((RequireFile(path), path.c_str()), O_RDONLY, 0),
-      m_length(std::max(recordLength, headerLength)), m_size(m_file ? m_file.Size() : -1),
-      m_record(std::size_t(m_length))
+std::string RealPath(const std::string& path)
 {
-    if (m_size < 0)
+    const std::unique_ptr<char, void (*)(void*)> real(::realpath(path.c_str(), nullptr), std::free);
+    return real ? real.get() : path;
+}
+
+RecordFile::RecordFile(const std::string& path, int recordLength)
+    : m_blocks((RequireFile(path), path), recordLength)
+{
+    if (!m_blocks)
         throw Trouble::Because("cannot read " + path);
-    if (m_size / m_length > INT32_MAX)
+    if (m_blocks.count() > INT32_MAX)
         throw Trouble("cannot read " + path + ": it has more records than there are numbers");
 }
 
-const std::uint8_t* RecordReader::Read(std::uint32_t number)
-{
-    const bool done = number < count()
-        && m_file.ReadAt(off_t(number) * m_length, m_record.data(), m_record.size());
-    return done ? m_record.data() : nullptr;
-}
-
-bool RecordReader::ReadHeader(DataFileHeader* header)
+bool RecordFile::ReadHeader(DataFileHeader* header)
 {
     const std::uint8_t* const record = Read(0);
     if (record)
@@ -47,7 +47,7 @@ bool RecordReader::ReadHeader(DataFileHeader* header)
     return record != nullptr;
 }
 
-std::vector<bool> RecordReader::FreeChain()
+std::vector<bool> RecordFile::FreeChain()
 {
     std::vector<bool> isFree(count());
     DataFileHeader header;
@@ -68,3 +68,5 @@ bool HasVersion(const DataFileHeader& header)
 {
     return strncasecmp(header.version, VERSION, sizeof header.version) == 0;
 }
+
+} // namespace DbTool

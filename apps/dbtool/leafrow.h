@@ -1,0 +1,58 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// Shows from the items alone, without any link between pages, whether some of an
+// index are missing. In order, its items are those of one leaf, one item of a page
+// above, those of the next leaf, and so on to the last leaf. A leaf that is lost
+// leaves two items of pages above without a leaf between them; a page above that is
+// lost leaves leaves with nothing between them. So each gap is seen, and named by
+// the keys on its sides.
+
+#pragma once
+
+#include "store/storecheck.h"
+
+#include <cstdint>
+#include <vector>
+
+namespace DbTool
+{
+
+class LeafRow
+{
+public:
+    // All items of a page in any order. Pages may be given twice.
+    void AddPage(std::uint32_t number, bool isLeaf, const std::vector<IndexEntry>& items);
+
+    struct Gaps {
+        Findings gaps; // each with the keys on its sides
+        std::int64_t items = 0; // lost in them, at least
+        Findings doubts; // pages whose items do not belong together
+    };
+    Gaps Run();
+
+    // Of Run: all items, each once, in order.
+    std::vector<IndexEntry> TakeEntries() { return std::move(m_entries); }
+    std::size_t leafCount() const { return m_leafCount; }
+
+private:
+    struct Place {
+        IndexEntry entry;
+        std::uint32_t leaf; // 0: a page above
+    };
+    // The leaves that have one item; none: it is in pages above only.
+    using Leaves = std::vector<std::uint32_t>;
+
+    void Sort();
+    void FindDoubts(Gaps* found) const;
+    void Compare(std::size_t next, Gaps* found) const;
+    bool ShareLeaf(std::size_t a, std::size_t b) const;
+    std::string Name(std::size_t rank) const;
+
+    std::vector<Place> m_places;
+    std::vector<IndexEntry> m_entries;
+    std::vector<Leaves> m_leaves; // of each entry
+    std::size_t m_leafCount = 0;
+};
+
+} // namespace DbTool

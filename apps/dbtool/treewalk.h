@@ -1,0 +1,46 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// Follows the tree of an index from a root down, and shows whether it is the whole
+// tree: each page once, its items in order, its leaves equally deep, and nothing of
+// weight outside it.
+
+#pragma once
+
+#include "indexpages.h"
+
+namespace DbTool
+{
+
+class TreeWalk
+{
+public:
+    // `isFree`: the pages of the chain of free ones.
+    TreeWalk(IndexPages& pages, const std::vector<bool>& isFree);
+
+    // Whether everything below the page is the whole tree. 0 is an empty one.
+    bool Run(std::uint32_t root);
+
+    // What was met, as far as the tree can be followed.
+    int levels() const { return m_levels; }
+    std::int64_t pageCount() const { return m_pageCount; }
+    const std::vector<bool>& isVisited() const { return m_isVisited; }
+    std::vector<IndexEntry> TakeEntries() { return std::move(m_entries); }
+
+private:
+    void Follow(std::uint32_t number, int level);
+    void TakeItem(const IndexItem& item);
+    bool IsEverythingTaken();
+    bool HasItem(const IndexItem& item) const;
+
+    IndexPages& m_pages;
+    const std::vector<bool>& m_isFree;
+    std::vector<bool> m_isVisited;
+    std::vector<IndexEntry> m_entries;
+    bool m_isWhole = true;
+    int m_levels = 0;
+    int m_leafLevel = 0;
+    std::int64_t m_pageCount = 0;
+};
+
+} // namespace DbTool

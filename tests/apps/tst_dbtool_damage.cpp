@@ -1,0 +1,548 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// pakmart-dbtool on indexes damaged in many ways: status 0 only if no item is lost,
+// and what is lost is said.
+
+#include "db/ccatalogfile.h"
+#include "db/crufile.h"
+#include "db/dbfolders.h"
+#include "store/indexpage.h"
+#include "tests/apps/dbtooltest.h"
+
+#include <QDir>
+#include <QRegularExpression>
+
+#include <cstring>
+#include <set>
+
+namespace
+{
+
+constexpr int keyLength = 12;
+constexpr int sector = 512;
+
+using Item = std::pair<std::string, std::uint32_t>;
+using Items = std::set<Item>;
+
+// What is done to an index file of `pages` pages of `length` bytes.
+using Damage = void (*)(QByteArray* file, int length, Random* random);
+
+int SomePage(const QByteArray& file, int length, Random* random)
+{
+    return 1 + int(random->Below(std::max(file.size() / length - 1, 1)));
+}
+
+void Cut(QByteArray* file, int length, Random* random)
+{
+    const int pages = file->size() / length;
+    // To the header and one leaf most often: it looks like a small index.
+    const int left = random->Below(2) ? 2 : 1 + int(random->Below(pages));
+    file->truncate(std::min(left, pages) * length);
+}
+
+void CutAnywhere(QByteArray* file, int length, Random* random)
+{
+    file->truncate(length + int(random->Below(file->size() - length)));
+}
+
+void ZeroPage(QByteArray* file, int length, Random* random)
+{
+    file->replace(SomePage(*file, length, random) * length, length, QByteArray(length, 0));
+}
+
+void CopyPage(QByteArray* file, int length, Random* random)
+{
+    const int from = int(random->Below(file->size() / length));
+    file->replace(SomePage(*file, length, random) * length, length,
+                  file->mid(from * length, length));
+}
+
+// The first word of live pages is what it would be if they were free.
+void ChainIntoTheTree(QByteArray* file, int length, Random* random)
+{
+    int links = 1 + int(random->Below(4));
+    for (int at = 0; links > 0; --links) {
+        const int next = SomePage(*file, length, random);
+        QByteArray word(4, 0);
+        PutInt32(reinterpret_cast<std::uint8_t*>(word.data()), next);
+        file->replace(at, 4, word);
+        at = next * length;
+        if (links == 1)
+            file->replace(at, 4, QByteArray(4, '\xff'));
+    }
+}
+
+void ChainBeginsInTheTree(QByteArray* file, int length, Random* random)
+{
+    PutInt32(reinterpret_cast<std::uint8_t*>(file->data()), SomePage(*file, length, random));
+}
+
+void ZeroSector(QByteArray* file, int length, Random* random)
+{
+    const int at = length + int(random->Below((file->size() - length) / sector + 1)) * sector;
+    const int some = std::min(sector, file->size() - at);
+    if (some > 0)
+        file->replace(at, some, QByteArray(some, 0));
+}
+
+void CopySector(QByteArray* file, int length, Random* random)
+{
+    const int sectors = file->size() / sector;
+    const int to = int(random->Below(sectors));
+    const int from = int(random->Below(sectors));
+    if (to * sector >= length)
+        file->replace(to * sector, sector, file->mid(from * sector, sector));
+}
+
+void CountOfAPage(QByteArray* file, int length, Random* random)
+{
+    (*file)[SomePage(*file, length, random) * length] = char(random->Below(256));
+}
+
+void WrongRoot(QByteArray* file, int length, Random* random)
+{
+    PutInt32(reinterpret_cast<std::uint8_t*>(file->data()) + 8,
+             random->Below(4) ? SomePage(*file, length, random) : 0);
+}
+
+void WrongChildren(QByteArray* file, int length, Random* random)
+{
+    const int page = SomePage(*file, length, random) * length;
+    const int item = int(random->Below(pageItems));
+    const int offset = item == 0 ? 4 : 8 + item * (keyLength + 9) + 4;
+    PutInt32(reinterpret_cast<std::uint8_t*>(file->data()) + page + offset,
+             SomePage(*file, length, random));
+}
+
+void NoHeader(QByteArray* file, int, Random* random)
+{
+    file->replace(0, 31, QByteArray(31, char(random->Below(256))));
+}
+
+struct Shape {
+    const char* name;
+    Damage damage;
+    bool isCountable = false; // pages are whole or gone
+    bool cutsItems = false;
+};
+
+const Shape shapes[] = {
+    { "cut", Cut, true },
+    { "cut anywhere", CutAnywhere, true },
+    { "page of zeros", ZeroPage, true },
+    { "page copied over another", CopyPage, true },
+    { "chain into the tree", ChainIntoTheTree },
+    { "chain begins in the tree", ChainBeginsInTheTree },
+    { "sector of zeros", ZeroSector, false, true },
+    { "sector copied over another", CopySector, false, true },
+    { "count of a page", CountOfAPage },
+    { "wrong root", WrongRoot },
+    { "wrong children", WrongChildren },
+    { "no header", NoHeader },
+};
+
+// The items of the slots in which a damage begins and ends: half of one may look
+// like another one.
+std::set<std::uint32_t> CutItems(const QByteArray& before, const QByteArray& after)
+{
+    const auto* const bytes = reinterpret_cast<const std::uint8_t*>(before.constData());
+    constexpr int length = PackedLength(keyLength);
+    const auto differs = [&](int at) { return before[at] != after[at]; };
+    int first = 0, last = before.size() - 1;
+    while (first < last && !differs(first))
+        ++first;
+    while (last > first && !differs(last))
+        --last;
+    std::set<std::uint32_t> records;
+    for (const int at : { first, last })
+        if (at >= length && at % length >= 8)
+            records.insert(GetUint32(bytes + at / length * length + 8
+                                     + (at % length - 8) / (keyLength + 9) * (keyLength + 9)));
+    return records;
+}
+
+Items Without(Items items, const std::set<std::uint32_t>& records)
+{
+    for (auto at = items.begin(); at != items.end();)
+        at = records.count(at->second) > 0 ? items.erase(at) : std::next(at);
+    return items;
+}
+
+} // namespace
+
+class TestDbtoolDamage : public DbtoolTest
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase()
+    {
+        QCOMPARE(InitIndex(), 0);
+        MakeDatabases();
+    }
+    void cleanupTestCase() { UnInitIndex(); }
+    void init() { NewFolder(); }
+
+    void LostItemsAreNeverKeptBack_data();
+    void LostItemsAreNeverKeptBack();
+    void TheDataFileBesideTheIndexRestoresAll_data();
+    void TheDataFileBesideTheIndexRestoresAll();
+    void TheDataFileIsFoundWhereLinksLead();
+    void WhoWasRefusedStaysOut();
+    void ADamagedDataFileIsNotUsed();
+    void AnotherKeyLengthIsNotTheKnownIndex();
+
+private:
+    struct Known {
+        QString folder, data, index;
+        int keyLength;
+        bool duplicates;
+    };
+    Known m_known[9] = {
+        { {}, ".VACatalog.fil", ".VACatalog.k1", 110, true },
+        { {}, ".VACatalog.fil", ".VACatalog.k2", 50, true },
+        { {}, ".VACatalog.fil", ".VACatalog.k3", 50, false },
+        { {}, ".VACatalog.fil", ".VACatalog.k4", 20, false },
+        { {}, ".VADepends.fil", ".VADepends.k1", 58, false },
+        { {}, ".VADepends.fil", ".VADepends.k2", 58, false },
+        { {}, ".rulist.fil", ".rulist.k1", 72, false },
+        { {}, ".rulist.fil", ".rulist.k2", 60, false },
+        { {}, ".rulist.fil", ".rulist.k3", 20, false },
+    };
+    void MakeDatabases();
+    static void Save(CCatalogFile& catalog, int serial, const char* package);
+    void Take(const Known& known) const;
+    Items ItemsOf(const Known& known, const QString& path) const
+    {
+        return ItemsOf(path, known.keyLength, known.duplicates);
+    }
+    Items Meaning(const Known& known, const QString& path) const;
+    static QByteArray Contents(const QString& path)
+    {
+        QFile file(path);
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
+
+    Items MakeIndexAtRandom(Random* random, bool duplicates) const;
+    Items ItemsOf(const QString& path, int length, bool duplicates) const;
+    bool IsNamed(const Item& item, const QString& report) const;
+    void CheckPart(const Items& items, const Result& refused, const QString& flags,
+                   bool isCountable) const;
+};
+
+// Of one page or hundreds, filled in order or at random, and some of it deleted.
+Items TestDbtoolDamage::MakeIndexAtRandom(Random* random, bool duplicates) const
+{
+    Items items;
+    const int most = random->Below(4) == 0 ? 60 : 2400;
+    const int count = 1 + int(random->Below(most));
+    const bool inOrder = random->Below(2);
+    IndexFile* const index
+        = MakeIndex(0, Native("a.idx").c_str(), std::int16_t(keyLength), duplicates);
+    char key[keyLength + 1];
+    for (std::uint32_t i = 1; i <= std::uint32_t(count); ++i) {
+        const std::uint32_t number = inOrder ? i : i * 7919 % 10007;
+        std::snprintf(key, sizeof key, "%05u-Key", duplicates ? number / 3 : number);
+        if (AddKey(index, &i, key) == 0)
+            items.emplace(key, i);
+    }
+    for (int deletes = int(random->Below(2) * random->Below(count + 1)); deletes > 0; --deletes) {
+        const auto at = std::next(items.begin(), random->Below(int(items.size())));
+        std::uint32_t record = at->second;
+        DeleteKey(index, &record, std::strcpy(key, at->first.c_str()));
+        items.erase(at);
+    }
+    CloseIndex(index);
+    return items;
+}
+
+Items TestDbtoolDamage::ItemsOf(const QString& path, int length, bool duplicates) const
+{
+    std::vector<IndexEntry> entries;
+    const Findings findings = CheckIndex(path.toStdString(), length, duplicates, &entries);
+    if (!findings.empty())
+        qWarning("%s", findings.front().c_str());
+    Items items;
+    for (const IndexEntry& entry : entries)
+        items.emplace(entry.key, entry.record);
+    return findings.empty() ? items : Items{ { "not sound", 0 } };
+}
+
+// Whether the report names an item that is lost, or keys on its sides.
+bool TestDbtoolDamage::IsNamed(const Item& item, const QString& report) const
+{
+    const QString key = QString::fromStdString(item.first);
+    if (report.contains('\'' + key + '\''))
+        return true;
+    static const QRegularExpression between(
+        "(?:between '([^']*)' and '([^']*)'|before '([^']*)'|after '([^']*)')");
+    for (auto at = between.globalMatch(report); at.hasNext();) {
+        const QRegularExpressionMatch match = at.next();
+        const QString above = match.captured(1) + match.captured(4);
+        const QString below = match.captured(2) + match.captured(3);
+        if (above <= key && (below.isEmpty() || key <= below))
+            return true;
+    }
+    // At the ends nothing is left to name them by, and of a page of which a part
+    // was copied from elsewhere it is the page that is named.
+    return report.contains("the header counts") || report.contains("no item can be read")
+        || report.contains("the header cannot be read") || report.contains("is not whole")
+        || report.contains("do not follow each other") || report.contains("and has only");
+}
+
+// Nothing was made; with --partial, what there is, and no more is lost than is said.
+void TestDbtoolDamage::CheckPart(const Items& items, const Result& refused, const QString& flags,
+                                 bool isCountable) const
+{
+    QVERIFY(!QFile::exists(Path("new.idx")));
+    QVERIFY2(refused.out.contains("not restored: "), qPrintable(refused.out));
+    const Result part = Run("repair index @a.idx -k 12 --partial -o @part.idx" + flags);
+    QCOMPARE(part.status, 1);
+    const Items kept = ItemsOf(Path("part.idx"), keyLength, flags.contains("-d"));
+    Items lost;
+    std::set_difference(items.begin(), items.end(), kept.begin(), kept.end(),
+                        std::inserter(lost, lost.end()));
+    static const QRegularExpression count("lost, as far as the pages show: (\\d+) item");
+    const int least = count.match(refused.out).captured(1).toInt();
+    QVERIFY2(!isCountable || least <= int(lost.size()), qPrintable(refused.out));
+    for (const Item& item : lost)
+        QVERIFY2(IsNamed(item, refused.out),
+                 (item.first + " is not named: ").c_str() + refused.out.toLatin1());
+}
+
+void TestDbtoolDamage::LostItemsAreNeverKeptBack_data()
+{
+    QTest::addColumn<int>("which");
+    for (int which = 0; which < int(std::size(shapes)); ++which)
+        QTest::newRow(shapes[which].name) << which;
+}
+
+void TestDbtoolDamage::LostItemsAreNeverKeptBack()
+{
+    QFETCH(int, which);
+    Random random = Random::Announced();
+    int whole = 0, partly = 0;
+    const int rounds = qEnvironmentVariable("PAKMART_TEST_ROUNDS", "40").toInt();
+    for (int round = 0; round < rounds; ++round) {
+        NewFolder();
+        const bool duplicates = random.Below(2);
+        const QString flags = duplicates ? " -d" : "";
+        const Items items = MakeIndexAtRandom(&random, duplicates);
+        const QByteArray before = Bytes("a.idx");
+        QByteArray bytes = before;
+        shapes[which].damage(&bytes, PackedLength(keyLength), &random);
+        SetBytes("a.idx", bytes);
+        std::set<std::uint32_t> cut;
+        if (shapes[which].cutsItems)
+            cut = CutItems(before, bytes);
+
+        const Result repair = Run("repair index @a.idx -k 12 -o @new.idx" + flags);
+        QVERIFY2(repair.status == 0 || repair.status == 1, qPrintable(repair.err));
+        QCOMPARE(Bytes("a.idx"), bytes);
+        if (repair.status == 1) {
+            ++partly;
+            CheckPart(Without(items, cut), repair, flags, shapes[which].isCountable);
+        } else {
+            ++whole;
+            const Items kept = ItemsOf(Path("new.idx"), keyLength, duplicates);
+            QVERIFY2(Without(kept, cut) == Without(items, cut),
+                     qPrintable(QString("round %1: %2 of %3 items; ")
+                                    .arg(round)
+                                    .arg(kept.size())
+                                    .arg(items.size())
+                                + repair.out));
+        }
+        if (QTest::currentTestFailed()) {
+            if (qEnvironmentVariableIsSet("PAKMART_TEST_KEEP"))
+                QFile(Path("a.idx")).copy(qEnvironmentVariable("PAKMART_TEST_KEEP"));
+            return;
+        }
+    }
+    qInfo("%d restored, %d partly", whole, partly);
+}
+
+void TestDbtoolDamage::Save(CCatalogFile& catalog, int serial, const char* package)
+{
+    catalog.AddNew();
+    catalog.setServerSerialNumber(serial);
+    catalog.setCategory(serial % 3 ? "Games" : "Office");
+    catalog.setName(QByteArray::number(serial * 7919 % 1009).prepend("Product ").constData());
+    catalog.setPackageName(package);
+    catalog.AddDependency("libc6");
+    catalog.AddDependency(QByteArray::number(serial).constData());
+}
+
+// With deleted records, and keys that have another case than their records.
+void TestDbtoolDamage::MakeDatabases()
+{
+    CCatalogFile catalog;
+    QVERIFY(catalog.Create());
+    CRUFile list;
+    QVERIFY(list.Create());
+    for (int i = 1; i <= 300; ++i) {
+        Save(catalog, i, QByteArray::number(i * 31 % 1009).prepend("package").constData());
+        QVERIFY(catalog.SaveRecord());
+        list.AddNew();
+        list.SetServerSerialNumber(i);
+        list.SetDescription(QByteArray::number(i * 17 % 1009).prepend("application").constData());
+        list.SetLastAccessed(1000000 + i * 37);
+        QVERIFY(list.Update());
+    }
+    QVERIFY(catalog.FindServerSerialNumber(7));
+    catalog.setPackageName(QByteArray(catalog.PackageName()).toUpper().constData());
+    QVERIFY(catalog.SaveRecord());
+    for (int i = 1; i <= 300; i += 7)
+        QVERIFY(list.DeleteRecord(i));
+    for (Known& known : m_known)
+        known.folder = QString::fromStdString(known.data.startsWith(".rulist") ? RecentFolder()
+                                                                               : CatalogFolder());
+}
+
+// A copy of an index and its data file.
+void TestDbtoolDamage::Take(const Known& known) const
+{
+    SetBytes(known.index, Contents(known.folder + known.index));
+    SetBytes(known.data, Contents(known.folder + known.data));
+}
+
+// Keys without their case, and what they lead to: of records that are the same, any
+// one may have the key, and a key that is restored is spelled as in its record.
+Items TestDbtoolDamage::Meaning(const Known& known, const QString& path) const
+{
+    const QByteArray data = Contents(known.folder + known.data);
+    const int length = known.data.startsWith(".VAD") ? 60
+        : known.data.startsWith(".VAC")              ? 2012
+                                                     : 792;
+    Items meaning;
+    for (const auto& [key, record] : ItemsOf(known, path))
+        meaning.emplace(QByteArray(key.c_str()).toLower().toStdString()
+                            + data.mid(int(record) * length, length).toStdString(),
+                        0);
+    return meaning;
+}
+
+void TestDbtoolDamage::TheDataFileBesideTheIndexRestoresAll_data()
+{
+    QTest::addColumn<int>("which");
+    for (int which = 0; which < int(std::size(m_known)); ++which)
+        QTest::newRow(qPrintable(m_known[which].index)) << which;
+}
+
+void TestDbtoolDamage::TheDataFileBesideTheIndexRestoresAll()
+{
+    QFETCH(int, which);
+    const Known& known = m_known[which];
+    Random random = Random::Announced();
+    const Items items = Meaning(known, known.folder + known.index);
+    QVERIFY(items.size() > 200);
+    for (const Shape& shape : shapes) {
+        NewFolder();
+        Take(known);
+        QByteArray bytes = Bytes(known.index);
+        shape.damage(&bytes, PackedLength(known.keyLength), &random);
+        SetBytes(known.index, bytes);
+        const Result repair = Run("repair index @" + known.index + " -o @new.idx");
+        QVERIFY2(repair.status == 0, qPrintable(shape.name + repair.out + repair.err));
+        QVERIFY2(repair.out.contains(known.data), qPrintable(repair.out));
+        QCOMPARE(Meaning(known, Path("new.idx")), items);
+    }
+    QVERIFY(QFile::remove(Path(known.index)));
+    QCOMPARE(Run("repair index @" + known.index + " -o @gone.idx").status, 0);
+    QCOMPARE(Meaning(known, Path("gone.idx")), items);
+}
+
+// The described names are links into a folder; repair says where the new file goes,
+// and neither follows nor replaces a link that has the name of the output.
+void TestDbtoolDamage::TheDataFileIsFoundWhereLinksLead()
+{
+    const Known& known = m_known[0];
+    Take(known);
+    QVERIFY(QDir(Path("")).mkdir("generation"));
+    for (const QString& name : { known.index, known.data })
+        QVERIFY(QFile::rename(Path(name), Path("generation/" + name)));
+    QVERIFY(QFile::link("generation/" + known.index, Path(known.index)));
+    const Items items = ItemsOf(known, Path(known.index));
+    Patch(known.index, 8, Word(9999));
+    QCOMPARE(Run("check index @" + known.index).status, 1);
+
+    const Result repair = Run("repair index @" + known.index + " -o @new.idx");
+    QVERIFY2(repair.status == 0, qPrintable(repair.out));
+    QVERIFY2(
+        repair.out.contains(Path(known.index) + " is a link: the file to replace is "
+                            + QFileInfo(Path("generation/" + known.index)).canonicalFilePath()),
+        qPrintable(repair.out));
+    QVERIFY(repair.out.contains("generation/" + known.data));
+    QCOMPARE(ItemsOf(known, Path("new.idx")), items);
+
+    QVERIFY(QFile::link("nowhere", Path("dangling.idx")));
+    for (const QString& output : { known.index, QString("dangling.idx") }) {
+        QCOMPARE(Run("repair index @" + known.index + " -o @" + output).status, 2);
+        QVERIFY(QFileInfo(Path(output)).isSymLink());
+    }
+    QVERIFY(!QFile::exists(Path("nowhere")));
+}
+
+// A save that the third index refused left a record which is in the first two.
+void TestDbtoolDamage::WhoWasRefusedStaysOut()
+{
+    CCatalogFile catalog;
+    QVERIFY(catalog.Open());
+    Save(catalog, 5000, "PACKAGE31");
+    QVERIFY(!catalog.SaveRecord());
+    catalog.Close();
+    Random random = Random::Announced();
+    for (const int which : { 2, 3 }) {
+        const Known& known = m_known[which];
+        const Items items = Meaning(known, known.folder + known.index);
+        Take(known);
+        Patch(known.index, 0, Word(1));
+        const Result repair = Run("repair index @" + known.index + " -o @new.idx");
+        QVERIFY2(repair.status == 0, qPrintable(repair.out));
+        QVERIFY2(repair.out.contains("stays out"), qPrintable(repair.out));
+        QCOMPARE(Meaning(known, Path("new.idx")), items);
+        // Where the holder's own item is lost, nobody can say who it was.
+        for (int round = 0; round < 30; ++round) {
+            NewFolder();
+            Take(known);
+            QByteArray bytes = Bytes(known.index);
+            ZeroPage(&bytes, PackedLength(known.keyLength), &random);
+            SetBytes(known.index, bytes);
+            const Result part = Run("repair index @" + known.index + " --partial -o @new.idx");
+            const Items kept = Meaning(known, Path("new.idx"));
+            if (part.status == 0)
+                QVERIFY(std::includes(kept.begin(), kept.end(), items.begin(), items.end()));
+            else
+                QVERIFY2(part.out.contains("cannot be told"), qPrintable(part.out));
+            QVERIFY(kept.size() <= items.size() + 1);
+        }
+        NewFolder();
+    }
+}
+
+void TestDbtoolDamage::ADamagedDataFileIsNotUsed()
+{
+    const Known& known = m_known[3];
+    Take(known);
+    const Items items = ItemsOf(known, Path(known.index));
+    SetBytes(known.data, Bytes(known.data).left(100 * 2012));
+    Patch(known.index, 8, Word(9999));
+    const Result repair = Run("repair index @" + known.index + " -o @new.idx");
+    QVERIFY2(repair.status == 0, qPrintable(repair.out));
+    QVERIFY2(repair.out.contains("is damaged as well and of no help"), qPrintable(repair.out));
+    QCOMPARE(ItemsOf(known, Path("new.idx")), items);
+}
+
+void TestDbtoolDamage::AnotherKeyLengthIsNotTheKnownIndex()
+{
+    const Known& known = m_known[3];
+    Take(known);
+    MakeIndexAtRandom(std::make_unique<Random>(1).get(), false);
+    QVERIFY(QFile::remove(Path(known.index)) && QFile::rename(Path("a.idx"), Path(known.index)));
+    const Items items = ItemsOf(Path(known.index), keyLength, false);
+    QCOMPARE(Run("repair index @" + known.index + " -k 12 -o @new.idx").status, 0);
+    QCOMPARE(ItemsOf(Path("new.idx"), keyLength, false), items);
+}
+
+QTEST_GUILESS_MAIN(TestDbtoolDamage)
+#include "tst_dbtool_damage.moc"
