@@ -153,6 +153,12 @@ void CAPI::AbortTransfers()
     CAPIStatus::AbortTransfers();
 }
 
+bool CAPI::CancelTransfer()
+{
+    CTracer tracer("CAPI::CancelTransfer");
+    return m_transferring.count(this) != 0 && m_pJob && m_pJob->kill(KJob::EmitResult);
+}
+
 QString CAPI::GetAPIName()
 {
     return QString::fromLatin1(metaObject()->className());

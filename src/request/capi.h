@@ -96,6 +96,10 @@ public:
     /// (CAPIStatus) counts it as an error.
     static void AbortTransfers();
 
+    /// Ends this request's transfer as one that the user cancelled: silently, and as
+    /// a success. False when none runs; otherwise the request is gone afterwards.
+    bool CancelTransfer();
+
     /// Fetches the directory, once per process: a failure is not retried.
     static void GetURLList();
     /// The URL of a function; empty when the directory does not list it.
