@@ -94,9 +94,8 @@ public:
     // Takes out the first entry that begins with `text`; null when there is none.
     const Entry* Take(const std::string& text)
     {
-        const auto begins = [&](std::size_t at) {
-            return m_entries[at].text.compare(0, text.size(), text);
-        };
+        const auto begins
+            = [&](std::size_t at) { return m_entries[at].text.compare(0, text.size(), text); };
         const auto from = std::partition_point(m_order.begin(), m_order.end(),
                                                [&](std::size_t at) { return begins(at) < 0; });
         const auto to = std::partition_point(from, m_order.end(),
@@ -129,11 +128,11 @@ private:
     void Remove(std::size_t place)
     {
         const std::string& text = m_entries[place].text;
-        auto at = std::lower_bound(
-            m_order.begin(), m_order.end(), place, [&](std::size_t a, std::size_t b) {
-                const int order = m_entries[a].text.compare(text);
-                return order < 0 || (order == 0 && a < b);
-            });
+        auto at = std::lower_bound(m_order.begin(), m_order.end(), place,
+                                   [&](std::size_t a, std::size_t b) {
+                                       const int order = m_entries[a].text.compare(text);
+                                       return order < 0 || (order == 0 && a < b);
+                                   });
         std::size_t node = std::size_t(at - m_order.begin()) + m_size;
         m_first[node] = Taken;
         while ((node /= 2) > 0)
@@ -191,7 +190,13 @@ void CAPIGetSourcesList::onSuccessfulTransfer(QDomElement* pElement)
     CXMLNode body(nullptr);
     if (!body.ReadNode(*pElement))
         return;
-    for (CXMLNode* list : body.ChildArray("list"))
+    const std::vector<CXMLNode*> lists = body.ChildArray("list");
+    if (lists.empty()) {
+        m_bSucceeded = false;
+        SetFailure(AgentError::ReplyNotUnderstood,
+                   QStringLiteral("The store server sent no list of package sources."));
+    }
+    for (CXMLNode* list : lists)
         ProcessSourcesListEntry(list);
 }
 

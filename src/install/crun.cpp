@@ -97,8 +97,7 @@ int CRun::Run()
     std::vector<std::string> words = SplitWords(QFile::encodeName(command).toStdString());
     if (words.empty() || access(words[0].c_str(), X_OK) != 0) {
         const QString name = words.empty() ? QString() : QFile::decodeName(words[0].c_str());
-        WriteLine(QLatin1String("Can not find ") + PlainPath(name)
-                  + QLatin1String(" to execute."));
+        WriteLine(QLatin1String("Can not find ") + PlainPath(name) + QLatin1String(" to execute."));
         return -1;
     }
     CollectLeftBehind();

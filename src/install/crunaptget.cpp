@@ -6,6 +6,7 @@
 #include "install/crunaptget.h"
 
 #include "install/crun.h"
+#include "install/failurereason.h"
 #include "install/frontendchild.h"
 #include "install/packagename.h"
 #include "install/privatetree.h"
@@ -132,23 +133,64 @@ int CRunAptGet::Run(char action, const std::string& packages, bool, bool isRetry
     CTracer tracer("CRunAptGet::Run");
     const WaitCursor cursor;
     m_bErrorSeen = false;
-    const bool known = action != '\0' && std::strchr("AIUDR", action);
-    if (packages.empty() || access(FrontEnd().c_str(), X_OK) != 0 || !known || Refuse(packages)) {
-        qCInfo(logInstall, "the front end %s was not started for '%s'", FrontEnd().c_str(),
-               packages.c_str());
+    m_nFailure = AgentError::NoFailure;
+    if (!CanRun(action, packages))
         return NotRun;
-    }
     TreeLock tree(m_sAptGetDir);
     // The repetition is part of the run that it repeats.
     if (!isRetry) {
         m_bCancelled = false;
         m_bCanCancel = true;
+        m_nRefreshFailure = AgentError::NoFailure;
         if (!m_bHasTree && !TakeTree(tree))
             return NotRun;
     }
-    const int result = RunOnTree(action, packages, isRetry);
+    int result = RunOnTree(action, packages, isRetry);
     BroadcastMenuChange();
-    return result == 0 && m_bErrorSeen ? 1 : result;
+    if (result == 0 && m_bErrorSeen)
+        result = 1;
+    JudgeRun(action, result);
+    return result;
+}
+
+bool CRunAptGet::CanRun(char action, const std::string& packages)
+{
+    const bool known = action != '\0' && std::strchr("AIUDR", action);
+    if (packages.empty() || !known)
+        SetFailure(Reason(AgentError::Other));
+    else if (access(FrontEnd().c_str(), X_OK) != 0)
+        SetFailure(Reason(AgentError::PackageToolsMissing, ToQString(FrontEnd())));
+    else if (!Refuse(packages))
+        return true;
+    qCInfo(logInstall, "the front end %s was not started for '%s'", FrontEnd().c_str(),
+           packages.c_str());
+    return false;
+}
+
+void CRunAptGet::SetFailure(const FailureReason& reason)
+{
+    m_nFailure = reason.code;
+    m_sFailure = reason.sentence;
+    m_sDetails = reason.details;
+}
+
+// Why the run failed. Packages that are not found are what a refresh that failed
+// leads to.
+void CRunAptGet::JudgeRun(char action, int result)
+{
+    if (result == 0 || action == 'R')
+        return;
+    if (m_bCancelled) {
+        SetFailure(Reason(AgentError::Cancelled));
+        return;
+    }
+    FailureReason reason = ReasonOfFailure(m_messages);
+    const bool follows = reason.code == AgentError::UnknownProduct
+        || reason.code == AgentError::DependencyError
+        || reason.code == AgentError::PackageToolsFailed;
+    if (follows && m_nRefreshFailure != AgentError::NoFailure)
+        reason = { m_nRefreshFailure, m_sRefreshFailure, reason.details };
+    SetFailure(reason);
 }
 
 bool CRunAptGet::TakeTree(TreeLock& tree)
@@ -161,8 +203,12 @@ bool CRunAptGet::TakeTree(TreeLock& tree)
     if (tree.Take(say, giveUp))
         return true;
     m_bCanCancel = false;
-    if (!m_bCancelled)
-        m_errors.push_back("Another installation is under way: " + tree.Holder());
+    if (m_bCancelled) {
+        SetFailure(Reason(AgentError::Cancelled));
+        return false;
+    }
+    m_errors.push_back(tree.BusyText());
+    SetFailure({ AgentError::LockHeld, QString::fromStdString(tree.BusyText()), QString() });
     return false;
 }
 
@@ -184,6 +230,7 @@ bool CRunAptGet::Refuse(const std::string& packages)
     const std::string problem = TreeProblem(m_sAptGetDir);
     if (!problem.empty()) {
         m_errors.push_back(problem);
+        SetFailure({ AgentError::BadHomeFolder, QString::fromStdString(problem), QString() });
         return true;
     }
     std::string name;
@@ -192,6 +239,7 @@ bool CRunAptGet::Refuse(const std::string& packages)
         if (name.empty() || IsSafePackageName(name))
             continue;
         m_errors.push_back("Refused the package name '" + name + "'");
+        SetFailure({ AgentError::RefusedName, QString::fromStdString(m_errors.back()), QString() });
         refused = true;
     }
     return refused;
@@ -216,7 +264,7 @@ int CRunAptGet::RunPiped(char action, const std::string& packages, bool isRetry)
         m_bRetryPending = false;
     m_bCanCancel = false;
     // What was cancelled has left nothing to finish.
-    if (!m_bCancelled)
+    if (!m_bCancelled || result == 0)
         ClearArchive();
     emit signalEndInstall(result == 0 && !m_bErrorSeen);
     return result;
@@ -234,6 +282,7 @@ int CRunAptGet::RunChild(const std::string& command, bool& started)
     started = child.Start(command);
     if (!started) {
         m_bCanCancel = false;
+        SetFailure(Reason(AgentError::PackageToolsMissing));
         return 0;
     }
     m_pChild = &child;

@@ -21,6 +21,7 @@
 
 #pragma once
 
+#include "../request/agenterror.h"
 #include "../util/export.h"
 #include "packagelists.h"
 
@@ -35,6 +36,7 @@ class FrontEndChild;
 class QDialog;
 class QLabel;
 class TreeLock;
+struct FailureReason;
 
 class VANTRELAGENT_EXPORT CRunAptGet : public QObject
 {
@@ -70,6 +72,13 @@ public:
     bool CanCancel() const;
     /// Whether the last run was cancelled.
     bool WasCancelled() const { return m_bCancelled; }
+    /// Why the last run did not do what it was asked for, NoFailure where it did; a
+    /// sentence for the user; and the lines that say so. A remove is not judged.
+    /// @{
+    AgentError::Code Failure() const { return m_nFailure; }
+    QString FailureSentence() const { return m_sFailure; }
+    QString FailureDetails() const { return m_sDetails; }
+    /// @}
     /// Whether a run is refused where it would wait for another one; false at first.
     void RefuseWhenBusy(bool refuse) { m_bRefuseWhenBusy = refuse; }
 
@@ -173,7 +182,11 @@ private:
     friend class CAPIGetSourcesList;
     friend class CAPIInstallPackages;
 
+    bool CanRun(char action, const std::string& packages);
     bool Refuse(const std::string& packages);
+    void SetFailure(const FailureReason& reason);
+    void JudgeRun(char action, int result);
+    void onSourcesFailure(AgentError::Code code, const QString& sentence, const QString& details);
     bool TakeTree(TreeLock& tree);
     int RunOnTree(char action, const std::string& packages, bool isRetry);
     int RunPiped(char action, const std::string& packages, bool isRetry);
@@ -205,7 +218,12 @@ private:
     bool m_bCancelled = false;
     bool m_bCanCancel = false; // a run is under way and nothing is unpacked yet
     bool m_bRefuseWhenBusy = false;
-    bool m_bRefreshFailed = false; // of the sources, in the present run
+    AgentError::Code m_nFailure = AgentError::NoFailure;
+    QString m_sFailure;
+    QString m_sDetails;
+    // What the refresh of the sources in the present run failed by.
+    AgentError::Code m_nRefreshFailure = AgentError::NoFailure;
+    QString m_sRefreshFailure;
     bool m_bHasTree = false; // runs are part of a transaction that has the tree
     FrontEndChild* m_pChild = nullptr; // the front end, while it runs
     CRun* m_pRefresh = nullptr; // the front end's "update", while it runs

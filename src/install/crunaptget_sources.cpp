@@ -44,7 +44,10 @@ QSize UpdateBoxSize(const QDialog& dialog)
 {
     const QFontMetrics font(dialog.font());
     const QSize plain(337, 80);
-    const double lines = 3.0 * font.lineSpacing() / (plain.height() - 23);
+    // What is above the capitals and below the line may be lost.
+    const int spare = std::min(font.ascent() - font.capHeight(), font.descent());
+    const int text = 2 * font.lineSpacing() + font.height() - 2 * spare;
+    const double lines = double(text) / (plain.height() - 23);
     const double words
         = (font.horizontalAdvance(QStringLiteral("Setting up Pakmart")) + 20.0) / plain.width();
     return plain * std::max({ 1.0, lines, words });
@@ -57,6 +60,7 @@ bool CRunAptGet::checkSources(bool)
     CTracer tracer("CRunAptGet::checkSources");
     auto* request = new CAPIGetSourcesList(false, true);
     connect(request, SIGNAL(signalSourcesListModified(bool)), this, SLOT(onRunAptGetUpdate(bool)));
+    connect(request, &CAPI::signalFailure, this, &CRunAptGet::onSourcesFailure);
     m_pSources = request;
     request->Execute();
     return true;
@@ -117,8 +121,15 @@ void CRunAptGet::RunUpdate(bool deps)
     if (result == 0)
         SetRefreshPending(deps, false);
     else
-        m_bRefreshFailed = true;
+        onSourcesFailure(AgentError::RefreshFailed, AgentError::Sentence(AgentError::RefreshFailed),
+                         QString());
     qCDebug(logInstall, "the refresh has ended with %d", result);
+}
+
+void CRunAptGet::onSourcesFailure(AgentError::Code code, const QString& sentence, const QString&)
+{
+    m_nRefreshFailure = code;
+    m_sRefreshFailure = sentence;
 }
 
 std::string CRunAptGet::RefreshMark(bool deps)

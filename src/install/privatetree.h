@@ -44,6 +44,9 @@ public:
     // Who holds it, as a text for the user: "pakmart (process 12)".
     std::string Holder() const;
 
+    // That it is held, and by whom, as a sentence for the user.
+    std::string BusyText() const { return "Another installation is under way: " + Holder() + '.'; }
+
     // A transaction that holds the tree runs a child, in a function that comes back
     // only after what its events call.
     class Work

@@ -22,12 +22,6 @@
 namespace
 {
 
-QString LockedText()
-{
-    return QStringLiteral("Communication with the VantrelNet server has been "
-                          "temporarily disabled.  Please try again in a few moments.");
-}
-
 QString NoURLText()
 {
     return QStringLiteral("Pakmart was unable to connect to the VantrelNet server.\n"
@@ -176,6 +170,12 @@ bool CAPI::CancelTransfer()
 {
     CTracer tracer("CAPI::CancelTransfer");
     return m_transferring.count(this) != 0 && m_pJob && m_pJob->kill(KJob::EmitResult);
+}
+
+QString CAPI::LockedText()
+{
+    return QStringLiteral("Communication with the VantrelNet server has been "
+                          "temporarily disabled.  Please try again in a few moments.");
 }
 
 void CAPI::SetFailure(AgentError::Code nCode, const QString& sSentence, const QString& sDetails)

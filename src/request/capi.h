@@ -173,6 +173,8 @@ protected:
     /// is that of the code. It does not by itself make the request a failure.
     void SetFailure(AgentError::Code nCode, const QString& sSentence = QString(),
                     const QString& sDetails = QString());
+    /// What a request says that is refused since another one has the lock.
+    static QString LockedText();
     /// The code that was set so far.
     AgentError::Code Failure() const { return m_nFailure; }
     /// The reason why the server refuses this function ("resultcode"), where there
