@@ -155,6 +155,9 @@ void CAPIGetPackageInfo::onSuccessfulTransfer(QDomElement* pElement)
         emit ErroneousTransfer(text);
         return;
     }
+    // A refresh of the sources makes the folders, unless it failed.
+    if (access(CRunAptGet::ListsDir(false).c_str(), F_OK) != 0)
+        CRunAptGet::CreateAptGetDirs();
     bool success = true;
     PackageNameArray urls;
     for (CXMLNode* package : infos.front()->ChildArray("package")) {
