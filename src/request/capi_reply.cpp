@@ -12,6 +12,7 @@
 #include "util/paths.h"
 #include "util/vendor.h"
 
+#include <KIO/Global>
 #include <KIO/Job>
 #include <KMessageBox>
 #include <QDomDocument>
