@@ -13,6 +13,7 @@
 #include "util/paths.h"
 #include "util/vendor.h"
 
+#include <KIO/Global>
 #include <KIO/Job>
 #include <KMessageBox>
 #include <QDomDocument>

@@ -82,6 +82,8 @@ bool XmlGate::Finish()
         Refuse("it ends in the middle");
     if (m_utf8 && (!m_validUtf8 || m_following != 0))
         Refuse("it is no valid UTF-8");
+    if (m_ascii && m_beyondAscii)
+        Refuse("it is not the ASCII that it says");
     return !m_refusal;
 }
 
@@ -401,7 +403,7 @@ bool XmlGate::EncodingIsPlain(const std::string& declaration)
         "([ \\t\\r\\n]+standalone[ \\t\\r\\n]*=[ \\t\\r\\n]*(\"[a-z]*\"|'[a-z]*'))?[ "
         "\\t\\r\\n]*\\?\\z"));
     static const QRegularExpression plain(
-        QStringLiteral("\\A(US-ASCII|ISO-8859-([1-9]|1[0-6])|windows-125[0-8])\\z"),
+        QStringLiteral("\\A(US-ASCII|ISO-8859-([12459]|1[0345])|windows-125[012468])\\z"),
         QRegularExpression::CaseInsensitiveOption);
     const auto match = form.match(QString::fromLatin1(declaration.c_str()));
     if (!match.hasMatch())
@@ -411,7 +413,8 @@ bool XmlGate::EncodingIsPlain(const std::string& declaration)
     if (!named || name.compare(QLatin1String("UTF-8"), Qt::CaseInsensitive) == 0)
         return true;
     // Behind a byte order mark the text is UTF-8 whatever it says.
-    m_utf8 = m_mark == 3;
+    m_ascii = name.compare(QLatin1String("US-ASCII"), Qt::CaseInsensitive) == 0;
+    m_utf8 = m_mark == 3 || m_ascii;
     return plain.match(name).hasMatch();
 }
 
@@ -427,6 +430,7 @@ void XmlGate::CheckUtf8(const char* p, const char* end)
                 return;
         }
         const auto c = static_cast<unsigned char>(*p++);
+        m_beyondAscii = m_beyondAscii || c >= 0x80;
         if (m_following > 0) {
             m_validUtf8 = c >= m_lowest && c <= m_highest;
             --m_following;

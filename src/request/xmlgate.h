@@ -9,8 +9,8 @@
 // recursion), tags, numbers of nodes and attributes beyond reason, a text over
 // the size limit, NUL bytes, text that is not valid UTF-8 though it should be,
 // and encodings in which markup could look like text to a scanner of bytes.
-// Accepted are UTF-8, US-ASCII, ISO-8859-1 to -16 and windows-1250 to -1258, as
-// the XML declaration names them.
+// Accepted are UTF-8, US-ASCII, and those of ISO-8859-1 to -15 and windows-1250 to
+// -1258 in which every byte is a character, as the XML declaration names them.
 //
 // The gate is no parser: it lets malformed text through where that is harmless
 // and refuses it where it is in doubt. Up to the first error that a parser
@@ -106,6 +106,8 @@ private:
     std::string m_word; // the beginning of an instruction, a declaration or a reference
 
     bool m_utf8 = true; // what the text is to be
+    bool m_ascii = false;
+    bool m_beyondAscii = false;
     bool m_validUtf8 = true;
     int m_following = 0; // bytes that the present character still lacks
     unsigned char m_lowest = 0x80, m_highest = 0xBF; // bounds of the next of them

@@ -621,7 +621,7 @@ private slots:
             QVERIFY(child > 0);
             children << child;
         }
-        for (const pid_t child : qAsConst(children)) {
+        for (const pid_t child : std::as_const(children)) {
             int status = -1;
             QCOMPARE(waitpid(child, &status, 0), child);
             QCOMPARE(status, 0);

@@ -16,6 +16,7 @@
 #include <sys/stat.h>
 #include <type_traits>
 #include <unistd.h>
+#include <utility>
 
 namespace
 {
@@ -649,7 +650,7 @@ void DpkgTest::realStatusFileIsReadAsDpkgReadsIt()
     QCOMPARE(packages.ReadStatusFile(), records.size());
     // One package may be there for several architectures.
     QMultiMap<QString, QStringList> theirs;
-    for (const QString& record : qAsConst(records))
+    for (const QString& record : std::as_const(records))
         theirs.insert(record.section(QLatin1Char('\x01'), 0, 1), Expected(record));
     for (const CDpkgInfo& info : packages.Packages()) {
         const QStringList fields = Fields(info);

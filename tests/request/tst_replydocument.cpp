@@ -5,6 +5,7 @@
 
 #include "request/replydocument.h"
 #include "request/xmlgate.h"
+#include "request/xmlsource.h"
 #include "tests/request/documentcontent.h"
 #include "util/paths.h"
 
@@ -33,6 +34,16 @@ bool Reads(const QByteArray& text, QDomDocument& document)
     QBuffer buffer(&bytes);
     buffer.open(QIODevice::ReadOnly);
     return ReadReplyDocument(buffer, document);
+}
+
+// What the parser gets of a text shown in pieces of `size` bytes.
+QByteArray Kept(const QByteArray& text, int size)
+{
+    SpaceKeeper keeper;
+    QByteArray result;
+    for (int at = 0; at < int(text.size()); at += size)
+        keeper.Feed(text.constData() + at, std::min(size, int(text.size()) - at), result);
+    return result;
 }
 
 QByteArray Nested(int depth)
@@ -175,12 +186,19 @@ private slots:
 
     void wideTextIsRefused()
     {
-        for (const char* name : { "UTF-16LE", "UTF-16BE", "UTF-32LE", "UTF-32BE" }) {
-            QTextCodec* const codec = QTextCodec::codecForName(name);
-            for (const auto flag : { QTextCodec::DefaultConversion, QTextCodec::IgnoreHeader }) {
-                QTextCodec::ConverterState state(flag);
-                const QString text = QStringLiteral("<?xml version='1.0'?><a/>");
-                QVERIFY(!Passes(codec->fromUnicode(text.constData(), text.size(), &state)));
+        const QByteArray mark = "\xFE\xFF";
+        for (const int width : { 2, 4 }) {
+            for (const bool marked : { false, true }) {
+                const QByteArray zeros(width - 1, '\0');
+                QByteArray big = marked ? zeros.mid(1) + mark : QByteArray();
+                for (const char c : QByteArray("<?xml version='1.0'?><a/>"))
+                    big += zeros + c;
+                QByteArray little;
+                for (int at = 0; at < int(big.size()); at += width)
+                    for (int byte = width - 1; byte >= 0; --byte)
+                        little += big[at + byte];
+                QVERIFY(!Passes(big));
+                QVERIFY(!Passes(little));
             }
         }
     }
@@ -287,6 +305,121 @@ private slots:
         QVERIFY(!ReadReplyDocument(file.fileName() + QLatin1String(".absent"), document));
         QVERIFY(document.documentElement().isNull());
         QVERIFY(!ReadReplyDocument(QDir::tempPath(), document));
+    }
+
+    void tabsAndLineEndsOfAttributesStay()
+    {
+        QDomDocument document;
+        QVERIFY(Reads("<a\n\tb='x\ty\nz\r\n\r\"\n' c=\" '\t \">\tx\r\ny\rz</a>", document));
+        const QDomElement root = document.documentElement();
+        QCOMPARE(root.attribute(QStringLiteral("b")), QStringLiteral("x\ty\nz\n\n\"\n"));
+        QCOMPARE(root.attribute(QStringLiteral("c")), QStringLiteral(" '\t "));
+        QCOMPARE(root.text(), QStringLiteral("\tx\ny\nz"));
+    }
+
+    void onlyAttributesAreRewritten()
+    {
+        const QByteArray before = "<?pi a='\t'?><!DOCTYPE a SYSTEM '\t'><!-- <b c='\t'> '-->\t'"
+                                  "<a ><![CDATA[<b c='\t'>]] ]]]>\n\"\r\n</a ><b c='";
+        const QByteArray after = "'>\t</b>";
+        const QByteArray text = before + "\r\n\t>\r" + after;
+        const QByteArray wanted = before + "&#10;&#9;>&#10;" + after;
+        for (int size = 1; size <= int(text.size()); ++size)
+            QCOMPARE(Kept(text, size), wanted);
+    }
+
+    // They come from texts over the size that is read at once, too.
+    void aLongTextIsReadTheSame()
+    {
+        const QByteArray element = "<b c='\t1\r\n2\n'>&#9;x&amp;\r\n</b>";
+        QDomDocument document;
+        QVERIFY(Reads("<a>" + element.repeated(20000) + "</a>", document));
+        int count = 0;
+        for (QDomElement b = document.documentElement().firstChildElement(); !b.isNull();
+             b = b.nextSiblingElement(), ++count) {
+            QCOMPARE(b.attribute(QStringLiteral("c")), QStringLiteral("\t1\n2\n"));
+            QCOMPARE(b.childNodes().count(), 1);
+            QCOMPARE(b.text(), QStringLiteral("\tx&\n"));
+        }
+        QCOMPARE(count, 20000);
+    }
+
+    void textsAreReadAlikeWhateverQtItIs()
+    {
+        QDomDocument document;
+        QVERIFY(Reads("<a>\n <b/> \n<c> </c>x <![CDATA[ ]]>y<!-- -->z&#x1F600;</a>", document));
+        QStringList nodes;
+        const QDomElement root = document.documentElement();
+        for (QDomNode node = root.firstChild(); !node.isNull(); node = node.nextSibling())
+            nodes << node.nodeName() + QLatin1Char('=') + node.nodeValue();
+        QCOMPARE(nodes,
+                 QStringList({ QStringLiteral("b="), QStringLiteral("c="),
+                               QStringLiteral("#text=x "), QStringLiteral("#cdata-section= "),
+                               QStringLiteral("#text=y"), QStringLiteral("#comment= "),
+                               QString::fromUtf8("#text=z\xF0\x9F\x98\x80") }));
+        QVERIFY(!root.firstChildElement(QStringLiteral("c")).hasChildNodes());
+    }
+
+    // What one of the parsers of Qt lets through, and the other does not.
+    void laxTextsAreRefused_data()
+    {
+        QTest::addColumn<QByteArray>("text");
+        QTest::newRow("undeclared entity") << QByteArray("<a>&b;</a>");
+        QTest::newRow("attribute twice") << QByteArray("<a b='1' b='2'/>");
+        QTest::newRow("control character") << QByteArray("<a>\x01</a>");
+        QTest::newRow("reference to one") << QByteArray("<a>&#1;</a>");
+        QTest::newRow("ascii that is none")
+            << QByteArray("<?xml version='1.0' encoding='us-ascii'?><a>\xC3\xA9</a>");
+        for (const char* encoding :
+             { "ISO-8859-3", "ISO-8859-6", "ISO-8859-7", "ISO-8859-8", "ISO-8859-11", "ISO-8859-12",
+               "ISO-8859-16", "windows-1253", "windows-1255", "windows-1257" })
+            QTest::newRow(encoding)
+                << "<?xml version='1.0' encoding='" + QByteArray(encoding) + "'?><a>\xFF</a>";
+    }
+    void laxTextsAreRefused()
+    {
+        QFETCH(QByteArray, text);
+        QDomDocument document;
+        QVERIFY(!Reads(text, document));
+    }
+
+    // Each byte of each encoding that is accepted is a character.
+    void everyByteOfAnEncodingIsRead_data()
+    {
+        QTest::addColumn<QByteArray>("encoding");
+        QTest::addColumn<QString>("letters"); // the bytes A4, E0 and FF
+        const auto row = [](const char* encoding, const char16_t* letters) {
+            QTest::newRow(encoding) << QByteArray(encoding) << QString::fromUtf16(letters);
+        };
+        row("ISO-8859-1", u"\u00A4\u00E0\u00FF");
+        row("ISO-8859-2", u"\u00A4\u0155\u02D9");
+        row("ISO-8859-4", u"\u00A4\u0101\u02D9");
+        row("ISO-8859-5", u"\u0404\u0440\u045F");
+        row("ISO-8859-9", u"\u00A4\u00E0\u00FF");
+        row("ISO-8859-10", u"\u012A\u0101\u0138");
+        row("ISO-8859-13", u"\u00A4\u0105\u2019");
+        row("ISO-8859-14", u"\u010A\u00E0\u00FF");
+        row("ISO-8859-15", u"\u20AC\u00E0\u00FF");
+        row("windows-1250", u"\u00A4\u0155\u02D9");
+        row("windows-1251", u"\u00A4\u0430\u044F");
+        row("windows-1252", u"\u00A4\u00E0\u00FF");
+        row("windows-1254", u"\u00A4\u00E0\u00FF");
+        row("windows-1256", u"\u00A4\u00E0\u06D2");
+        row("windows-1258", u"\u00A4\u00E0\u00FF");
+    }
+    void everyByteOfAnEncodingIsRead()
+    {
+        QFETCH(QByteArray, encoding);
+        QFETCH(QString, letters);
+        QByteArray bytes;
+        for (int byte = 0x80; byte < 0x100; ++byte)
+            bytes += char(byte);
+        QDomDocument document;
+        QVERIFY(Reads("<?xml version='1.0' encoding='" + encoding + "'?><a>" + bytes + "</a>",
+                      document));
+        const QString text = document.documentElement().text();
+        QCOMPARE(int(text.size()), 128);
+        QCOMPARE(QString(text[0xA4 - 0x80]) + text[0xE0 - 0x80] + text[0xFF - 0x80], letters);
     }
 
     void notWellFormedIsFalseAndNothingOfItIsKept()

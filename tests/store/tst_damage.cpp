@@ -383,7 +383,7 @@ void TestDamage::Spoil(QByteArray* bytes)
     const int times = int(m_random.Below(6)) + 1;
     for (int i = 0; i < times && !bytes->isEmpty(); ++i) {
         // Half of it in the beginning, where the headers are.
-        const int room = m_random.Below(2) == 0 ? std::min(bytes->size(), 64) : bytes->size();
+        const int room = m_random.Below(2) == 0 ? std::min(int(bytes->size()), 64) : int(bytes->size());
         const int at = int(m_random.Below(room));
         const std::uint32_t what = m_random.Below(20);
         if (what < 8)
