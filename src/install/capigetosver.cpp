@@ -57,6 +57,7 @@ void CAPIGetOSVer::UpgradeOSPackages(PackageNameArray& arPackages)
 
 void CAPIGetOSVer::onCanAddToNewStuff(PackageNameArray& arPackages, bool& bAddToNewStuff)
 {
+    CTracer tracer("CAPIGetOSVer::onCanAddToNewStuff");
     bAddToNewStuff = false;
     for (auto name = arPackages.begin(); name != arPackages.end() && !m_bUpdatedAgent; ++name)
         m_bUpdatedAgent = strcasecmp(name->c_str(), "vantrelagent") == 0;

@@ -22,12 +22,6 @@
 namespace
 {
 
-QString LockedText()
-{
-    return QStringLiteral("Communication with the VantrelNet server has been "
-                          "temporarily disabled.  Please try again in a few moments.");
-}
-
 QString NoURLText()
 {
     return QStringLiteral("Pakmart was unable to connect to the VantrelNet server.\n"
@@ -56,7 +50,15 @@ CAPI::CAPI(bool bSilent, bool bExclusive, bool bWaitForDone)
 {
     CTracer tracer("CAPI::CAPI");
     GetURLList();
-    if (LockAPI(bExclusive)) {
+    // For listeners that are found by name, spies and queued connections.
+    static const int registered = qRegisterMetaType<AgentError::Code>();
+    Q_UNUSED(registered)
+    m_nMaxReply = ReadTransferLimits().size;
+    // Not one of its own slots: it holds for an object without them, too.
+    connect(this, &CAPI::ErroneousTransfer, this,
+            [this](const QString& sError) { SetFailure(AgentError::Other, sError); });
+    m_bConnected = LockAPI(bExclusive);
+    if (m_bConnected) {
         AddRef();
         connect(this, &CAPI::BeforeTransfer, this, &CAPI::onBeforeTransfer);
         connect(this, &CAPI::SuccessfulTransfer, this, &CAPI::onSuccessfulTransfer);
@@ -74,7 +76,13 @@ CAPI::~CAPI()
     m_transferring.erase(this);
     Release();
     LockAPI(false);
+    if (!m_bSucceeded)
+        SetFailure(AgentError::Other);
+    if (m_nFailure != AgentError::NoFailure)
+        emit signalFailure(m_nFailure, m_sFailure, m_sDetails);
     emit APIComplete(m_bSucceeded);
+    // Whatever its slots did, or if it has none: a wait ends with the object.
+    *m_bDone = true;
     if (!m_APIFile.fileName().isEmpty() && CAPI::CanDeleteAPIFile())
         m_APIFile.remove();
 }
@@ -85,12 +93,14 @@ bool CAPI::Execute()
     QString sError;
     if (APILocked(this)) {
         sError = LockedText();
+        SetFailure(AgentError::Locked);
     } else {
         const QString sURL = GetURL(GetAPIName());
         if (sURL.isEmpty()) {
             WriteLine(QLatin1String("CAPI::Execute failed to find URL for '") + GetAPIName()
                       + QLatin1Char('\''));
             sError = NoURLText();
+            NoteMissingURL();
         } else {
             sError = Start(sURL + DecorateURI());
         }
@@ -108,10 +118,13 @@ bool CAPI::Execute()
 // Opens the reply file and starts the transfer into it. Returns what went wrong.
 QString CAPI::Start(const QString& sURL)
 {
+    m_sURL = sURL;
     emit BeforeTransfer(sURL);
     KIO::TransferJob* pJob = StartTransfer(QUrl(sURL));
-    if (!pJob)
+    if (!pJob) {
+        SetFailure(AgentError::BadAddress, QString(), Details(QString()));
         return NoJobText();
+    }
     pJob->addMetaData(QStringLiteral("content-type"), QStringLiteral("Content-Type: text/xml"));
     connect(pJob, &KIO::TransferJob::data, this, &CAPI::onDownloadReceive);
     connect(pJob, &KJob::result, this,
@@ -151,6 +164,49 @@ void CAPI::AbortTransfers()
                                          "interrupted."));
     }
     CAPIStatus::AbortTransfers();
+}
+
+bool CAPI::CancelTransfer()
+{
+    CTracer tracer("CAPI::CancelTransfer");
+    return m_transferring.count(this) != 0 && m_pJob && m_pJob->kill(KJob::EmitResult);
+}
+
+QString CAPI::LockedText()
+{
+    return QStringLiteral("Communication with the VantrelNet server has been "
+                          "temporarily disabled.  Please try again in a few moments.");
+}
+
+void CAPI::SetFailure(AgentError::Code nCode, const QString& sSentence, const QString& sDetails)
+{
+    const bool general = nCode == AgentError::Other && m_nFailure != AgentError::NoFailure;
+    if (general || (m_nFailure != AgentError::NoFailure && m_nFailure != AgentError::Other)
+        || nCode == AgentError::NoFailure)
+        return;
+    m_nFailure = nCode;
+    m_sFailure = sSentence.isEmpty() ? AgentError::Sentence(nCode) : sSentence;
+    m_sDetails = sDetails;
+    qCDebug(logRequest, "%s fails: %s, %s %s", qUtf8Printable(GetAPIName()),
+            qUtf8Printable(AgentError::Name(nCode)), qUtf8Printable(m_sFailure),
+            qUtf8Printable(m_sDetails));
+}
+
+AgentError::Code CAPI::RefusalCode() const
+{
+    return AgentError::RefusedByServer;
+}
+
+// What a log should know of the transfer: the address, what the server said of it,
+// and what went wrong.
+QString CAPI::Details(const QString& sWhat) const
+{
+    QStringList parts{ m_sURL };
+    if (!m_sStatus.isEmpty())
+        parts << QLatin1String("HTTP ") + m_sStatus;
+    if (!sWhat.isEmpty())
+        parts << sWhat;
+    return parts.join(QLatin1String(": "));
 }
 
 QString CAPI::GetAPIName()

@@ -5,6 +5,7 @@
 
 #include "request/capi.h"
 #include "request/replydocument.h"
+#include "request/transfer.h"
 #include "support/cconfigfile.h"
 #include "support/ctracer.h"
 #include "util/diagnostics.h"
@@ -17,12 +18,25 @@
 #include <QDomDocument>
 #include <QTimer>
 #include <cerrno>
+#include <cstring>
 #include <ctime>
 #include <fcntl.h>
 #include <unistd.h>
 
 namespace
 {
+
+QString SystemError(int error)
+{
+    return QString::fromLocal8Bit(std::strerror(error));
+}
+
+// Why a file could not be made or written.
+AgentError::Code ReasonOfFile(int error)
+{
+    return error == ENOSPC || error == EDQUOT || error == EFBIG ? AgentError::NoDiskSpace
+                                                                : AgentError::CannotWrite;
+}
 
 QString ClassName(const QObject* object)
 {
@@ -51,8 +65,8 @@ void ShowError(const QString& sText)
 // Makes the next free reply file and returns its name. The file is one that this
 // call has made: nothing that stands or appears under a name is followed or
 // overwritten, the next one is taken. Where no file can be made at all, the name
-// is that of the attempt.
-std::string MakeSpoolFile()
+// is that of the attempt, and `error` says why.
+std::string MakeSpoolFile(int& error)
 {
     static long serial = 0;
     const long now = long(std::time(nullptr));
@@ -62,6 +76,7 @@ std::string MakeSpoolFile()
         const int fd = open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
         if (fd < 0 && errno == EEXIST)
             continue;
+        error = fd < 0 ? errno : 0;
         if (fd >= 0)
             close(fd);
         return name;
@@ -74,22 +89,30 @@ void CAPI::onBeforeTransfer(const QString& sURL)
 {
     CTracer tracer("CAPI::onBeforeTransfer");
     WriteLine(ClassName(this) + QLatin1String(" - ") + sURL);
-    m_APIFile.setFileName(QFile::decodeName(MakeSpoolFile().c_str()));
+    m_APIFile.setFileName(QFile::decodeName(MakeSpoolFile(m_nSpoolError).c_str()));
     // Not truncated: it is empty, and ext4 writes out at once what was.
     if (!m_APIFile.open(QIODevice::ReadWrite | QIODevice::ExistingOnly | QIODevice::Unbuffered))
-        qCInfo(logRequest, "cannot make the reply file %s: %s",
-               qUtf8Printable(m_APIFile.fileName()), qUtf8Printable(m_APIFile.errorString()));
+        NoteSpoolError();
     emit APIDestinationFile(m_APIFile);
 }
 
 void CAPI::onDownloadReceive(KIO::Job*, const QByteArray& arData)
 {
     CTracer tracer("CAPI::onDownloadReceive");
-    if (m_APIFile.isOpen())
-        m_APIFile.write(arData);
+    if (m_APIFile.isOpen() && m_APIFile.write(arData) != arData.size())
+        NoteSpoolError();
     m_nReceived += std::uint64_t(arData.size());
     if (m_nReceived > m_nMaxReply)
         CutOff();
+}
+
+// The reply file cannot be made or written. The first error is the one that counts.
+void CAPI::NoteSpoolError()
+{
+    if (m_nSpoolError == 0)
+        m_nSpoolError = errno != 0 ? errno : EIO;
+    qCInfo(logRequest, "cannot write the reply file %s: %s", qUtf8Printable(m_APIFile.fileName()),
+           qUtf8Printable(SystemError(m_nSpoolError)));
 }
 
 // Ends the transfer of a reply that is refused for its size whatever follows: a
@@ -115,48 +138,90 @@ void CAPI::onDownloadComplete(KIO::Job* pJob)
     CTracer tracer("CAPI::onDownloadComplete");
     m_transferring.erase(this);
     m_APIFile.close();
+    m_sStatus = pJob->queryMetaData(QStringLiteral("responsecode"));
     qCDebug(logRequest, "%s has ended its transfer, error %d, with %lld bytes",
             qUtf8Printable(GetAPIName()), pJob->error(), m_APIFile.size());
     if (pJob->error() == 0) {
         DispatchReply();
     } else if (pJob->error() != KIO::ERR_USER_CANCELED) {
         ReportJobError(pJob->error(), pJob->errorString());
+    } else {
+        SetFailure(AgentError::Cancelled, QString(), Details(QString()));
     }
     delete this;
 }
 
 void CAPI::ReportJobError(int nError, const QString& sText)
 {
+    SetFailure(ReasonOf(nError), QString(), Details(sText));
     WriteLine(ClassName(this) + QLatin1String(" job returned error ") + QString::number(nError));
     emit ErroneousTransfer(sText);
 }
 
 void CAPI::DispatchReply()
 {
-    if (!m_APIFile.open(QIODevice::ReadOnly))
+    if (m_APIFile.fileName().isEmpty() || !m_APIFile.open(QIODevice::ReadOnly)) {
+        NoteMissingFile();
         return;
+    }
     QDomDocument document(QStringLiteral("VantrelAgentXML"));
     QDomElement root;
-    if (ReadReplyDocument(m_APIFile, document, m_nMaxReply))
+    QString sWhy;
+    if (ReadReplyDocument(m_APIFile, document, m_nMaxReply, &sWhy))
         root = document.documentElement();
     if (root.isNull()) {
+        RefuseReply(sWhy);
         WriteLine(QStringLiteral("CAPI::onDownloadComplete - no xml received"));
         emit ErroneousTransfer(FormatText());
     } else if (root.tagName() != QLatin1String("agentfunction")) {
+        RefuseReply(QStringLiteral("its root is not \"agentfunction\""));
         WriteLine(QStringLiteral("CAPI::onDownloadComplete - bad xml received"));
         emit ErroneousTransfer(FormatText());
     } else if (root.attribute(QStringLiteral("resultcode"), QStringLiteral("FAILED"))
                == QLatin1String("OK")) {
         emit SuccessfulTransfer(&root);
     } else {
+        NoteRefusal(root);
         emit FailedTransfer(&root);
     }
     m_APIFile.close();
 }
 
+// There is no reply file to read: it could not be made, or, for a request that the
+// lock refused, nobody has asked for it.
+void CAPI::NoteMissingFile()
+{
+    if (m_bConnected)
+        SetFailure(ReasonOfFile(m_nSpoolError), QString(),
+                   m_APIFile.fileName() + QLatin1String(": ") + SystemError(m_nSpoolError));
+    else
+        SetFailure(AgentError::Locked, QString(), Details(QString()));
+}
+
+// A page of an error is no envelope, and no fault of the envelope's.
+void CAPI::RefuseReply(const QString& sWhy)
+{
+    const bool error = m_sStatus.toInt() >= 400;
+    if (m_nSpoolError != 0)
+        NoteMissingFile();
+    else if (m_nReceived > m_nMaxReply)
+        SetFailure(AgentError::ReplyTooLarge, QString(), Details(sWhy));
+    else
+        SetFailure(error ? AgentError::ServerFailed : AgentError::ReplyNotUnderstood, QString(),
+                   Details(sWhy));
+}
+
+void CAPI::NoteRefusal(const QDomElement& element)
+{
+    const QString sMsg = element.attribute(QStringLiteral("msg"));
+    const bool answered = m_sStatus.toInt() < 400;
+    SetFailure(answered ? RefusalCode() : AgentError::RefusedByServer, sMsg, Details(QString()));
+}
+
 void CAPI::onFailedTransfer(QDomElement* pElement)
 {
     const QString msg = QStringLiteral("msg");
+    NoteRefusal(*pElement);
     WriteLine(ClassName(this) + QLatin1String(" - api failure = ") + pElement->attribute(msg));
     if (!m_bSilent)
         ShowError(pElement->attribute(msg, QStringLiteral("Unspecified API error")));
@@ -167,6 +232,7 @@ void CAPI::onErroneousTransfer(const QString& sErrorMsg)
 {
     CTracer tracer("CAPI::onErroneousTransfer");
     tracer.trace_out(sErrorMsg.toStdString());
+    SetFailure(AgentError::Other, sErrorMsg);
     WriteLine(ClassName(this) + QLatin1String(" - api error = '") + sErrorMsg + QLatin1Char('\''));
     if (!m_bSilent)
         ShowError(sErrorMsg);

@@ -17,11 +17,12 @@ class QIODevice;
 // and an empty document, when the text is refused before it is parsed (see
 // xmlgate.h), is not well formed, or cannot be read. A text over
 // 64 KB is read twice, a piece at a time. A device must be open for reading and not sequential, and
-// is read from its beginning.
+// is read from its beginning. `why` is what was wrong.
 bool ReadReplyDocument(const QString& fileName, QDomDocument& document);
 bool ReadReplyDocument(QIODevice& device, QDomDocument& document,
-                       std::uint64_t maxBytes = ReadTransferLimits().size);
+                       std::uint64_t maxBytes = ReadTransferLimits().size, QString* why = nullptr);
 
 // The first half of it: whether the text of `device`, read in pieces of
 // `chunk` bytes, may be parsed.
-bool PassesGate(QIODevice& device, std::uint64_t maxBytes, int chunk = 64 * 1024);
+bool PassesGate(QIODevice& device, std::uint64_t maxBytes, int chunk = 64 * 1024,
+                QString* why = nullptr);

@@ -30,3 +30,32 @@ void WatchForSilence(KIO::TransferJob* pJob, int seconds, QObject* context,
         giveUp(KIO::ERR_SERVER_TIMEOUT, KIO::buildErrorString(KIO::ERR_SERVER_TIMEOUT, sHost));
     });
 }
+
+AgentError::Code ReasonOf(int nKioError)
+{
+    switch (nKioError) {
+    case KIO::ERR_USER_CANCELED:
+    case KIO::ERR_ABORTED:
+        return AgentError::Cancelled;
+    case KIO::ERR_SERVER_TIMEOUT:
+        return AgentError::TimedOut;
+    case KIO::ERR_DISK_FULL:
+        return AgentError::NoDiskSpace;
+    case KIO::ERR_INTERNAL_SERVER:
+        return AgentError::ServerFailed;
+    case KIO::ERR_CYCLIC_LINK:
+    case KIO::ERR_ACCESS_DENIED:
+        return AgentError::RedirectRefused;
+    case KIO::ERR_MALFORMED_URL:
+    case KIO::ERR_UNSUPPORTED_PROTOCOL:
+        return AgentError::BadAddress;
+    case KIO::ERR_UNKNOWN_HOST:
+    case KIO::ERR_CANNOT_CONNECT:
+    case KIO::ERR_CONNECTION_BROKEN:
+    case KIO::ERR_UNKNOWN_PROXY_HOST:
+    case KIO::ERR_CANNOT_CREATE_SOCKET:
+        return AgentError::ServerUnreachable;
+    default:
+        return AgentError::Other;
+    }
+}

@@ -5,6 +5,8 @@
 
 #pragma once
 
+#include "request/agenterror.h"
+
 #include <QString>
 #include <functional>
 
@@ -25,3 +27,6 @@ KIO::TransferJob* StartTransfer(const QUrl& url);
 // `context` is gone.
 void WatchForSilence(KIO::TransferJob* pJob, int seconds, QObject* context,
                      std::function<void(int nError, const QString& sText)> giveUp);
+
+// The reason that an error of KIO is.
+AgentError::Code ReasonOf(int nKioError);

@@ -439,6 +439,7 @@ private slots:
                                QStringLiteral("+CAPIGetOSVer::UpgradeOSPackages"),
                                QStringLiteral("+CAPIInstallPackages::CAPIInstallPackages(2)"),
                                QStringLiteral("+CAPIGetOSVer::onCanContinue"),
+                               QStringLiteral("+CAPIGetOSVer::onCanAddToNewStuff"),
                                QStringLiteral("+CAPIGetOSVer::~CAPIGetOSVer") }));
         const int end = trace.events().indexOf(QStringLiteral("-CAPIGetOSVer::~CAPIGetOSVer"));
         QVERIFY(trace.events().indexOf(QStringLiteral("+CAPI::~CAPI"), end) > end);
