@@ -33,7 +33,8 @@ public:
     bool Damage(FuzzedInput* input)
     {
         for (const File& file : m_files)
-            Write(file.path, file.bytes);
+            if (Read(file.path) != file.bytes)
+                Write(file.path, file.bytes);
         bool wholes = true;
         for (unsigned steps = input->Byte() % 8; steps > 0; --steps) {
             File& file = m_files[input->Byte() % m_files.size()];
