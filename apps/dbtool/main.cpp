@@ -50,16 +50,20 @@ Commands:
   repair   make a sound one, in new files:
              data:  the chain of deleted records is made anew; no live record
                     is left out, none changes its number
-             index: is made anew from the records of its data file (--data,
-                    --key-field), else from its own pages
+             index: is made from the records of its data file (--data,
+                    --key-field), which is found by itself beside an index of
+                    the agent's databases; else from its own pages. Status 0
+                    means that no item is lost; else it says between which keys
+                    items are missing, and names those that it can
              notes: the list of free blocks is made anew, hidden free blocks
                     are free again; no text is left out or changes its offset
              A database is repaired file by file.
 
 Options:
   -r, --record-length N  bytes of a record of the data file
-  -k, --key-length N     most characters of a key; if not given it is told
-                         from the file where that is sure
+  -k, --key-length N     most characters of a key; known for the databases'
+                         indexes by their names, else worked out from the file
+                         where that is sure
   -d, --duplicates       equal keys are allowed in the index
       --data FILE        the data file that the index leads to (with
                          --record-length): check that each live record has one
@@ -68,6 +72,7 @@ Options:
       --key-field O:L    the key is in the L bytes at offset O of a record, up
                          to a zero byte
   -o, --output FILE      what repair makes (for notes: NAME); must not be there
+                         yet, not even as a link
       --partial          make it even if not everything can be restored
       --help             show this text
       --version          show the version

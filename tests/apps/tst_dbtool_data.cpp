@@ -6,6 +6,8 @@
 #include "store/datafile.h"
 #include "tests/apps/dbtooltest.h"
 
+#include <csignal>
+
 #include <map>
 #include <sys/stat.h>
 
@@ -44,6 +46,8 @@ private slots:
     void PartialMakesWhatThereIs();
     void NothingIsMadeInPlaceOfAnotherFile();
     void NothingIsLeftBehindWhenTheDiskIsFull();
+    void NothingIsLeftBehindAtASignal_data();
+    void NothingIsLeftBehindAtASignal();
     void RandomDamageLosesNoOtherRecord();
 
 private:
@@ -385,6 +389,40 @@ void TestDbtoolData::NothingIsLeftBehindWhenTheDiskIsFull()
                   Path("a.dat"), "-r", "400", "-o", Path("new.dat") });
     QCOMPARE(result.status, 2);
     QVERIFY2(result.err.contains("cannot write " + Path("new.dat")), qPrintable(result.err));
+    QCOMPARE(Files(), QStringList({ "a.dat" }));
+}
+
+void TestDbtoolData::NothingIsLeftBehindAtASignal_data()
+{
+    QTest::addColumn<int>("ending");
+    QTest::newRow("SIGTERM") << SIGTERM;
+    QTest::newRow("SIGINT") << SIGINT;
+    QTest::newRow("SIGHUP") << SIGHUP;
+}
+
+// Nobody reads the report, so that repair waits with its new file written.
+void TestDbtoolData::NothingIsLeftBehindAtASignal()
+{
+    QFETCH(int, ending);
+    QByteArray records = QByteArray(recordLength, 0);
+    for (int i = 0; i < 4000; ++i)
+        records += QByteArray(recordLength, 'x');
+    SetBytes("a.dat", records);
+    QProcess process;
+    process.start(DBTOOL, { "repair", "data", Path("a.dat"), "-r", "40", "-o", Path("new.dat") });
+    QVERIFY(process.waitForStarted());
+    const auto isWritten = [this] {
+        const QStringList parts = QDir(Path("")).entryList({ "new.dat.part*" });
+        return !parts.isEmpty() && QFileInfo(Path(parts.first())).size() > 4000 * recordLength;
+    };
+    // No event loop: it would empty the pipe.
+    for (int i = 0; i < 600 && !isWritten(); ++i)
+        QTest::qSleep(50);
+    QVERIFY(isWritten());
+    QCOMPARE(::kill(pid_t(process.processId()), ending), 0);
+    QVERIFY(process.waitForFinished());
+    QCOMPARE(process.exitStatus(), QProcess::CrashExit);
+    QCOMPARE(process.exitCode(), ending);
     QCOMPARE(Files(), QStringList({ "a.dat" }));
 }
 

@@ -10,6 +10,8 @@
 
 #include <QDir>
 
+#include <sys/stat.h>
+
 class DbtoolDatabasesTest : public DbtoolTest
 {
     Q_OBJECT
@@ -100,6 +102,46 @@ private slots:
         QCOMPARE(dump.status, 1);
         QVERIFY(dump.out.contains(QLatin1String("starlander")));
         QVERIFY(dump.err.contains(QLatin1String("is not in .VACatalog.k2")));
+    }
+
+    // An update may put the files into a folder of their own, and links in their
+    // place.
+    void linksAreFollowed()
+    {
+        NewFolder();
+        const QDir folder(Path(""));
+        QVERIFY(folder.mkdir("a") && folder.mkdir("b"));
+        const QStringList names = QDir(m_catalog).entryList(QDir::Files | QDir::Hidden);
+        QVERIFY(names.size() >= 10);
+        for (const QString& name : names) {
+            QVERIFY(QFile::copy(m_catalog + name, Path("a/" + name)));
+            QVERIFY(QFile::copy(m_catalog + name, Path("b/" + name)));
+            QVERIFY(QFile::link("a/" + name, Path(name)));
+        }
+        const Result check = Run("check catalog " + Path(""));
+        QCOMPARE(check.out, Path("") + "/: sound\n");
+        QCOMPARE(check.status, 0);
+        // One of them out of another update is worth a remark.
+        QVERIFY(QFile::remove(Path(".VACatalog.k2")));
+        QVERIFY(QFile::link("b/.VACatalog.k2", Path(".VACatalog.k2")));
+        const Result mixed = Run("check catalog " + Path(""));
+        QVERIFY2(mixed.out.contains(".VACatalog.k2 leads to another folder than .VACatalog.fil: "),
+                 qPrintable(mixed.out));
+        QCOMPARE(mixed.out.count('\n'), 2);
+        QCOMPARE(mixed.status, 0);
+        QVERIFY(QFile::remove(Path(".VACatalog.k2")));
+        QVERIFY(QFile::link("nowhere", Path(".VACatalog.k2")));
+        QCOMPARE(Run("check catalog " + Path("")).status, 1);
+    }
+
+    // A pipe in the place of a file stops nobody.
+    void aPipeIsNoFile()
+    {
+        const QByteArray path = (m_catalog + ".VACatalog.k2").toLocal8Bit();
+        QVERIFY(QFile::remove(path));
+        QCOMPARE(::mkfifo(path.constData(), 0600), 0);
+        QCOMPARE(Run("check catalog " + m_catalog).status, 1);
+        QVERIFY(QFile::remove(path));
     }
 
     void wrongWords()

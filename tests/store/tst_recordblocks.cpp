@@ -1,0 +1,133 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The records that the checks read: in large blocks, and each of them that can be
+// read although another cannot.
+
+#include "store/datafile.h"
+#include "store/recordblocks.h"
+#include "tests/store/storetest.h"
+
+#include <QTemporaryDir>
+
+#include <sys/stat.h>
+
+namespace
+{
+
+constexpr int length = 100;
+
+// Counts reads, and fails those that touch a byte.
+class CountedFiles : public StoreFiles
+{
+public:
+    CountedFiles() { SetStoreFiles(this); }
+    ~CountedFiles() override { SetStoreFiles(nullptr); }
+
+    off_t Seek(int descriptor, off_t position) override
+    {
+        m_at = position;
+        return StoreFiles::Seek(descriptor, position);
+    }
+    ssize_t Read(int descriptor, void* bytes, size_t size) override
+    {
+        ++reads;
+        if (bad >= m_at && bad < m_at + off_t(size))
+            return -1;
+        return StoreFiles::Read(descriptor, bytes, size);
+    }
+
+    int reads = 0;
+    off_t bad = -1;
+
+private:
+    off_t m_at = 0;
+};
+
+} // namespace
+
+class TestRecordBlocks : public QObject
+{
+    Q_OBJECT
+
+private:
+    QTemporaryDir m_folder;
+    const std::string m_path = m_folder.filePath("a.dat").toStdString();
+
+    static bool IsRecord(const std::uint8_t* record, int number)
+    {
+        return record && record[0] == 0 && record[4] == number % 251 && record[99] == number / 251;
+    }
+
+private slots:
+    // 50,000 records, 5 megabytes.
+    void initTestCase()
+    {
+        QByteArray bytes;
+        for (int i = 0; i < 50000; ++i) {
+            QByteArray record(length, 0);
+            record[4] = char(i % 251);
+            record[99] = char(i / 251);
+            bytes += record;
+        }
+        QFile file(m_folder.filePath("a.dat"));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        QCOMPARE(file.write(bytes + "rest"), qint64(bytes.size() + 4));
+    }
+
+    void aRowOfRecordsTakesFewReads()
+    {
+        CountedFiles files;
+        RecordBlocks records(m_path, length);
+        QCOMPARE(records.count(), 50000);
+        QCOMPARE(records.fileSize(), 5000004);
+        for (int i = 0; i < 50000; ++i)
+            QVERIFY(IsRecord(records.Read(i), i));
+        QVERIFY(!records.Read(50000));
+        QVERIFY(!records.Read(-1));
+        QVERIFY2(files.reads <= 7, qPrintable(QString::number(files.reads)));
+    }
+
+    void aJumpReadsOneRecordAndKeepsTheBlock()
+    {
+        CountedFiles files;
+        RecordBlocks records(m_path, length);
+        QVERIFY(IsRecord(records.Read(1), 1));
+        for (int i = 2; i < 100; ++i) {
+            QVERIFY(IsRecord(records.Read(i), i));
+            QVERIFY(IsRecord(records.Read(49000 - 50 * i), 49000 - 50 * i));
+        }
+        QCOMPARE(files.reads, 1 + 98);
+    }
+
+    void oneRecordThatCannotBeReadHidesNoOther()
+    {
+        CountedFiles files;
+        files.bad = 777 * length + 5;
+        RecordBlocks records(m_path, length);
+        for (int i = 1; i < 50000; ++i)
+            QCOMPARE(IsRecord(records.Read(i), i), i != 777);
+    }
+
+    void whatIsNoFileHasNoRecords()
+    {
+        const QByteArray pipe = m_folder.filePath("pipe").toLocal8Bit();
+        QCOMPARE(::mkfifo(pipe.constData(), 0600), 0);
+        for (const char* const path : { pipe.constData(), "/", "/nonexistent" }) {
+            RecordBlocks records(path, length);
+            QVERIFY(!records);
+            QCOMPARE(records.count(), 0);
+            QVERIFY(!records.Read(0));
+        }
+    }
+
+    void theCheckOfADataFileReadsBlocks()
+    {
+        CountedFiles files;
+        QVERIFY(!CheckDataFile(m_path, length).empty());
+        QVERIFY2(files.reads <= 8, qPrintable(QString::number(files.reads)));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestRecordBlocks)
+#include "tst_recordblocks.moc"
