@@ -3,9 +3,12 @@
 
 // Trees whose pages are each as they should be, and do not fit together: a change
 // that would make a page of too many items, or join what does not belong together,
-// fails before a byte is written, and leaves all pages as they were.
+// fails before a byte is written, and leaves all pages as they were. First each sort
+// of damage, then pages at random; PAKMART_TEST_SEED repeats a run.
 
+#include "store/cnote.h"
 #include "store/indexfile.h"
+#include "store/notesheap.h"
 #include "store/pagecache.h"
 #include "tests/store/damage.h"
 #include "tests/store/storetest.h"
@@ -14,6 +17,7 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <cstdlib>
 #include <functional>
 
 namespace
@@ -60,7 +64,11 @@ class TestTreeDamage : public QObject
     Q_OBJECT
 
 private slots:
-    void initTestCase() { QCOMPARE(InitIndex(), 0); }
+    void initTestCase()
+    {
+        QCOMPARE(InitIndex(), 0);
+        m_random = Random::Announced();
+    }
     void cleanupTestCase() { UnInitIndex(); }
 
     void theTreeIsSoundUndamaged();
@@ -77,18 +85,21 @@ private slots:
     void freePageThatLooksLikeAnotherIsUsed();
     void fullTreeOf16LevelsDoesNotGrow();
     void failedChangeLeavesNothingOut();
+    void pagesMixedAtRandom_data();
+    void pagesMixedAtRandom();
+    void notesWithPagesMixedAtRandom();
 
 private:
     using Change = std::function<int(IndexFile*)>;
 
-    QByteArray Load() const
+    QByteArray Load(const std::string& name = "file") const
     {
-        QFile file(m_folder.filePath("file"));
+        QFile file(m_folder.filePath(QString::fromStdString(name)));
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
     }
-    void Store(const QByteArray& bytes) const
+    void Store(const QByteArray& bytes, const std::string& name = "file") const
     {
-        QFile file(m_folder.filePath("file"));
+        QFile file(m_folder.filePath(QString::fromStdString(name)));
         file.remove();
         QVERIFY(file.open(QIODevice::WriteOnly));
         QCOMPARE(file.write(bytes), qint64(bytes.size()));
@@ -100,11 +111,17 @@ private:
             ToggleFlushing(index, 1, 1);
         return index;
     }
-    std::string Path() const { return m_folder.filePath("file").toStdString(); }
+    std::string Path(const std::string& name = "file") const
+    {
+        return m_folder.filePath(QString::fromStdString(name)).toStdString();
+    }
     void FailsAndChangesNothing(const QByteArray& bytes, const Change& change,
                                 int length = keyLength) const;
+    void MixPages(QByteArray* bytes, int length);
+    void Use(IndexFile* index, const std::string& path, int steps);
 
     QTemporaryDir m_folder;
+    Random m_random{ 0 };
 };
 
 namespace
@@ -341,6 +358,160 @@ void TestTreeDamage::failedChangeLeavesNothingOut()
     QCOMPARE(CloseIndex(index), 0);
     InsertItem(&tree[2], 24, MakeItem(Key(130).c_str(), 130));
     QVERIFY(Load() == tree.Bytes(4));
+}
+
+// ---- at random ----
+
+// Pages copied over others, children that lead anywhere, a chain of free pages into
+// the tree, and counts that are others.
+void TestTreeDamage::MixPages(QByteArray* bytes, int length)
+{
+    const int size = PackedLength(length);
+    const int pages = bytes->size() / size;
+    const int stride = length == longestKey ? int(sizeof(IndexItem)) : length + 9;
+    const auto page = [&] { return int(m_random.Below(pages - 1)) + 1; };
+    const int times = int(m_random.Below(4)) + 1;
+    for (int i = 0; i < times; ++i) {
+        const int at = page() * size;
+        // Half of the children are changed in the page above all.
+        const int inner
+            = m_random.Below(2) == 0 ? int(Get32(*bytes, 8) % std::uint32_t(pages)) * size : at;
+        const int item = inner + 8 + int(m_random.Below(20)) * stride;
+        switch (m_random.Below(8)) {
+        case 0:
+        case 1:
+            bytes->replace(at, size, bytes->mid(page() * size, size));
+            break;
+        case 2:
+        case 3:
+            if (Get32(*bytes, inner + 4) != 0)
+                Put32(bytes, m_random.Below(8) == 0 ? inner + 4 : item + 4, std::uint32_t(page()));
+            break;
+        case 4:
+            Put32(bytes, 0, std::uint32_t(page()));
+            break;
+        case 5:
+            Put32(bytes, at, std::uint32_t(page()));
+            break;
+        case 6:
+            (*bytes)[at] = char(m_random.Below(pageItems) + 1);
+            break;
+        default:
+            bytes->replace(item + 8, length, bytes->mid(page() * size + 16, length));
+        }
+    }
+}
+
+// Changes and lookups, until one of the file fails for another reason than damage.
+void TestTreeDamage::Use(IndexFile* index, const std::string& name, int steps)
+{
+    const bool flushing = index->dataFile->flushing != 0;
+    for (int i = 0; i < steps; ++i) {
+        std::uint32_t record = m_random.Below(1500);
+        const std::uint32_t number = record;
+        KeyBuffer key(Key(number), index->keyLength);
+        const std::uint32_t what = m_random.Below(10);
+        if (what < 5) {
+            // A deletion that meets damage has written nothing.
+            const QByteArray before = flushing && what == 0 ? Load(name) : QByteArray();
+            if (DeleteKey(index, &record, key) != 0 && taerror == taDamaged && !before.isEmpty())
+                QVERIFY(Load(name) == before);
+        } else if (what < 8) {
+            AddKey(index, &record, KeyBuffer(Key(number) + "x", index->keyLength));
+        } else if (what == 8) {
+            SearchKey(index, &record, key);
+        } else {
+            PrevKey(index, &record, key);
+        }
+        QVERIFY(taerror == taNoError || taerror == taDamaged);
+        QVERIFY(NoPageIsOverfull(index));
+    }
+}
+
+void TestTreeDamage::pagesMixedAtRandom_data()
+{
+    QTest::addColumn<int>("length");
+    QTest::addColumn<bool>("duplicates");
+    QTest::newRow("10 characters") << 10 << false;
+    QTest::newRow("4 characters, equal keys") << 4 << true;
+    QTest::newRow("150 characters") << longestKey << false;
+    QTest::newRow("150 characters, equal keys") << longestKey << true;
+}
+
+// Two damaged indexes at a time.
+void TestTreeDamage::pagesMixedAtRandom()
+{
+    QFETCH(int, length);
+    QFETCH(bool, duplicates);
+    const auto open = [&](bool make, const std::string& name) {
+        return (make ? MakeIndex : OpenIndex)(0, Path(name).c_str(), std::int16_t(length),
+                                              duplicates);
+    };
+    IndexFile* index = open(true, "sound");
+    for (std::uint32_t i = 0; i < 1500; ++i)
+        QCOMPARE(Add(index, i), 0);
+    for (std::uint32_t i = 0; i < 500; i += 1 + i % 3)
+        QCOMPARE(Delete(index, 1490 - 2 * i), 0);
+    QCOMPARE(CloseIndex(index), 0);
+    const QByteArray sound = Load("sound");
+    for (int round = 0; round < 300 && !QTest::currentTestFailed(); ++round) {
+        IndexFile* both[2];
+        const std::string names[] = { "one", "two" };
+        for (int i = 0; i < 2; ++i) {
+            QByteArray bytes = sound;
+            MixPages(&bytes, length);
+            Store(bytes, names[i]);
+            CheckIndex(Path(names[i]), length, duplicates);
+            both[i] = open(false, names[i]);
+            QVERIFY(both[i]);
+            if (m_random.Below(3) == 0)
+                ToggleFlushing(both[i], 1, 1);
+        }
+        for (int i = 0; i < 8 && !QTest::currentTestFailed(); ++i)
+            Use(both[i % 2], names[i % 2], 12);
+        for (int i = 0; i < 2; ++i) {
+            QCOMPARE(CloseIndex(both[i]), 0);
+            CheckIndex(Path(names[i]), length, duplicates);
+        }
+    }
+}
+
+// The heap and the list of its free blocks are both damaged.
+void TestTreeDamage::notesWithPagesMixedAtRandom()
+{
+    const std::string text(300, 't');
+    std::vector<std::int32_t> offsets;
+    CNote notes;
+    QVERIFY(notes.Create(Path("notes").c_str()));
+    for (int i = 0; i < 1200; ++i)
+        offsets.push_back(notes.SaveNote(text.data(), 5 + i * 37 % 200));
+    for (std::size_t i = 0; i < offsets.size(); i += 2)
+        QCOMPARE(notes.DeleteNote(offsets[i]), 0);
+    notes.Close();
+    const QByteArray soundHeap = Load("notes.fil");
+    const QByteArray soundIndex = Load("notes.k1");
+    for (int round = 0; round < 150 && !QTest::currentTestFailed(); ++round) {
+        QByteArray heap = soundHeap;
+        for (std::uint32_t i = m_random.Below(20); i > 0; --i) {
+            const auto offset = int(offsets[m_random.Below(std::uint32_t(offsets.size()))]);
+            heap.replace(offset, 8, heap.mid(int(offsets[m_random.Below(1000)]), 8));
+        }
+        QByteArray index = soundIndex;
+        MixPages(&index, freeKeyLength);
+        Store(heap, "notes.fil");
+        Store(index, "notes.k1");
+        QVERIFY(notes.Open(Path("notes").c_str()));
+        for (int i = 0; i < 25; ++i) {
+            const std::int32_t offset = offsets[m_random.Below(std::uint32_t(offsets.size()))];
+            const auto length = std::int32_t(m_random.Below(250));
+            const std::int32_t saved = notes.SaveNote(text.data(), length);
+            QVERIFY(saved < 0 || notes.NoteLength(saved) == length);
+            notes.DeleteNote(offset);
+            std::free(notes.ReadNote(offset));
+        }
+        notes.Reindex();
+        notes.Close();
+    }
 }
 
 QTEST_GUILESS_MAIN(TestTreeDamage)
