@@ -6,6 +6,7 @@
 #include "catalog/cxmlnode.h"
 #include "request/replydocument.h"
 #include "util/diagnostics.h"
+#include "util/pacer.h"
 #include "util/paths.h"
 #include "util/urltext.h"
 
@@ -86,9 +87,11 @@ std::string WrittenAlone(const QDomNode& node, std::size_t& place)
 }
 
 // Writes what the tree of a node would, a piece at a time: the whole tree of a
-// catalog takes as much memory as its document. `levels` of it are taken apart.
-void WriteTree(QDomNode node, int levels, std::ostream& out)
+// catalog takes as much memory as its document. `levels` of it are taken apart, and
+// events are processed between the pieces.
+void WriteTree(QDomNode node, int levels, std::ostream& out, Pacer& pacer)
 {
+    pacer.Breathe();
     if (levels == 0) {
         CXMLNode tree(nullptr);
         tree.ReadNode(node);
@@ -105,7 +108,7 @@ void WriteTree(QDomNode node, int levels, std::ostream& out)
     out.write(alone.data(), std::streamsize(place));
     for (const auto& [name, children] : groups) {
         for (const QDomNode& child : children)
-            WriteTree(child, levels - 1, out);
+            WriteTree(child, levels - 1, out, pacer);
     }
     out.write(alone.data() + place, std::streamsize(alone.size() - place));
 }
@@ -163,13 +166,16 @@ void SaveFirstElement(const QDomElement& body, const char* name)
     constexpr int levels = 2; // a catalog's products, one after the other
     const QDomElement first = body.firstChildElement();
     if (!first.isNull())
-        SaveFile(name, [&first](std::ostream& out) { WriteTree(first, levels, out); });
+        SaveFile(name, [&first](std::ostream& out) {
+            Pacer pacer;
+            WriteTree(first, levels, out, pacer);
+        });
 }
 
 bool ReadSavedTree(const char* name, CXMLNode& tree)
 {
     QDomDocument document;
-    if (!ReadReplyDocument(SavedTreePath(name), document)) {
+    if (!ReadSavedDocument(SavedTreePath(name), document)) {
         qCInfo(logCatalog, "cannot take %s for a saved reply", qUtf8Printable(SavedTreePath(name)));
         return false;
     }

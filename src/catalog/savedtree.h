@@ -40,8 +40,8 @@ VANTRELAGENT_EXPORT bool ReadFirstElement(const QDomElement& body, CXMLNode& tre
 /// it cannot be opened).
 VANTRELAGENT_EXPORT bool SaveTree(CXMLNode& tree, const char* name);
 
-/// Both steps, with the same file, but without the whole tree in memory; what fails
-/// is left at that.
+/// Both steps, with the same file, but without the whole tree in memory, and with
+/// events processed meanwhile; what fails is left at that.
 VANTRELAGENT_EXPORT void SaveFirstElement(const QDomElement& body, const char* name);
 
 /// Reads the file `name` of the data folder into `tree`, beside what is there.

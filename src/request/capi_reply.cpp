@@ -6,10 +6,12 @@
 #include "request/capi.h"
 #include "request/replydocument.h"
 #include "request/transfer.h"
+#include "request/xmlgate.h"
 #include "support/cconfigfile.h"
 #include "support/ctracer.h"
 #include "util/diagnostics.h"
 #include "util/output.h"
+#include "util/pacer.h"
 #include "util/paths.h"
 #include "util/vendor.h"
 
@@ -83,6 +85,24 @@ std::string MakeSpoolFile(int& error)
     }
 }
 
+// Takes a document apart from its leaves up, with events processed meanwhile; its
+// destructor would hold them up for as long.
+void TakeDown(QDomNode node, Pacer& pacer)
+{
+    while (!node.isNull()) {
+        QDomNode child = node.firstChild();
+        while (child.hasChildNodes()) {
+            node = child;
+            child = node.firstChild();
+        }
+        if (!child.isNull())
+            node.removeChild(child);
+        else
+            node = node.parentNode();
+        pacer.Breathe();
+    }
+}
+
 } // namespace
 
 void CAPI::onBeforeTransfer(const QString& sURL)
@@ -96,13 +116,19 @@ void CAPI::onBeforeTransfer(const QString& sURL)
     emit APIDestinationFile(m_APIFile);
 }
 
-void CAPI::onDownloadReceive(KIO::Job*, const QByteArray& arData)
+void CAPI::onDownloadReceive(KIO::Job* pJob, const QByteArray& arData)
 {
     CTracer tracer("CAPI::onDownloadReceive");
+    // A class that replaces Execute has started a job of its own.
+    if (!m_pJob && pJob) {
+        m_pJob = pJob;
+        m_transferring.insert(this);
+    }
+    errno = 0;
     if (m_APIFile.isOpen() && m_APIFile.write(arData) != arData.size())
         NoteSpoolError();
     m_nReceived += std::uint64_t(arData.size());
-    if (m_nReceived > m_nMaxReply)
+    if (m_nReceived > m_nMaxReply || (m_APIFile.isOpen() && m_nSpoolError != 0))
         CutOff();
 }
 
@@ -115,8 +141,8 @@ void CAPI::NoteSpoolError()
            qUtf8Printable(SystemError(m_nSpoolError)));
 }
 
-// Ends the transfer of a reply that is refused for its size whatever follows: a
-// server could go on until the disk is full. The request ends a little later,
+// Ends the transfer of a reply that is refused whatever follows, for its size or for
+// want of room: a server could go on until the disk is full. The request ends a little later,
 // since its caller has a piece of the reply in hand.
 void CAPI::CutOff()
 {
@@ -124,7 +150,7 @@ void CAPI::CutOff()
         return;
     if (m_pJob)
         m_pJob->kill(KJob::Quietly);
-    qCInfo(logRequest, "%s was cut off behind %lld bytes", qUtf8Printable(GetAPIName()),
+    qCInfo(logRequest, "%s was cut off after %lld bytes", qUtf8Printable(GetAPIName()),
            m_APIFile.size());
     QTimer::singleShot(0, this, [this] {
         m_APIFile.close();
@@ -158,6 +184,24 @@ void CAPI::ReportJobError(int nError, const QString& sText)
     emit ErroneousTransfer(sText);
 }
 
+// Parses the reply file, with events processed meanwhile: a catalog takes seconds.
+QDomElement CAPI::ReadReply(QDomDocument& document, QString& sWhy)
+{
+    if (m_nReceived > m_nMaxReply || m_nSpoolError != 0)
+        return QDomElement(); // it was cut off
+    m_bReading = true;
+    m_transferring.insert(this);
+    Pacer pacer;
+    const auto goOn = [this, &pacer] {
+        pacer.Breathe();
+        return !m_bInterrupted;
+    };
+    const bool read = ReadReplyDocument(m_APIFile, document, m_nMaxReply, &sWhy, goOn);
+    m_transferring.erase(this);
+    m_bReading = false;
+    return read ? document.documentElement() : QDomElement();
+}
+
 void CAPI::DispatchReply()
 {
     if (m_APIFile.fileName().isEmpty() || !m_APIFile.open(QIODevice::ReadOnly)) {
@@ -165,10 +209,19 @@ void CAPI::DispatchReply()
         return;
     }
     QDomDocument document(QStringLiteral("VantrelAgentXML"));
-    QDomElement root;
     QString sWhy;
-    if (ReadReplyDocument(m_APIFile, document, m_nMaxReply, &sWhy))
-        root = document.documentElement();
+    QDomElement root = ReadReply(document, sWhy);
+    if (m_bInterrupted)
+        ReportJobError(KIO::ERR_ABORTED, InterruptedText());
+    else
+        JudgeReply(root, sWhy);
+    m_APIFile.close();
+    Pacer pacer;
+    TakeDown(document, pacer);
+}
+
+void CAPI::JudgeReply(QDomElement& root, const QString& sWhy)
+{
     if (root.isNull()) {
         RefuseReply(sWhy);
         WriteLine(QStringLiteral("CAPI::onDownloadComplete - no xml received"));
@@ -184,7 +237,6 @@ void CAPI::DispatchReply()
         NoteRefusal(root);
         emit FailedTransfer(&root);
     }
-    m_APIFile.close();
 }
 
 // There is no reply file to read: it could not be made, or, for a request that the
@@ -198,17 +250,19 @@ void CAPI::NoteMissingFile()
         SetFailure(AgentError::Locked, QString(), Details(QString()));
 }
 
-// A page of an error is no envelope, and no fault of the envelope's.
+// The page of an error, or of a redirection that KIO refuses, is not an envelope.
 void CAPI::RefuseReply(const QString& sWhy)
 {
-    const bool error = m_sStatus.toInt() >= 400;
+    const int status = m_sStatus.toInt();
     if (m_nSpoolError != 0)
         NoteMissingFile();
-    else if (m_nReceived > m_nMaxReply)
+    else if (m_nReceived > m_nMaxReply || sWhy == QLatin1String(XmlGate::tooMuchMemory))
         SetFailure(AgentError::ReplyTooLarge, QString(), Details(sWhy));
     else
-        SetFailure(error ? AgentError::ServerFailed : AgentError::ReplyNotUnderstood, QString(),
-                   Details(sWhy));
+        SetFailure(status >= 400       ? AgentError::ServerFailed
+                       : status >= 300 ? AgentError::RedirectRefused
+                                       : AgentError::ReplyNotUnderstood,
+                   QString(), Details(sWhy));
 }
 
 void CAPI::NoteRefusal(const QDomElement& element)
