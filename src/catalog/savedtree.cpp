@@ -13,6 +13,7 @@
 #include <QDomDocument>
 #include <QFile>
 #include <QSaveFile>
+#include <cstring>
 #include <functional>
 #include <map>
 #include <sstream>
@@ -47,13 +48,16 @@ private:
     QIODevice& m_device;
 };
 
-// The file is a new one: nobody but its owner and group may write to it, and the
-// process's mask may leave them less.
-void MakePermissions(int fd)
+// The permissions of a saved file, of which the old one, where there is one, has
+// `before`. What is the account's is for its owner alone; the rest may be read by
+// all, as far as the process's mask lets a new file be.
+void SetPermissions(int fd, bool secret, const struct stat* before)
 {
     struct stat info = {};
-    if (fstat(fd, &info) == 0)
-        fchmod(fd, info.st_mode & 0664);
+    if (secret)
+        fchmod(fd, 0600);
+    else if (!before && fstat(fd, &info) == 0)
+        fchmod(fd, info.st_mode & 0644);
 }
 
 // The file takes the place of an older one: its owner keeps it, where this process
@@ -125,9 +129,8 @@ bool SaveFile(const char* name, const std::function<void(std::ostream&)>& write)
                qUtf8Printable(file.errorString()));
         return false;
     }
-    if (isNew)
-        MakePermissions(file.handle());
-    else
+    SetPermissions(file.handle(), std::strcmp(name, ".profile") == 0, isNew ? nullptr : &before);
+    if (!isNew)
         KeepOwner(file.handle(), before);
     DeviceBuffer buffer(file);
     std::ostream out(&buffer);

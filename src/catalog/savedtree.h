@@ -29,7 +29,7 @@ VANTRELAGENT_EXPORT bool ReadFirstElement(const QDomElement& body, CXMLNode& tre
 
 /// Writes `tree` to the file `name` of the data folder. A file that is there
 /// keeps its permissions and, where that is allowed, its owner; a new one may be
-/// written by its owner and group.
+/// written by its owner alone. ".profile" is the account's: only its owner may read it.
 ///
 /// The new text replaces the old one in one step, once it is on the disk, so that
 /// whoever reads meanwhile, or kills this process, finds the one or the other.

@@ -6,6 +6,7 @@
 #include "request/capi.h"
 
 #include "request/capistatus.h"
+#include "request/spoolfile.h"
 #include "request/transfer.h"
 #include "request/transferlimits.h"
 #include "support/cconfigfile.h"
@@ -91,6 +92,8 @@ CAPI::~CAPI()
     *m_bDone = true;
     if (!m_APIFile.fileName().isEmpty() && CAPI::CanDeleteAPIFile())
         m_APIFile.remove();
+    else if (m_pSpool && m_APIFile.fileName().isEmpty())
+        m_pSpool->Leave(); // the class has taken the name away
 }
 
 bool CAPI::Execute()

@@ -36,6 +36,7 @@
 #include <set>
 
 class KJob;
+class SpoolFile;
 namespace KIO
 {
 class Job;
@@ -215,6 +216,7 @@ private:
     QString m_sDetails;
     QString m_sURL; // asked for
     QString m_sStatus; // of HTTP
+    std::unique_ptr<SpoolFile> m_pSpool;
     int m_nSpoolError = 0; // why the reply file could not be made or written
     bool m_bConnected = false;
     bool m_bReading = false; // the reply is being taken apart

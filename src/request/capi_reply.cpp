@@ -5,6 +5,7 @@
 
 #include "request/capi.h"
 #include "request/replydocument.h"
+#include "request/spoolfile.h"
 #include "request/transfer.h"
 #include "request/xmlgate.h"
 #include "support/cconfigfile.h"
@@ -16,14 +17,10 @@
 #include "util/vendor.h"
 
 #include <KIO/Job>
-#include <KMessageBox>
 #include <QDomDocument>
 #include <QTimer>
 #include <cerrno>
 #include <cstring>
-#include <ctime>
-#include <fcntl.h>
-#include <unistd.h>
 
 namespace
 {
@@ -59,32 +56,6 @@ QString FormatText()
                         "assistance.");
 }
 
-void ShowError(const QString& sText)
-{
-    KMessageBox::error(nullptr, sText, QString(), KMessageBox::Notify);
-}
-
-// Makes the next free reply file and returns its name. The file is one that this
-// call has made: nothing that stands or appears under a name is followed or
-// overwritten, the next one is taken. Where no file can be made at all, the name
-// is that of the attempt, and `error` says why.
-std::string MakeSpoolFile(int& error)
-{
-    static long serial = 0;
-    const long now = long(std::time(nullptr));
-    while (true) {
-        const std::string name
-            = SystemPath("/tmp/" + std::to_string(now) + '_' + std::to_string(serial++) + ".xml");
-        const int fd = open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-        if (fd < 0 && errno == EEXIST)
-            continue;
-        error = fd < 0 ? errno : 0;
-        if (fd >= 0)
-            close(fd);
-        return name;
-    }
-}
-
 // Takes a document apart from its leaves up, with events processed meanwhile; its
 // destructor would hold them up for as long.
 void TakeDown(QDomNode node, Pacer& pacer)
@@ -109,7 +80,9 @@ void CAPI::onBeforeTransfer(const QString& sURL)
 {
     CTracer tracer("CAPI::onBeforeTransfer");
     WriteLine(ClassName(this) + QLatin1String(" - ") + sURL);
-    m_APIFile.setFileName(QFile::decodeName(MakeSpoolFile(m_nSpoolError).c_str()));
+    m_pSpool = std::make_unique<SpoolFile>();
+    m_APIFile.setFileName(QFile::decodeName(m_pSpool->Make().c_str()));
+    m_nSpoolError = m_pSpool->error();
     // Not truncated: it is empty, and ext4 writes out at once what was.
     if (!m_APIFile.open(QIODevice::ReadWrite | QIODevice::ExistingOnly | QIODevice::Unbuffered))
         NoteSpoolError();
@@ -278,7 +251,7 @@ void CAPI::onFailedTransfer(QDomElement* pElement)
     NoteRefusal(*pElement);
     WriteLine(ClassName(this) + QLatin1String(" - api failure = ") + pElement->attribute(msg));
     if (!m_bSilent)
-        ShowError(pElement->attribute(msg, QStringLiteral("Unspecified API error")));
+        ShowErrorBox(pElement->attribute(msg, QStringLiteral("Unspecified API error")));
     m_bSucceeded = false;
 }
 
@@ -289,7 +262,7 @@ void CAPI::onErroneousTransfer(const QString& sErrorMsg)
     SetFailure(AgentError::Other, sErrorMsg);
     WriteLine(ClassName(this) + QLatin1String(" - api error = '") + sErrorMsg + QLatin1Char('\''));
     if (!m_bSilent)
-        ShowError(sErrorMsg);
+        ShowErrorBox(sErrorMsg);
     m_bSucceeded = false;
 }
 
