@@ -6,6 +6,7 @@
 #include "request/capi.h"
 
 #include "request/capistatus.h"
+#include "request/spoolfile.h"
 #include "request/transfer.h"
 #include "request/transferlimits.h"
 #include "support/cconfigfile.h"
@@ -85,6 +86,8 @@ CAPI::~CAPI()
     *m_bDone = true;
     if (!m_APIFile.fileName().isEmpty() && CAPI::CanDeleteAPIFile())
         m_APIFile.remove();
+    else if (m_pSpool && m_APIFile.fileName().isEmpty())
+        m_pSpool->Leave(); // the class has taken the name away
 }
 
 bool CAPI::Execute()
@@ -130,9 +133,10 @@ QString CAPI::Start(const QString& sURL)
     connect(pJob, &KJob::result, this,
             [this](KJob* pEnded) { onDownloadComplete(static_cast<KIO::Job*>(pEnded)); });
     const TransferLimits limits = ReadTransferLimits();
-    m_nMaxReply = limits.size;
-    WatchForSilence(pJob, limits.silence, this,
-                    [this](int nError, const QString& sText) { Abandon(nError, sText); });
+    WatchTransfer(pJob, limits, this,
+                  [this](AgentError::Code nReason, int nError, const QString& sText) {
+                      Abandon(nReason, nError, sText);
+                  });
     m_pJob = pJob;
     m_transferring.insert(this);
     qCDebug(logRequest, "%s has begun its transfer into %s", qUtf8Printable(GetAPIName()),
@@ -142,15 +146,30 @@ QString CAPI::Start(const QString& sURL)
 
 // Ends the request while its job runs; once, also when it is asked to again while
 // the box about it is open.
-void CAPI::Abandon(int nError, const QString& sText)
+void CAPI::Abandon(AgentError::Code nReason, int nError, const QString& sText)
 {
     if (m_transferring.erase(this) == 0)
         return;
     if (m_pJob)
         m_pJob->kill(KJob::Quietly);
+    SetFailure(nReason, QString(), Details(sText));
     qCDebug(logRequest, "%s was given up, error %d", qUtf8Printable(GetAPIName()), nError);
     ReportJobError(nError, sText);
     delete this;
+}
+
+QString CAPI::InterruptedText()
+{
+    return QStringLiteral("Communication with the VantrelNet server was interrupted.");
+}
+
+// No box about it: the caller knows, and a box would hold up the end.
+void CAPI::Interrupt()
+{
+    m_bSilent = true;
+    m_bInterrupted = true; // ends the reading of a reply, whose frame ends the request
+    if (!m_bReading)
+        Abandon(AgentError::Cancelled, KIO::ERR_ABORTED, InterruptedText());
 }
 
 void CAPI::AbortTransfers()
@@ -159,9 +178,7 @@ void CAPI::AbortTransfers()
     for (CAPI* pAPI : transferring) {
         // The end of one may be the end of another.
         if (m_transferring.count(pAPI) != 0)
-            pAPI->Abandon(KIO::ERR_ABORTED,
-                          QStringLiteral("Communication with the VantrelNet server was "
-                                         "interrupted."));
+            pAPI->Interrupt();
     }
     CAPIStatus::AbortTransfers();
 }

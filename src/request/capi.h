@@ -36,6 +36,7 @@
 #include <set>
 
 class KJob;
+class SpoolFile;
 namespace KIO
 {
 class Job;
@@ -92,9 +93,11 @@ public:
     /// True when a request other than `pAPI` holds the lock.
     bool APILocked(CAPI* pAPI) const;
 
-    /// Ends every transfer that is running as a failure, for a host that is asked
-    /// to end. Each request tells of it and destroys itself; a status check
-    /// (CAPIStatus) counts it as an error.
+    /// Ends every transfer that is running, and every reply that is being read, as a
+    /// failure, for a host that is asked to end. Each request emits its signals
+    /// (AgentError::Cancelled), shows no box, and destroys itself; one whose reply
+    /// is being read does so within the next passes of the event loop. A status
+    /// check (CAPIStatus) counts it as an error.
     static void AbortTransfers();
 
     /// Ends this request's transfer as one that the user cancelled: silently, and as
@@ -148,8 +151,9 @@ public slots:
     /// Makes the reply file and emits APIDestinationFile. Where no file can be
     /// made the reply is dropped.
     virtual void onBeforeTransfer(const QString& sURL);
-    /// Appends a piece of the reply to the reply file. Over "max reply size" the
-    /// transfer is cut off.
+    /// Appends a piece of the reply to the reply file. Over "max reply size", and
+    /// where the file cannot be written, the transfer is cut off. A class that
+    /// replaces Execute connects its job to this and to onDownloadComplete.
     virtual void onDownloadReceive(KIO::Job* pJob, const QByteArray& arData);
     /// Judges the reply, emits what it came to, and destroys the object: a class
     /// that replaces this has that duty.
@@ -193,10 +197,14 @@ protected:
 
 private:
     QString Start(const QString& sURL);
-    void Abandon(int nError, const QString& sText);
+    void Abandon(AgentError::Code nReason, int nError, const QString& sText);
+    void Interrupt();
+    static QString InterruptedText();
     void ReportJobError(int nError, const QString& sText);
     void CutOff();
+    QDomElement ReadReply(QDomDocument& document, QString& sWhy);
     void DispatchReply();
+    void JudgeReply(QDomElement& root, const QString& sWhy);
     void RefuseReply(const QString& sWhy);
     void NoteMissingURL();
     void NoteMissingFile();
@@ -214,8 +222,11 @@ private:
     QString m_sDetails;
     QString m_sURL; // asked for
     QString m_sStatus; // of HTTP
+    std::unique_ptr<SpoolFile> m_pSpool;
     int m_nSpoolError = 0; // why the reply file could not be made or written
     bool m_bConnected = false;
+    bool m_bReading = false; // the reply is being taken apart
+    bool m_bInterrupted = false;
     QPointer<KJob> m_pJob;
     std::uint64_t m_nMaxReply = 0; // bytes that the reply may have
     std::uint64_t m_nReceived = 0; // that it has so far

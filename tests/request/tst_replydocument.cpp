@@ -5,6 +5,7 @@
 
 #include "request/replydocument.h"
 #include "request/xmlgate.h"
+#include "tests/common/observe.h"
 #include "tests/request/documentcontent.h"
 #include "util/paths.h"
 
@@ -13,6 +14,7 @@
 #include <QFile>
 #include <QRandomGenerator>
 #include <QtTest>
+#include <malloc.h>
 
 namespace
 {
@@ -34,6 +36,19 @@ bool Reads(const QByteArray& text, QDomDocument& document)
     buffer.open(QIODevice::ReadOnly);
     return ReadReplyDocument(buffer, document);
 }
+
+// What the process has taken from the allocator.
+double AllocatedBytes()
+{
+    const auto info = mallinfo2();
+    return double(info.uordblks) + double(info.hblkhd);
+}
+
+#ifdef VANTREL_SANITIZE
+constexpr bool sanitized = true; // the allocator is another
+#else
+constexpr bool sanitized = false;
+#endif
 
 QByteArray Nested(int depth)
 {
@@ -66,6 +81,10 @@ private slots:
         QTest::newRow("windows") << QByteArray(
             "<?xml version='1.0' encoding=\"Windows-1252\"?><a>\x80</a>");
         QTest::newRow("ascii") << QByteArray("<?xml version='1.0' encoding='us-ascii'?><a/>");
+        for (const char* name : { "KOI8-R", "KOI8-U", "TIS-620", "windows-874", "IBM866", "cp1251",
+                                  "ISO_8859-2", "ISO-8859-8-I", "latin1", "ASCII" })
+            QTest::newRow(name) << QByteArray("<?xml version='1.0' encoding='" + QByteArray(name)
+                                              + "'?><a>x</a>");
         QTest::newRow("stylesheet") << QByteArray("<?xml version='1.0'?><?xml-stylesheet x?><a/>");
         QTest::newRow("long text") << QByteArray("<a>" + QByteArray(300000, 'x') + "</a>");
         QTest::newRow("long comment")
@@ -171,6 +190,100 @@ private slots:
     {
         QFETCH(QByteArray, name);
         QVERIFY(!Passes("<?xml version=\"1.0\" encoding=\"" + name + "\"?><a/>"));
+    }
+
+    void anAcceptedTextCostsNoMoreMemoryThanItMay_data()
+    {
+        QTest::addColumn<QByteArray>("piece");
+        QTest::newRow("empty elements") << QByteArray("<a/>");
+        QTest::newRow("elements with a letter") << QByteArray("<a>x</a>");
+        QTest::newRow("letters between") << QByteArray("x<a/>");
+        QTest::newRow("prefixes") << QByteArray("<x:a/>");
+        QTest::newRow("comments") << QByteArray("<!---->");
+        QTest::newRow("instructions") << QByteArray("<?p?>");
+        QTest::newRow("sections") << QByteArray("<![CDATA[x]]>");
+        QTest::newRow("references") << QByteArray("x&e;");
+        QTest::newRow("one attribute") << QByteArray("<a b=''/>");
+        QByteArray many = "<a";
+        for (int i = 0; i < 127; ++i)
+            many += " b" + QByteArray::number(i) + "=''";
+        QByteArray named;
+        for (int i = 1000; i < 2000; ++i)
+            named += "<p" + QByteArray::number(i) + ":n" + QByteArray::number(i) + "/>";
+        QTest::newRow("names") << named;
+        QTest::newRow("127 attributes") << QByteArray(many + "/>");
+    }
+    void anAcceptedTextCostsNoMoreMemoryThanItMay()
+    {
+        QFETCH(QByteArray, piece);
+        const auto whole = [&piece](int count) { return "<r>" + piece.repeated(count) + "</r>"; };
+        // The most pieces that are accepted, of those that fit 8 MB.
+        int fits = 1, fails = 8'000'000 / int(piece.size());
+        QVERIFY(Passes(whole(fits)));
+        while (fails - fits > fits / 100 + 1) {
+            const int middle = fits + (fails - fits) / 2;
+            (Passes(whole(middle)) ? fits : fails) = middle;
+        }
+        const QByteArray text = whole(fits);
+        const double may = 16.0 * text.size() + 100e6;
+        const double before = AllocatedBytes();
+        QDomDocument document;
+        QVERIFY(Reads(text, document));
+        const double cost = AllocatedBytes() - before;
+        if (!sanitized)
+            QVERIFY2(cost < may && cost > may / 2,
+                     qPrintable(QStringLiteral("%1 MB of %2").arg(cost / 1e6).arg(may / 1e6)));
+    }
+
+    void aCatalogOfADistributionIsAccepted()
+    {
+        QByteArray text = "<agentfunction resultcode=\"OK\"><catalog>";
+        for (int i = 0; i < 63000; ++i)
+            text += "<product name=\"package-" + QByteArray::number(i)
+                + "\"><serialnumber>1</serialnumber><version>1.0-1</version>"
+                  "<packagename>package</packagename><description>A package of a few words"
+                  "</description><size>1024</size><license>free</license></product>\n";
+        QVERIFY(Passes(text + "</catalog></agentfunction>"));
+    }
+
+    void aSavedFileMayBeAsLongAsItsEscapes()
+    {
+        // 30,000 letters of another alphabet fit a tag; as escapes they do not.
+        const QByteArray value = QByteArray("\xD0\xB6").repeated(30000);
+        QVERIFY(Passes("<a b='" + value + "'/>"));
+        const QByteArray saved = "<a b='" + QByteArray(value.toPercentEncoding()) + "'/>";
+        QVERIFY(!Passes(saved));
+        QTemporaryFile file;
+        QVERIFY(file.open());
+        file.write(saved);
+        file.close();
+        QDomDocument document;
+        QVERIFY(ReadSavedDocument(file.fileName(), document));
+        QVERIFY(!ReadReplyDocument(file.fileName(), document));
+        QVERIFY(document.documentElement().isNull());
+        // And it is refused for what a reply is refused for.
+        QVERIFY(file.open());
+        file.write(Nested(600));
+        file.close();
+        QVERIFY(!ReadSavedDocument(file.fileName(), document));
+        QVERIFY(!ReadSavedDocument(file.fileName() + QLatin1String(".absent"), document));
+    }
+
+    void aSavedFileMayBeLargerThanAReply()
+    {
+        Setting("max reply size", "1000");
+        QTemporaryFile file;
+        QVERIFY(file.open());
+        file.write("<a>" + QByteArray("%D0").repeated(2990) + "</a>");
+        file.flush();
+        QDomDocument document;
+        const bool fits = ReadSavedDocument(file.fileName(), document);
+        file.write(QByteArray(100, ' '));
+        file.flush();
+        const bool over = ReadSavedDocument(file.fileName(), document);
+        Setting("max reply size", "0");
+        QVERIFY(fits);
+        QVERIFY(!over);
     }
 
     void wideTextIsRefused()
