@@ -426,6 +426,16 @@ private slots:
         QCOMPARE(installs(), QStringList());
     }
 
+    void questionIsTraced()
+    {
+        updatesAre(Package("a1"));
+        const Trace trace;
+        update();
+        QVERIFY(trace.events().contains(QStringLiteral(
+            "Update Available: An update for VantrelOS is available, do you want to update your "
+            "system now?\n(You will be reminded later if you select No at this time.)")));
+    }
+
     void scopesInTheirOrder()
     {
         updatesAre(Package("a1"));

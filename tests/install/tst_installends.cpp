@@ -8,6 +8,8 @@
 #include "tests/common/limits.h"
 #include "util/paths.h"
 
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
 #include <QProcess>
 #include <QtTest>
 #include <fcntl.h>
@@ -97,22 +99,21 @@ private slots:
             "installable\\nE: Unable to correct problems, you have held broken packages.\\n",
             "dependency-error");
         row("held packages", true,
-            "E: Unable to correct problems, you have held broken packages.\\n",
-            "dependency-error");
+            "E: Unable to correct problems, you have held broken packages.\\n", "dependency-error");
         row("no such package", true, "E: Unable to locate package foo\\n", "unknown-product");
         row("no such package, in older words", true, "E: Couldn\"t find package foo\\n",
             "package-tools-failed");
         row("no candidate", true, "E: Package foo has no installation candidate\\n",
             "unknown-product");
         row("no such version", true, "E: Version 9 for foo was not found\\n", "unknown-product");
-        row("installed already", true, "foo is already the newest version (1).\\n",
-            "nothing-to-do", 0);
+        row("installed already", true, "foo is already the newest version (1).\\n", "nothing-to-do",
+            0);
         row("nothing to be done", true,
             "0 upgraded, 0 newly installed, 0 to remove and 0 not upgraded.\\n", "nothing-to-do",
             0);
         row("no file named", true, "hello\\n", "package-tools-failed", 0);
-        row("removal refused", true,
-            "E: Packages need to be removed but remove is disabled.\\n", "would-remove");
+        row("removal refused", true, "E: Packages need to be removed but remove is disabled.\\n",
+            "would-remove");
         row("apt-get is missing", true, "E: Unable to run apt-get\\n", "package-tools-missing",
             127);
         row("hash mismatch", false,
@@ -122,8 +123,8 @@ private slots:
         row("unexpected size", false,
             "E: Failed to fetch http://h/foo.deb  File has unexpected size (1 != 2)\\n",
             "hash-mismatch");
-        row("not downloaded", false,
-            "E: Failed to fetch http://h/foo.deb  404  Not Found\\n", "download-failed");
+        row("not downloaded", false, "E: Failed to fetch http://h/foo.deb  404  Not Found\\n",
+            "download-failed");
         row("not downloaded, without a file", false, "E: Unable to fetch some archives\\n",
             "download-failed");
         row("no room for archives", false,
@@ -196,8 +197,8 @@ private slots:
         QTest::addColumn<QByteArray>("answer");
         QTest::addColumn<QString>("code");
         QTest::addColumn<QString>("sentence");
-        const QByteArray no = ScriptedServer::http(
-            "<agentfunction resultcode=\"FAILED\" msg=\"No product 7.\"/>");
+        const QByteArray no
+            = ScriptedServer::http("<agentfunction resultcode=\"FAILED\" msg=\"No product 7.\"/>");
         QTest::newRow("unknown product")
             << QByteArray("/a") << no << QStringLiteral("unknown-product") << "No product 7.";
         QTest::newRow("information about no package")
@@ -274,6 +275,33 @@ private slots:
                                QStringLiteral("complete 1") }));
     }
 
+    void menusAreToldOfAListingToo()
+    {
+        QDBusConnection bus = QDBusConnection::connectToBus(QDBusConnection::SessionBus,
+                                                            QStringLiteral("listener"));
+        QVERIFY(bus.connect(QString(), QStringLiteral("/KIPC"), QStringLiteral("org.kde.KIPC"),
+                            QStringLiteral("message"), this, SLOT(onMessage(int, int))));
+        const auto broadcasts = [this, &bus] {
+            // What was sent before this call has arrived when it returns.
+            bus.interface()->isServiceRegistered(QStringLiteral("x"));
+            QTest::qWait(300);
+            const int count = m_messages;
+            m_messages = 0;
+            return count;
+        };
+        m_scene.listing = "echo 'E: x'; exit 100";
+        m_scene.run();
+        QCOMPARE(broadcasts(), 1); // the listing
+        m_scene.reset();
+        m_scene.run();
+        QCOMPARE(broadcasts(), 3); // the listing, the install, what was recorded
+        m_scene.run([](CAPIInstallPackages* request) {
+            connect(request, &CAPIInstallPackages::signalCanAddToNewStuff, qApp,
+                    [](PackageNameArray&, bool& add) { add = false; });
+        });
+        QCOMPARE(broadcasts(), 2);
+    }
+
     // The sources, and their refresh.
 
     void refreshThatFailsIsTheReasonAndIsMadeUpFor()
@@ -289,8 +317,9 @@ private slots:
                  (QStringList{ QStringLiteral("failure refresh-failed"),
                                QStringLiteral("complete 0") }));
         // The list is the same, and it is refreshed all the same, until it works.
-        const auto updates
-            = [this] { return m_scene.frontEnd.calls().filter(QStringLiteral("get update")).size(); };
+        const auto updates = [this] {
+            return m_scene.frontEnd.calls().filter(QStringLiteral("get update")).size();
+        };
         QCOMPARE(updates(), 1);
         m_scene.run();
         QCOMPARE(updates(), 2);
@@ -336,9 +365,9 @@ private slots:
         m_scene.server.answer("/s", ScriptedServer::http("busy", "503 Service Unavailable"));
         m_scene.listing = "echo 'E: Unable to locate package foo'; exit 100";
         const BoxCloser boxes; // this request is never silent
-        QCOMPARE(m_scene.run().mid(m_scene.events.size() - 2),
-                 (QStringList{ QStringLiteral("failure server-failed"),
-                               QStringLiteral("complete 0") }));
+        QCOMPARE(
+            m_scene.run().mid(m_scene.events.size() - 2),
+            (QStringList{ QStringLiteral("failure server-failed"), QStringLiteral("complete 0") }));
         QCOMPARE(boxes.texts.size(), 1);
     }
 
@@ -388,7 +417,8 @@ private slots:
 
     void listsOfAKilledInstallAreNotUsed()
     {
-        m_scene.listing = "test -e $HOME/.vos-apt-get/lists/old && echo 'E: old lists' && exit 100; "
+        m_scene.listing
+            = "test -e $HOME/.vos-apt-get/lists/old && echo 'E: old lists' && exit 100; "
             + m_scene.listing;
         m_scene.run([](CAPIInstallPackages*) { QVERIFY(QDir().mkpath(Tree("/lists/old"))); });
         QCOMPARE(m_scene.events.last(), QStringLiteral("complete 1"));
@@ -467,13 +497,20 @@ private slots:
             QSKIP("run by the test above");
         const QStringList events = m_scene.run();
         QVERIFY(events.value(0).contains(QLatin1String("with blank")));
-        QCOMPARE(events.mid(1), (QStringList{ QStringLiteral("failure bad-home-folder"),
-                                              QStringLiteral("complete 0") }));
+        QCOMPARE(events.mid(1),
+                 (QStringList{ QStringLiteral("failure bad-home-folder"),
+                               QStringLiteral("complete 0") }));
         CRunAptGet runner;
         QCOMPARE(runner.Run('R', "a", false, false), 127);
         QCOMPARE(runner.Failure(), AgentError::BadHomeFolder);
         QCOMPARE(m_scene.frontEnd.calls(), QStringList());
     }
+
+public slots:
+    void onMessage(int, int) { ++m_messages; }
+
+private:
+    int m_messages = 0;
 };
 
 QTEST_MAIN(InstallEndsTest)

@@ -70,18 +70,18 @@ private:
     {
         const QString tree = QDir::homePath() + QStringLiteral("/.vos-apt-get");
         QDir().mkpath(tree);
-        const int fd = open(qPrintable(tree + QStringLiteral("/lock")),
-                            O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+        const int fd
+            = open(qPrintable(tree + QStringLiteral("/lock")), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
         if (fd < 0 || flock(fd, LOCK_EX) != 0)
             qFatal("cannot hold the lock");
         return fd;
     }
     void sourcesChange()
     {
-        m_scene.server.answer(
-            "/s",
-            InstallScene::reply("<list type=\"dep\"><entry timestamp=\"" + QByteArray::number(++m_n)
-                                + "\">deb http://h/a ./</entry></list>"));
+        m_scene.server.answer("/s",
+                              InstallScene::reply("<list type=\"dep\"><entry timestamp=\""
+                                                  + QByteArray::number(++m_n)
+                                                  + "\">deb http://h/a ./</entry></list>"));
     }
     static void silent(QTcpSocket*, const QByteArray&) { }
     int m_n = 0;
@@ -304,9 +304,9 @@ private slots:
         qInfo("cancelled in %lld ms", took);
         QVERIFY(could);
         QVERIFY2(took < LongestCancel, qPrintable(QString::number(took)));
-        QCOMPARE(m_scene.events.mid(m_scene.events.size() - 2),
-                 (QStringList{ QStringLiteral("failure cancelled"),
-                               QStringLiteral("complete 0") }));
+        QCOMPARE(
+            m_scene.events.mid(m_scene.events.size() - 2),
+            (QStringList{ QStringLiteral("failure cancelled"), QStringLiteral("complete 0") }));
         QCOMPARE(m_scene.events.filter(QStringLiteral("outcome")),
                  QStringList(QStringLiteral("outcome 0")));
         QCOMPARE(m_scene.events.filter(QStringLiteral("error")), QStringList());
