@@ -13,14 +13,14 @@ namespace
 {
 
 // Whether an item cannot be one of those below another. Keys that were cut for the
-// file may seem equal to others and are below or not.
+// file may seem equal to others and are below or not, unless they are a copy.
 bool IsNotBelow(const IndexFile* index, const IndexItem& item, const IndexItem& other)
 {
     const int order
         = tacompkeys(item.key, other.key, item.record, other.record, index->allowDuplicates);
-    if (index->keyLength < longestKey || order == 0)
+    if (index->keyLength < longestKey)
         return order >= 0;
-    return CompareKeptKeys(item.key, other.key) > 0;
+    return (order == 0 && item.record == other.record) || CompareKeptKeys(item.key, other.key) > 0;
 }
 
 // The items inside the bounds are those behind `below`, up to `last`.
@@ -65,6 +65,15 @@ bool LeftOutItems::Remember(IndexPage* page)
     left->next = std::move(m_last);
     m_last = std::move(left);
     return true;
+}
+
+int ItemsWithin(IndexFile* index, std::uint32_t number, const Bounds& bounds)
+{
+    IndexPage* page;
+    if (tagetpage(index, number, &page) != 0)
+        return -1;
+    const auto [below, last] = FindWithin(index, *page, bounds);
+    return last - below;
 }
 
 int FetchWithin(IndexFile* index, std::uint32_t number, const Bounds& bounds, LeftOutItems* leftOut,

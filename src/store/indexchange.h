@@ -79,6 +79,8 @@ struct Way {
 // have another place now. A page without any item inside is damage: it belongs to
 // another place of the tree, or to none. Of keys of 150 characters only those first
 // ones are compared that every page in the file keeps.
+// ItemsWithin says how many items it leaves; -1 if the page cannot be read.
+int ItemsWithin(IndexFile* index, std::uint32_t number, const Bounds& bounds);
 int FetchWithin(IndexFile* index, std::uint32_t number, const Bounds& bounds, LeftOutItems* leftOut,
                 IndexPage** page);
 

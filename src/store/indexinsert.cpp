@@ -39,7 +39,9 @@ int FindParents(IndexFile* index, const SoughtItem& wanted, std::uint32_t leaf, 
 // cannot be read.
 int HasRoom(IndexFile* index, std::uint32_t leaf, const Bounds& bounds)
 {
-    const int count = taitemsof(index, leaf);
+    int count = taitemsof(index, leaf);
+    if (count == pageItems && index->keyLength == longestKey)
+        count = ItemsWithin(index, leaf, bounds);
     if (count < pageItems || index->keyLength == longestKey)
         return count < 0 ? -1 : count < pageItems;
     PagePosition at{};

@@ -37,6 +37,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
     if (!file)
         return 0;
 
+    ToggleFlushing(file, deleted >= 128, 0);
     std::vector<std::uint32_t> added;
     std::uint32_t number = 0;
     for (std::uint8_t mark = 1; mark < 5; ++mark) {

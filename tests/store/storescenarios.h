@@ -262,7 +262,8 @@ private:
 class IndexScenario : public Scenario
 {
 public:
-    IndexScenario(std::string path, bool flushing) : Scenario(std::move(path)), m_flushing(flushing)
+    IndexScenario(std::string path, bool flushing, std::int16_t length = 12)
+        : Scenario(std::move(path)), keyLength(length), m_flushing(flushing)
     {
     }
 
@@ -335,11 +336,11 @@ public:
     }
 
 protected:
-    static constexpr std::int16_t keyLength = 12;
+    const std::int16_t keyLength;
 
     struct Key {
         explicit Key(std::uint32_t number) { std::snprintf(text, sizeof text, "%08u", number); }
-        char text[16];
+        char text[160];
     };
 
     static QString Lost(std::uint32_t number, const Findings& findings)
@@ -405,8 +406,8 @@ protected:
 class RandomIndexScenario : public IndexScenario
 {
 public:
-    RandomIndexScenario(std::string path, bool flushing, std::uint64_t seed)
-        : IndexScenario(std::move(path), flushing), m_random(seed)
+    RandomIndexScenario(std::string path, bool flushing, std::int16_t length, std::uint64_t seed)
+        : IndexScenario(std::move(path), flushing, length), m_random(seed)
     {
         for (std::uint32_t& place : m_places)
             place = m_random.Below(13000);

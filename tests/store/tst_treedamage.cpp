@@ -78,6 +78,7 @@ private slots:
     void pageTwiceBelowItsParentFailsADeletion_data();
     void pageTwiceBelowItsParentFailsADeletion();
     void copyOfAPageFailsADeletionWithTheLongestKeys();
+    void longestKeysThatWereCutAlikeStay();
     void itemsInNoOrderFailAnAdditionToAFullLeaf();
     void freeChainIntoTheTreeFailsASplit_data();
     void freeChainIntoTheTreeFailsASplit();
@@ -241,6 +242,26 @@ void TestTreeDamage::copyOfAPageFailsADeletionWithTheLongestKeys()
     tree.AddInner({ 1, 2 }, { 26 });
     FailsAndChangesNothing(
         tree.Bytes(3), [](IndexFile* index) { return Delete(index, 5); }, longestKey);
+}
+
+// In the file both are the same; they are no copies of one item.
+void TestTreeDamage::longestKeysThatWereCutAlikeStay()
+{
+    TreeFile tree(longestKey);
+    tree.AddLeaf(1, 25);
+    tree.AddLeaf(100027, 25);
+    tree.AddInner({ 1, 2 }, { 26 });
+    const std::string cut(keptKeyBytes, '0');
+    tree[1].items[25] = MakeItem((Key(25) + cut).substr(0, keptKeyBytes).c_str(), 25);
+    tree[3].items[1] = MakeItem((Key(25) + cut).substr(0, keptKeyBytes).c_str(), 26);
+    tree[3].items[1].child = 2;
+    Store(tree.Bytes(3));
+    IndexFile* const index = Open(false, longestKey);
+    QCOMPARE(Delete(index, 3), 0);
+    QCOMPARE(CloseIndex(index), 0);
+    std::vector<IndexEntry> entries;
+    CheckIndex(Path(), longestKey, false, &entries);
+    QCOMPARE(entries.size(), std::size_t(50));
 }
 
 // A search for the bound comes to the middle of the leaf, but its first and its
