@@ -74,7 +74,9 @@ bool RebuildCatalogDatabase(const std::function<void(CCatalogFile&)>& fill,
     {
         NewGeneration generation(folder);
         published = generation && Fill(generation, fill) && generation.Publish();
-        if (!generation.Reason().empty())
+        if (published)
+            qCDebug(logCatalog, "replaced the catalog by that in %s", generation.Folder().c_str());
+        else if (!generation.Reason().empty())
             qCInfo(logCatalog, "the catalog cannot be updated, %s", generation.Reason().c_str());
     }
     RemoveOldGenerations(folder);

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <dirent.h>
@@ -23,6 +24,7 @@ constexpr char pointerName[] = ".VACatalog.current";
 constexpr char generationPrefix[] = ".VACatalog.gen-";
 constexpr char removedPrefix[] = ".VACatalog.old-"; // one that is being removed
 constexpr char linkName[] = ".link"; // in a generation: a link on its way to its place
+constexpr int mostDigits = 9; // of a generation's number
 constexpr int mostTries = 100;
 
 // ---- names ----
@@ -39,7 +41,7 @@ std::vector<std::string> PathsOf(const DbLayout& layout, const std::string& fold
 long NumberAfter(const char* prefix, const std::string& name)
 {
     const std::size_t length = std::strlen(prefix);
-    const bool digits = name.size() > length && name.size() < length + 10
+    const bool digits = name.size() > length && name.size() <= length + mostDigits
         && name.find_first_not_of("0123456789", length) == std::string::npos;
     return digits && name.compare(0, length, prefix) == 0
         ? std::strtol(name.c_str() + length, nullptr, 10)
@@ -220,6 +222,8 @@ void NewGeneration::Make()
     for (const std::string& name : NamesIn(m_folder))
         number = std::max(
             { number, NumberAfter(generationPrefix, name), NumberAfter(removedPrefix, name) });
+    if (std::to_string(number + mostTries).size() > mostDigits)
+        number = -1;
     for (int tries = 0; tries < mostTries; ++tries) {
         m_name = generationPrefix + std::to_string(++number);
         if (storeFiles().MakeFolder((m_folder + m_name).c_str(), 0700) == 0) {

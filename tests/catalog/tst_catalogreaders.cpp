@@ -212,6 +212,7 @@ private slots:
     void cleanup()
     {
         UnInitIndex();
+        RemoveOldGenerations(CatalogFolder());
         QVERIFY(Generations().size() <= 1);
     }
 
@@ -411,6 +412,40 @@ private slots:
             }
         }
         QVERIFY(calls > 20);
+    }
+
+    // One that a reader holds stays when another one is published, and goes after.
+    void aPinnedGenerationStaysUntilItIsLetGo()
+    {
+        QVERIFY(Process(Whole("old", 3)));
+        {
+            const PinnedGeneration pinned(CatalogFolder());
+            QVERIFY(pinned.Folder() != CatalogFolder());
+            QVERIFY(Process(Whole("new", 3)));
+            QCOMPARE(Generations().size(), 2);
+            QCOMPARE(access((pinned.Folder() + ".VADepends.k2").c_str(), F_OK), 0);
+        }
+        RemoveOldGenerations(CatalogFolder());
+        QCOMPARE(Generations().size(), 1);
+        QCOMPARE(VersionOfWhole(3), QByteArray("new"));
+    }
+
+    // The maker of a generation does not keep readers from holding it, either.
+    void aGenerationCanBePinnedFromTheMomentItIsPublished()
+    {
+        const std::string folder = CatalogFolder();
+        std::unique_ptr<NewGeneration> first = std::make_unique<NewGeneration>(folder);
+        for (const std::string& name : CatalogFileNames()) {
+            QFile file(QString::fromStdString(first->Folder() + name));
+            QVERIFY(file.open(QIODevice::WriteOnly));
+        }
+        QVERIFY(first->Publish());
+        const PinnedGeneration pinned(folder);
+        const std::string held = first->Folder();
+        QCOMPARE(pinned.Folder(), held);
+        first.reset();
+        QVERIFY(Process(Whole("new", 3)));
+        QCOMPARE(access(held.c_str(), F_OK), 0);
     }
 
     // -- changes

@@ -328,6 +328,19 @@ private slots:
             QFile::remove(DataPath(QStringLiteral(".VACatalog.gen-%1").arg(number)));
     }
 
+    void numbersBeginAgainAfterTheHighest()
+    {
+        const QString highest = DataPath(QStringLiteral(".VACatalog.gen-999999999"));
+        QVERIFY(QDir().mkdir(highest));
+        WriteDataFile(QStringLiteral(".VACatalog.gen-999999999/x"), "keeps it there");
+        QVERIFY(Process(Whole("1")));
+        QVERIFY(Process(Whole("2")));
+        const QString current = QFile::symLinkTarget(DataPath(kPointer));
+        QVERIFY2(current.endsWith(QStringLiteral(".VACatalog.gen-1")), qPrintable(current));
+        QCOMPARE(VersionOfWhole(), QByteArray("2"));
+        QVERIFY(QDir(DataPath(QStringLiteral(".VACatalog.old-999999999"))).removeRecursively());
+    }
+
     void aPlantedPointerIsNotFollowed()
     {
         QTemporaryDir elsewhere;
