@@ -151,10 +151,11 @@ bool CDependency::OpenOrCreate(const std::vector<std::string>& paths)
                                             : m_files->Create(paths, Files());
 }
 
-void CDependency::Close()
+bool CDependency::Close()
 {
-    m_files->Close();
+    const bool closed = m_files->Close();
     m_held->CloseAll();
+    return closed;
 }
 
 // Those that its user gave it a file system for are that one's care.
