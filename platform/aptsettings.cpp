@@ -3,6 +3,8 @@
 
 #include "platform/aptsettings.h"
 
+#include "platform/dpkgstatus.h"
+
 #include <cstdlib>
 #include <memory>
 #include <unistd.h>
@@ -15,6 +17,7 @@ APT::Cmd::Pattern-Only "true";
 APT::Color "false";
 Acquire::Retries "0";
 Acquire::http::Timeout "30";
+APT::Update::Error-Mode "any";
 DPkg::Lock::Timeout "300";
 Dpkg::Use-Pty "0";
 DPkg::Options:: "--force-confdef";
@@ -28,17 +31,6 @@ APT::Get::AllowUnauthenticated "true";
 Acquire::AllowInsecureRepositories "true";
 Acquire::Languages "none";
 APT::Architectures:: ")";
-
-const char* NativeArchitecture()
-{
-#if defined(__x86_64__)
-    return "amd64";
-#elif defined(__aarch64__)
-    return "arm64";
-#else
-    return "i386";
-#endif
-}
 
 std::string Setting(const char* name, const std::string& value)
 {

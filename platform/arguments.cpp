@@ -5,7 +5,9 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstdlib>
 #include <fstream>
+#include <initializer_list>
 #include <string_view>
 #include <strings.h>
 
@@ -47,6 +49,12 @@ bool TakesNextWord(const std::string& word)
         || word == "--default-release";
 }
 
+bool IsOneOf(const std::string& word, std::initializer_list<const char*> words)
+{
+    return std::any_of(words.begin(), words.end(),
+                       [&word](const char* one) { return word == one; });
+}
+
 // Keeps what a setting of the command line ("Dir::State::lists=/l/") tells us.
 // Its name may be written in either case.
 void NoteSetting(const std::string& setting, Arguments& arguments)
@@ -58,6 +66,16 @@ void NoteSetting(const std::string& setting, Arguments& arguments)
         arguments.ownSources = true;
     else if (is("Dir::State::lists="))
         arguments.listsFolder = setting.substr(setting.find('=') + 1);
+    else if (is("DPkg::Lock::Timeout="))
+        arguments.lockSeconds = std::atoi(setting.c_str() + setting.find('=') + 1);
+}
+
+// Whether the option `word` asks for what would be done only.
+bool AsksToSimulate(const std::string& word)
+{
+    if (IsCluster(word))
+        return word.substr(0, word.find_first_of("=oct", 1)).find('s') != None;
+    return IsOneOf(word, { "--simulate", "--just-print", "--dry-run", "--recon", "--no-act" });
 }
 
 // The setting that the option `word` brings with it: "-oX=Y", "--option=X=Y".
@@ -87,6 +105,10 @@ Arguments SortArguments(const std::vector<std::string>& words)
         const std::string word = options ? WithoutP(words[i]) : words[i];
         if (word.empty())
             continue;
+        if (options && word == "--allow-removals") {
+            sorted.mayRemove = true;
+            continue;
+        }
         sorted.words.push_back(word);
         if (!options || word[0] != '-') {
             if (sorted.command.empty())
@@ -97,6 +119,7 @@ Arguments SortArguments(const std::vector<std::string>& words)
         }
         options = word != "--";
         sorted.printUris = sorted.printUris || word == "--print-uris";
+        sorted.simulates = sorted.simulates || AsksToSimulate(word);
         NoteSetting(SettingWithin(word), sorted);
         if (TakesNextWord(word) && i + 1 < words.size()) {
             sorted.words.push_back(words[++i]);
@@ -108,14 +131,15 @@ Arguments SortArguments(const std::vector<std::string>& words)
 
 bool ChangesPackages(const Arguments& arguments)
 {
-    if (arguments.printUris)
-        return false;
-    for (const char* command : { "install", "reinstall", "remove", "purge", "autoremove", "upgrade",
-                                 "dist-upgrade", "full-upgrade" }) {
-        if (arguments.command == command)
-            return true;
-    }
-    return false;
+    return !arguments.printUris && !arguments.simulates
+        && (Installs(arguments)
+            || IsOneOf(arguments.command, { "remove", "purge", "autoremove", "autopurge" }));
+}
+
+bool Installs(const Arguments& arguments)
+{
+    return IsOneOf(arguments.command,
+                   { "install", "reinstall", "upgrade", "dist-upgrade", "full-upgrade" });
 }
 
 bool IsPlainName(const std::string& name)

@@ -9,12 +9,15 @@
 #include <vector>
 
 struct Arguments {
-    std::vector<std::string> words; // for apt-get, "-p" taken out
+    std::vector<std::string> words; // for apt-get, without what is for us alone
     std::string command; // "install"; empty without one
     std::vector<std::string> names; // what follows the command
     std::string listsFolder; // Dir::State::lists; empty where it is not given
     bool printUris = false;
+    bool simulates = false;
     bool ownSources = false; // a sources list of the store's is named
+    bool mayRemove = false; // "--allow-removals": an install may take packages away
+    int lockSeconds = 300; // how long a held lock is waited for
 };
 
 // Sorts the words behind the program's name.
@@ -22,6 +25,9 @@ Arguments SortArguments(const std::vector<std::string>& words);
 
 // Whether packages come or go, and not only lists or files are handled.
 bool ChangesPackages(const Arguments& arguments);
+
+// Whether packages are to come, and none asked to go.
+bool Installs(const Arguments& arguments);
 
 // Whether apt-get can only read `name` as the name of one package: it may not
 // hold a pattern, nor end as an order to remove. "+" at the end stands in real

@@ -21,10 +21,12 @@ namespace
 
 volatile pid_t g_child = 0;
 volatile std::sig_atomic_t g_dpkgWorks = 0;
+volatile std::sig_atomic_t g_signalled = 0;
 
 void PassOn(int signal)
 {
     const int saved = errno;
+    g_signalled = 1;
     if (g_child > 0)
         kill(g_child, g_dpkgWorks ? SIGINT : signal);
     errno = saved;
@@ -82,8 +84,9 @@ bool ReadSome(int fd, std::string& bytes)
 {
     char block[4096];
     const ssize_t count = read(fd, block, sizeof block);
+    const bool interrupted = count < 0 && errno == EINTR;
     bytes.assign(block, count > 0 ? std::size_t(count) : 0);
-    return count > 0 || (count < 0 && errno == EINTR);
+    return count > 0 || interrupted;
 }
 
 bool IsReadable(int fd)
@@ -104,7 +107,25 @@ bool HasEnded(pid_t child)
 bool AwaitEnd(pid_t child)
 {
     siginfo_t info = {};
-    return waitid(P_PID, id_t(child), &info, WEXITED | WNOWAIT) == 0 && info.si_code != CLD_EXITED;
+    int result = -1;
+    do {
+        result = waitid(P_PID, id_t(child), &info, WEXITED | WNOWAIT);
+    } while (result != 0 && errno == EINTR);
+    return result == 0 && info.si_code != CLD_EXITED;
+}
+
+// Takes the exit status of a child that has ended.
+int Collect(pid_t child)
+{
+    constexpr int Unknown = 100; // never taken for a success
+    int raw = 0;
+    pid_t collected = -1;
+    do {
+        collected = waitpid(child, &raw, 0);
+    } while (collected < 0 && errno == EINTR);
+    if (collected != child)
+        return Unknown;
+    return WIFSIGNALED(raw) ? 128 + WTERMSIG(raw) : WEXITSTATUS(raw);
 }
 
 // A descriptor that is read line by line.
@@ -181,14 +202,16 @@ void Child::Become(const std::vector<std::string>& words, const std::string& set
     _exit(127);
 }
 
-int Child::Read(const Lines& output, const Lines& status)
+int Child::Read(const Lines& output, const Lines& status, const std::function<void()>& tick)
 {
     Stream printed{ m_output, output }, told{ m_status, status };
     bool ended = false;
     while (printed.open || (told.open && !ended)) {
         pollfd fds[] = { { printed.open ? m_output : -1, POLLIN, 0 },
                          { told.open ? m_status : -1, POLLIN, 0 } };
-        const int ready = poll(fds, 2, 200);
+        // A download's helper, as it waits for a server, keeps the pipes open when
+        // apt-get is gone: an end that was asked for is looked for more often.
+        const int ready = poll(fds, 2, g_signalled ? 20 : 100);
         std::string news;
         if (ready > 0 && fds[1].revents)
             told.open = ReadSome(m_status, news);
@@ -199,6 +222,7 @@ int Child::Read(const Lines& output, const Lines& status)
         if (ended && ready == 0)
             break;
         ended = ended || HasEnded(m_pid);
+        tick();
     }
     printed.lines.Finish(output);
     const bool killed = AwaitEnd(m_pid);
@@ -208,9 +232,7 @@ int Child::Read(const Lines& output, const Lines& status)
     // wait for a server. dpkg, though, is left to its work.
     if (killed && !g_dpkgWorks)
         kill(-m_pid, SIGTERM);
-    int raw = 0;
-    waitpid(m_pid, &raw, 0);
-    return WIFSIGNALED(raw) ? 128 + WTERMSIG(raw) : WEXITSTATUS(raw);
+    return Collect(m_pid);
 }
 
 void Child::DpkgWorks()

@@ -30,9 +30,10 @@ public:
 
     using Lines = std::function<void(const std::string& line)>;
     // Reads both to their ends, what was printed before a status line ahead of
-    // it. Returns the exit status, 128 + the signal when the child was killed by
-    // one: then what it had started for downloads is ended, too.
-    int Read(const Lines& output, const Lines& status);
+    // it, and calls `tick` several times a second, whatever comes. Returns the exit
+    // status, 128 + the signal when the child was killed by one: then what it had
+    // started for downloads is ended, too.
+    int Read(const Lines& output, const Lines& status, const std::function<void()>& tick);
 
     void DpkgWorks();
     // Nobody reads us any more: as if interrupted.

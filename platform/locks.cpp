@@ -6,6 +6,7 @@
 #include "platform/endsignals.h"
 
 #include <algorithm>
+#include <chrono>
 #include <ctime>
 #include <fcntl.h>
 #include <optional>
@@ -53,18 +54,21 @@ std::vector<std::string> LocksOf(const Arguments& arguments, const std::string& 
     return { root + "/var/lib/dpkg/lock-frontend", root + "/var/lib/dpkg/lock", archives };
 }
 
-int WaitForLocks(const std::vector<std::string>& files,
+int WaitForLocks(const std::vector<std::string>& files, int seconds,
                  const std::function<void(const std::string&)>& say)
 {
+    using Clock = std::chrono::steady_clock;
+    const auto begin = Clock::now();
     const sigset_t ends = EndSignals();
     const timespec pause{ 0, 250 * 1000 * 1000 };
-    for (int i = 0; i < 1200; ++i) {
+    for (bool said = false; seconds < 0 || Clock::now() - begin < std::chrono::seconds(seconds);) {
         const auto holder = HolderOfAny(files);
         if (!holder)
             return 0;
-        if (i == 0)
+        if (!said)
             say("Waiting for the package lock, which is held by "
                 + (*holder > 0 ? "process " + std::to_string(*holder) : "another process"));
+        said = true;
         const int signal = sigtimedwait(&ends, nullptr, &pause);
         if (signal > 0)
             return signal;

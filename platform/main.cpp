@@ -6,12 +6,10 @@
 
 #include "platform/aptsettings.h"
 #include "platform/arguments.h"
-#include "platform/child.h"
 #include "platform/endsignals.h"
 #include "platform/locks.h"
-#include "platform/progress.h"
 #include "platform/statusreader.h"
-#include "platform/translator.h"
+#include "platform/transaction.h"
 
 #include <cerrno>
 #include <fcntl.h>
@@ -20,8 +18,6 @@
 
 namespace
 {
-
-constexpr int AptFailure = 100; // apt-get's own status for an error
 
 // The host's end may be one that does not block.
 void AwaitReader()
@@ -55,62 +51,6 @@ void OpenStandardDescriptors()
     close(fd);
 }
 
-// What is told on the status descriptor, as progress lines if they are wanted.
-class StatusTeller
-{
-public:
-    StatusTeller(Child& child, Progress& progress, bool wanted, const Child::Lines& relay)
-        : m_child(child), m_progress(progress), m_wanted(wanted), m_relay(relay)
-    {
-    }
-
-    void Tell(const std::string& line)
-    {
-        const auto told = ParseStatus(line);
-        if (!told)
-            return;
-        if (told->phase == Status::Phase::Install)
-            m_child.DpkgWorks();
-        // No package is called that: dpkg starts once more.
-        if (!m_wanted || told->item == "dpkg-exec")
-            return;
-        const std::string text = m_progress.Line(*told);
-        if (text != m_last)
-            m_relay(text);
-        m_last = text;
-    }
-
-private:
-    Child& m_child;
-    Progress& m_progress;
-    bool m_wanted;
-    const Child::Lines& m_relay;
-    std::string m_last;
-};
-
-int RunAptGet(const Arguments& arguments, const std::string& root)
-{
-    Child child;
-    if (!child.Start(arguments.words, AptSettings(root, arguments.ownSources, Child::StatusFd),
-                     root)) {
-        Say("E: Unable to start apt-get");
-        return AptFailure;
-    }
-    const Child::Lines relay = [&child](const std::string& line) {
-        if (!Say(line))
-            child.Interrupt();
-    };
-    const bool changes = ChangesPackages(arguments);
-    Progress progress;
-    StatusTeller teller(child, progress, changes, relay);
-    const int status
-        = child.Read([&](const std::string& line) { relay(Translate(line, progress)); },
-                     [&](const std::string& line) { teller.Tell(line); });
-    if (changes && status == 0)
-        Say(Progress::Done());
-    return status;
-}
-
 } // namespace
 
 int main(int argc, char** argv)
@@ -126,6 +66,6 @@ int main(int argc, char** argv)
         Say(PlainText(error));
         return AptFailure;
     }
-    const int signal = WaitForLocks(LocksOf(arguments, root), Say);
-    return signal ? 128 + signal : RunAptGet(arguments, root);
+    const int signal = WaitForLocks(LocksOf(arguments, root), arguments.lockSeconds, Say);
+    return signal ? 128 + signal : RunAptGet(arguments, root, Say);
 }

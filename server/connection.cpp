@@ -4,16 +4,16 @@
 #include "connection.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
-#include <cstring>
 #include <poll.h>
+#include <sys/sendfile.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 namespace
 {
 
-const std::size_t kLargestRequest = 64 * 1024;
 const std::chrono::seconds kRequestTime(5);
 const int kWriteTime = 10000; // ms that a client may take no byte
 const std::chrono::seconds kFarewell(1); // that a client may take to close
@@ -27,7 +27,7 @@ int TimeUntil(Clock::time_point deadline)
     return std::max(0, int(duration_cast<milliseconds>(deadline - Clock::now()).count()));
 }
 
-bool WaitFor(socket_t socket, short event, int milliseconds)
+bool WaitFor(int socket, short event, int milliseconds)
 {
     pollfd wait{ socket, event, 0 };
     int count = 0;
@@ -37,11 +37,22 @@ bool WaitFor(socket_t socket, short event, int milliseconds)
     return count > 0;
 }
 
+// Calls `attempt` until it has moved bytes or failed, waiting for the socket in between.
+template <class Attempt>
+ssize_t When(int socket, short event, int milliseconds, const Attempt& attempt)
+{
+    for (;;) {
+        const ssize_t moved = attempt();
+        if (moved >= 0 || (errno != EAGAIN && errno != EINTR))
+            return moved;
+        if (errno == EAGAIN && !WaitFor(socket, event, milliseconds))
+            return -1;
+    }
+}
+
 } // namespace
 
-Connection::Connection(socket_t socket) : m_socket(socket), m_deadline(Clock::now() + kRequestTime)
-{
-}
+Connection::Connection(int socket) : m_socket(socket), m_deadline(Clock::now() + kRequestTime) { }
 
 // What the client still sends is read away before the socket is closed: closed
 // with bytes unread, the connection would be reset and the reply be lost. A client
@@ -50,9 +61,10 @@ Connection::~Connection()
 {
     shutdown(m_socket, SHUT_WR);
     const auto end = Clock::now() + kFarewell;
-    std::size_t left = kLargestRequest;
+    std::array<char, 4096> rest;
+    std::size_t left = largestRequest;
     while (left > 0 && WaitFor(m_socket, POLLIN, TimeUntil(end))) {
-        const ssize_t got = recv(m_socket, m_buffer.data(), m_buffer.size(), 0);
+        const ssize_t got = recv(m_socket, rest.data(), rest.size(), 0);
         if (got <= 0)
             break;
         left -= std::min(left, std::size_t(got));
@@ -60,56 +72,40 @@ Connection::~Connection()
     close(m_socket);
 }
 
-bool Connection::is_readable() const
+std::size_t Connection::read(char* data, std::size_t size)
 {
-    return m_at < m_filled || WaitFor(m_socket, POLLIN, TimeUntil(m_deadline));
+    const std::size_t room = std::min(size, largestRequest - m_received);
+    if (room == 0 || TimeUntil(m_deadline) == 0)
+        return 0;
+    const ssize_t got = When(m_socket, POLLIN, TimeUntil(m_deadline),
+                             [=] { return recv(m_socket, data, room, 0); });
+    m_received += got > 0 ? std::size_t(got) : 0;
+    return got > 0 ? std::size_t(got) : 0;
 }
 
-bool Connection::is_writable() const
+bool Connection::write(const char* data, std::size_t size, bool more)
 {
-    return WaitFor(m_socket, POLLOUT, kWriteTime);
+    const int flags = MSG_NOSIGNAL | (more ? MSG_MORE : 0);
+    while (size > 0) {
+        const ssize_t sent = When(m_socket, POLLOUT, kWriteTime,
+                                  [=] { return send(m_socket, data, size, flags); });
+        if (sent <= 0)
+            return false;
+        data += sent;
+        size -= std::size_t(sent);
+    }
+    return true;
 }
 
-bool Connection::fill()
+// Fails as well when the file has become shorter.
+bool Connection::sendFile(int file, off_t from, std::size_t size)
 {
-    if (m_received >= kLargestRequest || !WaitFor(m_socket, POLLIN, TimeUntil(m_deadline)))
-        return false;
-    const ssize_t got = recv(m_socket, m_buffer.data(), m_buffer.size(), 0);
-    m_at = 0;
-    m_filled = got > 0 ? std::size_t(got) : 0;
-    m_received += m_filled;
-    return m_filled > 0;
-}
-
-ssize_t Connection::read(char* data, size_t size)
-{
-    if (m_at == m_filled && !fill())
-        return -1;
-    const std::size_t count = std::min(size, m_filled - m_at);
-    std::memcpy(data, m_buffer.data() + m_at, count);
-    m_at += count;
-    return ssize_t(count);
-}
-
-ssize_t Connection::write(const char* data, size_t size)
-{
-    if (!is_writable())
-        return -1;
-    ssize_t count = 0;
-    do {
-        count = send(m_socket, data, size, MSG_NOSIGNAL);
-    } while (count < 0 && errno == EINTR);
-    return count;
-}
-
-void Connection::get_remote_ip_and_port(std::string& ip, int& port) const
-{
-    ip.clear(); // nobody asks
-    port = 0;
-}
-
-void Connection::get_local_ip_and_port(std::string& ip, int& port) const
-{
-    ip.clear();
-    port = 0;
+    while (size > 0) {
+        const ssize_t sent = When(m_socket, POLLOUT, kWriteTime,
+                                  [&] { return sendfile(m_socket, file, &from, size); });
+        if (sent <= 0)
+            return false;
+        size -= std::size_t(sent);
+    }
+    return true;
 }

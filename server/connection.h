@@ -5,34 +5,29 @@
 
 #pragma once
 
-#include <array>
 #include <chrono>
-#include <httplib.h>
-#include <string>
+#include <cstddef>
+#include <sys/types.h>
 
-class Connection : public httplib::Stream
+class Connection
 {
 public:
-    explicit Connection(socket_t socket); // takes it over
-    ~Connection() override;
+    static constexpr std::size_t largestRequest = 64 * 1024;
+
+    explicit Connection(int socket); // takes it over; it must not block
+    ~Connection();
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
 
-    bool is_readable() const override;
-    bool is_writable() const override;
-    ssize_t read(char* data, size_t size) override;
-    ssize_t write(const char* data, size_t size) override;
-    void get_remote_ip_and_port(std::string& ip, int& port) const override;
-    void get_local_ip_and_port(std::string& ip, int& port) const override;
-    socket_t socket() const override { return m_socket; }
+    // The next bytes of the request; 0 when no more come, or no more are taken.
+    std::size_t read(char* data, std::size_t size);
+
+    // Sends all of it. `more` holds a last, small packet back for what follows.
+    bool write(const char* data, std::size_t size, bool more);
+    bool sendFile(int file, off_t from, std::size_t size);
 
 private:
-    bool fill();
-
-    const socket_t m_socket;
+    const int m_socket;
     const std::chrono::steady_clock::time_point m_deadline; // for the request to be there
     std::size_t m_received = 0;
-    std::array<char, 4096> m_buffer{};
-    std::size_t m_at = 0;
-    std::size_t m_filled = 0;
 };

@@ -4,18 +4,21 @@
 // The HTTP side of the store server.
 //
 // Everything a client can make large is bounded: the connections (64 served at
-// a time, 448 that wait), a request (64 KB, and 8 KB for its first line) and
-// the time it may take (5 s). A connection is for one request.
+// a time, 448 that wait), a request (64 KB, and 8 KB for its target) and the time
+// it may take (5 s). A connection is for one request.
 
 #pragma once
 
+#include "httpmessage.h"
 #include "options.h"
 #include "store.h"
 
-#include <httplib.h>
+#include <atomic>
+#include <condition_variable>
+#include <mutex>
 #include <string>
 
-class HttpServer : public httplib::Server
+class HttpServer
 {
 public:
     HttpServer(Store& store, const ServerOptions& options);
@@ -23,14 +26,28 @@ public:
     // The port it is bound to; 0 when that failed, with errno.
     int bind();
 
+    // Serves until stop() is called, by another thread; the replies that are under
+    // way then end first. False when no more connections can be accepted.
+    bool serve();
+    void stop();
+
 private:
-    bool process_and_close_socket(socket_t socket) override;
-    void handle(const httplib::Request& request, httplib::Response& response);
-    void callFunction(const std::string& path, const std::string& query,
-                      const httplib::Request& request, httplib::Response& response);
-    std::string address(const httplib::Request& request) const;
+    int acceptOne();
+    void takePlace();
+    void leavePlace();
+    void converse(int socket);
+    void log(const HttpRequest& request, int status) const;
+    void handle(const HttpRequest& request, HttpReply& reply);
+    void callFunction(const std::string& path, const std::string& query, const HttpRequest& request,
+                      HttpReply& reply);
+    std::string address(const HttpRequest& request) const;
 
     Store& m_store;
     const ServerOptions m_options;
+    FileHandle m_listener;
     int m_port = 0;
+    std::atomic<bool> m_stopping{ false };
+    std::mutex m_mutex;
+    std::condition_variable m_free;
+    std::size_t m_taken = 0; // connections accepted and not yet closed
 };

@@ -39,8 +39,6 @@ void EndOnSignal(sigset_t set, HttpServer& server)
 {
     int number = 0;
     sigwait(&set, &number);
-    while (!server.is_running())
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
     server.stop();
     std::this_thread::sleep_for(kGrace);
     _exit(0);
@@ -66,7 +64,7 @@ int Serve(const ServerOptions& options)
                          + (errno ? std::strerror(errno) : "this is no address of this machine"));
     std::thread(EndOnSignal, signals, std::ref(server)).detach();
     std::cout << "listening on " << UrlOf(options, port) << std::endl;
-    return server.listen_after_bind() ? 0 : 1;
+    return server.serve() ? 0 : 1;
 }
 
 } // namespace

@@ -3,14 +3,11 @@
 
 #include "poolfile.h"
 
-#include "storefile.h"
-
 #include <algorithm>
 #include <array>
-#include <cerrno>
+#include <charconv>
 #include <ctime>
-#include <httplib.h>
-#include <unistd.h>
+#include <string_view>
 
 namespace
 {
@@ -38,81 +35,77 @@ time_t ParseHttpDate(const std::string& text)
 }
 
 // Whether a part may be sent: not when the client's part is of another file.
-bool MayContinue(const httplib::Request& request, const std::string& modified)
+bool MayContinue(const HttpRequest& request, const std::string& modified)
 {
-    return !request.has_header("If-Range") || request.get_header_value("If-Range") == modified;
+    return request.count("If-Range") == 0 || request.header("If-Range") == modified;
 }
 
-// Whether one satisfiable range is asked for, and which. Several ranges are
-// answered with the whole file, as the protocol allows.
-enum class Part { Whole, One, None };
-Part WantedPart(const httplib::Ranges& ranges, off_t size, Range& range)
+// A number of a range: -1 where it is left out, -2 for what is not one.
+off_t RangeNumber(std::string_view text)
 {
-    if (ranges.size() != 1)
+    off_t number = -1;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (text.empty())
+        return -1;
+    return error == std::errc() && end == text.data() + text.size() && text[0] != '-' ? number : -2;
+}
+
+// Whether one satisfiable range is asked for, and which. Several ranges, and what
+// is not a range, are answered with the whole file, as the protocol allows.
+enum class Part { Whole, One, None };
+Part WantedPart(std::string_view header, off_t size, Range& range)
+{
+    const std::string_view unit = "bytes=";
+    const auto dash = header.find('-');
+    if (header.substr(0, unit.size()) != unit || dash == std::string_view::npos)
         return Part::Whole;
-    const auto [first, last] = ranges.front();
-    if (first < 0) { // the last so many bytes
-        if (last <= 0 || size == 0)
-            return last < 0 ? Part::Whole : Part::None;
+    const off_t first = RangeNumber(header.substr(unit.size(), dash - unit.size()));
+    const off_t last = RangeNumber(header.substr(dash + 1));
+    if (first == -2 || last == -2 || (first == -1 && last == -1) || (last >= 0 && last < first))
+        return Part::Whole;
+    if (first == -1) { // the last bytes, as many as that
         range = { std::max<off_t>(0, size - last), size - 1 };
-        return Part::One;
+        return last > 0 && size > 0 ? Part::One : Part::None;
     }
-    if (last >= 0 && last < first)
-        return Part::Whole; // means nothing
     range = { first, last < 0 ? size - 1 : std::min<off_t>(last, size - 1) };
     return first < size ? Part::One : Part::None;
 }
 
-void SendFile(const std::shared_ptr<FileHandle>& file, const Range& range, const char* type,
-              httplib::Response& response)
-{
-    const auto length = std::size_t(range.last - range.first + 1);
-    if (length == 0) {
-        response.set_content("", type);
-        return;
-    }
-    response.set_content_provider(
-        length, type, [file, range](std::size_t offset, std::size_t left, httplib::DataSink& sink) {
-            std::array<char, 65536> block;
-            const std::size_t size = std::min(left, block.size());
-            const ssize_t got = pread(file->fd(), block.data(), size, range.first + off_t(offset));
-            if (got < 0 && errno == EINTR)
-                return true;
-            return got > 0 && sink.write(block.data(), std::size_t(got));
-        });
-}
-
 } // namespace
 
-void ServePoolFile(const std::string& pool, const std::string& path,
-                   const httplib::Request& request, httplib::Response& response)
+void ServePoolFile(const std::string& pool, const std::string& path, const HttpRequest& request,
+                   HttpReply& reply)
 {
     struct stat info = {};
-    const auto file = std::make_shared<FileHandle>(OpenBelow(pool, path, info));
-    if (!*file) {
-        response.status = 404;
+    FileHandle file = OpenBelow(pool, path, info);
+    if (!file) {
+        reply.status = 404;
         return;
     }
     const std::string modified = HttpDate(info.st_mtime);
-    response.set_header("Last-Modified", modified);
-    response.set_header("Accept-Ranges", "bytes");
-    const time_t since = ParseHttpDate(request.get_header_value("If-Modified-Since"));
+    reply.add("Last-Modified", modified);
+    reply.add("Accept-Ranges", "bytes");
+    const time_t since = ParseHttpDate(request.header("If-Modified-Since"));
     if (since >= info.st_mtime) {
-        response.status = 304;
+        reply.status = 304;
         return;
     }
     Range range{ 0, info.st_size - 1 };
     const Part part = MayContinue(request, modified)
-        ? WantedPart(request.ranges, info.st_size, range)
+        ? WantedPart(request.header("Range"), info.st_size, range)
         : Part::Whole;
     const std::string size = std::to_string(info.st_size);
-    response.status = part == Part::Whole ? 200 : part == Part::One ? 206 : 416;
+    reply.status = part == Part::Whole ? 200 : part == Part::One ? 206 : 416;
     if (part == Part::One)
-        response.set_header("Content-Range",
-                            "bytes " + std::to_string(range.first) + '-'
-                                + std::to_string(range.last) + '/' + size);
-    if (part == Part::None)
-        response.set_header("Content-Range", "bytes */" + size);
-    else
-        SendFile(file, range, "application/octet-stream", response);
+        reply.add("Content-Range",
+                  "bytes " + std::to_string(range.first) + '-' + std::to_string(range.last) + '/'
+                      + size);
+    if (part == Part::None) {
+        reply.add("Content-Range", "bytes */" + size);
+        return;
+    }
+    reply.add("Content-Type", "application/octet-stream");
+    reply.file = std::move(file);
+    reply.first = range.first;
+    reply.length = range.last - range.first + 1;
 }

@@ -5,17 +5,13 @@
 
 #pragma once
 
-#include <string>
+#include "httpmessage.h"
 
-namespace httplib
-{
-struct Request;
-struct Response;
-} // namespace httplib
+#include <string>
 
 // Answers a GET or HEAD for the file `path` below `pool`: whole, in part for a
 // byte range (a client goes on with an interrupted download so), or not at all
 // when it has not changed since the client got it. Status 404 when there is no
 // such file, or none that may be shown.
-void ServePoolFile(const std::string& pool, const std::string& path,
-                   const httplib::Request& request, httplib::Response& response);
+void ServePoolFile(const std::string& pool, const std::string& path, const HttpRequest& request,
+                   HttpReply& reply);

@@ -96,11 +96,11 @@ long RequiredSerial(const Stanza& stanza, const std::string& path)
     return SerialOf(*stanza.find("Serial"), path);
 }
 
-const std::string& Required(const Stanza& stanza, const std::string& key, const std::string& path)
+const std::string& Required(const Stanza& stanza, const char* key, const std::string& path)
 {
     const Field* field = stanza.find(key);
     if (!field || field->value.empty())
-        FailAt(path, field ? field->line : stanza.line, "there is no " + key + " here");
+        FailAt(path, field ? field->line : stanza.line, std::string("there is no ") + key + " here");
     return field->value;
 }
 

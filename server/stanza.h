@@ -70,7 +70,7 @@ long SerialOf(const Field& field, const std::string& path);
 long RequiredSerial(const Stanza& stanza, const std::string& path);
 
 // The value of a field that must be there and not be empty.
-const std::string& Required(const Stanza& stanza, const std::string& key, const std::string& path);
+const std::string& Required(const Stanza& stanza, const char* key, const std::string& path);
 
 // A value, of several lines maybe, as it is written behind its key.
 std::string Continued(std::string value);

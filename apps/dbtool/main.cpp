@@ -205,14 +205,14 @@ CommandLine Parse(int argc, char** argv)
 
 template <typename Row, std::size_t Size>
 const Row& Find(const Row (&rows)[Size], const CommandLine& line, std::size_t word,
-                const std::string& what)
+                const char* what)
 {
     if (line.words.size() <= word)
-        throw WrongUsage("no " + what);
+        throw WrongUsage(std::string("no ") + what);
     for (const Row& row : rows)
         if (line.words[word] == row.name)
             return row;
-    throw WrongUsage("unknown " + what + ": " + line.words[word]);
+    throw WrongUsage(std::string("unknown ") + what + ": " + line.words[word]);
 }
 
 void CheckOptions(const CommandLine& line, const Command& command, const Kind& kind)

@@ -160,6 +160,14 @@ public:
         m_record.filled = ProcessVantrelCatalogRequest(catalog);
     }
 
+    bool WaitForOtherUpdate() override
+    {
+        if (!m_waits && !m_quiet)
+            m_display.activity(QStringLiteral("Waiting for another update to end"));
+        m_waits = true;
+        return CAPIUpdateCatalog::WaitForOtherUpdate() && !Interrupt::received();
+    }
+
     void ProcessRecordsInCategory(QDomElement& category, CCatalogFile* file) override
     {
         CAPIUpdateCatalog::ProcessRecordsInCategory(category, file);
@@ -174,6 +182,7 @@ private:
     UpdateProgress m_progress;
     int m_categories = 0;
     int m_done = 0;
+    bool m_waits = false;
 };
 
 // ---- what is told ----

@@ -35,3 +35,8 @@ bool CAPIDownloadAppInfo::CanDeleteAPIFile()
 }
 
 void CAPIDownloadAppInfo::onSuccessfulTransfer(QDomElement*) { }
+
+AgentError::Code CAPIDownloadAppInfo::RefusalCode() const
+{
+    return AgentError::UnknownProduct;
+}

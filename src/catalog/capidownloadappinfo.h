@@ -30,6 +30,10 @@ public slots:
     /// Does nothing: the reply file is the result.
     void onSuccessfulTransfer(QDomElement* pElement) override;
 
+protected:
+    /// UnknownProduct: a server that answers knows no other reason.
+    AgentError::Code RefusalCode() const override;
+
 signals:
     /// For subclasses; not emitted here.
     void InformationDownloaded(bool bSucceeded);

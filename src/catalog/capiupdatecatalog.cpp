@@ -6,6 +6,9 @@
 #include "catalog/catalogproduct.h"
 #include "catalog/catalogrecord.h"
 #include "catalog/savedtree.h"
+#include "util/desktop.h"
+
+#include <QThread>
 
 CAPIUpdateCatalog::CAPIUpdateCatalog(bool bSilent, bool bWait) : CAPI(bSilent, false, bWait) { }
 
@@ -16,11 +19,22 @@ void CAPIUpdateCatalog::onSuccessfulTransfer(QDomElement* pElement)
 
 bool CAPIUpdateCatalog::ProcessVantrelCatalogRequest(QDomElement& catalog)
 {
-    return RebuildCatalogDatabase([this, &catalog](CCatalogFile& file) {
+    const auto fill = [this, &catalog](CCatalogFile& file) {
         ForEachCategory(catalog, [this, &file](QDomElement& category) {
             ProcessRecordsInCategory(category, &file);
         });
-    });
+    };
+    const unsigned aborted = AbortCount();
+    return RebuildCatalogDatabase(
+        fill, [this, aborted] { return WaitForOtherUpdate() && AbortCount() == aborted; });
+}
+
+bool CAPIUpdateCatalog::WaitForOtherUpdate()
+{
+    constexpr unsigned long pause = 10; // ms
+    ProcessMessages();
+    QThread::msleep(pause);
+    return true;
 }
 
 void CAPIUpdateCatalog::ProcessRecordsInCategory(QDomElement& category, CCatalogFile* file)

@@ -29,10 +29,21 @@ public:
     CAPIUpdateCatalog(bool bSilent, bool bWait);
 
     /// Rebuilds the catalog database from nothing, a record for each product of
-    /// each "category" among the children of `catalog`. Until it is whole, the old
-    /// one can be read. False, with that one as it was, when the new one cannot be
-    /// created or written.
+    /// each "category" among the children of `catalog`. Until it is whole and on the
+    /// disk the old one can be read; then it takes that one's place in one step. A
+    /// catalog that is open goes on with the old one until it is opened again. False,
+    /// with the old one as it was, when the new one cannot be created or written, or
+    /// the folder cannot; the log (vantrel.agent.catalog) says why.
+    ///
+    /// One update at a time. Another process's is waited for (WaitForOtherUpdate). A
+    /// call while another one of this process has not returned is refused: false, at
+    /// once.
     bool ProcessVantrelCatalogRequest(QDomElement& catalog);
+
+    /// Called again and again while another process updates the database, the first
+    /// time as soon as that is known. False gives up. This one processes events,
+    /// sleeps for 10 ms and returns true; CAPI::AbortTransfers ends the wait, too.
+    virtual bool WaitForOtherUpdate();
 
     /// Adds the products of one category to the open database. Of one that has a
     /// package name or serial number of an earlier one, what the indexes refuse

@@ -4,24 +4,81 @@
 #include "catalog/catalogrecord.h"
 
 #include "catalog/catalogproduct.h"
-#include "catalog/catalogstage.h"
+#include "catalog/updatelock.h"
 #include "db/ccatalogfile.h"
+#include "db/generations.h"
+#include "db/heldfiles.h"
 #include "db/indexlayer.h"
 #include "util/diagnostics.h"
 
-bool RebuildCatalogDatabase(const std::function<void(CCatalogFile&)>& fill)
+#include <algorithm>
+#include <cerrno>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace
 {
-    const IndexLayer layer;
-    CCatalogFile file;
-    CatalogStage stage;
-    if (!stage.canReplace() || !file.Create()) {
-        file.Close();
+
+// A file that cannot be written is not replaced either; a link that leads nowhere is.
+bool MayReplace(const std::string& path)
+{
+    struct stat status;
+    const bool mayReplace = stat(path.c_str(), &status) != 0
+        ? errno == ENOENT || errno == ELOOP
+        : S_ISREG(status.st_mode) && access(path.c_str(), W_OK) == 0;
+    if (!mayReplace)
+        qCInfo(logCatalog, "the catalog cannot be updated, %s may not be replaced", path.c_str());
+    return mayReplace;
+}
+
+bool MayReplaceAll(const std::string& folder)
+{
+    const std::vector<std::string> names = CatalogFileNames();
+    return std::all_of(names.begin(), names.end(),
+                       [&folder](const std::string& name) { return MayReplace(folder + name); });
+}
+
+// Fills a generation. While that lasts its files stay open, and what fails is
+// remembered.
+bool Fill(const NewGeneration& generation, const std::function<void(CCatalogFile&)>& fill)
+{
+    HeldFiles files(generation.Descriptor());
+    CCatalogFile file(generation.Folder(), &files);
+    if (!file.Create())
         return false;
-    }
     file.AddNew();
     fill(file);
     file.Close();
-    return stage.Publish();
+    files.CloseAll();
+    if (!files.nothingFailed())
+        qCInfo(logCatalog, "the new database is not whole; the old one stays");
+    return files.nothingFailed();
+}
+
+} // namespace
+
+bool RebuildCatalogDatabase(const std::function<void(CCatalogFile&)>& fill,
+                            const std::function<bool()>& wait)
+{
+    const IndexLayer layer;
+    const std::string folder = CCatalogFile::DescribedFolder();
+    if (folder.empty()) {
+        qCInfo(logCatalog, "the catalog cannot be updated, its files are not in one folder");
+        return false;
+    }
+    const UpdateLock lock(folder, wait);
+    if (!lock || !MayReplaceAll(folder))
+        return false;
+    RemoveOldGenerations(folder);
+    bool published = false;
+    {
+        NewGeneration generation(folder);
+        published = generation && Fill(generation, fill) && generation.Publish();
+        if (!generation.Reason().empty())
+            qCInfo(logCatalog, "the catalog cannot be updated, %s", generation.Reason().c_str());
+    }
+    RemoveOldGenerations(folder);
+    return published;
 }
 
 void RecordProduct(const CatalogProduct& product, CCatalogFile& file)

@@ -6,12 +6,14 @@
 #include "catalog/cxmlnode.h"
 #include "request/replydocument.h"
 #include "util/diagnostics.h"
+#include "util/pacer.h"
 #include "util/paths.h"
 #include "util/urltext.h"
 
 #include <QDomDocument>
 #include <QFile>
 #include <QSaveFile>
+#include <cstring>
 #include <functional>
 #include <map>
 #include <sstream>
@@ -46,13 +48,16 @@ private:
     QIODevice& m_device;
 };
 
-// The file is a new one: nobody but its owner and group may write to it, and the
-// process's mask may leave them less.
-void MakePermissions(int fd)
+// The permissions of a saved file, of which the old one, where there is one, has
+// `before`. What is the account's is for its owner alone; the rest may be read by
+// all, as far as the process's mask lets a new file be.
+void SetPermissions(int fd, bool secret, const struct stat* before)
 {
     struct stat info = {};
-    if (fstat(fd, &info) == 0)
-        fchmod(fd, info.st_mode & 0664);
+    if (secret)
+        fchmod(fd, 0600);
+    else if (!before && fstat(fd, &info) == 0)
+        fchmod(fd, info.st_mode & 0644);
 }
 
 // The file takes the place of an older one: its owner keeps it, where this process
@@ -86,9 +91,11 @@ std::string WrittenAlone(const QDomNode& node, std::size_t& place)
 }
 
 // Writes what the tree of a node would, a piece at a time: the whole tree of a
-// catalog takes as much memory as its document. `levels` of it are taken apart.
-void WriteTree(QDomNode node, int levels, std::ostream& out)
+// catalog takes as much memory as its document. `levels` of it are taken apart, and
+// events are processed between the pieces.
+void WriteTree(QDomNode node, int levels, std::ostream& out, Pacer& pacer)
 {
+    pacer.Breathe();
     if (levels == 0) {
         CXMLNode tree(nullptr);
         tree.ReadNode(node);
@@ -105,7 +112,7 @@ void WriteTree(QDomNode node, int levels, std::ostream& out)
     out.write(alone.data(), std::streamsize(place));
     for (const auto& [name, children] : groups) {
         for (const QDomNode& child : children)
-            WriteTree(child, levels - 1, out);
+            WriteTree(child, levels - 1, out, pacer);
     }
     out.write(alone.data() + place, std::streamsize(alone.size() - place));
 }
@@ -122,9 +129,8 @@ bool SaveFile(const char* name, const std::function<void(std::ostream&)>& write)
                qUtf8Printable(file.errorString()));
         return false;
     }
-    if (isNew)
-        MakePermissions(file.handle());
-    else
+    SetPermissions(file.handle(), std::strcmp(name, ".profile") == 0, isNew ? nullptr : &before);
+    if (!isNew)
         KeepOwner(file.handle(), before);
     DeviceBuffer buffer(file);
     std::ostream out(&buffer);
@@ -163,13 +169,16 @@ void SaveFirstElement(const QDomElement& body, const char* name)
     constexpr int levels = 2; // a catalog's products, one after the other
     const QDomElement first = body.firstChildElement();
     if (!first.isNull())
-        SaveFile(name, [&first](std::ostream& out) { WriteTree(first, levels, out); });
+        SaveFile(name, [&first](std::ostream& out) {
+            Pacer pacer;
+            WriteTree(first, levels, out, pacer);
+        });
 }
 
 bool ReadSavedTree(const char* name, CXMLNode& tree)
 {
     QDomDocument document;
-    if (!ReadReplyDocument(SavedTreePath(name), document)) {
+    if (!ReadSavedDocument(SavedTreePath(name), document)) {
         qCInfo(logCatalog, "cannot take %s for a saved reply", qUtf8Printable(SavedTreePath(name)));
         return false;
     }

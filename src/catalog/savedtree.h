@@ -29,7 +29,7 @@ VANTRELAGENT_EXPORT bool ReadFirstElement(const QDomElement& body, CXMLNode& tre
 
 /// Writes `tree` to the file `name` of the data folder. A file that is there
 /// keeps its permissions and, where that is allowed, its owner; a new one may be
-/// written by its owner and group.
+/// written by its owner alone. ".profile" is the account's: only its owner may read it.
 ///
 /// The new text replaces the old one in one step, once it is on the disk, so that
 /// whoever reads meanwhile, or kills this process, finds the one or the other.
@@ -40,8 +40,8 @@ VANTRELAGENT_EXPORT bool ReadFirstElement(const QDomElement& body, CXMLNode& tre
 /// it cannot be opened).
 VANTRELAGENT_EXPORT bool SaveTree(CXMLNode& tree, const char* name);
 
-/// Both steps, with the same file, but without the whole tree in memory; what fails
-/// is left at that.
+/// Both steps, with the same file, but without the whole tree in memory, and with
+/// events processed meanwhile; what fails is left at that.
 VANTRELAGENT_EXPORT void SaveFirstElement(const QDomElement& body, const char* name);
 
 /// Reads the file `name` of the data folder into `tree`, beside what is there.

@@ -5,6 +5,7 @@
 
 #include "db/dbfolders.h"
 #include "db/dblayouts.h"
+#include "db/generations.h"
 #include "db/recordreader.h"
 #include "store/notesheap.h"
 
@@ -106,9 +107,13 @@ struct CatalogScan::Files {
     bool hasNames = false;
 };
 
-CatalogScan::CatalogScan() : m_files(std::make_unique<Files>(CatalogFolder()))
+CatalogScan::CatalogScan()
 {
     static_assert(std::tuple_size<decltype(m_record)>::value == Catalog::layout.recordLength);
+    OpenCurrentCatalog(CatalogFolder(), [this](const std::string& current) {
+        m_files = std::make_unique<Files>(current);
+        return bool(*this);
+    });
 }
 
 CatalogScan::~CatalogScan() = default;

@@ -6,6 +6,9 @@
 #include "db/dbfiles.h"
 #include "db/dbfolders.h"
 #include "db/dblayouts.h"
+#include "db/generations.h"
+#include "db/heldfiles.h"
+#include "db/noteowners.h"
 #include "store/cnote.h"
 #include "store/indexfile.h"
 #include "store/indexpage.h"
@@ -28,18 +31,29 @@ namespace
 
 constexpr int keys = Catalog::layout.indexCount;
 
-std::vector<std::string> FileNames()
+CatalogPaths StaticPaths()
 {
-    return { CCatalogFile::CATALOGDFNAME, CCatalogFile::CATALOGIDXNAME1,
-             CCatalogFile::CATALOGIDXNAME2, CCatalogFile::CATALOGIDXNAME3,
-             CCatalogFile::CATALOGIDXNAME4 };
+    return { { CCatalogFile::CATALOGDFNAME, CCatalogFile::CATALOGIDXNAME1,
+               CCatalogFile::CATALOGIDXNAME2, CCatalogFile::CATALOGIDXNAME3,
+               CCatalogFile::CATALOGIDXNAME4 },
+             CCatalogFile::CATALOGNOTES,
+             { CDependency::DEPENDENCYDFNAME, CDependency::DEPENDENCYIDXNAME1,
+               CDependency::DEPENDENCYIDXNAME2 } };
 }
 
-void TellIfNot(bool open, const char* what)
+// The folder of these paths, if they are those of a folder.
+std::string FolderOf(const CatalogPaths& paths)
 {
-    if (!open)
-        qCInfo(logDb, "cannot %s the catalog of %s, error %d", what,
-               CCatalogFile::CATALOGDFNAME.c_str(), int(taerror));
+    const std::string& data = paths.products[0];
+    const std::string folder = data.substr(0, data.rfind('/') + 1);
+    return paths == CatalogPathsIn(folder) ? folder : std::string();
+}
+
+// As a product shows it.
+std::string CutCategory(const char* category)
+{
+    const char* const text = category ? category : "";
+    return std::string(text, CutLength(text, Catalog::categoryKeyWidth));
 }
 
 QString ReadText(CNote& notes, std::int32_t offset)
@@ -50,9 +64,13 @@ QString ReadText(CNote& notes, std::int32_t offset)
 
 } // namespace
 
-CCatalogFile::CCatalogFile()
-    : m_files(std::make_unique<DbFiles>(Catalog::layout)), m_notes(std::make_unique<CNote>()),
-      m_serialText()
+CCatalogFile::CCatalogFile() : CCatalogFile(std::string()) { }
+
+CCatalogFile::CCatalogFile(const std::string& folder, StoreFiles* files)
+    : m_sFolder(folder), m_pFiles(files), m_held(std::make_unique<HeldFiles>()),
+      m_files(std::make_unique<DbFiles>(Catalog::layout)),
+      m_notes(std::make_unique<CNote>(Files())), m_owners(std::make_unique<NoteOwners>()),
+      m_dependency(folder, Files()), m_serialText()
 {
     static_assert(std::tuple_size<decltype(m_record)>::value == Catalog::layout.recordLength);
     if (CATALOGDFNAME.empty())
@@ -75,24 +93,89 @@ void CCatalogFile::InitStaticMembers()
 
 // ---- the files ----
 
+std::string CCatalogFile::DescribedFolder()
+{
+    if (CATALOGDFNAME.empty())
+        InitStaticMembers();
+    if (CDependency::DEPENDENCYDFNAME.empty())
+        CDependency::InitStaticMembers();
+    return FolderOf(StaticPaths());
+}
+
+CatalogPaths CCatalogFile::Paths() const
+{
+    return m_sFolder.empty() ? StaticPaths() : CatalogPathsIn(m_sFolder);
+}
+
+// Where the current files are to be looked for; empty where the paths are taken as
+// they are.
+std::string CCatalogFile::Folder() const
+{
+    return m_pFiles ? std::string() : FolderOf(Paths());
+}
+
+StoreFiles* CCatalogFile::Files() const
+{
+    return m_pFiles ? m_pFiles : m_held.get();
+}
+
 bool CCatalogFile::Open()
 {
-    if (!DoesFileExist(0, CATALOGDFNAME.c_str()))
-        return Create();
-    Close();
-    m_bOpen
-        = m_files->Open(FileNames()) && m_notes->Open(CATALOGNOTES.c_str()) && m_dependency.Open();
-    TellIfNot(m_bOpen, "open");
+    return Files()->Exists(Paths().products[0].c_str()) ? OpenCurrent() : Make(true);
+}
+
+bool CCatalogFile::OpenCurrent()
+{
+    const std::string folder = Folder();
+    m_bOpen = folder.empty() ? OpenAll(Paths())
+                             : OpenCurrentCatalog(folder, [this](const std::string& current) {
+                                   return OpenAll(CatalogPathsIn(current));
+                               });
+    if (!m_bOpen)
+        qCInfo(logDb, "cannot open the catalog of %s, error %d", m_sData.c_str(), int(taerror));
     return m_bOpen;
+}
+
+bool CCatalogFile::OpenAll(const CatalogPaths& paths)
+{
+    Close();
+    m_sData = paths.products[0];
+    return m_files->Open(paths.products, Files()) && m_notes->Open(paths.notes.c_str())
+        && m_dependency.OpenOrCreate(paths.dependencies);
 }
 
 bool CCatalogFile::Create()
 {
+    return Make(false);
+}
+
+// A database for others to see is made aside, and put in place when it is whole.
+bool CCatalogFile::Make(bool isFirst)
+{
+    const std::string folder = Folder();
+    if (folder.empty())
+        return m_bOpen = CreateAll(Paths());
+    {
+        NewGeneration generation(folder);
+        m_bOpen = generation && CreateAll(CatalogPathsIn(generation.Folder()))
+            && (isFirst ? generation.PublishFirst() : generation.Publish());
+        if (!m_bOpen) {
+            Close();
+            qCInfo(logDb, "cannot make a catalog in %s, error %d, %s", folder.c_str(), int(taerror),
+                   generation.Reason().c_str());
+            return generation.Exists() && OpenCurrent();
+        }
+    }
+    RemoveOldGenerations(folder);
+    return true;
+}
+
+bool CCatalogFile::CreateAll(const CatalogPaths& paths)
+{
     Close();
-    m_bOpen = m_files->Create(FileNames()) && m_notes->Create(CATALOGNOTES.c_str())
-        && m_dependency.Create();
-    TellIfNot(m_bOpen, "make");
-    return m_bOpen;
+    m_sData = paths.products[0];
+    return m_files->Create(paths.products, Files()) && m_notes->Create(paths.notes.c_str())
+        && m_dependency.m_files->Create(paths.dependencies, Files());
 }
 
 void CCatalogFile::Close()
@@ -100,9 +183,25 @@ void CCatalogFile::Close()
     m_dependency.Close();
     m_notes->Close();
     m_files->Close();
+    m_held->CloseAll();
+    m_owners->Clear();
     setDependencies({});
     m_nWalked = -1;
     m_bOpen = false;
+}
+
+// Files that its user gave it a file system for are that one's care.
+bool CCatalogFile::IsReplaced() const
+{
+    if (m_pFiles)
+        return false;
+    const std::string data
+        = m_sFolder.empty() ? CATALOGDFNAME : m_sFolder + Catalog::layout.fileName;
+    if (m_held->LeadsTo(data, m_sData))
+        return false;
+    qCInfo(logDb, "the change is refused: the catalog of %s was replaced since it was opened",
+           data.c_str());
+    return true;
 }
 
 // ---- the record ----
@@ -131,10 +230,14 @@ bool CCatalogFile::GetRecord(std::int32_t record)
     return true;
 }
 
+// What was replaced while it was changed has not kept the change.
 bool CCatalogFile::SaveRecord()
 {
-    if (!m_bOpen)
-        return false;
+    return m_bOpen && !IsReplaced() && Store() && !IsReplaced();
+}
+
+bool CCatalogFile::Store()
+{
     SaveDescription();
     if (!(m_nRecord == -1 ? AppendProduct() : UpdateProduct()))
         return false;
@@ -143,22 +246,32 @@ bool CCatalogFile::SaveRecord()
 }
 
 // A note is never changed in place. Without a description the old note goes, but
-// the record keeps its offset.
+// the record keeps its offset, where another product's text may come to be.
 void CCatalogFile::SaveDescription()
 {
     const std::int32_t old = NoteOffset();
-    if (old != -1 && (!m_sDescription.isEmpty() || m_nRecord != -1))
-        m_notes->DeleteNote(old);
+    if (old != -1 && (!m_sDescription.isEmpty() || m_nRecord != -1)) {
+        m_owners->Read(m_files->Data(), *m_notes);
+        if (m_owners->MayDelete(old, m_nRecord))
+            m_notes->DeleteNote(old);
+    }
     if (m_sDescription.isEmpty())
         return;
     const QByteArray text = m_sDescription.toUtf8();
-    PutInt32(m_record.data() + Catalog::noteOffset, m_notes->SaveNote(text, text.size()));
+    const std::int32_t offset = m_notes->SaveNote(text, text.size());
+    PutInt32(m_record.data() + Catalog::noteOffset, offset);
+    if (offset == -1)
+        return;
+    m_owners->Put(offset, text.size());
+    if (m_nRecord != -1)
+        m_owners->Belongs(offset, m_nRecord);
 }
 
 bool CCatalogFile::AppendProduct()
 {
     if (!m_files->Append(m_record.data(), &m_nRecord))
         return false;
+    m_owners->Belongs(NoteOffset(), m_nRecord);
     MakeKeys();
     for (int which = 0; which < keys; ++which)
         if (!m_files->AddKey(which, m_nRecord, m_keys[std::size_t(which)].data()))
@@ -238,7 +351,7 @@ bool CCatalogFile::FindServerSerialNumber(std::int32_t serial)
 
 bool CCatalogFile::FindServerSerialNumber(const char* serial)
 {
-    return FindServerSerialNumber(LeadingNumber(serial));
+    return FindServerSerialNumber(LeadingNumber(serial ? serial : ""));
 }
 
 bool CCatalogFile::LoadSerial(std::int32_t serial)
@@ -256,13 +369,13 @@ bool CCatalogFile::LoadInCategory(std::int32_t record, const char* category)
     m_nWalked = loaded ? record : -1;
     if (!loaded)
         return false;
-    return !category || SameText(Category(), category);
+    return !category || SameText(Category(), CutCategory(category).c_str());
 }
 
 bool CCatalogFile::FindFirstForCategory(const char* category)
 {
     std::int32_t record;
-    return m_bOpen && m_files->Search(0, category ? category : "", &record)
+    return m_bOpen && m_files->Search(0, CutCategory(category).c_str(), &record)
         && LoadInCategory(record, category);
 }
 

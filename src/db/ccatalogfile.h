@@ -20,6 +20,13 @@
 /// character that does not fit. InitIndex comes first, and the object closes
 /// before UnInitIndex. One thread at a time; nobody else may write the files
 /// meanwhile.
+///
+/// An update (CAPIUpdateCatalog, in this process or another one) and Create make new
+/// files and put them in place of the old ones in one step. An object that is open
+/// then goes on with the files that it opened, whole and unchanged, until it is
+/// opened again; SaveRecord refuses to change them. The files stay open between
+/// calls, ten descriptors for an object, unless half of those that the process may
+/// have are in use: what is opened beyond fails once it was replaced.
 
 #pragma once
 
@@ -34,17 +41,25 @@
 #include <string>
 
 class CNote;
+class HeldFiles;
+class StoreFiles;
+struct CatalogPaths;
 
 class VANTRELAGENT_EXPORT CCatalogFile
 {
 public:
     CCatalogFile();
+    /// The catalog of another folder, whose name ends with a slash. With a file system
+    /// of its own (null: that of the process) the files are used just as they are
+    /// there; it is an inside name of the record store and outlives the object.
+    explicit CCatalogFile(const std::string& folder, StoreFiles* files = nullptr);
     ~CCatalogFile();
     CCatalogFile(const CCatalogFile&) = delete;
     CCatalogFile& operator=(const CCatalogFile&) = delete;
 
-    /// The files in the agent's data folder, set by the first object.
-    /// Paths as they are opened.
+    /// The files in the agent's data folder, set by the first object: paths for the
+    /// objects that have no folder of their own. They are links to the current files
+    /// (docs/databases.md).
     /// @{
     static std::string CATALOGDFNAME; ///< the data file
     static std::string CATALOGIDXNAME1; ///< by category and name
@@ -55,12 +70,16 @@ public:
     /// @}
     /// Sets the paths; the constructor does it.
     static void InitStaticMembers();
+    /// The folder of these files and those of CDependency; empty where they are not
+    /// in one folder by their own names.
+    static std::string DescribedFolder();
 
     /// Opens all files, or makes them when the data file is not there. The first
     /// one that does not open ends it, false; those before it stay open until
     /// Close, and nothing can be read or saved.
     bool Open();
-    /// Makes new ones, in place of those that are there.
+    /// Makes new ones, in place of those that are there. False with these as they
+    /// were where that fails, or the folder cannot be written.
     bool Create();
     /// Writes what is not yet written and closes all files; the destructor does, too.
     void Close();
@@ -73,7 +92,9 @@ public:
     bool GetRecord(std::int32_t record);
     /// Stores the product with its description and the names in its dependency
     /// list. The first thing that fails for a new one, such as a package name
-    /// that another product has, ends it, and what was stored stays.
+    /// that another product has, ends it, and what was stored stays. When the files
+    /// were replaced since they were opened nothing is stored: false, with a line in
+    /// the log (vantrel.agent.db).
     ///
     /// The list of a product that was loaded holds the names of later products
     /// too (see CDependency::LoadDepends), which become its own by being saved:
@@ -89,7 +110,8 @@ public:
     bool FindServerSerialNumber(const char* serial);
     /// @}
     /// Walk the products of a category by name; null walks those of all
-    /// categories, in the order of these. Letter case does not count. When there
+    /// categories, in the order of these. Letter case does not count, nor what comes
+    /// after the first 60 bytes of a name. When there
     /// is no further one the result is false, with another product loaded.
     /// @{
     bool FindFirstForCategory(const char* category);
@@ -151,7 +173,9 @@ public:
     std::int32_t Downloads() const; ///< how often it was downloaded
     std::int32_t FileSize() const; ///< the size of its download in bytes
 
-    /// Up to 499,992 bytes of UTF-8 are kept, of a longer one nothing.
+    /// Up to 499,992 bytes of UTF-8 are kept, of a longer one nothing. A product
+    /// whose description was cleared keeps the place of the text; what another
+    /// product puts there is shown for both, and goes with that one only.
     void setDescription(const QString& text) { m_sDescription = text; }
     QString Description() const { return m_sDescription; } ///< empty without one
 
@@ -177,6 +201,15 @@ public:
     void MakeKeys();
 
 private:
+    CatalogPaths Paths() const;
+    std::string Folder() const;
+    StoreFiles* Files() const;
+    bool OpenAll(const CatalogPaths& paths);
+    bool CreateAll(const CatalogPaths& paths);
+    bool OpenCurrent();
+    bool Make(bool isFirst);
+    bool IsReplaced() const;
+    bool Store();
     void MakeKey(int which, char* key) const;
     void SaveDescription();
     bool AppendProduct();
@@ -187,11 +220,16 @@ private:
     bool FindBehindLoaded(std::int32_t* record);
     bool StepFromLoaded(std::int32_t* record);
 
+    const std::string m_sFolder; // empty: the static paths
+    StoreFiles* const m_pFiles; // null: m_held
+    std::unique_ptr<HeldFiles> m_held;
+    std::string m_sData; // the data file, as it was opened
     std::array<std::uint8_t, 2012> m_record;
     std::int32_t m_nRecord;
     std::array<std::array<char, 111>, 4> m_keys; // the product is stored under
     std::unique_ptr<class DbFiles> m_files;
     std::unique_ptr<CNote> m_notes;
+    std::unique_ptr<class NoteOwners> m_owners;
     CDependency m_dependency;
     QByteArrayList m_dependencies;
     QString m_sDescription;

@@ -6,7 +6,10 @@
 #include "db/dbfiles.h"
 #include "db/dbfolders.h"
 #include "db/dblayouts.h"
+#include "db/generations.h"
+#include "db/heldfiles.h"
 #include "store/datafile.h"
+#include "util/diagnostics.h"
 
 #include <algorithm>
 #include <cstring>
@@ -75,7 +78,11 @@ void AppendNames(DataFile* file, const std::vector<std::int32_t>& numbers, QByte
 
 } // namespace
 
-CDependency::CDependency() : m_files(std::make_unique<DbFiles>(Dependency::layout))
+CDependency::CDependency() : CDependency(std::string()) { }
+
+CDependency::CDependency(const std::string& folder, StoreFiles* files)
+    : m_sFolder(folder), m_pFiles(files), m_held(std::make_unique<HeldFiles>()),
+      m_files(std::make_unique<DbFiles>(Dependency::layout))
 {
     static_assert(length == std::tuple_size<decltype(m_record)>::value);
     if (DEPENDENCYDFNAME.empty())
@@ -93,22 +100,77 @@ void CDependency::InitStaticMembers()
     DEPENDENCYIDXNAME2 = path(Dependency::layout.indexes[1].fileName);
 }
 
+// ---- the files ----
+
+std::vector<std::string> CDependency::Paths() const
+{
+    if (!m_sFolder.empty())
+        return CatalogPathsIn(m_sFolder).dependencies;
+    return { DEPENDENCYDFNAME, DEPENDENCYIDXNAME1, DEPENDENCYIDXNAME2 };
+}
+
+// Where the current files are to be looked for; empty where the paths are taken as
+// they are.
+std::string CDependency::Folder() const
+{
+    const std::vector<std::string> paths = Paths();
+    const std::string folder = paths[0].substr(0, paths[0].rfind('/') + 1);
+    return !m_pFiles && paths == CatalogPathsIn(folder).dependencies ? folder : std::string();
+}
+
+StoreFiles* CDependency::Files() const
+{
+    return m_pFiles ? m_pFiles : m_held.get();
+}
+
 bool CDependency::Open()
 {
-    if (!DoesFileExist(0, DEPENDENCYDFNAME.c_str()))
-        return Create();
-    return m_files->Open({ DEPENDENCYDFNAME, DEPENDENCYIDXNAME1, DEPENDENCYIDXNAME2 });
+    const std::string folder = Folder();
+    if (folder.empty())
+        return OpenOrCreate(Paths());
+    return OpenCurrentCatalog(folder, [this](const std::string& current) {
+        Close();
+        return OpenOrCreate(CatalogPathsIn(current).dependencies);
+    });
 }
 
 bool CDependency::Create()
 {
-    return m_files->Create({ DEPENDENCYDFNAME, DEPENDENCYIDXNAME1, DEPENDENCYIDXNAME2 });
+    Close();
+    const std::string folder = Folder();
+    const std::vector<std::string> paths
+        = folder.empty() ? Paths() : CatalogPathsIn(CurrentCatalogFolder(folder)).dependencies;
+    m_sData = paths[0];
+    return m_files->Create(paths, Files());
+}
+
+bool CDependency::OpenOrCreate(const std::vector<std::string>& paths)
+{
+    m_sData = paths[0];
+    return Files()->Exists(m_sData.c_str()) ? m_files->Open(paths, Files())
+                                            : m_files->Create(paths, Files());
 }
 
 void CDependency::Close()
 {
     m_files->Close();
+    m_held->CloseAll();
 }
+
+// Those that its user gave it a file system for are that one's care.
+bool CDependency::IsReplaced() const
+{
+    if (m_pFiles || !m_files->Data())
+        return false;
+    const std::string data
+        = m_sFolder.empty() ? DEPENDENCYDFNAME : m_sFolder + Dependency::layout.fileName;
+    if (m_held->LeadsTo(data, m_sData))
+        return false;
+    qCInfo(logDb, "the change is refused: %s was replaced since it was opened", data.c_str());
+    return true;
+}
+
+// ---- the record ----
 
 void CDependency::AddNew()
 {
@@ -158,7 +220,13 @@ void CDependency::MakeKeys()
     MakeKey2(m_key2.data());
 }
 
+// What was replaced while it was changed has not kept the change.
 bool CDependency::SaveRecord()
+{
+    return !IsReplaced() && Store() && !IsReplaced();
+}
+
+bool CDependency::Store()
 {
     return m_nRecord == -1 ? AppendRecord() : UpdateRecord();
 }
@@ -196,6 +264,8 @@ bool CDependency::UpdateRecord()
 
 void CDependency::SaveDepends(std::int32_t parent, const QByteArrayList& names)
 {
+    if (IsReplaced())
+        return;
     std::vector<std::uint8_t> records;
     const auto set = [&](const QByteArray& name) {
         AddNew();
@@ -211,7 +281,7 @@ void CDependency::SaveDepends(std::int32_t parent, const QByteArrayList& names)
     for (const QByteArray& name : names) {
         set(name);
         if (!stored) {
-            SaveRecord();
+            Store();
             continue;
         }
         m_nRecord = number++;
@@ -236,11 +306,13 @@ void CDependency::Load(std::int32_t parent, bool toTheEnd, QByteArrayList& list)
     char key[keyRoom];
     Dependency::FormatParent(parent, key);
     std::vector<std::int32_t> numbers;
+    // In a damaged index a walk may come by an item again.
+    const std::size_t most = m_files->Data() ? FileLen(m_files->Data()) : 0;
     std::int32_t number;
     long at = parent;
     char before[keyRoom];
     bool more = m_files->Search(0, key, &number, key) && Dependency::ParentOfKey(key) == parent;
-    while (more) {
+    while (more && numbers.size() < most) {
         numbers.push_back(number);
         std::memcpy(before, key, Dependency::parentKeyWidth);
         more = m_files->Next(0, &number, key);
@@ -254,6 +326,8 @@ void CDependency::Load(std::int32_t parent, bool toTheEnd, QByteArrayList& list)
 
 void CDependency::RemoveAllDependencies(std::int32_t parent)
 {
+    if (IsReplaced())
+        return;
     char key[keyRoom];
     std::int32_t number;
     do

@@ -20,19 +20,27 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 class DbFiles;
+class HeldFiles;
+class StoreFiles;
 
 class VANTRELAGENT_EXPORT CDependency
 {
 public:
     CDependency();
+    /// The files of another folder, whose name ends with a slash. With a file system
+    /// of their own (null: that of the process) they are used just as they are there;
+    /// it is an inside name of the record store and outlives the object.
+    explicit CDependency(const std::string& folder, StoreFiles* files = nullptr);
     ~CDependency();
     CDependency(const CDependency&) = delete;
     CDependency& operator=(const CDependency&) = delete;
 
-    /// The files in the agent's data folder, set by the first object.
-    /// Paths as they are opened.
+    /// The files in the agent's data folder, set by the first object: paths for the
+    /// objects that have no folder of their own. Where they are links to the current
+    /// generation of the catalog (see CCatalogFile), that is opened.
     /// @{
     static std::string DEPENDENCYDFNAME; ///< the data file
     static std::string DEPENDENCYIDXNAME1; ///< by parent and name
@@ -42,7 +50,9 @@ public:
     static void InitStaticMembers();
 
     /// Opens the files, or makes them when the data file is not there. The first
-    /// one that does not open ends it; those before it stay open until Close.
+    /// one that does not open ends it; those before it stay open until Close. The
+    /// object goes on with them, and can no longer change anything, when an update
+    /// puts others in their place.
     bool Open();
     /// Makes new ones, in place of those that are there.
     bool Create();
@@ -60,7 +70,8 @@ public:
     std::int32_t RecordNumber() const { return m_nRecord; } ///< of this record; -1: new
 
     /// Stores the record. A new one is refused, false, when its parent has that
-    /// name already; its bytes then stay in the data file, in no index.
+    /// name already; its bytes then stay in the data file, in no index. False, too,
+    /// when the files were replaced since they were opened.
     bool SaveRecord();
 
     /// Stores a record for each name, as AddNew, setName, setParent and SaveRecord
@@ -87,14 +98,25 @@ public:
     void MakeKeys();
 
 private:
+    friend class CCatalogFile;
     using Key = std::array<char, 59>;
 
+    std::vector<std::string> Paths() const;
+    std::string Folder() const;
+    StoreFiles* Files() const;
+    bool OpenOrCreate(const std::vector<std::string>& paths);
+    bool IsReplaced() const;
+    bool Store();
     bool AppendRecord();
     bool AddKeys();
     bool UpdateRecord();
     bool RemoveOne(std::int32_t number, const char* found);
     void Load(std::int32_t parent, bool toTheEnd, QByteArrayList& list);
 
+    const std::string m_sFolder; // empty: the static paths
+    StoreFiles* const m_pFiles; // null: m_held
+    std::unique_ptr<HeldFiles> m_held;
+    std::string m_sData; // the data file, as it was opened
     std::array<std::uint8_t, 60> m_record;
     std::int32_t m_nRecord;
     std::unique_ptr<DbFiles> m_files;

@@ -4,6 +4,7 @@
 #include "db/dbcheck.h"
 
 #include "db/dblayouts.h"
+#include "db/generations.h"
 #include "db/recordreader.h"
 #include "store/indexpage.h"
 #include "store/notesheap.h"
@@ -252,8 +253,10 @@ void CheckDependencies(const std::string& folder, const std::vector<bool>& produ
 
 } // namespace
 
-DbFindings CheckCatalog(const std::string& folder)
+DbFindings CheckCatalog(const std::string& described)
 {
+    const PinnedGeneration current(described);
+    const std::string& folder = current.Folder();
     DbFindings findings;
     const Database database{ Catalog::layout, NamedBy(Catalog::name, Catalog::texts),
                              Catalog::MakeKey };

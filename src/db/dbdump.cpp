@@ -4,6 +4,7 @@
 #include "db/dbdump.h"
 
 #include "db/dblayouts.h"
+#include "db/generations.h"
 #include "db/recordreader.h"
 #include "store/notesheap.h"
 #include "store/storecheck.h"
@@ -137,8 +138,10 @@ void Application(std::ostream& out, std::int32_t number, const std::uint8_t* rec
 
 } // namespace
 
-bool DumpCatalog(const std::string& folder, std::ostream& out)
+bool DumpCatalog(const std::string& described, std::ostream& out)
 {
+    const PinnedGeneration current(described);
+    const std::string& folder = current.Folder();
     RecordReader records(folder, Catalog::layout,
                          { std::begin(Catalog::texts), std::end(Catalog::texts) });
     if (!records)

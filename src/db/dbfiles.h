@@ -14,6 +14,7 @@
 struct DataFile;
 struct DbLayout;
 struct IndexFile;
+class StoreFiles;
 
 class DbFiles
 {
@@ -24,11 +25,23 @@ public:
     DbFiles& operator=(const DbFiles&) = delete;
 
     // The data file's name and those of the indexes, in their order. The first
-    // one that fails ends it, and those before it stay open.
-    bool Open(const std::vector<std::string>& names);
+    // one that fails ends it, and those before it stay open. With a file system of
+    // their own, which outlives their being open; null: the one in use.
+    bool Open(const std::vector<std::string>& names, StoreFiles* files = nullptr);
     // The same with new, empty files in place of those that are there.
-    bool Create(const std::vector<std::string>& names);
-    void Close();
+    bool Create(const std::vector<std::string>& names, StoreFiles* files = nullptr);
+    // False when something could not be written.
+    bool Close();
+
+    // For files that others may change: each change of them is written at once, and
+    // begins at the file. False unless all are open.
+    bool BeginFlushing();
+    // Reads again, of all files or of one index, what another handle may have
+    // changed. An index forgets its position. False when a file is not open.
+    bool Refresh();
+    bool Refresh(int which);
+    // Closes an index, puts the index file `made` in its place and opens that.
+    bool ReplaceIndex(int which, const std::string& made, const std::string& name);
 
     // Null while it is not open.
     DataFile* Data() const { return m_data; }
@@ -56,7 +69,8 @@ public:
 
 private:
     template <typename OpenData, typename OpenIndex>
-    bool OpenAll(const std::vector<std::string>& names, OpenData openData, OpenIndex openIndex);
+    bool OpenAll(const std::vector<std::string>& names, StoreFiles* files, OpenData openData,
+                 OpenIndex openIndex);
 
     const DbLayout& m_layout;
     DataFile* m_data = nullptr;

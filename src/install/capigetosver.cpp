@@ -57,6 +57,7 @@ void CAPIGetOSVer::UpgradeOSPackages(PackageNameArray& arPackages)
 
 void CAPIGetOSVer::onCanAddToNewStuff(PackageNameArray& arPackages, bool& bAddToNewStuff)
 {
+    CTracer tracer("CAPIGetOSVer::onCanAddToNewStuff");
     bAddToNewStuff = false;
     for (auto name = arPackages.begin(); name != arPackages.end() && !m_bUpdatedAgent; ++name)
         m_bUpdatedAgent = strcasecmp(name->c_str(), "vantrelagent") == 0;
@@ -70,5 +71,7 @@ void CAPIGetOSVer::onCanContinue(int nPackages, bool& bCanContinue)
     const QString text = QStringLiteral(
         "An update for VantrelOS is available, do you want to update your system now?\n"
         "(You will be reminded later if you select No at this time.)");
-    bCanContinue = nPackages > 0 && okToDoUpdate(text, QStringLiteral("Update Available"));
+    const QString caption = QStringLiteral("Update Available");
+    tracer.trace_out(QString(caption + QLatin1String(": ") + text).toStdString());
+    bCanContinue = nPackages > 0 && okToDoUpdate(text, caption);
 }

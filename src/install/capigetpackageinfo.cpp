@@ -6,12 +6,14 @@
 #include "catalog/cxmlnode.h"
 #include "install/crun.h"
 #include "install/crunaptget.h"
+#include "install/failurereason.h"
 #include "support/ctracer.h"
 #include "util/output.h"
 
 #include <QDir>
 #include <QFile>
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <fcntl.h>
 #include <fstream>
@@ -52,11 +54,16 @@ void RemoveTree(const QString& path)
 CAPIGetPackageInfo::CAPIGetPackageInfo(PackageNameArray names, bool bSilent)
     : CAPI(bSilent, false, false), m_names(std::move(names))
 {
+    CTracer tracer("CAPIGetPackageInfo::CAPIGetPackageInfo");
 }
 
 bool CAPIGetPackageInfo::Execute()
 {
-    if (DecorateURI().isEmpty()) {
+    CTracer tracer("CAPIGetPackageInfo::Execute");
+    const bool empty = DecorateURI().isEmpty();
+    if (m_bCancelled)
+        SetFailure(AgentError::Cancelled);
+    if (empty || m_bCancelled) {
         m_bSucceeded = false;
         delete this;
         return false;
@@ -64,8 +71,16 @@ bool CAPIGetPackageInfo::Execute()
     return CAPI::Execute();
 }
 
+bool CAPIGetPackageInfo::Cancel()
+{
+    CTracer tracer("CAPIGetPackageInfo::Cancel");
+    m_bCancelled = true;
+    return m_pRunner ? m_pRunner->Cancel() : CancelTransfer();
+}
+
 QString CAPIGetPackageInfo::DecorateURI()
 {
+    CTracer tracer("CAPIGetPackageInfo::DecorateURI");
     if (m_query.isEmpty())
         m_query = GetPackageFiles();
     return m_query;
@@ -73,24 +88,49 @@ QString CAPIGetPackageInfo::DecorateURI()
 
 QString CAPIGetPackageInfo::GetPackageFiles()
 {
+    CTracer tracer("CAPIGetPackageInfo::GetPackageFiles");
     std::string names;
     for (const std::string& name : m_names)
         names += ' ' + name;
     CRunAptGet runner;
+    runner.m_bHasTree = m_bHasTree;
+    m_pRunner = &runner;
     const int status = runner.Run('D', names, false, false);
-    AptGetMessages errors = runner.Errors();
-    AptGetMessages report = runner.Messages();
+    m_pRunner = nullptr;
     if (status != 0) {
-        // The status stands behind the text as a character: kept as it is.
-        if (status == 127)
-            errors.push_back(std::string("Unable to run /usr/bin/vos-apt-get. Make sure it exists "
-                                         "and has execute permissions.")
-                             + char(status));
-        emit signalDependencyErrors(errors, report);
+        TellDependencyErrors(runner, status);
         return QString();
     }
     const PackageNameArray files = runner.PackageFiles();
+    if (files.empty()) {
+        const FailureReason reason = ReasonOfNoFiles(runner.Messages());
+        SetFailure(reason.code, reason.sentence, reason.details);
+    }
     emit signalPackageCount(int(files.size()));
+    return QueryFor(files);
+}
+
+void CAPIGetPackageInfo::TellDependencyErrors(const CRunAptGet& runner, int status)
+{
+    SetFailure(runner.Failure(), runner.FailureSentence(), runner.FailureDetails());
+    // Who cancels it knows why.
+    if (runner.WasCancelled())
+        return;
+    AptGetMessages errors = runner.Errors();
+    AptGetMessages report = runner.Messages();
+    const bool refused = runner.Failure() == AgentError::RefusedName
+        || runner.Failure() == AgentError::BadHomeFolder
+        || runner.Failure() == AgentError::LockHeld;
+    // The status follows the text as a character: kept as it is.
+    if (status == 127 && !refused)
+        errors.push_back(std::string("Unable to run /usr/bin/vos-apt-get. Make sure it exists "
+                                     "and has execute permissions.")
+                         + char(status));
+    emit signalDependencyErrors(errors, report);
+}
+
+QString CAPIGetPackageInfo::QueryFor(const PackageNameArray& files) const
+{
     QString query;
     for (const std::string& file : files) {
         query += query.isEmpty() ? QLatin1Char('?') : QLatin1Char('&');
@@ -101,36 +141,53 @@ QString CAPIGetPackageInfo::GetPackageFiles()
 
 void CAPIGetPackageInfo::onSuccessfulTransfer(QDomElement* pElement)
 {
+    CTracer tracer("CAPIGetPackageInfo::onSuccessfulTransfer");
     CXMLNode body(nullptr);
     body.ReadNode(*pElement);
     const std::vector<CXMLNode*> infos = body.ChildArray("package_info");
     if (infos.empty()) {
         WriteLine(QStringLiteral("CAPIGetPackageInfo::onSuccessfulTransfer - there are no "
                                  "packages to install"));
-        emit ErroneousTransfer(QStringLiteral("Pakmart encountered an error while requesting "
-                                              "information about the products(s) that you are "
-                                              "trying to install."));
+        const QString text = QStringLiteral("Pakmart encountered an error while requesting "
+                                            "information about the products(s) that you are "
+                                            "trying to install.");
+        SetFailure(AgentError::ReplyNotUnderstood, text);
+        emit ErroneousTransfer(text);
         return;
     }
+    // A refresh of the sources makes the folders, unless it failed.
+    if (access(CRunAptGet::ListsDir(false).c_str(), F_OK) != 0)
+        CRunAptGet::CreateAptGetDirs();
     bool success = true;
     PackageNameArray urls;
     for (CXMLNode* package : infos.front()->ChildArray("package")) {
         const std::string url = package->ChildValue("package_url", "");
         // The last package decides, whatever became of those before it.
-        success = SavePackage(url, package->ChildValue("package_data", ""));
+        success = SavePackage(url, package->ChildValue("package_data", ""), tracer);
         urls.push_back(url);
     }
     emit signalPackageURLs(urls);
     emit signalURIListComplete(success);
     m_bSucceeded = success;
+    if (!success)
+        SetFailure(m_nSaveFailure, QString(), m_sSaveFailure);
 }
 
-bool CAPIGetPackageInfo::SavePackage(const std::string& url, const std::string& data)
+bool CAPIGetPackageInfo::SavePackage(const std::string& url, const std::string& data,
+                                     CTracer& tracer)
 {
-    CTracer tracer("CAPIGetPackageInfo::onSuccessfulTransfer");
-    if (SaveURL(url))
-        return SaveListData(GetFilenameFromURL(url), data);
-    tracer.trace_out("failed to save url");
+    errno = 0;
+    m_nSaveFailure = AgentError::CannotWrite;
+    const bool savedUrl = SaveURL(url);
+    if (savedUrl && SaveListData(GetFilenameFromURL(url), data))
+        return true;
+    if (!savedUrl)
+        tracer.trace_out("failed to save url");
+    if (errno == ENOSPC)
+        m_nSaveFailure = AgentError::NoDiskSpace;
+    else if (!IsOneWord(url))
+        m_nSaveFailure = AgentError::ReplyNotUnderstood;
+    m_sSaveFailure = QString::fromStdString(url);
     return false;
 }
 
@@ -152,6 +209,7 @@ bool CAPIGetPackageInfo::SaveURL(const std::string& url)
 
 std::string CAPIGetPackageInfo::GetFilenameFromURL(const std::string& url)
 {
+    CTracer tracer("CAPIGetPackageInfo::GetFilenameFromURL");
     const auto scheme = url.find("://");
     std::string name = scheme == std::string::npos ? url : url.substr(scheme + 3);
     ReplaceAll(name, "/", "_");
@@ -162,6 +220,7 @@ std::string CAPIGetPackageInfo::GetFilenameFromURL(const std::string& url)
 
 bool CAPIGetPackageInfo::SaveListData(const std::string& file, const std::string& data)
 {
+    CTracer tracer("CAPIGetPackageInfo::SaveListData");
     const int fd = open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0664);
     FILE* index = fd >= 0 ? fdopen(fd, "w") : nullptr;
     if (!index)
@@ -178,23 +237,27 @@ bool CAPIGetPackageInfo::SaveListData(const std::string& file, const std::string
 
 void CAPIGetPackageInfo::DeleteTempLists(const PackageNameArray&)
 {
+    CTracer tracer("CAPIGetPackageInfo::DeleteTempLists");
     for (const std::string& path : { CRunAptGet::ListsDir(false), CRunAptGet::SourcesFile(false) })
         RemoveTree(QFile::decodeName(path.c_str()));
 }
 
 void CAPIGetPackageInfo::DeleteFileFromURL(const std::string& url)
 {
+    CTracer tracer("CAPIGetPackageInfo::DeleteFileFromURL");
     std::remove(GetFilenameFromURL(url).c_str());
 }
 
 void CAPIGetPackageInfo::DeleteURLs(const PackageNameArray& urls)
 {
+    CTracer tracer("CAPIGetPackageInfo::DeleteURLs");
     for (const std::string& url : urls)
         DeleteFileFromURL(url);
 }
 
 bool CAPIGetPackageInfo::ContainsURLs(const std::string& line, const std::set<std::string>& urls)
 {
+    CTracer tracer("CAPIGetPackageInfo::ContainsURLs");
     return std::any_of(urls.begin(), urls.end(), [&line](const std::string& url) {
         return !url.empty() && line.find(url) != std::string::npos;
     });

@@ -17,6 +17,9 @@
 
 #include <set>
 
+class CRunAptGet;
+class CTracer;
+
 class VANTRELAGENT_EXPORT CAPIGetPackageInfo : public CAPI
 {
     Q_OBJECT
@@ -29,6 +32,10 @@ public:
     /// Lists the files, then asks the server. False, with the object gone, when
     /// there is nothing to ask for; signalDependencyErrors says why.
     bool Execute() override;
+
+    /// Ends the request: the run of the front end, or the transfer. False, with nothing
+    /// done, when it is over.
+    bool Cancel();
 
     /// "?filename[]=FILE&filename[]=..."; worked out once.
     QString DecorateURI() override;
@@ -78,9 +85,18 @@ signals:
     void signalDependencyErrors(AptGetMessages& errors, AptGetMessages& report);
 
 private:
+    friend class CAPIInstallPackages;
+
     QString GetPackageFiles();
-    bool SavePackage(const std::string& url, const std::string& data);
+    void TellDependencyErrors(const CRunAptGet& runner, int status);
+    QString QueryFor(const PackageNameArray& files) const;
+    bool SavePackage(const std::string& url, const std::string& data, CTracer& tracer);
 
     PackageNameArray m_names;
     QString m_query;
+    AgentError::Code m_nSaveFailure = AgentError::NoFailure; // of the last package
+    QString m_sSaveFailure;
+    CRunAptGet* m_pRunner = nullptr; // while it runs
+    bool m_bCancelled = false;
+    bool m_bHasTree = false; // part of a transaction that has the private tree
 };

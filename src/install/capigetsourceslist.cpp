@@ -13,6 +13,7 @@
 #include <QSaveFile>
 #include <algorithm>
 #include <fstream>
+#include <numeric>
 
 namespace
 {
@@ -56,9 +57,8 @@ bool IsOneLine(const Entry& entry)
     return !entry.text.empty() && plain(entry.text, "#[") && plain(entry.timestamp, "");
 }
 
-std::vector<Entry> AcceptedEntries(const std::vector<CXMLNode*>& nodes)
+std::vector<Entry> AcceptedEntries(const std::vector<CXMLNode*>& nodes, CTracer& tracer)
 {
-    CTracer tracer("CAPIGetSourcesList::UpdateSourcesList");
     std::vector<Entry> entries;
     for (const CXMLNode* node : nodes) {
         const Entry entry{ node->Value(), node->Attribute("timestamp", "") };
@@ -70,27 +70,100 @@ std::vector<Entry> AcceptedEntries(const std::vector<CXMLNode*>& nodes)
     return entries;
 }
 
+// The older entries, each to be found once, by the beginning of its text.
+//
+// They are sorted by their texts, so that those with a common beginning are
+// neighbours. Of several the first one in the file is meant: a tree over the sorted
+// entries holds the smallest place in the file of each stretch.
+class OlderEntries
+{
+public:
+    explicit OlderEntries(const std::vector<Entry>& entries)
+        : m_entries(entries), m_left(entries.size()), m_size(entries.size()), m_order(m_size),
+          m_first(2 * m_size, Taken)
+    {
+        std::iota(m_order.begin(), m_order.end(), std::size_t(0));
+        std::stable_sort(m_order.begin(), m_order.end(), [&entries](std::size_t a, std::size_t b) {
+            return entries[a].text < entries[b].text;
+        });
+        std::copy(m_order.begin(), m_order.end(), m_first.begin() + std::ptrdiff_t(m_size));
+        for (std::size_t node = m_size; node-- > 1;)
+            m_first[node] = std::min(m_first[2 * node], m_first[2 * node + 1]);
+    }
+
+    // Takes out the first entry that begins with `text`; null when there is none.
+    const Entry* Take(const std::string& text)
+    {
+        const auto begins
+            = [&](std::size_t at) { return m_entries[at].text.compare(0, text.size(), text); };
+        const auto from = std::partition_point(m_order.begin(), m_order.end(),
+                                               [&](std::size_t at) { return begins(at) < 0; });
+        const auto to = std::partition_point(from, m_order.end(),
+                                             [&](std::size_t at) { return begins(at) == 0; });
+        const std::size_t place
+            = Smallest(std::size_t(from - m_order.begin()), std::size_t(to - m_order.begin()));
+        if (place == Taken)
+            return nullptr;
+        Remove(place);
+        return &m_entries[place];
+    }
+
+    bool IsEmpty() const { return m_left == 0; }
+
+private:
+    static constexpr std::size_t Taken = std::size_t(-1);
+
+    std::size_t Smallest(std::size_t from, std::size_t to) const
+    {
+        std::size_t place = Taken;
+        for (from += m_size, to += m_size; from < to; from /= 2, to /= 2) {
+            if (from % 2 == 1)
+                place = std::min(place, m_first[from++]);
+            if (to % 2 == 1)
+                place = std::min(place, m_first[--to]);
+        }
+        return place;
+    }
+
+    void Remove(std::size_t place)
+    {
+        const std::string& text = m_entries[place].text;
+        auto at = std::lower_bound(m_order.begin(), m_order.end(), place,
+                                   [&](std::size_t a, std::size_t b) {
+                                       const int order = m_entries[a].text.compare(text);
+                                       return order < 0 || (order == 0 && a < b);
+                                   });
+        std::size_t node = std::size_t(at - m_order.begin()) + m_size;
+        m_first[node] = Taken;
+        while ((node /= 2) > 0)
+            m_first[node] = std::min(m_first[2 * node], m_first[2 * node + 1]);
+        --m_left;
+    }
+
+    const std::vector<Entry>& m_entries;
+    std::size_t m_left; // entries not taken out
+    const std::size_t m_size;
+    std::vector<std::size_t> m_order; // places in the file, sorted by text
+    std::vector<std::size_t> m_first; // the tree; its leaves are from m_size on
+};
+
 // Whether the new entries differ from those that were there. An entry is found
 // by its text, which may be the beginning of the older one's.
-bool Differ(std::vector<Entry> before, const std::vector<Entry>& now)
+bool Differ(const std::vector<Entry>& before, const std::vector<Entry>& now)
 {
+    OlderEntries older(before);
     bool changed = false;
     for (const Entry& entry : now) {
-        const auto found = std::find_if(before.begin(), before.end(), [&entry](const Entry& old) {
-            return old.text.compare(0, entry.text.size(), entry.text) == 0;
-        });
-        if (found == before.end()) {
+        const Entry* found = older.Take(entry.text);
+        if (!found) {
             changed = true;
-            continue;
-        }
-        if (found->timestamp != entry.timestamp) {
+        } else if (found->timestamp != entry.timestamp) {
             WriteLine("\n" + entry.text + " - timestamp modified [" + found->timestamp + "] != ["
                       + entry.timestamp + "]\n");
             changed = true;
         }
-        before.erase(found);
     }
-    return changed || !before.empty();
+    return changed || !older.IsEmpty();
 }
 
 bool WriteEntries(const std::string& path, const std::vector<Entry>& entries)
@@ -106,32 +179,50 @@ bool WriteEntries(const std::string& path, const std::vector<Entry>& entries)
 
 } // namespace
 
-CAPIGetSourcesList::CAPIGetSourcesList(bool bSilent, bool bWait) : CAPI(bSilent, false, bWait) { }
+CAPIGetSourcesList::CAPIGetSourcesList(bool bSilent, bool bWait) : CAPI(bSilent, false, bWait)
+{
+    CTracer tracer("CAPIGetSourcesList::CAPIGetSourcesList");
+}
 
 void CAPIGetSourcesList::onSuccessfulTransfer(QDomElement* pElement)
 {
+    CTracer tracer("CAPIGetSourcesList::onSuccessfulTransfer");
     CXMLNode body(nullptr);
     if (!body.ReadNode(*pElement))
         return;
-    for (CXMLNode* list : body.ChildArray("list"))
+    const std::vector<CXMLNode*> lists = body.ChildArray("list");
+    if (lists.empty()) {
+        m_bSucceeded = false;
+        SetFailure(AgentError::ReplyNotUnderstood,
+                   QStringLiteral("The store server sent no list of package sources."));
+    }
+    for (CXMLNode* list : lists)
         ProcessSourcesListEntry(list);
 }
 
+// The tree is marked before its file changes: a refresh that does not come to its end,
+// whatever happens from here on, is asked for again by the next list.
 void CAPIGetSourcesList::ProcessSourcesListEntry(CXMLNode* list)
 {
     CTracer tracer("CAPIGetSourcesList::ProcessSourcesListEntry");
     std::vector<CXMLNode*> entries = list->ChildArray("entry");
     const bool deps = list->Attribute("type", "") == "dep";
-    if (!UpdateSourcesList(CRunAptGet::SourcesFile(deps), entries))
+    const bool pending = CRunAptGet::IsRefreshPending(deps);
+    CRunAptGet::SetRefreshPending(deps, true);
+    const bool changed = UpdateSourcesList(CRunAptGet::SourcesFile(deps), entries);
+    if (!changed && !pending) {
+        CRunAptGet::SetRefreshPending(deps, false);
         return;
-    tracer.trace_out("sources list file modified...emitting signalSourcesListModified");
+    }
+    tracer.trace_out(changed ? "sources list file modified...emitting signalSourcesListModified"
+                             : "the last refresh has failed...emitting signalSourcesListModified");
     emit signalSourcesListModified(deps);
 }
 
 bool CAPIGetSourcesList::UpdateSourcesList(const std::string& path, std::vector<CXMLNode*>& entries)
 {
     CTracer tracer("CAPIGetSourcesList::UpdateSourcesList");
-    const std::vector<Entry> accepted = AcceptedEntries(entries);
+    const std::vector<Entry> accepted = AcceptedEntries(entries, tracer);
     const bool changed = Differ(ReadEntries(path), accepted);
     CRunAptGet::CreateAptGetDirs();
     const bool written = WriteEntries(path, accepted);

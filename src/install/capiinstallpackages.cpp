@@ -6,12 +6,15 @@
 #include "catalog/capidownloadappinfo.h"
 #include "install/capigetpackageinfo.h"
 #include "install/cdlginstallcomplete.h"
+#include "install/privatetree.h"
 #include "support/ctracer.h"
 #include "util/desktop.h"
 #include "util/output.h"
 
+#include <QApplication>
 #include <QPointer>
 #include <new>
+#include <unistd.h>
 #include <utility>
 
 namespace
@@ -30,32 +33,58 @@ QString FailureText(const AptGetMessages& errors)
 
 CAPIInstallPackages::CAPIInstallPackages(QObject* listener, std::vector<long>& serials,
                                          bool bSilent)
-    : CAPI(bSilent, false, true), m_pListener(listener), m_serials(serials)
+    : CAPI(bSilent, false, true), m_pListener(listener), m_serials(serials),
+      m_tree(std::make_unique<TreeLock>(CRunAptGet::m_sAptGetDir))
 {
     CTracer tracer("CAPIInstallPackages::CAPIInstallPackages(1)");
     ConnectListener();
-    CAPIGetPackageInfo::DeleteTempLists(m_packageURLs);
+    EmptyTree();
 }
 
 CAPIInstallPackages::CAPIInstallPackages(QObject* listener, PackageNameArray& names, bool bSilent)
-    : CAPI(bSilent, false, true), m_pListener(listener), m_packageNames(names)
+    : CAPI(bSilent, false, true), m_pListener(listener), m_packageNames(names),
+      m_tree(std::make_unique<TreeLock>(CRunAptGet::m_sAptGetDir))
 {
     CTracer tracer("CAPIInstallPackages::CAPIInstallPackages(2)");
     ConnectListener();
-    CAPIGetPackageInfo::DeleteTempLists(m_packageURLs);
+    EmptyTree();
 }
 
 CAPIInstallPackages::~CAPIInstallPackages()
 {
+    CTracer tracer("CAPIInstallPackages::~CAPIInstallPackages");
     if (!m_sAppInfoFile.isEmpty() && CAPI::CanDeleteAPIFile())
         QFile::remove(m_sAppInfoFile);
-    CAPIGetPackageInfo::DeleteTempLists(m_packageURLs);
+    EmptyTree();
     WriteLine(QStringLiteral("returning from ~CAPIInstallPackages"));
+}
+
+// Not while another install works on the tree.
+void CAPIInstallPackages::EmptyTree()
+{
+    const bool ours = m_tree->IsTaken();
+    const bool usable = TreeProblem(CRunAptGet::m_sAptGetDir).empty();
+    if (usable && !m_tree->TryTake())
+        return;
+    CAPIGetPackageInfo::DeleteTempLists(m_packageURLs);
+    if (!ours)
+        m_tree->Release();
+}
+
+// What is shown from here on may stay open for long; other installs go on.
+void CAPIInstallPackages::EndTransaction()
+{
+    if (!m_tree->IsTaken())
+        return;
+    EmptyTree();
+    m_tree->Release();
 }
 
 // By name, so that any QObject can listen.
 void CAPIInstallPackages::ConnectListener()
 {
+    CTracer tracer("CAPIInstallPackages::ConnectListener");
+    connect(&m_runner, &CRunAptGet::signalWaitingFor, this, &CAPIInstallPackages::signalWaitingFor);
     if (!m_pListener)
         return;
     const auto pass = [this](const QObject* sender, const char* signal, const char* slot) {
@@ -85,14 +114,22 @@ void CAPIInstallPackages::TellPreparing()
 
 bool CAPIInstallPackages::Execute()
 {
+    CTracer tracer("CAPIInstallPackages::Execute");
+    if (!Begin())
+        return false;
     const QPointer<CAPIInstallPackages> alive(this);
     QString failure = QStringLiteral("There was an error installing this product.");
-    const bool started = m_packageNames.empty() ? RequestAppInfo(failure) : CalculateDependencies();
+    const bool started = StartSequence(failure);
     // A request that gives up at once takes this object with it, and the end has
     // been told then.
     if (!alive)
         return started;
+    if (!started && m_bCancelled) {
+        EndCancelled();
+        return false;
+    }
     if (!started) {
+        EndTransaction();
         emit ErroneousTransfer(failure);
         delete this;
         return false;
@@ -100,6 +137,101 @@ bool CAPIInstallPackages::Execute()
     if (m_bWaitForDone)
         WaitForDone();
     return true;
+}
+
+// Takes the private tree. False when the install cannot begin: the object is gone
+// then.
+bool CAPIInstallPackages::Begin()
+{
+    const std::string problem = TreeProblem(CRunAptGet::m_sAptGetDir);
+    if (!problem.empty())
+        return RefuseAtOnce(AgentError::BadHomeFolder, QString::fromStdString(problem));
+    if (APILocked(this))
+        return RefuseAtOnce(AgentError::Locked, LockedText());
+    m_bUnderWay = true;
+    return TakeTree();
+}
+
+bool CAPIInstallPackages::RefuseAtOnce(AgentError::Code code, const QString& text)
+{
+    SetFailure(code, text);
+    m_bSucceeded = false;
+    emit ErroneousTransfer(text);
+    delete this;
+    return false;
+}
+
+bool CAPIInstallPackages::TakeTree()
+{
+    const QPointer<CAPIInstallPackages> alive(this);
+    const auto giveUp
+        = [alive] { return !alive || alive->m_bCancelled || alive->m_bRefuseWhenBusy; };
+    const auto say = [this](const std::string& text) {
+        if (m_bRefuseWhenBusy)
+            return;
+        emit signalPreInstallInformation(text);
+        emit signalWaitingFor(text);
+    };
+    const bool taken = m_tree->Take(say, giveUp);
+    if (!alive)
+        return false;
+    if (!taken && m_bCancelled) {
+        EndCancelled();
+        return false;
+    }
+    if (!taken)
+        return RefuseAtOnce(AgentError::LockHeld, QString::fromStdString(m_tree->BusyText()));
+    // An install that was killed since this object was made has left its lists.
+    if (access(CRunAptGet::SourcesFile(false).c_str(), F_OK) == 0
+        || access(CRunAptGet::ListsDir(false).c_str(), F_OK) == 0)
+        EmptyTree();
+    return true;
+}
+
+bool CAPIInstallPackages::StartSequence(QString& failure)
+{
+    return m_packageNames.empty() ? RequestAppInfo(failure) : CalculateDependencies();
+}
+
+bool CAPIInstallPackages::CanCancel() const
+{
+    return m_bUnderWay && (!m_bRunning || m_runner.CanCancel());
+}
+
+// Each step that was cancelled ends in the way in which it always does, and the
+// sequence ends there.
+bool CAPIInstallPackages::Cancel()
+{
+    CTracer tracer("CAPIInstallPackages::Cancel");
+    if (!CanCancel())
+        return false;
+    m_bCancelled = true;
+    if (m_bRunning)
+        m_runner.Cancel();
+    else if (auto* info = qobject_cast<CAPIGetPackageInfo*>(m_pStep))
+        info->Cancel();
+    else if (m_pStep)
+        m_pStep->CancelTransfer();
+    return true;
+}
+
+void CAPIInstallPackages::EndCancelled()
+{
+    m_bUnderWay = false;
+    m_bSucceeded = false;
+    SetFailure(AgentError::Cancelled);
+    emit signalBuildErrorReport(false);
+    delete this;
+}
+
+// The reason of a step that fails is that of the install.
+void CAPIInstallPackages::Follow(CAPI* step)
+{
+    m_pStep = step;
+    connect(step, &CAPI::signalFailure, this,
+            [this](AgentError::Code code, const QString& sentence, const QString& details) {
+                SetFailure(code, sentence, details);
+            });
 }
 
 bool CAPIInstallPackages::RequestAppInfo(QString& failure)
@@ -114,6 +246,12 @@ bool CAPIInstallPackages::RequestAppInfo(QString& failure)
     connect(request, &CAPI::APIDestinationFile, this,
             &CAPIInstallPackages::onAppInfoDestinationFile);
     TellPreparing();
+    if (m_bCancelled) {
+        disconnect(request, nullptr, this, nullptr);
+        delete request;
+        return false;
+    }
+    Follow(request);
     return request->Execute();
 }
 
@@ -124,11 +262,17 @@ CAPIDownloadAppInfo* CAPIInstallPackages::MakeAppInfoRequest()
 
 void CAPIInstallPackages::onAppInfoDestinationFile(const QFile& file)
 {
+    CTracer tracer("CAPIInstallPackages::onAppInfoDestinationFile");
     m_sAppInfoFile = file.fileName();
 }
 
 void CAPIInstallPackages::onAppInfoComplete(bool ok)
 {
+    CTracer tracer("CAPIInstallPackages::onAppInfoComplete");
+    if (m_bCancelled) {
+        EndCancelled();
+        return;
+    }
     const QString failure = QStringLiteral("Pakmart encountered an error while requesting some "
                                            "information from the VantrelNet server.");
     if (!ok) {
@@ -137,18 +281,25 @@ void CAPIInstallPackages::onAppInfoComplete(bool ok)
     }
     TellPreparing();
     if (!CAppInfo::BuildApplicationInformation(m_appInfos, m_sAppInfoFile)) {
+        SetFailure(AgentError::ReplyNotUnderstood, failure);
         GiveUp(failure, "CAPIInstallPackages - grammatical error in app info");
         return;
     }
     for (const CAppInfo& info : m_appInfos)
         m_packageNames.push_back(info.PackageName().toStdString());
     const QPointer<CAPIInstallPackages> alive(this);
-    if (!CalculateDependencies() && alive)
+    const bool started = CalculateDependencies();
+    if (started || !alive)
+        return;
+    if (m_bCancelled)
+        EndCancelled();
+    else
         delete this;
 }
 
 void CAPIInstallPackages::GiveUp(const QString& text, const char* log)
 {
+    EndTransaction();
     emit ErroneousTransfer(text);
     delete this;
     WriteLine(std::string(log));
@@ -156,6 +307,7 @@ void CAPIInstallPackages::GiveUp(const QString& text, const char* log)
 
 bool CAPIInstallPackages::CalculateDependencies()
 {
+    CTracer tracer("CAPIInstallPackages::CalculateDependencies");
     CAPIGetPackageInfo* request = MakePackageInfoRequest();
     if (!request) {
         emit ErroneousTransfer(
@@ -171,6 +323,13 @@ bool CAPIInstallPackages::CalculateDependencies()
     connect(request, &CAPIGetPackageInfo::signalDependencyErrors, this,
             &CAPIInstallPackages::onDependencyErrors);
     TellPreparing();
+    if (m_bCancelled) {
+        disconnect(request, nullptr, this, nullptr);
+        delete request;
+        return false;
+    }
+    Follow(request);
+    request->m_bHasTree = m_tree->IsTaken();
     const QPointer<CAPIInstallPackages> alive(this);
     const bool started = request->Execute();
     if (alive && !started)
@@ -185,17 +344,20 @@ CAPIGetPackageInfo* CAPIInstallPackages::MakePackageInfoRequest()
 
 void CAPIInstallPackages::onPackageURLs(PackageNameArray urls)
 {
+    CTracer tracer("CAPIInstallPackages::onPackageURLs");
     m_packageURLs = std::move(urls);
 }
 
 void CAPIInstallPackages::onPackageCount(int count)
 {
+    CTracer tracer("CAPIInstallPackages::onPackageCount");
     emit signalCanContinue(count, m_bCanContinue);
 }
 
 void CAPIInstallPackages::onDependencyErrors(AptGetMessages& errors, AptGetMessages& report)
 {
     CTracer tracer("CAPIInstallPackages::onDependencyErrors");
+    m_bUnderWay = false;
     emit signalAptGetReport(report);
     for (const std::string& line : errors)
         tracer.trace_out(line);
@@ -204,10 +366,16 @@ void CAPIInstallPackages::onDependencyErrors(AptGetMessages& errors, AptGetMessa
 
 void CAPIInstallPackages::onDependencyComplete(bool ok)
 {
+    CTracer tracer("CAPIInstallPackages::onDependencyComplete");
+    if (m_bCancelled) {
+        EndCancelled();
+        return;
+    }
     if (ok) {
         TellPreparing();
         InstallPackages();
     } else {
+        m_bUnderWay = false;
         m_bSucceeded = false;
         emit signalBuildErrorReport(false);
     }
@@ -216,7 +384,10 @@ void CAPIInstallPackages::onDependencyComplete(bool ok)
 
 void CAPIInstallPackages::InstallPackages()
 {
+    CTracer tracer("CAPIInstallPackages::InstallPackages");
     if (m_packageNames.empty() || !m_bCanContinue) {
+        m_bUnderWay = false;
+        SetFailure(m_bCanContinue ? AgentError::NothingToDo : AgentError::Declined);
         emit signalBuildErrorReport(true);
         return;
     }
@@ -224,11 +395,29 @@ void CAPIInstallPackages::InstallPackages()
     std::string names;
     for (const std::string& name : m_packageNames)
         names += name + ' ';
-    m_bSucceeded = m_runner.Run('A', names, false, false) == 0;
+    if (!m_bCancelled) {
+        m_bRunning = true;
+        m_runner.m_bHasTree = m_tree->IsTaken();
+        m_bSucceeded = m_runner.Run('A', names, false, false) == 0;
+        SetFailure(m_runner.Failure(), m_runner.FailureSentence(), m_runner.FailureDetails());
+        m_bCancelled = m_runner.WasCancelled() && !m_bSucceeded;
+    }
+    m_bUnderWay = false;
+    if (m_bCancelled) {
+        m_bSucceeded = false;
+        SetFailure(AgentError::Cancelled);
+    }
+    ReportRun();
+}
 
+// Tells how the run of the front end ended. What was cancelled is not shown.
+void CAPIInstallPackages::ReportRun()
+{
     AptGetMessages messages = m_runner.Messages();
     emit signalAptGetReport(messages);
     emit signalBuildErrorReport(m_bSucceeded);
+    if (m_bCancelled)
+        return;
     QString text, program;
     if (m_bSucceeded) {
         text = RecordApplications(program);
@@ -270,11 +459,17 @@ QString CAPIInstallPackages::RecordApplications(QString& program)
 void CAPIInstallPackages::ShowInstallDialog(const QString& text, const PackageNameArray& log,
                                             bool success, const QString& program)
 {
-    if (m_bSilent)
+    CTracer tracer("CAPIInstallPackages::ShowInstallDialog");
+    // A process without windows has its texts in the signals.
+    if (m_bSilent || !qobject_cast<QApplication*>(QCoreApplication::instance()))
         return;
+    EndTransaction();
     CDlgInstallComplete dialog(nullptr, "pDlgInstall", text.toUtf8().constData(), log, success,
                                program);
     dialog.exec();
 }
 
-void CAPIInstallPackages::onSuccessfulTransfer(QDomElement*) { }
+void CAPIInstallPackages::onSuccessfulTransfer(QDomElement*)
+{
+    CTracer tracer("CAPIInstallPackages::onSuccessfulTransfer");
+}

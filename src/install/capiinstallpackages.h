@@ -24,11 +24,11 @@
 /// | onBeginInstall() | the front end is about to start |
 /// | onReceivedPackageNames(const AptGetPackages&) | what will be installed |
 /// | onReceivedTotalBytes(const std::string&) | how much is downloaded, as text |
-/// | onBeginReceivePackage(const std::string&, const std::string&) | a download begins: name, size
-/// | | onReceivePackagePulse(int, int) | progress: percent of the item, percent of the whole | |
-/// onEndReceivePackage(const std::string&) | the download of that package has ended | |
-/// onBeginInstall(const std::string&) | a package is set up | | onEndInstall(bool) | the front end
-/// has ended: whether it went well |
+/// | onBeginReceivePackage(const std::string&, const std::string&) | a download begins: name, size |
+/// | onReceivePackagePulse(int, int) | progress: percent of the item, percent of the whole |
+/// | onEndReceivePackage(const std::string&) | the download of that package has ended |
+/// | onBeginInstall(const std::string&) | a package is set up |
+/// | onEndInstall(bool) | the front end has ended: whether it went well |
 ///
 /// docs/guide.md tells in which order these and the signals come.
 
@@ -39,10 +39,13 @@
 #include "crunaptget.h"
 #include "packagelists.h"
 
+#include <QPointer>
+#include <memory>
 #include <vector>
 
 class CAPIDownloadAppInfo;
 class CAPIGetPackageInfo;
+class TreeLock;
 
 class VANTRELAGENT_EXPORT CAPIInstallPackages : public CAPI
 {
@@ -65,6 +68,17 @@ public:
     /// either way.
     bool Execute() override;
 
+    /// Ends the install as a failure that is not shown: whatever step is under way is
+    /// ended, and Execute returns. False, with nothing done, when CanCancel is. The
+    /// object may be gone when this returns.
+    bool Cancel();
+    /// Whether the install can be cancelled now: from Execute on until the package
+    /// tools begin to unpack.
+    bool CanCancel() const;
+    /// Whether the install is refused where it would wait for another one, which works
+    /// on the same private tree; false at first. For Execute.
+    void RefuseWhenBusy(bool refuse) { m_bRefuseWhenBusy = refuse; }
+
 signals:
     /// What is going on before anything is installed, as a text for the user.
     void signalPreInstallInformation(const std::string& text);
@@ -78,6 +92,9 @@ signals:
     void signalCanAddToNewStuff(PackageNameArray& names, bool& add);
     /// The outcome; true also when the listener declined.
     void signalBuildErrorReport(bool success);
+    /// The install waits for another program's: a text for the user that names it.
+    /// signalPreInstallInformation says the same where that is before the install.
+    void signalWaitingFor(const std::string& text);
 
 public slots:
     /// Does nothing: the object itself transfers nothing.
@@ -111,6 +128,15 @@ protected:
     /// @}
 
 private:
+    void EmptyTree();
+    bool Begin();
+    bool RefuseAtOnce(AgentError::Code code, const QString& text);
+    bool TakeTree();
+    void EndTransaction();
+    void EndCancelled();
+    bool StartSequence(QString& failure);
+    void Follow(CAPI* step);
+    void ReportRun();
     void ConnectListener();
     void TellPreparing();
     bool RequestAppInfo(QString& failure);
@@ -127,4 +153,10 @@ private:
     PackageNameArray m_packageURLs;
     CRunAptGet m_runner;
     bool m_bCanContinue = true;
+    std::unique_ptr<TreeLock> m_tree;
+    QPointer<CAPI> m_pStep; // the request that is under way
+    bool m_bUnderWay = false; // between Execute and the end of the front end
+    bool m_bRunning = false; // the front end has been started
+    bool m_bCancelled = false;
+    bool m_bRefuseWhenBusy = false;
 };

@@ -4,25 +4,45 @@
 #include "install/cdlginstallcomplete.h"
 
 #include "install/crun.h"
+#include "support/ctracer.h"
 #include "util/output.h"
 #include "util/paths.h"
 
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <algorithm>
 #include <utility>
+
+namespace
+{
+
+// The plain geometry is made for the usual font. Where the labels of the buttons need
+// more room (a larger font, a display of many dots) the whole box grows with them.
+double ScaleFor(const QWidget& box)
+{
+    const QFontMetrics font(box.font());
+    int widest = 0;
+    for (const char* label : { "Details", "Run It!", "Close" })
+        widest = std::max(widest, font.horizontalAdvance(QLatin1String(label)));
+    return std::max({ 1.0, (widest + 10) / 70.0, (font.height() + 8) / 32.0 });
+}
+
+} // namespace
 
 CDlgInstallComplete::CDlgInstallComplete(QWidget* parent, const char* name, const char* text,
                                          PackageNameArray log, bool success, const QString& program)
     : QDialog(parent), m_log(std::move(log)), m_program(program)
 {
+    CTracer tracer("CDlgInstallComplete::CDlgInstallComplete");
     setObjectName(QString::fromUtf8(name));
     setModal(true);
-    setFixedSize(370, 220);
+    m_scale = ScaleFor(*this);
+    setFixedSize(Scaled(QRect(0, 0, 370, 220)).size());
     setWindowTitle(success ? QStringLiteral("Pakmart - Installation Success")
                            : QStringLiteral("Pakmart - Installation Failure"));
 
     m_pEditBox = new QPlainTextEdit(this);
-    m_pEditBox->setGeometry(10, 10, 350, 158);
+    m_pEditBox->setGeometry(Scaled(QRect(10, 10, 350, 158)));
     m_pEditBox->setReadOnly(true);
     m_pEditBox->setPlainText(QString::fromUtf8(text));
     m_pBtnDetails = MakeButton(QStringLiteral("Details"), 10);
@@ -39,12 +59,19 @@ CDlgInstallComplete::CDlgInstallComplete(QWidget* parent, const char* name, cons
 QPushButton* CDlgInstallComplete::MakeButton(const QString& label, int x)
 {
     auto* button = new QPushButton(label, this);
-    button->setGeometry(x, 178, 70, 32);
+    button->setGeometry(Scaled(QRect(x, 178, 70, 32)));
     return button;
+}
+
+QRect CDlgInstallComplete::Scaled(const QRect& plain) const
+{
+    const auto scaled = [this](int length) { return qRound(length * m_scale); };
+    return { scaled(plain.x()), scaled(plain.y()), scaled(plain.width()), scaled(plain.height()) };
 }
 
 void CDlgInstallComplete::onDetails()
 {
+    CTracer tracer("CDlgInstallComplete::onDetails");
     std::string log;
     for (const std::string& line : m_log)
         log += line + '\n';
@@ -55,12 +82,14 @@ void CDlgInstallComplete::onDetails()
 
 void CDlgInstallComplete::onRun()
 {
+    CTracer tracer("CDlgInstallComplete::onRun");
     WriteLine(m_program);
     CRun(SystemPath(m_program), QString(), false).Run();
 }
 
 void CDlgInstallComplete::onClose()
 {
+    CTracer tracer("CDlgInstallComplete::onClose");
     WriteLine(QStringLiteral("onClose"));
     accept();
 }

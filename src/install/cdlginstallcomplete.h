@@ -33,6 +33,7 @@ public slots:
 
 private:
     QPushButton* MakeButton(const QString& label, int x);
+    QRect Scaled(const QRect& plain) const;
 
     QPlainTextEdit* m_pEditBox; // read-only
     QPushButton* m_pBtnClose;
@@ -40,4 +41,5 @@ private:
     QPushButton* m_pBtnRun;
     PackageNameArray m_log;
     QString m_program;
+    double m_scale = 1; // of the plain geometry
 };

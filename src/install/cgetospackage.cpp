@@ -4,6 +4,7 @@
 #include "install/cgetospackage.h"
 
 #include "install/crunaptget.h"
+#include "support/ctracer.h"
 
 CGetOSPackage::CGetOSPackage(const QString& action, const QString& package, bool flag)
     : m_sPackage(package), m_sAction(action), m_bFlag(flag)
@@ -14,6 +15,7 @@ CGetOSPackage::~CGetOSPackage() = default;
 
 void CGetOSPackage::Execute()
 {
+    CTracer tracer("CGetOSPackage::Execute");
     const char action = m_sAction.isEmpty() ? '\0' : m_sAction.at(0).toLatin1();
     CRunAptGet().Run(action, m_sPackage.toStdString(), true, false);
 }

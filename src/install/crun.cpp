@@ -3,13 +3,17 @@
 
 #include "install/crun.h"
 
-#include "util/desktop.h"
+#include "install/frontendchild.h"
+#include "support/ctracer.h"
 #include "util/diagnostics.h"
+#include "util/eventwait.h"
+#include "util/output.h"
 #include "util/paths.h"
 
 #include <QFile>
+#include <algorithm>
 #include <cerrno>
-#include <cstdio>
+#include <csignal>
 #include <string>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -40,6 +44,24 @@ std::vector<std::string> SplitWords(const std::string& command)
     return words;
 }
 
+// The children that nobody waited for, until they are collected.
+std::vector<pid_t>& LeftBehind()
+{
+    static std::vector<pid_t> children;
+    return children;
+}
+
+// Collects those that have ended, each by its own number: others are the host's.
+void CollectLeftBehind()
+{
+    std::vector<pid_t>& children = LeftBehind();
+    const auto hasEnded = [](pid_t child) {
+        const pid_t ended = waitpid(child, nullptr, WNOHANG);
+        return ended == child || (ended == -1 && errno != EINTR);
+    };
+    children.erase(std::remove_if(children.begin(), children.end(), hasEnded), children.end());
+}
+
 } // namespace
 
 CRun::CRun() = default;
@@ -66,6 +88,7 @@ int CRun::Run(const QString& program, const QString& arguments, bool wait)
 
 int CRun::Run()
 {
+    CTracer tracer("CRun::Run");
     if (m_program.isEmpty())
         return -1;
     QString command = m_program;
@@ -74,28 +97,33 @@ int CRun::Run()
     std::vector<std::string> words = SplitWords(QFile::encodeName(command).toStdString());
     if (words.empty() || access(words[0].c_str(), X_OK) != 0) {
         const QString name = words.empty() ? QString() : QFile::decodeName(words[0].c_str());
-        std::printf("Can not find %s to execute.\n", qUtf8Printable(PlainPath(name)));
-        std::fflush(stdout);
+        WriteLine(QLatin1String("Can not find ") + PlainPath(name) + QLatin1String(" to execute."));
         return -1;
     }
+    CollectLeftBehind();
+    if (!Start(words))
+        return -1;
+    if (m_wait)
+        return Wait();
+    LeftBehind().push_back(m_pid);
+    return -1;
+}
+
+bool CRun::Start(std::vector<std::string>& words)
+{
     std::vector<char*> argv;
     argv.reserve(words.size() + 1);
     for (std::string& word : words)
         argv.push_back(word.data());
     argv.push_back(nullptr);
-
     m_pid = fork();
     if (m_pid == 0) {
+        LetEndSignalThrough();
         execve(argv[0], argv.data(), environ);
         _exit(127);
     }
-    if (m_pid < 0)
-        return -1;
-    if (m_wait)
-        return Wait();
-    // Whatever child has ended by now is collected; this one will be by a later run.
-    waitpid(-1, nullptr, WNOHANG);
-    return -1;
+    m_running = m_pid > 0;
+    return m_running;
 }
 
 int CRun::Wait()
@@ -103,14 +131,34 @@ int CRun::Wait()
     while (true) {
         int status = 0;
         const int ended = waitpid(m_pid, &status, WNOHANG);
+        if (ended == -1 && errno == EINTR)
+            continue;
+        if (ended == -1 || (ended == m_pid && (WIFEXITED(status) || WIFSIGNALED(status))))
+            m_running = false;
         if (ended == -1)
             return errno;
-        ProcessMessages();
-        if (ended != m_pid || !(WIFEXITED(status) || WIFSIGNALED(status)))
-            continue;
-        const int result = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-        qCDebug(logInstall, "%s %s has ended with %d", qUtf8Printable(m_program),
-                qUtf8Printable(m_arguments), result);
-        return result;
+        if (!m_running) {
+            const int result = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+            qCDebug(logInstall, "%s %s has ended with %d", qUtf8Printable(m_program),
+                    qUtf8Printable(m_arguments), result);
+            return result;
+        }
+        PassEvents();
     }
+}
+
+bool CRun::IsRunning()
+{
+    CTracer tracer("CRun::IsRunning");
+    CollectLeftBehind();
+    const std::vector<pid_t>& left = LeftBehind();
+    if (!m_wait)
+        m_running = std::find(left.begin(), left.end(), m_pid) != left.end();
+    return m_running;
+}
+
+bool CRun::Terminate()
+{
+    CTracer tracer("CRun::Terminate");
+    return IsRunning() && kill(m_pid, SIGTERM) == 0;
 }

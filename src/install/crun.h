@@ -17,6 +17,8 @@
 #include "../util/export.h"
 
 #include <QString>
+#include <string>
+#include <vector>
 
 class VANTRELAGENT_EXPORT CRun
 {
@@ -43,11 +45,19 @@ public:
     /// The process id of the last program started; -1 before.
     int pid() const;
 
+    /// Whether the program last started still runs. One that has ended is collected
+    /// by this, and by every later run of any object: nobody else's child is.
+    bool IsRunning();
+    /// Asks the program last started to end (SIGTERM). False when it does not run.
+    bool Terminate();
+
 private:
+    bool Start(std::vector<std::string>& words);
     int Wait();
 
     int m_pid = -1;
     QString m_program;
     QString m_arguments;
     bool m_wait = false;
+    bool m_running = false; // as far as known: the process id is still the child's
 };

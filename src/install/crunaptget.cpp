@@ -6,11 +6,16 @@
 #include "install/crunaptget.h"
 
 #include "install/crun.h"
+#include "install/failurereason.h"
+#include "install/frontendchild.h"
 #include "install/packagename.h"
+#include "install/privatetree.h"
+#include "request/capi.h"
 #include "support/cconfigfile.h"
 #include "support/ctracer.h"
 #include "util/desktop.h"
 #include "util/diagnostics.h"
+#include "util/eventwait.h"
 #include "util/output.h"
 #include "util/paths.h"
 
@@ -18,10 +23,14 @@
 #include <QDir>
 #include <QFile>
 #include <QGuiApplication>
+#include <atomic>
 #include <cerrno>
+#include <csignal>
 #include <cstring>
 #include <fcntl.h>
 #include <sstream>
+#include <sys/stat.h>
+#include <thread>
 #include <unistd.h>
 
 namespace
@@ -38,6 +47,36 @@ std::string FrontEnd()
 QString ToQString(const std::string& path)
 {
     return QFile::decodeName(path.c_str());
+}
+
+// What others may have put in the file's place is not written to: a link to another
+// file, one under a second name, a pipe that nobody reads.
+FILE* OpenOwnFile(const std::string& name)
+{
+    const int flags = O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
+    const int fd = open(name.c_str(), flags, 0644);
+    struct stat found = {};
+    const bool own = fd >= 0 && fstat(fd, &found) == 0 && S_ISREG(found.st_mode)
+        && found.st_uid == geteuid() && found.st_nlink == 1 && ftruncate(fd, 0) == 0;
+    if (own)
+        return fdopen(fd, "w");
+    qCInfo(logInstall, "%s is not a file of our own, and is not written", name.c_str());
+    if (fd >= 0)
+        close(fd);
+    return nullptr;
+}
+
+// A slow disk takes seconds, in which events go on.
+void SyncDisks()
+{
+    std::atomic<bool> done{ false };
+    std::thread thread([&done] {
+        sync();
+        done = true;
+    });
+    while (!done)
+        PassEvents();
+    thread.join();
 }
 
 // The wait cursor, as long as it lives.
@@ -91,35 +130,116 @@ std::string CRunAptGet::AptGetOptions(bool deps)
 
 int CRunAptGet::Run(char action, const std::string& packages, bool, bool isRetry)
 {
+    CTracer tracer("CRunAptGet::Run");
     const WaitCursor cursor;
     m_bErrorSeen = false;
-    const bool known = action != '\0' && std::strchr("AIUDR", action);
-    if (packages.empty() || access(FrontEnd().c_str(), X_OK) != 0 || !known || Refuse(packages)) {
-        qCInfo(logInstall, "the front end %s was not started for '%s'", FrontEnd().c_str(),
-               packages.c_str());
+    m_nFailure = AgentError::NoFailure;
+    if (!CanRun(action, packages))
         return NotRun;
+    TreeLock tree(m_sAptGetDir);
+    // The repetition is part of the run that it repeats.
+    if (!isRetry) {
+        m_bCancelled = false;
+        m_bCanCancel = true;
+        m_nRefreshFailure = AgentError::NoFailure;
+        if (!m_bHasTree && !TakeTree(tree))
+            return NotRun;
     }
-    int result = 0;
-    if (action == 'R') {
-        // How a remove ended is not taken over.
-        const std::string arguments = "-yp remove" + AptGetOptions(true) + ' ' + packages;
-        CRun(ToQString(FrontEnd()), QString::fromStdString(arguments), true).Run();
-    } else {
-        result = RunPiped(action, packages, isRetry);
-    }
+    int result = RunOnTree(action, packages, isRetry);
     BroadcastMenuChange();
-    return result == 0 && m_bErrorSeen ? 1 : result;
+    if (result == 0 && m_bErrorSeen)
+        result = 1;
+    JudgeRun(action, result);
+    return result;
 }
 
-// The names reach a shell and a tool that reads more into some of them.
+bool CRunAptGet::CanRun(char action, const std::string& packages)
+{
+    const bool known = action != '\0' && std::strchr("AIUDR", action);
+    if (packages.empty() || !known)
+        SetFailure(Reason(AgentError::Other));
+    else if (access(FrontEnd().c_str(), X_OK) != 0)
+        SetFailure(Reason(AgentError::PackageToolsMissing, ToQString(FrontEnd())));
+    else if (!Refuse(packages))
+        return true;
+    qCInfo(logInstall, "the front end %s was not started for '%s'", FrontEnd().c_str(),
+           packages.c_str());
+    return false;
+}
+
+void CRunAptGet::SetFailure(const FailureReason& reason)
+{
+    m_nFailure = reason.code;
+    m_sFailure = reason.sentence;
+    m_sDetails = reason.details;
+}
+
+// Why the run failed. Packages that are not found are what a refresh that failed
+// leads to.
+void CRunAptGet::JudgeRun(char action, int result)
+{
+    if (result == 0 || action == 'R')
+        return;
+    if (m_bCancelled) {
+        SetFailure(Reason(AgentError::Cancelled));
+        return;
+    }
+    FailureReason reason = ReasonOfFailure(m_messages);
+    const bool follows = reason.code == AgentError::UnknownProduct
+        || reason.code == AgentError::DependencyError
+        || reason.code == AgentError::PackageToolsFailed;
+    if (follows && m_nRefreshFailure != AgentError::NoFailure)
+        reason = { m_nRefreshFailure, m_sRefreshFailure, reason.details };
+    SetFailure(reason);
+}
+
+bool CRunAptGet::TakeTree(TreeLock& tree)
+{
+    const auto giveUp = [this] { return m_bCancelled || m_bRefuseWhenBusy; };
+    const auto say = [this](const std::string& text) {
+        if (!m_bRefuseWhenBusy)
+            emit signalWaitingFor(text);
+    };
+    if (tree.Take(say, giveUp))
+        return true;
+    m_bCanCancel = false;
+    if (m_bCancelled) {
+        SetFailure(Reason(AgentError::Cancelled));
+        return false;
+    }
+    m_errors.push_back(tree.BusyText());
+    SetFailure({ AgentError::LockHeld, QString::fromStdString(tree.BusyText()), QString() });
+    return false;
+}
+
+int CRunAptGet::RunOnTree(char action, const std::string& packages, bool isRetry)
+{
+    const TreeLock::Work work;
+    if (action != 'R')
+        return RunPiped(action, packages, isRetry);
+    // How a remove ended is not taken over.
+    m_bCanCancel = false;
+    RunWaiting(ToQString(FrontEnd()), "-yp remove" + AptGetOptions(true) + ' ' + packages);
+    return 0;
+}
+
+// The names reach a shell and a tool that reads more into some of them; the path of
+// the tree, a shell.
 bool CRunAptGet::Refuse(const std::string& packages)
 {
+    const std::string problem = TreeProblem(m_sAptGetDir);
+    if (!problem.empty()) {
+        m_errors.push_back(problem);
+        SetFailure({ AgentError::BadHomeFolder, QString::fromStdString(problem), QString() });
+        return true;
+    }
     std::string name;
     bool refused = false;
     for (std::istringstream names(packages); std::getline(names, name, ' ');) {
         if (name.empty() || IsSafePackageName(name))
             continue;
         m_errors.push_back("Refused the package name '" + name + "'");
+        SetFailure({ AgentError::RefusedName, QString::fromStdString(m_errors.back()), QString() });
         refused = true;
     }
     return refused;
@@ -130,26 +250,73 @@ int CRunAptGet::RunPiped(char action, const std::string& packages, bool isRetry)
     const bool deps = action == 'D';
     if (deps)
         checkSources(true);
+    if (m_bCancelled)
+        return SIGTERM;
     const std::string command = FrontEnd() + (deps ? " -yp --print-uris install" : " -yp install")
         + AptGetOptions(deps) + ' ' + packages + " 2>&1";
+    bool started = false;
+    const int result = RunChild(command, started);
+    if (!started)
+        return 0;
+    if (m_bRetryPending && !isRetry && !m_bCancelled)
+        Run(action, packages, true, true);
+    if (!isRetry)
+        m_bRetryPending = false;
+    m_bCanCancel = false;
+    // What was cancelled has left nothing to finish.
+    if (!m_bCancelled || result == 0)
+        ClearArchive();
+    emit signalEndInstall(result == 0 && !m_bErrorSeen);
+    return result;
+}
+
+// Runs the front end and returns its raw status. Where it cannot be started, the run
+// counts as one without output.
+int CRunAptGet::RunChild(const std::string& command, bool& started)
+{
     WriteLine("About to execute: |" + command + '|');
     std::fflush(stdin);
     std::fflush(stdout);
     std::fflush(stderr);
-    FILE* stream = popen(command.c_str(), "r");
-    if (!stream)
+    FrontEndChild child;
+    started = child.Start(command);
+    if (!started) {
+        m_bCanCancel = false;
+        SetFailure(Reason(AgentError::PackageToolsMissing));
         return 0;
-    ReadOutput(stream);
-    const int result = pclose(stream);
+    }
+    m_pChild = &child;
+    ReadOutput(child.Output());
+    const int result = child.Finish();
+    m_pChild = nullptr;
     qCDebug(logInstall, "the front end has ended with wait status %d, %zu lines, %zu errors",
             result, m_messages.size(), m_errors.size());
-    if (m_bRetryPending && !isRetry) {
-        Run(action, packages, true, true);
-        m_bRetryPending = false;
-    }
-    ClearArchive();
-    emit signalEndInstall(result == 0 && !m_bErrorSeen);
     return result;
+}
+
+void CRunAptGet::RunWaiting(const QString& program, const std::string& arguments)
+{
+    CRun(program, QString::fromStdString(arguments), true).Run();
+}
+
+bool CRunAptGet::CanCancel() const
+{
+    return m_bCanCancel;
+}
+
+bool CRunAptGet::Cancel()
+{
+    CTracer tracer("CRunAptGet::Cancel");
+    if (!m_bCanCancel)
+        return false;
+    m_bCancelled = true;
+    if (m_pSources)
+        m_pSources->CancelTransfer();
+    if (m_pRefresh)
+        m_pRefresh->Terminate();
+    if (m_pChild)
+        m_pChild->Terminate();
+    return true;
 }
 
 void CRunAptGet::ReadOutput(FILE* stream)
@@ -172,13 +339,13 @@ void CRunAptGet::ClearArchive()
 {
     if (CConfigFile(SettingsFile(), false).GetLongValue("clear apt archive", 1) == 0)
         return;
-    CRun(ToQString(FrontEnd()), QString::fromStdString("clean " + AptGetOptions(false)), true)
-        .Run();
-    CRun(SystemPath(QStringLiteral("/usr/bin/dpkg")), QStringLiteral("--configure -a"), true).Run();
+    RunWaiting(ToQString(FrontEnd()), "clean " + AptGetOptions(false));
+    RunWaiting(SystemPath(QStringLiteral("/usr/bin/dpkg")), "--configure -a");
 }
 
 bool CRunAptGet::CreateAptGetDirs()
 {
+    CTracer tracer("CRunAptGet::CreateAptGetDirs");
     const bool made[] = { CreateListsDir(false), CreateListsDir(true), CreateSourcesDir(false),
                           CreateSourcesDir(true) };
     return made[0] && made[1] && made[2] && made[3];
@@ -186,11 +353,13 @@ bool CRunAptGet::CreateAptGetDirs()
 
 bool CRunAptGet::CreateListsDir(bool deps)
 {
+    CTracer tracer("CRunAptGet::CreateListsDir");
     return MkDir(ListsDir(deps) + "partial");
 }
 
 bool CRunAptGet::CreateSourcesDir(bool deps)
 {
+    CTracer tracer("CRunAptGet::CreateSourcesDir");
     const std::string file = SourcesFile(deps);
     const auto slash = file.rfind('/');
     return slash != std::string::npos && MkDir(file.substr(0, slash));
@@ -199,13 +368,15 @@ bool CRunAptGet::CreateSourcesDir(bool deps)
 bool CRunAptGet::MkDir(const std::string& path)
 {
     CTracer tracer("CRunAptGet::MkDir");
-    CRun(QStringLiteral("/bin/mkdir"), QLatin1String("-p ") + ToQString(path), true).Run();
+    // The runner splits its arguments at blanks: other folders would be made.
+    if (path.find_first_of(" \"") == std::string::npos)
+        CRun(QStringLiteral("/bin/mkdir"), QLatin1String("-p ") + ToQString(path), true).Run();
     int found = access(path.c_str(), F_OK);
     if (found != 0) {
         tracer.trace_out("access(" + path + ") = " + std::to_string(found) + " ["
                          + std::strerror(errno) + ']');
-        sync();
-        sleep(1);
+        SyncDisks();
+        PassEventsFor(1000);
         found = access(path.c_str(), F_OK);
     }
     tracer.trace_out((found == 0 ? "successfully created " : "failed to create ") + path);
@@ -214,10 +385,8 @@ bool CRunAptGet::MkDir(const std::string& path)
 
 void CRunAptGet::writeFailedAptGetToFile()
 {
-    // Whoever may write to the folder may have put a link there: it is not followed.
-    const std::string name = SystemPath("/tmp/apt-get.out");
-    const int fd = open(name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0644);
-    FILE* file = fd >= 0 ? fdopen(fd, "w") : nullptr;
+    CTracer tracer("CRunAptGet::writeFailedAptGetToFile");
+    FILE* file = OpenOwnFile(SystemPath("/tmp/apt-get.out"));
     if (!file)
         return;
     for (const std::string& line : m_messages)

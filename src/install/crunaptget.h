@@ -21,15 +21,22 @@
 
 #pragma once
 
+#include "../request/agenterror.h"
 #include "../util/export.h"
 #include "packagelists.h"
 
 #include <QObject>
+#include <QPointer>
 #include <cstdio>
 #include <string>
 
+class CAPI;
+class CRun;
+class FrontEndChild;
 class QDialog;
 class QLabel;
+class TreeLock;
+struct FailureReason;
 
 class VANTRELAGENT_EXPORT CRunAptGet : public QObject
 {
@@ -51,7 +58,29 @@ public:
     /// a missing front end, another letter, or a name that could be more than a
     /// name on a command line (Errors() tells which). A remove returns 0 however
     /// it ended. `flag` has no effect; callers pass `isRetry` false.
+    ///
+    /// One run at a time works on a user's private tree. Another one waits for its
+    /// end and emits signalWaitingFor; with RefuseWhenBusy, or inside a slot that the
+    /// other one's events run, it returns 127 and Errors() says who is at work.
     int Run(char action, const std::string& packages, bool flag, bool isRetry);
+
+    /// Ends the present run as a failure: the front end is asked to end, and Run
+    /// returns as soon as it has. False, with nothing done, when CanCancel is.
+    bool Cancel();
+    /// Whether a run can be cancelled now: from its begin until the package tools
+    /// begin to unpack. A remove cannot be once it has started.
+    bool CanCancel() const;
+    /// Whether the last run was cancelled.
+    bool WasCancelled() const { return m_bCancelled; }
+    /// Why the last run did not do what it was asked for, NoFailure where it did; a
+    /// sentence for the user; and the lines that say so. A remove is not judged.
+    /// @{
+    AgentError::Code Failure() const { return m_nFailure; }
+    QString FailureSentence() const { return m_sFailure; }
+    QString FailureDetails() const { return m_sDetails; }
+    /// @}
+    /// Whether a run is refused where it would wait for another one; false at first.
+    void RefuseWhenBusy(bool refuse) { m_bRefuseWhenBusy = refuse; }
 
     /// Asks the server for the lists of package sources; where one changed, the
     /// package lists of its tree are refreshed. The argument has no effect: the
@@ -100,7 +129,8 @@ public:
     /// belong to the run: a list of package names is open, an error is open.
     void parseLine(char* line, int length, bool& inPackageList, bool& inErrorBlock);
     /// Reads one line of at most size - 1 characters, without control
-    /// characters, processing events on the way. False at the end of the stream.
+    /// characters, processing events on the way: also while it waits, where the
+    /// stream does not block. False at the end of the stream.
     bool readLine(char* buffer, int size, FILE* stream, int& length);
     /// A line of package names: they come into the map, with the size "0".
     void GetPackageNames(char* line, int length);
@@ -138,6 +168,8 @@ signals:
     void signalBeginInstall(const std::string& name);
     /// The run is over; a run that is repeated tells it twice.
     void signalEndInstall(const bool success);
+    /// The run waits for another program's: a text for the user that names it.
+    void signalWaitingFor(const std::string& text);
 
 public slots:
     /// Refreshes the package lists of a tree, with the "Setting up" box shown.
@@ -146,10 +178,29 @@ public slots:
     void onAptGetUpdateTimer();
 
 private:
+    friend class CAPIGetPackageInfo;
+    friend class CAPIGetSourcesList;
+    friend class CAPIInstallPackages;
+
+    bool CanRun(char action, const std::string& packages);
     bool Refuse(const std::string& packages);
+    void SetFailure(const FailureReason& reason);
+    void JudgeRun(char action, int result);
+    void onSourcesFailure(AgentError::Code code, const QString& sentence, const QString& details);
+    bool TakeTree(TreeLock& tree);
+    int RunOnTree(char action, const std::string& packages, bool isRetry);
     int RunPiped(char action, const std::string& packages, bool isRetry);
+    int RunChild(const std::string& command, bool& started);
+    void RunWaiting(const QString& program, const std::string& arguments);
     void ReadOutput(FILE* stream);
+    int NextByte(FILE* stream);
+    bool AwaitOutput(FILE* stream);
     void ClearArchive();
+    void RunUpdate(bool deps);
+    static std::string RefreshMark(bool deps);
+    static bool IsRefreshPending(bool deps);
+    static void SetRefreshPending(bool deps, bool pending);
+    void FollowProgress(const char* line);
     void ClassifyBlock(char* line, int length, bool& inPackageList, bool& inErrorBlock);
     bool ClassifyProgress(char* line, int length);
 
@@ -164,6 +215,19 @@ private:
     bool m_bRetryPending = false;
     bool m_bErrorSeen = false;
     bool m_bEcho = false; // the setting "echo apt-get"
+    bool m_bCancelled = false;
+    bool m_bCanCancel = false; // a run is under way and nothing is unpacked yet
+    bool m_bRefuseWhenBusy = false;
+    AgentError::Code m_nFailure = AgentError::NoFailure;
+    QString m_sFailure;
+    QString m_sDetails;
+    // What the refresh of the sources in the present run failed by.
+    AgentError::Code m_nRefreshFailure = AgentError::NoFailure;
+    QString m_sRefreshFailure;
+    bool m_bHasTree = false; // runs are part of a transaction that has the tree
+    FrontEndChild* m_pChild = nullptr; // the front end, while it runs
+    CRun* m_pRefresh = nullptr; // the front end's "update", while it runs
+    QPointer<CAPI> m_pSources; // the request for the sources
     AptGetMessages m_messages;
     AptGetMessages m_errors;
     QDialog* m_pUpdateDialog = nullptr;

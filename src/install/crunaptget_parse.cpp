@@ -5,16 +5,23 @@
 
 #include "install/crunaptget.h"
 
+#include "install/frontendchild.h"
+#include "support/ctracer.h"
 #include "util/desktop.h"
+#include "util/eventwait.h"
 #include "util/output.h"
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 
 namespace
 {
+
+// Bytes after which events are processed where nothing of them is kept.
+constexpr int PumpEvery = 4096;
 
 bool BeginsWith(const char* line, const char* prefix)
 {
@@ -38,13 +45,13 @@ bool CRunAptGet::readLine(char* buffer, int size, FILE* stream, int& length)
 {
     length = 0;
     int c;
-    while (true) {
-        c = std::fgetc(stream);
+    for (int dropped = 0;; ++dropped) {
+        c = NextByte(stream);
         // In a full buffer the character just read is lost; the rest of the line
         // comes as the next one.
         if (c == EOF || c == '\n' || length == size - 1)
             break;
-        if (length % 10 == 0)
+        if (length % 10 == 0 || dropped % PumpEvery == 0)
             ProcessMessages();
         if (c > 0x1F)
             buffer[length++] = char(c);
@@ -53,14 +60,52 @@ bool CRunAptGet::readLine(char* buffer, int size, FILE* stream, int& length)
     return c != EOF;
 }
 
+// An interrupted read, and one that finds nothing yet, are no ends of the stream.
+int CRunAptGet::NextByte(FILE* stream)
+{
+    while (true) {
+        const int c = std::fgetc(stream);
+        if (c != EOF || std::feof(stream) || (errno != EINTR && errno != EAGAIN))
+            return c;
+        const bool empty = errno == EAGAIN;
+        std::clearerr(stream);
+        if (empty && !AwaitOutput(stream))
+            return EOF;
+    }
+}
+
+bool CRunAptGet::AwaitOutput(FILE* stream)
+{
+    if (m_pChild && m_pChild->Output() == stream)
+        return m_pChild->AwaitOutput();
+    while (!PassEvents(fileno(stream))) { }
+    return true;
+}
+
 void CRunAptGet::parseLine(char* line, int length, bool& inPackageList, bool& inErrorBlock)
 {
+    CTracer tracer("CRunAptGet::parseLine");
     if (m_bEcho)
         WriteLine(std::string(line));
     m_messages.emplace_back(line);
+    FollowProgress(line);
     ClassifyBlock(line, length, inPackageList, inErrorBlock);
     if (!inErrorBlock && ClassifyProgress(line, length))
         inPackageList = false;
+}
+
+// What the lines say about the run itself.
+void CRunAptGet::FollowProgress(const char* line)
+{
+    static const char* const dpkgWorks[]
+        = { "Selecting previously", "(Reading database", "Preparing to unpack", "Unpacking ",
+            "Setting up",           "Removing ",         "Preconfiguring" };
+    if (std::any_of(std::begin(dpkgWorks), std::end(dpkgWorks),
+                    [line](const char* prefix) { return BeginsWith(line, prefix); }))
+        m_bCanCancel = false;
+    else if (BeginsWith(line, "Waiting for the package lock")
+             || BeginsWith(line, "Waiting for cache lock"))
+        emit signalWaitingFor(line);
 }
 
 // Lists of package names and errors go on over several lines.
@@ -131,6 +176,7 @@ void CRunAptGet::SkipNonWhite(char** cursor)
 
 void CRunAptGet::GetPackageNames(char* line, int)
 {
+    CTracer tracer("CRunAptGet::GetPackageNames");
     char* cursor = line;
     SkipWhite(&cursor);
     while (char* blank = std::strchr(cursor, ' ')) {
@@ -145,6 +191,7 @@ void CRunAptGet::GetPackageNames(char* line, int)
 
 void CRunAptGet::GetTotalBytes(char* line, int)
 {
+    CTracer tracer("CRunAptGet::GetTotalBytes");
     char* cursor = line + std::strlen("Need to get ");
     SkipWhite(&cursor);
     const char* size = cursor;
@@ -157,6 +204,7 @@ void CRunAptGet::GetTotalBytes(char* line, int)
 
 void CRunAptGet::GetReceivedPackageInfo(char* line, int)
 {
+    CTracer tracer("CRunAptGet::GetReceivedPackageInfo");
     if (!m_sCurrentPackage.empty())
         emit signalEndReceivePackage(m_sCurrentPackage);
     char* cursor = line;
@@ -185,6 +233,7 @@ void CRunAptGet::GetReceivedPackageInfo(char* line, int)
 
 void CRunAptGet::GetSetupInfo(char* line, int)
 {
+    CTracer tracer("CRunAptGet::GetSetupInfo");
     emit signalEndReceivePackage(m_sCurrentPackage);
     char* cursor = line + std::strlen("Setting up");
     SkipWhite(&cursor);
@@ -195,6 +244,7 @@ void CRunAptGet::GetSetupInfo(char* line, int)
 
 void CRunAptGet::GetPackageFiles(char* line)
 {
+    CTracer tracer("CRunAptGet::GetPackageFiles");
     const char* slash = std::strrchr(line, '/');
     std::string name = slash ? slash + 1 : line;
     // Without a closing apostrophe the text stays whole.
@@ -204,6 +254,7 @@ void CRunAptGet::GetPackageFiles(char* line)
 
 void CRunAptGet::Pulse(char* line, int)
 {
+    CTracer tracer("CRunAptGet::Pulse");
     const int overall = std::atoi(line);
     int item = 0;
     if (const char* bracket = std::strchr(line, ']')) {

@@ -7,12 +7,18 @@
 #include "install/capigetsourceslist.h"
 #include "install/crun.h"
 #include "install/crunaptget.h"
+#include "support/ctracer.h"
+#include "util/diagnostics.h"
 #include "util/paths.h"
 
+#include <QApplication>
 #include <QDialog>
 #include <QLabel>
 #include <QTimer>
 #include <algorithm>
+#include <cerrno>
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace
 {
@@ -32,31 +38,58 @@ QString Marker(int counter)
     return QLatin1Char('>') + Blanks(19 - counter) + QLatin1Char('<');
 }
 
+// The box holds three lines of the user's font; it grows where they are larger than
+// those that its plain size was made for.
+QSize UpdateBoxSize(const QDialog& dialog)
+{
+    const QFontMetrics font(dialog.font());
+    const QSize plain(337, 80);
+    // What is above the capitals and below the line may be lost.
+    const int spare = std::min(font.ascent() - font.capHeight(), font.descent());
+    const int text = 2 * font.lineSpacing() + font.height() - 2 * spare;
+    const double lines = double(text) / (plain.height() - 23);
+    const double words
+        = (font.horizontalAdvance(QStringLiteral("Setting up Pakmart")) + 20.0) / plain.width();
+    return plain * std::max({ 1.0, lines, words });
+}
+
 } // namespace
 
 bool CRunAptGet::checkSources(bool)
 {
+    CTracer tracer("CRunAptGet::checkSources");
     auto* request = new CAPIGetSourcesList(false, true);
     connect(request, SIGNAL(signalSourcesListModified(bool)), this, SLOT(onRunAptGetUpdate(bool)));
+    connect(request, &CAPI::signalFailure, this, &CRunAptGet::onSourcesFailure);
+    m_pSources = request;
     request->Execute();
     return true;
 }
 
 void CRunAptGet::update(bool deps)
 {
+    CTracer tracer("CRunAptGet::update");
     checkSources(deps);
 }
 
 void CRunAptGet::onRunAptGetUpdate(bool deps)
 {
+    CTracer tracer("CRunAptGet::onRunAptGetUpdate");
+    if (m_bCancelled)
+        return;
+    // A process without windows refreshes without the box.
+    if (!qobject_cast<QApplication*>(QCoreApplication::instance())) {
+        RunUpdate(deps);
+        return;
+    }
     QTimer timer;
     timer.setObjectName(QStringLiteral("tmrTimer"));
     QDialog dialog(nullptr);
     dialog.setSizeGripEnabled(false);
-    dialog.setFixedSize(337, 80);
+    dialog.setFixedSize(UpdateBoxSize(dialog));
     dialog.setWindowTitle(QStringLiteral("Setting up Pakmart"));
     QLabel label(&dialog);
-    label.setGeometry(0, 0, dialog.width(), dialog.height() - 23);
+    label.setGeometry(0, 0, dialog.width(), dialog.height() - dialog.height() * 23 / 80);
     label.setText(QLatin1String(SettingUp));
     label.setIndent(10);
     label.setAlignment(Qt::AlignCenter);
@@ -67,9 +100,7 @@ void CRunAptGet::onRunAptGetUpdate(bool deps)
     timer.start(100);
     dialog.show();
 
-    CRun(SystemPath(QStringLiteral("/usr/bin/vos-apt-get")),
-         QString::fromStdString("update" + AptGetOptions(deps)), true)
-        .Run();
+    RunUpdate(deps);
 
     timer.stop();
     dialog.hide();
@@ -77,8 +108,58 @@ void CRunAptGet::onRunAptGetUpdate(bool deps)
     m_pUpdateDialog = nullptr;
 }
 
+// The mark is there from before the refresh until it has succeeded, so that one that
+// failed, or was killed, is made up for by the next request for the sources.
+void CRunAptGet::RunUpdate(bool deps)
+{
+    SetRefreshPending(deps, true);
+    CRun update(SystemPath(QStringLiteral("/usr/bin/vos-apt-get")),
+                QString::fromStdString("update" + AptGetOptions(deps)), true);
+    m_pRefresh = &update;
+    const int result = update.Run();
+    m_pRefresh = nullptr;
+    if (result == 0)
+        SetRefreshPending(deps, false);
+    else
+        onSourcesFailure(AgentError::RefreshFailed, AgentError::Sentence(AgentError::RefreshFailed),
+                         QString());
+    qCDebug(logInstall, "the refresh has ended with %d", result);
+}
+
+void CRunAptGet::onSourcesFailure(AgentError::Code code, const QString& sentence, const QString&)
+{
+    m_nRefreshFailure = code;
+    m_sRefreshFailure = sentence;
+}
+
+std::string CRunAptGet::RefreshMark(bool deps)
+{
+    return SourcesFile(deps) + ".refresh";
+}
+
+bool CRunAptGet::IsRefreshPending(bool deps)
+{
+    return access(RefreshMark(deps).c_str(), F_OK) == 0;
+}
+
+void CRunAptGet::SetRefreshPending(bool deps, bool pending)
+{
+    const std::string mark = RefreshMark(deps);
+    if (!pending) {
+        unlink(mark.c_str());
+        return;
+    }
+    const int flags = O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC;
+    int fd = open(mark.c_str(), flags, 0644);
+    if (fd < 0 && errno == ENOENT && CreateSourcesDir(deps))
+        fd = open(mark.c_str(), flags, 0644);
+    if (fd >= 0)
+        close(fd);
+}
+
 void CRunAptGet::onAptGetUpdateTimer()
 {
+    CTracer tracer("CRunAptGet::onAptGetUpdateTimer");
     static int counter = 0;
     if (!m_pUpdateLabel)
         return;

@@ -6,6 +6,7 @@
 #include "request/capi.h"
 
 #include "request/capistatus.h"
+#include "request/spoolfile.h"
 #include "request/transfer.h"
 #include "request/transferlimits.h"
 #include "support/cconfigfile.h"
@@ -21,12 +22,6 @@
 
 namespace
 {
-
-QString LockedText()
-{
-    return QStringLiteral("Communication with the VantrelNet server has been "
-                          "temporarily disabled.  Please try again in a few moments.");
-}
 
 QString NoURLText()
 {
@@ -50,13 +45,22 @@ int CAPI::m_nReferenceCount = 0;
 bool CAPI::m_bExecutionLocked = false;
 CAPI* CAPI::m_pLockingAPI = nullptr;
 std::set<CAPI*> CAPI::m_transferring;
+unsigned CAPI::m_nAborts = 0;
 
 CAPI::CAPI(bool bSilent, bool bExclusive, bool bWaitForDone)
     : m_bSilent(bSilent), m_bWaitForDone(bWaitForDone), m_bDone(std::make_shared<bool>(false))
 {
     CTracer tracer("CAPI::CAPI");
     GetURLList();
-    if (LockAPI(bExclusive)) {
+    // For listeners that are found by name, spies and queued connections.
+    static const int registered = qRegisterMetaType<AgentError::Code>();
+    Q_UNUSED(registered)
+    m_nMaxReply = ReadTransferLimits().size;
+    // Not one of its own slots: it holds for an object without them, too.
+    connect(this, &CAPI::ErroneousTransfer, this,
+            [this](const QString& sError) { SetFailure(AgentError::Other, sError); });
+    m_bConnected = LockAPI(bExclusive);
+    if (m_bConnected) {
         AddRef();
         connect(this, &CAPI::BeforeTransfer, this, &CAPI::onBeforeTransfer);
         connect(this, &CAPI::SuccessfulTransfer, this, &CAPI::onSuccessfulTransfer);
@@ -74,9 +78,17 @@ CAPI::~CAPI()
     m_transferring.erase(this);
     Release();
     LockAPI(false);
+    if (!m_bSucceeded)
+        SetFailure(AgentError::Other);
+    if (m_nFailure != AgentError::NoFailure)
+        emit signalFailure(m_nFailure, m_sFailure, m_sDetails);
     emit APIComplete(m_bSucceeded);
+    // Whatever its slots did, or if it has none: a wait ends with the object.
+    *m_bDone = true;
     if (!m_APIFile.fileName().isEmpty() && CAPI::CanDeleteAPIFile())
         m_APIFile.remove();
+    else if (m_pSpool && m_APIFile.fileName().isEmpty())
+        m_pSpool->Leave(); // the class has taken the name away
 }
 
 bool CAPI::Execute()
@@ -85,12 +97,14 @@ bool CAPI::Execute()
     QString sError;
     if (APILocked(this)) {
         sError = LockedText();
+        SetFailure(AgentError::Locked);
     } else {
         const QString sURL = GetURL(GetAPIName());
         if (sURL.isEmpty()) {
             WriteLine(QLatin1String("CAPI::Execute failed to find URL for '") + GetAPIName()
                       + QLatin1Char('\''));
             sError = NoURLText();
+            NoteMissingURL();
         } else {
             sError = Start(sURL + DecorateURI());
         }
@@ -108,18 +122,22 @@ bool CAPI::Execute()
 // Opens the reply file and starts the transfer into it. Returns what went wrong.
 QString CAPI::Start(const QString& sURL)
 {
+    m_sURL = sURL;
     emit BeforeTransfer(sURL);
     KIO::TransferJob* pJob = StartTransfer(QUrl(sURL));
-    if (!pJob)
+    if (!pJob) {
+        SetFailure(AgentError::BadAddress, QString(), Details(QString()));
         return NoJobText();
+    }
     pJob->addMetaData(QStringLiteral("content-type"), QStringLiteral("Content-Type: text/xml"));
     connect(pJob, &KIO::TransferJob::data, this, &CAPI::onDownloadReceive);
     connect(pJob, &KJob::result, this,
             [this](KJob* pEnded) { onDownloadComplete(static_cast<KIO::Job*>(pEnded)); });
     const TransferLimits limits = ReadTransferLimits();
-    m_nMaxReply = limits.size;
-    WatchForSilence(pJob, limits.silence, this,
-                    [this](int nError, const QString& sText) { Abandon(nError, sText); });
+    WatchTransfer(pJob, limits, this,
+                  [this](AgentError::Code nReason, int nError, const QString& sText) {
+                      Abandon(nReason, nError, sText);
+                  });
     m_pJob = pJob;
     m_transferring.insert(this);
     qCDebug(logRequest, "%s has begun its transfer into %s", qUtf8Printable(GetAPIName()),
@@ -129,28 +147,90 @@ QString CAPI::Start(const QString& sURL)
 
 // Ends the request while its job runs; once, also when it is asked to again while
 // the box about it is open.
-void CAPI::Abandon(int nError, const QString& sText)
+void CAPI::Abandon(AgentError::Code nReason, int nError, const QString& sText)
 {
     if (m_transferring.erase(this) == 0)
         return;
     if (m_pJob)
         m_pJob->kill(KJob::Quietly);
+    SetFailure(nReason, QString(), Details(sText));
     qCDebug(logRequest, "%s was given up, error %d", qUtf8Printable(GetAPIName()), nError);
     ReportJobError(nError, sText);
     delete this;
 }
 
+unsigned CAPI::AbortCount()
+{
+    return m_nAborts;
+}
+
+QString CAPI::InterruptedText()
+{
+    return QStringLiteral("Communication with the VantrelNet server was interrupted.");
+}
+
+// No box about it: the caller knows, and a box would hold up the end.
+void CAPI::Interrupt()
+{
+    m_bSilent = true;
+    m_bInterrupted = true; // ends the reading of a reply, whose frame ends the request
+    if (!m_bReading)
+        Abandon(AgentError::Cancelled, KIO::ERR_ABORTED, InterruptedText());
+}
+
 void CAPI::AbortTransfers()
 {
+    ++m_nAborts;
     const std::set<CAPI*> transferring = m_transferring;
     for (CAPI* pAPI : transferring) {
         // The end of one may be the end of another.
         if (m_transferring.count(pAPI) != 0)
-            pAPI->Abandon(KIO::ERR_ABORTED,
-                          QStringLiteral("Communication with the VantrelNet server was "
-                                         "interrupted."));
+            pAPI->Interrupt();
     }
     CAPIStatus::AbortTransfers();
+}
+
+bool CAPI::CancelTransfer()
+{
+    CTracer tracer("CAPI::CancelTransfer");
+    return m_transferring.count(this) != 0 && m_pJob && m_pJob->kill(KJob::EmitResult);
+}
+
+QString CAPI::LockedText()
+{
+    return QStringLiteral("Communication with the VantrelNet server has been "
+                          "temporarily disabled.  Please try again in a few moments.");
+}
+
+void CAPI::SetFailure(AgentError::Code nCode, const QString& sSentence, const QString& sDetails)
+{
+    const bool general = nCode == AgentError::Other && m_nFailure != AgentError::NoFailure;
+    if (general || (m_nFailure != AgentError::NoFailure && m_nFailure != AgentError::Other)
+        || nCode == AgentError::NoFailure)
+        return;
+    m_nFailure = nCode;
+    m_sFailure = sSentence.isEmpty() ? AgentError::Sentence(nCode) : sSentence;
+    m_sDetails = sDetails;
+    qCDebug(logRequest, "%s fails: %s, %s %s", qUtf8Printable(GetAPIName()),
+            qUtf8Printable(AgentError::Name(nCode)), qUtf8Printable(m_sFailure),
+            qUtf8Printable(m_sDetails));
+}
+
+AgentError::Code CAPI::RefusalCode() const
+{
+    return AgentError::RefusedByServer;
+}
+
+// What a log should know of the transfer: the address, what the server said of it,
+// and what went wrong.
+QString CAPI::Details(const QString& sWhat) const
+{
+    QStringList parts{ m_sURL };
+    if (!m_sStatus.isEmpty())
+        parts << QLatin1String("HTTP ") + m_sStatus;
+    if (!sWhat.isEmpty())
+        parts << sWhat;
+    return parts.join(QLatin1String(": "));
 }
 
 QString CAPI::GetAPIName()

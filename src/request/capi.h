@@ -24,6 +24,7 @@
 #pragma once
 
 #include "../util/export.h"
+#include "agenterror.h"
 #include "capilist.h"
 
 #include <QDomElement>
@@ -35,6 +36,7 @@
 #include <set>
 
 class KJob;
+class SpoolFile;
 namespace KIO
 {
 class Job;
@@ -91,10 +93,18 @@ public:
     /// True when a request other than `pAPI` holds the lock.
     bool APILocked(CAPI* pAPI) const;
 
-    /// Ends every transfer that is running as a failure, for a host that is asked
-    /// to end. Each request tells of it and destroys itself; a status check
-    /// (CAPIStatus) counts it as an error.
+    /// Ends every transfer that is running, and every reply that is being read, as a
+    /// failure, for a host that is asked to end. Each request emits its signals
+    /// (AgentError::Cancelled), shows no box, and destroys itself; one whose reply
+    /// is being read does so within the next passes of the event loop. A status
+    /// check (CAPIStatus) counts it as an error.
     static void AbortTransfers();
+    /// How often AbortTransfers was called: for waits that it shall end.
+    static unsigned AbortCount();
+
+    /// Ends this request's transfer as one that the user cancelled: silently, and as
+    /// a success. False when none runs; otherwise the request is gone afterwards.
+    bool CancelTransfer();
 
     /// Fetches the directory, once per process: a failure is not retried.
     static void GetURLList();
@@ -126,18 +136,26 @@ signals:
     /// name stays, and the file is gone after APIComplete unless the settings
     /// keep it.
     void APIDestinationFile(const QFile& qFile);
+    /// Why the request did not do what it was made for: exactly once, from the
+    /// destructor, immediately before APIComplete. It comes before each
+    /// APIComplete(false), and before the APIComplete(true) of a request that did
+    /// nothing all the same (see there). The sentence is for the user; where the
+    /// server says why, it is the server's (plain text). The details are for a log,
+    /// and may be empty. An object that the lock refused emits it too.
+    void signalFailure(AgentError::Code nCode, const QString& sSentence, const QString& sDetails);
     /// The end, exactly once, from the destructor: the request is no more than a
     /// CAPI then. False when the call failed or went wrong. A transfer that was
     /// cancelled and a reply file that could not be made count as success, and so
-    /// does a request that the lock refused: only ErroneousTransfer tells of it.
+    /// does a request that the lock refused: signalFailure comes before it then.
     void APIComplete(bool bSucceeded);
 
 public slots:
     /// Makes the reply file and emits APIDestinationFile. Where no file can be
     /// made the reply is dropped.
     virtual void onBeforeTransfer(const QString& sURL);
-    /// Appends a piece of the reply to the reply file. Over "max reply size" the
-    /// transfer is cut off.
+    /// Appends a piece of the reply to the reply file. Over "max reply size", and
+    /// where the file cannot be written, the transfer is cut off. A class that
+    /// replaces Execute connects its job to this and to onDownloadComplete.
     virtual void onDownloadReceive(KIO::Job* pJob, const QByteArray& arData);
     /// Judges the reply, emits what it came to, and destroys the object: a class
     /// that replaces this has that duty.
@@ -155,6 +173,23 @@ public slots:
     virtual void onAPIComplete(bool bSucceeded);
 
 protected:
+    /// Says why the request fails, for signalFailure. The first reason stays, but
+    /// any other takes the place of AgentError::Other, which the base gives to a
+    /// text of ErroneousTransfer that comes without a reason. Without a sentence it
+    /// is that of the code. It does not by itself make the request a failure.
+    void SetFailure(AgentError::Code nCode, const QString& sSentence = QString(),
+                    const QString& sDetails = QString());
+    /// What a request says that is refused since another one has the lock.
+    static QString LockedText();
+    /// The code that was set so far.
+    AgentError::Code Failure() const { return m_nFailure; }
+    /// The reason why the server refuses this function ("resultcode"), where there
+    /// is only one; RefusedByServer here.
+    virtual AgentError::Code RefusalCode() const;
+    /// Whether the constructor got past the lock, so that the request is counted
+    /// and its own slots are connected.
+    bool IsConnected() const { return m_bConnected; }
+
     static CAPIList m_URLList; ///< the API directory, of all requests
 
     QFile m_APIFile; ///< the reply file; without a name before the transfer
@@ -164,16 +199,37 @@ protected:
 
 private:
     QString Start(const QString& sURL);
-    void Abandon(int nError, const QString& sText);
+    void Abandon(AgentError::Code nReason, int nError, const QString& sText);
+    void Interrupt();
+    static QString InterruptedText();
     void ReportJobError(int nError, const QString& sText);
     void CutOff();
+    QDomElement ReadReply(QDomDocument& document, QString& sWhy);
     void DispatchReply();
+    void JudgeReply(QDomElement& root, const QString& sWhy);
+    void RefuseReply(const QString& sWhy);
+    void NoteMissingURL();
+    void NoteMissingFile();
+    void NoteSpoolError();
+    void NoteRefusal(const QDomElement& element);
+    QString Details(const QString& sWhat) const;
 
     static int m_nReferenceCount;
     static bool m_bExecutionLocked;
     static CAPI* m_pLockingAPI;
     static std::set<CAPI*> m_transferring; // those whose job runs
+    static unsigned m_nAborts;
 
+    AgentError::Code m_nFailure = AgentError::NoFailure;
+    QString m_sFailure; // the sentence
+    QString m_sDetails;
+    QString m_sURL; // asked for
+    QString m_sStatus; // of HTTP
+    std::unique_ptr<SpoolFile> m_pSpool;
+    int m_nSpoolError = 0; // why the reply file could not be made or written
+    bool m_bConnected = false;
+    bool m_bReading = false; // the reply is being taken apart
+    bool m_bInterrupted = false;
     QPointer<KJob> m_pJob;
     std::uint64_t m_nMaxReply = 0; // bytes that the reply may have
     std::uint64_t m_nReceived = 0; // that it has so far

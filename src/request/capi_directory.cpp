@@ -12,6 +12,17 @@
 #include "util/paths.h"
 #include "util/vendor.h"
 
+namespace
+{
+
+// Why there is no directory: what every later request fails for.
+struct {
+    AgentError::Code code = AgentError::NoFailure;
+    QString details;
+} directoryFailure;
+
+} // namespace
+
 CAPIList CAPI::m_URLList;
 
 void CAPI::GetURLList()
@@ -22,7 +33,13 @@ void CAPI::GetURLList()
         return;
     // First, since the request made here comes back through its constructor.
     requested = true;
-    (new CAPIGetAPIList(true))->Execute();
+    auto* list = new CAPIGetAPIList(true);
+    connect(list, &CAPI::signalFailure,
+            [](AgentError::Code nCode, const QString& sSentence, const QString& sDetails) {
+                directoryFailure.code = nCode;
+                directoryFailure.details = sSentence + QLatin1Char(' ') + sDetails;
+            });
+    list->Execute();
     while (m_bExecutionLocked)
         ProcessMessages();
     if (m_URLList.Empty())
@@ -44,4 +61,19 @@ QString CAPI::GetAgentAPIURL()
     const std::string bootstrap = std::string("http://") + VendorStoreHost + "/getagentapi.php";
     const CConfigFile settings(SettingsFile(), false);
     return QString::fromStdString(settings.GetStringValue("agent api url", bootstrap));
+}
+
+// A function without an address: for want of a directory, or of an entry in it.
+void CAPI::NoteMissingURL()
+{
+    const QString sName = GetAPIName();
+    if (sName == QLatin1String("agentapi"))
+        SetFailure(AgentError::BadAddress);
+    else if (directoryFailure.code != AgentError::NoFailure)
+        SetFailure(directoryFailure.code, QString(),
+                   QLatin1String("The API directory could not be fetched. ")
+                       + directoryFailure.details);
+    else
+        SetFailure(AgentError::UnknownFunction, QString(),
+                   QLatin1String("The API directory does not list ") + sName);
 }

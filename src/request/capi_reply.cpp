@@ -5,24 +5,38 @@
 
 #include "request/capi.h"
 #include "request/replydocument.h"
+#include "request/spoolfile.h"
+#include "request/transfer.h"
+#include "request/xmlgate.h"
 #include "support/cconfigfile.h"
 #include "support/ctracer.h"
 #include "util/diagnostics.h"
 #include "util/output.h"
+#include "util/pacer.h"
 #include "util/paths.h"
 #include "util/vendor.h"
 
+#include <KIO/Global>
 #include <KIO/Job>
-#include <KMessageBox>
 #include <QDomDocument>
 #include <QTimer>
 #include <cerrno>
-#include <ctime>
-#include <fcntl.h>
-#include <unistd.h>
+#include <cstring>
 
 namespace
 {
+
+QString SystemError(int error)
+{
+    return QString::fromLocal8Bit(std::strerror(error));
+}
+
+// Why a file could not be made or written.
+AgentError::Code ReasonOfFile(int error)
+{
+    return error == ENOSPC || error == EDQUOT || error == EFBIG ? AgentError::NoDiskSpace
+                                                                : AgentError::CannotWrite;
+}
 
 QString ClassName(const QObject* object)
 {
@@ -43,28 +57,21 @@ QString FormatText()
                         "assistance.");
 }
 
-void ShowError(const QString& sText)
+// Takes a document apart from its leaves up, with events processed meanwhile; its
+// destructor would hold them up for as long.
+void TakeDown(QDomNode node, Pacer& pacer)
 {
-    KMessageBox::error(nullptr, sText, QString(), KMessageBox::Notify);
-}
-
-// Makes the next free reply file and returns its name. The file is one that this
-// call has made: nothing that stands or appears under a name is followed or
-// overwritten, the next one is taken. Where no file can be made at all, the name
-// is that of the attempt.
-std::string MakeSpoolFile()
-{
-    static long serial = 0;
-    const long now = long(std::time(nullptr));
-    while (true) {
-        const std::string name
-            = SystemPath("/tmp/" + std::to_string(now) + '_' + std::to_string(serial++) + ".xml");
-        const int fd = open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-        if (fd < 0 && errno == EEXIST)
-            continue;
-        if (fd >= 0)
-            close(fd);
-        return name;
+    while (!node.isNull()) {
+        QDomNode child = node.firstChild();
+        while (child.hasChildNodes()) {
+            node = child;
+            child = node.firstChild();
+        }
+        if (!child.isNull())
+            node.removeChild(child);
+        else
+            node = node.parentNode();
+        pacer.Breathe();
     }
 }
 
@@ -74,26 +81,42 @@ void CAPI::onBeforeTransfer(const QString& sURL)
 {
     CTracer tracer("CAPI::onBeforeTransfer");
     WriteLine(ClassName(this) + QLatin1String(" - ") + sURL);
-    m_APIFile.setFileName(QFile::decodeName(MakeSpoolFile().c_str()));
+    m_pSpool = std::make_unique<SpoolFile>();
+    m_APIFile.setFileName(QFile::decodeName(m_pSpool->Make().c_str()));
+    m_nSpoolError = m_pSpool->error();
     // Not truncated: it is empty, and ext4 writes out at once what was.
     if (!m_APIFile.open(QIODevice::ReadWrite | QIODevice::ExistingOnly | QIODevice::Unbuffered))
-        qCInfo(logRequest, "cannot make the reply file %s: %s",
-               qUtf8Printable(m_APIFile.fileName()), qUtf8Printable(m_APIFile.errorString()));
+        NoteSpoolError();
     emit APIDestinationFile(m_APIFile);
 }
 
-void CAPI::onDownloadReceive(KIO::Job*, const QByteArray& arData)
+void CAPI::onDownloadReceive(KIO::Job* pJob, const QByteArray& arData)
 {
     CTracer tracer("CAPI::onDownloadReceive");
-    if (m_APIFile.isOpen())
-        m_APIFile.write(arData);
+    // A class that replaces Execute has started a job of its own.
+    if (!m_pJob && pJob) {
+        m_pJob = pJob;
+        m_transferring.insert(this);
+    }
+    errno = 0;
+    if (m_APIFile.isOpen() && m_APIFile.write(arData) != arData.size())
+        NoteSpoolError();
     m_nReceived += std::uint64_t(arData.size());
-    if (m_nReceived > m_nMaxReply)
+    if (m_nReceived > m_nMaxReply || (m_APIFile.isOpen() && m_nSpoolError != 0))
         CutOff();
 }
 
-// Ends the transfer of a reply that is refused for its size whatever follows: a
-// server could go on until the disk is full. The request ends a little later,
+// The reply file cannot be made or written. The first error is the one that counts.
+void CAPI::NoteSpoolError()
+{
+    if (m_nSpoolError == 0)
+        m_nSpoolError = errno != 0 ? errno : EIO;
+    qCInfo(logRequest, "cannot write the reply file %s: %s", qUtf8Printable(m_APIFile.fileName()),
+           qUtf8Printable(SystemError(m_nSpoolError)));
+}
+
+// Ends the transfer of a reply that is refused whatever follows, for its size or for
+// want of room: a server could go on until the disk is full. The request ends a little later,
 // since its caller has a piece of the reply in hand.
 void CAPI::CutOff()
 {
@@ -101,7 +124,7 @@ void CAPI::CutOff()
         return;
     if (m_pJob)
         m_pJob->kill(KJob::Quietly);
-    qCInfo(logRequest, "%s was cut off behind %lld bytes", qUtf8Printable(GetAPIName()),
+    qCInfo(logRequest, "%s was cut off after %lld bytes", qUtf8Printable(GetAPIName()),
            m_APIFile.size());
     QTimer::singleShot(0, this, [this] {
         m_APIFile.close();
@@ -115,51 +138,121 @@ void CAPI::onDownloadComplete(KIO::Job* pJob)
     CTracer tracer("CAPI::onDownloadComplete");
     m_transferring.erase(this);
     m_APIFile.close();
+    m_sStatus = pJob->queryMetaData(QStringLiteral("responsecode"));
     qCDebug(logRequest, "%s has ended its transfer, error %d, with %lld bytes",
             qUtf8Printable(GetAPIName()), pJob->error(), m_APIFile.size());
     if (pJob->error() == 0) {
         DispatchReply();
     } else if (pJob->error() != KIO::ERR_USER_CANCELED) {
         ReportJobError(pJob->error(), pJob->errorString());
+    } else {
+        SetFailure(AgentError::Cancelled, QString(), Details(QString()));
     }
     delete this;
 }
 
 void CAPI::ReportJobError(int nError, const QString& sText)
 {
+    SetFailure(ReasonOf(nError), QString(), Details(sText));
     WriteLine(ClassName(this) + QLatin1String(" job returned error ") + QString::number(nError));
     emit ErroneousTransfer(sText);
 }
 
+// Parses the reply file, with events processed meanwhile: a catalog takes seconds.
+QDomElement CAPI::ReadReply(QDomDocument& document, QString& sWhy)
+{
+    if (m_nReceived > m_nMaxReply || m_nSpoolError != 0)
+        return QDomElement(); // it was cut off
+    m_bReading = true;
+    m_transferring.insert(this);
+    Pacer pacer;
+    const auto goOn = [this, &pacer] {
+        pacer.Breathe();
+        return !m_bInterrupted;
+    };
+    const bool read = ReadReplyDocument(m_APIFile, document, m_nMaxReply, &sWhy, goOn);
+    m_transferring.erase(this);
+    m_bReading = false;
+    return read ? document.documentElement() : QDomElement();
+}
+
 void CAPI::DispatchReply()
 {
-    if (!m_APIFile.open(QIODevice::ReadOnly))
+    if (m_APIFile.fileName().isEmpty() || !m_APIFile.open(QIODevice::ReadOnly)) {
+        NoteMissingFile();
         return;
+    }
     QDomDocument document(QStringLiteral("VantrelAgentXML"));
-    QDomElement root;
-    if (ReadReplyDocument(m_APIFile, document, m_nMaxReply))
-        root = document.documentElement();
+    QString sWhy;
+    QDomElement root = ReadReply(document, sWhy);
+    if (m_bInterrupted)
+        ReportJobError(KIO::ERR_ABORTED, InterruptedText());
+    else
+        JudgeReply(root, sWhy);
+    m_APIFile.close();
+    Pacer pacer;
+    TakeDown(document, pacer);
+}
+
+void CAPI::JudgeReply(QDomElement& root, const QString& sWhy)
+{
     if (root.isNull()) {
+        RefuseReply(sWhy);
         WriteLine(QStringLiteral("CAPI::onDownloadComplete - no xml received"));
         emit ErroneousTransfer(FormatText());
     } else if (root.tagName() != QLatin1String("agentfunction")) {
+        RefuseReply(QStringLiteral("its root is not \"agentfunction\""));
         WriteLine(QStringLiteral("CAPI::onDownloadComplete - bad xml received"));
         emit ErroneousTransfer(FormatText());
     } else if (root.attribute(QStringLiteral("resultcode"), QStringLiteral("FAILED"))
                == QLatin1String("OK")) {
         emit SuccessfulTransfer(&root);
     } else {
+        NoteRefusal(root);
         emit FailedTransfer(&root);
     }
-    m_APIFile.close();
+}
+
+// There is no reply file to read: it could not be made, or, for a request that the
+// lock refused, nobody has asked for it.
+void CAPI::NoteMissingFile()
+{
+    if (m_bConnected)
+        SetFailure(ReasonOfFile(m_nSpoolError), QString(),
+                   m_APIFile.fileName() + QLatin1String(": ") + SystemError(m_nSpoolError));
+    else
+        SetFailure(AgentError::Locked, QString(), Details(QString()));
+}
+
+// The page of an error, or of a redirection that KIO refuses, is not an envelope.
+void CAPI::RefuseReply(const QString& sWhy)
+{
+    const int status = m_sStatus.toInt();
+    if (m_nSpoolError != 0)
+        NoteMissingFile();
+    else if (m_nReceived > m_nMaxReply || sWhy == QLatin1String(XmlGate::tooMuchMemory))
+        SetFailure(AgentError::ReplyTooLarge, QString(), Details(sWhy));
+    else
+        SetFailure(status >= 400       ? AgentError::ServerFailed
+                       : status >= 300 ? AgentError::RedirectRefused
+                                       : AgentError::ReplyNotUnderstood,
+                   QString(), Details(sWhy));
+}
+
+void CAPI::NoteRefusal(const QDomElement& element)
+{
+    const QString sMsg = element.attribute(QStringLiteral("msg"));
+    const bool answered = m_sStatus.toInt() < 400;
+    SetFailure(answered ? RefusalCode() : AgentError::RefusedByServer, sMsg, Details(QString()));
 }
 
 void CAPI::onFailedTransfer(QDomElement* pElement)
 {
     const QString msg = QStringLiteral("msg");
+    NoteRefusal(*pElement);
     WriteLine(ClassName(this) + QLatin1String(" - api failure = ") + pElement->attribute(msg));
     if (!m_bSilent)
-        ShowError(pElement->attribute(msg, QStringLiteral("Unspecified API error")));
+        ShowErrorBox(pElement->attribute(msg, QStringLiteral("Unspecified API error")));
     m_bSucceeded = false;
 }
 
@@ -167,9 +260,10 @@ void CAPI::onErroneousTransfer(const QString& sErrorMsg)
 {
     CTracer tracer("CAPI::onErroneousTransfer");
     tracer.trace_out(sErrorMsg.toStdString());
+    SetFailure(AgentError::Other, sErrorMsg);
     WriteLine(ClassName(this) + QLatin1String(" - api error = '") + sErrorMsg + QLatin1Char('\''));
     if (!m_bSilent)
-        ShowError(sErrorMsg);
+        ShowErrorBox(sErrorMsg);
     m_bSucceeded = false;
 }
 

@@ -41,7 +41,10 @@ bool CAPIStatus::Execute()
                         End(false);
                     left -= std::min(left, size);
                 });
-        WatchForSilence(pJob, limits.silence, this, [this](int, const QString&) { End(true); });
+        // To be sent elsewhere is an answer.
+        WatchTransfer(pJob, limits, this, [this](AgentError::Code reason, int, const QString&) {
+            End(reason != AgentError::RedirectRefused);
+        });
         while (!m_bDone)
             ProcessMessages();
     }

@@ -5,28 +5,120 @@
 
 #include <KIO/Job>
 #include <KIO/TransferJob>
+#include <QPointer>
 #include <QTimer>
 #include <QUrl>
+#include <algorithm>
 #include <utility>
+
+namespace
+{
+
+bool IsWeb(const QUrl& url)
+{
+    return url.scheme() == QLatin1String("http") || url.scheme() == QLatin1String("https");
+}
+
+// Belongs to the job and goes with it. Time is counted in ticks of a timer, so that
+// an event loop that stands still counts a tick and not the time.
+class TransferWatch : public QObject
+{
+public:
+    TransferWatch(KIO::TransferJob* pJob, const TransferLimits& limits, GiveUp giveUp)
+        : QObject(pJob), m_limits(limits), m_giveUp(std::move(giveUp)), m_url(pJob->url())
+    {
+        m_tick.setInterval(std::clamp(std::min(limits.silence, limits.total) * 1000 / 8, 50, 1000));
+        connect(&m_tick, &QTimer::timeout, this, &TransferWatch::OnTick);
+        connect(pJob, &KIO::TransferJob::data, this, [this] { m_silent = 0; });
+        connect(pJob, &KIO::TransferJob::redirection, this,
+                [this](KIO::Job*, const QUrl& to) { OnRedirection(to); });
+        m_tick.start();
+    }
+
+private:
+    void OnTick()
+    {
+        m_silent += m_tick.interval();
+        m_total += m_tick.interval();
+        // One tick more than the limit: in the pass of events that brings it, what
+        // waited for us while the loop stood still comes first.
+        const auto over = [this](qint64 time, int seconds) {
+            return time > seconds * 1000LL + m_tick.interval();
+        };
+        if (over(m_silent, m_limits.silence) || over(m_total, m_limits.total))
+            End(AgentError::TimedOut, KIO::ERR_SERVER_TIMEOUT, m_url.host());
+    }
+    void OnRedirection(const QUrl& to)
+    {
+        if (!MayRedirect(m_url, to))
+            End(AgentError::RedirectRefused, KIO::ERR_ACCESS_DENIED, to.toDisplayString());
+        m_url = to;
+    }
+    void End(AgentError::Code reason, int nError, const QString& sWhat)
+    {
+        m_tick.stop();
+        if (const GiveUp giveUp = std::exchange(m_giveUp, nullptr))
+            giveUp(reason, nError, KIO::buildErrorString(nError, sWhat));
+    }
+
+    const TransferLimits m_limits;
+    GiveUp m_giveUp;
+    QUrl m_url; // that is being fetched
+    QTimer m_tick;
+    qint64 m_silent = 0; // milliseconds
+    qint64 m_total = 0;
+};
+
+} // namespace
 
 KIO::TransferJob* StartTransfer(const QUrl& url)
 {
-    const bool http
-        = url.scheme() == QLatin1String("http") || url.scheme() == QLatin1String("https");
-    if (!url.isValid() || !http || url.host().isEmpty())
+    if (!url.isValid() || !IsWeb(url) || url.host().isEmpty())
         return nullptr;
     return KIO::get(url, KIO::Reload, KIO::HideProgressInfo);
 }
 
-void WatchForSilence(KIO::TransferJob* pJob, int seconds, QObject* context,
-                     std::function<void(int nError, const QString& sText)> giveUp)
+bool MayRedirect(const QUrl& from, const QUrl& to)
 {
-    auto* pSilence = new QTimer(pJob);
-    pSilence->setSingleShot(true);
-    pSilence->start(seconds * 1000);
-    QObject::connect(pJob, &KIO::TransferJob::data, pSilence, [pSilence] { pSilence->start(); });
-    QObject::connect(pSilence, &QTimer::timeout, context, [giveUp = std::move(giveUp), pJob] {
-        const QString sHost = pJob->url().host();
-        giveUp(KIO::ERR_SERVER_TIMEOUT, KIO::buildErrorString(KIO::ERR_SERVER_TIMEOUT, sHost));
-    });
+    return IsWeb(to) && (to.scheme() == from.scheme() || to.scheme() == QLatin1String("https"));
+}
+
+void WatchTransfer(KIO::TransferJob* pJob, const TransferLimits& limits, QObject* context,
+                   GiveUp giveUp)
+{
+    new TransferWatch(pJob, limits,
+                      [alive = QPointer<QObject>(context), giveUp = std::move(giveUp)](
+                          AgentError::Code reason, int nError, const QString& sText) {
+                          if (alive)
+                              giveUp(reason, nError, sText);
+                      });
+}
+
+AgentError::Code ReasonOf(int nKioError)
+{
+    switch (nKioError) {
+    case KIO::ERR_USER_CANCELED:
+    case KIO::ERR_ABORTED:
+        return AgentError::Cancelled;
+    case KIO::ERR_SERVER_TIMEOUT:
+        return AgentError::TimedOut;
+    case KIO::ERR_DISK_FULL:
+        return AgentError::NoDiskSpace;
+    case KIO::ERR_INTERNAL_SERVER:
+        return AgentError::ServerFailed;
+    case KIO::ERR_CYCLIC_LINK:
+    case KIO::ERR_ACCESS_DENIED:
+        return AgentError::RedirectRefused;
+    case KIO::ERR_MALFORMED_URL:
+    case KIO::ERR_UNSUPPORTED_PROTOCOL:
+        return AgentError::BadAddress;
+    case KIO::ERR_UNKNOWN_HOST:
+    case KIO::ERR_CANNOT_CONNECT:
+    case KIO::ERR_CONNECTION_BROKEN:
+    case KIO::ERR_UNKNOWN_PROXY_HOST:
+    case KIO::ERR_CANNOT_CREATE_SOCKET:
+        return AgentError::ServerUnreachable;
+    default:
+        return AgentError::Other;
+    }
 }

@@ -5,6 +5,9 @@
 
 #pragma once
 
+#include "request/agenterror.h"
+#include "request/transferlimits.h"
+
 #include <QString>
 #include <functional>
 
@@ -19,9 +22,21 @@ class TransferJob;
 // a directory that lists file:/etc/shadow is not obeyed.
 KIO::TransferJob* StartTransfer(const QUrl& url);
 
-// Calls `giveUp` with a KIO error and its text when nothing was heard of the
-// server for so many seconds: the wait of a request has no limit, and KIO waits
-// for the beginning of an answer for ever. Nothing is called once the job or
-// `context` is gone.
-void WatchForSilence(KIO::TransferJob* pJob, int seconds, QObject* context,
-                     std::function<void(int nError, const QString& sText)> giveUp);
+// Whether a server may send a request from one URL on to another: within the web,
+// and never from https to http.
+bool MayRedirect(const QUrl& from, const QUrl& to);
+
+// Calls `giveUp`, once, with a reason, a KIO error and its text
+// - when nothing was heard of the server for `limits.silence` seconds: the wait of a
+//   request has no limit, and KIO waits for the beginning of an answer for ever;
+// - when the transfer has taken `limits.total` seconds: a server could send a byte
+//   now and then until its next restart;
+// - before a redirection is followed that MayRedirect refuses.
+// Seconds in which the event loop stood still do not count, and what it found when
+// it went on is looked at first. Nothing is called once the job or `context` is gone.
+using GiveUp = std::function<void(AgentError::Code reason, int nError, const QString& sText)>;
+void WatchTransfer(KIO::TransferJob* pJob, const TransferLimits& limits, QObject* context,
+                   GiveUp giveUp);
+
+// The reason that an error of KIO is.
+AgentError::Code ReasonOf(int nKioError);

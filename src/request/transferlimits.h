@@ -10,6 +10,7 @@
 
 struct TransferLimits {
     int silence; // seconds without data: "response timeout", 1 to 86400, 120 unless set
+    int total; // seconds of the whole: "transfer timeout", 1 to 86400, an hour unless set
     std::uint64_t size; // bytes of a reply: "max reply size", 256 MB where not positive
 };
 

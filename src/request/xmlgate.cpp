@@ -16,6 +16,14 @@ namespace
 // name matters.
 constexpr std::size_t maxDeclaration = 1024;
 
+// What the nodes of a document take, in bytes, measured with glibc's allocator and
+// rounded up; their letters take two bytes each.
+constexpr std::uint64_t costOfNode = 248; // any node but an attribute
+constexpr std::uint64_t costOfAttribute = 464; // with its value, which is a node too
+constexpr std::uint64_t costOfAttributes = 192; // once for each tag that has any
+constexpr std::uint64_t costOfByte = 2;
+constexpr std::uint64_t costOfName = 4; // a byte of a start tag: prefixes are kept apart
+
 const char* Find(const char* p, const char* end, char c)
 {
     const void* found = std::memchr(p, c, std::size_t(end - p));
@@ -25,6 +33,11 @@ const char* Find(const char* p, const char* end, char c)
 bool IsBlank(char c)
 {
     return c == ' ' || c == '\t' || c == '\n' || c == '\r';
+}
+
+bool AllBlank(const char* p, const char* end)
+{
+    return std::all_of(p, end, IsBlank);
 }
 
 // The bytes that can begin a name, as far as a single byte tells.
@@ -56,7 +69,13 @@ bool IsDeclaration(const std::string& instruction)
 
 } // namespace
 
-XmlGate::XmlGate(std::uint64_t maxBytes) : m_maxBytes(maxBytes) { }
+const char XmlGate::tooMuchMemory[] = "it would take too much memory";
+
+XmlGate::XmlGate(std::uint64_t maxBytes, unsigned length)
+    : m_maxBytes(maxBytes > UINT64_MAX / length ? UINT64_MAX : maxBytes * length),
+      m_maxTag(maxTag * length)
+{
+}
 
 bool XmlGate::Feed(const char* data, std::size_t size)
 {
@@ -80,8 +99,12 @@ bool XmlGate::Finish()
         Refuse("it has no element");
     if (m_state != State::Text || m_depth != 0)
         Refuse("it ends in the middle");
+    if (m_cost + costOfByte * m_bytes > maxGrowth * m_bytes + freeMemory)
+        Refuse(tooMuchMemory);
     if (m_utf8 && (!m_validUtf8 || m_following != 0))
         Refuse("it is no valid UTF-8");
+    if (m_ascii && m_beyondAscii)
+        Refuse("it is not the ASCII that it says");
     return !m_refusal;
 }
 
@@ -145,8 +168,14 @@ const char* XmlGate::InText(const char* p, const char* end)
     if (open != p)
         m_atStart = false;
     CountReferences(p, open);
+    // Blanks alone make no node.
+    if (!m_letters && !AllBlank(p, open)) {
+        m_letters = true;
+        m_cost += costOfNode;
+    }
     if (open == end)
         return end;
+    m_letters = false;
     m_state = State::Open;
     m_tag = 1;
     m_reference = false;
@@ -170,6 +199,7 @@ void XmlGate::CountReferences(const char* p, const char* end)
             if (!IsCharacter(m_word)) {
                 Node(); // the text before it
                 Node();
+                m_cost += 2 * costOfNode;
             }
         } else if (m_word.size() < longest) {
             m_word += *p;
@@ -208,9 +238,11 @@ const char* XmlGate::InDeclaration(const char* p)
     m_word += *p;
     if (m_word == "--") {
         m_state = State::Comment;
+        m_cost += costOfNode;
         Node();
     } else if (m_word == "[CDATA[") {
         m_state = State::CData;
+        m_cost += costOfNode;
         Node();
     } else if (m_word == "DOCTYPE") {
         m_state = State::Doctype;
@@ -270,6 +302,7 @@ const char* XmlGate::InInstruction(const char* p, const char* end)
 void XmlGate::EndInstruction()
 {
     m_state = State::Text;
+    m_cost += costOfNode;
     Node();
     if (IsDeclaration(m_word) && (!m_atStart || !EncodingIsPlain(m_word)))
         Refuse("its XML declaration is out of place, or names a refused encoding");
@@ -364,7 +397,10 @@ const char* XmlGate::InDoctypeSubset(const char* p)
 void XmlGate::OpenElement()
 {
     m_rootSeen = true;
-    m_nodes += std::uint64_t(m_attributes);
+    const auto attributes = std::uint64_t(m_attributes);
+    m_nodes += attributes;
+    m_cost += attributes ? costOfAttributes + attributes * costOfAttribute : 0;
+    m_cost += costOfNode + costOfName * m_tag;
     Node();
     if (++m_depth > maxDepth)
         Refuse("its elements are nested too deep");
@@ -387,7 +423,7 @@ void XmlGate::Node()
 void XmlGate::CountTag(std::ptrdiff_t bytes)
 {
     m_tag += std::size_t(bytes);
-    if (m_tag > maxTag)
+    if (m_tag > m_maxTag)
         Refuse("a tag is too long");
 }
 
@@ -401,7 +437,9 @@ bool XmlGate::EncodingIsPlain(const std::string& declaration)
         "([ \\t\\r\\n]+standalone[ \\t\\r\\n]*=[ \\t\\r\\n]*(\"[a-z]*\"|'[a-z]*'))?[ "
         "\\t\\r\\n]*\\?\\z"));
     static const QRegularExpression plain(
-        QStringLiteral("\\A(US-ASCII|ISO-8859-([1-9]|1[0-6])|windows-125[0-8])\\z"),
+        QStringLiteral("\\A((US-)?ASCII|ISO[-_]8859-([1-9]|1[0-6])|ISO-8859-8-I|latin1"
+                       "|windows-(874|125[0-8])|cp(866|125[0-8])|KOI8-[RU]|TIS-620|macintosh"
+                       "|IBM(437|850|852|855|857|858|86[0-6]))\\z"),
         QRegularExpression::CaseInsensitiveOption);
     const auto match = form.match(QString::fromLatin1(declaration.c_str()));
     if (!match.hasMatch())
@@ -411,7 +449,8 @@ bool XmlGate::EncodingIsPlain(const std::string& declaration)
     if (!named || name.compare(QLatin1String("UTF-8"), Qt::CaseInsensitive) == 0)
         return true;
     // Behind a byte order mark the text is UTF-8 whatever it says.
-    m_utf8 = m_mark == 3;
+    m_ascii = name.endsWith(QLatin1String("ASCII"), Qt::CaseInsensitive);
+    m_utf8 = m_mark == 3 || m_ascii;
     return plain.match(name).hasMatch();
 }
 
@@ -427,6 +466,7 @@ void XmlGate::CheckUtf8(const char* p, const char* end)
                 return;
         }
         const auto c = static_cast<unsigned char>(*p++);
+        m_beyondAscii = m_beyondAscii || c >= 0x80;
         if (m_following > 0) {
             m_validUtf8 = c >= m_lowest && c <= m_highest;
             --m_following;

@@ -7,10 +7,11 @@
 // Refused are: a document type declaration with declarations in it (entities
 // can eat all memory), elements nested too deep (a tree is taken down by
 // recursion), tags, numbers of nodes and attributes beyond reason, a text over
-// the size limit, NUL bytes, text that is not valid UTF-8 though it should be,
-// and encodings in which markup could look like text to a scanner of bytes.
-// Accepted are UTF-8, US-ASCII, ISO-8859-1 to -16 and windows-1250 to -1258, as
-// the XML declaration names them.
+// the size limit, one whose tree would take many times its size, NUL bytes, text that is
+// not valid UTF-8 or ASCII though it should be, and encodings in which markup could look
+// like text to a scanner of bytes. Accepted are UTF-8 and the 8-bit encodings that keep
+// ASCII (US-ASCII, ISO-8859, windows, KOI8, IBM and a few more), as the XML declaration
+// names them.
 //
 // The gate is no parser: it lets malformed text through where that is harmless
 // and refuses it where it is in doubt. Up to the first error that a parser
@@ -33,7 +34,17 @@ public:
     // quarter.
     static constexpr std::uint64_t maxNodes = 4'000'000;
 
-    explicit XmlGate(std::uint64_t maxBytes);
+    // What an accepted text may cost as a tree: this often its size, and this.
+    static constexpr std::uint64_t maxGrowth = 16;
+    static constexpr std::uint64_t freeMemory = 100 * 1000 * 1000;
+    static const char tooMuchMemory[];
+
+    // A byte of a text, as a file of this library has it (urlcodec.h): of an 8-bit
+    // encoding, in UTF-8, and escaped.
+    static constexpr unsigned escapedLength = 9;
+
+    // `length` is that of each character that was received.
+    explicit XmlGate(std::uint64_t maxBytes, unsigned length = 1);
 
     // Looks at the next bytes. False once the text is refused; the rest of it
     // need not be shown then.
@@ -87,6 +98,8 @@ private:
     void Refuse(const char* why);
 
     const std::uint64_t m_maxBytes;
+    const std::size_t m_maxTag;
+    std::uint64_t m_cost = 0; // of the nodes, as a tree
     std::uint64_t m_bytes = 0;
     std::uint64_t m_nodes = 0;
     State m_state = State::Text;
@@ -96,7 +109,8 @@ private:
     bool m_started = false; // something other than a byte order mark was seen
     bool m_atStart = false; // the instruction being read is the first thing
     bool m_slash = false; // the byte before in a tag
-    bool m_reference = false; // in a text, behind an '&'
+    bool m_reference = false; // in a text, after an '&'
+    bool m_letters = false; // the present text is more than blanks
     char m_quote = '"';
     int m_mark = 0; // bytes of a byte order mark seen
     int m_run = 0; // dashes, brackets or question marks seen in a row
@@ -106,6 +120,8 @@ private:
     std::string m_word; // the beginning of an instruction, a declaration or a reference
 
     bool m_utf8 = true; // what the text is to be
+    bool m_ascii = false;
+    bool m_beyondAscii = false;
     bool m_validUtf8 = true;
     int m_following = 0; // bytes that the present character still lacks
     unsigned char m_lowest = 0x80, m_highest = 0xBF; // bounds of the next of them

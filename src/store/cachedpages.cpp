@@ -19,14 +19,18 @@ std::size_t RoomFor(const CompactPage& compact)
 
 bool CachedPages::Allocate(std::size_t buffers)
 {
-    void* const images = std::calloc(buffers, sizeof(IndexPage));
-    if (!images)
+    try {
+        m_holders = std::make_unique<CachedPage*[]>(buffers);
+        m_heads = std::make_unique<PageHeads[]>(buffers);
+        m_buckets = std::make_unique<CachedPage*[]>(std::size_t(1) << bucketBits);
+        m_freeBuffers.reserve(buffers);
+        m_buffers.reset(static_cast<IndexPage*>(std::calloc(buffers, sizeof(IndexPage))));
+    } catch (const std::bad_alloc&) {
+    }
+    if (!m_buffers) {
+        *this = CachedPages();
         return false;
-    m_buffers.reset(static_cast<IndexPage*>(images));
-    m_holders = std::make_unique<CachedPage*[]>(buffers);
-    m_heads = std::make_unique<PageHeads[]>(buffers);
-    m_buckets = std::make_unique<CachedPage*[]>(std::size_t(1) << bucketBits);
-    m_freeBuffers.reserve(buffers);
+    }
     for (std::size_t n = buffers; n-- > 0;)
         FreeBuffer(&m_buffers[n]);
     return true;

@@ -5,6 +5,7 @@
 
 #include "store/indexpage.h"
 #include "store/notesheap.h"
+#include "store/ownfiles.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -12,7 +13,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <memory>
-#include <string>
+#include <new>
 
 namespace
 {
@@ -48,15 +49,18 @@ struct FreeKey {
 
 bool FormatPath(char (&path)[PATH_MAX], const char* format, const char* name)
 {
-    const int length = std::snprintf(path, sizeof path, format, name);
-    return length >= 0 && std::size_t(length) < sizeof path;
+    const int length = name ? std::snprintf(path, sizeof path, format, name) : -1;
+    if (length >= 0 && std::size_t(length) < sizeof path)
+        return true;
+    path[0] = 0; // of a part of a name there may be a file
+    return false;
 }
 
 // Whether an index has no whole header: the process that made it, for the first
 // time or anew, did not come to write it.
-bool IsHalfMade(const char* indexPath)
+bool IsHalfMade(StoreFiles* files, const char* indexPath)
 {
-    OpenStoreFile index(indexPath);
+    const OpenStoreFile index(indexPath, files);
     const off_t size = index ? index.Size() : -1;
     return size >= 0 && size < PackedLength(freeKeyLength);
 }
@@ -66,18 +70,19 @@ bool IsHalfMade(const char* indexPath)
 bool WriteNote(OpenStoreFile& heap, std::int64_t offset, const BlockHeader& header,
                const char* text, std::int32_t length)
 {
-    std::string piece(blockHeaderLength, '\0');
-    PackBlockHeader(header, reinterpret_cast<std::uint8_t*>(&piece[0]));
+    static std::uint8_t piece[pieceLength];
+    PackBlockHeader(header, piece);
+    std::int32_t filled = blockHeaderLength;
     std::int32_t taken = 0;
     do {
-        const std::int32_t more
-            = std::min(length - taken, pieceLength - std::int32_t(piece.size()));
-        piece.append(text + taken, std::size_t(more));
-        if (!heap.WriteAt(offset, piece.data(), piece.size()))
+        const std::int32_t more = std::min(length - taken, pieceLength - filled);
+        std::copy_n(text + taken, more, piece + filled);
+        filled += more;
+        if (!heap.WriteAt(offset, piece, std::size_t(filled)))
             return false;
-        offset += std::int64_t(piece.size());
+        offset += filled;
         taken += more;
-        piece.clear();
+        filled = 0;
     } while (taken < length);
     return true;
 }
@@ -95,7 +100,12 @@ bool ReadText(OpenStoreFile& heap, std::int64_t offset, char* text, std::int32_t
 
 } // namespace
 
-CNote::CNote() : m_descriptor(0), m_freeSpace(nullptr), m_heapPath(), m_indexPath() { }
+CNote::CNote() : CNote(nullptr) { }
+
+CNote::CNote(StoreFiles* files)
+    : m_descriptor(0), m_freeSpace(nullptr), m_files(files), m_heapPath(), m_indexPath()
+{
+}
 
 CNote::~CNote()
 {
@@ -109,7 +119,7 @@ bool CNote::SetPaths(const char* name)
 
 bool CNote::MakeFreeSpace()
 {
-    m_freeSpace = MakeIndex(0, m_indexPath, freeKeyLength, 1);
+    m_freeSpace = MakeOwnIndex(m_files, m_indexPath, freeKeyLength, true);
     return m_freeSpace != nullptr;
 }
 
@@ -125,21 +135,21 @@ bool CNote::BeginFlushing()
 bool CNote::Open(const char* name)
 {
     Close();
-    if (!SetPaths(name) || !OpenStoreFile(m_heapPath, O_RDWR | O_CREAT, 0777))
+    if (!SetPaths(name) || !OpenStoreFile(m_heapPath, O_RDWR | O_CREAT, 0777, m_files))
         return false;
-    if (!DoesFileExist(0, m_indexPath))
+    if (!(m_files ? *m_files : storeFiles()).Exists(m_indexPath))
         MakeFreeSpace();
-    else if (IsHalfMade(m_indexPath))
+    else if (IsHalfMade(m_files, m_indexPath))
         return Reindex();
     else
-        m_freeSpace = OpenIndex(0, m_indexPath, freeKeyLength, 1);
+        m_freeSpace = OpenOwnIndex(m_files, m_indexPath, freeKeyLength, true);
     return m_freeSpace && BeginFlushing();
 }
 
 bool CNote::Create(const char* name)
 {
     Close();
-    if (!SetPaths(name) || !OpenStoreFile(m_heapPath, O_RDWR | O_CREAT | O_TRUNC, 0777)
+    if (!SetPaths(name) || !OpenStoreFile(m_heapPath, O_RDWR | O_CREAT | O_TRUNC, 0777, m_files)
         || !MakeFreeSpace())
         return false;
     return BeginFlushing();
@@ -155,7 +165,10 @@ void CNote::Close()
 
 void CNote::SetIndexFlushing()
 {
-    ToggleFlushing(m_freeSpace, 1, 1);
+    if (m_freeSpace)
+        ToggleFlushing(m_freeSpace, 1, 1);
+    else
+        SetError(taNullHandle);
 }
 
 int CNote::UnlistFree(std::int32_t length, std::int64_t offset)
@@ -174,9 +187,10 @@ int CNote::ListFree(std::int32_t length, std::int64_t offset)
 
 std::int32_t CNote::SaveNote(const char* text, std::int32_t length)
 {
-    if (!m_freeSpace || length < 0 || length > longestNoteBlock - blockHeaderLength)
+    if (!m_freeSpace || length < 0 || (!text && length > 0)
+        || length > longestNoteBlock - blockHeaderLength)
         return -1;
-    OpenStoreFile heap(m_heapPath);
+    OpenStoreFile heap(m_heapPath, m_files);
     if (!heap)
         return -1;
     const Transfer transfer(&m_descriptor, heap);
@@ -230,12 +244,10 @@ std::int32_t CNote::Append(OpenStoreFile& heap, const char* text, std::int32_t l
     const std::int64_t offset = heap.Size();
     if (offset < 0 || offset + blockLength > INT32_MAX)
         return -1;
-    StoreFiles& files = storeFiles();
     // A text of several pieces has its room before its header promises it.
-    const bool hasRoom
-        = blockLength <= pieceLength || files.Resize(heap.descriptor(), offset + blockLength) == 0;
+    const bool hasRoom = blockLength <= pieceLength || heap.Resize(offset + blockLength) == 0;
     if (!hasRoom || !WriteNote(heap, offset, { blockInUse, 0, 0, blockLength }, text, length)) {
-        files.Resize(heap.descriptor(), offset);
+        heap.Resize(offset);
         return -1;
     }
     return std::int32_t(offset);
@@ -245,7 +257,7 @@ char* CNote::ReadNote(std::int32_t offset)
 {
     if (offset < 0)
         return nullptr;
-    OpenStoreFile heap(m_heapPath);
+    OpenStoreFile heap(m_heapPath, m_files);
     if (!heap)
         return nullptr;
     const Transfer transfer(&m_descriptor, heap);
@@ -266,7 +278,7 @@ char* CNote::ReadNote(std::int32_t offset)
 
 std::int32_t CNote::NoteLength(std::int32_t offset)
 {
-    OpenStoreFile heap(m_heapPath);
+    OpenStoreFile heap(m_heapPath, m_files);
     BlockHeader header;
     if (offset < 0 || !heap || !ReadBlockHeader(heap, offset, &header))
         return 0;
@@ -304,7 +316,7 @@ int CNote::MergeNext(OpenStoreFile& heap, std::int64_t fileSize, std::int64_t of
 
 int CNote::DeleteNote(std::int32_t offset)
 {
-    OpenStoreFile heap(m_heapPath);
+    OpenStoreFile heap(m_heapPath, m_files);
     if (!m_freeSpace || !heap || offset < 0)
         return -1;
     const Transfer transfer(&m_descriptor, heap);
@@ -328,11 +340,17 @@ bool CNote::Reindex()
     Close();
     if (!MakeFreeSpace() || !BeginFlushing())
         return false;
-    OpenStoreFile heap(m_heapPath);
+    OpenStoreFile heap(m_heapPath, m_files);
     if (!heap)
         return false;
     const Transfer transfer(&m_descriptor, heap);
-    BlockChain chain = WalkBlocks(heap);
+    BlockChain chain{};
+    try {
+        chain = WalkBlocks(heap);
+    } catch (const std::bad_alloc&) {
+        SetError(taNoMemory);
+        return false;
+    }
     // The length of the last block before a break may be what is wrong.
     if (!chain.whole && !chain.blocks.empty())
         chain.blocks.pop_back();

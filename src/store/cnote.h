@@ -22,6 +22,9 @@ class VANTRELAGENT_EXPORT CNote
 {
 public:
     CNote();
+    /// With a file system of its own, which outlives the object; an inside name of
+    /// the record store. Null: the one in use.
+    explicit CNote(class StoreFiles* files);
     ~CNote();
     CNote(const CNote&) = delete;
     CNote& operator=(const CNote&) = delete;
@@ -36,11 +39,12 @@ public:
     void Close();
 
     /// Has each change of the free-space index written at once. Open and Create
-    /// do it.
+    /// do it; of a closed store there is nothing to be written.
     void SetIndexFlushing();
 
     /// Stores `length` bytes of text and returns their offset; -1 if the file
-    /// fails or the free space is not what the index says.
+    /// fails, the free space is not what the index says, or the text is null and
+    /// the length is not 0.
     std::int32_t SaveNote(const char* text, std::int32_t length);
     /// A copy of a text with a zero byte behind it, from malloc: the caller frees
     /// it. Null if no text is there.
@@ -70,6 +74,7 @@ private:
 
     std::int32_t m_descriptor; // of the transfer that is going on, else 0
     IndexFile* m_freeSpace; // null: closed
+    StoreFiles* const m_files;
     char m_heapPath[PATH_MAX];
     char m_indexPath[PATH_MAX];
 };

@@ -31,6 +31,7 @@ public:
     PagePosition Search(const SoughtItem& wanted, int allowDuplicates) const;
 
     int count() const { return m_count; }
+    bool IsLeaf() const { return !m_inner; }
     // Puts an item into a leaf that is not full, where a search for it came to.
     // False, with nothing changed, if there is no memory.
     bool InsertInLeaf(const PagePosition& at, const SoughtItem& item);

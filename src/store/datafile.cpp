@@ -5,6 +5,7 @@
 
 #include "store/bytes.h"
 #include "store/indexfile.h"
+#include "store/ownfiles.h"
 #include "store/storefiles.h"
 
 #include <algorithm>
@@ -13,7 +14,6 @@
 #include <memory>
 #include <new>
 #include <strings.h>
-#include <vector>
 
 std::int32_t taerror = taNoError;
 std::uint8_t tarecbuf[maxRecordLength];
@@ -35,8 +35,7 @@ int Reach(DataFile* file, const OpenStoreFile& open, std::uint32_t number)
     if (!open)
         return SetError(taOpenFailed);
     file->fd = open.descriptor();
-    const off_t position = Position(file, number);
-    return SetError(storeFiles().Seek(file->fd, position) == position ? taNoError : taSeekFailed);
+    return SetError(open.SeekTo(Position(file, number)) ? taNoError : taSeekFailed);
 }
 
 // Whether header changes of an index wait until it is closed.
@@ -73,9 +72,10 @@ int WriteHeader(DataFile* file)
 
 // An empty handle for a path, or null with the reason in taerror. `refused` is
 // the code for what cannot be a data file.
-std::unique_ptr<DataFile> NewHandle(const char* path, int recordLength, std::int32_t refused)
+std::unique_ptr<DataFile> NewHandle(StoreFiles* files, const char* path, int recordLength,
+                                    std::int32_t refused)
 {
-    if (std::strlen(path) >= sizeof DataFile::fileName || recordLength > maxRecordLength) {
+    if (!path || std::strlen(path) >= sizeof DataFile::fileName || recordLength > maxRecordLength) {
         SetError(refused);
         return nullptr;
     }
@@ -88,23 +88,24 @@ std::unique_ptr<DataFile> NewHandle(const char* path, int recordLength, std::int
     file->recordLength = std::max(recordLength, headerLength);
     file->openCount = 1;
     file->header.firstFree = -1;
+    file->files = files;
     return file;
 }
 
-bool IsRegularFile(const char* path)
+bool IsRegularFile(StoreFiles* files, const char* path)
 {
-    const OpenStoreFile open(path);
+    const OpenStoreFile open(path, files);
     struct stat status;
-    return open && storeFiles().Status(open.descriptor(), &status) == 0 && S_ISREG(status.st_mode);
+    return open && open.Status(&status) == 0 && S_ISREG(status.st_mode);
 }
 
 // Fills in the header's count from the size of the file.
 int CountRecords(const DataFile* file, std::int32_t openFailed, DataFileHeader* header)
 {
-    OpenStoreFile open(file->fileName);
+    const OpenStoreFile open(file->fileName, file->files);
     if (!open)
         return SetError(openFailed);
-    const std::int64_t size = GetFileSize(open.descriptor());
+    const std::int64_t size = open.Size();
     if (size < 0)
         return SetError(taNoStatus);
     const std::int64_t count = size / file->recordLength;
@@ -145,11 +146,11 @@ ssize_t WriteRecs(DataFile* file, std::uint32_t first, const void* records, std:
                   std::int32_t failed)
 {
     file->headerDirty = 1;
-    const OpenStoreFile open(file->fileName);
+    const OpenStoreFile open(file->fileName, file->files);
     if (Reach(file, open, first) != 0)
         return -1;
     const std::size_t size = std::size_t(count) * std::size_t(file->recordLength);
-    const ssize_t put = storeFiles().Write(file->fd, records, size);
+    const ssize_t put = open.Write(records, size);
     SetError(put < 0 ? failed : taNoError);
     return put;
 }
@@ -205,10 +206,15 @@ void WriteDataFileHeader(const DataFileHeader& header, std::uint8_t* bytes)
 
 DataFile* MakeDataFile(std::int32_t, const char* path, std::int16_t recordLength)
 {
-    std::unique_ptr<DataFile> file = NewHandle(path, recordLength, taNotCreated);
+    return MakeOwnDataFile(nullptr, path, recordLength);
+}
+
+DataFile* MakeOwnDataFile(StoreFiles* files, const char* path, std::int16_t recordLength)
+{
+    std::unique_ptr<DataFile> file = NewHandle(files, path, recordLength, taNotCreated);
     if (!file)
         return nullptr;
-    if (!OpenStoreFile(path, O_RDWR | O_CREAT | O_TRUNC, 0777)) {
+    if (!OpenStoreFile(path, O_RDWR | O_CREAT | O_TRUNC, 0777, files)) {
         SetError(taNotCreated);
         return nullptr;
     }
@@ -224,10 +230,15 @@ DataFile* MakeDataFile(std::int32_t, const char* path, std::int16_t recordLength
 
 DataFile* OpenDataFile(std::int32_t, const char* path, std::int16_t recordLength)
 {
-    std::unique_ptr<DataFile> file = NewHandle(path, recordLength, taNotOpened);
+    return OpenOwnDataFile(nullptr, path, recordLength);
+}
+
+DataFile* OpenOwnDataFile(StoreFiles* files, const char* path, std::int16_t recordLength)
+{
+    std::unique_ptr<DataFile> file = NewHandle(files, path, recordLength, taNotOpened);
     if (!file)
         return nullptr;
-    if (!IsRegularFile(path)) {
+    if (!IsRegularFile(files, path)) {
         SetError(taNotOpened);
         return nullptr;
     }
@@ -244,7 +255,7 @@ DataFile* OpenDataFile(std::int32_t, const char* path, std::int16_t recordLength
 
 bool DoesFileExist(std::int32_t, const char* path)
 {
-    return storeFiles().Exists(path);
+    return path && storeFiles().Exists(path);
 }
 
 int CloseDataFile(DataFile* file)
@@ -255,7 +266,7 @@ int CloseDataFile(DataFile* file)
         return SetError(taNoError);
     const std::unique_ptr<DataFile> owned(file);
     file->isOpen = 0;
-    if (!DefersHeader(file))
+    if (!DefersHeader(file) || !file->headerDirty)
         return SetError(taNoError);
     file->header.storedCount = file->header.recordCount;
     StampVersion(file->header);
@@ -307,10 +318,10 @@ int DeleteRec(DataFile* file, std::uint32_t number)
 
 int GetRec(DataFile* file, std::uint32_t number, void* record)
 {
-    const OpenStoreFile open(file->fileName);
+    const OpenStoreFile open(file->fileName, file->files);
     if (Reach(file, open, number) != 0)
         return -1;
-    const ssize_t got = storeFiles().Read(file->fd, record, std::size_t(file->recordLength));
+    const ssize_t got = open.Read(record, std::size_t(file->recordLength));
     return SetError(got == file->recordLength ? taNoError : taReadFailed);
 }
 
@@ -321,11 +332,11 @@ int PutRec(DataFile* file, std::uint32_t number, const void* record)
 
 std::uint32_t GetBigRec(DataFile* file, std::uint32_t first, void* records, std::uint32_t count)
 {
-    const OpenStoreFile open(file->fileName);
+    const OpenStoreFile open(file->fileName, file->files);
     if (Reach(file, open, first) != 0)
         return bulkFailed;
     const std::size_t size = std::size_t(count) * std::size_t(file->recordLength);
-    const ssize_t got = storeFiles().Read(file->fd, records, size);
+    const ssize_t got = open.Read(records, size);
     if (got < 0) {
         SetError(taReadFailed);
         return bulkFailed;
@@ -386,17 +397,17 @@ bool FixHeader(DataFile* file)
     const std::uint32_t length = FileLen(file);
     if (taerror != taNoError || length == 0 || file->recordLength > longestRecord)
         return true;
-    std::vector<std::uint8_t> record(std::size_t(file->recordLength));
+    std::uint8_t record[longestRecord];
     DataFileHeader& header = file->header;
     header.firstFree = -1;
     header.deletedCount = 0;
     for (std::uint32_t number = 1; number < length; ++number) {
-        if (GetRec(file, number, record.data()) != 0)
+        if (GetRec(file, number, record) != 0)
             return true;
-        if (GetInt32(record.data()) == 0)
+        if (GetInt32(record) == 0)
             continue;
-        PutInt32(record.data(), header.firstFree);
-        if (PutRec(file, number, record.data()) != 0)
+        PutInt32(record, header.firstFree);
+        if (PutRec(file, number, record) != 0)
             return true;
         header.firstFree = std::int32_t(number);
         ++header.deletedCount;
@@ -454,13 +465,13 @@ void TaCloseFile(DataFile* file)
 std::time_t GetLastWriteTime(DataFile* file)
 {
     SetError(taNoError);
-    const OpenStoreFile open(file->fileName);
+    const OpenStoreFile open(file->fileName, file->files);
     if (!open) {
         SetError(taOpenFailed);
         return 0;
     }
     struct stat status;
-    if (storeFiles().Status(open.descriptor(), &status) != 0) {
+    if (open.Status(&status) != 0) {
         SetError(taNoStatus);
         return 0;
     }

@@ -33,7 +33,7 @@ enum TaError : std::int32_t {
     taNoMemory = 6, ///< no memory, or no page cache (see InitIndex)
     taNotCreated = 7, ///< the file could not be made
     taNotOpened = 8, ///< the file could not be opened
-    taNullHandle = 9, ///< the handle is null
+    taNullHandle = 9, ///< the handle is null, or a text that must be there
     taDamaged = 10, ///< what was read cannot be part of a sound file
     taNoStatus = -1, ///< the file could not be asked for its size or time
 };
@@ -80,6 +80,7 @@ struct DataFile {
     std::uint8_t flushing; ///< each change begins and ends at the file
     std::uint16_t openCount; ///< references to the handle
     std::int32_t recordLength; ///< bytes, 31 to maxRecordLength
+    class StoreFiles* files; ///< its own file system; null: the one in use
 };
 
 /// Makes an empty file, in place of one that is there. Null on failure. The

@@ -7,9 +7,39 @@
 #include "store/pagetransfer.h"
 
 #include <algorithm>
+#include <new>
 
 namespace
 {
+
+// Whether an item cannot be one of those below another. Keys that were cut for the
+// file may seem equal to others and are below or not.
+bool IsNotBelow(const IndexFile* index, const IndexItem& item, const IndexItem& other)
+{
+    const int order
+        = tacompkeys(item.key, other.key, item.record, other.record, index->allowDuplicates);
+    if (index->keyLength < longestKey || order == 0)
+        return order >= 0;
+    return CompareKeptKeys(item.key, other.key) > 0;
+}
+
+// The items inside the bounds are those behind `below`, up to `last`.
+struct ItemRange {
+    int below;
+    int last;
+};
+
+ItemRange FindWithin(const IndexFile* index, const IndexPage& page, const Bounds& bounds)
+{
+    ItemRange range{ 0, page.count };
+    while (range.last > 0 && bounds.upper
+           && IsNotBelow(index, page.items[range.last], *bounds.upper))
+        --range.last;
+    while (range.below < range.last && bounds.lower
+           && IsNotBelow(index, *bounds.lower, page.items[range.below + 1]))
+        ++range.below;
+    return range;
+}
 
 // The reason in taerror outlives it.
 int Abandon(IndexFile* index)
@@ -21,25 +51,35 @@ int Abandon(IndexFile* index)
 
 } // namespace
 
-int FetchWithin(IndexFile* index, std::uint32_t number, const Bounds& bounds, IndexPage** page)
+LeftOutItems::~LeftOutItems()
+{
+    for (const Page* left = m_last.get(); left; left = left->next.get())
+        *left->page = left->before;
+}
+
+bool LeftOutItems::Remember(IndexPage* page)
+{
+    std::unique_ptr<Page> left(new (std::nothrow) Page{ page, *page, nullptr });
+    if (!left)
+        return false;
+    left->next = std::move(m_last);
+    m_last = std::move(left);
+    return true;
+}
+
+int FetchWithin(IndexFile* index, std::uint32_t number, const Bounds& bounds, LeftOutItems* leftOut,
+                IndexPage** page)
 {
     if (tagetpage(index, number, page) != 0)
         return -1;
-    // There the end of a full page's last key is lost, and with it what it bounds.
-    if (index->keyLength == longestKey)
-        return 0;
-    const auto isBefore = [index](const IndexItem& a, const IndexItem& b) {
-        return tacompkeys(a.key, b.key, a.record, b.record, index->allowDuplicates) < 0;
-    };
-    IndexItem* const items = (*page)->items;
-    int last = (*page)->count;
-    while (last > 0 && bounds.upper && !isBefore(items[last], *bounds.upper))
-        --last;
-    int below = 0;
-    while (below < last && bounds.lower && !isBefore(*bounds.lower, items[below + 1]))
-        ++below;
+    const auto [below, last] = FindWithin(index, **page, bounds);
     if (below == last)
         return SetError(taDamaged);
+    if (last - below == (*page)->count)
+        return 0;
+    if (!leftOut->Remember(*page))
+        return SetError(taNoMemory);
+    IndexItem* const items = (*page)->items;
     (*page)->count = std::uint8_t(last - below);
     if (below == 0)
         return 0;
@@ -58,7 +98,7 @@ int Follow(IndexFile* index, std::uint32_t number, Way* way)
     WayLevel& level = way->levels[std::size_t(way->depth)];
     level.number = number;
     level.bounds = way->BoundsOfNext();
-    if (FetchWithin(index, number, level.bounds, &level.page) != 0)
+    if (FetchWithin(index, number, level.bounds, &way->leftOut, &level.page) != 0)
         return -1;
     ++way->depth;
     return 0;
@@ -89,7 +129,6 @@ int BeginAtTheFile(IndexFile* index)
 
 int BeginChange(IndexFile* index)
 {
-    index->dataFile->headerDirty = 1;
     ClearKey(index);
     return BeginAtTheFile(index);
 }

@@ -10,6 +10,32 @@
 #include "store/soughtitem.h"
 
 #include <array>
+#include <memory>
+
+// What pages were before items were left out of them (see FetchWithin). Unless the
+// change comes about they are that again when this goes.
+class LeftOutItems
+{
+public:
+    LeftOutItems() = default;
+    ~LeftOutItems();
+    LeftOutItems(const LeftOutItems&) = delete;
+    LeftOutItems& operator=(const LeftOutItems&) = delete;
+
+    // False if there is no memory.
+    bool Remember(IndexPage* page);
+    // The pages stay as they are.
+    void Forget() { m_last.reset(); }
+
+private:
+    struct Page {
+        IndexPage* page;
+        IndexPage before;
+        std::unique_ptr<Page> next;
+    };
+
+    std::unique_ptr<Page> m_last;
+};
 
 // The items in the pages above that all items of a page stand between; null
 // where there is none.
@@ -37,6 +63,7 @@ struct WayLevel {
 struct Way {
     std::array<WayLevel, deepestTree> levels;
     int depth = 0;
+    LeftOutItems leftOut;
 
     WayLevel& last() { return levels[std::size_t(depth - 1)]; }
     // Of the page that the way goes on to.
@@ -49,8 +76,11 @@ struct Way {
 
 // Fetches a page for a change, without the items that lie outside its bounds:
 // copies, left behind by a process that died between two writes, of items that
-// have another place now. With keys of 150 characters nothing is left out.
-int FetchWithin(IndexFile* index, std::uint32_t number, const Bounds& bounds, IndexPage** page);
+// have another place now. A page without any item inside is damage: it belongs to
+// another place of the tree, or to none. Of keys of 150 characters only those first
+// ones are compared that every page in the file keeps.
+int FetchWithin(IndexFile* index, std::uint32_t number, const Bounds& bounds, LeftOutItems* leftOut,
+                IndexPage** page);
 
 // Fetches the page that the way goes on to and puts it at its end, position not
 // yet set. What leads too deep or in a circle is damage.

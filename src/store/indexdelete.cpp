@@ -66,6 +66,39 @@ int FindItem(IndexFile* index, const SoughtItem& wanted, Way* way, int* levelOfI
     return *levelOfItem >= 0 ? 0 : -1;
 }
 
+int TimesChild(const IndexPage& page, std::uint32_t number)
+{
+    int times = page.leftmost == number;
+    for (int i = 1; i <= page.count; ++i)
+        times += page.items[i].child == number;
+    return times;
+}
+
+// Whether the pages of a shortage can be joined or share out their items: their
+// parent has each of them once, so that none is left there when it is freed, and
+// neither has a page below it that is above it, or below the other one too.
+bool HaveSoundChildren(const Shortage& shortage, Way& way)
+{
+    const IndexPage& page = *shortage.page->page;
+    const IndexPage& sibling = *shortage.sibling;
+    const IndexPage& parent = *shortage.parent->page;
+    if (TimesChild(parent, shortage.page->number) != 1
+        || TimesChild(parent, shortage.siblingNumber) != 1)
+        return false;
+    if (page.leftmost == 0)
+        return true;
+    const auto isBelow = [&](std::uint32_t number) {
+        return TimesChild(page, number) + TimesChild(sibling, number) > 0;
+    };
+    for (int level = 0; &way[level] != shortage.page; ++level)
+        if (isBelow(way[level].number))
+            return false;
+    for (int i = 0; i <= sibling.count; ++i)
+        if (TimesChild(page, sibling.Child(i)) > 0)
+            return false;
+    return !isBelow(shortage.page->number) && !isBelow(shortage.siblingNumber);
+}
+
 // The sibling to the right, for the last child the one to the left.
 int FetchSibling(IndexFile* index, Way& way, int level, Shortage* shortage)
 {
@@ -78,13 +111,13 @@ int FetchSibling(IndexFile* index, Way& way, int level, Shortage* shortage)
         if (way[i].number == number)
             return SetError(taDamaged);
     IndexPage* sibling;
-    if (FetchWithin(index, number, parent.BoundsOfChild(position), &sibling) != 0)
+    if (FetchWithin(index, number, parent.BoundsOfChild(position), &way.leftOut, &sibling) != 0)
         return -1;
     const bool alike = (sibling->leftmost == 0) == (page.page->leftmost == 0);
     if (sibling->count < fewestItems || !alike)
         return SetError(taDamaged);
     *shortage = { &page, &parent, sibling, number, right };
-    return 0;
+    return HaveSoundChildren(*shortage, way) ? 0 : SetError(taDamaged);
 }
 
 // What the loss of one item in the leaf leads to, from the leaf up. Every page
@@ -231,6 +264,7 @@ int RemoveAndRebalance(IndexFile* index, const SoughtItem& wanted, std::uint32_t
         || FindShortages(index, way, &shortages) != 0)
         return -1;
 
+    way.leftOut.Forget();
     LeftPages left;
     *record = TakeOut(way, levelOfItem);
     for (int i = 0; i < shortages.count; ++i)
@@ -258,6 +292,8 @@ int Delete(IndexFile* index, const SoughtItem& wanted, std::uint32_t* record)
 
 int DeleteKey(IndexFile* index, std::uint32_t* record, char* key)
 {
+    if (!key)
+        return SetError(taNullHandle);
     taxkey(key, index->keyLength);
     if (BeginChange(index) != 0)
         return -1;

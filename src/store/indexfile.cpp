@@ -3,6 +3,7 @@
 
 #include "store/indexfile.h"
 
+#include "store/ownfiles.h"
 #include "store/pagecache.h"
 #include "store/pagetransfer.h"
 
@@ -12,11 +13,11 @@
 namespace
 {
 
-using OpenFunction = DataFile* (*)(std::int32_t, const char*, std::int16_t);
+using OpenFunction = DataFile* (*)(StoreFiles*, const char*, std::int16_t);
 
 // `refused` is the code for what cannot be an index.
-IndexFile* NewIndex(OpenFunction open, std::int32_t refused, const char* path,
-                    std::int16_t keyLength, std::int32_t allowDuplicates)
+IndexFile* NewIndex(OpenFunction open, StoreFiles* files, std::int32_t refused, const char* path,
+                    std::int16_t keyLength, bool allowDuplicates)
 {
     if (keyLength < 1 || keyLength > longestKey) {
         SetError(refused);
@@ -27,12 +28,12 @@ IndexFile* NewIndex(OpenFunction open, std::int32_t refused, const char* path,
         SetError(taNoMemory);
         return nullptr;
     }
-    index->dataFile = open(0, path, std::int16_t(PackedLength(keyLength)));
+    index->dataFile = open(files, path, std::int16_t(PackedLength(keyLength)));
     if (!index->dataFile)
         return nullptr;
     index->dataFile->isIndexFile = 1;
     index->current = index->dataFile;
-    index->allowDuplicates = allowDuplicates != 0;
+    index->allowDuplicates = allowDuplicates;
     index->keyLength = keyLength;
     index->rootPage = std::uint32_t(index->dataFile->header.rootPage);
     return index.release();
@@ -43,13 +44,36 @@ IndexFile* NewIndex(OpenFunction open, std::int32_t refused, const char* path,
 IndexFile* MakeIndex(std::int32_t, const char* path, std::int16_t keyLength,
                      std::int32_t allowDuplicates)
 {
-    return NewIndex(MakeDataFile, taNotCreated, path, keyLength, allowDuplicates);
+    return MakeOwnIndex(nullptr, path, keyLength, allowDuplicates != 0);
 }
 
 IndexFile* OpenIndex(std::int32_t, const char* path, std::int16_t keyLength,
                      std::int32_t allowDuplicates)
 {
-    return NewIndex(OpenDataFile, taNotOpened, path, keyLength, allowDuplicates);
+    return OpenOwnIndex(nullptr, path, keyLength, allowDuplicates != 0);
+}
+
+IndexFile* MakeOwnIndex(StoreFiles* files, const char* path, std::int16_t keyLength,
+                        bool allowDuplicates)
+{
+    IndexFile* const index
+        = NewIndex(MakeOwnDataFile, files, taNotCreated, path, keyLength, allowDuplicates);
+    // The header as it stays while the index is empty, so that closing it then has
+    // nothing to write: somebody else may have filled the file.
+    if (index && TaCloseIndex(index) != 0) {
+        const std::int32_t error = taerror;
+        index->dataFile->headerDirty = 0;
+        CloseIndex(index);
+        SetError(error);
+        return nullptr;
+    }
+    return index;
+}
+
+IndexFile* OpenOwnIndex(StoreFiles* files, const char* path, std::int16_t keyLength,
+                        bool allowDuplicates)
+{
+    return NewIndex(OpenOwnDataFile, files, taNotOpened, path, keyLength, allowDuplicates);
 }
 
 int CloseIndex(IndexFile* index)
@@ -76,6 +100,7 @@ int TaOpenIndex(IndexFile* index)
         return -1;
     index->current = index->dataFile;
     index->rootPage = std::uint32_t(index->dataFile->header.rootPage);
+    index->dataFile->headerDirty = 0;
     ClearKey(index);
     return 0;
 }

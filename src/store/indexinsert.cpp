@@ -56,11 +56,16 @@ int HasRoom(IndexFile* index, std::uint32_t leaf, const Bounds& bounds)
 int AddWithin(IndexFile* index, std::uint32_t leaf, const Bounds& bounds, const SoughtItem& item)
 {
     IndexPage* page;
-    if (FetchWithin(index, leaf, bounds, &page) != 0)
+    LeftOutItems leftOut;
+    if (FetchWithin(index, leaf, bounds, &leftOut, &page) != 0)
         return -1;
+    // Items that are in no order are outside by one way of looking only.
+    if (page->count == pageItems)
+        return SetError(taDamaged);
     const PagePosition at = SearchPage(*page, item, index->allowDuplicates);
     if (at.found)
         return -1;
+    leftOut.Forget();
     InsertItem(page, at.position, item.Item());
     taupdatepage(page);
     return 0;
@@ -158,7 +163,7 @@ int Split(IndexFile* index, const WayEnd& end, Way& way, const SoughtItem& item)
 {
     const int splits = FullPagesAtTheEnd(way);
     const bool rootMoves = splits == way.depth;
-    if (rootMoves && way.depth + 1 == deepestTree)
+    if (rootMoves && way.depth + 1 >= deepestTree)
         return SetError(taDamaged);
     NewPages fresh;
     if (Allocate(index, 1 + splits + (rootMoves ? 1 : 0), &fresh) != 0)
@@ -167,6 +172,7 @@ int Split(IndexFile* index, const WayEnd& end, Way& way, const SoughtItem& item)
     if (tasplitleaf(index, end.number, end.at.position, item, fresh.pages[0], &middle) != 0)
         return GiveBack(fresh);
     middle.child = fresh.numbers[0];
+    way.leftOut.Forget();
 
     for (int i = 1; i <= splits; ++i) {
         WayLevel& level = way[way.depth - i];
@@ -206,6 +212,8 @@ int Insert(IndexFile* index, const SoughtItem& item)
 
 int AddKey(IndexFile* index, const std::uint32_t* record, char* key)
 {
+    if (!key)
+        return SetError(taNullHandle);
     taxkey(key, index->keyLength);
     if (BeginChange(index) != 0)
         return -1;

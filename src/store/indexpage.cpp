@@ -24,12 +24,10 @@ public:
     // Key bytes of an item in the file, its terminator included where it fits.
     std::size_t KeyBytes(int item) const
     {
-        return IsWide() && item == pageItems ? wideLastItem - 8 : std::size_t(m_keyLength) + 1;
+        return IsWide() && item == pageItems ? keptKeyBytes : std::size_t(m_keyLength) + 1;
     }
 
 private:
-    static constexpr std::size_t wideLastItem = 110;
-
     bool IsWide() const { return m_keyLength == longestKey; }
     std::size_t Stride() const
     {
@@ -130,6 +128,16 @@ int tacompkeys(const char* a, const char* b, std::uint32_t recordA, std::uint32_
                int allowDuplicates)
 {
     return Order(CompareFolded(a, b), recordA, recordB, allowDuplicates);
+}
+
+int CompareKeptKeys(const char* a, const char* b)
+{
+    for (std::size_t i = 0; i < keptKeyBytes; ++i) {
+        const int difference = FoldCase(a[i]) - FoldCase(b[i]);
+        if (difference != 0 || a[i] == 0)
+            return difference;
+    }
+    return 0;
 }
 
 void InsertItem(IndexPage* page, int position, const IndexItem& item)

@@ -57,6 +57,9 @@ bool UnpackPage(const std::uint8_t* bytes, int keyLength, std::uint32_t pages, I
 void tapack(IndexPage* page, int keyLength);
 bool taunpack(IndexPage* page, int keyLength);
 
+// Of a key of 150 characters these are in the file in every case.
+constexpr std::size_t keptKeyBytes = 102;
+
 // Cuts a key.
 void taxkey(char* key, int length);
 
@@ -68,7 +71,10 @@ IndexItem MakeItem(const char* key, std::uint32_t record);
 int tacompkeys(const char* a, const char* b, std::uint32_t recordA, std::uint32_t recordB,
                int allowDuplicates);
 
-// The same, with what a comparison of the keys came to.
+// The order of two keys by what is kept of them: below 0, 0 or above 0.
+int CompareKeptKeys(const char* a, const char* b);
+
+// tacompkeys, with what a comparison of the keys came to.
 inline int Order(int keys, std::uint32_t recordA, std::uint32_t recordB, int allowDuplicates)
 {
     if (keys != 0)

@@ -102,6 +102,8 @@ Lookup tafindkey(IndexFile* index, std::uint32_t* record, const char* key)
 // What every lookup begins with.
 int BeginLookup(IndexFile* index, char* key)
 {
+    if (!key)
+        return SetError(taNullHandle);
     taxkey(key, index->keyLength);
     return BeginAtTheFile(index);
 }
@@ -147,7 +149,8 @@ int FindPrevKey(IndexFile* index, std::uint32_t* record, char* key)
 
 int NextKey(IndexFile* index, std::uint32_t* record, char* key)
 {
-    SetError(taNoError);
+    if (SetError(key ? taNoError : taNullHandle) != 0)
+        return -1;
     IndexPage* page = nullptr;
     std::uint32_t number = index->rootPage;
     if (index->depth > 0) {
@@ -173,7 +176,8 @@ int NextKey(IndexFile* index, std::uint32_t* record, char* key)
 
 int PrevKey(IndexFile* index, std::uint32_t* record, char* key)
 {
-    SetError(taNoError);
+    if (SetError(key ? taNoError : taNullHandle) != 0)
+        return -1;
     IndexPage* page = nullptr;
     std::uint32_t number = index->rootPage;
     if (index->depth > 0) {

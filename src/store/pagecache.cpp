@@ -180,7 +180,6 @@ int tasearchpage(IndexFile* index, std::uint32_t number, const SoughtItem& wante
 
 int tanewpage(IndexFile* index, std::uint32_t* number, IndexPage** page)
 {
-    static constexpr std::uint8_t empty[PackedLength(longestKey)]{};
     *page = nullptr;
     // A chain of free pages that leads to one in use is damage.
     CachedPage* const there = cachedPages.Find(index, FirstRec(index->dataFile));
@@ -193,12 +192,14 @@ int tanewpage(IndexFile* index, std::uint32_t* number, IndexPage** page)
         return -1;
     buffer->count = 0;
     buffer->leftmost = 0;
-    if (AddRec(index->dataFile, number, empty) != 0) {
+    if (AddPageRecord(index, number) != 0) {
         cachedPages.FreeBuffer(buffer);
         return -1;
     }
-    if (AddInBuffer(index, *number, buffer) != 0)
-        return -1;
+    if (AddInBuffer(index, *number, buffer) != 0) {
+        DeleteRec(index->dataFile, *number);
+        return SetError(taNoMemory);
+    }
     *page = buffer;
     return 0;
 }
@@ -245,6 +246,9 @@ int tasplitleaf(IndexFile* index, std::uint32_t number, int position, const Soug
     CachedPage* leaf;
     if (Find(index, number, &leaf) != 0 || (leaf->buffer && Compact(leaf) != 0))
         return -1;
+    // It may have left memory, and be another page now.
+    if (!leaf->compact.IsLeaf() || leaf->compact.count() != pageItems)
+        return SetError(taDamaged);
     CompactPage lower;
     CompactPage upper;
     if (!leaf->compact.SplitLeaf(position, item, index->allowDuplicates, &lower, &upper, middle))
@@ -277,6 +281,7 @@ void ForgetChanges(IndexPage* page)
 void SetRootPage(IndexFile* index, std::uint32_t number)
 {
     index->rootPage = number;
+    index->dataFile->headerDirty = 1;
     index->rootChange = ++pageClock;
 }
 

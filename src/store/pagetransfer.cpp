@@ -3,11 +3,13 @@
 
 #include "store/pagetransfer.h"
 
+#include "store/pagecache.h"
+#include "store/soughtitem.h"
+
 #include <algorithm>
 #include <cstring>
 #include <memory>
 #include <new>
-#include <vector>
 
 namespace
 {
@@ -25,6 +27,42 @@ bool Unpack(const IndexFile* index, const std::uint8_t* bytes, IndexPage* page)
 {
     const auto pages = std::uint32_t(index->dataFile->header.recordCount);
     return UnpackPage(bytes, index->keyLength, pages, page) && page->count > 0;
+}
+
+// As in a free page whose link looks like a count: it has zeros behind that.
+bool BeginsWithEqualItems(const IndexPage& page)
+{
+    const IndexItem* const items = page.items;
+    return page.count > 1 && items[1].record == items[2].record
+        && std::strcmp(items[1].key, items[2].key) == 0;
+}
+
+// Whether the way to an item leads through a page. -1 if it cannot be followed.
+int LeadsThrough(IndexFile* index, const SoughtItem& item, std::uint32_t page)
+{
+    PagePosition at(false, 0, 0, index->rootPage);
+    for (int depth = 0; at.child != 0; ++depth) {
+        const std::uint32_t number = at.child;
+        if (number == page)
+            return 1;
+        if (depth == deepestTree)
+            return SetError(taDamaged);
+        if (tasearchpage(index, number, item, &at) != 0)
+            return -1;
+        if (at.found)
+            return 0;
+    }
+    return 0;
+}
+
+// Whether a record of the chain of free ones is a page of the tree: it has items,
+// and the first one is found there. 1, 0, or -1 if that cannot be said.
+int IsPageInUse(IndexFile* index, std::uint32_t number, const std::uint8_t* bytes)
+{
+    static IndexPage image;
+    if (!Unpack(index, bytes, &image) || BeginsWithEqualItems(image))
+        return 0;
+    return LeadsThrough(index, SoughtItem(image.items[1]), number);
 }
 
 // With flushing on, the pages are not kept for long.
@@ -74,17 +112,43 @@ int ReadBlock(IndexFile* index, std::uint32_t number, std::uint8_t* bytesOfPage)
     return 0;
 }
 
-template <typename Key>
-std::vector<CachedPage*> ChangedPages(const IndexFile* index, Key CachedPage::*order)
+// The changed pages of an index. Those of one operation need no memory.
+class ChangedPages
 {
-    std::vector<CachedPage*> changed;
-    for (CachedPage* page = index->firstPage; page; page = page->nextOfOwner)
-        if (page->dirty)
-            changed.push_back(page);
-    std::sort(changed.begin(), changed.end(),
-              [order](CachedPage* a, CachedPage* b) { return a->*order < b->*order; });
-    return changed;
-}
+public:
+    // In that order. False if there is no memory.
+    template <typename Key> bool Collect(const IndexFile* index, Key CachedPage::*order)
+    {
+        std::size_t count = 0;
+        for (const CachedPage* page = index->firstPage; page; page = page->nextOfOwner)
+            count += page->dirty;
+        if (count > few) {
+            m_many.reset(new (std::nothrow) CachedPage*[count]);
+            m_first = m_end = m_many.get();
+        }
+        if (!m_first) {
+            SetError(taNoMemory);
+            return false;
+        }
+        for (CachedPage* page = index->firstPage; page; page = page->nextOfOwner)
+            if (page->dirty)
+                *m_end++ = page;
+        std::sort(m_first, m_end,
+                  [order](CachedPage* a, CachedPage* b) { return a->*order < b->*order; });
+        return true;
+    }
+
+    CachedPage** begin() const { return m_first; }
+    CachedPage** end() const { return m_end; }
+
+private:
+    static constexpr std::size_t few = 64;
+
+    CachedPage* m_few[few];
+    std::unique_ptr<CachedPage*[]> m_many;
+    CachedPage** m_first = m_few;
+    CachedPage** m_end = m_few;
+};
 
 bool HasMovedRoot(const IndexFile* index)
 {
@@ -108,7 +172,10 @@ int WriteMovedRoot(IndexFile* index)
 // Between any two writes the file is whole.
 int WriteInOrderOfChange(IndexFile* index)
 {
-    for (CachedPage* page : ChangedPages(index, &CachedPage::changed)) {
+    ChangedPages pages;
+    if (!pages.Collect(index, &CachedPage::changed))
+        return -1;
+    for (CachedPage* page : pages) {
         if (page->changed > index->rootChange && WriteMovedRoot(index) != 0)
             return -1;
         if (WritePage(page) != 0)
@@ -118,14 +185,14 @@ int WriteInOrderOfChange(IndexFile* index)
 }
 
 // In one transfer.
-int WriteNeighbours(CachedPage* const* pages, std::size_t count, std::vector<std::uint8_t>& bytes)
+int WriteNeighbours(CachedPage* const* pages, std::size_t count)
 {
+    static std::uint8_t bytes[neighboursAtOnce * PackedLength(longestKey)];
     const IndexFile* const index = pages[0]->owner;
     const auto length = std::size_t(PackedLength(index->keyLength));
-    bytes.resize(neighboursAtOnce * length);
     for (std::size_t i = 0; i < count; ++i)
         Pack(pages[i], &bytes[i * length]);
-    if (PutAllRecs(index->dataFile, pages[0]->number, bytes.data(), std::uint32_t(count)) != 0)
+    if (PutAllRecs(index->dataFile, pages[0]->number, bytes, std::uint32_t(count)) != 0)
         return -1;
     for (std::size_t i = 0; i < count; ++i)
         pages[i]->dirty = false;
@@ -135,13 +202,15 @@ int WriteNeighbours(CachedPage* const* pages, std::size_t count, std::vector<std
 // Without flushing the file is whole once its header is written, behind all pages.
 int WriteInOrderOfFile(IndexFile* index)
 {
-    const std::vector<CachedPage*> pages = ChangedPages(index, &CachedPage::number);
-    std::vector<std::uint8_t> bytes;
-    for (std::size_t first = 0, next = 0; first < pages.size(); first = next) {
-        while (next < pages.size() && next < first + neighboursAtOnce
-               && pages[next]->number == pages[first]->number + (next - first))
+    ChangedPages pages;
+    if (!pages.Collect(index, &CachedPage::number))
+        return -1;
+    CachedPage** next = pages.begin();
+    for (CachedPage** first = next; first != pages.end(); first = next) {
+        while (next != pages.end() && next < first + neighboursAtOnce
+               && (*next)->number == (*first)->number + (next - first))
             ++next;
-        if (WriteNeighbours(&pages[first], next - first, bytes) != 0)
+        if (WriteNeighbours(first, std::size_t(next - first)) != 0)
             return -1;
     }
     return 0;
@@ -169,6 +238,30 @@ int WritePage(CachedPage* page)
         return -1;
     page->dirty = false;
     return 0;
+}
+
+int AddPageRecord(IndexFile* index, std::uint32_t* number)
+{
+    static constexpr std::uint8_t empty[PackedLength(longestKey)]{};
+    DataFile* const file = index->dataFile;
+    if (file->flushing && TaOpenFile(file) != 0)
+        return -1;
+    const DataFileHeader before = file->header;
+    int result = newrec(file, number);
+    const bool wasFree = file->header.recordCount == before.recordCount;
+    if (result == 0 && wasFree) {
+        const int used = IsPageInUse(index, *number, tarecbuf);
+        result = used > 0 ? SetError(taDamaged) : used;
+    }
+    if (result == 0)
+        result = PutRec(file, *number, empty);
+    if (result != 0) {
+        file->header = before;
+        return -1;
+    }
+    if (file->flushing)
+        TaCloseFile(file);
+    return taerror == taNoError ? 0 : -1;
 }
 
 bool HasChanges(const IndexFile* index)

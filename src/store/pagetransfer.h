@@ -21,6 +21,10 @@ int ReadPage(IndexFile* index, std::uint32_t number, std::size_t room, IndexPage
 
 int WritePage(CachedPage* page);
 
+// As AddRec, for an empty page. A page out of the chain of free ones that is in the
+// tree is damage.
+int AddPageRecord(IndexFile* index, std::uint32_t* number);
+
 // Whether an index has pages in memory, or a root, that its file does not have.
 bool HasChanges(const IndexFile* index);
 

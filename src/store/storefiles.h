@@ -26,9 +26,18 @@ public:
     virtual int Resize(int descriptor, off_t size); ///< ftruncate(2)
     virtual int Status(int descriptor, struct stat* status); ///< fstat(2)
     virtual bool Exists(const char* path); ///< access(2): whether anything is there
+
+    // What a database needs that is put in place as a whole.
+    virtual int OpenAt(int folder, const char* name, int flags, mode_t mode); ///< openat(2), ditto
+    virtual int Sync(int descriptor); ///< fsync(2)
+    virtual int Rename(const char* from, const char* to); ///< rename(2)
+    virtual int Symlink(const char* target, const char* path); ///< symlink(2)
+    virtual int Link(const char* from, const char* to); ///< link(2), to what a link leads to
+    virtual int MakeFolder(const char* path, mode_t mode); ///< mkdir(2)
 };
 
-/// The file system in use. The store does not own it.
+/// The file system in use where a handle has none of its own. The store does not
+/// own it.
 StoreFiles& storeFiles();
 
 /// Puts another file system in use (null: the machine's own). Returns the one
@@ -40,10 +49,11 @@ StoreFiles* SetStoreFiles(StoreFiles* files);
 class OpenStoreFile
 {
 public:
-    /// Opens the file for reading and writing, or with the flags and mode of open(2).
+    /// Opens the file for reading and writing, or with the flags and mode of open(2),
+    /// in a file system of its own or (null) the one in use.
     /// @{
-    explicit OpenStoreFile(const char* path);
-    OpenStoreFile(const char* path, int flags, mode_t mode);
+    explicit OpenStoreFile(const char* path, StoreFiles* files = nullptr);
+    OpenStoreFile(const char* path, int flags, mode_t mode, StoreFiles* files = nullptr);
     /// @}
     ~OpenStoreFile();
     OpenStoreFile(const OpenStoreFile&) = delete;
@@ -59,9 +69,19 @@ public:
     bool WriteAt(off_t position, const void* bytes, size_t size);
     /// @}
 
+    /// The calls of StoreFiles for this file.
+    /// @{
+    bool SeekTo(off_t position) const;
+    ssize_t Read(void* bytes, size_t size) const;
+    ssize_t Write(const void* bytes, size_t size) const;
+    int Resize(off_t size) const;
+    int Status(struct stat* status) const;
+    /// @}
+
     /// The file's size in bytes, or -1.
-    off_t Size();
+    off_t Size() const;
 
 private:
+    StoreFiles& m_files;
     const int m_descriptor;
 };

@@ -8,10 +8,13 @@
 #include "install/crun.h"
 #include "support/coneinstancemutex.h"
 #include "util/diagnostics.h"
+#include "util/eventwait.h"
 #include "util/paths.h"
 
 namespace
 {
+
+constexpr int Look = 100; // milliseconds between two looks: each takes the lock for a moment
 
 bool LockIsHeld()
 {
@@ -22,6 +25,24 @@ bool LockIsHeld()
                 : taken == 1 ? "free"
                              : "not to be tried");
     return taken == 0;
+}
+
+// Whether the lock is held once the script has run. The daemon that it leaves behind
+// may need a moment; a script that is the daemon itself never ends.
+bool IsHeldAfter(CRun& script)
+{
+    for (int waited = 0; waited < 10000 && script.IsRunning(); waited += Look) {
+        if (waited > 0 && LockIsHeld())
+            return true;
+        for (int i = 0; i < Look / 10 && script.IsRunning(); ++i)
+            PassEventsFor(10);
+    }
+    for (int look = 0; look < 3; ++look) {
+        if (LockIsHeld())
+            return true;
+        PassEventsFor(Look);
+    }
+    return false;
 }
 
 } // namespace
@@ -35,7 +56,7 @@ bool DaemonRunning(bool bStart)
         CRun run;
         run.Run(SystemPath(QStringLiteral("/etc/init.d/pakmartd.sh")), QStringLiteral("start"),
                 false);
-        running = LockIsHeld();
+        running = run.pid() > 0 ? IsHeldAfter(run) : LockIsHeld();
     }
     return running;
 }

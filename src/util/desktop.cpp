@@ -3,7 +3,10 @@
 
 #include "util/desktop.h"
 
+#include "util/diagnostics.h"
+
 #include <KMessageBox>
+#include <QApplication>
 #include <QCoreApplication>
 #include <QDBusConnection>
 #include <QDBusMessage>
@@ -14,9 +17,22 @@ void ProcessMessages()
         QCoreApplication::processEvents();
 }
 
+bool CanShowWindows()
+{
+    return qobject_cast<QApplication*>(QCoreApplication::instance()) != nullptr;
+}
+
+void ShowErrorBox(const QString& text)
+{
+    if (CanShowWindows())
+        KMessageBox::error(nullptr, text, QString(), KMessageBox::Notify);
+    else
+        qCWarning(logRequest, "%s", qUtf8Printable(text));
+}
+
 void ShowErrorMsg(const char* text)
 {
-    KMessageBox::error(nullptr, QString::fromUtf8(text), QString(), KMessageBox::Notify);
+    ShowErrorBox(QString::fromUtf8(text));
 }
 
 bool okToDoUpdate(const QString&, const QString&)

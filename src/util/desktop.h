@@ -15,8 +15,17 @@
 /// application. Every wait of the library is a loop of this.
 VANTRELAGENT_EXPORT void ProcessMessages();
 
-/// An error box without a parent; returns when the user has closed it.
+/// Whether the process has a QApplication, which boxes and windows need. Without
+/// one the library shows none: its texts go to its signals and, as warnings of the
+/// category "vantrel.agent.request", to the log.
+VANTRELAGENT_EXPORT bool CanShowWindows();
+
+/// An error box without a parent; returns when the user has closed it. Without a
+/// QApplication the text goes to the log instead.
+/// @{
 VANTRELAGENT_EXPORT void ShowErrorMsg(const char* text);
+VANTRELAGENT_EXPORT void ShowErrorBox(const QString& text);
+/// @}
 
 /// Whether an available update may be offered now; asked with the question and
 /// the caption a policy could show. Always true: there is no policy yet.

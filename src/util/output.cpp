@@ -3,13 +3,36 @@
 
 #include "util/output.h"
 
+#include <cerrno>
 #include <cstdio>
+#include <poll.h>
+#include <unistd.h>
 
+namespace
+{
+
+// A reader who does not block gets a moment to make room.
+bool AwaitRoom(int fd)
+{
+    pollfd output = { fd, POLLOUT, 0 };
+    return poll(&output, 1, 100) > 0;
+}
+
+} // namespace
+
+// Past stdio's buffer, which an interrupted write would empty unseen.
 void WriteLine(const std::string& line)
 {
-    std::fwrite(line.data(), 1, line.size(), stdout);
-    std::fputc('\n', stdout);
     std::fflush(stdout);
+    const std::string text = line + '\n';
+    const int fd = fileno(stdout);
+    for (std::size_t done = 0; done < text.size();) {
+        const ssize_t count = write(fd, text.data() + done, text.size() - done);
+        if (count > 0)
+            done += std::size_t(count);
+        else if (errno != EINTR && !(errno == EAGAIN && AwaitRoom(fd)))
+            return;
+    }
 }
 
 void WriteLine(const QString& line)

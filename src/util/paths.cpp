@@ -3,13 +3,16 @@
 
 #include "util/paths.h"
 
+#include "support/ctracer.h"
 #include "util/diagnostics.h"
 
 #include <QDir>
 #include <QFile>
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace
@@ -26,6 +29,15 @@ const std::string& PrivateRoot()
         return path;
     }();
     return root;
+}
+
+// Makes a folder that nobody else may write to, whatever the process's mask is. One
+// that somebody else has made meanwhile is as good; ".." is not.
+bool MakeFolder(const QString& parent, const QString& name)
+{
+    const QString path = parent + name;
+    return mkdir(QFile::encodeName(path).constData(), 0755) == 0
+        || (errno == EEXIST && !name.startsWith(QLatin1Char('.')) && QDir(path).exists());
 }
 
 } // namespace
@@ -69,20 +81,23 @@ std::string SettingsFile()
     return path;
 }
 
-// By value, since it always was.
+// By value: the signature is fixed.
 // NOLINTNEXTLINE(performance-unnecessary-value-param)
 bool CreateFolderTree(QString path)
 {
+    CTracer tracer("CreateFolderTree");
     const QChar separator = QDir::separator();
     QString existing = path;
     while (!existing.isEmpty() && !QDir(existing).exists())
-        existing.truncate(existing.lastIndexOf(separator));
-    existing += separator;
+        existing.truncate(std::max(0, int(existing.lastIndexOf(separator))));
+    // Nothing of a relative path is there: it begins in the working directory.
+    if (!existing.isEmpty() || path.startsWith(separator))
+        existing += separator;
     QString rest = path.mid(existing.size());
     QString part = rest.section(separator, 0, 0);
     bool ok = true;
     while (!rest.isEmpty() && !part.isEmpty() && ok) {
-        ok = QDir(existing).mkdir(part);
+        ok = MakeFolder(existing, part);
         existing += part + separator;
         rest = rest.mid(part.size() + 1);
         part = rest.section(separator, 0, 0);

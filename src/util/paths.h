@@ -35,9 +35,9 @@ VANTRELAGENT_EXPORT QString GetRootPath();
 /// The file with the agent's settings, as it is to be opened.
 VANTRELAGENT_EXPORT std::string SettingsFile();
 
-/// Makes the folder `path` (absolute) and what is missing above it, with the
-/// default permissions. Returns true also when a level could not be made: the
-/// caller looks whether the folder is there if it matters.
+/// Makes the folder `path` and what is missing above it; only the user may write to
+/// a new one. A relative path begins in the working directory. Returns true also when a level could
+/// not be made: the caller looks whether the folder is there if it matters.
 VANTRELAGENT_EXPORT bool CreateFolderTree(QString path);
 
 /// The text of /etc/vantrelos-version, line ends included; empty without it.

@@ -3,7 +3,6 @@
 
 #include "util/urlcodec.h"
 
-#include <QTextCodec>
 #include <array>
 #include <cstring>
 
@@ -119,11 +118,11 @@ bool IsAscii(const std::string& text)
 // Bytes as text: UTF-8, or Latin-1 where they are not valid UTF-8.
 QString FromBytes(const std::string& bytes)
 {
-    static QTextCodec* const utf8 = QTextCodec::codecForName("UTF-8");
-    QTextCodec::ConverterState state(QTextCodec::IgnoreHeader);
-    const QString text = utf8->toUnicode(bytes.data(), int(bytes.size()), &state);
-    const bool valid = state.invalidChars == 0 && state.remainingChars == 0;
-    return valid ? text : QString::fromLatin1(bytes.data(), int(bytes.size()));
+    // With a character before them, since a byte order mark at the beginning would go.
+    const std::string marked = '.' + bytes;
+    const QString text = QString::fromStdString(marked);
+    const bool valid = text.toStdString() == marked;
+    return valid ? text.mid(1) : QString::fromLatin1(bytes.data(), int(bytes.size()));
 }
 
 } // namespace

@@ -87,7 +87,7 @@ protected:
             c = char(random->Below(256));
         const int offset = int(random->Below(Bytes(name).size() - junk.size()));
         Patch(name, offset, junk);
-        return { offset, offset + junk.size() };
+        return { offset, offset + int(junk.size()) };
     }
 
     QStringList Files() const { return QDir(m_folder->path()).entryList(QDir::Files); }

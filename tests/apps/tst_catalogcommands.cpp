@@ -6,6 +6,7 @@
 
 #include "demomachine.h"
 
+#include "db/dbcheck.h"
 #include "tests/common/datafolder.h"
 #include "tests/common/scriptedserver.h"
 #include "tests/common/statusfile.h"
@@ -16,6 +17,7 @@
 #include <QTcpServer>
 #include <QtTest>
 #include <csignal>
+#include <sys/file.h>
 
 namespace
 {
@@ -219,6 +221,45 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(process.state(), QProcess::NotRunning, 30000);
         QCOMPARE(process.exitCode(), 130);
         QCOMPARE(DataFiles(), QStringList());
+    }
+
+    void interruptionEndsAnUpdateThatWaitsForAnother()
+    {
+        QCOMPARE(pakmart("update").status, 0);
+        QFile other(DataPath(QStringLiteral(".VACatalog.lock")));
+        QVERIFY(other.open(QIODevice::ReadWrite));
+        QCOMPARE(flock(other.handle(), LOCK_EX), 0);
+        QProcess process;
+        process.start(QStringLiteral(PAKMART), { QStringLiteral("update") });
+        QByteArray said;
+        QTRY_VERIFY_WITH_TIMEOUT(
+            (said += process.readAllStandardOutput()).contains("Waiting for another update to end"),
+            30000);
+        QCOMPARE(kill(pid_t(process.processId()), SIGINT), 0);
+        QTRY_COMPARE_WITH_TIMEOUT(process.state(), QProcess::NotRunning, 30000);
+        QCOMPARE(process.exitCode(), 130);
+        other.close();
+        QVERIFY(pakmart("update").out.endsWith(
+            QLatin1String("Nothing has changed since the last update.\n")));
+    }
+
+    // Killed at any time, the catalog is the old one or the new one, whole.
+    void anUpdateThatIsKilledLeavesAWholeCatalog()
+    {
+        QCOMPARE(pakmart("update").status, 0);
+        setProducts(m_products + "\n" + Stanza(7002, "Maze Runner", "maze", "x"));
+        for (int ms = 10; ms < 300; ms += 15) {
+            QProcess process;
+            process.start(QStringLiteral(PAKMART), { QStringLiteral("update") });
+            QVERIFY(process.waitForStarted());
+            process.waitForFinished(ms);
+            process.kill();
+            QTRY_COMPARE_WITH_TIMEOUT(process.state(), QProcess::NotRunning, 30000);
+            QCOMPARE(CheckCatalog(DataFolder().toStdString() + '/').faults, Findings());
+            QCOMPARE(pakmart("show 1001").status, 0);
+        }
+        QCOMPARE(pakmart("update").status, 0);
+        QCOMPARE(pakmart("show 7002").status, 0);
     }
 
     // -- categories and lists

@@ -4,128 +4,14 @@
 // The catalog database made of a catalog element: what goes into it, and what is
 // left of it when something comes in between.
 
-#include "catalog/capiupdatecatalog.h"
-#include "db/ccatalogfile.h"
+#include "catalog/catalogrecord.h"
 #include "db/cdependency.h"
-#include "db/dbcheck.h"
-#include "db/dbfolders.h"
-#include "db/indexlayer.h"
-#include "tests/common/datafolder.h"
+#include "tests/catalog/wholecatalogs.h"
 #include "tests/common/plainuser.h"
 #include "tests/request/requests.h"
-#include "tests/store/storeshims.h"
 
-#include <QDomDocument>
 #include <QRandomGenerator>
 #include <QtTest>
-#include <sys/wait.h>
-
-namespace
-{
-
-const QStringList kFiles{
-    QStringLiteral(".VACatalog.fil"),     QStringLiteral(".VACatalog.k1"),
-    QStringLiteral(".VACatalog.k2"),      QStringLiteral(".VACatalog.k3"),
-    QStringLiteral(".VACatalog.k4"),      QStringLiteral(".VACatalogNotes.fil"),
-    QStringLiteral(".VACatalogNotes.k1"), QStringLiteral(".VADepends.fil"),
-    QStringLiteral(".VADepends.k1"),      QStringLiteral(".VADepends.k2"),
-};
-
-QDomDocument Document(const QByteArray& content)
-{
-    QDomDocument document;
-    if (!document.setContent("<catalog>" + content + "</catalog>"))
-        qFatal("the test's own XML is broken");
-    return document;
-}
-
-bool Process(QDomElement catalog)
-{
-    // A request that is never executed is destroyed by its maker.
-    const std::unique_ptr<CAPIUpdateCatalog> request(new CAPIUpdateCatalog(true, true));
-    return request->ProcessVantrelCatalogRequest(catalog);
-}
-
-bool Process(const QByteArray& content)
-{
-    return Process(Document(content).documentElement());
-}
-
-QByteArray Product(int serial, const QByteArray& elements = "")
-{
-    const QByteArray number = QByteArray::number(serial);
-    return "<product name=\"n" + number + "\"><serialnumber>" + number
-        + "</serialnumber><packagename>p" + number + "</packagename>" + elements + "</product>";
-}
-
-QByteArray Category(const QByteArray& products, const QByteArray& name = "Games")
-{
-    return "<category name=\"" + name + "\" home_page=\"http://g/\">" + products + "</category>";
-}
-
-// A catalog whose products tell by their version which one it is.
-QByteArray Whole(const QByteArray& version, int count = 40)
-{
-    QByteArray products;
-    for (int i = 1; i <= count; ++i)
-        products += Product(i,
-                            "<version>" + version + "</version><briefdescription>about "
-                                + QByteArray::number(i) + QByteArray(i * 7, 'x')
-                                + "</briefdescription><dependencies><d name=\"libc6\"/><d name=\"q"
-                                + QByteArray::number(i) + "\"/></dependencies>");
-    return Category(products);
-}
-
-// The version of the whole catalog that is there; what is wrong, otherwise.
-QByteArray VersionOfWhole(int count = 40)
-{
-    const DbFindings findings = CheckCatalog(CatalogFolder());
-    if (!findings.faults.empty() || !findings.remarks.empty())
-        return "unsound";
-    const IndexLayer layer;
-    CCatalogFile file;
-    if (!file.Open())
-        return "does not open";
-    QByteArray version;
-    int found = 0;
-    for (bool more = file.FindFirstForCategory("Games"); more;
-         more = file.FindNextForCategory("Games"), ++found) {
-        if (found > 0 && version != file.Version())
-            return "mixed";
-        version = file.Version();
-        if (file.OwnDependencies().size() != 2 || file.Description().isEmpty())
-            return "with a product that lacks something";
-    }
-    return found == count ? version : "incomplete";
-}
-
-QList<QByteArray> Contents()
-{
-    QList<QByteArray> contents;
-    for (const QString& name : kFiles)
-        contents << ReadDataFile(name);
-    return contents;
-}
-
-// What a process does that is killed at the k-th change of a file, or ends.
-bool KilledAt(int k, const std::function<void()>& work)
-{
-    const pid_t child = fork();
-    if (child == 0) {
-        CrashingFiles files(k);
-        SetStoreFiles(&files);
-        work();
-        _exit(0);
-    }
-    int status = -1;
-    if (child < 0 || waitpid(child, &status, 0) != child)
-        qFatal("no child process");
-    if (!WIFSIGNALED(status) && status != 0)
-        qFatal("the process ended with status %d", status);
-    return WIFSIGNALED(status);
-}
-
-} // namespace
 
 class CatalogDatabaseTest : public QObject
 {
@@ -163,8 +49,7 @@ private slots:
     }
     void init()
     {
-        for (const QString& name : kFiles)
-            QFile::remove(DataPath(name));
+        RemoveDatabase();
         QCOMPARE(InitIndex(), 0);
     }
     void cleanup()
@@ -172,8 +57,7 @@ private slots:
         m_file.Close();
         UnInitIndex();
         // Whatever happened, nothing is left beside the database.
-        QCOMPARE(QDir(DataFolder()).entryList(QDir::Dirs | QDir::Hidden | QDir::NoDotAndDotDot),
-                 QStringList());
+        QVERIFY2(Generations().size() <= 1, qPrintable(Generations().join(QLatin1Char(' '))));
     }
 
     // -- what goes in
@@ -292,6 +176,7 @@ private slots:
         QVERIFY(Process(Whole("1")));
         QVERIFY(Process(QByteArray()));
         QStringList files = DataFiles();
+        files.removeAll(QStringLiteral(".VACatalog.lock"));
         files.sort();
         QCOMPARE(files, kFiles);
         open();
@@ -442,6 +327,45 @@ private slots:
         QCOMPARE(names("Games"), (QStringList{ QStringLiteral("n1"), QStringLiteral("n2") }));
     }
 
+    void eachCategoryGoesThroughTheHostsOwnFunction()
+    {
+        class Host : public CAPIUpdateCatalog
+        {
+        public:
+            Host() : CAPIUpdateCatalog(true, true) { }
+            void ProcessRecordsInCategory(QDomElement& category, CCatalogFile* file) override
+            {
+                seen << category.attribute(QStringLiteral("name"));
+                if (seen.size() != 2)
+                    CAPIUpdateCatalog::ProcessRecordsInCategory(category, file);
+            }
+            QStringList seen;
+        };
+        const std::unique_ptr<Host> host(new Host);
+        QDomDocument document = Document(Category(Product(1), "A") + Category(Product(2), "B")
+                                         + Category(Product(3), "C"));
+        QDomElement catalog = document.documentElement();
+        QVERIFY(host->ProcessVantrelCatalogRequest(catalog));
+        QCOMPARE(host->seen, (QStringList{ QStringLiteral("A"), QStringLiteral("B"),
+                                           QStringLiteral("C") }));
+        open();
+        QCOMPARE(names(nullptr), (QStringList{ QStringLiteral("n1"), QStringLiteral("n3") }));
+    }
+
+    void aFillerBeginsWithABlankProduct()
+    {
+        QVERIFY(RebuildCatalogDatabase([](CCatalogFile& file) {
+            QCOMPARE(file.RecordNumber(), -1);
+            file.setName("only a name");
+            QVERIFY(file.SaveRecord());
+        }));
+        open();
+        QVERIFY(m_file.GetRecord(1));
+        QCOMPARE(m_file.Name(), "only a name");
+        QCOMPARE(m_file.Category(), "");
+        QCOMPARE(m_file.NoteOffset(), -1);
+    }
+
     // -- the request and the database
 
     void theElementOfAReplyFillsTheDatabase()
@@ -544,7 +468,9 @@ private slots:
         QCOMPARE(VersionOfWhole(), QByteArray("1"));
     }
 
-    void filesInAFolderThatCannotBeWrittenAreMadeAnewInPlace()
+    // Its files could be written, one after the other: half of that might be taken
+    // for whole.
+    void filesInAFolderThatCannotBeWrittenStay()
     {
         QVERIFY(Process(Whole("1")));
         if (geteuid() != 0) {
@@ -552,13 +478,18 @@ private slots:
             QTest::qSkip("only root can give files to another user", __FILE__, __LINE__);
             return;
         }
+        MakePlain();
         for (const QString& name : kFiles)
             QVERIFY(QFile::setPermissions(DataPath(name), QFile::Permissions(0x6666)));
+        QFile::setPermissions(DataPath(QStringLiteral(".VACatalog.lock")),
+                              QFile::Permissions(0x6666));
         {
             const PlainUser nobody;
-            QVERIFY(Process(Whole("2")));
+            const LoggedLines log;
+            QVERIFY(!Process(Whole("2")));
+            QVERIFY2(log.text().contains("cannot make the folder"), log.text().constData());
         }
-        QCOMPARE(VersionOfWhole(), QByteArray("2"));
+        QCOMPARE(VersionOfWhole(), QByteArray("1"));
     }
 
     void filesKeepTheirPermissionsAndOwner()
@@ -587,16 +518,38 @@ private slots:
         QTest::newRow("write") << int(Fault::Write) << 100;
         QTest::newRow("short write") << int(Fault::ShortWrite) << 100;
         QTest::newRow("full disk") << int(Fault::FullDisk) << 100;
+        QTest::newRow("status") << int(Fault::Status) << 10;
+        QTest::newRow("sync") << int(Fault::Sync) << 13; // each file, and three folders
+        QTest::newRow("rename") << int(Fault::Rename) << 3;
     }
-    void aFailingDiskLeavesTheOldDatabase()
+    void aFailingDiskLeavesTheOldDatabase() { failAtEachCall(); }
+
+    // The same where plain files are replaced for the first time.
+    void aFailingDiskLeavesTheOldPlainFiles_data()
+    {
+        QTest::addColumn<int>("fault");
+        QTest::addColumn<int>("calls");
+        QTest::newRow("open") << int(Fault::Open) << 9;
+        QTest::newRow("write") << int(Fault::Write) << 100;
+        QTest::newRow("sync") << int(Fault::Sync) << 15;
+        QTest::newRow("rename") << int(Fault::Rename) << 36;
+    }
+    void aFailingDiskLeavesTheOldPlainFiles()
+    {
+        failAtEachCall([] { MakePlain(); });
+    }
+
+private:
+    void failAtEachCall(const std::function<void()>& prepare = [] {})
     {
         QFETCH(int, fault);
         QFETCH(int, calls);
         QVERIFY(Process(Whole("old")));
+        prepare();
         const QList<QByteArray> before = Contents();
         QDomDocument document = Document(Whole("new"));
         int reached = -1;
-        for (int k = 0;; k += 1 + k / 8) {
+        for (int k = 0;; k += 1 + k / 16) {
             FailingFiles files(Fault(fault), k, k % 2 == 0);
             bool made = false;
             {
@@ -610,49 +563,67 @@ private slots:
             reached = k;
             QVERIFY2(!made, qPrintable(QString::number(k)));
             QCOMPARE(Contents(), before);
+            QCOMPARE(VersionOfWhole(), QByteArray("old"));
+            prepare();
         }
         QVERIFY2(reached + 1 >= calls, qPrintable(QString::number(reached)));
         QCOMPARE(VersionOfWhole(), QByteArray("new"));
     }
 
+private slots:
+
     // -- what comes in between
 
-    // Killed at each change of a file, the old database is whole, and the next
-    // update makes a whole new one.
-    void killedAtAnyWriteTheOldDatabaseIsWhole()
+    // Killed at each change of a file or a name and at each sync, the old database
+    // or the new one is whole, by the described names and as it is opened, and the
+    // next update leaves nothing beside its own.
+    void killedAtAnyStepTheOldOrTheNewDatabaseIsWhole()
     {
-        QVERIFY(Process(Whole("old", 8)));
-        const QList<QByteArray> before = Contents();
+        killAtEachStep([] {});
+    }
+    void killedAtAnyStepThePlainFilesOrTheNewOnesAreWhole()
+    {
+        killAtEachStep([] { MakePlain(); });
+    }
+
+private:
+    void killAtEachStep(const std::function<void()>& prepare)
+    {
         QDomDocument document = Document(Whole("new", 8));
-        int kills = 0;
-        while (KilledAt(kills, [&document] { Process(document.documentElement()); })) {
-            QCOMPARE(Contents(), before);
-            ++kills;
+        bool killed = true;
+        int old = 0, fresh = 0;
+        for (int k = 0; killed; ++k) {
+            QVERIFY(Process(Whole("old", 8)));
+            QCOMPARE(Generations().size(), 1);
+            prepare();
+            const QList<QByteArray> before = Contents();
+            killed = KilledAt(k, [&document] { Process(document.documentElement()); });
+            const QByteArray version = VersionOfWhole(8);
+            (version == "old" ? old : fresh) += 1;
+            QVERIFY2(version == "old" || version == "new", version.constData());
+            QCOMPARE(Contents() == before, version == "old");
         }
-        QVERIFY(kills > 50);
+        QVERIFY2(old > 60, qPrintable(QString::number(old)));
+        QVERIFY2(fresh > 1, qPrintable(QString::number(fresh))); // the sync that follows
         QCOMPARE(VersionOfWhole(8), QByteArray("new"));
     }
 
-    // Between the first file that is put in place and the last one.
-    void killedWhileTheFilesArePutInPlaceTheDatabaseOpens()
+private slots:
+    // Killed while the first database of a folder is made.
+    void killedAtAnyStepOfTheFirstUpdateThereIsNoneOrAWholeOne()
     {
-        QVERIFY(Process(Whole("new", 25)));
-        const QList<QByteArray> fresh = Contents();
-        for (int replaced = 1; replaced < kFiles.size(); ++replaced) {
-            QVERIFY(Process(Whole("old", 40)));
-            for (int i = 0; i < replaced; ++i)
-                WriteDataFile(kFiles[i], fresh[i]);
-            open();
-            for (int serial = 1; serial <= 40; ++serial)
-                m_file.FindServerSerialNumber(serial);
-            names(nullptr);
-            m_file.Close();
-            QVERIFY(Process(Whole("next")));
-            QCOMPARE(VersionOfWhole(), QByteArray("next"));
+        QDomDocument document = Document(Whole("new", 8));
+        bool killed = true;
+        for (int k = 0; killed; ++k) {
+            RemoveDatabase();
+            killed = KilledAt(k, [&document] { Process(document.documentElement()); });
+            const QByteArray data = ReadDataFile(kFiles[0]);
+            QCOMPARE(VersionOfWhole(data == "<none>" ? 0 : 8),
+                     data == "<none>" ? QByteArray() : QByteArray("new"));
         }
     }
 
-    void killedAtAnyTimeTheDatabaseOpensAndTheNextUpdateMakesItWhole()
+    void killedAtAnyTimeTheDatabaseIsWhole()
     {
         QDomDocument document = Document(Whole("new"));
         QVERIFY(Process(Whole("old")));
@@ -667,8 +638,8 @@ private slots:
             QTest::qSleep(int(random.bounded(1, 20)));
             QCOMPARE(kill(child, SIGKILL), 0);
             QCOMPARE(waitpid(child, nullptr, 0), child);
-            open();
-            m_file.Close();
+            const QByteArray version = VersionOfWhole();
+            QVERIFY2(version == "old" || version == "new", version.constData());
         }
         QVERIFY(Process(Whole("next")));
         QCOMPARE(VersionOfWhole(), QByteArray("next"));
@@ -690,7 +661,7 @@ private slots:
             QVERIFY(child > 0);
             children << child;
         }
-        for (const pid_t child : qAsConst(children)) {
+        for (const pid_t child : std::as_const(children)) {
             int status = -1;
             QCOMPARE(waitpid(child, &status, 0), child);
             QCOMPARE(status, 0);

@@ -129,6 +129,18 @@ private slots:
                             "</all>\n"));
     }
 
+    void aFileOfAnyRootIsReadBack()
+    {
+        for (const char* root : { "catalog", "aisles", "profile", "x" }) {
+            const QByteArray name(root);
+            Save('<' + name + "><a>1 2</a></" + name + '>');
+            CXMLNode tree(nullptr);
+            QVERIFY(ReadSavedTree(kName, tree));
+            QCOMPARE(tree.Name(), name.toStdString());
+            QCOMPARE(tree.ChildValue("a", "?"), std::string("1 2"));
+        }
+    }
+
     void whatIsNoElementIsPassedOver()
     {
         Save("text<!-- note --><?pi x?><![CDATA[<no/>]]><all>a</all>");
@@ -168,11 +180,28 @@ private slots:
 
     // -- permissions
 
-    void newFileIsForItsOwnerAndGroup()
+    void newFileIsWrittenByItsOwnerOnly()
     {
         umask(0);
         Save("<all/>");
-        QCOMPARE(Mode(), mode_t(0664));
+        QCOMPARE(Mode(), mode_t(0644));
+    }
+
+    void whatIsTheAccountsIsForItsOwnerOnly()
+    {
+        umask(0);
+        const QString profile = DataPath(QStringLiteral(".profile"));
+        QDomDocument document;
+        QVERIFY(document.setContent(QByteArray("<body><all/></body>")));
+        struct stat info = {};
+        for (int before : { 0, 0664 }) {
+            if (before != 0)
+                QCOMPARE(chmod(qPrintable(profile), mode_t(before)), 0);
+            SaveFirstElement(document.documentElement(), ".profile");
+            QCOMPARE(stat(qPrintable(profile), &info), 0);
+            QCOMPARE(int(info.st_mode & 07777), 0600);
+        }
+        QVERIFY(QFile::remove(profile));
     }
 
     void newFileObeysTheMask()

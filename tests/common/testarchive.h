@@ -20,6 +20,8 @@ public:
         QByteArray depends = QByteArray();
         int size = 100; // of its one file, at least
         QByteArray conffile = QByteArray(); // the text of a configuration file
+        QByteArray fields = QByteArray(); // more lines of its control file
+        QByteArray failing = QByteArray(); // a script that fails: "postinst"
     };
 
     // Builds the package; its one program prints its name and version.
@@ -31,7 +33,10 @@ public:
             + "\nArchitecture: all\nMaintainer: T <t@t.example>\nDescription: t\n";
         if (!package.depends.isEmpty())
             control += "Depends: " + package.depends + '\n';
+        control += package.fields;
         write(tree, "/DEBIAN/control", control);
+        if (!package.failing.isEmpty())
+            write(tree, "/DEBIAN/" + package.failing, "#!/bin/sh\nexit 1\n");
         QByteArray random;
         for (quint32 i = 0, seed = 1; int(i) < package.size; ++i)
             random += char('a' + (seed = seed * 1664525u + 1013904223u) % 26);

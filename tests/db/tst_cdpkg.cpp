@@ -16,6 +16,7 @@
 #include <sys/stat.h>
 #include <type_traits>
 #include <unistd.h>
+#include <utility>
 
 namespace
 {
@@ -144,6 +145,8 @@ private slots:
         QTest::newRow("no") << QByteArray("no") << false;
         QTest::newRow("more than yes") << QByteArray("yes, it is") << false;
         QTest::newRow("empty") << QByteArray() << false;
+        QTest::newRow("a later no") << QByteArray("yes\nEssential: no") << false;
+        QTest::newRow("a later yes") << QByteArray("no\nEssential: yes") << true;
     }
     void essential()
     {
@@ -649,7 +652,7 @@ void DpkgTest::realStatusFileIsReadAsDpkgReadsIt()
     QCOMPARE(packages.ReadStatusFile(), records.size());
     // One package may be there for several architectures.
     QMultiMap<QString, QStringList> theirs;
-    for (const QString& record : qAsConst(records))
+    for (const QString& record : std::as_const(records))
         theirs.insert(record.section(QLatin1Char('\x01'), 0, 1), Expected(record));
     for (const CDpkgInfo& info : packages.Packages()) {
         const QStringList fields = Fields(info);

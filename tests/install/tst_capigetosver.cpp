@@ -426,6 +426,16 @@ private slots:
         QCOMPARE(installs(), QStringList());
     }
 
+    void questionIsTraced()
+    {
+        updatesAre(Package("a1"));
+        const Trace trace;
+        update();
+        QVERIFY(trace.events().contains(QStringLiteral(
+            "Update Available: An update for VantrelOS is available, do you want to update your "
+            "system now?\n(You will be reminded later if you select No at this time.)")));
+    }
+
     void scopesInTheirOrder()
     {
         updatesAre(Package("a1"));
@@ -439,6 +449,7 @@ private slots:
                                QStringLiteral("+CAPIGetOSVer::UpgradeOSPackages"),
                                QStringLiteral("+CAPIInstallPackages::CAPIInstallPackages(2)"),
                                QStringLiteral("+CAPIGetOSVer::onCanContinue"),
+                               QStringLiteral("+CAPIGetOSVer::onCanAddToNewStuff"),
                                QStringLiteral("+CAPIGetOSVer::~CAPIGetOSVer") }));
         const int end = trace.events().indexOf(QStringLiteral("-CAPIGetOSVer::~CAPIGetOSVer"));
         QVERIFY(trace.events().indexOf(QStringLiteral("+CAPI::~CAPI"), end) > end);

@@ -10,6 +10,7 @@
 
 #include <QSignalSpy>
 #include <QtTest>
+#include <sys/stat.h>
 
 namespace
 {
@@ -217,6 +218,10 @@ private slots:
         QCOMPARE(fileFor("scheme://host/path/a=b&c"),
                  CRunAptGet::ListsDir(false)
                      + "host_path_a%3db%26c_dists_._._binary-i386_Packages");
+        // Only what is before the first "://" goes, and each "=" and "&" is escaped.
+        QCOMPARE(fileFor("http://h/x?u=a://b&c=d&e=f"),
+                 CRunAptGet::ListsDir(false)
+                     + "h_x?u%3da:__b%26c%3dd%26e%3df_dists_._._binary-i386_Packages");
         QCOMPARE(fileFor("../../etc/x"),
                  CRunAptGet::ListsDir(false) + ".._.._etc_x_dists_._._binary-i386_Packages");
     }
@@ -255,6 +260,80 @@ private slots:
         QVERIFY(request->ContainsURLs("deb http://h/a . .", { "x", "http://h/a" }));
         QVERIFY(!request->ContainsURLs("deb http://h/a . .", { "", "http://h/b" }));
         delete request;
+    }
+
+    void indexIsWholeReadableByAllAndReplacesALongerOne()
+    {
+        const std::string name = fileFor("http://h/r");
+        const mode_t before = umask(0);
+        auto* request = new CAPIGetPackageInfo({}, true);
+        QVERIFY(request->SaveListData(name, "a long index"));
+        QVERIFY(request->SaveListData(name, "short"));
+        delete request;
+        umask(before);
+        QCOMPARE(contents(name), QByteArray("short\0\n", 7));
+        struct stat found = {};
+        QCOMPARE(stat(name.c_str(), &found), 0);
+        QCOMPARE(int(found.st_mode & 0777), 0664);
+    }
+
+    void onlyTheFirstListOfPackagesCounts()
+    {
+        m_server.answer("/p",
+                        ScriptedServer::http(
+                            "<agentfunction resultcode=\"OK\"><package_info>"
+                            + Package("http://h/one", "x") + "</package_info><package_info>"
+                            + Package("http://h/two", "y") + "</package_info></agentfunction>"));
+        QVERIFY(ask().events.contains(QStringLiteral("urls http://h/one")));
+        QCOMPARE(contents(CRunAptGet::SourcesFile(false)), QByteArray("deb http://h/one . .\n"));
+    }
+
+    void takingLinesOutIsTracedStepByStep()
+    {
+        auto* request = new CAPIGetPackageInfo({}, true);
+        QVERIFY(request->SaveURL("http://h/a") && request->SaveURL("http://h/b"));
+        QStringList lines;
+        {
+            const Trace trace;
+            request->DeleteFromSourceList({ "http://h/b" });
+            lines = trace.events().filter(
+                QRegularExpression(QStringLiteral("^[^-+]|DeleteFromSourceList$")));
+        }
+        delete request;
+        const QString a = QStringLiteral("deb http://h/a . .'");
+        QCOMPARE(lines,
+                 (QStringList{ QStringLiteral("+CAPIGetPackageInfo::DeleteFromSourceList"),
+                               QStringLiteral("Reading line from sources.list"),
+                               QLatin1String("Read this line: '") + a,
+                               QLatin1String("Saving this line: '") + a,
+                               QStringLiteral("Reading line from sources.list"),
+                               QStringLiteral("Read this line: 'deb http://h/b . .'"),
+                               QStringLiteral("Reading line from sources.list"),
+                               QStringLiteral("Closing sources.list"),
+                               QStringLiteral("Opening sources.list for writing"),
+                               QStringLiteral("Writing to sources.list"),
+                               QStringLiteral("closing sources.list for writing"),
+                               QStringLiteral("-CAPIGetPackageInfo::DeleteFromSourceList") }));
+    }
+
+    void refusedNameHasItsOwnTextOnly()
+    {
+        const Record record = ask({ "good", "$(evil)" });
+        QCOMPARE(record.events,
+                 (QStringList{ QStringLiteral("why Refused the package name '$(evil)'"),
+                               QStringLiteral("report of 0"), QStringLiteral("complete 0") }));
+    }
+
+    void storingMakesTheFoldersThatItNeeds()
+    {
+        CAPIGetPackageInfo::DeleteTempLists({});
+        QDir(QDir::homePath() + QStringLiteral("/.vos-apt-get/apt")).removeRecursively();
+        m_server.answer("/s", ScriptedServer::http("<agentfunction resultcode=\"OK\"/>"));
+        packagesAre(Package("http://h/r", "x"));
+        QCOMPARE(ask().events.last(), QStringLiteral("complete 1"));
+        m_server.answer("/s",
+                        ScriptedServer::http("<agentfunction resultcode=\"OK\"><list "
+                                             "type=\"dep\"/></agentfunction>"));
     }
 
     void tempListsAreThePlainTree()

@@ -8,6 +8,8 @@
 #include "tests/common/frontend.h"
 #include "tests/request/requests.h"
 
+#include <QElapsedTimer>
+#include <QRandomGenerator>
 #include <QtTest>
 
 class SourcesListTest : public QObject
@@ -31,6 +33,8 @@ private:
         QVERIFY(sources.open(QIODevice::WriteOnly));
         sources.write(text);
     }
+    // As if the lists had been refreshed.
+    static void forgetRefresh() { QFile::remove(file(true) + QStringLiteral(".refresh")); }
     // Asks; returns the trees that were told to be changed.
     QList<bool> ask(const QByteArray& lists)
     {
@@ -149,6 +153,128 @@ private slots:
         write(true, entry + "  #1\n");
         QCOMPARE(ask("<list type=\"dep\"><entry timestamp=\"1\">" + entry + "</entry></list>"),
                  QList<bool>());
+    }
+
+    void eachOldLineIsFoundOnce()
+    {
+        // Two equal entries are no match for one line.
+        write(true, "deb http://h/a ./  #1\n");
+        const QByteArray entry = "<entry timestamp=\"1\">deb http://h/a ./</entry>";
+        QCOMPARE(ask("<list type=\"dep\">" + entry + entry + "</list>"), QList<bool>{ true });
+        // One entry is no match for two lines.
+        forgetRefresh();
+        QCOMPARE(ask("<list type=\"dep\">" + entry + "</list>"), QList<bool>{ true });
+        forgetRefresh();
+        QCOMPARE(ask("<list type=\"dep\">" + entry + "</list>"), QList<bool>());
+    }
+
+    void shorterEntryTakesTheFirstLineThatItBegins()
+    {
+        // "deb http://h" takes the first line, and the other entry finds the second.
+        write(true, "deb http://h/b ./  #1\ndeb http://h/a ./  #1\n");
+        QCOMPARE(ask("<list type=\"dep\"><entry timestamp=\"1\">deb http://h</entry>"
+                     "<entry timestamp=\"1\">deb http://h/a ./</entry></list>"),
+                 QList<bool>());
+        // And so the first, which the other entry would have needed, is gone.
+        write(true, "deb http://h/a ./  #1\ndeb http://h/b ./  #1\n");
+        QCOMPARE(ask("<list type=\"dep\"><entry timestamp=\"1\">deb http://h</entry>"
+                     "<entry timestamp=\"1\">deb http://h/a ./</entry></list>"),
+                 QList<bool>{ true });
+    }
+
+    // The matching before it was made fast, as its definition.
+    void matchesAreThoseOfTheDefinition()
+    {
+        const char letters[] = "ab";
+        QRandomGenerator random(7);
+        const auto text = [&] {
+            QByteArray t = "x";
+            for (int n = int(random.bounded(3)); n > 0; --n)
+                t += letters[random.bounded(2)];
+            return t;
+        };
+        for (int round = 0; round < 40; ++round) {
+            QList<QByteArray> before, now;
+            for (int n = int(random.bounded(5)); n > 0; --n)
+                before << text();
+            for (int n = int(random.bounded(5)); n > 0; --n)
+                now << text();
+            QByteArray file, list = "<list type=\"dep\">";
+            for (const QByteArray& line : before)
+                file += line + "  #1\n";
+            bool differ = false;
+            QList<QByteArray> left = before;
+            for (const QByteArray& entry : now) {
+                list += "<entry timestamp=\"1\">" + entry + "</entry>";
+                int found = 0;
+                while (found < left.size() && !left[found].startsWith(entry))
+                    ++found;
+                if (found < left.size())
+                    left.removeAt(found);
+                else
+                    differ = true;
+            }
+            forgetRefresh();
+            write(true, file);
+            QCOMPARE(!ask(list + "</list>").isEmpty(), differ || !left.isEmpty());
+        }
+    }
+
+    void aRefreshThatIsDueIsAskedForThoughNothingChanges()
+    {
+        const QByteArray list
+            = "<list type=\"dep\"><entry timestamp=\"1\">deb http://h/a ./</entry></list>";
+        QCOMPARE(ask(list), QList<bool>{ true });
+        // Nobody has refreshed since.
+        const Trace trace;
+        QCOMPARE(ask(list), QList<bool>{ true });
+        QVERIFY(trace.events().contains(
+            QStringLiteral("the last refresh has failed...emitting signalSourcesListModified")));
+        forgetRefresh();
+        QCOMPARE(ask(list), QList<bool>());
+    }
+
+    void replyWithoutAListIsAFailureWithAReason()
+    {
+        QStringList events;
+        m_server.answer("/s", ScriptedServer::http("<agentfunction resultcode=\"OK\"/>"));
+        auto* request = new CAPIGetSourcesList(true, true);
+        connect(request, &CAPI::signalFailure, qApp,
+                [&events](AgentError::Code code, const QString& text, const QString&) {
+                    events << AgentError::Name(code) << text;
+                });
+        connect(request, &CAPI::APIComplete, qApp,
+                [&events](bool ok) { events << QString::number(ok); });
+        request->Execute();
+        QCOMPARE(events,
+                 (QStringList{ QStringLiteral("reply-not-understood"),
+                               QStringLiteral("The store server sent no list of package sources."),
+                               QStringLiteral("0") }));
+    }
+
+    void writingIsTraced()
+    {
+        const Trace trace;
+        ask("<list><entry>deb http://h/a ./</entry></list>");
+        QVERIFY(trace.events().contains(QStringLiteral("successfully created sources list file")));
+        QVERIFY(trace.events().contains(QStringLiteral("+CAPIGetSourcesList::UpdateSourcesList")));
+    }
+
+    void manyEntriesAreCompared()
+    {
+        // The worst order for a search from the front, 80,000 times.
+        QByteArray list = "<list type=\"dep\">", file;
+        const int count = 80000;
+        for (int i = 0; i < count; ++i) {
+            file += "deb http://h/" + QByteArray::number(count - i) + " ./  #1\n";
+            list += "<entry timestamp=\"1\">deb http://h/" + QByteArray::number(i + 1)
+                + " ./</entry>";
+        }
+        write(true, file);
+        QElapsedTimer time;
+        time.start();
+        QCOMPARE(ask(list + "</list>"), QList<bool>());
+        qInfo("%d entries in %lld ms", count, time.elapsed());
     }
 
     void fileThatCannotBeWrittenIsTraced()

@@ -5,9 +5,11 @@
 // is a script, and everything that a listener hears, in order.
 
 #include "catalog/capidownloadappinfo.h"
+#include "db/crufile.h"
 #include "install/capigetpackageinfo.h"
 #include "install/capiinstallpackages.h"
 #include "install/cdlginstallcomplete.h"
+#include "store/indexfile.h"
 #include "tests/common/frontend.h"
 #include "tests/request/requests.h"
 #include "util/paths.h"
@@ -100,7 +102,9 @@ public:
         m_timer.start(5);
     }
     QString name, text;
+    QString details; // the text once "Details" was pressed
     QStringList buttons; // those that can be seen
+    QString press; // the label of a button to press
 
 private:
     void Look()
@@ -115,6 +119,12 @@ private:
             if (button->isVisible())
                 buttons << button->text();
         }
+        for (QPushButton* button : box->findChildren<QPushButton*>()) {
+            if (!press.isEmpty() && button->isVisible() && button->text() == press)
+                button->click();
+        }
+        if (const auto* edit = box->findChild<QPlainTextEdit*>())
+            details = edit->toPlainText();
         box->reject();
     }
     QTimer m_timer;
@@ -257,6 +267,157 @@ private slots:
         QVERIFY(
             dialog.text.startsWith(QLatin1String("Foo has been installed!\n\nYou can run it by:")));
         QVERIFY(dialog.buttons.contains(QLatin1String("Run It!")));
+    }
+
+    void detailsShowTheWholeOutput()
+    {
+        DialogReader dialog;
+        dialog.press = QStringLiteral("Details");
+        installProduct(false);
+        QVERIFY2(dialog.details.endsWith(QLatin1String("\n\nInstallation Log\n")
+                                         + QString::fromLatin1(Run)),
+                 qPrintable(dialog.details));
+    }
+
+    void firstProgramThatCanBeStartedIsOfferedAndOnlySoundOnesAreRecorded()
+    {
+        const auto program = [this](const char* name) {
+            const QString path = SystemPath(QLatin1String("/usr/bin/") + QLatin1String(name));
+            QFile file(path);
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            file.write("#!/bin/sh\ntouch $0.ran\n");
+            file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        };
+        program("two");
+        program("three");
+        appInfoIs("<package><serialnumber>11</serialnumber><packagename>one</packagename>"
+                  "<binary><name>One</name></binary></package>"
+                  "<package><serialnumber>12</serialnumber><packagename>two</packagename>"
+                  "<binary><name>Two</name><path>/usr/bin/two</path></binary></package>"
+                  "<package><serialnumber>13</serialnumber><packagename>three</packagename>"
+                  "<binary><name>Three</name><path>/usr/bin/three</path></binary></package>"
+                  "<package><serialnumber>14</serialnumber><packagename>four</packagename>"
+                  "<binary><path>/usr/bin/four</path></binary></package>");
+        DialogReader dialog;
+        dialog.press = QStringLiteral("Run It!");
+        installProduct(false);
+        QTRY_VERIFY(QFile::exists(SystemPath(QStringLiteral("/usr/bin/two.ran"))));
+        QVERIFY(!QFile::exists(SystemPath(QStringLiteral("/usr/bin/three.ran"))));
+
+        QCOMPARE(InitIndex(), 0);
+        {
+            CRUFile list;
+            QVERIFY(list.Open());
+            const auto recorded
+                = [&list](int serial) { return list.FindServerSerialNumber(serial); };
+            QVERIFY(!recorded(11));
+            QVERIFY(recorded(12));
+            QVERIFY(recorded(13));
+            QVERIFY(!recorded(14));
+        }
+        UnInitIndex();
+    }
+
+    void replyWithTheApplicationInformationIsKeptIfTheSettingsSaySo()
+    {
+        Setting("keep agent xml", "1");
+        installProduct();
+        Setting("keep agent xml", "0");
+        QDir spool(SystemPath(QStringLiteral("/tmp")));
+        bool kept = false;
+        for (const QString& name : spool.entryList({ QStringLiteral("*.xml") }, QDir::Files)) {
+            QFile file(spool.filePath(name));
+            QVERIFY(file.open(QIODevice::ReadOnly));
+            kept = kept || file.readAll().contains("<packagename>foo</packagename>");
+            QVERIFY(file.remove());
+        }
+        QVERIFY(kept);
+    }
+
+    void dependencyErrorsAreShownAndTraced()
+    {
+        frontEndSays("x\nE: broken\n detail\n", "", 0, 100);
+        const Trace trace;
+        DialogReader dialog;
+        dialog.press = QStringLiteral("Details");
+        const Result result = installProduct(false);
+        QCOMPARE(result.events.last(), QStringLiteral("complete 0"));
+        QCOMPARE(dialog.text,
+                 QStringLiteral("Pakmart failed to install this product.\n\n\nbroken\n detail"));
+        QVERIFY(!dialog.buttons.contains(QLatin1String("Run It!")));
+        QVERIFY(dialog.details.endsWith(QLatin1String("x\nE: broken\n detail\n")));
+        const int scope
+            = trace.events().indexOf(QStringLiteral("+CAPIInstallPackages::onDependencyErrors"));
+        QVERIFY(scope >= 0);
+        QCOMPARE(trace.events().mid(scope + 1, 2),
+                 (QStringList{ QStringLiteral("broken"), QStringLiteral(" detail") }));
+    }
+
+    void failuresOfTheRequestsAreShownUnlessSilent()
+    {
+        const QByteArray no
+            = ScriptedServer::http("<agentfunction resultcode=\"FAILED\" msg=\"Not today.\"/>");
+        for (const char* path : { "/a", "/p" }) {
+            m_server.answer(path, no);
+            for (const bool silent : { false, true }) {
+                const BoxCloser boxes;
+                installProduct(silent);
+                QVERIFY2(boxes.texts.join(QLatin1Char('/')).contains(QLatin1String("Not today."))
+                             == !silent,
+                         path);
+            }
+            init();
+        }
+    }
+
+    void traceReadsAsTheStoryOfTheInstall()
+    {
+        const Trace trace;
+        installProduct();
+        QStringList story;
+        for (const QString& event : trace.events()) {
+            if (event.startsWith(QLatin1String("+CAPIInstallPackages::"))
+                || event == QLatin1String("+CAPIDownloadAppInfo::DecorateURI")
+                || event == QLatin1String("+CAPIGetPackageInfo::GetPackageFiles")
+                || event == QLatin1String("+CAPIGetPackageInfo::SaveURL")
+                || event == QLatin1String("+CAPIGetPackageInfo::SaveListData")
+                || event == QLatin1String("+CAPIGetSourcesList::UpdateSourcesList")
+                || event == QLatin1String("+CRunAptGet::checkSources")
+                || event == QLatin1String("+CRunAptGet::Run")
+                || event == QLatin1String("+CRunAptGet::GetPackageFiles")
+                || event == QLatin1String("+CRunAptGet::GetReceivedPackageInfo")
+                || event == QLatin1String("+CRunAptGet::Pulse")
+                || event == QLatin1String("+CRunAptGet::GetSetupInfo"))
+                story << event.mid(1);
+        }
+        story.removeAll(QStringLiteral("CAPIDownloadAppInfo::DecorateURI"));
+        QCOMPARE(story,
+                 (QStringList{ QStringLiteral("CAPIInstallPackages::CAPIInstallPackages(1)"),
+                               QStringLiteral("CAPIInstallPackages::ConnectListener"),
+                               QStringLiteral("CAPIInstallPackages::Execute"),
+                               QStringLiteral("CAPIInstallPackages::onAppInfoDestinationFile"),
+                               QStringLiteral("CAPIInstallPackages::onAppInfoComplete"),
+                               QStringLiteral("CAPIInstallPackages::CalculateDependencies"),
+                               QStringLiteral("CAPIGetPackageInfo::GetPackageFiles"),
+                               QStringLiteral("CRunAptGet::Run"),
+                               QStringLiteral("CRunAptGet::checkSources"),
+                               QStringLiteral("CAPIGetSourcesList::UpdateSourcesList"),
+                               QStringLiteral("CRunAptGet::GetPackageFiles"),
+                               QStringLiteral("CAPIInstallPackages::onPackageCount"),
+                               QStringLiteral("CAPIGetPackageInfo::SaveURL"),
+                               QStringLiteral("CAPIGetPackageInfo::SaveListData"),
+                               QStringLiteral("CAPIInstallPackages::onPackageURLs"),
+                               QStringLiteral("CAPIInstallPackages::onDependencyComplete"),
+                               QStringLiteral("CAPIInstallPackages::InstallPackages"),
+                               QStringLiteral("CRunAptGet::Run"),
+                               QStringLiteral("CRunAptGet::GetReceivedPackageInfo"),
+                               QStringLiteral("CRunAptGet::Pulse"),
+                               QStringLiteral("CRunAptGet::GetSetupInfo"),
+                               QStringLiteral("CAPIInstallPackages::ShowInstallDialog"),
+                               QStringLiteral("CAPIInstallPackages::~CAPIInstallPackages") }));
+        // What is entered is left.
+        QCOMPARE(trace.events().filter(QRegularExpression(QStringLiteral("^\\+"))).size(),
+                 trace.events().filter(QRegularExpression(QStringLiteral("^-"))).size());
     }
 
     void severalProductsShareOneText()

@@ -6,9 +6,13 @@
 #include "install/cdlginstallcomplete.h"
 #include "tests/common/observe.h"
 
+#include <QElapsedTimer>
 #include <QPlainTextEdit>
+#include <QProcess>
 #include <QPushButton>
 #include <QtTest>
+#include <csignal>
+#include <sys/wait.h>
 
 class DialogTest : public QObject
 {
@@ -88,6 +92,83 @@ private slots:
         QTRY_VERIFY(QFile::exists(program.fileName() + QStringLiteral(".ran")));
         QVERIFY(output.lines().contains(QStringLiteral("/usr/bin/program")));
         QVERIFY(dialog.isVisible());
+    }
+
+    void runDoesNotWaitForTheProgram()
+    {
+        QFile program(QString::fromLocal8Bit(qgetenv("PAKMART_SYSROOT"))
+                      + QStringLiteral("/usr/bin/slow"));
+        QVERIFY(program.open(QIODevice::WriteOnly));
+        program.write("#!/bin/sh\necho $$ > $0.started\nexec sleep 20\n");
+        program.setPermissions(QFile::ReadOwner | QFile::ExeOwner);
+        program.close();
+        CDlgInstallComplete dialog(nullptr, "d", "t", {}, true, QStringLiteral("/usr/bin/slow"));
+        dialog.show();
+        QElapsedTimer time;
+        time.start();
+        button(dialog, "Run It!")->click();
+        QVERIFY(time.elapsed() < 10000);
+        QFile started(program.fileName() + QStringLiteral(".started"));
+        QTRY_VERIFY(started.exists() && started.size() > 1);
+        QVERIFY(started.open(QIODevice::ReadOnly));
+        const pid_t pid = started.readAll().trimmed().toInt();
+        QCOMPARE(kill(pid, SIGTERM), 0);
+        waitpid(pid, nullptr, 0);
+    }
+
+    // Every label fits into its button, and nothing lies over another or outside.
+    void everythingFits()
+    {
+        CDlgInstallComplete dialog(nullptr, "d", "t", { "line" }, true,
+                                   QStringLiteral("/bin/true"));
+        dialog.show();
+        QList<QRect> places;
+        for (const QWidget* child :
+             dialog.findChildren<QWidget*>(QString(), Qt::FindDirectChildrenOnly)) {
+            QVERIFY(dialog.rect().contains(child->geometry()));
+            for (const QRect& other : qAsConst(places))
+                QVERIFY(!child->geometry().intersects(other));
+            places << child->geometry();
+            const auto* push = qobject_cast<const QPushButton*>(child);
+            if (!push)
+                continue;
+            const QFontMetrics font(push->font());
+            QVERIFY(push->width() >= font.horizontalAdvance(push->text()) + 8);
+            QVERIFY(push->height() >= font.height() + 6);
+        }
+        QCOMPARE(places.size(), 4);
+    }
+    void everythingFitsInALargeFont()
+    {
+        const QFont before = QApplication::font();
+        for (const double factor : { 0.5, 1.5, 2.0, 4.0 }) {
+            QFont font = before;
+            font.setPointSizeF(before.pointSizeF() * factor);
+            QApplication::setFont(font);
+            everythingFits();
+        }
+        QApplication::setFont(before);
+    }
+    void everythingFitsOnOtherDisplays_data()
+    {
+        QTest::addColumn<QString>("variable");
+        QTest::addColumn<QString>("value");
+        for (const char* dpi : { "96", "144", "192" })
+            QTest::addRow("%s dpi", dpi) << "QT_FONT_DPI" << QString::fromLatin1(dpi);
+        for (const char* scale : { "1.5", "2" })
+            QTest::addRow("scaled by %s", scale) << "QT_SCALE_FACTOR" << QString::fromLatin1(scale);
+    }
+    void everythingFitsOnOtherDisplays()
+    {
+        QFETCH(QString, variable);
+        QFETCH(QString, value);
+        QProcess other;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(variable, value);
+        other.setProcessEnvironment(environment);
+        other.start(QCoreApplication::applicationFilePath(), { QStringLiteral("everythingFits") });
+        QVERIFY(other.waitForFinished(60000));
+        QVERIFY2(other.exitCode() == 0, other.readAllStandardOutput().constData());
     }
 
     void closeAccepts()

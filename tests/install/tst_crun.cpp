@@ -17,6 +17,31 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+namespace
+{
+
+// Ends the child of a test that has failed while it waits at a pipe.
+class ChildGuard
+{
+public:
+    explicit ChildGuard(const CRun& run) : m_run(run) { }
+    ~ChildGuard()
+    {
+        // One that was collected is nobody's any more.
+        if (m_run.pid() > 0 && waitpid(m_run.pid(), nullptr, WNOHANG) == 0) {
+            kill(m_run.pid(), SIGKILL);
+            waitpid(m_run.pid(), nullptr, 0);
+        }
+    }
+    ChildGuard(const ChildGuard&) = delete;
+    ChildGuard& operator=(const ChildGuard&) = delete;
+
+private:
+    const CRun& m_run;
+};
+
+} // namespace
+
 class CRunTest : public QObject
 {
     Q_OBJECT
@@ -190,12 +215,13 @@ private slots:
 
     void withoutWaitItReturnsAtOnceAndRunsOn()
     {
+        CRun run;
+        const ChildGuard guard(run);
         QVERIFY(mkfifo(qPrintable(m_dir.filePath(QStringLiteral("gate"))), 0600) == 0);
-        CRun run(program("later",
-                         "#!/bin/sh\nread x < \"${0%/*}/gate\"; echo $x > "
-                         "\"${0%/*}/later.out\"\n"),
-                 QString(), false);
-        QCOMPARE(run.Run(), -1);
+        const QString later = program("later",
+                                      "#!/bin/sh\nread x < \"${0%/*}/gate\"; echo $x > "
+                                      "\"${0%/*}/later.out\"\n");
+        QCOMPARE(run.Run(later, QString(), false), -1);
         QVERIFY(run.pid() > 0);
         QCOMPARE(contents("later.out"), QByteArray("<none>"));
         QFile gate(m_dir.filePath(QStringLiteral("gate")));
@@ -211,6 +237,7 @@ private slots:
         // Not over before its own run is, which would collect it.
         CRun first(program("first", "#!/bin/sh\nread x < \"${0%/*}/first.gate\"\n"), QString(),
                    false);
+        const ChildGuard guard(first);
         const QString path = m_dir.filePath(QStringLiteral("first.gate"));
         QVERIFY(mkfifo(qPrintable(path), 0600) == 0);
         first.Run();
@@ -225,9 +252,42 @@ private slots:
         waitpid(second.pid(), nullptr, 0);
     }
 
+    void childrenOfTheHostAreLeftToTheHost()
+    {
+        const pid_t hosts = fork();
+        if (hosts == 0)
+            _exit(5);
+        siginfo_t info;
+        QCOMPARE(waitid(P_PID, id_t(hosts), &info, WEXITED | WNOWAIT), 0);
+        CRun without(QStringLiteral("/bin/true"), QString(), false);
+        without.Run();
+        CRun with(QStringLiteral("/bin/true"), QString(), true);
+        QCOMPARE(with.Run(), 0);
+        int status = 0;
+        QCOMPARE(waitpid(hosts, &status, 0), hosts);
+        QCOMPARE(WEXITSTATUS(status), 5);
+        QTRY_VERIFY(!without.IsRunning());
+    }
+
+    void runningProgramCanBeEnded()
+    {
+        for (const bool wait : { false, true }) {
+            CRun run(QStringLiteral("/bin/sleep"), QStringLiteral("20"), wait);
+            bool ended = false;
+            QTimer::singleShot(50, this, [&] { ended = run.IsRunning() && run.Terminate(); });
+            const int result = run.Run();
+            QTRY_VERIFY(!run.IsRunning());
+            QVERIFY(ended);
+            QCOMPARE(result, wait ? 128 + SIGTERM : -1);
+            QVERIFY(!run.Terminate());
+        }
+        QVERIFY(!CRun().IsRunning());
+    }
+
     void aChildCollectedByAnotherEndsTheWaitWithErrno()
     {
         CRun run(program("taken", "#!/bin/sh\nread x < \"${0%/*}/taken.gate\"\n"), QString(), true);
+        const ChildGuard guard(run);
         QVERIFY(mkfifo(qPrintable(m_dir.filePath(QStringLiteral("taken.gate"))), 0600) == 0);
         QTimer::singleShot(0, this, [&] {
             kill(run.pid(), SIGKILL);
@@ -241,6 +301,7 @@ private slots:
         QVERIFY(mkfifo(qPrintable(m_dir.filePath(QStringLiteral("timer.gate"))), 0600) == 0);
         CRun run(program("timed", "#!/bin/sh\nread x < \"${0%/*}/timer.gate\"; exit 3\n"),
                  QString(), true);
+        const ChildGuard guard(run);
         // The child ends only when a timer has let it.
         int fired = 0;
         QTimer timer;

@@ -16,6 +16,9 @@
 #include <QLabel>
 #include <QSignalSpy>
 #include <QtTest>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace
 {
@@ -41,6 +44,47 @@ class RunTest : public QObject
 
 private:
     ScriptedFrontEnd m_frontEnd;
+
+    static QString logFile()
+    {
+        return QString::fromLocal8Bit(qgetenv("PAKMART_SYSROOT"))
+            + QStringLiteral("/tmp/apt-get.out");
+    }
+    // What the "Setting up" box looks like while it is shown.
+    struct Box {
+        QSize size;
+        QRect label;
+        Qt::Alignment alignment;
+        QRect words; // what the label's text needs
+        int shifts = 0; // of the marker
+        int interval = 0;
+    };
+    Box updateBox(const QByteArray& seconds = "0.4")
+    {
+        m_frontEnd.install(QStringLiteral("vos-apt-get"), "sleep " + seconds);
+        CRunAptGet runner;
+        Box box;
+        QString last;
+        QTimer look;
+        connect(&look, &QTimer::timeout, this, [&] {
+            for (QWidget* widget : QApplication::topLevelWidgets()) {
+                auto* label = widget->findChild<QLabel*>();
+                if (!widget->isVisible() || !label)
+                    continue;
+                box.size = widget->size();
+                box.label = label->geometry();
+                box.alignment = label->alignment();
+                box.words
+                    = QFontMetrics(label->font())
+                          .boundingRect(QRect(0, 0, 10000, 10000), Qt::AlignLeft, label->text());
+                box.shifts += label->text() != last;
+                last = label->text();
+            }
+        });
+        look.start(10);
+        runner.onRunAptGetUpdate(true);
+        return box;
+    }
 
 private slots:
     void init()
@@ -152,7 +196,7 @@ private slots:
 
     void echoShowsEveryLine()
     {
-        m_frontEnd.says("one\ntwo\n");
+        m_frontEnd.says("one\n\ntwo\n");
         const StandardOutput output;
         CRunAptGet().Run('I', "a", false, false);
         QVERIFY(!output.lines().contains(QStringLiteral("one")));
@@ -160,7 +204,7 @@ private slots:
         CRunAptGet().Run('I', "a", false, false);
         Setting("echo apt-get", "0");
         QVERIFY(output.lines().contains(QStringLiteral("one")));
-        QVERIFY(output.lines().contains(QStringLiteral("two")));
+        QVERIFY(output.text().contains("\none\n\ntwo\n"));
     }
 
     void errorOutputIsReadToo()
@@ -245,6 +289,83 @@ private slots:
                  QStringList(QLatin1String("vos-apt-get -yp remove") + Options(true)
                              + QLatin1String(" a")));
         QCOMPARE(events.list, QStringList());
+    }
+
+    void runnerThatHasRepeatedARunCanBeUsedAgain()
+    {
+        m_frontEnd.says("E: Couldn't find package a\n");
+        CRunAptGet runner;
+        runner.Run('I', "a", false, false);
+        m_frontEnd.forget();
+        m_frontEnd.says("Setting up a (1) ...\n");
+        QCOMPARE(runner.Run('I', "a", false, false), 0);
+        QCOMPARE(m_frontEnd.calls().filter(QStringLiteral(" install ")).size(), 1);
+        // And it repeats again.
+        m_frontEnd.forget();
+        m_frontEnd.says("E: Couldn't find package a\n");
+        runner.Run('I', "a", false, false);
+        QCOMPARE(m_frontEnd.calls().filter(QStringLiteral(" install ")).size(), 2);
+    }
+
+    void repeatedRunThatWorksIsASuccess()
+    {
+        const QByteArray mark = QByteArray("$TEST_DIR/once");
+        m_frontEnd.install(QStringLiteral("vos-apt-get"),
+                           "case $* in *install*) test -e " + mark + " || { touch " + mark
+                               + "; echo \"E: Couldn't find package a\"; };; esac");
+        CRunAptGet runner;
+        const RunnerEvents events(runner);
+        QCOMPARE(runner.Run('I', "a", false, false), 0);
+        QCOMPARE(events.list, (QStringList{ QStringLiteral("end ok"), QStringLiteral("end ok") }));
+        QCOMPARE(runner.Failure(), AgentError::NoFailure);
+    }
+
+    void endIsToldWhenTheCacheIsCleanAndDpkgIsDone()
+    {
+        CRunAptGet runner;
+        int calls = -1;
+        connect(&runner, &CRunAptGet::signalEndInstall, this,
+                [&] { calls = m_frontEnd.calls().size(); });
+        runner.Run('I', "a", false, false);
+        QCOMPARE(calls, 3);
+        // A repeated run is over when the second is: its end comes after all calls.
+        m_frontEnd.says("E: Couldn't find package a\n");
+        m_frontEnd.forget();
+        QList<int> ends;
+        connect(&runner, &CRunAptGet::signalEndInstall, this,
+                [&] { ends << m_frontEnd.calls().size(); });
+        runner.Run('I', "a", false, false);
+        QCOMPARE(ends, (QList<int>{ 4, 6 }));
+    }
+
+    void foldersOfBothTreesAreNeeded()
+    {
+        for (const char* blocked : { "/apt", "/lists", "/deps/apt", "/deps/lists" }) {
+            QDir(Home()).removeRecursively();
+            QVERIFY(QDir().mkpath(Home() + QStringLiteral("/deps")));
+            // A link to nowhere is in the place of the folder.
+            QVERIFY(QFile::link(QStringLiteral("nowhere"), Home() + QLatin1String(blocked)));
+            QVERIFY2(!CRunAptGet::CreateAptGetDirs(), blocked);
+        }
+        QDir(Home()).removeRecursively();
+        QVERIFY(CRunAptGet::CreateAptGetDirs());
+    }
+
+    void folderWithABlankIsNotMadeInPieces()
+    {
+        const QString folder = QDir::homePath() + QStringLiteral("/one two");
+        QVERIFY(!CRunAptGet::MkDir(folder.toStdString()));
+        QVERIFY(!QFile::exists(QDir::homePath() + QStringLiteral("/one")));
+        QVERIFY(!QFile::exists(QStringLiteral("two")));
+    }
+
+    void madeFolderIsTraced()
+    {
+        const Trace trace;
+        const std::string folder = QDir::homePath().toStdString() + "/made";
+        QVERIFY(CRunAptGet::MkDir(folder));
+        QCOMPARE(trace.events().first(), QStringLiteral("+CRunAptGet::MkDir"));
+        QVERIFY(trace.events().contains(QString::fromStdString("successfully created " + folder)));
     }
 
     void secondRunForgetsLinesButKeepsErrors()
@@ -334,6 +455,60 @@ private slots:
         QVERIFY(QFile::remove(file.fileName()));
     }
 
+    void shorterLogReplacesALongerOne()
+    {
+        CRunAptGet runner;
+        for (const QByteArray& said :
+             { QByteArray("a long line\nE: two\n"), QByteArray("E: x\n") }) {
+            m_frontEnd.says(said);
+            runner.Run('I', "a", false, false);
+            runner.writeFailedAptGetToFile();
+            QFile file(logFile());
+            QVERIFY(file.open(QIODevice::ReadOnly));
+            QCOMPARE(file.readAll(), said);
+        }
+        QFile::remove(logFile());
+    }
+
+    void logIsWrittenToAFileOfOnesOwnOnly()
+    {
+        m_frontEnd.says("E: x\n");
+        CRunAptGet runner;
+        runner.Run('I', "a", false, false);
+        const QByteArray name = logFile().toLocal8Bit();
+        // A pipe that nobody reads, and one that somebody does.
+        QCOMPARE(mkfifo(name.constData(), 0600), 0);
+        runner.writeFailedAptGetToFile();
+        const int reader = open(name.constData(), O_RDONLY | O_NONBLOCK);
+        runner.writeFailedAptGetToFile();
+        char byte;
+        QCOMPARE(read(reader, &byte, 1), ssize_t(0));
+        close(reader);
+        QVERIFY(QFile::remove(logFile()));
+        // A file that has another name, too.
+        QFile other(QDir::homePath() + QStringLiteral("/other"));
+        QVERIFY(other.open(QIODevice::WriteOnly));
+        other.write("keep");
+        other.close();
+        QCOMPARE(link(qPrintable(other.fileName()), name.constData()), 0);
+        runner.writeFailedAptGetToFile();
+        QVERIFY(other.open(QIODevice::ReadOnly));
+        QCOMPARE(other.readAll(), QByteArray("keep"));
+        QVERIFY(QFile::remove(logFile()));
+        // A file of another user, where this process may make one.
+        if (geteuid() != 0)
+            return;
+        QFile foreign(logFile());
+        QVERIFY(foreign.open(QIODevice::WriteOnly));
+        foreign.write("keep");
+        foreign.close();
+        QCOMPARE(chown(name.constData(), 65534, 65534), 0);
+        runner.writeFailedAptGetToFile();
+        QVERIFY(foreign.open(QIODevice::ReadOnly));
+        QCOMPARE(foreign.readAll(), QByteArray("keep"));
+        QVERIFY(QFile::remove(logFile()));
+    }
+
     void cursorWaitsWhileItRuns()
     {
         CRunAptGet runner;
@@ -379,6 +554,35 @@ private slots:
                  QStringList(QLatin1String("vos-apt-get update") + Options(true)));
         // The box is gone; a late tick does nothing.
         runner.onAptGetUpdateTimer();
+    }
+
+    void settingUpBoxIsLaidOutAsItAlwaysWas()
+    {
+        const Box box = updateBox("2");
+        QCOMPARE(box.size, QSize(337, 80));
+        QCOMPARE(box.label, QRect(0, 0, 337, 57));
+        QCOMPARE(int(box.alignment), int(Qt::AlignCenter));
+        // Every 100 ms, and so about 20 times: not 13, as every 160 ms would be.
+        QVERIFY2(box.shifts >= 15 && box.shifts <= 22, qPrintable(QString::number(box.shifts)));
+    }
+
+    void settingUpBoxGrowsWithTheFont()
+    {
+        const QFont before = QApplication::font();
+        QFont large = before;
+        large.setPointSizeF(before.pointSizeF() * 2.5);
+        QApplication::setFont(large);
+        const Box box = updateBox();
+        QApplication::setFont(before);
+        QVERIFY(box.size.width() > 337 && box.size.height() > 80);
+        QVERIFY2(box.label.width() >= box.words.width(),
+                 qPrintable(QString::number(box.label.width())));
+        // No stroke of the three lines, which are centred, is outside of the label.
+        const QFontMetrics metrics(large);
+        const int above = (box.label.height() - box.words.height()) / 2;
+        QVERIFY(above + metrics.ascent() - metrics.capHeight() >= 0);
+        QVERIFY(above + metrics.descent() >= 0);
+        QVERIFY(box.label.height() < box.size.height());
     }
 
     void markerByCounter()

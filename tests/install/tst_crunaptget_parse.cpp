@@ -157,6 +157,17 @@ private slots:
         QCOMPARE(p.errors(), QStringList(QStringLiteral("Couldn't find package x")));
     }
 
+    void deleteIsNoControlCharacter()
+    {
+        Parsed p;
+        p.feed("a\x7f"
+               "b\x1f"
+               "c\n");
+        QCOMPARE(QByteArray::fromStdString(p.runner.Messages().at(0)),
+                 QByteArray("a\x7f"
+                            "bc"));
+    }
+
     void errorTextBeginsAtTheFourthCharacter()
     {
         Parsed p;

@@ -21,6 +21,7 @@
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QtTest>
+#include <utility>
 
 namespace
 {
@@ -134,7 +135,7 @@ private slots:
     void serverWritesThem()
     {
         const QByteArray reply = m_server->get("/agent/CAPIUpdateCatalog").body;
-        for (const Row& row : qAsConst(m_rows)) {
+        for (const Row& row : std::as_const(m_rows)) {
             for (const char* element :
                  { "briefdescription", "vendor", "copyright", "price", "releasedate", "reviewscore",
                    "categoryranking", "subcategoryranking", "downloadURL", "applicationdetailURL",
@@ -193,7 +194,7 @@ private slots:
         const QByteArray catalog = ReadDataFile(QStringLiteral(".catalog"));
         const QByteArray aisles = ReadDataFile(QStringLiteral(".aisles"));
         const QByteArray profile = ReadDataFile(QStringLiteral(".profile"));
-        for (const Row& row : qAsConst(m_rows)) {
+        for (const Row& row : std::as_const(m_rows)) {
             QVERIFY2(catalog.contains("<vendor>" + row.file + "</vendor>\n"), row.file.constData());
             QVERIFY2(catalog.contains("<product name=\"" + row.file + "\">"), row.file.constData());
             QVERIFY2(catalog.contains("<category home_page=\"" + row.file + "\" name=\"" + row.file
@@ -247,7 +248,7 @@ private slots:
             QVERIFY(pakmart.waitForFinished(60000));
             QCOMPARE(pakmart.exitCode(), 0);
             const QByteArray out = pakmart.readAllStandardOutput();
-            for (const Row& row : qAsConst(m_rows)) {
+            for (const Row& row : std::as_const(m_rows)) {
                 // A text that holds what stands for a plus sign is the exception.
                 const QByteArray shown = QByteArray(row.store).replace("%2b", "+");
                 QVERIFY2(out.contains(shown), shown.constData());

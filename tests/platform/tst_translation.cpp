@@ -13,6 +13,7 @@
 
 #include <QTemporaryFile>
 #include <QtTest>
+#include <utility>
 
 class TranslationTest : public QObject
 {
@@ -189,7 +190,7 @@ private slots:
         QFETCH(QStringList, words);
         words += { QStringLiteral("-t"), QStringLiteral("-p"), QStringLiteral("install") };
         std::vector<std::string> line;
-        for (const QString& word : qAsConst(words))
+        for (const QString& word : std::as_const(words))
             line.push_back(word.toStdString());
         const Arguments sorted = SortArguments(line);
         QVERIFY(sorted.ownSources);

@@ -117,6 +117,31 @@ private:
         return status.open(QIODevice::ReadOnly)
             && status.readAll().contains("Package: " + name + "\nStatus: install ok installed\n");
     }
+    // The words of dpkg's status for a package; empty for one that it does not know.
+    QByteArray state(const QByteArray& name) const
+    {
+        const QByteArray begin = "Package: " + name + "\nStatus: ";
+        QFile status(m_root + QStringLiteral("/var/lib/dpkg/status"));
+        if (!status.open(QIODevice::ReadOnly))
+            return "unreadable";
+        const QByteArray text = status.readAll();
+        const int at = text.indexOf(begin);
+        return at < 0 ? QByteArray()
+                      : text.mid(at + begin.size(),
+                                 text.indexOf('\n', at + begin.size()) - at - begin.size());
+    }
+    // As an interrupted dpkg, or a script that failed, leaves an installed package.
+    void setState(const QByteArray& name, const QByteArray& words)
+    {
+        QFile status(m_root + QStringLiteral("/var/lib/dpkg/status"));
+        QVERIFY(status.open(QIODevice::ReadWrite));
+        const QByteArray text = status.readAll();
+        const QByteArray old = "Package: " + name + "\nStatus: " + state(name) + '\n';
+        QVERIFY(text.contains(old));
+        QVERIFY(status.seek(0) && status.resize(0));
+        status.write(
+            QByteArray(text).replace(old, "Package: " + name + "\nStatus: " + words + '\n'));
+    }
     // The overall percents that were told.
     static QList<int> overall(const Result& result)
     {
@@ -444,6 +469,196 @@ private slots:
         QCOMPARE(plus.status, 100);
         QVERIFY(installed("app"));
         QVERIFY(!installed("bash-like"));
+    }
+
+    void anInstallTakesNothingAway()
+    {
+        add({ "libold" });
+        add({ "oldapp", "1.0", "libold" });
+        add({ "rival", "1.0", "", 100, "", "Conflicts: libold\n" });
+        QCOMPARE(install({ QStringLiteral("oldapp") }).status, 0);
+        const QString text = QStringLiteral(
+            "E: Packages need to be removed but remove is disabled: libold, oldapp");
+        for (const bool listing : { false, true }) {
+            const Result result
+                = install({ QStringLiteral("rival") },
+                          listing ? QStringList{ QStringLiteral("--print-uris") } : QStringList());
+            QCOMPARE(result.status, 100);
+            QCOMPARE(result.matching("^E:"), QStringList{ text });
+            QCOMPARE(result.matching("^'"), QStringList());
+        }
+        QVERIFY(installed("oldapp") && installed("libold") && !installed("rival"));
+        const Result allowed
+            = install({ QStringLiteral("rival") }, { QStringLiteral("--allow-removals") });
+        QCOMPARE(allowed.status, 0);
+        QVERIFY(!installed("oldapp") && !installed("libold") && installed("rival"));
+    }
+
+    void aMachineThatCleansUpStillInstalls()
+    {
+        add({ "lib" });
+        add({ "app", "1.0", "lib" });
+        add({ "other" });
+        QCOMPARE(install({ QStringLiteral("app") }).status, 0);
+        QCOMPARE(run(words({ QStringLiteral("-yp"), QStringLiteral("remove") },
+                           { QStringLiteral("app") }))
+                     .status,
+                 0);
+        write(m_root + QStringLiteral("/etc/apt/apt.conf.d/50clean"),
+              "APT::Get::AutomaticRemove \"true\";\nAPT::Get::Remove \"true\";\n");
+        QCOMPARE(install({ QStringLiteral("other") }).status, 0);
+        QVERIFY(installed("other") && installed("lib"));
+    }
+
+    void aSimulationSaysWhatWouldGo()
+    {
+        add({ "lib" });
+        add({ "app", "1.0", "lib" });
+        QCOMPARE(install({ QStringLiteral("app") }).status, 0);
+        const Result result = run(
+            words({ QStringLiteral("-yp"), QStringLiteral("--simulate"), QStringLiteral("remove") },
+                  { QStringLiteral("lib") }));
+        QCOMPARE(result.status, 0);
+        QCOMPARE(
+            result.matching("^Remv "),
+            (QStringList{ QStringLiteral("Remv app [1.0]"), QStringLiteral("Remv lib [1.0]") }));
+        QCOMPARE(overall(result), QList<int>());
+        QVERIFY(installed("app") && installed("lib"));
+    }
+
+    void aFailingScriptOfAnotherPackageFailsNoInstall()
+    {
+        add({ "bad", "1.0", "", 100, "", "", "postinst" });
+        add({ "good" });
+        add({ "needsbad", "1.0", "bad" });
+        const Result bad = install({ QStringLiteral("bad") });
+        QCOMPARE(bad.status, 100);
+        QCOMPARE(bad.matching("^E:").size(), 1);
+        QVERIFY(state("bad") == "install ok half-configured");
+        const Result good = install({ QStringLiteral("good") });
+        QCOMPARE(good.status, 0);
+        QCOMPARE(good.matching("^E:"), QStringList());
+        QVERIFY(good.has(QStringLiteral("W: dpkg failed for packages that were not asked for: bad "
+                                        "(half-configured)")));
+        QVERIFY(good.lines.contains(QStringLiteral("100% [Done 100%]")));
+        QVERIFY(installed("good"));
+        // What needs it fails, and so does what it is asked for with.
+        for (const char* name : { "needsbad", "bad" }) {
+            const Result result = install({ QStringLiteral("good"), QLatin1String(name) });
+            QCOMPARE(result.status, 100);
+            QCOMPARE(result.matching("^E: Sub-process .* returned an error code \\(1\\)$").size(),
+                     1);
+        }
+        QVERIFY(!installed("needsbad"));
+        // The other error lines are errors.
+        QCOMPARE(install({ QStringLiteral("nosuch") }).status, 100);
+    }
+
+    // The old version stays installed, and soundly: that is no success.
+    void anUpgradeThatDpkgDidNotComeToIsAFailure()
+    {
+        add({ "app" });
+        QCOMPARE(install({ QStringLiteral("app") }).status, 0);
+        add({ "first", "1.0", "", 100, "", "", "postinst" });
+        add({ "app", "2.0", "", 100, "", "Pre-Depends: first\n" });
+        const Result result = install({ QStringLiteral("app") });
+        QCOMPARE(result.status, 100);
+        QCOMPARE(result.matching("^E: Sub-process").size(), 1);
+        QCOMPARE(result.matching("^100%"), QStringList());
+    }
+
+    void aHalfInstalledPackageIsInstalledAgain_data()
+    {
+        QTest::addColumn<QByteArray>("state");
+        for (const char* words : { "install reinstreq half-installed", "install ok half-installed",
+                                   "deinstall ok half-installed", "install reinstreq unpacked" })
+            QTest::newRow(words) << QByteArray(words);
+    }
+    void aHalfInstalledPackageIsInstalledAgain()
+    {
+        QFETCH(QByteArray, state);
+        add({ "app" });
+        QCOMPARE(install({ QStringLiteral("app") }).status, 0);
+        QVERIFY(QFile::remove(m_root + QStringLiteral("/usr/bin/app")));
+        setState("app", state);
+        QCOMPARE(run(words({ QStringLiteral("clean") }, {})).status, 0);
+        const Result listing
+            = install({ QStringLiteral("app") }, { QStringLiteral("--print-uris") });
+        QCOMPARE(listing.matching("^'").size(), 1);
+        const Result result = install({ QStringLiteral("app") });
+        QCOMPARE(result.status, 0);
+        QCOMPARE(this->state("app"), QByteArray("install ok installed"));
+        QVERIFY(QFile::exists(m_root + QStringLiteral("/usr/bin/app")));
+    }
+
+    void aPackageInAnyStateIsRemoved_data()
+    {
+        QTest::addColumn<QByteArray>("state");
+        for (const char* words :
+             { "install ok installed", "install ok unpacked", "install ok half-configured",
+               "install reinstreq half-installed", "install ok half-installed",
+               "deinstall ok half-installed", "install reinstreq unpacked" })
+            QTest::newRow(words) << QByteArray(words);
+    }
+    void aPackageInAnyStateIsRemoved()
+    {
+        QFETCH(QByteArray, state);
+        add({ "app" });
+        QCOMPARE(install({ QStringLiteral("app") }).status, 0);
+        setState("app", state);
+        const Result result = run(
+            words({ QStringLiteral("-yp"), QStringLiteral("remove") }, { QStringLiteral("app") }));
+        QCOMPARE(result.status, 0);
+        QCOMPARE(this->state("app"), QByteArray());
+        QVERIFY(!QFile::exists(m_root + QStringLiteral("/usr/bin/app")));
+    }
+
+    void aRefreshThatFailedSaysSo_data()
+    {
+        QTest::addColumn<QByteArray>("answer");
+        QTest::newRow("503") << ScriptedServer::http("busy", "503 Service Unavailable");
+        QTest::newRow("404") << ScriptedServer::http("gone", "404 Not Found");
+        QTest::newRow("no server") << QByteArray();
+    }
+    void aRefreshThatFailedSaysSo()
+    {
+        QFETCH(QByteArray, answer);
+        write(m_tree + QStringLiteral("/sources.list"), "deb " + m_server->url("/r") + " ./\n");
+        if (answer.isEmpty())
+            write(m_tree + QStringLiteral("/sources.list"), "deb http://127.0.0.1:1/r ./\n");
+        else
+            m_server->answer("/r/./Packages", answer);
+        const Result result = run(words({ QStringLiteral("update") }, {}));
+        QCOMPARE(result.status, 100);
+        QVERIFY(!result.matching("^E: Failed to fetch ").isEmpty());
+    }
+
+    // apt's own English texts, by which a reader tells the reasons apart.
+    void reasonsAreAptsOwnTexts()
+    {
+        add({ "app" });
+        QCOMPARE(install({ QStringLiteral("nosuch") }).matching("^E:"),
+                 QStringList{ QStringLiteral("E: Unable to locate package nosuch") });
+        QProcess holder;
+        holder.start(QStringLiteral("python3"),
+                     { QStringLiteral("-c"),
+                       QStringLiteral("import fcntl, sys\nf = open(sys.argv[1], 'w')\n"
+                                      "fcntl.lockf(f, fcntl.LOCK_EX)\nprint('held', flush=True)\n"
+                                      "sys.stdin.read()"),
+                       m_root + QStringLiteral("/var/lib/dpkg/lock-frontend") });
+        QVERIFY(holder.waitForReadyRead(10000));
+        const Result locked
+            = install({ QStringLiteral("app") },
+                      { QStringLiteral("-o"), QStringLiteral("DPkg::Lock::Timeout=0") });
+        holder.closeWriteChannel();
+        QVERIFY(holder.waitForFinished(10000));
+        QCOMPARE(locked.status, 100);
+        QCOMPARE(locked
+                     .matching("^E: Could not get lock .*/lock-frontend\\. It is held by process "
+                               "[0-9]+")
+                     .size(),
+                 1);
+        QCOMPARE(locked.matching("^Waiting"), QStringList());
     }
 
     void heldLockIsWaitedForAndSaid()

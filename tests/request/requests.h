@@ -21,6 +21,9 @@ class TestRequest : public CAPI
 public:
     struct Record {
         QStringList events; // "ok ...", "failed ...", "error ...", "complete 1"
+        QStringList failures; // "timed-out": what signalFailure said
+        QString sentence, details; // that it came with
+        bool failureBeforeEnd = false; // it came, and APIComplete was next
         QString file; // the reply file
         bool cancel = false; // kill the job when data comes
         QString query;
@@ -41,6 +44,14 @@ public:
         connect(this, &CAPI::ErroneousTransfer, this, [&record](const QString& text) {
             record.events << QLatin1String("error ") + text;
         });
+        connect(this, &CAPI::signalFailure, qApp,
+                [&record](AgentError::Code code, const QString& sentence, const QString& details) {
+                    record.failures << AgentError::Name(code);
+                    record.sentence = sentence;
+                    record.details = details;
+                    record.failureBeforeEnd
+                        = record.events.filter(QStringLiteral("complete")).isEmpty();
+                });
         connect(this, &CAPI::APIComplete, qApp, [&record](bool succeeded) {
             record.events << QLatin1String("complete ") + QString::number(succeeded);
         });

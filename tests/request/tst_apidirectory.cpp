@@ -125,6 +125,55 @@ private slots:
         QCOMPARE(m_server.asked, QList<QByteArray>{ "/absent" });
     }
 
+    void failedFetchIsTheReasonOfLaterRequests()
+    {
+        {
+            ScriptedServer closed;
+            Setting("agent api url", closed.url("/api").toStdString());
+        }
+        TestRequest::Record record;
+        QVERIFY(!(new TestRequest(record))->Execute());
+        QCOMPARE(record.failures, QStringList(QStringLiteral("server-unreachable")));
+        QVERIFY(record.failureBeforeEnd);
+        QVERIFY2(record.details.startsWith(QLatin1String("The API directory could not be")),
+                 qPrintable(record.details));
+        QVERIFY(record.details.contains(QLatin1String("/api")));
+        QCOMPARE(record.events.last(), QStringLiteral("complete 0"));
+    }
+
+    void directoryWithoutAnAddressIsABadAddress()
+    {
+        Setting("agent api url", "");
+        auto* request = new CAPIGetAPIList(true);
+        QSignalSpy told(request, &CAPI::signalFailure);
+        QVERIFY(!request->Execute());
+        QCOMPARE(told.value(0).value(0).value<AgentError::Code>(), AgentError::BadAddress);
+    }
+
+    void waitingRequestMadeDuringTheFetchIsRefusedAndReturns()
+    {
+        directoryIs("<getagentapi><api><name>TestRequest</name><url>" + m_server.url("/t")
+                    + "</url></api></getagentapi>");
+        TestRequest::Record first, refused, later;
+        TestRequest* late = nullptr;
+        bool started = true;
+        QTimer::singleShot(0, this, [&] {
+            started = (new TestRequest(refused))->Execute();
+            late = new TestRequest(later);
+        });
+        auto* request = new TestRequest(first);
+        QVERIFY(!started);
+        QCOMPARE(
+            refused.events,
+            (QStringList{ QLatin1String("error ") + Texts::locked, QStringLiteral("complete 1") }));
+        QCOMPARE(refused.failures, QStringList(QStringLiteral("locked")));
+        QVERIFY(request->Execute());
+        QCOMPARE(first.events.last(), QStringLiteral("complete 1"));
+        // One that was made meanwhile stays without its own slots, and its wait ends.
+        QVERIFY(late->Execute());
+        QCOMPARE(later.failures, QStringList(QStringLiteral("locked")));
+    }
+
     void refusedDirectoryIsLoggedNotShown()
     {
         {

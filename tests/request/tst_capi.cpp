@@ -3,10 +3,14 @@
 
 // Requests over real KIO, against a server that says what it is told to.
 
+#include "request/transfer.h"
 #include "requests.h"
 #include "tests/common/limits.h"
 
+#include <KIO/TransferJob>
 #include <QDir>
+#include <QProcess>
+#include <QThread>
 #include <QtTest>
 #include <csignal>
 #include <ctime>
@@ -28,6 +32,22 @@ QStringList SpoolFiles()
     return QDir(Root() + QStringLiteral("/tmp"))
         .entryList({ QStringLiteral("*.xml") }, QDir::Files | QDir::System);
 }
+
+// Serves one reply, half a second after it is asked for.
+const char servingScript[] = R"(
+import socket, sys, time
+server = socket.socket()
+server.settimeout(30)
+server.bind(("127.0.0.1", 0))
+server.listen()
+print(server.getsockname()[1], flush=True)
+client, _ = server.accept()
+client.recv(65536)
+time.sleep(0.5)
+body = b'<agentfunction resultcode="OK">late</agentfunction>'
+client.sendall(b"HTTP/1.1 200 OK\r\nContent-Length: %d\r\n\r\n" % len(body) + body)
+client.close()
+)";
 
 // Runs the event loop until the record has its end.
 void WaitForEnd(const TestRequest::Record& record)
@@ -379,16 +399,169 @@ private slots:
         CAPI::AbortTransfers(); // nothing runs
     }
 
-    void abortedAgainWhileItsBoxIsOpenEndsOnce()
+    void abortedTransfersEndAtOnceWithoutABox()
     {
         m_server.answer("/t", [](QTcpSocket*, const QByteArray&) {});
+        TestRequest::Record one, two;
+        const BoxCloser boxes;
+        (new TestRequest(one, false, false))->Execute();
+        QTimer::singleShot(200, this, [&] {
+            CAPI::AbortTransfers();
+            // Nothing held it up: both are gone.
+            QVERIFY(one.object.isNull() && two.object.isNull());
+            CAPI::AbortTransfers();
+        });
+        QVERIFY((new TestRequest(two, false))->Execute());
+        for (const TestRequest::Record* record : { &one, &two }) {
+            QCOMPARE(record->events.size(), 3);
+            QCOMPARE(last(*record, 1), QStringLiteral("complete 0"));
+            QCOMPARE(record->failures, QStringList(QStringLiteral("cancelled")));
+        }
+        QCOMPARE(boxes.texts, QStringList());
+    }
+
+    void abortedWhileItsBoxIsOpenEndsOnce()
+    {
+        m_server.answer("/t", ScriptedServer::http("x"));
         TestRequest::Record record;
-        QTimer::singleShot(200, this, [] { CAPI::AbortTransfers(); });
-        QTimer::singleShot(300, this, [] { CAPI::AbortTransfers(); });
-        QTimer::singleShot(600, this, [] { QApplication::activeModalWidget()->close(); });
-        QVERIFY((new TestRequest(record, false))->Execute());
+        auto* request = new TestRequest(record, false);
+        QTimer look;
+        connect(&look, &QTimer::timeout, this, [] {
+            if (QWidget* box = QApplication::activeModalWidget()) {
+                CAPI::AbortTransfers();
+                box->close();
+            }
+        });
+        look.start(10);
+        QVERIFY(request->Execute());
         QCOMPARE(record.events.size(), 3);
         QCOMPARE(last(record, 1), QStringLiteral("complete 0"));
+        QCOMPARE(record.failures, QStringList(QStringLiteral("reply-not-understood")));
+    }
+
+    void aReplyThatWaitedForAStalledEventLoopIsTaken()
+    {
+        Setting("response timeout", "1");
+        // A server of its own process: this one's stands still with the loop.
+        QProcess server;
+        server.start(QStringLiteral("python3"),
+                     { QStringLiteral("-c"), QString::fromLatin1(servingScript) });
+        QVERIFY(server.waitForReadyRead());
+        m_server.answer("/t",
+                        ScriptedServer::http(
+                            "", "302 Found",
+                            "Location: http://127.0.0.1:" + server.readAll().trimmed() + "/\r\n"));
+        TestRequest::Record record;
+        auto* request = new TestRequest(record, true, false);
+        // The answer comes while nobody can take it, for longer than the limit.
+        QTimer::singleShot(400, this, [] { QThread::sleep(3); });
+        QVERIFY(request->Execute());
+        WaitForEnd(record);
+        Setting("response timeout", "120");
+        server.waitForFinished();
+        QCOMPARE(last(record, 2), QStringLiteral("ok late"));
+    }
+
+    void aServerThatDripsEndsByTheTotalLimit()
+    {
+        Setting("transfer timeout", "1");
+        m_server.answer("/t", [](QTcpSocket* socket, const QByteArray&) {
+            socket->write("HTTP/1.1 200 OK\r\nContent-Length: 100000\r\n\r\n");
+            auto* timer = new QTimer(socket);
+            connect(timer, &QTimer::timeout, socket, [socket] { socket->write("x"); });
+            timer->start(50);
+        });
+        TestRequest::Record record;
+        QVERIFY((new TestRequest(record))->Execute());
+        Setting("transfer timeout", "3600");
+        QCOMPARE(record.failures, QStringList(QStringLiteral("timed-out")));
+        QCOMPARE(last(record, 1), QStringLiteral("complete 0"));
+    }
+
+    void redirectionsStayInTheWebAndInHttps_data()
+    {
+        QTest::addColumn<QUrl>("from");
+        QTest::addColumn<QUrl>("to");
+        QTest::addColumn<bool>("may");
+        const auto row = [](const char* from, const char* to, bool may) {
+            QTest::addRow("%s to %s", from, to)
+                << QUrl(QLatin1String(from)) << QUrl(QLatin1String(to)) << may;
+        };
+        row("http://a/", "http://b/", true);
+        row("http://a/", "https://b/", true);
+        row("https://a/", "https://b/", true);
+        row("https://a/", "http://b/", false);
+        for (const char* to : { "ftp://b/", "file:///etc/passwd", "sftp://b/", "data:,x", "" }) {
+            row("http://a/", to, false);
+            row("https://a/", to, false);
+        }
+    }
+    void redirectionsStayInTheWebAndInHttps()
+    {
+        QFETCH(QUrl, from);
+        QFETCH(QUrl, to);
+        QTEST(MayRedirect(from, to), "may");
+    }
+
+    void redirectionToAnotherSchemeIsNotFollowed_data()
+    {
+        QTest::addColumn<QByteArray>("to");
+        QTest::newRow("ftp") << QByteArray("ftp://127.0.0.1:1/x");
+        QTest::newRow("file") << QByteArray("file:///etc/hostname");
+    }
+    void redirectionToAnotherSchemeIsNotFollowed()
+    {
+        QFETCH(QByteArray, to);
+        const auto record = ask(ScriptedServer::http("", "302 Found", "Location: " + to + "\r\n"));
+        QCOMPARE(record.failures, QStringList(QStringLiteral("redirect-refused")));
+        QCOMPARE(last(record, 1), QStringLiteral("complete 0"));
+        QCOMPARE(SpoolFiles(), QStringList());
+    }
+
+    // A class that replaces Execute, starts the transfer itself and leaves the reply
+    // to the base.
+    void replyOfAReplacedExecuteIsReadAndLimited()
+    {
+        class Own : public TestRequest
+        {
+        public:
+            using TestRequest::TestRequest;
+            QUrl url;
+            bool Execute() override
+            {
+                emit BeforeTransfer(url.toString());
+                auto* job = KIO::get(url, KIO::Reload, KIO::HideProgressInfo);
+                connect(job, &KIO::TransferJob::data, this, &CAPI::onDownloadReceive);
+                connect(job, &KJob::result, this,
+                        [this](KJob* ended) { onDownloadComplete(static_cast<KIO::Job*>(ended)); });
+                WaitForDone();
+                return true;
+            }
+        };
+        const auto run = [this](const QByteArray& bytes) {
+            m_server.answer("/t", bytes);
+            TestRequest::Record record;
+            auto* request = new Own(record);
+            request->url = QUrl(QString::fromLatin1(m_server.url("/t")));
+            request->Execute();
+            return record;
+        };
+        QCOMPARE(last(run(ScriptedServer::http(okReply)), 2), QStringLiteral("ok hello"));
+        Setting("max reply size", "100");
+        const auto over = run(ScriptedServer::http(okReply + QByteArray(100, ' ')));
+        Setting("max reply size", "0");
+        QCOMPARE(over.failures, QStringList(QStringLiteral("reply-too-large")));
+        m_server.answer("/t", [](QTcpSocket* socket, const QByteArray&) {
+            socket->write(ScriptedServer::http(QByteArray(20000, 'x')).chopped(1));
+        });
+        TestRequest::Record aborted;
+        auto* request = new Own(aborted);
+        request->url = QUrl(QString::fromLatin1(m_server.url("/t")));
+        QTimer look;
+        connect(&look, &QTimer::timeout, this, [] { CAPI::AbortTransfers(); });
+        look.start(50);
+        request->Execute();
+        QCOMPARE(aborted.failures, QStringList(QStringLiteral("cancelled")));
     }
 
     void twoAtOnceAreCountedAndBothRun()

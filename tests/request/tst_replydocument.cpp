@@ -5,6 +5,8 @@
 
 #include "request/replydocument.h"
 #include "request/xmlgate.h"
+#include "request/xmlsource.h"
+#include "tests/common/observe.h"
 #include "tests/request/documentcontent.h"
 #include "util/paths.h"
 
@@ -13,6 +15,7 @@
 #include <QFile>
 #include <QRandomGenerator>
 #include <QtTest>
+#include <malloc.h>
 
 namespace
 {
@@ -34,6 +37,29 @@ bool Reads(const QByteArray& text, QDomDocument& document)
     buffer.open(QIODevice::ReadOnly);
     return ReadReplyDocument(buffer, document);
 }
+
+// What the parser gets of a text shown in pieces of `size` bytes.
+QByteArray Kept(const QByteArray& text, int size)
+{
+    SpaceKeeper keeper;
+    QByteArray result;
+    for (int at = 0; at < int(text.size()); at += size)
+        keeper.Feed(text.constData() + at, std::min(size, int(text.size()) - at), result);
+    return result;
+}
+
+// What the process has taken from the allocator.
+double AllocatedBytes()
+{
+    const auto info = mallinfo2();
+    return double(info.uordblks) + double(info.hblkhd);
+}
+
+#ifdef VANTREL_SANITIZE
+constexpr bool sanitized = true; // the allocator is another
+#else
+constexpr bool sanitized = false;
+#endif
 
 QByteArray Nested(int depth)
 {
@@ -66,6 +92,10 @@ private slots:
         QTest::newRow("windows") << QByteArray(
             "<?xml version='1.0' encoding=\"Windows-1252\"?><a>\x80</a>");
         QTest::newRow("ascii") << QByteArray("<?xml version='1.0' encoding='us-ascii'?><a/>");
+        for (const char* name : { "KOI8-R", "KOI8-U", "TIS-620", "windows-874", "IBM866", "cp1251",
+                                  "ISO_8859-2", "ISO-8859-8-I", "latin1", "ASCII" })
+            QTest::newRow(name) << QByteArray("<?xml version='1.0' encoding='" + QByteArray(name)
+                                              + "'?><a>x</a>");
         QTest::newRow("stylesheet") << QByteArray("<?xml version='1.0'?><?xml-stylesheet x?><a/>");
         QTest::newRow("long text") << QByteArray("<a>" + QByteArray(300000, 'x') + "</a>");
         QTest::newRow("long comment")
@@ -173,14 +203,115 @@ private slots:
         QVERIFY(!Passes("<?xml version=\"1.0\" encoding=\"" + name + "\"?><a/>"));
     }
 
+    void anAcceptedTextCostsNoMoreMemoryThanItMay_data()
+    {
+        QTest::addColumn<QByteArray>("piece");
+        QTest::newRow("empty elements") << QByteArray("<a/>");
+        QTest::newRow("elements with a letter") << QByteArray("<a>x</a>");
+        QTest::newRow("letters between") << QByteArray("x<a/>");
+        QTest::newRow("prefixes") << QByteArray("<x:a/>");
+        QTest::newRow("comments") << QByteArray("<!---->");
+        QTest::newRow("instructions") << QByteArray("<?p?>");
+        QTest::newRow("sections") << QByteArray("<![CDATA[x]]>");
+        QTest::newRow("references") << QByteArray("x&e;");
+        QTest::newRow("one attribute") << QByteArray("<a b=''/>");
+        QByteArray many = "<a";
+        for (int i = 0; i < 127; ++i)
+            many += " b" + QByteArray::number(i) + "=''";
+        QByteArray named;
+        for (int i = 1000; i < 2000; ++i)
+            named += "<p" + QByteArray::number(i) + ":n" + QByteArray::number(i) + "/>";
+        QTest::newRow("names") << named;
+        QTest::newRow("127 attributes") << QByteArray(many + "/>");
+    }
+    void anAcceptedTextCostsNoMoreMemoryThanItMay()
+    {
+        QFETCH(QByteArray, piece);
+        const auto whole = [&piece](int count) { return "<r>" + piece.repeated(count) + "</r>"; };
+        // The most pieces that are accepted, of those that fit 8 MB.
+        int fits = 1, fails = 8'000'000 / int(piece.size());
+        QVERIFY(Passes(whole(fits)));
+        while (fails - fits > fits / 100 + 1) {
+            const int middle = fits + (fails - fits) / 2;
+            (Passes(whole(middle)) ? fits : fails) = middle;
+        }
+        const QByteArray text = whole(fits);
+        const double may = 16.0 * text.size() + 100e6;
+        const double before = AllocatedBytes();
+        QDomDocument document;
+        QVERIFY(Reads(text, document));
+        const double cost = AllocatedBytes() - before;
+        if (!sanitized)
+            QVERIFY2(cost < may && cost > may / 2,
+                     qPrintable(QStringLiteral("%1 MB of %2").arg(cost / 1e6).arg(may / 1e6)));
+    }
+
+    void aCatalogOfADistributionIsAccepted()
+    {
+        QByteArray text = "<agentfunction resultcode=\"OK\"><catalog>";
+        for (int i = 0; i < 63000; ++i)
+            text += "<product name=\"package-" + QByteArray::number(i)
+                + "\"><serialnumber>1</serialnumber><version>1.0-1</version>"
+                  "<packagename>package</packagename><description>A package of a few words"
+                  "</description><size>1024</size><license>free</license></product>\n";
+        QVERIFY(Passes(text + "</catalog></agentfunction>"));
+    }
+
+    void aSavedFileMayBeAsLongAsItsEscapes()
+    {
+        // 30,000 letters of another alphabet fit a tag; as escapes they do not.
+        const QByteArray value = QByteArray("\xD0\xB6").repeated(30000);
+        QVERIFY(Passes("<a b='" + value + "'/>"));
+        const QByteArray saved = "<a b='" + QByteArray(value.toPercentEncoding()) + "'/>";
+        QVERIFY(!Passes(saved));
+        QTemporaryFile file;
+        QVERIFY(file.open());
+        file.write(saved);
+        file.close();
+        QDomDocument document;
+        QVERIFY(ReadSavedDocument(file.fileName(), document));
+        QVERIFY(!ReadReplyDocument(file.fileName(), document));
+        QVERIFY(document.documentElement().isNull());
+        // And it is refused for what a reply is refused for.
+        QVERIFY(file.open());
+        file.write(Nested(600));
+        file.close();
+        QVERIFY(!ReadSavedDocument(file.fileName(), document));
+        QVERIFY(!ReadSavedDocument(file.fileName() + QLatin1String(".absent"), document));
+    }
+
+    void aSavedFileMayBeLargerThanAReply()
+    {
+        Setting("max reply size", "1000");
+        QTemporaryFile file;
+        QVERIFY(file.open());
+        file.write("<a>" + QByteArray("%D0").repeated(2990) + "</a>");
+        file.flush();
+        QDomDocument document;
+        const bool fits = ReadSavedDocument(file.fileName(), document);
+        file.write(QByteArray(100, ' '));
+        file.flush();
+        const bool over = ReadSavedDocument(file.fileName(), document);
+        Setting("max reply size", "0");
+        QVERIFY(fits);
+        QVERIFY(!over);
+    }
+
     void wideTextIsRefused()
     {
-        for (const char* name : { "UTF-16LE", "UTF-16BE", "UTF-32LE", "UTF-32BE" }) {
-            QTextCodec* const codec = QTextCodec::codecForName(name);
-            for (const auto flag : { QTextCodec::DefaultConversion, QTextCodec::IgnoreHeader }) {
-                QTextCodec::ConverterState state(flag);
-                const QString text = QStringLiteral("<?xml version='1.0'?><a/>");
-                QVERIFY(!Passes(codec->fromUnicode(text.constData(), text.size(), &state)));
+        const QByteArray mark = "\xFE\xFF";
+        for (const int width : { 2, 4 }) {
+            for (const bool marked : { false, true }) {
+                const QByteArray zeros(width - 1, '\0');
+                QByteArray big = marked ? zeros.mid(1) + mark : QByteArray();
+                for (const char c : QByteArray("<?xml version='1.0'?><a/>"))
+                    big += zeros + c;
+                QByteArray little;
+                for (int at = 0; at < int(big.size()); at += width)
+                    for (int byte = width - 1; byte >= 0; --byte)
+                        little += big[at + byte];
+                QVERIFY(!Passes(big));
+                QVERIFY(!Passes(little));
             }
         }
     }
@@ -287,6 +418,121 @@ private slots:
         QVERIFY(!ReadReplyDocument(file.fileName() + QLatin1String(".absent"), document));
         QVERIFY(document.documentElement().isNull());
         QVERIFY(!ReadReplyDocument(QDir::tempPath(), document));
+    }
+
+    void tabsAndLineEndsOfAttributesStay()
+    {
+        QDomDocument document;
+        QVERIFY(Reads("<a\n\tb='x\ty\nz\r\n\r\"\n' c=\" '\t \">\tx\r\ny\rz</a>", document));
+        const QDomElement root = document.documentElement();
+        QCOMPARE(root.attribute(QStringLiteral("b")), QStringLiteral("x\ty\nz\n\n\"\n"));
+        QCOMPARE(root.attribute(QStringLiteral("c")), QStringLiteral(" '\t "));
+        QCOMPARE(root.text(), QStringLiteral("\tx\ny\nz"));
+    }
+
+    void onlyAttributesAreRewritten()
+    {
+        const QByteArray before = "<?pi a='\t'?><!DOCTYPE a SYSTEM '\t'><!-- <b c='\t'> '-->\t'"
+                                  "<a ><![CDATA[<b c='\t'>]] ]]]>\n\"\r\n</a ><b c='";
+        const QByteArray after = "'>\t</b>";
+        const QByteArray text = before + "\r\n\t>\r" + after;
+        const QByteArray wanted = before + "&#10;&#9;>&#10;" + after;
+        for (int size = 1; size <= int(text.size()); ++size)
+            QCOMPARE(Kept(text, size), wanted);
+    }
+
+    // They come from texts over the size that is read at once, too.
+    void aLongTextIsReadTheSame()
+    {
+        const QByteArray element = "<b c='\t1\r\n2\n'>&#9;x&amp;\r\n</b>";
+        QDomDocument document;
+        QVERIFY(Reads("<a>" + element.repeated(20000) + "</a>", document));
+        int count = 0;
+        for (QDomElement b = document.documentElement().firstChildElement(); !b.isNull();
+             b = b.nextSiblingElement(), ++count) {
+            QCOMPARE(b.attribute(QStringLiteral("c")), QStringLiteral("\t1\n2\n"));
+            QCOMPARE(b.childNodes().count(), 1);
+            QCOMPARE(b.text(), QStringLiteral("\tx&\n"));
+        }
+        QCOMPARE(count, 20000);
+    }
+
+    void textsAreReadAlikeWhateverQtItIs()
+    {
+        QDomDocument document;
+        QVERIFY(Reads("<a>\n <b/> \n<c> </c>x <![CDATA[ ]]>y<!-- -->z&#x1F600;</a>", document));
+        QStringList nodes;
+        const QDomElement root = document.documentElement();
+        for (QDomNode node = root.firstChild(); !node.isNull(); node = node.nextSibling())
+            nodes << node.nodeName() + QLatin1Char('=') + node.nodeValue();
+        QCOMPARE(nodes,
+                 QStringList({ QStringLiteral("b="), QStringLiteral("c="),
+                               QStringLiteral("#text=x "), QStringLiteral("#cdata-section= "),
+                               QStringLiteral("#text=y"), QStringLiteral("#comment= "),
+                               QString::fromUtf8("#text=z\xF0\x9F\x98\x80") }));
+        QVERIFY(!root.firstChildElement(QStringLiteral("c")).hasChildNodes());
+    }
+
+    // What one of the parsers of Qt lets through, and the other does not.
+    void laxTextsAreRefused_data()
+    {
+        QTest::addColumn<QByteArray>("text");
+        QTest::newRow("undeclared entity") << QByteArray("<a>&b;</a>");
+        QTest::newRow("attribute twice") << QByteArray("<a b='1' b='2'/>");
+        QTest::newRow("control character") << QByteArray("<a>\x01</a>");
+        QTest::newRow("reference to one") << QByteArray("<a>&#1;</a>");
+        QTest::newRow("ascii that is none")
+            << QByteArray("<?xml version='1.0' encoding='us-ascii'?><a>\xC3\xA9</a>");
+        for (const char* encoding :
+             { "ISO-8859-3", "ISO-8859-6", "ISO-8859-7", "ISO-8859-8", "ISO-8859-11", "ISO-8859-12",
+               "ISO-8859-16", "windows-1253", "windows-1255", "windows-1257" })
+            QTest::newRow(encoding)
+                << "<?xml version='1.0' encoding='" + QByteArray(encoding) + "'?><a>\xFF</a>";
+    }
+    void laxTextsAreRefused()
+    {
+        QFETCH(QByteArray, text);
+        QDomDocument document;
+        QVERIFY(!Reads(text, document));
+    }
+
+    // Each byte of each encoding that is accepted is a character.
+    void everyByteOfAnEncodingIsRead_data()
+    {
+        QTest::addColumn<QByteArray>("encoding");
+        QTest::addColumn<QString>("letters"); // the bytes A4, E0 and FF
+        const auto row = [](const char* encoding, const char16_t* letters) {
+            QTest::newRow(encoding) << QByteArray(encoding) << QString::fromUtf16(letters);
+        };
+        row("ISO-8859-1", u"\u00A4\u00E0\u00FF");
+        row("ISO-8859-2", u"\u00A4\u0155\u02D9");
+        row("ISO-8859-4", u"\u00A4\u0101\u02D9");
+        row("ISO-8859-5", u"\u0404\u0440\u045F");
+        row("ISO-8859-9", u"\u00A4\u00E0\u00FF");
+        row("ISO-8859-10", u"\u012A\u0101\u0138");
+        row("ISO-8859-13", u"\u00A4\u0105\u2019");
+        row("ISO-8859-14", u"\u010A\u00E0\u00FF");
+        row("ISO-8859-15", u"\u20AC\u00E0\u00FF");
+        row("windows-1250", u"\u00A4\u0155\u02D9");
+        row("windows-1251", u"\u00A4\u0430\u044F");
+        row("windows-1252", u"\u00A4\u00E0\u00FF");
+        row("windows-1254", u"\u00A4\u00E0\u00FF");
+        row("windows-1256", u"\u00A4\u00E0\u06D2");
+        row("windows-1258", u"\u00A4\u00E0\u00FF");
+    }
+    void everyByteOfAnEncodingIsRead()
+    {
+        QFETCH(QByteArray, encoding);
+        QFETCH(QString, letters);
+        QByteArray bytes;
+        for (int byte = 0x80; byte < 0x100; ++byte)
+            bytes += char(byte);
+        QDomDocument document;
+        QVERIFY(Reads("<?xml version='1.0' encoding='" + encoding + "'?><a>" + bytes + "</a>",
+                      document));
+        const QString text = document.documentElement().text();
+        QCOMPARE(int(text.size()), 128);
+        QCOMPARE(QString(text[0xA4 - 0x80]) + text[0xE0 - 0x80] + text[0xFF - 0x80], letters);
     }
 
     void notWellFormedIsFalseAndNothingOfItIsKept()

@@ -10,6 +10,7 @@
 #include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QtTest>
+#include <utility>
 
 class ServerProtocolTest : public QObject
 {
@@ -35,7 +36,7 @@ private slots:
             const auto block = match.next();
             m_blocks.append({ block.captured(1).toLatin1(), block.captured(2).toUtf8() });
         }
-        for (const Block& block : qAsConst(m_blocks)) {
+        for (const Block& block : std::as_const(m_blocks)) {
             if (block.kind.startsWith("store:"))
                 QVERIFY(WriteTextFile(m_dir.filePath(QString::fromLatin1(block.kind.mid(6))),
                                       block.text));
@@ -66,7 +67,7 @@ private slots:
     {
         QByteArray requests;
         QByteArray replies;
-        for (const Block& block : qAsConst(m_blocks))
+        for (const Block& block : std::as_const(m_blocks))
             (block.kind == "request" ? requests : replies) += block.text;
         const QRegularExpression url(QStringLiteral("<url>http://[^/]*(/[^<]*)</url>"));
         int functions = 0;

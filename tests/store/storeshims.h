@@ -35,6 +35,16 @@ public:
         ++opens;
         return StoreFiles::Open(path, flags, mode);
     }
+    int OpenAt(int folder, const char* name, int flags, mode_t mode) override
+    {
+        ++opens;
+        return StoreFiles::OpenAt(folder, name, flags, mode);
+    }
+    int Sync(int descriptor) override
+    {
+        ++syncs;
+        return StoreFiles::Sync(descriptor);
+    }
     int Close(int descriptor) override
     {
         ++closes;
@@ -72,6 +82,7 @@ public:
     }
 
     int opens = 0;
+    int syncs = 0;
     int closes = 0;
     int seeks = 0;
     int reads = 0;
@@ -90,6 +101,8 @@ enum class Fault {
     ShortWrite, // half is written
     FullDisk, // what would make the file grow is cut off at its end, or refused
     Status, // also: Resize
+    Sync,
+    Rename, // also: what makes other names
 };
 
 // Fails one kind of call: the k-th one that could fail, counted from 0, or all
@@ -105,6 +118,30 @@ public:
     int Open(const char* path, int flags, mode_t mode) override
     {
         return Fails(Fault::Open) ? Error(EMFILE) : StoreFiles::Open(path, flags, mode);
+    }
+    int OpenAt(int folder, const char* name, int flags, mode_t mode) override
+    {
+        return Fails(Fault::Open) ? Error(EMFILE) : StoreFiles::OpenAt(folder, name, flags, mode);
+    }
+    int Sync(int descriptor) override
+    {
+        return Fails(Fault::Sync) ? Error(EIO) : StoreFiles::Sync(descriptor);
+    }
+    int Rename(const char* from, const char* to) override
+    {
+        return Fails(Fault::Rename) ? Error(EIO) : StoreFiles::Rename(from, to);
+    }
+    int Symlink(const char* target, const char* path) override
+    {
+        return Fails(Fault::Rename) ? Error(EIO) : StoreFiles::Symlink(target, path);
+    }
+    int Link(const char* from, const char* to) override
+    {
+        return Fails(Fault::Rename) ? Error(EIO) : StoreFiles::Link(from, to);
+    }
+    int MakeFolder(const char* path, mode_t mode) override
+    {
+        return Fails(Fault::Rename) ? Error(EIO) : StoreFiles::MakeFolder(path, mode);
     }
     off_t Seek(int descriptor, off_t position) override
     {
@@ -178,6 +215,37 @@ public:
         if (flags & O_TRUNC)
             Count();
         return StoreFiles::Open(path, flags, mode);
+    }
+    int OpenAt(int folder, const char* name, int flags, mode_t mode) override
+    {
+        if (flags & O_TRUNC)
+            Count();
+        return StoreFiles::OpenAt(folder, name, flags, mode);
+    }
+    int Sync(int descriptor) override
+    {
+        Count();
+        return StoreFiles::Sync(descriptor);
+    }
+    int Rename(const char* from, const char* to) override
+    {
+        Count();
+        return StoreFiles::Rename(from, to);
+    }
+    int Symlink(const char* target, const char* path) override
+    {
+        Count();
+        return StoreFiles::Symlink(target, path);
+    }
+    int Link(const char* from, const char* to) override
+    {
+        Count();
+        return StoreFiles::Link(from, to);
+    }
+    int MakeFolder(const char* path, mode_t mode) override
+    {
+        Count();
+        return StoreFiles::MakeFolder(path, mode);
     }
     ssize_t Write(int descriptor, const void* bytes, size_t size) override
     {

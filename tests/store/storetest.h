@@ -32,8 +32,10 @@ public:
     }
 
     // From 0 to limit - 1.
-    std::uint32_t Below(std::uint32_t limit) { return std::uint32_t(m_engine() % limit); }
-    std::uint32_t Below(int limit) { return Below(std::uint32_t(limit)); }
+    template <class Number> std::uint32_t Below(Number limit)
+    {
+        return std::uint32_t(m_engine() % std::uint32_t(limit));
+    }
 
     template <typename Container> void Shuffle(Container* container)
     {

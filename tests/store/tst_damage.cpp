@@ -11,6 +11,7 @@
 #include "store/indexfile.h"
 #include "store/notesheap.h"
 #include "store/pagecache.h"
+#include "tests/store/damage.h"
 #include "tests/store/storetest.h"
 
 #include <QFile>
@@ -20,56 +21,6 @@
 #include <cstring>
 #include <functional>
 #include <memory>
-
-namespace
-{
-
-constexpr int keyLength = 10;
-constexpr int pageLength = PackedLength(keyLength);
-constexpr int itemLength = keyLength + 9;
-
-// A key in a buffer that is no longer than it must be.
-class KeyBuffer
-{
-public:
-    explicit KeyBuffer(const std::string& key) : m_bytes(new char[keyLength + 1]())
-    {
-        std::memcpy(m_bytes.get(), key.data(), std::min(key.size(), std::size_t(keyLength)));
-    }
-    operator char*() { return m_bytes.get(); }
-
-private:
-    const std::unique_ptr<char[]> m_bytes;
-};
-
-std::string Key(std::uint32_t number)
-{
-    char key[16];
-    std::snprintf(key, sizeof key, "%06u", number);
-    return key;
-}
-
-void Put32(QByteArray* bytes, int offset, std::uint32_t value)
-{
-    PutUint32(reinterpret_cast<std::uint8_t*>(bytes->data()) + offset, value);
-}
-
-// The bytes of a page whose items are all `key`, each child the given one.
-QByteArray PageOf(int count, std::uint32_t child, const char* key)
-{
-    const auto page = std::make_unique<IndexPage>();
-    page->count = std::uint8_t(count);
-    page->leftmost = child;
-    for (int i = 1; i <= count; ++i) {
-        page->items[i] = MakeItem(key, std::uint32_t(i));
-        page->items[i].child = child;
-    }
-    QByteArray bytes(pageLength, '\0');
-    PackPage(*page, keyLength, reinterpret_cast<std::uint8_t*>(bytes.data()));
-    return bytes;
-}
-
-} // namespace
 
 class TestDamage : public QObject
 {
@@ -432,7 +383,7 @@ void TestDamage::Spoil(QByteArray* bytes)
     const int times = int(m_random.Below(6)) + 1;
     for (int i = 0; i < times && !bytes->isEmpty(); ++i) {
         // Half of it in the beginning, where the headers are.
-        const int room = m_random.Below(2) == 0 ? std::min(bytes->size(), 64) : bytes->size();
+        const int room = m_random.Below(2) == 0 ? std::min(int(bytes->size()), 64) : int(bytes->size());
         const int at = int(m_random.Below(room));
         const std::uint32_t what = m_random.Below(20);
         if (what < 8)

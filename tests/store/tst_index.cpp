@@ -179,6 +179,8 @@ private slots:
     void halfWrittenChangeIsFinishedFirst_data();
     void halfWrittenChangeIsFinishedFirst();
     void keyLengthsOutsideTheLimitsAreRefused();
+    void nullKeysAreRefused();
+    void nullPathsAreRefused();
     void pageThatCannotBeReadIsReported();
     void chainLeadingToAPageInUseIsReported();
     void splitLeafThatLeftMemoryIsReadAgain();
@@ -727,6 +729,33 @@ void TestIndex::keyLengthsOutsideTheLimitsAreRefused()
     QVERIFY(QFile::remove(QString::fromStdString(Path())));
     QVERIFY(!Open());
     QCOMPARE(taerror, 8);
+}
+
+void TestIndex::nullKeysAreRefused()
+{
+    const Index index = Make();
+    AddAll(index, 1, 60);
+    const std::string before = Walk(index);
+    const Function functions[] = { DeleteKey, FindKey, SearchKey, FindPrevKey, NextKey, PrevKey };
+    for (const Function function : functions) {
+        std::uint32_t record = 7;
+        QCOMPARE(function(index.get(), &record, nullptr), -1);
+        QCOMPARE(taerror, int(taNullHandle));
+        QCOMPARE(record, 7u);
+    }
+    const std::uint32_t record = 99;
+    QCOMPARE(AddKey(index.get(), &record, nullptr), -1);
+    QCOMPARE(taerror, int(taNullHandle));
+    QCOMPARE(Walk(index), before);
+}
+
+void TestIndex::nullPathsAreRefused()
+{
+    QVERIFY(!MakeIndex(0, nullptr, 12, 0));
+    QCOMPARE(taerror, int(taNotCreated));
+    QVERIFY(!OpenIndex(0, nullptr, 12, 0));
+    QCOMPARE(taerror, int(taNotOpened));
+    QVERIFY(!DoesFileExist(0, nullptr));
 }
 
 void TestIndex::pageThatCannotBeReadIsReported()

@@ -70,6 +70,8 @@ private slots:
     void openMakesAHalfMadeIndexAnew();
     void newFilesAreOpenToAll();
     void closedStoreRefusesChanges();
+    void nullTextsAreRefused();
+    void refusedNameIsNoStore();
 
     // ---- saving ----
     void firstNoteIsAtTheBeginning();
@@ -279,6 +281,34 @@ void TestNotes::closedStoreRefusesChanges()
     QCOMPARE(never.NoteLength(0), 0);
     QCOMPARE(never.SaveNote("a", 1), -1);
     QVERIFY(!never.Reindex());
+    never.SetIndexFlushing();
+    QCOMPARE(taerror, int(taNullHandle));
+}
+
+void TestNotes::nullTextsAreRefused()
+{
+    const QByteArray before = Heap();
+    QCOMPARE(m_notes->SaveNote(nullptr, 5), -1);
+    QCOMPARE(Heap(), before);
+    QCOMPARE(m_notes->SaveNote(nullptr, 0), 0);
+    QCOMPARE(Heap(), Header(0, 0, 8));
+    QVERIFY(!m_notes->Open(nullptr));
+    QVERIFY(!m_notes->Create(nullptr));
+    QCOMPARE(Save("text"), -1);
+}
+
+// What was opened before, or is at the beginning of a long name, is not read.
+void TestNotes::refusedNameIsNoStore()
+{
+    QCOMPARE(Save("text"), 0);
+    for (const std::string& name : { std::string(), Name() + std::string(PATH_MAX, 'x') }) {
+        QVERIFY(!m_notes->Open(name.empty() ? nullptr : name.c_str()));
+        QVERIFY(!m_notes->ReadNote(0));
+        QCOMPARE(m_notes->NoteLength(0), 0);
+        QVERIFY(!m_notes->Reindex());
+        QVERIFY(m_notes->Open(Name().c_str()));
+        QCOMPARE(m_notes->NoteLength(0), 4);
+    }
 }
 
 // ---- saving ----

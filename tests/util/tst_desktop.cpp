@@ -41,6 +41,7 @@ private slots:
     void errorBoxShowsTheTextUntilClosed()
     {
         QString seen;
+        QString caption;
         bool parented = true;
         QTimer timer;
         connect(&timer, &QTimer::timeout, this, [&] {
@@ -50,12 +51,15 @@ private slots:
             for (const QLabel* label : box->findChildren<QLabel*>())
                 seen += label->text();
             parented = box->parentWidget() != nullptr;
+            caption = box->windowTitle();
             box->reject();
         });
         timer.start(5);
         ShowErrorMsg("Something <b>failed</b> \xC3\xA9");
         QVERIFY(!parented);
         QVERIFY2(seen.contains(QString::fromUtf8("failed")), qPrintable(seen));
+        // The desktop's own caption for an error.
+        QVERIFY2(!caption.contains(QLatin1String("failed")), qPrintable(caption));
         QVERIFY(!QApplication::activeModalWidget());
     }
 

@@ -12,6 +12,7 @@
 #include <QTemporaryDir>
 #include <QtTest>
 #include <csignal>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -109,6 +110,48 @@ private slots:
         QVERIFY(CreateFolderTree(dir.path() + QLatin1Char('/')));
         QVERIFY(CreateFolderTree(QString()));
         QVERIFY(QDir(dir.path()).isEmpty());
+    }
+
+    void relativeFoldersBeginInTheWorkingFolder()
+    {
+        QTemporaryDir dir;
+        const QString before = QDir::currentPath();
+        QVERIFY(QDir::setCurrent(dir.path()));
+        QVERIFY(CreateFolderTree(QStringLiteral("one")));
+        QVERIFY(CreateFolderTree(QStringLiteral("two/three")));
+        QVERIFY(CreateFolderTree(QStringLiteral("two/four/five")));
+        QVERIFY(QDir::setCurrent(before));
+        for (const char* name : { "one", "two/three", "two/four/five" })
+            QVERIFY2(QDir(dir.filePath(QLatin1String(name))).exists(), name);
+        QCOMPARE(QDir(dir.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot).size(), 2);
+        QVERIFY(!QDir(QStringLiteral("/ne")).exists());
+    }
+
+    void aLevelThatCannotBeMadeIsTheLast()
+    {
+        QTemporaryDir dir;
+        // The level ".." is there, and not made; what follows it would be possible.
+        QVERIFY(CreateFolderTree(dir.filePath(QStringLiteral("a/../b"))));
+        QVERIFY(QDir(dir.filePath(QStringLiteral("a"))).exists());
+        QVERIFY(!QDir(dir.filePath(QStringLiteral("b"))).exists());
+    }
+
+    void nobodyElseMayWriteToANewFolder()
+    {
+        QTemporaryDir dir;
+        const mode_t mask = umask(0);
+        QVERIFY(CreateFolderTree(dir.filePath(QStringLiteral("a/b"))));
+        umask(077);
+        QVERIFY(CreateFolderTree(dir.filePath(QStringLiteral("c"))));
+        umask(mask);
+        const auto mode = [&dir](const char* name) {
+            struct stat info = {};
+            stat(qPrintable(dir.filePath(QLatin1String(name))), &info);
+            return int(info.st_mode & 07777);
+        };
+        QCOMPARE(mode("a"), 0755);
+        QCOMPARE(mode("a/b"), 0755);
+        QCOMPARE(mode("c"), 0700);
     }
 
     void trailingSeparatorChangesNothing()

@@ -8,6 +8,7 @@
 
 #include <QtTest>
 #include <cstring>
+#include <utility>
 
 class UrlCodecTest : public QObject
 {
@@ -122,12 +123,22 @@ private slots:
                            QStringLiteral("ab%00cd") };
         for (int code = 0; code < 0x300; ++code)
             texts << QStringLiteral("x") + QChar(code) + QStringLiteral("y");
-        for (const QString& text : qAsConst(texts))
+        for (const QString& text : std::as_const(texts))
             QCOMPARE(url_decode_utf8(text), url_decode(text.toStdString()));
+    }
+
+    void aByteOrderMarkIsACharacterLikeOthers()
+    {
+        const std::string mark = "\xEF\xBB\xBF";
+        QCOMPARE(url_decode(std::string("%EF%BB%BFa")), mark + "a");
+        QCOMPARE(url_decode(QStringLiteral("%EF%BB%BFa")),
+                 QString(QChar(0xFEFF)) + QLatin1Char('a'));
+        QCOMPARE(url_decode(std::string("%EF%BB%BF%EF%BB%BF")), mark + mark);
     }
 
     void invalidBytesReadAsLatin1()
     {
+        QCOMPARE(url_decode(std::string("%EF%BF%BD")), std::string("\xEF\xBF\xBD"));
         QCOMPARE(url_decode(std::string("%E9t%E9")), std::string("\xC3\xA9t\xC3\xA9"));
         QCOMPARE(url_decode(std::string("%C3%A9")), std::string("\xC3\xA9"));
     }

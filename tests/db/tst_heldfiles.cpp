@@ -1,16 +1,19 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Files that stay open while a catalog is filled: whoever reads and writes them
-// sees and leaves what he would without.
+// Files that stay open between transfers: readers and writers see and leave what
+// they would without.
 
-#include "catalog/heldfiles.h"
+#include "db/heldfiles.h"
+#include "tests/common/limits.h"
 #include "tests/store/storeshims.h"
 
 #include <QDir>
 #include <QRandomGenerator>
 #include <QTemporaryDir>
 #include <QtTest>
+#include <cerrno>
+#include <cstdio>
 #include <fcntl.h>
 #include <memory>
 #include <vector>
@@ -123,6 +126,25 @@ int OpenDescriptors()
         .size();
 }
 
+// A folder, open.
+class Folder
+{
+public:
+    explicit Folder(const QString& path)
+    {
+        QDir().mkpath(path);
+        m_descriptor = open(QFile::encodeName(path).constData(), O_RDONLY | O_DIRECTORY);
+    }
+    ~Folder() { close(m_descriptor); }
+    Folder(const Folder&) = delete;
+    Folder& operator=(const Folder&) = delete;
+
+    int descriptor() const { return m_descriptor; }
+
+private:
+    int m_descriptor;
+};
+
 } // namespace
 
 class HeldFilesTest : public QObject
@@ -134,9 +156,43 @@ private:
 
     QString folder(const char* name) const { return m_dir.filePath(QLatin1String(name)); }
 
+    // Fifty records behind a header that is written with each.
+    void writeRecords(HeldFiles& held, const char* name)
+    {
+        const QByteArray path = QFile::encodeName(folder(name));
+        const QByteArray record(100, 'r');
+        for (int i = 0; i < 50; ++i) {
+            OpenStoreFile file(path.constData(), O_RDWR | (i == 0 ? O_CREAT : 0), 0600, &held);
+            QVERIFY(file.WriteAt(0, record.constData(), 100));
+            QVERIFY(file.WriteAt(100 * (i + 1), record.constData(), 100));
+        }
+    }
+    // Writes "old" into a file that another one then replaces.
+    void replace(const char* name, HeldFiles& held)
+    {
+        const QString path = folder(name), fresh = path + QStringLiteral(".fresh");
+        {
+            OpenStoreFile file(QFile::encodeName(path).constData(), O_RDWR | O_CREAT, 0600, &held);
+            QVERIFY(file.WriteAt(0, "old", 3));
+        }
+        QFile other(fresh);
+        QVERIFY(other.open(QIODevice::WriteOnly) && other.write("new") == 3);
+        other.close();
+        QCOMPARE(
+            std::rename(QFile::encodeName(fresh).constData(), QFile::encodeName(path).constData()),
+            0);
+    }
+
 private slots:
+    void anyCallsGiveTheSameAnswersAndFiles_data()
+    {
+        QTest::addColumn<bool>("isPrivate");
+        QTest::newRow("shared files") << false;
+        QTest::newRow("private files") << true;
+    }
     void anyCallsGiveTheSameAnswersAndFiles()
     {
+        QFETCH(bool, isPrivate);
         for (quint32 seed = 1; seed <= 300; ++seed) {
             QRandomGenerator random(seed);
             StoreFiles plain;
@@ -145,12 +201,16 @@ private slots:
             Side one(plain, folder("plain"));
             const int before = OpenDescriptors();
             {
-                HeldFiles held;
+                const Folder own(folder("held"));
+                HeldFiles held = isPrivate ? HeldFiles(own.descriptor()) : HeldFiles();
                 Side other(held, folder("held"));
                 for (int i = 0; i < 150; ++i) {
                     CallBoth(one, other, random);
                     if (QTest::currentTestFailed())
                         qFatal("seed %u, call %d", seed, i);
+                    // What others would see of it.
+                    for (int file = 0; !isPrivate && file < kFiles; ++file)
+                        QCOMPARE(other.contents(file), one.contents(file));
                 }
                 while (one.count() > 0)
                     QCOMPARE(one.close(0), other.close(0));
@@ -162,19 +222,14 @@ private slots:
         }
     }
 
-    void fileIsOpenedOnceAndItsHeaderWrittenTwice()
+    void privateFileIsOpenedOnceAndItsHeaderWrittenTwice()
     {
         CountingFiles counting;
         const UsedStoreFiles used(&counting);
-        const QByteArray path = QFile::encodeName(folder("counted"));
+        const Folder own(m_dir.path());
         {
-            HeldFiles held;
-            const QByteArray record(100, 'r');
-            for (int i = 0; i < 50; ++i) {
-                OpenStoreFile file(path.constData(), O_RDWR | (i == 0 ? O_CREAT : 0), 0600);
-                QVERIFY(file.WriteAt(0, record.constData(), 100));
-                QVERIFY(file.WriteAt(100 * (i + 1), record.constData(), 100));
-            }
+            HeldFiles held(own.descriptor());
+            writeRecords(held, "counted");
             QVERIFY(held.nothingFailed());
         }
         QCOMPARE(counting.opens, 1);
@@ -182,6 +237,69 @@ private slots:
         QCOMPARE(counting.writes, 50 + 2);
         QCOMPARE(counting.seeks, 1); // for the header, at the end
         QCOMPARE(QFile(folder("counted")).size(), qint64(5100));
+    }
+
+    void sharedFileIsOpenedOnceAndWrittenAtOnce()
+    {
+        CountingFiles counting;
+        const UsedStoreFiles used(&counting);
+        HeldFiles held;
+        writeRecords(held, "shared");
+        QVERIFY(held.nothingFailed());
+        QCOMPARE(counting.opens, 1);
+        QCOMPARE(counting.closes, 0);
+        QCOMPARE(counting.writes, 100);
+        QCOMPARE(QFile(folder("shared")).size(), qint64(5100));
+        held.CloseAll();
+        QCOMPARE(counting.closes, 1);
+    }
+
+    void replacedFileIsReadOn()
+    {
+        HeldFiles held;
+        replace("replaced", held);
+        const QByteArray path = QFile::encodeName(folder("replaced"));
+        QVERIFY(!held.LeadsTo(path.toStdString(), path.toStdString()));
+        OpenStoreFile file(path.constData(), &held);
+        char text[3] = {};
+        QVERIFY(file.ReadAt(0, text, 3));
+        QCOMPARE(QByteArray(text, 3), QByteArray("old"));
+    }
+
+    // Of 20 descriptors the upper half is left to others: the files are opened for
+    // each transfer then, and never taken for another file of their name.
+    void filesBeyondHalfTheDescriptorsAreNotKeptNorMistaken()
+    {
+        const rlim_t limit = rlim_t(2 * OpenDescriptors());
+        const LowLimit few(RLIMIT_NOFILE, limit);
+        std::vector<std::unique_ptr<QFile>> others;
+        while (others.empty() || others.back()->handle() < int(limit / 2)) {
+            others.push_back(std::make_unique<QFile>(folder("other")));
+            QVERIFY(others.back()->open(QIODevice::ReadWrite));
+        }
+        HeldFiles held;
+        const int before = OpenDescriptors();
+        writeRecords(held, "many");
+        QVERIFY(held.nothingFailed());
+        QCOMPARE(OpenDescriptors(), before);
+        QCOMPARE(QFile(folder("many")).size(), qint64(5100));
+        replace("beyond", held);
+        const OpenStoreFile file(QFile::encodeName(folder("beyond")).constData(), &held);
+        QVERIFY(!file);
+        QCOMPARE(errno, ESTALE);
+        QVERIFY(!held.nothingFailed());
+    }
+
+    void linkInAPrivateFolderIsNotFollowed()
+    {
+        const QString target = folder("target");
+        QVERIFY(QFile::link(target, folder("planted")));
+        const Folder own(m_dir.path());
+        HeldFiles held(own.descriptor());
+        const OpenStoreFile file(QFile::encodeName(folder("planted")).constData(),
+                                 O_RDWR | O_CREAT | O_TRUNC, 0600, &held);
+        QVERIFY(!file);
+        QVERIFY(!QFile::exists(target));
     }
 
     void whatFailsIsNoted_data()
@@ -205,11 +323,12 @@ private slots:
         for (bool failed = true; failed; ++k) {
             FailingFiles failing(Fault(fault), k, k % 2 == 0);
             const UsedStoreFiles used(&failing);
-            HeldFiles held;
+            const Folder own(m_dir.path());
+            HeldFiles held(own.descriptor());
             char bytes[300] = {};
             for (int i = 0; i < 3; ++i) {
                 OpenStoreFile file(path.constData(), O_RDWR | (i == 0 ? O_CREAT | O_TRUNC : 0),
-                                   0600);
+                                   0600, &held);
                 if (!file)
                     continue;
                 file.WriteAt(0, bytes, 100);

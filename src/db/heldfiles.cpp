@@ -1,31 +1,51 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-#include "catalog/heldfiles.h"
+#include "db/heldfiles.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <fcntl.h>
 #include <string_view>
+#include <sys/resource.h>
 
 namespace
 {
 
 constexpr std::size_t largestHeader = 16 * 1024;
 
-} // namespace
-
-HeldFiles::~HeldFiles()
+// The lowest free descriptor is the one that is given: its number says how many
+// there are, and the other half is left to the rest of the process.
+bool MayKeep(int descriptor)
 {
-    CloseAll();
-    SetStoreFiles(&m_files);
+    rlimit limit;
+    return getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur == RLIM_INFINITY
+        || rlim_t(descriptor) < limit.rlim_cur / 2;
 }
+
+const char* FileName(const char* path)
+{
+    const char* const slash = std::strrchr(path, '/');
+    return slash ? slash + 1 : path;
+}
+
+} // namespace
 
 void HeldFiles::CloseAll()
 {
     for (File& file : m_held)
         Release(file);
     m_held.clear();
+}
+
+bool HeldFiles::LeadsTo(const std::string& path, const std::string& opened) const
+{
+    const auto held = std::find_if(m_held.begin(), m_held.end(),
+                                   [&opened](const File& file) { return file.path == opened; });
+    struct stat there;
+    return held != m_held.end() && stat(path.c_str(), &there) == 0 && there.st_dev == held->device
+        && there.st_ino == held->inode;
 }
 
 // ---- opening and closing ----
@@ -37,30 +57,57 @@ int HeldFiles::Open(const char* path, int flags, mode_t mode)
     const std::string_view name(path);
     const auto held = std::find_if(m_held.begin(), m_held.end(),
                                    [name](const File& file) { return file.path == name; });
-    if (held == m_held.end()) {
-        const int descriptor = OpenFile(path, flags, mode);
-        if (descriptor >= 0)
-            m_held.push_back({ path, descriptor, 0, 0, true, {}, false });
-        return descriptor;
-    }
-    if (held->inUse || held->descriptor < 0) {
-        Release(*held);
-        return OpenFile(path, flags, mode);
-    }
-    if ((flags & (O_CREAT | O_TRUNC)) != 0) {
+    if (held == m_held.end())
+        return OpenNew(path, flags, mode);
+    const bool isKept = !held->inUse && held->descriptor >= 0;
+    if ((flags & (O_CREAT | O_TRUNC)) != 0 && (isKept || !IsPrivate())) {
         // May be another file by now.
         Release(*held);
         m_held.erase(held);
-        return Open(path, flags, mode);
+        return OpenNew(path, flags, mode);
+    }
+    if (!isKept) {
+        Release(*held);
+        return OpenAgain(*held, flags, mode);
     }
     held->inUse = true;
     held->position = 0;
     return held->descriptor;
 }
 
-int HeldFiles::OpenFile(const char* path, int flags, mode_t mode)
+int HeldFiles::OpenNew(const char* path, int flags, mode_t mode)
 {
-    const int descriptor = m_files.Open(path, flags, mode);
+    struct stat status;
+    const int descriptor = OpenFile(path, flags, mode, &status);
+    if (descriptor < 0)
+        return -1;
+    const bool keep = MayKeep(descriptor);
+    m_held.push_back(
+        { path, keep ? descriptor : -1, status.st_dev, status.st_ino, 0, 0, keep, {}, false });
+    return descriptor;
+}
+
+int HeldFiles::OpenAgain(const File& file, int flags, mode_t mode)
+{
+    struct stat status;
+    const int descriptor = OpenFile(file.path.c_str(), flags, mode, &status);
+    if (descriptor < 0 || (status.st_dev == file.device && status.st_ino == file.inode))
+        return descriptor;
+    storeFiles().Close(descriptor);
+    Expect(false);
+    errno = ESTALE;
+    return -1;
+}
+
+int HeldFiles::OpenFile(const char* path, int flags, mode_t mode, struct stat* status)
+{
+    StoreFiles& files = storeFiles();
+    int descriptor = IsPrivate() ? files.OpenAt(m_folder, FileName(path), flags | O_NOFOLLOW, mode)
+                                 : files.Open(path, flags, mode);
+    if (descriptor >= 0 && files.Status(descriptor, status) != 0) {
+        files.Close(descriptor);
+        descriptor = -1;
+    }
     Expect(descriptor >= 0);
     return descriptor;
 }
@@ -69,7 +116,7 @@ int HeldFiles::Close(int descriptor)
 {
     File* const file = Find(descriptor);
     if (!file)
-        return m_files.Close(descriptor);
+        return storeFiles().Close(descriptor);
     file->inUse = false;
     return 0;
 }
@@ -83,7 +130,7 @@ void HeldFiles::Release(File& file)
     if (file.inUse)
         Reach(file);
     else
-        Expect(m_files.Close(file.descriptor) == 0);
+        Expect(storeFiles().Close(file.descriptor) == 0);
     file.descriptor = -1;
 }
 
@@ -103,7 +150,7 @@ off_t HeldFiles::Seek(int descriptor, off_t position)
         file->position = position;
         return position;
     }
-    const off_t reached = m_files.Seek(descriptor, position);
+    const off_t reached = storeFiles().Seek(descriptor, position);
     Expect(reached == position);
     return reached;
 }
@@ -112,7 +159,7 @@ off_t HeldFiles::Seek(int descriptor, off_t position)
 bool HeldFiles::Reach(File& file)
 {
     if (file.reached != file.position)
-        file.reached = m_files.Seek(file.descriptor, file.position);
+        file.reached = storeFiles().Seek(file.descriptor, file.position);
     Expect(file.reached == file.position);
     return file.reached == file.position;
 }
@@ -129,7 +176,7 @@ ssize_t HeldFiles::Read(int descriptor, void* bytes, size_t size)
 {
     File* const file = Find(descriptor);
     if (!file) {
-        const ssize_t got = m_files.Read(descriptor, bytes, size);
+        const ssize_t got = storeFiles().Read(descriptor, bytes, size);
         Expect(got == ssize_t(size));
         return got;
     }
@@ -139,7 +186,7 @@ ssize_t HeldFiles::Read(int descriptor, void* bytes, size_t size)
         return ssize_t(size);
     }
     WriteHeader(*file);
-    return Reach(*file) ? Transferred(*file, m_files.Read(file->descriptor, bytes, size), size)
+    return Reach(*file) ? Transferred(*file, storeFiles().Read(file->descriptor, bytes, size), size)
                         : -1;
 }
 
@@ -147,7 +194,7 @@ ssize_t HeldFiles::Write(int descriptor, const void* bytes, size_t size)
 {
     File* const file = Find(descriptor);
     if (!file) {
-        const ssize_t written = m_files.Write(descriptor, bytes, size);
+        const ssize_t written = storeFiles().Write(descriptor, bytes, size);
         Expect(written == ssize_t(size));
         return written;
     }
@@ -165,8 +212,9 @@ ssize_t HeldFiles::Write(int descriptor, const void* bytes, size_t size)
     if (!Reach(*file))
         return -1;
     const auto* const first = static_cast<const char*>(bytes);
-    const ssize_t written = Transferred(*file, m_files.Write(file->descriptor, bytes, size), size);
-    if (position == 0 && size <= largestHeader && written == ssize_t(size))
+    const ssize_t written
+        = Transferred(*file, storeFiles().Write(file->descriptor, bytes, size), size);
+    if (IsPrivate() && position == 0 && size <= largestHeader && written == ssize_t(size))
         file->header.assign(first, first + size);
     return written;
 }
@@ -177,17 +225,21 @@ int HeldFiles::Resize(int descriptor, off_t size)
         WriteHeader(*file);
         file->header.clear();
     }
-    return m_files.Resize(descriptor, size);
+    const int result = storeFiles().Resize(descriptor, size);
+    Expect(result == 0);
+    return result;
 }
 
 int HeldFiles::Status(int descriptor, struct stat* status)
 {
-    return m_files.Status(descriptor, status);
+    const int result = storeFiles().Status(descriptor, status);
+    Expect(result == 0);
+    return result;
 }
 
 bool HeldFiles::Exists(const char* path)
 {
-    return m_files.Exists(path);
+    return storeFiles().Exists(path);
 }
 
 // ---- the header ----
@@ -206,7 +258,8 @@ void HeldFiles::WriteHeader(File& file)
     const off_t position = file.position;
     file.position = 0;
     if (Reach(file))
-        Transferred(file, m_files.Write(file.descriptor, file.header.data(), file.header.size()),
+        Transferred(file,
+                    storeFiles().Write(file.descriptor, file.header.data(), file.header.size()),
                     file.header.size());
     file.position = position;
 }

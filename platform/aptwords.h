@@ -1,0 +1,27 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// What apt-get is asked for, where its own answer to our words would not do.
+
+#pragma once
+
+#include "platform/arguments.h"
+#include "platform/dpkgstatus.h"
+
+#include <string>
+#include <vector>
+
+// The words for apt-get:
+// - an install may not take packages away unless that is allowed, and takes none
+//   because the machine's settings clean up;
+// - a package that is half-installed is installed again, which apt-get would leave
+//   as it is, with exit status 0;
+// - one that dpkg wants reinstalled can be removed nevertheless.
+std::vector<std::string> AptWords(const Arguments& arguments, const DpkgStatus& status);
+
+// The same install, only simulated, as it would be next: "Inst" lines say what is
+// still to be done.
+std::vector<std::string> SimulationWords(const Arguments& arguments);
+
+// Whether each package that is asked for is installed.
+bool AllInstalled(const Arguments& arguments, const DpkgStatus& status);

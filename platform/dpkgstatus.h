@@ -1,0 +1,64 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// What dpkg says of packages. The package tools' exit status says less: it is a
+// failure when a package that nobody asked for fails, and a success when nothing was
+// done for one that is half-installed.
+
+#pragma once
+
+#include <map>
+#include <string>
+
+// The three words of a package's "Status" field, and its version.
+struct PackageState {
+    std::string want = "unknown"; // "install", "hold", "deinstall", "purge"
+    std::string flag = "ok"; // or "reinstreq"
+    std::string status = "not-installed"; // "unpacked", "half-configured", "installed", ...
+    std::string version;
+
+    // Wanted, sound, and set up. A package on hold is as good as any.
+    bool IsInstalled() const
+    {
+        return (want == "install" || want == "hold") && flag == "ok" && status == "installed";
+    }
+    // Nothing of it is here, or only its configuration.
+    bool IsGone() const { return status == "not-installed" || status == "config-files"; }
+    // Neither gone nor set up.
+    bool IsHalfWay() const { return !IsGone() && (status != "installed" || flag != "ok"); }
+    // "install ok unpacked"
+    std::string Words() const { return want + ' ' + flag + ' ' + status; }
+};
+
+class DpkgStatus
+{
+public:
+    // `folder` is dpkg's database, "/var/lib/dpkg". Its file "status" counts, and
+    // then what an interrupted dpkg has left in "updates", which dpkg itself takes
+    // over with its next run.
+    explicit DpkgStatus(const std::string& folder);
+
+    // False when there is no status file, or none that can be read.
+    bool IsReadable() const { return m_readable; }
+
+    // The state of a package; that of an unknown one is "not-installed". A name
+    // without an architecture is that of the machine's, then of any.
+    PackageState Of(const std::string& name) const;
+
+    // All packages, by their names; with ":ARCHITECTURE" where it is a foreign one.
+    const std::map<std::string, PackageState>& All() const { return m_packages; }
+
+private:
+    bool Read(const std::string& file);
+    void Note(const std::map<std::string, std::string>& fields);
+
+    bool m_readable = false;
+    std::map<std::string, PackageState> m_packages;
+};
+
+// The name alone of a package as it may be asked for: without ":ARCHITECTURE" and
+// "=VERSION", and without the '/' of a release.
+std::string BareName(const std::string& name);
+
+// As Debian calls the architecture that this is built for.
+const char* NativeArchitecture();

@@ -1,0 +1,48 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "platform/relay.h"
+
+#include "platform/statusreader.h"
+
+void Relay::Line(const std::string& line)
+{
+    if (!m_write(line))
+        m_child.Interrupt();
+    m_last = line;
+    m_time = std::chrono::steady_clock::now();
+}
+
+void Relay::StatusLine(const std::string& line)
+{
+    const auto told = ParseStatus(line);
+    if (!told)
+        return;
+    if (told->phase == Status::Phase::Install)
+        m_child.DpkgWorks();
+    // No package is called that: dpkg starts once more.
+    if (!m_wanted || told->item == "dpkg-exec")
+        return;
+    const std::string text = m_progress.Line(*told);
+    if (text != m_lastProgress)
+        Line(text);
+    m_lastProgress = text;
+}
+
+void Relay::Tick()
+{
+    const auto quiet = std::chrono::steady_clock::now() - m_time;
+    if (!m_lastProgress.empty() && quiet >= Silence && !MayGoOn())
+        Line(m_lastProgress);
+}
+
+// Whether the next line may belong to the last one: an error or a list of packages,
+// which a progress line would end.
+bool Relay::MayGoOn() const
+{
+    for (const char* beginning : { "E:", "W:", "The following", " " }) {
+        if (m_last.rfind(beginning, 0) == 0)
+            return true;
+    }
+    return false;
+}

@@ -1,0 +1,44 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// A request and its reply, and how they come from a connection and go to it.
+
+#pragma once
+
+#include "connection.h"
+#include "storefile.h"
+
+#include <string>
+#include <utility>
+#include <vector>
+
+struct HttpRequest {
+    std::string method;
+    std::string target;
+    std::vector<std::pair<std::string, std::string>> headers;
+
+    std::size_t count(const std::string& name) const;
+    // The first value of a header, in whatever case its name is written; empty for none.
+    std::string header(const std::string& name) const;
+};
+
+struct HttpReply {
+    int status = 200;
+    std::vector<std::pair<std::string, std::string>> headers;
+    std::string body;
+    // Instead of the body, where it is open: a part of a file.
+    FileHandle file;
+    off_t first = 0;
+    off_t length = 0;
+
+    void add(const std::string& name, const std::string& value);
+    void setBody(std::string text, const char* type);
+};
+
+// What came of reading: 200, 400, or 414 for a target over 8 KB. 0 when the client
+// has sent nothing.
+int ReadRequest(Connection& connection, HttpRequest& request);
+
+// Sends head and content, for the method HEAD without the content. One that the
+// client unpacks is sent packed where it is worth it.
+bool WriteReply(Connection& connection, const HttpRequest& request, HttpReply& reply);

@@ -1,0 +1,437 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "db/generations.h"
+
+#include "db/dblayouts.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <dirent.h>
+#include <fcntl.h>
+#include <memory>
+#include <sys/file.h>
+#include <unistd.h>
+
+namespace
+{
+
+constexpr char pointerName[] = ".VACatalog.current";
+constexpr char generationPrefix[] = ".VACatalog.gen-";
+constexpr char removedPrefix[] = ".VACatalog.old-"; // one that is being removed
+constexpr char linkName[] = ".link"; // in a generation: a link on its way to its place
+constexpr int mostTries = 100;
+
+// ---- names ----
+
+std::vector<std::string> PathsOf(const DbLayout& layout, const std::string& folder)
+{
+    std::vector<std::string> paths{ folder + layout.fileName };
+    for (int i = 0; i < layout.indexCount; ++i)
+        paths.push_back(folder + layout.indexes[i].fileName);
+    return paths;
+}
+
+// What follows a prefix as a number, or -1.
+long NumberAfter(const char* prefix, const std::string& name)
+{
+    const std::size_t length = std::strlen(prefix);
+    const bool digits = name.size() > length && name.size() < length + 10
+        && name.find_first_not_of("0123456789", length) == std::string::npos;
+    return digits && name.compare(0, length, prefix) == 0
+        ? std::strtol(name.c_str() + length, nullptr, 10)
+        : -1;
+}
+
+std::string LinkTo(const std::string& name)
+{
+    return std::string(pointerName) + '/' + name;
+}
+
+// Empty for what is no link.
+std::string ReadLink(const std::string& path)
+{
+    char target[PATH_MAX];
+    const ssize_t length = readlink(path.c_str(), target, sizeof target);
+    return length > 0 ? std::string(target, std::size_t(length)) : std::string();
+}
+
+// The generation that the pointer of a folder names; empty without one.
+std::string CurrentName(const std::string& folder)
+{
+    const std::string name = ReadLink(folder + pointerName);
+    return NumberAfter(generationPrefix, name) >= 0 ? name : std::string();
+}
+
+bool IsThere(const std::string& path)
+{
+    struct stat status;
+    return lstat(path.c_str(), &status) == 0;
+}
+
+bool IsSameFile(const std::string& a, const std::string& b)
+{
+    struct stat first, second;
+    return stat(a.c_str(), &first) == 0 && stat(b.c_str(), &second) == 0
+        && first.st_dev == second.st_dev && first.st_ino == second.st_ino;
+}
+
+bool LeadsThrough(const std::string& folder, const std::string& name)
+{
+    return ReadLink(folder + name) == LinkTo(name);
+}
+
+// ---- folders ----
+
+std::vector<std::string> NamesIn(const std::string& folder)
+{
+    std::vector<std::string> names;
+    const std::unique_ptr<DIR, int (*)(DIR*)> listing(opendir(folder.c_str()), closedir);
+    while (listing) {
+        const dirent* const entry = readdir(listing.get());
+        if (!entry)
+            break;
+        names.emplace_back(entry->d_name);
+    }
+    return names;
+}
+
+int OpenFolder(const std::string& path)
+{
+    return open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+}
+
+// Whether a path is still that of an open folder.
+bool IsStill(int descriptor, const std::string& path)
+{
+    struct stat held, there;
+    return fstat(descriptor, &held) == 0 && lstat(path.c_str(), &there) == 0
+        && held.st_ino == there.st_ino && held.st_dev == there.st_dev;
+}
+
+// Gives an open file or folder the permissions of another one and, where this
+// process may, its owner.
+bool TakeAfter(int descriptor, const struct stat& other)
+{
+    if (fchown(descriptor, other.st_uid, other.st_gid) != 0)
+        errno = 0;
+    return fchmod(descriptor, other.st_mode & 07777) == 0;
+}
+
+// Removes a generation's folder: its files and nothing else, then the folder.
+void RemoveFolder(int descriptor, const std::string& path)
+{
+    unlinkat(descriptor, linkName, 0);
+    for (const std::string& name : CatalogFileNames())
+        unlinkat(descriptor, name.c_str(), 0);
+    rmdir(path.c_str());
+}
+
+// By another name first: from then on nobody opens one of its files while the
+// others are gone.
+void RemoveGeneration(const std::string& folder, const std::string& name)
+{
+    const std::string path = folder + name;
+    const int descriptor = OpenFolder(path);
+    if (descriptor < 0)
+        return;
+    const std::string removed
+        = folder + removedPrefix + std::to_string(NumberAfter(generationPrefix, name));
+    // Its maker may have published it before the lock was to be had.
+    if (flock(descriptor, LOCK_EX | LOCK_NB) == 0 && CurrentName(folder) != name
+        && IsStill(descriptor, path) && std::rename(path.c_str(), removed.c_str()) == 0)
+        RemoveFolder(descriptor, removed);
+    close(descriptor);
+}
+
+} // namespace
+
+CatalogPaths CatalogPathsIn(const std::string& folder)
+{
+    return { PathsOf(Catalog::layout, folder), folder + Catalog::notesName,
+             PathsOf(Dependency::layout, folder) };
+}
+
+std::vector<std::string> CatalogFileNames()
+{
+    const CatalogPaths paths = CatalogPathsIn(std::string());
+    std::vector<std::string> names = paths.products;
+    names.insert(names.end(), { paths.notes + ".fil", paths.notes + ".k1" });
+    names.insert(names.end(), paths.dependencies.begin(), paths.dependencies.end());
+    return names;
+}
+
+std::string CurrentCatalogFolder(const std::string& folder)
+{
+    const std::string current = CurrentName(folder);
+    struct stat status;
+    if (current.empty() || lstat((folder + current).c_str(), &status) != 0
+        || !S_ISDIR(status.st_mode))
+        return folder;
+    const std::string generation = folder + current + '/';
+    for (const std::string& name : CatalogFileNames()) {
+        const bool leadsThere = LeadsThrough(folder, name)
+            || IsSameFile(folder + name, generation + name)
+            || (!IsThere(folder + name) && !IsThere(generation + name));
+        if (!leadsThere)
+            return folder;
+    }
+    return generation;
+}
+
+bool OpenCurrentCatalog(const std::string& folder,
+                        const std::function<bool(const std::string& current)>& open)
+{
+    std::string current = CurrentCatalogFolder(folder);
+    for (int tries = 0; tries < mostTries; ++tries) {
+        const bool isOpen = open(current);
+        const std::string before = current;
+        current = CurrentCatalogFolder(folder);
+        if (current == before)
+            return isOpen;
+    }
+    return false;
+}
+
+// ---- a new generation ----
+
+NewGeneration::NewGeneration(const std::string& folder) : m_folder(folder)
+{
+    Make();
+}
+
+NewGeneration::~NewGeneration()
+{
+    if (m_descriptor < 0)
+        return;
+    // Readers may have come to one that was current and is so no longer.
+    if (!m_published && flock(m_descriptor, LOCK_EX | LOCK_NB) == 0)
+        RemoveFolder(m_descriptor, m_folder + m_name);
+    close(m_descriptor);
+}
+
+// A name that nothing has, so that nothing which is there already is used.
+void NewGeneration::Make()
+{
+    long number = NumberAfter(generationPrefix, CurrentName(m_folder));
+    for (const std::string& name : NamesIn(m_folder))
+        number = std::max(
+            { number, NumberAfter(generationPrefix, name), NumberAfter(removedPrefix, name) });
+    for (int tries = 0; tries < mostTries; ++tries) {
+        m_name = generationPrefix + std::to_string(++number);
+        if (storeFiles().MakeFolder((m_folder + m_name).c_str(), 0700) == 0) {
+            if (Lock())
+                return;
+        } else if (errno != EEXIST) {
+            break;
+        }
+    }
+    Fail("cannot make the folder " + m_folder + m_name);
+}
+
+// The folder is locked until it is published, so that nobody takes it for one that
+// a killed process left.
+bool NewGeneration::Lock()
+{
+    const std::string path = m_folder + m_name;
+    struct stat status;
+    m_descriptor = OpenFolder(path);
+    if (m_descriptor >= 0 && fstat(m_descriptor, &status) == 0 && status.st_uid == geteuid()
+        && flock(m_descriptor, LOCK_EX | LOCK_NB) == 0 && IsStill(m_descriptor, path))
+        return true;
+    if (m_descriptor >= 0)
+        close(m_descriptor);
+    m_descriptor = -1;
+    return false;
+}
+
+bool NewGeneration::Fail(const std::string& what)
+{
+    m_reason = what + ": " + std::strerror(errno);
+    return false;
+}
+
+bool NewGeneration::Publish()
+{
+    if (!Settle() || (!NamesLeadThrough() && !TakeInPlainFiles()))
+        return false;
+    return PublishOver(CurrentName(m_folder));
+}
+
+bool NewGeneration::PublishFirst()
+{
+    const auto leadsSomewhere
+        = [this](const std::string& name) { return access((m_folder + name).c_str(), F_OK) == 0; };
+    m_exists = leadsSomewhere(Catalog::layout.fileName);
+    if (m_exists)
+        return false;
+    const std::vector<std::string> names = CatalogFileNames();
+    if (IsThere(m_folder + pointerName) || std::any_of(names.begin(), names.end(), leadsSomewhere))
+        return Publish();
+    if (!Settle() || !PutNames() || !SyncFolder())
+        return false;
+    // Not by renaming: a pointer that has come meanwhile stays.
+    if (storeFiles().Symlink(m_name.c_str(), (m_folder + pointerName).c_str()) != 0) {
+        m_exists = errno == EEXIST;
+        return Fail("cannot make " + m_folder + pointerName);
+    }
+    LetReadersIn();
+    m_published = SyncFolder();
+    if (!m_published)
+        unlink((m_folder + pointerName).c_str());
+    return m_published;
+}
+
+// Once it is the current one, readers may share its lock (PinnedGeneration).
+void NewGeneration::LetReadersIn()
+{
+    flock(m_descriptor, LOCK_SH | LOCK_NB);
+}
+
+bool NewGeneration::PublishOver(const std::string& current)
+{
+    if (!PutNames() || !SyncFolder() || !PutLink(m_name, pointerName))
+        return false;
+    LetReadersIn();
+    m_published = true;
+    if (SyncFolder())
+        return true;
+    // It may not be on the disk: the old one is, and is the current one again.
+    const std::string reason = m_reason;
+    const bool back = current.empty() ? unlink((m_folder + pointerName).c_str()) == 0
+                                      : PutLink(current, pointerName);
+    m_published = !back;
+    m_reason = reason;
+    return false;
+}
+
+// ---- its files ----
+
+bool NewGeneration::Settle()
+{
+    for (const std::string& name : CatalogFileNames())
+        if (!SettleFile(name))
+            return Fail("cannot write " + Folder() + name);
+    struct stat folder;
+    if (stat(m_folder.c_str(), &folder) != 0 || !TakeAfter(m_descriptor, folder)
+        || storeFiles().Sync(m_descriptor) != 0)
+        return Fail("cannot write " + Folder());
+    return true;
+}
+
+bool NewGeneration::SettleFile(const std::string& name)
+{
+    StoreFiles& files = storeFiles();
+    const int file = files.OpenAt(m_descriptor, name.c_str(), O_RDONLY | O_NOFOLLOW, 0);
+    if (file < 0)
+        return false;
+    struct stat old;
+    const bool settled = (stat((m_folder + name).c_str(), &old) != 0 || TakeAfter(file, old))
+        && files.Sync(file) == 0;
+    files.Close(file);
+    return settled;
+}
+
+// ---- the links ----
+
+// Whether nothing of the described names is a file of its own.
+bool NewGeneration::NamesLeadThrough() const
+{
+    const std::vector<std::string> names = CatalogFileNames();
+    return std::all_of(names.begin(), names.end(), [this](const std::string& name) {
+        return LeadsThrough(m_folder, name) || !IsThere(m_folder + name);
+    });
+}
+
+// Makes what the described names lead to now a generation, the current one.
+bool NewGeneration::TakeInPlainFiles()
+{
+    NewGeneration plain(m_folder);
+    if (!plain)
+        return m_reason = plain.Reason(), false;
+    for (const std::string& name : CatalogFileNames()) {
+        const std::string from = m_folder + name, to = plain.Folder() + name;
+        if (access(from.c_str(), F_OK) == 0 && storeFiles().Link(from.c_str(), to.c_str()) != 0)
+            return Fail("cannot link " + from + " to " + to);
+    }
+    struct stat folder;
+    if (stat(m_folder.c_str(), &folder) != 0 || !TakeAfter(plain.m_descriptor, folder)
+        || storeFiles().Sync(plain.m_descriptor) != 0 || !SyncFolder())
+        return Fail("cannot write " + plain.Folder());
+    if (!PutLink(plain.m_name, pointerName))
+        return false;
+    plain.m_published = true;
+    return true;
+}
+
+// Makes each described name that is none yet a link.
+bool NewGeneration::PutNames()
+{
+    for (const std::string& name : CatalogFileNames())
+        if (!LeadsThrough(m_folder, name) && !PutLink(LinkTo(name), name))
+            return false;
+    return true;
+}
+
+bool NewGeneration::PutLink(const std::string& target, const std::string& name)
+{
+    const std::string fresh = Folder() + linkName, path = m_folder + name;
+    unlink(fresh.c_str());
+    if (storeFiles().Symlink(target.c_str(), fresh.c_str()) != 0)
+        return Fail("cannot make the link " + fresh);
+    return storeFiles().Rename(fresh.c_str(), path.c_str()) == 0 || Fail("cannot replace " + path);
+}
+
+bool NewGeneration::SyncFolder()
+{
+    const int descriptor = open(m_folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const bool synced = descriptor >= 0 && storeFiles().Sync(descriptor) == 0;
+    if (!synced)
+        Fail("cannot write " + m_folder);
+    if (descriptor >= 0)
+        close(descriptor);
+    return synced;
+}
+
+// ---- old generations ----
+
+void RemoveOldGenerations(const std::string& folder)
+{
+    for (const std::string& name : NamesIn(folder)) {
+        if (NumberAfter(generationPrefix, name) >= 0 && name != CurrentName(folder)) {
+            RemoveGeneration(folder, name);
+        } else if (NumberAfter(removedPrefix, name) >= 0) {
+            const int descriptor = OpenFolder(folder + name);
+            if (descriptor < 0)
+                continue;
+            RemoveFolder(descriptor, folder + name);
+            close(descriptor);
+        }
+    }
+}
+
+PinnedGeneration::PinnedGeneration(const std::string& folder)
+{
+    for (int tries = 0; tries < mostTries; ++tries) {
+        m_folder = CurrentCatalogFolder(folder);
+        if (m_folder == folder)
+            return;
+        const std::string path = m_folder.substr(0, m_folder.size() - 1);
+        m_descriptor = OpenFolder(path);
+        if (m_descriptor >= 0 && flock(m_descriptor, LOCK_SH | LOCK_NB) == 0
+            && IsStill(m_descriptor, path))
+            return;
+        if (m_descriptor >= 0)
+            close(m_descriptor);
+        m_descriptor = -1;
+    }
+}
+
+PinnedGeneration::~PinnedGeneration()
+{
+    if (m_descriptor >= 0)
+        close(m_descriptor);
+}

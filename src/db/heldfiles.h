@@ -1,0 +1,80 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The record store's files, kept open between its transfers. The store opens its
+// file for each transfer and closes it after. A database that is open keeps its
+// descriptors instead: it goes on with the files it has opened when others take
+// their place, and a transfer costs one or two system calls instead of four.
+//
+// A descriptor is kept while it is in the lower half of those the process may
+// have. A file beyond is opened for each transfer; once its path leads to another
+// file, that fails with ESTALE.
+//
+// Failures are counted: the store goes on with what it can do, and what it could
+// not do is missing then.
+
+#pragma once
+
+#include "store/storefiles.h"
+
+#include <string>
+#include <vector>
+
+// Stands on the file system in use (SetStoreFiles).
+class HeldFiles : public StoreFiles
+{
+public:
+    // For files that others use, too: nothing waits.
+    HeldFiles() = default;
+    // For new files in a folder of this process's own, which is open: they are
+    // opened there by their names alone, links are not followed, and the first
+    // bytes of a file (its header) are written when it is closed.
+    explicit HeldFiles(int folder) : m_folder(folder) { }
+    ~HeldFiles() override { CloseAll(); }
+    HeldFiles(const HeldFiles&) = delete;
+    HeldFiles& operator=(const HeldFiles&) = delete;
+
+    // Closes what the store has let go of, and forgets all.
+    void CloseAll();
+    bool nothingFailed() const { return !m_failed; }
+    // Whether `path` leads to the file that was opened as `opened`.
+    bool LeadsTo(const std::string& path, const std::string& opened) const;
+
+    int Open(const char* path, int flags, mode_t mode) override;
+    int Close(int descriptor) override;
+    off_t Seek(int descriptor, off_t position) override;
+    ssize_t Read(int descriptor, void* bytes, size_t size) override;
+    ssize_t Write(int descriptor, const void* bytes, size_t size) override;
+    int Resize(int descriptor, off_t size) override;
+    int Status(int descriptor, struct stat* status) override;
+    bool Exists(const char* path) override;
+
+private:
+    struct File {
+        std::string path;
+        int descriptor; // -1: not kept
+        dev_t device;
+        ino_t inode;
+        off_t position; // the store's
+        off_t reached; // the descriptor's; -1: not known
+        bool inUse; // by the store, at this moment
+        std::vector<char> header; // the first bytes, once they have been written
+        bool headerWaits;
+    };
+
+    bool IsPrivate() const { return m_folder >= 0; }
+    int OpenNew(const char* path, int flags, mode_t mode);
+    int OpenAgain(const File& file, int flags, mode_t mode);
+    int OpenFile(const char* path, int flags, mode_t mode, struct stat* status);
+    File* Find(int descriptor);
+    void Release(File& file);
+    bool Reach(File& file);
+    ssize_t Transferred(File& file, ssize_t size, size_t expected);
+    void WriteHeader(File& file);
+    bool IsInHeader(const File& file, size_t size) const;
+    void Expect(bool done) { m_failed = m_failed || !done; }
+
+    const int m_folder = -1;
+    std::vector<File> m_held;
+    bool m_failed = false;
+};

@@ -1,0 +1,30 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// Why a run of the package front end failed, read off its lines.
+
+#pragma once
+
+#include "install/packagelists.h"
+#include "request/agenterror.h"
+
+#include <QString>
+
+struct FailureReason {
+    AgentError::Code code = AgentError::NoFailure;
+    QString sentence; // for the user
+    QString details; // for a log: the lines
+};
+
+// A reason with the sentence of its code.
+FailureReason Reason(AgentError::Code code, const QString& details = QString());
+
+// The lines as one text: the last ones, where there are many.
+QString LinesAsText(const AptGetMessages& lines);
+
+// The reason that lines of a run that failed give: PackageToolsFailed where they give
+// none.
+FailureReason ReasonOfFailure(const AptGetMessages& lines);
+
+// Why a run that ended well named no package files.
+FailureReason ReasonOfNoFiles(const AptGetMessages& lines);

@@ -1,0 +1,99 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "request/agenterror.h"
+
+#include <iterator>
+
+namespace
+{
+
+struct Row {
+    AgentError::Code code;
+    const char* name;
+    const char* sentence;
+};
+
+// clang-format off
+const Row rows[] = {
+    { AgentError::NoFailure, "none", "" },
+    { AgentError::ServerUnreachable, "server-unreachable",
+      "The store server cannot be reached." },
+    { AgentError::TimedOut, "timed-out",
+      "The store server did not answer in time." },
+    { AgentError::Cancelled, "cancelled",
+      "This was cancelled." },
+    { AgentError::UnknownFunction, "unknown-function",
+      "The store server does not offer this function." },
+    { AgentError::BadAddress, "bad-address",
+      "The address of the store server is not valid." },
+    { AgentError::Locked, "locked",
+      "Another request to the store server has to finish first. Please try again." },
+    { AgentError::RefusedByServer, "refused-by-server",
+      "The store server refused this request." },
+    { AgentError::ServerFailed, "server-failed",
+      "The store server reported an error of its own." },
+    { AgentError::RedirectRefused, "redirect-refused",
+      "The store server led to an address that is not safe to follow." },
+    { AgentError::ReplyNotUnderstood, "reply-not-understood",
+      "The reply of the store server could not be understood." },
+    { AgentError::ReplyTooLarge, "reply-too-large",
+      "The reply of the store server is too large." },
+    { AgentError::CannotWrite, "cannot-write",
+      "A file could not be written." },
+    { AgentError::NoDiskSpace, "no-disk-space",
+      "There is not enough room on the disk." },
+    { AgentError::UnknownProduct, "unknown-product",
+      "The store does not have this product." },
+    { AgentError::NothingToDo, "nothing-to-do",
+      "There is nothing to do: this is installed already." },
+    { AgentError::Declined, "declined",
+      "This was not done, since it was not agreed to." },
+    { AgentError::DependencyError, "dependency-error",
+      "Packages that this product needs cannot be installed." },
+    { AgentError::WouldRemove, "would-remove",
+      "Other packages would have to be removed." },
+    { AgentError::HashMismatch, "hash-mismatch",
+      "A downloaded package is not the one that the store describes." },
+    { AgentError::DownloadFailed, "download-failed",
+      "A package could not be downloaded." },
+    { AgentError::RefusedName, "refused-name",
+      "This is not the name of a package." },
+    { AgentError::LockHeld, "lock-held",
+      "Another program is installing or removing software at the moment." },
+    { AgentError::RefreshFailed, "refresh-failed",
+      "The lists of packages could not be refreshed." },
+    { AgentError::PackageToolsMissing, "package-tools-missing",
+      "The package tools of the system cannot be started." },
+    { AgentError::PackageToolsFailed, "package-tools-failed",
+      "The package tools of the system reported an error." },
+    { AgentError::BadHomeFolder, "bad-home-folder",
+      "The home folder cannot hold the package lists of the store." },
+    { AgentError::NotPermitted, "not-permitted",
+      "You do not have the permission to do this." },
+    { AgentError::Other, "other",
+      "Something went wrong." },
+};
+// clang-format on
+
+const Row& RowOf(AgentError::Code code)
+{
+    const Row* found = std::end(rows) - 1;
+    for (const Row& row : rows) {
+        if (row.code == code)
+            found = &row;
+    }
+    return *found;
+}
+
+} // namespace
+
+QString AgentError::Name(Code nCode)
+{
+    return QString::fromLatin1(RowOf(nCode).name);
+}
+
+QString AgentError::Sentence(Code nCode)
+{
+    return QString::fromLatin1(RowOf(nCode).sentence);
+}

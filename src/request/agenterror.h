@@ -1,0 +1,74 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+/// @class AgentError
+/// Why a request did not do what it was made for: a code for programs, with a name
+/// that stays the same from release to release, and a sentence for people.
+///
+///     QObject::connect(request, &CAPI::signalFailure, host,
+///                      [](AgentError::Code code, const QString& sentence, const QString& details)
+///                      {
+///                          ... AgentError::Name(code), sentence, details
+///                      });
+///
+/// A slot found by name has the arguments (AgentError::Code,QString,QString).
+
+#pragma once
+
+#include "../util/export.h"
+
+#include <QMetaType>
+#include <QObject>
+#include <QString>
+
+class VANTRELAGENT_EXPORT AgentError
+{
+    Q_GADGET
+
+public:
+    /// What went wrong. New codes may come: treat one that you do not know as Other.
+    enum Code {
+        NoFailure = 0, ///< nothing; never emitted
+
+        ServerUnreachable, ///< no connection to the store server, or it broke
+        TimedOut, ///< the server was silent, or slow, for too long
+        Cancelled, ///< the user or the host ended it
+        UnknownFunction, ///< the server's directory does not list the function
+        BadAddress, ///< the address of the function is not one of the web
+        Locked, ///< another request has the requests of this process to itself
+        RefusedByServer, ///< the server says no; the sentence is the server's
+        ServerFailed, ///< the server answered with an error of HTTP
+        RedirectRefused, ///< the server sends elsewhere, where requests do not go
+        ReplyNotUnderstood, ///< the reply is not an envelope, or not a fit one
+        ReplyTooLarge, ///< the reply is over a limit of size or memory
+        CannotWrite, ///< a file could not be made or written
+        NoDiskSpace, ///< a file could not be written, since there is no room
+
+        UnknownProduct, ///< the store does not have the product
+        NothingToDo, ///< all of it is installed, or removed, already
+        Declined, ///< the user or the host said no before anything was changed
+        DependencyError, ///< packages that are needed cannot be had together
+        WouldRemove, ///< packages would go that nobody has agreed to lose
+        HashMismatch, ///< a package file is not the one that the store describes
+        DownloadFailed, ///< a package file could not be fetched
+        RefusedName, ///< a name is not the name of a package
+        LockHeld, ///< another program is installing or removing packages
+        RefreshFailed, ///< the lists of packages could not be refreshed
+        PackageToolsMissing, ///< the package tools cannot be started
+        PackageToolsFailed, ///< the package tools ended with an error
+        BadHomeFolder, ///< the user's home cannot hold the private package lists
+        NotPermitted, ///< the user may not do that
+
+        Other ///< anything else; the sentence says what
+    };
+    Q_ENUM(Code)
+
+    AgentError() = delete;
+
+    /// The stable name of a code: lower case, with hyphens ("server-unreachable",
+    /// "other"; "none" for NoFailure). "other" for a number that is not a code.
+    static QString Name(Code nCode);
+
+    /// A sentence for the user, in English; empty for NoFailure.
+    static QString Sentence(Code nCode);
+};

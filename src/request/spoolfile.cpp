@@ -1,0 +1,141 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "request/spoolfile.h"
+
+#include "support/cconfigfile.h"
+#include "util/diagnostics.h"
+#include "util/paths.h"
+
+#include <cerrno>
+#include <ctime>
+#include <deque>
+#include <dirent.h>
+#include <fcntl.h>
+#include <memory>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utility>
+
+namespace
+{
+
+// A file that is being made has this mode until it is held, so that no other
+// process takes it for an abandoned one.
+constexpr mode_t modeOfNew = 0200;
+constexpr mode_t modeOfHeld = 0600;
+
+// Those that were left to the callers of their requests. Never destroyed: they are
+// held as long as the process lives.
+std::deque<int>& Left()
+{
+    static auto* left = new std::deque<int>;
+    return *left;
+}
+
+void DropRemoved(std::deque<int>& left)
+{
+    for (std::size_t i = left.size(); i-- > 0;) {
+        struct stat info = {};
+        if (fstat(left[i], &info) == 0 && info.st_nlink > 0)
+            continue;
+        close(left[i]);
+        left.erase(left.begin() + std::ptrdiff_t(i));
+    }
+}
+
+std::string SpoolFolder()
+{
+    return SystemPath(std::string("/tmp"));
+}
+
+// Whether a name is T_N.xml.
+bool IsSpoolName(const std::string& name)
+{
+    const std::size_t bar = name.find('_');
+    const std::size_t dot = name.find_first_not_of("0123456789", bar + 1);
+    return bar != std::string::npos && bar > 0 && name.find_first_not_of("0123456789") == bar
+        && dot != std::string::npos && dot > bar + 1 && name.compare(dot, 5, ".xml") == 0;
+}
+
+bool IsOurs(const struct stat& info)
+{
+    return S_ISREG(info.st_mode) && info.st_uid == geteuid() && info.st_nlink == 1
+        && (info.st_mode & 07777) == modeOfHeld;
+}
+
+// Removes a file of the folder if it is one of ours that nobody holds.
+void RemoveUnheld(int folder, const char* name)
+{
+    struct stat named = {};
+    if (fstatat(folder, name, &named, AT_SYMLINK_NOFOLLOW) != 0 || !IsOurs(named))
+        return;
+    const int fd = openat(folder, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0)
+        return;
+    struct stat opened = {};
+    if (fstat(fd, &opened) == 0 && IsOurs(opened) && flock(fd, LOCK_EX | LOCK_NB) == 0
+        && opened.st_ino == named.st_ino && opened.st_dev == named.st_dev
+        && unlinkat(folder, name, 0) == 0)
+        qCInfo(logRequest, "removed %s, which a process has left", name);
+    close(fd);
+}
+
+} // namespace
+
+SpoolFile::~SpoolFile()
+{
+    if (m_fd >= 0)
+        close(m_fd);
+}
+
+std::string SpoolFile::Make()
+{
+    static long serial = 0;
+    static const bool cleared = (RemoveAbandoned(), true);
+    (void)cleared;
+    const long now = long(std::time(nullptr));
+    while (true) {
+        const std::string name
+            = SpoolFolder() + '/' + std::to_string(now) + '_' + std::to_string(serial++) + ".xml";
+        const int fd = open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, modeOfNew);
+        if (fd < 0 && (errno == EEXIST || errno == EINTR))
+            continue;
+        m_error = fd < 0 ? errno : 0;
+        if (fd >= 0) {
+            // Where there are no such locks, nothing is held, and nothing removed.
+            flock(fd, LOCK_EX | LOCK_NB);
+            fchmod(fd, modeOfHeld);
+        }
+        if (m_fd >= 0)
+            close(m_fd);
+        m_fd = fd;
+        return name;
+    }
+}
+
+void SpoolFile::Leave()
+{
+    std::deque<int>& left = Left();
+    DropRemoved(left);
+    if (m_fd >= 0)
+        left.push_back(std::exchange(m_fd, -1));
+    if (left.size() > maxLeft) {
+        close(left.front());
+        left.pop_front();
+    }
+}
+
+void SpoolFile::RemoveAbandoned()
+{
+    if (CConfigFile(SettingsFile(), false).GetLongValue("keep agent xml", 0) != 0)
+        return;
+    const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir(SpoolFolder().c_str()), closedir);
+    if (!folder)
+        return;
+    while (const dirent* entry = readdir(folder.get())) {
+        if (IsSpoolName(entry->d_name))
+            RemoveUnheld(dirfd(folder.get()), entry->d_name);
+    }
+}

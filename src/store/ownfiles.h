@@ -1,0 +1,19 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// Data files and indexes on a file system of their own, which their handles keep
+// for as long as they are open. Null stands for the one in use (SetStoreFiles).
+// Otherwise each function is the one of the public headers without "Own".
+
+#pragma once
+
+#include "store/indexfile.h"
+
+class StoreFiles;
+
+DataFile* MakeOwnDataFile(StoreFiles* files, const char* path, std::int16_t recordLength);
+DataFile* OpenOwnDataFile(StoreFiles* files, const char* path, std::int16_t recordLength);
+IndexFile* MakeOwnIndex(StoreFiles* files, const char* path, std::int16_t keyLength,
+                        bool allowDuplicates);
+IndexFile* OpenOwnIndex(StoreFiles* files, const char* path, std::int16_t keyLength,
+                        bool allowDuplicates);

@@ -1,0 +1,33 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "util/eventwait.h"
+
+#include "util/desktop.h"
+
+#include <chrono>
+#include <poll.h>
+
+namespace
+{
+
+// Long enough to leave the processor idle, short enough that nobody sees it.
+constexpr int Rest = 2; // milliseconds
+
+} // namespace
+
+bool PassEvents(int fd)
+{
+    ProcessMessages();
+    pollfd waiting = { fd, POLLIN, 0 };
+    // An interrupted rest is only a shorter one.
+    return poll(&waiting, 1, Rest) > 0;
+}
+
+void PassEventsFor(int milliseconds)
+{
+    using Clock = std::chrono::steady_clock;
+    const auto end = Clock::now() + std::chrono::milliseconds(milliseconds);
+    while (Clock::now() < end)
+        PassEvents();
+}

@@ -1,0 +1,182 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// Catalogs for the tests of the database that is made of them, and whether what is
+// there is the whole of one.
+
+#pragma once
+
+#include "catalog/capiupdatecatalog.h"
+#include "db/ccatalogfile.h"
+#include "db/dbcheck.h"
+#include "db/dbfolders.h"
+#include "db/indexlayer.h"
+#include "tests/common/datafolder.h"
+#include "tests/store/storeshims.h"
+
+#include <QDomDocument>
+#include <QLoggingCategory>
+#include <functional>
+#include <memory>
+#include <sys/wait.h>
+
+inline const QStringList kFiles{
+    QStringLiteral(".VACatalog.fil"),     QStringLiteral(".VACatalog.k1"),
+    QStringLiteral(".VACatalog.k2"),      QStringLiteral(".VACatalog.k3"),
+    QStringLiteral(".VACatalog.k4"),      QStringLiteral(".VACatalogNotes.fil"),
+    QStringLiteral(".VACatalogNotes.k1"), QStringLiteral(".VADepends.fil"),
+    QStringLiteral(".VADepends.k1"),      QStringLiteral(".VADepends.k2"),
+};
+
+// The folders of databases that are there, the current one and leftovers.
+inline QStringList Generations()
+{
+    return QDir(DataFolder())
+        .entryList({ QStringLiteral(".VACatalog.*") },
+                   QDir::Dirs | QDir::Hidden | QDir::NoDotAndDotDot | QDir::NoSymLinks);
+}
+
+inline void RemoveDatabase()
+{
+    for (const QString& name : kFiles)
+        QFile::remove(DataPath(name));
+    QFile::remove(DataPath(QStringLiteral(".VACatalog.current")));
+    QFile::remove(DataPath(QStringLiteral(".VACatalog.lock")));
+    for (const QString& name : Generations())
+        QDir(DataPath(name)).removeRecursively();
+}
+
+// The same database as plain files, as older versions made it.
+inline void MakePlain()
+{
+    for (const QString& name : kFiles) {
+        const QString path = DataPath(name), copy = path + QStringLiteral(".copy");
+        if (!QFile::copy(path, copy) || !QFile::remove(path) || !QFile::rename(copy, path))
+            qFatal("cannot make a plain file of %s", qPrintable(name));
+    }
+    QFile::remove(DataPath(QStringLiteral(".VACatalog.current")));
+    for (const QString& name : Generations())
+        QDir(DataPath(name)).removeRecursively();
+}
+
+// What the library logs for as long as this lives.
+class LoggedLines
+{
+public:
+    LoggedLines()
+    {
+        s_lines.clear();
+        QLoggingCategory::setFilterRules(QStringLiteral("vantrel.agent.*=true"));
+        m_before
+            = qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString& line) {
+                  s_lines += line.toUtf8() + '\n';
+              });
+    }
+    ~LoggedLines()
+    {
+        qInstallMessageHandler(m_before);
+        QLoggingCategory::setFilterRules(QString());
+    }
+    LoggedLines(const LoggedLines&) = delete;
+    LoggedLines& operator=(const LoggedLines&) = delete;
+
+    QByteArray text() const { return s_lines; }
+
+private:
+    static inline QByteArray s_lines;
+    QtMessageHandler m_before;
+};
+
+inline QDomDocument Document(const QByteArray& content)
+{
+    QDomDocument document;
+    if (!document.setContent("<catalog>" + content + "</catalog>"))
+        qFatal("the test's own XML is broken");
+    return document;
+}
+
+inline bool Process(QDomElement catalog)
+{
+    // A request that is never executed is destroyed by its maker.
+    const std::unique_ptr<CAPIUpdateCatalog> request(new CAPIUpdateCatalog(true, true));
+    return request->ProcessVantrelCatalogRequest(catalog);
+}
+
+inline bool Process(const QByteArray& content)
+{
+    return Process(Document(content).documentElement());
+}
+
+inline QByteArray Product(int serial, const QByteArray& elements = "")
+{
+    const QByteArray number = QByteArray::number(serial);
+    return "<product name=\"n" + number + "\"><serialnumber>" + number
+        + "</serialnumber><packagename>p" + number + "</packagename>" + elements + "</product>";
+}
+
+inline QByteArray Category(const QByteArray& products, const QByteArray& name = "Games")
+{
+    return "<category name=\"" + name + "\" home_page=\"http://g/\">" + products + "</category>";
+}
+
+// A catalog whose products tell by their version which one it is.
+inline QByteArray Whole(const QByteArray& version, int count = 40)
+{
+    QByteArray products;
+    for (int i = 1; i <= count; ++i)
+        products += Product(i,
+                            "<version>" + version + "</version><briefdescription>about "
+                                + QByteArray::number(i) + QByteArray(i * 7, 'x')
+                                + "</briefdescription><dependencies><d name=\"libc6\"/><d name=\"q"
+                                + QByteArray::number(i) + "\"/></dependencies>");
+    return Category(products);
+}
+
+// The version of the whole catalog that is there; what is wrong, otherwise.
+inline QByteArray VersionOfWhole(int count = 40)
+{
+    const IndexLayer layer;
+    CCatalogFile file;
+    if (!file.Open())
+        return "does not open";
+    const DbFindings findings = CheckCatalog(CatalogFolder());
+    if (!findings.faults.empty() || !findings.remarks.empty())
+        return "unsound";
+    QByteArray version;
+    int found = 0;
+    for (bool more = file.FindFirstForCategory("Games"); more;
+         more = file.FindNextForCategory("Games"), ++found) {
+        if (found > 0 && version != file.Version())
+            return "mixed";
+        version = file.Version();
+        if (file.OwnDependencies().size() != 2 || file.Description().isEmpty())
+            return "with a product that lacks something";
+    }
+    return found == count ? version : "incomplete";
+}
+
+inline QList<QByteArray> Contents()
+{
+    QList<QByteArray> contents;
+    for (const QString& name : kFiles)
+        contents << ReadDataFile(name);
+    return contents;
+}
+
+// What a process does that is killed at the k-th change of a file, or ends.
+inline bool KilledAt(int k, const std::function<void()>& work)
+{
+    const pid_t child = fork();
+    if (child == 0) {
+        CrashingFiles files(k);
+        SetStoreFiles(&files);
+        work();
+        _exit(0);
+    }
+    int status = -1;
+    if (child < 0 || waitpid(child, &status, 0) != child)
+        qFatal("no child process");
+    if (!WIFSIGNALED(status) && status != 0)
+        qFatal("the process ended with status %d", status);
+    return WIFSIGNALED(status);
+}

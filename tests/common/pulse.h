@@ -1,0 +1,38 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// How long the event loop stood still: the longest time between two ticks of a
+// timer of 10 ms, as long as it lives.
+
+#pragma once
+
+#include <QElapsedTimer>
+#include <QTimer>
+#include <algorithm>
+
+class Pulse
+{
+public:
+    Pulse()
+    {
+        QObject::connect(&m_timer, &QTimer::timeout, &m_timer, [this] { Beat(); });
+        m_timer.setTimerType(Qt::PreciseTimer);
+        m_timer.start(10);
+        m_since.start();
+    }
+    int beats() const { return m_beats; }
+    // In milliseconds, with the time since the last tick.
+    qint64 longestGap() const { return std::max(m_longest, m_since.elapsed()); }
+
+private:
+    void Beat()
+    {
+        m_longest = std::max(m_longest, m_since.restart());
+        ++m_beats;
+    }
+
+    QTimer m_timer;
+    QElapsedTimer m_since;
+    qint64 m_longest = 0;
+    int m_beats = 0;
+};

@@ -1,0 +1,158 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// A host's window lives while a request waits: how long it may stand still.
+// The figures are printed; what is asserted is far from them, for busy machines.
+
+#include "requests.h"
+
+#include "catalog/capiupdatecatalog.h"
+
+#include <QElapsedTimer>
+#include <QFileInfo>
+#include <QtTest>
+
+namespace
+{
+
+constexpr qint64 mayStandStill = 500; // milliseconds
+
+// A timer of 10 ms that remembers its longest gap.
+class Heart
+{
+public:
+    Heart()
+    {
+        QObject::connect(&m_timer, &QTimer::timeout, &m_timer, [this] { Beat(); });
+        m_timer.start(10);
+        m_since.start();
+    }
+    qint64 longest()
+    {
+        Beat();
+        return m_longest;
+    }
+
+private:
+    void Beat() { m_longest = qMax(m_longest, m_since.restart()); }
+
+    QTimer m_timer;
+    QElapsedTimer m_since;
+    qint64 m_longest = 0;
+};
+
+QByteArray Catalog(int products)
+{
+    QByteArray text = "<agentfunction resultcode=\"OK\"><catalog><category name=\"games\">\n";
+    for (int i = 0; i < products; ++i)
+        text += "<product name=\"package-" + QByteArray::number(i)
+            + "\"><serialnumber>1</serialnumber><version>1.0-1</version>"
+              "<packagename>package</packagename><briefdescription>"
+            + QByteArray(300, 'x')
+            + "</briefdescription><dependencies><dependency name=\"libc6\"/>"
+              "<dependency name=\"libpixel\"/></dependencies></product>\n";
+    return text + "</category></catalog></agentfunction>\n";
+}
+
+} // namespace
+
+class EventGapsTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    ScriptedServer m_server;
+
+    // Sends `bytes` in pieces, one each time that a timer of `pause` ms fires.
+    void serve(const QByteArray& path, const QByteArray& bytes, int piece, int pause)
+    {
+        m_server.answer(path, [=](QTcpSocket* socket, const QByteArray&) {
+            auto* timer = new QTimer(socket);
+            connect(timer, &QTimer::timeout, socket, [=, sent = 0]() mutable {
+                if (socket->bytesToWrite() > 1024 * 1024)
+                    return;
+                socket->write(bytes.mid(sent, piece));
+                sent += piece;
+                if (sent >= bytes.size()) {
+                    timer->stop();
+                    socket->disconnectFromHost();
+                }
+            });
+            timer->start(pause);
+        });
+    }
+
+private slots:
+    void initTestCase()
+    {
+        Setting("agent api url", m_server.url("/api").toStdString());
+        m_server.answer("/api",
+                        Directory({ { "TestRequest", m_server.url("/t") },
+                                    { "CAPIUpdateCatalog", m_server.url("/c") } }));
+        CAPI::GetURLList();
+    }
+
+    void aSlowServerDoesNotFreezeTheWindow()
+    {
+        const QByteArray body = "<agentfunction resultcode=\"OK\">slow</agentfunction>";
+        serve("/t", ScriptedServer::http(body), 10, 50);
+        TestRequest::Record record;
+        Heart heart;
+        QVERIFY((new TestRequest(record))->Execute());
+        const qint64 gap = heart.longest();
+        qInfo("the longest gap was %lld ms", gap);
+        QCOMPARE(record.events.last(), QStringLiteral("complete 1"));
+        QVERIFY(gap < mayStandStill);
+    }
+
+    void aLargeCatalogDoesNotFreezeTheWindow()
+    {
+        const QByteArray given = qgetenv("PAKMART_TEST_REPLY");
+        QFile file(QFile::decodeName(given));
+        const QByteArray body
+            = !given.isEmpty() && file.open(QIODevice::ReadOnly) ? file.readAll() : Catalog(20000);
+        serve("/c", ScriptedServer::http(body), 64 * 1024, 0);
+        bool succeeded = false;
+        auto* request = new CAPIUpdateCatalog(true, true);
+        connect(request, &CAPI::APIComplete, this, [&succeeded](bool ok) { succeeded = ok; });
+        Heart heart;
+        QVERIFY(request->Execute());
+        const qint64 gap = heart.longest();
+        qInfo("%.1f MB, the longest gap was %lld ms", body.size() / 1e6, gap);
+        QVERIFY(succeeded);
+        QVERIFY(QFileInfo(QString::fromLocal8Bit(qgetenv("PAKMART_SYSROOT"))
+                          + QStringLiteral("/usr/share/apps/vantrelagent/.catalog"))
+                    .size()
+                > body.size() / 2);
+        QVERIFY(gap < mayStandStill);
+    }
+
+    void aReplyThatIsBeingReadCanBeCancelled()
+    {
+        const QByteArray body = Catalog(20000);
+        serve("/t", ScriptedServer::http(body), 64 * 1024, 0);
+        TestRequest::Record record;
+        auto* request = new TestRequest(record, false);
+        const BoxCloser boxes;
+        // The transfer is over, and the reply file is whole, before it is read.
+        QElapsedTimer since;
+        QTimer look;
+        connect(&look, &QTimer::timeout, this, [&] {
+            if (since.isValid() || QFileInfo(record.file).size() < body.size())
+                return;
+            since.start();
+            CAPI::AbortTransfers();
+        });
+        look.start(1);
+        QVERIFY(request->Execute());
+        qInfo("it took %lld ms", since.elapsed());
+        QCOMPARE(record.failures, QStringList(QStringLiteral("cancelled")));
+        QCOMPARE(record.events.last(), QStringLiteral("complete 0"));
+        QCOMPARE(record.events.size(), 3);
+        QCOMPARE(boxes.texts, QStringList());
+        QVERIFY(since.elapsed() < 3000);
+    }
+};
+
+QTEST_MAIN(EventGapsTest)
+#include "tst_eventgaps.moc"

@@ -1,0 +1,220 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// Who may read a reply file, and what becomes of those that nobody removed.
+
+#include "catalog/capidownloadappinfo.h"
+#include "request/spoolfile.h"
+#include "requests.h"
+
+#include <QDir>
+#include <QtTest>
+#include <csignal>
+#include <optional>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace
+{
+
+QString Folder()
+{
+    return QString::fromLocal8Bit(qgetenv("PAKMART_SYSROOT")) + QStringLiteral("/tmp/");
+}
+
+bool IsThere(const std::string& name)
+{
+    struct stat info = {};
+    return lstat(name.c_str(), &info) == 0;
+}
+
+int Mode(const std::string& name)
+{
+    struct stat info = {};
+    return stat(name.c_str(), &info) == 0 ? int(info.st_mode & 07777) : -1;
+}
+
+// A file of the folder with these permissions, that nobody holds.
+std::string Lay(const char* name, mode_t mode = 0600)
+{
+    QFile file(Folder() + QLatin1String(name));
+    if (!file.open(QIODevice::WriteOnly) || fchmod(file.handle(), mode) != 0)
+        qFatal("cannot lay a file");
+    return file.fileName().toStdString();
+}
+
+} // namespace
+
+class SpoolFileTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void cleanup()
+    {
+        for (const QString& name : QDir(Folder()).entryList(QDir::Files | QDir::System))
+            QFile::remove(Folder() + name);
+    }
+
+    void isForItsOwnerAloneUnderAnyMask()
+    {
+        for (const mode_t mask : { 0, 022, 0177, 0777 }) {
+            SpoolFile file;
+            const mode_t before = umask(mask);
+            const std::string name = file.Make();
+            umask(before);
+            QCOMPARE(Mode(name), 0600);
+            QCOMPARE(file.error(), 0);
+        }
+    }
+
+    void aFileThatIsHeldIsNotRemoved()
+    {
+        std::string name;
+        {
+            SpoolFile file;
+            name = file.Make();
+            SpoolFile::RemoveAbandoned();
+            QVERIFY(IsThere(name));
+        }
+        SpoolFile::RemoveAbandoned();
+        QVERIFY(!IsThere(name));
+    }
+
+    void aFileOfAKilledProcessIsRemovedByTheNext()
+    {
+        int ready[2];
+        QCOMPARE(pipe(ready), 0);
+        const pid_t child = fork();
+        if (child == 0) {
+            SpoolFile file;
+            const std::string name = file.Make() + '\n';
+            if (write(ready[1], name.data(), name.size()) == ssize_t(name.size()))
+                pause();
+            _exit(1);
+        }
+        char text[4096] = {};
+        QVERIFY(read(ready[0], text, sizeof text - 1) > 0);
+        close(ready[0]);
+        close(ready[1]);
+        const std::string name = QByteArray(text).trimmed().toStdString();
+        SpoolFile::RemoveAbandoned();
+        const bool held = IsThere(name);
+        kill(child, SIGKILL);
+        waitpid(child, nullptr, 0);
+        QVERIFY(held);
+        SpoolFile::RemoveAbandoned();
+        QVERIFY(!IsThere(name));
+    }
+
+    void whatMayBeSomebodyElsesStays()
+    {
+        const std::string gone = Lay("100_1.xml");
+        std::vector<std::string> kept;
+        for (const char* name : { "100.xml", "_1.xml", "100_.xml", "100_1.xml.bak", "a100_1.xml",
+                                  "100_1_1.xml", "100_1.txt" })
+            kept.push_back(Lay(name));
+        kept.push_back(Lay("100_2.xml", 0644)); // not made by this library
+        kept.push_back(Lay("100_3.xml", 0200)); // is just being made
+        kept.push_back(Lay("100_4.xml"));
+        QFile::link(QString::fromStdString(kept.back()), Folder() + QStringLiteral("100_5.xml"));
+        kept.push_back((Folder() + QStringLiteral("100_5.xml")).toStdString());
+        const std::string second = (Folder() + QStringLiteral("100_6.xml")).toStdString();
+        QCOMPARE(link(kept[9].c_str(), second.c_str()), 0); // another name for it
+        const std::string pipe = (Folder() + QStringLiteral("100_7.xml")).toStdString();
+        QCOMPARE(mkfifo(pipe.c_str(), 0600), 0);
+        const std::string folder = (Folder() + QStringLiteral("100_8.xml")).toStdString();
+        QCOMPARE(mkdir(folder.c_str(), 0600), 0);
+        if (geteuid() == 0) {
+            kept.push_back(Lay("100_9.xml"));
+            QCOMPARE(chown(kept.back().c_str(), 1234, 1234), 0);
+        }
+        SpoolFile::RemoveAbandoned();
+        QVERIFY(!IsThere(gone));
+        for (const std::string& name : kept)
+            QVERIFY2(IsThere(name), name.c_str());
+        QVERIFY(IsThere(second));
+        QVERIFY(IsThere(pipe));
+        QVERIFY(IsThere(folder));
+        QCOMPARE(rmdir(folder.c_str()), 0);
+    }
+
+    void filesThatTheSettingsKeepStay()
+    {
+        const std::string name = Lay("100_1.xml");
+        Setting("keep agent xml", "1");
+        SpoolFile::RemoveAbandoned();
+        QVERIFY(IsThere(name));
+        Setting("keep agent xml", "0");
+        SpoolFile::RemoveAbandoned();
+        QVERIFY(!IsThere(name));
+    }
+
+    void theFirstRequestOfAProcessRemovesThem()
+    {
+        // In a child: here the first file was made long ago.
+        const std::string name = Lay("100_1.xml");
+        const pid_t child = fork();
+        if (child == 0) {
+            execl("/proc/self/exe", "tst_spoolfile", "makesAFile", nullptr);
+            _exit(127);
+        }
+        int status = -1;
+        QCOMPARE(waitpid(child, &status, 0), child);
+        QCOMPARE(status, 0);
+        QVERIFY(!IsThere(name));
+    }
+    void makesAFile()
+    {
+        SpoolFile file;
+        QVERIFY(IsThere(file.Make()));
+    }
+
+    void aFileLeftToTheCallerIsHeldUntilItIsRemoved()
+    {
+        ScriptedServer server;
+        Setting("agent api url", server.url("/api").toStdString());
+        server.answer("/api", Directory({ { "CAPIDownloadAppInfo", server.url("/t") } }));
+        server.answer("/t", ScriptedServer::http("<agentfunction resultcode=\"OK\"/>"));
+        const auto descriptors = [] {
+            return QDir(QStringLiteral("/proc/self/fd")).entryList(QDir::System | QDir::Files);
+        };
+        QString name;
+        std::vector<long> ids;
+        int before = 0;
+        for (int i = 0; i < 5; ++i) {
+            auto* request = new CAPIDownloadAppInfo(ids, true);
+            QObject::connect(request, &CAPI::APIDestinationFile, this,
+                             [&name](const QFile& file) { name = file.fileName(); });
+            QSignalSpy end(request, &CAPI::APIComplete);
+            QVERIFY(request->Execute());
+            QTRY_COMPARE_WITH_TIMEOUT(end.size(), 1, 60000);
+            SpoolFile::RemoveAbandoned();
+            QVERIFY(QFile::exists(name));
+            QCOMPARE(Mode(name.toStdString()), 0600);
+            QVERIFY(QFile::remove(name));
+            if (i == 1)
+                before = descriptors().size();
+        }
+        QVERIFY(descriptors().size() <= before + 1);
+    }
+
+    void veryManyLeftFilesAreNotAllHeld()
+    {
+        std::vector<std::string> names;
+        for (std::size_t i = 0; i < SpoolFile::maxLeft + 2; ++i) {
+            SpoolFile file;
+            names.push_back(file.Make());
+            file.Leave();
+        }
+        SpoolFile::RemoveAbandoned();
+        const auto there = std::count_if(names.begin(), names.end(), IsThere);
+        QCOMPARE(std::size_t(there), SpoolFile::maxLeft);
+        QVERIFY(!IsThere(names.front()));
+        QVERIFY(IsThere(names.back()));
+    }
+};
+
+QTEST_MAIN(SpoolFileTest)
+#include "tst_spoolfile.moc"

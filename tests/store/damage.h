@@ -1,0 +1,139 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// What the tests on damaged files share: keys in buffers that are no longer than
+// they must be, and indexes put together page by page, in any shape.
+
+#pragma once
+
+#include "store/bytes.h"
+#include "store/cachedpages.h"
+#include "store/datafile.h"
+#include "store/indexpage.h"
+
+#include <QByteArray>
+
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+constexpr int keyLength = 10;
+constexpr int pageLength = PackedLength(keyLength);
+constexpr int itemLength = keyLength + 9;
+
+class KeyBuffer
+{
+public:
+    explicit KeyBuffer(const std::string& key, int length = keyLength)
+        : m_bytes(new char[std::size_t(length) + 1]())
+    {
+        std::memcpy(m_bytes.get(), key.data(), std::min(key.size(), std::size_t(length)));
+    }
+    operator char*() { return m_bytes.get(); }
+
+private:
+    const std::unique_ptr<char[]> m_bytes;
+};
+
+inline std::string Key(std::uint32_t number)
+{
+    char key[16];
+    std::snprintf(key, sizeof key, "%06u", number);
+    return key;
+}
+
+inline void Put32(QByteArray* bytes, int offset, std::uint32_t value)
+{
+    PutUint32(reinterpret_cast<std::uint8_t*>(bytes->data()) + offset, value);
+}
+
+inline std::uint32_t Get32(const QByteArray& bytes, int offset)
+{
+    return GetUint32(reinterpret_cast<const std::uint8_t*>(bytes.constData()) + offset);
+}
+
+inline QByteArray Packed(const IndexPage& page, int length = keyLength)
+{
+    QByteArray bytes(PackedLength(length), '\0');
+    PackPage(page, length, reinterpret_cast<std::uint8_t*>(bytes.data()));
+    return bytes;
+}
+
+// The bytes of a page whose items are all `key`, each child the given one.
+inline QByteArray PageOf(int count, std::uint32_t child, const char* key)
+{
+    const auto page = std::make_unique<IndexPage>();
+    page->count = std::uint8_t(count);
+    page->leftmost = child;
+    for (int i = 1; i <= count; ++i) {
+        page->items[i] = MakeItem(key, std::uint32_t(i));
+        page->items[i].child = child;
+    }
+    return Packed(*page);
+}
+
+// An index of pages 1, 2, ... in the order in which they are added.
+class TreeFile
+{
+public:
+    explicit TreeFile(int length = keyLength) : m_length(length) { }
+
+    // The keys from `first` on, `step` apart.
+    void AddLeaf(std::uint32_t first, int count, std::uint32_t step = 1)
+    {
+        IndexPage& page = Add(count);
+        for (int i = 1; i <= count; ++i, first += step)
+            page.items[i] = MakeItem(Key(first).c_str(), first);
+    }
+    // Children, and the keys between them.
+    void AddInner(const std::vector<std::uint32_t>& children,
+                  const std::vector<std::uint32_t>& keys)
+    {
+        IndexPage& page = Add(int(keys.size()));
+        page.leftmost = children[0];
+        for (std::size_t i = 0; i < keys.size(); ++i) {
+            page.items[i + 1] = MakeItem(Key(keys[i]).c_str(), keys[i]);
+            page.items[i + 1].child = children[i + 1];
+        }
+    }
+    IndexPage& operator[](std::uint32_t number) { return *m_pages[number - 1]; }
+    void Free(std::int32_t number) { m_firstFree = number; }
+
+    QByteArray Bytes(std::uint32_t root) const
+    {
+        DataFileHeader header{};
+        header.firstFree = m_firstFree;
+        header.deletedCount = m_firstFree != -1;
+        header.rootPage = std::int32_t(root);
+        header.storedCount = header.recordCount = std::int32_t(m_pages.size()) + 1;
+        std::strcpy(header.version, VERSION);
+        QByteArray bytes(PackedLength(m_length), '\0');
+        WriteDataFileHeader(header, reinterpret_cast<std::uint8_t*>(bytes.data()));
+        for (const auto& page : m_pages)
+            bytes += Packed(*page, m_length);
+        return bytes;
+    }
+
+private:
+    IndexPage& Add(int count)
+    {
+        m_pages.push_back(std::make_unique<IndexPage>());
+        m_pages.back()->count = std::uint8_t(count);
+        return *m_pages.back();
+    }
+
+    const int m_length;
+    std::int32_t m_firstFree = -1;
+    std::vector<std::unique_ptr<IndexPage>> m_pages;
+};
+
+// Whether none of an index's pages in memory has more items than a page may have.
+inline bool NoPageIsOverfull(const IndexFile* index)
+{
+    for (const CachedPage* page = index->firstPage; page; page = page->nextOfOwner)
+        if ((page->buffer ? page->buffer->count : page->compact.count()) > pageItems)
+            return false;
+    return true;
+}

@@ -1,0 +1,374 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// Every allocation of the store fails in turn, once or for good. What needed it
+// fails with the code for it, nothing is left behind, and every item is still found.
+
+#include "store/cnote.h"
+#include "store/indexfile.h"
+#include "store/pagecache.h"
+#include "tests/store/storetest.h"
+
+#include <QFile>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <new>
+
+namespace
+{
+
+// Allocations of the process while a piece of work goes on.
+class Memory
+{
+public:
+    // The k-th allocation fails, counted from 0, or all from that one on.
+    static void FailFrom(int k, bool forGood)
+    {
+        s_left = k;
+        s_forGood = forGood;
+        s_failing = true;
+        s_failed = false;
+    }
+    // Whether there was a k-th one.
+    static bool Heal()
+    {
+        s_failing = false;
+        return s_failed;
+    }
+    static bool Fails()
+    {
+        if (!s_failing || s_left-- > 0)
+            return false;
+        s_failed = true;
+        s_failing = s_forGood;
+        s_left = 0;
+        return true;
+    }
+    static void* Take(std::size_t size)
+    {
+        void* const memory = Fails() ? nullptr : std::malloc(size);
+        s_inUse += memory != nullptr;
+        return memory;
+    }
+    static void Give(void* memory)
+    {
+        s_inUse -= memory != nullptr;
+        std::free(memory);
+    }
+    // Allocations that were not given back.
+    static long inUse() { return s_inUse; }
+
+private:
+    static bool s_failing, s_forGood, s_failed;
+    static int s_left;
+    static long s_inUse;
+};
+
+bool Memory::s_failing = false;
+bool Memory::s_forGood = false;
+bool Memory::s_failed = false;
+int Memory::s_left = 0;
+long Memory::s_inUse = 0;
+
+void* TakeOrThrow(std::size_t size)
+{
+    if (void* const memory = Memory::Take(size))
+        return memory;
+    throw std::bad_alloc();
+}
+
+} // namespace
+
+// clang-format off
+void* operator new(std::size_t size) { return TakeOrThrow(size); }
+void* operator new[](std::size_t size) { return TakeOrThrow(size); }
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return Memory::Take(size); }
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept { return Memory::Take(size); }
+void operator delete(void* memory) noexcept { Memory::Give(memory); }
+void operator delete[](void* memory) noexcept { Memory::Give(memory); }
+void operator delete(void* memory, std::size_t) noexcept { Memory::Give(memory); }
+void operator delete[](void* memory, std::size_t) noexcept { Memory::Give(memory); }
+void operator delete(void* memory, const std::nothrow_t&) noexcept { Memory::Give(memory); }
+void operator delete[](void* memory, const std::nothrow_t&) noexcept { Memory::Give(memory); }
+// clang-format on
+
+// The linker has the store call this one.
+extern "C" void* __real_calloc(std::size_t count, std::size_t size);
+extern "C" void* __wrap_calloc(std::size_t count, std::size_t size)
+{
+    return Memory::Fails() ? nullptr : __real_calloc(count, size);
+}
+
+class TestMemory : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init()
+    {
+        m_folder = std::make_unique<QTemporaryDir>();
+        m_descriptors = OpenDescriptors();
+        QCOMPARE(InitIndex(), 0);
+    }
+    void cleanup()
+    {
+        UnInitIndex();
+        SetCompactRoom(standardCompactRoom);
+        QCOMPARE(OpenDescriptors(), m_descriptors);
+    }
+
+    void pageCache();
+    void making_data();
+    void making();
+    void changes_data();
+    void changes();
+    void closingForGood();
+    void repairTakesNone();
+    void notes();
+
+private:
+    std::string Path(const char* name = "file") const
+    {
+        return m_folder->filePath(name).toStdString();
+    }
+
+    std::unique_ptr<QTemporaryDir> m_folder;
+    int m_descriptors = 0;
+};
+
+void TestMemory::pageCache()
+{
+    UnInitIndex();
+    for (int k = 0;; ++k) {
+        const long before = Memory::inUse();
+        Memory::FailFrom(k, false);
+        const int result = InitIndex();
+        if (!Memory::Heal()) {
+            QCOMPARE(result, 0);
+            QVERIFY(k >= 5);
+            return;
+        }
+        QCOMPARE(result, -1);
+        QCOMPARE(taerror, int(taNoMemory));
+        QCOMPARE(Memory::inUse(), before);
+        QVERIFY(!MakeIndex(0, Path().c_str(), 12, 0));
+        QCOMPARE(taerror, int(taNoMemory));
+    }
+}
+
+using Making = std::function<void*(const char*)>;
+Q_DECLARE_METATYPE(Making)
+
+void TestMemory::making_data()
+{
+    QTest::addColumn<Making>("make");
+    QTest::newRow("MakeDataFile") << Making(
+        [](const char* path) { return MakeDataFile(0, path, 64); });
+    QTest::newRow("OpenDataFile") << Making(
+        [](const char* path) { return OpenDataFile(0, path, 64); });
+    QTest::newRow("MakeIndex") << Making(
+        [](const char* path) { return MakeIndex(0, path, 12, 0); });
+    QTest::newRow("OpenIndex") << Making(
+        [](const char* path) { return OpenIndex(0, path, 12, 0); });
+}
+
+void TestMemory::making()
+{
+    QFETCH(Making, make);
+    CloseIndex(MakeIndex(0, Path().c_str(), 12, 0));
+    const long before = Memory::inUse();
+    for (int k = 0;; ++k) {
+        const std::string path = Path();
+        Memory::FailFrom(k, false);
+        void* const made = make(path.c_str());
+        if (!Memory::Heal()) {
+            QVERIFY(made);
+            QVERIFY(k >= 1);
+            if (QByteArray(QTest::currentDataTag()).endsWith("Index"))
+                CloseIndex(static_cast<IndexFile*>(made));
+            else
+                CloseDataFile(static_cast<DataFile*>(made));
+            break;
+        }
+        QVERIFY(!made);
+        QCOMPARE(taerror, int(taNoMemory));
+    }
+    QCOMPARE(Memory::inUse(), before);
+}
+
+namespace
+{
+
+constexpr int keyLength = 12;
+
+struct Key {
+    explicit Key(std::uint32_t number) { std::snprintf(text, sizeof text, "%08u", number); }
+    char text[keyLength + 1];
+};
+
+int Add(IndexFile* index, std::uint32_t number)
+{
+    return AddKey(index, &number, Key(number).text);
+}
+
+int Delete(IndexFile* index, std::uint32_t number)
+{
+    return DeleteKey(index, &number, Key(number).text);
+}
+
+bool Find(IndexFile* index, std::uint32_t number)
+{
+    std::uint32_t record = 0;
+    return FindKey(index, &record, Key(number).text) == 0 && record == number;
+}
+
+constexpr std::uint32_t items = 16000;
+
+// Some of many items come and go, so that pages split and are joined, in memory and
+// from the file. In `states`, what is known of each: 1 there, 0 not, 2 either.
+void ComeAndGo(IndexFile* index, std::uint8_t* states)
+{
+    const auto note = [states](std::uint32_t number, int result, int state) {
+        const bool answered = result == 0 || taerror == taNoError;
+        if (!answered && taerror != taNoMemory)
+            qFatal("error %d", int(taerror));
+        states[number] = std::uint8_t(answered ? state : 2);
+    };
+    for (std::uint32_t i = 0; i < 30; ++i) {
+        note(40 + 2 * i + 1, Add(index, 40 + 2 * i + 1), 1);
+        note(8000 + 2 * i, Delete(index, 8000 + 2 * i), 0);
+        note(3 + 1000 * i, Add(index, 3 + 1000 * i), 1);
+    }
+}
+
+} // namespace
+
+void TestMemory::changes_data()
+{
+    QTest::addColumn<bool>("flushing");
+    QTest::addColumn<bool>("forGood");
+    QTest::addColumn<int>("room");
+    for (const bool forGood : { false, true }) {
+        const char* const often = forGood ? "for good" : "once";
+        QTest::addRow("in memory, %s", often) << false << forGood << int(standardCompactRoom);
+        QTest::addRow("little room, %s", often) << false << forGood << 0;
+        QTest::addRow("flushing, %s", often) << true << forGood << int(standardCompactRoom);
+    }
+}
+
+void TestMemory::changes()
+{
+    QFETCH(bool, flushing);
+    QFETCH(bool, forGood);
+    QFETCH(int, room);
+    IndexFile* index = MakeIndex(0, Path("made").c_str(), keyLength, 0);
+    for (std::uint32_t i = 1; i <= items; ++i)
+        QCOMPARE(Add(index, 2 * i), 0);
+    QCOMPARE(CloseIndex(index), 0);
+    SetCompactRoom(std::size_t(room));
+    bool hasFailed = true;
+    int k = 0;
+    for (; hasFailed && !QTest::currentTestFailed(); k += 1 + k / 5) {
+        QFile::remove(m_folder->filePath("file"));
+        QVERIFY(QFile::copy(m_folder->filePath("made"), m_folder->filePath("file")));
+        std::vector<std::uint8_t> states(2 * items + 2);
+        for (std::uint32_t i = 1; i <= items; ++i)
+            states[2 * i] = 1;
+        const std::string path = Path();
+        const long before = Memory::inUse();
+        index = OpenIndex(0, path.c_str(), keyLength, 0);
+        // Every buffer is in use then.
+        std::uint32_t record;
+        for (Key key(0); NextKey(index, &record, key.text) == 0;) { }
+        if (flushing)
+            ToggleFlushing(index, 1, 1);
+        Memory::FailFrom(k, forGood);
+        ComeAndGo(index, states.data());
+        hasFailed = Memory::Heal();
+        QCOMPARE(CloseIndex(index), 0);
+        QCOMPARE(Memory::inUse(), before);
+        const Findings findings = CheckIndex(Path(), keyLength, false);
+        QCOMPARE(findings, Findings());
+        index = OpenIndex(0, path.c_str(), keyLength, 0);
+        for (std::uint32_t number = 0; number < states.size(); ++number)
+            if (states[number] != 2)
+                QCOMPARE(Find(index, number), states[number] == 1);
+        CloseIndex(index);
+    }
+    QVERIFY(k > 10);
+}
+
+// The pages stay in memory, and are written once there is enough.
+void TestMemory::closingForGood()
+{
+    IndexFile* const index = MakeIndex(0, Path().c_str(), keyLength, 0);
+    for (std::uint32_t i = 1; i <= 3000; ++i)
+        QCOMPARE(Add(index, i), 0);
+    Memory::FailFrom(0, true);
+    const int first = TaCloseIndex(index);
+    const std::int32_t error = taerror;
+    Memory::Heal();
+    QCOMPARE(first, -1);
+    QCOMPARE(error, int(taNoMemory));
+    QVERIFY(Find(index, 200));
+    QCOMPARE(CloseIndex(index), 0);
+    QCOMPARE(CheckIndex(Path(), keyLength, false), Findings());
+}
+
+void TestMemory::repairTakesNone()
+{
+    DataFile* const file = MakeDataFile(0, Path().c_str(), 2508);
+    std::uint8_t record[2508] = {};
+    std::uint32_t number;
+    for (int i = 0; i < 5; ++i)
+        QCOMPARE(AddRec(file, &number, record), 0);
+    QCOMPARE(DeleteRec(file, 3), 0);
+    Memory::FailFrom(0, true);
+    const bool fixed = FixHeader(file);
+    QVERIFY(!Memory::Heal());
+    QVERIFY(fixed);
+    QCOMPARE(FirstRec(file), 3u);
+    CloseDataFile(file);
+}
+
+void TestMemory::notes()
+{
+    const std::string text(70000, 'n');
+    bool hasFailed = true;
+    int k = 0;
+    for (; hasFailed && !QTest::currentTestFailed(); ++k) {
+        const std::string name = Path(std::to_string(k).c_str());
+        const long before = Memory::inUse();
+        {
+            CNote notes;
+            QVERIFY(notes.Create(name.c_str()));
+            const std::int32_t freed = notes.SaveNote(text.data(), 200);
+            const std::int32_t kept = notes.SaveNote(text.data(), 70000);
+            QCOMPARE(notes.DeleteNote(freed), 0);
+            Memory::FailFrom(k, false);
+            const std::int32_t reused = notes.SaveNote(text.data(), 100);
+            const std::int32_t added = notes.SaveNote(text.data(), 300);
+            char* const read = notes.ReadNote(kept);
+            const bool indexed = notes.Reindex();
+            hasFailed = Memory::Heal();
+            QVERIFY(!hasFailed || reused < 0 || added < 0 || !read || !indexed
+                    || taerror == taNoError);
+            QVERIFY(!read || text == read);
+            std::free(read);
+            QVERIFY(indexed || notes.Reindex());
+            QCOMPARE(CheckNotes(name), Findings());
+            QCOMPARE(notes.NoteLength(kept), 70000);
+            QCOMPARE(notes.NoteLength(reused), reused < 0 ? 0 : 100);
+            QCOMPARE(notes.NoteLength(added), added < 0 ? 0 : 300);
+        }
+        QCOMPARE(Memory::inUse(), before);
+    }
+    QVERIFY(k > 3);
+}
+
+QTEST_GUILESS_MAIN(TestMemory)
+#include "tst_memory.moc"

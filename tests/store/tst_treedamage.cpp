@@ -1,0 +1,518 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// Trees whose pages are each as they should be, and do not fit together: a change
+// that would make a page of too many items, or join what does not belong together,
+// fails before a byte is written, and leaves all pages as they were. First each sort
+// of damage, then pages at random; PAKMART_TEST_SEED repeats a run.
+
+#include "store/cnote.h"
+#include "store/indexfile.h"
+#include "store/notesheap.h"
+#include "store/pagecache.h"
+#include "tests/store/damage.h"
+#include "tests/store/storetest.h"
+
+#include <QFile>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <cstdlib>
+#include <functional>
+
+namespace
+{
+
+using Damage = std::function<void(TreeFile&)>;
+
+// Three levels of pages that are as empty as they may be: 52 leaves, pages 53 and 54
+// above them, and the root. Leaf n has the keys behind 26 * (n - 1), and 26 * n comes
+// after it.
+constexpr std::uint32_t leaves = 52;
+constexpr std::uint32_t lower = leaves + 1;
+constexpr std::uint32_t upper = leaves + 2;
+constexpr std::uint32_t root = leaves + 3;
+
+TreeFile SmallestTreeOfThreeLevels()
+{
+    TreeFile tree;
+    std::vector<std::uint32_t> children[2], keys[2];
+    for (std::uint32_t leaf = 1; leaf <= leaves; ++leaf) {
+        const int half = leaf <= leaves / 2 ? 0 : 1;
+        tree.AddLeaf(26 * (leaf - 1) + 1, 25);
+        children[half].push_back(leaf);
+        if (leaf % (leaves / 2) != 0)
+            keys[half].push_back(26 * leaf);
+    }
+    tree.AddInner(children[0], keys[0]);
+    tree.AddInner(children[1], keys[1]);
+    tree.AddInner({ lower, upper }, { 26 * leaves / 2 });
+    return tree;
+}
+
+Damage Child(std::uint32_t page, int position, std::uint32_t child)
+{
+    return [=](TreeFile& tree) { tree[page].items[position].child = child; };
+}
+
+} // namespace
+
+Q_DECLARE_METATYPE(Damage)
+
+class TestTreeDamage : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase()
+    {
+        QCOMPARE(InitIndex(), 0);
+        m_random = Random::Announced();
+    }
+    void cleanupTestCase() { UnInitIndex(); }
+
+    void theTreeIsSoundUndamaged();
+    void joiningPagesThatDoNotFitTogetherFails_data();
+    void joiningPagesThatDoNotFitTogetherFails();
+    void pageThatIsItsOwnSiblingFailsADeletion();
+    void pageTwiceBelowItsParentFailsADeletion_data();
+    void pageTwiceBelowItsParentFailsADeletion();
+    void copyOfAPageFailsADeletionWithTheLongestKeys();
+    void itemsInNoOrderFailAnAdditionToAFullLeaf();
+    void freeChainIntoTheTreeFailsASplit_data();
+    void freeChainIntoTheTreeFailsASplit();
+    void freePageThatLooksLikeAnotherIsUsed_data();
+    void freePageThatLooksLikeAnotherIsUsed();
+    void fullTreeOf16LevelsDoesNotGrow();
+    void failedChangeLeavesNothingOut();
+    void pagesMixedAtRandom_data();
+    void pagesMixedAtRandom();
+    void notesWithPagesMixedAtRandom();
+
+private:
+    using Change = std::function<int(IndexFile*)>;
+
+    QByteArray Load(const std::string& name = "file") const
+    {
+        QFile file(m_folder.filePath(QString::fromStdString(name)));
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
+    void Store(const QByteArray& bytes, const std::string& name = "file") const
+    {
+        QFile file(m_folder.filePath(QString::fromStdString(name)));
+        file.remove();
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        QCOMPARE(file.write(bytes), qint64(bytes.size()));
+    }
+    IndexFile* Open(bool flushing = false, int length = keyLength) const
+    {
+        IndexFile* const index = OpenIndex(0, Path().c_str(), std::int16_t(length), 0);
+        if (index && flushing)
+            ToggleFlushing(index, 1, 1);
+        return index;
+    }
+    std::string Path(const std::string& name = "file") const
+    {
+        return m_folder.filePath(QString::fromStdString(name)).toStdString();
+    }
+    void FailsAndChangesNothing(const QByteArray& bytes, const Change& change,
+                                int length = keyLength) const;
+    void MixPages(QByteArray* bytes, int length);
+    void Use(IndexFile* index, const std::string& path, int steps);
+
+    QTemporaryDir m_folder;
+    Random m_random{ 0 };
+};
+
+namespace
+{
+
+int Delete(IndexFile* index, std::uint32_t number)
+{
+    return DeleteKey(index, &number, KeyBuffer(Key(number), index->keyLength));
+}
+
+int Add(IndexFile* index, std::uint32_t number)
+{
+    return AddKey(index, &number, KeyBuffer(Key(number), index->keyLength));
+}
+
+bool Find(IndexFile* index, std::uint32_t number)
+{
+    std::uint32_t record = 0;
+    return FindKey(index, &record, KeyBuffer(Key(number), index->keyLength)) == 0
+        && record == number;
+}
+
+} // namespace
+
+void TestTreeDamage::FailsAndChangesNothing(const QByteArray& bytes, const Change& change,
+                                            int length) const
+{
+    for (const bool flushing : { false, true }) {
+        Store(bytes);
+        IndexFile* const index = Open(flushing, length);
+        QVERIFY(index);
+        for (int i = 0; i < 2; ++i) {
+            QCOMPARE(change(index), -1);
+            QCOMPARE(taerror, int(taDamaged));
+            QVERIFY(NoPageIsOverfull(index));
+        }
+        QCOMPARE(CloseIndex(index), 0);
+        QVERIFY(Load() == bytes);
+    }
+}
+
+void TestTreeDamage::theTreeIsSoundUndamaged()
+{
+    Store(SmallestTreeOfThreeLevels().Bytes(root));
+    QCOMPARE(CheckIndex(Path(), keyLength, false), Findings());
+    IndexFile* const index = Open();
+    QCOMPARE(Delete(index, 1), 0);
+    QCOMPARE(index->rootPage, lower);
+    QCOMPARE(CloseIndex(index), 0);
+    QCOMPARE(CheckIndex(Path(), keyLength, false), Findings());
+}
+
+void TestTreeDamage::joiningPagesThatDoNotFitTogetherFails_data()
+{
+    QTest::addColumn<Damage>("damage");
+    QTest::newRow("the sibling is above the root") << Child(upper, 4, root);
+    QTest::newRow("the page is above the root") << Child(lower, 4, root);
+    QTest::newRow("the sibling is below itself") << Child(upper, 4, upper);
+    QTest::newRow("the page is below itself") << Child(lower, 4, lower);
+    QTest::newRow("the page is below its sibling") << Child(upper, 4, lower);
+    QTest::newRow("the sibling is below the page") << Child(lower, 4, upper);
+    QTest::newRow("a page is below both") << Child(upper, 4, 5);
+    QTest::newRow("the leaf is below its sibling's parent") << Child(upper, 4, 1);
+    QTest::newRow("the sibling is the page") << Child(root, 1, lower);
+    QTest::newRow("the sibling is a leaf") << Child(root, 1, 30);
+    QTest::newRow("the sibling is of another place")
+        << Damage([](TreeFile& tree) { tree[upper] = tree[lower]; });
+    QTest::newRow("the sibling has too few items")
+        << Damage([](TreeFile& tree) { tree[upper].count = 23; });
+    QTest::newRow("the leaf's sibling is of another place") << Child(lower, 1, 30);
+    QTest::newRow("the leaf's sibling is an inner page") << Child(lower, 1, upper);
+}
+
+// An item of the first leaf is taken out: that leaf, and the page above it, would
+// be joined with their siblings.
+void TestTreeDamage::joiningPagesThatDoNotFitTogetherFails()
+{
+    QFETCH(Damage, damage);
+    TreeFile tree = SmallestTreeOfThreeLevels();
+    damage(tree);
+    FailsAndChangesNothing(tree.Bytes(root), [](IndexFile* index) { return Delete(index, 1); });
+}
+
+void TestTreeDamage::pageThatIsItsOwnSiblingFailsADeletion()
+{
+    TreeFile tree;
+    tree.AddLeaf(1, 25);
+    tree.AddInner({ 1, 1 }, { 26 });
+    FailsAndChangesNothing(tree.Bytes(2), [](IndexFile* index) { return Delete(index, 5); });
+}
+
+void TestTreeDamage::pageTwiceBelowItsParentFailsADeletion_data()
+{
+    QTest::addColumn<Damage>("damage");
+    QTest::newRow("the sibling") << Child(4, 2, 2);
+    QTest::newRow("the page") << Child(4, 2, 1);
+}
+
+// The page that is freed would stay below its parent.
+void TestTreeDamage::pageTwiceBelowItsParentFailsADeletion()
+{
+    QFETCH(Damage, damage);
+    TreeFile tree;
+    tree.AddLeaf(1, 25);
+    tree.AddLeaf(27, 25);
+    tree.AddLeaf(53, 25);
+    tree.AddInner({ 1, 2, 3 }, { 26, 52 });
+    damage(tree);
+    FailsAndChangesNothing(tree.Bytes(4), [](IndexFile* index) { return Delete(index, 5); });
+}
+
+void TestTreeDamage::copyOfAPageFailsADeletionWithTheLongestKeys()
+{
+    TreeFile tree(longestKey);
+    tree.AddLeaf(1, 25);
+    tree.AddLeaf(1, 25);
+    tree.AddInner({ 1, 2 }, { 26 });
+    FailsAndChangesNothing(
+        tree.Bytes(3), [](IndexFile* index) { return Delete(index, 5); }, longestKey);
+}
+
+// A search for the bound comes to the middle of the leaf, but its first and its
+// last item are inside: there is nothing to leave out.
+void TestTreeDamage::itemsInNoOrderFailAnAdditionToAFullLeaf()
+{
+    TreeFile tree;
+    tree.AddLeaf(1, 25);
+    tree.AddLeaf(27, 50);
+    tree.AddInner({ 1, 2 }, { 26 });
+    tree[2].items[25] = MakeItem(Key(0).c_str(), 0);
+    FailsAndChangesNothing(tree.Bytes(3), [](IndexFile* index) { return Add(index, 77); });
+}
+
+void TestTreeDamage::freeChainIntoTheTreeFailsASplit_data()
+{
+    QTest::addColumn<int>("page");
+    QTest::addColumn<bool>("inMemory");
+    for (const bool inMemory : { false, true }) {
+        const char* const where = inMemory ? "in memory" : "not in memory";
+        QTest::addRow("a leaf, %s", where) << 30 << inMemory;
+        QTest::addRow("an inner page, %s", where) << int(upper) << inMemory;
+    }
+    QTest::addRow("the leaf itself") << 1 << true;
+    QTest::addRow("the root") << int(root) << true;
+}
+
+// The count of a page looks like the number of the next free one.
+void TestTreeDamage::freeChainIntoTheTreeFailsASplit()
+{
+    QFETCH(int, page);
+    QFETCH(bool, inMemory);
+    TreeFile tree = SmallestTreeOfThreeLevels();
+    tree[1].count = 50;
+    for (int i = 1; i <= 50; ++i)
+        tree[1].items[i] = MakeItem((Key(1) + char('0' + i)).c_str(), std::uint32_t(i));
+    tree.Free(page);
+    FailsAndChangesNothing(tree.Bytes(root), [inMemory](IndexFile* index) {
+        if (inMemory && !Find(index, 29 * 26 + 1))
+            return 0;
+        return Add(index, 2);
+    });
+    IndexFile* const index = Open();
+    for (std::uint32_t number = 26; number < 26 * leaves; ++number)
+        QVERIFY(Find(index, number));
+    CloseIndex(index);
+}
+
+void TestTreeDamage::freePageThatLooksLikeAnotherIsUsed_data()
+{
+    QTest::addColumn<Damage>("content");
+    QTest::newRow("zeros") << Damage([](TreeFile& tree) { tree.AddLeaf(0, 0); });
+    QTest::newRow("one empty key") << Damage([](TreeFile& tree) {
+        tree.AddLeaf(0, 1);
+        tree[root + 1].items[1] = IndexItem{};
+    });
+    QTest::newRow("what it was") << Damage([](TreeFile& tree) { tree.AddLeaf(100, 25); });
+    QTest::newRow("what it was: an inner page") << Damage([](TreeFile& tree) {
+        tree.AddInner({ 3, 4 }, { 78 });
+    });
+}
+
+// Other programs leave in a page what it held before it was freed.
+void TestTreeDamage::freePageThatLooksLikeAnotherIsUsed()
+{
+    QFETCH(Damage, content);
+    TreeFile tree = SmallestTreeOfThreeLevels();
+    tree[1].count = 50;
+    for (int i = 1; i <= 50; ++i)
+        tree[1].items[i] = MakeItem((Key(1) + char('0' + i)).c_str(), std::uint32_t(i));
+    content(tree);
+    tree.Free(int(root) + 1);
+    QByteArray bytes = tree.Bytes(root);
+    const int link = bytes.size() - pageLength;
+    if (Get32(bytes, link) == 0)
+        Put32(&bytes, link, 0xffffffff);
+    Store(bytes);
+    IndexFile* const index = Open();
+    QCOMPARE(Add(index, 2), 0);
+    QCOMPARE(FileLen(index->dataFile), root + 2);
+    QVERIFY(Find(index, 2));
+    QCOMPARE(CloseIndex(index), 0);
+    QCOMPARE(int(Load().at(link)), pageOrder);
+}
+
+void TestTreeDamage::fullTreeOf16LevelsDoesNotGrow()
+{
+    TreeFile tree;
+    for (std::uint32_t page = 1; page < deepestTree; ++page) {
+        std::vector<std::uint32_t> keys;
+        for (std::uint32_t i = 0; i < pageItems; ++i)
+            keys.push_back(1000 * (deepestTree - page) + i);
+        tree.AddInner(std::vector<std::uint32_t>(pageItems + 1, page + 1), keys);
+    }
+    tree.AddLeaf(10, pageItems);
+    FailsAndChangesNothing(tree.Bytes(1), [](IndexFile* index) { return Add(index, 1); });
+}
+
+// A page that is too full of items for its place is taken for a change without those
+// that are another's; where the change fails they are still there.
+void TestTreeDamage::failedChangeLeavesNothingOut()
+{
+    TreeFile tree;
+    tree.AddLeaf(1, 25);
+    tree.AddLeaf(101, 24);
+    tree.AddLeaf(201, 3);
+    tree.AddInner({ 1, 2, 3 }, { 100, 200 });
+    tree[2].count = 25;
+    tree[2].items[25] = MakeItem(Key(300).c_str(), 300);
+    Store(tree.Bytes(4));
+    IndexFile* const index = Open();
+    QCOMPARE(Delete(index, 101), -1);
+    QCOMPARE(taerror, int(taDamaged));
+    QCOMPARE(Add(index, 130), 0);
+    QCOMPARE(CloseIndex(index), 0);
+    InsertItem(&tree[2], 24, MakeItem(Key(130).c_str(), 130));
+    QVERIFY(Load() == tree.Bytes(4));
+}
+
+// ---- at random ----
+
+// Pages copied over others, children that lead anywhere, a chain of free pages into
+// the tree, and counts that are others.
+void TestTreeDamage::MixPages(QByteArray* bytes, int length)
+{
+    const int size = PackedLength(length);
+    const int pages = bytes->size() / size;
+    const int stride = length == longestKey ? int(sizeof(IndexItem)) : length + 9;
+    const auto page = [&] { return int(m_random.Below(pages - 1)) + 1; };
+    const int times = int(m_random.Below(4)) + 1;
+    for (int i = 0; i < times; ++i) {
+        const int at = page() * size;
+        // Half of the children are changed in the page above all.
+        const int inner
+            = m_random.Below(2) == 0 ? int(Get32(*bytes, 8) % std::uint32_t(pages)) * size : at;
+        const int item = inner + 8 + int(m_random.Below(20)) * stride;
+        switch (m_random.Below(8)) {
+        case 0:
+        case 1:
+            bytes->replace(at, size, bytes->mid(page() * size, size));
+            break;
+        case 2:
+        case 3:
+            if (Get32(*bytes, inner + 4) != 0)
+                Put32(bytes, m_random.Below(8) == 0 ? inner + 4 : item + 4, std::uint32_t(page()));
+            break;
+        case 4:
+            Put32(bytes, 0, std::uint32_t(page()));
+            break;
+        case 5:
+            Put32(bytes, at, std::uint32_t(page()));
+            break;
+        case 6:
+            (*bytes)[at] = char(m_random.Below(pageItems) + 1);
+            break;
+        default:
+            bytes->replace(item + 8, length, bytes->mid(page() * size + 16, length));
+        }
+    }
+}
+
+// Changes and lookups, until one of the file fails for another reason than damage.
+void TestTreeDamage::Use(IndexFile* index, const std::string& name, int steps)
+{
+    const bool flushing = index->dataFile->flushing != 0;
+    for (int i = 0; i < steps; ++i) {
+        std::uint32_t record = m_random.Below(1500);
+        const std::uint32_t number = record;
+        KeyBuffer key(Key(number), index->keyLength);
+        const std::uint32_t what = m_random.Below(10);
+        if (what < 5) {
+            // A deletion that meets damage has written nothing.
+            const QByteArray before = flushing && what == 0 ? Load(name) : QByteArray();
+            if (DeleteKey(index, &record, key) != 0 && taerror == taDamaged && !before.isEmpty())
+                QVERIFY(Load(name) == before);
+        } else if (what < 8) {
+            AddKey(index, &record, KeyBuffer(Key(number) + "x", index->keyLength));
+        } else if (what == 8) {
+            SearchKey(index, &record, key);
+        } else {
+            PrevKey(index, &record, key);
+        }
+        QVERIFY(taerror == taNoError || taerror == taDamaged);
+        QVERIFY(NoPageIsOverfull(index));
+    }
+}
+
+void TestTreeDamage::pagesMixedAtRandom_data()
+{
+    QTest::addColumn<int>("length");
+    QTest::addColumn<bool>("duplicates");
+    QTest::newRow("10 characters") << 10 << false;
+    QTest::newRow("4 characters, equal keys") << 4 << true;
+    QTest::newRow("150 characters") << longestKey << false;
+    QTest::newRow("150 characters, equal keys") << longestKey << true;
+}
+
+// Two damaged indexes at a time.
+void TestTreeDamage::pagesMixedAtRandom()
+{
+    QFETCH(int, length);
+    QFETCH(bool, duplicates);
+    const auto open = [&](bool make, const std::string& name) {
+        return (make ? MakeIndex : OpenIndex)(0, Path(name).c_str(), std::int16_t(length),
+                                              duplicates);
+    };
+    IndexFile* index = open(true, "sound");
+    for (std::uint32_t i = 0; i < 1500; ++i)
+        QCOMPARE(Add(index, i), 0);
+    for (std::uint32_t i = 0; i < 500; i += 1 + i % 3)
+        QCOMPARE(Delete(index, 1490 - 2 * i), 0);
+    QCOMPARE(CloseIndex(index), 0);
+    const QByteArray sound = Load("sound");
+    for (int round = 0; round < 300 && !QTest::currentTestFailed(); ++round) {
+        IndexFile* both[2];
+        const std::string names[] = { "one", "two" };
+        for (int i = 0; i < 2; ++i) {
+            QByteArray bytes = sound;
+            MixPages(&bytes, length);
+            Store(bytes, names[i]);
+            CheckIndex(Path(names[i]), length, duplicates);
+            both[i] = open(false, names[i]);
+            QVERIFY(both[i]);
+            if (m_random.Below(3) == 0)
+                ToggleFlushing(both[i], 1, 1);
+        }
+        for (int i = 0; i < 8 && !QTest::currentTestFailed(); ++i)
+            Use(both[i % 2], names[i % 2], 12);
+        for (int i = 0; i < 2; ++i) {
+            QCOMPARE(CloseIndex(both[i]), 0);
+            CheckIndex(Path(names[i]), length, duplicates);
+        }
+    }
+}
+
+// The heap and the list of its free blocks are both damaged.
+void TestTreeDamage::notesWithPagesMixedAtRandom()
+{
+    const std::string text(300, 't');
+    std::vector<std::int32_t> offsets;
+    CNote notes;
+    QVERIFY(notes.Create(Path("notes").c_str()));
+    for (int i = 0; i < 1200; ++i)
+        offsets.push_back(notes.SaveNote(text.data(), 5 + i * 37 % 200));
+    for (std::size_t i = 0; i < offsets.size(); i += 2)
+        QCOMPARE(notes.DeleteNote(offsets[i]), 0);
+    notes.Close();
+    const QByteArray soundHeap = Load("notes.fil");
+    const QByteArray soundIndex = Load("notes.k1");
+    for (int round = 0; round < 150 && !QTest::currentTestFailed(); ++round) {
+        QByteArray heap = soundHeap;
+        for (std::uint32_t i = m_random.Below(20); i > 0; --i) {
+            const auto offset = int(offsets[m_random.Below(std::uint32_t(offsets.size()))]);
+            heap.replace(offset, 8, heap.mid(int(offsets[m_random.Below(1000)]), 8));
+        }
+        QByteArray index = soundIndex;
+        MixPages(&index, freeKeyLength);
+        Store(heap, "notes.fil");
+        Store(index, "notes.k1");
+        QVERIFY(notes.Open(Path("notes").c_str()));
+        for (int i = 0; i < 25; ++i) {
+            const std::int32_t offset = offsets[m_random.Below(std::uint32_t(offsets.size()))];
+            const auto length = std::int32_t(m_random.Below(250));
+            const std::int32_t saved = notes.SaveNote(text.data(), length);
+            QVERIFY(saved < 0 || notes.NoteLength(saved) == length);
+            notes.DeleteNote(offset);
+            std::free(notes.ReadNote(offset));
+        }
+        notes.Reindex();
+        notes.Close();
+    }
+}
+
+QTEST_GUILESS_MAIN(TestTreeDamage)
+#include "tst_treedamage.moc"
