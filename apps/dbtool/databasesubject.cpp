@@ -7,6 +7,7 @@
 #include "db/dbcheck.h"
 #include "db/dbdump.h"
 #include "db/dblayouts.h"
+#include "db/generations.h"
 #include "db/recordreader.h"
 #include "report.h"
 #include "subject.h"
@@ -35,33 +36,34 @@ class DatabaseSubject : public Subject
 public:
     DatabaseSubject(const Database& database, const std::string& folder)
         : m_database(database),
-          m_folder(folder.empty() || folder.back() != '/' ? folder + '/' : folder)
+          m_folder(folder.empty() || folder.back() != '/' ? folder + '/' : folder),
+          m_pinned(m_folder)
     {
-        if (!RecordReader(m_folder, m_database.layout, {}))
+        if (!RecordReader(m_pinned.Folder(), m_database.layout, {}))
             throw Trouble::Because("cannot read " + m_folder + m_database.layout.fileName);
     }
 
     int Info() override
     {
-        RecordReader records(m_folder, m_database.layout, {});
+        RecordReader records(m_pinned.Folder(), m_database.layout, {});
         int live = 0;
         for (std::int32_t number = 1; number < records.Count(); ++number)
             live += records.Live(number) != nullptr;
         PrintField("holds", Count(live, m_database.thing));
-        return PrintCondition(m_database.check(m_folder).faults);
+        return PrintCondition(m_database.check(m_pinned.Folder()).faults);
     }
 
     int Dump() override
     {
-        if (!m_database.dump(m_folder, std::cout) || !std::cout.flush())
+        if (!m_database.dump(m_pinned.Folder(), std::cout) || !std::cout.flush())
             throw Trouble::Because("cannot list " + m_folder);
-        return ComplainOfFindings(m_folder, m_database.check(m_folder).faults);
+        return ComplainOfFindings(m_folder, m_database.check(m_pinned.Folder()).faults);
     }
 
     // A remark is no fault: the database left it behind as it had to.
     int Check() override
     {
-        const DbFindings findings = m_database.check(m_folder);
+        const DbFindings findings = m_database.check(m_pinned.Folder());
         for (const std::string& remark : findings.remarks)
             std::printf("%s%s\n", m_folder.c_str(), remark.c_str());
         return PrintFindings(m_folder, findings.faults);
@@ -74,7 +76,9 @@ public:
 
 private:
     const Database& m_database;
-    const std::string m_folder;
+    const std::string m_folder; // as it was named
+    // An update meanwhile makes other files: these are read to the end.
+    const PinnedGeneration m_pinned;
 };
 
 } // namespace
