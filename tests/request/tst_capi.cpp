@@ -6,6 +6,7 @@
 #include "requests.h"
 #include "tests/common/limits.h"
 
+#include <KIO/Global>
 #include <QDir>
 #include <QtTest>
 #include <csignal>
