@@ -3,7 +3,7 @@
 
 #include "boxwatcher.h"
 
-#include "display.h"
+#include "console.h"
 
 #include <QApplication>
 #include <QDialog>
@@ -15,7 +15,7 @@
 #include <QTimer>
 #include <vantrelagent/install/cdlginstallcomplete.h>
 
-BoxWatcher::BoxWatcher(Display& display, bool shown, const QString& pictures)
+BoxWatcher::BoxWatcher(Console& display, bool shown, const QString& pictures)
     : m_display(display), m_shown(shown), m_pictures(pictures)
 {
     qApp->installEventFilter(this);

@@ -9,7 +9,7 @@
 #include <QObject>
 #include <QString>
 
-class Display;
+class Console;
 class QDialog;
 
 class BoxWatcher : public QObject
@@ -19,7 +19,7 @@ class BoxWatcher : public QObject
 public:
     // With `shown` the boxes are left to the user. Pictures of them are written
     // to the folder `pictures`, if it is not empty.
-    BoxWatcher(Display& display, bool shown, const QString& pictures);
+    BoxWatcher(Console& display, bool shown, const QString& pictures);
 
     // How many boxes told of an error.
     int errors() const { return m_errors; }
@@ -31,7 +31,7 @@ private:
     void readOut(const QString& text, bool error);
     void picture(QDialog* box, const char* name);
 
-    Display& m_display;
+    Console& m_display;
     const bool m_shown;
     const QString m_pictures;
     int m_errors = 0;

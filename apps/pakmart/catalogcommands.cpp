@@ -4,7 +4,7 @@
 // Looking around in the catalog: its categories, the products of one, one product.
 
 #include "commands.h"
-#include "display.h"
+#include "console.h"
 #include "layout.h"
 #include "products.h"
 
@@ -106,7 +106,7 @@ QString PositiveNumber(int number)
     return number > 0 ? QString::number(number) : QString();
 }
 
-void SayDetails(Display& display, CatalogScan& scan, const QString& installed)
+void SayDetails(Console& display, CatalogScan& scan, const QString& installed)
 {
     constexpr int labelWidth = 14;
     const auto line = [&display](const char* label, const QString& text) {
@@ -140,7 +140,7 @@ void SayDetails(Display& display, CatalogScan& scan, const QString& installed)
 
 } // namespace
 
-int CategoriesCommand(Display& display, bool json)
+int CategoriesCommand(Console& display, bool json)
 {
     CatalogScan scan;
     if (!HasCatalog(display, scan))
@@ -161,7 +161,7 @@ int CategoriesCommand(Display& display, bool json)
     return ExitDone;
 }
 
-int ListCommand(Display& display, const QString& category, bool json)
+int ListCommand(Console& display, const QString& category, bool json)
 {
     CatalogScan scan;
     if (!HasCatalog(display, scan))
@@ -190,7 +190,7 @@ int ListCommand(Display& display, const QString& category, bool json)
     return ExitDone;
 }
 
-int ShowCommand(Display& display, const QStringList& serials, bool json)
+int ShowCommand(Console& display, const QStringList& serials, bool json)
 {
     CDpkg packages;
     packages.ReadStatusFile();

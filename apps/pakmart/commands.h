@@ -8,7 +8,7 @@
 #include <QStringList>
 
 class BoxWatcher;
-class Display;
+class Console;
 
 enum ExitStatus {
     ExitDone = 0,
@@ -28,26 +28,26 @@ struct UpdateOptions {
     bool json = false; // tell the result for programs; there is no asking then
 };
 
-int InstallCommand(Display& display, const BoxWatcher& boxes, const QStringList& arguments,
+int InstallCommand(Console& display, const BoxWatcher& boxes, const QStringList& arguments,
                    const InstallOptions& options);
-int RemoveCommand(Display& display, const QStringList& names, bool yes);
-int UpdateSourcesCommand(Display& display, const BoxWatcher& boxes);
+int RemoveCommand(Console& display, const QStringList& names, bool yes);
+int UpdateSourcesCommand(Console& display, const BoxWatcher& boxes);
 
-int UpdateCommand(Display& display, const BoxWatcher& boxes, bool json);
-int CategoriesCommand(Display& display, bool json);
-int ListCommand(Display& display, const QString& category, bool json);
-int ShowCommand(Display& display, const QStringList& serials, bool json);
-int SearchCommand(Display& display, const QStringList& words, bool json);
+int UpdateCommand(Console& display, const BoxWatcher& boxes, bool json);
+int CategoriesCommand(Console& display, bool json);
+int ListCommand(Console& display, const QString& category, bool json);
+int ShowCommand(Console& display, const QStringList& serials, bool json);
+int SearchCommand(Console& display, const QStringList& words, bool json);
 // The packages whose names are like `pattern`, all for an empty one.
-int InstalledCommand(Display& display, const QString& pattern, bool json);
+int InstalledCommand(Console& display, const QString& pattern, bool json);
 
-int AislesCommand(Display& display, const BoxWatcher& boxes, bool json);
-int SyncCommand(Display& display, const BoxWatcher& boxes, bool json);
+int AislesCommand(Console& display, const BoxWatcher& boxes, bool json);
+int SyncCommand(Console& display, const BoxWatcher& boxes, bool json);
 
-int OSUpdateCommand(Display& display, const BoxWatcher& boxes, const UpdateOptions& options);
-int StatusCommand(Display& display, bool json);
-int RegisterCommand(Display& display, bool json);
+int OSUpdateCommand(Console& display, const BoxWatcher& boxes, const UpdateOptions& options);
+int StatusCommand(Console& display, bool json);
+int RegisterCommand(Console& display, bool json);
 
 // `run` is the place in the list of the application to start; 0 shows the list.
-int RecentCommand(Display& display, int run);
-int ForgetCommand(Display& display, const QStringList& serials);
+int RecentCommand(Console& display, int run);
+int ForgetCommand(Console& display, const QStringList& serials);

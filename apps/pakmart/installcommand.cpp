@@ -5,7 +5,7 @@
 
 #include "boxwatcher.h"
 #include "commands.h"
-#include "display.h"
+#include "console.h"
 #include "interrupt.h"
 
 #include <vantrelagent/install/capiinstallpackages.h>
@@ -82,7 +82,7 @@ CAPIInstallPackages* MakeRequest(QObject* listener, const QStringList& arguments
 
 } // namespace
 
-int InstallCommand(Display& display, const BoxWatcher& boxes, const QStringList& arguments,
+int InstallCommand(Console& display, const BoxWatcher& boxes, const QStringList& arguments,
                    const InstallOptions& options)
 {
     InstallListener listener(display, options.yes);

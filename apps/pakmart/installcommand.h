@@ -9,14 +9,14 @@
 #include <string>
 #include <vantrelagent/install/packagelists.h>
 
-class Display;
+class Console;
 
 class InstallListener : public QObject
 {
     Q_OBJECT
 
 public:
-    InstallListener(Display& display, bool yes) : m_display(display), m_yes(yes) { }
+    InstallListener(Console& display, bool yes) : m_display(display), m_yes(yes) { }
 
     bool declined() const { return m_declined; }
 
@@ -33,7 +33,7 @@ public slots:
     void onEndInstall(const bool success);
 
 private:
-    Display& m_display;
+    Console& m_display;
     const bool m_yes;
     bool m_declined = false;
 };

@@ -4,7 +4,7 @@
 // The packages of this machine.
 
 #include "commands.h"
-#include "display.h"
+#include "console.h"
 #include "installedversions.h"
 #include "layout.h"
 
@@ -29,7 +29,7 @@ bool IsLike(const QString& name, const QString& pattern)
 
 } // namespace
 
-int InstalledCommand(Display& display, const QString& pattern, bool json)
+int InstalledCommand(Console& display, const QString& pattern, bool json)
 {
     QMap<QString, QString> packages = InstalledVersions();
     QJsonArray all;

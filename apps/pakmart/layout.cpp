@@ -4,9 +4,9 @@
 #include "layout.h"
 
 #include <QStringList>
-#include <QVector>
 #include <algorithm>
 #include <cwchar>
+#include <string>
 
 namespace
 {
@@ -20,15 +20,15 @@ int CellsOf(uint character)
 // The beginning of a text that fits into `width` cells, one character at least.
 QString Beginning(const QString& text, int width)
 {
-    QVector<uint> kept;
+    std::u32string kept;
     int cells = 0;
     for (const uint character : text.toUcs4()) {
         cells += CellsOf(character);
-        if (cells > width && !kept.isEmpty())
+        if (cells > width && !kept.empty())
             break;
-        kept << character;
+        kept += char32_t(character);
     }
-    return QString::fromUcs4(kept.constData(), kept.size());
+    return QString::fromStdU32String(kept);
 }
 
 // Text without a place to break, in pieces that fit.
@@ -58,7 +58,7 @@ QStringList WordsOf(const QString& line, int width)
 
 QString WrappedLine(const QString& line, int width, const QString& indent)
 {
-    const int room = std::max(1, width - indent.size());
+    const int room = std::max(1, width - int(indent.size()));
     if (width <= 0 || CellsOf(line) <= room)
         return indent + line;
     const QString separator = QLatin1Char('\n') + indent;
@@ -91,15 +91,15 @@ QString Fitted(const QString& text, int width)
 {
     if (width <= 0 || CellsOf(text) <= width)
         return text;
-    QVector<uint> kept;
+    std::u32string kept;
     int cells = 1; // of the mark
     for (const uint character : text.toUcs4()) {
         cells += CellsOf(character);
         if (cells > width)
             break;
-        kept << character;
+        kept += char32_t(character);
     }
-    return QString::fromUcs4(kept.constData(), kept.size()) + QChar(0x2026);
+    return QString::fromStdU32String(kept) + QChar(0x2026);
 }
 
 QString Padded(const QString& text, int width)

@@ -6,7 +6,7 @@
 #include "boxwatcher.h"
 #include "commandline.h"
 #include "commands.h"
-#include "display.h"
+#include "console.h"
 #include "interrupt.h"
 
 #include <QApplication>
@@ -65,7 +65,7 @@ struct Command {
     const char* name;
     Arguments arguments;
     QStringList options;
-    int (*run)(Display& display, const BoxWatcher& boxes, const CommandLine& line);
+    int (*run)(Console& display, const BoxWatcher& boxes, const CommandLine& line);
 };
 
 const QString package = QStringLiteral("--package");
@@ -76,98 +76,98 @@ const Command commands[] = {
     { "update",
       Arguments::None,
       { json },
-      [](Display& display, const BoxWatcher& boxes, const CommandLine& line) {
+      [](Console& display, const BoxWatcher& boxes, const CommandLine& line) {
           return UpdateCommand(display, boxes, line.has("--json"));
       } },
     { "categories",
       Arguments::None,
       { json },
-      [](Display& display, const BoxWatcher&, const CommandLine& line) {
+      [](Console& display, const BoxWatcher&, const CommandLine& line) {
           return CategoriesCommand(display, line.has("--json"));
       } },
     { "list",
       Arguments::Some,
       { json },
-      [](Display& display, const BoxWatcher&, const CommandLine& line) {
+      [](Console& display, const BoxWatcher&, const CommandLine& line) {
           return ListCommand(display, line.arguments.join(QLatin1Char(' ')), line.has("--json"));
       } },
     { "search",
       Arguments::Some,
       { json },
-      [](Display& display, const BoxWatcher&, const CommandLine& line) {
+      [](Console& display, const BoxWatcher&, const CommandLine& line) {
           return SearchCommand(display, line.arguments, line.has("--json"));
       } },
     { "show",
       Arguments::Serials,
       { json },
-      [](Display& display, const BoxWatcher&, const CommandLine& line) {
+      [](Console& display, const BoxWatcher&, const CommandLine& line) {
           return ShowCommand(display, line.arguments, line.has("--json"));
       } },
     { "installed",
       Arguments::One,
       { json },
-      [](Display& display, const BoxWatcher&, const CommandLine& line) {
+      [](Console& display, const BoxWatcher&, const CommandLine& line) {
           return InstalledCommand(display, line.arguments.value(0), line.has("--json"));
       } },
     { "install",
       Arguments::Serials,
       { package },
-      [](Display& display, const BoxWatcher& boxes, const CommandLine& line) {
+      [](Console& display, const BoxWatcher& boxes, const CommandLine& line) {
           return InstallCommand(display, boxes, line.arguments,
                                 { line.has("--package"), line.has("--yes") });
       } },
     { "remove",
       Arguments::Some,
       {},
-      [](Display& display, const BoxWatcher&, const CommandLine& line) {
+      [](Console& display, const BoxWatcher&, const CommandLine& line) {
           return RemoveCommand(display, line.arguments, line.has("--yes"));
       } },
     { "recent",
       Arguments::None,
       { run },
-      [](Display& display, const BoxWatcher&, const CommandLine& line) {
+      [](Console& display, const BoxWatcher&, const CommandLine& line) {
           return RecentCommand(display, line.run);
       } },
     { "forget",
       Arguments::Serials,
       {},
-      [](Display& display, const BoxWatcher&, const CommandLine& line) {
+      [](Console& display, const BoxWatcher&, const CommandLine& line) {
           return ForgetCommand(display, line.arguments);
       } },
     { "update-sources",
       Arguments::None,
       {},
-      [](Display& display, const BoxWatcher& boxes, const CommandLine&) {
+      [](Console& display, const BoxWatcher& boxes, const CommandLine&) {
           return UpdateSourcesCommand(display, boxes);
       } },
     { "aisles",
       Arguments::None,
       { json },
-      [](Display& display, const BoxWatcher& boxes, const CommandLine& line) {
+      [](Console& display, const BoxWatcher& boxes, const CommandLine& line) {
           return AislesCommand(display, boxes, line.has("--json"));
       } },
     { "sync",
       Arguments::None,
       { json },
-      [](Display& display, const BoxWatcher& boxes, const CommandLine& line) {
+      [](Console& display, const BoxWatcher& boxes, const CommandLine& line) {
           return SyncCommand(display, boxes, line.has("--json"));
       } },
     { "os-update",
       Arguments::None,
       { json },
-      [](Display& display, const BoxWatcher& boxes, const CommandLine& line) {
+      [](Console& display, const BoxWatcher& boxes, const CommandLine& line) {
           return OSUpdateCommand(display, boxes, { line.has("--yes"), line.has("--json") });
       } },
     { "status",
       Arguments::None,
       { json },
-      [](Display& display, const BoxWatcher&, const CommandLine& line) {
+      [](Console& display, const BoxWatcher&, const CommandLine& line) {
           return StatusCommand(display, line.has("--json"));
       } },
     { "register",
       Arguments::None,
       { json },
-      [](Display& display, const BoxWatcher&, const CommandLine& line) {
+      [](Console& display, const BoxWatcher&, const CommandLine& line) {
           return RegisterCommand(display, line.has("--json"));
       } },
 };
@@ -251,7 +251,7 @@ void UseWideCharacters()
 
 int RunCommand(const CommandLine& line)
 {
-    Display display(line.has("--verbose"));
+    Console display(line.has("--verbose"));
     qInstallMessageHandler(WriteQtMessage);
     Interrupt::install();
     BoxWatcher boxes(display, line.has("--dialogs"), line.pictures);

@@ -4,7 +4,7 @@
 #include "osupdatecommand.h"
 
 #include "boxwatcher.h"
-#include "display.h"
+#include "console.h"
 #include "installedversions.h"
 #include "interrupt.h"
 
@@ -13,7 +13,7 @@
 #include <QJsonObject>
 #include <vantrelagent/install/capiinstallpackages.h>
 
-OSUpdate::OSUpdate(Display& display, const UpdateOptions& options, OSUpdateRecord& record)
+OSUpdate::OSUpdate(Console& display, const UpdateOptions& options, OSUpdateRecord& record)
     : CAPIGetOSVer(false), m_display(display), m_options(options), m_record(record)
 {
     connect(this, &CAPIGetOSVer::signalUpdatedAgent, this, [&record](bool success, bool agent) {
@@ -100,7 +100,7 @@ QString Failure(const OSUpdateRecord& record)
                           "installed together");
 }
 
-void TellJson(Display& display, const QList<Change>& changes, bool agent)
+void TellJson(Console& display, const QList<Change>& changes, bool agent)
 {
     QJsonArray updated;
     for (const Change& change : changes) {
@@ -114,7 +114,7 @@ void TellJson(Display& display, const QList<Change>& changes, bool agent)
     display.sayJson(all);
 }
 
-void Tell(Display& display, const QList<Change>& changes, bool agent)
+void Tell(Console& display, const QList<Change>& changes, bool agent)
 {
     if (changes.isEmpty())
         display.sayText(QStringLiteral("The system is up to date."));
@@ -130,7 +130,7 @@ void Tell(Display& display, const QList<Change>& changes, bool agent)
 
 } // namespace
 
-int OSUpdateCommand(Display& display, const BoxWatcher& boxes, const UpdateOptions& options)
+int OSUpdateCommand(Console& display, const BoxWatcher& boxes, const UpdateOptions& options)
 {
     OSUpdateRecord record;
     if (!options.json)

@@ -25,7 +25,7 @@ struct OSUpdateRecord {
 class OSUpdate : public CAPIGetOSVer
 {
 public:
-    OSUpdate(Display& display, const UpdateOptions& options, OSUpdateRecord& record);
+    OSUpdate(Console& display, const UpdateOptions& options, OSUpdateRecord& record);
 
     void onSuccessfulTransfer(QDomElement* pElement) override;
     void onCanContinue(int nPackages, bool& bCanContinue) override;
@@ -35,7 +35,7 @@ private:
     bool goOn(int count);
     void hearErrors(const AptGetMessages& report);
 
-    Display& m_display;
+    Console& m_display;
     const UpdateOptions m_options;
     OSUpdateRecord& m_record;
 };

@@ -5,7 +5,7 @@
 
 #include "boxwatcher.h"
 #include "commands.h"
-#include "display.h"
+#include "console.h"
 #include "interrupt.h"
 
 #include <fstream>
@@ -38,7 +38,7 @@ std::string PlainName(const QString& argument)
 
 } // namespace
 
-int RemoveCommand(Display& display, const QStringList& names, bool yes)
+int RemoveCommand(Console& display, const QStringList& names, bool yes)
 {
     for (const QString& name : names) {
         if (!IsInstalled(PlainName(name))) {
@@ -68,7 +68,7 @@ int RemoveCommand(Display& display, const QStringList& names, bool yes)
     return removed ? ExitDone : ExitFailed;
 }
 
-int UpdateSourcesCommand(Display& display, const BoxWatcher& boxes)
+int UpdateSourcesCommand(Console& display, const BoxWatcher& boxes)
 {
     display.activity(QStringLiteral("Asking for the package sources"));
     CRunAptGet().update(true);

@@ -3,7 +3,7 @@
 
 #include "products.h"
 
-#include "display.h"
+#include "console.h"
 #include "layout.h"
 
 #include <QJsonArray>
@@ -34,7 +34,7 @@ QJsonObject ProductAsJson(const Product& product)
              { QStringLiteral("summary"), product.summary } };
 }
 
-void SayProducts(Display& display, const QList<Product>& products, bool json)
+void SayProducts(Console& display, const QList<Product>& products, bool json)
 {
     if (json) {
         QJsonArray all;
@@ -45,7 +45,7 @@ void SayProducts(Display& display, const QList<Product>& products, bool json)
     }
     int digits = 6;
     for (const Product& product : products)
-        digits = std::max(digits, QString::number(product.serial).size());
+        digits = std::max(digits, int(QString::number(product.serial).size()));
     for (const Product& product : products) {
         const QString summary
             = product.summary.isEmpty() ? QString() : QLatin1String(": ") + product.summary;
@@ -55,7 +55,7 @@ void SayProducts(Display& display, const QList<Product>& products, bool json)
     }
 }
 
-bool HasCatalog(Display& display, const CatalogScan& scan)
+bool HasCatalog(Console& display, const CatalogScan& scan)
 {
     if (!scan)
         display.complain(QStringLiteral("there is no catalog on this machine yet, or it cannot be "

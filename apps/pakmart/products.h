@@ -10,7 +10,7 @@
 #include <QString>
 
 class CatalogScan;
-class Display;
+class Console;
 
 // What a line of a list tells of a product.
 struct Product {
@@ -22,9 +22,9 @@ struct Product {
 Product ProductOf(CatalogScan& scan);
 
 // A line for each product, or all of them as one line of JSON.
-void SayProducts(Display& display, const QList<Product>& products, bool json);
+void SayProducts(Console& display, const QList<Product>& products, bool json);
 
 QJsonObject ProductAsJson(const Product& product);
 
 // Whether there is a catalog to read; where there is none, tells how to get one.
-bool HasCatalog(Display& display, const CatalogScan& scan);
+bool HasCatalog(Console& display, const CatalogScan& scan);

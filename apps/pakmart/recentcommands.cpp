@@ -4,7 +4,7 @@
 // The applications used last: showing them, starting one, forgetting one.
 
 #include "commands.h"
-#include "display.h"
+#include "console.h"
 
 #include <QDateTime>
 #include <algorithm>
@@ -18,7 +18,7 @@ namespace
 {
 
 // Does something with the list open. ExitFailed if it does not open.
-int WithList(Display& display, const std::function<int(CRUFile&)>& work)
+int WithList(Console& display, const std::function<int(CRUFile&)>& work)
 {
     int status = ExitFailed;
     InitIndex();
@@ -39,7 +39,7 @@ QString Name(const CRUFile& list)
     return QString::fromUtf8(list.Description()).simplified();
 }
 
-int ShowList(Display& display, CRUFile& list)
+int ShowList(Console& display, CRUFile& list)
 {
     int place = 0;
     for (bool more = list.FindLastAccessedItem(); more; more = list.FindPrevAccessedItem()) {
@@ -62,7 +62,7 @@ bool FindPlace(CRUFile& list, int place)
     return found;
 }
 
-int Start(Display& display, CRUFile& list, int place)
+int Start(Console& display, CRUFile& list, int place)
 {
     if (!FindPlace(list, place)) {
         display.complain(QStringLiteral("there is no application number %1").arg(place));
@@ -86,14 +86,14 @@ int Start(Display& display, CRUFile& list, int place)
 
 } // namespace
 
-int RecentCommand(Display& display, int run)
+int RecentCommand(Console& display, int run)
 {
     return WithList(display, [&display, run](CRUFile& list) {
         return run == 0 ? ShowList(display, list) : Start(display, list, run);
     });
 }
 
-int ForgetCommand(Display& display, const QStringList& serials)
+int ForgetCommand(Console& display, const QStringList& serials)
 {
     return WithList(display, [&display, &serials](CRUFile& list) {
         int status = ExitDone;

@@ -6,7 +6,7 @@
 // first.
 
 #include "commands.h"
-#include "display.h"
+#include "console.h"
 #include "products.h"
 
 #include <QByteArrayList>
@@ -137,7 +137,7 @@ std::string Folded(const QString& text)
 
 } // namespace
 
-int SearchCommand(Display& display, const QStringList& words, bool json)
+int SearchCommand(Console& display, const QStringList& words, bool json)
 {
     CatalogScan scan;
     if (!HasCatalog(display, scan))

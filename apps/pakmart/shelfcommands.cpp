@@ -5,7 +5,7 @@
 
 #include "boxwatcher.h"
 #include "commands.h"
-#include "display.h"
+#include "console.h"
 #include "interrupt.h"
 #include "savedmark.h"
 
@@ -44,7 +44,7 @@ bool RunToItsEnd(CAPI* request)
 }
 
 // Fetches what the file `name` of the data folder is to hold, and reads it.
-int Fetch(Display& display, const BoxWatcher& boxes, CAPI* request, const char* name,
+int Fetch(Console& display, const BoxWatcher& boxes, CAPI* request, const char* name,
           CXMLNode& tree)
 {
     const SavedMark saved(name);
@@ -109,7 +109,7 @@ QString Numbered(const QJsonObject& object)
         + Line(object, "name");
 }
 
-void SayAisle(Display& display, const QJsonObject& aisle)
+void SayAisle(Console& display, const QJsonObject& aisle)
 {
     const QString description = Line(aisle, "description");
     display.sayText(Line(aisle, "name")
@@ -118,7 +118,7 @@ void SayAisle(Display& display, const QJsonObject& aisle)
         display.sayText(Numbered(category.toObject()));
 }
 
-void SayApplication(Display& display, const QJsonObject& application)
+void SayApplication(Console& display, const QJsonObject& application)
 {
     display.sayText(Numbered(application) + QLatin1String(" (") + Line(application, "package")
                     + QLatin1Char(')'));
@@ -131,10 +131,10 @@ struct Shelf {
     const char* file;
     const char* nothing; // what is said when it is empty
     QJsonArray (*asJson)(CXMLNode& tree);
-    void (*say)(Display& display, const QJsonObject& entry);
+    void (*say)(Console& display, const QJsonObject& entry);
 };
 
-int Show(Display& display, const BoxWatcher& boxes, bool json, const Shelf& shelf)
+int Show(Console& display, const BoxWatcher& boxes, bool json, const Shelf& shelf)
 {
     if (!json)
         display.activity(QLatin1String(shelf.activity));
@@ -156,14 +156,14 @@ int Show(Display& display, const BoxWatcher& boxes, bool json, const Shelf& shel
 
 } // namespace
 
-int AislesCommand(Display& display, const BoxWatcher& boxes, bool json)
+int AislesCommand(Console& display, const BoxWatcher& boxes, bool json)
 {
     return Show(display, boxes, json,
                 { "Asking for the aisles", []() -> CAPI* { return new CAPIGetAisles(false); },
                   ".aisles", "The store has no aisles.", AislesAsJson, SayAisle });
 }
 
-int SyncCommand(Display& display, const BoxWatcher& boxes, bool json)
+int SyncCommand(Console& display, const BoxWatcher& boxes, bool json)
 {
     return Show(display, boxes, json,
                 { "Asking for the profile of this machine",

@@ -4,7 +4,7 @@
 // The state of this machine's connection to the store, and its registration.
 
 #include "commands.h"
-#include "display.h"
+#include "console.h"
 #include "interrupt.h"
 
 #include <QDomElement>
@@ -45,7 +45,7 @@ bool CouldBeAsked(const QUrl& url)
     return url.isValid() && web && !url.host().isEmpty();
 }
 
-void TellStatus(Display& display, const QString& url)
+void TellStatus(Console& display, const QString& url)
 {
     const auto line = [&display](const char* what, const QString& text, const char* otherwise) {
         display.sayText(QLatin1String(what) + (text.isEmpty() ? QLatin1String(otherwise) : text));
@@ -58,7 +58,7 @@ void TellStatus(Display& display, const QString& url)
 
 } // namespace
 
-int StatusCommand(Display& display, bool json)
+int StatusCommand(Console& display, bool json)
 {
     const QString url = CAPI::GetAgentAPIURL();
     const bool asked = CouldBeAsked(QUrl(url));
@@ -82,7 +82,7 @@ int StatusCommand(Display& display, bool json)
     return reached ? ExitDone : ExitFailed;
 }
 
-int RegisterCommand(Display& display, bool json)
+int RegisterCommand(Console& display, bool json)
 {
     QString error;
     bool succeeded = false, ended = false;

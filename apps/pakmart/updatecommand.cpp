@@ -6,7 +6,7 @@
 
 #include "boxwatcher.h"
 #include "commands.h"
-#include "display.h"
+#include "console.h"
 #include "interrupt.h"
 #include "savedmark.h"
 
@@ -96,7 +96,7 @@ Difference Compare(const Snapshot& before, const Snapshot& after)
 class UpdateProgress
 {
 public:
-    UpdateProgress(Display& display, bool quiet) : m_display(display), m_quiet(quiet)
+    UpdateProgress(Console& display, bool quiet) : m_display(display), m_quiet(quiet)
     {
         m_time.start();
     }
@@ -108,7 +108,7 @@ public:
     }
 
 private:
-    Display& m_display;
+    Console& m_display;
     const bool m_quiet;
     QElapsedTimer m_time;
 };
@@ -133,7 +133,7 @@ int CountCategories(const QDomElement& catalog)
 class CatalogUpdate : public CAPIUpdateCatalog
 {
 public:
-    CatalogUpdate(Display& display, bool quiet, UpdateRecord& record)
+    CatalogUpdate(Console& display, bool quiet, UpdateRecord& record)
         : CAPIUpdateCatalog(false, true), m_display(display), m_quiet(quiet), m_record(record),
           m_progress(display, quiet)
     {
@@ -176,7 +176,7 @@ public:
     }
 
 private:
-    Display& m_display;
+    Console& m_display;
     const bool m_quiet;
     UpdateRecord& m_record;
     UpdateProgress m_progress;
@@ -193,7 +193,7 @@ QString Count(std::size_t count, const char* one, const char* many)
         + QLatin1String(count == 1 ? one : many);
 }
 
-void SayList(Display& display, const char* label, const std::map<int, QString>& products)
+void SayList(Console& display, const char* label, const std::map<int, QString>& products)
 {
     constexpr std::size_t shown = 10;
     if (products.empty())
@@ -211,7 +211,7 @@ void SayList(Display& display, const char* label, const std::map<int, QString>& 
     display.sayText(text);
 }
 
-void Tell(Display& display, const Snapshot& before, const Snapshot& after)
+void Tell(Console& display, const Snapshot& before, const Snapshot& after)
 {
     display.sayText(QStringLiteral("The catalog has %1 in %2.")
                         .arg(Count(after.products.size(), "product", "products"),
@@ -235,7 +235,7 @@ QJsonArray ListAsJson(const std::map<int, QString>& products)
     return list;
 }
 
-void TellJson(Display& display, const Snapshot& before, const Snapshot& after)
+void TellJson(Console& display, const Snapshot& before, const Snapshot& after)
 {
     const Difference difference = Compare(before, after);
     display.sayJson(QJsonObject{ { QStringLiteral("products"), int(after.products.size()) },
@@ -259,7 +259,7 @@ QString Failure(const UpdateRecord& record, const SavedMark& saved)
 
 } // namespace
 
-int UpdateCommand(Display& display, const BoxWatcher& boxes, bool json)
+int UpdateCommand(Console& display, const BoxWatcher& boxes, bool json)
 {
     const Snapshot before = TakeSnapshot();
     if (!json)

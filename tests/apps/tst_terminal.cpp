@@ -4,7 +4,7 @@
 // `pakmart` on a terminal: its bar, the width of its lines, its questions and what
 // Ctrl-C leaves behind.
 
-#include "apps/pakmart/display.h"
+#include "apps/pakmart/console.h"
 #include "apps/pakmart/layout.h"
 #include "tests/apps/demomachine.h"
 #include "tests/apps/stalledpool.h"
@@ -35,7 +35,7 @@ public:
         std::fflush(stdout);
         m_stdout = dup(STDOUT_FILENO);
         dup2(m_slave, STDOUT_FILENO);
-        m_display = std::make_unique<Display>(false);
+        m_display = std::make_unique<Console>(false);
     }
     ~OwnTerminal()
     {
@@ -46,7 +46,7 @@ public:
     OwnTerminal(const OwnTerminal&) = delete;
     OwnTerminal& operator=(const OwnTerminal&) = delete;
 
-    Display& display() { return *m_display; }
+    Console& display() { return *m_display; }
     // Ends the display; the test's own output is where it was.
     void end()
     {
@@ -73,7 +73,7 @@ public:
 
 private:
     int m_master = -1, m_slave = -1, m_stdout = -1;
-    std::unique_ptr<Display> m_display;
+    std::unique_ptr<Console> m_display;
     Screen m_screen;
 };
 

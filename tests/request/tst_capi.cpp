@@ -7,6 +7,7 @@
 #include "requests.h"
 #include "tests/common/limits.h"
 
+#include <KIO/Global>
 #include <KIO/TransferJob>
 #include <QDir>
 #include <QProcess>

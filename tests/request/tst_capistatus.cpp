@@ -7,6 +7,8 @@
 
 #include "request/capistatus.h"
 
+#include <KIO/Global>
+#include <KIO/TransferJob>
 #include <QDir>
 
 class StatusTest : public QObject

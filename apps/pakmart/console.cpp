@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-#include "display.h"
+#include "console.h"
 
 #include "interrupt.h"
 #include "layout.h"
@@ -63,7 +63,7 @@ QString Printable(QString text)
 
 } // namespace
 
-Display::Display(bool verbose) : m_out(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3))
+Console::Console(bool verbose) : m_out(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3))
 {
     m_terminal = isatty(m_out) != 0;
     m_bars = m_terminal && CanRedraw();
@@ -77,7 +77,7 @@ Display::Display(bool verbose) : m_out(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3))
     }
 }
 
-Display::~Display()
+Console::~Console()
 {
     clearBar();
     std::fflush(stdout);
@@ -85,7 +85,7 @@ Display::~Display()
     close(m_out);
 }
 
-void Display::write(const QByteArray& bytes)
+void Console::write(const QByteArray& bytes)
 {
     for (int done = 0; done < bytes.size();) {
         const ssize_t count
@@ -96,7 +96,7 @@ void Display::write(const QByteArray& bytes)
     }
 }
 
-int Display::width() const
+int Console::width() const
 {
     bool isNumber = false;
     const int columns = qEnvironmentVariableIntValue("COLUMNS", &isNumber);
@@ -105,36 +105,36 @@ int Display::width() const
     return m_terminal ? TerminalWidth(m_out) : 0;
 }
 
-void Display::sayJson(const QJsonArray& array)
+void Console::sayJson(const QJsonArray& array)
 {
     clearBar();
     write(QJsonDocument(array).toJson(QJsonDocument::Compact) + '\n');
 }
 
-void Display::sayJson(const QJsonObject& object)
+void Console::sayJson(const QJsonObject& object)
 {
     clearBar();
     write(QJsonDocument(object).toJson(QJsonDocument::Compact) + '\n');
 }
 
-void Display::say(const QString& lines)
+void Console::say(const QString& lines)
 {
     clearBar();
     write(Printable(lines).toUtf8() + '\n');
 }
 
-void Display::sayText(const QString& text)
+void Console::sayText(const QString& text)
 {
     say(Wrapped(Printable(text), width(), 0));
 }
 
-void Display::complain(const QString& text)
+void Console::complain(const QString& text)
 {
     clearBar();
     std::fprintf(stderr, "pakmart: %s\n", qUtf8Printable(Printable(text).trimmed()));
 }
 
-void Display::activity(const QString& what)
+void Console::activity(const QString& what)
 {
     const QString printable = Printable(what);
     if (printable == m_activity)
@@ -146,7 +146,7 @@ void Display::activity(const QString& what)
         sayText(printable);
 }
 
-void Display::progress(int itemPercent, int overallPercent)
+void Console::progress(int itemPercent, int overallPercent)
 {
     itemPercent = qBound(0, itemPercent, 100);
     // The whole never goes back.
@@ -163,7 +163,7 @@ void Display::progress(int itemPercent, int overallPercent)
 
 // The last column stays free: a character there would move some terminals to the
 // next line, out of reach of what takes the bar back.
-void Display::drawBar()
+void Console::drawBar()
 {
     constexpr int narrow = 40; // columns that have no room for the cells
     const int width = TerminalWidth(m_out);
@@ -177,14 +177,14 @@ void Display::drawBar()
     m_barDrawn = true;
 }
 
-void Display::clearBar()
+void Console::clearBar()
 {
     if (m_barDrawn)
         write("\r\x1b[K");
     m_barDrawn = false;
 }
 
-bool Display::ask(const QString& question)
+bool Console::ask(const QString& question)
 {
     clearBar();
     write(Printable(question).toUtf8() + " [y/N] ");

@@ -13,15 +13,15 @@
 #include <QJsonObject>
 #include <QString>
 
-class Display
+class Console
 {
 public:
     // With `verbose` the library's lines stay on standard output; otherwise
     // they go to logFile().
-    explicit Display(bool verbose);
-    ~Display();
-    Display(const Display&) = delete;
-    Display& operator=(const Display&) = delete;
+    explicit Console(bool verbose);
+    ~Console();
+    Console(const Console&) = delete;
+    Console& operator=(const Console&) = delete;
 
     // Where the library's lines go; empty where they are shown or dropped.
     QString logFile() const { return m_logFile; }
