@@ -31,10 +31,10 @@ std::vector<std::string> AptWords(const Arguments& arguments, const DpkgStatus& 
     if (Installs(arguments) && !arguments.mayRemove)
         words = { "--no-remove", "--no-auto-remove" };
     const auto reinstreq = [](const PackageState& s) { return s.flag == "reinstreq"; };
-    const auto broken = [reinstreq](const PackageState& s) {
+    const auto isBroken = [reinstreq](const PackageState& s) {
         return s.status == "half-installed" || reinstreq(s);
     };
-    if (arguments.command == "install" && AnyIs(arguments, status, broken))
+    if (arguments.command == "install" && AnyIs(arguments, status, isBroken))
         words.push_back("--reinstall");
     if (!Installs(arguments) && ChangesPackages(arguments) && AnyIs(arguments, status, reinstreq))
         words.push_back("--option=DPkg::Options::=--force-remove-reinstreq");

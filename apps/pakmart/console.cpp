@@ -11,6 +11,7 @@
 #include <QJsonDocument>
 #include <QStandardPaths>
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <fcntl.h>
 #include <poll.h>
@@ -90,9 +91,13 @@ void Console::write(const QByteArray& bytes)
     for (int done = 0; done < bytes.size();) {
         const ssize_t count
             = ::write(m_out, bytes.constData() + done, std::size_t(bytes.size() - done));
-        if (count <= 0)
+        if (count < 0 && errno == EAGAIN) {
+            pollfd output{ m_out, POLLOUT, 0 };
+            poll(&output, 1, -1);
+        } else if (count < 0 && errno != EINTR) {
             return;
-        done += int(count);
+        }
+        done += count > 0 ? int(count) : 0;
     }
 }
 
@@ -195,7 +200,10 @@ bool Console::ask(const QString& question)
         // A signal ends the wait, so that Ctrl-C is an answer.
         if (poll(&input, 1, -1) <= 0)
             continue;
-        if (read(STDIN_FILENO, &c, 1) != 1 || c == '\n')
+        const ssize_t count = read(STDIN_FILENO, &c, 1);
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count != 1 || c == '\n')
             break;
         answer += c;
     }

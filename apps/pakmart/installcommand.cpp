@@ -7,7 +7,11 @@
 #include "commands.h"
 #include "console.h"
 #include "interrupt.h"
+#include "outcome.h"
 
+#include <QFile>
+#include <QPointer>
+#include <algorithm>
 #include <vantrelagent/install/capiinstallpackages.h>
 
 void InstallListener::onPreInstallInformation(const std::string& text)
@@ -61,46 +65,151 @@ void InstallListener::onBeginInstall(const std::string& name)
     m_display.activity(QStringLiteral("Setting up ") + QString::fromStdString(name));
 }
 
-void InstallListener::onEndInstall(const bool) { }
+void InstallListener::onEndInstall(const bool success)
+{
+    m_toolsSucceeded = success;
+}
 
 namespace
 {
 
-CAPIInstallPackages* MakeRequest(QObject* listener, const QStringList& arguments, bool byPackage)
+// What is known of an install when it is over; it outlives the request.
+struct InstallRecord {
+    QStringList wanted; // the packages that are asked for
+    bool succeeded = false; // as the library sees it
+    AgentError::Code code = AgentError::NoFailure;
+    QString sentence;
+};
+
+// The request, which knows the packages of its products once the server has said them.
+// It has no meta-object of its own: the class that it extends is what is announced.
+class Install : public CAPIInstallPackages
+{
+public:
+    Install(QObject* listener, std::vector<long>& serials, InstallRecord& record)
+        : CAPIInstallPackages(listener, serials, false), m_record(record)
+    {
+    }
+    Install(QObject* listener, PackageNameArray& names, InstallRecord& record)
+        : CAPIInstallPackages(listener, names, false), m_record(record)
+    {
+    }
+
+    void onAppInfoDestinationFile(const QFile& file) override
+    {
+        m_infoFile = file.fileName();
+        CAPIInstallPackages::onAppInfoDestinationFile(file);
+    }
+    bool CalculateDependencies() override
+    {
+        std::vector<CAppInfo> infos;
+        if (!m_infoFile.isEmpty() && CAppInfo::BuildApplicationInformation(infos, m_infoFile)) {
+            for (const CAppInfo& info : infos)
+                m_record.wanted << info.PackageName();
+        }
+        return CAPIInstallPackages::CalculateDependencies();
+    }
+
+private:
+    InstallRecord& m_record;
+    QString m_infoFile;
+};
+
+Install* MakeRequest(QObject* listener, const QStringList& arguments, bool byPackage,
+                     InstallRecord& record)
 {
     if (byPackage) {
         PackageNameArray names;
         for (const QString& name : arguments)
             names.push_back(name.toStdString());
-        return new CAPIInstallPackages(listener, names, false);
+        record.wanted = arguments;
+        return new Install(listener, names, record);
     }
     std::vector<long> serials;
     for (const QString& serial : arguments)
         serials.push_back(serial.toLong());
-    return new CAPIInstallPackages(listener, serials, false);
+    return new Install(listener, serials, record);
+}
+
+void Follow(Install* request, const InstallListener& listener, InstallRecord& record)
+{
+    QObject::connect(request, &CAPI::APIComplete, &listener,
+                     [&record](bool ok) { record.succeeded = ok; });
+    QObject::connect(request, &CAPI::signalFailure, &listener,
+                     [&record](AgentError::Code code, const QString& text, const QString&) {
+                         record.code = code;
+                         record.sentence = text;
+                     });
+    // Nothing is recorded or announced that dpkg does not have.
+    QObject::connect(request, &CAPIInstallPackages::signalCanAddToNewStuff, &listener,
+                     [&](PackageNameArray& names, bool& add) {
+                         const DpkgStatus now = ReadDpkgStatus();
+                         add = add && listener.toolsSucceeded();
+                         for (const std::string& name : names)
+                             add = add && now.Of(name).IsInstalled();
+                     });
+}
+
+void SayInstalled(Console& console, const QStringList& names, const DpkgStatus& now,
+                  const char* how)
+{
+    for (const QString& name : names) {
+        const QString version = QString::fromStdString(now.Of(name.toStdString()).version);
+        console.sayText(QStringLiteral("%1 %2 is %3.").arg(name, version, QLatin1String(how)));
+    }
+}
+
+// Why it failed, where no box has told, and what is left half-way.
+int Fail(Console& console, const BoxWatcher& boxes, const InstallRecord& record,
+         const DpkgStatus& before, const DpkgStatus& now)
+{
+    if (boxes.errors() == 0)
+        console.complain(record.sentence.isEmpty() ? QStringLiteral("the installation failed")
+                                                   : record.sentence);
+    if (record.code == AgentError::WouldRemove)
+        console.complain(
+            QStringLiteral("an install removes nothing: if you can do without the "
+                           "packages that are in its way, 'pakmart remove' them first"));
+    if (!record.wanted.isEmpty())
+        AreInstalled(console, record.wanted, now);
+    SayNewTrouble(console, record.wanted, before, now);
+    return ExitFailed;
 }
 
 } // namespace
 
-int InstallCommand(Console& display, const BoxWatcher& boxes, const QStringList& arguments,
+int InstallCommand(Console& console, const BoxWatcher& boxes, const QStringList& arguments,
                    const InstallOptions& options)
 {
-    InstallListener listener(display, options.yes);
-    bool succeeded = false;
-    CAPIInstallPackages* request = MakeRequest(&listener, arguments, options.byPackage);
-    QObject::connect(request, &CAPI::APIComplete, &listener,
-                     [&succeeded](bool ok) { succeeded = ok; });
+    InstallListener listener(console, options.yes);
+    InstallRecord record;
+    const DpkgStatus before = ReadDpkgStatus();
+    const QPointer<Install> request = MakeRequest(&listener, arguments, options.byPackage, record);
+    Follow(request, listener, record);
+    const Interrupt::Handler handler([request] {
+        if (request)
+            request->Cancel();
+    });
     const bool started = request->Execute();
-    if (Interrupt::received())
+    const DpkgStatus now = ReadDpkgStatus();
+    if (Interrupt::received()) {
+        SayNewTrouble(console, {}, before, now);
         return ExitInterrupted;
+    }
     if (listener.declined()) {
-        display.sayText(QStringLiteral("Nothing was installed."));
+        console.sayText(QStringLiteral("Nothing was installed."));
         return ExitDeclined;
     }
-    if (started && succeeded)
-        return ExitDone;
-    // A box has told why, as a rule.
-    if (boxes.errors() == 0)
-        display.complain(QStringLiteral("the installation failed"));
-    return ExitFailed;
+    const bool here
+        = std::all_of(record.wanted.begin(), record.wanted.end(),
+                      [&](const QString& n) { return now.Of(n.toStdString()).IsInstalled(); });
+    const bool already = record.code == AgentError::NothingToDo && boxes.errors() == 0;
+    const bool done = started && record.succeeded && listener.toolsSucceeded();
+    if (!here || record.wanted.isEmpty() || !(done || already))
+        return Fail(console, boxes, record, before, now);
+    // Products are announced by the library.
+    if (options.byPackage || already)
+        SayInstalled(console, record.wanted, now, already ? "installed already" : "installed");
+    SayNewTrouble(console, record.wanted, before, now);
+    return ExitDone;
 }

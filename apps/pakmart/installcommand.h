@@ -19,6 +19,8 @@ public:
     InstallListener(Console& display, bool yes) : m_display(display), m_yes(yes) { }
 
     bool declined() const { return m_declined; }
+    // Whether the package tools have run, and ended well.
+    bool toolsSucceeded() const { return m_toolsSucceeded; }
 
 public slots:
     void onPreInstallInformation(const std::string& text);
@@ -36,4 +38,5 @@ private:
     Console& m_display;
     const bool m_yes;
     bool m_declined = false;
+    bool m_toolsSucceeded = false;
 };

@@ -7,11 +7,13 @@
 #include "console.h"
 #include "installedversions.h"
 #include "interrupt.h"
+#include "outcome.h"
+#include "sourcescommand.h"
 
 #include <QDomElement>
 #include <QJsonArray>
 #include <QJsonObject>
-#include <vantrelagent/install/capiinstallpackages.h>
+#include <vantrelagent/util/urlcodec.h>
 
 OSUpdate::OSUpdate(Console& display, const UpdateOptions& options, OSUpdateRecord& record)
     : CAPIGetOSVer(false), m_display(display), m_options(options), m_record(record)
@@ -26,9 +28,16 @@ void OSUpdate::onSuccessfulTransfer(QDomElement* pElement)
 {
     const QString tag = QStringLiteral("package");
     for (QDomElement package = pElement->firstChildElement(tag); !package.isNull();
-         package = package.nextSiblingElement(tag))
-        ++m_record.offered;
-    CAPIGetOSVer::onSuccessfulTransfer(pElement);
+         package = package.nextSiblingElement(tag)) {
+        const QString name = package.firstChildElement(QStringLiteral("name")).text();
+        m_record.offered << url_decode(name).trimmed();
+    }
+    // Without lists of now, nobody knows what is up to date.
+    const QString failure = RefreshSources();
+    if (failure.isEmpty())
+        CAPIGetOSVer::onSuccessfulTransfer(pElement);
+    else
+        onErroneousTransfer(failure);
 }
 
 void OSUpdate::onCanContinue(int nPackages, bool& bCanContinue)
@@ -39,8 +48,10 @@ void OSUpdate::onCanContinue(int nPackages, bool& bCanContinue)
         return;
     bCanContinue = goOn(nPackages);
     m_record.declined = !bCanContinue;
-    if (auto* install = qobject_cast<CAPIInstallPackages*>(sender()))
-        connect(install, &CAPIInstallPackages::signalAptGetReport, this, &OSUpdate::hearErrors);
+    m_record.install = qobject_cast<CAPIInstallPackages*>(sender());
+    if (m_record.install)
+        connect(m_record.install.data(), &CAPIInstallPackages::signalAptGetReport, this,
+                &OSUpdate::hearErrors);
 }
 
 bool OSUpdate::goOn(int count)
@@ -59,6 +70,7 @@ bool OSUpdate::goOn(int count)
 
 void OSUpdate::hearErrors(const AptGetMessages& report)
 {
+    m_record.toolsRan = !report.empty();
     for (const std::string& line : report) {
         if (line.compare(0, 2, "E:") == 0)
             m_record.errors << QString::fromStdString(line);
@@ -91,7 +103,7 @@ QList<Change> Changes(const QMap<QString, QString>& before, const QMap<QString, 
 // Why there was no update that should have been; empty if there was none to be.
 QString Failure(const OSUpdateRecord& record)
 {
-    if (record.offered == 0 || record.files == 0 || record.installed)
+    if (record.offered.isEmpty() || record.files == 0 || (record.installed && record.toolsRan))
         return QString();
     if (record.files > 0)
         return QStringLiteral("the update failed") + QLatin1Char('\n')
@@ -136,7 +148,14 @@ int OSUpdateCommand(Console& display, const BoxWatcher& boxes, const UpdateOptio
     if (!options.json)
         display.activity(QStringLiteral("Asking for updates of the system"));
     const QMap<QString, QString> before = InstalledVersions();
+    const DpkgStatus statusBefore = ReadDpkgStatus();
+    const Interrupt::Handler handler([&record] {
+        if (record.install)
+            record.install->Cancel();
+    });
     (new OSUpdate(display, options, record))->Execute();
+    const DpkgStatus now = ReadDpkgStatus();
+    SayNewTrouble(display, record.offered, statusBefore, now);
     if (Interrupt::received())
         return ExitInterrupted;
     if (record.declined) {
@@ -151,6 +170,8 @@ int OSUpdateCommand(Console& display, const BoxWatcher& boxes, const UpdateOptio
                                                : failure);
         return ExitFailed;
     }
+    if (!record.offered.isEmpty() && !AreInstalled(display, record.offered, now))
+        return ExitFailed;
     const QList<Change> changes = Changes(before, InstalledVersions());
     if (options.json)
         TellJson(display, changes, record.agent);

@@ -7,17 +7,21 @@
 
 #include "commands.h"
 
+#include <QPointer>
 #include <vantrelagent/install/capigetosver.h>
+#include <vantrelagent/install/capiinstallpackages.h>
 
 // What is known of an update when it is over; it outlives the request.
 struct OSUpdateRecord {
     bool succeeded = false; // the server has answered
     bool agent = false; // the agent itself was updated
-    int offered = 0; // packages that the server names
+    QStringList offered; // packages that the server names
     int files = -1; // package files needed; -1: that could not be worked out
     bool declined = false;
-    bool installed = false;
+    bool installed = false; // as the library sees it
+    bool toolsRan = false;
     QStringList errors; // of the package tools
+    QPointer<CAPIInstallPackages> install; // while it is under way
 };
 
 // The request, known to the server by the name of the class it extends: it has

@@ -145,7 +145,9 @@ private slots:
         const Words again = with(keep, { "--reinstall" });
         for (const char* command : { "install", "upgrade", "dist-upgrade", "full-upgrade" })
             QCOMPARE(words({ "-y", command, "good" }), with(keep, { "-y", command, "good" }));
+        // apt-get cannot, and has it set up.
         QCOMPARE(words({ "install", "unpacked" }), with(keep, { "install", "unpacked" }));
+        QCOMPARE(words({ "upgrade", "half" }), with(keep, { "upgrade", "half" }));
         QCOMPARE(words({ "install", "good", "half" }), with(again, { "install", "good", "half" }));
         QCOMPARE(words({ "--print-uris", "install", "broken" }),
                  with(again, { "--print-uris", "install", "broken" }));

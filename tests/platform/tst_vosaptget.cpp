@@ -542,7 +542,7 @@ private slots:
                                         "(half-configured)")));
         QVERIFY(good.lines.contains(QStringLiteral("100% [Done 100%]")));
         QVERIFY(installed("good"));
-        // What needs it fails, and so does what it is asked for with.
+        // What needs it fails, and so does what is asked for together with it.
         for (const char* name : { "needsbad", "bad" }) {
             const Result result = install({ QStringLiteral("good"), QLatin1String(name) });
             QCOMPARE(result.status, 100);

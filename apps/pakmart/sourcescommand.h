@@ -1,0 +1,13 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The lists of packages that installs are worked out from.
+
+#pragma once
+
+#include <QString>
+
+// Fetches the store's package sources, and the lists of packages from each of them.
+// Returns what went wrong, as a text for the user; empty when the lists are those of
+// now.
+QString RefreshSources();

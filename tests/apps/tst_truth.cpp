@@ -1,0 +1,358 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// What pakmart says of a change is what dpkg has: the real program, store server,
+// apt-get and dpkg, with packages that fail, conflict and are needed by others.
+
+#include "server/serverprocess.h"
+#include "support/cconfigfile.h"
+#include "tests/common/testarchive.h"
+
+#include <QDir>
+#include <QProcess>
+#include <QtTest>
+
+class TruthTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    struct Result {
+        int status = -1;
+        QString out, err;
+    };
+
+    const QString m_root = QString::fromLocal8Bit(qgetenv("PAKMART_SYSROOT"));
+    const QString m_dir = QString::fromLocal8Bit(qgetenv("TEST_DIR"));
+    const QString m_store = m_dir + QStringLiteral("/store");
+    std::unique_ptr<ServerProcess> m_server;
+    TestArchive m_archive;
+    int m_edition = 0;
+
+    Result pakmart(const QByteArray& words, const QByteArray& input = QByteArray())
+    {
+        QProcess process;
+        process.start(QStringLiteral(PAKMART),
+                      QString::fromLatin1(words).split(QLatin1Char(' '), Qt::SkipEmptyParts));
+        process.write(input);
+        process.closeWriteChannel();
+        if (!process.waitForFinished(120000))
+            qFatal("pakmart does not end");
+        return { process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
+                 QString::fromUtf8(process.readAllStandardOutput()),
+                 QString::fromUtf8(process.readAllStandardError()) };
+    }
+    bool write(const char* name, const QByteArray& text)
+    {
+        return WriteTextFile(m_store + QLatin1Char('/') + QLatin1String(name), text);
+    }
+    void publish(const QList<TestArchive::Package>& packages)
+    {
+        for (const TestArchive::Package& package : packages) {
+            m_archive.add(package);
+            const QString file = m_archive.fileOf(package);
+            QVERIFY(
+                WriteTextFile(m_store + QStringLiteral("/pool/main/") + QFileInfo(file).fileName(),
+                              m_archive.contents(file)));
+        }
+        // apt asks whether a list has changed since it fetched it, to the second.
+        QTest::qWait(1100);
+        QVERIFY(write("pool/main/Packages", m_archive.index()));
+        QVERIFY(write("sources",
+                      "Type: dep\nEntry: deb @SERVER@/pool/main ./\nTimestamp: "
+                          + QByteArray::number(++m_edition) + '\n'));
+    }
+    QString statusFile() const { return m_root + QStringLiteral("/var/lib/dpkg/status"); }
+    QByteArray statusText() const
+    {
+        QFile file(statusFile());
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
+    // The words of dpkg's status for a package; "none" for an unknown one.
+    QByteArray state(const char* name) const
+    {
+        const QByteArray text = statusText();
+        const QByteArray begin = QByteArray("Package: ") + name + "\nStatus: ";
+        const int at = text.indexOf(begin);
+        return at < 0 ? QByteArray("none") : text.mid(at + begin.size()).split('\n').first();
+    }
+    void setState(const char* name, const QByteArray& words)
+    {
+        const QByteArray begin = QByteArray("Package: ") + name + "\nStatus: ";
+        QByteArray text = statusText();
+        const QByteArray old = begin + state(name) + '\n';
+        QVERIFY(text.contains(old));
+        QVERIFY(WriteTextFile(statusFile(), text.replace(old, begin + words + '\n')));
+    }
+
+private slots:
+    void initTestCase()
+    {
+        QCOMPARE(QProcess::execute(
+                     QStringLiteral(MKROOT),
+                     { QStringLiteral("--front-end"), QStringLiteral(VOS_APT_GET), m_root }),
+                 0);
+        QByteArray products;
+        int serial = 0;
+        for (const char* name : { "good", "bad", "rival", "app" })
+            products += "Serial: " + QByteArray::number(++serial) + "\nName: The " + name
+                + "\nCategory: Games\nPackage: " + name + "\nDescription: d\n\n";
+        QVERIFY(write("products", products));
+        QVERIFY(write("updates", ""));
+        publish({ { "good" },
+                  { "good2" },
+                  { "bad", "1.0", "", 100, "", "", "postinst" },
+                  { "badprerm", "1.0", "", 100, "", "", "prerm" },
+                  { "badpostrm", "1.0", "", 100, "", "", "postrm" },
+                  { "lib" },
+                  { "app", "1.0", "lib" },
+                  { "rival", "1.0", "", 100, "", "Conflicts: lib\n" } });
+        m_server = std::make_unique<ServerProcess>(m_store);
+        QVERIFY(m_server->isRunning());
+        const QString settings = m_root + QStringLiteral("/usr/share/apps/vantrelagent/.vauf");
+        QVERIFY(CConfigFile(settings.toStdString(), true)
+                    .SetValue("agent api url", m_server->url().toStdString() + "/getagentapi.php",
+                              true));
+    }
+    void cleanupTestCase() { m_server.reset(); }
+    // Nothing is installed when a test begins.
+    void init()
+    {
+        QVERIFY(WriteTextFile(statusFile(), ""));
+        QDir(m_root + QStringLiteral("/var/lib/dpkg/info")).removeRecursively();
+        QVERIFY(QDir(m_root).mkpath(QStringLiteral("var/lib/dpkg/info")));
+    }
+
+    void anInstallNamesWhatIsInstalled()
+    {
+        const Result result = pakmart("install --yes --package app good");
+        QCOMPARE(result.err, QString());
+        QCOMPARE(result.status, 0);
+        QVERIFY2(result.out.endsWith(QLatin1String("app 1.0 is installed.\ngood 1.0 is "
+                                                   "installed.\n")),
+                 qPrintable(result.out));
+    }
+
+    void aFailingScriptIsNoInstall_data()
+    {
+        QTest::addColumn<QByteArray>("words");
+        QTest::newRow("product") << QByteArray("install --yes 2");
+        QTest::newRow("package") << QByteArray("install --yes --package bad");
+    }
+    void aFailingScriptIsNoInstall()
+    {
+        QFETCH(QByteArray, words);
+        const Result result = pakmart(words);
+        QCOMPARE(result.status, 1);
+        QVERIFY(!result.out.contains(QLatin1String("installed")));
+        QCOMPARE(state("bad"), QByteArray("install ok half-configured"));
+        QVERIFY2(result.err.contains(QLatin1String(
+                     "pakmart: bad is half-configured (its state is 'install ok half-configured'): "
+                     "'pakmart install --package bad' tries again, 'pakmart remove bad' "
+                     "removes it\n")),
+                 qPrintable(result.err));
+    }
+
+    void itFailsNoOther()
+    {
+        QCOMPARE(pakmart("install --yes --package bad").status, 1);
+        const Result product = pakmart("install --yes 1");
+        QVERIFY2(!product.err.contains(QLatin1String("pakmart:")), qPrintable(product.err));
+        QCOMPARE(product.status, 0);
+        QVERIFY(product.out.contains(QLatin1String("The good has been installed!")));
+        QCOMPARE(pakmart("install --yes --package good2").status, 0);
+        // And it can be removed.
+        const Result removed = pakmart("remove --yes bad");
+        QCOMPARE(removed.err, QString());
+        QCOMPARE(removed.status, 0);
+        QCOMPARE(state("bad"), QByteArray("none"));
+    }
+
+    void aProductWhosePackageToolsCannotBeStartedIsNotInstalled()
+    {
+        // As a failing popen does: the second run of the front end prints nothing and
+        // ends well.
+        const QString program = m_root + QStringLiteral("/usr/bin/vos-apt-get");
+        const QString away = program + QStringLiteral(".away");
+        QVERIFY(QFile::rename(program, away));
+        QVERIFY(WriteTextFile(program,
+                              "#!/bin/sh\ncase \"$*\" in\n*print-uris*|update*) exec "
+                                  + away.toLocal8Bit() + " \"$@\" ;;\nesac\nexit 0\n"));
+        QFile::setPermissions(program, QFile::Permissions(0x7755));
+        const Result product = pakmart("install --yes 1");
+        const Result package = pakmart("install --yes --package good");
+        QVERIFY(QFile::remove(program) && QFile::rename(away, program));
+        for (const Result& result : { product, package }) {
+            QCOMPARE(result.status, 1);
+            QVERIFY(!result.out.contains(QLatin1String("installed")));
+            QVERIFY2(result.err.contains(QLatin1String("pakmart: good is not installed\n")),
+                     qPrintable(result.err));
+        }
+        const Result list = pakmart("recent");
+        QVERIFY2(!list.out.contains(QLatin1String("The good")), qPrintable(list.out));
+    }
+
+    void aHalfWayInstalledPackageIsInstalledAgain_data()
+    {
+        QTest::addColumn<QByteArray>("words");
+        for (const char* words : { "install reinstreq half-installed", "install ok half-installed",
+                                   "install ok unpacked", "install ok half-configured" })
+            QTest::newRow(words) << QByteArray(words);
+    }
+    void aHalfWayInstalledPackageIsInstalledAgain()
+    {
+        QFETCH(QByteArray, words);
+        QCOMPARE(pakmart("install --yes --package good").status, 0);
+        QVERIFY(QFile::remove(m_root + QStringLiteral("/usr/bin/good")));
+        setState("good", words);
+        const Result result = pakmart("install --yes 1");
+        QCOMPARE(result.err, QString());
+        QCOMPARE(result.status, 0);
+        QCOMPARE(state("good"), QByteArray("install ok installed"));
+        // What is only not set up has its files.
+        QVERIFY(QFile::exists(m_root + QStringLiteral("/usr/bin/good"))
+                == words.contains("half-installed"));
+    }
+
+    void anInstallThatWouldRemoveSomethingIsRefused()
+    {
+        QCOMPARE(pakmart("install --yes --package app").status, 0);
+        const QByteArray before = statusText();
+        for (const char* words : { "install --yes 3", "install --yes --package rival" }) {
+            const Result result = pakmart(words);
+            QCOMPARE(result.status, 1);
+            QVERIFY2(result.err.contains(QLatin1String("app, lib")), qPrintable(result.err));
+            QVERIFY2(result.err.contains(QLatin1String("pakmart: rival is not installed\n")),
+                     qPrintable(result.err));
+            QVERIFY2(result.err.contains(QLatin1String("'pakmart remove' them first")),
+                     qPrintable(result.err));
+            QCOMPARE(statusText(), before);
+        }
+    }
+
+    void aRemoveNamesAllThatGoesBeforeItAsks()
+    {
+        QCOMPARE(pakmart("install --yes --package app good").status, 0);
+        const QByteArray before = statusText();
+        const Result declined = pakmart("remove lib", "n\n");
+        QCOMPARE(declined.status, 3);
+        QCOMPARE(declined.out,
+                 QStringLiteral("To be removed: app 1.0, lib 1.0\nRemove these 2 packages? [y/N] "
+                                "\n"));
+        QCOMPARE(statusText(), before);
+        const Result done = pakmart("remove --yes lib");
+        QCOMPARE(done.err, QString());
+        QCOMPARE(done.status, 0);
+        QVERIFY2(done.out.endsWith(QLatin1String("To be removed: app 1.0, lib 1.0\napp is removed."
+                                                 "\nlib is removed.\n")),
+                 qPrintable(done.out));
+        QCOMPARE(state("app"), QByteArray("none"));
+        QCOMPARE(state("good"), QByteArray("install ok installed"));
+    }
+
+    void aRemoveTakesAPackageInEveryState_data()
+    {
+        QTest::addColumn<QByteArray>("words");
+        for (const char* words :
+             { "install ok installed", "install ok unpacked", "install ok half-configured",
+               "install reinstreq half-installed", "deinstall ok half-installed" })
+            QTest::newRow(words) << QByteArray(words);
+    }
+    void aRemoveTakesAPackageInEveryState()
+    {
+        QFETCH(QByteArray, words);
+        QCOMPARE(pakmart("install --yes --package good").status, 0);
+        setState("good", words);
+        const Result result = pakmart("remove good", "y\n");
+        QCOMPARE(result.err, QString());
+        QCOMPARE(result.status, 0);
+        QCOMPARE(state("good"), QByteArray("none"));
+    }
+
+    void whatIsGoneIsNotRemoved_data()
+    {
+        QTest::addColumn<QByteArray>("words");
+        for (const char* words : { "deinstall ok config-files", "purge ok not-installed" })
+            QTest::newRow(words) << QByteArray(words);
+    }
+    void whatIsGoneIsNotRemoved()
+    {
+        QFETCH(QByteArray, words);
+        QCOMPARE(pakmart("install --yes --package good").status, 0);
+        setState("good", words);
+        const Result result = pakmart("remove --yes good");
+        QCOMPARE(result.status, 1);
+        QCOMPARE(result.err.section(QLatin1Char('\n'), 0, 0),
+                 QStringLiteral("pakmart: good is not installed"));
+    }
+
+    void aRemoveThatFailsSaysHowThePackageIs_data()
+    {
+        QTest::addColumn<QByteArray>("package");
+        QTest::addColumn<QByteArray>("after");
+        QTest::newRow("prerm") << QByteArray("badprerm") << QByteArray("install ok installed");
+        QTest::newRow("postrm") << QByteArray("badpostrm")
+                                << QByteArray("deinstall ok half-installed");
+    }
+    void aRemoveThatFailsSaysHowThePackageIs()
+    {
+        QFETCH(QByteArray, package);
+        QFETCH(QByteArray, after);
+        QCOMPARE(pakmart("install --yes --package " + package).status, 0);
+        const Result result = pakmart("remove --yes " + package);
+        QCOMPARE(result.status, 1);
+        QCOMPARE(state(package.constData()), after);
+        QVERIFY(!result.out.contains(QLatin1String("is removed")));
+        QVERIFY2(result.err.contains(QString::fromLatin1(package
+                                                         + " could not be removed (its "
+                                                           "state is '"
+                                                         + after + "')")),
+                 qPrintable(result.err));
+    }
+
+    void aRefreshThatFailedIsNotUpToDate_data()
+    {
+        QTest::addColumn<QByteArray>("words");
+        QTest::newRow("sources") << QByteArray("update-sources");
+        QTest::newRow("no updates") << QByteArray("os-update --yes");
+        QTest::newRow("updates") << QByteArray("os-update --yes good");
+    }
+    void aRefreshThatFailedIsNotUpToDate()
+    {
+        QFETCH(QByteArray, words);
+        QCOMPARE(pakmart("install --yes --package good").status, 0);
+        const bool offers = words.endsWith(" good");
+        QVERIFY(write("updates", offers ? "Package: good\n" : ""));
+        const QString index = m_store + QStringLiteral("/pool/main/Packages");
+        // Twice: what failed once is not known the next time either.
+        QVERIFY(QFile::rename(index, index + QStringLiteral(".away")));
+        const QByteArray command = offers ? words.chopped(5) : words;
+        const Result first = pakmart(command), second = pakmart(command);
+        QVERIFY(QFile::rename(index + QStringLiteral(".away"), index));
+        const Result healed = pakmart(command);
+        QVERIFY(write("updates", ""));
+        for (const Result& result : { first, second }) {
+            QCOMPARE(result.status, 1);
+            QVERIFY2(!result.out.contains(QLatin1String("up to date")), qPrintable(result.out));
+            QVERIFY2(result.err.contains(QLatin1String("could not be refreshed")),
+                     qPrintable(result.err));
+        }
+        QCOMPARE(healed.status, 0);
+        QVERIFY(healed.out.contains(QLatin1String("up to date")));
+    }
+
+    void anUpdateWhoseScriptFailsIsNamed()
+    {
+        QVERIFY(write("updates", "Package: bad\n"));
+        const Result result = pakmart("os-update --yes");
+        QVERIFY(write("updates", ""));
+        QCOMPARE(result.status, 1);
+        QVERIFY(!result.out.contains(QLatin1String("up to date")));
+        QVERIFY2(result.err.contains(QLatin1String("bad is half-configured"))
+                     || result.err.contains(QLatin1String("the update failed")),
+                 qPrintable(result.err));
+    }
+};
+
+QTEST_GUILESS_MAIN(TruthTest)
+#include "tst_truth.moc"
