@@ -9,6 +9,7 @@
 #include <QDir>
 #include <QtTest>
 #include <malloc.h>
+#include <memory>
 
 namespace
 {
@@ -98,12 +99,13 @@ private slots:
     {
         const int wanted = qEnvironmentVariableIntValue("PAKMART_TEST_SOAK");
         const int requests = wanted > 0 ? wanted : 2000;
-        const StandardOutput output;
+        auto output = std::make_unique<StandardOutput>(); // ten lines for each
         run(500); // what is made once is made
         malloc_trim(0);
         const double before = AllocatedMegabytes(), resident = ResidentMegabytes();
         const int descriptors = Descriptors();
         run(requests);
+        output.reset();
         malloc_trim(0);
         const double after = AllocatedMegabytes();
         qInfo("%d requests: %.2f MB allocated before and %.2f after, %.1f and %.1f MB resident",
