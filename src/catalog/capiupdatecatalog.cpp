@@ -6,19 +6,25 @@
 #include "catalog/catalogproduct.h"
 #include "catalog/catalogrecord.h"
 #include "catalog/savedtree.h"
+#include "support/ctracer.h"
 #include "util/desktop.h"
 
 #include <QThread>
 
-CAPIUpdateCatalog::CAPIUpdateCatalog(bool bSilent, bool bWait) : CAPI(bSilent, false, bWait) { }
+CAPIUpdateCatalog::CAPIUpdateCatalog(bool bSilent, bool bWait) : CAPI(bSilent, false, bWait)
+{
+    CTracer tracer("CAPIUpdateCatalog::CAPIUpdateCatalog");
+}
 
 void CAPIUpdateCatalog::onSuccessfulTransfer(QDomElement* pElement)
 {
+    CTracer tracer("CAPIUpdateCatalog::onSuccessfulTransfer");
     SaveFirstElement(*pElement, ".catalog");
 }
 
 bool CAPIUpdateCatalog::ProcessVantrelCatalogRequest(QDomElement& catalog)
 {
+    CTracer tracer("CAPIUpdateCatalog::ProcessVantrelCatalogRequest");
     const auto fill = [this, &catalog](CCatalogFile& file) {
         ForEachCategory(catalog, [this, &file](QDomElement& category) {
             ProcessRecordsInCategory(category, &file);
@@ -39,6 +45,7 @@ bool CAPIUpdateCatalog::WaitForOtherUpdate()
 
 void CAPIUpdateCatalog::ProcessRecordsInCategory(QDomElement& category, CCatalogFile* file)
 {
+    CTracer tracer("CAPIUpdateCatalog::ProcessRecordsInCategory");
     ForEachProduct(category,
                    [file](const CatalogProduct& product) { RecordProduct(product, *file); });
 }

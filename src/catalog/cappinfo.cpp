@@ -8,6 +8,7 @@
 #include "db/indexlayer.h"
 #include "db/listlock.h"
 #include "request/replydocument.h"
+#include "support/ctracer.h"
 #include "util/number.h"
 #include "util/urlcodec.h"
 
@@ -73,6 +74,7 @@ CAppInfo::~CAppInfo() = default;
 
 bool CAppInfo::BuildApplicationInformation(std::vector<CAppInfo>& out, const QString& file)
 {
+    CTracer tracer("CAppInfo::BuildApplicationInformation");
     QDomDocument document(QStringLiteral("VantrelAgentXML"));
     QDomElement package = FirstPackage(SuccessfulReply(file, document));
     if (package.isNull())
@@ -87,6 +89,7 @@ bool CAppInfo::BuildApplicationInformation(std::vector<CAppInfo>& out, const QSt
 
 bool CAppInfo::BuildApplicationInformation(const QString& file)
 {
+    CTracer tracer("CAppInfo::BuildApplicationInformation");
     QDomDocument document(QStringLiteral("VantrelAgentXML"));
     QDomElement root = SuccessfulReply(file, document);
     if (FirstPackage(root).isNull())
@@ -97,6 +100,7 @@ bool CAppInfo::BuildApplicationInformation(const QString& file)
 
 void CAppInfo::ProcessXML(QDomElement* root)
 {
+    CTracer tracer("CAppInfo::ProcessXML");
     for (QDomElement package = FirstPackage(*root); !package.isNull();
          package = NextPackage(package))
         ProcessPackage(package);
@@ -104,6 +108,7 @@ void CAppInfo::ProcessXML(QDomElement* root)
 
 void CAppInfo::ProcessPackage(QDomElement& package)
 {
+    CTracer tracer("CAppInfo::ProcessPackage");
     for (QDomElement child = package.firstChildElement(); !child.isNull();
          child = child.nextSiblingElement()) {
         const QString tag = child.tagName();
@@ -120,6 +125,7 @@ void CAppInfo::ProcessPackage(QDomElement& package)
 
 void CAppInfo::ProcessRecordsInPackage(QDomElement& binary)
 {
+    CTracer tracer("CAppInfo::ProcessRecordsInPackage");
     CAppInfoObject program;
     for (QDomElement child = binary.firstChildElement(); !child.isNull();
          child = child.nextSiblingElement()) {
@@ -149,6 +155,7 @@ bool CAppInfo::IsValid() const
 
 bool CAppInfo::AddAppToDatabase()
 {
+    CTracer tracer("CAppInfo::AddAppToDatabase");
     const std::int32_t number = LeadingNumber(m_sServerSerialNumber.toStdString());
     if (number <= 0 || m_applications.empty())
         return false;
@@ -166,6 +173,7 @@ bool CAppInfo::AddAppToDatabase()
 
 bool CAppInfo::RemoveAppFromDatabase()
 {
+    CTracer tracer("CAppInfo::RemoveAppFromDatabase");
     const std::int32_t number = LeadingNumber(m_sServerSerialNumber.toStdString());
     const IndexLayer layer;
     CRUFile list;
@@ -183,6 +191,7 @@ bool CAppInfo::RemoveAppFromDatabase()
 
 bool CAppInfo::AddAppToMenu()
 {
+    CTracer tracer("CAppInfo::AddAppToMenu");
     CMenuEditor editor;
     for (const CAppInfoObject& program : m_applications)
         editor.addItem(program.Name(), program.Path(), QString(), program.LargeIcon());
@@ -193,6 +202,7 @@ bool CAppInfo::AddAppToMenu()
 
 bool CAppInfo::RemoveAppFromMenu()
 {
+    CTracer tracer("CAppInfo::RemoveAppFromMenu");
     CMenuEditor editor;
     for (const CAppInfoObject& program : m_applications)
         editor.removeItem(program.Name());
@@ -203,6 +213,7 @@ bool CAppInfo::RemoveAppFromMenu()
 
 void CAppInfo::GetAppInfo(QString& name, QString& message, QString& icon, QString& path) const
 {
+    CTracer tracer("CAppInfo::GetAppInfo");
     for (const CAppInfoObject& program : m_applications) {
         name = program.Name();
         path = program.Path();

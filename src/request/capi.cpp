@@ -180,6 +180,7 @@ void CAPI::Interrupt()
 
 void CAPI::AbortTransfers()
 {
+    CTracer tracer("CAPI::AbortTransfers");
     ++m_nAborts;
     const std::set<CAPI*> transferring = m_transferring;
     for (CAPI* pAPI : transferring) {
@@ -204,10 +205,12 @@ QString CAPI::LockedText()
 
 void CAPI::SetFailure(AgentError::Code nCode, const QString& sSentence, const QString& sDetails)
 {
+    CTracer tracer("CAPI::SetFailure");
     const bool general = nCode == AgentError::Other && m_nFailure != AgentError::NoFailure;
     if (general || (m_nFailure != AgentError::NoFailure && m_nFailure != AgentError::Other)
         || nCode == AgentError::NoFailure)
         return;
+    tracer.trace_out(AgentError::Name(nCode).toStdString());
     m_nFailure = nCode;
     m_sFailure = sSentence.isEmpty() ? AgentError::Sentence(nCode) : sSentence;
     m_sDetails = sDetails;
@@ -271,11 +274,13 @@ void CAPI::onAPIComplete(bool)
 
 int CAPI::AddRef()
 {
+    CTracer tracer("CAPI::AddRef");
     return ++m_nReferenceCount;
 }
 
 int CAPI::Release()
 {
+    CTracer tracer("CAPI::Release");
     if (--m_nReferenceCount < 0)
         m_nReferenceCount = 0;
     return m_nReferenceCount;
