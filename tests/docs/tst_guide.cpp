@@ -168,6 +168,27 @@ private:
 };
 //! [busy]
 
+//! [cancel]
+class InstallButton : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit InstallButton(CAPIInstallPackages* install) : m_install(install) { }
+    bool isEnabled() const { return m_install && m_install->CanCancel(); }
+
+public slots:
+    void onClicked()
+    {
+        if (m_install) // it destroys itself at its end
+            m_install->Cancel();
+    }
+
+private:
+    QPointer<CAPIInstallPackages> m_install;
+};
+//! [cancel]
+
 // ---- what is tested ----
 
 // Writes down what it hears, a repetition once; progress counts alone.
@@ -313,6 +334,31 @@ private slots:
     void anUnknownProductTellsThingsInTheGuidesOrder()
     {
         QCOMPARE(installAndListen(9999), block(QStringLiteral("order of a failed install")));
+    }
+
+    void aCancelledInstallInstallsNothing()
+    {
+        std::vector<long> serials{ 1003 };
+        auto* install = new CAPIInstallPackages(nullptr, serials, true);
+        InstallButton button(install);
+        QStringList heard;
+        bool enabled = false;
+        connect(install, &CAPIInstallPackages::signalBeginInstall, install, [&] {
+            enabled = button.isEnabled();
+            button.onClicked();
+        });
+        connect(install, &CAPIInstallPackages::signalBuildErrorReport, this,
+                [&](bool ok) { heard << QString::number(ok); });
+        connect(install, &CAPI::signalFailure, this,
+                [&](AgentError::Code code, const QString&, const QString&) {
+                    heard << AgentError::Name(code);
+                });
+        QVERIFY(!button.isEnabled());
+        install->Execute();
+        QVERIFY(enabled);
+        QVERIFY(!button.isEnabled());
+        QCOMPARE(heard, (QStringList{ QStringLiteral("0"), QStringLiteral("cancelled") }));
+        QVERIFY(!m_machine.dpkgStatus().contains("Package: dicecards\nStatus: install ok"));
     }
 
     void installAndRemove()
