@@ -42,15 +42,18 @@ std::string RealFolder(const std::string& path)
 }
 
 // The names of a database may be links. Links into several folders lead to files
-// that were not written together.
+// that were not written together, though they agree; where they do not, the faults
+// say more.
 void CompareFolders(const std::string& folder, const std::vector<std::string>& names,
-                    Findings* remarks)
+                    DbFindings* findings)
 {
+    if (!findings->faults.empty())
+        return;
     const std::string first = RealFolder(folder + names.front());
     for (const std::string& name : names) {
         const std::string other = RealFolder(folder + name);
         if (!first.empty() && !other.empty() && other != first)
-            Tell(remarks,
+            Tell(&findings->remarks,
                  name + " leads to another folder than " + names.front() + ": " + other + ", not "
                      + first);
     }
@@ -274,7 +277,7 @@ DbFindings CheckCatalog(const std::string& described)
     AddNames(Dependency::layout, &names);
     for (const char* const ending : { ".fil", ".k1" })
         names.push_back(Catalog::notesName + std::string(ending));
-    CompareFolders(folder, names, &findings.remarks);
+    CompareFolders(folder, names, &findings);
     return findings;
 }
 
@@ -286,6 +289,6 @@ DbFindings CheckRecent(const std::string& folder)
     Agreement(folder, database, &findings).Run([](auto&&...) {});
     std::vector<std::string> names;
     AddNames(Recent::layout, &names);
-    CompareFolders(folder, names, &findings.remarks);
+    CompareFolders(folder, names, &findings);
     return findings;
 }
