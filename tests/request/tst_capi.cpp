@@ -262,7 +262,7 @@ private slots:
         connect(request, &CAPI::APIComplete, this, [&] {
             auto* made = new TestRequest(next, true, false, true);
             count = made->ReferenceCount();
-            locked = made->APILocked(nullptr);
+            locked = made->APILocked(nullptr) && !made->APILocked(made);
             delete made;
         });
         QVERIFY(request->Execute());
