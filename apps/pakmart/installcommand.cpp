@@ -207,9 +207,7 @@ int InstallCommand(Display& display, const BoxWatcher& boxes, const QStringList&
     const bool done = started && record.succeeded && listener.toolsSucceeded();
     if (!here || record.wanted.isEmpty() || !(done || already))
         return Fail(display, boxes, record, before, now);
-    // Products are announced by the library.
-    if (options.byPackage || already)
-        SayInstalled(display, record.wanted, now, already ? "installed already" : "installed");
+    SayInstalled(display, record.wanted, now, already ? "installed already" : "installed");
     SayNewTrouble(display, record.wanted, before, now);
     return ExitDone;
 }

@@ -159,7 +159,8 @@ private slots:
         const Result product = pakmart("install --yes 1");
         QVERIFY2(!product.err.contains(QLatin1String("pakmart:")), qPrintable(product.err));
         QCOMPARE(product.status, 0);
-        QVERIFY(product.out.contains(QLatin1String("The good has been installed!")));
+        QVERIFY2(product.out.contains(QLatin1String("good 1.0 is installed.")),
+                 qPrintable(product.out));
         QCOMPARE(pakmart("install --yes --package good2").status, 0);
         // And it can be removed.
         const Result removed = pakmart("remove --yes bad");
