@@ -270,6 +270,31 @@ private slots:
         QCOMPARE(state("good"), QByteArray("none"));
     }
 
+    // The journal of a dpkg that was killed counts, and is in nobody's way.
+    void afterAnInterruptedDpkgAllGoesOn_data()
+    {
+        QTest::addColumn<QByteArray>("words");
+        QTest::addColumn<QByteArray>("after");
+        QTest::newRow("install") << QByteArray("install --yes --package good")
+                                 << QByteArray("install ok installed");
+        QTest::newRow("remove") << QByteArray("remove --yes good") << QByteArray("none");
+    }
+    void afterAnInterruptedDpkgAllGoesOn()
+    {
+        QFETCH(QByteArray, words);
+        QFETCH(QByteArray, after);
+        QCOMPARE(pakmart("install --yes --package good").status, 0);
+        setState("good", "install reinstreq half-installed");
+        const QByteArray text = statusText();
+        const int at = text.indexOf("Package: good\n");
+        QVERIFY(WriteTextFile(m_root + QStringLiteral("/var/lib/dpkg/updates/0000"),
+                              text.mid(at, text.indexOf("\n\n", at) - at + 2)));
+        const Result result = pakmart(words);
+        QVERIFY2(!result.err.contains(QLatin1String("pakmart:")), qPrintable(result.err));
+        QCOMPARE(result.status, 0);
+        QCOMPARE(state("good"), after);
+    }
+
     void whatIsGoneIsNotRemoved_data()
     {
         QTest::addColumn<QByteArray>("words");
