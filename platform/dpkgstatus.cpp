@@ -60,8 +60,10 @@ std::string BareName(const std::string& name)
 DpkgStatus::DpkgStatus(const std::string& folder)
 {
     m_readable = Read(folder + "/status");
-    for (const std::string& file : JournalOf(folder + "/updates"))
+    for (const std::string& file : JournalOf(folder + "/updates")) {
         Read(file);
+        m_interrupted = true;
+    }
 }
 
 bool DpkgStatus::Read(const std::string& file)

@@ -41,6 +41,10 @@ public:
     // False when there is no status file, or none that can be read.
     bool IsReadable() const { return m_readable; }
 
+    // Whether an interrupted dpkg has left something in "updates": apt-get changes
+    // nothing before dpkg has taken that over ("dpkg --configure -a").
+    bool WasInterrupted() const { return m_interrupted; }
+
     // The state of a package; that of an unknown one is "not-installed". A name
     // without an architecture is that of the machine's, then of any.
     PackageState Of(const std::string& name) const;
@@ -53,6 +57,7 @@ private:
     void Note(const std::map<std::string, std::string>& fields);
 
     bool m_readable = false;
+    bool m_interrupted = false;
     std::map<std::string, PackageState> m_packages;
 };
 

@@ -207,9 +207,7 @@ int InstallCommand(Console& console, const BoxWatcher& boxes, const QStringList&
     const bool done = started && record.succeeded && listener.toolsSucceeded();
     if (!here || record.wanted.isEmpty() || !(done || already))
         return Fail(console, boxes, record, before, now);
-    // Products are announced by the library.
-    if (options.byPackage || already)
-        SayInstalled(console, record.wanted, now, already ? "installed already" : "installed");
+    SayInstalled(console, record.wanted, now, already ? "installed already" : "installed");
     SayNewTrouble(console, record.wanted, before, now);
     return ExitDone;
 }

@@ -9,7 +9,9 @@
 #include "interrupt.h"
 #include "outcome.h"
 
+#include <vantrelagent/install/crun.h>
 #include <vantrelagent/install/crunaptget.h>
+#include <vantrelagent/util/paths.h>
 
 namespace
 {
@@ -118,6 +120,10 @@ int RemoveCommand(Console& console, const QStringList& names, bool yes)
         return Interrupt::received() ? ExitInterrupted : ExitFailed;
     if (!Agree(console, plan, yes))
         return Interrupt::received() ? ExitInterrupted : ExitDeclined;
+    // As the library does after each install.
+    if (before.WasInterrupted())
+        CRun(SystemPath(QStringLiteral("/usr/bin/dpkg")), QStringLiteral("--configure -a"), true)
+            .Run();
     // With every name that was shown, it is that what is done.
     CRunAptGet runner;
     QObject::connect(

@@ -159,7 +159,8 @@ private slots:
         const Result product = pakmart("install --yes 1");
         QVERIFY2(!product.err.contains(QLatin1String("pakmart:")), qPrintable(product.err));
         QCOMPARE(product.status, 0);
-        QVERIFY(product.out.contains(QLatin1String("The good has been installed!")));
+        QVERIFY2(product.out.contains(QLatin1String("good 1.0 is installed.")),
+                 qPrintable(product.out));
         QCOMPARE(pakmart("install --yes --package good2").status, 0);
         // And it can be removed.
         const Result removed = pakmart("remove --yes bad");
@@ -267,6 +268,31 @@ private slots:
         QCOMPARE(result.err, QString());
         QCOMPARE(result.status, 0);
         QCOMPARE(state("good"), QByteArray("none"));
+    }
+
+    // The journal of a dpkg that was killed counts, and is in nobody's way.
+    void afterAnInterruptedDpkgAllGoesOn_data()
+    {
+        QTest::addColumn<QByteArray>("words");
+        QTest::addColumn<QByteArray>("after");
+        QTest::newRow("install") << QByteArray("install --yes --package good")
+                                 << QByteArray("install ok installed");
+        QTest::newRow("remove") << QByteArray("remove --yes good") << QByteArray("none");
+    }
+    void afterAnInterruptedDpkgAllGoesOn()
+    {
+        QFETCH(QByteArray, words);
+        QFETCH(QByteArray, after);
+        QCOMPARE(pakmart("install --yes --package good").status, 0);
+        setState("good", "install reinstreq half-installed");
+        const QByteArray text = statusText();
+        const int at = text.indexOf("Package: good\n");
+        QVERIFY(WriteTextFile(m_root + QStringLiteral("/var/lib/dpkg/updates/0000"),
+                              text.mid(at, text.indexOf("\n\n", at) - at + 2)));
+        const Result result = pakmart(words);
+        QVERIFY2(!result.err.contains(QLatin1String("pakmart:")), qPrintable(result.err));
+        QCOMPARE(result.status, 0);
+        QCOMPARE(state("good"), after);
     }
 
     void whatIsGoneIsNotRemoved_data()

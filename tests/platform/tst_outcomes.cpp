@@ -122,7 +122,11 @@ private slots:
     void whatAnInterruptedDpkgLeftCounts()
     {
         write("status", stanza("a", "install ok installed"));
+        QVERIFY(!status().WasInterrupted());
+        write("updates/tmp.i", stanza("a", "install ok unpacked"));
+        QVERIFY(!status().WasInterrupted());
         write("updates/0001", stanza("a", "install reinstreq half-installed"));
+        QVERIFY(status().WasInterrupted());
         QCOMPARE(status().Of("a").status, std::string("half-installed"));
         write("updates/0002", stanza("a", "install ok unpacked"));
         write("updates/tmp.i", stanza("a", "install ok installed"));
