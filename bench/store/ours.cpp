@@ -6,12 +6,14 @@
 
 #include "store/contender.h"
 
-#include "catalog/heldfiles.h"
-#include "store/indexfile.h"
+#include "db/heldfiles.h"
 #include "store/indexpage.h"
+#include "store/ownfiles.h"
 
 #include <array>
 #include <cstring>
+#include <fcntl.h>
+#include <unistd.h>
 
 namespace
 {
@@ -19,14 +21,14 @@ namespace
 class Ours : public Contender
 {
 public:
-    explicit Ours(const std::string& folder)
+    explicit Ours(const std::string& folder, StoreFiles* files = nullptr)
     {
         Require(InitIndex() == 0, "InitIndex");
-        m_data = MakeDataFile(0, (folder + "/products.fil").c_str(), recordLength);
+        m_data = MakeOwnDataFile(files, (folder + "/products.fil").c_str(), recordLength);
         Require(m_data, "MakeDataFile");
         for (int kind = 0; kind < keyKinds; ++kind) {
             const std::string path = folder + "/products.k" + std::to_string(kind + 1);
-            Index(kind) = MakeIndex(0, path.c_str(), productKeyLength, kind != byName);
+            Index(kind) = MakeOwnIndex(files, path.c_str(), productKeyLength, kind != byName);
             Require(Index(kind), "MakeIndex");
         }
     }
@@ -100,16 +102,31 @@ private:
 
 // The same where the files stay open between transfers, which the library has while
 // it fills a catalog that nobody else knows yet.
-class OursHeld : private HeldFiles, public Ours
+struct HeldFolder {
+    explicit HeldFolder(const std::string& folder)
+        : descriptor(open(folder.c_str(), O_RDONLY | O_DIRECTORY)), files(descriptor)
+    {
+    }
+    ~HeldFolder()
+    {
+        files.CloseAll();
+        close(descriptor);
+    }
+
+    const int descriptor;
+    HeldFiles files;
+};
+
+class OursHeld : private HeldFolder, public Ours
 {
 public:
-    using Ours::Ours;
+    explicit OursHeld(const std::string& folder) : HeldFolder(folder), Ours(folder, &files) { }
 
     void Commit() override
     {
         Ours::Commit();
-        CloseAll();
-        Require(nothingFailed(), "the files");
+        files.CloseAll();
+        Require(files.nothingFailed(), "the files");
     }
 };
 

@@ -68,7 +68,7 @@ void Update(By by, const QByteArray& content)
 }
 
 // Does something when the store writes, resizes or reads for the k-th time.
-class InterruptedFiles : public StoreFiles
+class InterruptedFiles : public UnsyncedFiles
 {
 public:
     InterruptedFiles(int k, std::function<void()> interruption)
@@ -103,7 +103,8 @@ private:
     {
         if (m_left-- != 0)
             return;
-        const UsedStoreFiles none(nullptr);
+        UnsyncedFiles files;
+        const UsedStoreFiles used(&files);
         m_interruption();
     }
 
@@ -189,6 +190,7 @@ class CatalogReadersTest : public QObject
 
 private:
     ScriptedServer m_server;
+    UnsyncedFiles m_files;
 
     void addWriters()
     {
@@ -198,8 +200,10 @@ private:
     }
 
 private slots:
+    void cleanupTestCase() { SetStoreFiles(nullptr); }
     void initTestCase()
     {
+        SetStoreFiles(&m_files);
         Setting("agent api url", m_server.url("/api").toStdString());
         m_server.answer("/api", Directory({}));
         CAPI::GetURLList();
