@@ -6,6 +6,7 @@
 #include "catalog/cmenueditor.h"
 #include "db/crufile.h"
 #include "db/indexlayer.h"
+#include "db/listlock.h"
 #include "request/replydocument.h"
 #include "util/number.h"
 #include "util/urlcodec.h"
@@ -48,6 +49,20 @@ QByteArray IconOrDefault(const QString& icon)
 std::int32_t Now()
 {
     return std::int32_t(std::min<std::time_t>(std::time(nullptr), INT32_MAX));
+}
+
+// As the item of its product in the open list, a new one where there is none.
+bool Record(CRUFile& list, std::int32_t number, const CAppInfoObject& program)
+{
+    if (!list.FindServerSerialNumber(number))
+        list.AddNew();
+    list.SetServerSerialNumber(number);
+    const bool named = list.SetUniqueDescription(program.Name().toUtf8());
+    list.SetExecutablePath(program.Path().toUtf8());
+    list.SetIconPath(IconOrDefault(program.LargeIcon()));
+    list.SetSmallIconPath(IconOrDefault(program.SmallIcon()));
+    list.SetLastAccessed(Now());
+    return named && list.Update();
 }
 
 } // namespace
@@ -134,34 +149,36 @@ bool CAppInfo::IsValid() const
 
 bool CAppInfo::AddAppToDatabase()
 {
+    const std::int32_t number = LeadingNumber(m_sServerSerialNumber.toStdString());
+    if (number <= 0 || m_applications.empty())
+        return false;
     const IndexLayer layer;
     CRUFile list;
-    const std::int32_t number = LeadingNumber(m_sServerSerialNumber.toStdString());
-    if (number <= 0 || m_applications.empty() || !list.Open())
+    const ListLock lock(CRUFile::RUDATAFILE);
+    if (!lock || !list.Open())
         return false;
-    if (!list.FindServerSerialNumber(number))
-        list.AddNew();
-    const CAppInfoObject& program = m_applications.front();
-    list.SetServerSerialNumber(number);
-    list.SetDescription(program.Name().toUtf8());
-    list.SetExecutablePath(program.Path().toUtf8());
-    list.SetIconPath(IconOrDefault(program.LargeIcon()));
-    list.SetSmallIconPath(IconOrDefault(program.SmallIcon()));
-    list.SetLastAccessed(Now());
-    list.Update();
-    list.Close();
-    return true;
+    // A product whose recording failed half-way is in some indexes only.
+    const bool recorded = list.Repair() && Record(list, number, m_applications.front());
+    if (!recorded)
+        list.Repair();
+    return list.Close() && recorded;
 }
 
 bool CAppInfo::RemoveAppFromDatabase()
 {
+    const std::int32_t number = LeadingNumber(m_sServerSerialNumber.toStdString());
     const IndexLayer layer;
     CRUFile list;
-    if (!list.Open())
+    const ListLock lock(CRUFile::RUDATAFILE);
+    if (!lock || !list.Open())
         return false;
-    list.DeleteRecord(LeadingNumber(m_sServerSerialNumber.toStdString()));
-    list.Close();
-    return true;
+    const auto isThere
+        = [&list, number] { return number > 0 && list.FindServerSerialNumber(number); };
+    list.Repair();
+    if (isThere())
+        list.DeleteRecord(number);
+    const bool gone = list.Repair() && !isThere();
+    return list.Close() && gone;
 }
 
 bool CAppInfo::AddAppToMenu()

@@ -91,8 +91,11 @@ public:
     bool IsValid() const;
 
     /// Record the first program in the recently-used list as used now, or take it
-    /// out. True when there was something to do and the list could be opened; a
-    /// name that another product has there is not recorded a second time.
+    /// out. Where another product has its name in the list, the serial number is
+    /// put behind it. What a failure left in the list is put right first
+    /// (CRUFile::Repair). False when there is nothing to record, the list does not
+    /// open, or it could not be written: then the program may be in it or not, and
+    /// the next call puts it right. Taking out what is not there is true.
     /// @{
     bool AddAppToDatabase();
     bool RemoveAppFromDatabase();

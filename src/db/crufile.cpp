@@ -6,11 +6,15 @@
 #include "db/dbfiles.h"
 #include "db/dbfolders.h"
 #include "db/dblayouts.h"
+#include "db/listlock.h"
+#include "db/recentrepair.h"
 #include "store/datafile.h"
+#include "store/indexpage.h"
 #include "util/diagnostics.h"
 #include "util/paths.h"
 
 #include <QFile>
+#include <cstdio>
 #include <cstring>
 #include <vector>
 
@@ -27,6 +31,11 @@ enum KeyNumber { byTime, byDescription, bySerial };
 std::vector<std::string> FileNames()
 {
     return { CRUFile::RUDATAFILE, CRUFile::RUDATAIDX1, CRUFile::RUDATAIDX2, CRUFile::RUDATAIDX3 };
+}
+
+bool IsBelow(const char* key, const std::string& other)
+{
+    return tacompkeys(key, other.c_str(), 0, 0, 0) < 0;
 }
 
 } // namespace
@@ -58,9 +67,14 @@ bool CRUFile::IsOpen() const
 
 bool CRUFile::Open()
 {
-    if (!DoesFileExist(0, RUDATAFILE.c_str()))
-        return Create();
-    const bool open = m_files->Open(FileNames());
+    if (!DoesFileExist(0, RUDATAFILE.c_str())) {
+        // Another process may be about to make it, too.
+        const ListLock lock(RUDATAFILE);
+        if (!DoesFileExist(0, RUDATAFILE.c_str()))
+            return Create();
+    }
+    m_bWalking = false;
+    const bool open = m_files->Open(FileNames()) && m_files->BeginFlushing();
     if (!open)
         qCInfo(logDb, "cannot open %s and its indexes, error %d", RUDATAFILE.c_str(), int(taerror));
     return open;
@@ -68,12 +82,33 @@ bool CRUFile::Open()
 
 bool CRUFile::Create()
 {
-    return m_files->Create(FileNames());
+    const ListLock lock(RUDATAFILE);
+    m_bWalking = false;
+    m_files->Close();
+    return lock && MakeFiles() && m_files->Open(FileNames()) && m_files->BeginFlushing();
 }
 
-void CRUFile::Close()
+// Under other names first, and the data file last: its being there says that all
+// are.
+bool CRUFile::MakeFiles()
 {
-    m_files->Close();
+    const std::vector<std::string> names = FileNames();
+    std::vector<std::string> made = names;
+    for (std::string& name : made)
+        name += ".new";
+    bool done = m_files->Create(made);
+    done = m_files->Close() && done;
+    for (std::size_t i = names.size(); done && i-- > 0;)
+        done = std::rename(made[i].c_str(), names[i].c_str()) == 0;
+    for (const std::string& name : made)
+        std::remove(name.c_str());
+    return done;
+}
+
+bool CRUFile::Close()
+{
+    m_bWalking = false;
+    return m_files->Close();
 }
 
 void CRUFile::AddNew()
@@ -85,13 +120,18 @@ void CRUFile::AddNew()
 
 bool CRUFile::Update()
 {
+    const ListLock lock(RUDATAFILE);
+    if (!lock || !m_files->Refresh())
+        return false;
     return m_nRecord == 0 ? Append() : Rewrite();
 }
 
 bool CRUFile::Append()
 {
+    m_bWalking = false;
     if (!m_files->Append(m_record.data(), &m_nRecord))
         return false;
+    m_stored = m_record;
     MakeKeys();
     for (int which = byTime; which <= bySerial; ++which)
         if (!m_files->AddKey(which, m_nRecord, m_keys[std::size_t(which)].data()))
@@ -99,17 +139,42 @@ bool CRUFile::Append()
     return true;
 }
 
+// Another object may have changed the item since it was loaded, and its keys with
+// it, or have removed it, and its number may be another product's by now.
+bool CRUFile::IsStillThere()
+{
+    Record bytes;
+    if (!m_files->Read(m_nRecord, bytes.data()))
+        return false;
+    if (bytes == m_stored)
+        return true;
+    char key[keyRoom];
+    for (const TextField text : Recent::texts)
+        EndText(bytes.data(), text);
+    Recent::MakeKey(bytes.data(), bySerial, key);
+    if (!SameText(key, m_keys[bySerial].data()))
+        return false;
+    for (int which = byTime; which <= bySerial; ++which) {
+        Recent::MakeKey(bytes.data(), which, key);
+        std::strcpy(m_keys[std::size_t(which)].data(), key);
+    }
+    return true;
+}
+
 bool CRUFile::Rewrite()
 {
     // A removed item's bytes belong to the chain of free records.
-    if (!IsLive(m_record.data()) || !m_files->Write(m_nRecord, m_record.data()))
+    if (!IsLive(m_record.data()) || !IsStillThere()
+        || !m_files->Write(m_nRecord, m_record.data()))
         return false;
+    m_stored = m_record;
     for (int which = byTime; which <= bySerial; ++which) {
         Key& stored = m_keys[std::size_t(which)];
         Key key;
         MakeKey(key.data(), which);
         if (SameText(key.data(), stored.data()))
             continue;
+        m_bWalking = m_bWalking && which != byDescription;
         if (!m_files->DeleteKey(which, m_nRecord, stored.data()))
             return false;
         stored = key;
@@ -117,6 +182,14 @@ bool CRUFile::Rewrite()
             return false;
     }
     return true;
+}
+
+bool CRUFile::Repair()
+{
+    const ListLock lock(RUDATAFILE);
+    m_bWalking = false;
+    AddNew();
+    return lock && m_files->Refresh() && RepairRecentList(*m_files, FileNames());
 }
 
 bool CRUFile::GetRecord(std::int32_t record)
@@ -128,6 +201,7 @@ bool CRUFile::GetRecord(std::int32_t record)
     if (GetRec(file, std::uint32_t(record), bytes.data()) != 0)
         return false;
     m_record = bytes;
+    m_stored = bytes;
     m_nRecord = record;
     for (const TextField text : Recent::texts)
         EndText(m_record.data(), text);
@@ -154,52 +228,71 @@ bool CRUFile::Load(bool found)
 bool CRUFile::FindItem(const char* description)
 {
     // Cut as the setter would have cut it.
-    const std::string key(description, CutLength(description, Recent::description.width - 1));
-    return Load(m_files->Find(byDescription, key.c_str(), &m_nFound));
+    const char* const text = description ? description : "";
+    m_walked.assign(text, CutLength(text, Recent::description.width - 1));
+    m_bWalking = m_files->Refresh(byDescription);
+    return m_bWalking && Load(m_files->Find(byDescription, m_walked.c_str(), &m_nFound));
 }
 
 bool CRUFile::FindLastAccessedItem()
 {
     // Above every time of twelve characters.
-    return LoadBefore("999999999999");
+    return LoadBelow("999999999999");
 }
 
 bool CRUFile::FindPrevAccessedItem()
 {
-    return LoadBefore(m_keys[byTime].data());
+    return LoadBelow(m_keys[byTime].data());
 }
 
-// The walk goes on from what the item says of itself: if that were not what the
-// index says of it, the walk could go in a circle.
-bool CRUFile::LoadBefore(const char* key)
+// Each key is below the one before, whatever a damaged index says: so the walk
+// comes to an end.
+bool CRUFile::LoadBelow(std::string key)
 {
     char found[keyRoom];
     m_nFound = m_nRecord;
-    return Load(m_files->FindBelow(byTime, key, &m_nFound, found))
-        && SameText(found, m_keys[byTime].data());
+    if (!m_files->Refresh(byTime))
+        return false;
+    while (m_files->FindBelow(byTime, key.c_str(), &m_nFound, found) && IsBelow(found, key)) {
+        if (Load(true) && SameText(found, m_keys[byTime].data()))
+            return true;
+        key = found;
+    }
+    return false;
 }
 
 bool CRUFile::FindFirstByDescription()
 {
-    return Load(m_files->Search(byDescription, "", &m_nFound));
+    m_bWalking = false;
+    return FindNextByDescription();
 }
 
 bool CRUFile::FindNextByDescription()
 {
-    return Load(m_files->Next(byDescription, &m_nFound));
+    char found[keyRoom] = {};
+    bool more = m_files->Refresh(byDescription)
+        && m_files->Search(byDescription, m_bWalking ? m_walked.c_str() : "", &m_nFound, found);
+    if (more && m_bWalking && SameText(found, m_walked.c_str()))
+        more = m_files->Next(byDescription, &m_nFound, found);
+    m_bWalking = more && (!m_bWalking || !IsBelow(found, m_walked));
+    m_walked = found;
+    return Load(m_bWalking);
 }
 
 bool CRUFile::FindServerSerialNumber(std::int32_t serial)
 {
     const char* const key = serial < 0 ? "" : ServerSerialNumberStr(serial);
-    return Load(m_files->Search(bySerial, key, &m_nFound))
+    return m_files->Refresh(bySerial) && Load(m_files->Search(bySerial, key, &m_nFound))
         && (serial < 0 || ServerSerialNumber() == serial);
 }
 
 bool CRUFile::DeleteRecord(std::int32_t serial)
 {
-    if (!FindServerSerialNumber(serial) || !m_files->Remove(m_nRecord))
+    const ListLock lock(RUDATAFILE);
+    if (serial <= 0 || !lock || !m_files->Refresh() || !FindServerSerialNumber(serial)
+        || !m_files->Remove(m_nRecord))
         return false;
+    m_bWalking = false;
     MakeKeys();
     for (int which = byTime; which <= bySerial; ++which)
         m_files->DeleteKey(which, m_nRecord, m_keys[std::size_t(which)].data());
@@ -234,6 +327,22 @@ const char* CRUFile::ServerSerialNumberStr(std::int32_t serial)
 const char* CRUFile::SetDescription(const char* text)
 {
     return SetText(m_record.data(), Recent::description, text);
+}
+
+bool CRUFile::SetUniqueDescription(const char* text)
+{
+    SetDescription(text);
+    if (!IsTaken(Description()))
+        return true;
+    SetDescription(Recent::WithSerial(Description(), ServerSerialNumber()).c_str());
+    return !IsTaken(Description());
+}
+
+bool CRUFile::IsTaken(const std::string& description) const
+{
+    std::int32_t holder = 0;
+    return m_files->Refresh(byDescription)
+        && m_files->Find(byDescription, description.c_str(), &holder) && holder != m_nRecord;
 }
 
 const char* CRUFile::SetExecutablePath(const char* text)

@@ -15,8 +15,12 @@
 ///
 /// The object is its own record. Texts are UTF-8; one that is longer than its
 /// field is cut before the character that does not fit. InitIndex comes first,
-/// and the object closes before UnInitIndex. One thread at a time; nobody else
-/// may write the files meanwhile.
+/// and the object closes before UnInitIndex. One thread at a time.
+///
+/// Several objects and processes may have the list open and change it. Each change
+/// is made on the files as they are then, under a lock (a file beside them), and
+/// is in the files when the call returns; each lookup sees the changes made before
+/// it.
 
 #pragma once
 
@@ -54,15 +58,25 @@ public:
     bool Open();
     /// Makes new ones, in place of those that are there.
     bool Create();
-    /// Writes what is not yet written and closes all files; the destructor does, too.
-    void Close();
+    /// Closes all files; the destructor does, too. False when something that should
+    /// be in them could not be written.
+    bool Close();
 
     /// Empties the object, for a new item.
     void AddNew();
     /// Stores the item. The first thing that fails ends it, and what was stored
     /// stays: an item with the description of another one leaves its record and
-    /// its place in the order of use.
+    /// its place in the order of use. Refused with nothing stored when the loaded
+    /// item was removed meanwhile, or another process has kept the list for ten
+    /// seconds.
     bool Update();
+    /// Brings the indexes in step with the records, after a failure or damage left
+    /// them apart: an item that an index lacks gets into it, a key without an item
+    /// goes. Of several items of one product the one used last stays. Where two
+    /// products have one description, that of the second gets its serial number
+    /// behind it. A sound list is only read. False when the list cannot be
+    /// read or written; the object is then, as otherwise, a new item.
+    bool Repair();
     /// Loads an item, or what is left of one that was removed, which cannot be
     /// stored again. On failure the object stays as it is.
     bool GetRecord(std::int32_t record);
@@ -75,13 +89,15 @@ public:
     /// Each of the following loads an item, and returns whether there was one.
     /// Letter case does not count.
     bool FindItem(const char* description);
-    /// From the one used last back in time.
+    /// From the one used last back in time, always to an older one. A key whose item
+    /// is not there, or says something else of itself, is passed over.
     /// @{
     bool FindLastAccessedItem();
     bool FindPrevAccessedItem();
     /// @}
-    /// In the order of descriptions; the second one goes on where the index is,
-    /// and after a change or the end begins anew.
+    /// In the order of descriptions; the second one goes on where the last lookup by
+    /// description came to, and begins again after the end, or after a change of
+    /// this object's that moved a description.
     /// @{
     bool FindFirstByDescription();
     bool FindNextByDescription();
@@ -89,8 +105,8 @@ public:
     /// A negative serial number asks for the item with the lowest.
     bool FindServerSerialNumber(std::int32_t serial);
 
-    /// Removes the item with a serial number. The object is then a new item like
-    /// it, from which FindPrevAccessedItem goes on.
+    /// Removes the item with a serial number, 1 or above. The object is then a new
+    /// item like it, from which FindPrevAccessedItem goes on.
     bool DeleteRecord(std::int32_t serial);
 
     /// The serial number of the item, or another one, in 20 digits, in a buffer of the
@@ -105,6 +121,10 @@ public:
     /// Each stores what fits and returns the field. Behind each stands how many bytes
     /// it keeps at most.
     const char* SetDescription(const char* text); ///< keeps 60 bytes
+    /// Sets the description, with the serial number behind it in parentheses where
+    /// another item of the open list has it: an index refuses equal ones. The serial
+    /// number is to be set before. False when that is taken, too.
+    bool SetUniqueDescription(const char* text);
     const char* SetExecutablePath(const char* text); ///< keeps 127 bytes
     const char* SetIconPath(const char* text); ///< keeps 255 bytes
     const char* SetSmallIconPath(const char* text); ///< keeps 130 bytes
@@ -126,15 +146,23 @@ public:
 private:
     using Key = std::array<char, 73>;
 
+    using Record = std::array<std::uint8_t, 792>;
+
+    bool MakeFiles();
     bool Append();
     bool Rewrite();
+    bool IsStillThere();
+    bool IsTaken(const std::string& description) const;
     bool Load(bool found);
-    bool LoadBefore(const char* key);
+    bool LoadBelow(std::string key);
 
-    std::array<std::uint8_t, 792> m_record;
+    Record m_record;
+    Record m_stored{}; // the item as it is in the file
     std::int32_t m_nRecord;
     std::int32_t m_nFound; // by the last lookup
     std::array<Key, 3> m_keys; // the item is stored under
     std::unique_ptr<class DbFiles> m_files;
+    std::string m_walked; // the description that the walk by these came to
+    bool m_bWalking = false; // whether there is one
     char m_serialText[21];
 };

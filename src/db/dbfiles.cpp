@@ -7,6 +7,7 @@
 #include "store/indexfile.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 
 namespace
@@ -65,16 +66,60 @@ bool DbFiles::Create(const std::vector<std::string>& names)
     return OpenAll(names, MakeDataFile, MakeIndex);
 }
 
-void DbFiles::Close()
+bool DbFiles::Close()
 {
-    if (m_data)
-        CloseDataFile(m_data);
+    bool closed = !m_data || CloseDataFile(m_data) == 0;
     m_data = nullptr;
     for (IndexFile*& index : m_indexes) {
-        if (index)
-            CloseIndex(index);
+        if (index && CloseIndex(index) != 0)
+            closed = false;
         index = nullptr;
     }
+    return closed;
+}
+
+bool DbFiles::BeginFlushing()
+{
+    bool done = m_data != nullptr;
+    if (done)
+        ToggleFlushing(m_data, 1, 0);
+    done = done && taerror == taNoError;
+    for (int i = 0; done && i < m_layout.indexCount; ++i) {
+        done = Index(i) != nullptr;
+        if (done)
+            ToggleFlushing(Index(i), 1, 1);
+        done = done && taerror == taNoError;
+    }
+    return done;
+}
+
+bool DbFiles::Refresh()
+{
+    bool done = m_data && TaOpenFile(m_data) == 0;
+    for (int i = 0; done && i < m_layout.indexCount; ++i)
+        done = Refresh(i);
+    return done;
+}
+
+bool DbFiles::Refresh(int which)
+{
+    return Index(which) && TaOpenIndex(Index(which)) == 0;
+}
+
+bool DbFiles::ReplaceIndex(int which, const std::string& made, const std::string& name)
+{
+    // Before the new file has its name: what is closed may write to that name.
+    IndexFile*& index = m_indexes[std::size_t(which)];
+    if (index)
+        CloseIndex(index);
+    index = nullptr;
+    if (std::rename(made.c_str(), name.c_str()) != 0)
+        return false;
+    const IndexLayout& layout = m_layout.indexes[which];
+    index = OpenIndex(0, name.c_str(), layout.keyLength, layout.allowDuplicates);
+    if (index)
+        ToggleFlushing(index, 1, 1);
+    return index && taerror == taNoError;
 }
 
 bool DbFiles::Read(std::int32_t number, std::uint8_t* record) const

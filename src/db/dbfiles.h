@@ -28,7 +28,18 @@ public:
     bool Open(const std::vector<std::string>& names);
     // The same with new, empty files in place of those that are there.
     bool Create(const std::vector<std::string>& names);
-    void Close();
+    // False when something could not be written.
+    bool Close();
+
+    // For files that others may change: each change of them is written at once, and
+    // begins at the file. False unless all are open.
+    bool BeginFlushing();
+    // Reads again, of all files or of one index, what another handle may have
+    // changed. An index forgets its position. False when a file is not open.
+    bool Refresh();
+    bool Refresh(int which);
+    // Closes an index, puts the index file `made` in its place and opens that.
+    bool ReplaceIndex(int which, const std::string& made, const std::string& name);
 
     // Null while it is not open.
     DataFile* Data() const { return m_data; }

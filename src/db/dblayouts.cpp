@@ -105,3 +105,10 @@ void Recent::MakeKey(const std::uint8_t* record, int which, char* key)
         FormatSerial(GetInt32(record + serverSerialNumber), key);
     CutKey(layout, which, key);
 }
+
+std::string Recent::WithSerial(const std::string& description, std::int32_t serial)
+{
+    const std::string end = " (" + std::to_string(serial) + ")";
+    const std::size_t room = std::size_t(Recent::description.width) - 1 - end.size();
+    return description.substr(0, CutLength(description.c_str(), room)) + end;
+}

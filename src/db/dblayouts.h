@@ -8,6 +8,8 @@
 
 #include "db/dbrecord.h"
 
+#include <string>
+
 constexpr int mostIndexes = 4;
 
 struct IndexLayout {
@@ -126,4 +128,7 @@ constexpr int lastAccessed = 588; // seconds since 1970
 constexpr TextField texts[] = { description, executablePath, iconPath, smallIconPath };
 
 void MakeKey(const std::uint8_t* record, int which, char* key);
+// The description of a product where another one has it already: "Editor (7)",
+// with the name cut where both do not fit.
+std::string WithSerial(const std::string& description, std::int32_t serial);
 } // namespace Recent

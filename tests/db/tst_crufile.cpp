@@ -5,9 +5,12 @@
 // update that fails leaves, and damaged files.
 
 #include "db/crufile.h"
+#include "store/indexpage.h"
 #include "tests/db/dbtest.h"
+#include "tests/store/storeshims.h"
 
 #include <QtTest>
+#include <sys/wait.h>
 
 namespace
 {
@@ -415,6 +418,343 @@ private slots:
         QVERIFY(list.Open());
         QCOMPARE(NewestFirst(list), (QByteArrayList{ "3", "2" }));
     }
+
+    void walksOverPageCopiesGoOneWayOnly()
+    {
+        CRUFile list;
+        QVERIFY(list.Create());
+        for (int serial = 1; serial <= 200; ++serial)
+            QVERIFY(Add(list, serial, "item" + QByteArray::number(serial), serial * 7 % 101));
+        list.Close();
+        const Damage files(Files());
+        const int pageSizes[] = { 0, PageSize(72), PageSize(60) };
+        for (const int which : { 1, 2 }) {
+            const std::string path = Files()[std::size_t(which)];
+            const QByteArray sound = ReadWhole(path);
+            const int size = pageSizes[which];
+            const int pages = int(sound.size()) / size;
+            for (int from = 1; from < pages; ++from) {
+                for (int to = 1; to < pages; ++to) {
+                    WriteWhole(path, QByteArray(sound).replace(to * size, size,
+                                                               sound.mid(from * size, size)));
+                    QVERIFY(list.Open());
+                    CompareOrders(list);
+                }
+            }
+            WriteWhole(path, sound);
+        }
+    }
+
+    void aKeyWithoutItsItemIsPassedOver()
+    {
+        CRUFile list;
+        QVERIFY(list.Create());
+        for (const int serial : { 1, 2, 3 })
+            QVERIFY(Add(list, serial, QByteArray::number(serial), serial));
+        list.Close();
+        // The newest has gone, its key not yet: a process died in between.
+        DataFile* const file = OpenDataFile(0, CRUFile::RUDATAFILE.c_str(), recordLength);
+        QVERIFY(file);
+        QCOMPARE(DeleteRec(file, 3), 0);
+        QCOMPARE(CloseDataFile(file), 0);
+        QVERIFY(list.Open());
+        QCOMPARE(NewestFirst(list), (QByteArrayList{ "2", "1" }));
+    }
+
+    void aSerialNumberBelowOneRemovesNothing()
+    {
+        CRUFile list;
+        QVERIFY(list.Create());
+        for (const int serial : { 0, 5, 7 })
+            QVERIFY(Add(list, serial, QByteArray::number(serial), serial));
+        for (const int serial : { -1, 0, INT32_MIN })
+            QVERIFY(!list.DeleteRecord(serial));
+        QCOMPARE(NewestFirst(list), (QByteArrayList{ "7", "5", "0" }));
+    }
+
+    void nullIsTheEmptyText()
+    {
+        CRUFile list;
+        QVERIFY(!list.FindItem(nullptr));
+        QVERIFY(list.Create());
+        QVERIFY(!list.FindItem(nullptr));
+        QVERIFY(Add(list, 1, nullptr, 1));
+        QVERIFY(list.FindItem(nullptr));
+        QCOMPARE(list.ServerSerialNumber(), 1);
+        QVERIFY(!list.SetUniqueDescription(nullptr) || *list.Description() == 0);
+    }
+
+    // What the object was loaded with stays the place that a walk goes on from.
+    void theWalkBackGoesOnFromTheStoredKey()
+    {
+        CRUFile list;
+        QVERIFY(list.Create());
+        for (const int serial : { 1, 2, 3, 4 })
+            QVERIFY(Add(list, serial, QByteArray::number(serial), serial));
+        QVERIFY(list.FindServerSerialNumber(3));
+        list.SetLastAccessed(1);
+        list.SetDescription("0");
+        QVERIFY(list.FindPrevAccessedItem());
+        QCOMPARE(list.Description(), "2");
+        // A removed item is loaded as what is left of it: its keys are not.
+        QVERIFY(list.DeleteRecord(1));
+        QVERIFY(list.FindServerSerialNumber(3));
+        QVERIFY(list.GetRecord(1));
+        QVERIFY(list.FindPrevAccessedItem());
+        QCOMPARE(list.Description(), "2");
+        list.AddNew();
+        QVERIFY(!list.FindPrevAccessedItem());
+    }
+
+    void theWalkByDescriptionGoesOnFromTheLastLookup()
+    {
+        CRUFile list;
+        QVERIFY(list.Create());
+        for (const int serial : { 1, 2, 3, 4 })
+            QVERIFY(Add(list, serial, QByteArray::number(serial), serial));
+        QVERIFY(list.FindItem("2"));
+        QVERIFY(list.FindServerSerialNumber(4));
+        QVERIFY(list.FindNextByDescription());
+        QCOMPARE(list.Description(), "3");
+        QVERIFY(!list.FindItem("35"));
+        list.SetLastAccessed(9); // moves no description
+        QVERIFY(list.Update());
+        QVERIFY(list.FindNextByDescription());
+        QCOMPARE(list.Description(), "4");
+        QVERIFY(!list.FindNextByDescription());
+        QVERIFY(list.FindNextByDescription());
+        QCOMPARE(list.Description(), "1");
+        QVERIFY(list.FindNextByDescription());
+        list.SetDescription("29");
+        QVERIFY(list.Update());
+        QVERIFY(list.FindNextByDescription());
+        QCOMPARE(list.Description(), "1");
+    }
+
+    // ---- several objects with the list open ----
+
+    void whatOneObjectStoresTheOthersFind()
+    {
+        CRUFile host;
+        QVERIFY(host.Create());
+        CRUFile install;
+        QVERIFY(install.Open());
+        QVERIFY(!host.FindLastAccessedItem());
+        for (int serial = 1; serial <= 60; ++serial) {
+            CRUFile& writer = serial % 2 ? install : host;
+            CRUFile& reader = serial % 2 ? host : install;
+            QVERIFY(Add(writer, serial, QByteArray::number(serial), serial));
+            QVERIFY(reader.FindLastAccessedItem());
+            QCOMPARE(reader.ServerSerialNumber(), serial);
+            QVERIFY(reader.FindItem(QByteArray::number(serial)));
+            QVERIFY(reader.FindServerSerialNumber(serial));
+            QCOMPARE(reader.UsedRecs(), serial);
+        }
+        host.Close();
+        QCOMPARE(NewestFirst(install).size(), 60);
+        install.Close();
+        for (const int which : { 1, 2, 3 })
+            QCOMPARE(Index(which).size(), std::size_t(60));
+    }
+
+    void anEmptyListThatIsHeldOpenTakesNothingFromAnother()
+    {
+        CRUFile host;
+        QVERIFY(host.Create());
+        inAnotherProcess([] {
+            CRUFile install;
+            return install.Open() && Add(install, 7, "seven", 70);
+        });
+        host.Close();
+        for (const int which : { 1, 2, 3 })
+            QCOMPARE(Index(which).size(), std::size_t(1));
+    }
+
+    void anItemThatAnotherChangedOrRemoved()
+    {
+        CRUFile host;
+        QVERIFY(host.Create());
+        QVERIFY(Add(host, 1, "one", 1));
+        QVERIFY(Add(host, 2, "two", 2));
+        QVERIFY(host.FindServerSerialNumber(1));
+        inAnotherProcess([] {
+            CRUFile other;
+            if (!other.Open() || !other.FindServerSerialNumber(1))
+                return false;
+            other.SetLastAccessed(50);
+            return other.Update();
+        });
+        host.SetLastAccessed(60);
+        QVERIFY(host.Update());
+        QCOMPARE(NewestFirst(host), (QByteArrayList{ "one", "two" }));
+        QVERIFY(host.FindServerSerialNumber(1));
+        inAnotherProcess([] {
+            CRUFile other;
+            return other.Open() && other.DeleteRecord(1);
+        });
+        QVERIFY(!host.Update());
+        // Its number goes to another product.
+        inAnotherProcess([] {
+            CRUFile other;
+            return other.Open() && Add(other, 3, "three", 3) && other.RecordNumber() == 1;
+        });
+        QVERIFY(!host.Update());
+        QCOMPARE(NewestFirst(host), (QByteArrayList{ "three", "two" }));
+        host.Close();
+        QCOMPARE(Index(3),
+                 (Items{ { "00000000000000000002", 2 }, { "00000000000000000003", 1 } }));
+    }
+
+    void twoProcessesThatWriteAtOnceLoseNothing()
+    {
+        constexpr int each = 150;
+        CRUFile list;
+        QVERIFY(list.Create());
+        const auto add = [](int first) {
+            CRUFile writer;
+            bool added = writer.Open();
+            for (int serial = first; added && serial < first + each; ++serial)
+                added = Add(writer, serial, QByteArray::number(serial), serial);
+            return added;
+        };
+        const pid_t child = Start([&add] { return add(1001); });
+        QVERIFY(add(1));
+        QVERIFY(EndedWell(child));
+        QCOMPARE(list.UsedRecs(), 2 * each);
+        list.Close();
+        for (const int which : { 1, 2, 3 })
+            QCOMPARE(Index(which).size(), std::size_t(2 * each));
+        QCOMPARE(CheckDataFile(CRUFile::RUDATAFILE, recordLength), Findings());
+    }
+
+    void firstOpenersMakeOneList()
+    {
+        for (int round = 0; round < 20; ++round) {
+            for (const std::string& file : Files())
+                unlink(file.c_str());
+            const auto open = [](int serial) {
+                CRUFile list;
+                return list.Open() && Add(list, serial, QByteArray::number(serial), serial);
+            };
+            const pid_t child = Start([&open] { return open(1); });
+            QVERIFY(open(2));
+            QVERIFY(EndedWell(child));
+            QCOMPARE(Index(3).size(), std::size_t(2));
+        }
+    }
+
+    // ---- putting right ----
+
+    void repairOfASoundListWritesNothing()
+    {
+        CRUFile list;
+        QVERIFY(list.Create());
+        QVERIFY(list.Repair());
+        for (const int serial : { 1, 2, 3 })
+            QVERIFY(Add(list, serial, QByteArray::number(serial), serial));
+        QVERIFY(list.DeleteRecord(2));
+        CountingFiles files;
+        {
+            const UsedStoreFiles used(&files);
+            QVERIFY(list.Repair());
+        }
+        QCOMPARE(files.writes, 0);
+        QCOMPARE(list.RecordNumber(), 0);
+        list.Close();
+        QVERIFY(!list.Repair());
+    }
+
+    void repairGivesEachItemItsKeys()
+    {
+        CRUFile list;
+        QVERIFY(list.Create());
+        for (int serial = 1; serial <= 60; ++serial)
+            QVERIFY(Add(list, serial, QByteArray::number(serial), serial));
+        list.Close();
+        const Items sound[] = { Index(1), Index(2), Index(3) };
+        const QByteArray records = ReadWhole(CRUFile::RUDATAFILE);
+        for (const int which : { 1, 2, 3 }) {
+            const std::string path = Files()[std::size_t(which)];
+            const QByteArray bytes = ReadWhole(path);
+            const int size = PageSize(which == 1 ? 72 : which == 2 ? 60 : 20);
+            const QByteArrayList damaged{
+                bytes.left(size), // empty, and not by its header
+                QByteArray(bytes).replace(size, size, QByteArray(size, '\0')),
+                QByteArray(bytes).replace(size, size, bytes.mid(2 * size, size)),
+                QByteArray(bytes).replace(2 * size + 20, 1, "\x7f"),
+            };
+            for (const QByteArray& text : damaged) {
+                WriteWhole(path, text);
+                QVERIFY(list.Open());
+                QVERIFY(list.Repair());
+                QCOMPARE(NewestFirst(list).size(), 60);
+                list.Close();
+                for (const int index : { 1, 2, 3 })
+                    QCOMPARE(Index(index), sound[index - 1]);
+            }
+        }
+        QCOMPARE(ReadWhole(CRUFile::RUDATAFILE), records);
+    }
+
+    void repairMakesItemsOfRefusedUpdates()
+    {
+        CRUFile list;
+        QVERIFY(list.Create());
+        QVERIFY(Add(list, 5, "Editor", 10));
+        for (const int time : { 20, 40, 30 })
+            QVERIFY(!Add(list, 2, "EDITOR", time)); // one more entry each time
+        const QByteArray longName = QByteArray(58, 'x') + "\xc3\xa4";
+        QVERIFY(Add(list, 8, longName, 11));
+        QVERIFY(!Add(list, 99, longName, 12));
+        QVERIFY(list.Repair());
+        const QByteArrayList repaired{ "EDITOR (2)", QByteArray(55, 'x') + " (99)", longName,
+                                       "Editor" };
+        QCOMPARE(NewestFirst(list), repaired);
+        QVERIFY(list.FindServerSerialNumber(2));
+        QCOMPARE(list.LastAccessed(), 40);
+        QVERIFY(list.FindServerSerialNumber(99));
+        QVERIFY(list.DeleteRecord(2));
+        QVERIFY(list.Repair());
+        QCOMPARE(NewestFirst(list), repaired.mid(1));
+        list.Close();
+        QCOMPARE(CheckDataFile(CRUFile::RUDATAFILE, recordLength), Findings());
+    }
+
+private:
+    static int PageSize(int keyLength) { return PackedLength(std::int16_t(keyLength)); }
+
+    // Each walk in its order, whatever is in it.
+    static void CompareOrders(CRUFile& list)
+    {
+        QByteArray before;
+        char key[73];
+        for (bool more = list.FindLastAccessedItem(); more; more = list.FindPrevAccessedItem()) {
+            list.MakeKey(key, 0);
+            QVERIFY(before.isNull() || qstricmp(key, before) < 0);
+            before = key;
+        }
+        before = QByteArray();
+        for (bool more = list.FindFirstByDescription(); more; more = list.FindNextByDescription()) {
+            QVERIFY(before.isNull() || qstricmp(list.Description(), before) > 0);
+            before = list.Description();
+        }
+    }
+
+    using Work = std::function<bool()>;
+
+    static pid_t Start(const Work& work)
+    {
+        const pid_t child = fork();
+        if (child == 0)
+            _exit(work() ? 0 : 1);
+        return child;
+    }
+    static bool EndedWell(pid_t child)
+    {
+        int status = -1;
+        return child > 0 && waitpid(child, &status, 0) == child && status == 0;
+    }
+    static void inAnotherProcess(const Work& work) { QVERIFY(EndedWell(Start(work))); }
 };
 
 QTEST_GUILESS_MAIN(TestRecentlyUsed)

@@ -73,7 +73,7 @@ public:
 
     void Delete(int serial)
     {
-        const int number = Find(serial);
+        const int number = serial > 0 ? Find(serial) : 0;
         QCOMPARE(m_list.DeleteRecord(serial), number != 0);
         if (number == 0)
             return;
