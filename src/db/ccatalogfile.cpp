@@ -6,6 +6,7 @@
 #include "db/dbfiles.h"
 #include "db/dbfolders.h"
 #include "db/dblayouts.h"
+#include "db/noteowners.h"
 #include "store/cnote.h"
 #include "store/indexfile.h"
 #include "store/indexpage.h"
@@ -42,6 +43,13 @@ void TellIfNot(bool open, const char* what)
                CCatalogFile::CATALOGDFNAME.c_str(), int(taerror));
 }
 
+// As a product shows it.
+std::string CutCategory(const char* category)
+{
+    const char* const text = category ? category : "";
+    return std::string(text, CutLength(text, Catalog::categoryKeyWidth));
+}
+
 QString ReadText(CNote& notes, std::int32_t offset)
 {
     const std::unique_ptr<char, decltype(&std::free)> text(notes.ReadNote(offset), std::free);
@@ -52,7 +60,7 @@ QString ReadText(CNote& notes, std::int32_t offset)
 
 CCatalogFile::CCatalogFile()
     : m_files(std::make_unique<DbFiles>(Catalog::layout)), m_notes(std::make_unique<CNote>()),
-      m_serialText()
+      m_owners(std::make_unique<NoteOwners>()), m_serialText()
 {
     static_assert(std::tuple_size<decltype(m_record)>::value == Catalog::layout.recordLength);
     if (CATALOGDFNAME.empty())
@@ -100,6 +108,7 @@ void CCatalogFile::Close()
     m_dependency.Close();
     m_notes->Close();
     m_files->Close();
+    m_owners->Clear();
     setDependencies({});
     m_nWalked = -1;
     m_bOpen = false;
@@ -143,22 +152,32 @@ bool CCatalogFile::SaveRecord()
 }
 
 // A note is never changed in place. Without a description the old note goes, but
-// the record keeps its offset.
+// the record keeps its offset, where another product's text may come to be.
 void CCatalogFile::SaveDescription()
 {
     const std::int32_t old = NoteOffset();
-    if (old != -1 && (!m_sDescription.isEmpty() || m_nRecord != -1))
-        m_notes->DeleteNote(old);
+    if (old != -1 && (!m_sDescription.isEmpty() || m_nRecord != -1)) {
+        m_owners->Read(m_files->Data(), *m_notes);
+        if (m_owners->MayDelete(old, m_nRecord))
+            m_notes->DeleteNote(old);
+    }
     if (m_sDescription.isEmpty())
         return;
     const QByteArray text = m_sDescription.toUtf8();
-    PutInt32(m_record.data() + Catalog::noteOffset, m_notes->SaveNote(text, text.size()));
+    const std::int32_t offset = m_notes->SaveNote(text, text.size());
+    PutInt32(m_record.data() + Catalog::noteOffset, offset);
+    if (offset == -1)
+        return;
+    m_owners->Put(offset, text.size());
+    if (m_nRecord != -1)
+        m_owners->Belongs(offset, m_nRecord);
 }
 
 bool CCatalogFile::AppendProduct()
 {
     if (!m_files->Append(m_record.data(), &m_nRecord))
         return false;
+    m_owners->Belongs(NoteOffset(), m_nRecord);
     MakeKeys();
     for (int which = 0; which < keys; ++which)
         if (!m_files->AddKey(which, m_nRecord, m_keys[std::size_t(which)].data()))
@@ -238,7 +257,7 @@ bool CCatalogFile::FindServerSerialNumber(std::int32_t serial)
 
 bool CCatalogFile::FindServerSerialNumber(const char* serial)
 {
-    return FindServerSerialNumber(LeadingNumber(serial));
+    return FindServerSerialNumber(LeadingNumber(serial ? serial : ""));
 }
 
 bool CCatalogFile::LoadSerial(std::int32_t serial)
@@ -256,13 +275,13 @@ bool CCatalogFile::LoadInCategory(std::int32_t record, const char* category)
     m_nWalked = loaded ? record : -1;
     if (!loaded)
         return false;
-    return !category || SameText(Category(), category);
+    return !category || SameText(Category(), CutCategory(category).c_str());
 }
 
 bool CCatalogFile::FindFirstForCategory(const char* category)
 {
     std::int32_t record;
-    return m_bOpen && m_files->Search(0, category ? category : "", &record)
+    return m_bOpen && m_files->Search(0, CutCategory(category).c_str(), &record)
         && LoadInCategory(record, category);
 }
 

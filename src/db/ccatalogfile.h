@@ -89,7 +89,8 @@ public:
     bool FindServerSerialNumber(const char* serial);
     /// @}
     /// Walk the products of a category by name; null walks those of all
-    /// categories, in the order of these. Letter case does not count. When there
+    /// categories, in the order of these. Letter case does not count, nor what comes
+    /// after the first 60 bytes of a name. When there
     /// is no further one the result is false, with another product loaded.
     /// @{
     bool FindFirstForCategory(const char* category);
@@ -151,7 +152,9 @@ public:
     std::int32_t Downloads() const; ///< how often it was downloaded
     std::int32_t FileSize() const; ///< the size of its download in bytes
 
-    /// Up to 499,992 bytes of UTF-8 are kept, of a longer one nothing.
+    /// Up to 499,992 bytes of UTF-8 are kept, of a longer one nothing. A product
+    /// whose description was cleared keeps the place of the text; what another
+    /// product puts there is shown for both, and goes with that one only.
     void setDescription(const QString& text) { m_sDescription = text; }
     QString Description() const { return m_sDescription; } ///< empty without one
 
@@ -192,6 +195,7 @@ private:
     std::array<std::array<char, 111>, 4> m_keys; // the product is stored under
     std::unique_ptr<class DbFiles> m_files;
     std::unique_ptr<CNote> m_notes;
+    std::unique_ptr<class NoteOwners> m_owners;
     CDependency m_dependency;
     QByteArrayList m_dependencies;
     QString m_sDescription;

@@ -75,8 +75,8 @@ public:
             m_catalog.AddDependency(name);
         Stored stored;
         stored.product = product;
-        SaveDescription(&stored, true);
         const int number = int(m_products.size()) + 1;
+        SaveDescription(&stored, number);
         bool done = true;
         for (int which = 0; which < 4; ++which)
             stored.keys[which] = product.Key(which);
@@ -106,7 +106,7 @@ public:
         Set(product);
         Stored& stored = m_products[std::size_t(number - 1)];
         stored.product = product;
-        SaveDescription(&stored, false);
+        SaveDescription(&stored, number);
         QVERIFY(m_catalog.SaveRecord());
         for (int which = 0; which < 4; ++which) {
             const std::string key = product.Key(which);
@@ -153,6 +153,8 @@ public:
         for (int which = 0; which < 4; ++which)
             QCOMPARE(m_indexes[which].InFile(paths[which]), m_indexes[which].All());
         QVERIFY(m_catalog.Open());
+        m_owners.clear();
+        m_knowsOwners = false;
         for (int number = 1; number <= Count(); ++number)
             Load(number);
     }
@@ -194,6 +196,9 @@ private:
         QCOMPARE(m_catalog.ServerSerialNumber(), stored.product.serial);
         QCOMPARE(m_catalog.NoteOffset(), stored.note);
         QCOMPARE(m_catalog.Description(), Note(stored.note));
+        // Nothing that another product did has taken it away.
+        if (stored.note != -1 && !stored.product.description.isEmpty())
+            QCOMPARE(m_catalog.Description(), stored.product.description);
     }
 
     void Set(const Product& product)
@@ -205,13 +210,46 @@ private:
         m_catalog.setDescription(product.description);
     }
 
-    void SaveDescription(Stored* stored, bool isNew)
+    void SaveDescription(Stored* stored, int number)
     {
         const QByteArray text = stored->product.description.toUtf8();
-        if (stored->note != -1 && !(text.isEmpty() && isNew))
-            m_notes.DeleteNote(stored->note);
-        if (!text.isEmpty())
-            stored->note = m_notes.SaveNote(text, text.size());
+        if (stored->note != -1) {
+            FindOwners();
+            if (m_owners[stored->note] == number)
+                m_notes.DeleteNote(stored->note);
+        }
+        if (text.isEmpty())
+            return;
+        stored->note = m_notes.SaveNote(text, text.size());
+        if (stored->note == -1)
+            return;
+        for (auto& [place, owner] : m_owners)
+            if (place >= stored->note && place < stored->note + 8 + text.size())
+                owner = 0;
+        if (m_knowsOwners)
+            m_owners[stored->note] = number;
+    }
+
+    // Before the first text is deleted since the catalog was opened: a place that
+    // two products have, or that lies in a text, is nobody's.
+    void FindOwners()
+    {
+        if (m_knowsOwners)
+            return;
+        m_knowsOwners = true;
+        std::map<int, int> products;
+        for (const Stored& stored : m_products)
+            ++products[stored.note];
+        for (int number = 1; number <= Count(); ++number)
+            m_owners[At(number).note] = products[At(number).note] == 1 ? number : 0;
+        m_owners.erase(-1);
+        int end = 0;
+        for (auto& [place, owner] : m_owners) {
+            if (place < end)
+                owner = 0;
+            else
+                end = place + 8 + m_notes.NoteLength(place);
+        }
     }
 
     QString Note(int offset)
@@ -256,6 +294,8 @@ private:
     CNote m_notes;
     std::vector<Stored> m_products;
     std::vector<Names> m_dependencies;
+    std::map<int, int> m_owners; // of the places in the notes, by number; 0: nobody
+    bool m_knowsOwners = false;
     ModelIndex m_indexes[4] = { { 110, true }, { 50, true }, { 50, false }, { 20, false } };
 };
 

@@ -7,6 +7,7 @@
 #include "db/ccatalogfile.h"
 #include "store/cnote.h"
 #include "tests/db/dbtest.h"
+#include "tests/store/storeshims.h"
 
 #include <QtTest>
 
@@ -276,6 +277,43 @@ private slots:
                                   "CGraphics", "aOffice", "bOffice", "COffice" }));
     }
 
+    void categoryLongerThanItsKeyIsFound()
+    {
+        CCatalogFile catalog;
+        QVERIFY(catalog.Create());
+        const QByteArray sixty(60, 'c');
+        const QByteArray umlaut = QByteArray(59, 'd') + "\xc3\xa4";
+        int serial = 1;
+        for (const QByteArray& category : { sixty + " and more", umlaut + " etc.", sixty + "x" })
+            for (const char* name : { "b", "a" }) {
+                QVERIFY(Add(catalog, serial, category, name + QByteArray::number(serial)));
+                ++serial;
+            }
+        QCOMPARE(Walk(catalog, sixty + " and more"), (QByteArrayList{ "a2", "a6", "b1", "b5" }));
+        QCOMPARE(Walk(catalog, sixty), Walk(catalog, sixty + QByteArray(99, 'y')));
+        QCOMPARE(Walk(catalog, umlaut + " etc."), (QByteArrayList{ "a4", "b3" }));
+        QCOMPARE(Walk(catalog, umlaut.left(59)), (QByteArrayList{ "a4", "b3" }));
+        QCOMPARE(Walk(catalog, sixty.left(59)), QByteArrayList());
+    }
+
+    void nullTextsAreEmptyOnes()
+    {
+        CCatalogFile catalog;
+        const char* const null = nullptr;
+        QVERIFY(catalog.Create());
+        QVERIFY(!catalog.FindServerSerialNumber(null));
+        QVERIFY(!catalog.FindFirstForCategory(null));
+        QVERIFY(!catalog.FindNextForCategory(null));
+        QVERIFY(Add(catalog, 0, null, null));
+        QVERIFY(catalog.FindServerSerialNumber(null));
+        QVERIFY(catalog.FindFirstForCategory(null));
+        catalog.AddDependency(null);
+        catalog.setDescription(QString());
+        QVERIFY(catalog.SaveRecord());
+        QVERIFY(catalog.FindFirstForCategory(""));
+        QCOMPARE(catalog.OwnDependencies(), (QByteArrayList{ "" }));
+    }
+
     void emptyCategoryBeforeAnotherIsNotFound()
     {
         CCatalogFile catalog;
@@ -504,6 +542,101 @@ private slots:
         QCOMPARE(catalog.Description(), QStringLiteral("other"));
     }
 
+    void noDescriptionDeletesAnothers_data()
+    {
+        QTest::addColumn<bool>("reopened");
+        QTest::addColumn<QString>("text"); // what 1 is saved with at last
+        for (const bool reopened : { false, true }) {
+            QTest::addRow("none, %s", reopened ? "from the file" : "at once")
+                << reopened << QString();
+            QTest::addRow("another, %s", reopened ? "from the file" : "at once")
+                << reopened << QStringLiteral("another one");
+        }
+    }
+    void noDescriptionDeletesAnothers()
+    {
+        QFETCH(bool, reopened);
+        QFETCH(QString, text);
+        CCatalogFile catalog;
+        QVERIFY(CreateWithOneText(catalog));
+        SaveWith(catalog, 1, QString());
+        Fill(catalog, 2, "Games", "two");
+        catalog.setDescription(QStringLiteral("two"));
+        QVERIFY(catalog.SaveRecord());
+        QCOMPARE(catalog.NoteOffset(), 0); // where the text of 1 was
+        for (int i = 0; i < 3; ++i) {
+            if (reopened)
+                QVERIFY(catalog.Open());
+            SaveWith(catalog, 1, text);
+            QVERIFY(catalog.GetRecord(2));
+            QCOMPARE(catalog.Description(), QStringLiteral("two"));
+            QVERIFY(catalog.GetRecord(1));
+            QCOMPARE(catalog.Description(), text.isEmpty() ? QStringLiteral("two") : text);
+        }
+        // Its own goes.
+        QVERIFY(catalog.Open());
+        SaveWith(catalog, 1, QStringLiteral("long enough for a place of its own"));
+        const int place = catalog.NoteOffset();
+        SaveWith(catalog, 1, QString());
+        catalog.Close();
+        CNote notes;
+        QVERIFY(notes.Open(CCatalogFile::CATALOGNOTES.c_str()));
+        QVERIFY(!notes.ReadNote(place));
+    }
+
+    void textOverTwoOldPlacesStays()
+    {
+        CCatalogFile catalog;
+        QVERIFY(catalog.Create());
+        for (const int serial : { 1, 2, 3 }) {
+            Fill(catalog, serial, "Games", QByteArray::number(serial));
+            catalog.setDescription(QStringLiteral("short"));
+            QVERIFY(catalog.SaveRecord());
+        }
+        SaveWith(catalog, 2, QString());
+        const int inside = catalog.NoteOffset();
+        SaveWith(catalog, 1, QString()); // together with that of 2
+        // A text in which the header of a block can be read where 2 had its own.
+        QString text(inside - 8, QLatin1Char('x'));
+        for (const int byte : { 0, 0, 0, 0, 8, 0, 0, 0 })
+            text += QChar(byte);
+        Fill(catalog, 4, "Games", "4");
+        catalog.setDescription(text);
+        QVERIFY(catalog.SaveRecord());
+        QCOMPARE(catalog.NoteOffset(), 0);
+        for (const bool reopened : { false, true }) {
+            if (reopened)
+                QVERIFY(catalog.Open());
+            SaveWith(catalog, 2, QString());
+            CNote notes;
+            QVERIFY(notes.Open(CCatalogFile::CATALOGNOTES.c_str()));
+            QCOMPARE(notes.NoteLength(inside), 0); // could be deleted as a note
+            const std::unique_ptr<char, decltype(&std::free)> kept(notes.ReadNote(0), std::free);
+            QCOMPARE(QByteArray(kept.get(), notes.NoteLength(0)), text.toUtf8());
+        }
+    }
+
+    void newProductThatCouldNotBeAddedKeepsItsNote()
+    {
+        CCatalogFile catalog;
+        QVERIFY(CreateWithOneText(catalog));
+        Fill(catalog, 2, "Games", "two");
+        catalog.setDescription(QStringLiteral("two"));
+        {
+            FailingFiles files(Fault::Write, 1, false); // the first is the note's
+            const UsedStoreFiles used(&files);
+            QVERIFY(!catalog.SaveRecord());
+        }
+        QCOMPARE(catalog.RecordNumber(), -1);
+        const int offset = catalog.NoteOffset();
+        QVERIFY(offset > 0);
+        catalog.setDescription(QString());
+        QVERIFY(catalog.SaveRecord());
+        QVERIFY(catalog.GetRecord(2));
+        QCOMPARE(catalog.NoteOffset(), offset);
+        QCOMPARE(catalog.Description(), QStringLiteral("two"));
+    }
+
     void newProductWithoutADescriptionDeletesNoNote()
     {
         CCatalogFile catalog;
@@ -653,6 +786,15 @@ private slots:
             Add(catalog, 999, "New", "new");
             catalog.Close();
         });
+    }
+
+private:
+    // Loads a product and saves it with another description.
+    static void SaveWith(CCatalogFile& catalog, int record, const QString& text)
+    {
+        QVERIFY(catalog.GetRecord(record));
+        catalog.setDescription(text);
+        QVERIFY(catalog.SaveRecord());
     }
 };
 
