@@ -236,11 +236,13 @@ void CDependency::Load(std::int32_t parent, bool toTheEnd, QByteArrayList& list)
     char key[keyRoom];
     Dependency::FormatParent(parent, key);
     std::vector<std::int32_t> numbers;
+    // In a damaged index a walk may come by an item again.
+    const std::size_t most = m_files->Data() ? FileLen(m_files->Data()) : 0;
     std::int32_t number;
     long at = parent;
     char before[keyRoom];
     bool more = m_files->Search(0, key, &number, key) && Dependency::ParentOfKey(key) == parent;
-    while (more) {
+    while (more && numbers.size() < most) {
         numbers.push_back(number);
         std::memcpy(before, key, Dependency::parentKeyWidth);
         more = m_files->Next(0, &number, key);

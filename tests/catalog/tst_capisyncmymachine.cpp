@@ -294,6 +294,14 @@ private slots:
             QCOMPARE(file.contains(">p" + QByteArray::number(i) + "<"), i % 3 == 0);
     }
 
+    void theMostApplicationsAreSaved()
+    {
+        const int most = CAPISyncMyMachine::maxApplications;
+        const QByteArray file
+            = synced("<profile>" + Application("a", "").repeated(most) + "</profile>");
+        QCOMPARE(file.count("<application>"), most);
+    }
+
     void moreApplicationsThanAnyMachineHasLeaveTheFile()
     {
         WriteDataFile(kFile, "old");

@@ -23,6 +23,26 @@ QByteArray Binary(const QByteArray& name, const QByteArray& path, const QByteArr
         + menu + "</menu><other>x</other></binary>";
 }
 
+// The panel's remote control, found before any real one.
+class Dcop
+{
+public:
+    Dcop(const QTemporaryDir& dir, const QByteArray& script) : m_path(qgetenv("PATH"))
+    {
+        QFile dcop(dir.filePath(QStringLiteral("dcop")));
+        if (!dcop.open(QIODevice::WriteOnly) || dcop.write("#!/bin/sh\n" + script) < 0)
+            qFatal("cannot write a script");
+        dcop.setPermissions(QFile::ReadOwner | QFile::ExeOwner);
+        qputenv("PATH", dir.path().toLocal8Bit() + ':' + m_path);
+    }
+    ~Dcop() { qputenv("PATH", m_path); }
+    Dcop(const Dcop&) = delete;
+    Dcop& operator=(const Dcop&) = delete;
+
+private:
+    const QByteArray m_path;
+};
+
 } // namespace
 
 class AppInfoTest : public QObject
@@ -45,6 +65,43 @@ private:
         return fileWith("<agentfunction resultcode=\"OK\">" + packages + "</agentfunction>");
     }
 
+    CAppInfo numbered(const QByteArray& serial, const QByteArray& name) const
+    {
+        CAppInfo info;
+        if (!info.BuildApplicationInformation(reply("<package><serialnumber>" + serial
+                                                    + "</serialnumber>" + Binary(name, "/a", "")
+                                                    + "</package>")))
+            qFatal("an unreadable reply");
+        return info;
+    }
+    CAppInfo application(int serial, const QByteArray& name) const
+    {
+        return numbered(QByteArray::number(serial), name);
+    }
+    static void emptyList()
+    {
+        const IndexLayer layer;
+        CRUFile list;
+        QVERIFY(list.Create());
+    }
+    // Number and name of each item, by name, if both walks have the same items.
+    static QByteArrayList listed()
+    {
+        const IndexLayer layer;
+        CRUFile list;
+        QByteArrayList items;
+        if (!list.Open())
+            return { "not open" };
+        int byTime = 0;
+        for (bool more = list.FindLastAccessedItem(); more; more = list.FindPrevAccessedItem())
+            ++byTime;
+        for (bool more = list.FindFirstByDescription(); more; more = list.FindNextByDescription())
+            items << QByteArray::number(list.ServerSerialNumber()) + ' ' + list.Description();
+        if (byTime != items.size() || byTime != list.UsedRecs())
+            items << "and one that is not in all indexes";
+        return items;
+    }
+
 private slots:
     void initTestCase()
     {
@@ -64,6 +121,49 @@ private slots:
         request = new CAPIDownloadAppInfo(ids, true);
         QCOMPARE(request->DecorateURI(), QString());
         delete request;
+    }
+
+    void queryIsALineOfTheOutput()
+    {
+        for (const long count : { 0, 2 }) {
+            std::vector<long> ids(std::size_t(count), 7);
+            const std::unique_ptr<CAPIDownloadAppInfo> request(new CAPIDownloadAppInfo(ids, true));
+            QByteArray written;
+            QByteArray query;
+            {
+                const StandardOutput output;
+                query = request->DecorateURI().toUtf8();
+                written = output.text();
+            }
+            QCOMPARE(written, query + '\n');
+        }
+    }
+
+    void boxesComeUnlessItIsSilent()
+    {
+        m_server.answer("/a", ScriptedServer::http("<agentfunction resultcode=\"NO\" msg=\"m\"/>"));
+        for (const bool silent : { true, false }) {
+            std::vector<long> ids{ 1 };
+            bool ended = false;
+            auto* request = new CAPIDownloadAppInfo(ids, silent);
+            connect(request, &CAPI::APIComplete, qApp, [&ended] { ended = true; });
+            const BoxCloser boxes;
+            QVERIFY(request->Execute());
+            QVERIFY(!ended); // it does not wait
+            QTRY_VERIFY(ended);
+            QCOMPARE(boxes.texts, silent ? QStringList() : QStringList{ QStringLiteral("m") });
+        }
+    }
+
+    void itRunsBesideAnother()
+    {
+        std::vector<long> ids{ 1 };
+        const std::unique_ptr<CAPIDownloadAppInfo> first(new CAPIDownloadAppInfo(ids, true));
+        QCOMPARE(first->ReferenceCount(), 1);
+        const std::unique_ptr<CAPIDownloadAppInfo> second(new CAPIDownloadAppInfo(ids, true));
+        QCOMPARE(second->ReferenceCount(), 2);
+        QVERIFY(!first->APILocked(nullptr));
+        QVERIFY(!first->CanDeleteAPIFile());
     }
 
     void replyFileStaysWhenTheRequestEnds()
@@ -107,6 +207,26 @@ private slots:
         QCOMPARE(info[1].LargeIcon(), QStringLiteral("l"));
         QCOMPARE(info[1].ServerSerialNumber(), QStringLiteral("7"));
         QCOMPARE(infos[1].Count(), 0);
+    }
+
+    void everyTextIsDecoded()
+    {
+        std::vector<CAppInfo> infos(1);
+        QVERIFY(CAppInfo::BuildApplicationInformation(
+            infos,
+            reply("<package><name>a+%62</name><serialnumber>%37</serialnumber>"
+                  "<packagename>c%2Bd</packagename><binary><name>e+f</name><path>g%20h</path>"
+                  "<smallicon>i+j</smallicon><largeicon>k%20l</largeicon><menu>m+n</menu>"
+                  "</binary></package>")));
+        // Behind what was there.
+        QCOMPARE(infos.size(), std::size_t(2));
+        QCOMPARE(infos[0].Count(), 0);
+        CAppInfo& info = infos[1];
+        const CAppInfoObject& program = info[0];
+        QCOMPARE((QStringList{ info.FriendlyName(), info.ServerSerialNumber(), info.PackageName(),
+                               program.Name(), program.Path(), program.SmallIcon(),
+                               program.LargeIcon(), program.MenuPath() }),
+                 QStringLiteral("a b,7,c+d,e f,g h,i j,k l,m n").split(QLatin1Char(',')));
     }
 
     void serialNumberBehindAProgramDoesNotReachIt()
@@ -203,6 +323,19 @@ private slots:
         QCOMPARE(icon, QStringLiteral("mine"));
     }
 
+    void firstIconThatThereIsCounts()
+    {
+        const auto program = [](const char* icon) {
+            return "<binary><smallicon>" + QByteArray(icon) + "</smallicon></binary>";
+        };
+        CAppInfo info;
+        QVERIFY(info.BuildApplicationInformation(reply("<package>" + program("") + program("two")
+                                                       + program("three") + "</package>")));
+        QString name, message, icon, path;
+        info.GetAppInfo(name, message, icon, path);
+        QCOMPARE(icon, QStringLiteral("two"));
+    }
+
     void firstProgramIsRecordedAsUsedNow()
     {
         CAppInfo info;
@@ -261,19 +394,89 @@ private slots:
         QVERIFY(!HasPageCache());
     }
 
+    void emptyIconsAreRecordedAsTheUsualOne_data()
+    {
+        QTest::addColumn<QByteArray>("icons");
+        QTest::addColumn<QByteArray>("recorded");
+        QTest::newRow("none") << QByteArray() << QByteArray("kcmkwm kcmkwm");
+        QTest::newRow("small") << QByteArray("<smallicon>s</smallicon>") << QByteArray("kcmkwm s");
+        QTest::newRow("large") << QByteArray("<largeicon>l</largeicon>") << QByteArray("l kcmkwm");
+    }
     void emptyIconsAreRecordedAsTheUsualOne()
     {
+        QFETCH(QByteArray, icons);
         CAppInfo info;
         QVERIFY(info.BuildApplicationInformation(
             reply("<package><serialnumber>8</serialnumber><binary><name>Plain</name>"
-                  "<path>/p</path></binary></package>")));
+                  "<path>/p</path>"
+                  + icons + "</binary></package>")));
         QVERIFY(info.AddAppToDatabase());
         const IndexLayer layer;
         CRUFile list;
         QVERIFY(list.Open());
         QVERIFY(list.FindItem("plain"));
-        QCOMPARE(list.IconPath(), "kcmkwm");
-        QCOMPARE(list.SmallIconPath(), "kcmkwm");
+        QTEST(QByteArray(list.IconPath()) + ' ' + list.SmallIconPath(), "recorded");
+    }
+
+    void productsDoNotGetInEachOthersWay()
+    {
+        emptyList();
+        QVERIFY(application(5, "Five").AddAppToDatabase());
+        QVERIFY(application(7, "Seven").AddAppToDatabase());
+        // The search for these numbers comes to 5, to 7 and to the end.
+        for (const int serial : { 2, 6, 9 })
+            QVERIFY(application(serial, "N" + QByteArray::number(serial)).AddAppToDatabase());
+        QCOMPARE(listed(), (QByteArrayList{ "5 Five", "2 N2", "6 N6", "9 N9", "7 Seven" }));
+        QVERIFY(application(6, "Renamed").AddAppToDatabase());
+        QVERIFY(application(2, "").RemoveAppFromDatabase());
+        QVERIFY(application(3, "").RemoveAppFromDatabase());
+        QCOMPARE(listed(), (QByteArrayList{ "5 Five", "9 N9", "6 Renamed", "7 Seven" }));
+        for (const char* serial : { "0", "-1", "", "x" })
+            QVERIFY(numbered(serial, "Five").RemoveAppFromDatabase());
+        QCOMPARE(listed().size(), 4);
+    }
+
+    void aNameThatAnotherProductHas()
+    {
+        emptyList();
+        QVERIFY(application(5, "Editor").AddAppToDatabase());
+        for (int i = 0; i < 3; ++i) {
+            QVERIFY(application(2, "EDITOR").AddAppToDatabase());
+            QCOMPARE(listed(), (QByteArrayList{ "5 Editor", "2 EDITOR (2)" }));
+        }
+        QVERIFY(application(5, "").RemoveAppFromDatabase());
+        QVERIFY(application(2, "EDITOR").AddAppToDatabase());
+        QCOMPARE(listed(), (QByteArrayList{ "2 EDITOR" }));
+        QVERIFY(application(2, "").RemoveAppFromDatabase());
+        QCOMPARE(listed(), QByteArrayList());
+    }
+
+    void aNameThatIsTakenEitherWay()
+    {
+        emptyList();
+        QVERIFY(application(5, "Editor").AddAppToDatabase());
+        QVERIFY(application(6, "Editor (2)").AddAppToDatabase());
+        QVERIFY(!application(2, "Editor").AddAppToDatabase());
+        QCOMPARE(listed(), (QByteArrayList{ "5 Editor", "6 Editor (2)" }));
+    }
+
+    void whatRefusedRecordingsLeftIsPutRight()
+    {
+        emptyList();
+        {
+            const IndexLayer layer;
+            CRUFile list;
+            QVERIFY(list.Open());
+            for (const int serial : { 5, 2, 2, 3 }) {
+                list.AddNew();
+                list.SetServerSerialNumber(serial);
+                list.SetDescription("Editor");
+                list.SetLastAccessed(100 * list.UsedRecs());
+                QCOMPARE(list.Update(), serial == 5);
+            }
+        }
+        QVERIFY(application(2, "Editor").RemoveAppFromDatabase());
+        QCOMPARE(listed(), (QByteArrayList{ "5 Editor", "3 Editor (3)" }));
     }
 
     void recordingLeavesAHostsIndexesOpen()
@@ -313,18 +516,27 @@ private slots:
         QVERIFY(info.AddAppToDatabase());
     }
 
+    void nobodyWaitsForTheMenu()
+    {
+        // It ends only after restartMenu has come back, or gives up in the end.
+        const QString go = m_dir.filePath(QStringLiteral("go"));
+        const QString witness = m_dir.filePath(QStringLiteral("waited"));
+        const Dcop dcop(m_dir,
+                        "for i in $(seq 300); do\n"
+                        "[ -e " + go.toLocal8Bit() + " ] && echo went > " + witness.toLocal8Bit()
+                            + " && exit\nsleep 0.05\ndone\n");
+        CMenuEditor().restartMenu();
+        QFile file(go);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        QTRY_VERIFY(QFile::exists(witness));
+    }
+
     void menuIsRestartedOnlyForPrograms()
     {
-        // The panel's remote control, found before any real one.
         const QString witness = m_dir.filePath(QStringLiteral("dcop-called"));
-        QFile dcop(m_dir.filePath(QStringLiteral("dcop")));
-        QVERIFY(dcop.open(QIODevice::WriteOnly));
-        dcop.write("#!/bin/sh\necho \"$*\" > " + witness.toLocal8Bit() + ".new && mv "
-                   + witness.toLocal8Bit() + ".new " + witness.toLocal8Bit() + "\n");
-        dcop.setPermissions(QFile::ReadOwner | QFile::ExeOwner);
-        dcop.close();
-        const QByteArray path = qgetenv("PATH");
-        qputenv("PATH", m_dir.path().toLocal8Bit() + ':' + path);
+        const Dcop dcop(m_dir,
+                        "echo \"$*\" > " + witness.toLocal8Bit() + ".new && mv "
+                            + witness.toLocal8Bit() + ".new " + witness.toLocal8Bit() + "\n");
         QVERIFY(!CAppInfo().AddAppToMenu());
         QVERIFY(!CAppInfo().RemoveAppFromMenu());
         QTest::qWait(200);
@@ -340,7 +552,6 @@ private slots:
         QVERIFY(called.remove());
         QVERIFY(info.RemoveAppFromMenu());
         QTRY_VERIFY(QFile::exists(witness));
-        qputenv("PATH", path);
     }
 };
 

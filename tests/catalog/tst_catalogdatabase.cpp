@@ -5,6 +5,7 @@
 // left of it when something comes in between.
 
 #include "catalog/capiupdatecatalog.h"
+#include "catalog/catalogrecord.h"
 #include "db/ccatalogfile.h"
 #include "db/cdependency.h"
 #include "db/dbcheck.h"
@@ -440,6 +441,45 @@ private slots:
         const std::unique_ptr<CAPIUpdateCatalog> request(new CAPIUpdateCatalog(true, true));
         request->ProcessRecordsInCategory(category, &m_file);
         QCOMPARE(names("Games"), (QStringList{ QStringLiteral("n1"), QStringLiteral("n2") }));
+    }
+
+    void eachCategoryGoesThroughTheHostsOwnFunction()
+    {
+        class Host : public CAPIUpdateCatalog
+        {
+        public:
+            Host() : CAPIUpdateCatalog(true, true) { }
+            void ProcessRecordsInCategory(QDomElement& category, CCatalogFile* file) override
+            {
+                seen << category.attribute(QStringLiteral("name"));
+                if (seen.size() != 2)
+                    CAPIUpdateCatalog::ProcessRecordsInCategory(category, file);
+            }
+            QStringList seen;
+        };
+        const std::unique_ptr<Host> host(new Host);
+        QDomDocument document = Document(Category(Product(1), "A") + Category(Product(2), "B")
+                                         + Category(Product(3), "C"));
+        QDomElement catalog = document.documentElement();
+        QVERIFY(host->ProcessVantrelCatalogRequest(catalog));
+        QCOMPARE(host->seen, (QStringList{ QStringLiteral("A"), QStringLiteral("B"),
+                                           QStringLiteral("C") }));
+        open();
+        QCOMPARE(names(nullptr), (QStringList{ QStringLiteral("n1"), QStringLiteral("n3") }));
+    }
+
+    void aFillerBeginsWithABlankProduct()
+    {
+        QVERIFY(RebuildCatalogDatabase([](CCatalogFile& file) {
+            QCOMPARE(file.RecordNumber(), -1);
+            file.setName("only a name");
+            QVERIFY(file.SaveRecord());
+        }));
+        open();
+        QVERIFY(m_file.GetRecord(1));
+        QCOMPARE(m_file.Name(), "only a name");
+        QCOMPARE(m_file.Category(), "");
+        QCOMPARE(m_file.NoteOffset(), -1);
     }
 
     // -- the request and the database

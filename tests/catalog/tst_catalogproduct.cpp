@@ -212,6 +212,15 @@ private slots:
         QCOMPARE(int(product.fileSize), 2);
     }
 
+    void listsOfDependenciesAddUp()
+    {
+        QCOMPARE(ProductOf("<dependencies><d name=\"b\"/></dependencies><vendor/>"
+                           "<dependencies/><dependencies><d name=\"a\"/><d name=\"b\"/>"
+                           "</dependencies>")
+                     .dependencies,
+                 (Strings{ "b", "a", "b" }));
+    }
+
     void unknownElementsAreIgnored()
     {
         const CatalogProduct product
@@ -263,6 +272,9 @@ private slots:
         row("1yes", true);
         row("", false);
         row("4294967296", true);
+        row("%31", false); // not decoded
+        row("%2B1", false);
+        row("+1", true);
     }
     void hidden()
     {

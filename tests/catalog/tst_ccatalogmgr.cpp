@@ -106,6 +106,19 @@ private slots:
         QVERIFY(catalog.Application(20) == nullptr);
     }
 
+    void productsInProductsAreNotIndexed()
+    {
+        const QByteArray pair = "<product><serialnumber>1</serialnumber>\n"
+            + Product("2", "inner") + Category("3", Product("4", "deeper")) + "</product>\n";
+        catalogIs(pair + Category("9", pair));
+        CCatalogMgr catalog;
+        QVERIFY(catalog.ReadCatalog());
+        QVERIFY(catalog.Application(1) != nullptr);
+        QVERIFY(catalog.Application(2) == nullptr);
+        QVERIFY(catalog.Category(3) == nullptr);
+        QVERIFY(catalog.Application(4) == nullptr);
+    }
+
     void numbers_data()
     {
         QTest::addColumn<QByteArray>("text");

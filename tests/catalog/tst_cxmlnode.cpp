@@ -39,6 +39,37 @@ public:
     void SaveNode(std::ostream& out, int level) override { out << "loud " << level << '\n'; }
 };
 
+// Hears of each of its setters.
+class Attentive : public CXMLNode
+{
+public:
+    Attentive() : CXMLNode(nullptr) { }
+    using CXMLNode::Name;
+    using CXMLNode::Parent;
+    using CXMLNode::Value;
+    void Name(const std::string& name) override
+    {
+        heard += "name=" + name + ';';
+        CXMLNode::Name(name);
+    }
+    void Value(const std::string& value) override
+    {
+        heard += "value=" + value + ';';
+        CXMLNode::Value(value);
+    }
+    void Parent(CXMLNode* parent) override
+    {
+        heard += "parent;";
+        CXMLNode::Parent(parent);
+    }
+    void BuildAttributes(QDomNode& node) override
+    {
+        heard += "attributes;";
+        CXMLNode::BuildAttributes(node);
+    }
+    std::string heard;
+};
+
 // Counts flushes of the stream it belongs to.
 class FlushCounter : public std::stringbuf
 {
@@ -132,6 +163,31 @@ private slots:
         QVERIFY(!node.ChildExists("Missing"));
     }
 
+    void childValueOfAnEmptyChildIsEmpty()
+    {
+        CXMLNode node(nullptr);
+        Child(node, "a");
+        Child(node, "a", "two");
+        QCOMPARE(node.ChildValue("a", "x"), std::string());
+    }
+
+    void derivedNodesHearOfTheirSetters()
+    {
+        Attentive node;
+        CXMLNode& base = node;
+        QVERIFY(Read(base, QStringLiteral("<a>x%41</a>")));
+        QCOMPARE(node.heard, std::string("name=a;attributes;value=xA;"));
+        node.heard.clear();
+        CXMLNode other(nullptr);
+        other.Name("n");
+        other.Value("v");
+        base = other;
+        QCOMPARE(node.heard, std::string("name=n;value=v;"));
+        auto* child = new Attentive;
+        other.AddChild(child);
+        QCOMPARE(child->heard, std::string("parent;"));
+    }
+
     void childValueIsThatOfTheFirst()
     {
         CXMLNode node(nullptr);
@@ -199,9 +255,13 @@ private slots:
         QCOMPARE(node.Value(), std::string("x+y\xC3\xA9"));
         QDomDocument document;
         QDomElement named = document.createElement(QStringLiteral("a%20b"));
+        // The names of attributes are not.
+        named.setAttribute(QStringLiteral("a+b%41"), QStringLiteral("x+y"));
         CXMLNode other(nullptr);
         QVERIFY(other.ReadNode(named));
         QCOMPARE(other.Name(), std::string("a b"));
+        QCOMPARE(other.Attribute("a+b%41", "?"), std::string("x y"));
+        QVERIFY(!other.AttributeExists("a bA"));
     }
 
     void otherKindsOfNodesBecomeChildren()
@@ -232,6 +292,16 @@ private slots:
         QCOMPARE(Saved(root), std::string("<root> <item id=\"7\">a%20b </item>\n</root>\n"));
     }
 
+    void namesAreWrittenAsTheyStand()
+    {
+        CXMLNode root(nullptr);
+        root.Name("a b%");
+        root.AddAttribute("c d&", std::string("e f"));
+        Child(root, "g h", "i j");
+        QCOMPARE(Saved(root, -1),
+                 std::string("<a b% c d&=\"e%20f\"><g h>i%20j</g h>\n</a b%>\n"));
+    }
+
     void savesGroupsAndAttributesInOrderOfTheirNames()
     {
         CXMLNode root(nullptr);
@@ -253,6 +323,8 @@ private slots:
         Child(*Child(root, "b"), "c");
         QCOMPARE(Saved(root, -1), std::string("<a><b><c></c>\n</b>\n</a>\n"));
         QCOMPARE(Saved(root, -7), Saved(root, -1));
+        root.AddChild(new Loud);
+        QVERIFY(Saved(root, -7).find("loud -1\n") != std::string::npos);
     }
 
     void levelTwoIndentsByTwoAndChildrenByThree()
@@ -451,6 +523,13 @@ private slots:
         QCOMPARE(Keys(nodes), (std::vector<std::string>{ "a", "b", "C" }));
         CXMLNode::SortChildrenByAttribute(nodes, "k", false, false);
         QCOMPARE(Keys(nodes), (std::vector<std::string>{ "C", "a", "b" }));
+        // What stands between the capitals and the small letters comes after both.
+        for (const char* key : { "_", "[", "z" }) {
+            nodes.push_back(Child(root, "c"));
+            nodes.back()->AddAttribute("k", std::string(key));
+        }
+        CXMLNode::SortChildrenByAttribute(nodes, "k", false, true);
+        QCOMPARE(Keys(nodes), (std::vector<std::string>{ "a", "b", "C", "z", "[", "_" }));
     }
 
     void sortingByAnAttributeNobodyHasKeepsAllNodes()

@@ -129,6 +129,18 @@ private slots:
                             "</all>\n"));
     }
 
+    void aFileOfAnyRootIsReadBack()
+    {
+        for (const char* root : { "catalog", "aisles", "profile", "x" }) {
+            const QByteArray name(root);
+            Save('<' + name + "><a>1 2</a></" + name + '>');
+            CXMLNode tree(nullptr);
+            QVERIFY(ReadSavedTree(kName, tree));
+            QCOMPARE(tree.Name(), name.toStdString());
+            QCOMPARE(tree.ChildValue("a", "?"), std::string("1 2"));
+        }
+    }
+
     void whatIsNoElementIsPassedOver()
     {
         Save("text<!-- note --><?pi x?><![CDATA[<no/>]]><all>a</all>");

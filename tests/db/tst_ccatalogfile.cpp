@@ -6,6 +6,7 @@
 
 #include "db/ccatalogfile.h"
 #include "store/cnote.h"
+#include "store/indexpage.h"
 #include "tests/db/dbtest.h"
 #include "tests/store/storeshims.h"
 
@@ -360,6 +361,67 @@ private slots:
         // Number 2 has moved behind number 3 then.
         QCOMPARE(serials, (QByteArrayList{ "1", "2", "4" }));
         QCOMPARE(Walk(catalog, nullptr), (QByteArrayList{ "same", "same", "such", "unlike" }));
+    }
+
+    void walkGoesOnFromWhateverIsLoaded()
+    {
+        CCatalogFile catalog;
+        QVERIFY(catalog.Create());
+        for (const char* name : { "a", "b", "c", "d" })
+            QVERIFY(Add(catalog, *name - 'a' + 1, "Games", name));
+        QVERIFY(catalog.FindFirstForCategory("Games"));
+        QVERIFY(catalog.FindServerSerialNumber(3));
+        QVERIFY(catalog.FindNextForCategory("Games"));
+        QCOMPARE(catalog.Name(), "d");
+        QVERIFY(catalog.GetRecord(1));
+        QVERIFY(catalog.FindNextForCategory("Games"));
+        QCOMPARE(catalog.Name(), "b");
+        // From the key that it is stored under, not from what it is to become.
+        catalog.setName("z");
+        QVERIFY(catalog.GetRecord(2));
+        catalog.setName("z");
+        QVERIFY(catalog.FindNextForCategory("Games"));
+        QCOMPARE(catalog.Name(), "c");
+        // A new product has no key yet.
+        catalog.AddNew();
+        QVERIFY(catalog.FindNextForCategory("Games"));
+        QCOMPARE(catalog.Name(), "a");
+    }
+
+    void savingCutsALongCategoryInTheObject()
+    {
+        CCatalogFile catalog;
+        QVERIFY(catalog.Create());
+        QVERIFY(Add(catalog, 1, "Games", "one"));
+        catalog.setCategory(QByteArray(75, 'c'));
+        QVERIFY(catalog.SaveRecord());
+        QCOMPARE(QByteArray(catalog.Category()), QByteArray(60, 'c'));
+    }
+
+    void walksOverPageCopiesEnd()
+    {
+        CCatalogFile catalog;
+        QVERIFY(catalog.Create());
+        for (int serial = 1; serial <= 150; ++serial)
+            QVERIFY(Add(catalog, serial, "Games", "game" + QByteArray::number(serial)));
+        catalog.Close();
+        const Damage files(Files());
+        const QByteArray sound = ReadWhole(CCatalogFile::CATALOGIDXNAME1);
+        const int size = PackedLength(110);
+        const int pages = int(sound.size()) / size;
+        QVERIFY(pages > 5);
+        for (int from = 1; from < pages; ++from) {
+            for (int to = 1; to < pages; ++to) {
+                WriteWhole(CCatalogFile::CATALOGIDXNAME1,
+                           QByteArray(sound).replace(to * size, size,
+                                                     sound.mid(from * size, size)));
+                QVERIFY(catalog.Open());
+                int steps = 0;
+                for (bool more = catalog.FindFirstForCategory("Games"); more;
+                     more = catalog.FindNextForCategory("Games"))
+                    QVERIFY(++steps < 2000);
+            }
+        }
     }
 
     void letterCaseOfANameLeavesItsKey()

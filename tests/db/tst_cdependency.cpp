@@ -5,6 +5,7 @@
 // what a list holds, and damaged files.
 
 #include "db/cdependency.h"
+#include "store/indexpage.h"
 #include "tests/db/dbtest.h"
 
 #include <QtTest>
@@ -118,6 +119,46 @@ private slots:
         QCOMPARE(RecordInFile(CDependency::DEPENDENCYDFNAME, 2, recordLength),
                  RecordInFile(CDependency::DEPENDENCYDFNAME, 1, recordLength));
         QCOMPARE(FirstIndex(), (Items{ { "      12libc", 1 }, { "      13libc", 4 } }));
+    }
+
+    void aSecondKeyThatIsRefusedIsAFailure()
+    {
+        CDependency database;
+        QVERIFY(database.Create());
+        // Behind 51 bytes of name the second index keeps seven of the parent's eight.
+        const QByteArray longest(51, 'x');
+        QVERIFY(Save(database, 12, longest));
+        QVERIFY(!Save(database, 13, longest));
+        QVERIFY(Save(database, 20, longest));
+        QCOMPARE(OwnNames(database, 13), (QByteArrayList{ longest }));
+    }
+
+    void walksOverPageCopiesEnd()
+    {
+        CDependency database;
+        QVERIFY(database.Create());
+        for (int i = 0; i < 300; ++i)
+            QVERIFY(Save(database, i / 3 + 1, "name" + QByteArray::number(i)));
+        database.Close();
+        const Damage files(Files());
+        const QByteArray sound = ReadWhole(CDependency::DEPENDENCYIDXNAME1);
+        const int size = PackedLength(58);
+        const int pages = int(sound.size()) / size;
+        QVERIFY(pages > 5);
+        for (int from = 1; from < pages; ++from) {
+            for (int to = 1; to < pages; ++to) {
+                WriteWhole(CDependency::DEPENDENCYIDXNAME1,
+                           QByteArray(sound).replace(to * size, size,
+                                                     sound.mid(from * size, size)));
+                QVERIFY(database.Open());
+                QVERIFY(Names(database, 1).size() <= 300);
+                for (const int parent : { 1, 50, 100 }) {
+                    database.RemoveAllDependencies(parent);
+                    QVERIFY(OwnNames(database, parent).size() <= 3);
+                }
+                database.Close();
+            }
+        }
     }
 
     void listGoesOnThroughAllLaterParents()

@@ -144,6 +144,8 @@ private slots:
         QTest::newRow("no") << QByteArray("no") << false;
         QTest::newRow("more than yes") << QByteArray("yes, it is") << false;
         QTest::newRow("empty") << QByteArray() << false;
+        QTest::newRow("a later no") << QByteArray("yes\nEssential: no") << false;
+        QTest::newRow("a later yes") << QByteArray("no\nEssential: yes") << true;
     }
     void essential()
     {

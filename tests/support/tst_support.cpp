@@ -13,10 +13,42 @@
 #include <QFile>
 #include <QTemporaryDir>
 #include <QtTest>
+
+#include "tests/common/plainuser.h"
+
 #include <csignal>
+#include <ctime>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+// The calls that put a file on the disk and in its place, in their order. The one
+// that is named in `failing` fails.
+namespace Calls
+{
+std::string made;
+std::string failing;
+
+int Make(const char* name, int number, long a, long b)
+{
+    made += made.empty() ? name : std::string(" ") + name;
+    if (failing != name)
+        return int(syscall(number, a, b));
+    errno = EIO;
+    return -1;
+}
+} // namespace Calls
+
+extern "C" Q_DECL_EXPORT int fsync(int fd)
+{
+    return Calls::Make("fsync", SYS_fsync, fd, 0);
+}
+
+extern "C" Q_DECL_EXPORT int rename(const char* from, const char* to) noexcept
+{
+    return Calls::Make("rename", SYS_rename, long(from), long(to));
+}
 
 class SupportTest : public QObject
 {
@@ -36,6 +68,7 @@ private:
             qFatal("cannot write a test file");
         return file.fileName().toStdString();
     }
+    static QString root() { return qEnvironmentVariable("PAKMART_SYSROOT"); }
     static QByteArray contents(const std::string& name)
     {
         QFile file(QString::fromStdString(name));
@@ -171,6 +204,65 @@ private slots:
         QCOMPARE(QDir(m_dir.path()).entryList({ QStringLiteral("full*") }).size(), 1);
     }
 
+    void theFileIsOnTheDiskBeforeItIsInItsPlace()
+    {
+        const std::string name = fileWith("synced", "a = 1\n");
+        Calls::made.clear();
+        QVERIFY(CConfigFile(name, false).SetValue("a", "2", true));
+        QCOMPARE(Calls::made, std::string("fsync rename"));
+        for (const char* call : { "fsync", "rename" }) {
+            Calls::failing = call;
+            const bool written = CConfigFile(name, false).SetValue("a", "3", true);
+            Calls::failing.clear();
+            QVERIFY(!written);
+            QCOMPARE(contents(name), QByteArray("a = 2\n"));
+            QCOMPARE(QDir(m_dir.path()).entryList({ QStringLiteral("synced*") }).size(), 1);
+        }
+    }
+
+    void mutexFallsBackToAnotherFolder()
+    {
+        const QString run = root() + QStringLiteral("/run/lock");
+        QVERIFY(QDir().rename(run, run + QStringLiteral(".away")));
+        COneInstanceMutex mutex;
+        const int held = mutex.Create("homeless");
+        COneInstanceMutex second;
+        const int refused = second.Create("homeless");
+        QVERIFY(QDir().rename(run + QStringLiteral(".away"), run));
+        QCOMPARE(held, 1);
+        QCOMPARE(refused, 0);
+        QVERIFY(QFile::exists(root() + QStringLiteral("/tmp/homeless.lock")));
+    }
+
+    void mutexFollowsNoLink()
+    {
+        const QString target = m_dir.filePath(QStringLiteral("target"));
+        for (const char* folder : { "/run/lock/", "/tmp/" }) {
+            const QString link = root() + QLatin1String(folder) + QStringLiteral("linked.lock");
+            QVERIFY(QFile::link(target, link));
+        }
+        COneInstanceMutex mutex;
+        QCOMPARE(mutex.Create("linked"), -1);
+        QVERIFY(!QFile::exists(target));
+        QVERIFY(QFile::remove(root() + QStringLiteral("/tmp/linked.lock")));
+        QCOMPARE(mutex.Create("linked"), 1);
+        QVERIFY(!QFile::exists(target));
+        QVERIFY(!QFileInfo(root() + QStringLiteral("/tmp/linked.lock")).isSymLink());
+    }
+
+    void mutexTakesTheFileOfAnotherUser()
+    {
+        {
+            COneInstanceMutex mutex;
+            QCOMPARE(mutex.Create("shared"), 1);
+        }
+        QCOMPARE(chmod(qPrintable(root() + QStringLiteral("/run/lock/shared.lock")), 0444), 0);
+        const PlainUser nobody;
+        COneInstanceMutex mutex;
+        QCOMPARE(mutex.Create("shared"), 1);
+        QVERIFY(!QFile::exists(root() + QStringLiteral("/tmp/shared.lock")));
+    }
+
     void mutexIsHeldByOneAtATime()
     {
         COneInstanceMutex first;
@@ -250,6 +342,20 @@ private slots:
                                                      QStringLiteral("yyyy-MM-dd HH:mm:ss"));
         QVERIFY(told.isValid());
         QVERIFY(told >= before && told <= QDateTime::currentDateTime());
+    }
+
+    void dateIsThatOfTheZone()
+    {
+        const QByteArray zone = qgetenv("TZ");
+        qputenv("TZ", "XXX-05:30");
+        tzset();
+        const QString date = QString::fromStdString(funky_date_str());
+        qputenv("TZ", zone);
+        tzset();
+        QDateTime told
+            = QDateTime::fromString(date, QStringLiteral("yyyy-MM-dd HH:mm:ss")).addSecs(-19800);
+        told.setTimeSpec(Qt::UTC);
+        QVERIFY(qAbs(told.secsTo(QDateTime::currentDateTimeUtc())) < 600);
     }
 };
 
