@@ -105,9 +105,9 @@ bool CDependency::Create()
     return m_files->Create({ DEPENDENCYDFNAME, DEPENDENCYIDXNAME1, DEPENDENCYIDXNAME2 });
 }
 
-void CDependency::Close()
+bool CDependency::Close()
 {
-    m_files->Close();
+    return m_files->Close();
 }
 
 void CDependency::AddNew()

@@ -47,7 +47,8 @@ public:
     /// Makes new ones, in place of those that are there.
     bool Create();
     /// Writes what is not yet written and closes all files; the destructor does, too.
-    void Close();
+    /// False when something could not be written: what was stored may not be found.
+    bool Close();
 
     /// Empties the object, for a new record.
     void AddNew();

@@ -62,6 +62,9 @@ public:
 
     bool Run()
     {
+        // A removal that broke off leaves a record that no new one gets.
+        if (!CheckDataFile(m_names[0], Recent::layout.recordLength).empty())
+            FixHeader(m_files.Data());
         if (!ReadItems())
             return false;
         ReadIndexes();

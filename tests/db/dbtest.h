@@ -95,6 +95,16 @@ public:
     }
     ~Damage() { Restore(); }
 
+    // The files as they were.
+    void Restore()
+    {
+        for (std::size_t i = 0; i < m_paths.size(); ++i) {
+            QDir().rmdir(QString::fromStdString(m_paths[i]));
+            chmod(m_paths[i].c_str(), 0666);
+            WriteWhole(m_paths[i], m_bytes[i]);
+        }
+    }
+
     // Each file in turn as something that is no such file: nothing opens.
     void ForEachUnusable(const std::function<void()>& check)
     {
@@ -141,15 +151,6 @@ private:
                     qFatal("cannot give %s away", path.c_str());
         }
     };
-
-    void Restore()
-    {
-        for (std::size_t i = 0; i < m_paths.size(); ++i) {
-            QDir().rmdir(QString::fromStdString(m_paths[i]));
-            chmod(m_paths[i].c_str(), 0666);
-            WriteWhole(m_paths[i], m_bytes[i]);
-        }
-    }
 
     template <typename Change> void ForEach(const std::function<void()>& check, Change change)
     {

@@ -1,0 +1,101 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// Applications are recorded while the file system fails and the process dies. What
+// was reported is in the list and in all of its indexes, and the next recording
+// puts right what is not.
+
+#include "catalog/cappinfo.h"
+#include "db/crufile.h"
+#include "db/dbcheck.h"
+#include "db/dbfolders.h"
+#include "db/indexlayer.h"
+#include "tests/db/dbfaults.h"
+#include "tests/db/dbtest.h"
+
+#include <QTemporaryDir>
+#include <QtTest>
+
+class RecordingFaultsTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void faults_data() { FaultRows(); }
+    void faults() { FailEach(work()); }
+    void aProcessThatDies() { DieAtEach(work()); }
+
+private:
+    CAppInfo application(std::uint32_t serial, const QByteArray& name) const
+    {
+        QFile file(m_dir.filePath(QStringLiteral("reply.xml")));
+        const QByteArray text = "<agentfunction resultcode=\"OK\"><package><serialnumber>"
+            + QByteArray::number(serial) + "</serialnumber><binary><name>" + name
+            + "</name><path>/p</path></binary></package></agentfunction>";
+        CAppInfo info;
+        if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size())
+            qFatal("cannot write a reply");
+        file.close();
+        if (!info.BuildApplicationInformation(file.fileName()))
+            qFatal("an unreadable reply");
+        return info;
+    }
+
+    FaultyWork work()
+    {
+        return { [this] { prepare(); }, [this] { run(); }, [this] { verify(); } };
+    }
+    void prepare()
+    {
+        m_ledger = std::make_unique<Ledger>();
+        for (const std::uint32_t serial : { 1, 2, 3 }) {
+            if (!m_prepared)
+                QVERIFY(application(serial, "n" + QByteArray::number(serial)).AddAppToDatabase());
+            m_ledger->Stored(serial, 0);
+        }
+        if (!m_prepared)
+            m_prepared = std::make_unique<Damage>(std::vector<std::string>{
+                CRUFile::RUDATAFILE, CRUFile::RUDATAIDX1, CRUFile::RUDATAIDX2,
+                CRUFile::RUDATAIDX3 });
+        m_prepared->Restore();
+    }
+    void run()
+    {
+        record(6, "six");
+        record(7, "SIX");
+        m_ledger->Doubt(2);
+        if (application(2, "n2").RemoveAppFromDatabase())
+            m_ledger->Gone(2);
+    }
+    void record(std::uint32_t serial, const QByteArray& name)
+    {
+        m_ledger->Doubt(serial);
+        if (application(serial, name).AddAppToDatabase())
+            m_ledger->Stored(serial, 0);
+    }
+    void verify()
+    {
+        QVERIFY(application(9, "last").AddAppToDatabase());
+        const IndexLayer layer;
+        CRUFile list;
+        QVERIFY(list.Open());
+        for (const auto& [serial, content] : m_ledger->Stored())
+            QVERIFY(list.FindServerSerialNumber(int(serial)));
+        for (const std::uint32_t serial : m_ledger->Gone())
+            QVERIFY(!list.FindServerSerialNumber(int(serial)));
+        // What nobody asked to remove is there.
+        for (const int serial : { 1, 3, 9 })
+            QVERIFY(list.FindServerSerialNumber(serial));
+        QVERIFY(list.UsedRecs() <= 6);
+        list.Close();
+        QCOMPARE(CheckRecent(RecentFolder()).faults, Findings());
+        QCOMPARE(CheckRecent(RecentFolder()).remarks, Findings());
+    }
+
+    QTemporaryDir m_dir;
+    std::unique_ptr<Ledger> m_ledger;
+    std::unique_ptr<Damage> m_prepared; // the files that each run begins with
+};
+
+QTEST_GUILESS_MAIN(RecordingFaultsTest)
+#include "tst_recordingfaults.moc"

@@ -1,0 +1,214 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The recently-used list and the dependency database while the file system fails
+// and the process dies: what was reported as stored is there, what nobody touched
+// stays, and the list can be put right.
+
+#include "db/cdependency.h"
+#include "db/crufile.h"
+#include "db/dbcheck.h"
+#include "db/dbfolders.h"
+#include "tests/db/dbfaults.h"
+#include "tests/db/dbtest.h"
+
+#include <QtTest>
+
+namespace
+{
+
+std::vector<std::string> ListFiles()
+{
+    return { CRUFile::RUDATAFILE, CRUFile::RUDATAIDX1, CRUFile::RUDATAIDX2, CRUFile::RUDATAIDX3 };
+}
+
+bool Add(CRUFile& list, int serial, const char* description, int time)
+{
+    list.AddNew();
+    list.SetServerSerialNumber(serial);
+    list.SetDescription(description);
+    list.SetLastAccessed(time);
+    return list.Update();
+}
+
+QByteArrayList OwnNames(CDependency& database, int parent)
+{
+    QByteArrayList names;
+    database.LoadOwnDepends(parent, names);
+    return names;
+}
+
+} // namespace
+
+class TestDatabaseFaults : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase() { QCOMPARE(InitIndex(), 0); }
+    void cleanupTestCase() { UnInitIndex(); }
+
+    void list_data() { FaultRows(); }
+    void list() { FailEach(listWork()); }
+    void listOfAProcessThatDies() { DieAtEach(listWork()); }
+    void firstList_data() { FaultRows(); }
+    void firstList() { FailEach(firstListWork()); }
+    void firstListOfAProcessThatDies() { DieAtEach(firstListWork()); }
+    void dependencies_data() { FaultRows(); }
+    void dependencies() { FailEach(dependencyWork()); }
+    void dependenciesOfAProcessThatDies() { DieAtEach(dependencyWork(false)); }
+
+private:
+    static constexpr int items = 12;
+
+    FaultyWork listWork()
+    {
+        return { [this] { prepareList(); }, [this] { useList(); }, [this] { verifyList(); } };
+    }
+    void prepareList()
+    {
+        m_ledger = std::make_unique<Ledger>();
+        CRUFile list;
+        QVERIFY(list.Create());
+        for (int serial = 1; serial <= items; ++serial) {
+            QVERIFY(Add(list, serial, "item" + QByteArray::number(serial), serial));
+            m_ledger->Stored(std::uint32_t(serial), serial);
+        }
+    }
+    void useList()
+    {
+        CRUFile list;
+        if (!list.Open())
+            return;
+        report(101, 101, [&] { return Add(list, 101, "new", 101); });
+        report(5, 500, [&] { return list.FindServerSerialNumber(5) && update(list, 500); });
+        report(6, 600, [&] {
+            const bool found = list.FindServerSerialNumber(6);
+            list.SetDescription("renamed");
+            return found && update(list, 600);
+        });
+        m_ledger->Doubt(7);
+        if (list.DeleteRecord(7))
+            m_ledger->Gone(7);
+        report(102, 102, [&] { return Add(list, 102, "in its place", 102); });
+    }
+    static bool update(CRUFile& list, int time)
+    {
+        list.SetLastAccessed(time);
+        return list.Update();
+    }
+    void report(std::uint32_t serial, int time, const std::function<bool()>& work)
+    {
+        m_ledger->Doubt(serial);
+        if (work())
+            m_ledger->Stored(serial, time);
+    }
+    void verifyList()
+    {
+        CRUFile list;
+        QVERIFY(list.Open());
+        QVERIFY(list.Repair());
+        for (const auto& [serial, time] : m_ledger->Stored()) {
+            QVERIFY(list.FindServerSerialNumber(int(serial)));
+            QCOMPARE(list.LastAccessed(), time);
+        }
+        for (const std::uint32_t serial : m_ledger->Gone())
+            QVERIFY(!list.FindServerSerialNumber(int(serial)));
+        // An item that could not be changed is still there.
+        for (const int serial : { 5, 6 })
+            QVERIFY(list.FindServerSerialNumber(serial));
+        list.Close();
+        QCOMPARE(CheckRecent(RecentFolder()).faults, Findings());
+        QCOMPARE(CheckRecent(RecentFolder()).remarks, Findings());
+    }
+
+    // From nothing, so that the files are made.
+    FaultyWork firstListWork()
+    {
+        const auto remove = [this] {
+            m_ledger = std::make_unique<Ledger>();
+            for (const std::string& file : ListFiles())
+                unlink(file.c_str());
+        };
+        const auto use = [this] {
+            CRUFile list;
+            if (list.Open())
+                report(1, 10, [&] { return Add(list, 1, "one", 10); });
+        };
+        const auto verify = [this] {
+            CRUFile list;
+            QVERIFY(list.Open());
+            QVERIFY(list.Repair());
+            for (const auto& [serial, time] : m_ledger->Stored())
+                QVERIFY(list.FindServerSerialNumber(int(serial)));
+            QVERIFY(Add(list, 2, "two", time(nullptr)));
+            list.Close();
+            QCOMPARE(CheckRecent(RecentFolder()).faults, Findings());
+        };
+        return { remove, use, verify };
+    }
+
+    // Without `promises`, for a process that dies with pages of an index in memory,
+    // the database must be usable and nothing more.
+    FaultyWork dependencyWork(bool promises = true)
+    {
+        return { [this] { prepareDependencies(); }, [this] { useDependencies(); },
+                 [this, promises] { verifyDependencies(promises); } };
+    }
+    void prepareDependencies()
+    {
+        m_ledger = std::make_unique<Ledger>();
+        CDependency database;
+        QVERIFY(database.Create());
+        for (int parent = 1; parent <= 30; ++parent) {
+            database.SaveDepends(parent, { "a", "b" });
+            m_ledger->Stored(std::uint32_t(parent), 2);
+        }
+        QVERIFY(database.Close());
+    }
+    void useDependencies()
+    {
+        CDependency database;
+        if (!database.Open())
+            return;
+        for (const int parent : { 31, 32 }) {
+            database.AddNew();
+            database.setParent(parent);
+            database.setName("new");
+            report(std::uint32_t(parent), 1, [&] { return database.SaveRecord(); });
+        }
+        m_ledger->Doubt(3);
+        database.RemoveAllDependencies(3);
+        m_ledger->Doubt(40);
+        database.SaveDepends(40, { "x", "y", "z" });
+        if (!database.Close())
+            m_ledger->Gone(closed);
+    }
+    void verifyDependencies(bool promises)
+    {
+        CDependency database;
+        QVERIFY(database.Open());
+        const bool isClosed = m_ledger->Gone().count(closed) == 0;
+        for (const auto& [parent, count] : m_ledger->Stored()) {
+            const int names = OwnNames(database, int(parent)).size();
+            QVERIFY(names <= count);
+            if (promises && isClosed)
+                QCOMPARE(names, count);
+        }
+        QByteArrayList all;
+        database.LoadDepends(1, all);
+        QVERIFY(all.size() <= 70);
+        for (const int parent : { 3, 40, 1 })
+            database.RemoveAllDependencies(parent);
+        database.SaveDepends(50, { "p", "q" });
+        QVERIFY(database.Close());
+        QVERIFY(database.Open());
+        QCOMPARE(OwnNames(database, 50), (QByteArrayList{ "p", "q" }));
+    }
+
+    static constexpr std::uint32_t closed = 1000; // in the ledger: closing failed
+    std::unique_ptr<Ledger> m_ledger;
+};
+
+QTEST_GUILESS_MAIN(TestDatabaseFaults)
+#include "tst_dbfaults.moc"
