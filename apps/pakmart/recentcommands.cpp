@@ -96,6 +96,8 @@ int RecentCommand(Display& display, int run)
 int ForgetCommand(Display& display, const QStringList& serials)
 {
     return WithList(display, [&display, &serials](CRUFile& list) {
+        // What an update left half-way is not found by its number.
+        list.Repair();
         int status = ExitDone;
         for (const QString& serial : serials) {
             bool fits = false;

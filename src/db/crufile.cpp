@@ -164,8 +164,7 @@ bool CRUFile::IsStillThere()
 bool CRUFile::Rewrite()
 {
     // A removed item's bytes belong to the chain of free records.
-    if (!IsLive(m_record.data()) || !IsStillThere()
-        || !m_files->Write(m_nRecord, m_record.data()))
+    if (!IsLive(m_record.data()) || !IsStillThere() || !m_files->Write(m_nRecord, m_record.data()))
         return false;
     m_stored = m_record;
     for (int which = byTime; which <= bySerial; ++which) {

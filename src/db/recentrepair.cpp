@@ -106,8 +106,7 @@ private:
         for (int which = 0; which < indexCount; ++which) {
             Index& index = m_indexes[which];
             index.sound = CheckIndex(m_names[std::size_t(which) + 1],
-                                     Recent::layout.indexes[which].keyLength, false,
-                                     &index.entries)
+                                     Recent::layout.indexes[which].keyLength, false, &index.entries)
                               .empty();
         }
     }
@@ -197,8 +196,7 @@ private:
         const std::string& name = m_names[std::size_t(which) + 1];
         const std::string made = name + ".new";
         qCInfo(logDb, "making %s again", name.c_str());
-        const bool done
-            = Make(which, wanted, made) && m_files.ReplaceIndex(which, made, name);
+        const bool done = Make(which, wanted, made) && m_files.ReplaceIndex(which, made, name);
         std::remove(made.c_str());
         return done;
     }

@@ -329,8 +329,8 @@ private slots:
             return "<binary><smallicon>" + QByteArray(icon) + "</smallicon></binary>";
         };
         CAppInfo info;
-        QVERIFY(info.BuildApplicationInformation(reply("<package>" + program("") + program("two")
-                                                       + program("three") + "</package>")));
+        QVERIFY(info.BuildApplicationInformation(
+            reply("<package>" + program("") + program("two") + program("three") + "</package>")));
         QString name, message, icon, path;
         info.GetAppInfo(name, message, icon, path);
         QCOMPARE(icon, QStringLiteral("two"));
@@ -523,7 +523,8 @@ private slots:
         const QString witness = m_dir.filePath(QStringLiteral("waited"));
         const Dcop dcop(m_dir,
                         "for i in $(seq 300); do\n"
-                        "[ -e " + go.toLocal8Bit() + " ] && echo went > " + witness.toLocal8Bit()
+                        "[ -e "
+                            + go.toLocal8Bit() + " ] && echo went > " + witness.toLocal8Bit()
                             + " && exit\nsleep 0.05\ndone\n");
         CMenuEditor().restartMenu();
         QFile file(go);

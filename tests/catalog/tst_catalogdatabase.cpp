@@ -462,8 +462,8 @@ private slots:
                                          + Category(Product(3), "C"));
         QDomElement catalog = document.documentElement();
         QVERIFY(host->ProcessVantrelCatalogRequest(catalog));
-        QCOMPARE(host->seen, (QStringList{ QStringLiteral("A"), QStringLiteral("B"),
-                                           QStringLiteral("C") }));
+        QCOMPARE(host->seen,
+                 (QStringList{ QStringLiteral("A"), QStringLiteral("B"), QStringLiteral("C") }));
         open();
         QCOMPARE(names(nullptr), (QStringList{ QStringLiteral("n1"), QStringLiteral("n3") }));
     }

@@ -298,8 +298,7 @@ private slots:
         root.Name("a b%");
         root.AddAttribute("c d&", std::string("e f"));
         Child(root, "g h", "i j");
-        QCOMPARE(Saved(root, -1),
-                 std::string("<a b% c d&=\"e%20f\"><g h>i%20j</g h>\n</a b%>\n"));
+        QCOMPARE(Saved(root, -1), std::string("<a b% c d&=\"e%20f\"><g h>i%20j</g h>\n</a b%>\n"));
     }
 
     void savesGroupsAndAttributesInOrderOfTheirNames()

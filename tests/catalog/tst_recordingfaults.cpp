@@ -54,9 +54,9 @@ private:
             m_ledger->Stored(serial, 0);
         }
         if (!m_prepared)
-            m_prepared = std::make_unique<Damage>(std::vector<std::string>{
-                CRUFile::RUDATAFILE, CRUFile::RUDATAIDX1, CRUFile::RUDATAIDX2,
-                CRUFile::RUDATAIDX3 });
+            m_prepared = std::make_unique<Damage>(
+                std::vector<std::string>{ CRUFile::RUDATAFILE, CRUFile::RUDATAIDX1,
+                                          CRUFile::RUDATAIDX2, CRUFile::RUDATAIDX3 });
         m_prepared->Restore();
     }
     void run()

@@ -24,11 +24,10 @@ inline void FaultRows()
         const char* name;
         Fault fault;
     };
-    const Kind kinds[]
-        = { { "open", Fault::Open },          { "seek", Fault::Seek },
-            { "read", Fault::Read },          { "short read", Fault::ShortRead },
-            { "write", Fault::Write },        { "short write", Fault::ShortWrite },
-            { "full disk", Fault::FullDisk }, { "status", Fault::Status } };
+    const Kind kinds[] = { { "open", Fault::Open },          { "seek", Fault::Seek },
+                           { "read", Fault::Read },          { "short read", Fault::ShortRead },
+                           { "write", Fault::Write },        { "short write", Fault::ShortWrite },
+                           { "full disk", Fault::FullDisk }, { "status", Fault::Status } };
     QTest::addColumn<int>("fault");
     QTest::addColumn<bool>("forGood");
     for (const Kind& kind : kinds) {

@@ -357,6 +357,8 @@ private slots:
                 pair.Walk(categories[m_random.Below(5)]);
                 pair.Walk(nullptr);
             }
+            if (i % 500 == 499)
+                pair.CompareFiles();
         }
         pair.CompareFiles();
         pair.Close();

@@ -412,9 +412,9 @@ private slots:
         QVERIFY(pages > 5);
         for (int from = 1; from < pages; ++from) {
             for (int to = 1; to < pages; ++to) {
-                WriteWhole(CCatalogFile::CATALOGIDXNAME1,
-                           QByteArray(sound).replace(to * size, size,
-                                                     sound.mid(from * size, size)));
+                WriteWhole(
+                    CCatalogFile::CATALOGIDXNAME1,
+                    QByteArray(sound).replace(to * size, size, sound.mid(from * size, size)));
                 QVERIFY(catalog.Open());
                 int steps = 0;
                 for (bool more = catalog.FindFirstForCategory("Games"); more;
@@ -644,6 +644,26 @@ private slots:
         CNote notes;
         QVERIFY(notes.Open(CCatalogFile::CATALOGNOTES.c_str()));
         QVERIFY(!notes.ReadNote(place));
+    }
+
+    void whoseTextItIsIsAskedAgainAfterClosing()
+    {
+        CCatalogFile catalog;
+        QVERIFY(CreateWithOneText(catalog));
+        SaveWith(catalog, 1, QString());
+        catalog.Close();
+        {
+            CCatalogFile other;
+            QVERIFY(other.Open());
+            Fill(other, 2, "Games", "two");
+            other.setDescription(QStringLiteral("two"));
+            QVERIFY(other.SaveRecord());
+            QCOMPARE(other.NoteOffset(), 0);
+        }
+        QVERIFY(catalog.Open());
+        SaveWith(catalog, 1, QString());
+        QVERIFY(catalog.GetRecord(2));
+        QCOMPARE(catalog.Description(), QStringLiteral("two"));
     }
 
     void textOverTwoOldPlacesStays()

@@ -147,9 +147,9 @@ private slots:
         QVERIFY(pages > 5);
         for (int from = 1; from < pages; ++from) {
             for (int to = 1; to < pages; ++to) {
-                WriteWhole(CDependency::DEPENDENCYIDXNAME1,
-                           QByteArray(sound).replace(to * size, size,
-                                                     sound.mid(from * size, size)));
+                WriteWhole(
+                    CDependency::DEPENDENCYIDXNAME1,
+                    QByteArray(sound).replace(to * size, size, sound.mid(from * size, size)));
                 QVERIFY(database.Open());
                 QVERIFY(Names(database, 1).size() <= 300);
                 for (const int parent : { 1, 50, 100 }) {

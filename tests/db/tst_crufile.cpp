@@ -435,8 +435,9 @@ private slots:
             const int pages = int(sound.size()) / size;
             for (int from = 1; from < pages; ++from) {
                 for (int to = 1; to < pages; ++to) {
-                    WriteWhole(path, QByteArray(sound).replace(to * size, size,
-                                                               sound.mid(from * size, size)));
+                    WriteWhole(
+                        path,
+                        QByteArray(sound).replace(to * size, size, sound.mid(from * size, size)));
                     QVERIFY(list.Open());
                     CompareOrders(list);
                 }
@@ -491,6 +492,9 @@ private slots:
         QVERIFY(list.Create());
         for (const int serial : { 1, 2, 3, 4 })
             QVERIFY(Add(list, serial, QByteArray::number(serial), serial));
+        QVERIFY(list.FindServerSerialNumber(4));
+        list.AddNew();
+        QVERIFY(!list.FindPrevAccessedItem());
         QVERIFY(list.FindServerSerialNumber(3));
         list.SetLastAccessed(1);
         list.SetDescription("0");
@@ -502,8 +506,6 @@ private slots:
         QVERIFY(list.GetRecord(1));
         QVERIFY(list.FindPrevAccessedItem());
         QCOMPARE(list.Description(), "2");
-        list.AddNew();
-        QVERIFY(!list.FindPrevAccessedItem());
     }
 
     void theWalkByDescriptionGoesOnFromTheLastLookup()
@@ -570,6 +572,22 @@ private slots:
             QCOMPARE(Index(which).size(), std::size_t(1));
     }
 
+    void aListThatAnotherMadeAgainIsTheOneThatIsUsed()
+    {
+        CRUFile host;
+        QVERIFY(host.Create());
+        QVERIFY(Add(host, 1, "one", 1));
+        inAnotherProcess([] {
+            CRUFile other;
+            return other.Create() && Add(other, 2, "two", 2);
+        });
+        QCOMPARE(NewestFirst(host), (QByteArrayList{ "two" }));
+        QVERIFY(Add(host, 3, "three", 3));
+        host.Close();
+        QVERIFY(host.Open());
+        QCOMPARE(NewestFirst(host), (QByteArrayList{ "three", "two" }));
+    }
+
     void anItemThatAnotherChangedOrRemoved()
     {
         CRUFile host;
@@ -601,8 +619,7 @@ private slots:
         QVERIFY(!host.Update());
         QCOMPARE(NewestFirst(host), (QByteArrayList{ "three", "two" }));
         host.Close();
-        QCOMPARE(Index(3),
-                 (Items{ { "00000000000000000002", 2 }, { "00000000000000000003", 1 } }));
+        QCOMPARE(Index(3), (Items{ { "00000000000000000002", 2 }, { "00000000000000000003", 1 } }));
     }
 
     void twoProcessesThatWriteAtOnceLoseNothing()
