@@ -5,6 +5,7 @@
 
 #include "request/capi.h"
 #include "request/replydocument.h"
+#include "request/transfer.h"
 #include "support/cconfigfile.h"
 #include "support/ctracer.h"
 #include "util/diagnostics.h"
@@ -118,10 +119,11 @@ void CAPI::onDownloadComplete(KIO::Job* pJob)
     m_APIFile.close();
     qCDebug(logRequest, "%s has ended its transfer, error %d, with %lld bytes",
             qUtf8Printable(GetAPIName()), pJob->error(), m_APIFile.size());
-    if (pJob->error() == 0) {
+    const int error = TransferError(pJob);
+    if (error == 0) {
         DispatchReply();
-    } else if (pJob->error() != KIO::ERR_USER_CANCELED) {
-        ReportJobError(pJob->error(), pJob->errorString());
+    } else if (error != KIO::ERR_USER_CANCELED) {
+        ReportJobError(error, pJob->errorString());
     }
     delete this;
 }

@@ -3,6 +3,7 @@
 
 #include "request/transfer.h"
 
+#include <KIO/Global>
 #include <KIO/Job>
 #include <KIO/TransferJob>
 #include <QTimer>
@@ -16,6 +17,12 @@ KIO::TransferJob* StartTransfer(const QUrl& url)
     if (!url.isValid() || !http || url.host().isEmpty())
         return nullptr;
     return KIO::get(url, KIO::Reload, KIO::HideProgressInfo);
+}
+
+int TransferError(KIO::Job* pJob)
+{
+    const bool answered = pJob->queryMetaData(QStringLiteral("responsecode")).toInt() >= 400;
+    return answered && pJob->error() != KIO::ERR_USER_CANCELED ? 0 : pJob->error();
 }
 
 void WatchForSilence(KIO::TransferJob* pJob, int seconds, QObject* context,
