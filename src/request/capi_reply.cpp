@@ -123,7 +123,7 @@ void CAPI::onDownloadComplete(KIO::Job* pJob)
     if (error == 0) {
         DispatchReply();
     } else if (error != KIO::ERR_USER_CANCELED) {
-        ReportJobError(error, pJob->errorString());
+        ReportJobError(error, TransferErrorText(pJob));
     }
     delete this;
 }

@@ -21,8 +21,18 @@ KIO::TransferJob* StartTransfer(const QUrl& url)
 
 int TransferError(KIO::Job* pJob)
 {
-    const bool answered = pJob->queryMetaData(QStringLiteral("responsecode")).toInt() >= 400;
-    return answered && pJob->error() != KIO::ERR_USER_CANCELED ? 0 : pJob->error();
+    const QString status = pJob->queryMetaData(QStringLiteral("responsecode"));
+    if (pJob->error() == 0)
+        return status == QLatin1String("0") ? int(KIO::ERR_CANNOT_CONNECT) : 0;
+    return status.toInt() >= 400 && pJob->error() != KIO::ERR_USER_CANCELED ? 0 : pJob->error();
+}
+
+QString TransferErrorText(KIO::Job* pJob)
+{
+    if (pJob->error() != 0)
+        return pJob->errorString();
+    const QUrl url = static_cast<KIO::TransferJob*>(pJob)->url();
+    return KIO::buildErrorString(TransferError(pJob), url.host());
 }
 
 void WatchForSilence(KIO::TransferJob* pJob, int seconds, QObject* context,
