@@ -141,10 +141,11 @@ void CAPI::onDownloadComplete(KIO::Job* pJob)
     m_sStatus = pJob->queryMetaData(QStringLiteral("responsecode"));
     qCDebug(logRequest, "%s has ended its transfer, error %d, with %lld bytes",
             qUtf8Printable(GetAPIName()), pJob->error(), m_APIFile.size());
-    if (pJob->error() == 0) {
+    const int error = TransferError(pJob);
+    if (error == 0) {
         DispatchReply();
-    } else if (pJob->error() != KIO::ERR_USER_CANCELED) {
-        ReportJobError(pJob->error(), pJob->errorString());
+    } else if (error != KIO::ERR_USER_CANCELED) {
+        ReportJobError(error, TransferErrorText(pJob));
     } else {
         SetFailure(AgentError::Cancelled, QString(), Details(QString()));
     }

@@ -63,7 +63,8 @@ bool CAPIStatus::Execute()
 void CAPIStatus::onDownloadComplete(KIO::Job* pJob)
 {
     CTracer tracer("CAPIStatus::onDownloadComplete");
-    if (pJob->error() != 0 && pJob->error() != KIO::ERR_USER_CANCELED)
+    const int error = TransferError(pJob);
+    if (error != 0 && error != KIO::ERR_USER_CANCELED)
         m_bError = true;
     m_bDone = true;
 }

@@ -3,6 +3,7 @@
 
 #include "request/transfer.h"
 
+#include <KIO/Global>
 #include <KIO/Job>
 #include <KIO/TransferJob>
 #include <QPointer>
@@ -76,6 +77,22 @@ KIO::TransferJob* StartTransfer(const QUrl& url)
     if (!url.isValid() || !IsWeb(url) || url.host().isEmpty())
         return nullptr;
     return KIO::get(url, KIO::Reload, KIO::HideProgressInfo);
+}
+
+int TransferError(KIO::Job* pJob)
+{
+    const QString status = pJob->queryMetaData(QStringLiteral("responsecode"));
+    if (pJob->error() == 0)
+        return status == QLatin1String("0") ? int(KIO::ERR_CANNOT_CONNECT) : 0;
+    return status.toInt() >= 400 && pJob->error() != KIO::ERR_USER_CANCELED ? 0 : pJob->error();
+}
+
+QString TransferErrorText(KIO::Job* pJob)
+{
+    if (pJob->error() != 0)
+        return pJob->errorString();
+    const QUrl url = static_cast<KIO::TransferJob*>(pJob)->url();
+    return KIO::buildErrorString(TransferError(pJob), url.host());
 }
 
 bool MayRedirect(const QUrl& from, const QUrl& to)

@@ -15,12 +15,19 @@ class QObject;
 class QUrl;
 namespace KIO
 {
+class Job;
 class TransferJob;
-}
+} // namespace KIO
 
 // Starts the transfer of a URL; null when it is not one that the store may name:
 // a directory that lists file:/etc/shadow is not obeyed.
 KIO::TransferJob* StartTransfer(const QUrl& url);
+
+// The error of a transfer that has ended, 0 for none, and its text. A page that comes with
+// an error status is an answer of the server. KDE Frameworks 6 give it with an error of
+// their own, and give none where no server could be reached: the status is 0 then.
+int TransferError(KIO::Job* pJob);
+QString TransferErrorText(KIO::Job* pJob);
 
 // Whether a server may send a request from one URL on to another: within the web,
 // and never from https to http.
