@@ -2,7 +2,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
 // Very many requests of all ends, one after the other and beside each other, leave
-// neither memory nor descriptors nor files. PAKMART_TEST_SOAK says how many (2,000).
+// neither memory nor descriptors nor files. PAKMART_TEST_SOAK says how many (2,000);
+// more than a few thousand want a QTEST_FUNCTION_TIMEOUT, too.
 
 #include "requests.h"
 
