@@ -3,15 +3,18 @@
 
 #include "catalog/capidownloadappinfo.h"
 
+#include "support/ctracer.h"
 #include "util/output.h"
 
 CAPIDownloadAppInfo::CAPIDownloadAppInfo(std::vector<long>& ids, bool bSilent)
     : CAPI(bSilent, false, false), m_ids(ids)
 {
+    CTracer tracer("CAPIDownloadAppInfo::CAPIDownloadAppInfo");
 }
 
 CAPIDownloadAppInfo::~CAPIDownloadAppInfo()
 {
+    CTracer tracer("CAPIDownloadAppInfo::~CAPIDownloadAppInfo");
     // The base destructor cannot ask this class any more whether it may remove
     // the file: without a name it has none to remove.
     m_APIFile.close();
@@ -20,6 +23,7 @@ CAPIDownloadAppInfo::~CAPIDownloadAppInfo()
 
 QString CAPIDownloadAppInfo::DecorateURI()
 {
+    CTracer tracer("CAPIDownloadAppInfo::DecorateURI");
     QString query;
     for (const long id : m_ids) {
         query += query.isEmpty() ? QLatin1Char('?') : QLatin1Char('&');
@@ -31,10 +35,14 @@ QString CAPIDownloadAppInfo::DecorateURI()
 
 bool CAPIDownloadAppInfo::CanDeleteAPIFile()
 {
+    CTracer tracer("CAPIDownloadAppInfo::CanDeleteAPIFile");
     return false;
 }
 
-void CAPIDownloadAppInfo::onSuccessfulTransfer(QDomElement*) { }
+void CAPIDownloadAppInfo::onSuccessfulTransfer(QDomElement*)
+{
+    CTracer tracer("CAPIDownloadAppInfo::onSuccessfulTransfer");
+}
 
 AgentError::Code CAPIDownloadAppInfo::RefusalCode() const
 {

@@ -4,10 +4,15 @@
 #include "catalog/capigetaisles.h"
 
 #include "catalog/savedtree.h"
+#include "support/ctracer.h"
 
-CAPIGetAisles::CAPIGetAisles(bool bSilent) : CAPI(bSilent, false, false) { }
+CAPIGetAisles::CAPIGetAisles(bool bSilent) : CAPI(bSilent, false, false)
+{
+    CTracer tracer("CAPIGetAisles::CAPIGetAisles");
+}
 
 void CAPIGetAisles::onSuccessfulTransfer(QDomElement* pElement)
 {
+    CTracer tracer("CAPIGetAisles::onSuccessfulTransfer");
     SaveFirstElement(*pElement, ".aisles");
 }

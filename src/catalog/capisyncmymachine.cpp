@@ -22,7 +22,10 @@ bool IsInstalled(const CDpkgInfo& info)
 
 } // namespace
 
-CAPISyncMyMachine::CAPISyncMyMachine(bool bSilent) : CAPI(bSilent, false, false) { }
+CAPISyncMyMachine::CAPISyncMyMachine(bool bSilent) : CAPI(bSilent, false, false)
+{
+    CTracer tracer("CAPISyncMyMachine::CAPISyncMyMachine");
+}
 
 void CAPISyncMyMachine::onSuccessfulTransfer(QDomElement* pElement)
 {

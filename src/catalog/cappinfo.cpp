@@ -7,6 +7,7 @@
 #include "db/crufile.h"
 #include "db/indexlayer.h"
 #include "request/replydocument.h"
+#include "support/ctracer.h"
 #include "util/number.h"
 #include "util/urlcodec.h"
 
@@ -58,6 +59,7 @@ CAppInfo::~CAppInfo() = default;
 
 bool CAppInfo::BuildApplicationInformation(std::vector<CAppInfo>& out, const QString& file)
 {
+    CTracer tracer("CAppInfo::BuildApplicationInformation");
     QDomDocument document(QStringLiteral("VantrelAgentXML"));
     QDomElement package = FirstPackage(SuccessfulReply(file, document));
     if (package.isNull())
@@ -72,6 +74,7 @@ bool CAppInfo::BuildApplicationInformation(std::vector<CAppInfo>& out, const QSt
 
 bool CAppInfo::BuildApplicationInformation(const QString& file)
 {
+    CTracer tracer("CAppInfo::BuildApplicationInformation");
     QDomDocument document(QStringLiteral("VantrelAgentXML"));
     QDomElement root = SuccessfulReply(file, document);
     if (FirstPackage(root).isNull())
@@ -82,6 +85,7 @@ bool CAppInfo::BuildApplicationInformation(const QString& file)
 
 void CAppInfo::ProcessXML(QDomElement* root)
 {
+    CTracer tracer("CAppInfo::ProcessXML");
     for (QDomElement package = FirstPackage(*root); !package.isNull();
          package = NextPackage(package))
         ProcessPackage(package);
@@ -89,6 +93,7 @@ void CAppInfo::ProcessXML(QDomElement* root)
 
 void CAppInfo::ProcessPackage(QDomElement& package)
 {
+    CTracer tracer("CAppInfo::ProcessPackage");
     for (QDomElement child = package.firstChildElement(); !child.isNull();
          child = child.nextSiblingElement()) {
         const QString tag = child.tagName();
@@ -105,6 +110,7 @@ void CAppInfo::ProcessPackage(QDomElement& package)
 
 void CAppInfo::ProcessRecordsInPackage(QDomElement& binary)
 {
+    CTracer tracer("CAppInfo::ProcessRecordsInPackage");
     CAppInfoObject program;
     for (QDomElement child = binary.firstChildElement(); !child.isNull();
          child = child.nextSiblingElement()) {
@@ -134,6 +140,7 @@ bool CAppInfo::IsValid() const
 
 bool CAppInfo::AddAppToDatabase()
 {
+    CTracer tracer("CAppInfo::AddAppToDatabase");
     const IndexLayer layer;
     CRUFile list;
     const std::int32_t number = LeadingNumber(m_sServerSerialNumber.toStdString());
@@ -155,6 +162,7 @@ bool CAppInfo::AddAppToDatabase()
 
 bool CAppInfo::RemoveAppFromDatabase()
 {
+    CTracer tracer("CAppInfo::RemoveAppFromDatabase");
     const IndexLayer layer;
     CRUFile list;
     if (!list.Open())
@@ -166,6 +174,7 @@ bool CAppInfo::RemoveAppFromDatabase()
 
 bool CAppInfo::AddAppToMenu()
 {
+    CTracer tracer("CAppInfo::AddAppToMenu");
     CMenuEditor editor;
     for (const CAppInfoObject& program : m_applications)
         editor.addItem(program.Name(), program.Path(), QString(), program.LargeIcon());
@@ -176,6 +185,7 @@ bool CAppInfo::AddAppToMenu()
 
 bool CAppInfo::RemoveAppFromMenu()
 {
+    CTracer tracer("CAppInfo::RemoveAppFromMenu");
     CMenuEditor editor;
     for (const CAppInfoObject& program : m_applications)
         editor.removeItem(program.Name());
@@ -186,6 +196,7 @@ bool CAppInfo::RemoveAppFromMenu()
 
 void CAppInfo::GetAppInfo(QString& name, QString& message, QString& icon, QString& path) const
 {
+    CTracer tracer("CAppInfo::GetAppInfo");
     for (const CAppInfoObject& program : m_applications) {
         name = program.Name();
         path = program.Path();

@@ -4,17 +4,20 @@
 #include "catalog/ccatalogmgr.h"
 
 #include "catalog/savedtree.h"
+#include "support/ctracer.h"
 #include "util/number.h"
 
 CCatalogMgr::~CCatalogMgr() = default;
 
 bool CCatalogMgr::ReadCatalog()
 {
+    CTracer tracer("CCatalogMgr::ReadCatalog");
     return ReadSavedTree(".catalog", m_root) && BuildCatalogNode(&m_root);
 }
 
 bool CCatalogMgr::BuildCatalogNode(CXMLNode* node)
 {
+    CTracer tracer("CCatalogMgr::BuildCatalogNode");
     for (CXMLNode* category : node->ChildArray("category")) {
         m_categories[LeadingNumber(category->Attribute("serialnumber", ""))] = category;
         BuildCatalogNode(category);

@@ -174,6 +174,7 @@ void CAPI::Interrupt()
 
 void CAPI::AbortTransfers()
 {
+    CTracer tracer("CAPI::AbortTransfers");
     const std::set<CAPI*> transferring = m_transferring;
     for (CAPI* pAPI : transferring) {
         // The end of one may be the end of another.
@@ -197,10 +198,12 @@ QString CAPI::LockedText()
 
 void CAPI::SetFailure(AgentError::Code nCode, const QString& sSentence, const QString& sDetails)
 {
+    CTracer tracer("CAPI::SetFailure");
     const bool general = nCode == AgentError::Other && m_nFailure != AgentError::NoFailure;
     if (general || (m_nFailure != AgentError::NoFailure && m_nFailure != AgentError::Other)
         || nCode == AgentError::NoFailure)
         return;
+    tracer.trace_out(AgentError::Name(nCode).toStdString());
     m_nFailure = nCode;
     m_sFailure = sSentence.isEmpty() ? AgentError::Sentence(nCode) : sSentence;
     m_sDetails = sDetails;
@@ -264,11 +267,13 @@ void CAPI::onAPIComplete(bool)
 
 int CAPI::AddRef()
 {
+    CTracer tracer("CAPI::AddRef");
     return ++m_nReferenceCount;
 }
 
 int CAPI::Release()
 {
+    CTracer tracer("CAPI::Release");
     if (--m_nReferenceCount < 0)
         m_nReferenceCount = 0;
     return m_nReferenceCount;

@@ -3,9 +3,14 @@
 
 #include "request/capigetapilist.h"
 
+#include "support/ctracer.h"
+
 #include <QDomElement>
 
-CAPIGetAPIList::CAPIGetAPIList(bool bSilent) : CAPI(bSilent, true, true) { }
+CAPIGetAPIList::CAPIGetAPIList(bool bSilent) : CAPI(bSilent, true, true)
+{
+    CTracer tracer("CAPIGetAPIList::CAPIGetAPIList");
+}
 
 QString CAPIGetAPIList::GetAPIName()
 {
@@ -14,6 +19,7 @@ QString CAPIGetAPIList::GetAPIName()
 
 void CAPIGetAPIList::onSuccessfulTransfer(QDomElement* pElement)
 {
+    CTracer tracer("CAPIGetAPIList::onSuccessfulTransfer");
     const QString list = QStringLiteral("getagentapi");
     const QString api = QStringLiteral("api");
     m_URLList.Clear();

@@ -3,6 +3,7 @@
 
 #include "request/capilist.h"
 
+#include "support/ctracer.h"
 #include "util/output.h"
 
 CAPIListObject::~CAPIListObject() = default;
@@ -24,6 +25,7 @@ void CAPIList::AddAPI(const QString& sName, const QString& sURL)
 
 void CAPIList::dump() const
 {
+    CTracer tracer("CAPIList::dump");
     for (const auto& entry : m_entries)
         WriteLine(QLatin1String("Name: ") + entry.first + QLatin1String(" url: ")
                   + entry.second.url());

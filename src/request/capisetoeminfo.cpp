@@ -3,11 +3,20 @@
 
 #include "request/capisetoeminfo.h"
 
-CAPISetOEMInfo::CAPISetOEMInfo() : CAPI(true, false, false) { }
+#include "support/ctracer.h"
+
+CAPISetOEMInfo::CAPISetOEMInfo() : CAPI(true, false, false)
+{
+    CTracer tracer("CAPISetOEMInfo::CAPISetOEMInfo");
+}
 
 QString CAPISetOEMInfo::DecorateURI()
 {
+    CTracer tracer("CAPISetOEMInfo::DecorateURI");
     return QLatin1String("?id=") + QString::fromStdString(m_OEMInfo.getID());
 }
 
-void CAPISetOEMInfo::onSuccessfulTransfer(QDomElement*) { }
+void CAPISetOEMInfo::onSuccessfulTransfer(QDomElement*)
+{
+    CTracer tracer("CAPISetOEMInfo::onSuccessfulTransfer");
+}

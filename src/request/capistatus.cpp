@@ -6,6 +6,7 @@
 #include "request/capi.h"
 #include "request/transfer.h"
 #include "request/transferlimits.h"
+#include "support/ctracer.h"
 #include "util/desktop.h"
 #include "util/output.h"
 
@@ -16,15 +17,20 @@
 
 std::set<CAPIStatus*> CAPIStatus::m_running;
 
-CAPIStatus::CAPIStatus() = default;
+CAPIStatus::CAPIStatus()
+{
+    CTracer tracer("CAPIStatus::CAPIStatus");
+}
 
 CAPIStatus::~CAPIStatus()
 {
+    CTracer tracer("CAPIStatus::~CAPIStatus");
     m_running.erase(this);
 }
 
 bool CAPIStatus::Execute()
 {
+    CTracer tracer("CAPIStatus::Execute");
     const QString sURL = CAPI::GetURL(QStringLiteral("agentapi"));
     // Without a transfer there is nothing that could fail.
     if (KIO::TransferJob* pJob = sURL.isEmpty() ? nullptr : StartTransfer(QUrl(sURL))) {
@@ -56,6 +62,7 @@ bool CAPIStatus::Execute()
 
 void CAPIStatus::onDownloadComplete(KIO::Job* pJob)
 {
+    CTracer tracer("CAPIStatus::onDownloadComplete");
     if (pJob->error() != 0 && pJob->error() != KIO::ERR_USER_CANCELED)
         m_bError = true;
     m_bDone = true;
@@ -73,6 +80,7 @@ void CAPIStatus::End(bool bError)
 
 void CAPIStatus::AbortTransfers()
 {
+    CTracer tracer("CAPIStatus::AbortTransfers");
     for (CAPIStatus* pStatus : m_running)
         pStatus->End(true);
 }

@@ -3,6 +3,7 @@
 
 #include "request/cgetoeminfo.h"
 
+#include "support/ctracer.h"
 #include "util/paths.h"
 #include "util/vendor.h"
 
@@ -26,6 +27,7 @@ char* ValueOf(char* line, const char* key)
 
 CGetOEMInfo::CGetOEMInfo() : m_sID("0000000001"), m_sName(VendorDomain)
 {
+    CTracer tracer("CGetOEMInfo::CGetOEMInfo");
     readFile();
 }
 
@@ -33,6 +35,7 @@ CGetOEMInfo::~CGetOEMInfo() = default;
 
 void CGetOEMInfo::readFile()
 {
+    CTracer tracer("CGetOEMInfo::readFile");
     const std::string path = SystemPath("/etc/vantrel-welcome/builder.txt");
     const std::unique_ptr<FILE, int (*)(FILE*)> file(std::fopen(path.c_str(), "re"), std::fclose);
     if (!file)

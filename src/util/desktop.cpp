@@ -3,6 +3,7 @@
 
 #include "util/desktop.h"
 
+#include "support/ctracer.h"
 #include "util/diagnostics.h"
 
 #include <KMessageBox>
@@ -32,16 +33,19 @@ void ShowErrorBox(const QString& text)
 
 void ShowErrorMsg(const char* text)
 {
+    CTracer tracer("ShowErrorMsg");
     ShowErrorBox(QString::fromUtf8(text));
 }
 
 bool okToDoUpdate(const QString&, const QString&)
 {
+    CTracer tracer("okToDoUpdate");
     return true;
 }
 
 void BroadcastMenuChange()
 {
+    CTracer tracer("BroadcastMenuChange");
     QDBusConnection bus = QDBusConnection::sessionBus();
     if (!bus.isConnected())
         return;

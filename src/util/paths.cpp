@@ -107,6 +107,7 @@ bool CreateFolderTree(QString path)
 
 QString GetVantrelOSVersionInfo()
 {
+    CTracer tracer("GetVantrelOSVersionInfo");
     QFile file(SystemPath(QStringLiteral("/etc/vantrelos-version")));
     return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
 }

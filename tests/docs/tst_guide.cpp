@@ -24,6 +24,7 @@
 #include <vantrelagent/db/cdpkg.h>
 #include <vantrelagent/install/capiinstallpackages.h>
 #include <vantrelagent/install/cgetospackage.h>
+#include <vantrelagent/request/agenterror.h>
 #include <vantrelagent/request/capistatus.h>
 #include <vantrelagent/store/indexfile.h>
 
@@ -276,6 +277,25 @@ private:
         const QString text = form.match(QString::fromUtf8(file.readAll())).captured(1);
         return text.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
     }
+    // The codes that a table of the guide names.
+    static QSet<QString> codes(const QString& title)
+    {
+        QFile file(QStringLiteral(GUIDE));
+        if (!file.open(QIODevice::ReadOnly))
+            return {};
+        const QString text = QString::fromUtf8(file.readAll());
+        QSet<QString> found;
+        const auto rows = text.mid(text.indexOf(QLatin1String("<!-- ") + title))
+                              .section(QStringLiteral("\n\n"), 0, 0)
+                              .split(QLatin1Char('\n'));
+        const QRegularExpression code(QStringLiteral("`([a-z-]+)`"));
+        for (const QString& row : rows) {
+            auto match = code.globalMatch(row.section(QLatin1Char('|'), 2, 2));
+            while (match.hasNext())
+                found << match.next().captured(1);
+        }
+        return found;
+    }
     static QStringList installAndListen(long serial, bool decline = false)
     {
         Recorder recorder;
@@ -293,6 +313,18 @@ private:
 
 private slots:
     void initTestCase() { QVERIFY(m_machine.setUp()); }
+
+    void theTableOfReasonsNamesTheReasonsOfRequests()
+    {
+        const QSet<QString> named = codes(QStringLiteral("reasons of failures"));
+        QSet<QString> known;
+        // Those before the ones of installs, and the last.
+        for (int code = AgentError::ServerUnreachable; code <= AgentError::UnknownProduct; ++code)
+            known << AgentError::Name(AgentError::Code(code));
+        known << AgentError::Name(AgentError::Other);
+        QVERIFY2(named == known,
+                 qPrintable((named + known - (named & known)).values().join(QLatin1Char(' '))));
+    }
 
     void aRequestTellsItsEnd()
     {

@@ -86,6 +86,27 @@ private slots:
                  QString::fromLatin1(m_server.url("/api")));
     }
 
+    void theLaterUrlOfAnEntryCountsAndNoUrlIsNoEntry()
+    {
+        directoryIs("<getagentapi><api><name>A</name><url>u1</url><url>u2</url></api>"
+                    "<api><name>B</name><url>kept</url></api><api><name>B</name></api>"
+                    "<api><name>B</name><url/></api></getagentapi>");
+        CAPI::GetURLList();
+        QCOMPARE(CAPI::GetURL(QStringLiteral("A")), QStringLiteral("u2"));
+        QCOMPARE(CAPI::GetURL(QStringLiteral("B")), QStringLiteral("kept"));
+    }
+
+    void aReplyTakesThePlaceOfTheDirectory()
+    {
+        directoryIs("<getagentapi><api><name>Old</name><url>u</url></api></getagentapi>");
+        CAPI::GetURLList();
+        QCOMPARE(CAPI::GetURL(QStringLiteral("Old")), QStringLiteral("u"));
+        directoryIs("<getagentapi><api><name>New</name><url>v</url></api></getagentapi>");
+        QVERIFY((new CAPIGetAPIList(true))->Execute());
+        QCOMPARE(CAPI::GetURL(QStringLiteral("Old")), QString());
+        QCOMPARE(CAPI::GetURL(QStringLiteral("New")), QStringLiteral("v"));
+    }
+
     void textIsTakenAsItStands()
     {
         directoryIs("<getagentapi><api><name> Blank+%41 </name><url>u+%41\\</url></api>"

@@ -7,7 +7,9 @@
 #include "requests.h"
 #include "tests/common/limits.h"
 
+#include <KIO/JobTracker>
 #include <KIO/TransferJob>
+#include <KJobTrackerInterface>
 #include <QDir>
 #include <QProcess>
 #include <QThread>
@@ -177,13 +179,15 @@ private slots:
 
     void keptFilesStay()
     {
-        Setting("keep agent xml", "1");
-        const auto record = ask(ScriptedServer::http(okReply));
-        Setting("keep agent xml", "0");
-        QFile file(record.file);
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        QCOMPARE(file.readAll(), okReply);
-        QVERIFY(file.remove());
+        for (const char* value : { "1", "2", "-1" }) {
+            Setting("keep agent xml", value);
+            const auto record = ask(ScriptedServer::http(okReply));
+            Setting("keep agent xml", "0");
+            QFile file(record.file);
+            QVERIFY2(file.open(QIODevice::ReadOnly), value);
+            QCOMPARE(file.readAll(), okReply);
+            QVERIFY(file.remove());
+        }
     }
 
     void unwritableSpoolFolderDropsTheReply()
@@ -195,6 +199,102 @@ private slots:
         // Nothing to read, nothing emitted, and the request counts as done.
         QCOMPARE(record.events.size(), 2);
         QCOMPARE(last(record, 1), QStringLiteral("complete 1"));
+        // The name of the attempt was announced.
+        QVERIFY(record.file.startsWith(folder));
+    }
+
+    void theJobAsksForXmlFromTheServerItself()
+    {
+        static KIO::MetaData asked;
+        class Looking : public TestRequest
+        {
+        public:
+            using TestRequest::TestRequest;
+            void onDownloadReceive(KIO::Job* job, const QByteArray& data) override
+            {
+                asked = job->outgoingMetaData();
+                TestRequest::onDownloadReceive(job, data);
+            }
+        };
+        m_server.answer("/t", ScriptedServer::http(okReply));
+        TestRequest::Record record;
+        QVERIFY((new Looking(record))->Execute());
+        QCOMPARE(asked.value(QStringLiteral("content-type")),
+                 QStringLiteral("Content-Type: text/xml"));
+        // Not out of the web cache.
+        QCOMPARE(asked.value(QStringLiteral("cache")), QStringLiteral("reload"));
+    }
+
+    void theDesktopShowsNoProgressOfItsOwn()
+    {
+        class Tracker : public KJobTrackerInterface
+        {
+        public:
+            int jobs = 0;
+            void registerJob(KJob* job) override
+            {
+                ++jobs;
+                KJobTrackerInterface::registerJob(job);
+            }
+        };
+        Tracker tracker;
+        KIO::setJobTracker(&tracker);
+        QCOMPARE(last(ask(ScriptedServer::http(okReply)), 2), QStringLiteral("ok hello"));
+        KIO::setJobTracker(nullptr);
+        QCOMPARE(tracker.jobs, 0);
+    }
+
+    void atTheEndTheLockAndTheCountAreGivenBack_data()
+    {
+        QTest::addColumn<bool>("exclusive");
+        QTest::newRow("counted") << false;
+        QTest::newRow("exclusive") << true;
+    }
+    void atTheEndTheLockAndTheCountAreGivenBack()
+    {
+        QFETCH(bool, exclusive);
+        m_server.answer("/t", ScriptedServer::http(okReply));
+        TestRequest::Record record, next;
+        auto* request = new TestRequest(record, true, true, exclusive);
+        int count = -1;
+        bool locked = false;
+        connect(request, &CAPI::APIComplete, this, [&] {
+            auto* made = new TestRequest(next, true, false, true);
+            count = made->ReferenceCount();
+            locked = made->APILocked(nullptr) && !made->APILocked(made);
+            delete made;
+        });
+        QVERIFY(request->Execute());
+        QCOMPARE(count, 1);
+        QVERIFY(locked);
+    }
+
+    void anErrorGoesToTheTraceAndItsLineComesFirst()
+    {
+        m_server.answer("/t", QByteArray());
+        TestRequest::Record record;
+        const StandardOutput output;
+        const Trace trace;
+        auto* request = new TestRequest(record);
+        bool lineFirst = false;
+        connect(request, &CAPI::ErroneousTransfer, this,
+                [&] { lineFirst = output.text().contains("TestRequest job returned error "); });
+        QVERIFY(request->Execute());
+        const QByteArray text = output.text();
+        QVERIFY(lineFirst);
+        QVERIFY(text.indexOf("job returned error") < text.indexOf("api error"));
+        const QString error = last(record, 2).mid(6);
+        QVERIFY(!error.isEmpty());
+        const int scope = int(trace.events().indexOf(QStringLiteral("+CAPI::onErroneousTransfer")));
+        QVERIFY(scope >= 0);
+        QCOMPARE(trace.events().value(scope + 1), error);
+    }
+
+    void aFailureWithoutATextHasAnEmptyLine()
+    {
+        const StandardOutput output;
+        ask(ScriptedServer::http("<agentfunction/>"));
+        QVERIFY(output.lines().contains(QStringLiteral("TestRequest - api failure = ")));
     }
 
     void fullDiskIsAnUnreadableReply()
@@ -661,7 +761,11 @@ private slots:
         file.flush();
         TestRequest::Record record;
         auto* request = new TestRequest(record);
-        QCOMPARE(request->IsValidXML(file.fileName()), valid);
+        {
+            const Trace trace;
+            QCOMPARE(request->IsValidXML(file.fileName()), valid);
+            QCOMPARE(trace.events().first(), QStringLiteral("+CAPI::IsValidXML"));
+        }
         QVERIFY(!request->IsValidXML(file.fileName() + QLatin1Char('x')));
         QVERIFY(!request->IsValidXML());
         delete request;

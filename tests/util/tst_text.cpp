@@ -98,6 +98,19 @@ private slots:
         std::free(group);
     }
 
+    void getGroupSeesAnEmptyComponent()
+    {
+        char path[] = "a//b";
+        char* at = path;
+        QStringList groups;
+        for (int i = 0; i < 3; ++i) {
+            char* group = getGroup(&at);
+            groups << QString::fromLatin1(group);
+            free(group);
+        }
+        QCOMPARE(groups, (QStringList{ QStringLiteral("a"), QString(), QStringLiteral("b") }));
+    }
+
     void getGroupOfALeadingSlashIsEmpty()
     {
         char path[] = "/usr";
