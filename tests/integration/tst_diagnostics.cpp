@@ -111,7 +111,7 @@ private slots:
                "bytes",
                "^vantrel.agent.request refused an XML text .*holds declarations",
                "^vantrel.agent.request an XML text has an error in line 1: ",
-               "^vantrel.agent.request TestRequest was cut off behind ",
+               "^vantrel.agent.request TestRequest was cut off after ",
                "^vantrel.agent.catalog wrote .*/.aisles$",
                "^vantrel.agent.catalog cannot write .*/no/such/folder: ",
                "^vantrel.agent.catalog replaced the catalog by that in .*/.VACatalog.gen-[0-9]+/$",
