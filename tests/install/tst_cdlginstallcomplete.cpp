@@ -126,7 +126,7 @@ private slots:
         for (const QWidget* child :
              dialog.findChildren<QWidget*>(QString(), Qt::FindDirectChildrenOnly)) {
             QVERIFY(dialog.rect().contains(child->geometry()));
-            for (const QRect& other : qAsConst(places))
+            for (const QRect& other : std::as_const(places))
                 QVERIFY(!child->geometry().intersects(other));
             places << child->geometry();
             const auto* push = qobject_cast<const QPushButton*>(child);
