@@ -8,10 +8,10 @@
 /// record number.
 ///
 /// Keys are handed over in writable buffers of at least keyLength + 1 bytes and
-/// are cut there to keyLength characters; null is refused (error 9). Functions return 0 on success and -1
-/// otherwise; taerror is then 0 where the answer is simply no (not found, is
-/// there already, no further item) and else says what went wrong. A change that
-/// cannot read all the pages it needs changes nothing.
+/// are cut there to keyLength characters; null is refused (error 9). Functions return 0 on success
+/// and -1 otherwise; taerror is then 0 where the answer is simply no (not found, is there already,
+/// no further item) and else says what went wrong. A change that cannot read all the pages it needs
+/// changes nothing.
 ///
 /// An index that was not changed through its handle since it was made, opened or
 /// written writes nothing when it is closed or flushing is switched: somebody else
