@@ -15,6 +15,8 @@
 #include <cstdio>
 #include <iostream>
 
+using namespace Agent;
+
 namespace DbTool
 {
 

@@ -14,6 +14,8 @@
 #include <cstdio>
 #include <cstring>
 
+using namespace Agent;
+
 namespace DbTool
 {
 

@@ -9,6 +9,8 @@
 #include <algorithm>
 #include <cstring>
 
+using namespace Agent;
+
 namespace DbTool
 {
 

@@ -12,6 +12,10 @@
 namespace DbTool
 {
 
+using Agent::IndexEntry;
+using Agent::IndexItem;
+using Agent::IndexPage;
+
 class IndexPages
 {
 public:

@@ -8,6 +8,8 @@
 
 #include <algorithm>
 
+using namespace Agent;
+
 namespace DbTool
 {
 

@@ -13,6 +13,10 @@
 namespace DbTool
 {
 
+using Agent::Findings;
+using Agent::IndexEntry;
+using Agent::IndexPage;
+
 struct RecoveredIndex {
     std::vector<IndexEntry> entries; // each once
     bool isWholeTree; // else what was deleted lately may be among them

@@ -7,6 +7,8 @@
 #include "report.h"
 #include "store/indexpage.h"
 
+using namespace Agent;
+
 namespace DbTool
 {
 

@@ -13,6 +13,8 @@
 #include <set>
 #include <unistd.h>
 
+using namespace Agent;
+
 namespace DbTool
 {
 

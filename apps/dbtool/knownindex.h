@@ -17,6 +17,11 @@
 namespace DbTool
 {
 
+using Agent::DbLayout;
+using Agent::IndexEntry;
+using Agent::IndexLayout;
+using Agent::TextField;
+
 struct KnownIndex {
     const DbLayout* layout;
     int which; // of its indexes

@@ -9,6 +9,8 @@
 #include <algorithm>
 #include <map>
 
+using namespace Agent;
+
 namespace DbTool
 {
 

@@ -18,6 +18,9 @@
 namespace DbTool
 {
 
+using Agent::Findings;
+using Agent::IndexEntry;
+
 class LeafRow
 {
 public:

@@ -13,6 +13,9 @@
 namespace DbTool
 {
 
+using Agent::Findings;
+using Agent::IndexEntry;
+
 class LinkedData
 {
 public:

@@ -15,6 +15,8 @@
 #include <cstring>
 #include <getopt.h>
 
+using namespace Agent;
+
 namespace DbTool
 {
 

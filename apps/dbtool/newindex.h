@@ -13,6 +13,9 @@
 namespace DbTool
 {
 
+using Agent::Findings;
+using Agent::IndexEntry;
+
 // Makes it in place of the file at the path. Returns which items could not get
 // in beside others with the same key; throws Trouble if it cannot be written.
 Findings FillIndex(const std::string& path, int keyLength, bool duplicates,

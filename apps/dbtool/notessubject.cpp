@@ -17,6 +17,8 @@
 #include <fcntl.h>
 #include <set>
 
+using namespace Agent;
+
 namespace DbTool
 {
 

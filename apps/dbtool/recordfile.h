@@ -15,6 +15,8 @@
 namespace DbTool
 {
 
+using Agent::RecordBlocks;
+
 // Throws Trouble unless the path is that of a file that can be read.
 void RequireFile(const std::string& path);
 

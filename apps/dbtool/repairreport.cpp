@@ -11,6 +11,8 @@
 #include <cstdio>
 #include <sys/stat.h>
 
+using namespace Agent;
+
 namespace DbTool
 {
 

@@ -16,6 +16,8 @@
 namespace DbTool
 {
 
+using Agent::Findings;
+
 // Ends a command with exit status 2.
 class Trouble : public std::runtime_error
 {

@@ -12,6 +12,9 @@
 namespace DbTool
 {
 
+using Agent::IndexEntry;
+using Agent::IndexItem;
+
 class TreeWalk
 {
 public:

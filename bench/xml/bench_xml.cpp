@@ -19,6 +19,8 @@
 #include <random>
 #include <sstream>
 
+using namespace Agent;
+
 namespace
 {
 

@@ -6,6 +6,8 @@
 #include "support/ctracer.h"
 #include "util/output.h"
 
+using namespace Agent;
+
 CAPIDownloadAppInfo::CAPIDownloadAppInfo(std::vector<long>& ids, bool bSilent)
     : CAPI(bSilent, false, false), m_ids(ids)
 {

@@ -11,6 +11,8 @@
 
 #include <QThread>
 
+using namespace Agent;
+
 CAPIUpdateCatalog::CAPIUpdateCatalog(bool bSilent, bool bWait) : CAPI(bSilent, false, bWait)
 {
     CTracer tracer("CAPIUpdateCatalog::CAPIUpdateCatalog");

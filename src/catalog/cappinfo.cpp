@@ -16,6 +16,8 @@
 #include <algorithm>
 #include <ctime>
 
+using namespace Agent;
+
 namespace
 {
 

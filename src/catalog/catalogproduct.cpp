@@ -9,6 +9,9 @@
 #include <QDomElement>
 #include <QHash>
 
+namespace Agent
+{
+
 namespace
 {
 
@@ -101,3 +104,5 @@ void ForEachProduct(const QDomElement& category,
         take(product);
     }
 }
+
+} // namespace Agent

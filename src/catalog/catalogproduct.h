@@ -16,6 +16,9 @@
 
 class QDomElement;
 
+namespace Agent
+{
+
 // Texts are UTF-8, URL-decoded, and as long as the server made them; what a
 // product does not say is empty or 0. Of two elements of a name the later counts.
 // A number is what its text begins with, not decoded; one that does not fit
@@ -51,3 +54,5 @@ void ForEachCategory(const QDomElement& catalog,
 
 void ForEachProduct(const QDomElement& category,
                     const std::function<void(const CatalogProduct& product)>& take);
+
+} // namespace Agent

@@ -16,6 +16,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+namespace Agent
+{
+
 namespace
 {
 
@@ -114,3 +117,5 @@ void RecordProduct(const CatalogProduct& product, CCatalogFile& file)
         qCInfo(logDb, "product %d is not whole: an index refuses it, or it cannot be written",
                int(product.serverSerialNumber));
 }
+
+} // namespace Agent

@@ -8,6 +8,10 @@
 #include <functional>
 
 class CCatalogFile;
+
+namespace Agent
+{
+
 struct CatalogProduct;
 
 // Makes the database afresh, with no product, lets `fill` record them, and closes
@@ -25,3 +29,5 @@ bool RebuildCatalogDatabase(const std::function<void(CCatalogFile& file)>& fill,
 // Adds a product as one new record, not installed. Texts are cut to their fields;
 // what the database refuses of it stays out.
 void RecordProduct(const CatalogProduct& product, CCatalogFile& file);
+
+} // namespace Agent

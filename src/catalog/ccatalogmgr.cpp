@@ -7,6 +7,8 @@
 #include "support/ctracer.h"
 #include "util/number.h"
 
+using namespace Agent;
+
 CCatalogMgr::~CCatalogMgr() = default;
 
 bool CCatalogMgr::ReadCatalog()

@@ -14,6 +14,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+namespace Agent
+{
+
 namespace
 {
 
@@ -107,3 +110,5 @@ bool UpdateLock::Wait(const std::function<bool()>& wait)
     }
     return true;
 }
+
+} // namespace Agent

@@ -10,6 +10,9 @@
 #include <functional>
 #include <string>
 
+namespace Agent
+{
+
 class UpdateLock
 {
 public:
@@ -34,3 +37,5 @@ private:
     bool m_entered = false;
     bool m_held = false;
 };
+
+} // namespace Agent

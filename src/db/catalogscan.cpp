@@ -14,6 +14,8 @@
 #include <fcntl.h>
 #include <unordered_map>
 
+using namespace Agent;
+
 namespace
 {
 

@@ -19,6 +19,8 @@
 #include <cstdlib>
 #include <cstring>
 
+using namespace Agent;
+
 std::string CCatalogFile::CATALOGDFNAME;
 std::string CCatalogFile::CATALOGIDXNAME1;
 std::string CCatalogFile::CATALOGIDXNAME2;

@@ -41,9 +41,15 @@
 #include <string>
 
 class CNote;
+
+namespace Agent
+{
+class DbFiles;
 class HeldFiles;
+class NoteOwners;
 class StoreFiles;
 struct CatalogPaths;
+} // namespace Agent
 
 class VANTRELAGENT_EXPORT CCatalogFile
 {
@@ -52,7 +58,7 @@ public:
     /// The catalog of another folder, whose name ends with a slash. With a file system
     /// of its own (null: that of the process) the files are used just as they are
     /// there; it is an inside name of the record store and outlives the object.
-    explicit CCatalogFile(const std::string& folder, StoreFiles* files = nullptr);
+    explicit CCatalogFile(const std::string& folder, Agent::StoreFiles* files = nullptr);
     ~CCatalogFile();
     CCatalogFile(const CCatalogFile&) = delete;
     CCatalogFile& operator=(const CCatalogFile&) = delete;
@@ -201,11 +207,11 @@ public:
     void MakeKeys();
 
 private:
-    CatalogPaths Paths() const;
+    Agent::CatalogPaths Paths() const;
     std::string Folder() const;
-    StoreFiles* Files() const;
-    bool OpenAll(const CatalogPaths& paths);
-    bool CreateAll(const CatalogPaths& paths);
+    Agent::StoreFiles* Files() const;
+    bool OpenAll(const Agent::CatalogPaths& paths);
+    bool CreateAll(const Agent::CatalogPaths& paths);
     bool OpenCurrent();
     bool Make(bool isFirst);
     bool IsReplaced() const;
@@ -221,15 +227,15 @@ private:
     bool StepFromLoaded(std::int32_t* record);
 
     const std::string m_sFolder; // empty: the static paths
-    StoreFiles* const m_pFiles; // null: m_held
-    std::unique_ptr<HeldFiles> m_held;
+    Agent::StoreFiles* const m_pFiles; // null: m_held
+    std::unique_ptr<Agent::HeldFiles> m_held;
     std::string m_sData; // the data file, as it was opened
     std::array<std::uint8_t, 2012> m_record;
     std::int32_t m_nRecord;
     std::array<std::array<char, 111>, 4> m_keys; // the product is stored under
-    std::unique_ptr<class DbFiles> m_files;
+    std::unique_ptr<Agent::DbFiles> m_files;
     std::unique_ptr<CNote> m_notes;
-    std::unique_ptr<class NoteOwners> m_owners;
+    std::unique_ptr<Agent::NoteOwners> m_owners;
     CDependency m_dependency;
     QByteArrayList m_dependencies;
     QString m_sDescription;

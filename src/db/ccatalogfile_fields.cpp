@@ -6,6 +6,8 @@
 #include "db/ccatalogfile.h"
 #include "db/dblayouts.h"
 
+using namespace Agent;
+
 const char* CCatalogFile::setCategory(const char* text)
 {
     return SetText(m_record.data(), Catalog::category, text);

@@ -16,6 +16,8 @@
 #include <map>
 #include <vector>
 
+using namespace Agent;
+
 std::string CDependency::DEPENDENCYDFNAME;
 std::string CDependency::DEPENDENCYIDXNAME1;
 std::string CDependency::DEPENDENCYIDXNAME2;

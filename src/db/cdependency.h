@@ -22,9 +22,12 @@
 #include <string>
 #include <vector>
 
+namespace Agent
+{
 class DbFiles;
 class HeldFiles;
 class StoreFiles;
+} // namespace Agent
 
 class VANTRELAGENT_EXPORT CDependency
 {
@@ -33,7 +36,7 @@ public:
     /// The files of another folder, whose name ends with a slash. With a file system
     /// of their own (null: that of the process) they are used just as they are there;
     /// it is an inside name of the record store and outlives the object.
-    explicit CDependency(const std::string& folder, StoreFiles* files = nullptr);
+    explicit CDependency(const std::string& folder, Agent::StoreFiles* files = nullptr);
     ~CDependency();
     CDependency(const CDependency&) = delete;
     CDependency& operator=(const CDependency&) = delete;
@@ -104,7 +107,7 @@ private:
 
     std::vector<std::string> Paths() const;
     std::string Folder() const;
-    StoreFiles* Files() const;
+    Agent::StoreFiles* Files() const;
     bool OpenOrCreate(const std::vector<std::string>& paths);
     bool IsReplaced() const;
     bool Store();
@@ -115,12 +118,12 @@ private:
     void Load(std::int32_t parent, bool toTheEnd, QByteArrayList& list);
 
     const std::string m_sFolder; // empty: the static paths
-    StoreFiles* const m_pFiles; // null: m_held
-    std::unique_ptr<HeldFiles> m_held;
+    Agent::StoreFiles* const m_pFiles; // null: m_held
+    std::unique_ptr<Agent::HeldFiles> m_held;
     std::string m_sData; // the data file, as it was opened
     std::array<std::uint8_t, 60> m_record;
     std::int32_t m_nRecord;
-    std::unique_ptr<DbFiles> m_files;
+    std::unique_ptr<Agent::DbFiles> m_files;
     Key m_key1;
     Key m_key2;
 };

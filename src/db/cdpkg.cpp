@@ -13,6 +13,8 @@
 #include <cstring>
 #include <memory>
 
+using namespace Agent;
+
 namespace
 {
 

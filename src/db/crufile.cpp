@@ -18,6 +18,8 @@
 #include <cstring>
 #include <vector>
 
+using namespace Agent;
+
 std::string CRUFile::RUDATAFILE;
 std::string CRUFile::RUDATAIDX1;
 std::string CRUFile::RUDATAIDX2;

@@ -31,6 +31,11 @@
 #include <memory>
 #include <string>
 
+namespace Agent
+{
+class DbFiles;
+}
+
 class VANTRELAGENT_EXPORT CRUFile
 {
 public:
@@ -161,7 +166,7 @@ private:
     std::int32_t m_nRecord;
     std::int32_t m_nFound; // by the last lookup
     std::array<Key, 3> m_keys; // the item is stored under
-    std::unique_ptr<class DbFiles> m_files;
+    std::unique_ptr<Agent::DbFiles> m_files;
     std::string m_walked; // the description that the walk by these came to
     bool m_bWalking = false; // whether there is one
     char m_serialText[21];

@@ -17,6 +17,9 @@
 #include <memory>
 #include <set>
 
+namespace Agent
+{
+
 namespace
 {
 
@@ -292,3 +295,5 @@ DbFindings CheckRecent(const std::string& folder)
     CompareFolders(folder, names, &findings);
     return findings;
 }
+
+} // namespace Agent

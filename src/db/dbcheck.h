@@ -12,6 +12,9 @@
 
 #include <string>
 
+namespace Agent
+{
+
 /// What a check has found.
 struct DbFindings {
     /// What is wrong and where, each in a sentence without its full stop. None:
@@ -31,3 +34,5 @@ DbFindings CheckCatalog(const std::string& folder);
 
 /// The same for the recently-used list, in RecentFolder() as a rule.
 DbFindings CheckRecent(const std::string& folder);
+
+} // namespace Agent

@@ -16,6 +16,9 @@
 #include <ostream>
 #include <set>
 
+namespace Agent
+{
+
 namespace
 {
 
@@ -177,3 +180,5 @@ bool DumpRecent(const std::string& folder, std::ostream& out)
             Application(out, number, record);
     return true;
 }
+
+} // namespace Agent

@@ -9,6 +9,9 @@
 #include <iosfwd>
 #include <string>
 
+namespace Agent
+{
+
 // Every product with the fields that have something in them, the names it
 // depends on, and its description. False when the data file cannot be read;
 // what else cannot be read is left out. `folder` ends with a slash and is
@@ -18,3 +21,5 @@ bool DumpCatalog(const std::string& folder, std::ostream& out);
 // Every item of the recently-used list, the one used last first, and behind
 // them those that are in no order. In RecentFolder() as a rule.
 bool DumpRecent(const std::string& folder, std::ostream& out);
+
+} // namespace Agent

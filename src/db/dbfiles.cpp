@@ -11,6 +11,9 @@
 #include <cstdio>
 #include <cstring>
 
+namespace Agent
+{
+
 namespace
 {
 
@@ -201,3 +204,5 @@ bool DbFiles::Next(int which, std::int32_t* number, char* found) const
     *number = std::int32_t(record);
     return true;
 }
+
+} // namespace Agent

@@ -12,8 +12,12 @@
 #include <vector>
 
 struct DataFile;
-struct DbLayout;
 struct IndexFile;
+
+namespace Agent
+{
+
+struct DbLayout;
 class StoreFiles;
 
 class DbFiles
@@ -76,3 +80,5 @@ private:
     DataFile* m_data = nullptr;
     std::array<IndexFile*, 4> m_indexes{}; // as many as the layout names
 };
+
+} // namespace Agent

@@ -8,6 +8,9 @@
 #include <QDir>
 #include <QFile>
 
+namespace Agent
+{
+
 std::string CatalogFolder()
 {
     return SystemPath(GetRootPath().toStdString());
@@ -18,3 +21,5 @@ std::string RecentFolder()
     const QString folder = QDir::homePath() + QLatin1String("/.kde/share/apps/vantrelagent/");
     return QFile::encodeName(folder).toStdString();
 }
+
+} // namespace Agent

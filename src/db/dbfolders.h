@@ -8,5 +8,10 @@
 
 #include <string>
 
+namespace Agent
+{
+
 std::string CatalogFolder();
 std::string RecentFolder();
+
+} // namespace Agent

@@ -9,6 +9,9 @@
 #include <cstdlib>
 #include <cstring>
 
+namespace Agent
+{
+
 namespace
 {
 
@@ -112,3 +115,5 @@ std::string Recent::WithSerial(const std::string& description, std::int32_t seri
     const std::size_t room = std::size_t(Recent::description.width) - 1 - end.size();
     return description.substr(0, CutLength(description.c_str(), room)) + end;
 }
+
+} // namespace Agent

@@ -10,6 +10,9 @@
 
 #include <string>
 
+namespace Agent
+{
+
 constexpr int mostIndexes = 4;
 
 struct IndexLayout {
@@ -132,3 +135,5 @@ void MakeKey(const std::uint8_t* record, int which, char* key);
 // with the name cut where both do not fit.
 std::string WithSerial(const std::string& description, std::int32_t serial);
 } // namespace Recent
+
+} // namespace Agent

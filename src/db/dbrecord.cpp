@@ -7,6 +7,9 @@
 
 #include <cstring>
 
+namespace Agent
+{
+
 std::size_t CutLength(const char* text, std::size_t most)
 {
     const std::size_t length = strnlen(text, most + 1);
@@ -40,3 +43,5 @@ bool SameText(const char* a, const char* b)
 {
     return tacompkeys(a, b, 0, 0, 0) == 0;
 }
+
+} // namespace Agent

@@ -11,6 +11,9 @@
 #include <cstddef>
 #include <cstdint>
 
+namespace Agent
+{
+
 // Where a text is, and how many bytes it may have with its zero.
 struct TextField {
     int offset;
@@ -36,3 +39,5 @@ void EndText(std::uint8_t* record, TextField field);
 // Whether two texts are the same but for the case of ASCII letters, as the
 // indexes see it.
 bool SameText(const char* a, const char* b);
+
+} // namespace Agent

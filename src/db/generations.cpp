@@ -17,6 +17,9 @@
 #include <sys/file.h>
 #include <unistd.h>
 
+namespace Agent
+{
+
 namespace
 {
 
@@ -439,3 +442,5 @@ PinnedGeneration::~PinnedGeneration()
     if (m_descriptor >= 0)
         close(m_descriptor);
 }
+
+} // namespace Agent

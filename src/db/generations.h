@@ -22,6 +22,9 @@
 #include <string>
 #include <vector>
 
+namespace Agent
+{
+
 // The paths that a catalog database is opened by.
 struct CatalogPaths {
     std::vector<std::string> products; // the data file and its indexes
@@ -120,3 +123,5 @@ private:
     std::string m_folder;
     int m_descriptor = -1; // -1: of plain files
 };
+
+} // namespace Agent

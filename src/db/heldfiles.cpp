@@ -10,6 +10,9 @@
 #include <string_view>
 #include <sys/resource.h>
 
+namespace Agent
+{
+
 namespace
 {
 
@@ -263,3 +266,5 @@ void HeldFiles::WriteHeader(File& file)
                     file.header.size());
     file.position = position;
 }
+
+} // namespace Agent

@@ -20,6 +20,9 @@
 #include <string>
 #include <vector>
 
+namespace Agent
+{
+
 // Stands on the file system in use (SetStoreFiles).
 class HeldFiles : public StoreFiles
 {
@@ -78,3 +81,5 @@ private:
     std::vector<File> m_held;
     bool m_failed = false;
 };
+
+} // namespace Agent

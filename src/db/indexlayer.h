@@ -10,6 +10,9 @@
 #include "store/indexfile.h"
 #include "store/pagecache.h"
 
+namespace Agent
+{
+
 class IndexLayer
 {
 public:
@@ -25,3 +28,5 @@ public:
 private:
     const bool m_wasReady;
 };
+
+} // namespace Agent

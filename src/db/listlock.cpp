@@ -12,6 +12,9 @@
 #include <thread>
 #include <unistd.h>
 
+namespace Agent
+{
+
 namespace
 {
 
@@ -56,3 +59,5 @@ ListLock::~ListLock()
         close(descriptor);
     descriptor = -1;
 }
+
+} // namespace Agent

@@ -10,6 +10,9 @@
 
 #include <string>
 
+namespace Agent
+{
+
 class ListLock
 {
 public:
@@ -28,3 +31,5 @@ public:
 private:
     bool m_free;
 };
+
+} // namespace Agent

@@ -11,6 +11,9 @@
 #include <algorithm>
 #include <vector>
 
+namespace Agent
+{
+
 namespace
 {
 
@@ -90,3 +93,5 @@ void NoteOwners::Belongs(std::int32_t offset, std::int32_t product)
     if (m_read && offset >= 0)
         m_owners[offset] = product;
 }
+
+} // namespace Agent

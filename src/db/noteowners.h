@@ -18,6 +18,9 @@
 class CNote;
 struct DataFile;
 
+namespace Agent
+{
+
 class NoteOwners
 {
 public:
@@ -42,3 +45,5 @@ private:
     bool m_known = false;
     std::map<std::int32_t, std::int32_t> m_owners; // by offset
 };
+
+} // namespace Agent

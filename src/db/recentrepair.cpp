@@ -16,6 +16,9 @@
 #include <cstring>
 #include <map>
 
+namespace Agent
+{
+
 namespace
 {
 
@@ -227,3 +230,5 @@ bool RepairRecentList(DbFiles& files, const std::vector<std::string>& names)
 {
     return ListRepair(files, names).Run();
 }
+
+} // namespace Agent

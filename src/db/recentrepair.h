@@ -9,8 +9,13 @@
 #include <string>
 #include <vector>
 
+namespace Agent
+{
+
 class DbFiles;
 
 // `names` are those of the open files. A sound list is only read. Each step leaves
 // a list that the next call can go on from. False when one failed.
 bool RepairRecentList(DbFiles& files, const std::vector<std::string>& names);
+
+} // namespace Agent

@@ -7,6 +7,9 @@
 
 #include <algorithm>
 
+namespace Agent
+{
+
 RecordReader::RecordReader(const std::string& folder, const DbLayout& layout,
                            std::vector<TextField> texts)
     : m_blocks(folder + layout.fileName, layout.recordLength), m_texts(std::move(texts))
@@ -27,3 +30,5 @@ const std::uint8_t* RecordReader::Live(std::int32_t number)
         EndText(record, text);
     return record;
 }
+
+} // namespace Agent

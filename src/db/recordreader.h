@@ -12,6 +12,9 @@
 #include <string>
 #include <vector>
 
+namespace Agent
+{
+
 struct DbLayout;
 struct TextField;
 
@@ -33,3 +36,5 @@ private:
     RecordBlocks m_blocks;
     const std::vector<TextField> m_texts;
 };
+
+} // namespace Agent

@@ -15,6 +15,8 @@
 #include <fstream>
 #include <numeric>
 
+using namespace Agent;
+
 namespace
 {
 

@@ -17,6 +17,8 @@
 #include <unistd.h>
 #include <utility>
 
+using namespace Agent;
+
 namespace
 {
 

@@ -45,7 +45,10 @@
 
 class CAPIDownloadAppInfo;
 class CAPIGetPackageInfo;
+namespace Agent
+{
 class TreeLock;
+}
 
 class VANTRELAGENT_EXPORT CAPIInstallPackages : public CAPI
 {
@@ -153,7 +156,7 @@ private:
     PackageNameArray m_packageURLs;
     CRunAptGet m_runner;
     bool m_bCanContinue = true;
-    std::unique_ptr<TreeLock> m_tree;
+    std::unique_ptr<Agent::TreeLock> m_tree;
     QPointer<CAPI> m_pStep; // the request that is under way
     bool m_bUnderWay = false; // between Execute and the end of the front end
     bool m_bRunning = false; // the front end has been started

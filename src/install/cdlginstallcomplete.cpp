@@ -13,6 +13,8 @@
 #include <algorithm>
 #include <utility>
 
+using namespace Agent;
+
 namespace
 {
 

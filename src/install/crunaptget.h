@@ -32,11 +32,15 @@
 
 class CAPI;
 class CRun;
-class FrontEndChild;
 class QDialog;
 class QLabel;
+
+namespace Agent
+{
+class FrontEndChild;
 class TreeLock;
 struct FailureReason;
+} // namespace Agent
 
 class VANTRELAGENT_EXPORT CRunAptGet : public QObject
 {
@@ -184,10 +188,10 @@ private:
 
     bool CanRun(char action, const std::string& packages);
     bool Refuse(const std::string& packages);
-    void SetFailure(const FailureReason& reason);
+    void SetFailure(const Agent::FailureReason& reason);
     void JudgeRun(char action, int result);
     void onSourcesFailure(AgentError::Code code, const QString& sentence, const QString& details);
-    bool TakeTree(TreeLock& tree);
+    bool TakeTree(Agent::TreeLock& tree);
     int RunOnTree(char action, const std::string& packages, bool isRetry);
     int RunPiped(char action, const std::string& packages, bool isRetry);
     int RunChild(const std::string& command, bool& started);
@@ -225,7 +229,7 @@ private:
     AgentError::Code m_nRefreshFailure = AgentError::NoFailure;
     QString m_sRefreshFailure;
     bool m_bHasTree = false; // runs are part of a transaction that has the tree
-    FrontEndChild* m_pChild = nullptr; // the front end, while it runs
+    Agent::FrontEndChild* m_pChild = nullptr; // the front end, while it runs
     CRun* m_pRefresh = nullptr; // the front end's "update", while it runs
     QPointer<CAPI> m_pSources; // the request for the sources
     AptGetMessages m_messages;

@@ -17,6 +17,8 @@
 #include <cstdlib>
 #include <cstring>
 
+using namespace Agent;
+
 namespace
 {
 

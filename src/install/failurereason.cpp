@@ -6,6 +6,9 @@
 #include <algorithm>
 #include <iterator>
 
+namespace Agent
+{
+
 namespace
 {
 
@@ -110,3 +113,5 @@ FailureReason ReasonOfNoFiles(const AptGetMessages& lines)
              QStringLiteral("The package tools of the system named no file to download."),
              LinesAsText(lines) };
 }
+
+} // namespace Agent

@@ -10,6 +10,9 @@
 
 #include <QString>
 
+namespace Agent
+{
+
 struct FailureReason {
     AgentError::Code code = AgentError::NoFailure;
     QString sentence; // for the user
@@ -28,3 +31,5 @@ FailureReason ReasonOfFailure(const AptGetMessages& lines);
 
 // Why a run that ended well named no package files.
 FailureReason ReasonOfNoFiles(const AptGetMessages& lines);
+
+} // namespace Agent

@@ -12,6 +12,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+namespace Agent
+{
+
 namespace
 {
 
@@ -110,3 +113,5 @@ int FrontEndChild::Finish()
     }
     return status;
 }
+
+} // namespace Agent

@@ -13,6 +13,9 @@
 #include <string>
 #include <sys/types.h>
 
+namespace Agent
+{
+
 // To be called between fork and exec. A host may hold or ignore the signal that asks
 // a process to end; its children do not.
 void LetEndSignalThrough();
@@ -50,3 +53,5 @@ private:
     pid_t m_pid = -1;
     FILE* m_output = nullptr;
 };
+
+} // namespace Agent

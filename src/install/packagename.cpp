@@ -6,6 +6,9 @@
 #include <algorithm>
 #include <cstring>
 
+namespace Agent
+{
+
 namespace
 {
 
@@ -36,3 +39,5 @@ bool IsSafePackageName(const std::string& name)
     const std::string rest = name.substr(end + 1);
     return name[end] == ':' ? IsMadeOf(rest, "-") : IsMadeOf(rest, ".+-~:");
 }
+
+} // namespace Agent

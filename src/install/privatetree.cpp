@@ -15,6 +15,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+namespace Agent
+{
+
 namespace
 {
 
@@ -117,3 +120,5 @@ std::string TreeLock::Holder() const
         return "another program";
     return line.substr(0, blank) + " (process " + line.substr(blank + 1, end - blank - 1) + ')';
 }
+
+} // namespace Agent

@@ -13,6 +13,9 @@
 #include <functional>
 #include <string>
 
+namespace Agent
+{
+
 // Why the private tree at `path` cannot be used, as a text for the user; empty when
 // it can be. The path is part of command lines that are split at blanks and read by
 // a shell.
@@ -69,3 +72,5 @@ private:
     int m_fd = -1;
     int m_loopLevel = 0; // of nested event loops, where it was taken
 };
+
+} // namespace Agent

@@ -20,6 +20,8 @@
 #include <KIO/TransferJob>
 #include <QUrl>
 
+using namespace Agent;
+
 namespace
 {
 

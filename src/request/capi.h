@@ -36,7 +36,12 @@
 #include <set>
 
 class KJob;
+
+namespace Agent
+{
 class SpoolFile;
+}
+
 namespace KIO
 {
 class Job;
@@ -225,7 +230,7 @@ private:
     QString m_sDetails;
     QString m_sURL; // asked for
     QString m_sStatus; // of HTTP
-    std::unique_ptr<SpoolFile> m_pSpool;
+    std::unique_ptr<Agent::SpoolFile> m_pSpool;
     int m_nSpoolError = 0; // why the reply file could not be made or written
     bool m_bConnected = false;
     bool m_bReading = false; // the reply is being taken apart

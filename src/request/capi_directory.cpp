@@ -12,6 +12,8 @@
 #include "util/paths.h"
 #include "util/vendor.h"
 
+using namespace Agent;
+
 namespace
 {
 

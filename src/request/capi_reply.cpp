@@ -23,6 +23,8 @@
 #include <cerrno>
 #include <cstring>
 
+using namespace Agent;
+
 namespace
 {
 

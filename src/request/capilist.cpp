@@ -6,6 +6,8 @@
 #include "support/ctracer.h"
 #include "util/output.h"
 
+using namespace Agent;
+
 CAPIListObject::~CAPIListObject() = default;
 
 CAPIList::~CAPIList() = default;

@@ -15,6 +15,8 @@
 #include <QUrl>
 #include <algorithm>
 
+using namespace Agent;
+
 std::set<CAPIStatus*> CAPIStatus::m_running;
 
 CAPIStatus::CAPIStatus()

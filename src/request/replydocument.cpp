@@ -13,6 +13,9 @@
 #include <QFile>
 #include <QXmlStreamReader>
 
+namespace Agent
+{
+
 namespace
 {
 
@@ -179,3 +182,5 @@ bool ReadSavedDocument(const QString& fileName, QDomDocument& document)
         fileName, document,
         { XmlGate(ReadTransferLimits().size, XmlGate::escapedLength), GoOn(), QString() });
 }
+
+} // namespace Agent

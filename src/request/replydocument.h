@@ -14,6 +14,9 @@
 class QDomDocument;
 class QIODevice;
 
+namespace Agent
+{
+
 // Asked now and then while a text is read; false ends the reading.
 using GoOn = std::function<bool()>;
 
@@ -34,3 +37,5 @@ bool ReadSavedDocument(const QString& fileName, QDomDocument& document);
 // The first half of it: whether the text of `device`, read in pieces of
 // `chunk` bytes, may be parsed.
 bool PassesGate(QIODevice& device, std::uint64_t maxBytes, int chunk = 64 * 1024);
+
+} // namespace Agent

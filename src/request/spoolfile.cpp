@@ -18,6 +18,9 @@
 #include <unistd.h>
 #include <utility>
 
+namespace Agent
+{
+
 namespace
 {
 
@@ -139,3 +142,5 @@ void SpoolFile::RemoveAbandoned()
             RemoveUnheld(dirfd(folder.get()), entry->d_name);
     }
 }
+
+} // namespace Agent

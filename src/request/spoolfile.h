@@ -13,6 +13,9 @@
 #include <cstddef>
 #include <string>
 
+namespace Agent
+{
+
 class SpoolFile
 {
 public:
@@ -43,3 +46,5 @@ private:
     int m_fd = -1;
     int m_error = 0;
 };
+
+} // namespace Agent

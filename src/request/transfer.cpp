@@ -12,6 +12,9 @@
 #include <algorithm>
 #include <utility>
 
+namespace Agent
+{
+
 namespace
 {
 
@@ -139,3 +142,5 @@ AgentError::Code ReasonOf(int nKioError)
         return AgentError::Other;
     }
 }
+
+} // namespace Agent

@@ -19,6 +19,9 @@ class Job;
 class TransferJob;
 } // namespace KIO
 
+namespace Agent
+{
+
 // Starts the transfer of a URL; null when it is not one that the store may name:
 // a directory that lists file:/etc/shadow is not obeyed.
 KIO::TransferJob* StartTransfer(const QUrl& url);
@@ -47,3 +50,5 @@ void WatchTransfer(KIO::TransferJob* pJob, const TransferLimits& limits, QObject
 
 // The reason that an error of KIO is.
 AgentError::Code ReasonOf(int nKioError);
+
+} // namespace Agent

@@ -8,6 +8,9 @@
 
 #include <algorithm>
 
+namespace Agent
+{
+
 TransferLimits ReadTransferLimits()
 {
     constexpr long day = 24 * 60 * 60;
@@ -19,3 +22,5 @@ TransferLimits ReadTransferLimits()
     return { int(std::clamp(silence, 1L, day)), int(std::clamp(total, 1L, day)),
              std::uint64_t(size > 0 ? size : standardSize) };
 }
+
+} // namespace Agent

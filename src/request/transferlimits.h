@@ -8,6 +8,9 @@
 
 #include <cstdint>
 
+namespace Agent
+{
+
 struct TransferLimits {
     int silence; // seconds without data: "response timeout", 1 to 86400, 120 unless set
     int total; // seconds of the whole: "transfer timeout", 1 to 86400, an hour unless set
@@ -15,3 +18,5 @@ struct TransferLimits {
 };
 
 TransferLimits ReadTransferLimits();
+
+} // namespace Agent

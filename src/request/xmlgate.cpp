@@ -9,6 +9,9 @@
 #include <iterator>
 #include <strings.h>
 
+namespace Agent
+{
+
 namespace
 {
 
@@ -482,3 +485,5 @@ void XmlGate::CheckUtf8(const char* p, const char* end)
         }
     }
 }
+
+} // namespace Agent

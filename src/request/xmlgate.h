@@ -23,6 +23,9 @@
 #include <cstdint>
 #include <string>
 
+namespace Agent
+{
+
 class XmlGate
 {
 public:
@@ -126,3 +129,5 @@ private:
     int m_following = 0; // bytes that the present character still lacks
     unsigned char m_lowest = 0x80, m_highest = 0xBF; // bounds of the next of them
 };
+
+} // namespace Agent

@@ -6,6 +6,9 @@
 #include <algorithm>
 #include <cstring>
 
+namespace Agent
+{
+
 namespace
 {
 
@@ -155,3 +158,5 @@ qint64 XmlSource::readData(char* data, qint64 maxSize)
     m_given += size;
     return size;
 }
+
+} // namespace Agent

@@ -9,6 +9,9 @@
 #include <QByteArray>
 #include <QIODevice>
 
+namespace Agent
+{
+
 // Writes those tabs and line ends as character references, which the parser keeps. The
 // text, shown in pieces of any size, is one that the gate has let through.
 class SpaceKeeper
@@ -56,3 +59,5 @@ private:
     QByteArray m_ready; // what the parser is to get of it
     qsizetype m_given = 0;
 };
+
+} // namespace Agent

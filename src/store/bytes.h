@@ -8,6 +8,9 @@
 
 #include <cstdint>
 
+namespace Agent
+{
+
 inline std::uint32_t GetUint32(const std::uint8_t* bytes)
 {
     return std::uint32_t(bytes[0]) | std::uint32_t(bytes[1]) << 8 | std::uint32_t(bytes[2]) << 16
@@ -29,3 +32,5 @@ inline void PutInt32(std::uint8_t* bytes, std::int32_t value)
 {
     PutUint32(bytes, std::uint32_t(value));
 }
+
+} // namespace Agent

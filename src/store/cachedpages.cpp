@@ -5,6 +5,9 @@
 
 #include <new>
 
+namespace Agent
+{
+
 CachedPages cachedPages;
 
 namespace
@@ -102,3 +105,5 @@ void CachedPages::SetBuffer(CachedPage* page, IndexPage* buffer)
     HeadsOf(buffer).Forget();
     buffered.LinkNewest(page);
 }
+
+} // namespace Agent

@@ -15,6 +15,9 @@
 #include <memory>
 #include <vector>
 
+namespace Agent
+{
+
 // What is known of a page in memory. It has a buffer, or a compact form, or,
 // if it was not changed since it got its buffer, both.
 struct CachedPage {
@@ -156,3 +159,5 @@ private:
 };
 
 extern CachedPages cachedPages;
+
+} // namespace Agent

@@ -15,6 +15,8 @@
 #include <memory>
 #include <new>
 
+using namespace Agent;
+
 namespace
 {
 

@@ -18,13 +18,20 @@
 #include <climits>
 #include <cstdint>
 
+namespace Agent
+{
+class OpenStoreFile;
+struct BlockHeader;
+class StoreFiles;
+} // namespace Agent
+
 class VANTRELAGENT_EXPORT CNote
 {
 public:
     CNote();
     /// With a file system of its own, which outlives the object; an inside name of
     /// the record store. Null: the one in use.
-    explicit CNote(class StoreFiles* files);
+    explicit CNote(Agent::StoreFiles* files);
     ~CNote();
     CNote(const CNote&) = delete;
     CNote& operator=(const CNote&) = delete;
@@ -66,15 +73,15 @@ private:
     bool BeginFlushing();
     int UnlistFree(std::int32_t length, std::int64_t offset);
     int ListFree(std::int32_t length, std::int64_t offset);
-    int MergeNext(class OpenStoreFile& heap, std::int64_t fileSize, std::int64_t offset,
-                  struct BlockHeader* header);
-    std::int32_t Reuse(OpenStoreFile& heap, const char* text, std::int32_t length,
+    int MergeNext(Agent::OpenStoreFile& heap, std::int64_t fileSize, std::int64_t offset,
+                  Agent::BlockHeader* header);
+    std::int32_t Reuse(Agent::OpenStoreFile& heap, const char* text, std::int32_t length,
                        std::int64_t offset);
-    std::int32_t Append(OpenStoreFile& heap, const char* text, std::int32_t length);
+    std::int32_t Append(Agent::OpenStoreFile& heap, const char* text, std::int32_t length);
 
     std::int32_t m_descriptor; // of the transfer that is going on, else 0
     IndexFile* m_freeSpace; // null: closed
-    StoreFiles* const m_files;
+    Agent::StoreFiles* const m_files;
     char m_heapPath[PATH_MAX];
     char m_indexPath[PATH_MAX];
 };

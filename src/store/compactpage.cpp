@@ -9,6 +9,9 @@
 #include <cstring>
 #include <new>
 
+namespace Agent
+{
+
 namespace
 {
 
@@ -358,3 +361,5 @@ bool CompactPage::SplitLeaf(int position, const SoughtItem& item, int allowDupli
     CompactPage* const grown = position < half ? lower : upper;
     return grown->InsertInLeaf(grown->Search(item, allowDuplicates), item);
 }
+
+} // namespace Agent

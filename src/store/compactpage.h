@@ -15,6 +15,9 @@
 
 #include <memory>
 
+namespace Agent
+{
+
 class CompactPage
 {
 public:
@@ -70,3 +73,5 @@ private:
     std::uint8_t m_count = 0;
     bool m_inner = false;
 };
+
+} // namespace Agent

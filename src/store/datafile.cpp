@@ -15,6 +15,8 @@
 #include <new>
 #include <strings.h>
 
+using namespace Agent;
+
 std::int32_t taerror = taNoError;
 std::uint8_t tarecbuf[maxRecordLength];
 std::int32_t lOldestDate = 0;
@@ -209,7 +211,7 @@ DataFile* MakeDataFile(std::int32_t, const char* path, std::int16_t recordLength
     return MakeOwnDataFile(nullptr, path, recordLength);
 }
 
-DataFile* MakeOwnDataFile(StoreFiles* files, const char* path, std::int16_t recordLength)
+DataFile* Agent::MakeOwnDataFile(StoreFiles* files, const char* path, std::int16_t recordLength)
 {
     std::unique_ptr<DataFile> file = NewHandle(files, path, recordLength, taNotCreated);
     if (!file)
@@ -233,7 +235,7 @@ DataFile* OpenDataFile(std::int32_t, const char* path, std::int16_t recordLength
     return OpenOwnDataFile(nullptr, path, recordLength);
 }
 
-DataFile* OpenOwnDataFile(StoreFiles* files, const char* path, std::int16_t recordLength)
+DataFile* Agent::OpenOwnDataFile(StoreFiles* files, const char* path, std::int16_t recordLength)
 {
     std::unique_ptr<DataFile> file = NewHandle(files, path, recordLength, taNotOpened);
     if (!file)

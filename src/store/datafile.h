@@ -22,6 +22,11 @@
 #include <cstdint>
 #include <ctime>
 
+namespace Agent
+{
+class StoreFiles;
+}
+
 /// Why the last call failed.
 enum TaError : std::int32_t {
     taNoError = 0, ///< the call succeeded, or its answer is simply no
@@ -80,7 +85,7 @@ struct DataFile {
     std::uint8_t flushing; ///< each change begins and ends at the file
     std::uint16_t openCount; ///< references to the handle
     std::int32_t recordLength; ///< bytes, 31 to maxRecordLength
-    class StoreFiles* files; ///< its own file system; null: the one in use
+    Agent::StoreFiles* files; ///< its own file system; null: the one in use
 };
 
 /// Makes an empty file, in place of one that is there. Null on failure. The

@@ -9,6 +9,9 @@
 #include <algorithm>
 #include <new>
 
+namespace Agent
+{
+
 namespace
 {
 
@@ -150,3 +153,5 @@ int EndChange(IndexFile* index, int result)
         return result;
     return HasChanges(index) ? -1 : Abandon(index);
 }
+
+} // namespace Agent

@@ -12,6 +12,9 @@
 #include <array>
 #include <memory>
 
+namespace Agent
+{
+
 // What pages were before items were left out of them (see FetchWithin). Unless the
 // change comes about they are that again when this goes.
 class LeftOutItems
@@ -106,3 +109,5 @@ int BeginAtTheFile(IndexFile* index);
 // operation, since a part of it may be in the file.
 int BeginChange(IndexFile* index);
 int EndChange(IndexFile* index, int result);
+
+} // namespace Agent

@@ -10,6 +10,8 @@
 #include <memory>
 #include <new>
 
+using namespace Agent;
+
 namespace
 {
 
@@ -53,8 +55,8 @@ IndexFile* OpenIndex(std::int32_t, const char* path, std::int16_t keyLength,
     return OpenOwnIndex(nullptr, path, keyLength, allowDuplicates != 0);
 }
 
-IndexFile* MakeOwnIndex(StoreFiles* files, const char* path, std::int16_t keyLength,
-                        bool allowDuplicates)
+IndexFile* Agent::MakeOwnIndex(StoreFiles* files, const char* path, std::int16_t keyLength,
+                               bool allowDuplicates)
 {
     IndexFile* const index
         = NewIndex(MakeOwnDataFile, files, taNotCreated, path, keyLength, allowDuplicates);
@@ -70,8 +72,8 @@ IndexFile* MakeOwnIndex(StoreFiles* files, const char* path, std::int16_t keyLen
     return index;
 }
 
-IndexFile* OpenOwnIndex(StoreFiles* files, const char* path, std::int16_t keyLength,
-                        bool allowDuplicates)
+IndexFile* Agent::OpenOwnIndex(StoreFiles* files, const char* path, std::int16_t keyLength,
+                               bool allowDuplicates)
 {
     return NewIndex(OpenOwnDataFile, files, taNotOpened, path, keyLength, allowDuplicates);
 }

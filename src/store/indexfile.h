@@ -27,6 +27,11 @@
 
 #include <cstdint>
 
+namespace Agent
+{
+struct CachedPage;
+}
+
 /// The levels that a tree may have.
 constexpr int deepestTree = 16;
 
@@ -46,7 +51,7 @@ struct IndexFile {
     std::int16_t depth; ///< levels of path in use; 0: no position
     IndexLevel path[deepestTree]; ///< path[0] is the root
 
-    struct CachedPage* firstPage; ///< of its pages in the cache
+    Agent::CachedPage* firstPage; ///< of its pages in the cache
     std::uint32_t fetches; ///< transfers that read pages since it had none there
     std::uint64_t rootChange; ///< when rootPage was set last, on the cache's clock
     std::int64_t steps; ///< of the cursor since it was set, forwards less backwards

@@ -10,6 +10,9 @@
 #include <cstring>
 #include <iterator>
 
+namespace Agent
+{
+
 namespace
 {
 
@@ -184,3 +187,5 @@ PagePosition SearchPage(const IndexPage& page, const SoughtItem& wanted, int all
 {
     return SearchItems(page, 1, page.count, wanted, allowDuplicates);
 }
+
+} // namespace Agent

@@ -9,6 +9,9 @@
 #include <cstddef>
 #include <cstdint>
 
+namespace Agent
+{
+
 constexpr int pageOrder = 25; // at least so many items in every page but the root
 constexpr int pageItems = 2 * pageOrder; // at most so many
 constexpr int longestKey = 150;
@@ -121,3 +124,10 @@ PagePosition SearchPage(const IndexPage& page, const SoughtItem& wanted, int all
 // below or above.
 PagePosition SearchItems(const IndexPage& page, int left, int right, const SoughtItem& wanted,
                          int allowDuplicates);
+
+} // namespace Agent
+
+using Agent::tacompkeys;
+using Agent::tapack;
+using Agent::taunpack;
+using Agent::taxkey;

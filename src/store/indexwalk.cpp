@@ -7,6 +7,8 @@
 #include <cstdlib>
 #include <cstring>
 
+using namespace Agent;
+
 namespace
 {
 

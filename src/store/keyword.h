@@ -9,6 +9,9 @@
 #include <cstring>
 #include <endian.h>
 
+namespace Agent
+{
+
 constexpr unsigned wordSize = sizeof(std::uint64_t);
 constexpr std::uint64_t oneInEachByte = ~std::uint64_t(0) / 255;
 
@@ -84,3 +87,5 @@ inline std::uint64_t OrderOfWord(std::uint64_t word)
         word = FirstBytes(word, unsigned(__builtin_ctzll(zeros)) / 8);
     return __builtin_bswap64(word);
 }
+
+} // namespace Agent

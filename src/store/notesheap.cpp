@@ -8,6 +8,9 @@
 #include <algorithm>
 #include <unordered_set>
 
+namespace Agent
+{
+
 namespace
 {
 
@@ -146,3 +149,5 @@ BlockChain WalkBlocks(OpenStoreFile& heap)
 {
     return BlockWalk(heap, heap.Size()).Run();
 }
+
+} // namespace Agent

@@ -11,6 +11,9 @@
 #include <cstdint>
 #include <vector>
 
+namespace Agent
+{
+
 constexpr std::int32_t blockHeaderLength = 8;
 // A remainder of fewer bytes stays with its block as slack. One of exactly so
 // many gets a header whose last byte is the first byte of the block behind it.
@@ -77,3 +80,5 @@ struct BlockChain {
 };
 
 BlockChain WalkBlocks(OpenStoreFile& heap);
+
+} // namespace Agent

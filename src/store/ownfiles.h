@@ -9,6 +9,9 @@
 
 #include "store/indexfile.h"
 
+namespace Agent
+{
+
 class StoreFiles;
 
 DataFile* MakeOwnDataFile(StoreFiles* files, const char* path, std::int16_t recordLength);
@@ -17,3 +20,5 @@ IndexFile* MakeOwnIndex(StoreFiles* files, const char* path, std::int16_t keyLen
                         bool allowDuplicates);
 IndexFile* OpenOwnIndex(StoreFiles* files, const char* path, std::int16_t keyLength,
                         bool allowDuplicates);
+
+} // namespace Agent

@@ -7,6 +7,9 @@
 #include "store/pagetransfer.h"
 #include "store/soughtitem.h"
 
+namespace Agent
+{
+
 namespace
 {
 
@@ -131,18 +134,6 @@ bool InsertInCompact(CachedPage* page, const PagePosition& at, const SoughtItem&
 }
 
 } // namespace
-
-int InitIndex()
-{
-    if (HasPageCache() || cachedPages.Allocate(PAGESTACKSIZE))
-        return SetError(taNoError);
-    return SetError(taNoMemory);
-}
-
-void UnInitIndex()
-{
-    cachedPages.Clear();
-}
 
 bool HasPageCache()
 {
@@ -300,4 +291,18 @@ void DropPages(IndexFile* index)
     // Removing the first page makes the next one the first.
     while (index->firstPage)
         cachedPages.Remove(index->firstPage); // NOLINT(clang-analyzer-cplusplus.NewDelete)
+}
+
+} // namespace Agent
+
+int InitIndex()
+{
+    if (Agent::HasPageCache() || Agent::cachedPages.Allocate(Agent::PAGESTACKSIZE))
+        return SetError(taNoError);
+    return SetError(taNoMemory);
+}
+
+void UnInitIndex()
+{
+    Agent::cachedPages.Clear();
 }

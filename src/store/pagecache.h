@@ -16,6 +16,9 @@
 #include "store/indexfile.h"
 #include "store/indexpage.h"
 
+namespace Agent
+{
+
 // Buffers, 4 MiB of them.
 constexpr std::uint16_t PAGESTACKSIZE = 512;
 
@@ -71,3 +74,10 @@ void DropPages(IndexFile* index);
 
 // Whether InitIndex was called.
 bool HasPageCache();
+
+} // namespace Agent
+
+using Agent::tagetpage;
+using Agent::tanewpage;
+using Agent::tareturnpage;
+using Agent::taupdatepage;

@@ -8,6 +8,9 @@
 #include <algorithm>
 #include <cstring>
 
+namespace Agent
+{
+
 namespace
 {
 
@@ -69,3 +72,5 @@ PagePosition PageHeads::Search(const IndexPage& page, const SoughtItem& wanted, 
         return SearchItems(page, below + 1, notAbove, wanted, allowDuplicates);
     return { false, below, 0, m_children[below] };
 }
+
+} // namespace Agent

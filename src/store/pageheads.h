@@ -9,6 +9,9 @@
 
 #include "store/indexpage.h"
 
+namespace Agent
+{
+
 class PageHeads
 {
 public:
@@ -29,3 +32,5 @@ private:
     std::uint64_t m_second[pageItems];
     std::uint32_t m_children[pageItems + 1];
 };
+
+} // namespace Agent

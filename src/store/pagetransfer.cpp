@@ -11,6 +11,9 @@
 #include <memory>
 #include <new>
 
+namespace Agent
+{
+
 namespace
 {
 
@@ -278,3 +281,5 @@ int WriteBackPages(IndexFile* index)
 {
     return index->dataFile->flushing ? WriteInOrderOfChange(index) : WriteInOrderOfFile(index);
 }
+
+} // namespace Agent

@@ -7,6 +7,9 @@
 
 #include "store/cachedpages.h"
 
+namespace Agent
+{
+
 // Pages that are neighbours in the file are read and written together, up to so many.
 // They are read so once an index was asked for so many pages one by one, as most of
 // them will be wanted then, if all of them have room in memory.
@@ -32,3 +35,5 @@ bool HasChanges(const IndexFile* index);
 // the last changes, and the header too where the root moved; without, in the order
 // of the file.
 int WriteBackPages(IndexFile* index);
+
+} // namespace Agent

@@ -8,6 +8,9 @@
 #include <algorithm>
 #include <fcntl.h>
 
+namespace Agent
+{
+
 namespace
 {
 
@@ -65,3 +68,5 @@ std::uint8_t* RecordBlocks::ReadSingle(std::int64_t number)
     const bool done = m_file.ReadAt(number * m_length, m_single.data(), m_single.size());
     return done ? m_single.data() : nullptr;
 }
+
+} // namespace Agent

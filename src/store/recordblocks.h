@@ -13,6 +13,9 @@
 #include <string>
 #include <vector>
 
+namespace Agent
+{
+
 class RecordBlocks
 {
 public:
@@ -45,3 +48,5 @@ private:
     std::vector<std::uint8_t> m_single;
     std::int64_t m_next = 1; // the one after the last that was read from the file
 };
+
+} // namespace Agent

@@ -11,6 +11,9 @@
 
 #include <algorithm>
 
+namespace Agent
+{
+
 // The bytes that two keys have in common, from the first one on: with letters of
 // either case taken for the same, and without.
 struct SharedKeys {
@@ -120,7 +123,7 @@ private:
     WordDifference CompareKey(const char* key, std::size_t* matched) const
     {
         for (std::size_t at = 0;; at += wordSize) {
-            const WordDifference keys = ::Compare(WordAt(at), FoldWord(GetWord(key + at)));
+            const WordDifference keys = Agent::Compare(WordAt(at), FoldWord(GetWord(key + at)));
             if (keys.byte < wordSize) {
                 if (matched)
                     *matched = at + keys.byte;
@@ -137,3 +140,5 @@ private:
     char m_exact[longestKey + zeros];
     char m_key[longestKey + wordSize + zeros];
 };
+
+} // namespace Agent

@@ -16,6 +16,9 @@
 #include <set>
 #include <strings.h>
 
+namespace Agent
+{
+
 namespace
 {
 
@@ -318,3 +321,5 @@ Findings CheckNotes(const std::string& name)
     CompareFreeSpace(chain, listed, &report);
     return report.Take();
 }
+
+} // namespace Agent

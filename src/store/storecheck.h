@@ -12,6 +12,9 @@
 #include <string>
 #include <vector>
 
+namespace Agent
+{
+
 /// What is wrong and where, each in a sentence without its full stop. None: the
 /// file is sound. Of a file with very many faults the first hundred are told.
 using Findings = std::vector<std::string>;
@@ -35,3 +38,5 @@ Findings CheckIndex(const std::string& path, int keyLength, bool allowDuplicates
 
 /// The chain of blocks, and that the index lists exactly the free ones.
 Findings CheckNotes(const std::string& name);
+
+} // namespace Agent

@@ -7,6 +7,9 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+namespace Agent
+{
+
 namespace
 {
 
@@ -153,3 +156,5 @@ off_t OpenStoreFile::Size() const
     struct stat status;
     return Status(&status) == 0 ? status.st_size : -1;
 }
+
+} // namespace Agent

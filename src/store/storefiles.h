@@ -11,6 +11,9 @@
 #include <sys/stat.h>
 #include <sys/types.h>
 
+namespace Agent
+{
+
 /// The machine's own file system. Each function is the system call of its name:
 /// results, errno and units (bytes) are those of the call.
 class StoreFiles
@@ -85,3 +88,5 @@ private:
     StoreFiles& m_files;
     const int m_descriptor;
 };
+
+} // namespace Agent

@@ -11,6 +11,8 @@
 #include "util/eventwait.h"
 #include "util/paths.h"
 
+using namespace Agent;
+
 namespace
 {
 

@@ -12,6 +12,8 @@
 #include <QDBusConnection>
 #include <QDBusMessage>
 
+using namespace Agent;
+
 void ProcessMessages()
 {
     if (QCoreApplication::instance())

@@ -13,8 +13,13 @@
 
 #include <QLoggingCategory>
 
+namespace Agent
+{
+
 Q_DECLARE_LOGGING_CATEGORY(logRequest) // transfers and replies
 Q_DECLARE_LOGGING_CATEGORY(logCatalog) // the files made of replies
 Q_DECLARE_LOGGING_CATEGORY(logInstall) // child processes, package sources
 Q_DECLARE_LOGGING_CATEGORY(logDb) // the databases, dpkg's status file
 Q_DECLARE_LOGGING_CATEGORY(logSettings) // the settings file
+
+} // namespace Agent

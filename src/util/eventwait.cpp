@@ -8,6 +8,9 @@
 #include <chrono>
 #include <poll.h>
 
+namespace Agent
+{
+
 namespace
 {
 
@@ -31,3 +34,5 @@ void PassEventsFor(int milliseconds)
     while (Clock::now() < end)
         PassEvents();
 }
+
+} // namespace Agent

@@ -5,6 +5,9 @@
 
 #pragma once
 
+namespace Agent
+{
+
 // One pass of the event loop, then a rest of a few milliseconds, which ends early
 // when `fd` can be read or its other end is closed. Returns whether it can be read
 // (true at its end, too). Without a descriptor (-1) it is a pass and a rest. A wait
@@ -13,3 +16,5 @@ bool PassEvents(int fd = -1);
 
 // Passes events for this time.
 void PassEventsFor(int milliseconds);
+
+} // namespace Agent

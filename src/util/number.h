@@ -11,6 +11,9 @@
 #include <limits>
 #include <string>
 
+namespace Agent
+{
+
 // The decimal number at the beginning of `text`: blanks, a sign, digits; what
 // follows them does not count. 0 when there is none. A number that does not fit
 // becomes the nearest that does, so that it is not taken for a small one.
@@ -20,3 +23,5 @@ inline std::int32_t LeadingNumber(const std::string& text)
     const long long number = std::strtoll(text.c_str(), nullptr, 10);
     return std::int32_t(std::clamp<long long>(number, Limits::min(), Limits::max()));
 }
+
+} // namespace Agent

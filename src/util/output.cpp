@@ -8,6 +8,9 @@
 #include <poll.h>
 #include <unistd.h>
 
+namespace Agent
+{
+
 namespace
 {
 
@@ -39,3 +42,5 @@ void WriteLine(const QString& line)
 {
     WriteLine(line.toStdString());
 }
+
+} // namespace Agent

@@ -8,7 +8,12 @@
 #include <QString>
 #include <string>
 
+namespace Agent
+{
+
 // Writes `line` and a line end, and flushes: what is told there is to be seen
 // before a child process or a crash tells more.
 void WriteLine(const std::string& line);
 void WriteLine(const QString& line);
+
+} // namespace Agent

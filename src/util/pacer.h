@@ -9,6 +9,9 @@
 
 #include <QElapsedTimer>
 
+namespace Agent
+{
+
 // Breathe() is called as often as the work allows, and processes events when the
 // last pass was long enough ago: short work never does.
 class Pacer
@@ -27,3 +30,5 @@ public:
 private:
     QElapsedTimer m_since;
 };
+
+} // namespace Agent

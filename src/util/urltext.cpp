@@ -5,6 +5,9 @@
 
 #include "util/urlcodec.h"
 
+namespace Agent
+{
+
 namespace
 {
 
@@ -29,3 +32,5 @@ std::string url_decode_utf8(const QString& text)
     std::string bytes;
     return TakePlain(text, bytes) ? bytes : url_decode(text.toStdString());
 }
+
+} // namespace Agent

@@ -8,6 +8,11 @@
 #include <QString>
 #include <string>
 
+namespace Agent
+{
+
 // url_decode of a text whose UTF-8 is wanted. A text that decodes to itself
 // becomes bytes in one step.
 std::string url_decode_utf8(const QString& text);
+
+} // namespace Agent

@@ -14,6 +14,8 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+using Agent::PutInt32;
+
 class DbtoolTest : public QObject
 {
 protected:

@@ -19,6 +19,8 @@
 #include <csignal>
 #include <sys/file.h>
 
+using namespace Agent;
+
 namespace
 {
 

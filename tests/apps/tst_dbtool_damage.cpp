@@ -16,6 +16,8 @@
 #include <cstring>
 #include <set>
 
+using namespace Agent;
+
 namespace
 {
 

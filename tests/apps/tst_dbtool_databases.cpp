@@ -12,6 +12,8 @@
 
 #include <sys/stat.h>
 
+using namespace Agent;
+
 class DbtoolDatabasesTest : public DbtoolTest
 {
     Q_OBJECT

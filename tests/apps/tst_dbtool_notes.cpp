@@ -13,6 +13,8 @@
 #include <map>
 #include <sys/stat.h>
 
+using namespace Agent;
+
 namespace
 {
 

@@ -13,6 +13,8 @@
 #include <QRandomGenerator>
 #include <QtTest>
 
+using namespace Agent;
+
 class CatalogDatabaseTest : public QObject
 {
     Q_OBJECT
@@ -357,11 +359,12 @@ private slots:
 
     void aFillerBeginsWithABlankProduct()
     {
-        QVERIFY(RebuildCatalogDatabase([](CCatalogFile& file) {
+        const auto fill = [](CCatalogFile& file) {
             QCOMPARE(file.RecordNumber(), -1);
             file.setName("only a name");
             QVERIFY(file.SaveRecord());
-        }));
+        };
+        QVERIFY(RebuildCatalogDatabase(fill, [] { return false; }));
         open();
         QVERIFY(m_file.GetRecord(1));
         QCOMPARE(m_file.Name(), "only a name");

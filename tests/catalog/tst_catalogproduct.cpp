@@ -12,6 +12,8 @@
 #include <QtTest>
 #include <limits>
 
+using namespace Agent;
+
 namespace
 {
 

@@ -16,6 +16,8 @@
 #include <set>
 #include <unistd.h>
 
+using namespace Agent;
+
 namespace
 {
 

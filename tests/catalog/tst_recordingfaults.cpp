@@ -16,6 +16,8 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+using namespace Agent;
+
 class RecordingFaultsTest : public QObject
 {
     Q_OBJECT

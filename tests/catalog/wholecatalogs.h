@@ -20,6 +20,12 @@
 #include <memory>
 #include <sys/wait.h>
 
+using Agent::CatalogFolder;
+using Agent::CheckCatalog;
+using Agent::DbFindings;
+using Agent::IndexLayer;
+using Agent::SetStoreFiles;
+
 inline const QStringList kFiles{
     QStringLiteral(".VACatalog.fil"),     QStringLiteral(".VACatalog.k1"),
     QStringLiteral(".VACatalog.k2"),      QStringLiteral(".VACatalog.k3"),

@@ -21,6 +21,9 @@
 #include <unistd.h>
 #include <vector>
 
+using Agent::CheckIndex;
+using Agent::IndexEntry;
+
 // A record of zeros with bytes written into it.
 class Golden
 {

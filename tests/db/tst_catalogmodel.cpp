@@ -15,6 +15,8 @@
 #include <QtTest>
 #include <set>
 
+using namespace Agent;
+
 namespace
 {
 

@@ -10,6 +10,8 @@
 
 #include <QtTest>
 
+using namespace Agent;
+
 namespace
 {
 

@@ -12,6 +12,8 @@
 #include <QtTest>
 #include <sys/wait.h>
 
+using namespace Agent;
+
 namespace
 {
 

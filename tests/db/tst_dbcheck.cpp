@@ -14,6 +14,8 @@
 #include <QtTest>
 #include <sstream>
 
+using namespace Agent;
+
 namespace
 {
 

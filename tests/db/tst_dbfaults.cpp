@@ -14,6 +14,8 @@
 
 #include <QtTest>
 
+using namespace Agent;
+
 namespace
 {
 

@@ -23,6 +23,8 @@
 #include <map>
 #include <set>
 
+using namespace Agent;
+
 namespace
 {
 

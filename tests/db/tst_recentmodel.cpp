@@ -13,6 +13,8 @@
 #include <QtTest>
 #include <set>
 
+using namespace Agent;
+
 namespace
 {
 

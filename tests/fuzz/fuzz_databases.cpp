@@ -18,6 +18,8 @@
 
 #include <sstream>
 
+using namespace Agent;
+
 namespace
 {
 

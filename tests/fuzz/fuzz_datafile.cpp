@@ -11,6 +11,8 @@
 
 #include <vector>
 
+using namespace Agent;
+
 namespace
 {
 

@@ -21,6 +21,8 @@
 #include <set>
 #include <unistd.h>
 
+using namespace Agent;
+
 namespace
 {
 

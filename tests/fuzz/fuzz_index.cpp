@@ -12,6 +12,8 @@
 
 #include <vector>
 
+using namespace Agent;
+
 namespace
 {
 

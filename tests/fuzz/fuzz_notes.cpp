@@ -12,6 +12,8 @@
 #include <cstring>
 #include <memory>
 
+using namespace Agent;
+
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     FuzzedInput input(data, size);

@@ -15,6 +15,8 @@
 #include <QBuffer>
 #include <algorithm>
 
+using namespace Agent;
+
 namespace
 {
 

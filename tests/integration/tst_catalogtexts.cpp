@@ -23,6 +23,8 @@
 #include <QtTest>
 #include <utility>
 
+using namespace Agent;
+
 namespace
 {
 

@@ -19,6 +19,8 @@
 #include <QProcess>
 #include <QtTest>
 
+using namespace Agent;
+
 namespace
 {
 

@@ -19,6 +19,8 @@
 #include <ctime>
 #include <optional>
 
+using namespace Agent;
+
 namespace
 {
 

@@ -17,6 +17,8 @@
 #include <QtTest>
 #include <malloc.h>
 
+using namespace Agent;
+
 namespace
 {
 

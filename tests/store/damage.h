@@ -19,6 +19,14 @@
 #include <string>
 #include <vector>
 
+using Agent::GetUint32;
+using Agent::IndexPage;
+using Agent::MakeItem;
+using Agent::PackedLength;
+using Agent::PackPage;
+using Agent::pageItems;
+using Agent::PutUint32;
+
 constexpr int keyLength = 10;
 constexpr int pageLength = PackedLength(keyLength);
 constexpr int itemLength = keyLength + 9;
@@ -132,7 +140,7 @@ private:
 // Whether none of an index's pages in memory has more items than a page may have.
 inline bool NoPageIsOverfull(const IndexFile* index)
 {
-    for (const CachedPage* page = index->firstPage; page; page = page->nextOfOwner)
+    for (const Agent::CachedPage* page = index->firstPage; page; page = page->nextOfOwner)
         if ((page->buffer ? page->buffer->count : page->compact.count()) > pageItems)
             return false;
     return true;

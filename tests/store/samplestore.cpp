@@ -19,6 +19,8 @@
 #include <cstring>
 #include <map>
 
+using namespace Agent;
+
 namespace
 {
 

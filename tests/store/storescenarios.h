@@ -22,6 +22,12 @@
 #include <string>
 #include <sys/mman.h>
 
+using Agent::CheckDataFile;
+using Agent::CheckIndex;
+using Agent::CheckNotes;
+using Agent::Findings;
+using Agent::IndexEntry;
+
 // What was reported, as numbers and what stands under them. In memory that a
 // forked process shares, so that it outlives that process.
 class Ledger

@@ -13,6 +13,9 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+using Agent::SetStoreFiles;
+using Agent::StoreFiles;
+
 // Has the store use a file system for the length of a block.
 class UsedStoreFiles
 {

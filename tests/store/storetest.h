@@ -14,6 +14,8 @@
 #include <algorithm>
 #include <random>
 
+using Agent::Findings;
+
 // Numbers from a seed.
 class Random
 {

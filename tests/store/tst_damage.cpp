@@ -22,6 +22,8 @@
 #include <functional>
 #include <memory>
 
+using namespace Agent;
+
 class TestDamage : public QObject
 {
     Q_OBJECT
@@ -383,7 +385,8 @@ void TestDamage::Spoil(QByteArray* bytes)
     const int times = int(m_random.Below(6)) + 1;
     for (int i = 0; i < times && !bytes->isEmpty(); ++i) {
         // Half of it in the beginning, where the headers are.
-        const int room = m_random.Below(2) == 0 ? std::min(int(bytes->size()), 64) : int(bytes->size());
+        const int room
+            = m_random.Below(2) == 0 ? std::min(int(bytes->size()), 64) : int(bytes->size());
         const int at = int(m_random.Below(room));
         const std::uint32_t what = m_random.Below(20);
         if (what < 8)

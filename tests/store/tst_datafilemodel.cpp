@@ -15,6 +15,8 @@
 #include <cstring>
 #include <map>
 
+using namespace Agent;
+
 namespace
 {
 

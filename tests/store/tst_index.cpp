@@ -31,6 +31,8 @@
 #endif
 #endif
 
+using namespace Agent;
+
 namespace
 {
 

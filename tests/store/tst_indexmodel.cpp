@@ -18,6 +18,8 @@
 #include <numeric>
 #include <set>
 
+using namespace Agent;
+
 namespace
 {
 

@@ -18,6 +18,8 @@
 #include <functional>
 #include <new>
 
+using namespace Agent;
+
 namespace
 {
 

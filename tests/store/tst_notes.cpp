@@ -19,6 +19,8 @@
 #include <memory>
 #include <sys/stat.h>
 
+using namespace Agent;
+
 namespace
 {
 

@@ -18,6 +18,8 @@
 #include <memory>
 #include <set>
 
+using namespace Agent;
+
 namespace
 {
 

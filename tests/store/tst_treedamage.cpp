@@ -20,6 +20,8 @@
 #include <cstdlib>
 #include <functional>
 
+using namespace Agent;
+
 namespace
 {
 

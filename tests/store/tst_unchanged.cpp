@@ -16,6 +16,8 @@
 #include <cstdlib>
 #include <functional>
 
+using namespace Agent;
+
 namespace
 {
 

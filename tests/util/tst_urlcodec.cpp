@@ -10,6 +10,8 @@
 #include <cstring>
 #include <utility>
 
+using namespace Agent;
+
 class UrlCodecTest : public QObject
 {
     Q_OBJECT
