@@ -8,6 +8,7 @@
 #include "catalog/savedtree.h"
 #include "support/ctracer.h"
 #include "util/desktop.h"
+#include "util/pacer.h"
 
 #include <QThread>
 
@@ -48,6 +49,10 @@ bool CAPIUpdateCatalog::WaitForOtherUpdate()
 void CAPIUpdateCatalog::ProcessRecordsInCategory(QDomElement& category, CCatalogFile* file)
 {
     CTracer tracer("CAPIUpdateCatalog::ProcessRecordsInCategory");
-    ForEachProduct(category,
-                   [file](const CatalogProduct& product) { RecordProduct(product, *file); });
+    // Of all categories: many have few products.
+    static Pacer pacer;
+    ForEachProduct(category, [file](const CatalogProduct& product) {
+        RecordProduct(product, *file);
+        pacer.Breathe();
+    });
 }

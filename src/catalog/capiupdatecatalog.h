@@ -35,6 +35,8 @@ public:
     /// with the old one as it was, when the new one cannot be created or written, or
     /// the folder cannot; the log (vantrel.agent.catalog) says why.
     ///
+    /// Events are processed meanwhile, every 10 ms or so.
+    ///
     /// One update at a time. Another process's is waited for (WaitForOtherUpdate). A
     /// call while another one of this process has not returned is refused: false, at
     /// once.

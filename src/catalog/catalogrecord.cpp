@@ -10,9 +10,11 @@
 #include "db/heldfiles.h"
 #include "db/indexlayer.h"
 #include "util/diagnostics.h"
+#include "util/eventwait.h"
 
 #include <algorithm>
 #include <cerrno>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -58,6 +60,22 @@ bool Fill(const NewGeneration& generation, const std::function<void(CCatalogFile
     return files.nothingFailed();
 }
 
+// Writes out what takes long while events go on: publishing writes the rest, and looks
+// whether all of it went well.
+void WriteOut(const NewGeneration& generation)
+{
+    constexpr off_t large = 1024 * 1024;
+    for (const std::string& name : CatalogFileNames()) {
+        const int file
+            = openat(generation.Descriptor(), name.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
+        struct stat status;
+        if (file >= 0 && fstat(file, &status) == 0 && status.st_size >= large)
+            PassEventsBeside([file] { fsync(file); });
+        if (file >= 0)
+            close(file);
+    }
+}
+
 } // namespace
 
 bool RebuildCatalogDatabase(const std::function<void(CCatalogFile&)>& fill,
@@ -76,7 +94,10 @@ bool RebuildCatalogDatabase(const std::function<void(CCatalogFile&)>& fill,
     bool published = false;
     {
         NewGeneration generation(folder);
-        published = generation && Fill(generation, fill) && generation.Publish();
+        const bool filled = generation && Fill(generation, fill);
+        if (filled)
+            WriteOut(generation);
+        published = filled && generation.Publish();
         if (published)
             qCDebug(logCatalog, "replaced the catalog by that in %s", generation.Folder().c_str());
         else if (!generation.Reason().empty())

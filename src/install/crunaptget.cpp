@@ -23,14 +23,12 @@
 #include <QDir>
 #include <QFile>
 #include <QGuiApplication>
-#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
 #include <fcntl.h>
 #include <sstream>
 #include <sys/stat.h>
-#include <thread>
 #include <unistd.h>
 
 using namespace Agent;
@@ -66,19 +64,6 @@ FILE* OpenOwnFile(const std::string& name)
     if (fd >= 0)
         close(fd);
     return nullptr;
-}
-
-// A slow disk takes seconds, in which events go on.
-void SyncDisks()
-{
-    std::atomic<bool> done{ false };
-    std::thread thread([&done] {
-        sync();
-        done = true;
-    });
-    while (!done)
-        PassEvents();
-    thread.join();
 }
 
 // The wait cursor, as long as it lives.
@@ -377,7 +362,7 @@ bool CRunAptGet::MkDir(const std::string& path)
     if (found != 0) {
         tracer.trace_out("access(" + path + ") = " + std::to_string(found) + " ["
                          + std::strerror(errno) + ']');
-        SyncDisks();
+        PassEventsBeside(sync); // a slow disk takes seconds
         PassEventsFor(1000);
         found = access(path.c_str(), F_OK);
     }

@@ -21,6 +21,13 @@ namespace
 
 constexpr int pieceSize = 64 * 1024;
 
+// Its own copy: a string shared with the reader keeps the reader's whole buffer.
+template <typename View>
+QString Copy(const View& text)
+{
+    return QString(text.data(), text.size());
+}
+
 void AddElement(const QXmlStreamReader& reader, QDomDocument& document, QDomNode& parent)
 {
     QDomElement element = document.createElement(reader.qualifiedName().toString());
@@ -38,7 +45,7 @@ bool Build(QXmlStreamReader& reader, QDomDocument& document)
     QDomNode parent = document;
     while (!reader.atEnd()) {
         const auto token = reader.readNext();
-        const QString text = reader.text().toString();
+        const QString text = Copy(reader.text());
         if (token == QXmlStreamReader::StartElement)
             AddElement(reader, document, parent);
         else if (token == QXmlStreamReader::EndElement)

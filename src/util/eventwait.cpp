@@ -5,8 +5,10 @@
 
 #include "util/desktop.h"
 
+#include <atomic>
 #include <chrono>
 #include <poll.h>
+#include <thread>
 
 namespace Agent
 {
@@ -33,6 +35,18 @@ void PassEventsFor(int milliseconds)
     const auto end = Clock::now() + std::chrono::milliseconds(milliseconds);
     while (Clock::now() < end)
         PassEvents();
+}
+
+void PassEventsBeside(const std::function<void()>& work)
+{
+    std::atomic<bool> done{ false };
+    std::thread thread([&work, &done] {
+        work();
+        done = true;
+    });
+    while (!done)
+        PassEvents();
+    thread.join();
 }
 
 } // namespace Agent

@@ -5,6 +5,8 @@
 
 #pragma once
 
+#include <functional>
+
 namespace Agent
 {
 
@@ -16,5 +18,10 @@ bool PassEvents(int fd = -1);
 
 // Passes events for this time.
 void PassEventsFor(int milliseconds);
+
+// Passes events while `work` runs in a thread of its own, until it has returned: for a
+// system call that may take seconds, such as a sync. It must not touch anything that a
+// slot may touch.
+void PassEventsBeside(const std::function<void()>& work);
 
 } // namespace Agent

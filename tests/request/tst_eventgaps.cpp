@@ -127,6 +127,20 @@ private slots:
         QVERIFY(gap < mayStandStill);
     }
 
+    void fillingTheDatabaseDoesNotFreezeTheWindow()
+    {
+        const QByteArray given = qgetenv("PAKMART_TEST_PRODUCTS");
+        QDomDocument document;
+        QVERIFY(document.setContent(Catalog(given.isEmpty() ? 10000 : given.toInt())));
+        QDomElement catalog = document.documentElement().firstChildElement();
+        const std::unique_ptr<CAPIUpdateCatalog> request(new CAPIUpdateCatalog(true, true));
+        Heart heart;
+        QVERIFY(request->ProcessVantrelCatalogRequest(catalog));
+        const qint64 gap = heart.longest();
+        qInfo("the longest gap was %lld ms", gap);
+        QVERIFY(gap < mayStandStill);
+    }
+
     void aReplyThatIsBeingReadCanBeCancelled()
     {
         const QByteArray body = Catalog(20000);
