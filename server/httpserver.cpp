@@ -102,7 +102,9 @@ void HttpServer::converse(int socket)
         if (reply.status == 200)
             handle(request, reply);
         if (reply.status >= 400 && reply.body.empty())
-            reply.setBody("There is nothing here.\n", "text/plain");
+            reply.setBody(reply.status == 400 ? "This request cannot be understood.\n"
+                                              : "There is nothing here.\n",
+                          "text/plain");
         if (reply.status != 0) {
             log(request, reply.status);
             WriteReply(connection, request, reply);
@@ -125,9 +127,9 @@ std::string HttpServer::address(const HttpRequest& request) const
 {
     if (!m_options.publicUrl.empty())
         return m_options.publicUrl;
-    if (request.count("Host") == 0)
-        return "http://" + m_options.listen + ':' + std::to_string(m_port);
     const std::string host = request.header("Host");
+    if (host.empty() && request.count("Host") <= 1)
+        return "http://" + m_options.listen + ':' + std::to_string(m_port);
     if (request.count("Host") > 1 || !IsHost(host))
         throw RequestError("The request names no host that could be: " + Quoted(host) + '.');
     return "http://" + host;
