@@ -249,12 +249,13 @@ std::unique_ptr<Subject> MakeIndexSubject(const Options& options)
         throw WrongUsage("--record-length goes with --data here");
     Options completed = options;
     std::optional<KnownIndex> known = FindKnownIndex(options.path);
-    if (known && options.keyLength.value_or(known->index().keyLength) != known->index().keyLength)
-        known.reset();
-    if (known) {
-        completed.keyLength = known->index().keyLength;
-        completed.duplicates = completed.duplicates || known->index().allowDuplicates;
-    }
+    if (!known)
+        return std::make_unique<IndexSubject>(completed, std::nullopt);
+    const IndexLayout layout = known->index();
+    if (options.keyLength && *options.keyLength != layout.keyLength)
+        return std::make_unique<IndexSubject>(completed, std::nullopt);
+    completed.keyLength = layout.keyLength;
+    completed.duplicates = completed.duplicates || layout.allowDuplicates;
     return std::make_unique<IndexSubject>(completed, std::move(known));
 }
 

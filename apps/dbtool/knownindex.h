@@ -23,9 +23,9 @@ using Agent::IndexLayout;
 using Agent::TextField;
 
 struct KnownIndex {
-    const DbLayout* layout;
-    int which; // of its indexes
-    void (*makeKey)(const std::uint8_t* record, int which, char* key);
+    const DbLayout* layout = nullptr;
+    int which = 0; // of its indexes
+    void (*makeKey)(const std::uint8_t* record, int which, char* key) = nullptr;
     std::vector<TextField> texts;
     std::string folder; // where its data file is, with a slash; empty if there is none
 
