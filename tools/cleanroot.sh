@@ -41,8 +41,9 @@ make_root() { # RELEASE PACKAGE,...
     fi
     [[ -s $work/sources.list ]] || fail "this machine has no Debian among its sources"
     apt-config dump | grep -E '^Acquire::(http|https|Check-)' > "$work/apt.conf" || true
-    # Nothing in it has to outlive a failure of power.
-    quietly "${as_root[@]}" mmdebstrap --mode=root --variant=minbase --include="$2" \
+    # What is mounted meanwhile is so in a namespace, too. Nothing in the root has to outlive
+    # a failure of power.
+    quietly "${as_root[@]}" unshare --mount mmdebstrap --mode=root --variant=minbase --include="$2" \
         --aptopt="$work/apt.conf" --dpkgopt=force-unsafe-io "$1" "$root" "$work/sources.list"
     "${as_root[@]}" cp -L /etc/resolv.conf /etc/hosts "$root/etc/"
     say "a clean $1 with $(inside dpkg-query -W | wc -l) packages"

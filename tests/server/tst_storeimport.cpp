@@ -826,7 +826,7 @@ private slots:
         QVERIFY(
             server.get("/agent/CAPIDownloadAppInfo?app_id[]=" + QByteArray::number(products.size()))
                 .body.contains("resultcode=\"OK\""));
-        qDebug("%d products", products.size());
+        qDebug() << products.size() << "products";
     }
 };
 
