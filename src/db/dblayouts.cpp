@@ -109,11 +109,11 @@ void Recent::MakeKey(const std::uint8_t* record, int which, char* key)
     CutKey(layout, which, key);
 }
 
-std::string Recent::WithSerial(const std::string& description, std::int32_t serial)
+std::string Recent::WithSerial(const std::string& name, std::int32_t serial)
 {
     const std::string end = " (" + std::to_string(serial) + ")";
     const std::size_t room = std::size_t(Recent::description.width) - 1 - end.size();
-    return description.substr(0, CutLength(description.c_str(), room)) + end;
+    return name.substr(0, CutLength(name.c_str(), room)) + end;
 }
 
 } // namespace Agent

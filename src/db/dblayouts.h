@@ -133,7 +133,7 @@ constexpr TextField texts[] = { description, executablePath, iconPath, smallIcon
 void MakeKey(const std::uint8_t* record, int which, char* key);
 // The description of a product where another one has it already: "Editor (7)",
 // with the name cut where both do not fit.
-std::string WithSerial(const std::string& description, std::int32_t serial);
+std::string WithSerial(const std::string& name, std::int32_t serial);
 } // namespace Recent
 
 } // namespace Agent
