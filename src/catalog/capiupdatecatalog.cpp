@@ -8,7 +8,6 @@
 #include "catalog/savedtree.h"
 #include "support/ctracer.h"
 #include "util/desktop.h"
-#include "util/pacer.h"
 
 #include <QThread>
 
@@ -49,10 +48,6 @@ bool CAPIUpdateCatalog::WaitForOtherUpdate()
 void CAPIUpdateCatalog::ProcessRecordsInCategory(QDomElement& category, CCatalogFile* file)
 {
     CTracer tracer("CAPIUpdateCatalog::ProcessRecordsInCategory");
-    // Of all categories: many have few products.
-    static Pacer pacer;
-    ForEachProduct(category, [file](const CatalogProduct& product) {
-        RecordProduct(product, *file);
-        pacer.Breathe();
-    });
+    ForEachProduct(category,
+                   [file](const CatalogProduct& product) { RecordProduct(product, *file); });
 }

@@ -4,6 +4,7 @@
 #include "catalog/catalogproduct.h"
 
 #include "util/number.h"
+#include "util/pacer.h"
 #include "util/urltext.h"
 
 #include <QDomElement>
@@ -75,6 +76,20 @@ void TakeElement(CatalogProduct& product, const QDomElement& element)
     }
 }
 
+// What follows a node in the order of the document, below `top`. A list of the
+// elements of a name would be made in one go, over all of a large category.
+QDomNode NextBelow(const QDomNode& top, const QDomNode& node)
+{
+    if (node.hasChildNodes())
+        return node.firstChild();
+    for (QDomNode at = node; !at.isNull() && at != top; at = at.parentNode()) {
+        const QDomNode next = at.nextSibling();
+        if (!next.isNull())
+            return next;
+    }
+    return QDomNode();
+}
+
 } // namespace
 
 void ForEachCategory(const QDomElement& catalog, const std::function<void(QDomElement&)>& take)
@@ -88,15 +103,18 @@ void ForEachCategory(const QDomElement& catalog, const std::function<void(QDomEl
 void ForEachProduct(const QDomElement& category,
                     const std::function<void(const CatalogProduct&)>& take)
 {
-    const std::string name = DecodedAttribute(category, "name");
-    const std::string homePage = DecodedAttribute(category, "home_page");
-    const QDomNodeList elements = category.elementsByTagName(QStringLiteral("product"));
-    const int count = elements.count();
-    for (int i = 0; i < count; ++i) {
-        const QDomElement element = elements.at(i).toElement();
-        CatalogProduct product;
-        product.category = name;
-        product.categoryURL = homePage;
+    CatalogProduct blank;
+    blank.category = DecodedAttribute(category, "name");
+    blank.categoryURL = DecodedAttribute(category, "home_page");
+    // Of all categories: many have few products.
+    static Pacer pacer;
+    for (QDomNode node = NextBelow(category, category); !node.isNull();
+         node = NextBelow(category, node)) {
+        pacer.Breathe();
+        const QDomElement element = node.toElement();
+        if (element.tagName() != QLatin1String("product"))
+            continue;
+        CatalogProduct product = blank;
         product.name = DecodedAttribute(element, "name");
         for (QDomElement child = element.firstChildElement(); !child.isNull();
              child = child.nextSiblingElement())

@@ -52,6 +52,7 @@ struct CatalogProduct {
 void ForEachCategory(const QDomElement& catalog,
                      const std::function<void(QDomElement& category)>& take);
 
+// Events are processed on the way.
 void ForEachProduct(const QDomElement& category,
                     const std::function<void(const CatalogProduct& product)>& take);
 

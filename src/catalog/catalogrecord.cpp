@@ -60,20 +60,34 @@ bool Fill(const NewGeneration& generation, const std::function<void(CCatalogFile
     return files.nothingFailed();
 }
 
-// Writes out what takes long while events go on: publishing writes the rest, and looks
-// whether all of it went well.
-void WriteOut(const NewGeneration& generation)
+// Writes a file out while events go on. An error is reported once only, so it counts
+// here; that a file cannot be opened shows when it is published.
+bool WriteOut(int file)
 {
     constexpr off_t large = 1024 * 1024;
+    struct stat status;
+    bool written = true;
+    if (file >= 0 && fstat(file, &status) == 0 && status.st_size >= large)
+        PassEventsBeside([&written, file] { written = fsync(file) == 0; });
+    return written;
+}
+
+// Writes out what takes long: publishing writes the rest, and looks whether all of it
+// went well.
+bool WriteOut(const NewGeneration& generation)
+{
     for (const std::string& name : CatalogFileNames()) {
         const int file
             = openat(generation.Descriptor(), name.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
-        struct stat status;
-        if (file >= 0 && fstat(file, &status) == 0 && status.st_size >= large)
-            PassEventsBeside([file] { fsync(file); });
+        const bool written = WriteOut(file);
         if (file >= 0)
             close(file);
+        if (written)
+            continue;
+        qCInfo(logCatalog, "the catalog cannot be updated, %s cannot be written out", name.c_str());
+        return false;
     }
+    return true;
 }
 
 } // namespace
@@ -94,9 +108,7 @@ bool RebuildCatalogDatabase(const std::function<void(CCatalogFile&)>& fill,
     bool published = false;
     {
         NewGeneration generation(folder);
-        const bool filled = generation && Fill(generation, fill);
-        if (filled)
-            WriteOut(generation);
+        const bool filled = generation && Fill(generation, fill) && WriteOut(generation);
         published = filled && generation.Publish();
         if (published)
             qCDebug(logCatalog, "replaced the catalog by that in %s", generation.Folder().c_str());

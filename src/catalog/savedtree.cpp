@@ -6,6 +6,7 @@
 #include "catalog/cxmlnode.h"
 #include "request/replydocument.h"
 #include "util/diagnostics.h"
+#include "util/eventwait.h"
 #include "util/pacer.h"
 #include "util/paths.h"
 #include "util/urltext.h"
@@ -13,6 +14,7 @@
 #include <QDomDocument>
 #include <QFile>
 #include <QSaveFile>
+#include <cerrno>
 #include <cstring>
 #include <functional>
 #include <map>
@@ -77,10 +79,11 @@ bool IsText(const QDomNode& node)
 
 // How a node without its children is written: as one text, and where in it the
 // children belong.
-std::string WrittenAlone(const QDomNode& node, std::size_t& place)
+std::string WrittenAlone(const QDomNode& node, std::size_t& place, Pacer& pacer)
 {
     QDomNode alone = node.cloneNode(false);
     for (QDomNode child = node.firstChild(); !child.isNull(); child = child.nextSibling()) {
+        pacer.Breathe();
         if (IsText(child))
             alone.appendChild(child.cloneNode());
     }
@@ -105,9 +108,10 @@ void WriteTree(QDomNode node, int levels, std::ostream& out, Pacer& pacer)
         return;
     }
     std::size_t place = 0;
-    const std::string alone = WrittenAlone(node, place);
+    const std::string alone = WrittenAlone(node, place, pacer);
     std::map<std::string, std::vector<QDomNode>> groups; // as those of a tree
     for (QDomNode child = node.firstChild(); !child.isNull(); child = child.nextSibling()) {
+        pacer.Breathe();
         if (!IsText(child))
             groups[url_decode_utf8(child.nodeName())].push_back(child);
     }
@@ -119,8 +123,25 @@ void WriteTree(QDomNode node, int levels, std::ostream& out, Pacer& pacer)
     out.write(alone.data() + place, std::streamsize(alone.size() - place));
 }
 
+// Writes out what takes long while events go on; the rest is written when the file is
+// put into its place. An error is reported once only, so it counts here.
+bool WriteOut(QSaveFile& file)
+{
+    constexpr qint64 large = 1024 * 1024;
+    if (!file.flush() || file.size() < large)
+        return true;
+    bool written = false;
+    PassEventsBeside([&written, descriptor = file.handle()] {
+        written = fdatasync(descriptor) == 0 || errno == EINVAL;
+    });
+    return written;
+}
+
+enum class Meanwhile { Nothing, Events };
+
 // Replaces a file by what is written into the stream.
-bool SaveFile(const char* name, const std::function<void(std::ostream&)>& write)
+bool SaveFile(const char* name, Meanwhile meanwhile,
+              const std::function<void(std::ostream&)>& write)
 {
     QSaveFile file(SavedTreePath(name));
     file.setDirectWriteFallback(true);
@@ -137,7 +158,7 @@ bool SaveFile(const char* name, const std::function<void(std::ostream&)>& write)
     DeviceBuffer buffer(file);
     std::ostream out(&buffer);
     write(out);
-    if (!out || !file.flush())
+    if ((meanwhile == Meanwhile::Events && !WriteOut(file)) || !out || !file.flush())
         file.cancelWriting();
     const bool written = file.commit();
     if (written)
@@ -163,7 +184,8 @@ bool ReadFirstElement(const QDomElement& body, CXMLNode& tree)
 
 bool SaveTree(CXMLNode& tree, const char* name)
 {
-    return SaveFile(name, [&tree](std::ostream& out) { tree.SaveNode(out, -1); });
+    return SaveFile(name, Meanwhile::Nothing,
+                    [&tree](std::ostream& out) { tree.SaveNode(out, -1); });
 }
 
 void SaveFirstElement(const QDomElement& body, const char* name)
@@ -171,7 +193,7 @@ void SaveFirstElement(const QDomElement& body, const char* name)
     constexpr int levels = 2; // a catalog's products, one after the other
     const QDomElement first = body.firstChildElement();
     if (!first.isNull())
-        SaveFile(name, [&first](std::ostream& out) {
+        SaveFile(name, Meanwhile::Events, [&first](std::ostream& out) {
             Pacer pacer;
             WriteTree(first, levels, out, pacer);
         });

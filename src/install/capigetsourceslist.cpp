@@ -5,6 +5,7 @@
 
 #include "catalog/cxmlnode.h"
 #include "install/crunaptget.h"
+#include "install/privatetree.h"
 #include "support/ctracer.h"
 #include "util/diagnostics.h"
 #include "util/output.h"
@@ -198,8 +199,32 @@ void CAPIGetSourcesList::onSuccessfulTransfer(QDomElement* pElement)
         SetFailure(AgentError::ReplyNotUnderstood,
                    QStringLiteral("The store server sent no list of package sources."));
     }
+    TreeLock tree(CRunAptGet::m_sAptGetDir);
+    if (lists.empty() || m_bHasTree)
+        ProcessLists(lists);
+    else if (TakeTree(tree))
+        ProcessLists(lists);
+}
+
+void CAPIGetSourcesList::ProcessLists(const std::vector<CXMLNode*>& lists)
+{
+    const TreeLock::Work work;
     for (CXMLNode* list : lists)
         ProcessSourcesListEntry(list);
+}
+
+bool CAPIGetSourcesList::TakeTree(TreeLock& tree)
+{
+    const unsigned aborts = AbortCount();
+    const auto isAborted = [aborts] { return AbortCount() != aborts; };
+    if (tree.Take([this](const std::string& text) { emit signalWaitingFor(text); }, isAborted))
+        return true;
+    m_bSucceeded = false;
+    if (isAborted())
+        SetFailure(AgentError::Cancelled);
+    else
+        SetFailure(AgentError::LockHeld, QString::fromStdString(tree.BusyText()));
+    return false;
 }
 
 // The tree is marked before its file changes: a refresh that does not come to its end,
@@ -218,6 +243,7 @@ void CAPIGetSourcesList::ProcessSourcesListEntry(CXMLNode* list)
     }
     tracer.trace_out(changed ? "sources list file modified...emitting signalSourcesListModified"
                              : "the last refresh has failed...emitting signalSourcesListModified");
+    const TreeLock::Loan loan(!m_bHasTree);
     emit signalSourcesListModified(deps);
 }
 

@@ -7,6 +7,10 @@
 ///
 /// A line of such a file is the entry as the package tools read it, two blanks,
 /// '#', and the entry's time stamp.
+///
+/// Nothing is written while an install or a refresh works on the private tree: the
+/// reply waits for its end and emits signalWaitingFor. A request whose reply comes in
+/// inside that work, where the wait could not end, fails with AgentError::LockHeld.
 
 #pragma once
 
@@ -16,6 +20,11 @@
 #include <vector>
 
 class CXMLNode;
+
+namespace Agent
+{
+class TreeLock;
+} // namespace Agent
 
 class VANTRELAGENT_EXPORT CAPIGetSourcesList : public CAPI
 {
@@ -42,5 +51,19 @@ public slots:
 signals:
     /// The sources file of a tree changed: the deps tree's, or the one's for
     /// installs. Once for each "list" of the reply.
+    ///
+    /// The tree is this request's until the slots have returned: they may refresh its
+    /// lists (CRunAptGet::onRunAptGetUpdate), but an install that is started by one is
+    /// refused.
     void signalSourcesListModified(bool deps);
+    /// The reply waits for another program's work: a text for the user that names it.
+    void signalWaitingFor(const std::string& text);
+
+private:
+    friend class CRunAptGet;
+
+    bool TakeTree(Agent::TreeLock& tree);
+    void ProcessLists(const std::vector<CXMLNode*>& lists);
+
+    bool m_bHasTree = false; // part of a run that has the private tree
 };

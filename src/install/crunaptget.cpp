@@ -23,6 +23,7 @@
 #include <QDir>
 #include <QFile>
 #include <QGuiApplication>
+#include <QScopedValueRollback>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
@@ -202,6 +203,7 @@ bool CRunAptGet::TakeTree(TreeLock& tree)
 int CRunAptGet::RunOnTree(char action, const std::string& packages, bool isRetry)
 {
     const TreeLock::Work work;
+    const QScopedValueRollback<bool> inRun(m_bInRun, true);
     if (action != 'R')
         return RunPiped(action, packages, isRetry);
     // How a remove ended is not taken over.

@@ -176,7 +176,9 @@ signals:
     void signalWaitingFor(const std::string& text);
 
 public slots:
-    /// Refreshes the package lists of a tree, with the "Setting up" box shown.
+    /// Refreshes the package lists of a tree, with the "Setting up" box shown. On its
+    /// own it waits for the end of what works on the private tree, as a run does; where
+    /// it is refused, the next list of sources asks for it again.
     void onRunAptGetUpdate(bool deps);
     /// Moves the marker in that box on.
     void onAptGetUpdateTimer();
@@ -201,6 +203,7 @@ private:
     bool AwaitOutput(FILE* stream);
     void ClearArchive();
     void RunUpdate(bool deps);
+    void RunUpdateOnTree(bool deps);
     static std::string RefreshMark(bool deps);
     static bool IsRefreshPending(bool deps);
     static void SetRefreshPending(bool deps, bool pending);
@@ -229,6 +232,7 @@ private:
     AgentError::Code m_nRefreshFailure = AgentError::NoFailure;
     QString m_sRefreshFailure;
     bool m_bHasTree = false; // runs are part of a transaction that has the tree
+    bool m_bInRun = false;   // a run is under way, which has the tree
     Agent::FrontEndChild* m_pChild = nullptr; // the front end, while it runs
     CRun* m_pRefresh = nullptr; // the front end's "update", while it runs
     QPointer<CAPI> m_pSources; // the request for the sources

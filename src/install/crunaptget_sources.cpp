@@ -7,6 +7,7 @@
 #include "install/capigetsourceslist.h"
 #include "install/crun.h"
 #include "install/crunaptget.h"
+#include "install/privatetree.h"
 #include "support/ctracer.h"
 #include "util/diagnostics.h"
 #include "util/paths.h"
@@ -63,6 +64,7 @@ bool CRunAptGet::checkSources(bool)
     auto* request = new CAPIGetSourcesList(false, true);
     connect(request, SIGNAL(signalSourcesListModified(bool)), this, SLOT(onRunAptGetUpdate(bool)));
     connect(request, &CAPI::signalFailure, this, &CRunAptGet::onSourcesFailure);
+    request->m_bHasTree = m_bInRun || m_bHasTree;
     m_pSources = request;
     request->Execute();
     return true;
@@ -115,6 +117,16 @@ void CRunAptGet::onRunAptGetUpdate(bool deps)
 void CRunAptGet::RunUpdate(bool deps)
 {
     SetRefreshPending(deps, true);
+    TreeLock tree(m_sAptGetDir);
+    if (m_bInRun || m_bHasTree || tree.Borrow() || TakeTree(tree))
+        RunUpdateOnTree(deps);
+    else
+        onSourcesFailure(Failure(), FailureSentence(), QString());
+}
+
+void CRunAptGet::RunUpdateOnTree(bool deps)
+{
+    const TreeLock::Work work;
     CRun update(SystemPath(QStringLiteral("/usr/bin/vos-apt-get")),
                 QString::fromStdString("update" + AptGetOptions(deps)), true);
     m_pRefresh = &update;

@@ -45,6 +45,7 @@ std::string TreeProblem(const std::string& path)
 
 TreeLock* TreeLock::m_holder = nullptr;
 int TreeLock::m_works = 0;
+bool TreeLock::m_lent = false;
 
 bool TreeLock::TryTake()
 {
@@ -96,8 +97,20 @@ bool TreeLock::Take(const Say& say, const GiveUp& giveUp)
     return true;
 }
 
+bool TreeLock::Borrow()
+{
+    if (!m_lent || !IsAroundUs())
+        return false;
+    m_lent = false;
+    m_borrowed = true;
+    return m_taken = true;
+}
+
 void TreeLock::Release()
 {
+    if (m_borrowed)
+        m_lent = true;
+    m_borrowed = false;
     if (m_holder == this)
         m_holder = nullptr;
     if (m_fd >= 0)

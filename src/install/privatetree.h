@@ -41,6 +41,10 @@ public:
     // inside the transaction that holds the lock.
     bool Take(const Say& say, const GiveUp& giveUp);
 
+    // Takes the lock from the transaction around us while that lends it (Loan), and
+    // gives it back with the release.
+    bool Borrow();
+
     void Release();
     bool IsTaken() const { return m_taken; }
 
@@ -61,14 +65,26 @@ public:
         Work& operator=(const Work&) = delete;
     };
 
+    // The holder calls somebody whose work on the tree is a part of its own.
+    class Loan
+    {
+    public:
+        explicit Loan(bool lend = true) { m_lent = lend; }
+        ~Loan() { m_lent = false; }
+        Loan(const Loan&) = delete;
+        Loan& operator=(const Loan&) = delete;
+    };
+
 private:
     bool IsAroundUs() const;
 
     static TreeLock* m_holder; // of this process
     static int m_works;
+    static bool m_lent;
 
     std::string m_path;
     bool m_taken = false;
+    bool m_borrowed = false;
     int m_fd = -1;
     int m_loopLevel = 0; // of nested event loops, where it was taken
 };

@@ -11,6 +11,9 @@
 #include <QElapsedTimer>
 #include <QRandomGenerator>
 #include <QtTest>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
 
 class SourcesListTest : public QObject
 {
@@ -49,6 +52,49 @@ private:
         return changed;
     }
 
+    // What another program does that works on the private tree.
+    class OtherProgram
+    {
+    public:
+        OtherProgram()
+        {
+            CRunAptGet::CreateAptGetDirs();
+            const QString lock = QDir::homePath() + QStringLiteral("/.vos-apt-get/lock");
+            m_fd = open(QFile::encodeName(lock).constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+            const QByteArray name = "other 12\n";
+            if (m_fd < 0 || flock(m_fd, LOCK_EX | LOCK_NB) != 0 || ftruncate(m_fd, 0) != 0
+                || ::write(m_fd, name.data(), size_t(name.size())) < 0)
+                qFatal("the test cannot lock the tree");
+        }
+        ~OtherProgram() { end(); }
+        OtherProgram(const OtherProgram&) = delete;
+        OtherProgram& operator=(const OtherProgram&) = delete;
+        void end()
+        {
+            if (m_fd >= 0)
+                close(m_fd);
+            m_fd = -1;
+        }
+
+    private:
+        int m_fd = -1;
+    };
+
+    const QByteArray oneList
+        = "<agentfunction resultcode=\"OK\"><list type=\"dep\"><entry timestamp=\"1\">"
+          "deb http://h/a ./</entry></list></agentfunction>";
+    // Runs a request; returns why it failed, and whether it succeeded.
+    static QStringList outcome(CAPIGetSourcesList* request)
+    {
+        QStringList events;
+        connect(request, &CAPI::signalFailure, qApp,
+                [&events](AgentError::Code code) { events << AgentError::Name(code); });
+        connect(request, &CAPI::APIComplete, qApp,
+                [&events](bool ok) { events << QString::number(ok); });
+        request->Execute();
+        return events;
+    }
+
 private slots:
     void initTestCase()
     {
@@ -58,6 +104,7 @@ private slots:
     void init()
     {
         QDir(QDir::homePath() + QStringLiteral("/.vos-apt-get")).removeRecursively();
+        m_frontEnd = ScriptedFrontEnd();
         m_frontEnd.forget();
     }
 
@@ -303,6 +350,118 @@ private slots:
         // Nothing changes the second time.
         runner.update(true);
         QCOMPARE(m_frontEnd.calls().size(), 1);
+    }
+
+    void listWaitsForTheEndOfAnInstallAndSaysForWhom()
+    {
+        write(true, "deb http://h/old ./  #1\n");
+        OtherProgram other;
+        m_server.answer("/s", ScriptedServer::http(oneList));
+        auto* request = new CAPIGetSourcesList(true, true);
+        QStringList waits;
+        QByteArray meanwhile;
+        connect(request, &CAPIGetSourcesList::signalWaitingFor, qApp, [&](const std::string& text) {
+            waits << QString::fromStdString(text);
+            QTimer::singleShot(50, qApp, [&] {
+                meanwhile = contents(true);
+                other.end();
+            });
+        });
+        QVERIFY(request->Execute());
+        QCOMPARE(waits,
+                 QStringList(QStringLiteral(
+                     "Waiting for another installation to end: other (process 12)")));
+        QCOMPARE(meanwhile, QByteArray("deb http://h/old ./  #1\n"));
+        QCOMPARE(contents(true), QByteArray("deb http://h/a ./  #1\n"));
+    }
+
+    void waitOfAListEndsWhenTransfersAreAborted()
+    {
+        const OtherProgram other;
+        m_server.answer("/s", ScriptedServer::http(oneList));
+        auto* request = new CAPIGetSourcesList(true, true);
+        connect(request, &CAPIGetSourcesList::signalWaitingFor, qApp,
+                [] { QTimer::singleShot(0, qApp, [] { CAPI::AbortTransfers(); }); });
+        QCOMPARE(outcome(request),
+                 (QStringList{ QStringLiteral("cancelled"), QStringLiteral("0") }));
+        QCOMPARE(contents(true), QByteArray("<none>"));
+    }
+
+    void listInsideARunIsRefusedAndTheRunGoesOn()
+    {
+        m_server.answer("/s", ScriptedServer::http(oneList));
+        m_frontEnd.install(QStringLiteral("vos-apt-get"),
+                           "case \" $* \" in *' install '*) echo 'Setting up foo (1) ...';; esac");
+        CRunAptGet runner;
+        QStringList events;
+        connect(&runner, &CRunAptGet::signalBeginInstall, qApp,
+                [&] { events = outcome(new CAPIGetSourcesList(true, true)); });
+        QCOMPARE(runner.Run('A', "foo", false, false), 0);
+        QCOMPARE(events, (QStringList{ QStringLiteral("lock-held"), QStringLiteral("0") }));
+        QCOMPARE(contents(true), QByteArray("<none>"));
+    }
+
+    void runThatHasTheTreeRefreshesWithoutAWait()
+    {
+        m_server.answer("/s", ScriptedServer::http(oneList));
+        CRunAptGet runner;
+        int waits = 0;
+        connect(&runner, &CRunAptGet::signalWaitingFor, qApp, [&waits] { ++waits; });
+        QCOMPARE(runner.Run('D', "foo", false, false), 0);
+        QCOMPARE(waits, 0);
+        QCOMPARE(contents(true), QByteArray("deb http://h/a ./  #1\n"));
+        QVERIFY(m_frontEnd.calls().first().startsWith(QLatin1String("vos-apt-get update")));
+    }
+
+    void refreshOfItsOwnWaitsForTheEndOfAnInstall()
+    {
+        OtherProgram other;
+        CRunAptGet runner;
+        QStringList meanwhile;
+        int waits = 0;
+        connect(&runner, &CRunAptGet::signalWaitingFor, qApp, [&] {
+            ++waits;
+            QTimer::singleShot(50, qApp, [&] {
+                meanwhile = m_frontEnd.calls();
+                other.end();
+            });
+        });
+        runner.onRunAptGetUpdate(true);
+        QCOMPARE(waits, 1);
+        QCOMPARE(meanwhile, QStringList());
+        QCOMPARE(m_frontEnd.calls().size(), 1);
+    }
+
+    void refreshThatIsRefusedIsAskedForByTheNextList()
+    {
+        const OtherProgram other;
+        CRunAptGet runner;
+        runner.RefuseWhenBusy(true);
+        runner.onRunAptGetUpdate(true);
+        QCOMPARE(m_frontEnd.calls(), QStringList());
+        QCOMPARE(runner.Failure(), AgentError::LockHeld);
+        QVERIFY(QFile::exists(file(true) + QStringLiteral(".refresh")));
+    }
+
+    // A refresh in a slot of the request has the tree of the request, and nobody else
+    // has it meanwhile.
+    void refreshInASlotOfTheListIsPartOfIt()
+    {
+        m_server.answer("/s", ScriptedServer::http(oneList));
+        m_frontEnd.install(QStringLiteral("vos-apt-get"), "sleep 0.2");
+        CRunAptGet runner, third;
+        QList<int> results;
+        auto* request = new CAPIGetSourcesList(true, true);
+        connect(request, &CAPIGetSourcesList::signalSourcesListModified, qApp, [&](bool deps) {
+            QTimer::singleShot(0, qApp, [&] { results << third.Run('A', "foo", false, false); });
+            runner.onRunAptGetUpdate(deps);
+        });
+        QVERIFY(request->Execute());
+        QCOMPARE(results, QList<int>{ 127 });
+        QCOMPARE(third.Failure(), AgentError::LockHeld);
+        QCOMPARE(m_frontEnd.calls().size(), 1);
+        // It is free afterwards.
+        QCOMPARE(third.Run('A', "foo", false, false), 0);
     }
 
     void unwritableHomeIsTracedNotFatal()
