@@ -11,9 +11,28 @@
 #include <QElapsedTimer>
 #include <QTimer>
 #include <QtTest>
+#include <cerrno>
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/syscall.h>
 #include <unistd.h>
+#include <utility>
+
+namespace
+{
+
+// The next sync fails, once, as the system reports an error.
+bool nextSyncFails = false;
+
+} // namespace
+
+extern "C" Q_DECL_EXPORT int fsync(int fd)
+{
+    if (!std::exchange(nextSyncFails, false))
+        return int(syscall(SYS_fsync, fd));
+    errno = EIO;
+    return -1;
+}
 
 namespace
 {
@@ -199,6 +218,21 @@ private slots:
         QVERIFY(update->run(Whole("new")));
         QCOMPARE(seen, QByteArray("old"));
         QCOMPARE(VersionOfWhole(), QByteArray("new"));
+    }
+
+    // -- the disk
+
+    void anErrorThatIsReportedOnceLeavesTheOldCatalog()
+    {
+        QVERIFY(Process(Whole("old")));
+        const LoggedLines log;
+        const std::unique_ptr<WatchedUpdate> update(new WatchedUpdate);
+        update->whileFilling = [] { nextSyncFails = true; };
+        QVERIFY(!update->run(Whole("new", 6000)));
+        QVERIFY(!nextSyncFails);
+        QVERIFY(log.text().contains("cannot be written out"));
+        QCOMPARE(VersionOfWhole(), QByteArray("old"));
+        QVERIFY(Process(Whole("later")));
     }
 
     // -- two processes

@@ -13,8 +13,28 @@
 #include <QDomDocument>
 #include <QRandomGenerator>
 #include <QtTest>
+#include <cerrno>
 #include <csignal>
+#include <sys/syscall.h>
 #include <sys/wait.h>
+#include <unistd.h>
+#include <utility>
+
+namespace
+{
+
+// The next sync of data fails, once, as the system reports an error.
+bool nextSyncFails = false;
+
+} // namespace
+
+extern "C" Q_DECL_EXPORT int fdatasync(int fd)
+{
+    if (!std::exchange(nextSyncFails, false))
+        return int(syscall(SYS_fdatasync, fd));
+    errno = EIO;
+    return -1;
+}
 
 namespace
 {
@@ -324,6 +344,18 @@ private slots:
         QVERIFY(!saved);
         QCOMPARE(ReadDataFile(kFile), QByteArray("old"));
         QCOMPARE(DataFiles(), QStringList(kFile));
+    }
+
+    void errorOfTheDiskThatIsReportedOnceLeavesTheOldFile()
+    {
+        Save("<old/>");
+        const QByteArray old = ReadDataFile(kFile);
+        nextSyncFails = true;
+        Save(Large('b', 20000));
+        QVERIFY(!nextSyncFails);
+        QCOMPARE(ReadDataFile(kFile), old);
+        Save(Large('b', 20000));
+        QVERIFY(ReadDataFile(kFile).size() > 1024 * 1024);
     }
 
     void roomForExactlyTheFileIsEnough()
