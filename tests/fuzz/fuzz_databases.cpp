@@ -16,6 +16,7 @@
 #include "store/indexfile.h"
 #include "store/indexpage.h"
 
+#include <cstring>
 #include <sstream>
 
 using namespace Agent;
@@ -104,6 +105,18 @@ void UseCatalog(CCatalogFile& catalog, unsigned what, int number)
     }
 }
 
+// Without a bound: each key is below the one before, so that no damage makes the walk
+// a ring.
+void WalkBackInTime(CRUFile& list)
+{
+    char key[keyRoom], before[keyRoom] = "";
+    for (bool more = list.FindLastAccessedItem(); more; more = list.FindPrevAccessedItem()) {
+        list.MakeKey(key, 0);
+        Demand(!*before || tacompkeys(key, before, 0, 0, 0) < 0, "the keys descend");
+        std::strcpy(before, key);
+    }
+}
+
 void UseList(CRUFile& list, unsigned what, int number)
 {
     int steps = 0;
@@ -112,8 +125,7 @@ void UseList(CRUFile& list, unsigned what, int number)
         list.DeleteRecord(number);
         break;
     case 1:
-        for (bool more = list.FindLastAccessedItem(); more && steps < mostSteps; ++steps)
-            more = list.FindPrevAccessedItem();
+        WalkBackInTime(list);
         break;
     case 2:
         for (bool more = list.FindFirstByDescription(); more && steps < mostSteps; ++steps)
