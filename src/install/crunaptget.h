@@ -232,7 +232,7 @@ private:
     AgentError::Code m_nRefreshFailure = AgentError::NoFailure;
     QString m_sRefreshFailure;
     bool m_bHasTree = false; // runs are part of a transaction that has the tree
-    bool m_bInRun = false;   // a run is under way, which has the tree
+    bool m_bInRun = false; // a run is under way, which has the tree
     Agent::FrontEndChild* m_pChild = nullptr; // the front end, while it runs
     CRun* m_pRefresh = nullptr; // the front end's "update", while it runs
     QPointer<CAPI> m_pSources; // the request for the sources
