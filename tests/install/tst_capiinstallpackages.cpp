@@ -281,7 +281,7 @@ private slots:
 
     void firstProgramThatCanBeStartedIsOfferedAndOnlySoundOnesAreRecorded()
     {
-        const auto program = [this](const char* name) {
+        const auto program = [](const char* name) {
             const QString path = SystemPath(QLatin1String("/usr/bin/") + QLatin1String(name));
             QFile file(path);
             QVERIFY(file.open(QIODevice::WriteOnly));

