@@ -101,7 +101,7 @@ void IndexRecovery::AddUnreadable(std::uint32_t number, RecoveredIndex* found)
 void IndexRecovery::AddShort(std::uint32_t number, int claimed, int real, RecoveredIndex* found)
 {
     const std::string name = "page " + Number(number);
-    // Whether its count is wrong or items are gone cannot be told.
+    // Nothing shows whether its count is wrong or items are gone.
     if (real < claimed)
         found->losses.push_back(name + " counts " + Count(claimed, "item") + " and has only "
                                 + Number(real));
@@ -117,7 +117,7 @@ void IndexRecovery::AddShort(std::uint32_t number, int claimed, int real, Recove
 
 // Of the slots after a page's last item those with items that would be in order
 // there and are in no other page: it once counted more of them. An older program
-// may have left them when it deleted them; that cannot be told apart.
+// may have left them when it deleted them; nothing shows which it was.
 std::vector<IndexEntry> IndexRecovery::FittingSlots(std::uint32_t number, const IndexPage& page,
                                                     const std::vector<IndexEntry>& entries)
 {
