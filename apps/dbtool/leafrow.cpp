@@ -17,6 +17,9 @@ namespace DbTool
 void LeafRow::AddPage(std::uint32_t number, bool isLeaf, const std::vector<IndexEntry>& items)
 {
     m_leafCount += isLeaf;
+    const auto notBefore = [](const IndexEntry& a, const IndexEntry& b) { return !Before(a, b); };
+    if (std::adjacent_find(items.begin(), items.end(), notBefore) != items.end())
+        m_disordered.insert(number);
     for (const IndexEntry& item : items)
         m_places.push_back({ item, isLeaf ? number : 0 });
 }
@@ -56,7 +59,8 @@ std::string LeafRow::Name(std::size_t rank) const
 }
 
 // A leaf is one stretch of the row. One that is not has a damaged key, or is made of
-// two, or has another page's damaged key among its own.
+// two, or has another page's damaged key among its own. In a page whose items are not
+// in order, some of them may even have become equal, and then the row shows no stretch.
 void LeafRow::FindDoubts(Gaps* found) const
 {
     struct Stretch {
@@ -70,11 +74,14 @@ void LeafRow::FindDoubts(Gaps* found) const
             at->second.isBroken = at->second.isBroken || (!isNew && at->second.last + 1 < rank);
             at->second.last = rank;
         }
+    std::set<std::uint32_t> doubtful = m_disordered;
     for (const auto& [leaf, stretch] : stretches)
         if (stretch.isBroken)
-            found->doubts.push_back("the items of page " + Number(leaf)
-                                    + " do not follow each other: a key in it or between them may "
-                                      "be damaged");
+            doubtful.insert(leaf);
+    for (const std::uint32_t page : doubtful)
+        found->doubts.push_back("the items of page " + Number(page)
+                                + " do not follow each other: a key in it or between them may be "
+                                  "damaged");
 }
 
 // What is missing before one item of the row; the one after the last is its end.

@@ -13,6 +13,7 @@
 #include "store/storecheck.h"
 
 #include <cstdint>
+#include <set>
 #include <vector>
 
 namespace DbTool
@@ -24,7 +25,7 @@ using Agent::IndexEntry;
 class LeafRow
 {
 public:
-    // All items of a page in any order. Pages may be given twice.
+    // All items of a page, as they stand in it. Pages may be given twice.
     void AddPage(std::uint32_t number, bool isLeaf, const std::vector<IndexEntry>& items);
 
     struct Gaps {
@@ -55,6 +56,7 @@ private:
     std::vector<Place> m_places;
     std::vector<IndexEntry> m_entries;
     std::vector<Leaves> m_leaves; // of each entry
+    std::set<std::uint32_t> m_disordered; // pages whose items are not in order
     std::size_t m_leafCount = 0;
 };
 

@@ -188,6 +188,7 @@ private slots:
 
     void LostItemsAreNeverKeptBack_data();
     void LostItemsAreNeverKeptBack();
+    void ItemsThatBecameEqualAreNamed();
     void TheDataFileBesideTheIndexRestoresAll_data();
     void TheDataFileBesideTheIndexRestoresAll();
     void TheDataFileIsFoundWhereLinksLead();
@@ -362,6 +363,30 @@ void TestDbtoolDamage::LostItemsAreNeverKeptBack()
         }
     }
     qInfo("%d restored, %d partly", whole, partly);
+}
+
+// Of a part of a leaf that is full of one small key, the row of all items shows
+// nothing: it is the page that is out of order.
+void TestDbtoolDamage::ItemsThatBecameEqualAreNamed()
+{
+    IndexFile* const index = MakeIndex(0, Native("a.idx").c_str(), keyLength, true);
+    char key[keyLength + 1];
+    for (std::uint32_t i = 1; i <= 200; ++i) {
+        std::snprintf(key, sizeof key, "%05u-Key", i);
+        QCOMPARE(AddKey(index, &i, key), 0);
+    }
+    CloseIndex(index);
+    QByteArray bytes = Bytes("a.idx");
+    const int first = PackedLength(keyLength) + 8;
+    constexpr int slot = keyLength + 9;
+    const QByteArray small = bytes.mid(first, slot).replace(8, 5, "-Key\0", 5);
+    for (int i = 10; i < 20; ++i)
+        bytes.replace(first + i * slot, slot, small);
+    SetBytes("a.idx", bytes);
+    const Result repair = Run("repair index @a.idx -k 12 -d -o @new.idx");
+    QCOMPARE(repair.status, 1);
+    QVERIFY2(repair.out.contains("the items of page 1 do not follow each other"),
+             qPrintable(repair.out));
 }
 
 void TestDbtoolDamage::Save(CCatalogFile& catalog, int serial, const char* package)
