@@ -4,17 +4,19 @@
 #include "debianindex.h"
 
 #include "options.h"
-#include "packagename.h"
-#include "packedfile.h"
 #include "stanza.h"
-#include "storeerror.h"
 #include "storefile.h"
 #include "text.h"
 
 #include <algorithm>
 #include <apt-pkg/deblistparser.h>
 #include <apt-pkg/debversion.h>
+#include <apt-pkg/error.h>
+#include <apt-pkg/fileutl.h>
+#include <cstdint>
+#include <fstream>
 #include <strings.h>
+#include <sys/stat.h>
 #include <unordered_map>
 #include <unordered_set>
 
@@ -26,6 +28,63 @@ const std::size_t kLongestSection = 60;
 const std::size_t kLongestHomepage = 256;
 const std::size_t kLongestDescription = 16 * 1024;
 const std::size_t kReasonsKept = 10;
+
+// What apt has to say about a failure, in one line.
+[[noreturn]] void FailWithAptError(const std::string& file)
+{
+    std::string text, line;
+    while (!_error->empty()) {
+        _error->PopMessage(line);
+        text += ": " + line;
+    }
+    throw StoreError(file + text);
+}
+
+bool EndsWith(const std::string& text, const std::string& end)
+{
+    return text.size() >= end.size()
+        && text.compare(text.size() - end.size(), end.size(), end) == 0;
+}
+
+// apt reads a gzip file that is cut short to its end and says nothing. Such a
+// file ends with the size of what is in it, in four bytes.
+void CheckGzipSize(const std::string& file, std::size_t size)
+{
+    std::ifstream packed(file, std::ios::binary);
+    unsigned char end[4] = {};
+    packed.seekg(-4, std::ios::end).read(reinterpret_cast<char*>(end), sizeof end);
+    const std::uint32_t told = end[0] | end[1] << 8 | end[2] << 16 | std::uint32_t(end[3]) << 24;
+    if (!packed || told != std::uint32_t(size))
+        throw StoreError(file + ": the file is cut short, or packed in several pieces");
+}
+
+// The text of a file; one whose name ends in .gz, .xz, .lz4, .zst or .bz2 is
+// unpacked. Throws StoreError, naming the file, when it cannot be read whole or
+// its text is over `largest` bytes.
+std::string ReadPackedFile(const std::string& file, std::size_t largest)
+{
+    struct stat info = {};
+    if (stat(file.c_str(), &info) == 0 && !S_ISREG(info.st_mode))
+        throw StoreError(file + ": this is no file");
+    FileFd packed;
+    if (!packed.Open(file, FileFd::ReadOnly, FileFd::Extension))
+        FailWithAptError(file);
+    std::string text;
+    const std::size_t step = 1024 * 1024;
+    for (unsigned long long got = step; got > 0;) {
+        const std::size_t have = text.size();
+        text.resize(have + step);
+        if (!packed.Read(&text[have], step, &got))
+            FailWithAptError(file);
+        text.resize(have + got);
+        if (text.size() > largest)
+            throw StoreError(file + ": there is more in this file than "
+                             + std::to_string(largest / 1024 / 1024) + " MB");
+    }
+    if (EndsWith(file, ".gz"))
+        CheckGzipSize(file, text.size());
+    return text;
+}
 
 // The value of a field, or an empty one.
 std::string Value(const Stanza& stanza, const char* key)

@@ -3,7 +3,8 @@
 
 #include "httpmessage.h"
 
-#include "gzip.h"
+#include "storefile.h"
+#include "text.h"
 
 #include <algorithm>
 #include <array>
@@ -11,15 +12,68 @@
 #include <boost/beast/http/empty_body.hpp>
 #include <boost/beast/http/parser.hpp>
 #include <boost/beast/http/status.hpp>
+#include <new>
+#include <regex>
+#include <sstream>
 #include <strings.h>
+#include <zlib.h>
 
 namespace http = boost::beast::http;
 
 namespace
 {
 
+using Size = std::string::size_type;
+
+const Size kMostParameters = 512;
 const std::size_t kLongestTarget = 8 * 1024;
 const std::size_t kWorthPacking = 1400; // what fits one packet anyway
+const int kGzipWindow = 15 + 16; // the largest window, in gzip's format
+const int kMemory = 8; // zlib's own default
+
+std::string Decoded(const std::string& text)
+{
+    std::string result;
+    if (!DecodePercent(text, result))
+        throw RequestError("There is an incomplete percent escape in " + Quoted(text) + '.');
+    if (result.find('\0') != std::string::npos)
+        throw RequestError("There is a zero byte in " + Quoted(text) + '.');
+    return result;
+}
+
+// Whether a client that sends this Accept-Encoding takes gzip. Nothing else is
+// offered: what packs better takes minutes for a large catalog.
+bool AcceptsGzip(const std::string& acceptEncoding)
+{
+    static const std::regex coding(R"(\s*(?:x-)?gzip\s*(?:;\s*q\s*=\s*([0-9.]+)\s*)?)",
+                                   std::regex::icase);
+    std::istringstream codings(acceptEncoding.substr(0, 1024));
+    std::string one;
+    while (std::getline(codings, one, ',')) {
+        std::smatch match;
+        if (std::regex_match(one, match, coding))
+            return !match[1].matched || std::strtod(match.str(1).c_str(), nullptr) > 0;
+    }
+    return false;
+}
+
+std::string Gzip(const std::string& text)
+{
+    z_stream stream = {};
+    if (deflateInit2(&stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, kGzipWindow, kMemory,
+                     Z_DEFAULT_STRATEGY)
+        != Z_OK)
+        throw std::bad_alloc();
+    std::string packed(deflateBound(&stream, text.size()), '\0');
+    stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(text.data()));
+    stream.avail_in = uInt(text.size());
+    stream.next_out = reinterpret_cast<Bytef*>(packed.data());
+    stream.avail_out = uInt(packed.size());
+    deflate(&stream, Z_FINISH); // all at once, since there is room for the worst case
+    packed.resize(stream.total_out);
+    deflateEnd(&stream);
+    return packed;
+}
 
 // The status that the parser's error stands for.
 int StatusOf(const boost::beast::error_code& error)
@@ -63,6 +117,32 @@ void Pack(const HttpRequest& request, HttpReply& reply)
 }
 
 } // namespace
+
+Query::Query(const std::string& text)
+{
+    for (Size start = 0; start < text.size();) {
+        const Size end = std::min(text.find('&', start), text.size());
+        const std::string parameter = text.substr(start, end - start);
+        start = end + 1;
+        if (parameter.empty())
+            continue;
+        if (m_parameters.size() == kMostParameters)
+            throw RequestError("The request has more than 512 parameters.");
+        const Size equals = std::min(parameter.find('='), parameter.size());
+        const std::string raw = parameter.substr(std::min(equals + 1, parameter.size()));
+        m_parameters.push_back({ Decoded(parameter.substr(0, equals)), { Decoded(raw), raw } });
+    }
+}
+
+std::vector<Query::Value> Query::values(const std::string& name) const
+{
+    std::vector<Value> result;
+    for (const Parameter& parameter : m_parameters) {
+        if (parameter.name == name)
+            result.push_back(parameter.value);
+    }
+    return result;
+}
 
 std::size_t HttpRequest::count(const std::string& name) const
 {

@@ -3,11 +3,10 @@
 
 #include "httpserver.h"
 
-#include "agentfunction.h"
 #include "connection.h"
-#include "listener.h"
-#include "poolfile.h"
-#include "storeerror.h"
+#include "functions.h"
+#include "pool.h"
+#include "storefile.h"
 #include "text.h"
 
 #include <boost/asio/post.hpp>
@@ -16,6 +15,10 @@
 #include <chrono>
 #include <csignal>
 #include <iostream>
+#include <memory>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <thread>
 
@@ -25,6 +28,61 @@ namespace
 const std::size_t kThreads = 64;
 const std::size_t kMostConnections = 512; // those that wait for a thread included
 const char xmlType[] = "text/xml; charset=UTF-8";
+
+using Addresses = std::unique_ptr<addrinfo, decltype(&freeaddrinfo)>;
+
+Addresses Find(const std::string& address, int port)
+{
+    addrinfo hints = {};
+    hints.ai_socktype = SOCK_STREAM;
+    hints.ai_flags = AI_PASSIVE;
+    addrinfo* found = nullptr;
+    const std::string service = std::to_string(port);
+    if (getaddrinfo(address.c_str(), service.c_str(), &hints, &found) != 0)
+        found = nullptr;
+    return { found, freeaddrinfo };
+}
+
+// Accepted connections take the options over. A port that another server listens at
+// stays its own.
+FileHandle ListenAt(const addrinfo& address, int waiting)
+{
+    FileHandle socket(
+        ::socket(address.ai_family, address.ai_socktype | SOCK_CLOEXEC, address.ai_protocol));
+    const int yes = 1;
+    if (!socket || setsockopt(socket.fd(), SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes) != 0
+        || setsockopt(socket.fd(), IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes) != 0
+        || bind(socket.fd(), address.ai_addr, address.ai_addrlen) != 0
+        || listen(socket.fd(), waiting) != 0)
+        return FileHandle();
+    return socket;
+}
+
+// Listens at a name or number of this machine, and at `port`, or a free one for 0;
+// `waiting` connections may be there before one is accepted. No handle when that
+// failed, with errno, or errno 0 where the address is not of this machine.
+FileHandle Listen(const std::string& address, int port, int waiting)
+{
+    const Addresses addresses = Find(address, port);
+    errno = 0;
+    for (const addrinfo* one = addresses.get(); one; one = one->ai_next) {
+        FileHandle socket = ListenAt(*one, waiting);
+        if (socket)
+            return socket;
+    }
+    return FileHandle();
+}
+
+int PortOf(const FileHandle& listener)
+{
+    sockaddr_storage address = {};
+    socklen_t size = sizeof address;
+    if (getsockname(listener.fd(), reinterpret_cast<sockaddr*>(&address), &size) != 0)
+        return 0;
+    const auto* v6 = reinterpret_cast<const sockaddr_in6*>(&address);
+    const auto* v4 = reinterpret_cast<const sockaddr_in*>(&address);
+    return ntohs(address.ss_family == AF_INET6 ? v6->sin6_port : v4->sin_port);
+}
 
 } // namespace
 
@@ -155,15 +213,7 @@ void HttpServer::handle(const HttpRequest& request, HttpReply& reply)
 void HttpServer::callFunction(const std::string& path, const std::string& query,
                               const HttpRequest& request, HttpReply& reply)
 {
-    AgentFunction::Handler handler = nullptr;
-    const std::string folder = AgentFunction::path();
-    if (path == "/getagentapi.php") {
-        handler = AnswerDirectory;
-    } else if (path.rfind(folder, 0) == 0) {
-        const auto function = AgentFunction::all().find(path.substr(folder.size()));
-        if (function != AgentFunction::all().end())
-            handler = function->second;
-    }
+    const Handler handler = FindFunction(path);
     if (!handler) {
         reply.status = 404;
         return;

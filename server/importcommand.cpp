@@ -6,7 +6,7 @@
 #include "importedstore.h"
 #include "options.h"
 #include "store.h"
-#include "storeerror.h"
+#include "storefile.h"
 #include "text.h"
 
 #include <getopt.h>

@@ -5,7 +5,6 @@
 
 #include "replacement.h"
 #include "stanza.h"
-#include "storeerror.h"
 #include "text.h"
 
 #include <cerrno>

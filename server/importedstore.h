@@ -15,7 +15,7 @@
 #pragma once
 
 #include "debianindex.h"
-#include "products.h"
+#include "shelves.h"
 #include "storefile.h"
 
 struct ImportResult {

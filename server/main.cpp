@@ -7,7 +7,7 @@
 #include "importcommand.h"
 #include "options.h"
 #include "store.h"
-#include "storeerror.h"
+#include "storefile.h"
 
 #include <cerrno>
 #include <chrono>

@@ -3,8 +3,6 @@
 
 #include "replacement.h"
 
-#include "storeerror.h"
-
 #include <cerrno>
 #include <cstdio>
 #include <cstring>

@@ -3,7 +3,7 @@
 
 #include "stanza.h"
 
-#include "storeerror.h"
+#include "storefile.h"
 #include "text.h"
 
 #include <algorithm>
@@ -100,7 +100,8 @@ const std::string& Required(const Stanza& stanza, const char* key, const std::st
 {
     const Field* field = stanza.find(key);
     if (!field || field->value.empty())
-        FailAt(path, field ? field->line : stanza.line, std::string("there is no ") + key + " here");
+        FailAt(path, field ? field->line : stanza.line,
+               std::string("there is no ") + key + " here");
     return field->value;
 }
 

@@ -3,15 +3,27 @@
 
 #include "store.h"
 
-#include "storeerror.h"
-
 #include <cerrno>
 #include <cstring>
+#include <ctime>
 #include <dirent.h>
+#include <fcntl.h>
 #include <unistd.h>
 
 namespace
 {
+
+const off_t kMostRegistrations = 64 * 1024 * 1024; // bytes
+
+std::string Now()
+{
+    const std::time_t now = std::time(nullptr);
+    std::tm utc;
+    char text[32] = "";
+    if (gmtime_r(&now, &utc))
+        std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &utc);
+    return text;
+}
 
 std::vector<std::string> RepositoryNames(const std::string& pool)
 {
@@ -39,7 +51,8 @@ bool IsRepositoryName(const std::string& name)
 Store::Store(const std::string& folder)
     : m_folder(folder), m_pool(folder + "/pool"), m_products(folder, "products", ParseProducts),
       m_sources(folder, "sources", ParseSources), m_updates(folder, "updates", ParseUpdates),
-      m_shelves(folder)
+      m_categories(folder, "categories", ParseCategories), m_aisles(folder, "aisles", ParseAisles),
+      m_profile(folder, "profile", ParseProfile)
 {
 }
 
@@ -48,14 +61,16 @@ void Store::check()
     products();
     sources();
     updates();
-    m_shelves.check();
+    categories();
+    aisles();
+    profile();
     for (const auto& [name, index] : repositories())
         archivesOf(name);
 }
 
-std::map<std::string, std::shared_ptr<const PackageIndex>> Store::repositories()
+Repositories Store::repositories()
 {
-    std::map<std::string, std::shared_ptr<const PackageIndex>> result;
+    Repositories result;
     const std::vector<std::string> names = RepositoryNames(m_pool);
     const std::lock_guard<std::mutex> lock(m_mutex);
     for (const std::string& name : names) {
@@ -76,4 +91,22 @@ std::string Store::archivesOf(const std::string& repository)
         location = std::make_unique<CachedFile<std::string>>(m_pool, repository + "/Location",
                                                              ParseLocation);
     return *location->getIfThere();
+}
+
+void Store::addRegistration(const std::string& id) const
+{
+    const std::string name = m_folder + "/registrations";
+    const FileHandle file(
+        open(name.c_str(), O_WRONLY | O_APPEND | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC));
+    if (!file && errno == ENOENT)
+        return;
+    struct stat info = {};
+    if (!file || fstat(file.fd(), &info) != 0)
+        throw StoreError(name + ": " + std::strerror(errno));
+    if (!S_ISREG(info.st_mode) || info.st_size >= kMostRegistrations)
+        throw StoreError(name + ": this is no file, or it is full");
+    // One call, so that lines of several threads do not mix.
+    const std::string line = Now() + ' ' + id + '\n';
+    if (write(file.fd(), line.data(), line.size()) != ssize_t(line.size()))
+        throw StoreError(name + ": a registration could not be written");
 }

@@ -3,32 +3,30 @@
 
 // A store: the folder with its files, read again whenever they change.
 //
-//     products              the products                        (products.h)
-//     sources               the sources lists                   (sources.h)
-//     categories, aisles, profile   how it presents them, if there  (shelves.h)
-//     updates               the updates of the system, if any   (updates.h)
-//     registrations         is written to, if it is there       (registrations.h)
-//     pool/NAME/Packages    the index of the repository NAME    (packageindex.h)
-//     pool/NAME/Location    where its archives are, if not here (location.h)
+//     products              the products
+//     sources               the sources lists
+//     updates               the updates of the system, if any
+//     categories, aisles, profile   how it presents its products, if there
+//     registrations         is written to, if it is there
+//     pool/NAME/Packages    the index of the repository NAME
+//     pool/NAME/Location    where its archives are, if not here
 //     pool/NAME/...         its archives
 //
-// All functions may be called from several threads, and throw StoreError when
-// what they need is missing or broken.
+// shelves.h reads the first six, pool.h the pool. All functions may be called from
+// several threads, and throw StoreError when what they need is missing or broken.
 
 #pragma once
 
-#include "location.h"
-#include "packageindex.h"
-#include "products.h"
+#include "pool.h"
 #include "shelves.h"
-#include "sources.h"
 #include "storefile.h"
-#include "updates.h"
 
 #include <map>
 #include <memory>
 #include <string>
 #include <vector>
+
+using Repositories = std::map<std::string, std::shared_ptr<const PackageIndex>>;
 
 // The names a repository's folder may have: they stand in URLs.
 bool IsRepositoryName(const std::string& name);
@@ -43,19 +41,29 @@ public:
 
     std::shared_ptr<const Products> products() { return m_products.get(); }
     std::shared_ptr<const std::vector<SourcesList>> sources() { return m_sources.get(); }
-    // None where the file is missing.
+    // Each of these is empty where the file is missing.
     std::shared_ptr<const Updates> updates() { return m_updates.getIfThere(); }
-
-    Shelves& shelves() { return m_shelves; }
+    std::shared_ptr<const Categories> categories() { return m_categories.getIfThere(); }
+    std::shared_ptr<const Aisles> aisles() { return m_aisles.getIfThere(); }
+    std::shared_ptr<const Profile> profile() { return m_profile.getIfThere(); }
 
     // The repositories by the names of their folders: those that have an index.
-    std::map<std::string, std::shared_ptr<const PackageIndex>> repositories();
+    Repositories repositories();
 
     // The address that the archives of a repository are kept at; empty where
     // they are in this pool.
     std::string archivesOf(const std::string& repository);
 
-    const std::string& folder() const { return m_folder; }
+    // Appends a line to `registrations`, where there is such a file: whoever wants the
+    // lines makes it, empty. Each is of a machine that said which system builder it comes
+    // from,
+    //
+    //     2026-01-31T12:00:00Z 0000000042
+    //
+    // `id` is text without line ends. Throws StoreError too when the file has reached its
+    // limit of 64 MB.
+    void addRegistration(const std::string& id) const;
+
     const std::string& poolFolder() const { return m_pool; }
 
 private:
@@ -64,7 +72,9 @@ private:
     CachedFile<Products> m_products;
     CachedFile<std::vector<SourcesList>> m_sources;
     CachedFile<Updates> m_updates;
-    Shelves m_shelves;
+    CachedFile<Categories> m_categories;
+    CachedFile<Aisles> m_aisles;
+    CachedFile<Profile> m_profile;
     std::mutex m_mutex; // for the maps, not for what is in them
     std::map<std::string, std::unique_ptr<CachedFile<PackageIndex>>> m_indexes;
     std::map<std::string, std::unique_ptr<CachedFile<std::string>>> m_locations;

@@ -3,8 +3,6 @@
 
 #include "storefile.h"
 
-#include "storeerror.h"
-
 #include <algorithm>
 #include <cerrno>
 #include <cstring>

@@ -8,8 +8,16 @@
 #include <cerrno>
 #include <memory>
 #include <mutex>
+#include <stdexcept>
 #include <string>
 #include <sys/stat.h>
+
+// A store that cannot be served: a missing file, a line that means nothing.
+// The text names the file and, where there is one, the line.
+class StoreError : public std::runtime_error
+{
+    using runtime_error::runtime_error;
+};
 
 // An open file, or none; closed with the object.
 class FileHandle

@@ -11,7 +11,11 @@ namespace
 
 using Size = std::string::size_type;
 
-const char digits[] = "0123456789ABCDEF";
+const char hexDigits[] = "0123456789ABCDEF";
+const std::string::size_type kLongestName = 128;
+const std::string digits = "0123456789";
+const std::string small = "abcdefghijklmnopqrstuvwxyz";
+const std::string capital = "ABCDEFGHIJKLMNOPQRSTUVWXYZ";
 
 bool IsPrintable(unsigned char c)
 {
@@ -58,6 +62,13 @@ std::array<bool, 256> PlainBytes()
     return plain;
 }
 
+// Whether a text begins with one of `first` and goes on with these or `more`.
+bool IsWord(const std::string& text, const std::string& first, const std::string& more)
+{
+    return !text.empty() && text.size() <= kLongestName && first.find(text[0]) != std::string::npos
+        && text.find_first_not_of(first + more) == std::string::npos;
+}
+
 } // namespace
 
 const char* TextFault(std::string_view text)
@@ -94,8 +105,8 @@ void AppendEncoded(std::string& result, const std::string& text)
         } else if (end < text.size()) {
             const auto byte = static_cast<unsigned char>(text[end]);
             result += '%';
-            result += digits[byte >> 4];
-            result += digits[byte & 15];
+            result += hexDigits[byte >> 4];
+            result += hexDigits[byte & 15];
         }
         at = end + 1;
     }
@@ -166,4 +177,14 @@ long PositiveNumber(const std::string& text)
             return 0;
     }
     return long(number);
+}
+
+bool IsPackageName(const std::string& name)
+{
+    return name.size() >= 2 && IsWord(name, small + digits, "+-.");
+}
+
+bool IsPackageVersion(const std::string& version)
+{
+    return IsWord(version, small + capital + digits, "+-.:~");
 }

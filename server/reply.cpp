@@ -1,25 +1,23 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-#include "agentfunction.h"
+#include "reply.h"
 
-#include "storeerror.h"
 #include "text.h"
-
-#include <iostream>
 
 namespace
 {
 
 const char declaration[] = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
 
-std::map<std::string, AgentFunction::Handler>& Registry()
-{
-    static std::map<std::string, AgentFunction::Handler> registry;
-    return registry;
-}
-
 } // namespace
+
+Reply::Reply() : m_xml(std::string(declaration) + "<agentfunction resultcode=\"OK\">\n") { }
+
+std::string Reply::take()
+{
+    return std::move(m_xml.append("</agentfunction>\n"));
+}
 
 void Reply::start(const std::string& name, const Attributes& attributes)
 {
@@ -65,31 +63,6 @@ void Reply::plainText(const std::string& name, const std::string& value)
     start(name, {});
     m_xml += EscapeXml(value);
     end(name);
-}
-
-AgentFunction::AgentFunction(const std::string& name, Handler handler)
-{
-    Registry().emplace(name, handler);
-}
-
-const std::map<std::string, AgentFunction::Handler>& AgentFunction::all()
-{
-    return Registry();
-}
-
-std::string Answer(AgentFunction::Handler handler, const AgentRequest& request)
-{
-    try {
-        Reply reply(std::string(declaration) + "<agentfunction resultcode=\"OK\">\n");
-        handler(request, reply);
-        return reply.take("</agentfunction>\n");
-    } catch (const RequestError& error) {
-        return FailedReply(error.what());
-    } catch (const StoreError& error) {
-        // Where the store lies on the server is no business of the client.
-        std::cerr << std::string("pakmart-storeserver: ") + error.what() + '\n';
-        return FailedReply("The store is being repaired. Please try again later.");
-    }
 }
 
 std::string FailedReply(const std::string& message)

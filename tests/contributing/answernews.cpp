@@ -1,14 +1,11 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The headlines of the store: CAPIGetNews, with the parameter "count".
+// CAPIGetNews, ?count=NUMBER: the headlines of the store.
 
-#include "server/agentfunction.h"
+#include "server/functions.h"
 
 #include <cstdlib>
-
-namespace
-{
 
 void AnswerNews(const AgentRequest& request, Reply& reply)
 {
@@ -20,7 +17,3 @@ void AnswerNews(const AgentRequest& request, Reply& reply)
             reply.text("headline", headline);
     }
 }
-
-const AgentFunction function("CAPIGetNews", AnswerNews);
-
-} // namespace

@@ -1,0 +1,33 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The functions of the server. A function is a handler and its row in the table of
+// functions.cpp; it is then served at /agent/NAME and listed in the directory.
+
+#pragma once
+
+#include "httpmessage.h"
+#include "reply.h"
+#include "store.h"
+
+#include <map>
+#include <string>
+
+struct AgentRequest {
+    const Query& query;
+    const std::string& address; // of this server as the client sees it: http://HOST:PORT
+    Store& store;
+};
+
+// Throws RequestError for what cannot be answered.
+using Handler = void (*)(const AgentRequest& request, Reply& reply);
+
+// The table: all functions by their names.
+std::map<std::string, Handler>& Functions();
+
+// The function at a path, or the directory; null where there is neither.
+Handler FindFunction(const std::string& path);
+
+// The whole reply document. What cannot be answered is a call that failed, and so is a
+// broken store.
+std::string Answer(Handler handler, const AgentRequest& request);
