@@ -3,11 +3,7 @@
 
 #include "platform/aptsettings.h"
 
-#include "platform/dpkgstatus.h"
-
-#include <cstdlib>
-#include <memory>
-#include <unistd.h>
+#include "base/dpkgstatus.h"
 
 namespace
 {
@@ -39,19 +35,6 @@ std::string Setting(const char* name, const std::string& value)
 
 } // namespace
 
-std::string PrivateRoot()
-{
-    const char* value = secure_getenv("PAKMART_SYSROOT");
-    std::string root = value ? value : "";
-    while (!root.empty() && root.back() == '/')
-        root.pop_back();
-    if (root.empty() || root[0] == '/')
-        return root;
-    // dpkg changes its folder on the way.
-    const std::unique_ptr<char, void (*)(void*)> here(getcwd(nullptr, 0), std::free);
-    return (here ? here.get() : "") + ('/' + root);
-}
-
 bool CanBeQuoted(const std::string& path)
 {
     return path.find_first_of("\"\n\\;{}") == std::string::npos;
@@ -61,7 +44,7 @@ std::string AptSettings(const std::string& root, bool ownSources, int statusFd)
 {
     std::string text = always + Setting("APT::Status-Fd", std::to_string(statusFd));
     if (ownSources)
-        text += storeSources + std::string(NativeArchitecture())
+        text += storeSources + std::string(Agent::NativeArchitecture())
             + "\";\nAPT::Architectures:: \"i386\";\n";
     if (root.empty())
         return text;

@@ -7,16 +7,13 @@
 
 #include <string>
 
-// The private root (PAKMART_SYSROOT) as an absolute path without a slash at its
-// end; empty without one. Not read in a set-user-id program.
-std::string PrivateRoot();
-
 // The text of an apt configuration file that holds before any other: no
 // prompts, patience with locks, names taken literally; with a private root,
 // everything below it and nothing of the machine's own configuration. With
 // `ownSources` the store's sources are the only ones, and they need no
 // signature: each archive is still checked against the sum in the index.
-// `statusFd` is where the machine-readable progress goes.
+// `root` is the private root, empty without one; `statusFd` is where the
+// machine-readable progress goes.
 std::string AptSettings(const std::string& root, bool ownSources, int statusFd);
 
 // Whether a path can stand in that text.

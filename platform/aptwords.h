@@ -5,11 +5,14 @@
 
 #pragma once
 
+#include "base/dpkgstatus.h"
 #include "platform/arguments.h"
-#include "platform/dpkgstatus.h"
 
 #include <string>
 #include <vector>
+
+using Agent::DpkgStatus;
+using Agent::PackageState;
 
 // The words for apt-get:
 // - an install may not take packages away unless that is allowed, and takes none

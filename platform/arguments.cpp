@@ -3,6 +3,8 @@
 
 #include "platform/arguments.h"
 
+#include "base/packagename.h"
+
 #include <algorithm>
 #include <cctype>
 #include <cstdlib>
@@ -88,13 +90,6 @@ std::string SettingWithin(const std::string& word)
     return at == None ? std::string() : word.substr(at + 1);
 }
 
-bool IsMadeOf(const std::string& text, std::string_view others)
-{
-    return !text.empty() && std::all_of(text.begin(), text.end(), [others](unsigned char c) {
-        return c < 128 && (std::isalnum(c) || others.find(char(c)) != others.npos);
-    });
-}
-
 } // namespace
 
 Arguments SortArguments(const std::vector<std::string>& words)
@@ -142,18 +137,6 @@ bool Installs(const Arguments& arguments)
                    { "install", "reinstall", "upgrade", "dist-upgrade", "full-upgrade" });
 }
 
-bool IsPlainName(const std::string& name)
-{
-    if (name.empty() || !std::isalnum(static_cast<unsigned char>(name[0])) || name.back() == '-')
-        return false;
-    const auto end = std::min(name.find_first_of(":="), name.size());
-    if (!IsMadeOf(name.substr(0, end), "+-."))
-        return false;
-    if (end == name.size())
-        return true;
-    return IsMadeOf(name.substr(end + 1), name[end] == ':' ? "-" : ".+-~:");
-}
-
 bool IsKnownPackage(const std::string& statusFile, const std::string& name)
 {
     std::ifstream status(statusFile);
@@ -168,7 +151,7 @@ bool IsKnownPackage(const std::string& statusFile, const std::string& name)
 std::string NameError(const Arguments& arguments, const std::string& statusFile)
 {
     for (const std::string& name : arguments.names) {
-        if (!IsPlainName(name))
+        if (!Agent::IsPackageWord(name))
             return "E: Not the name of a package: " + name;
         if (arguments.command != "install" && name.back() == '+'
             && !IsKnownPackage(statusFile, name))

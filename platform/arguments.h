@@ -29,11 +29,6 @@ bool ChangesPackages(const Arguments& arguments);
 // Whether packages are to come, and none asked to go.
 bool Installs(const Arguments& arguments);
 
-// Whether apt-get can only read `name` as the name of one package: it may not
-// hold a pattern, nor end as an order to remove. "+" at the end stands in real
-// names (g++), and see IsKnownPackage.
-bool IsPlainName(const std::string& name);
-
 // Whether the status file has a package of that name. A name that ends in '+'
 // is, for a remove, an order to install the package without it, unless a package
 // of the whole name is there.

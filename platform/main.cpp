@@ -4,6 +4,7 @@
 // vos-apt-get: the machine's apt-get, in the words and the grammar of the
 // store's package front end. docs/front-end.md describes both.
 
+#include "base/privateroot.h"
 #include "platform/aptsettings.h"
 #include "platform/arguments.h"
 #include "platform/endsignals.h"
@@ -58,7 +59,7 @@ int main(int argc, char** argv)
     OpenStandardDescriptors();
     HoldEndSignals();
     const Arguments arguments = SortArguments(std::vector<std::string>(argv + 1, argv + argc));
-    const std::string root = PrivateRoot();
+    const std::string root = Agent::PrivateRoot();
     std::string error = NameError(arguments, root + "/var/lib/dpkg/status");
     if (!CanBeQuoted(root))
         error = "E: The private root cannot be used: " + root;

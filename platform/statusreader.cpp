@@ -3,33 +3,23 @@
 
 #include "platform/statusreader.h"
 
+#include "base/utf8.h"
+
 #include <cstdlib>
 
 namespace
 {
 
-// The length of the character at `at`; 0 where there is none to be shown.
+// The length of the character at `at`; 0 where there is none to be shown: control
+// characters are none, neither the first 32 and delete nor the second ones.
 std::size_t PlainCharacter(const std::string& text, std::size_t at)
 {
-    const auto byte = [&text](std::size_t i) {
-        return i < text.size() ? static_cast<unsigned char>(text[i]) : 0u;
-    };
-    const unsigned lead = byte(at), second = byte(at + 1);
-    if (lead < 0x80)
-        return lead >= 0x20 && lead != 0x7F;
-    const std::size_t length = lead < 0xC2 ? 0
-        : lead < 0xE0                      ? 2
-        : lead < 0xF0                      ? 3
-        : lead < 0xF5                      ? 4
-                                           : 0;
-    for (std::size_t i = 1; i < length; ++i) {
-        if ((byte(at + i) & 0xC0) != 0x80)
-            return 0;
-    }
-    // Longer forms of what has a shorter one, and the second control characters.
-    const bool wrong
-        = (lead == 0xE0 || lead == 0xC2) ? second < 0xA0 : lead == 0xF0 && second < 0x90;
-    return wrong ? 0 : length;
+    const std::size_t length = Agent::Utf8Length(text, at);
+    const auto byte = static_cast<unsigned char>(text[at]);
+    const bool isControl = length == 1
+        ? byte < 0x20 || byte == 0x7F
+        : byte == 0xC2 && static_cast<unsigned char>(text[at + 1]) < 0xA0;
+    return length == 0 || isControl ? 0 : length;
 }
 
 } // namespace

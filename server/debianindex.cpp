@@ -3,6 +3,7 @@
 
 #include "debianindex.h"
 
+#include "base/packagename.h"
 #include "options.h"
 #include "stanza.h"
 #include "storefile.h"
@@ -108,31 +109,31 @@ void RefuseRepeatedFields(const Stanza& stanza, const std::string& file)
     }
 }
 
-bool IsArchiveName(const std::string& name)
+bool IsArchiveName(std::string_view name)
 {
     static const char letters[]
         = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-+._~%:/";
-    const std::string path = '/' + name;
+    const std::string path = '/' + std::string(name);
     return name.size() > 4 && name.size() < 512 && name.compare(name.size() - 4, 4, ".deb") == 0
         && name.find_first_not_of(letters) == std::string::npos
         && path.find("//") == std::string::npos && path.find("/../") == std::string::npos
         && path.find("/.deb") == std::string::npos;
 }
 
-bool IsSum(const std::string& text)
+bool IsSum(std::string_view text)
 {
     return text.size() == 64
         && text.find_first_not_of("0123456789abcdefABCDEF") == std::string::npos;
 }
 
-bool IsSize(const std::string& text)
+bool IsSize(std::string_view text)
 {
     return !text.empty() && text.size() <= 15
         && text.find_first_not_of("0123456789") == std::string::npos;
 }
 
 // A field that must be there, and be what `isOne` takes for one.
-std::string Checked(const Stanza& stanza, const char* key, bool (*isOne)(const std::string&),
+std::string Checked(const Stanza& stanza, const char* key, bool (*isOne)(std::string_view),
                     const std::string& file)
 {
     const std::string& value = Required(stanza, key, file);
@@ -198,7 +199,7 @@ void CheckRelations(const Stanza& stanza, const std::string& file)
         const char* const end = at + field.value.size();
         while (at && at != end) {
             at = debListParser::ParseDepends(at, end, name, version, comparison);
-            if (!at || !IsPackageName(name.substr(0, name.find(':'))))
+            if (!at || !Agent::IsPackageName(name.substr(0, name.find(':'))))
                 FailAt(file, field.line, "this can be no " + field.key + ": " + Quoted(name));
         }
     }
@@ -227,8 +228,8 @@ ArchivePackage ReadPackage(Stanza& stanza, const std::string& file)
 {
     RefuseRepeatedFields(stanza, file);
     ArchivePackage package;
-    package.name = Checked(stanza, "Package", IsPackageName, file);
-    package.version = Checked(stanza, "Version", IsPackageVersion, file);
+    package.name = Checked(stanza, "Package", Agent::IsPackageName, file);
+    package.version = Checked(stanza, "Version", Agent::IsPackageVersion, file);
     package.archive = Checked(stanza, "Filename", IsArchiveName, file);
     package.archive.erase(0, package.archive.rfind('/') + 1);
     // Without it the package tools would take any archive.

@@ -60,7 +60,7 @@ struct HttpReply {
     std::vector<std::pair<std::string, std::string>> headers;
     std::string body;
     // Instead of the body, where it is open: a part of a file.
-    FileHandle file;
+    Descriptor file;
     off_t first = 0;
     off_t length = 0;
 

@@ -45,35 +45,35 @@ Addresses Find(const std::string& address, int port)
 
 // Accepted connections take the options over. A port that another server listens at
 // stays its own.
-FileHandle ListenAt(const addrinfo& address, int waiting)
+Descriptor ListenAt(const addrinfo& address, int waiting)
 {
-    FileHandle socket(
+    Descriptor socket(
         ::socket(address.ai_family, address.ai_socktype | SOCK_CLOEXEC, address.ai_protocol));
     const int yes = 1;
     if (!socket || setsockopt(socket.fd(), SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes) != 0
         || setsockopt(socket.fd(), IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes) != 0
         || bind(socket.fd(), address.ai_addr, address.ai_addrlen) != 0
         || listen(socket.fd(), waiting) != 0)
-        return FileHandle();
+        return Descriptor();
     return socket;
 }
 
 // Listens at a name or number of this machine, and at `port`, or a free one for 0;
 // `waiting` connections may be there before one is accepted. No handle when that
 // failed, with errno, or errno 0 where the address is not of this machine.
-FileHandle Listen(const std::string& address, int port, int waiting)
+Descriptor Listen(const std::string& address, int port, int waiting)
 {
     const Addresses addresses = Find(address, port);
     errno = 0;
     for (const addrinfo* one = addresses.get(); one; one = one->ai_next) {
-        FileHandle socket = ListenAt(*one, waiting);
+        Descriptor socket = ListenAt(*one, waiting);
         if (socket)
             return socket;
     }
-    return FileHandle();
+    return Descriptor();
 }
 
-int PortOf(const FileHandle& listener)
+int PortOf(const Descriptor& listener)
 {
     sockaddr_storage address = {};
     socklen_t size = sizeof address;

@@ -44,7 +44,7 @@ private:
 
     Store& m_store;
     const ServerOptions m_options;
-    FileHandle m_listener;
+    Descriptor m_listener;
     int m_port = 0;
     std::atomic<bool> m_stopping{ false };
     std::mutex m_mutex;

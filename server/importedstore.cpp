@@ -92,7 +92,7 @@ void ImportedStore::take()
 {
     if (mkdir(m_folder.c_str(), 0755) != 0 && errno != EEXIST)
         throw StoreError(m_folder + ": " + std::strerror(errno));
-    m_handle = FileHandle(open(m_folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    m_handle = Descriptor(open(m_folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!m_handle)
         throw StoreError(m_folder + ": " + std::strerror(errno));
     if (flock(m_handle.fd(), LOCK_EX | LOCK_NB) != 0)

@@ -50,6 +50,6 @@ private:
 
     const std::string m_folder;
     const std::string m_repository;
-    FileHandle m_handle; // of the folder, locked
+    Descriptor m_handle; // of the folder, locked
     long m_nextSerial = 1;
 };

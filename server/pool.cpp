@@ -150,7 +150,7 @@ void ServePoolFile(const std::string& pool, const std::string& path, const HttpR
                    HttpReply& reply)
 {
     struct stat info = {};
-    FileHandle file = OpenBelow(pool, path, info);
+    Descriptor file = OpenBelow(pool, path, info);
     if (!file) {
         reply.status = 404;
         return;

@@ -3,6 +3,8 @@
 
 #include "replacement.h"
 
+#include "base/wholefile.h"
+
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -20,16 +22,16 @@ const char suffix[] = ".new";
 }
 
 // Opens a folder below the folder `root`, and makes it where it is missing.
-FileHandle OpenFolder(const std::string& root, const std::string& path)
+Descriptor OpenFolder(const std::string& root, const std::string& path)
 {
-    FileHandle at(open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    Descriptor at(open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     for (std::string::size_type start = 0; at && start < path.size();) {
         const auto end = std::min(path.find('/', start), path.size());
         const std::string part = path.substr(start, end - start);
         start = end + 1;
         if (mkdirat(at.fd(), part.c_str(), 0755) != 0 && errno != EEXIST)
             Fail(root + '/' + path);
-        at = FileHandle(
+        at = Descriptor(
             openat(at.fd(), part.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     }
     if (!at)
@@ -42,17 +44,6 @@ bool HasText(const std::string& root, const std::string& path, const std::string
     struct stat info = {};
     return OpenBelow(root, path, info) && info.st_size == off_t(text.size())
         && ReadStoreFile(root, path).text == text;
-}
-
-bool WriteWhole(int fd, const std::string& text)
-{
-    for (std::size_t done = 0; done < text.size();) {
-        const ssize_t count = write(fd, text.data() + done, text.size() - done);
-        if (count < 0 && errno != EINTR)
-            return false;
-        done += count > 0 ? std::size_t(count) : 0;
-    }
-    return fsync(fd) == 0;
 }
 
 } // namespace
@@ -68,11 +59,11 @@ Replacement::Replacement(const std::string& root, const std::string& path, const
     const std::string name = m_name + suffix;
     // What an earlier run has left, and a link somebody has put there.
     unlinkat(m_folder.fd(), name.c_str(), 0);
-    const FileHandle file(openat(m_folder.fd(), name.c_str(),
+    const Descriptor file(openat(m_folder.fd(), name.c_str(),
                                  O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644));
     if (!file)
         Fail(m_path + suffix);
-    if (!WriteWhole(file.fd(), text)) {
+    if (!Agent::WriteToDisk(file.fd(), text)) {
         const int error = errno;
         unlinkat(m_folder.fd(), name.c_str(), 0);
         errno = error;
@@ -94,5 +85,6 @@ void Replacement::commit()
     if (renameat(m_folder.fd(), (m_name + suffix).c_str(), m_folder.fd(), m_name.c_str()) != 0)
         Fail(m_path);
     m_waiting = false;
-    fsync(m_folder.fd());
+    if (!Agent::SyncFolder(m_folder.fd()))
+        Fail(m_path);
 }

@@ -25,7 +25,7 @@ public:
 
 private:
     std::string m_path; // for messages
-    FileHandle m_folder;
+    Descriptor m_folder;
     std::string m_name;
     bool m_waiting = false;
 };

@@ -3,6 +3,7 @@
 
 #include "shelves.h"
 
+#include "base/packagename.h"
 #include "stanza.h"
 #include "text.h"
 
@@ -272,7 +273,7 @@ Updates ParseUpdates(const std::string& text, const std::string& path)
         for (const Field& field : stanza.fields) {
             if (field.key != "Package")
                 FailAt(path, field.line, "an update has no field " + field.key);
-            if (!IsPackageName(field.value))
+            if (!Agent::IsPackageName(field.value))
                 FailAt(path, field.line, "this is no name of a package: " + Quoted(field.value));
             if (!seen.insert(field.value).second)
                 FailAt(path, field.line, "a second update of " + Quoted(field.value));

@@ -96,7 +96,7 @@ std::string Store::archivesOf(const std::string& repository)
 void Store::addRegistration(const std::string& id) const
 {
     const std::string name = m_folder + "/registrations";
-    const FileHandle file(
+    const Descriptor file(
         open(name.c_str(), O_WRONLY | O_APPEND | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC));
     if (!file && errno == ENOENT)
         return;

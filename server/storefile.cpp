@@ -22,21 +22,9 @@ std::string WhyNotOpened(int error)
 
 } // namespace
 
-FileHandle& FileHandle::operator=(FileHandle&& other) noexcept
+Descriptor OpenBelow(const std::string& root, const std::string& path, struct stat& info)
 {
-    std::swap(m_fd, other.m_fd);
-    return *this;
-}
-
-FileHandle::~FileHandle()
-{
-    if (m_fd >= 0)
-        close(m_fd);
-}
-
-FileHandle OpenBelow(const std::string& root, const std::string& path, struct stat& info)
-{
-    FileHandle at(open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    Descriptor at(open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     for (std::string::size_type start = 0; at && start <= path.size();) {
         const auto end = std::min(path.find('/', start), path.size());
         const std::string part = path.substr(start, end - start);
@@ -45,15 +33,15 @@ FileHandle OpenBelow(const std::string& root, const std::string& path, struct st
             continue; // apt asks for "./Packages" where the index is in the repository's own folder
         if (part.empty() || part == ".." || part.find('\0') != std::string::npos) {
             errno = ENOENT;
-            return FileHandle();
+            return Descriptor();
         }
         // A pipe or a device must not hold up the opening.
         const int flags = end < path.size() ? O_DIRECTORY : O_NONBLOCK;
-        at = FileHandle(openat(at.fd(), part.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | flags));
+        at = Descriptor(openat(at.fd(), part.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | flags));
     }
     if (at && (fstat(at.fd(), &info) != 0 || !S_ISREG(info.st_mode))) {
         errno = EINVAL;
-        return FileHandle();
+        return Descriptor();
     }
     return at;
 }
@@ -67,7 +55,7 @@ bool SameFile(const struct stat& a, const struct stat& b)
 StoreFile ReadStoreFile(const std::string& root, const std::string& path)
 {
     StoreFile file{ {}, {} };
-    const FileHandle handle = OpenBelow(root, path, file.info);
+    const Descriptor handle = OpenBelow(root, path, file.info);
     const std::string name = root + '/' + path;
     if (!handle)
         throw StoreError(name + ": " + WhyNotOpened(errno));

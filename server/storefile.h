@@ -5,12 +5,16 @@
 
 #pragma once
 
+#include "base/descriptor.h"
+
 #include <cerrno>
 #include <memory>
 #include <mutex>
 #include <stdexcept>
 #include <string>
 #include <sys/stat.h>
+
+using Agent::Descriptor;
 
 // A store that cannot be served: a missing file, a line that means nothing.
 // The text names the file and, where there is one, the line.
@@ -19,28 +23,10 @@ class StoreError : public std::runtime_error
     using runtime_error::runtime_error;
 };
 
-// An open file, or none; closed with the object.
-class FileHandle
-{
-public:
-    explicit FileHandle(int fd = -1) : m_fd(fd) { }
-    FileHandle(FileHandle&& other) noexcept : m_fd(other.m_fd) { other.m_fd = -1; }
-    FileHandle& operator=(FileHandle&& other) noexcept;
-    FileHandle(const FileHandle&) = delete;
-    FileHandle& operator=(const FileHandle&) = delete;
-    ~FileHandle();
-
-    int fd() const { return m_fd; }
-    explicit operator bool() const { return m_fd >= 0; }
-
-private:
-    int m_fd;
-};
-
 // Opens the regular file `path` below the folder `root` for reading and tells
 // about it. No handle, with errno set, when there is none, or when `path` is
 // absolute, has an empty or ".." component or leads through a symbolic link.
-FileHandle OpenBelow(const std::string& root, const std::string& path, struct stat& info);
+Descriptor OpenBelow(const std::string& root, const std::string& path, struct stat& info);
 
 // The text of such a file and the mark by which a later change is noticed.
 struct StoreFile {

@@ -3,6 +3,8 @@
 
 #include "text.h"
 
+#include "base/utf8.h"
+
 #include <array>
 #include <cstddef>
 
@@ -11,35 +13,11 @@ namespace
 
 using Size = std::string::size_type;
 
-const char hexDigits[] = "0123456789ABCDEF";
-const std::string::size_type kLongestName = 128;
-const std::string digits = "0123456789";
-const std::string small = "abcdefghijklmnopqrstuvwxyz";
-const std::string capital = "ABCDEFGHIJKLMNOPQRSTUVWXYZ";
+const char digits[] = "0123456789ABCDEF";
 
 bool IsPrintable(unsigned char c)
 {
     return c >= 32 && c < 127;
-}
-
-// The length of the UTF-8 sequence that begins at `at`; 0 when none does.
-Size SequenceLength(std::string_view text, Size at)
-{
-    const auto byte = [&](Size i) -> unsigned { return static_cast<unsigned char>(text[i]); };
-    const unsigned lead = byte(at);
-    const Size length = lead < 0x80 ? 1 : lead < 0xc2 ? 0 : lead < 0xe0 ? 2 : lead < 0xf0 ? 3 : 4;
-    if (length < 2 || lead > 0xf4 || text.size() - at < length)
-        return length == 1 ? 1 : 0;
-    for (Size i = 1; i < length; ++i) {
-        if ((byte(at + i) & 0xc0) != 0x80)
-            return 0;
-    }
-    // Longer than needed, a surrogate, beyond the last character.
-    const unsigned second = byte(at + 1);
-    if ((lead == 0xe0 && second < 0xa0) || (lead == 0xed && second > 0x9f)
-        || (lead == 0xf0 && second < 0x90) || (lead == 0xf4 && second > 0x8f))
-        return 0;
-    return length;
 }
 
 int HexValue(char c)
@@ -62,13 +40,6 @@ std::array<bool, 256> PlainBytes()
     return plain;
 }
 
-// Whether a text begins with one of `first` and goes on with these or `more`.
-bool IsWord(const std::string& text, const std::string& first, const std::string& more)
-{
-    return !text.empty() && text.size() <= kLongestName && first.find(text[0]) != std::string::npos
-        && text.find_first_not_of(first + more) == std::string::npos;
-}
-
 } // namespace
 
 const char* TextFault(std::string_view text)
@@ -77,7 +48,7 @@ const char* TextFault(std::string_view text)
         const auto c = static_cast<unsigned char>(text[at]);
         if ((c < 32 && c != '\t' && c != '\n') || c == 127)
             return "a control character";
-        const Size length = SequenceLength(text, at);
+        const Size length = Agent::Utf8Length(text, at);
         if (length == 0)
             return "a byte that is no UTF-8";
         at += length;
@@ -105,8 +76,8 @@ void AppendEncoded(std::string& result, const std::string& text)
         } else if (end < text.size()) {
             const auto byte = static_cast<unsigned char>(text[end]);
             result += '%';
-            result += hexDigits[byte >> 4];
-            result += hexDigits[byte & 15];
+            result += digits[byte >> 4];
+            result += digits[byte & 15];
         }
         at = end + 1;
     }
@@ -177,14 +148,4 @@ long PositiveNumber(const std::string& text)
             return 0;
     }
     return long(number);
-}
-
-bool IsPackageName(const std::string& name)
-{
-    return name.size() >= 2 && IsWord(name, small + digits, "+-.");
-}
-
-bool IsPackageVersion(const std::string& version)
-{
-    return IsWord(version, small + capital + digits, "+-.:~");
 }

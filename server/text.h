@@ -33,8 +33,3 @@ std::string Quoted(const std::string& text);
 // The number that `text` is, in decimal digits alone, from 1 to 2147483647; 0
 // for any other text.
 long PositiveNumber(const std::string& text);
-
-// What Debian packages may be called. Clients hand these texts to their package tools, so
-// nothing else passes.
-bool IsPackageName(const std::string& name);
-bool IsPackageVersion(const std::string& version);

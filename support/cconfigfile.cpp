@@ -3,6 +3,9 @@
 
 #include "support/cconfigfile.h"
 
+#include "base/descriptor.h"
+#include "base/wholefile.h"
+
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
@@ -10,6 +13,8 @@
 #include <optional>
 #include <sys/stat.h>
 #include <unistd.h>
+
+using namespace Agent;
 
 namespace
 {
@@ -24,24 +29,6 @@ std::string Trim(const std::string& text)
         return {};
     return text.substr(first, text.find_last_not_of(Blanks) - first + 1);
 }
-
-// A descriptor that closes itself.
-class Descriptor
-{
-public:
-    explicit Descriptor(int fd) : m_fd(fd) { }
-    ~Descriptor()
-    {
-        if (m_fd >= 0)
-            close(m_fd);
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    operator int() const { return m_fd; }
-
-private:
-    int m_fd;
-};
 
 // The whole of a regular file; nothing when it is not one, is too long or
 // cannot be read.
@@ -64,18 +51,6 @@ std::optional<std::string> ReadWhole(int fd)
     }
 }
 
-bool WriteWhole(int fd, const std::string& text)
-{
-    std::size_t done = 0;
-    while (done < text.size()) {
-        const ssize_t count = write(fd, text.data() + done, text.size() - done);
-        if (count < 0 && errno != EINTR)
-            return false;
-        done += count > 0 ? std::size_t(count) : 0;
-    }
-    return fsync(fd) == 0;
-}
-
 // The file that a chain of links ends at, so that a settings file that is a
 // link stays one when it is rewritten.
 std::string FinalPath(const std::string& path)
@@ -88,20 +63,6 @@ mode_t ModeOf(const std::string& path)
 {
     struct stat info;
     return stat(path.c_str(), &info) == 0 ? info.st_mode & 07777 : 0644;
-}
-
-bool ReplaceFile(const std::string& path, const std::string& text)
-{
-    const std::string target = FinalPath(path);
-    std::string temporary = target + ".XXXXXX";
-    const Descriptor fd(mkostemp(temporary.data(), O_CLOEXEC));
-    if (fd < 0)
-        return false;
-    if (WriteWhole(fd, text) && fchmod(fd, ModeOf(target)) == 0
-        && rename(temporary.c_str(), target.c_str()) == 0)
-        return true;
-    unlink(temporary.c_str());
-    return false;
 }
 
 bool IsComment(const std::string& line)
@@ -131,11 +92,11 @@ CConfigFile::CConfigFile(const std::string& path, bool bCreate) : m_path(path)
 void CConfigFile::Read()
 {
     const Descriptor fd(open(m_path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-    if (fd < 0) {
+    if (!fd) {
         m_readable = errno == ENOENT;
         return;
     }
-    const std::optional<std::string> text = ReadWhole(fd);
+    const std::optional<std::string> text = ReadWhole(fd.fd());
     if (!text || text->find('\0') != std::string::npos) {
         m_readable = false;
         return;
@@ -207,7 +168,8 @@ bool CConfigFile::Write()
     std::string text;
     for (const std::string& line : m_lines)
         text += line + '\n';
-    if (!ReplaceFile(m_path, text))
+    const std::string target = FinalPath(m_path);
+    if (!ReplaceFile(target, text, ModeOf(target)))
         return false;
     m_dirty = false;
     return true;

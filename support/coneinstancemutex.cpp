@@ -3,8 +3,9 @@
 
 #include "support/coneinstancemutex.h"
 
+#include "base/privateroot.h"
+
 #include <cerrno>
-#include <cstdlib>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <unistd.h>
@@ -34,9 +35,8 @@ int COneInstanceMutex::Create(const std::string& name)
     Release();
     if (name.empty() || name.find('/') != std::string::npos)
         return -1;
-    const char* root = secure_getenv("PAKMART_SYSROOT");
     for (const char* folder : { "/run/lock/", "/tmp/" }) {
-        const int fd = OpenLockFile((root ? root : "") + std::string(folder) + name + ".lock");
+        const int fd = OpenLockFile(Agent::PrivateRoot() + folder + name + ".lock");
         if (fd < 0)
             continue;
         if (flock(fd, LOCK_EX | LOCK_NB) == 0) {

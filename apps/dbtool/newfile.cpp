@@ -3,6 +3,8 @@
 
 #include "newfile.h"
 
+#include "base/descriptor.h"
+#include "base/wholefile.h"
 #include "parts.h"
 #include "report.h"
 
@@ -26,11 +28,10 @@ NewFile::NewFile(const std::string& name, const std::string& ending)
         throw Trouble::Because("cannot make " + m_name);
     }
     const SignalsHeld held;
-    const int descriptor = ::open(m_path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0777);
-    if (descriptor < 0)
+    const Descriptor made(::open(m_path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0777));
+    if (!made)
         throw Trouble::Because("cannot make " + m_name);
     RemoveOnSignal(m_path);
-    ::close(descriptor);
     errno = 0; // what it holds is no reason for anything
 }
 
@@ -44,32 +45,15 @@ NewFile::~NewFile()
 
 void NewFile::Publish()
 {
-    const int descriptor = ::open(m_path.c_str(), O_RDONLY | O_CLOEXEC);
-    const bool onDisk = descriptor >= 0 && ::fsync(descriptor) == 0;
-    const Trouble trouble = Trouble::Because("cannot write " + m_name);
-    if (descriptor >= 0)
-        ::close(descriptor);
-    if (!onDisk)
-        throw trouble;
+    const Descriptor written(::open(m_path.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!written || ::fsync(written.fd()) != 0)
+        throw Trouble::Because("cannot write " + m_name);
     if (::renameat2(AT_FDCWD, m_path.c_str(), AT_FDCWD, m_name.c_str(), RENAME_NOREPLACE) != 0)
         throw Trouble::Because("cannot make " + m_name);
     m_published = true;
-    SyncFolder();
-}
-
-// Until then a loss of power may take the new name away.
-void NewFile::SyncFolder() const
-{
-    const std::string folder = m_name.substr(0, m_name.rfind('/') + 1);
-    const int descriptor
-        = ::open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    // Some file systems cannot sync a folder.
-    const bool onDisk = descriptor >= 0 && (::fsync(descriptor) == 0 || errno == EINVAL);
-    const Trouble trouble = Trouble::Because("cannot write " + m_name);
-    if (descriptor >= 0)
-        ::close(descriptor);
-    if (!onDisk)
-        throw trouble;
+    // Until then a loss of power may take the new name away.
+    if (!SyncFolder(FolderOf(m_name)))
+        throw Trouble::Because("cannot write " + m_name);
 }
 
 void NewFile::Withdraw()

@@ -34,8 +34,6 @@ public:
     void Withdraw();
 
 private:
-    void SyncFolder() const;
-
     const std::string m_name;
     const std::string m_base;
     const std::string m_path;

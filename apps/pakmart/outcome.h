@@ -7,12 +7,15 @@
 
 #pragma once
 
-#include "platform/dpkgstatus.h"
+#include "base/dpkgstatus.h"
 
 #include <QString>
 #include <QStringList>
 
 class Console;
+
+using Agent::DpkgStatus;
+using Agent::PackageState;
 
 // dpkg's status as it is now.
 DpkgStatus ReadDpkgStatus();

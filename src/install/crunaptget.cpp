@@ -5,10 +5,10 @@
 
 #include "install/crunaptget.h"
 
+#include "base/packagename.h"
 #include "install/crun.h"
 #include "install/failurereason.h"
 #include "install/frontendchild.h"
-#include "install/packagename.h"
 #include "install/privatetree.h"
 #include "request/capi.h"
 #include "support/cconfigfile.h"
@@ -225,7 +225,7 @@ bool CRunAptGet::Refuse(const std::string& packages)
     std::string name;
     bool refused = false;
     for (std::istringstream names(packages); std::getline(names, name, ' ');) {
-        if (name.empty() || IsSafePackageName(name))
+        if (name.empty() || IsPackageWord(name))
             continue;
         m_errors.push_back("Refused the package name '" + name + "'");
         SetFailure({ AgentError::RefusedName, QString::fromStdString(m_errors.back()), QString() });

@@ -3,6 +3,7 @@
 
 #include "util/paths.h"
 
+#include "base/privateroot.h"
 #include "support/ctracer.h"
 #include "util/diagnostics.h"
 
@@ -10,7 +11,6 @@
 #include <QFile>
 #include <algorithm>
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -19,19 +19,6 @@ using namespace Agent;
 
 namespace
 {
-
-// The private root, without a slash at its end; empty when there is none.
-const std::string& PrivateRoot()
-{
-    static const std::string root = [] {
-        const char* value = secure_getenv("PAKMART_SYSROOT");
-        std::string path = value ? value : "";
-        while (!path.empty() && path.back() == '/')
-            path.pop_back();
-        return path;
-    }();
-    return root;
-}
 
 // Makes a folder that nobody else may write to, whatever the process's mask is. One
 // that somebody else has made meanwhile is as good; ".." is not.

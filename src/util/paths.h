@@ -14,7 +14,8 @@
 
 /// The place of a fixed, absolute path of the system: `path` itself, or below
 /// the directory that PAKMART_SYSROOT names, where it is set. The variable is
-/// read once, and not at all in a set-user-id program.
+/// read once, and not at all in a set-user-id program; a relative name begins in
+/// the working directory of then.
 /// @{
 VANTRELAGENT_EXPORT QString SystemPath(const QString& path);
 VANTRELAGENT_EXPORT std::string SystemPath(const std::string& path);

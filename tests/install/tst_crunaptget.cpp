@@ -4,7 +4,7 @@
 // The runner, with a front end that is a script.
 
 #include "install/cgetospackage.h"
-#include "install/packagename.h"
+#include "base/packagename.h"
 #include "runnerevents.h"
 #include "tests/common/frontend.h"
 #include "tests/common/limits.h"
@@ -402,7 +402,7 @@ private slots:
     {
         QFETCH(QByteArray, name);
         QFETCH(bool, safe);
-        QCOMPARE(IsSafePackageName(name.toStdString()), safe);
+        QCOMPARE(IsPackageWord(name.toStdString()), safe);
     }
 
     void refusedNameStartsNothingAndIsNamed()

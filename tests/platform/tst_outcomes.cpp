@@ -3,8 +3,8 @@
 
 // What the front end makes of dpkg's status and of apt-get's errors: plain functions.
 
+#include "base/dpkgstatus.h"
 #include "platform/aptwords.h"
-#include "platform/dpkgstatus.h"
 #include "platform/errorlines.h"
 #include "platform/locks.h"
 
@@ -14,6 +14,8 @@
 #include <QtTest>
 
 using Words = std::vector<std::string>;
+
+using namespace Agent;
 
 class OutcomesTest : public QObject
 {

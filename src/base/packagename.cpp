@@ -1,0 +1,59 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "base/packagename.h"
+
+#include <algorithm>
+
+namespace Agent
+{
+
+namespace
+{
+
+const std::size_t kLongest = 128;
+
+bool IsSmallOrDigit(char c)
+{
+    return (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9');
+}
+
+bool IsLetterOrDigit(char c)
+{
+    return IsSmallOrDigit(c) || (c >= 'A' && c <= 'Z');
+}
+
+// Whether the text is not empty and holds only such characters and `others`.
+bool IsMadeOf(std::string_view text, bool (*is)(char), std::string_view others)
+{
+    return !text.empty() && std::all_of(text.begin(), text.end(), [=](char c) {
+        return is(c) || others.find(c) != std::string_view::npos;
+    });
+}
+
+} // namespace
+
+bool IsPackageName(std::string_view name)
+{
+    return name.size() >= 2 && name.size() <= kLongest && IsSmallOrDigit(name.front())
+        && IsMadeOf(name, IsSmallOrDigit, "+-.");
+}
+
+bool IsPackageVersion(std::string_view version)
+{
+    return IsMadeOf(version, IsLetterOrDigit, "+-.:~") && version.size() <= kLongest
+        && IsLetterOrDigit(version.front());
+}
+
+bool IsPackageWord(std::string_view word)
+{
+    if (word.empty() || !IsLetterOrDigit(word.front()) || word.back() == '-')
+        return false;
+    const auto end = std::min(word.find_first_of(":="), word.size());
+    if (!IsMadeOf(word.substr(0, end), IsLetterOrDigit, "+-."))
+        return false;
+    return end == word.size()
+        || IsMadeOf(word.substr(end + 1), IsLetterOrDigit, word[end] == ':' ? "-" : ".+-~:");
+}
+
+} // namespace Agent
