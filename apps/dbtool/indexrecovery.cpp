@@ -37,6 +37,20 @@ bool IsLeaf(const IndexPage& page)
     return 2 * children < places;
 }
 
+// The items of a page with a child, in a leaf, or without one in the file, in a page
+// above: their slots are not as they were written.
+int CountMisfits(const IndexPage& page, std::uint32_t pages)
+{
+    const bool isLeaf = IsLeaf(page);
+    const auto fits = [isLeaf, pages](std::uint32_t child) {
+        return isLeaf ? child == 0 : child != 0 && child < pages;
+    };
+    int misfits = !fits(page.leftmost);
+    for (int i = 1; i <= page.count; ++i)
+        misfits += !fits(page.items[i].child);
+    return misfits;
+}
+
 } // namespace
 
 IndexRecovery::IndexRecovery(RecordFile& file, int keyLength)
@@ -68,7 +82,7 @@ RecoveredIndex IndexRecovery::GatherPages()
     found.entries = row.TakeEntries();
     found.lost += gaps.items;
     found.losses.insert(found.losses.end(), gaps.gaps.begin(), gaps.gaps.end());
-    found.doubts = std::move(gaps.doubts);
+    found.doubts.insert(found.doubts.end(), gaps.doubts.begin(), gaps.doubts.end());
     AddCut(row.leafCount(), &found);
     return found;
 }
@@ -86,6 +100,9 @@ void IndexRecovery::GatherPage(std::uint32_t number, LeafRow* row, RecoveredInde
     const std::vector<IndexEntry> items = ItemsOf(page);
     AddShort(number, page.count, int(items.size()), found);
     row->AddPage(number, IsLeaf(page), items);
+    if (const int misfits = CountMisfits(page, m_pages.count()); misfits > 0)
+        found->doubts.push_back("page " + Number(number) + " has " + Count(misfits, "link")
+                                + " to pages that cannot be: the items beside them may be damaged");
 }
 
 void IndexRecovery::AddUnreadable(std::uint32_t number, RecoveredIndex* found)
