@@ -8,7 +8,7 @@
 #include "tests/common/pulse.h"
 
 #include "install/crun.h"
-#include "util/daemonrunning.h"
+#include "install/daemonrunning.h"
 #include "util/paths.h"
 
 #include <QElapsedTimer>

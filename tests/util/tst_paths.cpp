@@ -4,7 +4,7 @@
 // Folders, the system's paths, the version text and the package daemon's lock.
 
 #include "support/coneinstancemutex.h"
-#include "util/daemonrunning.h"
+#include "install/daemonrunning.h"
 #include "util/paths.h"
 
 #include <QDir>

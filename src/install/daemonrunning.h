@@ -6,7 +6,7 @@
 
 #pragma once
 
-#include "export.h"
+#include "../util/export.h"
 
 /// True when another process holds the daemon's single-instance lock "pakmartd".
 /// With `bStart` the daemon's start script is run first, up to three times while

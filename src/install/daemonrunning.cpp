@@ -1,10 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-#include "util/daemonrunning.h"
+#include "install/daemonrunning.h"
 
-// The one place where the ground floor looks upwards: the start script is run
-// by the process runner.
 #include "install/crun.h"
 #include "support/coneinstancemutex.h"
 #include "util/diagnostics.h"
