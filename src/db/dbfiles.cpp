@@ -6,9 +6,9 @@
 #include "db/dblayouts.h"
 #include "store/indexfile.h"
 #include "store/ownfiles.h"
+#include "store/storefiles.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
 
 namespace Agent
@@ -43,6 +43,11 @@ bool Change(Step step, IndexFile* index, std::int32_t number, const char* key)
 }
 
 } // namespace
+
+bool PutInPlace(const std::string& made, const std::string& name)
+{
+    return storeFiles().Rename(made.c_str(), name.c_str()) == 0;
+}
 
 template <typename OpenData, typename OpenIndex>
 bool DbFiles::OpenAll(const std::vector<std::string>& names, StoreFiles* files, OpenData openData,
@@ -118,7 +123,7 @@ bool DbFiles::ReplaceIndex(int which, const std::string& made, const std::string
     if (index)
         CloseIndex(index);
     index = nullptr;
-    if (std::rename(made.c_str(), name.c_str()) != 0)
+    if (!PutInPlace(made, name))
         return false;
     const IndexLayout& layout = m_layout.indexes[which];
     index = OpenIndex(0, name.c_str(), layout.keyLength, layout.allowDuplicates);

@@ -20,6 +20,9 @@ namespace Agent
 struct DbLayout;
 class StoreFiles;
 
+// Gives a new file the name of the one it takes the place of.
+bool PutInPlace(const std::string& made, const std::string& name);
+
 class DbFiles
 {
 public:
