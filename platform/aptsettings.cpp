@@ -3,7 +3,7 @@
 
 #include "platform/aptsettings.h"
 
-#include "platform/dpkgstatus.h"
+#include "util/dpkgstatus.h"
 
 #include <cstdlib>
 #include <memory>
@@ -61,7 +61,7 @@ std::string AptSettings(const std::string& root, bool ownSources, int statusFd)
 {
     std::string text = always + Setting("APT::Status-Fd", std::to_string(statusFd));
     if (ownSources)
-        text += storeSources + std::string(NativeArchitecture())
+        text += storeSources + std::string(Agent::NativeArchitecture())
             + "\";\nAPT::Architectures:: \"i386\";\n";
     if (root.empty())
         return text;

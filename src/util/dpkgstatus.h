@@ -10,6 +10,9 @@
 #include <map>
 #include <string>
 
+namespace Agent
+{
+
 // The three words of a package's "Status" field, and its version.
 struct PackageState {
     std::string want = "unknown"; // "install", "hold", "deinstall", "purge"
@@ -67,3 +70,5 @@ std::string BareName(const std::string& name);
 
 // As Debian calls the architecture that this is built for.
 const char* NativeArchitecture();
+
+} // namespace Agent

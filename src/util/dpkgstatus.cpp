@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-#include "platform/dpkgstatus.h"
+#include "util/dpkgstatus.h"
 
 #include <algorithm>
 #include <cctype>
@@ -11,6 +11,9 @@
 #include <sstream>
 #include <strings.h>
 #include <vector>
+
+namespace Agent
+{
 
 namespace
 {
@@ -127,3 +130,5 @@ PackageState DpkgStatus::Of(const std::string& name) const
     }
     return found == m_packages.end() ? PackageState() : found->second;
 }
+
+} // namespace Agent
