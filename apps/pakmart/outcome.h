@@ -7,10 +7,13 @@
 
 #pragma once
 
-#include "platform/dpkgstatus.h"
+#include "util/dpkgstatus.h"
 
 #include <QString>
 #include <QStringList>
+
+using Agent::DpkgStatus;
+using Agent::PackageState;
 
 class Console;
 
