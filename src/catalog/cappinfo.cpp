@@ -165,7 +165,7 @@ try {
     const IndexLayer layer;
     CRUFile list;
     const ListLock lock(CRUFile::RUDATAFILE);
-    if (!lock || !list.Open())
+    if (!lock || !list.OpenOrRepair())
         return false;
     // A product whose recording failed half-way is in some indexes only.
     const bool recorded = list.Repair() && Record(list, number, m_applications.front());
@@ -183,7 +183,7 @@ try {
     const IndexLayer layer;
     CRUFile list;
     const ListLock lock(CRUFile::RUDATAFILE);
-    if (!lock || !list.Open())
+    if (!lock || !list.OpenOrRepair())
         return false;
     const auto isThere
         = [&list, number] { return number > 0 && list.FindServerSerialNumber(number); };

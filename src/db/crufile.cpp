@@ -17,6 +17,7 @@
 #include <QFile>
 #include <cstdio>
 #include <cstring>
+#include <sys/stat.h>
 #include <vector>
 
 using namespace Agent;
@@ -39,6 +40,14 @@ std::vector<std::string> FileNames()
 bool IsBelow(const char* key, const std::string& other)
 {
     return tacompkeys(key, other.c_str(), 0, 0, 0) < 0;
+}
+
+// A data file that ends before its first record: a crash may leave such a one.
+bool HasNoItem(const std::string& dataFile)
+{
+    struct stat status;
+    return stat(dataFile.c_str(), &status) == 0 && S_ISREG(status.st_mode)
+        && status.st_size < 2 * Recent::layout.recordLength;
 }
 
 } // namespace
@@ -82,6 +91,16 @@ try {
     if (!open)
         qCInfo(logDb, "cannot open %s and its indexes, error %d", RUDATAFILE.c_str(), int(taerror));
     return open;
+} catch (const std::bad_alloc&) {
+    return OutOfMemory();
+}
+
+bool CRUFile::OpenOrRepair()
+try {
+    const ListLock lock(RUDATAFILE);
+    if (Open())
+        return true;
+    return lock && (IsOpen() ? Repair() : HasNoItem(RUDATAFILE) && Create());
 } catch (const std::bad_alloc&) {
     return OutOfMemory();
 }
@@ -198,7 +217,9 @@ try {
     const ListLock lock(RUDATAFILE);
     m_bWalking = false;
     AddNew();
-    return lock && m_files->Refresh() && RepairRecentList(*m_files, FileNames());
+    const std::vector<std::string> names = FileNames();
+    return lock && (m_files->Refresh() || m_files->ReopenIndexes(names))
+        && RepairRecentList(*m_files, names);
 } catch (const std::bad_alloc&) {
     return OutOfMemory();
 }

@@ -116,20 +116,46 @@ bool DbFiles::Refresh(int which)
     return Index(which) && TaOpenIndex(Index(which)) == 0;
 }
 
-bool DbFiles::ReplaceIndex(int which, const std::string& made, const std::string& name)
+bool DbFiles::ReopenIndexes(const std::vector<std::string>& names)
 {
-    // Before the new file has its name: what is closed may write to that name.
+    // Read first: what is not up to date is not to be written.
+    if (!m_data || TaOpenFile(m_data) != 0)
+        return false;
+    ToggleFlushing(m_data, 1, 0);
+    if (taerror != taNoError)
+        return false;
+    for (int i = 0; i < m_layout.indexCount; ++i) {
+        CloseOne(i);
+        Reopen(i, names[std::size_t(i) + 1]);
+    }
+    return true;
+}
+
+void DbFiles::CloseOne(int which)
+{
     IndexFile*& index = m_indexes[std::size_t(which)];
     if (index)
         CloseIndex(index);
     index = nullptr;
-    if (!PutInPlace(made, name))
-        return false;
+}
+
+bool DbFiles::Reopen(int which, const std::string& name)
+{
     const IndexLayout& layout = m_layout.indexes[which];
-    index = OpenIndex(0, name.c_str(), layout.keyLength, layout.allowDuplicates);
+    IndexFile* const index = OpenIndex(0, name.c_str(), layout.keyLength, layout.allowDuplicates);
+    m_indexes[std::size_t(which)] = index;
     if (index)
         ToggleFlushing(index, 1, 1);
-    return index && taerror == taNoError;
+    if (index && taerror != taNoError)
+        CloseOne(which);
+    return Index(which) != nullptr;
+}
+
+bool DbFiles::ReplaceIndex(int which, const std::string& made, const std::string& name)
+{
+    // Before the new file has its name: what is closed may write to that name.
+    CloseOne(which);
+    return PutInPlace(made, name) && Reopen(which, name);
 }
 
 bool DbFiles::Read(std::int32_t number, std::uint8_t* record) const

@@ -45,7 +45,7 @@ bool IsForgotten(const CAppInfo& info)
         return false;
     const IndexLayer layer;
     CRUFile list;
-    return list.Open()
+    return list.OpenOrRepair()
         && !list.FindServerSerialNumber(LeadingNumber(info.ServerSerialNumber().toStdString()));
 }
 
