@@ -24,6 +24,11 @@ std::vector<std::string> Before(std::vector<std::string> first, const Arguments&
 
 } // namespace
 
+bool IsBroken(const PackageState& state)
+{
+    return state.status == "half-installed" || state.flag == "reinstreq";
+}
+
 // Ours come first: what the command line says of the same setting overrules them.
 std::vector<std::string> AptWords(const Arguments& arguments, const DpkgStatus& status)
 {
@@ -31,14 +36,42 @@ std::vector<std::string> AptWords(const Arguments& arguments, const DpkgStatus& 
     if (Installs(arguments) && !arguments.mayRemove)
         words = { "--no-remove", "--no-auto-remove" };
     const auto reinstreq = [](const PackageState& s) { return s.flag == "reinstreq"; };
-    const auto isBroken = [reinstreq](const PackageState& s) {
-        return s.status == "half-installed" || reinstreq(s);
-    };
-    if (arguments.command == "install" && AnyIs(arguments, status, isBroken))
+    if (arguments.command == "install" && AnyIs(arguments, status, IsBroken))
         words.push_back("--reinstall");
+    // Archives that are in the cache already would be left out of the listing, but the
+    // indexes and the files that it asks for must be those of all packages.
+    if (Installs(arguments) && arguments.printUris)
+        words.push_back("--option=Dir::Cache::archives=/dev/null/");
     if (!Installs(arguments) && ChangesPackages(arguments) && AnyIs(arguments, status, reinstreq))
         words.push_back("--option=DPkg::Options::=--force-remove-reinstreq");
     return Before(words, arguments);
+}
+
+std::vector<std::string> ListingWords(const Arguments& arguments, const DpkgStatus& status)
+{
+    Arguments listing = arguments;
+    listing.printUris = true;
+    listing.words.insert(listing.words.begin(), "--print-uris");
+    return AptWords(listing, status);
+}
+
+std::vector<std::string> RepairWords(const Arguments& arguments,
+                                     const std::vector<std::string>& packages)
+{
+    std::vector<std::string> words{ "--no-remove", "--no-auto-remove", "--reinstall" };
+    words.insert(words.end(), arguments.options.begin(), arguments.options.end());
+    words.push_back("install");
+    words.insert(words.end(), packages.begin(), packages.end());
+    return words;
+}
+
+// 'URI' lib_1.0_all.deb SIZE SUM
+std::string PackageOfListing(const std::string& line)
+{
+    const auto uri = line.rfind("' ");
+    if (line.empty() || line[0] != '\'' || uri == std::string::npos)
+        return std::string();
+    return line.substr(uri + 2, line.find('_', uri + 2) - uri - 2);
 }
 
 std::vector<std::string> SimulationWords(const Arguments& arguments)

@@ -113,11 +113,13 @@ Arguments SortArguments(const std::vector<std::string>& words)
             continue;
         }
         options = word != "--";
+        sorted.options.push_back(word);
         sorted.printUris = sorted.printUris || word == "--print-uris";
         sorted.simulates = sorted.simulates || AsksToSimulate(word);
         NoteSetting(SettingWithin(word), sorted);
         if (TakesNextWord(word) && i + 1 < words.size()) {
             sorted.words.push_back(words[++i]);
+            sorted.options.push_back(words[i]);
             NoteSetting(words[i], sorted);
         }
     }

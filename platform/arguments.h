@@ -10,6 +10,7 @@
 
 struct Arguments {
     std::vector<std::string> words; // for apt-get, without what is for us alone
+    std::vector<std::string> options; // those of them that are neither command nor names
     std::string command; // "install"; empty without one
     std::vector<std::string> names; // what follows the command
     std::string listsFolder; // Dir::State::lists; empty where it is not given

@@ -161,6 +161,7 @@ bool Child::Start(const std::vector<std::string>& words, const std::string& sett
     const std::string settingsFile
         = "/proc/" + std::to_string(getpid()) + "/fd/" + std::to_string(file);
     HoldEndSignals();
+    g_dpkgWorks = 0; // that of a child before this one
     m_pid = fork();
     if (m_pid == 0)
         Become(words, settingsFile, output[1], status[1], privateRoot);

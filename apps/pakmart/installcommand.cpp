@@ -31,6 +31,7 @@ void InstallListener::onCanContinue(int count, bool& canContinue)
 
 void InstallListener::onBeginInstall()
 {
+    m_toolsBegan = true;
     m_display.activity(QStringLiteral("Installing"));
 }
 
@@ -144,7 +145,7 @@ void Follow(Install* request, const InstallListener& listener, InstallRecord& re
     QObject::connect(request, &CAPIInstallPackages::signalCanAddToNewStuff, &listener,
                      [&](PackageNameArray& names, bool& add) {
                          const DpkgStatus now = ReadDpkgStatus();
-                         add = add && listener.toolsSucceeded();
+                         add = add && (listener.toolsSucceeded() || !listener.toolsBegan());
                          for (const std::string& name : names)
                              add = add && now.Of(name).IsInstalled();
                      });

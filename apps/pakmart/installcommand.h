@@ -21,6 +21,7 @@ public:
     bool declined() const { return m_declined; }
     // Whether the package tools have run, and ended well.
     bool toolsSucceeded() const { return m_toolsSucceeded; }
+    bool toolsBegan() const { return m_toolsBegan; }
 
 public slots:
     void onPreInstallInformation(const std::string& text);
@@ -38,5 +39,6 @@ private:
     Console& m_display;
     const bool m_yes;
     bool m_declined = false;
+    bool m_toolsBegan = false;
     bool m_toolsSucceeded = false;
 };

@@ -24,7 +24,7 @@ int WithList(Console& display, const std::function<int(CRUFile&)>& work)
     InitIndex();
     {
         CRUFile list;
-        if (list.Open())
+        if (list.OpenOrRepair())
             status = work(list);
         else
             display.complain(QStringLiteral("the list of applications cannot be opened"));

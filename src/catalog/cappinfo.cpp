@@ -7,6 +7,7 @@
 #include "db/crufile.h"
 #include "db/indexlayer.h"
 #include "db/listlock.h"
+#include "db/outofmemory.h"
 #include "request/replydocument.h"
 #include "support/ctracer.h"
 #include "util/number.h"
@@ -156,7 +157,7 @@ bool CAppInfo::IsValid() const
 }
 
 bool CAppInfo::AddAppToDatabase()
-{
+try {
     CTracer tracer("CAppInfo::AddAppToDatabase");
     const std::int32_t number = LeadingNumber(m_sServerSerialNumber.toStdString());
     if (number <= 0 || m_applications.empty())
@@ -164,23 +165,25 @@ bool CAppInfo::AddAppToDatabase()
     const IndexLayer layer;
     CRUFile list;
     const ListLock lock(CRUFile::RUDATAFILE);
-    if (!lock || !list.Open())
+    if (!lock || !list.OpenOrRepair())
         return false;
     // A product whose recording failed half-way is in some indexes only.
     const bool recorded = list.Repair() && Record(list, number, m_applications.front());
     if (!recorded)
         list.Repair();
     return list.Close() && recorded;
+} catch (const std::bad_alloc&) {
+    return OutOfMemory();
 }
 
 bool CAppInfo::RemoveAppFromDatabase()
-{
+try {
     CTracer tracer("CAppInfo::RemoveAppFromDatabase");
     const std::int32_t number = LeadingNumber(m_sServerSerialNumber.toStdString());
     const IndexLayer layer;
     CRUFile list;
     const ListLock lock(CRUFile::RUDATAFILE);
-    if (!lock || !list.Open())
+    if (!lock || !list.OpenOrRepair())
         return false;
     const auto isThere
         = [&list, number] { return number > 0 && list.FindServerSerialNumber(number); };
@@ -189,6 +192,8 @@ bool CAppInfo::RemoveAppFromDatabase()
         list.DeleteRecord(number);
     const bool gone = list.Repair() && !isThere();
     return list.Close() && gone;
+} catch (const std::bad_alloc&) {
+    return OutOfMemory();
 }
 
 bool CAppInfo::AddAppToMenu()

@@ -8,6 +8,7 @@
 #include "db/dblayouts.h"
 #include "db/generations.h"
 #include "db/heldfiles.h"
+#include "db/outofmemory.h"
 #include "store/datafile.h"
 #include "util/diagnostics.h"
 
@@ -97,9 +98,10 @@ CDependency::~CDependency() = default;
 void CDependency::InitStaticMembers()
 {
     const auto path = [folder = CatalogFolder()](const char* name) { return folder + name; };
-    DEPENDENCYDFNAME = path(Dependency::layout.fileName);
     DEPENDENCYIDXNAME1 = path(Dependency::layout.indexes[0].fileName);
     DEPENDENCYIDXNAME2 = path(Dependency::layout.indexes[1].fileName);
+    // Last: its being set says that all are.
+    DEPENDENCYDFNAME = path(Dependency::layout.fileName);
 }
 
 // ---- the files ----
@@ -126,7 +128,7 @@ StoreFiles* CDependency::Files() const
 }
 
 bool CDependency::Open()
-{
+try {
     const std::string folder = Folder();
     if (folder.empty())
         return OpenOrCreate(Paths());
@@ -134,16 +136,20 @@ bool CDependency::Open()
         Close();
         return OpenOrCreate(CatalogPathsIn(current).dependencies);
     });
+} catch (const std::bad_alloc&) {
+    return OutOfMemory();
 }
 
 bool CDependency::Create()
-{
+try {
     Close();
     const std::string folder = Folder();
     const std::vector<std::string> paths
         = folder.empty() ? Paths() : CatalogPathsIn(CurrentCatalogFolder(folder)).dependencies;
     m_sData = paths[0];
     return m_files->Create(paths, Files());
+} catch (const std::bad_alloc&) {
+    return OutOfMemory();
 }
 
 bool CDependency::OpenOrCreate(const std::vector<std::string>& paths)
@@ -225,8 +231,10 @@ void CDependency::MakeKeys()
 
 // What was replaced while it was changed has not kept the change.
 bool CDependency::SaveRecord()
-{
+try {
     return !IsReplaced() && Store() && !IsReplaced();
+} catch (const std::bad_alloc&) {
+    return OutOfMemory();
 }
 
 bool CDependency::Store()
@@ -266,7 +274,7 @@ bool CDependency::UpdateRecord()
 }
 
 void CDependency::SaveDepends(std::int32_t parent, const QByteArrayList& names)
-{
+try {
     if (IsReplaced())
         return;
     std::vector<std::uint8_t> records;
@@ -290,6 +298,8 @@ void CDependency::SaveDepends(std::int32_t parent, const QByteArrayList& names)
         m_nRecord = number++;
         AddKeys();
     }
+} catch (const std::bad_alloc&) {
+    OutOfMemory();
 }
 
 void CDependency::LoadDepends(std::int32_t parent, QByteArrayList& list)
@@ -304,7 +314,7 @@ void CDependency::LoadOwnDepends(std::int32_t parent, QByteArrayList& list)
 
 // Only the first key must be the parent's: those behind it need any parent.
 void CDependency::Load(std::int32_t parent, bool toTheEnd, QByteArrayList& list)
-{
+try {
     list.clear();
     char key[keyRoom];
     Dependency::FormatParent(parent, key);
@@ -325,10 +335,13 @@ void CDependency::Load(std::int32_t parent, bool toTheEnd, QByteArrayList& list)
     }
     if (m_files->Data())
         AppendNames(m_files->Data(), numbers, list);
+} catch (const std::bad_alloc&) {
+    list.clear();
+    OutOfMemory();
 }
 
 void CDependency::RemoveAllDependencies(std::int32_t parent)
-{
+try {
     if (IsReplaced())
         return;
     char key[keyRoom];
@@ -337,6 +350,8 @@ void CDependency::RemoveAllDependencies(std::int32_t parent)
         Dependency::FormatParent(parent, key);
     while (m_files->Search(0, key, &number, key) && Dependency::ParentOfKey(key) == parent
            && RemoveOne(number, key));
+} catch (const std::bad_alloc&) {
+    OutOfMemory();
 }
 
 // A key whose record is not what it says comes of damage: it goes alone, so that

@@ -7,6 +7,7 @@
 #include "db/dbfolders.h"
 #include "db/dblayouts.h"
 #include "db/listlock.h"
+#include "db/outofmemory.h"
 #include "db/recentrepair.h"
 #include "store/datafile.h"
 #include "store/indexpage.h"
@@ -16,6 +17,7 @@
 #include <QFile>
 #include <cstdio>
 #include <cstring>
+#include <sys/stat.h>
 #include <vector>
 
 using namespace Agent;
@@ -40,6 +42,14 @@ bool IsBelow(const char* key, const std::string& other)
     return tacompkeys(key, other.c_str(), 0, 0, 0) < 0;
 }
 
+// A data file that ends before its first record: a crash may leave such a one.
+bool HasNoItem(const std::string& dataFile)
+{
+    struct stat status;
+    return stat(dataFile.c_str(), &status) == 0 && S_ISREG(status.st_mode)
+        && status.st_size < 2 * Recent::layout.recordLength;
+}
+
 } // namespace
 
 CRUFile::CRUFile() : m_nFound(0), m_files(std::make_unique<DbFiles>(Recent::layout)), m_serialText()
@@ -56,10 +66,11 @@ void CRUFile::InitStaticMembers()
 {
     const std::string folder = RecentFolder();
     CreateFolderTree(QFile::decodeName(folder.c_str()));
-    RUDATAFILE = folder + Recent::layout.fileName;
     RUDATAIDX1 = folder + Recent::layout.indexes[byTime].fileName;
     RUDATAIDX2 = folder + Recent::layout.indexes[byDescription].fileName;
     RUDATAIDX3 = folder + Recent::layout.indexes[bySerial].fileName;
+    // Last: its being set says that all are.
+    RUDATAFILE = folder + Recent::layout.fileName;
 }
 
 bool CRUFile::IsOpen() const
@@ -68,7 +79,7 @@ bool CRUFile::IsOpen() const
 }
 
 bool CRUFile::Open()
-{
+try {
     if (!DoesFileExist(0, RUDATAFILE.c_str())) {
         // Another process may be about to make it, too.
         const ListLock lock(RUDATAFILE);
@@ -80,14 +91,28 @@ bool CRUFile::Open()
     if (!open)
         qCInfo(logDb, "cannot open %s and its indexes, error %d", RUDATAFILE.c_str(), int(taerror));
     return open;
+} catch (const std::bad_alloc&) {
+    return OutOfMemory();
+}
+
+bool CRUFile::OpenOrRepair()
+try {
+    const ListLock lock(RUDATAFILE);
+    if (Open())
+        return true;
+    return lock && (IsOpen() ? Repair() : HasNoItem(RUDATAFILE) && Create());
+} catch (const std::bad_alloc&) {
+    return OutOfMemory();
 }
 
 bool CRUFile::Create()
-{
+try {
     const ListLock lock(RUDATAFILE);
     m_bWalking = false;
     m_files->Close();
     return lock && MakeFiles() && m_files->Open(FileNames()) && m_files->BeginFlushing();
+} catch (const std::bad_alloc&) {
+    return OutOfMemory();
 }
 
 // Under other names first, and the data file last: its being there says that all
@@ -101,7 +126,7 @@ bool CRUFile::MakeFiles()
     bool done = m_files->Create(made);
     done = m_files->Close() && done;
     for (std::size_t i = names.size(); done && i-- > 0;)
-        done = std::rename(made[i].c_str(), names[i].c_str()) == 0;
+        done = PutInPlace(made[i], names[i]);
     for (const std::string& name : made)
         std::remove(name.c_str());
     return done;
@@ -121,11 +146,13 @@ void CRUFile::AddNew()
 }
 
 bool CRUFile::Update()
-{
+try {
     const ListLock lock(RUDATAFILE);
     if (!lock || !m_files->Refresh())
         return false;
     return m_nRecord == 0 ? Append() : Rewrite();
+} catch (const std::bad_alloc&) {
+    return OutOfMemory();
 }
 
 bool CRUFile::Append()
@@ -186,11 +213,15 @@ bool CRUFile::Rewrite()
 }
 
 bool CRUFile::Repair()
-{
+try {
     const ListLock lock(RUDATAFILE);
     m_bWalking = false;
     AddNew();
-    return lock && m_files->Refresh() && RepairRecentList(*m_files, FileNames());
+    const std::vector<std::string> names = FileNames();
+    return lock && (m_files->Refresh() || m_files->ReopenIndexes(names))
+        && RepairRecentList(*m_files, names);
+} catch (const std::bad_alloc&) {
+    return OutOfMemory();
 }
 
 bool CRUFile::GetRecord(std::int32_t record)
@@ -227,23 +258,29 @@ bool CRUFile::Load(bool found)
 }
 
 bool CRUFile::FindItem(const char* description)
-{
+try {
     // Cut as the setter would have cut it.
     const char* const text = description ? description : "";
     m_walked.assign(text, CutLength(text, Recent::description.width - 1));
     m_bWalking = m_files->Refresh(byDescription);
     return m_bWalking && Load(m_files->Find(byDescription, m_walked.c_str(), &m_nFound));
+} catch (const std::bad_alloc&) {
+    return OutOfMemory();
 }
 
 bool CRUFile::FindLastAccessedItem()
-{
+try {
     // Above every time of twelve characters.
     return LoadBelow("999999999999");
+} catch (const std::bad_alloc&) {
+    return OutOfMemory();
 }
 
 bool CRUFile::FindPrevAccessedItem()
-{
+try {
     return LoadBelow(m_keys[byTime].data());
+} catch (const std::bad_alloc&) {
+    return OutOfMemory();
 }
 
 // Each key is below the one before, whatever a damaged index says: so the walk
@@ -269,7 +306,7 @@ bool CRUFile::FindFirstByDescription()
 }
 
 bool CRUFile::FindNextByDescription()
-{
+try {
     char found[keyRoom] = {};
     bool more = m_files->Refresh(byDescription)
         && m_files->Search(byDescription, m_bWalking ? m_walked.c_str() : "", &m_nFound, found);
@@ -278,6 +315,9 @@ bool CRUFile::FindNextByDescription()
     m_bWalking = more && (!m_bWalking || !IsBelow(found, m_walked));
     m_walked = found;
     return Load(m_bWalking);
+} catch (const std::bad_alloc&) {
+    m_bWalking = false;
+    return OutOfMemory();
 }
 
 bool CRUFile::FindServerSerialNumber(std::int32_t serial)
@@ -288,7 +328,7 @@ bool CRUFile::FindServerSerialNumber(std::int32_t serial)
 }
 
 bool CRUFile::DeleteRecord(std::int32_t serial)
-{
+try {
     const ListLock lock(RUDATAFILE);
     if (serial <= 0 || !lock || !m_files->Refresh() || !FindServerSerialNumber(serial)
         || !m_files->Remove(m_nRecord))
@@ -299,6 +339,8 @@ bool CRUFile::DeleteRecord(std::int32_t serial)
         m_files->DeleteKey(which, m_nRecord, m_keys[std::size_t(which)].data());
     m_nRecord = 0;
     return true;
+} catch (const std::bad_alloc&) {
+    return OutOfMemory();
 }
 
 void CRUFile::MakeKey(char* key, int which) const
@@ -331,12 +373,14 @@ const char* CRUFile::SetDescription(const char* text)
 }
 
 bool CRUFile::SetUniqueDescription(const char* text)
-{
+try {
     SetDescription(text);
     if (!IsTaken(Description()))
         return true;
     SetDescription(Recent::WithSerial(Description(), ServerSerialNumber()).c_str());
     return !IsTaken(Description());
+} catch (const std::bad_alloc&) {
+    return OutOfMemory();
 }
 
 bool CRUFile::IsTaken(const std::string& description) const

@@ -75,12 +75,17 @@ public:
     /// item was removed meanwhile, or another process has kept the list for ten
     /// seconds.
     bool Update();
+    /// Opens the files, and puts right what keeps them from being opened: an index that
+    /// is missing or cut off is made again from the records, and so is a list without
+    /// any. False when the data file cannot be read or the folder cannot be written.
+    bool OpenOrRepair();
     /// Brings the indexes in step with the records, after a failure or damage left
     /// them apart: an item that an index lacks gets into it, a key without an item
     /// goes. Of several items of one product the one used last stays. Where two
     /// products have one description, that of the second gets its serial number
     /// behind it. A sound list is only read. False when the list cannot be
-    /// read or written; the object is then, as otherwise, a new item.
+    /// read or written; the object is then, as otherwise, a new item. The data file
+    /// must be open; an index need not be (see OpenOrRepair).
     bool Repair();
     /// Loads an item, or what is left of one that was removed, which cannot be
     /// stored again. On failure the object stays as it is.

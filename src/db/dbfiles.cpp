@@ -6,9 +6,9 @@
 #include "db/dblayouts.h"
 #include "store/indexfile.h"
 #include "store/ownfiles.h"
+#include "store/storefiles.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
 
 namespace Agent
@@ -43,6 +43,11 @@ bool Change(Step step, IndexFile* index, std::int32_t number, const char* key)
 }
 
 } // namespace
+
+bool PutInPlace(const std::string& made, const std::string& name)
+{
+    return storeFiles().Rename(made.c_str(), name.c_str()) == 0;
+}
 
 template <typename OpenData, typename OpenIndex>
 bool DbFiles::OpenAll(const std::vector<std::string>& names, StoreFiles* files, OpenData openData,
@@ -111,20 +116,46 @@ bool DbFiles::Refresh(int which)
     return Index(which) && TaOpenIndex(Index(which)) == 0;
 }
 
-bool DbFiles::ReplaceIndex(int which, const std::string& made, const std::string& name)
+bool DbFiles::ReopenIndexes(const std::vector<std::string>& names)
 {
-    // Before the new file has its name: what is closed may write to that name.
+    // Read first: what is not up to date is not to be written.
+    if (!m_data || TaOpenFile(m_data) != 0)
+        return false;
+    ToggleFlushing(m_data, 1, 0);
+    if (taerror != taNoError)
+        return false;
+    for (int i = 0; i < m_layout.indexCount; ++i) {
+        CloseOne(i);
+        Reopen(i, names[std::size_t(i) + 1]);
+    }
+    return true;
+}
+
+void DbFiles::CloseOne(int which)
+{
     IndexFile*& index = m_indexes[std::size_t(which)];
     if (index)
         CloseIndex(index);
     index = nullptr;
-    if (std::rename(made.c_str(), name.c_str()) != 0)
-        return false;
+}
+
+bool DbFiles::Reopen(int which, const std::string& name)
+{
     const IndexLayout& layout = m_layout.indexes[which];
-    index = OpenIndex(0, name.c_str(), layout.keyLength, layout.allowDuplicates);
+    IndexFile* const index = OpenIndex(0, name.c_str(), layout.keyLength, layout.allowDuplicates);
+    m_indexes[std::size_t(which)] = index;
     if (index)
         ToggleFlushing(index, 1, 1);
-    return index && taerror == taNoError;
+    if (index && taerror != taNoError)
+        CloseOne(which);
+    return Index(which) != nullptr;
+}
+
+bool DbFiles::ReplaceIndex(int which, const std::string& made, const std::string& name)
+{
+    // Before the new file has its name: what is closed may write to that name.
+    CloseOne(which);
+    return PutInPlace(made, name) && Reopen(which, name);
 }
 
 bool DbFiles::Read(std::int32_t number, std::uint8_t* record) const

@@ -20,6 +20,9 @@ namespace Agent
 struct DbLayout;
 class StoreFiles;
 
+// Gives a new file the name of the one it takes the place of.
+bool PutInPlace(const std::string& made, const std::string& name);
+
 class DbFiles
 {
 public:
@@ -44,6 +47,9 @@ public:
     // changed. An index forgets its position. False when a file is not open.
     bool Refresh();
     bool Refresh(int which);
+    // Opens the indexes again, those that open: the others are not open then. Each of
+    // these begins flushing. False when the data file is not open or cannot be read.
+    bool ReopenIndexes(const std::vector<std::string>& names);
     // Closes an index, puts the index file `made` in its place and opens that.
     bool ReplaceIndex(int which, const std::string& made, const std::string& name);
 
@@ -72,6 +78,8 @@ public:
     bool Next(int which, std::int32_t* number, char* found = nullptr) const;
 
 private:
+    void CloseOne(int which);
+    bool Reopen(int which, const std::string& name);
     template <typename OpenData, typename OpenIndex>
     bool OpenAll(const std::vector<std::string>& names, StoreFiles* files, OpenData openData,
                  OpenIndex openIndex);

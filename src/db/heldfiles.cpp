@@ -85,8 +85,15 @@ int HeldFiles::OpenNew(const char* path, int flags, mode_t mode)
     if (descriptor < 0)
         return -1;
     const bool keep = MayKeep(descriptor);
-    m_held.push_back(
-        { path, keep ? descriptor : -1, status.st_dev, status.st_ino, 0, 0, keep, {}, false });
+    try {
+        m_held.push_back(
+            { path, keep ? descriptor : -1, status.st_dev, status.st_ino, 0, 0, keep, {}, false });
+    } catch (const std::bad_alloc&) {
+        storeFiles().Close(descriptor);
+        Expect(false);
+        errno = ENOMEM;
+        return -1;
+    }
     return descriptor;
 }
 

@@ -41,9 +41,9 @@ bool Wait(int file)
 
 ListLock::ListLock(const std::string& dataFile) : m_free(true)
 {
+    const std::string path = dataFile + ".lock"; // may fail: before there is a holder
     if (holders++ > 0)
         return;
-    const std::string path = dataFile + ".lock";
     // Reading is enough for a lock, so that a file of another user serves as well.
     descriptor = open(path.c_str(), O_RDONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0666);
     m_free = descriptor < 0 || Wait(descriptor);

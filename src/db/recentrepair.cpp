@@ -108,9 +108,10 @@ private:
     {
         for (int which = 0; which < indexCount; ++which) {
             Index& index = m_indexes[which];
-            index.sound = CheckIndex(m_names[std::size_t(which) + 1],
-                                     Recent::layout.indexes[which].keyLength, false, &index.entries)
-                              .empty();
+            index.sound = m_files.Index(which)
+                && CheckIndex(m_names[std::size_t(which) + 1],
+                              Recent::layout.indexes[which].keyLength, false, &index.entries)
+                       .empty();
         }
     }
 
@@ -201,6 +202,8 @@ private:
         qCInfo(logDb, "making %s again", name.c_str());
         const bool done = Make(which, wanted, made) && m_files.ReplaceIndex(which, made, name);
         std::remove(made.c_str());
+        if (!done)
+            qCInfo(logDb, "cannot make %s again, error %d", name.c_str(), int(taerror));
         return done;
     }
 

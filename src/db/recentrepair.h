@@ -14,8 +14,8 @@ namespace Agent
 
 class DbFiles;
 
-// `names` are those of the open files. A sound list is only read. Each step leaves
-// a list that the next call can go on from. False when one failed.
+// `names` are those of the files. An index that is not open is made again, too. A sound list is
+// only read. Each step leaves a list that the next call can go on from. False when one failed.
 bool RepairRecentList(DbFiles& files, const std::vector<std::string>& names);
 
 } // namespace Agent

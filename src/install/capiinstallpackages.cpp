@@ -3,13 +3,18 @@
 
 #include "install/capiinstallpackages.h"
 
+#include "base/dpkgstatus.h"
 #include "catalog/capidownloadappinfo.h"
+#include "db/crufile.h"
+#include "db/indexlayer.h"
 #include "install/capigetpackageinfo.h"
 #include "install/cdlginstallcomplete.h"
 #include "install/privatetree.h"
 #include "support/ctracer.h"
 #include "util/desktop.h"
+#include "util/number.h"
 #include "util/output.h"
+#include "util/paths.h"
 
 #include <QApplication>
 #include <QPointer>
@@ -29,6 +34,19 @@ QString FailureText(const AptGetMessages& errors)
     for (const std::string& line : errors)
         text += QLatin1Char('\n') + QString::fromStdString(line);
     return text;
+}
+
+// Whether a product is installed, for all that dpkg says, and is not in the list.
+bool IsForgotten(const CAppInfo& info)
+{
+    const DpkgStatus dpkg(SystemPath(std::string("/var/lib/dpkg")));
+    if (info.Count() == 0 || !info.IsValid()
+        || !dpkg.Of(info.PackageName().toStdString()).IsInstalled())
+        return false;
+    const IndexLayer layer;
+    CRUFile list;
+    return list.OpenOrRepair()
+        && !list.FindServerSerialNumber(LeadingNumber(info.ServerSerialNumber().toStdString()));
 }
 
 } // namespace
@@ -379,6 +397,8 @@ void CAPIInstallPackages::onDependencyComplete(bool ok)
     } else {
         m_bUnderWay = false;
         m_bSucceeded = false;
+        if (Failure() == AgentError::NothingToDo)
+            RecordForgotten();
         emit signalBuildErrorReport(false);
     }
     delete this;
@@ -456,6 +476,28 @@ QString CAPIInstallPackages::RecordApplications(QString& program)
     }
     BroadcastMenuChange();
     return text;
+}
+
+// Records the applications of products that are installed already and not in the
+// list: an install that was killed after dpkg's work has not come to that.
+void CAPIInstallPackages::RecordForgotten()
+{
+    std::vector<CAppInfo*> forgotten;
+    PackageNameArray names;
+    for (CAppInfo& info : m_appInfos) {
+        if (!IsForgotten(info))
+            continue;
+        forgotten.push_back(&info);
+        names.push_back(info.PackageName().toStdString());
+    }
+    bool add = !names.empty();
+    if (add)
+        emit signalCanAddToNewStuff(names, add);
+    if (!add)
+        return;
+    for (CAppInfo* info : forgotten)
+        info->AddAppToDatabase();
+    BroadcastMenuChange();
 }
 
 void CAPIInstallPackages::ShowInstallDialog(const QString& text, const PackageNameArray& log,

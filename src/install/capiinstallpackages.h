@@ -91,7 +91,8 @@ signals:
     void signalCanContinue(int count, bool& canContinue);
     /// All that the front end said.
     void signalAptGetReport(AptGetMessages& report);
-    /// A listener may clear `add`: the new applications are not recorded then.
+    /// A listener may clear `add`: the new applications are not recorded then. Also
+    /// for those that are installed already and are not in the recently-used list.
     void signalCanAddToNewStuff(PackageNameArray& names, bool& add);
     /// The outcome; true also when the listener declined.
     void signalBuildErrorReport(bool success);
@@ -145,6 +146,7 @@ private:
     bool RequestAppInfo(QString& failure);
     void GiveUp(const QString& text, const char* log);
     QString RecordApplications(QString& program);
+    void RecordForgotten();
     void ShowInstallDialog(const QString& text, const PackageNameArray& log, bool success,
                            const QString& program);
 

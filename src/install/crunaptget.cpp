@@ -5,6 +5,7 @@
 
 #include "install/crunaptget.h"
 
+#include "base/dpkgstatus.h"
 #include "base/packagename.h"
 #include "install/crun.h"
 #include "install/failurereason.h"
@@ -237,6 +238,7 @@ bool CRunAptGet::Refuse(const std::string& packages)
 int CRunAptGet::RunPiped(char action, const std::string& packages, bool isRetry)
 {
     const bool deps = action == 'D';
+    FinishInterrupted(packages);
     if (deps)
         checkSources(true);
     if (m_bCancelled)
@@ -329,7 +331,29 @@ void CRunAptGet::ClearArchive()
     if (CConfigFile(SettingsFile(), false).GetLongValue("clear apt archive", 1) == 0)
         return;
     RunWaiting(ToQString(FrontEnd()), "clean " + AptGetOptions(false));
+    ConfigurePending();
+}
+
+void CRunAptGet::ConfigurePending()
+{
     RunWaiting(SystemPath(QStringLiteral("/usr/bin/dpkg")), "--configure -a");
+}
+
+// What a killed install left to dpkg. apt-get changes nothing before dpkg has taken
+// its journal over, and it names no file for a package that is only to be set up.
+void CRunAptGet::FinishInterrupted(const std::string& packages)
+{
+    const DpkgStatus dpkg(SystemPath(std::string("/var/lib/dpkg")));
+    bool isLeft = dpkg.WasInterrupted();
+    std::string name;
+    for (std::istringstream names(packages); !isLeft && names >> name;) {
+        const PackageState state = dpkg.Of(name);
+        isLeft = state.IsHalfWay() && state.status != "half-installed";
+    }
+    if (!isLeft)
+        return;
+    qCInfo(logInstall, "dpkg was interrupted, and finishes its work first");
+    ConfigurePending();
 }
 
 bool CRunAptGet::CreateAptGetDirs()

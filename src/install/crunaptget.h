@@ -202,6 +202,8 @@ private:
     int NextByte(FILE* stream);
     bool AwaitOutput(FILE* stream);
     void ClearArchive();
+    void ConfigurePending();
+    void FinishInterrupted(const std::string& packages);
     void RunUpdate(bool deps);
     void RunUpdateOnTree(bool deps);
     static std::string RefreshMark(bool deps);

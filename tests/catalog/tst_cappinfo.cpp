@@ -510,12 +510,42 @@ private slots:
         QVERIFY(info.BuildApplicationInformation(reply("<package><serialnumber>9</serialnumber>"
                                                        + Binary("Nine", "/9", "") + "</package>")));
         QVERIFY(info.AddAppToDatabase());
-        QFile file(QString::fromStdString(CRUFile::RUDATAIDX2));
-        QVERIFY(file.rename(file.fileName() + QLatin1String(".away")));
-        QVERIFY(!info.AddAppToDatabase());
-        QVERIFY(!info.RemoveAppFromDatabase());
-        QVERIFY(file.rename(QString::fromStdString(CRUFile::RUDATAIDX2)));
-        QVERIFY(info.AddAppToDatabase());
+        for (const std::string& name : { CRUFile::RUDATAFILE, CRUFile::RUDATAIDX2 }) {
+            const QString path = QString::fromStdString(name);
+            QFile file(path);
+            QVERIFY(file.rename(path + QLatin1String(".away")) && QDir().mkdir(path));
+            QVERIFY(!info.AddAppToDatabase());
+            QVERIFY(!info.RemoveAppFromDatabase());
+            QVERIFY(QDir().rmdir(path) && file.rename(path));
+            QVERIFY(info.AddAppToDatabase());
+        }
+    }
+
+    void anIndexThatIsGoneOrCutOffIsMadeAgain()
+    {
+        CAppInfo info;
+        QVERIFY(info.BuildApplicationInformation(reply("<package><serialnumber>9</serialnumber>"
+                                                       + Binary("Nine", "/9", "") + "</package>")));
+        CAppInfo other;
+        QVERIFY(other.BuildApplicationInformation(reply(
+            "<package><serialnumber>10</serialnumber>" + Binary("Ten", "/10", "") + "</package>")));
+        const IndexLayer layer;
+        CRUFile list;
+        for (const std::string& name :
+             { CRUFile::RUDATAIDX1, CRUFile::RUDATAIDX2, CRUFile::RUDATAIDX3 }) {
+            QFile index(QString::fromStdString(name));
+            QVERIFY(info.AddAppToDatabase());
+            QVERIFY(index.resize(100));
+            QVERIFY(other.AddAppToDatabase());
+            QVERIFY(list.Open());
+            QVERIFY(list.FindServerSerialNumber(9) && list.FindServerSerialNumber(10));
+            list.Close();
+            QVERIFY(index.remove());
+            QVERIFY(other.RemoveAppFromDatabase());
+            QVERIFY(list.Open());
+            QVERIFY(list.FindServerSerialNumber(9) && !list.FindServerSerialNumber(10));
+            list.Close();
+        }
     }
 
     void nobodyWaitsForTheMenu()

@@ -9,9 +9,10 @@
 #include "db/crufile.h"
 #include "db/dbcheck.h"
 #include "db/dbfolders.h"
+#include "db/dblayouts.h"
 #include "db/indexlayer.h"
-#include "tests/db/dbfaults.h"
 #include "tests/db/dbtest.h"
+#include "tests/db/memoryfaults.h"
 
 #include <QTemporaryDir>
 #include <QtTest>
@@ -25,7 +26,16 @@ class RecordingFaultsTest : public QObject
 private slots:
     void faults_data() { FaultRows(); }
     void faults() { FailEach(work()); }
+    void withoutMemory_data() { AllocationRows(); }
+    void withoutMemory() { FailEachAllocation(work()); }
     void aProcessThatDies() { DieAtEach(work()); }
+
+    // Indexes that lack the items, or do not open, are made again by the next recording.
+    void faultsOfAHealing_data() { FaultRowsOfNewFiles(); }
+    void faultsOfAHealing() { FailEach(healing()); }
+    void healingWithoutMemory_data() { AllocationRows(); }
+    void healingWithoutMemory() { FailEachAllocation(healing()); }
+    void aProcessThatDiesHealing() { DieAtEach(healing()); }
 
 private:
     CAppInfo application(std::uint32_t serial, const QByteArray& name) const
@@ -47,6 +57,19 @@ private:
     {
         return { [this] { prepare(); }, [this] { run(); }, [this] { verify(); } };
     }
+    FaultyWork healing()
+    {
+        const auto damage = [this] {
+            prepare();
+            const IndexLayer layer;
+            CloseIndex(
+                MakeIndex(0, CRUFile::RUDATAIDX1.c_str(), Recent::layout.indexes[0].keyLength, 0));
+            CloseIndex(
+                MakeIndex(0, CRUFile::RUDATAIDX3.c_str(), Recent::layout.indexes[2].keyLength, 0));
+            QVERIFY(truncate(CRUFile::RUDATAIDX2.c_str(), 100) == 0);
+        };
+        return { damage, [this] { run(); }, [this] { verify(); } };
+    }
     void prepare()
     {
         m_ledger = std::make_unique<Ledger>();
@@ -66,14 +89,18 @@ private:
         record(6, "six");
         record(7, "SIX");
         m_ledger->Doubt(2);
-        if (application(2, "n2").RemoveAppFromDatabase())
+        if (calmly(2, "n2")->RemoveAppFromDatabase())
             m_ledger->Gone(2);
     }
-    void record(std::uint32_t serial, const QByteArray& name)
+    void record(std::uint32_t serial, const char* name)
     {
         m_ledger->Doubt(serial);
-        if (application(serial, name).AddAppToDatabase())
+        if (calmly(serial, name)->AddAppToDatabase())
             m_ledger->Stored(serial, 0);
+    }
+    std::unique_ptr<CAppInfo> calmly(std::uint32_t serial, const char* name) const
+    {
+        return MadeCalmly([&] { return std::make_unique<CAppInfo>(application(serial, name)); });
     }
     void verify()
     {

@@ -36,6 +36,14 @@ inline void FaultRows()
     }
 }
 
+// With what is called where a new file takes the place of another, too.
+inline void FaultRowsOfNewFiles()
+{
+    FaultRows();
+    QTest::newRow("rename, once") << int(Fault::Rename) << false;
+    QTest::newRow("rename, for good") << int(Fault::Rename) << true;
+}
+
 // The row's kind of call, the k-th one of a run, for each k.
 inline void FailEach(const FaultyWork& work)
 {

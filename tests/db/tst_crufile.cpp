@@ -9,7 +9,9 @@
 #include "tests/db/dbtest.h"
 #include "tests/store/storeshims.h"
 
+#include <QLoggingCategory>
 #include <QtTest>
+#include <sys/stat.h>
 #include <sys/wait.h>
 
 using namespace Agent;
@@ -713,6 +715,115 @@ private slots:
             }
         }
         QCOMPARE(ReadWhole(CRUFile::RUDATAFILE), records);
+    }
+
+    void indexesThatDoNotOpenAreMadeAgain()
+    {
+        CRUFile list;
+        QVERIFY(list.Create());
+        for (int serial = 1; serial <= 60; ++serial)
+            QVERIFY(Add(list, serial, QByteArray::number(serial), serial));
+        list.Close();
+        const Items sound[] = { Index(1), Index(2), Index(3) };
+        const QByteArray records = ReadWhole(CRUFile::RUDATAFILE);
+        const int descriptors = OpenDescriptors();
+        // One, two next to one another, and all.
+        for (const std::vector<std::size_t>& which :
+             { std::vector<std::size_t>{ 1 }, { 2 }, { 3 }, { 1, 2 }, { 2, 3 }, { 1, 2, 3 } }) {
+            for (const int size : { 0, 30, 100, -1 }) {
+                for (const std::size_t index : which)
+                    QVERIFY((size < 0 ? unlink(Files()[index].c_str())
+                                      : truncate(Files()[index].c_str(), size))
+                            == 0);
+                QVERIFY(!list.Open());
+                QVERIFY(list.IsOpen());
+                list.Close();
+                QVERIFY(list.OpenOrRepair());
+                QCOMPARE(NewestFirst(list).size(), 60);
+                QVERIFY(list.FindServerSerialNumber(7) && list.FindItem("8"));
+                list.SetLastAccessed(8); // as it was: written, and nothing else
+                QVERIFY(list.Update());
+                list.Close();
+                for (const int index : { 1, 2, 3 })
+                    QCOMPARE(Index(index), sound[index - 1]);
+            }
+        }
+        QCOMPARE(ReadWhole(CRUFile::RUDATAFILE), records);
+        QCOMPARE(OpenDescriptors(), descriptors);
+    }
+
+    void anIndexOfZerosIsMadeAgain()
+    {
+        CRUFile list;
+        QVERIFY(list.Create());
+        for (int serial = 1; serial <= 60; ++serial)
+            QVERIFY(Add(list, serial, QByteArray::number(serial), serial));
+        list.Close();
+        for (const std::size_t which : { 1, 2, 3 }) {
+            const Items sound = Index(int(which));
+            WriteWhole(Files()[which], QByteArray(ReadWhole(Files()[which]).size(), '\0'));
+            QVERIFY(list.OpenOrRepair() && list.Repair());
+            list.Close();
+            QCOMPARE(Index(int(which)), sound);
+        }
+    }
+
+    // While it is open, too.
+    void anIndexThatIsCutOffUnderAnOpenListIsMadeAgain()
+    {
+        CRUFile list;
+        QVERIFY(list.Create());
+        QVERIFY(Add(list, 1, "one", 1));
+        for (const std::size_t which : { 1, 2, 3 }) {
+            QVERIFY(truncate(Files()[which].c_str(), 100) == 0);
+            QVERIFY(!list.FindServerSerialNumber(1) || !list.Update());
+            QVERIFY(list.Repair());
+            QVERIFY(list.FindServerSerialNumber(1) && list.Update());
+        }
+        QVERIFY(truncate(CRUFile::RUDATAFILE.c_str(), 100) == 0);
+        QVERIFY(!list.Repair());
+        QCOMPARE(ReadWhole(CRUFile::RUDATAFILE).size(), 100);
+    }
+
+    void anIndexThatCannotBeReplacedIsNamed()
+    {
+        CRUFile list;
+        QVERIFY(list.Create());
+        QVERIFY(Add(list, 1, "one", 1));
+        list.Close();
+        QVERIFY(unlink(Files()[2].c_str()) == 0 && mkdir(Files()[2].c_str(), 0700) == 0);
+        QLoggingCategory::setFilterRules(QStringLiteral("vantrel.agent.db.info=true"));
+        QTest::ignoreMessage(QtInfoMsg, QRegularExpression(QStringLiteral("^cannot open .*")));
+        QTest::ignoreMessage(QtInfoMsg, QRegularExpression(QStringLiteral("^making .*k2 again")));
+        QTest::ignoreMessage(QtInfoMsg,
+                             QRegularExpression(QStringLiteral("^cannot make .*k2 again, error")));
+        QVERIFY(!list.OpenOrRepair());
+        QLoggingCategory::setFilterRules(QString());
+        list.Close();
+        QVERIFY(rmdir(Files()[2].c_str()) == 0);
+        QVERIFY(list.OpenOrRepair());
+        QVERIFY(list.FindItem("one"));
+    }
+
+    void aDataFileThatEndsBeforeItsFirstItemIsMadeAgain()
+    {
+        CRUFile list;
+        for (const int size : { 0, 100, recordLength - 1 }) {
+            QVERIFY(list.Create());
+            QVERIFY(Add(list, 1, "one", 1));
+            list.Close();
+            QVERIFY(truncate(CRUFile::RUDATAFILE.c_str(), size) == 0);
+            QVERIFY(!list.Open());
+            QVERIFY(list.OpenOrRepair());
+            QCOMPARE(list.UsedRecs(), 0);
+            QVERIFY(Add(list, 1, "one", 1));
+            list.Close();
+        }
+        // What may hold items is left as it is.
+        QVERIFY(unlink(CRUFile::RUDATAFILE.c_str()) == 0);
+        QVERIFY(mkdir(CRUFile::RUDATAFILE.c_str(), 0700) == 0);
+        QVERIFY(!list.OpenOrRepair());
+        QVERIFY(rmdir(CRUFile::RUDATAFILE.c_str()) == 0);
     }
 
     void repairMakesItemsOfRefusedUpdates()

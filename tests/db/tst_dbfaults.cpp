@@ -9,8 +9,8 @@
 #include "db/crufile.h"
 #include "db/dbcheck.h"
 #include "db/dbfolders.h"
-#include "tests/db/dbfaults.h"
 #include "tests/db/dbtest.h"
+#include "tests/db/memoryfaults.h"
 
 #include <QtTest>
 
@@ -52,12 +52,18 @@ private slots:
 
     void list_data() { FaultRows(); }
     void list() { FailEach(listWork()); }
+    void listWithoutMemory_data() { AllocationRows(); }
+    void listWithoutMemory() { FailEachAllocation(listWork()); }
     void listOfAProcessThatDies() { DieAtEach(listWork()); }
-    void firstList_data() { FaultRows(); }
+    void firstList_data() { FaultRowsOfNewFiles(); }
     void firstList() { FailEach(firstListWork()); }
+    void firstListWithoutMemory_data() { AllocationRows(); }
+    void firstListWithoutMemory() { FailEachAllocation(firstListWork()); }
     void firstListOfAProcessThatDies() { DieAtEach(firstListWork()); }
     void dependencies_data() { FaultRows(); }
     void dependencies() { FailEach(dependencyWork()); }
+    void dependenciesWithoutMemory_data() { AllocationRows(); }
+    void dependenciesWithoutMemory() { FailEachAllocation(dependencyWork()); }
     void dependenciesOfAProcessThatDies() { DieAtEach(dependencyWork(false)); }
 
 private:
@@ -79,7 +85,8 @@ private:
     }
     void useList()
     {
-        CRUFile list;
+        const auto made = MadeCalmly(std::make_unique<CRUFile>);
+        CRUFile& list = *made;
         if (!list.Open())
             return;
         report(101, 101, [&] { return Add(list, 101, "new", 101); });
@@ -133,9 +140,9 @@ private:
                 unlink(file.c_str());
         };
         const auto use = [this] {
-            CRUFile list;
-            if (list.Open())
-                report(1, 10, [&] { return Add(list, 1, "one", 10); });
+            const auto list = MadeCalmly(std::make_unique<CRUFile>);
+            if (list->Open())
+                report(1, 10, [&] { return Add(*list, 1, "one", 10); });
         };
         const auto verify = [this] {
             CRUFile list;
@@ -170,7 +177,8 @@ private:
     }
     void useDependencies()
     {
-        CDependency database;
+        const auto made = MadeCalmly(std::make_unique<CDependency>);
+        CDependency& database = *made;
         if (!database.Open())
             return;
         for (const int parent : { 31, 32 }) {

@@ -6,11 +6,13 @@
 
 #include "catalog/capidownloadappinfo.h"
 #include "db/crufile.h"
+#include "db/indexlayer.h"
 #include "install/capigetpackageinfo.h"
 #include "install/capiinstallpackages.h"
 #include "install/cdlginstallcomplete.h"
 #include "store/indexfile.h"
 #include "tests/common/frontend.h"
+#include "tests/common/statusfile.h"
 #include "tests/request/requests.h"
 #include "util/paths.h"
 
@@ -232,6 +234,46 @@ private slots:
         QCOMPARE(QDir(SystemPath(QStringLiteral("/tmp")))
                      .entryList({ QStringLiteral("*.xml") }, QDir::Files),
                  QStringList());
+    }
+
+    // An install that was killed between dpkg's work and the recording.
+    void whatIsInstalledAlreadyAndNotRecordedIsRecorded_data()
+    {
+        QTest::addColumn<QByteArray>("state");
+        QTest::addColumn<bool>("wanted");
+        QTest::addColumn<bool>("records");
+        QTest::newRow("installed") << QByteArray("install ok installed") << true << true;
+        QTest::newRow("not wanted") << QByteArray("install ok installed") << false << false;
+        QTest::newRow("unpacked") << QByteArray("install ok unpacked") << true << false;
+        QTest::newRow("removed") << QByteArray("deinstall ok config-files") << true << false;
+    }
+    void whatIsInstalledAlreadyAndNotRecordedIsRecorded()
+    {
+        QFETCH(QByteArray, state);
+        QFETCH(bool, wanted);
+        QFETCH(bool, records);
+        m_addToNewStuff = wanted;
+        const Agent::IndexLayer layer;
+        CRUFile list;
+        QVERIFY(list.Open());
+        list.DeleteRecord(7);
+        frontEndSays("foo is already the newest version (1).\n", Run);
+        WriteStatusFile("Package: foo\nStatus: " + state + "\n\n");
+        QCOMPARE(list.FindServerSerialNumber(7), false);
+        const QString question = QStringLiteral("add? 1 1");
+        const QStringList events = installProduct().events;
+        QCOMPARE(events.contains(question), state == "install ok installed");
+        QVERIFY(events.endsWith(QStringLiteral("complete 0")));
+        QCOMPARE(list.FindServerSerialNumber(7), records);
+        if (!records)
+            return;
+        QCOMPARE(list.Description(), "Foo");
+        // It is there, and stays as it is.
+        list.SetLastAccessed(5);
+        QVERIFY(list.Update());
+        QVERIFY(!installProduct().events.contains(question));
+        QVERIFY(list.FindServerSerialNumber(7));
+        QCOMPARE(list.LastAccessed(), 5);
     }
 
     void productFromStartToEnd()

@@ -9,6 +9,7 @@
 #include "tests/common/frontend.h"
 #include "tests/common/limits.h"
 #include "tests/common/observe.h"
+#include "tests/common/statusfile.h"
 
 #include <QCursor>
 #include <QDBusConnection>
@@ -186,6 +187,44 @@ private slots:
         QVERIFY(output.lines().contains(QLatin1String("About to execute: |")
                                         + ScriptedFrontEnd::path(QStringLiteral("vos-apt-get"))
                                         + QLatin1Char(' ') + words + QLatin1String(" 2>&1|")));
+    }
+
+    // A killed install has left it: apt-get would change nothing, or list no file.
+    void whatDpkgWasInterruptedInIsFinishedFirst_data()
+    {
+        QTest::addColumn<QByteArray>("state");
+        QTest::addColumn<bool>("journal");
+        QTest::addColumn<bool>("finishes");
+        QTest::newRow("nothing") << QByteArray("install ok installed") << false << false;
+        QTest::newRow("journal") << QByteArray("install ok installed") << true << true;
+        for (const char* state : { "unpacked", "half-configured", "triggers-pending" })
+            QTest::newRow(state) << QByteArray("install ok ") + state << false << true;
+        QTest::newRow("half-installed")
+            << QByteArray("install reinstreq half-installed") << false << false;
+        QTest::newRow("removed") << QByteArray("deinstall ok config-files") << false << false;
+    }
+    void whatDpkgWasInterruptedInIsFinishedFirst()
+    {
+        QFETCH(QByteArray, state);
+        QFETCH(bool, journal);
+        QFETCH(bool, finishes);
+        const QString entry = QFileInfo(StatusFile()).path() + QStringLiteral("/updates/0000");
+        WriteStatusFile(
+            "Package: other\nStatus: install ok unpacked\n\nPackage: b\nStatus: " + state + "\n\n");
+        QVERIFY(QDir().mkpath(QFileInfo(entry).path()));
+        QFile file(entry);
+        QVERIFY(!journal || file.open(QIODevice::WriteOnly));
+        file.close();
+        for (const char action : { 'A', 'I', 'U' }) {
+            m_frontEnd.forget();
+            QCOMPARE(CRunAptGet().Run(action, " a b", false, false), 0);
+            QCOMPARE(m_frontEnd.calls().value(0) == QLatin1String("dpkg --configure -a"), finishes);
+        }
+        m_frontEnd.forget();
+        CRunAptGet().Run('R', "b", false, false);
+        QCOMPARE(m_frontEnd.calls().size(), 1);
+        QVERIFY(QFile::remove(StatusFile()));
+        file.remove();
     }
 
     void archiveIsKeptWhenTheSettingsSaySo()

@@ -105,18 +105,18 @@ private slots:
 
     void aNameIsThatOfTheMachinesArchitectureFirst()
     {
-        const QByteArray native = QByteArray("Architecture: ") + NativeArchitecture() + '\n';
+        const QByteArray native = QByteArray("Architecture: ") + Agent::NativeArchitecture() + '\n';
         write("status",
               stanza("a", "install ok unpacked", "Architecture: ppc64\n")
                   + stanza("a", "install ok installed", native)
                   + stanza("b", "install ok unpacked", "Architecture: ppc64\n")
                   + stanza("b-c", "install ok installed", "Architecture: all\n"));
         QVERIFY(status().Of("a").IsInstalled());
-        QVERIFY(status().Of(std::string("a:") + NativeArchitecture()).IsInstalled());
+        QVERIFY(status().Of(std::string("a:") + Agent::NativeArchitecture()).IsInstalled());
         QVERIFY(status().Of("a=1.0").IsInstalled());
         QCOMPARE(status().Of("a:ppc64").status, std::string("unpacked"));
         QCOMPARE(status().Of("b").status, std::string("unpacked"));
-        QVERIFY(status().Of(std::string("b:") + NativeArchitecture()).IsGone());
+        QVERIFY(status().Of(std::string("b:") + Agent::NativeArchitecture()).IsGone());
         QVERIFY(status().Of("b-c:all").IsInstalled());
         QVERIFY(status().Of("c").IsGone());
     }
@@ -149,6 +149,7 @@ private slots:
         };
         const Words keep{ "--no-remove", "--no-auto-remove" };
         const Words again = with(keep, { "--reinstall" });
+        const std::string whole = "--option=Dir::Cache::archives=/dev/null/";
         for (const char* command : { "install", "upgrade", "dist-upgrade", "full-upgrade" })
             QCOMPARE(words({ "-y", command, "good" }), with(keep, { "-y", command, "good" }));
         // apt-get cannot, and has it set up.
@@ -156,7 +157,10 @@ private slots:
         QCOMPARE(words({ "upgrade", "half" }), with(keep, { "upgrade", "half" }));
         QCOMPARE(words({ "install", "good", "half" }), with(again, { "install", "good", "half" }));
         QCOMPARE(words({ "--print-uris", "install", "broken" }),
-                 with(again, { "--print-uris", "install", "broken" }));
+                 with(again, { whole, "--print-uris", "install", "broken" }));
+        QCOMPARE(words({ "--print-uris", "upgrade" }),
+                 with(keep, { whole, "--print-uris", "upgrade" }));
+        QCOMPARE(words({ "--print-uris", "update" }), (Words{ "--print-uris", "update" }));
         QCOMPARE(words({ "--allow-removals", "install", "good" }), (Words{ "install", "good" }));
         QCOMPARE(words({ "install", "--", "--allow-removals" }),
                  with(keep, { "install", "--", "--allow-removals" }));
@@ -166,6 +170,32 @@ private slots:
                          "broken" }));
         QCOMPARE(words({ "update" }), Words{ "update" });
         QCOMPARE(words({ "clean" }), Words{ "clean" });
+    }
+
+    void wordsThatInstallOtherPackagesAgain()
+    {
+        const auto words = [](const Words& line) {
+            return RepairWords(SortArguments(line), { "lib", "lib2:ppc64" });
+        };
+        const Words first{ "--no-remove", "--no-auto-remove", "--reinstall" };
+        const auto with = [&first](Words options) {
+            options.insert(options.begin(), first.begin(), first.end());
+            options.insert(options.end(), { "install", "lib", "lib2:ppc64" });
+            return options;
+        };
+        QCOMPARE(words({ "install", "app" }), with({}));
+        QCOMPARE(words({ "-yp", "install", "-o", "app", "app", "-t=x", "--", "other" }),
+                 with({ "-y", "-o", "app", "-t=x", "--" }));
+    }
+
+    void namesOfAListing()
+    {
+        QCOMPARE(
+            PackageOfListing("'http://h/p/lib_1%3a2.0_all.deb' lib_1%3a2.0_all.deb 5 MD5Sum:0"),
+            std::string("lib"));
+        for (const char* line : { "", "lib_1.0_all.deb", "'http://h/lib_1.0_all.deb'",
+                                  "The following packages: ' lib_1" })
+            QCOMPARE(PackageOfListing(line), std::string());
     }
 
     void aSimulationChangesNothing()

@@ -7,6 +7,7 @@
 #include "store/cnote.h"
 #include "store/indexfile.h"
 #include "store/pagecache.h"
+#include "tests/store/failingmemory.h"
 #include "tests/store/storetest.h"
 
 #include <QFile>
@@ -19,91 +20,6 @@
 #include <new>
 
 using namespace Agent;
-
-namespace
-{
-
-// Allocations of the process while a piece of work goes on.
-class Memory
-{
-public:
-    // The k-th allocation fails, counted from 0, or all from that one on.
-    static void FailFrom(int k, bool forGood)
-    {
-        s_left = k;
-        s_forGood = forGood;
-        s_failing = true;
-        s_failed = false;
-    }
-    // Whether there was a k-th one.
-    static bool Heal()
-    {
-        s_failing = false;
-        return s_failed;
-    }
-    static bool Fails()
-    {
-        if (!s_failing || s_left-- > 0)
-            return false;
-        s_failed = true;
-        s_failing = s_forGood;
-        s_left = 0;
-        return true;
-    }
-    static void* Take(std::size_t size)
-    {
-        void* const memory = Fails() ? nullptr : std::malloc(size);
-        s_inUse += memory != nullptr;
-        return memory;
-    }
-    static void Give(void* memory)
-    {
-        s_inUse -= memory != nullptr;
-        std::free(memory);
-    }
-    // Allocations that were not given back.
-    static long inUse() { return s_inUse; }
-
-private:
-    static bool s_failing, s_forGood, s_failed;
-    static int s_left;
-    static long s_inUse;
-};
-
-bool Memory::s_failing = false;
-bool Memory::s_forGood = false;
-bool Memory::s_failed = false;
-int Memory::s_left = 0;
-long Memory::s_inUse = 0;
-
-void* TakeOrThrow(std::size_t size)
-{
-    if (void* const memory = Memory::Take(size))
-        return memory;
-    throw std::bad_alloc();
-}
-
-} // namespace
-
-// clang-format off
-void* operator new(std::size_t size) { return TakeOrThrow(size); }
-void* operator new[](std::size_t size) { return TakeOrThrow(size); }
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return Memory::Take(size); }
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept { return Memory::Take(size); }
-void operator delete(void* memory) noexcept { Memory::Give(memory); }
-void operator delete[](void* memory) noexcept { Memory::Give(memory); }
-void operator delete(void* memory, std::size_t) noexcept { Memory::Give(memory); }
-void operator delete[](void* memory, std::size_t) noexcept { Memory::Give(memory); }
-void operator delete(void* memory, const std::nothrow_t&) noexcept { Memory::Give(memory); }
-void operator delete[](void* memory, const std::nothrow_t&) noexcept { Memory::Give(memory); }
-// clang-format on
-
-// The linker has the store call this one.
-extern "C" void* __real_calloc(std::size_t count, std::size_t size);
-extern "C" void* __wrap_calloc(std::size_t count, std::size_t size)
-{
-    return Memory::Fails() ? nullptr : __real_calloc(count, size);
-}
 
 class TestMemory : public QObject
 {

@@ -1,0 +1,309 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// `pakmart install`, `sync` and `update` killed at any time, with all they started:
+// what was there before is there, nothing half is taken for whole, and the same
+// command does its work the next time. PAKMART_TEST_SEED repeats a run.
+
+#include "demomachine.h"
+
+#include "base/dpkgstatus.h"
+#include "db/crufile.h"
+#include "db/dbcheck.h"
+#include "db/dbfolders.h"
+#include "db/indexlayer.h"
+#include "tests/common/datafolder.h"
+#include "tests/common/processes.h"
+#include "tests/common/statusfile.h"
+
+#include <QElapsedTimer>
+#include <QRandomGenerator>
+#include <QtTest>
+#include <csignal>
+
+using namespace Agent;
+
+namespace
+{
+
+constexpr int kills = 20;
+constexpr int fewestKills = 5; // on a machine that is busy with other things
+constexpr qint64 mostTime = 30000; // of one test, in milliseconds
+
+// A process and all that descend from it.
+QList<int> Family(int first)
+{
+    QMultiHash<int, int> children;
+    const QStringList all = QDir(QStringLiteral("/proc")).entryList({ QStringLiteral("[0-9]*") });
+    for (const QString& pid : all)
+        children.insert(processFields(pid).value(1).toInt(), pid.toInt());
+    QList<int> family{ first };
+    for (int i = 0; i < family.size(); ++i)
+        family += children.values(family[i]);
+    return family;
+}
+
+// Stopped first, so that none of them starts another one meanwhile.
+void KillFamily(int first)
+{
+    QList<int> stopped;
+    QList<int> family = Family(first);
+    while (family.size() > stopped.size()) {
+        for (const int pid : family)
+            kill(pid, SIGSTOP);
+        stopped = family;
+        family = Family(first);
+    }
+    for (const int pid : family)
+        kill(pid, SIGKILL);
+    for (const int pid : family)
+        QTRY_VERIFY_WITH_TIMEOUT(!isRunning(pid), 30000);
+}
+
+QByteArray ReadFile(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+QStringList ListFiles()
+{
+    QStringList names;
+    for (const std::string& name :
+         { CRUFile::RUDATAFILE, CRUFile::RUDATAIDX1, CRUFile::RUDATAIDX2, CRUFile::RUDATAIDX3 })
+        names << QFile::decodeName(name.c_str());
+    return names;
+}
+
+bool IsInList(int serial)
+{
+    const IndexLayer layer;
+    CRUFile list;
+    return list.Open() && list.FindServerSerialNumber(serial);
+}
+
+} // namespace
+
+class KilledTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    using Result = DemoMachine::Result;
+
+    DemoMachine m_machine;
+    QRandomGenerator m_random;
+    QString m_copy; // of the machine with product 1003 on it
+    QList<QByteArray> m_list; // the files of the list with that product in it
+
+    static Result pakmart(const char* words)
+    {
+        return DemoMachine::pakmart(QString::fromUtf8(words).split(QLatin1Char(' ')));
+    }
+
+    // The machine with product 1003, which the list has, or there is no list.
+    void restore(bool withList = true) const
+    {
+        QVERIFY(QDir(m_machine.root).removeRecursively());
+        copyMachine(m_copy, m_machine.root);
+        for (int i = 0; i < m_list.size(); ++i) {
+            QFile file(ListFiles()[i]);
+            QVERIFY(withList ? file.open(QIODevice::WriteOnly | QIODevice::Truncate)
+                            && file.write(m_list[i]) == m_list[i].size()
+                             : !file.exists() || file.remove());
+        }
+    }
+    static void copyMachine(const QString& from, const QString& to)
+    {
+        QCOMPARE(QProcess::execute(QStringLiteral("cp"), { QStringLiteral("-a"), from, to }), 0);
+    }
+
+    bool isInstalled(const char* package) const
+    {
+        const DpkgStatus dpkg(m_machine.root.toStdString() + "/var/lib/dpkg");
+        return !dpkg.WasInterrupted() && dpkg.Of(package).IsInstalled();
+    }
+    // Recorded, installed, and with its program and its library.
+    void verifyInstalled() const
+    {
+        for (const char* package : { "starlander", "libpixel" })
+            QVERIFY2(isInstalled(package), m_machine.dpkgStatus().constData());
+        QVERIFY(QFile::exists(m_machine.root + QStringLiteral("/usr/games/starlander")));
+        QVERIFY(IsInList(1001));
+        QCOMPARE(CheckRecent(RecentFolder()).faults, Findings());
+        QCOMPARE(CheckRecent(RecentFolder()).remarks, Findings());
+        QVERIFY(m_machine.plainTreeIsEmpty());
+    }
+
+    // Kills runs of a command at times up to a whole run and some more.
+    void killEach(const char* words, const std::function<void(int)>& prepare,
+                  const std::function<void(int)>& verify)
+    {
+        QElapsedTimer clock;
+        prepare(0);
+        clock.start();
+        QCOMPARE(pakmart(words).status, 0);
+        const double whole = 1.1 * double(clock.restart());
+        int i = 0, cut = 0;
+        for (; i < kills && (i < fewestKills || clock.elapsed() < mostTime); ++i) {
+            prepare(i);
+            QProcess process;
+            process.start(QStringLiteral(PAKMART),
+                          QString::fromUtf8(words).split(QLatin1Char(' ')));
+            QVERIFY(process.waitForStarted());
+            // In an order that comes to all parts of the run early.
+            const double part = (m_random.generateDouble() + 7 * i % kills) / kills;
+            if (!process.waitForFinished(1 + int(part * whole))) {
+                KillFamily(int(process.processId()));
+                ++cut;
+            }
+            QTRY_COMPARE_WITH_TIMEOUT(process.state(), QProcess::NotRunning, 30000);
+            verify(i);
+            if (QTest::currentTestFailed()) {
+                qWarning("kill %d, after %d ms", i, int(part * whole));
+                return;
+            }
+        }
+        qInfo("%d runs, %d of them killed, in %d s", i, cut, int(clock.elapsed() / 1000));
+        QVERIFY(cut > 0);
+    }
+
+private slots:
+    void initTestCase()
+    {
+        bool given = false;
+        quint32 seed = qEnvironmentVariable("PAKMART_TEST_SEED").toUInt(&given);
+        if (!given)
+            seed = QRandomGenerator::global()->generate();
+        m_random.seed(seed);
+        qInfo("PAKMART_TEST_SEED=%u", seed);
+        QVERIFY(m_machine.setUp());
+        QCOMPARE(pakmart("install --yes 1003").status, 0);
+        QVERIFY(IsInList(1003));
+        for (const QString& name : ListFiles())
+            m_list << ReadFile(name);
+        m_copy = m_machine.dir + QStringLiteral("/copy");
+        copyMachine(m_machine.root, m_copy);
+    }
+
+    void anInstallThatIsKilledLosesNothingAndTheNextOneInstalls()
+    {
+        const auto hasList = [](int i) { return i % 4 != 3; };
+        killEach(
+            "install --yes 1001", [&](int i) { restore(hasList(i)); },
+            [&](int i) {
+                // Before anything has put it right, too.
+                QVERIFY(IsInList(1003) || !hasList(i));
+                const Result next = pakmart("install --yes 1001");
+                QVERIFY2(next.status == 0, qPrintable(next.out + next.err));
+                verifyInstalled();
+                QCOMPARE(IsInList(1003), hasList(i));
+            });
+    }
+
+    // dpkg had done its work, and the recording was still to come.
+    void aProductThatIsInstalledAndNotRecordedIsRecorded()
+    {
+        restore();
+        QCOMPARE(pakmart("install --yes 1001").status, 0);
+        for (int i = 0; i < m_list.size(); ++i)
+            WriteTextFile(ListFiles()[i], m_list[i]);
+        QVERIFY(!IsInList(1001));
+        const Result next = pakmart("install --yes 1001");
+        QCOMPARE(next.status, 0);
+        QVERIFY(next.out.contains(QLatin1String("installed already")));
+        verifyInstalled();
+        QVERIFY(IsInList(1003));
+        // What is in the list keeps its time.
+        const QByteArray list = ReadFile(ListFiles()[0]);
+        QTest::qWait(1100);
+        QCOMPARE(pakmart("install --yes 1001").status, 0);
+        QCOMPARE(ReadFile(ListFiles()[0]), list);
+    }
+
+    // No file is needed for that, so it is done before files are listed.
+    void aProductThatIsUnpackedIsSetUpAndRecorded_data()
+    {
+        QTest::addColumn<QByteArray>("state");
+        QTest::addColumn<bool>("clears");
+        for (const char* state : { "unpacked", "half-configured" }) {
+            QTest::newRow(state) << QByteArray(state) << true;
+            QTest::addRow("%s, archives are kept", state) << QByteArray(state) << false;
+        }
+    }
+    void aProductThatIsUnpackedIsSetUpAndRecorded()
+    {
+        QFETCH(QByteArray, state);
+        QFETCH(bool, clears);
+        restore();
+        QCOMPARE(pakmart("install --yes 1001").status, 0);
+        QByteArray status = m_machine.dpkgStatus();
+        status.replace("Package: starlander\nStatus: install ok installed",
+                       "Package: starlander\nStatus: install ok " + state);
+        WriteStatusFile(status);
+        QVERIFY(!isInstalled("starlander"));
+        for (int i = 0; i < m_list.size(); ++i)
+            WriteTextFile(ListFiles()[i], m_list[i]);
+        CConfigFile(DataPath(QStringLiteral(".vauf")).toStdString(), true)
+            .SetValue("clear apt archive", clears ? "1" : "0", true);
+        QCOMPARE(pakmart("install --yes 1001").status, 0);
+        verifyInstalled();
+    }
+
+    // apt-get changes nothing while dpkg's journal is there.
+    void whatDpkgHasInItsJournalIsTakenOver()
+    {
+        restore();
+        CConfigFile(DataPath(QStringLiteral(".vauf")).toStdString(), true)
+            .SetValue("clear apt archive", "0", true);
+        WriteTextFile(m_machine.root + QStringLiteral("/var/lib/dpkg/updates/0000"),
+                      "Package: libpixel\nStatus: install reinstreq half-installed\n"
+                      "Architecture: all\nVersion: 1.2-3\n");
+        QCOMPARE(pakmart("install --yes 1001").status, 0);
+        verifyInstalled();
+    }
+
+    void aSyncThatIsKilledLeavesAWholeProfile()
+    {
+        restore();
+        const QByteArray statuses[]
+            = { "Package: starlander\nStatus: install ok installed\nVersion: 1.0-1\n\n", "" };
+        QByteArray profiles[2];
+        for (const int i : { 1, 0 }) {
+            WriteStatusFile(statuses[i]);
+            QCOMPARE(pakmart("sync").status, 0);
+            profiles[i] = ReadDataFile(QStringLiteral(".profile"));
+        }
+        QVERIFY(profiles[0] != profiles[1] && profiles[0].endsWith("</profile>\n"));
+        killEach(
+            "sync", [&](int i) { WriteStatusFile(statuses[(i + 1) % 2]); },
+            [&](int i) {
+                const QByteArray left = ReadDataFile(QStringLiteral(".profile"));
+                QVERIFY2(left == profiles[0] || left == profiles[1], left.constData());
+                QCOMPARE(pakmart("sync").status, 0);
+                QCOMPARE(ReadDataFile(QStringLiteral(".profile")), profiles[(i + 1) % 2]);
+            });
+    }
+
+    void anUpdateThatIsKilledLeavesAWholeCatalogAndTheNextOneUpdates()
+    {
+        restore();
+        const QString file = m_machine.store() + QStringLiteral("/products");
+        const QByteArray less = ReadFile(file);
+        const QByteArray more = less
+            + "\nSerial: 7002\nName: Maze Runner\nCategory: Games\nPackage: maze\n"
+              "Description: x\n\n";
+        killEach(
+            "update", [&](int i) { QVERIFY(WriteTextFile(file, i % 2 ? less : more)); },
+            [&](int i) {
+                QCOMPARE(CheckCatalog(DataFolder().toStdString() + '/').faults, Findings());
+                QCOMPARE(pakmart("show 1001").status, 0);
+                QCOMPARE(pakmart("update").status, 0);
+                QCOMPARE(pakmart("show 7002").status == 0, i % 2 == 0);
+            });
+        QVERIFY(WriteTextFile(file, less));
+    }
+};
+
+QTEST_GUILESS_MAIN(KilledTest)
+#include "tst_killed.moc"

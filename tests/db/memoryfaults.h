@@ -1,0 +1,44 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// Runs a piece of work again and again with each of its allocations failing in turn.
+// For one source file of a program (failingmemory.h).
+
+#pragma once
+
+#include "tests/db/dbfaults.h"
+#include "tests/store/failingmemory.h"
+
+inline void AllocationRows()
+{
+    QTest::addColumn<bool>("forGood");
+    QTest::newRow("once") << false;
+    QTest::newRow("for good") << true;
+}
+
+// What a piece of work needs for itself, made while no allocation fails.
+template <typename Make> auto MadeCalmly(const Make& make)
+{
+    const Memory::Pause pause;
+    return make();
+}
+
+inline void FailEachAllocation(const FaultyWork& work)
+{
+    QFETCH(bool, forGood);
+    bool hasFailed = true;
+    int k = 0;
+    for (; hasFailed && !QTest::currentTestFailed(); ++k) {
+        work.prepare();
+        const int descriptors = OpenDescriptors();
+        Memory::FailFrom(k, forGood);
+        work.run();
+        hasFailed = Memory::Heal();
+        QCOMPARE(OpenDescriptors(), descriptors);
+        work.verify();
+        if (QTest::currentTestFailed())
+            qWarning("allocation %d failed", k);
+    }
+    qInfo("%d faults", k - 1);
+    QVERIFY(k > 10);
+}
