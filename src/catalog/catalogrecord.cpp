@@ -9,6 +9,7 @@
 #include "db/generations.h"
 #include "db/heldfiles.h"
 #include "db/indexlayer.h"
+#include "db/outofmemory.h"
 #include "util/diagnostics.h"
 #include "util/eventwait.h"
 
@@ -55,9 +56,10 @@ bool Fill(const NewGeneration& generation, const std::function<void(CCatalogFile
     fill(file);
     file.Close();
     files.CloseAll();
-    if (!files.nothingFailed())
+    const bool whole = files.nothingFailed() && file.IsWhole();
+    if (!whole)
         qCInfo(logCatalog, "the new database is not whole; the old one stays");
-    return files.nothingFailed();
+    return whole;
 }
 
 // Writes a file out while events go on. An error is reported once only, so it counts
@@ -94,7 +96,7 @@ bool WriteOut(const NewGeneration& generation)
 
 bool RebuildCatalogDatabase(const std::function<void(CCatalogFile&)>& fill,
                             const std::function<bool()>& wait)
-{
+try {
     const IndexLayer layer;
     const std::string folder = CCatalogFile::DescribedFolder();
     if (folder.empty()) {
@@ -117,6 +119,9 @@ bool RebuildCatalogDatabase(const std::function<void(CCatalogFile&)>& fill,
     }
     RemoveOldGenerations(folder);
     return published;
+} catch (const std::bad_alloc&) {
+    qCInfo(logCatalog, "the catalog cannot be updated, there is not enough memory");
+    return OutOfMemory();
 }
 
 void RecordProduct(const CatalogProduct& product, CCatalogFile& file)

@@ -40,8 +40,12 @@ mode_t LockMode(const std::string& folder)
 
 } // namespace
 
+UpdateLock::UpdateLock(const std::string& path) : m_path(path) { }
+
+// What fails here for want of memory comes after a constructor that is done: the
+// destructor is called then.
 UpdateLock::UpdateLock(const std::string& folder, const std::function<bool()>& wait)
-    : m_path(folder + ".VACatalog.lock")
+    : UpdateLock(folder + ".VACatalog.lock")
 {
     m_entered = Entered().insert(m_path).second;
     if (!m_entered) {

@@ -28,6 +28,7 @@ public:
     explicit operator bool() const { return m_held; }
 
 private:
+    explicit UpdateLock(const std::string& path);
     bool Open();
     bool IsStill() const;
     bool Wait(const std::function<bool()>& wait);

@@ -9,9 +9,11 @@
 #include "db/generations.h"
 #include "db/heldfiles.h"
 #include "db/noteowners.h"
+#include "db/outofmemory.h"
 #include "store/cnote.h"
 #include "store/indexfile.h"
 #include "store/indexpage.h"
+#include "store/notesheap.h"
 #include "util/diagnostics.h"
 #include "util/number.h"
 
@@ -122,8 +124,11 @@ StoreFiles* CCatalogFile::Files() const
 }
 
 bool CCatalogFile::Open()
-{
+try {
     return Files()->Exists(Paths().products[0].c_str()) ? OpenCurrent() : Make(true);
+} catch (const std::bad_alloc&) {
+    Close();
+    return OutOfMemory();
 }
 
 bool CCatalogFile::OpenCurrent()
@@ -141,14 +146,18 @@ bool CCatalogFile::OpenCurrent()
 bool CCatalogFile::OpenAll(const CatalogPaths& paths)
 {
     Close();
+    m_bWhole = true;
     m_sData = paths.products[0];
     return m_files->Open(paths.products, Files()) && m_notes->Open(paths.notes.c_str())
         && m_dependency.OpenOrCreate(paths.dependencies);
 }
 
 bool CCatalogFile::Create()
-{
+try {
     return Make(false);
+} catch (const std::bad_alloc&) {
+    Close();
+    return OutOfMemory();
 }
 
 // A database for others to see is made aside, and put in place when it is whole.
@@ -175,6 +184,7 @@ bool CCatalogFile::Make(bool isFirst)
 bool CCatalogFile::CreateAll(const CatalogPaths& paths)
 {
     Close();
+    m_bWhole = true;
     m_sData = paths.products[0];
     return m_files->Create(paths.products, Files()) && m_notes->Create(paths.notes.c_str())
         && m_dependency.m_files->Create(paths.dependencies, Files());
@@ -182,9 +192,9 @@ bool CCatalogFile::CreateAll(const CatalogPaths& paths)
 
 void CCatalogFile::Close()
 {
-    m_dependency.Close();
+    const bool closed = m_dependency.Close();
     m_notes->Close();
-    m_files->Close();
+    m_bWhole = m_files->Close() && closed && m_bWhole;
     m_held->CloseAll();
     m_owners->Clear();
     setDependencies({});
@@ -219,7 +229,7 @@ void CCatalogFile::AddNew()
 }
 
 bool CCatalogFile::GetRecord(std::int32_t record)
-{
+try {
     if (!m_bOpen || !m_files->Read(record, m_record.data()))
         return false;
     m_nRecord = record;
@@ -230,26 +240,38 @@ bool CCatalogFile::GetRecord(std::int32_t record)
     m_dependencies.clear();
     m_bDependenciesWait = true;
     return true;
+} catch (const std::bad_alloc&) {
+    return OutOfMemory();
 }
 
 // What was replaced while it was changed has not kept the change.
 bool CCatalogFile::SaveRecord()
-{
-    return m_bOpen && !IsReplaced() && Store() && !IsReplaced();
+try {
+    if (!m_bOpen || IsReplaced())
+        return false;
+    const bool stored = Store();
+    return stored && !IsReplaced();
+} catch (const std::bad_alloc&) {
+    m_bWhole = false;
+    return OutOfMemory();
 }
 
 bool CCatalogFile::Store()
 {
-    SaveDescription();
-    if (!(m_nRecord == -1 ? AppendProduct() : UpdateProduct()))
-        return false;
-    SaveDependencies();
-    return true;
+    bool whole = SaveDescription();
+    SetError(taNoError);
+    const bool stored = m_nRecord == -1 ? AppendProduct() : UpdateProduct(&whole);
+    whole = whole && (stored || taerror == taNoError);
+    if (stored)
+        whole = SaveDependencies() && whole;
+    m_bWhole = m_bWhole && whole;
+    return stored && whole;
 }
 
 // A note is never changed in place. Without a description the old note goes, but
-// the record keeps its offset, where another product's text may come to be.
-void CCatalogFile::SaveDescription()
+// the record keeps its offset, where another product's text may come to be. False
+// where a text could not be stored; one that is too long is left out.
+bool CCatalogFile::SaveDescription()
 {
     const std::int32_t old = NoteOffset();
     if (old != -1 && (!m_sDescription.isEmpty() || m_nRecord != -1)) {
@@ -258,15 +280,16 @@ void CCatalogFile::SaveDescription()
             m_notes->DeleteNote(old);
     }
     if (m_sDescription.isEmpty())
-        return;
+        return true;
     const QByteArray text = m_sDescription.toUtf8();
     const std::int32_t offset = m_notes->SaveNote(text, text.size());
     PutInt32(m_record.data() + Catalog::noteOffset, offset);
     if (offset == -1)
-        return;
+        return text.size() > longestNoteBlock - blockHeaderLength;
     m_owners->Put(offset, text.size());
     if (m_nRecord != -1)
         m_owners->Belongs(offset, m_nRecord);
+    return true;
 }
 
 bool CCatalogFile::AppendProduct()
@@ -281,7 +304,9 @@ bool CCatalogFile::AppendProduct()
     return true;
 }
 
-bool CCatalogFile::UpdateProduct()
+// A key that an index refuses is left out. *whole becomes false where one could not be
+// written.
+bool CCatalogFile::UpdateProduct(bool* whole)
 {
     if (!m_files->Write(m_nRecord, m_record.data()))
         return false;
@@ -292,22 +317,31 @@ bool CCatalogFile::UpdateProduct()
         MakeKey(which, key.data());
         const bool same = which == 0 ? std::strcmp(key.data(), stored.data()) == 0
                                      : SameText(key.data(), stored.data());
-        if (same)
-            continue;
-        m_files->DeleteKey(which, m_nRecord, stored.data());
-        stored = key;
-        m_files->AddKey(which, m_nRecord, stored.data());
+        if (!same)
+            *whole = MoveKey(which, key) && *whole;
     }
     return true;
 }
 
+bool CCatalogFile::MoveKey(int which, const std::array<char, 111>& key)
+{
+    std::array<char, 111>& stored = m_keys[std::size_t(which)];
+    SetError(taNoError);
+    const bool deleted
+        = m_files->DeleteKey(which, m_nRecord, stored.data()) || taerror == taNoError;
+    stored = key;
+    SetError(taNoError);
+    const bool added = m_files->AddKey(which, m_nRecord, stored.data()) || taerror == taNoError;
+    return deleted && added;
+}
+
 // ---- dependencies ----
 
-void CCatalogFile::SaveDependencies()
+bool CCatalogFile::SaveDependencies()
 {
     Dependencies();
-    m_dependency.RemoveAllDependencies(m_nRecord);
-    m_dependency.SaveDepends(m_nRecord, m_dependencies);
+    const bool removed = m_dependency.RemoveAll(m_nRecord);
+    return m_dependency.StoreDepends(m_nRecord, m_dependencies) && removed;
 }
 
 void CCatalogFile::AddDependency(const char* name)
@@ -343,12 +377,14 @@ QByteArrayList CCatalogFile::OwnDependencies()
 // ---- finding ----
 
 bool CCatalogFile::FindServerSerialNumber(std::int32_t serial)
-{
+try {
     if (m_bOpen)
         return LoadSerial(serial);
     const bool found = Open() && LoadSerial(serial);
     Close();
     return found;
+} catch (const std::bad_alloc&) {
+    return OutOfMemory();
 }
 
 bool CCatalogFile::FindServerSerialNumber(const char* serial)
@@ -375,16 +411,20 @@ bool CCatalogFile::LoadInCategory(std::int32_t record, const char* category)
 }
 
 bool CCatalogFile::FindFirstForCategory(const char* category)
-{
+try {
     std::int32_t record;
     return m_bOpen && m_files->Search(0, CutCategory(category).c_str(), &record)
         && LoadInCategory(record, category);
+} catch (const std::bad_alloc&) {
+    return OutOfMemory();
 }
 
 bool CCatalogFile::FindNextForCategory(const char* category)
-{
+try {
     std::int32_t record;
     return m_bOpen && StepFromLoaded(&record) && LoadInCategory(record, category);
+} catch (const std::bad_alloc&) {
+    return OutOfMemory();
 }
 
 // The walk stands on the loaded product unless another one was loaded since, or

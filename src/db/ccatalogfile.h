@@ -91,6 +91,9 @@ public:
     void Close();
     /// Whether all files are open.
     bool IsOpen() const { return m_bOpen; }
+    /// Whether all that was saved since the files were opened could be written, and,
+    /// after Close, was. What an index refuses does not count.
+    bool IsWhole() const { return m_bWhole; }
 
     /// Empties the object, for a new product.
     void AddNew();
@@ -100,7 +103,8 @@ public:
     /// list. The first thing that fails for a new one, such as a package name
     /// that another product has, ends it, and what was stored stays. When the files
     /// were replaced since they were opened nothing is stored: false, with a line in
-    /// the log (vantrel.agent.db).
+    /// the log (vantrel.agent.db). False, too, when a part of it could not be written,
+    /// such as the description; the other parts are stored all the same.
     ///
     /// The list of a product that was loaded holds the names of later products
     /// too (see CDependency::LoadDepends), which become its own by being saved:
@@ -217,10 +221,11 @@ private:
     bool IsReplaced() const;
     bool Store();
     void MakeKey(int which, char* key) const;
-    void SaveDescription();
+    bool SaveDescription();
     bool AppendProduct();
-    bool UpdateProduct();
-    void SaveDependencies();
+    bool UpdateProduct(bool* whole);
+    bool MoveKey(int which, const std::array<char, 111>& key);
+    bool SaveDependencies();
     bool LoadSerial(std::int32_t serial);
     bool LoadInCategory(std::int32_t record, const char* category);
     bool FindBehindLoaded(std::int32_t* record);
@@ -241,6 +246,7 @@ private:
     QString m_sDescription;
     char m_serialText[21];
     bool m_bOpen = false;
+    bool m_bWhole = true; // since the files were opened
     bool m_bDependenciesWait = false; // are still to be read
     std::int32_t m_nWalked = -1; // the product on which the walk of categories stands
 };

@@ -274,9 +274,16 @@ bool CDependency::UpdateRecord()
 }
 
 void CDependency::SaveDepends(std::int32_t parent, const QByteArrayList& names)
+{
+    StoreDepends(parent, names);
+}
+
+// False where something could not be written; a name that an index refuses does not
+// count.
+bool CDependency::StoreDepends(std::int32_t parent, const QByteArrayList& names)
 try {
     if (IsReplaced())
-        return;
+        return false;
     std::vector<std::uint8_t> records;
     const auto set = [&](const QByteArray& name) {
         AddNew();
@@ -289,17 +296,18 @@ try {
     }
     std::int32_t number = -1;
     const bool stored = names.size() > 1 && m_files->AppendAll(records, &number);
+    bool whole = true;
     for (const QByteArray& name : names) {
         set(name);
-        if (!stored) {
-            Store();
-            continue;
-        }
-        m_nRecord = number++;
-        AddKeys();
+        SetError(taNoError);
+        if (stored)
+            m_nRecord = number++;
+        const bool saved = stored ? AddKeys() : Store();
+        whole = whole && (saved || taerror == taNoError);
     }
+    return whole;
 } catch (const std::bad_alloc&) {
-    OutOfMemory();
+    return OutOfMemory();
 }
 
 void CDependency::LoadDepends(std::int32_t parent, QByteArrayList& list)
@@ -341,17 +349,24 @@ try {
 }
 
 void CDependency::RemoveAllDependencies(std::int32_t parent)
+{
+    RemoveAll(parent);
+}
+
+bool CDependency::RemoveAll(std::int32_t parent)
 try {
     if (IsReplaced())
-        return;
+        return false;
     char key[keyRoom];
     std::int32_t number;
-    do
+    do {
         Dependency::FormatParent(parent, key);
-    while (m_files->Search(0, key, &number, key) && Dependency::ParentOfKey(key) == parent
-           && RemoveOne(number, key));
+        SetError(taNoError);
+    } while (m_files->Search(0, key, &number, key) && Dependency::ParentOfKey(key) == parent
+             && RemoveOne(number, key));
+    return taerror == taNoError;
 } catch (const std::bad_alloc&) {
-    OutOfMemory();
+    return OutOfMemory();
 }
 
 // A key whose record is not what it says comes of damage: it goes alone, so that

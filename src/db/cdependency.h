@@ -114,6 +114,8 @@ private:
     bool AppendRecord();
     bool AddKeys();
     bool UpdateRecord();
+    bool StoreDepends(std::int32_t parent, const QByteArrayList& names);
+    bool RemoveAll(std::int32_t parent);
     bool RemoveOne(std::int32_t number, const char* found);
     void Load(std::int32_t parent, bool toTheEnd, QByteArrayList& list);
 

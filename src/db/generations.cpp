@@ -14,6 +14,7 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <memory>
+#include <new>
 #include <sys/file.h>
 #include <unistd.h>
 
@@ -109,6 +110,21 @@ int OpenFolder(const std::string& path)
     return open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
 }
 
+// A folder that is open for the length of a block, whatever ends it.
+struct OpenedFolder {
+    explicit OpenedFolder(const std::string& path) : descriptor(OpenFolder(path)) { }
+    ~OpenedFolder()
+    {
+        if (descriptor >= 0)
+            close(descriptor);
+    }
+    OpenedFolder(const OpenedFolder&) = delete;
+    OpenedFolder& operator=(const OpenedFolder&) = delete;
+    explicit operator bool() const { return descriptor >= 0; }
+
+    const int descriptor;
+};
+
 // Whether a path is still that of an open folder.
 bool IsStill(int descriptor, const std::string& path)
 {
@@ -140,16 +156,28 @@ void RemoveFolder(int descriptor, const std::string& path)
 void RemoveGeneration(const std::string& folder, const std::string& name)
 {
     const std::string path = folder + name;
-    const int descriptor = OpenFolder(path);
-    if (descriptor < 0)
+    const OpenedFolder opened(path);
+    if (!opened)
         return;
     const std::string removed
         = folder + removedPrefix + std::to_string(NumberAfter(generationPrefix, name));
     // Its maker may have published it before the lock was to be had.
-    if (flock(descriptor, LOCK_EX | LOCK_NB) == 0 && CurrentName(folder) != name
-        && IsStill(descriptor, path) && std::rename(path.c_str(), removed.c_str()) == 0)
-        RemoveFolder(descriptor, removed);
-    close(descriptor);
+    if (flock(opened.descriptor, LOCK_EX | LOCK_NB) == 0 && CurrentName(folder) != name
+        && IsStill(opened.descriptor, path) && std::rename(path.c_str(), removed.c_str()) == 0)
+        RemoveFolder(opened.descriptor, removed);
+}
+
+void RemoveEachOldGeneration(const std::string& folder)
+{
+    for (const std::string& name : NamesIn(folder)) {
+        if (NumberAfter(generationPrefix, name) >= 0 && name != CurrentName(folder)) {
+            RemoveGeneration(folder, name);
+        } else if (NumberAfter(removedPrefix, name) >= 0) {
+            const OpenedFolder opened(folder + name);
+            if (opened)
+                RemoveFolder(opened.descriptor, folder + name);
+        }
+    }
 }
 
 } // namespace
@@ -203,9 +231,14 @@ bool OpenCurrentCatalog(const std::string& folder,
 
 // ---- a new generation ----
 
-NewGeneration::NewGeneration(const std::string& folder) : m_folder(folder)
+NewGeneration::NewGeneration(const std::string& folder) : NewGeneration(folder, -1)
 {
-    Make();
+    Make(); // may fail for want of memory: the destructor is called then
+}
+
+NewGeneration::NewGeneration(const std::string& folder, int descriptor)
+    : m_folder(folder), m_descriptor(descriptor)
+{
 }
 
 NewGeneration::~NewGeneration()
@@ -214,8 +247,16 @@ NewGeneration::~NewGeneration()
         return;
     // Readers may have come to one that was current and is so no longer.
     if (!m_published && flock(m_descriptor, LOCK_EX | LOCK_NB) == 0)
-        RemoveFolder(m_descriptor, m_folder + m_name);
+        Remove();
     close(m_descriptor);
+}
+
+// What stays for want of memory the next update removes.
+void NewGeneration::Remove() const
+try {
+    RemoveFolder(m_descriptor, m_folder + m_name);
+} catch (const std::bad_alloc&) {
+    return;
 }
 
 // A name that nothing has, so that nothing which is there already is used.
@@ -332,12 +373,13 @@ bool NewGeneration::Settle()
 bool NewGeneration::SettleFile(const std::string& name)
 {
     StoreFiles& files = storeFiles();
+    const std::string replaced = m_folder + name;
     const int file = files.OpenAt(m_descriptor, name.c_str(), O_RDONLY | O_NOFOLLOW, 0);
     if (file < 0)
         return false;
     struct stat old;
-    const bool settled = (stat((m_folder + name).c_str(), &old) != 0 || TakeAfter(file, old))
-        && files.Sync(file) == 0;
+    const bool settled
+        = (stat(replaced.c_str(), &old) != 0 || TakeAfter(file, old)) && files.Sync(file) == 0;
     files.Close(file);
     return settled;
 }
@@ -396,28 +438,20 @@ bool NewGeneration::SyncFolder()
 {
     const int descriptor = open(m_folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     const bool synced = descriptor >= 0 && storeFiles().Sync(descriptor) == 0;
-    if (!synced)
-        Fail("cannot write " + m_folder);
+    const int reason = errno;
     if (descriptor >= 0)
         close(descriptor);
-    return synced;
+    errno = reason;
+    return synced || Fail("cannot write " + m_folder);
 }
 
 // ---- old generations ----
 
 void RemoveOldGenerations(const std::string& folder)
-{
-    for (const std::string& name : NamesIn(folder)) {
-        if (NumberAfter(generationPrefix, name) >= 0 && name != CurrentName(folder)) {
-            RemoveGeneration(folder, name);
-        } else if (NumberAfter(removedPrefix, name) >= 0) {
-            const int descriptor = OpenFolder(folder + name);
-            if (descriptor < 0)
-                continue;
-            RemoveFolder(descriptor, folder + name);
-            close(descriptor);
-        }
-    }
+try {
+    RemoveEachOldGeneration(folder);
+} catch (const std::bad_alloc&) {
+    return; // they go with the next update
 }
 
 PinnedGeneration::PinnedGeneration(const std::string& folder)

@@ -80,7 +80,9 @@ public:
     bool Exists() const { return m_exists; }
 
 private:
+    NewGeneration(const std::string& folder, int descriptor);
     void Make();
+    void Remove() const;
     bool Lock();
     void LetReadersIn();
     bool PublishOver(const std::string& current);

@@ -11,6 +11,7 @@
 
 #include <QLoggingCategory>
 #include <QtTest>
+#include <cstring>
 #include <sys/stat.h>
 #include <sys/wait.h>
 
@@ -850,7 +851,111 @@ private slots:
         QCOMPARE(CheckDataFile(CRUFile::RUDATAFILE, recordLength), Findings());
     }
 
+    void repairKeepsTheLaterOfTwoCopiesOfOneTime()
+    {
+        CRUFile list;
+        QVERIFY(list.Create());
+        QVERIFY(Add(list, 2, "a", 20));
+        QVERIFY(!Add(list, 2, "b", 20));
+        QVERIFY(list.Repair());
+        QCOMPARE(NewestFirst(list), (QByteArrayList{ "b" }));
+        QVERIFY(list.FindServerSerialNumber(2));
+        QCOMPARE(list.Description(), "b");
+    }
+
+    // A number of 0 is no product's: such items are no copies, and have no name to get.
+    void repairLeavesItemsWithoutASerialNumber()
+    {
+        CRUFile list;
+        QVERIFY(list.Create());
+        QVERIFY(Add(list, 0, "none", 10));
+        QVERIFY(!Add(list, 0, "another", 20));
+        QVERIFY(!Add(list, 0, "none", 30));
+        QVERIFY(list.Repair());
+        QCOMPARE(NewestFirst(list), (QByteArrayList{ "none", "another", "none" }));
+        QCOMPARE(ByDescription(list), (QByteArrayList{ "another", "none" }));
+    }
+
+    void repairTakesNoNameThatAnotherHas()
+    {
+        CRUFile list;
+        QVERIFY(list.Create());
+        QVERIFY(Add(list, 2, "Editor", 10));
+        QVERIFY(Add(list, 8, "Editor (7)", 11));
+        QVERIFY(!Add(list, 7, "Editor", 12));
+        QVERIFY(list.Repair());
+        QCOMPARE(NewestFirst(list), (QByteArrayList{ "Editor", "Editor (7)", "Editor" }));
+    }
+
+    // The one that the index knows by it, if that is one of them.
+    void repairLeavesANameToTheItemThatHadItFirst()
+    {
+        CRUFile list;
+        QVERIFY(list.Create());
+        QVERIFY(Add(list, 1, "x", 1));
+        QVERIFY(Add(list, 2, "Editor", 2));
+        QVERIFY(Add(list, 3, "y", 3));
+        QVERIFY(list.FindServerSerialNumber(1));
+        list.SetDescription("Editor");
+        QVERIFY(!list.Update());
+        QVERIFY(list.Repair());
+        QCOMPARE(NewestFirst(list), (QByteArrayList{ "y", "Editor", "Editor (1)" }));
+        QVERIFY(list.FindServerSerialNumber(1));
+        list.SetDescription("editor");
+        QVERIFY(!list.Update());
+        list.Close();
+        pointTo(2, "Editor", 2, 3);
+        QVERIFY(list.Open() && list.Repair());
+        QCOMPARE(NewestFirst(list), (QByteArrayList{ "y", "Editor (2)", "editor" }));
+    }
+
+    void repairOfAKeyThatLeadsToAnotherItem()
+    {
+        CRUFile list;
+        QVERIFY(list.Create());
+        for (const int serial : { 1, 2 })
+            QVERIFY(Add(list, serial, QByteArray::number(serial), serial));
+        list.Close();
+        pointTo(3, "00000000000000000001", 1, 2);
+        QVERIFY(list.Open());
+        QVERIFY(!list.FindServerSerialNumber(1));
+        QVERIFY(list.Repair());
+        QVERIFY(list.FindServerSerialNumber(1) && list.FindServerSerialNumber(2));
+    }
+
+    // It would give the page to the next item that needs one.
+    void repairOfAnIndexWhoseFreePageIsInUse()
+    {
+        CRUFile list;
+        QVERIFY(list.Create());
+        QVERIFY(Add(list, 1, "one", 1));
+        list.Close();
+        for (const int which : { 1, 2, 3 }) {
+            const std::string path = Files()[std::size_t(which)];
+            const QByteArray sound = ReadWhole(path);
+            const QByteArray root = sound.mid(8, 4);
+            WriteWhole(path, root + QByteArray("\1\0\0\0", 4) + sound.mid(8));
+            QVERIFY(list.Open() && list.Repair());
+            list.Close();
+            QCOMPARE(ReadWhole(path).left(4), QByteArray(4, '\xff'));
+            QCOMPARE(Index(which).size(), std::size_t(1));
+        }
+    }
+
 private:
+    // Has a key of an index lead to another record.
+    static void pointTo(int which, const char* key, std::uint32_t from, std::uint32_t to)
+    {
+        const std::int16_t lengths[] = { 72, 60, 20 };
+        const std::string path = Files()[std::size_t(which)];
+        IndexFile* const index = OpenIndex(0, path.c_str(), lengths[which - 1], 0);
+        QVERIFY(index);
+        char text[80];
+        std::strcpy(text, key);
+        QCOMPARE(DeleteKey(index, &from, text), 0);
+        QCOMPARE(AddKey(index, &to, text), 0);
+        QCOMPARE(CloseIndex(index), 0);
+    }
     static int PageSize(int keyLength) { return PackedLength(std::int16_t(keyLength)); }
 
     // Each walk in its order, whatever is in it.

@@ -1,10 +1,10 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The recently-used list and the dependency database while the file system fails
-// and the process dies: what was reported as stored is there, what nobody touched
-// stays, and the list can be put right.
+// The databases while the file system fails, memory lacks and the process dies: what was
+// reported as stored is there, what nobody touched stays, and the list can be put right.
 
+#include "db/ccatalogfile.h"
 #include "db/cdependency.h"
 #include "db/crufile.h"
 #include "db/dbcheck.h"
@@ -64,6 +64,10 @@ private slots:
     void dependencies() { FailEach(dependencyWork()); }
     void dependenciesWithoutMemory_data() { AllocationRows(); }
     void dependenciesWithoutMemory() { FailEachAllocation(dependencyWork()); }
+    void catalog_data() { FaultRows(); }
+    void catalog() { FailEach(catalogWork()); }
+    void catalogWithoutMemory_data() { AllocationRows(); }
+    void catalogWithoutMemory() { FailEachAllocation(catalogWork()); }
     void dependenciesOfAProcessThatDies() { DieAtEach(dependencyWork(false)); }
 
 private:
@@ -214,6 +218,83 @@ private:
         QVERIFY(database.Close());
         QVERIFY(database.Open());
         QCOMPARE(OwnNames(database, 50), (QByteArrayList{ "p", "q" }));
+    }
+
+    // What was saved is there, with all that belongs to it, unless the catalog says that
+    // it is not whole.
+    FaultyWork catalogWork()
+    {
+        return { [this] { prepareCatalog(); }, [this] { useCatalog(); },
+                 [this] { verifyCatalog(); } };
+    }
+    void prepareCatalog()
+    {
+        m_ledger = std::make_unique<Ledger>();
+        UnsyncedFiles files;
+        const UsedStoreFiles used(&files);
+        CCatalogFile catalog;
+        QVERIFY(catalog.Create());
+        for (int serial = 1; serial <= items; ++serial) {
+            catalog.AddNew();
+            Fill(catalog, serial, serial);
+            QVERIFY(catalog.SaveRecord());
+            m_ledger->Stored(std::uint32_t(serial), serial);
+        }
+        catalog.Close();
+        QVERIFY(catalog.IsWhole());
+    }
+    void useCatalog()
+    {
+        const auto made = MadeCalmly(std::make_unique<CCatalogFile>);
+        CCatalogFile& catalog = *made;
+        if (!catalog.Open())
+            return;
+        const auto save = [&catalog](int serial, int tag) {
+            const Memory::Pause pause;
+            Fill(catalog, serial, tag);
+        };
+        catalog.AddNew();
+        save(101, 500);
+        report(101, 500, [&] { return catalog.SaveRecord(); });
+        for (const int serial : { 5, 12 }) {
+            if (!catalog.FindServerSerialNumber(serial))
+                continue;
+            save(serial, 600 + serial);
+            report(std::uint32_t(serial), 600 + serial, [&] { return catalog.SaveRecord(); });
+        }
+        catalog.Close();
+        if (!catalog.IsWhole())
+            m_ledger->Gone(closed);
+    }
+    // Names, texts and dependencies that say which saving they are of.
+    static void Fill(CCatalogFile& catalog, int serial, int tag)
+    {
+        const QByteArray text = QByteArray::number(tag);
+        catalog.setServerSerialNumber(serial);
+        catalog.setPackageName("p" + text);
+        catalog.setName("n" + text);
+        catalog.setCategory("Games");
+        catalog.setDescription(QString::fromLatin1(text.repeated(20)));
+        catalog.setDependencies({ "a" + text, "b" + text });
+    }
+    void verifyCatalog()
+    {
+        CCatalogFile catalog;
+        QVERIFY(catalog.Open());
+        if (m_ledger->Gone().count(closed) > 0)
+            return;
+        for (const auto& [serial, tag] : m_ledger->Stored()) {
+            const QByteArray text = QByteArray::number(tag);
+            QVERIFY(catalog.FindServerSerialNumber(int(serial)));
+            QCOMPARE(QByteArray(catalog.Name()), "n" + text);
+            QCOMPARE(catalog.Description(), QString::fromLatin1(text.repeated(20)));
+            QCOMPARE(catalog.OwnDependencies(), (QByteArrayList{ "a" + text, "b" + text }));
+        }
+        int found = 0;
+        for (bool more = catalog.FindFirstForCategory("Games"); more;
+             more = catalog.FindNextForCategory("Games"))
+            ++found;
+        QVERIFY(found >= items && found <= items + 1);
     }
 
     static constexpr std::uint32_t closed = 1000; // in the ledger: closing failed

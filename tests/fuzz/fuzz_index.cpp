@@ -5,11 +5,13 @@
 // check ends, and so do the calls. A file that is sound stays so, has its items and
 // the new one, and gives each of them away.
 
-#include "tests/fuzz/fuzzedfile.h"
+#include "tests/fuzz/fuzzedfiles.h"
 
 #include "store/indexfile.h"
+#include "store/indexpage.h"
 #include "store/storecheck.h"
 
+#include <cstring>
 #include <vector>
 
 using namespace Agent;
@@ -17,24 +19,48 @@ using namespace Agent;
 namespace
 {
 
-constexpr std::int16_t keyLengths[] = { 3, 1, 9, 40 };
-constexpr std::int16_t longest = 40;
+constexpr std::int16_t keyLengths[] = { 3, 1, 9, 40, 150, 149, 101, 70 };
 
 // What the first byte says.
 struct Options {
     explicit Options(unsigned byte)
-        : duplicates(byte & 1), flushing(byte & 2), keyLength(keyLengths[byte / 4 % 4])
+        : duplicates(byte & 1), flushing(byte & 2), keyLength(keyLengths[byte / 4 % 8])
     {
     }
 
     bool duplicates;
     bool flushing;
     std::int16_t keyLength;
+    // A page of long keys is longer than an input: it is made, and then damaged.
+    bool IsMade() const { return keyLength > 40; }
 };
+
+using KeyBuffer = char[longestKey + 2];
+
+// As long as the index keeps it whatever its place, with a beginning of three letters.
+void LongKey(unsigned number, int length, char* key)
+{
+    const char letters[] = { char('A' + number / 26 % 26), char('A' + number % 26), 'x' };
+    for (int i = 0; i < std::min(length, int(keptKeyBytes)); ++i)
+        key[i] = letters[i % 3];
+}
+
+void MakeSample(const std::string& path, const Options& options, unsigned items)
+{
+    IndexFile* const index = MakeIndex(0, path.c_str(), options.keyLength, options.duplicates);
+    Demand(index, "an index can be made");
+    for (std::uint32_t number = 1; number <= items; ++number) {
+        KeyBuffer key = {};
+        LongKey(number * 37, options.keyLength, key);
+        Demand(AddKey(index, &number, key) == 0, "an item is added");
+    }
+    Demand(CloseIndex(index) == 0, "an index is written");
+    Demand(CheckIndex(path, options.keyLength, options.duplicates).empty(), "it is sound");
+}
 
 std::size_t Walk(IndexFile* index)
 {
-    char found[longest + 1] = {};
+    KeyBuffer found = {};
     std::uint32_t number = 0;
     std::size_t items = 0;
     // A damaged tree may be a ring.
@@ -47,8 +73,8 @@ std::size_t Walk(IndexFile* index)
 
 bool Add(IndexFile* index, std::uint32_t record, const char* text, bool sound)
 {
-    char key[longest + 1] = {};
-    std::copy_n(text, 3, key);
+    KeyBuffer key = {};
+    std::strcpy(key, text);
     const bool added = AddKey(index, &record, key) == 0;
     const bool there = FindKey(index, &record, key) == 0;
     Demand(!sound || !added || there, "what was added is found");
@@ -60,7 +86,7 @@ std::size_t Empty(IndexFile* index, bool backwards, bool sound)
 {
     std::size_t taken = 0;
     for (int i = 0; i < 120; ++i) {
-        char key[longest + 1] = {};
+        KeyBuffer key = {};
         std::uint32_t record = 0;
         ClearKey(index);
         if ((backwards ? PrevKey : NextKey)(index, &record, key) != 0)
@@ -78,16 +104,21 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     FuzzedInput input(data, size);
     const Options options(input.Byte());
-    const char key[] = { char('A' + input.Byte() % 26), char('A' + input.Byte() % 26), 0 };
+    KeyBuffer key = { char('A' + input.Byte() % 26), char('A' + input.Byte() % 26) };
     const std::uint32_t record = input.Byte();
-    const std::string path = input.File("fuzzed.idx");
+    Demand(InitIndex() == 0, "the page cache is there");
+    const std::string path = input.File("fuzzed.idx", options.IsMade() ? 0 : SIZE_MAX);
+    if (options.IsMade()) {
+        LongKey(std::uint32_t(key[0] * 26 + key[1]), options.keyLength, key);
+        MakeSample(path, options, input.Byte());
+        FuzzedFiles({ { path, std::size_t(PackedLength(options.keyLength)) } }).Damage(&input);
+    }
     const auto check = [&](std::vector<IndexEntry>* entries) {
         return CheckIndex(path, options.keyLength, options.duplicates, entries).empty();
     };
 
     std::vector<IndexEntry> before, after, left;
     const bool sound = check(&before);
-    Demand(InitIndex() == 0, "the page cache is there");
     IndexFile* const index = OpenIndex(0, path.c_str(), options.keyLength, options.duplicates);
     Demand(index || !sound, "a sound index is opened");
     if (index) {
