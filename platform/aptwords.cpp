@@ -36,8 +36,11 @@ std::vector<std::string> AptWords(const Arguments& arguments, const DpkgStatus& 
     };
     if (arguments.command == "install" && AnyIs(arguments, status, isBroken))
         words.push_back("--reinstall");
-    if (!Installs(arguments) && ChangesPackages(arguments) && AnyIs(arguments, status, reinstreq))
+    if (Removes(arguments) && AnyIs(arguments, status, reinstreq))
         words.push_back("--option=DPkg::Options::=--force-remove-reinstreq");
+    const auto isHeld = [](const PackageState& s) { return s.want == "hold"; };
+    if (Removes(arguments) && AnyIs(arguments, status, isHeld))
+        words.push_back("--allow-change-held-packages");
     return Before(words, arguments);
 }
 

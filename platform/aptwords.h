@@ -16,7 +16,8 @@
 //   because the machine's settings clean up;
 // - a package that is half-installed is installed again, which apt-get would leave
 //   as it is, with exit status 0;
-// - one that dpkg wants reinstalled can be removed nevertheless.
+// - one that dpkg wants reinstalled can be removed nevertheless, and so can one on hold
+//   that is asked for by its name.
 std::vector<std::string> AptWords(const Arguments& arguments, const DpkgStatus& status);
 
 // The same install, only simulated, as it would be next: "Inst" lines say what is

@@ -29,6 +29,9 @@ bool ChangesPackages(const Arguments& arguments);
 // Whether packages are to come, and none asked to go.
 bool Installs(const Arguments& arguments);
 
+// Whether packages are to go, or would be in a simulation.
+bool Removes(const Arguments& arguments);
+
 // Whether apt-get can only read `name` as the name of one package: it may not
 // hold a pattern, nor end as an order to remove. "+" at the end stands in real
 // names (g++), and see IsKnownPackage.

@@ -6,27 +6,30 @@
 #include "platform/aptsettings.h"
 #include "platform/aptwords.h"
 #include "platform/errorlines.h"
+#include "platform/halfremoved.h"
 #include "platform/statusreader.h"
+#include "platform/statusview.h"
 #include "platform/translator.h"
 
 namespace
 {
 
-DpkgStatus StatusBelow(const std::string& root)
+std::string DpkgFolder(const std::string& root)
 {
-    return DpkgStatus(root + "/var/lib/dpkg");
+    return root + "/var/lib/dpkg";
 }
 
-std::string Settings(const Arguments& arguments, const std::string& root)
+std::string Settings(const Arguments& arguments, const std::string& root, const StatusView& view)
 {
-    return AptSettings(root, arguments.ownSources, Child::StatusFd);
+    return AptSettings(root, arguments.ownSources, Child::StatusFd, view.File());
 }
 
 // Whether apt-get would have nothing more to do for the same command line.
-bool NothingIsLeft(const Arguments& arguments, const std::string& root)
+bool NothingIsLeft(const Arguments& arguments, const DpkgStatus& now, const std::string& root)
 {
+    const StatusView view(arguments, now, DpkgFolder(root), false);
     Child child;
-    if (!child.Start(SimulationWords(arguments), Settings(arguments, root), root))
+    if (!child.Start(SimulationWords(arguments), Settings(arguments, root, view), root))
         return false;
     bool left = false;
     const int status = child.Read(
@@ -35,24 +38,26 @@ bool NothingIsLeft(const Arguments& arguments, const std::string& root)
     return status == 0 && !left;
 }
 
-// The packages that dpkg has to finish: "a (half-configured), b (unpacked)".
-std::string HalfWay(const DpkgStatus& status)
+// The packages that dpkg has to finish, but for those that apt-get did not touch.
+std::string HalfWay(const DpkgStatus& status, const StatusView& view)
 {
-    std::string names;
+    std::map<std::string, PackageState> halfWay;
     for (const auto& [name, state] : status.All()) {
-        if (state.IsHalfWay())
-            names += (names.empty() ? "" : ", ") + name + " (" + state.status + ')';
+        if (state.IsHalfWay() && view.LeftAlone().count(name) == 0)
+            halfWay[name] = state;
     }
-    return names;
+    return WithStates(halfWay);
 }
 
 // Whether dpkg failed for other packages only: then a warning says for which.
-bool IsDoneNevertheless(const Arguments& arguments, const std::string& root, Relay& relay)
+bool IsDoneNevertheless(const Arguments& arguments, const std::string& root, const StatusView& view,
+                        Relay& relay)
 {
-    const DpkgStatus now = StatusBelow(root);
-    if (!AllInstalled(arguments, now) || !NothingIsLeft(arguments, root))
+    const DpkgStatus now(DpkgFolder(root));
+    if (!AllInstalled(arguments, now) || !NothingIsLeft(arguments, now, root))
         return false;
-    const std::string text = "W: dpkg failed for packages that were not asked for: " + HalfWay(now);
+    const std::string text
+        = "W: dpkg failed for packages that were not asked for: " + HalfWay(now, view);
     relay.Line(text.substr(0, LineReader::MaxLine));
     return true;
 }
@@ -61,14 +66,22 @@ bool IsDoneNevertheless(const Arguments& arguments, const std::string& root, Rel
 
 int RunAptGet(const Arguments& arguments, const std::string& root, const Writer& write)
 {
+    const bool changes = ChangesPackages(arguments);
+    const DpkgStatus before(DpkgFolder(root));
+    const StatusView view(arguments, before, DpkgFolder(root), changes);
+    if (changes && Installs(arguments)) {
+        for (const auto& [name, state] : view.LeftAlone())
+            KeepFromVanishing(root, name);
+    }
     Child child;
-    const std::vector<std::string> words = AptWords(arguments, StatusBelow(root));
-    if (!child.Start(words, Settings(arguments, root), root)) {
+    if (!child.Start(AptWords(arguments, before), Settings(arguments, root, view), root)) {
         write("E: Unable to start apt-get");
         return AptFailure;
     }
-    const bool changes = ChangesPackages(arguments);
     Relay relay(child, changes, write);
+    if (changes && !view.File().empty())
+        relay.Line(
+            ("Left as they are: " + WithStates(view.LeftAlone())).substr(0, LineReader::MaxLine));
     ErrorLines errors(changes && arguments.command == "install");
     int status = child.Read(
         [&](const std::string& line) {
@@ -77,7 +90,7 @@ int RunAptGet(const Arguments& arguments, const std::string& root, const Writer&
         },
         [&](const std::string& line) { relay.StatusLine(line); }, [&] { relay.Tick(); });
     if (status == AptFailure && errors.OnlyDpkgFailed()
-        && IsDoneNevertheless(arguments, root, relay)) {
+        && IsDoneNevertheless(arguments, root, view, relay)) {
         status = 0;
     } else {
         for (const std::string& line : errors.Held())
