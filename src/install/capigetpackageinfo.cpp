@@ -57,6 +57,7 @@ CAPIGetPackageInfo::CAPIGetPackageInfo(PackageNameArray names, bool bSilent)
     : CAPI(bSilent, false, false), m_names(std::move(names))
 {
     CTracer tracer("CAPIGetPackageInfo::CAPIGetPackageInfo");
+    CopiesReply();
 }
 
 bool CAPIGetPackageInfo::Execute()
