@@ -464,6 +464,35 @@ private slots:
                  AptGetMessages({ "Another installation is under way: store (process 77)." }));
     }
 
+    void refreshesOfListsWaitToo()
+    {
+        OtherInstall other;
+        CRunAptGet runner;
+        QStringList waits;
+        bool startedMeanwhile = false;
+        connect(&runner, &CRunAptGet::signalWaitingFor, this, [&](const std::string& text) {
+            waits << QString::fromStdString(text);
+            startedMeanwhile = startedMeanwhile || !m_scene.frontEnd.calls().isEmpty();
+            QTimer::singleShot(50, this, [&other] { other.end(); });
+        });
+        m_scene.frontEnd.forget();
+        QVERIFY(runner.RefreshLists(true));
+        QVERIFY(!startedMeanwhile);
+        QCOMPARE(waits,
+                 QStringList(QStringLiteral(
+                     "Waiting for another installation to end: store (process 77)")));
+        QCOMPARE(m_scene.frontEnd.calls().size(), 1);
+        const OtherInstall again;
+        runner.RefuseWhenBusy(true);
+        QVERIFY(!runner.RefreshLists(true));
+        QCOMPARE(runner.Failure(), AgentError::LockHeld);
+        runner.RefuseWhenBusy(false);
+        QTimer::singleShot(100, this, [&runner] { QVERIFY(runner.Cancel()); });
+        QVERIFY(!runner.RefreshLists(true));
+        QCOMPARE(runner.Failure(), AgentError::Cancelled);
+        QCOMPARE(m_scene.frontEnd.calls().size(), 1);
+    }
+
     void frontEndsOwnWaitIsPassedOn()
     {
         m_scene.install = "echo 'Waiting for the package lock, which is held by process 5'; echo "

@@ -319,6 +319,56 @@ private slots:
         QCOMPARE(m_scene.run().last(), QStringLiteral("complete 1"));
     }
 
+    void cancelEndsRemovesAndRefreshes_data()
+    {
+        QTest::addColumn<bool>("remove");
+        QTest::newRow("remove") << true;
+        QTest::newRow("refresh") << false;
+    }
+    void cancelEndsRemovesAndRefreshes()
+    {
+        QFETCH(bool, remove);
+        m_scene.frontEnd.install(QStringLiteral("vos-apt-get"),
+                                 "echo 'Reading package lists...'; exec sleep 20");
+        CRunAptGet runner;
+        QElapsedTimer time;
+        QTimer::singleShot(300, this, [&] {
+            time.start();
+            QVERIFY(runner.CanCancel());
+            QVERIFY(runner.Cancel());
+        });
+        if (remove)
+            QCOMPARE(runner.Run('R', "foo", false, false), 0);
+        else
+            QVERIFY(!runner.RefreshLists(true));
+        qInfo("cancelled in %lld ms", time.elapsed());
+        QVERIFY(time.elapsed() < LongestCancel);
+        QCOMPARE(runner.Failure(), AgentError::Cancelled);
+        QVERIFY(runner.WasCancelled());
+        QVERIFY(!runner.CanCancel());
+        // The next one is no longer.
+        m_scene.frontEnd.install(QStringLiteral("vos-apt-get"), "exit 0");
+        QCOMPARE(runner.Run('R', "foo", false, false), 0);
+        QCOMPARE(runner.Failure(), AgentError::NoFailure);
+        QVERIFY(!runner.WasCancelled());
+    }
+
+    void removeIsNotCancelledOnceThePackageToolsRemove()
+    {
+        m_scene.frontEnd.install(QStringLiteral("vos-apt-get"),
+                                 "echo 'Removing foo (1) ...'; sleep 0.6; echo done");
+        CRunAptGet runner;
+        bool asked = false, could = true;
+        QTimer::singleShot(300, this, [&] {
+            asked = true;
+            could = runner.CanCancel() || runner.Cancel();
+        });
+        QCOMPARE(runner.Run('R', "foo", false, false), 0);
+        QVERIFY(asked);
+        QVERIFY(!could);
+        QCOMPARE(runner.Failure(), AgentError::NoFailure);
+    }
+
     void cancelInASlotStopsBeforeTheNextStep()
     {
         for (const bool byName : { false, true }) {
