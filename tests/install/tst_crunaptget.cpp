@@ -322,7 +322,7 @@ private slots:
         CRunAptGet runner;
         QCOMPARE(runner.Run('I', "a", false, false), 0);
         m_frontEnd.install(QStringLiteral("vos-apt-get"),
-                           "echo '" + line + "'; printf 'E: Sub-process dpkg' >&2; exit 100");
+                           "echo '" + line + "'; printf 'and no more' >&2; exit 100");
         QString said;
         {
             const StandardOutput output;
@@ -332,8 +332,8 @@ private slots:
         QCOMPARE(AgentError::Name(runner.Failure()), code);
         QCOMPARE(runner.FailureSentence(), sentence);
         QCOMPARE(runner.FailureDetails(),
-                 QString::fromLatin1(line) + QStringLiteral("\nE: Sub-process dpkg"));
-        QCOMPARE(said, QString::fromLatin1(line) + QStringLiteral("|E: Sub-process dpkg"));
+                 QString::fromLatin1(line) + QStringLiteral("\nand no more"));
+        QCOMPARE(said, QString::fromLatin1(line) + QStringLiteral("|and no more|"));
         // Its lines are not those of a run that is parsed.
         QCOMPARE(runner.Messages(), AptGetMessages{ "kept" });
         QCOMPARE(runner.Errors(), AptGetMessages());
@@ -359,6 +359,7 @@ private slots:
     {
         const QString mark
             = QString::fromStdString(CRunAptGet::SourcesFile(true)) + QStringLiteral(".refresh");
+        QFile::remove(mark);
         CRunAptGet runner;
         const RunnerEvents events(runner);
         m_frontEnd.install(QStringLiteral("vos-apt-get"),

@@ -464,6 +464,24 @@ private slots:
                  AptGetMessages({ "Another installation is under way: store (process 77)." }));
     }
 
+    void theHolderOfTheTreeIsNamed()
+    {
+        QDir().mkpath(Tree());
+        QFile before(Tree("/lock"));
+        QVERIFY(before.open(QIODevice::WriteOnly));
+        QVERIFY(before.write("a-program-with-a-much-longer-name 1234567890\n") > 0);
+        before.close();
+        QByteArray holder;
+        m_scene.run([&holder](CAPIInstallPackages* request) {
+            connect(request, &CAPIInstallPackages::signalBeginInstall, request, [&holder] {
+                QFile lock(Tree("/lock"));
+                if (lock.open(QIODevice::ReadOnly))
+                    holder = lock.readAll();
+            });
+        });
+        QCOMPARE(holder, "tst_installends " + QByteArray::number(getpid()) + '\n');
+    }
+
     void refreshesOfListsWaitToo()
     {
         OtherInstall other;

@@ -23,6 +23,7 @@ using namespace Agent;
 // The next calls that open a new file end early, as those that a signal interrupts. It
 // takes the place of the C library's function in this program.
 static int g_interruptions = 0;
+static int g_modeOfNew = 0; // that the last new file was made with
 
 extern "C" int open(const char* name, int flags, ...)
 {
@@ -35,6 +36,8 @@ extern "C" int open(const char* name, int flags, ...)
         errno = EINTR;
         return -1;
     }
+    if (flags & O_EXCL)
+        g_modeOfNew = mode;
     return openat(AT_FDCWD, name, flags, mode);
 }
 
@@ -101,6 +104,8 @@ private slots:
             umask(before);
             QCOMPARE(Mode(name), 0600);
             QCOMPARE(file.error(), 0);
+            // Before it is held, nobody takes it for an abandoned one.
+            QCOMPARE(g_modeOfNew, 0200);
         }
     }
 
