@@ -464,17 +464,20 @@ private slots:
     void aRemoveThatIsInterruptedTooLateSaysWhatWent()
     {
         QCOMPARE(pakmart("install --yes --package good").status, 0);
+        // It has removed the package, and ends when the test takes the file away.
         const QString flag = m_dir + QStringLiteral("/removed");
+        const QByteArray name = QFile::encodeName(flag);
         const Wrapper wrapper(
             m_root,
-            "\"$FRONT_END\" \"$@\"; s=$?\ncase \"$*\" in *simulate*) ;;\n*remove*) : > "
-                + QFile::encodeName(flag) + "; sleep 1 ;;\nesac\nexit $s");
+            "\"$FRONT_END\" \"$@\"; s=$?\ncase \"$*\" in\n*simulate*) ;;\n*remove*) : > " + name
+                + "; n=0; while [ -e " + name
+                + " ] && [ $n -lt 600 ]; do sleep 0.1; n=$((n+1)); done ;;\nesac\nexit $s");
         QProcess process;
         start(process, "remove --yes good");
         QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(flag), 60000);
         kill(pid_t(process.processId()), SIGINT);
-        const Result result = resultOf(process);
         QVERIFY(QFile::remove(flag));
+        const Result result = resultOf(process);
         QCOMPARE(result.status, 130);
         QVERIFY2(result.out.contains(QLatin1String("good is removed.\n")), qPrintable(result.out));
         QVERIFY2(!result.err.contains(QLatin1String("is not removed")), qPrintable(result.err));

@@ -459,6 +459,7 @@ private slots:
         const OtherInstall again;
         runner.RefuseWhenBusy(true);
         QCOMPARE(runner.Run('R', "a", false, false), 127);
+        QVERIFY(!runner.CanCancel());
         QCOMPARE(runner.Failure(), AgentError::LockHeld);
         QCOMPARE(runner.Errors(),
                  AptGetMessages({ "Another installation is under way: store (process 77)." }));
@@ -480,6 +481,22 @@ private slots:
             });
         });
         QCOMPARE(holder, "tst_installends " + QByteArray::number(getpid()) + '\n');
+    }
+
+    // Emptying the tree of what another one has left does not give it away.
+    void theTreeIsHeldAlsoAfterAnInstallThatWasKilled()
+    {
+        bool free = true;
+        m_scene.run([&free](CAPIInstallPackages* request) {
+            QVERIFY(CRunAptGet::CreateAptGetDirs());
+            connect(request, &CAPIInstallPackages::signalBeginInstall, request, [&free] {
+                const int fd = open(qPrintable(Tree("/lock")), O_RDWR | O_CLOEXEC);
+                free = flock(fd, LOCK_EX | LOCK_NB) == 0;
+                close(fd);
+            });
+        });
+        QVERIFY(!free);
+        QCOMPARE(m_scene.events.last(), QStringLiteral("complete 1"));
     }
 
     void refreshesOfListsWaitToo()

@@ -355,16 +355,28 @@ private slots:
 
     void removeIsNotCancelledOnceThePackageToolsRemove()
     {
+        // It goes on when it has been tried.
+        const QString flag = QString::fromLocal8Bit(qgetenv("TEST_DIR")) + QStringLiteral("/flag");
+        const QByteArray name = QFile::encodeName(flag);
         m_scene.frontEnd.install(QStringLiteral("vos-apt-get"),
-                                 "echo 'Removing foo (1) ...'; sleep 0.6; echo done");
+                                 "echo 'Removing foo (1) ...'; : > " + name + "; n=0; while [ -e "
+                                     + name
+                                     + " ] && [ $n -lt 600 ]; do sleep 0.1; n=$((n+1)); done");
         CRunAptGet runner;
-        bool asked = false, could = true;
-        QTimer::singleShot(300, this, [&] {
-            asked = true;
+        bool could = true;
+        QTimer look;
+        connect(&look, &QTimer::timeout, this, [&, seen = 0]() mutable {
+            seen += QFile::exists(flag);
+            // The line was there before the file, and is read between two looks.
+            if (seen < 5)
+                return;
             could = runner.CanCancel() || runner.Cancel();
+            QFile::remove(flag);
+            look.stop();
         });
+        look.start(20);
         QCOMPARE(runner.Run('R', "foo", false, false), 0);
-        QVERIFY(asked);
+        QVERIFY(!look.isActive());
         QVERIFY(!could);
         QCOMPARE(runner.Failure(), AgentError::NoFailure);
     }
