@@ -40,16 +40,20 @@ bool CanBeQuoted(const std::string& path)
     return path.find_first_of("\"\n\\;{}") == std::string::npos;
 }
 
-std::string AptSettings(const std::string& root, bool ownSources, int statusFd)
+std::string AptSettings(const std::string& root, bool ownSources, int statusFd,
+                        const std::string& statusFile)
 {
     std::string text = always + Setting("APT::Status-Fd", std::to_string(statusFd));
     if (ownSources)
         text += storeSources + std::string(Agent::NativeArchitecture())
             + "\";\nAPT::Architectures:: \"i386\";\n";
+    if (!statusFile.empty())
+        text += Setting("Dir::State::status", statusFile);
+    else if (!root.empty())
+        text += Setting("Dir::State::status", root + "/var/lib/dpkg/status");
     if (root.empty())
         return text;
     return text + Setting("Dir", root + '/') + Setting("Dir::State", "var/lib/apt")
-        + Setting("Dir::State::status", root + "/var/lib/dpkg/status")
         + Setting("Dir::Cache", "var/cache/apt") + Setting("Dir::Etc", "etc/apt")
         + Setting("Dir::Log", "var/log/apt") + Setting("APT::Sandbox::User", "")
         + Setting("DPkg::Options::", "--root=" + root)

@@ -12,9 +12,10 @@
 // everything below it and nothing of the machine's own configuration. With
 // `ownSources` the store's sources are the only ones, and they need no
 // signature: each archive is still checked against the sum in the index.
-// `root` is the private root, empty without one; `statusFd` is where the
-// machine-readable progress goes.
-std::string AptSettings(const std::string& root, bool ownSources, int statusFd);
+// `root` is the private root, empty without one. `statusFd` is where the machine-readable
+// progress goes, `statusFile` what is read in the place of dpkg's status, unless it is empty.
+std::string AptSettings(const std::string& root, bool ownSources, int statusFd,
+                        const std::string& statusFile = std::string());
 
 // Whether a path can stand in that text.
 bool CanBeQuoted(const std::string& path);

@@ -26,7 +26,7 @@ std::vector<std::string> Before(std::vector<std::string> first, const Arguments&
 
 bool IsBroken(const PackageState& state)
 {
-    return state.status == "half-installed" || state.flag == "reinstreq";
+    return !state.IsGone() && (state.status == "half-installed" || state.flag == "reinstreq");
 }
 
 // Ours come first: what the command line says of the same setting overrules them.
@@ -42,8 +42,11 @@ std::vector<std::string> AptWords(const Arguments& arguments, const DpkgStatus& 
     // indexes and the files that it asks for must be those of all packages.
     if (Installs(arguments) && arguments.printUris)
         words.push_back("--option=Dir::Cache::archives=/dev/null/");
-    if (!Installs(arguments) && ChangesPackages(arguments) && AnyIs(arguments, status, reinstreq))
+    if (Removes(arguments) && AnyIs(arguments, status, reinstreq))
         words.push_back("--option=DPkg::Options::=--force-remove-reinstreq");
+    const auto isHeld = [](const PackageState& s) { return s.want == "hold"; };
+    if (Removes(arguments) && AnyIs(arguments, status, isHeld))
+        words.push_back("--allow-change-held-packages");
     return Before(words, arguments);
 }
 

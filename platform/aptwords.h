@@ -22,7 +22,8 @@ bool IsBroken(const PackageState& state);
 //   because the machine's settings clean up;
 // - a package that is half-installed is installed again, which apt-get would leave
 //   as it is, with exit status 0;
-// - one that dpkg wants reinstalled can be removed nevertheless;
+// - one that dpkg wants reinstalled can be removed nevertheless, and so can one on hold
+//   that is asked for by its name;
 // - a listing of files names those that the cache has, too.
 std::vector<std::string> AptWords(const Arguments& arguments, const DpkgStatus& status);
 

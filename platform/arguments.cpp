@@ -129,8 +129,12 @@ Arguments SortArguments(const std::vector<std::string>& words)
 bool ChangesPackages(const Arguments& arguments)
 {
     return !arguments.printUris && !arguments.simulates
-        && (Installs(arguments)
-            || IsOneOf(arguments.command, { "remove", "purge", "autoremove", "autopurge" }));
+        && (Installs(arguments) || Removes(arguments));
+}
+
+bool Removes(const Arguments& arguments)
+{
+    return IsOneOf(arguments.command, { "remove", "purge", "autoremove", "autopurge" });
 }
 
 bool Installs(const Arguments& arguments)

@@ -30,6 +30,9 @@ bool ChangesPackages(const Arguments& arguments);
 // Whether packages are to come, and none asked to go.
 bool Installs(const Arguments& arguments);
 
+// Whether packages are to go, or would be in a simulation.
+bool Removes(const Arguments& arguments);
+
 // Whether the status file has a package of that name. A name that ends in '+'
 // is, for a remove, an order to install the package without it, unless a package
 // of the whole name is there.

@@ -6,7 +6,9 @@
 #include "platform/aptsettings.h"
 #include "platform/aptwords.h"
 #include "platform/errorlines.h"
+#include "platform/halfremoved.h"
 #include "platform/statusreader.h"
+#include "platform/statusview.h"
 #include "platform/translator.h"
 
 namespace
@@ -14,21 +16,22 @@ namespace
 
 constexpr int Killed = 128; // and the number of the signal
 
-DpkgStatus StatusBelow(const std::string& root)
+std::string DpkgFolder(const std::string& root)
 {
-    return DpkgStatus(root + "/var/lib/dpkg");
+    return root + "/var/lib/dpkg";
 }
 
-std::string Settings(const Arguments& arguments, const std::string& root)
+std::string Settings(const Arguments& arguments, const std::string& root, const StatusView& view)
 {
-    return AptSettings(root, arguments.ownSources, Child::StatusFd);
+    return AptSettings(root, arguments.ownSources, Child::StatusFd, view.File());
 }
 
 // Whether apt-get would have nothing more to do for the same command line.
-bool NothingIsLeft(const Arguments& arguments, const std::string& root)
+bool NothingIsLeft(const Arguments& arguments, const DpkgStatus& now, const std::string& root)
 {
+    const StatusView view(arguments, now, DpkgFolder(root), false);
     Child child;
-    if (!child.Start(SimulationWords(arguments), Settings(arguments, root), root))
+    if (!child.Start(SimulationWords(arguments), Settings(arguments, root, view), root))
         return false;
     bool left = false;
     const int status = child.Read(
@@ -37,81 +40,75 @@ bool NothingIsLeft(const Arguments& arguments, const std::string& root)
     return status == 0 && !left;
 }
 
-// The packages that dpkg has to finish: "a (half-configured), b (unpacked)".
-std::string HalfWay(const DpkgStatus& status)
+// The packages that dpkg has to finish, but for those that apt-get did not touch.
+std::string HalfWay(const DpkgStatus& status, const StatusView& view)
 {
-    std::string names;
+    std::map<std::string, PackageState> halfWay;
     for (const auto& [name, state] : status.All()) {
-        if (state.IsHalfWay())
-            names += (names.empty() ? "" : ", ") + name + " (" + state.status + ')';
+        if (state.IsHalfWay() && view.LeftAlone().count(name) == 0)
+            halfWay[name] = state;
     }
-    return names;
+    return WithStates(halfWay);
 }
 
-// Packages that are half-installed and that nobody asked for, by their names without
-// an architecture.
-std::map<std::string, std::string> OtherBroken(const Arguments& arguments, const DpkgStatus& dpkg)
-{
-    std::map<std::string, std::string> broken;
-    for (const auto& [name, state] : dpkg.All()) {
-        if (IsBroken(state))
-            broken[Agent::BareName(name)] = name;
-    }
-    for (const std::string& name : arguments.names)
-        broken.erase(Agent::BareName(name));
-    return broken;
-}
-
-// Those of them that the install takes. `status` becomes that of the listing.
+// Of the half-installed packages that apt-get is shown as installed those that the install
+// takes. `status` becomes that of the listing, if there is one.
 std::vector<std::string> BrokenParts(const Arguments& arguments, const std::string& root,
                                      int& status)
 {
-    const DpkgStatus dpkg = StatusBelow(root);
-    const auto broken = OtherBroken(arguments, dpkg);
+    const DpkgStatus dpkg(DpkgFolder(root));
+    const StatusView view(arguments, dpkg, DpkgFolder(root), false);
     std::vector<std::string> parts;
     Child child;
-    if (broken.empty()
-        || !child.Start(ListingWords(arguments, dpkg), Settings(arguments, root), root))
+    if (view.Covered().empty()
+        || !child.Start(ListingWords(arguments, dpkg),
+                        AptSettings(root, arguments.ownSources, Child::StatusFd), root))
         return parts;
     status = child.Read(
         [&](const std::string& line) {
-            const auto found = broken.find(PackageOfListing(line));
-            if (found != broken.end())
-                parts.push_back(found->second);
+            for (const std::string& name : view.Covered()) {
+                if (Agent::BareName(name) == PackageOfListing(line))
+                    parts.push_back(name);
+            }
         },
         [](const std::string&) {}, [] {});
     return parts;
 }
 
-// apt-get fetches a half-installed package that an install needs, but leaves it as it
-// is, and what needs it cannot be set up: such packages are installed again first. How
-// that ends shows in the install itself. Returns 128 + the signal that ended it, else 0.
+// A half-installed package that is shown as installed stays as it is, and what needs it
+// cannot be set up: where the install needs it, it is installed again first. How that ends
+// shows in the install itself. Returns 128 + the signal that ended it, else 0.
 int Repair(const Arguments& arguments, const std::string& root, const Writer& write)
 {
     int status = 0;
-    const std::vector<std::string> parts = BrokenParts(arguments, root, status);
+    Arguments again = arguments;
+    again.names = BrokenParts(arguments, root, status);
+    if (again.names.empty())
+        return status > Killed ? status : 0;
+    const StatusView view(again, DpkgStatus(DpkgFolder(root)), DpkgFolder(root), true);
     Child child;
-    if (!parts.empty()
-        && child.Start(RepairWords(arguments, parts), Settings(arguments, root), root)) {
-        std::string names;
-        for (const std::string& name : parts)
-            names += ' ' + name;
-        write("Installing again what is half-installed:" + names);
-        const Writer nobody = [](const std::string&) { return true; };
-        Relay relay(child, false, nobody);
-        status = child.Read([](const std::string&) {},
-                            [&](const std::string& line) { relay.StatusLine(line); }, [] {});
-    }
+    if (!child.Start(RepairWords(arguments, again.names), Settings(arguments, root, view), root))
+        return 0;
+    std::string names;
+    for (const std::string& name : again.names)
+        names += ' ' + name;
+    write("Installing again what is half-installed:" + names);
+    const Writer nobody = [](const std::string&) { return true; };
+    Relay relay(child, false, nobody);
+    status = child.Read([](const std::string&) {},
+                        [&](const std::string& line) { relay.StatusLine(line); }, [] {});
     return status > Killed ? status : 0;
 }
 
 // Whether dpkg failed for other packages only: then a warning says for which.
-bool IsDoneNevertheless(const Arguments& arguments, const std::string& root, Relay& relay)
+bool IsDoneNevertheless(const Arguments& arguments, const std::string& root, const StatusView& view,
+                        Relay& relay)
 {
-    const DpkgStatus now = StatusBelow(root);
-    if (!AllInstalled(arguments, now) || !NothingIsLeft(arguments, root))
+    const DpkgStatus now(DpkgFolder(root));
+    if (!AllInstalled(arguments, now) || !NothingIsLeft(arguments, now, root))
         return false;
-    const std::string text = "W: dpkg failed for packages that were not asked for: " + HalfWay(now);
+    const std::string text
+        = "W: dpkg failed for packages that were not asked for: " + HalfWay(now, view);
     relay.Line(text.substr(0, LineReader::MaxLine));
     return true;
 }
@@ -124,13 +121,21 @@ int RunAptGet(const Arguments& arguments, const std::string& root, const Writer&
     if (const int ended
         = changes && arguments.command == "install" ? Repair(arguments, root, write) : 0)
         return ended;
+    const DpkgStatus before(DpkgFolder(root));
+    const StatusView view(arguments, before, DpkgFolder(root), changes);
+    if (changes && Installs(arguments)) {
+        for (const auto& [name, state] : view.LeftAlone())
+            KeepFromVanishing(root, name);
+    }
     Child child;
-    const std::vector<std::string> words = AptWords(arguments, StatusBelow(root));
-    if (!child.Start(words, Settings(arguments, root), root)) {
+    if (!child.Start(AptWords(arguments, before), Settings(arguments, root, view), root)) {
         write("E: Unable to start apt-get");
         return AptFailure;
     }
     Relay relay(child, changes, write);
+    if (changes && !view.File().empty())
+        relay.Line(
+            ("Left as they are: " + WithStates(view.LeftAlone())).substr(0, LineReader::MaxLine));
     ErrorLines errors(changes && arguments.command == "install");
     int status = child.Read(
         [&](const std::string& line) {
@@ -139,7 +144,7 @@ int RunAptGet(const Arguments& arguments, const std::string& root, const Writer&
         },
         [&](const std::string& line) { relay.StatusLine(line); }, [&] { relay.Tick(); });
     if (status == AptFailure && errors.OnlyDpkgFailed()
-        && IsDoneNevertheless(arguments, root, relay)) {
+        && IsDoneNevertheless(arguments, root, view, relay)) {
         status = 0;
     } else {
         for (const std::string& line : errors.Held())

@@ -164,7 +164,8 @@ void SayInstalled(Console& console, const QStringList& names, const DpkgStatus& 
 int Fail(Console& console, const BoxWatcher& boxes, const InstallRecord& record,
          const DpkgStatus& before, const DpkgStatus& now)
 {
-    if (boxes.errors() == 0)
+    // The box has the lines of the package tools, which do not know of a refresh before.
+    if (boxes.errors() == 0 || record.code == AgentError::RefreshFailed)
         console.complain(record.sentence.isEmpty() ? QStringLiteral("the installation failed")
                                                    : record.sentence);
     if (record.code == AgentError::WouldRemove)

@@ -33,7 +33,7 @@ void OSUpdate::onSuccessfulTransfer(QDomElement* pElement)
         m_record.offered << url_decode(name).trimmed();
     }
     // Without lists of now, nobody knows what is up to date.
-    const QString failure = RefreshSources();
+    const QString failure = RefreshSources(m_options.json ? nullptr : &m_display);
     if (failure.isEmpty())
         CAPIGetOSVer::onSuccessfulTransfer(pElement);
     else

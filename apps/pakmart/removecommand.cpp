@@ -72,27 +72,50 @@ bool Agree(Console& console, const Plan& plan, bool yes)
                                   : QStringLiteral("Remove these %1 packages?").arg(count));
 }
 
+// Why the run failed, as a text for the user.
+QString ReasonOf(const CRunAptGet& runner)
+{
+    QStringList lines;
+    for (const std::string& error : runner.Errors())
+        lines << QString::fromStdString(error);
+    if (lines.isEmpty() && runner.Failure() != AgentError::NoFailure
+        && runner.Failure() != AgentError::Cancelled)
+        lines << runner.FailureSentence();
+    return lines.join(QLatin1Char('\n'));
+}
+
 bool IsGone(const DpkgStatus& status, const QString& name)
 {
     return status.Of(name.toStdString()).IsGone();
 }
 
-// Says what went, and what did not. True when all of the plan went, and nothing else.
-bool Report(Console& console, const Plan& plan, const DpkgStatus& before, const DpkgStatus& now)
+// Says of each package of the plan whether it went, and before the first that did not,
+// why. True when all went.
+bool ReportPlan(Console& console, const Plan& plan, const DpkgStatus& now, const QString& why)
 {
-    bool asShown = now.IsReadable();
+    QStringList left;
     for (const QString& name : plan.removed) {
-        if (asShown && IsGone(now, name))
+        if (!now.IsReadable() || !IsGone(now, name))
+            left << name;
+        else
             console.sayText(QStringLiteral("%1 is removed.").arg(name));
     }
-    for (const QString& name : plan.removed) {
-        if (IsGone(now, name))
-            continue;
-        const PackageState state = now.Of(name.toStdString());
-        console.complain(QStringLiteral("%1 could not be removed (its state is '%2')")
-                             .arg(name, QString::fromStdString(state.Words())));
-        asShown = false;
-    }
+    if (!left.isEmpty() && !why.isEmpty())
+        console.complain(why);
+    const QString text = Interrupt::received()
+        ? QStringLiteral("%1 is not removed (its state is '%2')")
+        : QStringLiteral("%1 could not be removed (its state is '%2')");
+    for (const QString& name : left)
+        console.complain(
+            text.arg(name, QString::fromStdString(now.Of(name.toStdString()).Words())));
+    return left.isEmpty();
+}
+
+// Says what went, and what did not. True when all of the plan went, and nothing else.
+bool Report(Console& console, const Plan& plan, const DpkgStatus& before, const DpkgStatus& now,
+            const QString& why)
+{
+    bool asShown = ReportPlan(console, plan, now, why);
     for (const auto& [known, state] : before.All()) {
         const QString name = QString::fromStdString(known);
         if (state.IsGone() || !IsGone(now, name) || plan.removed.contains(name))
@@ -129,12 +152,13 @@ int RemoveCommand(Console& console, const QStringList& names, bool yes)
     QObject::connect(
         &runner, &CRunAptGet::signalWaitingFor, &runner,
         [&console](const std::string& text) { console.activity(QString::fromStdString(text)); });
-    const Interrupt::Handler handler([&runner] { runner.Cancel(); });
+    const Interrupt::Handler handler([&] {
+        if (!runner.Cancel())
+            console.activity(QStringLiteral("Packages are being removed: that cannot be stopped"));
+    });
     const int status
         = runner.Run('R', plan.removed.join(QLatin1Char(' ')).toStdString(), false, false);
-    for (const std::string& error : runner.Errors())
-        console.complain(QString::fromStdString(error));
-    const bool asShown = Report(console, plan, before, ReadDpkgStatus());
+    const bool asShown = Report(console, plan, before, ReadDpkgStatus(), ReasonOf(runner));
     if (Interrupt::received())
         return ExitInterrupted;
     return status == 0 && asShown ? ExitDone : ExitFailed;

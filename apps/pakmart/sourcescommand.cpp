@@ -6,9 +6,9 @@
 #include "boxwatcher.h"
 #include "commands.h"
 #include "console.h"
-#include "frontendrun.h"
 #include "interrupt.h"
 
+#include <QCoreApplication>
 #include <fstream>
 #include <vantrelagent/install/capigetsourceslist.h>
 #include <vantrelagent/install/crunaptget.h>
@@ -26,10 +26,37 @@ bool HasSources()
     return false;
 }
 
+// Whom the refresh waits for is said, if there is a console.
+template <typename Sender> void FollowWait(const Sender* sender, Console* console)
+{
+    if (console)
+        QObject::connect(sender, &Sender::signalWaitingFor, qApp,
+                         [console](const std::string& text) {
+                             console->activity(QString::fromStdString(text));
+                         });
+}
+
+// Why the lists of packages are not those of now; empty when they are.
+QString RefreshLists(Console* console)
+{
+    CRunAptGet runner;
+    FollowWait(&runner, console);
+    const Interrupt::Handler handler([&runner] { runner.Cancel(); });
+    if (Interrupt::received())
+        return AgentError::Sentence(AgentError::Cancelled);
+    if (runner.RefreshLists(true))
+        return QString();
+    if (runner.Failure() != AgentError::RefreshFailed)
+        return runner.FailureSentence();
+    QString text = QStringLiteral("the lists of packages could not be refreshed");
+    for (const std::string& error : runner.Errors())
+        text += QLatin1Char('\n') + QString::fromStdString(error.substr(2)).trimmed();
+    return text;
+}
+
 } // namespace
 
-// The library's own refresh does not say how it went. The front end does.
-QString RefreshSources()
+QString RefreshSources(Console* console)
 {
     QString failure;
     bool answered = false;
@@ -41,23 +68,19 @@ QString RefreshSources()
                      });
     QObject::connect(request, &CAPI::APIComplete, &context,
                      [&answered](bool succeeded) { answered = succeeded; });
+    FollowWait(request, console);
     request->Execute();
     if (!answered || !failure.isEmpty())
         return failure.isEmpty() ? QStringLiteral("the package sources could not be fetched")
                                  : failure;
-    if (!HasSources())
-        return QStringLiteral("the store names no package sources");
-    const FrontEndResult update = RunFrontEnd({ QStringLiteral("update") });
-    if (update.status == 0)
-        return QString();
-    return QStringLiteral("the lists of packages could not be refreshed") + QLatin1Char('\n')
-        + update.errors().join(QLatin1Char('\n'));
+    return HasSources() ? RefreshLists(console)
+                        : QStringLiteral("the store names no package sources");
 }
 
 int UpdateSourcesCommand(Console& console, const BoxWatcher& boxes)
 {
     console.activity(QStringLiteral("Asking for the package sources"));
-    const QString failure = RefreshSources();
+    const QString failure = RefreshSources(&console);
     if (Interrupt::received())
         return ExitInterrupted;
     if (!failure.isEmpty() || boxes.errors() > 0) {

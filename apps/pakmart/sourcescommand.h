@@ -7,7 +7,9 @@
 
 #include <QString>
 
+class Console;
+
 // Fetches the store's package sources, and the lists of packages from each of them.
 // Returns what went wrong, as a text for the user; empty when the lists are those of
-// now.
-QString RefreshSources();
+// now. Says on the console, if there is one, whom it waits for.
+QString RefreshSources(Console* console);

@@ -60,6 +60,13 @@ std::string BareName(const std::string& name)
     return name.substr(0, name.find_first_of(":=/"));
 }
 
+std::string PackageKey(const std::string& name, const std::string& architecture)
+{
+    const bool foreign
+        = !architecture.empty() && architecture != "all" && architecture != NativeArchitecture();
+    return foreign ? name + ':' + architecture : name;
+}
+
 DpkgStatus::DpkgStatus(const std::string& folder)
 {
     m_readable = Read(folder + "/status");
@@ -99,17 +106,14 @@ void DpkgStatus::Note(const std::map<std::string, std::string>& fields)
         const auto found = fields.find(name);
         return found == fields.end() ? std::string() : found->second;
     };
-    std::string name = value("package");
+    const std::string name = value("package");
     if (name.empty())
         return;
-    const std::string architecture = value("architecture");
-    if (!architecture.empty() && architecture != "all" && architecture != NativeArchitecture())
-        name += ':' + architecture;
     PackageState state;
     std::istringstream words(value("status"));
     words >> state.want >> state.flag >> state.status;
     state.version = value("version");
-    m_packages[name] = state;
+    m_packages[PackageKey(name, value("architecture"))] = state;
 }
 
 PackageState DpkgStatus::Of(const std::string& name) const

@@ -68,6 +68,9 @@ private:
 // "=VERSION", and without the '/' of a release.
 std::string BareName(const std::string& name);
 
+// The name under which DpkgStatus keeps a package of that architecture.
+std::string PackageKey(const std::string& name, const std::string& architecture);
+
 // As Debian calls the architecture that this is built for.
 const char* NativeArchitecture();
 

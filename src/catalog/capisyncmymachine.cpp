@@ -25,6 +25,7 @@ bool IsInstalled(const CDpkgInfo& info)
 CAPISyncMyMachine::CAPISyncMyMachine(bool bSilent) : CAPI(bSilent, false, false)
 {
     CTracer tracer("CAPISyncMyMachine::CAPISyncMyMachine");
+    CopiesReply();
 }
 
 void CAPISyncMyMachine::onSuccessfulTransfer(QDomElement* pElement)

@@ -62,26 +62,32 @@ bool Fill(const NewGeneration& generation, const std::function<void(CCatalogFile
     return whole;
 }
 
+bool IsLarge(int file)
+{
+    constexpr off_t large = 1024 * 1024;
+    struct stat status;
+    return file >= 0 && fstat(file, &status) == 0 && status.st_size >= large;
+}
+
 // Writes a file out while events go on. An error is reported once only, so it counts
 // here; that a file cannot be opened shows when it is published.
 bool WriteOut(int file)
 {
-    constexpr off_t large = 1024 * 1024;
-    struct stat status;
     bool written = true;
-    if (file >= 0 && fstat(file, &status) == 0 && status.st_size >= large)
-        PassEventsBeside([&written, file] { written = fsync(file) == 0; });
+    PassEventsBeside([&written, file] { written = fsync(file) == 0; });
     return written;
 }
 
 // Writes out what takes long: publishing writes the rest, and looks whether all of it
-// went well.
-bool WriteOut(const NewGeneration& generation)
+// went well. `large` is set where there is such a file.
+bool WriteOut(const NewGeneration& generation, bool& large)
 {
     for (const std::string& name : CatalogFileNames()) {
         const int file
             = openat(generation.Descriptor(), name.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
-        const bool written = WriteOut(file);
+        const bool isLarge = IsLarge(file);
+        const bool written = !isLarge || WriteOut(file);
+        large = large || isLarge;
         if (file >= 0)
             close(file);
         if (written)
@@ -90,6 +96,16 @@ bool WriteOut(const NewGeneration& generation)
         return false;
     }
     return true;
+}
+
+// Publishing waits for the disk several times; for that of a large catalog, events go on.
+bool Publish(NewGeneration& generation, bool large)
+{
+    if (!large)
+        return generation.Publish();
+    bool published = false;
+    PassEventsBeside([&published, &generation] { published = generation.Publish(); });
+    return published;
 }
 
 } // namespace
@@ -110,8 +126,9 @@ try {
     bool published = false;
     {
         NewGeneration generation(folder);
-        const bool filled = generation && Fill(generation, fill) && WriteOut(generation);
-        published = filled && generation.Publish();
+        bool large = false;
+        const bool filled = generation && Fill(generation, fill) && WriteOut(generation, large);
+        published = filled && Publish(generation, large);
         if (published)
             qCDebug(logCatalog, "replaced the catalog by that in %s", generation.Folder().c_str());
         else if (!generation.Reason().empty())

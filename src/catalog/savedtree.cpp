@@ -14,10 +14,10 @@
 #include <QDomDocument>
 #include <QFile>
 #include <QSaveFile>
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <functional>
-#include <map>
 #include <sstream>
 #include <streambuf>
 #include <string>
@@ -82,11 +82,14 @@ bool IsText(const QDomNode& node)
 std::string WrittenAlone(const QDomNode& node, std::size_t& place, Pacer& pacer)
 {
     QDomNode alone = node.cloneNode(false);
+    QDomNode text; // of several the last one counts
     for (QDomNode child = node.firstChild(); !child.isNull(); child = child.nextSibling()) {
         pacer.Breathe();
         if (IsText(child))
-            alone.appendChild(child.cloneNode());
+            text = child;
     }
+    if (!text.isNull())
+        alone.appendChild(text.cloneNode());
     CXMLNode tree(nullptr);
     tree.ReadNode(alone);
     std::ostringstream written;
@@ -95,13 +98,50 @@ std::string WrittenAlone(const QDomNode& node, std::size_t& place, Pacer& pacer)
     return written.str();
 }
 
+// The number of nodes and attributes below `node`, this included; it stops at `most`.
+int CountNodes(const QDomNode& node, int most)
+{
+    int count = 1 + (node.hasAttributes() ? node.attributes().count() : 0);
+    for (QDomNode child = node.firstChild(); !child.isNull() && count < most;
+         child = child.nextSibling())
+        count += CountNodes(child, most - count);
+    return count;
+}
+
+// The children as a tree has them: by their names, and those of one name as they come.
+// A map of them would take more memory than the document, where all names differ.
+std::vector<QDomNode> SortedChildren(const QDomNode& node, Pacer& pacer)
+{
+    const auto nameOf = [](const QDomNode& child) { return url_decode_utf8(child.nodeName()); };
+    std::vector<QDomNode> children;
+    bool sorted = true;
+    std::string last;
+    for (QDomNode child = node.firstChild(); !child.isNull(); child = child.nextSibling()) {
+        pacer.Breathe();
+        if (IsText(child))
+            continue;
+        const std::string name = nameOf(child);
+        sorted = sorted && last <= name;
+        last = name;
+        children.push_back(child);
+    }
+    if (!sorted)
+        std::stable_sort(children.begin(), children.end(),
+                         [&](const QDomNode& a, const QDomNode& b) {
+                             pacer.Breathe();
+                             return nameOf(a) < nameOf(b);
+                         });
+    return children;
+}
+
 // Writes what the tree of a node would, a piece at a time: the whole tree of a
 // catalog takes as much memory as its document. `levels` of it are taken apart, and
-// events are processed between the pieces.
+// more where a piece is large; events are processed between the pieces.
 void WriteTree(QDomNode node, int levels, std::ostream& out, Pacer& pacer)
 {
     pacer.Breathe();
-    if (levels == 0) {
+    constexpr int large = 1000; // nodes
+    if (levels <= 0 && CountNodes(node, large) < large) {
         CXMLNode tree(nullptr);
         tree.ReadNode(node);
         tree.SaveNode(out, -1);
@@ -109,17 +149,9 @@ void WriteTree(QDomNode node, int levels, std::ostream& out, Pacer& pacer)
     }
     std::size_t place = 0;
     const std::string alone = WrittenAlone(node, place, pacer);
-    std::map<std::string, std::vector<QDomNode>> groups; // as those of a tree
-    for (QDomNode child = node.firstChild(); !child.isNull(); child = child.nextSibling()) {
-        pacer.Breathe();
-        if (!IsText(child))
-            groups[url_decode_utf8(child.nodeName())].push_back(child);
-    }
     out.write(alone.data(), std::streamsize(place));
-    for (const auto& [name, children] : groups) {
-        for (const QDomNode& child : children)
-            WriteTree(child, levels - 1, out, pacer);
-    }
+    for (const QDomNode& child : SortedChildren(node, pacer))
+        WriteTree(child, levels - 1, out, pacer);
     out.write(alone.data() + place, std::streamsize(alone.size() - place));
 }
 

@@ -18,6 +18,7 @@
 CAPIGetOSVer::CAPIGetOSVer(bool bSilent) : CAPI(bSilent, false, true)
 {
     CTracer tracer("CAPIGetOSVer::CAPIGetOSVer");
+    CopiesReply();
 }
 
 CAPIGetOSVer::~CAPIGetOSVer()

@@ -57,6 +57,7 @@ CAPIGetPackageInfo::CAPIGetPackageInfo(PackageNameArray names, bool bSilent)
     : CAPI(bSilent, false, false), m_names(std::move(names))
 {
     CTracer tracer("CAPIGetPackageInfo::CAPIGetPackageInfo");
+    CopiesReply();
 }
 
 bool CAPIGetPackageInfo::Execute()
@@ -185,7 +186,7 @@ bool CAPIGetPackageInfo::SavePackage(const std::string& url, const std::string& 
         return true;
     if (!savedUrl)
         tracer.trace_out("failed to save url");
-    if (errno == ENOSPC)
+    if (errno == ENOSPC || errno == EDQUOT || errno == EFBIG)
         m_nSaveFailure = AgentError::NoDiskSpace;
     else if (!IsOneWord(url))
         m_nSaveFailure = AgentError::ReplyNotUnderstood;

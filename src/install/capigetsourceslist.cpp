@@ -185,6 +185,7 @@ bool WriteEntries(const std::string& path, const std::vector<Entry>& entries)
 CAPIGetSourcesList::CAPIGetSourcesList(bool bSilent, bool bWait) : CAPI(bSilent, false, bWait)
 {
     CTracer tracer("CAPIGetSourcesList::CAPIGetSourcesList");
+    CopiesReply();
 }
 
 void CAPIGetSourcesList::onSuccessfulTransfer(QDomElement* pElement)

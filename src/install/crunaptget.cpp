@@ -25,10 +25,12 @@
 #include <QFile>
 #include <QGuiApplication>
 #include <QScopedValueRollback>
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
 #include <fcntl.h>
+#include <iterator>
 #include <sstream>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -147,12 +149,18 @@ bool CRunAptGet::CanRun(char action, const std::string& packages)
     const bool known = action != '\0' && std::strchr("AIUDR", action);
     if (packages.empty() || !known)
         SetFailure(Reason(AgentError::Other));
-    else if (access(FrontEnd().c_str(), X_OK) != 0)
-        SetFailure(Reason(AgentError::PackageToolsMissing, ToQString(FrontEnd())));
-    else if (!Refuse(packages))
+    else if (HasFrontEnd() && !Refuse(packages))
         return true;
     qCInfo(logInstall, "the front end %s was not started for '%s'", FrontEnd().c_str(),
            packages.c_str());
+    return false;
+}
+
+bool CRunAptGet::HasFrontEnd()
+{
+    if (access(FrontEnd().c_str(), X_OK) == 0)
+        return true;
+    SetFailure(Reason(AgentError::PackageToolsMissing, ToQString(FrontEnd())));
     return false;
 }
 
@@ -207,10 +215,47 @@ int CRunAptGet::RunOnTree(char action, const std::string& packages, bool isRetry
     const QScopedValueRollback<bool> inRun(m_bInRun, true);
     if (action != 'R')
         return RunPiped(action, packages, isRetry);
-    // How a remove ended is not taken over.
-    m_bCanCancel = false;
-    RunWaiting(ToQString(FrontEnd()), "-yp remove" + AptGetOptions(true) + ' ' + packages);
+    RunRemove(packages);
     return 0;
+}
+
+// How a remove ended is not taken over as the result of the run, but it is said.
+void CRunAptGet::RunRemove(const std::string& packages)
+{
+    AptGetMessages lines;
+    const bool done = RunUnparsed("-yp remove" + AptGetOptions(true) + ' ' + packages, lines);
+    m_bCanCancel = false;
+    if (!done && m_bCancelled)
+        SetFailure(Reason(AgentError::Cancelled, LinesAsText(lines)));
+    else if (!done && m_nFailure == AgentError::NoFailure)
+        SetFailure(ReasonOfFailure(lines));
+}
+
+bool CRunAptGet::RefreshLists(bool deps)
+{
+    CTracer tracer("CRunAptGet::RefreshLists");
+    m_nFailure = AgentError::NoFailure;
+    m_bCancelled = false;
+    if (!HasFrontEnd() || Refuse(std::string()))
+        return false;
+    TreeLock tree(m_sAptGetDir);
+    m_bCanCancel = true;
+    if (!m_bHasTree && !TakeTree(tree))
+        return false;
+    const TreeLock::Work work;
+    SetRefreshPending(deps, true);
+    AptGetMessages lines;
+    const bool done = RunUnparsed("update" + AptGetOptions(deps), lines);
+    m_bCanCancel = false;
+    if (done)
+        SetRefreshPending(deps, false);
+    else if (m_bCancelled)
+        SetFailure(Reason(AgentError::Cancelled));
+    else if (m_nFailure == AgentError::NoFailure)
+        SetFailure(Reason(AgentError::RefreshFailed, LinesAsText(lines)));
+    std::copy_if(lines.begin(), lines.end(), std::back_inserter(m_errors),
+                 [](const std::string& line) { return line.compare(0, 2, "E:") == 0; });
+    return done;
 }
 
 // The names reach a shell and a tool that reads more into some of them; the path of
@@ -283,6 +328,32 @@ int CRunAptGet::RunChild(const std::string& command, bool& started)
     qCDebug(logInstall, "the front end has ended with wait status %d, %zu lines, %zu errors",
             result, m_messages.size(), m_errors.size());
     return result;
+}
+
+// Runs the front end without making signals of its lines, which go to standard output
+// as well. Returns whether it ended well.
+bool CRunAptGet::RunUnparsed(const std::string& arguments, AptGetMessages& lines)
+{
+    std::fflush(stdout);
+    FrontEndChild child;
+    if (!child.Start(FrontEnd() + ' ' + arguments + " 2>&1")) {
+        SetFailure(Reason(AgentError::PackageToolsMissing));
+        return false;
+    }
+    m_pChild = &child;
+    char buffer[LineBuffer];
+    int length = 0;
+    for (bool more = true; more;) {
+        more = readLine(buffer, LineBuffer, child.Output(), length);
+        if (!more && length == 0)
+            break;
+        FollowProgress(buffer);
+        WriteLine(std::string(buffer));
+        lines.emplace_back(buffer);
+    }
+    const int result = child.Finish();
+    m_pChild = nullptr;
+    return result == 0;
 }
 
 void CRunAptGet::RunWaiting(const QString& program, const std::string& arguments)

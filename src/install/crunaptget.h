@@ -68,16 +68,22 @@ public:
     /// other one's events run, it returns 127 and Errors() says who is at work.
     int Run(char action, const std::string& packages, bool flag, bool isRetry);
 
-    /// Ends the present run as a failure: the front end is asked to end, and Run
+    /// Refreshes the package lists of a tree, without a box, and says whether it did;
+    /// otherwise Failure() and Errors() say why not, and the next list of sources asks
+    /// for it again. Waits and can be cancelled like a run.
+    bool RefreshLists(bool deps);
+
+    /// Ends the present run or refresh as a failure: the front end is asked to end, and Run
     /// returns as soon as it has. False, with nothing done, when CanCancel is.
     bool Cancel();
     /// Whether a run can be cancelled now: from its begin until the package tools
-    /// begin to unpack. A remove cannot be once it has started.
+    /// begin to unpack or to remove.
     bool CanCancel() const;
     /// Whether the last run was cancelled.
     bool WasCancelled() const { return m_bCancelled; }
     /// Why the last run did not do what it was asked for, NoFailure where it did; a
-    /// sentence for the user; and the lines that say so. A remove is not judged.
+    /// sentence for the user; and the lines that say so. A remove whose front end
+    /// failed may have removed some packages, or all: dpkg's status says which.
     /// @{
     AgentError::Code Failure() const { return m_nFailure; }
     QString FailureSentence() const { return m_sFailure; }
@@ -189,6 +195,7 @@ private:
     friend class CAPIInstallPackages;
 
     bool CanRun(char action, const std::string& packages);
+    bool HasFrontEnd();
     bool Refuse(const std::string& packages);
     void SetFailure(const Agent::FailureReason& reason);
     void JudgeRun(char action, int result);
@@ -196,7 +203,9 @@ private:
     bool TakeTree(Agent::TreeLock& tree);
     int RunOnTree(char action, const std::string& packages, bool isRetry);
     int RunPiped(char action, const std::string& packages, bool isRetry);
+    void RunRemove(const std::string& packages);
     int RunChild(const std::string& command, bool& started);
+    bool RunUnparsed(const std::string& arguments, AptGetMessages& lines);
     void RunWaiting(const QString& program, const std::string& arguments);
     void ReadOutput(FILE* stream);
     int NextByte(FILE* stream);

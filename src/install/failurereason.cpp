@@ -61,11 +61,23 @@ const std::string* LineWith(const AptGetMessages& lines, const char* text)
     return found == lines.end() ? nullptr : &*found;
 }
 
-// "E: Sub-process ..." without its mark.
+// The line that says most: a package's script that failed, by its name, or else the first
+// error.
+const std::string* ErrorOf(const AptGetMessages& lines)
+{
+    if (const std::string* line = LineWith(lines, "script subprocess returned error"))
+        return line;
+    const auto found = std::find_if(lines.begin(), lines.end(), [](const std::string& line) {
+        return line.compare(0, 2, "E:") == 0;
+    });
+    return found == lines.end() ? nullptr : &*found;
+}
+
+// "E: Sub-process ..." without its mark; dpkg's lines without the blank before them.
 QString PlainError(const std::string& line)
 {
     const bool marked = line.compare(0, 3, "E: ") == 0 || line.compare(0, 3, "W: ") == 0;
-    return QString::fromStdString(marked ? line.substr(3) : line);
+    return QString::fromStdString(marked ? line.substr(3) : line).trimmed();
 }
 
 } // namespace
@@ -96,10 +108,8 @@ FailureReason ReasonOfFailure(const AptGetMessages& lines)
         return reason;
     }
     FailureReason reason = Reason(AgentError::PackageToolsFailed, LinesAsText(lines));
-    const auto error = std::find_if(lines.begin(), lines.end(), [](const std::string& line) {
-        return line.compare(0, 2, "E:") == 0;
-    });
-    if (error != lines.end())
+    const std::string* error = ErrorOf(lines);
+    if (error)
         reason.sentence += QLatin1Char(' ') + PlainError(*error) + QLatin1Char('.');
     return reason;
 }

@@ -184,6 +184,9 @@ protected:
     /// is that of the code. It does not by itself make the request a failure.
     void SetFailure(AgentError::Code nCode, const QString& sSentence = QString(),
                     const QString& sDetails = QString());
+    /// For the constructor of a class that makes a CXMLNode of its whole reply: what that
+    /// takes is part of the memory that a reply may cost.
+    void CopiesReply() { m_bCopiesReply = true; }
     /// What a request says that is refused since another one has the lock.
     static QString LockedText();
     /// The code that was set so far.
@@ -233,6 +236,7 @@ private:
     std::unique_ptr<Agent::SpoolFile> m_pSpool;
     int m_nSpoolError = 0; // why the reply file could not be made or written
     bool m_bConnected = false;
+    bool m_bCopiesReply = false;
     bool m_bReading = false; // the reply is being taken apart
     bool m_bInterrupted = false;
     QPointer<KJob> m_pJob;

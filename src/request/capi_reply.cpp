@@ -173,7 +173,8 @@ QDomElement CAPI::ReadReply(QDomDocument& document, QString& sWhy)
         pacer.Breathe();
         return !m_bInterrupted;
     };
-    const bool read = ReadReplyDocument(m_APIFile, document, m_nMaxReply, &sWhy, goOn);
+    const auto use = m_bCopiesReply ? XmlGate::Use::Copy : XmlGate::Use::Document;
+    const bool read = ReadReplyDocument(m_APIFile, document, m_nMaxReply, &sWhy, goOn, use);
     m_transferring.erase(this);
     m_bReading = false;
     return read ? document.documentElement() : QDomElement();

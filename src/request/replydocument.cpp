@@ -22,8 +22,7 @@ namespace
 constexpr int pieceSize = 64 * 1024;
 
 // Its own copy: a string shared with the reader keeps the reader's whole buffer.
-template <typename View>
-QString Copy(const View& text)
+template <typename View> QString Copy(const View& text)
 {
     return QString(text.data(), text.size());
 }
@@ -169,9 +168,9 @@ bool PassesGate(QIODevice& device, std::uint64_t maxBytes, int chunk)
 }
 
 bool ReadReplyDocument(QIODevice& device, QDomDocument& document, std::uint64_t maxBytes,
-                       QString* why, const GoOn& goOn)
+                       QString* why, const GoOn& goOn, XmlGate::Use use)
 {
-    Reading reading{ XmlGate(maxBytes), goOn, QString() };
+    Reading reading{ XmlGate(maxBytes, 1, use), goOn, QString() };
     const bool read = Read(device, document, reading);
     if (why)
         *why = reading.why;

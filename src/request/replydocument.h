@@ -6,6 +6,7 @@
 #pragma once
 
 #include "request/transferlimits.h"
+#include "request/xmlgate.h"
 
 #include <QString>
 #include <cstdint>
@@ -28,7 +29,7 @@ using GoOn = std::function<bool()>;
 bool ReadReplyDocument(const QString& fileName, QDomDocument& document);
 bool ReadReplyDocument(QIODevice& device, QDomDocument& document,
                        std::uint64_t maxBytes = ReadTransferLimits().size, QString* why = nullptr,
-                       const GoOn& goOn = GoOn());
+                       const GoOn& goOn = GoOn(), XmlGate::Use use = XmlGate::Use::Document);
 
 // Reads back what was kept of a reply (see savedtree.h). The limits are those of the
 // reply, which the escapes of the file make several times as long.

@@ -85,6 +85,16 @@ void RemoveUnheld(int folder, const char* name)
     close(fd);
 }
 
+// An interrupted call is made again, with the same name.
+int CreateNew(const std::string& name)
+{
+    int fd = -1;
+    do {
+        fd = open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, modeOfNew);
+    } while (fd < 0 && errno == EINTR);
+    return fd;
+}
+
 } // namespace
 
 SpoolFile::~SpoolFile()
@@ -102,8 +112,8 @@ std::string SpoolFile::Make()
     while (true) {
         const std::string name
             = SpoolFolder() + '/' + std::to_string(now) + '_' + std::to_string(serial++) + ".xml";
-        const int fd = open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, modeOfNew);
-        if (fd < 0 && (errno == EEXIST || errno == EINTR))
+        const int fd = CreateNew(name);
+        if (fd < 0 && errno == EEXIST)
             continue;
         m_error = fd < 0 ? errno : 0;
         if (fd >= 0) {

@@ -26,6 +26,10 @@ constexpr std::uint64_t costOfAttribute = 464; // with its value, which is a nod
 constexpr std::uint64_t costOfAttributes = 192; // once for each tag that has any
 constexpr std::uint64_t costOfByte = 2;
 constexpr std::uint64_t costOfName = 4; // a byte of a start tag: prefixes are kept apart
+// The same for a CXMLNode of the document, which has no nodes for its texts.
+constexpr std::uint64_t costOfCopy = 336; // with its place among those of its name
+constexpr std::uint64_t costOfCopiedAttribute = 112;
+constexpr std::uint64_t costOfCopiedByte = 2;
 
 const char* Find(const char* p, const char* end, char c)
 {
@@ -74,9 +78,9 @@ bool IsDeclaration(const std::string& instruction)
 
 const char XmlGate::tooMuchMemory[] = "it would take too much memory";
 
-XmlGate::XmlGate(std::uint64_t maxBytes, unsigned length)
+XmlGate::XmlGate(std::uint64_t maxBytes, unsigned length, Use use)
     : m_maxBytes(maxBytes > UINT64_MAX / length ? UINT64_MAX : maxBytes * length),
-      m_maxTag(maxTag * length)
+      m_maxTag(maxTag * length), m_copied(use == Use::Copy)
 {
 }
 
@@ -102,7 +106,8 @@ bool XmlGate::Finish()
         Refuse("it has no element");
     if (m_state != State::Text || m_depth != 0)
         Refuse("it ends in the middle");
-    if (m_cost + costOfByte * m_bytes > maxGrowth * m_bytes + freeMemory)
+    const std::uint64_t letters = costOfByte + (m_copied ? costOfCopiedByte : 0);
+    if (m_cost + letters * m_bytes > maxGrowth * m_bytes + freeMemory)
         Refuse(tooMuchMemory);
     if (m_utf8 && (!m_validUtf8 || m_following != 0))
         Refuse("it is no valid UTF-8");
@@ -202,7 +207,8 @@ void XmlGate::CountReferences(const char* p, const char* end)
             if (!IsCharacter(m_word)) {
                 Node(); // the text before it
                 Node();
-                m_cost += 2 * costOfNode;
+                m_cost += costOfNode;
+                CountNode();
             }
         } else if (m_word.size() < longest) {
             m_word += *p;
@@ -241,11 +247,11 @@ const char* XmlGate::InDeclaration(const char* p)
     m_word += *p;
     if (m_word == "--") {
         m_state = State::Comment;
-        m_cost += costOfNode;
+        CountNode();
         Node();
     } else if (m_word == "[CDATA[") {
         m_state = State::CData;
-        m_cost += costOfNode;
+        CountNode();
         Node();
     } else if (m_word == "DOCTYPE") {
         m_state = State::Doctype;
@@ -305,7 +311,7 @@ const char* XmlGate::InInstruction(const char* p, const char* end)
 void XmlGate::EndInstruction()
 {
     m_state = State::Text;
-    m_cost += costOfNode;
+    CountNode();
     Node();
     if (IsDeclaration(m_word) && (!m_atStart || !EncodingIsPlain(m_word)))
         Refuse("its XML declaration is out of place, or names a refused encoding");
@@ -403,7 +409,9 @@ void XmlGate::OpenElement()
     const auto attributes = std::uint64_t(m_attributes);
     m_nodes += attributes;
     m_cost += attributes ? costOfAttributes + attributes * costOfAttribute : 0;
-    m_cost += costOfNode + costOfName * m_tag;
+    m_cost += m_copied ? attributes * costOfCopiedAttribute : 0;
+    m_cost += costOfName * m_tag;
+    CountNode();
     Node();
     if (++m_depth > maxDepth)
         Refuse("its elements are nested too deep");
@@ -415,6 +423,12 @@ void XmlGate::CloseElement()
 {
     if (--m_depth < 0)
         Refuse("it closes an element that is not open");
+}
+
+// What a node costs that is not a text.
+void XmlGate::CountNode()
+{
+    m_cost += costOfNode + (m_copied ? costOfCopy : 0);
 }
 
 void XmlGate::Node()

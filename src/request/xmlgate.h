@@ -46,8 +46,12 @@ public:
     // encoding, in UTF-8, and escaped.
     static constexpr unsigned escapedLength = 9;
 
+    // What becomes of an accepted text: a document only, or a CXMLNode of all of it
+    // beside that.
+    enum class Use { Document, Copy };
+
     // `length` is that of each character that was received.
-    explicit XmlGate(std::uint64_t maxBytes, unsigned length = 1);
+    explicit XmlGate(std::uint64_t maxBytes, unsigned length = 1, Use use = Use::Document);
 
     // Looks at the next bytes. False once the text is refused; the rest of it
     // need not be shown then.
@@ -94,6 +98,7 @@ private:
     void OpenElement();
     void CloseElement();
     void EndInstruction();
+    void CountNode();
     void Node();
     void CountTag(std::ptrdiff_t bytes);
     bool EncodingIsPlain(const std::string& declaration);
@@ -102,6 +107,7 @@ private:
 
     const std::uint64_t m_maxBytes;
     const std::size_t m_maxTag;
+    const bool m_copied;
     std::uint64_t m_cost = 0; // of the nodes, as a tree
     std::uint64_t m_bytes = 0;
     std::uint64_t m_nodes = 0;

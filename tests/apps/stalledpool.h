@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// A store whose server answers everything but never sends an archive. It runs on
-// the test's event loop.
+// Stores whose servers answer everything, but for archives, which never come, or for
+// what is to fail. They run on the test's event loop.
 
 #pragma once
 
@@ -33,14 +33,21 @@ public:
     // Whether an archive has been asked for.
     bool isAsked() const { return m_asked; }
 
+protected:
+    // Whether the request is dealt with here, and not passed on.
+    virtual bool take(QTcpSocket*, const QByteArray& request)
+    {
+        const bool archive = request.startsWith("GET /pool/") && request.contains("_all.deb ");
+        m_asked = m_asked || archive;
+        return archive;
+    }
+
 private:
     void pass(QTcpSocket* client)
     {
         const QByteArray request = client->readAll();
-        if (request.startsWith("GET /pool/") && request.contains("_all.deb ")) {
-            m_asked = true;
+        if (take(client, request))
             return;
-        }
         auto* upstream = new QTcpSocket(client);
         upstream->connectToHost(QStringLiteral("127.0.0.1"), m_server->port());
         connect(upstream, &QTcpSocket::readyRead, client,
@@ -51,4 +58,35 @@ private:
 
     std::unique_ptr<ServerProcess> m_server;
     bool m_asked = false;
+};
+
+class FailingPool : public StalledPool
+{
+public:
+    using StalledPool::StalledPool;
+
+    // What begins with `path` is answered by this status; nothing is, without one.
+    void fail(const QByteArray& path, const QByteArray& status = QByteArray())
+    {
+        m_path = path;
+        m_status = status;
+    }
+    // How many requests have failed.
+    int failures() const { return m_failures; }
+
+protected:
+    bool take(QTcpSocket* client, const QByteArray& request) override
+    {
+        if (m_status.isEmpty() || !request.startsWith("GET " + m_path))
+            return false;
+        ++m_failures;
+        client->write("HTTP/1.1 " + m_status
+                      + "\r\nContent-Length: 4\r\nConnection: close\r\n\r\nbusy");
+        client->disconnectFromHost();
+        return true;
+    }
+
+private:
+    QByteArray m_path, m_status;
+    int m_failures = 0;
 };

@@ -21,7 +21,7 @@ public:
         int size = 100; // of its one file, at least
         QByteArray conffile = QByteArray(); // the text of a configuration file
         QByteArray fields = QByteArray(); // more lines of its control file
-        QByteArray failing = QByteArray(); // a script that fails: "postinst"
+        QByteArray failing = QByteArray(); // the scripts that fail: "prerm postinst"
     };
 
     // Builds the package; its one program prints its name and version.
@@ -35,8 +35,9 @@ public:
             control += "Depends: " + package.depends + '\n';
         control += package.fields;
         write(tree, "/DEBIAN/control", control);
-        if (!package.failing.isEmpty())
-            write(tree, "/DEBIAN/" + package.failing, "#!/bin/sh\nexit 1\n");
+        for (const QByteArray& script : package.failing.simplified().split(' '))
+            if (!script.isEmpty())
+                write(tree, "/DEBIAN/" + script, "#!/bin/sh\nexit 1\n");
         QByteArray random;
         for (quint32 i = 0, seed = 1; int(i) < package.size; ++i)
             random += char('a' + (seed = seed * 1664525u + 1013904223u) % 26);

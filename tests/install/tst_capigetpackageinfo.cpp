@@ -113,6 +113,24 @@ private slots:
         m_server.asked.clear();
     }
 
+    void aFullDiskIsTheReason()
+    {
+        packagesAre(Package("http://h/full", "data"));
+        const QString index = QString::fromStdString(fileFor("http://h/full"));
+        QVERIFY(QFile::link(QStringLiteral("/dev/full"), index));
+        QString failure;
+        auto* request = new CAPIGetPackageInfo({ "a" }, true);
+        connect(request, &CAPI::signalFailure, qApp,
+                [&failure](AgentError::Code code, const QString&, const QString& details) {
+                    failure = AgentError::Name(code) + QLatin1Char(' ') + details;
+                });
+        QSignalSpy end(request, &CAPI::APIComplete);
+        QVERIFY(request->Execute());
+        QTRY_COMPARE_WITH_TIMEOUT(end.size(), 1, 30000);
+        QCOMPARE(failure, QStringLiteral("no-disk-space http://h/full"));
+        QVERIFY(!QFileInfo(index).isSymLink());
+    }
+
     void filesAreListedAskedForAndStored()
     {
         packagesAre(Package("http://h/r1", "Package: liba%0AVersion: 1-2")

@@ -332,6 +332,110 @@ private slots:
         QCOMPARE(events.list, QStringList());
     }
 
+    void removeThatFailsSaysWhy_data()
+    {
+        QTest::addColumn<QByteArray>("line");
+        QTest::addColumn<QString>("code");
+        QTest::addColumn<QString>("sentence");
+        const auto row = [](const char* line, AgentError::Code code, const char* more = "") {
+            QTest::newRow(line) << QByteArray(line) << AgentError::Name(code)
+                                << (AgentError::Sentence(code) + QLatin1String(more));
+        };
+        row(" installed a package post-removal script subprocess returned error exit status 1",
+            AgentError::PackageToolsFailed,
+            " installed a package post-removal script subprocess returned error exit status 1.");
+        row("E: The package is odd", AgentError::PackageToolsFailed, " The package is odd.");
+        row("just a line", AgentError::PackageToolsFailed);
+        row("E: Unable to locate package a", AgentError::UnknownProduct,
+            " Unable to locate package a.");
+        row("E: Could not get lock /var/lib/dpkg/lock", AgentError::LockHeld);
+        row("E: Could not open lock file - are you root?", AgentError::NotPermitted);
+        row("a: No space left on device", AgentError::NoDiskSpace);
+    }
+    void removeThatFailsSaysWhy()
+    {
+        QFETCH(QByteArray, line);
+        QFETCH(QString, code);
+        QFETCH(QString, sentence);
+        m_frontEnd.says("kept\n");
+        CRunAptGet runner;
+        QCOMPARE(runner.Run('I', "a", false, false), 0);
+        m_frontEnd.install(QStringLiteral("vos-apt-get"),
+                           "echo '" + line + "'; printf 'and no more' >&2; exit 100");
+        QString said;
+        {
+            const StandardOutput output;
+            QCOMPARE(runner.Run('R', "a", false, false), 0);
+            said = output.lines().join(QLatin1Char('|'));
+        }
+        QCOMPARE(AgentError::Name(runner.Failure()), code);
+        QCOMPARE(runner.FailureSentence(), sentence);
+        QCOMPARE(runner.FailureDetails(),
+                 QString::fromLatin1(line) + QStringLiteral("\nand no more"));
+        QCOMPARE(said, QString::fromLatin1(line) + QStringLiteral("|and no more|"));
+        // Its lines are not those of a run that is parsed.
+        QCOMPARE(runner.Messages(), AptGetMessages{ "kept" });
+        QCOMPARE(runner.Errors(), AptGetMessages());
+        // The next one begins without a reason.
+        m_frontEnd.install(QStringLiteral("vos-apt-get"), "echo E: no; exit 0");
+        QCOMPARE(runner.Run('R', "a", false, false), 0);
+        QCOMPARE(runner.Failure(), AgentError::NoFailure);
+    }
+
+    void removeThatCannotBeStartedSaysSo()
+    {
+        CRunAptGet runner;
+        {
+            const NoMoreFiles limit;
+            QCOMPARE(runner.Run('R', "a", false, false), 0);
+        }
+        QCOMPARE(runner.Failure(), AgentError::PackageToolsMissing);
+        QVERIFY(!runner.CanCancel());
+        QCOMPARE(m_frontEnd.calls(), QStringList());
+    }
+
+    void refreshOfListsSaysHowItWent()
+    {
+        const QString mark
+            = QString::fromStdString(CRunAptGet::SourcesFile(true)) + QStringLiteral(".refresh");
+        QFile::remove(mark);
+        CRunAptGet runner;
+        const RunnerEvents events(runner);
+        m_frontEnd.install(QStringLiteral("vos-apt-get"),
+                           "echo 'Get:1 http://h ./ Packages [5B]'; echo 'E: Failed to fetch x'; "
+                           "echo 'W: a warning'; exit 100");
+        QVERIFY(!runner.RefreshLists(true));
+        QVERIFY(!runner.CanCancel());
+        QCOMPARE(runner.Failure(), AgentError::RefreshFailed);
+        QVERIFY(runner.FailureDetails().contains(QLatin1String("Packages [5B]")));
+        QCOMPARE(runner.Errors(), AptGetMessages({ "E: Failed to fetch x" }));
+        QVERIFY(QFile::exists(mark));
+        m_frontEnd.install(QStringLiteral("vos-apt-get"), "echo E: said for nothing");
+        QVERIFY(runner.RefreshLists(true));
+        QCOMPARE(runner.Failure(), AgentError::NoFailure);
+        QVERIFY(!QFile::exists(mark));
+        QCOMPARE(events.list, QStringList());
+        const QString update = QStringLiteral("vos-apt-get update");
+        QCOMPARE(m_frontEnd.calls(),
+                 (QStringList{ update + Options(true), update + Options(true) }));
+        m_frontEnd.forget();
+        QVERIFY(CRunAptGet().RefreshLists(false));
+        QCOMPARE(m_frontEnd.calls(), QStringList(update + Options(false)));
+    }
+
+    void refreshOfListsThatCannotBeStartedFails()
+    {
+        CRunAptGet runner;
+        {
+            const NoMoreFiles limit;
+            QVERIFY(!runner.RefreshLists(true));
+        }
+        QCOMPARE(runner.Failure(), AgentError::PackageToolsMissing);
+        QVERIFY(QFile::remove(ScriptedFrontEnd::path(QStringLiteral("vos-apt-get"))));
+        QVERIFY(!runner.RefreshLists(true));
+        QCOMPARE(runner.Failure(), AgentError::PackageToolsMissing);
+    }
+
     void runnerThatHasRepeatedARunCanBeUsedAgain()
     {
         m_frontEnd.says("E: Couldn't find package a\n");

@@ -459,9 +459,73 @@ private slots:
         const OtherInstall again;
         runner.RefuseWhenBusy(true);
         QCOMPARE(runner.Run('R', "a", false, false), 127);
+        QVERIFY(!runner.CanCancel());
         QCOMPARE(runner.Failure(), AgentError::LockHeld);
         QCOMPARE(runner.Errors(),
                  AptGetMessages({ "Another installation is under way: store (process 77)." }));
+    }
+
+    void theHolderOfTheTreeIsNamed()
+    {
+        QDir().mkpath(Tree());
+        QFile before(Tree("/lock"));
+        QVERIFY(before.open(QIODevice::WriteOnly));
+        QVERIFY(before.write("a-program-with-a-much-longer-name 1234567890\n") > 0);
+        before.close();
+        QByteArray holder;
+        m_scene.run([&holder](CAPIInstallPackages* request) {
+            connect(request, &CAPIInstallPackages::signalBeginInstall, request, [&holder] {
+                QFile lock(Tree("/lock"));
+                if (lock.open(QIODevice::ReadOnly))
+                    holder = lock.readAll();
+            });
+        });
+        QCOMPARE(holder, "tst_installends " + QByteArray::number(getpid()) + '\n');
+    }
+
+    // Emptying the tree of what another one has left does not give it away.
+    void theTreeIsHeldAlsoAfterAnInstallThatWasKilled()
+    {
+        bool free = true;
+        m_scene.run([&free](CAPIInstallPackages* request) {
+            QVERIFY(CRunAptGet::CreateAptGetDirs());
+            connect(request, &CAPIInstallPackages::signalBeginInstall, request, [&free] {
+                const int fd = open(qPrintable(Tree("/lock")), O_RDWR | O_CLOEXEC);
+                free = flock(fd, LOCK_EX | LOCK_NB) == 0;
+                close(fd);
+            });
+        });
+        QVERIFY(!free);
+        QCOMPARE(m_scene.events.last(), QStringLiteral("complete 1"));
+    }
+
+    void refreshesOfListsWaitToo()
+    {
+        OtherInstall other;
+        CRunAptGet runner;
+        QStringList waits;
+        bool startedMeanwhile = false;
+        connect(&runner, &CRunAptGet::signalWaitingFor, this, [&](const std::string& text) {
+            waits << QString::fromStdString(text);
+            startedMeanwhile = startedMeanwhile || !m_scene.frontEnd.calls().isEmpty();
+            QTimer::singleShot(50, this, [&other] { other.end(); });
+        });
+        m_scene.frontEnd.forget();
+        QVERIFY(runner.RefreshLists(true));
+        QVERIFY(!startedMeanwhile);
+        QCOMPARE(waits,
+                 QStringList(QStringLiteral(
+                     "Waiting for another installation to end: store (process 77)")));
+        QCOMPARE(m_scene.frontEnd.calls().size(), 1);
+        const OtherInstall again;
+        runner.RefuseWhenBusy(true);
+        QVERIFY(!runner.RefreshLists(true));
+        QCOMPARE(runner.Failure(), AgentError::LockHeld);
+        runner.RefuseWhenBusy(false);
+        QTimer::singleShot(100, this, [&runner] { QVERIFY(runner.Cancel()); });
+        QVERIFY(!runner.RefreshLists(true));
+        QCOMPARE(runner.Failure(), AgentError::Cancelled);
+        QCOMPARE(m_scene.frontEnd.calls().size(), 1);
     }
 
     void frontEndsOwnWaitIsPassedOn()

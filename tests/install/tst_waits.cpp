@@ -319,6 +319,68 @@ private slots:
         QCOMPARE(m_scene.run().last(), QStringLiteral("complete 1"));
     }
 
+    void cancelEndsRemovesAndRefreshes_data()
+    {
+        QTest::addColumn<bool>("remove");
+        QTest::newRow("remove") << true;
+        QTest::newRow("refresh") << false;
+    }
+    void cancelEndsRemovesAndRefreshes()
+    {
+        QFETCH(bool, remove);
+        m_scene.frontEnd.install(QStringLiteral("vos-apt-get"),
+                                 "echo 'Reading package lists...'; exec sleep 20");
+        CRunAptGet runner;
+        QElapsedTimer time;
+        QTimer::singleShot(300, this, [&] {
+            time.start();
+            QVERIFY(runner.CanCancel());
+            QVERIFY(runner.Cancel());
+        });
+        if (remove)
+            QCOMPARE(runner.Run('R', "foo", false, false), 0);
+        else
+            QVERIFY(!runner.RefreshLists(true));
+        qInfo("cancelled in %lld ms", time.elapsed());
+        QVERIFY(time.elapsed() < LongestCancel);
+        QCOMPARE(runner.Failure(), AgentError::Cancelled);
+        QVERIFY(runner.WasCancelled());
+        QVERIFY(!runner.CanCancel());
+        // The next one is no longer.
+        m_scene.frontEnd.install(QStringLiteral("vos-apt-get"), "exit 0");
+        QCOMPARE(runner.Run('R', "foo", false, false), 0);
+        QCOMPARE(runner.Failure(), AgentError::NoFailure);
+        QVERIFY(!runner.WasCancelled());
+    }
+
+    void removeIsNotCancelledOnceThePackageToolsRemove()
+    {
+        // It goes on when it has been tried.
+        const QString flag = QString::fromLocal8Bit(qgetenv("TEST_DIR")) + QStringLiteral("/flag");
+        const QByteArray name = QFile::encodeName(flag);
+        m_scene.frontEnd.install(QStringLiteral("vos-apt-get"),
+                                 "echo 'Removing foo (1) ...'; : > " + name + "; n=0; while [ -e "
+                                     + name
+                                     + " ] && [ $n -lt 600 ]; do sleep 0.1; n=$((n+1)); done");
+        CRunAptGet runner;
+        bool could = true;
+        QTimer look;
+        connect(&look, &QTimer::timeout, this, [&, seen = 0]() mutable {
+            seen += QFile::exists(flag);
+            // The line was there before the file, and is read between two looks.
+            if (seen < 5)
+                return;
+            could = runner.CanCancel() || runner.Cancel();
+            QFile::remove(flag);
+            look.stop();
+        });
+        look.start(20);
+        QCOMPARE(runner.Run('R', "foo", false, false), 0);
+        QVERIFY(!look.isActive());
+        QVERIFY(!could);
+        QCOMPARE(runner.Failure(), AgentError::NoFailure);
+    }
+
     void cancelInASlotStopsBeforeTheNextStep()
     {
         for (const bool byName : { false, true }) {

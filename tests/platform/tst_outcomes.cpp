@@ -6,12 +6,17 @@
 #include "base/dpkgstatus.h"
 #include "platform/aptwords.h"
 #include "platform/errorlines.h"
+#include "platform/halfremoved.h"
 #include "platform/locks.h"
+#include "platform/statusview.h"
 
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
 #include <QtTest>
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 using Words = std::vector<std::string>;
 
@@ -36,6 +41,28 @@ private:
         return QByteArray("Package: ") + name + "\nStatus: " + status + '\n' + more + '\n';
     }
     DpkgStatus status() const { return DpkgStatus(m_dir.path().toStdString()); }
+    QByteArray read(const QString& path) const
+    {
+        QFile file(path);
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("none");
+    }
+    // What apt-get sees as the status for a command line.
+    QByteArray shown(const Words& line, bool locks = true) const
+    {
+        const StatusView view(SortArguments(line), status(), m_dir.path().toStdString(), locks);
+        return view.File().empty() ? QByteArray("dpkg's own")
+                                   : read(QString::fromStdString(view.File()));
+    }
+    QStringList leftovers() const
+    {
+        return QDir(m_dir.path()).entryList({ QStringLiteral("status-*") });
+    }
+    QByteArray listAfterKeeping(const char* list, const QByteArray& text, const char* package)
+    {
+        write(list, text);
+        KeepFromVanishing(m_dir.filePath(QStringLiteral("root")).toStdString(), package);
+        return read(m_dir.filePath(QLatin1String(list)));
+    }
 
 private slots:
     void init()
@@ -196,6 +223,174 @@ private slots:
         for (const char* line : { "", "lib_1.0_all.deb", "'http://h/lib_1.0_all.deb'",
                                   "The following packages: ' lib_1" })
             QCOMPARE(PackageOfListing(line), std::string());
+    }
+
+    void aRemoveTakesPackagesOnHold()
+    {
+        write("status", stanza("held", "hold ok installed") + stanza("a", "install ok installed"));
+        const auto words
+            = [this](const Words& line) { return AptWords(SortArguments(line), status()); };
+        for (const char* command : { "remove", "purge" }) {
+            QCOMPARE(words({ command, "a", "held" }),
+                     (Words{ "--allow-change-held-packages", command, "a", "held" }));
+            QCOMPARE(words({ command, "a" }), (Words{ command, "a" }));
+        }
+        QCOMPARE(words({ "-s", "remove", "held" }),
+                 (Words{ "--allow-change-held-packages", "-s", "remove", "held" }));
+        QCOMPARE(words({ "install", "held" }).size(), std::size_t(4));
+    }
+
+    void brokenPackagesAreShownToAptGetWhenTheyAreAskedFor()
+    {
+        const QByteArray good = stanza("good", "install ok installed", "Depends: x, y (>= 1)\n");
+        const QByteArray half = stanza("half", "deinstall ok half-installed");
+        const QByteArray again = stanza("again", "install reinstreq unpacked");
+        const QByteArray others = stanza("unpacked", "install ok unpacked")
+            + stanza("gone", "deinstall ok config-files");
+        write("status", good + half + again + others);
+        for (const char* command : { "install", "reinstall", "remove", "purge" }) {
+            QCOMPARE(shown({ command, "good" }), good + others);
+            QCOMPARE(shown({ command, "good", "half" }), good + half + others);
+            QCOMPARE(shown({ command, "again=1.0" }), good + again + others);
+            QCOMPARE(shown({ command, "again", std::string("half:") + NativeArchitecture() }),
+                     QByteArray("dpkg's own"));
+        }
+        for (const char* command : { "upgrade", "dist-upgrade", "autoremove", "update", "clean" })
+            QCOMPARE(shown({ command }), QByteArray("dpkg's own"));
+        QCOMPARE(leftovers(), QStringList());
+    }
+
+    void brokenPackagesThatOthersNeedAreShownAsInstalled()
+    {
+        const auto needs = [this](const char* line, const char* status, const char* name) {
+            const QByteArray user = stanza("user", status, line);
+            write("status",
+                  user + stanza("lib", "install reinstreq half-installed", "Version: 2\n"));
+            return shown({ "install", name })
+                == user + stanza("lib", "install ok installed", "Version: 2\n");
+        };
+        for (const char* line :
+             { "Depends: lib\n", "Depends: a, lib\n", "Depends: a | lib (>= 1), b\n",
+               "Pre-Depends: lib:any (<< 3)\n", "Depends: a,lib\n", "Depends: a (= 1),  lib\n" })
+            QVERIFY2(needs(line, "install ok installed", "good"), line);
+        QVERIFY(needs("Depends: lib\n", "install ok unpacked", "good"));
+        QVERIFY(!needs("Depends: lib2, xlib\n", "install ok installed", "good"));
+        QVERIFY(!needs("Recommends: lib\n", "install ok installed", "good"));
+        QVERIFY(!needs("Description: x\n Depends: lib\n", "install ok installed", "good"));
+        // Who is broken or gone needs nothing.
+        QVERIFY(!needs("Depends: lib\n", "deinstall ok config-files", "good"));
+        QVERIFY(!needs("Depends: lib\n", "install ok half-installed", "good"));
+        QVERIFY(!needs("Depends: lib\n", "install ok installed", "lib"));
+    }
+
+    void brokenPackagesOfOtherArchitecturesAreTheirOwn()
+    {
+        const QByteArray foreign
+            = stanza("a", "install ok half-installed", "Architecture: ppc64\n");
+        const QByteArray native = stanza("a", "install ok installed");
+        write("status", native + foreign);
+        QCOMPARE(shown({ "install", "b" }), native);
+        QCOMPARE(shown({ "install", "a:ppc64" }), QByteArray("dpkg's own"));
+    }
+
+    void theViewIsBesideDpkgsOwnOnlyWhereThatIsLocked()
+    {
+        write("status", stanza("half", "install ok half-installed"));
+        const Arguments arguments = SortArguments({ "install", "a" });
+        const std::string folder = m_dir.path().toStdString();
+        {
+            const StatusView view(arguments, status(), folder, true);
+            QCOMPARE(leftovers().size(), 1);
+            QCOMPARE(view.LeftAlone().size(), std::size_t(1));
+            QCOMPARE(WithStates(view.LeftAlone()), std::string("half (half-installed)"));
+        }
+        QString elsewhere;
+        {
+            const StatusView view(arguments, status(), folder, false);
+            QCOMPARE(leftovers(), QStringList());
+            elsewhere = QString::fromStdString(view.File());
+            QVERIFY(QFile::exists(elsewhere));
+        }
+        QVERIFY(!QFile::exists(elsewhere));
+        // Nowhere to write it.
+        const StatusView view(arguments, status(), folder + "/nowhere", true);
+        QVERIFY(view.File().empty() && view.LeftAlone().empty());
+    }
+
+    void whatAKilledRunLeftIsRemoved()
+    {
+        write("status", "");
+        const pid_t gone = fork();
+        if (gone == 0)
+            _exit(0);
+        waitpid(gone, nullptr, 0);
+        const QByteArray dead = "status-vos." + QByteArray::number(gone);
+        const QByteArray living = "status-vos." + QByteArray::number(getppid());
+        for (const QByteArray& name : { dead, living, QByteArray("status-vos.x") })
+            write(name.constData(), "x");
+        shown({ "install", "a" }, false);
+        QCOMPARE(leftovers().size(), 3);
+        shown({ "install", "a" });
+        QCOMPARE(leftovers(),
+                 (QStringList{ QString::fromLatin1(living), QStringLiteral("status-vos.x") }));
+        for (const QString& name : leftovers())
+            QVERIFY(QFile::remove(m_dir.filePath(name)));
+    }
+
+    void aHalfRemovedPackageDoesNotVanish()
+    {
+        const char list[] = "root/var/lib/dpkg/info/half.list";
+        const QByteArray mark = "/var/lib/dpkg/info/half.half-removed\n";
+        QVERIFY(QDir(m_dir.path()).mkpath(QStringLiteral("root/usr/bin")));
+        QCOMPARE(listAfterKeeping(list, "/.\n/usr\n/usr/bin\n/usr/bin/gone\n", "half"),
+                 "/.\n/usr\n/usr/bin\n/usr/bin/gone\n" + mark);
+        // Once is enough.
+        QCOMPARE(listAfterKeeping(list, "/usr\n" + mark, "half"), "/usr\n" + mark);
+        // Names with an architecture.
+        QCOMPARE(listAfterKeeping(list, "/usr\n", "half:ppc64"), "/usr\n" + mark);
+        QVERIFY(QFile::remove(m_dir.filePath(QLatin1String(list))));
+        const QByteArray native
+            = QByteArray("root/var/lib/dpkg/info/half:") + NativeArchitecture() + ".list";
+        QCOMPARE(listAfterKeeping(native.constData(), "/usr\n", "half"), "/usr\n" + mark);
+        QVERIFY(QFile::remove(m_dir.filePath(QLatin1String(native))));
+        // Without a list there is none afterwards.
+        KeepFromVanishing(m_dir.filePath(QStringLiteral("root")).toStdString(), "half");
+        QVERIFY(!QFile::exists(m_dir.filePath(QLatin1String(list))));
+    }
+
+    void aPackageThatStillHasFilesMayVanish()
+    {
+        const char list[] = "root/var/lib/dpkg/info/half.list";
+        write("root/usr/bin/half", "x");
+        const QByteArray text = "/usr\n/usr/bin/half\n";
+        QCOMPARE(listAfterKeeping(list, text, "half"), text);
+    }
+
+    void noListIsChangedWhileDpkgWorks()
+    {
+        const char list[] = "root/var/lib/dpkg/info/half.list";
+        write("root/var/lib/dpkg/lock-frontend", "");
+        const QByteArray lock
+            = QFile::encodeName(m_dir.filePath(QStringLiteral("root/var/lib/dpkg/lock-frontend")));
+        int ready[2], done[2];
+        QVERIFY(pipe(ready) == 0 && pipe(done) == 0);
+        const pid_t holder = fork();
+        if (holder == 0) {
+            struct flock all = {};
+            all.l_type = F_WRLCK;
+            fcntl(open(lock.constData(), O_RDWR), F_SETLK, &all);
+            char byte = 0;
+            close(done[1]);
+            _exit(::write(ready[1], &byte, 1) == 1 && ::read(done[0], &byte, 1) == 0 ? 0 : 1);
+        }
+        char byte = 0;
+        QCOMPARE(::read(ready[0], &byte, 1), ssize_t(1));
+        QCOMPARE(listAfterKeeping(list, "/usr\n", "half"), QByteArray("/usr\n"));
+        close(done[1]);
+        waitpid(holder, nullptr, 0);
+        QVERIFY(listAfterKeeping(list, "/usr\n", "half").endsWith("half-removed\n"));
+        for (const int fd : { ready[0], ready[1], done[0] })
+            close(fd);
     }
 
     void aSimulationChangesNothing()

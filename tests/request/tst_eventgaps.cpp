@@ -11,13 +11,16 @@
 #include <QElapsedTimer>
 #include <QFileInfo>
 #include <QtTest>
+#include <ctime>
 
 namespace
 {
 
 constexpr qint64 mayStandStill = 500; // milliseconds
+constexpr double mayWork = 250; // of them
 
-// A timer of 10 ms that remembers its longest gap.
+// A timer of 10 ms that remembers its longest gap. Beside the time of the clock it
+// counts that of this thread's work, which other processes do not add to.
 class Heart
 {
 public:
@@ -26,19 +29,35 @@ public:
         QObject::connect(&m_timer, &QTimer::timeout, &m_timer, [this] { Beat(); });
         m_timer.start(10);
         m_since.start();
+        m_worked = Worked();
     }
     qint64 longest()
     {
         Beat();
+        qInfo("the longest gap was %lld ms, with %.0f ms of work", m_longest, m_longestWork);
         return m_longest;
     }
+    double longestWork() const { return m_longestWork; } // milliseconds
 
 private:
-    void Beat() { m_longest = qMax(m_longest, m_since.restart()); }
+    static double Worked()
+    {
+        timespec time = {};
+        clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+        return double(time.tv_sec) * 1e3 + double(time.tv_nsec) / 1e6;
+    }
+    void Beat()
+    {
+        const double worked = Worked();
+        m_longest = qMax(m_longest, m_since.restart());
+        m_longestWork = qMax(m_longestWork, worked - m_worked);
+        m_worked = worked;
+    }
 
     QTimer m_timer;
     QElapsedTimer m_since;
     qint64 m_longest = 0;
+    double m_worked = 0, m_longestWork = 0;
 };
 
 QByteArray Catalog(int products)
@@ -100,9 +119,9 @@ private slots:
         Heart heart;
         QVERIFY((new TestRequest(record))->Execute());
         const qint64 gap = heart.longest();
-        qInfo("the longest gap was %lld ms", gap);
         QCOMPARE(record.events.last(), QStringLiteral("complete 1"));
         QVERIFY(gap < mayStandStill);
+        QVERIFY(heart.longestWork() < mayWork);
     }
 
     void aLargeCatalogDoesNotFreezeTheWindow()
@@ -118,13 +137,14 @@ private slots:
         Heart heart;
         QVERIFY(request->Execute());
         const qint64 gap = heart.longest();
-        qInfo("%.1f MB, the longest gap was %lld ms", body.size() / 1e6, gap);
+        qInfo("for a catalog of %.1f MB", body.size() / 1e6);
         QVERIFY(succeeded);
         QVERIFY(QFileInfo(QString::fromLocal8Bit(qgetenv("PAKMART_SYSROOT"))
                           + QStringLiteral("/usr/share/apps/vantrelagent/.catalog"))
                     .size()
                 > body.size() / 2);
         QVERIFY(gap < mayStandStill);
+        QVERIFY(heart.longestWork() < mayWork);
     }
 
     void fillingTheDatabaseDoesNotFreezeTheWindow()
@@ -137,8 +157,8 @@ private slots:
         Heart heart;
         QVERIFY(request->ProcessVantrelCatalogRequest(catalog));
         const qint64 gap = heart.longest();
-        qInfo("the longest gap was %lld ms", gap);
         QVERIFY(gap < mayStandStill);
+        QVERIFY(heart.longestWork() < mayWork);
     }
 
     void aReplyThatIsBeingReadCanBeCancelled()

@@ -9,13 +9,37 @@
 
 #include <QDir>
 #include <QtTest>
+#include <cerrno>
 #include <csignal>
+#include <cstdarg>
+#include <fcntl.h>
 #include <optional>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 using namespace Agent;
+
+// The next calls that open a new file end early, as those that a signal interrupts. It
+// takes the place of the C library's function in this program.
+static int g_interruptions = 0;
+static int g_modeOfNew = 0; // that the last new file was made with
+
+extern "C" int open(const char* name, int flags, ...)
+{
+    va_list more;
+    va_start(more, flags);
+    const int mode = (flags & (O_CREAT | O_TMPFILE)) ? va_arg(more, int) : 0;
+    va_end(more);
+    if ((flags & O_EXCL) && g_interruptions > 0) {
+        --g_interruptions;
+        errno = EINTR;
+        return -1;
+    }
+    if (flags & O_EXCL)
+        g_modeOfNew = mode;
+    return openat(AT_FDCWD, name, flags, mode);
+}
 
 namespace
 {
@@ -52,6 +76,18 @@ class SpoolFileTest : public QObject
 {
     Q_OBJECT
 
+private:
+    ScriptedServer m_server;
+
+    // The first request of the process asks for it.
+    void serveDirectory()
+    {
+        Setting("agent api url", m_server.url("/api").toStdString());
+        m_server.answer("/api",
+                        Directory({ { "TestRequest", m_server.url("/t") },
+                                    { "CAPIDownloadAppInfo", m_server.url("/t") } }));
+    }
+
 private slots:
     void cleanup()
     {
@@ -68,7 +104,41 @@ private slots:
             umask(before);
             QCOMPARE(Mode(name), 0600);
             QCOMPARE(file.error(), 0);
+            // Before it is held, nobody takes it for an abandoned one.
+            QCOMPARE(g_modeOfNew, 0200);
         }
+    }
+
+    void anInterruptedCallIsMadeAgain()
+    {
+        SpoolFile first, second;
+        const std::string before = first.Make();
+        g_interruptions = 3;
+        const std::string name = second.Make();
+        QCOMPARE(g_interruptions, 0);
+        QCOMPARE(second.error(), 0);
+        QCOMPARE(Mode(name), 0600);
+        // No number is left out.
+        const auto number = [](const std::string& file) {
+            return QString::fromStdString(file)
+                .section(QLatin1Char('_'), -1)
+                .remove(QStringLiteral(".xml"))
+                .toInt();
+        };
+        QCOMPARE(number(name), number(before) + 1);
+    }
+
+    void aRequestWhoseReplyFileIsInterruptedSucceeds()
+    {
+        serveDirectory();
+        m_server.answer("/t",
+                        ScriptedServer::http("<agentfunction resultcode=\"OK\">x</agentfunction>"));
+        TestRequest::Record record;
+        g_interruptions = 5;
+        QVERIFY((new TestRequest(record))->Execute());
+        QCOMPARE(g_interruptions, 0);
+        QCOMPARE(record.failures, QStringList());
+        QVERIFY(record.events.contains(QStringLiteral("ok x")));
     }
 
     void aFileThatIsHeldIsNotRemoved()
@@ -175,10 +245,8 @@ private slots:
 
     void aFileLeftToTheCallerIsHeldUntilItIsRemoved()
     {
-        ScriptedServer server;
-        Setting("agent api url", server.url("/api").toStdString());
-        server.answer("/api", Directory({ { "CAPIDownloadAppInfo", server.url("/t") } }));
-        server.answer("/t", ScriptedServer::http("<agentfunction resultcode=\"OK\"/>"));
+        serveDirectory();
+        m_server.answer("/t", ScriptedServer::http("<agentfunction resultcode=\"OK\"/>"));
         const auto descriptors = [] {
             return QDir(QStringLiteral("/proc/self/fd")).entryList(QDir::System | QDir::Files);
         };

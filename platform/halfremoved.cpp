@@ -1,0 +1,83 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "platform/halfremoved.h"
+
+#include "base/dpkgstatus.h"
+
+#include <fcntl.h>
+#include <fstream>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace
+{
+
+// dpkg's lock, held as long as this lives, so that no list changes meanwhile.
+class DpkgLock
+{
+public:
+    explicit DpkgLock(const std::string& folder)
+        : m_fd(open((folder + "/lock-frontend").c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC,
+                    0640))
+    {
+        struct flock lock = {};
+        lock.l_type = F_WRLCK;
+        lock.l_whence = SEEK_SET;
+        m_held = m_fd >= 0 && fcntl(m_fd, F_SETLK, &lock) == 0;
+    }
+    ~DpkgLock()
+    {
+        if (m_fd >= 0)
+            close(m_fd);
+    }
+    DpkgLock(const DpkgLock&) = delete;
+    DpkgLock& operator=(const DpkgLock&) = delete;
+
+    bool IsHeld() const { return m_held; }
+
+private:
+    int m_fd;
+    bool m_held = false;
+};
+
+// The package's list of files. The names of some have the architecture in them.
+std::string ListOf(const std::string& info, const std::string& package)
+{
+    const std::string bare = Agent::BareName(package);
+    for (const std::string& name : { bare, bare + ':' + Agent::NativeArchitecture(), package }) {
+        const std::string file = info + name + ".list";
+        if (access(file.c_str(), W_OK) == 0)
+            return file;
+    }
+    return std::string();
+}
+
+bool IsFolderOrGone(const std::string& path)
+{
+    struct stat found = {};
+    return lstat(path.c_str(), &found) != 0 || S_ISDIR(found.st_mode);
+}
+
+// Whether all that `list` names below `root` is folders, but not `mark`.
+bool HasFoldersOnly(const std::string& list, const std::string& root, const std::string& mark)
+{
+    std::ifstream text(list);
+    for (std::string line; std::getline(text, line);) {
+        if (line == mark || !IsFolderOrGone(root + line))
+            return false;
+    }
+    return text.eof();
+}
+
+} // namespace
+
+void KeepFromVanishing(const std::string& root, const std::string& package)
+{
+    const std::string folder = root + "/var/lib/dpkg";
+    const std::string list = ListOf(folder + "/info/", package);
+    const std::string mark = "/var/lib/dpkg/info/" + Agent::BareName(package) + ".half-removed";
+    const DpkgLock lock(folder);
+    if (!list.empty() && lock.IsHeld() && HasFoldersOnly(list, root, mark))
+        std::ofstream(list, std::ios::app) << mark << '\n';
+}

@@ -1,0 +1,190 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "platform/statusview.h"
+
+#include "base/descriptor.h"
+#include "base/wholefile.h"
+#include "platform/aptsettings.h"
+#include "platform/aptwords.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <dirent.h>
+#include <fcntl.h>
+#include <fstream>
+#include <memory>
+#include <set>
+#include <unistd.h>
+#include <vector>
+
+namespace
+{
+
+const char filePrefix[] = "status-vos.";
+
+// The broken packages that nobody asks for.
+std::map<std::string, PackageState> BrokenOthers(const Arguments& arguments,
+                                                 const DpkgStatus& status)
+{
+    std::map<std::string, PackageState> broken;
+    for (const auto& [name, state] : status.All()) {
+        if (IsBroken(state))
+            broken[name] = state;
+    }
+    for (const std::string& name : arguments.names) {
+        broken.erase(name.substr(0, name.find_first_of("=/")));
+        broken.erase(Agent::BareName(name));
+    }
+    return broken;
+}
+
+// Whether the command is about the packages that it names, and no others.
+bool IsAboutItsNames(const Arguments& arguments)
+{
+    static const std::set<std::string> commands{ "install", "reinstall", "remove", "purge" };
+    return commands.count(arguments.command) > 0;
+}
+
+// The packages that a "Depends" or "Pre-Depends" line names, alternatives included.
+void NoteNeeded(const std::string& line, std::set<std::string>& needed)
+{
+    static const char ends[] = " \t,|(:";
+    if (line.rfind("Depends:", 0) != 0 && line.rfind("Pre-Depends:", 0) != 0)
+        return;
+    for (auto at = line.find(':'); at != std::string::npos; at = line.find_first_of(",|", at)) {
+        const auto begin = line.find_first_not_of(" \t", at + 1);
+        if (begin == std::string::npos)
+            return;
+        needed.insert(line.substr(begin, line.find_first_of(ends, begin) - begin));
+        at = begin;
+    }
+}
+
+// A stanza of the status file, line by line.
+struct Stanza {
+    std::vector<std::string> lines;
+    std::string key; // its name in DpkgStatus
+
+    // False at the end of the file.
+    bool Read(std::istream& text)
+    {
+        lines.clear();
+        std::string name, architecture;
+        for (std::string line; std::getline(text, line) && !line.empty();) {
+            if (line.rfind("Package: ", 0) == 0)
+                name = line.substr(9);
+            else if (line.rfind("Architecture: ", 0) == 0)
+                architecture = line.substr(14);
+            lines.push_back(line);
+        }
+        key = Agent::PackageKey(name, architecture);
+        return !lines.empty() || bool(text);
+    }
+};
+
+// What the packages that are here, but for `broken`, need.
+std::set<std::string> NeededNames(const std::string& file, const DpkgStatus& status,
+                                  const std::map<std::string, PackageState>& broken)
+{
+    std::set<std::string> needed;
+    std::ifstream text(file);
+    for (Stanza stanza; stanza.Read(text);) {
+        if (broken.count(stanza.key) > 0 || status.Of(stanza.key).IsGone())
+            continue;
+        for (const std::string& line : stanza.lines)
+            NoteNeeded(line, needed);
+    }
+    return needed;
+}
+
+std::string TextWithout(const std::string& file, const std::set<std::string>& covered,
+                        const std::map<std::string, PackageState>& broken)
+{
+    std::string shown;
+    std::ifstream text(file);
+    for (Stanza stanza; stanza.Read(text);) {
+        const bool isBroken = broken.count(stanza.key) > 0;
+        if (isBroken && covered.count(stanza.key) == 0)
+            continue;
+        for (const std::string& line : stanza.lines) {
+            const bool hides = isBroken && line.rfind("Status:", 0) == 0;
+            shown += (hides ? "Status: install ok installed" : line) + '\n';
+        }
+        shown += '\n';
+    }
+    return shown;
+}
+
+// Removes what runs that were killed have left in `folder`.
+void RemoveLeftovers(const std::string& folder)
+{
+    const std::unique_ptr<DIR, int (*)(DIR*)> dir(opendir(folder.c_str()), closedir);
+    while (const dirent* entry = dir ? readdir(dir.get()) : nullptr) {
+        const std::string name = entry->d_name;
+        if (name.rfind(filePrefix, 0) != 0)
+            continue;
+        const int process = std::atoi(name.c_str() + sizeof filePrefix - 1);
+        if (process > 0 && kill(process, 0) != 0 && errno == ESRCH)
+            unlink((folder + '/' + name).c_str());
+    }
+}
+
+} // namespace
+
+StatusView::StatusView(const Arguments& arguments, const DpkgStatus& status,
+                       const std::string& folder, bool locks)
+{
+    if (!IsAboutItsNames(arguments))
+        return;
+    if (locks)
+        RemoveLeftovers(folder);
+    m_leftAlone = BrokenOthers(arguments, status);
+    if (m_leftAlone.empty())
+        return;
+    const std::string file = folder + "/status";
+    const std::set<std::string> needed = NeededNames(file, status, m_leftAlone);
+    for (const auto& [name, state] : m_leftAlone) {
+        if (needed.count(Agent::BareName(name)) > 0)
+            m_covered.insert(name);
+    }
+    Write(TextWithout(file, m_covered, m_leftAlone), folder, locks);
+    if (m_file.empty()) {
+        m_leftAlone.clear();
+        m_covered.clear();
+    }
+}
+
+StatusView::~StatusView()
+{
+    if (!m_file.empty())
+        unlink(m_file.c_str());
+}
+
+// Where it cannot be written, apt-get sees dpkg's own file.
+void StatusView::Write(const std::string& text, const std::string& folder, bool locks)
+{
+    const char* const given = secure_getenv("TMPDIR");
+    const std::string elsewhere = given && CanBeQuoted(given) ? given : "/tmp";
+    std::string path = locks ? folder + '/' + filePrefix + std::to_string(getpid())
+                             : elsewhere + '/' + filePrefix + "XXXXXX";
+    const int flags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
+    const Agent::Descriptor file(locks ? open(path.c_str(), flags, 0644)
+                                       : mkostemp(path.data(), O_CLOEXEC));
+    if (!file)
+        return;
+    if (Agent::WriteToDisk(file.fd(), text))
+        m_file = path;
+    else
+        unlink(path.c_str());
+}
+
+std::string WithStates(const std::map<std::string, PackageState>& packages)
+{
+    std::string text;
+    for (const auto& [name, state] : packages)
+        text += (text.empty() ? "" : ", ") + name + " (" + state.status + ')';
+    return text;
+}
