@@ -142,9 +142,11 @@ public:
     void onDownloadReceive(KIO::Job* job, const QByteArray& data) override
     {
         CAPIUpdateCatalog::onDownloadReceive(job, data);
-        const auto total = job->totalAmount(KJob::Bytes);
-        if (total > 0)
-            m_progress.tell(0, double(job->processedAmount(KJob::Bytes)) / double(total));
+        // KDE Frameworks 6 say the length after the first data.
+        if (m_received == 0)
+            QObject::connect(job, &KJob::totalSize, this, [this, job] { ShowReceived(*job); });
+        m_received += qulonglong(data.size());
+        ShowReceived(*job);
     }
 
     void onSuccessfulTransfer(QDomElement* body) override
@@ -176,11 +178,25 @@ public:
     }
 
 private:
+    // With KDE Frameworks 6, KIO counts nothing before the end. What it says of a packed
+    // reply with its length is what was received before unpacking.
+    void ShowReceived(KIO::Job& job)
+    {
+        const QString headers = job.queryMetaData(QStringLiteral("HTTP-Headers"));
+        const bool packed
+            = headers.contains(QLatin1String("content-encoding"), Qt::CaseInsensitive);
+        const auto counted = std::max(job.processedAmount(KJob::Bytes), packed ? 0 : m_received);
+        const auto total = job.totalAmount(KJob::Bytes);
+        if (total > 0)
+            m_progress.tell(0, double(std::min(counted, total)) / double(total));
+    }
+
     Console& m_display;
     const bool m_quiet;
     UpdateRecord& m_record;
     UpdateProgress m_progress;
     int m_categories = 0;
+    qulonglong m_received = 0; // bytes of the reply
     int m_done = 0;
     bool m_waits = false;
 };
