@@ -13,6 +13,7 @@
 #include <KIO/Job>
 #include <QDomElement>
 #include <QElapsedTimer>
+#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonObject>
 #include <algorithm>
@@ -142,10 +143,7 @@ public:
     void onDownloadReceive(KIO::Job* job, const QByteArray& data) override
     {
         CAPIUpdateCatalog::onDownloadReceive(job, data);
-        // KDE Frameworks 6 say the length after the first data.
-        if (m_received == 0)
-            QObject::connect(job, &KJob::totalSize, this, [this, job] { ShowReceived(*job); });
-        m_received += qulonglong(data.size());
+        m_received += data.size();
         ShowReceived(*job);
     }
 
@@ -178,17 +176,15 @@ public:
     }
 
 private:
-    // With KDE Frameworks 6, KIO counts nothing before the end. What it says of a packed
-    // reply with its length is what was received before unpacking.
-    void ShowReceived(KIO::Job& job)
+    // KDE Frameworks 6 say how long a reply is when it has ended; until then it is taken
+    // for as long as the last one.
+    void ShowReceived(const KIO::Job& job)
     {
-        const QString headers = job.queryMetaData(QStringLiteral("HTTP-Headers"));
-        const bool packed
-            = headers.contains(QLatin1String("content-encoding"), Qt::CaseInsensitive);
-        const auto counted = std::max(job.processedAmount(KJob::Bytes), packed ? 0 : m_received);
         const auto total = job.totalAmount(KJob::Bytes);
         if (total > 0)
-            m_progress.tell(0, double(std::min(counted, total)) / double(total));
+            m_progress.tell(0, double(job.processedAmount(KJob::Bytes)) / double(total));
+        else if (m_expected > 0)
+            m_progress.tell(0, std::min(0.99, double(m_received) / double(m_expected)));
     }
 
     Console& m_display;
@@ -196,7 +192,9 @@ private:
     UpdateRecord& m_record;
     UpdateProgress m_progress;
     int m_categories = 0;
-    qulonglong m_received = 0; // bytes of the reply
+    const qint64 m_expected
+        = QFileInfo(SystemPath(GetRootPath() + QLatin1String(".catalog"))).size();
+    qint64 m_received = 0; // bytes of the reply
     int m_done = 0;
     bool m_waits = false;
 };
