@@ -46,5 +46,6 @@ make_root() { # RELEASE PACKAGE,...
     quietly "${as_root[@]}" unshare --mount mmdebstrap --mode=root --variant=minbase --include="$2" \
         --aptopt="$work/apt.conf" --dpkgopt=force-unsafe-io "$1" "$root" "$work/sources.list"
     "${as_root[@]}" cp -L /etc/resolv.conf /etc/hosts "$root/etc/"
+    "${as_root[@]}" sh -c 'echo force-unsafe-io > "$0/etc/dpkg/dpkg.cfg.d/quickly"' "$root"
     say "a clean $1 with $(inside dpkg-query -W | wc -l) packages"
 }

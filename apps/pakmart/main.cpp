@@ -249,6 +249,15 @@ void UseWideCharacters()
         std::setlocale(LC_CTYPE, "C.UTF-8");
 }
 
+// Qt 6 warns of a locale that is not UTF-8 as the application is made.
+QtMessageHandler messages = nullptr;
+
+void LeaveOutLocale(QtMsgType type, const QMessageLogContext& context, const QString& text)
+{
+    if (!text.startsWith(QLatin1String("Detected locale")))
+        messages(type, context, text);
+}
+
 int RunCommand(const CommandLine& line)
 {
     Console display(line.has("--verbose"));
@@ -288,6 +297,7 @@ int main(int argc, char** argv)
     }
     if (!line.has("--dialogs") && !qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
+    messages = qInstallMessageHandler(LeaveOutLocale);
     const QApplication application(argc, argv);
     UseWideCharacters();
     return RunCommand(line);

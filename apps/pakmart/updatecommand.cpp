@@ -13,6 +13,7 @@
 #include <KIO/Job>
 #include <QDomElement>
 #include <QElapsedTimer>
+#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonObject>
 #include <algorithm>
@@ -142,9 +143,8 @@ public:
     void onDownloadReceive(KIO::Job* job, const QByteArray& data) override
     {
         CAPIUpdateCatalog::onDownloadReceive(job, data);
-        const auto total = job->totalAmount(KJob::Bytes);
-        if (total > 0)
-            m_progress.tell(0, double(job->processedAmount(KJob::Bytes)) / double(total));
+        m_received += data.size();
+        ShowReceived(*job);
     }
 
     void onSuccessfulTransfer(QDomElement* body) override
@@ -176,11 +176,25 @@ public:
     }
 
 private:
+    // KDE Frameworks 6 say how long a reply is when it has ended; until then it is taken
+    // for as long as the last one.
+    void ShowReceived(const KIO::Job& job)
+    {
+        const auto total = job.totalAmount(KJob::Bytes);
+        if (total > 0)
+            m_progress.tell(0, double(job.processedAmount(KJob::Bytes)) / double(total));
+        else if (m_expected > 0)
+            m_progress.tell(0, std::min(0.99, double(m_received) / double(m_expected)));
+    }
+
     Console& m_display;
     const bool m_quiet;
     UpdateRecord& m_record;
     UpdateProgress m_progress;
     int m_categories = 0;
+    const qint64 m_expected
+        = QFileInfo(SystemPath(GetRootPath() + QLatin1String(".catalog"))).size();
+    qint64 m_received = 0; // bytes of the reply
     int m_done = 0;
     bool m_waits = false;
 };

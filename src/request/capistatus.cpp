@@ -66,7 +66,9 @@ void CAPIStatus::onDownloadComplete(KIO::Job* pJob)
 {
     CTracer tracer("CAPIStatus::onDownloadComplete");
     const int error = TransferError(pJob);
-    if (error != 0 && error != KIO::ERR_USER_CANCELED)
+    // The beginning of an answer is an answer.
+    const bool answered = error == KIO::ERR_CONNECTION_BROKEN && ReplyHasBegun(pJob);
+    if (error != 0 && error != KIO::ERR_USER_CANCELED && !answered)
         m_bError = true;
     m_bDone = true;
 }

@@ -9,6 +9,7 @@
 #include <QPointer>
 #include <QTimer>
 #include <QUrl>
+#include <QVariant>
 #include <algorithm>
 #include <utility>
 
@@ -73,20 +74,46 @@ private:
     qint64 m_total = 0;
 };
 
+const char receivedBytes[] = "vantrelReceivedBytes"; // a property of the job
+
+void CountReceived(KIO::TransferJob* pJob)
+{
+    QObject::connect(pJob, &KIO::TransferJob::data, pJob,
+                     [pJob, received = qulonglong(0)](KIO::Job*, const QByteArray& data) mutable {
+                         received += qulonglong(data.size());
+                         pJob->setProperty(receivedBytes, received);
+                     });
+    pJob->setProperty(receivedBytes, qulonglong(0));
+}
+
+// Whether the reply is shorter than the server has announced. Of a packed one the length
+// may be that before or after unpacking: KIO counts in the same way, and we do after it.
+bool EndsEarly(const KIO::Job* pJob)
+{
+    const QVariant received = pJob->property(receivedBytes);
+    const qulonglong announced = pJob->totalAmount(KJob::Bytes);
+    return received.isValid() && received.toULongLong() < announced
+        && pJob->processedAmount(KJob::Bytes) < announced;
+}
+
 } // namespace
 
 KIO::TransferJob* StartTransfer(const QUrl& url)
 {
     if (!url.isValid() || !IsWeb(url) || url.host().isEmpty())
         return nullptr;
-    return KIO::get(url, KIO::Reload, KIO::HideProgressInfo);
+    KIO::TransferJob* pJob = KIO::get(url, KIO::Reload, KIO::HideProgressInfo);
+    CountReceived(pJob);
+    return pJob;
 }
 
 int TransferError(KIO::Job* pJob)
 {
     const QString status = pJob->queryMetaData(QStringLiteral("responsecode"));
+    if (pJob->error() == 0 && status == QLatin1String("0"))
+        return KIO::ERR_CANNOT_CONNECT;
     if (pJob->error() == 0)
-        return status == QLatin1String("0") ? int(KIO::ERR_CANNOT_CONNECT) : 0;
+        return EndsEarly(pJob) ? int(KIO::ERR_CONNECTION_BROKEN) : 0;
     return status.toInt() >= 400 && pJob->error() != KIO::ERR_USER_CANCELED ? 0 : pJob->error();
 }
 
@@ -96,6 +123,11 @@ QString TransferErrorText(KIO::Job* pJob)
         return pJob->errorString();
     const QUrl url = static_cast<KIO::TransferJob*>(pJob)->url();
     return KIO::buildErrorString(TransferError(pJob), url.host());
+}
+
+bool ReplyHasBegun(const KIO::Job* pJob)
+{
+    return pJob->property(receivedBytes).toULongLong() > 0;
 }
 
 bool MayRedirect(const QUrl& from, const QUrl& to)

@@ -28,9 +28,13 @@ KIO::TransferJob* StartTransfer(const QUrl& url);
 
 // The error of a transfer that has ended, 0 for none, and its text. A page that comes with
 // an error status is an answer of the server. KDE Frameworks 6 give it with an error of
-// their own, and give none where no server could be reached: the status is 0 then.
+// their own, and give none where no server could be reached (the status is 0 then) or where
+// the server has gone before the end of its reply (StartTransfer counts what comes).
 int TransferError(KIO::Job* pJob);
 QString TransferErrorText(KIO::Job* pJob);
+
+// Whether a part of the reply has come.
+bool ReplyHasBegun(const KIO::Job* pJob);
 
 // Whether a server may send a request from one URL on to another: within the web,
 // and never from https to http.

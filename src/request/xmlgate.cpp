@@ -24,6 +24,7 @@ constexpr std::size_t maxDeclaration = 1024;
 constexpr std::uint64_t costOfNode = 248; // any node but an attribute
 constexpr std::uint64_t costOfAttribute = 464; // with its value, which is a node too
 constexpr std::uint64_t costOfAttributes = 192; // once for each tag that has any
+constexpr std::uint64_t costOfTable = VANTREL_ATTRIBUTE_TABLE; // and this, with some Qt
 constexpr std::uint64_t costOfByte = 2;
 constexpr std::uint64_t costOfName = 4; // a byte of a start tag: prefixes are kept apart
 // The same for a CXMLNode of the document, which has no nodes for its texts.
@@ -76,6 +77,7 @@ bool IsDeclaration(const std::string& instruction)
 
 } // namespace
 
+const std::uint64_t XmlGate::maxTableGrowth = costOfTable ? maxGrowth : 0;
 const char XmlGate::tooMuchMemory[] = "it would take too much memory";
 
 XmlGate::XmlGate(std::uint64_t maxBytes, unsigned length, Use use)
@@ -106,14 +108,23 @@ bool XmlGate::Finish()
         Refuse("it has no element");
     if (m_state != State::Text || m_depth != 0)
         Refuse("it ends in the middle");
-    const std::uint64_t letters = costOfByte + (m_copied ? costOfCopiedByte : 0);
-    if (m_cost + letters * m_bytes > maxGrowth * m_bytes + freeMemory)
+    if (TakesTooMuch())
         Refuse(tooMuchMemory);
     if (m_utf8 && (!m_validUtf8 || m_following != 0))
         Refuse("it is no valid UTF-8");
     if (m_ascii && m_beyondAscii)
         Refuse("it is not the ASCII that it says");
     return !m_refusal;
+}
+
+// The tables have a limit of their own beside that of the rest, so that no Qt accepts what
+// another refuses for the rest.
+bool XmlGate::TakesTooMuch() const
+{
+    const std::uint64_t letters = costOfByte + (m_copied ? costOfCopiedByte : 0);
+    const std::uint64_t rest = m_cost + letters * m_bytes;
+    const std::uint64_t may = maxGrowth * m_bytes + freeMemory;
+    return rest > may || rest + costOfTable * m_tables > may + maxTableGrowth * m_bytes;
 }
 
 // The first reason is the one that counts.
@@ -409,6 +420,7 @@ void XmlGate::OpenElement()
     const auto attributes = std::uint64_t(m_attributes);
     m_nodes += attributes;
     m_cost += attributes ? costOfAttributes + attributes * costOfAttribute : 0;
+    m_tables += attributes ? 1 : 0;
     m_cost += m_copied ? attributes * costOfCopiedAttribute : 0;
     m_cost += costOfName * m_tag;
     CountNode();

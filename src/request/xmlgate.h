@@ -40,6 +40,9 @@ public:
     // What an accepted text may cost as a tree: this often its size, and this.
     static constexpr std::uint64_t maxGrowth = 16;
     static constexpr std::uint64_t freeMemory = 100 * 1000 * 1000;
+    // Where an element's attributes are in a table with room for many, as Qt 6 has it, the
+    // tables may cost this often the size more: a catalog takes them for each dependency.
+    static const std::uint64_t maxTableGrowth;
     static const char tooMuchMemory[];
 
     // A byte of a text, as a file of this library has it (urlcodec.h): of an 8-bit
@@ -101,6 +104,7 @@ private:
     void CountNode();
     void Node();
     void CountTag(std::ptrdiff_t bytes);
+    bool TakesTooMuch() const;
     bool EncodingIsPlain(const std::string& declaration);
     void CheckUtf8(const char* p, const char* end);
     void Refuse(const char* why);
@@ -109,6 +113,7 @@ private:
     const std::size_t m_maxTag;
     const bool m_copied;
     std::uint64_t m_cost = 0; // of the nodes, as a tree
+    std::uint64_t m_tables = 0; // elements with attributes
     std::uint64_t m_bytes = 0;
     std::uint64_t m_nodes = 0;
     State m_state = State::Text;

@@ -25,7 +25,7 @@ public:
             --end;
         if (end > 0 && (m_pending[end - 1] & 0x80))
             --end;
-        for (const uint character : QString::fromUtf8(m_pending.left(end)).toUcs4())
+        for (const char32_t character : QString::fromUtf8(m_pending.left(end)).toUcs4())
             take(character);
         m_pending.remove(0, end);
     }
@@ -45,7 +45,7 @@ public:
     bool isSound() const { return m_sound; }
 
 private:
-    void take(uint character)
+    void take(char32_t character)
     {
         if (m_escape)
             return takeEscape(character);
@@ -65,15 +65,15 @@ private:
             put(character);
         }
     }
-    void takeEscape(uint character)
+    void takeEscape(char32_t character)
     {
         if (character == '[')
             return;
         m_sound = m_sound && character == 'K';
-        m_row.resize(std::min(m_row.size(), m_column));
+        m_row.resize(std::min(int(m_row.size()), m_column));
         m_escape = false;
     }
-    void put(uint character)
+    void put(char32_t character)
     {
         const int cells = wcwidth(wchar_t(character));
         m_sound = m_sound && cells >= 0;
@@ -86,7 +86,7 @@ private:
     }
     QString text() const
     {
-        QVector<uint> shown = m_row;
+        QVector<char32_t> shown = m_row;
         shown.removeAll(0);
         QString text = QString::fromUcs4(shown.constData(), shown.size());
         while (text.endsWith(QLatin1Char(' ')))
@@ -96,7 +96,7 @@ private:
 
     QByteArray m_pending;
     QStringList m_done, m_drawn;
-    QVector<uint> m_row;
+    QVector<char32_t> m_row;
     int m_column = 0, m_widest = 0;
     bool m_escape = false, m_sound = true;
 };

@@ -32,7 +32,7 @@ using Damage = void (*)(QByteArray* file, int length, Random* random);
 
 int SomePage(const QByteArray& file, int length, Random* random)
 {
-    return 1 + int(random->Below(std::max(file.size() / length - 1, 1)));
+    return 1 + int(random->Below(std::max(int(file.size()) / length - 1, 1)));
 }
 
 void Cut(QByteArray* file, int length, Random* random)
@@ -83,7 +83,7 @@ void ChainBeginsInTheTree(QByteArray* file, int length, Random* random)
 void ZeroSector(QByteArray* file, int length, Random* random)
 {
     const int at = length + int(random->Below((file->size() - length) / sector + 1)) * sector;
-    const int some = std::min(sector, file->size() - at);
+    const int some = std::min(sector, int(file->size()) - at);
     if (some > 0)
         file->replace(at, some, QByteArray(some, 0));
 }

@@ -6,6 +6,8 @@
 
 #pragma once
 
+#include "util/number.h"
+
 #include <QByteArray>
 #include <QByteArrayList>
 #include <QDir>
@@ -61,7 +63,7 @@ inline DebianPackage ParseStanza(const QByteArrayList& lines)
         else if (field == "depends")
             package.depends = NamesOfRelation(value);
         else if (field == "size")
-            package.size = value.toInt();
+            package.size = Agent::LeadingNumber(value.toStdString());
         else if (field == "installed-size")
             package.installedSize = value.toInt();
         else if (field == "description")

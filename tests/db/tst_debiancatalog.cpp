@@ -14,12 +14,14 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <algorithm>
 #include <apt-pkg/configuration.h>
 #include <apt-pkg/deblistparser.h>
 #include <apt-pkg/error.h>
 #include <apt-pkg/fileutl.h>
 #include <apt-pkg/init.h>
 #include <apt-pkg/tagfile.h>
+#include <climits>
 #include <map>
 #include <set>
 
@@ -62,7 +64,8 @@ QByteArrayList StoredNames(const pkgTagSection& section)
 
 int Number(const pkgTagSection& section, const char* field)
 {
-    return int(section.FindULL(field, 0));
+    // The nearest that fits, as for the catalog.
+    return int(std::min<unsigned long long>(section.FindULL(field, 0), INT_MAX));
 }
 
 } // namespace

@@ -50,7 +50,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
         Demand(Passes(text, chunk) == passes, "the pieces make no difference");
 
     QDomDocument document;
-    const bool parses = document.setContent(text);
+    const bool parses(document.setContent(text));
     const DocumentContent content(document);
     if (passes) {
         Demand(content.depth <= XmlGate::maxDepth, "a depth that a tree stands");

@@ -65,6 +65,9 @@ private slots:
     void anyAnswerIsReachable_data()
     {
         HostileReplies("<agentfunction resultcode=\"OK\"></agentfunction>");
+        const QByteArray page = ScriptedServer::http(QByteArray(100000, 'x'));
+        QTest::newRow("closed in a long page") << page.chopped(50000) << QString() << true;
+        QTest::newRow("closed before a page") << page.chopped(100000) << QString() << false;
         QTest::newRow("failed call")
             << ScriptedServer::http("<agentfunction resultcode=\"FAILED\" msg=\"no\"/>")
             << QString() << true;

@@ -125,6 +125,12 @@ private slots:
         };
         const auto http = [](const QByteArray& body) { return ScriptedServer::http(body); };
         row("no answer", QByteArray(), AgentError::ServerUnreachable);
+        const QByteArray whole = http(okReply);
+        row("cut before its last byte", whole.chopped(1), AgentError::ServerUnreachable);
+        row("cut in the middle", whole.chopped(okReply.size() / 2), AgentError::ServerUnreachable);
+        row("cut after its end", http(okReply + "\n").chopped(1), AgentError::ServerUnreachable);
+        row("cut before its first byte", whole.chopped(okReply.size()),
+            AgentError::ServerUnreachable);
         row("not XML", http("hello"), AgentError::ReplyNotUnderstood);
         row("empty", http(""), AgentError::ReplyNotUnderstood);
         row("another root", http("<other/>"), AgentError::ReplyNotUnderstood);

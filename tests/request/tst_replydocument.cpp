@@ -237,7 +237,9 @@ private slots:
             (Passes(whole(middle)) ? fits : fails) = middle;
         }
         const QByteArray text = whole(fits);
-        const double may = 16.0 * text.size() + 100e6;
+        const bool tables = piece.contains('=');
+        const double may
+            = (16.0 + (tables ? double(XmlGate::maxTableGrowth) : 0)) * text.size() + 100e6;
         const double before = AllocatedBytes();
         QDomDocument document;
         QVERIFY(Reads(text, document));

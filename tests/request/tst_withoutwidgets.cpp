@@ -7,6 +7,10 @@
 #include "requests.h"
 #include "util/desktop.h"
 
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDBusReply>
+#include <QRegularExpression>
 #include <QtTest>
 
 namespace
@@ -63,6 +67,24 @@ private slots:
         QCOMPARE(Logged(), QStringList(text));
         QCOMPARE(record.failures.size(), 1);
         QCOMPARE(record.events.last(), QStringLiteral("complete 0"));
+    }
+
+    // KIO would have the desktop's daemon keep cookies, which outlives who asked for it.
+    void aRequestLeavesNoDaemonOnTheBus()
+    {
+        m_server.answer("/t",
+                        ScriptedServer::http("<agentfunction resultcode=\"OK\"/>", "200 OK",
+                                             "Set-Cookie: a=b\r\n"));
+        TestRequest::Record record;
+        QVERIFY((new TestRequest(record))->Execute());
+        QCOMPARE(record.events.last(), QStringLiteral("complete 1"));
+        const auto bus = QDBusConnection::sessionBus().interface();
+        const QDBusReply<QStringList> names = bus->call(QStringLiteral("ListActivatableNames"));
+        const QStringList daemons
+            = names.value().filter(QRegularExpression(QStringLiteral("^org\\.kde\\.kded[56]$")));
+        QVERIFY(!daemons.isEmpty()); // those that could be started
+        for (const QString& daemon : daemons)
+            QVERIFY2(!bus->isServiceRegistered(daemon), qPrintable(daemon));
     }
 
     void aPlainErrorGoesToTheLog()

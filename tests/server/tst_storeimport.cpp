@@ -122,6 +122,15 @@ private:
     }
 
     using Fields = QMap<QByteArray, QByteArray>; // of a stanza, by their keys
+    // A homepage that can be none is dropped.
+    static QList<Fields> withoutBadPages(QList<Fields> stanzas)
+    {
+        for (Fields& stanza : stanzas) {
+            if (!stanza.value("Homepage").contains("://"))
+                stanza.remove("Homepage");
+        }
+        return stanzas;
+    }
     // The stanzas of a text, with what is compared of them, by the value of one of
     // their fields.
     static QHash<QByteArray, QList<Fields>> stanzas(const QByteArray& text, const QByteArray& key)
@@ -816,7 +825,7 @@ private slots:
             QCOMPARE(packages[it.key()].size(), 1);
             QCOMPARE(products[it.key()].size(), 1);
             const Fields package = packages[it.key()].first(), product = products[it.key()].first();
-            QVERIFY2(it.value().contains(package), it.key().constData());
+            QVERIFY2(withoutBadPages(it.value()).contains(package), it.key().constData());
             QCOMPARE(product["Name"], it.key());
             QCOMPARE(product["Category"], package["Section"]);
             QCOMPARE(product["Description"], package["Description"].trimmed());

@@ -66,7 +66,7 @@ private:
     static QDomElement envelope(const HttpReply& reply)
     {
         QDomDocument document;
-        const bool read = document.setContent(reply.body);
+        const bool read(document.setContent(reply.body));
         const QDomElement root = document.documentElement();
         return read && root.tagName() == QLatin1String("agentfunction") ? root : QDomElement();
     }
