@@ -665,6 +665,30 @@ private slots:
         }
     }
 
+    // Such an index refuses a second one, but may come to it by damage.
+    void aWalkOverEqualDescriptionsEnds()
+    {
+        CRUFile list;
+        QVERIFY(list.Create());
+        for (const char* name : { "a", "b", "c" })
+            QVERIFY(Add(list, *name, name, *name));
+        list.Close();
+        IndexFile* const index = MakeIndex(0, CRUFile::RUDATAIDX2.c_str(), 60, 1);
+        std::uint32_t record = 1;
+        for (const char* name : { "a", "b", "b", "c" }) {
+            char key[64];
+            std::strcpy(key, name);
+            QCOMPARE(AddKey(index, &record, key), 0);
+            record = std::min(record + 1, 3u);
+        }
+        QCOMPARE(CloseIndex(index), 0);
+        QVERIFY(list.Open());
+        QCOMPARE(ByDescription(list).first(), QByteArray("a"));
+        QVERIFY(ByDescription(list).size() <= 4);
+        QVERIFY(list.Repair());
+        QCOMPARE(ByDescription(list), (QByteArrayList{ "a", "b", "c" }));
+    }
+
     // ---- putting right ----
 
     void repairOfASoundListWritesNothing()
@@ -751,6 +775,27 @@ private slots:
         }
         QCOMPARE(ReadWhole(CRUFile::RUDATAFILE), records);
         QCOMPARE(OpenDescriptors(), descriptors);
+    }
+
+    void whatDidNotOpenOnceIsOpenAfterTheRepair()
+    {
+        CRUFile list;
+        QVERIFY(list.Create());
+        QVERIFY(Add(list, 1, "one", 1));
+        list.Close();
+        int opened = 0;
+        for (bool failed = true; failed; ++opened) {
+            FailingFiles files(Fault::Open, opened, false);
+            const UsedStoreFiles used(&files);
+            const bool open = list.OpenOrRepair();
+            failed = files.hasFailed();
+            const UsedStoreFiles sound(nullptr);
+            if (open)
+                QVERIFY(list.FindLastAccessedItem() && list.FindItem("one")
+                        && list.FindServerSerialNumber(1) && list.Update());
+            list.Close();
+        }
+        QVERIFY(opened > 8);
     }
 
     void anIndexOfZerosIsMadeAgain()
