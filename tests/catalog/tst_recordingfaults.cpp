@@ -104,7 +104,8 @@ private:
             StoreFiles machine;
             const UsedStoreFiles used(&machine);
             const Memory::Pause pause;
-            m_sound = m_sound && CheckRecent(RecentFolder()).faults.empty();
+            const DbFindings findings = CheckRecent(RecentFolder());
+            m_sound = m_sound && findings.faults.empty() && findings.remarks.empty();
         }
         return recorded;
     }

@@ -689,6 +689,26 @@ private slots:
         QCOMPARE(ByDescription(list), (QByteArrayList{ "a", "b", "c" }));
     }
 
+    // Where nothing can be locked: a list can be used by one process, and a link that
+    // was put there makes no file elsewhere.
+    void whatIsNoLockFileIsNotLocked()
+    {
+        CRUFile list;
+        QVERIFY(list.Create());
+        const std::string lock = CRUFile::RUDATAFILE + ".lock", elsewhere = lock + ".elsewhere";
+        unlink(lock.c_str());
+        QVERIFY(symlink(elsewhere.c_str(), lock.c_str()) == 0);
+        QVERIFY(Add(list, 1, "one", 1));
+        QVERIFY(access(elsewhere.c_str(), F_OK) != 0);
+        QVERIFY(unlink(lock.c_str()) == 0 && mkdir(lock.c_str(), 0) == 0);
+        QVERIFY(Add(list, 2, "two", 2));
+        QVERIFY(rmdir(lock.c_str()) == 0);
+        QVERIFY(symlink("/proc/nowhere/x", lock.c_str()) == 0);
+        QVERIFY(Add(list, 3, "three", 3) && list.DeleteRecord(2));
+        QVERIFY(unlink(lock.c_str()) == 0);
+        QCOMPARE(NewestFirst(list), (QByteArrayList{ "three", "one" }));
+    }
+
     // ---- putting right ----
 
     void repairOfASoundListWritesNothing()
@@ -785,6 +805,7 @@ private slots:
         list.Close();
         int opened = 0;
         for (bool failed = true; failed; ++opened) {
+            QVERIFY(truncate(CRUFile::RUDATAIDX1.c_str(), 100) == 0);
             FailingFiles files(Fault::Open, opened, false);
             const UsedStoreFiles used(&files);
             const bool open = list.OpenOrRepair();
