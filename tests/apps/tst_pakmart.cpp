@@ -235,15 +235,28 @@ private slots:
         QCOMPARE(pakmart({ QStringLiteral("forget"), QStringLiteral("99999999999") }).status, 1);
     }
 
-    void damagedListIsToldInWords()
+    void damagedListIsRepairedOrToldInWords()
     {
-        QFile list(QDir::homePath() + QStringLiteral("/.kde/share/apps/vantrelagent/.rulist.k1"));
-        QVERIFY(list.exists());
-        QVERIFY(list.resize(0));
-        const Result result = pakmart({ QStringLiteral("recent") });
-        QCOMPARE(result.status, 1);
-        QVERIFY(result.err.contains(QStringLiteral("the list of applications cannot be opened")));
+        const QString name
+            = QDir::homePath() + QStringLiteral("/.kde/share/apps/vantrelagent/.rulist.k1");
+        QFile index(name);
+        const QString before = pakmart({ QStringLiteral("recent") }).out;
+        QVERIFY(before.contains(QStringLiteral("(1003)")));
+        QVERIFY(index.resize(0));
+        const Result repaired = pakmart({ QStringLiteral("recent") });
+        QCOMPARE(repaired.status, 0);
+        QCOMPARE(repaired.out, before);
+
+        // What stands in the place of a file is left there.
+        QVERIFY(index.rename(name + QStringLiteral(".away")));
+        QVERIFY(QDir().mkdir(name));
+        const Result refused = pakmart({ QStringLiteral("recent") });
+        QCOMPARE(refused.status, 1);
+        QVERIFY(refused.err.contains(QStringLiteral("the list of applications cannot be opened")));
         QCOMPARE(pakmart({ QStringLiteral("forget"), QStringLiteral("1003") }).status, 1);
+        QVERIFY(QDir().rmdir(name));
+        QVERIFY(index.rename(name));
+        QCOMPARE(pakmart({ QStringLiteral("recent") }).out, before);
     }
 
     void unwritableHomeFailsInWords()
