@@ -312,7 +312,7 @@ try {
         && m_files->Search(byDescription, m_bWalking ? m_walked.c_str() : "", &m_nFound, found);
     if (more && m_bWalking && SameText(found, m_walked.c_str()))
         more = m_files->Next(byDescription, &m_nFound, found);
-    m_bWalking = more && (!m_bWalking || !IsBelow(found, m_walked));
+    m_bWalking = more && (!m_bWalking || tacompkeys(m_walked.c_str(), found, 0, 0, 0) < 0);
     m_walked = found;
     return Load(m_bWalking);
 } catch (const std::bad_alloc&) {

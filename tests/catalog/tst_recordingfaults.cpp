@@ -99,8 +99,14 @@ private:
     {
         m_ledger->Doubt(serial);
         const bool recorded = calmly(serial, name)->AddAppToDatabase();
-        if (recorded)
+        if (recorded) {
             m_ledger->Stored(serial, 0);
+            StoreFiles machine;
+            const UsedStoreFiles used(&machine);
+            const Memory::Pause pause;
+            const DbFindings findings = CheckRecent(RecentFolder());
+            m_sound = m_sound && findings.faults.empty() && findings.remarks.empty();
+        }
         return recorded;
     }
     std::unique_ptr<CAppInfo> calmly(std::uint32_t serial, const char* name) const
@@ -112,6 +118,7 @@ private:
         // Where nothing was reported, there is nothing to put right.
         if (m_ledger->Gone().count(allWell) > 0)
             verifySoundness();
+        QVERIFY(m_sound);
         QVERIFY(application(9, "last").AddAppToDatabase());
         const IndexLayer layer;
         CRUFile list;
@@ -133,6 +140,7 @@ private:
         QCOMPARE(CheckRecent(RecentFolder()).remarks, Findings());
     }
 
+    bool m_sound = true; // after each recording that was a success
     static constexpr std::uint32_t allWell = 1000; // in the ledger
 
     QTemporaryDir m_dir;

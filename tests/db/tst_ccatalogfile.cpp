@@ -700,6 +700,52 @@ private slots:
         }
     }
 
+    // Whose a text is cannot be known then.
+    void noTextGoesWhileProductsCannotBeRead()
+    {
+        CCatalogFile catalog;
+        QVERIFY(CreateWithOneText(catalog));
+        for (int serial = 2; serial < 70; ++serial)
+            QVERIFY(Add(catalog, serial, "Games", QByteArray::number(serial)));
+        SaveWith(catalog, 1, QString());
+        Fill(catalog, 70, "Games", "70");
+        catalog.setDescription(QStringLiteral("last"));
+        QVERIFY(catalog.SaveRecord());
+        QCOMPARE(catalog.NoteOffset(), 0);
+        int k = 0;
+        for (bool failed = true; failed; ++k) {
+            catalog.Close();
+            QVERIFY(catalog.Open());
+            QVERIFY(catalog.GetRecord(1));
+            catalog.setDescription(QString());
+            FailingFiles files(Fault::Read, k, false);
+            {
+                const UsedStoreFiles used(&files);
+                catalog.SaveRecord();
+                failed = files.hasFailed();
+            }
+            QVERIFY(catalog.FindServerSerialNumber(70));
+            QCOMPARE(catalog.Description(), QStringLiteral("last"));
+        }
+        QVERIFY(k > 2);
+    }
+
+    // Its bytes, whatever they are, are no product's.
+    void aRemovedRecordOwnsNoText()
+    {
+        CCatalogFile catalog;
+        QVERIFY(CreateWithOneText(catalog));
+        QVERIFY(Add(catalog, 2, "Games", "two"));
+        catalog.Close();
+        DataFile* const data = OpenDataFile(0, CCatalogFile::CATALOGDFNAME.c_str(), 2012);
+        QVERIFY(data);
+        QCOMPARE(DeleteRec(data, 2), 0);
+        QCOMPARE(CloseDataFile(data), 0);
+        QVERIFY(catalog.Open());
+        SaveWith(catalog, 1, QStringLiteral("new"));
+        QCOMPARE(catalog.NoteOffset(), 0);
+    }
+
     void newProductThatCouldNotBeAddedKeepsItsNote()
     {
         CCatalogFile catalog;
@@ -719,6 +765,26 @@ private slots:
         QVERIFY(catalog.GetRecord(2));
         QCOMPARE(catalog.NoteOffset(), offset);
         QCOMPARE(catalog.Description(), QStringLiteral("two"));
+    }
+
+    void newProductThatIsAddedAtLastHasOneNote()
+    {
+        CCatalogFile catalog;
+        QVERIFY(CreateWithOneText(catalog));
+        Fill(catalog, 2, "Games", "two");
+        catalog.setDescription(QStringLiteral("two"));
+        {
+            FailingFiles files(Fault::Write, 1, false);
+            const UsedStoreFiles used(&files);
+            QVERIFY(!catalog.SaveRecord());
+        }
+        const int offset = catalog.NoteOffset();
+        QVERIFY(!catalog.IsWhole());
+        catalog.setDescription(QStringLiteral("new"));
+        QVERIFY(catalog.SaveRecord());
+        QCOMPARE(catalog.NoteOffset(), offset); // where the first one was
+        QVERIFY(catalog.GetRecord(2));
+        QCOMPARE(catalog.Description(), QStringLiteral("new"));
     }
 
     void newProductWithoutADescriptionDeletesNoNote()

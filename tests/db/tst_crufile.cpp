@@ -665,6 +665,50 @@ private slots:
         }
     }
 
+    // Such an index refuses a second one, but may come to it by damage.
+    void aWalkOverEqualDescriptionsEnds()
+    {
+        CRUFile list;
+        QVERIFY(list.Create());
+        for (const char* name : { "a", "b", "c" })
+            QVERIFY(Add(list, *name, name, *name));
+        list.Close();
+        IndexFile* const index = MakeIndex(0, CRUFile::RUDATAIDX2.c_str(), 60, 1);
+        std::uint32_t record = 1;
+        for (const char* name : { "a", "b", "b", "c" }) {
+            char key[64];
+            std::strcpy(key, name);
+            QCOMPARE(AddKey(index, &record, key), 0);
+            record = std::min(record + 1, 3u);
+        }
+        QCOMPARE(CloseIndex(index), 0);
+        QVERIFY(list.Open());
+        QCOMPARE(ByDescription(list).first(), QByteArray("a"));
+        QVERIFY(ByDescription(list).size() <= 4);
+        QVERIFY(list.Repair());
+        QCOMPARE(ByDescription(list), (QByteArrayList{ "a", "b", "c" }));
+    }
+
+    // Where nothing can be locked: a list can be used by one process, and a link that
+    // was put there makes no file elsewhere.
+    void whatIsNoLockFileIsNotLocked()
+    {
+        CRUFile list;
+        QVERIFY(list.Create());
+        const std::string lock = CRUFile::RUDATAFILE + ".lock", elsewhere = lock + ".elsewhere";
+        unlink(lock.c_str());
+        QVERIFY(symlink(elsewhere.c_str(), lock.c_str()) == 0);
+        QVERIFY(Add(list, 1, "one", 1));
+        QVERIFY(access(elsewhere.c_str(), F_OK) != 0);
+        QVERIFY(unlink(lock.c_str()) == 0 && mkdir(lock.c_str(), 0) == 0);
+        QVERIFY(Add(list, 2, "two", 2));
+        QVERIFY(rmdir(lock.c_str()) == 0);
+        QVERIFY(symlink("/proc/nowhere/x", lock.c_str()) == 0);
+        QVERIFY(Add(list, 3, "three", 3) && list.DeleteRecord(2));
+        QVERIFY(unlink(lock.c_str()) == 0);
+        QCOMPARE(NewestFirst(list), (QByteArrayList{ "three", "one" }));
+    }
+
     // ---- putting right ----
 
     void repairOfASoundListWritesNothing()
@@ -751,6 +795,28 @@ private slots:
         }
         QCOMPARE(ReadWhole(CRUFile::RUDATAFILE), records);
         QCOMPARE(OpenDescriptors(), descriptors);
+    }
+
+    void whatDidNotOpenOnceIsOpenAfterTheRepair()
+    {
+        CRUFile list;
+        QVERIFY(list.Create());
+        QVERIFY(Add(list, 1, "one", 1));
+        list.Close();
+        int opened = 0;
+        for (bool failed = true; failed; ++opened) {
+            QVERIFY(truncate(CRUFile::RUDATAIDX1.c_str(), 100) == 0);
+            FailingFiles files(Fault::Open, opened, false);
+            const UsedStoreFiles used(&files);
+            const bool open = list.OpenOrRepair();
+            failed = files.hasFailed();
+            const UsedStoreFiles sound(nullptr);
+            if (open)
+                QVERIFY(list.FindLastAccessedItem() && list.FindItem("one")
+                        && list.FindServerSerialNumber(1) && list.Update());
+            list.Close();
+        }
+        QVERIFY(opened > 8);
     }
 
     void anIndexOfZerosIsMadeAgain()
