@@ -9,7 +9,7 @@
 #include <dlfcn.h>
 #include <unistd.h>
 
-extern "C" __attribute__((visibility("default"))) pid_t fork()
+extern "C" __attribute__((visibility("default"))) pid_t fork() noexcept
 {
     const char* const file = std::getenv("PAKMART_TEST_NO_FORK");
     if (file && access(file, F_OK) == 0) {

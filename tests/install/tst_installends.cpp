@@ -499,6 +499,32 @@ private slots:
         QCOMPARE(m_scene.events.last(), QStringLiteral("complete 1"));
     }
 
+    void aLinkInTheLocksPlaceIsNotWrittenThrough()
+    {
+        QDir().mkpath(Tree());
+        QFile::remove(Tree("/lock"));
+        QFile victim(QDir::homePath() + QStringLiteral("/victim"));
+        QVERIFY(victim.open(QIODevice::WriteOnly) && victim.write("mine") == 4);
+        victim.close();
+        QVERIFY(QFile::link(victim.fileName(), Tree("/lock")));
+        QCOMPARE(m_scene.run().last(), QStringLiteral("complete 1"));
+        QVERIFY(QFile::remove(Tree("/lock")));
+        QVERIFY(victim.open(QIODevice::ReadOnly));
+        QCOMPARE(victim.readAll(), QByteArray("mine"));
+    }
+
+    void anInstallOfNothingSaysSo()
+    {
+        PackageNameArray names;
+        AgentError::Code code = AgentError::NoFailure;
+        auto* request = new CAPIInstallPackages(nullptr, names, true);
+        connect(request, &CAPI::signalFailure, qApp,
+                [&code](AgentError::Code c, const QString&, const QString&) { code = c; });
+        request->InstallPackages();
+        delete request;
+        QCOMPARE(code, AgentError::NothingToDo);
+    }
+
     void refreshesOfListsWaitToo()
     {
         OtherInstall other;
