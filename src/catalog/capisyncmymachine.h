@@ -22,7 +22,7 @@ class VANTRELAGENT_EXPORT CAPISyncMyMachine : public CAPI
 
 public:
     /// More applications than that are no profile: the file stays as it is.
-    static constexpr int maxApplications = 100000;
+    static constexpr int maxApplications = 80000;
 
     /// Silent or not.
     explicit CAPISyncMyMachine(bool bSilent);

@@ -28,7 +28,7 @@ constexpr std::uint64_t costOfTable = VANTREL_ATTRIBUTE_TABLE; // and this, with
 constexpr std::uint64_t costOfByte = 2;
 constexpr std::uint64_t costOfName = 4; // a byte of a start tag: prefixes are kept apart
 // The same for a CXMLNode of the document, which has no nodes for its texts.
-constexpr std::uint64_t costOfCopy = 336; // with its place among those of its name
+constexpr std::uint64_t costOfCopy = 272; // between one of many of a name and one alone
 constexpr std::uint64_t costOfCopiedAttribute = 112;
 constexpr std::uint64_t costOfCopiedByte = 2;
 
