@@ -87,8 +87,9 @@ bool Connection::write(const char* data, std::size_t size, bool more)
 {
     const int flags = MSG_NOSIGNAL | (more ? MSG_MORE : 0);
     while (size > 0) {
-        const ssize_t sent = When(m_socket, POLLOUT, kWriteTime,
-                                  [this, data, size, flags] { return send(m_socket, data, size, flags); });
+        const ssize_t sent = When(m_socket, POLLOUT, kWriteTime, [this, data, size, flags] {
+            return send(m_socket, data, size, flags);
+        });
         if (sent <= 0)
             return false;
         data += sent;
