@@ -78,7 +78,7 @@ std::size_t Connection::read(char* data, std::size_t size)
     if (room == 0 || TimeUntil(m_deadline) == 0)
         return 0;
     const ssize_t got = When(m_socket, POLLIN, TimeUntil(m_deadline),
-                             [=] { return recv(m_socket, data, room, 0); });
+                             [this, data, room] { return recv(m_socket, data, room, 0); });
     m_received += got > 0 ? std::size_t(got) : 0;
     return got > 0 ? std::size_t(got) : 0;
 }
@@ -87,8 +87,9 @@ bool Connection::write(const char* data, std::size_t size, bool more)
 {
     const int flags = MSG_NOSIGNAL | (more ? MSG_MORE : 0);
     while (size > 0) {
-        const ssize_t sent = When(m_socket, POLLOUT, kWriteTime,
-                                  [=] { return send(m_socket, data, size, flags); });
+        const ssize_t sent = When(m_socket, POLLOUT, kWriteTime, [this, data, size, flags] {
+            return send(m_socket, data, size, flags);
+        });
         if (sent <= 0)
             return false;
         data += sent;
