@@ -276,8 +276,10 @@ bool CCatalogFile::SaveDescription()
     const std::int32_t old = NoteOffset();
     if (old != -1 && (!m_sDescription.isEmpty() || m_nRecord != -1)) {
         m_owners->Read(m_files->Data(), *m_notes);
-        if (m_owners->MayDelete(old, m_nRecord))
+        if (m_owners->MayDelete(old, m_nRecord)) {
             m_notes->DeleteNote(old);
+            m_owners->Forget(old);
+        }
     }
     if (m_sDescription.isEmpty())
         return true;

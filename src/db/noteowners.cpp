@@ -61,7 +61,8 @@ bool NoteOwners::ReadProducts(DataFile* products)
     return count > 0;
 }
 
-// What lies inside a text that came later is no place of its own any more.
+// What lies inside a text that came later is no place of its own any more, and what is
+// free already is not freed again.
 void NoteOwners::ReadTexts(CNote& notes)
 {
     std::int64_t end = 0;
@@ -70,6 +71,8 @@ void NoteOwners::ReadTexts(CNote& notes)
             product = nobody;
         else
             end = std::int64_t(offset) + blockHeaderLength + notes.NoteLength(offset);
+        if (notes.MayBeFree(offset))
+            product = nobody;
     }
 }
 

@@ -36,6 +36,9 @@ public:
     // A text was put at an offset; whose it is, once that has a number.
     void Put(std::int32_t offset, std::int32_t length);
     void Belongs(std::int32_t offset, std::int32_t product);
+    // The text at an offset has gone: its product, which may keep the offset, does not
+    // take away what comes there.
+    void Forget(std::int32_t offset) { Belongs(offset, 0); }
 
 private:
     bool ReadProducts(DataFile* products);

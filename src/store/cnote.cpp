@@ -337,6 +337,21 @@ int CNote::DeleteNote(std::int32_t offset)
     return 0;
 }
 
+bool CNote::MayBeFree(std::int32_t offset)
+{
+    OpenStoreFile heap(m_heapPath, m_files);
+    if (!m_freeSpace || !heap || offset < 0)
+        return false;
+    const Transfer transfer(&m_descriptor, heap);
+    BlockHeader header, before;
+    if (!ReadBlockHeader(heap, offset, &header))
+        return false;
+    // Of the header before, the last byte is the first one of this block.
+    return header.status == blockFree
+        || (offset >= smallestBlock && ReadBlockHeader(heap, offset - smallestBlock, &before)
+            && before.status == blockFree && (before.length & 0xFFFFFF) == smallestBlock);
+}
+
 bool CNote::Reindex()
 {
     Close();

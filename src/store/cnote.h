@@ -62,6 +62,11 @@ public:
     /// fails or has no sound block there.
     int DeleteNote(std::int32_t offset);
 
+    /// Whether a block is free, as far as the heap shows: the mark of one that follows
+    /// a free block of 7 bytes is overwritten, so that it may be free. False if it
+    /// cannot be read.
+    bool MayBeFree(std::int32_t offset);
+
     /// Makes the free-space index anew from the heap. False if that fails or if
     /// the blocks do not lead to the heap's end; those before the last one before
     /// the break are then listed.

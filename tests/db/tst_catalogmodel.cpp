@@ -62,6 +62,8 @@ using Names = std::set<std::string, FoldedLess>;
 class CatalogPair
 {
 public:
+    bool textsStay = true; // whether the notes keep each text until its product goes
+
     CatalogPair()
     {
         QVERIFY(m_catalog.Create());
@@ -87,8 +89,9 @@ public:
         m_products.push_back(stored);
         m_dependencies.emplace_back();
         const bool saved = m_catalog.SaveRecord();
-        if (saved)
+        if (done)
             Keep(number, dependencies);
+        done = done && IsPlaced(stored);
         if (saved != done || m_catalog.RecordNumber() != number)
             qFatal("a new product: stored %d, expected %d", saved, done);
         return saved;
@@ -109,7 +112,7 @@ public:
         Stored& stored = m_products[std::size_t(number - 1)];
         stored.product = product;
         SaveDescription(&stored, number);
-        QVERIFY(m_catalog.SaveRecord());
+        QCOMPARE(m_catalog.SaveRecord(), IsPlaced(stored));
         for (int which = 0; which < 4; ++which) {
             const std::string key = product.Key(which);
             std::string& old = stored.keys[which];
@@ -199,8 +202,14 @@ private:
         QCOMPARE(m_catalog.NoteOffset(), stored.note);
         QCOMPARE(m_catalog.Description(), Note(stored.note));
         // Nothing that another product did has taken it away.
-        if (stored.note != -1 && !stored.product.description.isEmpty())
+        if (textsStay && stored.note != -1 && !stored.product.description.isEmpty())
             QCOMPARE(m_catalog.Description(), stored.product.description);
+    }
+
+    // Where a free block has lost its mark, a text that fits it best gets no place.
+    static bool IsPlaced(const Stored& stored)
+    {
+        return stored.product.description.isEmpty() || stored.note != -1;
     }
 
     void Set(const Product& product)
@@ -217,8 +226,10 @@ private:
         const QByteArray text = stored->product.description.toUtf8();
         if (stored->note != -1) {
             FindOwners();
-            if (m_owners[stored->note] == number)
+            if (m_owners[stored->note] == number) {
                 m_notes.DeleteNote(stored->note);
+                m_owners[stored->note] = 0;
+            }
         }
         if (text.isEmpty())
             return;
@@ -233,7 +244,7 @@ private:
     }
 
     // Before the first text is deleted since the catalog was opened: a place that
-    // two products have, or that lies in a text, is nobody's.
+    // two products have, that lies in a text or that may be free is nobody's.
     void FindOwners()
     {
         if (m_knowsOwners)
@@ -251,6 +262,8 @@ private:
                 owner = 0;
             else
                 end = place + 8 + m_notes.NoteLength(place);
+            if (m_notes.MayBeFree(place))
+                owner = 0;
         }
     }
 
@@ -370,9 +383,26 @@ private slots:
 
     // Products that take each other's keys, descriptions that go and leave their
     // place, lists that are stored with the names of later products.
+    void productsThatTakeEachOthersKeys_data()
+    {
+        QTest::addColumn<quint32>("seed");
+        QTest::addColumn<int>("unit"); // the length of a text is a multiple of it
+        QTest::newRow("texts of any length") << 0u << 1;
+        QTest::newRow("texts without remainders of seven bytes") << 0u << 8;
+        // A product's old text was freed twice, and a later one lay over another's.
+        QTest::newRow("freed twice") << 4u << 1;
+    }
+
     void productsThatTakeEachOthersKeys()
     {
+        QFETCH(quint32, seed);
+        QFETCH(int, unit);
+        if (seed != 0)
+            m_random = Random(seed);
         CatalogPair pair;
+        // A remainder of seven bytes reaches into the next block: the notes may then give
+        // one place to two texts.
+        pair.textsStay = unit == 8 || seed != 0;
         const auto product = [&] {
             Product p;
             p.category = categories[m_random.Below(5)];
@@ -381,6 +411,8 @@ private slots:
             p.serial = int(m_random.Below(60));
             if (m_random.Below(3) > 0)
                 p.description = RandomText(m_random, 1);
+            while (p.description.toUtf8().size() % unit != 0)
+                p.description += QLatin1Char('.');
             return p;
         };
         for (int i = 0; i < 700 && !QTest::currentTestFailed(); ++i) {
