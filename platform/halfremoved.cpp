@@ -3,43 +3,31 @@
 
 #include "platform/halfremoved.h"
 
+#include "base/descriptor.h"
 #include "base/dpkgstatus.h"
 
 #include <fcntl.h>
 #include <fstream>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
+
+using Agent::Descriptor;
 
 namespace
 {
 
-// dpkg's lock, held as long as this lives, so that no list changes meanwhile.
-class DpkgLock
+// dpkg's lock, held as long as the descriptor lives, so that no list changes meanwhile;
+// none where it is held already.
+Descriptor TakeDpkgLock(const std::string& folder)
 {
-public:
-    explicit DpkgLock(const std::string& folder)
-        : m_fd(open((folder + "/lock-frontend").c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC,
-                    0640))
-    {
-        struct flock lock = {};
-        lock.l_type = F_WRLCK;
-        lock.l_whence = SEEK_SET;
-        m_held = m_fd >= 0 && fcntl(m_fd, F_SETLK, &lock) == 0;
-    }
-    ~DpkgLock()
-    {
-        if (m_fd >= 0)
-            close(m_fd);
-    }
-    DpkgLock(const DpkgLock&) = delete;
-    DpkgLock& operator=(const DpkgLock&) = delete;
-
-    bool IsHeld() const { return m_held; }
-
-private:
-    int m_fd;
-    bool m_held = false;
-};
+    Descriptor file(
+        open((folder + "/lock-frontend").c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0640));
+    struct flock lock = {};
+    lock.l_type = F_WRLCK;
+    lock.l_whence = SEEK_SET;
+    return file && fcntl(file.fd(), F_SETLK, &lock) == 0 ? std::move(file) : Descriptor();
+}
 
 // The package's list of files. The names of some have the architecture in them.
 std::string ListOf(const std::string& info, const std::string& package)
@@ -77,7 +65,7 @@ void KeepFromVanishing(const std::string& root, const std::string& package)
     const std::string folder = root + "/var/lib/dpkg";
     const std::string list = ListOf(folder + "/info/", package);
     const std::string mark = "/var/lib/dpkg/info/" + Agent::BareName(package) + ".half-removed";
-    const DpkgLock lock(folder);
-    if (!list.empty() && lock.IsHeld() && HasFoldersOnly(list, root, mark))
+    const Descriptor lock = TakeDpkgLock(folder);
+    if (!list.empty() && lock && HasFoldersOnly(list, root, mark))
         std::ofstream(list, std::ios::app) << mark << '\n';
 }
