@@ -79,6 +79,7 @@ CCatalogFile::CCatalogFile(const std::string& folder, StoreFiles* files)
     static_assert(std::tuple_size<decltype(m_record)>::value == Catalog::layout.recordLength);
     if (CATALOGDFNAME.empty())
         InitStaticMembers();
+    m_notes->AvoidOverlaps();
     AddNew();
 }
 

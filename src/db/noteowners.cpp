@@ -36,7 +36,7 @@ void NoteOwners::Read(DataFile* products, CNote& notes)
     m_read = true;
     m_known = ReadProducts(products);
     if (m_known)
-        ReadTexts(notes);
+        KeepTexts(notes.TextOffsets());
 }
 
 bool NoteOwners::ReadProducts(DataFile* products)
@@ -61,19 +61,12 @@ bool NoteOwners::ReadProducts(DataFile* products)
     return count > 0;
 }
 
-// What lies inside a text that came later is no place of its own any more, and what is
-// free already is not freed again.
-void NoteOwners::ReadTexts(CNote& notes)
+// A place where no text begins, as its text has gone, is no place any more.
+void NoteOwners::KeepTexts(const std::vector<std::int32_t>& texts)
 {
-    std::int64_t end = 0;
-    for (auto& [offset, product] : m_owners) {
-        if (offset < end)
+    for (auto& [offset, product] : m_owners)
+        if (!std::binary_search(texts.begin(), texts.end(), offset))
             product = nobody;
-        else
-            end = std::int64_t(offset) + blockHeaderLength + notes.NoteLength(offset);
-        if (notes.MayBeFree(offset))
-            product = nobody;
-    }
 }
 
 bool NoteOwners::MayDelete(std::int32_t offset, std::int32_t product) const

@@ -14,6 +14,7 @@
 
 #include <cstdint>
 #include <map>
+#include <vector>
 
 class CNote;
 struct DataFile;
@@ -26,7 +27,7 @@ class NoteOwners
 public:
     // Forgets everything: other files, or the end of their use.
     void Clear();
-    // Reads all products and the lengths of their texts, unless that was done.
+    // Reads all products and where texts begin, unless that was done.
     // Nothing belongs to anybody when the products cannot be read.
     void Read(DataFile* products, CNote& notes);
 
@@ -42,7 +43,7 @@ public:
 
 private:
     bool ReadProducts(DataFile* products);
-    void ReadTexts(CNote& notes);
+    void KeepTexts(const std::vector<std::int32_t>& texts);
 
     bool m_read = false;
     bool m_known = false;

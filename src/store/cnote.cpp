@@ -187,6 +187,23 @@ int CNote::ListFree(std::int32_t length, std::int64_t offset)
     return AddKey(m_freeSpace, &record, key.text);
 }
 
+// The smallest block that holds a text, as SearchKey finds it.
+int CNote::FindFree(std::int32_t length, std::uint32_t* offset)
+{
+    FreeKey key(length);
+    int found = SearchKey(m_freeSpace, offset, key.text);
+    // The capacity of a block of 7 bytes, -1, stands between 9 and 10.
+    if (found == 0 && key.Capacity() < length) {
+        key = FreeKey(10);
+        found = SearchKey(m_freeSpace, offset, key.text);
+    }
+    if (found == 0 && m_avoidsOverlaps && key.Capacity() == length + smallestBlock) {
+        key = FreeKey(length + smallestBlock + 1);
+        found = SearchKey(m_freeSpace, offset, key.text);
+    }
+    return found;
+}
+
 std::int32_t CNote::SaveNote(const char* text, std::int32_t length)
 {
     if (!m_freeSpace || length < 0 || (!text && length > 0)
@@ -196,15 +213,8 @@ std::int32_t CNote::SaveNote(const char* text, std::int32_t length)
     if (!heap)
         return -1;
     const Transfer transfer(&m_descriptor, heap);
-    FreeKey key(length);
     std::uint32_t offset;
-    int found = SearchKey(m_freeSpace, &offset, key.text);
-    // The capacity of a block of 7 bytes, -1, stands between 9 and 10.
-    if (found == 0 && key.Capacity() < length) {
-        key = FreeKey(10);
-        found = SearchKey(m_freeSpace, &offset, key.text);
-    }
-    if (found != 0)
+    if (FindFree(length, &offset) != 0)
         return taerror == taNoError ? Append(heap, text, length) : -1;
     return Reuse(heap, text, length, offset);
 }
@@ -337,19 +347,21 @@ int CNote::DeleteNote(std::int32_t offset)
     return 0;
 }
 
-bool CNote::MayBeFree(std::int32_t offset)
+std::vector<std::int32_t> CNote::TextOffsets()
 {
+    std::vector<std::int32_t> offsets;
     OpenStoreFile heap(m_heapPath, m_files);
-    if (!m_freeSpace || !heap || offset < 0)
-        return false;
+    if (!m_freeSpace || !heap)
+        return offsets;
     const Transfer transfer(&m_descriptor, heap);
-    BlockHeader header, before;
-    if (!ReadBlockHeader(heap, offset, &header))
-        return false;
-    // Of the header before, the last byte is the first one of this block.
-    return header.status == blockFree
-        || (offset >= smallestBlock && ReadBlockHeader(heap, offset - smallestBlock, &before)
-            && before.status == blockFree && (before.length & 0xFFFFFF) == smallestBlock);
+    const BlockChain chain = WalkBlocks(heap);
+    bool hidden = false;
+    for (const auto& [offset, header] : chain.blocks) {
+        if (chain.whole && header.status == blockInUse && !hidden && !IsTooLong(header))
+            offsets.push_back(std::int32_t(offset));
+        hidden = header.status == blockFree && header.length == smallestBlock;
+    }
+    return offsets;
 }
 
 bool CNote::Reindex()

@@ -17,6 +17,7 @@
 
 #include <climits>
 #include <cstdint>
+#include <vector>
 
 namespace Agent
 {
@@ -49,6 +50,11 @@ public:
     /// do it; of a closed store there is nothing to be written.
     void SetIndexFlushing();
 
+    /// From now on a text that would leave 7 bytes of a free block takes the next larger
+    /// one, or the end of the heap: the header of these 7 bytes would reach into the
+    /// block behind them.
+    void AvoidOverlaps() { m_avoidsOverlaps = true; }
+
     /// Stores `length` bytes of text and returns their offset; -1 if the file
     /// fails, the free space is not what the index says, or the text is null and
     /// the length is not 0.
@@ -62,10 +68,10 @@ public:
     /// fails or has no sound block there.
     int DeleteNote(std::int32_t offset);
 
-    /// Whether a block is free, as far as the heap shows: the mark of one that follows
-    /// a free block of 7 bytes is overwritten, so that it may be free. False if it
-    /// cannot be read.
-    bool MayBeFree(std::int32_t offset);
+    /// Where texts begin, in ascending order, read from the whole heap. Without those
+    /// behind a free block of 7 bytes, whose header hides whether they are free. Empty
+    /// if the blocks do not lead to the heap's end.
+    std::vector<std::int32_t> TextOffsets();
 
     /// Makes the free-space index anew from the heap. False if that fails or if
     /// the blocks do not lead to the heap's end; those before the last one before
@@ -76,6 +82,7 @@ private:
     bool SetPaths(const char* name);
     bool MakeFreeSpace();
     bool BeginFlushing();
+    int FindFree(std::int32_t length, std::uint32_t* offset);
     int UnlistFree(std::int32_t length, std::int64_t offset);
     int ListFree(std::int32_t length, std::int64_t offset);
     int MergeNext(Agent::OpenStoreFile& heap, std::int64_t fileSize, std::int64_t offset,
@@ -87,6 +94,7 @@ private:
     std::int32_t m_descriptor; // of the transfer that is going on, else 0
     IndexFile* m_freeSpace; // null: closed
     Agent::StoreFiles* const m_files;
+    bool m_avoidsOverlaps = false;
     char m_heapPath[PATH_MAX];
     char m_indexPath[PATH_MAX];
 };

@@ -700,6 +700,47 @@ private slots:
         }
     }
 
+    // Where the header of free space runs over that of a text that has gone, its place
+    // reads as if the text were there.
+    void aPlaceInsideFreeSpaceIsNotFreed_data()
+    {
+        QTest::addColumn<bool>("reopened");
+        QTest::newRow("at once") << false;
+        QTest::newRow("from the file") << true;
+    }
+    void aPlaceInsideFreeSpaceIsNotFreed()
+    {
+        QFETCH(bool, reopened);
+        CCatalogFile catalog;
+        QVERIFY(catalog.Create());
+        const auto add = [&](int serial, int length) {
+            Fill(catalog, serial, "Games", QByteArray::number(serial));
+            catalog.setDescription(QString(length, QLatin1Char(char('0' + serial))));
+            QVERIFY(catalog.SaveRecord());
+        };
+        add(1, 92);
+        add(2, 20);
+        add(3, 1);
+        SaveWith(catalog, 2, QString());
+        const int place = catalog.NoteOffset();
+        SaveWith(catalog, 1, QString()); // together with that of 2
+        add(4, 92 - 5); // what is left begins five bytes before the place of 2
+        {
+            CNote notes;
+            QVERIFY(notes.Open(CCatalogFile::CATALOGNOTES.c_str()));
+            QCOMPARE(notes.NoteLength(place), 20);
+        }
+        if (reopened)
+            QVERIFY(catalog.Open());
+        SaveWith(catalog, 2, QString());
+        add(5, 20);
+        add(6, 25);
+        QVERIFY(catalog.FindServerSerialNumber(5));
+        QCOMPARE(catalog.Description(), QString(20, QLatin1Char('5')));
+        catalog.Close();
+        QCOMPARE(CheckNotes(CCatalogFile::CATALOGNOTES), Findings());
+    }
+
     // Whose a text is cannot be known then.
     void noTextGoesWhileProductsCannotBeRead()
     {

@@ -106,6 +106,7 @@ private slots:
     void sevenBeforeAFreeBlock();
     void sevenBeforeALongFreeBlock();
     void sevenIsMergedWithTheBlockBefore();
+    void sevenIsAvoidedOnRequest();
 
     // ---- reading ----
     void readOfADeletedNote();
@@ -632,6 +633,7 @@ void TestNotes::sevenBeforeAFreeBlock()
     QCOMPARE(Heap().mid(108, 8), Header(0, 0, 58));
     QCOMPARE(Listed(), std::string("-1@101 50@108"));
     QCOMPARE(Check().size(), std::size_t(1));
+    QCOMPARE(m_notes->TextOffsets(), (std::vector<std::int32_t>{ 0, 166 }));
     const QByteArray before = Heap();
     QCOMPARE(Save(50), -1);
     QCOMPARE(Save(20), -1);
@@ -661,12 +663,34 @@ void TestNotes::sevenBeforeALongFreeBlock()
     m_notes->DeleteNote(fourth);
     QCOMPARE(Check().size(), std::size_t(2));
     QVERIFY(!IsThere(108));
+    QCOMPARE(m_notes->TextOffsets(), (std::vector<std::int32_t>{ 0, last }));
     QCOMPARE(m_notes->DeleteNote(108), -1);
     QVERIFY(m_notes->Reindex());
     QCOMPARE(Listed(), "-1@101 50@" + std::to_string(fourth));
     QCOMPARE(Save(50), fourth);
     QCOMPARE(Read(last), QByteArray("last"));
     QCOMPARE(Check().size(), std::size_t(1));
+}
+
+void TestNotes::sevenIsAvoidedOnRequest()
+{
+    for (const int length : { 100, 1, 108, 1, 107, 1 })
+        Save(length);
+    for (const int offset : { 0, 117, 242 })
+        m_notes->DeleteNote(offset);
+    QCOMPARE(Listed(), std::string("100@0 107@242 108@117"));
+    m_notes->AvoidOverlaps();
+    // Of the first block seven would be left.
+    QCOMPARE(Save(93), 242);
+    QCOMPARE(Listed(), std::string("6@343 100@0 108@117"));
+    QCOMPARE(Save(93), 117);
+    // Where there is no larger one, the text comes to the end.
+    const std::int32_t end = Heap().size();
+    QCOMPARE(Save(93), end);
+    QCOMPARE(Save(94), 0);
+    QCOMPARE(Check(), Findings());
+    QVERIFY(m_notes->Reindex());
+    QCOMPARE(Listed(), std::string("6@343 7@218"));
 }
 
 void TestNotes::sevenIsMergedWithTheBlockBefore()
@@ -847,7 +871,9 @@ void TestNotes::reindexEndsAtABlockOfLength0()
         Save(50);
     m_notes->DeleteNote(0);
     m_notes->DeleteNote(116);
+    QCOMPARE(m_notes->TextOffsets(), (std::vector<std::int32_t>{ 58, 174, 232 }));
     WriteHeap(174, Header(0, 0, 0));
+    QVERIFY(m_notes->TextOffsets().empty());
     QVERIFY(!m_notes->Reindex());
     // The length of the one before the break may be what is wrong.
     QCOMPARE(Listed(), std::string("50@0"));
