@@ -51,6 +51,25 @@ std::string HalfWay(const DpkgStatus& status, const StatusView& view)
     return WithStates(halfWay);
 }
 
+// The packages that apt-get did not see as they are, and that are as they were.
+std::map<std::string, PackageState> LeftAlone(const StatusView& view, const DpkgStatus& now)
+{
+    std::map<std::string, PackageState> left;
+    for (const auto& [name, before] : view.LeftAlone()) {
+        const PackageState state = now.Of(name);
+        if (state.Words() == before.Words() && state.version == before.version)
+            left[name] = before;
+    }
+    return left;
+}
+
+void SayWhatIsLeft(const StatusView& view, const DpkgStatus& now, Relay& relay)
+{
+    const std::map<std::string, PackageState> left = LeftAlone(view, now);
+    if (!left.empty())
+        relay.Line(("Left as they are: " + WithStates(left)).substr(0, LineReader::MaxLine));
+}
+
 // Of the half-installed packages that apt-get is shown as installed those that the install
 // takes. `status` becomes that of the listing, if there is one.
 std::vector<std::string> BrokenParts(const Arguments& arguments, const std::string& root,
@@ -133,9 +152,6 @@ int RunAptGet(const Arguments& arguments, const std::string& root, const Writer&
         return AptFailure;
     }
     Relay relay(child, changes, write);
-    if (changes && !view.File().empty())
-        relay.Line(
-            ("Left as they are: " + WithStates(view.LeftAlone())).substr(0, LineReader::MaxLine));
     ErrorLines errors(changes && arguments.command == "install");
     int status = child.Read(
         [&](const std::string& line) {
@@ -143,6 +159,8 @@ int RunAptGet(const Arguments& arguments, const std::string& root, const Writer&
                 relay.Line(*taken);
         },
         [&](const std::string& line) { relay.StatusLine(line); }, [&] { relay.Tick(); });
+    if (changes && !view.LeftAlone().empty())
+        SayWhatIsLeft(view, DpkgStatus(DpkgFolder(root)), relay);
     if (status == AptFailure && errors.OnlyDpkgFailed()
         && IsDoneNevertheless(arguments, root, view, relay)) {
         status = 0;

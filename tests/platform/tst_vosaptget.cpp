@@ -626,10 +626,28 @@ private slots:
                 setState("app", app);
             const Result result = install({ QStringLiteral("app") });
             QCOMPARE(result.status, 0);
+            QCOMPARE(result.matching("^Left as they are"), QStringList());
             QCOMPARE(this->state("app"), QByteArray("install ok installed"));
             QCOMPARE(this->state("lib"), QByteArray("install ok installed"));
             QVERIFY(QFile::exists(library));
         }
+    }
+
+    // apt-get takes them, or leaves them: which it was is said at the end.
+    void brokenPackagesThatNobodyNeedsAreLeftAndSaid()
+    {
+        for (const char* name : { "app", "broken", "other" })
+            add({ name });
+        QCOMPARE(install({ QStringLiteral("broken"), QStringLiteral("other") }).status, 0);
+        setState("broken", "install reinstreq half-installed");
+        add({ "app", "2.0", "other" });
+        setState("other", "install reinstreq half-installed");
+        const Result result = install({ QStringLiteral("app") });
+        QCOMPARE(result.status, 0);
+        QCOMPARE(result.matching("^Left as they are"),
+                 QStringList{ QStringLiteral("Left as they are: broken (half-installed)") });
+        QCOMPARE(this->state("broken"), QByteArray("install reinstreq half-installed"));
+        QCOMPARE(this->state("other"), QByteArray("install ok installed"));
     }
 
     void aPackageInAnyStateIsRemoved_data()
