@@ -88,6 +88,16 @@ void CXMLNode::ShareNothing()
 
 void CXMLNode::SaveNode(std::ostream& out, int level)
 {
+    SaveStart(out, level);
+    for (const auto& group : m_children) {
+        for (CXMLNode* child : group.second)
+            child->SaveNode(out, level < 0 ? -1 : level + 1);
+    }
+    SaveEnd(out, level);
+}
+
+void CXMLNode::SaveStart(std::ostream& out, int level) const
+{
     std::string line;
     Indent(line, level);
     line.append("<").append(m_name);
@@ -96,14 +106,12 @@ void CXMLNode::SaveNode(std::ostream& out, int level)
         line.append(url_encode(attribute.second)).append("\"");
     }
     line.append(">").append(url_encode(m_value));
-    if (!m_children.empty()) {
-        Write(out, line);
-        line.clear();
-    }
-    for (const auto& group : m_children) {
-        for (CXMLNode* child : group.second)
-            child->SaveNode(out, level < 0 ? -1 : level + 1);
-    }
+    Write(out, line);
+}
+
+void CXMLNode::SaveEnd(std::ostream& out, int level) const
+{
+    std::string line;
     Indent(line, level);
     line.append("</").append(m_name).append(">\n");
     Write(out, line);

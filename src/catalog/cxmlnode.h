@@ -54,6 +54,10 @@ public:
     /// begins with `level` blanks, children one deeper; a level of -1 writes no
     /// blanks at all. The stream is flushed after each element.
     virtual void SaveNode(std::ostream& out, int level);
+    /// What SaveNode writes before the children: the start tag, and the value.
+    void SaveStart(std::ostream& out, int level) const;
+    /// What it writes after them: the end tag.
+    void SaveEnd(std::ostream& out, int level) const;
 
     /// Takes name, attributes, text and children of a DOM node, beside what is
     /// here already. Of several stretches of text, the last one becomes the

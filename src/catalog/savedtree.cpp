@@ -18,7 +18,7 @@
 #include <cerrno>
 #include <cstring>
 #include <functional>
-#include <sstream>
+#include <ostream>
 #include <streambuf>
 #include <string>
 #include <sys/stat.h>
@@ -77,9 +77,8 @@ bool IsText(const QDomNode& node)
     return node.nodeType() == QDomNode::TextNode;
 }
 
-// How a node without its children is written: as one text, and where in it the
-// children belong.
-std::string WrittenAlone(const QDomNode& node, std::size_t& place, Pacer& pacer)
+// Reads a node without its children.
+void ReadAlone(const QDomNode& node, CXMLNode& tree, Pacer& pacer)
 {
     QDomNode alone = node.cloneNode(false);
     QDomNode text; // of several the last one counts
@@ -90,12 +89,7 @@ std::string WrittenAlone(const QDomNode& node, std::size_t& place, Pacer& pacer)
     }
     if (!text.isNull())
         alone.appendChild(text.cloneNode());
-    CXMLNode tree(nullptr);
     tree.ReadNode(alone);
-    std::ostringstream written;
-    tree.SaveNode(written, -1);
-    place = written.str().rfind("</");
-    return written.str();
 }
 
 // The number of nodes and attributes below `node`, this included; it stops at `most`.
@@ -141,18 +135,17 @@ void WriteTree(QDomNode node, int levels, std::ostream& out, Pacer& pacer)
 {
     pacer.Breathe();
     constexpr int large = 1000; // nodes
+    CXMLNode tree(nullptr);
     if (levels <= 0 && CountNodes(node, large) < large) {
-        CXMLNode tree(nullptr);
         tree.ReadNode(node);
         tree.SaveNode(out, -1);
         return;
     }
-    std::size_t place = 0;
-    const std::string alone = WrittenAlone(node, place, pacer);
-    out.write(alone.data(), std::streamsize(place));
+    ReadAlone(node, tree, pacer);
+    tree.SaveStart(out, -1);
     for (const QDomNode& child : SortedChildren(node, pacer))
         WriteTree(child, levels - 1, out, pacer);
-    out.write(alone.data() + place, std::streamsize(alone.size() - place));
+    tree.SaveEnd(out, -1);
 }
 
 // Writes out what takes long while events go on; the rest is written when the file is

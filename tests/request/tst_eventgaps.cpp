@@ -8,6 +8,7 @@
 
 #include "catalog/capiupdatecatalog.h"
 
+#include <QDir>
 #include <QElapsedTimer>
 #include <QFileInfo>
 #include <QtTest>
@@ -59,6 +60,24 @@ private:
     qint64 m_longest = 0;
     double m_worked = 0, m_longestWork = 0;
 };
+
+QString SavedCatalog()
+{
+    return QString::fromLocal8Bit(qgetenv("PAKMART_SYSROOT"))
+        + QStringLiteral("/usr/share/apps/vantrelagent/.catalog");
+}
+
+// Whether this process writes a file in the folder of the saved catalog, which has no
+// name there before it is whole.
+bool IsSaving()
+{
+    const QString folder = QFileInfo(SavedCatalog()).dir().canonicalPath();
+    const QDir descriptors(QStringLiteral("/proc/self/fd"));
+    for (const QFileInfo& info : descriptors.entryInfoList(QDir::Files | QDir::System))
+        if (info.symLinkTarget().startsWith(folder + QStringLiteral("/#")))
+            return true;
+    return false;
+}
 
 QByteArray Catalog(int products)
 {
@@ -139,12 +158,41 @@ private slots:
         const qint64 gap = heart.longest();
         qInfo("for a catalog of %.1f MB", body.size() / 1e6);
         QVERIFY(succeeded);
-        QVERIFY(QFileInfo(QString::fromLocal8Bit(qgetenv("PAKMART_SYSROOT"))
-                          + QStringLiteral("/usr/share/apps/vantrelagent/.catalog"))
-                    .size()
-                > body.size() / 2);
+        QVERIFY(QFileInfo(SavedCatalog()).size() > body.size() / 2);
         QVERIFY(gap < mayStandStill);
         QVERIFY(heart.longestWork() < mayWork);
+    }
+
+    // Also while the elements are put in order, which they are not in the reply.
+    void aCatalogThatIsBeingSavedCanBeCancelled()
+    {
+        QByteArray body = "<agentfunction resultcode=\"OK\"><catalog>\n";
+        for (int i = 60000; i > 0; --i)
+            body += QByteArray("<n") + QByteArray::number(i + 100000) + ">text</n"
+                + QByteArray::number(i + 100000) + ">\n";
+        body += "</catalog></agentfunction>\n";
+        serve("/c", ScriptedServer::http(body), 64 * 1024, 0);
+        QVERIFY(!QFile::exists(SavedCatalog()) || QFile::remove(SavedCatalog()));
+        QList<bool> ends;
+        auto* request = new CAPIUpdateCatalog(false, true);
+        connect(request, &CAPI::APIComplete, this, [&ends](bool ok) { ends << ok; });
+        bool saving = false;
+        QTimer look;
+        connect(&look, &QTimer::timeout, this, [&] {
+            if (saving || !IsSaving())
+                return;
+            saving = true;
+            CAPI::AbortTransfers();
+        });
+        look.start(0);
+        QVERIFY(request->Execute());
+        QVERIFY(saving);
+        QCOMPARE(ends.size(), 1);
+        // Whole or not there, and nothing beside it.
+        QFile saved(SavedCatalog());
+        if (saved.open(QIODevice::ReadOnly))
+            QVERIFY(saved.readAll().endsWith("</n160000>\n</catalog>\n"));
+        qInfo("it ended with %d, saved: %d", ends.first(), QFile::exists(SavedCatalog()));
     }
 
     void fillingTheDatabaseDoesNotFreezeTheWindow()
