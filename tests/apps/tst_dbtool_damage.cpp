@@ -9,6 +9,7 @@
 #include "db/dbfolders.h"
 #include "store/indexpage.h"
 #include "tests/apps/dbtooltest.h"
+#include "tests/db/mixedunits.h"
 
 #include <QDir>
 #include <QRegularExpression>
@@ -192,6 +193,8 @@ private slots:
     void ItemsBesideLinksThatCannotBeAreDoubted();
     void TheDataFileBesideTheIndexRestoresAll_data();
     void TheDataFileBesideTheIndexRestoresAll();
+    void WhatBothFilesHaveLeftIsRestored_data();
+    void WhatBothFilesHaveLeftIsRestored();
     void TheDataFileIsFoundWhereLinksLead();
     void WhoWasRefusedStaysOut();
     void ADamagedDataFileIsNotUsed();
@@ -499,6 +502,52 @@ void TestDbtoolDamage::TheDataFileBesideTheIndexRestoresAll()
     QVERIFY(QFile::remove(Path(known.index)));
     QCOMPARE(Run("repair index @" + known.index + " -o @gone.idx").status, 0);
     QCOMPARE(Meaning(known, Path("gone.idx")), items);
+}
+
+void TestDbtoolDamage::WhatBothFilesHaveLeftIsRestored_data()
+{
+    TheDataFileBesideTheIndexRestoresAll_data();
+}
+
+// The data file is damaged, too: status 0 only if each record that is as it was has its key.
+void TestDbtoolDamage::WhatBothFilesHaveLeftIsRestored()
+{
+    QFETCH(int, which);
+    const Known& known = m_known[which];
+    Random random = Random::Announced();
+    const Items items = ItemsOf(known, known.folder + known.index);
+    const QByteArray sound = Contents(known.folder + known.data);
+    const int length = UnitLength(known.data.toStdString());
+    const auto meaning = [length](const Item& item, const QByteArray& data) {
+        return QByteArray(item.first.c_str()).toLower()
+            + data.mid(int(item.second) * length, length);
+    };
+    int whole = 0;
+    for (int round = 0; round < 24; ++round) {
+        NewFolder();
+        Take(known);
+        QByteArray data = sound, index = Bytes(known.index);
+        MixUnits(data, length, random);
+        const Shape& shape = shapes[round % std::size(shapes)];
+        shape.damage(&index, PackedLength(known.keyLength), &random);
+        SetBytes(known.data, data);
+        SetBytes(known.index, index);
+        const Result repair = Run("repair index @" + known.index + " -o @new.idx");
+        QVERIFY2(repair.status == 0 || repair.status == 1, qPrintable(shape.name + repair.err));
+        QCOMPARE(QFile::exists(Path("new.idx")), repair.status == 0);
+        if (repair.status == 1)
+            continue;
+        ++whole;
+        std::set<QByteArray> kept;
+        for (const Item& item : ItemsOf(known, Path("new.idx")))
+            kept.insert(meaning(item, data));
+        for (const Item& item : items)
+            QVERIFY2(meaning(item, data) != meaning(item, sound)
+                         || kept.count(meaning(item, sound)) > 0,
+                     qPrintable(shape.name + QStringLiteral(": ") + repair.out));
+    }
+    qInfo("%d restored", whole);
+    QVERIFY(whole > 3);
 }
 
 // The described names are links into a folder; repair says where the new file goes,

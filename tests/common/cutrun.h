@@ -1,8 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Runs a program that is killed, together with all that it started, at its k-th change
-// of a file, whichever process makes it and by whatever library.
+// Runs a program in which something is killed before the k-th change of a file, whichever
+// process is about to make it and by whatever library: that process, or the program with
+// all that it started.
 //
 // The kernel stops each of the processes before such a call: a filter (seccomp) names
 // the calls, a tracer (ptrace) counts them. Syncing is not counted: what a killed process
@@ -31,12 +32,14 @@
 #include <unistd.h>
 #include <vector>
 
+enum class Killed { All, One };
+
 struct CutRun {
     bool traced; // false: processes cannot be traced here
-    bool cut; // killed
-    int status; // of a program that came to its end by itself
-    int changes; // up to the last one, which a killed program did not make
-    char last[256]; // what that was
+    bool cut; // there was a k-th change
+    int status; // the program's; -1 where it was killed
+    int changes; // all that were counted
+    char last[256]; // the one that was not made any more, or the last one
 };
 
 // The filter: which calls the tracer is to see.
@@ -118,7 +121,7 @@ private:
 class ChangeTracer
 {
 public:
-    explicit ChangeTracer(int k) : m_k(k), m_run() { }
+    ChangeTracer(int k, Killed killed) : m_k(k), m_killed(killed), m_run() { }
 
     // Starts the program and follows it to its end.
     CutRun Run(char* const* words, const char* output)
@@ -169,30 +172,25 @@ private:
             }
         }
     }
-    // What the program started and left ends soon, too.
-    void Ended(int status)
-    {
-        m_run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-        for (const pid_t task : m_tasks)
-            kill(task, m_run.cut ? SIGKILL : SIGTERM);
-    }
+    void Ended(int status) { m_run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1; }
     void Stopped(pid_t task, int status)
     {
         const int event = status >> 16;
         if (event == PTRACE_EVENT_SECCOMP && IsChange(task) && m_run.changes++ == m_k)
-            Cut();
-        if (m_run.cut)
+            Cut(task);
+        if (m_run.cut && m_killed == Killed::All)
             kill(task, SIGKILL); // one that has just come, too
         const int signal = WSTOPSIG(status);
         const bool waits = event == PTRACE_EVENT_STOP && signal != SIGTRAP;
         ptrace(waits ? PTRACE_LISTEN : PTRACE_CONT, task, nullptr, event == 0 ? signal : 0);
     }
-    // None of them comes to its next call.
-    void Cut()
+    // Those that are killed come to no further call. Others go on to their end.
+    void Cut(pid_t changing)
     {
         m_run.cut = true;
         for (const pid_t task : m_tasks)
-            kill(task, SIGKILL);
+            if (m_killed == Killed::All || task == changing)
+                kill(task, SIGKILL);
     }
     bool IsChange(pid_t task)
     {
@@ -207,7 +205,8 @@ private:
         const bool isWrite = ChangeFilter::IsWrite(call);
         if (isWrite && (stat(file.c_str(), &status) != 0 || !S_ISREG(status.st_mode)))
             return false;
-        Describe(task, call, isWrite ? file : std::string());
+        if (!m_run.cut)
+            Describe(task, call, isWrite ? file : std::string());
         return true;
     }
     void Describe(pid_t task, long call, const std::string& file)
@@ -224,14 +223,15 @@ private:
     }
 
     const int m_k;
+    const Killed m_killed;
     CutRun m_run;
     pid_t m_program = -1;
     std::set<pid_t> m_tasks; // processes and threads that have not ended
 };
 
-// Runs a program and kills it at its change k, counted from 0; never where k is negative.
-// What it prints goes to the file `output`.
-inline CutRun RunCutAt(int k, const QStringList& words, const QString& output)
+// Runs a program until it and all that it started has ended, and kills at change k, counted
+// from 0; never where k is negative. What it prints goes to the file `output`.
+inline CutRun RunCutAt(int k, Killed killed, const QStringList& words, const QString& output)
 {
     std::vector<std::string> texts;
     for (const QString& word : words)
@@ -247,7 +247,7 @@ inline CutRun RunCutAt(int k, const QStringList& words, const QString& output)
     const pid_t tracer = fork();
     if (tracer == 0) {
         alarm(120); // ends the tracer, and with it all that it traces
-        const CutRun run = ChangeTracer(k).Run(arguments.data(), file.c_str());
+        const CutRun run = ChangeTracer(k, killed).Run(arguments.data(), file.c_str());
         _exit(write(ends[1], &run, sizeof run) == sizeof run ? 0 : 1);
     }
     close(ends[1]);
