@@ -9,6 +9,7 @@
 #include "db/dbfolders.h"
 #include "store/indexpage.h"
 #include "tests/apps/dbtooltest.h"
+#include "tests/common/cutrun.h"
 #include "tests/db/mixedunits.h"
 
 #include <QDir>
@@ -199,6 +200,8 @@ private slots:
     void WhoWasRefusedStaysOut();
     void ADamagedDataFileIsNotUsed();
     void AnotherKeyLengthIsNotTheKnownIndex();
+    void NothingHalfIsLeftAtASignal_data();
+    void NothingHalfIsLeftAtASignal();
 
 private:
     struct Known {
@@ -640,6 +643,56 @@ void TestDbtoolDamage::AnotherKeyLengthIsNotTheKnownIndex()
     const Items items = ItemsOf(Path(known.index), keyLength, false);
     QCOMPARE(Run("repair index @" + known.index + " -k 12 -o @new.idx").status, 0);
     QCOMPARE(ItemsOf(Path("new.idx"), keyLength, false), items);
+}
+
+void TestDbtoolDamage::NothingHalfIsLeftAtASignal_data()
+{
+    QTest::addColumn<QString>("words");
+    QTest::addColumn<QStringList>("made");
+    QTest::newRow("data") << "data @.rulist.fil -r 792 -o @new" << QStringList{ "new" };
+    QTest::newRow("index, with its data file")
+        << "index @.rulist.k2 -o @new" << QStringList{ "new" };
+    QTest::newRow("index") << "index @a.idx -k 12 -d -o @new" << QStringList{ "new" };
+    QTest::newRow("notes") << "notes @.VACatalogNotes -o @new"
+                           << QStringList{ "new.fil", "new.k1" };
+}
+
+// SIGTERM at each change of a file, or at some of many: all that a repair makes is there, or
+// nothing.
+void TestDbtoolDamage::NothingHalfIsLeftAtASignal()
+{
+    QFETCH(QString, words);
+    QFETCH(QStringList, made);
+    Take(m_known[7]);
+    MakeSmallIndex();
+    for (const char* name : { ".VACatalogNotes.fil", ".VACatalogNotes.k1" })
+        SetBytes(name, Contents(QString::fromStdString(CatalogFolder()) + name));
+    const QStringList given = Files();
+    QStringList arguments = words.split(' ');
+    for (QString& word : arguments)
+        if (word.startsWith('@'))
+            word = Path(word.mid(1));
+    QTemporaryDir elsewhere;
+    bool cut = true;
+    int k = 0, whole = 0;
+    for (; cut; k += 1 + k / 32) {
+        const CutRun run = RunCutAt(k, Killed::OneAsked,
+                                    QStringList{ QStringLiteral(DBTOOL), "repair" } + arguments,
+                                    elsewhere.filePath("out"));
+        if (!run.traced)
+            QSKIP("processes cannot be traced here");
+        cut = run.cut;
+        QVERIFY(!run.hung);
+        QVERIFY(cut ? run.status == -1 : run.status == 0);
+        const QStringList left = Files();
+        const bool isMade = left.contains(made.first());
+        QVERIFY2(left.size() == given.size() + (isMade ? made.size() : 0),
+                 qPrintable(left.join(' ') + QLatin1Char(' ') + run.last));
+        whole += isMade;
+        for (const QString& name : made)
+            QVERIFY(!isMade || QFile::remove(Path(name)));
+    }
+    QVERIFY(k > 4 && whole > 0);
 }
 
 QTEST_GUILESS_MAIN(TestDbtoolDamage)

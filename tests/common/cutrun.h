@@ -16,6 +16,8 @@
 #include <QtGlobal>
 
 #include <algorithm>
+#include <cerrno>
+#include <csignal>
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
@@ -32,11 +34,12 @@
 #include <unistd.h>
 #include <vector>
 
-enum class Killed { All, One };
+enum class Killed { All, One, OneAsked }; // asked: by SIGTERM, which comes after the change
 
 struct CutRun {
     bool traced; // false: processes cannot be traced here
     bool cut; // there was a k-th change
+    bool hung; // some process did not come to its end within two minutes
     int status; // the program's; -1 where it was killed
     int changes; // all that were counted
     char last[256]; // the one that was not made any more, or the last one
@@ -158,19 +161,38 @@ private:
 
     void Follow()
     {
-        int status = 0;
+        struct sigaction action = {}; // a call that waits ends
+        action.sa_handler = [](int) {};
+        sigaction(SIGALRM, &action, nullptr);
+        alarm(120);
         m_tasks.insert(m_program);
-        for (pid_t task = waitpid(-1, &status, __WALL); task > 0;
-             task = waitpid(-1, &status, __WALL)) {
-            if (!WIFSTOPPED(status)) {
-                m_tasks.erase(task);
-                if (task == m_program)
-                    Ended(status);
-            } else {
-                m_tasks.insert(task);
-                Stopped(task, status);
-            }
+        for (;;) {
+            int status = 0;
+            const pid_t task = waitpid(-1, &status, __WALL);
+            if (task > 0)
+                Came(task, status);
+            else if (errno != EINTR)
+                return;
+            else
+                GiveUp();
         }
+    }
+    void GiveUp()
+    {
+        m_run.hung = true;
+        for (const pid_t task : m_tasks)
+            kill(task, SIGKILL);
+    }
+    void Came(pid_t task, int status)
+    {
+        if (WIFSTOPPED(status)) {
+            m_tasks.insert(task);
+            Stopped(task, status);
+            return;
+        }
+        m_tasks.erase(task);
+        if (task == m_program)
+            Ended(status);
     }
     void Ended(int status) { m_run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1; }
     void Stopped(pid_t task, int status)
@@ -190,7 +212,7 @@ private:
         m_run.cut = true;
         for (const pid_t task : m_tasks)
             if (m_killed == Killed::All || task == changing)
-                kill(task, SIGKILL);
+                kill(task, m_killed == Killed::OneAsked ? SIGTERM : SIGKILL);
     }
     bool IsChange(pid_t task)
     {
@@ -246,7 +268,6 @@ inline CutRun RunCutAt(int k, Killed killed, const QStringList& words, const QSt
         qFatal("no pipe");
     const pid_t tracer = fork();
     if (tracer == 0) {
-        alarm(120); // ends the tracer, and with it all that it traces
         const CutRun run = ChangeTracer(k, killed).Run(arguments.data(), file.c_str());
         _exit(write(ends[1], &run, sizeof run) == sizeof run ? 0 : 1);
     }

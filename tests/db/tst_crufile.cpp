@@ -1075,6 +1075,29 @@ private slots:
         }
     }
 
+    // All items are where they should be, and the next changes would not find what they need.
+    void repairOfAnIndexWithAllItemsThatIsUnsound()
+    {
+        CRUFile list;
+        MakeList(list, 60);
+        list.Close();
+        const int keyLengths[] = { 0, 72, 60, 20 };
+        for (const int which : { 1, 2, 3 }) {
+            const std::string path = Files()[std::size_t(which)];
+            const Items items = Index(which);
+            const QByteArray sound = ReadWhole(path);
+            for (const QByteArray& unsound :
+                 { sound + QByteArray(PageSize(keyLengths[which]), '\1'), // a page too many
+                   QByteArray(sound).replace(4, 1, "\5") }) { // pages that are said to be free
+                WriteWhole(path, unsound);
+                QVERIFY(!CheckIndex(path, keyLengths[which], false).empty());
+                QVERIFY(list.Open() && list.Repair());
+                list.Close();
+                QCOMPARE(Index(which), items);
+            }
+        }
+    }
+
 private:
     // Has a key of an index lead to another record.
     static void pointTo(int which, const char* key, std::uint32_t from, std::uint32_t to)
