@@ -13,9 +13,27 @@
 #include <QtTest>
 #include <climits>
 #include <functional>
+#include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
+#include <utility>
 
 using namespace Agent;
+
+namespace
+{
+
+// What others do just before the next lock is asked for.
+std::function<void()> beforeLock;
+
+} // namespace
+
+extern "C" Q_DECL_EXPORT int flock(int fd, int operation) noexcept
+{
+    if (const auto before = std::exchange(beforeLock, nullptr))
+        before();
+    return int(syscall(SYS_flock, fd, operation));
+}
 
 namespace
 {
@@ -103,6 +121,13 @@ private:
         for (const std::string& name : CatalogFileNames())
             write(QString::fromStdString(generation.Folder() + name), text);
     }
+    // A generation's folder as another process has made it.
+    void makeFolder(const QString& folder, const QByteArray& text) const
+    {
+        QVERIFY(QDir().mkdir(path(folder)));
+        for (const std::string& name : CatalogFileNames())
+            write(path(folder) + QLatin1Char('/') + QString::fromStdString(name), text);
+    }
     // Plain files, as older versions made them.
     void fillPlain() const
     {
@@ -140,16 +165,7 @@ private:
         return stat(file.c_str(), &status) == 0 ? int(status.st_mode & 07777) : -1;
     }
 
-private slots:
-    void initTestCase() { SetStoreFiles(&m_files); }
-    void cleanupTestCase() { SetStoreFiles(nullptr); }
-    void init() { m_dir = std::make_unique<QTemporaryDir>(); }
-
-    // -- the disk
-
-    // A loss of power finds all of the old files or all of the new ones: the files are on
-    // the disk before a name leads to them, and the name is when publishing has succeeded.
-    void whatANameLeadsToIsOnTheDiskBeforeTheName_data()
+    void addBefore()
     {
         QTest::addColumn<int>("before");
         QTest::newRow("nothing") << 0;
@@ -157,6 +173,21 @@ private slots:
         QTest::newRow("plain files") << 2;
         QTest::newRow("a generation") << 3;
     }
+
+private slots:
+    void initTestCase() { SetStoreFiles(&m_files); }
+    void cleanupTestCase() { SetStoreFiles(nullptr); }
+    void init()
+    {
+        m_dir = std::make_unique<QTemporaryDir>();
+        beforeLock = nullptr;
+    }
+
+    // -- the disk
+
+    // A loss of power finds all of the old files or all of the new ones: the files are on
+    // the disk before a name leads to them, and the name is when publishing has succeeded.
+    void whatANameLeadsToIsOnTheDiskBeforeTheName_data() { addBefore(); }
     void whatANameLeadsToIsOnTheDiskBeforeTheName()
     {
         QFETCH(int, before);
@@ -197,6 +228,44 @@ private slots:
         for (const std::string& name : CatalogFileNames())
             QVERIFY(noted.indexOf(QStringLiteral("name ") + QString::fromStdString(name))
                     > pointer);
+    }
+
+    // Whichever call fails, once or for good: the names lead where they did, the reason is
+    // there, and nothing is left of the new files.
+    void aFailedPublishingLeavesNothing_data() { addBefore(); }
+    void aFailedPublishingLeavesNothing()
+    {
+        QFETCH(int, before);
+        for (const Fault fault : { Fault::Sync, Fault::Rename, Fault::Open }) {
+            bool failed = true;
+            int k = 0;
+            for (; failed; ++k) {
+                init();
+                if (before == 2)
+                    fillPlain();
+                if (before == 3)
+                    publish("old");
+                const QByteArray there = content();
+                {
+                    NewGeneration generation(folder());
+                    fill(generation, "new");
+                    FailingFiles files(fault, k, k % 2 == 0);
+                    const UsedStoreFiles used(&files);
+                    const bool done
+                        = before == 1 ? generation.PublishFirst() : generation.Publish();
+                    failed = files.hasFailed();
+                    QCOMPARE(done, !failed);
+                    QCOMPARE(generation.Reason().empty(), done);
+                    QVERIFY(!generation.Exists());
+                }
+                QCOMPARE(content(), failed ? there : QByteArray("new"));
+                const std::string current = CurrentCatalogFolder(folder());
+                if (!failed)
+                    RemoveOldGenerations(folder());
+                QCOMPARE(folders().size(), current == folder() ? 0 : 1);
+            }
+            QVERIFY(k > 1);
+        }
     }
 
     // -- folders
@@ -243,6 +312,19 @@ private slots:
         QVERIFY(QDir(path(QStringLiteral("elsewhere"))).isEmpty());
     }
 
+    // Another process took it for one that was left over.
+    void aFolderThatIsRemovedBeforeItIsLockedIsNotUsed()
+    {
+        WatchedFolders files([&](const char* made) {
+            beforeLock = [made = std::string(made)] { QCOMPARE(rmdir(made.c_str()), 0); };
+        });
+        const UsedStoreFiles used(&files);
+        const NewGeneration generation(folder());
+        QVERIFY(generation && !beforeLock);
+        QCOMPARE(folders(), QStringList(QStringLiteral(".VACatalog.gen-1")));
+        fill(generation, "new");
+    }
+
     void aFolderOfAnotherUserIsNotUsed()
     {
         if (geteuid() != 0)
@@ -275,15 +357,56 @@ private slots:
         publish("current");
         const QStringList before = folders();
         for (const char* left : { ".VACatalog.gen-500", ".VACatalog.old-501" }) {
-            QVERIFY(QDir().mkdir(path(QLatin1String(left))));
-            const QString in = path(QLatin1String(left)) + QLatin1Char('/');
-            for (const std::string& name : CatalogFileNames())
-                write(in + QString::fromStdString(name), "left");
-            QVERIFY(QFile::link(QStringLiteral("nowhere"), in + QStringLiteral(".link")));
+            makeFolder(QLatin1String(left), "left");
+            QVERIFY(QFile::link(QStringLiteral("nowhere"),
+                                path(QLatin1String(left)) + QStringLiteral("/.link")));
         }
         RemoveOldGenerations(folder());
         QCOMPARE(folders(), before);
         QCOMPARE(content(), QByteArray("current"));
+    }
+
+    void whatIsPublishedBeforeItIsLockedIsNotRemoved()
+    {
+        publish("old");
+        makeFolder(QStringLiteral(".VACatalog.gen-500"), "new");
+        beforeLock = [this] {
+            QVERIFY(QFile::remove(path(kPointer)));
+            QVERIFY(QFile::link(QStringLiteral(".VACatalog.gen-500"), path(kPointer)));
+        };
+        RemoveOldGenerations(folder());
+        QVERIFY(!beforeLock);
+        QCOMPARE(content(), QByteArray("new"));
+    }
+
+    void whatTakesThePlaceBeforeItIsLockedIsNotRemoved()
+    {
+        publish("current");
+        const QString name = QStringLiteral(".VACatalog.gen-500");
+        makeFolder(name, "left");
+        beforeLock = [this, name] {
+            QVERIFY(QDir().rename(path(name), path(QStringLiteral("away"))));
+            makeFolder(name, "of another process");
+        };
+        RemoveOldGenerations(folder());
+        QVERIFY(!beforeLock);
+        QVERIFY(QFile::exists(path(name) + QStringLiteral("/.VACatalog.fil")));
+    }
+
+    void aReaderHoldsTheGenerationThatIsThereWhenItIsLocked()
+    {
+        publish("old");
+        beforeLock = [this] {
+            publish("new");
+            RemoveOldGenerations(folder());
+        };
+        const PinnedGeneration pinned(folder());
+        QVERIFY(!beforeLock);
+        QCOMPARE(pinned.Folder(), CurrentCatalogFolder(folder()));
+        QVERIFY(QFile::exists(QString::fromStdString(pinned.Folder() + ".VACatalog.fil")));
+        publish("newer");
+        RemoveOldGenerations(folder());
+        QVERIFY(QFile::exists(QString::fromStdString(pinned.Folder() + ".VACatalog.fil")));
     }
 
     // Only what a generation consists of goes; links are not followed.
@@ -328,6 +451,19 @@ private slots:
         QVERIFY(QFile::link(QStringLiteral(".VACatalog.gen-7"), path(kPointer)));
         QCOMPARE(CurrentCatalogFolder(folder()), folder());
         QCOMPARE(content(), QByteArray("plain"));
+    }
+
+    void whatHasTheNameOfAGenerationAndIsNoFolderIsNotFollowed()
+    {
+        publish("current");
+        const QString current = QString::fromStdString(CurrentCatalogFolder(folder())).chopped(1);
+        QVERIFY(QDir().rename(current, current + QStringLiteral(".away")));
+        QCOMPARE(CurrentCatalogFolder(folder()), folder());
+        write(current, "a file");
+        QCOMPARE(CurrentCatalogFolder(folder()), folder());
+        QVERIFY(QFile::remove(current));
+        QVERIFY(QFile::link(current + QStringLiteral(".away"), current));
+        QCOMPARE(CurrentCatalogFolder(folder()), folder());
     }
 
     void oneNameThatLeadsElsewhereMakesAllOfThemTheFolders()
