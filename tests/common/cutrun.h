@@ -37,7 +37,7 @@
 enum class Killed { All, One, OneAsked }; // asked: by SIGTERM, which comes after the change
 
 struct CutRun {
-    bool traced; // false: processes cannot be traced here
+    bool traced; // false where this system does not let processes be traced
     bool cut; // there was a k-th change
     bool hung; // some process did not come to its end within two minutes
     int status; // the program's; -1 where it was killed
@@ -143,18 +143,24 @@ public:
             kill(m_program, SIGKILL);
         close(go[1]);
         Follow();
+        m_run.traced = m_run.traced && (m_run.status != noFilter || m_run.changes > 0);
         return m_run;
     }
 
 private:
+    static constexpr int noFilter = 99; // a status
+
     [[noreturn]] static void Become(char* const* words, const char* output, const int* go)
     {
         char byte;
         close(go[1]);
         const int out = open(output, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
         const int none = open("/dev/null", O_RDONLY | O_CLOEXEC);
-        if (read(go[0], &byte, 1) == 1 && dup2(none, 0) == 0 && dup2(out, 1) == 1
-            && dup2(out, 2) == 2 && close(go[0]) == 0 && ChangeFilter::Begin())
+        const bool ready = read(go[0], &byte, 1) == 1 && dup2(none, 0) == 0 && dup2(out, 1) == 1
+            && dup2(out, 2) == 2 && close(go[0]) == 0;
+        if (ready && !ChangeFilter::Begin())
+            _exit(noFilter);
+        if (ready)
             execv(words[0], words);
         _exit(127);
     }
