@@ -305,7 +305,10 @@ private slots:
         other.killed();
         QCOMPARE(Generations().size(), 2);
         QCOMPARE(VersionOfWhole(), QByteArray("old"));
-        QVERIFY(Process(Whole("new")));
+        const std::unique_ptr<WatchedUpdate> update(new WatchedUpdate);
+        // What it left has gone before there is need for room: the old one and this one.
+        update->whileFilling = [] { QCOMPARE(Generations().size(), 2); };
+        QVERIFY(update->run(Whole("new")));
         QCOMPARE(Generations().size(), 1);
         QCOMPARE(VersionOfWhole(), QByteArray("new"));
     }
