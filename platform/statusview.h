@@ -9,6 +9,11 @@
 // shown to apt-get only when it is asked for by name. Otherwise it is left out: if the
 // packages that are asked for need it, apt-get installs it again. Where packages that are
 // installed need it, it is shown as installed, since apt-get would want to change those.
+//
+// Nor does apt-get do anything while a package is unpacked that lacks another one, even
+// where it is asked for that package. An install that asks for it does not see it, and
+// installs it again with what it needs; where nobody asks for it, it is as if it were
+// half-installed.
 
 #pragma once
 
