@@ -17,6 +17,7 @@
 #include <fstream>
 #include <memory>
 #include <set>
+#include <sstream>
 #include <unistd.h>
 #include <vector>
 
@@ -25,15 +26,11 @@ namespace
 
 const char filePrefix[] = "status-vos.";
 
-// The broken packages that nobody asks for.
-std::map<std::string, PackageState> BrokenOthers(const Arguments& arguments,
-                                                 const DpkgStatus& status)
+using Packages = std::map<std::string, PackageState>;
+
+// The packages that nobody asks for.
+Packages Others(const Arguments& arguments, Packages broken)
 {
-    std::map<std::string, PackageState> broken;
-    for (const auto& [name, state] : status.All()) {
-        if (IsBroken(state))
-            broken[name] = state;
-    }
     for (const std::string& name : arguments.names) {
         broken.erase(name.substr(0, name.find_first_of("=/")));
         broken.erase(Agent::BareName(name));
@@ -84,6 +81,59 @@ struct Stanza {
         return !lines.empty() || bool(text);
     }
 };
+
+// Whether one of the packages is here that a part of a "Depends" line names, in any version.
+bool IsMet(const std::string& part, const DpkgStatus& status)
+{
+    std::set<std::string> names;
+    NoteNeeded("Depends:" + part, names);
+    return names.empty() || std::any_of(names.begin(), names.end(), [&](const std::string& name) {
+               return !status.Of(name).IsGone();
+           });
+}
+
+bool LacksAnother(const Stanza& stanza, const DpkgStatus& status)
+{
+    for (const std::string& line : stanza.lines) {
+        if (line.rfind("Depends: ", 0) != 0)
+            continue;
+        std::istringstream parts(line.substr(line.find(' ')));
+        for (std::string part; std::getline(parts, part, ',');) {
+            if (!IsMet(part, status))
+                return true;
+        }
+    }
+    return false;
+}
+
+// The packages with which apt-get does nothing.
+Packages BrokenPackages(const std::string& file, const DpkgStatus& status)
+{
+    Packages broken;
+    for (const auto& [name, state] : status.All()) {
+        if (IsBroken(state))
+            broken[name] = state;
+    }
+    std::ifstream text(file);
+    for (Stanza stanza; stanza.Read(text);) {
+        const PackageState state = status.Of(stanza.key);
+        if (state.status == "unpacked" && LacksAnother(stanza, status))
+            broken[stanza.key] = state;
+    }
+    return broken;
+}
+
+// Of these the ones that an install is to install again: those that it asks for and that
+// are only unpacked. With a half-installed one apt-get knows what to do.
+Packages AskedAgain(const Arguments& arguments, const Packages& broken, const Packages& others)
+{
+    Packages again;
+    for (const auto& [name, state] : broken) {
+        if (Installs(arguments) && !IsBroken(state) && others.count(name) == 0)
+            again[name] = state;
+    }
+    return again;
+}
 
 // What the packages that are here, but for `broken`, need.
 std::set<std::string> NeededNames(const std::string& file, const DpkgStatus& status,
@@ -141,16 +191,19 @@ StatusView::StatusView(const Arguments& arguments, const DpkgStatus& status,
         return;
     if (locks)
         RemoveLeftovers(folder);
-    m_leftAlone = BrokenOthers(arguments, status);
-    if (m_leftAlone.empty())
-        return;
     const std::string file = folder + "/status";
-    const std::set<std::string> needed = NeededNames(file, status, m_leftAlone);
+    const Packages broken = BrokenPackages(file, status);
+    m_leftAlone = Others(arguments, broken);
+    Packages hidden = AskedAgain(arguments, broken, m_leftAlone);
+    hidden.insert(m_leftAlone.begin(), m_leftAlone.end());
+    if (hidden.empty())
+        return;
+    const std::set<std::string> needed = NeededNames(file, status, hidden);
     for (const auto& [name, state] : m_leftAlone) {
         if (needed.count(Agent::BareName(name)) > 0)
             m_covered.insert(name);
     }
-    Write(TextWithout(file, m_covered, m_leftAlone), folder, locks);
+    Write(TextWithout(file, m_covered, hidden), folder, locks);
     if (m_file.empty()) {
         m_leftAlone.clear();
         m_covered.clear();

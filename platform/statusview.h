@@ -9,6 +9,10 @@
 // requested by name. Otherwise it is left out; if the requested packages need it, apt-get
 // installs it again. If installed packages need it, it is shown as installed, since
 // apt-get would otherwise want to change those.
+//
+// apt-get also does nothing while a package is unpacked but lacks another one, even when that
+// package is requested. An install that requests it does not see it, and reinstalls it with
+// what it needs; if it is not requested, it is treated as half-installed.
 
 #pragma once
 

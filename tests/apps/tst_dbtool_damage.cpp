@@ -9,6 +9,8 @@
 #include "db/dbfolders.h"
 #include "store/indexpage.h"
 #include "tests/apps/dbtooltest.h"
+#include "tests/common/cutrun.h"
+#include "tests/db/mixedunits.h"
 
 #include <QDir>
 #include <QRegularExpression>
@@ -112,7 +114,7 @@ void WrongChildren(QByteArray* file, int length, Random* random)
 {
     const int page = SomePage(*file, length, random) * length;
     const int item = int(random->Below(pageItems));
-    const int offset = item == 0 ? 4 : 8 + item * (keyLength + 9) + 4;
+    const int offset = item == 0 ? 4 : 8 + item * ((length - 8) / pageItems) + 4;
     PutInt32(reinterpret_cast<std::uint8_t*>(file->data()) + page + offset,
              SomePage(*file, length, random));
 }
@@ -192,10 +194,14 @@ private slots:
     void ItemsBesideLinksThatCannotBeAreDoubted();
     void TheDataFileBesideTheIndexRestoresAll_data();
     void TheDataFileBesideTheIndexRestoresAll();
+    void WhatBothFilesHaveLeftIsRestored_data();
+    void WhatBothFilesHaveLeftIsRestored();
     void TheDataFileIsFoundWhereLinksLead();
     void WhoWasRefusedStaysOut();
     void ADamagedDataFileIsNotUsed();
     void AnotherKeyLengthIsNotTheKnownIndex();
+    void NothingHalfIsLeftAtASignal_data();
+    void NothingHalfIsLeftAtASignal();
 
 private:
     struct Known {
@@ -501,6 +507,52 @@ void TestDbtoolDamage::TheDataFileBesideTheIndexRestoresAll()
     QCOMPARE(Meaning(known, Path("gone.idx")), items);
 }
 
+void TestDbtoolDamage::WhatBothFilesHaveLeftIsRestored_data()
+{
+    TheDataFileBesideTheIndexRestoresAll_data();
+}
+
+// The data file is damaged, too: status 0 only if each record that is as it was has its key.
+void TestDbtoolDamage::WhatBothFilesHaveLeftIsRestored()
+{
+    QFETCH(int, which);
+    const Known& known = m_known[which];
+    Random random = Random::Announced();
+    const Items items = ItemsOf(known, known.folder + known.index);
+    const QByteArray sound = Contents(known.folder + known.data);
+    const int length = UnitLength(known.data.toStdString());
+    const auto meaning = [length](const Item& item, const QByteArray& data) {
+        return QByteArray(item.first.c_str()).toLower()
+            + data.mid(int(item.second) * length, length);
+    };
+    int whole = 0;
+    for (int round = 0; round < 24; ++round) {
+        NewFolder();
+        Take(known);
+        QByteArray data = sound, index = Bytes(known.index);
+        MixUnits(data, length, random);
+        const Shape& shape = shapes[round % std::size(shapes)];
+        shape.damage(&index, PackedLength(known.keyLength), &random);
+        SetBytes(known.data, data);
+        SetBytes(known.index, index);
+        const Result repair = Run("repair index @" + known.index + " -o @new.idx");
+        QVERIFY2(repair.status == 0 || repair.status == 1, qPrintable(shape.name + repair.err));
+        QCOMPARE(QFile::exists(Path("new.idx")), repair.status == 0);
+        if (repair.status == 1)
+            continue;
+        ++whole;
+        std::set<QByteArray> kept;
+        for (const Item& item : ItemsOf(known, Path("new.idx")))
+            kept.insert(meaning(item, data));
+        for (const Item& item : items)
+            QVERIFY2(meaning(item, data) != meaning(item, sound)
+                         || kept.count(meaning(item, sound)) > 0,
+                     qPrintable(shape.name + QStringLiteral(": ") + repair.out));
+    }
+    qInfo("%d restored", whole);
+    QVERIFY(whole > 3);
+}
+
 // The described names are links into a folder; repair says where the new file goes,
 // and neither follows nor replaces a link that has the name of the output.
 void TestDbtoolDamage::TheDataFileIsFoundWhereLinksLead()
@@ -591,6 +643,58 @@ void TestDbtoolDamage::AnotherKeyLengthIsNotTheKnownIndex()
     const Items items = ItemsOf(Path(known.index), keyLength, false);
     QCOMPARE(Run("repair index @" + known.index + " -k 12 -o @new.idx").status, 0);
     QCOMPARE(ItemsOf(Path("new.idx"), keyLength, false), items);
+}
+
+void TestDbtoolDamage::NothingHalfIsLeftAtASignal_data()
+{
+    QTest::addColumn<QString>("words");
+    QTest::addColumn<QStringList>("made");
+    QTest::newRow("data") << "data @.rulist.fil -r 792 -o @new" << QStringList{ "new" };
+    QTest::newRow("index, with its data file")
+        << "index @.rulist.k2 -o @new" << QStringList{ "new" };
+    QTest::newRow("index") << "index @a.idx -k 12 -d -o @new" << QStringList{ "new" };
+    QTest::newRow("notes") << "notes @.VACatalogNotes -o @new"
+                           << QStringList{ "new.fil", "new.k1" };
+}
+
+// SIGTERM at each change of a file, or at some of many: all that a repair makes is there, or
+// nothing.
+void TestDbtoolDamage::NothingHalfIsLeftAtASignal()
+{
+    QFETCH(QString, words);
+    QFETCH(QStringList, made);
+    Take(m_known[7]);
+    MakeSmallIndex();
+    for (const char* name : { ".VACatalogNotes.fil", ".VACatalogNotes.k1" })
+        SetBytes(name, Contents(QString::fromStdString(CatalogFolder()) + name));
+    const QStringList given = Files();
+    QStringList arguments = words.split(' ');
+    for (QString& word : arguments)
+        if (word.startsWith('@'))
+            word = Path(word.mid(1));
+    QTemporaryDir elsewhere;
+    bool cut = true;
+    int k = 0, whole = 0;
+    for (; cut; k += 1 + k / 32) {
+        const CutRun run = RunCutAt(k, Killed::OneAsked,
+                                    QStringList{ QStringLiteral(DBTOOL), "repair" } + arguments,
+                                    elsewhere.filePath("out"));
+        if (!run.traced) {
+            QTest::qSkip("processes cannot be traced here", __FILE__, __LINE__);
+            return;
+        }
+        cut = run.cut;
+        QVERIFY(!run.hung);
+        QVERIFY(cut ? run.status == -1 : run.status == 0);
+        const QStringList left = Files();
+        const bool isMade = left.contains(made.first());
+        QVERIFY2(left.size() == given.size() + (isMade ? made.size() : 0),
+                 qPrintable(left.join(' ') + QLatin1Char(' ') + run.last));
+        whole += isMade;
+        for (const QString& name : made)
+            QVERIFY(!isMade || QFile::remove(Path(name)));
+    }
+    QVERIFY(k > 4 && whole > 0);
 }
 
 QTEST_GUILESS_MAIN(TestDbtoolDamage)

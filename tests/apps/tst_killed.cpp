@@ -1,9 +1,15 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// `pakmart install`, `sync` and `update` killed at any time, with all they started:
-// what was there before is there, nothing half is taken for whole, and the same
-// command does its work the next time. PAKMART_TEST_SEED repeats a run.
+// `pakmart install`, `sync` and `update` are killed with all they started, at any time and
+// before each change of a file; or the process that makes the change is killed alone. What
+// was there before is there, nothing half is taken for whole, and the same command does its
+// work the next time. PAKMART_TEST_SEED repeats a run. Of the changes some are taken; all of
+// them take half an hour:
+//
+//     PAKMART_TEST_ROUNDS=all QTEST_FUNCTION_TIMEOUT=7200000 tests/in-sandbox .../tst_killed
+//
+// and PAKMART_TEST_CHANGE is the number of the one to begin with.
 
 #include "demomachine.h"
 
@@ -12,6 +18,7 @@
 #include "db/dbcheck.h"
 #include "db/dbfolders.h"
 #include "db/indexlayer.h"
+#include "tests/common/cutrun.h"
 #include "tests/common/datafolder.h"
 #include "tests/common/processes.h"
 #include "tests/common/statusfile.h"
@@ -29,6 +36,7 @@ namespace
 constexpr int kills = 20;
 constexpr int fewestKills = 5; // on a machine that is busy with other things
 constexpr qint64 mostTime = 30000; // of one test, in milliseconds
+constexpr int roundsAtChanges = 3;
 
 // A process and all that descend from it.
 QList<int> Family(int first)
@@ -135,21 +143,50 @@ private:
         QVERIFY(m_machine.plainTreeIsEmpty());
     }
 
-    // Kills runs of a command at times up to a whole run and some more.
-    void killEach(const char* words, const std::function<void(int)>& prepare,
-                  const std::function<void(int)>& verify)
+    // A command, what a run of it begins with, what is there when it was killed, and when
+    // it has done its work.
+    struct Work {
+        const char* words;
+        std::function<void(int)> prepare;
+        std::function<void(int)> left;
+        std::function<void(int)> done;
+    };
+    static void finish(const Work& work, int i)
+    {
+        work.left(i);
+        const Result next = pakmart(work.words);
+        QVERIFY2(next.status == 0, qPrintable(next.out + next.err));
+        work.done(i);
+    }
+
+    static void addWays()
+    {
+        QTest::addColumn<bool>("atChanges");
+        QTest::addColumn<bool>("one");
+        QTest::newRow("at any time") << false << false;
+        QTest::newRow("at changes of files") << true << false;
+        QTest::newRow("the one that changes a file") << true << true;
+    }
+    void killEach(const Work& work)
+    {
+        QFETCH(bool, atChanges);
+        atChanges ? killAtChanges(work) : killAtTimes(work);
+    }
+
+    // Kills runs at times up to a whole run and some more.
+    void killAtTimes(const Work& work)
     {
         QElapsedTimer clock;
-        prepare(0);
+        work.prepare(0);
         clock.start();
-        QCOMPARE(pakmart(words).status, 0);
+        QCOMPARE(pakmart(work.words).status, 0);
         const double whole = 1.1 * double(clock.restart());
         int i = 0, cut = 0;
         for (; i < kills && (i < fewestKills || clock.elapsed() < mostTime); ++i) {
-            prepare(i);
+            work.prepare(i);
             QProcess process;
             process.start(QStringLiteral(PAKMART),
-                          QString::fromUtf8(words).split(QLatin1Char(' ')));
+                          QString::fromUtf8(work.words).split(QLatin1Char(' ')));
             QVERIFY(process.waitForStarted());
             // In an order that comes to all parts of the run early.
             const double part = (m_random.generateDouble() + 7 * i % kills) / kills;
@@ -158,7 +195,7 @@ private:
                 ++cut;
             }
             QTRY_COMPARE_WITH_TIMEOUT(process.state(), QProcess::NotRunning, 30000);
-            verify(i);
+            finish(work, i);
             if (QTest::currentTestFailed()) {
                 qWarning("kill %d, after %d ms", i, int(part * whole));
                 return;
@@ -166,6 +203,55 @@ private:
         }
         qInfo("%d runs, %d of them killed, in %d s", i, cut, int(clock.elapsed() / 1000));
         QVERIFY(cut > 0);
+    }
+
+    // Kills runs before changes of files that lie equally far from each other.
+    void killAtChanges(const Work& work)
+    {
+        work.prepare(0);
+        QFETCH(bool, one);
+        const Killed killed = one ? Killed::One : Killed::All;
+        const CutRun whole = cutAt(-1, killed, work);
+        if (!whole.traced) {
+            QTest::qSkip("processes cannot be traced here", __FILE__, __LINE__);
+            return;
+        }
+        QCOMPARE(whole.status, 0);
+        QVERIFY(whole.changes > 10);
+        const QString given = qEnvironmentVariable("PAKMART_TEST_ROUNDS");
+        const bool all = given == QLatin1String("all");
+        const int rounds = all ? whole.changes : given.isEmpty() ? roundsAtChanges : given.toInt();
+        bool isChosen = false;
+        const int chosen = qEnvironmentVariable("PAKMART_TEST_CHANGE").toInt(&isChosen);
+        const int step = std::max(1, whole.changes / std::max(1, rounds));
+        const int first = isChosen ? chosen : int(m_random.bounded(quint32(step)));
+        int i = 0, cut = 0;
+        bool wasCut = true; // runs differ a little in length
+        for (int k = first; k < whole.changes || (all && wasCut); k += step, ++i) {
+            work.prepare(i);
+            const CutRun run = cutAt(k, killed, work);
+            QVERIFY2(!run.hung && (run.cut || run.status == 0), run.last);
+            wasCut = run.cut;
+            cut += run.cut;
+            // What says that it has succeeded, has.
+            if (run.status == 0)
+                work.done(i);
+            finish(work, i);
+            if (QTest::currentTestFailed()) {
+                qWarning("run %d, killed before change %d of %d: %s", i, k, whole.changes,
+                         run.last);
+                return;
+            }
+        }
+        qInfo("%d changes; %d runs, %d of them killed", whole.changes, i, cut);
+        QVERIFY(cut > 0);
+    }
+    CutRun cutAt(int k, Killed killed, const Work& work) const
+    {
+        const QString words
+            = QStringLiteral(PAKMART) + QLatin1Char(' ') + QString::fromUtf8(work.words);
+        return RunCutAt(k, killed, words.split(QLatin1Char(' ')),
+                        m_machine.dir + QStringLiteral("/out"));
     }
 
 private slots:
@@ -178,6 +264,9 @@ private slots:
         m_random.seed(seed);
         qInfo("PAKMART_TEST_SEED=%u", seed);
         QVERIFY(m_machine.setUp());
+        // What waits for a killed process does so for a while.
+        CConfigFile(DataPath(QStringLiteral(".vauf")).toStdString(), true)
+            .SetValue("response timeout", "10", true);
         QCOMPARE(pakmart("install --yes 1003").status, 0);
         QVERIFY(IsInList(1003));
         for (const QString& name : ListFiles())
@@ -186,19 +275,17 @@ private slots:
         copyMachine(m_machine.root, m_copy);
     }
 
+    void anInstallThatIsKilledLosesNothingAndTheNextOneInstalls_data() { addWays(); }
     void anInstallThatIsKilledLosesNothingAndTheNextOneInstalls()
     {
         const auto hasList = [](int i) { return i % 4 != 3; };
-        killEach(
-            "install --yes 1001", [&](int i) { restore(hasList(i)); },
-            [&](int i) {
-                // Before anything has put it right, too.
-                QVERIFY(IsInList(1003) || !hasList(i));
-                const Result next = pakmart("install --yes 1001");
-                QVERIFY2(next.status == 0, qPrintable(next.out + next.err));
-                verifyInstalled();
-                QCOMPARE(IsInList(1003), hasList(i));
-            });
+        killEach({ "install --yes 1001", [&](int i) { restore(hasList(i)); },
+                   // Before anything has put it right, too.
+                   [&](int i) { QVERIFY(IsInList(1003) || !hasList(i)); },
+                   [&](int i) {
+                       verifyInstalled();
+                       QCOMPARE(IsInList(1003), hasList(i));
+                   } });
     }
 
     // dpkg had done its work, and the recording was still to come.
@@ -263,6 +350,7 @@ private slots:
         verifyInstalled();
     }
 
+    void aSyncThatIsKilledLeavesAWholeProfile_data() { addWays(); }
     void aSyncThatIsKilledLeavesAWholeProfile()
     {
         restore();
@@ -275,16 +363,17 @@ private slots:
             profiles[i] = ReadDataFile(QStringLiteral(".profile"));
         }
         QVERIFY(profiles[0] != profiles[1] && profiles[0].endsWith("</profile>\n"));
-        killEach(
-            "sync", [&](int i) { WriteStatusFile(statuses[(i + 1) % 2]); },
-            [&](int i) {
-                const QByteArray left = ReadDataFile(QStringLiteral(".profile"));
-                QVERIFY2(left == profiles[0] || left == profiles[1], left.constData());
-                QCOMPARE(pakmart("sync").status, 0);
-                QCOMPARE(ReadDataFile(QStringLiteral(".profile")), profiles[(i + 1) % 2]);
-            });
+        killEach({ "sync", [&](int i) { WriteStatusFile(statuses[(i + 1) % 2]); },
+                   [&](int) {
+                       const QByteArray left = ReadDataFile(QStringLiteral(".profile"));
+                       QVERIFY2(left == profiles[0] || left == profiles[1], left.constData());
+                   },
+                   [&](int i) {
+                       QCOMPARE(ReadDataFile(QStringLiteral(".profile")), profiles[(i + 1) % 2]);
+                   } });
     }
 
+    void anUpdateThatIsKilledLeavesAWholeCatalogAndTheNextOneUpdates_data() { addWays(); }
     void anUpdateThatIsKilledLeavesAWholeCatalogAndTheNextOneUpdates()
     {
         restore();
@@ -293,14 +382,21 @@ private slots:
         const QByteArray more = less
             + "\nSerial: 7002\nName: Maze Runner\nCategory: Games\nPackage: maze\n"
               "Description: x\n\n";
-        killEach(
-            "update", [&](int i) { QVERIFY(WriteTextFile(file, i % 2 ? less : more)); },
-            [&](int i) {
-                QCOMPARE(CheckCatalog(DataFolder().toStdString() + '/').faults, Findings());
-                QCOMPARE(pakmart("show 1001").status, 0);
-                QCOMPARE(pakmart("update").status, 0);
-                QCOMPARE(pakmart("show 7002").status == 0, i % 2 == 0);
-            });
+        // Some are the first one of a machine.
+        const auto isFirst = [](int i) { return i % 3 == 2; };
+        killEach({ "update",
+                   [&](int i) {
+                       if (isFirst(i))
+                           restore();
+                       QVERIFY(WriteTextFile(file, i % 2 ? less : more));
+                   },
+                   [&](int i) {
+                       if (isFirst(i) && !QFile::exists(DataPath(QStringLiteral(".VACatalog.fil"))))
+                           return;
+                       QCOMPARE(CheckCatalog(DataFolder().toStdString() + '/').faults, Findings());
+                       QCOMPARE(pakmart("show 1001").status, 0);
+                   },
+                   [&](int i) { QCOMPARE(pakmart("show 7002").status == 0, i % 2 == 0); } });
         QVERIFY(WriteTextFile(file, less));
     }
 };

@@ -437,6 +437,23 @@ private slots:
         }
     }
 
+    // Neither a file nor a link to one: renaming would put a link in its place.
+    void whatIsNoFileIsNotReplaced()
+    {
+        QVERIFY(Process(Whole("1")));
+        for (const QString& name : kFiles) {
+            const QByteArray path = DataPath(name).toLocal8Bit();
+            QVERIFY(QFile::rename(DataPath(name), DataPath(QStringLiteral("away"))));
+            QCOMPARE(mkfifo(path.constData(), 0600), 0);
+            const LoggedLines log;
+            QVERIFY2(!Process(Whole("2")), path.constData());
+            QVERIFY(log.text().contains("may not be replaced"));
+            QVERIFY(unlink(path.constData()) == 0);
+            QVERIFY(QFile::rename(DataPath(QStringLiteral("away")), DataPath(name)));
+        }
+        QCOMPARE(VersionOfWhole(), QByteArray("1"));
+    }
+
     void aFolderThatIsNotThereIsAFailure()
     {
         const QString elsewhere = DataFolder() + QStringLiteral(".away");
@@ -463,11 +480,17 @@ private slots:
     {
         QVERIFY(Process(Whole("1")));
         QVERIFY(QFile::setPermissions(DataFolder(), QFile::Permissions(0x7777)));
+        for (const QString& name : kFiles)
+            QVERIFY(QFile::setPermissions(DataPath(name), QFile::Permissions(0x6666)));
+        QVERIFY(QFile::setPermissions(DataPath(QStringLiteral(".VACatalog.lock")),
+                                      QFile::Permissions(0x6666)));
         QVERIFY(QFile::setPermissions(DataPath(kFiles[3]), QFile::Permissions(0x4444)));
         bool made = true;
         {
             const PlainUser nobody;
+            const LoggedLines log;
             made = Process(Whole("2"));
+            QVERIFY2(log.text().contains("k3 may not be replaced"), log.text().constData());
         }
         QVERIFY(QFile::setPermissions(DataFolder(), QFile::Permissions(0x7755)));
         QVERIFY(!made);

@@ -4,11 +4,13 @@
 // Updates that meet: within one another, in two processes, with what a killed one
 // left, and with what somebody has planted.
 
+#include "catalog/updatelock.h"
 #include "tests/catalog/wholecatalogs.h"
 #include "tests/common/plainuser.h"
 #include "tests/request/requests.h"
 
 #include <QElapsedTimer>
+#include <QProcess>
 #include <QTimer>
 #include <QtTest>
 #include <cerrno>
@@ -23,6 +25,8 @@ namespace
 
 // The next sync fails, once, as the system reports an error.
 bool nextSyncFails = false;
+// As on a file system without locks.
+bool nextLockFails = false;
 
 } // namespace
 
@@ -34,8 +38,18 @@ extern "C" Q_DECL_EXPORT int fsync(int fd)
     return -1;
 }
 
+extern "C" Q_DECL_EXPORT int flock(int fd, int operation) noexcept
+{
+    if (!std::exchange(nextLockFails, false))
+        return int(syscall(SYS_flock, fd, operation));
+    errno = ENOLCK;
+    return -1;
+}
+
 namespace
 {
+
+using Agent::UpdateLock;
 
 const QString kLock = QStringLiteral(".VACatalog.lock");
 const QString kPointer = QStringLiteral(".VACatalog.current");
@@ -172,14 +186,17 @@ private slots:
         const LoggedLines log;
         const std::unique_ptr<WatchedUpdate> outer(new WatchedUpdate);
         int tried = 0;
-        bool inner = true;
-        outer->whileFilling = [&tried, &inner] {
-            ++tried;
-            inner = Process(Whole("inner"));
+        // The first one that is refused does not open the way for a second.
+        outer->whileFilling = [&tried] {
+            for (int i = 0; i < 2; ++i, ++tried) {
+                const std::unique_ptr<WatchedUpdate> inner(new WatchedUpdate);
+                inner->whileWaiting = [] { return false; };
+                QVERIFY(!inner->run(Whole("inner")));
+                QCOMPARE(inner->waits, 0);
+            }
         };
         QVERIFY(outer->run(Whole("outer")));
-        QCOMPARE(tried, 1);
-        QVERIFY(!inner);
+        QCOMPARE(tried, 2);
         QVERIFY(log.text().contains("another one is refused"));
         QCOMPARE(VersionOfWhole(), QByteArray("outer"));
         QVERIFY(Process(Whole("later")));
@@ -249,8 +266,9 @@ private slots:
         };
         QVERIFY(second->run(Whole("second")));
         QVERIFY(second->waits >= 20);
+        QCOMPARE(log.text().count("waiting for the update of another process"), 1);
         QVERIFY2(second->longestGap < 500, qPrintable(QString::number(second->longestGap)));
-        QVERIFY(log.text().contains("waiting for the update of another process"));
+        QVERIFY(!log.text().contains("no longer"));
         QVERIFY(other.end());
         QCOMPARE(VersionOfWhole(), QByteArray("second"));
     }
@@ -261,8 +279,10 @@ private slots:
         OtherUpdate other(Whole("first"));
         const std::unique_ptr<WatchedUpdate> second(new WatchedUpdate);
         second->whileWaiting = [&second] { return second->waits < 3; };
+        const LoggedLines log;
         QVERIFY(!second->run(Whole("second")));
         QCOMPARE(second->waits, 3);
+        QVERIFY(log.text().contains("no longer waiting for"));
         QCOMPARE(VersionOfWhole(), QByteArray("old"));
         QVERIFY(other.end());
         QCOMPARE(VersionOfWhole(), QByteArray("first"));
@@ -285,7 +305,10 @@ private slots:
         other.killed();
         QCOMPARE(Generations().size(), 2);
         QCOMPARE(VersionOfWhole(), QByteArray("old"));
-        QVERIFY(Process(Whole("new")));
+        const std::unique_ptr<WatchedUpdate> update(new WatchedUpdate);
+        // What it left has gone before there is need for room: the old one and this one.
+        update->whileFilling = [] { QCOMPARE(Generations().size(), 2); };
+        QVERIFY(update->run(Whole("new")));
         QCOMPARE(Generations().size(), 1);
         QCOMPARE(VersionOfWhole(), QByteArray("new"));
     }
@@ -417,12 +440,106 @@ private slots:
                 : -1;
         };
         QVERIFY(Process(Whole("1")));
+        QCOMPARE(modeOf(kLock), 0600); // there was no file yet
         QCOMPARE(chmod(DataPath(kFiles[0]).toLocal8Bit().constData(), 0664), 0);
         QVERIFY(Process(Whole("2")));
         QCOMPARE(modeOf(kLock), 0660);
         QCOMPARE(chmod(DataPath(kFiles[0]).toLocal8Bit().constData(), 0644), 0);
         QVERIFY(Process(Whole("3")));
         QCOMPARE(modeOf(kLock), 0600);
+        QCOMPARE(chmod(DataPath(kFiles[0]).toLocal8Bit().constData(), 0646), 0);
+        QVERIFY(Process(Whole("4")));
+        QCOMPARE(modeOf(kLock), 0606);
+    }
+
+    // -- the lock by itself
+
+    void updatesOfTwoFoldersDoNotHinderEachOther()
+    {
+        const QTemporaryDir one, two;
+        const UpdateLock first(folderOf(one), waitNever), second(folderOf(two), waitNever);
+        QVERIFY(first && second);
+        const UpdateLock again(folderOf(one), waitNever);
+        QVERIFY(!again);
+    }
+
+    void aFolderIsFreeOnceItsLockHasGone()
+    {
+        const QTemporaryDir dir;
+        for (int i = 0; i < 2; ++i) {
+            const UpdateLock lock(folderOf(dir), waitNever);
+            QVERIFY(lock);
+            { // what was refused takes nothing along
+                const UpdateLock refused(folderOf(dir), waitNever);
+                QVERIFY(!refused);
+            }
+            QVERIFY(!isFree(dir));
+        }
+        QVERIFY(isFree(dir));
+    }
+
+    // Somebody removes the file that is waited for; the next update locks a new one.
+    void aLockOnAFileThatHasGoneIsNone()
+    {
+        const QTemporaryDir dir;
+        const QByteArray path = lockOf(dir);
+        int held = open(path.constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+        QCOMPARE(flock(held, LOCK_EX), 0);
+        int calls = 0, before = -1;
+        const UpdateLock lock(folderOf(dir), [&] {
+            if (++calls == 1) {
+                before = std::exchange(held, -1);
+                unlink(path.constData());
+                held = open(path.constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+                flock(held, LOCK_EX);
+                close(before);
+            } else {
+                close(held);
+            }
+            return calls < 3;
+        });
+        QCOMPARE(calls, 2);
+        QVERIFY(lock && !isFree(dir));
+    }
+
+    // What a host starts while it updates may live for long.
+    void aProgramThatIsStartedMeanwhileDoesNotKeepTheLock()
+    {
+        const QTemporaryDir dir;
+        QProcess program;
+        {
+            const UpdateLock lock(folderOf(dir), waitNever);
+            QVERIFY(lock);
+            program.start(QStringLiteral("sleep"), { QStringLiteral("60") });
+            QVERIFY(program.waitForStarted());
+        }
+        QVERIFY(isFree(dir));
+        program.kill();
+        QVERIFY(program.waitForFinished());
+    }
+
+    void aFolderWhereNothingCanBeLockedIsNotUpdated()
+    {
+        QVERIFY(Process(Whole("old")));
+        const LoggedLines log;
+        nextLockFails = true;
+        QVERIFY(!Process(Whole("new")));
+        QVERIFY(!nextLockFails);
+        QVERIFY(log.text().contains("cannot lock"));
+        QCOMPARE(VersionOfWhole(), QByteArray("old"));
+        QVERIFY(Process(Whole("later")));
+    }
+
+private:
+    static bool waitNever() { return false; }
+    static std::string folderOf(const QTemporaryDir& dir) { return dir.path().toStdString() + '/'; }
+    static QByteArray lockOf(const QTemporaryDir& dir) { return dir.filePath(kLock).toLocal8Bit(); }
+    static bool isFree(const QTemporaryDir& dir)
+    {
+        const int file = open(lockOf(dir).constData(), O_RDWR | O_CLOEXEC);
+        const bool isFree = file >= 0 && flock(file, LOCK_EX | LOCK_NB) == 0;
+        close(file);
+        return isFree;
     }
 };
 

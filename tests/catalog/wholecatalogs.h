@@ -168,21 +168,3 @@ inline QList<QByteArray> Contents()
         contents << ReadDataFile(name);
     return contents;
 }
-
-// What a process does that is killed at the k-th change of a file, or ends.
-inline bool KilledAt(int k, const std::function<void()>& work)
-{
-    const pid_t child = fork();
-    if (child == 0) {
-        CrashingFiles files(k);
-        SetStoreFiles(&files);
-        work();
-        _exit(0);
-    }
-    int status = -1;
-    if (child < 0 || waitpid(child, &status, 0) != child)
-        qFatal("no child process");
-    if (!WIFSIGNALED(status) && status != 0)
-        qFatal("the process ended with status %d", status);
-    return WIFSIGNALED(status);
-}

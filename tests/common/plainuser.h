@@ -5,6 +5,7 @@
 
 #pragma once
 
+#include <QByteArray>
 #include <QtGlobal>
 #include <sys/stat.h>
 #include <unistd.h>

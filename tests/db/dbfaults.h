@@ -10,7 +10,6 @@
 #include "tests/store/storeshims.h"
 
 #include <functional>
-#include <sys/wait.h>
 
 struct FaultyWork {
     std::function<void()> prepare; // the files that each run begins with
@@ -44,52 +43,42 @@ inline void FaultRowsOfNewFiles()
     QTest::newRow("rename, for good") << int(Fault::Rename) << true;
 }
 
-// The row's kind of call, the k-th one of a run, for each k.
+// Runs a piece of work with its k-th call hit by something, for each k that there is.
+// Returns how many there were; descriptors are given back each time.
+template <typename RunHitAt> int HitEach(const FaultyWork& work, RunHitAt runHitAt)
+{
+    bool hit = true;
+    int k = 0;
+    for (; hit && !QTest::currentTestFailed(); ++k) {
+        work.prepare();
+        const int descriptors = OpenDescriptors();
+        hit = runHitAt(k);
+        [&] { QCOMPARE(OpenDescriptors(), descriptors); }();
+        work.verify();
+        if (QTest::currentTestFailed())
+            qWarning("call %d was hit", k);
+    }
+    qInfo("%d calls hit", k - 1);
+    return k - 1;
+}
+
+// Fails the row's kind of call.
 inline void FailEach(const FaultyWork& work)
 {
     QFETCH(int, fault);
     QFETCH(bool, forGood);
-    bool hasFailed = true;
-    int k = 0;
-    for (; hasFailed && !QTest::currentTestFailed(); ++k) {
-        work.prepare();
-        const int descriptors = OpenDescriptors();
-        {
-            FailingFiles files(Fault(fault), k, forGood);
-            const UsedStoreFiles used(&files);
-            work.run();
-            hasFailed = files.hasFailed();
-        }
-        QCOMPARE(OpenDescriptors(), descriptors);
-        work.verify();
-        if (QTest::currentTestFailed())
-            qWarning("call %d failed", k);
-    }
-    qInfo("%d faults", k - 1);
-    QVERIFY(k > 1);
+    const int faults = HitEach(work, [&](int k) {
+        FailingFiles files(Fault(fault), k, forGood);
+        const UsedStoreFiles used(&files);
+        work.run();
+        return files.hasFailed();
+    });
+    QVERIFY(faults > 0);
 }
 
+// Kills the process at its changes of files.
 inline void DieAtEach(const FaultyWork& work)
 {
-    bool killed = true;
-    int k = 0;
-    for (; killed && !QTest::currentTestFailed(); ++k) {
-        work.prepare();
-        const pid_t child = ::fork();
-        if (child == 0) {
-            CrashingFiles files(k);
-            SetStoreFiles(&files);
-            work.run();
-            ::_exit(0);
-        }
-        int status = -1;
-        QVERIFY(child > 0 && ::waitpid(child, &status, 0) == child);
-        killed = WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL;
-        QVERIFY(killed || status == 0);
-        work.verify();
-        if (QTest::currentTestFailed())
-            qWarning("killed at write %d", k);
-    }
-    qInfo("killed at %d writes", k - 1);
-    QVERIFY(k > 10);
+    const int kills = HitEach(work, [&work](int k) { return KilledAt(k, work.run); });
+    QVERIFY(kills >= 10);
 }

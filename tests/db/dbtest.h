@@ -14,6 +14,7 @@
 #include "store/datafile.h"
 #include "store/indexfile.h"
 #include "tests/common/plainuser.h"
+#include "tests/db/mixedunits.h"
 #include "tests/store/storetest.h"
 
 #include <functional>
@@ -128,7 +129,7 @@ public:
             [](const std::string& path, const QByteArray&) { chmod(path.c_str(), 0); });
     }
 
-    // Each file in turn cut off, and with bytes that are others.
+    // Each file in turn cut off, and with bytes that are others; then several at a time.
     void ForEachDamaged(Random& random, const std::function<void()>& check)
     {
         for (int part = 1; part < 4; ++part)
@@ -142,6 +143,26 @@ public:
                     damaged[int(random.Below(damaged.size()))] = char(random.Below(256));
                 WriteWhole(path, damaged);
             });
+        ForEachMixed(random, check);
+    }
+
+    // Records and pages mixed up in one file or several.
+    void ForEachMixed(Random& random, const std::function<void()>& check)
+    {
+        for (int round = 0; round < 20 && !QTest::currentTestFailed(); ++round) {
+            const bool several = round % 4 != 0;
+            const std::size_t first = random.Below(m_paths.size());
+            for (std::size_t i = 0; i < m_paths.size(); ++i) {
+                if (i != first && (!several || random.Below(2) == 0))
+                    continue;
+                QByteArray bytes = m_bytes[i];
+                for (int times = 1 + int(random.Below(4)); times > 0; --times)
+                    MixUnits(bytes, UnitLength(m_paths[i]), random);
+                WriteWhole(m_paths[i], bytes);
+            }
+            check();
+            Restore();
+        }
     }
 
 private:

@@ -5,6 +5,8 @@
 // update that fails leaves, and damaged files.
 
 #include "db/crufile.h"
+#include "db/dbcheck.h"
+#include "db/dbfolders.h"
 #include "store/indexpage.h"
 #include "tests/db/dbtest.h"
 #include "tests/store/storeshims.h"
@@ -42,6 +44,22 @@ bool Add(CRUFile& list, int serial, const char* description, int time)
     return list.Update();
 }
 
+// A new list of the items "1", "2", ..., each used after the one before.
+void MakeList(CRUFile& list, int count)
+{
+    QVERIFY(list.Create());
+    for (int serial = 1; serial <= count; ++serial)
+        QVERIFY(Add(list, serial, QByteArray::number(serial), serial));
+}
+
+// One of several pages in each index, in another order in each, with equal times.
+void MakeMixedList(CRUFile& list)
+{
+    QVERIFY(list.Create());
+    for (int serial = 1; serial <= 200; ++serial)
+        QVERIFY(Add(list, serial, "item" + QByteArray::number(serial), serial * 7 % 101));
+}
+
 QByteArrayList NewestFirst(CRUFile& list)
 {
     QByteArrayList descriptions;
@@ -59,6 +77,27 @@ QByteArrayList ByDescription(CRUFile& list)
         descriptions << list.Description();
     return descriptions;
 }
+
+// Has room for some writes to the files "*.new", and for no other one.
+class NoRoomForNewFiles : public UnsyncedFiles
+{
+public:
+    explicit NoRoomForNewFiles(int writes) : m_left(writes) { }
+    bool hasFailed() const { return m_left < 0; }
+
+    ssize_t Write(int descriptor, const void* bytes, size_t size) override
+    {
+        const QString link = QStringLiteral("/proc/self/fd/") + QString::number(descriptor);
+        if (!QFile::symLinkTarget(link).endsWith(QLatin1String(".new")) || m_left-- > 0)
+            return UnsyncedFiles::Write(descriptor, bytes, size);
+        m_left = -1;
+        errno = ENOSPC;
+        return -1;
+    }
+
+private:
+    int m_left;
+};
 
 } // namespace
 
@@ -315,9 +354,7 @@ private slots:
     void removedItemIsGoneFromAllIndexes()
     {
         CRUFile list;
-        QVERIFY(list.Create());
-        for (const int serial : { 1, 2, 3 })
-            QVERIFY(Add(list, serial, QByteArray::number(serial), serial));
+        MakeList(list, 3);
         QVERIFY(!list.DeleteRecord(4));
         QVERIFY(list.DeleteRecord(2));
         QVERIFY(!list.DeleteRecord(2));
@@ -337,9 +374,7 @@ private slots:
     void removedItemCanBeStoredAgainAndWalkedFrom()
     {
         CRUFile list;
-        QVERIFY(list.Create());
-        for (const int serial : { 1, 2, 3 })
-            QVERIFY(Add(list, serial, QByteArray::number(serial), serial));
+        MakeList(list, 3);
         QVERIFY(list.DeleteRecord(3));
         QVERIFY(list.FindPrevAccessedItem());
         QCOMPARE(list.Description(), "2");
@@ -386,9 +421,7 @@ private slots:
     {
         Random random = Random::Announced();
         CRUFile list;
-        QVERIFY(list.Create());
-        for (int serial = 1; serial <= 200; ++serial)
-            QVERIFY(Add(list, serial, "item" + QByteArray::number(serial), serial * 7 % 101));
+        MakeMixedList(list);
         list.Close();
         Damage(Files()).ForEachDamaged(random, [&] {
             if (!list.Open())
@@ -412,9 +445,7 @@ private slots:
     void walkBackNeverGoesInACircle()
     {
         CRUFile list;
-        QVERIFY(list.Create());
-        for (const int serial : { 1, 2, 3 })
-            QVERIFY(Add(list, serial, QByteArray::number(serial), serial));
+        MakeList(list, 3);
         list.Close();
         // The oldest record says of itself that it is the newest.
         QByteArray bytes = ReadWhole(CRUFile::RUDATAFILE);
@@ -427,9 +458,7 @@ private slots:
     void walksOverPageCopiesGoOneWayOnly()
     {
         CRUFile list;
-        QVERIFY(list.Create());
-        for (int serial = 1; serial <= 200; ++serial)
-            QVERIFY(Add(list, serial, "item" + QByteArray::number(serial), serial * 7 % 101));
+        MakeMixedList(list);
         list.Close();
         const Damage files(Files());
         const int pageSizes[] = { 0, PageSize(72), PageSize(60) };
@@ -454,9 +483,7 @@ private slots:
     void aKeyWithoutItsItemIsPassedOver()
     {
         CRUFile list;
-        QVERIFY(list.Create());
-        for (const int serial : { 1, 2, 3 })
-            QVERIFY(Add(list, serial, QByteArray::number(serial), serial));
+        MakeList(list, 3);
         list.Close();
         // The newest has gone, its key not yet: a process died in between.
         DataFile* const file = OpenDataFile(0, CRUFile::RUDATAFILE.c_str(), recordLength);
@@ -494,9 +521,7 @@ private slots:
     void theWalkBackGoesOnFromTheStoredKey()
     {
         CRUFile list;
-        QVERIFY(list.Create());
-        for (const int serial : { 1, 2, 3, 4 })
-            QVERIFY(Add(list, serial, QByteArray::number(serial), serial));
+        MakeList(list, 4);
         QVERIFY(list.FindServerSerialNumber(4));
         list.AddNew();
         QVERIFY(!list.FindPrevAccessedItem());
@@ -516,9 +541,7 @@ private slots:
     void theWalkByDescriptionGoesOnFromTheLastLookup()
     {
         CRUFile list;
-        QVERIFY(list.Create());
-        for (const int serial : { 1, 2, 3, 4 })
-            QVERIFY(Add(list, serial, QByteArray::number(serial), serial));
+        MakeList(list, 4);
         QVERIFY(list.FindItem("2"));
         QVERIFY(list.FindServerSerialNumber(4));
         QVERIFY(list.FindNextByDescription());
@@ -733,9 +756,7 @@ private slots:
     void repairGivesEachItemItsKeys()
     {
         CRUFile list;
-        QVERIFY(list.Create());
-        for (int serial = 1; serial <= 60; ++serial)
-            QVERIFY(Add(list, serial, QByteArray::number(serial), serial));
+        MakeList(list, 60);
         list.Close();
         const Items sound[] = { Index(1), Index(2), Index(3) };
         const QByteArray records = ReadWhole(CRUFile::RUDATAFILE);
@@ -765,9 +786,7 @@ private slots:
     void indexesThatDoNotOpenAreMadeAgain()
     {
         CRUFile list;
-        QVERIFY(list.Create());
-        for (int serial = 1; serial <= 60; ++serial)
-            QVERIFY(Add(list, serial, QByteArray::number(serial), serial));
+        MakeList(list, 60);
         list.Close();
         const Items sound[] = { Index(1), Index(2), Index(3) };
         const QByteArray records = ReadWhole(CRUFile::RUDATAFILE);
@@ -822,9 +841,7 @@ private slots:
     void anIndexOfZerosIsMadeAgain()
     {
         CRUFile list;
-        QVERIFY(list.Create());
-        for (int serial = 1; serial <= 60; ++serial)
-            QVERIFY(Add(list, serial, QByteArray::number(serial), serial));
+        MakeList(list, 60);
         list.Close();
         for (const std::size_t which : { 1, 2, 3 }) {
             const Items sound = Index(int(which));
@@ -872,6 +889,30 @@ private slots:
         QVERIFY(list.FindItem("one"));
     }
 
+    // The disk is full: at whichever write, the one at closing as well.
+    void anIndexThatCannotBeWrittenDoesNotTakeItsPlace()
+    {
+        CRUFile list;
+        MakeList(list, 60);
+        int writes = 0;
+        for (bool failed = true; failed; ++writes) {
+            const QByteArray cut = ReadWhole(CRUFile::RUDATAIDX2).left(100);
+            WriteWhole(CRUFile::RUDATAIDX2, cut);
+            NoRoomForNewFiles files(writes);
+            bool repaired = false;
+            {
+                const UsedStoreFiles used(&files);
+                repaired = list.Repair();
+            }
+            failed = files.hasFailed();
+            QCOMPARE(repaired, !failed);
+            QCOMPARE(ReadWhole(CRUFile::RUDATAIDX2) == cut, failed);
+            QVERIFY(access((CRUFile::RUDATAIDX2 + ".new").c_str(), F_OK) != 0);
+        }
+        QVERIFY2(writes > 3, qPrintable(QString::number(writes)));
+        QCOMPARE(NewestFirst(list).size(), 60);
+    }
+
     void aDataFileThatEndsBeforeItsFirstItemIsMadeAgain()
     {
         CRUFile list;
@@ -891,6 +932,34 @@ private slots:
         QVERIFY(mkdir(CRUFile::RUDATAFILE.c_str(), 0700) == 0);
         QVERIFY(!list.OpenOrRepair());
         QVERIFY(rmdir(CRUFile::RUDATAFILE.c_str()) == 0);
+    }
+
+    // Records and pages copied over others, chains and links that go in circles, in the
+    // data file and any of the indexes: what is repaired has every record that is left.
+    void recordsThatAreWholeSurviveTheDamageOfSeveralFiles()
+    {
+        Random random = Random::Announced();
+        CRUFile list;
+        MakeMixedList(list);
+        list.Close();
+        const QByteArray sound = ReadWhole(CRUFile::RUDATAFILE);
+        int repaired = 0;
+        Damage files(Files());
+        for (int i = 0; i < 4; ++i)
+            files.ForEachMixed(random, [&] {
+                const QByteArray left = ReadWhole(CRUFile::RUDATAFILE);
+                const bool done = list.OpenOrRepair() && list.Repair();
+                repaired += done;
+                for (int serial = 1; done && serial <= 200; ++serial)
+                    if (left.mid(serial * recordLength, recordLength)
+                        == sound.mid(serial * recordLength, recordLength))
+                        QVERIFY(list.FindServerSerialNumber(serial));
+                list.Close();
+                if (done)
+                    QCOMPARE(CheckRecent(RecentFolder()).faults, Findings());
+            });
+        qInfo("%d lists repaired", repaired);
+        QVERIFY(repaired > 20);
     }
 
     void repairMakesItemsOfRefusedUpdates()
@@ -978,9 +1047,7 @@ private slots:
     void repairOfAKeyThatLeadsToAnotherItem()
     {
         CRUFile list;
-        QVERIFY(list.Create());
-        for (const int serial : { 1, 2 })
-            QVERIFY(Add(list, serial, QByteArray::number(serial), serial));
+        MakeList(list, 2);
         list.Close();
         pointTo(3, "00000000000000000001", 1, 2);
         QVERIFY(list.Open());
@@ -1005,6 +1072,29 @@ private slots:
             list.Close();
             QCOMPARE(ReadWhole(path).left(4), QByteArray(4, '\xff'));
             QCOMPARE(Index(which).size(), std::size_t(1));
+        }
+    }
+
+    // All items are where they should be, and the next changes would not find what they need.
+    void repairOfAnIndexWithAllItemsThatIsUnsound()
+    {
+        CRUFile list;
+        MakeList(list, 60);
+        list.Close();
+        const int keyLengths[] = { 0, 72, 60, 20 };
+        for (const int which : { 1, 2, 3 }) {
+            const std::string path = Files()[std::size_t(which)];
+            const Items items = Index(which);
+            const QByteArray sound = ReadWhole(path);
+            for (const QByteArray& unsound :
+                 { sound + QByteArray(PageSize(keyLengths[which]), '\1'), // a page too many
+                   QByteArray(sound).replace(4, 1, "\5") }) { // pages that are said to be free
+                WriteWhole(path, unsound);
+                QVERIFY(!CheckIndex(path, keyLengths[which], false).empty());
+                QVERIFY(list.Open() && list.Repair());
+                list.Close();
+                QCOMPARE(Index(which), items);
+            }
         }
     }
 

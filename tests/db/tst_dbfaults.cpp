@@ -69,6 +69,11 @@ private slots:
     void catalogWithoutMemory_data() { AllocationRows(); }
     void catalogWithoutMemory() { FailEachAllocation(catalogWork()); }
     void dependenciesOfAProcessThatDies() { DieAtEach(dependencyWork(false)); }
+    void catalogOfAProcessThatDies()
+    {
+        DieAtEach({ [this] { prepareCatalog(); }, [this] { useCatalog(); },
+                    [this] { verifyCatalogOfADeadProcess(); } });
+    }
 
 private:
     static constexpr int items = 12;
@@ -295,6 +300,34 @@ private:
              more = catalog.FindNextForCategory("Games"))
             ++found;
         QVERIFY(found >= items && found <= items + 1);
+    }
+
+    // What nobody changed is in its record, with its text. Indexes may be half written:
+    // walks end, changes do or fail, and the database can be made again.
+    void verifyCatalogOfADeadProcess()
+    {
+        CCatalogFile catalog;
+        QVERIFY(catalog.Open());
+        for (int serial = 1; serial <= items; ++serial) {
+            if (serial == 5 || serial == 12)
+                continue;
+            const QByteArray text = QByteArray::number(serial);
+            QVERIFY(catalog.GetRecord(serial));
+            QCOMPARE(QByteArray(catalog.Name()), "n" + text);
+            QCOMPARE(catalog.Description(), QString::fromLatin1(text.repeated(20)));
+            const QByteArrayList own = catalog.OwnDependencies();
+            QVERIFY(own.isEmpty() || own.first().endsWith(text));
+        }
+        int steps = 0;
+        for (bool more = catalog.FindFirstForCategory(nullptr); more;
+             more = catalog.FindNextForCategory(nullptr))
+            QVERIFY(++steps < 100);
+        catalog.AddNew();
+        Fill(catalog, 700, 700);
+        catalog.SaveRecord();
+        catalog.Close();
+        prepareCatalog();
+        verifyCatalog();
     }
 
     static constexpr std::uint32_t closed = 1000; // in the ledger: closing failed

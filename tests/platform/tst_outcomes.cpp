@@ -283,6 +283,45 @@ private slots:
         QVERIFY(!needs("Depends: lib\n", "install ok installed", "lib"));
     }
 
+    // Unpacked before dpkg failed for what it needs.
+    void aPackageThatLacksAnotherIsShownToNoInstall()
+    {
+        const QByteArray good = stanza("good", "install ok installed");
+        const auto hides = [&](const char* line, const Words& words,
+                               const char* status = "install ok unpacked") {
+            write("status", good + stanza("app", status, line));
+            return shown(words) == good;
+        };
+        for (const char* line : { "Depends: lib\n", "Depends: good, lib (>= 1.2), x\n",
+                                  "Depends: lib | lib2\n", "Depends: good,lib:any\n" }) {
+            for (const Words& words : { Words{ "install", "app" }, Words{ "reinstall", "app" },
+                                        Words{ "install", "good" }, Words{ "remove", "good" } })
+                QVERIFY2(hides(line, words), line);
+            // It can be removed, and what handles all packages sees it.
+            for (const Words& words :
+                 { Words{ "remove", "app" }, Words{ "purge", "app" }, Words{ "upgrade" } })
+                QVERIFY2(!hides(line, words), line);
+        }
+        for (const char* line : { "", "Depends: good\n", "Depends: lib | good (>= 9)\n",
+                                  "Recommends: lib\n", "Description: x\n Depends: lib\n" })
+            QVERIFY2(!hides(line, { "install", "app" }), line);
+        for (const char* status : { "install ok installed", "install ok half-configured" })
+            QVERIFY2(!hides("Depends: lib\n", { "install", "app" }, status), status);
+    }
+
+    void onlyWhatNobodyAsksForIsLeftAlone()
+    {
+        write("status", stanza("app", "install ok unpacked", "Depends: lib\n"));
+        const std::string folder = m_dir.path().toStdString();
+        {
+            const StatusView asked(SortArguments({ "install", "app" }), status(), folder, true);
+            QVERIFY(!asked.File().empty() && asked.LeftAlone().empty());
+        }
+        const StatusView other(SortArguments({ "install", "other" }), status(), folder, true);
+        QCOMPARE(WithStates(other.LeftAlone()), std::string("app (unpacked)"));
+        QVERIFY(other.Covered().empty());
+    }
+
     void brokenPackagesOfOtherArchitecturesAreTheirOwn()
     {
         const QByteArray foreign

@@ -8,9 +8,13 @@
 
 #include "store/storefiles.h"
 
+#include <QtGlobal>
+
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
+#include <functional>
+#include <sys/wait.h>
 #include <unistd.h>
 
 using Agent::SetStoreFiles;
@@ -278,3 +282,23 @@ private:
 
     int m_left;
 };
+
+// Whether a process that does some work was killed at its k-th change of a file, and
+// did not come to its end before.
+inline bool KilledAt(int k, const std::function<void()>& work)
+{
+    const pid_t child = ::fork();
+    if (child == 0) {
+        CrashingFiles files(k);
+        SetStoreFiles(&files);
+        work();
+        ::_exit(0);
+    }
+    int status = -1;
+    if (child < 0 || ::waitpid(child, &status, 0) != child)
+        qFatal("no child process");
+    const bool killed = WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL;
+    if (!killed && status != 0)
+        qFatal("the process ended with status %d", status);
+    return killed;
+}

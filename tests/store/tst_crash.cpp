@@ -11,7 +11,6 @@
 #include <QTemporaryDir>
 
 #include <functional>
-#include <sys/wait.h>
 
 class TestCrash : public QObject
 {
@@ -33,27 +32,7 @@ private:
 
     // Runs a scenario in a process that is killed at the k-th write, for every k.
     void CrashAtEach(const Make& make);
-    // Whether the process was killed, rather than come to its end.
-    bool RunAndCrash(Scenario* scenario, int k);
 };
-
-bool TestCrash::RunAndCrash(Scenario* scenario, int k)
-{
-    const pid_t child = ::fork();
-    if (child == 0) {
-        CrashingFiles files(k);
-        SetStoreFiles(&files);
-        scenario->Run();
-        ::_exit(0);
-    }
-    int status = -1;
-    if (child < 0 || ::waitpid(child, &status, 0) != child)
-        qFatal("no child process");
-    const bool killed = WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL;
-    if (!killed && status != 0)
-        qFatal("the process ended with status %d", status);
-    return killed;
-}
 
 void TestCrash::CrashAtEach(const Make& make)
 {
@@ -63,7 +42,7 @@ void TestCrash::CrashAtEach(const Make& make)
         const QTemporaryDir folder;
         const std::unique_ptr<Scenario> scenario = make(folder.filePath("store").toStdString());
         scenario->Prepare();
-        killed = RunAndCrash(scenario.get(), k);
+        killed = KilledAt(k, [&scenario] { scenario->Run(); });
         scenario->Verify();
         scenario->RunLater();
         scenario->Verify();
@@ -110,7 +89,7 @@ void TestCrash::flushingIndexAtRandom()
         RandomIndexScenario scenario(folder.filePath("store").toStdString(), true,
                                      std::int16_t(keyLength), random.Below(1000000));
         scenario.Prepare();
-        kills += RunAndCrash(&scenario, int(random.Below(500)));
+        kills += KilledAt(int(random.Below(500)), [&scenario] { scenario.Run(); });
         scenario.Verify();
         scenario.RunLater();
         scenario.Verify();

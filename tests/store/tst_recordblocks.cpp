@@ -5,7 +5,9 @@
 // read although another cannot.
 
 #include "store/datafile.h"
+#include "store/indexfile.h"
 #include "store/recordblocks.h"
+#include "store/storecheck.h"
 #include "tests/store/storetest.h"
 
 #include <QTemporaryDir>
@@ -88,6 +90,43 @@ private slots:
         QVERIFY(!records.Read(50000));
         QVERIFY(!records.Read(-1));
         QVERIFY2(files.reads <= 7, qPrintable(QString::number(files.reads)));
+    }
+
+    void theCheckOfAMillionRecordsReadsBlocks()
+    {
+        constexpr int count = 1000000, small = 32;
+        const std::string path = m_folder.filePath("million.dat").toStdString();
+        DataFile* const file = MakeDataFile(0, path.c_str(), small);
+        std::uint32_t first = 0;
+        const std::vector<std::uint8_t> records(std::size_t(count) * small, 0);
+        QCOMPARE(AddBigRec(file, &first, records.data(), count), 0);
+        for (std::uint32_t number = 1; number < 50; ++number)
+            QCOMPARE(DeleteRec(file, number * 20011), 0);
+        QCOMPARE(CloseDataFile(file), 0);
+        CountedFiles files;
+        QCOMPARE(CheckDataFile(path, small), Findings());
+        // 31 megabytes, and each deleted record once more, as their chain goes.
+        QVERIFY2(files.reads < 100, qPrintable(QString::number(files.reads)));
+    }
+
+    void theCheckOfAnIndexThatWasFilledInOrderReadsBlocks()
+    {
+        const std::string path = m_folder.filePath("long.idx").toStdString();
+        QCOMPARE(InitIndex(), 0);
+        IndexFile* const index = MakeIndex(0, path.c_str(), 10, 0);
+        for (std::uint32_t number = 1; number <= 100000; ++number) {
+            char key[11];
+            std::snprintf(key, sizeof key, "%010u", number);
+            QCOMPARE(AddKey(index, &number, key), 0);
+        }
+        QCOMPARE(CloseIndex(index), 0);
+        UnInitIndex();
+        std::vector<IndexEntry> entries;
+        CountedFiles files;
+        QCOMPARE(CheckIndex(path, 10, false, &entries), Findings());
+        QCOMPARE(entries.size(), std::size_t(100000));
+        // 4 megabytes; a page above the leaves is read alone.
+        QVERIFY2(files.reads < 400, qPrintable(QString::number(files.reads)));
     }
 
     void aJumpReadsOneRecordAndKeepsTheBlock()
