@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// What apt-get is asked for, where its own answer to our words would not do.
+// The command lines for apt-get, adjusted where it would not do what is wanted.
 
 #pragma once
 
@@ -14,32 +14,31 @@
 using Agent::DpkgStatus;
 using Agent::PackageState;
 
-// Half-installed, or dpkg wants it reinstalled.
+// Whether a package is half-installed, or dpkg wants it reinstalled.
 bool IsBroken(const PackageState& state);
 
 // The words for apt-get:
-// - an install may not take packages away unless that is allowed, and takes none
-//   because the machine's settings clean up;
-// - a package that is half-installed is installed again, which apt-get would leave
-//   as it is, with exit status 0;
-// - one that dpkg wants reinstalled can be removed nevertheless, and so can one on hold
-//   that is asked for by its name;
-// - a listing of files names those that the cache has, too.
+// - an install removes no packages unless that is allowed, not even unused ones that the
+//   machine's settings would remove;
+// - a half-installed package is reinstalled; apt-get alone would leave it as it is and
+//   exit with 0;
+// - a package can be removed even if dpkg wants it reinstalled, or if it is on hold and
+//   requested by name;
+// - a listing of files includes those that the cache already has.
 std::vector<std::string> AptWords(const Arguments& arguments, const DpkgStatus& status);
 
-// The same install, only as a listing of the files that it takes.
+// The same install, only as a listing of the files that it needs.
 std::vector<std::string> ListingWords(const Arguments& arguments, const DpkgStatus& status);
 
-// With the same options, to install these packages again instead.
+// With the same options, to reinstall these packages instead.
 std::vector<std::string> RepairWords(const Arguments& arguments,
                                      const std::vector<std::string>& packages);
 
 // The package whose file a line of such a listing names; empty for any other line.
 std::string PackageOfListing(const std::string& line);
 
-// The same install, only simulated, as it would be next: "Inst" lines say what is
-// still to be done.
+// The same install, only simulated: "Inst" lines say what is still to be done.
 std::vector<std::string> SimulationWords(const Arguments& arguments);
 
-// Whether each package that is asked for is installed.
+// Whether each requested package is installed.
 bool AllInstalled(const Arguments& arguments, const DpkgStatus& status);

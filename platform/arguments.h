@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The command line: what of it is for apt-get, and which names it holds.
+// The command line: the words for apt-get, and the names among them.
 
 #pragma once
 
@@ -9,34 +9,34 @@
 #include <vector>
 
 struct Arguments {
-    std::vector<std::string> words; // for apt-get, without what is for us alone
+    std::vector<std::string> words; // for apt-get, without the front end's own options
     std::vector<std::string> options; // those of them that are neither command nor names
     std::string command; // "install"; empty without one
     std::vector<std::string> names; // what follows the command
-    std::string listsFolder; // Dir::State::lists; empty where it is not given
+    std::string listsFolder; // Dir::State::lists; empty if not given
     bool printUris = false;
     bool simulates = false;
-    bool ownSources = false; // a sources list of the store's is named
-    bool mayRemove = false; // "--allow-removals": an install may take packages away
-    int lockSeconds = 300; // how long a held lock is waited for
+    bool ownSources = false; // a sources list of the store is named
+    bool mayRemove = false; // "--allow-removals": an install may remove packages
+    int lockSeconds = 300; // how long to wait for a held lock
 };
 
-// Sorts the words behind the program's name.
+// Sorts the words after the program's name.
 Arguments SortArguments(const std::vector<std::string>& words);
 
-// Whether packages come or go, and not only lists or files are handled.
+// Whether packages are installed or removed, and not only lists or files are handled.
 bool ChangesPackages(const Arguments& arguments);
 
-// Whether packages are to come, and none asked to go.
+// Whether packages are to be installed, and none to be removed.
 bool Installs(const Arguments& arguments);
 
-// Whether packages are to go, or would be in a simulation.
+// Whether packages are to be removed, also in a simulation.
 bool Removes(const Arguments& arguments);
 
-// Whether the status file has a package of that name. A name that ends in '+'
-// is, for a remove, an order to install the package without it, unless a package
-// of the whole name is there.
+// Whether the status file has a package of that name. In a remove, apt-get takes a name
+// that ends in '+' as a request to install the package without the '+', unless a package
+// of the whole name exists.
 bool IsKnownPackage(const std::string& statusFile, const std::string& name);
 
-// What is wrong with the names, as an error line; empty when nothing is.
+// The fault of the names, as an error line; empty if there is none.
 std::string NameError(const Arguments& arguments, const std::string& statusFile);

@@ -18,25 +18,25 @@ class Child
 public:
     static constexpr int StatusFd = 3; // the descriptor of the status lines, there
 
-    // `words`: the arguments behind the program's name. `settings`: the apt
-    // configuration that holds before any other, for apt-get and for whatever it
-    // starts. With a private root, the environment's own settings for the package
-    // tools are left out. False when it cannot be started.
+    // `words`: the arguments after the program's name. `settings`: the apt configuration
+    // that takes precedence, for apt-get and everything it starts. With a private root,
+    // the environment's own settings for the package tools are left out. False when it
+    // cannot be started.
     //
-    // The end signals (HoldEndSignals) go to the child from then on. Once dpkg
-    // works, each is an interruption, which apt-get leaves until dpkg is done.
+    // The end signals (HoldEndSignals) go to the child from then on. While dpkg works,
+    // each arrives as an interruption, which apt-get handles when dpkg is done.
     bool Start(const std::vector<std::string>& words, const std::string& settings,
                const std::string& privateRoot);
 
     using Lines = std::function<void(const std::string& line)>;
-    // Reads both to their ends, what was printed before a status line ahead of
-    // it, and calls `tick` several times a second, whatever comes. Returns the exit
-    // status, 128 + the signal when the child was killed by one: then what it had
-    // started for downloads is ended, too.
+    // Reads both to their ends, and passes on output before a status line that was
+    // printed after it. Calls `tick` several times a second in any case. Returns the exit
+    // status, or 128 + the signal that killed the child: its download helpers are then
+    // ended, too.
     int Read(const Lines& output, const Lines& status, const std::function<void()>& tick);
 
     void DpkgWorks();
-    // Nobody reads us any more: as if interrupted.
+    // For the case that nobody reads our output any more: acts as if interrupted.
     void Interrupt();
 
 private:

@@ -7,10 +7,10 @@
 
 #include <csignal>
 
-// SIGINT, SIGTERM and SIGHUP, without those we were started to ignore (as nohup
-// does): they stay ignored, by apt-get too.
+// SIGINT, SIGTERM and SIGHUP, except those that were already ignored at the start (as by
+// nohup): they stay ignored, by apt-get too.
 sigset_t EndSignals();
 
-// Keeps them waiting until they are let through (Child::Start does), so that none
-// is lost while there is no child yet to pass it on to.
+// Blocks them until they are let through (by Child::Start), so that none is lost while
+// there is no child yet to pass it on to.
 void HoldEndSignals();

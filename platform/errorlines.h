@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// apt-get's error lines: one that should name packages, and one whose weight is known
-// at the end only.
+// apt-get's error lines: one that should name packages, and one that proves to be
+// important or not only at the end.
 
 #pragma once
 
@@ -13,16 +13,16 @@
 class ErrorLines
 {
 public:
-    // With `holdsBack` the line that says that dpkg failed is kept until the end: dpkg
-    // may have failed for packages that nobody asked for.
+    // With `holdsBack` the line that reports dpkg's failure is kept until the end: dpkg
+    // may have failed only for packages that were not requested.
     explicit ErrorLines(bool holdsBack) : m_holdsBack(holdsBack) { }
 
-    // The line as it is to be printed; nothing when it is kept. An install that is
-    // refused for what it would remove gets the names:
+    // The line to print; nothing if it is kept. The error of an install that is refused
+    // because it would remove packages gets their names:
     //   "E: Packages need to be removed but remove is disabled: libold, oldapp"
     std::optional<std::string> Take(const std::string& line);
 
-    // Whether dpkg failed, and nothing else did.
+    // Whether dpkg's failure was the only error.
     bool OnlyDpkgFailed() const { return !m_held.empty() && !m_others; }
     // The lines that are kept.
     const std::vector<std::string>& Held() const { return m_held; }

@@ -7,13 +7,13 @@
 
 #include <string>
 
-// Of a package whose removal stopped at a script that fails, dpkg still lists folders. It
-// takes the package for replaced by whatever is installed into the same folders, runs the
-// script for that, and fails the install of the other package with it.
+// When the removal of a package stopped at a failing script, dpkg still lists folders of
+// the package. It treats the package as replaced by any other that is installed into the
+// same folders, runs the script for that, and so fails the install of the other package.
 //
-// So this adds to dpkg's list of such a package a path that no package has. dpkg finds
-// nothing there when it removes the package in the end. Nothing happens where more than
-// folders is left of the package, or where another process has dpkg's lock.
+// So this adds a path that no package has to dpkg's list of the stuck package. dpkg finds
+// nothing there when it finally removes the package. Does nothing if more than folders is
+// left of the package, or if another process has dpkg's lock.
 //
-// `root` is the private root, `package` a name as DpkgStatus has it.
+// `root` is the private root, `package` a name as in DpkgStatus.
 void KeepFromVanishing(const std::string& root, const std::string& package);

@@ -1,8 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// What the reader of the front end gets: apt-get's lines, and progress lines between
-// them.
+// The output of the front end: apt-get's lines, with progress lines between them.
 
 #pragma once
 
@@ -19,22 +18,22 @@ using Writer = std::function<bool(const std::string& line)>;
 class Relay
 {
 public:
-    // A silence of this length brings the last progress line once more, so that a
-    // reader that waits for the next byte gets one.
+    // After a silence of this length the last progress line is repeated, so that a
+    // reader that blocks for the next byte gets one.
     static constexpr std::chrono::milliseconds Silence{ 200 };
 
-    // With `progress` what the status descriptor says becomes progress lines.
+    // With `progress`, status lines become progress lines.
     Relay(Child& child, bool progress, const Writer& write)
         : m_child(child), m_wanted(progress), m_write(write)
     {
     }
 
-    void Line(const std::string& line); // one of apt-get's, as it is to be printed
-    void StatusLine(const std::string& line); // one of the status descriptor's
+    void Line(const std::string& line); // one of apt-get's, ready to print
+    void StatusLine(const std::string& line); // one from the status descriptor
     // To be called often.
     void Tick();
 
-    // What the sizes in apt-get's lines go to.
+    // Receives the sizes in apt-get's lines.
     Progress& Sizes() { return m_progress; }
 
 private:

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Bytes to lines, and apt's status lines to what they say.
+// Splits bytes into lines, and parses apt's status lines.
 
 #pragma once
 
@@ -14,9 +14,8 @@
 // U+009F, too) and without bytes that are not UTF-8.
 std::string PlainText(const std::string& text);
 
-// Puts lines together from pieces of any size. They are plain text, and what is
-// longer than MaxLine is cut: the reader at the other end has a buffer of that
-// order.
+// Assembles lines from pieces of any size. They are plain text, and cut at MaxLine bytes:
+// the buffer of the reader at the other end is about that long.
 class LineReader
 {
 public:
@@ -37,8 +36,8 @@ struct Status {
     Phase phase;
     std::string item; // a number while downloading, then the package
     double percent; // of the phase
-    std::string text; // may hold colons
+    std::string text; // may contain colons
 };
 
-// Nothing for a line of another kind, or one that is not whole.
+// Nothing for any other line, or an incomplete one.
 std::optional<Status> ParseStatus(const std::string& line);

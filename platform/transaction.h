@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// A run of apt-get for a command line, and what came of it.
+// A run of apt-get for a command line, and its result.
 
 #pragma once
 
@@ -12,7 +12,7 @@
 
 constexpr int AptFailure = 100; // apt-get's own status for an error
 
-// Runs apt-get below `root` and writes what it prints. Returns its exit status, but
-// for an install that has done all it was asked for, while dpkg failed for other
-// packages: that is a success, with a warning that names those.
+// Runs apt-get below `root` and writes its output. Returns its exit status, with one
+// exception: an install that did all that was requested, while dpkg failed for other
+// packages, is a success, with a warning that names those.
 int RunAptGet(const Arguments& arguments, const std::string& root, const Writer& write);

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// One client's connection, with bounds on what it may send and how long.
+// One client's connection, with limits on the size and the time of its requests.
 
 #pragma once
 
@@ -22,7 +22,7 @@ public:
     // The next bytes of the request; 0 when no more come, or no more are taken.
     std::size_t read(char* data, std::size_t size);
 
-    // Sends all of it. `more` holds a last, small packet back for what follows.
+    // Sends all of it. `more` holds a last, small packet back until more data follows.
     bool write(const char* data, std::size_t size, bool more);
     bool sendFile(int file, off_t from, std::size_t size);
 

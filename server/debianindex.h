@@ -3,9 +3,9 @@
 
 // The package index of a Debian archive, as apt keeps it, plain or compressed.
 //
-// An index comes from somebody else: whatever could lead outside the archive,
-// could be no package's name or goes unchecked by the package tools is left out,
-// with a word on why.
+// An index is not trusted: a package is left out, with a message, if its fields could lead
+// outside the archive, if its name is invalid, or if the package tools could not check
+// its archive.
 
 #pragma once
 
@@ -19,10 +19,10 @@ struct ArchivePackage {
     std::string name;
     std::string version;
     std::string archive; // the last part of its file name
-    std::string section; // "unknown" where the index has none that could be one
+    std::string section; // "unknown" if the index has no valid one
     std::string description; // one line, or with the long description below it
-    std::string descriptionMd5; // by which a translation file has the long one
-    std::string stanza; // as it stands in the index, but for what was dropped
+    std::string descriptionMd5; // the key of the long one in a translation file
+    std::string stanza; // as in the index, except for dropped fields
 };
 
 struct DebianIndex {

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// A request and its reply, and how they come from a connection and go to it.
+// A request and its reply, read from a connection and sent to it.
 
 #pragma once
 
@@ -59,7 +59,7 @@ struct HttpReply {
     int status = 200;
     std::vector<std::pair<std::string, std::string>> headers;
     std::string body;
-    // Instead of the body, where it is open: a part of a file.
+    // A part of a file, which is sent instead of the body if it is open.
     Descriptor file;
     off_t first = 0;
     off_t length = 0;
@@ -68,10 +68,10 @@ struct HttpReply {
     void setBody(std::string text, const char* type);
 };
 
-// What came of reading: 200, 400, or 414 for a target over 8 KB. 0 when the client
+// The result of reading: 200, 400, or 414 for a target over 8 KB. 0 when the client
 // has sent nothing.
 int ReadRequest(Connection& connection, HttpRequest& request);
 
-// Sends head and content, for the method HEAD without the content. One that the
-// client unpacks is sent packed where it is worth it.
+// Sends head and content, for the method HEAD without the content. The content is
+// compressed if the client accepts that and it is worthwhile.
 bool WriteReply(Connection& connection, const HttpRequest& request, HttpReply& reply);

@@ -3,9 +3,9 @@
 
 // The HTTP side of the store server.
 //
-// Everything a client can make large is bounded: the connections (64 served at
-// a time, 448 that wait), a request (64 KB, and 8 KB for its target) and the time
-// it may take (5 s). A connection is for one request.
+// Everything a client can make large has a limit: the connections (64 served at a
+// time, 448 waiting), a request (64 KB, and 8 KB for its target) and its time (5 s).
+// A connection serves one request.
 
 #pragma once
 
@@ -26,8 +26,8 @@ public:
     // The port it is bound to; 0 when that failed, with errno.
     int bind();
 
-    // Serves until stop() is called, by another thread; the replies that are under
-    // way then end first. False when no more connections can be accepted.
+    // Serves until another thread calls stop(); the replies under way are finished
+    // first. False when no more connections can be accepted.
     bool serve();
     void stop();
 

@@ -5,6 +5,6 @@
 
 #pragma once
 
-// Takes the words behind the program's name, "import" first. Returns the exit
+// Takes the words after the program's name, "import" first. Returns the exit
 // status: 0 made, 1 failed, 2 wrong usage.
 int ImportCommand(int argc, char** argv);

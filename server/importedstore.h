@@ -3,14 +3,14 @@
 
 // A store made out of the package index of a Debian archive.
 //
-// The file `imported` in its folder says that it is one, and keeps the number of
-// the next product:
+// The file `imported` in its folder marks it as such, and keeps the number of the next
+// product:
 //
 //     Repository: debian
 //     Next-Serial: 63437
 //
-// A package that the store has keeps its number for good; that of one which is
-// gone is not given again.
+// A package keeps its number as long as it is in the store; the number of a removed
+// package is not reused.
 
 #pragma once
 
@@ -29,15 +29,14 @@ struct ImportResult {
 class ImportedStore
 {
 public:
-    // Takes the folder, which is made if it is missing, as long as this lives.
-    // Throws StoreError when the folder is in use for something else, or by
-    // another import.
+    // Locks the folder, which is made if it is missing, as long as this object lives.
+    // Throws StoreError when the folder has other content or another import uses it.
     ImportedStore(const std::string& folder, const std::string& repository);
 
-    // Replaces the store's files: `archives` is the address that the archives
-    // of the index are fetched from. A file is written whole beside the old one,
-    // and only when all are there do they replace the old ones. Throws
-    // StoreError, with the old store as it was, when that cannot be.
+    // Replaces the store's files: `archives` is the address that the archives of the
+    // index are fetched from. All files are first written next to the old ones, and then
+    // replace them. Throws StoreError, with the old store unchanged, when they cannot be
+    // written.
     ImportResult replace(const DebianIndex& index, const std::string& archives);
 
 private:

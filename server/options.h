@@ -15,13 +15,13 @@ struct ServerOptions {
     bool verbose = false;
 };
 
-// False when the program is to end with `status`: after --help and --version,
-// and after an error of usage, which has been said on standard error.
+// False when the program should end with `status`: after --help and --version, and
+// after a usage error, which is reported on standard error.
 bool ParseOptions(int argc, char** argv, ServerOptions& options, int& status);
 
 // True for an address such as http://store.example:8080/shop, without query,
 // blanks or a slash at its end.
 bool IsServerUrl(const std::string& url);
 
-// True for what a request may name as the host: a name or number, with a port or not.
+// True for a valid `Host` of a request: a name or address, with or without a port.
 bool IsHost(const std::string& host);

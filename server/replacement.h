@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The new text of a file, which takes the place of the old one in one step.
+// The new text of a file, which replaces the old one in one step.
 
 #pragma once
 
@@ -12,15 +12,15 @@
 class Replacement
 {
 public:
-    // Writes the text, on the disk, beside the file `path` below the folder
-    // `root`. Nothing is written where the file has this text already. Throws
-    // StoreError when it cannot be written; links are not followed.
+    // Writes the text to a new file next to `path` below the folder `root`, and syncs it.
+    // Writes nothing if the file already has this text. Throws StoreError when it cannot
+    // be written; links are not followed.
     Replacement(const std::string& root, const std::string& path, const std::string& text);
     Replacement(Replacement&&) noexcept = default;
-    // Without a commit the new text goes.
+    // Without a commit the new text is removed.
     ~Replacement();
 
-    // Puts the new text in the old one's place; throws StoreError if it fails.
+    // Replaces the old text by the new one; throws StoreError if that fails.
     void commit();
 
 private:

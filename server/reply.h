@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-// The reply of a call that succeeded, built from the outside in.
+// The reply of a successful call, built from the outside in.
 class Reply
 {
 public:
@@ -23,10 +23,10 @@ public:
 
     // An element whose text the client decodes.
     void text(const std::string& name, const std::string& value, const Attributes& attributes = {});
-    // An element whose text the client takes as it stands.
+    // An element whose text the client does not decode.
     void plainText(const std::string& name, const std::string& value);
 
-    // The whole document; the reply is empty then.
+    // Takes the whole document; the reply is empty afterwards.
     std::string take();
 
 private:
@@ -37,5 +37,5 @@ private:
     std::vector<std::string> m_open;
 };
 
-// The reply document of a call that failed.
+// The reply document of a failed call.
 std::string FailedReply(const std::string& message);

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// What stands in a store: the files that its keeper writes, each read into what it means.
+// The contents of a store: parses the files that its keeper writes.
 
 #pragma once
 
@@ -28,11 +28,11 @@ struct Product {
     std::string package;
     std::string description;
     std::vector<Program> programs;
-    // What else the catalog is to say, by the names of its elements, in the order
-    // of the file.
+    // The other fields for the catalog, by the names of its elements, in the order of
+    // the file.
     std::vector<std::pair<std::string, std::string>> details;
 
-    // One of them; null when there is none.
+    // One of them; null for a missing one.
     const std::string* detail(const std::string& element) const;
 };
 
@@ -40,8 +40,7 @@ using Products = std::map<long, Product>; // by serial number
 
 Products ParseProducts(const std::string& text, const std::string& path);
 
-// The file `categories`, which a store may lack: what there is to say of a category beside
-// its name.
+// The optional file `categories`: the properties of a category in addition to its name.
 
 struct Category {
     long serial = 0;
@@ -52,11 +51,11 @@ using Categories = std::map<std::string, Category>; // by name
 
 Categories ParseCategories(const std::string& text, const std::string& path);
 
-// The categories that products are in. One that `listed` lacks gets the smallest
-// free number, in the order of the names.
+// The categories that have products. Those that are not in `listed` get the smallest
+// free numbers, in the order of the names.
 Categories CategoriesOf(const Products& products, const Categories& listed);
 
-// The file `aisles`, which a store may lack: each with the categories in it.
+// The optional file `aisles`: each aisle with its categories.
 
 struct Aisle {
     std::string name;
@@ -68,8 +67,8 @@ using Aisles = std::vector<Aisle>;
 
 Aisles ParseAisles(const std::string& text, const std::string& path);
 
-// The file `profile`, which a store may lack: the applications that belong to the account
-// of whoever asks. This server knows of one account.
+// The optional file `profile`: the applications of the client's account. This server has
+// only one account.
 
 struct Application {
     long serial = 0;
@@ -85,7 +84,7 @@ Profile ParseProfile(const std::string& text, const std::string& path);
 // sources, one stanza for each.
 
 struct SourceEntry {
-    std::string entry; // an apt line; "@SERVER@" in it stands for the server's address
+    std::string entry; // an apt line; "@SERVER@" is replaced by the server's address
     std::string timestamp;
 };
 
@@ -97,8 +96,8 @@ struct SourcesList {
 
 std::vector<SourcesList> ParseSources(const std::string& text, const std::string& path);
 
-// The file `updates`, which a store may lack: the packages of the operating system that
-// clients are to bring up to date.
+// The optional file `updates`: the packages of the operating system that clients are to
+// update.
 
 // The names of the packages, in the file's order.
 using Updates = std::vector<std::string>;

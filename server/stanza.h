@@ -4,7 +4,7 @@
 // Files of stanzas: `Key: value` lines, blank lines between the stanzas.
 //
 // A line that begins with a blank or a tab continues the value of the line
-// before it; a line whose first character is '#' is a comment. Keys hold
+// before it; a line whose first character is '#' is a comment. Keys consist of
 // letters, digits and '-', and are compared exactly. A Debian package index is
 // such a file.
 
@@ -23,22 +23,22 @@ struct Field {
 
 struct Stanza {
     std::vector<Field> fields;
-    std::string text; // as it stands in the file, with its last line end
+    std::string text; // as in the file, with its last line end
     int line = 0;
 
-    // The first field of that key; null when there is none.
+    // The first field with that key; null when there is none.
     const Field* find(const std::string& key) const;
 };
 
-// Takes such a text apart, a stanza at a time: the files of a whole distribution
-// are large. `text` must stay as long as the reader.
+// Parses such a text a stanza at a time: the files of a whole distribution are large.
+// `text` must outlive the reader.
 class StanzaReader
 {
 public:
     StanzaReader(std::string_view text, const std::string& path) : m_text(text), m_path(path) { }
 
     // False at the end. Throws StoreError, naming the path and the line, for a
-    // stanza that is none; the next call goes on behind it.
+    // malformed stanza; the next call continues after it.
     bool next(Stanza& stanza);
 
 private:
@@ -57,20 +57,20 @@ std::vector<Stanza> ParseStanzas(const std::string& text, const std::string& pat
 // Throws StoreError with the text "PATH:LINE: MESSAGE".
 [[noreturn]] void FailAt(const std::string& path, int line, const std::string& message);
 
-// Fails for a key that is none of `keys`, and for one that comes twice, unless it
-// stands there with a '*' behind it. `what` names the thing: "an aisle".
+// Fails for a key that is not in `keys`, and for a repeated key, unless `keys` has it with
+// a trailing '*'. `what` names the thing: "an aisle".
 void CheckKeys(const Stanza& stanza, const char* what, std::initializer_list<const char*> keys,
                const std::string& path);
 
 // The value of a field; empty when there is none.
 std::string Optional(const Stanza& stanza, const std::string& key);
 
-// The serial number that a field is to hold, and that of the field `Serial`.
+// Parse the serial number in a field, or in the field `Serial`.
 long SerialOf(const Field& field, const std::string& path);
 long RequiredSerial(const Stanza& stanza, const std::string& path);
 
-// The value of a field that must be there and not be empty.
+// The value of a required field, which must not be empty.
 const std::string& Required(const Stanza& stanza, const char* key, const std::string& path);
 
-// A value, of several lines maybe, as it is written behind its key.
+// A value, possibly of several lines, as it is written after its key.
 std::string Continued(std::string value);

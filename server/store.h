@@ -6,14 +6,14 @@
 //     products              the products
 //     sources               the sources lists
 //     updates               the updates of the system, if any
-//     categories, aisles, profile   how it presents its products, if there
-//     registrations         is written to, if it is there
+//     categories, aisles, profile   how it presents its products, if any
+//     registrations         is written to, if it exists
 //     pool/NAME/Packages    the index of the repository NAME
 //     pool/NAME/Location    where its archives are, if not here
 //     pool/NAME/...         its archives
 //
 // shelves.h reads the first six, pool.h the pool. All functions may be called from
-// several threads, and throw StoreError when what they need is missing or broken.
+// several threads, and throw StoreError when a file that they need is missing or invalid.
 
 #pragma once
 
@@ -28,7 +28,7 @@
 
 using Repositories = std::map<std::string, std::shared_ptr<const PackageIndex>>;
 
-// The names a repository's folder may have: they stand in URLs.
+// Whether a repository's folder may have this name, which becomes part of URLs.
 bool IsRepositoryName(const std::string& name);
 
 class Store
@@ -41,7 +41,7 @@ public:
 
     std::shared_ptr<const Products> products() { return m_products.get(); }
     std::shared_ptr<const std::vector<SourcesList>> sources() { return m_sources.get(); }
-    // Each of these is empty where the file is missing.
+    // Each of these is empty if the file is missing.
     std::shared_ptr<const Updates> updates() { return m_updates.getIfThere(); }
     std::shared_ptr<const Categories> categories() { return m_categories.getIfThere(); }
     std::shared_ptr<const Aisles> aisles() { return m_aisles.getIfThere(); }
@@ -54,9 +54,9 @@ public:
     // they are in this pool.
     std::string archivesOf(const std::string& repository);
 
-    // Appends a line to `registrations`, where there is such a file: whoever wants the
-    // lines makes it, empty. Each is of a machine that said which system builder it comes
-    // from,
+    // Appends a line to `registrations` if that file exists: the store's keeper makes it,
+    // empty, to record the calls. Each line is from a machine that reported its system
+    // builder,
     //
     //     2026-01-31T12:00:00Z 0000000042
     //

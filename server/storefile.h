@@ -16,33 +16,33 @@
 
 using Agent::Descriptor;
 
-// A store that cannot be served: a missing file, a line that means nothing.
-// The text names the file and, where there is one, the line.
+// A store that cannot be served: a missing file, an invalid line. The text names the
+// file and, if there is one, the line.
 class StoreError : public std::runtime_error
 {
     using runtime_error::runtime_error;
 };
 
-// Opens the regular file `path` below the folder `root` for reading and tells
-// about it. No handle, with errno set, when there is none, or when `path` is
-// absolute, has an empty or ".." component or leads through a symbolic link.
+// Opens the regular file `path` below the folder `root` for reading and gets its status.
+// No handle, with errno set, when there is no such file, or when `path` is absolute, has
+// an empty or ".." component or leads through a symbolic link.
 Descriptor OpenBelow(const std::string& root, const std::string& path, struct stat& info);
 
-// The text of such a file and the mark by which a later change is noticed.
+// The text of such a file, and the mark that shows a later change.
 struct StoreFile {
     std::string text;
     struct stat info;
 };
 bool SameFile(const struct stat& a, const struct stat& b);
 
-// What a file of the store may hold, in bytes.
+// The maximum size of a file of the store, in bytes.
 constexpr std::size_t kLargestStoreFile = 256 * 1024 * 1024;
 
 // Throws StoreError, naming the file, when it cannot be read or is over 256 MB.
 StoreFile ReadStoreFile(const std::string& root, const std::string& path);
 
-// One file of the store in parsed form. It is read when it is first asked for,
-// and again when it has changed (its time, size or inode). Thread-safe.
+// One file of the store in parsed form. It is read when first needed, and again when it
+// has changed (its time, size or inode). Thread-safe.
 template <class T> class CachedFile
 {
 public:
@@ -53,7 +53,7 @@ public:
     {
     }
 
-    // Throws StoreError as long as the file is missing or broken.
+    // Throws StoreError as long as the file is missing or invalid.
     std::shared_ptr<const T> get()
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
@@ -67,7 +67,7 @@ public:
         return m_value;
     }
 
-    // The same, but an empty value as long as there is no such file.
+    // The same, but returns an empty value as long as there is no such file.
     std::shared_ptr<const T> getIfThere()
     {
         struct stat info = {};

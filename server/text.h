@@ -8,28 +8,28 @@
 #include <string>
 #include <string_view>
 
-// What is wrong with `text` as a store's text (a byte that is no UTF-8, a
-// control character other than tab and line end), or null.
+// The fault of `text` as a store's text (invalid UTF-8, a control character other than
+// tab and line end), or null.
 const char* TextFault(std::string_view text);
 
 // Text for the elements and attributes that a client takes through its URL
-// decoding: a blank is written as '+', and whatever means something to that
-// decoding or to XML, and every byte that is no printable ASCII, as %XX.
-// Decoding gives `text` back, to the byte. `text` must be valid (TextFault).
+// decoding: a blank is written as '+'; every character that is special to that
+// decoding or to XML, and every byte that is not printable ASCII, is written as %XX.
+// Decoding gives back exactly `text`, which must be valid (TextFault).
 std::string EncodeText(const std::string& text);
 void AppendEncoded(std::string& result, const std::string& text);
 
-// Text for the elements and attributes that a client takes as they stand. A
-// control character, which XML cannot hold, becomes a question mark.
+// Text for the elements and attributes that a client does not decode. A control
+// character, which XML cannot contain, becomes a question mark.
 std::string EscapeXml(const std::string& text);
 
 // Decodes the %XX of a URL; '+' stays. False for a % without two digits.
 bool DecodePercent(const std::string& text, std::string& decoded);
 
 // `text` in single quotes, cut to a length that fits in a message, with a
-// question mark for each byte that is no printable ASCII.
+// question mark for each byte that is not printable ASCII.
 std::string Quoted(const std::string& text);
 
-// The number that `text` is, in decimal digits alone, from 1 to 2147483647; 0
+// The value of `text` if it is a number from 1 to 2147483647 in decimal digits only; 0
 // for any other text.
 long PositiveNumber(const std::string& text);

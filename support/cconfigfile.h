@@ -4,15 +4,15 @@
 /// @class CConfigFile
 /// A settings file of `key = value` lines.
 ///
-/// Keys may hold blanks ("keep agent xml"); blanks around key and value do not
-/// count, and a key is compared exactly. A line whose first character other
-/// than a blank is '#' is a comment. Where a key stands twice, the last line
-/// counts. Lines that are neither are kept and mean nothing.
+/// Keys may contain blanks ("keep agent xml"); blanks around key and value do not
+/// count, and keys are compared exactly. A line whose first character other
+/// than a blank is '#' is a comment. If a key occurs twice, the last line
+/// counts. Any other line is kept and ignored.
 ///
 /// The file is read when the object is made. A missing or unreadable file, a
-/// directory and a file that is no text (a NUL byte, or over 1 MiB) read as
+/// directory and a file that is not text (a NUL byte, or over 1 MiB) read as
 /// empty: every value is then its default. A change replaces the file in one
-/// step, so that a reader sees the old text or the new one whole; comments,
+/// step, so that a reader sees either the old text or the new one whole; comments,
 /// order and unknown lines stay as they were.
 
 #pragma once
@@ -28,21 +28,21 @@ public:
     CConfigFile(const std::string& path, bool bCreate);
 
     /// The value of `key` as a decimal number, surrounding blanks allowed; the
-    /// default when the key is missing or its value is no number that fits.
+    /// default when the key is missing or its value is not a number that fits.
     long GetLongValue(const std::string& key, long nDefault) const;
 
     /// The value of `key`; the default when the key is missing.
     std::string GetStringValue(const std::string& key, const std::string& sDefault) const;
 
-    /// Sets `key`, in its present place or at the end. With `bWrite` the file is
-    /// written at once, otherwise by Close(). False when the key or the value
-    /// cannot stand in the file (a line end or NUL in either, blanks at an end,
-    /// an empty key, a key with '=' or a leading '#'), or when writing failed;
-    /// the file is then as it was.
+    /// Sets `key`, on its present line or at the end. With `bWrite` the file is
+    /// written at once, otherwise by Close(). False when the file cannot represent
+    /// the key or the value (a line end or NUL in either, blanks at an end, an empty
+    /// key, a key with '=' or a leading '#'), or when writing failed; the file is then
+    /// unchanged.
     bool SetValue(const std::string& key, const std::string& value, bool bWrite);
 
-    /// Writes what SetValue left unwritten. False when that failed. Nothing is
-    /// written by the destructor.
+    /// Writes pending changes of SetValue. False when that failed. The destructor
+    /// does not write them.
     bool Close();
 
 private:
@@ -52,6 +52,6 @@ private:
 
     std::string m_path;
     std::vector<std::string> m_lines; // without their line ends
-    bool m_readable = true; // false: something is there that is no settings file
+    bool m_readable = true; // false: something exists that is not a settings file
     bool m_dirty = false;
 };

@@ -4,10 +4,10 @@
 /// @class COneInstanceMutex
 /// A named lock that one process of the machine can hold.
 ///
-/// The lock is a file lock on "/run/lock/NAME.lock" ("/tmp/NAME.lock" where
-/// that cannot be made; below PAKMART_SYSROOT where that is set). The kernel
-/// drops it with the process that holds it, however that ends; the file stays
-/// and means nothing.
+/// The lock is a file lock on "/run/lock/NAME.lock" ("/tmp/NAME.lock" if that
+/// cannot be made; below PAKMART_SYSROOT if that is set). The kernel releases it
+/// when its process ends, for whatever reason; the file stays, which does not
+/// matter.
 
 #pragma once
 
@@ -26,7 +26,7 @@ public:
     /// could not be tried (a bad name, or no folder for the lock file).
     int Create(const std::string& name);
 
-    /// Gives the lock back; the destructor does, too.
+    /// Releases the lock; so does the destructor.
     void Release();
 
 private:

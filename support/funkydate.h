@@ -8,7 +8,6 @@
 
 #include <string>
 
-/// The present local date and time as "YYYY-MM-DD HH:MM:SS" (19 characters),
-/// the form in which "DateOfLastUpdate" is kept. Empty when the clock cannot be
-/// read.
+/// The current local date and time as "YYYY-MM-DD HH:MM:SS" (19 characters), the
+/// format of "DateOfLastUpdate". Empty when the clock cannot be read.
 std::string funky_date_str();

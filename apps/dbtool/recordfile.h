@@ -32,10 +32,10 @@ public:
     int recordLength() const { return m_blocks.recordLength(); }
     std::int64_t fileSize() const { return m_blocks.fileSize(); }
     std::uint32_t count() const { return std::uint32_t(m_blocks.count()); }
-    // Bytes behind the last whole record.
+    // Bytes after the last whole record.
     int rest() const { return int(fileSize() % recordLength()); }
 
-    // The record until the next call, or null if it is not there.
+    // The record, valid until the next call, or null if there is none.
     const std::uint8_t* Read(std::uint32_t number) { return m_blocks.Read(number); }
 
     // False if there is none.

@@ -42,7 +42,7 @@ public:
 // "1 item", "2 items".
 std::string Count(std::int64_t number, const char* thing);
 
-// Of a list of faults so many are told, as the store's own checks do.
+// The most faults of one list that are reported, as in the checks of the record store.
 constexpr std::size_t mostFindings = 100;
 
 // Bytes as one word of printable ASCII: all else, and the backslash, as \xHH.

@@ -19,7 +19,7 @@ enum ExitStatus {
     ExitTrouble = 2 // wrong words, or a file that cannot be read or written
 };
 
-// Where the key of an index stands in the records of its data file.
+// The place of an index's key in the records of its data file.
 struct KeyField {
     int offset;
     int length;

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The library's boxes where nobody sees them: each is read out, and closed, so
-// that nothing waits for a click that cannot come.
+// Handles the library's boxes when nobody sees them: prints the text of each and closes
+// it, so that nothing waits for a click that cannot come.
 
 #pragma once
 
@@ -21,7 +21,7 @@ public:
     // to the folder `pictures`, if it is not empty.
     BoxWatcher(Console& display, bool shown, const QString& pictures);
 
-    // How many boxes told of an error.
+    // The number of boxes that reported an error.
     int errors() const { return m_errors; }
 
     bool eventFilter(QObject* watched, QEvent* event) override;

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// What was written behind "pakmart".
+// The parsed command line.
 
 #pragma once
 

@@ -25,7 +25,7 @@ struct InstallOptions {
 
 struct UpdateOptions {
     bool yes = false; // do not ask
-    bool json = false; // tell the result for programs; there is no asking then
+    bool json = false; // print the result for programs; no questions are asked then
 };
 
 int InstallCommand(Console& display, const BoxWatcher& boxes, const QStringList& arguments,

@@ -1,9 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Ctrl-C and SIGTERM: what is under way is asked to end, and the requests that wait
-// for the server are aborted. Their end is the end of what the library waits for, so
-// that it cleans up behind itself.
+// Ctrl-C and SIGTERM: the work under way is asked to end, and requests that wait for the
+// server are aborted. This ends the waits of the library, so that it cleans up.
 
 #pragma once
 

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The products of the catalog on this machine, as a person and a script read them.
+// Prints the products of the local catalog, for people and for scripts.
 
 #pragma once
 
@@ -12,13 +12,13 @@
 class CatalogScan;
 class Console;
 
-// What a line of a list tells of a product.
+// The fields of a product that a line of a list shows.
 struct Product {
     int serial = 0;
     QString name, package, version, category, summary; // each on one line
 };
 
-// The product on which a scan stands. The summary is the first line of its description.
+// The current product of a scan. The summary is the first line of its description.
 Product ProductOf(CatalogScan& scan);
 
 // A line for each product, or all of them as one line of JSON.
@@ -26,5 +26,5 @@ void SayProducts(Console& display, const QList<Product>& products, bool json);
 
 QJsonObject ProductAsJson(const Product& product);
 
-// Whether there is a catalog to read; where there is none, tells how to get one.
+// Whether there is a catalog to read; if not, prints how to get one.
 bool HasCatalog(Console& display, const CatalogScan& scan);

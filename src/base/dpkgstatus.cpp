@@ -126,7 +126,7 @@ PackageState DpkgStatus::Of(const std::string& name) const
         || architecture == "any")
         wanted.resize(colon);
     auto found = m_packages.find(wanted);
-    // Only a foreign one is here. Names sort ahead of their ":ARCHITECTURE".
+    // Only a foreign one is there. Names sort before their ":ARCHITECTURE".
     if (found == m_packages.end() && architecture.empty()) {
         found = m_packages.lower_bound(wanted + ':');
         if (found != m_packages.end() && BareName(found->first) != wanted)

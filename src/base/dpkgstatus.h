@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// What dpkg says of packages. The package tools' exit status says less: it is a
-// failure when a package that nobody asked for fails, and a success when nothing was
-// done for one that is half-installed.
+// The state of packages according to dpkg. The exit status of the package tools says
+// less: it is a failure when a package fails that was not requested, and a success when
+// nothing was done for one that is half-installed.
 
 #pragma once
 
@@ -64,14 +64,14 @@ private:
     std::map<std::string, PackageState> m_packages;
 };
 
-// The name alone of a package as it may be asked for: without ":ARCHITECTURE" and
-// "=VERSION", and without the '/' of a release.
+// The bare name in a request for a package: without ":ARCHITECTURE", "=VERSION" and
+// "/RELEASE".
 std::string BareName(const std::string& name);
 
 // The name under which DpkgStatus keeps a package of that architecture.
 std::string PackageKey(const std::string& name, const std::string& architecture);
 
-// As Debian calls the architecture that this is built for.
+// Debian's name of the architecture that this is built for.
 const char* NativeArchitecture();
 
 } // namespace Agent

@@ -20,7 +20,7 @@ std::size_t Utf8Length(std::string_view text, std::size_t at)
         if ((byte(at + i) & 0xC0) != 0x80)
             return 0;
     }
-    // Longer than needed, a surrogate, beyond the last character.
+    // Overlong, a surrogate, or beyond the last character.
     const unsigned second = byte(at + 1);
     const bool wrong = (lead == 0xE0 && second < 0xA0) || (lead == 0xED && second > 0x9F)
         || (lead == 0xF0 && second < 0x90) || (lead == 0xF4 && second > 0x8F);

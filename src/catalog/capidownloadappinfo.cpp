@@ -17,8 +17,8 @@ CAPIDownloadAppInfo::CAPIDownloadAppInfo(std::vector<long>& ids, bool bSilent)
 CAPIDownloadAppInfo::~CAPIDownloadAppInfo()
 {
     CTracer tracer("CAPIDownloadAppInfo::~CAPIDownloadAppInfo");
-    // The base destructor cannot ask this class any more whether it may remove
-    // the file: without a name it has none to remove.
+    // The base destructor can no longer ask this class whether it may remove the
+    // file: without a name it removes none.
     m_APIFile.close();
     m_APIFile.setFileName(QString());
 }

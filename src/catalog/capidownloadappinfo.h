@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
 /// @class CAPIDownloadAppInfo
-/// The request for the application information of products. Its reply file stays
-/// when it ends: whoever asked reads it (CAppInfo) and removes it.
+/// The request for the application information of products. Its reply file remains
+/// when it ends: the caller reads it (CAppInfo) and removes it.
 
 #pragma once
 
@@ -31,7 +31,7 @@ public slots:
     void onSuccessfulTransfer(QDomElement* pElement) override;
 
 protected:
-    /// UnknownProduct: a server that answers knows no other reason.
+    /// UnknownProduct: a server that answers has no other reason to refuse.
     AgentError::Code RefusalCode() const override;
 
 signals:

@@ -2,9 +2,9 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
 /// @class CAPIGetAisles
-/// The request for the store's aisles, which keeps them in the file ".aisles" of
-/// the agent's data folder for the host to read (CXMLNode::ReadNode). What is in
-/// them is not looked at. Does not wait.
+/// The request for the store's aisles, which saves them to the file ".aisles" of
+/// the agent's data folder for the host to read (CXMLNode::ReadNode). Their content
+/// is not interpreted. Does not wait.
 
 #pragma once
 
@@ -19,7 +19,7 @@ public:
     explicit CAPIGetAisles(bool bSilent);
 
 public slots:
-    /// Saves the first element of the reply. The file stays as it is when there
-    /// is none, or when it cannot be written; nothing is told of that.
+    /// Saves the first element of the reply. If there is none, or it cannot be
+    /// written, the file stays as it is; this is not reported.
     void onSuccessfulTransfer(QDomElement* pElement) override;
 };

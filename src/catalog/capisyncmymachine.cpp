@@ -32,7 +32,7 @@ void CAPISyncMyMachine::onSuccessfulTransfer(QDomElement* pElement)
 {
     CTracer tracer("CAPISyncMyMachine::onSuccessfulTransfer");
     CXMLNode profile(nullptr);
-    // Taking applications out costs the square of their number.
+    // The cost of removing applications is quadratic.
     if (!ReadFirstElement(*pElement, profile)
         || profile.ChildArray(kApplication).size() > std::size_t(maxApplications))
         return;

@@ -3,12 +3,12 @@
 
 /// @class CAPISyncMyMachine
 /// The request for the profile of this machine: the applications that the server
-/// keeps for its account. Those that are installed here stay in it, by dpkg's
-/// status file, and the rest goes into the file ".profile" of the agent's data
-/// folder for the host to read (CXMLNode::ReadNode). Does not wait.
+/// keeps for its account. Applications that are not installed here, according to
+/// dpkg's status file, are dropped, and the profile is saved to the file ".profile"
+/// of the agent's data folder for the host to read (CXMLNode::ReadNode). Does not wait.
 ///
 /// A profile is one element; each of its children named "application" has a
-/// "name" and a "packagename" element. Whatever else it holds is kept.
+/// "name" and a "packagename" element. Any other content is kept.
 
 #pragma once
 
@@ -21,7 +21,7 @@ class VANTRELAGENT_EXPORT CAPISyncMyMachine : public CAPI
     Q_OBJECT
 
 public:
-    /// More applications than that are no profile: the file stays as it is.
+    /// A profile with more applications is rejected: the file stays as it is.
     static constexpr int maxApplications = 80000;
 
     /// Silent or not.
@@ -33,7 +33,7 @@ public:
     virtual void KeepInstalledPackages(CXMLNode& profile);
 
 public slots:
-    /// Saves the first element of the reply, pruned. The file stays as it is when
-    /// there is none, or when it cannot be written; nothing is told of that.
+    /// Saves the first element of the reply, pruned. If there is none, or it cannot
+    /// be written, the file stays as it is; this is not reported.
     void onSuccessfulTransfer(QDomElement* pElement) override;
 };

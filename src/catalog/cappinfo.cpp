@@ -49,13 +49,13 @@ QByteArray IconOrDefault(const QString& icon)
     return icon.isEmpty() ? QByteArrayLiteral("kcmkwm") : icon.toUtf8();
 }
 
-// Seconds since 1970, as many as the list can hold.
+// Seconds since 1970, limited to what the list can hold.
 std::int32_t Now()
 {
     return std::int32_t(std::min<std::time_t>(std::time(nullptr), INT32_MAX));
 }
 
-// As the item of its product in the open list, a new one where there is none.
+// Stores it as the item of its product in the open list, or as a new one.
 bool Record(CRUFile& list, std::int32_t number, const CAppInfoObject& program)
 {
     if (!list.FindServerSerialNumber(number))
@@ -145,7 +145,7 @@ void CAppInfo::ProcessRecordsInPackage(QDomElement& binary)
         else if (tag == QLatin1String("menu"))
             program.setMenuPath(text);
     }
-    // A serial number that comes behind the program does not reach it.
+    // A program gets only a serial number that precedes it.
     program.setServerSerialNumber(m_sServerSerialNumber);
     m_applications.push_back(program);
 }
@@ -167,7 +167,7 @@ try {
     const ListLock lock(CRUFile::RUDATAFILE);
     if (!lock || !list.OpenOrRepair())
         return false;
-    // A product whose recording failed half-way is in some indexes only.
+    // A product that was recorded only in part is missing from some indexes.
     const bool recorded = list.Repair() && Record(list, number, m_applications.front());
     if (!recorded)
         list.Repair();

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
 /// @file
-/// What an installed product brought: its programs, how to start them, their
+/// The contents of an installed product: its programs, how to start them, their
 /// icons and their place in the menu. Read from the reply of CAPIDownloadAppInfo.
 
 #pragma once
@@ -26,7 +26,7 @@ public:
     CAppInfoObject& operator=(const CAppInfoObject&) = default;
     /// @}
 
-    QString Name() const { return m_sName; } ///< as it is shown
+    QString Name() const { return m_sName; } ///< the name to show
     QString Path() const { return m_sPath; } ///< the command that starts it
     QString LargeIcon() const { return m_sLargeIcon; } ///< the path of its icon
     QString SmallIcon() const { return m_sSmallIcon; } ///< the path of its small icon
@@ -65,22 +65,22 @@ public:
     /// @}
 
     /// Appends a CAppInfo for each package of the reply file. False, with `out`
-    /// as it was, when the file cannot be read, is no successful reply or holds
-    /// no package.
+    /// unchanged, when the file cannot be read, is not a successful reply or has no
+    /// package.
     static bool BuildApplicationInformation(std::vector<CAppInfo>& out, const QString& file);
 
-    /// Reads all packages of the reply file into this object: programs add up,
-    /// the names of the last package win. The result is that of the other form.
+    /// Reads all packages of the reply file into this object: it gets all programs, and
+    /// the names of the last package. Returns the same as the other overload.
     bool BuildApplicationInformation(const QString& file);
 
-    /// The steps of it: the document element, a "package", a "binary".
+    /// The steps of reading: the document element, a "package", a "binary".
     /// @{
     void ProcessXML(QDomElement* root);
     void ProcessPackage(QDomElement& package);
     void ProcessRecordsInPackage(QDomElement& binary);
     /// @}
 
-    int Count() const { return int(m_applications.size()); } ///< of its programs
+    int Count() const { return int(m_applications.size()); } ///< the number of programs
     /// A program, 0 to Count() - 1: this is not checked. Owned by this object.
     CAppInfoObject& operator[](int index) { return m_applications[std::size_t(index)]; }
     QString FriendlyName() const { return m_sFriendlyName; } ///< the name to show
@@ -90,26 +90,26 @@ public:
     /// Whether the first program has a name and a path; false without programs.
     bool IsValid() const;
 
-    /// Record the first program in the recently-used list as used now, or take it
-    /// out. Where another product has its name in the list, the serial number is
-    /// put behind it. What a failure left in the list is put right first
-    /// (CRUFile::Repair). False when there is nothing to record, the list does not
-    /// open, or it could not be written: then the program may be in it or not, and
-    /// the next call puts it right. Taking out what is not there is true.
+    /// Record the first program in the recently-used list as used now, or remove it.
+    /// If another product in the list has the same name, the serial number is appended
+    /// to the name. Both first repair what an earlier failure left (CRUFile::Repair).
+    /// False when there is nothing to record, the list does not open, or it could not be
+    /// written: the program may then be in the list or not, and the next call repairs
+    /// that. Removing a program that is not in the list returns true.
     /// @{
     bool AddAppToDatabase();
     bool RemoveAppFromDatabase();
     /// @}
 
-    /// Tell the menu (CMenuEditor) of the programs. True when there is at least one.
+    /// Pass the programs to the menu (CMenuEditor). True when there is at least one.
     /// @{
     bool AddAppToMenu();
     bool RemoveAppFromMenu();
     /// @}
 
-    /// Appends the completion text to `message`, in which each program is named
-    /// with the ways to start it; `name` and `path` become those of the last
-    /// program, `icon` the first small icon unless it holds one already.
+    /// Appends the completion text to `message`, which names each program and the ways
+    /// to start it. Sets `name` and `path` to those of the last program, and `icon`,
+    /// if it is empty, to the first small icon.
     void GetAppInfo(QString& name, QString& message, QString& icon, QString& path) const;
 
 private:

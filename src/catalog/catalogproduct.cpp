@@ -76,8 +76,8 @@ void TakeElement(CatalogProduct& product, const QDomElement& element)
     }
 }
 
-// What follows a node in the order of the document, below `top`. A list of the
-// elements of a name would be made in one go, over all of a large category.
+// The next node in the order of the document, below `top`. Qt would make a list of the
+// elements with one name at once, for all of a large category.
 QDomNode NextBelow(const QDomNode& top, const QDomNode& node)
 {
     if (node.hasChildNodes())

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The walk over a catalog element as the server sends it, and what each of its
-// products says.
+// The walk over a catalog element as the server sends it, and the fields of its
+// products.
 //
 // The catalog's own children named "category" count, and of each category all
 // elements named "product" below it, at any depth, in the order of the document.
@@ -19,10 +19,10 @@ class QDomElement;
 namespace Agent
 {
 
-// Texts are UTF-8, URL-decoded, and as long as the server made them; what a
-// product does not say is empty or 0. Of two elements of a name the later counts.
-// A number is what its text begins with, not decoded; one that does not fit
-// becomes the nearest that does.
+// Texts are UTF-8, URL-decoded, and as long as the server made them; missing fields
+// are empty or 0. Of two elements with one name the later counts. A number is the
+// digits at the beginning of its text, not decoded; one that does not fit becomes the
+// nearest one that does.
 struct CatalogProduct {
     std::string category;
     std::string categoryURL;
@@ -37,8 +37,8 @@ struct CatalogProduct {
     std::string reviewScore;
     std::string categoryRanking;
     std::string subCategoryRanking;
-    // The download address takes the place of the ranking, or the other way
-    // round: whichever the product names last.
+    // The ranking or the download address, whichever the product gives last: both
+    // have the same field.
     std::string vantrelRanking;
     std::string applicationURL;
     std::string authorURL;

@@ -25,7 +25,7 @@ namespace Agent
 namespace
 {
 
-// A file that cannot be written is not replaced either; a link that leads nowhere is.
+// A file that cannot be written must not be replaced; a dangling link may be.
 bool MayReplace(const std::string& path)
 {
     struct stat status;
@@ -44,8 +44,7 @@ bool MayReplaceAll(const std::string& folder)
                        [&folder](const std::string& name) { return MayReplace(folder + name); });
 }
 
-// Fills a generation. While that lasts its files stay open, and what fails is
-// remembered.
+// Fills a generation. Its files stay open meanwhile, and failures are remembered.
 bool Fill(const NewGeneration& generation, const std::function<void(CCatalogFile&)>& fill)
 {
     HeldFiles files(generation.Descriptor());
@@ -69,8 +68,8 @@ bool IsLarge(int file)
     return file >= 0 && fstat(file, &status) == 0 && status.st_size >= large;
 }
 
-// Writes a file out while events go on. An error is reported once only, so it counts
-// here; that a file cannot be opened shows when it is published.
+// Syncs a file while events are processed. The system reports an error only once, so it
+// counts here; a file that cannot be opened is noticed when it is published.
 bool WriteOut(int file)
 {
     bool written = true;
@@ -78,8 +77,8 @@ bool WriteOut(int file)
     return written;
 }
 
-// Writes out what takes long: publishing writes the rest, and looks whether all of it
-// went well. `large` is set where there is such a file.
+// Syncs the files that take long; publishing syncs the rest and checks that all succeeded.
+// `large` is set if there is such a file.
 bool WriteOut(const NewGeneration& generation, bool& large)
 {
     for (const std::string& name : CatalogFileNames()) {
@@ -98,7 +97,8 @@ bool WriteOut(const NewGeneration& generation, bool& large)
     return true;
 }
 
-// Publishing waits for the disk several times; for that of a large catalog, events go on.
+// Publishing waits for the disk several times; for a large catalog, events are processed
+// meanwhile.
 bool Publish(NewGeneration& generation, bool large)
 {
     if (!large)
@@ -167,7 +167,7 @@ void RecordProduct(const CatalogProduct& product, CCatalogFile& file)
     file.setAuthorURL(product.authorURL.c_str());
     for (const std::string& name : product.dependencies)
         file.AddDependency(name.c_str());
-    // A second product of a package is refused by an index and stays half there.
+    // An index refuses the second product of a package, which is then stored in part.
     if (!file.SaveRecord())
         qCInfo(logDb, "product %d is not whole: an index refuses it, or it cannot be written",
                int(product.serverSerialNumber));

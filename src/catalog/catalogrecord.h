@@ -14,20 +14,19 @@ namespace Agent
 
 struct CatalogProduct;
 
-// Makes the database afresh, with no product, lets `fill` record them, and closes
-// it. The new one takes the place of the old one in one step when it is whole and
-// on the disk (see generations.h). False when it cannot be created, without calling
-// `fill`, or when something could not be written: the old one stays then, and the
-// reason is logged.
+// Makes a new, empty database, lets `fill` record the products, and closes it. The new
+// one replaces the old one in one step when it is complete and on the disk (see
+// generations.h). False when it cannot be created (`fill` is not called then) or
+// something could not be written: the old one stays, and the reason is logged.
 //
-// One update at a time: another process's is waited for as long as `wait`, which is
-// called again and again meanwhile, returns true. One within another one of this
-// process is refused.
+// One update at a time: it waits for another process's update as long as `wait`, which
+// is called repeatedly, returns true. An update inside another one of this process is
+// refused.
 bool RebuildCatalogDatabase(const std::function<void(CCatalogFile& file)>& fill,
                             const std::function<bool()>& wait);
 
 // Adds a product as one new record, not installed. Texts are cut to their fields;
-// what the database refuses of it stays out.
+// parts that the database refuses are left out.
 void RecordProduct(const CatalogProduct& product, CCatalogFile& file);
 
 } // namespace Agent

@@ -12,11 +12,11 @@
 ///
 /// A category is a node named "category", with its number in the attribute
 /// "serialnumber". A product is a node named "product", with its number in its
-/// first child "serialnumber"; it stands directly in a category, or in the root.
-/// Categories may stand in categories. A missing number, or one without digits,
-/// is 0; one that does not fit in 32 bits is the nearest that does.
+/// first child "serialnumber"; it is a direct child of a category, or of the root.
+/// Categories may contain categories. A missing number, or one without digits,
+/// is 0; one that does not fit in 32 bits becomes the nearest one that does.
 ///
-/// Only reads, and only when told to. All pointers belong to the manager.
+/// The manager only reads, and only when called. It owns all nodes it returns.
 
 #pragma once
 
@@ -37,23 +37,23 @@ public:
     CCatalogMgr& operator=(const CCatalogMgr&) = delete;
 
     /// Loads the file. False, with nothing loaded, when ReadSavedTree cannot read it.
-    /// A second call adds the file's nodes to those that are here, and the
-    /// numbers then lead to the newer ones: make a new manager instead.
+    /// A second call adds the file's nodes to the present ones, and the numbers then
+    /// lead to the newer ones: make a new manager instead.
     bool ReadCatalog();
 
-    /// Takes the categories below `node`, at any depth, and the products of each
-    /// and of `node` itself into the indexes; of two with one number, the later.
+    /// Adds the categories below `node`, at any depth, and the products of each
+    /// and of `node` itself to the maps; of two with one number, the later counts.
     /// Always true.
     bool BuildCatalogNode(CXMLNode* node);
 
-    /// The category or product of that number, or null. Asking for one that is
-    /// not there leaves a null entry in the index.
+    /// The category or product with that number, or null. Asking for a missing one
+    /// leaves a null entry in the map.
     /// @{
     CXMLNode* Category(long serial);
     CXMLNode* Application(long serial);
     /// @}
 
-    /// All of them by their numbers; null for one that was only asked for.
+    /// All of them by number; null for a missing one that was asked for.
     /// @{
     const Index& Categories() const { return m_categories; }
     const Index& Applications() const { return m_applications; }

@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
 /// @class CMenuEditor
-/// The desktop menu. Packages bring their own menu entries, so nothing is written
-/// here; all this does is have the panel read them again.
+/// The desktop menu. Packages install their own menu entries, so this class writes
+/// nothing; it only makes the panel read them again.
 
 #pragma once
 
@@ -26,6 +26,6 @@ public:
     virtual void copyItem(const QString& from, const QString& to, bool replace);
     /// @}
 
-    /// Has the panel restarted; does not wait for it, nor look what came of it.
+    /// Restarts the panel, without waiting and without checking the result.
     void restartMenu();
 };

@@ -273,9 +273,9 @@ void CXMLNode::SortChildrenByAttribute(std::vector<CXMLNode*>& nodes, const std:
     CXMLNodeCompare::m_sSortAttribute = attribute;
     CXMLNodeCompare::m_bReverseOrder = reverse;
     CXMLNodeCompare::m_bIgnoreCase = ignoreCase;
-    // Before another node goes the one that the predicate puts there, unless it
-    // says the same the other way round: that is a strict order even when the
-    // predicate, negated, is none, and a sort needs one to stay in its range.
+    // A node sorts before another one if the predicate says so, and does not say the same
+    // with both exchanged. This is a strict order even if the negated predicate is not, and
+    // without a strict order a sort may run out of its range.
     const CXMLNodeCompare before;
     std::stable_sort(nodes.begin(), nodes.end(), [&before](const CXMLNode* a, const CXMLNode* b) {
         return before(a, b) && !before(b, a);

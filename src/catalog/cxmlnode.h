@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
 /// @class CXMLNode
-/// The library's own tree of XML elements: what is kept of a server's reply, is
-/// searched, sorted and pruned, and goes to a file.
+/// The library's own tree of XML elements: the saved part of a server's reply, which
+/// can be searched, sorted, pruned, and written to a file.
 ///
 ///     CXMLNode root(nullptr);
 ///     QDomNode reply = document.documentElement();
@@ -13,19 +13,19 @@
 ///     root.SaveNode(file, 0);
 ///
 /// Names and values are URL-decoded when read and values URL-encoded when
-/// written; no other escaping exists, so the written form is not XML of every
-/// other program. Strings are UTF-8.
+/// written. There is no other escaping, so other programs may not be able to read the
+/// written form as XML. Strings are UTF-8.
 ///
 /// Children are grouped by their name: groups in ascending byte order of the
 /// name, children of one group in the order in which they came.
 ///
-/// Ownership: a node deletes its children, so a child is made with `new`, and
-/// pointers to it end with it. Copying a node does not copy its children: both
-/// nodes then hold the same ones, and the caller sees to it that only one of
-/// the two deletes them, by calling ShareNothing on the other.
+/// Ownership: a node deletes its children, so make a child with `new`, and do not use
+/// pointers to it after its parent is gone. Copying a node does not copy its children:
+/// both nodes then hold the same ones, and the caller must call ShareNothing on one of
+/// them so that only the other deletes them.
 ///
 /// Reading, writing and deleting descend into children by recursion through the
-/// virtual functions. What reads replies bounds their depth (512) first.
+/// virtual functions. Code that reads replies limits their depth (512) first.
 
 #pragma once
 
@@ -40,7 +40,7 @@
 class VANTRELAGENT_EXPORT CXMLNode
 {
 public:
-    /// An empty node; `parent` may be null, and is not told of its child.
+    /// An empty node; `parent` may be null, and does not get the node as a child.
     explicit CXMLNode(CXMLNode* parent);
     /// As operator=; the copy has no parent.
     CXMLNode(CXMLNode& other);
@@ -50,25 +50,25 @@ public:
     CXMLNode& operator=(CXMLNode& other);
     virtual ~CXMLNode();
 
-    /// Writes the node and all below it, each element on a line of its own that
-    /// begins with `level` blanks, children one deeper; a level of -1 writes no
-    /// blanks at all. The stream is flushed after each element.
+    /// Writes the node and everything below it, each element on its own line, which
+    /// begins with `level` blanks, one more for each level below; a level of -1 writes
+    /// no blanks at all. The stream is flushed after each element.
     virtual void SaveNode(std::ostream& out, int level);
     /// What SaveNode writes before the children: the start tag, and the value.
     void SaveStart(std::ostream& out, int level) const;
     /// What it writes after them: the end tag.
     void SaveEnd(std::ostream& out, int level) const;
 
-    /// Takes name, attributes, text and children of a DOM node, beside what is
-    /// here already. Of several stretches of text, the last one becomes the
-    /// value. Children of other kinds (comments, CDATA) become nodes, too, under
-    /// their DOM names. Reading stops behind a child whose ReadNode returns
-    /// false, and the result is then false; this class itself never fails.
+    /// Takes name, attributes, text and children of a DOM node, in addition to the
+    /// present ones. Of several pieces of text, the last one becomes the value.
+    /// Children of other kinds (comments, CDATA) also become nodes, under their DOM
+    /// names. Reading stops after a child whose ReadNode returns false, and then
+    /// returns false; this class itself never fails.
     virtual bool ReadNode(QDomNode& node);
-    /// The attributes alone.
+    /// Reads the attributes only.
     virtual void BuildAttributes(QDomNode& node);
 
-    virtual void Parent(CXMLNode* parent); ///< sets the parent, which is not told
+    virtual void Parent(CXMLNode* parent); ///< sets the parent, which is not changed
     virtual void Name(const std::string& name); ///< sets the name
     virtual void Value(const std::string& value); ///< sets the text
 
@@ -79,15 +79,15 @@ public:
     virtual void AddAttribute(const std::string& name, const int& value);
     /// @}
 
-    /// Takes ownership of `child`, as the last of the group of its present name;
-    /// a later change of the name does not move it. Null is ignored.
+    /// Takes ownership of `child`, as the last of the group of its current name;
+    /// changing the name later does not move it. Null is ignored.
     virtual void AddChild(CXMLNode* child);
 
-    /// Removes an attribute; nothing happens without it.
+    /// Removes an attribute, if it exists.
     virtual void DeleteAttribute(const std::string& name);
 
-    /// Removes and deletes a child. Nothing happens when it is null, or not in
-    /// the group of its name here.
+    /// Removes and deletes a child. Does nothing when it is null, or not in the group
+    /// of its name in this node.
     virtual void DeleteChild(CXMLNode* child);
 
     /// Removes and deletes the first child of a group, or with `all` every one.
@@ -101,16 +101,16 @@ public:
     /// Deletes all children and empties the node; the parent stays.
     void CleanUp();
 
-    /// Forgets the children without deleting them: for the one of two nodes
-    /// with the same children that is not to delete them.
+    /// Forgets the children without deleting them: for one of two nodes that hold the
+    /// same children.
     void ShareNothing();
 
     std::string Name() const; ///< the name
     std::string Value() const; ///< the text; empty without one
     CXMLNode* Parent() const; ///< the parent, or null
 
-    /// The attribute's value, also when it is empty; the default where there is
-    /// no such attribute.
+    /// The attribute's value, even if it is empty; the default if there is no such
+    /// attribute.
     std::string Attribute(const std::string& name, const std::string& sDefault) const;
     /// Whether there is such an attribute.
     bool AttributeExists(const std::string& name) const;
@@ -118,15 +118,15 @@ public:
     /// True also for a group that is present but empty.
     bool ChildExists(const std::string& name) const;
 
-    /// The children named `name`; borrowed. Asking makes the group, empty, where
-    /// it was missing: ChildExists and ChildCount see it from then on.
+    /// The children named `name`; borrowed. The call creates a missing group, empty:
+    /// ChildExists and ChildCount see it from then on.
     std::vector<CXMLNode*> ChildArray(const std::string& name);
 
     /// The value of the first child named `name`, or the default without one.
-    /// Makes the group as ChildArray does.
+    /// Creates a missing group as ChildArray does.
     std::string ChildValue(const std::string& name, const std::string& sDefault);
 
-    /// The number of groups, that is of different names among the children.
+    /// The number of groups, which is the number of different names of children.
     int ChildCount() const;
 
     /// Sorts `nodes` (not the group they came from) by the text of an attribute,
@@ -145,9 +145,9 @@ private:
     std::map<std::string, std::string> m_attributes;
 };
 
-/// The order of nodes by one attribute, compared byte by byte. In reverse order
-/// it is the plain negation, true for equal nodes as well, and so no order that
-/// std::sort could be given.
+/// The order of nodes by one attribute, compared byte by byte. The reverse order is the
+/// plain negation, so it is true for equal nodes as well, and must not be passed to
+/// std::sort.
 class VANTRELAGENT_EXPORT CXMLNodeCompare
 {
 public:

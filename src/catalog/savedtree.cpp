@@ -30,8 +30,8 @@ using namespace Agent;
 namespace
 {
 
-// A stream's way into a file. A tree flushes behind each of its elements, which
-// is no reason to write: the file is flushed once, at its end.
+// Writes a stream into a file. A tree flushes after each of its elements, which is
+// ignored: the file is flushed once, at its end.
 class DeviceBuffer : public std::streambuf
 {
 public:
@@ -52,9 +52,9 @@ private:
     QIODevice& m_device;
 };
 
-// The permissions of a saved file, of which the old one, where there is one, has
-// `before`. What is the account's is for its owner alone; the rest may be read by
-// all, as far as the process's mask lets a new file be.
+// The permissions of a saved file; `before` are those of the old one, if there is one.
+// A file that is private to the account is for its owner only; others may be read by
+// all, as far as the process's umask allows for a new file.
 void SetPermissions(int fd, bool secret, const struct stat* before)
 {
     struct stat info = {};
@@ -64,8 +64,8 @@ void SetPermissions(int fd, bool secret, const struct stat* before)
         fchmod(fd, info.st_mode & 0644);
 }
 
-// The file takes the place of an older one: its owner keeps it, where this process
-// may give a file away.
+// The file replaces an older one: it gets the same owner, if this process may change
+// owners.
 void KeepOwner(int fd, const struct stat& before)
 {
     if (fchown(fd, before.st_uid, before.st_gid) != 0)
@@ -102,8 +102,8 @@ int CountNodes(const QDomNode& node, int most)
     return count;
 }
 
-// The children as a tree has them: by their names, and those of one name as they come.
-// A map of them would take more memory than the document, where all names differ.
+// The children in the order of a tree: by name, and with equal names in document order.
+// If all names differ, a map of them would take more memory than the document.
 std::vector<QDomNode> SortedChildren(const QDomNode& node, Pacer& pacer)
 {
     const auto nameOf = [](const QDomNode& child) { return url_decode_utf8(child.nodeName()); };
@@ -128,9 +128,9 @@ std::vector<QDomNode> SortedChildren(const QDomNode& node, Pacer& pacer)
     return children;
 }
 
-// Writes what the tree of a node would, a piece at a time: the whole tree of a
-// catalog takes as much memory as its document. `levels` of it are taken apart, and
-// more where a piece is large; events are processed between the pieces.
+// Writes the same as the tree of a node would, a piece at a time: the whole tree of a
+// catalog takes as much memory as its document. `levels` levels are divided into pieces,
+// and more if a piece is large; events are processed between the pieces.
 void WriteTree(QDomNode node, int levels, std::ostream& out, Pacer& pacer)
 {
     pacer.Breathe();
@@ -148,8 +148,8 @@ void WriteTree(QDomNode node, int levels, std::ostream& out, Pacer& pacer)
     tree.SaveEnd(out, -1);
 }
 
-// Writes out what takes long while events go on; the rest is written when the file is
-// put into its place. An error is reported once only, so it counts here.
+// Syncs most of the file while events are processed; the rest is synced when the file
+// replaces the old one. The system reports an error only once, so it counts here.
 bool WriteOut(QSaveFile& file)
 {
     constexpr qint64 large = 1024 * 1024;
@@ -164,7 +164,7 @@ bool WriteOut(QSaveFile& file)
 
 enum class Meanwhile { Nothing, Events };
 
-// Replaces a file by what is written into the stream.
+// Replaces a file by the text that is written into the stream.
 bool SaveFile(const char* name, Meanwhile meanwhile,
               const std::function<void(std::ostream&)>& write)
 {

@@ -27,8 +27,8 @@ std::set<std::string>& Entered()
     return paths;
 }
 
-// To be opened by those who may write the data file: a lock that anybody can open
-// could be held by anybody.
+// Only users that may write the data file may open the lock file: anyone who can open it
+// could hold the lock.
 mode_t LockMode(const std::string& folder)
 {
     struct stat data;
@@ -42,8 +42,8 @@ mode_t LockMode(const std::string& folder)
 
 UpdateLock::UpdateLock(const std::string& path) : m_path(path) { }
 
-// What fails here for want of memory comes after a constructor that is done: the
-// destructor is called then.
+// If memory runs out here, the constructor that this one delegates to has finished, so
+// the destructor is called.
 UpdateLock::UpdateLock(const std::string& folder, const std::function<bool()>& wait)
     : UpdateLock(folder + ".VACatalog.lock")
 {
@@ -87,7 +87,7 @@ bool UpdateLock::Open()
     return false;
 }
 
-// Whether the file is still the one that others will lock.
+// Whether others will lock this same file.
 bool UpdateLock::IsStill() const
 {
     struct stat held, there;

@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
 // One update of a folder's catalog at a time: a lock on the file ".VACatalog.lock"
-// there, which the kernel drops with the process. Whoever may write the database
-// may take it, and nobody else.
+// there, which the kernel releases when the process ends. Only users that may write
+// the database may take it.
 
 #pragma once
 
@@ -16,15 +16,14 @@ namespace Agent
 class UpdateLock
 {
 public:
-    // Waits for other processes as long as `wait` returns true; it is called again
-    // and again meanwhile. An update of this process that has not ended is not
-    // waited for: it could not end.
+    // Waits for other processes as long as `wait`, which is called repeatedly, returns
+    // true. Does not wait for an unfinished update of this process: it could not end.
     UpdateLock(const std::string& folder, const std::function<bool()>& wait);
     ~UpdateLock();
     UpdateLock(const UpdateLock&) = delete;
     UpdateLock& operator=(const UpdateLock&) = delete;
 
-    // Whether it is held. If not, the reason was logged.
+    // Whether this object holds the lock. If not, the reason was logged.
     explicit operator bool() const { return m_held; }
 
 private:

@@ -21,8 +21,8 @@ namespace
 
 constexpr std::int64_t windowLength = 1 << 20;
 
-// A heap of notes, of which the part that was asked for last is in memory: an
-// update writes the notes in the order of the products.
+// A heap of notes that keeps the part read last in memory: an update writes the notes in
+// the order of the products.
 class NotesReader
 {
 public:
@@ -47,7 +47,7 @@ public:
     }
 
 private:
-    // `length` bytes of the heap, null where there are not so many.
+    // `length` bytes of the heap; null if there are fewer.
     const std::uint8_t* At(std::int64_t offset, std::int64_t length)
     {
         const bool isHere

@@ -9,10 +9,10 @@
 ///     while (scan.Next())
 ///         puts(scan.Name());
 ///
-/// The data files are read in large blocks, past the indexes, and nothing is
-/// written: whoever may read the files can do this, without InitIndex. A database
-/// that an update replaces meanwhile is read on as it was. What is damaged is
-/// passed over.
+/// The data files are read in large blocks, without the indexes, and nothing is
+/// written: read access is enough, and InitIndex is not needed. If an update replaces
+/// the database meanwhile, the scan continues on the old one. Damaged records are
+/// skipped.
 
 #pragma once
 
@@ -32,15 +32,15 @@ public:
     CatalogScan(const CatalogScan&) = delete;
     CatalogScan& operator=(const CatalogScan&) = delete;
 
-    /// Whether there is a catalog that can be read.
+    /// Whether there is a readable catalog.
     explicit operator bool() const;
 
-    /// Goes to the next product, at first to the first one; false behind the last.
+    /// Goes to the next product, the first call to the first one; false after the last.
     /// Without a product all fields are empty.
     bool Next();
 
-    /// What is stored of the product, as CCatalogFile describes it; texts are UTF-8
-    /// and good until Next. The record number is 0 before the first product.
+    /// The stored fields of the product, as CCatalogFile describes them; texts are UTF-8
+    /// and valid until Next. The record number is 0 before the first product.
     /// @{
     std::int32_t RecordNumber() const { return m_number; }
     const char* Category() const;
@@ -64,7 +64,7 @@ public:
     std::int32_t FileSize() const;
     /// @}
 
-    /// Empty without one, or where it cannot be read.
+    /// Empty if there is none, or it cannot be read.
     std::string Description();
     /// The names the product depends on, sorted, each once. The first call reads
     /// those of all products.

@@ -45,7 +45,7 @@ CatalogPaths StaticPaths()
                CDependency::DEPENDENCYIDXNAME2 } };
 }
 
-// The folder of these paths, if they are those of a folder.
+// The folder of these paths, if all are in one folder.
 std::string FolderOf(const CatalogPaths& paths)
 {
     const std::string& data = paths.products[0];
@@ -53,7 +53,7 @@ std::string FolderOf(const CatalogPaths& paths)
     return paths == CatalogPathsIn(folder) ? folder : std::string();
 }
 
-// As a product shows it.
+// The part of a category that a saved product keeps.
 std::string CutCategory(const char* category)
 {
     const char* const text = category ? category : "";
@@ -112,8 +112,8 @@ CatalogPaths CCatalogFile::Paths() const
     return m_sFolder.empty() ? StaticPaths() : CatalogPathsIn(m_sFolder);
 }
 
-// Where the current files are to be looked for; empty where the paths are taken as
-// they are.
+// The folder in which to look for the current files; empty if the paths are used
+// unchanged.
 std::string CCatalogFile::Folder() const
 {
     return m_pFiles ? std::string() : FolderOf(Paths());
@@ -161,7 +161,8 @@ try {
     return OutOfMemory();
 }
 
-// A database for others to see is made aside, and put in place when it is whole.
+// A database that others can see is made in a new generation, and published when it is
+// complete.
 bool CCatalogFile::Make(bool isFirst)
 {
     const std::string folder = Folder();
@@ -203,7 +204,7 @@ void CCatalogFile::Close()
     m_bOpen = false;
 }
 
-// Files that its user gave it a file system for are that one's care.
+// With a file system of its own, the caller is responsible for replaced files.
 bool CCatalogFile::IsReplaced() const
 {
     if (m_pFiles)
@@ -245,7 +246,7 @@ try {
     return OutOfMemory();
 }
 
-// What was replaced while it was changed has not kept the change.
+// Files that were replaced during a change do not contain the change.
 bool CCatalogFile::SaveRecord()
 try {
     if (!m_bOpen || IsReplaced())
@@ -269,9 +270,9 @@ bool CCatalogFile::Store()
     return stored && whole;
 }
 
-// A note is never changed in place. Without a description the old note goes, but
-// the record keeps its offset, where another product's text may come to be. False
-// where a text could not be stored; one that is too long is left out.
+// A note is never changed in place. Without a description the old note is deleted, but the
+// record keeps its offset, where another product's text may be stored later. False if a
+// text could not be stored; one that is too long is left out.
 bool CCatalogFile::SaveDescription()
 {
     const std::int32_t old = NoteOffset();
@@ -307,8 +308,7 @@ bool CCatalogFile::AppendProduct()
     return true;
 }
 
-// A key that an index refuses is left out. *whole becomes false where one could not be
-// written.
+// A key that an index refuses is left out. *whole becomes false if one could not be written.
 bool CCatalogFile::UpdateProduct(bool* whole)
 {
     if (!m_files->Write(m_nRecord, m_record.data()))
@@ -359,9 +359,8 @@ void CCatalogFile::setDependencies(const QByteArrayList& names)
     m_bDependenciesWait = false;
 }
 
-// Nothing but this object's saving changes the stored names, and it comes here
-// first: what is read now is what could have been read when the product was
-// loaded.
+// Only saving through this object changes the stored names, and it calls this function
+// first: so the names read now are the same as when the product was loaded.
 const QByteArrayList& CCatalogFile::Dependencies()
 {
     if (m_bDependenciesWait)
@@ -430,8 +429,8 @@ try {
     return OutOfMemory();
 }
 
-// The walk stands on the loaded product unless another one was loaded since, or
-// a change of the index made it lose its place.
+// The walk is at the loaded product unless another one was loaded since, or the index
+// lost its position by a change.
 bool CCatalogFile::StepFromLoaded(std::int32_t* record)
 {
     if (m_nWalked == m_nRecord && m_files->Index(0)->depth > 0)

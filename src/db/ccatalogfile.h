@@ -17,16 +17,15 @@
 ///
 /// The object is its own record: a product is loaded into it, read and set there,
 /// and saved. Texts are UTF-8; one that is longer than its field is cut before the
-/// character that does not fit. InitIndex comes first, and the object closes
-/// before UnInitIndex. One thread at a time; nobody else may write the files
-/// meanwhile.
+/// character that does not fit. Call InitIndex first, and close the object before
+/// UnInitIndex. One thread at a time; no other writer may use the files meanwhile.
 ///
 /// An update (CAPIUpdateCatalog, in this process or another one) and Create make new
-/// files and put them in place of the old ones in one step. An object that is open
-/// then goes on with the files that it opened, whole and unchanged, until it is
-/// opened again; SaveRecord refuses to change them. The files stay open between
-/// calls, ten descriptors for an object, unless half of those that the process may
-/// have are in use: what is opened beyond fails once it was replaced.
+/// files that replace the old ones in one step. An open object keeps using the files
+/// that it opened, whole and unchanged, until it is opened again; SaveRecord refuses to
+/// change them. The files stay open between calls, ten descriptors for an object, unless
+/// half of the descriptors that the process may have are in use: files opened beyond
+/// that fail once they are replaced.
 
 #pragma once
 
@@ -55,9 +54,10 @@ class VANTRELAGENT_EXPORT CCatalogFile
 {
 public:
     CCatalogFile();
-    /// The catalog of another folder, whose name ends with a slash. With a file system
-    /// of its own (null: that of the process) the files are used just as they are
-    /// there; it is an inside name of the record store and outlives the object.
+    /// The catalog of another folder, whose name ends with a slash. If a file system is
+    /// given (null: that of the process), exactly these files are opened in it, and later
+    /// replacements are not noticed; its type is internal to the record store, and it must
+    /// outlive the object.
     explicit CCatalogFile(const std::string& folder, Agent::StoreFiles* files = nullptr);
     ~CCatalogFile();
     CCatalogFile(const CCatalogFile&) = delete;
@@ -76,23 +76,23 @@ public:
     /// @}
     /// Sets the paths; the constructor does it.
     static void InitStaticMembers();
-    /// The folder of these files and those of CDependency; empty where they are not
-    /// in one folder by their own names.
+    /// The folder of these files and those of CDependency; empty if they are not in one
+    /// folder under their usual names.
     static std::string DescribedFolder();
 
-    /// Opens all files, or makes them when the data file is not there. The first
-    /// one that does not open ends it, false; those before it stay open until
-    /// Close, and nothing can be read or saved.
+    /// Opens all files, or makes them when the data file does not exist. False at the
+    /// first one that does not open; those before it stay open until Close, and nothing
+    /// can be read or saved.
     bool Open();
-    /// Makes new ones, in place of those that are there. False with these as they
-    /// were where that fails, or the folder cannot be written.
+    /// Makes new files, replacing existing ones. False, with the existing ones
+    /// unchanged, if that fails or the folder cannot be written.
     bool Create();
-    /// Writes what is not yet written and closes all files; the destructor does, too.
+    /// Writes all pending changes and closes all files; so does the destructor.
     void Close();
     /// Whether all files are open.
     bool IsOpen() const { return m_bOpen; }
-    /// Whether all that was saved since the files were opened could be written, and,
-    /// after Close, was. What an index refuses does not count.
+    /// Whether all changes since the files were opened could be written and, after
+    /// Close, were. Refusals by an index do not count.
     bool IsWhole() const { return m_bWhole; }
 
     /// Empties the object, for a new product.
@@ -100,36 +100,36 @@ public:
     /// Loads a product. On failure the object stays as it is.
     bool GetRecord(std::int32_t record);
     /// Stores the product with its description and the names in its dependency
-    /// list. The first thing that fails for a new one, such as a package name
-    /// that another product has, ends it, and what was stored stays. When the files
-    /// were replaced since they were opened nothing is stored: false, with a line in
-    /// the log (vantrel.agent.db). False, too, when a part of it could not be written,
-    /// such as the description; the other parts are stored all the same.
+    /// list. For a new product, the first failure, such as a package name that another
+    /// product has, ends the call, and the parts stored before stay. If the files were
+    /// replaced since they were opened, nothing is stored: false, with a line in the log
+    /// (vantrel.agent.db). Also false when a part could not be written, such as the
+    /// description; the other parts are stored nevertheless.
     ///
-    /// The list of a product that was loaded holds the names of later products
-    /// too (see CDependency::LoadDepends), which become its own by being saved:
-    /// setDependencies(OwnDependencies()) before saving keeps them out.
+    /// The list of a loaded product also holds the names of later products (see
+    /// CDependency::LoadDepends), and saving makes them its own. To avoid that, call
+    /// setDependencies(OwnDependencies()) before saving.
     bool SaveRecord();
 
-    /// The product with a serial number; a negative one asks for the product with
-    /// the lowest. A catalog that is not open is opened for the call, and what
-    /// stays of the product is its record and description. The text form takes
-    /// the number at the beginning of a text.
+    /// Find and load the product with a serial number; a negative one means the product
+    /// with the lowest. A catalog that is not open is opened for the call; only the
+    /// product's record and description remain loaded then. The text form takes the
+    /// number at the beginning of a text.
     /// @{
     bool FindServerSerialNumber(std::int32_t serial);
     bool FindServerSerialNumber(const char* serial);
     /// @}
-    /// Walk the products of a category by name; null walks those of all
-    /// categories, in the order of these. Letter case does not count, nor what comes
-    /// after the first 60 bytes of a name. When there
-    /// is no further one the result is false, with another product loaded.
+    /// Walk the products of a category by name; null walks all categories, in their
+    /// order. Letter case and everything after the first 60 bytes of a category's name
+    /// do not count. Without a further product the result is false, and another
+    /// product is loaded.
     /// @{
     bool FindFirstForCategory(const char* category);
     bool FindNextForCategory(const char* category);
     /// @}
 
-    /// The serial number of the product, or another one, in 20 digits, in a buffer of
-    /// the object's.
+    /// The serial number of the product, or a given one, in 20 digits, in a buffer that
+    /// the object owns.
     /// @{
     const char* ServerSerialNumberStr();
     const char* ServerSerialNumberStr(std::int32_t serial);
@@ -138,8 +138,8 @@ public:
     std::int32_t RecordNumber() const { return m_nRecord; } ///< of the product; -1: new
     std::int32_t NoteOffset() const; ///< of the description; -1: never had one
 
-    /// Each stores what fits and returns the field. Behind each stands how many bytes
-    /// it keeps at most.
+    /// Each stores as much as fits and returns the field. The comments give the most
+    /// bytes that each keeps.
     const char* setCategory(const char* text); ///< keeps 75 bytes, and 60 once it is saved
     const char* setName(const char* text); ///< keeps 50 bytes
     const char* setPackageName(const char* text); ///< keeps 256 bytes, of which 50 must differ
@@ -161,42 +161,42 @@ public:
     void setDownloads(std::int32_t count); ///< how often it was downloaded
     void setFileSize(std::int32_t bytes); ///< of its download
 
-    const char* Category() const; ///< the category that it stands in
+    const char* Category() const; ///< the category that it is in
     const char* Name() const; ///< the name to show
     const char* PackageName() const; ///< the Debian package
     const char* Version() const; ///< the version, as the store shows it
-    const char* Vendor() const; ///< who makes it
-    const char* Copyright() const; ///< whose it is
+    const char* Vendor() const; ///< the maker
+    const char* Copyright() const; ///< the copyright holder
     const char* Price() const; ///< the price, as text
     const char* ReleaseDate() const; ///< when it came out, as text
     const char* ReviewScore() const; ///< the score of its reviews, as text
     const char* CategoryRanking() const; ///< its rank in the category, as text
     const char* SubCategoryRanking() const; ///< its rank in the subcategory, as text
-    /// Its rank in the store, or its download address, whichever came last.
+    /// Its rank in the store or its download address, whichever was set last.
     const char* VantrelRanking() const;
     const char* CategoryURL() const; ///< the page of its category
     const char* ApplicationURL() const; ///< the page of the product
-    const char* AuthorURL() const; ///< the page of who makes it
+    const char* AuthorURL() const; ///< the page of its author
     bool Installed() const; ///< whether it is marked as installed; an update marks none
     bool Hidden() const; ///< whether the store hides it
     std::int32_t ServerSerialNumber() const; ///< its number in the store
     std::int32_t Downloads() const; ///< how often it was downloaded
     std::int32_t FileSize() const; ///< the size of its download in bytes
 
-    /// Up to 499,992 bytes of UTF-8 are kept, of a longer one nothing. A product
-    /// whose description was cleared keeps the place of the text; what another
-    /// product puts there is shown for both, and goes with that one only.
+    /// Keeps up to 499,992 bytes of UTF-8, and nothing of a longer text. A product
+    /// whose description was cleared keeps the place of the text. If another product's
+    /// text is stored there, both show it, but it is deleted only with the other one.
     void setDescription(const QString& text) { m_sDescription = text; }
     QString Description() const { return m_sDescription; } ///< empty without one
 
-    /// The names the product depends on. Those of a loaded product are read when
-    /// they are first asked for.
+    /// The names the product depends on. Those of a loaded product are read when first
+    /// needed.
     /// @{
     void AddDependency(const char* name);
     void setDependencies(const QByteArrayList& names);
     const QByteArrayList& Dependencies();
     /// @}
-    /// Those that are stored for the loaded product alone.
+    /// The names stored for the loaded product only.
     QByteArrayList OwnDependencies();
 
     /// The keys of the product, in buffers of 111, 51, 51 and 21 bytes. The first
@@ -207,7 +207,7 @@ public:
     void MakeKey3(char* key) const;
     void MakeKey4(char* key) const;
     /// @}
-    /// All four, into what the object remembers as the keys it is stored under.
+    /// Makes all four keys and remembers them as those that the product is stored under.
     void MakeKeys();
 
 private:
@@ -248,5 +248,5 @@ private:
     bool m_bOpen = false;
     bool m_bWhole = true; // since the files were opened
     bool m_bDependenciesWait = false; // are still to be read
-    std::int32_t m_nWalked = -1; // the product on which the walk of categories stands
+    std::int32_t m_nWalked = -1; // the current product of the walk of categories
 };

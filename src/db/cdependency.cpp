@@ -28,18 +28,17 @@ namespace
 
 constexpr int length = Dependency::layout.recordLength;
 
-// Records of a data file, in whatever order they are wanted, read in blocks and
-// each block once.
+// Records of a data file, in any order, read in blocks, and each block only once.
 class RecordBlocks
 {
 public:
-    // `wanted` says how many records will be asked for.
+    // `wanted`: the number of records that will be read.
     RecordBlocks(DataFile* file, std::size_t wanted)
         : m_file(file), m_perBlock(wanted < manyRecords ? 8 : 1024)
     {
     }
 
-    // Null for one that is not there.
+    // Null for a missing one.
     std::uint8_t* Record(std::uint32_t number)
     {
         const std::uint32_t first = number / m_perBlock * m_perBlock;
@@ -100,7 +99,7 @@ void CDependency::InitStaticMembers()
     const auto path = [folder = CatalogFolder()](const char* name) { return folder + name; };
     DEPENDENCYIDXNAME1 = path(Dependency::layout.indexes[0].fileName);
     DEPENDENCYIDXNAME2 = path(Dependency::layout.indexes[1].fileName);
-    // Last: its being set says that all are.
+    // Set last: if it is set, all are.
     DEPENDENCYDFNAME = path(Dependency::layout.fileName);
 }
 
@@ -113,8 +112,8 @@ std::vector<std::string> CDependency::Paths() const
     return { DEPENDENCYDFNAME, DEPENDENCYIDXNAME1, DEPENDENCYIDXNAME2 };
 }
 
-// Where the current files are to be looked for; empty where the paths are taken as
-// they are.
+// The folder in which to look for the current files; empty if the paths are used
+// unchanged.
 std::string CDependency::Folder() const
 {
     const std::vector<std::string> paths = Paths();
@@ -166,7 +165,7 @@ bool CDependency::Close()
     return closed;
 }
 
-// Those that its user gave it a file system for are that one's care.
+// With a file system of its own, the caller is responsible for replaced files.
 bool CDependency::IsReplaced() const
 {
     if (m_pFiles || !m_files->Data())
@@ -229,7 +228,7 @@ void CDependency::MakeKeys()
     MakeKey2(m_key2.data());
 }
 
-// What was replaced while it was changed has not kept the change.
+// Files that were replaced during a change do not contain the change.
 bool CDependency::SaveRecord()
 try {
     return !IsReplaced() && Store() && !IsReplaced();
@@ -278,8 +277,7 @@ void CDependency::SaveDepends(std::int32_t parent, const QByteArrayList& names)
     StoreDepends(parent, names);
 }
 
-// False where something could not be written; a name that an index refuses does not
-// count.
+// False if something could not be written; a name that an index refuses does not count.
 bool CDependency::StoreDepends(std::int32_t parent, const QByteArrayList& names)
 try {
     if (IsReplaced())
@@ -320,14 +318,14 @@ void CDependency::LoadOwnDepends(std::int32_t parent, QByteArrayList& list)
     Load(parent, false, list);
 }
 
-// Only the first key must be the parent's: those behind it need any parent.
+// Only the first key must be the parent's; later keys may have any parent.
 void CDependency::Load(std::int32_t parent, bool toTheEnd, QByteArrayList& list)
 try {
     list.clear();
     char key[keyRoom];
     Dependency::FormatParent(parent, key);
     std::vector<std::int32_t> numbers;
-    // In a damaged index a walk may come by an item again.
+    // In a damaged index a walk may meet an item again.
     const std::size_t most = m_files->Data() ? FileLen(m_files->Data()) : 0;
     std::int32_t number;
     long at = parent;
@@ -369,8 +367,8 @@ try {
     return OutOfMemory();
 }
 
-// A key whose record is not what it says comes of damage: it goes alone, so that
-// no other product's record is taken for this one's.
+// If a key and its record disagree, the index is damaged: only the key is removed, so that
+// no other product's record is lost.
 bool CDependency::RemoveOne(std::int32_t number, const char* found)
 {
     std::array<std::uint8_t, length> record;

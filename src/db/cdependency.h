@@ -2,14 +2,14 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
 /// @class CDependency
-/// What the products of the catalog depend on: one record for each name that a
-/// product needs. The product is known by its record number in the catalog and
+/// The dependencies of the catalog's products: one record for each name that a
+/// product needs. The product is identified by its record number in the catalog and
 /// is called the parent.
 ///
 /// The object is its own record: fill it, then save it. Texts are UTF-8; one
 /// that is longer than its field is cut before the character that does not fit.
-/// InitIndex comes first, and the object closes before UnInitIndex. One thread
-/// at a time; nobody else may write the files meanwhile.
+/// Call InitIndex first, and close the object before UnInitIndex. One thread at a
+/// time; no other writer may use the files meanwhile.
 
 #pragma once
 
@@ -33,17 +33,18 @@ class VANTRELAGENT_EXPORT CDependency
 {
 public:
     CDependency();
-    /// The files of another folder, whose name ends with a slash. With a file system
-    /// of their own (null: that of the process) they are used just as they are there;
-    /// it is an inside name of the record store and outlives the object.
+    /// The files of another folder, whose name ends with a slash. If a file system is
+    /// given (null: that of the process), exactly these files are opened in it, and later
+    /// replacements are not noticed; its type is internal to the record store, and it must
+    /// outlive the object.
     explicit CDependency(const std::string& folder, Agent::StoreFiles* files = nullptr);
     ~CDependency();
     CDependency(const CDependency&) = delete;
     CDependency& operator=(const CDependency&) = delete;
 
     /// The files in the agent's data folder, set by the first object: paths for the
-    /// objects that have no folder of their own. Where they are links to the current
-    /// generation of the catalog (see CCatalogFile), that is opened.
+    /// objects that have no folder of their own. If they are links to the current
+    /// generation of the catalog (see CCatalogFile), that generation is opened.
     /// @{
     static std::string DEPENDENCYDFNAME; ///< the data file
     static std::string DEPENDENCYIDXNAME1; ///< by parent and name
@@ -52,15 +53,15 @@ public:
     /// Sets the paths; the constructor does it.
     static void InitStaticMembers();
 
-    /// Opens the files, or makes them when the data file is not there. The first
-    /// one that does not open ends it; those before it stay open until Close. The
-    /// object goes on with them, and can no longer change anything, when an update
-    /// puts others in their place.
+    /// Opens the files, or makes them when the data file does not exist. False at the
+    /// first one that does not open; those before it stay open until Close. When an
+    /// update replaces the files, the object keeps using the old ones, but can no longer
+    /// change anything.
     bool Open();
-    /// Makes new ones, in place of those that are there.
+    /// Makes new files, replacing existing ones.
     bool Create();
-    /// Writes what is not yet written and closes all files; the destructor does, too.
-    /// False when something could not be written: what was stored may not be found.
+    /// Writes all pending changes and closes all files; so does the destructor. False
+    /// when something could not be written: stored records may then not be found.
     bool Close();
 
     /// Empties the object, for a new record.
@@ -69,28 +70,28 @@ public:
     const char* setName(const char* name);
     /// Sets the parent, by its record number in the catalog.
     void setParent(std::int32_t parent);
-    const char* Name() const; ///< what the parent needs
+    const char* Name() const; ///< the name that the parent needs
     std::int32_t Parent() const; ///< the parent's record number in the catalog
     std::int32_t RecordNumber() const { return m_nRecord; } ///< of this record; -1: new
 
-    /// Stores the record. A new one is refused, false, when its parent has that
-    /// name already; its bytes then stay in the data file, in no index. False, too,
-    /// when the files were replaced since they were opened.
+    /// Stores the record. False for a new one whose parent already has that name; its
+    /// bytes then stay in the data file, without being in an index. Also false when the
+    /// files were replaced since they were opened.
     bool SaveRecord();
 
-    /// Stores a record for each name, as AddNew, setName, setParent and SaveRecord
-    /// do one by one, in fewer transfers.
+    /// Stores a record for each name, like AddNew, setName, setParent and SaveRecord,
+    /// but in fewer transfers.
     void SaveDepends(std::int32_t parent, const QByteArrayList& names);
 
-    /// All names of `parent`, in their order, and behind them those of every
-    /// parent after it; nothing when `parent` has none. Takes as long as there
-    /// are names to the end.
+    /// All names of `parent`, in their order, followed by those of every later
+    /// parent; nothing when `parent` has none. The time depends on the number of names
+    /// to the end.
     void LoadDepends(std::int32_t parent, QByteArrayList& list);
-    /// The names of `parent` alone.
+    /// The names of `parent` only.
     void LoadOwnDepends(std::int32_t parent, QByteArrayList& list);
 
-    /// Removes every record of a parent. The object is then a new record like the
-    /// last one of these.
+    /// Removes every record of a parent. The object is then a new record with the
+    /// content of the last one removed.
     void RemoveAllDependencies(std::int32_t parent);
 
     /// The keys of the record, in buffers of 59 bytes.
@@ -98,7 +99,7 @@ public:
     void MakeKey1(char* key) const;
     void MakeKey2(char* key) const;
     /// @}
-    /// Both, into what the object remembers as the keys it is stored under.
+    /// Makes both keys and remembers them as those that the record is stored under.
     void MakeKeys();
 
 private:

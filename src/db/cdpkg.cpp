@@ -48,8 +48,8 @@ std::int32_t StatusOf(const std::string& line)
     return Holds(line, "not-installed") || Holds(line, "deinstall") ? 1 : 0;
 }
 
-// How many of these words the line holds before one is missing: so "normal" is
-// 1, and whoever is "required" alone is 0 like the rest.
+// The number of these words, in order, that the line contains before one is missing: so
+// "normal" gives 1, and "required" alone gives 0 like the rest.
 std::int32_t PriorityOf(const std::string& line)
 {
     std::int32_t priority = 0;
@@ -148,8 +148,8 @@ bool CDpkgInfo::TakeRelation(const std::string& prefix, const std::string& value
     return true;
 }
 
-// Nobody asks for relations here (apt knows them), so the list gets nothing; the
-// piece behind the last comma is not even looked at.
+// Relations are not needed here (apt knows them), so the list stays empty; the piece
+// after the last comma is not even read.
 void CDpkgInfo::ParsePackageInfo(std::vector<OtherPackageInfo>&, const std::string& value)
 {
     std::string::size_type start = 0;
@@ -187,7 +187,7 @@ int CDpkg::ReadStatusFile()
         Append();
         m_current.clear();
     }
-    // What there was of a last stanza is not to run into the first of another reading.
+    // An unfinished last stanza must not run into the first one of another reading.
     m_current.clear();
     return count;
 }

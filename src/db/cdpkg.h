@@ -10,7 +10,7 @@
 ///     if (!info.GetName().empty() && info.GetStatus() == 0)
 ///         ... // bash is installed
 ///
-/// Texts are bytes as they stand in the file, UTF-8 there.
+/// Texts are the bytes of the file, which are UTF-8.
 
 #pragma once
 
@@ -26,10 +26,10 @@
 /// A configuration file of a package.
 struct Conffiles {
     std::string path; ///< absolute
-    std::string checksum; ///< and the words behind it, such as "obsolete"
+    std::string checksum; ///< and the words after it, such as "obsolete"
 };
 
-/// A package that another one names.
+/// A package that another one refers to.
 struct OtherPackageInfo {
     std::string name; ///< of the package
     std::string version; ///< and the comparison with it
@@ -37,11 +37,11 @@ struct OtherPackageInfo {
 
 /// One stanza of the status file.
 ///
-/// A line counts as a field by its first 7 characters, in any case, so that a
-/// longer name that begins like one is taken for it (Description-md5 for the
+/// A field is recognised by the first 7 characters of its line, in any letter case, so
+/// a longer name with the same beginning is taken for it (Description-md5 for the
 /// description); a later line replaces an earlier one. Values keep blanks at
-/// their ends. A line of more than 2,047 bytes is taken in pieces of that size,
-/// each as a line of its own; a line ends at a zero byte.
+/// their ends. A line of more than 2,047 bytes is read in pieces of that size,
+/// each treated as a line; a line ends at a zero byte.
 class VANTRELAGENT_EXPORT CDpkgInfo
 {
 public:
@@ -56,12 +56,11 @@ public:
     /// Empties every field.
     void clear();
 
-    /// Reads on to the empty line that ends a stanza, into the fields as they
-    /// are: they are cleared by the caller. False at the end of the file, also
-    /// when it comes in the middle of a stanza.
+    /// Reads up to the empty line that ends a stanza. The caller clears the fields
+    /// first. False at the end of the file, even in the middle of a stanza.
     bool LoadPackageFromFile(std::FILE* file);
 
-    /// Passes over a relation, whose packages are not kept: `list` stays as it is.
+    /// Skips a relation, whose packages are not kept: `list` stays as it is.
     void ParsePackageInfo(std::vector<OtherPackageInfo>& list, const std::string& value);
     /// Returns `piece`; name and version stay as they are.
     std::string ParseNameAndVersion(const std::string& piece, std::string& name,
@@ -71,14 +70,14 @@ public:
 
     std::string GetName() const { return m_sName; } ///< the package
     std::string GetVersion() const { return m_sVersion; } ///< its version, as dpkg writes it
-    /// 1: not installed or marked for removal; 0: all else, also without a status
-    /// line. So an empty record has 0: see whether it has a name first.
+    /// 1: not installed or marked for removal; 0: anything else, even without a status
+    /// line. So an empty record has 0: check first whether it has a name.
     int GetStatus() const { return m_nStatus; }
 
-    /// 1 for the priority "normal", and 0 for each other single word: a number
-    /// above is for a line that holds several of them.
+    /// 1 for the priority "normal", and 0 for any other single word; more than 1 for a
+    /// line with several words.
     std::int32_t m_nPriority = 0;
-    std::int32_t m_nStatus = 0; ///< as GetStatus tells it
+    std::int32_t m_nStatus = 0; ///< the result of GetStatus
     bool m_bEssential = false; ///< the system does not work without it
     std::vector<Conffiles> m_conffiles; ///< its configuration files
     /// The relations always stay empty.
@@ -92,12 +91,12 @@ public:
     std::vector<OtherPackageInfo> m_suggests;
     /// @}
     std::string m_sLongDescription; ///< lines without their blanks, line ends between them
-    std::string m_sMaintainer; ///< name and address of who looks after it
+    std::string m_sMaintainer; ///< name and address of the maintainer
     std::string m_sName; ///< the package
-    std::string m_sProvides; ///< the relation as it stands, not taken apart
+    std::string m_sProvides; ///< the relation, not parsed
     std::string m_sSection; ///< of the archive
     std::string m_sDescription; ///< the one line
-    std::string m_sSource; ///< the source package, where its name is another
+    std::string m_sSource; ///< the source package, if its name differs
     std::string m_sVersion; ///< as dpkg writes it
     std::int32_t m_nInstalledSize = 0; ///< in kilobytes
 
@@ -124,13 +123,13 @@ public:
     CDpkg& operator=(const CDpkg&) = default;
     /// @}
 
-    /// Appends a record for each stanza of /var/lib/dpkg/status to what is here,
-    /// and returns their number; 0 when the file cannot be read. A last stanza
-    /// without an empty line behind it is lost.
+    /// Appends a record for each stanza of /var/lib/dpkg/status, and returns their
+    /// number; 0 when the file cannot be read. A last stanza without an empty line
+    /// after it is lost.
     int ReadStatusFile();
 
-    /// The first record of that name, compared exactly; an empty record without
-    /// one. Takes the same time however many there are.
+    /// The first record with that name, compared exactly; an empty record if there is
+    /// none. The time does not depend on the number of records.
     CDpkgInfo GetPackageInfo(const std::string& name) const;
 
     /// All records, in the order of the file.

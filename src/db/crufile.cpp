@@ -42,7 +42,7 @@ bool IsBelow(const char* key, const std::string& other)
     return tacompkeys(key, other.c_str(), 0, 0, 0) < 0;
 }
 
-// A data file that ends before its first record: a crash may leave such a one.
+// Whether the data file ends before its first record, as a crash may leave it.
 bool HasNoItem(const std::string& dataFile)
 {
     struct stat status;
@@ -69,7 +69,7 @@ void CRUFile::InitStaticMembers()
     RUDATAIDX1 = folder + Recent::layout.indexes[byTime].fileName;
     RUDATAIDX2 = folder + Recent::layout.indexes[byDescription].fileName;
     RUDATAIDX3 = folder + Recent::layout.indexes[bySerial].fileName;
-    // Last: its being set says that all are.
+    // Set last: if it is set, all are.
     RUDATAFILE = folder + Recent::layout.fileName;
 }
 
@@ -81,7 +81,7 @@ bool CRUFile::IsOpen() const
 bool CRUFile::Open()
 try {
     if (!DoesFileExist(0, RUDATAFILE.c_str())) {
-        // Another process may be about to make it, too.
+        // Another process may be making it at the same time.
         const ListLock lock(RUDATAFILE);
         if (!DoesFileExist(0, RUDATAFILE.c_str()))
             return Create();
@@ -115,8 +115,8 @@ try {
     return OutOfMemory();
 }
 
-// Under other names first, and the data file last: its being there says that all
-// are.
+// The files are made under other names, and the data file is renamed last: if it exists,
+// all exist.
 bool CRUFile::MakeFiles()
 {
     const std::vector<std::string> names = FileNames();
@@ -168,8 +168,8 @@ bool CRUFile::Append()
     return true;
 }
 
-// Another object may have changed the item since it was loaded, and its keys with
-// it, or have removed it, and its number may be another product's by now.
+// Another object may have changed or removed the item since it was loaded: its keys may
+// differ, or its number may belong to another product by now.
 bool CRUFile::IsStillThere()
 {
     Record bytes;
@@ -259,7 +259,7 @@ bool CRUFile::Load(bool found)
 
 bool CRUFile::FindItem(const char* description)
 try {
-    // Cut as the setter would have cut it.
+    // Cut as the setter would cut it.
     const char* const text = description ? description : "";
     m_walked.assign(text, CutLength(text, Recent::description.width - 1));
     m_bWalking = m_files->Refresh(byDescription);
@@ -283,8 +283,8 @@ try {
     return OutOfMemory();
 }
 
-// Each key is below the one before, whatever a damaged index says: so the walk
-// comes to an end.
+// Each key must be lower than the previous one, even in a damaged index, so that the walk
+// ends.
 bool CRUFile::LoadBelow(std::string key)
 {
     char found[keyRoom];

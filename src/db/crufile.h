@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
 /// @class CRUFile
-/// The applications that the user used last, in the user's home: a record for
-/// each with what is needed to start it again.
+/// The user's recently used applications, stored in the home folder: a record for
+/// each, with all that is needed to start it again.
 ///
 ///     InitIndex();
 ///     CRUFile list;
@@ -14,13 +14,13 @@
 ///     UnInitIndex();
 ///
 /// The object is its own record. Texts are UTF-8; one that is longer than its
-/// field is cut before the character that does not fit. InitIndex comes first,
-/// and the object closes before UnInitIndex. One thread at a time.
+/// field is cut before the character that does not fit. Call InitIndex first, and
+/// close the object before UnInitIndex. One thread at a time.
 ///
 /// Several objects and processes may have the list open and change it. Each change
-/// is made on the files as they are then, under a lock (a file beside them), and
-/// is in the files when the call returns; each lookup sees the changes made before
-/// it.
+/// starts from the current content of the files, under a lock (a file in the same
+/// folder), and is in the files when the call returns; each lookup sees the changes
+/// made before it.
 
 #pragma once
 
@@ -56,39 +56,37 @@ public:
     /// Sets the paths and makes the folder; the constructor does it.
     static void InitStaticMembers();
 
-    /// Whether the data file is open: after an Open that failed it may be so.
+    /// Whether the data file is open, which is possible even after a failed Open.
     bool IsOpen() const;
-    /// Opens the files, or makes them when the data file is not there. The first
-    /// one that does not open ends it, false.
+    /// Opens the files, or makes them when the data file does not exist. False at the
+    /// first one that does not open.
     bool Open();
-    /// Makes new ones, in place of those that are there.
+    /// Makes new files, replacing existing ones.
     bool Create();
-    /// Closes all files; the destructor does, too. False when something that should
-    /// be in them could not be written.
+    /// Closes all files; so does the destructor. False when a change could not be
+    /// written.
     bool Close();
 
     /// Empties the object, for a new item.
     void AddNew();
-    /// Stores the item. The first thing that fails ends it, and what was stored
-    /// stays: an item with the description of another one leaves its record and
-    /// its place in the order of use. Refused with nothing stored when the loaded
-    /// item was removed meanwhile, or another process has kept the list for ten
-    /// seconds.
+    /// Stores the item. The first failure ends the call, and the parts stored before
+    /// stay: an item with the description of another one leaves its record and its
+    /// place in the order of use. Nothing is stored when the loaded item was removed
+    /// meanwhile, or another process has kept the list locked for ten seconds.
     bool Update();
-    /// Opens the files, and puts right what keeps them from being opened: an index that
-    /// is missing or cut off is made again from the records, and so is a list without
-    /// any. False when the data file cannot be read or the folder cannot be written.
+    /// Opens the files, and repairs what prevents that: a missing or cut-off index is
+    /// rebuilt from the records, as are all of them if there are none. False when the data
+    /// file cannot be read or the folder cannot be written.
     bool OpenOrRepair();
-    /// Brings the indexes in step with the records, after a failure or damage left
-    /// them apart: an item that an index lacks gets into it, a key without an item
-    /// goes. Of several items of one product the one used last stays. Where two
-    /// products have one description, that of the second gets its serial number
-    /// behind it. A sound list is only read. False when the list cannot be
-    /// read or written; the object is then, as otherwise, a new item. The data file
-    /// must be open; an index need not be (see OpenOrRepair).
+    /// Makes the indexes agree with the records again, after a failure or damage: adds
+    /// items that an index lacks, and removes keys without an item. Of several items of
+    /// one product the one used last stays. If two products have one description, the
+    /// second one's serial number is appended to it. A sound list is only read. False
+    /// when the list cannot be read or written. In any case the object is a new item
+    /// afterwards. The data file must be open; an index need not be (see OpenOrRepair).
     bool Repair();
-    /// Loads an item, or what is left of one that was removed, which cannot be
-    /// stored again. On failure the object stays as it is.
+    /// Loads an item, or the rest of a removed one, which cannot be stored again. On
+    /// failure the object stays as it is.
     bool GetRecord(std::int32_t record);
     /// Records in the data file, its header and removed ones included; -1 when not
     /// open.
@@ -99,28 +97,28 @@ public:
     /// Each of the following loads an item, and returns whether there was one.
     /// Letter case does not count.
     bool FindItem(const char* description);
-    /// From the one used last back in time, always to an older one. A key whose item
-    /// is not there, or says something else of itself, is passed over.
+    /// From the one used last back in time, always to an older one. A key is skipped if
+    /// its item does not exist or has another key.
     /// @{
     bool FindLastAccessedItem();
     bool FindPrevAccessedItem();
     /// @}
-    /// In the order of descriptions; the second one goes on where the last lookup by
-    /// description came to, and begins again after the end, or after a change of
-    /// this object's that moved a description.
+    /// In the order of descriptions. The second one continues where the last lookup by
+    /// description ended; it starts over after the end, or after this object made a
+    /// change that moved a description.
     /// @{
     bool FindFirstByDescription();
     bool FindNextByDescription();
     /// @}
-    /// A negative serial number asks for the item with the lowest.
+    /// A negative serial number means the item with the lowest.
     bool FindServerSerialNumber(std::int32_t serial);
 
     /// Removes the item with a serial number, 1 or above. The object is then a new
-    /// item like it, from which FindPrevAccessedItem goes on.
+    /// item with its content, and FindPrevAccessedItem continues from it.
     bool DeleteRecord(std::int32_t serial);
 
-    /// The serial number of the item, or another one, in 20 digits, in a buffer of the
-    /// object's.
+    /// The serial number of the item, or a given one, in 20 digits, in a buffer that the
+    /// object owns.
     /// @{
     const char* ServerSerialNumberStr();
     const char* ServerSerialNumberStr(std::int32_t serial);
@@ -128,12 +126,12 @@ public:
 
     std::int32_t RecordNumber() const { return m_nRecord; } ///< of the item; 0: new
 
-    /// Each stores what fits and returns the field. Behind each stands how many bytes
-    /// it keeps at most.
+    /// Each stores as much as fits and returns the field. The comments give the most
+    /// bytes that each keeps.
     const char* SetDescription(const char* text); ///< keeps 60 bytes
-    /// Sets the description, with the serial number behind it in parentheses where
-    /// another item of the open list has it: an index refuses equal ones. The serial
-    /// number is to be set before. False when that is taken, too.
+    /// Sets the description, followed by the serial number in parentheses if another
+    /// item of the open list has the same description: an index refuses equal ones. Set
+    /// the serial number first. False when the longer description is also taken.
     bool SetUniqueDescription(const char* text);
     const char* SetExecutablePath(const char* text); ///< keeps 127 bytes
     const char* SetIconPath(const char* text); ///< keeps 255 bytes
@@ -150,7 +148,7 @@ public:
 
     /// The key of index `which`, 0 to 2, in a buffer of 73 bytes.
     void MakeKey(char* key, int which) const;
-    /// All, into what the object remembers as the keys it is stored under.
+    /// Makes all keys and remembers them as those that the item is stored under.
     void MakeKeys();
 
 private:
@@ -172,7 +170,7 @@ private:
     std::int32_t m_nFound; // by the last lookup
     std::array<Key, 3> m_keys; // the item is stored under
     std::unique_ptr<Agent::DbFiles> m_files;
-    std::string m_walked; // the description that the walk by these came to
-    bool m_bWalking = false; // whether there is one
+    std::string m_walked; // the description that the walk by descriptions has reached
+    bool m_bWalking = false; // whether there is such a walk
     char m_serialText[21];
 };

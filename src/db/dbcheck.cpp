@@ -44,9 +44,8 @@ std::string RealFolder(const std::string& path)
     return text.substr(0, text.rfind('/') + 1);
 }
 
-// The names of a database may be links. Links into several folders lead to files
-// that were not written together, though they agree; where they do not, the faults
-// say more.
+// The names of a database may be links. Links into several folders lead to files that
+// were not written together, even if they agree; if they do not, the faults say more.
 void CompareFolders(const std::string& folder, const std::vector<std::string>& names,
                     DbFindings* findings)
 {
@@ -69,7 +68,7 @@ void AddNames(const DbLayout& layout, std::vector<std::string>* names)
         names->push_back(layout.indexes[i].fileName);
 }
 
-// One index as it is in its file, looked up by record.
+// The content of one index file, looked up by record.
 class IndexItems
 {
 public:
@@ -85,7 +84,7 @@ public:
 
     const char* Name() const { return m_layout.fileName; }
 
-    // Takes out the item of a record and a key. False if there is none.
+    // Removes the item of a record and a key. False if there is none.
     bool Take(std::int32_t record, const char* key)
     {
         const auto range = m_byRecord.equal_range(std::uint32_t(record));
@@ -98,7 +97,7 @@ public:
         return true;
     }
 
-    // The record that has a key in an index where only one can, else 0.
+    // The record of a key in an index without equal keys, else 0.
     std::int32_t Holder(const char* key) const
     {
         if (m_layout.allowDuplicates)
@@ -150,7 +149,7 @@ public:
             m_indexes.emplace_back(folder, layout.indexes[i], &findings->faults);
     }
 
-    // `visit` is given each live record and its number and name.
+    // Calls `visit` with each live record, its number and its name.
     void Run(const Visit& visit)
     {
         for (std::int32_t number = 1; number < m_records.Count(); ++number) {
@@ -170,8 +169,8 @@ public:
     std::int32_t Count() const { return m_records.Count(); }
 
 private:
-    // Saving goes from index to index and may end at the first that refuses, so
-    // that what is behind that one says nothing more.
+    // Saving goes from index to index and may end at the first one that refuses, so the
+    // later ones say nothing more.
     void CheckRecord(std::int32_t number, const std::uint8_t* record, const std::string& name)
     {
         bool refused = false;
@@ -208,8 +207,7 @@ template <std::size_t N> std::vector<TextField> NamedBy(TextField name, const Te
 // Which products have their description at which place.
 using Owners = std::multimap<std::int32_t, std::string>;
 
-// The offsets that a notes store lists as free: a free block can look as if it
-// were in use.
+// The offsets that the notes list as free: a free block can look as if it were in use.
 std::set<std::int64_t> ListedAsFree(const std::string& notes)
 {
     std::vector<IndexEntry> entries;

@@ -3,8 +3,8 @@
 
 /// @file
 /// Proves that the files of a database are sound and agree with each other. The
-/// files are read as they stand and nothing is changed; none may be written
-/// meanwhile. A database that is open writes its indexes when it is closed.
+/// files are only read, and must not be written meanwhile. An open database writes its
+/// indexes when it is closed.
 
 #pragma once
 
@@ -15,24 +15,24 @@
 namespace Agent
 {
 
-/// What a check has found.
+/// The result of a check.
 struct DbFindings {
-    /// What is wrong and where, each in a sentence without its full stop. None:
-    /// the database is sound. Of very many the first hundred are told.
+    /// The faults: what is wrong and where, each a sentence without its full stop. If
+    /// empty, the database is sound. Only the first hundred are listed.
     Findings faults;
-    /// What was refused when it was saved, because another record had its key,
-    /// and left its record behind; and links that lead out of the folder of the data
-    /// file. Told in the same way.
+    /// Remarks, in the same form: records that were refused when they were saved, because
+    /// another record had their key, and that remained in the data file; and links that
+    /// lead out of the folder of the data file.
     Findings remarks;
 };
 
-/// Each record is in all its indexes, but for what was refused; each key leads to
-/// a record that is there and has that key; each dependency belongs to a product;
-/// each description belongs to one product. `folder` ends with a slash and is
-/// CatalogFolder() as a rule.
+/// Checks that each record is in all its indexes, except for refused ones; that each key
+/// leads to an existing record with that key; that each dependency belongs to a product,
+/// and each description to one product. `folder` ends with a slash and is usually
+/// CatalogFolder().
 DbFindings CheckCatalog(const std::string& folder);
 
-/// The same for the recently-used list, in RecentFolder() as a rule.
+/// The same for the recently-used list, usually in RecentFolder().
 DbFindings CheckRecent(const std::string& folder);
 
 } // namespace Agent

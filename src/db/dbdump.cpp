@@ -22,7 +22,7 @@ namespace Agent
 namespace
 {
 
-// A text in which nothing moves the cursor.
+// The text without characters that move the cursor.
 std::string Printable(const char* text)
 {
     std::string clean = text;

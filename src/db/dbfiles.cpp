@@ -19,7 +19,7 @@ namespace
 
 using Step = int (*)(IndexFile*, std::uint32_t*, char*);
 
-// Asks an index for an item, beginning at a key where the step takes one.
+// Looks up an item in an index, from a key if the step takes one.
 bool Ask(Step step, IndexFile* index, const char* key, std::int32_t* number, char* found)
 {
     char buffer[keyRoom] = {};
@@ -33,7 +33,7 @@ bool Ask(Step step, IndexFile* index, const char* key, std::int32_t* number, cha
     return true;
 }
 
-// Adds or deletes an item. Deleting may tell the record it found: not asked for.
+// Adds or deletes an item. Deleting could return the record it found, which is not needed.
 bool Change(Step step, IndexFile* index, std::int32_t number, const char* key)
 {
     char buffer[keyRoom] = {};
@@ -118,7 +118,7 @@ bool DbFiles::Refresh(int which)
 
 bool DbFiles::ReopenIndexes(const std::vector<std::string>& names)
 {
-    // Read first: what is not up to date is not to be written.
+    // Read first: outdated content must not be written.
     if (!m_data || TaOpenFile(m_data) != 0)
         return false;
     ToggleFlushing(m_data, 1, 0);
@@ -153,7 +153,7 @@ bool DbFiles::Reopen(int which, const std::string& name)
 
 bool DbFiles::ReplaceIndex(int which, const std::string& made, const std::string& name)
 {
-    // Before the new file has its name: what is closed may write to that name.
+    // Before the new file gets the name, since closing may write to that name.
     CloseOne(which);
     return PutInPlace(made, name) && Reopen(which, name);
 }

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The files of one database, open together: its data file and the indexes over
-// it. What cannot be done because a file is not open, fails.
+// The files of one database, open together: its data file and the indexes over it. An
+// operation fails if a file that it needs is not open.
 
 #pragma once
 
@@ -20,7 +20,7 @@ namespace Agent
 struct DbLayout;
 class StoreFiles;
 
-// Gives a new file the name of the one it takes the place of.
+// Renames a new file over the one that it replaces.
 bool PutInPlace(const std::string& made, const std::string& name);
 
 class DbFiles
@@ -31,26 +31,26 @@ public:
     DbFiles(const DbFiles&) = delete;
     DbFiles& operator=(const DbFiles&) = delete;
 
-    // The data file's name and those of the indexes, in their order. The first
-    // one that fails ends it, and those before it stay open. With a file system of
-    // their own, which outlives their being open; null: the one in use.
+    // `names`: those of the data file and of the indexes, in their order. Ends at the
+    // first one that fails, and those before it stay open. If a file system is given
+    // (null: the one in use), it must exist until the files are closed.
     bool Open(const std::vector<std::string>& names, StoreFiles* files = nullptr);
-    // The same with new, empty files in place of those that are there.
+    // The same with new, empty files, which replace existing ones.
     bool Create(const std::vector<std::string>& names, StoreFiles* files = nullptr);
     // False when something could not be written.
     bool Close();
 
-    // For files that others may change: each change of them is written at once, and
-    // begins at the file. False unless all are open.
+    // For files that others may change: each change first re-reads the files, and is
+    // written at once. False unless all are open.
     bool BeginFlushing();
-    // Reads again, of all files or of one index, what another handle may have
-    // changed. An index forgets its position. False when a file is not open.
+    // Re-reads what another handle may have changed, in all files or in one index. An
+    // index forgets its position. False when a file is not open.
     bool Refresh();
     bool Refresh(int which);
-    // Opens the indexes again, those that open: the others are not open then. Each of
-    // these begins flushing. False when the data file is not open or cannot be read.
+    // Reopens the indexes and switches flushing on; those that do not open stay closed.
+    // False when the data file is not open or cannot be read.
     bool ReopenIndexes(const std::vector<std::string>& names);
-    // Closes an index, puts the index file `made` in its place and opens that.
+    // Closes an index, replaces it by the index file `made` and opens that.
     bool ReplaceIndex(int which, const std::string& made, const std::string& name);
 
     // Null while it is not open.
@@ -59,10 +59,10 @@ public:
 
     // Reads a live record; `record` stays as it is on failure.
     bool Read(std::int32_t number, std::uint8_t* record) const;
-    // Stores a new record, or one that is there, and removes one.
+    // Store a new record, overwrite an existing one, and remove one.
     bool Append(const std::uint8_t* record, std::int32_t* number);
-    // Several new ones in one transfer, under the numbers from *first on. False,
-    // with nothing stored, where deleted records are to be used again first.
+    // Several new ones in one transfer, with numbers from *first on. False, with
+    // nothing stored, when there are deleted records, which must be reused first.
     bool AppendAll(const std::vector<std::uint8_t>& records, std::int32_t* first);
     bool Write(std::int32_t number, const std::uint8_t* record);
     bool Remove(std::int32_t number);

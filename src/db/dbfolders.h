@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Where the databases are, as they are to be opened, with a slash at the end: in
-// the agent's data folder and in the user's home.
+// The folders of the databases, as paths to open, with a slash at the end: the agent's
+// data folder and one in the user's home.
 
 #pragma once
 

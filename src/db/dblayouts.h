@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The records of the three databases field by field, the indexes over them and
-// the keys in these. docs/databases.md draws them.
+// The records of the three databases, field by field, their indexes and keys.
+// docs/databases.md describes them.
 
 #pragma once
 
@@ -80,7 +80,7 @@ constexpr TextField texts[]
         copyright,          price,          releaseDate, reviewScore,    categoryRanking,
         subCategoryRanking, vantrelRanking, categoryUrl, applicationUrl, authorUrl };
 
-// A category is so wide in its key, in bytes, and a longer one is cut to that.
+// The width in bytes of a category in its key; a longer one is cut to that.
 constexpr int categoryKeyWidth = 60;
 
 // The key of index `which` (0 to 3), cut to its length. `key` has keyRoom bytes.
@@ -104,8 +104,8 @@ constexpr int parentKeyWidth = 8;
 constexpr int nameKeyWidth = 50;
 
 void MakeKey(const std::uint8_t* record, int which, char* key);
-// The beginning of all keys of a parent in the first index, and back: the
-// number in the first eight characters of a key, whose buffer holds so many.
+// The beginning of all keys of a parent in the first index, and the reverse: the number
+// in the first eight characters of a key, whose buffer must have at least that many.
 void FormatParent(std::int32_t number, char* key);
 long ParentOfKey(const char* key);
 } // namespace Dependency
@@ -131,8 +131,8 @@ constexpr int lastAccessed = 588; // seconds since 1970
 constexpr TextField texts[] = { description, executablePath, iconPath, smallIconPath };
 
 void MakeKey(const std::uint8_t* record, int which, char* key);
-// The description of a product where another one has it already: "Editor (7)",
-// with the name cut where both do not fit.
+// The description of a product if another one already has the same: "Editor (7)",
+// with the name cut if both do not fit.
 std::string WithSerial(const std::string& name, std::int32_t serial);
 } // namespace Recent
 

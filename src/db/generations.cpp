@@ -57,7 +57,7 @@ std::string LinkTo(const std::string& name)
     return std::string(pointerName) + '/' + name;
 }
 
-// Empty for what is no link.
+// Empty for anything but a link.
 std::string ReadLink(const std::string& path)
 {
     char target[PATH_MAX];
@@ -110,7 +110,7 @@ int OpenFolder(const std::string& path)
     return open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
 }
 
-// A folder that is open for the length of a block, whatever ends it.
+// A folder that is open for the length of a scope.
 struct OpenedFolder {
     explicit OpenedFolder(const std::string& path) : descriptor(OpenFolder(path)) { }
     ~OpenedFolder()
@@ -125,7 +125,7 @@ struct OpenedFolder {
     const int descriptor;
 };
 
-// Whether a path is still that of an open folder.
+// Whether a path still leads to an open folder.
 bool IsStill(int descriptor, const std::string& path)
 {
     struct stat held, there;
@@ -151,8 +151,8 @@ void RemoveFolder(int descriptor, const std::string& path)
     rmdir(path.c_str());
 }
 
-// By another name first: from then on nobody opens one of its files while the
-// others are gone.
+// The folder is renamed first, so that nobody can open one of its files when the others
+// are already gone.
 void RemoveGeneration(const std::string& folder, const std::string& name)
 {
     const std::string path = folder + name;
@@ -161,7 +161,7 @@ void RemoveGeneration(const std::string& folder, const std::string& name)
         return;
     const std::string removed
         = folder + removedPrefix + std::to_string(NumberAfter(generationPrefix, name));
-    // Its maker may have published it before the lock was to be had.
+    // Its maker may have published it before this process got the lock.
     if (flock(opened.descriptor, LOCK_EX | LOCK_NB) == 0 && CurrentName(folder) != name
         && IsStill(opened.descriptor, path) && std::rename(path.c_str(), removed.c_str()) == 0)
         RemoveFolder(opened.descriptor, removed);
@@ -245,13 +245,13 @@ NewGeneration::~NewGeneration()
 {
     if (m_descriptor < 0)
         return;
-    // Readers may have come to one that was current and is so no longer.
+    // Readers may still use one that is no longer current.
     if (!m_published && flock(m_descriptor, LOCK_EX | LOCK_NB) == 0)
         Remove();
     close(m_descriptor);
 }
 
-// What stays for want of memory the next update removes.
+// If memory runs out, the next update removes the rest.
 void NewGeneration::Remove() const
 try {
     RemoveFolder(m_descriptor, m_folder + m_name);
@@ -259,7 +259,7 @@ try {
     return;
 }
 
-// A name that nothing has, so that nothing which is there already is used.
+// An unused name, so that nothing that already exists is used.
 void NewGeneration::Make()
 {
     long number = NumberAfter(generationPrefix, CurrentName(m_folder));
@@ -280,8 +280,8 @@ void NewGeneration::Make()
     Fail("cannot make the folder " + m_folder + m_name);
 }
 
-// The folder is locked until it is published, so that nobody takes it for one that
-// a killed process left.
+// The folder is locked until it is published, so that no process takes it for the
+// leftover of a killed one.
 bool NewGeneration::Lock()
 {
     const std::string path = m_folder + m_name;
@@ -321,7 +321,7 @@ bool NewGeneration::PublishFirst()
         return Publish();
     if (!Settle() || !PutNames() || !SyncFolder())
         return false;
-    // Not by renaming: a pointer that has come meanwhile stays.
+    // Not by renaming, which would replace a pointer made meanwhile.
     if (storeFiles().Symlink(m_name.c_str(), (m_folder + pointerName).c_str()) != 0) {
         m_exists = errno == EEXIST;
         return Fail("cannot make " + m_folder + pointerName);
@@ -347,7 +347,7 @@ bool NewGeneration::PublishOver(const std::string& current)
     m_published = true;
     if (SyncFolder())
         return true;
-    // It may not be on the disk: the old one is, and is the current one again.
+    // It may not be on the disk; the old one is, so that becomes current again.
     const std::string reason = m_reason;
     const bool back = current.empty() ? unlink((m_folder + pointerName).c_str()) == 0
                                       : PutLink(current, pointerName);
@@ -386,7 +386,7 @@ bool NewGeneration::SettleFile(const std::string& name)
 
 // ---- the links ----
 
-// Whether nothing of the described names is a file of its own.
+// Whether none of the described names is a plain file.
 bool NewGeneration::NamesLeadThrough() const
 {
     const std::vector<std::string> names = CatalogFileNames();
@@ -395,7 +395,7 @@ bool NewGeneration::NamesLeadThrough() const
     });
 }
 
-// Makes what the described names lead to now a generation, the current one.
+// Turns the files that the described names lead to into a generation, and makes it current.
 bool NewGeneration::TakeInPlainFiles()
 {
     NewGeneration plain(m_folder);
@@ -416,7 +416,7 @@ bool NewGeneration::TakeInPlainFiles()
     return true;
 }
 
-// Makes each described name that is none yet a link.
+// Replaces each described name that is not a link yet by one.
 bool NewGeneration::PutNames()
 {
     for (const std::string& name : CatalogFileNames())

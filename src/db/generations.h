@@ -1,18 +1,17 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// How the catalog database is replaced in one step. All files of one database are
-// in a folder of their own, a generation, and one link says which generation is
-// the current one:
+// Replaces the catalog database in one step. All files of one database are in a
+// folder of their own, a generation, and one link says which generation is current:
 //
 //     .VACatalog.gen-7/.VACatalog.fil    a generation: ten files
 //     .VACatalog.current                 -> .VACatalog.gen-7
 //     .VACatalog.fil                     -> .VACatalog.current/.VACatalog.fil
 //
 // The ten described names are links through .VACatalog.current, so that replacing
-// that one link replaces all. Plain files from before (or put there since) are made
-// a generation of their own by hard links before anything is published: whatever
-// path is taken, and wherever that is interrupted, it leads to the same files.
+// that one link replaces all. Plain files from before (or put there since) are turned
+// into a generation with hard links before anything is published: all paths lead to the
+// same files at any moment, even after an interruption.
 
 #pragma once
 
@@ -38,28 +37,29 @@ struct CatalogPaths {
     }
 };
 
-// Those in a folder. Folders end with a slash, here and below.
+// The paths in a folder. Folders end with a slash, here and below.
 CatalogPaths CatalogPathsIn(const std::string& folder);
 
 // The names of the ten files.
 std::vector<std::string> CatalogFileNames();
 
-// Where the files are that the described names of a folder lead to: the current
-// generation, or the folder itself where some name does not lead there.
+// The folder that the described names of a folder lead to: the current generation, or
+// the folder itself if any name does not lead there.
 std::string CurrentCatalogFolder(const std::string& folder);
 
-// Has `open` open the files in the folder where they are now, given to it with its
-// slash: again, from the beginning, where others took their place meanwhile, so that
-// all that is open belongs together.
+// Calls `open` with the folder that the files are in now, ending with a slash, to open
+// them. If they were replaced meanwhile it starts over, so that all open files belong
+// together.
 bool OpenCurrentCatalog(const std::string& folder,
                         const std::function<bool(const std::string& current)>& open);
 
-// A generation's folder, which is this process's own until it is published and
-// goes with the object if it is not.
+// A generation's folder, private to this process until it is published. If it is never
+// published, it is removed with the object.
 class NewGeneration
 {
 public:
-    // In the folder where it is to be published. Without one (false) Reason() says why.
+    // Makes it in the folder where it will be published. On failure (false), Reason()
+    // says why.
     explicit NewGeneration(const std::string& folder);
     ~NewGeneration();
     NewGeneration(const NewGeneration&) = delete;
@@ -70,12 +70,12 @@ public:
     std::string Folder() const { return m_folder + m_name + '/'; }
     const std::string& Reason() const { return m_reason; }
 
-    // Makes the ten files, which are closed or only read from now on, the current
-    // ones. They get the permissions and, where this process may give files away,
-    // the owners of those they replace. False with the old ones as they were.
+    // Makes the ten files, which must be closed or only read from now on, the current
+    // ones. They get the permissions and, if this process may change owners, the owners
+    // of the files that they replace. False with the old ones unchanged.
     bool Publish();
-    // The same where there is no database yet. When another process publishes one
-    // first the result is false and Exists() true.
+    // The same if there is no database yet. If another process publishes one first,
+    // the result is false and Exists() true.
     bool PublishFirst();
     bool Exists() const { return m_exists; }
 
@@ -104,12 +104,12 @@ private:
 };
 
 // Removes the generations of a folder that are neither current nor being made or
-// read at this moment (see PinnedGeneration). What another user's process left
-// and this one may not remove, stays.
+// read at this moment (see PinnedGeneration). Those of other users stay if this process
+// may not remove them.
 void RemoveOldGenerations(const std::string& folder);
 
-// Keeps the current generation of a folder from being removed, for a reader that
-// opens its files one after the other.
+// Protects the current generation of a folder from removal, for a reader that opens
+// its files one after the other.
 class PinnedGeneration
 {
 public:
@@ -123,7 +123,7 @@ public:
 
 private:
     std::string m_folder;
-    int m_descriptor = -1; // -1: of plain files
+    int m_descriptor = -1; // -1 for plain files
 };
 
 } // namespace Agent

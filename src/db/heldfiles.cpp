@@ -18,8 +18,8 @@ namespace
 
 constexpr std::size_t largestHeader = 16 * 1024;
 
-// The lowest free descriptor is the one that is given: its number says how many
-// there are, and the other half is left to the rest of the process.
+// The system always assigns the lowest free descriptor, so its number shows how many are
+// in use; the upper half is left to the rest of the process.
 bool MayKeep(int descriptor)
 {
     rlimit limit;
@@ -53,8 +53,8 @@ bool HeldFiles::LeadsTo(const std::string& path, const std::string& opened) cons
 
 // ---- opening and closing ----
 
-// A file that is opened while it is in use has two users with a place each, who
-// must see what the other one writes: that is left to the system from then on.
+// A file that is opened while it is in use has two users, each with a position of its own,
+// that must see each other's writes: from then on this is left to the system.
 int HeldFiles::Open(const char* path, int flags, mode_t mode)
 {
     const std::string_view name(path);
@@ -64,7 +64,7 @@ int HeldFiles::Open(const char* path, int flags, mode_t mode)
         return OpenNew(path, flags, mode);
     const bool isKept = !held->inUse && held->descriptor >= 0;
     if ((flags & (O_CREAT | O_TRUNC)) != 0 && (isKept || !IsPrivate())) {
-        // May be another file by now.
+        // The path may lead to another file by now.
         Release(*held);
         m_held.erase(held);
         return OpenNew(path, flags, mode);
@@ -131,7 +131,7 @@ int HeldFiles::Close(int descriptor)
     return 0;
 }
 
-// The descriptor is its user's alone then, or closed if it has none.
+// The descriptor then belongs to its user only, or is closed if it has no user.
 void HeldFiles::Release(File& file)
 {
     if (file.descriptor < 0)
@@ -165,7 +165,7 @@ off_t HeldFiles::Seek(int descriptor, off_t position)
     return reached;
 }
 
-// Brings the descriptor to where the store is.
+// Moves the descriptor to the store's position.
 bool HeldFiles::Reach(File& file)
 {
     if (file.reached != file.position)
@@ -254,7 +254,7 @@ bool HeldFiles::Exists(const char* path)
 
 // ---- the header ----
 
-// Whether a transfer is one of bytes that are known.
+// Whether all bytes of a transfer are known.
 bool HeldFiles::IsInHeader(const File& file, size_t size) const
 {
     return file.position >= 0 && std::size_t(file.position) + size <= file.header.size();

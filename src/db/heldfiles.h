@@ -1,17 +1,17 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The record store's files, kept open between its transfers. The store opens its
-// file for each transfer and closes it after. A database that is open keeps its
-// descriptors instead: it goes on with the files it has opened when others take
-// their place, and a transfer costs one or two system calls instead of four.
+// The record store's files, kept open between its transfers. The store itself opens its
+// file for each transfer and closes it afterwards. An open database keeps the
+// descriptors instead: it can still use its files after others have replaced them, and a
+// transfer costs one or two system calls instead of four.
 //
-// A descriptor is kept while it is in the lower half of those the process may
-// have. A file beyond is opened for each transfer; once its path leads to another
-// file, that fails with ESTALE.
+// A descriptor is kept if it is in the lower half of those the process may have. A file
+// beyond that is opened for each transfer; once its path leads to another file, the
+// transfer fails with ESTALE.
 //
-// Failures are counted: the store goes on with what it can do, and what it could
-// not do is missing then.
+// Failures are counted: the store continues after a failed transfer, whose data is then
+// missing.
 
 #pragma once
 
@@ -23,21 +23,21 @@
 namespace Agent
 {
 
-// Stands on the file system in use (SetStoreFiles).
+// A layer over the file system in use (SetStoreFiles).
 class HeldFiles : public StoreFiles
 {
 public:
-    // For files that others use, too: nothing waits.
+    // For files that others use as well: every write happens at once.
     HeldFiles() = default;
-    // For new files in a folder of this process's own, which is open: they are
-    // opened there by their names alone, links are not followed, and the first
-    // bytes of a file (its header) are written when it is closed.
+    // For new files in a private, open folder of this process: they are opened relative
+    // to it, links are not followed, and the first bytes of a file (its header) are
+    // written when it is closed.
     explicit HeldFiles(int folder) : m_folder(folder) { }
     ~HeldFiles() override { CloseAll(); }
     HeldFiles(const HeldFiles&) = delete;
     HeldFiles& operator=(const HeldFiles&) = delete;
 
-    // Closes what the store has let go of, and forgets all.
+    // Closes the files that the store no longer uses, and forgets all.
     void CloseAll();
     bool nothingFailed() const { return !m_failed; }
     // Whether `path` leads to the file that was opened as `opened`.

@@ -1,9 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The index layer for the length of a block: made ready, and released again
-// where it was not ready before, so that a host that has indexes of its own open
-// keeps them.
+// Initialises the index layer for the length of a scope, and releases it at the end only
+// if it was not initialised before, so that a host keeps its own open indexes.
 
 #pragma once
 

@@ -20,7 +20,7 @@ namespace
 
 using Clock = std::chrono::steady_clock;
 
-// Held once for all objects of the process that are in need of it.
+// Held once for all objects of the process that need it.
 int holders = 0;
 int descriptor = -1;
 
@@ -44,7 +44,7 @@ ListLock::ListLock(const std::string& dataFile) : m_free(true)
     const std::string path = dataFile + ".lock"; // may fail: before there is a holder
     if (holders++ > 0)
         return;
-    // Reading is enough for a lock, so that a file of another user serves as well.
+    // Read access is enough for a lock, so a file of another user works as well.
     descriptor = open(path.c_str(), O_RDONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0666);
     m_free = descriptor < 0 || Wait(descriptor);
     if (!m_free)

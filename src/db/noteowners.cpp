@@ -61,7 +61,7 @@ bool NoteOwners::ReadProducts(DataFile* products)
     return count > 0;
 }
 
-// A place where no text begins, as its text has gone, is no place any more.
+// Takes the owner from each place where no text begins, because it was deleted.
 void NoteOwners::KeepTexts(const std::vector<std::int32_t>& texts)
 {
     for (auto& [offset, product] : m_owners)
@@ -72,7 +72,7 @@ void NoteOwners::KeepTexts(const std::vector<std::int32_t>& texts)
 bool NoteOwners::MayDelete(std::int32_t offset, std::int32_t product) const
 {
     const auto at = m_owners.find(offset);
-    // A product that is not stored has put a text there itself, and no other has it.
+    // A product that is not stored yet has put the text there itself; no other has it.
     const bool isOwn = at == m_owners.end() ? product == -1 : at->second == product;
     return m_known && isOwn;
 }

@@ -1,14 +1,13 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Which product each place in the notes store belongs to. A product whose
-// description was cleared keeps the offset, and another one's text may come there:
-// the record alone does not say whose the text is.
+// The owner of each place in the notes. A product whose description was cleared keeps
+// its offset, and another product's text may be stored there, so the record alone does
+// not show whose text it is.
 //
-// A place belongs to the one product that has its offset, or to the one whose text
-// was put there last, as far as this object has seen that. A place that several
-// products have, or where no text begins, belongs to none: what is there stays, at
-// worst unused.
+// A place belongs to the only product that has its offset, or to the product whose text
+// this object has seen stored there last. A place that several products have, or where
+// no text begins, has no owner: its text stays, at worst unused.
 
 #pragma once
 
@@ -25,20 +24,20 @@ namespace Agent
 class NoteOwners
 {
 public:
-    // Forgets everything: other files, or the end of their use.
+    // Forgets everything, for other files or at the end.
     void Clear();
-    // Reads all products and where texts begin, unless that was done.
-    // Nothing belongs to anybody when the products cannot be read.
+    // Reads all products and the beginnings of texts, if not done yet. If the products
+    // cannot be read, no place has an owner.
     void Read(DataFile* products, CNote& notes);
 
-    // Whether a text may go for the sake of a product (-1: one that is not stored
-    // yet).
+    // Whether a product (-1: one that is not stored yet) may delete a text.
     bool MayDelete(std::int32_t offset, std::int32_t product) const;
-    // A text was put at an offset; whose it is, once that has a number.
+    // Notes that a text was stored at an offset, and, once its product has a number, the
+    // owner.
     void Put(std::int32_t offset, std::int32_t length);
     void Belongs(std::int32_t offset, std::int32_t product);
-    // The text at an offset has gone: its product, which may keep the offset, does not
-    // take away what comes there.
+    // Notes that the text at an offset was deleted. Its product may keep the offset, but
+    // must not delete a text that is stored there later.
     void Forget(std::int32_t offset) { Belongs(offset, 0); }
 
 private:

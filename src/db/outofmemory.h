@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// How a public function of the databases ends when an allocation failed in it: with
-// the record store's code for that, since no exception may reach a host.
+// The end of a public function of the databases after a failed allocation: it sets the
+// record store's code for that, since no exception may reach a host.
 
 #pragma once
 

@@ -34,8 +34,8 @@ struct Below {
 
 using Record = std::vector<std::uint8_t>;
 using Numbers = std::vector<std::int32_t>;
-// The keys of an index, each with the records that have it: one, unless an update
-// was refused.
+// The keys of an index, each with the records that have it: only one, unless an update was
+// refused.
 using Wanted = std::map<std::string, Numbers, Below>;
 
 std::string KeyOf(const Record& record, int which)
@@ -65,7 +65,7 @@ public:
 
     bool Run()
     {
-        // A removal that broke off leaves a record that no new one gets.
+        // An interrupted removal leaves a record whose number is not reused.
         if (!CheckDataFile(m_names[0], Recent::layout.recordLength).empty())
             FixHeader(m_files.Data());
         if (!ReadItems())
@@ -140,8 +140,7 @@ private:
         return wanted;
     }
 
-    // An item of a product that is there a second time came of recordings that
-    // were refused.
+    // A second item of one product comes from recordings that were refused.
     bool RemoveCopies()
     {
         for (const auto& [key, numbers] : WantedKeys(bySerial)) {

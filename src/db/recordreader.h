@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The records of a database's data file as they stand in the file, read in
-// blocks and past the store: for checks and listings, which change nothing.
+// Reads the records of a database's data file in blocks, without the record store: for
+// checks and listings, which change nothing.
 
 #pragma once
 
@@ -21,15 +21,15 @@ struct TextField;
 class RecordReader
 {
 public:
-    // `folder` ends with a slash. The texts are those that get an end where the
-    // file has none for them.
+    // `folder` ends with a slash. `texts`: those that get a terminating zero if they have
+    // none in the file.
     RecordReader(const std::string& folder, const DbLayout& layout, std::vector<TextField> texts);
 
     // Whether the file can be read.
     explicit operator bool() const { return bool(m_blocks); }
-    // Whole records, the header included.
+    // The number of whole records, including the header.
     std::int32_t Count() const;
-    // Null for one that is not there, or deleted. Good until the next call.
+    // Null for a missing or deleted record. Valid until the next call.
     const std::uint8_t* Live(std::int32_t number);
 
 private:

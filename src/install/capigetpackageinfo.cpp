@@ -42,8 +42,8 @@ void ReplaceAll(std::string& text, const std::string& what, const std::string& b
 // Removes a file or a folder with all that is in it.
 void RemoveTree(const QString& path)
 {
-    // The process runner takes blanks for the ends of words, and half a path is
-    // not to be removed in place of the whole.
+    // The process runner splits its arguments at blanks; it must not remove half a path
+    // instead of the whole one.
     const bool oneWord = !path.contains(QLatin1Char(' ')) && !path.contains(QLatin1Char('"'));
     if (oneWord)
         CRun(QStringLiteral("/bin/rm"), QLatin1String("-rf ") + path, true).Run();
@@ -116,7 +116,7 @@ QString CAPIGetPackageInfo::GetPackageFiles()
 void CAPIGetPackageInfo::TellDependencyErrors(const CRunAptGet& runner, int status)
 {
     SetFailure(runner.Failure(), runner.FailureSentence(), runner.FailureDetails());
-    // Who cancels it knows why.
+    // The caller that cancels it knows why.
     if (runner.WasCancelled())
         return;
     AptGetMessages errors = runner.Errors();
@@ -165,7 +165,7 @@ void CAPIGetPackageInfo::onSuccessfulTransfer(QDomElement* pElement)
     PackageNameArray urls;
     for (CXMLNode* package : infos.front()->ChildArray("package")) {
         const std::string url = package->ChildValue("package_url", "");
-        // The last package decides, whatever became of those before it.
+        // Only the last package decides.
         success = SavePackage(url, package->ChildValue("package_data", ""), tracer);
         urls.push_back(url);
     }
@@ -233,7 +233,7 @@ bool CAPIGetPackageInfo::SaveListData(const std::string& file, const std::string
     const bool closed = std::fclose(index) == 0;
     if (written && closed)
         return true;
-    // Half an index is not to be taken for a whole one.
+    // Half an index must not be mistaken for a whole one.
     unlink(file.c_str());
     return false;
 }

@@ -4,11 +4,10 @@
 /// @class CAPIGetPackageInfo
 /// The request that finds out where the packages of a product come from.
 ///
-/// It lists the package files that a set of packages needs by a download-only
-/// run of the package front end, sends their names to the server, and stores
-/// what the server returns for each: a sources line and the package index,
-/// written into the private tree, so that the install that follows needs no
-/// refresh.
+/// It lists the package files that a set of packages needs, using a download-only
+/// run of the package front end, and sends their names to the server. For each
+/// repository that the server returns it writes a sources line and the package index
+/// into the private tree, so that the install that follows needs no refresh.
 
 #pragma once
 
@@ -37,16 +36,16 @@ public:
     /// done, when it is over.
     bool Cancel();
 
-    /// "?filename[]=FILE&filename[]=..."; worked out once.
+    /// "?filename[]=FILE&filename[]=..."; computed once.
     QString DecorateURI() override;
 
-    /// Empties the private tree that an install uses: its lists folder and its
-    /// sources file go. The argument is not used.
+    /// Empties the private tree that an install uses: removes its lists folder and
+    /// its sources file. The argument is not used.
     static void DeleteTempLists(const PackageNameArray& urls);
 
     /// Adds the line "deb URL . ." to the private sources file. False when the
-    /// URL could say something else to the package tools (white space, control
-    /// characters, '[') or the file cannot be written.
+    /// package tools could misread the URL (white space, control characters, '[')
+    /// or the file cannot be written.
     bool SaveURL(const std::string& url);
 
     /// Where the package tools look for the index of the repository `url`.
@@ -55,22 +54,21 @@ public:
     /// Writes an index: the data, a zero byte and a line end.
     bool SaveListData(const std::string& file, const std::string& data);
 
-    /// Takes the lines in which one of the URLs stands out of the private sources
-    /// file.
+    /// Removes the lines that contain one of the URLs from the private sources file.
     void DeleteFromSourceList(const PackageNameArray& urls);
     /// Removes the indexes of these repositories.
     void DeleteURLs(const PackageNameArray& urls);
     /// Removes the index of this repository.
     void DeleteFileFromURL(const std::string& url);
 
-    /// Whether one of the URLs stands in the line; an empty one never does.
+    /// Whether the line contains one of the URLs; an empty URL never counts.
     bool ContainsURLs(const std::string& line, const std::set<std::string>& urls);
 
 public slots:
     /// The payload: a "package_info" with "package" elements, each with a
-    /// "package_url" and a "package_data". Stores them and tells their URLs; one
-    /// without "package_info" makes the request a failure. The last package alone
-    /// decides whether storing counts as done.
+    /// "package_url" and a "package_data". Stores them and emits their URLs. A payload
+    /// without "package_info" makes the request fail. Only the last package decides
+    /// whether storing counts as done.
     void onSuccessfulTransfer(QDomElement* pElement) override;
 
 signals:
@@ -80,7 +78,7 @@ signals:
     void signalPackageCount(int count);
     /// The repositories that serve them.
     void signalPackageURLs(PackageNameArray urls);
-    /// Why the files could not be listed, and all that the front end said. Borrowed
+    /// Why the files could not be listed, and all output of the front end. Borrowed
     /// for the duration of the emission.
     void signalDependencyErrors(AptGetMessages& errors, AptGetMessages& report);
 

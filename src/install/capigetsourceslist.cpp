@@ -47,9 +47,9 @@ std::vector<Entry> ReadEntries(const std::string& path)
     return entries;
 }
 
-// Whether an entry stays what it is as a line of a sources file: on one line, no
-// comment in it but ours, and no option block, which could tell the package
-// tools to trust or to fetch by other means than theirs.
+// Whether an entry is safe as a line of a sources file: it fits on one line, has no
+// comment except ours, and no option block, which could make the package tools trust a
+// repository or fetch it by other means.
 bool IsOneLine(const Entry& entry)
 {
     const auto plain = [](const std::string& text, const char* refused) {
@@ -76,8 +76,8 @@ std::vector<Entry> AcceptedEntries(const std::vector<CXMLNode*>& nodes, CTracer&
 // The older entries, each to be found once, by the beginning of its text.
 //
 // They are sorted by their texts, so that those with a common beginning are
-// neighbours. Of several the first one in the file is meant: a tree over the sorted
-// entries holds the smallest place in the file of each stretch.
+// neighbours. Of several matches the first one in the file counts: a tree over the sorted
+// entries holds the smallest file position of each range.
 class OlderEntries
 {
 public:
@@ -94,7 +94,7 @@ public:
             m_first[node] = std::min(m_first[2 * node], m_first[2 * node + 1]);
     }
 
-    // Takes out the first entry that begins with `text`; null when there is none.
+    // Removes and returns the first entry that begins with `text`; null when there is none.
     const Entry* Take(const std::string& text)
     {
         const auto begins
@@ -150,8 +150,8 @@ private:
     std::vector<std::size_t> m_first; // the tree; its leaves are from m_size on
 };
 
-// Whether the new entries differ from those that were there. An entry is found
-// by its text, which may be the beginning of the older one's.
+// Whether the new entries differ from the older ones. An entry is found by its text,
+// which may be the beginning of the older one's.
 bool Differ(const std::vector<Entry>& before, const std::vector<Entry>& now)
 {
     OlderEntries older(before);
@@ -228,8 +228,8 @@ bool CAPIGetSourcesList::TakeTree(TreeLock& tree)
     return false;
 }
 
-// The tree is marked before its file changes: a refresh that does not come to its end,
-// whatever happens from here on, is asked for again by the next list.
+// The tree is marked before its file changes: if the refresh does not complete, for any
+// reason, the next list requests it again.
 void CAPIGetSourcesList::ProcessSourcesListEntry(CXMLNode* list)
 {
     CTracer tracer("CAPIGetSourcesList::ProcessSourcesListEntry");

@@ -3,14 +3,15 @@
 
 /// @class CAPIGetSourcesList
 /// The request for the store's lists of package sources. It rewrites the private
-/// sources files and tells which of them changed.
+/// sources files and reports which of them changed.
 ///
 /// A line of such a file is the entry as the package tools read it, two blanks,
 /// '#', and the entry's time stamp.
 ///
 /// Nothing is written while an install or a refresh works on the private tree: the
-/// reply waits for its end and emits signalWaitingFor. A request whose reply comes in
-/// inside that work, where the wait could not end, fails with AgentError::LockHeld.
+/// request waits for its end and emits signalWaitingFor. If the reply is handled from
+/// within that work, waiting could never end, and the request fails with
+/// AgentError::LockHeld.
 
 #pragma once
 
@@ -38,22 +39,22 @@ public:
     void ProcessSourcesListEntry(CXMLNode* list);
 
     /// Rewrites the file from "entry" elements, in one step. Returns whether an
-    /// entry came, went, or has another time stamp; also false, with the file as
-    /// it was, when it cannot be written. An entry that could break out of its
-    /// line, or turn on an option of the package tools, is left out.
+    /// entry was added, removed, or got another time stamp; also false, with the file
+    /// unchanged, when it cannot be written. An entry that could break out of its
+    /// line, or set an option of the package tools, is left out.
     bool UpdateSourcesList(const std::string& path, std::vector<CXMLNode*>& entries);
 
 public slots:
-    /// The payload: "list" elements, each of "entry" elements. One whose `type` is
-    /// "dep" is that of the deps tree, another one that of the tree for installs.
+    /// The payload: "list" elements, each with "entry" elements. A list with the `type`
+    /// "dep" is for the deps tree, any other for the tree for installs.
     void onSuccessfulTransfer(QDomElement* pElement) override;
 
 signals:
-    /// The sources file of a tree changed: the deps tree's, or the one's for
-    /// installs. Once for each "list" of the reply.
+    /// The sources file changed, of the deps tree or of the tree for installs. Once for
+    /// each "list" of the reply.
     ///
-    /// The tree is this request's until the slots have returned: they may refresh its
-    /// lists (CRunAptGet::onRunAptGetUpdate), but an install that is started by one is
+    /// The request keeps the tree locked until the slots have returned: they may refresh
+    /// its lists (CRunAptGet::onRunAptGetUpdate), but an install started in a slot is
     /// refused.
     void signalSourcesListModified(bool deps);
     /// The reply waits for another program's work: a text for the user that names it.

@@ -27,7 +27,7 @@ using namespace Agent;
 namespace
 {
 
-// What the box says of a failure: a heading and the error lines below it.
+// The text of the box after a failure: a heading and the error lines below it.
 QString FailureText(const AptGetMessages& errors)
 {
     QString text = QStringLiteral("Pakmart failed to install this product.\n\n");
@@ -36,7 +36,7 @@ QString FailureText(const AptGetMessages& errors)
     return text;
 }
 
-// Whether a product is installed, for all that dpkg says, and is not in the list.
+// Whether a product is installed according to dpkg, but not in the list.
 bool IsForgotten(const CAppInfo& info)
 {
     const DpkgStatus dpkg(SystemPath(std::string("/var/lib/dpkg")));
@@ -91,7 +91,7 @@ void CAPIInstallPackages::EmptyTree()
         m_tree->Release();
 }
 
-// What is shown from here on may stay open for long; other installs go on.
+// Boxes shown after this may stay open for long; other installs can go on.
 void CAPIInstallPackages::EndTransaction()
 {
     if (!m_tree->IsTaken())
@@ -140,8 +140,8 @@ bool CAPIInstallPackages::Execute()
     const QPointer<CAPIInstallPackages> alive(this);
     QString failure = QStringLiteral("There was an error installing this product.");
     const bool started = StartSequence(failure);
-    // A request that gives up at once takes this object with it, and the end has
-    // been told then.
+    // A request that gives up at once destroys this object, which has then emitted its
+    // end.
     if (!alive)
         return started;
     if (!started && m_bCancelled) {
@@ -201,7 +201,7 @@ bool CAPIInstallPackages::TakeTree()
     }
     if (!taken)
         return RefuseAtOnce(AgentError::LockHeld, QString::fromStdString(m_tree->BusyText()));
-    // An install that was killed since this object was made has left its lists.
+    // An install that was killed since this object was made left its lists behind.
     if (access(CRunAptGet::SourcesFile(false).c_str(), F_OK) == 0
         || access(CRunAptGet::ListsDir(false).c_str(), F_OK) == 0)
         EmptyTree();
@@ -218,8 +218,7 @@ bool CAPIInstallPackages::CanCancel() const
     return m_bUnderWay && (!m_bRunning || m_runner.CanCancel());
 }
 
-// Each step that was cancelled ends in the way in which it always does, and the
-// sequence ends there.
+// A cancelled step ends in its usual way, and the install ends with it.
 bool CAPIInstallPackages::Cancel()
 {
     CTracer tracer("CAPIInstallPackages::Cancel");
@@ -244,7 +243,7 @@ void CAPIInstallPackages::EndCancelled()
     delete this;
 }
 
-// The reason of a step that fails is that of the install.
+// The reason of a failed step becomes that of the install.
 void CAPIInstallPackages::Follow(CAPI* step)
 {
     m_pStep = step;
@@ -432,7 +431,7 @@ void CAPIInstallPackages::InstallPackages()
     ReportRun();
 }
 
-// Tells how the run of the front end ended. What was cancelled is not shown.
+// Reports how the run of the front end ended. A cancelled run shows no box.
 void CAPIInstallPackages::ReportRun()
 {
     AptGetMessages messages = m_runner.Messages();
@@ -452,8 +451,8 @@ void CAPIInstallPackages::ReportRun()
 }
 
 // Records the new applications and returns the completion text; `program`
-// becomes the path of the first that can be started. Nothing of it where the
-// listener does not want them recorded.
+// becomes the path of the first that can be started. Does nothing if the listener does
+// not want them recorded.
 QString CAPIInstallPackages::RecordApplications(QString& program)
 {
     bool add = true;
@@ -478,8 +477,8 @@ QString CAPIInstallPackages::RecordApplications(QString& program)
     return text;
 }
 
-// Records the applications of products that are installed already and not in the
-// list: an install that was killed after dpkg's work has not come to that.
+// Records the applications of products that are already installed but not in the list:
+// an install that was killed after dpkg's work did not get that far.
 void CAPIInstallPackages::RecordForgotten()
 {
     std::vector<CAppInfo*> forgotten;
@@ -504,7 +503,7 @@ void CAPIInstallPackages::ShowInstallDialog(const QString& text, const PackageNa
                                             bool success, const QString& program)
 {
     CTracer tracer("CAPIInstallPackages::ShowInstallDialog");
-    // A process without windows has its texts in the signals.
+    // A process without windows gets the texts by signals.
     if (m_bSilent || !qobject_cast<QApplication*>(QCoreApplication::instance()))
         return;
     EndTransaction();

@@ -18,8 +18,8 @@ using namespace Agent;
 namespace
 {
 
-// The plain geometry is made for the usual font. Where the labels of the buttons need
-// more room (a larger font, a display of many dots) the whole box grows with them.
+// The unscaled geometry is made for the usual font. If the labels of the buttons need more
+// room (a larger font, a high-resolution display), the whole box grows with them.
 double ScaleFor(const QWidget& box)
 {
     const QFontMetrics font(box.font());

@@ -3,7 +3,7 @@
 
 /// @class CDlgInstallComplete
 /// The box that reports how an install ended, with the log of the package front
-/// end behind a "Details" button and the new application behind "Run It!".
+/// end under a "Details" button and a "Run It!" button for the new application.
 
 #pragma once
 
@@ -20,16 +20,16 @@ class VANTRELAGENT_EXPORT CDlgInstallComplete : public QDialog
     Q_OBJECT
 
 public:
-    /// `text` (UTF-8) is what the box says; `log` may be empty, and then there is
-    /// no "Details"; `program` is the path that "Run It!" starts: there is no
-    /// such button when it is empty or the install failed.
+    /// `text` (UTF-8) is the text of the box. Without a `log` there is no "Details".
+    /// `program` is the path that "Run It!" starts; without it, or if the install
+    /// failed, there is no such button.
     CDlgInstallComplete(QWidget* parent, const char* name, const char* text, PackageNameArray log,
                         bool success, const QString& program);
 
 public slots:
     void onClose(); ///< closes the box
     void onRun(); ///< starts the program, without waiting for it; the box stays open
-    void onDetails(); ///< shows the log, once: the button is disabled then
+    void onDetails(); ///< shows the log and disables the button
 
 private:
     QPushButton* MakeButton(const QString& label, int x);
@@ -41,5 +41,5 @@ private:
     QPushButton* m_pBtnRun;
     PackageNameArray m_log;
     QString m_program;
-    double m_scale = 1; // of the plain geometry
+    double m_scale = 1; // of the unscaled geometry
 };

@@ -18,7 +18,7 @@ public:
     CGetOSPackage(const QString& action, const QString& package, bool flag);
     virtual ~CGetOSPackage();
 
-    /// Runs it; how it ended is not told.
+    /// Runs it; the result is not reported.
     void Execute();
 
 private:

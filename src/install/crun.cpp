@@ -46,14 +46,14 @@ std::vector<std::string> SplitWords(const std::string& command)
     return words;
 }
 
-// The children that nobody waited for, until they are collected.
+// The children of runs that did not wait, until they are reaped.
 std::vector<pid_t>& LeftBehind()
 {
     static std::vector<pid_t> children;
     return children;
 }
 
-// Collects those that have ended, each by its own number: others are the host's.
+// Reaps those that have ended, each by its process id: other children are the host's.
 void CollectLeftBehind()
 {
     std::vector<pid_t>& children = LeftBehind();

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// What the runner starts, and with which words.
+// The commands that the runner starts, and their arguments.
 
 #include "install/crunaptget.h"
 
@@ -53,8 +53,8 @@ QString ToQString(const std::string& path)
     return QFile::decodeName(path.c_str());
 }
 
-// What others may have put in the file's place is not written to: a link to another
-// file, one under a second name, a pipe that nobody reads.
+// Refuses to write to anything that others may have put in the file's place: a link, a
+// file with a second name, a pipe that nobody reads.
 FILE* OpenOwnFile(const std::string& name)
 {
     const int flags = O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
@@ -128,7 +128,7 @@ int CRunAptGet::Run(char action, const std::string& packages, bool, bool isRetry
     if (!CanRun(action, packages))
         return NotRun;
     TreeLock tree(m_sAptGetDir);
-    // The repetition is part of the run that it repeats.
+    // The repeated run is part of the first one.
     if (!isRetry) {
         m_bCancelled = false;
         m_bCanCancel = true;
@@ -171,8 +171,7 @@ void CRunAptGet::SetFailure(const FailureReason& reason)
     m_sDetails = reason.details;
 }
 
-// Why the run failed. Packages that are not found are what a refresh that failed
-// leads to.
+// Why the run failed. If packages were not found, a failed refresh is the cause.
 void CRunAptGet::JudgeRun(char action, int result)
 {
     if (result == 0 || action == 'R')
@@ -219,7 +218,7 @@ int CRunAptGet::RunOnTree(char action, const std::string& packages, bool isRetry
     return 0;
 }
 
-// How a remove ended is not taken over as the result of the run, but it is said.
+// The outcome of a remove is not the result of the run, but it is reported.
 void CRunAptGet::RunRemove(const std::string& packages)
 {
     AptGetMessages lines;
@@ -258,8 +257,8 @@ bool CRunAptGet::RefreshLists(bool deps)
     return done;
 }
 
-// The names reach a shell and a tool that reads more into some of them; the path of
-// the tree, a shell.
+// The names reach a shell, and a tool to which some names mean more; the path of the
+// tree reaches a shell.
 bool CRunAptGet::Refuse(const std::string& packages)
 {
     const std::string problem = TreeProblem(m_sAptGetDir);
@@ -299,15 +298,15 @@ int CRunAptGet::RunPiped(char action, const std::string& packages, bool isRetry)
     if (!isRetry)
         m_bRetryPending = false;
     m_bCanCancel = false;
-    // What was cancelled has left nothing to finish.
+    // A cancelled run leaves nothing to finish.
     if (!m_bCancelled || result == 0)
         ClearArchive();
     emit signalEndInstall(result == 0 && !m_bErrorSeen);
     return result;
 }
 
-// Runs the front end and returns its raw status. Where it cannot be started, the run
-// counts as one without output.
+// Runs the front end and returns its raw status. If it cannot be started, the run counts
+// as one without output.
 int CRunAptGet::RunChild(const std::string& command, bool& started)
 {
     WriteLine("About to execute: |" + command + '|');
@@ -330,8 +329,8 @@ int CRunAptGet::RunChild(const std::string& command, bool& started)
     return result;
 }
 
-// Runs the front end without making signals of its lines, which go to standard output
-// as well. Returns whether it ended well.
+// Runs the front end without emitting its lines as signals; they also go to standard
+// output. Returns whether it succeeded.
 bool CRunAptGet::RunUnparsed(const std::string& arguments, AptGetMessages& lines)
 {
     std::fflush(stdout);
@@ -410,8 +409,8 @@ void CRunAptGet::ConfigurePending()
     RunWaiting(SystemPath(QStringLiteral("/usr/bin/dpkg")), "--configure -a");
 }
 
-// What a killed install left to dpkg. apt-get changes nothing before dpkg has taken
-// its journal over, and it names no file for a package that is only to be set up.
+// Finishes what a killed install left. apt-get changes nothing until dpkg has merged its
+// journal, and it lists no file for a package that only has to be set up.
 void CRunAptGet::FinishInterrupted(const std::string& packages)
 {
     const DpkgStatus dpkg(SystemPath(std::string("/var/lib/dpkg")));
@@ -452,7 +451,7 @@ bool CRunAptGet::CreateSourcesDir(bool deps)
 bool CRunAptGet::MkDir(const std::string& path)
 {
     CTracer tracer("CRunAptGet::MkDir");
-    // The runner splits its arguments at blanks: other folders would be made.
+    // The runner splits its arguments at blanks, and would make other folders.
     if (path.find_first_of(" \"") == std::string::npos)
         CRun(QStringLiteral("/bin/mkdir"), QLatin1String("-p ") + ToQString(path), true).Run();
     int found = access(path.c_str(), F_OK);

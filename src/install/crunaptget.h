@@ -5,17 +5,17 @@
 /// The runner of the package front end.
 ///
 /// It runs one action of /usr/bin/vos-apt-get as a child process, reads its
-/// output line by line and tells by signals what it says: the packages, their
-/// sizes, the progress, errors. It keeps a private tree below the user's home,
-/// so that the store's sources and package lists never touch the system's; the
-/// tree has a twin ("deps") for working out what packages depend on.
+/// output line by line and emits it as signals: the packages, their sizes, the
+/// progress, errors. It keeps a private tree below the user's home, so that the
+/// store's sources and package lists never touch the system's; the tree has a twin
+/// ("deps") for finding the dependencies of packages.
 ///
 ///     CRunAptGet runner;
 ///     QObject::connect(&runner, SIGNAL(signalPackagePulse(int,int)), ...);
 ///     if (runner.Run('I', "libfoo bar", false, false) != 0)
 ///         for (const std::string& line : runner.Errors()) ...
 ///
-/// All of it runs on the caller's thread; events are processed while the child
+/// Everything runs on the caller's thread. Events are processed while the child
 /// runs, so slots of other objects run inside Run. They must not start another
 /// Run on the same object.
 
@@ -57,44 +57,44 @@ public:
     ///   tree, after refreshing its sources
     /// - 'R': remove
     ///
-    /// Returns 0; 1 when the child ended well but told of an error; the status
-    /// that pclose gives otherwise; 127, with nothing started, for an empty list,
-    /// a missing front end, another letter, or a name that could be more than a
-    /// name on a command line (Errors() tells which). A remove returns 0 however
-    /// it ended. `flag` has no effect; callers pass `isRetry` false.
+    /// Returns 0 on success; 1 when the child exited with 0 but printed an error;
+    /// otherwise the child's status as pclose gives it; 127, with nothing started, for
+    /// an empty list, a missing front end, another letter, or a name that could mean
+    /// more than a name on a command line (Errors() says which). A remove returns 0
+    /// however it ended. `flag` has no effect; callers pass `isRetry` false.
     ///
-    /// One run at a time works on a user's private tree. Another one waits for its
-    /// end and emits signalWaitingFor; with RefuseWhenBusy, or inside a slot that the
-    /// other one's events run, it returns 127 and Errors() says who is at work.
+    /// Only one run at a time works on a user's private tree. A second one waits for the
+    /// first and emits signalWaitingFor; with RefuseWhenBusy, or in a slot that runs
+    /// inside the first one's wait, it returns 127 and Errors() names the first.
     int Run(char action, const std::string& packages, bool flag, bool isRetry);
 
-    /// Refreshes the package lists of a tree, without a box, and says whether it did;
-    /// otherwise Failure() and Errors() say why not, and the next list of sources asks
-    /// for it again. Waits and can be cancelled like a run.
+    /// Refreshes the package lists of a tree, without a box. False on failure: Failure()
+    /// and Errors() give the reason, and the next list of sources refreshes again. Waits
+    /// and can be cancelled like a run.
     bool RefreshLists(bool deps);
 
-    /// Ends the present run or refresh as a failure: the front end is asked to end, and Run
-    /// returns as soon as it has. False, with nothing done, when CanCancel is.
+    /// Ends the current run or refresh as a failure: the front end is asked to end, and Run
+    /// returns as soon as it has. Returns false and does nothing when CanCancel() is false.
     bool Cancel();
-    /// Whether a run can be cancelled now: from its begin until the package tools
+    /// Whether a run can be cancelled now: from its start until the package tools
     /// begin to unpack or to remove.
     bool CanCancel() const;
     /// Whether the last run was cancelled.
     bool WasCancelled() const { return m_bCancelled; }
-    /// Why the last run did not do what it was asked for, NoFailure where it did; a
-    /// sentence for the user; and the lines that say so. A remove whose front end
-    /// failed may have removed some packages, or all: dpkg's status says which.
+    /// Why the last run failed (NoFailure if it did not), a sentence for the user, and
+    /// the lines with the reason. A remove whose front end failed may still have removed
+    /// some packages, or all: dpkg's status says which.
     /// @{
     AgentError::Code Failure() const { return m_nFailure; }
     QString FailureSentence() const { return m_sFailure; }
     QString FailureDetails() const { return m_sDetails; }
     /// @}
-    /// Whether a run is refused where it would wait for another one; false at first.
+    /// Whether a run is refused, instead of waiting for another one; false by default.
     void RefuseWhenBusy(bool refuse) { m_bRefuseWhenBusy = refuse; }
 
-    /// Asks the server for the lists of package sources; where one changed, the
-    /// package lists of its tree are refreshed. The argument has no effect: the
-    /// reply says which tree. Always true.
+    /// Asks the server for the lists of package sources, and refreshes the package
+    /// lists of each tree with a changed list. The argument has no effect: the reply
+    /// says which tree. Always true.
     bool checkSources(bool deps);
     void update(bool deps); ///< the same as checkSources
 
@@ -103,10 +103,10 @@ public:
     static std::string ListsDir(bool deps);
     /// The sources file of the tree.
     static std::string SourcesFile(bool deps);
-    /// The front end's options that name both; begins with a blank.
+    /// The front end's options for both of these; begins with a blank.
     static std::string AptGetOptions(bool deps);
-    /// Make the folders of both trees, those of one, or the folder `path` with what
-    /// is missing above it; false when one is not there afterwards.
+    /// Make the folders of both trees, those of one, or the folder `path` and its
+    /// missing parents; false when a folder does not exist afterwards.
     /// @{
     static bool CreateAptGetDirs();
     static bool CreateListsDir(bool deps);
@@ -114,16 +114,15 @@ public:
     static bool MkDir(const std::string& path);
     /// @}
 
-    /// The size of the download as the front end writes it ("2,345kB"), of the last
-    /// run that told one; empty before.
+    /// The size of the download as the front end writes it ("2,345kB"), from the last
+    /// run that printed one; empty before.
     std::string TotalSize() const { return m_sTotalSize; }
     /// The packages that the last run named, and their sizes.
     /// @{
     int PackageCount() const { return int(m_packages.size()); }
     AptGetPackages Packages() const { return m_packages; }
     /// @}
-    /// The names of the package files that runs of 'D' listed, of all runs of this
-    /// object.
+    /// The names of the package files that the 'D' runs of this object have listed.
     PackageNameArray PackageFiles() const { return m_packageFiles; }
     /// All lines of the last run.
     AptGetMessages Messages() const { return m_messages; }
@@ -131,27 +130,27 @@ public:
     /// object.
     AptGetMessages Errors() const { return m_errors; }
 
-    /// Writes the messages to "/tmp/apt-get.out"; nothing happens where that
-    /// cannot be written.
+    /// Writes the messages to "/tmp/apt-get.out"; does nothing if that cannot be
+    /// written.
     void writeFailedAptGetToFile();
 
     /// The parser. Lines are NUL-terminated and cut up in place; the two flags
     /// belong to the run: a list of package names is open, an error is open.
     void parseLine(char* line, int length, bool& inPackageList, bool& inErrorBlock);
-    /// Reads one line of at most size - 1 characters, without control
-    /// characters, processing events on the way: also while it waits, where the
-    /// stream does not block. False at the end of the stream.
+    /// Reads one line of at most size - 1 characters, without control characters.
+    /// Processes events meanwhile; also while it waits, if the stream does not block.
+    /// False at the end of the stream.
     bool readLine(char* buffer, int size, FILE* stream, int& length);
-    /// A line of package names: they come into the map, with the size "0".
+    /// A line of package names: adds them to the map, with the size "0".
     void GetPackageNames(char* line, int length);
     /// "Need to get 2,345kB ...": the size of the whole.
     void GetTotalBytes(char* line, int length);
     /// "Get:1 SITE SECTION NAME VERSION [SIZE]": the download of a package begins,
-    /// and that of the one before has ended.
+    /// and the previous one has ended.
     void GetReceivedPackageInfo(char* line, int length);
     /// "Setting up NAME ...": the last download has ended, a package is set up.
     void GetSetupInfo(char* line, int length);
-    /// "'URL' ...": the name of a package file, behind the URL's last slash.
+    /// "'URL' ...": the name of a package file, after the URL's last slash.
     void GetPackageFiles(char* line);
     /// "45% [2 libfoo 18%]": percent of the whole, percent of the item.
     void Pulse(char* line, int length);
@@ -169,24 +168,24 @@ signals:
     void signalReceivedTotalBytes(const std::string& size);
     /// The download of a package begins: name, size text.
     void signalBeginReceivePackage(const std::string& name, const std::string& size);
-    /// How far the present item and the whole are, 0 to 100, as the front end says.
+    /// Percent (0 to 100) of the current item and of the whole, as the front end reports.
     void signalPackagePulse(int itemPercent, int overallPercent);
-    /// The download of that package has ended. The last one's end is told again
-    /// with each package that is set up.
+    /// The download of that package has ended. For the last download it is emitted
+    /// again with each package that is set up.
     void signalEndReceivePackage(const std::string& name);
     /// A package is being set up.
     void signalBeginInstall(const std::string& name);
-    /// The run is over; a run that is repeated tells it twice.
+    /// The run is over; emitted twice if the run is repeated.
     void signalEndInstall(const bool success);
-    /// The run waits for another program's: a text for the user that names it.
+    /// The run waits for another program: a text for the user that names it.
     void signalWaitingFor(const std::string& text);
 
 public slots:
-    /// Refreshes the package lists of a tree, with the "Setting up" box shown. On its
-    /// own it waits for the end of what works on the private tree, as a run does; where
-    /// it is refused, the next list of sources asks for it again.
+    /// Refreshes the package lists of a tree, with the "Setting up" box shown. Called
+    /// outside a run, it waits like a run until nothing else works on the private tree; if
+    /// it is refused, the next list of sources refreshes again.
     void onRunAptGetUpdate(bool deps);
-    /// Moves the marker in that box on.
+    /// Advances the marker in that box.
     void onAptGetUpdateTimer();
 
 private:
@@ -239,7 +238,7 @@ private:
     AgentError::Code m_nFailure = AgentError::NoFailure;
     QString m_sFailure;
     QString m_sDetails;
-    // What the refresh of the sources in the present run failed by.
+    // Why the refresh of the sources failed in the current run.
     AgentError::Code m_nRefreshFailure = AgentError::NoFailure;
     QString m_sRefreshFailure;
     bool m_bHasTree = false; // runs are part of a transaction that has the tree

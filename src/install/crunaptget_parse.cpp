@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// From the lines of the package front end to facts and signals.
+// Turns the lines of the package front end into facts and signals.
 
 #include "install/crunaptget.h"
 
@@ -22,7 +22,7 @@ using namespace Agent;
 namespace
 {
 
-// Bytes after which events are processed where nothing of them is kept.
+// Events are processed after this number of bytes even if none of them is kept.
 constexpr int PumpEvery = 4096;
 
 bool BeginsWith(const char* line, const char* prefix)
@@ -49,8 +49,8 @@ bool CRunAptGet::readLine(char* buffer, int size, FILE* stream, int& length)
     int c;
     for (int dropped = 0;; ++dropped) {
         c = NextByte(stream);
-        // In a full buffer the character just read is lost; the rest of the line
-        // comes as the next one.
+        // If the buffer is full, the character just read is lost; the rest of the line
+        // is read as the next line.
         if (c == EOF || c == '\n' || length == size - 1)
             break;
         if (length % 10 == 0 || dropped % PumpEvery == 0)
@@ -62,7 +62,7 @@ bool CRunAptGet::readLine(char* buffer, int size, FILE* stream, int& length)
     return c != EOF;
 }
 
-// An interrupted read, and one that finds nothing yet, are no ends of the stream.
+// An interrupted read, or one without data yet, is not the end of the stream.
 int CRunAptGet::NextByte(FILE* stream)
 {
     while (true) {
@@ -96,7 +96,7 @@ void CRunAptGet::parseLine(char* line, int length, bool& inPackageList, bool& in
         inPackageList = false;
 }
 
-// What the lines say about the run itself.
+// Reads what the lines say about the run itself.
 void CRunAptGet::FollowProgress(const char* line)
 {
     static const char* const dpkgWorks[]
@@ -110,7 +110,7 @@ void CRunAptGet::FollowProgress(const char* line)
         emit signalWaitingFor(line);
 }
 
-// Lists of package names and errors go on over several lines.
+// Lists of package names and errors continue over several lines.
 void CRunAptGet::ClassifyBlock(char* line, int length, bool& inPackageList, bool& inErrorBlock)
 {
     if (BeginsWith(line, "The following") && !BeginsWith(line, "The following information")) {
@@ -210,7 +210,7 @@ void CRunAptGet::GetReceivedPackageInfo(char* line, int)
     if (!m_sCurrentPackage.empty())
         emit signalEndReceivePackage(m_sCurrentPackage);
     char* cursor = line;
-    // The field at the cursor, cut off, with the cursor behind it.
+    // Cuts off the field at the cursor, and moves the cursor after it.
     const auto takeField = [this, &cursor] {
         char* field = cursor;
         SkipNonWhite(&cursor);

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Refreshing the sources. The one place where the runner makes a request, whose
-// class itself uses the runner.
+// Refreshing the sources: the only place where the runner makes a request, the class of
+// which uses the runner in turn.
 
 #include "install/capigetsourceslist.h"
 #include "install/crun.h"
@@ -41,13 +41,13 @@ QString Marker(int counter)
     return QLatin1Char('>') + Blanks(19 - counter) + QLatin1Char('<');
 }
 
-// The box holds three lines of the user's font; it grows where they are larger than
-// those that its plain size was made for.
+// The box holds three lines of the user's font; it grows if they are larger than those
+// that its unscaled size was made for.
 QSize UpdateBoxSize(const QDialog& dialog)
 {
     const QFontMetrics font(dialog.font());
     const QSize plain(337, 80);
-    // What is above the capitals and below the line may be lost.
+    // The space above the capitals and below the line may be cut off.
     const int spare = std::min(font.ascent() - font.capHeight(), font.descent());
     const int text = 2 * font.lineSpacing() + font.height() - 2 * spare;
     const double lines = double(text) / (plain.height() - 23);
@@ -112,8 +112,8 @@ void CRunAptGet::onRunAptGetUpdate(bool deps)
     m_pUpdateDialog = nullptr;
 }
 
-// The mark is there from before the refresh until it has succeeded, so that one that
-// failed, or was killed, is made up for by the next request for the sources.
+// The mark is set before the refresh and removed when it has succeeded, so that after a
+// failed or killed one the next request for the sources refreshes again.
 void CRunAptGet::RunUpdate(bool deps)
 {
     SetRefreshPending(deps, true);

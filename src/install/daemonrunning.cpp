@@ -27,8 +27,8 @@ bool LockIsHeld()
     return taken == 0;
 }
 
-// Whether the lock is held once the script has run. The daemon that it leaves behind
-// may need a moment; a script that is the daemon itself never ends.
+// Whether the lock is held once the script has run. The daemon that the script started may
+// need a moment; a script that is the daemon itself never ends.
 bool IsHeldAfter(CRun& script)
 {
     for (int waited = 0; waited < 10000 && script.IsRunning(); waited += Look) {

@@ -17,8 +17,8 @@ struct Sign {
     AgentError::Code code;
 };
 
-// What apt-get and dpkg write under the C locale. The first sign that any line has
-// decides: causes come before what follows from them.
+// Messages of apt-get and dpkg in the C locale. The first entry of this table that any
+// line contains decides, so causes come before their consequences.
 // clang-format off
 const Sign signs[] = {
     { "Hash Sum mismatch",                    AgentError::HashMismatch },
@@ -61,7 +61,7 @@ const std::string* LineWith(const AptGetMessages& lines, const char* text)
     return found == lines.end() ? nullptr : &*found;
 }
 
-// The line that says most: a package's script that failed, by its name, or else the first
+// The most useful line: the one that names a failed package script, or else the first
 // error.
 const std::string* ErrorOf(const AptGetMessages& lines)
 {

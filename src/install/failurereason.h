@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Why a run of the package front end failed, read off its lines.
+// Why a run of the package front end failed, derived from its lines.
 
 #pragma once
 
@@ -22,14 +22,13 @@ struct FailureReason {
 // A reason with the sentence of its code.
 FailureReason Reason(AgentError::Code code, const QString& details = QString());
 
-// The lines as one text: the last ones, where there are many.
+// The lines as one text: only the last ones if there are many.
 QString LinesAsText(const AptGetMessages& lines);
 
-// The reason that lines of a run that failed give: PackageToolsFailed where they give
-// none.
+// The reason in the lines of a failed run: PackageToolsFailed if they contain none.
 FailureReason ReasonOfFailure(const AptGetMessages& lines);
 
-// Why a run that ended well named no package files.
+// Why a successful run listed no package files.
 FailureReason ReasonOfNoFiles(const AptGetMessages& lines);
 
 } // namespace Agent

@@ -18,8 +18,8 @@ namespace Agent
 namespace
 {
 
-// How long the output of a child that has ended is listened to. What it said is in
-// the pipe by then; a daemon that it started may hold the pipe open for ever.
+// How long to read the output of a child that has ended. Its own output is in the pipe
+// by then, but a daemon that it started may hold the pipe open forever.
 constexpr auto Aftermath = std::chrono::milliseconds(100);
 
 } // namespace
@@ -40,8 +40,8 @@ FrontEndChild::~FrontEndChild()
 
 bool FrontEndChild::Start(const std::string& command)
 {
-    // The shell becomes the program, so that a signal reaches that and not a shell
-    // that keeps it to itself.
+    // The shell replaces itself by the program, so that a signal reaches the program and
+    // not a shell that does not pass it on.
     const std::string line = "exec " + command;
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0)
@@ -69,7 +69,7 @@ void FrontEndChild::Become(const char* command, int output)
     _exit(127);
 }
 
-// The child is left to Finish, so that its number stays its own.
+// The child is reaped in Finish, so that its process id cannot be reused before.
 bool FrontEndChild::HasEnded() const
 {
     siginfo_t info = {};

@@ -3,8 +3,8 @@
 
 // The package front end as a child process whose output is read.
 //
-// It is started like popen would, by a shell, with the host's standard input. Other
-// than popen's, its process id is known, so that it can be ended; its output never
+// It is started as popen would: by a shell, with the host's standard input. Unlike with
+// popen, the process id is known, so that the child can be ended; its output never
 // blocks the reader; and waiting for it processes events.
 
 #pragma once
@@ -32,11 +32,11 @@ public:
     // Starts a shell command. False when there is no pipe or no process for it.
     bool Start(const std::string& command);
 
-    // Its output, until Finish. Reading it fails with EAGAIN while there is none.
+    // Its output, until Finish. Reading fails with EAGAIN while nothing is available.
     FILE* Output() const { return m_output; }
 
     // Waits for more output, processing events. False when there will be none: the
-    // child has ended, and what it left running says nothing.
+    // child has ended, and processes that it left running print nothing.
     bool AwaitOutput();
 
     // Asks it to end. False when it has ended already.

@@ -72,8 +72,8 @@ bool TreeLock::TryTake()
     return m_taken = true;
 }
 
-// Whether the lock is held by a function further down on our own stack, which goes
-// on only when we have returned: it waits for a child, or a box is open above it.
+// Whether the lock is held by a caller further down on this stack, which can continue
+// only after we return: it waits for a child, or shows a box.
 bool TreeLock::IsAroundUs() const
 {
     return m_holder && m_holder->m_path == m_path
@@ -87,7 +87,7 @@ bool TreeLock::Take(const Say& say, const GiveUp& giveUp)
             return false;
         if (!told)
             say("Waiting for another installation to end: " + Holder());
-        // What is asked may be gone after the events.
+        // The object that `giveUp` asks may be gone after the events.
         if (giveUp())
             return false;
         PassEvents();

@@ -1,12 +1,12 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The private tree of the package front end, as something that one transaction at a
-// time may change: an install, a remove, a refresh of the sources.
+// The lock of the package front end's private tree: one transaction at a time may
+// change the tree, such as an install, a remove, or a refresh of the sources.
 //
-// The lock is a file lock, so that the kernel drops it with the process that holds
-// it. Where no lock file can be made (a home that cannot be written) nothing can be
-// changed either, and the lock counts as taken.
+// It is a file lock, so the kernel releases it when its process ends. If no lock file
+// can be made (a home that cannot be written), nothing in the tree can be changed
+// either, and the lock counts as taken by the caller.
 
 #pragma once
 
@@ -17,8 +17,8 @@ namespace Agent
 {
 
 // Why the private tree at `path` cannot be used, as a text for the user; empty when
-// it can be. The path is part of command lines that are split at blanks and read by
-// a shell.
+// it can be used. The path becomes part of command lines that are split at blanks and
+// read by a shell.
 std::string TreeProblem(const std::string& path);
 
 class TreeLock
@@ -33,29 +33,29 @@ public:
     // Takes the lock if nobody holds it. True when this object has it.
     bool TryTake();
 
-    // Whether the wait for the lock is to end without it.
+    // Returns true to end the wait without the lock.
     using GiveUp = std::function<bool()>;
     using Say = std::function<void(const std::string& text)>;
-    // Takes the lock, waits for it while others hold it, and says for whom. False
-    // when `giveUp` ended the wait, or when it could never end: this thread is
-    // inside the transaction that holds the lock.
+    // Takes the lock; waits while others hold it, and reports who they are. False
+    // when `giveUp` ended the wait, or when the wait could never end because this
+    // thread is inside the transaction that holds the lock.
     bool Take(const Say& say, const GiveUp& giveUp);
 
-    // Takes the lock from the transaction around us while that lends it (Loan), and
-    // gives it back with the release.
+    // Borrows the lock from the enclosing transaction while that lends it (Loan), and
+    // returns it on release.
     bool Borrow();
 
     void Release();
     bool IsTaken() const { return m_taken; }
 
-    // Who holds it, as a text for the user: "pakmart (process 12)".
+    // The holder, as a text for the user: "pakmart (process 12)".
     std::string Holder() const;
 
-    // That it is held, and by whom, as a sentence for the user.
+    // A sentence for the user that the tree is in use, and by which program.
     std::string BusyText() const { return "Another installation is under way: " + Holder() + '.'; }
 
-    // A transaction that holds the tree runs a child, in a function that comes back
-    // only after what its events call.
+    // Marks that the transaction holding the tree runs a child, in a function that
+    // returns only after everything that its events call.
     class Work
     {
     public:
@@ -65,7 +65,7 @@ public:
         Work& operator=(const Work&) = delete;
     };
 
-    // The holder calls somebody whose work on the tree is a part of its own.
+    // Marks that the holder calls code whose work on the tree is part of its own.
     class Loan
     {
     public:

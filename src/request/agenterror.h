@@ -26,7 +26,7 @@ class VANTRELAGENT_EXPORT AgentError
     Q_GADGET
 
 public:
-    /// What went wrong. New codes may come: treat one that you do not know as Other.
+    /// What went wrong. New codes may be added: treat an unknown one as Other.
     enum Code {
         NoFailure = 0, ///< nothing; never emitted
 
@@ -34,22 +34,22 @@ public:
         TimedOut, ///< the server was silent, or slow, for too long
         Cancelled, ///< the user or the host ended it
         UnknownFunction, ///< the server's directory does not list the function
-        BadAddress, ///< the address of the function is not one of the web
-        Locked, ///< another request has the requests of this process to itself
+        BadAddress, ///< the address of the function is not a web address
+        Locked, ///< another request has locked the requests of this process
         RefusedByServer, ///< the server says no; the sentence is the server's
-        ServerFailed, ///< the server answered with an error of HTTP
-        RedirectRefused, ///< the server sends elsewhere, where requests do not go
-        ReplyNotUnderstood, ///< the reply is not an envelope, or not a fit one
+        ServerFailed, ///< the server answered with an HTTP error
+        RedirectRefused, ///< the server redirects to where requests must not go
+        ReplyNotUnderstood, ///< the reply is not a valid envelope
         ReplyTooLarge, ///< the reply is over a limit of size or memory
         CannotWrite, ///< a file could not be made or written
-        NoDiskSpace, ///< a file could not be written, since there is no room
+        NoDiskSpace, ///< a file could not be written because the disk is full
 
         UnknownProduct, ///< the store does not have the product
-        NothingToDo, ///< all of it is installed, or removed, already
+        NothingToDo, ///< everything is already installed, or removed
         Declined, ///< the user or the host said no before anything was changed
-        DependencyError, ///< packages that are needed cannot be had together
-        WouldRemove, ///< packages would go that nobody has agreed to lose
-        HashMismatch, ///< a package file is not the one that the store describes
+        DependencyError, ///< the needed packages cannot be installed together
+        WouldRemove, ///< packages would be removed without anybody's consent
+        HashMismatch, ///< a package file does not match the store's description
         DownloadFailed, ///< a package file could not be fetched
         RefusedName, ///< a name is not the name of a package
         LockHeld, ///< another program is installing or removing packages

@@ -58,7 +58,7 @@ CAPI::CAPI(bool bSilent, bool bExclusive, bool bWaitForDone)
     static const int registered = qRegisterMetaType<AgentError::Code>();
     Q_UNUSED(registered)
     m_nMaxReply = ReadTransferLimits().size;
-    // Not one of its own slots: it holds for an object without them, too.
+    // Not one of the object's own slots, since a refused object has none.
     connect(this, &CAPI::ErroneousTransfer, this,
             [this](const QString& sError) { SetFailure(AgentError::Other, sError); });
     m_bConnected = LockAPI(bExclusive);
@@ -85,7 +85,7 @@ CAPI::~CAPI()
     if (m_nFailure != AgentError::NoFailure)
         emit signalFailure(m_nFailure, m_sFailure, m_sDetails);
     emit APIComplete(m_bSucceeded);
-    // Whatever its slots did, or if it has none: a wait ends with the object.
+    // A wait ends with the object, whatever its slots did, and even without slots.
     *m_bDone = true;
     if (!m_APIFile.fileName().isEmpty() && CAPI::CanDeleteAPIFile())
         m_APIFile.remove();
@@ -121,7 +121,7 @@ bool CAPI::Execute()
     return true;
 }
 
-// Opens the reply file and starts the transfer into it. Returns what went wrong.
+// Opens the reply file and starts the transfer into it. Returns the error, if any.
 QString CAPI::Start(const QString& sURL)
 {
     m_sURL = sURL;
@@ -147,8 +147,8 @@ QString CAPI::Start(const QString& sURL)
     return QString();
 }
 
-// Ends the request while its job runs; once, also when it is asked to again while
-// the box about it is open.
+// Ends the request while its job runs; only once, even if called again while its box is
+// open.
 void CAPI::Abandon(AgentError::Code nReason, int nError, const QString& sText)
 {
     if (m_transferring.erase(this) == 0)
@@ -171,7 +171,7 @@ QString CAPI::InterruptedText()
     return QStringLiteral("Communication with the VantrelNet server was interrupted.");
 }
 
-// No box about it: the caller knows, and a box would hold up the end.
+// Shows no box: the caller knows, and a box would delay the end.
 void CAPI::Interrupt()
 {
     m_bSilent = true;
@@ -186,7 +186,7 @@ void CAPI::AbortTransfers()
     ++m_nAborts;
     const std::set<CAPI*> transferring = m_transferring;
     for (CAPI* pAPI : transferring) {
-        // The end of one may be the end of another.
+        // Ending one request may end another.
         if (m_transferring.count(pAPI) != 0)
             pAPI->Interrupt();
     }
@@ -226,8 +226,8 @@ AgentError::Code CAPI::RefusalCode() const
     return AgentError::RefusedByServer;
 }
 
-// What a log should know of the transfer: the address, what the server said of it,
-// and what went wrong.
+// The details of the transfer for a log: the address, the server's status, and the
+// error.
 QString CAPI::Details(const QString& sWhat) const
 {
     QStringList parts{ m_sURL };
@@ -257,7 +257,7 @@ bool CAPI::CanDeleteAPIFile()
 void CAPI::WaitForDone()
 {
     CTracer tracer("CAPI::WaitForDone");
-    // The object is gone when the flag is set; the flag itself stays for us.
+    // The object is gone when the flag is set; this frame keeps the flag itself alive.
     const std::shared_ptr<const bool> done = m_bDone;
     while (!*done)
         ProcessMessages();

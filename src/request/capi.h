@@ -54,24 +54,24 @@ class VANTRELAGENT_EXPORT CAPI : public QObject
 public:
     /// `bSilent`: failures are logged but no box is shown. `bExclusive`: no
     /// other request may run meanwhile; granted only when none is alive. A
-    /// request that cannot have its lock, or is made while another holds it, is
-    /// neither counted nor listens to its own signals. `bWaitForDone`: Execute
+    /// request that cannot get its lock, or is made while another holds it, is
+    /// not counted and does not listen to its own signals. `bWaitForDone`: Execute
     /// returns only after the object has destroyed itself.
     CAPI(bool bSilent, bool bExclusive, bool bWaitForDone);
-    /// Gives the lock and the count back, emits APIComplete, and removes the reply
-    /// file unless the settings keep it. Requests do this themselves.
+    /// Releases the lock and the count, emits APIComplete, and removes the reply
+    /// file unless the settings keep it. Requests destroy themselves.
     ~CAPI() override;
 
     /// Starts the request. True when the transfer was started (and, for a
-    /// request that waits, has ended); false when it could not start: its reason
-    /// went out through ErroneousTransfer and the object is gone. Either way the
-    /// object is not to be touched afterwards.
+    /// request that waits, has ended); false when it could not start: the object has
+    /// then emitted the reason by ErroneousTransfer and is gone. In both cases do
+    /// not touch the object afterwards.
     virtual bool Execute();
 
-    /// The name by which the directory lists the function: the class name.
+    /// The name of the function in the directory: the class name.
     virtual QString GetAPIName();
 
-    /// Whether the reply file may be removed when the request ends: unless the
+    /// Whether the reply file may be removed when the request ends: true unless the
     /// setting "keep agent xml" is other than 0.
     virtual bool CanDeleteAPIFile();
 
@@ -80,7 +80,7 @@ public:
 
     /// Runs the event loop until the request has been destroyed.
     void WaitForDone();
-    /// Whether APIComplete has come, for a request that is still there.
+    /// Whether APIComplete was emitted, for a request that still exists.
     bool CheckIfDone() const;
 
     /// The number of live requests of the process that got past the lock; each of
@@ -92,22 +92,22 @@ public:
     int ReferenceCount() const;
     /// @}
 
-    /// Takes (`bLock`) or gives back the exclusive lock; false when another
-    /// request holds it, or when it is asked for while requests are alive.
+    /// Takes (`bLock`) or releases the exclusive lock; false when another
+    /// request holds it, or when it is requested while requests are alive.
     bool LockAPI(bool bLock);
     /// True when a request other than `pAPI` holds the lock.
     bool APILocked(CAPI* pAPI) const;
 
-    /// Ends every transfer that is running, and every reply that is being read, as a
-    /// failure, for a host that is asked to end. Each request emits its signals
-    /// (AgentError::Cancelled), shows no box, and destroys itself; one whose reply
-    /// is being read does so within the next passes of the event loop. A status
+    /// Ends all running transfers, and the reading of all replies, as failures; meant
+    /// for a host that is about to quit. Each request emits its signals
+    /// (AgentError::Cancelled), shows no box, and destroys itself; a request whose
+    /// reply is being read does so within the next passes of the event loop. A status
     /// check (CAPIStatus) counts it as an error.
     static void AbortTransfers();
-    /// How often AbortTransfers was called: for waits that it shall end.
+    /// How often AbortTransfers was called: for waits that AbortTransfers should end.
     static unsigned AbortCount();
 
-    /// Ends this request's transfer as one that the user cancelled: silently, and as
+    /// Ends this request's transfer as if the user had cancelled it: silently, and as
     /// a success. False when none runs; otherwise the request is gone afterwards.
     bool CancelTransfer();
 
@@ -118,8 +118,8 @@ public:
     /// The URL of the directory itself: the setting "agent api url".
     static QString GetAgentAPIURL();
 
-    /// Whether a file (without an argument: the reply file) begins with
-    /// `<?xml` and goes on. False where it cannot be read.
+    /// Whether a file (without an argument: the reply file) begins with `<?xml`
+    /// and more text follows. False when it cannot be read.
     /// @{
     bool IsValidXML();
     bool IsValidXML(const QString& sFileName);
@@ -134,75 +134,75 @@ signals:
     /// The envelope of a call that the server reports as failed ("msg" says why).
     void FailedTransfer(QDomElement* pDOMParent);
     /// What went wrong, as a text for the user: the request was refused by the
-    /// lock or has no URL, the transfer failed, or the reply is no envelope. A
-    /// request class may tell an error of its own by it.
+    /// lock or has no URL, the transfer failed, or the reply is not an envelope. A
+    /// request class may also emit errors of its own with it.
     void ErroneousTransfer(const QString& sError);
-    /// The reply file, opened. It is good for the duration of the emission; its
-    /// name stays, and the file is gone after APIComplete unless the settings
-    /// keep it.
+    /// The reply file, opened. The object is valid for the duration of the emission;
+    /// the file name does not change, and the file is removed after APIComplete unless
+    /// the settings keep it.
     void APIDestinationFile(const QFile& qFile);
     /// Why the request did not do what it was made for: exactly once, from the
-    /// destructor, immediately before APIComplete. It comes before each
-    /// APIComplete(false), and before the APIComplete(true) of a request that did
-    /// nothing all the same (see there). The sentence is for the user; where the
-    /// server says why, it is the server's (plain text). The details are for a log,
+    /// destructor, immediately before APIComplete. It precedes each
+    /// APIComplete(false), and also the APIComplete(true) of a request that did
+    /// nothing (see there). The sentence is for the user; if the server gives a
+    /// reason, the sentence is the server's (plain text). The details are for a log,
     /// and may be empty. An object that the lock refused emits it too.
     void signalFailure(AgentError::Code nCode, const QString& sSentence, const QString& sDetails);
-    /// The end, exactly once, from the destructor: the request is no more than a
-    /// CAPI then. False when the call failed or went wrong. A transfer that was
-    /// cancelled and a reply file that could not be made count as success, and so
-    /// does a request that the lock refused: signalFailure comes before it then.
+    /// The end, exactly once, from the destructor: only the CAPI part of the request
+    /// is left then. False when the call failed or went wrong. True also for a
+    /// cancelled transfer, a reply file that could not be made, and a request that
+    /// the lock refused: signalFailure precedes it in these cases.
     void APIComplete(bool bSucceeded);
 
 public slots:
-    /// Makes the reply file and emits APIDestinationFile. Where no file can be
-    /// made the reply is dropped.
+    /// Makes the reply file and emits APIDestinationFile. If no file can be made,
+    /// the reply is dropped.
     virtual void onBeforeTransfer(const QString& sURL);
-    /// Appends a piece of the reply to the reply file. Over "max reply size", and
-    /// where the file cannot be written, the transfer is cut off. A class that
-    /// replaces Execute connects its job to this and to onDownloadComplete.
+    /// Appends a piece of the reply to the reply file. The transfer is cut off when
+    /// the reply exceeds "max reply size" or the file cannot be written. A class that
+    /// overrides Execute connects its job to this and to onDownloadComplete.
     virtual void onDownloadReceive(KIO::Job* pJob, const QByteArray& arData);
-    /// Judges the reply, emits what it came to, and destroys the object: a class
-    /// that replaces this has that duty.
+    /// Checks the reply, emits the result, and destroys the object. An override must
+    /// do the same.
     virtual void onDownloadComplete(KIO::Job* pJob);
-    /// Called with the envelope's root element: a request class copies out of it
-    /// what it needs. It must not destroy the request.
+    /// Called with the envelope's root element: a request class copies what it needs
+    /// from it. It must not destroy the request.
     virtual void onSuccessfulTransfer(QDomElement* pElement) = 0;
     /// Writes the server's "msg" to standard output and, unless the request is
     /// silent, shows it in a box ("Unspecified API error" without one).
     virtual void onFailedTransfer(QDomElement* pElement);
     /// Writes the text to standard output and, unless the request is silent, shows
-    /// it in a box. A request class calls it to make itself a failure.
+    /// it in a box. A request class calls it to fail.
     virtual void onErroneousTransfer(const QString& sErrorMsg);
     /// Ends a wait for this request.
     virtual void onAPIComplete(bool bSucceeded);
 
 protected:
-    /// Says why the request fails, for signalFailure. The first reason stays, but
-    /// any other takes the place of AgentError::Other, which the base gives to a
-    /// text of ErroneousTransfer that comes without a reason. Without a sentence it
-    /// is that of the code. It does not by itself make the request a failure.
+    /// Sets the reason that signalFailure will report. The first reason stays, except
+    /// that any reason replaces AgentError::Other, which the base class sets when
+    /// ErroneousTransfer comes without a reason. Without a sentence, the sentence of
+    /// the code is used. Setting a reason does not make the request fail.
     void SetFailure(AgentError::Code nCode, const QString& sSentence = QString(),
                     const QString& sDetails = QString());
-    /// For the constructor of a class that makes a CXMLNode of its whole reply: what that
-    /// takes is part of the memory that a reply may cost.
+    /// For the constructor of a class that makes a CXMLNode of its whole reply: the copy
+    /// then counts towards the memory that a reply may use.
     void CopiesReply() { m_bCopiesReply = true; }
-    /// What a request says that is refused since another one has the lock.
+    /// The text of a request that is refused because another one has the lock.
     static QString LockedText();
     /// The code that was set so far.
     AgentError::Code Failure() const { return m_nFailure; }
-    /// The reason why the server refuses this function ("resultcode"), where there
-    /// is only one; RefusedByServer here.
+    /// The reason for a refusal by the server ("resultcode"), if this function can
+    /// have only one; RefusedByServer here.
     virtual AgentError::Code RefusalCode() const;
     /// Whether the constructor got past the lock, so that the request is counted
     /// and its own slots are connected.
     bool IsConnected() const { return m_bConnected; }
 
-    static CAPIList m_URLList; ///< the API directory, of all requests
+    static CAPIList m_URLList; ///< the API directory, shared by all requests
 
     QFile m_APIFile; ///< the reply file; without a name before the transfer
     bool m_bSilent; ///< no boxes
-    bool m_bSucceeded = true; ///< what APIComplete will tell
+    bool m_bSucceeded = true; ///< the argument of the coming APIComplete
     bool m_bWaitForDone; ///< Execute waits for the end
 
 private:
@@ -237,7 +237,7 @@ private:
     int m_nSpoolError = 0; // why the reply file could not be made or written
     bool m_bConnected = false;
     bool m_bCopiesReply = false;
-    bool m_bReading = false; // the reply is being taken apart
+    bool m_bReading = false; // the reply is being parsed
     bool m_bInterrupted = false;
     QPointer<KJob> m_pJob;
     std::uint64_t m_nMaxReply = 0; // bytes that the reply may have

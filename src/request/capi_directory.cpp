@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Where a request's URL comes from.
+// Looks up the URL of a request.
 
 #include "request/capi.h"
 #include "request/capigetapilist.h"
@@ -17,7 +17,7 @@ using namespace Agent;
 namespace
 {
 
-// Why there is no directory: what every later request fails for.
+// Why there is no directory: the reason for which every later request fails.
 struct {
     AgentError::Code code = AgentError::NoFailure;
     QString details;
@@ -33,7 +33,7 @@ void CAPI::GetURLList()
     static bool requested = false;
     if (requested)
         return;
-    // First, since the request made here comes back through its constructor.
+    // Set first, since the constructor of the request made here calls this function.
     requested = true;
     auto* list = new CAPIGetAPIList(true);
     connect(list, &CAPI::signalFailure,
@@ -65,7 +65,7 @@ QString CAPI::GetAgentAPIURL()
     return QString::fromStdString(settings.GetStringValue("agent api url", bootstrap));
 }
 
-// A function without an address: for want of a directory, or of an entry in it.
+// Sets the reason for a missing address: there is no directory, or no entry in it.
 void CAPI::NoteMissingURL()
 {
     const QString sName = GetAPIName();

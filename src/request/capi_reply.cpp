@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// What becomes of a reply: spooled, parsed, judged, dispatched.
+// The processing of a reply: it is spooled, parsed, checked, and dispatched.
 
 #include "request/capi.h"
 #include "request/replydocument.h"
@@ -59,8 +59,8 @@ QString FormatText()
                         "assistance.");
 }
 
-// Takes a document apart from its leaves up, with events processed meanwhile; its
-// destructor would hold them up for as long.
+// Takes a document apart from its leaves up while processing events; its destructor
+// would block them for as long.
 void TakeDown(QDomNode node, Pacer& pacer)
 {
     while (!node.isNull()) {
@@ -86,7 +86,7 @@ void CAPI::onBeforeTransfer(const QString& sURL)
     m_pSpool = std::make_unique<SpoolFile>();
     m_APIFile.setFileName(QFile::decodeName(m_pSpool->Make().c_str()));
     m_nSpoolError = m_pSpool->error();
-    // Not truncated: it is empty, and ext4 writes out at once what was.
+    // Not truncated: it is already empty, and ext4 would flush a truncated file at once.
     if (!m_APIFile.open(QIODevice::ReadWrite | QIODevice::ExistingOnly | QIODevice::Unbuffered))
         NoteSpoolError();
     emit APIDestinationFile(m_APIFile);
@@ -95,7 +95,7 @@ void CAPI::onBeforeTransfer(const QString& sURL)
 void CAPI::onDownloadReceive(KIO::Job* pJob, const QByteArray& arData)
 {
     CTracer tracer("CAPI::onDownloadReceive");
-    // A class that replaces Execute has started a job of its own.
+    // A class that overrides Execute has started its own job.
     if (!m_pJob && pJob) {
         m_pJob = pJob;
         m_transferring.insert(this);
@@ -108,7 +108,7 @@ void CAPI::onDownloadReceive(KIO::Job* pJob, const QByteArray& arData)
         CutOff();
 }
 
-// The reply file cannot be made or written. The first error is the one that counts.
+// Records that the reply file cannot be made or written. The first error counts.
 void CAPI::NoteSpoolError()
 {
     if (m_nSpoolError == 0)
@@ -117,9 +117,9 @@ void CAPI::NoteSpoolError()
            qUtf8Printable(SystemError(m_nSpoolError)));
 }
 
-// Ends the transfer of a reply that is refused whatever follows, for its size or for
-// want of room: a server could go on until the disk is full. The request ends a little later,
-// since its caller has a piece of the reply in hand.
+// Ends the transfer of a reply that must be refused in any case, because it is too large or
+// the disk is full: otherwise a server could go on sending. The request ends a little later,
+// since its caller is still handling a piece of the reply.
 void CAPI::CutOff()
 {
     if (m_transferring.erase(this) == 0)
@@ -217,8 +217,8 @@ void CAPI::JudgeReply(QDomElement& root, const QString& sWhy)
     }
 }
 
-// There is no reply file to read: it could not be made, or, for a request that the
-// lock refused, nobody has asked for it.
+// Sets the reason for a missing reply file: it could not be made or, for a request that
+// the lock refused, was never requested.
 void CAPI::NoteMissingFile()
 {
     if (m_bConnected)
@@ -228,7 +228,7 @@ void CAPI::NoteMissingFile()
         SetFailure(AgentError::Locked, QString(), Details(QString()));
 }
 
-// The page of an error, or of a redirection that KIO refuses, is not an envelope.
+// An error page, or that of a redirection that KIO refuses, is not an envelope.
 void CAPI::RefuseReply(const QString& sWhy)
 {
     const int status = m_sStatus.toInt();

@@ -3,7 +3,7 @@
 
 /// @class CAPIGetAPIList
 /// The request for the API directory. The first request of a process makes one;
-/// hosts have no need to.
+/// hosts do not need to.
 
 #pragma once
 
@@ -21,7 +21,7 @@ public:
     QString GetAPIName() override;
 
 public slots:
-    /// Replaces the directory by the reply's: `getagentapi` elements that hold
+    /// Replaces the directory by that of the reply: `getagentapi` elements that hold
     /// `api` elements, each with a `name` and a `url`.
     void onSuccessfulTransfer(QDomElement* pElement) override;
 };

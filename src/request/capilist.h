@@ -52,7 +52,7 @@ public:
     /// on has an entry with an empty URL.
     QString url(const QString& sName);
 
-    /// Stores an entry in place of any other of that name.
+    /// Stores an entry, replacing any other with that name.
     void AddAPI(const QString& sName, const QString& sURL);
 
     /// Writes the entries to standard output, a line each, in name order.

@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
 /// @class CAPISetOEMInfo
-/// Tells the server which system builder this installation came from. The
-/// server's answer says nothing further; APIComplete tells whether it was one.
+/// Reports to the server which system builder this installation came from. The
+/// server's answer has no content; APIComplete says whether the call succeeded.
 
 #pragma once
 
@@ -18,11 +18,11 @@ public:
     /// Silent, and does not wait. The builder's file is read now.
     CAPISetOEMInfo();
 
-    /// "?id=" and the builder's identifier, as it stands.
+    /// "?id=" and the builder's identifier, not encoded.
     QString DecorateURI() override;
 
 public slots:
-    /// Does nothing: the answer holds nothing.
+    /// Does nothing: the answer has no content.
     void onSuccessfulTransfer(QDomElement* pElement) override;
 
 private:

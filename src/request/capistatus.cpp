@@ -34,7 +34,7 @@ bool CAPIStatus::Execute()
 {
     CTracer tracer("CAPIStatus::Execute");
     const QString sURL = CAPI::GetURL(QStringLiteral("agentapi"));
-    // Without a transfer there is nothing that could fail.
+    // Without a transfer nothing can fail.
     if (KIO::TransferJob* pJob = sURL.isEmpty() ? nullptr : StartTransfer(QUrl(sURL))) {
         const TransferLimits limits = ReadTransferLimits();
         m_pJob = pJob;
@@ -43,13 +43,13 @@ bool CAPIStatus::Execute()
                 [this](KJob* pEnded) { onDownloadComplete(static_cast<KIO::Job*>(pEnded)); });
         connect(pJob, &KIO::TransferJob::data, this,
                 [this, left = limits.size](KIO::Job*, const QByteArray& arData) mutable {
-                    // An answer without an end is an answer.
+                    // An answer that never ends is still an answer.
                     const auto size = std::uint64_t(arData.size());
                     if (size > left)
                         End(false);
                     left -= std::min(left, size);
                 });
-        // To be sent elsewhere is an answer.
+        // A redirection is an answer, too.
         WatchTransfer(pJob, limits, this, [this](AgentError::Code reason, int, const QString&) {
             End(reason != AgentError::RedirectRefused);
         });
@@ -66,7 +66,7 @@ void CAPIStatus::onDownloadComplete(KIO::Job* pJob)
 {
     CTracer tracer("CAPIStatus::onDownloadComplete");
     const int error = TransferError(pJob);
-    // The beginning of an answer is an answer.
+    // The beginning of an answer is enough.
     const bool answered = error == KIO::ERR_CONNECTION_BROKEN && ReplyHasBegun(pJob);
     if (error != 0 && error != KIO::ERR_USER_CANCELED && !answered)
         m_bError = true;

@@ -2,11 +2,11 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
 /// @class CAPIStatus
-/// Whether the store server can be reached.
+/// Checks whether the store server can be reached.
 ///
-/// The URL of the API directory is fetched and what comes is thrown away: an
-/// answer of any kind, an error page too, is a server that can be reached. The
-/// check needs no directory and is no request, so a lock does not stop it.
+/// It fetches the URL of the API directory and discards the answer: any answer, even
+/// an error page, means that the server can be reached. The check does not need the
+/// directory and is not a request, so a lock does not stop it.
 ///
 ///     const bool reached = (new CAPIStatus)->Execute(); // the object is gone
 ///
@@ -36,17 +36,17 @@ public:
     CAPIStatus();
     ~CAPIStatus() override;
 
-    /// Runs the event loop until the transfer has ended, tells on standard output
-    /// how, destroys the object and returns false for a transfer that failed. One
-    /// that could not be started (no URL, or none of the web) and one that the
-    /// user cancelled are no failures.
+    /// Runs the event loop until the transfer has ended, prints the result on standard
+    /// output, and destroys the object. Returns false if the transfer failed. It is
+    /// not a failure if the transfer could not be started (no URL, or not a web
+    /// address) or the user cancelled it.
     bool Execute();
 
-    /// Ends the checks that are running, as failures (CAPI::AbortTransfers does).
+    /// Ends the running checks as failures (CAPI::AbortTransfers calls this).
     static void AbortTransfers();
 
 public slots:
-    /// Takes the end of the transfer.
+    /// Handles the end of the transfer.
     void onDownloadComplete(KIO::Job* pJob);
 
 private:

@@ -16,7 +16,7 @@
 namespace
 {
 
-// Where the value of `line` begins when its key is `key` ("id="); else null.
+// The beginning of the value in `line` if its key is `key` ("id="); else null.
 char* ValueOf(char* line, const char* key)
 {
     const std::size_t length = std::strlen(key);

@@ -8,9 +8,9 @@
 ///     id=0000000042
 ///     name=Acme Computers
 ///
-/// Keys in either case, white space behind the '=' dropped, blanks at the end of
-/// a line kept. Of several lines of a key the last one counts; other lines mean
-/// nothing. A line is read in pieces of 1023 bytes.
+/// The case of keys does not matter, white space after the '=' is dropped, blanks at
+/// the end of a line are kept. If a key occurs on several lines, the last one counts;
+/// other lines are ignored. A line is read in pieces of 1023 bytes.
 
 #pragma once
 
@@ -29,8 +29,8 @@ public:
     std::string getID() const { return m_sID; } ///< the builder's identifier
     std::string getName() const { return m_sName; } ///< the builder's name
 
-    /// Reads the file (again), over what is known. Where it cannot be read all
-    /// stays as it is.
+    /// Reads the file (again) and replaces the values that it gives. If it cannot be
+    /// read, all values stay as they are.
     void readFile();
 
     /// Moves `*pp` over white space, at most to the end of the text.

@@ -21,7 +21,7 @@ namespace
 
 constexpr int pieceSize = 64 * 1024;
 
-// Its own copy: a string shared with the reader keeps the reader's whole buffer.
+// Makes a copy: a string shared with the reader would keep the reader's whole buffer.
 template <typename View> QString Copy(const View& text)
 {
     return QString(text.data(), text.size());
@@ -36,8 +36,8 @@ void AddElement(const QXmlStreamReader& reader, QDomDocument& document, QDomNode
     parent = parent.appendChild(element);
 }
 
-// As Qt's own builder does it, but the same with each of its versions: text of blanks
-// alone is left out, unless it is CDATA.
+// Like Qt's own builder, but the same in every version of Qt: text that consists of
+// blanks is left out, unless it is CDATA.
 bool Build(QXmlStreamReader& reader, QDomDocument& document)
 {
     document.setContent(QByteArray());
@@ -74,7 +74,7 @@ struct Reading {
     bool GoesOn() const { return !goOn || goOn(); }
 };
 
-// The parser's way to a device: it asks before each piece whether to go on.
+// The device that the parser reads: it asks before each piece whether to go on.
 class AskingDevice : public QIODevice
 {
 public:
@@ -132,7 +132,7 @@ bool ReadTwice(QIODevice& device, QDomDocument& document, Reading& reading)
     return false;
 }
 
-// What fits a piece is kept instead.
+// A text that fits one piece is kept instead.
 bool ReadOnce(QIODevice& device, QDomDocument& document, Reading& reading)
 {
     QByteArray text = device.seek(0) ? device.readAll() : QByteArray();
@@ -145,7 +145,7 @@ bool Read(QIODevice& device, QDomDocument& document, Reading& reading)
     const auto read = device.size() <= pieceSize ? ReadOnce : ReadTwice;
     if (!device.isSequential() && read(device, document, reading))
         return true;
-    // A parser that finds an error leaves what it has built so far.
+    // After an error the parser leaves what it has built so far.
     document.setContent(QByteArray());
     return false;
 }

@@ -24,13 +24,13 @@ namespace Agent
 namespace
 {
 
-// A file that is being made has this mode until it is held, so that no other
-// process takes it for an abandoned one.
+// A new file has this mode until it is locked, so that other processes do not take it
+// for an abandoned one.
 constexpr mode_t modeOfNew = 0200;
 constexpr mode_t modeOfHeld = 0600;
 
-// Those that were left to the callers of their requests. Never destroyed: they are
-// held as long as the process lives.
+// The files that were left to the callers of their requests. Never destroyed: they are
+// locked as long as the process lives.
 std::deque<int>& Left()
 {
     static auto* left = new std::deque<int>;
@@ -68,7 +68,7 @@ bool IsOurs(const struct stat& info)
         && (info.st_mode & 07777) == modeOfHeld;
 }
 
-// Removes a file of the folder if it is one of ours that nobody holds.
+// Removes a file of the folder if it is one of ours and not locked.
 void RemoveUnheld(int folder, const char* name)
 {
     struct stat named = {};
@@ -85,7 +85,7 @@ void RemoveUnheld(int folder, const char* name)
     close(fd);
 }
 
-// An interrupted call is made again, with the same name.
+// An interrupted call is repeated with the same name.
 int CreateNew(const std::string& name)
 {
     int fd = -1;
@@ -117,7 +117,7 @@ std::string SpoolFile::Make()
             continue;
         m_error = fd < 0 ? errno : 0;
         if (fd >= 0) {
-            // Where there are no such locks, nothing is held, and nothing removed.
+            // On a file system without such locks nothing is locked, and nothing removed.
             flock(fd, LOCK_EX | LOCK_NB);
             fchmod(fd, modeOfHeld);
         }

@@ -24,8 +24,8 @@ bool IsWeb(const QUrl& url)
     return url.scheme() == QLatin1String("http") || url.scheme() == QLatin1String("https");
 }
 
-// Belongs to the job and goes with it. Time is counted in ticks of a timer, so that
-// an event loop that stands still counts a tick and not the time.
+// Belongs to the job, which deletes it. Time is counted in ticks of a timer, so that a
+// blocked event loop counts as one tick, however long it was blocked.
 class TransferWatch : public QObject
 {
 public:
@@ -45,8 +45,8 @@ private:
     {
         m_silent += m_tick.interval();
         m_total += m_tick.interval();
-        // One tick more than the limit: in the pass of events that brings it, what
-        // waited for us while the loop stood still comes first.
+        // One tick more than the limit: events that arrived while the loop was blocked are
+        // handled before this tick.
         const auto over = [this](qint64 time, int seconds) {
             return time > seconds * 1000LL + m_tick.interval();
         };
@@ -86,8 +86,9 @@ void CountReceived(KIO::TransferJob* pJob)
     pJob->setProperty(receivedBytes, qulonglong(0));
 }
 
-// Whether the reply is shorter than the server has announced. Of a packed one the length
-// may be that before or after unpacking: KIO counts in the same way, and we do after it.
+// Whether the reply is shorter than the server has announced. A compressed reply's length
+// may be that before or after decompression, so it is short only if both KIO's count and
+// ours, which is after decompression, are.
 bool EndsEarly(const KIO::Job* pJob)
 {
     const QVariant received = pJob->property(receivedBytes);

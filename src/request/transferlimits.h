@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// What the settings allow the store server, read together since each reading
-// opens the settings file.
+// The limits that the settings set for the store server, read together since each
+// reading opens the settings file.
 
 #pragma once
 
@@ -13,7 +13,7 @@ namespace Agent
 
 struct TransferLimits {
     int silence; // seconds without data: "response timeout", 1 to 86400, 120 unless set
-    int total; // seconds of the whole: "transfer timeout", 1 to 86400, an hour unless set
+    int total; // seconds in all: "transfer timeout", 1 to 86400, an hour unless set
     std::uint64_t size; // bytes of a reply: "max reply size", 256 MB where not positive
 };
 

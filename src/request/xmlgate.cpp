@@ -15,11 +15,10 @@ namespace Agent
 namespace
 {
 
-// More than any XML declaration needs; of other instructions nothing but the
-// name matters.
+// More than any XML declaration needs; for other instructions only the name matters.
 constexpr std::size_t maxDeclaration = 1024;
 
-// What the nodes of a document take, in bytes, measured with glibc's allocator and
+// The bytes that the nodes of a document take, measured with glibc's allocator and
 // rounded up; their letters take two bytes each.
 constexpr std::uint64_t costOfNode = 248; // any node but an attribute
 constexpr std::uint64_t costOfAttribute = 464; // with its value, which is a node too
@@ -48,13 +47,13 @@ bool AllBlank(const char* p, const char* end)
     return std::all_of(p, end, IsBlank);
 }
 
-// The bytes that can begin a name, as far as a single byte tells.
+// The bytes that can begin a name, as far as a single byte can show it.
 bool IsNameStart(char c)
 {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' || c == ':' || (c & 0x80);
 }
 
-// Whether a reference, by its beginning, stands for a character and not an entity.
+// Whether a reference, by its beginning, refers to a character and not an entity.
 bool IsCharacter(const std::string& reference)
 {
     static const char* const predefined[] = { "amp", "lt", "gt", "quot", "apos" };
@@ -117,8 +116,8 @@ bool XmlGate::Finish()
     return !m_refusal;
 }
 
-// The tables have a limit of their own beside that of the rest, so that no Qt accepts what
-// another refuses for the rest.
+// The tables have a separate limit, so that the limit for everything else is the same with
+// every version of Qt.
 bool XmlGate::TakesTooMuch() const
 {
     const std::uint64_t letters = costOfByte + (m_copied ? costOfCopiedByte : 0);
@@ -127,7 +126,7 @@ bool XmlGate::TakesTooMuch() const
     return rest > may || rest + costOfTable * m_tables > may + maxTableGrowth * m_bytes;
 }
 
-// The first reason is the one that counts.
+// The first reason counts.
 void XmlGate::Refuse(const char* why)
 {
     if (!m_refusal)
@@ -143,7 +142,7 @@ const char* XmlGate::SkipByteOrderMark(const char* p, const char* end)
     }
     if (p == end)
         return p;
-    // A part of the mark is no beginning of a document.
+    // A document cannot begin with a part of the mark.
     if (m_mark == 1 || m_mark == 2)
         Refuse("its byte order mark is cut short");
     m_started = true;
@@ -202,7 +201,7 @@ const char* XmlGate::InText(const char* p, const char* end)
     return open + 1;
 }
 
-// An entity that nobody has declared becomes a node, in a few bytes each.
+// An undeclared entity becomes a node, and takes only a few bytes of text.
 void XmlGate::CountReferences(const char* p, const char* end)
 {
     constexpr std::size_t longest = 8; // of what IsCharacter looks at
@@ -251,7 +250,7 @@ const char* XmlGate::AtOpen(const char* p)
     return p + 1;
 }
 
-// Behind "<!": which of the three things is it?
+// After "<!": decides which of the three constructs it is.
 const char* XmlGate::InDeclaration(const char* p)
 {
     CountTag(1);
@@ -355,8 +354,8 @@ const char* XmlGate::InStartTag(const char* p, const char* end)
     return p;
 }
 
-// A quoted stretch of a tag or a document type declaration. A '<' has no place
-// in an attribute's value, and is refused in the other as well.
+// A quoted part of a tag or a document type declaration. A '<' is invalid in an
+// attribute's value, and is refused in the declaration as well.
 const char* XmlGate::InValue(const char* p, const char* end)
 {
     const char* const close = Find(p, end, m_quote);
@@ -403,7 +402,7 @@ const char* XmlGate::InDoctype(const char* p, const char* end)
     return p;
 }
 
-// Between the brackets of a document type declaration nothing may stand.
+// The brackets of a document type declaration must be empty.
 const char* XmlGate::InDoctypeSubset(const char* p)
 {
     CountTag(1);
@@ -437,7 +436,7 @@ void XmlGate::CloseElement()
         Refuse("it closes an element that is not open");
 }
 
-// What a node costs that is not a text.
+// Counts the cost of a node that is not a text.
 void XmlGate::CountNode()
 {
     m_cost += costOfNode + (m_copied ? costOfCopy : 0);
@@ -477,13 +476,13 @@ bool XmlGate::EncodingIsPlain(const std::string& declaration)
     const bool named = match.capturedLength(2) > 0;
     if (!named || name.compare(QLatin1String("UTF-8"), Qt::CaseInsensitive) == 0)
         return true;
-    // Behind a byte order mark the text is UTF-8 whatever it says.
+    // After a byte order mark the text is UTF-8, whatever it declares.
     m_ascii = name.endsWith(QLatin1String("ASCII"), Qt::CaseInsensitive);
     m_utf8 = m_mark == 3 || m_ascii;
     return plain.match(name).hasMatch();
 }
 
-// Looks for bytes that are no UTF-8, eight at a time where they are ASCII.
+// Looks for invalid UTF-8, skipping ASCII eight bytes at a time.
 void XmlGate::CheckUtf8(const char* p, const char* end)
 {
     while (p != end && m_validUtf8) {
@@ -502,8 +501,8 @@ void XmlGate::CheckUtf8(const char* p, const char* end)
             m_lowest = 0x80;
             m_highest = 0xBF;
         } else if (c >= 0x80) {
-            // Overlong forms, surrogates and what lies beyond Unicode are excluded
-            // by the bounds of the second byte.
+            // The bounds of the second byte exclude overlong forms, surrogates and
+            // numbers beyond Unicode.
             m_validUtf8 = c >= 0xC2 && c <= 0xF4;
             m_following = c >= 0xF0 ? 3 : c >= 0xE0 ? 2 : 1;
             m_lowest = c == 0xE0 ? 0xA0 : c == 0xF0 ? 0x90 : 0x80;

@@ -2,20 +2,19 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
 // The gate before the XML parser: one pass over the bytes of a reply, in pieces
-// of any size, that refuses what would harm the process once it is a tree.
+// of any size, that refuses any text that would harm the process once it is a tree.
 //
-// Refused are: a document type declaration with declarations in it (entities
-// can eat all memory), elements nested too deep (a tree is taken down by
-// recursion), tags, numbers of nodes and attributes beyond reason, a text over
-// the size limit, one whose tree would take many times its size, NUL bytes, text that is
-// not valid UTF-8 or ASCII though it should be, and encodings in which markup could look
-// like text to a scanner of bytes. Accepted are UTF-8 and the 8-bit encodings that keep
-// ASCII (US-ASCII, ISO-8859, windows, KOI8, IBM and a few more), as the XML declaration
-// names them.
+// It refuses a document type declaration with declarations in it (entities can use
+// up all memory), elements nested too deep (a tree is destroyed by recursion),
+// overlong tags, too many nodes or attributes, a text over the size limit or with a
+// tree many times its size, NUL bytes, text that is not valid in its declared UTF-8
+// or ASCII, and encodings in which a scanner of bytes could mistake markup for text.
+// It accepts UTF-8 and the 8-bit encodings that contain ASCII (US-ASCII, ISO-8859,
+// windows, KOI8, IBM and a few more), as the XML declaration names them.
 //
-// The gate is no parser: it lets malformed text through where that is harmless
-// and refuses it where it is in doubt. Up to the first error that a parser
-// finds, both see the same markup; what follows the error no parser builds.
+// The gate is not a parser: it passes malformed text where that is harmless and
+// refuses it when in doubt. Up to the first error that a parser finds, both see the
+// same markup; a parser builds nothing from the text after the error.
 
 #pragma once
 
@@ -32,38 +31,38 @@ public:
     static constexpr int maxDepth = 512;
     static constexpr std::size_t maxTag = 64 * 1024; // from '<' to '>', both counted
     static constexpr int maxAttributes = 128; // of one tag: the DOM finds the n-th one in n steps
-    // Elements, attributes, comments, references to entities and the like, and one
-    // for the text before each. A catalog of 60,000 products has a million and a
-    // quarter.
+    // Elements, attributes, comments, references to entities and the like, plus one
+    // for the text before each. A catalog of 60,000 products has 1.25 million.
     static constexpr std::uint64_t maxNodes = 4'000'000;
 
-    // What an accepted text may cost as a tree: this often its size, and this.
+    // The memory that the tree of an accepted text may take: maxGrowth times the
+    // size of the text, plus freeMemory bytes.
     static constexpr std::uint64_t maxGrowth = 16;
     static constexpr std::uint64_t freeMemory = 100 * 1000 * 1000;
-    // Where an element's attributes are in a table with room for many, as Qt 6 has it, the
-    // tables may cost this often the size more: a catalog takes them for each dependency.
+    // Qt 6 keeps an element's attributes in a table with room for many. These tables may
+    // take this many times the size in addition: a catalog has one for each dependency.
     static const std::uint64_t maxTableGrowth;
     static const char tooMuchMemory[];
 
-    // A byte of a text, as a file of this library has it (urlcodec.h): of an 8-bit
-    // encoding, in UTF-8, and escaped.
+    // The longest form of one byte of an 8-bit encoding in a file of this library:
+    // in UTF-8, and escaped (urlcodec.h).
     static constexpr unsigned escapedLength = 9;
 
-    // What becomes of an accepted text: a document only, or a CXMLNode of all of it
-    // beside that.
+    // What is made of an accepted text: a document only, or a document and a CXMLNode
+    // with all of it.
     enum class Use { Document, Copy };
 
-    // `length` is that of each character that was received.
+    // `length`: the bytes that a character of the reply may take in this text.
     explicit XmlGate(std::uint64_t maxBytes, unsigned length = 1, Use use = Use::Document);
 
-    // Looks at the next bytes. False once the text is refused; the rest of it
-    // need not be shown then.
+    // Checks the next bytes. False once the text is refused; the rest of it need
+    // not be fed then.
     bool Feed(const char* data, std::size_t size);
 
     // Whether the text, now complete, may be parsed.
     bool Finish();
 
-    // Why the text was refused, first of all; null while it is not.
+    // The first reason why the text was refused; null while it is not.
     const char* refusal() const { return m_refusal; }
     std::uint64_t bytes() const { return m_bytes; } // seen so far
 
@@ -124,7 +123,7 @@ private:
     bool m_atStart = false; // the instruction being read is the first thing
     bool m_slash = false; // the byte before in a tag
     bool m_reference = false; // in a text, after an '&'
-    bool m_letters = false; // the present text is more than blanks
+    bool m_letters = false; // the current text is more than blanks
     char m_quote = '"';
     int m_mark = 0; // bytes of a byte order mark seen
     int m_run = 0; // dashes, brackets or question marks seen in a row
@@ -133,11 +132,11 @@ private:
     std::size_t m_tag = 0; // length of the tag so far
     std::string m_word; // the beginning of an instruction, a declaration or a reference
 
-    bool m_utf8 = true; // what the text is to be
+    bool m_utf8 = true; // the text must be UTF-8
     bool m_ascii = false;
     bool m_beyondAscii = false;
     bool m_validUtf8 = true;
-    int m_following = 0; // bytes that the present character still lacks
+    int m_following = 0; // bytes that the current character still lacks
     unsigned char m_lowest = 0x80, m_highest = 0xBF; // bounds of the next of them
 };
 

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The way of a text to the parser, which would make blanks of the tabs and line ends
-// in attribute values.
+// Feeds a text to the parser, which would turn the tabs and line ends in attribute
+// values into blanks.
 
 #pragma once
 
@@ -13,11 +13,11 @@ namespace Agent
 {
 
 // Writes those tabs and line ends as character references, which the parser keeps. The
-// text, shown in pieces of any size, is one that the gate has let through.
+// text, fed in pieces of any size, must have passed the gate.
 class SpaceKeeper
 {
 public:
-    // Appends what the parser is to see of the next bytes.
+    // Appends to `out` what the parser will see of the next bytes.
     void Feed(const char* data, qsizetype size, QByteArray& out);
 
 private:
@@ -40,7 +40,7 @@ private:
 };
 
 // A device with that text, to be read once from beginning to end. `source` is read
-// from where it is, and outlives this.
+// from its current position, and outlives this.
 class XmlSource : public QIODevice
 {
 public:
@@ -56,7 +56,7 @@ private:
     QIODevice& m_source;
     SpaceKeeper m_keeper;
     QByteArray m_piece; // of the source
-    QByteArray m_ready; // what the parser is to get of it
+    QByteArray m_ready; // the text made of it for the parser
     qsizetype m_given = 0;
 };
 

@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
 /// @file
-/// What the library does to the desktop around it: keep it alive during a wait,
-/// show an error, ask for a policy, tell menus and panels to reload.
+/// How the library acts on the desktop: it keeps windows responsive during a wait,
+/// shows errors, asks for a policy, and makes menus and panels reload.
 
 #pragma once
 
@@ -11,8 +11,8 @@
 
 #include <QString>
 
-/// One pass of the application's event processing, where there is an
-/// application. Every wait of the library is a loop of this.
+/// One pass of the application's event processing, if there is an application.
+/// Every wait of the library is a loop of this.
 VANTRELAGENT_EXPORT void ProcessMessages();
 
 /// Whether the process has a QApplication, which boxes and windows need. Without
@@ -27,11 +27,11 @@ VANTRELAGENT_EXPORT void ShowErrorMsg(const char* text);
 VANTRELAGENT_EXPORT void ShowErrorBox(const QString& text);
 /// @}
 
-/// Whether an available update may be offered now; asked with the question and
-/// the caption a policy could show. Always true: there is no policy yet.
+/// Whether an available update may be offered now. The arguments are the question and
+/// the caption that a policy could show. Always true: there is no policy yet.
 VANTRELAGENT_EXPORT bool okToDoUpdate(const QString& text, const QString& caption);
 
-/// Tells the running applications of the session that installed applications
-/// changed: message 32 with the value 1652, on the session bus. Without a bus
-/// nothing happens.
+/// Notifies the running applications of the session that installed applications
+/// have changed: message 32 with the value 1652, on the session bus. Without a bus
+/// it does nothing.
 VANTRELAGENT_EXPORT void BroadcastMenuChange();

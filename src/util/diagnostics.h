@@ -1,13 +1,13 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// What the library tells a developer who asks, beside its lines on standard output
-// and its trace scopes: why a reply was refused, how a transfer and a child process
-// ended, which files could not be read or replaced.
+// Messages for developers, in addition to the lines on standard output and the trace
+// scopes: why a reply was refused, how a transfer and a child process ended, which
+// files could not be read or replaced.
 //
-// Qt logging categories, with nothing shown by default. QT_LOGGING_RULES chooses,
-// for example "vantrel.agent.*=true". Debug messages follow the course of things,
-// informative ones tell of what a host is not told otherwise.
+// These are Qt logging categories, silent by default. QT_LOGGING_RULES turns them on,
+// for example "vantrel.agent.*=true". Debug messages follow the course of events;
+// info messages report what a host cannot learn otherwise.
 
 #pragma once
 

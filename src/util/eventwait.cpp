@@ -25,7 +25,7 @@ bool PassEvents(int fd)
 {
     ProcessMessages();
     pollfd waiting = { fd, POLLIN, 0 };
-    // An interrupted rest is only a shorter one.
+    // An interrupted pause is just shorter.
     return poll(&waiting, 1, Rest) > 0;
 }
 

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Waiting for something outside the process while the host's window stays alive.
+// Waiting for something outside the process while the host's window stays responsive.
 
 #pragma once
 
@@ -10,9 +10,9 @@
 namespace Agent
 {
 
-// One pass of the event loop, then a rest of a few milliseconds, which ends early
+// One pass of the event loop, then a pause of a few milliseconds, which ends early
 // when `fd` can be read or its other end is closed. Returns whether it can be read
-// (true at its end, too). Without a descriptor (-1) it is a pass and a rest. A wait
+// (true at its end, too). Without a descriptor (-1) it only passes and pauses. A wait
 // is a loop of this.
 bool PassEvents(int fd = -1);
 

@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
 /// @file
-/// Marks what the library shows to its hosts; all else stays inside.
+/// Marks what the library exports to its hosts; everything else stays internal.
 
 #pragma once
 

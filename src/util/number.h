@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Numbers in texts of others.
+// Numbers in texts from outside.
 
 #pragma once
 
@@ -14,9 +14,9 @@
 namespace Agent
 {
 
-// The decimal number at the beginning of `text`: blanks, a sign, digits; what
-// follows them does not count. 0 when there is none. A number that does not fit
-// becomes the nearest that does, so that it is not taken for a small one.
+// The decimal number at the beginning of `text`: blanks, a sign, digits; the rest is
+// ignored. 0 when there is none. A number that does not fit becomes the nearest one
+// that does, so that it is not mistaken for a small one.
 inline std::int32_t LeadingNumber(const std::string& text)
 {
     using Limits = std::numeric_limits<std::int32_t>;

@@ -14,7 +14,7 @@ namespace Agent
 namespace
 {
 
-// A reader who does not block gets a moment to make room.
+// A full pipe that does not block gets a moment to be read.
 bool AwaitRoom(int fd)
 {
     pollfd output = { fd, POLLOUT, 0 };
@@ -23,7 +23,7 @@ bool AwaitRoom(int fd)
 
 } // namespace
 
-// Past stdio's buffer, which an interrupted write would empty unseen.
+// Bypasses stdio's buffer, which an interrupted write would silently discard.
 void WriteLine(const std::string& line)
 {
     std::fflush(stdout);

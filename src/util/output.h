@@ -11,8 +11,8 @@
 namespace Agent
 {
 
-// Writes `line` and a line end, and flushes: what is told there is to be seen
-// before a child process or a crash tells more.
+// Writes `line` and a line end, and flushes, so that the line precedes the output
+// of a child process and is not lost in a crash.
 void WriteLine(const std::string& line);
 void WriteLine(const QString& line);
 

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Keeps the application alive during long work of the library's own.
+// Keeps the application responsive during long work of the library itself.
 
 #pragma once
 
@@ -12,8 +12,8 @@
 namespace Agent
 {
 
-// Breathe() is called as often as the work allows, and processes events when the
-// last pass was long enough ago: short work never does.
+// Call Breathe() as often as the work allows: it processes events when the last pass
+// was long enough ago, so short work never does.
 class Pacer
 {
 public:

@@ -20,8 +20,8 @@ using namespace Agent;
 namespace
 {
 
-// Makes a folder that nobody else may write to, whatever the process's mask is. One
-// that somebody else has made meanwhile is as good; ".." is not.
+// Makes a folder that only the user may write to, whatever the process's umask is. A folder
+// that another process has made meanwhile is accepted; ".." is not.
 bool MakeFolder(const QString& parent, const QString& name)
 {
     const QString path = parent + name;
@@ -63,7 +63,7 @@ QString GetRootPath()
 std::string SettingsFile()
 {
     const std::string path = SystemPath((GetRootPath() + QLatin1String(".vauf")).toStdString());
-    // A file that is not there is usual. Asked only where somebody listens.
+    // A missing file is usual. Checked only if the category is on.
     if (logSettings().isInfoEnabled() && access(path.c_str(), R_OK) != 0 && errno != ENOENT)
         qCInfo(logSettings, "cannot read %s: %s; all settings have their defaults", path.c_str(),
                std::strerror(errno));
@@ -79,7 +79,7 @@ bool CreateFolderTree(QString path)
     QString existing = path;
     while (!existing.isEmpty() && !QDir(existing).exists())
         existing.truncate(std::max(0, int(existing.lastIndexOf(separator))));
-    // Nothing of a relative path is there: it begins in the working directory.
+    // Nothing of a relative path exists: it begins in the working directory.
     if (!existing.isEmpty() || path.startsWith(separator))
         existing += separator;
     QString rest = path.mid(existing.size());

@@ -18,8 +18,8 @@ VANTRELAGENT_EXPORT std::string UpCase(const std::string& text);
 VANTRELAGENT_EXPORT std::string LowCase(const std::string& text);
 /// @}
 
-/// The last character that is not white space and all that follows it: "abc  "
-/// gives "c  ". Not a trim in the usual sense; callers depend on this result.
+/// The last character that is not white space, and everything after it: "abc  "
+/// gives "c  ". This is not a trim in the usual sense; callers depend on this result.
 /// Throws std::out_of_range for an empty or all-blank text.
 VANTRELAGENT_EXPORT std::string TrimRight(const std::string& text);
 
@@ -33,7 +33,6 @@ VANTRELAGENT_EXPORT char* CopyStr(char* src, int start, int len, char* dst);
 VANTRELAGENT_EXPORT char* PadStr(char* src, int width, char pad, char* dst);
 
 /// Cuts the first component off a slash-separated path: returns a copy of it,
-/// which the caller frees with free(), and moves `*ppPath` behind it and the
-/// slash that follows. At the end of the path the copy is empty and the pointer
-/// stays.
+/// which the caller frees with free(), and moves `*ppPath` past it and the slash
+/// that follows. At the end of the path the copy is empty and the pointer stays.
 VANTRELAGENT_EXPORT char* getGroup(char** ppPath);

@@ -20,7 +20,7 @@ std::array<bool, 256> MakeEscapeTable()
     return table;
 }
 
-// `c_str()` of what was a std::string ends at a zero byte, and so does the text.
+// The text ends at the first zero byte, as c_str() of a std::string does.
 std::string UpToZero(const std::string& text)
 {
     return text.substr(0, text.find('\0'));
@@ -48,8 +48,7 @@ std::string Encode(const std::string& text)
     return result;
 }
 
-// Whether decoding would leave `text` as it is: most texts have nothing in them
-// that stands for something else.
+// Whether decoding would leave `text` as it is: most texts contain nothing encoded.
 bool IsPlain(const std::string& text)
 {
     for (const char c : text) {
@@ -118,7 +117,8 @@ bool IsAscii(const std::string& text)
 // Bytes as text: UTF-8, or Latin-1 where they are not valid UTF-8.
 QString FromBytes(const std::string& bytes)
 {
-    // With a character before them, since a byte order mark at the beginning would go.
+    // With a character before them, since a byte order mark at the beginning would be
+    // dropped.
     const std::string marked = '.' + bytes;
     const QString text = QString::fromStdString(marked);
     const bool valid = text.toStdString() == marked;

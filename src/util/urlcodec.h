@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
 /// @file
-/// The escaping of text that travels in query strings and stands in the local
-/// XML files. Text is UTF-8 where it is bytes.
+/// The escaping of text in query strings and in the local XML files. Text in bytes
+/// is UTF-8.
 
 #pragma once
 
@@ -13,8 +13,8 @@
 #include <string>
 
 /// Every '+' becomes "%2b", and the result is percent-encoded as encode_string
-/// does, so that a '+' travels as "%252b": the double step is what the other
-/// side expects. The std form takes the text up to its first zero byte.
+/// does, so a '+' is sent as "%252b": the other side expects this double step. The
+/// std form takes the text up to its first zero byte.
 /// @{
 VANTRELAGENT_EXPORT QString url_encode(const QString& text);
 VANTRELAGENT_EXPORT std::string url_encode(const std::string& text);

@@ -11,8 +11,8 @@
 namespace Agent
 {
 
-// url_decode of a text whose UTF-8 is wanted. A text that decodes to itself
-// becomes bytes in one step.
+// url_decode with UTF-8 as the result. A text that decodes to itself is converted in
+// one step.
 std::string url_decode_utf8(const QString& text);
 
 } // namespace Agent
