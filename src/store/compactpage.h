@@ -6,8 +6,14 @@
 // speed, and never written to a file.
 //
 // It is one block of memory: in front a head for each item (and, of an inner page,
-// the children), from the end backwards what each key has behind that beginning, its
-// rest, and free bytes in between.
+// the children), from the end backwards the rests, that is the bytes of each key after
+// that beginning, and free bytes in between.
+//
+// A search runs through the heads from the first one on and knows how many bytes the key
+// before has in common with the wanted one. An item that shares more with the key before
+// than that is below, like that key; one that shares less is above. Only an item that
+// shares exactly as much needs a look at its rest. Both decisions are one comparison of
+// 16-bit numbers, so that a search touches few rests.
 
 #pragma once
 

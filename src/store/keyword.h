@@ -1,7 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Keys eight bytes at a time. A word's first byte is its lowest.
+// Arithmetic on eight bytes of a key at a time: folding the case of letters, finding the
+// end of the key and the first byte that differs, each in a few steps without a jump.
+// The first byte of a key is the lowest byte of its word, on every machine.
 
 #pragma once
 

@@ -1,9 +1,15 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The beginnings of a page's keys next to each other, for a page that is
-// searched more often than it changes: two words of each, from where the keys
-// begin to differ, and the children. They decide most of a search.
+// The beginnings of a page's keys next to each other, for a page that is searched more
+// often than it changes.
+//
+// The keys of a page mostly begin alike. That beginning is compared once; of each key the
+// sixteen bytes after it are kept as two numbers in the order of the keys. A search counts
+// the first numbers below its own without a jump, since a jump would go either way half of
+// the times, narrows the equal ones by the second numbers, and compares whole keys only
+// where both are equal. The children are kept here too, so that most searches of an inner
+// page touch nothing else of it.
 
 #pragma once
 

@@ -58,8 +58,10 @@ int LeadsThrough(IndexFile* index, const SoughtItem& item, std::uint32_t page)
     return 0;
 }
 
-// Whether a record of the chain of free ones is a page of the tree: it has items,
-// and the first one is found there. 1, 0, or -1 if that cannot be said.
+// Whether a record of the chain of free ones is a page of the tree. A page that was freed
+// here holds zeros after its link, but other programs leave its items there, and the count
+// of a page in use can look like a link. So the way to its first item decides: only for a
+// page in use does it lead through that page. 1, 0, or -1 if the way cannot be followed.
 int IsPageInUse(IndexFile* index, std::uint32_t number, const std::uint8_t* bytes)
 {
     static IndexPage image;
@@ -172,7 +174,9 @@ int WriteMovedRoot(IndexFile* index)
     return -1;
 }
 
-// Between any two writes the file is whole.
+// With flushing on, the changes of one operation. They were marked in an order in which
+// every item of the file can be found between any two writes, and the header is written
+// where the root moved in that order. Other processes, and a crash, see the file so.
 int WriteInOrderOfChange(IndexFile* index)
 {
     ChangedPages pages;

@@ -1,7 +1,12 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The way of pages from the file and back.
+// Reads the pages of indexes and writes them back.
+//
+// A transfer of one page costs four system calls, so pages that are next to each other in
+// the file are transferred together where that is known to pay. What is read is checked
+// here, once: everything after that may rely on the counts, the children and the ends of
+// keys of a page in memory, but not on the order of its items.
 
 #pragma once
 
@@ -10,16 +15,16 @@
 namespace Agent
 {
 
-// Pages that are neighbours in the file are read and written together, up to so many.
-// They are read so once an index was asked for so many pages one by one, as most of
-// them will be wanted then, if all of them have room in memory.
+// Adjacent pages move in one transfer of up to 16. Reading ahead starts after 32 single
+// reads of an index, since most of its pages will be wanted then, and only if all of them
+// have room in memory.
 constexpr std::uint32_t neighboursAtOnce = 16;
 constexpr std::uint32_t fetchesAlone = 32;
 
-// Reads a page that is not in memory. Its neighbours may be there then too, in compact
-// form, as if they had been used longest ago: if all pages of the index would fit into
-// `room` bytes and that many are not in use yet. What cannot be a page is damage; a
-// neighbour that cannot be one is left out.
+// Reads a page that is not in memory. If all pages of the index fit into `room` bytes, of
+// which enough are left for 16 pages, its neighbours are in memory too after that: in
+// compact form, and in the place of the pages used longest ago. A record that cannot be a
+// page is damage; a neighbour that cannot be one is skipped, since it may be free.
 int ReadPage(IndexFile* index, std::uint32_t number, std::size_t room, IndexPage* page);
 
 int WritePage(CachedPage* page);

@@ -1,8 +1,13 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// What a search of pages looks for, or a change is about. The letters of its key are
-// folded once, so that each comparison folds the other side only.
+// The item that a search of pages looks for, or that a change adds or removes.
+//
+// A lookup compares its key with a few keys on each level of a tree. The letters of this
+// side are therefore folded once, when the lookup begins; a comparison folds the other side
+// only, eight bytes at a time. In a compact page a key is stored without the beginning that
+// it shares with the key before it. CompareRest compares from there on, and keeps track of
+// how much both sides have in common, so that no byte of a page is compared twice.
 
 #pragma once
 
