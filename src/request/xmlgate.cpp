@@ -21,8 +21,8 @@ constexpr std::size_t maxDeclaration = 1024;
 
 // What the nodes of a document take, in bytes, measured with glibc's allocator and
 // rounded up, with the Qt that takes more; their letters take two bytes each.
-constexpr std::uint64_t costOfNode = 248; // any node but an attribute
-constexpr std::uint64_t costOfElement = 48; // and this, if it is an element
+constexpr std::uint64_t costOfNode = 224; // any node but an attribute
+constexpr std::uint64_t costOfElement = 72; // and this, if it is an element
 constexpr std::uint64_t costOfAttribute = 464; // with its value, which is a node too
 constexpr std::uint64_t costOfAttributes = 192; // once for each tag that has any
 constexpr std::uint64_t costOfTable = VANTREL_ATTRIBUTE_TABLE; // and this, with some Qt
