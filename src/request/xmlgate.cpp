@@ -19,8 +19,9 @@ namespace
 constexpr std::size_t maxDeclaration = 1024;
 
 // The bytes that the nodes of a document take, measured with glibc's allocator and
-// rounded up; their letters take two bytes each.
-constexpr std::uint64_t costOfNode = 248; // any node but an attribute
+// rounded up, with the Qt version that needs more; each of their letters takes two.
+constexpr std::uint64_t costOfNode = 224; // any node but an attribute
+constexpr std::uint64_t costOfElement = 72; // and this, if it is an element
 constexpr std::uint64_t costOfAttribute = 464; // with its value, which is a node too
 constexpr std::uint64_t costOfAttributes = 192; // once for each tag that has any
 constexpr std::uint64_t costOfTable = VANTREL_ATTRIBUTE_TABLE; // and this, with some Qt
@@ -421,7 +422,7 @@ void XmlGate::OpenElement()
     m_cost += attributes ? costOfAttributes + attributes * costOfAttribute : 0;
     m_tables += attributes ? 1 : 0;
     m_cost += m_copied ? attributes * costOfCopiedAttribute : 0;
-    m_cost += costOfName * m_tag;
+    m_cost += costOfName * m_tag + costOfElement;
     CountNode();
     Node();
     if (++m_depth > maxDepth)
