@@ -187,6 +187,10 @@ int tanewpage(IndexFile* index, std::uint32_t* number, IndexPage** page)
         cachedPages.FreeBuffer(buffer);
         return -1;
     }
+    // As a free page it may have been read ahead only now, on the way that AddPageRecord
+    // follows.
+    if (CachedPage* const ahead = cachedPages.Find(index, *number))
+        cachedPages.Remove(ahead);
     if (AddInBuffer(index, *number, buffer) != 0) {
         DeleteRec(index->dataFile, *number);
         return SetError(taNoMemory);

@@ -4,6 +4,7 @@
 // Pages that come into memory with another one: when they do, and that this changes
 // nothing but the number of transfers.
 
+#include "store/cachedpages.h"
 #include "store/indexfile.h"
 #include "store/pagecache.h"
 #include "store/pagetransfer.h"
@@ -89,6 +90,7 @@ private slots:
     void pagesComeAloneWhereNotAllHaveRoom();
     void changedPagesStayAsTheyAre();
     void freePagesAreUsedAgain();
+    void freePageIsNotReadAheadWhileItIsTaken();
     void failureIsThatOfThePageAskedFor();
     void shortBlockHoldsWhatItHolds();
     void damageIsThatOfThePageAskedFor();
@@ -181,6 +183,48 @@ void TestReadAhead::freePagesAreUsedAgain()
     std::vector<IndexEntry> entries;
     QCOMPARE(CheckIndex(Path(), keyLength, false, &entries), Findings());
     QCOMPARE(entries.size(), std::size_t(items));
+}
+
+// Where another program left its items in a free page, the way to the first of them is
+// followed, and what is read for that may bring the free page along.
+void TestReadAhead::freePageIsNotReadAheadWhileItIsTaken()
+{
+    std::uint32_t taken;
+    {
+        TestIndexFile index(Open());
+        for (int i = 2; i <= 1200; i += 2)
+            QCOMPARE(index.Delete(i), 0);
+        taken = std::uint32_t(index.get()->dataFile->header.firstFree);
+    }
+    QVERIFY(taken != 0 && taken < fetchesAlone);
+    {
+        OpenStoreFile file(Path().c_str());
+        const off_t length = PackedLength(keyLength);
+        // A page in use of the same block, and a link that looks like its count.
+        std::vector<std::uint8_t> page(length), link(4);
+        QVERIFY(file.ReadAt(off_t(taken) * length, link.data(), link.size()));
+        QVERIFY(link[0] >= 1 && link[0] <= pageItems);
+        std::uint32_t other = taken - taken % neighboursAtOnce;
+        bool found = false;
+        for (; !found && other < taken - taken % neighboursAtOnce + neighboursAtOnce;) {
+            QVERIFY(file.ReadAt(off_t(other) * length, page.data(), page.size()));
+            found = other != 0 && page[0] >= pageOrder && page[0] <= pageItems && page[4] == 0
+                && page[16] == 'k';
+            other += !found;
+        }
+        QVERIFY(found);
+        std::copy(link.begin(), link.end(), page.begin());
+        QVERIFY(file.WriteAt(off_t(taken) * length, page.data(), page.size()));
+    }
+    TestIndexFile index(Open());
+    for (std::uint32_t number = 50; number < 50 + fetchesAlone + 1; ++number)
+        index.HasPage(number);
+    for (int i = 5001; index.get()->dataFile->header.firstFree == std::int32_t(taken); i += 2)
+        QCOMPARE(index.Add(i), 0);
+    int there = 0;
+    for (const CachedPage* page = index.get()->firstPage; page; page = page->nextOfOwner)
+        there += page->number == taken;
+    QCOMPARE(there, 1);
 }
 
 void TestReadAhead::failureIsThatOfThePageAskedFor()
