@@ -333,12 +333,13 @@ public:
             QCOMPARE(record, number);
         }
         QCOMPARE(CloseIndex(m_index), 0);
+        NoteTwice(entries);
         if (!findings.empty())
             return;
         QVERIFY(entries.size() >= stored.size());
         const std::set<std::uint32_t> gone = m_ledger.Gone();
         for (const IndexEntry& entry : entries)
-            QVERIFY(gone.count(entry.record) == 0);
+            QVERIFY(gone.count(entry.record) == 0 || m_twice.count(entry.record) > 0);
     }
 
 protected:
@@ -348,6 +349,16 @@ protected:
         explicit Key(std::uint32_t number) { std::snprintf(text, sizeof text, "%08u", number); }
         char text[160];
     };
+
+    // A process that dies while it moves an item may leave it twice; a later deletion takes
+    // one of them.
+    void NoteTwice(const std::vector<IndexEntry>& entries)
+    {
+        std::set<std::uint32_t> seen;
+        for (const IndexEntry& entry : entries)
+            if (!seen.insert(entry.record).second)
+                m_twice.insert(entry.record);
+    }
 
     static QString Lost(std::uint32_t number, const Findings& findings)
     {
@@ -402,6 +413,7 @@ protected:
     }
 
     const bool m_flushing;
+    std::set<std::uint32_t> m_twice; // in the index, as a crash left it
     IndexFile* m_index = nullptr;
     std::vector<std::uint32_t> m_touched; // since it was opened
     int m_errors = 0; // since it was opened
