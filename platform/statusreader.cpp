@@ -10,8 +10,8 @@
 namespace
 {
 
-// The length of the character at `at`; 0 where there is none to be shown: control
-// characters are none, neither the first 32 and delete nor the second ones.
+// The length of the character at `at`; 0 if it cannot be shown: control
+// characters cannot, neither the first 32 and delete nor the second group.
 std::size_t PlainCharacter(const std::string& text, std::size_t at)
 {
     const std::size_t length = Agent::Utf8Length(text, at);

@@ -45,19 +45,24 @@ bool IsAboutItsNames(const Arguments& arguments)
     return commands.count(arguments.command) > 0;
 }
 
-// The packages that a "Depends" or "Pre-Depends" line names, alternatives included.
-void NoteNeeded(const std::string& line, std::set<std::string>& needed)
+// Notes the packages that a field lists after its colon, alternatives included.
+void NoteNames(const std::string& line, std::set<std::string>& names)
 {
     static const char ends[] = " \t,|(:";
-    if (line.rfind("Depends:", 0) != 0 && line.rfind("Pre-Depends:", 0) != 0)
-        return;
     for (auto at = line.find(':'); at != std::string::npos; at = line.find_first_of(",|", at)) {
         const auto begin = line.find_first_not_of(" \t", at + 1);
         if (begin == std::string::npos)
             return;
-        needed.insert(line.substr(begin, line.find_first_of(ends, begin) - begin));
+        names.insert(line.substr(begin, line.find_first_of(ends, begin) - begin));
         at = begin;
     }
+}
+
+// Notes the packages that a "Depends" or "Pre-Depends" line names.
+void NoteNeeded(const std::string& line, std::set<std::string>& needed)
+{
+    if (line.rfind("Depends:", 0) == 0 || line.rfind("Pre-Depends:", 0) == 0)
+        NoteNames(line, needed);
 }
 
 // A stanza of the status file, line by line.
@@ -82,24 +87,41 @@ struct Stanza {
     }
 };
 
-// Whether one of the packages is here that a part of a "Depends" line names, in any version.
-bool IsMet(const std::string& part, const DpkgStatus& status)
+// The names that packages provide which are not gone, beside their own.
+std::set<std::string> ProvidedNames(const std::string& file, const DpkgStatus& status)
 {
-    std::set<std::string> names;
-    NoteNeeded("Depends:" + part, names);
-    return names.empty() || std::any_of(names.begin(), names.end(), [&](const std::string& name) {
-               return !status.Of(name).IsGone();
-           });
+    std::set<std::string> provided;
+    std::ifstream text(file);
+    for (Stanza stanza; stanza.Read(text);) {
+        for (const std::string& line : stanza.lines) {
+            if (line.rfind("Provides:", 0) == 0 && !status.Of(stanza.key).IsGone())
+                NoteNames(line, provided);
+        }
+    }
+    return provided;
 }
 
-bool LacksAnother(const Stanza& stanza, const DpkgStatus& status)
+// Whether no package that a part of a "Depends" line names is here, in any version.
+bool IsUnmet(const std::string& part, const DpkgStatus& status, const std::string& file)
+{
+    std::set<std::string> names;
+    NoteNames(':' + part, names);
+    const auto isHere = [&](const std::string& name) { return !status.Of(name).IsGone(); };
+    if (names.empty() || std::any_of(names.begin(), names.end(), isHere))
+        return false;
+    const std::set<std::string> provided = ProvidedNames(file, status);
+    return std::none_of(names.begin(), names.end(),
+                        [&](const std::string& name) { return provided.count(name) > 0; });
+}
+
+bool LacksAnother(const Stanza& stanza, const DpkgStatus& status, const std::string& file)
 {
     for (const std::string& line : stanza.lines) {
         if (line.rfind("Depends: ", 0) != 0)
             continue;
         std::istringstream parts(line.substr(line.find(' ')));
         for (std::string part; std::getline(parts, part, ',');) {
-            if (!IsMet(part, status))
+            if (IsUnmet(part, status, file))
                 return true;
         }
     }
@@ -117,7 +139,7 @@ Packages BrokenPackages(const std::string& file, const DpkgStatus& status)
     std::ifstream text(file);
     for (Stanza stanza; stanza.Read(text);) {
         const PackageState state = status.Of(stanza.key);
-        if (state.status == "unpacked" && LacksAnother(stanza, status))
+        if (state.status == "unpacked" && LacksAnother(stanza, status, file))
             broken[stanza.key] = state;
     }
     return broken;

@@ -13,7 +13,7 @@
 namespace
 {
 
-// The place of a product's field in the product; null for a key that is none.
+// The place of a product's field in the product; null for an unknown key.
 std::string* ProductField(Product& product, const std::string& key)
 {
     if (key == "Name")

@@ -354,12 +354,17 @@ std::vector<std::int32_t> CNote::TextOffsets()
     if (!m_freeSpace || !heap)
         return offsets;
     const Transfer transfer(&m_descriptor, heap);
-    const BlockChain chain = WalkBlocks(heap);
-    bool hidden = false;
-    for (const auto& [offset, header] : chain.blocks) {
-        if (chain.whole && header.status == blockInUse && !hidden && !IsTooLong(header))
-            offsets.push_back(std::int32_t(offset));
-        hidden = header.status == blockFree && header.length == smallestBlock;
+    try {
+        const BlockChain chain = WalkBlocks(heap);
+        bool hidden = false;
+        for (const auto& [offset, header] : chain.blocks) {
+            if (chain.whole && header.status == blockInUse && !hidden && !IsTooLong(header))
+                offsets.push_back(std::int32_t(offset));
+            hidden = header.status == blockFree && header.length == smallestBlock;
+        }
+    } catch (const std::bad_alloc&) {
+        SetError(taNoMemory);
+        offsets.clear();
     }
     return offsets;
 }

@@ -52,7 +52,7 @@ public:
 
     /// From now on a text that would leave 7 bytes of a free block takes the next larger
     /// one, or the end of the heap: the header of these 7 bytes would reach into the
-    /// block behind them.
+    /// next block.
     void AvoidOverlaps() { m_avoidsOverlaps = true; }
 
     /// Stores `length` bytes of text and returns their offset; -1 if the file
@@ -68,9 +68,9 @@ public:
     /// fails or has no sound block there.
     int DeleteNote(std::int32_t offset);
 
-    /// Where texts begin, in ascending order, read from the whole heap. Without those
-    /// behind a free block of 7 bytes, whose header hides whether they are free. Empty
-    /// if the blocks do not lead to the heap's end.
+    /// The offsets of all texts, ascending, read from the whole heap. A text right after a
+    /// free block of 7 bytes is left out, because that header hides whether it is free.
+    /// Empty if the blocks do not lead to the heap's end, or without memory.
     std::vector<std::int32_t> TextOffsets();
 
     /// Makes the free-space index anew from the heap. False if that fails or if

@@ -305,6 +305,12 @@ private slots:
         for (const char* line : { "", "Depends: good\n", "Depends: lib | good (>= 9)\n",
                                   "Recommends: lib\n", "Description: x\n Depends: lib\n" })
             QVERIFY2(!hides(line, { "install", "app" }), line);
+        for (const char* provider : { "install ok installed", "deinstall ok config-files" }) {
+            const QByteArray other = stanza("other", provider, "Provides: b, lib (= 1)\n");
+            write("status", other + stanza("app", "install ok unpacked", "Depends: lib\n"));
+            const bool isGone = QByteArray(provider).contains("config-files");
+            QCOMPARE(shown({ "install", "app" }), isGone ? other : QByteArray("dpkg's own"));
+        }
         for (const char* status : { "install ok installed", "install ok half-configured" })
             QVERIFY2(!hides("Depends: lib\n", { "install", "app" }, status), status);
     }
