@@ -38,5 +38,5 @@ bool Removes(const Arguments& arguments);
 // of the whole name exists.
 bool IsKnownPackage(const std::string& statusFile, const std::string& name);
 
-// The fault of the names, as an error line; empty if there is none.
+// The fault of the names, as an error line; empty if they are valid.
 std::string NameError(const Arguments& arguments, const std::string& statusFile);

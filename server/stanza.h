@@ -26,7 +26,7 @@ struct Stanza {
     std::string text; // as in the file, with its last line end
     int line = 0;
 
-    // The first field with that key; null when there is none.
+    // The first field with that key, or null.
     const Field* find(const std::string& key) const;
 };
 

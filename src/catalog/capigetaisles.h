@@ -19,7 +19,7 @@ public:
     explicit CAPIGetAisles(bool bSilent);
 
 public slots:
-    /// Saves the first element of the reply. If there is none, or it cannot be
-    /// written, the file stays as it is; this is not reported.
+    /// Saves the first element of the reply. Without one, or if it cannot be written,
+    /// the file stays as it is; this is not reported.
     void onSuccessfulTransfer(QDomElement* pElement) override;
 };

@@ -33,7 +33,7 @@ public:
     virtual void KeepInstalledPackages(CXMLNode& profile);
 
 public slots:
-    /// Saves the first element of the reply, pruned. If there is none, or it cannot
-    /// be written, the file stays as it is; this is not reported.
+    /// Saves the first element of the reply, pruned. Without one, or if it cannot be
+    /// written, the file stays as it is; this is not reported.
     void onSuccessfulTransfer(QDomElement* pElement) override;
 };

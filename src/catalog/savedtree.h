@@ -23,7 +23,7 @@ class QDomElement;
 VANTRELAGENT_EXPORT QString SavedTreePath(const char* name);
 
 /// Reads the first element of a reply's body into `tree`, skipping anything else
-/// before it. False when there is none, or when it cannot be read.
+/// before it. False if the body has no element, or it cannot be read.
 VANTRELAGENT_EXPORT bool ReadFirstElement(const QDomElement& body, CXMLNode& tree);
 
 /// Writes `tree` to the file `name` of the data folder. An existing file keeps its

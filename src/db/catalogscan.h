@@ -64,7 +64,7 @@ public:
     std::int32_t FileSize() const;
     /// @}
 
-    /// Empty if there is none, or it cannot be read.
+    /// Empty if the product has no description, or it cannot be read.
     std::string Description();
     /// The names the product depends on, sorted, each once. The first call reads
     /// those of all products.

@@ -84,7 +84,7 @@ public:
 
     const char* Name() const { return m_layout.fileName; }
 
-    // Removes the item of a record and a key. False if there is none.
+    // Removes the item of a record and a key. False if it is not there.
     bool Take(std::int32_t record, const char* key)
     {
         const auto range = m_byRecord.equal_range(std::uint32_t(record));

@@ -94,7 +94,7 @@ public:
             m_first[node] = std::min(m_first[2 * node], m_first[2 * node + 1]);
     }
 
-    // Removes and returns the first entry that begins with `text`; null when there is none.
+    // Removes and returns the first entry that begins with `text`, or null.
     const Entry* Take(const std::string& text)
     {
         const auto begins
