@@ -24,10 +24,7 @@ namespace Agent
 namespace
 {
 
-// A new file has this mode until it is locked, so that other processes do not take it
-// for an abandoned one.
-constexpr mode_t modeOfNew = 0200;
-constexpr mode_t modeOfHeld = 0600;
+constexpr mode_t modeOfOurs = 0600;
 
 // The files that were left to the callers of their requests. Never destroyed: they are
 // locked as long as the process lives.
@@ -65,7 +62,7 @@ bool IsSpoolName(const std::string& name)
 bool IsOurs(const struct stat& info)
 {
     return S_ISREG(info.st_mode) && info.st_uid == geteuid() && info.st_nlink == 1
-        && (info.st_mode & 07777) == modeOfHeld;
+        && (info.st_mode & 07777) == modeOfOurs;
 }
 
 // Removes a file of the folder if it is one of ours and not locked.
@@ -90,9 +87,21 @@ int CreateNew(const std::string& name)
 {
     int fd = -1;
     do {
-        fd = open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, modeOfNew);
+        fd = open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, modeOfOurs);
     } while (fd < 0 && errno == EINTR);
     return fd;
+}
+
+// Locks a new file. False if another process was faster, took it for an abandoned one and
+// removes it. On a file system without such locks nothing is locked, and nothing removed.
+bool Hold(int fd)
+{
+    struct stat info = {};
+    if ((flock(fd, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) || fstat(fd, &info) != 0
+        || info.st_nlink == 0)
+        return false;
+    fchmod(fd, modeOfOurs); // under any mask
+    return true;
 }
 
 } // namespace
@@ -116,10 +125,9 @@ std::string SpoolFile::Make()
         if (fd < 0 && errno == EEXIST)
             continue;
         m_error = fd < 0 ? errno : 0;
-        if (fd >= 0) {
-            // On a file system without such locks nothing is locked, and nothing removed.
-            flock(fd, LOCK_EX | LOCK_NB);
-            fchmod(fd, modeOfHeld);
+        if (fd >= 0 && !Hold(fd)) {
+            close(fd);
+            continue;
         }
         if (m_fd >= 0)
             close(m_fd);
