@@ -15,7 +15,7 @@
 namespace
 {
 
-// The process that holds the lock; nothing when none does or it cannot be known.
+// The process that holds the lock; nothing if there is none or it cannot be found out.
 std::optional<pid_t> Holder(const std::string& file)
 {
     const int fd = open(file.c_str(), O_RDWR | O_CLOEXEC);

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Looking around in the catalog: its categories, the products of one, one product.
+// Browsing the catalog: its categories, the products of a category, one product.
 
 #include "commands.h"
 #include "console.h"
@@ -24,7 +24,7 @@ QString Text(const char* text)
     return QString::fromUtf8(text);
 }
 
-// By name, without regard to letter case.
+// By name, ignoring letter case.
 void Sort(QList<Product>& products)
 {
     std::sort(products.begin(), products.end(), [](const Product& a, const Product& b) {
@@ -33,7 +33,8 @@ void Sort(QList<Product>& products)
     });
 }
 
-// The products that are shown, by their categories without regard to letter case.
+// The number of visible products in a category; letter case does not distinguish
+// categories.
 struct CategoryCount {
     QString name;
     int products = 0;
@@ -161,10 +162,10 @@ int ListCommand(Console& display, const QString& category, bool json)
         return ExitFailed;
     const QString wanted = category.simplified().toCaseFolded();
     QList<Product> products;
-    QByteArray last("\n"); // no category is called that
+    QByteArray last("\n"); // not the name of any category
     bool isWanted = false;
     while (scan.Next()) {
-        // Products of a category come together, as a rule.
+        // Products of a category usually follow each other.
         if (last != scan.Category()) {
             last = scan.Category();
             isWanted = QString::fromUtf8(last).simplified().toCaseFolded() == wanted;

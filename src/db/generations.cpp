@@ -26,8 +26,8 @@ namespace
 
 constexpr char pointerName[] = ".VACatalog.current";
 constexpr char generationPrefix[] = ".VACatalog.gen-";
-constexpr char removedPrefix[] = ".VACatalog.old-"; // one that is being removed
-constexpr char linkName[] = ".link"; // in a generation: a link on its way to its place
+constexpr char removedPrefix[] = ".VACatalog.old-"; // a generation that is being removed
+constexpr char linkName[] = ".link"; // in a generation: a new link before its rename
 constexpr int mostDigits = 9; // of a generation's number
 constexpr int mostTries = 100;
 
@@ -41,7 +41,7 @@ std::vector<std::string> PathsOf(const DbLayout& layout, const std::string& fold
     return paths;
 }
 
-// What follows a prefix as a number, or -1.
+// The number after a prefix, or -1.
 long NumberAfter(const char* prefix, const std::string& name)
 {
     const std::size_t length = std::strlen(prefix);
@@ -151,8 +151,9 @@ void RemoveFolder(int descriptor, const std::string& path)
     rmdir(path.c_str());
 }
 
-// The folder is renamed first, so that nobody can open one of its files when the others
-// are already gone.
+// Removes a generation unless somebody uses it: its maker and its readers hold a lock on the
+// folder. The folder is renamed first, so that nobody can open one of its files when the
+// others are already gone.
 void RemoveGeneration(const std::string& folder, const std::string& name)
 {
     const std::string path = folder + name;
@@ -215,6 +216,8 @@ std::string CurrentCatalogFolder(const std::string& folder)
     return generation;
 }
 
+// A lock-free consistent read: ten files cannot be opened at once, so after opening them it
+// checks that the generation is still the current one. If so, all are of one generation.
 bool OpenCurrentCatalog(const std::string& folder,
                         const std::function<bool(const std::string& current)>& open)
 {
@@ -302,6 +305,10 @@ bool NewGeneration::Fail(const std::string& what)
     return false;
 }
 
+// Everything that can fail comes before the one rename that counts. The files are synced
+// first; then the described names are made links through the pointer, which changes nothing
+// yet, since the pointer still names the old generation; then the pointer is replaced. A
+// crash at any moment leaves either the old or the new database.
 bool NewGeneration::Publish()
 {
     if (!Settle() || (!NamesLeadThrough() && !TakeInPlainFiles()))
@@ -321,7 +328,7 @@ bool NewGeneration::PublishFirst()
         return Publish();
     if (!Settle() || !PutNames() || !SyncFolder())
         return false;
-    // Not by renaming, which would replace a pointer made meanwhile.
+    // Not by renaming, which would replace a pointer that another process has just made.
     if (storeFiles().Symlink(m_name.c_str(), (m_folder + pointerName).c_str()) != 0) {
         m_exists = errno == EEXIST;
         return Fail("cannot make " + m_folder + pointerName);
@@ -358,6 +365,8 @@ bool NewGeneration::PublishOver(const std::string& current)
 
 // ---- its files ----
 
+// Gives the files the permissions of those that they replace, and syncs them and their
+// folder.
 bool NewGeneration::Settle()
 {
     for (const std::string& name : CatalogFileNames())
@@ -396,6 +405,8 @@ bool NewGeneration::NamesLeadThrough() const
 }
 
 // Turns the files that the described names lead to into a generation, and makes it current.
+// They are hard links to the same files, so that the names lead to the same data before and
+// after, one by one, as they are replaced by links through the pointer.
 bool NewGeneration::TakeInPlainFiles()
 {
     NewGeneration plain(m_folder);
@@ -451,9 +462,11 @@ void RemoveOldGenerations(const std::string& folder)
 try {
     RemoveEachOldGeneration(folder);
 } catch (const std::bad_alloc&) {
-    return; // they go with the next update
+    return; // the next update removes them
 }
 
+// A shared lock on the folder keeps it from being removed. Between finding and locking it an
+// update may have removed it, so it checks that the path still leads to the locked folder.
 PinnedGeneration::PinnedGeneration(const std::string& folder)
 {
     for (int tries = 0; tries < mostTries; ++tries) {
