@@ -16,6 +16,8 @@
 #include <vantrelagent/db/catalogscan.h>
 #include <vantrelagent/db/cdpkg.h>
 
+using namespace Agent;
+
 namespace
 {
 

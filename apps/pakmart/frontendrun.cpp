@@ -12,6 +12,8 @@
 #include <vantrelagent/install/crunaptget.h>
 #include <vantrelagent/util/paths.h>
 
+using namespace Agent;
+
 namespace
 {
 

@@ -7,6 +7,8 @@
 
 #include <vantrelagent/util/paths.h>
 
+using namespace Agent;
+
 DpkgStatus ReadDpkgStatus()
 {
     return DpkgStatus(SystemPath(std::string("/var/lib/dpkg")));

@@ -10,6 +10,8 @@
 #include <algorithm>
 #include <vantrelagent/db/catalogscan.h>
 
+using namespace Agent;
+
 Product ProductOf(CatalogScan& scan)
 {
     const auto line = [](const char* text) { return QString::fromUtf8(text).simplified(); };

@@ -9,7 +9,10 @@
 #include <QList>
 #include <QString>
 
+namespace Agent
+{
 class CatalogScan;
+}
 class Console;
 
 // The fields of a product that one line of a list shows.
@@ -19,7 +22,7 @@ struct Product {
 };
 
 // The current product of a scan. The summary is the first line of its description.
-Product ProductOf(CatalogScan& scan);
+Product ProductOf(Agent::CatalogScan& scan);
 
 // A line for each product, or all of them as one line of JSON.
 void SayProducts(Console& display, const QList<Product>& products, bool json);
@@ -27,4 +30,4 @@ void SayProducts(Console& display, const QList<Product>& products, bool json);
 QJsonObject ProductAsJson(const Product& product);
 
 // Whether there is a catalog to read; if not, prints how to get one.
-bool HasCatalog(Console& display, const CatalogScan& scan);
+bool HasCatalog(Console& display, const Agent::CatalogScan& scan);

@@ -14,6 +14,8 @@
 #include <vantrelagent/store/indexfile.h>
 #include <vantrelagent/util/paths.h>
 
+using namespace Agent;
+
 namespace
 {
 

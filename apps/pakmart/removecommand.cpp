@@ -14,6 +14,8 @@
 #include <vantrelagent/install/crunaptget.h>
 #include <vantrelagent/util/paths.h>
 
+using namespace Agent;
+
 namespace
 {
 

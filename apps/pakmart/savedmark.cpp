@@ -8,6 +8,8 @@
 #include <vantrelagent/request/capi.h>
 #include <vantrelagent/util/paths.h>
 
+using namespace Agent;
+
 SavedMark::SavedMark(const char* name)
     : m_path(GetRootPath() + QLatin1String(name)), m_before(Mark())
 {

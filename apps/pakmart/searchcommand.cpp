@@ -14,6 +14,8 @@
 #include <cstring>
 #include <vantrelagent/db/catalogscan.h>
 
+using namespace Agent;
+
 namespace
 {
 

@@ -17,6 +17,8 @@
 #include <vantrelagent/catalog/cxmlnode.h>
 #include <vantrelagent/catalog/savedtree.h>
 
+using namespace Agent;
+
 namespace
 {
 

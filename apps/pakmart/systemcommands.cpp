@@ -16,6 +16,8 @@
 #include <vantrelagent/support/cconfigfile.h>
 #include <vantrelagent/util/paths.h>
 
+using namespace Agent;
+
 namespace
 {
 

@@ -24,6 +24,8 @@
 #include <vantrelagent/db/catalogscan.h>
 #include <vantrelagent/util/paths.h>
 
+using namespace Agent;
+
 namespace
 {
 

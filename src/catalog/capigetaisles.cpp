@@ -6,6 +6,8 @@
 #include "catalog/savedtree.h"
 #include "support/ctracer.h"
 
+using namespace Agent;
+
 CAPIGetAisles::CAPIGetAisles(bool bSilent) : CAPI(bSilent, false, false)
 {
     CTracer tracer("CAPIGetAisles::CAPIGetAisles");

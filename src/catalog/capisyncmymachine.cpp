@@ -8,6 +8,8 @@
 #include "db/cdpkg.h"
 #include "support/ctracer.h"
 
+using namespace Agent;
+
 namespace
 {
 

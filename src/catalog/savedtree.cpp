@@ -196,24 +196,24 @@ bool SaveFile(const char* name, Meanwhile meanwhile,
 
 } // namespace
 
-QString SavedTreePath(const char* name)
+QString Agent::SavedTreePath(const char* name)
 {
     return SystemPath(GetRootPath() + QLatin1String(name));
 }
 
-bool ReadFirstElement(const QDomElement& body, CXMLNode& tree)
+bool Agent::ReadFirstElement(const QDomElement& body, CXMLNode& tree)
 {
     QDomNode first = body.firstChildElement();
     return !first.isNull() && tree.ReadNode(first);
 }
 
-bool SaveTree(CXMLNode& tree, const char* name)
+bool Agent::SaveTree(CXMLNode& tree, const char* name)
 {
     return SaveFile(name, Meanwhile::Nothing,
                     [&tree](std::ostream& out) { tree.SaveNode(out, -1); });
 }
 
-void SaveFirstElement(const QDomElement& body, const char* name)
+void Agent::SaveFirstElement(const QDomElement& body, const char* name)
 {
     constexpr int levels = 2; // a catalog's products, one after the other
     const QDomElement first = body.firstChildElement();
@@ -224,7 +224,7 @@ void SaveFirstElement(const QDomElement& body, const char* name)
         });
 }
 
-bool ReadSavedTree(const char* name, CXMLNode& tree)
+bool Agent::ReadSavedTree(const char* name, CXMLNode& tree)
 {
     QDomDocument document;
     if (!ReadSavedDocument(SavedTreePath(name), document)) {

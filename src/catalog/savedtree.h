@@ -19,6 +19,9 @@
 class CXMLNode;
 class QDomElement;
 
+namespace Agent
+{
+
 /// The path to open for the file `name` of the data folder.
 VANTRELAGENT_EXPORT QString SavedTreePath(const char* name);
 
@@ -47,3 +50,5 @@ VANTRELAGENT_EXPORT void SaveFirstElement(const QDomElement& body, const char* n
 /// content. False, with the tree unchanged, when the file cannot be read, is not
 /// well-formed XML, or is refused as a reply would be (see replydocument.h).
 VANTRELAGENT_EXPORT bool ReadSavedTree(const char* name, CXMLNode& tree);
+
+} // namespace Agent

@@ -1,11 +1,11 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-/// @class CatalogScan
+/// @class Agent::CatalogScan
 /// Every product of the catalog database, one after the other, in the order in
 /// which the update stored them: for searches and listings of the whole.
 ///
-///     CatalogScan scan;
+///     Agent::CatalogScan scan;
 ///     while (scan.Next())
 ///         puts(scan.Name());
 ///
@@ -24,7 +24,10 @@
 #include <string>
 #include <vector>
 
-class VANTRELAGENT_EXPORT CatalogScan : public Agent::ProductRecord
+namespace Agent
+{
+
+class VANTRELAGENT_EXPORT CatalogScan : public ProductRecord
 {
 public:
     CatalogScan();
@@ -54,3 +57,5 @@ private:
     std::unique_ptr<Files> m_files;
     std::int32_t m_number = 0;
 };
+
+} // namespace Agent

@@ -15,6 +15,8 @@
 #include <new>
 #include <strings.h>
 
+using namespace Agent;
+
 CAPIGetOSVer::CAPIGetOSVer(bool bSilent) : CAPI(bSilent, false, true)
 {
     CTracer tracer("CAPIGetOSVer::CAPIGetOSVer");

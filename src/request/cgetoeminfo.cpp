@@ -13,6 +13,8 @@
 #include <memory>
 #include <strings.h>
 
+using namespace Agent;
+
 namespace
 {
 

@@ -20,12 +20,12 @@ void ProcessMessages()
         QCoreApplication::processEvents();
 }
 
-bool CanShowWindows()
+bool Agent::CanShowWindows()
 {
     return qobject_cast<QApplication*>(QCoreApplication::instance()) != nullptr;
 }
 
-void ShowErrorBox(const QString& text)
+void Agent::ShowErrorBox(const QString& text)
 {
     if (CanShowWindows())
         KMessageBox::error(nullptr, text, QString(), KMessageBox::Notify);
@@ -45,7 +45,7 @@ bool okToDoUpdate(const QString&, const QString&)
     return true;
 }
 
-void BroadcastMenuChange()
+void Agent::BroadcastMenuChange()
 {
     CTracer tracer("BroadcastMenuChange");
     QDBusConnection bus = QDBusConnection::sessionBus();

@@ -31,22 +31,22 @@ bool MakeFolder(const QString& parent, const QString& name)
 
 } // namespace
 
-std::string SystemPath(const std::string& path)
+std::string Agent::SystemPath(const std::string& path)
 {
     return PrivateRoot() + path;
 }
 
-std::string SystemPath(const char* path)
+std::string Agent::SystemPath(const char* path)
 {
     return PrivateRoot() + path;
 }
 
-QString SystemPath(const QString& path)
+QString Agent::SystemPath(const QString& path)
 {
     return QFile::decodeName(PrivateRoot().c_str()) + path;
 }
 
-QString PlainPath(const QString& path)
+QString Agent::PlainPath(const QString& path)
 {
     const QString root = QFile::decodeName(PrivateRoot().c_str());
     return !root.isEmpty() && path.startsWith(root + QLatin1Char('/')) ? path.mid(root.size())
@@ -60,7 +60,7 @@ QString GetRootPath()
     return QStringLiteral("/usr/share/apps/vantrelagent/");
 }
 
-std::string SettingsFile()
+std::string Agent::SettingsFile()
 {
     const std::string path = SystemPath((GetRootPath() + QLatin1String(".vauf")).toStdString());
     // A missing file is usual. Checked only if the category is on.

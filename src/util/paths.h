@@ -12,6 +12,9 @@
 #include <QString>
 #include <string>
 
+namespace Agent
+{
+
 /// The place of a fixed, absolute path of the system: `path` itself, or below
 /// the directory that PAKMART_SYSROOT names, if it is set. The variable is read once,
 /// and not at all in a set-user-id program; a relative name is resolved in the working
@@ -25,6 +28,8 @@ VANTRELAGENT_EXPORT std::string SystemPath(const char* path);
 /// `path` as messages should show it: without the private root.
 VANTRELAGENT_EXPORT QString PlainPath(const QString& path);
 
+} // namespace Agent
+
 /// The agent's data folder, with its trailing slash, without the private root
 /// (open its files through SystemPath). It is fixed: SetRootPath does nothing.
 /// @{
@@ -32,8 +37,13 @@ VANTRELAGENT_EXPORT void SetRootPath(const char* path);
 VANTRELAGENT_EXPORT QString GetRootPath();
 /// @}
 
+namespace Agent
+{
+
 /// The path to open for the agent's settings file.
 VANTRELAGENT_EXPORT std::string SettingsFile();
+
+} // namespace Agent
 
 /// Makes the folder `path` and its missing parents; only the user may write to a new
 /// one. A relative path begins in the working directory. Returns true even when a level

@@ -12,6 +12,8 @@
 #include <QtTest>
 #include <cstring>
 
+using namespace Agent;
+
 class CatalogScanTest : public QObject
 {
     Q_OBJECT

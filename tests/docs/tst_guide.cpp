@@ -75,7 +75,7 @@ bool UpdateCatalog()
 //! [scan]
 void PrintCatalog()
 {
-    CatalogScan products;
+    Agent::CatalogScan products;
     while (products.Next())
         std::printf("%d  %s\n", products.ServerSerialNumber(), products.Name());
 }
@@ -102,7 +102,7 @@ QStringList NamesOf(const char* category)
 int CountAisles()
 {
     CXMLNode aisles(nullptr);
-    return ReadSavedTree(".aisles", aisles) ? int(aisles.ChildArray("aisle").size()) : 0;
+    return Agent::ReadSavedTree(".aisles", aisles) ? int(aisles.ChildArray("aisle").size()) : 0;
 }
 //! [tree]
 
@@ -344,7 +344,7 @@ private slots:
         Shop shop;
         shop.update();
         QVERIFY(UpdateCatalog());
-        QVERIFY(CatalogScan().Next());
+        QVERIFY(Agent::CatalogScan().Next());
         PrintCatalog();
         QVERIFY(NamesOf("Games").contains(QStringLiteral("Star Lander")));
     }

@@ -20,6 +20,8 @@
 #include <QPushButton>
 #include <QtTest>
 
+using namespace Agent;
+
 namespace
 {
 

@@ -18,6 +18,8 @@
 #include <sys/file.h>
 #include <sys/time.h>
 
+using namespace Agent;
+
 namespace
 {
 

@@ -38,10 +38,28 @@ def read_list(path):
     return listed
 
 
-def outermost(text):
-    """The declarations of a header, without comments and what stands in braces."""
+def without_comments(text):
     text = re.sub(r"//[^\n]*|/\*.*?\*/", "", text, flags=re.S)
-    text = re.sub(r"^\s*#(?:[^\n]*\\\n)*[^\n]*", "", text, flags=re.M)
+    return re.sub(r"^\s*#(?:[^\n]*\\\n)*[^\n]*", "", text, flags=re.M)
+
+
+def namespaces(text):
+    """The text outside of the namespace Agent, and the text inside, with their prefixes."""
+    parts = {"": "", "Agent::": ""}
+    end = 0
+    for start in re.finditer(r"\bnamespace Agent\s*\{", text):
+        parts[""] += text[end:start.start()]
+        end, depth = start.end(), 1
+        while depth > 0:
+            depth += (text[end] == "{") - (text[end] == "}")
+            end += 1
+        parts["Agent::"] += text[start.end():end - 1]
+    parts[""] += text[end:]
+    return parts
+
+
+def outermost(text):
+    """The declarations of a text, without the contents of braces."""
     flat, depth = [], 0
     for char in text:
         depth -= char == "}"
@@ -54,6 +72,11 @@ def outermost(text):
 
 def declared(header, text):
     """What a header declares of things that a library must export."""
+    parts = namespaces(without_comments(text))
+    return {prefix + name for prefix in parts for name in declared_in(header, parts[prefix])}
+
+
+def declared_in(header, text):
     names = set()
     for declaration in outermost(text):
         words = declaration.replace("VANTRELAGENT_EXPORT ", "")
@@ -75,7 +98,7 @@ def declared(header, text):
 
 
 def exported(library):
-    """The outermost names of what a library exports."""
+    """The outermost names, or those in the namespace Agent, that a library exports."""
     symbols = subprocess.run(["nm", "-DC", "--defined-only", library], check=True,
                              capture_output=True, text=True).stdout
     names = set()
@@ -83,7 +106,7 @@ def exported(library):
         symbol = line.split(" ", 2)[2]
         symbol = re.sub(r"^(vtable|typeinfo name|typeinfo|guard variable|VTT|"
                         r"(non-)?virtual thunk) (for|to) ", "", symbol)
-        names.add(re.match(r"[\w~]+", symbol)[0])
+        names.add(re.match(r"(Agent::)?[\w~]+", symbol)[0])
     return names
 
 

@@ -13,6 +13,8 @@
 #include <QRegularExpression>
 #include <QtTest>
 
+using namespace Agent;
+
 namespace
 {
 

@@ -12,6 +12,8 @@
 #include <QTimer>
 #include <QtTest>
 
+using namespace Agent;
+
 class DesktopTest : public QObject
 {
     Q_OBJECT

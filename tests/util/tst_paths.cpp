@@ -16,6 +16,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+using namespace Agent;
+
 class PathsTest : public QObject
 {
     Q_OBJECT
