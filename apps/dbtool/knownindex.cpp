@@ -21,11 +21,6 @@ namespace DbTool
 namespace
 {
 
-template <std::size_t N> std::vector<TextField> AllOf(const TextField (&texts)[N])
-{
-    return { std::begin(texts), std::end(texts) };
-}
-
 std::vector<KnownIndex> AllKnown()
 {
     std::vector<KnownIndex> known;
@@ -33,9 +28,9 @@ std::vector<KnownIndex> AllKnown()
         for (int which = 0; which < layout.indexCount; ++which)
             known.push_back({ &layout, which, makeKey, texts, {} });
     };
-    add(Catalog::layout, Catalog::MakeKey, AllOf(Catalog::texts));
+    add(Catalog::layout, Catalog::MakeKey, Catalog::Texts());
     add(Dependency::layout, Dependency::MakeKey, { Dependency::name });
-    add(Recent::layout, Recent::MakeKey, AllOf(Recent::texts));
+    add(Recent::layout, Recent::MakeKey, { std::begin(Recent::texts), std::end(Recent::texts) });
     return known;
 }
 

@@ -42,14 +42,8 @@ struct Snapshot {
 std::size_t MarkOf(CatalogScan& scan)
 {
     std::string all;
-    for (const char* text :
-         { scan.Category(), scan.Name(), scan.PackageName(), scan.Version(), scan.Vendor(),
-           scan.Copyright(), scan.Price(), scan.ReleaseDate(), scan.ReviewScore(),
-           scan.CategoryRanking(), scan.SubCategoryRanking(), scan.VantrelRanking(),
-           scan.CategoryURL(), scan.ApplicationURL(), scan.AuthorURL() })
-        all.append(text).push_back('\0');
-    for (const int number : { int(scan.Hidden()), scan.Downloads(), scan.FileSize() })
-        all.append(std::to_string(number)).push_back('\0');
+    for (const CatalogScan::Value& value : scan.Values())
+        all.append(value.text).append(std::to_string(value.number)).push_back('\0');
     all.append(scan.Description()).push_back('\0');
     for (const std::string& name : scan.Dependencies())
         all.append(name).push_back('\0');
