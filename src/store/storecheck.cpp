@@ -29,7 +29,7 @@ std::string Number(std::int64_t number)
     return std::to_string(number);
 }
 
-// What was found so far.
+// The findings so far.
 class Report
 {
 public:
@@ -49,7 +49,7 @@ private:
     Findings m_findings;
 };
 
-// The header, or false with the reason in the report.
+// Reads the header; false with the reason in the report.
 bool CheckHeader(RecordBlocks& records, Report* report, DataFileHeader* header)
 {
     const std::uint8_t* const record = records.Read(0);
@@ -67,7 +67,7 @@ bool CheckHeader(RecordBlocks& records, Report* report, DataFileHeader* header)
     return true;
 }
 
-// Which records the chain of deleted ones leads through.
+// The records in the chain of deleted ones.
 std::vector<bool> CheckFreeChain(RecordBlocks& records, const DataFileHeader& header,
                                  Report* report)
 {
@@ -230,8 +230,8 @@ FreeList FreeBlocks(const BlockChain& chain)
     return blocks;
 }
 
-// A listed block whose first byte, its status, became the last one of the
-// header of the 7-byte block before it.
+// Whether a listed block's first byte, its status, was overwritten by the last byte of
+// the header of the 7-byte block before it.
 bool IsHidden(const BlockChain& chain, std::int64_t offset)
 {
     const std::int64_t before = offset - smallestBlock;
