@@ -15,6 +15,7 @@ namespace
 {
 
 // Finds the chain of blocks from the beginning of the heap to its end.
+//
 // A zero byte where a block should begin is either the first byte of its header or a
 // stray byte before it. Which one it is shows only later: a wrong choice leads to a dead
 // end before the end of the file. So the walk goes back to the last choice, and remembers

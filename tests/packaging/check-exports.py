@@ -39,7 +39,7 @@ def read_list(path):
 
 
 def outermost(text):
-    """The declarations of a header, without comments and what stands in braces."""
+    """The declarations of a header, without comments and the text in braces."""
     text = re.sub(r"//[^\n]*|/\*.*?\*/", "", text, flags=re.S)
     text = re.sub(r"^\s*#(?:[^\n]*\\\n)*[^\n]*", "", text, flags=re.M)
     flat, depth = [], 0
