@@ -67,7 +67,8 @@ bool CheckHeader(RecordBlocks& records, Report* report, DataFileHeader* header)
     return true;
 }
 
-// The records in the chain of deleted ones.
+// The records in the chain of deleted ones. Stops at the first record that cannot be part of
+// it, so a circular chain ends as well.
 std::vector<bool> CheckFreeChain(RecordBlocks& records, const DataFileHeader& header,
                                  Report* report)
 {
@@ -107,7 +108,9 @@ std::vector<bool> CheckFreeChain(RecordBlocks& records, const DataFileHeader& he
     return isFree;
 }
 
-// The pages of one index, from the root down.
+// Checks the pages of one index from the root down. It visits each page at most once, so it
+// ends for any damage. The order of items is checked along the whole walk and not page by
+// page: pages that are sound by themselves may contradict each other.
 class TreeCheck
 {
 public:
