@@ -133,7 +133,7 @@ public slots:
 bool Remove(const QString& package)
 {
     CGetOSPackage(QStringLiteral("R"), package, false).Execute();
-    CDpkg packages; // how it ended is not told, so see
+    CDpkg packages; // the outcome is not reported, so check it
     packages.ReadStatusFile();
     const CDpkgInfo left = packages.GetPackageInfo(package.toStdString());
     return left.GetName().empty() || left.GetStatus() != 0;
