@@ -3,6 +3,7 @@
 
 #include "catalog/catalogrecord.h"
 
+#include "base/descriptor.h"
 #include "catalog/catalogproduct.h"
 #include "catalog/updatelock.h"
 #include "db/ccatalogfile.h"
@@ -47,7 +48,7 @@ bool MayReplaceAll(const std::string& folder)
 // Fills a generation. Its files stay open meanwhile, and failures are remembered.
 bool Fill(const NewGeneration& generation, const std::function<void(CCatalogFile&)>& fill)
 {
-    HeldFiles files(generation.Descriptor());
+    HeldFiles files(generation.FolderDescriptor());
     CCatalogFile file(generation.Folder(), &files);
     if (!file.Create())
         return false;
@@ -61,19 +62,19 @@ bool Fill(const NewGeneration& generation, const std::function<void(CCatalogFile
     return whole;
 }
 
-bool IsLarge(int file)
+bool IsLarge(const Descriptor& file)
 {
     constexpr off_t large = 1024 * 1024;
     struct stat status;
-    return file >= 0 && fstat(file, &status) == 0 && status.st_size >= large;
+    return file && fstat(file.fd(), &status) == 0 && status.st_size >= large;
 }
 
 // Syncs a file while events are processed. The system reports an error only once, so it
 // counts here; a file that cannot be opened is noticed when it is published.
-bool WriteOut(int file)
+bool WriteOut(const Descriptor& file)
 {
     bool written = true;
-    PassEventsBeside([&written, file] { written = fsync(file) == 0; });
+    PassEventsBeside([&written, &file] { written = fsync(file.fd()) == 0; });
     return written;
 }
 
@@ -82,13 +83,11 @@ bool WriteOut(int file)
 bool WriteOut(const NewGeneration& generation, bool& large)
 {
     for (const std::string& name : CatalogFileNames()) {
-        const int file
-            = openat(generation.Descriptor(), name.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
+        const Descriptor file(
+            openat(generation.FolderDescriptor(), name.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
         const bool isLarge = IsLarge(file);
         const bool written = !isLarge || WriteOut(file);
         large = large || isLarge;
-        if (file >= 0)
-            close(file);
         if (written)
             continue;
         qCInfo(logCatalog, "the catalog cannot be updated, %s cannot be written out", name.c_str());

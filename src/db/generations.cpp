@@ -105,25 +105,10 @@ std::vector<std::string> NamesIn(const std::string& folder)
     return names;
 }
 
-int OpenFolder(const std::string& path)
+Descriptor OpenFolder(const std::string& path)
 {
-    return open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    return Descriptor(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
 }
-
-// A folder that is open for the length of a scope.
-struct OpenedFolder {
-    explicit OpenedFolder(const std::string& path) : descriptor(OpenFolder(path)) { }
-    ~OpenedFolder()
-    {
-        if (descriptor >= 0)
-            close(descriptor);
-    }
-    OpenedFolder(const OpenedFolder&) = delete;
-    OpenedFolder& operator=(const OpenedFolder&) = delete;
-    explicit operator bool() const { return descriptor >= 0; }
-
-    const int descriptor;
-};
 
 // Whether a path still leads to an open folder.
 bool IsStill(int descriptor, const std::string& path)
@@ -157,15 +142,15 @@ void RemoveFolder(int descriptor, const std::string& path)
 void RemoveGeneration(const std::string& folder, const std::string& name)
 {
     const std::string path = folder + name;
-    const OpenedFolder opened(path);
+    const Descriptor opened = OpenFolder(path);
     if (!opened)
         return;
     const std::string removed
         = folder + removedPrefix + std::to_string(NumberAfter(generationPrefix, name));
     // Its maker may have published it before this process got the lock.
-    if (flock(opened.descriptor, LOCK_EX | LOCK_NB) == 0 && CurrentName(folder) != name
-        && IsStill(opened.descriptor, path) && std::rename(path.c_str(), removed.c_str()) == 0)
-        RemoveFolder(opened.descriptor, removed);
+    if (flock(opened.fd(), LOCK_EX | LOCK_NB) == 0 && CurrentName(folder) != name
+        && IsStill(opened.fd(), path) && std::rename(path.c_str(), removed.c_str()) == 0)
+        RemoveFolder(opened.fd(), removed);
 }
 
 void RemoveEachOldGeneration(const std::string& folder)
@@ -174,9 +159,9 @@ void RemoveEachOldGeneration(const std::string& folder)
         if (NumberAfter(generationPrefix, name) >= 0 && name != CurrentName(folder)) {
             RemoveGeneration(folder, name);
         } else if (NumberAfter(removedPrefix, name) >= 0) {
-            const OpenedFolder opened(folder + name);
+            const Descriptor opened = OpenFolder(folder + name);
             if (opened)
-                RemoveFolder(opened.descriptor, folder + name);
+                RemoveFolder(opened.fd(), folder + name);
         }
     }
 }
@@ -234,30 +219,29 @@ bool OpenCurrentCatalog(const std::string& folder,
 
 // ---- a new generation ----
 
-NewGeneration::NewGeneration(const std::string& folder) : NewGeneration(folder, -1)
+NewGeneration::NewGeneration(const std::string& folder) : NewGeneration(folder, Descriptor())
 {
     Make(); // may fail for want of memory: the destructor is called then
 }
 
-NewGeneration::NewGeneration(const std::string& folder, int descriptor)
-    : m_folder(folder), m_descriptor(descriptor)
+NewGeneration::NewGeneration(const std::string& folder, Descriptor opened)
+    : m_folder(folder), m_opened(std::move(opened))
 {
 }
 
 NewGeneration::~NewGeneration()
 {
-    if (m_descriptor < 0)
+    if (!m_opened)
         return;
     // Readers may still use one that is no longer current.
-    if (!m_published && flock(m_descriptor, LOCK_EX | LOCK_NB) == 0)
+    if (!m_published && flock(m_opened.fd(), LOCK_EX | LOCK_NB) == 0)
         Remove();
-    close(m_descriptor);
 }
 
 // If memory runs out, the next update removes the rest.
 void NewGeneration::Remove() const
 try {
-    RemoveFolder(m_descriptor, m_folder + m_name);
+    RemoveFolder(m_opened.fd(), m_folder + m_name);
 } catch (const std::bad_alloc&) {
     return;
 }
@@ -289,13 +273,11 @@ bool NewGeneration::Lock()
 {
     const std::string path = m_folder + m_name;
     struct stat status;
-    m_descriptor = OpenFolder(path);
-    if (m_descriptor >= 0 && fstat(m_descriptor, &status) == 0 && status.st_uid == geteuid()
-        && flock(m_descriptor, LOCK_EX | LOCK_NB) == 0 && IsStill(m_descriptor, path))
+    m_opened = OpenFolder(path);
+    if (m_opened && fstat(m_opened.fd(), &status) == 0 && status.st_uid == geteuid()
+        && flock(m_opened.fd(), LOCK_EX | LOCK_NB) == 0 && IsStill(m_opened.fd(), path))
         return true;
-    if (m_descriptor >= 0)
-        close(m_descriptor);
-    m_descriptor = -1;
+    m_opened = Descriptor();
     return false;
 }
 
@@ -343,7 +325,7 @@ bool NewGeneration::PublishFirst()
 // Once it is the current one, readers may share its lock (PinnedGeneration).
 void NewGeneration::LetReadersIn()
 {
-    flock(m_descriptor, LOCK_SH | LOCK_NB);
+    flock(m_opened.fd(), LOCK_SH | LOCK_NB);
 }
 
 bool NewGeneration::PublishOver(const std::string& current)
@@ -373,8 +355,8 @@ bool NewGeneration::Settle()
         if (!SettleFile(name))
             return Fail("cannot write " + Folder() + name);
     struct stat folder;
-    if (stat(m_folder.c_str(), &folder) != 0 || !TakeAfter(m_descriptor, folder)
-        || storeFiles().Sync(m_descriptor) != 0)
+    if (stat(m_folder.c_str(), &folder) != 0 || !TakeAfter(m_opened.fd(), folder)
+        || storeFiles().Sync(m_opened.fd()) != 0)
         return Fail("cannot write " + Folder());
     return true;
 }
@@ -383,7 +365,7 @@ bool NewGeneration::SettleFile(const std::string& name)
 {
     StoreFiles& files = storeFiles();
     const std::string replaced = m_folder + name;
-    const int file = files.OpenAt(m_descriptor, name.c_str(), O_RDONLY | O_NOFOLLOW, 0);
+    const int file = files.OpenAt(m_opened.fd(), name.c_str(), O_RDONLY | O_NOFOLLOW, 0);
     if (file < 0)
         return false;
     struct stat old;
@@ -418,8 +400,8 @@ bool NewGeneration::TakeInPlainFiles()
             return Fail("cannot link " + from + " to " + to);
     }
     struct stat folder;
-    if (stat(m_folder.c_str(), &folder) != 0 || !TakeAfter(plain.m_descriptor, folder)
-        || storeFiles().Sync(plain.m_descriptor) != 0 || !SyncFolder())
+    if (stat(m_folder.c_str(), &folder) != 0 || !TakeAfter(plain.m_opened.fd(), folder)
+        || storeFiles().Sync(plain.m_opened.fd()) != 0 || !SyncFolder())
         return Fail("cannot write " + plain.Folder());
     if (!PutLink(plain.m_name, pointerName))
         return false;
@@ -447,13 +429,8 @@ bool NewGeneration::PutLink(const std::string& target, const std::string& name)
 
 bool NewGeneration::SyncFolder()
 {
-    const int descriptor = open(m_folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    const bool synced = descriptor >= 0 && storeFiles().Sync(descriptor) == 0;
-    const int reason = errno;
-    if (descriptor >= 0)
-        close(descriptor);
-    errno = reason;
-    return synced || Fail("cannot write " + m_folder);
+    const Descriptor folder(open(m_folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    return (folder && storeFiles().Sync(folder.fd()) == 0) || Fail("cannot write " + m_folder);
 }
 
 // ---- old generations ----
@@ -474,20 +451,12 @@ PinnedGeneration::PinnedGeneration(const std::string& folder)
         if (m_folder == folder)
             return;
         const std::string path = m_folder.substr(0, m_folder.size() - 1);
-        m_descriptor = OpenFolder(path);
-        if (m_descriptor >= 0 && flock(m_descriptor, LOCK_SH | LOCK_NB) == 0
-            && IsStill(m_descriptor, path))
+        m_opened = OpenFolder(path);
+        if (m_opened && flock(m_opened.fd(), LOCK_SH | LOCK_NB) == 0
+            && IsStill(m_opened.fd(), path))
             return;
-        if (m_descriptor >= 0)
-            close(m_descriptor);
-        m_descriptor = -1;
+        m_opened = Descriptor();
     }
-}
-
-PinnedGeneration::~PinnedGeneration()
-{
-    if (m_descriptor >= 0)
-        close(m_descriptor);
 }
 
 } // namespace Agent
