@@ -140,7 +140,7 @@ private slots:
         char* at = text;
         info.SkipWhite(&at);
         QCOMPARE(at, text + 6);
-        char word[] = "  \xA0 x"; // a byte beyond ASCII is no white space
+        char word[] = "  \xA0 x"; // a byte beyond ASCII is not white space
         at = word;
         info.SkipWhite(&at);
         QCOMPARE(at, word + 2);
