@@ -334,7 +334,7 @@ void TestDbtoolIndex::Damage(const QString& what) const
         QFAIL("unknown damage");
 }
 
-// Damages that leave all items readable.
+// Damage that leaves all items readable.
 void TestDbtoolIndex::EachDamageIsFoundAndRepaired_data()
 {
     QTest::addColumn<QString>("finding");
@@ -387,7 +387,7 @@ void TestDbtoolIndex::EachDamageIsFoundAndRepaired()
     }
 }
 
-// Damages that make some items unreadable.
+// Damage that makes some items unreadable.
 void TestDbtoolIndex::ItemsThatCannotBeReadAreToldAndNothingIsMade_data()
 {
     QTest::addColumn<QString>("finding");

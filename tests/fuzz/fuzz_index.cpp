@@ -38,8 +38,8 @@ struct Options {
 
 using KeyBuffer = char[longestKey + 2];
 
-// A key of the maximum length that the index keeps at any position, with a prefix of
-// three letters.
+// A key that repeats three letters made from the number. It is not longer than what an
+// index keeps of a key at any position.
 void LongKey(unsigned number, int length, char* key)
 {
     const char letters[] = { char('A' + number / 26 % 26), char('A' + number % 26), 'x' };

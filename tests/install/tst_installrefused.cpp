@@ -15,8 +15,8 @@ class InstallRefusedTest : public QObject
 private:
     InstallScene m_scene;
 
-    // Makes and runs an install in a slot while the directory is being fetched, and
-    // another one afterwards. The server decides when that is.
+    // Makes and runs an install while the directory is being fetched, and another one
+    // afterwards. The server's delay is the time in between.
     void installMeanwhile(bool byName)
     {
         QStringList inner, calls;

@@ -811,7 +811,8 @@ void TestIndex::splitLeafThatLeftMemoryIsReadAgain()
     const Index index = Make();
     AddAll(index, 1, 75);
     {
-        // In memory as before the split: full, and without room for another leaf.
+        // The last leaf is in memory since it was split, and becomes full; there is no
+        // room for another leaf.
         FailingFiles files(Fault::Read, 0, false);
         const UsedStoreFiles used(&files);
         QCOMPARE(Add(index, 76), 0);
