@@ -16,7 +16,7 @@ install(FILES ${CMAKE_BINARY_DIR}/VantrelAgentConfig.cmake
         DESTINATION ${VANTREL_CMAKE_DIR})
 install(EXPORT VantrelAgentTargets NAMESPACE VantrelAgent:: DESTINATION ${VANTREL_CMAKE_DIR})
 
-# The prefix of the .pc file is where it stands, so that --prefix at install time counts, too.
+# The prefix in the .pc file is relative to its own place, so that --prefix at install time works.
 set(PC_DIR ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 file(RELATIVE_PATH PC_TO_PREFIX /${PC_DIR} /)
 configure_file(${CMAKE_CURRENT_LIST_DIR}/vantrelagent.pc.in ${CMAKE_BINARY_DIR}/vantrelagent.pc @ONLY)

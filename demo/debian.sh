@@ -1,12 +1,12 @@
 # SPDX-FileCopyrightText: 2026 The Pakmart developers
 # SPDX-License-Identifier: LGPL-2.1-or-later
 #
-# Read by run-demo: the life of a machine with a store made of the whole Debian
+# Sourced by run-demo: the life of a machine with a store made from the whole Debian
 # archive that this machine uses.
 
-# What is installed from the archive: the first of these that can be fetched. Each
-# needs a library that no base system has, and none has scripts that dpkg would
-# run: in a private root, they could only be run by root.
+# The package to install from the archive: the first of these that can be fetched. Each
+# needs a library that no base system has, and none has maintainer scripts, which only root
+# could run in a private root.
 candidates=(jq rhash lzop)
 
 try_jq() {
@@ -23,8 +23,8 @@ try_lzop() {
 
 # ---- the archive ----
 
-# The largest package index for which apt knows an address that a store can give
-# on: "FILE ADDRESS". The options are apt's.
+# The largest package index with an address that a store can pass on: "FILE ADDRESS". The
+# options are apt's.
 find_index() {
     apt-get indextargets "$@" --format '$(CREATED_BY) $(REPO_URI) $(FILENAME)' 2>/dev/null \
         | awk '$1 == "Packages" && $2 ~ "^https?://" { sub("/*$", "", $2); print $3, $2 }' \
@@ -33,7 +33,7 @@ find_index() {
         done | sort -n | tail -n 1 | cut -d ' ' -f 2-
 }
 
-# Sets $index and $archive: of the lists that apt keeps here, or of new ones.
+# Sets $index and $archive, from the lists that apt keeps here, or from new ones.
 choose_index() {
     local own=(-o "Dir::State::Lists=$demo/lists" -o "Dir::Cache=$demo/apt-cache"
                -o APT::Sandbox::User= -o Acquire::Retries=0 -o Acquire::http::Timeout=20)
@@ -48,8 +48,8 @@ choose_index() {
     echo "the index is $index"
 }
 
-# The private machine has the base system of this one, as far as dpkg is asked:
-# nothing in it is changed, so its files can stay where they are.
+# According to dpkg, the private machine has the base system of this one. Nothing in it is
+# changed, so its files need not be there.
 lend_base_system() {
     local dpkg=$PAKMART_SYSROOT/var/lib/dpkg package
     "$top/demo/base-system" > "$dpkg/status"
@@ -59,7 +59,7 @@ lend_base_system() {
     echo "the machine has a base system of $(grep -c '^Package:' "$dpkg/status") packages"
 }
 
-# The way to the archive is this machine's; the store is near.
+# The archive is reached as on this machine; the store is local.
 lend_proxy() {
     apt-config dump | grep -E '^Acquire::https?::Proxy' > "$PAKMART_SYSROOT/etc/apt/apt.conf.d/proxy" || return 0
     echo 'Acquire::http::Proxy::127.0.0.1 "DIRECT";' >> "$PAKMART_SYSROOT/etc/apt/apt.conf.d/proxy"
@@ -75,7 +75,7 @@ index_field() { # PACKAGE FIELD
         }' "$demo/store/pool/debian/Packages"
 }
 
-# Sets $chosen to the first candidate that the archive gives away; empty if none.
+# Sets $chosen to the first candidate that can be downloaded; empty if there is none.
 choose_package() {
     local name file
     chosen=''
@@ -96,8 +96,8 @@ serial_of() { # PACKAGE
         "$demo/store/products"
 }
 
-# The store's own shelves: a product of its own with its packages, the agent that
-# it keeps up to date, aisles, and what the account has taken.
+# The store's own content: a product with its packages, the agent that it keeps up to date,
+# aisles, and the account's applications.
 add_own_shelves() {
     "$top/demo/make-store" "$demo/own" > /dev/null
     mv "$demo/own/pool/main" "$demo/store/pool/main"

@@ -1,8 +1,8 @@
 # SPDX-FileCopyrightText: 2026 The Pakmart developers
 # SPDX-License-Identifier: LGPL-2.1-or-later
 #
-# Read by run-demo: the private machine that it works on, a server for the store
-# in $demo/store, and what its stories are told with.
+# Sourced by run-demo: the private machine that it works on, a server for the store in
+# $demo/store, and the functions of its steps.
 
 demo=$(mktemp -d "${TMPDIR:-/tmp}/pakmart-demo.XXXXXX")
 server='' bus='' url='' installed=0 failures=0
@@ -26,7 +26,7 @@ make_machine() {
     export no_proxy=127.0.0.1,localhost
     mkdir -p "$HOME" "$XDG_CONFIG_HOME" "$XDG_CACHE_HOME" "$XDG_DATA_HOME"
     mkdir -m 700 "$XDG_RUNTIME_DIR"
-    # A cookie jar and a web cache would start daemons that stay behind.
+    # A cookie jar and a web cache would start daemons that keep running.
     printf '[Cookie Policy]\nCookies=false\n' > "$XDG_CONFIG_HOME/kcookiejarrc"
     printf 'UseCache=false\n' > "$XDG_CONFIG_HOME/kio_httprc"
     dbus-daemon --session --nofork --address="unix:path=$XDG_RUNTIME_DIR/bus" 2> "$demo/bus.log" &
@@ -60,7 +60,7 @@ pakmart() {
     "$build/apps/pakmart/pakmart" ${pictures:+--pictures "$pictures"} "$@"
 }
 
-# The beginning of what a command has told.
+# Shows the beginning of a command's output.
 show_told() {
     local lines most=16
     lines=$(wc -l < "$demo/told")
@@ -68,7 +68,7 @@ show_told() {
     (( lines <= most )) || echo "  ... and $((lines - most)) lines more"
 }
 
-# The lines that a command tells must have these in them.
+# The output of the command must contain these texts.
 tells() { # TEXT... -- COMMAND...
     local texts=()
     while [[ $1 != -- ]]; do texts+=("$1"); shift; done
@@ -108,14 +108,14 @@ remove_package() { # PACKAGE FILE
     [[ ! -e $PAKMART_SYSROOT$2 ]] || fail "the program is still there"
 }
 
-# Runs something and says how long it took.
+# Runs a command and prints how long it took.
 taking() { # COMMAND...
     local begun=$SECONDS
     "$@" || return
     echo "(it took $((SECONDS - begun)) s)"
 }
 
-# The machine tells who built it, and sees that the store is there.
+# The machine registers its system builder, and checks that the store can be reached.
 register() {
     mkdir -p "$PAKMART_SYSROOT/etc/vantrel-welcome"
     echo "id=0000000042" > "$PAKMART_SYSROOT/etc/vantrel-welcome/builder.txt"
@@ -125,7 +125,7 @@ register() {
     tells "can be reached: $url" "System builder: 0000000042" -- status
 }
 
-# The machine came with an old agent, which updates itself.
+# The machine starts with an old agent, which updates itself.
 update_agent() {
     "$PAKMART_SYSROOT/usr/bin/dpkg" --install "$demo/store/pool/main/vantrelagent_1.0-1_all.deb" > "$demo/dpkg.log" 2>&1 \
         || { cat "$demo/dpkg.log" >&2; fail "the old agent was not installed"; }
@@ -133,7 +133,7 @@ update_agent() {
     tells "The system is up to date." -- os-update --yes
 }
 
-# The list of the applications used last has so many lines, this one among them.
+# The list of recently used applications must have LINES lines, including this one.
 recall() { # NAME SERIAL LINES
     pakmart recent | tee "$demo/recent"
     grep -q "$1 ($2)\$" "$demo/recent" || fail "$1 is not in the list"

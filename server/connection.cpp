@@ -20,7 +20,7 @@ const std::chrono::seconds kFarewell(1); // for the client to close its side
 
 using Clock = std::chrono::steady_clock;
 
-// Milliseconds, for poll.
+// The remaining milliseconds, for poll.
 int TimeUntil(Clock::time_point deadline)
 {
     using namespace std::chrono;
@@ -72,6 +72,7 @@ Connection::~Connection()
     close(m_socket);
 }
 
+// The deadline is that of the whole request, so a client cannot extend it by sending slowly.
 std::size_t Connection::read(char* data, std::size_t size)
 {
     const std::size_t room = std::min(size, largestRequest - m_received);

@@ -308,6 +308,8 @@ DebianIndex ReadDebianIndex(const std::string& file)
     return index;
 }
 
+// A stanza of a translation file belongs to the packages with the MD5 sum of its
+// description; several packages may share one.
 std::size_t AddLongDescriptions(DebianIndex& index, const std::string& file)
 {
     std::unordered_multimap<std::string, ArchivePackage*> wanted;

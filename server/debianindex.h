@@ -41,5 +41,5 @@ DebianIndex ReadDebianIndex(const std::string& file);
 std::size_t AddLongDescriptions(DebianIndex& index, const std::string& file);
 
 // The address of the archive that apt has fetched this file from, out of its
-// name; empty for a name that is none of apt's.
+// name; empty if the name is not one of apt's.
 std::string ArchiveOf(const std::string& file);

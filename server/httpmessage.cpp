@@ -171,6 +171,9 @@ void HttpReply::setBody(std::string text, const char* type)
     add("Content-Type", type);
 }
 
+// Reads until the end of the headers; a body is not read, since no function takes one. The
+// parser consumes complete lines only, so the rest is kept and passed again with the next
+// bytes. 0 if the client closes without having sent anything.
 int ReadRequest(Connection& connection, HttpRequest& request)
 {
     http::request_parser<http::empty_body> parser;
@@ -195,6 +198,7 @@ int ReadRequest(Connection& connection, HttpRequest& request)
     return request.target.size() > kLongestTarget ? 414 : StatusOf(error);
 }
 
+// The head is held back until the content follows, so that a small reply is one packet.
 bool WriteReply(Connection& connection, const HttpRequest& request, HttpReply& reply)
 {
     if (!reply.file)

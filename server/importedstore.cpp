@@ -22,7 +22,7 @@ namespace
 
 const char markFile[] = "imported";
 
-// Whether a folder is empty, or contains only the beginning of an import that was killed.
+// Whether a folder is empty, or contains only the beginning of a killed import.
 bool IsUnused(const std::string& path)
 {
     const std::set<std::string> nothing{ ".", "..", std::string(markFile) + ".new" };
@@ -139,6 +139,9 @@ std::map<std::string, std::string> ImportedStore::oldVersions() const
     return versions;
 }
 
+// Known packages keep their serial numbers and new ones get the next, since hosts identify
+// products by them. Numbers of packages that are gone are not used again: the next number is
+// stored in the mark, and only grows.
 ImportResult ImportedStore::replace(const DebianIndex& index, const std::string& archives)
 {
     ImportResult result;
@@ -169,6 +172,8 @@ ImportResult ImportedStore::replace(const DebianIndex& index, const std::string&
     return result;
 }
 
+// All files are written under temporary names before the first is renamed, so a full disk or
+// a fault in the index leaves the old store unchanged. The renames follow each other quickly.
 void ImportedStore::write(const DebianIndex& index,
                           const std::map<long, const ArchivePackage*>& numbered,
                           const std::string& archives)

@@ -164,6 +164,8 @@ Categories ParseCategories(const std::string& text, const std::string& path)
     return categories;
 }
 
+// Categories without a number get the smallest unused ones in the order of their names, so
+// that the same store always has the same numbers.
 Categories CategoriesOf(const Products& products, const Categories& listed)
 {
     std::set<long> taken;

@@ -132,6 +132,8 @@ void StanzaReader::addLine(Stanza& stanza, std::string_view line) const
     stanza.text += '\n';
 }
 
+// After a malformed line the rest of its stanza is skipped, so that the caller can continue
+// with the next stanza.
 bool StanzaReader::next(Stanza& stanza)
 {
     stanza = Stanza();

@@ -22,6 +22,9 @@ std::string WhyNotOpened(int error)
 
 } // namespace
 
+// Opens the path one component at a time, each relative to the folder before it and without
+// following links, so that no path and no link can lead out of the root, even if folders are
+// exchanged at the same time.
 Descriptor OpenBelow(const std::string& root, const std::string& path, struct stat& info)
 {
     Descriptor at(open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));

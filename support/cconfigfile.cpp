@@ -70,7 +70,7 @@ bool IsComment(const std::string& line)
     return first != std::string::npos && line[first] == '#';
 }
 
-// The key and the value of a line; nothing for a comment or any other line.
+// The key and the value of a line; nothing for a comment or a line without '='.
 std::optional<std::pair<std::string, std::string>> Setting(const std::string& line)
 {
     const auto equals = line.find('=');

@@ -31,6 +31,8 @@ bool BoxWatcher::eventFilter(QObject* watched, QEvent* event)
     return false;
 }
 
+// The library has three kinds of boxes: the one after an install, modal messages, which are
+// errors, and the box during a refresh, which closes by itself.
 void BoxWatcher::look(QDialog* box)
 {
     const QPointer<QDialog> alive(box);

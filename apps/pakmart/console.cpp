@@ -65,6 +65,8 @@ QString Printable(QString text)
 
 } // namespace
 
+// Keeps a copy of standard output, and redirects the original to the log: child processes and
+// the library write there without knowing of it.
 Console::Console(bool verbose) : m_out(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3))
 {
     m_terminal = isatty(m_out) != 0;

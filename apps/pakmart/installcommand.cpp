@@ -101,6 +101,8 @@ public:
         m_infoFile = file.fileName();
         CAPIInstallPackages::onAppInfoDestinationFile(file);
     }
+    // The application information has arrived: notes the packages of the products, to check
+    // them in dpkg's status at the end.
     bool CalculateDependencies() override
     {
         std::vector<CAppInfo> infos;

@@ -97,6 +97,7 @@ public:
     {
         m_time.start();
     }
+    // The overall progress is half for the transfer and half for filling the database.
     // `half`: 0 while the catalog arrives, 1 while the database is filled.
     void tell(int half, double share)
     {

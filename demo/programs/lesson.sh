@@ -1,7 +1,7 @@
 # SPDX-FileCopyrightText: 2026 The Pakmart developers
 # SPDX-License-Identifier: LGPL-2.1-or-later
 #
-# Lessons. It stands beside the pixel library.
+# Lessons. Needs the pixel library next to it.
 
 # shellcheck disable=SC2154
 . "$share/pixel/pixel.sh"

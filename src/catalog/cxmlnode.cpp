@@ -50,6 +50,8 @@ CXMLNode::CXMLNode(CXMLNode& other)
     *this = other;
 }
 
+// A shallow copy: both nodes then refer to the same children. ShareNothing gives them up, so
+// that they are not deleted twice.
 CXMLNode& CXMLNode::operator=(CXMLNode& other)
 {
     if (&other == this)
@@ -86,6 +88,8 @@ void CXMLNode::ShareNothing()
     m_children.clear();
 }
 
+// The children are stored by name, so they are written in the order of their names, and those
+// with equal names in the order of the document.
 void CXMLNode::SaveNode(std::ostream& out, int level)
 {
     SaveStart(out, level);
@@ -118,6 +122,8 @@ void CXMLNode::SaveEnd(std::ostream& out, int level) const
     out.flush();
 }
 
+// Recursive: the gate limits the depth of a document before it gets here. Of several texts in
+// an element only the last one stays.
 bool CXMLNode::ReadNode(QDomNode& node)
 {
     Name(url_decode_utf8(node.nodeName()));

@@ -18,9 +18,9 @@ using namespace Agent;
 namespace
 {
 
-const std::size_t kPrefix = 7; // what a field is known by
+const std::size_t kPrefix = 7; // a field is recognised by this many characters
 
-// The next line, or the next 2,047 bytes of it, up to a zero byte.
+// Reads the next line, or the next 2,047 bytes of it, up to a zero byte.
 bool ReadLine(std::FILE* file, std::string& line)
 {
     char buffer[2048];
@@ -70,6 +70,8 @@ void CDpkgInfo::clear()
     *this = CDpkgInfo();
 }
 
+// Reads one stanza, up to an empty line. A line that begins with a blank continues the
+// description once there was one, and before that the list of configuration files.
 bool CDpkgInfo::LoadPackageFromFile(std::FILE* file)
 {
     Seen seen;

@@ -190,6 +190,8 @@ bool CRUFile::IsStillThere()
     return true;
 }
 
+// Replaces the keys that have changed. The old key is deleted before the new one is added; a
+// process that dies in between leaves an item without a key, which Repair adds again.
 bool CRUFile::Rewrite()
 {
     // A removed item's bytes belong to the chain of free records.
@@ -305,6 +307,8 @@ bool CRUFile::FindFirstByDescription()
     return FindNextByDescription();
 }
 
+// The walk remembers the key and not a position in the index, since the index may change
+// between two steps.
 bool CRUFile::FindNextByDescription()
 try {
     char found[keyRoom] = {};

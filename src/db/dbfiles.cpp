@@ -88,6 +88,8 @@ bool DbFiles::Close()
     return closed;
 }
 
+// With flushing each change re-reads the headers first and is written at once, so that
+// several processes can take turns.
 bool DbFiles::BeginFlushing()
 {
     bool done = m_data != nullptr;

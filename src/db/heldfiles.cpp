@@ -53,8 +53,9 @@ bool HeldFiles::LeadsTo(const std::string& path, const std::string& opened) cons
 
 // ---- opening and closing ----
 
-// A file that is opened while it is in use has two users, each with a position of its own,
-// that must see each other's writes: from then on this is left to the system.
+// Returns the kept descriptor of the file. A file that is opened while it is in use has two
+// users with a position each, who must see each other's writes: from then on it is opened
+// for each of them, and the system takes care of that.
 int HeldFiles::Open(const char* path, int flags, mode_t mode)
 {
     const std::string_view name(path);
@@ -131,7 +132,7 @@ int HeldFiles::Close(int descriptor)
     return 0;
 }
 
-// The descriptor then belongs to its user only, or is closed if it has no user.
+// Stops keeping the descriptor: it then belongs to its current user, or is closed.
 void HeldFiles::Release(File& file)
 {
     if (file.descriptor < 0)
@@ -165,7 +166,8 @@ off_t HeldFiles::Seek(int descriptor, off_t position)
     return reached;
 }
 
-// Moves the descriptor to the store's position.
+// Moves the descriptor to the store's position. Seeking is delayed until a transfer needs it,
+// which saves the call if the position is right already.
 bool HeldFiles::Reach(File& file)
 {
     if (file.reached != file.position)
@@ -200,6 +202,8 @@ ssize_t HeldFiles::Read(int descriptor, void* bytes, size_t size)
                         : -1;
 }
 
+// The header at the beginning of a new file is rewritten after nearly every record, so for
+// files that nobody else can see it is kept in memory, and written on closing.
 ssize_t HeldFiles::Write(int descriptor, const void* bytes, size_t size)
 {
     File* const file = Find(descriptor);

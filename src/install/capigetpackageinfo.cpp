@@ -89,6 +89,9 @@ QString CAPIGetPackageInfo::DecorateURI()
     return m_query;
 }
 
+// Has the front end list the package files that an install would need, and returns the query
+// for them. This runs in the private tree for dependencies; the server then sends the indexes
+// for the tree from which packages are installed.
 QString CAPIGetPackageInfo::GetPackageFiles()
 {
     CTracer tracer("CAPIGetPackageInfo::GetPackageFiles");
@@ -194,6 +197,8 @@ bool CAPIGetPackageInfo::SavePackage(const std::string& url, const std::string& 
     return false;
 }
 
+// Adds a flat repository to the sources. The address becomes part of a line that the package
+// tools trust, so anything that could be more than an address is refused.
 bool CAPIGetPackageInfo::SaveURL(const std::string& url)
 {
     CTracer tracer("CAPIGetPackageInfo::SaveURL");
@@ -210,6 +215,8 @@ bool CAPIGetPackageInfo::SaveURL(const std::string& url)
     return bool(sources);
 }
 
+// The name under which apt-get looks for the index of this address: placed there by hand, the
+// index is used without being fetched.
 std::string CAPIGetPackageInfo::GetFilenameFromURL(const std::string& url)
 {
     CTracer tracer("CAPIGetPackageInfo::GetFilenameFromURL");

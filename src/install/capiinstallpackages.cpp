@@ -79,7 +79,7 @@ CAPIInstallPackages::~CAPIInstallPackages()
     WriteLine(QStringLiteral("returning from ~CAPIInstallPackages"));
 }
 
-// Not while another install works on the tree.
+// Removes the lists of an install from the private tree, unless another install uses it.
 void CAPIInstallPackages::EmptyTree()
 {
     const bool ours = m_tree->IsTaken();
@@ -132,6 +132,11 @@ void CAPIInstallPackages::TellPreparing()
     emit signalPreInstallInformation("Preparing to download product...");
 }
 
+// The steps: take the private tree, request the application information of the products
+// (skipped if the packages are given by name), list the files that the packages need and ask
+// the host whether to continue, fetch the indexes of these files, and run the front end. Each
+// step starts the next from the slot of its end. Every callback and wait may destroy this
+// object, hence the guards.
 bool CAPIInstallPackages::Execute()
 {
     CTracer tracer("CAPIInstallPackages::Execute");
@@ -218,7 +223,7 @@ bool CAPIInstallPackages::CanCancel() const
     return m_bUnderWay && (!m_bRunning || m_runner.CanCancel());
 }
 
-// A cancelled step ends in its usual way, and the install ends with it.
+// Ends the current step. Its end arrives in the usual slot, which then ends the install.
 bool CAPIInstallPackages::Cancel()
 {
     CTracer tracer("CAPIInstallPackages::Cancel");

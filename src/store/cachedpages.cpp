@@ -15,7 +15,7 @@ namespace
 
 std::size_t RoomFor(const CompactPage& compact)
 {
-    return compact ? compact.size() + 16 : 0; // with what the allocator adds
+    return compact ? compact.size() + 16 : 0; // including the allocator's overhead
 }
 
 } // namespace

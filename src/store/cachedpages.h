@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The pages in memory: which there are, in which form each of them stands, and in
-// which order they were used last.
+// The pages in memory: which pages there are, the form of each, and the order of their
+// last use.
 
 #pragma once
 
@@ -18,13 +18,13 @@
 namespace Agent
 {
 
-// What is known of a page in memory. It has a buffer, or a compact form, or,
-// if it was not changed since it got its buffer, both.
+// A page in memory. It has a buffer, or a compact form, or both if it was not changed
+// since it got its buffer.
 struct CachedPage {
     IndexFile* owner;
     std::uint32_t number;
-    bool dirty; // not in the file as it is here
-    bool ahead; // read with another one, and not asked for yet
+    bool dirty; // differs from the page in the file
+    bool ahead; // read together with another one, and not asked for yet
     CachedPage* nextInBucket;
     IndexPage* buffer;
     CompactPage compact;
@@ -69,10 +69,10 @@ struct UseOrder {
 class CachedPages
 {
 public:
-    // With so many buffers. False if there is no memory.
+    // Allocates this number of buffers. False if there is no memory.
     bool Allocate(std::size_t buffers);
     bool isAllocated() const { return m_buffers != nullptr; }
-    // Forgets all pages and gives the memory back.
+    // Forgets all pages and frees the memory.
     void Clear();
 
     CachedPage* Find(const IndexFile* owner, std::uint32_t number) const
@@ -82,8 +82,7 @@ public:
             page = page->nextInBucket;
         return page;
     }
-    // The page, if it is the one used last of those in buffers, or of those in either
-    // form.
+    // The page, if it is the most recently used one of those in buffers, or of all.
     CachedPage* FindNewestInBuffer(const IndexFile* owner, std::uint32_t number) const
     {
         return IfIs(buffered.newest, owner, number);
@@ -94,15 +93,15 @@ public:
         return page ? page : IfIs(compacted.newest, owner, number);
     }
 
-    // Adds a page, which is still to get a form and a place in its order. Null if
-    // there is no memory.
+    // Adds a page, still without a form and a place in an order. Null if there is no
+    // memory.
     CachedPage* Add(IndexFile* owner, std::uint32_t number);
-    // Forgets a page, whatever became of it. Its buffer is free then.
+    // Forgets a page, in whatever state it is. This frees its buffer.
     void Remove(CachedPage* page);
 
-    // Gives the page a compact form, or none.
+    // Sets the page's compact form, or removes it.
     void SetCompact(CachedPage* page, CompactPage compact);
-    // To be called when a page's compact form, of that size before, has changed.
+    // Call it when a page's compact form has changed; `before` is its previous size.
     void CompactHasChanged(const CachedPage* page, std::size_t before)
     {
         m_room += page->compact.size() - before;
@@ -113,7 +112,7 @@ public:
     // Null if none is free.
     IndexPage* TakeFreeBuffer();
     void FreeBuffer(IndexPage* buffer) { m_freeBuffers.push_back(buffer); }
-    // The page stands in the buffer then, as the one used last.
+    // Puts the page into the buffer, as the most recently used one.
     void SetBuffer(CachedPage* page, IndexPage* buffer);
     CachedPage& PageOf(const IndexPage* buffer) const { return *m_holders[NumberOf(buffer)]; }
     PageHeads& HeadsOf(const IndexPage* buffer) const { return m_heads[NumberOf(buffer)]; }
@@ -121,7 +120,7 @@ public:
     UseOrder& OrderOf(const CachedPage* page) { return page->buffer ? buffered : compacted; }
 
     UseOrder buffered;
-    UseOrder compacted; // those that have no buffer
+    UseOrder compacted; // pages without a buffer
 
 private:
     static constexpr int bucketBits = 14;
@@ -149,9 +148,9 @@ private:
         void operator()(void* memory) const { std::free(memory); }
     };
 
-    // From calloc: buffers that were never used take no memory.
+    // From calloc, so that unused buffers take no memory.
     std::unique_ptr<IndexPage[], Free> m_buffers;
-    std::unique_ptr<CachedPage*[]> m_holders; // of the buffers, by number
+    std::unique_ptr<CachedPage*[]> m_holders; // the page in each buffer, by number
     std::unique_ptr<PageHeads[]> m_heads; // of inner pages, by buffer
     std::vector<IndexPage*> m_freeBuffers;
     std::unique_ptr<CachedPage*[]> m_buckets;

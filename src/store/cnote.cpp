@@ -22,7 +22,7 @@ namespace
 
 constexpr std::int32_t pieceLength = 32000;
 
-// The descriptor of a transfer, shown while it lasts.
+// Shows the descriptor of a transfer during it.
 class Transfer
 {
 public:
@@ -54,12 +54,12 @@ bool FormatPath(char (&path)[PATH_MAX], const char* format, const char* name)
     const int length = name ? std::snprintf(path, sizeof path, format, name) : -1;
     if (length >= 0 && std::size_t(length) < sizeof path)
         return true;
-    path[0] = 0; // of a part of a name there may be a file
+    path[0] = 0; // a part of the name might name another file
     return false;
 }
 
-// Whether an index has no whole header: the process that made it, for the first
-// time or anew, did not come to write it.
+// Whether an index has no complete header: the process that was making or rebuilding it
+// died before it could write one.
 bool IsHalfMade(StoreFiles* files, const char* indexPath)
 {
     const OpenStoreFile index(indexPath, files);
@@ -67,8 +67,8 @@ bool IsHalfMade(StoreFiles* files, const char* indexPath)
     return size >= 0 && size < PackedLength(freeKeyLength);
 }
 
-// Writes a note's block but for its slack: the header and as much of the text
-// as fits in one piece, then piece by piece.
+// Writes a note's block except its slack: the header with the beginning of the text in
+// one piece, then the rest piece by piece.
 bool WriteNote(OpenStoreFile& heap, std::int64_t offset, const BlockHeader& header,
                const char* text, std::int32_t length)
 {
@@ -187,12 +187,13 @@ int CNote::ListFree(std::int32_t length, std::int64_t offset)
     return AddKey(m_freeSpace, &record, key.text);
 }
 
-// The smallest block that holds a text, as SearchKey finds it.
+// Finds the smallest free block that holds a text: the first key that is not below its
+// length.
 int CNote::FindFree(std::int32_t length, std::uint32_t* offset)
 {
     FreeKey key(length);
     int found = SearchKey(m_freeSpace, offset, key.text);
-    // The capacity of a block of 7 bytes, -1, stands between 9 and 10.
+    // The capacity of a block of 7 bytes, -1, sorts between 9 and 10.
     if (found == 0 && key.Capacity() < length) {
         key = FreeKey(10);
         found = SearchKey(m_freeSpace, offset, key.text);
@@ -219,8 +220,8 @@ std::int32_t CNote::SaveNote(const char* text, std::int32_t length)
     return Reuse(heap, text, length, offset);
 }
 
-// The block leaves the list first and its remainder comes into it last, so that
-// what is listed is always free.
+// The block is removed from the list first and its remainder added last, so that every
+// listed block is free at any moment.
 std::int32_t CNote::Reuse(OpenStoreFile& heap, const char* text, std::int32_t length,
                           std::int64_t offset)
 {
@@ -249,14 +250,15 @@ std::int32_t CNote::Reuse(OpenStoreFile& heap, const char* text, std::int32_t le
     return std::int32_t(offset);
 }
 
-// What fails half-way is cut off again.
+// An append that fails halfway is truncated again.
 std::int32_t CNote::Append(OpenStoreFile& heap, const char* text, std::int32_t length)
 {
     const std::int32_t blockLength = length + blockHeaderLength;
     const std::int64_t offset = heap.Size();
     if (offset < 0 || offset + blockLength > INT32_MAX)
         return -1;
-    // A text of several pieces has its room before its header promises it.
+    // For a text of several pieces the file is extended before the header with its length
+    // is written.
     const bool hasRoom = blockLength <= pieceLength || heap.Resize(offset + blockLength) == 0;
     if (!hasRoom || !WriteNote(heap, offset, { blockInUse, 0, 0, blockLength }, text, length)) {
         heap.Resize(offset);
@@ -294,13 +296,13 @@ std::int32_t CNote::NoteLength(std::int32_t offset)
     BlockHeader header;
     if (offset < 0 || !heap || !ReadBlockHeader(heap, offset, &header))
         return 0;
-    // Free blocks may have grown together to any length.
+    // Free blocks may have been joined to any length.
     const bool mayBe = header.status == blockFree || header.length <= longestNoteBlock;
     const bool sound = mayBe && EndOf(offset, header) <= heap.Size();
     return sound ? std::int32_t(std::max(TextLength(header), std::int64_t(0))) : 0;
 }
 
-// Adds the block behind to this one if it is free.
+// Joins this block with the next one if that is free.
 int CNote::MergeNext(OpenStoreFile& heap, std::int64_t fileSize, std::int64_t offset,
                      BlockHeader* header)
 {
@@ -385,7 +387,7 @@ bool CNote::Reindex()
         SetError(taNoMemory);
         return false;
     }
-    // The length of the last block before a break may be what is wrong.
+    // The length of the last block before a break may be wrong.
     if (!chain.whole && !chain.blocks.empty())
         chain.blocks.pop_back();
     for (const Block& block : chain.blocks)

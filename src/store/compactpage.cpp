@@ -15,23 +15,23 @@ namespace Agent
 namespace
 {
 
-// Bytes are read and copied eight at a time, up to eight more than asked for.
+// Bytes are read and copied eight at a time, up to eight more than needed.
 constexpr std::size_t step = wordSize;
-// Up to here that stays within the key of an item.
+// Up to this length, that stays within the key of an item.
 constexpr std::size_t steppedLength = sizeof IndexItem::key - step;
 
-// Before the first one.
+// The key before the first one.
 constexpr IndexItem noKey{};
 
-// What a leaf that grows gets for the items to come.
+// Extra space for later items when a leaf grows.
 constexpr std::size_t slack = 64;
 
 constexpr std::size_t cacheLine = 64;
-// In heads: a KiB.
+// In heads; this is one KiB.
 constexpr int usualLength = 128;
 
-// Copies a part of a key that has that length. Mostly it is no more than two steps,
-// which need no call.
+// Copies a part of a key of length `keyLength`. Usually it takes at most two steps, which
+// need no call of memcpy.
 void CopyKeyBytes(void* to, const void* from, std::size_t count, std::size_t keyLength)
 {
     if (keyLength > steppedLength || count > 2 * step) {
@@ -45,8 +45,8 @@ void CopyKeyBytes(void* to, const void* from, std::size_t count, std::size_t key
         std::memcpy(target + step, source + step, step);
 }
 
-// Makes a key of that of the item before it, in whole words: the processor waits for
-// words that it has just written in parts.
+// Makes a key from the one before it, in whole words, since the processor stalls when it
+// reads a word that was just written in parts.
 void MakeKey(const char* before, int shared, const std::uint8_t* rest, int length, char* key)
 {
     const int first = shared / int(step);
@@ -63,8 +63,8 @@ void MakeKey(const char* before, int shared, const std::uint8_t* rest, int lengt
     PutWord(key + last * int(step), FirstBytes(bytes, unsigned(shared + length) % step));
 }
 
-// What a head begins with: the lower, the more is shared, and then as the first byte
-// of the rest is.
+// The sort key at the beginning of a head: a longer shared prefix sorts first, then the
+// first byte of the rest decides.
 std::uint16_t MakeOrder(int shared, int first)
 {
     return std::uint16_t((UINT8_MAX - shared) << 8 | first);
@@ -77,7 +77,7 @@ std::uint16_t MakeOrder(int shared, const std::uint8_t* rest, int length)
 
 } // namespace
 
-// To where the rests up to each are so many bytes more.
+// Copies heads to `to` and adds `more` bytes to the length of the rests up to each.
 void CompactPage::MoveHeads(const Head* first, const Head* end, Head* to, int more)
 {
     std::memmove(to, first, std::size_t(end - first) * sizeof(Head));
@@ -100,19 +100,19 @@ std::uint8_t* CompactPage::Rest(int item) const
     return RestsEnd() - m_heads[item].end;
 }
 
-// Behind it is a step that is read with the last bytes.
+// After it there is one step of padding, which is read together with the last bytes.
 std::uint8_t* CompactPage::RestsEnd() const
 {
     return reinterpret_cast<std::uint8_t*>(m_heads.get() + m_length) - step;
 }
 
-// Behind the heads of an inner page.
+// In an inner page the children follow the heads.
 std::uint8_t* CompactPage::Children() const
 {
     return reinterpret_cast<std::uint8_t*>(m_heads.get() + m_count + 1);
 }
 
-// Right of a position.
+// The child to the right of a position.
 std::uint32_t CompactPage::Child(int position) const
 {
     std::uint32_t child = 0;
@@ -121,8 +121,8 @@ std::uint32_t CompactPage::Child(int position) const
     return child;
 }
 
-// Makes the block, for as many items and so many bytes beside their heads. False if
-// there is no memory.
+// Allocates the block for `count` items and `bytes` bytes in addition to their heads.
+// False if there is no memory.
 bool CompactPage::Allocate(int count, std::size_t bytes)
 {
     const std::size_t length = std::size_t(count) + 1 + (bytes + step - 1) / sizeof(Head) + 1;
@@ -154,7 +154,8 @@ CompactPage::CompactPage(const IndexPage& page) : m_count(page.count), m_inner(p
     if (!Allocate(m_count, children + heads[m_count].end))
         return;
     std::copy(heads + 1, heads + m_count + 1, &m_heads[1]);
-    // From the lowest rest on, as each is copied over the beginning of the next.
+    // From the lowest rest on, since copying each also overwrites the beginning of the
+    // next.
     for (int i = m_count; i > 0; --i) {
         const auto shared = std::size_t(Shared(i));
         const auto rest = std::size_t(RestLength(i));
@@ -188,16 +189,16 @@ PagePosition CompactPage::Search(const SoughtItem& wanted, int allowDuplicates) 
 {
     const Head* const heads = m_heads.get();
     const int count = m_count;
-    // Mostly it is in none of the processor's nearer caches: all of it is asked for at
-    // once, if it is of usual size, also for the change that may follow.
+    // The block is usually in none of the nearer processor caches. So all of it, if it
+    // has the usual size, is prefetched at once, also for the change that may follow.
     for (int i = 0; i < std::min<int>(m_length, usualLength); i += int(cacheLine / sizeof(Head)))
         __builtin_prefetch(&heads[i]);
-    SharedKeys below{ 0, 0 }; // with the item before
+    SharedKeys below{ 0, 0 }; // shared with the item before
     int sharedAbove = 0;
     int item = 1;
     for (;; ++item) {
-        // What has more in common with the item before, or as much and a lower byte
-        // behind that, is below like that one.
+        // An item that shares more with the item before, or as much and then has a lower
+        // byte, is below the wanted one, like that item.
         const int order = MakeOrder(below.folded, wanted.ByteAt(below.folded));
         while (item <= count && heads[item].order < order)
             ++item;
@@ -221,7 +222,7 @@ PagePosition CompactPage::Search(const SoughtItem& wanted, int allowDuplicates) 
     return at;
 }
 
-// Makes so many bytes free in a leaf, between the heads and the rests.
+// Ensures that a leaf has this many free bytes between the heads and the rests.
 bool CompactPage::MakeRoom(int bytes)
 {
     const std::size_t rests = m_heads[m_count].end;
@@ -238,8 +239,8 @@ bool CompactPage::MakeRoom(int bytes)
     return true;
 }
 
-// Makes a gap for an item with a rest of that length behind the one at `position`.
-// The next item shares `taken` bytes more with it than with that one.
+// Makes a gap for a new item after the one at `position`; `rest` is the length of its
+// rest. The next item shares `taken` more bytes with the new item than with that one.
 void CompactPage::MoveBehind(int position, int rest, int taken)
 {
     const int next = position + 1;
@@ -258,9 +259,9 @@ void CompactPage::MoveBehind(int position, int rest, int taken)
 bool CompactPage::InsertInLeaf(const PagePosition& at, const SoughtItem& item)
 {
     const bool isLast = at.position == m_count;
-    const int shared = isLast ? 0 : Shared(at.position + 1); // by the two keys around it
-    // Keys in order have no less in common with those between them, but for the
-    // case of their letters.
+    const int shared = isLast ? 0 : Shared(at.position + 1); // by the two keys on both sides
+    // A key between two others shares at least as much with each of them as they share
+    // with each other, except for the case of letters.
     if (!isLast && std::min(at.sharedBelow, at.sharedAbove) < shared)
         return Rebuild(at.position, item);
     const int below = at.sharedBelow;
@@ -294,7 +295,7 @@ bool CompactPage::Rebuild(int position, const SoughtItem& item)
 void CompactPage::RemoveFromLeaf(int position)
 {
     if (position < m_count) {
-        // The next key had a part of its beginning from this one.
+        // The next key took a part of its prefix from this one.
         const int next = position + 1;
         const int restOfNext = RestLength(next);
         const int kept = std::max(Shared(next) - Shared(position), 0);
@@ -316,7 +317,7 @@ void CompactPage::RemoveFromLeaf(int position)
 IndexItem CompactPage::ItemOfLeaf(int position) const
 {
     IndexItem item{ m_heads[position].record, 0, {} };
-    int missing = Shared(position) + RestLength(position); // of the key, from its beginning
+    int missing = Shared(position) + RestLength(position); // bytes of the key still missing
     for (int i = position; missing > 0; --i) {
         const int shared = Shared(i);
         if (shared < missing)
@@ -326,7 +327,7 @@ IndexItem CompactPage::ItemOfLeaf(int position) const
     return item;
 }
 
-// With slack, since the halves of a split leaf grow. Null if there is no memory.
+// With extra space, since the halves of a split leaf grow. Null if there is no memory.
 CompactPage CompactPage::PartOfLeaf(int first, int last) const
 {
     const IndexItem firstItem = ItemOfLeaf(first);

@@ -1,19 +1,19 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// A page in few bytes, for the part of the page cache that was not used lately:
-// each key without the beginning it shares with the one before it. Made for
-// speed, and never written to a file.
+// A page in few bytes, for the part of the page cache that was not used recently: each
+// key is stored without the prefix that it shares with the key before it. This form is
+// made for speed, and never written to a file.
 //
-// It is one block of memory: in front a head for each item (and, of an inner page,
-// the children), from the end backwards the rests, that is the bytes of each key after
-// that beginning, and free bytes in between.
+// It is one block of memory: at the front a head for each item (and, in an inner page,
+// the children); from the end backwards the rests, that is the bytes of each key after
+// the shared prefix; and free bytes in between.
 //
-// A search runs through the heads from the first one on and knows how many bytes the key
-// before has in common with the wanted one. An item that shares more with the key before
-// than that is below, like that key; one that shares less is above. Only an item that
-// shares exactly as much needs a look at its rest. Both decisions are one comparison of
-// 16-bit numbers, so that a search touches few rests.
+// A search goes through the heads from the first one on, and knows how many bytes the
+// previous key has in common with the wanted one. An item that shares more with the
+// previous key than that sorts below the wanted one, like that key; one that shares less
+// sorts above. Only for an item that shares exactly as much its rest has to be compared.
+// Both decisions are one comparison of 16-bit numbers, so a search touches few rests.
 
 #pragma once
 
@@ -32,7 +32,7 @@ public:
     explicit CompactPage(const IndexPage& page);
 
     explicit operator bool() const { return m_heads != nullptr; }
-    // Bytes of memory.
+    // The size in memory, in bytes.
     std::size_t size() const { return m_length * sizeof(Head); }
 
     void Expand(IndexPage* page) const;
@@ -41,22 +41,22 @@ public:
 
     int count() const { return m_count; }
     bool IsLeaf() const { return !m_inner; }
-    // Puts an item into a leaf that is not full, where a search for it came to.
-    // False, with nothing changed, if there is no memory.
+    // Inserts an item into a leaf that is not full, at the position found by a search for
+    // it. False, with nothing changed, if there is no memory.
     bool InsertInLeaf(const PagePosition& at, const SoughtItem& item);
     void RemoveFromLeaf(int position);
-    // Makes two halves of a full leaf, as if the item stood behind the one at
-    // `position`, and tells the item between them. False if there is no memory.
+    // Splits a full leaf into two halves, as if the item were after the one at
+    // `position`, and returns the item between them. False if there is no memory.
     bool SplitLeaf(int position, const SoughtItem& item, int allowDuplicates, CompactPage* lower,
                    CompactPage* upper, IndexItem* middle) const;
 
 private:
-    // Of an item; the one of item 0 is empty.
+    // The head of an item; that of item 0 is empty.
     struct Head {
-        // 255 less the number of bytes shared with the key before, and below that the
-        // first byte of the rest, its letter folded.
+        // High byte: 255 minus the number of bytes shared with the key before. Low byte:
+        // the first byte of the rest, with its case folded.
         std::uint16_t order;
-        std::uint16_t end; // bytes of the rests up to here
+        std::uint16_t end; // bytes of the rests up to and including this one
         std::uint32_t record;
     };
 

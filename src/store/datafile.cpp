@@ -31,7 +31,7 @@ off_t Position(const DataFile* file, std::uint32_t number)
     return off_t(number) * file->recordLength;
 }
 
-// Goes to a record of a file just opened.
+// Seeks to a record of a file that was just opened.
 int Reach(DataFile* file, const OpenStoreFile& open, std::uint32_t number)
 {
     if (!open)
@@ -63,8 +63,7 @@ void NoteOldestDate(std::int32_t date)
         lOldestDate = date;
 }
 
-// The rest of record 0 is written as zeros, so that the same calls give the
-// same file.
+// The rest of record 0 is written as zeros, so that the same calls produce the same file.
 int WriteHeader(DataFile* file)
 {
     std::memset(tarecbuf, 0, std::size_t(file->recordLength));
@@ -72,8 +71,8 @@ int WriteHeader(DataFile* file)
     return PutRec(file, 0, tarecbuf);
 }
 
-// An empty handle for a path, or null with the reason in taerror. `refused` is
-// the code for what cannot be a data file.
+// An empty handle for a path, or null with the error in taerror. `refused` is the error
+// code for anything that cannot be a data file.
 std::unique_ptr<DataFile> NewHandle(StoreFiles* files, const char* path, int recordLength,
                                     std::int32_t refused)
 {
@@ -117,7 +116,7 @@ int CountRecords(const DataFile* file, std::int32_t openFailed, DataFileHeader* 
     return SetError(taNoError);
 }
 
-// Brings a version text that differs, but for letter case, up to date on disk.
+// Overwrites a version text in the file that differs in more than letter case.
 int RenewVersion(DataFile* file)
 {
     DataFileHeader header = ReadDataFileHeader(tarecbuf);
@@ -128,7 +127,7 @@ int RenewVersion(DataFile* file)
     return PutRec(file, 0, tarecbuf);
 }
 
-// What each change of the file begins with.
+// Begins each change of the file.
 int BeginChange(DataFile* file)
 {
     return RefreshesHeader(file) ? TaOpenFile(file) : SetError(taNoError);
@@ -142,8 +141,8 @@ int EndChange(DataFile* file)
     return taerror == taNoError ? 0 : -1;
 }
 
-// Bytes written, or -1 with the reason in taerror, which is `failed` for the write
-// itself.
+// Returns the bytes written, or -1 with the error in taerror, which is `failed` for the
+// write itself.
 ssize_t WriteRecs(DataFile* file, std::uint32_t first, const void* records, std::uint32_t count,
                   std::int32_t failed)
 {
@@ -165,7 +164,7 @@ int LinkDeleted(DataFile* file, std::uint32_t number)
     return PutRec(file, number, tarecbuf);
 }
 
-// What NextDeleted says of a record that is in no chain.
+// NextDeleted's result for a record that is in no chain.
 constexpr std::int32_t notLinked = 0;
 
 // The number that follows a deleted record in the chain, -1 at its end.
@@ -427,7 +426,7 @@ void ToggleFlushing(void* handle, std::uint8_t on, std::uint8_t isIndex)
     if (isIndex) {
         auto* index = static_cast<IndexFile*>(handle);
         std::swap(index->dataFile->flushing, on);
-        // Pages that could not be written stay where they are, in the old mode.
+        // Pages that could not be written stay in memory, and the mode is not changed.
         if (TaCloseIndex(index) != 0)
             index->dataFile->flushing = on;
         else
@@ -446,7 +445,7 @@ int TaOpenFile(DataFile* file)
         return -1;
     DataFileHeader header = ReadDataFileHeader(tarecbuf);
     StampVersion(header);
-    // Its stored count may be an old one, and records would be written over.
+    // The stored count may be outdated; trusting it would overwrite records.
     if (CountRecords(file, taOpenFailed, &header) != 0)
         return -1;
     file->header = header;

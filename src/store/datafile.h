@@ -2,10 +2,10 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
 /// @file
-/// Data files: flat files of records of one length, addressed by number. Record
-/// 0 is the file's header; deleted records are chained and used again before
-/// the file grows. Nothing is kept open: each transfer opens the file by its
-/// name and closes it again. One thread at a time.
+/// Data files: flat files of records of one length, addressed by number. Record 0 is the
+/// file's header; deleted records form a chain and are reused before the file grows. No
+/// file stays open: each transfer opens it by its name and closes it again. One thread at
+/// a time.
 ///
 /// Unless it says otherwise a function returns 0 on success and -1 on failure,
 /// with the reason in taerror. Record numbers are unsigned. The first four
@@ -29,7 +29,7 @@ class StoreFiles;
 
 /// Why the last call failed.
 enum TaError : std::int32_t {
-    taNoError = 0, ///< the call succeeded, or its answer is simply no
+    taNoError = 0, ///< the call succeeded, or its answer is no
     taOpenFailed = 1, ///< the file could not be opened for a transfer
     taSeekFailed = 2, ///< no such position
     taWriteFailed = 3, ///< a write failed or was short
@@ -38,9 +38,9 @@ enum TaError : std::int32_t {
     taNoMemory = 6, ///< no memory, or no page cache (see InitIndex)
     taNotCreated = 7, ///< the file could not be made
     taNotOpened = 8, ///< the file could not be opened
-    taNullHandle = 9, ///< the handle is null, or a text that must be there
-    taDamaged = 10, ///< what was read cannot be part of a sound file
-    taNoStatus = -1, ///< the file could not be asked for its size or time
+    taNullHandle = 9, ///< the handle or a required text is null
+    taDamaged = 10, ///< the data read cannot be part of a sound file
+    taNoStatus = -1, ///< the file's size or time could not be read
 };
 
 /// The code of the last call, a TaError; of the whole process.
@@ -57,12 +57,12 @@ constexpr int maxRecordLength = 10712;
 /// The scratch record; calls of the store may write it.
 extern VANTRELAGENT_EXPORT std::uint8_t tarecbuf[maxRecordLength];
 
-/// The smallest oldestDate of all files made or opened; 0 while there is none.
+/// The smallest oldestDate of all files made or opened; 0 before the first one.
 extern VANTRELAGENT_EXPORT std::int32_t lOldestDate;
 
 /// Bytes of record 0 that a header takes.
 constexpr int headerLength = 31;
-/// What stands in them.
+/// The content of these bytes.
 struct DataFileHeader {
     std::int32_t firstFree; ///< head of the chain of deleted records, -1 if empty
     std::int32_t deletedCount; ///< records in that chain
@@ -75,10 +75,10 @@ struct DataFileHeader {
 
 /// An open data file. Callers pass it on and leave its fields alone.
 struct DataFile {
-    std::int32_t fd; ///< of the transfer that is going on
-    DataFileHeader header; ///< as it is in memory
+    std::int32_t fd; ///< of the current transfer
+    DataFileHeader header; ///< the header in memory
     std::uint8_t isOpen; ///< 1 between open and close
-    char fileName[PATH_MAX]; ///< opened anew for each transfer
+    char fileName[PATH_MAX]; ///< opened again for each transfer
     std::uint8_t isIndexFile; ///< its records are pages of an index
     std::uint8_t held; ///< always 0
     std::uint8_t headerDirty; ///< record 0 must be written again
@@ -88,13 +88,13 @@ struct DataFile {
     Agent::StoreFiles* files; ///< its own file system; null: the one in use
 };
 
-/// Makes an empty file, in place of one that is there. Null on failure. The
-/// caller owns the handle until CloseDataFile. The leading argument is ignored.
+/// Makes an empty file, replacing an existing one. Null on failure. The caller owns the
+/// handle until CloseDataFile. The leading argument is ignored.
 VANTRELAGENT_EXPORT DataFile* MakeDataFile(std::int32_t, const char* path,
                                            std::int16_t recordLength);
-/// Opens a file, whose record length is not in the file and must be known. A
-/// version text other than VERSION is written anew. Null on failure. The caller
-/// owns the handle until CloseDataFile. The leading argument is ignored.
+/// Opens a file. The record length is not in the file and must be known. A version text
+/// other than VERSION is overwritten. Null on failure. The caller owns the handle until
+/// CloseDataFile. The leading argument is ignored.
 VANTRELAGENT_EXPORT DataFile* OpenDataFile(std::int32_t, const char* path,
                                            std::int16_t recordLength);
 /// Whether there is a file of that name. The leading argument is ignored.
@@ -103,13 +103,13 @@ VANTRELAGENT_EXPORT bool DoesFileExist(std::int32_t, const char* path);
 /// Drops one reference; with the last, the handle is gone, whatever the result.
 VANTRELAGENT_EXPORT int CloseDataFile(DataFile* file);
 
-/// Stores recordLength bytes under a free number, the one deleted last before
-/// all others, and returns it in *number.
+/// Stores recordLength bytes under a free number, preferably the one deleted last, and
+/// returns it in *number.
 VANTRELAGENT_EXPORT int AddRec(DataFile* file, std::uint32_t* number, const void* record);
-/// Puts a record into the chain of deleted ones. The number must be that of a
-/// live record: this is not checked.
+/// Puts a record into the chain of deleted ones. The number must be that of a live
+/// record, which is not checked.
 VANTRELAGENT_EXPORT int DeleteRec(DataFile* file, std::uint32_t number);
-/// One record of recordLength bytes, read whole or written whole.
+/// Reads or writes one whole record of recordLength bytes.
 /// @{
 VANTRELAGENT_EXPORT int GetRec(DataFile* file, std::uint32_t number, void* record);
 VANTRELAGENT_EXPORT int PutRec(DataFile* file, std::uint32_t number, const void* record);
@@ -121,12 +121,12 @@ VANTRELAGENT_EXPORT std::uint32_t GetBigRec(DataFile* file, std::uint32_t first,
 /// A short write is not noticed.
 VANTRELAGENT_EXPORT int PutBigRec(DataFile* file, std::uint32_t first, const void* records,
                                   std::uint32_t count);
-/// The same, where all are written or it fails.
+/// The same, but fails unless all are written.
 VANTRELAGENT_EXPORT int PutAllRecs(DataFile* file, std::uint32_t first, const void* records,
                                    std::uint32_t count);
-/// Stores `count` records under the numbers from *first on, behind all that are
-/// there, in one transfer. Deleted ones are not used again. All or, where the
-/// write fails or is short, none.
+/// Stores `count` records at the end of the file in one transfer, under the numbers from
+/// *first on. Numbers of deleted records are not reused. If the write fails or is short,
+/// none is stored.
 VANTRELAGENT_EXPORT int AddBigRec(DataFile* file, std::uint32_t* first, const void* records,
                                   std::uint32_t count);
 
@@ -137,8 +137,8 @@ VANTRELAGENT_EXPORT std::uint32_t UsedRecs(DataFile* file);
 /// The number that the next AddRec will take.
 VANTRELAGENT_EXPORT std::uint32_t FirstRec(const DataFile* file);
 
-/// Makes the chain of deleted records anew from the records themselves. For
-/// data files with records of up to 2,508 bytes only, not for indexes. True.
+/// Rebuilds the chain of deleted records from the records themselves. Only for data files
+/// with records of up to 2,508 bytes, not for indexes. Always returns true.
 VANTRELAGENT_EXPORT bool FixHeader(DataFile* file);
 
 /// Switches flushing: with it each change starts from the header in the file
@@ -161,12 +161,12 @@ VANTRELAGENT_EXPORT int SetError(std::int32_t code);
 /// The value of taerror.
 VANTRELAGENT_EXPORT std::int32_t GetAccessError();
 
-/// The number for a new record: from the chain of deleted ones, or a new one at
-/// the end. Part of AddRec. A chain that leads nowhere (damage) is given up, so
-/// that no live record is handed out twice.
+/// The number for a new record: from the chain of deleted ones, or a new one at the end.
+/// Part of AddRec. A damaged chain is abandoned, so that the number of a live record is
+/// never returned.
 VANTRELAGENT_EXPORT int newrec(DataFile* file, std::uint32_t* number);
 
-/// The first 31 bytes of a header record, and back.
+/// Read and write the first 31 bytes of a header record.
 /// @{
 VANTRELAGENT_EXPORT DataFileHeader ReadDataFileHeader(const std::uint8_t* bytes);
 VANTRELAGENT_EXPORT void WriteDataFileHeader(const DataFileHeader& header, std::uint8_t* bytes);

@@ -15,8 +15,8 @@ namespace Agent
 namespace
 {
 
-// Whether an item cannot be one of those below another. Keys that were cut for the
-// file may seem equal to others and are below or not, unless they are a copy.
+// Whether an item cannot sort below another. Keys that were cut for the file may seem
+// equal to others, and may or may not be below them, unless one is a copy of the other.
 bool IsNotBelow(const IndexFile* index, const IndexItem& item, const IndexItem& other)
 {
     const int order
@@ -26,7 +26,7 @@ bool IsNotBelow(const IndexFile* index, const IndexItem& item, const IndexItem& 
     return (order == 0 && item.record == other.record) || CompareKeptKeys(item.key, other.key) > 0;
 }
 
-// The items inside the bounds are those behind `below`, up to `last`.
+// The items inside the bounds are those after `below`, up to `last`.
 struct ItemRange {
     int below;
     int last;
@@ -44,7 +44,7 @@ ItemRange FindWithin(const IndexFile* index, const IndexPage& page, const Bounds
     return range;
 }
 
-// The reason in taerror outlives it.
+// Keeps the error in taerror.
 int Abandon(IndexFile* index)
 {
     const std::int32_t error = taerror;

@@ -12,11 +12,11 @@ using namespace Agent;
 namespace
 {
 
-// Items of a page but the root. A page has one less than it should where a
-// process died before it could be filled up.
+// The minimum items of a page that is read, except the root: one less than normal, since
+// a process may have died before the page was refilled.
 constexpr int fewestItems = pageOrder - 1;
 
-// A page short of one item, and the sibling that helps it out.
+// A page that lacks one item, and the sibling that it borrows from or is joined with.
 struct Shortage {
     WayLevel* page;
     WayLevel* parent; // its position is that of the page
@@ -37,7 +37,7 @@ struct LeftPages {
     std::array<IndexPage*, deepestTree + 1> list;
     int count = 0;
 
-    // Its last state must never reach the file, where it is still referred to.
+    // Its last state must never be written, since the file still refers to the page.
     void Add(IndexPage* page)
     {
         ForgetChanges(page);
@@ -45,8 +45,8 @@ struct LeftPages {
     }
 };
 
-// The way to a leaf: to the item's if it is in one, else to that of the last
-// item before it. -1 if the item is not there.
+// The path to a leaf: the item's if it is in a leaf, otherwise that of the last item
+// before it. -1 if there is no such item.
 int FindItem(IndexFile* index, const SoughtItem& wanted, Way* way, int* levelOfItem)
 {
     *levelOfItem = -1;
@@ -76,9 +76,9 @@ int TimesChild(const IndexPage& page, std::uint32_t number)
     return times;
 }
 
-// Whether the pages of a shortage can be joined or share out their items: their
-// parent has each of them once, so that none is left there when it is freed, and
-// neither has a page below it that is above it, or below the other one too.
+// Whether the two pages of a shortage can be joined or share their items. Their parent
+// must have each of them once, so that no link to a freed page remains. And no page may
+// be below one of them that is also above it, or below the other one.
 bool HaveSoundChildren(const Shortage& shortage, Way& way)
 {
     const IndexPage& page = *shortage.page->page;
@@ -101,7 +101,7 @@ bool HaveSoundChildren(const Shortage& shortage, Way& way)
     return !isBelow(shortage.page->number) && !isBelow(shortage.siblingNumber);
 }
 
-// The sibling to the right, for the last child the one to the left.
+// Fetches the sibling to the right; for the last child, the one to the left.
 int FetchSibling(IndexFile* index, Way& way, int level, Shortage* shortage)
 {
     WayLevel& parent = way[level - 1];
@@ -122,8 +122,8 @@ int FetchSibling(IndexFile* index, Way& way, int level, Shortage* shortage)
     return HaveSoundChildren(*shortage, way) ? 0 : SetError(taDamaged);
 }
 
-// What the loss of one item in the leaf leads to, from the leaf up. Every page
-// for it is then in memory, so that nothing can fail after that.
+// Finds the shortages that the loss of one item in the leaf causes, from the leaf up.
+// Fetches every page they need, so that nothing can fail after this.
 int FindShortages(IndexFile* index, Way& way, Shortages* shortages)
 {
     for (int level = way.depth - 1; level > 0; --level) {
@@ -144,8 +144,8 @@ int FindShortages(IndexFile* index, Way& way, Shortages* shortages)
     return 0;
 }
 
-// Takes the item out of its leaf, or puts the one before it in its place.
-// Returns its record number.
+// Removes the item from its leaf, or replaces it by the item before it. Returns its
+// record number.
 std::uint32_t TakeOut(Way& way, int levelOfItem)
 {
     WayLevel& holder = way[levelOfItem];
@@ -159,15 +159,15 @@ std::uint32_t TakeOut(Way& way, int levelOfItem)
         item = leaf.page->items[leaf.page->count];
         item.child = child;
         --leaf.page->count;
-        // First of all: until this page is written the moved item is in the leaf.
+        // This page is written first: until then the moved item is still in the leaf.
         taupdatepage(holder.page);
     }
     taupdatepage(leaf.page);
     return record;
 }
 
-// A page short of items gets c's item between and `k - 1` items of its right
-// sibling, whose k-th takes the place between.
+// The left page a gets the item between from the parent c, and `k - 1` items of its right
+// sibling b, of which the k-th becomes the item between.
 void BorrowFromRight(IndexPage* a, IndexPage* c, int s, IndexPage* b, std::uint32_t numberOfB)
 {
     const int k = (b->count - pageOrder + 1) / 2;
@@ -183,7 +183,7 @@ void BorrowFromRight(IndexPage* a, IndexPage* c, int s, IndexPage* b, std::uint3
     a->count = std::uint8_t(a->count + k);
 }
 
-// Puts c's item between two pages and the right one's items behind the left's.
+// Appends the item between and the right page's items to the left page.
 void Join(IndexPage* left, const IndexPage* right, const IndexItem& between)
 {
     IndexItem* const end = left->items + left->count + 1;
@@ -196,7 +196,7 @@ void Join(IndexPage* left, const IndexPage* right, const IndexItem& between)
 void BorrowFromLeft(IndexPage* a, std::uint32_t numberOfA, IndexPage* c, int s, IndexPage* b)
 {
     const int k = (b->count + 1 - pageOrder) / 2;
-    const int given = b->count + 1 - k; // b's item that takes the place between
+    const int given = b->count + 1 - k; // b's item that becomes the item between
     std::copy_backward(a->items + 1, a->items + a->count + 1, a->items + a->count + 1 + k);
     a->items[k] = c->items[s];
     a->items[k].child = a->leftmost;
@@ -221,9 +221,8 @@ void Merge(const Shortage& shortage)
     RemoveItem(c, between);
 }
 
-// Marks the pages in the order in which each one written leaves a file where
-// every item is found: first the one that gains items, then the parent, then
-// the one that loses them.
+// Marks the pages in the order that keeps every item findable after each write: first the
+// page that gains items, then the parent, then the page that loses them.
 void Rebalance(const Shortage& shortage, LeftPages* left)
 {
     IndexPage* const a = shortage.page->page;
@@ -244,8 +243,7 @@ void Rebalance(const Shortage& shortage, LeftPages* left)
     merge ? left->Add(loser) : taupdatepage(loser);
 }
 
-// With flushing on, a page is given back once nothing in the file refers to it
-// any more.
+// With flushing on, a page is freed only when nothing in the file refers to it any more.
 int FreePages(IndexFile* index, const LeftPages& left)
 {
     if (left.count > 0 && index->dataFile->flushing && WriteBackPages(index) != 0)
@@ -256,7 +254,7 @@ int FreePages(IndexFile* index, const LeftPages& left)
     return 0;
 }
 
-// Takes the item out and fills up what is short of items then.
+// Removes the item and refills the pages that then lack items.
 int RemoveAndRebalance(IndexFile* index, const SoughtItem& wanted, std::uint32_t* record)
 {
     Way way;

@@ -17,7 +17,7 @@ namespace
 
 using OpenFunction = DataFile* (*)(StoreFiles*, const char*, std::int16_t);
 
-// `refused` is the code for what cannot be an index.
+// `refused` is the error code for anything that cannot be an index.
 IndexFile* NewIndex(OpenFunction open, StoreFiles* files, std::int32_t refused, const char* path,
                     std::int16_t keyLength, bool allowDuplicates)
 {
@@ -60,8 +60,8 @@ IndexFile* Agent::MakeOwnIndex(StoreFiles* files, const char* path, std::int16_t
 {
     IndexFile* const index
         = NewIndex(MakeOwnDataFile, files, taNotCreated, path, keyLength, allowDuplicates);
-    // The header as it stays while the index is empty, so that closing it then has
-    // nothing to write: somebody else may have filled the file.
+    // Writes the final header of an empty index, so that closing it writes nothing:
+    // another process may have filled the file by then.
     if (index && TaCloseIndex(index) != 0) {
         const std::int32_t error = taerror;
         index->dataFile->headerDirty = 0;
@@ -86,7 +86,7 @@ int CloseIndex(IndexFile* index)
     if (file->openCount > 0 && --file->openCount > 0)
         return SetError(taNoError);
     const std::unique_ptr<IndexFile> owned(index);
-    // Once more where it fails: what is not written now is lost.
+    // A second attempt after a failure: anything not written now is lost.
     if (TaCloseIndex(index) != 0)
         TaCloseIndex(index);
     const std::int32_t error = taerror;

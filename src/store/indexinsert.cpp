@@ -11,15 +11,15 @@ using namespace Agent;
 namespace
 {
 
-// The pages an insertion adds: one for each page it splits, from the leaf up,
-// and a new root if the old one is split.
+// The pages that an insertion adds: one for each page it splits, from the leaf up, and a
+// new root if the old one is split.
 struct NewPages {
     std::array<std::uint32_t, deepestTree + 1> numbers;
     std::array<IndexPage*, deepestTree + 1> pages;
     int count = 0;
 };
 
-// 0 with the way to the leaf, which is not put on it.
+// Returns 0 with the path to the leaf, without the leaf itself.
 int FindParents(IndexFile* index, const SoughtItem& wanted, std::uint32_t leaf, Way* way)
 {
     for (std::uint32_t number = index->rootPage; number != leaf;) {
@@ -37,8 +37,8 @@ int FindParents(IndexFile* index, const SoughtItem& wanted, std::uint32_t leaf, 
     return 0;
 }
 
-// Whether a leaf has room, be it for items that FetchWithin leaves out. -1 if it
-// cannot be read.
+// Whether a leaf has room: 1 yes, perhaps after FetchWithin drops stale items; 0 no; -1
+// if it cannot be read.
 int HasRoom(IndexFile* index, std::uint32_t leaf, const Bounds& bounds)
 {
     int count = taitemsof(index, leaf);
@@ -63,7 +63,8 @@ int AddWithin(IndexFile* index, std::uint32_t leaf, const Bounds& bounds, const 
     LeftOutItems leftOut;
     if (FetchWithin(index, leaf, bounds, &leftOut, &page) != 0)
         return -1;
-    // Items that are in no order are outside by one way of looking only.
+    // The two ways of finding items outside the bounds can only disagree if the items are
+    // out of order.
     if (page->count == pageItems)
         return SetError(taDamaged);
     const PagePosition at = SearchPage(*page, item, index->allowDuplicates);
@@ -91,8 +92,7 @@ int GiveBack(const NewPages& fresh)
     return SetError(error);
 }
 
-// All pages are there before the first one changes, so that nothing can fail
-// after that.
+// Allocates all pages before the first one changes, so that nothing can fail after this.
 int Allocate(IndexFile* index, int count, NewPages* fresh)
 {
     for (; fresh->count < count; ++fresh->count) {
@@ -103,8 +103,8 @@ int Allocate(IndexFile* index, int count, NewPages* fresh)
     return 0;
 }
 
-// Splits the full page a around its middle, as if `item` stood behind its item
-// `position`; b takes the upper half. Returns the item between the halves.
+// Splits the full page a in the middle, as if `item` were after its item `position`; b
+// gets the upper half. Returns the item between the halves.
 IndexItem SplitPage(IndexPage* a, int position, const IndexItem& item, IndexPage* b,
                     std::uint32_t numberOfB)
 {
@@ -114,7 +114,7 @@ IndexItem SplitPage(IndexPage* a, int position, const IndexItem& item, IndexPage
         middle = a->items[half + 1];
     else if (position < half)
         middle = a->items[half];
-    const int kept = position > half ? half + 1 : half; // of a's items not in b's
+    const int kept = position > half ? half + 1 : half; // the items that stay in a
     std::copy(a->items + kept + 1, a->items + pageItems + 1, b->items + 1);
     b->count = std::uint8_t(pageItems - kept);
     a->count = std::uint8_t(position < half ? half - 1 : half);
@@ -134,10 +134,10 @@ void MakeRoot(IndexFile* index, IndexPage* root, const IndexItem& item)
     root->items[1] = item;
 }
 
-// Says which inner pages changed, in the order in which each page written leaves a
-// file where every item is found: behind the new leaf, to which nothing refers
-// yet, what nothing refers to either, then from the root down what gives items away,
-// before the split leaf.
+// Marks the changed inner pages, in the order that keeps every item findable after each
+// write. The new leaf is written first, since nothing refers to it yet; then the other
+// new pages; then, from the root down, the pages that give items away; and the split leaf
+// last.
 void MarkChanged(IndexFile* index, Way& way, int firstChanged, const NewPages& fresh,
                  bool rootMoved)
 {
@@ -161,8 +161,8 @@ int MakeFirstLeaf(IndexFile* index, const SoughtItem& item)
     return 0;
 }
 
-// Splits the full leaf at the end of the way, and the pages above as far as they
-// are full.
+// Splits the full leaf at the end of the path, and the pages above as far as they are
+// full.
 int Split(IndexFile* index, const WayEnd& end, Way& way, const SoughtItem& item)
 {
     const int splits = FullPagesAtTheEnd(way);

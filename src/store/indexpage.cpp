@@ -94,7 +94,7 @@ bool UnpackPage(const std::uint8_t* bytes, int keyLength, std::uint32_t pages, I
         const std::size_t whole = std::size_t(keyLength) + 1;
         if (keyBytes < whole)
             std::memset(item.key + keyBytes, 0, whole - keyBytes);
-        // The last byte is zero in every file that was written here.
+        // The last byte is zero in every file written by this library.
         if (item.key[keyLength] != 0 && !std::memchr(item.key, 0, whole))
             return false;
     }

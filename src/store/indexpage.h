@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// One page of an index: up to 50 items in key order and the children between
-// them, as it stands in memory and as it stands in the file.
+// One page of an index: up to 50 items in key order and the children between them, in its
+// form in memory and in the file.
 
 #pragma once
 
@@ -12,11 +12,11 @@
 namespace Agent
 {
 
-constexpr int pageOrder = 25; // at least so many items in every page but the root
-constexpr int pageItems = 2 * pageOrder; // at most so many
+constexpr int pageOrder = 25; // minimum items per page, except in the root
+constexpr int pageItems = 2 * pageOrder; // maximum items per page
 constexpr int longestKey = 150;
 
-// 160 bytes, moved as a whole.
+// 160 bytes, always moved as a whole.
 struct IndexItem {
     std::uint32_t record; // of the data file
     std::uint32_t child; // page of the keys up to the next item; 0 in a leaf
@@ -30,7 +30,7 @@ struct IndexPage {
     std::uint32_t leftmost; // page of the keys below item 1; 0 in a leaf
     IndexItem items[pageItems + 1]; // item 0 is not used
 
-    // The page right of item `position`; 0 asks for the leftmost one.
+    // The child to the right of item `position`; 0 means the leftmost one.
     std::uint32_t Child(int position) const
     {
         return position == 0 ? leftmost : items[position].child;
@@ -45,14 +45,14 @@ constexpr int PackedLength(int keyLength)
     return (keyLength + 9) * pageItems + 8;
 }
 
-// Writes a page as it stands in the file: PackedLength bytes, unused ones zero.
-// With keys of 150 characters the items keep their 160 bytes, so that of item
-// 50 only the first 110 are kept.
+// Writes a page in the form of the file: PackedLength bytes, unused ones zero. With keys
+// of 150 characters the items keep their 160 bytes, so only the first 110 bytes of item
+// 50 are kept.
 void PackPage(const IndexPage& page, int keyLength, std::uint8_t* bytes);
 
-// Reads a page from its bytes in a file of `pages` records. False, with the
-// page in an undefined state, for what cannot be a page: too many items,
-// children outside the file or on some items only, keys without an end.
+// Reads a page from its bytes in a file of `pages` records. False, with the page in an
+// undefined state, for bytes that cannot be a page: too many items, children outside the
+// file or on some items only, keys without an end.
 bool UnpackPage(const std::uint8_t* bytes, int keyLength, std::uint32_t pages, IndexPage* page);
 
 // The same in place: the page's memory then begins with its bytes in the file.
@@ -60,7 +60,7 @@ bool UnpackPage(const std::uint8_t* bytes, int keyLength, std::uint32_t pages, I
 void tapack(IndexPage* page, int keyLength);
 bool taunpack(IndexPage* page, int keyLength);
 
-// Of a key of 150 characters these are in the file in every case.
+// The bytes of a key of 150 characters that are always kept in the file.
 constexpr std::size_t keptKeyBytes = 102;
 
 // Cuts a key.
@@ -74,10 +74,10 @@ IndexItem MakeItem(const char* key, std::uint32_t record);
 int tacompkeys(const char* a, const char* b, std::uint32_t recordA, std::uint32_t recordB,
                int allowDuplicates);
 
-// The order of two keys by what is kept of them: below 0, 0 or above 0.
+// Compares the kept bytes of two keys: negative, 0 or positive.
 int CompareKeptKeys(const char* a, const char* b);
 
-// tacompkeys, with what a comparison of the keys came to.
+// tacompkeys, given the result of comparing the keys.
 inline int Order(int keys, std::uint32_t recordA, std::uint32_t recordB, int allowDuplicates)
 {
     if (keys != 0)
@@ -87,12 +87,12 @@ inline int Order(int keys, std::uint32_t recordA, std::uint32_t recordB, int all
     return recordA > recordB ? 1 : -1;
 }
 
-// Puts an item behind the one at `position`, or takes that one out.
+// Insert an item after the one at `position`, or remove that one.
 void InsertItem(IndexPage* page, int position, const IndexItem& item);
 void RemoveItem(IndexPage* page, int position);
 
-// Bytes that two keys have in common, from the first one on. Both have room to be
-// read eight bytes at a time.
+// The length of the common prefix of two keys. Both must be readable eight bytes at a
+// time.
 std::size_t SharedLength(const char* a, const char* b);
 
 inline unsigned char FoldCase(char c)
@@ -100,16 +100,16 @@ inline unsigned char FoldCase(char c)
     return static_cast<unsigned char>(c >= 'A' && c <= 'Z' ? c + 32 : c);
 }
 
-// Where an item stands in a page, or would stand.
+// The position of an item in a page, or where it would be.
 struct PagePosition {
     bool found;
-    // Bytes that the key has in common with the one at the position and with the
-    // next, if a compact page was searched for an item that is not in it.
+    // The bytes that the key shares with the one at the position and with the next, if a
+    // compact page was searched for an item that is not in it.
     std::uint8_t sharedBelow;
     std::uint8_t sharedAbove;
     int position; // of the item, or of the last one below it (0: none)
     std::uint32_t record; // of the item, if found
-    std::uint32_t child; // right of the position
+    std::uint32_t child; // to the right of the position
 
     PagePosition() = default;
     PagePosition(bool isFound, int at, std::uint32_t recordThere, std::uint32_t childThere)
@@ -120,8 +120,7 @@ struct PagePosition {
 };
 class SoughtItem;
 PagePosition SearchPage(const IndexPage& page, const SoughtItem& wanted, int allowDuplicates);
-// The same, where the items from `left` to `right` are those not yet known to be
-// below or above.
+// The same, if only the items from `left` to `right` are not known to be below or above.
 PagePosition SearchItems(const IndexPage& page, int left, int right, const SoughtItem& wanted,
                          int allowDuplicates);
 

@@ -40,8 +40,8 @@ int Push(IndexFile* index, std::uint32_t number, IndexPage** page)
     return PushLevel(index, number, 0);
 }
 
-// The page of the deepest level. A position outside it comes of damage, or of
-// a change that another handle made.
+// Fetches the page of the deepest level. A position outside the page means damage, or a
+// change through another handle.
 int FetchDeepest(IndexFile* index, IndexPage** page)
 {
     const IndexLevel& level = Deepest(index);
@@ -52,8 +52,7 @@ int FetchDeepest(IndexFile* index, IndexPage** page)
     return 0;
 }
 
-// A walk that goes further one way than the file can hold items goes in a
-// circle.
+// A walk that takes more steps in one direction than the file can hold items is circular.
 int CountStep(IndexFile* index, int direction)
 {
     index->steps += direction;
@@ -75,8 +74,8 @@ int AtTheEnd(IndexFile* index)
     return -1;
 }
 
-// Leaves the cursor on the item equal to the key (and, where equal keys are
-// allowed, to record 0), or before the first item above it.
+// Leaves the cursor on the item equal to the key (and to record 0 if equal keys are
+// allowed), or before the first item above it.
 Lookup tafindkey(IndexFile* index, std::uint32_t* record, const char* key)
 {
     ClearKey(index);
@@ -101,7 +100,7 @@ Lookup tafindkey(IndexFile* index, std::uint32_t* record, const char* key)
     return Lookup::NotFound;
 }
 
-// What every lookup begins with.
+// Begins every lookup.
 int BeginLookup(IndexFile* index, char* key)
 {
     if (!key)
@@ -140,7 +139,8 @@ int FindPrevKey(IndexFile* index, std::uint32_t* record, char* key)
         return PrevKey(index, record, key);
     if (taerror != taNoError)
         return -1;
-    // All keys are below: the first item, one back, and on from the end.
+    // All keys are below the wanted one: a step back from the first item starts over at
+    // the end.
     key[0] = 0;
     if (SearchKey(index, record, key) != 0)
         return -1;

@@ -30,14 +30,14 @@ inline void PutWord(void* bytes, std::uint64_t word)
     std::memcpy(bytes, &word, sizeof word);
 }
 
-// The highest bit of each zero byte, up to the first one at least: above that
-// bits may be set without reason.
+// Sets the highest bit of each zero byte. Only the lowest set bit is reliable: above it
+// other bits may be set as well.
 inline std::uint64_t ZeroBytes(std::uint64_t word)
 {
     return (word - oneInEachByte) & ~word & 0x80 * oneInEachByte;
 }
 
-// With 32 added to the bytes from 'A' to 'Z'.
+// Adds 32 to the bytes from 'A' to 'Z'.
 inline std::uint64_t FoldWord(std::uint64_t word)
 {
     const std::uint64_t low = word & 0x7f * oneInEachByte;
@@ -46,14 +46,14 @@ inline std::uint64_t FoldWord(std::uint64_t word)
     return word + ((fromA & ~aboveZ & ~word & 0x80 * oneInEachByte) >> 2);
 }
 
-// The first `count` of its bytes, less than eight, and zeros.
+// The first `count` bytes, fewer than eight, followed by zeros.
 inline std::uint64_t FirstBytes(std::uint64_t word, unsigned count)
 {
     return word & ~(~std::uint64_t(0) << 8 * count);
 }
 
-// Where two words differ for the first time, or both have the end of their text:
-// the number of the byte, or 8 if nowhere, and the difference there.
+// The first byte where two words differ, or where both texts end: its number, or 8 if
+// there is none, and the difference there.
 struct WordDifference {
     unsigned byte;
     int difference;
@@ -61,7 +61,7 @@ struct WordDifference {
 
 inline WordDifference Compare(std::uint64_t a, std::uint64_t b)
 {
-    // The lowest bit that is set is in the byte looked for.
+    // The lowest set bit is in that byte.
     const std::uint64_t marks = (a ^ b) | ZeroBytes(a);
     if (marks == 0)
         return { wordSize, 0 };
@@ -69,8 +69,7 @@ inline WordDifference Compare(std::uint64_t a, std::uint64_t b)
     return { byte, int(a >> 8 * byte & 0xff) - int(b >> 8 * byte & 0xff) };
 }
 
-// The length of a key that is known not to end before `from`. The key has room
-// to be read in words.
+// The length of a key that does not end before `from`. The key must be readable in words.
 inline std::size_t LengthOfKey(const char* text, std::size_t from)
 {
     for (std::size_t at = from / wordSize * wordSize;; at += wordSize) {
@@ -80,8 +79,8 @@ inline std::size_t LengthOfKey(const char* text, std::size_t from)
     }
 }
 
-// A number that is in the order of the texts that words begin, without what
-// stands behind their ends.
+// A number that sorts like the text at the beginning of the word; bytes after the text's
+// end are ignored.
 inline std::uint64_t OrderOfWord(std::uint64_t word)
 {
     const std::uint64_t zeros = ZeroBytes(word);

@@ -14,12 +14,15 @@ namespace Agent
 namespace
 {
 
-// Finds the way through the blocks. A zero byte where a block should begin is
-// either the first one of its header or a stray one before it: what does not
-// lead to the end of the file was not it. Where both give a sound block, the one
-// behind a stray byte goes first: it is sound only by a rare chance if it is none
-// (a block of a multiple of 256 bytes whose text begins with a zero), the other
-// one is easily so.
+// Finds the chain of blocks from the beginning of the heap to its end.
+//
+// A zero byte where a block should begin is either the first byte of its header or a
+// stray byte before it. Which one it is shows only later: a wrong choice leads to a dead
+// end before the end of the file. So the walk goes back to the last choice, and remembers
+// dead ends, so that no block is tried twice. If both give a possible block, the one
+// after the stray byte is tried first: a false match there is very unlikely (it needs a
+// block with a length that is a multiple of 256 bytes, and a text that begins with a zero
+// byte), but the other one is often a false match.
 class BlockWalk
 {
 public:
@@ -93,7 +96,7 @@ private:
     const std::int64_t m_size;
     std::vector<Block> m_blocks;
     std::vector<Block> m_longest;
-    std::size_t m_common = 0; // blocks at the front of both
+    std::size_t m_common = 0; // blocks that both begin with
     std::unordered_set<std::int64_t> m_deadEnds;
 };
 

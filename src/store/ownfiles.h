@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Data files and indexes on a file system of their own, which their handles keep
-// for as long as they are open. Null stands for the one in use (SetStoreFiles).
-// Otherwise each function is the one of the public headers without "Own".
+// Data files and indexes on a file system of their own, which their handles use as long
+// as they are open. Null means the one in use (SetStoreFiles). Otherwise each function is
+// that of the public headers without "Own".
 
 #pragma once
 

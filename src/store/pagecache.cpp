@@ -13,8 +13,8 @@ namespace Agent
 namespace
 {
 
-// A change needs at most a page and its sibling on each level, a new page on
-// each, and a new root.
+// A change needs at most a page, its sibling and a new page on each level, and a new
+// root.
 static_assert(PAGESTACKSIZE > 3 * deepestTree + 1);
 
 std::size_t compactRoom = standardCompactRoom;
@@ -31,7 +31,7 @@ int AddInBuffer(IndexFile* owner, std::uint32_t number, IndexPage* buffer)
     return 0;
 }
 
-// Pages leave memory, the one used longest ago first, until there is room.
+// Removes the least recently used pages from memory until there is room.
 int MakeRoom()
 {
     while (cachedPages.room() > compactRoom && cachedPages.compacted.oldest) {
@@ -43,7 +43,7 @@ int MakeRoom()
     return 0;
 }
 
-// Takes the page's buffer.
+// Makes the page compact and frees its buffer.
 int Compact(CachedPage* page)
 {
     if (!page->compact)
@@ -90,7 +90,8 @@ int Fetch(IndexFile* index, std::uint32_t number)
     return -1;
 }
 
-// The page, read into a buffer if it is not in memory, as the one used last.
+// Returns the page as the most recently used one; reads it into a buffer if it is not in
+// memory.
 int Find(IndexFile* index, std::uint32_t number, CachedPage** page)
 {
     *page = cachedPages.Find(index, number);
@@ -105,7 +106,7 @@ int Find(IndexFile* index, std::uint32_t number, CachedPage** page)
     return 0;
 }
 
-// Leaves change too often for heads.
+// Leaves change too often for PageHeads.
 PagePosition SearchBuffer(const IndexPage& page, const SoughtItem& wanted, int allowDuplicates)
 {
     return page.leftmost != 0 ? cachedPages.HeadsOf(&page).Search(page, wanted, allowDuplicates)
@@ -148,7 +149,7 @@ void SetCompactRoom(std::size_t bytes)
 int tagetpage(IndexFile* index, std::uint32_t number, IndexPage** page)
 {
     *page = nullptr;
-    // The steps of a walk mostly stay on one page.
+    // Most steps of a walk stay on one page.
     CachedPage* found = cachedPages.FindNewestInBuffer(index, number);
     if (!found && Find(index, number, &found) != 0)
         return -1;
@@ -187,8 +188,8 @@ int tanewpage(IndexFile* index, std::uint32_t* number, IndexPage** page)
         cachedPages.FreeBuffer(buffer);
         return -1;
     }
-    // As a free page it may have been read ahead only now, on the way that AddPageRecord
-    // follows.
+    // The free page may have been read ahead just now, while AddPageRecord searched the
+    // tree.
     if (CachedPage* const ahead = cachedPages.Find(index, *number))
         cachedPages.Remove(ahead);
     if (AddInBuffer(index, *number, buffer) != 0) {
@@ -241,7 +242,7 @@ int tasplitleaf(IndexFile* index, std::uint32_t number, int position, const Soug
     CachedPage* leaf;
     if (Find(index, number, &leaf) != 0 || (leaf->buffer && Compact(leaf) != 0))
         return -1;
-    // It may have left memory, and be another page now.
+    // The leaf may have left memory and changed meanwhile.
     if (!leaf->compact.IsLeaf() || leaf->compact.count() != pageItems)
         return SetError(taDamaged);
     CompactPage lower;

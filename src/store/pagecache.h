@@ -1,15 +1,14 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The pages of all open indexes that are in memory, in the order of their last
-// use. Those used last stand unpacked in buffers, where they are worked on; the
-// others in a compact form, many times smaller, and as many of them as there is
-// room for. Changed pages are written when they have to leave memory or their
-// index is written back.
+// The pages of all open indexes that are in memory, in the order of their last use. The
+// most recently used ones are unpacked in buffers, where they are changed. The others are
+// in a compact form, which is many times smaller, as long as there is room. Changed pages
+// are written when they have to leave memory or their index is written back.
 //
-// A pointer to a page stays good while one operation fetches no more pages than
-// PAGESTACKSIZE, which is far more than any operation needs: a change fetches
-// all its pages before it touches the first, and then cannot fail half-way.
+// A pointer to a page stays valid while an operation fetches at most PAGESTACKSIZE pages,
+// which is far more than any operation needs: a change fetches all its pages before it
+// modifies the first, and then cannot fail halfway.
 
 #pragma once
 
@@ -19,24 +18,24 @@
 namespace Agent
 {
 
-// Buffers, 4 MiB of them.
+// The number of buffers; they take 4 MiB.
 constexpr std::uint16_t PAGESTACKSIZE = 512;
 
-// Bytes for pages in compact form, and what is kept of all pages in memory.
+// The bytes for pages in compact form, and for the entries of all pages in memory.
 constexpr std::size_t standardCompactRoom = 9 * 1024 * 1024;
 void SetCompactRoom(std::size_t bytes);
 
-// The page's address, or -1 and null: it could not be read (or the page that
-// had to make room could not be written), or is no page.
+// Returns the page's address; -1 and null if it could not be read, is not a valid page,
+// or the page that had to leave memory could not be written.
 int tagetpage(IndexFile* index, std::uint32_t number, IndexPage** page);
 
-// Looks for an item in a page, in whichever form the page is in memory.
+// Searches a page for an item, in whichever form the page is in memory.
 int tasearchpage(IndexFile* index, std::uint32_t number, const SoughtItem& wanted,
                  PagePosition* position);
 
-// Puts an item into a leaf, where the last search came to, or takes one out there,
-// in whichever form the leaf is in memory. False, with nothing changed, if more pages
-// than this one would have to change.
+// Inserts an item into a leaf, at the position found by the last search, or removes the
+// one there, in whichever form the leaf is in memory. False, with nothing changed, if
+// more pages than this one would have to change.
 bool taaddtoleaf(IndexFile* index, std::uint32_t number, const PagePosition& at,
                  const SoughtItem& item);
 bool taremovefromleaf(IndexFile* index, std::uint32_t number, int position);
@@ -44,32 +43,31 @@ bool taremovefromleaf(IndexFile* index, std::uint32_t number, int position);
 // The number of items of a page, or -1.
 int taitemsof(IndexFile* index, std::uint32_t number);
 
-// Splits a full leaf in its compact form, as if the item stood behind the one at
-// `position`. A fresh page gets the upper half and is marked as changed, but has
-// no buffer then; the leaf is still to be marked, by taupdateleaf.
+// Splits a full leaf in its compact form, as if the item were after the one at
+// `position`. A new page gets the upper half; it is marked as changed, and has no buffer.
+// The leaf itself still has to be marked with taupdateleaf.
 int tasplitleaf(IndexFile* index, std::uint32_t number, int position, const SoughtItem& item,
                 IndexPage* fresh, IndexItem* middle);
 
-// A page with a new number, a freed one first; without items.
+// Makes an empty page with a new number, preferably a freed one.
 int tanewpage(IndexFile* index, std::uint32_t* number, IndexPage** page);
 
-// Says that a page was changed. With flushing on, pages are written in the order of
-// these calls, by their last one: an operation makes them so that the file is whole,
-// for every item that was in it before, between any two writes. Without, they are
-// written in the order of the file.
+// Marks a page as changed. With flushing on, pages are written in the order of their last
+// such call: operations choose that order so that the file contains every earlier item
+// between any two writes. Without flushing, they are written in the order of the file.
 void taupdatepage(IndexPage* page);
 void taupdateleaf(IndexFile* index, std::uint32_t number);
 
-// Takes that back, for a page that no longer belongs to the tree.
+// Undoes that, for a page that no longer belongs to the tree.
 void ForgetChanges(IndexPage* page);
 
-// Sets the root, at this point of that order.
+// Sets the root, at this point in the order of writes.
 void SetRootPage(IndexFile* index, std::uint32_t number);
 
 // Frees the page's record and its buffer.
 int tareturnpage(IndexPage* page);
 
-// Forgets an index's pages, changed ones too.
+// Drops an index's pages, including changed ones.
 void DropPages(IndexFile* index);
 
 // Whether InitIndex was called.

@@ -14,10 +14,10 @@ namespace Agent
 namespace
 {
 
-// Both words are within the key of an item up to here.
+// Up to this length of the prefix both words are within the key of an item.
 constexpr std::size_t longestPrefix = sizeof IndexItem::key - 2 * wordSize;
 
-// The word behind one that OrderOfWord made; zero if the key ends before it.
+// The word after one that OrderOfWord made; zero if the key ends before it.
 std::uint64_t SecondWord(std::uint64_t first, std::uint64_t second)
 {
     return (first & 0xff) != 0 ? OrderOfWord(second) : 0;
@@ -42,7 +42,7 @@ void PageHeads::Read(const IndexPage& page)
 
 int PageHeads::CountBelow(std::uint64_t head) const
 {
-    // A jump would go either way half of the times.
+    // Without a branch, which would be mispredicted half of the time.
     const std::uint64_t* first = m_first;
     for (int left = m_count; left > 1;) {
         const int half = left / 2;

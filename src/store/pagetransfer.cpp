@@ -17,7 +17,7 @@ namespace Agent
 namespace
 {
 
-// The page's bytes in the file.
+// Writes the page in the form of the file.
 void Pack(const CachedPage* page, std::uint8_t* bytes)
 {
     static IndexPage expanded;
@@ -32,7 +32,7 @@ bool Unpack(const IndexFile* index, const std::uint8_t* bytes, IndexPage* page)
     return UnpackPage(bytes, index->keyLength, pages, page) && page->count > 0;
 }
 
-// As in a free page whose link looks like a count: it has zeros behind that.
+// As in a free page with a link that looks like a count: it has zeros after that.
 bool BeginsWithEqualItems(const IndexPage& page)
 {
     const IndexItem* const items = page.items;
@@ -40,7 +40,7 @@ bool BeginsWithEqualItems(const IndexPage& page)
         && std::strcmp(items[1].key, items[2].key) == 0;
 }
 
-// Whether the way to an item leads through a page. -1 if it cannot be followed.
+// Whether the path to an item leads through a page. -1 if it cannot be followed.
 int LeadsThrough(IndexFile* index, const SoughtItem& item, std::uint32_t page)
 {
     PagePosition at(false, 0, 0, index->rootPage);
@@ -58,10 +58,11 @@ int LeadsThrough(IndexFile* index, const SoughtItem& item, std::uint32_t page)
     return 0;
 }
 
-// Whether a record of the chain of free ones is a page of the tree. A page that was freed
-// here holds zeros after its link, but other programs leave its items there, and the count
-// of a page in use can look like a link. So the way to its first item decides: only for a
-// page in use does it lead through that page. 1, 0, or -1 if the way cannot be followed.
+// Whether a record from the chain of free ones is a page of the tree. This library clears
+// a page after its link when it frees it, but other programs leave the items there, and
+// the count of a page in use can look like a link. So the path to its first item decides:
+// it leads through the page only if that is in use. 1, 0, or -1 if the path cannot be
+// followed.
 int IsPageInUse(IndexFile* index, std::uint32_t number, const std::uint8_t* bytes)
 {
     static IndexPage image;
@@ -70,7 +71,7 @@ int IsPageInUse(IndexFile* index, std::uint32_t number, const std::uint8_t* byte
     return LeadsThrough(index, SoughtItem(image.items[1]), number);
 }
 
-// With flushing on, the pages are not kept for long.
+// Not with flushing on, since pages then do not stay in memory for long.
 bool ReadsAhead(const IndexFile* index, std::size_t room)
 {
     const DataFile* const file = index->dataFile;
@@ -79,7 +80,7 @@ bool ReadsAhead(const IndexFile* index, std::size_t room)
         && cachedPages.room() + neighboursAtOnce * sizeof(IndexPage) <= room;
 }
 
-// Keeps a page that nobody has asked for, if it is one: it may be free.
+// Keeps a neighbour that was read ahead, if it is a valid page; it may be free.
 void KeepAhead(IndexFile* index, std::uint32_t number, const std::uint8_t* bytes)
 {
     static IndexPage image;
@@ -94,7 +95,7 @@ void KeepAhead(IndexFile* index, std::uint32_t number, const std::uint8_t* bytes
     cachedPages.compacted.LinkOldest(page);
 }
 
-// As GetRec, and keeps the page's neighbours.
+// Like GetRec, and also keeps the page's neighbours.
 int ReadBlock(IndexFile* index, std::uint32_t number, std::uint8_t* bytesOfPage)
 {
     DataFile* const file = index->dataFile;
@@ -117,11 +118,11 @@ int ReadBlock(IndexFile* index, std::uint32_t number, std::uint8_t* bytesOfPage)
     return 0;
 }
 
-// The changed pages of an index. Those of one operation need no memory.
+// The changed pages of an index. Those of a single operation need no allocation.
 class ChangedPages
 {
 public:
-    // In that order. False if there is no memory.
+    // Collects them in the order of that member. False if there is no memory.
     template <typename Key> bool Collect(const IndexFile* index, Key CachedPage::*order)
     {
         std::size_t count = 0;
@@ -174,9 +175,10 @@ int WriteMovedRoot(IndexFile* index)
     return -1;
 }
 
-// With flushing on, the changes of one operation. They were marked in an order in which
-// every item of the file can be found between any two writes, and the header is written
-// where the root moved in that order. Other processes, and a crash, see the file so.
+// With flushing on, writes the changes of one operation. They were marked in an order
+// that keeps every item of the file findable between any two writes, and the header is
+// written at the point where the root moved. Other processes see the file in these
+// states, and so does a process after a crash.
 int WriteInOrderOfChange(IndexFile* index)
 {
     ChangedPages pages;
@@ -191,7 +193,7 @@ int WriteInOrderOfChange(IndexFile* index)
     return WriteMovedRoot(index);
 }
 
-// In one transfer.
+// Writes them in one transfer.
 int WriteNeighbours(CachedPage* const* pages, std::size_t count)
 {
     static std::uint8_t bytes[neighboursAtOnce * PackedLength(longestKey)];
@@ -206,7 +208,7 @@ int WriteNeighbours(CachedPage* const* pages, std::size_t count)
     return 0;
 }
 
-// Without flushing the file is whole once its header is written, behind all pages.
+// Without flushing, the file is complete once its header is written, after all pages.
 int WriteInOrderOfFile(IndexFile* index)
 {
     ChangedPages pages;

@@ -21,15 +21,15 @@ namespace Agent
 constexpr std::uint32_t neighboursAtOnce = 16;
 constexpr std::uint32_t fetchesAlone = 32;
 
-// Reads a page that is not in memory. If all pages of the index fit into `room` bytes, of
-// which enough are left for 16 pages, its neighbours are in memory too after that: in
-// compact form, and in the place of the pages used longest ago. A record that cannot be a
-// page is damage; a neighbour that cannot be one is skipped, since it may be free.
+// Reads a page that is not in memory. If all pages of the index fit into `room` bytes,
+// and enough of these are left for 16 pages, its neighbours are put into memory as well,
+// in compact form and as the least recently used pages. A record that cannot be a page is
+// damage; a neighbour that cannot be one is skipped, since it may be free.
 int ReadPage(IndexFile* index, std::uint32_t number, std::size_t room, IndexPage* page);
 
 int WritePage(CachedPage* page);
 
-// As AddRec, for an empty page. A page out of the chain of free ones that is in the
+// Like AddRec, for an empty page. A page from the chain of free ones that is also in the
 // tree is damage.
 int AddPageRecord(IndexFile* index, std::uint32_t* number);
 
@@ -37,8 +37,8 @@ int AddPageRecord(IndexFile* index, std::uint32_t* number);
 bool HasChanges(const IndexFile* index);
 
 // Writes an index's changed pages. With flushing on, they are written in the order of
-// the last changes, and the header too where the root moved; without, in the order
-// of the file.
+// their last changes, with the header at the point where the root moved; without
+// flushing, in the order of the file.
 int WriteBackPages(IndexFile* index);
 
 } // namespace Agent

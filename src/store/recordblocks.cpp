@@ -15,8 +15,8 @@ namespace
 {
 
 constexpr std::int64_t blockLength = 1 << 20;
-// A read this few records further than the last one counts as following it: the
-// leaves of a tree have its other pages between them.
+// A read at most this many records after the last one counts as following it: between the
+// leaves of a tree there are other pages.
 constexpr std::int64_t near = 8;
 
 std::int64_t SizeOf(const OpenStoreFile& file)
@@ -29,7 +29,7 @@ std::int64_t SizeOf(const OpenStoreFile& file)
 
 } // namespace
 
-// Without O_NONBLOCK a pipe in the place of the file would stop the program.
+// Without O_NONBLOCK, a pipe in place of the file would block the program.
 RecordBlocks::RecordBlocks(const std::string& path, int recordLength)
     : m_file(path.c_str(), O_RDONLY | O_NONBLOCK, 0),
       m_length(std::max(recordLength, headerLength)), m_size(SizeOf(m_file))
@@ -47,7 +47,7 @@ std::uint8_t* RecordBlocks::Read(std::int64_t number)
     return record ? record : ReadSingle(number);
 }
 
-// Null where any part of the block cannot be read: its records are tried one by one.
+// Null if any part of the block cannot be read; its records are then tried one by one.
 std::uint8_t* RecordBlocks::ReadBlock(std::int64_t first)
 {
     const std::int64_t records

@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The records of a data file, or the pages of an index, read for a check: past the
-// page cache, without the least change to the file. Records that follow each other
-// come in one large read; a jump costs one small one.
+// The records of a data file, or the pages of an index, read for a check: without the
+// page cache, and without changing the file. Records that follow each other are read in
+// one large block; a jump costs one small read.
 
 #pragma once
 
@@ -44,7 +44,7 @@ private:
     const std::int64_t m_size;
     std::vector<std::uint8_t> m_block;
     std::int64_t m_first = 0; // record of the block
-    std::int64_t m_blockEnd = 0; // and the one after its last
+    std::int64_t m_blockEnd = 0; // and the one after the last of the block
     std::vector<std::uint8_t> m_single;
     std::int64_t m_next = 1; // the one after the last that was read from the file
 };

@@ -19,8 +19,7 @@
 namespace Agent
 {
 
-// The bytes that two keys have in common, from the first one on: with letters of
-// either case taken for the same, and without.
+// The length of the common prefix of two keys: ignoring letter case, and exactly.
 struct SharedKeys {
     int folded;
     int exact;
@@ -29,7 +28,7 @@ struct SharedKeys {
 class SoughtItem
 {
 public:
-    // A key of more than 150 characters is cut.
+    // A key over 150 characters is cut.
     SoughtItem(const char* key, std::uint32_t record) : m_record(record)
     {
         const std::size_t length = strnlen(key, longestKey);
@@ -49,10 +48,11 @@ public:
     std::uint32_t record() const { return m_record; }
     const char* key() const { return m_key; } // folded
     int ByteAt(int at) const { return static_cast<unsigned char>(m_key[at]); } // folded
-    // The eight bytes of the folded key from `at` on, zeros behind its end.
+    // The eight bytes of the folded key from `at` on, with zeros after its end.
     std::uint64_t WordAt(std::size_t at) const { return GetWord(m_key + at); }
 
-    // Whether its folded key has these first bytes, of which there may be seven more.
+    // Whether the folded key begins with these bytes; up to seven bytes after them may be
+    // read.
     bool BeginsWith(const char* bytes, std::size_t count) const
     {
         for (std::size_t at = 0; at < count; at += wordSize) {
@@ -63,17 +63,17 @@ public:
         return true;
     }
 
-    // Below 0, 0 or above 0 as it stands before an item, in its place, or behind.
+    // Negative, 0, positive: sorts before the item, equal, after it.
     int Compare(const IndexItem& item, int allowDuplicates) const
     {
         const WordDifference keys = CompareKey(item.key, nullptr);
         return Order(keys.difference, m_record, item.record, allowDuplicates);
     }
 
-    // The same with an item whose key has its first bytes, `from`, in common with a
-    // key that shares no fewer with this one, and `rest` behind them, of which the
-    // seven bytes behind may be read. *with tells what that key shares with this
-    // one, and then what the item's does.
+    // The same with an item of a compact page. Its key consists of the first `from` bytes
+    // of the key before it and of `rest`, after which seven bytes may be read; this key
+    // shares at least as much with the key before. On entry *with is what that key shares
+    // with this one, on return what the item's key shares with it.
     [[gnu::always_inline]] int CompareRest(int from, int first, const std::uint8_t* rest,
                                            int length, std::uint32_t record, int allowDuplicates,
                                            SharedKeys* with) const
@@ -86,7 +86,7 @@ public:
         return CompareWords(from, rest, length, record, allowDuplicates, with);
     }
 
-    // The number of bytes that the key has in common with another.
+    // The length of the common prefix of this key and another.
     std::size_t Matched(const char* key) const
     {
         std::size_t matched;
@@ -98,7 +98,7 @@ private:
     int CompareWords(int from, const std::uint8_t* rest, int length, std::uint32_t record,
                      int allowDuplicates, SharedKeys* with) const
     {
-        // The first byte that is not the same, be it in case only.
+        // The first byte that differs, even if only in case.
         int unlike = from <= with->exact ? longestKey : with->exact;
         for (int at = 0;;) {
             at += EqualBytes(m_exact + from + at, rest + at, length - at);
@@ -113,8 +113,8 @@ private:
         }
     }
 
-    // How many bytes of the end of a key are the same in another. Seven bytes behind
-    // either may be read.
+    // The number of equal bytes at the beginning of the rest of a key and of `end`. Seven
+    // bytes after either may be read.
     static int EqualBytes(const char* key, const std::uint8_t* end, int length)
     {
         for (int at = 0; at < length; at += int(wordSize)) {
@@ -139,7 +139,7 @@ private:
 
     std::uint32_t m_record;
     int m_length;
-    // Behind the key, so that two words can be read from any byte of it.
+    // After the key, so that two words can be read from any of its bytes.
     static constexpr std::size_t zeros = 3 * wordSize;
 
     char m_exact[longestKey + zeros];

@@ -29,7 +29,7 @@ std::string Number(std::int64_t number)
     return std::to_string(number);
 }
 
-// What was found so far.
+// The findings so far.
 class Report
 {
 public:
@@ -49,7 +49,7 @@ private:
     Findings m_findings;
 };
 
-// The header, or false with the reason in the report.
+// Reads the header; false with the reason in the report.
 bool CheckHeader(RecordBlocks& records, Report* report, DataFileHeader* header)
 {
     const std::uint8_t* const record = records.Read(0);
@@ -67,7 +67,8 @@ bool CheckHeader(RecordBlocks& records, Report* report, DataFileHeader* header)
     return true;
 }
 
-// Which records the chain of deleted ones leads through.
+// The records in the chain of deleted ones. Stops at the first record that cannot be part of
+// it, so a circular chain ends as well.
 std::vector<bool> CheckFreeChain(RecordBlocks& records, const DataFileHeader& header,
                                  Report* report)
 {
@@ -107,7 +108,9 @@ std::vector<bool> CheckFreeChain(RecordBlocks& records, const DataFileHeader& he
     return isFree;
 }
 
-// The pages of one index, from the root down.
+// Checks the pages of one index from the root down. It visits each page at most once, so it
+// ends for any damage. The order of items is checked along the whole walk and not page by
+// page: pages that are sound by themselves may contradict each other.
 class TreeCheck
 {
 public:
@@ -230,8 +233,8 @@ FreeList FreeBlocks(const BlockChain& chain)
     return blocks;
 }
 
-// A listed block whose first byte, its status, became the last one of the
-// header of the 7-byte block before it.
+// Whether a listed block's first byte, its status, was overwritten by the last byte of
+// the header of the 7-byte block before it.
 bool IsHidden(const BlockChain& chain, std::int64_t offset)
 {
     const std::int64_t before = offset - smallestBlock;

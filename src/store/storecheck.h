@@ -2,9 +2,9 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
 /// @file
-/// Proves that the files of the store are what they should be. The checks read
-/// the files themselves, page by page and block by block, and change nothing;
-/// they ask nothing of the page cache. No file may be written meanwhile.
+/// Checks whether the files of the store are sound. The checks read the files directly,
+/// page by page and block by block, without the page cache, and change nothing. The files
+/// must not be written at the same time.
 
 #pragma once
 
@@ -15,28 +15,28 @@
 namespace Agent
 {
 
-/// What is wrong and where, each in a sentence without its full stop. None: the
-/// file is sound. Of a file with very many faults the first hundred are told.
+/// The faults and their places, each as a sentence without a full stop. Empty: the file
+/// is sound. At most the first hundred faults are reported.
 using Findings = std::vector<std::string>;
 
-/// The header, the chain of deleted records, and that each record is either in
-/// it or begins with four zero bytes.
+/// Checks the header, the chain of deleted records, and that each record is either in the
+/// chain or begins with four zero bytes.
 Findings CheckDataFile(const std::string& path, int recordLength);
 
 /// One item of an index.
 struct IndexEntry {
-    std::string key; ///< as it is stored
-    std::uint32_t record; ///< the number that it leads to
+    std::string key; ///< as stored
+    std::uint32_t record; ///< its record number
 };
 
-/// The header, the chain of free pages, and the tree: that each page is reached
-/// once or is free, is as full as it must be, that all leaves are equally deep
-/// and all items in order. The items are appended to *entries, in order as far
-/// as the tree is sound, unless it is null.
+/// Checks the header, the chain of free pages, and the tree: each page is reached once or
+/// is free, and is full enough; all leaves are equally deep, and all items are in order.
+/// Unless `entries` is null, the items are appended to it, in order as far as the tree is
+/// sound.
 Findings CheckIndex(const std::string& path, int keyLength, bool allowDuplicates,
                     std::vector<IndexEntry>* entries = nullptr);
 
-/// The chain of blocks, and that the index lists exactly the free ones.
+/// Checks the chain of blocks, and that the index lists exactly the free ones.
 Findings CheckNotes(const std::string& name);
 
 } // namespace Agent

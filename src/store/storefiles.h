@@ -2,9 +2,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
 /// @file
-/// The one place where the record store meets the file system. Every call the
-/// store makes goes through here, so that a file system that counts, fails or
-/// dies is a subclass of a few lines.
+/// The only access of the record store to the file system. All its calls go through this
+/// class, so that a file system that counts, fails or dies is a subclass of a few lines.
 
 #pragma once
 
@@ -30,7 +29,7 @@ public:
     virtual int Status(int descriptor, struct stat* status); ///< fstat(2)
     virtual bool Exists(const char* path); ///< access(2): whether anything is there
 
-    // What a database needs that is put in place as a whole.
+    // For databases that are replaced as a whole.
     virtual int OpenAt(int folder, const char* name, int flags, mode_t mode); ///< openat(2), ditto
     virtual int Sync(int descriptor); ///< fsync(2)
     virtual int Rename(const char* from, const char* to); ///< rename(2)
@@ -39,16 +38,15 @@ public:
     virtual int MakeFolder(const char* path, mode_t mode); ///< mkdir(2)
 };
 
-/// The file system in use where a handle has none of its own. The store does not
-/// own it.
+/// The file system in use for handles without one of their own. The store does not own
+/// it.
 StoreFiles& storeFiles();
 
-/// Puts another file system in use (null: the machine's own). Returns the one
-/// that was in use.
+/// Sets the file system in use (null: the machine's own). Returns the previous one.
 StoreFiles* SetStoreFiles(StoreFiles* files);
 
-/// A file that is open for the length of a block: no path through the store
-/// leaves a descriptor behind.
+/// A file that is open during a scope: no path through the store leaves a descriptor
+/// behind.
 class OpenStoreFile
 {
 public:

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// What the tests of pakmart-dbtool share: running it, and damaging files.
+// Shared by the tests of pakmart-dbtool: running it, and damaging files.
 
 #pragma once
 
@@ -24,8 +24,8 @@ protected:
         QString out, err;
     };
 
-    // The words are separated by blanks; a file's name stands for its path in
-    // the test's folder if it begins with @.
+    // The words are separated by blanks. In a word that begins with @, the rest is a file
+    // name in the test's folder.
     Result Run(const QString& words, const QStringList& more = {}) const
     {
         QStringList arguments = words.split(' ', Qt::SkipEmptyParts) + more;
@@ -77,7 +77,7 @@ protected:
         return bytes;
     }
 
-    // Writes up to `most` random bytes over some of a file. Returns where.
+    // Overwrites up to `most` bytes of a file with random ones. Returns the place.
     struct Hit {
         int begin, end;
         bool Touches(int from, int to) const { return begin < to && end > from; }

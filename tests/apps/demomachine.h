@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The test's machine image with apt-get and dpkg on it, the demo store, and a
-// store server that serves it: what pakmart meets on a person's machine.
+// The test's machine image with apt-get and dpkg, the demo store, and a store server that
+// serves it: the environment of pakmart on a user's machine.
 //
 //     DemoMachine machine;
 //     QVERIFY(machine.setUp());
@@ -29,7 +29,7 @@ public:
     const QString root = QString::fromLocal8Bit(qgetenv("PAKMART_SYSROOT"));
     const QString dir = QString::fromLocal8Bit(qgetenv("TEST_DIR"));
 
-    // Makes all of it and starts the server.
+    // Sets everything up and starts the server.
     bool setUp()
     {
         if (QProcess::execute(QStringLiteral(MKROOT),
@@ -43,7 +43,7 @@ public:
     QString url() const { return m_server->url(); }
     int endServer(int signal) { return m_server->end(signal); }
 
-    // Writes to the settings where the store is.
+    // Writes the store's address to the settings.
     bool useServer(const QString& url) const
     {
         const QString file = root + QStringLiteral("/usr/share/apps/vantrelagent/.vauf");
@@ -71,7 +71,7 @@ public:
         return status.open(QIODevice::ReadOnly) ? status.readAll() : QByteArray();
     }
 
-    // What an install has left of itself in the private tree; should be nothing.
+    // The files that an install has left in the private tree; there should be none.
     QStringList leftInTree() const
     {
         const QString tree = QDir::homePath() + QStringLiteral("/.vos-apt-get");

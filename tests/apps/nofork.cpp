@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Preloaded into a program, this is a machine that has no process more to give while
-// the file that PAKMART_TEST_NO_FORK names is there.
+// Preloaded into a program, this makes fork fail as if there were too many processes, as
+// long as the file that PAKMART_TEST_NO_FORK names exists.
 
 #include <cerrno>
 #include <cstdlib>

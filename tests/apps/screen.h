@@ -1,10 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// What a terminal would show of what is written to it: rows of any length, so that
-// a line that is too long is seen as such. It knows the line end, the carriage
-// return and the erasing of the rest of a line; anything else that moves the
-// cursor is a fault.
+// What a terminal would show: rows of any length, so that a line that is too long is
+// noticed. It understands the line end, the carriage return and erasing the rest of a
+// line; anything else that moves the cursor is an error.
 
 #pragma once
 
@@ -19,7 +18,7 @@ public:
     void write(const QByteArray& bytes)
     {
         m_pending += bytes;
-        // A character may come in pieces.
+        // A character may arrive in pieces.
         int end = m_pending.size();
         while (end > 0 && (m_pending[end - 1] & 0xC0) == 0x80)
             --end;
@@ -30,16 +29,16 @@ public:
         m_pending.remove(0, end);
     }
 
-    // The rows as they are now, without blanks at their ends.
+    // The current rows, without blanks at their ends.
     QStringList rows() const
     {
         QStringList rows = m_done;
         rows << text();
         return rows;
     }
-    // The most cells that any row ever had, that of a bar taken back as well.
+    // The maximum number of cells that any row ever had, including an erased bar.
     int widest() const { return m_widest; }
-    // Each state of the last row that was drawn over.
+    // Each state of the last row that was overwritten.
     const QStringList& drawn() const { return m_drawn; }
     int column() const { return m_column; }
     bool isSound() const { return m_sound; }

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Stores whose servers answer everything, but for archives, which never come, or for
-// what is to fail. They run on the test's event loop.
+// Stores with servers that answer everything except archives, which never arrive, or
+// except requests that should fail. They run on the test's event loop.
 
 #pragma once
 
@@ -30,11 +30,11 @@ public:
     }
     QString url() const { return QStringLiteral("http://127.0.0.1:%1").arg(serverPort()); }
     int end(int signal) { return m_server->end(signal); }
-    // Whether an archive has been asked for.
+    // Whether an archive has been requested.
     bool isAsked() const { return m_asked; }
 
 protected:
-    // Whether the request is dealt with here, and not passed on.
+    // Whether the request is answered here and not passed on.
     virtual bool take(QTcpSocket*, const QByteArray& request)
     {
         const bool archive = request.startsWith("GET /pool/") && request.contains("_all.deb ");
@@ -65,13 +65,14 @@ class FailingPool : public StalledPool
 public:
     using StalledPool::StalledPool;
 
-    // What begins with `path` is answered by this status; nothing is, without one.
+    // Answers requests that begin with `path` with this status; without a status, stops
+    // that.
     void fail(const QByteArray& path, const QByteArray& status = QByteArray())
     {
         m_path = path;
         m_status = status;
     }
-    // How many requests have failed.
+    // The number of failed requests.
     int failures() const { return m_failures; }
 
 protected:

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// A program on a terminal of its own, which it controls: what is typed goes to it,
-// Ctrl-C to all of its processes.
+// A program on a controlling terminal of its own: typed text goes to the program, Ctrl-C
+// to all of its processes.
 //
 //     Terminal terminal(PAKMART, { "install", "1001" }, 80);
 //     QVERIFY(terminal.awaits("[y/N]"));
@@ -29,7 +29,7 @@ class Terminal
 public:
     static constexpr const char* ctrlC = "\x03";
 
-    // 0 columns: a terminal that does not know how wide it is.
+    // 0 columns: a terminal that does not report its width.
     Terminal(const char* program, const QList<QByteArray>& words, int columns,
              const char* kind = "xterm")
     {
@@ -49,7 +49,7 @@ public:
         if (m_pid < 0)
             qFatal("there is no terminal to be had");
         fcntl(m_master, F_SETFL, O_NONBLOCK);
-        // The other end stays open, so that its settings can be looked at.
+        // The other end stays open, so that its settings can be checked.
         m_slave = open(ptsname(m_master), O_RDWR | O_NOCTTY | O_CLOEXEC);
         m_before = settings();
     }
@@ -78,8 +78,8 @@ public:
         ioctl(m_master, TIOCSWINSZ, &size);
     }
 
-    // Reads until this has been written; false when the program ends, or a minute
-    // passes, without it.
+    // Reads until the program has written `text`; false if the program ends first, or a
+    // minute passes.
     bool awaits(const QByteArray& text)
     {
         QElapsedTimer time;
@@ -88,7 +88,7 @@ public:
             listen();
         return m_written.contains(text);
     }
-    // Waits for the program's end; its exit status, or -1.
+    // Waits for the program's end. Returns its exit status, or -1.
     int end()
     {
         QElapsedTimer time;
@@ -101,7 +101,8 @@ public:
     const QByteArray& written() const { return m_written; }
     const Screen& screen() const { return m_screen; }
     pid_t pid() const { return m_pid; }
-    // Whether it works as it did before, with the cursor at the beginning of a line.
+    // Whether the terminal's settings are as before, and the cursor is at the beginning
+    // of a line.
     bool isAsBefore() const
     {
         return m_screen.isSound() && m_screen.column() == 0 && settings() == m_before;
@@ -117,7 +118,7 @@ private:
     }
     void listen()
     {
-        QTest::qWait(10); // servers in the test want to go on, too
+        QTest::qWait(10); // servers in the test have to run, too
         const bool ended = waitpid(m_pid, &m_status, WNOHANG) == m_pid;
         char bytes[4096];
         for (ssize_t got; (got = read(m_master, bytes, sizeof bytes)) > 0;) {

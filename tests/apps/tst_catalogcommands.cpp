@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// `pakmart` looking around in the catalog: update, categories, list, search, show
-// and installed, on the demo store.
+// `pakmart` and the catalog: update, categories, list, search, show and installed, on the
+// demo store.
 
 #include "demomachine.h"
 
@@ -24,7 +24,7 @@ using namespace Agent;
 namespace
 {
 
-// A product of a store that is about ranking.
+// A product for a store that tests the order of results.
 QByteArray Stanza(int serial, const QByteArray& name, const QByteArray& package,
                   const QByteArray& description, const QByteArray& more = "")
 {
@@ -103,7 +103,7 @@ private slots:
             QCOMPARE(result.out, QString());
             QVERIFY(result.err.contains(QStringLiteral("'pakmart update' fetches it")));
         }
-        // And none is made by asking.
+        // Asking makes none.
         QCOMPARE(DataFiles(), QStringList());
     }
 
@@ -245,7 +245,8 @@ private slots:
             QLatin1String("Nothing has changed since the last update.\n")));
     }
 
-    // Killed at any time, the catalog is the old one or the new one, whole.
+    // If an update is killed at any time, the catalog is completely the old or the new
+    // one.
     void anUpdateThatIsKilledLeavesAWholeCatalog()
     {
         QCOMPARE(pakmart("update").status, 0);
@@ -430,7 +431,7 @@ private slots:
 
     void textsOfTheStoreDoNotMoveTheCursor()
     {
-        // The reference server keeps such texts out.
+        // The reference server refuses such texts.
         ScriptedServer server;
         server.answer("/getagentapi.php",
                       ScriptedServer::http(

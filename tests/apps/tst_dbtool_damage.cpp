@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// pakmart-dbtool on indexes damaged in many ways: status 0 only if no item is lost,
-// and what is lost is said.
+// pakmart-dbtool on indexes damaged in many ways: the status is 0 only if no item is
+// lost, and losses are reported.
 
 #include "db/ccatalogfile.h"
 #include "db/crufile.h"
@@ -29,7 +29,7 @@ constexpr int sector = 512;
 using Item = std::pair<std::string, std::uint32_t>;
 using Items = std::set<Item>;
 
-// What is done to an index file of `pages` pages of `length` bytes.
+// Damages an index file of `pages` pages with `length` bytes each.
 using Damage = void (*)(QByteArray* file, int length, Random* random);
 
 int SomePage(const QByteArray& file, int length, Random* random)
@@ -40,7 +40,7 @@ int SomePage(const QByteArray& file, int length, Random* random)
 void Cut(QByteArray* file, int length, Random* random)
 {
     const int pages = file->size() / length;
-    // To the header and one leaf most often: it looks like a small index.
+    // Most often cut to the header and one leaf, which looks like a small index.
     const int left = random->Below(2) ? 2 : 1 + int(random->Below(pages));
     file->truncate(std::min(left, pages) * length);
 }
@@ -62,7 +62,7 @@ void CopyPage(QByteArray* file, int length, Random* random)
                   file->mid(from * length, length));
 }
 
-// The first word of live pages is what it would be if they were free.
+// Gives live pages the first word that they would have if they were free.
 void ChainIntoTheTree(QByteArray* file, int length, Random* random)
 {
     int links = 1 + int(random->Below(4));
@@ -127,7 +127,7 @@ void NoHeader(QByteArray* file, int, Random* random)
 struct Shape {
     const char* name;
     Damage damage;
-    bool isCountable = false; // pages are whole or gone
+    bool isCountable = false; // each page is whole or gone
     bool cutsItems = false;
 };
 
@@ -146,8 +146,8 @@ const Shape shapes[] = {
     { "no header", NoHeader },
 };
 
-// The items of the slots in which a damage begins and ends: half of one may look
-// like another one.
+// The items in the slots where a damage begins and ends: half of an item may look like
+// another one.
 std::set<std::uint32_t> CutItems(const QByteArray& before, const QByteArray& after)
 {
     const auto* const bytes = reinterpret_cast<const std::uint8_t*>(before.constData());
@@ -242,7 +242,8 @@ private:
                    bool isCountable) const;
 };
 
-// Of one page or hundreds, filled in order or at random, and some of it deleted.
+// Makes an index of one page up to hundreds, filled in order or at random, and deletes
+// some of it.
 Items TestDbtoolDamage::MakeIndexAtRandom(Random* random, bool duplicates) const
 {
     Items items;
@@ -280,7 +281,7 @@ Items TestDbtoolDamage::ItemsOf(const QString& path, int length, bool duplicates
     return findings.empty() ? items : Items{ { "not sound", 0 } };
 }
 
-// Whether the report names an item that is lost, or keys on its sides.
+// Whether the report names a lost item, or the keys on both sides of it.
 bool TestDbtoolDamage::IsNamed(const Item& item, const QString& report) const
 {
     const QString key = QString::fromStdString(item.first);
@@ -295,15 +296,16 @@ bool TestDbtoolDamage::IsNamed(const Item& item, const QString& report) const
         if (above <= key && (below.isEmpty() || key <= below))
             return true;
     }
-    // At the ends nothing is left to name them by, and of a page of which a part
-    // was copied from elsewhere it is the page that is named.
+    // Items lost at the ends have no neighbours to be named by. For a page with parts
+    // copied from elsewhere, the page is named.
     return report.contains("the header counts") || report.contains("no item can be read")
         || report.contains("the header cannot be read") || report.contains("is not whole")
         || report.contains("do not follow each other") || report.contains("and has only")
         || report.contains("to pages that cannot be");
 }
 
-// Nothing was made; with --partial, what there is, and no more is lost than is said.
+// Without --partial nothing was made. With it, the new file has the remaining items, and
+// no more are lost than reported.
 void TestDbtoolDamage::CheckPart(const Items& items, const Result& refused, const QString& flags,
                                  bool isCountable) const
 {
@@ -385,8 +387,8 @@ void TestDbtoolDamage::MakeSmallIndex() const
     CloseIndex(index);
 }
 
-// Of a part of a leaf that is full of one small key, the row of all items shows
-// nothing: it is the page that is out of order.
+// If part of a leaf is overwritten with one small key, the row of all items does not show
+// it, but the page is out of order.
 void TestDbtoolDamage::ItemsThatBecameEqualAreNamed()
 {
     MakeSmallIndex();
@@ -403,7 +405,7 @@ void TestDbtoolDamage::ItemsThatBecameEqualAreNamed()
              qPrintable(repair.out));
 }
 
-// Bytes that moved within a page can leave keys that are in order, and wrong.
+// Bytes that moved within a page can leave wrong keys that are still in order.
 void TestDbtoolDamage::ItemsBesideLinksThatCannotBeAreDoubted()
 {
     MakeSmallIndex();
@@ -428,7 +430,7 @@ void TestDbtoolDamage::Save(CCatalogFile& catalog, int serial, const char* packa
     catalog.AddDependency(QByteArray::number(serial).constData());
 }
 
-// With deleted records, and keys that have another case than their records.
+// The databases have deleted records, and keys with another case than in their records.
 void TestDbtoolDamage::MakeDatabases()
 {
     CCatalogFile catalog;
@@ -461,8 +463,8 @@ void TestDbtoolDamage::Take(const Known& known) const
     SetBytes(known.data, Contents(known.folder + known.data));
 }
 
-// Keys without their case, and what they lead to: of records that are the same, any
-// one may have the key, and a key that is restored is spelled as in its record.
+// Keys in lower case, with the content of their records: of identical records any one may
+// have the key, and a restored key is spelled as in its record.
 Items TestDbtoolDamage::Meaning(const Known& known, const QString& path) const
 {
     const QByteArray data = Contents(known.folder + known.data);
@@ -512,7 +514,7 @@ void TestDbtoolDamage::WhatBothFilesHaveLeftIsRestored_data()
     TheDataFileBesideTheIndexRestoresAll_data();
 }
 
-// The data file is damaged, too: status 0 only if each record that is as it was has its key.
+// The data file is damaged, too: status 0 only if each unchanged record has its key.
 void TestDbtoolDamage::WhatBothFilesHaveLeftIsRestored()
 {
     QFETCH(int, which);
@@ -553,8 +555,8 @@ void TestDbtoolDamage::WhatBothFilesHaveLeftIsRestored()
     QVERIFY(whole > 3);
 }
 
-// The described names are links into a folder; repair says where the new file goes,
-// and neither follows nor replaces a link that has the name of the output.
+// The described names are links into a folder. Repair reports where the new file belongs,
+// and neither follows nor replaces a link with the name of the output.
 void TestDbtoolDamage::TheDataFileIsFoundWhereLinksLead()
 {
     const Known& known = m_known[0];
@@ -584,7 +586,7 @@ void TestDbtoolDamage::TheDataFileIsFoundWhereLinksLead()
     QVERIFY(!QFile::exists(Path("nowhere")));
 }
 
-// A save that the third index refused left a record which is in the first two.
+// A save that the third index refused has left a record that is in the first two.
 void TestDbtoolDamage::WhoWasRefusedStaysOut()
 {
     CCatalogFile catalog;
@@ -602,7 +604,7 @@ void TestDbtoolDamage::WhoWasRefusedStaysOut()
         QVERIFY2(repair.status == 0, qPrintable(repair.out));
         QVERIFY2(repair.out.contains("stays out"), qPrintable(repair.out));
         QCOMPARE(Meaning(known, Path("new.idx")), items);
-        // Where the holder's own item is lost, nobody can say who it was.
+        // If the holder's own item is lost, nothing shows who held the key.
         for (int round = 0; round < 30; ++round) {
             NewFolder();
             Take(known);
@@ -657,8 +659,8 @@ void TestDbtoolDamage::NothingHalfIsLeftAtASignal_data()
                            << QStringList{ "new.fil", "new.k1" };
 }
 
-// SIGTERM at each change of a file, or at some of many: all that a repair makes is there, or
-// nothing.
+// SIGTERM at each change of a file, or at a sample of many: either all files of a repair
+// exist, or none.
 void TestDbtoolDamage::NothingHalfIsLeftAtASignal()
 {
     QFETCH(QString, words);

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// pakmart-dbtool: its words, and what it does with data files.
+// pakmart-dbtool: its command line, and data files.
 
 #include "store/datafile.h"
 #include "tests/apps/dbtooltest.h"
@@ -91,7 +91,7 @@ Records TestDbtoolData::LiveRecords(const char* name) const
     return live;
 }
 
-// Records that can be stored before the file grows.
+// The number of records that can be stored before the file grows.
 int TestDbtoolData::RecordsThatFollow(const char* name) const
 {
     DataFile* const file = OpenDataFile(0, Native(name).c_str(), recordLength);
@@ -382,7 +382,7 @@ void TestDbtoolData::NothingIsLeftBehindWhenTheDiskIsFull()
     for (int i = 0; i < 9; ++i)
         AddRec(file, &number, std::string(400, '\0').data());
     CloseDataFile(file);
-    // Files may have 1,024 bytes.
+    // Files are limited to 1,024 bytes.
     const Result result
         = Start("/bin/bash",
                 { "-c", "trap '' XFSZ; ulimit -f 1; exec \"$@\"", "-", DBTOOL, "repair", "data",
@@ -400,7 +400,7 @@ void TestDbtoolData::NothingIsLeftBehindAtASignal_data()
     QTest::newRow("SIGHUP") << SIGHUP;
 }
 
-// Nobody reads the report, so that repair waits with its new file written.
+// Nobody reads the report, so repair blocks after writing its new file.
 void TestDbtoolData::NothingIsLeftBehindAtASignal()
 {
     QFETCH(int, ending);

@@ -106,7 +106,7 @@ private slots:
         QVERIFY(dump.err.contains(QLatin1String("is not in .VACatalog.k2")));
     }
 
-    // An update may put the files into a folder of their own, and links in their
+    // An update may put the files into a folder of their own, and put links in their
     // place.
     void linksAreFollowed()
     {
@@ -123,7 +123,7 @@ private slots:
         const Result check = Run("check catalog " + Path(""));
         QCOMPARE(check.out, Path("") + "/: sound\n");
         QCOMPARE(check.status, 0);
-        // One of them out of another update is worth a remark.
+        // A file from another update causes a remark.
         QVERIFY(QFile::remove(Path(".VACatalog.k2")));
         QVERIFY(QFile::link("b/.VACatalog.k2", Path(".VACatalog.k2")));
         const Result mixed = Run("check catalog " + Path(""));
@@ -136,7 +136,7 @@ private slots:
         QCOMPARE(Run("check catalog " + Path("")).status, 1);
     }
 
-    // A pipe in the place of a file stops nobody.
+    // A pipe in place of a file does not block the tool.
     void aPipeIsNoFile()
     {
         const QByteArray path = (m_catalog + ".VACatalog.k2").toLocal8Bit();

@@ -21,13 +21,14 @@ constexpr int pageLength = PackedLength(keyLength);
 constexpr int stride = keyLength + 9;
 constexpr int recordLength = 40;
 constexpr int keyOffset = 8; // in a record
-constexpr std::uint32_t extra = 1500; // items that were there for a while
+constexpr std::uint32_t extra = 1500; // items that are deleted again
 const QString withData = QStringLiteral(" --data @a.dat -r 40");
 const QString withField = QStringLiteral(" --data @a.dat -r 40 --key-field 8:12");
 
 using Items = std::set<std::pair<std::string, std::uint32_t>>;
 
-// A process that dies after so many writes, as its files see it.
+// A file layer for a process that dies after a number of writes: later ones have no
+// effect.
 class DyingFiles : public StoreFiles
 {
 public:
@@ -97,7 +98,7 @@ private:
     std::map<std::uint32_t, std::pair<QByteArray, QByteArray>> m_samples;
 };
 
-// Not in the order of the numbers.
+// The order of the keys is not that of the numbers.
 std::string TestDbtoolIndex::Key(std::uint32_t number)
 {
     return QString::asprintf("%05u-Key", number * 7919 % 10007).toStdString();
@@ -115,8 +116,8 @@ void TestDbtoolIndex::MakeData(std::uint32_t records) const
     CloseDataFile(file);
 }
 
-// With 2,000 items: three levels, some free pages, and the data file. Made once
-// and copied after that.
+// 2,000 items make three levels; there are some free pages, and the data file. The sample
+// is made once and then copied.
 Items TestDbtoolIndex::MakeSample(std::uint32_t items)
 {
     auto& [index, data] = m_samples[items];
@@ -251,8 +252,8 @@ void TestDbtoolIndex::AKeyLengthThatIsNotSureIsAskedFor()
     QVERIFY2(result.err.contains("give --key-length"), qPrintable(result.err));
     QCOMPARE(Run("check index @a.idx --key-length 12").status, 1);
 
-    // 29 pages of 1,558 bytes, or 26 of another length and so on: the header is
-    // of no help.
+    // 29 pages of 1,558 bytes, or 26 of another length, and so on: the header does not
+    // help.
     SetBytes("b.idx", QByteArray(PackedLength(22) * 29 * 26, '\x07'));
     const Result other = Run("check index @b.idx");
     QCOMPARE(other.status, 2);
@@ -333,7 +334,7 @@ void TestDbtoolIndex::Damage(const QString& what) const
         QFAIL("unknown damage");
 }
 
-// All items can be read.
+// Damage that leaves all items readable.
 void TestDbtoolIndex::EachDamageIsFoundAndRepaired_data()
 {
     QTest::addColumn<QString>("finding");
@@ -386,7 +387,7 @@ void TestDbtoolIndex::EachDamageIsFoundAndRepaired()
     }
 }
 
-// Some cannot.
+// Damage that makes some items unreadable.
 void TestDbtoolIndex::ItemsThatCannotBeReadAreToldAndNothingIsMade_data()
 {
     QTest::addColumn<QString>("finding");
@@ -411,7 +412,7 @@ void TestDbtoolIndex::ItemsThatCannotBeReadAreToldAndNothingIsMade()
     const QByteArray before = Bytes("a.idx");
     const Result check = Run("check index @a.idx -k 12");
     QCOMPARE(check.status, 1);
-    // With pages missing, the root or a child of a page may be among them.
+    // The root or a child of a page may be among the missing pages.
     QVERIFY2(check.out.contains(finding) || check.out.contains("child outside the file"),
              qPrintable(check.out));
 
@@ -530,9 +531,9 @@ void TestDbtoolIndex::WideKeysAreCutAsTheFileCutsThem()
     QCOMPARE(items.rbegin()->first.size(), std::size_t(102));
 }
 
-// Two leaves of 25 items below a root with one. Deleting the first item makes
-// them one page and frees the other and the root. The process dies after so many
-// writes of that; returns whether it did.
+// Two leaves with 25 items each below a root with one. Deleting the first item merges
+// them into one page, and frees the other leaf and the root. The process dies after
+// `writes` writes of that; returns whether it did.
 bool TestDbtoolIndex::DieWhileMerging(int writes) const
 {
     IndexFile* const index = MakeIndex(0, Native("a.idx").c_str(), keyLength, 0);
@@ -579,7 +580,7 @@ void TestDbtoolIndex::RandomDamageLosesNoOtherItem()
         NewFolder();
         const Items items = MakeSample(600);
         const Hit hit = PatchAtRandom("a.idx", &random, 8);
-        // A page that says it has fewer items than it has may look sound.
+        // A page with a count that is too low may look sound.
         const int page = hit.end / pageLength * pageLength;
         const bool hitsCount = hit.Touches(page, page + 1);
         const QByteArray before = Bytes("a.idx");
@@ -596,7 +597,7 @@ void TestDbtoolIndex::RandomDamageLosesNoOtherItem()
             ++repaired;
             const Items kept = ItemsOf("new.idx");
             const auto isKept = [&kept](const auto& item) { return kept.count(item) > 0; };
-            // The bytes that were hit belong to two items at most.
+            // The damaged bytes belong to at most two items.
             QVERIFY(std::count_if(items.begin(), items.end(), isKept) + 2 >= int(items.size()));
         }
         QCOMPARE(Run("repair index @a.idx -k 12 -o @data.idx" + withField).status, 0);

@@ -20,7 +20,7 @@ namespace
 
 using Texts = std::map<std::int32_t, std::string>;
 
-// Words for a key of the list of free blocks.
+// The options for a key of the list of free blocks.
 struct ListKey {
     explicit ListKey(int capacity) { std::snprintf(text, sizeof text, "%9d", capacity); }
     char text[24];
@@ -87,7 +87,7 @@ Texts TestDbtoolNotes::MakeSample() const
     return texts;
 }
 
-// A block of 7 bytes at 21, a hidden one of 38 at 28, a text behind.
+// A block of 7 bytes at 21, a hidden one of 38 at 28, and a text after them.
 Texts TestDbtoolNotes::MakeHidden() const
 {
     CNote notes;
@@ -256,7 +256,7 @@ void TestDbtoolNotes::AHiddenBlockLongerThanATextIsFreeAgain()
     QVERIFY(Run("dump notes @new").out.contains("28\tfree\t600016\t\n"));
 }
 
-// As where the list was taken from an older copy: the block may be in use again.
+// The list might be from an older copy: the block may be in use again.
 void TestDbtoolNotes::AHiddenBlockStaysWhereTheListIsNotTrue()
 {
     Texts texts = MakeHidden();
@@ -360,7 +360,7 @@ void TestDbtoolNotes::ABreakIsToldAndNothingIsMade()
     QCOMPARE(Run("repair notes @a -o @new --partial").status, 1);
     QCOMPARE(Bytes("new.fil"), Bytes("a.fil"));
     CompareTexts("new", texts);
-    // Texts stored now harm none.
+    // Texts stored now do not damage others.
     CNote notes;
     QVERIFY(notes.Open(Native("new").c_str()));
     for (int i = 0; i < 30; ++i)
@@ -369,7 +369,7 @@ void TestDbtoolNotes::ABreakIsToldAndNothingIsMade()
     CompareTexts("new", texts);
 }
 
-// Its length reaches into the text behind it.
+// Its length reaches into the text after it.
 void TestDbtoolNotes::AFreeBlockBeforeABreakIsNotHandedOut()
 {
     Texts texts = MakeSample();

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// pakmart --dialogs on a display: the library's boxes are there for the person to
-// read, and what they hold up goes on when the person closes them.
+// pakmart --dialogs on a display: the user can read the library's boxes, and the program
+// continues when the user closes them.
 
 #include "tests/apps/demomachine.h"
 #include "tests/apps/xdisplay.h"
@@ -15,9 +15,9 @@ class DialogsTest : public QObject
     Q_OBJECT
 
 private:
-    static constexpr int patience = 120000; // ms; only a hang takes that long
+    static constexpr int patience = 120000; // ms; only a hang takes longer
 
-    // pakmart with this display before it. It ends with the test at the latest.
+    // pakmart on this display. It ends with the test at the latest.
     class Shown : public QProcess
     {
     public:
@@ -41,7 +41,7 @@ private:
     DemoMachine m_machine;
     XDisplay m_display;
 
-    // The text of a box, as the person copies it.
+    // The text of a box, copied as a user would.
     QString textOf(const QString& window) const
     {
         const QRect place = m_display.place(window);
@@ -84,13 +84,13 @@ private slots:
                                  patience);
         QCOMPARE(m_display.window("^Pakmart - Installation Success$"), box);
 
-        // pakmart waits for the person, and ends when "Close" is clicked.
+        // pakmart waits for the user, and ends when "Close" is clicked.
         QCOMPARE(pakmart.state(), QProcess::Running);
         m_display.click(box, 325, 194);
         QVERIFY(pakmart.waitForFinished(60000));
         QCOMPARE(pakmart.exitStatus(), QProcess::NormalExit);
         QCOMPARE(pakmart.exitCode(), 0);
-        // What was shown was not read out as well.
+        // The text of a box that was shown is not printed as well.
         const QByteArray out = pakmart.readAllStandardOutput();
         QVERIFY2(out.contains("Setting up starlander"), out.constData());
         QVERIFY2(!out.contains("has been installed!"), out.constData());

@@ -1,15 +1,15 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// `pakmart install`, `sync` and `update` are killed with all they started, at any time and
-// before each change of a file; or the process that makes the change is killed alone. What
-// was there before is there, nothing half is taken for whole, and the same command does its
-// work the next time. PAKMART_TEST_SEED repeats a run. Of the changes some are taken; all of
-// them take half an hour:
+// `pakmart install`, `sync` and `update` are killed with everything they started, at any
+// time and before each change of a file; or only the process that makes the change is
+// killed. Earlier data is kept, nothing incomplete is taken for complete, and the same
+// command does its work the next time. PAKMART_TEST_SEED repeats a run. Only a sample of
+// the changes is tested; all of them take half an hour:
 //
 //     PAKMART_TEST_ROUNDS=all QTEST_FUNCTION_TIMEOUT=7200000 tests/in-sandbox .../tst_killed
 //
-// and PAKMART_TEST_CHANGE is the number of the one to begin with.
+// PAKMART_TEST_CHANGE is the number of the change to begin with.
 
 #include "demomachine.h"
 
@@ -34,11 +34,11 @@ namespace
 {
 
 constexpr int kills = 20;
-constexpr int fewestKills = 5; // on a machine that is busy with other things
+constexpr int fewestKills = 5; // on a busy machine
 constexpr qint64 mostTime = 30000; // of one test, in milliseconds
 constexpr int roundsAtChanges = 3;
 
-// The children that the processes of a family have beside those who are in it.
+// The children of a family's processes that are not in the family yet.
 QList<int> NewChildren(const QList<int>& family)
 {
     QList<int> found;
@@ -50,10 +50,10 @@ QList<int> NewChildren(const QList<int>& family)
     return found;
 }
 
-// Kills a process and all that descend from it. They are stopped first, so that none of
-// them starts another one meanwhile. Whoever was stopped once is killed, also if its
-// parent ended before it was stopped and it descends from init since: stopped for ever,
-// it would hold the files and locks that it inherited.
+// Kills a process and all its descendants. They are stopped first, so that none of them
+// starts another one meanwhile. Every process that was stopped once is killed, even if
+// its parent ended earlier and it now descends from init: if it stayed stopped, it would
+// hold the files and locks that it inherited.
 void KillFamily(int first)
 {
     QList<int> family;
@@ -101,15 +101,15 @@ private:
 
     DemoMachine m_machine;
     QRandomGenerator m_random;
-    QString m_copy; // of the machine with product 1003 on it
-    QList<QByteArray> m_list; // the files of the list with that product in it
+    QString m_copy; // of the machine with product 1003 installed
+    QList<QByteArray> m_list; // the files of the list with that product
 
     static Result pakmart(const char* words)
     {
         return DemoMachine::pakmart(QString::fromUtf8(words).split(QLatin1Char(' ')));
     }
 
-    // The machine with product 1003, which the list has, or there is no list.
+    // Restores the machine with product 1003; the list contains it, or there is no list.
     void restore(bool withList = true) const
     {
         QVERIFY(QDir(m_machine.root).removeRecursively());
@@ -131,7 +131,7 @@ private:
         const DpkgStatus dpkg(m_machine.root.toStdString() + "/var/lib/dpkg");
         return !dpkg.WasInterrupted() && dpkg.Of(package).IsInstalled();
     }
-    // Recorded, installed, and with its program and its library.
+    // Checks that it is recorded and installed, with its program and its library.
     void verifyInstalled() const
     {
         for (const char* package : { "starlander", "libpixel" })
@@ -143,8 +143,8 @@ private:
         QCOMPARE(m_machine.leftInTree(), QStringList());
     }
 
-    // A command, what a run of it begins with, what is there when it was killed, and when
-    // it has done its work.
+    // A command, with its preparation, and with checks for after a kill and after
+    // success.
     struct Work {
         const char* words;
         std::function<void(int)> prepare;
@@ -173,7 +173,7 @@ private:
         atChanges ? killAtChanges(work) : killAtTimes(work);
     }
 
-    // Kills runs at times up to a whole run and some more.
+    // Kills runs at different times, up to slightly more than the length of a run.
     void killAtTimes(const Work& work)
     {
         QElapsedTimer clock;
@@ -188,7 +188,7 @@ private:
             process.start(QStringLiteral(PAKMART),
                           QString::fromUtf8(work.words).split(QLatin1Char(' ')));
             QVERIFY(process.waitForStarted());
-            // In an order that comes to all parts of the run early.
+            // In an order that covers all parts of the run early.
             const double part = (m_random.generateDouble() + 7 * i % kills) / kills;
             if (!process.waitForFinished(1 + int(part * whole))) {
                 KillFamily(int(process.processId()));
@@ -205,7 +205,7 @@ private:
         QVERIFY(cut > 0);
     }
 
-    // Kills runs before changes of files that lie equally far from each other.
+    // Kills runs before changes of files, at equal distances.
     void killAtChanges(const Work& work)
     {
         work.prepare(0);
@@ -226,14 +226,14 @@ private:
         const int step = std::max(1, whole.changes / std::max(1, rounds));
         const int first = isChosen ? chosen : int(m_random.bounded(quint32(step)));
         int i = 0, cut = 0;
-        bool wasCut = true; // runs differ a little in length
+        bool wasCut = true; // the number of changes varies a little
         for (int k = first; k < whole.changes || (all && wasCut); k += step, ++i) {
             work.prepare(i);
             const CutRun run = cutAt(k, killed, work);
             QVERIFY2(!run.hung && (run.cut || run.status == 0), run.last);
             wasCut = run.cut;
             cut += run.cut;
-            // What says that it has succeeded, has.
+            // A run that reports success has succeeded.
             if (run.status == 0)
                 work.done(i);
             finish(work, i);
@@ -264,7 +264,7 @@ private slots:
         m_random.seed(seed);
         qInfo("PAKMART_TEST_SEED=%u", seed);
         QVERIFY(m_machine.setUp());
-        // What waits for a killed process does so for a while.
+        // Waiting for a killed process takes a while.
         CConfigFile(DataPath(QStringLiteral(".vauf")).toStdString(), true)
             .SetValue("response timeout", "10", true);
         QCOMPARE(pakmart("install --yes 1003").status, 0);
@@ -280,7 +280,7 @@ private slots:
     {
         const auto hasList = [](int i) { return i % 4 != 3; };
         killEach({ "install --yes 1001", [&](int i) { restore(hasList(i)); },
-                   // Before anything has put it right, too.
+                   // Also before anything has repaired it.
                    [&](int i) { QVERIFY(IsInList(1003) || !hasList(i)); },
                    [&](int i) {
                        verifyInstalled();
@@ -288,7 +288,7 @@ private slots:
                    } });
     }
 
-    // dpkg had done its work, and the recording was still to come.
+    // Killed after dpkg's work and before the recording.
     void aProductThatIsInstalledAndNotRecordedIsRecorded()
     {
         restore();
@@ -301,14 +301,14 @@ private slots:
         QVERIFY(next.out.contains(QLatin1String("installed already")));
         verifyInstalled();
         QVERIFY(IsInList(1003));
-        // What is in the list keeps its time.
+        // An application in the list keeps its time.
         const QByteArray list = ReadFile(ListFiles()[0]);
         QTest::qWait(1100);
         QCOMPARE(pakmart("install --yes 1001").status, 0);
         QCOMPARE(ReadFile(ListFiles()[0]), list);
     }
 
-    // No file is needed for that, so it is done before files are listed.
+    // No file is needed for this, so it is done before the files are listed.
     void aProductThatIsUnpackedIsSetUpAndRecorded_data()
     {
         QTest::addColumn<QByteArray>("state");
@@ -337,7 +337,7 @@ private slots:
         verifyInstalled();
     }
 
-    // apt-get changes nothing while dpkg's journal is there.
+    // apt-get changes nothing while dpkg's journal has entries.
     void whatDpkgHasInItsJournalIsTakenOver()
     {
         restore();
@@ -382,7 +382,7 @@ private slots:
         const QByteArray more = less
             + "\nSerial: 7002\nName: Maze Runner\nCategory: Games\nPackage: maze\n"
               "Description: x\n\n";
-        // Some are the first one of a machine.
+        // Some runs are the first on the machine.
         const auto isFirst = [](int i) { return i % 3 == 2; };
         killEach({ "update",
                    [&](int i) {

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// pakmart as a person uses it: the real program, store server, apt-get and dpkg,
-// on the demo store.
+// pakmart as a user runs it: the real program, store server, apt-get and dpkg, on the
+// demo store.
 
 #include "tests/apps/demomachine.h"
 #include "tests/apps/stalledpool.h"
@@ -191,7 +191,7 @@ private slots:
     void installedApplicationsAreListedStartedAndForgotten()
     {
         for (const char* serial : { "1001", "1003" }) {
-            QTest::qWait(1100); // uses are told apart by their second
+            QTest::qWait(1100); // uses must differ in their second
             QCOMPARE(
                 pakmart({ QStringLiteral("install"), QStringLiteral("-y"), QLatin1String(serial) })
                     .status,
@@ -204,7 +204,7 @@ private slots:
         QVERIFY2(line.match(list).hasMatch(), qPrintable(list));
         QVERIFY(list.indexOf(QStringLiteral("(1003)")) < list.indexOf(QStringLiteral("(1001)")));
 
-        // The one started comes first then.
+        // The started application is now first.
         QTest::qWait(1100);
         const int place
             = list.left(list.indexOf(QStringLiteral("(1001)"))).count(QLatin1Char('\n')) + 1;
@@ -216,7 +216,8 @@ private slots:
         QVERIFY(list.startsWith(QLatin1String("  1 ")));
         QVERIFY(list.indexOf(QStringLiteral("(1001)")) < list.indexOf(QStringLiteral("(1003)")));
 
-        // What was removed since cannot be started, and stays until forgotten.
+        // A removed application cannot be started, and stays in the list until it is
+        // forgotten.
         QCOMPARE(pakmart({ QStringLiteral("remove"), QStringLiteral("-y"),
                            QStringLiteral("starlander") })
                      .status,
@@ -247,7 +248,7 @@ private slots:
         QCOMPARE(repaired.status, 0);
         QCOMPARE(repaired.out, before);
 
-        // What stands in the place of a file is left there.
+        // An obstacle in place of a file is not removed.
         QVERIFY(index.rename(name + QStringLiteral(".away")));
         QVERIFY(QDir().mkdir(name));
         const Result refused = pakmart({ QStringLiteral("recent") });

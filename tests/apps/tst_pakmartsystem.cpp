@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// pakmart and the machine as a whole: the state of the connection, registration,
-// updates of the system; and a store made out of an index. The real program,
-// store server, apt-get and dpkg.
+// pakmart and the machine as a whole: the state of the connection, registration, updates
+// of the system; and a store made from a package index. With the real program, store
+// server, apt-get and dpkg.
 
 #include "server/serverprocess.h"
 #include "support/cconfigfile.h"
@@ -75,7 +75,7 @@ private:
                 WriteTextFile(m_store + QStringLiteral("/pool/main/") + QFileInfo(file).fileName(),
                               m_archive.contents(file)));
         }
-        // apt asks whether a list has changed since it fetched it, to the second.
+        // apt checks with a resolution of one second whether a list has changed.
         QTest::qWait(1100);
         QVERIFY(write("pool/main/Packages", m_archive.index()));
         QVERIFY(write("sources",
@@ -341,7 +341,7 @@ private slots:
         QCOMPARE(lastUpdate(), before);
     }
 
-    // The archives stay where they are, as those of Debian do.
+    // The archives stay on their own server, like those of Debian.
     void productOfAnImportedStoreIsInstalled()
     {
         const QString index = m_dir + QStringLiteral("/Packages");

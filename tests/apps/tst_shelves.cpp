@@ -154,7 +154,8 @@ private slots:
     {
         for (const char* words : { "aisles", "sync" }) {
             const QString file = QLatin1String(words[0] == 'a' ? ".aisles" : ".profile");
-            // A folder stands in the place of the file, so that root fails as well.
+            // There is a folder in place of the file, so that writing fails for root as
+            // well.
             QVERIFY(QDir().mkdir(DataPath(file)));
             const Result result = pakmart(words);
             QVERIFY(QDir().rmdir(DataPath(file)));

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// `pakmart` on a terminal: its bar, the width of its lines, its questions and what
-// Ctrl-C leaves behind.
+// `pakmart` on a terminal: its bar, the width of its lines, its questions, and the state
+// after Ctrl-C.
 
 #include "apps/pakmart/console.h"
 #include "apps/pakmart/layout.h"
@@ -21,7 +21,7 @@ namespace
 const char* const longName = "骰子骰子 🎲🎲 a-package-with-a-name-that-does-not-end-before-the-line "
                              "Кости из слоновой кости 骰子骰子骰子骰子骰子骰子骰子骰子骰子骰子";
 
-// A display of this process on a terminal of its own.
+// A console of this process on a terminal of its own.
 class OwnTerminal
 {
 public:
@@ -47,7 +47,7 @@ public:
     OwnTerminal& operator=(const OwnTerminal&) = delete;
 
     Console& display() { return *m_display; }
-    // Ends the display; the test's own output is where it was.
+    // Ends the console and restores the test's own output.
     void end()
     {
         if (!m_display)
@@ -62,7 +62,7 @@ public:
         size.ws_col = static_cast<unsigned short>(columns);
         ioctl(m_master, TIOCSWINSZ, &size);
     }
-    // What is on it by now.
+    // The current content of the screen.
     const Screen& screen()
     {
         char bytes[4096];
@@ -107,7 +107,7 @@ private:
     }
     static int limit(int columns) { return columns == 0 ? 80 : columns; }
 
-    // A server that sends the catalog in two pieces, the second after a while, or
+    // Makes a server send the catalog in two pieces, the second one after a while, or
     // never.
     static void serveSlowly(ScriptedServer& server, int milliseconds)
     {
@@ -155,7 +155,7 @@ private slots:
             terminal.display().activity(activity);
             for (int percent = 0; percent <= 100; percent += 7) {
                 terminal.display().progress(100 - percent, percent);
-                terminal.screen(); // a terminal holds little that is not read
+                terminal.screen(); // a terminal buffers little unread output
             }
         }
         const Screen& screen = terminal.screen();
@@ -176,7 +176,7 @@ private slots:
         QCOMPARE(terminal.screen().rows().last(),
                  QStringLiteral("[#############.............]  50%  this  70%  "
                                 "Downloading libpixel"));
-        // The whole never goes back.
+        // The overall progress never decreases.
         terminal.display().progress(10, 20);
         QVERIFY(terminal.screen().rows().last().contains(QStringLiteral(" 50%  this  10% ")));
     }
@@ -294,8 +294,8 @@ private slots:
         if (limit(columns) >= 40)
             QVERIFY(
                 !screen.drawn().filter(QRegularExpression(QStringLiteral("^\\[#+\\]"))).isEmpty());
-        // What stays on the screen has nothing of the bar in it, and fits, but for
-        // the question, which stands on the line with its answer.
+        // The text that stays on the screen contains no part of the bar, and fits. The
+        // exception is the question, which is on the same line as its answer.
         QVERIFY(screen.rows().filter(QStringLiteral("%  this")).isEmpty());
         for (const QString& row : screen.rows() + screen.drawn())
             QVERIFY2(CellsOf(row) <= limit(columns) || row.contains(QStringLiteral("[y/N]")),
@@ -398,7 +398,7 @@ private slots:
         QVERIFY(terminal.screen().rows().filter(QStringLiteral("%  this")).isEmpty());
         QCOMPARE(m_machine.leftInTree(), QStringList());
         QCOMPARE(m_machine.dpkgStatus(), status);
-        // And the next one works.
+        // The next command works.
         QVERIFY(m_machine.useServer(m_machine.url()));
         Terminal again(PAKMART, { "install", "-y", "4003" }, 80);
         QCOMPARE(again.end(), 0);

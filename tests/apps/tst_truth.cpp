@@ -1,8 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// What pakmart says of a change is what dpkg has: the real program, store server,
-// apt-get and dpkg, with packages that fail, conflict and are needed by others.
+// pakmart's reports about a change agree with dpkg's status: with the real program, store
+// server, apt-get and dpkg, and with packages that fail, conflict and are needed by
+// others.
 
 #include "stalledpool.h"
 
@@ -41,7 +42,7 @@ private:
         process.start(QStringLiteral(PAKMART),
                       QString::fromLatin1(words).split(QLatin1Char(' '), Qt::SkipEmptyParts));
     }
-    // Waits for its end; servers of this process answer meanwhile.
+    // Waits for the process's end; servers of this process keep answering.
     static Result resultOf(QProcess& process)
     {
         QEventLoop loop;
@@ -72,7 +73,7 @@ private:
     {
         return QDir::homePath() + QStringLiteral("/.vos-apt-get/") + QLatin1String(name);
     }
-    // Puts a script in the front end's place, where "$FRONT_END" is the real one.
+    // Replaces the front end by a script, in which "$FRONT_END" is the real one.
     class Wrapper
     {
     public:
@@ -111,7 +112,7 @@ private:
                 WriteTextFile(m_store + QStringLiteral("/pool/main/") + QFileInfo(file).fileName(),
                               m_archive.contents(file)));
         }
-        // apt asks whether a list has changed since it fetched it, to the second.
+        // apt checks with a resolution of one second whether a list has changed.
         QTest::qWait(1100);
         QVERIFY(write("pool/main/Packages", m_archive.index()));
         QVERIFY(write("sources",
@@ -170,7 +171,7 @@ private slots:
         serverIs(m_server->url());
     }
     void cleanupTestCase() { m_server.reset(); }
-    // Nothing is installed when a test begins.
+    // Each test begins with nothing installed.
     void init()
     {
         QVERIFY(WriteTextFile(statusFile(), ""));
@@ -248,7 +249,7 @@ private slots:
             removed.out.contains(QLatin1String("To be removed: app 1.0, good2 1.0, lib 1.0\n")),
             qPrintable(removed.out));
         QCOMPARE(state("lib"), QByteArray("none"));
-        // It is as it was, and still can be removed where dpkg can.
+        // It is unchanged, and can still be removed if dpkg is able to.
         if (!left.isEmpty())
             QCOMPARE(state(packages.constData()), left);
         if (packages != "bad")
@@ -284,7 +285,7 @@ private slots:
 
     void aProductWhosePackageToolsCannotBeStartedIsNotInstalled()
     {
-        // There is no process more for the install, once its packages are known.
+        // No process can be started for the install, once its packages are known.
         const QString flag = m_dir + QStringLiteral("/no-fork");
         const Wrapper wrapper(m_root,
                               "case \"$*\" in\n*print-uris*) \"$FRONT_END\" \"$@\"; s=$?; : > "
@@ -332,7 +333,7 @@ private slots:
         QCOMPARE(result.err, QString());
         QCOMPARE(result.status, 0);
         QCOMPARE(state("good"), QByteArray("install ok installed"));
-        // What is only not set up has its files.
+        // A package that is only not configured has its files.
         QVERIFY(QFile::exists(m_root + QStringLiteral("/usr/bin/good"))
                 == words.contains("half-installed"));
     }
@@ -405,7 +406,7 @@ private slots:
         QCOMPARE(state("good"), QByteArray("none"));
     }
 
-    // The journal of a dpkg that was killed counts, and is in nobody's way.
+    // The journal of a killed dpkg counts, and blocks nothing.
     void afterAnInterruptedDpkgAllGoesOn_data()
     {
         QTest::addColumn<QByteArray>("words");
@@ -430,7 +431,7 @@ private slots:
         QCOMPARE(state("good"), after);
     }
 
-    // A lock that somebody else holds keeps dpkg from its work.
+    // A lock held by another process prevents dpkg from working.
     void anInterruptedRemoveSaysThatNothingWent()
     {
         QCOMPARE(pakmart("install --yes --package good good2").status, 0);
@@ -464,7 +465,8 @@ private slots:
     void aRemoveThatIsInterruptedTooLateSaysWhatWent()
     {
         QCOMPARE(pakmart("install --yes --package good").status, 0);
-        // It has removed the package, and ends when the test takes the file away.
+        // dpkg has removed the package, and the script ends when the test removes the
+        // file.
         const QString flag = m_dir + QStringLiteral("/removed");
         const QByteArray name = QFile::encodeName(flag);
         const Wrapper wrapper(
@@ -604,7 +606,7 @@ private slots:
         const bool offers = words.endsWith(" good");
         QVERIFY(write("updates", offers ? "Package: good\n" : ""));
         const QString index = m_store + QStringLiteral("/pool/main/Packages");
-        // Twice: what failed once is not known the next time either.
+        // Twice, since a failed refresh also leaves the state unknown the next time.
         QVERIFY(QFile::rename(index, index + QStringLiteral(".away")));
         const QByteArray command = offers ? words.chopped(5) : words;
         const Result first = pakmart(command), second = pakmart(command);

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// What pakmart says of a command line that it cannot take, and what its help names.
+// pakmart's errors for invalid command lines, and the content of its help.
 
 #include "tests/apps/demomachine.h"
 

@@ -1,10 +1,10 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// A display without a screen, its windows, and a hand on its mouse and keyboard.
+// A display without a screen: shows its windows, and simulates mouse and keyboard.
 //
-// It is a real X server, so what shows on it is what a person would see. There is
-// no window manager: a window stands at its own place, without a frame.
+// It is a real X server, so it shows what a user would see. There is no window manager: a
+// window is at the position it chose, without a frame.
 
 #pragma once
 
@@ -15,7 +15,7 @@
 class XDisplay
 {
 public:
-    // Starts it, on a number that is free.
+    // Starts it with a free number.
     XDisplay()
     {
         m_server.start(QStringLiteral("Xvfb"),
@@ -37,10 +37,11 @@ public:
     XDisplay& operator=(const XDisplay&) = delete;
 
     bool isRunning() const { return m_name.size() > 1; }
-    // What DISPLAY is for the programs that show something here.
+    // The value of DISPLAY for programs on this display.
     QByteArray name() const { return m_name; }
 
-    // The visible window with this title (a regular expression), or an empty text.
+    // The id of the visible window with this title (a regular expression), or an empty
+    // text.
     QString window(const char* title) const
     {
         return ask({ QStringLiteral("search"), QStringLiteral("--onlyvisible"),

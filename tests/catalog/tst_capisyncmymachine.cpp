@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The profile of the machine, cut down to what is installed.
+// The profile of the machine, reduced to the installed applications.
 
 #include "../request/requests.h"
 
@@ -25,7 +25,7 @@ QByteArray Application(const QByteArray& package, const QByteArray& name = "n")
         + "</packagename></application>";
 }
 
-// The same as it is written.
+// The same application in the form of the saved file.
 QByteArray Written(const QByteArray& package, const QByteArray& name = "n")
 {
     return "<application><name>" + name + "</name>\n<packagename>" + package
@@ -37,12 +37,12 @@ QByteArray Stanza(const QByteArray& package, const QByteArray& status = "install
     return "Package: " + package + "\nStatus: " + status + "\nVersion: 1\n\n";
 }
 
-// Prunes as a host may, otherwise.
+// Keeps other applications than the base class, as a host may.
 class Reserved : public CAPISyncMyMachine
 {
 public:
     using CAPISyncMyMachine::CAPISyncMyMachine;
-    // A class without a name of its own in the directory.
+    // The directory does not list this class.
     QString GetAPIName() override { return QStringLiteral("CAPISyncMyMachine"); }
     void KeepInstalledPackages(CXMLNode& profile) override
     {
@@ -75,7 +75,7 @@ private:
                         ScriptedServer::http("<agentfunction resultcode=\"OK\">" + element
                                              + "</agentfunction>"));
     }
-    // The file after a request that gets this profile.
+    // Runs a request that gets this profile, and returns the saved file.
     QByteArray synced(const QByteArray& element)
     {
         profileIs(element);
@@ -123,7 +123,7 @@ private slots:
 
     void applicationWithoutAPackageNameIsRemoved()
     {
-        // Even where a stanza has no name.
+        // Even if a stanza has no name.
         WriteStatusFile(Stanza("a") + "Status: install ok installed\n\n");
         QCOMPARE(synced("<profile><application><name>x</name></application>"
                         "<application/><application><packagename/></application>"

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Application information: its request, its reply, what is told of it.
+// Application information: its request, its reply, its signals, and recording it.
 
 #include "catalog/capidownloadappinfo.h"
 #include "catalog/cappinfo.h"
@@ -25,7 +25,7 @@ QByteArray Binary(const QByteArray& name, const QByteArray& path, const QByteArr
         + menu + "</menu><other>x</other></binary>";
 }
 
-// The panel's remote control, found before any real one.
+// Replaces the panel's remote control: it is found before any real one.
 class Dcop
 {
 public:
@@ -86,7 +86,7 @@ private:
         CRUFile list;
         QVERIFY(list.Create());
     }
-    // Number and name of each item, by name, if both walks have the same items.
+    // The number and name of each item, by name, if both walks have the same items.
     static QByteArrayList listed()
     {
         const IndexLayer layer;
@@ -220,7 +220,7 @@ private slots:
                   "<packagename>c%2Bd</packagename><binary><name>e+f</name><path>g%20h</path>"
                   "<smallicon>i+j</smallicon><largeicon>k%20l</largeicon><menu>m+n</menu>"
                   "</binary></package>")));
-        // Behind what was there.
+        // They are added after the existing ones.
         QCOMPARE(infos.size(), std::size_t(2));
         QCOMPARE(infos[0].Count(), 0);
         CAppInfo& info = infos[1];
@@ -370,7 +370,7 @@ private slots:
         list.Close();
         UnInitIndex();
         QVERIFY(info.RemoveAppFromDatabase());
-        QVERIFY(info.RemoveAppFromDatabase()); // there is a list, if not the item
+        QVERIFY(info.RemoveAppFromDatabase()); // the list exists, but not the item
         QCOMPARE(InitIndex(), 0);
         QVERIFY(list.Open());
         QCOMPARE(list.UsedRecs(), 0);
@@ -425,7 +425,7 @@ private slots:
         emptyList();
         QVERIFY(application(5, "Five").AddAppToDatabase());
         QVERIFY(application(7, "Seven").AddAppToDatabase());
-        // The search for these numbers comes to 5, to 7 and to the end.
+        // The searches for these numbers reach 5, 7 and the end.
         for (const int serial : { 2, 6, 9 })
             QVERIFY(application(serial, "N" + QByteArray::number(serial)).AddAppToDatabase());
         QCOMPARE(listed(), (QByteArrayList{ "5 Five", "2 N2", "6 N6", "9 N9", "7 Seven" }));
@@ -550,7 +550,7 @@ private slots:
 
     void nobodyWaitsForTheMenu()
     {
-        // It ends only after restartMenu has come back, or gives up in the end.
+        // It ends only after restartMenu has returned, or gives up after a while.
         const QString go = m_dir.filePath(QStringLiteral("go"));
         const QString witness = m_dir.filePath(QStringLiteral("waited"));
         const Dcop dcop(m_dir,

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The catalog database made of a catalog element: what goes into it, and what is
-// left of it when something comes in between.
+// The catalog database made from a catalog element: its content, and its state after an
+// interruption.
 
 #include "catalog/catalogrecord.h"
 #include "db/cdependency.h"
@@ -61,7 +61,7 @@ private slots:
     {
         m_file.Close();
         UnInitIndex();
-        // Whatever happened, nothing is left beside the database.
+        // Whatever happened, no leftover is next to the database.
         QVERIFY2(Generations().size() <= 1, qPrintable(Generations().join(QLatin1Char(' '))));
     }
 
@@ -123,7 +123,7 @@ private slots:
         QCOMPARE(m_file.OwnDependencies(), QByteArrayList());
     }
 
-    // Nothing of a product is left in the next one.
+    // A product inherits nothing from the one before.
     void productsDoNotInheritFromEachOther()
     {
         QVERIFY(Process(Category(
@@ -226,7 +226,7 @@ private slots:
         open();
         QVERIFY(m_file.FindServerSerialNumber(7));
         QCOMPARE(m_file.Name(), "first");
-        // The key of the serial number comes behind the one that was refused.
+        // The key of the serial number follows the refused one.
         QVERIFY(!m_file.FindServerSerialNumber(8));
         QVERIFY(m_file.FindServerSerialNumber(9));
         QCOMPARE(names("Games").size(), 4);
@@ -437,7 +437,7 @@ private slots:
         }
     }
 
-    // Neither a file nor a link to one: renaming would put a link in its place.
+    // Neither a file nor a link to one: a rename would replace it by a link.
     void whatIsNoFileIsNotReplaced()
     {
         QVERIFY(Process(Whole("1")));
@@ -468,7 +468,7 @@ private slots:
     {
         const PlainUser nobody;
         if (access(DataFolder().toLocal8Bit().constData(), W_OK) == 0) {
-            // Not by the macro, whose empty arguments clang does not like.
+            // Not with the macro: clang warns about its empty arguments.
             QTest::qSkip("this user may write there", __FILE__, __LINE__);
             return;
         }
@@ -497,13 +497,13 @@ private slots:
         QCOMPARE(VersionOfWhole(), QByteArray("1"));
     }
 
-    // Its files could be written, one after the other: half of that might be taken
-    // for whole.
+    // Its files could be rewritten one after the other, but half of them might be taken
+    // for a whole database.
     void filesInAFolderThatCannotBeWrittenStay()
     {
         QVERIFY(Process(Whole("1")));
         if (geteuid() != 0) {
-            // Not by the macro, whose empty arguments clang does not like.
+            // Not with the macro: clang warns about its empty arguments.
             QTest::qSkip("only root can give files to another user", __FILE__, __LINE__);
             return;
         }
@@ -535,15 +535,15 @@ private slots:
         QVERIFY(!root || status.st_uid == PlainUser::kNobody);
     }
 
-    // Each kind of failure, once and for good, at each call and then at some: the
-    // old database stays, or the new one is whole.
+    // Each kind of failure, once and permanently, at each of the first calls and at some
+    // later ones: the old database stays, or the new one is complete.
     void aFailingDiskLeavesTheOldDatabase_data()
     {
         QTest::addColumn<int>("fault");
         QTest::addColumn<int>("calls"); // at the least, that there are to fail
         QTest::newRow("open") << int(Fault::Open) << 9; // each file once
         QTest::newRow("seek") << int(Fault::Seek) << 10;
-        // Nothing is read while so few products are stored: tst_heldfiles sees to that.
+        // Storing so few products reads nothing; tst_heldfiles covers reading.
         QTest::newRow("write") << int(Fault::Write) << 100;
         QTest::newRow("short write") << int(Fault::ShortWrite) << 100;
         QTest::newRow("full disk") << int(Fault::FullDisk) << 100;
@@ -553,7 +553,7 @@ private slots:
     }
     void aFailingDiskLeavesTheOldDatabase() { failAtEachCall(); }
 
-    // The same where plain files are replaced for the first time.
+    // The same when plain files are replaced for the first time.
     void aFailingDiskLeavesTheOldPlainFiles_data()
     {
         QTest::addColumn<int>("fault");
@@ -603,9 +603,9 @@ private slots:
 
     // -- what comes in between
 
-    // Killed at each change of a file or a name and at each sync, the old database
-    // or the new one is whole, by the described names and as it is opened, and the
-    // next update leaves nothing beside its own.
+    // If it is killed at any change of a file or a name or at any sync, the old or the
+    // new database is complete, both by the described names and when it is opened, and
+    // the next update leaves nothing but its own.
     void killedAtAnyStepTheOldOrTheNewDatabaseIsWhole()
     {
         killAtEachStep([] {});
@@ -640,7 +640,7 @@ private:
     }
 
 private slots:
-    // Killed while the first database of a folder is made.
+    // Killed while the first database in a folder is made.
     void killedAtAnyStepOfTheFirstUpdateThereIsNoneOrAWholeOne()
     {
         QDomDocument document = Document(Whole("new", 8));

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The walk over a catalog element, from the reply to what is to be recorded.
+// The walk over a catalog element, from the reply to the products to record.
 
 #include "catalog/capiupdatecatalog.h"
 #include "catalog/catalogproduct.h"
@@ -34,7 +34,7 @@ Products ProductsOf(const QByteArray& content)
     return products;
 }
 
-// The one product of these elements, in one category.
+// The product with these elements, in one category.
 CatalogProduct ProductOf(const QByteArray& elements)
 {
     const Products products

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Catalogs that are open while the database is replaced, by this process or
-// another one: each goes on with the one it opened, whole, until it opens again.
+// Catalogs that are open while the database is replaced, by this process or another one:
+// each keeps showing the complete database it opened, until it opens again.
 
 #include "db/catalogscan.h"
 #include "db/cdependency.h"
@@ -21,7 +21,7 @@ using namespace Agent;
 namespace
 {
 
-// Products without more than they need to be found.
+// Products with only the fields needed to find them.
 QByteArray Plain(int count)
 {
     QByteArray products;
@@ -30,7 +30,7 @@ QByteArray Plain(int count)
     return Category(products);
 }
 
-// How many products a catalog that is open finds, by category and by number.
+// The number of products that an open catalog finds, by category and by number.
 int CountByWalk(CCatalogFile& file)
 {
     int found = 0;
@@ -58,7 +58,7 @@ void InAnotherProcess(const std::function<bool()>& work)
         qFatal("the other process failed: %d", status);
 }
 
-// What an update that comes at some time is made by.
+// Which process makes an update.
 enum class By { ThisProcess, AnotherProcess };
 
 void Update(By by, const QByteArray& content)
@@ -69,7 +69,7 @@ void Update(By by, const QByteArray& content)
         qFatal("an update failed");
 }
 
-// Does something when the store writes, resizes or reads for the k-th time.
+// Runs an action when the store writes, resizes or reads for the k-th time.
 class InterruptedFiles : public UnsyncedFiles
 {
 public:
@@ -114,7 +114,7 @@ private:
     const std::function<void()> m_interruption;
 };
 
-// One host's session, step by step; everything it finds must be of one catalog.
+// One host's session, step by step; everything it finds must be from one catalog.
 class Session
 {
 public:
@@ -247,7 +247,7 @@ private slots:
         QVERIFY(window.Open());
         QCOMPARE(CountByWalk(window), 2000);
         Update(by, Plain(500));
-        QCOMPARE(CountByNumber(window, 2000), 2000); // the old one is still whole
+        QCOMPARE(CountByNumber(window, 2000), 2000); // the old one is still complete
         QVERIFY(window.Open());
         QCOMPARE(CountByWalk(window), 500);
         QCOMPARE(CountByNumber(window, 2000), 500);
@@ -300,13 +300,13 @@ private slots:
                     qFatal("an update before step %d: step %d fails", at, step);
             }
             QCOMPARE(session.version(), at == 0 ? QByteArray("new") : QByteArray("old"));
-            // A change that came too late was refused, and reached nobody.
+            // A change that came too late was refused, and is in no database.
             QCOMPARE(session.saved(), at == 0 || at > 4);
             QCOMPARE(VersionOfWhole(), at < Session::steps ? QByteArray("new") : QByteArray("old"));
         }
     }
 
-    // A host that reads the described files as plain files finds whole ones.
+    // A host that reads the described files as plain files finds complete ones.
     void theDescribedNamesAreRelativeLinksToTheCurrentFiles()
     {
         QVERIFY(Process(Whole("1")));
@@ -319,7 +319,7 @@ private slots:
             QCOMPARE(QString::fromLocal8Bit(target), QStringLiteral(".VACatalog.current/") + name);
         }
         QCOMPARE(CurrentCatalogFolder(CatalogFolder()), current.toStdString() + '/');
-        // The store by itself, on the described path, as any program may use it.
+        // The plain store on the described path, as any program may use it.
         DataFile* file = OpenDataFile(0, CCatalogFile::CATALOGDFNAME.c_str(), 2012);
         QVERIFY(file);
         QCOMPARE(UsedRecs(file), 40u);
@@ -344,7 +344,7 @@ private slots:
         QVERIFY(Contents() != before);
     }
 
-    // Another program, or an older version, has put files of its own there.
+    // Another program, or an older version, has put its own files there.
     void plainFilesInPlaceOfTheLinksAreTheDatabase()
     {
         QVERIFY(Process(Whole("mine")));
@@ -387,7 +387,7 @@ private slots:
         QVERIFY(Process(Whole("e", 12)));
     }
 
-    // An update between any two calls with which a catalog is opened.
+    // An update between any two calls of opening a catalog.
     void anUpdateWhileACatalogIsOpenedGivesOneOfBothWhole_data()
     {
         QTest::addColumn<bool>("plain");
@@ -420,7 +420,8 @@ private slots:
         QVERIFY(calls > 20);
     }
 
-    // One that a reader holds stays when another one is published, and goes after.
+    // A generation that a reader holds stays when another one is published, and is
+    // removed later.
     void aPinnedGenerationStaysUntilItIsLetGo()
     {
         QVERIFY(Process(Whole("old", 3)));
@@ -436,7 +437,7 @@ private slots:
         QCOMPARE(VersionOfWhole(3), QByteArray("new"));
     }
 
-    // The maker of a generation does not keep readers from holding it, either.
+    // The maker of a generation does not prevent readers from holding it, either.
     void aGenerationCanBePinnedFromTheMomentItIsPublished()
     {
         const std::string folder = CatalogFolder();
@@ -456,7 +457,7 @@ private slots:
 
     // -- changes
 
-    // An update at each write of a change: the change is refused, or all of it came
+    // An update at each write of a change: either the change is refused, or all of it was
     // before the update.
     void aChangeDuringWhichTheFilesAreReplacedIsRefused()
     {
@@ -582,8 +583,8 @@ private slots:
         QCOMPARE(counting.closes, 0);
     }
 
-    // With few descriptors files are opened for each transfer: after an update they
-    // are gone, and nothing of the new ones is taken for theirs.
+    // With few descriptors, files are opened for each transfer. After an update they are
+    // gone, and the new files are not taken for them.
     void withFewDescriptorsAnOldCatalogFailsRatherThanMix()
     {
         QVERIFY(Process(Whole("old")));
@@ -593,7 +594,7 @@ private slots:
         const LowLimit few(RLIMIT_NOFILE, rlim_t(next + 6));
         QVERIFY(file.Open());
         QCOMPARE(CountByNumber(file, 40), 40);
-        QCOMPARE(dup(0), next); // nothing is kept
+        QCOMPARE(dup(0), next); // no descriptor is kept
         close(next);
         InAnotherProcess([] {
             rlimit limit;

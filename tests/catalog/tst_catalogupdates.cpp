@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Updates that meet: within one another, in two processes, with what a killed one
-// left, and with what somebody has planted.
+// Concurrent updates: one within another, in two processes, after a killed one, and with
+// planted files.
 
 #include "catalog/updatelock.h"
 #include "tests/catalog/wholecatalogs.h"
@@ -23,9 +23,9 @@
 namespace
 {
 
-// The next sync fails, once, as the system reports an error.
+// Makes the next sync fail, once, as the system reports an error.
 bool nextSyncFails = false;
-// As on a file system without locks.
+// Makes the next lock fail, as on a file system without locks.
 bool nextLockFails = false;
 
 } // namespace
@@ -54,8 +54,8 @@ using Agent::UpdateLock;
 const QString kLock = QStringLiteral(".VACatalog.lock");
 const QString kPointer = QStringLiteral(".VACatalog.current");
 
-// An update that lets a test do something while it fills the database, and while
-// it waits.
+// An update that runs an action of the test while it fills the database, and while it
+// waits.
 class WatchedUpdate : public CAPIUpdateCatalog
 {
 public:
@@ -92,7 +92,7 @@ private:
     QElapsedTimer m_time;
 };
 
-// Another process in the middle of an update, until it is let go on.
+// Another process in the middle of an update, until it may continue.
 class OtherUpdate
 {
 public:
@@ -129,7 +129,7 @@ public:
             close(m_goOn[1]);
         m_goOn[1] = -1;
     }
-    // Whether it has succeeded.
+    // Lets it continue to its end. Returns whether it has succeeded.
     bool end()
     {
         letGoOn();
@@ -186,7 +186,7 @@ private slots:
         const LoggedLines log;
         const std::unique_ptr<WatchedUpdate> outer(new WatchedUpdate);
         int tried = 0;
-        // The first one that is refused does not open the way for a second.
+        // A first refused one does not allow a second one.
         outer->whileFilling = [&tried] {
             for (int i = 0; i < 2; ++i, ++tried) {
                 const std::unique_ptr<WatchedUpdate> inner(new WatchedUpdate);
@@ -202,7 +202,7 @@ private slots:
         QVERIFY(Process(Whole("later")));
     }
 
-    // By a timer of the host, as the events are processed.
+    // Started by a timer of the host, while events are processed.
     void anUpdateWithinTheEventsOfAWaitingOneIsRefusedAtOnce()
     {
         OtherUpdate other(Whole("other"));
@@ -230,7 +230,7 @@ private slots:
             QVERIFY(file.Open() && file.FindServerSerialNumber(3));
             file.setVendor("changed");
             file.setDependencies(file.OwnDependencies());
-            QVERIFY(file.SaveRecord()); // in the old one, which is still the current one
+            QVERIFY(file.SaveRecord()); // in the old database, which is still the current one
         };
         QVERIFY(update->run(Whole("new")));
         QCOMPARE(seen, QByteArray("old"));
@@ -306,7 +306,8 @@ private slots:
         QCOMPARE(Generations().size(), 2);
         QCOMPARE(VersionOfWhole(), QByteArray("old"));
         const std::unique_ptr<WatchedUpdate> update(new WatchedUpdate);
-        // What it left has gone before there is need for room: the old one and this one.
+        // Leftovers are removed before space is needed: only the old one and this one are
+        // there.
         update->whileFilling = [] { QCOMPARE(Generations().size(), 2); };
         QVERIFY(update->run(Whole("new")));
         QCOMPARE(Generations().size(), 1);
@@ -332,7 +333,7 @@ private slots:
             return;
         }
         QVERIFY(Process(Whole("old", 8)));
-        // Anybody may update here; folders that only root may enter are left over.
+        // Everyone may update here; folders that only root may enter are left over.
         QVERIFY(QFile::setPermissions(DataFolder(), QFile::Permissions(0x7777)));
         for (const QString& name : kFiles)
             QVERIFY(QFile::setPermissions(DataPath(name), QFile::Permissions(0x6666)));
@@ -357,7 +358,7 @@ private slots:
         QVERIFY(QDir().rmdir(DataPath(QStringLiteral(".VACatalog.new"))));
     }
 
-    // What somebody who may write the folder has put there for root to write to.
+    // Links that somebody with write access to the folder has planted for root to follow.
     void plantedLinksAreNotFollowed()
     {
         QVERIFY(Process(Whole("old")));
@@ -469,7 +470,7 @@ private slots:
         for (int i = 0; i < 2; ++i) {
             const UpdateLock lock(folderOf(dir), waitNever);
             QVERIFY(lock);
-            { // what was refused takes nothing along
+            { // a refused lock releases nothing
                 const UpdateLock refused(folderOf(dir), waitNever);
                 QVERIFY(!refused);
             }
@@ -478,7 +479,7 @@ private slots:
         QVERIFY(isFree(dir));
     }
 
-    // Somebody removes the file that is waited for; the next update locks a new one.
+    // The lock file is removed during the wait; the next update locks a new one.
     void aLockOnAFileThatHasGoneIsNone()
     {
         const QTemporaryDir dir;
@@ -502,7 +503,7 @@ private slots:
         QVERIFY(lock && !isFree(dir));
     }
 
-    // What a host starts while it updates may live for long.
+    // A program that a host starts during an update may run for long.
     void aProgramThatIsStartedMeanwhileDoesNotKeepTheLock()
     {
         const QTemporaryDir dir;

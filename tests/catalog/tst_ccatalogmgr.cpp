@@ -15,7 +15,7 @@ namespace
 
 const QString kFile = QStringLiteral(".catalog");
 
-// A product as it stands in the file.
+// A product in the form of the file.
 QByteArray Product(const QByteArray& serial, const QByteArray& name)
 {
     return "<product name=\"" + name + "\"><serialnumber>" + serial
@@ -166,7 +166,7 @@ private slots:
 
     void ofTwoWithOneNumberTheLaterWins()
     {
-        // Deeper ones are read before their category's own products.
+        // Products of inner categories are read before their category's own products.
         catalogIs(Category("1", Product("5", "early") + Category("2", Product("5", "deep")))
                   + Category("1", Product("6", "other") + Product("6", "late")));
         CCatalogMgr catalog;
@@ -319,7 +319,7 @@ private slots:
                 read += catalog.ReadCatalog() ? 1 : 0;
             }
         }
-        QVERIFY(read > 0); // a letter of a name, for one
+        QVERIFY(read > 0); // for example after a changed letter in a name
     }
 
     void folderInItsPlaceGivesNothing()

@@ -16,7 +16,7 @@
 namespace
 {
 
-// Counts how many are alive.
+// Counts the live objects.
 class Counted : public CXMLNode
 {
 public:
@@ -31,7 +31,7 @@ public:
 };
 int Counted::alive = 0;
 
-// Says its own thing when it is written.
+// Writes a text of its own.
 class Loud : public CXMLNode
 {
 public:
@@ -39,7 +39,7 @@ public:
     void SaveNode(std::ostream& out, int level) override { out << "loud " << level << '\n'; }
 };
 
-// Hears of each of its setters.
+// Records the calls of its setters.
 class Attentive : public CXMLNode
 {
 public:
@@ -70,7 +70,7 @@ public:
     std::string heard;
 };
 
-// Counts flushes of the stream it belongs to.
+// Counts flushes of its stream.
 class FlushCounter : public std::stringbuf
 {
 public:
@@ -255,7 +255,7 @@ private slots:
         QCOMPARE(node.Value(), std::string("x+y\xC3\xA9"));
         QDomDocument document;
         QDomElement named = document.createElement(QStringLiteral("a%20b"));
-        // The names of attributes are not.
+        // The names of attributes are not decoded.
         named.setAttribute(QStringLiteral("a+b%41"), QStringLiteral("x+y"));
         CXMLNode other(nullptr);
         QVERIFY(other.ReadNode(named));
@@ -522,7 +522,7 @@ private slots:
         QCOMPARE(Keys(nodes), (std::vector<std::string>{ "a", "b", "C" }));
         CXMLNode::SortChildrenByAttribute(nodes, "k", false, false);
         QCOMPARE(Keys(nodes), (std::vector<std::string>{ "C", "a", "b" }));
-        // What stands between the capitals and the small letters comes after both.
+        // Characters between the capital and the small letters sort after both.
         for (const char* key : { "_", "[", "z" }) {
             nodes.push_back(Child(root, "c"));
             nodes.back()->AddAttribute("k", std::string(key));

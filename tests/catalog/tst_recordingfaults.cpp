@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Applications are recorded while the file system fails and the process dies. What
-// was reported is in the list and in all of its indexes, and the next recording
-// puts right what is not.
+// Applications are recorded while the file system fails and the process dies. Everything
+// reported as done is in the list and in all of its indexes, and the next recording
+// repairs the rest.
 
 #include "catalog/cappinfo.h"
 #include "db/crufile.h"
@@ -30,7 +30,7 @@ private slots:
     void withoutMemory() { FailEachAllocation(work()); }
     void aProcessThatDies() { DieAtEach(work()); }
 
-    // Indexes that lack the items, or do not open, are made again by the next recording.
+    // The next recording rebuilds indexes that lack items or cannot be opened.
     void faultsOfAHealing_data() { FaultRowsOfNewFiles(); }
     void faultsOfAHealing() { FailEach(healing()); }
     void healingWithoutMemory_data() { AllocationRows(); }
@@ -115,7 +115,7 @@ private:
     }
     void verify()
     {
-        // Where nothing was reported, there is nothing to put right.
+        // If nothing was reported, there is nothing to repair.
         if (m_ledger->Gone().count(allWell) > 0)
             verifySoundness();
         QVERIFY(m_sound);
@@ -127,7 +127,7 @@ private:
             QVERIFY(list.FindServerSerialNumber(int(serial)));
         for (const std::uint32_t serial : m_ledger->Gone())
             QVERIFY(!list.FindServerSerialNumber(int(serial)));
-        // What nobody asked to remove is there.
+        // Items that were not to be removed are there.
         for (const int serial : { 1, 3, 9 })
             QVERIFY(list.FindServerSerialNumber(serial));
         QVERIFY(list.UsedRecs() <= 6);
@@ -140,12 +140,12 @@ private:
         QCOMPARE(CheckRecent(RecentFolder()).remarks, Findings());
     }
 
-    bool m_sound = true; // after each recording that was a success
+    bool m_sound = true; // after each successful recording
     static constexpr std::uint32_t allWell = 1000; // in the ledger
 
     QTemporaryDir m_dir;
     std::unique_ptr<Ledger> m_ledger;
-    std::unique_ptr<Damage> m_prepared; // the files that each run begins with
+    std::unique_ptr<Damage> m_prepared; // the files at the beginning of each run
 };
 
 QTEST_GUILESS_MAIN(RecordingFaultsTest)

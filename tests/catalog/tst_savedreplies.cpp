@@ -1,9 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The requests that keep an element of their reply as a file: the aisles, the
-// profile of the machine, the catalog. What is the same for all of them is tried
-// with each of them.
+// The requests that save an element of their reply as a file: the aisles, the profile of
+// the machine, the catalog. Their common behaviour is tested with each of them.
 
 #include "../request/hostilereplies.h"
 
@@ -43,7 +42,7 @@ const Kind kKinds[] = {
       &CAPIUpdateCatalog::staticMetaObject },
 };
 
-// The API directory, to list a function elsewhere for a while.
+// Access to the API directory, to list a function at another address for a while.
 struct DirectoryAccess : public CAPI {
     static void list(const QString& name, const QByteArray& url)
     {
@@ -71,7 +70,7 @@ private:
     QByteArray contents() const { return ReadDataFile(file()); }
     void answer(const QByteArray& bytes) { m_server.answer("/f", bytes); }
 
-    // One request from start to end: what it told, in order.
+    // Runs one request to its end. Returns its signals, in order.
     QStringList run(bool silent = true)
     {
         QStringList events;
@@ -154,7 +153,7 @@ private slots:
                  (QStringList{ QStringLiteral("file"),
                                QLatin1String("before ") + QString::fromLatin1(m_server.url("/f")),
                                QStringLiteral("ok, saved <all>"), QStringLiteral("complete 1") }));
-        // By its class name, without a query.
+        // Found by its class name, without a query.
         QCOMPARE(m_server.asked, QList<QByteArray>{ "/f" });
     }
 
@@ -386,13 +385,13 @@ private slots:
         QCOMPARE(contents(), QByteArray("old"));
     }
 
-    // Nobody is told of these: the request itself has done its part.
+    // These failures are not emitted: the request itself has succeeded.
 
     void fileThatCannotBeWrittenIsLeft()
     {
         QCOMPARE(chmod(qPrintable(DataPath(file())), 0444), 0);
         {
-            // The spool folder is not to stand in the way.
+            // The spool folder must not be an obstacle.
             QCOMPARE(chmod((qgetenv("PAKMART_SYSROOT") + "/tmp").constData(), 01777), 0);
             const PlainUser user;
             QCOMPARE(run().last(), QStringLiteral("complete 1"));
@@ -417,7 +416,7 @@ private slots:
         std::unique_ptr<FullDisk> full;
         const auto before
             = CTracer::SetSink([&full](CTracer::Event event, const std::string& text) {
-                  // The reply is on the disk, its element not yet.
+                  // The reply is on the disk, but its element is not saved yet.
                   if (event == CTracer::Event::Enter && text == "CAPI::onDownloadComplete")
                       full = std::make_unique<FullDisk>(50000);
               });

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The saving of replies: what the file holds, and what is left of the old one
-// when something comes in between.
+// Saving replies: the content of the file, and the state of the old one after an
+// interruption.
 
 #include "catalog/cxmlnode.h"
 #include "catalog/savedtree.h"
@@ -25,7 +25,7 @@ using namespace Agent;
 namespace
 {
 
-// The next sync of data fails, once, as the system reports an error.
+// Makes the next sync of data fail, once, as the system reports an error.
 bool nextSyncFails = false;
 
 } // namespace
@@ -57,7 +57,7 @@ void Save(const QByteArray& content)
     SaveFirstElement(Body(document, content), kName);
 }
 
-// A tree that is written in some hundred pieces, known by its letter.
+// A tree that is written in some hundred pieces, recognised by its letter.
 QByteArray Large(char letter, int items = 4000)
 {
     QByteArray text = "<all>";
@@ -76,7 +76,8 @@ mode_t Mode()
     return stat(qPrintable(DataPath(kFile)), &info) == 0 ? info.st_mode & 07777 : 0;
 }
 
-// Lets nobody use the data folder as `folder` says, and the file as `file` says.
+// Gives the user nobody the data folder with the mode `folder`, and the file with the
+// mode `file`.
 void LetNobody(mode_t folder, mode_t file)
 {
     if (chmod(qPrintable(DataFolder()), folder) != 0 || chmod(qPrintable(DataPath(kFile)), file))
@@ -109,7 +110,7 @@ private slots:
 
     // -- the text
 
-    // A tree may be written a piece at a time: never in another order or form.
+    // A tree may be written in pieces, but never in another order or form.
     void firstElementIsWrittenAsItsTreeIs_data()
     {
         QTest::addColumn<QByteArray>("content");
@@ -246,7 +247,7 @@ private slots:
 
     void fileThatIsThereKeepsItsOwner()
     {
-        // Only root gives files away.
+        // Only root can give files to others.
         const uid_t owner = geteuid() == 0 ? 1234 : geteuid();
         const gid_t group = geteuid() == 0 ? 2345 : getegid();
         WriteDataFile(kFile, "old");
@@ -326,7 +327,7 @@ private slots:
     void fullDiskLeavesTheOldFile_data()
     {
         QTest::addColumn<int>("room");
-        // Nothing, less than one piece of writing, in the middle, all but the last byte.
+        // No room, less than one write, half of the file, all but the last byte.
         for (const int room : { 0, 1, 4095, 100000, int(LargeFile('n').size()) - 1 })
             QTest::newRow(QByteArray::number(room).constData()) << room;
     }
@@ -375,7 +376,7 @@ private slots:
 
     // -- what comes in between
 
-    // A child saves a and b by turns until it is killed, again and again.
+    // A child saves a and b in turns until it is killed, repeatedly.
     void killedInTheMiddleTheFileIsWhole()
     {
         const QByteArray texts[] = { LargeFile('a'), LargeFile('b') };
@@ -394,7 +395,7 @@ private slots:
             const QByteArray found = ReadDataFile(kFile);
             QVERIFY2(found == texts[0] || found == texts[1], found.left(100).constData());
         }
-        // The next save does not stumble over what was left.
+        // Leftovers do not disturb the next save.
         Save(Large('c'));
         QCOMPARE(ReadDataFile(kFile), LargeFile('c'));
     }

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// An update of the catalog for which there is not enough memory: it fails, no
-// exception reaches the host, and the old database is whole.
+// An update of the catalog without enough memory: it fails, no exception reaches the
+// host, and the old database is complete.
 
 #include "tests/catalog/wholecatalogs.h"
 #include "tests/db/memoryfaults.h"
@@ -33,7 +33,7 @@ private slots:
             if (!hasFailed)
                 break;
             ++failed;
-            // What comes after the new database is in place may do without.
+            // Steps after the new database is in place may lack memory.
             if (made) {
                 QCOMPARE(VersionOfWhole(), QByteArray("new"));
                 QVERIFY(Process(Whole("old")));

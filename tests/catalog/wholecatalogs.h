@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Catalogs for the tests of the database that is made of them, and whether what is
-// there is the whole of one.
+// Catalogs for the tests of the database, and a check that the database contains exactly
+// one of them.
 
 #pragma once
 
@@ -34,7 +34,7 @@ inline const QStringList kFiles{
     QStringLiteral(".VADepends.k1"),      QStringLiteral(".VADepends.k2"),
 };
 
-// The folders of databases that are there, the current one and leftovers.
+// The existing folders of databases: the current one and leftovers.
 inline QStringList Generations()
 {
     return QDir(DataFolder())
@@ -52,7 +52,7 @@ inline void RemoveDatabase()
         QDir(DataPath(name)).removeRecursively();
 }
 
-// The same database as plain files, as older versions made it.
+// Turns the database into plain files, as older versions made it.
 inline void MakePlain()
 {
     for (const QString& name : kFiles) {
@@ -65,7 +65,7 @@ inline void MakePlain()
         QDir(DataPath(name)).removeRecursively();
 }
 
-// What the library logs for as long as this lives.
+// Collects the library's log as long as the object lives.
 class LoggedLines
 {
 public:
@@ -125,7 +125,7 @@ inline QByteArray Category(const QByteArray& products, const QByteArray& name = 
     return "<category name=\"" + name + "\" home_page=\"http://g/\">" + products + "</category>";
 }
 
-// A catalog whose products tell by their version which one it is.
+// A catalog with a version in its products by which it is recognised.
 inline QByteArray Whole(const QByteArray& version, int count = 40)
 {
     QByteArray products;
@@ -138,7 +138,8 @@ inline QByteArray Whole(const QByteArray& version, int count = 40)
     return Category(products);
 }
 
-// The version of the whole catalog that is there; what is wrong, otherwise.
+// The version of the catalog in the database; if it is not complete, a description of the
+// fault.
 inline QByteArray VersionOfWhole(int count = 40)
 {
     const IndexLayer layer;

@@ -1,13 +1,13 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Runs a program in which something is killed before the k-th change of a file, whichever
-// process is about to make it and by whatever library: that process, or the program with
-// all that it started.
+// Runs a program and kills something before the k-th change of a file, whichever process
+// is about to make the change and through whatever library: either that process, or the
+// program with everything that it started.
 //
-// The kernel stops each of the processes before such a call: a filter (seccomp) names
-// the calls, a tracer (ptrace) counts them. Syncing is not counted: what a killed process
-// leaves is the same before and after it.
+// The kernel stops the processes before each such call: a filter (seccomp) selects the
+// calls, and a tracer (ptrace) counts them. Syncing is not counted: a killed process
+// leaves the same before and after it.
 
 #pragma once
 
@@ -34,22 +34,22 @@
 #include <unistd.h>
 #include <vector>
 
-enum class Killed { All, One, OneAsked }; // asked: by SIGTERM, which comes after the change
+enum class Killed { All, One, OneAsked }; // asked: by SIGTERM, which arrives after the change
 
 struct CutRun {
-    bool traced; // false where this system does not let processes be traced
+    bool traced; // false if this system does not allow tracing
     bool cut; // there was a k-th change
-    bool hung; // some process did not come to its end within two minutes
-    int status; // the program's; -1 where it was killed
-    int changes; // all that were counted
-    char last[256]; // the one that was not made any more, or the last one
+    bool hung; // a process did not end within two minutes
+    int status; // the program's; -1 if it was killed
+    int changes; // the number of counted changes
+    char last[256]; // the change that was prevented, or else the last one
 };
 
-// The filter: which calls the tracer is to see.
+// The filter: selects the calls that the tracer sees.
 class ChangeFilter
 {
 public:
-    // The processes that are started from now on have it, too.
+    // Child processes inherit the filter.
     static bool Begin()
     {
         std::vector<sock_filter> program = Program();
@@ -97,7 +97,7 @@ private:
         program.push_back(Jump(BPF_JEQ, unsigned(call), 1));
         program.push_back(Return(SECCOMP_RET_TRACE));
     }
-    // Opening that may make a file or empty it.
+    // Adds calls that open a file and may create or truncate it.
     static void AddOpening(std::vector<sock_filter>& program, long call, unsigned flags)
     {
         program.push_back(Jump(BPF_JEQ, unsigned(call), 4));
@@ -114,14 +114,14 @@ private:
     {
         return { BPF_RET | BPF_K, 0, 0, action };
     }
-    // Passes over some instructions unless the value loaded last fits.
+    // Skips some instructions unless the last loaded value matches.
     static sock_filter Jump(unsigned test, unsigned value, std::uint8_t over)
     {
         return { static_cast<unsigned short>(BPF_JMP | test | BPF_K), 0, over, value };
     }
 };
 
-// The tracer, in a process of its own: which has no other children.
+// The tracer. It runs in a process of its own, which has no other children.
 class ChangeTracer
 {
 public:
@@ -168,7 +168,7 @@ private:
 
     void Follow()
     {
-        struct sigaction action = {}; // a call that waits ends
+        struct sigaction action = {}; // interrupts a waiting call
         action.sa_handler = [](int) {};
         sigaction(SIGALRM, &action, nullptr);
         alarm(120);
@@ -208,12 +208,12 @@ private:
         if (event == PTRACE_EVENT_SECCOMP && IsChange(task) && m_run.changes++ == m_k)
             Cut(task);
         if (m_run.cut && m_killed == Killed::All)
-            kill(task, SIGKILL); // one that has just come, too
+            kill(task, SIGKILL); // also one that has just appeared
         const int signal = WSTOPSIG(status);
         const bool waits = event == PTRACE_EVENT_STOP && signal != SIGTRAP;
         ptrace(waits ? PTRACE_LISTEN : PTRACE_CONT, task, nullptr, event == 0 ? signal : 0);
     }
-    // Those that are killed come to no further call. Others go on to their end.
+    // Killed processes make no further call. The others run to their end.
     void Cut(pid_t changing)
     {
         m_run.cut = true;
@@ -258,8 +258,8 @@ private:
     std::set<pid_t> m_tasks; // processes and threads that have not ended
 };
 
-// Runs a program until it and all that it started has ended, and kills at change k, counted
-// from 0; never where k is negative. What it prints goes to the file `output`.
+// Runs a program until it and everything that it started has ended, and kills at change
+// k, counted from 0; a negative k kills nothing. The output goes to the file `output`.
 inline CutRun RunCutAt(int k, Killed killed, const QStringList& words, const QString& output)
 {
     std::vector<std::string> texts;

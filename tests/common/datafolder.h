@@ -21,7 +21,7 @@ inline QString DataPath(const QString& name)
     return DataFolder() + QLatin1Char('/') + name;
 }
 
-// "<none>" when it cannot be read.
+// "<none>" if the file cannot be read.
 inline QByteArray ReadDataFile(const QString& name)
 {
     QFile file(DataPath(name));
@@ -35,7 +35,7 @@ inline void WriteDataFile(const QString& name, const QByteArray& text)
         qFatal("cannot write a file of the data folder");
 }
 
-// What is in it, apart from the settings.
+// The files in it, except the settings.
 inline QStringList DataFiles()
 {
     QStringList names = QDir(DataFolder()).entryList(QDir::Files | QDir::Hidden | QDir::System);

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// A package front end that says what the test wants, to the byte, and keeps the
-// words it was called with.
+// A package front end that prints exactly the bytes that the test wants, and records the
+// arguments of its calls.
 
 #pragma once
 
@@ -20,7 +20,7 @@ public:
             install(QLatin1String(name), "exit 0");
     }
 
-    // What "/usr/bin/NAME" of the machine image does, as shell commands.
+    // Makes "/usr/bin/NAME" of the machine image a script with these shell commands.
     void install(const QString& name, const QByteArray& commands)
     {
         QFile::remove(path(name));
@@ -45,7 +45,7 @@ public:
     }
 
     void forget() { QFile::remove(log()); }
-    // The calls so far, a line each.
+    // The calls so far, one line per call.
     QStringList calls() const
     {
         QFile file(log());

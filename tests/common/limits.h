@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// A machine that has run out of something.
+// Simulates a machine that has run out of something.
 
 #pragma once
 
@@ -10,8 +10,7 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
-// Lowers a limit of this process, and of the children it starts, as long as it
-// lives.
+// Lowers a limit of this process and its children, as long as the object lives.
 class LowLimit
 {
 public:
@@ -39,11 +38,11 @@ class FullDisk : private LowLimit
 public:
     explicit FullDisk(rlim_t size) : LowLimit(RLIMIT_FSIZE, size)
     {
-        std::signal(SIGXFSZ, SIG_IGN); // the write is to fail instead
+        std::signal(SIGXFSZ, SIG_IGN); // the write must fail instead
     }
 };
 
-// No file, pipe or socket more than there are.
+// No further file, pipe or socket can be opened.
 class NoMoreFiles : private LowLimit
 {
 public:
@@ -58,8 +57,8 @@ private:
     }
 };
 
-// No process more. Root may always start one, so this is an ordinary user as long
-// as it lasts.
+// No further process can be started. Root always can, so this is an ordinary user as long
+// as the object lives.
 class NoMoreProcesses
 {
 public:

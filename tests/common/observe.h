@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// What a piece of the library shows to the outside: its standard output, its
-// trace, its boxes; and the settings it reads.
+// Observes the library from outside: its standard output, its trace, its boxes. Also
+// changes its settings.
 
 #pragma once
 
@@ -20,7 +20,7 @@
 #include <cstdio>
 #include <unistd.h>
 
-// Collects standard output as long as it lives.
+// Collects standard output as long as the object lives.
 class StandardOutput
 {
 public:
@@ -47,7 +47,7 @@ public:
         QFile file(m_file.fileName());
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
     }
-    // The lines so far; the last one empty when the text ends with a line end.
+    // The lines so far; the last one is empty if the text ends with a line end.
     QStringList lines() const { return QString::fromUtf8(text()).split(QLatin1Char('\n')); }
 
 private:
@@ -79,7 +79,7 @@ private:
     QStringList m_events;
 };
 
-// Closes each modal box that comes up, as long as it lives, and keeps its text.
+// Closes each modal box that opens, as long as the object lives, and keeps its text.
 class BoxCloser
 {
 public:

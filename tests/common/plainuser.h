@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Root reads and writes everything, so what may be refused is tried as nobody.
+// Root may read and write everything, so refusals are tested as the user nobody.
 
 #pragma once
 
@@ -10,8 +10,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-// As long as it lives, a process of root acts as the user nobody; one of another
-// user stays what it is.
+// As long as the object lives, a process of root acts as the user nobody. A process of
+// another user is not changed.
 class PlainUser
 {
 public:
@@ -19,7 +19,7 @@ public:
     {
         if (!m_root)
             return;
-        // The way to the machine image is root's alone.
+        // Only root can enter the folder of the machine image.
         if (chmod(qgetenv("TEST_DIR").constData(), 0711) != 0 || setresgid(kNobody, kNobody, 0) != 0
             || setresuid(kNobody, kNobody, 0) != 0)
             qFatal("cannot become a plain user");

@@ -1,8 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Which processes there are. One that has ended and only waits to be collected is
-// none.
+// The running processes. One that has ended but is not reaped yet does not count.
 
 #pragma once
 
@@ -10,8 +9,8 @@
 #include <QFile>
 #include <QList>
 
-// What the kernel tells of a process behind its name: state, parent, group,
-// session. Empty when it has ended.
+// The fields after the name in a process's stat file: state, parent, group, session.
+// Empty if it has ended.
 inline QByteArrayList processFields(const QString& pid)
 {
     QFile stat(QStringLiteral("/proc/") + pid + QStringLiteral("/stat"));

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// How long the event loop stood still: the longest time between two ticks of a
-// timer of 10 ms, as long as it lives.
+// Measures how long the event loop was blocked: the longest time between two ticks of a
+// timer of 10 ms, as long as the object lives.
 
 #pragma once
 
@@ -21,7 +21,7 @@ public:
         m_since.start();
     }
     int beats() const { return m_beats; }
-    // In milliseconds, with the time since the last tick.
+    // In milliseconds, including the time since the last tick.
     qint64 longestGap() const { return std::max(m_longest, m_since.elapsed()); }
 
 private:

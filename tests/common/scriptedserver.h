@@ -1,9 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// A web server on loopback, inside the test's own process, that answers what it
-// is told to, down to the byte. It runs on the event loop, which every wait of
-// the library pumps.
+// A web server on loopback, in the test's own process, that sends exactly the bytes that
+// the test wants. It runs on the event loop, which every wait of the library processes.
 
 #pragma once
 
@@ -16,8 +15,7 @@
 class ScriptedServer : public QTcpServer
 {
 public:
-    // Writes an answer to the socket, of its own accord; `target` is the path
-    // with its query.
+    // Writes the whole answer to the socket; `target` is the path with its query.
     using Answer = std::function<void(QTcpSocket* socket, const QByteArray& target)>;
 
     ScriptedServer()
@@ -43,7 +41,7 @@ public:
             + "\r\nConnection: close\r\n" + headers + "\r\n" + body;
     }
 
-    // Answers `path` by these bytes and closes the connection.
+    // Answers requests for `path` with these bytes and closes the connection.
     void answer(const QByteArray& path, const QByteArray& bytes)
     {
         answer(path, [bytes](QTcpSocket* socket, const QByteArray&) {
@@ -53,7 +51,7 @@ public:
     }
     void answer(const QByteArray& path, const Answer& function) { m_answers[path] = function; }
 
-    // The targets asked for, in order.
+    // The requested targets, in order.
     QList<QByteArray> asked;
     QByteArray lastRequest; // with its headers
 

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Real packages, made on the spot, and the index of a flat repository of them.
+// Builds real packages, and the index of a flat repository with them.
 
 #pragma once
 
@@ -18,7 +18,7 @@ public:
         QByteArray name;
         QByteArray version = "1.0";
         QByteArray depends = QByteArray();
-        int size = 100; // of its one file, at least
+        int size = 100; // of its one file, at least; in bytes
         QByteArray conffile = QByteArray(); // the text of a configuration file
         QByteArray fields = QByteArray(); // more lines of its control file
         QByteArray failing = QByteArray(); // the scripts that fail: "prerm postinst"

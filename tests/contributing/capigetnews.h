@@ -30,8 +30,8 @@ public slots:
     void onSuccessfulTransfer(QDomElement* pElement) override;
 
 signals:
-    /// The headlines as the user reads them, before APIComplete. Not told where
-    /// there are none.
+    /// The headlines as the user reads them, before APIComplete. Not emitted without
+    /// headlines.
     void signalNews(const QStringList& headlines);
 
 private:

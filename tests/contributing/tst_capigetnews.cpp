@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The worked example of CONTRIBUTING.md: a new request, against a new function of
-// the real server, and against replies that no sane server sends.
+// The worked example of CONTRIBUTING.md: a new request, tested with a new function of the
+// real server, and with replies that no sane server sends.
 
 #include "capigetnews.h"
 #include "tests/common/observe.h"
@@ -22,7 +22,7 @@ private:
         bool succeeded = false;
     };
 
-    // The request for so many headlines, to its end.
+    // Runs a request for `count` headlines to its end.
     Told ask(int count)
     {
         Told told;

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Runs a piece of work again and again: with each call to the file system failing
-// in turn, or in a process that dies at each of its writes.
+// Runs a piece of work repeatedly: with each call to the file system failing in turn, or
+// in a process that dies at each of its writes.
 
 #pragma once
 
@@ -12,9 +12,9 @@
 #include <functional>
 
 struct FaultyWork {
-    std::function<void()> prepare; // the files that each run begins with
+    std::function<void()> prepare; // makes the files at the beginning of each run
     std::function<void()> run; // any call may fail
-    std::function<void()> verify; // afterwards, with everything in order again
+    std::function<void()> verify; // afterwards, when no call fails any more
 };
 
 inline void FaultRows()
@@ -35,7 +35,7 @@ inline void FaultRows()
     }
 }
 
-// With what is called where a new file takes the place of another, too.
+// Also with the calls that replace a file by a new one.
 inline void FaultRowsOfNewFiles()
 {
     FaultRows();
@@ -43,8 +43,8 @@ inline void FaultRowsOfNewFiles()
     QTest::newRow("rename, for good") << int(Fault::Rename) << true;
 }
 
-// Runs a piece of work with its k-th call hit by something, for each k that there is.
-// Returns how many there were; descriptors are given back each time.
+// Runs a piece of work with its k-th call hit, for each k. Returns the number of calls,
+// and checks that each run closes its descriptors.
 template <typename RunHitAt> int HitEach(const FaultyWork& work, RunHitAt runHitAt)
 {
     bool hit = true;

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// What the models of the databases share: an index as an ordered map.
+// Shared by the models of the databases: an index as an ordered map.
 
 #pragma once
 
@@ -26,8 +26,8 @@ inline std::string Formatted(const char* format, int number)
     return text;
 }
 
-// An index without a page: keys in order of their folded text and, where equal
-// ones are allowed, of their record.
+// An index without pages: keys in order of their folded text and, if equal keys are
+// allowed, of their record.
 class ModelIndex
 {
 public:
@@ -39,7 +39,7 @@ public:
         const std::string cut = key.substr(0, std::size_t(m_keyLength));
         return m_items.emplace(Place(cut, record), Entry{ cut, record }).second;
     }
-    // Where keys are unique the record does not matter.
+    // If keys are unique, the record does not matter.
     bool Delete(const std::string& key, int record)
     {
         return m_items.erase(Place(key.substr(0, std::size_t(m_keyLength)), record)) > 0;

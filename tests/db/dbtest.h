@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// What the tests of the databases share: records written in hex, files read
-// and damaged.
+// Shared by the tests of the databases: records written in hex, reading and damaging
+// files.
 
 #pragma once
 
@@ -88,7 +88,7 @@ template <> inline char* toString(const Items& items)
 }
 } // namespace QTest
 
-// The files of a database, kept to damage them one by one.
+// The files of a database, saved so that they can be damaged one by one.
 class Damage
 {
 public:
@@ -99,7 +99,7 @@ public:
     }
     ~Damage() { Restore(); }
 
-    // The files as they were.
+    // Restores the original files.
     void Restore()
     {
         for (std::size_t i = 0; i < m_paths.size(); ++i) {
@@ -109,7 +109,7 @@ public:
         }
     }
 
-    // Each file in turn as something that is no such file: nothing opens.
+    // Replaces each file in turn by something that cannot be opened as such a file.
     void ForEachUnusable(const std::function<void()>& check)
     {
         const PlainUserOwns owner(m_paths);
@@ -129,7 +129,7 @@ public:
             [](const std::string& path, const QByteArray&) { chmod(path.c_str(), 0); });
     }
 
-    // Each file in turn cut off, and with bytes that are others; then several at a time.
+    // Each file in turn is cut off, and gets other bytes; then several files at a time.
     void ForEachDamaged(Random& random, const std::function<void()>& check)
     {
         for (int part = 1; part < 4; ++part)
@@ -146,7 +146,7 @@ public:
         ForEachMixed(random, check);
     }
 
-    // Records and pages mixed up in one file or several.
+    // Mixes up records and pages in one file or in several.
     void ForEachMixed(Random& random, const std::function<void()>& check)
     {
         for (int round = 0; round < 20 && !QTest::currentTestFailed(); ++round) {
@@ -166,7 +166,7 @@ public:
     }
 
 private:
-    // A plain user may come to the files.
+    // Gives a plain user access to the files.
     struct PlainUserOwns {
         explicit PlainUserOwns(const std::vector<std::string>& paths)
         {

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// A Debian package index, read plainly: what is loaded into a catalog to see it
-// at the size of a distribution.
+// A simple reader of Debian package indexes, to load a catalog of the size of a
+// distribution.
 
 #pragma once
 
@@ -16,7 +16,7 @@
 
 struct DebianPackage {
     QByteArray name, version, section, maintainer, homepage, description;
-    QByteArrayList depends; // names in the order of the index, as often as they stand there
+    QByteArrayList depends; // names in the order of the index, with repetitions
     int size = 0;
     int installedSize = 0;
 };
@@ -95,7 +95,7 @@ inline std::vector<DebianPackage> ParseIndex(const QByteArray& text)
     return packages;
 }
 
-// An index file as text, whatever it is compressed with.
+// An index file as text, whatever its compression.
 inline QByteArray ReadIndex(const QString& path)
 {
     QProcess helper;
@@ -105,8 +105,7 @@ inline QByteArray ReadIndex(const QString& path)
     return helper.readAllStandardOutput();
 }
 
-// The largest package index that apt keeps on this machine; empty if there is
-// none.
+// The largest package index that apt keeps on this machine; empty without one.
 inline QString LargestIndex()
 {
     const QFileInfoList files

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Runs a piece of work again and again with each of its allocations failing in turn.
-// For one source file of a program (failingmemory.h).
+// Runs a piece of work repeatedly with each of its allocations failing in turn. Include
+// it in one source file of a program only (failingmemory.h).
 
 #pragma once
 
@@ -16,7 +16,7 @@ inline void AllocationRows()
     QTest::newRow("for good") << true;
 }
 
-// What a piece of work needs for itself, made while no allocation fails.
+// Makes what a piece of work itself needs, while no allocation fails.
 template <typename Make> auto MadeCalmly(const Make& make)
 {
     const Memory::Pause pause;

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Files of a database whose records and pages are each whole, and in disorder.
+// Mixes up the records and pages of a database's files; each of them stays complete.
 
 #pragma once
 
@@ -31,7 +31,8 @@ inline int UnitLength(const std::string& path)
     return Agent::PackedLength(Agent::freeKeyLength);
 }
 
-// One is copied over another, leads to itself or anywhere, or begins the chain of free ones.
+// Copies one over another, makes one lead to itself or anywhere, or makes one the
+// beginning of the chain of free ones.
 inline void MixUnits(QByteArray& bytes, int length, Random& random)
 {
     const int count = std::max(1, int(bytes.size()) / length);

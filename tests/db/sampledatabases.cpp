@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Writes a catalog and a list of applications used last into the folders of the
-// machine image, and prints as JSON where they are and what was put into them.
+// Writes a catalog and a list of recently used applications into the folders of the
+// machine image, and prints their paths and contents as JSON.
 
 #include "db/ccatalogfile.h"
 #include "db/crufile.h"
@@ -21,7 +21,7 @@ QByteArray Numbered(const char* text, int number)
     return text + QByteArray::number(number);
 }
 
-// Product `number` of the sample; each field has something in it.
+// Product `number` of the sample; no field is empty.
 QJsonObject Fill(CCatalogFile& catalog, int number)
 {
     const char* const categories[] = { "Games", "\xd0\x98\xd0\xb3\xd1\x80\xd1\x8b", "Office" };

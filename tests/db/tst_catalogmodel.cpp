@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Runs the catalog beside plain containers through long random sequences:
-// new products, renames, changes of category, package, serial number,
-// description and dependencies. PAKMART_TEST_SEED repeats a run.
+// Compares the catalog with plain containers in long random sequences: new products,
+// renames, changes of category, package, serial number, description and dependencies.
+// PAKMART_TEST_SEED repeats a run.
 
 #include "db/ccatalogfile.h"
 #include "db/dbcheck.h"
@@ -41,14 +41,14 @@ struct Product {
     }
 };
 
-// What the model keeps of a stored product.
+// The model's data about a stored product.
 struct Stored {
     Product product;
     int note = -1; // where its description is, or was
-    std::string keys[4]; // it is stored under
+    std::string keys[4]; // under which it is stored
 };
 
-// The names a product depends on, in the order of the index.
+// The order of the index for the names that a product depends on.
 struct FoldedLess {
     bool operator()(const std::string& a, const std::string& b) const
     {
@@ -57,8 +57,8 @@ struct FoldedLess {
 };
 using Names = std::set<std::string, FoldedLess>;
 
-// The catalog and what it should be. The notes stand in a store of their own
-// beside it, that is asked for the same things.
+// The catalog and its expected content. A separate store of notes gets the same
+// operations as the catalog's.
 class CatalogPair
 {
 public:
@@ -69,7 +69,7 @@ public:
         QVERIFY(m_notes.Create(NotesPath().c_str()));
     }
 
-    // Stores a new product. False if it was refused, as another has its key.
+    // Stores a new product. False if it was refused because another has its key.
     bool Add(const Product& product, const QByteArrayList& dependencies)
     {
         m_catalog.AddNew();
@@ -95,8 +95,8 @@ public:
         return saved;
     }
 
-    // Loads a product, changes it and stores it. The dependencies are those that
-    // it has in the list, later products' included, or its own.
+    // Loads a product, changes it and stores it. Its dependencies are those in its list,
+    // including later products', or only its own.
     void Change(int number, const Product& product, const QByteArrayList& more, bool ownOnly)
     {
         Load(number);
@@ -132,7 +132,7 @@ public:
             Compare(number);
     }
 
-    // The walk of one category, or of all.
+    // Walks one category, or all.
     void Walk(const char* category)
     {
         std::vector<int> expected;
@@ -146,7 +146,7 @@ public:
         QCOMPARE(walked, expected);
     }
 
-    // Every product and every key, from the files.
+    // Compares every product and every key, read from the files.
     void CompareFiles()
     {
         m_catalog.Close();
@@ -162,8 +162,8 @@ public:
             Load(number);
     }
 
-    // That the files are sound, whatever the products say in them. Both notes
-    // stores were asked for the same, so they must be the same.
+    // Checks that the files are sound, whatever products they contain. Both notes stores
+    // got the same operations, so their files must be the same.
     void CheckFiles()
     {
         m_catalog.Close();
@@ -199,7 +199,7 @@ private:
         QCOMPARE(m_catalog.ServerSerialNumber(), stored.product.serial);
         QCOMPARE(m_catalog.NoteOffset(), stored.note);
         QCOMPARE(m_catalog.Description(), Note(stored.note));
-        // Nothing that another product did has taken it away.
+        // No other product has removed it.
         if (!stored.product.description.isEmpty())
             QCOMPARE(m_catalog.Description(), stored.product.description);
     }
@@ -234,8 +234,8 @@ private:
             m_owners[stored->note] = number;
     }
 
-    // Before the first text is deleted since the catalog was opened: a place that
-    // two products have, or where no text begins, is nobody's.
+    // Called before the first deletion of a text since the catalog was opened: a place
+    // that two products have, or where no text begins, has no owner.
     void FindOwners()
     {
         if (m_knowsOwners)
@@ -322,7 +322,7 @@ private slots:
     }
     void cleanupTestCase() { UnInitIndex(); }
 
-    // As a host that means well uses it: all agree at the end.
+    // Uses it as a well-behaved host does: everything agrees at the end.
     void productsOfTheirOwn()
     {
         CatalogPair pair;
@@ -364,13 +364,14 @@ private slots:
         QCOMPARE(CheckCatalog(CatalogFolder()).remarks, Findings());
     }
 
-    // Products that take each other's keys, descriptions that go and leave their
-    // place, lists that are stored with the names of later products.
+    // Products that take each other's keys, cleared descriptions that leave their offset,
+    // lists that are stored with the names of later products.
     void productsThatTakeEachOthersKeys_data()
     {
         QTest::addColumn<quint32>("seed");
         QTest::newRow("at random") << 0u;
-        // A product's old text was freed twice, and a later one lay over another's.
+        // Once a product's old text was freed twice, and a later text overlapped another
+        // one.
         QTest::newRow("freed twice") << 4u;
     }
 

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The products of the catalog read one after the other: the same as the database
-// gives, whoever reads, and whatever is wrong with the files.
+// Reading the products of the catalog in sequence: the result is that of the database,
+// for any user, and damaged files do no harm.
 
 #include "db/catalogscan.h"
 #include "db/ccatalogfile.h"
@@ -19,7 +19,7 @@ class CatalogScanTest : public QObject
     Q_OBJECT
 
 private:
-    // 700 products: more than are read at once.
+    // 700 products, more than are read at once.
     static constexpr int kProducts = 700;
 
     static void AddProducts(CCatalogFile& file)
@@ -173,7 +173,7 @@ private slots:
     {
         const PlainUser nobody;
         if (access(CCatalogFile::CATALOGDFNAME.c_str(), W_OK) == 0) {
-            // Not by the macro, whose empty arguments clang does not like.
+            // Not with the macro: clang warns about its empty arguments.
             QTest::qSkip("this user may write there", __FILE__, __LINE__);
             return;
         }
@@ -216,7 +216,7 @@ private slots:
         QCOMPARE(products, kProducts);
     }
 
-    // No crash, no hang, and no text without an end.
+    // No crash, no hang, and no unterminated text.
     void damageIsPassedOver()
     {
         Random random = Random::Announced();

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The catalog database: its record and keys byte by byte, what is found and in
-// which order, what a save that fails leaves, and damaged files.
+// The catalog database: its record and keys byte by byte, the order of walks, the state
+// after a failed save, and damaged files.
 
 #include "db/ccatalogfile.h"
 #include "store/cnote.h"
@@ -39,7 +39,7 @@ std::string CategoryKey(const std::string& category, const std::string& name)
     return category + std::string(60 - category.size(), ' ') + name;
 }
 
-// Fills a new product whose package is named as the product is.
+// Fills a new product with equal names of product and package.
 void Fill(CCatalogFile& catalog, int serial, const char* category, const char* name)
 {
     catalog.AddNew();
@@ -64,7 +64,7 @@ QByteArrayList Walk(CCatalogFile& catalog, const char* category)
     return names;
 }
 
-// Makes a catalog of one product, "one", whose description is "text".
+// Makes a catalog with one product, "one", with the description "text".
 bool CreateWithOneText(CCatalogFile& catalog)
 {
     if (!catalog.Create())
@@ -195,7 +195,7 @@ private slots:
             const int kept = field.set == &C::setCategory ? 60 : field.longest;
             QCOMPARE(QByteArray((catalog.*field.get)()), QByteArray(kept, letter++));
         }
-        // Each of them cut before a character that does not fit.
+        // Each of them is cut before a character that does not fit.
         for (const Field& field : fields) {
             const QByteArray text(field.longest - 1, 'x');
             for (const char* character : { "\xc3\xa4", "\xe4\xb8\xad", "\xf0\x9f\x98\x80" })
@@ -325,7 +325,7 @@ private slots:
         QVERIFY(!catalog.FindFirstForCategory("Accessories"));
         QCOMPARE(catalog.Name(), "game");
         QVERIFY(!catalog.FindFirstForCategory("Zoo"));
-        // The empty text is a category, null is none.
+        // The empty text is a category, null means none.
         QVERIFY(!catalog.FindFirstForCategory(""));
         QVERIFY(catalog.FindFirstForCategory(nullptr));
         QVERIFY(Add(catalog, 2, "", "nowhere"));
@@ -337,7 +337,7 @@ private slots:
     {
         CCatalogFile catalog;
         QVERIFY(catalog.Create());
-        // Three of one name, then one behind them.
+        // Three with one name, then one that sorts after them.
         for (int serial = 1; serial <= 3; ++serial) {
             Fill(catalog, serial, "Games", "same");
             catalog.setPackageName(QByteArray::number(serial));
@@ -350,7 +350,7 @@ private slots:
         QVERIFY(catalog.FindNextForCategory("Games"));
         QCOMPARE(catalog.ServerSerialNumber(), 4);
         QVERIFY(!catalog.FindNextForCategory("Games"));
-        // A saved change of the index does not send the walk back.
+        // A saved change of the index does not make the walk go back.
         QByteArrayList serials;
         bool more = catalog.FindFirstForCategory("Games");
         for (; more && serials.size() < 10; more = catalog.FindNextForCategory("Games")) {
@@ -360,7 +360,7 @@ private slots:
                 catalog.setName("such");
             QVERIFY(catalog.SaveRecord());
         }
-        // Number 2 has moved behind number 3 then.
+        // Number 2 now sorts after number 3.
         QCOMPARE(serials, (QByteArrayList{ "1", "2", "4" }));
         QCOMPARE(Walk(catalog, nullptr), (QByteArrayList{ "same", "same", "such", "unlike" }));
     }
@@ -378,7 +378,7 @@ private slots:
         QVERIFY(catalog.GetRecord(1));
         QVERIFY(catalog.FindNextForCategory("Games"));
         QCOMPARE(catalog.Name(), "b");
-        // From the key that it is stored under, not from what it is to become.
+        // The walk continues from the stored key, not from the key after the change.
         catalog.setName("z");
         QVERIFY(catalog.GetRecord(2));
         catalog.setName("z");
@@ -556,7 +556,7 @@ private slots:
             QVERIFY(catalog.FindServerSerialNumber(serial));
             QCOMPARE(catalog.Description(), text.repeated(serial == 4 ? 15000 : serial));
         }
-        // One that is too long is not stored, its product is.
+        // A description that is too long is not stored, but its product is.
         Fill(catalog, 5, "Games", "5");
         catalog.setDescription(QString(499993, QLatin1Char('x')));
         QVERIFY(catalog.SaveRecord());
@@ -576,7 +576,7 @@ private slots:
         QVERIFY(catalog.GetRecord(1));
         catalog.setDescription(QStringLiteral("a longer one"));
         QVERIFY(catalog.SaveRecord());
-        QCOMPARE(catalog.NoteOffset(), 13); // behind "first" and its header
+        QCOMPARE(catalog.NoteOffset(), 13); // after "first" and its header
         QVERIFY(catalog.GetRecord(1));
         QCOMPARE(catalog.Description(), QStringLiteral("a longer one"));
         catalog.Close();
@@ -598,7 +598,7 @@ private slots:
         QVERIFY(catalog.GetRecord(1));
         QCOMPARE(catalog.NoteOffset(), 0);
         QCOMPARE(catalog.Description(), QString());
-        // Another product's text may come there, and is shown for both then.
+        // Another product's text may be put there, and is then shown for both.
         Fill(catalog, 2, "Games", "two");
         catalog.setDescription(QStringLiteral("other"));
         QVERIFY(catalog.SaveRecord());
@@ -627,7 +627,7 @@ private slots:
         Fill(catalog, 2, "Games", "two");
         catalog.setDescription(QStringLiteral("two"));
         QVERIFY(catalog.SaveRecord());
-        QCOMPARE(catalog.NoteOffset(), 0); // where the text of 1 was
+        QCOMPARE(catalog.NoteOffset(), 0); // the former place of the text of 1
         for (int i = 0; i < 3; ++i) {
             if (reopened)
                 QVERIFY(catalog.Open());
@@ -637,7 +637,7 @@ private slots:
             QVERIFY(catalog.GetRecord(1));
             QCOMPARE(catalog.Description(), text.isEmpty() ? QStringLiteral("two") : text);
         }
-        // Its own goes.
+        // Its own text is deleted.
         QVERIFY(catalog.Open());
         SaveWith(catalog, 1, QStringLiteral("long enough for a place of its own"));
         const int place = catalog.NoteOffset();
@@ -680,7 +680,7 @@ private slots:
         SaveWith(catalog, 2, QString());
         const int inside = catalog.NoteOffset();
         SaveWith(catalog, 1, QString()); // together with that of 2
-        // A text in which the header of a block can be read where 2 had its own.
+        // A text that contains a block header at the place of the old header of 2.
         QString text(inside - 8, QLatin1Char('x'));
         for (const int byte : { 0, 0, 0, 0, 8, 0, 0, 0 })
             text += QChar(byte);
@@ -694,14 +694,14 @@ private slots:
             SaveWith(catalog, 2, QString());
             CNote notes;
             QVERIFY(notes.Open(CCatalogFile::CATALOGNOTES.c_str()));
-            QCOMPARE(notes.NoteLength(inside), 0); // could be deleted as a note
+            QCOMPARE(notes.NoteLength(inside), 0); // looks like a note that could be deleted
             const std::unique_ptr<char, decltype(&std::free)> kept(notes.ReadNote(0), std::free);
             QCOMPARE(QByteArray(kept.get(), notes.NoteLength(0)), text.toUtf8());
         }
     }
 
-    // Where the header of free space runs over that of a text that has gone, its place
-    // reads as if the text were there.
+    // If the header of free space overlaps that of a deleted text, the place still looks
+    // like a text.
     void aPlaceInsideFreeSpaceIsNotFreed_data()
     {
         QTest::addColumn<bool>("reopened");
@@ -724,7 +724,7 @@ private slots:
         SaveWith(catalog, 2, QString());
         const int place = catalog.NoteOffset();
         SaveWith(catalog, 1, QString()); // together with that of 2
-        add(4, 92 - 5); // what is left begins five bytes before the place of 2
+        add(4, 92 - 5); // the remainder begins five bytes before the place of 2
         {
             CNote notes;
             QVERIFY(notes.Open(CCatalogFile::CATALOGNOTES.c_str()));
@@ -741,7 +741,7 @@ private slots:
         QCOMPARE(CheckNotes(CCatalogFile::CATALOGNOTES), Findings());
     }
 
-    // Whose a text is cannot be known then.
+    // The owner of a text is unknown then.
     void noTextGoesWhileProductsCannotBeRead()
     {
         CCatalogFile catalog;
@@ -771,7 +771,7 @@ private slots:
         QVERIFY(k > 2);
     }
 
-    // Its bytes, whatever they are, are no product's.
+    // Its bytes, whatever they are, do not belong to a product.
     void aRemovedRecordOwnsNoText()
     {
         CCatalogFile catalog;
@@ -794,7 +794,7 @@ private slots:
         Fill(catalog, 2, "Games", "two");
         catalog.setDescription(QStringLiteral("two"));
         {
-            FailingFiles files(Fault::Write, 1, false); // the first is the note's
+            FailingFiles files(Fault::Write, 1, false); // the first write is the note's
             const UsedStoreFiles used(&files);
             QVERIFY(!catalog.SaveRecord());
         }
@@ -823,7 +823,7 @@ private slots:
         QVERIFY(!catalog.IsWhole());
         catalog.setDescription(QStringLiteral("new"));
         QVERIFY(catalog.SaveRecord());
-        QCOMPARE(catalog.NoteOffset(), offset); // where the first one was
+        QCOMPARE(catalog.NoteOffset(), offset); // the place of the first one
         QVERIFY(catalog.GetRecord(2));
         QCOMPARE(catalog.Description(), QStringLiteral("new"));
     }
@@ -853,7 +853,7 @@ private slots:
         QVERIFY(catalog.GetRecord(2));
         QCOMPARE(catalog.Dependencies(), (QByteArrayList{ "a2", "z2", "a3", "z3" }));
         QCOMPARE(catalog.OwnDependencies(), (QByteArrayList{ "a2", "z2" }));
-        // What the list holds becomes the product's own.
+        // The names in the list become the product's own.
         QVERIFY(catalog.SaveRecord());
         QVERIFY(catalog.GetRecord(2));
         QCOMPARE(catalog.OwnDependencies(), (QByteArrayList{ "a2", "a3", "z2", "z3" }));
@@ -863,7 +863,7 @@ private slots:
         QVERIFY(catalog.SaveRecord());
         QVERIFY(catalog.GetRecord(1));
         QCOMPARE(catalog.OwnDependencies(), (QByteArrayList{ "a1", "m", "z1" }));
-        // A new product has none.
+        // A new product has no dependencies.
         catalog.AddNew();
         QCOMPARE(catalog.Dependencies(), QByteArrayList());
         QCOMPARE(catalog.OwnDependencies(), QByteArrayList());
@@ -893,7 +893,7 @@ private slots:
         QVERIFY(catalog.Open());
         QVERIFY(!catalog.FindServerSerialNumber(-1));
         QVERIFY(Add(catalog, 1, "Games", "one"));
-        QVERIFY(catalog.Open()); // once more
+        QVERIFY(catalog.Open()); // a second time
         QVERIFY(catalog.FindServerSerialNumber(1));
         QVERIFY(catalog.Create());
         QVERIFY(!catalog.FindServerSerialNumber(1));
@@ -916,8 +916,8 @@ private slots:
         catalog.Close();
         const int descriptors = OpenDescriptors();
         std::vector<std::string> files = Files();
-        // The heap of notes has no header: an empty one is one without notes. The
-        // list of free notes is made anew where it has none.
+        // The heap of notes has no header, so an empty file means no notes. The list of
+        // free notes is rebuilt if it has no header.
         files.erase(files.begin() + 5, files.begin() + 7);
         Damage(files).ForEachUnusable([&] {
             QVERIFY(!catalog.Open());

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The dependency database: its record and keys byte by byte, what is refused,
-// what a list holds, and damaged files.
+// The dependency database: its record and keys byte by byte, refused records, the content
+// of lists, and damaged files.
 
 #include "db/cdependency.h"
 #include "store/indexpage.h"
@@ -127,7 +127,7 @@ private slots:
     {
         CDependency database;
         QVERIFY(database.Create());
-        // Behind 51 bytes of name the second index keeps seven of the parent's eight.
+        // After a name of 51 bytes the second index keeps seven of the parent's eight.
         const QByteArray longest(51, 'x');
         QVERIFY(Save(database, 12, longest));
         QVERIFY(!Save(database, 13, longest));
@@ -182,7 +182,7 @@ private slots:
 
     void listEndsAtAParentThatIsNoNumber()
     {
-        // Blanks sort before digits, the minus sign stands between them.
+        // Blanks sort before digits, and the minus sign between them.
         CDependency database;
         QVERIFY(database.Create());
         QVERIFY(Save(database, 5, "five"));
@@ -191,7 +191,7 @@ private slots:
         QCOMPARE(Names(database, -3), (QByteArrayList{ "minus" }));
         QCOMPARE(Names(database, 0), (QByteArrayList{ "zero", "five", "minus" }));
         QCOMPARE(Names(database, 5), (QByteArrayList{ "five", "minus" }));
-        // Of nine digits the first eight count.
+        // Only the first eight of nine digits count.
         QVERIFY(Save(database, 100000000, "many"));
         QCOMPARE(Names(database, 100000000), QByteArrayList());
         QCOMPARE(Names(database, 10000000), (QByteArrayList{ "many" }));
@@ -268,7 +268,7 @@ private slots:
         QCOMPARE(CheckDataFile(CDependency::DEPENDENCYDFNAME, recordLength), Findings());
         QVERIFY(database.Open());
         QVERIFY(Save(database, 4, "next"));
-        QCOMPARE(database.RecordNumber(), 6); // the one removed last
+        QCOMPARE(database.RecordNumber(), 6); // the number removed last
     }
 
     void savingAfterRemovingStoresItAnew()
@@ -335,10 +335,10 @@ private slots:
         const QByteArray fifty(50, 'x');
         QVERIFY(Save(database, 1, fifty + "12345"));
         QCOMPARE(QByteArray(database.Name()), fifty + "1");
-        // The keys tell names apart by 50 characters.
+        // The keys distinguish names by 50 characters.
         QVERIFY(!Save(database, 1, fifty + "2"));
         QVERIFY(Save(database, 2, fifty + "2"));
-        // An a with two dots has two bytes: the second would be the 52nd.
+        // An "ä" has two bytes: the second would be the 52nd.
         database.AddNew();
         QCOMPARE(QByteArray(database.setName(fifty + "\xc3\xa4")), fifty);
         QCOMPARE(QByteArray(database.setName(nullptr)), QByteArray());

@@ -21,7 +21,7 @@
 namespace
 {
 
-// The one stanza that `text` and an empty line make.
+// The stanza of `text` and an empty line.
 CDpkgInfo Stanza(const QByteArray& text)
 {
     WriteStatusFile(text + "\n");
@@ -559,7 +559,7 @@ private slots:
         WriteStatusFile(text);
         CDpkg packages;
         QCOMPARE(packages.ReadStatusFile(), 60000);
-        // Walking the list for each would be 1,800 million comparisons.
+        // Walking the list for each would need 1,800 million comparisons.
         for (int i = 0; i < 60000; ++i)
             QCOMPARE(packages.GetPackageInfo("p" + std::to_string(i)).GetVersion(),
                      std::to_string(i));
@@ -619,7 +619,7 @@ QStringList Expected(const QString& record)
     fields[5] = QString::number(fields[5].toInt());
     if (fields[7].isEmpty())
         fields[7] = QStringLiteral("no");
-    // What fits in one line of the reader's buffer.
+    // Only the part that fits into the reader's buffer.
     fields[8] = fields[8].left(2047 - int(sizeof "Provides: ") + 1);
     const QString description = fields[9];
     const QString conffiles = fields.takeLast();
@@ -635,7 +635,7 @@ void DpkgTest::realStatusFileIsReadAsDpkgReadsIt()
 {
     QFile real(QStringLiteral("/var/lib/dpkg/status"));
     QVERIFY(real.open(QIODevice::ReadOnly));
-    // A copy: packages may come and go meanwhile.
+    // A copy, since packages may be installed or removed meanwhile.
     WriteStatusFile(real.readAll());
     QProcess query;
     query.start(QStringLiteral("dpkg-query"),
@@ -650,7 +650,7 @@ void DpkgTest::realStatusFileIsReadAsDpkgReadsIt()
 
     CDpkg packages;
     QCOMPARE(packages.ReadStatusFile(), records.size());
-    // One package may be there for several architectures.
+    // A package may be installed for several architectures.
     QMultiMap<QString, QStringList> theirs;
     for (const QString& record : std::as_const(records))
         theirs.insert(record.section(QLatin1Char('\x01'), 0, 1), Expected(record));

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The recently-used list: its record and keys byte by byte, its orders, what an
-// update that fails leaves, and damaged files.
+// The recently-used list: its record and keys byte by byte, its orders, the state after a
+// failed update, and damaged files.
 
 #include "db/crufile.h"
 #include "db/dbcheck.h"
@@ -44,7 +44,7 @@ bool Add(CRUFile& list, int serial, const char* description, int time)
     return list.Update();
 }
 
-// A new list of the items "1", "2", ..., each used after the one before.
+// Makes a new list of the items "1", "2", ..., each used later than the one before.
 void MakeList(CRUFile& list, int count)
 {
     QVERIFY(list.Create());
@@ -52,7 +52,8 @@ void MakeList(CRUFile& list, int count)
         QVERIFY(Add(list, serial, QByteArray::number(serial), serial));
 }
 
-// One of several pages in each index, in another order in each, with equal times.
+// Makes a list with several pages in each index, a different order in each, and equal
+// times.
 void MakeMixedList(CRUFile& list)
 {
     QVERIFY(list.Create());
@@ -78,7 +79,7 @@ QByteArrayList ByDescription(CRUFile& list)
     return descriptions;
 }
 
-// Has room for some writes to the files "*.new", and for no other one.
+// Allows only some writes to the files "*.new".
 class NoRoomForNewFiles : public UnsyncedFiles
 {
 public:
@@ -360,7 +361,7 @@ private slots:
         QVERIFY(!list.DeleteRecord(2));
         QCOMPARE(list.UsedRecs(), 2);
         QCOMPARE(list.GetFileSize(), 4);
-        QVERIFY(list.GetRecord(2)); // what is left of it
+        QVERIFY(list.GetRecord(2)); // the remains of the removed item
         QVERIFY(!list.Update());
         list.Close();
         for (const int which : { 1, 2, 3 })
@@ -447,7 +448,7 @@ private slots:
         CRUFile list;
         MakeList(list, 3);
         list.Close();
-        // The oldest record says of itself that it is the newest.
+        // The oldest record claims to be the newest.
         QByteArray bytes = ReadWhole(CRUFile::RUDATAFILE);
         bytes[recordLength + 588] = 99;
         WriteWhole(CRUFile::RUDATAFILE, bytes);
@@ -485,7 +486,7 @@ private slots:
         CRUFile list;
         MakeList(list, 3);
         list.Close();
-        // The newest has gone, its key not yet: a process died in between.
+        // The newest record is removed, but not its key yet: a process died in between.
         DataFile* const file = OpenDataFile(0, CRUFile::RUDATAFILE.c_str(), recordLength);
         QVERIFY(file);
         QCOMPARE(DeleteRec(file, 3), 0);
@@ -517,7 +518,7 @@ private slots:
         QVERIFY(!list.SetUniqueDescription(nullptr) || *list.Description() == 0);
     }
 
-    // What the object was loaded with stays the place that a walk goes on from.
+    // A walk continues from the key with which the object was loaded.
     void theWalkBackGoesOnFromTheStoredKey()
     {
         CRUFile list;
@@ -530,7 +531,7 @@ private slots:
         list.SetDescription("0");
         QVERIFY(list.FindPrevAccessedItem());
         QCOMPARE(list.Description(), "2");
-        // A removed item is loaded as what is left of it: its keys are not.
+        // Of a removed item the remains are loaded, but not its keys.
         QVERIFY(list.DeleteRecord(1));
         QVERIFY(list.FindServerSerialNumber(3));
         QVERIFY(list.GetRecord(1));
@@ -547,7 +548,7 @@ private slots:
         QVERIFY(list.FindNextByDescription());
         QCOMPARE(list.Description(), "3");
         QVERIFY(!list.FindItem("35"));
-        list.SetLastAccessed(9); // moves no description
+        list.SetLastAccessed(9); // does not change the order by description
         QVERIFY(list.Update());
         QVERIFY(list.FindNextByDescription());
         QCOMPARE(list.Description(), "4");
@@ -639,7 +640,7 @@ private slots:
             return other.Open() && other.DeleteRecord(1);
         });
         QVERIFY(!host.Update());
-        // Its number goes to another product.
+        // Its record number is given to another product.
         inAnotherProcess([] {
             CRUFile other;
             return other.Open() && Add(other, 3, "three", 3) && other.RecordNumber() == 1;
@@ -688,7 +689,7 @@ private slots:
         }
     }
 
-    // Such an index refuses a second one, but may come to it by damage.
+    // Such an index refuses a second equal key, but damage can make one.
     void aWalkOverEqualDescriptionsEnds()
     {
         CRUFile list;
@@ -712,8 +713,8 @@ private slots:
         QCOMPARE(ByDescription(list), (QByteArrayList{ "a", "b", "c" }));
     }
 
-    // Where nothing can be locked: a list can be used by one process, and a link that
-    // was put there makes no file elsewhere.
+    // If locking is impossible, a single process can use the list; a planted link does
+    // not create a file elsewhere.
     void whatIsNoLockFileIsNotLocked()
     {
         CRUFile list;
@@ -732,7 +733,7 @@ private slots:
         QCOMPARE(NewestFirst(list), (QByteArrayList{ "three", "one" }));
     }
 
-    // ---- putting right ----
+    // ---- repairing ----
 
     void repairOfASoundListWritesNothing()
     {
@@ -765,7 +766,7 @@ private slots:
             const QByteArray bytes = ReadWhole(path);
             const int size = PageSize(which == 1 ? 72 : which == 2 ? 60 : 20);
             const QByteArrayList damaged{
-                bytes.left(size), // empty, and not by its header
+                bytes.left(size), // empty, but not according to its header
                 QByteArray(bytes).replace(size, size, QByteArray(size, '\0')),
                 QByteArray(bytes).replace(size, size, bytes.mid(2 * size, size)),
                 QByteArray(bytes).replace(2 * size + 20, 1, "\x7f"),
@@ -791,7 +792,7 @@ private slots:
         const Items sound[] = { Index(1), Index(2), Index(3) };
         const QByteArray records = ReadWhole(CRUFile::RUDATAFILE);
         const int descriptors = OpenDescriptors();
-        // One, two next to one another, and all.
+        // One, two adjacent ones, and all.
         for (const std::vector<std::size_t>& which :
              { std::vector<std::size_t>{ 1 }, { 2 }, { 3 }, { 1, 2 }, { 2, 3 }, { 1, 2, 3 } }) {
             for (const int size : { 0, 30, 100, -1 }) {
@@ -805,7 +806,7 @@ private slots:
                 QVERIFY(list.OpenOrRepair());
                 QCOMPARE(NewestFirst(list).size(), 60);
                 QVERIFY(list.FindServerSerialNumber(7) && list.FindItem("8"));
-                list.SetLastAccessed(8); // as it was: written, and nothing else
+                list.SetLastAccessed(8); // unchanged except for this write
                 QVERIFY(list.Update());
                 list.Close();
                 for (const int index : { 1, 2, 3 })
@@ -852,7 +853,7 @@ private slots:
         }
     }
 
-    // While it is open, too.
+    // Also while it is open.
     void anIndexThatIsCutOffUnderAnOpenListIsMadeAgain()
     {
         CRUFile list;
@@ -889,7 +890,7 @@ private slots:
         QVERIFY(list.FindItem("one"));
     }
 
-    // The disk is full: at whichever write, the one at closing as well.
+    // The disk is full at any write, including those at closing.
     void anIndexThatCannotBeWrittenDoesNotTakeItsPlace()
     {
         CRUFile list;
@@ -927,15 +928,15 @@ private slots:
             QVERIFY(Add(list, 1, "one", 1));
             list.Close();
         }
-        // What may hold items is left as it is.
+        // A file that may contain items is left unchanged.
         QVERIFY(unlink(CRUFile::RUDATAFILE.c_str()) == 0);
         QVERIFY(mkdir(CRUFile::RUDATAFILE.c_str(), 0700) == 0);
         QVERIFY(!list.OpenOrRepair());
         QVERIFY(rmdir(CRUFile::RUDATAFILE.c_str()) == 0);
     }
 
-    // Records and pages copied over others, chains and links that go in circles, in the
-    // data file and any of the indexes: what is repaired has every record that is left.
+    // Records and pages copied over others, circular chains and links, in the data file
+    // and any of the indexes: the repaired list has every remaining record.
     void recordsThatAreWholeSurviveTheDamageOfSeveralFiles()
     {
         Random random = Random::Announced();
@@ -998,7 +999,8 @@ private slots:
         QCOMPARE(list.Description(), "b");
     }
 
-    // A number of 0 is no product's: such items are no copies, and have no name to get.
+    // The number 0 belongs to no product: such items are not copies of each other, and
+    // cannot get a unique name.
     void repairLeavesItemsWithoutASerialNumber()
     {
         CRUFile list;
@@ -1022,7 +1024,7 @@ private slots:
         QCOMPARE(NewestFirst(list), (QByteArrayList{ "Editor", "Editor (7)", "Editor" }));
     }
 
-    // The one that the index knows by it, if that is one of them.
+    // The item that the index has under the name keeps it, if it is one of them.
     void repairLeavesANameToTheItemThatHadItFirst()
     {
         CRUFile list;
@@ -1056,7 +1058,7 @@ private slots:
         QVERIFY(list.FindServerSerialNumber(1) && list.FindServerSerialNumber(2));
     }
 
-    // It would give the page to the next item that needs one.
+    // Otherwise the index would give the page to the next item that needs one.
     void repairOfAnIndexWhoseFreePageIsInUse()
     {
         CRUFile list;
@@ -1075,7 +1077,7 @@ private slots:
         }
     }
 
-    // All items are where they should be, and the next changes would not find what they need.
+    // All items are in place, but the next changes would not find what they need.
     void repairOfAnIndexWithAllItemsThatIsUnsound()
     {
         CRUFile list;
@@ -1099,7 +1101,7 @@ private slots:
     }
 
 private:
-    // Has a key of an index lead to another record.
+    // Makes a key of an index lead to another record.
     static void pointTo(int which, const char* key, std::uint32_t from, std::uint32_t to)
     {
         const std::int16_t lengths[] = { 72, 60, 20 };
@@ -1114,7 +1116,7 @@ private:
     }
     static int PageSize(int keyLength) { return PackedLength(std::int16_t(keyLength)); }
 
-    // Each walk in its order, whatever is in it.
+    // Checks that each walk is in order, whatever items it has.
     static void CompareOrders(CRUFile& list)
     {
         QByteArray before;

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// What the check of a database finds: nothing in a sound one, a remark for what
-// was refused, and a fault for each kind of disagreement. And what is listed.
+// The check of a database finds nothing in a sound one, a remark for a refused save, and
+// a fault for each kind of disagreement. Also the listing of databases.
 
 #include "db/ccatalogfile.h"
 #include "db/crufile.h"
@@ -45,7 +45,7 @@ DbFindings Check()
     return CheckCatalog(CatalogFolder());
 }
 
-// Changes one index behind the database's back.
+// Changes one index without the database.
 void Change(const std::string& path, int keyLength, bool duplicates,
             const std::function<void(IndexFile*)>& change)
 {

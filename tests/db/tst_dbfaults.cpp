@@ -1,8 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The databases while the file system fails, memory lacks and the process dies: what was
-// reported as stored is there, what nobody touched stays, and the list can be put right.
+// The databases while the file system fails, memory runs out and the process dies:
+// everything reported as stored is there, untouched items stay, and the list can be
+// repaired.
 
 #include "db/ccatalogfile.h"
 #include "db/cdependency.h"
@@ -140,7 +141,7 @@ private:
         QCOMPARE(CheckRecent(RecentFolder()).remarks, Findings());
     }
 
-    // From nothing, so that the files are made.
+    // Begins without files, so that they are made.
     FaultyWork firstListWork()
     {
         const auto remove = [this] {
@@ -166,8 +167,8 @@ private:
         return { remove, use, verify };
     }
 
-    // Without `promises`, for a process that dies with pages of an index in memory,
-    // the database must be usable and nothing more.
+    // Without `promises`, for a process that dies with pages of an index in memory, the
+    // database only has to be usable.
     FaultyWork dependencyWork(bool promises = true)
     {
         return { [this] { prepareDependencies(); }, [this] { useDependencies(); },
@@ -225,8 +226,7 @@ private:
         QCOMPARE(OwnNames(database, 50), (QByteArrayList{ "p", "q" }));
     }
 
-    // What was saved is there, with all that belongs to it, unless the catalog says that
-    // it is not whole.
+    // Everything saved is complete, unless the catalog reports that it is not whole.
     FaultyWork catalogWork()
     {
         return { [this] { prepareCatalog(); }, [this] { useCatalog(); },
@@ -271,7 +271,7 @@ private:
         if (!catalog.IsWhole())
             m_ledger->Gone(closed);
     }
-    // Names, texts and dependencies that say which saving they are of.
+    // Fills in names, texts and dependencies that identify the save by its tag.
     static void Fill(CCatalogFile& catalog, int serial, int tag)
     {
         const QByteArray text = QByteArray::number(tag);
@@ -302,8 +302,8 @@ private:
         QVERIFY(found >= items && found <= items + 1);
     }
 
-    // What nobody changed is in its record, with its text. Indexes may be half written:
-    // walks end, changes do or fail, and the database can be made again.
+    // Unchanged products are in their records, with their texts. Indexes may be half
+    // written: walks end, changes succeed or fail, and the database can be rebuilt.
     void verifyCatalogOfADeadProcess()
     {
         CCatalogFile catalog;

@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Whole package indexes loaded as a catalog, read back and compared with what
-// libapt-pkg reads in them: a small one of our own, dpkg's status file with its
-// long descriptions, and the largest index that apt keeps here.
+// Whole package indexes are loaded as a catalog, read back and compared with the results
+// of libapt-pkg: a small one of our own, dpkg's status file with its long descriptions,
+// and the largest index that apt keeps on this machine.
 
 #include "db/ccatalogfile.h"
 #include "db/dbcheck.h"
@@ -32,7 +32,7 @@ namespace
 
 QByteArray Cut(const std::string& text, int most)
 {
-    // All cuts here are made in UTF-8 texts.
+    // All texts that are cut here are UTF-8.
     QByteArray cut = QByteArray::fromStdString(text).left(most);
     while (int(text.size()) > most && !cut.isEmpty()
            && (text[std::size_t(cut.size())] & 0xc0) == 0x80)
@@ -40,8 +40,8 @@ QByteArray Cut(const std::string& text, int most)
     return cut;
 }
 
-// The distinct names in a relation as the second index of dependencies tells
-// them apart, in the order of the first.
+// The names in a relation that the second index of dependencies distinguishes, in the
+// order of the first index.
 QByteArrayList StoredNames(const pkgTagSection& section)
 {
     const char* at = nullptr;
@@ -64,7 +64,7 @@ QByteArrayList StoredNames(const pkgTagSection& section)
 
 int Number(const pkgTagSection& section, const char* field)
 {
-    // The nearest that fits, as for the catalog.
+    // The nearest number that fits, as in the catalog.
     return int(std::min<unsigned long long>(section.FindULL(field, 0), INT_MAX));
 }
 
@@ -176,7 +176,7 @@ private:
         ++m_categories[Folded(m_catalog.Category())];
     }
 
-    // All products, category by category and by name in each.
+    // Walks all products by category, and by name within each.
     void WalkCategories()
     {
         for (const auto& [category, products] : m_categories) {

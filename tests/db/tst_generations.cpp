@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// How a set of catalog files takes the place of another: what is on the disk when, whose
-// folders are used and removed, and where the described names lead.
+// How one set of catalog files replaces another: what is on the disk at each moment,
+// which folders are used and removed, and where the described names lead.
 
 #include "db/generations.h"
 #include "tests/common/plainuser.h"
@@ -23,7 +23,7 @@ using namespace Agent;
 namespace
 {
 
-// What others do just before the next lock is asked for.
+// An action of another process just before the next lock is requested.
 std::function<void()> beforeLock;
 
 } // namespace
@@ -40,7 +40,7 @@ namespace
 
 const QString kPointer = QStringLiteral(".VACatalog.current");
 
-// Notes the syncs and the new names, in their order, with paths below a folder.
+// Records the syncs and the new names, in their order, with paths relative to a folder.
 class NotedFiles : public UnsyncedFiles
 {
 public:
@@ -79,7 +79,7 @@ private:
     const QString m_folder;
 };
 
-// Does something as soon as a folder is made, as another process may.
+// Runs an action, as another process may, as soon as a folder is made.
 class WatchedFolders : public UnsyncedFiles
 {
 public:
@@ -121,14 +121,14 @@ private:
         for (const std::string& name : CatalogFileNames())
             write(QString::fromStdString(generation.Folder() + name), text);
     }
-    // A generation's folder as another process has made it.
+    // Makes a generation's folder as another process does.
     void makeFolder(const QString& folder, const QByteArray& text) const
     {
         QVERIFY(QDir().mkdir(path(folder)));
         for (const std::string& name : CatalogFileNames())
             write(path(folder) + QLatin1Char('/') + QString::fromStdString(name), text);
     }
-    // Plain files, as older versions made them.
+    // Makes plain files, as older versions did.
     void fillPlain() const
     {
         for (const std::string& name : CatalogFileNames())
@@ -141,7 +141,7 @@ private:
         fill(generation, text);
         QVERIFY2(generation.Publish(), generation.Reason().c_str());
     }
-    // What all the described names lead to.
+    // The common content of all described names.
     QByteArray content() const
     {
         QByteArray all;
@@ -185,8 +185,9 @@ private slots:
 
     // -- the disk
 
-    // A loss of power finds all of the old files or all of the new ones: the files are on
-    // the disk before a name leads to them, and the name is when publishing has succeeded.
+    // A power failure leaves either all of the old files or all of the new ones: the
+    // files are on the disk before a name leads to them, and the name is on the disk when
+    // publishing has succeeded.
     void whatANameLeadsToIsOnTheDiskBeforeTheName_data() { addBefore(); }
     void whatANameLeadsToIsOnTheDiskBeforeTheName()
     {
@@ -212,13 +213,15 @@ private slots:
             QVERIFY(first.contains(QStringLiteral("sync ") + own + QLatin1Char('/')
                                    + QString::fromStdString(name)));
         QVERIFY(first.contains(QStringLiteral("sync ") + own));
-        // The folder that has the generation and the links, last of all; and then the pointer.
+        // The folder with the generation and the links is synced last, and again after
+        // the pointer.
         QCOMPARE(first.last(), QStringLiteral("sync ."));
         QCOMPARE(files.noted.mid(named + 1), QStringList(QStringLiteral("sync .")));
         if (before == 2)
             comparePlain(first);
     }
-    // The plain files get their names in a folder before the described names go through it.
+    // The plain files get names in a generation before the described names lead through
+    // it.
     void comparePlain(const QStringList& noted) const
     {
         const int pointer = noted.indexOf(QStringLiteral("name ") + kPointer);
@@ -230,8 +233,8 @@ private slots:
                     > pointer);
     }
 
-    // Whichever call fails, once or for good: the names lead where they did, the reason is
-    // there, and nothing is left of the new files.
+    // Whichever call fails, once or permanently: the names lead where they did, the
+    // reason is reported, and nothing is left of the new files.
     void aFailedPublishingLeavesNothing_data() { addBefore(); }
     void aFailedPublishingLeavesNothing()
     {
@@ -288,13 +291,13 @@ private slots:
             NewGeneration generation(folder());
             fill(generation, "new");
             QCOMPARE(folders().size(), 1);
-            RemoveOldGenerations(folder()); // it is being made
+            RemoveOldGenerations(folder()); // which is still being made
             QCOMPARE(folders().size(), 1);
         }
         QCOMPARE(folders(), QStringList());
     }
 
-    // As soon as it is made somebody puts another folder in its place.
+    // As soon as it is made, another folder is put in its place.
     void aFolderThatWasExchangedIsNotUsed()
     {
         QString made;
@@ -312,7 +315,7 @@ private slots:
         QVERIFY(QDir(path(QStringLiteral("elsewhere"))).isEmpty());
     }
 
-    // Another process took it for one that was left over.
+    // Another process took it for a leftover.
     void aFolderThatIsRemovedBeforeItIsLockedIsNotUsed()
     {
         WatchedFolders files([&](const char* made) {
@@ -411,7 +414,7 @@ private slots:
         QVERIFY(QFile::exists(QString::fromStdString(pinned.Folder() + ".VACatalog.fil")));
     }
 
-    // Only what a generation consists of goes; links are not followed.
+    // Only a generation's own files are removed; links are not followed.
     void whatElseIsThereStays()
     {
         publish("current");
@@ -478,7 +481,7 @@ private slots:
             const QString link
                 = QStringLiteral(".VACatalog.current/") + QString::fromStdString(name);
             QVERIFY(QFile::remove(here));
-            QCOMPARE(CurrentCatalogFolder(folder()), folder()); // it has gone
+            QCOMPARE(CurrentCatalogFolder(folder()), folder()); // it was removed
             write(here, "current");
             QCOMPARE(CurrentCatalogFolder(folder()), folder()); // another file
             QVERIFY(QFile::remove(here));
@@ -491,7 +494,7 @@ private slots:
         }
     }
 
-    // Neither the name nor the file: a generation of plain files that lacked one.
+    // Neither the name nor the file exists: a generation of plain files with one missing.
     void aFileThatIsMissingInBothPlacesDoesNotCount()
     {
         publish("current");
@@ -516,7 +519,7 @@ private slots:
             QVERIFY(generation.Exists());
             QCOMPARE(content(), QByteArray(plain ? "plain" : "there"));
         }
-        // The pointer of another process comes when all names are there.
+        // Another process puts its pointer in place when all names are there.
         m_dir = std::make_unique<QTemporaryDir>();
         NewGeneration other(folder()), generation(folder());
         fill(other, "other");

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Files that stay open between transfers: readers and writers see and leave what
-// they would without.
+// Files that stay open between transfers: reading and writing have the same results as
+// without.
 
 #include "db/heldfiles.h"
 #include "tests/common/limits.h"
@@ -23,7 +23,7 @@ using namespace Agent;
 namespace
 {
 
-// One of two ways to the same calls, and what they answered.
+// One of two file layers for the same calls, and its results.
 class Side
 {
 public:
@@ -83,11 +83,11 @@ private:
 
 constexpr int kFiles = 3;
 
-// One call, of any kind, on both sides.
+// Makes one random call on both sides.
 void CallBoth(Side& one, Side& other, QRandomGenerator& random)
 {
     const int which = one.count() > 0 ? random.bounded(one.count()) : -1;
-    // The beginnings of files are where something could go wrong.
+    // The beginnings of files are treated specially.
     const int position = random.bounded(3) == 0 ? 0 : random.bounded(200);
     switch (which < 0 ? 0 : random.bounded(12)) {
     case 0: {
@@ -158,7 +158,7 @@ private:
 
     QString folder(const char* name) const { return m_dir.filePath(QLatin1String(name)); }
 
-    // Fifty records behind a header that is written with each.
+    // Writes fifty records after a header, which is rewritten with each.
     void writeRecords(HeldFiles& held, const char* name)
     {
         const QByteArray path = QFile::encodeName(folder(name));
@@ -210,7 +210,7 @@ private slots:
                     CallBoth(one, other, random);
                     if (QTest::currentTestFailed())
                         qFatal("seed %u, call %d", seed, i);
-                    // What others would see of it.
+                    // What other processes would see.
                     for (int file = 0; !isPrivate && file < kFiles; ++file)
                         QCOMPARE(other.contents(file), one.contents(file));
                 }
@@ -237,7 +237,7 @@ private slots:
         QCOMPARE(counting.opens, 1);
         QCOMPARE(counting.closes, 1);
         QCOMPARE(counting.writes, 50 + 2);
-        QCOMPARE(counting.seeks, 1); // for the header, at the end
+        QCOMPARE(counting.seeks, 1); // to write the header at the end
         QCOMPARE(QFile(folder("counted")).size(), qint64(5100));
     }
 
@@ -268,8 +268,9 @@ private slots:
         QCOMPARE(QByteArray(text, 3), QByteArray("old"));
     }
 
-    // Of 20 descriptors the upper half is left to others: the files are opened for
-    // each transfer then, and never taken for another file of their name.
+    // The upper half of 20 descriptors is left to the rest of the process: files there
+    // are opened for each transfer, and never mistaken for another file with the same
+    // name.
     void filesBeyondHalfTheDescriptorsAreNotKeptNorMistaken()
     {
         const rlim_t limit = rlim_t(2 * OpenDescriptors());
@@ -315,8 +316,8 @@ private slots:
         QTest::newRow("short write") << int(Fault::ShortWrite);
         QTest::newRow("full disk") << int(Fault::FullDisk);
     }
-    // Of each call that reaches the system, the writing of a header that has waited
-    // among them.
+    // Failures of each call that reaches the system, including the delayed write of a
+    // header.
     void whatFailsIsNoted()
     {
         QFETCH(int, fault);

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Runs the recently-used list and the dependency database beside plain
-// containers through long random sequences. PAKMART_TEST_SEED repeats a run.
+// Compares the recently-used list and the dependency database with plain containers in
+// long random sequences. PAKMART_TEST_SEED repeats a run.
 
 #include "db/cdependency.h"
 #include "db/crufile.h"
@@ -31,7 +31,7 @@ struct Item {
     }
 };
 
-// The list and what it should be.
+// The list and its expected content.
 class RecentPair
 {
 public:
@@ -105,7 +105,7 @@ public:
             Compare(m_items[number]);
     }
 
-    // Both walks, compared to the indexes.
+    // Compares both walks with the model's indexes.
     void Walk()
     {
         const Items byTime = m_indexes[0].All();
@@ -126,7 +126,7 @@ public:
         QVERIFY(!found);
     }
 
-    // Every record and every key, from the files.
+    // Compares every record and every key, read from the files.
     void CompareFiles()
     {
         m_list.Close();
@@ -176,8 +176,7 @@ private:
     int m_last = 0;
 };
 
-// An item that others are likely to be like, or one that only its serial number
-// decides.
+// An item that is likely to equal others, or one determined by its serial number.
 Item RandomItem(Random& random, bool alike)
 {
     Item item;
@@ -202,7 +201,7 @@ private slots:
     }
     void cleanupTestCase() { UnInitIndex(); }
 
-    // Most updates are refused half-way here.
+    // Most updates are refused halfway here.
     void itemsThatTakeEachOthersKeys()
     {
         RecentPair pair;
@@ -286,7 +285,8 @@ private slots:
             const bool fresh = !stored(parent, name);
             QCOMPARE(database.SaveRecord(), fresh);
             names[parent].insert(name);
-            // One in three is renamed or given away, where nobody has its key.
+            // One in three is renamed or given to another parent, unless the key is
+            // taken.
             const int other = int(m_random.Below(50)) + 1;
             const std::string next = "lib" + std::to_string(m_random.Below(20));
             if (what < 33 && fresh && !stored(other, next)) {

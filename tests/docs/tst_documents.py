@@ -1,7 +1,7 @@
 # SPDX-FileCopyrightText: 2026 The Pakmart developers
 # SPDX-License-Identifier: LGPL-2.1-or-later
 
-"""Compares the documents with what they tell of.
+"""Compares the documents with the things they describe.
 
 usage: tst_documents.py TOP
 """
@@ -56,7 +56,7 @@ class Documents(unittest.TestCase):
             for path in re.findall(r"`((?:src|docs|tests|tools|apps|support|platform|server|bench|demo|examples)"
                                    r"/[\w./-]*)`", page.read_text(encoding="utf-8")):
                 if (TOP / "tests/contributing" / pathlib.Path(path).name).is_file():
-                    continue  # the worked example tells where a real class would be
+                    continue  # the worked example names the place of a real class
                 self.assertTrue((TOP / path).exists(), f"{page.name} names {path}")
 
     def test_every_page_is_in_the_index(self):
@@ -70,7 +70,7 @@ class Documents(unittest.TestCase):
 
     def test_the_guide_names_every_signal(self):
         guide = read("docs/guide.md")
-        runner = {"crunaptget.h"}  # which the listener's slots stand for
+        runner = {"crunaptget.h"}  # represented by the listener's slots
         signals = 0
         for header in sorted((TOP / "src").rglob("*.h")):
             text = header.read_text(encoding="utf-8")

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The host developer's guide, run: the code it shows is taken from here, between
-// marks, and what it says of orders is compared with a real install.
+// Runs the host developer's guide: the code in it is taken from here, between marks, and
+// the orders that it describes are compared with a real install.
 
 #include "tests/apps/demomachine.h"
 
@@ -28,7 +28,7 @@
 #include <vantrelagent/request/capistatus.h>
 #include <vantrelagent/store/indexfile.h>
 
-// ---- what the guide shows ----
+// ---- code that the guide shows ----
 
 //! [aisles]
 void FetchAisles(QObject* host, const std::function<void(bool)>& whenDone)
@@ -133,7 +133,7 @@ public slots:
 bool Remove(const QString& package)
 {
     CGetOSPackage(QStringLiteral("R"), package, false).Execute();
-    CDpkg packages; // how it ended is not told, so see
+    CDpkg packages; // the outcome is not reported, so check it
     packages.ReadStatusFile();
     const CDpkgInfo left = packages.GetPackageInfo(package.toStdString());
     return left.GetName().empty() || left.GetStatus() != 0;
@@ -190,9 +190,9 @@ private:
 };
 //! [cancel]
 
-// ---- what is tested ----
+// ---- the tests ----
 
-// Writes down what it hears, a repetition once; progress counts alone.
+// Records the signals, repetitions only once; progress is only counted.
 class Recorder : public QObject
 {
     Q_OBJECT
@@ -207,7 +207,7 @@ public:
         if (heard.isEmpty() || heard.last() != what)
             heard << what;
     }
-    // Hears the signals of an install too, and its end.
+    // Also records the signals of an install, and its end.
     void follow(CAPIInstallPackages* install)
     {
         const auto hears
@@ -265,7 +265,7 @@ class GuideTest : public QObject
 private:
     DemoMachine m_machine;
 
-    // The lines of the guide's block of that title.
+    // The lines of the guide's block with this title.
     static QStringList block(const QString& title)
     {
         QFile file(QStringLiteral(GUIDE));
@@ -318,7 +318,7 @@ private slots:
     {
         const QSet<QString> named = codes(QStringLiteral("reasons of failures"));
         QSet<QString> known;
-        // Those before the ones of installs, and the last.
+        // The codes before those of installs, and the last one.
         for (int code = AgentError::ServerUnreachable; code <= AgentError::UnknownProduct; ++code)
             known << AgentError::Name(AgentError::Code(code));
         known << AgentError::Name(AgentError::Other);
@@ -403,7 +403,7 @@ private slots:
     void closingTheLastWindowEndsTheWait()
     {
         EndWaitsWithTheWindow(this);
-        QTcpServer silent; // takes the connection, and says nothing
+        QTcpServer silent; // accepts the connection, and sends nothing
         QVERIFY(silent.listen(QHostAddress::LocalHost));
         QVERIFY(
             m_machine.useServer(QStringLiteral("http://127.0.0.1:%1").arg(silent.serverPort())));

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The output of the package front end: any bytes are read as the reference reads
-// them.
+// The output of the package front end: the library parses any bytes as the reference
+// does.
 
 #include "fuzzer.h"
 #include "tests/install/comparewithreference.h"

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The databases over damaged files: whatever is in them, every call comes back, and
+// The databases with damaged files: whatever the files contain, every call returns, and
 // so do the check and the listing.
 
 #include "tests/fuzz/fuzzedfiles.h"
@@ -24,8 +24,8 @@ using namespace Agent;
 namespace
 {
 
-constexpr int samples = 80; // two leaves and more in each index
-constexpr int mostSteps = 500; // a damaged list may be a ring
+constexpr int samples = 80; // at least two leaves in each index
+constexpr int mostSteps = 500; // a damaged list may be circular
 
 void MakeSamples()
 {
@@ -105,8 +105,8 @@ void UseCatalog(CCatalogFile& catalog, unsigned what, int number)
     }
 }
 
-// Without a bound: each key is below the one before, so that no damage makes the walk
-// a ring.
+// Needs no limit on the steps: each key is below the one before, so no damage can make
+// the walk circular.
 void WalkBackInTime(CRUFile& list)
 {
     char key[keyRoom], before[keyRoom] = "";

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Data files: whatever the bytes, the check ends, and so do the calls. A file that
-// is sound stays so, and keeps the records it has.
+// Data files: whatever the bytes, the check ends, and so do the calls. A sound file stays
+// sound, and keeps its records.
 
 #include "tests/fuzz/fuzzedfile.h"
 
@@ -18,7 +18,7 @@ namespace
 
 constexpr int recordLength = 40;
 
-// A record that says whose it is.
+// A record filled with a mark, by which it is recognised.
 std::vector<std::uint8_t> Marked(std::uint8_t mark)
 {
     std::vector<std::uint8_t> record(recordLength, mark);
@@ -53,7 +53,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
         Demand(GetRec(file, added[i], record.data()) == 0, "what was added can be read");
         Demand(record == Marked(std::uint8_t(i + 1)), "what was added is what is read");
     }
-    // On a damaged file the number is anything; on a sound one it must be live.
+    // In a damaged file the number may be anything; in a sound one it must be live.
     if (!sound)
         DeleteRec(file, deleted);
     else if (!added.empty())

@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// pakmart-dbtool on damaged files: every command comes back, what repair makes is
-// sound, and an index that it calls repaired has all its items, as long as whole
-// pages of it were cut off, zeroed or copied.
+// pakmart-dbtool on damaged files: every command returns, the files that repair makes are
+// sound, and an index that it calls repaired has all its items, provided that only whole
+// pages were cut off, zeroed or copied.
 
 #include "tests/fuzz/fuzzedfiles.h"
 
@@ -90,7 +90,7 @@ Samples Make()
              ItemsOf(Folder() + "a.idx") };
 }
 
-// What the commands print goes nowhere for the length of a block.
+// Discards the output of the commands during a scope.
 class Quiet
 {
 public:
@@ -116,7 +116,7 @@ private:
 
 using Make_t = std::unique_ptr<DbTool::Subject> (*)(const DbTool::Options&);
 
-// The status, or 2 for what cannot be done.
+// Returns the status, or 2 for a command that cannot be carried out.
 int Run(Make_t make, const DbTool::Options& options, int (DbTool::Subject::*command)())
 {
     try {
@@ -127,7 +127,7 @@ int Run(Make_t make, const DbTool::Options& options, int (DbTool::Subject::*comm
     }
 }
 
-// `isPlain`: no bytes were changed that the check has no say about.
+// `isPlain`: no bytes were changed in a way that the check cannot notice.
 int Repair(Make_t make, DbTool::Options options, const std::string& made, bool isPlain)
 {
     Run(make, options, &DbTool::Subject::Info);

@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Indexes of several key lengths, with flushing and without: whatever the bytes, the
-// check ends, and so do the calls. A file that is sound stays so, has its items and
-// the new one, and gives each of them away.
+// Indexes with several key lengths, with flushing and without: whatever the bytes, the
+// check ends, and so do the calls. A sound file stays sound, has its items and the new
+// one, and all of them can be deleted.
 
 #include "tests/fuzz/fuzzedfiles.h"
 
@@ -21,7 +21,7 @@ namespace
 
 constexpr std::int16_t keyLengths[] = { 3, 1, 9, 40, 150, 149, 101, 70 };
 
-// What the first byte says.
+// The choices made by the first byte.
 struct Options {
     explicit Options(unsigned byte)
         : duplicates(byte & 1), flushing(byte & 2), keyLength(keyLengths[byte / 4 % 8])
@@ -31,13 +31,15 @@ struct Options {
     bool duplicates;
     bool flushing;
     std::int16_t keyLength;
-    // A page of long keys is longer than an input: it is made, and then damaged.
+    // A page of long keys is longer than an input, so the file is made first and then
+    // damaged.
     bool IsMade() const { return keyLength > 40; }
 };
 
 using KeyBuffer = char[longestKey + 2];
 
-// As long as the index keeps it whatever its place, with a beginning of three letters.
+// A key that repeats three letters made from the number. It is not longer than what an
+// index keeps of a key at any position.
 void LongKey(unsigned number, int length, char* key)
 {
     const char letters[] = { char('A' + number / 26 % 26), char('A' + number % 26), 'x' };
@@ -63,7 +65,7 @@ std::size_t Walk(IndexFile* index)
     KeyBuffer found = {};
     std::uint32_t number = 0;
     std::size_t items = 0;
-    // A damaged tree may be a ring.
+    // A damaged tree may be circular.
     while (items < 10000 && NextKey(index, &number, found) == 0)
         ++items;
     FindPrevKey(index, &number, found);
@@ -81,7 +83,7 @@ bool Add(IndexFile* index, std::uint32_t record, const char* text, bool sound)
     return added;
 }
 
-// Takes items out, from the first one on or from the last one back.
+// Deletes items, from the first one forwards or from the last one backwards.
 std::size_t Empty(IndexFile* index, bool backwards, bool sound)
 {
     std::size_t taken = 0;

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Notes: whatever the bytes of the heap, the check ends, and so do the calls. Notes
-// that are sound stay so, and give back what they were given.
+// Notes: whatever the bytes of the heap, the check ends, and so do the calls. Sound notes
+// stay sound, and return the stored texts.
 
 #include "tests/fuzz/fuzzedfile.h"
 

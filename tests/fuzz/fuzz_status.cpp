@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The reader of dpkg's status file: whatever the bytes, it ends, and what it reads
-// is in range.
+// The reader of dpkg's status file: whatever the bytes, it ends, and its values are in
+// range.
 
 #include "tests/fuzz/fuzzedfile.h"
 
@@ -13,8 +13,8 @@
 namespace
 {
 
-// Each empty line ends a stanza, and a line that begins with a zero byte looks empty:
-// there are no more stanzas than there are of both.
+// Each empty line ends a stanza, and a line that begins with a zero byte looks empty, so
+// there cannot be more stanzas than such lines.
 std::size_t Ends(const std::uint8_t* data, std::size_t size)
 {
     return std::size_t(std::count(data, data + size, std::uint8_t('\n'))

@@ -3,9 +3,9 @@
 
 // The gate before the XML parser.
 //
-// However a text is cut into pieces, the answer is the same. What passes makes a
-// tree within the bounds, also where the parser finds an error in the end. What is
-// refused is no document, or is one of those that are refused on purpose.
+// However a text is cut into pieces, the result is the same. An accepted text makes a
+// tree within the limits, even if the parser finds an error at its end. A refused one is
+// not a document, or is one of those that are refused on purpose.
 
 #include "fuzzer.h"
 #include "request/replydocument.h"
@@ -30,7 +30,7 @@ bool Passes(const QByteArray& text, int chunk)
     return PassesGate(buffer, unlimited, chunk);
 }
 
-// What may be refused though it is a document.
+// Whether a document may be refused.
 bool IsRefusedOnPurpose(const QByteArray& text, const DocumentContent& content)
 {
     const bool ascii

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Files out of a fuzzer's input, in the folder of the test.
+// Makes files from a fuzzer's input, in the folder of the test.
 
 #pragma once
 
@@ -11,13 +11,13 @@
 #include <fstream>
 #include <string>
 
-// Takes an input apart from its front: numbers first, the rest for a file.
+// Consumes an input from its beginning: numbers first, the rest for a file.
 class FuzzedInput
 {
 public:
     FuzzedInput(const std::uint8_t* data, std::size_t size) : m_data(data), m_size(size) { }
 
-    // 0 where nothing is left.
+    // 0 at the end of the input.
     unsigned Byte()
     {
         if (m_size == 0)
@@ -26,7 +26,8 @@ public:
         return *m_data++;
     }
 
-    // A file of what is left, or of `most` bytes of it. Its path.
+    // Makes a file from the rest of the input, or from `most` bytes of it. Returns its
+    // path.
     std::string File(const char* name, std::size_t most = SIZE_MAX)
     {
         const char* const dir = std::getenv("TEST_DIR");

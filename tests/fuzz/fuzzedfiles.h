@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Files that are sound but for what a fuzzer's input does to them: nearly all random
-// bytes are refused at the first look, and find nothing further in.
+// Sound files that a fuzzer's input then damages. Purely random bytes would be refused at
+// once in nearly all cases, and test nothing further in.
 
 #pragma once
 
@@ -16,7 +16,7 @@
 class FuzzedFiles
 {
 public:
-    // Files that are there and sound, with the length of a record or page of each.
+    // Existing, sound files, with the length of a record or page of each.
     struct File {
         std::string path;
         std::size_t length;
@@ -28,8 +28,8 @@ public:
             file.bytes = Read(file.path);
     }
 
-    // Everything as it was, and then what the input says. Returns whether records
-    // were only cut, zeroed and copied as wholes.
+    // Restores all files, and then damages them as the input says. Returns whether only
+    // whole records were cut off, zeroed or copied.
     bool Damage(FuzzedInput* input)
     {
         for (const File& file : m_files)
@@ -70,7 +70,7 @@ private:
         const std::size_t records = bytes->size() / length;
         const std::size_t record = Place(records, input) * length;
         switch (input->Byte() % 6) {
-        case 0: // not the header, which is one of its kind
+        case 0: // not the header, which has a form of its own
             if (records > 1)
                 bytes->replace(std::max(record, length), length, length, '\0');
             return true;

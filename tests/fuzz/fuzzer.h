@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// What every fuzzer includes.
+// Included by every fuzzer.
 
 #pragma once
 
@@ -10,10 +10,10 @@
 #include <cstdio>
 #include <cstdlib>
 
-// Called with one input after the other; returns 0.
+// Called with each input in turn; returns 0.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
-// Ends the fuzzer when `holds` is false: the input is a find.
+// Ends the fuzzer if `holds` is false: the input has found a fault.
 inline void Demand(bool holds, const char* what)
 {
     if (holds)

@@ -1,12 +1,12 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The main function of a fuzzer that only reads the inputs that are kept.
+// The main function of a fuzzer that only replays stored inputs.
 //
 // Usage: fuzz_NAME FOLDER...
 //
-// The name of each input is written before it is read, so that the last one is
-// the one that failed. A folder without inputs is a failure as well.
+// The name of each input is printed before it is read, so the last name is that of the
+// failed input. A folder without inputs is a failure as well.
 
 #include "fuzzer.h"
 
@@ -26,7 +26,8 @@ void Replay(const std::filesystem::path& path)
     std::ifstream file(path, std::ios::binary);
     Demand(file.is_open(), "the input can be read");
     const std::string text{ std::istreambuf_iterator<char>(file), {} };
-    // In memory of its own length: a byte read behind the end is seen.
+    // In a buffer of exactly its length, so that a sanitizer notices a read after the
+    // end.
     const std::vector<std::uint8_t> input(text.begin(), text.end());
     LLVMFuzzerTestOneInput(input.data(), input.size());
 }

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Whether the library and the reference read an output alike.
+// Compares how the library and the reference parse an output.
 
 #pragma once
 
@@ -10,7 +10,7 @@
 
 #include <QDebug>
 
-// What is not alike, in words; empty when all is. `parsed` has read `bytes`.
+// A description of the difference; empty if there is none. `parsed` has parsed `bytes`.
 inline QString DifferenceFromReference(const ParsedOutput& parsed, const QByteArray& bytes)
 {
     const ReferenceParser expected(bytes.toStdString());

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// A store server and a package front end that do what a test wants, for whole
-// installs of the product 7, whose package is "foo".
+// A scripted store server and package front end, for whole installs of product 7 with the
+// package "foo".
 
 #pragma once
 
@@ -26,7 +26,7 @@ public:
         reset();
     }
 
-    // Everything goes well.
+    // Everything succeeds.
     void reset()
     {
         server.answer("/s", reply("<list type=\"dep\"/>"));
@@ -44,7 +44,7 @@ public:
         frontEnd.forget();
     }
 
-    // Runs an install to its end. `prepare` is given the object before it is executed.
+    // Runs an install to its end. `prepare` gets the object before it is executed.
     QStringList run(const std::function<void(CAPIInstallPackages*)>& prepare = nullptr,
                     bool byName = false)
     {

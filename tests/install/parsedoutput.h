@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// A runner that has parsed an output of the front end, as a run does.
+// A runner that has parsed an output of the front end as in a run.
 
 #pragma once
 

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The grammar of the front end's output, once more: as plainly as it can be said,
-// and as slow as that makes it. The parser of the library is compared with it.
+// A second implementation of the grammar of the front end's output: as simple as
+// possible, and slow. The library's parser is compared with it.
 
 #pragma once
 
@@ -27,8 +27,8 @@ public:
     bool inList = false, inError = false;
 
 private:
-    // A line ends at a line end, at the end of all, or with a character that finds
-    // 2047 before it and is lost. Control characters are no part of it.
+    // A line ends at a line end, at the end of the output, or at a character with 2047
+    // before it, which is lost. Control characters are not part of it.
     static std::vector<std::string> Lines(const std::string& output)
     {
         std::vector<std::string> lines;
@@ -49,12 +49,12 @@ private:
     {
         return text.substr(0, beginning.size()) == beginning;
     }
-    // What follows the first `count` characters.
+    // The text after the first `count` characters.
     static std::string After(const std::string& text, std::size_t count)
     {
         return text.size() > count ? text.substr(count) : std::string();
     }
-    // The words between the blanks; behind the last one, empty ones.
+    // A word between the blanks; empty after the last one.
     static std::string Word(const std::string& text, int which)
     {
         std::vector<std::string> words(1);
@@ -116,8 +116,8 @@ private:
         return true;
     }
 
-    // Each word is a name without a size as yet. What follows the first is used
-    // up: the rest of the grammar does not see it.
+    // Each word is a name, still without a size. The text after the first name is
+    // consumed: the rest of the grammar does not see it.
     std::string Names(const std::string& line)
     {
         for (int i = 0; !Word(line, i).empty(); ++i)
@@ -154,7 +154,7 @@ private:
             packages[m_current] = size;
         events.push_back("get " + m_current + '|' + size);
     }
-    // The name at the end of the address between the apostrophes.
+    // The name at the end of the quoted address.
     void File(const std::string& line)
     {
         std::string name = line;

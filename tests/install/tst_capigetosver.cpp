@@ -1,8 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The update of the operating system: a server that says what it is told to, and
-// a front end that is a script.
+// The update of the operating system, with a scripted server and a scripted front end.
 
 #include "install/capigetosver.h"
 #include "install/crunaptget.h"
@@ -46,7 +45,7 @@ void WriteFile(const QString& name, const QByteArray& text)
 
 } // namespace
 
-// A host that asks before it updates; the server must not know the difference.
+// A host that asks before it updates; the server must not see a difference.
 class AskingUpdate : public CAPIGetOSVer
 {
 public:
@@ -71,7 +70,7 @@ private:
     ScriptedServer m_server;
     ScriptedFrontEnd m_frontEnd;
 
-    // What the front end prints when it lists the files and when it installs.
+    // Sets the front end's output for listing the files and for installing.
     void frontEndSays(const QByteArray& listing, const QByteArray& run, int runStatus = 0,
                       int listStatus = 0)
     {
@@ -104,7 +103,7 @@ private:
         return date.match(text).hasMatch();
     }
 
-    // One check from start to end: its events, in order.
+    // Runs one check to its end. Returns its events, in order.
     QStringList update(bool silent = true) { return follow(new CAPIGetOSVer(silent)); }
     QStringList follow(CAPIGetOSVer* request)
     {
@@ -116,7 +115,7 @@ private:
         connect(request, &CAPI::ErroneousTransfer, this,
                 [&](const QString& text) { events << QLatin1String("error ") + text; });
         connect(request, &CAPIGetOSVer::signalUpdatedAgent, this, [&](bool ok, bool agent) {
-            // The date stands before anybody hears of the end.
+            // The date is written before the end is emitted.
             const bool dated = dateOfLastUpdate() != QLatin1String("none");
             events << QStringLiteral("updated %1 %2 dated %3").arg(ok).arg(agent).arg(dated);
         });

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Which files packages need, and where they come from.
+// Fetching the sources and indexes of package files.
 
 #include "install/capigetpackageinfo.h"
 #include "install/crunaptget.h"
@@ -236,7 +236,8 @@ private slots:
         QCOMPARE(fileFor("scheme://host/path/a=b&c"),
                  CRunAptGet::ListsDir(false)
                      + "host_path_a%3db%26c_dists_._._binary-i386_Packages");
-        // Only what is before the first "://" goes, and each "=" and "&" is escaped.
+        // Only the part before the first "://" is removed, and each "=" and "&" is
+        // escaped.
         QCOMPARE(fileFor("http://h/x?u=a://b&c=d&e=f"),
                  CRunAptGet::ListsDir(false)
                      + "h_x?u%3da:__b%26c%3dd%26e%3df_dists_._._binary-i386_Packages");
@@ -253,7 +254,7 @@ private slots:
     void readOnlySourcesFileFails()
     {
         const QString sources = QString::fromStdString(CRunAptGet::SourcesFile(false));
-        QVERIFY(QDir().mkpath(sources)); // what even root cannot write to
+        QVERIFY(QDir().mkpath(sources)); // even root cannot write to a folder
         packagesAre(Package("http://h/r", "x"));
         const Trace trace;
         QCOMPARE(ask().events.last(), QStringLiteral("complete 0"));

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The sources files: what the server lists, and what becomes of it.
+// The sources files made from the server's lists.
 
 #include "install/capigetsourceslist.h"
 #include "install/crunaptget.h"
@@ -36,9 +36,9 @@ private:
         QVERIFY(sources.open(QIODevice::WriteOnly));
         sources.write(text);
     }
-    // As if the lists had been refreshed.
+    // Makes it look as if the lists had been refreshed.
     static void forgetRefresh() { QFile::remove(file(true) + QStringLiteral(".refresh")); }
-    // Asks; returns the trees that were told to be changed.
+    // Runs a request; returns the trees that it reported as changed.
     QList<bool> ask(const QByteArray& lists)
     {
         m_server.answer(
@@ -52,7 +52,7 @@ private:
         return changed;
     }
 
-    // What another program does that works on the private tree.
+    // Another program that works on the private tree.
     class OtherProgram
     {
     public:
@@ -204,11 +204,11 @@ private slots:
 
     void eachOldLineIsFoundOnce()
     {
-        // Two equal entries are no match for one line.
+        // Two equal entries do not both match one line.
         write(true, "deb http://h/a ./  #1\n");
         const QByteArray entry = "<entry timestamp=\"1\">deb http://h/a ./</entry>";
         QCOMPARE(ask("<list type=\"dep\">" + entry + entry + "</list>"), QList<bool>{ true });
-        // One entry is no match for two lines.
+        // One entry does not match two lines.
         forgetRefresh();
         QCOMPARE(ask("<list type=\"dep\">" + entry + "</list>"), QList<bool>{ true });
         forgetRefresh();
@@ -217,19 +217,19 @@ private slots:
 
     void shorterEntryTakesTheFirstLineThatItBegins()
     {
-        // "deb http://h" takes the first line, and the other entry finds the second.
+        // "deb http://h" matches the first line, and the other entry the second.
         write(true, "deb http://h/b ./  #1\ndeb http://h/a ./  #1\n");
         QCOMPARE(ask("<list type=\"dep\"><entry timestamp=\"1\">deb http://h</entry>"
                      "<entry timestamp=\"1\">deb http://h/a ./</entry></list>"),
                  QList<bool>());
-        // And so the first, which the other entry would have needed, is gone.
+        // So the first line, which the other entry would have needed, is used up.
         write(true, "deb http://h/a ./  #1\ndeb http://h/b ./  #1\n");
         QCOMPARE(ask("<list type=\"dep\"><entry timestamp=\"1\">deb http://h</entry>"
                      "<entry timestamp=\"1\">deb http://h/a ./</entry></list>"),
                  QList<bool>{ true });
     }
 
-    // The matching before it was made fast, as its definition.
+    // Compares the matching with a slow implementation of its definition.
     void matchesAreThoseOfTheDefinition()
     {
         const char letters[] = "ab";
@@ -309,7 +309,7 @@ private slots:
 
     void manyEntriesAreCompared()
     {
-        // The worst order for a search from the front, 80,000 times.
+        // The worst order for a linear search, 80,000 entries.
         QByteArray list = "<list type=\"dep\">", file;
         const int count = 80000;
         for (int i = 0; i < count; ++i) {
@@ -327,7 +327,7 @@ private slots:
     void fileThatCannotBeWrittenIsTraced()
     {
         QVERIFY(CRunAptGet::CreateAptGetDirs());
-        QVERIFY(QDir().mkpath(file(false))); // a folder stands in its place
+        QVERIFY(QDir().mkpath(file(false))); // there is a folder in its place
         const Trace trace;
         QCOMPARE(ask("<list><entry>deb http://h/a ./</entry></list>"), QList<bool>());
         QVERIFY(trace.events().contains(QStringLiteral("failed to create sources list file")));
@@ -347,7 +347,7 @@ private slots:
         QCOMPARE(m_frontEnd.calls(),
                  QStringList(QStringLiteral("vos-apt-get update")
                              + QString::fromStdString(CRunAptGet::AptGetOptions(true))));
-        // Nothing changes the second time.
+        // The second run changes nothing.
         runner.update(true);
         QCOMPARE(m_frontEnd.calls().size(), 1);
     }
@@ -443,8 +443,8 @@ private slots:
         QVERIFY(QFile::exists(file(true) + QStringLiteral(".refresh")));
     }
 
-    // A refresh in a slot of the request has the tree of the request, and nobody else
-    // has it meanwhile.
+    // A refresh in a slot of the request uses the request's lock on the tree, and nobody
+    // else gets it meanwhile.
     void refreshInASlotOfTheListIsPartOfIt()
     {
         m_server.answer("/s", ScriptedServer::http(oneList));
@@ -460,13 +460,13 @@ private slots:
         QCOMPARE(results, QList<int>{ 127 });
         QCOMPARE(third.Failure(), AgentError::LockHeld);
         QCOMPARE(m_frontEnd.calls().size(), 1);
-        // It is free afterwards.
+        // The tree is free afterwards.
         QCOMPARE(third.Run('A', "foo", false, false), 0);
     }
 
     void unwritableHomeIsTracedNotFatal()
     {
-        // In the place of the private tree stands a file.
+        // There is a file in place of the private tree.
         QFile blocked(QDir::homePath() + QStringLiteral("/.vos-apt-get"));
         QVERIFY(blocked.open(QIODevice::WriteOnly));
         blocked.close();

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The install sequence: a server that says what it is told to, a front end that
-// is a script, and everything that a listener hears, in order.
+// The install sequence, with a scripted server and a scripted front end: all signals that
+// a listener gets, in order.
 
 #include "catalog/capidownloadappinfo.h"
 #include "db/crufile.h"
@@ -41,7 +41,7 @@ QByteArray Reply(const QByteArray& content)
 
 } // namespace
 
-// Hears everything.
+// Records all signals.
 class Listener : public QObject
 {
     Q_OBJECT
@@ -96,7 +96,7 @@ protected:
     CAPIGetPackageInfo* MakePackageInfoRequest() override { return nullptr; }
 };
 
-// Reads the dialog that comes up at the end and closes it, as long as it lives.
+// Reads the dialog that opens at the end and closes it, as long as the object lives.
 class DialogReader
 {
 public:
@@ -106,8 +106,8 @@ public:
         m_timer.start(5);
     }
     QString name, text;
-    QString details; // the text once "Details" was pressed
-    QStringList buttons; // those that can be seen
+    QString details; // the text after "Details" was pressed
+    QStringList buttons; // the visible ones
     QString press; // the label of a button to press
 
 private:
@@ -143,7 +143,7 @@ private:
     ScriptedFrontEnd m_frontEnd;
     bool m_addToNewStuff = true;
 
-    // What the front end prints for a listing and for an install.
+    // Sets the front end's output for a listing and for an install.
     void frontEndSays(const QByteArray& listing, const QByteArray& run, int runStatus = 0,
                       int listStatus = 0)
     {
@@ -270,7 +270,7 @@ private slots:
         if (!records)
             return;
         QCOMPARE(list.Description(), "Foo");
-        // It is there, and stays as it is.
+        // It is in the list, and stays unchanged.
         list.SetLastAccessed(5);
         QVERIFY(list.Update());
         QVERIFY(!installProduct().events.contains(question));
@@ -459,7 +459,7 @@ private slots:
                                QStringLiteral("CRunAptGet::GetSetupInfo"),
                                QStringLiteral("CAPIInstallPackages::ShowInstallDialog"),
                                QStringLiteral("CAPIInstallPackages::~CAPIInstallPackages") }));
-        // What is entered is left.
+        // Every scope that is entered is left.
         QCOMPARE(trace.events().filter(QRegularExpression(QStringLiteral("^\\+"))).size(),
                  trace.events().filter(QRegularExpression(QStringLiteral("^-"))).size());
     }

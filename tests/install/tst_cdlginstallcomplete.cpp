@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The box that tells how an install ended.
+// The box that shows how an install ended.
 
 #include "install/cdlginstallcomplete.h"
 #include "tests/common/observe.h"
@@ -116,7 +116,7 @@ private slots:
         waitpid(pid, nullptr, 0);
     }
 
-    // Every label fits into its button, and nothing lies over another or outside.
+    // Every label fits into its button, and nothing overlaps or lies outside.
     void everythingFits()
     {
         CDlgInstallComplete dialog(nullptr, "d", "t", { "line" }, true,

@@ -20,14 +20,14 @@
 namespace
 {
 
-// Ends the child of a test that has failed while it waits at a pipe.
+// If a test fails while its child waits on a pipe, ends the child.
 class ChildGuard
 {
 public:
     explicit ChildGuard(const CRun& run) : m_run(run) { }
     ~ChildGuard()
     {
-        // One that was collected is nobody's any more.
+        // A child that was reaped may not be signalled any more.
         if (m_run.pid() > 0 && waitpid(m_run.pid(), nullptr, WNOHANG) == 0) {
             kill(m_run.pid(), SIGKILL);
             waitpid(m_run.pid(), nullptr, 0);
@@ -63,7 +63,7 @@ private:
         QFile file(m_dir.filePath(QLatin1String(name)));
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<none>");
     }
-    // What `run` writes to standard output.
+    // Returns what `run` writes to standard output.
     template <typename Run> QByteArray output(Run run) const
     {
         std::fflush(stdout);
@@ -77,7 +77,7 @@ private:
         close(before);
         return contents("stdout");
     }
-    // The words that a program started with `arguments` is given.
+    // The words that a program gets if it is started with `arguments`.
     QByteArray words(const QString& arguments) const
     {
         const QString show = program("show",
@@ -234,7 +234,7 @@ private slots:
 
     void laterRunCollectsAFinishedOne()
     {
-        // Not over before its own run is, which would collect it.
+        // It must not end before its own run returns, which would reap it.
         CRun first(program("first", "#!/bin/sh\nread x < \"${0%/*}/first.gate\"\n"), QString(),
                    false);
         const ChildGuard guard(first);
@@ -302,7 +302,7 @@ private slots:
         CRun run(program("timed", "#!/bin/sh\nread x < \"${0%/*}/timer.gate\"; exit 3\n"),
                  QString(), true);
         const ChildGuard guard(run);
-        // The child ends only when a timer has let it.
+        // The child ends only when a timer lets it.
         int fired = 0;
         QTimer timer;
         connect(&timer, &QTimer::timeout, this, [&] {

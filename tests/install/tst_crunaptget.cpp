@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The runner, with a front end that is a script.
+// The runner, with a scripted front end.
 
 #include "base/packagename.h"
 #include "install/cgetospackage.h"
@@ -53,12 +53,12 @@ private:
         return QString::fromLocal8Bit(qgetenv("PAKMART_SYSROOT"))
             + QStringLiteral("/tmp/apt-get.out");
     }
-    // What the "Setting up" box looks like while it is shown.
+    // The appearance of the "Setting up" box while it is shown.
     struct Box {
         QSize size;
         QRect label;
         Qt::Alignment alignment;
-        QRect words; // what the label's text needs
+        QRect words; // the size that the label's text needs
         int shifts = 0; // of the marker
         int interval = 0;
     };
@@ -176,7 +176,7 @@ private slots:
         QCOMPARE(runner.Run(action, "a b", false, false), 0);
         const QString words
             = QStringLiteral("-yp install") + Options(false) + QStringLiteral(" a b");
-        // Then the cache is cleaned and dpkg finishes what is half-configured.
+        // Then the cache is cleaned, and dpkg finishes half-configured packages.
         QCOMPARE(m_frontEnd.calls(),
                  (QStringList{ QLatin1String("vos-apt-get ") + words,
                                QLatin1String("vos-apt-get clean") + Options(false),
@@ -189,7 +189,7 @@ private slots:
                                         + QLatin1Char(' ') + words + QLatin1String(" 2>&1|")));
     }
 
-    // A killed install has left it: apt-get would change nothing, or list no file.
+    // Left by a killed install: apt-get would change nothing, or list no file.
     void whatDpkgWasInterruptedInIsFinishedFirst_data()
     {
         QTest::addColumn<QByteArray>("state");
@@ -295,8 +295,8 @@ private slots:
             }
             said = output.text();
         }
-        // It counts as a run without output: nobody is told of an end, and the
-        // lines of the run before stay.
+        // It counts as a run without output: no end is emitted, and the lines of the
+        // previous run stay.
         QCOMPARE(result, 0);
         QVERIFY(said.startsWith("About to execute: |"));
         QCOMPARE(events.list, QStringList());
@@ -315,7 +315,7 @@ private slots:
         const RunnerEvents events(runner);
         QCOMPARE(runner.Run('I', "a", false, false), 1);
         QCOMPARE(m_frontEnd.calls().filter(QStringLiteral(" install ")).size(), 2);
-        // The repeated run tells its own end.
+        // The repeated run emits its own end.
         QCOMPARE(events.list.count(QStringLiteral("end failed")), 2);
         QCOMPARE(runner.Errors(), AptGetMessages{ "Couldn't find package a" });
     }
@@ -373,7 +373,7 @@ private slots:
         QCOMPARE(runner.FailureDetails(),
                  QString::fromLatin1(line) + QStringLiteral("\nand no more"));
         QCOMPARE(said, QString::fromLatin1(line) + QStringLiteral("|and no more|"));
-        // Its lines are not those of a run that is parsed.
+        // Its lines are not added to those of parsed runs.
         QCOMPARE(runner.Messages(), AptGetMessages{ "kept" });
         QCOMPARE(runner.Errors(), AptGetMessages());
         // The next one begins without a reason.
@@ -473,7 +473,7 @@ private slots:
                 [&] { calls = m_frontEnd.calls().size(); });
         runner.Run('I', "a", false, false);
         QCOMPARE(calls, 3);
-        // A repeated run is over when the second is: its end comes after all calls.
+        // The first run ends after the repeated one: its end comes after all calls.
         m_frontEnd.says("E: Couldn't find package a\n");
         m_frontEnd.forget();
         QList<int> ends;
@@ -488,7 +488,7 @@ private slots:
         for (const char* blocked : { "/apt", "/lists", "/deps/apt", "/deps/lists" }) {
             QDir(Home()).removeRecursively();
             QVERIFY(QDir().mkpath(Home() + QStringLiteral("/deps")));
-            // A link to nowhere is in the place of the folder.
+            // There is a dangling link in place of the folder.
             QVERIFY(QFile::link(QStringLiteral("nowhere"), Home() + QLatin1String(blocked)));
             QVERIFY2(!CRunAptGet::CreateAptGetDirs(), blocked);
         }
@@ -574,7 +574,7 @@ private slots:
         QTRY_COMPARE(m_heard, QStringList(QStringLiteral("32 1652")));
         CRunAptGet().Run('R', "a", false, false);
         QTRY_COMPARE(m_heard.size(), 2);
-        // Not where nothing got so far.
+        // Not if the run did not get that far.
         CRunAptGet().Run('X', "a", false, false);
         CRunAptGet().Run('I', "a", false, false);
         QTRY_COMPARE(m_heard.size(), 3);
@@ -621,7 +621,7 @@ private slots:
         CRunAptGet runner;
         runner.Run('I', "a", false, false);
         const QByteArray name = logFile().toLocal8Bit();
-        // A pipe that nobody reads, and one that somebody does.
+        // A pipe that nobody reads, and one with a reader.
         QCOMPARE(mkfifo(name.constData(), 0600), 0);
         runner.writeFailedAptGetToFile();
         const int reader = open(name.constData(), O_RDONLY | O_NONBLOCK);
@@ -630,7 +630,7 @@ private slots:
         QCOMPARE(read(reader, &byte, 1), ssize_t(0));
         close(reader);
         QVERIFY(QFile::remove(logFile()));
-        // A file that has another name, too.
+        // Also a file with another link.
         QFile other(QDir::homePath() + QStringLiteral("/other"));
         QVERIFY(other.open(QIODevice::WriteOnly));
         other.write("keep");
@@ -640,7 +640,7 @@ private slots:
         QVERIFY(other.open(QIODevice::ReadOnly));
         QCOMPARE(other.readAll(), QByteArray("keep"));
         QVERIFY(QFile::remove(logFile()));
-        // A file of another user, where this process may make one.
+        // A file of another user, if this process may make one.
         if (geteuid() != 0)
             return;
         QFile foreign(logFile());
@@ -697,7 +697,7 @@ private slots:
         QCOMPARE(texts[2], head + QStringLiteral("<  >"));
         QCOMPARE(m_frontEnd.calls(),
                  QStringList(QLatin1String("vos-apt-get update") + Options(true)));
-        // The box is gone; a late tick does nothing.
+        // The box is closed; a late tick does nothing.
         runner.onAptGetUpdateTimer();
     }
 
@@ -707,7 +707,7 @@ private slots:
         QCOMPARE(box.size, QSize(337, 80));
         QCOMPARE(box.label, QRect(0, 0, 337, 57));
         QCOMPARE(int(box.alignment), int(Qt::AlignCenter));
-        // Every 100 ms, and so about 20 times: not 13, as every 160 ms would be.
+        // Every 100 ms, so about 20 times; every 160 ms would be 13 times.
         QVERIFY2(box.shifts >= 15 && box.shifts <= 22, qPrintable(QString::number(box.shifts)));
     }
 
@@ -722,7 +722,7 @@ private slots:
         QVERIFY(box.size.width() > 337 && box.size.height() > 80);
         QVERIFY2(box.label.width() >= box.words.width(),
                  qPrintable(QString::number(box.label.width())));
-        // No stroke of the three lines, which are centred, is outside of the label.
+        // No part of the three centred lines is outside of the label.
         const QFontMetrics metrics(large);
         const int above = (box.label.height() - box.words.height()) / 2;
         QVERIFY(above + metrics.ascent() - metrics.capHeight() >= 0);
@@ -732,7 +732,7 @@ private slots:
 
     void markerByCounter()
     {
-        // The counter is shared by all runners, so it is turned to its start first.
+        // The counter is shared by all runners, so it is set to its start first.
         m_frontEnd.install(QStringLiteral("vos-apt-get"), "sleep 0.3");
         CRunAptGet runner;
         QMap<int, QString> markers;
@@ -775,8 +775,8 @@ private slots:
 
     void hundredMegabytesOfOutputGrowOnlyByTheMessages()
     {
-        // Control characters are dropped: what is kept is a line of 100 bytes
-        // for each megabyte that is read.
+        // Control characters are dropped: of each megabyte that is read, a line of 100
+        // bytes is kept.
         m_frontEnd.install(
             QStringLiteral("vos-apt-get"),
             "case $* in *install*) i=0; while [ $i -lt 100 ]; do"

@@ -1,10 +1,10 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The parser of the front end's output beside a plain one, on random outputs.
+// Compares the parser of the front end's output with a simple one, on random outputs.
 //
-// The outputs differ from run to run; PAKMART_TEST_SEED=N repeats those of the seed N,
-// which each run prints.
+// The outputs differ in each run; PAKMART_TEST_SEED=N repeats those of seed N, which each
+// run prints.
 
 #include "comparewithreference.h"
 
@@ -28,7 +28,7 @@ private:
 
     QByteArray any(const QList<QByteArray>& texts) { return texts[m_random.bounded(texts.size())]; }
 
-    // Beginnings that mean something, also cut short or changed a little.
+    // Prefixes with a meaning, also truncated or changed a little.
     QByteArray beginning()
     {
         static const QList<QByteArray> beginnings{ "The following NEW packages:",
@@ -94,7 +94,7 @@ private:
         QByteArray text = beginning();
         for (int n = m_random.bounded(9); n > 0; --n)
             text += any(pieces);
-        // Now and then around the greatest length of a line.
+        // Sometimes around the maximum length of a line.
         if (m_random.bounded(200) == 0)
             text += QByteArray(2047 - text.size() + m_random.bounded(-4, 4), 'l') + any(pieces);
         return text;
@@ -113,7 +113,7 @@ private slots:
         const quint32 seed = Seed();
         qInfo("PAKMART_TEST_SEED=%u", seed);
         m_random.seed(seed);
-        QSet<QString> seen; // that the outputs are not all about nothing
+        QSet<QString> seen; // ensures that the outputs cause signals
         int errors = 0, files = 0, lines = 0;
         for (int round = 0; round < 20000; ++round) {
             const QByteArray text = output();

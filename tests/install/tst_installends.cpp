@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Every way in which an install ends, and what a silent host hears of it.
+// Every way in which an install can end, and the signals that a silent host gets.
 
 #include "installscene.h"
 
@@ -78,8 +78,7 @@ private slots:
                                QStringLiteral("outcome 1"), QStringLiteral("complete 1") }));
     }
 
-    // What the front end says when it lists files or installs, and the reason that is
-    // read off it.
+    // The front end's output for a listing or an install, and the reason derived from it.
     void frontEndsReason_data()
     {
         QTest::addColumn<bool>("inListing");
@@ -190,7 +189,7 @@ private slots:
         QCOMPARE(lines.last(), QStringLiteral("E: x"));
     }
 
-    // What the server says.
+    // The server's answers, and the reason derived from them.
     void serversReason_data()
     {
         QTest::addColumn<QByteArray>("path");
@@ -282,7 +281,7 @@ private slots:
         QVERIFY(bus.connect(QString(), QStringLiteral("/KIPC"), QStringLiteral("org.kde.KIPC"),
                             QStringLiteral("message"), this, SLOT(onMessage(int, int))));
         const auto broadcasts = [this, &bus] {
-            // What was sent before this call has arrived when it returns.
+            // When this call returns, everything sent before it has arrived.
             bus.interface()->isServiceRegistered(QStringLiteral("x"));
             QTest::qWait(300);
             const int count = m_messages;
@@ -294,7 +293,7 @@ private slots:
         QCOMPARE(broadcasts(), 1); // the listing
         m_scene.reset();
         m_scene.run();
-        QCOMPARE(broadcasts(), 3); // the listing, the install, what was recorded
+        QCOMPARE(broadcasts(), 3); // the listing, the install, the recording
         m_scene.run([](CAPIInstallPackages* request) {
             connect(request, &CAPIInstallPackages::signalCanAddToNewStuff, qApp,
                     [](PackageNameArray&, bool& add) { add = false; });
@@ -316,7 +315,7 @@ private slots:
         QCOMPARE(m_scene.run().mid(m_scene.events.size() - 2),
                  (QStringList{ QStringLiteral("failure refresh-failed"),
                                QStringLiteral("complete 0") }));
-        // The list is the same, and it is refreshed all the same, until it works.
+        // The list is unchanged, but it is refreshed nevertheless, until that works.
         const auto updates = [this] {
             return m_scene.frontEnd.calls().filter(QStringLiteral("get update")).size();
         };
@@ -354,7 +353,7 @@ private slots:
                                QStringLiteral("complete 0") }));
         QCOMPARE(m_scene.sentence,
                  QStringLiteral("The store server sent no list of package sources."));
-        // Where the older lists will do, nothing fails.
+        // If the older lists are sufficient, nothing fails.
         m_scene.reset();
         m_scene.server.answer("/s", InstallScene::reply(""));
         QCOMPARE(m_scene.run().last(), QStringLiteral("complete 1"));
@@ -483,7 +482,7 @@ private slots:
         QCOMPARE(holder, "tst_installends " + QByteArray::number(getpid()) + '\n');
     }
 
-    // Emptying the tree of what another one has left does not give it away.
+    // Emptying the tree of another install's files does not release the lock.
     void theTreeIsHeldAlsoAfterAnInstallThatWasKilled()
     {
         bool free = true;
@@ -580,7 +579,7 @@ private slots:
         QCOMPARE(QDir(home).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
                  QStringList());
     }
-    // The other half: asserts nothing of its own in an ordinary home.
+    // The other half: asserts nothing in an ordinary home.
     void inAHomeWithABlank()
     {
         if (!QDir::homePath().contains(QLatin1Char(' ')))

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Installs that are made while the API directory is fetched, which happens once in
-// the life of a process.
+// Installs that are made while the API directory is being fetched, which happens once per
+// process.
 
 #include "installscene.h"
 
@@ -15,8 +15,8 @@ class InstallRefusedTest : public QObject
 private:
     InstallScene m_scene;
 
-    // Makes and runs an install in a slot while the directory is on its way; then one
-    // afterwards. The time in between is the server's.
+    // Makes and runs an install while the directory is being fetched, and another one
+    // afterwards. The server's delay is the time in between.
     void installMeanwhile(bool byName)
     {
         QStringList inner, calls;
@@ -59,10 +59,10 @@ private slots:
         std::vector<long> serials{ 7 };
         delete new CAPIInstallPackages(nullptr, serials, true);
         QVERIFY(early);
-        m_scene.run(); // writes the front end, and is an install before it
+        m_scene.run(); // writes the front end, and is an earlier install
         QString end;
         connect(early, &CAPI::APIComplete, this, [&end](bool ok) { end = QString::number(ok); });
-        QVERIFY(early->Execute()); // comes back, though it does not hear itself
+        QVERIFY(early->Execute()); // returns, although its own slots are not connected
         QVERIFY(!early);
         QCOMPARE(end, QStringLiteral("1"));
     }

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Whole installs with the real store server, package front end, apt-get and dpkg,
-// and what goes wrong on the way.
+// Whole installs with the real store server, package front end, apt-get and dpkg, and
+// failures on the way.
 
 #include "install/capiinstallpackages.h"
 #include "tests/apps/demomachine.h"
@@ -18,12 +18,12 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-// Passes everything on to the server, but for what the test keeps back.
+// Passes everything on to the server, except what the test holds back.
 class Proxy : public QTcpServer
 {
 public:
     QByteArray hold; // requests with this text get no answer
-    QByteArray refuse; // those with this one are told that the server is busy
+    QByteArray refuse; // requests with this text are answered as by a busy server
     bool held = false;
 
     Proxy()
@@ -103,10 +103,10 @@ private:
     {
         return m_machine.dpkgStatus().contains("Package: starlander\nStatus: install ok installed");
     }
-    // Cancels the install as soon as `when` holds; the time is from then on.
+    // Cancels the install as soon as `when` is true; `time` is measured from then on.
     void cancelWhen(const std::function<bool()>& when, QElapsedTimer& time)
     {
-        m_events.clear(); // of the install before
+        m_events.clear(); // of the previous install
         auto* look = new QTimer(this);
         connect(look, &QTimer::timeout, this, [=, &time] {
             if (!when())
@@ -200,7 +200,7 @@ private slots:
 
     void hashMismatchIsSaid()
     {
-        // The archive on the server is another one now.
+        // The archive on the server is now a different one.
         const QDir pool(m_machine.store() + QStringLiteral("/pool/main"));
         const QString deb
             = pool.filePath(pool.entryList({ QStringLiteral("starlander_*.deb") }).value(0));

@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// What a reply may cost: each class of request is sent the most that the gate lets
-// through of texts that are small to send and large to keep. The memory is that of the
-// whole process, at its highest, while the reply is dealt with.
+// The memory that a reply may take: each class of request gets the largest replies that
+// the gate accepts, of texts that are small to send and large to keep. Measured is the
+// peak memory of the whole process while the reply is handled.
 
 #include "catalog/capidownloadappinfo.h"
 #include "catalog/capigetaisles.h"
@@ -24,12 +24,12 @@ namespace
 {
 
 #ifdef VANTREL_SANITIZE
-constexpr bool sanitized = true; // it takes memory of its own
+constexpr bool sanitized = true; // the sanitizer uses memory itself
 #else
 constexpr bool sanitized = false;
 #endif
 
-// A line of the kernel's file about this process, in bytes.
+// A field of /proc/self/status, in bytes.
 qint64 Memory(const char* field)
 {
     QFile file(QStringLiteral("/proc/self/status"));
@@ -42,7 +42,8 @@ qint64 Memory(const char* field)
     qFatal("the kernel does not say %s", field);
 }
 
-// The most memory that the process has had since this was made, over what it had then.
+// The peak memory of the process since the object was made, above the memory at that
+// time.
 class Peak
 {
 public:
@@ -60,7 +61,7 @@ private:
     qint64 m_before;
 };
 
-// A reply of many times the same, but for a number in the place of '#'.
+// A reply that repeats a piece many times, with a number in place of '#'.
 struct Shape {
     QByteArray begin, piece, end;
 
@@ -83,8 +84,8 @@ bool Passes(const QByteArray& text, XmlGate::Use use)
     return gate.Feed(text.constData(), std::size_t(text.size())) && gate.Finish();
 }
 
-// The largest reply of the shape that passes, up to a size that is enough to find what
-// grows too fast.
+// The largest accepted reply of this shape, up to a size at which disproportionate growth
+// is visible.
 QByteArray Largest(const Shape& shape, XmlGate::Use use)
 {
     int low = 1, high = 6 * 1000 * 1000 / (shape.piece.size() + 5);
@@ -148,7 +149,7 @@ private:
         return new CAPIGetOSVer(true);
     }
 
-    // Where in a reply of the class the most is done with what is there.
+    // The place in a reply of the class whose content costs the most.
     static Shape reply(const QByteArray& name, const QByteArray& piece, const QByteArray& begin,
                        const QByteArray& end)
     {
@@ -263,7 +264,7 @@ private slots:
         QVERIFY(sanitized || ended.cost < allowed);
     }
 
-    // What a document of it alone would not cost.
+    // Replies for which only the copy costs too much, not the document.
     void aReplyWhoseCopyCostsTooMuchIsRefused_data()
     {
         QTest::addColumn<QByteArray>("name");

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// What goes on while the library waits for children and locks: events are
-// processed, interruptions are no ends, and a cancelled install ends at once.
+// While the library waits for children and locks, events are processed, interrupted calls
+// are repeated, and a cancelled install ends at once.
 
 #include "installscene.h"
 #include "tests/common/pulse.h"
@@ -25,7 +25,7 @@ namespace
 
 volatile std::sig_atomic_t g_alarms = 0;
 
-// A signal every two milliseconds, whose handler lets calls end early.
+// A signal every two milliseconds, with a handler that interrupts system calls.
 class Alarms
 {
 public:
@@ -54,7 +54,7 @@ private:
     struct sigaction m_before = {};
 };
 
-// Measured gaps are some milliseconds; a loaded machine adds to them.
+// Measured gaps are a few milliseconds; a loaded machine adds to them.
 constexpr qint64 LongestGap = 500;
 constexpr qint64 LongestCancel = 3000;
 
@@ -67,7 +67,7 @@ class WaitsTest : public QObject
 private:
     InstallScene m_scene;
 
-    // The tree, locked by another.
+    // Locks the tree as another process would.
     static int lockTree()
     {
         const QString tree = QDir::homePath() + QStringLiteral("/.vos-apt-get");
@@ -176,7 +176,7 @@ private slots:
         const Pulse pulse;
         QVERIFY(!DaemonRunning(true));
         QVERIFY(pulse.longestGap() < LongestGap);
-        // Each time, the lock was looked at after the script had run.
+        // Each time, the lock was checked after the script had run.
         QFile ran(script + QStringLiteral(".ran"));
         QVERIFY(ran.open(QIODevice::ReadOnly));
         QCOMPARE(ran.readAll(), QByteArray("ran\nran\nran\n"));
@@ -234,7 +234,7 @@ private slots:
     {
         const Alarms alarms;
         CRun run(QStringLiteral("/bin/sh"), QStringLiteral("-c \"sleep 0.3\""), true);
-        // The quotes stay, so that the shell looks for a program of that name.
+        // The quotes stay, so that the shell looks for a program with that name.
         QCOMPARE(run.Run(), 127);
         QCOMPARE(CRun(QStringLiteral("/bin/sleep"), QStringLiteral("0.3"), true).Run(), 0);
         QVERIFY(g_alarms > 100);
@@ -313,10 +313,10 @@ private slots:
                  QStringList(QStringLiteral("outcome 0")));
         QCOMPARE(m_scene.events.filter(QStringLiteral("error")), QStringList());
         QCOMPARE(boxes.texts, QStringList());
-        // A listing that ended before has cleaned the cache; what is cancelled does not.
+        // An earlier listing that ended has cleaned the cache; a cancelled step does not.
         const bool listed = is("packages") || is("download") || is("first question");
         QCOMPARE(m_scene.frontEnd.calls().filter(QStringLiteral("clean")).size(), int(listed));
-        // The tree is left so that the next one works.
+        // The tree is left in a state in which the next install works.
         m_scene.reset();
         QCOMPARE(m_scene.run().last(), QStringLiteral("complete 1"));
     }
@@ -348,7 +348,7 @@ private slots:
         QCOMPARE(runner.Failure(), AgentError::Cancelled);
         QVERIFY(runner.WasCancelled());
         QVERIFY(!runner.CanCancel());
-        // The next one is no longer.
+        // The next run is not cancelled any more.
         m_scene.frontEnd.install(QStringLiteral("vos-apt-get"), "exit 0");
         QCOMPARE(runner.Run('R', "foo", false, false), 0);
         QCOMPARE(runner.Failure(), AgentError::NoFailure);
@@ -357,7 +357,7 @@ private slots:
 
     void removeIsNotCancelledOnceThePackageToolsRemove()
     {
-        // It goes on when it has been tried.
+        // It continues after the attempt.
         const QString flag = QString::fromLocal8Bit(qgetenv("TEST_DIR")) + QStringLiteral("/flag");
         const QByteArray name = QFile::encodeName(flag);
         m_scene.frontEnd.install(QStringLiteral("vos-apt-get"),
@@ -369,7 +369,7 @@ private slots:
         QTimer look;
         connect(&look, &QTimer::timeout, this, [&, seen = 0]() mutable {
             seen += QFile::exists(flag);
-            // The line was there before the file, and is read between two looks.
+            // The line was written before the file, and is read between two checks.
             if (seen < 5)
                 return;
             could = runner.CanCancel() || runner.Cancel();
@@ -467,7 +467,7 @@ private slots:
                 QTimer::singleShot(200, request, [request] { QVERIFY(request->Cancel()); });
             });
         });
-        // It was installed, and that is what is said.
+        // It was installed, and that is reported.
         QCOMPARE(m_scene.events.last(), QStringLiteral("complete 1"));
         QCOMPARE(m_scene.frontEnd.calls().filter(QStringLiteral("clean")).size(), 2);
     }

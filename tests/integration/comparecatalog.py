@@ -1,16 +1,16 @@
 # SPDX-FileCopyrightText: 2026 The Pakmart developers
 # SPDX-License-Identifier: LGPL-2.1-or-later
 
-"""Compares an agent's catalog with the package index that the store was made of,
-product by product and field by field, wherever the agent has them: in the file,
-through the library's reader of the file, and in the database.
+"""Compares an agent's catalog with the package index from which the store was made,
+product by product and field by field, in all places: in the file, through the
+library's reader of the file, and in the database.
 
 usage: comparecatalog.py [--limit N] INDEX READCATALOG FOLDER_OF_READERS...
 
-INDEX is a Packages file, plain or as apt compresses it; READCATALOG the program
-that tells what the library's reader has. The agent's data folder is the one of
+INDEX is a Packages file, plain or as apt compresses it; READCATALOG is the program
+that prints the content of the library's reader. The agent's data folder is that of
 PAKMART_SYSROOT. The index and the file are read here; the readers of the database
-were written from the documents. Exit status 0: nothing differs.
+were written from the documents. Exit status 0 means no differences.
 """
 
 import argparse
@@ -166,7 +166,7 @@ def from_file():
 
 
 def from_reader(program):
-    """The products of the library's reader, which the program tells, a line for each."""
+    """The products of the library's reader, which the program prints, one per line."""
     told = subprocess.run([program], stdout=subprocess.PIPE, check=True).stdout
     return map(json.loads, told.splitlines())
 
@@ -194,7 +194,7 @@ def differences(expected, found):
 
 
 def compare(place, expected, found, limit):
-    """Tells what differs in one place; the number of products that do."""
+    """Prints the differences in one place; returns the number of products that differ."""
     serials = set()
     for count, (serial, line) in enumerate(differences(expected, found)):
         serials.add(serial)

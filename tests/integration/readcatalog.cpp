@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Tells what the catalog reader has of each product, on a line of JSON, for a
-// program that compares it with where it came from.
+// Prints the content of each product in the catalog reader as a line of JSON, for a
+// program that compares it with the source of the catalog.
 
 #include "catalog/ccatalogmgr.h"
 #include "catalog/cxmlnode.h"

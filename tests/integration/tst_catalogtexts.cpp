@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Texts through the real store server, a real request, the saved files and their
-// readers: each row of the page that says what becomes of them.
+// Texts on their way through the real store server, a real request, the saved files and
+// their readers: checks each row of the page that describes this.
 
 #include "catalog/capigetaisles.h"
 #include "catalog/capisyncmymachine.h"
@@ -68,14 +68,14 @@ private:
     QTemporaryDir m_dir;
     QList<Row> m_rows = ReadPage();
     std::unique_ptr<ServerProcess> m_server;
-    std::vector<CatalogProduct> m_products; // as the reply has them
+    std::vector<CatalogProduct> m_products; // as in the reply
 
     void write(const char* name, const QByteArray& text) const
     {
         if (!WriteTextFile(m_dir.filePath(QLatin1String(name)), text))
             qFatal("cannot write a file of the store");
     }
-    // A store in which each text stands in every field.
+    // Makes a store in which each text is in every field.
     void makeStore() const
     {
         QByteArray products, categories, aisles, profile, status;
@@ -255,7 +255,7 @@ private slots:
             QCOMPARE(pakmart.exitCode(), 0);
             const QByteArray out = pakmart.readAllStandardOutput();
             for (const Row& row : std::as_const(m_rows)) {
-                // A text that holds what stands for a plus sign is the exception.
+                // The exception is a text that contains the escape for a plus sign.
                 const QByteArray shown = QByteArray(row.store).replace("%2b", "+");
                 QVERIFY2(out.contains(shown), shown.constData());
             }

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The logging categories: silent by default, and what they say when asked.
+// The logging categories: silent by default, and their messages when switched on.
 
 #include "catalog/catalogproduct.h"
 #include "catalog/catalogrecord.h"
@@ -25,7 +25,7 @@ using namespace Agent;
 namespace
 {
 
-// What the library's categories have said, "category text" each.
+// The messages of the library's categories, each as "category text".
 QStringList said;
 QtMessageHandler before = nullptr;
 
@@ -53,7 +53,7 @@ private:
         TestRequest::Record record;
         (new TestRequest(record))->Execute();
     }
-    // Something of each category. Returns the number of lines on standard output.
+    // Triggers messages of each category. Returns the number of lines on standard output.
     int work()
     {
         const StandardOutput output;
@@ -104,7 +104,7 @@ private slots:
 
     void eachCategorySpeaksWhenAsked()
     {
-        // The described lines are the same, with it and without.
+        // The lines on standard output are the same with the messages and without.
         const int lines = work();
         QLoggingCategory::setFilterRules(QStringLiteral("vantrel.agent.*=true"));
         QCOMPARE(work(), lines);

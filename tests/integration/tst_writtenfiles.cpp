@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// What is written for given replies and given applications, file by file, is the same in
-// every build: files of one Qt are those of another. The sums are in written-files.sha256,
-// as sha256sum writes and checks them; on a difference the files are left in the folder that
+// The files written for given replies and applications are the same in every build, so
+// those of one Qt are those of the other. Their checksums are in written-files.sha256, in
+// the format of sha256sum; on a difference the files are left in the folder that
 // PAKMART_WRITTEN_FILES names.
 
 #include "catalog/catalogproduct.h"
@@ -28,7 +28,7 @@ using namespace Agent;
 namespace
 {
 
-// Each kind of text that parsers read in different ways, in elements and in attributes.
+// Every kind of text that parsers treat differently, in elements and in attributes.
 const char awkward[] = "<text a=' \t\n x&#9;&#10;&#13;y \r\n ' b=\"&quot;&apos;&amp;&lt;&gt;\">\r\n"
                        "  line\r\n\tline\rline &#13;&#x1F600;\xF0\x9F\x8E\xB2 &amp;lt; </text>"
                        "<blank> \t\r\n </blank><empty/><none></none><one> </one>"
@@ -36,7 +36,7 @@ const char awkward[] = "<text a=' \t\n x&#9;&#10;&#13;y \r\n ' b=\"&quot;&apos;&
                        "<nested>\n <x y='\xC3\xA9'/>\n <x y='e\xCC\x81'/>\n</nested>"
                        "<escaped>%41%C3%A9%FF+%2B%5C\\%zz</escaped><x:y x:z='1'/>";
 
-// What is saved of it nobody reads back.
+// Its saved form cannot be read back.
 const char lost[] = "<mixed>a<!-- d -->e<?f g?>h</mixed><data><![CDATA[<&>]] ]]></data>";
 
 QByteArray Product(int number)
@@ -106,7 +106,8 @@ void FillRecent(int count)
     }
 }
 
-// What is in `folder` but the settings and the locks, by its name after `prefix`.
+// Collects the files in `folder`, except settings and locks, by their names after
+// `prefix`.
 void Collect(const QString& folder, const QString& prefix, QMap<QString, QByteArray>& files)
 {
     for (const QFileInfo& info : QDir(folder).entryInfoList(QDir::Files | QDir::Hidden)) {
@@ -118,7 +119,7 @@ void Collect(const QString& folder, const QString& prefix, QMap<QString, QByteAr
     }
 }
 
-// In the form of sha256sum.
+// The checksums in the format of sha256sum.
 QByteArray Sums(const QMap<QString, QByteArray>& files)
 {
     QByteArray sums;
@@ -174,10 +175,10 @@ private slots:
         const QByteArray sums = Sums(files);
         for (const QByteArray& sum : sums.split('\n'))
             QVERIFY2(wanted.contains(sum), "another sum, or a new file: " + sum);
-        QCOMPARE(sums.split('\n').size(), wanted.size() - 2); // two lines of licence
+        QCOMPARE(sums.split('\n').size(), wanted.size() - 2); // two licence lines
     }
 
-    // So that equal bytes are not equally wrong.
+    // Ensures that equal files are not equally wrong.
     void filesSayWhatWasPutIn()
     {
         CXMLNode aisles(nullptr);

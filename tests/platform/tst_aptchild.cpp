@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The package front end around an apt-get that does what the test wants: what it
-// is given, how what it says comes through, how it ends.
+// The package front end with a scripted apt-get: what apt-get is given, how its output is
+// passed on, and how it ends.
 
 #include "tests/common/processes.h"
 
@@ -26,7 +26,7 @@ private:
     static QString frontEnd() { return QStringLiteral(VOS_APT_GET); }
     QString path(const char* name) const { return m_dir + QLatin1Char('/') + QLatin1String(name); }
 
-    // What apt-get does, as shell commands; descriptor 3 takes status lines.
+    // Makes apt-get a script with these shell commands; status lines go to descriptor 3.
     void script(const QByteArray& commands)
     {
         QFile file(path("bin/apt-get"));
@@ -114,7 +114,7 @@ private slots:
 
     void whatWasPrintedFirstIsRelayedFirst()
     {
-        // Both are there when they are looked for.
+        // Both are available when the front end looks for them.
         script("kill -STOP $PPID; for i in 1 2 3 4 5 6 7 8 9; do echo line $i; "
                "echo pmstatus:p:${i}0:x >&3; done; kill -CONT $PPID");
         const QByteArrayList said = lines();
@@ -205,7 +205,7 @@ private slots:
         QCOMPARE(kill(daemon, SIGTERM), 0);
     }
 
-    // What is said, with the milliseconds between one line and the next.
+    // The lines of the output, each with the milliseconds since the line before.
     QList<QPair<QByteArray, qint64>> timedLines(const QByteArray& commands)
     {
         script(commands);
@@ -236,7 +236,7 @@ private slots:
         QVERIFY(lines.count("40% [a 20%]") > 6);
         QCOMPARE(lines.count("Setting up"), 1);
         QCOMPARE(lines.last(), QByteArray("100% [Done 100%]"));
-        // A reader that knows the last line learns nothing from another one.
+        // To a reader, a repetition of the last line is nothing new.
         lines.removeAll("40% [a 20%]");
         QCOMPARE(lines, (QByteArrayList{ "Setting up", "100% [Done 100%]" }));
     }
@@ -261,8 +261,8 @@ private slots:
         }
     }
 
-    // As a helper of apt-get's does that waits for a silent server, and keeps apt-get's
-    // output open.
+    // Like a download helper of apt-get that waits for a silent server and keeps
+    // apt-get's output open.
     void anEndBeforeDpkgWorksIsPrompt_data()
     {
         QTest::addColumn<int>("number");

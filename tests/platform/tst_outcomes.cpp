@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// What the front end makes of dpkg's status and of apt-get's errors: plain functions.
+// How the front end interprets dpkg's status and apt-get's errors: plain functions.
 
 #include "base/dpkgstatus.h"
 #include "platform/aptwords.h"
@@ -46,7 +46,7 @@ private:
         QFile file(path);
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("none");
     }
-    // What apt-get sees as the status for a command line.
+    // The status that apt-get sees for a command line.
     QByteArray shown(const Words& line, bool locks = true) const
     {
         const StatusView view(SortArguments(line), status(), m_dir.path().toStdString(), locks);
@@ -179,7 +179,7 @@ private slots:
         const std::string whole = "--option=Dir::Cache::archives=/dev/null/";
         for (const char* command : { "install", "upgrade", "dist-upgrade", "full-upgrade" })
             QCOMPARE(words({ "-y", command, "good" }), with(keep, { "-y", command, "good" }));
-        // apt-get cannot, and has it set up.
+        // apt-get cannot reinstall it, and has it configured.
         QCOMPARE(words({ "install", "unpacked" }), with(keep, { "install", "unpacked" }));
         QCOMPARE(words({ "upgrade", "half" }), with(keep, { "upgrade", "half" }));
         QCOMPARE(words({ "install", "good", "half" }), with(again, { "install", "good", "half" }));
@@ -277,13 +277,13 @@ private slots:
         QVERIFY(!needs("Depends: lib2, xlib\n", "install ok installed", "good"));
         QVERIFY(!needs("Recommends: lib\n", "install ok installed", "good"));
         QVERIFY(!needs("Description: x\n Depends: lib\n", "install ok installed", "good"));
-        // Who is broken or gone needs nothing.
+        // A package that is broken or gone needs nothing.
         QVERIFY(!needs("Depends: lib\n", "deinstall ok config-files", "good"));
         QVERIFY(!needs("Depends: lib\n", "install ok half-installed", "good"));
         QVERIFY(!needs("Depends: lib\n", "install ok installed", "lib"));
     }
 
-    // Unpacked before dpkg failed for what it needs.
+    // The package was unpacked before dpkg failed for a package that it needs.
     void aPackageThatLacksAnotherIsShownToNoInstall()
     {
         const QByteArray good = stanza("good", "install ok installed");
@@ -297,7 +297,7 @@ private slots:
             for (const Words& words : { Words{ "install", "app" }, Words{ "reinstall", "app" },
                                         Words{ "install", "good" }, Words{ "remove", "good" } })
                 QVERIFY2(hides(line, words), line);
-            // It can be removed, and what handles all packages sees it.
+            // It can be removed, and commands that handle all packages see it.
             for (const Words& words :
                  { Words{ "remove", "app" }, Words{ "purge", "app" }, Words{ "upgrade" } })
                 QVERIFY2(!hides(line, words), line);
@@ -357,7 +357,7 @@ private slots:
             QVERIFY(QFile::exists(elsewhere));
         }
         QVERIFY(!QFile::exists(elsewhere));
-        // Nowhere to write it.
+        // The view cannot be written.
         const StatusView view(arguments, status(), folder + "/nowhere", true);
         QVERIFY(view.File().empty() && view.LeftAlone().empty());
     }
@@ -398,7 +398,7 @@ private slots:
             = QByteArray("root/var/lib/dpkg/info/half:") + NativeArchitecture() + ".list";
         QCOMPARE(listAfterKeeping(native.constData(), "/usr\n", "half"), "/usr\n" + mark);
         QVERIFY(QFile::remove(m_dir.filePath(QLatin1String(native))));
-        // Without a list there is none afterwards.
+        // Without a list, none is made.
         KeepFromVanishing(m_dir.filePath(QStringLiteral("root")).toStdString(), "half");
         QVERIFY(!QFile::exists(m_dir.filePath(QLatin1String(list))));
     }

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The front end's parts that are plain functions: the command line, the
-// translation of lines, the status reader, progress, settings.
+// The parts of the front end that are plain functions: the command line, the translation
+// of lines, the status reader, progress, settings.
 
 #include "base/packagename.h"
 #include "platform/aptsettings.h"
@@ -244,7 +244,7 @@ private slots:
         QCOMPARE(error({ "remove", "a+" }), std::string("E: Unable to locate package a+"));
         QCOMPARE(error({ "autoremove", "?all" }),
                  std::string("E: Not the name of a package: ?all"));
-        // Whatever an option takes for its value, the names are looked at.
+        // Whatever an option takes as its value, the names are checked.
         QCOMPARE(error({ "--unknown", "value", "install", "nano-" }),
                  std::string("E: Not the name of a package: nano-"));
     }

@@ -102,7 +102,8 @@ private:
         serve(package, m_archive->contents(m_archive->fileOf(package)));
         placeIndex();
     }
-    // As the store's client places it: by hand, with a zero byte at its end.
+    // Places the index as the store's client does: as a file, with a zero byte at its
+    // end.
     void placeIndex()
     {
         QFile index(lists()
@@ -117,7 +118,7 @@ private:
         return status.open(QIODevice::ReadOnly)
             && status.readAll().contains("Package: " + name + "\nStatus: install ok installed\n");
     }
-    // The words of dpkg's status for a package; empty for one that it does not know.
+    // The words of dpkg's status for a package; empty for an unknown one.
     QByteArray state(const QByteArray& name) const
     {
         const QByteArray begin = "Package: " + name + "\nStatus: ";
@@ -130,7 +131,8 @@ private:
                       : text.mid(at + begin.size(),
                                  text.indexOf('\n', at + begin.size()) - at - begin.size());
     }
-    // As an interrupted dpkg, or a script that failed, leaves an installed package.
+    // Puts an installed package into the state in which an interrupted dpkg, or a failed
+    // script, leaves it.
     void setState(const QByteArray& name, const QByteArray& words)
     {
         QFile status(m_root + QStringLiteral("/var/lib/dpkg/status"));
@@ -142,7 +144,7 @@ private:
         status.write(
             QByteArray(text).replace(old, "Package: " + name + "\nStatus: " + words + '\n'));
     }
-    // The overall percents that were told.
+    // The overall percentages in the output.
     static QList<int> overall(const Result& result)
     {
         QList<int> percents;
@@ -230,7 +232,7 @@ private slots:
         checkProgress(result);
     }
 
-    // Nothing but what the readers know, in this order; progress lines between.
+    // Only lines that the readers know, in this order, with progress lines in between.
     void everyLineOfAnInstall()
     {
         add({ "libone", "1.0-1" });
@@ -474,7 +476,7 @@ private slots:
             QVERIFY2(result.status == 100, name);
             QVERIFY2(!result.matching("^E: ").isEmpty(), name);
         }
-        // What might match as an expression is a name only.
+        // A name that could be a pattern is only a name.
         const Result dots = install({ QStringLiteral("ba.h-like") });
         QCOMPARE(dots.status, 100);
         const Result plus = run(words({ QStringLiteral("-yp"), QStringLiteral("remove") },
@@ -555,7 +557,8 @@ private slots:
                                         "(half-configured)")));
         QVERIFY(good.lines.contains(QStringLiteral("100% [Done 100%]")));
         QVERIFY(installed("good"));
-        // What needs it fails, and so does what is asked for together with it.
+        // A package that needs it fails, and so does a package that is requested together
+        // with it.
         for (const char* name : { "needsbad", "bad" }) {
             const Result result = install({ QStringLiteral("good"), QLatin1String(name) });
             QCOMPARE(result.status, 100);
@@ -563,11 +566,11 @@ private slots:
                      1);
         }
         QVERIFY(!installed("needsbad"));
-        // The other error lines are errors.
+        // The other error lines still make the run fail.
         QCOMPARE(install({ QStringLiteral("nosuch") }).status, 100);
     }
 
-    // The old version stays installed, and soundly: that is no success.
+    // The old version stays soundly installed, but that is not a success.
     void anUpgradeThatDpkgDidNotComeToIsAFailure()
     {
         add({ "app" });
@@ -617,7 +620,8 @@ private slots:
         const QString library = m_root + QStringLiteral("/usr/bin/lib");
         for (const char* app : { "", "install ok unpacked", "install ok half-configured",
                                  "install reinstreq half-installed" }) {
-            // What apt-get asks a person to mend by hand comes of no crash in an install.
+            // apt-get asks the user to repair some states by hand; no crash during an
+            // install leads to these.
             if (*app && !state.contains("reinstreq"))
                 continue;
             QVERIFY(QFile::remove(library));
@@ -633,7 +637,7 @@ private slots:
         }
     }
 
-    // apt-get takes them, or leaves them: which it was is said at the end.
+    // apt-get may or may not repair them; the output names those that are left.
     void brokenPackagesThatNobodyNeedsAreLeftAndSaid()
     {
         for (const char* name : { "app", "broken", "other" })
@@ -692,7 +696,7 @@ private slots:
         QVERIFY(!result.matching("^E: Failed to fetch ").isEmpty());
     }
 
-    // apt's own English texts, by which a reader tells the reasons apart.
+    // The reasons are recognised by apt's own English texts.
     void reasonsAreAptsOwnTexts()
     {
         add({ "app" });
@@ -723,7 +727,7 @@ private slots:
     void heldLockIsWaitedForAndSaid()
     {
         add({ "app" });
-        // Another process holds dpkg's lock, until it is told to let go.
+        // Another process holds dpkg's lock until its input ends.
         QProcess holder;
         holder.start(QStringLiteral("python3"),
                      { QStringLiteral("-c"),
@@ -762,7 +766,7 @@ private slots:
         add(app);
         const QByteArray bytes = m_archive->contents(m_archive->fileOf(app));
         bool asked = false;
-        // Half of it, and then nothing more.
+        // Sends half of the archive, and then nothing more.
         m_server->answer("/r/./app_1.0_all.deb",
                          [&asked, bytes](QTcpSocket* socket, const QByteArray&) {
                              asked = true;
@@ -782,9 +786,9 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(process.state(), QProcess::NotRunning, 30000);
         QCOMPARE(process.exitCode(), 128 + number);
         QVERIFY(!QFile::exists(QStringLiteral("/proc/") + child));
-        // Nor does a helper of the download stay.
+        // No download helper is left either.
         QTRY_COMPARE_WITH_TIMEOUT(processesOfSession(child.toInt()), QStringList(), 10000);
-        // Nothing is left half-done: the next install works.
+        // Nothing is left unfinished: the next install works.
         serve(app, bytes);
         QCOMPARE(install({ QStringLiteral("app") }).status, 0);
     }
@@ -807,7 +811,7 @@ private slots:
         environment.insert(QStringLiteral("PATH"), QStringLiteral("/usr/bin:/bin"));
         environment.insert(QStringLiteral("DPKG_ADMINDIR"), QStringLiteral("/nonexistent"));
         environment.insert(QStringLiteral("DPKG_FORCE"), QStringLiteral("nonsense"));
-        // dpkg has settings in the user's home.
+        // dpkg reads settings in the user's home.
         const QString home = m_tree + QStringLiteral("/home");
         QVERIFY(QDir().mkpath(home));
         write(home + QStringLiteral("/.dpkg.cfg"), "path-exclude=/usr/*\n");
@@ -870,7 +874,7 @@ private slots:
         QVERIFY(installed("other"));
     }
 
-    // Where all tests are root's, this one gives the rights away.
+    // If the tests run as root, this one gives up root's rights.
     void worksWithoutBeingRoot()
     {
         add({ "lib" });
@@ -926,7 +930,7 @@ private slots:
             return runMkroot({ QStringLiteral("--front-end"), frontEnd(), root });
         };
         QCOMPARE(make(QStringLiteral("/")), 1);
-        // A folder of somebody's files, a file, a system with users.
+        // A folder with somebody's files, a file, a system with users.
         write(dir.filePath(QStringLiteral("letter")), "dear");
         QCOMPARE(make(dir.path()), 1);
         QCOMPARE(QDir(dir.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot),
@@ -942,7 +946,7 @@ private slots:
     {
         add({ "app" });
         QCOMPARE(install({ QStringLiteral("app") }).status, 0);
-        // As a package may bring it: a folder that mkroot itself does not make.
+        // A folder that a package may contain, and that mkroot itself does not make.
         QVERIFY(QDir(m_root).mkpath(QStringLiteral("opt")));
         QCOMPARE(runMkroot({ QStringLiteral("--front-end"), frontEnd(), m_root }), 0);
         QVERIFY(installed("app"));

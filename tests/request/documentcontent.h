@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// What is in the tree that Qt's parser made of a text, whether it was content with
-// the whole text or not.
+// The content of the tree that Qt's parser built from a text, even if it found an error
+// in the text.
 
 #pragma once
 
@@ -33,6 +33,6 @@ struct DocumentContent {
         }
     }
     int depth = 0;
-    int attributes = 0; // of one element, at most
+    int attributes = 0; // the maximum of one element
     int declarations = 0;
 };

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// What a server may answer to any request that is no answer to it, and the
-// event that a request ends with then.
+// Invalid answers that a server may give to any request, and the event with which the
+// request then ends.
 
 #pragma once
 
@@ -10,8 +10,8 @@
 
 #include <QtTest>
 
-// Rows of `bytes`, as the server sends them, `error`, the beginning of the text
-// that the request fails with, and `reached`, whether a transfer takes place.
+// Rows of `bytes`, as the server sends them; `error`, the beginning of the text with
+// which the request fails; and `reached`, whether a transfer takes place.
 inline void HostileReplies(const QByteArray& goodBody)
 {
     QTest::addColumn<QByteArray>("bytes");
@@ -43,7 +43,7 @@ inline void HostileReplies(const QByteArray& goodBody)
     QTest::newRow("closed at once") << QByteArray() << QString() << false;
 }
 
-// The address of a port at which nobody listens.
+// The address of a port on which nothing listens.
 inline QByteArray RefusingUrl()
 {
     ScriptedServer closed;

@@ -13,7 +13,7 @@
 #include <QDomElement>
 #include <QPointer>
 
-// Asks for "TestRequest"; what happens to it goes into a record that outlives it.
+// Requests "TestRequest", and writes what happens to a record that outlives it.
 class TestRequest : public CAPI
 {
     Q_OBJECT
@@ -21,11 +21,11 @@ class TestRequest : public CAPI
 public:
     struct Record {
         QStringList events; // "ok ...", "failed ...", "error ...", "complete 1"
-        QStringList failures; // "timed-out": what signalFailure said
-        QString sentence, details; // that it came with
-        bool failureBeforeEnd = false; // it came, and APIComplete was next
+        QStringList failures; // the codes of signalFailure, such as "timed-out"
+        QString sentence, details; // of signalFailure
+        bool failureBeforeEnd = false; // signalFailure was followed by APIComplete
         QString file; // the reply file
-        bool cancel = false; // kill the job when data comes
+        bool cancel = false; // kill the job when data arrives
         QString query;
         QPointer<QObject> object;
     };
@@ -82,7 +82,7 @@ inline QByteArray Directory(const QMap<QByteArray, QByteArray>& entries)
     return ScriptedServer::http(xml + "</getagentapi></agentfunction>");
 }
 
-// The texts of the framework, as a user reads them.
+// The texts of the library, as a user reads them.
 namespace Texts
 {
 const QString locked = QStringLiteral(

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The API directory. It is fetched once in the life of a process, so each of
-// these functions that makes a request runs in a process of its own.
+// The API directory. It is fetched only once per process, so each of these functions that
+// makes a request runs in a process of its own.
 
 #include "requests.h"
 
@@ -26,7 +26,7 @@ private:
         m_server.answer("/t", ScriptedServer::http("<agentfunction resultcode=\"OK\"/>"));
         m_server.answer("/u", ScriptedServer::http("<agentfunction resultcode=\"OK\"/>"));
     }
-    // A request that must fail for want of a URL.
+    // A request that must fail because it has no URL.
     static void expectNoUrl(const QString& name = QStringLiteral("TestRequest"))
     {
         TestRequest::Record record;
@@ -190,7 +190,7 @@ private slots:
         QCOMPARE(refused.failures, QStringList(QStringLiteral("locked")));
         QVERIFY(request->Execute());
         QCOMPARE(first.events.last(), QStringLiteral("complete 1"));
-        // One that was made meanwhile stays without its own slots, and its wait ends.
+        // A request made in the meantime does not get its own slots, but its wait ends.
         QVERIFY(late->Execute());
         QCOMPARE(later.failures, QStringList(QStringLiteral("locked")));
     }
@@ -230,7 +230,7 @@ private slots:
             record.events.mid(1),
             (QStringList{ QLatin1String("error ") + Texts::noJob, QStringLiteral("complete 0") }));
         QCOMPARE(boxes.texts, QStringList(Texts::noJob));
-        // The reply file had been made, and is gone with the request.
+        // The reply file had been made, and was removed with the request.
         QVERIFY(!record.file.isEmpty());
         QVERIFY(!QFile::exists(record.file));
     }

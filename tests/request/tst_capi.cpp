@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Requests over real KIO, against a server that says what it is told to.
+// Requests over real KIO, against a scripted server.
 
 #include "request/transfer.h"
 #include "requests.h"
@@ -38,7 +38,7 @@ QStringList SpoolFiles()
         .entryList({ QStringLiteral("*.xml") }, QDir::Files | QDir::System);
 }
 
-// Serves one reply, half a second after it is asked for.
+// Serves one reply, half a second after the request.
 const char servingScript[] = R"(
 import socket, sys, time
 server = socket.socket()
@@ -54,7 +54,7 @@ client.sendall(b"HTTP/1.1 200 OK\r\nContent-Length: %d\r\n\r\n" % len(body) + bo
 client.close()
 )";
 
-// Runs the event loop until the record has its end.
+// Runs the event loop until the request has ended.
 void WaitForEnd(const TestRequest::Record& record)
 {
     QTRY_VERIFY_WITH_TIMEOUT(!record.events.isEmpty()
@@ -71,7 +71,7 @@ class CapiTest : public QObject
 private:
     ScriptedServer m_server;
 
-    // One request that gets these bytes for an answer.
+    // One request that gets these bytes as an answer.
     TestRequest::Record ask(const QByteArray& bytes, bool silent = true)
     {
         m_server.answer("/t", bytes);
@@ -134,7 +134,8 @@ private slots:
                  (QStringList{ QLatin1String("before ") + url, QStringLiteral("ok hello"),
                                QStringLiteral("complete 1") }));
         const QStringList lines = output.lines();
-        // In the base constructor and destructor the object is the base still.
+        // In the base class's constructor and destructor the object has only the base
+        // class's type.
         QCOMPARE(
             lines.mid(lines.size() - 4),
             (QStringList{ QStringLiteral("launching CAPI"), QLatin1String("TestRequest - ") + url,
@@ -159,8 +160,8 @@ private slots:
                                .match(ask(ScriptedServer::http(okReply)).file)
                                .captured(1)
                                .toInt();
-        // The next name is taken by a file, the one behind it by a dangling link,
-        // for each second in which the request may start.
+        // The next name is used by a file, and the one after it by a dangling link, for
+        // each second in which the request may start.
         const QString outside = Root() + QStringLiteral("/etc/outside");
         const qint64 now = std::time(nullptr);
         for (qint64 second = now; second < now + 60; ++second) {
@@ -202,7 +203,7 @@ private slots:
         // Nothing to read, nothing emitted, and the request counts as done.
         QCOMPARE(record.events.size(), 2);
         QCOMPARE(last(record, 1), QStringLiteral("complete 1"));
-        // The name of the attempt was announced.
+        // The name of the failed attempt was emitted.
         QVERIFY(record.file.startsWith(folder));
     }
 
@@ -224,7 +225,7 @@ private slots:
         QVERIFY((new Looking(record))->Execute());
         QCOMPARE(asked.value(QStringLiteral("content-type")),
                  QStringLiteral("Content-Type: text/xml"));
-        // Not out of the web cache.
+        // Not from the web cache.
         QCOMPARE(asked.value(QStringLiteral("cache")), QStringLiteral("reload"));
     }
 
@@ -308,7 +309,8 @@ private slots:
                                              + QByteArray(100000, 'x') + "</agentfunction>"));
         TestRequest::Record record;
         auto* request = new TestRequest(record, true, false);
-        // KIO's worker must not inherit the limit, so it is set behind its start.
+        // KIO's worker must not inherit the limit, so it is set after the worker has
+        // started.
         std::optional<LowLimit> full;
         connect(request, &CAPI::APIDestinationFile, this,
                 [&full] { full.emplace(RLIMIT_FSIZE, 40000); });
@@ -490,7 +492,7 @@ private slots:
         m_server.answer("/t", [](QTcpSocket*, const QByteArray&) {});
         TestRequest::Record one, two;
         (new TestRequest(one, true, false))->Execute();
-        // The second waits, and is ended from within its wait.
+        // The second one waits, and is aborted from within its wait.
         QTimer::singleShot(300, this, [] { CAPI::AbortTransfers(); });
         QVERIFY((new TestRequest(two))->Execute());
         for (const TestRequest::Record* record : { &one, &two }) {
@@ -510,7 +512,7 @@ private slots:
         (new TestRequest(one, false, false))->Execute();
         QTimer::singleShot(200, this, [&] {
             CAPI::AbortTransfers();
-            // Nothing held it up: both are gone.
+            // Nothing delayed it: both are gone.
             QVERIFY(one.object.isNull() && two.object.isNull());
             CAPI::AbortTransfers();
         });
@@ -545,7 +547,8 @@ private slots:
     void aReplyThatWaitedForAStalledEventLoopIsTaken()
     {
         Setting("response timeout", "1");
-        // A server of its own process: this one's stands still with the loop.
+        // A server in another process: one in this process would be blocked with the
+        // event loop.
         QProcess server;
         server.start(QStringLiteral("python3"),
                      { QStringLiteral("-c"), QString::fromLatin1(servingScript) });
@@ -556,7 +559,7 @@ private slots:
                             "Location: http://127.0.0.1:" + server.readAll().trimmed() + "/\r\n"));
         TestRequest::Record record;
         auto* request = new TestRequest(record, true, false);
-        // The answer comes while nobody can take it, for longer than the limit.
+        // The answer arrives while the event loop is blocked for longer than the limit.
         QTimer::singleShot(400, this, [] { QThread::sleep(3); });
         QVERIFY(request->Execute());
         WaitForEnd(record);
@@ -621,8 +624,8 @@ private slots:
         QCOMPARE(SpoolFiles(), QStringList());
     }
 
-    // A class that replaces Execute, starts the transfer itself and leaves the reply
-    // to the base.
+    // A class that replaces Execute: it starts the transfer itself and leaves the reply
+    // to the base class.
     void replyOfAReplacedExecuteIsReadAndLimited()
     {
         class Own : public TestRequest
@@ -698,7 +701,7 @@ private slots:
         QCOMPARE(exclusive->ReferenceCount(), 1);
         QVERIFY(!exclusive->APILocked(alive));
         QVERIFY(exclusive->Execute());
-        // It runs all the same, without a reply file, so nothing is dispatched.
+        // It runs nevertheless, but without a reply file, so nothing is dispatched.
         WaitForEnd(record);
         QVERIFY(record.file.isEmpty());
         QCOMPARE(last(record, 1), QStringLiteral("complete 1"));
@@ -724,7 +727,7 @@ private slots:
             (QStringList{ QLatin1String("error ") + Texts::locked, QStringLiteral("complete 1") }));
         QCOMPARE(boxes.texts, QStringList());
         QVERIFY(!output.text().contains("api error"));
-        // The late one's end took the count down; the holder is still whole.
+        // The end of the late request lowered the count; the holder still works.
         QVERIFY(holder->Execute());
         WaitForEnd(holderRecord);
         TestRequest::Record after;

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The builder's file, and telling the server of it over real KIO.
+// The system builder's file, and its registration with the server over real KIO.
 
 #include "hostilereplies.h"
 
@@ -35,7 +35,7 @@ private:
             || file.write(text) != text.size())
             qFatal("cannot write the builder's file");
     }
-    // One registration from start to end: its events.
+    // Runs one registration to its end and returns its events.
     QStringList registration()
     {
         QStringList events;
@@ -52,7 +52,7 @@ private:
         const QPointer<QObject> object = request;
         if (!request->Execute())
             return events << QStringLiteral("not started");
-        // It does not wait for its end.
+        // The request does not wait for its own end.
         if (!object)
             return events << QStringLiteral("ended too early");
         if (!QTest::qWaitFor([&object] { return object.isNull(); }, 60000))
@@ -102,7 +102,7 @@ private slots:
         row("cut at a zero byte", QByteArray("id=4\0002\nname=Acme\n", 16), "4", "Acme");
         row("1,023 characters with their line end", "id=" + QByteArray(1019, 'x') + "\n",
             QByteArray(1019, 'x'), vendor);
-        // The rest of a longer line is a line of its own.
+        // The rest of a longer line counts as another line.
         row("longer line", "id=" + QByteArray(1020, 'x') + "id=5\nname=A\n", "5", "A");
         row("longer line, nothing in its rest", "id=" + QByteArray(5000, 'x') + "\n",
             QByteArray(1020, 'x'), vendor);
@@ -140,7 +140,7 @@ private slots:
         char* at = text;
         info.SkipWhite(&at);
         QCOMPARE(at, text + 6);
-        char word[] = "  \xA0 x"; // a byte beyond ASCII is no white space
+        char word[] = "  \xA0 x"; // a byte beyond ASCII is not white space
         at = word;
         info.SkipWhite(&at);
         QCOMPARE(at, word + 2);

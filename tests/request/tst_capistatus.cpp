@@ -18,7 +18,7 @@ class StatusTest : public QObject
 private:
     ScriptedServer m_server;
 
-    // One check: what it returns; `m_line` is what it told last.
+    // Runs one check and returns its result; `m_line` is the last line it printed.
     bool check()
     {
         const StandardOutput output;
@@ -44,7 +44,7 @@ private slots:
         QVERIFY(check());
         QVERIFY(m_gone);
         QCOMPARE(m_line, QStringLiteral("In CAPIStatus: No Error"));
-        // The address itself was asked, once, and no directory before it.
+        // The address itself was requested, once, and no directory before it.
         QCOMPARE(m_server.asked, QList<QByteArray>{ "/api" });
     }
 
@@ -115,8 +115,7 @@ private slots:
 
     void transferCancelledByTheUserReportsNoError()
     {
-        // The real transfer gets no answer; what ends the check is a job that was
-        // cancelled.
+        // The real transfer gets no answer; a cancelled job ends the check.
         CAPIStatus* status = nullptr;
         m_server.answer("/api", [&status](QTcpSocket* socket, const QByteArray& target) {
             if (target != "/api")
@@ -181,7 +180,7 @@ private slots:
         connect(&timer, &QTimer::timeout, this, [&ticks] { ++ticks; });
         timer.start(1);
         m_server.answer("/api", [&ticks](QTcpSocket* socket, const QByteArray&) {
-            // The answer waits until the others had their turn.
+            // The answer is delayed until the others have had their turn.
             auto* look = new QTimer(socket);
             connect(look, &QTimer::timeout, socket, [socket, &ticks, before = ticks] {
                 if (ticks < before + 3)
@@ -197,7 +196,7 @@ private slots:
 
     void severalAtOnceEndEachOnItsOwn()
     {
-        // The second begins within the wait of the first, and ends before it.
+        // The second check begins within the wait of the first, and ends before it.
         bool inner = false;
         m_server.answer("/api", [&inner, this](QTcpSocket* socket, const QByteArray&) {
             if (m_server.asked.size() == 1)

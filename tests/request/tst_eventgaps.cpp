@@ -1,8 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// A host's window lives while a request waits: how long it may stand still.
-// The figures are printed; what is asserted is far from them, for busy machines.
+// A host's window stays responsive while a request waits: measures how long the event
+// loop is blocked. The figures are printed; the asserted limits are far above them, for
+// busy machines.
 
 #include "requests.h"
 
@@ -18,10 +19,10 @@ namespace
 {
 
 constexpr qint64 mayStandStill = 500; // milliseconds
-constexpr double mayWork = 250; // of them
+constexpr double mayWork = 250; // of these, the most that is own work
 
-// A timer of 10 ms that remembers its longest gap. Beside the time of the clock it
-// counts that of this thread's work, which other processes do not add to.
+// A timer of 10 ms that remembers its longest gap. In addition to elapsed time it counts
+// the processor time of this thread, which other processes do not affect.
 class Heart
 {
 public:
@@ -67,8 +68,8 @@ QString SavedCatalog()
         + QStringLiteral("/usr/share/apps/vantrelagent/.catalog");
 }
 
-// Whether this process writes a file in the folder of the saved catalog, which has no
-// name there before it is whole.
+// Whether this process is writing a file in the folder of the saved catalog. The file has
+// no name there until it is complete.
 bool IsSaving()
 {
     const QString folder = QFileInfo(SavedCatalog()).dir().canonicalPath();
@@ -101,7 +102,7 @@ class EventGapsTest : public QObject
 private:
     ScriptedServer m_server;
 
-    // Sends `bytes` in pieces, one each time that a timer of `pause` ms fires.
+    // Sends `bytes` in pieces, one at each tick of a timer of `pause` ms.
     void serve(const QByteArray& path, const QByteArray& bytes, int piece, int pause)
     {
         m_server.answer(path, [=](QTcpSocket* socket, const QByteArray&) {
@@ -163,7 +164,7 @@ private slots:
         QVERIFY(heart.longestWork() < mayWork);
     }
 
-    // Also while the elements are put in order, which they are not in the reply.
+    // Also while the elements are sorted; in the reply they are not in order.
     void aCatalogThatIsBeingSavedCanBeCancelled()
     {
         QByteArray body = "<agentfunction resultcode=\"OK\"><catalog>\n";
@@ -188,7 +189,7 @@ private slots:
         QVERIFY(request->Execute());
         QVERIFY(saving);
         QCOMPARE(ends.size(), 1);
-        // Whole or not there, and nothing beside it.
+        // The file is complete or missing, and there is no other file.
         QFile saved(SavedCatalog());
         if (saved.open(QIODevice::ReadOnly))
             QVERIFY(saved.readAll().endsWith("</n160000>\n</catalog>\n"));
@@ -216,7 +217,7 @@ private slots:
         TestRequest::Record record;
         auto* request = new TestRequest(record, false);
         const BoxCloser boxes;
-        // The transfer is over, and the reply file is whole, before it is read.
+        // The transfer is over, and the reply file complete, before it is read.
         QElapsedTimer since;
         QTimer look;
         connect(&look, &QTimer::timeout, this, [&] {

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Every request that fails says why, once, immediately before its end.
+// Every request that fails reports the reason, once, immediately before its end.
 
 #include "catalog/capidownloadappinfo.h"
 #include "requests.h"
@@ -18,7 +18,7 @@ namespace
 
 const QByteArray okReply = "<agentfunction resultcode=\"OK\">hello</agentfunction>";
 
-// A request class that says its reason itself, or leaves it to a text.
+// A request class that sets its reason itself, or only reports a text.
 class OwnReason : public TestRequest
 {
 public:
@@ -231,7 +231,7 @@ private slots:
         QVERIFY(QDir().rename(folder + QStringLiteral(".away"), folder));
         QCOMPARE(record.failures, QStringList(QStringLiteral("cannot-write")));
         QVERIFY(record.details.contains(QLatin1String("No such file")));
-        // Which is all that is told of it.
+        // Nothing else is emitted.
         QCOMPARE(record.events.last(), QStringLiteral("complete 1"));
     }
 
@@ -273,7 +273,7 @@ private slots:
         m_server.answer("/t", ScriptedServer::http(okReply));
         TestRequest::Record other, record;
         auto* alive = new TestRequest(other, true, false);
-        // Waits, and has none of its own slots: the wait ends all the same.
+        // It waits, and has none of its own slots; the wait ends nevertheless.
         QVERIFY((new TestRequest(record, true, true, true))->Execute());
         delete alive;
         QCOMPARE(record.failures, QStringList(QStringLiteral("locked")));

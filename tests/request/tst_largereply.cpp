@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Replies as large as the limit that holds without any setting lets them be, and
-// larger. They are made while they are sent.
+// Replies as large as the default limit allows, and larger ones. They are generated while
+// they are sent.
 
 #include "requests.h"
 
@@ -16,9 +16,9 @@ namespace
 constexpr qint64 MB = 1024 * 1024;
 constexpr qint64 limit = 256 * MB;
 
-// What the sanitizers cost would make this the slowest of all tests: under them
-// the large reply is a tenth, and nothing is said of its memory. The one over the
-// limit has its full size everywhere.
+// With the sanitizers this would be the slowest of all tests. So with them the large
+// reply has a tenth of the size, and its memory is not checked. The reply over the limit
+// always has its full size.
 #ifdef VANTREL_SANITIZE
 constexpr bool sanitized = true;
 #else
@@ -27,14 +27,14 @@ constexpr bool sanitized = false;
 constexpr qint64 large = sanitized ? 20 * MB : 200 * MB;
 
 // Products with a thousand letters of text each.
-constexpr int products = 1000; // in a piece
+constexpr int products = 1000; // per piece
 const QByteArray piece = ("<product><name>Star Lander</name><description>" + QByteArray(1000, 'x')
                           + "</description></product>\n")
                              .repeated(products);
 const QByteArray head = "<?xml version=\"1.0\"?><agentfunction resultcode=\"OK\">\n";
 const QByteArray tail = "</agentfunction>\n";
 
-// The most memory that this process has had, in bytes.
+// The peak memory of this process, in bytes.
 qint64 PeakMemory()
 {
     rusage usage;
@@ -42,7 +42,7 @@ qint64 PeakMemory()
     return qint64(usage.ru_maxrss) * 1024;
 }
 
-// Counts what it gets and copies none of it.
+// Counts the data without copying it.
 class LargeRequest : public TestRequest
 {
 public:
@@ -70,9 +70,9 @@ private:
     TestRequest::Record m_record;
     qint64 m_sent = 0;
 
-    // Answers with `pieces` pieces. The server is never far ahead of the reply
-    // file: what comes faster than it is dealt with, KIO queues, and its queue
-    // costs the square of its length.
+    // Answers with `pieces` pieces. The server is never far ahead of the reply file: KIO
+    // queues what arrives faster than it is read, and its queue costs the square of its
+    // length.
     void serve(qint64 pieces)
     {
         m_server.answer("/t", [this, pieces](QTcpSocket* socket, const QByteArray&) {
@@ -104,7 +104,7 @@ private slots:
         m_server.answer("/api", Directory({ { "TestRequest", m_server.url("/t") } }));
     }
     void init() { m_record = {}; }
-    // Each reply file has gone.
+    // Each reply file was removed.
     void cleanup()
     {
         QVERIFY(!m_record.file.isEmpty());

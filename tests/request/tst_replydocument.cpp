@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// What passes from a reply's text into a document, and what must not.
+// Which replies become documents, with what content, and which are refused.
 
 #include "request/replydocument.h"
 #include "request/xmlgate.h"
@@ -40,7 +40,7 @@ bool Reads(const QByteArray& text, QDomDocument& document)
     return ReadReplyDocument(buffer, document);
 }
 
-// What the parser gets of a text shown in pieces of `size` bytes.
+// The text that the parser gets if it is fed in pieces of `size` bytes.
 QByteArray Kept(const QByteArray& text, int size)
 {
     SpaceKeeper keeper;
@@ -50,7 +50,7 @@ QByteArray Kept(const QByteArray& text, int size)
     return result;
 }
 
-// What the process has taken from the allocator.
+// The memory that the process has allocated.
 double AllocatedBytes()
 {
     const auto info = mallinfo2();
@@ -58,7 +58,7 @@ double AllocatedBytes()
 }
 
 #ifdef VANTREL_SANITIZE
-constexpr bool sanitized = true; // the allocator is another
+constexpr bool sanitized = true; // with the sanitizers' allocator
 #else
 constexpr bool sanitized = false;
 #endif
@@ -229,7 +229,7 @@ private slots:
     {
         QFETCH(QByteArray, piece);
         const auto whole = [&piece](int count) { return "<r>" + piece.repeated(count) + "</r>"; };
-        // The most pieces that are accepted, of those that fit 8 MB.
+        // The maximum number of pieces that is accepted, out of those that fit into 8 MB.
         int fits = 1, fails = 8'000'000 / int(piece.size());
         QVERIFY(Passes(whole(fits)));
         while (fails - fits > fits / 100 + 1) {
@@ -262,7 +262,7 @@ private slots:
 
     void aSavedFileMayBeAsLongAsItsEscapes()
     {
-        // 30,000 letters of another alphabet fit a tag; as escapes they do not.
+        // 30,000 letters of another alphabet fit into a tag, but not as escapes.
         const QByteArray value = QByteArray("\xD0\xB6").repeated(30000);
         QVERIFY(Passes("<a b='" + value + "'/>"));
         const QByteArray saved = "<a b='" + QByteArray(value.toPercentEncoding()) + "'/>";
@@ -275,7 +275,7 @@ private slots:
         QVERIFY(ReadSavedDocument(file.fileName(), document));
         QVERIFY(!ReadReplyDocument(file.fileName(), document));
         QVERIFY(document.documentElement().isNull());
-        // And it is refused for what a reply is refused for.
+        // And it is refused for the same reasons as a reply.
         QVERIFY(file.open());
         file.write(Nested(600));
         file.close();
@@ -356,7 +356,7 @@ private slots:
         for (int round = 0; round < 3000; ++round) {
             QByteArray text = good;
             for (int change = 1 + int(random.bounded(3)); change > 0; --change) {
-                // Most changes near the ends, where the markup is varied.
+                // Most changes are near the beginning, where the markup is varied.
                 const int at = random.bounded(2) ? random.bounded(80) : random.bounded(text.size());
                 text.replace(at, random.bounded(4), pieces[random.bounded(22)]);
             }
@@ -444,7 +444,7 @@ private slots:
             QCOMPARE(Kept(text, size), wanted);
     }
 
-    // They come from texts over the size that is read at once, too.
+    // They also come from texts that are too long to be read at once.
     void aLongTextIsReadTheSame()
     {
         const QByteArray element = "<b c='\t1\r\n2\n'>&#9;x&amp;\r\n</b>";
@@ -476,7 +476,7 @@ private slots:
         QVERIFY(!root.firstChildElement(QStringLiteral("c")).hasChildNodes());
     }
 
-    // What one of the parsers of Qt lets through, and the other does not.
+    // Texts that one of Qt's parsers accepts, and the other does not.
     void laxTextsAreRefused_data()
     {
         QTest::addColumn<QByteArray>("text");
@@ -494,7 +494,7 @@ private slots:
         QVERIFY(!Reads(text, document));
     }
 
-    // What becomes of a byte that is no character there is not our affair.
+    // How a byte without a meaning in the encoding is decoded is left to Qt.
     void lettersOfEncodingsWithGapsAreRead_data()
     {
         QTest::addColumn<QByteArray>("encoding");
@@ -523,7 +523,7 @@ private slots:
         QCOMPARE(document.documentElement().text(), letter);
     }
 
-    // Each byte of each encoding that has no gaps is a character.
+    // In encodings without gaps, each byte is a character.
     void everyByteOfAnEncodingIsRead_data()
     {
         QTest::addColumn<QByteArray>("encoding");

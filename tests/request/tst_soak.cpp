@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Very many requests of all ends, one after the other and beside each other, leave
-// neither memory nor descriptors nor files. PAKMART_TEST_SOAK says how many (2,000);
-// more than a few thousand want a QTEST_FUNCTION_TIMEOUT, too.
+// A very large number of requests with all kinds of ends, in sequence and concurrently,
+// leak no memory, descriptors or files. PAKMART_TEST_SOAK sets their number (2,000); more
+// than a few thousand also need a QTEST_FUNCTION_TIMEOUT.
 
 #include "requests.h"
 
@@ -44,7 +44,7 @@ private:
     ScriptedServer m_server;
     int m_ended = 0;
 
-    // One that waits, or one that goes on beside the next ones.
+    // A request that waits, or one that runs concurrently with the next ones.
     void one(int number)
     {
         m_server.asked.clear();
@@ -85,7 +85,7 @@ private:
             for (int k = 0; k < 5; ++k)
                 one(k);
             several();
-            // As the event loop of a host does when a wait has ended.
+            // A host's event loop does this when a wait has ended.
             QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
         }
         QCOMPARE(m_ended, requests / 10 * 10);
@@ -102,8 +102,8 @@ private slots:
     {
         const int wanted = qEnvironmentVariableIntValue("PAKMART_TEST_SOAK");
         const int requests = wanted > 0 ? wanted : 2000;
-        auto output = std::make_unique<StandardOutput>(); // ten lines for each
-        run(500); // what is made once is made
+        auto output = std::make_unique<StandardOutput>(); // ten lines per request
+        run(500); // so that everything made only once exists
         malloc_trim(0);
         const double before = AllocatedMegabytes(), resident = ResidentMegabytes();
         const int descriptors = Descriptors();

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Who may read a reply file, and what becomes of those that nobody removed.
+// Who may read a reply file, and when abandoned ones are removed.
 
 #include "catalog/capidownloadappinfo.h"
 #include "request/spoolfile.h"
@@ -23,8 +23,8 @@
 
 using namespace Agent;
 
-// The next calls that open a new file end early, as those that a signal interrupts. It
-// takes the place of the C library's function in this program.
+// The next calls that open a new file fail as if interrupted by a signal. This replaces
+// the C library's function in this program.
 static int g_interruptions = 0;
 static std::function<void(const char*)> g_made; // called with the next new file
 
@@ -65,7 +65,7 @@ int Mode(const std::string& name)
     return stat(name.c_str(), &info) == 0 ? int(info.st_mode & 07777) : -1;
 }
 
-// A file of the folder with these permissions, that nobody holds.
+// Makes a file in the folder with these permissions, which nobody has locked.
 std::string Lay(const char* name, mode_t mode = 0600)
 {
     QFile file(Folder() + QLatin1String(name));
@@ -83,7 +83,7 @@ class SpoolFileTest : public QObject
 private:
     ScriptedServer m_server;
 
-    // The first request of the process asks for it.
+    // The first request of the process fetches the directory.
     void serveDirectory()
     {
         Setting("agent api url", m_server.url("/api").toStdString());
@@ -120,7 +120,7 @@ private slots:
         QCOMPARE(g_interruptions, 0);
         QCOMPARE(second.error(), 0);
         QCOMPARE(Mode(name), 0600);
-        // No number is left out.
+        // No number is skipped.
         const auto number = [](const std::string& file) {
             return QString::fromStdString(file)
                 .section(QLatin1Char('_'), -1)
@@ -182,7 +182,7 @@ private slots:
         QVERIFY(!IsThere(name));
     }
 
-    // It is there and not locked for a moment.
+    // For a moment the new file exists and is not locked.
     void aNewFileThatAnotherProcessTakesForAbandonedIsMadeAgain()
     {
         std::string taken;
@@ -230,7 +230,7 @@ private slots:
         QFile::link(QString::fromStdString(kept.back()), Folder() + QStringLiteral("100_5.xml"));
         kept.push_back((Folder() + QStringLiteral("100_5.xml")).toStdString());
         const std::string second = (Folder() + QStringLiteral("100_6.xml")).toStdString();
-        QCOMPARE(link(kept[9].c_str(), second.c_str()), 0); // another name for it
+        QCOMPARE(link(kept[9].c_str(), second.c_str()), 0); // a second link
         const std::string pipe = (Folder() + QStringLiteral("100_7.xml")).toStdString();
         QCOMPARE(mkfifo(pipe.c_str(), 0600), 0);
         const std::string folder = (Folder() + QStringLiteral("100_8.xml")).toStdString();
@@ -262,7 +262,7 @@ private slots:
 
     void theFirstRequestOfAProcessRemovesThem()
     {
-        // In a child: here the first file was made long ago.
+        // In a child process, since this process has made its first file already.
         const std::string name = Lay("100_1.xml");
         const pid_t child = fork();
         if (child == 0) {

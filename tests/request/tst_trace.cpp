@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// A run with the trace on reads as its story.
+// The trace of a run shows what happened.
 
 #include "catalog/capigetaisles.h"
 #include "catalog/ccatalogmgr.h"
@@ -14,7 +14,7 @@
 namespace
 {
 
-// Scopes as indented lines, one for those that come several times in a row.
+// The scopes as indented lines, with repetitions in a row reduced to one.
 QStringList Story(const QStringList& events)
 {
     QStringList story;

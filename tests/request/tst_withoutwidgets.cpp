@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// A service that has a QCoreApplication only: requests that are not silent show no
-// box, which would end the process, and say all the same what went wrong.
+// A service with only a QCoreApplication: requests that are not silent show no box, which
+// would end the process, but report what went wrong all the same.
 
 #include "requests.h"
 #include "util/desktop.h"
@@ -71,7 +71,7 @@ private slots:
         QCOMPARE(record.events.last(), QStringLiteral("complete 0"));
     }
 
-    // KIO would have the desktop's daemon keep cookies, which outlives who asked for it.
+    // KIO would start the desktop's cookie daemon, which outlives the requesting process.
     void aRequestLeavesNoDaemonOnTheBus()
     {
         m_server.answer("/t",
@@ -84,7 +84,7 @@ private slots:
         const QDBusReply<QStringList> names = bus->call(QStringLiteral("ListActivatableNames"));
         const QStringList daemons
             = names.value().filter(QRegularExpression(QStringLiteral("^org\\.kde\\.kded[56]$")));
-        QVERIFY(!daemons.isEmpty()); // those that could be started
+        QVERIFY(!daemons.isEmpty()); // the daemons that could be started
         for (const QString& daemon : daemons)
             QVERIFY2(!bus->isServiceRegistered(daemon), qPrintable(daemon));
     }

@@ -14,7 +14,7 @@
 namespace
 {
 
-const int kPatience = 60000; // ms; only a hang takes that long
+const int kPatience = 60000; // ms; only a hang takes longer
 
 } // namespace
 

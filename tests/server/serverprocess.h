@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The real store server as a child process, and a plain HTTP client to ask it.
+// The real store server as a child process, and a plain HTTP client for it.
 //
 //     ServerProcess server(ServerProcess::makeDemoStore(folder));
 //     QVERIFY(server.isRunning());
@@ -23,14 +23,14 @@ struct HttpReply {
     QByteArray head;
     QByteArray body;
 
-    // The value of a header, or an empty one.
+    // The value of a header; empty for a missing one.
     QByteArray header(const QByteArray& name) const;
 };
 
 class ServerProcess
 {
 public:
-    // Starts the server for the store on a free port; `options` go in front.
+    // Starts the server for the store on a free port; `options` come first.
     explicit ServerProcess(const QString& store, const QStringList& options = {});
     ~ServerProcess(); // ends it
 
@@ -40,15 +40,16 @@ public:
     QString url() const; // http://127.0.0.1:PORT
     QByteArray firstLine() const { return m_firstLine; }
 
-    // Sends a signal and waits; the exit status, or -1 when it did not end well.
+    // Sends a signal and waits for the end. Returns the exit status, or -1 if the server
+    // crashed or did not end.
     int end(int signal);
     QByteArray standardError() { return m_process.readAllStandardError(); }
 
-    // Sends bytes as they are, and reads until the server closes.
+    // Sends the bytes unchanged, and reads until the server closes the connection.
     HttpReply ask(const QByteArray& request) const;
     HttpReply get(const QByteArray& target, const QList<QByteArray>& headers = {}) const;
 
-    // The same in two steps, for several at once.
+    // The same in two steps, for several requests at once.
     std::unique_ptr<QTcpSocket> send(const QByteArray& request) const;
     static HttpReply receive(QTcpSocket& socket);
     static QByteArray getRequest(const QByteArray& target, const QList<QByteArray>& headers = {});
@@ -63,7 +64,7 @@ public:
 
     // Runs demo/make-store with these arguments.
     static Result runMakeStore(const QStringList& arguments);
-    // The demo store in `folder`/store; its path, empty when that failed.
+    // Makes the demo store in `folder`/store. Returns its path; empty on failure.
     static QString makeDemoStore(const QString& folder);
 
 private:
@@ -74,5 +75,5 @@ private:
     quint16 m_port = 0;
 };
 
-// Writes a file, and the folders it is in.
+// Writes a file, and makes its folders.
 bool WriteTextFile(const QString& path, const QByteArray& text);

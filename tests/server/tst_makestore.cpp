@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The demo store: what the script makes, and that its programs run.
+// The demo store: the script's result, and that its programs run.
 
 #include "server/serverprocess.h"
 
@@ -149,7 +149,8 @@ private slots:
         QCOMPARE(index, contents(m_store + QLatin1String("/pool/main/Packages")));
     }
 
-    // All packages in one private root, each program by the path its product names.
+    // All packages are installed in one private root, and each program is started by the
+    // path in its product.
     void everyProgramRuns()
     {
         const QString root = m_dir.filePath(QStringLiteral("root"));

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The page on the server's protocol: its store is served, its requests are
-// sent, and its replies are compared to the byte.
+// The page about the server's protocol: serves its store, sends its requests, and
+// compares its replies byte by byte.
 
 #include "server/serverprocess.h"
 

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The server's text functions. The encoder is proved by the agent's own
-// decoder, behind the same XML parser that the agent uses.
+// The server's text functions. The encoder is checked with the agent's own decoder, after
+// the XML parser that the agent uses.
 
 #include "server/text.h"
 #include "util/urlcodec.h"
@@ -47,7 +47,8 @@ private slots:
 
     void everyCharacterSurvives()
     {
-        // In blocks, since a document for each of a million takes its time.
+        // In blocks, since a document for each of a million characters would take too
+        // long.
         for (char32_t block = 0xa0; block <= 0x10ffff; block += 256) {
             std::string text;
             for (char32_t c = block; c < block + 256 && c <= 0x10ffff; ++c) {

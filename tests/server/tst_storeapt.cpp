@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The demo store as the real apt-get and dpkg take it, into a private root:
-// by its package list, and by the index that an agent places itself.
+// The demo store with the real apt-get and dpkg in a private root: by its package list,
+// and by the index that an agent places itself.
 
 #include "server/serverprocess.h"
 #include "util/urlcodec.h"
@@ -75,8 +75,8 @@ private:
         return WriteTextFile(path("apt/etc/apt/sources.list"), line + '\n');
     }
 
-    // What an agent does with a reply: the names as apt printed them, a source
-    // and an index for each address.
+    // Does what an agent does with a reply: requests the names as apt printed them, and
+    // places a source and an index for each address.
     bool placeIndexes(const QByteArray& query)
     {
         QDomDocument document;
@@ -100,7 +100,7 @@ private:
         return written && useSource(sources);
     }
 
-    // The query that an agent builds out of apt's list of addresses.
+    // The query that an agent builds from apt's list of addresses.
     QByteArray queryOfLastRun() const
     {
         QByteArray query;
@@ -174,7 +174,7 @@ private slots:
         QVERIFY2(m_output.contains("libwarpcore"), m_output);
     }
 
-    // apt goes on where an interrupted download stopped.
+    // apt continues an interrupted download where it stopped.
     void aDownloadIsResumed()
     {
         QVERIFY(placeIndexes("?filename[]=dicecards_2.1-1_all.deb"));

@@ -72,8 +72,8 @@ private:
                     + e.attribute(QStringLiteral("serialnumber"));
         return result;
     }
-    // "ELEMENT=TEXT" of the children of the first product; of those without text
-    // the name attributes of their own children.
+    // "ELEMENT=TEXT" for the children of the first product; for a child without text, the
+    // name attributes of its own children.
     static QStringList firstProduct(const QDomElement& catalog)
     {
         QStringList result;

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The HTTP side of the store server: the pool, and what clients may not do.
+// The HTTP side of the store server: the pool, and limits for clients.
 
 #include "server/serverprocess.h"
 
@@ -52,7 +52,7 @@ private slots:
         QVERIFY(m_server->isRunning());
     }
 
-    // Nothing a test did may have brought the server down.
+    // No test may have crashed the server.
     void cleanup() { QCOMPARE(m_server->get("/getagentapi.php").status, 200); }
 
     // -- files
@@ -251,7 +251,7 @@ private slots:
         const QByteArray good = "/agent/CAPIGetPackageInfo?filename[]=" + QByteArray(8000, 'x');
         const HttpReply reply = m_server->get(good);
         QCOMPARE(reply.status, 200);
-        QVERIFY(reply.body.size() < 1000); // the name is not repeated whole
+        QVERIFY(reply.body.size() < 1000); // the name is shortened
     }
 
     void tooManyParametersAreRefused()
@@ -278,7 +278,7 @@ private slots:
         QFETCH(QByteArray, begin);
         QFETCH(QByteArray, piece);
         const auto socket = m_server->send(begin);
-        qint64 sent = 0; // of a bounded try
+        qint64 sent = 0; // in this attempt
         while (sent < 64 * 1024 * 1024 && socket->state() == QAbstractSocket::ConnectedState) {
             sent += socket->write(piece);
             if (!socket->waitForBytesWritten())
@@ -352,7 +352,7 @@ private slots:
         }
     }
 
-    // More of them than the server has threads.
+    // More clients than the server has threads.
     void clientsThatNeverEndTheirRequestAreGivenUp()
     {
         std::vector<std::unique_ptr<QTcpSocket>> silent;
@@ -362,8 +362,8 @@ private slots:
         QCOMPARE(ServerProcess::receive(*silent.front()).status, 400);
     }
 
-    // The server closes its side with the reply. What comes then holds it up no
-    // longer than anything else would.
+    // The server closes its side after the reply. Bytes that arrive later do not hold it
+    // up for longer than usual.
     void aClientThatSendsDropByDropIsLetGo()
     {
         const int client = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
@@ -412,7 +412,7 @@ private slots:
                     .body.contains("Star+Lander19<"));
     }
 
-    // A client as programs have one: it reads compressed replies, too.
+    // An ordinary HTTP client, which also accepts compressed replies.
     void anOrdinaryClientIsServed()
     {
         QNetworkAccessManager manager;

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Stores made out of package indexes: one of our own, and the machine's.
+// Stores made from package indexes: one of our own, and the machine's.
 
 #include "server/serverprocess.h"
 
@@ -35,7 +35,7 @@ QByteArray Bundled(const char* name)
     return Contents(QLatin1String(IMPORT_DATA) + QLatin1Char('/') + QLatin1String(name));
 }
 
-// Without the comment in front.
+// Without the comment at the beginning.
 QByteArray BundledText(const char* name)
 {
     const QByteArray text = Bundled(name);
@@ -122,7 +122,7 @@ private:
     }
 
     using Fields = QMap<QByteArray, QByteArray>; // of a stanza, by their keys
-    // A homepage that can be none is dropped.
+    // An invalid homepage is dropped.
     static QList<Fields> withoutBadPages(QList<Fields> stanzas)
     {
         for (Fields& stanza : stanzas) {
@@ -131,8 +131,7 @@ private:
         }
         return stanzas;
     }
-    // The stanzas of a text, with what is compared of them, by the value of one of
-    // their fields.
+    // The stanzas of a text, with the fields to compare, by the value of one field.
     static QHash<QByteArray, QList<Fields>> stanzas(const QByteArray& text, const QByteArray& key)
     {
         static const QSet<QByteArray> keys{ "Package",     "Version",  "Section", "Size",
@@ -179,7 +178,7 @@ private slots:
         QCOMPARE(stored("pool/debian/Location"),
                  QByteArray("Archives: " + archive.toUtf8() + '\n'));
         QVERIFY(stored("sources").startsWith("Type: dep\nEntry: deb @SERVER@/pool/debian ./\n"));
-        // The index as it was, but for the older version, by name.
+        // The original index without the older version, by name.
         const QByteArray packages = stored("pool/debian/Packages");
         QCOMPARE(packages.count("Package: "), 10);
         QVERIFY(packages.startsWith("Package: abacus\nVersion: 1:2.0-1\n"));
@@ -367,7 +366,7 @@ private slots:
         QVERIFY2(result.err.contains(why), result.err.constData());
         QCOMPARE(numbers(), (QMap<QByteArray, int>{ { "ab", 1 }, { "zz", 2 } }));
         QCOMPARE(stored("pool/debian/Packages"), QByteArray(Stanza("ab") + Stanza("zz")));
-        // And the server takes what was made.
+        // And the server accepts the new store.
         QVERIFY(ServerProcess(path("store")).isRunning());
     }
 
@@ -640,7 +639,7 @@ private slots:
         for (int i = 0; i < 200; ++i)
             text += Stanza("package" + QByteArray::number(i));
         QVERIFY(WriteTextFile(path("index"), text));
-        QProcess process; // which may write files of 8 KB at most
+        QProcess process; // limited to files of 8 KB
         process.start(
             QStringLiteral("bash"),
             { QStringLiteral("-c"), QStringLiteral("trap '' XFSZ; ulimit -f 8; exec \"$@\""),
@@ -700,7 +699,7 @@ private slots:
 
     void firstImportThatIsKilledIsNoStoreAndCanBeRepeated()
     {
-        // What is there when the files were written, and none had its place yet.
+        // The state in which all files are written, but none has been renamed yet.
         QVERIFY(WriteTextFile(path("store/imported"), "Repository: debian\nNext-Serial: 1\n"));
         for (const char* name : { "products.new", "sources.new", "pool/debian/Packages.new" })
             QVERIFY(WriteTextFile(path("store") + QLatin1Char('/') + QLatin1String(name), "half"));
@@ -711,7 +710,7 @@ private slots:
         QCOMPARE(importText(Stanza("ab")).status, 0);
         QVERIFY(ServerProcess(path("store")).isRunning());
         QVERIFY(!QFile::exists(path("store/products.new")));
-        // And when not even the mark had its place.
+        // And in which not even the mark has been renamed.
         QVERIFY(QDir(path("store")).removeRecursively());
         QVERIFY(WriteTextFile(path("store/imported.new"), "Repo"));
         QCOMPARE(importText(Stanza("ab")).status, 0);
@@ -789,7 +788,7 @@ private slots:
         QVERIFY(server.get("/agent/CAPIDownloadAppInfo?app_id[]=2").body.contains("FAILED"));
     }
 
-    // The index of the machine, product by product.
+    // The machine's own index, product by product.
     void machinesOwnIndex()
     {
         const QDir lists(QStringLiteral("/var/lib/apt/lists"));
@@ -800,7 +799,7 @@ private slots:
                 index = file.filePath();
         }
         if (index.isEmpty()) {
-            // Not by the macro, whose empty arguments clang does not like.
+            // Not with the macro: clang warns about its empty arguments.
             QTest::qSkip("apt has fetched no index on this machine", __FILE__, __LINE__);
             return;
         }

@@ -34,14 +34,14 @@ private:
 
     QString path(const char* name) const { return m_dir->filePath(QLatin1String(name)); }
 
-    // As a careful administrator changes a file: in one step.
+    // Changes a file as a careful administrator does: in one step.
     void replace(const char* name, const QByteArray& text) const
     {
         QVERIFY(WriteTextFile(path("new"), text));
         QCOMPARE(::rename(qPrintable(path("new")), qPrintable(path(name))), 0);
     }
 
-    // A server that cannot come up, and ends by itself.
+    // Runs a server that cannot start, and ends by itself.
     ServerProcess::Result runToTheEnd(int port = 0, const QStringList& options = {}) const
     {
         return ServerProcess::run(
@@ -388,7 +388,7 @@ private slots:
         const HttpReply reply = appInfo(server, "?app_id[]=7");
         QCOMPARE(failure(reply),
                  QStringLiteral("The store is being repaired. Please try again later."));
-        QVERIFY(!reply.body.contains(m_dir->path().toUtf8())); // the server's own business
+        QVERIFY(!reply.body.contains(m_dir->path().toUtf8())); // clients must not learn it
         QVERIFY(envelope(sourcesList(server)).attribute(QStringLiteral("resultcode"))
                 == QLatin1String("OK"));
         replace("products", product);

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// What the tests on damaged files share: keys in buffers that are no longer than
-// they must be, and indexes put together page by page, in any shape.
+// Shared by the tests of damaged files: keys in buffers of the minimum length, and
+// indexes that are put together page by page, in any shape.
 
 #pragma once
 
@@ -69,7 +69,7 @@ inline QByteArray Packed(const IndexPage& page, int length = keyLength)
     return bytes;
 }
 
-// The bytes of a page whose items are all `key`, each child the given one.
+// The bytes of a page with the same key in all items and the same child.
 inline QByteArray PageOf(int count, std::uint32_t child, const char* key)
 {
     const auto page = std::make_unique<IndexPage>();
@@ -88,14 +88,14 @@ class TreeFile
 public:
     explicit TreeFile(int length = keyLength) : m_length(length) { }
 
-    // The keys from `first` on, `step` apart.
+    // Adds a leaf with the keys from `first` on, at a distance of `step`.
     void AddLeaf(std::uint32_t first, int count, std::uint32_t step = 1)
     {
         IndexPage& page = Add(count);
         for (int i = 1; i <= count; ++i, first += step)
             page.items[i] = MakeItem(Key(first).c_str(), first);
     }
-    // Children, and the keys between them.
+    // Adds an inner page with these children and the keys between them.
     void AddInner(const std::vector<std::uint32_t>& children,
                   const std::vector<std::uint32_t>& keys)
     {
@@ -137,7 +137,7 @@ private:
     std::vector<std::unique_ptr<IndexPage>> m_pages;
 };
 
-// Whether none of an index's pages in memory has more items than a page may have.
+// Whether no page of an index in memory has more items than allowed.
 inline bool NoPageIsOverfull(const IndexFile* index)
 {
     for (const Agent::CachedPage* page = index->firstPage; page; page = page->nextOfOwner)

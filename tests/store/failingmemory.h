@@ -1,15 +1,15 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Allocations that fail when a test says so. The program's own operators new and
-// delete: for one source file of a program, which is linked with --wrap=calloc.
+// Makes allocations fail on demand. Replaces operators new and delete: include it in one
+// source file of a program only, and link the program with --wrap=calloc.
 
 #pragma once
 
 #include <cstdlib>
 #include <new>
 
-// Allocations of the process while a piece of work goes on.
+// Controls and counts the process's allocations during a piece of work.
 class Memory
 {
 public:
@@ -21,7 +21,7 @@ public:
         s_failing = true;
         s_failed = false;
     }
-    // Whether there was a k-th one.
+    // Ends that. Returns whether there was a k-th allocation.
     static bool Heal()
     {
         s_failing = false;
@@ -47,7 +47,7 @@ public:
         s_inUse -= memory != nullptr;
         std::free(memory);
     }
-    // None fails, and none counts, for the length of a block.
+    // During a scope, no allocation fails, and none is counted.
     class Pause
     {
     public:
@@ -59,7 +59,7 @@ public:
     private:
         const bool m_wasFailing;
     };
-    // Allocations that were not given back.
+    // The number of allocations that were not freed.
     static long inUse() { return s_inUse; }
 
 private:
@@ -88,7 +88,7 @@ void operator delete(void* memory, const std::nothrow_t&) noexcept { Memory::Giv
 void operator delete[](void* memory, const std::nothrow_t&) noexcept { Memory::Give(memory); }
 // clang-format on
 
-// The linker has the program call this one.
+// With --wrap, the linker redirects calls of calloc to this function.
 extern "C" void* __real_calloc(std::size_t count, std::size_t size);
 extern "C" void* __wrap_calloc(std::size_t count, std::size_t size)
 {

@@ -1,10 +1,10 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The B-tree of an index a second time, as plainly as it can be written: pages in
-// a vector, insertion and deletion by recursion, no cache, no forms of a page but
-// one, nothing checked. It shares no code with the store, and makes the file that
-// an index of the same operations must have, byte for byte.
+// A second, very simple implementation of an index's B-tree: pages in a vector, recursive
+// insertion and deletion, no cache, one form of a page, no checks. It shares no code with
+// the store. After the same operations an index must have the file that this makes, byte
+// for byte.
 
 #pragma once
 
@@ -20,7 +20,7 @@ public:
     PlainBTree(int keyLength, bool duplicates)
         : m_keyLength(keyLength), m_duplicates(duplicates) { }
 
-    // Each returns whether it succeeded, as AddKey and so on return 0.
+    // Each returns true where AddKey and the like return 0.
     bool Add(std::uint32_t record, std::string key);
     bool Delete(std::uint32_t* record, std::string key);
     bool Find(std::uint32_t* record, std::string* key);
@@ -43,7 +43,7 @@ private:
         std::uint32_t child = 0;
         std::string key;
     };
-    // A page, or a free one with the number of the next.
+    // A page, or a free one with the number of the next free one.
     struct Page {
         int count = 0;
         std::uint32_t leftmost = 0;
@@ -51,7 +51,7 @@ private:
         bool isFree = false;
         std::int32_t next = 0;
     };
-    // Where a binary search ends; `found` above 0 is the equal item.
+    // Where a binary search ends; `found` is the equal item if it is above 0.
     struct Place {
         int found;
         int right;

@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Writes files of every kind into a directory and prints, as JSON, what they
-// hold: for a reader that knows nothing of the store's code to compare with.
-// The small ones are those that docs/file-formats.md shows byte by byte.
+// Writes files of every kind into a directory and prints their content as JSON, for
+// comparison with an independent reader. The small files are those that
+// docs/file-formats.md shows byte by byte.
 
 #include "store/cnote.h"
 #include "store/datafile.h"
@@ -24,7 +24,7 @@ using namespace Agent;
 namespace
 {
 
-// A writer that cannot write says so at once.
+// Ends the program if something cannot be written.
 void Demand(bool done, const char* what)
 {
     if (done)
@@ -114,7 +114,7 @@ private:
         live->remove(QString::number(number));
     }
 
-    // The deleted records are told by the order in which they would be reused.
+    // The deleted records are printed in the order in which they would be reused.
     void Finish(DataFile* file, const QString& name, int recordLength, const QJsonObject& live)
     {
         const std::uint32_t count = FileLen(file);
@@ -139,14 +139,14 @@ private:
 
     // ---- indexes ----
 
-    // Adds all entries, deletes the first ones of them again.
+    // Adds all entries, and deletes the first ones again.
     void WriteIndex(const QString& name, int keyLength, const std::vector<IndexEntry>& entries,
                     std::size_t deletes, bool duplicates = false)
     {
         IndexFile* index = MakeIndex(0, Path(name).c_str(), std::int16_t(keyLength), duplicates);
         Demand(index, "making an index");
         for (const IndexEntry& entry : entries)
-            AddKey(index, &entry.record, Buffer(entry.key)); // equal ones are refused
+            AddKey(index, &entry.record, Buffer(entry.key)); // equal keys are refused
         for (std::size_t i = 0; i < deletes; ++i) {
             std::uint32_t record = entries[i].record;
             DeleteKey(index, &record, Buffer(entries[i].key));
@@ -155,7 +155,7 @@ private:
         TellIndex(name, keyLength, duplicates);
     }
 
-    // What the index holds as the store reads it.
+    // Prints the content of the index as the store reads it.
     void TellIndex(const QString& name, int keyLength, bool duplicates)
     {
         IndexFile* index = OpenIndex(0, Path(name).c_str(), std::int16_t(keyLength), duplicates);
@@ -196,7 +196,7 @@ private:
         return key;
     }
 
-    // 50 keys of 150 characters, the last of which is cut.
+    // 50 keys of 150 characters; the last one is cut.
     void WriteFullWidePage()
     {
         std::vector<IndexEntry> entries;
@@ -230,8 +230,8 @@ private:
         TellNotes("example", texts);
     }
 
-    // A remainder of 7 bytes before a block in use, which is then freed; before
-    // a free block; at the end of the file, to which a text is then added.
+    // Makes remainders of 7 bytes: before a block in use, which is then freed; before a
+    // free block; and at the end of the file, where a text is then added.
     void WriteSevens()
     {
         const std::string twenty(20, 'A');
@@ -257,7 +257,7 @@ private:
         }
     }
 
-    // The first text stays, so that the blocks do not become one again.
+    // The first text stays, so that the blocks are not joined again.
     void WriteNotes(const char* name, int operations)
     {
         CNote notes;

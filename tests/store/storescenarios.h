@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Sequences of store calls for the tests in which the file system fails or the
-// process dies: each keeps a ledger of what the store reported as done, and
-// afterwards looks for all of that in the files.
+// Sequences of store calls for the tests in which the file system fails or the process
+// dies. Each keeps a ledger of what the store reported as done, and afterwards checks
+// that all of it is in the files.
 
 #pragma once
 
@@ -28,8 +28,8 @@ using Agent::CheckNotes;
 using Agent::Findings;
 using Agent::IndexEntry;
 
-// What was reported, as numbers and what stands under them. In memory that a
-// forked process shares, so that it outlives that process.
+// What was reported: numbers and the content stored under them. The ledger is in memory
+// that a forked process shares, so that it outlives that process.
 class Ledger
 {
 public:
@@ -44,13 +44,13 @@ public:
     Ledger(const Ledger&) = delete;
     Ledger& operator=(const Ledger&) = delete;
 
-    // Reported as stored, as not there, or neither: a call about it failed or
-    // has not come back.
+    // Note a number as stored, as not there, or as neither: a call about it failed or has
+    // not returned.
     void Stored(std::uint32_t number, int content) { Note(number, content); }
     void Gone(std::uint32_t number) { Note(number, gone); }
     void Doubt(std::uint32_t number) { Note(number, doubtful); }
 
-    // All that is known to be stored.
+    // Everything known to be stored.
     std::map<std::uint32_t, int> Stored() const
     {
         std::map<std::uint32_t, int> all;
@@ -60,7 +60,7 @@ public:
             at = at->second < 0 ? all.erase(at) : std::next(at);
         return all;
     }
-    // All that is known not to be there.
+    // Everything known not to be there.
     std::set<std::uint32_t> Gone() const
     {
         std::set<std::uint32_t> all;
@@ -102,11 +102,11 @@ public:
     explicit Scenario(std::string path) : m_path(std::move(path)) { }
     virtual ~Scenario() = default;
 
-    // Makes the files that a run begins with.
+    // Makes the files at the beginning of a run.
     virtual void Prepare() = 0;
     // Uses them. Any call may fail.
     virtual void Run() = 0;
-    // Uses them again, as a process does that comes later.
+    // Uses them again, as a later process does.
     virtual void RunLater() = 0;
     // Looks for everything stored.
     virtual void Verify() = 0;
@@ -119,7 +119,7 @@ protected:
     Ledger m_ledger;
 };
 
-// What comes of an opening that may fail once.
+// Opens something that may fail to open once.
 template <typename Function> auto OpenTwice(Function open) -> decltype(open())
 {
     const auto result = open();
@@ -244,7 +244,7 @@ private:
             m_ledger.Stored(number, m_content);
     }
 
-    // A short one is not noticed by the store: what it is about stays in doubt.
+    // The store does not notice a short transfer, so its content stays in doubt.
     void PutMany(std::uint32_t number)
     {
         const auto stored = m_ledger.Stored();
@@ -273,8 +273,8 @@ public:
     {
     }
 
-    // A tree of three levels with as few items as it can have: an item less,
-    // and it has two. Then one of its leaves is filled.
+    // A tree of three levels with the minimum of items: with one less, it would have two
+    // levels. Then one of its leaves is filled.
     void Prepare() override
     {
         m_index = MakeIndex(0, m_path.c_str(), keyLength, 0);
@@ -290,7 +290,7 @@ public:
         if (!Open())
             return;
         Delete(6700); // the tree loses a level
-        Add(6701); // and gets it back
+        Add(6701); // and regains it
         for (const std::uint32_t number : { 2612, 2614, 2616 })
             Add(number); // the full leaf splits
         Delete(6760); // inside the tree
@@ -350,8 +350,8 @@ protected:
         char text[160];
     };
 
-    // A process that dies while it moves an item may leave it twice; a later deletion takes
-    // one of them.
+    // A process that dies while it moves an item may leave it twice; a later deletion
+    // removes one of them.
     void NoteTwice(const std::vector<IndexEntry>& entries)
     {
         std::set<std::uint32_t> seen;
@@ -375,8 +375,8 @@ protected:
         return m_index != nullptr;
     }
 
-    // Without flushing nothing is in the file before this; of what it cannot
-    // write it says so.
+    // Without flushing nothing is in the file before this, and a failure to write is
+    // reported here.
     void Close()
     {
         if (CloseIndex(m_index) != 0 && !m_flushing)
@@ -413,14 +413,14 @@ protected:
     }
 
     const bool m_flushing;
-    std::set<std::uint32_t> m_twice; // in the index, as a crash left it
+    std::set<std::uint32_t> m_twice; // items that a crash left twice in the index
     IndexFile* m_index = nullptr;
     std::vector<std::uint32_t> m_touched; // since it was opened
     int m_errors = 0; // since it was opened
 };
 
-// The same tree, where items come and go at random in bursts that fill and empty
-// a few leaves, and later do so in the same leaves again.
+// The same tree, with random bursts of additions and deletions that fill and empty a few
+// leaves, and later the same leaves again.
 class RandomIndexScenario : public IndexScenario
 {
 public:
@@ -495,9 +495,9 @@ public:
         Save(93); // seven bytes are left before a text
         Save(390); // and more
         Save(47); // slack
-        Delete(m_offsets[7]); // with the free block behind it
+        Delete(m_offsets[7]); // with the free block after it
         Save(65000); // at the end
-        Delete(m_offsets[1]); // takes in nothing
+        Delete(m_offsets[1]); // joins nothing
         Delete(m_offsets[5]);
         Save(64000); // into a freed block, in pieces
         Delete(m_offsets[9]);
@@ -538,7 +538,7 @@ public:
     }
 
 private:
-    // Texts of each length are unlike those of all others.
+    // The texts of different lengths share no content.
     static std::string Text(int length)
     {
         std::string text(std::size_t(length), ' ');

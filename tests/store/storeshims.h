@@ -20,7 +20,7 @@
 using Agent::SetStoreFiles;
 using Agent::StoreFiles;
 
-// Has the store use a file system for the length of a block.
+// Makes the store use a file system during a scope.
 class UsedStoreFiles
 {
 public:
@@ -33,8 +33,8 @@ private:
     StoreFiles* const m_before;
 };
 
-// Does not wait for the disk: nothing but a power failure could tell the difference,
-// and tests that replace a database hundreds of times wait for little else.
+// Does not wait for the disk: only a power failure could show the difference, and tests
+// that replace a database hundreds of times would wait for little else.
 class UnsyncedFiles : public StoreFiles
 {
 public:
@@ -111,17 +111,16 @@ enum class Fault {
     Open, // cannot be opened
     Seek,
     Read, // an error
-    ShortRead, // half of what was asked for
+    ShortRead, // half of the requested bytes
     Write, // an error, nothing written
     ShortWrite, // half is written
-    FullDisk, // what would make the file grow is cut off at its end, or refused
+    FullDisk, // writes that would extend the file are cut off at its end, or refused
     Status, // also: Resize
     Sync,
-    Rename, // also: what makes other names
+    Rename, // also other calls that make names
 };
 
-// Fails one kind of call: the k-th one that could fail, counted from 0, or all
-// from that one on.
+// Fails the k-th call of one kind, counted from 0, or all calls from that one on.
 class FailingFiles : public UnsyncedFiles
 {
 public:
@@ -200,7 +199,7 @@ private:
         return -1;
     }
 
-    // On a full disk what is in the file can still be written over.
+    // On a full disk, existing bytes of a file can still be overwritten.
     ssize_t WriteOnFullDisk(int descriptor, const void* bytes, size_t size)
     {
         const off_t at = ::lseek(descriptor, 0, SEEK_CUR);
@@ -283,8 +282,8 @@ private:
     int m_left;
 };
 
-// Whether a process that does some work was killed at its k-th change of a file, and
-// did not come to its end before.
+// Whether a process that does some work was killed at its k-th change of a file, and did
+// not end before.
 inline bool KilledAt(int k, const std::function<void()>& work)
 {
     const pid_t child = ::fork();

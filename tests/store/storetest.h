@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// What the tests of the record store share: random numbers that can be had
-// again, and a count of what the process holds open.
+// Shared by the tests of the record store: reproducible random numbers, and a count of
+// the process's open descriptors.
 
 #pragma once
 
@@ -22,7 +22,7 @@ class Random
 public:
     explicit Random(std::uint64_t seed) : m_engine(seed) { }
 
-    // A new seed each time, printed; PAKMART_TEST_SEED gives it again.
+    // With a new seed each time, which is printed; PAKMART_TEST_SEED sets it.
     static Random Announced()
     {
         bool given = false;

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// A process dies at each of its writes in turn, in sequences over data files,
-// flushing indexes and notes. What it had reported until then is in the files.
+// A process dies at each of its writes in turn, in sequences of calls for data files,
+// flushing indexes and notes. Everything it had reported until then is in the files.
 
 #include "tests/store/storescenarios.h"
 #include "tests/store/storeshims.h"

@@ -1,10 +1,10 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Damaged files of each kind: what meets the damage fails and says so, nothing
-// crashes or goes in circles, and nothing is written outside a buffer (the
-// buffers are as short as callers may make them). First damage of each sort,
-// then bytes at random; PAKMART_TEST_SEED repeats a run.
+// Damaged files of each kind: calls that meet the damage fail with an error, nothing
+// crashes or loops forever, and nothing is written outside a buffer (the buffers are as
+// short as callers may make them). First each sort of damage, then random bytes;
+// PAKMART_TEST_SEED repeats a run.
 
 #include "store/bytes.h"
 #include "store/cnote.h"
@@ -73,14 +73,14 @@ private:
     void Store(const QByteArray& bytes, const char* name = "file") const
     {
         QFile file(m_folder->filePath(name));
-        // Some file systems wait for the disk when a file is emptied and closed.
+        // Some file systems wait for the disk when a file is truncated and closed.
         file.remove();
         QVERIFY(file.open(QIODevice::WriteOnly));
         QCOMPARE(file.write(bytes), qint64(bytes.size()));
     }
     // The bytes of an index with the keys 1 to `items`.
     QByteArray MakeKeys(std::uint32_t items) const;
-    // A few bytes, fields or the end of a file changed.
+    // Changes a few bytes, fields or the end of a file.
     void Spoil(QByteArray* bytes);
 
     void UseDataFile(DataFile* file, int length);
@@ -104,7 +104,7 @@ QByteArray TestDamage::MakeKeys(std::uint32_t items) const
 namespace
 {
 
-// What all operations on the key of a number come to.
+// Checks that all operations on the key of a number fail.
 void FailEach(IndexFile* index, std::uint32_t number)
 {
     using Function = int (*)(IndexFile*, std::uint32_t*, char*);
@@ -209,7 +209,7 @@ void TestDamage::damagedRootFailsEachOperation()
         FailSteps(index);
         QCOMPARE(CloseIndex(index), 0);
     }
-    // But for the counts in the header nothing was written.
+    // Only the counts in the header were written.
     QCOMPARE(Load().mid(20), bytes.mid(20));
     QVERIFY(!CheckIndex(Path(), keyLength, false).empty());
 }
@@ -223,7 +223,8 @@ void TestDamage::damagedLeafFailsWhatMeetsIt_data()
     });
 }
 
-// The first leaf of a root and some: what does not go there still works.
+// The first leaf of several below a root is damaged: operations that do not need it still
+// work.
 void TestDamage::damagedLeafFailsWhatMeetsIt()
 {
     QFETCH(Damage, damage);
@@ -242,7 +243,7 @@ void TestDamage::damagedLeafFailsWhatMeetsIt()
         QCOMPARE(AddKey(index, &number, KeyBuffer(Key(number) + "x")), -1);
         QCOMPARE(taerror, int(taDamaged));
     }
-    // To take out the item behind it needs that leaf, too.
+    // Deleting the item after it needs that leaf, too.
     record = 26;
     QCOMPARE(DeleteKey(index, &record, KeyBuffer(Key(26))), -1);
     QCOMPARE(taerror, int(taDamaged));
@@ -282,7 +283,7 @@ void TestDamage::truncatedIndex()
 void TestDamage::treeOf17Levels()
 {
     for (const int levels : { 16, 17, 40 }) {
-        // Page n leads to page n + 1 on all sides.
+        // All children of page n are page n + 1.
         QByteArray bytes = MakeKeys(0);
         for (int page = 1; page <= levels; ++page)
             bytes += PageOf(1, page == levels ? 0 : std::uint32_t(page + 1), "000050");
@@ -310,8 +311,8 @@ void TestDamage::walksThroughASharedPageEnd_data()
     QTest::newRow("50 items a page") << 50;
 }
 
-// On sixteen levels there are more ways through shared pages than a walk could
-// ever go.
+// With sixteen levels there are more paths through shared pages than a walk could ever
+// follow.
 void TestDamage::walksThroughASharedPageEnd()
 {
     QFETCH(int, items);
@@ -360,8 +361,8 @@ void TestDamage::unpackingInPlaceSeesDamage()
     }
 }
 
-// Each block could begin a byte earlier, and then leads nowhere. The way through
-// is found in a time that grows with the file, not with its square.
+// Each block could also begin a byte earlier, where the chain of blocks ends nowhere. The
+// right chain is found in time linear in the size of the file, not quadratic.
 void TestDamage::heapFullOfDeadEnds()
 {
     QByteArray heap(16, '\0');
@@ -371,7 +372,7 @@ void TestDamage::heapFullOfDeadEnds()
     QVERIFY(!CheckNotes(Path()).empty());
     CNote notes;
     QVERIFY(notes.Open(Path().c_str()));
-    // The last block is cut short: no way leads to the end.
+    // The last block is truncated: no chain of blocks leads to the end.
     Store(heap.chopped(3), "file.fil");
     QVERIFY(!CheckNotes(Path()).empty());
 }
@@ -384,7 +385,7 @@ void TestDamage::Spoil(QByteArray* bytes)
         = { 0, 1, 7, 8, 50, 51, 255, 0x7fffffff, 0x80000000u, 0xffffffffu, 500000, 500001 };
     const int times = int(m_random.Below(6)) + 1;
     for (int i = 0; i < times && !bytes->isEmpty(); ++i) {
-        // Half of it in the beginning, where the headers are.
+        // Half of the damage is at the beginning, where the headers are.
         const int room
             = m_random.Below(2) == 0 ? std::min(int(bytes->size()), 64) : int(bytes->size());
         const int at = int(m_random.Below(room));
@@ -465,7 +466,7 @@ void TestDamage::randomlyDamagedDataFiles()
             continue;
         UseDataFile(file, length);
         if (FileLen(file) < 1000) {
-            // Repaired, each record is live or in the chain.
+            // After a repair, each record is live or in the chain.
             TaOpenFile(file);
             FixHeader(file);
             QCOMPARE(CheckDataFile(Path(), length), Findings());
@@ -598,7 +599,7 @@ void TestDamage::randomlyDamagedNotes()
         std::vector<std::int32_t> used = offsets;
         QVERIFY(notes.Open(Path().c_str()));
         UseNotes(&notes, &used);
-        // Listed anew, a sound heap has a sound list.
+        // After Reindex, a sound heap has a sound list.
         if (notes.Reindex())
             QVERIFY(SoundButForLongBlocks(CheckNotes(Path())));
         UseNotes(&notes, &used);

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Data files, function by function: what each gives, what it leaves in the file
-// and what it says when the file fails it.
+// Data files, function by function: the results, the bytes in the file, and the errors
+// when the file fails.
 
 #include "store/bytes.h"
 #include "store/datafile.h"
@@ -462,7 +462,7 @@ void TestDataFile::bulkAddIsAsManyAddsInARow()
     QCOMPARE(first, 2u);
     QCOMPARE(Bytes(), expected);
     QCOMPARE(FileLen(file.get()), 5u);
-    // Behind the last one also where a number is free.
+    // After the last one, even if a number is free.
     QCOMPARE(DeleteRec(file.get(), 3), 0);
     QCOMPARE(AddBigRec(file.get(), &first, three.constData(), 1), 0);
     QCOMPARE(first, 5u);
@@ -657,8 +657,8 @@ void TestDataFile::toggleFlushingWritesAndReadsTheHeader()
     QCOMPARE(FileLen(file.get()), 2u);
 }
 
-// The header in the file may count fewer records than there are: what is read
-// of it must not stand while the count of records is not known.
+// The header in the file may count fewer records than there are, so its counts must not
+// be used while the number of records is unknown.
 void TestDataFile::failedRefreshLeavesTheCountsAlone()
 {
     const File file = Make();
@@ -701,7 +701,7 @@ void TestDataFile::existence()
     QVERIFY(!DoesFileExist(0, Path().c_str()));
     Make();
     QVERIFY(DoesFileExist(0, Path().c_str()));
-    // Permissions are not asked.
+    // Permissions are not checked.
     QCOMPARE(chmod(Path().c_str(), 0), 0);
     QVERIFY(DoesFileExist(0, Path().c_str()));
     QVERIFY(DoesFileExist(0, m_folder->path().toUtf8().constData()));
@@ -821,7 +821,7 @@ void TestDataFile::error4WhereABulkWriteFails()
         QCOMPARE(PutBigRec(file.get(), 1, two.constData(), 2), -1);
         QCOMPARE(taerror, 4);
     }
-    // A short one is not noticed.
+    // A short transfer is not noticed.
     FailingFiles files(Fault::ShortWrite, 0, true);
     const UsedStoreFiles used(&files);
     QCOMPARE(PutBigRec(file.get(), 1, two.constData(), 2), 0);
@@ -875,7 +875,7 @@ void TestDataFile::error6WhereMemoryIsOut()
     QVERIFY(!made && !opened);
     QCOMPARE(whenMaking, 6);
     QCOMPARE(taerror, 6);
-    // The page cache is not there before it is made: no memory for an index.
+    // Before the page cache is created, there is no memory for an index.
     QVERIFY(!MakeIndex(0, Path().c_str(), 10, 0));
     QCOMPARE(taerror, 6);
     QVERIFY(!OpenIndex(0, Path().c_str(), 10, 0));

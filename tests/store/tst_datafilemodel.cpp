@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Runs data files beside a map and a list of free numbers through long random
-// sequences: every answer is compared, and the file is proved sound as it goes.
-// PAKMART_TEST_SEED repeats a run.
+// Compares data files with a map and a list of free numbers in long random sequences:
+// every result is compared, and the file is checked at intervals. PAKMART_TEST_SEED
+// repeats a run.
 
 #include "store/datafile.h"
 #include "store/storecheck.h"
@@ -22,7 +22,7 @@ namespace
 
 using Record = std::vector<char>;
 
-// A data file and its model, asked the same things.
+// A data file and its model, with the same operations on both.
 class Pair
 {
 public:
@@ -147,7 +147,7 @@ private:
         }
     }
 
-    // Over live records that stand side by side.
+    // Overwrites adjacent live records.
     void PutMany()
     {
         const std::uint32_t first = AnyLive();

@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Every call of the store to its file system fails in turn, once or for good,
-// in sequences over data files, indexes and notes. The process lives, nothing
-// stays open, and what was reported as stored is there.
+// Every call of the store to its file system fails in turn, once or permanently, in
+// sequences of calls for data files, indexes and notes. The process survives, nothing
+// stays open, and everything reported as stored is there.
 
 #include "tests/store/storescenarios.h"
 #include "tests/store/storeshims.h"
@@ -55,8 +55,8 @@ private:
     using Make = std::function<std::unique_ptr<Scenario>(const std::string&)>;
 
     void Rows();
-    // Runs a scenario with the k-th call failing, for every k.
-    // Where the failure `mayLose` what was stored, the check must tell of it.
+    // Runs a scenario with the k-th call failing, for every k. If the failure `mayLose`
+    // stored items, the check must report that.
     void FailEach(const Make& make, bool mayLose = false);
 };
 
@@ -111,8 +111,8 @@ void TestFaults::flushingDataFile()
         [](const std::string& path) { return std::make_unique<DataFileScenario>(path, true); });
 }
 
-// Without flushing the file is whole when the index is closed. Where it cannot
-// be written then, nor at a second try, closing says so.
+// Without flushing, the file is complete when the index is closed. If it cannot be
+// written then, nor at a second attempt, closing reports it.
 void TestFaults::index()
 {
     QFETCH(bool, forGood);
@@ -120,7 +120,7 @@ void TestFaults::index()
              forGood);
 }
 
-// A page of which no more than half can ever be written again is lost.
+// A page is lost if only half of it can ever be written again.
 void TestFaults::flushingIndex()
 {
     QFETCH(int, fault);

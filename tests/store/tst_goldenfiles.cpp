@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Small files of each kind, byte for byte. What stands here in hexadecimal was
-// worked out by hand from the formats, not taken from a file the store wrote.
+// Small files of each kind, byte for byte. The hexadecimal texts were worked out by hand
+// from the formats, not copied from a file that the store wrote.
 
 #include "store/cnote.h"
 #include "store/indexfile.h"
@@ -28,7 +28,7 @@ QByteArray Zeros(int count)
     return QByteArray(count, '\0');
 }
 
-// Items as they stand in a page, with a child on each.
+// Items in the form of a page, each with a child.
 QByteArray Items(int first, int last, int child = 0)
 {
     QByteArray items;
@@ -46,7 +46,7 @@ QByteArray Page(int count, int leftmost, const QByteArray& items)
     return used + Zeros(pageLength - used.size());
 }
 
-// A header record; the count that is stored is that of the file.
+// A header record; `count` is the count of records in the file.
 QByteArray Header(const char* firstFree, int deleted, int root, int count)
 {
     return Hex(firstFree) + char(deleted) + Zeros(3) + char(root) + Zeros(3) + char(count)
@@ -122,7 +122,7 @@ private:
     }
     void Compare(const char* name, const QByteArray& expected) const;
     IndexFile* MakeSmallIndex() const { return MakeIndex(0, Path("index").c_str(), 1, 0); }
-    // An index of the items 1 to `last`, put in in this order.
+    // An index of the items 1 to `last`, added in this order.
     IndexFile* MakeAscending(int last) const;
 
     QTemporaryDir m_folder;
@@ -156,7 +156,7 @@ void TestGoldenFiles::DataFileJustMade()
     DataFile* const file = MakeDataFile(0, Path("data").c_str(), 36);
     QVERIFY(file);
     QCOMPARE(CloseDataFile(file), 0);
-    // The count of one record reaches the file with the next header.
+    // The count for one record is written with the next header.
     Compare("data",
             Hex("ff ff ff ff 00 00 00 00 00 00 00 00 00 00 00 00"
                 "00 00 00 00 34 2e 32 61 00 00 00 00 00 00 00 00"
@@ -261,7 +261,7 @@ void TestGoldenFiles::LongKeyIsCut()
              Hex("01 00 00 00 00 00 00 00 01 00 00 00 00 00 00 00 61 62 63 64 00"));
 }
 
-// The 51st key comes last: the 26th goes up, and the right page takes the rest.
+// The 51st key is the last: the 26th moves up, and the right page takes the rest.
 void TestGoldenFiles::SplitAtTheEnd()
 {
     QCOMPARE(CloseIndex(MakeAscending(51)), 0);
@@ -300,7 +300,7 @@ void TestGoldenFiles::SplitAtTheEnd()
                 + Zeros(477) + left + Zeros(250) + right + Zeros(250) + root + Zeros(490));
 }
 
-// The 51st key belongs between the 25th and the 26th of the others: it goes up itself.
+// The 51st key belongs between the 25th and the 26th of the others: it moves up itself.
 void TestGoldenFiles::SplitInTheMiddle()
 {
     IndexFile* const index = MakeSmallIndex();
@@ -315,7 +315,7 @@ void TestGoldenFiles::SplitInTheMiddle()
                 + Page(1, 1, Items(26, 26, 2)));
 }
 
-// The 51st key belongs to the left half: the 25th of the others goes up.
+// The 51st key belongs to the left half: the 25th of the others moves up.
 void TestGoldenFiles::SplitBeforeTheMiddle()
 {
     IndexFile* const index = MakeSmallIndex();
@@ -330,8 +330,8 @@ void TestGoldenFiles::SplitBeforeTheMiddle()
                 + Page(1, 1, Items(26, 26, 2)));
 }
 
-// Left 1-25, right 27-54 (28 items): the left one loses an item and gets two,
-// for (28 - 25 + 1) / 2 = 2.
+// Left 1-25, right 27-54 (28 items): the left one loses an item and gets two, since (28 -
+// 25 + 1) / 2 = 2.
 void TestGoldenFiles::BorrowFromTheRight()
 {
     IndexFile* const index = MakeAscending(54);
@@ -343,8 +343,8 @@ void TestGoldenFiles::BorrowFromTheRight()
                 + Page(26, 0, Items(29, 54)) + Page(1, 1, Items(28, 28, 2)));
 }
 
-// Left 1-28 (28 items, put in last), right 30-54: the right one loses an item
-// and gets two, for (28 + 1 - 25) / 2 = 2.
+// Left 1-28 (28 items, added last), right 30-54: the right one loses an item and gets
+// two, since (28 + 1 - 25) / 2 = 2.
 void TestGoldenFiles::BorrowFromTheLeft()
 {
     IndexFile* const index = MakeSmallIndex();
@@ -374,8 +374,8 @@ void TestGoldenFiles::MergeWithTheRight()
                 + Page(25, 0, Items(53, 77)));
 }
 
-// The right one of two leaves is freed first, then the root that has become
-// empty; the next page allocated is the root's.
+// The right one of two leaves is freed first, then the empty root; the next allocated
+// page is the former root's.
 void TestGoldenFiles::MergeIntoTheLeftTakesTheRoot()
 {
     IndexFile* const index = MakeAscending(51);
@@ -387,8 +387,8 @@ void TestGoldenFiles::MergeIntoTheLeftTakesTheRoot()
                 + FreePage("02 00 00 00"));
 }
 
-// The root's item 26 is deleted: 25 takes its place, and the left leaf, short
-// of one, is helped out through it.
+// The root's item 26 is deleted: 25 takes its place, and the left leaf, now one short,
+// borrows an item.
 void TestGoldenFiles::InnerItemGivesWayToTheOneBefore()
 {
     IndexFile* const index = MakeAscending(54);
@@ -478,7 +478,7 @@ void TestGoldenFiles::FlushedIndexIsWholeAfterEachCall()
 namespace
 {
 
-// The index of a notes store: its one page with so many items.
+// The index of a notes store: its only page, with these items.
 QByteArray FreeSpacePage(const QByteArray& items)
 {
     const QByteArray used = char(items.size() / 18) + Zeros(7) + items;
@@ -535,7 +535,7 @@ void TestGoldenFiles::RemainderOfEight()
              FreeSpacePage(Hex("0a 00 00 00 00 00 00 00 20 20 20 20 20 20 20 20 30 00")));
 }
 
-// The header of the 7 bytes takes one more at the end of the file.
+// At the end of the file, the header of the 7 bytes extends the file by one byte.
 void TestGoldenFiles::RemainderOfSevenAtTheEnd()
 {
     CNote notes;
@@ -549,7 +549,7 @@ void TestGoldenFiles::RemainderOfSevenAtTheEnd()
     QCOMPARE(notes.SaveNote("next", 4), 19);
 }
 
-// Its last byte is the first one of the note behind, zero both ways.
+// Its last byte is the first byte of the next note; both are zero.
 void TestGoldenFiles::RemainderOfSevenBeforeANote()
 {
     CNote notes;

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Indexes, case by case: what each function answers, and what the tree looks
-// like after it.
+// Indexes, case by case: the result of each function, and the shape of the tree
+// afterwards.
 
 #include "store/bytes.h"
 #include "store/indexfile.h"
@@ -48,7 +48,7 @@ std::string Key(int number)
     return key;
 }
 
-// The buffers that the functions take, and what came of a call.
+// The buffers for the functions, and the result of a call.
 struct Answer {
     explicit Answer(const std::string& text = "", std::uint32_t number = 0) : record(number)
     {
@@ -98,7 +98,7 @@ const IndexPage* Page(const Index& index, std::uint32_t number)
     return tagetpage(index.get(), number, &page) == 0 ? page : nullptr;
 }
 
-// Numbers of items: of the root, then of its children.
+// The numbers of items in the root, and then in its children.
 std::vector<int> Shape(const Index& index)
 {
     std::vector<int> counts;
@@ -116,7 +116,7 @@ std::string Item(const Index& index, std::uint32_t page, int position)
     return Page(index, page)->items[position].key;
 }
 
-// What a walk from the beginning gives, as key/record pairs.
+// The result of a walk from the beginning, as key/record pairs.
 std::string Walk(const Index& index)
 {
     std::string all;
@@ -247,7 +247,7 @@ private:
     {
         return GetUint32(reinterpret_cast<const std::uint8_t*>(Bytes().constData()) + 8);
     }
-    // The file as it is, sound and holding `items` items.
+    // Checks that the file is sound and has `items` items.
     void Check(const Index& index, std::size_t items)
     {
         QCOMPARE(TaCloseIndex(index.get()), 0);
@@ -261,7 +261,7 @@ private:
     int m_descriptors = 0;
 };
 
-// Before the first cache is made: later the process has room for another.
+// Before the first cache is made: later the process may have free memory for another.
 void TestIndex::initTestCase()
 {
     QVERIFY(!HasPageCache());
@@ -288,9 +288,10 @@ void TestIndex::comparisonIgnoresCaseOfAsciiLetters()
     QCOMPARE(tacompkeys("B", "a", 1, 1, 0), 1);
     QCOMPARE(tacompkeys("", "a", 1, 1, 0), -1);
     QCOMPARE(tacompkeys("ab", "a", 1, 1, 0), 1);
-    // Letters count as small ones: the signs between the cases come before them.
+    // Letters are compared as small letters, so the characters between the two cases sort
+    // before them.
     QCOMPARE(tacompkeys("_", "A", 1, 1, 0), -1);
-    // Bytes are without sign, and no letters of other alphabets.
+    // Bytes are unsigned, and letters of other alphabets are not folded.
     QCOMPARE(tacompkeys("\xe4", "z", 1, 1, 0), 1);
     QCOMPARE(tacompkeys("\xc4", "\xe4", 1, 1, 0), -1);
 }
@@ -576,7 +577,7 @@ void TestIndex::pageUsedLongestAgoGivesWay()
     QCOMPARE(files.reads, int(PAGESTACKSIZE));
     QVERIFY(Page(index, 1));
     QCOMPARE(files.reads, int(PAGESTACKSIZE));
-    // Page 2 gives up its buffer, then its place in memory.
+    // Page 2 loses its buffer, then its place in memory.
     QVERIFY(Page(index, PAGESTACKSIZE + 1));
     QVERIFY(Page(index, PAGESTACKSIZE + 2));
     QVERIFY(Page(index, 1));
@@ -609,7 +610,7 @@ void TestIndex::freedPageIsUsedBeforeANewOne()
     const Index index = Make();
     AddAll(index, 1, 51);
     QCOMPARE(Delete(index, 51), 0);
-    // The right leaf went into the left one, then the root gave way.
+    // The right leaf was joined to the left one, and then the root was removed.
     QCOMPARE(index->rootPage, 1u);
     QCOMPARE(FirstRec(index->dataFile), 3u);
     QCOMPARE(Add(index, 51), 0);
@@ -648,7 +649,7 @@ void TestIndex::closingReportsWhatWasNotWritten()
     const UsedStoreFiles used(&files);
     QCOMPARE(TaCloseIndex(index.get()), -1);
     QCOMPARE(taerror, 3);
-    // Nothing is lost of it before the handle goes.
+    // Nothing is lost before the handle is closed.
     QCOMPARE(Call(FindKey, index, Key(60)).result, 0);
     QCOMPARE(CloseIndex(index.release()), -1);
     QCOMPARE(taerror, 3);
@@ -679,7 +680,7 @@ void TestIndex::halfWrittenChangeIsFinishedFirst_data()
         QTest::newRow(next) << next;
 }
 
-// A full page is split; one of the writes that this takes writes half a page.
+// A full page is split; one of the necessary writes writes only half a page.
 void TestIndex::halfWrittenChangeIsFinishedFirst()
 {
     QFETCH(QString, next);
@@ -706,7 +707,7 @@ void TestIndex::halfWrittenChangeIsFinishedFirst()
             index.reset();
         std::vector<IndexEntry> entries;
         const Findings findings = CheckIndex(Path(), 12, false, &entries);
-        // A page set aside before the fault may be left over.
+        // A page allocated before the fault may remain unused.
         QVERIFY2(findings.empty() || findings.front().find("neither") != std::string::npos
                      || findings.front().find("not deleted") != std::string::npos,
                  findings.empty() ? "" : findings.front().c_str());
@@ -787,7 +788,7 @@ void TestIndex::pageThatCannotBeReadIsReported()
     QCOMPARE(Bytes(), before);
 }
 
-// A damaged header: pages in use would be given away and written over.
+// A damaged header: pages in use would be allocated and overwritten.
 void TestIndex::chainLeadingToAPageInUseIsReported()
 {
     {
@@ -802,15 +803,16 @@ void TestIndex::chainLeadingToAPageInUseIsReported()
         QCOMPARE(Call(FindKey, index, Key(i)).result, 0);
 }
 
-// The new page takes the room of the leaf that is to be split. If that cannot be read
-// again, the new page is given back.
+// The new page displaces the leaf that is to be split. If the leaf cannot be read again,
+// the new page is freed.
 void TestIndex::splitLeafThatLeftMemoryIsReadAgain()
 {
     SetCompactRoom(0);
     const Index index = Make();
     AddAll(index, 1, 75);
     {
-        // In memory as it was split, with room for no other leaf, and full.
+        // The last leaf is in memory since it was split, and becomes full; there is no
+        // room for another leaf.
         FailingFiles files(Fault::Read, 0, false);
         const UsedStoreFiles used(&files);
         QCOMPARE(Add(index, 76), 0);
@@ -891,7 +893,7 @@ void TestIndex::borrowingFromTheRight_data()
     SiblingCounts();
 }
 
-// Leaves of 25 and of more: an item less on the left, and it borrows.
+// Leaves with 25 items and with more: with one less, the left one borrows.
 void TestIndex::borrowingFromTheRight()
 {
     QFETCH(int, sibling);
@@ -1135,7 +1137,7 @@ void TestIndex::findSetsTheCursor()
         QCOMPARE(Call(FindKey, index, Key(i)).result, 0);
         QCOMPARE(std::string(Call(NextKey, index).key), Key(i + 1));
     }
-    // Not found: the cursor stands before the first item above.
+    // Not found: the cursor is before the first item above.
     QCOMPARE(Call(FindKey, index, Key(100) + "x").result, -1);
     QCOMPARE(std::string(Call(NextKey, index).key), Key(101));
 }

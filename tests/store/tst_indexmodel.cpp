@@ -1,9 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Runs indexes beside ordered sets through long random sequences: every answer
-// is compared, and the file is proved sound as it goes. PAKMART_TEST_SEED
-// repeats a run.
+// Compares indexes with ordered sets in long random sequences: every result is compared,
+// and the file is checked at intervals. PAKMART_TEST_SEED repeats a run.
 
 #include "store/indexfile.h"
 #include "store/pagecache.h"
@@ -28,7 +27,7 @@ struct Item {
     std::uint32_t record;
 };
 
-// The order of an index, written without a look at the store's own.
+// The order of an index, implemented independently of the store.
 struct InOrder {
     bool byRecord;
 
@@ -50,7 +49,7 @@ struct InOrder {
 
 using Model = std::set<Item, InOrder>;
 
-// An index and its model, asked the same things.
+// An index and its model, with the same operations on both.
 class Pair
 {
 public:
@@ -123,7 +122,7 @@ public:
         }
     }
 
-    // Writes everything, and reads the file as it stands.
+    // Writes everything, and reads the file.
     void Check()
     {
         QCOMPARE(TaCloseIndex(m_index), 0);
@@ -138,7 +137,7 @@ public:
     }
 
 private:
-    // The buffers a caller hands over.
+    // The buffers that a caller passes.
     struct Hand {
         explicit Hand(const Item& item) : record(item.record)
         {
@@ -160,7 +159,7 @@ private:
     IndexFile* m_index;
 };
 
-// Keys out of a small alphabet in both cases, so that many are equal.
+// Keys from a small alphabet in both cases, so that many are equal.
 Item RandomItem(Random& random, int longest, int spread)
 {
     Item item{ std::string(random.Below(longest) + 1, 'a'), random.Below(5) + 1 };
@@ -171,7 +170,7 @@ Item RandomItem(Random& random, int longest, int spread)
 
 void RunRandomly(Pair& pair, Random& random, int operations, int longest, int spread)
 {
-    // The tree grows and shrinks in turns.
+    // The tree grows and shrinks alternately.
     for (int i = 0; i < operations && !QTest::currentTestFailed(); ++i) {
         const bool grows = i / 20000 % 2 == 0;
         const Item item = RandomItem(random, longest, spread);

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Every allocation of the store fails in turn, once or for good. What needed it
-// fails with the code for it, nothing is left behind, and every item is still found.
+// Every allocation of the store fails in turn, once or permanently. The operation that
+// needed it fails with the right code, nothing leaks, and every item is still found.
 
 #include "store/cnote.h"
 #include "store/indexfile.h"
@@ -146,8 +146,8 @@ bool Find(IndexFile* index, std::uint32_t number)
 
 constexpr std::uint32_t items = 16000;
 
-// Some of many items come and go, so that pages split and are joined, in memory and
-// from the file. In `states`, what is known of each: 1 there, 0 not, 2 either.
+// Adds and deletes some of many items, so that pages are split and joined, in memory and
+// from the file. `states` has the known state of each: 1 there, 0 not there, 2 unknown.
 void ComeAndGo(IndexFile* index, std::uint8_t* states)
 {
     const auto note = [states](std::uint32_t number, int result, int state) {
@@ -199,7 +199,7 @@ void TestMemory::changes()
         const std::string path = Path();
         const long before = Memory::inUse();
         index = OpenIndex(0, path.c_str(), keyLength, 0);
-        // Every buffer is in use then.
+        // Now every buffer is in use.
         std::uint32_t record;
         for (Key key(0); NextKey(index, &record, key.text) == 0;) { }
         if (flushing)
@@ -220,7 +220,7 @@ void TestMemory::changes()
     QVERIFY(k > 10);
 }
 
-// The pages stay in memory, and are written once there is enough.
+// The pages stay in memory, and are written when there is enough of it again.
 void TestMemory::closingForGood()
 {
     IndexFile* const index = MakeIndex(0, Path().c_str(), keyLength, 0);

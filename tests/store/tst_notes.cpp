@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Notes, case by case: where texts go, what becomes of freed blocks, and what
-// damaged blocks lead to.
+// Notes, case by case: where texts are put, how freed blocks are reused, and what damaged
+// blocks cause.
 
 #include "store/bytes.h"
 #include "store/cnote.h"
@@ -245,7 +245,7 @@ void TestNotes::openFailsWhereTheIndexIsNoFile()
     QCOMPARE(Save("one"), -1);
 }
 
-// A process that ends while it lists the free blocks anew leaves such a one.
+// A process that ends during Reindex leaves such an index.
 void TestNotes::openMakesAHalfMadeIndexAnew()
 {
     Save(50);
@@ -300,7 +300,7 @@ void TestNotes::nullTextsAreRefused()
     QCOMPARE(Save("text"), -1);
 }
 
-// What was opened before, or is at the beginning of a long name, is not read.
+// Neither a store that was opened before nor one with a prefix of the long name is read.
 void TestNotes::refusedNameIsNoStore()
 {
     QCOMPARE(Save("text"), 0);
@@ -356,7 +356,7 @@ void TestNotes::textsOfManyPieces()
     const std::int32_t behind = Save("behind");
     QCOMPARE(behind, 14 + 8 + length);
     QCOMPARE(Read(14), Text(length));
-    // Again, into a freed block.
+    // The same in a freed block.
     QCOMPARE(m_notes->DeleteNote(14), 0);
     QCOMPARE(Save(Text(length, 'y')), 14);
     QCOMPARE(Read(14), Text(length, 'y'));
@@ -369,14 +369,14 @@ void TestNotes::longestText()
 {
     QCOMPARE(Save(499992), 0);
     QCOMPARE(Read(0), Text(499992));
-    // What could not be read again is not taken.
+    // A block that cannot be read back is not used.
     const QByteArray before = Heap();
     QCOMPARE(Save(499993), -1);
     QCOMPARE(Save(2000000), -1);
     QCOMPARE(m_notes->SaveNote("x", -1), -1);
     QCOMPARE(m_notes->SaveNote("x", INT32_MIN), -1);
     QVERIFY(Heap() == before);
-    // Nor may slack make a block too long: a new one is made.
+    // Slack must not make a block too long, either: a new one is made.
     QCOMPARE(m_notes->DeleteNote(0), 0);
     QCOMPARE(Save(499990), 0);
     QCOMPARE(Read(0), Text(499990));
@@ -550,7 +550,7 @@ void TestNotes::freedBytesStayAsTheyWere()
     QCOMPARE(Heap().left(13), Header(1, 0, 13) + "hello");
 }
 
-// Its capacity, -1, stands among the keys behind those of one digit.
+// Its capacity, -1, sorts after the keys with one digit.
 void TestNotes::shortTextSkipsTheSevenByteBlock()
 {
     Save(100);
@@ -591,19 +591,19 @@ void TestNotes::sevenBeforeABlockFreedLater()
     m_notes->DeleteNote(0);
     QCOMPARE(Save(93), 0);
     QCOMPARE(m_notes->DeleteNote(108), 0);
-    // Now its length reads as if it were very long.
+    // Now its length field looks like a very large number.
     QCOMPARE(Heap().mid(101, 8), Header(1, 0, 0x01000007));
     QCOMPARE(Check(), Findings());
     QVERIFY(m_notes->Reindex());
     QCOMPARE(Listed(), std::string("6@108 -1@101"));
-    // Freeing the block before takes it in for the seven bytes that it has.
+    // Freeing the block before joins it with its actual seven bytes.
     QCOMPARE(m_notes->DeleteNote(0), 0);
     QCOMPARE(Listed(), std::string("6@108 100@0"));
     QCOMPARE(Check(), Findings());
     QCOMPARE(Read(122), QByteArray("last"));
 }
 
-// Its header is eight bytes, and the file grows by one.
+// Its header has eight bytes, so the file grows by one.
 void TestNotes::sevenAtTheEndOfTheFile()
 {
     Save(100);
@@ -629,7 +629,7 @@ void TestNotes::sevenBeforeAFreeBlock()
     m_notes->DeleteNote(0);
     m_notes->DeleteNote(108);
     QCOMPARE(Save(93), 0);
-    // The free block behind looks in use: it is listed, but not to be had.
+    // The free block after it looks as if in use: it is listed, but cannot be allocated.
     QCOMPARE(Heap().mid(108, 8), Header(0, 0, 58));
     QCOMPARE(Listed(), std::string("-1@101 50@108"));
     QCOMPARE(Check().size(), std::size_t(1));
@@ -641,14 +641,14 @@ void TestNotes::sevenBeforeAFreeBlock()
     QCOMPARE(Read(0), Text(93));
     QCOMPARE(Read(166), QByteArray("last"));
     QCOMPARE(Save(51), 178);
-    // Listing anew leaves it out, and texts find another place.
+    // Reindex leaves it out, and texts are put elsewhere.
     QVERIFY(m_notes->Reindex());
     QCOMPARE(Check(), Findings());
     QCOMPARE(Save(50), 237);
 }
 
-// What was freed piece by piece may be longer than any note, and then looks
-// like a note that is too long. The way through the heap goes on behind it.
+// A block that was freed in pieces may be longer than any note, and then looks like an
+// overlong note. The chain of blocks continues after it.
 void TestNotes::sevenBeforeALongFreeBlock()
 {
     Save(100);
@@ -680,11 +680,11 @@ void TestNotes::sevenIsAvoidedOnRequest()
         m_notes->DeleteNote(offset);
     QCOMPARE(Listed(), std::string("100@0 107@242 108@117"));
     m_notes->AvoidOverlaps();
-    // Of the first block seven would be left.
+    // The first block would leave a remainder of seven.
     QCOMPARE(Save(93), 242);
     QCOMPARE(Listed(), std::string("6@343 100@0 108@117"));
     QCOMPARE(Save(93), 117);
-    // Where there is no larger one, the text comes to the end.
+    // Without a larger block, the text is put at the end.
     const std::int32_t end = Heap().size();
     QCOMPARE(Save(93), end);
     QCOMPARE(Save(94), 0);
@@ -812,7 +812,7 @@ void TestNotes::saveRefusesAListedBlockThatIsNotFree()
     }
 }
 
-// A heap larger than any that the store writes, mostly a hole.
+// A heap larger than the store ever writes, mostly a hole.
 void TestNotes::blocksBeyondTheLastOffsetAreDamage()
 {
     Save(50);
@@ -875,7 +875,7 @@ void TestNotes::reindexEndsAtABlockOfLength0()
     WriteHeap(174, Header(0, 0, 0));
     QVERIFY(m_notes->TextOffsets().empty());
     QVERIFY(!m_notes->Reindex());
-    // The length of the one before the break may be what is wrong.
+    // The length of the block before the break may be wrong.
     QCOMPARE(Listed(), std::string("50@0"));
     QCOMPARE(Read(232), Text(50));
 }

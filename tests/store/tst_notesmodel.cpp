@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Runs notes stores beside a model of their heap through long random sequences:
-// where each text goes is foretold, every answer is compared, and the files are
-// proved sound as it goes. PAKMART_TEST_SEED repeats a run.
+// Compares notes stores with a model of their heap in long random sequences: the model
+// predicts the place of each text, every result is compared, and the files are checked at
+// intervals. PAKMART_TEST_SEED repeats a run.
 
 #include "store/cnote.h"
 #include "store/storecheck.h"
@@ -23,7 +23,7 @@ using namespace Agent;
 namespace
 {
 
-// A text is known by a number and its length.
+// A text is identified by a number and its length.
 std::string Text(std::uint32_t number, int length)
 {
     std::string text(std::size_t(length), '\0');
@@ -35,9 +35,9 @@ std::string Text(std::uint32_t number, int length)
     return text;
 }
 
-// The blocks of a heap and the list of the free ones, kept in memory by the
-// rules of the store: the best fit, remainders of seven bytes and more become
-// blocks, a freed block takes in the one behind it.
+// The blocks of a heap and the list of free ones, kept in memory by the rules of the
+// store: best fit, remainders of seven bytes or more become blocks, and a freed block is
+// joined with the free one after it.
 class HeapModel
 {
 public:
@@ -50,8 +50,8 @@ public:
 
     const std::map<int, Block>& blocks() const { return m_blocks; }
 
-    // What is to be said of free blocks that their headers no longer show as
-    // free: those that are still listed, and those longer than a note.
+    // The expected findings about free blocks whose headers do not show that any more:
+    // those still listed, and those longer than a note.
     std::vector<std::string> Findings() const
     {
         std::vector<std::string> expected;
@@ -111,7 +111,7 @@ public:
     }
 
 private:
-    // As the list is ordered: as text.
+    // The key by which the list is sorted: a text.
     static std::string Key(int capacity)
     {
         char key[16];
@@ -133,7 +133,7 @@ private:
         return offset;
     }
 
-    // The header of a block of seven bytes ends in the first byte behind it.
+    // The header of a block of seven bytes ends in the first byte after it.
     void OverlapBlockAt(int offset)
     {
         if (offset == m_size)
@@ -160,7 +160,7 @@ int UsualSize(Random& random)
     return random.Below(3) == 0 ? int(random.Below(60)) : int(random.Below(2000));
 }
 
-// Around all limits, and often the room of another one less a few bytes.
+// Sizes around all limits, and often a few bytes less than the capacity of another block.
 int LimitSize(Random& random)
 {
     static constexpr int limits[] = { 8, 31992, 32000, 64000, 250000, 499992 };
@@ -168,7 +168,7 @@ int LimitSize(Random& random)
     return std::clamp(size, 0, 499992);
 }
 
-// A store and its model, asked the same things.
+// A store and its model, with the same operations on both.
 class Pair
 {
 public:
@@ -196,7 +196,7 @@ public:
         m_model.Reindex();
     }
 
-    // What a remainder of seven bytes hides is all that may be found.
+    // The only allowed findings are blocks hidden by a remainder of seven bytes.
     void Check()
     {
         const std::vector<std::string> expected = m_model.Findings();

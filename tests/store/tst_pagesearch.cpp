@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The searches of pages, which read keys eight bytes at a time, beside a plain
-// scan with tacompkeys, and compact pages beside the pages that they stand for.
+// Compares the searches of pages, which read keys eight bytes at a time, with a simple
+// scan that uses tacompkeys, and compact pages with the pages that they were made from.
 // PAKMART_TEST_SEED repeats a run.
 
 #include "store/compactpage.h"
@@ -23,7 +23,7 @@ using namespace Agent;
 namespace
 {
 
-// What begins like other keys, in either case, with bytes around the letters.
+// A key that begins like other keys, in either case, with bytes around the letters.
 std::string RandomKey(Random& random, const std::string& begin, int longest)
 {
     static const std::string bytes = "aAzZbY@[`{_ 09\x01\x7f\x80\xc1\xda\xe1\xff";
@@ -37,7 +37,7 @@ std::string RandomKey(Random& random, const std::string& begin, int longest)
     return key;
 }
 
-// What searching is to come to.
+// The expected result of a search.
 PagePosition Scan(const IndexPage& page, const IndexItem& wanted, int duplicates)
 {
     int position = 0;
@@ -58,8 +58,8 @@ bool operator==(const PagePosition& a, const PagePosition& b)
         && (!a.found || a.record == b.record);
 }
 
-// A page of up to 50 different items in order, an inner one or a leaf, filled
-// with what would disturb a reader that goes too far.
+// A page of up to 50 different items in order, an inner page or a leaf. The rest is
+// filled with bytes that would disturb a reader that goes too far.
 std::unique_ptr<IndexPage> RandomPage(Random& random, const std::string& begin, int longest,
                                       int duplicates)
 {
@@ -87,7 +87,7 @@ std::unique_ptr<IndexPage> RandomPage(Random& random, const std::string& begin, 
     return page;
 }
 
-// A key of the page, or another.
+// A key of the page, or a different one.
 IndexItem RandomWanted(Random& random, const IndexPage& page, const std::string& begin, int longest)
 {
     const IndexItem& item = page.items[random.Below(page.count) + 1];
@@ -122,7 +122,7 @@ std::unique_ptr<IndexPage> RandomFullLeaf(Random& random, const std::string& beg
     return page;
 }
 
-// What is different, or nothing.
+// A description of the difference; empty if there is none.
 QString Difference(const CompactPage& compact, const IndexPage& page)
 {
     const auto expanded = std::make_unique<IndexPage>();
@@ -140,8 +140,9 @@ QString Difference(const CompactPage& compact, const IndexPage& page)
     return QString();
 }
 
-// What is different when a full leaf is split for an item that belongs behind the one
-// at `position`: of 51 items in order the lower 25 stay, and the upper 25 go.
+// A description of the difference when a full leaf is split for an item that belongs
+// after the one at `position`: of 51 items in order the lower 25 stay, and the upper 25
+// move.
 QString DifferenceOfHalves(const IndexPage& leaf, int position, const IndexItem& item,
                            int duplicates)
 {
@@ -302,7 +303,7 @@ void TestPageSearch::compactLeavesSplitAtEveryPlace()
     }
 }
 
-// The keys around the new one have more in common than it has with either: their
+// The keys on both sides of the new one share more with each other than with it: their
 // first letter.
 void TestPageSearch::lettersOfEitherCaseSurviveInACompactLeaf()
 {
@@ -352,7 +353,7 @@ void TestPageSearch::headsFollowThePage()
     QCOMPARE(heads.Search(page, SoughtItem("lynx", 0), 0).position, 0);
 }
 
-// The last key of a full page ends where the page does.
+// The last key of a full page ends at the end of the page.
 void TestPageSearch::headsStayWithinKeysOfFullLength()
 {
     const auto page = std::make_unique<IndexPage>();

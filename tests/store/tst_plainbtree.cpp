@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Large random trees beside a second, plain implementation: every answer, every
-// position and, time and again, every byte of the file is the same, and with it the
+// Compares large random trees with a second, simple implementation: every result, every
+// position and, at intervals, every byte of the file must be the same, including the
 // numbers of the pages. PAKMART_TEST_SEED repeats a run.
 
 #include "store/indexfile.h"
@@ -21,7 +21,7 @@ using namespace Agent;
 namespace
 {
 
-// An index and the plain tree, asked the same things.
+// An index and the simple tree, with the same operations on both.
 class Both
 {
 public:
@@ -57,7 +57,7 @@ public:
     void Next() { Look(NextKey, &PlainBTree::Next, ""); }
     void Previous() { Look(PrevKey, &PlainBTree::Previous, ""); }
 
-    // Has everything written, and compares the file.
+    // Writes everything, and compares the file.
     void Compare()
     {
         QCOMPARE(TaCloseIndex(m_index), 0);
@@ -141,7 +141,7 @@ private:
     Random m_random{ 0 };
 };
 
-// Something that changes nothing.
+// Makes a random call that changes nothing.
 void TestPlainBTree::Ask(Both& both, const std::string& key)
 {
     switch (m_random.Below(6)) {
@@ -174,8 +174,8 @@ void TestPlainBTree::randomTrees_data()
     }
 }
 
-// Keys of 150 characters lose what is over 102 in some places, at times that depend
-// on when a page is written.
+// Keys of 150 characters are cut to 102 in some places, at times that depend on when a
+// page is written.
 void TestPlainBTree::randomTrees()
 {
     QFETCH(int, keyLength);

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Pages that come into memory with another one: when they do, and that this changes
-// nothing but the number of transfers.
+// Pages that are read together with another one: when this happens, and that it only
+// changes the number of transfers.
 
 #include "store/cachedpages.h"
 #include "store/indexfile.h"
@@ -126,7 +126,7 @@ void TestReadAhead::fewPagesComeAlone()
     for (std::uint32_t number = 1; number <= fetchesAlone; ++number)
         QVERIFY(index.HasPage(3 * number));
     QCOMPARE(files.reads, int(fetchesAlone));
-    // Forgotten pages begin anew.
+    // After its pages are dropped, an index starts over.
     QCOMPARE(TaOpenIndex(index.get()), 0);
     files.reads = 0;
     QVERIFY(index.HasPage(64));
@@ -149,8 +149,7 @@ void TestReadAhead::pagesComeAloneWhereNotAllHaveRoom()
     QCOMPARE(ReadsOfPages(index, 100), 100);
 }
 
-// A block has pages that are in memory already, and are not in the file as they are
-// there.
+// A block contains pages that are in memory already, and differ from the file.
 void TestReadAhead::changedPagesStayAsTheyAre()
 {
     TestIndexFile index(Open());
@@ -185,8 +184,8 @@ void TestReadAhead::freePagesAreUsedAgain()
     QCOMPARE(entries.size(), std::size_t(items));
 }
 
-// Where another program left its items in a free page, the way to the first of them is
-// followed, and what is read for that may bring the free page along.
+// If another program left items in a free page, the path to the first of them is
+// followed, and the pages read for that may bring the free page along.
 void TestReadAhead::freePageIsNotReadAheadWhileItIsTaken()
 {
     std::uint32_t taken;
@@ -200,7 +199,7 @@ void TestReadAhead::freePageIsNotReadAheadWhileItIsTaken()
     {
         OpenStoreFile file(Path().c_str());
         const off_t length = PackedLength(keyLength);
-        // A page in use of the same block, and a link that looks like its count.
+        // A page in use in the same block, and a link that looks like its count.
         std::vector<std::uint8_t> page(length), link(4);
         QVERIFY(file.ReadAt(off_t(taken) * length, link.data(), link.size()));
         QVERIFY(link[0] >= 1 && link[0] <= pageItems);
@@ -250,7 +249,7 @@ void TestReadAhead::shortBlockHoldsWhatItHolds()
     {
         FailingFiles files(Fault::ShortRead, 0, false);
         const UsedStoreFiles used(&files);
-        QVERIFY(!index.HasPage(72)); // the first behind the half
+        QVERIFY(!index.HasPage(72)); // the first after the half
         QCOMPARE(taerror, 5);
     }
     {

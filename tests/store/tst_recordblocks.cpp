@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The records that the checks read: in large blocks, and each of them that can be
-// read although another cannot.
+// Reading records for the checks: in large blocks, and every readable record even if
+// another is unreadable.
 
 #include "store/datafile.h"
 #include "store/indexfile.h"
@@ -105,7 +105,7 @@ private slots:
         QCOMPARE(CloseDataFile(file), 0);
         CountedFiles files;
         QCOMPARE(CheckDataFile(path, small), Findings());
-        // 31 megabytes, and each deleted record once more, as their chain goes.
+        // 31 megabytes, and each deleted record once more, along their chain.
         QVERIFY2(files.reads < 100, qPrintable(QString::number(files.reads)));
     }
 
@@ -125,7 +125,7 @@ private slots:
         CountedFiles files;
         QCOMPARE(CheckIndex(path, 10, false, &entries), Findings());
         QCOMPARE(entries.size(), std::size_t(100000));
-        // 4 megabytes; a page above the leaves is read alone.
+        // 4 megabytes; an inner page is read alone.
         QVERIFY2(files.reads < 400, qPrintable(QString::number(files.reads)));
     }
 

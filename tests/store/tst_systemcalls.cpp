@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// What each operation costs in system calls. A transfer opens the file, goes to
-// its place, reads or writes once and closes it again; nothing more is done than
-// the transfers that an operation cannot do without.
+// The cost of each operation in system calls. A transfer opens the file, seeks, reads or
+// writes once and closes it; an operation makes only the transfers that it cannot do
+// without.
 
 #include "store/cnote.h"
 #include "store/indexfile.h"
@@ -42,9 +42,9 @@ Cost operator*(int times, const Cost& cost)
 constexpr Cost nothing = { 0, 0, 0, 0, 0 };
 constexpr Cost reading = { 1, 1, 1, 0, 0 };
 constexpr Cost writing = { 1, 1, 0, 1, 0 };
-// Opening to see how large the file is, or whether it is one.
+// Opening a file to check its size, or whether it is a regular file.
 constexpr Cost looking = { 1, 0, 0, 0, 1 };
-// The header read anew, and the records counted.
+// Reading the header again, and counting the records.
 constexpr Cost refreshing = { 2, 1, 1, 0, 1 };
 
 QString Text(const Cost& cost)
@@ -57,7 +57,7 @@ QString Text(const Cost& cost)
         .arg(cost.statuses);
 }
 
-// What a piece of work costs; each file that it opens it closes.
+// The cost of a piece of work; checks that it closes each file it opens.
 QString CostOf(const std::function<void()>& work)
 {
     CountingFiles files;
@@ -143,7 +143,7 @@ void TestSystemCalls::indexes()
     const auto add = [&](std::uint32_t n) { set(n), AddKey(index, &record, key); };
     const auto find = [&](std::uint32_t n) { set(n), FindKey(index, &record, key); };
 
-    // A page of its own for the first item; the others are there already.
+    // A new page for the first item; the others have a page already.
     QCOMPARE(CostOf([&] { add(1); }), Text(writing));
     QCOMPARE(CostOf([&] {
                  for (std::uint32_t i = 2; i <= 50; ++i)
@@ -155,20 +155,20 @@ void TestSystemCalls::indexes()
         add(i);
     const int pages = int(FileLen(index->dataFile)) - 1;
     QCOMPARE(CostOf([&] { find(1000); }), Text(nothing));
-    // The pages, sixteen in a transfer, and the header.
+    // The pages, sixteen per transfer, and the header.
     QCOMPARE(CostOf([&] { CloseIndex(index); }), Text(((pages + 15) / 16 + 1) * writing));
 
     index = OpenIndex(0, Path("index").c_str(), 12, 0);
     QCOMPARE(CostOf([&] { find(1000); }), Text(3 * reading));
     QCOMPARE(CostOf([&] { find(1000); }), Text(nothing));
     TaOpenIndex(index);
-    // 32 pages alone, the others with their neighbours, of which one block has pages
-    // of the first kind.
+    // 32 pages alone, the others with their neighbours; one block contains pages that
+    // were read alone.
     QCOMPARE(CostOf([&] {
                  while (NextKey(index, &record, key) == 0) { }
              }),
              Text((32 + (pages - 32 + 15) / 16 + 1) * reading));
-    // Pages that are not neighbours go one by one.
+    // Pages that are not neighbours are transferred one by one.
     QCOMPARE(CostOf([&] { add(0), add(3000); }), Text(nothing));
     QCOMPARE(CostOf([&] { CloseIndex(index); }), Text(3 * writing));
 }
@@ -185,15 +185,15 @@ void TestSystemCalls::flushingIndexes()
     ToggleFlushing(index, 1, 1);
     QCOMPARE(CostOf([&] { set(50), FindKey(index, &record, key); }),
              Text(refreshing + 2 * reading));
-    // A step goes on from there.
+    // A step continues from there.
     QCOMPARE(CostOf([&] { NextKey(index, &record, key); }), Text(nothing));
     QCOMPARE(CostOf([&] { add(51); }), Text(refreshing + 2 * reading + 2 * writing));
     QCOMPARE(CostOf([&] { set(51), DeleteKey(index, &record, key); }),
              Text(refreshing + 2 * reading + 2 * writing));
     for (std::uint32_t i = 0; i < 25; ++i)
         add(3 + 2 * i);
-    // A full leaf is split: a new page and the header that counts it; then the
-    // two halves, the page above and the header at the end.
+    // A full leaf is split: a new page and the header that counts it; then the two
+    // halves, the parent page, and finally the header.
     QCOMPARE(CostOf([&] { add(1); }),
              Text(refreshing + 2 * reading + refreshing + 2 * writing + 4 * writing));
     CloseIndex(index);
@@ -210,7 +210,7 @@ void TestSystemCalls::notes()
     const Cost writingOn = { 0, 1, 0, 1, 0 };
     const Cost asking = { 0, 0, 0, 0, 1 };
 
-    // The list of free blocks is empty: its header tells.
+    // The header shows that the list of free blocks is empty.
     QCOMPARE(CostOf([&] { save(100); }), Text(opening + refreshing + asking + writingOn));
     QCOMPARE(CostOf([&] { save(70000); }), Text(opening + refreshing + asking + 3 * writingOn));
     QCOMPARE(CostOf([&] { std::free(notes.ReadNote(0)); }),
@@ -218,8 +218,8 @@ void TestSystemCalls::notes()
     QCOMPARE(CostOf([&] { std::free(notes.ReadNote(108)); }),
              Text(opening + readingOn + asking + 3 * readingOn));
     QCOMPARE(CostOf([&] { notes.NoteLength(0); }), Text(opening + readingOn + asking));
-    // This header and the next, this one written, and the first item of the
-    // list with its page.
+    // Reads this header and the next, writes this one, and adds the first item of the
+    // list, with its page.
     const Cost heap = opening + asking + 2 * readingOn + writingOn;
     QCOMPARE(CostOf([&] { notes.DeleteNote(0); }),
              Text(heap + refreshing + refreshing + 2 * writing + 3 * writing));

@@ -1,10 +1,10 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Trees whose pages are each as they should be, and do not fit together: a change
-// that would make a page of too many items, or join what does not belong together,
-// fails before a byte is written, and leaves all pages as they were. First each sort
-// of damage, then pages at random; PAKMART_TEST_SEED repeats a run.
+// Trees of pages that are each sound, but do not fit together: a change that would make
+// an overfull page, or join pages that do not belong together, fails before a byte is
+// written, and leaves all pages unchanged. First each sort of damage, then random pages;
+// PAKMART_TEST_SEED repeats a run.
 
 #include "store/cnote.h"
 #include "store/indexfile.h"
@@ -27,9 +27,9 @@ namespace
 
 using Damage = std::function<void(TreeFile&)>;
 
-// Three levels of pages that are as empty as they may be: 52 leaves, pages 53 and 54
-// above them, and the root. Leaf n has the keys behind 26 * (n - 1), and 26 * n comes
-// after it.
+// Three levels of pages with the minimum of items: 52 leaves, pages 53 and 54 above them,
+// and the root. Leaf n has the keys after 26 * (n - 1), and is followed by the key 26 *
+// n.
 constexpr std::uint32_t leaves = 52;
 constexpr std::uint32_t lower = leaves + 1;
 constexpr std::uint32_t upper = leaves + 2;
@@ -198,8 +198,8 @@ void TestTreeDamage::joiningPagesThatDoNotFitTogetherFails_data()
     QTest::newRow("the leaf's sibling is an inner page") << Child(lower, 1, upper);
 }
 
-// An item of the first leaf is taken out: that leaf, and the page above it, would
-// be joined with their siblings.
+// An item of the first leaf is deleted: that leaf, and the page above it, would be joined
+// with their siblings.
 void TestTreeDamage::joiningPagesThatDoNotFitTogetherFails()
 {
     QFETCH(Damage, damage);
@@ -223,7 +223,7 @@ void TestTreeDamage::pageTwiceBelowItsParentFailsADeletion_data()
     QTest::newRow("the page") << Child(4, 2, 1);
 }
 
-// The page that is freed would stay below its parent.
+// The freed page would stay below its parent.
 void TestTreeDamage::pageTwiceBelowItsParentFailsADeletion()
 {
     QFETCH(Damage, damage);
@@ -246,7 +246,7 @@ void TestTreeDamage::copyOfAPageFailsADeletionWithTheLongestKeys()
         tree.Bytes(3), [](IndexFile* index) { return Delete(index, 5); }, longestKey);
 }
 
-// In the file both are the same; they are no copies of one item.
+// In the file both are the same, but they are not copies of one item.
 void TestTreeDamage::longestKeysThatWereCutAlikeStay()
 {
     TreeFile tree(longestKey);
@@ -266,8 +266,8 @@ void TestTreeDamage::longestKeysThatWereCutAlikeStay()
     QCOMPARE(entries.size(), std::size_t(50));
 }
 
-// A search for the bound comes to the middle of the leaf, but its first and its
-// last item are inside: there is nothing to leave out.
+// A search for the bound ends in the middle of the leaf, but its first and last items are
+// inside: there is nothing to leave out.
 void TestTreeDamage::itemsInNoOrderFailAnAdditionToAFullLeaf()
 {
     TreeFile tree;
@@ -291,7 +291,7 @@ void TestTreeDamage::freeChainIntoTheTreeFailsASplit_data()
     QTest::addRow("the root") << int(root) << true;
 }
 
-// The count of a page looks like the number of the next free one.
+// The count of a page looks like a link to the next free one.
 void TestTreeDamage::freeChainIntoTheTreeFailsASplit()
 {
     QFETCH(int, page);
@@ -326,7 +326,7 @@ void TestTreeDamage::freePageThatLooksLikeAnotherIsUsed_data()
     });
 }
 
-// Other programs leave in a page what it held before it was freed.
+// Other programs leave the old content in a freed page.
 void TestTreeDamage::freePageThatLooksLikeAnotherIsUsed()
 {
     QFETCH(Damage, content);
@@ -362,8 +362,8 @@ void TestTreeDamage::fullTreeOf16LevelsDoesNotGrow()
     FailsAndChangesNothing(tree.Bytes(1), [](IndexFile* index) { return Add(index, 1); });
 }
 
-// A page that is too full of items for its place is taken for a change without those
-// that are another's; where the change fails they are still there.
+// A page with items outside its bounds is used for a change without these; if the change
+// fails, they are still there.
 void TestTreeDamage::failedChangeLeavesNothingOut()
 {
     TreeFile tree;
@@ -385,8 +385,7 @@ void TestTreeDamage::failedChangeLeavesNothingOut()
 
 // ---- at random ----
 
-// Pages copied over others, children that lead anywhere, a chain of free pages into
-// the tree, and counts that are others.
+// Copies pages over others, and changes children, the chain of free pages and counts.
 void TestTreeDamage::MixPages(QByteArray* bytes, int length)
 {
     const int size = PackedLength(length);
@@ -396,7 +395,7 @@ void TestTreeDamage::MixPages(QByteArray* bytes, int length)
     const int times = int(m_random.Below(4)) + 1;
     for (int i = 0; i < times; ++i) {
         const int at = page() * size;
-        // Half of the children are changed in the page above all.
+        // Half of the children are changed in the root.
         const int inner
             = m_random.Below(2) == 0 ? int(Get32(*bytes, 8) % std::uint32_t(pages)) * size : at;
         const int item = inner + 8 + int(m_random.Below(20)) * stride;
@@ -425,7 +424,7 @@ void TestTreeDamage::MixPages(QByteArray* bytes, int length)
     }
 }
 
-// Changes and lookups, until one of the file fails for another reason than damage.
+// Makes changes and lookups, until one fails for another reason than damage.
 void TestTreeDamage::Use(IndexFile* index, const std::string& name, int steps)
 {
     const bool flushing = index->dataFile->flushing != 0;

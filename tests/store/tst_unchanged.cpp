@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// An object that changed nothing writes nothing, whatever is asked of it: what
-// others have made of the file meanwhile stays.
+// An object that changed nothing writes nothing, whatever is done with it: changes that
+// others have made to the file meanwhile stay.
 
 #include "store/cnote.h"
 #include "store/indexfile.h"
@@ -53,7 +53,7 @@ int Walk(IndexFile* index)
     return steps;
 }
 
-// What reads an index, or is refused.
+// Operations that read an index, or are refused.
 void Read(IndexFile* index)
 {
     QCOMPARE(Find(index, 3), 0);
@@ -67,7 +67,7 @@ void Read(IndexFile* index)
     QCOMPARE(taerror, 0);
 }
 
-// Writes of a piece of work.
+// The number of writes of a piece of work.
 int WritesOf(const std::function<void()>& work)
 {
     CountingFiles files;
@@ -192,7 +192,7 @@ void TestUnchanged::emptyIndexLeavesWhatAnotherAdded()
     CloseIndex(third);
 }
 
-// An update makes the file again, under the same name.
+// An update replaces the file, under the same name.
 void TestUnchanged::readIndexLeavesWhatAnotherMade()
 {
     MakeKeys(2000);
@@ -233,7 +233,7 @@ void TestUnchanged::forgottenChangesAreNotWritten()
     QVERIFY(Load() == before);
 }
 
-// The header that was read when the change began may be an old one later.
+// The header that was read at the beginning of the change may be outdated later.
 void TestUnchanged::failedChangeIsNotWrittenWithFlushing()
 {
     MakeKeys(50);

@@ -23,8 +23,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-// The calls that put a file on the disk and in its place, in their order. The one
-// that is named in `failing` fails.
+// Records the calls that write, sync and rename a file, in their order. The one named in
+// `failing` fails.
 namespace Calls
 {
 std::string made;

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The event pump, the error box, the policy hook and the menu's broadcast.
+// The event pump, the error box, the policy hook and the broadcast of a changed menu.
 
 #include "util/desktop.h"
 
@@ -60,7 +60,7 @@ private slots:
         ShowErrorMsg("Something <b>failed</b> \xC3\xA9");
         QVERIFY(!parented);
         QVERIFY2(seen.contains(QString::fromUtf8("failed")), qPrintable(seen));
-        // The desktop's own caption for an error.
+        // The caption is the desktop's own text for an error.
         QVERIFY2(!caption.contains(QLatin1String("failed")), qPrintable(caption));
         QVERIFY(!QApplication::activeModalWidget());
     }

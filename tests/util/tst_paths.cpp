@@ -35,7 +35,7 @@ private:
         QFile file(name);
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
     }
-    // A start script of the daemon, which writes a line each time it is run.
+    // A start script of the daemon that writes a line each time it runs.
     static QString startScript(const QByteArray& more)
     {
         const QString name = SystemPath(QStringLiteral("/etc/init.d/pakmartd.sh"));
@@ -44,7 +44,7 @@ private:
         QFile::remove(name + QLatin1String(".runs"));
         return name;
     }
-    // Reads until the script was run so often, for it runs beside us.
+    // Waits until the script has run as often as wanted, since it runs concurrently.
     static QByteArray runs(const QString& script, const QByteArray& wanted)
     {
         const QString name = script + QLatin1String(".runs");
@@ -132,7 +132,7 @@ private slots:
     void aLevelThatCannotBeMadeIsTheLast()
     {
         QTemporaryDir dir;
-        // The level ".." is there, and not made; what follows it would be possible.
+        // ".." exists and is not made; the part after it would be possible.
         QVERIFY(CreateFolderTree(dir.filePath(QStringLiteral("a/../b"))));
         QVERIFY(QDir(dir.filePath(QStringLiteral("a"))).exists());
         QVERIFY(!QDir(dir.filePath(QStringLiteral("b"))).exists());
@@ -173,7 +173,7 @@ private slots:
     void unwritableParentStillGivesTrue()
     {
         QTemporaryDir dir;
-        // Not even root makes a folder below a file, or in /proc.
+        // Not even root can make a folder below a file, or in /proc.
         write(dir.filePath(QStringLiteral("file")), "x");
         QVERIFY(CreateFolderTree(dir.filePath(QStringLiteral("file/b/c"))));
         QCOMPARE(contents(dir.filePath(QStringLiteral("file"))), QByteArray("x"));
@@ -202,7 +202,7 @@ private slots:
     void daemonDoesNotRunWithoutItsLock()
     {
         QVERIFY(!DaemonRunning(false));
-        // The check gave the lock back.
+        // The check has released the lock.
         COneInstanceMutex mutex;
         QCOMPARE(mutex.Create("pakmartd"), 1);
     }

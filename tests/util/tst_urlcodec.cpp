@@ -42,7 +42,7 @@ private slots:
                 QCOMPARE(url_decode(QString::fromLatin1(escape)), QString::fromStdString(wanted));
             }
         }
-        // Alone these are no UTF-8, and read as Latin-1.
+        // Alone these bytes are not valid UTF-8, and are read as Latin-1.
         for (int byte = 128; byte < 256; ++byte) {
             const QString escape = QLatin1Char('%') + QString::number(byte, 16);
             QCOMPARE(url_decode(escape), QString(QChar(ushort(byte))));
