@@ -20,7 +20,7 @@ DPkg::Options:: "--force-confdef";
 DPkg::Options:: "--force-confold";
 )";
 
-// A flat repository's index is named for i386; what it holds may be of the
+// The index file of a flat repository has i386 in its name, even if its packages have the
 // machine's own architecture.
 const char storeSources[] = R"(Dir::Etc::sourceparts "/dev/null";
 APT::Get::AllowUnauthenticated "true";
@@ -59,6 +59,6 @@ std::string AptSettings(const std::string& root, bool ownSources, int statusFd,
         + Setting("DPkg::Options::", "--root=" + root)
         + Setting("DPkg::Options::", "--force-not-root")
         + Setting("DPkg::Options::", "--log=" + root + "/var/log/dpkg.log")
-        // Takes back what the machine's dpkg is told to leave out.
+        // Undoes the machine's settings that exclude paths.
         + Setting("DPkg::Options::", "--path-include=/*");
 }

@@ -8,7 +8,7 @@
 namespace
 {
 
-// Whether one of the packages that are asked for is in such a state.
+// Whether a requested package is in such a state.
 template <typename Condition>
 bool AnyIs(const Arguments& arguments, const DpkgStatus& status, Condition condition)
 {
@@ -29,7 +29,7 @@ bool IsBroken(const PackageState& state)
     return !state.IsGone() && (state.status == "half-installed" || state.flag == "reinstreq");
 }
 
-// Ours come first: what the command line says of the same setting overrules them.
+// Our options come first, so that the same option on the command line overrides them.
 std::vector<std::string> AptWords(const Arguments& arguments, const DpkgStatus& status)
 {
     std::vector<std::string> words;
@@ -38,8 +38,8 @@ std::vector<std::string> AptWords(const Arguments& arguments, const DpkgStatus& 
     const auto reinstreq = [](const PackageState& s) { return s.flag == "reinstreq"; };
     if (arguments.command == "install" && AnyIs(arguments, status, IsBroken))
         words.push_back("--reinstall");
-    // Archives that are in the cache already would be left out of the listing, but the
-    // indexes and the files that it asks for must be those of all packages.
+    // apt-get does not list archives that are already in the cache, but the store needs the
+    // file names of all packages. So it gets an archive folder that is always empty.
     if (Installs(arguments) && arguments.printUris)
         words.push_back("--option=Dir::Cache::archives=/dev/null/");
     if (Removes(arguments) && AnyIs(arguments, status, reinstreq))

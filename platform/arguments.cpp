@@ -23,14 +23,15 @@ bool IsCluster(const std::string& word)
     return word.size() > 1 && word[0] == '-' && word[1] != '-';
 }
 
-// Where, in a cluster of short options, the one stands that takes a value: the
-// rest of the cluster, or the next word.
+// The position of the option that takes a value in a cluster of short options. The value is
+// the rest of the cluster, or the next word.
 std::size_t ValueOption(const std::string& word)
 {
     return IsCluster(word) ? word.find_first_of("oct", 1) : None;
 }
 
-// "-yp" as apt-get knows it: "-y". Empty when nothing is left.
+// A cluster without the 'p' that apt-get does not know: "-y" for "-yp". Empty if nothing
+// is left.
 std::string WithoutP(const std::string& word)
 {
     if (!IsCluster(word))
@@ -57,8 +58,8 @@ bool IsOneOf(const std::string& word, std::initializer_list<const char*> words)
                        [&word](const char* one) { return word == one; });
 }
 
-// Keeps what a setting of the command line ("Dir::State::lists=/l/") tells us.
-// Its name may be written in either case.
+// Notes a setting of the command line that matters here ("Dir::State::lists=/l/"). The case
+// of its name does not matter.
 void NoteSetting(const std::string& setting, Arguments& arguments)
 {
     const auto is = [&setting](std::string_view name) {
@@ -72,7 +73,7 @@ void NoteSetting(const std::string& setting, Arguments& arguments)
         arguments.lockSeconds = std::atoi(setting.c_str() + setting.find('=') + 1);
 }
 
-// Whether the option `word` asks for what would be done only.
+// Whether the option `word` requests a simulation.
 bool AsksToSimulate(const std::string& word)
 {
     if (IsCluster(word))
@@ -80,7 +81,7 @@ bool AsksToSimulate(const std::string& word)
     return IsOneOf(word, { "--simulate", "--just-print", "--dry-run", "--recon", "--no-act" });
 }
 
-// The setting that the option `word` brings with it: "-oX=Y", "--option=X=Y".
+// The setting that is part of the option `word`: "-oX=Y", "--option=X=Y".
 std::string SettingWithin(const std::string& word)
 {
     const std::string_view option = "--option=";

@@ -32,7 +32,7 @@ void PassOn(int signal)
     errno = saved;
 }
 
-// Lets the held signals through, to the child.
+// Unblocks the end signals, which are now passed on to the child.
 void PassSignalsOn()
 {
     const sigset_t ends = EndSignals();
@@ -47,7 +47,7 @@ void PassSignalsOn()
     sigprocmask(SIG_UNBLOCK, &ends, nullptr);
 }
 
-// The settings as a file without a name, so that nothing is left behind.
+// Puts the settings into a file without a name, so that nothing is left behind.
 int SettingsFile(const std::string& settings)
 {
     const int fd = memfd_create("apt-settings", MFD_CLOEXEC);
@@ -60,14 +60,14 @@ int SettingsFile(const std::string& settings)
 
 void SetEnvironment(const std::string& settingsFile, const std::string& privateRoot)
 {
-    // Translated texts are none that the readers of this front end know.
+    // The programs that read our output know only the untranslated texts.
     unsetenv("LANGUAGE");
     setenv("LC_ALL", "C.UTF-8", 1);
     setenv("DPKG_COLORS", "never", 1);
     setenv("DEBIAN_FRONTEND", "noninteractive", 1);
     setenv("APT_LISTCHANGES_FRONTEND", "none", 1);
     setenv("APT_CONFIG", settingsFile.c_str(), 1);
-    // dpkg looks for its helpers there, and a user's path may lack them.
+    // dpkg needs helper programs from these folders, which a user's PATH may lack.
     const char* path = getenv("PATH");
     setenv("PATH", (std::string(path ? path : "/usr/bin:/bin") + ":/usr/sbin:/sbin").c_str(), 1);
     if (privateRoot.empty())
@@ -76,7 +76,7 @@ void SetEnvironment(const std::string& settingsFile, const std::string& privateR
                               "HTTP_PROXY", "HTTPS_PROXY", "FTP_PROXY", "ALL_PROXY", "NO_PROXY",
                               "DPKG_ROOT", "DPKG_ADMINDIR", "DPKG_FORCE", "DPKG_FRONTEND_LOCKED" })
         unsetenv(name);
-    setenv("HOME", privateRoot.c_str(), 1); // dpkg reads a file of settings there
+    setenv("HOME", privateRoot.c_str(), 1); // dpkg reads a settings file there
 }
 
 // One read of a descriptor; false at its end.
@@ -95,7 +95,7 @@ bool IsReadable(int fd)
     return poll(&waiting, 1, 0) > 0;
 }
 
-// Whether the child is at its end. It is left as it is, so that its number stays.
+// Whether the child has ended. It is not reaped yet, so that its process id stays valid.
 bool HasEnded(pid_t child)
 {
     siginfo_t info = {};
@@ -103,7 +103,7 @@ bool HasEnded(pid_t child)
         && info.si_pid == child;
 }
 
-// Waits for the end; returns whether a signal brought it.
+// Waits for the child's end; returns whether a signal killed it.
 bool AwaitEnd(pid_t child)
 {
     siginfo_t info = {};
@@ -114,10 +114,10 @@ bool AwaitEnd(pid_t child)
     return result == 0 && info.si_code != CLD_EXITED;
 }
 
-// Takes the exit status of a child that has ended.
+// Reaps a child that has ended, and returns its exit status.
 int Collect(pid_t child)
 {
-    constexpr int Unknown = 100; // never taken for a success
+    constexpr int Unknown = 100; // anything but success
     int raw = 0;
     pid_t collected = -1;
     do {
@@ -135,7 +135,7 @@ struct Stream {
     bool open = true;
     LineReader lines = LineReader();
 
-    // Reads what is there, at most what a pipe holds.
+    // Reads the available data, but no more than a pipe can hold.
     void Drain()
     {
         std::string bytes;
@@ -151,17 +151,17 @@ struct Stream {
 bool Child::Start(const std::vector<std::string>& words, const std::string& settings,
                   const std::string& privateRoot)
 {
-    std::signal(SIGCHLD, SIG_DFL); // ignored, it would take the exit status away
+    std::signal(SIGCHLD, SIG_DFL); // if it were ignored, the exit status would be lost
     int output[2], status[2];
     const int file = SettingsFile(settings);
     if (file < 0 || pipe2(output, O_CLOEXEC) != 0 || pipe2(status, O_CLOEXEC) != 0)
         return false;
-    // Named by our process, it is there for the hooks that apt-get runs as well:
-    // those inherit none of its descriptors.
+    // The path goes through our own process, since the hooks that apt-get runs do not
+    // inherit its descriptors.
     const std::string settingsFile
         = "/proc/" + std::to_string(getpid()) + "/fd/" + std::to_string(file);
     HoldEndSignals();
-    g_dpkgWorks = 0; // that of a child before this one
+    g_dpkgWorks = 0; // may still be set for the previous child
     m_pid = fork();
     if (m_pid == 0)
         Become(words, settingsFile, output[1], status[1], privateRoot);
@@ -177,8 +177,8 @@ bool Child::Start(const std::vector<std::string>& words, const std::string& sett
 void Child::Become(const std::vector<std::string>& words, const std::string& settingsFile,
                    int output, int status, const std::string& privateRoot)
 {
-    // A session of its own keeps a terminal's Ctrl-C from dpkg, and scripts from
-    // asking the terminal. An interruption comes from us, also when we are killed.
+    // In a session of its own, a terminal's Ctrl-C does not reach dpkg, and scripts cannot
+    // prompt on the terminal. Only we interrupt the child, even by being killed.
     setsid();
     prctl(PR_SET_PDEATHSIG, SIGINT);
     const sigset_t ends = EndSignals();
@@ -187,7 +187,7 @@ void Child::Become(const std::vector<std::string>& words, const std::string& set
     dup2(output, STDOUT_FILENO);
     dup2(output, STDERR_FILENO);
     if (status == StatusFd)
-        fcntl(status, F_SETFD, 0); // else it would not outlive the exec
+        fcntl(status, F_SETFD, 0); // otherwise the exec would close it
     else
         dup2(status, StatusFd);
     SetEnvironment(settingsFile, privateRoot);
@@ -203,6 +203,10 @@ void Child::Become(const std::vector<std::string>& words, const std::string& set
     _exit(127);
 }
 
+// Reads both pipes until their ends, or until the child has ended and nothing more arrives.
+// A status line is passed on only after all output that is already in the other pipe, so
+// that both come out in the order in which they were written. The child stays unreaped
+// until the end, so that a signal cannot be sent to another process with its id.
 int Child::Read(const Lines& output, const Lines& status, const std::function<void()>& tick)
 {
     Stream printed{ m_output, output }, told{ m_status, status };
@@ -210,16 +214,16 @@ int Child::Read(const Lines& output, const Lines& status, const std::function<vo
     while (printed.open || (told.open && !ended)) {
         pollfd fds[] = { { printed.open ? m_output : -1, POLLIN, 0 },
                          { told.open ? m_status : -1, POLLIN, 0 } };
-        // A download's helper, as it waits for a server, keeps the pipes open when
-        // apt-get is gone: an end that was asked for is looked for more often.
+        // A download helper that waits for a server keeps the pipes open after apt-get has
+        // ended. So after a signal the child's end is checked more often.
         const int ready = poll(fds, 2, g_signalled ? 20 : 100);
         std::string news;
         if (ready > 0 && fds[1].revents)
             told.open = ReadSome(m_status, news);
         printed.Drain();
         told.lines.Feed(news.data(), news.size(), status);
-        // A daemon that a package started may keep the pipes open for ever: what
-        // counts is the child.
+        // A daemon that a package started may keep the pipes open forever, so only the
+        // child's end counts.
         if (ended && ready == 0)
             break;
         ended = ended || HasEnded(m_pid);
@@ -229,8 +233,8 @@ int Child::Read(const Lines& output, const Lines& status, const std::function<vo
     const bool killed = AwaitEnd(m_pid);
     told.Drain();
     g_child = 0;
-    // The helpers of a download do not see that apt-get is gone as long as they
-    // wait for a server. dpkg, though, is left to its work.
+    // Download helpers that wait for a server do not notice that apt-get has ended, so they
+    // are ended here. dpkg is never interrupted in its work.
     if (killed && !g_dpkgWorks)
         kill(-m_pid, SIGTERM);
     return Collect(m_pid);

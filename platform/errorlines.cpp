@@ -48,7 +48,7 @@ void ErrorLines::NoteRemovals(const std::string& line)
     }
 }
 
-// With as many names as a line can hold.
+// The line with as many names as fit into it.
 std::string ErrorLines::Named(const std::string& line) const
 {
     constexpr std::size_t longest = 1900;

@@ -17,8 +17,8 @@ using Agent::Descriptor;
 namespace
 {
 
-// dpkg's lock, held as long as the descriptor lives, so that no list changes meanwhile;
-// none where it is held already.
+// Takes dpkg's lock, so that no list changes; it is held as long as the descriptor is open.
+// An empty descriptor if another process holds it.
 Descriptor TakeDpkgLock(const std::string& folder)
 {
     Descriptor file(
@@ -29,7 +29,7 @@ Descriptor TakeDpkgLock(const std::string& folder)
     return file && fcntl(file.fd(), F_SETLK, &lock) == 0 ? std::move(file) : Descriptor();
 }
 
-// The package's list of files. The names of some have the architecture in them.
+// The package's list of files. Some of these have the architecture in their names.
 std::string ListOf(const std::string& info, const std::string& package)
 {
     const std::string bare = Agent::BareName(package);
@@ -47,7 +47,7 @@ bool IsFolderOrGone(const std::string& path)
     return lstat(path.c_str(), &found) != 0 || S_ISDIR(found.st_mode);
 }
 
-// Whether all that `list` names below `root` is folders, but not `mark`.
+// Whether everything in `list` is a folder below `root`, or gone, and `mark` is not in it.
 bool HasFoldersOnly(const std::string& list, const std::string& root, const std::string& mark)
 {
     std::ifstream text(list);

@@ -3,6 +3,7 @@
 
 #include "platform/locks.h"
 
+#include "base/descriptor.h"
 #include "platform/endsignals.h"
 
 #include <algorithm>
@@ -15,17 +16,16 @@
 namespace
 {
 
-// The process that holds the lock; nothing when none does or it cannot be known.
+// The process that holds the lock; nothing if there is none or it cannot be found out.
 std::optional<pid_t> Holder(const std::string& file)
 {
-    const int fd = open(file.c_str(), O_RDWR | O_CLOEXEC);
-    if (fd < 0)
+    const Agent::Descriptor opened(open(file.c_str(), O_RDWR | O_CLOEXEC));
+    if (!opened)
         return std::nullopt;
     struct flock lock = {};
     lock.l_type = F_WRLCK;
     lock.l_whence = SEEK_SET;
-    const bool held = fcntl(fd, F_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
-    close(fd);
+    const bool held = fcntl(opened.fd(), F_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
     return held ? std::optional<pid_t>(lock.l_pid) : std::nullopt;
 }
 

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// vos-apt-get: the machine's apt-get, in the words and the grammar of the
+// vos-apt-get: runs the machine's apt-get with the command line and output format of the
 // store's package front end. docs/front-end.md describes both.
 
 #include "base/privateroot.h"
@@ -20,14 +20,14 @@
 namespace
 {
 
-// The host's end may be one that does not block.
+// The host's end of the pipe may be non-blocking.
 void AwaitReader()
 {
     pollfd output = { STDOUT_FILENO, POLLOUT, 0 };
     poll(&output, 1, -1);
 }
 
-// Writes a line at once. False when nobody reads it.
+// Writes a line without buffering. False when nobody reads it.
 bool Say(const std::string& text)
 {
     const std::string line = text + '\n';
@@ -42,7 +42,7 @@ bool Say(const std::string& text)
     return true;
 }
 
-// Descriptors that a careless host left closed must not become those of pipes.
+// If a host left a standard descriptor closed, a pipe must not get its number.
 void OpenStandardDescriptors()
 {
     int fd = 0;

@@ -8,8 +8,8 @@
 namespace
 {
 
-// How far dpkg is with a package, by what it says it does. Each goes through
-// these in this order.
+// dpkg's progress with a package, derived from its message. Each package goes through these
+// steps in this order.
 int StepPercent(const std::string& text)
 {
     const auto begins = [&text](const char* word) { return text.rfind(word, 0) == 0; };
@@ -34,7 +34,8 @@ void Progress::BeginItem(const std::string& name, double bytes)
     ++m_number;
 }
 
-// apt tells how far all downloads are; of the present one that is the rest.
+// apt reports the progress of all downloads together; that of the current one is what
+// remains after the finished ones.
 int Progress::DownloadPercent(double percent) const
 {
     if (m_total <= 0 || m_size <= 0)

@@ -20,7 +20,7 @@ void Relay::StatusLine(const std::string& line)
         return;
     if (told->phase == Status::Phase::Install)
         m_child.DpkgWorks();
-    // No package is called that: dpkg starts once more.
+    // Not a package: this only says that dpkg starts another run.
     if (!m_wanted || told->item == "dpkg-exec")
         return;
     const std::string text = m_progress.Line(*told);
@@ -36,8 +36,8 @@ void Relay::Tick()
         Line(m_lastProgress);
 }
 
-// Whether the next line may belong to the last one: an error or a list of packages,
-// which a progress line would end.
+// Whether the next line may continue the last one: a progress line in between would end an
+// error or a list of packages for the reader.
 bool Relay::MayGoOn() const
 {
     for (const char* beginning : { "E:", "W:", "The following", " " }) {

@@ -10,8 +10,8 @@
 namespace
 {
 
-// The length of the character at `at`; 0 if it cannot be shown: control
-// characters cannot, neither the first 32 and delete nor the second group.
+// The length of the character at `at`; 0 for an invalid one and for control characters: the
+// first 32, delete, and U+0080 to U+009F.
 std::size_t PlainCharacter(const std::string& text, std::size_t at)
 {
     const std::size_t length = Agent::Utf8Length(text, at);

@@ -28,7 +28,7 @@ const char filePrefix[] = "status-vos.";
 
 using Packages = std::map<std::string, PackageState>;
 
-// The packages that nobody asks for.
+// The broken packages that are not requested.
 Packages Others(const Arguments& arguments, Packages broken)
 {
     for (const std::string& name : arguments.names) {
@@ -38,7 +38,7 @@ Packages Others(const Arguments& arguments, Packages broken)
     return broken;
 }
 
-// Whether the command is about the packages that it names, and no others.
+// Whether the command concerns only the packages that it names.
 bool IsAboutItsNames(const Arguments& arguments)
 {
     static const std::set<std::string> commands{ "install", "reinstall", "remove", "purge" };
@@ -87,7 +87,7 @@ struct Stanza {
     }
 };
 
-// The names that packages provide which are not gone, beside their own.
+// The additional names ("Provides") of all packages that are not gone.
 std::set<std::string> ProvidedNames(const std::string& file, const DpkgStatus& status)
 {
     std::set<std::string> provided;
@@ -101,7 +101,7 @@ std::set<std::string> ProvidedNames(const std::string& file, const DpkgStatus& s
     return provided;
 }
 
-// Whether no package that a part of a "Depends" line names is here, in any version.
+// Whether none of the alternatives in a part of a "Depends" line is there, in any version.
 bool IsUnmet(const std::string& part, const DpkgStatus& status, const std::string& file)
 {
     std::set<std::string> names;
@@ -128,7 +128,8 @@ bool LacksAnother(const Stanza& stanza, const DpkgStatus& status, const std::str
     return false;
 }
 
-// The packages with which apt-get does nothing.
+// The packages that stop apt-get: half-installed ones, and unpacked ones that lack another
+// package.
 Packages BrokenPackages(const std::string& file, const DpkgStatus& status)
 {
     Packages broken;
@@ -145,8 +146,8 @@ Packages BrokenPackages(const std::string& file, const DpkgStatus& status)
     return broken;
 }
 
-// Of these the ones that an install is to install again: those that it asks for and that
-// are only unpacked. With a half-installed one apt-get knows what to do.
+// The broken packages that an install has to reinstall: requested ones that are only
+// unpacked. apt-get can handle a requested half-installed package by itself.
 Packages AskedAgain(const Arguments& arguments, const Packages& broken, const Packages& others)
 {
     Packages again;
@@ -157,7 +158,7 @@ Packages AskedAgain(const Arguments& arguments, const Packages& broken, const Pa
     return again;
 }
 
-// What the packages that are here, but for `broken`, need.
+// The packages that the installed packages, except `broken`, depend on.
 std::set<std::string> NeededNames(const std::string& file, const DpkgStatus& status,
                                   const std::map<std::string, PackageState>& broken)
 {
@@ -190,7 +191,7 @@ std::string TextWithout(const std::string& file, const std::set<std::string>& co
     return shown;
 }
 
-// Removes what runs that were killed have left in `folder`.
+// Removes the files that killed runs have left in `folder`.
 void RemoveLeftovers(const std::string& folder)
 {
     const std::unique_ptr<DIR, int (*)(DIR*)> dir(opendir(folder.c_str()), closedir);
@@ -206,6 +207,10 @@ void RemoveLeftovers(const std::string& folder)
 
 } // namespace
 
+// Decides for each broken package how apt-get sees it. A requested half-installed package is
+// shown as it is. An unpacked one that an install requests is left out, so that apt-get
+// installs it again. One that is not requested is left out too, or shown as installed if an
+// installed package depends on it: otherwise apt-get would want to change that package.
 StatusView::StatusView(const Arguments& arguments, const DpkgStatus& status,
                        const std::string& folder, bool locks)
 {
@@ -238,7 +243,7 @@ StatusView::~StatusView()
         unlink(m_file.c_str());
 }
 
-// Where it cannot be written, apt-get sees dpkg's own file.
+// If the copy cannot be written, apt-get reads dpkg's own file.
 void StatusView::Write(const std::string& text, const std::string& folder, bool locks)
 {
     const char* const given = secure_getenv("TMPDIR");

@@ -14,7 +14,7 @@
 namespace
 {
 
-constexpr int Killed = 128; // and the number of the signal
+constexpr int Killed = 128; // plus the number of the signal
 
 std::string DpkgFolder(const std::string& root)
 {
@@ -40,7 +40,7 @@ bool NothingIsLeft(const Arguments& arguments, const DpkgStatus& now, const std:
     return status == 0 && !left;
 }
 
-// The packages that dpkg has to finish, but for those that apt-get did not touch.
+// The packages that dpkg has not finished, except those that apt-get left alone.
 std::string HalfWay(const DpkgStatus& status, const StatusView& view)
 {
     std::map<std::string, PackageState> halfWay;
@@ -51,7 +51,7 @@ std::string HalfWay(const DpkgStatus& status, const StatusView& view)
     return WithStates(halfWay);
 }
 
-// The packages that apt-get did not see as they are, and that are as they were.
+// The packages that were hidden from apt-get or shown differently, and are unchanged.
 std::map<std::string, PackageState> LeftAlone(const StatusView& view, const DpkgStatus& now)
 {
     std::map<std::string, PackageState> left;
@@ -70,8 +70,8 @@ void SayWhatIsLeft(const StatusView& view, const DpkgStatus& now, Relay& relay)
         relay.Line(("Left as they are: " + WithStates(left)).substr(0, LineReader::MaxLine));
 }
 
-// Of the half-installed packages that apt-get is shown as installed those that the install
-// takes. `status` becomes that of the listing, if there is one.
+// The packages that are shown to apt-get as installed, but are half-installed and needed by
+// this install. `status` becomes the status of the listing, if one was made.
 std::vector<std::string> BrokenParts(const Arguments& arguments, const std::string& root,
                                      int& status)
 {
@@ -94,9 +94,10 @@ std::vector<std::string> BrokenParts(const Arguments& arguments, const std::stri
     return parts;
 }
 
-// A half-installed package that is shown as installed stays as it is, and what needs it
-// cannot be set up: where the install needs it, it is installed again first. How that ends
-// shows in the install itself. Returns 128 + the signal that ended it, else 0.
+// apt-get does not touch a half-installed package that it sees as installed, and dpkg cannot
+// configure anything that depends on it. So if the install needs such a package, it is
+// reinstalled first; whether that worked shows in the install itself. Returns 128 + the
+// signal that ended it, or 0.
 int Repair(const Arguments& arguments, const std::string& root, const Writer& write)
 {
     int status = 0;
@@ -119,7 +120,8 @@ int Repair(const Arguments& arguments, const std::string& root, const Writer& wr
     return status > Killed ? status : 0;
 }
 
-// Whether dpkg failed for other packages only: then a warning says for which.
+// Whether dpkg failed only for packages that were not requested; if so, prints a warning
+// that names them.
 bool IsDoneNevertheless(const Arguments& arguments, const std::string& root, const StatusView& view,
                         Relay& relay)
 {
@@ -134,6 +136,10 @@ bool IsDoneNevertheless(const Arguments& arguments, const std::string& root, con
 
 } // namespace
 
+// Reinstalls half-installed parts that the install needs, runs apt-get on a view of dpkg's
+// status without the broken packages that nobody requested, and relays its lines. The line
+// that reports dpkg's failure is held back until dpkg's status shows whether a requested
+// package is affected.
 int RunAptGet(const Arguments& arguments, const std::string& root, const Writer& write)
 {
     const bool changes = ChangesPackages(arguments);

@@ -21,7 +21,7 @@ bool IsDigit(char c)
     return c >= '0' && c <= '9';
 }
 
-// Sizes without the blank before their unit: "0 B/1,234 kB" as "0B/1,234kB".
+// Removes the blank before the units of sizes: "0 B/1,234 kB" becomes "0B/1,234kB".
 std::string JoinSizes(const std::string& text)
 {
     std::string joined;
@@ -35,9 +35,9 @@ std::string JoinSizes(const std::string& text)
     return joined;
 }
 
-// The fields of a "Get:" line as the readers count them: number, site, section,
-// package, version. Behind the section, apt names the index's architecture and,
-// behind the package, the package's; neither of a flat repository ("./").
+// Reduces a "Get:" line to the fields that the readers count: number, site, section,
+// package, version. apt may add the architecture of the index after the section, and that
+// of the package after the package.
 std::string TranslateGet(const std::string& line, Progress& progress)
 {
     const auto bracket = line.find(" [");
@@ -47,7 +47,7 @@ std::string TranslateGet(const std::string& line, Progress& progress)
     std::istringstream words(line.substr(0, bracket));
     for (std::string word; words >> word;)
         fields.push_back(word);
-    // The files that a refresh fetches are no packages.
+    // A refresh fetches files that are not packages.
     if (fields.size() < 5)
         return JoinSizes(line);
     const std::string& name = fields[fields.size() == 5 ? 3 : fields.size() - 3];

@@ -15,8 +15,8 @@ namespace
 {
 
 const std::chrono::seconds kRequestTime(5);
-const int kWriteTime = 10000; // ms that a client may take no byte
-const std::chrono::seconds kFarewell(1); // that a client may take to close
+const int kWriteTime = 10000; // ms for which a client may read nothing
+const std::chrono::seconds kFarewell(1); // for the client to close its side
 
 using Clock = std::chrono::steady_clock;
 
@@ -54,9 +54,9 @@ ssize_t When(int socket, short event, int milliseconds, const Attempt& attempt)
 
 Connection::Connection(int socket) : m_socket(socket), m_deadline(Clock::now() + kRequestTime) { }
 
-// What the client still sends is read away before the socket is closed: closed
-// with bytes unread, the connection would be reset and the reply be lost. A client
-// that sends drop by drop gets no longer for it.
+// Reads and discards what the client still sends: if a socket is closed with unread bytes,
+// the connection is reset and the reply is lost. A client that sends slowly does not get
+// more time.
 Connection::~Connection()
 {
     shutdown(m_socket, SHUT_WR);
@@ -98,7 +98,7 @@ bool Connection::write(const char* data, std::size_t size, bool more)
     return true;
 }
 
-// Fails as well when the file has become shorter.
+// Also fails if the file has become shorter in the meantime.
 bool Connection::sendFile(int file, off_t from, std::size_t size)
 {
     while (size > 0) {

@@ -30,7 +30,7 @@ const std::size_t kLongestHomepage = 256;
 const std::size_t kLongestDescription = 16 * 1024;
 const std::size_t kReasonsKept = 10;
 
-// What apt has to say about a failure, in one line.
+// Throws apt's error messages in one line.
 [[noreturn]] void FailWithAptError(const std::string& file)
 {
     std::string text, line;
@@ -47,8 +47,8 @@ bool EndsWith(const std::string& text, const std::string& end)
         && text.compare(text.size() - end.size(), end.size(), end) == 0;
 }
 
-// apt reads a gzip file that is cut short to its end and says nothing. Such a
-// file ends with the size of what is in it, in four bytes.
+// apt reads a truncated gzip file without an error. But the last four bytes of a gzip file
+// are the size of its content, which is compared here.
 void CheckGzipSize(const std::string& file, std::size_t size)
 {
     std::ifstream packed(file, std::ios::binary);
@@ -59,9 +59,9 @@ void CheckGzipSize(const std::string& file, std::size_t size)
         throw StoreError(file + ": the file is cut short, or packed in several pieces");
 }
 
-// The text of a file; one whose name ends in .gz, .xz, .lz4, .zst or .bz2 is
-// unpacked. Throws StoreError, naming the file, when it cannot be read whole or
-// its text is over `largest` bytes.
+// The text of a file, decompressed if the name ends in .gz, .xz, .lz4, .zst or .bz2. Throws
+// StoreError, which names the file, if it cannot be read completely or its text is over
+// `largest` bytes.
 std::string ReadPackedFile(const std::string& file, std::size_t largest)
 {
     struct stat info = {};
@@ -87,14 +87,14 @@ std::string ReadPackedFile(const std::string& file, std::size_t largest)
     return text;
 }
 
-// The value of a field, or an empty one.
+// The value of a field; empty for a missing one.
 std::string Value(const Stanza& stanza, const char* key)
 {
     const Field* field = stanza.find(key);
     return field ? field->value : std::string();
 }
 
-// The package tools know keys in either case, and take one of two.
+// The package tools ignore the case of keys, and use only one of two equal ones.
 void RefuseRepeatedFields(const Stanza& stanza, const std::string& file)
 {
     const std::vector<Field>& fields = stanza.fields;
@@ -132,7 +132,7 @@ bool IsSize(std::string_view text)
         && text.find_first_not_of("0123456789") == std::string::npos;
 }
 
-// A field that must be there, and be what `isOne` takes for one.
+// The value of a required field, which must satisfy `isOne`.
 std::string Checked(const Stanza& stanza, const char* key, bool (*isOne)(std::string_view),
                     const std::string& file)
 {
@@ -164,7 +164,7 @@ bool IsHomepage(const std::string& page)
     return known && plain && page.size() <= kLongestHomepage;
 }
 
-// The stanza as it stands, or without a homepage that is none.
+// The text of the stanza, without an invalid homepage.
 std::string TextOf(Stanza& stanza)
 {
     const Field* page = stanza.find("Homepage");
@@ -187,7 +187,7 @@ bool IsRelation(const std::string& key)
                        [&key](const char* known) { return strcasecmp(key.c_str(), known) == 0; });
 }
 
-// One relation that apt cannot read makes it refuse the whole index.
+// A single relation that apt cannot read would make it refuse the whole index.
 void CheckRelations(const Stanza& stanza, const std::string& file)
 {
     for (const Field& field : stanza.fields) {
@@ -205,7 +205,7 @@ void CheckRelations(const Stanza& stanza, const std::string& file)
     }
 }
 
-// The description of a translation file: that of its one language.
+// The description in a stanza of a translation file, which has a single language.
 std::string Translated(const Stanza& stanza)
 {
     for (const Field& field : stanza.fields) {
@@ -215,7 +215,7 @@ std::string Translated(const Stanza& stanza)
     return {};
 }
 
-// A description that a product can have; `other` where this is none.
+// `text` if it is valid as a product's description, otherwise `other`.
 std::string FitDescription(const std::string& text, const std::string& other)
 {
     if (text.size() <= kLongestDescription)
@@ -232,7 +232,7 @@ ArchivePackage ReadPackage(Stanza& stanza, const std::string& file)
     package.version = Checked(stanza, "Version", Agent::IsPackageVersion, file);
     package.archive = Checked(stanza, "Filename", IsArchiveName, file);
     package.archive.erase(0, package.archive.rfind('/') + 1);
-    // Without it the package tools would take any archive.
+    // Without a checksum the package tools would accept any archive.
     Checked(stanza, "SHA256", IsSum, file);
     Checked(stanza, "Size", IsSize, file);
     CheckRelations(stanza, file);
@@ -250,7 +250,7 @@ void LeaveOut(DebianIndex& index, const std::string& reason)
         index.leftOut.push_back(reason);
 }
 
-// Hands over each stanza of a file; what is none, or is refused, is left out.
+// Passes each stanza of a file to `take`. A malformed or refused one is left out and noted.
 template <class Take> void ReadStanzas(DebianIndex& index, const std::string& file, Take take)
 {
     const std::string text = ReadPackedFile(file, kLargestStoreFile);
@@ -267,7 +267,7 @@ template <class Take> void ReadStanzas(DebianIndex& index, const std::string& fi
     }
 }
 
-// Keeps a package if it is the newest of its name so far.
+// Adds a package if it is the newest with its name so far.
 void Keep(DebianIndex& index, ArchivePackage&& package)
 {
     const auto known = index.packages.find(package.name);
@@ -281,7 +281,7 @@ void Keep(DebianIndex& index, ArchivePackage&& package)
         known->second = std::move(package);
 }
 
-// A server finds a package by the name of its archive.
+// A server finds a package by the name of its archive, so two packages cannot share one.
 void LeaveOutSharedArchives(DebianIndex& index, const std::string& file)
 {
     std::unordered_set<std::string> archives;
@@ -328,8 +328,8 @@ std::size_t AddLongDescriptions(DebianIndex& index, const std::string& file)
     return count;
 }
 
-// apt's name for http://deb.debian.org/debian/dists/... is
-// deb.debian.org_debian_dists_..., with %5f where the address has a '_'.
+// apt names the file of http://deb.debian.org/debian/dists/... as
+// deb.debian.org_debian_dists_..., with %5f for a '_' in the address.
 std::string ArchiveOf(const std::string& file)
 {
     const std::string name = file.substr(file.rfind('/') + 1);

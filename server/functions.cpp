@@ -20,7 +20,7 @@ void WriteAisle(const Aisle& aisle, const Categories& categories, Reply& reply)
     if (!aisle.description.empty())
         reply.text("description", aisle.description);
     for (const std::string& name : aisle.categories) {
-        // One that the catalog does not have is of no use here either.
+        // A category that is not in the catalog would be useless here.
         const auto category = categories.find(name);
         if (category != categories.end())
             reply.text("category", name,
@@ -45,7 +45,7 @@ void WritePrograms(const Product& product, Reply& reply)
 {
     reply.open("package");
     reply.text("name", product.name);
-    // Before the programs: the agent gives each the number it knows by then.
+    // Before the programs: the agent gives each the last serial number it has read.
     reply.text("serialnumber", std::to_string(product.serial));
     reply.text("packagename", product.package);
     for (const Program& program : product.programs) {
@@ -78,8 +78,8 @@ void AnswerAppInfo(const AgentRequest& request, Reply& reply)
 
 using Packages = std::map<std::string, const IndexedPackage*>;
 
-// The packages by name. Of several the first repository's counts, and there the
-// one whose archive comes last.
+// The packages by name. Of several with one name, the first repository's counts, and within
+// a repository the one with the last archive name.
 Packages PackagesByName(const Repositories& repositories)
 {
     Packages packages;
@@ -92,7 +92,8 @@ Packages PackagesByName(const Repositories& repositories)
     return packages;
 }
 
-// What the index of the repository says, so that it is said in one place.
+// Writes the fields that come from the repository's index, so that the store's files need
+// not repeat them.
 void WritePackage(const IndexedPackage& package, const Product& product, Reply& reply)
 {
     reply.text("version", package.version);
@@ -155,7 +156,7 @@ void AnswerOEMInfo(const AgentRequest& request, Reply&)
 }
 
 // CAPIGetOSVer, without parameters: the packages of the operating system that have
-// updates. What a machine has already, its package tools leave out.
+// updates. A client's package tools skip what is already up to date.
 void AnswerOSVer(const AgentRequest& request, Reply& reply)
 {
     const auto updates = request.store.updates();
@@ -181,15 +182,15 @@ bool Find(const Repositories& repositories, const std::string& file, Wanted& fou
     return false;
 }
 
-// The address that the archives of a repository are fetched from.
+// The address of the archives of a repository.
 std::string AddressOf(const std::string& repository, const AgentRequest& request)
 {
     const std::string elsewhere = request.store.archivesOf(repository);
     return elsewhere.empty() ? request.address + "/pool/" + repository : elsewhere;
 }
 
-// The stanzas of the files asked for, as one index for each address: the agent
-// keeps one index file for each.
+// The stanzas of the requested files, combined into one index per address, as the agent
+// stores them.
 std::map<std::string, std::string> CollectIndexes(const AgentRequest& request,
                                                   const std::vector<Query::Value>& files)
 {
@@ -206,8 +207,8 @@ std::map<std::string, std::string> CollectIndexes(const AgentRequest& request,
         if (std::find(taken.begin(), taken.end(), stanza) != taken.end())
             continue;
         taken.push_back(stanza);
-        // The blank line is for the last stanza, too: the agent ends its index
-        // with a zero byte, which apt would take for a broken field of it.
+        // The last stanza gets a blank line, too: the agent ends its index with a zero byte,
+        // which apt would otherwise take for a broken field of that stanza.
         indexes[AddressOf(wanted.repository, request)] += *stanza + '\n';
     }
     return indexes;
@@ -266,7 +267,7 @@ void AnswerSourcesList(const AgentRequest& request, Reply& reply)
     }
 }
 
-// The directory, which has an address of its own: where each function is.
+// The API directory, which has its own address: the address of each function.
 void AnswerDirectory(const AgentRequest& request, Reply& reply)
 {
     reply.open("getagentapi");
@@ -316,7 +317,7 @@ std::string Answer(Handler handler, const AgentRequest& request)
     } catch (const RequestError& error) {
         return FailedReply(error.what());
     } catch (const StoreError& error) {
-        // Where the store lies on the server is no business of the client.
+        // The client must not learn paths of the server.
         std::cerr << std::string("pakmart-storeserver: ") + error.what() + '\n';
         return FailedReply("The store is being repaired. Please try again later.");
     }

@@ -27,7 +27,7 @@ using Size = std::string::size_type;
 
 const Size kMostParameters = 512;
 const std::size_t kLongestTarget = 8 * 1024;
-const std::size_t kWorthPacking = 1400; // what fits one packet anyway
+const std::size_t kWorthPacking = 1400; // bytes that fit into one packet anyway
 const int kGzipWindow = 15 + 16; // the largest window, in gzip's format
 const int kMemory = 8; // zlib's own default
 
@@ -41,8 +41,8 @@ std::string Decoded(const std::string& text)
     return result;
 }
 
-// Whether a client that sends this Accept-Encoding takes gzip. Nothing else is
-// offered: what packs better takes minutes for a large catalog.
+// Whether a client that sends this Accept-Encoding accepts gzip. Nothing else is offered:
+// stronger compression takes minutes for a large catalog.
 bool AcceptsGzip(const std::string& acceptEncoding)
 {
     static const std::regex coding(R"(\s*(?:x-)?gzip\s*(?:;\s*q\s*=\s*([0-9.]+)\s*)?)",
@@ -75,13 +75,13 @@ std::string Gzip(const std::string& text)
     return packed;
 }
 
-// The status that the parser's error stands for.
+// The status code for an error of the parser.
 int StatusOf(const boost::beast::error_code& error)
 {
     return error ? 400 : 200;
 }
 
-// A field's name or value, where it begins and ends.
+// A field's name or value as a string.
 std::string Text(boost::beast::string_view text)
 {
     return { text.data(), text.size() };
@@ -104,7 +104,7 @@ std::string Head(const HttpReply& reply, std::size_t length)
     return head += "Connection: close\r\n\r\n";
 }
 
-// Only what is made here: an archive is packed already.
+// Compresses only generated replies: archives are compressed already.
 void Pack(const HttpRequest& request, HttpReply& reply)
 {
     if (reply.body.size() < kWorthPacking)
@@ -175,7 +175,7 @@ int ReadRequest(Connection& connection, HttpRequest& request)
 {
     http::request_parser<http::empty_body> parser;
     parser.header_limit(Connection::largestRequest);
-    std::string text; // what the parser has not taken yet
+    std::string text; // bytes that the parser has not consumed yet
     std::array<char, 4096> block;
     boost::beast::error_code error = http::error::need_more;
     bool any = false;

@@ -26,7 +26,7 @@ namespace
 {
 
 const std::size_t kThreads = 64;
-const std::size_t kMostConnections = 512; // those that wait for a thread included
+const std::size_t kMostConnections = 512; // including those that wait for a thread
 const char xmlType[] = "text/xml; charset=UTF-8";
 
 using Addresses = std::unique_ptr<addrinfo, decltype(&freeaddrinfo)>;
@@ -43,8 +43,7 @@ Addresses Find(const std::string& address, int port)
     return { found, freeaddrinfo };
 }
 
-// Accepted connections take the options over. A port that another server listens at
-// stays its own.
+// Accepted connections inherit the options. A port that another server uses is not taken.
 Descriptor ListenAt(const addrinfo& address, int waiting)
 {
     Descriptor socket(
@@ -58,9 +57,9 @@ Descriptor ListenAt(const addrinfo& address, int waiting)
     return socket;
 }
 
-// Listens at a name or number of this machine, and at `port`, or a free one for 0;
-// `waiting` connections may be there before one is accepted. No handle when that
-// failed, with errno, or errno 0 where the address is not of this machine.
+// Listens on an address of this machine (a name or a number) and on `port`, or on a free
+// port for 0; up to `waiting` connections may be pending. On failure the handle is empty and
+// errno is set; it is 0 if the address does not belong to this machine.
 Descriptor Listen(const std::string& address, int port, int waiting)
 {
     const Addresses addresses = Find(address, port);
@@ -89,7 +88,7 @@ int PortOf(const Descriptor& listener)
 HttpServer::HttpServer(Store& store, const ServerOptions& options)
     : m_store(store), m_options(options)
 {
-    signal(SIGPIPE, SIG_IGN); // a client may go away at any time
+    signal(SIGPIPE, SIG_IGN); // a client may disconnect at any time
 }
 
 int HttpServer::bind()
@@ -104,7 +103,7 @@ bool HttpServer::serve()
     boost::asio::thread_pool threads(kThreads);
     bool accepting = true;
     while (accepting) {
-        takePlace(); // beyond the most, new connections stay with the kernel
+        takePlace(); // above the limit, new connections wait in the kernel
         const int socket = acceptOne();
         accepting = socket >= 0;
         if (accepting)
@@ -120,8 +119,8 @@ void HttpServer::stop()
     shutdown(m_listener.fd(), SHUT_RDWR);
 }
 
-// The next connection; -1 when none will come any more. Where descriptors or memory
-// are short, those that are being served give some back soon.
+// The next connection, or -1 after stop(). If descriptors or memory run out, it waits: the
+// connections that are being served release some soon.
 int HttpServer::acceptOne()
 {
     while (!m_stopping) {
@@ -167,7 +166,7 @@ void HttpServer::converse(int socket)
             log(request, reply.status);
             WriteReply(connection, request, reply);
         }
-    } catch (const std::exception& error) { // memory, most likely: this client gets nothing
+    } catch (const std::exception& error) { // probably out of memory: no reply to this client
         std::cerr << std::string("pakmart-storeserver: a request failed: ") + error.what() + '\n';
     }
     leavePlace();

@@ -42,14 +42,14 @@ struct ImportOptions {
     bool help = false;
 };
 
-// An address as people copy it, without what follows its last name.
+// An address without the slashes at its end, which people often copy with it.
 std::string WithoutSlashes(std::string address)
 {
     address.erase(address.find_last_not_of('/') + 1);
     return address;
 }
 
-// Reads the command line; what is wrong with it, or an empty text.
+// Reads the command line. Returns an error message, or an empty text.
 std::string ParseImportOptions(int argc, char** argv, ImportOptions& options)
 {
     static const option names[] = { { "archive", required_argument, nullptr, 'a' },

@@ -22,8 +22,7 @@ namespace
 
 const char markFile[] = "imported";
 
-// Whether there is nothing in a folder, or only the beginning of an import that
-// was killed.
+// Whether a folder is empty, or contains only the beginning of an import that was killed.
 bool IsUnused(const std::string& path)
 {
     const std::set<std::string> nothing{ ".", "..", std::string(markFile) + ".new" };
@@ -63,8 +62,8 @@ std::string PackagesText(const DebianIndex& index)
     return text;
 }
 
-// Clients fetch the package lists again when this number changes; it is made of
-// the lists, so that the same lists give the same one.
+// Clients fetch the package lists again when this number changes. It is a hash of the
+// lists, so that it changes only with them.
 std::string TimestampOf(const std::string& packages)
 {
     std::uint64_t hash = 14695981039346656037u; // FNV-1a
@@ -103,7 +102,7 @@ void ImportedStore::readMark()
 {
     const std::string path = m_folder + '/' + markFile;
     if (IsUnused(m_folder)) {
-        // First, so that a store that is not finished is known for what it is.
+        // Written first, so that an unfinished store is recognised as such.
         Replacement(m_folder, markFile, MarkText(m_repository, m_nextSerial)).commit();
         return;
     }
@@ -143,7 +142,7 @@ std::map<std::string, std::string> ImportedStore::oldVersions() const
 ImportResult ImportedStore::replace(const DebianIndex& index, const std::string& archives)
 {
     ImportResult result;
-    std::map<std::string, long> known; // the numbers of packages
+    std::map<std::string, long> known; // the serial numbers of known packages
     for (const auto& [serial, product] : oldProducts()) {
         known[product.package] = serial;
         m_nextSerial = std::max(m_nextSerial, serial + 1);
@@ -187,7 +186,7 @@ void ImportedStore::write(const DebianIndex& index,
     for (const auto& [serial, package] : numbered)
         AddProduct(products, *package, serial);
     files.emplace_back(m_folder, "products", products);
-    // The products last: a store without them is not served.
+    // The products are last: a store without them is not served.
     for (Replacement& file : files)
         file.commit();
 }

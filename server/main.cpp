@@ -20,9 +20,9 @@
 namespace
 {
 
-const std::chrono::seconds kGrace(3); // for replies under way when the end comes
+const std::chrono::seconds kGrace(3); // to finish current replies when the server ends
 
-// The signals that end the server, held back from now on in every thread.
+// Blocks the signals that end the server in this thread and all later ones. Returns them.
 sigset_t HoldSignals()
 {
     sigset_t set;

@@ -46,7 +46,7 @@ bool Fail(const std::string& message, int& status)
     return false;
 }
 
-// Takes one option; false, with a message, when its value is none.
+// Stores one option; false, with a message, if its value is invalid.
 bool TakeOption(int letter, const std::string& value, ServerOptions& options, std::string& error)
 {
     switch (letter) {

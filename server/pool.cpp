@@ -16,7 +16,7 @@
 namespace
 {
 
-// A Filename leads to a file below the repository's own folder.
+// Whether a Filename leads to a file below the repository's own folder.
 bool IsInside(const std::string& fileName)
 {
     const std::string path = '/' + fileName + '/';
@@ -99,7 +99,7 @@ std::string HttpDate(time_t when)
     return { text.data(), length };
 }
 
-// -1 for what is no date.
+// -1 for anything but a date.
 time_t ParseHttpDate(const std::string& text)
 {
     tm parts = {};
@@ -107,13 +107,13 @@ time_t ParseHttpDate(const std::string& text)
     return end && !*end ? timegm(&parts) : -1;
 }
 
-// Whether a part may be sent: not when the client's part is of another file.
+// Whether a part may be sent: not if the client has the beginning of an older file.
 bool MayContinue(const HttpRequest& request, const std::string& modified)
 {
     return request.count("If-Range") == 0 || request.header("If-Range") == modified;
 }
 
-// A number of a range: -1 where it is left out, -2 for what is not one.
+// A number of a range: -1 if it is missing, -2 if it is invalid.
 off_t RangeNumber(std::string_view text)
 {
     off_t number = -1;
@@ -123,8 +123,10 @@ off_t RangeNumber(std::string_view text)
     return error == std::errc() && end == text.data() + text.size() && text[0] != '-' ? number : -2;
 }
 
-// Whether one satisfiable range is asked for, and which. Several ranges, and what
-// is not a range, are answered with the whole file, as the protocol allows.
+// Reads a Range header: "bytes=100-199", "bytes=100-" (from there on) or "bytes=-100" (the
+// last 100). One: `range` is the part of the file to send. None: no byte of the file is in
+// the range. Whole: several ranges or an invalid header, for which the protocol allows the
+// whole file.
 enum class Part { Whole, One, None };
 Part WantedPart(std::string_view header, off_t size, Range& range)
 {
@@ -136,7 +138,7 @@ Part WantedPart(std::string_view header, off_t size, Range& range)
     const off_t last = RangeNumber(header.substr(dash + 1));
     if (first == -2 || last == -2 || (first == -1 && last == -1) || (last >= 0 && last < first))
         return Part::Whole;
-    if (first == -1) { // the last bytes, as many as that
+    if (first == -1) { // the last `last` bytes
         range = { std::max<off_t>(0, size - last), size - 1 };
         return last > 0 && size > 0 ? Part::One : Part::None;
     }

@@ -21,7 +21,7 @@ const char suffix[] = ".new";
     throw StoreError(path + ": " + std::strerror(errno));
 }
 
-// Opens a folder below the folder `root`, and makes it where it is missing.
+// Opens a folder below the folder `root`, and makes missing folders on the way.
 Descriptor OpenFolder(const std::string& root, const std::string& path)
 {
     Descriptor at(open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
@@ -57,7 +57,7 @@ Replacement::Replacement(const std::string& root, const std::string& path, const
     if (HasText(root, path, text))
         return;
     const std::string name = m_name + suffix;
-    // What an earlier run has left, and a link somebody has put there.
+    // Left by an earlier run, or a link that somebody has put there.
     unlinkat(m_folder.fd(), name.c_str(), 0);
     const Descriptor file(openat(m_folder.fd(), name.c_str(),
                                  O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644));

@@ -13,7 +13,7 @@
 namespace
 {
 
-// The place of a product's field in the product; null for an unknown key.
+// The member for a product's field; null for an unknown key.
 std::string* ProductField(Product& product, const std::string& key)
 {
     if (key == "Name")
@@ -25,7 +25,7 @@ std::string* ProductField(Product& product, const std::string& key)
     return key == "Description" ? &product.description : nullptr;
 }
 
-// The same for the fields that follow a `Program:` and belong to it.
+// The same for the fields after a `Program:`, which belong to that program.
 std::string* ProgramField(Product& product, const std::string& key)
 {
     if (product.programs.empty())
@@ -40,7 +40,7 @@ std::string* ProgramField(Product& product, const std::string& key)
     return key == "Menu" ? &program.menu : nullptr;
 }
 
-// The element in which the catalog carries a field; null for one that it does not.
+// The catalog's element for a field; null for a field that is not in the catalog.
 const char* CatalogElement(const std::string& key)
 {
     static const std::map<std::string, const char*> elements{
@@ -76,7 +76,7 @@ void SetDetail(Product& product, const char* element, const Field& field, const 
     product.details.emplace_back(element, value);
 }
 
-// A line of a dot alone stands for an empty one, which a stanza cannot hold.
+// A line with only a dot means an empty line, which a stanza cannot contain.
 std::string WithEmptyLines(std::string text)
 {
     for (auto at = text.find("\n.\n"); at != std::string::npos; at = text.find("\n.\n", at + 1))
@@ -215,10 +215,9 @@ Profile ParseProfile(const std::string& text, const std::string& path)
 namespace
 {
 
-// The client keeps the line, two blanks, '#' and the timestamp in one line of
-// at most 1023 bytes, of which the server's address has its share, and takes
-// it apart at its first '#'. Options in brackets, which could switch checks of
-// apt off, it does not take from a server.
+// The client stores the entry, two blanks, '#' and the timestamp as one line of at most
+// 1023 bytes, including the server's address, and splits it at the first '#'. It refuses
+// options in brackets from a server, since they could switch off checks of apt.
 const std::size_t kLongestEntry = 512;
 const std::size_t kLongestTimestamp = 20;
 

@@ -116,7 +116,7 @@ bool StanzaReader::nextLine(std::string_view& line)
     return true;
 }
 
-// Adds one line, which is not blank and no comment.
+// Adds one line, which is neither blank nor a comment.
 void StanzaReader::addLine(Stanza& stanza, std::string_view line) const
 {
     if (line[0] != ' ' && line[0] != '\t') {

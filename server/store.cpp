@@ -105,7 +105,7 @@ void Store::addRegistration(const std::string& id) const
         throw StoreError(name + ": " + std::strerror(errno));
     if (!S_ISREG(info.st_mode) || info.st_size >= kMostRegistrations)
         throw StoreError(name + ": this is no file, or it is full");
-    // One call, so that lines of several threads do not mix.
+    // One call, so that lines from several threads are not mixed.
     const std::string line = Now() + ' ' + id + '\n';
     if (write(file.fd(), line.data(), line.size()) != ssize_t(line.size()))
         throw StoreError(name + ": a registration could not be written");

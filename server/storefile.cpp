@@ -35,7 +35,7 @@ Descriptor OpenBelow(const std::string& root, const std::string& path, struct st
             errno = ENOENT;
             return Descriptor();
         }
-        // A pipe or a device must not hold up the opening.
+        // Opening a pipe or a device must not block.
         const int flags = end < path.size() ? O_DIRECTORY : O_NONBLOCK;
         at = Descriptor(openat(at.fd(), part.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | flags));
     }
@@ -68,7 +68,7 @@ StoreFile ReadStoreFile(const std::string& root, const std::string& path)
         if (got < 0 && errno != EINTR)
             throw StoreError(name + ": " + std::strerror(errno));
         if (got == 0)
-            break; // it was cut meanwhile
+            break; // the file was truncated in the meantime
         have += got > 0 ? std::size_t(got) : 0;
     }
     file.text.resize(have);

@@ -29,7 +29,7 @@ int HexValue(char c)
     return c >= 'A' && c <= 'F' ? c - 'A' + 10 : -1;
 }
 
-// The bytes that a client's decoding leaves as they are.
+// The bytes that a client's decoding leaves unchanged.
 std::array<bool, 256> PlainBytes()
 {
     static const std::string special = " %+\\<>&\"'";

@@ -30,8 +30,7 @@ std::string Trim(const std::string& text)
     return text.substr(first, text.find_last_not_of(Blanks) - first + 1);
 }
 
-// The whole of a regular file; nothing when it is not one, is too long or
-// cannot be read.
+// The text of a regular file; nothing if it is something else, too long or unreadable.
 std::optional<std::string> ReadWhole(int fd)
 {
     struct stat info;
@@ -51,8 +50,8 @@ std::optional<std::string> ReadWhole(int fd)
     }
 }
 
-// The file that a chain of links ends at, so that a settings file that is a
-// link stays one when it is rewritten.
+// The file at the end of a chain of links: a settings file that is a link stays one when it
+// is rewritten.
 std::string FinalPath(const std::string& path)
 {
     char buffer[PATH_MAX];
@@ -71,7 +70,7 @@ bool IsComment(const std::string& line)
     return first != std::string::npos && line[first] == '#';
 }
 
-// The key and the value of a line that has them.
+// The key and the value of a line; nothing for a comment or any other line.
 std::optional<std::pair<std::string, std::string>> Setting(const std::string& line)
 {
     const auto equals = line.find('=');

@@ -32,8 +32,8 @@ CTracer::Sink WriteTo(std::FILE* stream)
     };
 }
 
-// The sink named by the environment; none when it names none, or a file that
-// cannot be opened: tracing never stops a program.
+// The sink that the environment names; empty without one, and for a file that cannot be
+// opened: tracing never stops a program.
 CTracer::Sink SinkFromEnvironment()
 {
     const char* target = secure_getenv("PAKMART_TRACE");

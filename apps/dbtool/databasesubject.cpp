@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
 // The agent's databases: the catalog with its dependencies and descriptions, and
-// the list of applications used last, each by the folder it is in.
+// the list of recently used applications. Each is named by its folder.
 
 #include "db/dbcheck.h"
 #include "db/dbdump.h"
@@ -62,7 +62,7 @@ public:
         return ComplainOfFindings(m_folder, m_database.check(m_pinned.Folder()).faults);
     }
 
-    // A remark is no fault: the database left it behind as it had to.
+    // A remark is not a fault: the database had to leave such remains.
     int Check() override
     {
         const DbFindings findings = m_database.check(m_pinned.Folder());
@@ -78,8 +78,8 @@ public:
 
 private:
     const Database& m_database;
-    const std::string m_folder; // as it was named
-    // An update meanwhile makes other files: these are read to the end.
+    const std::string m_folder; // as the user wrote it
+    // An update in the meantime makes new files; these stay until they have been read.
     const PinnedGeneration m_pinned;
 };
 

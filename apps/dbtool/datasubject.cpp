@@ -27,7 +27,7 @@ std::string_view Content(const std::uint8_t* record, int length)
     return { reinterpret_cast<const char*>(record) + 4, std::size_t(length) - 4 };
 }
 
-// Zeros at the end are no news.
+// Zeros at the end are padding.
 std::string_view WithoutEnd(std::string_view content)
 {
     return content.substr(0, content.find_last_not_of('\0') + 1);
@@ -101,9 +101,8 @@ int DataSubject::Dump()
     return ComplainOfFindings(m_options.path, FindAll());
 }
 
-// The store leaves nothing in a record that it deletes. One that is marked as
-// deleted, holds something and is in no chain is taken for a live one whose mark
-// was damaged.
+// The store clears a record when it deletes it. So a record that is marked as deleted,
+// but has content and is in no chain, is treated as a live one with a damaged mark.
 DataSubject::State DataSubject::StateOf(std::uint32_t number, const std::uint8_t* record) const
 {
     if (GetInt32(record) == 0)

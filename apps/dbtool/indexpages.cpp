@@ -46,15 +46,15 @@ IndexPages::Content IndexPages::Read(std::uint32_t number, IndexPage* page)
     const int length = PackedLength(m_keyLength);
     if (!bytes)
         return Content::Unreadable;
-    // Deleted pages and fresh ones have nothing after their first word.
+    // Deleted and unused pages are zero after their first word.
     if (IsZero(bytes + 4, bytes + length))
         return Content::Empty;
     if (bytes[0] == 0 || bytes[0] > pageItems || IsHeader(bytes))
         return Content::Unreadable;
     if (UnpackPage(bytes, m_keyLength, m_file.count(), page))
         return Content::Whole;
-    // As a leaf its items can be read all the same. What the children were shows
-    // whether it is one.
+    // The links are invalid, but the items may be sound: read the page as a leaf, without
+    // links. The links are restored then, since they show whether it really is one.
     std::vector<std::uint8_t> leaf(bytes, bytes + length);
     PutUint32(leaf.data() + 4, 0);
     for (int i = 0; i < pageItems; ++i)

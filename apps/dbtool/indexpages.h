@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The pages of an index that may be damaged, and what each of them holds.
+// The pages of an index that may be damaged, and the content of each.
 
 #pragma once
 
@@ -21,22 +21,22 @@ class IndexPages
 public:
     enum class Content {
         Whole,
-        ItemsOnly, // its children make no sense
+        ItemsOnly, // its links to children are invalid
         Unreadable,
-        Empty // deleted, or fresh
+        Empty // deleted, or not used yet
     };
 
     IndexPages(RecordFile& file, int keyLength);
 
-    // Page numbers run from 1 to one less.
+    // Page numbers run from 1 to count() - 1.
     std::uint32_t count() const { return m_file.count(); }
     // The page is defined for Whole and ItemsOnly.
     Content Read(std::uint32_t number, IndexPage* page);
 
-    // The items that can be made out from slot `first` (1 to 50) of a page on,
-    // used or not.
+    // The items that can be read in a page from slot `first` (1 to 50) on, whether the
+    // page counts them or not.
     std::vector<IndexEntry> Slots(std::uint32_t number, int first);
-    // Whether a page with too few items has bytes after them: it once had more.
+    // Whether a page has fewer items than it must, and bytes after them: it once had more.
     bool HasLostItems(std::uint32_t number);
 
 private:
@@ -45,10 +45,10 @@ private:
 
     RecordFile& m_file;
     const int m_keyLength;
-    std::vector<std::uint8_t> m_header; // its bytes, to know a copy of them
+    std::vector<std::uint8_t> m_header; // its bytes, to recognise a copy of it
 };
 
-// The order of all items: that of an index with equal keys.
+// The order of all items: by key, and with equal keys by record number.
 bool Before(const IndexEntry& a, const IndexEntry& b);
 
 // "'a', 'b'".

@@ -25,7 +25,7 @@ std::vector<IndexEntry> ItemsOf(const IndexPage& page)
     return items;
 }
 
-// Where the children make no sense, what most of them are decides.
+// If some links are invalid, the majority decides: a leaf has none.
 bool IsLeaf(const IndexPage& page)
 {
     int children = page.leftmost != 0;
@@ -37,8 +37,8 @@ bool IsLeaf(const IndexPage& page)
     return 2 * children < places;
 }
 
-// The items of a page with a child, in a leaf, or without one in the file, in a page
-// above: their slots are not as they were written.
+// The number of invalid links: any link in a leaf, and in an inner page a missing one or
+// one that leads out of the file. Such a slot is not as it was written.
 int CountMisfits(const IndexPage& page, std::uint32_t pages)
 {
     const bool isLeaf = IsLeaf(page);
@@ -59,6 +59,10 @@ IndexRecovery::IndexRecovery(RecordFile& file, int keyLength)
 {
 }
 
+// The tree is used only if it is provably complete. Otherwise its links cannot be trusted:
+// every page in the file is read by itself, the items are sorted, and LeafRow shows from
+// their order where some are missing. That brings back items of pages that the tree no
+// longer reaches, and perhaps some that were deleted recently.
 RecoveredIndex IndexRecovery::Run()
 {
     const std::vector<bool> isFree = m_file.FreeChain();
@@ -118,7 +122,7 @@ void IndexRecovery::AddUnreadable(std::uint32_t number, RecoveredIndex* found)
 void IndexRecovery::AddShort(std::uint32_t number, int claimed, int real, RecoveredIndex* found)
 {
     const std::string name = "page " + Number(number);
-    // Nothing shows whether its count is wrong or items are gone.
+    // Either the count is wrong or items are gone; nothing shows which.
     if (real < claimed)
         found->losses.push_back(name + " counts " + Count(claimed, "item") + " and has only "
                                 + Number(real));
@@ -132,9 +136,9 @@ void IndexRecovery::AddShort(std::uint32_t number, int claimed, int real, Recove
     }
 }
 
-// Of the slots after a page's last item those with items that would be in order
-// there and are in no other page: it once counted more of them. An older program
-// may have left them when it deleted them; nothing shows which it was.
+// The items in the slots after a page's last item that continue its order and are in no
+// other page. Either the page's count is damaged, or an older program left them there when
+// it deleted them; nothing shows which.
 std::vector<IndexEntry> IndexRecovery::FittingSlots(std::uint32_t number, const IndexPage& page,
                                                     const std::vector<IndexEntry>& entries)
 {
@@ -172,7 +176,7 @@ void IndexRecovery::AddWhatFollows(RecoveredIndex* found)
 void IndexRecovery::AddCut(std::size_t leaves, RecoveredIndex* found) const
 {
     if (!m_hasHeader) {
-        // A tree of several leaves without a gap is whole.
+        // A tree of several leaves without a gap is complete.
         if (leaves < 2 || !found->losses.empty())
             found->losses.push_back("the header cannot be read, and nothing else shows whether "
                                     "pages are missing at the end of the file");

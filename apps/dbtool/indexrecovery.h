@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Gathers the items of an index that may be damaged: those of the tree if it is
-// whole, else those of every page that can be read. What may be lost is counted and
-// named: none of it is only left out when the pages prove that nothing is.
+// Collects the items of an index that may be damaged: from the tree if it is complete,
+// otherwise from every page that can be read. Every possible loss is counted and reported,
+// unless the pages themselves prove that nothing is missing.
 
 #pragma once
 
@@ -19,9 +19,9 @@ using Agent::IndexPage;
 
 struct RecoveredIndex {
     std::vector<IndexEntry> entries; // each once
-    bool isWholeTree; // else what was deleted lately may be among them
-    Findings losses; // what there was besides
-    std::int64_t lost; // items that are lost, at least
+    bool isWholeTree; // otherwise recently deleted items may be among them
+    Findings losses; // what may be missing
+    std::int64_t lost; // minimum number of lost items
     Findings doubts; // what may be wrong with the items themselves
 };
 

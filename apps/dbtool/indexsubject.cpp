@@ -104,7 +104,7 @@ int IndexSubject::Info()
     return PrintCondition(findings);
 }
 
-// Of a damaged index what repair would find in its pages.
+// For a damaged index, prints the items that repair would find in its pages.
 int IndexSubject::Dump()
 {
     std::vector<IndexEntry> entries;
@@ -121,7 +121,7 @@ int IndexSubject::Check()
 {
     std::vector<IndexEntry> entries;
     Findings findings = FindAll(&entries);
-    // Said once instead of for each of them.
+    // Reported once instead of for each key.
     if (!findings.empty() && !m_options.duplicates && HasEqualKeys(entries)
         && CheckIndex(m_options.path, m_keyLength, true).empty())
         findings = { "there are equal keys; it is sound if they are allowed (--duplicates)" };
@@ -141,7 +141,7 @@ RecoveredIndex IndexSubject::Recover() const
     return IndexRecovery(pages, m_keyLength).Run();
 }
 
-// Whether the data file beside the index is there and sound.
+// Whether the data file next to the index exists and is sound.
 bool IndexSubject::IsDataFound(RepairReport* report) const
 {
     if (!m_known || m_known->folder.empty() || !m_options.data.empty())
@@ -155,7 +155,7 @@ bool IndexSubject::IsDataFound(RepairReport* report) const
     return false;
 }
 
-// What the index itself has is read too, as far as it can be.
+// The index itself is read too, as far as possible.
 std::vector<IndexEntry> IndexSubject::EntriesOfDataFound(RepairReport* report)
 {
     RecoveredIndex old{};
@@ -194,7 +194,7 @@ std::vector<IndexEntry> IndexSubject::EntriesOfPages(RepairReport* report)
         report->total = LossOf(recovered);
         report->missing = std::move(recovered.losses);
     } else {
-        // The data file shows what is lost.
+        // The data file shows which items are missing.
         LinkedData data(m_options, m_keyLength);
         DropDead(data, &recovered.entries, report);
         report->missing = data.Compare(recovered.entries, SIZE_MAX);

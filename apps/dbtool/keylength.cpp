@@ -15,7 +15,7 @@ namespace DbTool
 namespace
 {
 
-// The key lengths whose pages fill the file without a rest.
+// The key lengths for which the file consists of whole pages.
 std::vector<int> PossibleKeyLengths(std::int64_t fileSize)
 {
     std::vector<int> lengths;
@@ -25,14 +25,13 @@ std::vector<int> PossibleKeyLengths(std::int64_t fileSize)
     return lengths;
 }
 
-// Whether the header counts the pages that the file then has. A fresh index
-// counts none.
+// Whether the header counts as many pages as the file has. A new index counts none.
 bool HeaderAgrees(const DataFileHeader& header, std::int64_t pages)
 {
     return header.recordCount == pages || (header.recordCount == 0 && pages == 1);
 }
 
-// Those that the header bears out, or else those with which the whole file is
+// The lengths that the header confirms; without any, those with which the whole file is
 // sound.
 std::vector<int> BorneOut(const std::string& path, const std::vector<int>& lengths)
 {

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The key length of an index is not in its file, but the length of its pages
-// follows from it.
+// Finds the key length of an index. It is not stored in the file, but it determines the
+// length of the pages.
 
 #pragma once
 
@@ -11,8 +11,8 @@
 namespace DbTool
 {
 
-// The only key length that an index file can have. Throws Trouble, with those
-// that are possible, if that is not sure.
+// The only key length that fits an index file. If there is not exactly one, throws Trouble,
+// which lists the candidates.
 int KeyLengthOf(const std::string& path);
 
 } // namespace DbTool

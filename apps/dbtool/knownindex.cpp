@@ -21,11 +21,6 @@ namespace DbTool
 namespace
 {
 
-template <std::size_t N> std::vector<TextField> AllOf(const TextField (&texts)[N])
-{
-    return { std::begin(texts), std::end(texts) };
-}
-
 std::vector<KnownIndex> AllKnown()
 {
     std::vector<KnownIndex> known;
@@ -33,9 +28,9 @@ std::vector<KnownIndex> AllKnown()
         for (int which = 0; which < layout.indexCount; ++which)
             known.push_back({ &layout, which, makeKey, texts, {} });
     };
-    add(Catalog::layout, Catalog::MakeKey, AllOf(Catalog::texts));
+    add(Catalog::layout, Catalog::MakeKey, Catalog::Texts());
     add(Dependency::layout, Dependency::MakeKey, { Dependency::name });
-    add(Recent::layout, Recent::MakeKey, AllOf(Recent::texts));
+    add(Recent::layout, Recent::MakeKey, { std::begin(Recent::texts), std::end(Recent::texts) });
     return known;
 }
 
@@ -49,14 +44,21 @@ std::string NameIn(const std::string& path)
     return path.substr(path.rfind('/') + 1);
 }
 
-// A key without regard to case, as the indexes compare it.
+// A key with its letter case folded as the indexes compare it.
 std::string Folded(std::string key)
 {
     std::transform(key.begin(), key.end(), key.begin(), FoldCase);
     return key;
 }
 
-// The items of one index out of the records of its data file.
+// Makes the items of one index from the records of its data file.
+//
+// Most records simply get their key. But an index without equal keys refuses the second
+// record with a key, and saving a record ends at the first index that refuses it, so the
+// record is missing in that index and all later ones. The data file alone does not show
+// which record was first. Hence three passes: the records that nothing can have refused,
+// then those that the old index has, which hold their keys, and then the rest, which get in
+// only where their key is free.
 class Rebuild
 {
 public:
@@ -114,7 +116,7 @@ private:
         return at != seen.end() && at->second > 1;
     }
 
-    // A record is in no index after the first that refused it.
+    // Whether this index, or one before it, may have refused the record.
     bool MayBeRefused(const std::uint8_t* record) const
     {
         for (int which = 0; which <= m_index.which; ++which)
@@ -123,7 +125,7 @@ private:
         return false;
     }
 
-    // The key of the record as the old index has it, if it has.
+    // Replaces `key` by its spelling in the old index. False if the record is not there.
     bool TakeOld(std::int32_t number, std::string* key)
     {
         const auto [first, last] = m_old.equal_range(std::uint32_t(number));
@@ -150,7 +152,7 @@ private:
         Add(number, std::move(key));
     }
 
-    // Those that may have been refused, but were not.
+    // The records that may have been refused, but are in the old index.
     void TakeHolder(std::int32_t number, const std::uint8_t* record)
     {
         std::string key = KeyOf(record, m_index.which);
@@ -189,7 +191,7 @@ private:
             Add(number, key);
     }
 
-    // A product that was saved again may have left the same dependency many times.
+    // Saving a product repeatedly may have left several copies of a dependency.
     bool HasTwin(const std::uint8_t* record, std::int32_t number)
     {
         const auto length = std::size_t(m_index.layout->recordLength);
@@ -202,10 +204,10 @@ private:
     ::RecordReader m_records;
     const bool m_isOldWhole;
     RepairReport* const m_report;
-    std::multimap<std::uint32_t, std::string> m_old; // not yet met
-    std::vector<std::map<std::string, int>> m_seen; // keys that only one record can have
+    std::multimap<std::uint32_t, std::string> m_old; // items not matched to a record yet
+    std::vector<std::map<std::string, int>> m_seen; // records per key, for unique keys
     std::map<std::string, std::int32_t> m_holders; // of the shared keys
-    std::set<std::int32_t> m_taken; // records that held theirs
+    std::set<std::int32_t> m_taken; // records that hold their keys in the old index
     std::vector<IndexEntry> m_entries;
 };
 

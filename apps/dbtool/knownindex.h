@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The indexes of the agent's databases, known by the names of their files: what is
-// in their keys need not be asked for, and their data file is found beside them.
+// The indexes of the agent's databases, recognised by their file names: the form of their
+// keys is known, and their data file is in the same folder.
 
 #pragma once
 
@@ -32,13 +32,12 @@ struct KnownIndex {
     const IndexLayout& index() const { return layout->indexes[which]; }
 };
 
-// Through links too: an index that is reached by one has its data file where the
-// link leads.
+// Follows links: the data file is looked for first where a link leads.
 std::optional<KnownIndex> FindKnownIndex(const std::string& path);
 
-// The items of the index as its data file has them. `old` are those that were found
-// in the index itself: they say who holds a key that several records have, and how
-// it is spelled.
+// The items that the index should have according to its data file. `old` are those found
+// in the index itself: they decide which record holds a key that several have, and how the
+// key is spelled.
 std::vector<IndexEntry> EntriesOfRecords(const KnownIndex& index,
                                          const std::vector<IndexEntry>& old, bool isOldWhole,
                                          RepairReport* report);

@@ -58,9 +58,10 @@ std::string LeafRow::Name(std::size_t rank) const
     return "'" + Escaped(m_entries[rank].key) + "'";
 }
 
-// A leaf is one stretch of the row. One that is not has a damaged key, or is made of
-// two, or has another page's damaged key among its own. In a page whose items are not
-// in order, some of them may even have become equal, and then the row shows no stretch.
+// The items of a leaf are next to each other in the row. If they are not, the leaf has a
+// damaged key, or is mixed from two pages, or another page's damaged key is between them.
+// A page with items out of order is reported as well: damage may have made some of them
+// equal, which the row does not show.
 void LeafRow::FindDoubts(Gaps* found) const
 {
     struct Stretch {
@@ -84,7 +85,8 @@ void LeafRow::FindDoubts(Gaps* found) const
                                   "damaged");
 }
 
-// What is missing before one item of the row; the one after the last is its end.
+// Reports what is missing before the item `next`; the index after the last item means the
+// end of the row. A leaf has to be between two inner items, and at both ends of the row.
 void LeafRow::Compare(std::size_t next, Gaps* found) const
 {
     const bool isFirst = next == 0;

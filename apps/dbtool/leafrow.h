@@ -1,12 +1,11 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Shows from the items alone, without any link between pages, whether some of an
-// index are missing. In order, its items are those of one leaf, one item of a page
-// above, those of the next leaf, and so on to the last leaf. A leaf that is lost
-// leaves two items of pages above without a leaf between them; a page above that is
-// lost leaves leaves with nothing between them. So each gap is seen, and named by
-// the keys on its sides.
+// Shows from the items alone, without using links between pages, whether some of an index
+// are missing. In key order the items are those of one leaf, one item of an inner page,
+// those of the next leaf, and so on to the last leaf. A lost leaf leaves two inner items in
+// a row; a lost inner page leaves two leaves in a row. So each gap is visible, and is named
+// by the keys on both sides.
 
 #pragma once
 
@@ -25,26 +24,26 @@ using Agent::IndexEntry;
 class LeafRow
 {
 public:
-    // All items of a page, as they stand in it. Pages may be given twice.
+    // All items of a page, in the order of the page. A page may be added twice.
     void AddPage(std::uint32_t number, bool isLeaf, const std::vector<IndexEntry>& items);
 
     struct Gaps {
-        Findings gaps; // each with the keys on its sides
-        std::int64_t items = 0; // lost in them, at least
+        Findings gaps; // each with the keys on both sides
+        std::int64_t items = 0; // the minimum lost in them
         Findings doubts; // pages whose items do not belong together
     };
     Gaps Run();
 
-    // Of Run: all items, each once, in order.
+    // After Run: all items, each once, in order.
     std::vector<IndexEntry> TakeEntries() { return std::move(m_entries); }
     std::size_t leafCount() const { return m_leafCount; }
 
 private:
     struct Place {
         IndexEntry entry;
-        std::uint32_t leaf; // 0: a page above
+        std::uint32_t leaf; // 0: an inner page
     };
-    // The leaves that have one item; none: it is in pages above only.
+    // The leaves that contain an item; empty if only inner pages do.
     using Leaves = std::vector<std::uint32_t>;
 
     void Sort();

@@ -17,7 +17,7 @@ namespace DbTool
 namespace
 {
 
-// Of the last key in a full page of the longest keys so much is kept.
+// With the longest keys, a full page keeps only this much of its last key.
 constexpr std::size_t cutKey = 102;
 
 int RecordLengthFor(const Options& options)

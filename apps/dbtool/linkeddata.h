@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The data file that an index leads to.
+// The data file of an index.
 
 #pragma once
 
@@ -19,7 +19,7 @@ using Agent::IndexEntry;
 class LinkedData
 {
 public:
-    // Throws Trouble if the options do not describe it.
+    // Throws Trouble if the options do not describe the file.
     LinkedData(const Options& options, int keyLength);
 
     std::uint32_t count() const { return m_records.count(); }
@@ -28,8 +28,8 @@ public:
     // The key in a live record; empty without a key field.
     std::string KeyOf(std::uint32_t number);
 
-    // What does not fit between the two: each live record has one item, with its
-    // own key where the field is known, and there are no others.
+    // The differences between the two: each live record must have one item, with the
+    // record's key if the field is known, and there must be no other items.
     Findings Compare(const std::vector<IndexEntry>& entries, std::size_t most = mostFindings);
 
     // Each live record as an item. The key field must be known.

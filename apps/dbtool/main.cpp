@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// pakmart-dbtool: looks into the files of the record store, proves them sound,
-// and makes sound ones of damaged ones.
+// pakmart-dbtool: shows and checks the files of the record store, and makes sound copies of
+// damaged ones.
 
 #include "report.h"
 #include "store/datafile.h"
@@ -107,7 +107,7 @@ struct Kind {
     const char* name;
     const char* pathName;
     std::unique_ptr<Subject> (*make)(const Options&);
-    const char* options; // letters of those that go with it
+    const char* options; // the letters of its options
 };
 
 const Kind kinds[] = {
@@ -184,7 +184,7 @@ const char* NameOf(char letter)
 }
 
 struct CommandLine {
-    std::string letters; // of the options given
+    std::string letters; // of the options on the command line
     Options options;
     std::vector<std::string> words;
 };

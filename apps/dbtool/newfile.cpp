@@ -32,7 +32,7 @@ NewFile::NewFile(const std::string& name, const std::string& ending)
     if (!made)
         throw Trouble::Because("cannot make " + m_name);
     RemoveOnSignal(m_path);
-    errno = 0; // what it holds is no reason for anything
+    errno = 0; // so that later messages do not report a stale reason
 }
 
 NewFile::~NewFile()
@@ -51,7 +51,7 @@ void NewFile::Publish()
     if (::renameat2(AT_FDCWD, m_path.c_str(), AT_FDCWD, m_name.c_str(), RENAME_NOREPLACE) != 0)
         throw Trouble::Because("cannot make " + m_name);
     m_published = true;
-    // Until then a loss of power may take the new name away.
+    // Until then a power failure could undo the rename.
     if (!SyncFolder(FolderOf(m_name)))
         throw Trouble::Because("cannot write " + m_name);
 }

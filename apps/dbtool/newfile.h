@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// A file that a repair makes: it grows under another name and gets its own when
-// it is whole, never in place of a file or link that is there. An exception or a
-// signal that ends the program takes it away.
+// A file that a repair makes. It is written under another name, gets its own name when it
+// is complete, and never replaces an existing file or link. An exception or signal that
+// ends the program removes it.
 
 #pragma once
 
@@ -15,22 +15,22 @@ namespace DbTool
 class NewFile
 {
 public:
-    // The file will be called `name` + `ending`. Throws Trouble if there is one
-    // already or none can be made.
+    // The file will be called `name` + `ending`. Throws Trouble if that exists already or
+    // cannot be made.
     NewFile(const std::string& name, const std::string& ending = std::string());
     ~NewFile();
     NewFile(const NewFile&) = delete;
     NewFile& operator=(const NewFile&) = delete;
 
-    // What it will be called.
+    // The final name.
     const std::string& name() const { return m_name; }
     // The path to write to, and the same without the ending.
     const std::string& path() const { return m_path; }
     const std::string& base() const { return m_base; }
 
-    // Brings it to the disk and gives it its name. Throws Trouble if that fails.
+    // Syncs the file and gives it its name. Throws Trouble if that fails.
     void Publish();
-    // Takes that back.
+    // Undoes Publish.
     void Withdraw();
 
 private:

@@ -17,7 +17,7 @@ namespace DbTool
 namespace
 {
 
-// The page cache lasts as long as the index.
+// A new index. The page cache exists as long as the object.
 class NewIndex
 {
 public:
@@ -37,7 +37,7 @@ public:
     NewIndex(const NewIndex&) = delete;
     NewIndex& operator=(const NewIndex&) = delete;
 
-    // False if there is an equal item.
+    // False if the index refuses an equal item.
     bool Add(const IndexEntry& entry)
     {
         char key[longestKey + 1];

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Makes an index out of given items.
+// Makes an index from given items.
 
 #pragma once
 
@@ -16,8 +16,8 @@ namespace DbTool
 using Agent::Findings;
 using Agent::IndexEntry;
 
-// Makes it in place of the file at the path. Returns which items could not get
-// in beside others with the same key; throws Trouble if it cannot be written.
+// Makes it in place of the file at `path`. Returns the items that were refused because
+// another one has the same key; throws Trouble if the index cannot be written.
 Findings FillIndex(const std::string& path, int keyLength, bool duplicates,
                    const std::vector<IndexEntry>& entries);
 

@@ -35,7 +35,7 @@ public:
         : m_options(options), m_heapPath(options.path + ".fil"), m_listPath(options.path + ".k1")
     {
         RequireFile(m_heapPath);
-        // What is not there can be made anew.
+        // A missing list can be rebuilt.
         if (DoesFileExist(0, m_listPath.c_str()))
             RequireFile(m_listPath);
     }
@@ -51,7 +51,7 @@ private:
     const std::string m_listPath;
 };
 
-// The blocks that the list of free ones names, none of them if it is damaged.
+// The blocks in the list of free ones; nothing if the list is damaged.
 FreeBlocks ListedBlocks(const std::string& path)
 {
     std::vector<IndexEntry> entries;
@@ -95,8 +95,8 @@ public:
         return text;
     }
 
-    // A listed block whose status was overwritten by the header of a block of 7
-    // bytes before it.
+    // Whether a block from the list had its status overwritten by the header of a block of
+    // 7 bytes before it: a header has 8 bytes.
     bool IsHidden(const FreeBlock& listed)
     {
         const auto [offset, length] = listed;
@@ -181,8 +181,8 @@ void CopyFile(const std::string& from, const std::string& to)
     }
 }
 
-// Gives hidden blocks their status back, if the list is true of all of the heap
-// then: one that is older than the heap might name what holds a text by now.
+// Marks hidden blocks as free again, and undoes that if the whole list does not agree with
+// the heap then: a list older than the heap might name a block that holds a text by now.
 void RestoreHidden(Heap& heap, const FreeBlocks& listed, RepairReport* report)
 {
     std::vector<FreeBlock> hidden;

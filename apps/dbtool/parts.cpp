@@ -15,7 +15,8 @@ namespace
 
 constexpr int endings[] = { SIGTERM, SIGINT, SIGHUP };
 
-// A repair makes two files at most. No memory is asked for in a signal handler.
+// A repair makes at most two files. Fixed buffers, since a signal handler must not
+// allocate memory.
 char parts[2][PATH_MAX];
 
 sigset_t EndingSet()
@@ -32,11 +33,11 @@ void RemoveAndEnd(int ending)
     for (const char* const part : parts)
         if (part[0] != 0)
             ::unlink(part);
-    // The handler is in place for one call only: this one ends the program.
+    // The handler is installed for one call only, so this ends the program.
     ::raise(ending);
 }
 
-// A signal that is ignored, as by nohup, stays so.
+// A signal that was ignored before, for example by nohup, stays ignored.
 void CatchEndings()
 {
     struct sigaction action {

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Unfinished files that go when the program is ended by a signal.
+// Removes unfinished files when a signal ends the program.
 
 #pragma once
 
@@ -11,7 +11,7 @@
 namespace DbTool
 {
 
-// Holds back SIGTERM, SIGINT and SIGHUP for the length of a block.
+// Blocks SIGTERM, SIGINT and SIGHUP during a scope.
 class SignalsHeld
 {
 public:
@@ -24,9 +24,9 @@ private:
     sigset_t m_before;
 };
 
-// From now on these signals remove the file before they end the program. To be
-// called with the signals held, when the file has just been made, and again, with
-// RemoveNoMore, when it has its own name or is gone.
+// From now on these signals remove the file before they end the program. Call it with the
+// signals blocked when the file has just been created, and RemoveNoMore, also with the
+// signals blocked, when the file has its final name or is gone.
 void RemoveOnSignal(const std::string& path);
 void RemoveNoMore(const std::string& path);
 

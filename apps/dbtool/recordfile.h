@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The records of a data file or index, read without the least change to it.
+// The records of a data file or index, read without changing it.
 
 #pragma once
 
@@ -17,16 +17,16 @@ namespace DbTool
 
 using Agent::RecordBlocks;
 
-// Throws Trouble unless the path is that of a file that can be read.
+// Throws Trouble unless `path` is a readable file.
 void RequireFile(const std::string& path);
 
-// Where all links on the way lead; the path itself if there is nothing.
+// The path with all links resolved; the path itself if there is no such file.
 std::string RealPath(const std::string& path);
 
 class RecordFile
 {
 public:
-    // Throws Trouble as above.
+    // Throws Trouble as RequireFile does.
     RecordFile(const std::string& path, int recordLength);
 
     int recordLength() const { return m_blocks.recordLength(); }
@@ -38,7 +38,7 @@ public:
     // The record, valid until the next call, or null if there is none.
     const std::uint8_t* Read(std::uint32_t number) { return m_blocks.Read(number); }
 
-    // False if there is none.
+    // False if the file has no header.
     bool ReadHeader(DataFileHeader* header);
 
     // The deleted records, as far as their chain is sound.
@@ -48,7 +48,7 @@ private:
     RecordBlocks m_blocks;
 };
 
-// Whether a header has the version that every header has.
+// Whether a header has the only valid version.
 bool HasVersion(const DataFileHeader& header);
 
 } // namespace DbTool

@@ -19,7 +19,7 @@ namespace DbTool
 namespace
 {
 
-// A signal comes before or after all of it.
+// Signals are blocked meanwhile, so that they find either none or all of the files published.
 void PublishAll(const std::vector<NewFile*>& files)
 {
     const SignalsHeld held;

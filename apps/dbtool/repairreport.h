@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// What a repair did, and whether it comes to something.
+// What a repair did, what it could not restore, and whether its files are kept.
 
 #pragma once
 
@@ -16,13 +16,13 @@ namespace DbTool
 struct RepairReport {
     std::vector<std::string> done;
     std::vector<std::string> missing; // what could not be restored
-    std::string total; // how much that is, if it was counted
+    std::string total; // the amount of that, if it was counted
 
-    // Says where a link leads to what is repaired: the new file belongs there.
+    // If `path` is a link, reports where it leads: the new file belongs there.
     void NoteLink(const std::string& path);
 
-    // Tells both, and publishes the files if nothing is missing or a part is
-    // enough: all of them or none. Returns the exit status.
+    // Prints both lists, and publishes the files, all or none, if nothing is missing or a
+    // partial repair is wanted. Returns the exit status.
     int Finish(bool partial, const std::vector<NewFile*>& files) const;
 };
 

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// What the tool says.
+// The tool's output.
 
 #pragma once
 
@@ -32,7 +32,7 @@ inline std::string Number(std::int64_t number)
     return std::to_string(number);
 }
 
-// The same, for words that make no sense.
+// The same, for an invalid command line.
 class WrongUsage : public Trouble
 {
 public:
@@ -42,10 +42,10 @@ public:
 // "1 item", "2 items".
 std::string Count(std::int64_t number, const char* thing);
 
-// The most faults of one list that are reported, as in the checks of the record store.
+// The maximum number of faults reported per list, as in the checks of the record store.
 constexpr std::size_t mostFindings = 100;
 
-// Bytes as one word of printable ASCII: all else, and the backslash, as \xHH.
+// Bytes as one word of printable ASCII; everything else, and the backslash, as \xHH.
 std::string Escaped(std::string_view bytes);
 
 // A line of `info`.
@@ -54,7 +54,7 @@ void PrintField(const char* name, const std::string& value);
 // The last line of `info`, or the whole of `check`: the status.
 int PrintCondition(const Findings& findings);
 int PrintFindings(const std::string& path, const Findings& findings);
-// Behind a dump, on standard error.
+// The faults after a dump, on standard error.
 int ComplainOfFindings(const std::string& path, const Findings& findings);
 
 } // namespace DbTool

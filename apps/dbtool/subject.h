@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// What the tool's commands work on: a data file, an index, a notes store, a
-// database of the agent. A new kind is a class here and a row in main.cpp.
+// The things that the tool's commands work on: a data file, an index, a notes store, a
+// database of the agent. A new kind needs a class here and a row in main.cpp.
 
 #pragma once
 
@@ -16,7 +16,7 @@ namespace DbTool
 enum ExitStatus {
     ExitSound = 0,
     ExitDamaged = 1,
-    ExitTrouble = 2 // wrong words, or a file that cannot be read or written
+    ExitTrouble = 2 // wrong usage, or a file that cannot be read or written
 };
 
 // The place of an index's key in the records of its data file.
@@ -30,14 +30,14 @@ struct Options {
     std::optional<int> recordLength;
     std::optional<int> keyLength;
     bool duplicates = false;
-    std::string data; // the data file that an index leads to
+    std::string data; // the data file of an index
     std::optional<KeyField> keyField;
     std::string output;
-    bool partial = false; // write what can be repaired, if that is not all
+    bool partial = false; // make the new file even if not everything can be repaired
 };
 
-// Each command returns the exit status, prints what was asked for on standard
-// output, and throws Trouble if it cannot do its work at all.
+// Each command prints its result on standard output and returns the exit status. It throws
+// Trouble if it cannot do its work at all.
 class Subject
 {
 public:
@@ -46,14 +46,14 @@ public:
     virtual int Info() = 0;
     virtual int Dump() = 0;
     virtual int Check() = 0;
-    // Never touches the old files.
+    // Never changes the old files.
     virtual int Repair() = 0;
 };
 
 std::unique_ptr<Subject> MakeDataSubject(const Options& options);
 std::unique_ptr<Subject> MakeIndexSubject(const Options& options);
 std::unique_ptr<Subject> MakeNotesSubject(const Options& options);
-// Of these the path is the folder.
+// For these the path is that of the folder.
 std::unique_ptr<Subject> MakeCatalogSubject(const Options& options);
 std::unique_ptr<Subject> MakeRecentSubject(const Options& options);
 

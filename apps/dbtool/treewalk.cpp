@@ -65,9 +65,9 @@ bool TreeWalk::HasItem(const IndexItem& item) const
     return std::any_of(first, last, [&entry](const IndexEntry& e) { return e.key == entry.key; });
 }
 
-// A page outside the tree is what an interrupted change left, with items that
-// are in the tree too, but for those that were being deleted. Were a part of the
-// tree missing, it would be 25 items at least, or, were it all, one.
+// An interrupted change may leave a page outside the tree. Its items are in the tree too,
+// except those that were being deleted. If instead a part of the tree were missing, at
+// least 25 items would be outside; if the tree is empty, a single one.
 bool TreeWalk::IsEverythingTaken()
 {
     int others = 0;

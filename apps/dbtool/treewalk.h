@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Follows the tree of an index from a root down, and shows whether it is the whole
-// tree: each page once, its items in order, its leaves equally deep, and nothing of
-// weight outside it.
+// Follows the tree of an index from a root down, and decides whether it is complete: each
+// page occurs once, all items are in order, all leaves are equally deep, and nothing
+// substantial is outside the tree.
 
 #pragma once
 
@@ -18,13 +18,13 @@ using Agent::IndexItem;
 class TreeWalk
 {
 public:
-    // `isFree`: the pages of the chain of free ones.
+    // `isFree`: which pages are in the chain of free ones.
     TreeWalk(IndexPages& pages, const std::vector<bool>& isFree);
 
-    // Whether everything below the page is the whole tree. 0 is an empty one.
+    // Whether the tree below the page `root` is complete. 0 means an empty tree.
     bool Run(std::uint32_t root);
 
-    // What was met, as far as the tree can be followed.
+    // The part of the tree that could be followed.
     int levels() const { return m_levels; }
     std::int64_t pageCount() const { return m_pageCount; }
     const std::vector<bool>& isVisited() const { return m_isVisited; }

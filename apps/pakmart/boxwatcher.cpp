@@ -25,7 +25,7 @@ bool BoxWatcher::eventFilter(QObject* watched, QEvent* event)
 {
     auto* box = event->type() == QEvent::Show ? qobject_cast<QDialog*>(watched) : nullptr;
     if (box) {
-        // Once it is drawn, and in an event loop of its own if it has one.
+        // After the box is drawn, and in the box's own event loop if it has one.
         QTimer::singleShot(0, box, [this, box] { look(box); });
     }
     return false;

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Handles the library's boxes when nobody sees them: prints the text of each and closes
+// Handles the library's boxes when nobody can see them: prints the text of each and closes
 // it, so that nothing waits for a click that cannot come.
 
 #pragma once

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Looking around in the catalog: its categories, the products of one, one product.
+// Browsing the catalog: its categories, the products of a category, one product.
 
 #include "commands.h"
 #include "console.h"
@@ -12,6 +12,7 @@
 #include <QLocale>
 #include <QMap>
 #include <algorithm>
+#include <string_view>
 #include <vantrelagent/db/catalogscan.h>
 #include <vantrelagent/db/cdpkg.h>
 
@@ -23,7 +24,7 @@ QString Text(const char* text)
     return QString::fromUtf8(text);
 }
 
-// By name, without regard to letter case.
+// By name, ignoring letter case.
 void Sort(QList<Product>& products)
 {
     std::sort(products.begin(), products.end(), [](const Product& a, const Product& b) {
@@ -32,7 +33,8 @@ void Sort(QList<Product>& products)
     });
 }
 
-// The products that are shown, by their categories without regard to letter case.
+// The number of visible products in a category; letter case does not distinguish
+// categories.
 struct CategoryCount {
     QString name;
     int products = 0;
@@ -63,33 +65,30 @@ QString InstalledVersion(const CDpkg& packages, const char* package)
                                                            : Text(info.GetVersion().c_str());
 }
 
+QJsonValue ValueAsJson(const CatalogScan::Value& value)
+{
+    switch (value.kind) {
+    case CatalogScan::Kind::Text:
+        return Text(value.text);
+    case CatalogScan::Kind::Flag:
+        return value.number != 0;
+    default:
+        return value.number;
+    }
+}
+
 QJsonObject DetailsAsJson(CatalogScan& scan, const QString& installed)
 {
     QJsonArray needs;
     for (const std::string& name : scan.Dependencies())
         needs << Text(name.c_str());
     QJsonObject all = ProductAsJson(ProductOf(scan));
-    const QJsonObject more{
-        { QStringLiteral("description"), Text(scan.Description().c_str()) },
-        { QStringLiteral("vendor"), Text(scan.Vendor()) },
-        { QStringLiteral("copyright"), Text(scan.Copyright()) },
-        { QStringLiteral("price"), Text(scan.Price()) },
-        { QStringLiteral("hidden"), scan.Hidden() },
-        { QStringLiteral("released"), Text(scan.ReleaseDate()) },
-        { QStringLiteral("reviewScore"), Text(scan.ReviewScore()) },
-        { QStringLiteral("categoryRanking"), Text(scan.CategoryRanking()) },
-        { QStringLiteral("subcategoryRanking"), Text(scan.SubCategoryRanking()) },
-        { QStringLiteral("ranking"), Text(scan.VantrelRanking()) },
-        { QStringLiteral("downloads"), scan.Downloads() },
-        { QStringLiteral("size"), scan.FileSize() },
-        { QStringLiteral("categoryPage"), Text(scan.CategoryURL()) },
-        { QStringLiteral("page"), Text(scan.ApplicationURL()) },
-        { QStringLiteral("authorPage"), Text(scan.AuthorURL()) },
-        { QStringLiteral("needs"), needs },
-        { QStringLiteral("installed"), installed.isNull() ? QJsonValue() : QJsonValue(installed) },
-    };
-    for (auto at = more.begin(); at != more.end(); ++at)
-        all[at.key()] = at.value();
+    for (const CatalogScan::Value& value : scan.Values())
+        if (!all.contains(QLatin1String(value.key)))
+            all[QLatin1String(value.key)] = ValueAsJson(value);
+    all[QStringLiteral("description")] = Text(scan.Description().c_str());
+    all[QStringLiteral("needs")] = needs;
+    all[QStringLiteral("installed")] = installed.isNull() ? QJsonValue() : QJsonValue(installed);
     return all;
 }
 
@@ -101,38 +100,33 @@ QString Joined(const std::vector<std::string>& names)
     return list.join(QStringLiteral(", "));
 }
 
-QString PositiveNumber(int number)
+QString ValueAsText(const CatalogScan::Value& value)
 {
-    return number > 0 ? QString::number(number) : QString();
+    if (value.kind == CatalogScan::Kind::Text)
+        return Text(value.text);
+    if (value.number <= 0)
+        return QString();
+    return value.kind == CatalogScan::Kind::Bytes ? QLocale::c().formattedDataSize(value.number)
+                                                  : QString::number(value.number);
 }
 
 void SayDetails(Console& display, CatalogScan& scan, const QString& installed)
 {
     constexpr int labelWidth = 14;
-    const auto line = [&display](const char* label, const QString& text) {
+    const auto line = [&display](const QString& title, const QString& text) {
         if (!text.simplified().isEmpty())
-            display.say(Padded(QLatin1String(label), labelWidth)
+            display.say(Padded(title + QLatin1Char(':'), labelWidth)
                         + Wrapped(text.simplified(), display.width(), labelWidth).mid(labelWidth));
     };
-    const int size = scan.FileSize();
-    line("Name:", Text(scan.Name()));
-    line("Serial:", QString::number(scan.ServerSerialNumber()));
-    line("Package:", Text(scan.PackageName()));
-    line("Version:", Text(scan.Version()));
-    line("Installed:", installed.isNull() ? QStringLiteral("no") : installed);
-    line("Category:", Text(scan.Category()));
-    line("Vendor:", Text(scan.Vendor()));
-    line("Copyright:", Text(scan.Copyright()));
-    line("Price:", Text(scan.Price()));
-    line("Size:", size > 0 ? QLocale::c().formattedDataSize(size) : QString());
-    line("Released:", Text(scan.ReleaseDate()));
-    line("Review score:", Text(scan.ReviewScore()));
-    line("Ranking:", Text(scan.VantrelRanking()));
-    line("Downloads:", PositiveNumber(scan.Downloads()));
-    line("Page:", Text(scan.ApplicationURL()));
-    line("Author:", Text(scan.AuthorURL()));
-    line("Needs:", Joined(scan.Dependencies()));
-    line("Hidden:", scan.Hidden() ? QStringLiteral("yes") : QString());
+    for (const CatalogScan::Value& value : scan.Values()) {
+        if (value.title)
+            line(QLatin1String(value.title), ValueAsText(value));
+        if (value.key == std::string_view("version"))
+            line(QStringLiteral("Installed"),
+                 installed.isNull() ? QStringLiteral("no") : installed);
+    }
+    line(QStringLiteral("Needs"), Joined(scan.Dependencies()));
+    line(QStringLiteral("Hidden"), scan.Hidden() ? QStringLiteral("yes") : QString());
     const QString description = Text(scan.Description().c_str());
     if (!description.isEmpty())
         display.say(QLatin1Char('\n') + Wrapped(description, display.width(), 2));
@@ -168,10 +162,10 @@ int ListCommand(Console& display, const QString& category, bool json)
         return ExitFailed;
     const QString wanted = category.simplified().toCaseFolded();
     QList<Product> products;
-    QByteArray last("\n"); // no category is called that
+    QByteArray last("\n"); // not the name of any category
     bool isWanted = false;
     while (scan.Next()) {
-        // Products of a category come together, as a rule.
+        // Products of a category usually follow each other.
         if (last != scan.Category()) {
             last = scan.Category();
             isWanted = QString::fromUtf8(last).simplified().toCaseFolded() == wanted;

@@ -9,7 +9,7 @@ namespace
 struct Option {
     const char* name;
     const char* shortName;
-    bool (*take)(CommandLine& line, const QString& value); // null: it has no value
+    bool (*take)(CommandLine& line, const QString& value); // null: it takes no value
 };
 
 bool TakePictures(CommandLine& line, const QString& value)

@@ -10,13 +10,13 @@
 struct CommandLine {
     QString command;
     QStringList arguments;
-    QStringList options; // as they were written, without their values
+    QStringList options; // as written, without their values
     QString pictures;
-    int run = 0; // place in the list of applications; 0: not asked for
+    int run = 0; // place in the list of applications; 0: not given
 
     bool has(const char* option) const { return options.contains(QLatin1String(option)); }
 };
 
-// Reads the options, wherever they stand; a short one under its long name.
-// Returns what is wrong, if anything.
+// Reads the options, at any position; a short option is stored under its long name.
+// Returns an error message, or an empty text.
 QString ParseCommandLine(const QStringList& words, CommandLine& line);

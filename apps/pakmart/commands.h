@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The verbs of the command line. Each returns the exit status.
+// The commands of the command line. Each returns the exit status.
 
 #pragma once
 
@@ -38,7 +38,7 @@ int CategoriesCommand(Console& display, bool json);
 int ListCommand(Console& display, const QString& category, bool json);
 int ShowCommand(Console& display, const QStringList& serials, bool json);
 int SearchCommand(Console& display, const QStringList& words, bool json);
-// The packages whose names are like `pattern`, all for an empty one.
+// Shows the packages with names that match `pattern`, or all for an empty pattern.
 int InstalledCommand(Console& display, const QString& pattern, bool json);
 
 int AislesCommand(Console& display, const BoxWatcher& boxes, bool json);

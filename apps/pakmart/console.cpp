@@ -21,7 +21,7 @@
 namespace
 {
 
-// A new log in the user's cache folder; the empty name when there can be none.
+// Makes a new log in the user's cache folder; returns an empty name on failure.
 QString OpenLog()
 {
     const QString folder = QStandardPaths::writableLocation(QStandardPaths::GenericCacheLocation)
@@ -38,21 +38,22 @@ QString OpenLog()
     return name;
 }
 
-// A terminal that does not know its width has the usual one.
+// A terminal that does not report its width is taken for one of 80 columns.
 int TerminalWidth(int fd)
 {
     winsize size;
     return ioctl(fd, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
 }
 
-// Whether what is written can be taken back.
+// Whether the terminal can overwrite a line.
 bool CanRedraw()
 {
     const QByteArray kind = qgetenv("TERM");
     return !kind.isEmpty() && kind != "dumb";
 }
 
-// Text of the server or of a package, fit for a terminal: no control characters.
+// Text from the server or from a package without control characters, so that it is safe on
+// a terminal.
 QString Printable(QString text)
 {
     std::replace_if(
@@ -154,7 +155,7 @@ void Console::activity(const QString& what)
 void Console::progress(int itemPercent, int overallPercent)
 {
     itemPercent = qBound(0, itemPercent, 100);
-    // The whole never goes back.
+    // The overall progress never decreases.
     overallPercent = qBound(m_overall, overallPercent, 100);
     const bool moved = itemPercent != m_item || overallPercent != m_overall;
     const bool milestone = overallPercent / 10 != m_overall / 10;
@@ -166,11 +167,11 @@ void Console::progress(int itemPercent, int overallPercent)
         write(QStringLiteral("  %1% of all, %2% of this\n").arg(m_overall).arg(m_item).toUtf8());
 }
 
-// The last column stays free: a character there would move some terminals to the
-// next line, out of reach of what takes the bar back.
+// The last column stays free: after a character there, some terminals wrap to the next
+// line, and the bar could not be erased.
 void Console::drawBar()
 {
-    constexpr int narrow = 40; // columns that have no room for the cells
+    constexpr int narrow = 40; // with fewer columns the bar has no cells
     const int width = TerminalWidth(m_out);
     const int cells = width < narrow ? 0 : qBound(10, width / 3, 30);
     const int full = cells * m_overall / 100;
@@ -197,7 +198,7 @@ bool Console::ask(const QString& question)
     char c = 0;
     while (!Interrupt::received()) {
         pollfd input{ STDIN_FILENO, POLLIN, 0 };
-        // A signal ends the wait, so that Ctrl-C is an answer.
+        // A signal interrupts the wait, so Ctrl-C counts as an answer.
         if (poll(&input, 1, -1) <= 0)
             continue;
         const ssize_t count = read(STDIN_FILENO, &c, 1);

@@ -1,11 +1,11 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// What the person reads: progress, questions, errors.
+// Everything that the user reads: progress, questions, errors.
 //
-// The library and the programs it runs write to standard output as well. Those
-// lines go to a log file unless the person wants them, so this keeps the real
-// standard output for itself.
+// The library and the programs it runs write to standard output as well. Those lines go to
+// a log file unless the user wants to see them, so the console keeps the real standard
+// output for itself.
 
 #pragma once
 
@@ -23,25 +23,25 @@ public:
     Console(const Console&) = delete;
     Console& operator=(const Console&) = delete;
 
-    // Where the library's lines go; empty where they are shown or dropped.
+    // The file for the library's lines; empty if they are shown or dropped.
     QString logFile() const { return m_logFile; }
 
-    // The columns that lines should fit into: those of the variable COLUMNS, else of
-    // the terminal; 0, without limit, where there is neither.
+    // The columns that lines should fit into: the variable COLUMNS, or else the width of
+    // the terminal; 0 (no limit) without either.
     int width() const;
 
-    void say(const QString& lines); // on standard output, as they are
-    void sayText(const QString& text); // the same, broken where it does not fit
+    void say(const QString& lines); // on standard output, unchanged
+    void sayText(const QString& text); // the same, wrapped to the width
     void sayJson(const QJsonArray& array); // on one line
     void sayJson(const QJsonObject& object);
     void complain(const QString& text); // on standard error
 
-    // What is being done, and how far it is: a bar on a terminal that can take one
-    // back (not a "dumb" one), a line where something changed elsewhere.
+    // Shows the current activity and its progress: as a bar on a terminal that can erase it
+    // (not a "dumb" one), otherwise as a line per change.
     void activity(const QString& what);
     void progress(int itemPercent, int overallPercent);
 
-    // Asks a yes-or-no question; the end of the input and an interruption are a no.
+    // Asks a yes-or-no question; the end of the input and an interruption mean no.
     bool ask(const QString& question);
 
 private:

@@ -74,16 +74,16 @@ void InstallListener::onEndInstall(const bool success)
 namespace
 {
 
-// What is known of an install when it is over; it outlives the request.
+// The result of an install; it outlives the request.
 struct InstallRecord {
-    QStringList wanted; // the packages that are asked for
-    bool succeeded = false; // as the library sees it
+    QStringList wanted; // the requested packages
+    bool succeeded = false; // according to the library
     AgentError::Code code = AgentError::NoFailure;
     QString sentence;
 };
 
-// The request, which knows the packages of its products once the server has said them.
-// It has no meta-object of its own: the class that it extends is what is announced.
+// The request; it knows the packages of its products once the server has answered. It has
+// no meta-object of its own, so that the base class's name is printed and requested.
 class Install : public CAPIInstallPackages
 {
 public:
@@ -141,7 +141,7 @@ void Follow(Install* request, const InstallListener& listener, InstallRecord& re
                          record.code = code;
                          record.sentence = text;
                      });
-    // Nothing is recorded or announced that dpkg does not have.
+    // Only what dpkg has installed is recorded and announced.
     QObject::connect(request, &CAPIInstallPackages::signalCanAddToNewStuff, &listener,
                      [&](PackageNameArray& names, bool& add) {
                          const DpkgStatus now = ReadDpkgStatus();
@@ -160,11 +160,12 @@ void SayInstalled(Console& console, const QStringList& names, const DpkgStatus& 
     }
 }
 
-// Why it failed, where no box has told, and what is left half-way.
+// Prints why it failed, unless a box already has, and what is left half-installed.
 int Fail(Console& console, const BoxWatcher& boxes, const InstallRecord& record,
          const DpkgStatus& before, const DpkgStatus& now)
 {
-    // The box has the lines of the package tools, which do not know of a refresh before.
+    // A box shows the lines of the package tools, which say nothing about an earlier failed
+    // refresh.
     if (boxes.errors() == 0 || record.code == AgentError::RefreshFailed)
         console.complain(record.sentence.isEmpty() ? QStringLiteral("the installation failed")
                                                    : record.sentence);

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The listener of an install: shows what goes on and asks whether to.
+// The listener of an install: shows its progress and asks for confirmation.
 
 #pragma once
 
@@ -19,7 +19,7 @@ public:
     InstallListener(Console& display, bool yes) : m_display(display), m_yes(yes) { }
 
     bool declined() const { return m_declined; }
-    // Whether the package tools have run, and ended well.
+    // Whether the package tools have run, and succeeded.
     bool toolsSucceeded() const { return m_toolsSucceeded; }
     bool toolsBegan() const { return m_toolsBegan; }
 

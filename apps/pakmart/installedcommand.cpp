@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The packages of this machine.
+// The packages installed on this machine.
 
 #include "commands.h"
 #include "console.h"
@@ -16,7 +16,7 @@
 namespace
 {
 
-// A name is like a pattern of the shell as a whole, and like a plain word anywhere.
+// A shell pattern must match the whole name; a plain word may occur anywhere in it.
 bool IsLike(const QString& name, const QString& pattern)
 {
     static const QRegularExpression special(QStringLiteral("[*?[]"));

@@ -36,7 +36,7 @@ void OnInterruption()
 {
     char bytes[16];
     while (read(g_pipe[0], bytes, sizeof bytes) > 0) { }
-    // A copy: what ends may take its handler away.
+    // A copy: a handler may end the work that owns it or another one.
     const auto handlers = g_handlers;
     for (auto handler = handlers.rbegin(); handler != handlers.rend(); ++handler)
         (*handler)();

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Ctrl-C and SIGTERM: the work under way is asked to end, and requests that wait for the
-// server are aborted. This ends the waits of the library, so that it cleans up.
+// Ctrl-C and SIGTERM: the current work is asked to end, and requests that wait for the
+// server are aborted. This ends the library's waits, so that it can clean up.
 
 #pragma once
 
@@ -11,14 +11,13 @@
 namespace Interrupt
 {
 
-// Catches the two signals from now on; there must be an application.
+// Catches the two signals from now on; an application object must exist.
 void install();
 
 // Whether one has come.
 bool received();
 
-// What is to be done when one comes, as long as the object lives; at each one. It runs
-// in the event loop.
+// An action for each such signal, as long as the object lives. It runs in the event loop.
 class Handler
 {
 public:

@@ -11,13 +11,13 @@
 namespace
 {
 
-// wcwidth has no answer for what the C library does not know as a character.
+// wcwidth returns -1 for a code point that the C library does not know.
 int CellsOf(uint character)
 {
     return std::max(0, wcwidth(wchar_t(character)));
 }
 
-// The beginning of a text that fits into `width` cells, one character at least.
+// The beginning of a text that fits into `width` cells, but at least one character.
 QString Beginning(const QString& text, int width)
 {
     std::u32string kept;
@@ -31,7 +31,7 @@ QString Beginning(const QString& text, int width)
     return QString::fromStdU32String(kept);
 }
 
-// Text without a place to break, in pieces that fit.
+// Splits text that has no place to break into pieces that fit.
 QStringList Pieces(QString text, int width)
 {
     QStringList pieces;
@@ -92,7 +92,7 @@ QString Fitted(const QString& text, int width)
     if (width <= 0 || CellsOf(text) <= width)
         return text;
     std::u32string kept;
-    int cells = 1; // of the mark
+    int cells = 1; // for the ellipsis
     for (const uint character : text.toUcs4()) {
         cells += CellsOf(character);
         if (cells > width)

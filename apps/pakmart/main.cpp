@@ -57,10 +57,10 @@ Options:
 Exit status: 0 done, 1 failed, 2 usage, 3 declined, 130 interrupted.
 )";
 
-// What stands behind a command.
-enum class Arguments { None, One, Some, Serials }; // One: or none
+// The arguments of a command. One: at most one.
+enum class Arguments { None, One, Some, Serials };
 
-// A command, with the options that not every command has.
+// A command, with the options that only some commands have.
 struct Command {
     const char* name;
     Arguments arguments;
@@ -181,7 +181,7 @@ const Command* FindCommand(const QString& name)
     return nullptr;
 }
 
-// The commands that have an option, empty for one that goes with all.
+// The commands that have an option; empty for an option of all commands.
 QStringList CommandsWith(const QString& option)
 {
     QStringList names;
@@ -222,7 +222,7 @@ QString CheckArguments(const CommandLine& line, const Command& command)
     return QString();
 }
 
-// Whether the command, its options and its arguments go together.
+// An error message if the command, its options and its arguments do not go together.
 QString Check(const CommandLine& line)
 {
     if (line.command.isEmpty())
@@ -234,22 +234,21 @@ QString Check(const CommandLine& line)
     return wrong.isEmpty() ? CheckArguments(line, *command) : wrong;
 }
 
-// What Qt has to say is for the log, where the library's own lines go.
+// Qt's messages go to the log, like the library's own lines.
 void WriteQtMessage(QtMsgType type, const QMessageLogContext& context, const QString& text)
 {
     std::printf("%s\n", qUtf8Printable(qFormatLogMessage(type, context, text)));
     std::fflush(stdout);
 }
 
-// Texts are UTF-8 in every locale; the widths of their characters are told by that
-// of the process.
+// Texts are UTF-8 in every locale, but wcwidth depends on the locale of the process.
 void UseWideCharacters()
 {
     if (std::strcmp(nl_langinfo(CODESET), "UTF-8") != 0)
         std::setlocale(LC_CTYPE, "C.UTF-8");
 }
 
-// Qt 6 warns of a locale that is not UTF-8 as the application is made.
+// Qt 6 warns about a locale that is not UTF-8 when the application object is made.
 QtMessageHandler messages = nullptr;
 
 void LeaveOutLocale(QtMsgType type, const QMessageLogContext& context, const QString& text)

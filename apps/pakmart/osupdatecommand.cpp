@@ -32,7 +32,7 @@ void OSUpdate::onSuccessfulTransfer(QDomElement* pElement)
         const QString name = package.firstChildElement(QStringLiteral("name")).text();
         m_record.offered << url_decode(name).trimmed();
     }
-    // Without lists of now, nobody knows what is up to date.
+    // Without current lists nobody knows what is up to date.
     const QString failure = RefreshSources(m_options.json ? nullptr : &m_display);
     if (failure.isEmpty())
         CAPIGetOSVer::onSuccessfulTransfer(pElement);
@@ -100,7 +100,7 @@ QList<Change> Changes(const QMap<QString, QString>& before, const QMap<QString, 
     return changes;
 }
 
-// Why there was no update that should have been; empty if there was none to be.
+// Why an update that was needed did not happen; empty if none was needed.
 QString Failure(const OSUpdateRecord& record)
 {
     if (record.offered.isEmpty() || record.files == 0 || (record.installed && record.toolsRan))
@@ -164,7 +164,7 @@ int OSUpdateCommand(Console& display, const BoxWatcher& boxes, const UpdateOptio
     }
     const QString failure = Failure(record);
     if (!record.succeeded || !failure.isEmpty()) {
-        // A box has told why, where the server did not answer.
+        // If the server did not answer, a box has already shown why.
         if (boxes.errors() == 0)
             display.complain(failure.isEmpty() ? QStringLiteral("the check for updates failed")
                                                : failure);

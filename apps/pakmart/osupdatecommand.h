@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The update of the operating system, as the person decides on it.
+// The update of the operating system, with the user's decisions.
 
 #pragma once
 
@@ -11,21 +11,21 @@
 #include <vantrelagent/install/capigetosver.h>
 #include <vantrelagent/install/capiinstallpackages.h>
 
-// What is known of an update when it is over; it outlives the request.
+// The result of an update; it outlives the request.
 struct OSUpdateRecord {
     bool succeeded = false; // the server has answered
     bool agent = false; // the agent itself was updated
     QStringList offered; // packages that the server names
-    int files = -1; // package files needed; -1: that could not be worked out
+    int files = -1; // package files needed; -1: unknown
     bool declined = false;
-    bool installed = false; // as the library sees it
+    bool installed = false; // according to the library
     bool toolsRan = false;
     QStringList errors; // of the package tools
-    QPointer<CAPIInstallPackages> install; // while it is under way
+    QPointer<CAPIInstallPackages> install; // while it runs
 };
 
-// The request, known to the server by the name of the class it extends: it has
-// no meta-object of its own.
+// The request. It has no meta-object of its own, so that the server gets the name of the
+// base class.
 class OSUpdate : public CAPIGetOSVer
 {
 public:

@@ -1,9 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// What came of a change, by dpkg's status, and how that is said. dpkg is the judge:
-// neither the exit status of the package tools nor a box of the library says for sure
-// what is installed.
+// Judges the result of a change by dpkg's status, and reports it. Neither the exit status of
+// the package tools nor a box of the library shows reliably what is installed.
 
 #pragma once
 
@@ -17,17 +16,17 @@ class Console;
 using Agent::DpkgStatus;
 using Agent::PackageState;
 
-// dpkg's status as it is now.
+// dpkg's current status.
 DpkgStatus ReadDpkgStatus();
 
-// How a package is, if it is not installed as it should be, and what can be done:
+// The state of a package that is not installed as it should be, and what to do about it:
 // "x is unpacked ('install ok unpacked'): 'pakmart install --package x' ..."
 QString Trouble(const QString& name, const PackageState& state);
 
-// Complains of each of `names` that is not installed. True when all are.
+// Complains about each of `names` that is not installed. True if all are.
 bool AreInstalled(Console& console, const QStringList& names, const DpkgStatus& now);
 
-// Complains of each package that was not half-way installed before and is now, but for
-// `names`, of which has been said enough.
+// Complains about each package that is half-installed now but was not before, except for
+// `names`, which have been reported already.
 void SayNewTrouble(Console& console, const QStringList& names, const DpkgStatus& before,
                    const DpkgStatus& now);

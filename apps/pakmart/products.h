@@ -12,7 +12,7 @@
 class CatalogScan;
 class Console;
 
-// The fields of a product that a line of a list shows.
+// The fields of a product that one line of a list shows.
 struct Product {
     int serial = 0;
     QString name, package, version, category, summary; // each on one line

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The applications used last: showing them, starting one, forgetting one.
+// The recently used applications: showing them, starting one, forgetting one.
 
 #include "commands.h"
 #include "console.h"
@@ -17,7 +17,7 @@
 namespace
 {
 
-// Does something with the list open. ExitFailed if it does not open.
+// Runs `work` with the open list. ExitFailed if the list cannot be opened.
 int WithList(Console& display, const std::function<int(CRUFile&)>& work)
 {
     int status = ExitFailed;
@@ -33,7 +33,7 @@ int WithList(Console& display, const std::function<int(CRUFile&)>& work)
     return status;
 }
 
-// The server chose the name: it stays on one line.
+// The name comes from the server, so it is forced onto one line.
 QString Name(const CRUFile& list)
 {
     return QString::fromUtf8(list.Description()).simplified();
@@ -96,7 +96,7 @@ int RecentCommand(Console& display, int run)
 int ForgetCommand(Console& display, const QStringList& serials)
 {
     return WithList(display, [&display, &serials](CRUFile& list) {
-        // What an update left half-way is not found by its number.
+        // An item that an interrupted change left cannot be found by its number.
         list.Repair();
         int status = ExitDone;
         for (const QString& serial : serials) {

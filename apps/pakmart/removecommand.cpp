@@ -1,7 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Removing packages: what goes with them is shown first, and dpkg is asked after.
+// Removing packages: first shows everything that would be removed, and afterwards checks
+// the result in dpkg's status.
 
 #include "commands.h"
 #include "console.h"
@@ -16,14 +17,14 @@
 namespace
 {
 
-// What a remove would do, as names with versions: "libpixel 1.2".
+// The effect of a remove; `shown` and `installed` have the versions: "libpixel 1.2".
 struct Plan {
     QStringList removed; // names
     QStringList shown;
-    QStringList installed; // what would come in their place
+    QStringList installed; // packages that would replace them
 };
 
-// From the lines of a simulation: "Remv libpixel [1.2]", "Inst other (2.0 ...)".
+// Reads the lines of a simulation: "Remv libpixel [1.2]", "Inst other (2.0 ...)".
 Plan ReadPlan(const QStringList& lines)
 {
     Plan plan;
@@ -41,7 +42,7 @@ Plan ReadPlan(const QStringList& lines)
     return plan;
 }
 
-// False when what would go is not known.
+// False if it is not known what would be removed.
 bool MakePlan(Console& console, const QStringList& names, Plan& plan)
 {
     const FrontEndResult simulation = RunFrontEnd(
@@ -89,8 +90,8 @@ bool IsGone(const DpkgStatus& status, const QString& name)
     return status.Of(name.toStdString()).IsGone();
 }
 
-// Says of each package of the plan whether it went, and before the first that did not,
-// why. True when all went.
+// Reports for each package of the plan whether it was removed, and before the first one
+// that was not, the reason. True if all were removed.
 bool ReportPlan(Console& console, const Plan& plan, const DpkgStatus& now, const QString& why)
 {
     QStringList left;
@@ -111,7 +112,7 @@ bool ReportPlan(Console& console, const Plan& plan, const DpkgStatus& now, const
     return left.isEmpty();
 }
 
-// Says what went, and what did not. True when all of the plan went, and nothing else.
+// Reports what was removed and what was not. True if exactly the plan was carried out.
 bool Report(Console& console, const Plan& plan, const DpkgStatus& before, const DpkgStatus& now,
             const QString& why)
 {
@@ -143,11 +144,11 @@ int RemoveCommand(Console& console, const QStringList& names, bool yes)
         return Interrupt::received() ? ExitInterrupted : ExitFailed;
     if (!Agree(console, plan, yes))
         return Interrupt::received() ? ExitInterrupted : ExitDeclined;
-    // As the library does after each install.
+    // The library does the same after each install.
     if (before.WasInterrupted())
         CRun(SystemPath(QStringLiteral("/usr/bin/dpkg")), QStringLiteral("--configure -a"), true)
             .Run();
-    // With every name that was shown, it is that what is done.
+    // The run gets every name that was shown, so that it does exactly that.
     CRunAptGet runner;
     QObject::connect(
         &runner, &CRunAptGet::signalWaitingFor, &runner,

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Whether a file of the agent's data folder is written: the library does not tell
-// whether it could save what came.
+// Detects whether a file of the agent's data folder was written: the library does not
+// report whether it could save a reply.
 
 #pragma once
 
@@ -12,13 +12,13 @@
 class SavedMark
 {
 public:
-    // Remembers the file `name` as it is now.
+    // Remembers the current state of the file `name`.
     explicit SavedMark(const char* name);
 
     // Whether it has been written since.
     bool isNew() const { return Mark() != m_before; }
 
-    // Its path as a person knows it.
+    // Its path without the private root.
     QString path() const { return m_path; }
 
 private:

@@ -1,9 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Finding products by words. All of them must be somewhere in the product's name,
-// package or description, in any letter case; what has them in better places comes
-// first.
+// Finding products by words. All words must occur somewhere in the product's name, package
+// or description, in any letter case; products with the words in better places come first.
 
 #include "commands.h"
 #include "console.h"
@@ -18,10 +17,10 @@
 namespace
 {
 
-// Where a word is found, from the best to the worst place.
+// Where a word occurs, from the best to the worst place.
 enum Place { Whole, Beginning, BeginningOfAWord, Within, InSummary, InDescription, Nowhere };
 
-// A text without its letter case: all letters of it, where it has others than ASCII's.
+// Folds the letter case of a text. Pure ASCII, which is common, is folded without Qt.
 void Fold(const char* text, std::size_t length, std::string& folded)
 {
     folded.assign(text, length);
@@ -88,8 +87,8 @@ private:
     std::size_t m_summaryEnd = 0;
 };
 
-// The less the better; -1 for a product that lacks a word. The words together, as
-// they were written, count more than each of them anywhere.
+// A lower rank is better; -1 for a product that lacks a word. The place of the whole phrase
+// counts more than the places of the single words.
 int RankOf(const Texts& texts, const std::vector<std::string>& words, const std::string& phrase)
 {
     int sum = 0;
@@ -99,7 +98,7 @@ int RankOf(const Texts& texts, const std::vector<std::string>& words, const std:
             return -1;
         sum += place;
     }
-    constexpr int step = 1000; // more than many words can sum up to
+    constexpr int step = 1000; // more than the places of many words add up to
     return int(texts.PlaceOf(phrase)) * step + std::min(sum, step - 1);
 }
 
@@ -117,7 +116,7 @@ QList<Product> InOrder(std::vector<Hit>& hits)
         return order != 0 ? order < 0 : a.product.serial < b.product.serial;
     });
     QList<Product> products;
-    QSet<int> seen; // a product of two categories is one product
+    QSet<int> seen; // a product in two categories is listed once
     for (const Hit& hit : hits) {
         if (seen.contains(hit.product.serial))
             continue;

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// How the store is arranged, and what of the account is on this machine.
+// The arrangement of the store, and the account's applications on this machine.
 
 #include "boxwatcher.h"
 #include "commands.h"
@@ -20,13 +20,13 @@
 namespace
 {
 
-// A text of a saved file, in which "%2b" stands for a plus sign.
+// A text of a saved file, in which a plus sign is written as "%2b".
 QString Text(const std::string& text)
 {
     return QString::fromStdString(text).replace(QLatin1String("%2b"), QLatin1String("+"));
 }
 
-// Runs a request that does not wait for its own end. False when it failed.
+// Runs a request that does not wait for its own end. False if it failed.
 bool RunToItsEnd(CAPI* request)
 {
     QEventLoop loop;
@@ -43,7 +43,7 @@ bool RunToItsEnd(CAPI* request)
     return succeeded;
 }
 
-// Fetches what the file `name` of the data folder is to hold, and reads it.
+// Runs the request that saves its reply as `name` in the data folder, and reads that file.
 int Fetch(Console& display, const BoxWatcher& boxes, CAPI* request, const char* name,
           CXMLNode& tree)
 {
@@ -52,7 +52,7 @@ int Fetch(Console& display, const BoxWatcher& boxes, CAPI* request, const char* 
     if (Interrupt::received())
         return ExitInterrupted;
     if (!succeeded) {
-        // A box has told why, as a rule.
+        // Usually a box has already shown why.
         if (boxes.errors() == 0)
             display.complain(QStringLiteral("the request failed"));
         return ExitFailed;
@@ -97,7 +97,7 @@ QJsonArray ApplicationsAsJson(CXMLNode& tree)
     return applications;
 }
 
-// A text of the server's on one line.
+// A text from the server on one line.
 QString Line(const QJsonObject& object, const char* key)
 {
     return object[QLatin1String(key)].toString().simplified();
@@ -124,12 +124,12 @@ void SayApplication(Console& display, const QJsonObject& application)
                     + QLatin1Char(')'));
 }
 
-// What is fetched into a file of the data folder and shown from it.
+// A reply that is saved in a file of the data folder and shown from it.
 struct Shelf {
     const char* activity;
     CAPI* (*request)();
     const char* file;
-    const char* nothing; // what is said when it is empty
+    const char* nothing; // the message if it is empty
     QJsonArray (*asJson)(CXMLNode& tree);
     void (*say)(Console& display, const QJsonObject& entry);
 };

@@ -26,7 +26,7 @@ bool HasSources()
     return false;
 }
 
-// Whom the refresh waits for is said, if there is a console.
+// If there is a console, prints what the refresh waits for.
 template <typename Sender> void FollowWait(const Sender* sender, Console* console)
 {
     if (console)
@@ -36,7 +36,7 @@ template <typename Sender> void FollowWait(const Sender* sender, Console* consol
                          });
 }
 
-// Why the lists of packages are not those of now; empty when they are.
+// Why the lists of packages are not current; empty if they are.
 QString RefreshLists(Console* console)
 {
     CRunAptGet runner;
@@ -84,7 +84,7 @@ int UpdateSourcesCommand(Console& console, const BoxWatcher& boxes)
     if (Interrupt::received())
         return ExitInterrupted;
     if (!failure.isEmpty() || boxes.errors() > 0) {
-        // A box has told why, as a rule.
+        // Usually a box has already shown why.
         if (boxes.errors() == 0)
             console.complain(failure);
         return ExitFailed;

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The lists of packages that installs are worked out from.
+// Refreshes the lists of packages that installs use to resolve dependencies.
 
 #pragma once
 
@@ -10,6 +10,6 @@
 class Console;
 
 // Fetches the store's package sources, and the lists of packages from each of them.
-// Returns what went wrong, as a text for the user; empty when the lists are those of
-// now. Says on the console, if there is one, whom it waits for.
+// Returns an error message for the user, or an empty text if the lists are current. If
+// there is a console, prints what it waits for.
 QString RefreshSources(Console* console);

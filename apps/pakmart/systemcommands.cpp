@@ -24,7 +24,7 @@ QJsonValue TextOrNull(const QString& text)
     return text.isEmpty() ? QJsonValue() : QJsonValue(text);
 }
 
-// When the system was last brought up to date; empty if it never was.
+// The time of the last system update; empty if there was none.
 QString LastUpdate()
 {
     const CConfigFile daemon(SystemPath(std::string("/etc/pakmartd.conf")), false);
@@ -36,8 +36,8 @@ QString Builder()
     return QString::fromStdString(CGetOEMInfo().getID());
 }
 
-// Whether an address could be a store's: the library takes one that cannot be
-// asked for one that did not fail.
+// Whether a request can be sent to an address. For the library an address that it cannot
+// ask is not a failure.
 bool CouldBeAsked(const QUrl& url)
 {
     const bool web

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Fetching the store's catalog, filling the database from it, and telling what is
-// different from the one before.
+// Fetching the store's catalog, filling the database from it, and showing the differences
+// from the previous one.
 
 #include "boxwatcher.h"
 #include "commands.h"
@@ -27,12 +27,12 @@
 namespace
 {
 
-// ---- the catalog as it was, and as it is ----
+// ---- the catalog before and after ----
 
 struct Snapshot {
     struct Entry {
         QString name;
-        std::size_t mark = 0; // of everything that is stored of the product
+        std::size_t mark = 0; // a hash of everything that is stored about the product
     };
     std::map<int, Entry> products; // by their serial numbers
     std::set<std::string> categories;
@@ -42,14 +42,8 @@ struct Snapshot {
 std::size_t MarkOf(CatalogScan& scan)
 {
     std::string all;
-    for (const char* text :
-         { scan.Category(), scan.Name(), scan.PackageName(), scan.Version(), scan.Vendor(),
-           scan.Copyright(), scan.Price(), scan.ReleaseDate(), scan.ReviewScore(),
-           scan.CategoryRanking(), scan.SubCategoryRanking(), scan.VantrelRanking(),
-           scan.CategoryURL(), scan.ApplicationURL(), scan.AuthorURL() })
-        all.append(text).push_back('\0');
-    for (const int number : { int(scan.Hidden()), scan.Downloads(), scan.FileSize() })
-        all.append(std::to_string(number)).push_back('\0');
+    for (const CatalogScan::Value& value : scan.Values())
+        all.append(value.text).append(std::to_string(value.number)).push_back('\0');
     all.append(scan.Description()).push_back('\0');
     for (const std::string& name : scan.Dependencies())
         all.append(name).push_back('\0');
@@ -64,7 +58,7 @@ Snapshot TakeSnapshot()
     while (scan.Next()) {
         Snapshot::Entry& entry = snapshot.products[scan.ServerSerialNumber()];
         entry.name = QString::fromUtf8(scan.Name()).simplified();
-        // A product of two categories has two records, in any order.
+        // A product in two categories has two records; the sum does not depend on their order.
         entry.mark += MarkOf(scan);
         snapshot.categories.insert(scan.Category());
     }
@@ -93,7 +87,7 @@ Difference Compare(const Snapshot& before, const Snapshot& after)
 
 // ---- the request ----
 
-// The bar of an update, once that takes long enough to be looked at.
+// The progress bar of an update, shown only if the update takes long enough.
 class UpdateProgress
 {
 public:
@@ -101,7 +95,7 @@ public:
     {
         m_time.start();
     }
-    // `half`: 0 while the catalog comes, 1 while the database is filled.
+    // `half`: 0 while the catalog arrives, 1 while the database is filled.
     void tell(int half, double share)
     {
         if (!m_quiet && m_time.elapsed() > 1000)
@@ -116,7 +110,7 @@ private:
 
 struct UpdateRecord {
     bool came = false; // the reply has a catalog
-    bool filled = false; // and the database holds it
+    bool filled = false; // and it is in the database
 };
 
 int CountCategories(const QDomElement& catalog)
@@ -129,8 +123,8 @@ int CountCategories(const QDomElement& catalog)
     return count;
 }
 
-// The request, known to the server by the name of the class it extends: it has no
-// meta-object of its own.
+// The request. It has no meta-object of its own, so that the server gets the name of the
+// base class.
 class CatalogUpdate : public CAPIUpdateCatalog
 {
 public:
@@ -176,8 +170,8 @@ public:
     }
 
 private:
-    // KDE Frameworks 6 say how long a reply is when it has ended; until then it is taken
-    // for as long as the last one.
+    // KDE Frameworks 6 report the length of a reply only at its end; until then it is
+    // assumed to be as long as the last one.
     void ShowReceived(const KIO::Job& job)
     {
         const auto total = job.totalAmount(KJob::Bytes);
@@ -199,7 +193,7 @@ private:
     bool m_waits = false;
 };
 
-// ---- what is told ----
+// ---- the output ----
 
 QString Count(std::size_t count, const char* one, const char* many)
 {
@@ -259,7 +253,7 @@ void TellJson(Console& display, const Snapshot& before, const Snapshot& after)
                                  { QStringLiteral("gone"), ListAsJson(difference.gone) } });
 }
 
-// What went wrong with a catalog that has come; empty if nothing did.
+// What went wrong with a catalog that has arrived; empty if nothing did.
 QString Failure(const UpdateRecord& record, const SavedMark& saved)
 {
     if (!record.came)
@@ -289,7 +283,7 @@ int UpdateCommand(Console& display, const BoxWatcher& boxes, bool json)
     const QString failure
         = succeeded ? Failure(record, saved) : QStringLiteral("the request failed");
     if (!failure.isEmpty()) {
-        // A box has told why a request failed, as a rule.
+        // Usually a box has already shown why the request failed.
         if (succeeded || boxes.errors() == 0)
             display.complain(failure);
         return ExitFailed;

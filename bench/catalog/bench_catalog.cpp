@@ -1,12 +1,12 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// A whole Debian package index as a catalog, beside SQLite with the same data:
-// building it, finding products, walking the categories, and what the list of
-// dependencies costs. "of_sqlite" is the ratio to the SQLite run before it.
+// Compares a whole Debian package index as a catalog with SQLite holding the same data:
+// building it, finding products, walking the categories, and the cost of the list of
+// dependencies. "of_sqlite" is the ratio to the preceding SQLite run.
 //
 // Usage: bench_catalog [BENCHMARK-OPTION...] [INDEX]
-// INDEX is the largest that apt keeps here unless given. Runs in a sandbox
+// INDEX defaults to the largest one that apt keeps on this machine. Runs in a sandbox
 // (tests/in-sandbox), where the agent's data folder is a private one.
 
 #include "bench/catalog/sqlitecatalog.h"
@@ -36,8 +36,8 @@ struct Fixture {
 Fixture* shared = nullptr;
 double sqliteSeconds = 0; // the last run of SQLite
 
-// The processor time of this process, in seconds: nothing here waits for a disk,
-// and the machine may be busy with other things.
+// The processor time of this process in seconds: nothing here waits for a disk, and other
+// processes may use the machine.
 double Now()
 {
     timespec time;
@@ -52,8 +52,7 @@ double KernelSeconds()
     return double(usage.ru_stime.tv_sec) + double(usage.ru_stime.tv_usec) / 1e6;
 }
 
-// Times `work` once per iteration. A run of SQLite is what the next one is
-// compared with.
+// Times `work` once per iteration. A run of SQLite becomes the reference for those after it.
 template <typename Work> void Measure(benchmark::State& state, bool isSqlite, Work work)
 {
     double seconds = 0;
@@ -137,7 +136,7 @@ void Build(benchmark::State& state)
     state.counters["MB"] = bytes / 1e6;
 }
 
-// System calls of a build for each product, in a run that is not timed.
+// Counts the system calls per product of a build, in a run that is not timed.
 void CallsOfABuild(benchmark::State& state)
 {
     const auto count = [&state](const char* of, With with) {
@@ -261,8 +260,8 @@ void WalkWithOwnNames(benchmark::State& state)
 
 // ---- the list of dependencies ----
 
-// A product with the names of all later ones: from the front, the middle and
-// the end of the catalog.
+// Loads a product with the names of all later ones, from the front, the middle and the end
+// of the catalog.
 void LoadWithList(benchmark::State& state)
 {
     CCatalogFile catalog;
@@ -291,7 +290,7 @@ double Allocated()
     return double(info.uordblks + info.hblkhd) / 1024;
 }
 
-// What one object costs: open, after every product was seen, and with the
+// The memory of one object: after opening, after a walk of all products, and with the
 // longest list.
 void MemoryOfACatalog(benchmark::State& state)
 {

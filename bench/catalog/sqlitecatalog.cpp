@@ -106,7 +106,7 @@ void SqliteCatalog::Build(const std::vector<DebianPackage>& packages)
     Run(m_database, "COMMIT");
 }
 
-// Every column is fetched, as every field of a record is.
+// Fetches every column, since the catalog reads every field of a record.
 int SqliteCatalog::ReadRow(sqlite3_stmt* row)
 {
     int bytes = 0;

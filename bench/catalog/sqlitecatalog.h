@@ -1,9 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The same catalog in SQLite: a table with the indexes that the catalog has, the
-// description in the row, and a table of dependencies with two indexes. No call
-// waits for the disk.
+// The same catalog in SQLite: a table with the indexes of the catalog and the description in
+// the row, and a table of dependencies with two indexes. No call waits for the disk.
 
 #pragma once
 
@@ -15,18 +14,18 @@
 class SqliteCatalog
 {
 public:
-    // Opens a file; with `packages` it is made new, in one transaction.
+    // Opens a file; with `packages` the database is built from them, in one transaction.
     SqliteCatalog(const std::string& path, const std::vector<DebianPackage>* packages = nullptr);
     ~SqliteCatalog();
     SqliteCatalog(const SqliteCatalog&) = delete;
     SqliteCatalog& operator=(const SqliteCatalog&) = delete;
 
-    // Reads a product whole. Returns the bytes of its description, -1 if there
-    // is none with that number.
+    // Reads a whole product. Returns the length of its description, or -1 if no product has
+    // the number.
     int Find(int serial);
     // The names that a product depends on.
     QByteArrayList Dependencies(int serial);
-    // The products of a category by name, each read whole. Returns how many.
+    // Reads the products of a category by name, each whole. Returns their number.
     int Walk(const std::string& category);
 
 private:

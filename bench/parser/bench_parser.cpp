@@ -1,14 +1,12 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// How fast the parser of the front end's output is: a run's 100,000 lines, read
-// with getline, read and parsed without an application (no events to process),
-// and with one.
+// The speed of the parser of the front end's output: 100,000 lines are read with getline,
+// read and parsed without an application (no events to process), and with one.
 //
 //     bench_parser FILE
 //
-// FILE is the recorded output of a front end; its lines are repeated until there
-// are 100,000.
+// FILE is the recorded output of a front end; its lines are repeated up to 100,000.
 
 #include "install/crunaptget.h"
 

@@ -1,13 +1,13 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// What a request costs beside the transfer that it is made of: a request of the
-// library, a bare KIO::get that drops its data, and libcurl, taking turns on the
-// same replies from the same server on loopback.
+// The cost of a request compared with its transfer: a request of the library, a bare
+// KIO::get that discards its data, and libcurl take turns at fetching the same replies from
+// the same server on loopback.
 //
-// Run through tests/in-sandbox; with a size in bytes and a number of rounds, only
-// that is measured. The server is a thread of its own, so that it
-// does not wait for the event loop that is measured.
+// Run it through tests/in-sandbox; with a size in bytes and a number of rounds as arguments,
+// it measures only that size. The server runs in a thread of its own, so that it does not
+// wait for the event loop that is measured.
 
 #include "request/capi.h"
 #include "support/cconfigfile.h"
@@ -65,7 +65,7 @@ private:
         return xml + "<api><name>BenchRequest</name><url>http://127.0.0.1:"
             + QByteArray::number(port) + "/</url></api></getagentapi></agentfunction>";
     }
-    // Elements of 10 KB of text, so that the parse is not what is measured.
+    // Elements with 10 KB of text each, so that the parse does not dominate.
     static QByteArray reply(int size)
     {
         static QMap<int, QByteArray> made;
@@ -111,7 +111,7 @@ void ByRequest(quint16, int size)
         qFatal("a request failed");
 }
 
-// As a request waits: without sleep.
+// Waits as a request does: without sleeping.
 void ByKio(quint16 port, int size)
 {
     qint64 received = 0;
@@ -158,7 +158,7 @@ void Measure(quint16 port, int size, int rounds)
 {
     std::vector<double> request, kio, curl;
     for (int i = 0; i < rounds; ++i) {
-        // Who comes first finds KIO's worker asleep, so they take turns at that too.
+        // The first one finds KIO's worker asleep, so they take turns at being first.
         if (i % 2 == 0)
             kio.push_back(Seconds(ByKio, port, size));
         request.push_back(Seconds(ByRequest, port, size));
@@ -186,7 +186,7 @@ int main(int argc, char** argv)
     CConfigFile(settings, true)
         .SetValue("agent api url", "http://127.0.0.1:" + std::to_string(server.port) + "/api",
                   true);
-    ByRequest(server.port, 1000); // the worker process starts
+    ByRequest(server.port, 1000); // starts the worker process
     if (argc == 3) {
         Measure(server.port, std::atoi(argv[1]), std::atoi(argv[2]));
     } else {

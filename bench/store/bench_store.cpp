@@ -1,18 +1,17 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The record store beside SQLite, LMDB and others, with the same products: four
-// keys and a record of 2,012 bytes each.
+// Compares the record store with SQLite, LMDB and others, with the same products: four keys
+// and a record of 2,012 bytes each.
 //
 //     bench_store [--runs N] [--only NAME,NAME...] [--folder FOLDER] [--cpu] SIZE...
 //
-// Each contender runs in a process of its own, in a folder below FOLDER (or
-// TMPDIR, or /tmp) that is removed after it. They take turns, N times (5). What
-// is printed are medians: ours in microseconds an operation, all others as a
-// ratio to ours. `calls` is the system calls of ours without the rest of it,
-// `held` is ours with files that stay open, `shared` is SQLite with its journal
-// and locks. With --cpu processor time is measured in place of the time that
-// passed.
+// Each contender runs in a process of its own, in a folder below FOLDER (default: TMPDIR, or
+// /tmp) that is removed afterwards. They take turns, N times (default: 5). The output has
+// medians: ours in microseconds per operation, all others as a ratio to ours. `calls` makes
+// only the system calls of ours, `held` is ours with files that stay open, `shared` is
+// SQLite with its journal and locks. With --cpu processor time is measured instead of
+// elapsed time.
 //
 //     bench_store --strace [--only NAME,NAME...] [--folder FOLDER] SIZE...
 //
@@ -20,7 +19,7 @@
 //
 //     bench_store --once NAME [--folder FOLDER] [--cpu] SIZE
 //
-// takes one contender through its phases and prints its times, for a profiler.
+// runs the phases of one contender and prints its times, for use with a profiler.
 
 #include "store/measure.h"
 
@@ -104,22 +103,22 @@ private:
 
 Result MeasureHere(Measurement measure, const std::string& folder, const Workload& workload)
 {
-    malloc_trim(0); // or a store would be given memory that is there already
+    malloc_trim(0); // otherwise a store could reuse free memory, which would not count
     const double before = StatusBytes("VmRSS");
     Result result = measure(folder, workload);
-    if (result.fileBytes > 0) // what keeps no store has no memory for it
+    if (result.fileBytes > 0) // otherwise there is no store, and its memory means nothing
         result.peakBytes = StatusBytes("VmHWM") - before;
     return result;
 }
 
-// Set by the signals that end the program, which clears up first.
+// Set by the signals that end the program; it cleans up first.
 volatile std::sig_atomic_t interrupted = 0;
 
 void HandleInterrupts(void (*handler)(int))
 {
     struct sigaction action {
     };
-    action.sa_handler = handler; // and no SA_RESTART: waiting ends
+    action.sa_handler = handler; // without SA_RESTART, so that a signal ends the wait
     for (const int number : { SIGINT, SIGTERM, SIGHUP })
         sigaction(number, &action, nullptr);
 }
@@ -137,7 +136,7 @@ void HandleInterrupts(void (*handler)(int))
     }
 }
 
-// In a process of its own, so that its peak of memory is its own.
+// Measures in a process of its own, so that the peak memory is that of one contender.
 Result MeasureApart(const Entry& entry, const std::string& parent, const Workload& workload)
 {
     Require(!interrupted, "interrupted");
@@ -178,7 +177,7 @@ template <typename Get> double MedianOf(const std::vector<Result>& results, Get 
 // Results of one contender, by run.
 using Results = std::vector<std::vector<Result>>;
 
-// Ours, in its own unit, and the others as ratios to it.
+// Prints ours in its unit, and the others as ratios to it.
 template <typename Get>
 void PrintRow(const char* name, const Results& results, double unit, Get get)
 {
@@ -224,7 +223,7 @@ void PrintCalls(const Workload& workload, const Result& ours)
 
 void RequireSpace(const std::string& folder, int size)
 {
-    constexpr double bytesOfProduct = 12000; // more than any contender takes
+    constexpr double bytesOfProduct = 12000; // more than any contender needs
     if (double(fs::space(folder).available) < bytesOfProduct * size + 1e9)
         Fail("too little space in " + folder);
 }
@@ -253,7 +252,7 @@ void RunOnce(const Entry& entry, const std::string& parent, int size)
                     1e6 * result.seconds[std::size_t(phase)] / workload.Operations(phase));
 }
 
-// System calls of a contender by phase, as strace sees them.
+// The system calls of a contender by phase, counted with strace.
 std::array<double, phases> TraceCalls(const Options& options, const char* contender, int size)
 {
     const std::string command = "strace -f -qq '" + fs::read_symlink("/proc/self/exe").string()
@@ -323,7 +322,7 @@ const Entry& FindEntry(const std::string& name)
     Usage();
 }
 
-// Ours comes first, as all others are compared with it.
+// Ours comes first, since all others are compared with it.
 std::vector<Entry> Choose(const std::string& names)
 {
     std::vector<Entry> chosen{ entries[0] };

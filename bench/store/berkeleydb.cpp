@@ -1,10 +1,10 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Berkeley DB: five B-trees, one from numbers to records and four from keys to
-// numbers, those of keys that need not be unique with sorted duplicates. Its
-// environment is private to the process and has nothing but a cache, as large as
-// ours: no log, no locks, no transactions, and fsync does nothing.
+// Berkeley DB: five B-trees, one from numbers to records and four from keys to numbers;
+// those of keys that need not be unique have sorted duplicates. Its environment is private
+// to the process and only has a cache, as large as ours: no log, no locks, no transactions,
+// and fsync does nothing.
 
 #include "store/contender.h"
 
@@ -20,7 +20,7 @@ void Check(int result)
     Require(result == 0, db_strerror(result));
 }
 
-// A key or value to hand over, or room for one that is handed back.
+// A key or value to pass in, or a buffer for one that is returned.
 DBT Value(const void* bytes, std::size_t size)
 {
     DBT value{};
@@ -39,7 +39,7 @@ DBT Room(void* bytes, std::size_t size)
 
 using Number = std::array<std::uint8_t, 4>;
 
-// Most significant byte first, so that numbers stand in their order.
+// Most significant byte first, so that the byte order is the numeric order.
 Number BytesOf(std::uint32_t number)
 {
     return { std::uint8_t(number >> 24), std::uint8_t(number >> 16), std::uint8_t(number >> 8),
@@ -141,7 +141,7 @@ private:
         Check(db_env_set_func_fsync([](int) { return 0; }));
         DB_ENV* environment;
         Check(db_env_create(&environment, 0));
-        // Berkeley DB itself adds a quarter.
+        // Berkeley DB adds a quarter by itself.
         Check(environment->set_cachesize(environment, 0, 12 << 20, 1));
         Check(environment->open(environment, folder.c_str(), DB_CREATE | DB_PRIVATE | DB_INIT_MPOOL,
                                 0644));

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The system calls of our store: counted as they go by, and made again on their
-// own, which is the least that the same transfers can cost.
+// The system calls of our store: they are counted during a run, and then made again on their
+// own. That is the minimum cost of the same transfers.
 
 #include "store/measure.h"
 
@@ -59,7 +59,7 @@ public:
         return StoreFiles::Status(descriptor, status);
     }
 
-    // What was counted since the last call.
+    // Returns the counts since the last call.
     std::array<double, callKinds> Take()
     {
         std::array<double, callKinds> counts;
@@ -80,8 +80,8 @@ struct Cycle {
     bool writing, seeking, making;
 };
 
-// The store has one file open at a time, so that calls between an open and a
-// close belong together.
+// The store has only one file open at a time, so the calls between an open and a close
+// belong together.
 class RecordingFiles : public StoreFiles
 {
 public:
@@ -175,7 +175,7 @@ Result MeasureOurs(const std::string& folder, const Workload& workload)
 Result MeasureCalls(const std::string& folder, const Workload& workload)
 {
     struct Step {
-        int phase; // phases: between two of them
+        int phase; // `phases` means between two phases
         std::vector<Cycle> cycles;
     };
     std::vector<Step> steps;

@@ -1,9 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// What every contender of the store benchmark can do. A contender numbers the
-// products in the order in which they are inserted, from 1. A failure of a store
-// is thrown.
+// The interface of all contenders of the store benchmark. A contender numbers the products
+// from 1 in the order of their insertion. Failures of a store are thrown.
 
 #pragma once
 
@@ -20,33 +19,34 @@ public:
 
     // Stores a product's record and its four keys.
     virtual void Insert(const Product& product) = 0;
-    // Removes them, given the product's keys.
+    // Removes a product's record and keys.
     virtual void Delete(const Product& product) = 0;
-    // Has all changes in the hands of the operating system.
+    // Writes all changes to the operating system.
     virtual void Commit() { }
 
-    // The number under a name, 0 if there is none; the record is not read.
+    // The number of the product with this name, 0 if there is none; does not read the record.
     virtual std::uint32_t Find(const char* name) = 0;
-    // The record under a name, good until the next call; null if there is none.
+    // The record of the product with this name, valid until the next call; null if there is
+    // none.
     virtual const std::uint8_t* Fetch(const char* name) = 0;
 
     // Visits names and numbers in the order of the names.
     using Visit = std::function<void(const char* name, std::size_t length, std::uint32_t number)>;
     virtual void Walk(const Visit& visit) = 0;
-    // Whether it can do that.
+    // Whether Walk is possible.
     virtual bool KeepsOrder() const { return true; }
 };
 
 using ContenderPtr = std::unique_ptr<Contender>;
 
-// Each makes an empty store in a folder, and is in a file of its own.
+// Each makes an empty store in a folder. Each is defined in the file of its store.
 ContenderPtr MakeOurs(const std::string& folder);
 // With its files open all the time.
 ContenderPtr MakeOursHeld(const std::string& folder);
-// With its cheapest settings, a phase in one transaction or each change in one.
+// With the cheapest settings: one transaction per phase, or one per change.
 ContenderPtr MakeSqlite(const std::string& folder);
 ContenderPtr MakeSqliteEach(const std::string& folder);
-// The same with a journal and locks, as it comes.
+// The same with SQLite's default journal and locks.
 ContenderPtr MakeSqliteShared(const std::string& folder);
 ContenderPtr MakeSqliteSharedEach(const std::string& folder);
 ContenderPtr MakeLmdb(const std::string& folder);
@@ -54,7 +54,7 @@ ContenderPtr MakeLeveldb(const std::string& folder);
 ContenderPtr MakeGdbm(const std::string& folder);
 ContenderPtr MakeBerkeleyDb(const std::string& folder);
 
-// Throws: a benchmark of a store that fails measures nothing.
+// Throws: a benchmark of a failing store would measure nothing.
 [[noreturn]] void Fail(const std::string& why);
 
 inline void Require(bool holds, const char* what)

@@ -1,10 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// GDBM: five hashed files, one from numbers to records and four of keys. It
-// knows no duplicates, so that a key that need not be unique is followed by its
-// number, and no order, so that it is not walked. No fsync, no locking; the
-// cache is left to it.
+// GDBM: five hashed files, one from numbers to records and four of keys. It has no
+// duplicates, so a key that need not be unique is followed by its number. It has no order
+// either, so it is not walked. No fsync, no locking, the default cache.
 
 #include "store/contender.h"
 
@@ -99,7 +98,7 @@ private:
 
     GDBM_FILE& Map(int kind) { return m_maps[std::size_t(kind)]; }
 
-    // Good until the next call.
+    // Valid until the next call.
     datum KeyOf(const Product& product, int kind, std::uint32_t number)
     {
         const std::string_view text = Key(product, kind);

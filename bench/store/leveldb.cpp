@@ -1,10 +1,10 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// LevelDB: one ordered map. A first letter tells the records, by number, from
-// the four kinds of keys; a key that need not be unique is followed by its
-// number. A product is one batch. No fsync, no compression, a filter against
-// reading tables in vain, a cache as large as ours.
+// LevelDB: one ordered map. The first letter of a key distinguishes the records, which are
+// stored by number, and the four kinds of keys; a key that need not be unique is followed by
+// its number. A product is one batch. No fsync, no compression, a filter that avoids useless
+// reads of tables, a cache as large as ours.
 
 #include "store/contender.h"
 
@@ -24,7 +24,7 @@ void Check(const leveldb::Status& status)
     Require(status.ok(), status.ToString().c_str());
 }
 
-// Most significant byte first, so that numbers stand in their order.
+// Most significant byte first, so that the byte order is the numeric order.
 std::string BytesOf(std::uint32_t number)
 {
     std::string bytes;

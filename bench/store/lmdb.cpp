@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// LMDB: one map from numbers to records and four from keys to numbers, those of
-// keys that need not be unique with sorted duplicates. No fsync, no lock file,
-// a writable map; a phase is one transaction.
+// LMDB: one map from numbers to records and four from keys to numbers; those of keys that
+// need not be unique have sorted duplicates. No fsync, no lock file, a writable map; a phase
+// is one transaction.
 
 #include "store/contender.h"
 
@@ -14,7 +14,7 @@
 namespace
 {
 
-// LMDB's own size for integers that it takes as keys.
+// The size that LMDB requires for integer keys.
 using Number = unsigned int;
 
 template <typename Type> MDB_val Value(Type& value)
@@ -125,7 +125,7 @@ public:
 private:
     MDB_dbi& Map(int kind) { return m_maps[std::size_t(kind)]; }
 
-    // The transaction that a phase needs; it is there but for the first call.
+    // Begin the transaction that a phase needs, unless it is already open.
     void Write() { Begin(0); }
     void Read() { Begin(MDB_RDONLY); }
     void Begin(unsigned flags)

@@ -15,7 +15,7 @@ namespace
 
 namespace fs = std::filesystem;
 
-// Space on the disk: files may have holes.
+// The space on the disk, since files may have holes.
 double BytesIn(const std::string& folder)
 {
     double bytes = 0;
@@ -58,7 +58,7 @@ void ReadAll(Contender& store, const Workload& workload)
         CheckRecord(store.Fetch(lookup.name), workload.random[lookup.place]);
 }
 
-// Whether every number comes once is told by sums of them and of their squares.
+// The sums of the numbers and of their squares show whether every number occurs once.
 void WalkAll(Contender& store, std::uint64_t count)
 {
     char last[productKeyLength + 1] = "";
@@ -142,8 +142,8 @@ double RunPhases(Factory make, const std::string& folder, const Workload& worklo
     ContenderPtr store = make(folder);
     runCommitted(InsertRandom, *store, [&] { InsertAll(*store, products); });
     const double bytes = BytesIn(folder);
-    // Our Commit forgets the pages of the indexes: the phase behind it reads them
-    // again from the file, the next one has them.
+    // Our Commit drops the pages of the indexes: the next phase reads them again from the
+    // file, and the one after it has them in memory.
     runPhase(Find, [&] { FindAll(*store, workload); });
     runPhase(FindAgain, [&] { FindAll(*store, workload); });
     runPhase(FindAndRead, [&] { ReadAll(*store, workload); });
@@ -152,7 +152,7 @@ double RunPhases(Factory make, const std::string& folder, const Workload& worklo
         runPhase(WalkNames, [&] { WalkAll(*store, products.size()); });
         runPhase(WalkAgain, [&] { WalkAll(*store, products.size()); });
     }
-    store->Commit(); // others end a transaction of reads here
+    store->Commit(); // ends the read transaction of other stores
     runCommitted(DeleteHalf, *store, [&] {
         ForEveryOther(products, [&](const Product& product) { store->Delete(product); });
     });

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The phases of the store benchmark and what one contender came to in them. All
-// results of a contender are checked: wrong data ends the program.
+// The phases of the store benchmark, and the results of one contender. All data that a
+// contender returns is checked: wrong data ends the program.
 
 #pragma once
 
@@ -17,8 +17,8 @@
 enum Phase {
     InsertRandom,
     Find, // the number under a name
-    FindAgain, // what the phase before has left in memory is there
-    FindAndRead, // and the record
+    FindAgain, // with the pages that the phase before has left in memory
+    FindAndRead, // the record as well
     WalkNames,
     WalkAgain,
     DeleteHalf,
@@ -28,14 +28,12 @@ enum Phase {
 };
 const char* PhaseName(int phase);
 
-// Looks for a file of this name, which is not there, with the phase behind it:
-// so one sees in the output of strace where a phase begins (or, with `phases`,
-// ends).
+// Looks up a file with this name and the number of the phase, which does not exist. This
+// marks in the output of strace where a phase begins (or, with `phases`, ends).
 constexpr char phaseMark[] = "phase:";
 void MarkPhase(int phase);
 
-// The products in the order in which they are inserted, and the names of those
-// that are looked up, in another order.
+// The products in the order of insertion, and the names to look up, in another order.
 struct Workload {
     explicit Workload(int count);
 
@@ -47,28 +45,28 @@ struct Workload {
     std::vector<Product> ascending;
     std::vector<Lookup> lookups;
 
-    // How many operations a phase is.
+    // The number of operations in a phase.
     double Operations(int phase) const;
 };
 
-// Runs the work of a phase, and measures what is wanted of it.
+// Runs the work of a phase and measures it.
 using PhaseRunner = std::function<void(Phase phase, const std::function<void()>& work)>;
 
 using Factory = ContenderPtr (*)(const std::string& folder);
 
-// Takes a contender through all phases. The folder is left empty. Returns the
-// bytes of the store's files after InsertRandom.
+// Runs all phases of a contender, and leaves the folder empty. Returns the size of the
+// store's files after InsertRandom.
 double RunPhases(Factory make, const std::string& folder, const Workload& workload,
                  const PhaseRunner& run);
 
-// System calls of a kind of StoreFiles, counted.
+// The kinds of counted system calls.
 enum CallKind { opens, seeks, reads, writes, closes, otherCalls, callKinds };
 
 struct Result {
     std::array<double, phases> seconds{};
     std::array<std::array<double, callKinds>, phases> calls{}; // of ours only
     double fileBytes = 0;
-    double peakBytes = 0; // of memory, above what the process had at first
+    double peakBytes = 0; // of memory, above that of the process before
 };
 
 using Measurement = Result (*)(const std::string& folder, const Workload& workload);
@@ -76,14 +74,14 @@ using Measurement = Result (*)(const std::string& folder, const Workload& worklo
 // Times a contender.
 template <Factory make> Result Measure(const std::string& folder, const Workload& workload);
 
-// Our own contender, its system calls counted.
+// The same for our own store, with its system calls counted.
 Result MeasureOurs(const std::string& folder, const Workload& workload);
-// The open, seek, read or write, and close calls of our contender alone, in its
-// order, at its offsets, with its sizes.
+// Only the open, seek, read or write, and close calls of our store, in the same order, with
+// the same offsets and sizes.
 Result MeasureCalls(const std::string& folder, const Workload& workload);
 
-// What phases are timed with: the time of day, or the processor time of the
-// process, which other programs on the machine disturb less.
+// The clock for the phases: elapsed time, or the processor time of the process, which other
+// programs on the machine disturb less.
 extern clockid_t phaseClock;
 double TimedPhase(const std::function<void()>& work);
 

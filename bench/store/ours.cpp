@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Our record store: a data file and four indexes. Index pages are written when
-// their buffers are given up and at Commit, as in the library itself.
+// Our record store: a data file and four indexes. Index pages are written when they leave
+// the cache and at Commit, as in the library itself.
 
 #include "store/contender.h"
 
@@ -102,8 +102,8 @@ private:
     Record m_record;
 };
 
-// The same where the files stay open between transfers, which the library has while
-// it fills a catalog that nobody else knows yet.
+// The same with files that stay open between transfers, as in the library while it fills a
+// new catalog, which no other process knows yet.
 struct HeldFolder {
     explicit HeldFolder(const std::string& folder)
         : descriptor(open(folder.c_str(), O_RDONLY | O_DIRECTORY)), files(descriptor)

@@ -18,7 +18,7 @@ const char* const words[]
         "mirror", "notebook", "office",  "planner", "player", "quartz",  "recorder", "studio" };
 constexpr int categories = 40;
 
-// Texts of records begin at different places of one long text.
+// The texts of records begin at different places of one long text.
 constexpr int textStarts = 4096;
 
 std::string MakeTexts()
@@ -32,7 +32,7 @@ std::string MakeTexts()
 
 template <std::size_t size> void SetText(char (&field)[size], const std::string& text)
 {
-    std::strncpy(field, text.c_str(), size - 1); // what it leaves is zero already
+    std::strncpy(field, text.c_str(), size - 1); // the last byte is zero already
 }
 
 std::string Digits(std::size_t width, int number)
@@ -41,8 +41,8 @@ std::string Digits(std::size_t width, int number)
     return std::string(width - digits.size(), '0') + digits;
 }
 
-// Straight into the products: what the heap is left like shows in the memory of
-// the stores.
+// Fills the products in place, without temporary copies: free memory left in the heap would
+// distort the measured memory of the stores.
 std::vector<Product> MakeNamed(int count, std::mt19937& random)
 {
     std::vector<Product> products(static_cast<std::size_t>(count));
@@ -55,7 +55,7 @@ std::vector<Product> MakeNamed(int count, std::mt19937& random)
     return products;
 }
 
-// A permutation of 0 to count - 1: where a product stands by one of its keys.
+// A permutation of 0 to count - 1: the ranks of the products by one of their keys.
 std::vector<int> Places(int count, bool ascending, std::mt19937& random)
 {
     std::vector<int> places(static_cast<std::size_t>(count));

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The products that every contender stores: four keys, much like those of the
-// catalog, and a record of 2,012 bytes.
+// The products that every contender stores: four keys, similar to those of the catalog, and
+// a record of 2,012 bytes.
 
 #pragma once
 
@@ -13,8 +13,8 @@
 constexpr int productKeyLength = 40;
 constexpr int recordLength = 2012;
 
-// All texts are lower case, so that comparing without regard to case and
-// comparing bytes give one order.
+// All texts are lower case, so that comparing with and without regard to case gives the same
+// order.
 struct Product {
     char name[productKeyLength + 1]; // 22 to 38 characters, no two alike
     char category[12];
@@ -28,11 +28,11 @@ struct Product {
 enum KeyKind { byName, byShelf, bySerial, byRank, keyKinds };
 std::string_view Key(const Product& product, int kind);
 
-// In random order of every key, or ascending in every key.
+// Makes them in random order of every key, or in ascending order of every key.
 std::vector<Product> MakeProducts(int count, bool ascending);
 
-// Where the fields stand in a record. The text fields are filled with zeros,
-// the first four bytes are zero, and text goes on from textOffset to the end.
+// The offsets of the fields in a record. The text fields are padded with zeros, the first
+// four bytes are zero, and the long text fills the record from textOffset to the end.
 constexpr int nameOffset = 4;
 constexpr int categoryOffset = nameOffset + int(sizeof Product::name);
 constexpr int serialOffset = categoryOffset + int(sizeof Product::category);

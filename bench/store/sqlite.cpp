@@ -1,11 +1,11 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// SQLite: a table and four indexes. The record is the row: its key texts are
-// columns and the rest a blob, so that two rows fit a page and nothing is stored
-// twice. No fsync and no mutexes. With its cheapest settings it has no journal,
-// locks the file once and for all, and reads through a map of the file; shared,
-// it is left as it comes, so that other processes can use the file in turn.
+// SQLite: a table and four indexes. The record is the row: its key texts are columns and the
+// rest is a blob, so that two rows fit into a page and nothing is stored twice. No fsync and
+// no mutexes. With its cheapest settings it has no journal, locks the file only once, and
+// reads through a map of the file. Shared, it has the default settings, so that other
+// processes can use the file in turn.
 
 #include "store/contender.h"
 
@@ -25,7 +25,7 @@ const Settings cheapest{ false,
                            "PRAGMA mmap_size = 8000000000",
                            // As much as our page cache.
                            "PRAGMA cache_size = -15300" } };
-// A large cache makes short transactions slower, so that here it is left alone.
+// A large cache makes short transactions slower, so the default size is used here.
 const Settings cheapestEach{ true,
                              { "PRAGMA journal_mode = OFF", "PRAGMA locking_mode = EXCLUSIVE",
                                "PRAGMA mmap_size = 8000000000" } };

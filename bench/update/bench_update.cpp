@@ -1,14 +1,14 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// A catalog of growing size: from the reply to the saved file and the database,
-// beside the mere parse of the reply; the reader of the saved file beside the mere
-// parse of that; a search beside apt-cache's.
+// A catalog of growing size: compares an update, from the reply to the saved file and the
+// database, with just parsing the reply; reading the saved file with just parsing that; and
+// a search with that of apt-cache.
 //
 // Usage: bench_update [INDEX]
-// INDEX is the largest that apt keeps here unless given. Each task is a process of
-// its own, so that its processor time and its peak memory are its own. Runs in a
-// sandbox (tests/in-sandbox), where the agent's data folder is a private one.
+// INDEX defaults to the largest one that apt keeps on this machine. Each task runs in a
+// process of its own, so that processor time and peak memory can be attributed to it. Runs in
+// a sandbox (tests/in-sandbox), where the agent's data folder is a private one.
 
 #include "catalog/capiupdatecatalog.h"
 #include "catalog/ccatalogmgr.h"
@@ -83,7 +83,7 @@ bool ParseFile(const QString& name)
     return document.setContent(ReadAll(name));
 }
 
-// All of an update but the transfer; `save` and `fill` are its two halves.
+// A whole update without the transfer; `save` and `fill` are its two halves.
 bool Update(bool save, bool fill)
 {
     const std::unique_ptr<CAPIUpdateCatalog> request(new CAPIUpdateCatalog(true, true));
@@ -145,7 +145,7 @@ Cost Run(const QByteArrayList& words, bool shown = false)
     return { seconds(usage.ru_utime) + seconds(usage.ru_stime), double(usage.ru_maxrss) / 1024 };
 }
 
-// The cheapest of some runs.
+// The cheapest of several runs.
 Cost Best(const QByteArrayList& words, int runs)
 {
     Cost best = Run(words);
@@ -165,13 +165,13 @@ void Tell(const char* what, const Cost& cost, const char* peer, const Cost& of)
     std::fflush(stdout);
 }
 
-// 0 products are all of them.
+// 0 products means all of them.
 void Measure(const QByteArray& self, int products)
 {
-    // What is small is soon lost among what else the machine does.
+    // Short tasks need more runs, since other work on the machine disturbs them more.
     const int runs = products == 0 ? 3 : products > 1000 ? 7 : 25;
-    // What a process of this program costs before it does anything, and with a
-    // request object, the first of which asks a server that is not there.
+    // The cost of a process of this program before it does anything, and with a request
+    // object; the first request of a process asks a server that is not there.
     const Cost nothing = Best({ self, "--task", "nothing" }, runs);
     const Cost request = Best({ self, "--task", "request" }, runs);
     const auto task = [&](const char* name, const Cost& before) {
@@ -198,8 +198,8 @@ void MeasureSearch()
     }
 }
 
-// Writes the reply for so many products of an index, all for 0. Returns how many
-// there are in it.
+// Writes a reply with `count` products of an index, or with all for 0. Returns the number
+// of products in it.
 int MakeReply(const QString& index, std::size_t count)
 {
     const std::vector<DebianPackage> packages = ParseIndex(ReadIndex(index));
@@ -216,8 +216,8 @@ int MakeReply(const QString& index, std::size_t count)
 
 int main(int argc, char** argv)
 {
-    // The measuring process stays small: what it starts would seem as large as it
-    // is. So the tasks, and the making of the replies, are others' work.
+    // The measuring process must stay small, since a process that it starts would appear to
+    // be at least as large. So other processes run the tasks and make the replies.
     if (argc == 3 && QByteArray(argv[1]) == "--task") {
         const QApplication application(argc, argv);
         Setting("max reply size", "500000000");

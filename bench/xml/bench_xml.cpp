@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// What a catalog of 60,000 products costs on its way from a reply to a file:
-// the gate, and reading it into the tree and saving it, each beside the
-// parse of the same text by QDomDocument. "of_parse" is the ratio to that.
+// The cost of a catalog of 60,000 products on its way from a reply to a file: the gate,
+// reading it into the tree, and saving it, each compared with parsing the same text by
+// QDomDocument. "of_parse" is the ratio to that.
 
 #include "catalog/cxmlnode.h"
 #include "request/replydocument.h"
@@ -26,8 +26,7 @@ namespace
 
 constexpr int products = 60000;
 
-// Words as they stand in descriptions, with a character or two that travel as
-// an escape.
+// Words like those of descriptions, with a few characters that are sent as escapes.
 std::string Prose(std::mt19937& random, int length)
 {
     static const char* const words[]
@@ -40,8 +39,8 @@ std::string Prose(std::mt19937& random, int length)
     return text;
 }
 
-// Element text as the server sends it: half of it fully escaped, half with
-// nothing escaped but what XML and the reader of the tree need.
+// Element text as the server sends it: half of it fully escaped, half with only those
+// escapes that XML and the reader of the tree require.
 std::string Wire(const std::string& text, bool escaped)
 {
     if (escaped)
@@ -74,8 +73,7 @@ std::string Catalog()
     return xml + "</catalog>\n";
 }
 
-// A stream buffer to a file that does not write at every flush, to show what
-// the flush of each element costs.
+// A file buffer that ignores flushes, to measure the cost of flushing after each element.
 class NoFlush : public std::filebuf
 {
 protected:
@@ -104,7 +102,7 @@ Fixture& Shared()
     return fixture;
 }
 
-// Runs `work` under the benchmark and reports its mean time beside the parse.
+// Runs `work` under the benchmark and reports its mean time and the ratio to the parse.
 template <typename Work> double Measure(benchmark::State& state, Work work)
 {
     double seconds = 0;

@@ -1,8 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Fetches the store's catalog and walks it twice: as the reader has it, with all that the
-// store has said, and in the database, which finds things fast and needs no memory.
+// Fetches the store's catalog and walks it twice: with the catalog reader, which has
+// everything that the store sent, and in the database, which finds products fast and does
+// not load the catalog into memory.
 //
 //     browser
 
@@ -18,7 +19,8 @@
 bool FetchCatalog()
 {
     bool filled = false;
-    // Silent, since there are no boxes without widgets; waited for. It destroys itself.
+    // Silent, since there are no boxes without widgets. Execute waits for the end of the
+    // request, which destroys itself.
     auto* request = new CAPIUpdateCatalog(true, true);
     QObject::connect(request, &CAPI::SuccessfulTransfer, request, [&](QDomElement* body) {
         QDomElement catalog = body->firstChildElement();
@@ -60,7 +62,7 @@ bool PrintFromDatabase()
         return false;
     std::cout << "The database:\n";
     std::string category;
-    // All categories, one after the other; a name instead of null walks that one alone.
+    // All categories in turn; with a name instead of null, only that category.
     for (bool more = catalog.FindFirstForCategory(nullptr); more;
          more = catalog.FindNextForCategory(nullptr)) {
         if (category != catalog.Category())
@@ -74,7 +76,7 @@ bool PrintFromDatabase()
 int main(int argc, char** argv)
 {
     const QCoreApplication application(argc, argv);
-    // The indexes of the databases share a cache of pages, which the host makes.
+    // The indexes of the databases share a page cache, which the host creates.
     if (InitIndex() != 0)
         return 1;
     const bool done = FetchCatalog() && PrintFromReader() && PrintFromDatabase();

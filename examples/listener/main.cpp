@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Installs products, by their serial numbers, and prints each signal of the install as it
-// comes, with a star before it. The lines between them are the library's own.
+// Installs products by their serial numbers, and prints each signal of the install when it
+// is emitted, with a star before it. The lines in between are the library's own.
 //
 //     listener 1001
 
@@ -19,7 +19,8 @@ template <typename... Parts> void Tell(const char* name, const Parts&... parts)
     std::cout << std::endl;
 }
 
-// Told of an install by the names of these slots; a host leaves out what it does not need.
+// An install connects its signals to slots with these names; a host leaves out those that it
+// does not need.
 class Listener : public QObject
 {
     Q_OBJECT
@@ -27,7 +28,7 @@ class Listener : public QObject
 public slots:
     void onPreInstallInformation(const std::string& text) { Tell("onPreInstallInformation", text); }
 
-    // The last chance to say no: `canContinue = false` and nothing is downloaded.
+    // The last chance to stop: with `canContinue = false` nothing is downloaded.
     void onCanContinue(int count, bool& canContinue) { Tell("onCanContinue", count, canContinue); }
 
     void onBeginInstall() { Tell("onBeginInstall"); }
@@ -50,8 +51,8 @@ public slots:
     void onEndInstall(const bool success) { Tell("onEndInstall", success); }
 };
 
-// The signals that the install has itself, and those that every request has. A slot that is
-// given a pointer or a reference copies what it needs: both end with the emission.
+// Prints the install's own signals, and those that every request has. A slot that gets a
+// pointer or a reference must copy what it needs: both are valid only during the emission.
 void TellSignals(const CAPIInstallPackages* install, const QObject* context)
 {
     using Install = CAPIInstallPackages;
@@ -91,13 +92,13 @@ int main(int argc, char** argv)
     }
 
     Listener listener;
-    // Silent: the outcome is told by signals alone, no box waits for a click.
+    // Silent: only signals report the outcome, no box waits for a click.
     auto* install = new CAPIInstallPackages(&listener, serials, true);
     TellSignals(install, &listener);
     bool succeeded = false;
     QObject::connect(install, &CAPI::APIComplete, &listener,
                      [&succeeded](bool ok) { succeeded = ok; });
-    // Returns when all is over. The install has destroyed itself by then.
+    // Returns at the end of the install, which has destroyed itself by then.
     install->Execute();
     return succeeded ? 0 : 1;
 }

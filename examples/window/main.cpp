@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// A window that installs a product and shows how far it is. How it ended is told by the
-// library's own dialog, with the log of the installation and a button to run the product.
+// A window that installs a product and shows the progress. At the end the library's own
+// dialog shows the outcome, with the log of the installation and a button to run the product.
 //
 //     window                       type a serial number, press Install
 //     window --unattended SERIAL   install it at once, press no buttons, end
@@ -45,7 +45,7 @@ public:
         connect(request, &CAPI::APIComplete, this, [&succeeded](bool ok) { succeeded = ok; });
         request->Execute(); // it has destroyed itself
         m_button->setEnabled(true);
-        // An install that was declined has done all that it should.
+        // An install that the user declined counts as succeeded, so check the answer too.
         succeeded = succeeded && m_agreed;
         say(succeeded ? tr("Done.") : tr("Nothing was installed."));
         return succeeded;
@@ -73,7 +73,8 @@ public slots: // which the install finds by their names
     void onReceivePackagePulse(int, int overallPercent) { m_bar->setValue(overallPercent); }
 
 protected:
-    // The install runs inside a wait that this window has called: it stays until that ends.
+    // The install runs inside a wait that this window has called, so the window must stay
+    // open until that returns.
     void closeEvent(QCloseEvent* event) override { event->setAccepted(m_button->isEnabled()); }
 
 private:
@@ -87,7 +88,7 @@ private:
     QProgressBar* const m_bar = new QProgressBar;
 };
 
-// Closes each dialog, as a person would, and says what it was.
+// Closes each dialog, as a user would, and prints its title.
 void CloseDialog()
 {
     QWidget* dialog = QApplication::activeModalWidget();

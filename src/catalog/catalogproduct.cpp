@@ -3,6 +3,7 @@
 
 #include "catalog/catalogproduct.h"
 
+#include "db/productfields.h"
 #include "util/number.h"
 #include "util/pacer.h"
 #include "util/urltext.h"
@@ -16,64 +17,44 @@ namespace Agent
 namespace
 {
 
-using TextField = std::string CatalogProduct::*;
-using NumberField = std::int32_t CatalogProduct::*;
-
 std::string DecodedAttribute(const QDomElement& element, const char* name)
 {
     return url_decode_utf8(element.attribute(QLatin1String(name)));
 }
 
-bool TakeText(CatalogProduct& product, const QDomElement& element)
+const QHash<QString, const ProductField*>& FieldsByElement()
 {
-    static const QHash<QString, TextField> fields{
-        { QStringLiteral("packagename"), &CatalogProduct::packageName },
-        { QStringLiteral("briefdescription"), &CatalogProduct::description },
-        { QStringLiteral("version"), &CatalogProduct::version },
-        { QStringLiteral("vendor"), &CatalogProduct::vendor },
-        { QStringLiteral("copyright"), &CatalogProduct::copyright },
-        { QStringLiteral("price"), &CatalogProduct::price },
-        { QStringLiteral("releasedate"), &CatalogProduct::releaseDate },
-        { QStringLiteral("reviewscore"), &CatalogProduct::reviewScore },
-        { QStringLiteral("categoryranking"), &CatalogProduct::categoryRanking },
-        { QStringLiteral("subcategoryranking"), &CatalogProduct::subCategoryRanking },
-        { QStringLiteral("vantrelranking"), &CatalogProduct::vantrelRanking },
-        { QStringLiteral("downloadURL"), &CatalogProduct::vantrelRanking },
-        { QStringLiteral("applicationdetailURL"), &CatalogProduct::applicationURL },
-        { QStringLiteral("authorpageURL"), &CatalogProduct::authorURL },
-    };
-    const auto field = fields.find(element.tagName());
-    if (field == fields.end())
-        return false;
-    product.*field.value() = url_decode_utf8(element.text());
-    return true;
+    static const auto fields = [] {
+        // The download address has the place of the ranking.
+        QHash<QString, const ProductField*> all{ { QStringLiteral("downloadURL"),
+                                                   &Catalog::FieldOf("ranking") } };
+        for (const ProductField& field : Catalog::fields)
+            if (field.element)
+                all[QLatin1String(field.element)] = &field;
+        return all;
+    }();
+    return fields;
 }
 
-bool TakeNumber(CatalogProduct& product, const QDomElement& element)
+void TakeDependencies(CatalogProduct& product, const QDomElement& element)
 {
-    static const QHash<QString, NumberField> fields{
-        { QStringLiteral("serialnumber"), &CatalogProduct::serverSerialNumber },
-        { QStringLiteral("downloads"), &CatalogProduct::downloads },
-        { QStringLiteral("filesize"), &CatalogProduct::fileSize },
-    };
-    const auto field = fields.find(element.tagName());
-    if (field == fields.end())
-        return false;
-    product.*field.value() = LeadingNumber(element.text().toStdString());
-    return true;
+    for (QDomElement child = element.firstChildElement(); !child.isNull();
+         child = child.nextSiblingElement())
+        product.dependencies.push_back(DecodedAttribute(child, "name"));
 }
 
+// Texts are URL-encoded, numbers are not.
 void TakeElement(CatalogProduct& product, const QDomElement& element)
 {
-    if (TakeText(product, element) || TakeNumber(product, element))
-        return;
-    if (element.tagName() == QLatin1String("hidden")) {
-        product.hidden = LeadingNumber(element.text().toStdString()) != 0;
-    } else if (element.tagName() == QLatin1String("dependencies")) {
-        for (QDomElement child = element.firstChildElement(); !child.isNull();
-             child = child.nextSiblingElement())
-            product.dependencies.push_back(DecodedAttribute(child, "name"));
-    }
+    const QString tag = element.tagName();
+    if (const ProductField* const field = FieldsByElement().value(tag))
+        product.Set(*field,
+                    field->kind == ProductRecord::Kind::Text ? url_decode_utf8(element.text())
+                                                             : element.text().toStdString());
+    else if (tag == QLatin1String("briefdescription"))
+        product.description = url_decode_utf8(element.text());
+    else if (tag == QLatin1String("dependencies"))
+        TakeDependencies(product, element);
 }
 
 // The next node in the order of the document, below `top`. Qt would make a list of the
@@ -92,6 +73,21 @@ QDomNode NextBelow(const QDomNode& top, const QDomNode& node)
 
 } // namespace
 
+void CatalogProduct::Set(const ProductField& field, const std::string& text)
+{
+    std::uint8_t* const at = m_record.data() + field.place.offset;
+    switch (field.kind) {
+    case Kind::Text:
+        SetText(m_record.data(), field.place, text.c_str());
+        break;
+    case Kind::Flag:
+        *at = LeadingNumber(text) != 0;
+        break;
+    default:
+        PutInt32(at, LeadingNumber(text));
+    }
+}
+
 void ForEachCategory(const QDomElement& catalog, const std::function<void(QDomElement&)>& take)
 {
     const QString tag = QStringLiteral("category");
@@ -104,8 +100,8 @@ void ForEachProduct(const QDomElement& category,
                     const std::function<void(const CatalogProduct&)>& take)
 {
     CatalogProduct blank;
-    blank.category = DecodedAttribute(category, "name");
-    blank.categoryURL = DecodedAttribute(category, "home_page");
+    blank.Set(Catalog::FieldOf("category"), DecodedAttribute(category, "name"));
+    blank.Set(Catalog::FieldOf("categoryPage"), DecodedAttribute(category, "home_page"));
     // Of all categories: many have few products.
     static Pacer pacer;
     for (QDomNode node = NextBelow(category, category); !node.isNull();
@@ -115,7 +111,7 @@ void ForEachProduct(const QDomElement& category,
         if (element.tagName() != QLatin1String("product"))
             continue;
         CatalogProduct product = blank;
-        product.name = DecodedAttribute(element, "name");
+        product.Set(Catalog::FieldOf("name"), DecodedAttribute(element, "name"));
         for (QDomElement child = element.firstChildElement(); !child.isNull();
              child = child.nextSiblingElement())
             TakeElement(product, child);

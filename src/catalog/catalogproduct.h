@@ -9,7 +9,8 @@
 
 #pragma once
 
-#include <cstdint>
+#include "db/productrecord.h"
+
 #include <functional>
 #include <string>
 #include <vector>
@@ -19,34 +20,18 @@ class QDomElement;
 namespace Agent
 {
 
-// Texts are UTF-8, URL-decoded, and as long as the server made them; missing fields
-// are empty or 0. Of two elements with one name the later counts. A number is the
-// digits at the beginning of its text, not decoded; one that does not fit becomes the
-// nearest one that does.
-struct CatalogProduct {
-    std::string category;
-    std::string categoryURL;
-    std::string name;
-    std::string packageName;
-    std::string description;
-    std::string version;
-    std::string vendor;
-    std::string copyright;
-    std::string price;
-    std::string releaseDate;
-    std::string reviewScore;
-    std::string categoryRanking;
-    std::string subCategoryRanking;
-    // The ranking or the download address, whichever the product gives last: both
-    // have the same field.
-    std::string vantrelRanking;
-    std::string applicationURL;
-    std::string authorURL;
-    bool hidden = false;
-    std::int32_t serverSerialNumber = 0;
-    std::int32_t downloads = 0;
-    std::int32_t fileSize = 0;
+struct ProductField;
+
+// Texts are UTF-8, URL-decoded, and cut to their fields; missing fields are empty or 0. Of
+// two elements with one name the later counts. A number is the digits at the beginning of
+// its text, not decoded; one that does not fit becomes the nearest one that does. The
+// ranking and the download address have the same field.
+struct CatalogProduct : ProductRecord {
+    std::string description; // as long as the server made it
     std::vector<std::string> dependencies; // one for each element, empty ones too
+
+    // Stores a text as what its field holds.
+    void Set(const ProductField& field, const std::string& text);
 };
 
 void ForEachCategory(const QDomElement& catalog,

@@ -3,6 +3,7 @@
 
 #include "catalog/catalogrecord.h"
 
+#include "base/descriptor.h"
 #include "catalog/catalogproduct.h"
 #include "catalog/updatelock.h"
 #include "db/ccatalogfile.h"
@@ -47,7 +48,7 @@ bool MayReplaceAll(const std::string& folder)
 // Fills a generation. Its files stay open meanwhile, and failures are remembered.
 bool Fill(const NewGeneration& generation, const std::function<void(CCatalogFile&)>& fill)
 {
-    HeldFiles files(generation.Descriptor());
+    HeldFiles files(generation.FolderDescriptor());
     CCatalogFile file(generation.Folder(), &files);
     if (!file.Create())
         return false;
@@ -61,19 +62,19 @@ bool Fill(const NewGeneration& generation, const std::function<void(CCatalogFile
     return whole;
 }
 
-bool IsLarge(int file)
+bool IsLarge(const Descriptor& file)
 {
     constexpr off_t large = 1024 * 1024;
     struct stat status;
-    return file >= 0 && fstat(file, &status) == 0 && status.st_size >= large;
+    return file && fstat(file.fd(), &status) == 0 && status.st_size >= large;
 }
 
 // Syncs a file while events are processed. The system reports an error only once, so it
 // counts here; a file that cannot be opened is noticed when it is published.
-bool WriteOut(int file)
+bool WriteOut(const Descriptor& file)
 {
     bool written = true;
-    PassEventsBeside([&written, file] { written = fsync(file) == 0; });
+    PassEventsBeside([&written, &file] { written = fsync(file.fd()) == 0; });
     return written;
 }
 
@@ -82,13 +83,11 @@ bool WriteOut(int file)
 bool WriteOut(const NewGeneration& generation, bool& large)
 {
     for (const std::string& name : CatalogFileNames()) {
-        const int file
-            = openat(generation.Descriptor(), name.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
+        const Descriptor file(
+            openat(generation.FolderDescriptor(), name.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
         const bool isLarge = IsLarge(file);
         const bool written = !isLarge || WriteOut(file);
         large = large || isLarge;
-        if (file >= 0)
-            close(file);
         if (written)
             continue;
         qCInfo(logCatalog, "the catalog cannot be updated, %s cannot be written out", name.c_str());
@@ -144,33 +143,14 @@ try {
 void RecordProduct(const CatalogProduct& product, CCatalogFile& file)
 {
     file.AddNew();
-    file.setInstalled(false);
-    file.setCategory(product.category.c_str());
-    file.setName(product.name.c_str());
-    file.setCategoryURL(product.categoryURL.c_str());
-    file.setPackageName(product.packageName.c_str());
+    file.setFields(product);
     file.setDescription(QString::fromStdString(product.description));
-    file.setVersion(product.version.c_str());
-    file.setVendor(product.vendor.c_str());
-    file.setCopyright(product.copyright.c_str());
-    file.setPrice(product.price.c_str());
-    file.setHidden(product.hidden);
-    file.setServerSerialNumber(product.serverSerialNumber);
-    file.setReleaseDate(product.releaseDate.c_str());
-    file.setReviewScore(product.reviewScore.c_str());
-    file.setCategoryRanking(product.categoryRanking.c_str());
-    file.setSubCategoryRanking(product.subCategoryRanking.c_str());
-    file.setVantrelRanking(product.vantrelRanking.c_str());
-    file.setDownloads(product.downloads);
-    file.setFileSize(product.fileSize);
-    file.setApplicationURL(product.applicationURL.c_str());
-    file.setAuthorURL(product.authorURL.c_str());
     for (const std::string& name : product.dependencies)
         file.AddDependency(name.c_str());
     // An index refuses the second product of a package, which is then stored in part.
     if (!file.SaveRecord())
         qCInfo(logDb, "product %d is not whole: an index refuses it, or it cannot be written",
-               int(product.serverSerialNumber));
+               int(product.ServerSerialNumber()));
 }
 
 } // namespace Agent

@@ -62,28 +62,25 @@ UpdateLock::UpdateLock(const std::string& folder, const std::function<bool()>& w
     m_held = true;
     struct stat status;
     const mode_t mode = LockMode(folder);
-    if (fstat(m_file, &status) == 0 && (status.st_mode & 0777) != mode)
-        fchmod(m_file, mode);
+    if (fstat(m_file.fd(), &status) == 0 && (status.st_mode & 0777) != mode)
+        fchmod(m_file.fd(), mode);
 }
 
 UpdateLock::~UpdateLock()
 {
-    if (m_file >= 0)
-        close(m_file);
     if (m_entered)
         Entered().erase(m_path);
 }
 
 bool UpdateLock::Open()
 {
-    if (m_file >= 0)
-        close(m_file);
-    m_file = open(m_path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600);
+    m_file = Descriptor(
+        open(m_path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600));
     struct stat status;
-    if (m_file >= 0 && fstat(m_file, &status) == 0 && S_ISREG(status.st_mode))
+    if (m_file && fstat(m_file.fd(), &status) == 0 && S_ISREG(status.st_mode))
         return true;
     qCInfo(logCatalog, "the catalog cannot be updated, cannot lock %s: %s", m_path.c_str(),
-           m_file >= 0 ? "not a regular file" : std::strerror(errno));
+           m_file ? "not a regular file" : std::strerror(errno));
     return false;
 }
 
@@ -91,14 +88,14 @@ bool UpdateLock::Open()
 bool UpdateLock::IsStill() const
 {
     struct stat held, there;
-    return fstat(m_file, &held) == 0 && lstat(m_path.c_str(), &there) == 0
+    return fstat(m_file.fd(), &held) == 0 && lstat(m_path.c_str(), &there) == 0
         && held.st_ino == there.st_ino && held.st_dev == there.st_dev;
 }
 
 bool UpdateLock::Wait(const std::function<bool()>& wait)
 {
     bool waited = false;
-    while (flock(m_file, LOCK_EX | LOCK_NB) != 0) {
+    while (flock(m_file.fd(), LOCK_EX | LOCK_NB) != 0) {
         if (errno != EWOULDBLOCK && errno != EINTR) {
             qCInfo(logCatalog, "cannot lock %s: %s", m_path.c_str(), std::strerror(errno));
             return false;

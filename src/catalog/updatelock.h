@@ -7,6 +7,8 @@
 
 #pragma once
 
+#include "base/descriptor.h"
+
 #include <functional>
 #include <string>
 
@@ -33,7 +35,7 @@ private:
     bool Wait(const std::function<bool()>& wait);
 
     const std::string m_path;
-    int m_file = -1;
+    Descriptor m_file;
     bool m_entered = false;
     bool m_held = false;
 };

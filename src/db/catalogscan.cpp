@@ -95,8 +95,7 @@ std::unordered_map<std::int32_t, Names> ReadDependencies(RecordReader& records)
 
 struct CatalogScan::Files {
     explicit Files(const std::string& folder)
-        : products(folder, Catalog::layout,
-                   { std::begin(Catalog::texts), std::end(Catalog::texts) }),
+        : products(folder, Catalog::layout, Catalog::Texts()),
           notes(folder + Catalog::notesName + ".fil"),
           dependencies(folder, Dependency::layout, { Dependency::name })
     {
@@ -111,7 +110,6 @@ struct CatalogScan::Files {
 
 CatalogScan::CatalogScan()
 {
-    static_assert(std::tuple_size<decltype(m_record)>::value == Catalog::layout.recordLength);
     OpenCurrentCatalog(CatalogFolder(), [this](const std::string& current) {
         m_files = std::make_unique<Files>(current);
         return bool(*this);
@@ -155,101 +153,4 @@ std::vector<std::string> CatalogScan::Dependencies()
     m_files->hasNames = true;
     const auto found = m_files->names.find(m_number);
     return found != m_files->names.end() ? found->second : Names();
-}
-
-// ---- the fields ----
-
-const char* CatalogScan::Category() const
-{
-    return GetText(m_record.data(), Catalog::category);
-}
-
-const char* CatalogScan::Name() const
-{
-    return GetText(m_record.data(), Catalog::name);
-}
-
-const char* CatalogScan::PackageName() const
-{
-    return GetText(m_record.data(), Catalog::packageName);
-}
-
-const char* CatalogScan::Version() const
-{
-    return GetText(m_record.data(), Catalog::version);
-}
-
-const char* CatalogScan::Vendor() const
-{
-    return GetText(m_record.data(), Catalog::vendor);
-}
-
-const char* CatalogScan::Copyright() const
-{
-    return GetText(m_record.data(), Catalog::copyright);
-}
-
-const char* CatalogScan::Price() const
-{
-    return GetText(m_record.data(), Catalog::price);
-}
-
-const char* CatalogScan::ReleaseDate() const
-{
-    return GetText(m_record.data(), Catalog::releaseDate);
-}
-
-const char* CatalogScan::ReviewScore() const
-{
-    return GetText(m_record.data(), Catalog::reviewScore);
-}
-
-const char* CatalogScan::CategoryRanking() const
-{
-    return GetText(m_record.data(), Catalog::categoryRanking);
-}
-
-const char* CatalogScan::SubCategoryRanking() const
-{
-    return GetText(m_record.data(), Catalog::subCategoryRanking);
-}
-
-const char* CatalogScan::VantrelRanking() const
-{
-    return GetText(m_record.data(), Catalog::vantrelRanking);
-}
-
-const char* CatalogScan::CategoryURL() const
-{
-    return GetText(m_record.data(), Catalog::categoryUrl);
-}
-
-const char* CatalogScan::ApplicationURL() const
-{
-    return GetText(m_record.data(), Catalog::applicationUrl);
-}
-
-const char* CatalogScan::AuthorURL() const
-{
-    return GetText(m_record.data(), Catalog::authorUrl);
-}
-
-bool CatalogScan::Hidden() const
-{
-    return m_record[Catalog::hidden] != 0;
-}
-
-std::int32_t CatalogScan::ServerSerialNumber() const
-{
-    return GetInt32(m_record.data() + Catalog::serverSerialNumber);
-}
-
-std::int32_t CatalogScan::Downloads() const
-{
-    return GetInt32(m_record.data() + Catalog::downloads);
-}
-
-std::int32_t CatalogScan::FileSize() const
-{
-    return GetInt32(m_record.data() + Catalog::fileSize);
 }

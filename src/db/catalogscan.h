@@ -17,14 +17,14 @@
 #pragma once
 
 #include "../util/export.h"
+#include "productrecord.h"
 
-#include <array>
 #include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
 
-class VANTRELAGENT_EXPORT CatalogScan
+class VANTRELAGENT_EXPORT CatalogScan : public Agent::ProductRecord
 {
 public:
     CatalogScan();
@@ -39,30 +39,8 @@ public:
     /// Without a product all fields are empty.
     bool Next();
 
-    /// The stored fields of the product, as CCatalogFile describes them; texts are UTF-8
-    /// and valid until Next. The record number is 0 before the first product.
-    /// @{
+    /// The number of the product's record; 0 before the first product.
     std::int32_t RecordNumber() const { return m_number; }
-    const char* Category() const;
-    const char* Name() const;
-    const char* PackageName() const;
-    const char* Version() const;
-    const char* Vendor() const;
-    const char* Copyright() const;
-    const char* Price() const;
-    const char* ReleaseDate() const;
-    const char* ReviewScore() const;
-    const char* CategoryRanking() const;
-    const char* SubCategoryRanking() const;
-    const char* VantrelRanking() const;
-    const char* CategoryURL() const;
-    const char* ApplicationURL() const;
-    const char* AuthorURL() const;
-    bool Hidden() const;
-    std::int32_t ServerSerialNumber() const;
-    std::int32_t Downloads() const;
-    std::int32_t FileSize() const;
-    /// @}
 
     /// Empty if the product has no description, or it cannot be read.
     std::string Description();
@@ -74,6 +52,5 @@ private:
     struct Files;
 
     std::unique_ptr<Files> m_files;
-    std::array<std::uint8_t, 2012> m_record{};
     std::int32_t m_number = 0;
 };

@@ -76,7 +76,6 @@ CCatalogFile::CCatalogFile(const std::string& folder, StoreFiles* files)
       m_notes(std::make_unique<CNote>(Files())), m_owners(std::make_unique<NoteOwners>()),
       m_dependency(folder, Files()), m_serialText()
 {
-    static_assert(std::tuple_size<decltype(m_record)>::value == Catalog::layout.recordLength);
     if (CATALOGDFNAME.empty())
         InitStaticMembers();
     m_notes->AvoidOverlaps();
@@ -235,8 +234,7 @@ try {
     if (!m_bOpen || !m_files->Read(record, m_record.data()))
         return false;
     m_nRecord = record;
-    for (const TextField text : Catalog::texts)
-        EndText(m_record.data(), text);
+    Catalog::EndTexts(m_record.data());
     MakeKeys();
     m_sDescription = ReadText(*m_notes, NoteOffset());
     m_dependencies.clear();

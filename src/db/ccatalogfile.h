@@ -31,6 +31,7 @@
 
 #include "../util/export.h"
 #include "cdependency.h"
+#include "productrecord.h"
 
 #include <QByteArrayList>
 #include <QString>
@@ -50,7 +51,7 @@ class StoreFiles;
 struct CatalogPaths;
 } // namespace Agent
 
-class VANTRELAGENT_EXPORT CCatalogFile
+class VANTRELAGENT_EXPORT CCatalogFile : public Agent::ProductRecord
 {
 public:
     CCatalogFile();
@@ -161,27 +162,9 @@ public:
     void setDownloads(std::int32_t count); ///< how often it was downloaded
     void setFileSize(std::int32_t bytes); ///< of its download
 
-    const char* Category() const; ///< the category that it is in
-    const char* Name() const; ///< the name to show
-    const char* PackageName() const; ///< the Debian package
-    const char* Version() const; ///< the version, as the store shows it
-    const char* Vendor() const; ///< the maker
-    const char* Copyright() const; ///< the copyright holder
-    const char* Price() const; ///< the price, as text
-    const char* ReleaseDate() const; ///< when it came out, as text
-    const char* ReviewScore() const; ///< the score of its reviews, as text
-    const char* CategoryRanking() const; ///< its rank in the category, as text
-    const char* SubCategoryRanking() const; ///< its rank in the subcategory, as text
-    /// Its rank in the store or its download address, whichever was set last.
-    const char* VantrelRanking() const;
-    const char* CategoryURL() const; ///< the page of its category
-    const char* ApplicationURL() const; ///< the page of the product
-    const char* AuthorURL() const; ///< the page of its author
-    bool Installed() const; ///< whether it is marked as installed; an update marks none
-    bool Hidden() const; ///< whether the store hides it
-    std::int32_t ServerSerialNumber() const; ///< its number in the store
-    std::int32_t Downloads() const; ///< how often it was downloaded
-    std::int32_t FileSize() const; ///< the size of its download in bytes
+    /// Sets all fields at once to those of another product. The description and the names
+    /// it depends on stay.
+    void setFields(const Agent::ProductRecord& product) { CopyFields(product); }
 
     /// Keeps up to 499,992 bytes of UTF-8, and nothing of a longer text. A product
     /// whose description was cleared keeps the place of the text. If another product's
@@ -235,7 +218,6 @@ private:
     Agent::StoreFiles* const m_pFiles; // null: m_held
     std::unique_ptr<Agent::HeldFiles> m_held;
     std::string m_sData; // the data file, as it was opened
-    std::array<std::uint8_t, 2012> m_record;
     std::int32_t m_nRecord;
     std::array<std::array<char, 111>, 4> m_keys; // the product is stored under
     std::unique_ptr<Agent::DbFiles> m_files;

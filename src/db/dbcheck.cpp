@@ -197,11 +197,10 @@ private:
     DbFindings* const m_findings;
 };
 
-template <std::size_t N> std::vector<TextField> NamedBy(TextField name, const TextField (&texts)[N])
+std::vector<TextField> NamedBy(TextField name, std::vector<TextField> texts)
 {
-    std::vector<TextField> all{ name };
-    all.insert(all.end(), std::begin(texts), std::end(texts));
-    return all;
+    texts.insert(texts.begin(), name);
+    return texts;
 }
 
 // Which products have their description at which place.
@@ -262,7 +261,7 @@ DbFindings CheckCatalog(const std::string& described)
     const PinnedGeneration current(described);
     const std::string& folder = current.Folder();
     DbFindings findings;
-    const Database database{ Catalog::layout, NamedBy(Catalog::name, Catalog::texts),
+    const Database database{ Catalog::layout, NamedBy(Catalog::name, Catalog::Texts()),
                              Catalog::MakeKey };
     Agreement agreement(folder, database, &findings);
     std::vector<bool> products(std::size_t(agreement.Count()));
@@ -285,7 +284,9 @@ DbFindings CheckCatalog(const std::string& described)
 DbFindings CheckRecent(const std::string& folder)
 {
     DbFindings findings;
-    const Database database{ Recent::layout, NamedBy(Recent::description, Recent::texts),
+    const Database database{ Recent::layout,
+                             NamedBy(Recent::description,
+                                     { std::begin(Recent::texts), std::end(Recent::texts) }),
                              Recent::MakeKey };
     Agreement(folder, database, &findings).Run([](auto&&...) {});
     std::vector<std::string> names;

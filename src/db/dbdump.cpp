@@ -86,34 +86,24 @@ void Description(std::ostream& out, const std::string& text)
     }
 }
 
+std::string FieldText(const std::uint8_t* record, const ProductField& field)
+{
+    switch (field.kind) {
+    case ProductRecord::Kind::Text:
+        return Printable(GetText(record, field.place));
+    case ProductRecord::Kind::Flag:
+        return record[field.place.offset] ? "yes" : "no";
+    default:
+        return std::to_string(GetInt32(record + field.place.offset));
+    }
+}
+
 void Product(std::ostream& out, std::int32_t number, const std::uint8_t* record)
 {
-    const auto text = [&](const char* label, TextField field) {
-        Line(out, label, Printable(GetText(record, field)));
-    };
-    const auto count = [&](const char* label, int offset) {
-        Line(out, label, std::to_string(GetInt32(record + offset)));
-    };
     out << "product " << number << ": " << Printable(GetText(record, Catalog::name)) << '\n';
-    count("serial", Catalog::serverSerialNumber);
-    text("category", Catalog::category);
-    text("package", Catalog::packageName);
-    text("version", Catalog::version);
-    text("vendor", Catalog::vendor);
-    text("copyright", Catalog::copyright);
-    text("price", Catalog::price);
-    text("released", Catalog::releaseDate);
-    text("review score", Catalog::reviewScore);
-    text("in category", Catalog::categoryRanking);
-    text("in subcateg.", Catalog::subCategoryRanking);
-    text("ranking", Catalog::vantrelRanking);
-    count("downloads", Catalog::downloads);
-    count("file size", Catalog::fileSize);
-    text("category URL", Catalog::categoryUrl);
-    text("product URL", Catalog::applicationUrl);
-    text("author URL", Catalog::authorUrl);
-    Line(out, "installed", record[Catalog::installed] ? "yes" : "no");
-    Line(out, "hidden", record[Catalog::hidden] ? "yes" : "");
+    for (const ProductField& field : Catalog::fields)
+        if (field.label)
+            Line(out, field.label, FieldText(record, field));
 }
 
 std::string Time(std::int32_t seconds)
@@ -145,8 +135,7 @@ bool DumpCatalog(const std::string& described, std::ostream& out)
 {
     const PinnedGeneration current(described);
     const std::string& folder = current.Folder();
-    RecordReader records(folder, Catalog::layout,
-                         { std::begin(Catalog::texts), std::end(Catalog::texts) });
+    RecordReader records(folder, Catalog::layout, Catalog::Texts());
     if (!records)
         return false;
     const NamesOfProducts names = ReadDependencies(folder);

@@ -42,6 +42,22 @@ void FormatSerial(std::int32_t serial, char* text)
     std::snprintf(text, 21, "%0*ld", 20, static_cast<long>(serial));
 }
 
+std::vector<TextField> Catalog::Texts()
+{
+    std::vector<TextField> texts;
+    for (const ProductField& field : fields)
+        if (field.kind == Kind::Text)
+            texts.push_back(field.place);
+    return texts;
+}
+
+void Catalog::EndTexts(std::uint8_t* record)
+{
+    for (const ProductField& field : fields)
+        if (field.kind == Kind::Text)
+            EndText(record, field.place);
+}
+
 void Catalog::CutCategory(std::uint8_t* record)
 {
     const std::size_t length = CutLength(GetText(record, category), categoryKeyWidth);
@@ -64,7 +80,7 @@ void Catalog::MakeKey(const std::uint8_t* record, int which, char* key)
         CopyText(record, packageName, key);
         break;
     default:
-        FormatSerial(GetInt32(record + serverSerialNumber), key);
+        FormatSerial(GetInt32(record + serverSerialNumber.offset), key);
     }
     CutKey(layout, which, key);
 }

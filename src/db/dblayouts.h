@@ -7,8 +7,10 @@
 #pragma once
 
 #include "db/dbrecord.h"
+#include "db/productfields.h"
 
 #include <string>
+#include <vector>
 
 namespace Agent
 {
@@ -53,32 +55,31 @@ constexpr DbLayout layout{ ".VACatalog.fil",
                              { ".VACatalog.k4", 20, false } } };
 constexpr char notesName[] = ".VACatalogNotes";
 
-constexpr TextField category{ 4, 76 };
-constexpr TextField name{ 80, 51 };
-constexpr TextField packageName{ 131, 257 };
-constexpr int noteOffset = 388; // -1: no description
-constexpr TextField version{ 392, 51 };
-constexpr TextField vendor{ 443, 257 };
-constexpr TextField copyright{ 700, 257 };
-constexpr TextField price{ 957, 10 };
-constexpr int installed = 967; // one byte, 0 or 1
-constexpr int hidden = 968; // one byte, 0 or 1
-constexpr int serverSerialNumber = 976;
-constexpr TextField releaseDate{ 980, 11 };
-constexpr TextField reviewScore{ 991, 10 };
-constexpr TextField categoryRanking{ 1001, 10 };
-constexpr TextField subCategoryRanking{ 1011, 10 };
-constexpr TextField vantrelRanking{ 1021, 11 };
-constexpr int downloads = 1032;
-constexpr int fileSize = 1036;
-constexpr TextField categoryUrl{ 1040, 257 };
-constexpr TextField applicationUrl{ 1297, 257 };
-constexpr TextField authorUrl{ 1554, 458 };
+constexpr TextField category = PlaceOf("category");
+constexpr TextField name = PlaceOf("name");
+constexpr TextField packageName = PlaceOf("package");
+constexpr TextField version = PlaceOf("version");
+constexpr TextField vendor = PlaceOf("vendor");
+constexpr TextField copyright = PlaceOf("copyright");
+constexpr TextField price = PlaceOf("price");
+constexpr TextField installed = PlaceOf("installed");
+constexpr TextField hidden = PlaceOf("hidden");
+constexpr TextField serverSerialNumber = PlaceOf("serial");
+constexpr TextField releaseDate = PlaceOf("released");
+constexpr TextField reviewScore = PlaceOf("reviewScore");
+constexpr TextField categoryRanking = PlaceOf("categoryRanking");
+constexpr TextField subCategoryRanking = PlaceOf("subcategoryRanking");
+constexpr TextField vantrelRanking = PlaceOf("ranking");
+constexpr TextField downloads = PlaceOf("downloads");
+constexpr TextField fileSize = PlaceOf("size");
+constexpr TextField categoryUrl = PlaceOf("categoryPage");
+constexpr TextField applicationUrl = PlaceOf("page");
+constexpr TextField authorUrl = PlaceOf("authorPage");
 
-constexpr TextField texts[]
-    = { category,           name,           packageName, version,        vendor,
-        copyright,          price,          releaseDate, reviewScore,    categoryRanking,
-        subCategoryRanking, vantrelRanking, categoryUrl, applicationUrl, authorUrl };
+// The places of all texts.
+std::vector<TextField> Texts();
+// Ends all texts of a record that came from a file.
+void EndTexts(std::uint8_t* record);
 
 // The width in bytes of a category in its key; a longer one is cut to that.
 constexpr int categoryKeyWidth = 60;

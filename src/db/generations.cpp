@@ -26,8 +26,8 @@ namespace
 
 constexpr char pointerName[] = ".VACatalog.current";
 constexpr char generationPrefix[] = ".VACatalog.gen-";
-constexpr char removedPrefix[] = ".VACatalog.old-"; // one that is being removed
-constexpr char linkName[] = ".link"; // in a generation: a link on its way to its place
+constexpr char removedPrefix[] = ".VACatalog.old-"; // a generation that is being removed
+constexpr char linkName[] = ".link"; // in a generation: a new link before its rename
 constexpr int mostDigits = 9; // of a generation's number
 constexpr int mostTries = 100;
 
@@ -41,7 +41,7 @@ std::vector<std::string> PathsOf(const DbLayout& layout, const std::string& fold
     return paths;
 }
 
-// What follows a prefix as a number, or -1.
+// The number after a prefix, or -1.
 long NumberAfter(const char* prefix, const std::string& name)
 {
     const std::size_t length = std::strlen(prefix);
@@ -105,25 +105,10 @@ std::vector<std::string> NamesIn(const std::string& folder)
     return names;
 }
 
-int OpenFolder(const std::string& path)
+Descriptor OpenFolder(const std::string& path)
 {
-    return open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    return Descriptor(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
 }
-
-// A folder that is open for the length of a scope.
-struct OpenedFolder {
-    explicit OpenedFolder(const std::string& path) : descriptor(OpenFolder(path)) { }
-    ~OpenedFolder()
-    {
-        if (descriptor >= 0)
-            close(descriptor);
-    }
-    OpenedFolder(const OpenedFolder&) = delete;
-    OpenedFolder& operator=(const OpenedFolder&) = delete;
-    explicit operator bool() const { return descriptor >= 0; }
-
-    const int descriptor;
-};
 
 // Whether a path still leads to an open folder.
 bool IsStill(int descriptor, const std::string& path)
@@ -151,20 +136,21 @@ void RemoveFolder(int descriptor, const std::string& path)
     rmdir(path.c_str());
 }
 
-// The folder is renamed first, so that nobody can open one of its files when the others
-// are already gone.
+// Removes a generation unless somebody uses it: its maker and its readers hold a lock on the
+// folder. The folder is renamed first, so that nobody can open one of its files when the
+// others are already gone.
 void RemoveGeneration(const std::string& folder, const std::string& name)
 {
     const std::string path = folder + name;
-    const OpenedFolder opened(path);
+    const Descriptor opened = OpenFolder(path);
     if (!opened)
         return;
     const std::string removed
         = folder + removedPrefix + std::to_string(NumberAfter(generationPrefix, name));
     // Its maker may have published it before this process got the lock.
-    if (flock(opened.descriptor, LOCK_EX | LOCK_NB) == 0 && CurrentName(folder) != name
-        && IsStill(opened.descriptor, path) && std::rename(path.c_str(), removed.c_str()) == 0)
-        RemoveFolder(opened.descriptor, removed);
+    if (flock(opened.fd(), LOCK_EX | LOCK_NB) == 0 && CurrentName(folder) != name
+        && IsStill(opened.fd(), path) && std::rename(path.c_str(), removed.c_str()) == 0)
+        RemoveFolder(opened.fd(), removed);
 }
 
 void RemoveEachOldGeneration(const std::string& folder)
@@ -173,9 +159,9 @@ void RemoveEachOldGeneration(const std::string& folder)
         if (NumberAfter(generationPrefix, name) >= 0 && name != CurrentName(folder)) {
             RemoveGeneration(folder, name);
         } else if (NumberAfter(removedPrefix, name) >= 0) {
-            const OpenedFolder opened(folder + name);
+            const Descriptor opened = OpenFolder(folder + name);
             if (opened)
-                RemoveFolder(opened.descriptor, folder + name);
+                RemoveFolder(opened.fd(), folder + name);
         }
     }
 }
@@ -215,6 +201,8 @@ std::string CurrentCatalogFolder(const std::string& folder)
     return generation;
 }
 
+// A lock-free consistent read: ten files cannot be opened at once, so after opening them it
+// checks that the generation is still the current one. If so, all are of one generation.
 bool OpenCurrentCatalog(const std::string& folder,
                         const std::function<bool(const std::string& current)>& open)
 {
@@ -231,30 +219,29 @@ bool OpenCurrentCatalog(const std::string& folder,
 
 // ---- a new generation ----
 
-NewGeneration::NewGeneration(const std::string& folder) : NewGeneration(folder, -1)
+NewGeneration::NewGeneration(const std::string& folder) : NewGeneration(folder, Descriptor())
 {
     Make(); // may fail for want of memory: the destructor is called then
 }
 
-NewGeneration::NewGeneration(const std::string& folder, int descriptor)
-    : m_folder(folder), m_descriptor(descriptor)
+NewGeneration::NewGeneration(const std::string& folder, Descriptor opened)
+    : m_folder(folder), m_opened(std::move(opened))
 {
 }
 
 NewGeneration::~NewGeneration()
 {
-    if (m_descriptor < 0)
+    if (!m_opened)
         return;
     // Readers may still use one that is no longer current.
-    if (!m_published && flock(m_descriptor, LOCK_EX | LOCK_NB) == 0)
+    if (!m_published && flock(m_opened.fd(), LOCK_EX | LOCK_NB) == 0)
         Remove();
-    close(m_descriptor);
 }
 
 // If memory runs out, the next update removes the rest.
 void NewGeneration::Remove() const
 try {
-    RemoveFolder(m_descriptor, m_folder + m_name);
+    RemoveFolder(m_opened.fd(), m_folder + m_name);
 } catch (const std::bad_alloc&) {
     return;
 }
@@ -286,13 +273,11 @@ bool NewGeneration::Lock()
 {
     const std::string path = m_folder + m_name;
     struct stat status;
-    m_descriptor = OpenFolder(path);
-    if (m_descriptor >= 0 && fstat(m_descriptor, &status) == 0 && status.st_uid == geteuid()
-        && flock(m_descriptor, LOCK_EX | LOCK_NB) == 0 && IsStill(m_descriptor, path))
+    m_opened = OpenFolder(path);
+    if (m_opened && fstat(m_opened.fd(), &status) == 0 && status.st_uid == geteuid()
+        && flock(m_opened.fd(), LOCK_EX | LOCK_NB) == 0 && IsStill(m_opened.fd(), path))
         return true;
-    if (m_descriptor >= 0)
-        close(m_descriptor);
-    m_descriptor = -1;
+    m_opened = Descriptor();
     return false;
 }
 
@@ -302,6 +287,10 @@ bool NewGeneration::Fail(const std::string& what)
     return false;
 }
 
+// Everything that can fail comes before the one rename that counts. The files are synced
+// first; then the described names are made links through the pointer, which changes nothing
+// yet, since the pointer still names the old generation; then the pointer is replaced. A
+// crash at any moment leaves either the old or the new database.
 bool NewGeneration::Publish()
 {
     if (!Settle() || (!NamesLeadThrough() && !TakeInPlainFiles()))
@@ -321,7 +310,7 @@ bool NewGeneration::PublishFirst()
         return Publish();
     if (!Settle() || !PutNames() || !SyncFolder())
         return false;
-    // Not by renaming, which would replace a pointer made meanwhile.
+    // Not by renaming, which would replace a pointer that another process has just made.
     if (storeFiles().Symlink(m_name.c_str(), (m_folder + pointerName).c_str()) != 0) {
         m_exists = errno == EEXIST;
         return Fail("cannot make " + m_folder + pointerName);
@@ -336,7 +325,7 @@ bool NewGeneration::PublishFirst()
 // Once it is the current one, readers may share its lock (PinnedGeneration).
 void NewGeneration::LetReadersIn()
 {
-    flock(m_descriptor, LOCK_SH | LOCK_NB);
+    flock(m_opened.fd(), LOCK_SH | LOCK_NB);
 }
 
 bool NewGeneration::PublishOver(const std::string& current)
@@ -358,14 +347,16 @@ bool NewGeneration::PublishOver(const std::string& current)
 
 // ---- its files ----
 
+// Gives the files the permissions of those that they replace, and syncs them and their
+// folder.
 bool NewGeneration::Settle()
 {
     for (const std::string& name : CatalogFileNames())
         if (!SettleFile(name))
             return Fail("cannot write " + Folder() + name);
     struct stat folder;
-    if (stat(m_folder.c_str(), &folder) != 0 || !TakeAfter(m_descriptor, folder)
-        || storeFiles().Sync(m_descriptor) != 0)
+    if (stat(m_folder.c_str(), &folder) != 0 || !TakeAfter(m_opened.fd(), folder)
+        || storeFiles().Sync(m_opened.fd()) != 0)
         return Fail("cannot write " + Folder());
     return true;
 }
@@ -374,7 +365,7 @@ bool NewGeneration::SettleFile(const std::string& name)
 {
     StoreFiles& files = storeFiles();
     const std::string replaced = m_folder + name;
-    const int file = files.OpenAt(m_descriptor, name.c_str(), O_RDONLY | O_NOFOLLOW, 0);
+    const int file = files.OpenAt(m_opened.fd(), name.c_str(), O_RDONLY | O_NOFOLLOW, 0);
     if (file < 0)
         return false;
     struct stat old;
@@ -396,6 +387,8 @@ bool NewGeneration::NamesLeadThrough() const
 }
 
 // Turns the files that the described names lead to into a generation, and makes it current.
+// They are hard links to the same files, so that the names lead to the same data before and
+// after, one by one, as they are replaced by links through the pointer.
 bool NewGeneration::TakeInPlainFiles()
 {
     NewGeneration plain(m_folder);
@@ -407,8 +400,8 @@ bool NewGeneration::TakeInPlainFiles()
             return Fail("cannot link " + from + " to " + to);
     }
     struct stat folder;
-    if (stat(m_folder.c_str(), &folder) != 0 || !TakeAfter(plain.m_descriptor, folder)
-        || storeFiles().Sync(plain.m_descriptor) != 0 || !SyncFolder())
+    if (stat(m_folder.c_str(), &folder) != 0 || !TakeAfter(plain.m_opened.fd(), folder)
+        || storeFiles().Sync(plain.m_opened.fd()) != 0 || !SyncFolder())
         return Fail("cannot write " + plain.Folder());
     if (!PutLink(plain.m_name, pointerName))
         return false;
@@ -436,13 +429,8 @@ bool NewGeneration::PutLink(const std::string& target, const std::string& name)
 
 bool NewGeneration::SyncFolder()
 {
-    const int descriptor = open(m_folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    const bool synced = descriptor >= 0 && storeFiles().Sync(descriptor) == 0;
-    const int reason = errno;
-    if (descriptor >= 0)
-        close(descriptor);
-    errno = reason;
-    return synced || Fail("cannot write " + m_folder);
+    const Descriptor folder(open(m_folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    return (folder && storeFiles().Sync(folder.fd()) == 0) || Fail("cannot write " + m_folder);
 }
 
 // ---- old generations ----
@@ -451,9 +439,11 @@ void RemoveOldGenerations(const std::string& folder)
 try {
     RemoveEachOldGeneration(folder);
 } catch (const std::bad_alloc&) {
-    return; // they go with the next update
+    return; // the next update removes them
 }
 
+// A shared lock on the folder keeps it from being removed. Between finding and locking it an
+// update may have removed it, so it checks that the path still leads to the locked folder.
 PinnedGeneration::PinnedGeneration(const std::string& folder)
 {
     for (int tries = 0; tries < mostTries; ++tries) {
@@ -461,20 +451,12 @@ PinnedGeneration::PinnedGeneration(const std::string& folder)
         if (m_folder == folder)
             return;
         const std::string path = m_folder.substr(0, m_folder.size() - 1);
-        m_descriptor = OpenFolder(path);
-        if (m_descriptor >= 0 && flock(m_descriptor, LOCK_SH | LOCK_NB) == 0
-            && IsStill(m_descriptor, path))
+        m_opened = OpenFolder(path);
+        if (m_opened && flock(m_opened.fd(), LOCK_SH | LOCK_NB) == 0
+            && IsStill(m_opened.fd(), path))
             return;
-        if (m_descriptor >= 0)
-            close(m_descriptor);
-        m_descriptor = -1;
+        m_opened = Descriptor();
     }
-}
-
-PinnedGeneration::~PinnedGeneration()
-{
-    if (m_descriptor >= 0)
-        close(m_descriptor);
 }
 
 } // namespace Agent

@@ -15,6 +15,7 @@
 
 #pragma once
 
+#include "base/descriptor.h"
 #include "store/storefiles.h"
 
 #include <functional>
@@ -65,8 +66,8 @@ public:
     NewGeneration(const NewGeneration&) = delete;
     NewGeneration& operator=(const NewGeneration&) = delete;
 
-    explicit operator bool() const { return m_descriptor >= 0; }
-    int Descriptor() const { return m_descriptor; } // of its folder
+    explicit operator bool() const { return bool(m_opened); }
+    int FolderDescriptor() const { return m_opened.fd(); }
     std::string Folder() const { return m_folder + m_name + '/'; }
     const std::string& Reason() const { return m_reason; }
 
@@ -80,7 +81,7 @@ public:
     bool Exists() const { return m_exists; }
 
 private:
-    NewGeneration(const std::string& folder, int descriptor);
+    NewGeneration(const std::string& folder, Descriptor opened);
     void Make();
     void Remove() const;
     bool Lock();
@@ -98,7 +99,7 @@ private:
     const std::string m_folder;
     std::string m_name;
     std::string m_reason;
-    int m_descriptor = -1;
+    Descriptor m_opened; // the generation's folder
     bool m_published = false;
     bool m_exists = false;
 };
@@ -114,16 +115,13 @@ class PinnedGeneration
 {
 public:
     explicit PinnedGeneration(const std::string& folder);
-    ~PinnedGeneration();
-    PinnedGeneration(const PinnedGeneration&) = delete;
-    PinnedGeneration& operator=(const PinnedGeneration&) = delete;
 
     // The folder that the files are in.
     const std::string& Folder() const { return m_folder; }
 
 private:
     std::string m_folder;
-    int m_descriptor = -1; // -1 for plain files
+    Descriptor m_opened; // none for plain files
 };
 
 } // namespace Agent

@@ -41,7 +41,7 @@ bool Wait(int file)
 
 ListLock::ListLock(const std::string& dataFile) : m_free(true)
 {
-    const std::string path = dataFile + ".lock"; // may fail: before there is a holder
+    const std::string path = dataFile + ".lock"; // may throw, so before counting a holder
     if (holders++ > 0)
         return;
     // Read access is enough for a lock, so a file of another user works as well.

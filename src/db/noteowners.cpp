@@ -61,7 +61,7 @@ bool NoteOwners::ReadProducts(DataFile* products)
     return count > 0;
 }
 
-// Takes the owner from each place where no text begins, because it was deleted.
+// Removes the owner of each place where no text begins: it was deleted.
 void NoteOwners::KeepTexts(const std::vector<std::int32_t>& texts)
 {
     for (auto& [offset, product] : m_owners)

@@ -34,8 +34,8 @@ struct Below {
 
 using Record = std::vector<std::uint8_t>;
 using Numbers = std::vector<std::int32_t>;
-// The keys of an index, each with the records that have it: only one, unless an update was
-// refused.
+// The keys of an index, each with the records that have it. There is more than one only
+// after a refused update.
 using Wanted = std::map<std::string, Numbers, Below>;
 
 std::string KeyOf(const Record& record, int which)
@@ -55,6 +55,11 @@ std::int32_t TimeOf(const Record& record)
     return GetInt32(record.data() + Recent::lastAccessed);
 }
 
+// The records are the truth. First they are made unambiguous: each product keeps only the
+// item used last, and of several items with one name all but one get their serial number
+// appended. Then each index is compared with the keys that the records should have, and
+// rebuilt in a new file if anything differs. Each step is written before the next begins, so
+// an interrupted repair can simply be repeated.
 class ListRepair
 {
 public:
@@ -115,7 +120,7 @@ private:
         }
     }
 
-    // The record that an index has under a key, else 0.
+    // The record that an index has under a key, or 0.
     std::int32_t Holder(int which, const std::string& key) const
     {
         for (const IndexEntry& entry : m_indexes[which].entries)
@@ -124,7 +129,7 @@ private:
         return 0;
     }
 
-    // Of several items with one key, the one that the index has, or the first.
+    // Of several records with one key, the one in the index, or else the first.
     std::int32_t Rightful(int which, const std::string& key, const Numbers& numbers) const
     {
         const std::int32_t holder = numbers.size() > 1 ? Holder(which, key) : 0;
@@ -140,7 +145,7 @@ private:
         return wanted;
     }
 
-    // A second item of one product comes from recordings that were refused.
+    // A second item of one product was left by refused recordings.
     bool RemoveCopies()
     {
         for (const auto& [key, numbers] : WantedKeys(bySerial)) {

@@ -24,6 +24,8 @@ using namespace Agent;
 namespace
 {
 
+// Splits a command at blanks outside quotes. There is no shell: quotes stay in the words,
+// and a backslash only keeps a quote from counting.
 std::vector<std::string> SplitWords(const std::string& command)
 {
     std::vector<std::string> words;
@@ -128,6 +130,8 @@ bool CRun::Start(std::vector<std::string>& words)
     return m_running;
 }
 
+// Polls the child instead of blocking in waitpid, so that events are processed meanwhile. It
+// asks for this child's id only, so that the host's own children are left to the host.
 int CRun::Wait()
 {
     while (true) {

@@ -279,6 +279,10 @@ bool CRunAptGet::Refuse(const std::string& packages)
     return refused;
 }
 
+// One install, or listing of files ('D'), from beginning to end: lets dpkg finish what an
+// earlier run left, refreshes the lists before a listing, runs the front end and parses its
+// lines, and cleans up. If the front end did not find a package, the whole run is repeated
+// once. Returns the wait status of the front end.
 int CRunAptGet::RunPiped(char action, const std::string& packages, bool isRetry)
 {
     const bool deps = action == 'D';

@@ -43,6 +43,10 @@ const char* ErrorText(const char* line, int length)
 
 } // namespace
 
+// Reads a line byte by byte and processes events in between, so that the host stays
+// responsive even in a long line. Control characters are dropped, for example a carriage
+// return before the line end. False at the end of the stream; the buffer may then contain a
+// last line without a line end.
 bool CRunAptGet::readLine(char* buffer, int size, FILE* stream, int& length)
 {
     length = 0;
@@ -84,6 +88,9 @@ bool CRunAptGet::AwaitOutput(FILE* stream)
     return true;
 }
 
+// There are two kinds of lines. Some begin a block, a list of packages or an error, which
+// continues on indented lines; the two flags remember between calls which block is open. All
+// others are complete in themselves, and are only looked at outside an error.
 void CRunAptGet::parseLine(char* line, int length, bool& inPackageList, bool& inErrorBlock)
 {
     CTracer tracer("CRunAptGet::parseLine");
@@ -96,7 +103,8 @@ void CRunAptGet::parseLine(char* line, int length, bool& inPackageList, bool& in
         inPackageList = false;
 }
 
-// Reads what the lines say about the run itself.
+// Detects the point from which the run cannot be cancelled any more, because dpkg has begun
+// to work, and waits for locks.
 void CRunAptGet::FollowProgress(const char* line)
 {
     static const char* const dpkgWorks[]
@@ -139,7 +147,7 @@ void CRunAptGet::ClassifyBlock(char* line, int length, bool& inPackageList, bool
     }
 }
 
-// Whether the line was one of these.
+// Handles the lines that report progress. False for any other line.
 bool CRunAptGet::ClassifyProgress(char* line, int length)
 {
     if (BeginsWith(line, "Need to get ")) {
@@ -204,6 +212,8 @@ void CRunAptGet::GetTotalBytes(char* line, int)
     emit signalReceivedTotalBytes(m_sTotalSize);
 }
 
+// A "Get:" line begins a download, and so ends the previous one:
+// "Get:1 http://host/repo ./. libhp 1.0-1 [716B]".
 void CRunAptGet::GetReceivedPackageInfo(char* line, int)
 {
     CTracer tracer("CRunAptGet::GetReceivedPackageInfo");
@@ -254,6 +264,8 @@ void CRunAptGet::GetPackageFiles(char* line)
     m_packageFiles.push_back(name);
 }
 
+// A line like "45% [2 libfoo 18%]": the first number is the overall progress, the last one
+// that of the current item.
 void CRunAptGet::Pulse(char* line, int)
 {
     CTracer tracer("CRunAptGet::Pulse");

@@ -4,6 +4,7 @@
 // Refreshing the sources: the only place where the runner makes a request, the class of
 // which uses the runner in turn.
 
+#include "base/descriptor.h"
 #include "install/capigetsourceslist.h"
 #include "install/crun.h"
 #include "install/crunaptget.h"
@@ -164,11 +165,9 @@ void CRunAptGet::SetRefreshPending(bool deps, bool pending)
         return;
     }
     const int flags = O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC;
-    int fd = open(mark.c_str(), flags, 0644);
-    if (fd < 0 && errno == ENOENT && CreateSourcesDir(deps))
-        fd = open(mark.c_str(), flags, 0644);
-    if (fd >= 0)
-        close(fd);
+    const Descriptor file(open(mark.c_str(), flags, 0644));
+    if (!file && errno == ENOENT && CreateSourcesDir(deps))
+        Descriptor(open(mark.c_str(), flags, 0644));
 }
 
 void CRunAptGet::onAptGetUpdateTimer()

@@ -77,6 +77,9 @@ bool FrontEndChild::HasEnded() const
         || info.si_pid == m_pid;
 }
 
+// The end of the pipe cannot be relied on: a daemon that a package started inherits the pipe
+// and keeps it open. So the child itself is checked as well, and when it has ended, output is
+// read only until none has arrived for the length of Aftermath.
 bool FrontEndChild::AwaitOutput()
 {
     using Clock = std::chrono::steady_clock;

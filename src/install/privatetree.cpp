@@ -53,19 +53,17 @@ bool TreeLock::TryTake()
         return true;
     mkdir(m_path.c_str(), 0755);
     const int flags = O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
-    m_fd = open(LockFile(m_path).c_str(), flags, 0644);
-    if (m_fd < 0) {
+    Descriptor file(open(LockFile(m_path).c_str(), flags, 0644));
+    if (!file) {
         qCInfo(logInstall, "%s cannot be locked: %s", m_path.c_str(), std::strerror(errno));
         return m_taken = true;
     }
-    if (flock(m_fd, LOCK_EX | LOCK_NB) != 0) {
-        close(m_fd);
-        m_fd = -1;
+    if (flock(file.fd(), LOCK_EX | LOCK_NB) != 0)
         return false;
-    }
+    m_file = std::move(file);
     const std::string holder
         = std::string(program_invocation_short_name) + ' ' + std::to_string(getpid()) + '\n';
-    if (ftruncate(m_fd, 0) != 0 || write(m_fd, holder.data(), holder.size()) < 0)
+    if (ftruncate(m_file.fd(), 0) != 0 || write(m_file.fd(), holder.data(), holder.size()) < 0)
         qCInfo(logInstall, "%s cannot be written", LockFile(m_path).c_str());
     m_holder = this;
     m_loopLevel = QThread::currentThread()->loopLevel();
@@ -113,19 +111,16 @@ void TreeLock::Release()
     m_borrowed = false;
     if (m_holder == this)
         m_holder = nullptr;
-    if (m_fd >= 0)
-        close(m_fd);
-    m_fd = -1;
+    m_file = Descriptor();
     m_taken = false;
 }
 
 std::string TreeLock::Holder() const
 {
     char text[128];
-    const int fd = open(LockFile(m_path).c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
-    const ssize_t size = fd >= 0 ? read(fd, text, sizeof text) : -1;
-    if (fd >= 0)
-        close(fd);
+    const Descriptor file(
+        open(LockFile(m_path).c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+    const ssize_t size = file ? read(file.fd(), text, sizeof text) : -1;
     const std::string line(text, size > 0 ? std::size_t(size) : 0);
     const auto blank = line.rfind(' ');
     const auto end = line.find('\n');

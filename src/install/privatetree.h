@@ -10,6 +10,8 @@
 
 #pragma once
 
+#include "base/descriptor.h"
+
 #include <functional>
 #include <string>
 
@@ -85,7 +87,7 @@ private:
     std::string m_path;
     bool m_taken = false;
     bool m_borrowed = false;
-    int m_fd = -1;
+    Descriptor m_file;
     int m_loopLevel = 0; // of nested event loops, where it was taken
 };
 

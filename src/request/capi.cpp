@@ -293,6 +293,9 @@ int CAPI::ReferenceCount() const
     return m_nReferenceCount;
 }
 
+// One request can lock out all others, for example while the API directory is being fetched.
+// It gets the lock only if no other request exists; until it releases the lock, every new
+// request is refused here. Returns false if the request was refused.
 bool CAPI::LockAPI(bool bLock)
 {
     CTracer tracer("CAPI::LockAPI");

@@ -180,6 +180,9 @@ QDomElement CAPI::ReadReply(QDomDocument& document, QString& sWhy)
     return read ? document.documentElement() : QDomElement();
 }
 
+// Parses the spooled reply and passes it on. The reply is judged only when it is complete,
+// since slots receive a whole document. The document is destroyed here, piece by piece, and
+// not by a destructor, which would block the event loop for as long.
 void CAPI::DispatchReply()
 {
     if (m_APIFile.fileName().isEmpty() || !m_APIFile.open(QIODevice::ReadOnly)) {

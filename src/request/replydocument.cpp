@@ -115,6 +115,9 @@ bool Passes(QIODevice& device, Reading& reading, int chunk)
     return size == 0 && !gate.refusal();
 }
 
+// Reads the text once for the gate and once for the parser, so that the parser never sees
+// the beginning of a text that is refused later. Both read it in pieces, so a large text is
+// never in memory as a whole.
 bool ReadTwice(QIODevice& device, QDomDocument& document, Reading& reading)
 {
     if (!device.seek(0) || !Passes(device, reading, pieceSize) || !device.seek(0))
@@ -132,7 +135,7 @@ bool ReadTwice(QIODevice& device, QDomDocument& document, Reading& reading)
     return false;
 }
 
-// A text that fits one piece is kept instead.
+// A text that fits into one piece is read from the device only once and kept in memory.
 bool ReadOnce(QIODevice& device, QDomDocument& document, Reading& reading)
 {
     QByteArray text = device.seek(0) ? device.readAll() : QByteArray();

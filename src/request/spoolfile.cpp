@@ -24,27 +24,22 @@ namespace Agent
 namespace
 {
 
-// A new file has this mode until it is locked, so that other processes do not take it
-// for an abandoned one.
-constexpr mode_t modeOfNew = 0200;
-constexpr mode_t modeOfHeld = 0600;
+constexpr mode_t modeOfOurs = 0600;
 
 // The files that were left to the callers of their requests. Never destroyed: they are
 // locked as long as the process lives.
-std::deque<int>& Left()
+std::deque<Descriptor>& Left()
 {
-    static auto* left = new std::deque<int>;
+    static auto* left = new std::deque<Descriptor>;
     return *left;
 }
 
-void DropRemoved(std::deque<int>& left)
+void DropRemoved(std::deque<Descriptor>& left)
 {
     for (std::size_t i = left.size(); i-- > 0;) {
         struct stat info = {};
-        if (fstat(left[i], &info) == 0 && info.st_nlink > 0)
-            continue;
-        close(left[i]);
-        left.erase(left.begin() + std::ptrdiff_t(i));
+        if (fstat(left[i].fd(), &info) != 0 || info.st_nlink == 0)
+            left.erase(left.begin() + std::ptrdiff_t(i));
     }
 }
 
@@ -65,7 +60,7 @@ bool IsSpoolName(const std::string& name)
 bool IsOurs(const struct stat& info)
 {
     return S_ISREG(info.st_mode) && info.st_uid == geteuid() && info.st_nlink == 1
-        && (info.st_mode & 07777) == modeOfHeld;
+        && (info.st_mode & 07777) == modeOfOurs;
 }
 
 // Removes a file of the folder if it is one of ours and not locked.
@@ -74,34 +69,39 @@ void RemoveUnheld(int folder, const char* name)
     struct stat named = {};
     if (fstatat(folder, name, &named, AT_SYMLINK_NOFOLLOW) != 0 || !IsOurs(named))
         return;
-    const int fd = openat(folder, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
-    if (fd < 0)
+    const Descriptor file(openat(folder, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    if (!file)
         return;
     struct stat opened = {};
-    if (fstat(fd, &opened) == 0 && IsOurs(opened) && flock(fd, LOCK_EX | LOCK_NB) == 0
+    if (fstat(file.fd(), &opened) == 0 && IsOurs(opened) && flock(file.fd(), LOCK_EX | LOCK_NB) == 0
         && opened.st_ino == named.st_ino && opened.st_dev == named.st_dev
         && unlinkat(folder, name, 0) == 0)
         qCInfo(logRequest, "removed %s, which a process has left", name);
-    close(fd);
 }
 
 // An interrupted call is repeated with the same name.
-int CreateNew(const std::string& name)
+Descriptor CreateNew(const std::string& name)
 {
     int fd = -1;
     do {
-        fd = open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, modeOfNew);
+        fd = open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, modeOfOurs);
     } while (fd < 0 && errno == EINTR);
-    return fd;
+    return Descriptor(fd);
+}
+
+// Locks a new file. False if another process was faster, took it for an abandoned one and
+// removes it. On a file system without such locks nothing is locked, and nothing removed.
+bool Hold(const Descriptor& file)
+{
+    struct stat info = {};
+    if ((flock(file.fd(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK)
+        || fstat(file.fd(), &info) != 0 || info.st_nlink == 0)
+        return false;
+    fchmod(file.fd(), modeOfOurs); // under any mask
+    return true;
 }
 
 } // namespace
-
-SpoolFile::~SpoolFile()
-{
-    if (m_fd >= 0)
-        close(m_fd);
-}
 
 std::string SpoolFile::Make()
 {
@@ -112,32 +112,23 @@ std::string SpoolFile::Make()
     while (true) {
         const std::string name
             = SpoolFolder() + '/' + std::to_string(now) + '_' + std::to_string(serial++) + ".xml";
-        const int fd = CreateNew(name);
-        if (fd < 0 && errno == EEXIST)
+        Descriptor file = CreateNew(name);
+        m_error = file ? 0 : errno;
+        if (file ? !Hold(file) : m_error == EEXIST)
             continue;
-        m_error = fd < 0 ? errno : 0;
-        if (fd >= 0) {
-            // On a file system without such locks nothing is locked, and nothing removed.
-            flock(fd, LOCK_EX | LOCK_NB);
-            fchmod(fd, modeOfHeld);
-        }
-        if (m_fd >= 0)
-            close(m_fd);
-        m_fd = fd;
+        m_file = std::move(file);
         return name;
     }
 }
 
 void SpoolFile::Leave()
 {
-    std::deque<int>& left = Left();
+    std::deque<Descriptor>& left = Left();
     DropRemoved(left);
-    if (m_fd >= 0)
-        left.push_back(std::exchange(m_fd, -1));
-    if (left.size() > maxLeft) {
-        close(left.front());
+    if (m_file)
+        left.push_back(std::exchange(m_file, Descriptor()));
+    if (left.size() > maxLeft)
         left.pop_front();
-    }
 }
 
 void SpoolFile::RemoveAbandoned()

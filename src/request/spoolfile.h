@@ -10,6 +10,8 @@
 
 #pragma once
 
+#include "base/descriptor.h"
+
 #include <cstddef>
 #include <string>
 
@@ -19,11 +21,6 @@ namespace Agent
 class SpoolFile
 {
 public:
-    SpoolFile() = default;
-    ~SpoolFile();
-    SpoolFile(const SpoolFile&) = delete;
-    SpoolFile& operator=(const SpoolFile&) = delete;
-
     // Makes the next free file, empty and locked, and returns its name: "/tmp/T_N.xml",
     // T the time in seconds, N a serial number. The file is always new: a file or link
     // that already has the name is neither followed nor overwritten; the next name is
@@ -43,7 +40,7 @@ public:
     static constexpr std::size_t maxLeft = 64;
 
 private:
-    int m_fd = -1;
+    Descriptor m_file; // locked
     int m_error = 0;
 };
 

@@ -15,6 +15,14 @@ namespace Agent
 namespace
 {
 
+// The gate is a state machine. Feed() calls the function of the current state with the rest
+// of the piece; that function consumes as many bytes as it understands, updates the state and
+// returns where it stopped. A piece may end anywhere, also inside "]]>" or a character, so
+// everything that has to be remembered is in members and not on the stack.
+//
+// Long stretches (text, values, comments) are skipped with memchr, so that the gate costs a
+// small part of the parse.
+
 // More than any XML declaration needs; for other instructions only the name matters.
 constexpr std::size_t maxDeclaration = 1024;
 
@@ -414,6 +422,8 @@ const char* XmlGate::InDoctypeSubset(const char* p)
     return p + 1;
 }
 
+// At the '>' of a start tag, when the number of attributes and the length of the tag are
+// known. An empty element ("<a/>") is closed at once.
 void XmlGate::OpenElement()
 {
     m_rootSeen = true;

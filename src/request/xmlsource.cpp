@@ -27,10 +27,13 @@ bool IsSpace(char c)
 
 } // namespace
 
+// Follows the markup just closely enough to know which bytes are in an attribute value. Text
+// is passed on in one piece up to a value that contains a tab or line end; such values are
+// rare, and only they are rewritten byte by byte.
 void SpaceKeeper::Feed(const char* data, qsizetype size, QByteArray& out)
 {
     const char* const end = data + size;
-    const char* begin = data; // of what is passed on as it is
+    const char* begin = data; // of the bytes that are passed on unchanged
     for (const char* p = data; p != end;) {
         if (m_state != State::Value) {
             p = Step(p, end);
@@ -52,7 +55,7 @@ void SpaceKeeper::Feed(const char* data, qsizetype size, QByteArray& out)
     out.append(begin, int(end - begin));
 }
 
-// A carriage return and a line feed are one line end, and so is each of them alone.
+// A carriage return followed by a line feed is one line end, and so is each of them alone.
 void SpaceKeeper::AppendValue(const char* p, const char* end, QByteArray& out)
 {
     for (; p != end; ++p) {
@@ -98,7 +101,7 @@ const char* SpaceKeeper::AtOpen(const char* p)
     return p + 1;
 }
 
-// After "<!": a comment, characters, or a document type.
+// After "<!": a comment, CDATA, or a document type.
 const char* SpaceKeeper::InDeclaration(const char* p)
 {
     m_word += *p;
@@ -111,7 +114,7 @@ const char* SpaceKeeper::InDeclaration(const char* p)
     return p + 1;
 }
 
-// In a comment, characters or an instruction, up to their last bytes.
+// In a comment, CDATA or an instruction, until its last bytes.
 const char* SpaceKeeper::InUntil(const char* p)
 {
     const bool two = m_last[1] != 0;

@@ -71,13 +71,17 @@ public:
         return status.open(QIODevice::ReadOnly) ? status.readAll() : QByteArray();
     }
 
-    // Whether an install has left nothing of itself in the private tree.
-    bool plainTreeIsEmpty() const
+    // What an install has left of itself in the private tree; should be nothing.
+    QStringList leftInTree() const
     {
         const QString tree = QDir::homePath() + QStringLiteral("/.vos-apt-get");
-        return !QFile::exists(tree + QStringLiteral("/lists"))
-            && !QFile::exists(tree + QStringLiteral("/apt/vos-sources.list"))
-            && QDir(root + QStringLiteral("/tmp")).entryList({ QStringLiteral("*.xml") }).isEmpty();
+        QStringList left = QDir(root + QStringLiteral("/tmp"))
+                               .entryList({ QStringLiteral("*.xml") }, QDir::Files | QDir::Hidden);
+        for (const char* name : { "/lists", "/apt/vos-sources.list" }) {
+            if (QFile::exists(tree + QLatin1String(name)))
+                left << QLatin1String(name);
+        }
+        return left;
     }
 
 private:

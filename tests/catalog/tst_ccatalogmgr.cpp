@@ -108,8 +108,8 @@ private slots:
 
     void productsInProductsAreNotIndexed()
     {
-        const QByteArray pair = "<product><serialnumber>1</serialnumber>\n"
-            + Product("2", "inner") + Category("3", Product("4", "deeper")) + "</product>\n";
+        const QByteArray pair = "<product><serialnumber>1</serialnumber>\n" + Product("2", "inner")
+            + Category("3", Product("4", "deeper")) + "</product>\n";
         catalogIs(pair + Category("9", pair));
         CCatalogMgr catalog;
         QVERIFY(catalog.ReadCatalog());

@@ -67,13 +67,14 @@ private:
         = { SYS_write,     SYS_pwrite64,  SYS_writev,          SYS_pwritev, SYS_pwritev2,
             SYS_ftruncate, SYS_fallocate, SYS_copy_file_range, SYS_sendfile };
     static constexpr long others[] = {
-        SYS_truncate, SYS_renameat2, SYS_linkat,  SYS_symlinkat, SYS_unlinkat, SYS_mkdirat,
+        SYS_truncate, SYS_renameat2, SYS_linkat,  SYS_symlinkat,
+        SYS_unlinkat, SYS_mkdirat,   SYS_fchmod,  SYS_fchmodat,
 #ifdef SYS_renameat
         SYS_renameat,
 #endif
 #ifdef SYS_rename // not on newer machines
-        SYS_rename,   SYS_link,      SYS_symlink, SYS_unlink,    SYS_mkdir,    SYS_rmdir,
-        SYS_creat,
+        SYS_rename,   SYS_link,      SYS_symlink, SYS_unlink,
+        SYS_mkdir,    SYS_rmdir,     SYS_creat,   SYS_chmod,
 #endif
     };
 

@@ -236,11 +236,11 @@ private slots:
         QCOMPARE(QByteArray::fromStdString(out.str()),
                  QByteArray("product 1: chess\n"
                             "  serial        1001\n"
-                            "  category      Games\n"
                             "  package       chess\n"
                             "  version       1.0?[31m\n"
-                            "  downloads     0\n"
+                            "  category      Games\n"
                             "  file size     0\n"
+                            "  downloads     0\n"
                             "  installed     no\n"
                             "  hidden        yes\n"
                             "  needs         libc6, libm\n"

@@ -3,8 +3,8 @@
 
 // The runner, with a front end that is a script.
 
-#include "install/cgetospackage.h"
 #include "base/packagename.h"
+#include "install/cgetospackage.h"
 #include "runnerevents.h"
 #include "tests/common/frontend.h"
 #include "tests/common/limits.h"

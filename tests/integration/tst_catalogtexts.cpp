@@ -156,14 +156,18 @@ private slots:
     {
         QVERIFY(!m_products.empty());
         for (const CatalogProduct& product : m_products) {
-            const Row& row = m_rows[product.serverSerialNumber - 1];
+            const Row& row = m_rows[product.ServerSerialNumber() - 1];
             QCOMPARE(row.agent, row.store);
-            for (const std::string* field :
-                 { &product.category, &product.categoryURL, &product.name, &product.description,
-                   &product.vendor, &product.copyright, &product.price, &product.releaseDate,
-                   &product.reviewScore, &product.categoryRanking, &product.subCategoryRanking,
-                   &product.vantrelRanking, &product.applicationURL, &product.authorURL })
-                QCOMPARE(Bytes(*field), row.agent);
+            QCOMPARE(QByteArray::fromStdString(product.description), row.agent);
+            for (const char* const field :
+                 { product.Category(), product.CategoryURL(), product.Name(), product.Vendor(),
+                   product.Copyright(), product.ApplicationURL(), product.AuthorURL() })
+                QCOMPARE(QByteArray(field), row.agent);
+            for (const QByteArray& field :
+                 { QByteArray(product.Price()), QByteArray(product.ReleaseDate()),
+                   QByteArray(product.ReviewScore()), QByteArray(product.CategoryRanking()),
+                   QByteArray(product.SubCategoryRanking()), QByteArray(product.VantrelRanking()) })
+                QVERIFY2(!field.isEmpty() && row.agent.startsWith(field), row.agent.constData());
         }
     }
 

@@ -9,6 +9,7 @@
 #include "catalog/savedtree.h"
 #include "db/ccatalogfile.h"
 #include "db/cdpkg.h"
+#include "db/productfields.h"
 #include "install/crun.h"
 #include "install/crunaptget.h"
 #include "tests/common/datafolder.h"
@@ -68,11 +69,12 @@ private:
         SaveTree(tree, ".aisles");
         SaveTree(tree, "no/such/folder");
         CatalogProduct product;
-        product.packageName = "twice";
+        product.Set(Catalog::FieldOf("package"), "twice");
         const auto fill = [&product](CCatalogFile& file) {
-            for (product.serverSerialNumber = 1; product.serverSerialNumber < 3;
-                 ++product.serverSerialNumber)
+            for (const char* serial : { "1", "2" }) {
+                product.Set(Catalog::FieldOf("serial"), serial);
                 RecordProduct(product, file);
+            }
         };
         RebuildCatalogDatabase(fill, [] { return false; });
         CDpkg().ReadStatusFile();

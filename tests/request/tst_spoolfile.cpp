@@ -13,17 +13,20 @@
 #include <csignal>
 #include <cstdarg>
 #include <fcntl.h>
+#include <functional>
 #include <optional>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <utility>
 
 using namespace Agent;
 
 // The next calls that open a new file end early, as those that a signal interrupts. It
 // takes the place of the C library's function in this program.
 static int g_interruptions = 0;
-static int g_modeOfNew = 0; // that the last new file was made with
+static std::function<void(const char*)> g_made; // called with the next new file
 
 extern "C" int open(const char* name, int flags, ...)
 {
@@ -36,9 +39,10 @@ extern "C" int open(const char* name, int flags, ...)
         errno = EINTR;
         return -1;
     }
-    if (flags & O_EXCL)
-        g_modeOfNew = mode;
-    return openat(AT_FDCWD, name, flags, mode);
+    const int fd = openat(AT_FDCWD, name, flags, mode);
+    if ((flags & O_EXCL) && g_made)
+        std::exchange(g_made, nullptr)(name);
+    return fd;
 }
 
 namespace
@@ -104,8 +108,6 @@ private slots:
             umask(before);
             QCOMPARE(Mode(name), 0600);
             QCOMPARE(file.error(), 0);
-            // Before it is held, nobody takes it for an abandoned one.
-            QCOMPARE(g_modeOfNew, 0200);
         }
     }
 
@@ -180,6 +182,41 @@ private slots:
         QVERIFY(!IsThere(name));
     }
 
+    // It is there and not locked for a moment.
+    void aNewFileThatAnotherProcessTakesForAbandonedIsMadeAgain()
+    {
+        std::string taken;
+        g_made = [&](const char* name) {
+            taken = name;
+            SpoolFile::RemoveAbandoned();
+        };
+        SpoolFile file;
+        const std::string name = file.Make();
+        QVERIFY(!IsThere(taken));
+        QVERIFY(name != taken);
+        QVERIFY(IsThere(name));
+        SpoolFile::RemoveAbandoned();
+        QVERIFY(IsThere(name));
+    }
+    void aNewFileThatAnotherProcessIsAboutToRemoveIsMadeAgain()
+    {
+        std::string taken;
+        int other = -1;
+        g_made = [&](const char* name) {
+            taken = name;
+            other = open(name, O_RDONLY);
+            QCOMPARE(flock(other, LOCK_EX | LOCK_NB), 0);
+        };
+        SpoolFile file;
+        const std::string name = file.Make();
+        QVERIFY(name != taken);
+        QCOMPARE(Mode(name), 0600);
+        close(other);
+        SpoolFile::RemoveAbandoned();
+        QVERIFY(!IsThere(taken));
+        QVERIFY(IsThere(name));
+    }
+
     void whatMayBeSomebodyElsesStays()
     {
         const std::string gone = Lay("100_1.xml");
@@ -188,7 +225,7 @@ private slots:
                                   "100_1_1.xml", "100_1.txt" })
             kept.push_back(Lay(name));
         kept.push_back(Lay("100_2.xml", 0644)); // not made by this library
-        kept.push_back(Lay("100_3.xml", 0200)); // is just being made
+        kept.push_back(Lay("100_3.xml", 0200));
         kept.push_back(Lay("100_4.xml"));
         QFile::link(QString::fromStdString(kept.back()), Folder() + QStringLiteral("100_5.xml"));
         kept.push_back((Folder() + QStringLiteral("100_5.xml")).toStdString());

@@ -3,8 +3,8 @@
 
 // Folders, the system's paths, the version text and the package daemon's lock.
 
-#include "support/coneinstancemutex.h"
 #include "install/daemonrunning.h"
+#include "support/coneinstancemutex.h"
 #include "util/paths.h"
 
 #include <QDir>
