@@ -8,6 +8,7 @@
 
 say() { echo "$name: $*"; }
 fail() { echo "$name: $*" >&2; exit 1; }
+
 quietly() { # COMMAND...
     "$@" > "$work/log" 2>&1 </dev/null || { tail -n 100 "$work/log" >&2; fail "failed: $*"; }
 }
@@ -15,13 +16,32 @@ quietly() { # COMMAND...
 as_root=()
 (( EUID == 0 )) || as_root=(sudo)
 
-# A command in the root, with its own processes, /proc and the machine's devices. What is
-# mounted for it is so in a namespace that ends with its processes.
-inside() {
-    "${as_root[@]}" unshare --mount --pid --fork --kill-child --mount-proc="$root/proc" \
-        sh -c 'mount --rbind /dev "$0/dev" && exec chroot "$0" env -i HOME=/root \
-               PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C.UTF-8 DEBIAN_FRONTEND=noninteractive "$@"' \
-        "$root" ${CI:+env "CI=$CI"} "$@"
+# In the background, since a shell looks at a signal only when what it runs in the foreground
+# has ended.
+inside() { # COMMAND...
+    env --default-signal=INT --default-signal=QUIT "${as_root[@]}" \
+        "$top/tools/in-root" "$root" ${CI:+env "CI=$CI"} "$@" </dev/null &
+    running=$!
+    local status=0
+    wait "$running" || status=$?
+    running=''
+    return "$status"
+}
+
+# The reader has `trap stop INT TERM`: nothing goes on in the root after it.
+stop() {
+    trap '' INT TERM
+    if [[ -n ${running:-} ]]; then
+        "${as_root[@]}" kill "$running" 2>/dev/null || true
+        wait "$running" || true
+    fi
+    exit 130
+}
+
+# Made here, a root would fail in the middle with a message that says little.
+need_namespaces() {
+    "${as_root[@]}" unshare --mount --pid --fork --kill-child mount -t tmpfs tmpfs /tmp ||
+        fail "this machine does not let root make namespaces or mount, which a clean root needs"
 }
 
 # The lines of a sources.list for a release, from where this machine fetches its own.

@@ -80,7 +80,7 @@ QByteArray ReadAll(const QString& name)
 bool ParseFile(const QString& name)
 {
     QDomDocument document;
-    return document.setContent(ReadAll(name));
+    return bool(document.setContent(ReadAll(name)));
 }
 
 // A whole update without the transfer; `save` and `fill` are its two halves.

@@ -372,5 +372,5 @@ void TestPageSearch::headsStayWithinKeysOfFullLength()
     }
 }
 
-QTEST_APPLESS_MAIN(TestPageSearch)
+QTEST_GUILESS_MAIN(TestPageSearch)
 #include "tst_pagesearch.moc"

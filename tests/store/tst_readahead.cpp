@@ -276,5 +276,5 @@ void TestReadAhead::damageIsThatOfThePageAskedFor()
     QCOMPARE(taerror, int(taDamaged));
 }
 
-QTEST_APPLESS_MAIN(TestReadAhead)
+QTEST_GUILESS_MAIN(TestReadAhead)
 #include "tst_readahead.moc"
