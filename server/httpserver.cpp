@@ -26,7 +26,7 @@ namespace
 {
 
 const std::size_t kThreads = 64;
-const std::size_t kMostConnections = 512; // including those that wait for a thread
+const int kWaiting = 448; // connections for which no thread is free
 const char xmlType[] = "text/xml; charset=UTF-8";
 
 using Addresses = std::unique_ptr<addrinfo, decltype(&freeaddrinfo)>;
@@ -93,22 +93,22 @@ HttpServer::HttpServer(Store& store, const ServerOptions& options)
 
 int HttpServer::bind()
 {
-    m_listener = Listen(m_options.listen, m_options.port, int(kMostConnections));
+    m_listener = Listen(m_options.listen, m_options.port, kWaiting);
     m_port = m_listener ? PortOf(m_listener) : 0;
     return m_port;
 }
 
+// Each thread accepts its own connections: handing a connection from one thread to another
+// would take longer than a small reply. While all threads are busy, connections wait in the
+// kernel.
 bool HttpServer::serve()
 {
     boost::asio::thread_pool threads(kThreads);
-    bool accepting = true;
-    while (accepting) {
-        takePlace(); // above the limit, new connections wait in the kernel
-        const int socket = acceptOne();
-        accepting = socket >= 0;
-        if (accepting)
-            boost::asio::post(threads, [this, socket] { converse(socket); });
-    }
+    for (std::size_t i = 0; i < kThreads; ++i)
+        boost::asio::post(threads, [this] {
+            for (int socket; (socket = acceptOne()) >= 0;)
+                converse(socket);
+        });
     threads.join();
     return m_stopping;
 }
@@ -135,20 +135,6 @@ int HttpServer::acceptOne()
     return -1;
 }
 
-void HttpServer::takePlace()
-{
-    std::unique_lock<std::mutex> lock(m_mutex);
-    m_free.wait(lock, [this] { return m_taken < kMostConnections; });
-    ++m_taken;
-}
-
-void HttpServer::leavePlace()
-{
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    --m_taken;
-    m_free.notify_one();
-}
-
 void HttpServer::converse(int socket)
 {
     try {
@@ -169,7 +155,6 @@ void HttpServer::converse(int socket)
     } catch (const std::exception& error) { // probably out of memory: no reply to this client
         std::cerr << std::string("pakmart-storeserver: a request failed: ") + error.what() + '\n';
     }
-    leavePlace();
 }
 
 void HttpServer::log(const HttpRequest& request, int status) const

@@ -14,8 +14,6 @@
 #include "store.h"
 
 #include <atomic>
-#include <condition_variable>
-#include <mutex>
 #include <string>
 
 class HttpServer
@@ -33,8 +31,6 @@ public:
 
 private:
     int acceptOne();
-    void takePlace();
-    void leavePlace();
     void converse(int socket);
     void log(const HttpRequest& request, int status) const;
     void handle(const HttpRequest& request, HttpReply& reply);
@@ -47,7 +43,4 @@ private:
     Descriptor m_listener;
     int m_port = 0;
     std::atomic<bool> m_stopping{ false };
-    std::mutex m_mutex;
-    std::condition_variable m_free;
-    std::size_t m_taken = 0; // connections accepted and not yet closed
 };
