@@ -108,7 +108,7 @@ private:
     {
         m_events.clear(); // of the previous install
         auto* look = new QTimer(this);
-        connect(look, &QTimer::timeout, this, [=, &time] {
+        connect(look, &QTimer::timeout, this, [this, look, when, &time] {
             if (!when())
                 return;
             look->deleteLater();
