@@ -50,7 +50,7 @@ public:
     };
     /// A field and what it holds.
     struct Value {
-        Kind kind;
+        Kind kind; ///< decides whether `text` or `number` holds it
         const char* key; ///< names the field, and does not change: "reviewScore"
         const char* title; ///< what to show before it; null: not worth showing
         const char* text; ///< empty if the field is no text
@@ -60,10 +60,8 @@ public:
     std::vector<Value> Values() const;
 
 protected:
-    ProductRecord() = default;
+    ProductRecord() = default; ///< a record of zeros
     ~ProductRecord() = default;
-    ProductRecord(const ProductRecord&) = default;
-    ProductRecord& operator=(const ProductRecord&) = default;
 
     /// Takes over all fields, but not the place of the description.
     void CopyFields(const ProductRecord& from);

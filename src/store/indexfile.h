@@ -65,6 +65,7 @@ VANTRELAGENT_EXPORT void UnInitIndex();
 /// length outside 1 to 150 is refused. The leading argument is ignored. The caller owns
 /// the handle until CloseIndex. Whether equal keys are allowed, and the key length, are
 /// not in the file and must be known.
+/// @{
 VANTRELAGENT_EXPORT IndexFile* MakeIndex(std::int32_t, const char* path, std::int16_t keyLength,
                                          std::int32_t allowDuplicates);
 VANTRELAGENT_EXPORT IndexFile* OpenIndex(std::int32_t, const char* path, std::int16_t keyLength,

@@ -27,13 +27,15 @@ VANTRELAGENT_EXPORT bool CanShowWindows();
 
 /// An error box without a parent; returns when the user has closed it. Without a
 /// QApplication the text goes to the log instead.
-/// @{
 VANTRELAGENT_EXPORT void ShowErrorMsg(const char* text);
+
 namespace Agent
 {
+
+/// ShowErrorMsg for any text.
 VANTRELAGENT_EXPORT void ShowErrorBox(const QString& text);
+
 } // namespace Agent
-/// @}
 
 /// Whether an available update may be offered now. The arguments are the question and
 /// the caption that a policy could show. Always true: there is no policy yet.
