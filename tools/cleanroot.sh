@@ -9,6 +9,16 @@
 say() { echo "$name: $*"; }
 fail() { echo "$name: $*" >&2; exit 1; }
 
+# Copies the sources to $work/source: those that git knows or, in an unpacked archive, all.
+copy_sources() {
+    mkdir "$work/source"
+    if git -C "$top" rev-parse --git-dir > /dev/null 2>&1; then
+        git -C "$top" ls-files -z --cached --others --exclude-standard
+    else
+        (cd "$top" && find . \( -path './build*' -o -path ./.git \) -prune -o -type f -print0)
+    fi | tar -C "$top" -c --null -T - | tar -x -C "$work/source"
+}
+
 quietly() { # COMMAND...
     "$@" > "$work/log" 2>&1 </dev/null || { tail -n 100 "$work/log" >&2; fail "failed: $*"; }
 }
