@@ -16,7 +16,7 @@
 namespace
 {
 
-// The process that holds the lock; nothing if there is none or it cannot be found out.
+// The process that holds the lock; empty if no process does, or it cannot be found out.
 std::optional<pid_t> Holder(const std::string& file)
 {
     const Agent::Descriptor opened(open(file.c_str(), O_RDWR | O_CLOEXEC));

@@ -35,7 +35,7 @@ public:
     // Bytes after the last whole record.
     int rest() const { return int(fileSize() % recordLength()); }
 
-    // The record, valid until the next call, or null if there is none.
+    // The record, valid until the next call; null without such a record.
     const std::uint8_t* Read(std::uint32_t number) { return m_blocks.Read(number); }
 
     // False if the file has no header.

@@ -24,7 +24,7 @@ public:
     // Writes all changes to the operating system.
     virtual void Commit() { }
 
-    // The number of the product with this name, 0 if there is none; does not read the record.
+    // The number of the product with this name, or 0. The record is not read.
     virtual std::uint32_t Find(const char* name) = 0;
     // The record of the product with this name, valid until the next call; null if there is
     // none.

@@ -3,7 +3,7 @@
 
 /// @class Agent::ProductRecord
 /// The stored fields of one product of the catalog. CCatalogFile and CatalogScan are such
-/// records. Texts are UTF-8, empty where there is none, and valid until the object changes.
+/// records. Texts are UTF-8 and valid until the object changes; a missing text is empty.
 
 #pragma once
 

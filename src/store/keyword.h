@@ -52,8 +52,8 @@ inline std::uint64_t FirstBytes(std::uint64_t word, unsigned count)
     return word & ~(~std::uint64_t(0) << 8 * count);
 }
 
-// The first byte where two words differ, or where both texts end: its number, or 8 if
-// there is none, and the difference there.
+// The first byte where two words differ, or where both texts end, and the difference
+// there. The number of the byte is 8 for equal words without an end.
 struct WordDifference {
     unsigned byte;
     int difference;

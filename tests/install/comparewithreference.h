@@ -10,7 +10,7 @@
 
 #include <QDebug>
 
-// A description of the difference; empty if there is none. `parsed` has parsed `bytes`.
+// Describes the difference, with an empty text for equal results. `parsed` has parsed `bytes`.
 inline QString DifferenceFromReference(const ParsedOutput& parsed, const QByteArray& bytes)
 {
     const ReferenceParser expected(bytes.toStdString());

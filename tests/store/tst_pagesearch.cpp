@@ -122,7 +122,7 @@ std::unique_ptr<IndexPage> RandomFullLeaf(Random& random, const std::string& beg
     return page;
 }
 
-// A description of the difference; empty if there is none.
+// Describes the difference, with an empty text for equal results.
 QString Difference(const CompactPage& compact, const IndexPage& page)
 {
     const auto expanded = std::make_unique<IndexPage>();
