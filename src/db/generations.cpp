@@ -267,15 +267,16 @@ void NewGeneration::Make()
     Fail("cannot make the folder " + m_folder + m_name);
 }
 
-// The folder is locked until it is published, so that no process takes it for the
-// leftover of a killed one.
+// The folder is locked as long as the object lives, so that no process takes it for the
+// leftover of a killed one. The lock is shared: readers can pin the folder from the moment
+// the pointer names it, however late this process runs again.
 bool NewGeneration::Lock()
 {
     const std::string path = m_folder + m_name;
     struct stat status;
     m_opened = OpenFolder(path);
     if (m_opened && fstat(m_opened.fd(), &status) == 0 && status.st_uid == geteuid()
-        && flock(m_opened.fd(), LOCK_EX | LOCK_NB) == 0 && IsStill(m_opened.fd(), path))
+        && flock(m_opened.fd(), LOCK_SH | LOCK_NB) == 0 && IsStill(m_opened.fd(), path))
         return true;
     m_opened = Descriptor();
     return false;
@@ -315,24 +316,16 @@ bool NewGeneration::PublishFirst()
         m_exists = errno == EEXIST;
         return Fail("cannot make " + m_folder + pointerName);
     }
-    LetReadersIn();
     m_published = SyncFolder();
     if (!m_published)
         unlink((m_folder + pointerName).c_str());
     return m_published;
 }
 
-// Once it is the current one, readers may share its lock (PinnedGeneration).
-void NewGeneration::LetReadersIn()
-{
-    flock(m_opened.fd(), LOCK_SH | LOCK_NB);
-}
-
 bool NewGeneration::PublishOver(const std::string& current)
 {
     if (!PutNames() || !SyncFolder() || !PutLink(m_name, pointerName))
         return false;
-    LetReadersIn();
     m_published = true;
     if (SyncFolder())
         return true;

@@ -85,7 +85,6 @@ private:
     void Make();
     void Remove() const;
     bool Lock();
-    void LetReadersIn();
     bool PublishOver(const std::string& current);
     bool Settle();
     bool SettleFile(const std::string& name);

@@ -114,6 +114,25 @@ private:
     const std::function<void()> m_interruption;
 };
 
+// Pins the current generation each time a file has been renamed.
+class PinningFiles : public UnsyncedFiles
+{
+public:
+    explicit PinningFiles(const std::string& folder) : m_folder(folder), m_pinned(folder) {}
+    PinnedGeneration pinned() { return std::move(m_pinned); }
+
+    int Rename(const char* from, const char* to) override
+    {
+        const int result = UnsyncedFiles::Rename(from, to);
+        m_pinned = PinnedGeneration(m_folder);
+        return result;
+    }
+
+private:
+    const std::string m_folder;
+    PinnedGeneration m_pinned;
+};
+
 // One host's session, step by step; everything it finds must be from one catalog.
 class Session
 {
@@ -437,18 +456,21 @@ private slots:
         QCOMPARE(VersionOfWhole(3), QByteArray("new"));
     }
 
-    // The maker of a generation does not prevent readers from holding it, either.
+    // The maker of a generation does not prevent readers from holding it, either: not even
+    // between its last rename and its next instruction.
     void aGenerationCanBePinnedFromTheMomentItIsPublished()
     {
         const std::string folder = CatalogFolder();
+        PinningFiles files(folder);
+        const UsedStoreFiles used(&files);
         std::unique_ptr<NewGeneration> first = std::make_unique<NewGeneration>(folder);
         for (const std::string& name : CatalogFileNames()) {
             QFile file(QString::fromStdString(first->Folder() + name));
             QVERIFY(file.open(QIODevice::WriteOnly));
         }
         QVERIFY(first->Publish());
-        const PinnedGeneration pinned(folder);
         const std::string held = first->Folder();
+        const PinnedGeneration pinned = files.pinned();
         QCOMPARE(pinned.Folder(), held);
         first.reset();
         QVERIFY(Process(Whole("new", 3)));

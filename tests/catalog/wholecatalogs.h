@@ -147,8 +147,9 @@ inline QByteArray VersionOfWhole(int count = 40)
     if (!file.Open())
         return "does not open";
     const DbFindings findings = CheckCatalog(CatalogFolder());
-    if (!findings.faults.empty() || !findings.remarks.empty())
-        return "unsound";
+    for (const Agent::Findings& list : { findings.faults, findings.remarks })
+        if (!list.empty())
+            return "unsound: " + QByteArray::fromStdString(list.front());
     QByteArray version;
     int found = 0;
     for (bool more = file.FindFirstForCategory("Games"); more;
