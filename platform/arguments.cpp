@@ -58,10 +58,12 @@ bool IsOneOf(const std::string& word, std::initializer_list<const char*> words)
                        [&word](const char* one) { return word == one; });
 }
 
-// Notes a setting of the command line that matters here ("Dir::State::lists=/l/"). The case
-// of its name does not matter.
+// Notes a setting of the command line, and what it says if it matters here
+// ("Dir::State::lists=/l/"). The case of its name does not matter.
 void NoteSetting(const std::string& setting, Arguments& arguments)
 {
+    if (setting.find('=') != None)
+        arguments.settings.push_back(setting);
     const auto is = [&setting](std::string_view name) {
         return strncasecmp(setting.c_str(), name.data(), name.size()) == 0;
     };
@@ -79,6 +81,20 @@ bool AsksToSimulate(const std::string& word)
     if (IsCluster(word))
         return word.substr(0, word.find_first_of("=oct", 1)).find('s') != None;
     return IsOneOf(word, { "--simulate", "--just-print", "--dry-run", "--recon", "--no-act" });
+}
+
+// Takes an option that is the front end's own, and not for apt-get.
+bool TakeOwnOption(const std::string& word, Arguments& arguments)
+{
+    if (word == "--allow-removals") {
+        arguments.mayRemove = true;
+    } else if (word == "--plan") {
+        arguments.plans = arguments.simulates = true;
+        arguments.words.push_back("--simulate");
+    } else {
+        return false;
+    }
+    return true;
 }
 
 // The setting that is part of the option `word`: "-oX=Y", "--option=X=Y".
@@ -101,10 +117,8 @@ Arguments SortArguments(const std::vector<std::string>& words)
         const std::string word = options ? WithoutP(words[i]) : words[i];
         if (word.empty())
             continue;
-        if (options && word == "--allow-removals") {
-            sorted.mayRemove = true;
+        if (options && TakeOwnOption(word, sorted))
             continue;
-        }
         sorted.words.push_back(word);
         if (!options || word[0] != '-') {
             if (sorted.command.empty())

@@ -15,7 +15,9 @@ struct Arguments {
     std::vector<std::string> names; // what follows the command
     std::string listsFolder; // Dir::State::lists; empty if not given
     bool printUris = false;
+    std::vector<std::string> settings; // the values of its "-o" options
     bool simulates = false;
+    bool plans = false; // "--plan": simulate, and print what would be done for programs
     bool ownSources = false; // a sources list of the store is named
     bool mayRemove = false; // "--allow-removals": an install may remove packages
     int lockSeconds = 300; // how long to wait for a held lock

@@ -149,7 +149,7 @@ struct Stream {
 } // namespace
 
 bool Child::Start(const std::vector<std::string>& words, const std::string& settings,
-                  const std::string& privateRoot)
+                  const std::string& privateRoot, const char* program)
 {
     std::signal(SIGCHLD, SIG_DFL); // if it were ignored, the exit status would be lost
     int output[2], status[2];
@@ -164,7 +164,7 @@ bool Child::Start(const std::vector<std::string>& words, const std::string& sett
     g_dpkgWorks = 0; // may still be set for the previous child
     m_pid = fork();
     if (m_pid == 0)
-        Become(words, settingsFile, output[1], status[1], privateRoot);
+        Become(words, settingsFile, output[1], status[1], privateRoot, program);
     g_child = m_pid;
     PassSignalsOn();
     close(output[1]);
@@ -175,7 +175,7 @@ bool Child::Start(const std::vector<std::string>& words, const std::string& sett
 }
 
 void Child::Become(const std::vector<std::string>& words, const std::string& settingsFile,
-                   int output, int status, const std::string& privateRoot)
+                   int output, int status, const std::string& privateRoot, const char* program)
 {
     // In a session of its own, a terminal's Ctrl-C does not reach dpkg, and scripts cannot
     // prompt on the terminal. Only we interrupt the child, even by being killed.
@@ -192,13 +192,13 @@ void Child::Become(const std::vector<std::string>& words, const std::string& set
         dup2(status, StatusFd);
     SetEnvironment(settingsFile, privateRoot);
     std::signal(SIGPIPE, SIG_DFL);
-    std::vector<char*> argv{ const_cast<char*>("apt-get") };
+    std::vector<char*> argv{ const_cast<char*>(program) };
     for (const std::string& word : words)
         argv.push_back(const_cast<char*>(word.c_str()));
     argv.push_back(nullptr);
-    execvp("apt-get", argv.data());
-    const char text[] = "E: Unable to run apt-get\n";
-    if (write(STDOUT_FILENO, text, sizeof text - 1) < 0)
+    execvp(program, argv.data());
+    const std::string text = std::string("E: Unable to run ") + program + '\n';
+    if (write(STDOUT_FILENO, text.data(), text.size()) < 0)
         _exit(126);
     _exit(127);
 }

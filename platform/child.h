@@ -18,7 +18,8 @@ class Child
 public:
     static constexpr int StatusFd = 3; // the descriptor of the status lines, there
 
-    // `words`: the arguments after the program's name. `settings`: the apt configuration
+    // `words`: the arguments after the program's name. `program`: apt-get, or another one of
+    // apt's. `settings`: the apt configuration
     // that takes precedence, for apt-get and everything it starts. With a private root,
     // the environment's own settings for the package tools are left out. False when it
     // cannot be started.
@@ -26,7 +27,7 @@ public:
     // The end signals (HoldEndSignals) go to the child from then on. While dpkg works,
     // each arrives as an interruption, which apt-get handles when dpkg is done.
     bool Start(const std::vector<std::string>& words, const std::string& settings,
-               const std::string& privateRoot);
+               const std::string& privateRoot, const char* program = "apt-get");
 
     using Lines = std::function<void(const std::string& line)>;
     // Reads both to their ends, and passes on output before a status line that was
@@ -41,7 +42,8 @@ public:
 
 private:
     [[noreturn]] void Become(const std::vector<std::string>& words, const std::string& settingsFile,
-                             int output, int status, const std::string& privateRoot);
+                             int output, int status, const std::string& privateRoot,
+                             const char* program);
 
     pid_t m_pid = -1;
     int m_output = -1;

@@ -9,6 +9,7 @@
 #include "platform/arguments.h"
 #include "platform/endsignals.h"
 #include "platform/locks.h"
+#include "platform/planning.h"
 #include "platform/statusreader.h"
 #include "platform/transaction.h"
 
@@ -67,6 +68,8 @@ int main(int argc, char** argv)
         Say(PlainText(error));
         return AptFailure;
     }
+    if (arguments.plans)
+        return PrintPlan(arguments, root, Say);
     const int signal = WaitForLocks(LocksOf(arguments, root), arguments.lockSeconds, Say);
     return signal ? 128 + signal : RunAptGet(arguments, root, Say);
 }

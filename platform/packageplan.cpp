@@ -1,0 +1,215 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "platform/packageplan.h"
+
+#include "base/dpkgstatus.h"
+#include "base/packagename.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+namespace
+{
+
+using Agent::BareName;
+
+// Cuts `text` after the next `end`, and returns what was before it; nothing if it is not there.
+std::optional<std::string> CutAt(std::string& text, char end)
+{
+    const auto at = text.find(end);
+    if (at == std::string::npos)
+        return std::nullopt;
+    const std::string before = text.substr(0, at);
+    text.erase(0, at + 1);
+    return before;
+}
+
+// "[1.0]" at the beginning of `text`, without its brackets; empty if there is none.
+std::string TakeOldVersion(std::string& text)
+{
+    if (text.empty() || text[0] != '[')
+        return std::string();
+    text.erase(0, 1);
+    const std::string version = CutAt(text, ']').value_or(std::string());
+    if (!text.empty() && text[0] == ' ')
+        text.erase(0, 1);
+    return version;
+}
+
+// "(2.0 origin [all])": the version comes first, the architecture last.
+bool TakeNewVersion(const std::string& text, PlannedChange& change)
+{
+    const auto end = text.find("])");
+    const auto begin = end == std::string::npos ? end : text.rfind('[', end);
+    if (text.empty() || text[0] != '(' || begin == std::string::npos)
+        return false;
+    change.newVersion = text.substr(1, text.find(' ') - 1);
+    change.architecture = text.substr(begin + 1, end - begin - 1);
+    return Agent::IsPackageVersion(change.newVersion) && Agent::IsPackageName(change.architecture);
+}
+
+std::string Value(const PackageFields& fields, const char* name)
+{
+    const auto found = fields.find(name);
+    return found == fields.end() ? std::string() : found->second;
+}
+
+// Whether `field` of a package lists `other` or something that it provides.
+bool Lists(const PackageFields& fields, const char* field, const PlannedChange& other,
+           const PackageFields& others)
+{
+    const std::set<std::string> names = NamesIn(Value(fields, field));
+    const std::set<std::string> provided = NamesIn(Value(others, "Provides"));
+    return names.count(BareName(other.name)) > 0
+        || std::any_of(provided.begin(), provided.end(),
+                       [&names](const std::string& name) { return names.count(name) > 0; });
+}
+
+// Whether two packages cannot be installed together, going by the fields of the first.
+bool RulesOut(const PlannedChange& one, const PackageFields& fields, const PlannedChange& other,
+              const PackageFields& others)
+{
+    return one.name != other.name
+        && (Lists(fields, "Conflicts", other, others) || Lists(fields, "Breaks", other, others));
+}
+
+// "Installed-Size" in bytes; the field counts units of 1024.
+std::string SizeOf(const PackageFields& fields)
+{
+    return std::to_string(std::strtoull(Value(fields, "Installed-Size").c_str(), nullptr, 10)
+                          * 1024);
+}
+
+} // namespace
+
+const char* PlannedChange::Action() const
+{
+    if (newVersion.empty())
+        return "remove";
+    if (oldVersion.empty())
+        return "install";
+    if (oldVersion == newVersion)
+        return "reinstall";
+    return isDowngrade ? "downgrade" : "upgrade";
+}
+
+std::optional<PlannedChange> ParseChange(const std::string& line)
+{
+    const std::string kind = line.substr(0, 5);
+    const bool installs = kind == "Inst ";
+    if (!installs && kind != "Remv " && kind != "Purg ")
+        return std::nullopt;
+    PlannedChange change;
+    std::string rest = line.substr(kind.size()) + ' ';
+    change.name = CutAt(rest, ' ').value_or(std::string());
+    change.oldVersion = TakeOldVersion(rest);
+    const bool valid = Agent::IsPackageWord(change.name)
+        && (change.oldVersion.empty() || Agent::IsPackageVersion(change.oldVersion))
+        && (installs ? TakeNewVersion(rest, change) : !change.oldVersion.empty());
+    return valid ? std::optional<PlannedChange>(change) : std::nullopt;
+}
+
+void NoteField(const std::string& line, PackageFields& fields)
+{
+    static const std::set<std::string> known{ "Package",   "Version",        "Architecture",
+                                              "Size",      "Installed-Size", "Essential",
+                                              "Important", "Depends",        "Pre-Depends",
+                                              "Provides",  "Recommends",     "Conflicts",
+                                              "Breaks",    "Protected" };
+    const auto colon = line.find(": ");
+    if (colon != std::string::npos && known.count(line.substr(0, colon)) > 0)
+        fields[line.substr(0, colon)] = line.substr(colon + 2);
+}
+
+std::set<std::string> NamesIn(const std::string& field)
+{
+    std::set<std::string> names;
+    for (std::size_t at = 0; at != std::string::npos; at = field.find_first_of(",|", at)) {
+        at = field.find_first_not_of(" ,|", at);
+        if (at == std::string::npos)
+            break;
+        names.insert(field.substr(at, field.find_first_of(" ,|(:[", at) - at));
+    }
+    return names;
+}
+
+// The planned package that lists this one in `field`: a requested one before all others.
+const PlannedChange* PackagePlan::Naming(const std::string& field,
+                                         const PlannedChange& change) const
+{
+    const PlannedChange* found = nullptr;
+    for (const PlannedChange& other : m_changes) {
+        if (other.name == change.name || other.newVersion.empty()
+            || !Lists(other.after, field.c_str(), change, change.after))
+            continue;
+        if (m_asked.count(BareName(other.name)) > 0)
+            return &other;
+        found = found ? found : &other;
+    }
+    return found;
+}
+
+ChangeReason PackagePlan::WhyInstalled(const PlannedChange& change) const
+{
+    for (const char* field : { "Pre-Depends", "Depends" }) {
+        if (const PlannedChange* other = Naming(field, change))
+            return { "needed", other->name };
+    }
+    if (const PlannedChange* other = Naming("Recommends", change))
+        return { "recommended", other->name };
+    return { m_asked.empty() ? "asked" : "other", std::string() };
+}
+
+ChangeReason PackagePlan::WhyRemoved(const PlannedChange& change) const
+{
+    for (const PlannedChange& other : m_changes) {
+        if (!other.newVersion.empty()
+            && (RulesOut(other, other.after, change, change.before)
+                || RulesOut(change, change.before, other, other.after)))
+            return { "conflict", other.name };
+    }
+    for (const char* field : { "Pre-Depends", "Depends" }) {
+        for (const PlannedChange& other : m_changes) {
+            if (other.name != change.name && Lists(change.before, field, other, other.before))
+                return { "dependency", other.name };
+        }
+    }
+    return { m_removes ? "unused" : "other", std::string() };
+}
+
+ChangeReason PackagePlan::ReasonOf(const PlannedChange& change) const
+{
+    if (m_asked.count(BareName(change.name)) > 0 && m_removes == change.newVersion.empty())
+        return { "asked", std::string() };
+    return change.newVersion.empty() ? WhyRemoved(change) : WhyInstalled(change);
+}
+
+std::vector<std::string> PackagePlan::Lines() const
+{
+    std::vector<std::string> lines{ "Plan: 1", "" };
+    const auto add = [&lines](const char* field, const std::string& text) {
+        if (!text.empty())
+            lines.push_back(std::string(field) + ": " + text);
+    };
+    for (const PlannedChange& change : m_changes) {
+        const ChangeReason reason = ReasonOf(change);
+        const auto isSet = [&change](const char* field) {
+            return Value(change.before, field) == "yes" || Value(change.after, field) == "yes";
+        };
+        add("Package", change.name);
+        add("Action", change.Action());
+        add("Old-Version", change.oldVersion);
+        add("New-Version", change.newVersion);
+        add("Architecture", change.architecture);
+        add("Download-Size", std::to_string(change.download));
+        add("Old-Size", change.oldVersion.empty() ? "0" : SizeOf(change.before));
+        add("New-Size", change.newVersion.empty() ? "0" : SizeOf(change.after));
+        add("Essential", isSet("Essential") || isSet("Protected") ? "yes" : "no");
+        add("Reason", reason.word);
+        add("Because-Of", reason.package);
+        lines.emplace_back();
+    }
+    lines.push_back("End: " + std::to_string(m_changes.size()));
+    return lines;
+}
