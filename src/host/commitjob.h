@@ -1,0 +1,70 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+/// @class Pakmart::CommitJob
+/// Carries out a plan that was shown: exactly that, or nothing.
+///
+///     auto* job = new Pakmart::CommitJob(prepared->plan());
+///     job->setAllowRemovals(userAgreed);
+///     connect(job, &KJob::result, host, ...);
+///     job->start();
+///
+/// When its turn has come, the plan is made again. If it has another digest, the job ends with
+/// PlanChanged and has changed nothing. Otherwise the package front end carries it out. The job
+/// succeeds only if dpkg's status shows afterwards what the plan shows: every package that was
+/// to be installed is "install ok installed" in that version, every one that was to be removed
+/// is gone, and no other package has changed.
+///
+/// Jobs take turns: one at a time for each private tree, in the order of their starts in this
+/// process, and by a lock among processes. A job that waits says for whom (waitingFor).
+///
+/// It can be cancelled until dpkg begins to work.
+
+#pragma once
+
+#include "job.h"
+#include "plan.h"
+
+namespace Pakmart
+{
+
+class CommitSteps;
+
+class VANTRELAGENT_EXPORT CommitJob : public Job
+{
+    Q_OBJECT
+
+public:
+    /// Carries out `plan`, made by a PrepareJob.
+    explicit CommitJob(const Plan& plan, QObject* parent = nullptr);
+    ~CommitJob() override;
+
+    /// Whether packages may be removed that nobody asked to remove: false at first. Without
+    /// it, such a plan ends with RemovalsNotAllowed. To be set before the start.
+    void setAllowRemovals(bool allow);
+
+    /// The plan that is, or was, carried out.
+    Plan plan() const;
+
+Q_SIGNALS:
+    /// The plan is certain now, and begins to be carried out when the slots return, unless one
+    /// of them cancels the job. Not emitted when there is nothing to do.
+    void planReady(const Pakmart::Plan& plan);
+
+protected:
+    /// Makes a plan for a request, and carries that out.
+    CommitJob(const Request& request, QObject* parent);
+
+    /// Asks for the turn.
+    void run() override;
+    /// Ends the wait, the simulation or the download.
+    void stop() override;
+    /// Leaves what runs, which ends by itself.
+    void letGo() override;
+
+private:
+    friend class CommitSteps;
+    const std::unique_ptr<CommitSteps> m_steps;
+};
+
+} // namespace Pakmart

@@ -1,0 +1,252 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "host/commitsteps.h"
+
+#include "host/privatetreepaths.h"
+#include "util/paths.h"
+
+#include <QCoreApplication>
+#include <algorithm>
+
+namespace Pakmart
+{
+
+CommitSteps::CommitSteps(CommitJob& job, const Plan& shown, bool isShown)
+    : m_job(job), m_plan(shown), m_isShown(isShown)
+{
+}
+
+CommitSteps::~CommitSteps()
+{
+    letGo();
+}
+
+void CommitSteps::start()
+{
+    // What was shown as impossible does not need its turn to fail.
+    const Failure refused = m_isShown ? refusal(m_plan) : Failure();
+    if (refused.code != Error::NoError)
+        end(refused);
+    else
+        takeTurn();
+}
+
+void CommitSteps::takeTurn()
+{
+    m_job.setPhase(Job::Waiting);
+    m_turn = std::make_unique<TreeTurn>();
+    m_turn->ask(
+        [this] {
+            m_job.setWaitingFor(QString());
+            m_job.setPhase(Job::Preparing);
+            finishInterrupted();
+        },
+        [this](const QString& text) { m_job.setWaitingFor(text); });
+}
+
+// apt-get changes nothing until dpkg has taken over what it left when it was interrupted.
+void CommitSteps::finishInterrupted()
+{
+    ReadStatusBeside(this, [this](const SharedStatus& dpkg) {
+        if (m_job.isCancelled()) {
+            end({ Error::Cancelled, QString() });
+            return;
+        }
+        if (!dpkg->WasInterrupted()) {
+            makePlan();
+            return;
+        }
+        m_dpkgWorks = true;
+        m_job.setCancellable(false);
+        m_run = std::make_unique<ToolRun>();
+        connect(m_run.get(), &ToolRun::ended, this, [this] {
+            m_dpkgWorks = false;
+            m_job.setCancellable(true);
+            endRun();
+            makePlan();
+        });
+        m_run->start(Agent::SystemPath(QStringLiteral("/usr/bin/dpkg")),
+                     { QStringLiteral("--configure"), QStringLiteral("-a") });
+    });
+}
+
+void CommitSteps::makePlan()
+{
+    m_planning = std::make_unique<PlanRun>(m_plan.request);
+    connect(m_planning.get(), &PlanRun::ended, this, &CommitSteps::onPlan);
+    m_planning->start();
+}
+
+void CommitSteps::onPlan()
+{
+    const Plan made = m_planning->plan();
+    Failure failure = m_planning->failure();
+    m_before = m_planning->status();
+    m_job.setDetails(m_planning->details());
+    if (m_job.isCancelled())
+        failure = { Error::Cancelled, QString() };
+    else if (failure.code == Error::NoError)
+        failure = refusal(made);
+    if (failure.code == Error::NoError && m_isShown && made.digest() != m_plan.digest())
+        failure = { Error::PlanChanged, QString() };
+    if (!m_isShown)
+        m_plan = made;
+    if (failure.code != Error::NoError) {
+        end(failure);
+        return;
+    }
+    if (m_plan.isEmpty()) {
+        judge(0, *m_before);
+        return;
+    }
+    emit m_job.planReady(m_plan);
+    if (m_job.isCancelled())
+        end({ Error::Cancelled, QString() });
+    else if (!m_job.hasEnded())
+        apply();
+}
+
+// Why a plan must not be carried out.
+Failure CommitSteps::refusal(const Plan& made) const
+{
+    for (const PlanProblem& problem : made.problems) {
+        const bool removes = problem.code == Error::RemovalsNotAllowed;
+        if (problem.prevents || (removes && !allowsRemovals))
+            return { problem.code, problem.sentence };
+    }
+    if (made.removesOthers() && !allowsRemovals)
+        return { Error::RemovalsNotAllowed, QString() };
+    return Failure();
+}
+
+void CommitSteps::apply()
+{
+    const qint64 bytes = m_plan.downloadSize();
+    if (bytes > 0)
+        m_job.setTotalAmount(KJob::Bytes, qulonglong(bytes));
+    m_job.setPhase(Job::Downloading);
+    m_download.start();
+    m_run = std::make_unique<ToolRun>();
+    connect(m_run.get(), &ToolRun::lineRead, this, &CommitSteps::onLine);
+    connect(m_run.get(), &ToolRun::ended, this, &CommitSteps::onRunEnded);
+    m_run->start(FrontEndProgram(), WordsOf(m_plan));
+}
+
+void CommitSteps::onLine(const QString& line)
+{
+    const LineNews news = NewsOf(line);
+    if (news.waits) {
+        m_job.setPhase(Job::Waiting);
+        m_job.setWaitingFor(line);
+    } else if (!line.isEmpty() && !m_job.waitingFor().isEmpty()) {
+        m_job.setWaitingFor(QString());
+        m_job.setPhase(Job::Downloading);
+    }
+    if (news.dpkgWorks && !m_dpkgWorks) {
+        m_dpkgWorks = true;
+        m_job.setCancellable(false);
+        m_job.setPhase(Job::Applying);
+    }
+    if (!news.package.isEmpty())
+        m_job.setPackage(news.package);
+    showProgress(news);
+}
+
+// The front end's percentage never decreases. The download is the first half of it, if there
+// is one.
+void CommitSteps::showProgress(const LineNews& news)
+{
+    if (news.percent < 0)
+        return;
+    m_job.setPercent(static_cast<unsigned long>(std::min(news.percent, 99)));
+    const qint64 bytes = m_plan.downloadSize();
+    if (bytes <= 0)
+        return;
+    const qint64 fetched = m_dpkgWorks ? bytes : bytes * std::min(news.percent, 50) / 50;
+    m_job.setProcessedAmount(KJob::Bytes, qulonglong(fetched));
+    const qint64 time = m_download.elapsed();
+    if (!m_dpkgWorks && time > 0)
+        m_job.emitSpeed(static_cast<unsigned long>(fetched * 1000 / time));
+}
+
+void CommitSteps::onRunEnded(int status)
+{
+    m_lines = m_run->lines();
+    m_job.setDetails(m_run->log());
+    endRun();
+    m_job.setWaitingFor(QString());
+    m_job.setCancellable(false);
+    m_job.setPhase(Job::Checking);
+    ReadStatusBeside(this, [this, status](const SharedStatus& now) { judge(status, *now); });
+}
+
+// dpkg's status decides. What the tools say only explains a failure.
+void CommitSteps::judge(int status, const Agent::DpkgStatus& now)
+{
+    const QStringList faults = Deviations(m_plan, *m_before, now);
+    if (faults.isEmpty()) {
+        end(Failure());
+        return;
+    }
+    constexpr int MostFaults = 5;
+    const QString found = QStringList(faults.mid(0, MostFaults)).join(QLatin1Char(' '));
+    Failure failure = { Error::OutcomeDiffers, Error::sentence(Error::OutcomeDiffers) };
+    if (m_job.isCancelled() && !m_dpkgWorks)
+        failure = { Error::Cancelled, Error::sentence(Error::Cancelled) };
+    else if (status == ToolRun::NotStarted)
+        failure = { Error::ToolsMissing, Error::sentence(Error::ToolsMissing) };
+    else if (status != 0)
+        failure = FailureOf(m_lines);
+    if (failure.code != Error::Cancelled)
+        failure.sentence += QLatin1Char(' ') + found;
+    end(failure);
+}
+
+void CommitSteps::end(const Failure& failure)
+{
+    m_turn.reset(); // the next job may begin before the slots of the result run
+    if (failure.code == Error::NoError)
+        m_job.succeed();
+    else
+        m_job.fail(failure.code, failure.sentence);
+}
+
+// The run is deleted later, since this is called from one of its signals.
+void CommitSteps::endRun()
+{
+    if (!m_run)
+        return;
+    m_run->disconnect(this);
+    m_run.release()->deleteLater();
+}
+
+void CommitSteps::stop()
+{
+    if (m_planning)
+        m_planning->stop();
+    if (m_run)
+        m_run->terminate();
+    // Only a wait for the turn has nothing that ends by itself.
+    if (m_job.phase() == Job::Waiting && !m_run) {
+        m_turn.reset();
+        QMetaObject::invokeMethod(
+            this,
+            [this] {
+                end({ Error::Cancelled, QString() });
+            },
+            Qt::QueuedConnection);
+    }
+}
+
+void CommitSteps::letGo()
+{
+    if (m_planning)
+        m_planning->disconnect(this);
+    if (m_planning)
+        m_planning->stop();
+    ToolRun::letGo(std::move(m_run), std::move(m_turn), !m_dpkgWorks);
+    m_turn.reset();
+}
+
+} // namespace Pakmart

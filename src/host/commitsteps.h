@@ -1,0 +1,63 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The steps of a CommitJob, one after the other: its turn; what an interrupted dpkg has left;
+// the plan; the run; the comparison with dpkg's status.
+
+#pragma once
+
+#include "host/commitjob.h"
+#include "host/planrun.h"
+#include "host/runlines.h"
+#include "host/statusbeside.h"
+#include "host/treeturn.h"
+
+#include <QElapsedTimer>
+#include <QObject>
+#include <memory>
+
+namespace Pakmart
+{
+
+class CommitSteps : public QObject
+{
+    Q_OBJECT
+
+public:
+    CommitSteps(CommitJob& job, const Plan& shown, bool isShown);
+    ~CommitSteps() override;
+
+    void start();
+    void stop();
+    void letGo();
+
+    const Plan& plan() const { return m_plan; }
+    bool allowsRemovals = false;
+
+private:
+    void takeTurn();
+    void finishInterrupted();
+    void makePlan();
+    void onPlan();
+    Failure refusal(const Plan& made) const;
+    void apply();
+    void onLine(const QString& line);
+    void showProgress(const LineNews& news);
+    void onRunEnded(int status);
+    void judge(int status, const Agent::DpkgStatus& now);
+    void end(const Failure& failure);
+    void endRun();
+
+    CommitJob& m_job;
+    Plan m_plan;
+    const bool m_isShown; // m_plan was shown to the user, and nothing else may be done
+    std::unique_ptr<TreeTurn> m_turn;
+    std::unique_ptr<PlanRun> m_planning;
+    std::unique_ptr<ToolRun> m_run;
+    SharedStatus m_before;
+    QStringList m_lines; // of the run
+    QElapsedTimer m_download; // since its beginning
+    bool m_dpkgWorks = false;
+};
+
+} // namespace Pakmart

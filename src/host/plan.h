@@ -1,0 +1,141 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+/// @file
+/// What is requested, and what would be done for it: the plan that is shown to the user
+/// before anything is changed. All of these are values: they may be copied and kept.
+
+#pragma once
+
+#include "../util/export.h"
+#include "error.h"
+
+#include <QByteArray>
+#include <QList>
+#include <QMetaType>
+#include <QObject>
+#include <QString>
+#include <QStringList>
+
+namespace Pakmart
+{
+
+/// A change of packages that somebody wants.
+class VANTRELAGENT_EXPORT Request
+{
+    Q_GADGET
+
+public:
+    /// The kinds of changes.
+    enum Kind {
+        Install, ///< install packages, or upgrade those that are installed
+        Remove, ///< remove packages; their configuration files stay
+        Upgrade, ///< upgrade installed packages: all of them if none is named
+        Reinstall, ///< install the same versions again
+        OtherKind ///< a kind that this release does not know; it is refused
+    };
+    Q_ENUM(Kind)
+
+    Kind kind = Install; ///< what to do
+    QStringList packages; ///< with which packages: "name", "name:architecture" or "name=version"
+};
+
+/// One package of a plan.
+class VANTRELAGENT_EXPORT PlanRow
+{
+    Q_GADGET
+
+public:
+    /// What happens to the package.
+    enum Action {
+        Installed, ///< it is new
+        Upgraded, ///< a newer version replaces it
+        Downgraded, ///< an older version replaces it
+        Reinstalled, ///< the same version replaces it
+        Removed, ///< it goes
+        OtherAction ///< something that this release does not know
+    };
+    Q_ENUM(Action)
+
+    /// Why it happens.
+    enum Reason {
+        AskedFor, ///< it was requested
+        NeededBy, ///< another package of the plan needs it
+        RecommendedBy, ///< another package of the plan recommends it
+        NoLongerNeeded, ///< nothing that stays needs it
+        ConflictsWith, ///< another package of the plan cannot be installed beside it
+        Needs, ///< it needs another package of the plan, which goes or changes
+        OtherReason ///< anything else
+    };
+    Q_ENUM(Reason)
+
+    QString package; ///< its name, with ":architecture" if that is a foreign one
+    QString architecture; ///< of the new version; empty for a removal
+    Action action = OtherAction; ///< what happens to it
+    Reason reason = OtherReason; ///< why
+    QString because; ///< the other package of the reason; empty if there is none
+    QString oldVersion; ///< now; empty if it is not installed
+    QString newVersion; ///< afterwards; empty for a removal
+    qint64 downloadSize = 0; ///< bytes that have to be fetched
+    qint64 oldSize = 0; ///< bytes that it takes on the disk now
+    qint64 newSize = 0; ///< bytes that it takes afterwards
+    bool isEssential = false; ///< whether the system does not work without it
+
+    /// The reason as words for the user, in the language of the application: "needed by app".
+    QString reasonText() const;
+};
+
+/// Something that the user should know about a plan, or that prevents it.
+class VANTRELAGENT_EXPORT PlanProblem
+{
+    Q_GADGET
+
+public:
+    Error::Code code = Error::Other; ///< what it is
+    bool prevents = true; ///< whether the plan cannot be carried out
+    QString sentence; ///< for the user
+    QStringList packages; ///< the packages that it is about
+};
+
+/// What would be done for a request. A plan that was made successfully can be shown, and
+/// then be carried out by a CommitJob.
+class VANTRELAGENT_EXPORT Plan
+{
+    Q_GADGET
+
+public:
+    /// The request that it is for.
+    Request request;
+    /// One row for each package that changes, sorted by action and name.
+    QList<PlanRow> rows;
+    /// What is to be known about it.
+    QList<PlanProblem> problems;
+
+    /// Whether nothing would change.
+    bool isEmpty() const { return rows.isEmpty(); }
+    /// Whether it can be carried out: no problem prevents it.
+    bool isPossible() const;
+    /// Whether packages would go that were not requested to be removed. This needs the
+    /// user's own consent (CommitJob::setAllowRemovals).
+    bool removesOthers() const;
+    /// The packages of these rows.
+    QStringList otherRemovals() const;
+    /// The row of a package; one with an empty name if it is not part of the plan.
+    PlanRow row(const QString& package) const;
+
+    /// Bytes to fetch in all.
+    qint64 downloadSize() const;
+    /// Bytes that the disk has less afterwards; negative if it has more.
+    qint64 diskSize() const;
+
+    /// A digest of the request and all rows, as hexadecimal digits. Two plans with the same
+    /// digest do the same.
+    QByteArray digest() const;
+};
+
+} // namespace Pakmart
+
+Q_DECLARE_METATYPE(Pakmart::Request)
+Q_DECLARE_METATYPE(Pakmart::PlanRow)
+Q_DECLARE_METATYPE(Pakmart::PlanProblem)
+Q_DECLARE_METATYPE(Pakmart::Plan)

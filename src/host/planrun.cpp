@@ -1,0 +1,254 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "host/planrun.h"
+
+#include "base/packagename.h"
+#include "host/planreader.h"
+#include "host/privatetreepaths.h"
+#include "host/statusbeside.h"
+#include "install/privatetree.h"
+
+#include <QCoreApplication>
+#include <QTimer>
+#include <algorithm>
+
+namespace Pakmart
+{
+
+namespace
+{
+
+QString Text(const char* text)
+{
+    return QCoreApplication::translate("Pakmart", text);
+}
+
+// The command and its options. A simulation may remove essential packages, so that they are
+// shown; the real run is never allowed to.
+QStringList CommandOf(const Request& request)
+{
+    switch (request.kind) {
+    case Request::Remove:
+        return { QStringLiteral("--no-auto-remove"), QStringLiteral("remove") };
+    case Request::Reinstall:
+        return { QStringLiteral("--no-auto-remove"), QStringLiteral("--reinstall"),
+                 QStringLiteral("install") };
+    case Request::Upgrade:
+        if (request.packages.isEmpty())
+            return { QStringLiteral("--no-auto-remove"), QStringLiteral("--with-new-pkgs"),
+                     QStringLiteral("upgrade") };
+        return { QStringLiteral("--no-auto-remove"), QStringLiteral("--only-upgrade"),
+                 QStringLiteral("install") };
+    default:
+        return { QStringLiteral("--no-auto-remove"), QStringLiteral("install") };
+    }
+}
+
+bool HasAction(const Plan& plan, PlanRow::Action action)
+{
+    return std::any_of(plan.rows.begin(), plan.rows.end(),
+                       [action](const PlanRow& row) { return row.action == action; });
+}
+
+// The name with the version that the plan shows, so that the run installs no other one. An
+// architecture and a version cannot both be part of a name.
+QString WithVersion(const QString& asked, const Plan& plan)
+{
+    const PlanRow row = plan.row(asked);
+    const bool pins = plan.request.kind != Request::Remove && !row.newVersion.isEmpty()
+        && !asked.contains(QLatin1Char(':'));
+    return pins ? asked + QLatin1Char('=') + row.newVersion : asked;
+}
+
+QString BareName(const QString& asked)
+{
+    return asked.section(QLatin1Char('='), 0, 0);
+}
+
+bool IsInvalid(const QString& name)
+{
+    return !Agent::IsPackageWord(name.toStdString());
+}
+
+} // namespace
+
+QStringList PlanningWords(const Request& request)
+{
+    return QStringList{ QStringLiteral("-yp"), QStringLiteral("--plan"),
+                        QStringLiteral("--allow-removals"), QStringLiteral("--allow-downgrades"),
+                        QStringLiteral("--allow-remove-essential") }
+    + TreeWords() + CommandOf(request) + request.packages;
+}
+
+QStringList WordsOf(const Plan& plan)
+{
+    QStringList words{ QStringLiteral("-yp") };
+    if (HasAction(plan, PlanRow::Removed))
+        words << QStringLiteral("--allow-removals");
+    if (HasAction(plan, PlanRow::Downgraded))
+        words << QStringLiteral("--allow-downgrades");
+    words += TreeWords() + CommandOf(plan.request);
+    for (const QString& asked : plan.request.packages)
+        words << WithVersion(asked, plan);
+    return words;
+}
+
+PlanRun::PlanRun(const Request& request)
+{
+    m_plan.request = request;
+}
+
+PlanRun::~PlanRun()
+{
+    ToolRun::letGo(std::move(m_run), nullptr, true);
+}
+
+void PlanRun::start()
+{
+    QTimer::singleShot(0, this, [this] {
+        const Failure fault = faultOfRequest();
+        if (fault.code == Error::NoError)
+            resolve();
+        else
+            finish(fault);
+    });
+}
+
+void PlanRun::stop()
+{
+    if (m_run)
+        m_run->terminate();
+}
+
+// What can be known without the package tools.
+Failure PlanRun::faultOfRequest() const
+{
+    const Request& request = m_plan.request;
+    const bool all = request.kind == Request::Upgrade && request.packages.isEmpty();
+    if (request.kind < Request::Install || request.kind >= Request::OtherKind)
+        return { Error::Other,
+                 Text(QT_TRANSLATE_NOOP("Pakmart", "This kind of change is unknown.")) };
+    if (request.packages.isEmpty() && !all)
+        return { Error::InvalidName, Text(QT_TRANSLATE_NOOP("Pakmart", "No package is named.")) };
+    for (const QString& name : request.packages) {
+        if (IsInvalid(name))
+            return {
+                Error::InvalidName,
+                Text(QT_TRANSLATE_NOOP("Pakmart", "'%1' is not the name of a package.")).arg(name)
+            };
+    }
+    const std::string problem = Agent::TreeProblem(PrivateTree().toStdString());
+    if (!problem.empty())
+        return { Error::BadHomeFolder, QString::fromStdString(problem) };
+    return Failure();
+}
+
+void PlanRun::resolve()
+{
+    m_run = std::make_unique<ToolRun>();
+    const auto reader = std::make_shared<PlanReader>();
+    connect(m_run.get(), &ToolRun::lineRead, this,
+            [reader](const QString& line) { reader->take(line); });
+    connect(m_run.get(), &ToolRun::ended, this, [this, reader](int status) {
+        m_warnings = reader->messages();
+        m_details = m_warnings.join(QLatin1Char('\n'));
+        const auto rows = reader->rows();
+        m_plan.rows = rows.value_or(QList<PlanRow>());
+        judgeRun(status == 0 && !rows ? int(ToolRun::Killed) : status);
+    });
+    m_run->start(FrontEndProgram(), PlanningWords(m_plan.request));
+}
+
+void PlanRun::judgeRun(int status)
+{
+    if (status == ToolRun::NotStarted) {
+        finish({ Error::ToolsMissing, Error::sentence(Error::ToolsMissing) });
+    } else if (status == ToolRun::Killed) {
+        finish({ Error::PlanNotUnderstood, Error::sentence(Error::PlanNotUnderstood) });
+    } else if (status != 0) {
+        const Failure failure = FailureOf(m_warnings);
+        addProblem(failure.code, true, m_plan.request.packages, failure.sentence);
+        finish(failure);
+    } else {
+        ReadStatusBeside(this, [this](const std::shared_ptr<const Agent::DpkgStatus>& dpkg) {
+            m_status = dpkg;
+            judgePlan();
+        });
+    }
+}
+
+void PlanRun::judgePlan()
+{
+    if (!m_status->IsReadable()) {
+        finish({ Error::StatusUnreadable, Error::sentence(Error::StatusUnreadable) });
+        return;
+    }
+    noteMissing();
+    noteRemovals();
+    for (const QString& line : m_warnings) {
+        if (line.startsWith(QLatin1String("W: ")))
+            addProblem(Error::Other, false, QStringList(), line.mid(3));
+    }
+    const auto first = std::find_if(m_plan.problems.begin(), m_plan.problems.end(),
+                                    [](const PlanProblem& problem) { return problem.prevents; });
+    finish(first == m_plan.problems.end() ? Failure() : Failure{ first->code, first->sentence });
+}
+
+void PlanRun::addProblem(Error::Code code, bool prevents, const QStringList& packages,
+                         const QString& sentence)
+{
+    PlanProblem problem;
+    problem.code = code;
+    problem.prevents = prevents;
+    problem.packages = packages;
+    problem.sentence = sentence;
+    m_plan.problems << problem;
+}
+
+// The package tools pass over packages that are not installed, or cannot be fetched again, and
+// succeed.
+void PlanRun::noteMissing()
+{
+    const Request::Kind kind = m_plan.request.kind;
+    for (const QString& asked : m_plan.request.packages) {
+        const QString name = BareName(asked);
+        if (kind != Request::Install && m_status->Of(name.toStdString()).IsGone())
+            addProblem(Error::NotInstalled, true, { name },
+                       Text(QT_TRANSLATE_NOOP("Pakmart", "%1 is not installed.")).arg(name));
+        else if (kind == Request::Reinstall && m_plan.row(name).package.isEmpty())
+            addProblem(Error::UnknownPackage, true, { name },
+                       Text(QT_TRANSLATE_NOOP("Pakmart",
+                                              "%1 cannot be fetched again: no package source has "
+                                              "the version that is installed."))
+                           .arg(name));
+    }
+}
+
+void PlanRun::noteRemovals()
+{
+    QStringList essential;
+    for (const PlanRow& row : m_plan.rows) {
+        if (row.action == PlanRow::Removed && row.isEssential)
+            essential << row.package;
+    }
+    const QString comma = QStringLiteral(", ");
+    if (!essential.isEmpty())
+        addProblem(Error::EssentialPackage, true, essential,
+                   Text(QT_TRANSLATE_NOOP("Pakmart", "The system does not work without: %1."))
+                       .arg(essential.join(comma)));
+    const QStringList others = m_plan.otherRemovals();
+    if (!others.isEmpty())
+        addProblem(
+            Error::RemovalsNotAllowed, false, others,
+            Text(QT_TRANSLATE_NOOP("Pakmart", "These packages would be removed as well: %1."))
+                .arg(others.join(comma)));
+}
+
+void PlanRun::finish(const Failure& failure)
+{
+    m_failure = failure;
+    emit ended();
+}
+
+} // namespace Pakmart
