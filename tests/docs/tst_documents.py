@@ -84,6 +84,21 @@ class Documents(unittest.TestCase):
                                   .replace("signalCanContinue", "onCanContinue"), guide)
         self.assertGreater(signals, 15)
 
+    def test_the_page_of_jobs_names_their_signals_phases_and_errors(self):
+        page, names = read("docs/host.md"), set()
+        for header in sorted((TOP / "src/host").glob("*.h")):
+            text = header.read_text(encoding="utf-8")
+            if "VANTRELAGENT_EXPORT" in text:
+                for section in re.findall(r"^Q_SIGNALS:\n(.*?)^(?:\w[\w ]*:|\};)", text, re.DOTALL | re.MULTILINE):
+                    names |= set(re.findall(r"void (\w+)\(", section))
+        self.assertGreater(len(names), 4)
+        for entry in re.findall(r"^ {8}(\w+)(?: = \d+)?,? ///<", read("src/host/job.h"), re.M):
+            names.add(entry)
+        names |= set(re.findall(r'Error::\w+, "([a-z-]+)"', read("src/host/error.cpp"))) - {"none"}
+        self.assertGreater(len(names), 35)
+        for name in names:
+            self.assertIn(f"`{name}`", page)
+
     def test_the_guide_names_every_slot_of_a_listener(self):
         source = read("src/install/capiinstallpackages.cpp")
         slots = re.findall(r"SLOT\((\w+)\(", source)

@@ -168,10 +168,9 @@ private slots:
         m_machine->add({ "app" });
         install("app");
         m_machine = std::make_unique<HostMachine>(); // another repository, the same machine
-        const std::string lists = CRunAptGet::ListsDir(true);
-        for (const QString& file :
-             QDir(QString::fromStdString(lists)).entryList({ QStringLiteral("*_Packages") }))
-            QVERIFY(QFile::remove(QString::fromStdString(lists) + file));
+        const QDir lists(HostMachine::lists());
+        for (const QString& file : lists.entryList({ QStringLiteral("*_Packages") }))
+            QVERIFY(QFile::remove(lists.filePath(file)));
         QCOMPARE(prepare(Request::Reinstall, "app"), QStringLiteral("unknown-package"));
     }
 

@@ -44,16 +44,16 @@ def without_comments(text):
 
 
 def namespaces(text):
-    """The text outside of the namespace Agent, and the text inside, with their prefixes."""
-    parts = {"": "", "Agent::": ""}
+    """The text outside of our namespaces, and the texts inside, with their prefixes."""
+    parts = {"": "", "Agent::": "", "Pakmart::": ""}
     end = 0
-    for start in re.finditer(r"\bnamespace Agent\s*\{", text):
+    for start in re.finditer(r"\bnamespace (Agent|Pakmart)\s*\{", text):
         parts[""] += text[end:start.start()]
         end, depth = start.end(), 1
         while depth > 0:
             depth += (text[end] == "{") - (text[end] == "}")
             end += 1
-        parts["Agent::"] += text[start.end():end - 1]
+        parts[f"{start[1]}::"] += text[start.end():end - 1]
     parts[""] += text[end:]
     return parts
 
@@ -84,7 +84,8 @@ def declared_in(header, text):
         defines_class = re.match(r"class (\w+)[^{]*\{", words)
         if defines_class:
             names.add(defines_class[1])
-        elif re.match(r"(struct|enum|namespace|using|inline|constexpr|static|template|class|})\b",
+        elif re.match(r"(struct|enum|namespace|using|inline|constexpr|static|template|class|}"
+                      r"|Q_DECLARE_METATYPE)\b",
                       words):
             continue
         else:
@@ -98,7 +99,7 @@ def declared_in(header, text):
 
 
 def exported(library):
-    """The outermost names, or those in the namespace Agent, that a library exports."""
+    """The outermost names, or those in our namespaces, that a library exports."""
     symbols = subprocess.run(["nm", "-DC", "--defined-only", library], check=True,
                              capture_output=True, text=True).stdout
     names = set()
@@ -106,7 +107,7 @@ def exported(library):
         symbol = line.split(" ", 2)[2]
         symbol = re.sub(r"^(vtable|typeinfo name|typeinfo|guard variable|VTT|"
                         r"(non-)?virtual thunk) (for|to) ", "", symbol)
-        names.add(re.match(r"(Agent::)?[\w~]+", symbol)[0])
+        names.add(re.match(r"((Agent|Pakmart)::)?[\w~]+", symbol)[0])
     return names
 
 

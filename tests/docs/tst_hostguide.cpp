@@ -1,0 +1,147 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// Runs the page about jobs: the code in it is taken from here, between marks. Built as a host
+// is, on the public headers and the target for hosts.
+
+#include "tests/host/repository.h"
+
+#include <QtTest>
+#include <functional>
+#include <vantrelagent/host/packagejobs.h>
+#include <vantrelagent/host/preparejob.h>
+
+// ---- code that the page shows ----
+
+//! [install]
+void Install(const QString& package, QObject* host,
+             const std::function<void(const QString& failure)>& whenDone)
+{
+    auto* job = new Pakmart::InstallJob({ package });
+    QObject::connect(job, &KJob::result, host,
+                     [whenDone](KJob* ended) { whenDone(ended->errorString()); });
+    job->start(); // comes back at once; the job deletes itself after its result
+}
+//! [install]
+
+//! [preview]
+void InstallWithPreview(const QString& package, QObject* host,
+                        const std::function<bool(const Pakmart::Plan&)>& agrees,
+                        const std::function<void(Pakmart::Error::Code)>& whenDone)
+{
+    const Pakmart::Request request{ Pakmart::Request::Install, { package } };
+    auto* prepare = new Pakmart::PrepareJob(request);
+    QObject::connect(prepare, &KJob::result, host, [=] {
+        if (prepare->error() || !agrees(prepare->plan())) {
+            whenDone(prepare->error() ? prepare->errorCode() : Pakmart::Error::Cancelled);
+            return;
+        }
+        auto* commit = new Pakmart::CommitJob(prepare->plan());
+        commit->setAllowRemovals(true); // the user has seen them in the plan
+        QObject::connect(commit, &KJob::result, host, [=] { whenDone(commit->errorCode()); });
+        commit->start();
+    });
+    prepare->start();
+}
+//! [preview]
+
+//! [table]
+QStringList TableOf(const Pakmart::Plan& plan)
+{
+    QStringList lines;
+    for (const Pakmart::PlanRow& row : plan.rows)
+        lines << QStringLiteral("%1 %2 -> %3 (%4)")
+                     .arg(row.package, row.oldVersion, row.newVersion, row.reasonText());
+    for (const Pakmart::PlanProblem& problem : plan.problems)
+        lines << problem.sentence;
+    return lines << QStringLiteral("%1 bytes to fetch, %2 on the disk")
+                        .arg(plan.downloadSize())
+                        .arg(plan.diskSize());
+}
+//! [table]
+
+//! [follow]
+void Follow(Pakmart::Job* job, QObject* host, const std::function<void(const QString&)>& show)
+{
+    using Pakmart::Job;
+    QObject::connect(job, &KJob::percentChanged, host, [show](KJob*, unsigned long percent) {
+        show(QStringLiteral("%1 %").arg(percent));
+    });
+    QObject::connect(job, &Job::waitingForChanged, host, show);
+    QObject::connect(job, &Job::packageChanged, host, show);
+}
+//! [follow]
+
+// ---- the test ----
+
+class HostGuideTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    std::unique_ptr<Repository> m_repository;
+
+private slots:
+    void initTestCase()
+    {
+        m_repository = std::make_unique<Repository>();
+        QVERIFY(m_repository->setUp());
+        m_repository->add({ "lib" });
+        m_repository->add({ "app", "1.0", "lib" });
+        m_repository->add({ "other" });
+        m_repository->add({ "foe", "1.0", "", 100, "", "Conflicts: lib\n" });
+    }
+
+    void installs()
+    {
+        QString failure = QStringLiteral("not done");
+        Install(QStringLiteral("app"), this, [&failure](const QString& text) { failure = text; });
+        QCOMPARE(failure, QStringLiteral("not done"));
+        QTRY_COMPARE_WITH_TIMEOUT(failure, QString(), 60000);
+    }
+
+    void showsBeforeItInstalls()
+    {
+        QStringList table;
+        int code = -1;
+        InstallWithPreview(
+            QStringLiteral("foe"), this,
+            [&table](const Pakmart::Plan& plan) {
+                table = TableOf(plan);
+                return true;
+            },
+            [&code](Pakmart::Error::Code ended) { code = ended; });
+        QTRY_COMPARE_WITH_TIMEOUT(code, int(Pakmart::Error::NoError), 60000);
+        QCOMPARE(table.mid(0, 4),
+                 (QStringList{ QStringLiteral("foe  -> 1.0 (requested)"),
+                               QStringLiteral("app 1.0 ->  (needs lib)"),
+                               QStringLiteral("lib 1.0 ->  (conflicts with foe)"),
+                               QStringLiteral("These packages would be removed as well: app, "
+                                              "lib.") }));
+    }
+
+    void takesNoForAnAnswer()
+    {
+        int code = -1;
+        InstallWithPreview(
+            QStringLiteral("other"), this, [](const Pakmart::Plan&) { return false; },
+            [&code](Pakmart::Error::Code ended) { code = ended; });
+        QTRY_COMPARE_WITH_TIMEOUT(code, int(Pakmart::Error::Cancelled), 60000);
+    }
+
+    void followsAJob()
+    {
+        QStringList shown;
+        auto* job = new Pakmart::RemoveJob({ QStringLiteral("foe") });
+        bool done = false;
+        connect(job, &KJob::result, this, [&done] { done = true; });
+        Follow(job, this, [&shown](const QString& text) { shown << text; });
+        job->start();
+        QTRY_VERIFY_WITH_TIMEOUT(done, 60000);
+        QVERIFY(shown.contains(QStringLiteral("foe")));
+        QVERIFY(shown.contains(QStringLiteral("100 %")));
+    }
+};
+
+QTEST_GUILESS_MAIN(HostGuideTest)
+#include "tst_hostguide.moc"
