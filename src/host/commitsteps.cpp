@@ -35,6 +35,8 @@ void CommitSteps::start()
 void CommitSteps::takeTurn()
 {
     m_job.setPhase(Job::Waiting);
+    if (m_job.hasEnded())
+        return; // killed by a slot
     m_turn = std::make_unique<TreeTurn>();
     m_turn->ask(
         [this] {
@@ -49,10 +51,8 @@ void CommitSteps::takeTurn()
 void CommitSteps::finishInterrupted()
 {
     ReadStatusBeside(this, [this](const SharedStatus& dpkg) {
-        if (m_job.isCancelled()) {
-            end({ Error::Cancelled, QString() });
+        if (endsEarly())
             return;
-        }
         if (!dpkg->WasInterrupted()) {
             makePlan();
             return;
@@ -101,10 +101,17 @@ void CommitSteps::onPlan()
         return;
     }
     emit m_job.planReady(m_plan);
+    m_job.setPhase(Job::Downloading);
+    if (!endsEarly())
+        apply();
+}
+
+// Slots that have just been called may have cancelled or killed the job.
+bool CommitSteps::endsEarly()
+{
     if (m_job.isCancelled())
         end({ Error::Cancelled, QString() });
-    else if (!m_job.hasEnded())
-        apply();
+    return m_job.hasEnded();
 }
 
 // Why a plan must not be carried out.
@@ -125,7 +132,6 @@ void CommitSteps::apply()
     const qint64 bytes = m_plan.downloadSize();
     if (bytes > 0)
         m_job.setTotalAmount(KJob::Bytes, qulonglong(bytes));
-    m_job.setPhase(Job::Downloading);
     m_download.start();
     m_run = std::make_unique<ToolRun>();
     connect(m_run.get(), &ToolRun::lineRead, this, &CommitSteps::onLine);

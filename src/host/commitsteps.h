@@ -40,6 +40,7 @@ private:
     void makePlan();
     void onPlan();
     Failure refusal(const Plan& made) const;
+    bool endsEarly();
     void apply();
     void onLine(const QString& line);
     void showProgress(const LineNews& news);

@@ -25,6 +25,8 @@ Plan PrepareJob::plan() const
 void PrepareJob::run()
 {
     setPhase(Preparing);
+    if (hasEnded())
+        return; // killed by a slot
     m_run = std::make_unique<PlanRun>(m_request);
     connect(m_run.get(), &PlanRun::ended, this, &PrepareJob::onEnded);
     m_run->start();

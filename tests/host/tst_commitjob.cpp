@@ -510,14 +510,46 @@ private slots:
         QVERIFY(HostMachine::stateOf("app").IsGone());
     }
 
-    void aSlotOfThePlanMayCancel()
+    void aSlotMayCancelOrKillTheJob_data()
     {
+        QTest::addColumn<int>("when");
+        QTest::addColumn<bool>("kills");
+        constexpr int ready = -1;
+        for (const bool kills : { false, true }) {
+            const char* how = kills ? "kill" : "cancel";
+            QTest::addRow("%s when it waits", how) << int(Job::Waiting) << kills;
+            QTest::addRow("%s when it prepares", how) << int(Job::Preparing) << kills;
+            QTest::addRow("%s when the plan is ready", how) << ready << kills;
+            QTest::addRow("%s when it downloads", how) << int(Job::Downloading) << kills;
+        }
+    }
+    void aSlotMayCancelOrKillTheJob()
+    {
+        QFETCH(int, when);
+        QFETCH(bool, kills);
         m_machine->add({ "app" });
         auto* job = new InstallJob(names("app"));
         JobWatch watch(job);
-        connect(job, &CommitJob::planReady, job, [job] { job->cancel(); });
+        const auto stop = [job, kills] {
+            if (kills)
+                QVERIFY(job->kill(KJob::EmitResult));
+            else
+                job->cancel();
+        };
+        connect(job, &CommitJob::planReady, job, [when, stop] {
+            if (when < 0)
+                stop();
+        });
+        connect(job, &Job::phaseChanged, job, [when, stop](Job::Phase phase) {
+            if (int(phase) == when)
+                stop();
+        });
         QCOMPARE(watch.outcome(), QStringLiteral("cancelled"));
+        // Nothing goes on unseen, and the next one gets its turn.
+        m_machine->add({ "other" });
+        QCOMPARE(outcomeOf<InstallJob>("other"), QStringLiteral("none"));
         QVERIFY(!isFetching({ "app" }));
+        QVERIFY(HostMachine::stateOf("app").IsGone());
     }
 };
 
