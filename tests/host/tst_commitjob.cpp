@@ -204,6 +204,10 @@ private slots:
         JobWatch watch(job);
         QCOMPARE(watch.outcome(), QStringLiteral("essential-package"));
         QCOMPARE(HostMachine::has("base"), QByteArray("install ok installed 1.0"));
+        // What was shown as impossible does not even wait.
+        JobWatch shown(new CommitJob(prepare(Request::Remove, "base")));
+        QCOMPARE(shown.outcome(), QStringLiteral("essential-package"));
+        QCOMPARE(shown.phases, names("Ended"));
     }
 
     void failuresBeforeAnythingIsChanged_data()
@@ -421,6 +425,45 @@ private slots:
         // Its turn comes when dpkg has finished.
         QCOMPARE(outcomeOf<InstallJob>("other"), QStringLiteral("none"));
         QCOMPARE(HostMachine::has("app"), QByteArray("install ok installed 1.0"));
+    }
+
+    // A front end that notes whether it is asked to end while dpkg works, and for how long it
+    // has the tree.
+    void aRunThatWasLetGoIsNotDisturbedAndHasTheTree()
+    {
+        const QString program = m_machine->root + QStringLiteral("/usr/bin/vos-apt-get");
+        QVERIFY(QFile::remove(program));
+        QFile script(program);
+        QVERIFY(script.open(QIODevice::WriteOnly));
+        script.write(R"(#!/bin/bash
+log=$PAKMART_SYSROOT/tmp/log
+trap 'echo disturbed >> "$log"' TERM
+if [[ " $* " == *" --plan "* ]]; then
+    echo plan >> "$log"
+    printf 'Plan: 1\n\nPackage: app\nAction: install\nNew-Version: 1.0\nArchitecture: all\n'
+    printf 'Download-Size: 0\nOld-Size: 0\nNew-Size: 0\nEssential: no\nReason: asked\n\n'
+    printf 'End: 1\n'
+else
+    echo begin >> "$log"
+    echo 'Unpacking app (1.0) ...'
+    for i in 1 2 3 4 5; do sleep 0.1; done
+    echo end >> "$log"
+fi
+)");
+        script.close();
+        script.setPermissions(QFile::Permissions(0x7755));
+        QPointer<Job> job(new InstallJob(names("app")));
+        connect(job, &Job::phaseChanged, this, [&job](Job::Phase phase) {
+            if (phase == Job::Applying)
+                job->deleteLater();
+        });
+        job->start();
+        QVERIFY(QTest::qWaitFor([&job] { return job.isNull(); }, 60000));
+        QCOMPARE(outcomeOf<InstallJob>("app"), QStringLiteral("outcome-differs"));
+        QFile log(m_machine->root + QStringLiteral("/tmp/log"));
+        QVERIFY(log.open(QIODevice::ReadOnly));
+        QCOMPARE(log.readAll().simplified(), QByteArray("plan begin end plan begin end"));
+        QVERIFY(log.remove());
     }
 
     void twoJobsTakeTurns()

@@ -216,6 +216,17 @@ private slots:
         }
     }
 
+    void aPlanThatHasAFieldTwiceIsInvalid()
+    {
+        const QStringList lines = SoundLines();
+        for (int i = 3; i < lines.size(); ++i) {
+            QStringList twice = lines;
+            twice.insert(i, lines[i]);
+            if (!lines[i].isEmpty())
+                QVERIFY2(!RowsOf(twice), qPrintable(lines[i]));
+        }
+    }
+
     void aPlanWithAWrongLineIsInvalid_data()
     {
         QTest::addColumn<int>("at");
