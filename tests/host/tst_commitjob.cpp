@@ -471,6 +471,7 @@ fi
         m_machine->add({ "app" });
         m_machine->add({ "other" });
         auto* first = new InstallJob(names("app"));
+        first->setAutoDelete(false); // a job that is kept gives the tree back, too
         auto* second = new InstallJob(names("other"));
         JobWatch one(first), two(second);
         QStringList order;
@@ -487,6 +488,7 @@ fi
         QCOMPARE(order, names("first second"));
         QVERIFY(!overlapped);
         QCOMPARE(two.waits, QStringList(QStringLiteral("Waiting for another change to end")));
+        delete first;
     }
 
     void aWaitingJobIsCancelledAndKilled()
