@@ -37,9 +37,13 @@ class JobState;
 class VANTRELAGENT_EXPORT Job : public KJob
 {
     Q_OBJECT
+    /// What the job is doing.
     Q_PROPERTY(Pakmart::Job::Phase phase READ phase NOTIFY phaseChanged)
+    /// The package at work; empty if there is none.
     Q_PROPERTY(QString package READ package NOTIFY packageChanged)
+    /// Whether the job can be cancelled now.
     Q_PROPERTY(bool cancellable READ isCancellable NOTIFY cancellableChanged)
+    /// What the job waits for, for the user; empty if it does not wait.
     Q_PROPERTY(QString waitingFor READ waitingFor NOTIFY waitingForChanged)
 
 public:
