@@ -55,23 +55,12 @@ std::string Value(const PackageFields& fields, const char* name)
     return found == fields.end() ? std::string() : found->second;
 }
 
-// Whether `field` of a package lists `other` or something that it provides.
-bool Lists(const PackageFields& fields, const char* field, const PlannedChange& other,
-           const PackageFields& others)
+// The names by which others may list a package with this record.
+std::set<std::string> OwnNames(const PlannedChange& change, const PackageFields& record)
 {
-    const std::set<std::string> names = NamesIn(Value(fields, field));
-    const std::set<std::string> provided = NamesIn(Value(others, "Provides"));
-    return names.count(BareName(other.name)) > 0
-        || std::any_of(provided.begin(), provided.end(),
-                       [&names](const std::string& name) { return names.count(name) > 0; });
-}
-
-// Whether two packages cannot be installed together, going by the fields of the first.
-bool RulesOut(const PlannedChange& one, const PackageFields& fields, const PlannedChange& other,
-              const PackageFields& others)
-{
-    return one.name != other.name
-        && (Lists(fields, "Conflicts", other, others) || Lists(fields, "Breaks", other, others));
+    std::set<std::string> names = NamesIn(Value(record, "Provides"));
+    names.insert(BareName(change.name));
+    return names;
 }
 
 // "Installed-Size" in bytes; the field counts units of 1024.
@@ -134,55 +123,91 @@ std::set<std::string> NamesIn(const std::string& field)
     return names;
 }
 
-// The planned package that lists this one in `field`: a requested one before all others.
-const PlannedChange* PackagePlan::Naming(const std::string& field,
-                                         const PlannedChange& change) const
+PackagePlan::Names PackagePlan::MakeNames() const
 {
-    const PlannedChange* found = nullptr;
-    for (const PlannedChange& other : m_changes) {
-        if (other.name == change.name || other.newVersion.empty()
-            || !Lists(other.after, field.c_str(), change, change.after))
+    Names names;
+    for (const PlannedChange& change : m_changes) {
+        if (!change.oldVersion.empty()) {
+            for (const std::string& name : OwnNames(change, change.before))
+                names.now[name].push_back(&change);
+        }
+        if (change.newVersion.empty())
             continue;
-        if (m_asked.count(BareName(other.name)) > 0)
-            return &other;
-        found = found ? found : &other;
+        for (const std::string& name : OwnNames(change, change.after))
+            names.afterwards[name].push_back(&change);
+        for (const char* field :
+             { "Pre-Depends", "Depends", "Recommends", "Conflicts", "Breaks" }) {
+            for (const std::string& name : NamesIn(Value(change.after, field)))
+                names.listed[field][name].push_back(&change);
+        }
     }
-    return found;
+    return names;
 }
 
-ChangeReason PackagePlan::WhyInstalled(const PlannedChange& change) const
+// The first other package that is found by one of these names: a requested one before all
+// others. Null if there is none.
+const PlannedChange* PackagePlan::First(const Names::Found& found, const std::set<std::string>& of,
+                                        const PlannedChange& change) const
 {
-    for (const char* field : { "Pre-Depends", "Depends" }) {
-        if (const PlannedChange* other = Naming(field, change))
-            return { "needed", other->name };
+    const PlannedChange* first = nullptr;
+    for (const std::string& name : of) {
+        const auto others = found.find(name);
+        if (others == found.end())
+            continue;
+        for (const PlannedChange* other : others->second) {
+            if (other->name == change.name)
+                continue;
+            if (m_asked.count(BareName(other->name)) > 0)
+                return other;
+            first = first ? first : other;
+        }
     }
-    if (const PlannedChange* other = Naming("Recommends", change))
-        return { "recommended", other->name };
+    return first;
+}
+
+ChangeReason PackagePlan::WhyInstalled(const PlannedChange& change, const Names& names) const
+{
+    const std::set<std::string> own = OwnNames(change, change.after);
+    for (const char* field : { "Pre-Depends", "Depends", "Recommends" }) {
+        const auto listed = names.listed.find(field);
+        const PlannedChange* other
+            = listed == names.listed.end() ? nullptr : First(listed->second, own, change);
+        if (other)
+            return { *field == 'R' ? "recommended" : "needed", other->name };
+    }
     return { m_asked.empty() ? "asked" : "other", std::string() };
 }
 
-ChangeReason PackagePlan::WhyRemoved(const PlannedChange& change) const
+ChangeReason PackagePlan::WhyRemoved(const PlannedChange& change, const Names& names) const
 {
-    for (const PlannedChange& other : m_changes) {
-        if (!other.newVersion.empty()
-            && (RulesOut(other, other.after, change, change.before)
-                || RulesOut(change, change.before, other, other.after)))
-            return { "conflict", other.name };
+    const std::set<std::string> own = OwnNames(change, change.before);
+    for (const char* field : { "Conflicts", "Breaks" }) {
+        const auto listed = names.listed.find(field);
+        const PlannedChange* other
+            = listed == names.listed.end() ? nullptr : First(listed->second, own, change);
+        if (!other)
+            other = First(names.afterwards, NamesIn(Value(change.before, field)), change);
+        if (other)
+            return { "conflict", other->name };
     }
     for (const char* field : { "Pre-Depends", "Depends" }) {
-        for (const PlannedChange& other : m_changes) {
-            if (other.name != change.name && Lists(change.before, field, other, other.before))
-                return { "dependency", other.name };
-        }
+        if (const PlannedChange* other
+            = First(names.now, NamesIn(Value(change.before, field)), change))
+            return { "dependency", other->name };
     }
     return { m_removes ? "unused" : "other", std::string() };
 }
 
-ChangeReason PackagePlan::ReasonOf(const PlannedChange& change) const
+ChangeReason PackagePlan::ReasonOf(const PlannedChange& change, const Names& names) const
 {
     if (m_asked.count(BareName(change.name)) > 0 && m_removes == change.newVersion.empty())
         return { "asked", std::string() };
-    return change.newVersion.empty() ? WhyRemoved(change) : WhyInstalled(change);
+    return change.newVersion.empty() ? WhyRemoved(change, names) : WhyInstalled(change, names);
+}
+
+ChangeReason PackagePlan::ReasonOf(const PlannedChange& change) const
+{
+    return ReasonOf(change, MakeNames());
 }
 
 std::vector<std::string> PackagePlan::Lines() const
@@ -192,8 +217,9 @@ std::vector<std::string> PackagePlan::Lines() const
         if (!text.empty())
             lines.push_back(std::string(field) + ": " + text);
     };
+    const Names names = MakeNames();
     for (const PlannedChange& change : m_changes) {
-        const ChangeReason reason = ReasonOf(change);
+        const ChangeReason reason = ReasonOf(change, names);
         const auto isSet = [&change](const char* field) {
             return Value(change.before, field) == "yes" || Value(change.after, field) == "yes";
         };

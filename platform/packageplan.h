@@ -65,9 +65,20 @@ public:
     std::vector<std::string> Lines() const;
 
 private:
-    ChangeReason WhyInstalled(const PlannedChange& change) const;
-    ChangeReason WhyRemoved(const PlannedChange& change) const;
-    const PlannedChange* Naming(const std::string& field, const PlannedChange& change) const;
+    // Which packages of the plan are found by a name. Made once for all reasons: a plan may
+    // have thousands of packages.
+    struct Names {
+        using Found = std::map<std::string, std::vector<const PlannedChange*>>;
+        std::map<std::string, Found> listed; // by field: who lists the name afterwards
+        Found now, afterwards; // who has or provides it
+    };
+
+    Names MakeNames() const;
+    ChangeReason ReasonOf(const PlannedChange& change, const Names& names) const;
+    ChangeReason WhyInstalled(const PlannedChange& change, const Names& names) const;
+    ChangeReason WhyRemoved(const PlannedChange& change, const Names& names) const;
+    const PlannedChange* First(const Names::Found& found, const std::set<std::string>& of,
+                               const PlannedChange& change) const;
 
     const std::set<std::string> m_asked;
     const bool m_removes;

@@ -96,33 +96,34 @@ std::string WithVersion(const PlannedChange& change)
     return change.name + '=' + change.newVersion;
 }
 
-// Whether a record of the package index is that of the planned version.
-bool IsRecordOf(const PackageFields& record, const PlannedChange& change)
+// Package, version and architecture, as one text.
+std::string KeyOf(const std::string& name, const std::string& version,
+                  const std::string& architecture)
 {
-    const auto is = [&record](const char* field, const std::string& value) {
-        const auto found = record.find(field);
-        return found != record.end() && found->second == value;
-    };
-    return is("Package", Agent::BareName(change.name)) && is("Version", change.newVersion)
-        && is("Architecture", change.architecture);
+    return Agent::BareName(name) + ' ' + version + ' ' + architecture;
 }
 
-void NoteRecord(const PackageFields& record, PackagePlan& plan)
+using ByKey = std::map<std::string, PlannedChange*>;
+
+void NoteRecord(PackageFields& record, const ByKey& changes)
 {
-    for (PlannedChange& change : plan.Changes()) {
-        // Several repositories may have the same version; the first one counts.
-        if (change.after.empty() && IsRecordOf(record, change))
-            change.after = record;
-    }
+    const auto found
+        = changes.find(KeyOf(record["Package"], record["Version"], record["Architecture"]));
+    // Several repositories may have the same version; the first one counts.
+    if (found != changes.end() && found->second->after.empty())
+        found->second->after = record;
 }
 
 // Reads the records of the new versions from the package index.
 void ReadIndex(const Arguments& arguments, const std::string& root, PackagePlan& plan)
 {
     std::vector<std::string> names;
-    for (const PlannedChange& change : plan.Changes()) {
-        if (!change.newVersion.empty())
-            names.push_back(WithVersion(change));
+    ByKey changes;
+    for (PlannedChange& change : plan.Changes()) {
+        if (change.newVersion.empty())
+            continue;
+        names.push_back(WithVersion(change));
+        changes[KeyOf(change.name, change.newVersion, change.architecture)] = &change;
     }
     for (std::size_t from = 0; from < names.size(); from += NamesAtOnce) {
         std::vector<std::string> words{ "show" };
@@ -138,7 +139,7 @@ void ReadIndex(const Arguments& arguments, const std::string& root, PackagePlan&
         const auto take = [&](const std::string& line) {
             NoteField(line, record);
             if (line.empty()) {
-                NoteRecord(record, plan);
+                NoteRecord(record, changes);
                 record.clear();
             }
         };
