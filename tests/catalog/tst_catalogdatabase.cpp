@@ -8,6 +8,7 @@
 #include "db/cdependency.h"
 #include "tests/catalog/wholecatalogs.h"
 #include "tests/common/plainuser.h"
+#include "tests/common/processes.h"
 #include "tests/request/requests.h"
 
 #include <QRandomGenerator>
@@ -662,6 +663,7 @@ private slots:
         for (int i = 0; i < 25; ++i) {
             const pid_t child = fork();
             if (child == 0) {
+                EndWithParent();
                 for (;;)
                     Process(document.documentElement());
             }
