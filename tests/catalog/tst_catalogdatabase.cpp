@@ -494,6 +494,7 @@ private slots:
             QVERIFY2(log.text().contains("k3 may not be replaced"), log.text().constData());
         }
         QVERIFY(QFile::setPermissions(DataFolder(), QFile::Permissions(0x7755)));
+        QVERIFY(QFile::setPermissions(DataPath(kFiles[3]), QFile::Permissions(0x6644)));
         QVERIFY(!made);
         QCOMPARE(VersionOfWhole(), QByteArray("1"));
     }
