@@ -2,9 +2,10 @@
 # SPDX-License-Identifier: LGPL-2.1-or-later
 
 # What hosts may include. In the tree they find these headers, and no others, by the names
-# of an installed library, <vantrelagent/request/capi.h>: each is a link to its source.
+# of an installed library, <vantrelagent/request/capi.h>: each is a link to its source. A
+# class also has a header of its own name, <VantrelAgent/CAPI>.
 set(VANTREL_HOST_INCLUDES ${CMAKE_BINARY_DIR}/include)
-file(REMOVE_RECURSE ${VANTREL_HOST_INCLUDES}/vantrelagent)
+file(REMOVE_RECURSE ${VANTREL_HOST_INCLUDES}/vantrelagent ${VANTREL_HOST_INCLUDES}/VantrelAgent)
 
 # vantrel_public_headers(HEADER...), of the folder whose CMakeLists.txt calls it. A public
 # header includes others by paths relative to itself.
@@ -14,8 +15,20 @@ function(vantrel_public_headers)
     foreach(header IN LISTS ARGN)
         file(CREATE_LINK ${CMAKE_CURRENT_SOURCE_DIR}/${header}
              ${VANTREL_HOST_INCLUDES}/vantrelagent/${folder}/${header} SYMBOLIC)
+        vantrel_class_headers(${folder} ${header})
     endforeach()
     install(FILES ${ARGN} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vantrelagent/${folder})
+endfunction()
+
+# vantrel_class_headers(FOLDER HEADER): a header for each class that HEADER defines.
+function(vantrel_class_headers folder header)
+    file(STRINGS ${header} definitions REGEX "^class [^;]*$")
+    foreach(definition IN LISTS definitions)
+        string(REGEX REPLACE "^class ([A-Z_]+_EXPORT )?([A-Za-z]+).*" "\\2" class "${definition}")
+        set(named ${VANTREL_HOST_INCLUDES}/VantrelAgent/${class})
+        file(WRITE ${named} "#include <vantrelagent/${folder}/${header}>\n")
+        install(FILES ${named} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/VantrelAgent)
+    endforeach()
 endfunction()
 
 # Keeps out of a library's exports what is not its own.

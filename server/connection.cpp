@@ -54,10 +54,24 @@ ssize_t When(int socket, short event, int milliseconds, const Attempt& attempt)
 
 Connection::Connection(int socket) : m_socket(socket), m_deadline(Clock::now() + kRequestTime) { }
 
-// Reads and discards what the client still sends: if a socket is closed with unread bytes,
-// the connection is reset and the reply is lost. A client that sends slowly does not get
-// more time.
+// If a socket is closed with unread bytes, the connection is reset and the reply is lost. A
+// client that has sent its whole request is not waited for: the kernel sends the reply.
 Connection::~Connection()
+{
+    if (!m_requestIsWhole || isAnythingUnread())
+        readTheRest();
+    close(m_socket);
+}
+
+bool Connection::isAnythingUnread() const
+{
+    char next;
+    return recv(m_socket, &next, sizeof next, MSG_PEEK) > 0;
+}
+
+// Reads and discards what the client still sends. One that sends slowly does not get more
+// time.
+void Connection::readTheRest()
 {
     shutdown(m_socket, SHUT_WR);
     const auto end = Clock::now() + kFarewell;
@@ -69,7 +83,6 @@ Connection::~Connection()
             break;
         left -= std::min(left, std::size_t(got));
     }
-    close(m_socket);
 }
 
 // The deadline is that of the whole request, so a client cannot extend it by sending slowly.

@@ -116,6 +116,11 @@ void Pack(const HttpRequest& request, HttpReply& reply)
     reply.add("Content-Encoding", "gzip");
 }
 
+bool HasBody(const http::request_parser<http::empty_body>& parser)
+{
+    return parser.chunked() || parser.content_length().value_or(0) > 0;
+}
+
 } // namespace
 
 Query::Query(const std::string& text)
@@ -191,6 +196,8 @@ int ReadRequest(Connection& connection, HttpRequest& request)
         text.erase(0, parser.put(boost::asio::buffer(text), error));
     }
     const auto& message = parser.get();
+    if (parser.is_header_done() && !HasBody(parser) && text.empty())
+        connection.setRequestIsWhole();
     request.method = Text(message.method_string());
     request.target = Text(message.target());
     for (const auto& field : message)

@@ -9,10 +9,10 @@
 
 #include <QCoreApplication>
 #include <QDomElement>
+#include <VantrelAgent/CAPIUpdateCatalog>
+#include <VantrelAgent/CCatalogFile>
+#include <VantrelAgent/CCatalogMgr>
 #include <iostream>
-#include <vantrelagent/catalog/capiupdatecatalog.h>
-#include <vantrelagent/catalog/ccatalogmgr.h>
-#include <vantrelagent/db/ccatalogfile.h>
 #include <vantrelagent/store/indexfile.h>
 
 // Fetches the catalog into its file and fills the database from it.

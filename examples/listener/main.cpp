@@ -7,9 +7,9 @@
 //     listener 1001
 
 #include <QApplication>
+#include <VantrelAgent/CAPIInstallPackages>
 #include <cstdlib>
 #include <iostream>
-#include <vantrelagent/install/capiinstallpackages.h>
 
 // "* NAME PART PART..."
 template <typename... Parts> void Tell(const char* name, const Parts&... parts)

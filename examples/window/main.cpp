@@ -16,7 +16,7 @@
 #include <QSpinBox>
 #include <QTimer>
 #include <QVBoxLayout>
-#include <vantrelagent/install/capiinstallpackages.h>
+#include <VantrelAgent/CAPIInstallPackages>
 
 class Window : public QWidget
 {

@@ -34,7 +34,7 @@ public:
         QFile dcop(dir.filePath(QStringLiteral("dcop")));
         if (!dcop.open(QIODevice::WriteOnly) || dcop.write("#!/bin/sh\n" + script) < 0)
             qFatal("cannot write a script");
-        dcop.setPermissions(QFile::ReadOwner | QFile::ExeOwner);
+        dcop.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
         qputenv("PATH", dir.path().toLocal8Bit() + ':' + m_path);
     }
     ~Dcop() { qputenv("PATH", m_path); }

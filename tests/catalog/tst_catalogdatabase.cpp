@@ -8,6 +8,7 @@
 #include "db/cdependency.h"
 #include "tests/catalog/wholecatalogs.h"
 #include "tests/common/plainuser.h"
+#include "tests/common/processes.h"
 #include "tests/request/requests.h"
 
 #include <QRandomGenerator>
@@ -493,6 +494,7 @@ private slots:
             QVERIFY2(log.text().contains("k3 may not be replaced"), log.text().constData());
         }
         QVERIFY(QFile::setPermissions(DataFolder(), QFile::Permissions(0x7755)));
+        QVERIFY(QFile::setPermissions(DataPath(kFiles[3]), QFile::Permissions(0x6644)));
         QVERIFY(!made);
         QCOMPARE(VersionOfWhole(), QByteArray("1"));
     }
@@ -662,6 +664,7 @@ private slots:
         for (int i = 0; i < 25; ++i) {
             const pid_t child = fork();
             if (child == 0) {
+                EndWithParent();
                 for (;;)
                     Process(document.documentElement());
             }

@@ -9,6 +9,7 @@
 #include "db/generations.h"
 #include "tests/catalog/wholecatalogs.h"
 #include "tests/common/limits.h"
+#include "tests/common/processes.h"
 #include "tests/request/requests.h"
 
 #include <QElapsedTimer>
@@ -118,7 +119,7 @@ private:
 class PinningFiles : public UnsyncedFiles
 {
 public:
-    explicit PinningFiles(const std::string& folder) : m_folder(folder), m_pinned(folder) {}
+    explicit PinningFiles(const std::string& folder) : m_folder(folder), m_pinned(folder) { }
     PinnedGeneration pinned() { return std::move(m_pinned); }
 
     int Rename(const char* from, const char* to) override
@@ -383,6 +384,7 @@ private slots:
         QVERIFY(Process(Whole("0", 12)));
         const pid_t child = fork();
         if (child == 0) {
+            EndWithParent();
             for (int i = 1;; ++i)
                 if (!Process(Whole(QByteArray::number(i % 10), 12)))
                     _exit(1);

@@ -9,6 +9,7 @@
 #include "tests/common/datafolder.h"
 #include "tests/common/limits.h"
 #include "tests/common/plainuser.h"
+#include "tests/common/processes.h"
 
 #include <QDomDocument>
 #include <QRandomGenerator>
@@ -385,6 +386,7 @@ private slots:
         for (int i = 0; i < 40; ++i) {
             const pid_t child = fork();
             if (child == 0) {
+                EndWithParent();
                 for (bool turn = false;; turn = !turn)
                     Save(Large(turn ? 'a' : 'b'));
             }

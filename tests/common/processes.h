@@ -2,12 +2,15 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
 // The running processes. One that has ended but is not reaped yet does not count.
+// Children that do not outlive a test that fails or is killed.
 
 #pragma once
 
 #include <QDir>
 #include <QFile>
 #include <QList>
+#include <csignal>
+#include <sys/prctl.h>
 
 // The fields after the name in a process's stat file: state, parent, group, session.
 // Empty if it has ended.
@@ -35,4 +38,11 @@ inline QStringList processesOfSession(int session)
             found << pid;
     }
     return found;
+}
+
+// For a child that would otherwise wait or work until it is killed.
+inline void EndWithParent()
+{
+    if (prctl(PR_SET_PDEATHSIG, SIGKILL) != 0)
+        qFatal("cannot end with the parent");
 }

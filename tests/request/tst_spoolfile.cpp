@@ -6,6 +6,7 @@
 #include "catalog/capidownloadappinfo.h"
 #include "request/spoolfile.h"
 #include "requests.h"
+#include "tests/common/processes.h"
 
 #include <QDir>
 #include <QtTest>
@@ -162,6 +163,7 @@ private slots:
         QCOMPARE(pipe(ready), 0);
         const pid_t child = fork();
         if (child == 0) {
+            EndWithParent();
             SpoolFile file;
             const std::string name = file.Make() + '\n';
             if (write(ready[1], name.data(), name.size()) == ssize_t(name.size()))

@@ -15,6 +15,7 @@
 #include <QtTest>
 
 #include "tests/common/plainuser.h"
+#include "tests/common/processes.h"
 
 #include <csignal>
 #include <ctime>
@@ -280,6 +281,7 @@ private slots:
         QCOMPARE(pipe(ready), 0);
         const pid_t child = fork();
         if (child == 0) {
+            EndWithParent();
             COneInstanceMutex mutex;
             const char taken = char(mutex.Create("killed"));
             if (write(ready[1], &taken, 1) == 1)

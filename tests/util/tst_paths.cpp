@@ -5,6 +5,7 @@
 
 #include "install/daemonrunning.h"
 #include "support/coneinstancemutex.h"
+#include "tests/common/processes.h"
 #include "util/paths.h"
 
 #include <QDir>
@@ -59,6 +60,7 @@ private:
             qFatal("no pipe");
         const pid_t child = fork();
         if (child == 0) {
+            EndWithParent();
             COneInstanceMutex mutex;
             const char taken = char(mutex.Create("pakmartd"));
             if (::write(ready[1], &taken, 1) == 1)
