@@ -3,9 +3,7 @@
 
 #include "platform/transaction.h"
 
-#include "platform/aptsettings.h"
 #include "platform/aptwords.h"
-#include "platform/errorlines.h"
 #include "platform/halfremoved.h"
 #include "platform/statusreader.h"
 #include "platform/statusview.h"

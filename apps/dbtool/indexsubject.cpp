@@ -3,16 +3,13 @@
 
 // Indexes.
 
+#include "indexpages.h"
 #include "indexrecovery.h"
-#include "keylength.h"
 #include "knownindex.h"
-#include "linkeddata.h"
 #include "newindex.h"
 #include "recordfile.h"
-#include "repairreport.h"
 #include "report.h"
 #include "subject.h"
-#include "treewalk.h"
 
 #include <algorithm>
 #include <cstdio>

@@ -3,7 +3,7 @@
 
 #include "knownindex.h"
 
-#include "db/recordreader.h"
+#include "db/dbrecord.h"
 #include "recordfile.h"
 #include "report.h"
 #include "store/indexpage.h"

@@ -6,7 +6,7 @@
 
 #include "db/crufile.h"
 #include "db/dbcheck.h"
-#include "db/dbfolders.h"
+#include "db/dbshared.h"
 #include "store/indexpage.h"
 #include "tests/db/dbtest.h"
 #include "tests/store/storeshims.h"
