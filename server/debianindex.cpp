@@ -4,10 +4,10 @@
 #include "debianindex.h"
 
 #include "base/packagename.h"
+#include "base/text.h"
 #include "options.h"
 #include "stanza.h"
 #include "storefile.h"
-#include "text.h"
 
 #include <algorithm>
 #include <apt-pkg/deblistparser.h>
@@ -20,6 +20,8 @@
 #include <sys/stat.h>
 #include <unordered_map>
 #include <unordered_set>
+
+using namespace Agent;
 
 namespace
 {
@@ -111,13 +113,10 @@ void RefuseRepeatedFields(const Stanza& stanza, const std::string& file)
 
 bool IsArchiveName(std::string_view name)
 {
-    static const char letters[]
-        = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-+._~%:/";
     const std::string path = '/' + std::string(name);
     return name.size() > 4 && name.size() < 512 && name.compare(name.size() - 4, 4, ".deb") == 0
-        && name.find_first_not_of(letters) == std::string::npos
-        && path.find("//") == std::string::npos && path.find("/../") == std::string::npos
-        && path.find("/.deb") == std::string::npos;
+        && IsMadeOf(name, IsLetterOrDigit, "-+._~%:/") && path.find("//") == std::string::npos
+        && path.find("/../") == std::string::npos && path.find("/.deb") == std::string::npos;
 }
 
 bool IsSum(std::string_view text)
@@ -145,12 +144,10 @@ std::string Checked(const Stanza& stanza, const char* key, bool (*isOne)(std::st
 
 std::string SectionOf(const Stanza& stanza)
 {
-    static const char letters[]
-        = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-+./_";
     const std::string section = Value(stanza, "Section");
-    const bool good = !section.empty() && section.size() <= kLongestSection
-        && section.find_first_not_of(letters) == std::string::npos;
-    return good ? section : "unknown";
+    return section.size() <= kLongestSection && IsMadeOf(section, IsLetterOrDigit, "-+./_")
+        ? section
+        : "unknown";
 }
 
 bool IsHomepage(const std::string& page)

@@ -3,10 +3,13 @@
 
 #include "functions.h"
 
-#include "text.h"
+#include "base/text.h"
+#include "stanza.h"
 
 #include <algorithm>
 #include <iostream>
+
+using namespace Agent;
 
 namespace
 {

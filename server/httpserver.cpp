@@ -3,11 +3,11 @@
 
 #include "httpserver.h"
 
-#include "connection.h"
+#include "base/text.h"
 #include "functions.h"
+#include "httpmessage.h"
 #include "pool.h"
 #include "storefile.h"
-#include "text.h"
 
 #include <boost/asio/post.hpp>
 #include <boost/asio/thread_pool.hpp>
@@ -21,6 +21,8 @@
 #include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <thread>
+
+using namespace Agent;
 
 namespace
 {

@@ -1,16 +1,17 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-#include "importcommand.h"
-
-#include "importedstore.h"
 #include "options.h"
+
+#include "base/text.h"
+#include "importedstore.h"
 #include "store.h"
 #include "storefile.h"
-#include "text.h"
 
 #include <getopt.h>
 #include <iostream>
+
+using namespace Agent;
 
 namespace
 {

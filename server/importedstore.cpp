@@ -3,9 +3,9 @@
 
 #include "importedstore.h"
 
-#include "replacement.h"
+#include "base/text.h"
 #include "stanza.h"
-#include "text.h"
+#include "storefile.h"
 
 #include <cerrno>
 #include <climits>
@@ -16,6 +16,8 @@
 #include <set>
 #include <sys/file.h>
 #include <unistd.h>
+
+using namespace Agent;
 
 namespace
 {

@@ -4,7 +4,6 @@
 // pakmart-storeserver: the reference store server.
 
 #include "httpserver.h"
-#include "importcommand.h"
 #include "options.h"
 #include "store.h"
 #include "storefile.h"

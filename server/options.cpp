@@ -3,11 +3,13 @@
 
 #include "options.h"
 
-#include "text.h"
+#include "base/text.h"
 
 #include <algorithm>
 #include <getopt.h>
 #include <iostream>
+
+using namespace Agent;
 
 namespace
 {
@@ -30,8 +32,6 @@ Prints one line, `listening on URL`, once it answers requests. SIGINT and
 SIGTERM end it. Changed files of the store are noticed while it runs.
 Exit status: 0 ended by a signal, 1 failed to start, 2 wrong usage.
 )";
-
-const char letters[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
 
 bool IsPort(const std::string& text)
 {
@@ -87,8 +87,7 @@ bool IsHost(const std::string& host)
     }
     if (name.size() > 2 && name.front() == '[' && name.back() == ']')
         return name.find_first_not_of("0123456789abcdefABCDEF:.", 1) == name.size() - 1;
-    return !name.empty()
-        && name.find_first_not_of(std::string(letters) + "-._") == std::string::npos;
+    return IsMadeOf(name, IsLetterOrDigit, "-._");
 }
 
 bool IsServerUrl(const std::string& url)
@@ -98,7 +97,7 @@ bool IsServerUrl(const std::string& url)
         return false;
     const auto slash = std::min(url.find('/', start), url.size());
     return IsHost(url.substr(start, slash - start))
-        && url.find_first_not_of(std::string(letters) + "-._~/", slash) == std::string::npos;
+        && (slash == url.size() || IsMadeOf(url.substr(slash), IsLetterOrDigit, "-._~/"));
 }
 
 bool ParseOptions(int argc, char** argv, ServerOptions& options, int& status)

@@ -3,15 +3,17 @@
 
 #include "pool.h"
 
+#include "base/text.h"
 #include "options.h"
 #include "stanza.h"
-#include "text.h"
 
 #include <algorithm>
 #include <array>
 #include <charconv>
 #include <ctime>
 #include <string_view>
+
+using namespace Agent;
 
 namespace
 {

@@ -4,11 +4,13 @@
 #include "shelves.h"
 
 #include "base/packagename.h"
+#include "base/text.h"
 #include "stanza.h"
-#include "text.h"
 
 #include <algorithm>
 #include <set>
+
+using namespace Agent;
 
 namespace
 {

@@ -3,10 +3,13 @@
 
 #include "stanza.h"
 
+#include "base/text.h"
+#include "base/utf8.h"
 #include "storefile.h"
-#include "text.h"
 
 #include <algorithm>
+
+using namespace Agent;
 
 namespace
 {
@@ -26,8 +29,7 @@ bool IsBlank(std::string_view line)
 
 bool IsKey(std::string_view text)
 {
-    static const char letters[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-";
-    return !text.empty() && text.find_first_not_of(letters) == std::string::npos;
+    return IsMadeOf(text, IsLetterOrDigit, "-");
 }
 
 Field ParseField(std::string_view line, const std::string& path, int number)
@@ -172,4 +174,18 @@ std::string Continued(std::string value)
     for (auto at = value.find('\n'); at != std::string::npos; at = value.find('\n', at + 1))
         value.insert(at + 1, " ");
     return value;
+}
+
+const char* TextFault(std::string_view text)
+{
+    for (std::size_t at = 0; at < text.size();) {
+        const auto c = static_cast<unsigned char>(text[at]);
+        if ((c < 32 && c != '\t' && c != '\n') || c == 127)
+            return "a control character";
+        const std::size_t length = Utf8Length(text, at);
+        if (length == 0)
+            return "a byte that is no UTF-8";
+        at += length;
+    }
+    return nullptr;
 }

@@ -3,12 +3,16 @@
 
 #include "store.h"
 
+#include "base/text.h"
+
 #include <cerrno>
 #include <cstring>
 #include <ctime>
 #include <dirent.h>
 #include <fcntl.h>
 #include <unistd.h>
+
+using namespace Agent;
 
 namespace
 {
@@ -43,9 +47,7 @@ std::vector<std::string> RepositoryNames(const std::string& pool)
 
 bool IsRepositoryName(const std::string& name)
 {
-    static const char letters[]
-        = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-._";
-    return !name.empty() && name[0] != '.' && name.find_first_not_of(letters) == std::string::npos;
+    return IsMadeOf(name, IsLetterOrDigit, "-._") && name[0] != '.';
 }
 
 Store::Store(const std::string& folder)
