@@ -6,8 +6,6 @@
 
 #include "commands.h"
 #include "console.h"
-#include "frontendrun.h"
-#include "interrupt.h"
 #include "outcome.h"
 
 #include <vantrelagent/install/crun.h>

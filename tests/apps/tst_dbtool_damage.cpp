@@ -6,7 +6,7 @@
 
 #include "db/ccatalogfile.h"
 #include "db/crufile.h"
-#include "db/dbfolders.h"
+#include "db/dbshared.h"
 #include "store/indexpage.h"
 #include "tests/apps/dbtooltest.h"
 #include "tests/common/cutrun.h"
