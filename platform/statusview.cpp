@@ -4,6 +4,7 @@
 #include "platform/statusview.h"
 
 #include "base/descriptor.h"
+#include "base/text.h"
 #include "base/wholefile.h"
 #include "platform/aptwords.h"
 
@@ -62,7 +63,7 @@ void NoteNames(const std::string& line, std::set<std::string>& names)
 // Notes the packages that a "Depends" or "Pre-Depends" line names.
 void NoteNeeded(const std::string& line, std::set<std::string>& needed)
 {
-    if (line.rfind("Depends:", 0) == 0 || line.rfind("Pre-Depends:", 0) == 0)
+    if (Agent::BeginsWith(line, "Depends:") || Agent::BeginsWith(line, "Pre-Depends:"))
         NoteNames(line, needed);
 }
 
@@ -73,7 +74,7 @@ std::set<std::string> ProvidedNames(const std::string& file, const DpkgStatus& s
     std::ifstream text(file);
     for (StatusStanza stanza; stanza.Read(text);) {
         for (const std::string& line : stanza.lines) {
-            if (line.rfind("Provides:", 0) == 0 && !status.Of(stanza.Key()).IsGone())
+            if (Agent::BeginsWith(line, "Provides:") && !status.Of(stanza.Key()).IsGone())
                 NoteNames(line, provided);
         }
     }
@@ -165,7 +166,7 @@ std::string TextWithout(const std::string& file, const std::set<std::string>& co
         if (isBroken && covered.count(key) == 0)
             continue;
         for (const std::string& line : stanza.lines) {
-            const bool hides = isBroken && line.rfind("Status:", 0) == 0;
+            const bool hides = isBroken && Agent::BeginsWith(line, "Status:");
             shown += (hides ? "Status: install ok installed" : line) + '\n';
         }
         shown += '\n';

@@ -10,15 +10,11 @@
 #include <sstream>
 #include <vector>
 
+using Agent::BeginsWith;
 using Agent::IsDigit;
 
 namespace
 {
-
-bool BeginsWith(const std::string& text, const char* prefix)
-{
-    return text.rfind(prefix, 0) == 0;
-}
 
 // Removes the blank before the units of sizes: "0 B/1,234 kB" becomes "0B/1,234kB".
 std::string JoinSizes(const std::string& text)

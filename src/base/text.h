@@ -30,6 +30,11 @@ inline bool IsPrintable(char c)
     return c >= ' ' && c <= '~';
 }
 
+inline bool BeginsWith(std::string_view text, std::string_view prefix)
+{
+    return text.compare(0, prefix.size(), prefix) == 0;
+}
+
 // Whether the text is not empty and holds only characters that `is` accepts, and `others`.
 bool IsMadeOf(std::string_view text, bool (*is)(char), std::string_view others);
 

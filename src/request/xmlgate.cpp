@@ -3,6 +3,8 @@
 
 #include "request/xmlgate.h"
 
+#include "base/text.h"
+
 #include <QRegularExpression>
 #include <algorithm>
 #include <cstring>
@@ -69,11 +71,6 @@ bool IsCharacter(const std::string& reference)
     return reference[0] == '#'
         || std::find(std::begin(predefined), std::end(predefined), reference)
         != std::end(predefined);
-}
-
-bool StartsWith(const std::string& text, const char* prefix)
-{
-    return text.compare(0, std::strlen(prefix), prefix) == 0;
 }
 
 // Whether an instruction, by its beginning, is (or would be) an XML declaration.
@@ -277,8 +274,8 @@ const char* XmlGate::InDeclaration(const char* p)
         if (m_doctypeSeen || m_rootSeen)
             Refuse("its document type declaration is out of place");
         m_doctypeSeen = true;
-    } else if (!StartsWith("--", m_word.c_str()) && !StartsWith("[CDATA[", m_word.c_str())
-               && !StartsWith("DOCTYPE", m_word.c_str())) {
+    } else if (!BeginsWith("--", m_word) && !BeginsWith("[CDATA[", m_word)
+               && !BeginsWith("DOCTYPE", m_word)) {
         Refuse("it has an unknown declaration");
     }
     return p + 1;
