@@ -68,7 +68,7 @@ std::string ReadPackedFile(const std::string& file, std::size_t largest)
 {
     struct stat info = {};
     if (stat(file.c_str(), &info) == 0 && !S_ISREG(info.st_mode))
-        throw StoreError(file + ": this is no file");
+        throw StoreError(file + ": this is not a regular file");
     FileFd packed;
     if (!packed.Open(file, FileFd::ReadOnly, FileFd::Extension))
         FailWithAptError(file);
@@ -137,8 +137,7 @@ std::string Checked(const Stanza& stanza, const char* key, bool (*isOne)(std::st
 {
     const std::string& value = Required(stanza, key, file);
     if (!isOne(value))
-        FailAt(file, stanza.find(key)->line,
-               "this can be no " + std::string(key) + ": " + Quoted(value));
+        FailAt(file, stanza.find(key)->line, "invalid " + std::string(key) + ": " + Quoted(value));
     return value;
 }
 
@@ -155,7 +154,7 @@ bool IsHomepage(const std::string& page)
     static const char* const schemes[] = { "http://", "https://", "ftp://", "gopher://" };
     const bool known
         = std::any_of(std::begin(schemes), std::end(schemes),
-                      [&page](const char* scheme) { return page.rfind(scheme, 0) == 0; });
+                      [&page](const char* scheme) { return BeginsWith(page, scheme); });
     const bool plain
         = std::all_of(page.begin(), page.end(), [](char c) { return c > ' ' && c < 127; });
     return known && plain && page.size() <= kLongestHomepage;
@@ -197,7 +196,7 @@ void CheckRelations(const Stanza& stanza, const std::string& file)
         while (at && at != end) {
             at = debListParser::ParseDepends(at, end, name, version, comparison);
             if (!at || !Agent::IsPackageName(name.substr(0, name.find(':'))))
-                FailAt(file, field.line, "this can be no " + field.key + ": " + Quoted(name));
+                FailAt(file, field.line, "invalid " + field.key + ": " + Quoted(name));
         }
     }
 }
@@ -206,7 +205,7 @@ void CheckRelations(const Stanza& stanza, const std::string& file)
 std::string Translated(const Stanza& stanza)
 {
     for (const Field& field : stanza.fields) {
-        if (field.key.rfind("Description-", 0) == 0 && field.key != "Description-md5")
+        if (BeginsWith(field.key, "Description-") && field.key != "Description-md5")
             return field.value;
     }
     return {};
@@ -300,7 +299,7 @@ DebianIndex ReadDebianIndex(const std::string& file)
     ReadStanzas(index, file, [&](Stanza& stanza) { Keep(index, ReadPackage(stanza, file)); });
     LeaveOutSharedArchives(index, file);
     if (index.packages.empty())
-        throw StoreError(index.leftOut.empty() ? file + ": there is no package in this index"
+        throw StoreError(index.leftOut.empty() ? file + ": no package found in this index"
                                                : index.leftOut.front());
     return index;
 }

@@ -61,13 +61,13 @@ bool TakeOption(int letter, const std::string& value, ServerOptions& options, st
     case 'u':
         options.publicUrl = value;
         if (!IsServerUrl(value))
-            error = Quoted(value) + " is no address such as http://store.example:8080";
+            error = Quoted(value) + " is not an address such as http://store.example:8080";
         break;
     case 'v':
         options.verbose = true;
         break;
     default:
-        error = "this option is unknown or lacks its value";
+        error = "unknown option, or its value is missing";
     }
     return error.empty();
 }
@@ -92,7 +92,7 @@ bool IsHost(const std::string& host)
 
 bool IsServerUrl(const std::string& url)
 {
-    const auto start = url.rfind("http://", 0) == 0 ? 7u : url.rfind("https://", 0) == 0 ? 8u : 0u;
+    const auto start = BeginsWith(url, "http://") ? 7u : BeginsWith(url, "https://") ? 8u : 0u;
     if (start == 0 || url.back() == '/')
         return false;
     const auto slash = std::min(url.find('/', start), url.size());
@@ -121,7 +121,7 @@ bool ParseOptions(int argc, char** argv, ServerOptions& options, int& status)
             return Fail(error, status);
     }
     if (argc - optind != 1)
-        return Fail("exactly one STORE is wanted", status);
+        return Fail("exactly one STORE is needed", status);
     options.store = argv[optind];
     return true;
 }

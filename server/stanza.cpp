@@ -36,7 +36,7 @@ Field ParseField(std::string_view line, const std::string& path, int number)
 {
     const auto colon = line.find(':');
     if (colon == std::string_view::npos || !IsKey(line.substr(0, colon)))
-        FailAt(path, number, "this is no `Key: value` line: " + Quoted(std::string(line)));
+        FailAt(path, number, "this is not a `Key: value` line: " + Quoted(std::string(line)));
     return { std::string(line.substr(0, colon)), std::string(Trimmed(line.substr(colon + 1))),
              number };
 }
@@ -102,8 +102,7 @@ const std::string& Required(const Stanza& stanza, const char* key, const std::st
 {
     const Field* field = stanza.find(key);
     if (!field || field->value.empty())
-        FailAt(path, field ? field->line : stanza.line,
-               std::string("there is no ") + key + " here");
+        FailAt(path, field ? field->line : stanza.line, std::string(key) + " is missing here");
     return field->value;
 }
 
@@ -124,7 +123,7 @@ void StanzaReader::addLine(Stanza& stanza, std::string_view line) const
     if (line[0] != ' ' && line[0] != '\t') {
         stanza.fields.push_back(ParseField(line, m_path, m_line));
     } else if (stanza.fields.empty()) {
-        FailAt(m_path, m_line, "this line continues a value, but there is none before it");
+        FailAt(m_path, m_line, "this line continues a value, but no value precedes it");
     } else {
         std::string& value = stanza.fields.back().value;
         value += value.empty() ? "" : "\n";
@@ -184,7 +183,7 @@ const char* TextFault(std::string_view text)
             return "a control character";
         const std::size_t length = Utf8Length(text, at);
         if (length == 0)
-            return "a byte that is no UTF-8";
+            return "a byte that is not UTF-8";
         at += length;
     }
     return nullptr;

@@ -106,7 +106,7 @@ void Store::addRegistration(const std::string& id) const
     if (!file || fstat(file.fd(), &info) != 0)
         throw StoreError(name + ": " + std::strerror(errno));
     if (!S_ISREG(info.st_mode) || info.st_size >= kMostRegistrations)
-        throw StoreError(name + ": this is no file, or it is full");
+        throw StoreError(name + ": this is not a regular file, or it is full");
     // One call, so that lines from several threads are not mixed.
     const std::string line = Now() + ' ' + id + '\n';
     if (write(file.fd(), line.data(), line.size()) != ssize_t(line.size()))

@@ -20,7 +20,7 @@ namespace
 std::string WhyNotOpened(int error)
 {
     if (error == EINVAL)
-        return "this is no file";
+        return "this is not a regular file";
     const std::string text = std::strerror(error);
     return error == ELOOP || error == ENOTDIR ? text + " (links are not followed)" : text;
 }

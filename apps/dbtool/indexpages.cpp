@@ -225,7 +225,7 @@ int KeyLengthOf(const std::string& path)
     const std::vector<int> sure = BorneOut(path, possible);
     if (sure.size() == 1)
         return sure.front();
-    std::string text = "the key length cannot be told from " + path + ": give --key-length";
+    std::string text = "the key length cannot be determined from " + path + ": give --key-length";
     for (std::size_t i = 0; i < possible.size(); ++i)
         text += (i == 0 ? "; its size would fit " : ", ") + Number(possible[i]);
     throw WrongUsage(text);

@@ -94,7 +94,7 @@ LinkedData::LinkedData(const Options& options, int keyLength)
       m_records(options.data, RecordLengthFor(options))
 {
     if (m_keyField && m_keyField->offset + m_keyField->length > m_records.recordLength())
-        throw WrongUsage("the key field ends behind the record");
+        throw WrongUsage("the key field ends after the end of the record");
 }
 
 const std::uint8_t* LinkedData::LiveRecord(std::uint32_t number)

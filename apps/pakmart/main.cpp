@@ -37,13 +37,13 @@ Commands:
   aisles                     fetch and show how the store is arranged
   sync                       show what of your account is on this machine
   os-update                  bring the system's packages up to date
-  status                     tell whether the store can be reached
-  register                   tell the store which system builder this machine
-                             comes from
+  status                     show whether the store can be reached
+  register                   report the system builder of this machine to the
+                             store
 
 Options:
   -y, --yes        do not ask before downloading or removing
-      --json       tell the result as one line of JSON: update, categories, list,
+      --json       print the result as one line of JSON: update, categories, list,
                    search, show, installed, aisles, sync, status, register, and
                    os-update, which needs --yes then, since nothing is asked
   -v, --verbose    show the lines of the library and of the package tools
@@ -232,7 +232,7 @@ QString ParseCommandLine(const QStringList& words, CommandLine& line)
         const Option* option = FindOption(word);
         const bool takes = option && option->take;
         if (!option || (takes && (++i == words.size() || !option->take(line, words[i]))))
-            return QStringLiteral("unknown option, or no argument behind it: %1").arg(word);
+            return QStringLiteral("unknown option, or its argument is missing: %1").arg(word);
         line.options << QLatin1String(option->name);
     }
     if (!line.arguments.isEmpty())

@@ -171,7 +171,7 @@ void Tell(Console& display, const QList<Change>& changes, bool agent)
                                   .arg(change.package, change.from, change.to));
     }
     if (agent)
-        display.sayText(QStringLiteral("The agent itself was updated: start its programs anew."));
+        display.sayText(QStringLiteral("The agent itself was updated: restart its programs."));
 }
 
 } // namespace

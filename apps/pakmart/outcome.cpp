@@ -50,7 +50,7 @@ QString Trouble(const QString& name, const PackageState& state)
 bool AreInstalled(Console& console, const QStringList& names, const DpkgStatus& now)
 {
     if (!now.IsReadable()) {
-        console.complain(QStringLiteral("what is installed cannot be known: "
+        console.complain(QStringLiteral("the installed packages are unknown: "
                                         "/var/lib/dpkg/status cannot be read"));
         return false;
     }
