@@ -44,7 +44,7 @@ serve() {
         sleep 0.1
     done
     url=$(sed -n 's,^listening on \(http://[^/]*\)/$,\1,p' "$demo/server.out")
-    [[ -n $url ]] || fail "the store server did not tell its address"
+    [[ -n $url ]] || fail "the store server did not print its address"
     echo "the store is at $url"
     echo "agent api url = $url/getagentapi.php" > "$PAKMART_SYSROOT/usr/share/apps/vantrelagent/.vauf"
 }
@@ -76,7 +76,7 @@ tells() { # TEXT... -- COMMAND...
     pakmart "$@" > "$demo/told" || fail "pakmart $* failed"
     show_told
     for text in "${texts[@]}"; do
-        grep -qF -- "$text" "$demo/told" || fail "pakmart $* did not tell of '$text'"
+        grep -qF -- "$text" "$demo/told" || fail "pakmart $* did not print '$text'"
     done
 }
 

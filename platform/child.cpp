@@ -3,13 +3,13 @@
 
 #include "platform/child.h"
 
-#include "platform/endsignals.h"
 #include "platform/statusreader.h"
 
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
+#include <initializer_list>
 #include <poll.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
@@ -248,4 +248,22 @@ void Child::DpkgWorks()
 void Child::Interrupt()
 {
     PassOn(SIGINT);
+}
+
+sigset_t EndSignals()
+{
+    sigset_t set;
+    sigemptyset(&set);
+    for (const int signal : { SIGINT, SIGTERM, SIGHUP }) {
+        struct sigaction now;
+        if (sigaction(signal, nullptr, &now) == 0 && now.sa_handler != SIG_IGN)
+            sigaddset(&set, signal);
+    }
+    return set;
+}
+
+void HoldEndSignals()
+{
+    const sigset_t ends = EndSignals();
+    sigprocmask(SIG_BLOCK, &ends, nullptr);
 }

@@ -5,6 +5,7 @@
 
 #pragma once
 
+#include <csignal>
 #include <functional>
 #include <string>
 #include <sys/types.h>
@@ -49,3 +50,11 @@ private:
     int m_output = -1;
     int m_status = -1;
 };
+
+// The signals that ask a program to end: SIGINT, SIGTERM and SIGHUP, except those that were already
+// ignored at the start (as by nohup): they stay ignored, by apt-get too.
+sigset_t EndSignals();
+
+// Blocks them until they are let through (by Child::Start), so that none is lost while
+// there is no child yet to pass it on to.
+void HoldEndSignals();

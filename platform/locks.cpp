@@ -4,7 +4,7 @@
 #include "platform/locks.h"
 
 #include "base/descriptor.h"
-#include "platform/endsignals.h"
+#include "platform/child.h"
 
 #include <algorithm>
 #include <chrono>

@@ -5,9 +5,9 @@
 // store's package front end. docs/front-end.md describes both.
 
 #include "base/privateroot.h"
-#include "platform/aptsettings.h"
+#include "platform/aptwords.h"
 #include "platform/arguments.h"
-#include "platform/endsignals.h"
+#include "platform/child.h"
 #include "platform/locks.h"
 #include "platform/planning.h"
 #include "platform/statusreader.h"

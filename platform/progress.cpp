@@ -3,6 +3,8 @@
 
 #include "platform/progress.h"
 
+#include "base/text.h"
+
 #include <algorithm>
 
 namespace
@@ -12,7 +14,7 @@ namespace
 // steps in this order.
 int StepPercent(const std::string& text)
 {
-    const auto begins = [&text](const char* word) { return text.rfind(word, 0) == 0; };
+    const auto begins = [&text](const char* word) { return Agent::BeginsWith(text, word); };
     if (begins("Installed") || begins("Removed") || begins("Completely removed"))
         return 100;
     if (begins("Configuring"))

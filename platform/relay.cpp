@@ -3,6 +3,7 @@
 
 #include "platform/relay.h"
 
+#include "base/text.h"
 #include "platform/statusreader.h"
 
 void Relay::Line(const std::string& line)
@@ -41,7 +42,7 @@ void Relay::Tick()
 bool Relay::MayGoOn() const
 {
     for (const char* beginning : { "E:", "W:", "The following", " " }) {
-        if (m_last.rfind(beginning, 0) == 0)
+        if (Agent::BeginsWith(m_last, beginning))
             return true;
     }
     return false;

@@ -4,8 +4,8 @@
 #include "platform/statusview.h"
 
 #include "base/descriptor.h"
+#include "base/text.h"
 #include "base/wholefile.h"
-#include "platform/aptsettings.h"
 #include "platform/aptwords.h"
 
 #include <algorithm>
@@ -25,6 +25,8 @@ namespace
 {
 
 const char filePrefix[] = "status-vos.";
+
+using Agent::StatusStanza;
 
 using Packages = std::map<std::string, PackageState>;
 
@@ -61,40 +63,18 @@ void NoteNames(const std::string& line, std::set<std::string>& names)
 // Notes the packages that a "Depends" or "Pre-Depends" line names.
 void NoteNeeded(const std::string& line, std::set<std::string>& needed)
 {
-    if (line.rfind("Depends:", 0) == 0 || line.rfind("Pre-Depends:", 0) == 0)
+    if (Agent::BeginsWith(line, "Depends:") || Agent::BeginsWith(line, "Pre-Depends:"))
         NoteNames(line, needed);
 }
-
-// A stanza of the status file, line by line.
-struct Stanza {
-    std::vector<std::string> lines;
-    std::string key; // its name in DpkgStatus
-
-    // False at the end of the file.
-    bool Read(std::istream& text)
-    {
-        lines.clear();
-        std::string name, architecture;
-        for (std::string line; std::getline(text, line) && !line.empty();) {
-            if (line.rfind("Package: ", 0) == 0)
-                name = line.substr(9);
-            else if (line.rfind("Architecture: ", 0) == 0)
-                architecture = line.substr(14);
-            lines.push_back(line);
-        }
-        key = Agent::PackageKey(name, architecture);
-        return !lines.empty() || bool(text);
-    }
-};
 
 // The additional names ("Provides") of all packages that are not gone.
 std::set<std::string> ProvidedNames(const std::string& file, const DpkgStatus& status)
 {
     std::set<std::string> provided;
     std::ifstream text(file);
-    for (Stanza stanza; stanza.Read(text);) {
+    for (StatusStanza stanza; stanza.Read(text);) {
         for (const std::string& line : stanza.lines) {
-            if (line.rfind("Provides:", 0) == 0 && !status.Of(stanza.key).IsGone())
+            if (Agent::BeginsWith(line, "Provides:") && !status.Of(stanza.Key()).IsGone())
                 NoteNames(line, provided);
         }
     }
@@ -114,7 +94,7 @@ bool IsUnmet(const std::string& part, const DpkgStatus& status, const std::strin
                         [&](const std::string& name) { return provided.count(name) > 0; });
 }
 
-bool LacksAnother(const Stanza& stanza, const DpkgStatus& status, const std::string& file)
+bool LacksAnother(const StatusStanza& stanza, const DpkgStatus& status, const std::string& file)
 {
     for (const std::string& line : stanza.lines) {
         if (line.rfind("Depends: ", 0) != 0)
@@ -138,10 +118,11 @@ Packages BrokenPackages(const std::string& file, const DpkgStatus& status)
             broken[name] = state;
     }
     std::ifstream text(file);
-    for (Stanza stanza; stanza.Read(text);) {
-        const PackageState state = status.Of(stanza.key);
+    for (StatusStanza stanza; stanza.Read(text);) {
+        const std::string key = stanza.Key();
+        const PackageState state = status.Of(key);
         if (state.status == "unpacked" && LacksAnother(stanza, status, file))
-            broken[stanza.key] = state;
+            broken[key] = state;
     }
     return broken;
 }
@@ -164,8 +145,9 @@ std::set<std::string> NeededNames(const std::string& file, const DpkgStatus& sta
 {
     std::set<std::string> needed;
     std::ifstream text(file);
-    for (Stanza stanza; stanza.Read(text);) {
-        if (broken.count(stanza.key) > 0 || status.Of(stanza.key).IsGone())
+    for (StatusStanza stanza; stanza.Read(text);) {
+        const std::string key = stanza.Key();
+        if (broken.count(key) > 0 || status.Of(key).IsGone())
             continue;
         for (const std::string& line : stanza.lines)
             NoteNeeded(line, needed);
@@ -178,12 +160,13 @@ std::string TextWithout(const std::string& file, const std::set<std::string>& co
 {
     std::string shown;
     std::ifstream text(file);
-    for (Stanza stanza; stanza.Read(text);) {
-        const bool isBroken = broken.count(stanza.key) > 0;
-        if (isBroken && covered.count(stanza.key) == 0)
+    for (StatusStanza stanza; stanza.Read(text);) {
+        const std::string key = stanza.Key();
+        const bool isBroken = broken.count(key) > 0;
+        if (isBroken && covered.count(key) == 0)
             continue;
         for (const std::string& line : stanza.lines) {
-            const bool hides = isBroken && line.rfind("Status:", 0) == 0;
+            const bool hides = isBroken && Agent::BeginsWith(line, "Status:");
             shown += (hides ? "Status: install ok installed" : line) + '\n';
         }
         shown += '\n';

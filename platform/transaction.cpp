@@ -3,9 +3,8 @@
 
 #include "platform/transaction.h"
 
-#include "platform/aptsettings.h"
+#include "base/text.h"
 #include "platform/aptwords.h"
-#include "platform/errorlines.h"
 #include "platform/halfremoved.h"
 #include "platform/statusreader.h"
 #include "platform/statusview.h"
@@ -35,7 +34,7 @@ bool NothingIsLeft(const Arguments& arguments, const DpkgStatus& now, const std:
         return false;
     bool left = false;
     const int status = child.Read(
-        [&left](const std::string& line) { left = left || line.rfind("Inst ", 0) == 0; },
+        [&left](const std::string& line) { left = left || Agent::BeginsWith(line, "Inst "); },
         [](const std::string&) {}, [] {});
     return status == 0 && !left;
 }

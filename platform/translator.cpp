@@ -3,23 +3,18 @@
 
 #include "platform/translator.h"
 
+#include "base/text.h"
+
 #include <cctype>
 #include <cstdlib>
 #include <sstream>
 #include <vector>
 
+using Agent::BeginsWith;
+using Agent::IsDigit;
+
 namespace
 {
-
-bool BeginsWith(const std::string& text, const char* prefix)
-{
-    return text.rfind(prefix, 0) == 0;
-}
-
-bool IsDigit(char c)
-{
-    return c >= '0' && c <= '9';
-}
 
 // Removes the blank before the units of sizes: "0 B/1,234 kB" becomes "0B/1,234kB".
 std::string JoinSizes(const std::string& text)
@@ -87,4 +82,50 @@ std::string Translate(const std::string& line, Progress& progress)
     if (line == "The following packages have unmet dependencies:")
         return "E: " + line;
     return BeginsWith(line, "Get:") ? TranslateGet(line, progress) : line;
+}
+
+std::optional<std::string> ErrorLines::Take(const std::string& line)
+{
+    NoteRemovals(line);
+    if (!BeginsWith(line, "E:"))
+        return line;
+    if (m_holdsBack && BeginsWith(line, "E: Sub-process ")
+        && line.find("dpkg returned an error code") != std::string::npos) {
+        m_held.push_back(line);
+        return std::nullopt;
+    }
+    m_others = true;
+    return BeginsWith(line, "E: Packages need to be removed but remove is disabled") ? Named(line)
+                                                                                     : line;
+}
+
+void ErrorLines::NoteRemovals(const std::string& line)
+{
+    if (line == "The following packages will be REMOVED:") {
+        m_inRemovals = true;
+        m_removals.clear();
+        return;
+    }
+    m_inRemovals = m_inRemovals && BeginsWith(line, "  ");
+    if (!m_inRemovals)
+        return;
+    std::istringstream names(line);
+    for (std::string name; names >> name;) {
+        if (name.back() == '*') // purged
+            name.pop_back();
+        m_removals.push_back(name);
+    }
+}
+
+// The line with as many names as fit into it.
+std::string ErrorLines::Named(const std::string& line) const
+{
+    constexpr std::size_t longest = 1900;
+    std::string text = line.substr(0, line.find_last_not_of('.') + 1);
+    std::size_t count = 0;
+    for (; count < m_removals.size() && text.size() < longest; ++count)
+        text += (count == 0 ? ": " : ", ") + m_removals[count];
+    if (count < m_removals.size())
+        text += " and " + std::to_string(m_removals.size() - count) + " more";
+    return text;
 }

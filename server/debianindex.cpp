@@ -4,10 +4,10 @@
 #include "debianindex.h"
 
 #include "base/packagename.h"
+#include "base/text.h"
 #include "options.h"
 #include "stanza.h"
 #include "storefile.h"
-#include "text.h"
 
 #include <algorithm>
 #include <apt-pkg/deblistparser.h>
@@ -20,6 +20,8 @@
 #include <sys/stat.h>
 #include <unordered_map>
 #include <unordered_set>
+
+using namespace Agent;
 
 namespace
 {
@@ -66,7 +68,7 @@ std::string ReadPackedFile(const std::string& file, std::size_t largest)
 {
     struct stat info = {};
     if (stat(file.c_str(), &info) == 0 && !S_ISREG(info.st_mode))
-        throw StoreError(file + ": this is no file");
+        throw StoreError(file + ": this is not a regular file");
     FileFd packed;
     if (!packed.Open(file, FileFd::ReadOnly, FileFd::Extension))
         FailWithAptError(file);
@@ -111,13 +113,10 @@ void RefuseRepeatedFields(const Stanza& stanza, const std::string& file)
 
 bool IsArchiveName(std::string_view name)
 {
-    static const char letters[]
-        = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-+._~%:/";
     const std::string path = '/' + std::string(name);
     return name.size() > 4 && name.size() < 512 && name.compare(name.size() - 4, 4, ".deb") == 0
-        && name.find_first_not_of(letters) == std::string::npos
-        && path.find("//") == std::string::npos && path.find("/../") == std::string::npos
-        && path.find("/.deb") == std::string::npos;
+        && IsMadeOf(name, IsLetterOrDigit, "-+._~%:/") && path.find("//") == std::string::npos
+        && path.find("/../") == std::string::npos && path.find("/.deb") == std::string::npos;
 }
 
 bool IsSum(std::string_view text)
@@ -138,19 +137,16 @@ std::string Checked(const Stanza& stanza, const char* key, bool (*isOne)(std::st
 {
     const std::string& value = Required(stanza, key, file);
     if (!isOne(value))
-        FailAt(file, stanza.find(key)->line,
-               "this can be no " + std::string(key) + ": " + Quoted(value));
+        FailAt(file, stanza.find(key)->line, "invalid " + std::string(key) + ": " + Quoted(value));
     return value;
 }
 
 std::string SectionOf(const Stanza& stanza)
 {
-    static const char letters[]
-        = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-+./_";
     const std::string section = Value(stanza, "Section");
-    const bool good = !section.empty() && section.size() <= kLongestSection
-        && section.find_first_not_of(letters) == std::string::npos;
-    return good ? section : "unknown";
+    return section.size() <= kLongestSection && IsMadeOf(section, IsLetterOrDigit, "-+./_")
+        ? section
+        : "unknown";
 }
 
 bool IsHomepage(const std::string& page)
@@ -158,7 +154,7 @@ bool IsHomepage(const std::string& page)
     static const char* const schemes[] = { "http://", "https://", "ftp://", "gopher://" };
     const bool known
         = std::any_of(std::begin(schemes), std::end(schemes),
-                      [&page](const char* scheme) { return page.rfind(scheme, 0) == 0; });
+                      [&page](const char* scheme) { return BeginsWith(page, scheme); });
     const bool plain
         = std::all_of(page.begin(), page.end(), [](char c) { return c > ' ' && c < 127; });
     return known && plain && page.size() <= kLongestHomepage;
@@ -200,7 +196,7 @@ void CheckRelations(const Stanza& stanza, const std::string& file)
         while (at && at != end) {
             at = debListParser::ParseDepends(at, end, name, version, comparison);
             if (!at || !Agent::IsPackageName(name.substr(0, name.find(':'))))
-                FailAt(file, field.line, "this can be no " + field.key + ": " + Quoted(name));
+                FailAt(file, field.line, "invalid " + field.key + ": " + Quoted(name));
         }
     }
 }
@@ -209,7 +205,7 @@ void CheckRelations(const Stanza& stanza, const std::string& file)
 std::string Translated(const Stanza& stanza)
 {
     for (const Field& field : stanza.fields) {
-        if (field.key.rfind("Description-", 0) == 0 && field.key != "Description-md5")
+        if (BeginsWith(field.key, "Description-") && field.key != "Description-md5")
             return field.value;
     }
     return {};
@@ -303,7 +299,7 @@ DebianIndex ReadDebianIndex(const std::string& file)
     ReadStanzas(index, file, [&](Stanza& stanza) { Keep(index, ReadPackage(stanza, file)); });
     LeaveOutSharedArchives(index, file);
     if (index.packages.empty())
-        throw StoreError(index.leftOut.empty() ? file + ": there is no package in this index"
+        throw StoreError(index.leftOut.empty() ? file + ": no package found in this index"
                                                : index.leftOut.front());
     return index;
 }

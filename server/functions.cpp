@@ -3,10 +3,13 @@
 
 #include "functions.h"
 
-#include "text.h"
+#include "base/text.h"
+#include "stanza.h"
 
 #include <algorithm>
 #include <iostream>
+
+using namespace Agent;
 
 namespace
 {
@@ -151,7 +154,7 @@ void AnswerOEMInfo(const AgentRequest& request, Reply&)
         throw RequestError("The request names no system builder.");
     const std::string& id = ids.front().decoded;
     if (id.size() > kLongestId || TextFault(id) || id.find_first_of("\t\n") != std::string::npos)
-        throw RequestError("This is no identifier of a system builder: " + Quoted(id));
+        throw RequestError("Not an identifier of a system builder: " + Quoted(id));
     request.store.addRegistration(id);
 }
 

@@ -3,6 +3,10 @@
 
 // The functions of the server. A function is a handler and its row in the table of
 // functions.cpp; it is then served at /agent/NAME and listed in the directory.
+//
+// Five files answer a call: httpserver.cpp takes the request to its function, functions.cpp
+// has the handler, store.h what the store offers it, shelves.cpp how the store's files are
+// parsed, and reply.cpp how the document is written.
 
 #pragma once
 

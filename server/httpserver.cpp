@@ -3,11 +3,11 @@
 
 #include "httpserver.h"
 
-#include "connection.h"
+#include "base/text.h"
 #include "functions.h"
+#include "httpmessage.h"
 #include "pool.h"
 #include "storefile.h"
-#include "text.h"
 
 #include <boost/asio/post.hpp>
 #include <boost/asio/thread_pool.hpp>
@@ -21,6 +21,8 @@
 #include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <thread>
+
+using namespace Agent;
 
 namespace
 {
@@ -173,7 +175,7 @@ std::string HttpServer::address(const HttpRequest& request) const
     if (host.empty() && request.count("Host") <= 1)
         return "http://" + m_options.listen + ':' + std::to_string(m_port);
     if (request.count("Host") > 1 || !IsHost(host))
-        throw RequestError("The request names no host that could be: " + Quoted(host) + '.');
+        throw RequestError("The request names an invalid host: " + Quoted(host) + '.');
     return "http://" + host;
 }
 
@@ -186,7 +188,7 @@ void HttpServer::handle(const HttpRequest& request, HttpReply& reply)
         reply.status = 405;
     } else if (!DecodePercent(request.target.substr(0, mark), path)) {
         reply.status = 400;
-    } else if (path.rfind("/pool/", 0) == 0) {
+    } else if (BeginsWith(path, "/pool/")) {
         ServePoolFile(m_store.poolFolder(), path.substr(6), request, reply);
     } else {
         callFunction(path, request.target.substr(std::min(mark + 1, request.target.size())),

@@ -1,16 +1,17 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-#include "importcommand.h"
-
-#include "importedstore.h"
 #include "options.h"
+
+#include "base/text.h"
+#include "importedstore.h"
 #include "store.h"
 #include "storefile.h"
-#include "text.h"
 
 #include <getopt.h>
 #include <iostream>
+
+using namespace Agent;
 
 namespace
 {
@@ -68,7 +69,7 @@ std::string ParseImportOptions(int argc, char** argv, ImportOptions& options)
         else if (letter == 'h')
             options.help = true;
         else
-            return "this option is unknown or lacks its value";
+            return "unknown option, or its value is missing";
     }
     if (options.help)
         return {};
@@ -77,13 +78,13 @@ std::string ParseImportOptions(int argc, char** argv, ImportOptions& options)
     options.index = argv[optind];
     options.store = argv[optind + 1];
     if (!IsRepositoryName(options.name))
-        return Quoted(options.name) + " is no name of a repository";
+        return Quoted(options.name) + " is not a valid repository name";
     if (options.archive.empty())
         options.archive = ArchiveOf(options.index);
     if (options.archive.empty())
         return "say where the archives of this index are, with --archive";
     if (!IsServerUrl(options.archive))
-        return Quoted(options.archive) + " is no address such as http://deb.debian.org/debian";
+        return Quoted(options.archive) + " is not an address such as http://deb.debian.org/debian";
     return {};
 }
 

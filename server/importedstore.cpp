@@ -3,9 +3,9 @@
 
 #include "importedstore.h"
 
-#include "replacement.h"
+#include "base/text.h"
 #include "stanza.h"
-#include "text.h"
+#include "storefile.h"
 
 #include <cerrno>
 #include <climits>
@@ -16,6 +16,8 @@
 #include <set>
 #include <sys/file.h>
 #include <unistd.h>
+
+using namespace Agent;
 
 namespace
 {
@@ -107,7 +109,7 @@ void ImportedStore::readMark()
         return;
     }
     if (!Exists(path))
-        throw StoreError(m_folder + ": this is no store that an import has made; it is left alone");
+        throw StoreError(m_folder + ": this store was not made by an import, and is left alone");
     const std::vector<Stanza> stanzas = ParseStanzas(ReadStoreFile(m_folder, markFile).text, path);
     if (stanzas.size() != 1)
         throw StoreError(path + ": this is not what an import has written");
@@ -116,7 +118,7 @@ void ImportedStore::readMark()
                          + Quoted(stanzas[0].find("Repository")->value));
     m_nextSerial = PositiveNumber(Required(stanzas[0], "Next-Serial", path));
     if (m_nextSerial == 0)
-        FailAt(path, stanzas[0].line, "the number of the next product is none");
+        FailAt(path, stanzas[0].line, "Next-Serial is invalid");
 }
 
 Products ImportedStore::oldProducts() const

@@ -4,7 +4,6 @@
 // pakmart-storeserver: the reference store server.
 
 #include "httpserver.h"
-#include "importcommand.h"
 #include "options.h"
 #include "store.h"
 #include "storefile.h"
@@ -60,8 +59,9 @@ int Serve(const ServerOptions& options)
     errno = 0;
     const int port = server.bind();
     if (port == 0)
-        throw StoreError("cannot listen at " + UrlOf(options, options.port) + ": "
-                         + (errno ? std::strerror(errno) : "this is no address of this machine"));
+        throw StoreError(
+            "cannot listen at " + UrlOf(options, options.port) + ": "
+            + (errno ? std::strerror(errno) : "this is not an address of this machine"));
     std::thread(EndOnSignal, signals, std::ref(server)).detach();
     std::cout << "listening on " << UrlOf(options, port) << std::endl;
     return server.serve() ? 0 : 1;

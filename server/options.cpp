@@ -3,11 +3,13 @@
 
 #include "options.h"
 
-#include "text.h"
+#include "base/text.h"
 
 #include <algorithm>
 #include <getopt.h>
 #include <iostream>
+
+using namespace Agent;
 
 namespace
 {
@@ -30,8 +32,6 @@ Prints one line, `listening on URL`, once it answers requests. SIGINT and
 SIGTERM end it. Changed files of the store are noticed while it runs.
 Exit status: 0 ended by a signal, 1 failed to start, 2 wrong usage.
 )";
-
-const char letters[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
 
 bool IsPort(const std::string& text)
 {
@@ -61,13 +61,13 @@ bool TakeOption(int letter, const std::string& value, ServerOptions& options, st
     case 'u':
         options.publicUrl = value;
         if (!IsServerUrl(value))
-            error = Quoted(value) + " is no address such as http://store.example:8080";
+            error = Quoted(value) + " is not an address such as http://store.example:8080";
         break;
     case 'v':
         options.verbose = true;
         break;
     default:
-        error = "this option is unknown or lacks its value";
+        error = "unknown option, or its value is missing";
     }
     return error.empty();
 }
@@ -87,18 +87,17 @@ bool IsHost(const std::string& host)
     }
     if (name.size() > 2 && name.front() == '[' && name.back() == ']')
         return name.find_first_not_of("0123456789abcdefABCDEF:.", 1) == name.size() - 1;
-    return !name.empty()
-        && name.find_first_not_of(std::string(letters) + "-._") == std::string::npos;
+    return IsMadeOf(name, IsLetterOrDigit, "-._");
 }
 
 bool IsServerUrl(const std::string& url)
 {
-    const auto start = url.rfind("http://", 0) == 0 ? 7u : url.rfind("https://", 0) == 0 ? 8u : 0u;
+    const auto start = BeginsWith(url, "http://") ? 7u : BeginsWith(url, "https://") ? 8u : 0u;
     if (start == 0 || url.back() == '/')
         return false;
     const auto slash = std::min(url.find('/', start), url.size());
     return IsHost(url.substr(start, slash - start))
-        && url.find_first_not_of(std::string(letters) + "-._~/", slash) == std::string::npos;
+        && (slash == url.size() || IsMadeOf(url.substr(slash), IsLetterOrDigit, "-._~/"));
 }
 
 bool ParseOptions(int argc, char** argv, ServerOptions& options, int& status)
@@ -122,7 +121,7 @@ bool ParseOptions(int argc, char** argv, ServerOptions& options, int& status)
             return Fail(error, status);
     }
     if (argc - optind != 1)
-        return Fail("exactly one STORE is wanted", status);
+        return Fail("exactly one STORE is needed", status);
     options.store = argv[optind];
     return true;
 }

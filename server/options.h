@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The command line of the store server.
+// The command lines of the store server.
 
 #pragma once
 
@@ -25,3 +25,8 @@ bool IsServerUrl(const std::string& url);
 
 // True for a valid `Host` of a request: a name or address, with or without a port.
 bool IsHost(const std::string& host);
+
+// `pakmart-storeserver import`: makes a store out of a Debian package index.
+// Takes the words after the program's name, "import" first. Returns the exit
+// status: 0 made, 1 failed, 2 wrong usage.
+int ImportCommand(int argc, char** argv);

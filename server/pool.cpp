@@ -3,15 +3,17 @@
 
 #include "pool.h"
 
+#include "base/text.h"
 #include "options.h"
 #include "stanza.h"
-#include "text.h"
 
 #include <algorithm>
 #include <array>
 #include <charconv>
 #include <ctime>
 #include <string_view>
+
+using namespace Agent;
 
 namespace
 {
@@ -78,7 +80,7 @@ std::string ParseLocation(const std::string& text, const std::string& path)
     const std::string& address = Required(stanzas[0], "Archives", path);
     if (!IsServerUrl(address))
         FailAt(path, stanzas[0].line,
-               Quoted(address) + " is no address such as http://deb.debian.org/debian");
+               Quoted(address) + " is not an address such as http://deb.debian.org/debian");
     return address;
 }
 

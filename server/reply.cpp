@@ -3,7 +3,10 @@
 
 #include "reply.h"
 
-#include "text.h"
+#include "base/text.h"
+
+#include <array>
+#include <cstddef>
 
 namespace
 {
@@ -69,4 +72,70 @@ std::string FailedReply(const std::string& message)
 {
     return std::string(declaration) + "<agentfunction resultcode=\"FAILED\" msg=\""
         + EscapeXml(message) + "\"/>\n";
+}
+
+namespace
+{
+
+// The bytes that a client's decoding leaves unchanged.
+std::array<bool, 256> PlainBytes()
+{
+    static const std::string special = " %+\\<>&\"'";
+    std::array<bool, 256> plain{};
+    for (unsigned i = 0; i < plain.size(); ++i)
+        plain[i] = Agent::IsPrintable(char(i)) && special.find(char(i)) == std::string::npos;
+    return plain;
+}
+
+} // namespace
+
+std::string EncodeText(const std::string& text)
+{
+    std::string result;
+    AppendEncoded(result, text);
+    return result;
+}
+
+void AppendEncoded(std::string& result, const std::string& text)
+{
+    static const std::array<bool, 256> plain = PlainBytes();
+    for (std::size_t at = 0; at < text.size();) {
+        std::size_t end = at;
+        while (end < text.size() && plain[static_cast<unsigned char>(text[end])])
+            ++end;
+        result.append(text, at, end - at);
+        if (end < text.size() && text[end] == ' ') {
+            result += '+';
+        } else if (end < text.size()) {
+            Agent::AppendEscaped(result, text[end]);
+        }
+        at = end + 1;
+    }
+}
+
+std::string EscapeXml(const std::string& text)
+{
+    std::string result;
+    for (const char c : text) {
+        switch (c) {
+        case '<':
+            result += "&lt;";
+            break;
+        case '>':
+            result += "&gt;";
+            break;
+        case '&':
+            result += "&amp;";
+            break;
+        case '"':
+            result += "&quot;";
+            break;
+        case '\'':
+            result += "&apos;";
+            break;
+        default:
+            result += static_cast<unsigned char>(c) < 32 || c == 127 ? '?' : c;
+        }
+    }
+    return result;
 }

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The XML document of a reply.
+// The XML document of a reply, and texts in the form that a client reads in it.
 
 #pragma once
 
@@ -39,3 +39,14 @@ private:
 
 // The reply document of a failed call.
 std::string FailedReply(const std::string& message);
+
+// Text for the elements and attributes that a client takes through its URL
+// decoding: a blank is written as '+'; every character that is special to that
+// decoding or to XML, and every byte that is not printable ASCII, is written as %XX.
+// Decoding gives back exactly `text`, which must be valid (TextFault).
+std::string EncodeText(const std::string& text);
+void AppendEncoded(std::string& result, const std::string& text);
+
+// Text for the elements and attributes that a client does not decode. A control
+// character, which XML cannot contain, becomes a question mark.
+std::string EscapeXml(const std::string& text);

@@ -4,11 +4,13 @@
 #include "shelves.h"
 
 #include "base/packagename.h"
+#include "base/text.h"
 #include "stanza.h"
-#include "text.h"
 
 #include <algorithm>
 #include <set>
+
+using namespace Agent;
 
 namespace
 {
@@ -68,7 +70,7 @@ void SetDetail(Product& product, const char* element, const Field& field, const 
         FailAt(path, field.line, "a second " + field.key + " for the same thing");
     std::string value = field.value;
     if (field.key == "Downloads" && value != "0" && PositiveNumber(value) == 0)
-        FailAt(path, field.line, "this is no number of downloads: " + Quoted(value));
+        FailAt(path, field.line, "invalid number of downloads: " + Quoted(value));
     if (field.key == "Hidden" && value != "yes" && value != "no")
         FailAt(path, field.line, "hidden is yes or no, not " + Quoted(value));
     if (field.key == "Hidden")
@@ -275,7 +277,7 @@ Updates ParseUpdates(const std::string& text, const std::string& path)
             if (field.key != "Package")
                 FailAt(path, field.line, "an update has no field " + field.key);
             if (!Agent::IsPackageName(field.value))
-                FailAt(path, field.line, "this is no name of a package: " + Quoted(field.value));
+                FailAt(path, field.line, "invalid package name: " + Quoted(field.value));
             if (!seen.insert(field.value).second)
                 FailAt(path, field.line, "a second update of " + Quoted(field.value));
             updates.push_back(field.value);

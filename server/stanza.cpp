@@ -3,10 +3,13 @@
 
 #include "stanza.h"
 
+#include "base/text.h"
+#include "base/utf8.h"
 #include "storefile.h"
-#include "text.h"
 
 #include <algorithm>
+
+using namespace Agent;
 
 namespace
 {
@@ -26,15 +29,14 @@ bool IsBlank(std::string_view line)
 
 bool IsKey(std::string_view text)
 {
-    static const char letters[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-";
-    return !text.empty() && text.find_first_not_of(letters) == std::string::npos;
+    return IsMadeOf(text, IsLetterOrDigit, "-");
 }
 
 Field ParseField(std::string_view line, const std::string& path, int number)
 {
     const auto colon = line.find(':');
     if (colon == std::string_view::npos || !IsKey(line.substr(0, colon)))
-        FailAt(path, number, "this is no `Key: value` line: " + Quoted(std::string(line)));
+        FailAt(path, number, "this is not a `Key: value` line: " + Quoted(std::string(line)));
     return { std::string(line.substr(0, colon)), std::string(Trimmed(line.substr(colon + 1))),
              number };
 }
@@ -100,8 +102,7 @@ const std::string& Required(const Stanza& stanza, const char* key, const std::st
 {
     const Field* field = stanza.find(key);
     if (!field || field->value.empty())
-        FailAt(path, field ? field->line : stanza.line,
-               std::string("there is no ") + key + " here");
+        FailAt(path, field ? field->line : stanza.line, std::string(key) + " is missing here");
     return field->value;
 }
 
@@ -122,7 +123,7 @@ void StanzaReader::addLine(Stanza& stanza, std::string_view line) const
     if (line[0] != ' ' && line[0] != '\t') {
         stanza.fields.push_back(ParseField(line, m_path, m_line));
     } else if (stanza.fields.empty()) {
-        FailAt(m_path, m_line, "this line continues a value, but there is none before it");
+        FailAt(m_path, m_line, "this line continues a value, but no value precedes it");
     } else {
         std::string& value = stanza.fields.back().value;
         value += value.empty() ? "" : "\n";
@@ -172,4 +173,18 @@ std::string Continued(std::string value)
     for (auto at = value.find('\n'); at != std::string::npos; at = value.find('\n', at + 1))
         value.insert(at + 1, " ");
     return value;
+}
+
+const char* TextFault(std::string_view text)
+{
+    for (std::size_t at = 0; at < text.size();) {
+        const auto c = static_cast<unsigned char>(text[at]);
+        if ((c < 32 && c != '\t' && c != '\n') || c == 127)
+            return "a control character";
+        const std::size_t length = Utf8Length(text, at);
+        if (length == 0)
+            return "a byte that is not UTF-8";
+        at += length;
+    }
+    return nullptr;
 }

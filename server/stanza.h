@@ -74,3 +74,7 @@ const std::string& Required(const Stanza& stanza, const char* key, const std::st
 
 // A value, possibly of several lines, as it is written after its key.
 std::string Continued(std::string value);
+
+// The fault of `text` as a store's text (invalid UTF-8, a control character other than
+// tab and line end), or null.
+const char* TextFault(std::string_view text);

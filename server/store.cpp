@@ -3,12 +3,16 @@
 
 #include "store.h"
 
+#include "base/text.h"
+
 #include <cerrno>
 #include <cstring>
 #include <ctime>
 #include <dirent.h>
 #include <fcntl.h>
 #include <unistd.h>
+
+using namespace Agent;
 
 namespace
 {
@@ -43,9 +47,7 @@ std::vector<std::string> RepositoryNames(const std::string& pool)
 
 bool IsRepositoryName(const std::string& name)
 {
-    static const char letters[]
-        = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-._";
-    return !name.empty() && name[0] != '.' && name.find_first_not_of(letters) == std::string::npos;
+    return IsMadeOf(name, IsLetterOrDigit, "-._") && name[0] != '.';
 }
 
 Store::Store(const std::string& folder)
@@ -104,7 +106,7 @@ void Store::addRegistration(const std::string& id) const
     if (!file || fstat(file.fd(), &info) != 0)
         throw StoreError(name + ": " + std::strerror(errno));
     if (!S_ISREG(info.st_mode) || info.st_size >= kMostRegistrations)
-        throw StoreError(name + ": this is no file, or it is full");
+        throw StoreError(name + ": this is not a regular file, or it is full");
     // One call, so that lines from several threads are not mixed.
     const std::string line = Now() + ' ' + id + '\n';
     if (write(file.fd(), line.data(), line.size()) != ssize_t(line.size()))

@@ -3,11 +3,16 @@
 
 #include "storefile.h"
 
+#include "base/wholefile.h"
+
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <fcntl.h>
 #include <unistd.h>
+
+using namespace Agent;
 
 namespace
 {
@@ -15,7 +20,7 @@ namespace
 std::string WhyNotOpened(int error)
 {
     if (error == EINVAL)
-        return "this is no file";
+        return "this is not a regular file";
     const std::string text = std::strerror(error);
     return error == ELOOP || error == ENOTDIR ? text + " (links are not followed)" : text;
 }
@@ -76,4 +81,69 @@ StoreFile ReadStoreFile(const std::string& root, const std::string& path)
     }
     file.text.resize(have);
     return file;
+}
+
+namespace
+{
+
+const char suffix[] = ".new";
+
+[[noreturn]] void Fail(const std::string& path)
+{
+    throw StoreError(path + ": " + std::strerror(errno));
+}
+
+// Opens a folder below the folder `root`, and makes missing folders on the way.
+Descriptor OpenFolder(const std::string& root, const std::string& path)
+{
+    Descriptor at(open(root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    for (std::string::size_type start = 0; at && start < path.size();) {
+        const auto end = std::min(path.find('/', start), path.size());
+        const std::string part = path.substr(start, end - start);
+        start = end + 1;
+        if (mkdirat(at.fd(), part.c_str(), 0755) != 0 && errno != EEXIST)
+            Fail(root + '/' + path);
+        at = Descriptor(
+            openat(at.fd(), part.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    }
+    if (!at)
+        Fail(root + '/' + path);
+    return at;
+}
+
+bool HasText(const std::string& root, const std::string& path, const std::string& text)
+{
+    struct stat info = {};
+    return OpenBelow(root, path, info) && info.st_size == off_t(text.size())
+        && ReadStoreFile(root, path).text == text;
+}
+
+// Begins the file, if it is to have another text.
+FileReplacement NewText(const std::string& root, const std::string& path, const std::string& text)
+{
+    if (text.size() > kLargestStoreFile)
+        throw StoreError(root + '/' + path + ": the file would be larger than 256 MB");
+    const std::string name = path.substr(path.rfind('/') + 1);
+    Descriptor folder = OpenFolder(root, path.substr(0, path.size() - name.size()));
+    if (HasText(root, path, text))
+        return FileReplacement();
+    // Left by an earlier run, or a link that somebody has put there.
+    unlinkat(folder.fd(), (name + suffix).c_str(), 0);
+    FileReplacement file(std::move(folder), name, name + suffix, 0644);
+    if (!file || !WriteToDisk(file.fd(), text))
+        Fail(root + '/' + path + suffix);
+    return file;
+}
+
+} // namespace
+
+Replacement::Replacement(const std::string& root, const std::string& path, const std::string& text)
+    : m_path(root + '/' + path), m_file(NewText(root, path, text))
+{
+}
+
+void Replacement::commit()
+{
+    if (m_file && !m_file.Commit())
+        Fail(m_path);
 }

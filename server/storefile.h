@@ -1,11 +1,13 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Files below one folder, opened without ever leaving it.
+// Files below one folder, read and replaced without ever leaving it.
 
 #pragma once
 
 #include "base/descriptor.h"
+#include "base/wholefile.h"
+#include "storefile.h"
 
 #include <cerrno>
 #include <memory>
@@ -83,4 +85,23 @@ private:
     std::mutex m_mutex;
     std::shared_ptr<const T> m_value;
     struct stat m_info = {};
+};
+
+// The new text of a file, which replaces the old one in one step.
+
+class Replacement
+{
+public:
+    // Writes the text to a new file next to `path` below the folder `root`, and syncs it.
+    // Writes nothing if the file already has this text. Throws StoreError when it cannot
+    // be written; links are not followed.
+    Replacement(const std::string& root, const std::string& path, const std::string& text);
+
+    // Replaces the old text by the new one; throws StoreError if that fails. Without a
+    // commit the new text is removed.
+    void commit();
+
+private:
+    std::string m_path; // for messages
+    Agent::FileReplacement m_file;
 };

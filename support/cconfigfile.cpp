@@ -50,14 +50,6 @@ std::optional<std::string> ReadWhole(int fd)
     }
 }
 
-// The file at the end of a chain of links: a settings file that is a link stays one when it
-// is rewritten.
-std::string FinalPath(const std::string& path)
-{
-    char buffer[PATH_MAX];
-    return realpath(path.c_str(), buffer) ? std::string(buffer) : path;
-}
-
 mode_t ModeOf(const std::string& path)
 {
     struct stat info;
@@ -167,6 +159,7 @@ bool CConfigFile::Write()
     std::string text;
     for (const std::string& line : m_lines)
         text += line + '\n';
+    // A settings file that is a link stays one.
     const std::string target = FinalPath(m_path);
     if (!ReplaceFile(target, text, ModeOf(target)))
         return false;

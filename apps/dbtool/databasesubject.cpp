@@ -7,8 +7,8 @@
 #include "db/dbcheck.h"
 #include "db/dbdump.h"
 #include "db/dblayouts.h"
+#include "db/dbrecord.h"
 #include "db/generations.h"
-#include "db/recordreader.h"
 #include "report.h"
 #include "subject.h"
 

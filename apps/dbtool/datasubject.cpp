@@ -5,7 +5,6 @@
 
 #include "newfile.h"
 #include "recordfile.h"
-#include "repairreport.h"
 #include "report.h"
 #include "store/bytes.h"
 #include "subject.h"

@@ -3,8 +3,11 @@
 
 #include "indexpages.h"
 
+#include "recordfile.h"
 #include "report.h"
 #include "store/bytes.h"
+#include "store/indexfile.h"
+#include "store/indexpage.h"
 
 #include <algorithm>
 #include <cstring>
@@ -101,6 +104,131 @@ std::string Names(const std::vector<IndexEntry>& entries)
     for (std::size_t i = 0; i < entries.size(); ++i)
         text += (i == 0 ? "'" : ", '") + Escaped(entries[i].key) + "'";
     return text;
+}
+
+TreeWalk::TreeWalk(IndexPages& pages, const std::vector<bool>& isFree)
+    : m_pages(pages), m_isFree(isFree), m_isVisited(std::max(pages.count(), 1u))
+{
+}
+
+bool TreeWalk::Run(std::uint32_t root)
+{
+    if (root != 0)
+        Follow(root, 1);
+    return m_isWhole && IsEverythingTaken();
+}
+
+void TreeWalk::Follow(std::uint32_t number, int level)
+{
+    IndexPage page;
+    const bool isThere = level <= deepestTree && number > 0 && number < m_pages.count()
+        && !m_isVisited[number] && m_pages.Read(number, &page) == IndexPages::Content::Whole;
+    if (!isThere || m_pages.HasLostItems(number))
+        m_isWhole = false;
+    if (!isThere)
+        return;
+    m_isVisited[number] = true;
+    m_levels = std::max(m_levels, level);
+    ++m_pageCount;
+    const bool isLeaf = page.leftmost == 0;
+    if (isLeaf && m_leafLevel == 0)
+        m_leafLevel = level;
+    if (isLeaf && m_leafLevel != level)
+        m_isWhole = false;
+    for (int i = 0; i <= page.count; ++i) {
+        if (i > 0)
+            TakeItem(page.items[i]);
+        if (!isLeaf)
+            Follow(page.Child(i), level + 1);
+    }
+}
+
+void TreeWalk::TakeItem(const IndexItem& item)
+{
+    IndexEntry entry{ item.key, item.record };
+    if (IsUnused(item) || (!m_entries.empty() && !Before(m_entries.back(), entry)))
+        m_isWhole = false;
+    if (!IsUnused(item))
+        m_entries.push_back(std::move(entry));
+}
+
+bool TreeWalk::HasItem(const IndexItem& item) const
+{
+    const IndexEntry entry{ item.key, item.record };
+    const auto [first, last] = std::equal_range(m_entries.begin(), m_entries.end(), entry, Before);
+    return std::any_of(first, last, [&entry](const IndexEntry& e) { return e.key == entry.key; });
+}
+
+// An interrupted change may leave a page outside the tree. Its items are in the tree too,
+// except those that were being deleted. If instead a part of the tree were missing, at
+// least 25 items would be outside; if the tree is empty, a single one.
+bool TreeWalk::IsEverythingTaken()
+{
+    int others = 0;
+    for (std::uint32_t number = 1; number < m_pages.count(); ++number) {
+        IndexPage page;
+        if (m_isVisited[number] || m_isFree[number])
+            continue;
+        const IndexPages::Content content = m_pages.Read(number, &page);
+        if (content == IndexPages::Content::Unreadable)
+            return false;
+        if (content == IndexPages::Content::Empty)
+            continue;
+        for (int i = 1; i <= page.count; ++i)
+            others += !HasItem(page.items[i]);
+    }
+    return others < (m_pageCount == 0 ? 1 : pageOrder);
+}
+
+namespace
+{
+
+// The key lengths for which the file consists of whole pages.
+std::vector<int> PossibleKeyLengths(std::int64_t fileSize)
+{
+    std::vector<int> lengths;
+    for (int length = 1; length <= longestKey; ++length)
+        if (fileSize > 0 && fileSize % PackedLength(length) == 0)
+            lengths.push_back(length);
+    return lengths;
+}
+
+// Whether the header counts as many pages as the file has. A new index counts none.
+bool HeaderAgrees(const DataFileHeader& header, std::int64_t pages)
+{
+    return header.recordCount == pages || (header.recordCount == 0 && pages == 1);
+}
+
+// The lengths that the header confirms; without any, those with which the whole file is
+// sound.
+std::vector<int> BorneOut(const std::string& path, const std::vector<int>& lengths)
+{
+    RecordFile file(path, headerLength);
+    DataFileHeader header;
+    std::vector<int> agreed;
+    std::vector<int> sound;
+    for (const int length : lengths) {
+        if (file.ReadHeader(&header)
+            && HeaderAgrees(header, file.fileSize() / PackedLength(length)))
+            agreed.push_back(length);
+        else if (CheckIndex(path, length, true).empty())
+            sound.push_back(length);
+    }
+    return agreed.empty() ? sound : agreed;
+}
+
+} // namespace
+
+int KeyLengthOf(const std::string& path)
+{
+    const std::vector<int> possible = PossibleKeyLengths(RecordFile(path, headerLength).fileSize());
+    const std::vector<int> sure = BorneOut(path, possible);
+    if (sure.size() == 1)
+        return sure.front();
+    std::string text = "the key length cannot be determined from " + path + ": give --key-length";
+    for (std::size_t i = 0; i < possible.size(); ++i)
+        text += (i == 0 ? "; its size would fit " : ", ") + Number(possible[i]);
+    throw WrongUsage(text);
 }
 
 } // namespace DbTool

@@ -8,7 +8,11 @@
 #pragma once
 
 #include "indexpages.h"
-#include "leafrow.h"
+#include "store/storecheck.h"
+
+#include <cstdint>
+#include <set>
+#include <vector>
 
 namespace DbTool
 {
@@ -16,6 +20,49 @@ namespace DbTool
 using Agent::Findings;
 using Agent::IndexEntry;
 using Agent::IndexPage;
+
+// Shows from the items alone, without using links between pages, whether some of an index
+// are missing. In key order the items are those of one leaf, one item of an inner page,
+// those of the next leaf, and so on to the last leaf. A lost leaf leaves two inner items in
+// a row; a lost inner page leaves two leaves in a row. So each gap is visible, and is named
+// by the keys on both sides.
+class LeafRow
+{
+public:
+    // All items of a page, in the order of the page. A page may be added twice.
+    void AddPage(std::uint32_t number, bool isLeaf, const std::vector<IndexEntry>& items);
+
+    struct Gaps {
+        Findings gaps; // each with the keys on both sides
+        std::int64_t items = 0; // the minimum lost in them
+        Findings doubts; // pages whose items do not belong together
+    };
+    Gaps Run();
+
+    // After Run: all items, each once, in order.
+    std::vector<IndexEntry> TakeEntries() { return std::move(m_entries); }
+    std::size_t leafCount() const { return m_leafCount; }
+
+private:
+    struct Place {
+        IndexEntry entry;
+        std::uint32_t leaf; // 0: an inner page
+    };
+    // The leaves that contain an item; empty if only inner pages do.
+    using Leaves = std::vector<std::uint32_t>;
+
+    void Sort();
+    void FindDoubts(Gaps* found) const;
+    void Compare(std::size_t next, Gaps* found) const;
+    bool ShareLeaf(std::size_t a, std::size_t b) const;
+    std::string Name(std::size_t rank) const;
+
+    std::vector<Place> m_places;
+    std::vector<IndexEntry> m_entries;
+    std::vector<Leaves> m_leaves; // of each entry
+    std::set<std::uint32_t> m_disordered; // pages whose items are not in order
+    std::size_t m_leafCount = 0;
+};
 
 struct RecoveredIndex {
     std::vector<IndexEntry> entries; // each once

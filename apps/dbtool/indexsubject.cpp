@@ -3,16 +3,13 @@
 
 // Indexes.
 
+#include "indexpages.h"
 #include "indexrecovery.h"
-#include "keylength.h"
 #include "knownindex.h"
-#include "linkeddata.h"
 #include "newindex.h"
 #include "recordfile.h"
-#include "repairreport.h"
 #include "report.h"
 #include "subject.h"
-#include "treewalk.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -173,7 +170,7 @@ std::string LossOf(const RecoveredIndex& recovered)
     if (recovered.losses.empty())
         return {};
     if (recovered.lost == 0)
-        return "how many items are lost cannot be told";
+        return "the number of lost items is unknown";
     return "lost, as far as the pages show: " + Count(recovered.lost, "item") + " or more";
 }
 
@@ -188,8 +185,8 @@ std::vector<IndexEntry> IndexSubject::EntriesOfPages(RepairReport* report)
     const std::string items = Count(std::int64_t(recovered.entries.size()), "item");
     report->done.push_back(recovered.isWholeTree ? items + " of the tree"
                                                  : "the tree breaks off: " + items
-                                   + " of all pages that can be read; items that were deleted "
-                                     "lately may be among them");
+                                   + " of all pages that can be read; recently "
+                                     "deleted items may be among them");
     if (m_options.data.empty()) {
         report->total = LossOf(recovered);
         report->missing = std::move(recovered.losses);

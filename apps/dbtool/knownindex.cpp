@@ -3,7 +3,7 @@
 
 #include "knownindex.h"
 
-#include "db/recordreader.h"
+#include "db/dbrecord.h"
 #include "recordfile.h"
 #include "report.h"
 #include "store/indexpage.h"
@@ -181,8 +181,8 @@ private:
                                          + " is the same");
             else
                 m_report->missing.push_back(name + ": record " + Number(holder->second)
-                                            + " has that key too, and which of them was in the "
-                                              "index cannot be told");
+                                            + " has that key too, and it is unknown which of "
+                                              "them was in the index");
             return;
         }
         m_report->done.push_back(name + (m_isOldWhole ? " stays out" : " gets in")

@@ -7,7 +7,7 @@
 #pragma once
 
 #include "db/dblayouts.h"
-#include "repairreport.h"
+#include "report.h"
 #include "store/storecheck.h"
 
 #include <functional>

@@ -38,7 +38,7 @@ write the files meanwhile.
 Commands:
   info     say what kind of thing it is and what it holds
   dump     print what it holds, one line each, columns separated by tabs:
-             data:  number, "live", content behind the first four bytes
+             data:  number, "live", content after the first four bytes
                     number, "deleted", number of the next deleted one
              index: key, record number
              notes: offset, "used", length of the block, text
@@ -50,14 +50,14 @@ Commands:
            database also that its records, keys, dependencies and descriptions
            agree
   repair   make a sound one, in new files:
-             data:  the chain of deleted records is made anew; no live record
+             data:  the chain of deleted records is rebuilt; no live record
                     is left out, none changes its number
              index: is made from the records of its data file (--data,
                     --key-field), which is found by itself beside an index of
                     the agent's databases; else from its own pages. Status 0
                     means that no item is lost; else it says between which keys
                     items are missing, and names those that it can
-             notes: the list of free blocks is made anew, hidden free blocks
+             notes: the list of free blocks is rebuilt, hidden free blocks
                     are free again; no text is left out or changes its offset
              A database is repaired file by file.
 
@@ -196,7 +196,7 @@ CommandLine Parse(int argc, char** argv)
     opterr = 0;
     while ((letter = getopt_long(argc, argv, ":r:k:do:", longOptions, nullptr)) != -1) {
         if (letter == '?' || letter == ':')
-            throw WrongUsage(std::string(letter == '?' ? "unknown option: " : "no argument behind ")
+            throw WrongUsage(std::string(letter == '?' ? "unknown option: " : "no argument after ")
                              + argv[optind - 1]);
         line.letters += char(letter);
         TakeOption(char(letter), optarg ? optarg : "", &line.options);

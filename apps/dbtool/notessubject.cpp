@@ -5,7 +5,6 @@
 
 #include "newindex.h"
 #include "recordfile.h"
-#include "repairreport.h"
 #include "report.h"
 #include "store/notesheap.h"
 #include "store/storefiles.h"

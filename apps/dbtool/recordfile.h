@@ -5,16 +5,22 @@
 
 #pragma once
 
+#include "report.h"
 #include "store/datafile.h"
 #include "store/recordblocks.h"
+#include "store/storecheck.h"
+#include "subject.h"
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace DbTool
 {
 
+using Agent::Findings;
+using Agent::IndexEntry;
 using Agent::RecordBlocks;
 
 // Throws Trouble unless `path` is a readable file.
@@ -50,5 +56,34 @@ private:
 
 // Whether a header has the only valid version.
 bool HasVersion(const DataFileHeader& header);
+
+// The data file of an index.
+class LinkedData
+{
+public:
+    // Throws Trouble if the options do not describe the file.
+    LinkedData(const Options& options, int keyLength);
+
+    std::uint32_t count() const { return m_records.count(); }
+    // A record number outside the file is not live.
+    bool IsLive(std::uint32_t number) { return LiveRecord(number) != nullptr; }
+    // The key in a live record; empty without a key field.
+    std::string KeyOf(std::uint32_t number);
+
+    // The differences between the two: each live record must have one item, with the
+    // record's key if the field is known, and there must be no other items.
+    Findings Compare(const std::vector<IndexEntry>& entries, std::size_t most = mostFindings);
+
+    // Each live record as an item. The key field must be known.
+    std::vector<IndexEntry> Entries();
+
+private:
+    const std::uint8_t* LiveRecord(std::uint32_t number);
+    bool HasKey(const IndexEntry& entry);
+
+    const int m_keyLength;
+    const std::optional<KeyField> m_keyField;
+    RecordFile m_records;
+};
 
 } // namespace DbTool

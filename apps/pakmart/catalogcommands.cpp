@@ -6,6 +6,7 @@
 #include "commands.h"
 #include "console.h"
 #include "layout.h"
+#include "outcome.h"
 #include "products.h"
 
 #include <QJsonArray>
@@ -14,7 +15,6 @@
 #include <algorithm>
 #include <string_view>
 #include <vantrelagent/db/catalogscan.h>
-#include <vantrelagent/db/cdpkg.h>
 
 using namespace Agent;
 
@@ -57,14 +57,6 @@ QMap<QString, CategoryCount> CountCategories(CatalogScan& scan)
         category.products += at.value();
     }
     return categories;
-}
-
-// The version of a package on this machine; null if there is none.
-QString InstalledVersion(const CDpkg& packages, const char* package)
-{
-    const CDpkgInfo info = packages.GetPackageInfo(package);
-    return info.GetName().empty() || info.GetStatus() != 0 ? QString()
-                                                           : Text(info.GetVersion().c_str());
 }
 
 QJsonValue ValueAsJson(const CatalogScan::Value& value)
@@ -188,8 +180,7 @@ int ListCommand(Console& display, const QString& category, bool json)
 
 int ShowCommand(Console& display, const QStringList& serials, bool json)
 {
-    CDpkg packages;
-    packages.ReadStatusFile();
+    const DpkgStatus packages = ReadDpkgStatus();
     QJsonArray all;
     int status = ExitDone, shown = 0;
     for (const QString& serial : serials) {

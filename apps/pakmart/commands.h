@@ -51,3 +51,8 @@ int RegisterCommand(Console& display, bool json);
 // `run` is the place in the list of the application to start; 0 shows the list.
 int RecentCommand(Console& display, int run);
 int ForgetCommand(Console& display, const QStringList& serials);
+
+// Fetches the store's package sources, and the lists of packages from each of them.
+// Returns an error message for the user, or an empty text if the lists are current. If
+// there is a console, prints what it waits for.
+QString RefreshSources(Console* console);

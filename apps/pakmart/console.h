@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Everything that the user reads: progress, questions, errors.
+// Everything that the user reads (progress, questions, errors), and Ctrl-C.
 //
 // The library and the programs it runs write to standard output as well. Those lines go to
 // a log file unless the user wants to see them, so the console keeps the real standard
@@ -12,6 +12,7 @@
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QString>
+#include <functional>
 
 class Console
 {
@@ -58,3 +59,27 @@ private:
     int m_item = 0;
     int m_overall = 0;
 };
+
+namespace Interrupt
+{
+
+// Ctrl-C and SIGTERM: the current work is asked to end, and requests that wait for the
+// server are aborted. This ends the library's waits, so that it can clean up.
+
+// Catches the two signals from now on; an application object must exist.
+void install();
+
+// Whether one has come.
+bool received();
+
+// An action for each such signal, as long as the object lives. It runs in the event loop.
+class Handler
+{
+public:
+    explicit Handler(std::function<void()> handler);
+    ~Handler();
+    Handler(const Handler&) = delete;
+    Handler& operator=(const Handler&) = delete;
+};
+
+} // namespace Interrupt

@@ -1,18 +1,51 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-#include "installcommand.h"
-
 #include "boxwatcher.h"
 #include "commands.h"
 #include "console.h"
-#include "interrupt.h"
 #include "outcome.h"
 
 #include <QFile>
+#include <QObject>
 #include <QPointer>
 #include <algorithm>
+#include <string>
 #include <vantrelagent/install/capiinstallpackages.h>
+#include <vantrelagent/install/packagelists.h>
+
+// The listener of an install: shows its progress and asks for confirmation.
+class InstallListener : public QObject
+{
+    Q_OBJECT
+
+public:
+    InstallListener(Console& display, bool yes) : m_display(display), m_yes(yes) { }
+
+    bool declined() const { return m_declined; }
+    // Whether the package tools have run, and succeeded.
+    bool toolsSucceeded() const { return m_toolsSucceeded; }
+    bool toolsBegan() const { return m_toolsBegan; }
+
+public slots:
+    void onPreInstallInformation(const std::string& text);
+    void onCanContinue(int count, bool& canContinue);
+    void onBeginInstall();
+    void onReceivedPackageNames(const AptGetPackages& packages);
+    void onReceivedTotalBytes(const std::string& size);
+    void onBeginReceivePackage(const std::string& name, const std::string& size);
+    void onReceivePackagePulse(int itemPercent, int overallPercent);
+    void onEndReceivePackage(const std::string& name);
+    void onBeginInstall(const std::string& name);
+    void onEndInstall(const bool success);
+
+private:
+    Console& m_display;
+    const bool m_yes;
+    bool m_declined = false;
+    bool m_toolsBegan = false;
+    bool m_toolsSucceeded = false;
+};
 
 void InstallListener::onPreInstallInformation(const std::string& text)
 {
@@ -216,3 +249,5 @@ int InstallCommand(Console& console, const BoxWatcher& boxes, const QStringList&
     SayNewTrouble(console, record.wanted, before, now);
     return ExitDone;
 }
+
+#include "installcommand.moc"

@@ -5,8 +5,8 @@
 
 #include "commands.h"
 #include "console.h"
-#include "installedversions.h"
 #include "layout.h"
+#include "outcome.h"
 
 #include <QJsonArray>
 #include <QJsonObject>

@@ -4,10 +4,8 @@
 // pakmart: the store on the command line.
 
 #include "boxwatcher.h"
-#include "commandline.h"
 #include "commands.h"
 #include "console.h"
-#include "interrupt.h"
 
 #include <QApplication>
 #include <clocale>
@@ -39,13 +37,13 @@ Commands:
   aisles                     fetch and show how the store is arranged
   sync                       show what of your account is on this machine
   os-update                  bring the system's packages up to date
-  status                     tell whether the store can be reached
-  register                   tell the store which system builder this machine
-                             comes from
+  status                     show whether the store can be reached
+  register                   report the system builder of this machine to the
+                             store
 
 Options:
   -y, --yes        do not ask before downloading or removing
-      --json       tell the result as one line of JSON: update, categories, list,
+      --json       print the result as one line of JSON: update, categories, list,
                    search, show, installed, aisles, sync, status, register, and
                    os-update, which needs --yes then, since nothing is asked
   -v, --verbose    show the lines of the library and of the package tools
@@ -56,6 +54,17 @@ Options:
 
 Exit status: 0 done, 1 failed, 2 usage, 3 declined, 130 interrupted.
 )";
+
+// The parsed command line.
+struct CommandLine {
+    QString command;
+    QStringList arguments;
+    QStringList options; // as written, without their values
+    QString pictures;
+    int run = 0; // place in the list of applications; 0: not given
+
+    bool has(const char* option) const { return options.contains(QLatin1String(option)); }
+};
 
 // The arguments of a command. One: at most one.
 enum class Arguments { None, One, Some, Serials };
@@ -171,6 +180,65 @@ const Command commands[] = {
           return RegisterCommand(display, line.has("--json"));
       } },
 };
+
+struct Option {
+    const char* name;
+    const char* shortName;
+    bool (*take)(CommandLine& line, const QString& value); // null: it takes no value
+};
+
+bool TakePictures(CommandLine& line, const QString& value)
+{
+    line.pictures = value;
+    return !value.isEmpty();
+}
+
+bool TakeRun(CommandLine& line, const QString& value)
+{
+    line.run = value.toInt();
+    return line.run > 0;
+}
+
+const Option knownOptions[] = {
+    { "--yes", "-y", nullptr },   { "--verbose", "-v", nullptr },     { "--package", "", nullptr },
+    { "--json", "", nullptr },    { "--dialogs", "", nullptr },       { "--help", "", nullptr },
+    { "--version", "", nullptr }, { "--pictures", "", TakePictures }, { "--run", "", TakeRun },
+};
+
+const Option* FindOption(const QString& word)
+{
+    for (const Option& option : knownOptions) {
+        if (word == QLatin1String(option.name) || word == QLatin1String(option.shortName))
+            return &option;
+    }
+    return nullptr;
+}
+
+// Reads the options, at any position; a short option is stored under its long name.
+// Returns an error message, or an empty text.
+QString ParseCommandLine(const QStringList& words, CommandLine& line)
+{
+    bool options = true;
+    for (int i = 0; i < words.size(); ++i) {
+        const QString& word = words[i];
+        if (!options || !word.startsWith(QLatin1Char('-'))) {
+            line.arguments << word;
+            continue;
+        }
+        if (word == QLatin1String("--")) {
+            options = false;
+            continue;
+        }
+        const Option* option = FindOption(word);
+        const bool takes = option && option->take;
+        if (!option || (takes && (++i == words.size() || !option->take(line, words[i]))))
+            return QStringLiteral("unknown option, or its argument is missing: %1").arg(word);
+        line.options << QLatin1String(option->name);
+    }
+    if (!line.arguments.isEmpty())
+        line.command = line.arguments.takeFirst();
+    return QString();
+}
 
 const Command* FindCommand(const QString& name)
 {

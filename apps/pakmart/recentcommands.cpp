@@ -75,8 +75,7 @@ int Start(Console& display, CRUFile& list, int place)
     CRun run(SystemPath(program), QString(), false);
     run.Run();
     if (run.pid() < 0) {
-        display.complain(
-            QStringLiteral("%1 cannot be started: there is no program %2").arg(name, program));
+        display.complain(QStringLiteral("%1 cannot be started: %2 not found").arg(name, program));
         return ExitFailed;
     }
     display.sayText(QStringLiteral("%1 is started.").arg(name));

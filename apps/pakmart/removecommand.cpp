@@ -6,8 +6,6 @@
 
 #include "commands.h"
 #include "console.h"
-#include "frontendrun.h"
-#include "interrupt.h"
 #include "outcome.h"
 
 #include <vantrelagent/install/crun.h>
@@ -57,7 +55,7 @@ bool MakePlan(Console& console, const QStringList& names, Plan& plan)
         for (const QString& error : simulation.errors())
             console.complain(error);
         console.complain(
-            QStringLiteral("what would be removed cannot be worked out, so nothing is"));
+            QStringLiteral("nothing is removed, since it is unknown what else would go"));
     }
     return false;
 }

@@ -6,8 +6,7 @@
 #include "boxwatcher.h"
 #include "commands.h"
 #include "console.h"
-#include "interrupt.h"
-#include "savedmark.h"
+#include "outcome.h"
 
 #include <QEventLoop>
 #include <QJsonArray>

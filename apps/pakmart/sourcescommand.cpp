@@ -1,12 +1,11 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-#include "sourcescommand.h"
+// Refreshes the lists of packages that installs use to resolve dependencies.
 
 #include "boxwatcher.h"
 #include "commands.h"
 #include "console.h"
-#include "interrupt.h"
 
 #include <QCoreApplication>
 #include <fstream>

@@ -5,7 +5,6 @@
 
 #include "commands.h"
 #include "console.h"
-#include "interrupt.h"
 
 #include <QDomElement>
 #include <QEventLoop>

@@ -3,8 +3,9 @@
 
 #include "base/dpkgstatus.h"
 
+#include "base/text.h"
+
 #include <algorithm>
-#include <cctype>
 #include <dirent.h>
 #include <fstream>
 #include <memory>
@@ -25,21 +26,11 @@ std::vector<std::string> JournalOf(const std::string& folder)
     const std::unique_ptr<DIR, int (*)(DIR*)> dir(opendir(folder.c_str()), closedir);
     while (const dirent* entry = dir ? readdir(dir.get()) : nullptr) {
         const std::string name = entry->d_name;
-        if (std::all_of(name.begin(), name.end(), [](unsigned char c) { return std::isdigit(c); }))
+        if (std::all_of(name.begin(), name.end(), IsDigit))
             names.push_back(folder + '/' + name);
     }
     std::sort(names.begin(), names.end());
     return names;
-}
-
-// The fields that count, in small letters.
-const char* FieldName(const std::string& line, std::size_t colon)
-{
-    for (const char* name : { "package", "status", "version", "architecture" }) {
-        if (strncasecmp(line.c_str(), name, colon) == 0 && name[colon] == '\0')
-            return name;
-    }
-    return nullptr;
 }
 
 } // namespace
@@ -67,6 +58,37 @@ std::string PackageKey(const std::string& name, const std::string& architecture)
     return foreign ? name + ':' + architecture : name;
 }
 
+bool StatusStanza::Read(std::istream& text)
+{
+    lines.clear();
+    std::string line;
+    while (std::getline(text, line)) {
+        if (!line.empty())
+            lines.push_back(line);
+        else if (!lines.empty())
+            break;
+    }
+    return !lines.empty();
+}
+
+std::string StatusStanza::Field(std::string_view name) const
+{
+    for (auto line = lines.rbegin(); line != lines.rend(); ++line) {
+        if (line->size() <= name.size() || (*line)[name.size()] != ':'
+            || strncasecmp(line->data(), name.data(), name.size()) != 0)
+            continue;
+        const auto begin = line->find_first_not_of(" \t", name.size() + 1);
+        return begin == std::string::npos ? std::string() : line->substr(begin);
+    }
+    return {};
+}
+
+std::string StatusStanza::Key() const
+{
+    const std::string name = Field("Package");
+    return name.empty() ? name : PackageKey(name, Field("Architecture"));
+}
+
 DpkgStatus::DpkgStatus(const std::string& folder)
 {
     m_readable = Read(folder + "/status");
@@ -81,39 +103,21 @@ bool DpkgStatus::Read(const std::string& file)
     std::ifstream text(file);
     if (!text)
         return false;
-    std::map<std::string, std::string> fields;
-    for (std::string line; std::getline(text, line);) {
-        if (line.empty()) {
-            Note(fields);
-            fields.clear();
-            continue;
-        }
-        const auto colon = line.find(':');
-        if (colon == std::string::npos || line[0] == ' ')
-            continue;
-        if (const char* name = FieldName(line, colon)) {
-            const auto begin = line.find_first_not_of(" \t", colon + 1);
-            fields[name] = begin == std::string::npos ? std::string() : line.substr(begin);
-        }
-    }
-    Note(fields); // the last one may lack its empty line
+    for (StatusStanza stanza; stanza.Read(text);)
+        Note(stanza);
     return !text.bad();
 }
 
-void DpkgStatus::Note(const std::map<std::string, std::string>& fields)
+void DpkgStatus::Note(const StatusStanza& stanza)
 {
-    const auto value = [&fields](const char* name) {
-        const auto found = fields.find(name);
-        return found == fields.end() ? std::string() : found->second;
-    };
-    const std::string name = value("package");
-    if (name.empty())
+    const std::string key = stanza.Key();
+    if (key.empty())
         return;
     PackageState state;
-    std::istringstream words(value("status"));
+    std::istringstream words(stanza.Field("Status"));
     words >> state.want >> state.flag >> state.status;
-    state.version = value("version");
-    m_packages[PackageKey(name, value("architecture"))] = state;
+    state.version = stanza.Field("Version");
+    m_packages[key] = state;
 }
 
 PackageState DpkgStatus::Of(const std::string& name) const

@@ -7,8 +7,11 @@
 
 #pragma once
 
+#include <iosfwd>
 #include <map>
 #include <string>
+#include <string_view>
+#include <vector>
 
 namespace Agent
 {
@@ -31,6 +34,21 @@ struct PackageState {
     bool IsHalfWay() const { return !IsGone() && (status != "installed" || flag != "ok"); }
     // "install ok unpacked"
     std::string Words() const { return want + ' ' + flag + ' ' + status; }
+};
+
+// One stanza of a status file.
+struct StatusStanza {
+    std::vector<std::string> lines; // without their line ends
+
+    // Reads the next one; false at the end of the file.
+    bool Read(std::istream& text);
+
+    // The value of a field on its own line, the last one of several; empty if it is
+    // missing. Letter case does not matter.
+    std::string Field(std::string_view name) const;
+
+    // The name under which DpkgStatus keeps the package; empty if the stanza has no name.
+    std::string Key() const;
 };
 
 class DpkgStatus
@@ -57,7 +75,7 @@ public:
 
 private:
     bool Read(const std::string& file);
-    void Note(const std::map<std::string, std::string>& fields);
+    void Note(const StatusStanza& stanza);
 
     bool m_readable = false;
     bool m_interrupted = false;

@@ -3,6 +3,8 @@
 
 #include "base/packagename.h"
 
+#include "base/text.h"
+
 #include <algorithm>
 
 namespace Agent
@@ -15,20 +17,7 @@ const std::size_t kLongest = 128;
 
 bool IsSmallOrDigit(char c)
 {
-    return (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9');
-}
-
-bool IsLetterOrDigit(char c)
-{
-    return IsSmallOrDigit(c) || (c >= 'A' && c <= 'Z');
-}
-
-// Whether the text is not empty and holds only such characters and `others`.
-bool IsMadeOf(std::string_view text, bool (*is)(char), std::string_view others)
-{
-    return !text.empty() && std::all_of(text.begin(), text.end(), [=](char c) {
-        return is(c) || others.find(c) != std::string_view::npos;
-    });
+    return IsSmallLetter(c) || IsDigit(c);
 }
 
 } // namespace

@@ -6,25 +6,36 @@
 namespace Agent
 {
 
+// The bounds of the second byte exclude overlong forms, surrogates and numbers beyond
+// Unicode.
+bool Utf8Reader::Begin(unsigned char byte)
+{
+    m_following = byte >= 0xF0 ? 3 : byte >= 0xE0 ? 2 : 1;
+    m_lowest = byte == 0xE0 ? 0xA0 : byte == 0xF0 ? 0x90 : 0x80;
+    m_highest = byte == 0xED ? 0x9F : byte == 0xF4 ? 0x8F : 0xBF;
+    return byte >= 0xC2 && byte <= 0xF4;
+}
+
 std::size_t Utf8Length(std::string_view text, std::size_t at)
 {
-    const auto byte
-        = [text](std::size_t i) -> unsigned { return static_cast<unsigned char>(text[i]); };
-    const unsigned lead = byte(at);
-    if (lead < 0x80)
-        return 1;
-    const std::size_t length = lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
-    if (lead < 0xC2 || lead > 0xF4 || text.size() - at < length)
-        return 0;
-    for (std::size_t i = 1; i < length; ++i) {
-        if ((byte(at + i) & 0xC0) != 0x80)
+    Utf8Reader reader;
+    for (std::size_t end = at; end < text.size();) {
+        if (!reader.Take(static_cast<unsigned char>(text[end++])))
             return 0;
+        if (reader.IsWhole())
+            return end - at;
     }
-    // Overlong, a surrogate, or beyond the last character.
-    const unsigned second = byte(at + 1);
-    const bool wrong = (lead == 0xE0 && second < 0xA0) || (lead == 0xED && second > 0x9F)
-        || (lead == 0xF0 && second < 0x90) || (lead == 0xF4 && second > 0x8F);
-    return wrong ? 0 : length;
+    return 0;
+}
+
+bool IsUtf8(std::string_view text)
+{
+    Utf8Reader reader;
+    for (const char c : text) {
+        if (!reader.Take(static_cast<unsigned char>(c)))
+            return false;
+    }
+    return reader.IsWhole();
 }
 
 } // namespace Agent

@@ -3,19 +3,58 @@
 
 #include "base/wholefile.h"
 
-#include "base/descriptor.h"
-
 #include <cerrno>
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
+#include <random>
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace Agent
 {
 
-bool WriteToDisk(int fd, std::string_view text)
+namespace
+{
+
+constexpr int folderFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
+
+std::string NameIn(const std::string& path)
+{
+    return path.substr(path.rfind('/') + 1);
+}
+
+// A name that no other process makes, however many write the same file.
+std::string FreshName(const std::string& name)
+{
+    static const std::string_view letters = "abcdefghijklmnopqrstuvwxyz0123456789";
+    std::random_device random;
+    std::string fresh = name + '.';
+    for (int i = 0; i < 8; ++i)
+        fresh += letters[random() % letters.size()];
+    return fresh;
+}
+
+std::string PathOf(int fd)
+{
+    return "/proc/self/fd/" + std::to_string(fd);
+}
+
+// A new file without a name; none where the file system has no such files, or where it could
+// not be named later.
+Descriptor Unnamed(int folder, mode_t mode)
+{
+    Descriptor file(openat(folder, ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, mode));
+    return file && access(PathOf(file.fd()).c_str(), F_OK) == 0 ? std::move(file) : Descriptor();
+}
+
+bool Name(int file, int folder, const std::string& name)
+{
+    return linkat(AT_FDCWD, PathOf(file).c_str(), folder, name.c_str(), AT_SYMLINK_FOLLOW) == 0;
+}
+
+bool WriteAll(int fd, std::string_view text)
 {
     while (!text.empty()) {
         const ssize_t count = write(fd, text.data(), text.size());
@@ -23,7 +62,87 @@ bool WriteToDisk(int fd, std::string_view text)
             return false;
         text.remove_prefix(count > 0 ? std::size_t(count) : 0);
     }
-    return fsync(fd) == 0;
+    return true;
+}
+
+} // namespace
+
+FileReplacement::FileReplacement(const std::string& path, mode_t mode)
+    : m_folder(open(FolderOf(path).c_str(), folderFlags)), m_name(NameIn(path)),
+      m_fresh(FreshName(m_name))
+{
+    if (!m_folder)
+        return;
+    m_file = Unnamed(m_folder.fd(), mode);
+    if (!m_file)
+        MakeNamed(mode);
+}
+
+FileReplacement::FileReplacement(Descriptor folder, const std::string& name,
+                                 const std::string& fresh, mode_t mode)
+    : m_folder(std::move(folder)), m_name(name), m_fresh(fresh)
+{
+    if (m_folder)
+        MakeNamed(mode);
+}
+
+void FileReplacement::MakeNamed(mode_t mode)
+{
+    constexpr int flags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
+    m_file = Descriptor(openat(m_folder.fd(), m_fresh.c_str(), flags, mode));
+    m_isNamed = bool(m_file);
+}
+
+FileReplacement FileReplacement::Following(const std::string& path, mode_t mode)
+{
+    const std::string target = FinalPath(path);
+    const bool isThere = access(target.c_str(), F_OK) == 0;
+    if (isThere && access(target.c_str(), W_OK) != 0)
+        return FileReplacement();
+    FileReplacement beside(target, mode);
+    if (beside || errno != EACCES || !isThere)
+        return beside;
+    FileReplacement itself;
+    itself.m_file = Descriptor(open(target.c_str(), O_WRONLY | O_TRUNC | O_CLOEXEC));
+    return itself;
+}
+
+FileReplacement::~FileReplacement()
+{
+    if (!m_folder || !m_isNamed)
+        return;
+    const int error = errno;
+    unlinkat(m_folder.fd(), m_fresh.c_str(), 0);
+    errno = error;
+}
+
+bool FileReplacement::Write(std::string_view text)
+{
+    return WriteAll(m_file.fd(), text);
+}
+
+bool FileReplacement::Commit()
+{
+    if (!m_file || fsync(m_file.fd()) != 0)
+        return false;
+    if (!m_folder)
+        return true;
+    m_isNamed = m_isNamed || Name(m_file.fd(), m_folder.fd(), m_fresh);
+    if (!m_isNamed || renameat(m_folder.fd(), m_fresh.c_str(), m_folder.fd(), m_name.c_str()) != 0)
+        return false;
+    m_isNamed = false;
+    return SyncFolder(m_folder.fd());
+}
+
+bool ReplaceFile(const std::string& path, std::string_view text, mode_t mode)
+{
+    FileReplacement file(path, mode & 0600);
+    return file && file.Write(text) && fchmod(file.fd(), mode) == 0 && file.Commit();
+}
+
+bool WriteToDisk(int fd, std::string_view text)
+{
+    return WriteAll(fd, text) && fsync(fd) == 0;
 }
 
 bool SyncFolder(int fd)
@@ -33,7 +152,7 @@ bool SyncFolder(int fd)
 
 bool SyncFolder(const std::string& folder)
 {
-    const Descriptor descriptor(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const Descriptor descriptor(open(folder.c_str(), folderFlags));
     return descriptor && SyncFolder(descriptor.fd());
 }
 
@@ -43,19 +162,10 @@ std::string FolderOf(const std::string& path)
     return slash == std::string::npos ? "." : path.substr(0, slash + 1);
 }
 
-bool ReplaceFile(const std::string& path, std::string_view text, mode_t mode)
+std::string FinalPath(const std::string& path)
 {
-    std::string made = path + ".XXXXXX";
-    const Descriptor file(mkostemp(made.data(), O_CLOEXEC));
-    if (!file)
-        return false;
-    if (WriteToDisk(file.fd(), text) && fchmod(file.fd(), mode) == 0
-        && rename(made.c_str(), path.c_str()) == 0)
-        return SyncFolder(FolderOf(path));
-    const int error = errno;
-    unlink(made.c_str());
-    errno = error;
-    return false;
+    char buffer[PATH_MAX];
+    return realpath(path.c_str(), buffer) ? std::string(buffer) : path;
 }
 
 } // namespace Agent

@@ -4,7 +4,7 @@
 #include "catalog/capidownloadappinfo.h"
 
 #include "support/ctracer.h"
-#include "util/output.h"
+#include "util/diagnostics.h"
 
 using namespace Agent;
 

@@ -3,14 +3,13 @@
 
 #include "catalog/cappinfo.h"
 
+#include "base/text.h"
 #include "catalog/cmenueditor.h"
 #include "db/crufile.h"
-#include "db/indexlayer.h"
+#include "db/dbshared.h"
 #include "db/listlock.h"
-#include "db/outofmemory.h"
 #include "request/replydocument.h"
 #include "support/ctracer.h"
-#include "util/number.h"
 #include "util/urlcodec.h"
 
 #include <QDomDocument>

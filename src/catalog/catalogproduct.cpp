@@ -3,9 +3,9 @@
 
 #include "catalog/catalogproduct.h"
 
+#include "base/text.h"
 #include "db/productfields.h"
-#include "util/number.h"
-#include "util/pacer.h"
+#include "util/eventwait.h"
 #include "util/urltext.h"
 
 #include <QDomElement>

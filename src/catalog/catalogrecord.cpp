@@ -7,10 +7,9 @@
 #include "catalog/catalogproduct.h"
 #include "catalog/updatelock.h"
 #include "db/ccatalogfile.h"
+#include "db/dbshared.h"
 #include "db/generations.h"
 #include "db/heldfiles.h"
-#include "db/indexlayer.h"
-#include "db/outofmemory.h"
 #include "util/diagnostics.h"
 #include "util/eventwait.h"
 

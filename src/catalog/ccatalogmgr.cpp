@@ -3,9 +3,9 @@
 
 #include "catalog/ccatalogmgr.h"
 
+#include "base/text.h"
 #include "catalog/savedtree.h"
 #include "support/ctracer.h"
-#include "util/number.h"
 
 using namespace Agent;
 

@@ -3,18 +3,18 @@
 
 #include "catalog/savedtree.h"
 
+#include "base/wholefile.h"
 #include "catalog/cxmlnode.h"
 #include "request/replydocument.h"
 #include "util/diagnostics.h"
 #include "util/eventwait.h"
-#include "util/pacer.h"
 #include "util/paths.h"
 #include "util/urltext.h"
 
 #include <QDomDocument>
 #include <QFile>
-#include <QSaveFile>
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <functional>
@@ -30,44 +30,50 @@ using namespace Agent;
 namespace
 {
 
-// Writes a stream into a file. A tree flushes after each of its elements, which is
-// ignored: the file is flushed once, at its end.
-class DeviceBuffer : public std::streambuf
+// Writes a stream into a file, a block at a time. A tree flushes after each of its elements,
+// which is ignored.
+class FileBuffer : public std::streambuf
 {
 public:
-    explicit DeviceBuffer(QIODevice& device) : m_device(device) { }
+    explicit FileBuffer(FileReplacement& file) : m_file(file) { Start(); }
+
+    // Writes the last block.
+    bool Finish() { return Empty(); }
 
 protected:
-    std::streamsize xsputn(const char* text, std::streamsize size) override
-    {
-        return m_device.write(text, size);
-    }
     int_type overflow(int_type c) override
     {
-        const char byte = traits_type::to_char_type(c);
-        return m_device.write(&byte, 1) == 1 ? traits_type::not_eof(c) : traits_type::eof();
+        if (!Empty())
+            return traits_type::eof();
+        return traits_type::eq_int_type(c, traits_type::eof()) ? traits_type::not_eof(c)
+                                                               : sputc(char(c));
     }
 
 private:
-    QIODevice& m_device;
+    void Start() { setp(m_block.data(), m_block.data() + m_block.size()); }
+    bool Empty()
+    {
+        const bool written = m_file.Write({ pbase(), std::size_t(pptr() - pbase()) });
+        Start();
+        return written;
+    }
+
+    FileReplacement& m_file;
+    std::array<char, 16384> m_block;
 };
 
-// The permissions of a saved file; `before` are those of the old one, if there is one.
-// A file that is private to the account is for its owner only; others may be read by
-// all, as far as the process's umask allows for a new file.
-void SetPermissions(int fd, bool secret, const struct stat* before)
+// What is private to the account is for its owner only; anything else may be read by all,
+// as far as the process's umask allows.
+mode_t ModeOfNew(bool secret)
 {
-    struct stat info = {};
-    if (secret)
-        fchmod(fd, 0600);
-    else if (!before && fstat(fd, &info) == 0)
-        fchmod(fd, info.st_mode & 0644);
+    return secret ? 0600 : 0644;
 }
 
-// The file replaces an older one: it gets the same owner, if this process may change
-// owners.
-void KeepOwner(int fd, const struct stat& before)
+// The file replaces an older one: it gets the same permissions, and the same owner if this
+// process may change owners.
+void TakeAfter(int fd, const struct stat& before, bool secret)
 {
+    fchmod(fd, secret ? 0600 : before.st_mode & 0777);
     if (fchown(fd, before.st_uid, before.st_gid) != 0)
         return;
 }
@@ -150,15 +156,15 @@ void WriteTree(QDomNode node, int levels, std::ostream& out, Pacer& pacer)
 
 // Syncs most of the file while events are processed; the rest is synced when the file
 // replaces the old one. The system reports an error only once, so it counts here.
-bool WriteOut(QSaveFile& file)
+bool WriteOut(int descriptor)
 {
-    constexpr qint64 large = 1024 * 1024;
-    if (!file.flush() || file.size() < large)
+    constexpr off_t large = 1024 * 1024;
+    struct stat info = {};
+    if (fstat(descriptor, &info) == 0 && info.st_size < large)
         return true;
     bool written = false;
-    PassEventsBeside([&written, descriptor = file.handle()] {
-        written = fdatasync(descriptor) == 0 || errno == EINVAL;
-    });
+    PassEventsBeside(
+        [&written, descriptor] { written = fdatasync(descriptor) == 0 || errno == EINVAL; });
     return written;
 }
 
@@ -168,29 +174,26 @@ enum class Meanwhile { Nothing, Events };
 bool SaveFile(const char* name, Meanwhile meanwhile,
               const std::function<void(std::ostream&)>& write)
 {
-    QSaveFile file(SavedTreePath(name));
-    file.setDirectWriteFallback(true);
+    const std::string path = QFile::encodeName(SavedTreePath(name)).toStdString();
+    const bool secret = std::strcmp(name, ".profile") == 0;
     struct stat before = {};
-    const bool isNew = stat(QFile::encodeName(file.fileName()).constData(), &before) != 0;
-    if (!file.open(QIODevice::WriteOnly)) {
-        qCInfo(logCatalog, "cannot write %s: %s", qUtf8Printable(file.fileName()),
-               qUtf8Printable(file.errorString()));
+    const bool isNew = stat(path.c_str(), &before) != 0;
+    FileReplacement file = FileReplacement::Following(path, ModeOfNew(secret));
+    if (!file) {
+        qCInfo(logCatalog, "cannot write %s: %s", path.c_str(), std::strerror(errno));
         return false;
     }
-    SetPermissions(file.handle(), std::strcmp(name, ".profile") == 0, isNew ? nullptr : &before);
     if (!isNew)
-        KeepOwner(file.handle(), before);
-    DeviceBuffer buffer(file);
+        TakeAfter(file.fd(), before, secret);
+    FileBuffer buffer(file);
     std::ostream out(&buffer);
     write(out);
-    if ((meanwhile == Meanwhile::Events && !WriteOut(file)) || !out || !file.flush())
-        file.cancelWriting();
-    const bool written = file.commit();
+    const bool written = out && buffer.Finish()
+        && (meanwhile == Meanwhile::Nothing || WriteOut(file.fd())) && file.Commit();
     if (written)
-        qCDebug(logCatalog, "wrote %s", qUtf8Printable(file.fileName()));
+        qCDebug(logCatalog, "wrote %s", path.c_str());
     else
-        qCInfo(logCatalog, "cannot replace %s: %s", qUtf8Printable(file.fileName()),
-               qUtf8Printable(file.errorString()));
+        qCInfo(logCatalog, "cannot replace %s: %s", path.c_str(), std::strerror(errno));
     return written;
 }
 

@@ -3,10 +3,10 @@
 
 #include "db/catalogscan.h"
 
-#include "db/dbfolders.h"
 #include "db/dblayouts.h"
+#include "db/dbrecord.h"
+#include "db/dbshared.h"
 #include "db/generations.h"
-#include "db/recordreader.h"
 #include "store/notesheap.h"
 
 #include <algorithm>

@@ -3,19 +3,18 @@
 
 #include "db/ccatalogfile.h"
 
+#include "base/text.h"
 #include "db/dbfiles.h"
-#include "db/dbfolders.h"
 #include "db/dblayouts.h"
+#include "db/dbshared.h"
 #include "db/generations.h"
 #include "db/heldfiles.h"
 #include "db/noteowners.h"
-#include "db/outofmemory.h"
 #include "store/cnote.h"
 #include "store/indexfile.h"
 #include "store/indexpage.h"
 #include "store/notesheap.h"
 #include "util/diagnostics.h"
-#include "util/number.h"
 
 #include <algorithm>
 #include <cstdlib>

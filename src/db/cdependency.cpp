@@ -4,11 +4,10 @@
 #include "db/cdependency.h"
 
 #include "db/dbfiles.h"
-#include "db/dbfolders.h"
 #include "db/dblayouts.h"
+#include "db/dbshared.h"
 #include "db/generations.h"
 #include "db/heldfiles.h"
-#include "db/outofmemory.h"
 #include "store/datafile.h"
 #include "util/diagnostics.h"
 

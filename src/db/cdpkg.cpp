@@ -3,9 +3,8 @@
 
 #include "db/cdpkg.h"
 
+#include "base/text.h"
 #include "util/diagnostics.h"
-#include "util/number.h"
-#include "util/output.h"
 #include "util/paths.h"
 #include "util/text.h"
 

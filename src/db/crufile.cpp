@@ -4,10 +4,9 @@
 #include "db/crufile.h"
 
 #include "db/dbfiles.h"
-#include "db/dbfolders.h"
 #include "db/dblayouts.h"
+#include "db/dbshared.h"
 #include "db/listlock.h"
-#include "db/outofmemory.h"
 #include "db/recentrepair.h"
 #include "store/datafile.h"
 #include "store/indexpage.h"

@@ -4,8 +4,8 @@
 #include "db/dbcheck.h"
 
 #include "db/dblayouts.h"
+#include "db/dbrecord.h"
 #include "db/generations.h"
-#include "db/recordreader.h"
 #include "store/indexpage.h"
 #include "store/notesheap.h"
 

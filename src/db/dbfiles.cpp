@@ -3,6 +3,7 @@
 
 #include "db/dbfiles.h"
 
+#include "base/wholefile.h"
 #include "db/dblayouts.h"
 #include "store/indexfile.h"
 #include "store/ownfiles.h"
@@ -10,6 +11,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <fcntl.h>
 
 namespace Agent
 {
@@ -18,6 +20,12 @@ namespace
 {
 
 using Step = int (*)(IndexFile*, std::uint32_t*, char*);
+
+bool SyncPath(const std::string& path, int flags)
+{
+    const Descriptor opened(open(path.c_str(), flags | O_CLOEXEC));
+    return opened && storeFiles().Sync(opened.fd()) == 0;
+}
 
 // Looks up an item in an index, from a key if the step takes one.
 bool Ask(Step step, IndexFile* index, const char* key, std::int32_t* number, char* found)
@@ -44,9 +52,11 @@ bool Change(Step step, IndexFile* index, std::int32_t number, const char* key)
 
 } // namespace
 
+// In the order of FileReplacement, with the databases' file system.
 bool PutInPlace(const std::string& made, const std::string& name)
 {
-    return storeFiles().Rename(made.c_str(), name.c_str()) == 0;
+    return SyncPath(made, O_RDONLY) && storeFiles().Rename(made.c_str(), name.c_str()) == 0
+        && SyncPath(FolderOf(name), O_RDONLY | O_DIRECTORY);
 }
 
 template <typename OpenData, typename OpenIndex>

@@ -20,7 +20,8 @@ namespace Agent
 struct DbLayout;
 class StoreFiles;
 
-// Renames a new file over the one that it replaces.
+// Renames a new file over the one that it replaces, and has both on the disk. False if a step
+// fails; the old file is still there unless that is the last one.
 bool PutInPlace(const std::string& made, const std::string& name);
 
 class DbFiles

@@ -3,8 +3,10 @@
 
 #include "db/dbrecord.h"
 
+#include "db/dblayouts.h"
 #include "store/indexpage.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace Agent
@@ -42,6 +44,27 @@ void EndText(std::uint8_t* record, TextField field)
 bool SameText(const char* a, const char* b)
 {
     return tacompkeys(a, b, 0, 0, 0) == 0;
+}
+
+RecordReader::RecordReader(const std::string& folder, const DbLayout& layout,
+                           std::vector<TextField> texts)
+    : m_blocks(folder + layout.fileName, layout.recordLength), m_texts(std::move(texts))
+{
+}
+
+std::int32_t RecordReader::Count() const
+{
+    return std::int32_t(std::min<std::int64_t>(m_blocks.count(), INT32_MAX));
+}
+
+const std::uint8_t* RecordReader::Live(std::int32_t number)
+{
+    std::uint8_t* const record = number > 0 && number < Count() ? m_blocks.Read(number) : nullptr;
+    if (!record || !IsLive(record))
+        return nullptr;
+    for (const TextField text : m_texts)
+        EndText(record, text);
+    return record;
 }
 
 } // namespace Agent

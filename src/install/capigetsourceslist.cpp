@@ -3,18 +3,17 @@
 
 #include "install/capigetsourceslist.h"
 
+#include "base/wholefile.h"
 #include "catalog/cxmlnode.h"
 #include "install/crunaptget.h"
 #include "install/privatetree.h"
 #include "support/ctracer.h"
 #include "util/diagnostics.h"
-#include "util/output.h"
 
-#include <QFile>
-#include <QSaveFile>
 #include <algorithm>
 #include <fstream>
 #include <numeric>
+#include <sys/stat.h>
 
 using namespace Agent;
 
@@ -171,13 +170,15 @@ bool Differ(const std::vector<Entry>& before, const std::vector<Entry>& now)
 
 bool WriteEntries(const std::string& path, const std::vector<Entry>& entries)
 {
-    QSaveFile file(QFile::decodeName(path.c_str()));
-    file.setDirectWriteFallback(true);
-    if (!file.open(QIODevice::WriteOnly))
-        return false;
+    std::string text;
     for (const Entry& entry : entries)
-        file.write(QByteArray::fromStdString(entry.text + "  #" + entry.timestamp + '\n'));
-    return file.commit();
+        text += entry.text + "  #" + entry.timestamp + '\n';
+    struct stat before = {};
+    const bool isNew = stat(path.c_str(), &before) != 0;
+    FileReplacement file = FileReplacement::Following(path, 0666);
+    if (file && !isNew)
+        fchmod(file.fd(), before.st_mode & 0777);
+    return file && file.Write(text) && file.Commit();
 }
 
 } // namespace

@@ -4,16 +4,16 @@
 #include "install/capiinstallpackages.h"
 
 #include "base/dpkgstatus.h"
+#include "base/text.h"
 #include "catalog/capidownloadappinfo.h"
 #include "db/crufile.h"
-#include "db/indexlayer.h"
+#include "db/dbshared.h"
 #include "install/capigetpackageinfo.h"
 #include "install/cdlginstallcomplete.h"
 #include "install/privatetree.h"
 #include "support/ctracer.h"
 #include "util/desktop.h"
-#include "util/number.h"
-#include "util/output.h"
+#include "util/diagnostics.h"
 #include "util/paths.h"
 
 #include <QApplication>

@@ -5,7 +5,7 @@
 
 #include "install/crun.h"
 #include "support/ctracer.h"
-#include "util/output.h"
+#include "util/diagnostics.h"
 #include "util/paths.h"
 
 #include <QPlainTextEdit>

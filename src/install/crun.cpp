@@ -7,7 +7,6 @@
 #include "support/ctracer.h"
 #include "util/diagnostics.h"
 #include "util/eventwait.h"
-#include "util/output.h"
 #include "util/paths.h"
 
 #include <QFile>

@@ -17,7 +17,6 @@
 #include "util/desktop.h"
 #include "util/diagnostics.h"
 #include "util/eventwait.h"
-#include "util/output.h"
 #include "util/paths.h"
 
 #include <QCursor>

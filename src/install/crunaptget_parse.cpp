@@ -5,11 +5,12 @@
 
 #include "install/crunaptget.h"
 
+#include "base/text.h"
 #include "install/frontendchild.h"
 #include "support/ctracer.h"
 #include "util/desktop.h"
+#include "util/diagnostics.h"
 #include "util/eventwait.h"
-#include "util/output.h"
 
 #include <algorithm>
 #include <cctype>
@@ -24,11 +25,6 @@ namespace
 
 // Events are processed after this number of bytes even if none of them is kept.
 constexpr int PumpEvery = 4096;
-
-bool BeginsWith(const char* line, const char* prefix)
-{
-    return std::strncmp(line, prefix, std::strlen(prefix)) == 0;
-}
 
 bool IsWhite(char c)
 {

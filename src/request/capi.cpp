@@ -8,12 +8,10 @@
 #include "request/capistatus.h"
 #include "request/spoolfile.h"
 #include "request/transfer.h"
-#include "request/transferlimits.h"
 #include "support/cconfigfile.h"
 #include "support/ctracer.h"
 #include "util/desktop.h"
 #include "util/diagnostics.h"
-#include "util/output.h"
 #include "util/paths.h"
 
 #include <KIO/Job>

@@ -1,16 +1,19 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Looks up the URL of a request.
+// The API directory: its entries, the request that fetches it, and the URL of a request.
 
 #include "request/capi.h"
 #include "request/capigetapilist.h"
+#include "request/capilist.h"
 #include "support/cconfigfile.h"
 #include "support/ctracer.h"
 #include "util/desktop.h"
 #include "util/diagnostics.h"
 #include "util/paths.h"
 #include "util/vendor.h"
+
+#include <QDomElement>
 
 using namespace Agent;
 
@@ -78,4 +81,57 @@ void CAPI::NoteMissingURL()
     else
         SetFailure(AgentError::UnknownFunction, QString(),
                    QLatin1String("The API directory does not list ") + sName);
+}
+
+CAPIListObject::~CAPIListObject() = default;
+
+CAPIList::~CAPIList() = default;
+
+QString CAPIList::url(const QString& sName)
+{
+    return m_entries[sName].url();
+}
+
+void CAPIList::AddAPI(const QString& sName, const QString& sURL)
+{
+    CAPIListObject entry;
+    entry.name(sName);
+    entry.url(sURL);
+    m_entries[sName] = entry;
+}
+
+void CAPIList::dump() const
+{
+    CTracer tracer("CAPIList::dump");
+    for (const auto& entry : m_entries)
+        WriteLine(QLatin1String("Name: ") + entry.first + QLatin1String(" url: ")
+                  + entry.second.url());
+}
+
+CAPIGetAPIList::CAPIGetAPIList(bool bSilent) : CAPI(bSilent, true, true)
+{
+    CTracer tracer("CAPIGetAPIList::CAPIGetAPIList");
+}
+
+QString CAPIGetAPIList::GetAPIName()
+{
+    return QStringLiteral("agentapi");
+}
+
+void CAPIGetAPIList::onSuccessfulTransfer(QDomElement* pElement)
+{
+    CTracer tracer("CAPIGetAPIList::onSuccessfulTransfer");
+    const QString list = QStringLiteral("getagentapi");
+    const QString api = QStringLiteral("api");
+    m_URLList.Clear();
+    for (QDomElement lists = pElement->firstChildElement(list); !lists.isNull();
+         lists = lists.nextSiblingElement(list)) {
+        for (QDomElement entry = lists.firstChildElement(api); !entry.isNull();
+             entry = entry.nextSiblingElement(api)) {
+            const QString name = entry.lastChildElement(QStringLiteral("name")).text();
+            const QString url = entry.lastChildElement(QStringLiteral("url")).text();
+            if (!name.isEmpty() && !url.isEmpty())
+                m_URLList.AddAPI(name, url);
+        }
+    }
 }

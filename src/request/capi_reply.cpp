@@ -11,8 +11,7 @@
 #include "support/cconfigfile.h"
 #include "support/ctracer.h"
 #include "util/diagnostics.h"
-#include "util/output.h"
-#include "util/pacer.h"
+#include "util/eventwait.h"
 #include "util/paths.h"
 #include "util/vendor.h"
 

@@ -5,10 +5,9 @@
 
 #include "request/capi.h"
 #include "request/transfer.h"
-#include "request/transferlimits.h"
 #include "support/ctracer.h"
 #include "util/desktop.h"
-#include "util/output.h"
+#include "util/diagnostics.h"
 
 #include <KIO/Job>
 #include <KIO/TransferJob>

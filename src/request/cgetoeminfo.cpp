@@ -3,6 +3,7 @@
 
 #include "request/cgetoeminfo.h"
 
+#include "request/capisetoeminfo.h"
 #include "support/ctracer.h"
 #include "util/paths.h"
 #include "util/vendor.h"
@@ -60,4 +61,20 @@ void CGetOEMInfo::SkipWhite(char** pp)
 {
     while (**pp != '\0' && std::isspace(static_cast<unsigned char>(**pp)))
         ++*pp;
+}
+
+CAPISetOEMInfo::CAPISetOEMInfo() : CAPI(true, false, false)
+{
+    CTracer tracer("CAPISetOEMInfo::CAPISetOEMInfo");
+}
+
+QString CAPISetOEMInfo::DecorateURI()
+{
+    CTracer tracer("CAPISetOEMInfo::DecorateURI");
+    return QLatin1String("?id=") + QString::fromStdString(m_OEMInfo.getID());
+}
+
+void CAPISetOEMInfo::onSuccessfulTransfer(QDomElement*)
+{
+    CTracer tracer("CAPISetOEMInfo::onSuccessfulTransfer");
 }

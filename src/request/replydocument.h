@@ -5,7 +5,7 @@
 
 #pragma once
 
-#include "request/transferlimits.h"
+#include "request/transfer.h"
 #include "request/xmlgate.h"
 
 #include <QString>

@@ -6,9 +6,9 @@
 #pragma once
 
 #include "request/agenterror.h"
-#include "request/transferlimits.h"
 
 #include <QString>
+#include <cstdint>
 #include <functional>
 
 class QObject;
@@ -39,6 +39,16 @@ bool ReplyHasBegun(const KIO::Job* pJob);
 // Whether a server may redirect a request from one URL to another: only to web
 // addresses, and never from https to http.
 bool MayRedirect(const QUrl& from, const QUrl& to);
+
+// The limits that the settings set for the store server, read together since each
+// reading opens the settings file.
+struct TransferLimits {
+    int silence; // seconds without data: "response timeout", 1 to 86400, 120 unless set
+    int total; // seconds in all: "transfer timeout", 1 to 86400, an hour unless set
+    std::uint64_t size; // bytes of a reply: "max reply size", 256 MB where not positive
+};
+
+TransferLimits ReadTransferLimits();
 
 // Calls `giveUp`, once, with a reason, a KIO error and its text
 // - when the server has sent nothing for `limits.silence` seconds: a request waits

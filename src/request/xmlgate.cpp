@@ -3,6 +3,8 @@
 
 #include "request/xmlgate.h"
 
+#include "base/text.h"
+
 #include <QRegularExpression>
 #include <algorithm>
 #include <cstring>
@@ -71,11 +73,6 @@ bool IsCharacter(const std::string& reference)
         != std::end(predefined);
 }
 
-bool StartsWith(const std::string& text, const char* prefix)
-{
-    return text.compare(0, std::strlen(prefix), prefix) == 0;
-}
-
 // Whether an instruction, by its beginning, is (or would be) an XML declaration.
 bool IsDeclaration(const std::string& instruction)
 {
@@ -118,8 +115,8 @@ bool XmlGate::Finish()
         Refuse("it ends in the middle");
     if (TakesTooMuch())
         Refuse(tooMuchMemory);
-    if (m_utf8 && (!m_validUtf8 || m_following != 0))
-        Refuse("it is no valid UTF-8");
+    if (m_utf8 && (!m_validUtf8 || !m_characters.IsWhole()))
+        Refuse("it is not valid UTF-8");
     if (m_ascii && m_beyondAscii)
         Refuse("it is not the ASCII that it says");
     return !m_refusal;
@@ -277,8 +274,8 @@ const char* XmlGate::InDeclaration(const char* p)
         if (m_doctypeSeen || m_rootSeen)
             Refuse("its document type declaration is out of place");
         m_doctypeSeen = true;
-    } else if (!StartsWith("--", m_word.c_str()) && !StartsWith("[CDATA[", m_word.c_str())
-               && !StartsWith("DOCTYPE", m_word.c_str())) {
+    } else if (!BeginsWith("--", m_word) && !BeginsWith("[CDATA[", m_word)
+               && !BeginsWith("DOCTYPE", m_word)) {
         Refuse("it has an unknown declaration");
     }
     return p + 1;
@@ -497,7 +494,7 @@ bool XmlGate::EncodingIsPlain(const std::string& declaration)
 void XmlGate::CheckUtf8(const char* p, const char* end)
 {
     while (p != end && m_validUtf8) {
-        if (m_following == 0) {
+        if (m_characters.IsWhole()) {
             std::uint64_t eight;
             while (end - p >= 8 && (std::memcpy(&eight, p, 8), (eight & 0x8080808080808080u) == 0))
                 p += 8;
@@ -506,19 +503,7 @@ void XmlGate::CheckUtf8(const char* p, const char* end)
         }
         const auto c = static_cast<unsigned char>(*p++);
         m_beyondAscii = m_beyondAscii || c >= 0x80;
-        if (m_following > 0) {
-            m_validUtf8 = c >= m_lowest && c <= m_highest;
-            --m_following;
-            m_lowest = 0x80;
-            m_highest = 0xBF;
-        } else if (c >= 0x80) {
-            // The bounds of the second byte exclude overlong forms, surrogates and
-            // numbers beyond Unicode.
-            m_validUtf8 = c >= 0xC2 && c <= 0xF4;
-            m_following = c >= 0xF0 ? 3 : c >= 0xE0 ? 2 : 1;
-            m_lowest = c == 0xE0 ? 0xA0 : c == 0xF0 ? 0x90 : 0x80;
-            m_highest = c == 0xED ? 0x9F : c == 0xF4 ? 0x8F : 0xBF;
-        }
+        m_validUtf8 = m_characters.Take(c);
     }
 }
 

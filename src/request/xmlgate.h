@@ -18,6 +18,8 @@
 
 #pragma once
 
+#include "base/utf8.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -136,8 +138,7 @@ private:
     bool m_ascii = false;
     bool m_beyondAscii = false;
     bool m_validUtf8 = true;
-    int m_following = 0; // bytes that the current character still lacks
-    unsigned char m_lowest = 0x80, m_highest = 0xBF; // bounds of the next of them
+    Utf8Reader m_characters;
 };
 
 } // namespace Agent

@@ -5,6 +5,9 @@
 
 #pragma once
 
+#include "util/desktop.h"
+
+#include <QElapsedTimer>
 #include <functional>
 
 namespace Agent
@@ -23,5 +26,25 @@ void PassEventsFor(int milliseconds);
 // system call that may take seconds, such as a sync. It must not touch anything that a
 // slot may touch.
 void PassEventsBeside(const std::function<void()>& work);
+
+// Keeps the application responsive during long work of the library itself. Call Breathe() as often
+// as the work allows: it processes events when the last pass was long enough ago, so short work
+// never does.
+class Pacer
+{
+public:
+    Pacer() { m_since.start(); }
+    void Breathe()
+    {
+        constexpr qint64 pause = 10; // milliseconds
+        if (!m_since.hasExpired(pause))
+            return;
+        ProcessMessages();
+        m_since.restart();
+    }
+
+private:
+    QElapsedTimer m_since;
+};
 
 } // namespace Agent

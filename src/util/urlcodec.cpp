@@ -3,8 +3,13 @@
 
 #include "util/urlcodec.h"
 
+#include "base/text.h"
+#include "base/utf8.h"
+
 #include <array>
 #include <cstring>
+
+using namespace Agent;
 
 namespace
 {
@@ -30,17 +35,13 @@ std::string UpToZero(const std::string& text)
 std::string Encode(const std::string& text)
 {
     static const std::array<bool, 256> escaped = MakeEscapeTable();
-    static const char digits[] = "0123456789ABCDEF";
     std::string result;
     result.reserve(text.size() + text.size() / 4);
     for (const char c : text) {
-        const auto byte = static_cast<unsigned char>(c);
         if (c == '+') {
             result += "%252b";
-        } else if (escaped[byte]) {
-            result += '%';
-            result += digits[byte >> 4];
-            result += digits[byte & 15];
+        } else if (escaped[static_cast<unsigned char>(c)]) {
+            AppendEscaped(result, c);
         } else {
             result += c;
         }
@@ -75,15 +76,6 @@ std::string Unescape(const std::string& text)
     return result;
 }
 
-int HexValue(char c)
-{
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    return c >= 'A' && c <= 'F' ? c - 'A' + 10 : -1;
-}
-
 // Percent-decodes in place, up to an escaped zero byte.
 void DecodePercent(std::string& text)
 {
@@ -91,15 +83,14 @@ void DecodePercent(std::string& text)
     if (out == std::string::npos)
         return;
     for (std::size_t in = out; in < text.size(); ++in) {
-        const int high = text[in] == '%' && in + 2 < text.size() ? HexValue(text[in + 1]) : -1;
-        const int low = high >= 0 ? HexValue(text[in + 2]) : -1;
-        if (low < 0) {
+        const int byte = EscapedByte(text, in);
+        if (byte < 0) {
             text[out++] = text[in];
             continue;
         }
-        if (high == 0 && low == 0)
+        if (byte == 0)
             break;
-        text[out++] = char(high * 16 + low);
+        text[out++] = char(byte);
         in += 2;
     }
     text.resize(out);
@@ -117,12 +108,11 @@ bool IsAscii(const std::string& text)
 // Bytes as text: UTF-8, or Latin-1 where they are not valid UTF-8.
 QString FromBytes(const std::string& bytes)
 {
+    if (!IsUtf8(bytes))
+        return QString::fromLatin1(bytes.data(), int(bytes.size()));
     // With a character before them, since a byte order mark at the beginning would be
     // dropped.
-    const std::string marked = '.' + bytes;
-    const QString text = QString::fromStdString(marked);
-    const bool valid = text.toStdString() == marked;
-    return valid ? text.mid(1) : QString::fromLatin1(bytes.data(), int(bytes.size()));
+    return QString::fromStdString('.' + bytes).mid(1);
 }
 
 } // namespace

@@ -124,7 +124,7 @@ void TestDbtoolData::WrongWordsEndWithStatus2_data()
     QTest::newRow("unknown option") << "check data @a --fast"
                                     << "unknown option: --fast";
     QTest::newRow("no argument") << "check data @a -r"
-                                 << "no argument behind -r";
+                                 << "no argument after -r";
     QTest::newRow("no number") << "check data @a -r long"
                                << "not long";
     QTest::newRow("more than a number") << "check data @a -r 40x"

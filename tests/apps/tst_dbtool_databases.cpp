@@ -5,7 +5,7 @@
 
 #include "db/ccatalogfile.h"
 #include "db/crufile.h"
-#include "db/dbfolders.h"
+#include "db/dbshared.h"
 #include "tests/apps/dbtooltest.h"
 
 #include <QDir>

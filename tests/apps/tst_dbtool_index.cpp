@@ -509,7 +509,7 @@ void TestDbtoolIndex::AKeyFieldBehindTheRecordIsRefused()
     const Result result
         = Run("repair index @a.idx -o @new.idx --data @a.dat -r 40 --key-field 30:11");
     QCOMPARE(result.status, 2);
-    QVERIFY(result.err.contains("ends behind the record"));
+    QVERIFY(result.err.contains("ends after the end of the record"));
     QCOMPARE(Files(), QStringList({ "a.dat", "a.idx" }));
 }
 

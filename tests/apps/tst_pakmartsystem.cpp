@@ -283,7 +283,7 @@ private slots:
         QVERIFY2(result.out.endsWith(
                      QLatin1String("libluck 1.0 is updated to 1.0.1.\nlibnew 3 is new.\n"
                                    "vantrelagent 1.0 is updated to 1.1.\n"
-                                   "The agent itself was updated: start its programs anew.\n")),
+                                   "The agent itself was updated: restart its programs.\n")),
                  qPrintable(result.out));
         QCOMPARE(installed("vantrelagent"), QByteArray("1.1"));
         QCOMPARE(installed("libluck"), QByteArray("1.0.1"));

@@ -7,7 +7,7 @@
 #include "catalog/cappinfo.h"
 #include "catalog/cmenueditor.h"
 #include "db/crufile.h"
-#include "db/indexlayer.h"
+#include "db/dbshared.h"
 #include "tests/request/requests.h"
 
 #include <QtTest>

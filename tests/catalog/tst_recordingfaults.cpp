@@ -8,9 +8,8 @@
 #include "catalog/cappinfo.h"
 #include "db/crufile.h"
 #include "db/dbcheck.h"
-#include "db/dbfolders.h"
 #include "db/dblayouts.h"
-#include "db/indexlayer.h"
+#include "db/dbshared.h"
 #include "tests/db/dbtest.h"
 #include "tests/db/memoryfaults.h"
 

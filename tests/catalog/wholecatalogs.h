@@ -9,8 +9,7 @@
 #include "catalog/capiupdatecatalog.h"
 #include "db/ccatalogfile.h"
 #include "db/dbcheck.h"
-#include "db/dbfolders.h"
-#include "db/indexlayer.h"
+#include "db/dbshared.h"
 #include "tests/common/datafolder.h"
 #include "tests/store/storeshims.h"
 

@@ -6,7 +6,7 @@
 
 #pragma once
 
-#include "util/number.h"
+#include "base/text.h"
 
 #include <QByteArray>
 #include <QByteArrayList>

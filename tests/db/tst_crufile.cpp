@@ -6,7 +6,7 @@
 
 #include "db/crufile.h"
 #include "db/dbcheck.h"
-#include "db/dbfolders.h"
+#include "db/dbshared.h"
 #include "store/indexpage.h"
 #include "tests/db/dbtest.h"
 #include "tests/store/storeshims.h"
@@ -23,6 +23,25 @@ namespace
 {
 
 constexpr int recordLength = 792;
+
+// Writes the order in which files are synced and renamed.
+class OrderedFiles : public StoreFiles
+{
+public:
+    QByteArray order;
+
+    int Sync(int descriptor) override
+    {
+        struct stat info = {};
+        order += fstat(descriptor, &info) == 0 && S_ISDIR(info.st_mode) ? " folder" : " file";
+        return StoreFiles::Sync(descriptor);
+    }
+    int Rename(const char* from, const char* to) override
+    {
+        order += " rename";
+        return StoreFiles::Rename(from, to);
+    }
+};
 
 std::vector<std::string> Files()
 {
@@ -123,6 +142,17 @@ private slots:
         QCOMPARE(CRUFile::RUDATAIDX1, folder.toStdString() + ".rulist.k1");
         QCOMPARE(CRUFile::RUDATAIDX2, folder.toStdString() + ".rulist.k2");
         QCOMPARE(CRUFile::RUDATAIDX3, folder.toStdString() + ".rulist.k3");
+    }
+
+    void eachNewFileIsOnTheDiskBeforeItIsInItsPlace()
+    {
+        OrderedFiles files;
+        StoreFiles* const before = SetStoreFiles(&files);
+        CRUFile list;
+        const bool made = list.Create();
+        SetStoreFiles(before);
+        QVERIFY(made);
+        QCOMPARE(files.order, QByteArray(" file rename folder").repeated(4));
     }
 
     void recordByteByByte()

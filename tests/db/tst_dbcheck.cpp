@@ -8,7 +8,7 @@
 #include "db/crufile.h"
 #include "db/dbcheck.h"
 #include "db/dbdump.h"
-#include "db/dbfolders.h"
+#include "db/dbshared.h"
 #include "tests/db/dbtest.h"
 
 #include <QtTest>

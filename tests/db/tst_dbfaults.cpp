@@ -9,7 +9,7 @@
 #include "db/cdependency.h"
 #include "db/crufile.h"
 #include "db/dbcheck.h"
-#include "db/dbfolders.h"
+#include "db/dbshared.h"
 #include "tests/db/dbtest.h"
 #include "tests/db/memoryfaults.h"
 

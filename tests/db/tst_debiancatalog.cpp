@@ -7,7 +7,7 @@
 
 #include "db/ccatalogfile.h"
 #include "db/dbcheck.h"
-#include "db/dbfolders.h"
+#include "db/dbshared.h"
 #include "tests/db/dbmodel.h"
 #include "tests/db/debianindex.h"
 

@@ -11,8 +11,8 @@
 #include "db/crufile.h"
 #include "db/dbcheck.h"
 #include "db/dbdump.h"
-#include "db/dbfolders.h"
 #include "db/dblayouts.h"
+#include "db/dbshared.h"
 #include "store/indexfile.h"
 #include "store/indexpage.h"
 

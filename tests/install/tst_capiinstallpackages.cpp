@@ -6,7 +6,7 @@
 
 #include "catalog/capidownloadappinfo.h"
 #include "db/crufile.h"
-#include "db/indexlayer.h"
+#include "db/dbshared.h"
 #include "install/capigetpackageinfo.h"
 #include "install/capiinstallpackages.h"
 #include "install/cdlginstallcomplete.h"

@@ -12,7 +12,7 @@
 #include "catalog/savedtree.h"
 #include "db/ccatalogfile.h"
 #include "db/crufile.h"
-#include "db/dbfolders.h"
+#include "db/dbshared.h"
 #include "request/replydocument.h"
 #include "store/indexfile.h"
 #include "tests/common/datafolder.h"

@@ -5,10 +5,10 @@
 
 #include "base/dpkgstatus.h"
 #include "platform/aptwords.h"
-#include "platform/errorlines.h"
 #include "platform/halfremoved.h"
 #include "platform/locks.h"
 #include "platform/statusview.h"
+#include "platform/translator.h"
 
 #include <QDir>
 #include <QFile>

@@ -5,7 +5,7 @@
 // of lines, the status reader, progress, settings.
 
 #include "base/packagename.h"
-#include "platform/aptsettings.h"
+#include "platform/aptwords.h"
 #include "platform/arguments.h"
 #include "platform/locks.h"
 #include "platform/progress.h"

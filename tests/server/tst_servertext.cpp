@@ -4,12 +4,16 @@
 // The server's text functions. The encoder is checked with the agent's own decoder, after
 // the XML parser that the agent uses.
 
-#include "server/text.h"
+#include "base/text.h"
+#include "server/reply.h"
+#include "server/stanza.h"
 #include "util/urlcodec.h"
 
 #include <QDomDocument>
 #include <QRandomGenerator>
 #include <QtTest>
+
+using namespace Agent;
 
 class ServerTextTest : public QObject
 {
@@ -159,7 +163,7 @@ private slots:
     {
         QFETCH(QByteArray, text);
         QFETCH(int, number);
-        QCOMPARE(PositiveNumber(text.toStdString()), long(number));
+        QCOMPARE(PositiveNumber(text.toStdString()), std::int32_t(number));
     }
 
     void quotedTextIsShortAndPrintable()

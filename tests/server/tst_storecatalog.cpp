@@ -271,9 +271,9 @@ private slots:
         const QByteArray product = Product("7", "A", "B").trimmed() + '\n';
         const char* p = "products";
         row("downloads of letters", p, product + "Downloads: many\n",
-            ":6: this is no number of downloads: 'many'");
+            ":6: invalid number of downloads: 'many'");
         row("too many downloads", p, product + "Downloads: 2147483648\n",
-            ":6: this is no number of downloads");
+            ":6: invalid number of downloads");
         row("hidden neither way", p, product + "Hidden: 1\n", ":6: hidden is yes or no, not '1'");
         row("two vendors", p, product + "Vendor: a\nVendor: b\n",
             ":7: a second Vendor for the same thing");
@@ -281,8 +281,8 @@ private slots:
 
         const QByteArray category = "Name: A\nSerial: 1\n";
         const char* c = "categories";
-        row("category without name", c, "Serial: 1\n", ":1: there is no Name here");
-        row("category without number", c, "Name: A\n", ":1: there is no Serial here");
+        row("category without name", c, "Serial: 1\n", ":1: Name is missing here");
+        row("category without number", c, "Name: A\n", ":1: Serial is missing here");
         row("category number", c, "Name: A\nSerial: x\n", ":2: a serial number is a number");
         row("category twice", c, category + "\nName: A\nSerial: 2\n", ":4: a second category 'A'");
         row("number twice", c, category + "\nName: B\nSerial: 1\n",
@@ -293,16 +293,17 @@ private slots:
         row("empty page", c, category + "Home-Page:\n", ":3: Home-Page has no value");
 
         const char* a = "aisles";
-        row("aisle without name", a, "Category: x\n", ":1: there is no Name here");
-        row("aisle without category", a, "Name: x\n", ":1: there is no Category here");
+        row("aisle without name", a, "Category: x\n", ":1: Name is missing here");
+        row("aisle without category", a, "Name: x\n", ":1: Category is missing here");
         row("two descriptions", a, "Name: x\nCategory: y\nDescription: a\nDescription: b\n",
             ":4: a second Description for the same thing");
-        row("field of an aisle", a, "Name: x\nCategory*: y\n", ":2: this is no `Key: value` line");
-        row("no UTF-8", a, "Name: \xFF\nCategory: y\n", ":1: there is a byte that is no UTF-8");
+        row("field of an aisle", a, "Name: x\nCategory*: y\n",
+            ":2: this is not a `Key: value` line");
+        row("no UTF-8", a, "Name: \xFF\nCategory: y\n", ":1: there is a byte that is not UTF-8");
 
         const char* f = "profile";
-        row("no package", f, "Serial: 1\nName: x\n", ":1: there is no Package here");
-        row("no number", f, "Name: x\nPackage: p\n", ":1: there is no Serial here");
+        row("no package", f, "Serial: 1\nName: x\n", ":1: Package is missing here");
+        row("no number", f, "Name: x\nPackage: p\n", ":1: Serial is missing here");
         row("field of an application", f, "Serial: 1\nName: x\nPackage: p\nDate: 1\n",
             ":4: an application has no field Date");
     }
@@ -332,7 +333,7 @@ private slots:
                 { QStringLiteral("--port"), QStringLiteral("0"), m_dir->path() });
         };
         QVERIFY(QDir().mkdir(path(file.constData())));
-        QVERIFY(start().err.contains('/' + file + ": this is no file"));
+        QVERIFY(start().err.contains('/' + file + ": this is not a regular file"));
         QVERIFY(QDir().rmdir(path(file.constData())));
         QVERIFY(QFile::link(path("nowhere"), path(file.constData())));
         QVERIFY(start().err.contains("links are not followed"));

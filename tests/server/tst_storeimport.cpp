@@ -307,47 +307,46 @@ private slots:
         QTest::addColumn<QByteArray>("why");
         const auto row = [](const char* name, const QByteArray& from, const QByteArray& to,
                             const QByteArray& why) { QTest::newRow(name) << from << to << why; };
-        row("no name", "Package: bad\n", "", ":9: there is no Package here");
-        row("capitals in the name", "Package: bad", "Package: Bad",
-            "this can be no Package: 'Bad'");
-        row("option as a name", "Package: bad", "Package: -bad", "this can be no Package: '-bad'");
-        row("command as a name", "Package: bad", "Package: b$(x)d", "this can be no Package");
-        row("path as a name", "Package: bad", "Package: ../bad", "this can be no Package");
+        row("no name", "Package: bad\n", "", ":9: Package is missing here");
+        row("capitals in the name", "Package: bad", "Package: Bad", "invalid Package: 'Bad'");
+        row("option as a name", "Package: bad", "Package: -bad", "invalid Package: '-bad'");
+        row("command as a name", "Package: bad", "Package: b$(x)d", "invalid Package");
+        row("path as a name", "Package: bad", "Package: ../bad", "invalid Package");
         row("name of 129 letters", "Package: bad", "Package: " + QByteArray(129, 'b'),
-            "this can be no Package");
-        row("name of two lines", "Package: bad", "Package: bad\n good", "this can be no Package");
-        row("no version", "Version: 1\n", "", "there is no Version here");
-        row("version with blanks", "Version: 1", "Version: 1 2", "this can be no Version");
-        row("no file name", "Filename: pool/bad_1_all.deb\n", "", "there is no Filename here");
-        row("file name that leaves", "pool/bad", "pool/../../bad", "this can be no Filename");
-        row("file name from the root", "pool/bad", "/pool/bad", "this can be no Filename");
-        row("file name with a blank", "pool/bad", "pool/b ad", "this can be no Filename");
-        row("file name with an empty part", "pool/bad", "pool//bad", "this can be no Filename");
-        row("file name of another kind", "_all.deb", "_all.sh", "this can be no Filename");
-        row("file name without a name", "pool/bad_1_all.deb", "pool/.deb",
-            "this can be no Filename");
-        row("no size", "Size: 100\n", "", "there is no Size here");
-        row("negative size", "Size: 100", "Size: -100", "this can be no Size: '-100'");
-        row("size with text around it", "Size: 100", "Size: 100 bytes", "this can be no Size");
-        row("size of 16 digits", "Size: 100", "Size: 1000000000000000", "this can be no Size");
-        row("no sum", "SHA256: " + QByteArray(64, 'a') + '\n', "", "there is no SHA256 here");
-        row("short sum", QByteArray(64, 'a'), QByteArray(63, 'a'), "this can be no SHA256");
+            "invalid Package");
+        row("name of two lines", "Package: bad", "Package: bad\n good", "invalid Package");
+        row("no version", "Version: 1\n", "", "Version is missing here");
+        row("version with blanks", "Version: 1", "Version: 1 2", "invalid Version");
+        row("no file name", "Filename: pool/bad_1_all.deb\n", "", "Filename is missing here");
+        row("file name that leaves", "pool/bad", "pool/../../bad", "invalid Filename");
+        row("file name from the root", "pool/bad", "/pool/bad", "invalid Filename");
+        row("file name with a blank", "pool/bad", "pool/b ad", "invalid Filename");
+        row("file name with an empty part", "pool/bad", "pool//bad", "invalid Filename");
+        row("file name of another kind", "_all.deb", "_all.sh", "invalid Filename");
+        row("file name without a name", "pool/bad_1_all.deb", "pool/.deb", "invalid Filename");
+        row("no size", "Size: 100\n", "", "Size is missing here");
+        row("negative size", "Size: 100", "Size: -100", "invalid Size: '-100'");
+        row("size with text around it", "Size: 100", "Size: 100 bytes", "invalid Size");
+        row("size of 16 digits", "Size: 100", "Size: 1000000000000000", "invalid Size");
+        row("no sum", "SHA256: " + QByteArray(64, 'a') + '\n', "", "SHA256 is missing here");
+        row("short sum", QByteArray(64, 'a'), QByteArray(63, 'a'), "invalid SHA256");
         row("a field twice", "Size: 100\n", "Size: 100\nFilename: pool/good_9_all.deb\n",
             "a second Filename for one package");
         row("a field twice in other letters", "Size: 100\n",
             "Size: 100\nfilename: ../../../etc/passwd\n", "a second filename for one package");
         row("too many fields", "Size: 100\n", "Size: 100\n" + QByteArray("X: 1\n").repeated(300),
             "too many fields for a package");
-        row("no field", "Size: 100\n", "Size: 100\n<html>\n", ":15: this is no `Key: value` line");
+        row("no field", "Size: 100\n", "Size: 100\n<html>\n",
+            ":15: this is not a `Key: value` line");
         row("escape sequence", "bad for tests", "\x1b[2J", ":11: there is a control character");
         row("zero byte", "bad for tests", QByteArray("b\0d", 3), "there is a control character");
-        row("invalid UTF-8", "bad for tests", "caf\xE9", "there is a byte that is no UTF-8");
+        row("invalid UTF-8", "bad for tests", "caf\xE9", "there is a byte that is not UTF-8");
         row("relation that is none", "Size: 100\n", "Size: 100\nDepends: $(x)\n",
-            "this can be no Depends");
+            "invalid Depends");
         row("relation that ends early", "Size: 100\n", "Size: 100\nRecommends: ab (>= 1\n",
-            "this can be no Recommends");
+            "invalid Recommends");
         row("relation in other letters", "Size: 100\n", "Size: 100\nbreaks: -y\n",
-            "this can be no breaks");
+            "invalid breaks");
         row("archive of another package", "pool/bad_1_all.deb", "other/ab_1_all.deb",
             ": another package has the archive of bad");
     }
@@ -446,17 +445,17 @@ private slots:
     {
         QTest::addColumn<QByteArray>("text");
         QTest::addColumn<QByteArray>("says");
-        QTest::newRow("empty") << QByteArray() << QByteArray("there is no package in this index");
+        QTest::newRow("empty") << QByteArray() << QByteArray("no package found in this index");
         QTest::newRow("blank lines")
-            << QByteArray("\n\n\n") << QByteArray("there is no package in this index");
+            << QByteArray("\n\n\n") << QByteArray("no package found in this index");
         QTest::newRow("page") << QByteArray("<html><body>Not found</body></html>\n")
-                              << QByteArray(":1: this is no `Key: value` line");
+                              << QByteArray(":1: this is not a `Key: value` line");
         QTest::newRow("bytes") << QByteArray(100000, '\xFF')
-                               << QByteArray(":1: there is a byte that is no UTF-8");
+                               << QByteArray(":1: there is a byte that is not UTF-8");
         QTest::newRow("zero bytes")
             << QByteArray(100000, '\0') << QByteArray(":1: there is a control character");
         QTest::newRow("other stanzas")
-            << QByteArray("Serial: 7\nName: A\n") << QByteArray(":1: there is no Package here");
+            << QByteArray("Serial: 7\nName: A\n") << QByteArray(":1: Package is missing here");
     }
     void whatIsNoIndexMakesNoStore()
     {
@@ -475,8 +474,8 @@ private slots:
         QTest::addColumn<QByteArray>("says");
         const QByteArray none;
         QTest::newRow("missing") << "nowhere" << none << QByteArray("No such file");
-        QTest::newRow("folder") << "folder" << none << QByteArray("this is no file");
-        QTest::newRow("pipe") << "pipe" << none << QByteArray("this is no file");
+        QTest::newRow("folder") << "folder" << none << QByteArray("this is not a regular file");
+        QTest::newRow("pipe") << "pipe" << none << QByteArray("this is not a regular file");
         QTest::newRow("no gzip") << "x.gz" << QByteArray("\x1f\x8b nonsense")
                                  << QByteArray("x.gz: ");
         QTest::newRow("no xz") << "x.xz" << QByteArray("nonsense") << QByteArray("x.xz: ");
@@ -542,19 +541,19 @@ private slots:
     {
         QTest::addColumn<QString>("kind");
         QTest::addColumn<QByteArray>("says");
-        const QByteArray alone = "this is no store that an import has made; it is left alone";
+        const QByteArray alone = "this store was not made by an import, and is left alone";
         QTest::newRow("store") << "store" << alone;
         QTest::newRow("any file") << "file" << alone;
         QTest::newRow("hidden file") << "hidden" << alone;
         QTest::newRow("no folder") << "not a folder" << QByteArray("Not a directory");
         QTest::newRow("link as mark") << "link" << QByteArray("links are not followed");
-        QTest::newRow("other mark") << "other" << QByteArray(":1: there is no Repository here");
+        QTest::newRow("other mark") << "other" << QByteArray(":1: Repository is missing here");
         QTest::newRow("mark without number")
-            << "number" << QByteArray(":1: the number of the next product is none");
+            << "number" << QByteArray(":1: Next-Serial is invalid");
         QTest::newRow("other repository")
             << "repository" << QByteArray("the repository of this store is 'ubuntu'");
         QTest::newRow("products that somebody broke")
-            << "products" << QByteArray("/products:1: there is no Serial here");
+            << "products" << QByteArray("/products:1: Serial is missing here");
         QTest::newRow("pool that is a link") << "pool" << QByteArray("Not a directory");
     }
     void storeThatNoImportHasMadeIsLeftAlone()
@@ -724,7 +723,7 @@ private slots:
         const auto result = import(QLatin1String(IMPORT_DATA "/Packages"),
                                    { QStringLiteral("-t"), path("translation") });
         QCOMPARE(result.status, 0);
-        QVERIFY(result.err.contains("/translation:1: this is no `Key: value` line"));
+        QVERIFY(result.err.contains("/translation:1: this is not a `Key: value` line"));
         QCOMPARE(stored("products"), BundledText("products"));
         const QStringList before = snapshot();
         const auto missing = import(QLatin1String(IMPORT_DATA "/Packages"),

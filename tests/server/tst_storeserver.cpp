@@ -209,14 +209,14 @@ private slots:
               };
         const char* p = "products";
         row("no colon", p, product + "Program\n",
-            "/products:6: this is no `Key: value` line: 'Program'");
+            "/products:6: this is not a `Key: value` line: 'Program'");
         row("no key", p, product + ": x\n", "/products:6: this is no");
         row("blank in key", p, product + "Small Icon: x\n", "/products:6: this is no");
         row("continues nothing", p, " x\n", "/products:1: this line continues a value");
         row("continues a gap", p, product + "\n x\n", "/products:7: this line continues a value");
-        row("no serial", p, "Name: A\n", "/products:1: there is no Serial here");
-        row("no name", p, "\n\nSerial: 7\nCategory: B\n", "/products:3: there is no Name here");
-        row("empty name", p, "Serial: 7\nName:\n", "/products:2: there is no Name here");
+        row("no serial", p, "Name: A\n", "/products:1: Serial is missing here");
+        row("no name", p, "\n\nSerial: 7\nCategory: B\n", "/products:3: Name is missing here");
+        row("empty name", p, "Serial: 7\nName:\n", "/products:2: Name is missing here");
         row("serial of letters", p, QByteArray(product).replace("7", "six"),
             "/products:1: a serial number is");
         row("serial too large", p, QByteArray(product).replace("7", "2147483648"),
@@ -237,7 +237,7 @@ private slots:
         row("field without value", p, product + "Program: x\nPath: /x\nMenu:\n",
             "/products:8: Menu has no value");
         row("invalid UTF-8", p, product + "# caf\xe9\n",
-            "/products:6: there is a byte that is no UTF-8");
+            "/products:6: there is a byte that is not UTF-8");
         row("control character", p, product + "# \x1b\n",
             "/products:6: there is a control character");
         row("carriage returns", p, QByteArray(product).replace("\n", "\r\n"),
@@ -246,11 +246,11 @@ private slots:
             "/products:6: there is a control character");
 
         const char* s = "sources";
-        row("no type", s, "Entry: x\nTimestamp: 1\n", "/sources:1: there is no Type here");
+        row("no type", s, "Entry: x\nTimestamp: 1\n", "/sources:1: Type is missing here");
         row("other type", s, QByteArray(source).replace("dep\n", "deps\n"),
             "/sources:1: a type is dep or plain");
-        row("no entry", s, "Type: dep\nTimestamp: 1\n", "/sources:1: there is no Entry here");
-        row("no timestamp", s, "Type: dep\nEntry: x\n", "/sources:1: there is no Timestamp here");
+        row("no entry", s, "Type: dep\nTimestamp: 1\n", "/sources:1: Entry is missing here");
+        row("no timestamp", s, "Type: dep\nEntry: x\n", "/sources:1: Timestamp is missing here");
         row("timestamp of letters", s, QByteArray(source).replace("5", "now"),
             "/sources:3: a timestamp is");
         row("long timestamp", s, QByteArray(source).replace("5", QByteArray(21, '1')),
@@ -268,11 +268,11 @@ private slots:
 
         const char* i = "pool/main/Packages";
         row("no package", i, "Version: 1\nFilename: x\n",
-            "/pool/main/Packages:1: there is no Package here");
+            "/pool/main/Packages:1: Package is missing here");
         row("no version", i, "Package: p\nFilename: x\n",
-            "/pool/main/Packages:1: there is no Version here");
+            "/pool/main/Packages:1: Version is missing here");
         row("no file name", i, "Package: p\nVersion: 1\n",
-            "/pool/main/Packages:1: there is no Filename here");
+            "/pool/main/Packages:1: Filename is missing here");
         row("absolute file name", i, "Package: p\nVersion: 1\nFilename: /etc/passwd\n",
             "/Packages:3: this file is not in the repository");
         row("file name that leaves", i, "Package: p\nVersion: 1\nFilename: a/../../x\n",
@@ -286,11 +286,11 @@ private slots:
         row("no location", l, "", "/Location:1: a location is one field, Archives");
         row("two locations", l, "Archives: http://a\nArchives: http://b\n",
             "/Location:1: a location is one field");
-        row("other field", l, "Address: http://a\n", "/Location:1: there is no Archives here");
+        row("other field", l, "Address: http://a\n", "/Location:1: Archives is missing here");
         row("location of another scheme", l, "Archives: file:///etc\n",
-            "/Location:1: 'file:///etc' is no address");
+            "/Location:1: 'file:///etc' is not an address");
         row("location with options", l, "Archives: [trusted=yes] http://a\n",
-            "/Location:1: '[trusted=yes] http://a' is no address");
+            "/Location:1: '[trusted=yes] http://a' is not an address");
     }
     void aBrokenStoreIsStatusOne()
     {
@@ -339,7 +339,8 @@ private slots:
             QVERIFY(QFile::link(path("away"), path("products")));
         const auto result = runToTheEnd();
         QCOMPARE(result.status, 1);
-        QVERIFY2(result.err.contains(kind == "link" ? "links are not followed" : "this is no file"),
+        QVERIFY2(result.err.contains(kind == "link" ? "links are not followed"
+                                                    : "this is not a regular file"),
                  result.err);
     }
 
@@ -394,7 +395,7 @@ private slots:
         replace("products", product);
         QCOMPARE(texts(appInfo(server, "?app_id[]=7"), "name"), QStringList{ QStringLiteral("A") });
         QCOMPARE(server.end(SIGTERM), 0);
-        QVERIFY(server.standardError().contains("/products:1: there is no Name here"));
+        QVERIFY(server.standardError().contains("/products:1: Name is missing here"));
     }
 
     // -- the functions
@@ -487,7 +488,8 @@ private slots:
         const ServerProcess server(m_dir->path());
         const HttpReply reply = server.get("/getagentapi.php", { "Host: " + host });
         QCOMPARE(reply.status, 400);
-        QVERIFY2(failure(reply).startsWith(QLatin1String("The request names no host")), reply.body);
+        QVERIFY2(failure(reply).startsWith(QLatin1String("The request names an invalid host")),
+                 reply.body);
     }
 
     void aHostWithAControlCharacterMakesNoRequest()

@@ -102,15 +102,15 @@ private slots:
             QTest::newRow(name) << text << message;
         };
         row("other field", "Package: ab\nVersion: 1\n", ":2: an update has no field Version");
-        row("no name", "\nPackage:\n", ":2: this is no name of a package: ''");
-        row("one letter", "Package: a\n", ":1: this is no name of a package: 'a'");
-        row("blank", "Package: a b\n", ":1: this is no name of a package: 'a b'");
-        row("option", "Package: -y\n", ":1: this is no name of a package: '-y'");
-        row("shell", "Package: a$(x)\n", ":1: this is no name of a package: 'a$(x)'");
-        row("capitals", "Package: Ab\n", ":1: this is no name of a package: 'Ab'");
+        row("no name", "\nPackage:\n", ":2: invalid package name: ''");
+        row("one letter", "Package: a\n", ":1: invalid package name: 'a'");
+        row("blank", "Package: a b\n", ":1: invalid package name: 'a b'");
+        row("option", "Package: -y\n", ":1: invalid package name: '-y'");
+        row("shell", "Package: a$(x)\n", ":1: invalid package name: 'a$(x)'");
+        row("capitals", "Package: Ab\n", ":1: invalid package name: 'Ab'");
         row("twice", "Package: ab\n\nPackage: ab\n", ":3: a second update of 'ab'");
-        row("no field", "vantrelagent\n", ":1: this is no `Key: value` line: 'vantrelagent'");
-        row("no text", "Package: a\xFF\n", ":1: there is a byte that is no UTF-8 in this line");
+        row("no field", "vantrelagent\n", ":1: this is not a `Key: value` line: 'vantrelagent'");
+        row("no text", "Package: a\xFF\n", ":1: there is a byte that is not UTF-8 in this line");
     }
     void brokenUpdatesEndTheStart()
     {
@@ -170,7 +170,7 @@ private slots:
         QTest::addColumn<QByteArray>("query");
         QTest::addColumn<QByteArray>("msg");
         const QByteArray nobody = "The request names no system builder.";
-        const QByteArray none = "This is no identifier of a system builder: &apos;";
+        const QByteArray none = "Not an identifier of a system builder: &apos;";
         QTest::newRow("no query") << QByteArray() << nobody;
         QTest::newRow("empty") << QByteArray("?id=") << nobody;
         QTest::newRow("other name") << QByteArray("?ID=1") << nobody;

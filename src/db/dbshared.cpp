@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-#include "db/dbfolders.h"
+#include "db/dbshared.h"
 
 #include "util/paths.h"
 

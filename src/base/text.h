@@ -1,0 +1,63 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// ASCII characters, numbers and escapes in texts from outside, the same in every locale.
+
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace Agent
+{
+
+inline bool IsDigit(char c)
+{
+    return c >= '0' && c <= '9';
+}
+inline bool IsSmallLetter(char c)
+{
+    return c >= 'a' && c <= 'z';
+}
+inline bool IsLetterOrDigit(char c)
+{
+    return IsDigit(c) || IsSmallLetter(c) || (c >= 'A' && c <= 'Z');
+}
+inline bool IsPrintable(char c)
+{
+    return c >= ' ' && c <= '~';
+}
+
+inline bool BeginsWith(std::string_view text, std::string_view prefix)
+{
+    return text.compare(0, prefix.size(), prefix) == 0;
+}
+
+// Whether the text is not empty and holds only characters that `is` accepts, and `others`.
+bool IsMadeOf(std::string_view text, bool (*is)(char), std::string_view others);
+
+// The decimal number at the beginning of `text`: blanks, a sign, digits; the rest is
+// ignored. 0 when there is none. A number that does not fit becomes the nearest one
+// that does, so that it is not mistaken for a small one.
+std::int32_t LeadingNumber(const std::string& text);
+
+// The value of `text` if it is a number from 1 to 2147483647 in decimal digits only; 0
+// for any other text.
+std::int32_t PositiveNumber(std::string_view text);
+
+// The byte that the "%XX" at `at` stands for; -1 if there is no such escape.
+int EscapedByte(std::string_view text, std::size_t at);
+
+// Decodes the %XX of a URL; '+' stays. False for a % without two digits.
+bool DecodePercent(std::string_view text, std::string& decoded);
+
+// Appends the byte as "%XX".
+void AppendEscaped(std::string& result, char byte);
+
+// `text` in single quotes, cut to a length that fits in a message, with a
+// question mark for each byte that is not printable ASCII.
+std::string Quoted(const std::string& text);
+
+} // namespace Agent
