@@ -22,6 +22,33 @@
 
 using namespace Agent;
 
+class CCatalogFile::Private
+{
+public:
+    Private(const std::string& folder, StoreFiles* files) : m_sFolder(folder), m_pFiles(files) { }
+
+    // Where the files are opened.
+    StoreFiles* Files() { return m_pFiles ? m_pFiles : &m_held; }
+
+    const std::string m_sFolder; // empty: the static paths
+    StoreFiles* const m_pFiles; // null: m_held
+    HeldFiles m_held;
+    std::string m_sData; // the data file, as it was opened
+    std::int32_t m_nRecord = -1;
+    std::array<std::array<char, 111>, 4> m_keys{}; // the product is stored under
+    DbFiles m_files{ Catalog::layout };
+    CNote m_notes{ Files() };
+    NoteOwners m_owners;
+    CDependency m_dependency{ m_sFolder, Files() };
+    QByteArrayList m_dependencies;
+    QString m_sDescription;
+    char m_serialText[21] = {};
+    bool m_bOpen = false;
+    bool m_bWhole = true; // since the files were opened
+    bool m_bDependenciesWait = false; // are still to be read
+    std::int32_t m_nWalked = -1; // the current product of the walk of categories
+};
+
 std::string CCatalogFile::CATALOGDFNAME;
 std::string CCatalogFile::CATALOGIDXNAME1;
 std::string CCatalogFile::CATALOGIDXNAME2;
@@ -70,18 +97,40 @@ QString ReadText(CNote& notes, std::int32_t offset)
 CCatalogFile::CCatalogFile() : CCatalogFile(std::string()) { }
 
 CCatalogFile::CCatalogFile(const std::string& folder, StoreFiles* files)
-    : m_sFolder(folder), m_pFiles(files), m_held(std::make_unique<HeldFiles>()),
-      m_files(std::make_unique<DbFiles>(Catalog::layout)),
-      m_notes(std::make_unique<CNote>(Files())), m_owners(std::make_unique<NoteOwners>()),
-      m_dependency(folder, Files()), m_serialText()
+    : d(std::make_unique<Private>(folder, files))
 {
     if (CATALOGDFNAME.empty())
         InitStaticMembers();
-    m_notes->AvoidOverlaps();
+    d->m_notes.AvoidOverlaps();
     AddNew();
 }
 
 CCatalogFile::~CCatalogFile() = default;
+
+bool CCatalogFile::IsOpen() const
+{
+    return d->m_bOpen;
+}
+
+bool CCatalogFile::IsWhole() const
+{
+    return d->m_bWhole;
+}
+
+std::int32_t CCatalogFile::RecordNumber() const
+{
+    return d->m_nRecord;
+}
+
+QString CCatalogFile::Description() const
+{
+    return d->m_sDescription;
+}
+
+void CCatalogFile::setDescription(const QString& text)
+{
+    d->m_sDescription = text;
+}
 
 void CCatalogFile::InitStaticMembers()
 {
@@ -107,24 +156,19 @@ std::string CCatalogFile::DescribedFolder()
 
 CatalogPaths CCatalogFile::Paths() const
 {
-    return m_sFolder.empty() ? StaticPaths() : CatalogPathsIn(m_sFolder);
+    return d->m_sFolder.empty() ? StaticPaths() : CatalogPathsIn(d->m_sFolder);
 }
 
 // The folder in which to look for the current files; empty if the paths are used
 // unchanged.
 std::string CCatalogFile::Folder() const
 {
-    return m_pFiles ? std::string() : FolderOf(Paths());
-}
-
-StoreFiles* CCatalogFile::Files() const
-{
-    return m_pFiles ? m_pFiles : m_held.get();
+    return d->m_pFiles ? std::string() : FolderOf(Paths());
 }
 
 bool CCatalogFile::Open()
 try {
-    return Files()->Exists(Paths().products[0].c_str()) ? OpenCurrent() : Make(true);
+    return d->Files()->Exists(Paths().products[0].c_str()) ? OpenCurrent() : Make(true);
 } catch (const std::bad_alloc&) {
     Close();
     return OutOfMemory();
@@ -133,22 +177,22 @@ try {
 bool CCatalogFile::OpenCurrent()
 {
     const std::string folder = Folder();
-    m_bOpen = folder.empty() ? OpenAll(Paths())
-                             : OpenCurrentCatalog(folder, [this](const std::string& current) {
-                                   return OpenAll(CatalogPathsIn(current));
-                               });
-    if (!m_bOpen)
-        qCInfo(logDb, "cannot open the catalog of %s, error %d", m_sData.c_str(), int(taerror));
-    return m_bOpen;
+    d->m_bOpen = folder.empty() ? OpenAll(Paths())
+                                : OpenCurrentCatalog(folder, [this](const std::string& current) {
+                                      return OpenAll(CatalogPathsIn(current));
+                                  });
+    if (!d->m_bOpen)
+        qCInfo(logDb, "cannot open the catalog of %s, error %d", d->m_sData.c_str(), int(taerror));
+    return d->m_bOpen;
 }
 
 bool CCatalogFile::OpenAll(const CatalogPaths& paths)
 {
     Close();
-    m_bWhole = true;
-    m_sData = paths.products[0];
-    return m_files->Open(paths.products, Files()) && m_notes->Open(paths.notes.c_str())
-        && m_dependency.OpenOrCreate(paths.dependencies);
+    d->m_bWhole = true;
+    d->m_sData = paths.products[0];
+    return d->m_files.Open(paths.products, d->Files()) && d->m_notes.Open(paths.notes.c_str())
+        && d->m_dependency.OpenOrCreate(paths.dependencies);
 }
 
 bool CCatalogFile::Create()
@@ -165,12 +209,12 @@ bool CCatalogFile::Make(bool isFirst)
 {
     const std::string folder = Folder();
     if (folder.empty())
-        return m_bOpen = CreateAll(Paths());
+        return d->m_bOpen = CreateAll(Paths());
     {
         NewGeneration generation(folder);
-        m_bOpen = generation && CreateAll(CatalogPathsIn(generation.Folder()))
+        d->m_bOpen = generation && CreateAll(CatalogPathsIn(generation.Folder()))
             && (isFirst ? generation.PublishFirst() : generation.Publish());
-        if (!m_bOpen) {
+        if (!d->m_bOpen) {
             Close();
             qCInfo(logDb, "cannot make a catalog in %s, error %d, %s", folder.c_str(), int(taerror),
                    generation.Reason().c_str());
@@ -184,32 +228,32 @@ bool CCatalogFile::Make(bool isFirst)
 bool CCatalogFile::CreateAll(const CatalogPaths& paths)
 {
     Close();
-    m_bWhole = true;
-    m_sData = paths.products[0];
-    return m_files->Create(paths.products, Files()) && m_notes->Create(paths.notes.c_str())
-        && m_dependency.m_files->Create(paths.dependencies, Files());
+    d->m_bWhole = true;
+    d->m_sData = paths.products[0];
+    return d->m_files.Create(paths.products, d->Files()) && d->m_notes.Create(paths.notes.c_str())
+        && d->m_dependency.CreateAt(paths.dependencies);
 }
 
 void CCatalogFile::Close()
 {
-    const bool closed = m_dependency.Close();
-    m_notes->Close();
-    m_bWhole = m_files->Close() && closed && m_bWhole;
-    m_held->CloseAll();
-    m_owners->Clear();
+    const bool closed = d->m_dependency.Close();
+    d->m_notes.Close();
+    d->m_bWhole = d->m_files.Close() && closed && d->m_bWhole;
+    d->m_held.CloseAll();
+    d->m_owners.Clear();
     setDependencies({});
-    m_nWalked = -1;
-    m_bOpen = false;
+    d->m_nWalked = -1;
+    d->m_bOpen = false;
 }
 
 // With a file system of its own, the caller is responsible for replaced files.
 bool CCatalogFile::IsReplaced() const
 {
-    if (m_pFiles)
+    if (d->m_pFiles)
         return false;
     const std::string data
-        = m_sFolder.empty() ? CATALOGDFNAME : m_sFolder + Catalog::layout.fileName;
-    if (m_held->LeadsTo(data, m_sData))
+        = d->m_sFolder.empty() ? CATALOGDFNAME : d->m_sFolder + Catalog::layout.fileName;
+    if (d->m_held.LeadsTo(data, d->m_sData))
         return false;
     qCInfo(logDb, "the change is refused: the catalog of %s was replaced since it was opened",
            data.c_str());
@@ -222,22 +266,22 @@ void CCatalogFile::AddNew()
 {
     m_record.fill(0);
     PutInt32(m_record.data() + Catalog::noteOffset, -1);
-    m_nRecord = -1;
-    m_keys = {};
-    m_sDescription.clear();
+    d->m_nRecord = -1;
+    d->m_keys = {};
+    d->m_sDescription.clear();
     setDependencies({});
 }
 
 bool CCatalogFile::GetRecord(std::int32_t record)
 try {
-    if (!m_bOpen || !m_files->Read(record, m_record.data()))
+    if (!d->m_bOpen || !d->m_files.Read(record, m_record.data()))
         return false;
-    m_nRecord = record;
+    d->m_nRecord = record;
     Catalog::EndTexts(m_record.data());
     MakeKeys();
-    m_sDescription = ReadText(*m_notes, NoteOffset());
-    m_dependencies.clear();
-    m_bDependenciesWait = true;
+    d->m_sDescription = ReadText(d->m_notes, NoteOffset());
+    d->m_dependencies.clear();
+    d->m_bDependenciesWait = true;
     return true;
 } catch (const std::bad_alloc&) {
     return OutOfMemory();
@@ -246,12 +290,12 @@ try {
 // Files that were replaced during a change do not contain the change.
 bool CCatalogFile::SaveRecord()
 try {
-    if (!m_bOpen || IsReplaced())
+    if (!d->m_bOpen || IsReplaced())
         return false;
     const bool stored = Store();
     return stored && !IsReplaced();
 } catch (const std::bad_alloc&) {
-    m_bWhole = false;
+    d->m_bWhole = false;
     return OutOfMemory();
 }
 
@@ -259,11 +303,11 @@ bool CCatalogFile::Store()
 {
     bool whole = SaveDescription();
     SetError(taNoError);
-    const bool stored = m_nRecord == -1 ? AppendProduct() : UpdateProduct(&whole);
+    const bool stored = d->m_nRecord == -1 ? AppendProduct() : UpdateProduct(&whole);
     whole = whole && (stored || taerror == taNoError);
     if (stored)
         whole = SaveDependencies() && whole;
-    m_bWhole = m_bWhole && whole;
+    d->m_bWhole = d->m_bWhole && whole;
     return stored && whole;
 }
 
@@ -273,34 +317,34 @@ bool CCatalogFile::Store()
 bool CCatalogFile::SaveDescription()
 {
     const std::int32_t old = NoteOffset();
-    if (old != -1 && (!m_sDescription.isEmpty() || m_nRecord != -1)) {
-        m_owners->Read(m_files->Data(), *m_notes);
-        if (m_owners->MayDelete(old, m_nRecord)) {
-            m_notes->DeleteNote(old);
-            m_owners->Forget(old);
+    if (old != -1 && (!d->m_sDescription.isEmpty() || d->m_nRecord != -1)) {
+        d->m_owners.Read(d->m_files.Data(), d->m_notes);
+        if (d->m_owners.MayDelete(old, d->m_nRecord)) {
+            d->m_notes.DeleteNote(old);
+            d->m_owners.Forget(old);
         }
     }
-    if (m_sDescription.isEmpty())
+    if (d->m_sDescription.isEmpty())
         return true;
-    const QByteArray text = m_sDescription.toUtf8();
-    const std::int32_t offset = m_notes->SaveNote(text, text.size());
+    const QByteArray text = d->m_sDescription.toUtf8();
+    const std::int32_t offset = d->m_notes.SaveNote(text, text.size());
     PutInt32(m_record.data() + Catalog::noteOffset, offset);
     if (offset == -1)
         return text.size() > longestNoteBlock - blockHeaderLength;
-    m_owners->Put(offset, text.size());
-    if (m_nRecord != -1)
-        m_owners->Belongs(offset, m_nRecord);
+    d->m_owners.Put(offset, text.size());
+    if (d->m_nRecord != -1)
+        d->m_owners.Belongs(offset, d->m_nRecord);
     return true;
 }
 
 bool CCatalogFile::AppendProduct()
 {
-    if (!m_files->Append(m_record.data(), &m_nRecord))
+    if (!d->m_files.Append(m_record.data(), &d->m_nRecord))
         return false;
-    m_owners->Belongs(NoteOffset(), m_nRecord);
+    d->m_owners.Belongs(NoteOffset(), d->m_nRecord);
     MakeKeys();
     for (int which = 0; which < keys; ++which)
-        if (!m_files->AddKey(which, m_nRecord, m_keys[std::size_t(which)].data()))
+        if (!d->m_files.AddKey(which, d->m_nRecord, d->m_keys[std::size_t(which)].data()))
             return false;
     return true;
 }
@@ -308,11 +352,11 @@ bool CCatalogFile::AppendProduct()
 // A key that an index refuses is left out. *whole becomes false if one could not be written.
 bool CCatalogFile::UpdateProduct(bool* whole)
 {
-    if (!m_files->Write(m_nRecord, m_record.data()))
+    if (!d->m_files.Write(d->m_nRecord, m_record.data()))
         return false;
     Catalog::CutCategory(m_record.data());
     for (int which = 0; which < keys; ++which) {
-        std::array<char, 111>& stored = m_keys[std::size_t(which)];
+        std::array<char, 111>& stored = d->m_keys[std::size_t(which)];
         std::array<char, 111> key;
         MakeKey(which, key.data());
         const bool same = which == 0 ? std::strcmp(key.data(), stored.data()) == 0
@@ -325,13 +369,14 @@ bool CCatalogFile::UpdateProduct(bool* whole)
 
 bool CCatalogFile::MoveKey(int which, const std::array<char, 111>& key)
 {
-    std::array<char, 111>& stored = m_keys[std::size_t(which)];
+    std::array<char, 111>& stored = d->m_keys[std::size_t(which)];
     SetError(taNoError);
     const bool deleted
-        = m_files->DeleteKey(which, m_nRecord, stored.data()) || taerror == taNoError;
+        = d->m_files.DeleteKey(which, d->m_nRecord, stored.data()) || taerror == taNoError;
     stored = key;
     SetError(taNoError);
-    const bool added = m_files->AddKey(which, m_nRecord, stored.data()) || taerror == taNoError;
+    const bool added
+        = d->m_files.AddKey(which, d->m_nRecord, stored.data()) || taerror == taNoError;
     return deleted && added;
 }
 
@@ -340,36 +385,36 @@ bool CCatalogFile::MoveKey(int which, const std::array<char, 111>& key)
 bool CCatalogFile::SaveDependencies()
 {
     Dependencies();
-    const bool removed = m_dependency.RemoveAll(m_nRecord);
-    return m_dependency.StoreDepends(m_nRecord, m_dependencies) && removed;
+    const bool removed = d->m_dependency.RemoveAll(d->m_nRecord);
+    return d->m_dependency.StoreDepends(d->m_nRecord, d->m_dependencies) && removed;
 }
 
 void CCatalogFile::AddDependency(const char* name)
 {
     Dependencies();
-    m_dependencies.append(name);
+    d->m_dependencies.append(name);
 }
 
 void CCatalogFile::setDependencies(const QByteArrayList& names)
 {
-    m_dependencies = names;
-    m_bDependenciesWait = false;
+    d->m_dependencies = names;
+    d->m_bDependenciesWait = false;
 }
 
 // Only saving through this object changes the stored names, and it calls this function
 // first: so the names read now are the same as when the product was loaded.
 const QByteArrayList& CCatalogFile::Dependencies()
 {
-    if (m_bDependenciesWait)
-        m_dependency.LoadDepends(m_nRecord, m_dependencies);
-    m_bDependenciesWait = false;
-    return m_dependencies;
+    if (d->m_bDependenciesWait)
+        d->m_dependency.LoadDepends(d->m_nRecord, d->m_dependencies);
+    d->m_bDependenciesWait = false;
+    return d->m_dependencies;
 }
 
 QByteArrayList CCatalogFile::OwnDependencies()
 {
     QByteArrayList names;
-    m_dependency.LoadOwnDepends(m_nRecord, names);
+    d->m_dependency.LoadOwnDepends(d->m_nRecord, names);
     return names;
 }
 
@@ -377,7 +422,7 @@ QByteArrayList CCatalogFile::OwnDependencies()
 
 bool CCatalogFile::FindServerSerialNumber(std::int32_t serial)
 try {
-    if (m_bOpen)
+    if (d->m_bOpen)
         return LoadSerial(serial);
     const bool found = Open() && LoadSerial(serial);
     Close();
@@ -395,7 +440,7 @@ bool CCatalogFile::LoadSerial(std::int32_t serial)
 {
     const char* const key = serial < 0 ? "" : ServerSerialNumberStr(serial);
     std::int32_t record;
-    if (!m_files->Search(3, key, &record) || !GetRecord(record))
+    if (!d->m_files.Search(3, key, &record) || !GetRecord(record))
         return false;
     return serial < 0 || ServerSerialNumber() == serial;
 }
@@ -403,7 +448,7 @@ bool CCatalogFile::LoadSerial(std::int32_t serial)
 bool CCatalogFile::LoadInCategory(std::int32_t record, const char* category)
 {
     const bool loaded = GetRecord(record);
-    m_nWalked = loaded ? record : -1;
+    d->m_nWalked = loaded ? record : -1;
     if (!loaded)
         return false;
     return !category || SameText(Category(), CutCategory(category).c_str());
@@ -412,7 +457,7 @@ bool CCatalogFile::LoadInCategory(std::int32_t record, const char* category)
 bool CCatalogFile::FindFirstForCategory(const char* category)
 try {
     std::int32_t record;
-    return m_bOpen && m_files->Search(0, CutCategory(category).c_str(), &record)
+    return d->m_bOpen && d->m_files.Search(0, CutCategory(category).c_str(), &record)
         && LoadInCategory(record, category);
 } catch (const std::bad_alloc&) {
     return OutOfMemory();
@@ -421,7 +466,7 @@ try {
 bool CCatalogFile::FindNextForCategory(const char* category)
 try {
     std::int32_t record;
-    return m_bOpen && StepFromLoaded(&record) && LoadInCategory(record, category);
+    return d->m_bOpen && StepFromLoaded(&record) && LoadInCategory(record, category);
 } catch (const std::bad_alloc&) {
     return OutOfMemory();
 }
@@ -430,19 +475,19 @@ try {
 // lost its position by a change.
 bool CCatalogFile::StepFromLoaded(std::int32_t* record)
 {
-    if (m_nWalked == m_nRecord && m_files->Index(0)->depth > 0)
-        return m_files->Next(0, record);
+    if (d->m_nWalked == d->m_nRecord && d->m_files.Index(0)->depth > 0)
+        return d->m_files.Next(0, record);
     return FindBehindLoaded(record);
 }
 
 bool CCatalogFile::FindBehindLoaded(std::int32_t* record)
 {
-    const char* const stored = m_keys[0].data();
+    const char* const stored = d->m_keys[0].data();
     char key[keyRoom];
-    bool found = m_files->Search(0, stored, record, key);
+    bool found = d->m_files.Search(0, stored, record, key);
     while (found
-           && tacompkeys(key, stored, std::uint32_t(*record), std::uint32_t(m_nRecord), 1) <= 0)
-        found = m_files->Next(0, record, key);
+           && tacompkeys(key, stored, std::uint32_t(*record), std::uint32_t(d->m_nRecord), 1) <= 0)
+        found = d->m_files.Next(0, record, key);
     return found;
 }
 
@@ -480,7 +525,7 @@ void CCatalogFile::MakeKeys()
 {
     Catalog::CutCategory(m_record.data());
     for (int which = 0; which < keys; ++which)
-        MakeKey(which, m_keys[std::size_t(which)].data());
+        MakeKey(which, d->m_keys[std::size_t(which)].data());
 }
 
 const char* CCatalogFile::ServerSerialNumberStr()
@@ -490,6 +535,6 @@ const char* CCatalogFile::ServerSerialNumberStr()
 
 const char* CCatalogFile::ServerSerialNumberStr(std::int32_t serial)
 {
-    FormatSerial(serial, m_serialText);
-    return m_serialText;
+    FormatSerial(serial, d->m_serialText);
+    return d->m_serialText;
 }

@@ -40,13 +40,8 @@
 #include <memory>
 #include <string>
 
-class CNote;
-
 namespace Agent
 {
-class DbFiles;
-class HeldFiles;
-class NoteOwners;
 class StoreFiles;
 struct CatalogPaths;
 } // namespace Agent
@@ -91,10 +86,10 @@ public:
     /// Writes all pending changes and closes all files; so does the destructor.
     void Close();
     /// Whether all files are open.
-    bool IsOpen() const { return m_bOpen; }
+    bool IsOpen() const;
     /// Whether all changes since the files were opened could be written and, after
     /// Close, were. Refusals by an index do not count.
-    bool IsWhole() const { return m_bWhole; }
+    bool IsWhole() const;
 
     /// Empties the object, for a new product.
     void AddNew();
@@ -136,7 +131,7 @@ public:
     const char* ServerSerialNumberStr(std::int32_t serial);
     /// @}
 
-    std::int32_t RecordNumber() const { return m_nRecord; } ///< of the product; -1: new
+    std::int32_t RecordNumber() const; ///< of the product; -1: new
     std::int32_t NoteOffset() const; ///< of the description; -1: never had one
 
     /// Each stores as much as fits and returns the field. The comments give the most
@@ -169,8 +164,8 @@ public:
     /// Keeps up to 499,992 bytes of UTF-8, and nothing of a longer text. A product
     /// whose description was cleared keeps the place of the text. If another product's
     /// text is stored there, both show it, but it is deleted only with the other one.
-    void setDescription(const QString& text) { m_sDescription = text; }
-    QString Description() const { return m_sDescription; } ///< empty without one
+    void setDescription(const QString& text);
+    QString Description() const; ///< empty without one
 
     /// The names the product depends on. Those of a loaded product are read when first
     /// needed.
@@ -196,7 +191,6 @@ public:
 private:
     Agent::CatalogPaths Paths() const;
     std::string Folder() const;
-    Agent::StoreFiles* Files() const;
     bool OpenAll(const Agent::CatalogPaths& paths);
     bool CreateAll(const Agent::CatalogPaths& paths);
     bool OpenCurrent();
@@ -214,21 +208,6 @@ private:
     bool FindBehindLoaded(std::int32_t* record);
     bool StepFromLoaded(std::int32_t* record);
 
-    const std::string m_sFolder; // empty: the static paths
-    Agent::StoreFiles* const m_pFiles; // null: m_held
-    std::unique_ptr<Agent::HeldFiles> m_held;
-    std::string m_sData; // the data file, as it was opened
-    std::int32_t m_nRecord;
-    std::array<std::array<char, 111>, 4> m_keys; // the product is stored under
-    std::unique_ptr<Agent::DbFiles> m_files;
-    std::unique_ptr<CNote> m_notes;
-    std::unique_ptr<Agent::NoteOwners> m_owners;
-    CDependency m_dependency;
-    QByteArrayList m_dependencies;
-    QString m_sDescription;
-    char m_serialText[21];
-    bool m_bOpen = false;
-    bool m_bWhole = true; // since the files were opened
-    bool m_bDependenciesWait = false; // are still to be read
-    std::int32_t m_nWalked = -1; // the current product of the walk of categories
+    class Private;
+    const std::unique_ptr<Private> d;
 };

@@ -79,19 +79,41 @@ void AppendNames(DataFile* file, const std::vector<std::int32_t>& numbers, QByte
 
 } // namespace
 
+class CDependency::Private
+{
+public:
+    Private(const std::string& folder, StoreFiles* files) : m_sFolder(folder), m_pFiles(files) { }
+
+    // Where the files are opened.
+    StoreFiles* Files() { return m_pFiles ? m_pFiles : &m_held; }
+
+    const std::string m_sFolder; // empty: the static paths
+    StoreFiles* const m_pFiles; // null: m_held
+    HeldFiles m_held;
+    std::string m_sData; // the data file, as it was opened
+    std::array<std::uint8_t, length> m_record;
+    std::int32_t m_nRecord = -1;
+    DbFiles m_files{ Dependency::layout };
+    Key m_key1{};
+    Key m_key2{};
+};
+
 CDependency::CDependency() : CDependency(std::string()) { }
 
 CDependency::CDependency(const std::string& folder, StoreFiles* files)
-    : m_sFolder(folder), m_pFiles(files), m_held(std::make_unique<HeldFiles>()),
-      m_files(std::make_unique<DbFiles>(Dependency::layout))
+    : d(std::make_unique<Private>(folder, files))
 {
-    static_assert(length == std::tuple_size<decltype(m_record)>::value);
     if (DEPENDENCYDFNAME.empty())
         InitStaticMembers();
     AddNew();
 }
 
 CDependency::~CDependency() = default;
+
+std::int32_t CDependency::RecordNumber() const
+{
+    return d->m_nRecord;
+}
 
 void CDependency::InitStaticMembers()
 {
@@ -106,8 +128,8 @@ void CDependency::InitStaticMembers()
 
 std::vector<std::string> CDependency::Paths() const
 {
-    if (!m_sFolder.empty())
-        return CatalogPathsIn(m_sFolder).dependencies;
+    if (!d->m_sFolder.empty())
+        return CatalogPathsIn(d->m_sFolder).dependencies;
     return { DEPENDENCYDFNAME, DEPENDENCYIDXNAME1, DEPENDENCYIDXNAME2 };
 }
 
@@ -117,12 +139,7 @@ std::string CDependency::Folder() const
 {
     const std::vector<std::string> paths = Paths();
     const std::string folder = paths[0].substr(0, paths[0].rfind('/') + 1);
-    return !m_pFiles && paths == CatalogPathsIn(folder).dependencies ? folder : std::string();
-}
-
-StoreFiles* CDependency::Files() const
-{
-    return m_pFiles ? m_pFiles : m_held.get();
+    return !d->m_pFiles && paths == CatalogPathsIn(folder).dependencies ? folder : std::string();
 }
 
 bool CDependency::Open()
@@ -144,34 +161,39 @@ try {
     const std::string folder = Folder();
     const std::vector<std::string> paths
         = folder.empty() ? Paths() : CatalogPathsIn(CurrentCatalogFolder(folder)).dependencies;
-    m_sData = paths[0];
-    return m_files->Create(paths, Files());
+    d->m_sData = paths[0];
+    return d->m_files.Create(paths, d->Files());
 } catch (const std::bad_alloc&) {
     return OutOfMemory();
 }
 
 bool CDependency::OpenOrCreate(const std::vector<std::string>& paths)
 {
-    m_sData = paths[0];
-    return Files()->Exists(m_sData.c_str()) ? m_files->Open(paths, Files())
-                                            : m_files->Create(paths, Files());
+    d->m_sData = paths[0];
+    return d->Files()->Exists(d->m_sData.c_str()) ? d->m_files.Open(paths, d->Files())
+                                                  : d->m_files.Create(paths, d->Files());
+}
+
+bool CDependency::CreateAt(const std::vector<std::string>& paths)
+{
+    return d->m_files.Create(paths, d->Files());
 }
 
 bool CDependency::Close()
 {
-    const bool closed = m_files->Close();
-    m_held->CloseAll();
+    const bool closed = d->m_files.Close();
+    d->m_held.CloseAll();
     return closed;
 }
 
 // With a file system of its own, the caller is responsible for replaced files.
 bool CDependency::IsReplaced() const
 {
-    if (m_pFiles || !m_files->Data())
+    if (d->m_pFiles || !d->m_files.Data())
         return false;
     const std::string data
-        = m_sFolder.empty() ? DEPENDENCYDFNAME : m_sFolder + Dependency::layout.fileName;
-    if (m_held->LeadsTo(data, m_sData))
+        = d->m_sFolder.empty() ? DEPENDENCYDFNAME : d->m_sFolder + Dependency::layout.fileName;
+    if (d->m_held.LeadsTo(data, d->m_sData))
         return false;
     qCInfo(logDb, "the change is refused: %s was replaced since it was opened", data.c_str());
     return true;
@@ -181,50 +203,50 @@ bool CDependency::IsReplaced() const
 
 void CDependency::AddNew()
 {
-    m_record.fill(0);
-    m_nRecord = -1;
-    m_key1.fill(0);
-    m_key2.fill(0);
+    d->m_record.fill(0);
+    d->m_nRecord = -1;
+    d->m_key1.fill(0);
+    d->m_key2.fill(0);
 }
 
 const char* CDependency::setName(const char* name)
 {
-    return SetText(m_record.data(), Dependency::name, name);
+    return SetText(d->m_record.data(), Dependency::name, name);
 }
 
 void CDependency::setParent(std::int32_t parent)
 {
-    PutInt32(m_record.data() + Dependency::parent, parent);
+    PutInt32(d->m_record.data() + Dependency::parent, parent);
 }
 
 const char* CDependency::Name() const
 {
-    return GetText(m_record.data(), Dependency::name);
+    return GetText(d->m_record.data(), Dependency::name);
 }
 
 std::int32_t CDependency::Parent() const
 {
-    return GetInt32(m_record.data() + Dependency::parent);
+    return GetInt32(d->m_record.data() + Dependency::parent);
 }
 
 void CDependency::MakeKey1(char* key) const
 {
     char text[keyRoom];
-    Dependency::MakeKey(m_record.data(), 0, text);
+    Dependency::MakeKey(d->m_record.data(), 0, text);
     std::strcpy(key, text);
 }
 
 void CDependency::MakeKey2(char* key) const
 {
     char text[keyRoom];
-    Dependency::MakeKey(m_record.data(), 1, text);
+    Dependency::MakeKey(d->m_record.data(), 1, text);
     std::strcpy(key, text);
 }
 
 void CDependency::MakeKeys()
 {
-    MakeKey1(m_key1.data());
-    MakeKey2(m_key2.data());
+    MakeKey1(d->m_key1.data());
+    MakeKey2(d->m_key2.data());
 }
 
 // Files that were replaced during a change do not contain the change.
@@ -237,37 +259,37 @@ try {
 
 bool CDependency::Store()
 {
-    return m_nRecord == -1 ? AppendRecord() : UpdateRecord();
+    return d->m_nRecord == -1 ? AppendRecord() : UpdateRecord();
 }
 
 bool CDependency::AppendRecord()
 {
-    return m_files->Append(m_record.data(), &m_nRecord) && AddKeys();
+    return d->m_files.Append(d->m_record.data(), &d->m_nRecord) && AddKeys();
 }
 
 bool CDependency::AddKeys()
 {
     MakeKeys();
-    return m_files->AddKey(0, m_nRecord, m_key1.data())
-        && m_files->AddKey(1, m_nRecord, m_key2.data());
+    return d->m_files.AddKey(0, d->m_nRecord, d->m_key1.data())
+        && d->m_files.AddKey(1, d->m_nRecord, d->m_key2.data());
 }
 
 bool CDependency::UpdateRecord()
 {
-    if (!m_files->Write(m_nRecord, m_record.data()))
+    if (!d->m_files.Write(d->m_nRecord, d->m_record.data()))
         return false;
     const auto move = [this](int which, Key& stored, const Key& key) {
-        m_files->DeleteKey(which, m_nRecord, stored.data());
+        d->m_files.DeleteKey(which, d->m_nRecord, stored.data());
         stored = key;
-        m_files->AddKey(which, m_nRecord, stored.data());
+        d->m_files.AddKey(which, d->m_nRecord, stored.data());
     };
     Key key;
     MakeKey1(key.data());
-    if (std::strcmp(key.data(), m_key1.data()) != 0)
-        move(0, m_key1, key);
+    if (std::strcmp(key.data(), d->m_key1.data()) != 0)
+        move(0, d->m_key1, key);
     MakeKey2(key.data());
-    if (!SameText(key.data(), m_key2.data()))
-        move(1, m_key2, key);
+    if (!SameText(key.data(), d->m_key2.data()))
+        move(1, d->m_key2, key);
     return true;
 }
 
@@ -289,16 +311,16 @@ try {
     };
     for (const QByteArray& name : names) {
         set(name);
-        records.insert(records.end(), m_record.begin(), m_record.end());
+        records.insert(records.end(), d->m_record.begin(), d->m_record.end());
     }
     std::int32_t number = -1;
-    const bool stored = names.size() > 1 && m_files->AppendAll(records, &number);
+    const bool stored = names.size() > 1 && d->m_files.AppendAll(records, &number);
     bool whole = true;
     for (const QByteArray& name : names) {
         set(name);
         SetError(taNoError);
         if (stored)
-            m_nRecord = number++;
+            d->m_nRecord = number++;
         const bool saved = stored ? AddKeys() : Store();
         whole = whole && (saved || taerror == taNoError);
     }
@@ -325,21 +347,21 @@ try {
     Dependency::FormatParent(parent, key);
     std::vector<std::int32_t> numbers;
     // In a damaged index a walk may meet an item again.
-    const std::size_t most = m_files->Data() ? FileLen(m_files->Data()) : 0;
+    const std::size_t most = d->m_files.Data() ? FileLen(d->m_files.Data()) : 0;
     std::int32_t number;
     long at = parent;
     char before[keyRoom];
-    bool more = m_files->Search(0, key, &number, key) && Dependency::ParentOfKey(key) == parent;
+    bool more = d->m_files.Search(0, key, &number, key) && Dependency::ParentOfKey(key) == parent;
     while (more && numbers.size() < most) {
         numbers.push_back(number);
         std::memcpy(before, key, Dependency::parentKeyWidth);
-        more = m_files->Next(0, &number, key);
+        more = d->m_files.Next(0, &number, key);
         if (more && std::memcmp(before, key, Dependency::parentKeyWidth) != 0)
             at = Dependency::ParentOfKey(key);
         more = more && (toTheEnd ? at != 0 : at == parent);
     }
-    if (m_files->Data())
-        AppendNames(m_files->Data(), numbers, list);
+    if (d->m_files.Data())
+        AppendNames(d->m_files.Data(), numbers, list);
 } catch (const std::bad_alloc&) {
     list.clear();
     OutOfMemory();
@@ -359,7 +381,7 @@ try {
     do {
         Dependency::FormatParent(parent, key);
         SetError(taNoError);
-    } while (m_files->Search(0, key, &number, key) && Dependency::ParentOfKey(key) == parent
+    } while (d->m_files.Search(0, key, &number, key) && Dependency::ParentOfKey(key) == parent
              && RemoveOne(number, key));
     return taerror == taNoError;
 } catch (const std::bad_alloc&) {
@@ -372,19 +394,19 @@ bool CDependency::RemoveOne(std::int32_t number, const char* found)
 {
     std::array<std::uint8_t, length> record;
     char key[keyRoom];
-    bool agrees = m_files->Read(number, record.data());
+    bool agrees = d->m_files.Read(number, record.data());
     if (agrees) {
         EndText(record.data(), Dependency::name);
         Dependency::MakeKey(record.data(), 0, key);
         agrees = SameText(key, found);
     }
     if (!agrees)
-        return m_files->DeleteKey(0, number, found);
-    m_record = record;
+        return d->m_files.DeleteKey(0, number, found);
+    d->m_record = record;
     MakeKeys();
-    m_nRecord = -1;
-    if (!m_files->Remove(number))
+    d->m_nRecord = -1;
+    if (!d->m_files.Remove(number))
         return false;
-    m_files->DeleteKey(1, number, m_key2.data());
-    return m_files->DeleteKey(0, number, m_key1.data());
+    d->m_files.DeleteKey(1, number, d->m_key2.data());
+    return d->m_files.DeleteKey(0, number, d->m_key1.data());
 }

@@ -24,8 +24,6 @@
 
 namespace Agent
 {
-class DbFiles;
-class HeldFiles;
 class StoreFiles;
 } // namespace Agent
 
@@ -72,7 +70,7 @@ public:
     void setParent(std::int32_t parent);
     const char* Name() const; ///< the name that the parent needs
     std::int32_t Parent() const; ///< the parent's record number in the catalog
-    std::int32_t RecordNumber() const { return m_nRecord; } ///< of this record; -1: new
+    std::int32_t RecordNumber() const; ///< of this record; -1: new
 
     /// Stores the record. False for a new one whose parent already has that name; its
     /// bytes then stay in the data file, without being in an index. Also false when the
@@ -108,8 +106,8 @@ private:
 
     std::vector<std::string> Paths() const;
     std::string Folder() const;
-    Agent::StoreFiles* Files() const;
     bool OpenOrCreate(const std::vector<std::string>& paths);
+    bool CreateAt(const std::vector<std::string>& paths);
     bool IsReplaced() const;
     bool Store();
     bool AppendRecord();
@@ -120,13 +118,6 @@ private:
     bool RemoveOne(std::int32_t number, const char* found);
     void Load(std::int32_t parent, bool toTheEnd, QByteArrayList& list);
 
-    const std::string m_sFolder; // empty: the static paths
-    Agent::StoreFiles* const m_pFiles; // null: m_held
-    std::unique_ptr<Agent::HeldFiles> m_held;
-    std::string m_sData; // the data file, as it was opened
-    std::array<std::uint8_t, 60> m_record;
-    std::int32_t m_nRecord;
-    std::unique_ptr<Agent::DbFiles> m_files;
-    Key m_key1;
-    Key m_key2;
+    class Private;
+    const std::unique_ptr<Private> d;
 };

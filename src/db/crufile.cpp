@@ -21,6 +21,20 @@
 
 using namespace Agent;
 
+class CRUFile::Private
+{
+public:
+    Record m_record{};
+    Record m_stored{}; // the item as it is in the file
+    std::int32_t m_nRecord = 0;
+    std::int32_t m_nFound = 0; // by the last lookup
+    std::array<Key, 3> m_keys{}; // the item is stored under
+    DbFiles m_files{ Recent::layout };
+    std::string m_walked; // the description that the walk by descriptions has reached
+    bool m_bWalking = false; // whether there is such a walk
+    char m_serialText[21] = {};
+};
+
 std::string CRUFile::RUDATAFILE;
 std::string CRUFile::RUDATAIDX1;
 std::string CRUFile::RUDATAIDX2;
@@ -51,15 +65,20 @@ bool HasNoItem(const std::string& dataFile)
 
 } // namespace
 
-CRUFile::CRUFile() : m_nFound(0), m_files(std::make_unique<DbFiles>(Recent::layout)), m_serialText()
+CRUFile::CRUFile() : d(std::make_unique<Private>())
 {
-    static_assert(std::tuple_size<decltype(m_record)>::value == Recent::layout.recordLength);
+    static_assert(std::tuple_size<Record>::value == Recent::layout.recordLength);
     if (RUDATAFILE.empty())
         InitStaticMembers();
     AddNew();
 }
 
 CRUFile::~CRUFile() = default;
+
+std::int32_t CRUFile::RecordNumber() const
+{
+    return d->m_nRecord;
+}
 
 void CRUFile::InitStaticMembers()
 {
@@ -74,7 +93,7 @@ void CRUFile::InitStaticMembers()
 
 bool CRUFile::IsOpen() const
 {
-    return m_files->Data() != nullptr;
+    return d->m_files.Data() != nullptr;
 }
 
 bool CRUFile::Open()
@@ -85,8 +104,8 @@ try {
         if (!DoesFileExist(0, RUDATAFILE.c_str()))
             return Create();
     }
-    m_bWalking = false;
-    const bool open = m_files->Open(FileNames()) && m_files->BeginFlushing();
+    d->m_bWalking = false;
+    const bool open = d->m_files.Open(FileNames()) && d->m_files.BeginFlushing();
     if (!open)
         qCInfo(logDb, "cannot open %s and its indexes, error %d", RUDATAFILE.c_str(), int(taerror));
     return open;
@@ -107,9 +126,9 @@ try {
 bool CRUFile::Create()
 try {
     const ListLock lock(RUDATAFILE);
-    m_bWalking = false;
-    m_files->Close();
-    return lock && MakeFiles() && m_files->Open(FileNames()) && m_files->BeginFlushing();
+    d->m_bWalking = false;
+    d->m_files.Close();
+    return lock && MakeFiles() && d->m_files.Open(FileNames()) && d->m_files.BeginFlushing();
 } catch (const std::bad_alloc&) {
     return OutOfMemory();
 }
@@ -122,8 +141,8 @@ bool CRUFile::MakeFiles()
     std::vector<std::string> made = names;
     for (std::string& name : made)
         name += ".new";
-    bool done = m_files->Create(made);
-    done = m_files->Close() && done;
+    bool done = d->m_files.Create(made);
+    done = d->m_files.Close() && done;
     for (std::size_t i = names.size(); done && i-- > 0;)
         done = PutInPlace(made[i], names[i]);
     for (const std::string& name : made)
@@ -133,36 +152,36 @@ bool CRUFile::MakeFiles()
 
 bool CRUFile::Close()
 {
-    m_bWalking = false;
-    return m_files->Close();
+    d->m_bWalking = false;
+    return d->m_files.Close();
 }
 
 void CRUFile::AddNew()
 {
-    m_record.fill(0);
-    m_keys = {};
-    m_nRecord = 0;
+    d->m_record.fill(0);
+    d->m_keys = {};
+    d->m_nRecord = 0;
 }
 
 bool CRUFile::Update()
 try {
     const ListLock lock(RUDATAFILE);
-    if (!lock || !m_files->Refresh())
+    if (!lock || !d->m_files.Refresh())
         return false;
-    return m_nRecord == 0 ? Append() : Rewrite();
+    return d->m_nRecord == 0 ? Append() : Rewrite();
 } catch (const std::bad_alloc&) {
     return OutOfMemory();
 }
 
 bool CRUFile::Append()
 {
-    m_bWalking = false;
-    if (!m_files->Append(m_record.data(), &m_nRecord))
+    d->m_bWalking = false;
+    if (!d->m_files.Append(d->m_record.data(), &d->m_nRecord))
         return false;
-    m_stored = m_record;
+    d->m_stored = d->m_record;
     MakeKeys();
     for (int which = byTime; which <= bySerial; ++which)
-        if (!m_files->AddKey(which, m_nRecord, m_keys[std::size_t(which)].data()))
+        if (!d->m_files.AddKey(which, d->m_nRecord, d->m_keys[std::size_t(which)].data()))
             return false;
     return true;
 }
@@ -172,19 +191,19 @@ bool CRUFile::Append()
 bool CRUFile::IsStillThere()
 {
     Record bytes;
-    if (!m_files->Read(m_nRecord, bytes.data()))
+    if (!d->m_files.Read(d->m_nRecord, bytes.data()))
         return false;
-    if (bytes == m_stored)
+    if (bytes == d->m_stored)
         return true;
     char key[keyRoom];
     for (const TextField text : Recent::texts)
         EndText(bytes.data(), text);
     Recent::MakeKey(bytes.data(), bySerial, key);
-    if (!SameText(key, m_keys[bySerial].data()))
+    if (!SameText(key, d->m_keys[bySerial].data()))
         return false;
     for (int which = byTime; which <= bySerial; ++which) {
         Recent::MakeKey(bytes.data(), which, key);
-        std::strcpy(m_keys[std::size_t(which)].data(), key);
+        std::strcpy(d->m_keys[std::size_t(which)].data(), key);
     }
     return true;
 }
@@ -194,20 +213,21 @@ bool CRUFile::IsStillThere()
 bool CRUFile::Rewrite()
 {
     // A removed item's bytes belong to the chain of free records.
-    if (!IsLive(m_record.data()) || !IsStillThere() || !m_files->Write(m_nRecord, m_record.data()))
+    if (!IsLive(d->m_record.data()) || !IsStillThere()
+        || !d->m_files.Write(d->m_nRecord, d->m_record.data()))
         return false;
-    m_stored = m_record;
+    d->m_stored = d->m_record;
     for (int which = byTime; which <= bySerial; ++which) {
-        Key& stored = m_keys[std::size_t(which)];
+        Key& stored = d->m_keys[std::size_t(which)];
         Key key;
         MakeKey(key.data(), which);
         if (SameText(key.data(), stored.data()))
             continue;
-        m_bWalking = m_bWalking && which != byDescription;
-        if (!m_files->DeleteKey(which, m_nRecord, stored.data()))
+        d->m_bWalking = d->m_bWalking && which != byDescription;
+        if (!d->m_files.DeleteKey(which, d->m_nRecord, stored.data()))
             return false;
         stored = key;
-        if (!m_files->AddKey(which, m_nRecord, stored.data()))
+        if (!d->m_files.AddKey(which, d->m_nRecord, stored.data()))
             return false;
     }
     return true;
@@ -216,55 +236,55 @@ bool CRUFile::Rewrite()
 bool CRUFile::Repair()
 try {
     const ListLock lock(RUDATAFILE);
-    m_bWalking = false;
+    d->m_bWalking = false;
     AddNew();
     const std::vector<std::string> names = FileNames();
-    return lock && (m_files->Refresh() || m_files->ReopenIndexes(names))
-        && RepairRecentList(*m_files, names);
+    return lock && (d->m_files.Refresh() || d->m_files.ReopenIndexes(names))
+        && RepairRecentList(d->m_files, names);
 } catch (const std::bad_alloc&) {
     return OutOfMemory();
 }
 
 bool CRUFile::GetRecord(std::int32_t record)
 {
-    DataFile* const file = m_files->Data();
+    DataFile* const file = d->m_files.Data();
     if (!file || record < 1 || std::uint32_t(record) >= FileLen(file))
         return false;
     std::array<std::uint8_t, Recent::layout.recordLength> bytes;
     if (GetRec(file, std::uint32_t(record), bytes.data()) != 0)
         return false;
-    m_record = bytes;
-    m_stored = bytes;
-    m_nRecord = record;
+    d->m_record = bytes;
+    d->m_stored = bytes;
+    d->m_nRecord = record;
     for (const TextField text : Recent::texts)
-        EndText(m_record.data(), text);
-    if (IsLive(m_record.data()))
+        EndText(d->m_record.data(), text);
+    if (IsLive(d->m_record.data()))
         MakeKeys();
     return true;
 }
 
 std::int32_t CRUFile::GetFileSize() const
 {
-    return IsOpen() ? std::int32_t(FileLen(m_files->Data())) : -1;
+    return IsOpen() ? std::int32_t(FileLen(d->m_files.Data())) : -1;
 }
 
 std::int32_t CRUFile::UsedRecs() const
 {
-    return IsOpen() ? std::int32_t(::UsedRecs(m_files->Data())) : -1;
+    return IsOpen() ? std::int32_t(::UsedRecs(d->m_files.Data())) : -1;
 }
 
 bool CRUFile::Load(bool found)
 {
-    return found && GetRecord(m_nFound) && IsLive(m_record.data());
+    return found && GetRecord(d->m_nFound) && IsLive(d->m_record.data());
 }
 
 bool CRUFile::FindItem(const char* description)
 try {
     // Cut as the setter would cut it.
     const char* const text = description ? description : "";
-    m_walked.assign(text, CutLength(text, Recent::description.width - 1));
-    m_bWalking = m_files->Refresh(byDescription);
-    return m_bWalking && Load(m_files->Find(byDescription, m_walked.c_str(), &m_nFound));
+    d->m_walked.assign(text, CutLength(text, Recent::description.width - 1));
+    d->m_bWalking = d->m_files.Refresh(byDescription);
+    return d->m_bWalking && Load(d->m_files.Find(byDescription, d->m_walked.c_str(), &d->m_nFound));
 } catch (const std::bad_alloc&) {
     return OutOfMemory();
 }
@@ -279,7 +299,7 @@ try {
 
 bool CRUFile::FindPrevAccessedItem()
 try {
-    return LoadBelow(m_keys[byTime].data());
+    return LoadBelow(d->m_keys[byTime].data());
 } catch (const std::bad_alloc&) {
     return OutOfMemory();
 }
@@ -289,11 +309,11 @@ try {
 bool CRUFile::LoadBelow(std::string key)
 {
     char found[keyRoom];
-    m_nFound = m_nRecord;
-    if (!m_files->Refresh(byTime))
+    d->m_nFound = d->m_nRecord;
+    if (!d->m_files.Refresh(byTime))
         return false;
-    while (m_files->FindBelow(byTime, key.c_str(), &m_nFound, found) && IsBelow(found, key)) {
-        if (Load(true) && SameText(found, m_keys[byTime].data()))
+    while (d->m_files.FindBelow(byTime, key.c_str(), &d->m_nFound, found) && IsBelow(found, key)) {
+        if (Load(true) && SameText(found, d->m_keys[byTime].data()))
             return true;
         key = found;
     }
@@ -302,7 +322,7 @@ bool CRUFile::LoadBelow(std::string key)
 
 bool CRUFile::FindFirstByDescription()
 {
-    m_bWalking = false;
+    d->m_bWalking = false;
     return FindNextByDescription();
 }
 
@@ -311,36 +331,37 @@ bool CRUFile::FindFirstByDescription()
 bool CRUFile::FindNextByDescription()
 try {
     char found[keyRoom] = {};
-    bool more = m_files->Refresh(byDescription)
-        && m_files->Search(byDescription, m_bWalking ? m_walked.c_str() : "", &m_nFound, found);
-    if (more && m_bWalking && SameText(found, m_walked.c_str()))
-        more = m_files->Next(byDescription, &m_nFound, found);
-    m_bWalking = more && (!m_bWalking || tacompkeys(m_walked.c_str(), found, 0, 0, 0) < 0);
-    m_walked = found;
-    return Load(m_bWalking);
+    bool more = d->m_files.Refresh(byDescription)
+        && d->m_files.Search(byDescription, d->m_bWalking ? d->m_walked.c_str() : "", &d->m_nFound,
+                             found);
+    if (more && d->m_bWalking && SameText(found, d->m_walked.c_str()))
+        more = d->m_files.Next(byDescription, &d->m_nFound, found);
+    d->m_bWalking = more && (!d->m_bWalking || tacompkeys(d->m_walked.c_str(), found, 0, 0, 0) < 0);
+    d->m_walked = found;
+    return Load(d->m_bWalking);
 } catch (const std::bad_alloc&) {
-    m_bWalking = false;
+    d->m_bWalking = false;
     return OutOfMemory();
 }
 
 bool CRUFile::FindServerSerialNumber(std::int32_t serial)
 {
     const char* const key = serial < 0 ? "" : ServerSerialNumberStr(serial);
-    return m_files->Refresh(bySerial) && Load(m_files->Search(bySerial, key, &m_nFound))
+    return d->m_files.Refresh(bySerial) && Load(d->m_files.Search(bySerial, key, &d->m_nFound))
         && (serial < 0 || ServerSerialNumber() == serial);
 }
 
 bool CRUFile::DeleteRecord(std::int32_t serial)
 try {
     const ListLock lock(RUDATAFILE);
-    if (serial <= 0 || !lock || !m_files->Refresh() || !FindServerSerialNumber(serial)
-        || !m_files->Remove(m_nRecord))
+    if (serial <= 0 || !lock || !d->m_files.Refresh() || !FindServerSerialNumber(serial)
+        || !d->m_files.Remove(d->m_nRecord))
         return false;
-    m_bWalking = false;
+    d->m_bWalking = false;
     MakeKeys();
     for (int which = byTime; which <= bySerial; ++which)
-        m_files->DeleteKey(which, m_nRecord, m_keys[std::size_t(which)].data());
-    m_nRecord = 0;
+        d->m_files.DeleteKey(which, d->m_nRecord, d->m_keys[std::size_t(which)].data());
+    d->m_nRecord = 0;
     return true;
 } catch (const std::bad_alloc&) {
     return OutOfMemory();
@@ -349,14 +370,14 @@ try {
 void CRUFile::MakeKey(char* key, int which) const
 {
     char text[keyRoom];
-    Recent::MakeKey(m_record.data(), which, text);
+    Recent::MakeKey(d->m_record.data(), which, text);
     std::strcpy(key, text);
 }
 
 void CRUFile::MakeKeys()
 {
     for (int which = byTime; which <= bySerial; ++which)
-        MakeKey(m_keys[std::size_t(which)].data(), which);
+        MakeKey(d->m_keys[std::size_t(which)].data(), which);
 }
 
 const char* CRUFile::ServerSerialNumberStr()
@@ -366,13 +387,13 @@ const char* CRUFile::ServerSerialNumberStr()
 
 const char* CRUFile::ServerSerialNumberStr(std::int32_t serial)
 {
-    FormatSerial(serial, m_serialText);
-    return m_serialText;
+    FormatSerial(serial, d->m_serialText);
+    return d->m_serialText;
 }
 
 const char* CRUFile::SetDescription(const char* text)
 {
-    return SetText(m_record.data(), Recent::description, text);
+    return SetText(d->m_record.data(), Recent::description, text);
 }
 
 bool CRUFile::SetUniqueDescription(const char* text)
@@ -389,61 +410,61 @@ try {
 bool CRUFile::IsTaken(const std::string& description) const
 {
     std::int32_t holder = 0;
-    return m_files->Refresh(byDescription)
-        && m_files->Find(byDescription, description.c_str(), &holder) && holder != m_nRecord;
+    return d->m_files.Refresh(byDescription)
+        && d->m_files.Find(byDescription, description.c_str(), &holder) && holder != d->m_nRecord;
 }
 
 const char* CRUFile::SetExecutablePath(const char* text)
 {
-    return SetText(m_record.data(), Recent::executablePath, text);
+    return SetText(d->m_record.data(), Recent::executablePath, text);
 }
 
 const char* CRUFile::SetIconPath(const char* text)
 {
-    return SetText(m_record.data(), Recent::iconPath, text);
+    return SetText(d->m_record.data(), Recent::iconPath, text);
 }
 
 const char* CRUFile::SetSmallIconPath(const char* text)
 {
-    return SetText(m_record.data(), Recent::smallIconPath, text);
+    return SetText(d->m_record.data(), Recent::smallIconPath, text);
 }
 
 void CRUFile::SetServerSerialNumber(std::int32_t serial)
 {
-    PutInt32(m_record.data() + Recent::serverSerialNumber, serial);
+    PutInt32(d->m_record.data() + Recent::serverSerialNumber, serial);
 }
 
 void CRUFile::SetLastAccessed(std::int32_t time)
 {
-    PutInt32(m_record.data() + Recent::lastAccessed, time);
+    PutInt32(d->m_record.data() + Recent::lastAccessed, time);
 }
 
 const char* CRUFile::Description() const
 {
-    return GetText(m_record.data(), Recent::description);
+    return GetText(d->m_record.data(), Recent::description);
 }
 
 const char* CRUFile::ExecutablePath() const
 {
-    return GetText(m_record.data(), Recent::executablePath);
+    return GetText(d->m_record.data(), Recent::executablePath);
 }
 
 const char* CRUFile::IconPath() const
 {
-    return GetText(m_record.data(), Recent::iconPath);
+    return GetText(d->m_record.data(), Recent::iconPath);
 }
 
 const char* CRUFile::SmallIconPath() const
 {
-    return GetText(m_record.data(), Recent::smallIconPath);
+    return GetText(d->m_record.data(), Recent::smallIconPath);
 }
 
 std::int32_t CRUFile::ServerSerialNumber() const
 {
-    return GetInt32(m_record.data() + Recent::serverSerialNumber);
+    return GetInt32(d->m_record.data() + Recent::serverSerialNumber);
 }
 
 std::int32_t CRUFile::LastAccessed() const
 {
-    return GetInt32(m_record.data() + Recent::lastAccessed);
+    return GetInt32(d->m_record.data() + Recent::lastAccessed);
 }

@@ -31,11 +31,6 @@
 #include <memory>
 #include <string>
 
-namespace Agent
-{
-class DbFiles;
-}
-
 class VANTRELAGENT_EXPORT CRUFile
 {
 public:
@@ -124,7 +119,7 @@ public:
     const char* ServerSerialNumberStr(std::int32_t serial);
     /// @}
 
-    std::int32_t RecordNumber() const { return m_nRecord; } ///< of the item; 0: new
+    std::int32_t RecordNumber() const; ///< of the item; 0: new
 
     /// Each stores as much as fits and returns the field. The comments give the most
     /// bytes that each keeps.
@@ -164,13 +159,6 @@ private:
     bool Load(bool found);
     bool LoadBelow(std::string key);
 
-    Record m_record;
-    Record m_stored{}; // the item as it is in the file
-    std::int32_t m_nRecord;
-    std::int32_t m_nFound; // by the last lookup
-    std::array<Key, 3> m_keys; // the item is stored under
-    std::unique_ptr<Agent::DbFiles> m_files;
-    std::string m_walked; // the description that the walk by descriptions has reached
-    bool m_bWalking = false; // whether there is such a walk
-    char m_serialText[21];
+    class Private;
+    const std::unique_ptr<Private> d;
 };

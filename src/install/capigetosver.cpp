@@ -17,7 +17,14 @@
 
 using namespace Agent;
 
-CAPIGetOSVer::CAPIGetOSVer(bool bSilent) : CAPI(bSilent, false, true)
+class CAPIGetOSVer::Private
+{
+public:
+    bool m_bUpdatedAgent = false;
+};
+
+CAPIGetOSVer::CAPIGetOSVer(bool bSilent)
+    : CAPI(bSilent, false, true), d(std::make_unique<Private>())
 {
     CTracer tracer("CAPIGetOSVer::CAPIGetOSVer");
     CopiesReply();
@@ -31,7 +38,7 @@ CAPIGetOSVer::~CAPIGetOSVer()
         settings.SetValue("DateOfLastUpdate", funky_date_str(), true);
         settings.Close();
     }
-    emit signalUpdatedAgent(m_bSucceeded, m_bUpdatedAgent);
+    emit signalUpdatedAgent(m_bSucceeded, d->m_bUpdatedAgent);
 }
 
 void CAPIGetOSVer::onSuccessfulTransfer(QDomElement* pElement)
@@ -62,8 +69,8 @@ void CAPIGetOSVer::onCanAddToNewStuff(PackageNameArray& arPackages, bool& bAddTo
 {
     CTracer tracer("CAPIGetOSVer::onCanAddToNewStuff");
     bAddToNewStuff = false;
-    for (auto name = arPackages.begin(); name != arPackages.end() && !m_bUpdatedAgent; ++name)
-        m_bUpdatedAgent = strcasecmp(name->c_str(), "vantrelagent") == 0;
+    for (auto name = arPackages.begin(); name != arPackages.end() && !d->m_bUpdatedAgent; ++name)
+        d->m_bUpdatedAgent = strcasecmp(name->c_str(), "vantrelagent") == 0;
 }
 
 void CAPIGetOSVer::onCanContinue(int nPackages, bool& bCanContinue)

@@ -23,6 +23,8 @@
 #include "../request/capi.h"
 #include "packagelists.h"
 
+#include <memory>
+
 class VANTRELAGENT_EXPORT CAPIGetOSVer : public CAPI
 {
     Q_OBJECT
@@ -52,5 +54,6 @@ signals:
     void signalUpdatedAgent(bool bSuccess, bool bUpdatedAgent);
 
 private:
-    bool m_bUpdatedAgent = false;
+    class Private;
+    const std::unique_ptr<Private> d;
 };

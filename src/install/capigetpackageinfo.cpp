@@ -53,20 +53,40 @@ void RemoveTree(const QString& path)
 
 } // namespace
 
-CAPIGetPackageInfo::CAPIGetPackageInfo(PackageNameArray names, bool bSilent)
-    : CAPI(bSilent, false, false), m_names(std::move(names))
+class CAPIGetPackageInfo::Private
 {
+public:
+    PackageNameArray m_names;
+    QString m_query;
+    AgentError::Code m_nSaveFailure = AgentError::NoFailure; // of the last package
+    QString m_sSaveFailure;
+    CRunAptGet* m_pRunner = nullptr; // while it runs
+    bool m_bCancelled = false;
+    bool m_bHasTree = false; // part of a transaction that has the private tree
+};
+
+CAPIGetPackageInfo::CAPIGetPackageInfo(PackageNameArray names, bool bSilent)
+    : CAPI(bSilent, false, false), d(std::make_unique<Private>())
+{
+    d->m_names = std::move(names);
     CTracer tracer("CAPIGetPackageInfo::CAPIGetPackageInfo");
     CopiesReply();
+}
+
+CAPIGetPackageInfo::~CAPIGetPackageInfo() = default;
+
+void CAPIGetPackageInfo::SetHasTree(bool hasTree)
+{
+    d->m_bHasTree = hasTree;
 }
 
 bool CAPIGetPackageInfo::Execute()
 {
     CTracer tracer("CAPIGetPackageInfo::Execute");
     const bool empty = DecorateURI().isEmpty();
-    if (m_bCancelled)
+    if (d->m_bCancelled)
         SetFailure(AgentError::Cancelled);
-    if (empty || m_bCancelled) {
+    if (empty || d->m_bCancelled) {
         m_bSucceeded = false;
         delete this;
         return false;
@@ -77,16 +97,16 @@ bool CAPIGetPackageInfo::Execute()
 bool CAPIGetPackageInfo::Cancel()
 {
     CTracer tracer("CAPIGetPackageInfo::Cancel");
-    m_bCancelled = true;
-    return m_pRunner ? m_pRunner->Cancel() : CancelTransfer();
+    d->m_bCancelled = true;
+    return d->m_pRunner ? d->m_pRunner->Cancel() : CancelTransfer();
 }
 
 QString CAPIGetPackageInfo::DecorateURI()
 {
     CTracer tracer("CAPIGetPackageInfo::DecorateURI");
-    if (m_query.isEmpty())
-        m_query = GetPackageFiles();
-    return m_query;
+    if (d->m_query.isEmpty())
+        d->m_query = GetPackageFiles();
+    return d->m_query;
 }
 
 // Has the front end list the package files that an install would need, and returns the query
@@ -96,13 +116,13 @@ QString CAPIGetPackageInfo::GetPackageFiles()
 {
     CTracer tracer("CAPIGetPackageInfo::GetPackageFiles");
     std::string names;
-    for (const std::string& name : m_names)
+    for (const std::string& name : d->m_names)
         names += ' ' + name;
     CRunAptGet runner;
-    runner.m_bHasTree = m_bHasTree;
-    m_pRunner = &runner;
+    runner.SetHasTree(d->m_bHasTree);
+    d->m_pRunner = &runner;
     const int status = runner.Run('D', names, false, false);
-    m_pRunner = nullptr;
+    d->m_pRunner = nullptr;
     if (status != 0) {
         TellDependencyErrors(runner, status);
         return QString();
@@ -176,24 +196,24 @@ void CAPIGetPackageInfo::onSuccessfulTransfer(QDomElement* pElement)
     emit signalURIListComplete(success);
     m_bSucceeded = success;
     if (!success)
-        SetFailure(m_nSaveFailure, QString(), m_sSaveFailure);
+        SetFailure(d->m_nSaveFailure, QString(), d->m_sSaveFailure);
 }
 
 bool CAPIGetPackageInfo::SavePackage(const std::string& url, const std::string& data,
                                      CTracer& tracer)
 {
     errno = 0;
-    m_nSaveFailure = AgentError::CannotWrite;
+    d->m_nSaveFailure = AgentError::CannotWrite;
     const bool savedUrl = SaveURL(url);
     if (savedUrl && SaveListData(GetFilenameFromURL(url), data))
         return true;
     if (!savedUrl)
         tracer.trace_out("failed to save url");
     if (errno == ENOSPC || errno == EDQUOT || errno == EFBIG)
-        m_nSaveFailure = AgentError::NoDiskSpace;
+        d->m_nSaveFailure = AgentError::NoDiskSpace;
     else if (!IsOneWord(url))
-        m_nSaveFailure = AgentError::ReplyNotUnderstood;
-    m_sSaveFailure = QString::fromStdString(url);
+        d->m_nSaveFailure = AgentError::ReplyNotUnderstood;
+    d->m_sSaveFailure = QString::fromStdString(url);
     return false;
 }
 

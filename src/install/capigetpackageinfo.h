@@ -14,6 +14,7 @@
 #include "../request/capi.h"
 #include "packagelists.h"
 
+#include <memory>
 #include <set>
 
 class CRunAptGet;
@@ -27,6 +28,7 @@ public:
     /// `names`: the packages. Does not wait for the server's answer; the run of the
     /// front end takes place in Execute.
     CAPIGetPackageInfo(PackageNameArray names, bool bSilent);
+    ~CAPIGetPackageInfo() override;
 
     /// Lists the files, then asks the server. False, with the object gone, when
     /// there is nothing to ask for; signalDependencyErrors says why.
@@ -85,16 +87,12 @@ signals:
 private:
     friend class CAPIInstallPackages;
 
+    void SetHasTree(bool hasTree);
     QString GetPackageFiles();
     void TellDependencyErrors(const CRunAptGet& runner, int status);
     QString QueryFor(const PackageNameArray& files) const;
     bool SavePackage(const std::string& url, const std::string& data, CTracer& tracer);
 
-    PackageNameArray m_names;
-    QString m_query;
-    AgentError::Code m_nSaveFailure = AgentError::NoFailure; // of the last package
-    QString m_sSaveFailure;
-    CRunAptGet* m_pRunner = nullptr; // while it runs
-    bool m_bCancelled = false;
-    bool m_bHasTree = false; // part of a transaction that has the private tree
+    class Private;
+    const std::unique_ptr<Private> d;
 };

@@ -183,10 +183,24 @@ bool WriteEntries(const std::string& path, const std::vector<Entry>& entries)
 
 } // namespace
 
-CAPIGetSourcesList::CAPIGetSourcesList(bool bSilent, bool bWait) : CAPI(bSilent, false, bWait)
+class CAPIGetSourcesList::Private
+{
+public:
+    bool m_bHasTree = false; // part of a run that has the private tree
+};
+
+CAPIGetSourcesList::CAPIGetSourcesList(bool bSilent, bool bWait)
+    : CAPI(bSilent, false, bWait), d(std::make_unique<Private>())
 {
     CTracer tracer("CAPIGetSourcesList::CAPIGetSourcesList");
     CopiesReply();
+}
+
+CAPIGetSourcesList::~CAPIGetSourcesList() = default;
+
+void CAPIGetSourcesList::SetHasTree(bool hasTree)
+{
+    d->m_bHasTree = hasTree;
 }
 
 void CAPIGetSourcesList::onSuccessfulTransfer(QDomElement* pElement)
@@ -202,7 +216,7 @@ void CAPIGetSourcesList::onSuccessfulTransfer(QDomElement* pElement)
                    QStringLiteral("The store server sent no list of package sources."));
     }
     TreeLock tree(CRunAptGet::m_sAptGetDir);
-    if (lists.empty() || m_bHasTree)
+    if (lists.empty() || d->m_bHasTree)
         ProcessLists(lists);
     else if (TakeTree(tree))
         ProcessLists(lists);
@@ -245,7 +259,7 @@ void CAPIGetSourcesList::ProcessSourcesListEntry(CXMLNode* list)
     }
     tracer.trace_out(changed ? "sources list file modified...emitting signalSourcesListModified"
                              : "the last refresh has failed...emitting signalSourcesListModified");
-    const TreeLock::Loan loan(!m_bHasTree);
+    const TreeLock::Loan loan(!d->m_bHasTree);
     emit signalSourcesListModified(deps);
 }
 

@@ -17,6 +17,7 @@
 
 #include "../request/capi.h"
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -34,6 +35,7 @@ class VANTRELAGENT_EXPORT CAPIGetSourcesList : public CAPI
 public:
     /// Silent or not; with `bWait` Execute returns after the end.
     CAPIGetSourcesList(bool bSilent, bool bWait);
+    ~CAPIGetSourcesList() override;
 
     /// Writes the entries of a "list" element to the file of its tree.
     void ProcessSourcesListEntry(CXMLNode* list);
@@ -63,8 +65,10 @@ signals:
 private:
     friend class CRunAptGet;
 
+    void SetHasTree(bool hasTree);
     bool TakeTree(Agent::TreeLock& tree);
     void ProcessLists(const std::vector<CXMLNode*>& lists);
 
-    bool m_bHasTree = false; // part of a run that has the private tree
+    class Private;
+    const std::unique_ptr<Private> d;
 };

@@ -51,20 +51,41 @@ bool IsForgotten(const CAppInfo& info)
 
 } // namespace
 
+class CAPIInstallPackages::Private
+{
+public:
+    explicit Private(QObject* listener) : m_pListener(listener) { }
+
+    QObject* const m_pListener;
+    std::vector<long> m_serials;
+    std::vector<CAppInfo> m_appInfos;
+    QString m_sAppInfoFile;
+    PackageNameArray m_packageNames;
+    PackageNameArray m_packageURLs;
+    CRunAptGet m_runner;
+    bool m_bCanContinue = true;
+    TreeLock m_tree{ CRunAptGet::m_sAptGetDir };
+    QPointer<CAPI> m_pStep; // the request that is under way
+    bool m_bUnderWay = false; // between Execute and the end of the front end
+    bool m_bRunning = false; // the front end has been started
+    bool m_bCancelled = false;
+    bool m_bRefuseWhenBusy = false;
+};
+
 CAPIInstallPackages::CAPIInstallPackages(QObject* listener, std::vector<long>& serials,
                                          bool bSilent)
-    : CAPI(bSilent, false, true), m_pListener(listener), m_serials(serials),
-      m_tree(std::make_unique<TreeLock>(CRunAptGet::m_sAptGetDir))
+    : CAPI(bSilent, false, true), d(std::make_unique<Private>(listener))
 {
+    d->m_serials = serials;
     CTracer tracer("CAPIInstallPackages::CAPIInstallPackages(1)");
     ConnectListener();
     EmptyTree();
 }
 
 CAPIInstallPackages::CAPIInstallPackages(QObject* listener, PackageNameArray& names, bool bSilent)
-    : CAPI(bSilent, false, true), m_pListener(listener), m_packageNames(names),
-      m_tree(std::make_unique<TreeLock>(CRunAptGet::m_sAptGetDir))
+    : CAPI(bSilent, false, true), d(std::make_unique<Private>(listener))
 {
+    d->m_packageNames = names;
     CTracer tracer("CAPIInstallPackages::CAPIInstallPackages(2)");
     ConnectListener();
     EmptyTree();
@@ -73,58 +94,64 @@ CAPIInstallPackages::CAPIInstallPackages(QObject* listener, PackageNameArray& na
 CAPIInstallPackages::~CAPIInstallPackages()
 {
     CTracer tracer("CAPIInstallPackages::~CAPIInstallPackages");
-    if (!m_sAppInfoFile.isEmpty() && CAPI::CanDeleteAPIFile())
-        QFile::remove(m_sAppInfoFile);
+    if (!d->m_sAppInfoFile.isEmpty() && CAPI::CanDeleteAPIFile())
+        QFile::remove(d->m_sAppInfoFile);
     EmptyTree();
     WriteLine(QStringLiteral("returning from ~CAPIInstallPackages"));
+}
+
+void CAPIInstallPackages::RefuseWhenBusy(bool refuse)
+{
+    d->m_bRefuseWhenBusy = refuse;
 }
 
 // Removes the lists of an install from the private tree, unless another install uses it.
 void CAPIInstallPackages::EmptyTree()
 {
-    const bool ours = m_tree->IsTaken();
+    const bool ours = d->m_tree.IsTaken();
     const bool usable = TreeProblem(CRunAptGet::m_sAptGetDir).empty();
-    if (usable && !m_tree->TryTake())
+    if (usable && !d->m_tree.TryTake())
         return;
-    CAPIGetPackageInfo::DeleteTempLists(m_packageURLs);
+    CAPIGetPackageInfo::DeleteTempLists(d->m_packageURLs);
     if (!ours)
-        m_tree->Release();
+        d->m_tree.Release();
 }
 
 // Boxes shown after this may stay open for long; other installs can go on.
 void CAPIInstallPackages::EndTransaction()
 {
-    if (!m_tree->IsTaken())
+    if (!d->m_tree.IsTaken())
         return;
     EmptyTree();
-    m_tree->Release();
+    d->m_tree.Release();
 }
 
 // By name, so that any QObject can listen.
 void CAPIInstallPackages::ConnectListener()
 {
     CTracer tracer("CAPIInstallPackages::ConnectListener");
-    connect(&m_runner, &CRunAptGet::signalWaitingFor, this, &CAPIInstallPackages::signalWaitingFor);
-    if (!m_pListener)
+    connect(&d->m_runner, &CRunAptGet::signalWaitingFor, this,
+            &CAPIInstallPackages::signalWaitingFor);
+    if (!d->m_pListener)
         return;
     const auto pass = [this](const QObject* sender, const char* signal, const char* slot) {
-        connect(sender, signal, m_pListener, slot);
+        connect(sender, signal, d->m_pListener, slot);
     };
     pass(this, SIGNAL(signalCanContinue(int, bool&)), SLOT(onCanContinue(int, bool&)));
     pass(this, SIGNAL(signalPreInstallInformation(std::string)),
          SLOT(onPreInstallInformation(std::string)));
     pass(this, SIGNAL(signalBeginInstall()), SLOT(onBeginInstall()));
-    pass(&m_runner, SIGNAL(signalReceivedPackageNames(AptGetPackages)),
+    pass(&d->m_runner, SIGNAL(signalReceivedPackageNames(AptGetPackages)),
          SLOT(onReceivedPackageNames(AptGetPackages)));
-    pass(&m_runner, SIGNAL(signalReceivedTotalBytes(std::string)),
+    pass(&d->m_runner, SIGNAL(signalReceivedTotalBytes(std::string)),
          SLOT(onReceivedTotalBytes(std::string)));
-    pass(&m_runner, SIGNAL(signalBeginReceivePackage(std::string, std::string)),
+    pass(&d->m_runner, SIGNAL(signalBeginReceivePackage(std::string, std::string)),
          SLOT(onBeginReceivePackage(std::string, std::string)));
-    pass(&m_runner, SIGNAL(signalEndReceivePackage(std::string)),
+    pass(&d->m_runner, SIGNAL(signalEndReceivePackage(std::string)),
          SLOT(onEndReceivePackage(std::string)));
-    pass(&m_runner, SIGNAL(signalBeginInstall(std::string)), SLOT(onBeginInstall(std::string)));
-    pass(&m_runner, SIGNAL(signalEndInstall(bool)), SLOT(onEndInstall(bool)));
-    pass(&m_runner, SIGNAL(signalPackagePulse(int, int)), SLOT(onReceivePackagePulse(int, int)));
+    pass(&d->m_runner, SIGNAL(signalBeginInstall(std::string)), SLOT(onBeginInstall(std::string)));
+    pass(&d->m_runner, SIGNAL(signalEndInstall(bool)), SLOT(onEndInstall(bool)));
+    pass(&d->m_runner, SIGNAL(signalPackagePulse(int, int)), SLOT(onReceivePackagePulse(int, int)));
 }
 
 void CAPIInstallPackages::TellPreparing()
@@ -149,7 +176,7 @@ bool CAPIInstallPackages::Execute()
     // end.
     if (!alive)
         return started;
-    if (!started && m_bCancelled) {
+    if (!started && d->m_bCancelled) {
         EndCancelled();
         return false;
     }
@@ -173,7 +200,7 @@ bool CAPIInstallPackages::Begin()
         return RefuseAtOnce(AgentError::BadHomeFolder, QString::fromStdString(problem));
     if (APILocked(this))
         return RefuseAtOnce(AgentError::Locked, LockedText());
-    m_bUnderWay = true;
+    d->m_bUnderWay = true;
     return TakeTree();
 }
 
@@ -190,22 +217,22 @@ bool CAPIInstallPackages::TakeTree()
 {
     const QPointer<CAPIInstallPackages> alive(this);
     const auto giveUp
-        = [alive] { return !alive || alive->m_bCancelled || alive->m_bRefuseWhenBusy; };
+        = [alive] { return !alive || alive->d->m_bCancelled || alive->d->m_bRefuseWhenBusy; };
     const auto say = [this](const std::string& text) {
-        if (m_bRefuseWhenBusy)
+        if (d->m_bRefuseWhenBusy)
             return;
         emit signalPreInstallInformation(text);
         emit signalWaitingFor(text);
     };
-    const bool taken = m_tree->Take(say, giveUp);
+    const bool taken = d->m_tree.Take(say, giveUp);
     if (!alive)
         return false;
-    if (!taken && m_bCancelled) {
+    if (!taken && d->m_bCancelled) {
         EndCancelled();
         return false;
     }
     if (!taken)
-        return RefuseAtOnce(AgentError::LockHeld, QString::fromStdString(m_tree->BusyText()));
+        return RefuseAtOnce(AgentError::LockHeld, QString::fromStdString(d->m_tree.BusyText()));
     // An install that was killed since this object was made left its lists behind.
     if (access(CRunAptGet::SourcesFile(false).c_str(), F_OK) == 0
         || access(CRunAptGet::ListsDir(false).c_str(), F_OK) == 0)
@@ -215,12 +242,12 @@ bool CAPIInstallPackages::TakeTree()
 
 bool CAPIInstallPackages::StartSequence(QString& failure)
 {
-    return m_packageNames.empty() ? RequestAppInfo(failure) : CalculateDependencies();
+    return d->m_packageNames.empty() ? RequestAppInfo(failure) : CalculateDependencies();
 }
 
 bool CAPIInstallPackages::CanCancel() const
 {
-    return m_bUnderWay && (!m_bRunning || m_runner.CanCancel());
+    return d->m_bUnderWay && (!d->m_bRunning || d->m_runner.CanCancel());
 }
 
 // Ends the current step. Its end arrives in the usual slot, which then ends the install.
@@ -229,19 +256,19 @@ bool CAPIInstallPackages::Cancel()
     CTracer tracer("CAPIInstallPackages::Cancel");
     if (!CanCancel())
         return false;
-    m_bCancelled = true;
-    if (m_bRunning)
-        m_runner.Cancel();
-    else if (auto* info = qobject_cast<CAPIGetPackageInfo*>(m_pStep))
+    d->m_bCancelled = true;
+    if (d->m_bRunning)
+        d->m_runner.Cancel();
+    else if (auto* info = qobject_cast<CAPIGetPackageInfo*>(d->m_pStep))
         info->Cancel();
-    else if (m_pStep)
-        m_pStep->CancelTransfer();
+    else if (d->m_pStep)
+        d->m_pStep->CancelTransfer();
     return true;
 }
 
 void CAPIInstallPackages::EndCancelled()
 {
-    m_bUnderWay = false;
+    d->m_bUnderWay = false;
     m_bSucceeded = false;
     SetFailure(AgentError::Cancelled);
     emit signalBuildErrorReport(false);
@@ -251,7 +278,7 @@ void CAPIInstallPackages::EndCancelled()
 // The reason of a failed step becomes that of the install.
 void CAPIInstallPackages::Follow(CAPI* step)
 {
-    m_pStep = step;
+    d->m_pStep = step;
     connect(step, &CAPI::signalFailure, this,
             [this](AgentError::Code code, const QString& sentence, const QString& details) {
                 SetFailure(code, sentence, details);
@@ -270,7 +297,7 @@ bool CAPIInstallPackages::RequestAppInfo(QString& failure)
     connect(request, &CAPI::APIDestinationFile, this,
             &CAPIInstallPackages::onAppInfoDestinationFile);
     TellPreparing();
-    if (m_bCancelled) {
+    if (d->m_bCancelled) {
         disconnect(request, nullptr, this, nullptr);
         delete request;
         return false;
@@ -281,19 +308,19 @@ bool CAPIInstallPackages::RequestAppInfo(QString& failure)
 
 CAPIDownloadAppInfo* CAPIInstallPackages::MakeAppInfoRequest()
 {
-    return new (std::nothrow) CAPIDownloadAppInfo(m_serials, m_bSilent);
+    return new (std::nothrow) CAPIDownloadAppInfo(d->m_serials, m_bSilent);
 }
 
 void CAPIInstallPackages::onAppInfoDestinationFile(const QFile& file)
 {
     CTracer tracer("CAPIInstallPackages::onAppInfoDestinationFile");
-    m_sAppInfoFile = file.fileName();
+    d->m_sAppInfoFile = file.fileName();
 }
 
 void CAPIInstallPackages::onAppInfoComplete(bool ok)
 {
     CTracer tracer("CAPIInstallPackages::onAppInfoComplete");
-    if (m_bCancelled) {
+    if (d->m_bCancelled) {
         EndCancelled();
         return;
     }
@@ -304,18 +331,18 @@ void CAPIInstallPackages::onAppInfoComplete(bool ok)
         return;
     }
     TellPreparing();
-    if (!CAppInfo::BuildApplicationInformation(m_appInfos, m_sAppInfoFile)) {
+    if (!CAppInfo::BuildApplicationInformation(d->m_appInfos, d->m_sAppInfoFile)) {
         SetFailure(AgentError::ReplyNotUnderstood, failure);
         GiveUp(failure, "CAPIInstallPackages - grammatical error in app info");
         return;
     }
-    for (const CAppInfo& info : m_appInfos)
-        m_packageNames.push_back(info.PackageName().toStdString());
+    for (const CAppInfo& info : d->m_appInfos)
+        d->m_packageNames.push_back(info.PackageName().toStdString());
     const QPointer<CAPIInstallPackages> alive(this);
     const bool started = CalculateDependencies();
     if (started || !alive)
         return;
-    if (m_bCancelled)
+    if (d->m_bCancelled)
         EndCancelled();
     else
         delete this;
@@ -347,13 +374,13 @@ bool CAPIInstallPackages::CalculateDependencies()
     connect(request, &CAPIGetPackageInfo::signalDependencyErrors, this,
             &CAPIInstallPackages::onDependencyErrors);
     TellPreparing();
-    if (m_bCancelled) {
+    if (d->m_bCancelled) {
         disconnect(request, nullptr, this, nullptr);
         delete request;
         return false;
     }
     Follow(request);
-    request->m_bHasTree = m_tree->IsTaken();
+    request->SetHasTree(d->m_tree.IsTaken());
     const QPointer<CAPIInstallPackages> alive(this);
     const bool started = request->Execute();
     if (alive && !started)
@@ -363,25 +390,25 @@ bool CAPIInstallPackages::CalculateDependencies()
 
 CAPIGetPackageInfo* CAPIInstallPackages::MakePackageInfoRequest()
 {
-    return new (std::nothrow) CAPIGetPackageInfo(m_packageNames, m_bSilent);
+    return new (std::nothrow) CAPIGetPackageInfo(d->m_packageNames, m_bSilent);
 }
 
 void CAPIInstallPackages::onPackageURLs(PackageNameArray urls)
 {
     CTracer tracer("CAPIInstallPackages::onPackageURLs");
-    m_packageURLs = std::move(urls);
+    d->m_packageURLs = std::move(urls);
 }
 
 void CAPIInstallPackages::onPackageCount(int count)
 {
     CTracer tracer("CAPIInstallPackages::onPackageCount");
-    emit signalCanContinue(count, m_bCanContinue);
+    emit signalCanContinue(count, d->m_bCanContinue);
 }
 
 void CAPIInstallPackages::onDependencyErrors(AptGetMessages& errors, AptGetMessages& report)
 {
     CTracer tracer("CAPIInstallPackages::onDependencyErrors");
-    m_bUnderWay = false;
+    d->m_bUnderWay = false;
     emit signalAptGetReport(report);
     for (const std::string& line : errors)
         tracer.trace_out(line);
@@ -391,7 +418,7 @@ void CAPIInstallPackages::onDependencyErrors(AptGetMessages& errors, AptGetMessa
 void CAPIInstallPackages::onDependencyComplete(bool ok)
 {
     CTracer tracer("CAPIInstallPackages::onDependencyComplete");
-    if (m_bCancelled) {
+    if (d->m_bCancelled) {
         EndCancelled();
         return;
     }
@@ -399,7 +426,7 @@ void CAPIInstallPackages::onDependencyComplete(bool ok)
         TellPreparing();
         InstallPackages();
     } else {
-        m_bUnderWay = false;
+        d->m_bUnderWay = false;
         m_bSucceeded = false;
         if (Failure() == AgentError::NothingToDo)
             RecordForgotten();
@@ -411,25 +438,26 @@ void CAPIInstallPackages::onDependencyComplete(bool ok)
 void CAPIInstallPackages::InstallPackages()
 {
     CTracer tracer("CAPIInstallPackages::InstallPackages");
-    if (m_packageNames.empty() || !m_bCanContinue) {
-        m_bUnderWay = false;
-        SetFailure(m_bCanContinue ? AgentError::NothingToDo : AgentError::Declined);
+    if (d->m_packageNames.empty() || !d->m_bCanContinue) {
+        d->m_bUnderWay = false;
+        SetFailure(d->m_bCanContinue ? AgentError::NothingToDo : AgentError::Declined);
         emit signalBuildErrorReport(true);
         return;
     }
     emit signalBeginInstall();
     std::string names;
-    for (const std::string& name : m_packageNames)
+    for (const std::string& name : d->m_packageNames)
         names += name + ' ';
-    if (!m_bCancelled) {
-        m_bRunning = true;
-        m_runner.m_bHasTree = m_tree->IsTaken();
-        m_bSucceeded = m_runner.Run('A', names, false, false) == 0;
-        SetFailure(m_runner.Failure(), m_runner.FailureSentence(), m_runner.FailureDetails());
-        m_bCancelled = m_runner.WasCancelled() && !m_bSucceeded;
+    if (!d->m_bCancelled) {
+        d->m_bRunning = true;
+        d->m_runner.SetHasTree(d->m_tree.IsTaken());
+        m_bSucceeded = d->m_runner.Run('A', names, false, false) == 0;
+        SetFailure(d->m_runner.Failure(), d->m_runner.FailureSentence(),
+                   d->m_runner.FailureDetails());
+        d->m_bCancelled = d->m_runner.WasCancelled() && !m_bSucceeded;
     }
-    m_bUnderWay = false;
-    if (m_bCancelled) {
+    d->m_bUnderWay = false;
+    if (d->m_bCancelled) {
         m_bSucceeded = false;
         SetFailure(AgentError::Cancelled);
     }
@@ -439,17 +467,17 @@ void CAPIInstallPackages::InstallPackages()
 // Reports how the run of the front end ended. A cancelled run shows no box.
 void CAPIInstallPackages::ReportRun()
 {
-    AptGetMessages messages = m_runner.Messages();
+    AptGetMessages messages = d->m_runner.Messages();
     emit signalAptGetReport(messages);
     emit signalBuildErrorReport(m_bSucceeded);
-    if (m_bCancelled)
+    if (d->m_bCancelled)
         return;
     QString text, program;
     if (m_bSucceeded) {
         text = RecordApplications(program);
     } else {
-        m_runner.writeFailedAptGetToFile();
-        text = FailureText(m_runner.Errors());
+        d->m_runner.writeFailedAptGetToFile();
+        text = FailureText(d->m_runner.Errors());
     }
     if (!text.isEmpty())
         ShowInstallDialog(text, messages, m_bSucceeded, program);
@@ -461,11 +489,11 @@ void CAPIInstallPackages::ReportRun()
 QString CAPIInstallPackages::RecordApplications(QString& program)
 {
     bool add = true;
-    emit signalCanAddToNewStuff(m_packageNames, add);
+    emit signalCanAddToNewStuff(d->m_packageNames, add);
     QString text;
     if (!add)
         return text;
-    for (CAppInfo& info : m_appInfos) {
+    for (CAppInfo& info : d->m_appInfos) {
         if (info.IsValid()) {
             WriteLine(QLatin1String("adding '") + info.FriendlyName()
                       + QLatin1String("' to NewStuff"));
@@ -488,7 +516,7 @@ void CAPIInstallPackages::RecordForgotten()
 {
     std::vector<CAppInfo*> forgotten;
     PackageNameArray names;
-    for (CAppInfo& info : m_appInfos) {
+    for (CAppInfo& info : d->m_appInfos) {
         if (!IsForgotten(info))
             continue;
         forgotten.push_back(&info);

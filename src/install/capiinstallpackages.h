@@ -39,17 +39,11 @@
 #include "crunaptget.h"
 #include "packagelists.h"
 
-#include <QPointer>
 #include <memory>
 #include <vector>
 
 class CAPIDownloadAppInfo;
 class CAPIGetPackageInfo;
-namespace Agent
-{
-class TreeLock;
-}
-
 class VANTRELAGENT_EXPORT CAPIInstallPackages : public CAPI
 {
     Q_OBJECT
@@ -79,7 +73,7 @@ public:
     bool CanCancel() const;
     /// Whether Execute refuses to start, instead of waiting, while another install works
     /// on the same private tree; false by default.
-    void RefuseWhenBusy(bool refuse) { m_bRefuseWhenBusy = refuse; }
+    void RefuseWhenBusy(bool refuse);
 
 signals:
     /// The current step before anything is installed, as a text for the user.
@@ -149,18 +143,6 @@ private:
     void ShowInstallDialog(const QString& text, const PackageNameArray& log, bool success,
                            const QString& program);
 
-    QObject* m_pListener;
-    std::vector<long> m_serials;
-    std::vector<CAppInfo> m_appInfos;
-    QString m_sAppInfoFile;
-    PackageNameArray m_packageNames;
-    PackageNameArray m_packageURLs;
-    CRunAptGet m_runner;
-    bool m_bCanContinue = true;
-    std::unique_ptr<Agent::TreeLock> m_tree;
-    QPointer<CAPI> m_pStep; // the request that is under way
-    bool m_bUnderWay = false; // between Execute and the end of the front end
-    bool m_bRunning = false; // the front end has been started
-    bool m_bCancelled = false;
-    bool m_bRefuseWhenBusy = false;
+    class Private;
+    const std::unique_ptr<Private> d;
 };

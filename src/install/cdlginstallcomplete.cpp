@@ -31,32 +31,48 @@ double ScaleFor(const QWidget& box)
 
 } // namespace
 
+class CDlgInstallComplete::Private
+{
+public:
+    QPlainTextEdit* m_pEditBox = nullptr; // read-only
+    QPushButton* m_pBtnClose = nullptr;
+    QPushButton* m_pBtnDetails = nullptr;
+    QPushButton* m_pBtnRun = nullptr;
+    PackageNameArray m_log;
+    QString m_program;
+    double m_scale = 1; // of the unscaled geometry
+};
+
 CDlgInstallComplete::CDlgInstallComplete(QWidget* parent, const char* name, const char* text,
                                          PackageNameArray log, bool success, const QString& program)
-    : QDialog(parent), m_log(std::move(log)), m_program(program)
+    : QDialog(parent), d(std::make_unique<Private>())
 {
     CTracer tracer("CDlgInstallComplete::CDlgInstallComplete");
+    d->m_log = std::move(log);
+    d->m_program = program;
     setObjectName(QString::fromUtf8(name));
     setModal(true);
-    m_scale = ScaleFor(*this);
+    d->m_scale = ScaleFor(*this);
     setFixedSize(Scaled(QRect(0, 0, 370, 220)).size());
     setWindowTitle(success ? QStringLiteral("Pakmart - Installation Success")
                            : QStringLiteral("Pakmart - Installation Failure"));
 
-    m_pEditBox = new QPlainTextEdit(this);
-    m_pEditBox->setGeometry(Scaled(QRect(10, 10, 350, 158)));
-    m_pEditBox->setReadOnly(true);
-    m_pEditBox->setPlainText(QString::fromUtf8(text));
-    m_pBtnDetails = MakeButton(QStringLiteral("Details"), 10);
-    m_pBtnRun = MakeButton(QStringLiteral("Run It!"), 210);
-    m_pBtnClose = MakeButton(QStringLiteral("Close"), 290);
-    connect(m_pBtnClose, &QPushButton::clicked, this, &CDlgInstallComplete::onClose);
-    connect(m_pBtnDetails, &QPushButton::clicked, this, &CDlgInstallComplete::onDetails);
-    connect(m_pBtnRun, &QPushButton::clicked, this, &CDlgInstallComplete::onRun);
+    d->m_pEditBox = new QPlainTextEdit(this);
+    d->m_pEditBox->setGeometry(Scaled(QRect(10, 10, 350, 158)));
+    d->m_pEditBox->setReadOnly(true);
+    d->m_pEditBox->setPlainText(QString::fromUtf8(text));
+    d->m_pBtnDetails = MakeButton(QStringLiteral("Details"), 10);
+    d->m_pBtnRun = MakeButton(QStringLiteral("Run It!"), 210);
+    d->m_pBtnClose = MakeButton(QStringLiteral("Close"), 290);
+    connect(d->m_pBtnClose, &QPushButton::clicked, this, &CDlgInstallComplete::onClose);
+    connect(d->m_pBtnDetails, &QPushButton::clicked, this, &CDlgInstallComplete::onDetails);
+    connect(d->m_pBtnRun, &QPushButton::clicked, this, &CDlgInstallComplete::onRun);
 
-    m_pBtnDetails->setHidden(m_log.empty());
-    m_pBtnRun->setHidden(!success || m_program.isEmpty());
+    d->m_pBtnDetails->setHidden(d->m_log.empty());
+    d->m_pBtnRun->setHidden(!success || d->m_program.isEmpty());
 }
+
+CDlgInstallComplete::~CDlgInstallComplete() = default;
 
 QPushButton* CDlgInstallComplete::MakeButton(const QString& label, int x)
 {
@@ -67,7 +83,7 @@ QPushButton* CDlgInstallComplete::MakeButton(const QString& label, int x)
 
 QRect CDlgInstallComplete::Scaled(const QRect& plain) const
 {
-    const auto scaled = [this](int length) { return qRound(length * m_scale); };
+    const auto scaled = [this](int length) { return qRound(length * d->m_scale); };
     return { scaled(plain.x()), scaled(plain.y()), scaled(plain.width()), scaled(plain.height()) };
 }
 
@@ -75,18 +91,19 @@ void CDlgInstallComplete::onDetails()
 {
     CTracer tracer("CDlgInstallComplete::onDetails");
     std::string log;
-    for (const std::string& line : m_log)
+    for (const std::string& line : d->m_log)
         log += line + '\n';
-    m_pEditBox->setPlainText(m_pEditBox->toPlainText() + QLatin1String("\n\nInstallation Log\n")
-                             + QString::fromStdString(log));
-    m_pBtnDetails->setEnabled(false);
+    d->m_pEditBox->setPlainText(d->m_pEditBox->toPlainText()
+                                + QLatin1String("\n\nInstallation Log\n")
+                                + QString::fromStdString(log));
+    d->m_pBtnDetails->setEnabled(false);
 }
 
 void CDlgInstallComplete::onRun()
 {
     CTracer tracer("CDlgInstallComplete::onRun");
-    WriteLine(m_program);
-    CRun(SystemPath(m_program), QString(), false).Run();
+    WriteLine(d->m_program);
+    CRun(SystemPath(d->m_program), QString(), false).Run();
 }
 
 void CDlgInstallComplete::onClose()

@@ -11,8 +11,8 @@
 #include "packagelists.h"
 
 #include <QDialog>
+#include <memory>
 
-class QPlainTextEdit;
 class QPushButton;
 
 class VANTRELAGENT_EXPORT CDlgInstallComplete : public QDialog
@@ -25,6 +25,7 @@ public:
     /// failed, there is no such button.
     CDlgInstallComplete(QWidget* parent, const char* name, const char* text, PackageNameArray log,
                         bool success, const QString& program);
+    ~CDlgInstallComplete() override;
 
 public slots:
     void onClose(); ///< closes the box
@@ -35,11 +36,6 @@ private:
     QPushButton* MakeButton(const QString& label, int x);
     QRect Scaled(const QRect& plain) const;
 
-    QPlainTextEdit* m_pEditBox; // read-only
-    QPushButton* m_pBtnClose;
-    QPushButton* m_pBtnDetails;
-    QPushButton* m_pBtnRun;
-    PackageNameArray m_log;
-    QString m_program;
-    double m_scale = 1; // of the unscaled geometry
+    class Private;
+    const std::unique_ptr<Private> d;
 };

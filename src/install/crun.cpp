@@ -67,36 +67,48 @@ void CollectLeftBehind()
 
 } // namespace
 
-CRun::CRun() = default;
-
-CRun::CRun(const QString& program, const QString& arguments, bool wait)
-    : m_program(program), m_arguments(arguments), m_wait(wait)
+class CRun::Private
 {
+public:
+    int m_pid = -1;
+    QString m_program;
+    QString m_arguments;
+    bool m_wait = false;
+    bool m_running = false; // as far as known: the process id is still the child's
+};
+
+CRun::CRun() : d(std::make_unique<Private>()) { }
+
+CRun::CRun(const QString& program, const QString& arguments, bool wait) : CRun()
+{
+    d->m_program = program;
+    d->m_arguments = arguments;
+    d->m_wait = wait;
 }
 
 CRun::~CRun() = default;
 
 int CRun::pid() const
 {
-    return m_pid;
+    return d->m_pid;
 }
 
 int CRun::Run(const QString& program, const QString& arguments, bool wait)
 {
-    m_program = program;
-    m_arguments = arguments;
-    m_wait = wait;
+    d->m_program = program;
+    d->m_arguments = arguments;
+    d->m_wait = wait;
     return Run();
 }
 
 int CRun::Run()
 {
     CTracer tracer("CRun::Run");
-    if (m_program.isEmpty())
+    if (d->m_program.isEmpty())
         return -1;
-    QString command = m_program;
-    if (!m_arguments.isEmpty())
-        command += QLatin1Char(' ') + m_arguments;
+    QString command = d->m_program;
+    if (!d->m_arguments.isEmpty())
+        command += QLatin1Char(' ') + d->m_arguments;
     std::vector<std::string> words = SplitWords(QFile::encodeName(command).toStdString());
     if (words.empty() || access(words[0].c_str(), X_OK) != 0) {
         const QString name = words.empty() ? QString() : QFile::decodeName(words[0].c_str());
@@ -106,9 +118,9 @@ int CRun::Run()
     CollectLeftBehind();
     if (!Start(words))
         return -1;
-    if (m_wait)
+    if (d->m_wait)
         return Wait();
-    LeftBehind().push_back(m_pid);
+    LeftBehind().push_back(d->m_pid);
     return -1;
 }
 
@@ -119,14 +131,14 @@ bool CRun::Start(std::vector<std::string>& words)
     for (std::string& word : words)
         argv.push_back(word.data());
     argv.push_back(nullptr);
-    m_pid = fork();
-    if (m_pid == 0) {
+    d->m_pid = fork();
+    if (d->m_pid == 0) {
         LetEndSignalThrough();
         execve(argv[0], argv.data(), environ);
         _exit(127);
     }
-    m_running = m_pid > 0;
-    return m_running;
+    d->m_running = d->m_pid > 0;
+    return d->m_running;
 }
 
 // Polls the child instead of blocking in waitpid, so that events are processed meanwhile. It
@@ -135,17 +147,17 @@ int CRun::Wait()
 {
     while (true) {
         int status = 0;
-        const int ended = waitpid(m_pid, &status, WNOHANG);
+        const int ended = waitpid(d->m_pid, &status, WNOHANG);
         if (ended == -1 && errno == EINTR)
             continue;
-        if (ended == -1 || (ended == m_pid && (WIFEXITED(status) || WIFSIGNALED(status))))
-            m_running = false;
+        if (ended == -1 || (ended == d->m_pid && (WIFEXITED(status) || WIFSIGNALED(status))))
+            d->m_running = false;
         if (ended == -1)
             return errno;
-        if (!m_running) {
+        if (!d->m_running) {
             const int result = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-            qCDebug(logInstall, "%s %s has ended with %d", qUtf8Printable(m_program),
-                    qUtf8Printable(m_arguments), result);
+            qCDebug(logInstall, "%s %s has ended with %d", qUtf8Printable(d->m_program),
+                    qUtf8Printable(d->m_arguments), result);
             return result;
         }
         PassEvents();
@@ -157,13 +169,13 @@ bool CRun::IsRunning()
     CTracer tracer("CRun::IsRunning");
     CollectLeftBehind();
     const std::vector<pid_t>& left = LeftBehind();
-    if (!m_wait)
-        m_running = std::find(left.begin(), left.end(), m_pid) != left.end();
-    return m_running;
+    if (!d->m_wait)
+        d->m_running = std::find(left.begin(), left.end(), d->m_pid) != left.end();
+    return d->m_running;
 }
 
 bool CRun::Terminate()
 {
     CTracer tracer("CRun::Terminate");
-    return IsRunning() && kill(m_pid, SIGTERM) == 0;
+    return IsRunning() && kill(d->m_pid, SIGTERM) == 0;
 }

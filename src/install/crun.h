@@ -17,6 +17,7 @@
 #include "../util/export.h"
 
 #include <QString>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -55,9 +56,6 @@ private:
     bool Start(std::vector<std::string>& words);
     int Wait();
 
-    int m_pid = -1;
-    QString m_program;
-    QString m_arguments;
-    bool m_wait = false;
-    bool m_running = false; // as far as known: the process id is still the child's
+    class Private;
+    const std::unique_ptr<Private> d;
 };

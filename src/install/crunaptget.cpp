@@ -3,7 +3,7 @@
 
 // The commands that the runner starts, and their arguments.
 
-#include "install/crunaptget.h"
+#include "install/crunaptget_p.h"
 
 #include "base/dpkgstatus.h"
 #include "base/packagename.h"
@@ -98,9 +98,69 @@ const std::string CRunAptGet::m_sAptGetDir
 const std::string CRunAptGet::m_sListsDir = "/lists/";
 const std::string CRunAptGet::m_sSourcesList = "/apt/vos-sources.list";
 
-CRunAptGet::CRunAptGet() = default;
+CRunAptGet::CRunAptGet() : d(std::make_unique<Private>()) { }
 
 CRunAptGet::~CRunAptGet() = default;
+
+void CRunAptGet::SetHasTree(bool hasTree)
+{
+    d->m_bHasTree = hasTree;
+}
+
+bool CRunAptGet::WasCancelled() const
+{
+    return d->m_bCancelled;
+}
+
+AgentError::Code CRunAptGet::Failure() const
+{
+    return d->m_nFailure;
+}
+
+QString CRunAptGet::FailureSentence() const
+{
+    return d->m_sFailure;
+}
+
+QString CRunAptGet::FailureDetails() const
+{
+    return d->m_sDetails;
+}
+
+void CRunAptGet::RefuseWhenBusy(bool refuse)
+{
+    d->m_bRefuseWhenBusy = refuse;
+}
+
+std::string CRunAptGet::TotalSize() const
+{
+    return d->m_sTotalSize;
+}
+
+int CRunAptGet::PackageCount() const
+{
+    return int(d->m_packages.size());
+}
+
+AptGetPackages CRunAptGet::Packages() const
+{
+    return d->m_packages;
+}
+
+PackageNameArray CRunAptGet::PackageFiles() const
+{
+    return d->m_packageFiles;
+}
+
+AptGetMessages CRunAptGet::Messages() const
+{
+    return d->m_messages;
+}
+
+AptGetMessages CRunAptGet::Errors() const
+{
+    return d->m_errors;
+}
 
 std::string CRunAptGet::ListsDir(bool deps)
 {
@@ -122,22 +182,22 @@ int CRunAptGet::Run(char action, const std::string& packages, bool, bool isRetry
 {
     CTracer tracer("CRunAptGet::Run");
     const WaitCursor cursor;
-    m_bErrorSeen = false;
-    m_nFailure = AgentError::NoFailure;
+    d->m_bErrorSeen = false;
+    d->m_nFailure = AgentError::NoFailure;
     if (!CanRun(action, packages))
         return NotRun;
     TreeLock tree(m_sAptGetDir);
     // The repeated run is part of the first one.
     if (!isRetry) {
-        m_bCancelled = false;
-        m_bCanCancel = true;
-        m_nRefreshFailure = AgentError::NoFailure;
-        if (!m_bHasTree && !TakeTree(tree))
+        d->m_bCancelled = false;
+        d->m_bCanCancel = true;
+        d->m_nRefreshFailure = AgentError::NoFailure;
+        if (!d->m_bHasTree && !TakeTree(tree))
             return NotRun;
     }
     int result = RunOnTree(action, packages, isRetry);
     BroadcastMenuChange();
-    if (result == 0 && m_bErrorSeen)
+    if (result == 0 && d->m_bErrorSeen)
         result = 1;
     JudgeRun(action, result);
     return result;
@@ -165,9 +225,9 @@ bool CRunAptGet::HasFrontEnd()
 
 void CRunAptGet::SetFailure(const FailureReason& reason)
 {
-    m_nFailure = reason.code;
-    m_sFailure = reason.sentence;
-    m_sDetails = reason.details;
+    d->m_nFailure = reason.code;
+    d->m_sFailure = reason.sentence;
+    d->m_sDetails = reason.details;
 }
 
 // Why the run failed. If packages were not found, a failed refresh is the cause.
@@ -175,34 +235,34 @@ void CRunAptGet::JudgeRun(char action, int result)
 {
     if (result == 0 || action == 'R')
         return;
-    if (m_bCancelled) {
+    if (d->m_bCancelled) {
         SetFailure(Reason(AgentError::Cancelled));
         return;
     }
-    FailureReason reason = ReasonOfFailure(m_messages);
+    FailureReason reason = ReasonOfFailure(d->m_messages);
     const bool follows = reason.code == AgentError::UnknownProduct
         || reason.code == AgentError::DependencyError
         || reason.code == AgentError::PackageToolsFailed;
-    if (follows && m_nRefreshFailure != AgentError::NoFailure)
-        reason = { m_nRefreshFailure, m_sRefreshFailure, reason.details };
+    if (follows && d->m_nRefreshFailure != AgentError::NoFailure)
+        reason = { d->m_nRefreshFailure, d->m_sRefreshFailure, reason.details };
     SetFailure(reason);
 }
 
 bool CRunAptGet::TakeTree(TreeLock& tree)
 {
-    const auto giveUp = [this] { return m_bCancelled || m_bRefuseWhenBusy; };
+    const auto giveUp = [this] { return d->m_bCancelled || d->m_bRefuseWhenBusy; };
     const auto say = [this](const std::string& text) {
-        if (!m_bRefuseWhenBusy)
+        if (!d->m_bRefuseWhenBusy)
             emit signalWaitingFor(text);
     };
     if (tree.Take(say, giveUp))
         return true;
-    m_bCanCancel = false;
-    if (m_bCancelled) {
+    d->m_bCanCancel = false;
+    if (d->m_bCancelled) {
         SetFailure(Reason(AgentError::Cancelled));
         return false;
     }
-    m_errors.push_back(tree.BusyText());
+    d->m_errors.push_back(tree.BusyText());
     SetFailure({ AgentError::LockHeld, QString::fromStdString(tree.BusyText()), QString() });
     return false;
 }
@@ -210,7 +270,7 @@ bool CRunAptGet::TakeTree(TreeLock& tree)
 int CRunAptGet::RunOnTree(char action, const std::string& packages, bool isRetry)
 {
     const TreeLock::Work work;
-    const QScopedValueRollback<bool> inRun(m_bInRun, true);
+    const QScopedValueRollback<bool> inRun(d->m_bInRun, true);
     if (action != 'R')
         return RunPiped(action, packages, isRetry);
     RunRemove(packages);
@@ -222,36 +282,36 @@ void CRunAptGet::RunRemove(const std::string& packages)
 {
     AptGetMessages lines;
     const bool done = RunUnparsed("-yp remove" + AptGetOptions(true) + ' ' + packages, lines);
-    m_bCanCancel = false;
-    if (!done && m_bCancelled)
+    d->m_bCanCancel = false;
+    if (!done && d->m_bCancelled)
         SetFailure(Reason(AgentError::Cancelled, LinesAsText(lines)));
-    else if (!done && m_nFailure == AgentError::NoFailure)
+    else if (!done && d->m_nFailure == AgentError::NoFailure)
         SetFailure(ReasonOfFailure(lines));
 }
 
 bool CRunAptGet::RefreshLists(bool deps)
 {
     CTracer tracer("CRunAptGet::RefreshLists");
-    m_nFailure = AgentError::NoFailure;
-    m_bCancelled = false;
+    d->m_nFailure = AgentError::NoFailure;
+    d->m_bCancelled = false;
     if (!HasFrontEnd() || Refuse(std::string()))
         return false;
     TreeLock tree(m_sAptGetDir);
-    m_bCanCancel = true;
-    if (!m_bHasTree && !TakeTree(tree))
+    d->m_bCanCancel = true;
+    if (!d->m_bHasTree && !TakeTree(tree))
         return false;
     const TreeLock::Work work;
     SetRefreshPending(deps, true);
     AptGetMessages lines;
     const bool done = RunUnparsed("update" + AptGetOptions(deps), lines);
-    m_bCanCancel = false;
+    d->m_bCanCancel = false;
     if (done)
         SetRefreshPending(deps, false);
-    else if (m_bCancelled)
+    else if (d->m_bCancelled)
         SetFailure(Reason(AgentError::Cancelled));
-    else if (m_nFailure == AgentError::NoFailure)
+    else if (d->m_nFailure == AgentError::NoFailure)
         SetFailure(Reason(AgentError::RefreshFailed, LinesAsText(lines)));
-    std::copy_if(lines.begin(), lines.end(), std::back_inserter(m_errors),
+    std::copy_if(lines.begin(), lines.end(), std::back_inserter(d->m_errors),
                  [](const std::string& line) { return line.compare(0, 2, "E:") == 0; });
     return done;
 }
@@ -262,7 +322,7 @@ bool CRunAptGet::Refuse(const std::string& packages)
 {
     const std::string problem = TreeProblem(m_sAptGetDir);
     if (!problem.empty()) {
-        m_errors.push_back(problem);
+        d->m_errors.push_back(problem);
         SetFailure({ AgentError::BadHomeFolder, QString::fromStdString(problem), QString() });
         return true;
     }
@@ -271,8 +331,9 @@ bool CRunAptGet::Refuse(const std::string& packages)
     for (std::istringstream names(packages); std::getline(names, name, ' ');) {
         if (name.empty() || IsPackageWord(name))
             continue;
-        m_errors.push_back("Refused the package name '" + name + "'");
-        SetFailure({ AgentError::RefusedName, QString::fromStdString(m_errors.back()), QString() });
+        d->m_errors.push_back("Refused the package name '" + name + "'");
+        SetFailure(
+            { AgentError::RefusedName, QString::fromStdString(d->m_errors.back()), QString() });
         refused = true;
     }
     return refused;
@@ -288,7 +349,7 @@ int CRunAptGet::RunPiped(char action, const std::string& packages, bool isRetry)
     FinishInterrupted(packages);
     if (deps)
         checkSources(true);
-    if (m_bCancelled)
+    if (d->m_bCancelled)
         return SIGTERM;
     const std::string command = FrontEnd() + (deps ? " -yp --print-uris install" : " -yp install")
         + AptGetOptions(deps) + ' ' + packages + " 2>&1";
@@ -296,15 +357,15 @@ int CRunAptGet::RunPiped(char action, const std::string& packages, bool isRetry)
     const int result = RunChild(command, started);
     if (!started)
         return 0;
-    if (m_bRetryPending && !isRetry && !m_bCancelled)
+    if (d->m_bRetryPending && !isRetry && !d->m_bCancelled)
         Run(action, packages, true, true);
     if (!isRetry)
-        m_bRetryPending = false;
-    m_bCanCancel = false;
+        d->m_bRetryPending = false;
+    d->m_bCanCancel = false;
     // A cancelled run leaves nothing to finish.
-    if (!m_bCancelled || result == 0)
+    if (!d->m_bCancelled || result == 0)
         ClearArchive();
-    emit signalEndInstall(result == 0 && !m_bErrorSeen);
+    emit signalEndInstall(result == 0 && !d->m_bErrorSeen);
     return result;
 }
 
@@ -319,16 +380,16 @@ int CRunAptGet::RunChild(const std::string& command, bool& started)
     FrontEndChild child;
     started = child.Start(command);
     if (!started) {
-        m_bCanCancel = false;
+        d->m_bCanCancel = false;
         SetFailure(Reason(AgentError::PackageToolsMissing));
         return 0;
     }
-    m_pChild = &child;
+    d->m_pChild = &child;
     ReadOutput(child.Output());
     const int result = child.Finish();
-    m_pChild = nullptr;
+    d->m_pChild = nullptr;
     qCDebug(logInstall, "the front end has ended with wait status %d, %zu lines, %zu errors",
-            result, m_messages.size(), m_errors.size());
+            result, d->m_messages.size(), d->m_errors.size());
     return result;
 }
 
@@ -342,7 +403,7 @@ bool CRunAptGet::RunUnparsed(const std::string& arguments, AptGetMessages& lines
         SetFailure(Reason(AgentError::PackageToolsMissing));
         return false;
     }
-    m_pChild = &child;
+    d->m_pChild = &child;
     char buffer[LineBuffer];
     int length = 0;
     for (bool more = true; more;) {
@@ -354,7 +415,7 @@ bool CRunAptGet::RunUnparsed(const std::string& arguments, AptGetMessages& lines
         lines.emplace_back(buffer);
     }
     const int result = child.Finish();
-    m_pChild = nullptr;
+    d->m_pChild = nullptr;
     return result == 0;
 }
 
@@ -365,29 +426,29 @@ void CRunAptGet::RunWaiting(const QString& program, const std::string& arguments
 
 bool CRunAptGet::CanCancel() const
 {
-    return m_bCanCancel;
+    return d->m_bCanCancel;
 }
 
 bool CRunAptGet::Cancel()
 {
     CTracer tracer("CRunAptGet::Cancel");
-    if (!m_bCanCancel)
+    if (!d->m_bCanCancel)
         return false;
-    m_bCancelled = true;
-    if (m_pSources)
-        m_pSources->CancelTransfer();
-    if (m_pRefresh)
-        m_pRefresh->Terminate();
-    if (m_pChild)
-        m_pChild->Terminate();
+    d->m_bCancelled = true;
+    if (d->m_pSources)
+        d->m_pSources->CancelTransfer();
+    if (d->m_pRefresh)
+        d->m_pRefresh->Terminate();
+    if (d->m_pChild)
+        d->m_pChild->Terminate();
     return true;
 }
 
 void CRunAptGet::ReadOutput(FILE* stream)
 {
-    m_bEcho = CConfigFile(SettingsFile(), false).GetLongValue("echo apt-get", 0) != 0;
-    m_packages.clear();
-    m_messages.clear();
+    d->m_bEcho = CConfigFile(SettingsFile(), false).GetLongValue("echo apt-get", 0) != 0;
+    d->m_packages.clear();
+    d->m_messages.clear();
     bool inPackageList = false;
     bool inErrorBlock = false;
     char buffer[LineBuffer];
@@ -475,7 +536,7 @@ void CRunAptGet::writeFailedAptGetToFile()
     FILE* file = OpenOwnFile(SystemPath("/tmp/apt-get.out"));
     if (!file)
         return;
-    for (const std::string& line : m_messages)
+    for (const std::string& line : d->m_messages)
         std::fprintf(file, "%s\n", line.c_str());
     std::fclose(file);
 }

@@ -26,18 +26,12 @@
 #include "packagelists.h"
 
 #include <QObject>
-#include <QPointer>
 #include <cstdio>
+#include <memory>
 #include <string>
-
-class CAPI;
-class CRun;
-class QDialog;
-class QLabel;
 
 namespace Agent
 {
-class FrontEndChild;
 class TreeLock;
 struct FailureReason;
 } // namespace Agent
@@ -80,17 +74,17 @@ public:
     /// begin to unpack or to remove.
     bool CanCancel() const;
     /// Whether the last run was cancelled.
-    bool WasCancelled() const { return m_bCancelled; }
+    bool WasCancelled() const;
     /// Why the last run failed (NoFailure if it did not), a sentence for the user, and
     /// the lines with the reason. A remove whose front end failed may still have removed
     /// some packages, or all: dpkg's status says which.
     /// @{
-    AgentError::Code Failure() const { return m_nFailure; }
-    QString FailureSentence() const { return m_sFailure; }
-    QString FailureDetails() const { return m_sDetails; }
+    AgentError::Code Failure() const;
+    QString FailureSentence() const;
+    QString FailureDetails() const;
     /// @}
     /// Whether a run is refused, instead of waiting for another one; false by default.
-    void RefuseWhenBusy(bool refuse) { m_bRefuseWhenBusy = refuse; }
+    void RefuseWhenBusy(bool refuse);
 
     /// Asks the server for the lists of package sources, and refreshes the package
     /// lists of each tree with a changed list. The argument has no effect: the reply
@@ -116,19 +110,19 @@ public:
 
     /// The size of the download as the front end writes it ("2,345kB"), from the last
     /// run that printed one; empty before.
-    std::string TotalSize() const { return m_sTotalSize; }
+    std::string TotalSize() const;
     /// The packages that the last run named, and their sizes.
     /// @{
-    int PackageCount() const { return int(m_packages.size()); }
-    AptGetPackages Packages() const { return m_packages; }
+    int PackageCount() const;
+    AptGetPackages Packages() const;
     /// @}
     /// The names of the package files that the 'D' runs of this object have listed.
-    PackageNameArray PackageFiles() const { return m_packageFiles; }
+    PackageNameArray PackageFiles() const;
     /// All lines of the last run.
-    AptGetMessages Messages() const { return m_messages; }
+    AptGetMessages Messages() const;
     /// The lines of errors and warnings, and refused names, of all runs of this
     /// object.
-    AptGetMessages Errors() const { return m_errors; }
+    AptGetMessages Errors() const;
 
     /// Writes the messages to "/tmp/apt-get.out"; does nothing if that cannot be
     /// written.
@@ -193,6 +187,7 @@ private:
     friend class CAPIGetSourcesList;
     friend class CAPIInstallPackages;
 
+    void SetHasTree(bool hasTree);
     bool CanRun(char action, const std::string& packages);
     bool HasFrontEnd();
     bool Refuse(const std::string& packages);
@@ -225,29 +220,6 @@ private:
     static const std::string m_sListsDir;
     static const std::string m_sSourcesList;
 
-    AptGetPackages m_packages;
-    PackageNameArray m_packageFiles;
-    std::string m_sTotalSize;
-    std::string m_sCurrentPackage; // the one that is being downloaded
-    bool m_bRetryPending = false;
-    bool m_bErrorSeen = false;
-    bool m_bEcho = false; // the setting "echo apt-get"
-    bool m_bCancelled = false;
-    bool m_bCanCancel = false; // a run is under way and nothing is unpacked yet
-    bool m_bRefuseWhenBusy = false;
-    AgentError::Code m_nFailure = AgentError::NoFailure;
-    QString m_sFailure;
-    QString m_sDetails;
-    // Why the refresh of the sources failed in the current run.
-    AgentError::Code m_nRefreshFailure = AgentError::NoFailure;
-    QString m_sRefreshFailure;
-    bool m_bHasTree = false; // runs are part of a transaction that has the tree
-    bool m_bInRun = false; // a run is under way, which has the tree
-    Agent::FrontEndChild* m_pChild = nullptr; // the front end, while it runs
-    CRun* m_pRefresh = nullptr; // the front end's "update", while it runs
-    QPointer<CAPI> m_pSources; // the request for the sources
-    AptGetMessages m_messages;
-    AptGetMessages m_errors;
-    QDialog* m_pUpdateDialog = nullptr;
-    QLabel* m_pUpdateLabel = nullptr;
+    class Private;
+    const std::unique_ptr<Private> d;
 };

@@ -3,7 +3,7 @@
 
 // Turns the lines of the package front end into facts and signals.
 
-#include "install/crunaptget.h"
+#include "install/crunaptget_p.h"
 
 #include "base/text.h"
 #include "install/frontendchild.h"
@@ -78,8 +78,8 @@ int CRunAptGet::NextByte(FILE* stream)
 
 bool CRunAptGet::AwaitOutput(FILE* stream)
 {
-    if (m_pChild && m_pChild->Output() == stream)
-        return m_pChild->AwaitOutput();
+    if (d->m_pChild && d->m_pChild->Output() == stream)
+        return d->m_pChild->AwaitOutput();
     while (!PassEvents(fileno(stream))) { }
     return true;
 }
@@ -90,9 +90,9 @@ bool CRunAptGet::AwaitOutput(FILE* stream)
 void CRunAptGet::parseLine(char* line, int length, bool& inPackageList, bool& inErrorBlock)
 {
     CTracer tracer("CRunAptGet::parseLine");
-    if (m_bEcho)
+    if (d->m_bEcho)
         WriteLine(std::string(line));
-    m_messages.emplace_back(line);
+    d->m_messages.emplace_back(line);
     FollowProgress(line);
     ClassifyBlock(line, length, inPackageList, inErrorBlock);
     if (!inErrorBlock && ClassifyProgress(line, length))
@@ -108,7 +108,7 @@ void CRunAptGet::FollowProgress(const char* line)
             "Setting up",           "Removing ",         "Preconfiguring" };
     if (std::any_of(std::begin(dpkgWorks), std::end(dpkgWorks),
                     [line](const char* prefix) { return BeginsWith(line, prefix); }))
-        m_bCanCancel = false;
+        d->m_bCanCancel = false;
     else if (BeginsWith(line, "Waiting for the package lock")
              || BeginsWith(line, "Waiting for cache lock"))
         emit signalWaitingFor(line);
@@ -125,19 +125,19 @@ void CRunAptGet::ClassifyBlock(char* line, int length, bool& inPackageList, bool
         else
             inPackageList = false;
     } else if (BeginsWith(line, "E:")) {
-        if (BeginsWith(ErrorText(line, length), "Couldn't find package") && !m_bRetryPending) {
-            m_bRetryPending = true;
+        if (BeginsWith(ErrorText(line, length), "Couldn't find package") && !d->m_bRetryPending) {
+            d->m_bRetryPending = true;
             return;
         }
         inErrorBlock = true;
-        m_bErrorSeen = true;
-        m_errors.emplace_back(ErrorText(line, length));
+        d->m_bErrorSeen = true;
+        d->m_errors.emplace_back(ErrorText(line, length));
     } else if (BeginsWith(line, "W:")) {
         inErrorBlock = true;
-        m_errors.emplace_back(ErrorText(line, length));
+        d->m_errors.emplace_back(ErrorText(line, length));
     } else if (inErrorBlock) {
         if (*line == ' ')
-            m_errors.emplace_back(line);
+            d->m_errors.emplace_back(line);
         else
             inErrorBlock = false;
     }
@@ -147,14 +147,14 @@ void CRunAptGet::ClassifyBlock(char* line, int length, bool& inPackageList, bool
 bool CRunAptGet::ClassifyProgress(char* line, int length)
 {
     if (BeginsWith(line, "Need to get ")) {
-        emit signalReceivedPackageNames(m_packages);
+        emit signalReceivedPackageNames(d->m_packages);
         GetTotalBytes(line, length);
     } else if (BeginsWith(line, "Get:")) {
         GetReceivedPackageInfo(line, length);
     } else if (BeginsWith(line, "Setting up")) {
         GetSetupInfo(line, length);
     } else if (BeginsWith(line, "Sorry,")) {
-        emit signalReceivedPackageNames(m_packages);
+        emit signalReceivedPackageNames(d->m_packages);
         emit signalBeginReceivePackage(std::string(), std::string());
         emit signalEndReceivePackage(std::string());
         emit signalBeginInstall(std::string());
@@ -187,12 +187,12 @@ void CRunAptGet::GetPackageNames(char* line, int)
     SkipWhite(&cursor);
     while (char* blank = std::strchr(cursor, ' ')) {
         *blank = '\0';
-        m_packages[cursor] = "0";
+        d->m_packages[cursor] = "0";
         cursor = blank + 1;
         SkipWhite(&cursor);
     }
     if (*cursor && !IsWhite(*cursor))
-        m_packages[cursor] = "0";
+        d->m_packages[cursor] = "0";
 }
 
 void CRunAptGet::GetTotalBytes(char* line, int)
@@ -204,8 +204,8 @@ void CRunAptGet::GetTotalBytes(char* line, int)
     SkipNonWhite(&cursor);
     *cursor = '\0';
     if (*size)
-        m_sTotalSize = size;
-    emit signalReceivedTotalBytes(m_sTotalSize);
+        d->m_sTotalSize = size;
+    emit signalReceivedTotalBytes(d->m_sTotalSize);
 }
 
 // A "Get:" line begins a download, and so ends the previous one:
@@ -213,8 +213,8 @@ void CRunAptGet::GetTotalBytes(char* line, int)
 void CRunAptGet::GetReceivedPackageInfo(char* line, int)
 {
     CTracer tracer("CRunAptGet::GetReceivedPackageInfo");
-    if (!m_sCurrentPackage.empty())
-        emit signalEndReceivePackage(m_sCurrentPackage);
+    if (!d->m_sCurrentPackage.empty())
+        emit signalEndReceivePackage(d->m_sCurrentPackage);
     char* cursor = line;
     // Cuts off the field at the cursor, and moves the cursor after it.
     const auto takeField = [this, &cursor] {
@@ -234,15 +234,15 @@ void CRunAptGet::GetReceivedPackageInfo(char* line, int)
         ++cursor;
     const std::string size(cursor, std::strcspn(cursor, " ]"));
     if (!name.empty() && !size.empty())
-        m_packages[name] = size;
+        d->m_packages[name] = size;
     emit signalBeginReceivePackage(name, size);
-    m_sCurrentPackage = name;
+    d->m_sCurrentPackage = name;
 }
 
 void CRunAptGet::GetSetupInfo(char* line, int)
 {
     CTracer tracer("CRunAptGet::GetSetupInfo");
-    emit signalEndReceivePackage(m_sCurrentPackage);
+    emit signalEndReceivePackage(d->m_sCurrentPackage);
     char* cursor = line + std::strlen("Setting up");
     SkipWhite(&cursor);
     const char* name = cursor;
@@ -257,7 +257,7 @@ void CRunAptGet::GetPackageFiles(char* line)
     std::string name = slash ? slash + 1 : line;
     // Without a closing apostrophe the text stays whole.
     name.resize(std::min(name.find('\''), name.size()));
-    m_packageFiles.push_back(name);
+    d->m_packageFiles.push_back(name);
 }
 
 // A line like "45% [2 libfoo 18%]": the first number is the overall progress, the last one

@@ -7,7 +7,7 @@
 #include "base/descriptor.h"
 #include "install/capigetsourceslist.h"
 #include "install/crun.h"
-#include "install/crunaptget.h"
+#include "install/crunaptget_p.h"
 #include "install/privatetree.h"
 #include "support/ctracer.h"
 #include "util/diagnostics.h"
@@ -65,8 +65,8 @@ bool CRunAptGet::checkSources(bool)
     auto* request = new CAPIGetSourcesList(false, true);
     connect(request, SIGNAL(signalSourcesListModified(bool)), this, SLOT(onRunAptGetUpdate(bool)));
     connect(request, &CAPI::signalFailure, this, &CRunAptGet::onSourcesFailure);
-    request->m_bHasTree = m_bInRun || m_bHasTree;
-    m_pSources = request;
+    request->SetHasTree(d->m_bInRun || d->m_bHasTree);
+    d->m_pSources = request;
     request->Execute();
     return true;
 }
@@ -80,7 +80,7 @@ void CRunAptGet::update(bool deps)
 void CRunAptGet::onRunAptGetUpdate(bool deps)
 {
     CTracer tracer("CRunAptGet::onRunAptGetUpdate");
-    if (m_bCancelled)
+    if (d->m_bCancelled)
         return;
     // A process without windows refreshes without the box.
     if (!qobject_cast<QApplication*>(QCoreApplication::instance())) {
@@ -99,8 +99,8 @@ void CRunAptGet::onRunAptGetUpdate(bool deps)
     label.setIndent(10);
     label.setAlignment(Qt::AlignCenter);
     label.show();
-    m_pUpdateDialog = &dialog;
-    m_pUpdateLabel = &label;
+    d->m_pUpdateDialog = &dialog;
+    d->m_pUpdateLabel = &label;
     connect(&timer, SIGNAL(timeout()), this, SLOT(onAptGetUpdateTimer()));
     timer.start(100);
     dialog.show();
@@ -109,8 +109,8 @@ void CRunAptGet::onRunAptGetUpdate(bool deps)
 
     timer.stop();
     dialog.hide();
-    m_pUpdateLabel = nullptr;
-    m_pUpdateDialog = nullptr;
+    d->m_pUpdateLabel = nullptr;
+    d->m_pUpdateDialog = nullptr;
 }
 
 // The mark is set before the refresh and removed when it has succeeded, so that after a
@@ -119,7 +119,7 @@ void CRunAptGet::RunUpdate(bool deps)
 {
     SetRefreshPending(deps, true);
     TreeLock tree(m_sAptGetDir);
-    if (m_bInRun || m_bHasTree || tree.Borrow() || TakeTree(tree))
+    if (d->m_bInRun || d->m_bHasTree || tree.Borrow() || TakeTree(tree))
         RunUpdateOnTree(deps);
     else
         onSourcesFailure(Failure(), FailureSentence(), QString());
@@ -130,9 +130,9 @@ void CRunAptGet::RunUpdateOnTree(bool deps)
     const TreeLock::Work work;
     CRun update(SystemPath(QStringLiteral("/usr/bin/vos-apt-get")),
                 QString::fromStdString("update" + AptGetOptions(deps)), true);
-    m_pRefresh = &update;
+    d->m_pRefresh = &update;
     const int result = update.Run();
-    m_pRefresh = nullptr;
+    d->m_pRefresh = nullptr;
     if (result == 0)
         SetRefreshPending(deps, false);
     else
@@ -143,8 +143,8 @@ void CRunAptGet::RunUpdateOnTree(bool deps)
 
 void CRunAptGet::onSourcesFailure(AgentError::Code code, const QString& sentence, const QString&)
 {
-    m_nRefreshFailure = code;
-    m_sRefreshFailure = sentence;
+    d->m_nRefreshFailure = code;
+    d->m_sRefreshFailure = sentence;
 }
 
 std::string CRunAptGet::RefreshMark(bool deps)
@@ -174,8 +174,8 @@ void CRunAptGet::onAptGetUpdateTimer()
 {
     CTracer tracer("CRunAptGet::onAptGetUpdateTimer");
     static int counter = 0;
-    if (!m_pUpdateLabel)
+    if (!d->m_pUpdateLabel)
         return;
     counter = (counter + 1) % 20;
-    m_pUpdateLabel->setText(QLatin1String(SettingUp) + Marker(counter));
+    d->m_pUpdateLabel->setText(QLatin1String(SettingUp) + Marker(counter));
 }

@@ -3,7 +3,7 @@
 
 // The life of a request: made, started, waited for, destroyed.
 
-#include "request/capi.h"
+#include "request/capi_p.h"
 
 #include "request/capistatus.h"
 #include "request/spoolfile.h"
@@ -48,19 +48,19 @@ std::set<CAPI*> CAPI::m_transferring;
 unsigned CAPI::m_nAborts = 0;
 
 CAPI::CAPI(bool bSilent, bool bExclusive, bool bWaitForDone)
-    : m_bSilent(bSilent), m_bWaitForDone(bWaitForDone), m_bDone(std::make_shared<bool>(false))
+    : m_bSilent(bSilent), m_bWaitForDone(bWaitForDone), d(std::make_unique<Private>())
 {
     CTracer tracer("CAPI::CAPI");
     GetURLList();
     // For listeners that are found by name, spies and queued connections.
     static const int registered = qRegisterMetaType<AgentError::Code>();
     Q_UNUSED(registered)
-    m_nMaxReply = ReadTransferLimits().size;
+    d->m_nMaxReply = ReadTransferLimits().size;
     // Not one of the object's own slots, since a refused object has none.
     connect(this, &CAPI::ErroneousTransfer, this,
             [this](const QString& sError) { SetFailure(AgentError::Other, sError); });
-    m_bConnected = LockAPI(bExclusive);
-    if (m_bConnected) {
+    d->m_bConnected = LockAPI(bExclusive);
+    if (d->m_bConnected) {
         AddRef();
         connect(this, &CAPI::BeforeTransfer, this, &CAPI::onBeforeTransfer);
         connect(this, &CAPI::SuccessfulTransfer, this, &CAPI::onSuccessfulTransfer);
@@ -80,15 +80,30 @@ CAPI::~CAPI()
     LockAPI(false);
     if (!m_bSucceeded)
         SetFailure(AgentError::Other);
-    if (m_nFailure != AgentError::NoFailure)
-        emit signalFailure(m_nFailure, m_sFailure, m_sDetails);
+    if (d->m_nFailure != AgentError::NoFailure)
+        emit signalFailure(d->m_nFailure, d->m_sFailure, d->m_sDetails);
     emit APIComplete(m_bSucceeded);
     // A wait ends with the object, whatever its slots did, and even without slots.
-    *m_bDone = true;
+    *d->m_bDone = true;
     if (!m_APIFile.fileName().isEmpty() && CAPI::CanDeleteAPIFile())
         m_APIFile.remove();
-    else if (m_pSpool && m_APIFile.fileName().isEmpty())
-        m_pSpool->Leave(); // the class has taken the name away
+    else if (d->m_pSpool && m_APIFile.fileName().isEmpty())
+        d->m_pSpool->Leave(); // the class has taken the name away
+}
+
+void CAPI::CopiesReply()
+{
+    d->m_bCopiesReply = true;
+}
+
+AgentError::Code CAPI::Failure() const
+{
+    return d->m_nFailure;
+}
+
+bool CAPI::IsConnected() const
+{
+    return d->m_bConnected;
 }
 
 bool CAPI::Execute()
@@ -122,7 +137,7 @@ bool CAPI::Execute()
 // Opens the reply file and starts the transfer into it. Returns the error, if any.
 QString CAPI::Start(const QString& sURL)
 {
-    m_sURL = sURL;
+    d->m_sURL = sURL;
     emit BeforeTransfer(sURL);
     KIO::TransferJob* pJob = StartTransfer(QUrl(sURL));
     if (!pJob) {
@@ -138,7 +153,7 @@ QString CAPI::Start(const QString& sURL)
                   [this](AgentError::Code nReason, int nError, const QString& sText) {
                       Abandon(nReason, nError, sText);
                   });
-    m_pJob = pJob;
+    d->m_pJob = pJob;
     m_transferring.insert(this);
     qCDebug(logRequest, "%s has begun its transfer into %s", qUtf8Printable(GetAPIName()),
             qUtf8Printable(m_APIFile.fileName()));
@@ -151,8 +166,8 @@ void CAPI::Abandon(AgentError::Code nReason, int nError, const QString& sText)
 {
     if (m_transferring.erase(this) == 0)
         return;
-    if (m_pJob)
-        m_pJob->kill(KJob::Quietly);
+    if (d->m_pJob)
+        d->m_pJob->kill(KJob::Quietly);
     SetFailure(nReason, QString(), Details(sText));
     qCDebug(logRequest, "%s was given up, error %d", qUtf8Printable(GetAPIName()), nError);
     ReportJobError(nError, sText);
@@ -173,8 +188,8 @@ QString CAPI::InterruptedText()
 void CAPI::Interrupt()
 {
     m_bSilent = true;
-    m_bInterrupted = true; // ends the reading of a reply, whose frame ends the request
-    if (!m_bReading)
+    d->m_bInterrupted = true; // ends the reading of a reply, whose frame ends the request
+    if (!d->m_bReading)
         Abandon(AgentError::Cancelled, KIO::ERR_ABORTED, InterruptedText());
 }
 
@@ -194,7 +209,7 @@ void CAPI::AbortTransfers()
 bool CAPI::CancelTransfer()
 {
     CTracer tracer("CAPI::CancelTransfer");
-    return m_transferring.count(this) != 0 && m_pJob && m_pJob->kill(KJob::EmitResult);
+    return m_transferring.count(this) != 0 && d->m_pJob && d->m_pJob->kill(KJob::EmitResult);
 }
 
 QString CAPI::LockedText()
@@ -206,17 +221,17 @@ QString CAPI::LockedText()
 void CAPI::SetFailure(AgentError::Code nCode, const QString& sSentence, const QString& sDetails)
 {
     CTracer tracer("CAPI::SetFailure");
-    const bool general = nCode == AgentError::Other && m_nFailure != AgentError::NoFailure;
-    if (general || (m_nFailure != AgentError::NoFailure && m_nFailure != AgentError::Other)
+    const bool general = nCode == AgentError::Other && d->m_nFailure != AgentError::NoFailure;
+    if (general || (d->m_nFailure != AgentError::NoFailure && d->m_nFailure != AgentError::Other)
         || nCode == AgentError::NoFailure)
         return;
     tracer.trace_out(AgentError::Name(nCode).toStdString());
-    m_nFailure = nCode;
-    m_sFailure = sSentence.isEmpty() ? AgentError::Sentence(nCode) : sSentence;
-    m_sDetails = sDetails;
+    d->m_nFailure = nCode;
+    d->m_sFailure = sSentence.isEmpty() ? AgentError::Sentence(nCode) : sSentence;
+    d->m_sDetails = sDetails;
     qCDebug(logRequest, "%s fails: %s, %s %s", qUtf8Printable(GetAPIName()),
-            qUtf8Printable(AgentError::Name(nCode)), qUtf8Printable(m_sFailure),
-            qUtf8Printable(m_sDetails));
+            qUtf8Printable(AgentError::Name(nCode)), qUtf8Printable(d->m_sFailure),
+            qUtf8Printable(d->m_sDetails));
 }
 
 AgentError::Code CAPI::RefusalCode() const
@@ -228,9 +243,9 @@ AgentError::Code CAPI::RefusalCode() const
 // error.
 QString CAPI::Details(const QString& sWhat) const
 {
-    QStringList parts{ m_sURL };
-    if (!m_sStatus.isEmpty())
-        parts << QLatin1String("HTTP ") + m_sStatus;
+    QStringList parts{ d->m_sURL };
+    if (!d->m_sStatus.isEmpty())
+        parts << QLatin1String("HTTP ") + d->m_sStatus;
     if (!sWhat.isEmpty())
         parts << sWhat;
     return parts.join(QLatin1String(": "));
@@ -256,20 +271,20 @@ void CAPI::WaitForDone()
 {
     CTracer tracer("CAPI::WaitForDone");
     // The object is gone when the flag is set; this frame keeps the flag itself alive.
-    const std::shared_ptr<const bool> done = m_bDone;
+    const std::shared_ptr<const bool> done = d->m_bDone;
     while (!*done)
         ProcessMessages();
 }
 
 bool CAPI::CheckIfDone() const
 {
-    return *m_bDone;
+    return *d->m_bDone;
 }
 
 void CAPI::onAPIComplete(bool)
 {
     CTracer tracer("CAPI::onAPIComplete");
-    *m_bDone = true;
+    *d->m_bDone = true;
 }
 
 int CAPI::AddRef()

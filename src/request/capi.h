@@ -30,17 +30,9 @@
 #include <QDomElement>
 #include <QFile>
 #include <QObject>
-#include <QPointer>
 #include <QString>
 #include <memory>
 #include <set>
-
-class KJob;
-
-namespace Agent
-{
-class SpoolFile;
-}
 
 namespace KIO
 {
@@ -186,17 +178,17 @@ protected:
                     const QString& sDetails = QString());
     /// For the constructor of a class that makes a CXMLNode of its whole reply: the copy
     /// then counts towards the memory that a reply may use.
-    void CopiesReply() { m_bCopiesReply = true; }
+    void CopiesReply();
     /// The text of a request that is refused because another one has the lock.
     static QString LockedText();
     /// The code that was set so far.
-    AgentError::Code Failure() const { return m_nFailure; }
+    AgentError::Code Failure() const;
     /// The reason for a refusal by the server ("resultcode"), if this function can
     /// have only one; RefusedByServer here.
     virtual AgentError::Code RefusalCode() const;
     /// Whether the constructor got past the lock, so that the request is counted
     /// and its own slots are connected.
-    bool IsConnected() const { return m_bConnected; }
+    bool IsConnected() const;
 
     static CAPIList m_URLList; ///< the API directory, shared by all requests
 
@@ -228,21 +220,6 @@ private:
     static std::set<CAPI*> m_transferring; // those whose job runs
     static unsigned m_nAborts;
 
-    AgentError::Code m_nFailure = AgentError::NoFailure;
-    QString m_sFailure; // the sentence
-    QString m_sDetails;
-    QString m_sURL; // asked for
-    QString m_sStatus; // of HTTP
-    std::unique_ptr<Agent::SpoolFile> m_pSpool;
-    int m_nSpoolError = 0; // why the reply file could not be made or written
-    bool m_bConnected = false;
-    bool m_bCopiesReply = false;
-    bool m_bReading = false; // the reply is being parsed
-    bool m_bInterrupted = false;
-    QPointer<KJob> m_pJob;
-    std::uint64_t m_nMaxReply = 0; // bytes that the reply may have
-    std::uint64_t m_nReceived = 0; // that it has so far
-
-    // Shared with the frame that waits, which outlives the object.
-    std::shared_ptr<bool> m_bDone;
+    class Private;
+    const std::unique_ptr<Private> d;
 };

@@ -3,7 +3,7 @@
 
 // The API directory: its entries, the request that fetches it, and the URL of a request.
 
-#include "request/capi.h"
+#include "request/capi_p.h"
 #include "request/capigetapilist.h"
 #include "request/capilist.h"
 #include "support/cconfigfile.h"

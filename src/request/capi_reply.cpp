@@ -3,7 +3,7 @@
 
 // The processing of a reply: it is spooled, parsed, checked, and dispatched.
 
-#include "request/capi.h"
+#include "request/capi_p.h"
 #include "request/replydocument.h"
 #include "request/spoolfile.h"
 #include "request/transfer.h"
@@ -82,9 +82,9 @@ void CAPI::onBeforeTransfer(const QString& sURL)
 {
     CTracer tracer("CAPI::onBeforeTransfer");
     WriteLine(ClassName(this) + QLatin1String(" - ") + sURL);
-    m_pSpool = std::make_unique<SpoolFile>();
-    m_APIFile.setFileName(QFile::decodeName(m_pSpool->Make().c_str()));
-    m_nSpoolError = m_pSpool->error();
+    d->m_pSpool = std::make_unique<SpoolFile>();
+    m_APIFile.setFileName(QFile::decodeName(d->m_pSpool->Make().c_str()));
+    d->m_nSpoolError = d->m_pSpool->error();
     // Not truncated: it is already empty, and ext4 would flush a truncated file at once.
     if (!m_APIFile.open(QIODevice::ReadWrite | QIODevice::ExistingOnly | QIODevice::Unbuffered))
         NoteSpoolError();
@@ -95,25 +95,25 @@ void CAPI::onDownloadReceive(KIO::Job* pJob, const QByteArray& arData)
 {
     CTracer tracer("CAPI::onDownloadReceive");
     // A class that overrides Execute has started its own job.
-    if (!m_pJob && pJob) {
-        m_pJob = pJob;
+    if (!d->m_pJob && pJob) {
+        d->m_pJob = pJob;
         m_transferring.insert(this);
     }
     errno = 0;
     if (m_APIFile.isOpen() && m_APIFile.write(arData) != arData.size())
         NoteSpoolError();
-    m_nReceived += std::uint64_t(arData.size());
-    if (m_nReceived > m_nMaxReply || (m_APIFile.isOpen() && m_nSpoolError != 0))
+    d->m_nReceived += std::uint64_t(arData.size());
+    if (d->m_nReceived > d->m_nMaxReply || (m_APIFile.isOpen() && d->m_nSpoolError != 0))
         CutOff();
 }
 
 // Records that the reply file cannot be made or written. The first error counts.
 void CAPI::NoteSpoolError()
 {
-    if (m_nSpoolError == 0)
-        m_nSpoolError = errno != 0 ? errno : EIO;
+    if (d->m_nSpoolError == 0)
+        d->m_nSpoolError = errno != 0 ? errno : EIO;
     qCInfo(logRequest, "cannot write the reply file %s: %s", qUtf8Printable(m_APIFile.fileName()),
-           qUtf8Printable(SystemError(m_nSpoolError)));
+           qUtf8Printable(SystemError(d->m_nSpoolError)));
 }
 
 // Ends the transfer of a reply that must be refused in any case, because it is too large or
@@ -123,8 +123,8 @@ void CAPI::CutOff()
 {
     if (m_transferring.erase(this) == 0)
         return;
-    if (m_pJob)
-        m_pJob->kill(KJob::Quietly);
+    if (d->m_pJob)
+        d->m_pJob->kill(KJob::Quietly);
     qCInfo(logRequest, "%s was cut off after %lld bytes", qUtf8Printable(GetAPIName()),
            m_APIFile.size());
     QTimer::singleShot(0, this, [this] {
@@ -139,7 +139,7 @@ void CAPI::onDownloadComplete(KIO::Job* pJob)
     CTracer tracer("CAPI::onDownloadComplete");
     m_transferring.erase(this);
     m_APIFile.close();
-    m_sStatus = pJob->queryMetaData(QStringLiteral("responsecode"));
+    d->m_sStatus = pJob->queryMetaData(QStringLiteral("responsecode"));
     qCDebug(logRequest, "%s has ended its transfer, error %d, with %lld bytes",
             qUtf8Printable(GetAPIName()), pJob->error(), m_APIFile.size());
     const int error = TransferError(pJob);
@@ -163,19 +163,19 @@ void CAPI::ReportJobError(int nError, const QString& sText)
 // Parses the reply file, with events processed meanwhile: a catalog takes seconds.
 QDomElement CAPI::ReadReply(QDomDocument& document, QString& sWhy)
 {
-    if (m_nReceived > m_nMaxReply || m_nSpoolError != 0)
+    if (d->m_nReceived > d->m_nMaxReply || d->m_nSpoolError != 0)
         return QDomElement(); // it was cut off
-    m_bReading = true;
+    d->m_bReading = true;
     m_transferring.insert(this);
     Pacer pacer;
     const auto goOn = [this, &pacer] {
         pacer.Breathe();
-        return !m_bInterrupted;
+        return !d->m_bInterrupted;
     };
-    const auto use = m_bCopiesReply ? XmlGate::Use::Copy : XmlGate::Use::Document;
-    const bool read = ReadReplyDocument(m_APIFile, document, m_nMaxReply, &sWhy, goOn, use);
+    const auto use = d->m_bCopiesReply ? XmlGate::Use::Copy : XmlGate::Use::Document;
+    const bool read = ReadReplyDocument(m_APIFile, document, d->m_nMaxReply, &sWhy, goOn, use);
     m_transferring.erase(this);
-    m_bReading = false;
+    d->m_bReading = false;
     return read ? document.documentElement() : QDomElement();
 }
 
@@ -191,7 +191,7 @@ void CAPI::DispatchReply()
     QDomDocument document(QStringLiteral("VantrelAgentXML"));
     QString sWhy;
     QDomElement root = ReadReply(document, sWhy);
-    if (m_bInterrupted)
+    if (d->m_bInterrupted)
         ReportJobError(KIO::ERR_ABORTED, InterruptedText());
     else
         JudgeReply(root, sWhy);
@@ -223,9 +223,9 @@ void CAPI::JudgeReply(QDomElement& root, const QString& sWhy)
 // the lock refused, was never requested.
 void CAPI::NoteMissingFile()
 {
-    if (m_bConnected)
-        SetFailure(ReasonOfFile(m_nSpoolError), QString(),
-                   m_APIFile.fileName() + QLatin1String(": ") + SystemError(m_nSpoolError));
+    if (d->m_bConnected)
+        SetFailure(ReasonOfFile(d->m_nSpoolError), QString(),
+                   m_APIFile.fileName() + QLatin1String(": ") + SystemError(d->m_nSpoolError));
     else
         SetFailure(AgentError::Locked, QString(), Details(QString()));
 }
@@ -233,10 +233,10 @@ void CAPI::NoteMissingFile()
 // An error page, or that of a redirection that KIO refuses, is not an envelope.
 void CAPI::RefuseReply(const QString& sWhy)
 {
-    const int status = m_sStatus.toInt();
-    if (m_nSpoolError != 0)
+    const int status = d->m_sStatus.toInt();
+    if (d->m_nSpoolError != 0)
         NoteMissingFile();
-    else if (m_nReceived > m_nMaxReply || sWhy == QLatin1String(XmlGate::tooMuchMemory))
+    else if (d->m_nReceived > d->m_nMaxReply || sWhy == QLatin1String(XmlGate::tooMuchMemory))
         SetFailure(AgentError::ReplyTooLarge, QString(), Details(sWhy));
     else
         SetFailure(status >= 400       ? AgentError::ServerFailed
@@ -248,7 +248,7 @@ void CAPI::RefuseReply(const QString& sWhy)
 void CAPI::NoteRefusal(const QDomElement& element)
 {
     const QString sMsg = element.attribute(QStringLiteral("msg"));
-    const bool answered = m_sStatus.toInt() < 400;
+    const bool answered = d->m_sStatus.toInt() < 400;
     SetFailure(answered ? RefusalCode() : AgentError::RefusedByServer, sMsg, Details(QString()));
 }
 

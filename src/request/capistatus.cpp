@@ -11,14 +11,24 @@
 
 #include <KIO/Job>
 #include <KIO/TransferJob>
+#include <KJob>
+#include <QPointer>
 #include <QUrl>
 #include <algorithm>
 
 using namespace Agent;
 
+class CAPIStatus::Private
+{
+public:
+    QPointer<KJob> m_pJob;
+    bool m_bError = false;
+    bool m_bDone = false;
+};
+
 std::set<CAPIStatus*> CAPIStatus::m_running;
 
-CAPIStatus::CAPIStatus()
+CAPIStatus::CAPIStatus() : d(std::make_unique<Private>())
 {
     CTracer tracer("CAPIStatus::CAPIStatus");
 }
@@ -36,7 +46,7 @@ bool CAPIStatus::Execute()
     // Without a transfer nothing can fail.
     if (KIO::TransferJob* pJob = sURL.isEmpty() ? nullptr : StartTransfer(QUrl(sURL))) {
         const TransferLimits limits = ReadTransferLimits();
-        m_pJob = pJob;
+        d->m_pJob = pJob;
         m_running.insert(this);
         connect(pJob, &KJob::result, this,
                 [this](KJob* pEnded) { onDownloadComplete(static_cast<KIO::Job*>(pEnded)); });
@@ -52,10 +62,10 @@ bool CAPIStatus::Execute()
         WatchTransfer(pJob, limits, this, [this](AgentError::Code reason, int, const QString&) {
             End(reason != AgentError::RedirectRefused);
         });
-        while (!m_bDone)
+        while (!d->m_bDone)
             ProcessMessages();
     }
-    const bool reached = !m_bError;
+    const bool reached = !d->m_bError;
     WriteLine(std::string("In CAPIStatus: ") + (reached ? "No Error" : "Error"));
     delete this;
     return reached;
@@ -68,18 +78,18 @@ void CAPIStatus::onDownloadComplete(KIO::Job* pJob)
     // The beginning of an answer is enough.
     const bool answered = error == KIO::ERR_CONNECTION_BROKEN && ReplyHasBegun(pJob);
     if (error != 0 && error != KIO::ERR_USER_CANCELED && !answered)
-        m_bError = true;
-    m_bDone = true;
+        d->m_bError = true;
+    d->m_bDone = true;
 }
 
 void CAPIStatus::End(bool bError)
 {
-    if (m_bDone)
+    if (d->m_bDone)
         return;
-    if (m_pJob)
-        m_pJob->kill(KJob::Quietly);
-    m_bError = bError;
-    m_bDone = true;
+    if (d->m_pJob)
+        d->m_pJob->kill(KJob::Quietly);
+    d->m_bError = bError;
+    d->m_bDone = true;
 }
 
 void CAPIStatus::AbortTransfers()

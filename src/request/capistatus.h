@@ -17,11 +17,10 @@
 #include "../util/export.h"
 
 #include <QObject>
-#include <QPointer>
 #include <QString>
+#include <memory>
 #include <set>
 
-class KJob;
 namespace KIO
 {
 class Job;
@@ -54,7 +53,6 @@ private:
 
     static std::set<CAPIStatus*> m_running;
 
-    QPointer<KJob> m_pJob;
-    bool m_bError = false;
-    bool m_bDone = false;
+    class Private;
+    const std::unique_ptr<Private> d;
 };
