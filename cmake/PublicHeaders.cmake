@@ -3,9 +3,10 @@
 
 # What hosts may include. In the tree they find these headers, and no others, by the names
 # of an installed library, <vantrelagent/request/capi.h>: each is a link to its source. A
-# class also has a header of its own name, <VantrelAgent/CAPI>.
+# class also has a header of its own name, <VantrelAgent/CAPI>, or <Pakmart/InstallJob> for
+# those of the namespace Pakmart.
 set(VANTREL_HOST_INCLUDES ${CMAKE_BINARY_DIR}/include)
-file(REMOVE_RECURSE ${VANTREL_HOST_INCLUDES}/vantrelagent ${VANTREL_HOST_INCLUDES}/VantrelAgent)
+file(REMOVE_RECURSE ${VANTREL_HOST_INCLUDES})
 
 # vantrel_public_headers(HEADER...), of the folder whose CMakeLists.txt calls it. A public
 # header includes others by paths relative to itself.
@@ -23,11 +24,15 @@ endfunction()
 # vantrel_class_headers(FOLDER HEADER): a header for each class that HEADER defines.
 function(vantrel_class_headers folder header)
     file(STRINGS ${header} definitions REGEX "^class [^;]*$")
+    set(prefix VantrelAgent)
+    if(folder STREQUAL host)
+        set(prefix Pakmart)
+    endif()
     foreach(definition IN LISTS definitions)
         string(REGEX REPLACE "^class ([A-Z_]+_EXPORT )?([A-Za-z]+).*" "\\2" class "${definition}")
-        set(named ${VANTREL_HOST_INCLUDES}/VantrelAgent/${class})
+        set(named ${VANTREL_HOST_INCLUDES}/${prefix}/${class})
         file(WRITE ${named} "#include <vantrelagent/${folder}/${header}>\n")
-        install(FILES ${named} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/VantrelAgent)
+        install(FILES ${named} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/${prefix})
     endforeach()
 endfunction()
 

@@ -5,7 +5,7 @@
 
 #include <QCoreApplication>
 #include <QStringList>
-#include <vantrelagent/host/packagejobs.h>
+#include <Pakmart/InstallJob>
 
 int main(int argc, char** argv)
 {
