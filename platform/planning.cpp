@@ -8,7 +8,6 @@
 #include "platform/planning.h"
 
 #include "base/dpkgstatus.h"
-#include "platform/aptsettings.h"
 #include "platform/aptwords.h"
 #include "platform/errorlines.h"
 #include "platform/packageplan.h"

@@ -3,9 +3,9 @@
 
 // Starts a job that must be refused. The exit status is 0 if it is, for the right reason.
 
+#include <Pakmart/InstallJob>
 #include <QCoreApplication>
 #include <QStringList>
-#include <Pakmart/InstallJob>
 
 int main(int argc, char** argv)
 {
