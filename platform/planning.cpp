@@ -9,7 +9,6 @@
 
 #include "base/dpkgstatus.h"
 #include "platform/aptwords.h"
-#include "platform/errorlines.h"
 #include "platform/packageplan.h"
 #include "platform/statusview.h"
 #include "platform/transaction.h"
