@@ -90,6 +90,24 @@ bool LeadsThrough(const std::string& folder, const std::string& name)
     return ReadLink(folder + name) == LinkTo(name);
 }
 
+// The generation named `current`, if the described names lead there; else the folder itself.
+std::string FolderThrough(const std::string& folder, const std::string& current)
+{
+    struct stat status;
+    if (current.empty() || lstat((folder + current).c_str(), &status) != 0
+        || !S_ISDIR(status.st_mode))
+        return folder;
+    const std::string generation = folder + current + '/';
+    for (const std::string& name : CatalogFileNames()) {
+        const bool leadsThere = LeadsThrough(folder, name)
+            || IsSameFile(folder + name, generation + name)
+            || (!IsThere(folder + name) && !IsThere(generation + name));
+        if (!leadsThere)
+            return folder;
+    }
+    return generation;
+}
+
 // ---- folders ----
 
 std::vector<std::string> NamesIn(const std::string& folder)
@@ -183,22 +201,18 @@ std::vector<std::string> CatalogFileNames()
     return names;
 }
 
+// An update may replace and remove the generation between two looks at it, which would then
+// be taken for missing: what was found counts if the pointer is still the same.
 std::string CurrentCatalogFolder(const std::string& folder)
 {
-    const std::string current = CurrentName(folder);
-    struct stat status;
-    if (current.empty() || lstat((folder + current).c_str(), &status) != 0
-        || !S_ISDIR(status.st_mode))
-        return folder;
-    const std::string generation = folder + current + '/';
-    for (const std::string& name : CatalogFileNames()) {
-        const bool leadsThere = LeadsThrough(folder, name)
-            || IsSameFile(folder + name, generation + name)
-            || (!IsThere(folder + name) && !IsThere(generation + name));
-        if (!leadsThere)
-            return folder;
+    std::string found;
+    for (int tries = 0; tries < mostTries; ++tries) {
+        const std::string current = CurrentName(folder);
+        found = FolderThrough(folder, current);
+        if (CurrentName(folder) == current)
+            break;
     }
-    return generation;
+    return found;
 }
 
 // A lock-free consistent read: ten files cannot be opened at once, so after opening them it
