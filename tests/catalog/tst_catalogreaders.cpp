@@ -14,10 +14,31 @@
 
 #include <QElapsedTimer>
 #include <QtTest>
+#include <dlfcn.h>
 #include <set>
 #include <unistd.h>
+#include <utility>
 
 using namespace Agent;
+
+namespace
+{
+
+// What happens once, when the pointer to the current generation has just been read.
+std::function<void()> g_afterPointer;
+
+} // namespace
+
+// Takes the place of the C library's for the code that is linked into this test.
+extern "C" ssize_t readlink(const char* path, char* target, size_t size) noexcept
+{
+    using Function = ssize_t (*)(const char*, char*, size_t);
+    static const auto real = reinterpret_cast<Function>(dlsym(RTLD_NEXT, "readlink"));
+    const ssize_t length = real(path, target, size);
+    if (g_afterPointer && QByteArray(path).endsWith("/.VACatalog.current"))
+        std::exchange(g_afterPointer, nullptr)();
+    return length;
+}
 
 namespace
 {
@@ -439,6 +460,17 @@ private slots:
             }
         }
         QVERIFY(calls > 20);
+    }
+
+    // It is not taken for missing, which would mean plain files.
+    void aGenerationThatGoesWhileItIsLookedForIsLookedForAgain()
+    {
+        QVERIFY(Process(Whole("old", 3)));
+        g_afterPointer = [] { Update(By::AnotherProcess, Whole("new", 3)); };
+        const PinnedGeneration pinned(CatalogFolder());
+        QVERIFY(!g_afterPointer);
+        QVERIFY(pinned.Folder() != CatalogFolder());
+        QCOMPARE(pinned.Folder(), CurrentCatalogFolder(CatalogFolder()));
     }
 
     // A generation that a reader holds stays when another one is published, and is
