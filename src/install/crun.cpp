@@ -86,6 +86,14 @@ CRun::CRun(const QString& program, const QString& arguments, bool wait) : CRun()
     d->m_wait = wait;
 }
 
+CRun::CRun(const CRun& other) : d(std::make_unique<Private>(*other.d)) { }
+
+CRun& CRun::operator=(const CRun& other)
+{
+    *d = *other.d;
+    return *this;
+}
+
 CRun::~CRun() = default;
 
 int CRun::pid() const

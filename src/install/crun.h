@@ -30,6 +30,11 @@ public:
     /// backslash before it begins or ends a part in which blanks do not separate; quotes
     /// and backslashes stay in the words.
     CRun(const QString& program, const QString& arguments, bool wait);
+    /// A copy has the same program, and the same child if that was started.
+    /// @{
+    CRun(const CRun& other);
+    CRun& operator=(const CRun& other);
+    /// @}
     virtual ~CRun();
 
     /// Starts the program. A waiting run returns the program's exit code, 128 + the

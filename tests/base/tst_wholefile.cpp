@@ -135,8 +135,11 @@ private slots:
     void aKilledProcessLeavesNothing()
     {
         const QByteArray folder = m_dir.path().toLocal8Bit();
-        if (!Descriptor(open(folder.constData(), O_TMPFILE | O_WRONLY, 0600)))
-            QSKIP("this file system has no files without a name");
+        if (!Descriptor(open(folder.constData(), O_TMPFILE | O_WRONLY, 0600))) {
+            // Not with the macro: clang warns about its empty arguments.
+            QTest::qSkip("this file system has no files without a name", __FILE__, __LINE__);
+            return;
+        }
         write(path("a"), "old");
         const pid_t child = fork();
         if (child == 0) {
@@ -203,8 +206,11 @@ private slots:
 
     void aFileThatMayNotBeWrittenIsLeft()
     {
-        if (getuid() != 0)
-            QSKIP("needs root, to become somebody else");
+        if (getuid() != 0) {
+            // Not with the macro: clang warns about its empty arguments.
+            QTest::qSkip("needs root, to become somebody else", __FILE__, __LINE__);
+            return;
+        }
         write(path("a"), "old");
         QVERIFY(chmod(m_dir.path().toLocal8Bit().constData(), 0777) == 0);
         const int made
@@ -215,8 +221,11 @@ private slots:
 
     void inAFolderThatMayNotBeWrittenTheFileItselfIsRewritten()
     {
-        if (getuid() != 0)
-            QSKIP("needs root, to become somebody else");
+        if (getuid() != 0) {
+            // Not with the macro: clang warns about its empty arguments.
+            QTest::qSkip("needs root, to become somebody else", __FILE__, __LINE__);
+            return;
+        }
         write(path("a"), "a longer old text");
         QVERIFY(chmod(path("a").c_str(), 0666) == 0);
         const auto replace = [this](const char* name) {

@@ -49,6 +49,12 @@ class CRunTest : public QObject
 private:
     QTemporaryDir m_dir;
 
+    static QByteArray nameOf(int pid)
+    {
+        QFile name(QStringLiteral("/proc/%1/comm").arg(pid));
+        return name.open(QIODevice::ReadOnly) ? name.readAll().trimmed() : QByteArray();
+    }
+
     // An executable file in the test's folder.
     QString program(const char* name, const QByteArray& text) const
     {
@@ -250,6 +256,24 @@ private slots:
         second.Run();
         QCOMPARE(kill(first.pid(), 0), -1);
         waitpid(second.pid(), nullptr, 0);
+    }
+
+    void copiesHaveTheSameProgramAndChild()
+    {
+        CRun run(QStringLiteral("/bin/sleep"), QStringLiteral("60"), false);
+        QCOMPARE(run.Run(), -1);
+        const ChildGuard guard(run);
+        // Before that it has the handlers of this test.
+        QTRY_COMPARE(nameOf(run.pid()), QByteArray("sleep"));
+        CRun copy(run);
+        QCOMPARE(copy.pid(), run.pid());
+        CRun assigned;
+        assigned = copy;
+        QCOMPARE(assigned.pid(), run.pid());
+        QVERIFY(assigned.IsRunning());
+        QVERIFY(assigned.Terminate());
+        QTRY_VERIFY(!run.IsRunning());
+        QTRY_VERIFY(!copy.IsRunning());
     }
 
     void childrenOfTheHostAreLeftToTheHost()
