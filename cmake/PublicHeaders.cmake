@@ -21,6 +21,17 @@ function(vantrel_public_headers)
     install(FILES ${ARGN} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vantrelagent/${folder})
 endfunction()
 
+# The library's <vantrelagent/export.h>, with the macros that mark what hosts may use.
+include(ECMGenerateExportHeader)
+set(VANTREL_GENERATED_INCLUDES ${CMAKE_BINARY_DIR}/generated)
+function(vantrel_export_header library)
+    set(generated ${VANTREL_GENERATED_INCLUDES}/vantrelagent/export.h)
+    ecm_generate_export_header(${library}
+        BASE_NAME VantrelAgent VERSION ${PROJECT_VERSION} EXPORT_FILE_NAME ${generated})
+    file(CREATE_LINK ${generated} ${VANTREL_HOST_INCLUDES}/vantrelagent/export.h SYMBOLIC)
+    install(FILES ${generated} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/vantrelagent)
+endfunction()
+
 # vantrel_class_headers(FOLDER HEADER): a header for each class that HEADER defines.
 function(vantrel_class_headers folder header)
     file(STRINGS ${header} definitions REGEX "^class [^;]*$")

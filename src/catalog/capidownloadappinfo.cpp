@@ -4,7 +4,7 @@
 #include "catalog/capidownloadappinfo.h"
 
 #include "support/ctracer.h"
-#include "util/diagnostics.h"
+#include "util/standardoutput.h"
 
 using namespace Agent;
 

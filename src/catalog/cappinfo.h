@@ -7,9 +7,8 @@
 
 #pragma once
 
-#include "../util/export.h"
-
 #include <QString>
+#include <vantrelagent/export.h>
 #include <vector>
 
 class QDomElement;

@@ -10,8 +10,9 @@
 #include "db/dbshared.h"
 #include "db/generations.h"
 #include "db/heldfiles.h"
-#include "util/diagnostics.h"
 #include "util/eventwait.h"
+#include "util/logcatalog.h"
+#include "util/logdb.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -20,10 +20,10 @@
 
 #pragma once
 
-#include "../util/export.h"
 #include "cxmlnode.h"
 
 #include <map>
+#include <vantrelagent/export.h>
 
 class VANTRELAGENT_EXPORT CCatalogMgr
 {

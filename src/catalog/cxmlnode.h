@@ -29,12 +29,11 @@
 
 #pragma once
 
-#include "../util/export.h"
-
 #include <QDomNode>
 #include <iosfwd>
 #include <map>
 #include <string>
+#include <vantrelagent/export.h>
 #include <vector>
 
 class VANTRELAGENT_EXPORT CXMLNode

@@ -6,8 +6,8 @@
 #include "base/wholefile.h"
 #include "catalog/cxmlnode.h"
 #include "request/replydocument.h"
-#include "util/diagnostics.h"
 #include "util/eventwait.h"
+#include "util/logcatalog.h"
 #include "util/paths.h"
 #include "util/urltext.h"
 

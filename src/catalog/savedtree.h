@@ -12,9 +12,8 @@
 
 #pragma once
 
-#include "../util/export.h"
-
 #include <QString>
+#include <vantrelagent/export.h>
 
 class CXMLNode;
 class QDomElement;

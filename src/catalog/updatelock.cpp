@@ -4,7 +4,7 @@
 #include "catalog/updatelock.h"
 
 #include "db/dblayouts.h"
-#include "util/diagnostics.h"
+#include "util/logcatalog.h"
 
 #include <cerrno>
 #include <cstring>

@@ -16,12 +16,12 @@
 
 #pragma once
 
-#include "../util/export.h"
 #include "productrecord.h"
 
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vantrelagent/export.h>
 #include <vector>
 
 namespace Agent

@@ -14,7 +14,7 @@
 #include "store/indexfile.h"
 #include "store/indexpage.h"
 #include "store/notesheap.h"
-#include "util/diagnostics.h"
+#include "util/logdb.h"
 
 #include <algorithm>
 #include <cstdlib>

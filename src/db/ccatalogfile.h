@@ -29,7 +29,6 @@
 
 #pragma once
 
-#include "../util/export.h"
 #include "cdependency.h"
 #include "productrecord.h"
 
@@ -39,6 +38,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vantrelagent/export.h>
 
 namespace Agent
 {

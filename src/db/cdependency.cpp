@@ -9,7 +9,7 @@
 #include "db/generations.h"
 #include "db/heldfiles.h"
 #include "store/datafile.h"
-#include "util/diagnostics.h"
+#include "util/logdb.h"
 
 #include <algorithm>
 #include <cstring>

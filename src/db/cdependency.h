@@ -13,13 +13,12 @@
 
 #pragma once
 
-#include "../util/export.h"
-
 #include <QByteArrayList>
 #include <array>
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vantrelagent/export.h>
 #include <vector>
 
 namespace Agent

@@ -4,8 +4,9 @@
 #include "db/cdpkg.h"
 
 #include "base/text.h"
-#include "util/diagnostics.h"
+#include "util/logdb.h"
 #include "util/paths.h"
+#include "util/standardoutput.h"
 #include "util/text.h"
 
 #include <cerrno>

@@ -14,13 +14,12 @@
 
 #pragma once
 
-#include "../util/export.h"
-
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <string>
 #include <unordered_map>
+#include <vantrelagent/export.h>
 #include <vector>
 
 /// A configuration file of a package.

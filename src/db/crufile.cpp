@@ -10,7 +10,7 @@
 #include "db/recentrepair.h"
 #include "store/datafile.h"
 #include "store/indexpage.h"
-#include "util/diagnostics.h"
+#include "util/logdb.h"
 #include "util/paths.h"
 
 #include <QFile>

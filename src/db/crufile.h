@@ -24,12 +24,11 @@
 
 #pragma once
 
-#include "../util/export.h"
-
 #include <array>
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vantrelagent/export.h>
 
 class VANTRELAGENT_EXPORT CRUFile
 {

@@ -3,7 +3,7 @@
 
 #include "db/listlock.h"
 
-#include "util/diagnostics.h"
+#include "util/logdb.h"
 
 #include <cerrno>
 #include <chrono>

@@ -7,10 +7,9 @@
 
 #pragma once
 
-#include "../util/export.h"
-
 #include <array>
 #include <cstdint>
+#include <vantrelagent/export.h>
 #include <vector>
 
 namespace Agent

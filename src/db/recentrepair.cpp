@@ -9,7 +9,7 @@
 #include "store/indexfile.h"
 #include "store/indexpage.h"
 #include "store/storecheck.h"
-#include "util/diagnostics.h"
+#include "util/logdb.h"
 
 #include <algorithm>
 #include <cstdio>

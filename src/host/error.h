@@ -10,10 +10,9 @@
 
 #pragma once
 
-#include "../util/export.h"
-
 #include <QObject>
 #include <QString>
+#include <vantrelagent/export.h>
 
 namespace Pakmart
 {

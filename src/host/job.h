@@ -23,11 +23,11 @@
 
 #pragma once
 
-#include "../util/export.h"
 #include "error.h"
 
 #include <KJob>
 #include <memory>
+#include <vantrelagent/export.h>
 
 namespace Pakmart
 {

@@ -7,7 +7,6 @@
 
 #pragma once
 
-#include "../util/export.h"
 #include "error.h"
 
 #include <QByteArray>
@@ -16,6 +15,7 @@
 #include <QObject>
 #include <QString>
 #include <QStringList>
+#include <vantrelagent/export.h>
 
 namespace Pakmart
 {

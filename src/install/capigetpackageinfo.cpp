@@ -8,7 +8,7 @@
 #include "install/crunaptget.h"
 #include "install/failurereason.h"
 #include "support/ctracer.h"
-#include "util/diagnostics.h"
+#include "util/standardoutput.h"
 
 #include <QDir>
 #include <QFile>

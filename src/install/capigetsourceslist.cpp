@@ -8,7 +8,8 @@
 #include "install/crunaptget.h"
 #include "install/privatetree.h"
 #include "support/ctracer.h"
-#include "util/diagnostics.h"
+#include "util/loginstall.h"
+#include "util/standardoutput.h"
 
 #include <algorithm>
 #include <fstream>

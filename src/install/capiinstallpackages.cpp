@@ -13,8 +13,8 @@
 #include "install/privatetree.h"
 #include "support/ctracer.h"
 #include "util/desktop.h"
-#include "util/diagnostics.h"
 #include "util/paths.h"
+#include "util/standardoutput.h"
 
 #include <QApplication>
 #include <QPointer>

@@ -5,8 +5,8 @@
 
 #include "install/crun.h"
 #include "support/ctracer.h"
-#include "util/diagnostics.h"
 #include "util/paths.h"
+#include "util/standardoutput.h"
 
 #include <QPlainTextEdit>
 #include <QPushButton>

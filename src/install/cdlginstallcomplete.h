@@ -7,11 +7,11 @@
 
 #pragma once
 
-#include "../util/export.h"
 #include "packagelists.h"
 
 #include <QDialog>
 #include <memory>
+#include <vantrelagent/export.h>
 
 class QPushButton;
 

@@ -6,9 +6,8 @@
 
 #pragma once
 
-#include "../util/export.h"
-
 #include <QString>
+#include <vantrelagent/export.h>
 
 class VANTRELAGENT_EXPORT CGetOSPackage
 {

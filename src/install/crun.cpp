@@ -5,9 +5,10 @@
 
 #include "install/frontendchild.h"
 #include "support/ctracer.h"
-#include "util/diagnostics.h"
 #include "util/eventwait.h"
+#include "util/loginstall.h"
 #include "util/paths.h"
+#include "util/standardoutput.h"
 
 #include <QFile>
 #include <algorithm>

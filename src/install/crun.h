@@ -14,11 +14,10 @@
 
 #pragma once
 
-#include "../util/export.h"
-
 #include <QString>
 #include <memory>
 #include <string>
+#include <vantrelagent/export.h>
 #include <vector>
 
 class VANTRELAGENT_EXPORT CRun

@@ -15,9 +15,10 @@
 #include "support/cconfigfile.h"
 #include "support/ctracer.h"
 #include "util/desktop.h"
-#include "util/diagnostics.h"
 #include "util/eventwait.h"
+#include "util/loginstall.h"
 #include "util/paths.h"
+#include "util/standardoutput.h"
 
 #include <QCursor>
 #include <QDir>

@@ -22,13 +22,13 @@
 #pragma once
 
 #include "../request/agenterror.h"
-#include "../util/export.h"
 #include "packagelists.h"
 
 #include <QObject>
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <vantrelagent/export.h>
 
 namespace Agent
 {

@@ -9,8 +9,8 @@
 #include "install/frontendchild.h"
 #include "support/ctracer.h"
 #include "util/desktop.h"
-#include "util/diagnostics.h"
 #include "util/eventwait.h"
+#include "util/standardoutput.h"
 
 #include <algorithm>
 #include <cctype>

@@ -10,7 +10,7 @@
 #include "install/crunaptget_p.h"
 #include "install/privatetree.h"
 #include "support/ctracer.h"
-#include "util/diagnostics.h"
+#include "util/loginstall.h"
 #include "util/paths.h"
 
 #include <QApplication>

@@ -5,8 +5,8 @@
 
 #include "install/crun.h"
 #include "support/coneinstancemutex.h"
-#include "util/diagnostics.h"
 #include "util/eventwait.h"
+#include "util/loginstall.h"
 #include "util/paths.h"
 
 using namespace Agent;

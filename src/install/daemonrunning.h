@@ -6,7 +6,7 @@
 
 #pragma once
 
-#include "../util/export.h"
+#include <vantrelagent/export.h>
 
 /// True when another process holds the daemon's single-instance lock "pakmartd".
 /// With `bStart` the daemon's start script is run first, up to three times until the

@@ -3,8 +3,8 @@
 
 #include "install/privatetree.h"
 
-#include "util/diagnostics.h"
 #include "util/eventwait.h"
+#include "util/loginstall.h"
 
 #include <QThread>
 #include <algorithm>

@@ -15,11 +15,10 @@
 
 #pragma once
 
-#include "../util/export.h"
-
 #include <QMetaType>
 #include <QObject>
 #include <QString>
+#include <vantrelagent/export.h>
 
 class VANTRELAGENT_EXPORT AgentError
 {

@@ -11,8 +11,9 @@
 #include "support/cconfigfile.h"
 #include "support/ctracer.h"
 #include "util/desktop.h"
-#include "util/diagnostics.h"
+#include "util/logrequest.h"
 #include "util/paths.h"
+#include "util/standardoutput.h"
 
 #include <KIO/Job>
 #include <KIO/TransferJob>

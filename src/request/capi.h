@@ -23,7 +23,6 @@
 
 #pragma once
 
-#include "../util/export.h"
 #include "agenterror.h"
 #include "capilist.h"
 
@@ -33,6 +32,7 @@
 #include <QString>
 #include <memory>
 #include <set>
+#include <vantrelagent/export.h>
 
 namespace KIO
 {

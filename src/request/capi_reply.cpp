@@ -10,9 +10,10 @@
 #include "request/xmlgate.h"
 #include "support/cconfigfile.h"
 #include "support/ctracer.h"
-#include "util/diagnostics.h"
 #include "util/eventwait.h"
+#include "util/logrequest.h"
 #include "util/paths.h"
+#include "util/standardoutput.h"
 #include "util/vendor.h"
 
 #include <KIO/Global>

@@ -6,10 +6,9 @@
 
 #pragma once
 
-#include "../util/export.h"
-
 #include <QString>
 #include <map>
+#include <vantrelagent/export.h>
 
 /// One entry of the directory.
 class VANTRELAGENT_EXPORT CAPIListObject

@@ -7,7 +7,7 @@
 #include "request/transfer.h"
 #include "support/ctracer.h"
 #include "util/desktop.h"
-#include "util/diagnostics.h"
+#include "util/standardoutput.h"
 
 #include <KIO/Job>
 #include <KIO/TransferJob>

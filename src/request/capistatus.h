@@ -14,12 +14,11 @@
 
 #pragma once
 
-#include "../util/export.h"
-
 #include <QObject>
 #include <QString>
 #include <memory>
 #include <set>
+#include <vantrelagent/export.h>
 
 namespace KIO
 {

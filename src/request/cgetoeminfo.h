@@ -14,9 +14,8 @@
 
 #pragma once
 
-#include "../util/export.h"
-
 #include <string>
+#include <vantrelagent/export.h>
 
 class VANTRELAGENT_EXPORT CGetOEMInfo
 {

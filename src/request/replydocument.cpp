@@ -5,7 +5,7 @@
 
 #include "request/xmlgate.h"
 #include "request/xmlsource.h"
-#include "util/diagnostics.h"
+#include "util/logrequest.h"
 
 #include <QBuffer>
 #include <QByteArray>

@@ -4,7 +4,7 @@
 #include "request/spoolfile.h"
 
 #include "support/cconfigfile.h"
-#include "util/diagnostics.h"
+#include "util/logrequest.h"
 #include "util/paths.h"
 
 #include <cerrno>

@@ -12,11 +12,11 @@
 
 #pragma once
 
-#include "../util/export.h"
 #include "indexfile.h"
 
 #include <climits>
 #include <cstdint>
+#include <vantrelagent/export.h>
 #include <vector>
 
 namespace Agent

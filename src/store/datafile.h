@@ -16,11 +16,10 @@
 
 #pragma once
 
-#include "../util/export.h"
-
 #include <climits>
 #include <cstdint>
 #include <ctime>
+#include <vantrelagent/export.h>
 
 namespace Agent
 {

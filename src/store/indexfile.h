@@ -21,10 +21,10 @@
 
 #pragma once
 
-#include "../util/export.h"
 #include "datafile.h"
 
 #include <cstdint>
+#include <vantrelagent/export.h>
 
 namespace Agent
 {

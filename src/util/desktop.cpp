@@ -4,7 +4,7 @@
 #include "util/desktop.h"
 
 #include "support/ctracer.h"
-#include "util/diagnostics.h"
+#include "util/logrequest.h"
 
 #include <KMessageBox>
 #include <QApplication>

@@ -7,9 +7,8 @@
 
 #pragma once
 
-#include "export.h"
-
 #include <QString>
+#include <vantrelagent/export.h>
 
 /// One pass of the application's event processing, if there is an application.
 /// Every wait of the library is a loop of this.

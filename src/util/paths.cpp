@@ -5,7 +5,7 @@
 
 #include "base/privateroot.h"
 #include "support/ctracer.h"
-#include "util/diagnostics.h"
+#include "util/logsettings.h"
 
 #include <QDir>
 #include <QFile>

@@ -7,10 +7,9 @@
 
 #pragma once
 
-#include "export.h"
-
 #include <QString>
 #include <string>
+#include <vantrelagent/export.h>
 
 namespace Agent
 {

@@ -7,9 +7,8 @@
 
 #pragma once
 
-#include "export.h"
-
 #include <string>
+#include <vantrelagent/export.h>
 
 /// The text with every byte passed through toupper/tolower of the C locale:
 /// only ASCII letters change.

@@ -7,10 +7,9 @@
 
 #pragma once
 
-#include "export.h"
-
 #include <QString>
 #include <string>
+#include <vantrelagent/export.h>
 
 /// Every '+' becomes "%2b", and the result is percent-encoded as encode_string
 /// does, so a '+' is sent as "%252b": the other side expects this double step. The

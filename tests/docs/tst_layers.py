@@ -28,12 +28,16 @@ def folder_of(path, folders):
 
 
 def included(source):
-    """The files of the tree that a source includes by a path in quotes."""
+    """The files of the tree that a source includes by a path in quotes. A generated one is in
+    the folder of that name."""
     for name in re.findall(r'^#include "([^"]+)"', source.read_text(), re.M):
         for place in (source.parent, top / "src", top):
             if (place / name).is_file():
                 yield (place / name).resolve()
                 break
+        else:
+            if "/" in name and (top / "src" / name).parent.is_dir():
+                yield top / "src" / name
 
 
 def main():

@@ -14,7 +14,11 @@
 #include "install/crunaptget.h"
 #include "tests/common/datafolder.h"
 #include "tests/request/requests.h"
-#include "util/diagnostics.h"
+#include "util/logcatalog.h"
+#include "util/logdb.h"
+#include "util/loginstall.h"
+#include "util/logrequest.h"
+#include "util/logsettings.h"
 #include "util/paths.h"
 
 #include <QProcess>
