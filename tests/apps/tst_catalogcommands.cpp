@@ -210,13 +210,20 @@ private slots:
             "the catalog database cannot be written in /usr/share/apps/vantrelagent/")));
     }
 
-    void interruptionEndsAnUpdateThatGetsNoAnswer()
+    void interruptionEndsARequestThatGetsNoAnswer_data()
     {
+        QTest::addColumn<QString>("command");
+        for (const char* command : { "update", "sync" })
+            QTest::newRow(command) << QString::fromLatin1(command);
+    }
+    void interruptionEndsARequestThatGetsNoAnswer()
+    {
+        QFETCH(QString, command);
         QTcpServer mute;
         QVERIFY(mute.listen(QHostAddress::LocalHost));
         QVERIFY(m_machine.useServer(QStringLiteral("http://127.0.0.1:%1").arg(mute.serverPort())));
         QProcess process;
-        process.start(QStringLiteral(PAKMART), { QStringLiteral("update") });
+        process.start(QStringLiteral(PAKMART), { command });
         QVERIFY(mute.waitForNewConnection(30000));
         QTest::qWait(300);
         QCOMPARE(kill(pid_t(process.processId()), SIGINT), 0);

@@ -5,9 +5,7 @@
 // of the system; and a store made from a package index. With the real program, store
 // server, apt-get and dpkg.
 
-#include "server/serverprocess.h"
-#include "support/cconfigfile.h"
-#include "tests/common/testarchive.h"
+#include "archivestore.h"
 
 #include <QDir>
 #include <QJsonArray>
@@ -19,7 +17,7 @@
 #include <QtTest>
 #include <csignal>
 
-class PakmartSystemTest : public QObject
+class PakmartSystemTest : public QObject, ArchiveStore
 {
     Q_OBJECT
 
@@ -30,13 +28,6 @@ private:
 
         QJsonObject json() const { return QJsonDocument::fromJson(out.toUtf8()).object(); }
     };
-
-    const QString m_root = QString::fromLocal8Bit(qgetenv("PAKMART_SYSROOT"));
-    const QString m_dir = QString::fromLocal8Bit(qgetenv("TEST_DIR"));
-    const QString m_store = m_dir + QStringLiteral("/store");
-    std::unique_ptr<ServerProcess> m_server;
-    TestArchive m_archive;
-    int m_edition = 0;
 
     Result pakmart(const char* words, const QByteArray& input = QByteArray())
     {
@@ -50,37 +41,6 @@ private:
         return { process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
                  QString::fromUtf8(process.readAllStandardOutput()),
                  QString::fromUtf8(process.readAllStandardError()) };
-    }
-    void settingIs(const char* file, const char* key, const QString& value)
-    {
-        QVERIFY(CConfigFile((m_root + QLatin1String(file)).toStdString(), true)
-                    .SetValue(key, value.toStdString(), true));
-    }
-    void serverIs(const QString& url)
-    {
-        settingIs("/usr/share/apps/vantrelagent/.vauf", "agent api url",
-                  url + QStringLiteral("/getagentapi.php"));
-    }
-    bool write(const char* name, const QByteArray& text)
-    {
-        return WriteTextFile(m_store + QLatin1Char('/') + QLatin1String(name), text);
-    }
-    // Puts the packages made so far into the store's pool, for agents to notice.
-    void publish(const QList<TestArchive::Package>& packages)
-    {
-        for (const TestArchive::Package& package : packages) {
-            m_archive.add(package);
-            const QString file = m_archive.fileOf(package);
-            QVERIFY(
-                WriteTextFile(m_store + QStringLiteral("/pool/main/") + QFileInfo(file).fileName(),
-                              m_archive.contents(file)));
-        }
-        // apt checks with a resolution of one second whether a list has changed.
-        QTest::qWait(1100);
-        QVERIFY(write("pool/main/Packages", m_archive.index()));
-        QVERIFY(write("sources",
-                      "Type: dep\nEntry: deb @SERVER@/pool/main ./\nTimestamp: "
-                          + QByteArray::number(++m_edition) + '\n'));
     }
     void updatesAre(const QByteArray& names)
     {
@@ -111,16 +71,11 @@ private:
 private slots:
     void initTestCase()
     {
-        QCOMPARE(QProcess::execute(
-                     QStringLiteral(MKROOT),
-                     { QStringLiteral("--front-end"), QStringLiteral(VOS_APT_GET), m_root }),
-                 0);
+        makeRoot();
         QVERIFY(write("products",
                       "Serial: 7\nName: Lucky\nCategory: Games\nPackage: lucky\nDescription: d\n"));
         publish({ { "vantrelagent", "1.0" }, { "libluck", "1.0" }, { "lucky", "1.0", "libluck" } });
-        m_server = std::make_unique<ServerProcess>(m_store);
-        QVERIFY(m_server->isRunning());
-        serverIs(m_server->url());
+        serve();
         QCOMPARE(pakmart("install --yes --package vantrelagent lucky").status, 0);
         QCOMPARE(installed("vantrelagent"), QByteArray("1.0"));
     }

@@ -12,9 +12,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
-#include <QTcpServer>
 #include <QtTest>
-#include <csignal>
 
 class ShelvesTest : public QObject
 {
@@ -165,21 +163,6 @@ private slots:
                     QLatin1String("could not be saved in /usr/share/apps/vantrelagent/") + file),
                 qPrintable(result.err));
         }
-    }
-
-    void interruptionEndsARequestThatGetsNoAnswer()
-    {
-        QTcpServer mute;
-        QVERIFY(mute.listen(QHostAddress::LocalHost));
-        QVERIFY(m_machine.useServer(QStringLiteral("http://127.0.0.1:%1").arg(mute.serverPort())));
-        QProcess process;
-        process.start(QStringLiteral(PAKMART), { QStringLiteral("sync") });
-        QVERIFY(mute.waitForNewConnection(30000));
-        QTest::qWait(300);
-        QCOMPARE(kill(pid_t(process.processId()), SIGINT), 0);
-        QTRY_COMPARE_WITH_TIMEOUT(process.state(), QProcess::NotRunning, 30000);
-        QCOMPARE(process.exitCode(), 130);
-        QCOMPARE(DataFiles(), QStringList());
     }
 };
 

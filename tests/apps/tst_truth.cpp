@@ -5,11 +5,8 @@
 // server, apt-get and dpkg, and with packages that fail, conflict and are needed by
 // others.
 
+#include "archivestore.h"
 #include "stalledpool.h"
-
-#include "server/serverprocess.h"
-#include "support/cconfigfile.h"
-#include "tests/common/testarchive.h"
 
 #include <QDir>
 #include <QProcess>
@@ -20,7 +17,7 @@
 #include <sys/file.h>
 #include <unistd.h>
 
-class TruthTest : public QObject
+class TruthTest : public QObject, ArchiveStore
 {
     Q_OBJECT
 
@@ -29,13 +26,6 @@ private:
         int status = -1;
         QString out, err;
     };
-
-    const QString m_root = QString::fromLocal8Bit(qgetenv("PAKMART_SYSROOT"));
-    const QString m_dir = QString::fromLocal8Bit(qgetenv("TEST_DIR"));
-    const QString m_store = m_dir + QStringLiteral("/store");
-    std::unique_ptr<ServerProcess> m_server;
-    TestArchive m_archive;
-    int m_edition = 0;
 
     static void start(QProcess& process, const QByteArray& words)
     {
@@ -62,12 +52,6 @@ private:
         process.write(input);
         process.closeWriteChannel();
         return resultOf(process);
-    }
-    void serverIs(const QString& url)
-    {
-        const QString settings = m_root + QStringLiteral("/usr/share/apps/vantrelagent/.vauf");
-        QVERIFY(CConfigFile(settings.toStdString(), true)
-                    .SetValue("agent api url", url.toStdString() + "/getagentapi.php", true));
     }
     QString treePath(const char* name) const
     {
@@ -99,26 +83,6 @@ private:
     private:
         const QString m_program, m_away;
     };
-    bool write(const char* name, const QByteArray& text)
-    {
-        return WriteTextFile(m_store + QLatin1Char('/') + QLatin1String(name), text);
-    }
-    void publish(const QList<TestArchive::Package>& packages)
-    {
-        for (const TestArchive::Package& package : packages) {
-            m_archive.add(package);
-            const QString file = m_archive.fileOf(package);
-            QVERIFY(
-                WriteTextFile(m_store + QStringLiteral("/pool/main/") + QFileInfo(file).fileName(),
-                              m_archive.contents(file)));
-        }
-        // apt checks with a resolution of one second whether a list has changed.
-        QTest::qWait(1100);
-        QVERIFY(write("pool/main/Packages", m_archive.index()));
-        QVERIFY(write("sources",
-                      "Type: dep\nEntry: deb @SERVER@/pool/main ./\nTimestamp: "
-                          + QByteArray::number(++m_edition) + '\n'));
-    }
     QString statusFile() const { return m_root + QStringLiteral("/var/lib/dpkg/status"); }
     QByteArray statusText() const
     {
@@ -145,10 +109,7 @@ private:
 private slots:
     void initTestCase()
     {
-        QCOMPARE(QProcess::execute(
-                     QStringLiteral(MKROOT),
-                     { QStringLiteral("--front-end"), QStringLiteral(VOS_APT_GET), m_root }),
-                 0);
+        makeRoot();
         QByteArray products;
         int serial = 0;
         for (const char* name : { "good", "bad", "rival", "app" })
@@ -166,9 +127,7 @@ private slots:
                   { "lib" },
                   { "app", "1.0", "lib" },
                   { "rival", "1.0", "", 100, "", "Conflicts: lib\n" } });
-        m_server = std::make_unique<ServerProcess>(m_store);
-        QVERIFY(m_server->isRunning());
-        serverIs(m_server->url());
+        serve();
     }
     void cleanupTestCase() { m_server.reset(); }
     // Each test begins with nothing installed.

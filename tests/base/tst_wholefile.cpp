@@ -4,42 +4,17 @@
 // Files that are replaced in one step.
 
 #include "base/wholefile.h"
+#include "tests/common/filecalls.h"
 
 #include <QTemporaryDir>
 #include <QtTest>
 #include <cerrno>
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 using namespace Agent;
-
-// Records the calls of FileReplacement that must be in order. The one in `failing` fails.
-namespace Calls
-{
-std::string made;
-std::string failing;
-
-bool Allow(const char* name)
-{
-    made += made.empty() ? name : std::string(" ") + name;
-    errno = EIO;
-    return failing != name;
-}
-} // namespace Calls
-
-extern "C" Q_DECL_EXPORT int fsync(int fd)
-{
-    return Calls::Allow("fsync") ? int(syscall(SYS_fsync, fd)) : -1;
-}
-
-extern "C" Q_DECL_EXPORT int renameat(int folder, const char* from, int other,
-                                      const char* to) noexcept
-{
-    return Calls::Allow("rename") ? int(syscall(SYS_renameat2, folder, from, other, to, 0)) : -1;
-}
 
 class WholeFileTest : public QObject
 {

@@ -7,6 +7,7 @@
 #include "support/coneinstancemutex.h"
 #include "support/ctracer.h"
 #include "support/funkydate.h"
+#include "tests/common/filecalls.h"
 #include "tests/common/limits.h"
 
 #include <QDateTime>
@@ -20,36 +21,8 @@
 #include <csignal>
 #include <ctime>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
-
-// Records the calls that write, sync and rename a file, in their order. The one named in
-// `failing` fails.
-namespace Calls
-{
-std::string made;
-std::string failing;
-
-// Whether the call is to be made; false with errno.
-bool Allow(const char* name)
-{
-    made += made.empty() ? name : std::string(" ") + name;
-    errno = EIO;
-    return failing != name;
-}
-} // namespace Calls
-
-extern "C" Q_DECL_EXPORT int fsync(int fd)
-{
-    return Calls::Allow("fsync") ? int(syscall(SYS_fsync, fd)) : -1;
-}
-
-extern "C" Q_DECL_EXPORT int renameat(int folder, const char* from, int other,
-                                      const char* to) noexcept
-{
-    return Calls::Allow("rename") ? int(syscall(SYS_renameat2, folder, from, other, to, 0)) : -1;
-}
 
 class SupportTest : public QObject
 {
