@@ -16,7 +16,7 @@
 namespace
 {
 
-constexpr auto None = std::string::npos;
+constexpr auto none = std::string::npos;
 
 bool IsCluster(const std::string& word)
 {
@@ -27,7 +27,7 @@ bool IsCluster(const std::string& word)
 // the rest of the cluster, or the next word.
 std::size_t ValueOption(const std::string& word)
 {
-    return IsCluster(word) ? word.find_first_of("oct", 1) : None;
+    return IsCluster(word) ? word.find_first_of("oct", 1) : none;
 }
 
 // A cluster without the 'p' that apt-get does not know: "-y" for "-yp". Empty if nothing
@@ -46,7 +46,7 @@ std::string WithoutP(const std::string& word)
 bool TakesNextWord(const std::string& word)
 {
     const std::size_t option = ValueOption(word);
-    if (option != None)
+    if (option != none)
         return option + 1 == word.size();
     return word == "--option" || word == "--config-file" || word == "--target-release"
         || word == "--default-release";
@@ -62,7 +62,7 @@ bool IsOneOf(const std::string& word, std::initializer_list<const char*> words)
 // ("Dir::State::lists=/l/"). The case of its name does not matter.
 void NoteSetting(const std::string& setting, Arguments& arguments)
 {
-    if (setting.find('=') != None)
+    if (setting.find('=') != none)
         arguments.settings.push_back(setting);
     const auto is = [&setting](std::string_view name) {
         return strncasecmp(setting.c_str(), name.data(), name.size()) == 0;
@@ -79,7 +79,7 @@ void NoteSetting(const std::string& setting, Arguments& arguments)
 bool AsksToSimulate(const std::string& word)
 {
     if (IsCluster(word))
-        return word.substr(0, word.find_first_of("=oct", 1)).find('s') != None;
+        return word.substr(0, word.find_first_of("=oct", 1)).find('s') != none;
     return IsOneOf(word, { "--simulate", "--just-print", "--dry-run", "--recon", "--no-act" });
 }
 
@@ -104,7 +104,7 @@ std::string SettingWithin(const std::string& word)
     if (word.compare(0, option.size(), option) == 0)
         return word.substr(option.size());
     const std::size_t at = ValueOption(word);
-    return at == None ? std::string() : word.substr(at + 1);
+    return at == none ? std::string() : word.substr(at + 1);
 }
 
 } // namespace

@@ -117,14 +117,14 @@ bool AwaitEnd(pid_t child)
 // Reaps a child that has ended, and returns its exit status.
 int Collect(pid_t child)
 {
-    constexpr int Unknown = 100; // anything but success
+    constexpr int unknown = 100; // anything but success
     int raw = 0;
     pid_t collected = -1;
     do {
         collected = waitpid(child, &raw, 0);
     } while (collected < 0 && errno == EINTR);
     if (collected != child)
-        return Unknown;
+        return unknown;
     return WIFSIGNALED(raw) ? 128 + WTERMSIG(raw) : WEXITSTATUS(raw);
 }
 
@@ -186,10 +186,10 @@ void Child::Become(const std::vector<std::string>& words, const std::string& set
     dup2(open("/dev/null", O_RDONLY | O_CLOEXEC), STDIN_FILENO);
     dup2(output, STDOUT_FILENO);
     dup2(output, STDERR_FILENO);
-    if (status == StatusFd)
+    if (status == statusFd)
         fcntl(status, F_SETFD, 0); // otherwise the exec would close it
     else
-        dup2(status, StatusFd);
+        dup2(status, statusFd);
     SetEnvironment(settingsFile, privateRoot);
     std::signal(SIGPIPE, SIG_DFL);
     std::vector<char*> argv{ const_cast<char*>(program) };

@@ -17,7 +17,7 @@
 class Child
 {
 public:
-    static constexpr int StatusFd = 3; // the descriptor of the status lines, there
+    static constexpr int statusFd = 3; // the descriptor of the status lines, there
 
     // `words`: the arguments after the program's name. `program`: apt-get, or another one of
     // apt's. `settings`: the apt configuration

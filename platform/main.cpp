@@ -66,7 +66,7 @@ int main(int argc, char** argv)
         error = "E: The private root cannot be used: " + root;
     if (!error.empty()) {
         Say(PlainText(error));
-        return AptFailure;
+        return aptFailure;
     }
     if (arguments.plans)
         return PrintPlan(arguments, root, Say);

@@ -23,7 +23,7 @@ namespace
 {
 
 // apt-cache gets that many names in one call: a command line has its limits.
-constexpr std::size_t NamesAtOnce = 1000;
+constexpr std::size_t namesAtOnce = 1000;
 
 std::set<std::string> AskedNames(const Arguments& arguments)
 {
@@ -123,14 +123,14 @@ void ReadIndex(const Arguments& arguments, const std::string& root, PackagePlan&
         names.push_back(WithVersion(change));
         changes[KeyOf(change.name, change.newVersion, change.architecture)] = &change;
     }
-    for (std::size_t from = 0; from < names.size(); from += NamesAtOnce) {
+    for (std::size_t from = 0; from < names.size(); from += namesAtOnce) {
         std::vector<std::string> words{ "show" };
         for (const std::string& setting : arguments.settings)
             words.push_back("--option=" + setting);
         words.insert(words.end(), names.begin() + std::ptrdiff_t(from),
-                     names.begin() + std::ptrdiff_t(std::min(from + NamesAtOnce, names.size())));
+                     names.begin() + std::ptrdiff_t(std::min(from + namesAtOnce, names.size())));
         Child child;
-        if (!child.Start(words, AptSettings(root, arguments.ownSources, Child::StatusFd), root,
+        if (!child.Start(words, AptSettings(root, arguments.ownSources, Child::statusFd), root,
                          "apt-cache"))
             return;
         PackageFields record;
@@ -205,9 +205,9 @@ int PrintPlan(const Arguments& arguments, const std::string& root, const Writer&
     const StatusView view(arguments, dpkg, folder, false);
     Child child;
     if (!child.Start(AptWords(arguments, dpkg),
-                     AptSettings(root, arguments.ownSources, Child::StatusFd, view.File()), root)) {
+                     AptSettings(root, arguments.ownSources, Child::statusFd, view.File()), root)) {
         write("E: Unable to start apt-get");
-        return AptFailure;
+        return aptFailure;
     }
     SimulationReader reader(write);
     Progress unused;
@@ -222,7 +222,7 @@ int PrintPlan(const Arguments& arguments, const std::string& root, const Writer&
         return status;
     if (!reader.IsUnderstood()) {
         write("E: The simulation of apt-get cannot be understood");
-        return AptFailure;
+        return aptFailure;
     }
     PackagePlan plan(AskedNames(arguments), Removes(arguments));
     reader.MoveTo(plan);

@@ -33,7 +33,7 @@ void Relay::StatusLine(const std::string& line)
 void Relay::Tick()
 {
     const auto quiet = std::chrono::steady_clock::now() - m_time;
-    if (!m_lastProgress.empty() && quiet >= Silence && !MayGoOn())
+    if (!m_lastProgress.empty() && quiet >= silence && !MayGoOn())
         Line(m_lastProgress);
 }
 

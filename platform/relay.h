@@ -20,7 +20,7 @@ class Relay
 public:
     // After a silence of this length the last progress line is repeated, so that a
     // reader that blocks for the next byte gets one.
-    static constexpr std::chrono::milliseconds Silence{ 200 };
+    static constexpr std::chrono::milliseconds silence{ 200 };
 
     // With `progress`, status lines become progress lines.
     Relay(Child& child, bool progress, const Writer& write)

@@ -41,7 +41,7 @@ void LineReader::Feed(const char* data, std::size_t size, const Handler& handler
         if (*data == '\n') {
             handler(PlainText(m_line));
             m_line.clear();
-        } else if (m_line.size() < MaxLine) {
+        } else if (m_line.size() < maxLine) {
             m_line += *data;
         }
     }

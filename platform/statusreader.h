@@ -19,7 +19,7 @@ std::string PlainText(const std::string& text);
 class LineReader
 {
 public:
-    static constexpr std::size_t MaxLine = 2000;
+    static constexpr std::size_t maxLine = 2000;
     using Handler = std::function<void(const std::string& line)>;
 
     void Feed(const char* data, std::size_t size, const Handler& handler);

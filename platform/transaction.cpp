@@ -13,7 +13,7 @@
 namespace
 {
 
-constexpr int Killed = 128; // plus the number of the signal
+constexpr int killed = 128; // plus the number of the signal
 
 std::string DpkgFolder(const std::string& root)
 {
@@ -22,7 +22,7 @@ std::string DpkgFolder(const std::string& root)
 
 std::string Settings(const Arguments& arguments, const std::string& root, const StatusView& view)
 {
-    return AptSettings(root, arguments.ownSources, Child::StatusFd, view.File());
+    return AptSettings(root, arguments.ownSources, Child::statusFd, view.File());
 }
 
 // Whether apt-get would have nothing more to do for the same command line.
@@ -66,7 +66,7 @@ void SayWhatIsLeft(const StatusView& view, const DpkgStatus& now, Relay& relay)
 {
     const std::map<std::string, PackageState> left = LeftAlone(view, now);
     if (!left.empty())
-        relay.Line(("Left as they are: " + WithStates(left)).substr(0, LineReader::MaxLine));
+        relay.Line(("Left as they are: " + WithStates(left)).substr(0, LineReader::maxLine));
 }
 
 // The packages that are shown to apt-get as installed, but are half-installed and needed by
@@ -80,7 +80,7 @@ std::vector<std::string> BrokenParts(const Arguments& arguments, const std::stri
     Child child;
     if (view.Covered().empty()
         || !child.Start(ListingWords(arguments, dpkg),
-                        AptSettings(root, arguments.ownSources, Child::StatusFd), root))
+                        AptSettings(root, arguments.ownSources, Child::statusFd), root))
         return parts;
     status = child.Read(
         [&](const std::string& line) {
@@ -103,7 +103,7 @@ int Repair(const Arguments& arguments, const std::string& root, const Writer& wr
     Arguments again = arguments;
     again.names = BrokenParts(arguments, root, status);
     if (again.names.empty())
-        return status > Killed ? status : 0;
+        return status > killed ? status : 0;
     const StatusView view(again, DpkgStatus(DpkgFolder(root)), DpkgFolder(root), true);
     Child child;
     if (!child.Start(RepairWords(arguments, again.names), Settings(arguments, root, view), root))
@@ -116,7 +116,7 @@ int Repair(const Arguments& arguments, const std::string& root, const Writer& wr
     Relay relay(child, false, nobody);
     status = child.Read([](const std::string&) {},
                         [&](const std::string& line) { relay.StatusLine(line); }, [] {});
-    return status > Killed ? status : 0;
+    return status > killed ? status : 0;
 }
 
 // Whether dpkg failed only for packages that were not requested; if so, prints a warning
@@ -129,7 +129,7 @@ bool IsDoneNevertheless(const Arguments& arguments, const std::string& root, con
         return false;
     const std::string text
         = "W: dpkg failed for packages that were not asked for: " + HalfWay(now, view);
-    relay.Line(text.substr(0, LineReader::MaxLine));
+    relay.Line(text.substr(0, LineReader::maxLine));
     return true;
 }
 
@@ -154,7 +154,7 @@ int RunAptGet(const Arguments& arguments, const std::string& root, const Writer&
     Child child;
     if (!child.Start(AptWords(arguments, before), Settings(arguments, root, view), root)) {
         write("E: Unable to start apt-get");
-        return AptFailure;
+        return aptFailure;
     }
     Relay relay(child, changes, write);
     ErrorLines errors(changes && arguments.command == "install");
@@ -166,7 +166,7 @@ int RunAptGet(const Arguments& arguments, const std::string& root, const Writer&
         [&](const std::string& line) { relay.StatusLine(line); }, [&] { relay.Tick(); });
     if (changes && !view.LeftAlone().empty())
         SayWhatIsLeft(view, DpkgStatus(DpkgFolder(root)), relay);
-    if (status == AptFailure && errors.OnlyDpkgFailed()
+    if (status == aptFailure && errors.OnlyDpkgFailed()
         && IsDoneNevertheless(arguments, root, view, relay)) {
         status = 0;
     } else {

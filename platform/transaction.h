@@ -10,7 +10,7 @@
 
 #include <string>
 
-constexpr int AptFailure = 100; // apt-get's own status for an error
+constexpr int aptFailure = 100; // apt-get's own status for an error
 
 // Runs apt-get below `root` and writes its output. Returns its exit status, with one
 // exception: an install that did all that was requested, while dpkg failed for other

@@ -26,11 +26,11 @@ using namespace Agent;
 namespace
 {
 
-const std::size_t kMostFields = 200;
-const std::size_t kLongestSection = 60;
-const std::size_t kLongestHomepage = 256;
-const std::size_t kLongestDescription = 16 * 1024;
-const std::size_t kReasonsKept = 10;
+const std::size_t mostFields = 200;
+const std::size_t longestSection = 60;
+const std::size_t longestHomepage = 256;
+const std::size_t longestDescription = 16 * 1024;
+const std::size_t reasonsKept = 10;
 
 // Throws apt's error messages in one line.
 [[noreturn]] void FailWithAptError(const std::string& file)
@@ -92,7 +92,7 @@ std::string ReadPackedFile(const std::string& file, std::size_t largest)
 // The value of a field; empty for a missing one.
 std::string Value(const Stanza& stanza, const char* key)
 {
-    const Field* field = stanza.find(key);
+    const Field* field = stanza.Find(key);
     return field ? field->value : std::string();
 }
 
@@ -100,7 +100,7 @@ std::string Value(const Stanza& stanza, const char* key)
 void RefuseRepeatedFields(const Stanza& stanza, const std::string& file)
 {
     const std::vector<Field>& fields = stanza.fields;
-    if (fields.size() > kMostFields)
+    if (fields.size() > mostFields)
         FailAt(file, stanza.line, "too many fields for a package");
     for (auto one = fields.begin(); one != fields.end(); ++one) {
         const auto same = [&](const Field& other) {
@@ -137,14 +137,14 @@ std::string Checked(const Stanza& stanza, const char* key, bool (*isOne)(std::st
 {
     const std::string& value = Required(stanza, key, file);
     if (!isOne(value))
-        FailAt(file, stanza.find(key)->line, "invalid " + std::string(key) + ": " + Quoted(value));
+        FailAt(file, stanza.Find(key)->line, "invalid " + std::string(key) + ": " + Quoted(value));
     return value;
 }
 
 std::string SectionOf(const Stanza& stanza)
 {
     const std::string section = Value(stanza, "Section");
-    return section.size() <= kLongestSection && IsMadeOf(section, IsLetterOrDigit, "-+./_")
+    return section.size() <= longestSection && IsMadeOf(section, IsLetterOrDigit, "-+./_")
         ? section
         : "unknown";
 }
@@ -157,13 +157,13 @@ bool IsHomepage(const std::string& page)
                       [&page](const char* scheme) { return BeginsWith(page, scheme); });
     const bool plain
         = std::all_of(page.begin(), page.end(), [](char c) { return c > ' ' && c < 127; });
-    return known && plain && page.size() <= kLongestHomepage;
+    return known && plain && page.size() <= longestHomepage;
 }
 
 // The text of the stanza, without an invalid homepage.
 std::string TextOf(Stanza& stanza)
 {
-    const Field* page = stanza.find("Homepage");
+    const Field* page = stanza.Find("Homepage");
     if (!page || IsHomepage(page->value))
         return std::move(stanza.text);
     std::string text;
@@ -214,10 +214,10 @@ std::string Translated(const Stanza& stanza)
 // `text` if it is valid as a product's description, otherwise `other`.
 std::string FitDescription(const std::string& text, const std::string& other)
 {
-    if (text.size() <= kLongestDescription)
+    if (text.size() <= longestDescription)
         return text.empty() ? other : text;
     const std::string line = text.substr(0, text.find('\n'));
-    return line.size() <= kLongestDescription ? line : other;
+    return line.size() <= longestDescription ? line : other;
 }
 
 ArchivePackage ReadPackage(Stanza& stanza, const std::string& file)
@@ -242,19 +242,19 @@ ArchivePackage ReadPackage(Stanza& stanza, const std::string& file)
 void LeaveOut(DebianIndex& index, const std::string& reason)
 {
     ++index.leftOutCount;
-    if (index.leftOut.size() < kReasonsKept)
+    if (index.leftOut.size() < reasonsKept)
         index.leftOut.push_back(reason);
 }
 
 // Passes each stanza of a file to `take`. A malformed or refused one is left out and noted.
 template <class Take> void ReadStanzas(DebianIndex& index, const std::string& file, Take take)
 {
-    const std::string text = ReadPackedFile(file, kLargestStoreFile);
+    const std::string text = ReadPackedFile(file, largestStoreFile);
     StanzaReader reader(text, file);
     Stanza stanza;
     for (bool more = true; more;) {
         try {
-            more = reader.next(stanza);
+            more = reader.Next(stanza);
             if (more)
                 take(stanza);
         } catch (const StoreError& error) {

@@ -15,61 +15,61 @@ namespace
 {
 
 const char functionFolder[] = "/agent/";
-const std::string::size_type kLongestId = 64; // of a system builder
+const std::string::size_type longestId = 64; // of a system builder
 
 void WriteAisle(const Aisle& aisle, const Categories& categories, Reply& reply)
 {
-    reply.open("aisle", { { "name", aisle.name } });
+    reply.Open("aisle", { { "name", aisle.name } });
     if (!aisle.description.empty())
-        reply.text("description", aisle.description);
+        reply.Text("description", aisle.description);
     for (const std::string& name : aisle.categories) {
         // A category that is not in the catalog would be useless here.
         const auto category = categories.find(name);
         if (category != categories.end())
-            reply.text("category", name,
+            reply.Text("category", name,
                        { { "serialnumber", std::to_string(category->second.serial) } });
     }
-    reply.close();
+    reply.Close();
 }
 
 // CAPIGetAisles, without parameters: the aisles of the store.
 void AnswerAisles(const AgentRequest& request, Reply& reply)
 {
-    const auto aisles = request.store.aisles();
+    const auto aisles = request.store.GetAisles();
     const Categories categories
-        = CategoriesOf(*request.store.products(), *request.store.categories());
-    reply.open("aisles");
+        = CategoriesOf(*request.store.GetProducts(), *request.store.GetCategories());
+    reply.Open("aisles");
     for (const Aisle& aisle : *aisles)
         WriteAisle(aisle, categories, reply);
-    reply.close();
+    reply.Close();
 }
 
 void WritePrograms(const Product& product, Reply& reply)
 {
-    reply.open("package");
-    reply.text("name", product.name);
+    reply.Open("package");
+    reply.Text("name", product.name);
     // Before the programs: the agent gives each the last serial number it has read.
-    reply.text("serialnumber", std::to_string(product.serial));
-    reply.text("packagename", product.package);
+    reply.Text("serialnumber", std::to_string(product.serial));
+    reply.Text("packagename", product.package);
     for (const Program& program : product.programs) {
-        reply.open("binary");
-        reply.text("name", program.name);
-        reply.text("path", program.path);
-        reply.text("smallicon", program.smallIcon);
-        reply.text("largeicon", program.largeIcon);
-        reply.text("menu", program.menu);
-        reply.close();
+        reply.Open("binary");
+        reply.Text("name", program.name);
+        reply.Text("path", program.path);
+        reply.Text("smallicon", program.smallIcon);
+        reply.Text("largeicon", program.largeIcon);
+        reply.Text("menu", program.menu);
+        reply.Close();
     }
-    reply.close();
+    reply.Close();
 }
 
 // CAPIDownloadAppInfo, ?app_id[]=SERIAL&app_id[]=...: the programs of products.
 void AnswerAppInfo(const AgentRequest& request, Reply& reply)
 {
-    const auto ids = request.query.values("app_id[]");
+    const auto ids = request.query.Values("app_id[]");
     if (ids.empty())
         throw RequestError("The request names no product.");
-    const auto products = request.store.products();
+    const auto products = request.store.GetProducts();
     for (const Query::Value& id : ids) {
         const auto product = products->find(PositiveNumber(id.decoded));
         if (product == products->end())
@@ -99,74 +99,74 @@ Packages PackagesByName(const Repositories& repositories)
 // not repeat them.
 void WritePackage(const IndexedPackage& package, const Product& product, Reply& reply)
 {
-    reply.text("version", package.version);
+    reply.Text("version", package.version);
     if (package.size != 0)
-        reply.plainText("filesize", std::to_string(package.size));
-    if (!package.homePage.empty() && !product.detail("applicationdetailURL"))
-        reply.text("applicationdetailURL", package.homePage);
-    reply.open("dependencies");
+        reply.PlainText("filesize", std::to_string(package.size));
+    if (!package.homePage.empty() && !product.Detail("applicationdetailURL"))
+        reply.Text("applicationdetailURL", package.homePage);
+    reply.Open("dependencies");
     for (const std::string& name : package.dependencies)
-        reply.text("dependency", "", { { "name", name } });
-    reply.close();
+        reply.Text("dependency", "", { { "name", name } });
+    reply.Close();
 }
 
 void WriteProduct(const Product& product, const Packages& packages, Reply& reply)
 {
-    reply.open("product", { { "name", product.name } });
-    reply.plainText("serialnumber", std::to_string(product.serial));
-    reply.text("packagename", product.package);
-    reply.text("briefdescription", product.description);
+    reply.Open("product", { { "name", product.name } });
+    reply.PlainText("serialnumber", std::to_string(product.serial));
+    reply.Text("packagename", product.package);
+    reply.Text("briefdescription", product.description);
     for (const auto& [element, value] : product.details)
-        reply.text(element, value);
+        reply.Text(element, value);
     const auto package = packages.find(product.package);
     if (package != packages.end())
         WritePackage(*package->second, product, reply);
-    reply.close();
+    reply.Close();
 }
 
 // CAPIUpdateCatalog, without parameters: the whole catalog.
 void AnswerCatalog(const AgentRequest& request, Reply& reply)
 {
-    const auto products = request.store.products();
+    const auto products = request.store.GetProducts();
     std::map<std::string, std::vector<const Product*>> byCategory;
     for (const auto& [serial, product] : *products)
         byCategory[product.category].push_back(&product);
-    const auto repositories = request.store.repositories();
+    const auto repositories = request.store.GetRepositories();
     const Packages packages = PackagesByName(repositories);
-    reply.open("catalog");
-    for (const auto& [name, category] : CategoriesOf(*products, *request.store.categories())) {
-        reply.open("category",
+    reply.Open("catalog");
+    for (const auto& [name, category] : CategoriesOf(*products, *request.store.GetCategories())) {
+        reply.Open("category",
                    { { "name", name },
                      { "serialnumber", std::to_string(category.serial) },
                      { "home_page", category.homePage } });
         for (const Product* product : byCategory[name])
             WriteProduct(*product, packages, reply);
-        reply.close();
+        reply.Close();
     }
-    reply.close();
+    reply.Close();
 }
 
 // CAPISetOEMInfo, ?id=IDENTIFIER: which system builder a machine comes from.
 void AnswerOEMInfo(const AgentRequest& request, Reply&)
 {
-    const auto ids = request.query.values("id");
+    const auto ids = request.query.Values("id");
     if (ids.size() != 1 || ids.front().decoded.empty())
         throw RequestError("The request names no system builder.");
     const std::string& id = ids.front().decoded;
-    if (id.size() > kLongestId || TextFault(id) || id.find_first_of("\t\n") != std::string::npos)
+    if (id.size() > longestId || TextFault(id) || id.find_first_of("\t\n") != std::string::npos)
         throw RequestError("Not an identifier of a system builder: " + Quoted(id));
-    request.store.addRegistration(id);
+    request.store.AddRegistration(id);
 }
 
 // CAPIGetOSVer, without parameters: the packages of the operating system that have
 // updates. A client's package tools skip what is already up to date.
 void AnswerOSVer(const AgentRequest& request, Reply& reply)
 {
-    const auto updates = request.store.updates();
+    const auto updates = request.store.GetUpdates();
     for (const std::string& name : *updates) {
-        reply.open("package");
-        reply.text("name", name);
-        reply.close();
+        reply.Open("package");
+        reply.Text("name", name);
+        reply.Close();
     }
 }
 
@@ -188,7 +188,7 @@ bool Find(const Repositories& repositories, const std::string& file, Wanted& fou
 // The address of the archives of a repository.
 std::string AddressOf(const std::string& repository, const AgentRequest& request)
 {
-    const std::string elsewhere = request.store.archivesOf(repository);
+    const std::string elsewhere = request.store.ArchivesOf(repository);
     return elsewhere.empty() ? request.address + "/pool/" + repository : elsewhere;
 }
 
@@ -197,7 +197,7 @@ std::string AddressOf(const std::string& repository, const AgentRequest& request
 std::map<std::string, std::string> CollectIndexes(const AgentRequest& request,
                                                   const std::vector<Query::Value>& files)
 {
-    const Repositories repositories = request.store.repositories();
+    const Repositories repositories = request.store.GetRepositories();
     std::map<std::string, std::string> indexes;
     std::vector<const std::string*> taken;
     for (const Query::Value& file : files) {
@@ -220,32 +220,32 @@ std::map<std::string, std::string> CollectIndexes(const AgentRequest& request,
 // CAPIGetPackageInfo, ?filename[]=FILE&filename[]=...: where package files are.
 void AnswerPackageInfo(const AgentRequest& request, Reply& reply)
 {
-    const auto files = request.query.values("filename[]");
+    const auto files = request.query.Values("filename[]");
     if (files.empty())
         throw RequestError("The request names no package file.");
-    reply.open("package_info");
+    reply.Open("package_info");
     for (const auto& [address, index] : CollectIndexes(request, files)) {
-        reply.open("package");
-        reply.text("package_url", address);
-        reply.text("package_data", index);
-        reply.close();
+        reply.Open("package");
+        reply.Text("package_url", address);
+        reply.Text("package_data", index);
+        reply.Close();
     }
-    reply.close();
+    reply.Close();
 }
 
 // CAPISyncMyMachine, without parameters: the applications of a machine's account.
 void AnswerProfile(const AgentRequest& request, Reply& reply)
 {
-    const auto profile = request.store.profile();
-    reply.open("profile");
+    const auto profile = request.store.GetProfile();
+    reply.Open("profile");
     for (const Application& application : *profile) {
-        reply.open("application");
-        reply.text("name", application.name);
-        reply.text("packagename", application.package);
-        reply.text("serialnumber", std::to_string(application.serial));
-        reply.close();
+        reply.Open("application");
+        reply.Text("name", application.name);
+        reply.Text("packagename", application.package);
+        reply.Text("serialnumber", std::to_string(application.serial));
+        reply.Close();
     }
-    reply.close();
+    reply.Close();
 }
 
 std::string WithAddress(std::string entry, const std::string& address)
@@ -260,27 +260,27 @@ std::string WithAddress(std::string entry, const std::string& address)
 // CAPIGetSourcesList, without parameters: the package sources of clients.
 void AnswerSourcesList(const AgentRequest& request, Reply& reply)
 {
-    const auto lists = request.store.sources();
+    const auto lists = request.store.GetSources();
     for (const SourcesList& list : *lists) {
-        reply.open("list", { { "type", list.type } });
+        reply.Open("list", { { "type", list.type } });
         for (const SourceEntry& entry : list.entries)
-            reply.text("entry", WithAddress(entry.entry, request.address),
+            reply.Text("entry", WithAddress(entry.entry, request.address),
                        { { "timestamp", entry.timestamp } });
-        reply.close();
+        reply.Close();
     }
 }
 
 // The API directory, which has its own address: the address of each function.
 void AnswerDirectory(const AgentRequest& request, Reply& reply)
 {
-    reply.open("getagentapi");
+    reply.Open("getagentapi");
     for (const auto& [name, handler] : Functions()) {
-        reply.open("api");
-        reply.plainText("name", name);
-        reply.plainText("url", request.address + functionFolder + name);
-        reply.close();
+        reply.Open("api");
+        reply.PlainText("name", name);
+        reply.PlainText("url", request.address + functionFolder + name);
+        reply.Close();
     }
-    reply.close();
+    reply.Close();
 }
 
 } // namespace
@@ -316,7 +316,7 @@ std::string Answer(Handler handler, const AgentRequest& request)
     try {
         Reply reply;
         handler(request, reply);
-        return reply.take();
+        return reply.Take();
     } catch (const RequestError& error) {
         return FailedReply(error.what());
     } catch (const StoreError& error) {

@@ -32,11 +32,11 @@ namespace
 
 using Size = std::string::size_type;
 
-const Size kMostParameters = 512;
-const std::size_t kLongestTarget = 8 * 1024;
-const std::size_t kWorthPacking = 1400; // bytes that fit into one packet anyway
-const int kGzipWindow = 15 + 16; // the largest window, in gzip's format
-const int kMemory = 8; // zlib's own default
+const Size mostParameters = 512;
+const std::size_t longestTarget = 8 * 1024;
+const std::size_t worthPacking = 1400; // bytes that fit into one packet anyway
+const int gzipWindow = 15 + 16; // the largest window, in gzip's format
+const int gzipMemory = 8; // zlib's own default
 
 std::string Decoded(const std::string& text)
 {
@@ -67,7 +67,7 @@ bool AcceptsGzip(const std::string& acceptEncoding)
 std::string Gzip(const std::string& text)
 {
     z_stream stream = {};
-    if (deflateInit2(&stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, kGzipWindow, kMemory,
+    if (deflateInit2(&stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, gzipWindow, gzipMemory,
                      Z_DEFAULT_STRATEGY)
         != Z_OK)
         throw std::bad_alloc();
@@ -97,7 +97,7 @@ std::string Text(boost::beast::string_view text)
 bool SendFile(Connection& connection, const HttpReply& reply)
 {
     off_t at = reply.first;
-    return connection.sendFile(reply.file.fd(), at, std::size_t(reply.length));
+    return connection.SendFile(reply.file.fd(), at, std::size_t(reply.length));
 }
 
 std::string Head(const HttpReply& reply, std::size_t length)
@@ -114,13 +114,13 @@ std::string Head(const HttpReply& reply, std::size_t length)
 // Compresses only generated replies: archives are compressed already.
 void Pack(const HttpRequest& request, HttpReply& reply)
 {
-    if (reply.body.size() < kWorthPacking)
+    if (reply.body.size() < worthPacking)
         return;
-    reply.add("Vary", "Accept-Encoding");
-    if (!AcceptsGzip(request.header("Accept-Encoding")))
+    reply.Add("Vary", "Accept-Encoding");
+    if (!AcceptsGzip(request.Header("Accept-Encoding")))
         return;
     reply.body = Gzip(reply.body);
-    reply.add("Content-Encoding", "gzip");
+    reply.Add("Content-Encoding", "gzip");
 }
 
 bool HasBody(const http::request_parser<http::empty_body>& parser)
@@ -138,7 +138,7 @@ Query::Query(const std::string& text)
         start = end + 1;
         if (parameter.empty())
             continue;
-        if (m_parameters.size() == kMostParameters)
+        if (m_parameters.size() == mostParameters)
             throw RequestError("The request has more than 512 parameters.");
         const Size equals = std::min(parameter.find('='), parameter.size());
         const std::string raw = parameter.substr(std::min(equals + 1, parameter.size()));
@@ -146,7 +146,7 @@ Query::Query(const std::string& text)
     }
 }
 
-std::vector<Query::Value> Query::values(const std::string& name) const
+std::vector<Query::Value> Query::Values(const std::string& name) const
 {
     std::vector<Value> result;
     for (const Parameter& parameter : m_parameters) {
@@ -156,14 +156,14 @@ std::vector<Query::Value> Query::values(const std::string& name) const
     return result;
 }
 
-std::size_t HttpRequest::count(const std::string& name) const
+std::size_t HttpRequest::Count(const std::string& name) const
 {
     return std::size_t(std::count_if(headers.begin(), headers.end(), [&name](const auto& header) {
         return strcasecmp(header.first.c_str(), name.c_str()) == 0;
     }));
 }
 
-std::string HttpRequest::header(const std::string& name) const
+std::string HttpRequest::Header(const std::string& name) const
 {
     for (const auto& [key, value] : headers) {
         if (strcasecmp(key.c_str(), name.c_str()) == 0)
@@ -172,15 +172,15 @@ std::string HttpRequest::header(const std::string& name) const
     return {};
 }
 
-void HttpReply::add(const std::string& name, const std::string& value)
+void HttpReply::Add(const std::string& name, const std::string& value)
 {
     headers.emplace_back(name, value);
 }
 
-void HttpReply::setBody(std::string text, const char* type)
+void HttpReply::SetBody(std::string text, const char* type)
 {
     body = std::move(text);
-    add("Content-Type", type);
+    Add("Content-Type", type);
 }
 
 // Reads until the end of the headers; a body is not read, since no function takes one. The
@@ -195,7 +195,7 @@ int ReadRequest(Connection& connection, HttpRequest& request)
     boost::beast::error_code error = http::error::need_more;
     bool any = false;
     while (!parser.is_header_done() && error == http::error::need_more) {
-        const std::size_t got = connection.read(block.data(), block.size());
+        const std::size_t got = connection.Read(block.data(), block.size());
         if (got == 0)
             return any ? 400 : 0;
         any = true;
@@ -204,12 +204,12 @@ int ReadRequest(Connection& connection, HttpRequest& request)
     }
     const auto& message = parser.get();
     if (parser.is_header_done() && !HasBody(parser) && text.empty())
-        connection.setRequestIsWhole();
+        connection.SetRequestIsWhole();
     request.method = Text(message.method_string());
     request.target = Text(message.target());
     for (const auto& field : message)
         request.headers.emplace_back(Text(field.name_string()), Text(field.value()));
-    return request.target.size() > kLongestTarget ? 414 : StatusOf(error);
+    return request.target.size() > longestTarget ? 414 : StatusOf(error);
 }
 
 // The head is held back until the content follows, so that a small reply is one packet.
@@ -220,18 +220,18 @@ bool WriteReply(Connection& connection, const HttpRequest& request, HttpReply& r
     const std::size_t length = reply.file ? std::size_t(reply.length) : reply.body.size();
     const std::string head = Head(reply, length);
     const bool alone = request.method == "HEAD" || length == 0;
-    if (!connection.write(head.data(), head.size(), !alone) || alone)
+    if (!connection.Write(head.data(), head.size(), !alone) || alone)
         return alone;
     return reply.file ? SendFile(connection, reply)
-                      : connection.write(reply.body.data(), reply.body.size(), false);
+                      : connection.Write(reply.body.data(), reply.body.size(), false);
 }
 
 namespace
 {
 
-const std::chrono::seconds kRequestTime(5);
-const int kWriteTime = 10000; // ms for which a client may read nothing
-const std::chrono::seconds kFarewell(1); // for the client to close its side
+const std::chrono::seconds longestRequest(5);
+const int longestWrite = 10000; // ms for which a client may read nothing
+const std::chrono::seconds farewell(1); // for the client to close its side
 
 using Clock = std::chrono::steady_clock;
 
@@ -267,18 +267,18 @@ ssize_t When(int socket, short event, int milliseconds, const Attempt& attempt)
 
 } // namespace
 
-Connection::Connection(int socket) : m_socket(socket), m_deadline(Clock::now() + kRequestTime) { }
+Connection::Connection(int socket) : m_socket(socket), m_deadline(Clock::now() + longestRequest) { }
 
 // If a socket is closed with unread bytes, the connection is reset and the reply is lost. A
 // client that has sent its whole request is not waited for: the kernel sends the reply.
 Connection::~Connection()
 {
-    if (!m_requestIsWhole || isAnythingUnread())
-        readTheRest();
+    if (!m_requestIsWhole || IsAnythingUnread())
+        ReadTheRest();
     close(m_socket);
 }
 
-bool Connection::isAnythingUnread() const
+bool Connection::IsAnythingUnread() const
 {
     char next;
     return recv(m_socket, &next, sizeof next, MSG_PEEK) > 0;
@@ -286,10 +286,10 @@ bool Connection::isAnythingUnread() const
 
 // Reads and discards what the client still sends. One that sends slowly does not get more
 // time.
-void Connection::readTheRest()
+void Connection::ReadTheRest()
 {
     shutdown(m_socket, SHUT_WR);
-    const auto end = Clock::now() + kFarewell;
+    const auto end = Clock::now() + farewell;
     std::array<char, 4096> rest;
     std::size_t left = largestRequest;
     while (left > 0 && WaitFor(m_socket, POLLIN, TimeUntil(end))) {
@@ -301,7 +301,7 @@ void Connection::readTheRest()
 }
 
 // The deadline is that of the whole request, so a client cannot extend it by sending slowly.
-std::size_t Connection::read(char* data, std::size_t size)
+std::size_t Connection::Read(char* data, std::size_t size)
 {
     const std::size_t room = std::min(size, largestRequest - m_received);
     if (room == 0 || TimeUntil(m_deadline) == 0)
@@ -312,11 +312,11 @@ std::size_t Connection::read(char* data, std::size_t size)
     return got > 0 ? std::size_t(got) : 0;
 }
 
-bool Connection::write(const char* data, std::size_t size, bool more)
+bool Connection::Write(const char* data, std::size_t size, bool more)
 {
     const int flags = MSG_NOSIGNAL | (more ? MSG_MORE : 0);
     while (size > 0) {
-        const ssize_t sent = When(m_socket, POLLOUT, kWriteTime, [this, data, size, flags] {
+        const ssize_t sent = When(m_socket, POLLOUT, longestWrite, [this, data, size, flags] {
             return send(m_socket, data, size, flags);
         });
         if (sent <= 0)
@@ -328,10 +328,10 @@ bool Connection::write(const char* data, std::size_t size, bool more)
 }
 
 // Also fails if the file has become shorter in the meantime.
-bool Connection::sendFile(int file, off_t from, std::size_t size)
+bool Connection::SendFile(int file, off_t from, std::size_t size)
 {
     while (size > 0) {
-        const ssize_t sent = When(m_socket, POLLOUT, kWriteTime,
+        const ssize_t sent = When(m_socket, POLLOUT, longestWrite,
                                   [&] { return sendfile(m_socket, file, &from, size); });
         if (sent <= 0)
             return false;

@@ -37,7 +37,7 @@ public:
     // 512 parameters, or a broken escape or a zero byte in one.
     explicit Query(const std::string& text);
 
-    std::vector<Value> values(const std::string& name) const;
+    std::vector<Value> Values(const std::string& name) const;
 
 private:
     struct Parameter {
@@ -52,9 +52,9 @@ struct HttpRequest {
     std::string target;
     std::vector<std::pair<std::string, std::string>> headers;
 
-    std::size_t count(const std::string& name) const;
+    std::size_t Count(const std::string& name) const;
     // The first value of a header, in whatever case its name is written; empty for none.
-    std::string header(const std::string& name) const;
+    std::string Header(const std::string& name) const;
 };
 
 struct HttpReply {
@@ -66,8 +66,8 @@ struct HttpReply {
     off_t first = 0;
     off_t length = 0;
 
-    void add(const std::string& name, const std::string& value);
-    void setBody(std::string text, const char* type);
+    void Add(const std::string& name, const std::string& value);
+    void SetBody(std::string text, const char* type);
 };
 
 // One client's connection, with limits on the size and the time of its requests.
@@ -82,18 +82,18 @@ public:
     Connection& operator=(const Connection&) = delete;
 
     // The next bytes of the request; 0 when no more come, or no more are taken.
-    std::size_t read(char* data, std::size_t size);
+    std::size_t Read(char* data, std::size_t size);
 
     // The request has been read to its end, so the client has nothing more to send.
-    void setRequestIsWhole() { m_requestIsWhole = true; }
+    void SetRequestIsWhole() { m_requestIsWhole = true; }
 
     // Sends all of it. `more` holds a last, small packet back until more data follows.
-    bool write(const char* data, std::size_t size, bool more);
-    bool sendFile(int file, off_t from, std::size_t size);
+    bool Write(const char* data, std::size_t size, bool more);
+    bool SendFile(int file, off_t from, std::size_t size);
 
 private:
-    bool isAnythingUnread() const;
-    void readTheRest();
+    bool IsAnythingUnread() const;
+    void ReadTheRest();
 
     const int m_socket;
     const std::chrono::steady_clock::time_point m_deadline; // for the request to be there

@@ -27,8 +27,8 @@ using namespace Agent;
 namespace
 {
 
-const std::size_t kThreads = 64;
-const int kWaiting = 448; // connections for which no thread is free
+const std::size_t threadCount = 64;
+const int mostWaiting = 448; // connections for which no thread is free
 const char xmlType[] = "text/xml; charset=UTF-8";
 
 using Addresses = std::unique_ptr<addrinfo, decltype(&freeaddrinfo)>;
@@ -93,9 +93,9 @@ HttpServer::HttpServer(Store& store, const ServerOptions& options)
     signal(SIGPIPE, SIG_IGN); // a client may disconnect at any time
 }
 
-int HttpServer::bind()
+int HttpServer::Bind()
 {
-    m_listener = Listen(m_options.listen, m_options.port, kWaiting);
+    m_listener = Listen(m_options.listen, m_options.port, mostWaiting);
     m_port = m_listener ? PortOf(m_listener) : 0;
     return m_port;
 }
@@ -103,19 +103,19 @@ int HttpServer::bind()
 // Each thread accepts its own connections: handing a connection from one thread to another
 // would take longer than a small reply. While all threads are busy, connections wait in the
 // kernel.
-bool HttpServer::serve()
+bool HttpServer::Serve()
 {
-    boost::asio::thread_pool threads(kThreads);
-    for (std::size_t i = 0; i < kThreads; ++i)
+    boost::asio::thread_pool threads(threadCount);
+    for (std::size_t i = 0; i < threadCount; ++i)
         boost::asio::post(threads, [this] {
-            for (int socket; (socket = acceptOne()) >= 0;)
-                converse(socket);
+            for (int socket; (socket = AcceptOne()) >= 0;)
+                Converse(socket);
         });
     threads.join();
     return m_stopping;
 }
 
-void HttpServer::stop()
+void HttpServer::Stop()
 {
     m_stopping = true;
     shutdown(m_listener.fd(), SHUT_RDWR);
@@ -123,7 +123,7 @@ void HttpServer::stop()
 
 // The next connection, or -1 after stop(). If descriptors or memory run out, it waits: the
 // connections that are being served release some soon.
-int HttpServer::acceptOne()
+int HttpServer::AcceptOne()
 {
     while (!m_stopping) {
         const int socket = accept4(m_listener.fd(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
@@ -137,7 +137,7 @@ int HttpServer::acceptOne()
     return -1;
 }
 
-void HttpServer::converse(int socket)
+void HttpServer::Converse(int socket)
 {
     try {
         Connection connection(socket);
@@ -145,13 +145,13 @@ void HttpServer::converse(int socket)
         HttpReply reply;
         reply.status = ReadRequest(connection, request);
         if (reply.status == 200)
-            handle(request, reply);
+            Handle(request, reply);
         if (reply.status >= 400 && reply.body.empty())
-            reply.setBody(reply.status == 400 ? "This request cannot be understood.\n"
+            reply.SetBody(reply.status == 400 ? "This request cannot be understood.\n"
                                               : "There is nothing here.\n",
                           "text/plain");
         if (reply.status != 0) {
-            log(request, reply.status);
+            Log(request, reply.status);
             WriteReply(connection, request, reply);
         }
     } catch (const std::exception& error) { // probably out of memory: no reply to this client
@@ -159,7 +159,7 @@ void HttpServer::converse(int socket)
     }
 }
 
-void HttpServer::log(const HttpRequest& request, int status) const
+void HttpServer::Log(const HttpRequest& request, int status) const
 {
     if (m_options.verbose)
         std::cerr << request.method + ' ' + Quoted(request.target) + ' ' + std::to_string(status)
@@ -167,36 +167,36 @@ void HttpServer::log(const HttpRequest& request, int status) const
 }
 
 // The address of the server as this client sees it.
-std::string HttpServer::address(const HttpRequest& request) const
+std::string HttpServer::Address(const HttpRequest& request) const
 {
     if (!m_options.publicUrl.empty())
         return m_options.publicUrl;
-    const std::string host = request.header("Host");
-    if (host.empty() && request.count("Host") <= 1)
+    const std::string host = request.Header("Host");
+    if (host.empty() && request.Count("Host") <= 1)
         return "http://" + m_options.listen + ':' + std::to_string(m_port);
-    if (request.count("Host") > 1 || !IsHost(host))
+    if (request.Count("Host") > 1 || !IsHost(host))
         throw RequestError("The request names an invalid host: " + Quoted(host) + '.');
     return "http://" + host;
 }
 
-void HttpServer::handle(const HttpRequest& request, HttpReply& reply)
+void HttpServer::Handle(const HttpRequest& request, HttpReply& reply)
 {
     const auto mark = std::min(request.target.find('?'), request.target.size());
     std::string path;
     if (request.method != "GET" && request.method != "HEAD") {
-        reply.add("Allow", "GET, HEAD");
+        reply.Add("Allow", "GET, HEAD");
         reply.status = 405;
     } else if (!DecodePercent(request.target.substr(0, mark), path)) {
         reply.status = 400;
     } else if (BeginsWith(path, "/pool/")) {
-        ServePoolFile(m_store.poolFolder(), path.substr(6), request, reply);
+        ServePoolFile(m_store.PoolFolder(), path.substr(6), request, reply);
     } else {
-        callFunction(path, request.target.substr(std::min(mark + 1, request.target.size())),
+        CallFunction(path, request.target.substr(std::min(mark + 1, request.target.size())),
                      request, reply);
     }
 }
 
-void HttpServer::callFunction(const std::string& path, const std::string& query,
+void HttpServer::CallFunction(const std::string& path, const std::string& query,
                               const HttpRequest& request, HttpReply& reply)
 {
     const Handler handler = FindFunction(path);
@@ -206,10 +206,10 @@ void HttpServer::callFunction(const std::string& path, const std::string& query,
     }
     try {
         const Query parameters(query);
-        const std::string here = address(request);
-        reply.setBody(Answer(handler, { parameters, here, m_store }), xmlType);
+        const std::string here = Address(request);
+        reply.SetBody(Answer(handler, { parameters, here, m_store }), xmlType);
     } catch (const RequestError& error) {
         reply.status = 400;
-        reply.setBody(FailedReply(error.what()), xmlType);
+        reply.SetBody(FailedReply(error.what()), xmlType);
     }
 }

@@ -22,21 +22,21 @@ public:
     HttpServer(Store& store, const ServerOptions& options);
 
     // The port it is bound to; 0 when that failed, with errno.
-    int bind();
+    int Bind();
 
     // Serves until another thread calls stop(); the replies under way are finished
     // first. False when no more connections can be accepted.
-    bool serve();
-    void stop();
+    bool Serve();
+    void Stop();
 
 private:
-    int acceptOne();
-    void converse(int socket);
-    void log(const HttpRequest& request, int status) const;
-    void handle(const HttpRequest& request, HttpReply& reply);
-    void callFunction(const std::string& path, const std::string& query, const HttpRequest& request,
+    int AcceptOne();
+    void Converse(int socket);
+    void Log(const HttpRequest& request, int status) const;
+    void Handle(const HttpRequest& request, HttpReply& reply);
+    void CallFunction(const std::string& path, const std::string& query, const HttpRequest& request,
                       HttpReply& reply);
-    std::string address(const HttpRequest& request) const;
+    std::string Address(const HttpRequest& request) const;
 
     Store& m_store;
     const ServerOptions m_options;

@@ -107,7 +107,7 @@ void Import(const ImportOptions& options)
         std::cout << ", long descriptions: " << AddLongDescriptions(index, options.translation);
     std::cout << std::endl;
     TellLeftOut(index);
-    const ImportResult result = store.replace(index, options.archive);
+    const ImportResult result = store.Replace(index, options.archive);
     std::cout << "products: " << result.products << ", categories: " << result.categories
               << "; new: " << result.added << ", of another version: " << result.updated
               << ", gone: " << result.gone << "\nthe store is in " << options.store

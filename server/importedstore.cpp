@@ -85,11 +85,11 @@ std::string SourcesText(const std::string& repository, const std::string& timest
 ImportedStore::ImportedStore(const std::string& folder, const std::string& repository)
     : m_folder(folder), m_repository(repository)
 {
-    take();
-    readMark();
+    Take();
+    ReadMark();
 }
 
-void ImportedStore::take()
+void ImportedStore::Take()
 {
     if (mkdir(m_folder.c_str(), 0755) != 0 && errno != EEXIST)
         throw StoreError(m_folder + ": " + std::strerror(errno));
@@ -100,12 +100,12 @@ void ImportedStore::take()
         throw StoreError(m_folder + ": another import is at work here");
 }
 
-void ImportedStore::readMark()
+void ImportedStore::ReadMark()
 {
     const std::string path = m_folder + '/' + markFile;
     if (IsUnused(m_folder)) {
         // Written first, so that an unfinished store is recognised as such.
-        Replacement(m_folder, markFile, MarkText(m_repository, m_nextSerial)).commit();
+        Replacement(m_folder, markFile, MarkText(m_repository, m_nextSerial)).Commit();
         return;
     }
     if (!Exists(path))
@@ -115,20 +115,20 @@ void ImportedStore::readMark()
         throw StoreError(path + ": this is not what an import has written");
     if (Required(stanzas[0], "Repository", path) != m_repository)
         throw StoreError(m_folder + ": the repository of this store is "
-                         + Quoted(stanzas[0].find("Repository")->value));
+                         + Quoted(stanzas[0].Find("Repository")->value));
     m_nextSerial = PositiveNumber(Required(stanzas[0], "Next-Serial", path));
     if (m_nextSerial == 0)
         FailAt(path, stanzas[0].line, "Next-Serial is invalid");
 }
 
-Products ImportedStore::oldProducts() const
+Products ImportedStore::OldProducts() const
 {
     const std::string path = m_folder + "/products";
     return Exists(path) ? ParseProducts(ReadStoreFile(m_folder, "products").text, path)
                         : Products();
 }
 
-std::map<std::string, std::string> ImportedStore::oldVersions() const
+std::map<std::string, std::string> ImportedStore::OldVersions() const
 {
     std::map<std::string, std::string> versions;
     const std::string name = "pool/" + m_repository + "/Packages", path = m_folder + '/' + name;
@@ -136,7 +136,7 @@ std::map<std::string, std::string> ImportedStore::oldVersions() const
         return versions;
     const std::string text = ReadStoreFile(m_folder, name).text;
     StanzaReader reader(text, path);
-    for (Stanza stanza; reader.next(stanza);)
+    for (Stanza stanza; reader.Next(stanza);)
         versions[Required(stanza, "Package", path)] = Required(stanza, "Version", path);
     return versions;
 }
@@ -144,15 +144,15 @@ std::map<std::string, std::string> ImportedStore::oldVersions() const
 // Known packages keep their serial numbers and new ones get the next, since hosts identify
 // products by them. Numbers of packages that are gone are not used again: the next number is
 // stored in the mark, and only grows.
-ImportResult ImportedStore::replace(const DebianIndex& index, const std::string& archives)
+ImportResult ImportedStore::Replace(const DebianIndex& index, const std::string& archives)
 {
     ImportResult result;
     std::map<std::string, long> known; // the serial numbers of known packages
-    for (const auto& [serial, product] : oldProducts()) {
+    for (const auto& [serial, product] : OldProducts()) {
         known[product.package] = serial;
         m_nextSerial = std::max(m_nextSerial, serial + 1);
     }
-    const std::map<std::string, std::string> versions = oldVersions();
+    const std::map<std::string, std::string> versions = OldVersions();
     std::map<long, const ArchivePackage*> numbered;
     std::set<std::string> categories;
     for (const auto& [name, package] : index.packages) {
@@ -170,13 +170,13 @@ ImportResult ImportedStore::replace(const DebianIndex& index, const std::string&
     result.products = numbered.size();
     result.categories = categories.size();
     result.gone = known.size() + result.added - result.products;
-    write(index, numbered, archives);
+    Write(index, numbered, archives);
     return result;
 }
 
 // All files are written under temporary names before the first is renamed, so a full disk or
 // a fault in the index leaves the old store unchanged. The renames follow each other quickly.
-void ImportedStore::write(const DebianIndex& index,
+void ImportedStore::Write(const DebianIndex& index,
                           const std::map<long, const ArchivePackage*>& numbered,
                           const std::string& archives)
 {
@@ -195,5 +195,5 @@ void ImportedStore::write(const DebianIndex& index,
     files.emplace_back(m_folder, "products", products);
     // The products are last: a store without them is not served.
     for (Replacement& file : files)
-        file.commit();
+        file.Commit();
 }

@@ -37,14 +37,14 @@ public:
     // index are fetched from. All files are first written next to the old ones, and then
     // replace them. Throws StoreError, with the old store unchanged, when they cannot be
     // written.
-    ImportResult replace(const DebianIndex& index, const std::string& archives);
+    ImportResult Replace(const DebianIndex& index, const std::string& archives);
 
 private:
-    void take();
-    void readMark();
-    Products oldProducts() const;
-    std::map<std::string, std::string> oldVersions() const; // by package
-    void write(const DebianIndex& index, const std::map<long, const ArchivePackage*>& numbered,
+    void Take();
+    void ReadMark();
+    Products OldProducts() const;
+    std::map<std::string, std::string> OldVersions() const; // by package
+    void Write(const DebianIndex& index, const std::map<long, const ArchivePackage*>& numbered,
                const std::string& archives);
 
     const std::string m_folder;

@@ -19,7 +19,7 @@
 namespace
 {
 
-const std::chrono::seconds kGrace(3); // to finish current replies when the server ends
+const std::chrono::seconds grace(3); // to finish current replies when the server ends
 
 // Blocks the signals that end the server in this thread and all later ones. Returns them.
 sigset_t HoldSignals()
@@ -38,8 +38,8 @@ void EndOnSignal(sigset_t set, HttpServer& server)
 {
     int number = 0;
     sigwait(&set, &number);
-    server.stop();
-    std::this_thread::sleep_for(kGrace);
+    server.Stop();
+    std::this_thread::sleep_for(grace);
     _exit(0);
 }
 
@@ -53,18 +53,18 @@ std::string UrlOf(const ServerOptions& options, int port)
 int Serve(const ServerOptions& options)
 {
     Store store(options.store);
-    store.check();
+    store.Check();
     const sigset_t signals = HoldSignals();
     HttpServer server(store, options);
     errno = 0;
-    const int port = server.bind();
+    const int port = server.Bind();
     if (port == 0)
         throw StoreError(
             "cannot listen at " + UrlOf(options, options.port) + ": "
             + (errno ? std::strerror(errno) : "this is not an address of this machine"));
     std::thread(EndOnSignal, signals, std::ref(server)).detach();
     std::cout << "listening on " << UrlOf(options, port) << std::endl;
-    return server.serve() ? 0 : 1;
+    return server.Serve() ? 0 : 1;
 }
 
 } // namespace

@@ -60,10 +60,10 @@ PackageIndex ParsePackageIndex(const std::string& text, const std::string& path)
     PackageIndex index;
     StanzaReader reader(text, path);
     Stanza stanza;
-    while (reader.next(stanza)) {
+    while (reader.Next(stanza)) {
         IndexedPackage package = IndexPackage(stanza, path);
         const std::string& file = Required(stanza, "Filename", path);
-        const int line = stanza.find("Filename")->line;
+        const int line = stanza.Find("Filename")->line;
         if (!IsInside(file))
             FailAt(path, line, "this file is not in the repository: " + Quoted(file));
         if (!index.emplace(file.substr(file.rfind('/') + 1), std::move(package)).second)
@@ -112,7 +112,7 @@ time_t ParseHttpDate(const std::string& text)
 // Whether a part may be sent: not if the client has the beginning of an older file.
 bool MayContinue(const HttpRequest& request, const std::string& modified)
 {
-    return request.count("If-Range") == 0 || request.header("If-Range") == modified;
+    return request.Count("If-Range") == 0 || request.Header("If-Range") == modified;
 }
 
 // A number of a range: -1 if it is missing, -2 if it is invalid.
@@ -160,28 +160,28 @@ void ServePoolFile(const std::string& pool, const std::string& path, const HttpR
         return;
     }
     const std::string modified = HttpDate(info.st_mtime);
-    reply.add("Last-Modified", modified);
-    reply.add("Accept-Ranges", "bytes");
-    const time_t since = ParseHttpDate(request.header("If-Modified-Since"));
+    reply.Add("Last-Modified", modified);
+    reply.Add("Accept-Ranges", "bytes");
+    const time_t since = ParseHttpDate(request.Header("If-Modified-Since"));
     if (since >= info.st_mtime) {
         reply.status = 304;
         return;
     }
     Range range{ 0, info.st_size - 1 };
     const Part part = MayContinue(request, modified)
-        ? WantedPart(request.header("Range"), info.st_size, range)
+        ? WantedPart(request.Header("Range"), info.st_size, range)
         : Part::Whole;
     const std::string size = std::to_string(info.st_size);
     reply.status = part == Part::Whole ? 200 : part == Part::One ? 206 : 416;
     if (part == Part::One)
-        reply.add("Content-Range",
+        reply.Add("Content-Range",
                   "bytes " + std::to_string(range.first) + '-' + std::to_string(range.last) + '/'
                       + size);
     if (part == Part::None) {
-        reply.add("Content-Range", "bytes */" + size);
+        reply.Add("Content-Range", "bytes */" + size);
         return;
     }
-    reply.add("Content-Type", "application/octet-stream");
+    reply.Add("Content-Type", "application/octet-stream");
     reply.file = std::move(file);
     reply.first = range.first;
     reply.length = range.last - range.first + 1;

@@ -17,12 +17,12 @@ const char declaration[] = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
 
 Reply::Reply() : m_xml(std::string(declaration) + "<agentfunction resultcode=\"OK\">\n") { }
 
-std::string Reply::take()
+std::string Reply::Take()
 {
     return std::move(m_xml.append("</agentfunction>\n"));
 }
 
-void Reply::start(const std::string& name, const Attributes& attributes)
+void Reply::Start(const std::string& name, const Attributes& attributes)
 {
     m_xml.append(m_open.size() + 1, ' ') += '<';
     m_xml += name;
@@ -39,14 +39,14 @@ void Reply::end(const std::string& name)
     m_xml.append("</").append(name).append(">\n");
 }
 
-void Reply::open(const std::string& name, const Attributes& attributes)
+void Reply::Open(const std::string& name, const Attributes& attributes)
 {
-    start(name, attributes);
+    Start(name, attributes);
     m_xml += '\n';
     m_open.push_back(name);
 }
 
-void Reply::close()
+void Reply::Close()
 {
     const std::string name = m_open.back();
     m_open.pop_back();
@@ -54,16 +54,16 @@ void Reply::close()
     end(name);
 }
 
-void Reply::text(const std::string& name, const std::string& value, const Attributes& attributes)
+void Reply::Text(const std::string& name, const std::string& value, const Attributes& attributes)
 {
-    start(name, attributes);
+    Start(name, attributes);
     AppendEncoded(m_xml, value);
     end(name);
 }
 
-void Reply::plainText(const std::string& name, const std::string& value)
+void Reply::PlainText(const std::string& name, const std::string& value)
 {
-    start(name, {});
+    Start(name, {});
     m_xml += EscapeXml(value);
     end(name);
 }

@@ -18,19 +18,19 @@ public:
 
     Reply();
 
-    void open(const std::string& name, const Attributes& attributes = {});
-    void close();
+    void Open(const std::string& name, const Attributes& attributes = {});
+    void Close();
 
     // An element whose text the client decodes.
-    void text(const std::string& name, const std::string& value, const Attributes& attributes = {});
+    void Text(const std::string& name, const std::string& value, const Attributes& attributes = {});
     // An element whose text the client does not decode.
-    void plainText(const std::string& name, const std::string& value);
+    void PlainText(const std::string& name, const std::string& value);
 
     // Takes the whole document; the reply is empty afterwards.
-    std::string take();
+    std::string Take();
 
 private:
-    void start(const std::string& name, const Attributes& attributes);
+    void Start(const std::string& name, const Attributes& attributes);
     void end(const std::string& name);
 
     std::string m_xml;

@@ -66,7 +66,7 @@ const char* CatalogElement(const std::string& key)
 
 void SetDetail(Product& product, const char* element, const Field& field, const std::string& path)
 {
-    if (product.detail(element))
+    if (product.Detail(element))
         FailAt(path, field.line, "a second " + field.key + " for the same thing");
     std::string value = field.value;
     if (field.key == "Downloads" && value != "0" && PositiveNumber(value) == 0)
@@ -125,7 +125,7 @@ Product ParseProduct(const Stanza& stanza, const std::string& path)
 
 } // namespace
 
-const std::string* Product::detail(const std::string& element) const
+const std::string* Product::Detail(const std::string& element) const
 {
     for (const auto& [known, value] : details) {
         if (known == element)
@@ -139,7 +139,7 @@ Products ParseProducts(const std::string& text, const std::string& path)
     Products products;
     StanzaReader reader(text, path);
     Stanza stanza;
-    while (reader.next(stanza)) {
+    while (reader.Next(stanza)) {
         Product product = ParseProduct(stanza, path);
         const long serial = product.serial;
         if (!products.emplace(serial, std::move(product)).second)
@@ -222,20 +222,20 @@ namespace
 // The client stores the entry, two blanks, '#' and the timestamp as one line of at most
 // 1023 bytes, including the server's address, and splits it at the first '#'. It refuses
 // options in brackets from a server, since they could switch off checks of apt.
-const std::size_t kLongestEntry = 512;
-const std::size_t kLongestTimestamp = 20;
+const std::size_t longestEntry = 512;
+const std::size_t longestTimestamp = 20;
 
 SourceEntry ParseEntry(const Stanza& stanza, const std::string& path)
 {
     SourceEntry entry{ Required(stanza, "Entry", path), Required(stanza, "Timestamp", path) };
-    const int line = stanza.find("Entry")->line;
+    const int line = stanza.Find("Entry")->line;
     if (entry.entry.find_first_of("#[\n\t") != std::string::npos)
         FailAt(path, line, "an entry is one line without '#', '[' and tabs");
-    if (entry.entry.size() > kLongestEntry)
+    if (entry.entry.size() > longestEntry)
         FailAt(path, line, "the entry is longer than 512 bytes");
     if (entry.timestamp.find_first_not_of("0123456789") != std::string::npos
-        || entry.timestamp.size() > kLongestTimestamp)
-        FailAt(path, stanza.find("Timestamp")->line,
+        || entry.timestamp.size() > longestTimestamp)
+        FailAt(path, stanza.Find("Timestamp")->line,
                "a timestamp is at most 20 digits, not " + Quoted(entry.timestamp));
     return entry;
 }
@@ -244,7 +244,7 @@ std::string ParseType(const Stanza& stanza, const std::string& path)
 {
     const std::string& type = Required(stanza, "Type", path);
     if (type != "dep" && type != "plain")
-        FailAt(path, stanza.find("Type")->line, "a type is dep or plain, not " + Quoted(type));
+        FailAt(path, stanza.Find("Type")->line, "a type is dep or plain, not " + Quoted(type));
     return type;
 }
 

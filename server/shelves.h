@@ -33,7 +33,7 @@ struct Product {
     std::vector<std::pair<std::string, std::string>> details;
 
     // One of them; null for a missing one.
-    const std::string* detail(const std::string& element) const;
+    const std::string* Detail(const std::string& element) const;
 };
 
 using Products = std::map<long, Product>; // by serial number

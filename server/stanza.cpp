@@ -48,7 +48,7 @@ void FailAt(const std::string& path, int line, const std::string& message)
     throw StoreError(path + ':' + std::to_string(line) + ": " + message);
 }
 
-const Field* Stanza::find(const std::string& key) const
+const Field* Stanza::Find(const std::string& key) const
 {
     for (const Field& field : fields) {
         if (field.key == key)
@@ -67,7 +67,7 @@ void CheckKeys(const Stanza& stanza, const char* what, std::initializer_list<con
             if (field.key != key.substr(0, key.size() - (many ? 1 : 0)))
                 continue;
             known = true;
-            if (!many && stanza.find(field.key) != &field)
+            if (!many && stanza.Find(field.key) != &field)
                 FailAt(path, field.line, "a second " + field.key + " for the same thing");
         }
         if (!known)
@@ -79,7 +79,7 @@ void CheckKeys(const Stanza& stanza, const char* what, std::initializer_list<con
 
 std::string Optional(const Stanza& stanza, const std::string& key)
 {
-    const Field* field = stanza.find(key);
+    const Field* field = stanza.Find(key);
     return field ? field->value : std::string();
 }
 
@@ -95,18 +95,18 @@ long SerialOf(const Field& field, const std::string& path)
 long RequiredSerial(const Stanza& stanza, const std::string& path)
 {
     Required(stanza, "Serial", path);
-    return SerialOf(*stanza.find("Serial"), path);
+    return SerialOf(*stanza.Find("Serial"), path);
 }
 
 const std::string& Required(const Stanza& stanza, const char* key, const std::string& path)
 {
-    const Field* field = stanza.find(key);
+    const Field* field = stanza.Find(key);
     if (!field || field->value.empty())
         FailAt(path, field ? field->line : stanza.line, std::string(key) + " is missing here");
     return field->value;
 }
 
-bool StanzaReader::nextLine(std::string_view& line)
+bool StanzaReader::NextLine(std::string_view& line)
 {
     if (m_at >= m_text.size())
         return false;
@@ -118,7 +118,7 @@ bool StanzaReader::nextLine(std::string_view& line)
 }
 
 // Adds one line, which is neither blank nor a comment.
-void StanzaReader::addLine(Stanza& stanza, std::string_view line) const
+void StanzaReader::AddLine(Stanza& stanza, std::string_view line) const
 {
     if (line[0] != ' ' && line[0] != '\t') {
         stanza.fields.push_back(ParseField(line, m_path, m_line));
@@ -135,12 +135,12 @@ void StanzaReader::addLine(Stanza& stanza, std::string_view line) const
 
 // After a malformed line the rest of its stanza is skipped, so that the caller can continue
 // with the next stanza.
-bool StanzaReader::next(Stanza& stanza)
+bool StanzaReader::Next(Stanza& stanza)
 {
     stanza = Stanza();
     std::string_view line;
     try {
-        while (nextLine(line)) {
+        while (NextLine(line)) {
             if (const char* fault = TextFault(line))
                 FailAt(m_path, m_line, std::string("there is ") + fault + " in this line");
             if (IsBlank(line) && stanza.line != 0)
@@ -149,10 +149,10 @@ bool StanzaReader::next(Stanza& stanza)
                 continue;
             if (stanza.line == 0)
                 stanza.line = m_line;
-            addLine(stanza, line);
+            AddLine(stanza, line);
         }
     } catch (const StoreError&) {
-        while (!IsBlank(line) && nextLine(line)) { }
+        while (!IsBlank(line) && NextLine(line)) { }
         throw;
     }
     return stanza.line != 0;
@@ -163,7 +163,7 @@ std::vector<Stanza> ParseStanzas(const std::string& text, const std::string& pat
     std::vector<Stanza> stanzas;
     StanzaReader reader(text, path);
     Stanza stanza;
-    while (reader.next(stanza))
+    while (reader.Next(stanza))
         stanzas.push_back(std::move(stanza));
     return stanzas;
 }

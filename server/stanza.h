@@ -27,7 +27,7 @@ struct Stanza {
     int line = 0;
 
     // The first field with that key, or null.
-    const Field* find(const std::string& key) const;
+    const Field* Find(const std::string& key) const;
 };
 
 // Parses such a text a stanza at a time: the files of a whole distribution are large.
@@ -39,11 +39,11 @@ public:
 
     // False at the end. Throws StoreError, naming the path and the line, for a
     // malformed stanza; the next call continues after it.
-    bool next(Stanza& stanza);
+    bool Next(Stanza& stanza);
 
 private:
-    bool nextLine(std::string_view& line);
-    void addLine(Stanza& stanza, std::string_view line) const;
+    bool NextLine(std::string_view& line);
+    void AddLine(Stanza& stanza, std::string_view line) const;
 
     const std::string_view m_text;
     const std::string m_path;

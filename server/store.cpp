@@ -17,7 +17,7 @@ using namespace Agent;
 namespace
 {
 
-const off_t kMostRegistrations = 64 * 1024 * 1024; // bytes
+const off_t mostRegistrations = 64 * 1024 * 1024; // bytes
 
 std::string Now()
 {
@@ -58,19 +58,19 @@ Store::Store(const std::string& folder)
 {
 }
 
-void Store::check()
+void Store::Check()
 {
-    products();
-    sources();
-    updates();
-    categories();
-    aisles();
-    profile();
-    for (const auto& [name, index] : repositories())
-        archivesOf(name);
+    GetProducts();
+    GetSources();
+    GetUpdates();
+    GetCategories();
+    GetAisles();
+    GetProfile();
+    for (const auto& [name, index] : GetRepositories())
+        ArchivesOf(name);
 }
 
-Repositories Store::repositories()
+Repositories Store::GetRepositories()
 {
     Repositories result;
     const std::vector<std::string> names = RepositoryNames(m_pool);
@@ -80,22 +80,22 @@ Repositories Store::repositories()
         if (!index)
             index = std::make_unique<CachedFile<PackageIndex>>(m_pool, name + "/Packages",
                                                                ParsePackageIndex);
-        result[name] = index->get();
+        result[name] = index->Get();
     }
     return result;
 }
 
-std::string Store::archivesOf(const std::string& repository)
+std::string Store::ArchivesOf(const std::string& repository)
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
     auto& location = m_locations[repository];
     if (!location)
         location = std::make_unique<CachedFile<std::string>>(m_pool, repository + "/Location",
                                                              ParseLocation);
-    return *location->getIfThere();
+    return *location->GetIfThere();
 }
 
-void Store::addRegistration(const std::string& id) const
+void Store::AddRegistration(const std::string& id) const
 {
     const std::string name = m_folder + "/registrations";
     const Descriptor file(
@@ -105,7 +105,7 @@ void Store::addRegistration(const std::string& id) const
     struct stat info = {};
     if (!file || fstat(file.fd(), &info) != 0)
         throw StoreError(name + ": " + std::strerror(errno));
-    if (!S_ISREG(info.st_mode) || info.st_size >= kMostRegistrations)
+    if (!S_ISREG(info.st_mode) || info.st_size >= mostRegistrations)
         throw StoreError(name + ": this is not a regular file, or it is full");
     // One call, so that lines from several threads are not mixed.
     const std::string line = Now() + ' ' + id + '\n';

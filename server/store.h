@@ -37,22 +37,22 @@ public:
     explicit Store(const std::string& folder);
 
     // Reads everything once.
-    void check();
+    void Check();
 
-    std::shared_ptr<const Products> products() { return m_products.get(); }
-    std::shared_ptr<const std::vector<SourcesList>> sources() { return m_sources.get(); }
+    std::shared_ptr<const Products> GetProducts() { return m_products.Get(); }
+    std::shared_ptr<const std::vector<SourcesList>> GetSources() { return m_sources.Get(); }
     // Each of these is empty if the file is missing.
-    std::shared_ptr<const Updates> updates() { return m_updates.getIfThere(); }
-    std::shared_ptr<const Categories> categories() { return m_categories.getIfThere(); }
-    std::shared_ptr<const Aisles> aisles() { return m_aisles.getIfThere(); }
-    std::shared_ptr<const Profile> profile() { return m_profile.getIfThere(); }
+    std::shared_ptr<const Updates> GetUpdates() { return m_updates.GetIfThere(); }
+    std::shared_ptr<const Categories> GetCategories() { return m_categories.GetIfThere(); }
+    std::shared_ptr<const Aisles> GetAisles() { return m_aisles.GetIfThere(); }
+    std::shared_ptr<const Profile> GetProfile() { return m_profile.GetIfThere(); }
 
     // The repositories by the names of their folders: those that have an index.
-    Repositories repositories();
+    Repositories GetRepositories();
 
     // The address that the archives of a repository are kept at; empty where
     // they are in this pool.
-    std::string archivesOf(const std::string& repository);
+    std::string ArchivesOf(const std::string& repository);
 
     // Appends a line to `registrations` if that file exists: the store's keeper makes it,
     // empty, to record the calls. Each line is from a machine that reported its system
@@ -62,9 +62,9 @@ public:
     //
     // `id` is text without line ends. Throws StoreError too when the file has reached its
     // limit of 64 MB.
-    void addRegistration(const std::string& id) const;
+    void AddRegistration(const std::string& id) const;
 
-    const std::string& poolFolder() const { return m_pool; }
+    const std::string& PoolFolder() const { return m_pool; }
 
 private:
     const std::string m_folder;

@@ -67,7 +67,7 @@ StoreFile ReadStoreFile(const std::string& root, const std::string& path)
     const std::string name = root + '/' + path;
     if (!handle)
         throw StoreError(name + ": " + WhyNotOpened(errno));
-    if (file.info.st_size > off_t(kLargestStoreFile))
+    if (file.info.st_size > off_t(largestStoreFile))
         throw StoreError(name + ": the file is larger than 256 MB");
     file.text.resize(std::size_t(file.info.st_size));
     std::size_t have = 0;
@@ -121,7 +121,7 @@ bool HasText(const std::string& root, const std::string& path, const std::string
 // Begins the file, if it is to have another text.
 FileReplacement NewText(const std::string& root, const std::string& path, const std::string& text)
 {
-    if (text.size() > kLargestStoreFile)
+    if (text.size() > largestStoreFile)
         throw StoreError(root + '/' + path + ": the file would be larger than 256 MB");
     const std::string name = path.substr(path.rfind('/') + 1);
     Descriptor folder = OpenFolder(root, path.substr(0, path.size() - name.size()));
@@ -142,7 +142,7 @@ Replacement::Replacement(const std::string& root, const std::string& path, const
 {
 }
 
-void Replacement::commit()
+void Replacement::Commit()
 {
     if (m_file && !m_file.Commit())
         Fail(m_path);

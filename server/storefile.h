@@ -38,7 +38,7 @@ struct StoreFile {
 bool SameFile(const struct stat& a, const struct stat& b);
 
 // The maximum size of a file of the store, in bytes.
-constexpr std::size_t kLargestStoreFile = 256 * 1024 * 1024;
+constexpr std::size_t largestStoreFile = 256 * 1024 * 1024;
 
 // Throws StoreError, naming the file, when it cannot be read or is over 256 MB.
 StoreFile ReadStoreFile(const std::string& root, const std::string& path);
@@ -56,7 +56,7 @@ public:
     }
 
     // Throws StoreError as long as the file is missing or invalid.
-    std::shared_ptr<const T> get()
+    std::shared_ptr<const T> Get()
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
         struct stat now = {};
@@ -70,12 +70,12 @@ public:
     }
 
     // The same, but returns an empty value as long as there is no such file.
-    std::shared_ptr<const T> getIfThere()
+    std::shared_ptr<const T> GetIfThere()
     {
         struct stat info = {};
         if (!OpenBelow(m_root, m_path, info) && errno == ENOENT)
             return std::make_shared<const T>();
-        return get();
+        return Get();
     }
 
 private:
@@ -99,7 +99,7 @@ public:
 
     // Replaces the old text by the new one; throws StoreError if that fails. Without a
     // commit the new text is removed.
-    void commit();
+    void Commit();
 
 private:
     std::string m_path; // for messages

@@ -19,22 +19,22 @@ using namespace Agent;
 namespace
 {
 
-constexpr std::size_t MaxSize = 1 << 20;
-constexpr const char* Blanks = " \t\r\v\f";
+constexpr std::size_t maxSize = 1 << 20;
+constexpr const char* blanks = " \t\r\v\f";
 
 std::string Trim(const std::string& text)
 {
-    const auto first = text.find_first_not_of(Blanks);
+    const auto first = text.find_first_not_of(blanks);
     if (first == std::string::npos)
         return {};
-    return text.substr(first, text.find_last_not_of(Blanks) - first + 1);
+    return text.substr(first, text.find_last_not_of(blanks) - first + 1);
 }
 
 // The text of a regular file; nothing if it is something else, too long or unreadable.
 std::optional<std::string> ReadWhole(int fd)
 {
     struct stat info;
-    if (fstat(fd, &info) != 0 || !S_ISREG(info.st_mode) || info.st_size > off_t(MaxSize))
+    if (fstat(fd, &info) != 0 || !S_ISREG(info.st_mode) || info.st_size > off_t(maxSize))
         return std::nullopt;
     std::string text;
     char block[4096];
@@ -42,7 +42,7 @@ std::optional<std::string> ReadWhole(int fd)
         const ssize_t count = read(fd, block, sizeof block);
         if (count < 0 && errno == EINTR)
             continue;
-        if (count < 0 || text.size() > MaxSize)
+        if (count < 0 || text.size() > maxSize)
             return std::nullopt;
         if (count == 0)
             return text;
@@ -58,7 +58,7 @@ mode_t ModeOf(const std::string& path)
 
 bool IsComment(const std::string& line)
 {
-    const auto first = line.find_first_not_of(Blanks);
+    const auto first = line.find_first_not_of(blanks);
     return first != std::string::npos && line[first] == '#';
 }
 

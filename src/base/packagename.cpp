@@ -13,7 +13,7 @@ namespace Agent
 namespace
 {
 
-const std::size_t kLongest = 128;
+const std::size_t longestName = 128;
 
 bool IsSmallOrDigit(char c)
 {
@@ -24,13 +24,13 @@ bool IsSmallOrDigit(char c)
 
 bool IsPackageName(std::string_view name)
 {
-    return name.size() >= 2 && name.size() <= kLongest && IsSmallOrDigit(name.front())
+    return name.size() >= 2 && name.size() <= longestName && IsSmallOrDigit(name.front())
         && IsMadeOf(name, IsSmallOrDigit, "+-.");
 }
 
 bool IsPackageVersion(std::string_view version)
 {
-    return IsMadeOf(version, IsLetterOrDigit, "+-.:~") && version.size() <= kLongest
+    return IsMadeOf(version, IsLetterOrDigit, "+-.:~") && version.size() <= longestName
         && IsLetterOrDigit(version.front());
 }
 

@@ -175,7 +175,7 @@ Items Without(Items items, const std::set<std::uint32_t>& records)
 
 } // namespace
 
-class TestDbtoolDamage : public DbtoolTest
+class DbtoolDamageTest : public DbtoolTest
 {
     Q_OBJECT
 
@@ -244,7 +244,7 @@ private:
 
 // Makes an index of one page up to hundreds, filled in order or at random, and deletes
 // some of it.
-Items TestDbtoolDamage::MakeIndexAtRandom(Random* random, bool duplicates) const
+Items DbtoolDamageTest::MakeIndexAtRandom(Random* random, bool duplicates) const
 {
     Items items;
     const int most = random->Below(4) == 0 ? 60 : 2400;
@@ -269,7 +269,7 @@ Items TestDbtoolDamage::MakeIndexAtRandom(Random* random, bool duplicates) const
     return items;
 }
 
-Items TestDbtoolDamage::ItemsOf(const QString& path, int length, bool duplicates) const
+Items DbtoolDamageTest::ItemsOf(const QString& path, int length, bool duplicates) const
 {
     std::vector<IndexEntry> entries;
     const Findings findings = CheckIndex(path.toStdString(), length, duplicates, &entries);
@@ -282,7 +282,7 @@ Items TestDbtoolDamage::ItemsOf(const QString& path, int length, bool duplicates
 }
 
 // Whether the report names a lost item, or the keys on both sides of it.
-bool TestDbtoolDamage::IsNamed(const Item& item, const QString& report) const
+bool DbtoolDamageTest::IsNamed(const Item& item, const QString& report) const
 {
     const QString key = QString::fromStdString(item.first);
     if (report.contains('\'' + key + '\''))
@@ -306,7 +306,7 @@ bool TestDbtoolDamage::IsNamed(const Item& item, const QString& report) const
 
 // Without --partial nothing was made. With it, the new file has the remaining items, and
 // no more are lost than reported.
-void TestDbtoolDamage::CheckPart(const Items& items, const Result& refused, const QString& flags,
+void DbtoolDamageTest::CheckPart(const Items& items, const Result& refused, const QString& flags,
                                  bool isCountable) const
 {
     QVERIFY(!QFile::exists(Path("new.idx")));
@@ -325,14 +325,14 @@ void TestDbtoolDamage::CheckPart(const Items& items, const Result& refused, cons
                  (item.first + " is not named: ").c_str() + refused.out.toLatin1());
 }
 
-void TestDbtoolDamage::LostItemsAreNeverKeptBack_data()
+void DbtoolDamageTest::LostItemsAreNeverKeptBack_data()
 {
     QTest::addColumn<int>("which");
     for (int which = 0; which < int(std::size(shapes)); ++which)
         QTest::newRow(shapes[which].name) << which;
 }
 
-void TestDbtoolDamage::LostItemsAreNeverKeptBack()
+void DbtoolDamageTest::LostItemsAreNeverKeptBack()
 {
     QFETCH(int, which);
     Random random = Random::Announced();
@@ -376,7 +376,7 @@ void TestDbtoolDamage::LostItemsAreNeverKeptBack()
     qInfo("%d restored, %d partly", whole, partly);
 }
 
-void TestDbtoolDamage::MakeSmallIndex() const
+void DbtoolDamageTest::MakeSmallIndex() const
 {
     IndexFile* const index = MakeIndex(0, Native("a.idx").c_str(), keyLength, true);
     char key[keyLength + 1];
@@ -389,7 +389,7 @@ void TestDbtoolDamage::MakeSmallIndex() const
 
 // If part of a leaf is overwritten with one small key, the row of all items does not show
 // it, but the page is out of order.
-void TestDbtoolDamage::ItemsThatBecameEqualAreNamed()
+void DbtoolDamageTest::ItemsThatBecameEqualAreNamed()
 {
     MakeSmallIndex();
     QByteArray bytes = Bytes("a.idx");
@@ -406,7 +406,7 @@ void TestDbtoolDamage::ItemsThatBecameEqualAreNamed()
 }
 
 // Bytes that moved within a page can leave wrong keys that are still in order.
-void TestDbtoolDamage::ItemsBesideLinksThatCannotBeAreDoubted()
+void DbtoolDamageTest::ItemsBesideLinksThatCannotBeAreDoubted()
 {
     MakeSmallIndex();
     QByteArray bytes = Bytes("a.idx");
@@ -419,7 +419,7 @@ void TestDbtoolDamage::ItemsBesideLinksThatCannotBeAreDoubted()
              qPrintable(repair.out));
 }
 
-void TestDbtoolDamage::Save(CCatalogFile& catalog, int serial, const char* package)
+void DbtoolDamageTest::Save(CCatalogFile& catalog, int serial, const char* package)
 {
     catalog.AddNew();
     catalog.setServerSerialNumber(serial);
@@ -431,7 +431,7 @@ void TestDbtoolDamage::Save(CCatalogFile& catalog, int serial, const char* packa
 }
 
 // The databases have deleted records, and keys with another case than in their records.
-void TestDbtoolDamage::MakeDatabases()
+void DbtoolDamageTest::MakeDatabases()
 {
     CCatalogFile catalog;
     QVERIFY(catalog.Create());
@@ -457,7 +457,7 @@ void TestDbtoolDamage::MakeDatabases()
 }
 
 // A copy of an index and its data file.
-void TestDbtoolDamage::Take(const Known& known) const
+void DbtoolDamageTest::Take(const Known& known) const
 {
     SetBytes(known.index, Contents(known.folder + known.index));
     SetBytes(known.data, Contents(known.folder + known.data));
@@ -465,7 +465,7 @@ void TestDbtoolDamage::Take(const Known& known) const
 
 // Keys in lower case, with the content of their records: of identical records any one may
 // have the key, and a restored key is spelled as in its record.
-Items TestDbtoolDamage::Meaning(const Known& known, const QString& path) const
+Items DbtoolDamageTest::Meaning(const Known& known, const QString& path) const
 {
     const QByteArray data = Contents(known.folder + known.data);
     const int length = known.data.startsWith(".VAD") ? 60
@@ -479,14 +479,14 @@ Items TestDbtoolDamage::Meaning(const Known& known, const QString& path) const
     return meaning;
 }
 
-void TestDbtoolDamage::TheDataFileBesideTheIndexRestoresAll_data()
+void DbtoolDamageTest::TheDataFileBesideTheIndexRestoresAll_data()
 {
     QTest::addColumn<int>("which");
     for (int which = 0; which < int(std::size(m_known)); ++which)
         QTest::newRow(qPrintable(m_known[which].index)) << which;
 }
 
-void TestDbtoolDamage::TheDataFileBesideTheIndexRestoresAll()
+void DbtoolDamageTest::TheDataFileBesideTheIndexRestoresAll()
 {
     QFETCH(int, which);
     const Known& known = m_known[which];
@@ -509,13 +509,13 @@ void TestDbtoolDamage::TheDataFileBesideTheIndexRestoresAll()
     QCOMPARE(Meaning(known, Path("gone.idx")), items);
 }
 
-void TestDbtoolDamage::WhatBothFilesHaveLeftIsRestored_data()
+void DbtoolDamageTest::WhatBothFilesHaveLeftIsRestored_data()
 {
     TheDataFileBesideTheIndexRestoresAll_data();
 }
 
 // The data file is damaged, too: status 0 only if each unchanged record has its key.
-void TestDbtoolDamage::WhatBothFilesHaveLeftIsRestored()
+void DbtoolDamageTest::WhatBothFilesHaveLeftIsRestored()
 {
     QFETCH(int, which);
     const Known& known = m_known[which];
@@ -557,7 +557,7 @@ void TestDbtoolDamage::WhatBothFilesHaveLeftIsRestored()
 
 // The described names are links into a folder. Repair reports where the new file belongs,
 // and neither follows nor replaces a link with the name of the output.
-void TestDbtoolDamage::TheDataFileIsFoundWhereLinksLead()
+void DbtoolDamageTest::TheDataFileIsFoundWhereLinksLead()
 {
     const Known& known = m_known[0];
     Take(known);
@@ -587,7 +587,7 @@ void TestDbtoolDamage::TheDataFileIsFoundWhereLinksLead()
 }
 
 // A save that the third index refused has left a record that is in the first two.
-void TestDbtoolDamage::WhoWasRefusedStaysOut()
+void DbtoolDamageTest::WhoWasRefusedStaysOut()
 {
     CCatalogFile catalog;
     QVERIFY(catalog.Open());
@@ -623,7 +623,7 @@ void TestDbtoolDamage::WhoWasRefusedStaysOut()
     }
 }
 
-void TestDbtoolDamage::ADamagedDataFileIsNotUsed()
+void DbtoolDamageTest::ADamagedDataFileIsNotUsed()
 {
     const Known& known = m_known[3];
     Take(known);
@@ -636,7 +636,7 @@ void TestDbtoolDamage::ADamagedDataFileIsNotUsed()
     QCOMPARE(ItemsOf(known, Path("new.idx")), items);
 }
 
-void TestDbtoolDamage::AnotherKeyLengthIsNotTheKnownIndex()
+void DbtoolDamageTest::AnotherKeyLengthIsNotTheKnownIndex()
 {
     const Known& known = m_known[3];
     Take(known);
@@ -647,7 +647,7 @@ void TestDbtoolDamage::AnotherKeyLengthIsNotTheKnownIndex()
     QCOMPARE(ItemsOf(Path("new.idx"), keyLength, false), items);
 }
 
-void TestDbtoolDamage::NothingHalfIsLeftAtASignal_data()
+void DbtoolDamageTest::NothingHalfIsLeftAtASignal_data()
 {
     QTest::addColumn<QString>("words");
     QTest::addColumn<QStringList>("made");
@@ -661,7 +661,7 @@ void TestDbtoolDamage::NothingHalfIsLeftAtASignal_data()
 
 // SIGTERM at each change of a file, or at a sample of many: either all files of a repair
 // exist, or none.
-void TestDbtoolDamage::NothingHalfIsLeftAtASignal()
+void DbtoolDamageTest::NothingHalfIsLeftAtASignal()
 {
     QFETCH(QString, words);
     QFETCH(QStringList, made);
@@ -699,5 +699,5 @@ void TestDbtoolDamage::NothingHalfIsLeftAtASignal()
     QVERIFY(k > 4 && whole > 0);
 }
 
-QTEST_GUILESS_MAIN(TestDbtoolDamage)
+QTEST_GUILESS_MAIN(DbtoolDamageTest)
 #include "tst_dbtool_damage.moc"

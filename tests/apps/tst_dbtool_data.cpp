@@ -21,7 +21,7 @@ using Records = std::map<std::uint32_t, std::string>;
 
 } // namespace
 
-class TestDbtoolData : public DbtoolTest
+class DbtoolDataTest : public DbtoolTest
 {
     Q_OBJECT
 
@@ -56,7 +56,7 @@ private:
     int RecordsThatFollow(const char* name) const;
 };
 
-Records TestDbtoolData::MakeSample(const char* name) const
+Records DbtoolDataTest::MakeSample(const char* name) const
 {
     Records live;
     DataFile* const file = MakeDataFile(0, Native(name).c_str(), recordLength);
@@ -76,7 +76,7 @@ Records TestDbtoolData::MakeSample(const char* name) const
     return live;
 }
 
-Records TestDbtoolData::LiveRecords(const char* name) const
+Records DbtoolDataTest::LiveRecords(const char* name) const
 {
     Records live;
     DataFile* const file = OpenDataFile(0, Native(name).c_str(), recordLength);
@@ -92,7 +92,7 @@ Records TestDbtoolData::LiveRecords(const char* name) const
 }
 
 // The number of records that can be stored before the file grows.
-int TestDbtoolData::RecordsThatFollow(const char* name) const
+int DbtoolDataTest::RecordsThatFollow(const char* name) const
 {
     DataFile* const file = OpenDataFile(0, Native(name).c_str(), recordLength);
     const std::uint32_t length = FileLen(file);
@@ -105,7 +105,7 @@ int TestDbtoolData::RecordsThatFollow(const char* name) const
     return reused;
 }
 
-void TestDbtoolData::WrongWordsEndWithStatus2_data()
+void DbtoolDataTest::WrongWordsEndWithStatus2_data()
 {
     QTest::addColumn<QString>("words");
     QTest::addColumn<QString>("complaint");
@@ -157,7 +157,7 @@ void TestDbtoolData::WrongWordsEndWithStatus2_data()
                                          << "goes with --data";
 }
 
-void TestDbtoolData::WrongWordsEndWithStatus2()
+void DbtoolDataTest::WrongWordsEndWithStatus2()
 {
     QFETCH(QString, words);
     QFETCH(QString, complaint);
@@ -169,7 +169,7 @@ void TestDbtoolData::WrongWordsEndWithStatus2()
     QCOMPARE(Files(), QStringList());
 }
 
-void TestDbtoolData::HelpAndVersionAreShown()
+void DbtoolDataTest::HelpAndVersionAreShown()
 {
     const Result help = Run("--help");
     QCOMPARE(help.status, 0);
@@ -180,7 +180,7 @@ void TestDbtoolData::HelpAndVersionAreShown()
     QCOMPARE(Run("check --version").out, QString("pakmart-dbtool " PAKMART_VERSION "\n"));
 }
 
-void TestDbtoolData::WhatIsNoFileEndsWithStatus2_data()
+void DbtoolDataTest::WhatIsNoFileEndsWithStatus2_data()
 {
     QTest::addColumn<QString>("words");
     for (const char* command : { "info", "dump", "check", "repair -o @new" })
@@ -190,7 +190,7 @@ void TestDbtoolData::WhatIsNoFileEndsWithStatus2_data()
                     << QString("%1 %2").arg(command, QString(kind).arg(name));
 }
 
-void TestDbtoolData::WhatIsNoFileEndsWithStatus2()
+void DbtoolDataTest::WhatIsNoFileEndsWithStatus2()
 {
     QFETCH(QString, words);
     QDir(Path("")).mkdir("folder");
@@ -201,7 +201,7 @@ void TestDbtoolData::WhatIsNoFileEndsWithStatus2()
     QCOMPARE(Files(), QStringList());
 }
 
-void TestDbtoolData::OutputThatCannotBeWrittenEndsWithStatus2()
+void DbtoolDataTest::OutputThatCannotBeWrittenEndsWithStatus2()
 {
     MakeSample("a.dat");
     const Result result
@@ -210,7 +210,7 @@ void TestDbtoolData::OutputThatCannotBeWrittenEndsWithStatus2()
     QVERIFY(result.err.contains("cannot write to the standard output"));
 }
 
-void TestDbtoolData::InfoOfADataFile()
+void DbtoolDataTest::InfoOfADataFile()
 {
     MakeSample("a.dat");
     const Result result = Run("info data @a.dat --record-length 40");
@@ -232,7 +232,7 @@ void TestDbtoolData::InfoOfADataFile()
     QCOMPARE(Run("info data @a.dat --record-length 40").status, 1);
 }
 
-void TestDbtoolData::DumpOfADataFile()
+void DbtoolDataTest::DumpOfADataFile()
 {
     MakeSample("a.dat");
     Patch("a.dat", 8 * 40 + 4, "\\\t\xff\n\x1b[2J");
@@ -255,7 +255,7 @@ void TestDbtoolData::DumpOfADataFile()
     QVERIFY(damaged.err.contains("record 3, which is not deleted"));
 }
 
-void TestDbtoolData::AFreshFileIsSound()
+void DbtoolDataTest::AFreshFileIsSound()
 {
     CloseDataFile(MakeDataFile(0, Native("a.dat").c_str(), 5));
     QCOMPARE(Run("check data @a.dat -r 5").out, Path("a.dat") + ": sound\n");
@@ -264,7 +264,7 @@ void TestDbtoolData::AFreshFileIsSound()
     QCOMPARE(Run("check data @new.dat -r 5").status, 0);
 }
 
-void TestDbtoolData::EachDamageIsFoundAndRepaired_data()
+void DbtoolDataTest::EachDamageIsFoundAndRepaired_data()
 {
     QTest::addColumn<int>("offset");
     QTest::addColumn<QByteArray>("bytes");
@@ -286,7 +286,7 @@ void TestDbtoolData::EachDamageIsFoundAndRepaired_data()
     QTest::newRow("header zeroed") << 0 << QByteArray(40, '\0') << "version is not 4.2a";
 }
 
-void TestDbtoolData::EachDamageIsFoundAndRepaired()
+void DbtoolDataTest::EachDamageIsFoundAndRepaired()
 {
     QFETCH(int, offset);
     QFETCH(QByteArray, bytes);
@@ -309,7 +309,7 @@ void TestDbtoolData::EachDamageIsFoundAndRepaired()
     QCOMPARE(RecordsThatFollow("new.dat"), 3);
 }
 
-void TestDbtoolData::ARecordWhoseMarkWasDamagedIsKept()
+void DbtoolDataTest::ARecordWhoseMarkWasDamagedIsKept()
 {
     const Records live = MakeSample("a.dat");
     Patch("a.dat", 4 * 40, Word(77));
@@ -321,7 +321,7 @@ void TestDbtoolData::ARecordWhoseMarkWasDamagedIsKept()
     QCOMPARE(Run("check data @new.dat -r 40").status, 0);
 }
 
-void TestDbtoolData::WhatIsLessThanARecordIsLeftOut()
+void DbtoolDataTest::WhatIsLessThanARecordIsLeftOut()
 {
     const Records live = MakeSample("a.dat");
     SetBytes("a.dat", Bytes("a.dat") + "interrupted");
@@ -333,7 +333,7 @@ void TestDbtoolData::WhatIsLessThanARecordIsLeftOut()
     QVERIFY(LiveRecords("new.dat") == live);
 }
 
-void TestDbtoolData::MissingRecordsAreToldAndNothingIsMade()
+void DbtoolDataTest::MissingRecordsAreToldAndNothingIsMade()
 {
     MakeSample("a.dat");
     SetBytes("a.dat", Bytes("a.dat").left(325));
@@ -347,7 +347,7 @@ void TestDbtoolData::MissingRecordsAreToldAndNothingIsMade()
     QCOMPARE(Files(), QStringList({ "a.dat" }));
 }
 
-void TestDbtoolData::PartialMakesWhatThereIs()
+void DbtoolDataTest::PartialMakesWhatThereIs()
 {
     Records live = MakeSample("a.dat");
     SetBytes("a.dat", Bytes("a.dat").left(325));
@@ -358,7 +358,7 @@ void TestDbtoolData::PartialMakesWhatThereIs()
     QVERIFY(LiveRecords("new.dat") == live);
 }
 
-void TestDbtoolData::NothingIsMadeInPlaceOfAnotherFile()
+void DbtoolDataTest::NothingIsMadeInPlaceOfAnotherFile()
 {
     MakeSample("a.dat");
     SetBytes("new.dat", "precious");
@@ -375,7 +375,7 @@ void TestDbtoolData::NothingIsMadeInPlaceOfAnotherFile()
     QCOMPARE(Run("check data @a.dat -r 40").status, 0);
 }
 
-void TestDbtoolData::NothingIsLeftBehindWhenTheDiskIsFull()
+void DbtoolDataTest::NothingIsLeftBehindWhenTheDiskIsFull()
 {
     DataFile* const file = MakeDataFile(0, Native("a.dat").c_str(), 400);
     std::uint32_t number;
@@ -392,7 +392,7 @@ void TestDbtoolData::NothingIsLeftBehindWhenTheDiskIsFull()
     QCOMPARE(Files(), QStringList({ "a.dat" }));
 }
 
-void TestDbtoolData::NothingIsLeftBehindAtASignal_data()
+void DbtoolDataTest::NothingIsLeftBehindAtASignal_data()
 {
     QTest::addColumn<int>("ending");
     QTest::newRow("SIGTERM") << SIGTERM;
@@ -401,7 +401,7 @@ void TestDbtoolData::NothingIsLeftBehindAtASignal_data()
 }
 
 // Nobody reads the report, so repair blocks after writing its new file.
-void TestDbtoolData::NothingIsLeftBehindAtASignal()
+void DbtoolDataTest::NothingIsLeftBehindAtASignal()
 {
     QFETCH(int, ending);
     QByteArray records = QByteArray(recordLength, 0);
@@ -426,7 +426,7 @@ void TestDbtoolData::NothingIsLeftBehindAtASignal()
     QCOMPARE(Files(), QStringList({ "a.dat" }));
 }
 
-void TestDbtoolData::RandomDamageLosesNoOtherRecord()
+void DbtoolDataTest::RandomDamageLosesNoOtherRecord()
 {
     Random random = Random::Announced();
     for (int round = 0; round < 60; ++round) {
@@ -451,5 +451,5 @@ void TestDbtoolData::RandomDamageLosesNoOtherRecord()
     }
 }
 
-QTEST_GUILESS_MAIN(TestDbtoolData)
+QTEST_GUILESS_MAIN(DbtoolDataTest)
 #include "tst_dbtool_data.moc"

@@ -48,7 +48,7 @@ private:
 
 } // namespace
 
-class TestDbtoolIndex : public DbtoolTest
+class DbtoolIndexTest : public DbtoolTest
 {
     Q_OBJECT
 
@@ -99,12 +99,12 @@ private:
 };
 
 // The order of the keys is not that of the numbers.
-std::string TestDbtoolIndex::Key(std::uint32_t number)
+std::string DbtoolIndexTest::Key(std::uint32_t number)
 {
     return QString::asprintf("%05u-Key", number * 7919 % 10007).toStdString();
 }
 
-void TestDbtoolIndex::MakeData(std::uint32_t records) const
+void DbtoolIndexTest::MakeData(std::uint32_t records) const
 {
     DataFile* const file = MakeDataFile(0, Native("a.dat").c_str(), recordLength);
     for (std::uint32_t i = 1; i <= records; ++i) {
@@ -118,7 +118,7 @@ void TestDbtoolIndex::MakeData(std::uint32_t records) const
 
 // 2,000 items make three levels; there are some free pages, and the data file. The sample
 // is made once and then copied.
-Items TestDbtoolIndex::MakeSample(std::uint32_t items)
+Items DbtoolIndexTest::MakeSample(std::uint32_t items)
 {
     auto& [index, data] = m_samples[items];
     if (index.isEmpty()) {
@@ -134,7 +134,7 @@ Items TestDbtoolIndex::MakeSample(std::uint32_t items)
     return all;
 }
 
-void TestDbtoolIndex::WriteSample(std::uint32_t items) const
+void DbtoolIndexTest::WriteSample(std::uint32_t items) const
 {
     MakeData(items + extra);
     IndexFile* const index = MakeIndex(0, Native("a.idx").c_str(), keyLength, 0);
@@ -151,7 +151,7 @@ void TestDbtoolIndex::WriteSample(std::uint32_t items) const
     CloseIndex(index);
 }
 
-Items TestDbtoolIndex::ItemsOf(const char* name, int length, bool duplicates) const
+Items DbtoolIndexTest::ItemsOf(const char* name, int length, bool duplicates) const
 {
     std::vector<IndexEntry> entries;
     if (!CheckIndex(Native(name), length, duplicates, &entries).empty())
@@ -162,13 +162,13 @@ Items TestDbtoolIndex::ItemsOf(const char* name, int length, bool duplicates) co
     return items;
 }
 
-std::uint32_t TestDbtoolIndex::Root() const
+std::uint32_t DbtoolIndexTest::Root() const
 {
     return GetUint32(reinterpret_cast<const std::uint8_t*>(Bytes("a.idx").constData()) + 8);
 }
 
 // A page on the leftmost way down: the leaf, or the one above it.
-int TestDbtoolIndex::PageWith(bool leaf) const
+int DbtoolIndexTest::PageWith(bool leaf) const
 {
     const QByteArray bytes = Bytes("a.idx");
     const auto leftmost = [&bytes](std::uint32_t page) {
@@ -184,7 +184,7 @@ int TestDbtoolIndex::PageWith(bool leaf) const
     return int(leaf ? page : above);
 }
 
-void TestDbtoolIndex::InfoOfAnIndex()
+void DbtoolIndexTest::InfoOfAnIndex()
 {
     MakeSample(2000);
     const Result result = Run("info index @a.idx --key-length 12");
@@ -200,7 +200,7 @@ void TestDbtoolIndex::InfoOfAnIndex()
     QVERIFY(damaged.out.contains("condition:      damaged (see check): the header leads to page"));
 }
 
-void TestDbtoolIndex::DumpOfAnIndex()
+void DbtoolIndexTest::DumpOfAnIndex()
 {
     IndexFile* const index = MakeIndex(0, Native("a.idx").c_str(), keyLength, 1);
     char key[keyLength + 1];
@@ -219,7 +219,7 @@ void TestDbtoolIndex::DumpOfAnIndex()
     QVERIFY(!damaged.err.isEmpty());
 }
 
-void TestDbtoolIndex::TheKeyLengthIsToldFromTheFile_data()
+void DbtoolIndexTest::TheKeyLengthIsToldFromTheFile_data()
 {
     QTest::addColumn<int>("length");
     QTest::addColumn<int>("items");
@@ -228,7 +228,7 @@ void TestDbtoolIndex::TheKeyLengthIsToldFromTheFile_data()
             QTest::addRow("%d, %d items", length, items) << length << items;
 }
 
-void TestDbtoolIndex::TheKeyLengthIsToldFromTheFile()
+void DbtoolIndexTest::TheKeyLengthIsToldFromTheFile()
 {
     QFETCH(int, length);
     QFETCH(int, items);
@@ -243,7 +243,7 @@ void TestDbtoolIndex::TheKeyLengthIsToldFromTheFile()
              qPrintable(result.out));
 }
 
-void TestDbtoolIndex::AKeyLengthThatIsNotSureIsAskedFor()
+void DbtoolIndexTest::AKeyLengthThatIsNotSureIsAskedFor()
 {
     MakeSample(100);
     SetBytes("a.idx", Bytes("a.idx").left(3 * pageLength - 1));
@@ -262,7 +262,7 @@ void TestDbtoolIndex::AKeyLengthThatIsNotSureIsAskedFor()
     QCOMPARE(Run("check index @c.idx").status, 2);
 }
 
-void TestDbtoolIndex::EqualKeysHaveToBeAllowed()
+void DbtoolIndexTest::EqualKeysHaveToBeAllowed()
 {
     IndexFile* const index = MakeIndex(0, Native("a.idx").c_str(), keyLength, 1);
     char key[keyLength + 1];
@@ -283,7 +283,7 @@ void TestDbtoolIndex::EqualKeysHaveToBeAllowed()
     QCOMPARE(ItemsOf("new.idx", keyLength, true), ItemsOf("a.idx", keyLength, true));
 }
 
-void TestDbtoolIndex::Damage(const QString& what) const
+void DbtoolIndexTest::Damage(const QString& what) const
 {
     const int leaf = PageWith(true);
     const int above = PageWith(false);
@@ -335,7 +335,7 @@ void TestDbtoolIndex::Damage(const QString& what) const
 }
 
 // Damage that leaves all items readable.
-void TestDbtoolIndex::EachDamageIsFoundAndRepaired_data()
+void DbtoolIndexTest::EachDamageIsFoundAndRepaired_data()
 {
     QTest::addColumn<QString>("finding");
     QTest::addColumn<QString>("doubt"); // what the pages leave open
@@ -359,7 +359,7 @@ void TestDbtoolIndex::EachDamageIsFoundAndRepaired_data()
     row("free page forgotten", "is neither in the tree nor free");
 }
 
-void TestDbtoolIndex::EachDamageIsFoundAndRepaired()
+void DbtoolIndexTest::EachDamageIsFoundAndRepaired()
 {
     QFETCH(QString, finding);
     QFETCH(QString, doubt);
@@ -388,7 +388,7 @@ void TestDbtoolIndex::EachDamageIsFoundAndRepaired()
 }
 
 // Damage that makes some items unreadable.
-void TestDbtoolIndex::ItemsThatCannotBeReadAreToldAndNothingIsMade_data()
+void DbtoolIndexTest::ItemsThatCannotBeReadAreToldAndNothingIsMade_data()
 {
     QTest::addColumn<QString>("finding");
     QTest::addColumn<QString>("loss");
@@ -403,7 +403,7 @@ void TestDbtoolIndex::ItemsThatCannotBeReadAreToldAndNothingIsMade_data()
     row("file cut off", "which is not in the file", "the file has only 20");
 }
 
-void TestDbtoolIndex::ItemsThatCannotBeReadAreToldAndNothingIsMade()
+void DbtoolIndexTest::ItemsThatCannotBeReadAreToldAndNothingIsMade()
 {
     QFETCH(QString, finding);
     QFETCH(QString, loss);
@@ -435,7 +435,7 @@ void TestDbtoolIndex::ItemsThatCannotBeReadAreToldAndNothingIsMade()
     QCOMPARE(Bytes("a.idx"), before);
 }
 
-void TestDbtoolIndex::CheckComparesWithTheData()
+void DbtoolIndexTest::CheckComparesWithTheData()
 {
     MakeSample(100);
     QCOMPARE(Run("check index @a.idx" + withField).status, 0);
@@ -466,7 +466,7 @@ void TestDbtoolIndex::CheckComparesWithTheData()
     QCOMPARE(Run("check index @a.idx --data @a.dat").status, 2);
 }
 
-void TestDbtoolIndex::KeysOfDeadRecordsAreLeftOut()
+void DbtoolIndexTest::KeysOfDeadRecordsAreLeftOut()
 {
     Items items = MakeSample(100);
     DataFile* const file = OpenDataFile(0, Native("a.dat").c_str(), recordLength);
@@ -479,7 +479,7 @@ void TestDbtoolIndex::KeysOfDeadRecordsAreLeftOut()
     QCOMPARE(ItemsOf("new.idx"), items);
 }
 
-void TestDbtoolIndex::EqualKeysInTheDataAreTold()
+void DbtoolIndexTest::EqualKeysInTheDataAreTold()
 {
     MakeSample(100);
     Patch("a.dat", 4 * recordLength + keyOffset, QByteArray::fromStdString(Key(3)));
@@ -494,7 +494,7 @@ void TestDbtoolIndex::EqualKeysInTheDataAreTold()
     QCOMPARE(ItemsOf("new.idx", keyLength, true).size(), std::size_t(100));
 }
 
-void TestDbtoolIndex::AnIndexIsMadeOfItsDataAlone()
+void DbtoolIndexTest::AnIndexIsMadeOfItsDataAlone()
 {
     const Items items = MakeSample(1000);
     QVERIFY(QFile::remove(Path("a.idx")));
@@ -503,7 +503,7 @@ void TestDbtoolIndex::AnIndexIsMadeOfItsDataAlone()
     QCOMPARE(ItemsOf("new.idx"), items);
 }
 
-void TestDbtoolIndex::AKeyFieldBehindTheRecordIsRefused()
+void DbtoolIndexTest::AKeyFieldBehindTheRecordIsRefused()
 {
     MakeSample(10);
     const Result result
@@ -513,7 +513,7 @@ void TestDbtoolIndex::AKeyFieldBehindTheRecordIsRefused()
     QCOMPARE(Files(), QStringList({ "a.dat", "a.idx" }));
 }
 
-void TestDbtoolIndex::WideKeysAreCutAsTheFileCutsThem()
+void DbtoolIndexTest::WideKeysAreCutAsTheFileCutsThem()
 {
     DataFile* const file = MakeDataFile(0, Native("a.dat").c_str(), 160);
     for (int i = 10; i < 60; ++i) {
@@ -534,7 +534,7 @@ void TestDbtoolIndex::WideKeysAreCutAsTheFileCutsThem()
 // Two leaves with 25 items each below a root with one. Deleting the first item merges
 // them into one page, and frees the other leaf and the root. The process dies after
 // `writes` writes of that; returns whether it did.
-bool TestDbtoolIndex::DieWhileMerging(int writes) const
+bool DbtoolIndexTest::DieWhileMerging(int writes) const
 {
     IndexFile* const index = MakeIndex(0, Native("a.idx").c_str(), keyLength, 0);
     char key[keyLength + 1];
@@ -550,7 +550,7 @@ bool TestDbtoolIndex::DieWhileMerging(int writes) const
     return dying.IsDead();
 }
 
-void TestDbtoolIndex::WhatAProcessThatDiedLeftIsRepaired()
+void DbtoolIndexTest::WhatAProcessThatDiedLeftIsRepaired()
 {
     Items left;
     for (std::uint32_t number = 11; number <= 60; ++number)
@@ -572,7 +572,7 @@ void TestDbtoolIndex::WhatAProcessThatDiedLeftIsRepaired()
     QVERIFY(damaged >= 2);
 }
 
-void TestDbtoolIndex::RandomDamageLosesNoOtherItem()
+void DbtoolIndexTest::RandomDamageLosesNoOtherItem()
 {
     Random random = Random::Announced();
     int repaired = 0;
@@ -606,5 +606,5 @@ void TestDbtoolIndex::RandomDamageLosesNoOtherItem()
     QVERIFY(repaired > 10);
 }
 
-QTEST_GUILESS_MAIN(TestDbtoolIndex)
+QTEST_GUILESS_MAIN(DbtoolIndexTest)
 #include "tst_dbtool_index.moc"

@@ -28,7 +28,7 @@ struct ListKey {
 
 } // namespace
 
-class TestDbtoolNotes : public DbtoolTest
+class DbtoolNotesTest : public DbtoolTest
 {
     Q_OBJECT
 
@@ -61,7 +61,7 @@ private:
     void CompareTexts(const char* name, const Texts& texts) const;
 };
 
-void TestDbtoolNotes::Save(CNote& notes, const std::string& text, Texts* texts) const
+void DbtoolNotesTest::Save(CNote& notes, const std::string& text, Texts* texts) const
 {
     const std::int32_t offset = notes.SaveNote(text.data(), std::int32_t(text.size()));
     QVERIFY(offset >= 0);
@@ -70,7 +70,7 @@ void TestDbtoolNotes::Save(CNote& notes, const std::string& text, Texts* texts) 
 
 // 40 texts of 20 to 59 bytes; every fourth was deleted, which leaves ten free
 // blocks.
-Texts TestDbtoolNotes::MakeSample() const
+Texts DbtoolNotesTest::MakeSample() const
 {
     CNote notes;
     notes.Create(Native("a").c_str());
@@ -88,7 +88,7 @@ Texts TestDbtoolNotes::MakeSample() const
 }
 
 // A block of 7 bytes at 21, a hidden one of 38 at 28, and a text after them.
-Texts TestDbtoolNotes::MakeHidden() const
+Texts DbtoolNotesTest::MakeHidden() const
 {
     CNote notes;
     notes.Create(Native("a").c_str());
@@ -104,7 +104,7 @@ Texts TestDbtoolNotes::MakeHidden() const
     return texts;
 }
 
-void TestDbtoolNotes::ChangeList(const std::function<void(IndexFile*)>& change) const
+void DbtoolNotesTest::ChangeList(const std::function<void(IndexFile*)>& change) const
 {
     IndexFile* const list = OpenIndex(0, Native("a.k1").c_str(), freeKeyLength, 1);
     QVERIFY(list);
@@ -112,7 +112,7 @@ void TestDbtoolNotes::ChangeList(const std::function<void(IndexFile*)>& change) 
     CloseIndex(list);
 }
 
-void TestDbtoolNotes::CompareTexts(const char* name, const Texts& texts) const
+void DbtoolNotesTest::CompareTexts(const char* name, const Texts& texts) const
 {
     CNote notes;
     QVERIFY(notes.Open(Native(name).c_str()));
@@ -124,7 +124,7 @@ void TestDbtoolNotes::CompareTexts(const char* name, const Texts& texts) const
     }
 }
 
-void TestDbtoolNotes::InfoAndDumpOfNotes()
+void DbtoolNotesTest::InfoAndDumpOfNotes()
 {
     CNote notes;
     QVERIFY(notes.Create(Native("a").c_str()));
@@ -156,7 +156,7 @@ void TestDbtoolNotes::InfoAndDumpOfNotes()
              QString("0\tfree\t13\t\n13\tused\t23\ttwelve chars\n36\tused\t14\tthird\\x0a\n"));
 }
 
-void TestDbtoolNotes::EmptyNotesAreSound()
+void DbtoolNotesTest::EmptyNotesAreSound()
 {
     {
         CNote notes;
@@ -167,7 +167,7 @@ void TestDbtoolNotes::EmptyNotesAreSound()
     QCOMPARE(Run("check notes @new").out, Path("new") + ": sound\n");
 }
 
-void TestDbtoolNotes::SevenBytesAreTold_data()
+void DbtoolNotesTest::SevenBytesAreTold_data()
 {
     QTest::addColumn<QString>("dump");
     QTest::newRow("before a block in use") << "0\tused\t21\tthirteen char\n21\tfree\t7\t\n"
@@ -179,7 +179,7 @@ void TestDbtoolNotes::SevenBytesAreTold_data()
         << "0\tused\t21\tthirteen char\n21\tfree\t7\t\n29\tused\t12\tnext\n";
 }
 
-void TestDbtoolNotes::SevenBytesAreTold()
+void DbtoolNotesTest::SevenBytesAreTold()
 {
     QFETCH(QString, dump);
     const QString where = QTest::currentDataTag();
@@ -210,7 +210,7 @@ void TestDbtoolNotes::SevenBytesAreTold()
     CompareTexts("new", texts);
 }
 
-void TestDbtoolNotes::AHiddenBlockIsFreeAgain()
+void DbtoolNotesTest::AHiddenBlockIsFreeAgain()
 {
     const Texts texts = MakeHidden();
     const Result check = Run("check notes @a");
@@ -233,7 +233,7 @@ void TestDbtoolNotes::AHiddenBlockIsFreeAgain()
     QCOMPARE(notes.SaveNote(std::string(30, 'D').data(), 30), 28);
 }
 
-void TestDbtoolNotes::AHiddenBlockLongerThanATextIsFreeAgain()
+void DbtoolNotesTest::AHiddenBlockLongerThanATextIsFreeAgain()
 {
     Texts texts;
     {
@@ -257,7 +257,7 @@ void TestDbtoolNotes::AHiddenBlockLongerThanATextIsFreeAgain()
 }
 
 // The list might be from an older copy: the block may be in use again.
-void TestDbtoolNotes::AHiddenBlockStaysWhereTheListIsNotTrue()
+void DbtoolNotesTest::AHiddenBlockStaysWhereTheListIsNotTrue()
 {
     Texts texts = MakeHidden();
     texts[28] = std::string(30, 'B');
@@ -276,7 +276,7 @@ void TestDbtoolNotes::AHiddenBlockStaysWhereTheListIsNotTrue()
     QCOMPARE(Bytes("new.fil"), Bytes("a.fil"));
 }
 
-void TestDbtoolNotes::EachDamageOfTheListIsFoundAndRepaired_data()
+void DbtoolNotesTest::EachDamageOfTheListIsFoundAndRepaired_data()
 {
     QTest::addColumn<QString>("finding");
     QTest::newRow("missing") << "the file has no header that can be read";
@@ -289,7 +289,7 @@ void TestDbtoolNotes::EachDamageOfTheListIsFoundAndRepaired_data()
                                        "and is not";
 }
 
-void TestDbtoolNotes::EachDamageOfTheListIsFoundAndRepaired()
+void DbtoolNotesTest::EachDamageOfTheListIsFoundAndRepaired()
 {
     QFETCH(QString, finding);
     const QString damage = QTest::currentDataTag();
@@ -327,7 +327,7 @@ void TestDbtoolNotes::EachDamageOfTheListIsFoundAndRepaired()
     CompareTexts("new", texts);
 }
 
-void TestDbtoolNotes::ABreakIsToldAndNothingIsMade_data()
+void DbtoolNotesTest::ABreakIsToldAndNothingIsMade_data()
 {
     QTest::addColumn<int>("offset"); // in a block's header
     QTest::addColumn<QByteArray>("bytes");
@@ -339,7 +339,7 @@ void TestDbtoolNotes::ABreakIsToldAndNothingIsMade_data()
     QTest::newRow("over 500,000") << 4 << Word(500001);
 }
 
-void TestDbtoolNotes::ABreakIsToldAndNothingIsMade()
+void DbtoolNotesTest::ABreakIsToldAndNothingIsMade()
 {
     QFETCH(int, offset);
     QFETCH(QByteArray, bytes);
@@ -370,7 +370,7 @@ void TestDbtoolNotes::ABreakIsToldAndNothingIsMade()
 }
 
 // Its length reaches into the text after it.
-void TestDbtoolNotes::AFreeBlockBeforeABreakIsNotHandedOut()
+void DbtoolNotesTest::AFreeBlockBeforeABreakIsNotHandedOut()
 {
     Texts texts = MakeSample();
     Patch("a.fil", 28 + 4, Word(60));
@@ -382,7 +382,7 @@ void TestDbtoolNotes::AFreeBlockBeforeABreakIsNotHandedOut()
     CompareTexts("new", texts);
 }
 
-void TestDbtoolNotes::AListThatIsNoFileEndsWithStatus2()
+void DbtoolNotesTest::AListThatIsNoFileEndsWithStatus2()
 {
     MakeSample();
     QVERIFY(QFile::remove(Path("a.k1")));
@@ -391,7 +391,7 @@ void TestDbtoolNotes::AListThatIsNoFileEndsWithStatus2()
         QCOMPARE(Run(QString(command) + " notes @a").status, 2);
 }
 
-void TestDbtoolNotes::NothingIsMadeInPlaceOfAnotherFile()
+void DbtoolNotesTest::NothingIsMadeInPlaceOfAnotherFile()
 {
     MakeSample();
     for (const char* name : { "new.fil", "new.k1" }) {
@@ -403,7 +403,7 @@ void TestDbtoolNotes::NothingIsMadeInPlaceOfAnotherFile()
     }
 }
 
-void TestDbtoolNotes::RandomDamageLosesNoText()
+void DbtoolNotesTest::RandomDamageLosesNoText()
 {
     Random random = Random::Announced();
     for (int round = 0; round < 60; ++round) {
@@ -433,5 +433,5 @@ void TestDbtoolNotes::RandomDamageLosesNoText()
     }
 }
 
-QTEST_GUILESS_MAIN(TestDbtoolNotes)
+QTEST_GUILESS_MAIN(DbtoolNotesTest)
 #include "tst_dbtool_notes.moc"

@@ -20,8 +20,8 @@ public:
         if (!m_root)
             return;
         // Only root can enter the folder of the machine image.
-        if (chmod(qgetenv("TEST_DIR").constData(), 0711) != 0 || setresgid(kNobody, kNobody, 0) != 0
-            || setresuid(kNobody, kNobody, 0) != 0)
+        if (chmod(qgetenv("TEST_DIR").constData(), 0711) != 0 || setresgid(nobody, nobody, 0) != 0
+            || setresuid(nobody, nobody, 0) != 0)
             qFatal("cannot become a plain user");
     }
     ~PlainUser()
@@ -32,7 +32,7 @@ public:
     PlainUser(const PlainUser&) = delete;
     PlainUser& operator=(const PlainUser&) = delete;
 
-    static constexpr unsigned kNobody = 65534;
+    static constexpr unsigned nobody = 65534;
 
 private:
     const bool m_root;

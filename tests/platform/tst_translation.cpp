@@ -102,7 +102,7 @@ private slots:
         reader.Feed(text.data(), text.size(),
                     [&lines](const std::string& line) { lines.push_back(line); });
         QCOMPARE(lines.size(), std::size_t(2));
-        QCOMPARE(lines[0].size(), LineReader::MaxLine);
+        QCOMPARE(lines[0].size(), LineReader::maxLine);
         QCOMPARE(lines[1], std::string("next"));
     }
 

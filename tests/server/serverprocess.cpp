@@ -14,7 +14,7 @@
 namespace
 {
 
-const int kPatience = 60000; // ms; only a hang takes longer
+const int patience = 60000; // ms; only a hang takes longer
 
 } // namespace
 
@@ -31,7 +31,7 @@ ServerProcess::ServerProcess(const QString& store, const QStringList& options)
 {
     m_process.start(QStringLiteral(STORESERVER),
                     options + QStringList{ QStringLiteral("--port"), QStringLiteral("0"), store });
-    while (!m_process.canReadLine() && m_process.waitForReadyRead(kPatience)) { }
+    while (!m_process.canReadLine() && m_process.waitForReadyRead(patience)) { }
     m_firstLine = m_process.readLine();
     const QRegularExpression line(QStringLiteral(":(\\d+)/\n$"));
     m_port = quint16(line.match(QString::fromLatin1(m_firstLine)).captured(1).toUInt());
@@ -54,7 +54,7 @@ int ServerProcess::end(int signal)
     if (m_process.state() != QProcess::Running)
         return -1;
     ::kill(pid_t(m_process.processId()), signal);
-    if (!m_process.waitForFinished(kPatience) || m_process.exitStatus() != QProcess::NormalExit)
+    if (!m_process.waitForFinished(patience) || m_process.exitStatus() != QProcess::NormalExit)
         return -1;
     return m_process.exitCode();
 }
@@ -63,9 +63,9 @@ std::unique_ptr<QTcpSocket> ServerProcess::send(const QByteArray& request) const
 {
     auto socket = std::make_unique<QTcpSocket>();
     socket->connectToHost(QHostAddress(QHostAddress::LocalHost), m_port);
-    socket->waitForConnected(kPatience);
+    socket->waitForConnected(patience);
     socket->write(request);
-    while (socket->bytesToWrite() > 0 && socket->waitForBytesWritten(kPatience)) { }
+    while (socket->bytesToWrite() > 0 && socket->waitForBytesWritten(patience)) { }
     return socket;
 }
 
@@ -74,7 +74,7 @@ HttpReply ServerProcess::receive(QTcpSocket& socket)
     QByteArray all;
     do {
         all += socket.readAll();
-    } while (socket.waitForReadyRead(kPatience));
+    } while (socket.waitForReadyRead(patience));
     all += socket.readAll();
     const int end = all.indexOf("\r\n\r\n");
     if (end < 0)
@@ -106,7 +106,7 @@ ServerProcess::Result ServerProcess::runProgram(const QString& program,
     QProcess process;
     process.start(program, arguments);
     Result result;
-    if (process.waitForFinished(kPatience) && process.exitStatus() == QProcess::NormalExit)
+    if (process.waitForFinished(patience) && process.exitStatus() == QProcess::NormalExit)
         result.status = process.exitCode();
     result.out = process.readAllStandardOutput();
     result.err = process.readAllStandardError();
