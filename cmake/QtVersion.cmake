@@ -27,3 +27,6 @@ elseif(QT_MAJOR_VERSION EQUAL 6)
 else()
     message(FATAL_ERROR "QT_MAJOR_VERSION is 5 or 6, not ${QT_MAJOR_VERSION}")
 endif()
+
+# The folder beside the library where it finds its own programs.
+set(VANTREL_WORKER_FOLDER vantrelagent${VANTREL_LIBRARY_SUFFIX}-0)

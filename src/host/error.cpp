@@ -80,6 +80,8 @@ const Entry entries[] = {
       QT_TRANSLATE_NOOP("Pakmart", "The store refused the request.") },
     { Error::ReplyNotUnderstood, "reply-not-understood",
       QT_TRANSLATE_NOOP("Pakmart", "The answer of the store cannot be understood.") },
+    { Error::UnknownProduct, "unknown-product",
+      QT_TRANSLATE_NOOP("Pakmart", "The store does not have this product.") },
 };
 // clang-format on
 

@@ -58,7 +58,8 @@ public:
         ServerFailed, ///< the store server answered with an error
         RefusedByServer, ///< the store server says no
         ReplyNotUnderstood, ///< the reply of the store server is not a valid one
-        Last = ReplyNotUnderstood ///< the highest code of this release
+        UnknownProduct, ///< the store does not have the product
+        Last = UnknownProduct ///< the highest code of this release
     };
     Q_ENUM(Code)
 

@@ -52,11 +52,12 @@ public:
         NotStarted, ///< start() has not been called
         Waiting, ///< for another job or program; waitingFor() says for which
         Preparing, ///< it works out what is to be done
-        Downloading, ///< packages are fetched
+        Downloading, ///< packages, or an answer of the store, are fetched
         Applying, ///< dpkg installs and removes packages: this cannot be cancelled
         Checking, ///< it compares what dpkg reports with what was planned
         Ended, ///< the result is known
-        OtherPhase ///< anything else
+        OtherPhase, ///< anything else
+        Storing ///< what the store has sent is checked and stored
     };
     Q_ENUM(Phase)
 

@@ -1,0 +1,189 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// Fetches the catalog, fills the database from it, and compares it with the previous one.
+
+#include "host/worker/tasks.h"
+
+#include <KIO/Job>
+#include <QDomElement>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <algorithm>
+#include <functional>
+#include <map>
+#include <set>
+#include <vantrelagent/catalog/capiupdatecatalog.h>
+#include <vantrelagent/catalog/savedtree.h>
+#include <vantrelagent/db/catalogscan.h>
+
+using namespace Agent;
+
+namespace
+{
+
+struct Snapshot {
+    struct Entry {
+        QString name;
+        std::size_t mark = 0; // a hash of everything that is stored about the product
+    };
+    std::map<int, Entry> products; // by their serial numbers
+    std::set<std::string> categories;
+    bool exists = false;
+};
+
+std::size_t MarkOf(CatalogScan& scan)
+{
+    std::string all;
+    for (const CatalogScan::Value& value : scan.Values())
+        all.append(value.text).append(std::to_string(value.number)).push_back('\0');
+    all.append(scan.Description()).push_back('\0');
+    for (const std::string& name : scan.Dependencies())
+        all.append(name).push_back('\0');
+    return std::hash<std::string>()(all);
+}
+
+Snapshot TakeSnapshot()
+{
+    Snapshot snapshot;
+    CatalogScan scan;
+    snapshot.exists = bool(scan);
+    while (scan.Next()) {
+        Snapshot::Entry& entry = snapshot.products[scan.ServerSerialNumber()];
+        entry.name = QString::fromUtf8(scan.Name());
+        // A product in two categories has two records; the sum does not depend on their order.
+        entry.mark += MarkOf(scan);
+        snapshot.categories.insert(scan.Category());
+    }
+    return snapshot;
+}
+
+// Products of one catalog for which `differs` is true, as counts and names.
+class ProductList
+{
+public:
+    void add(int serial, const QString& name)
+    {
+        ++m_count;
+        if (m_count <= mostNames)
+            m_names << QJsonObject{ { QStringLiteral("serial"), serial },
+                                    { QStringLiteral("name"), Plain(name) } };
+    }
+    QJsonObject json() const
+    {
+        return { { QStringLiteral("count"), m_count }, { QStringLiteral("products"), m_names } };
+    }
+
+private:
+    static constexpr int mostNames = 1000;
+
+    int m_count = 0;
+    QJsonArray m_names;
+};
+
+QJsonObject Compare(const Snapshot& before, const Snapshot& after)
+{
+    ProductList added, changed, gone;
+    for (const auto& [serial, entry] : after.products) {
+        const auto old = before.products.find(serial);
+        if (old == before.products.end())
+            added.add(serial, entry.name);
+        else if (old->second.mark != entry.mark)
+            changed.add(serial, entry.name);
+    }
+    for (const auto& [serial, entry] : before.products)
+        if (after.products.count(serial) == 0)
+            gone.add(serial, entry.name);
+    return { { QStringLiteral("products"), int(after.products.size()) },
+             { QStringLiteral("categories"), int(after.categories.size()) },
+             { QStringLiteral("first"), !before.exists },
+             { QStringLiteral("added"), added.json() },
+             { QStringLiteral("changed"), changed.json() },
+             { QStringLiteral("gone"), gone.json() } };
+}
+
+struct Stopped {
+};
+
+// The request. It has no meta-object of its own, so that the server gets the name of the
+// base class.
+class CatalogRequest : public CAPIUpdateCatalog
+{
+public:
+    explicit CatalogRequest(Report& report) : CAPIUpdateCatalog(true, false), m_report(report) { }
+
+    void onDownloadReceive(KIO::Job* job, const QByteArray& data) override
+    {
+        CAPIUpdateCatalog::onDownloadReceive(job, data);
+        m_received += data.size();
+        m_report.received(m_received, qint64(job->totalAmount(KJob::Bytes)));
+    }
+
+    void onSuccessfulTransfer(QDomElement* body) override
+    {
+        const SavedMark saved(".catalog");
+        CAPIUpdateCatalog::onSuccessfulTransfer(body);
+        QDomElement catalog = body->firstChildElement();
+        if (catalog.isNull())
+            fail(AgentError::ReplyNotUnderstood, QStringLiteral("There is no catalog in it."));
+        else if (!saved.isNew())
+            fail(AgentError::CannotWrite, saved.failure().details);
+        else if (!fill(catalog))
+            fail(IsStopped() ? AgentError::Cancelled : AgentError::CannotWrite, SavedTreePath(""));
+    }
+
+    bool WaitForOtherUpdate() override
+    {
+        if (!m_waits)
+            m_report.waits(QStringLiteral("Waiting for another update of the catalog to end"));
+        m_waits = true;
+        return CAPIUpdateCatalog::WaitForOtherUpdate() && !IsStopped();
+    }
+
+    void ProcessRecordsInCategory(QDomElement& category, CCatalogFile* file) override
+    {
+        if (m_waits)
+            m_report.waits(QString());
+        m_waits = false;
+        CAPIUpdateCatalog::ProcessRecordsInCategory(category, file);
+        if (IsStopped())
+            throw Stopped(); // the new database is not complete, and must not be taken for it
+        ++m_done;
+        m_report.stored(double(m_done) / std::max(m_categories, m_done));
+    }
+
+private:
+    void fail(AgentError::Code code, const QString& details)
+    {
+        m_bSucceeded = false;
+        SetFailure(code, QString(), details);
+    }
+
+    bool fill(QDomElement& catalog)
+    try {
+        const QString tag = QStringLiteral("category");
+        for (QDomElement category = catalog.firstChildElement(tag); !category.isNull();
+             category = category.nextSiblingElement(tag))
+            ++m_categories;
+        return ProcessVantrelCatalogRequest(catalog);
+    } catch (const Stopped&) {
+        return false;
+    }
+
+    Report& m_report;
+    qint64 m_received = 0;
+    int m_categories = 0;
+    int m_done = 0;
+    bool m_waits = false;
+};
+
+} // namespace
+
+Outcome RefreshCatalog(const QStringList&, Report& report)
+{
+    Outcome outcome;
+    const Snapshot before = TakeSnapshot();
+    if (RunToItsEnd(new CatalogRequest(report), outcome))
+        outcome.result = Compare(before, TakeSnapshot());
+    return outcome;
+}

@@ -1,0 +1,156 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The worker of the jobs for hosts: a process that runs one request to the store server, or one
+// other task, and ends. The request classes process events while they wait and work; here
+// nobody minds, and the host's own event loop is never entered from within. A task that is
+// killed leaves nothing half-written, since all files are replaced in one step.
+//
+//     store-worker TASK [WORD...]
+//
+// The host stops a task by closing its standard input. What is reported is in report.h.
+
+#include "host/worker/tasks.h"
+
+#include <QAbstractEventDispatcher>
+#include <QCoreApplication>
+#include <QEventLoop>
+#include <QFile>
+#include <QJsonDocument>
+#include <QSocketNotifier>
+#include <QThread>
+#include <algorithm>
+#include <csignal>
+#include <cstdio>
+#include <iterator>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <vantrelagent/catalog/savedtree.h>
+#include <vantrelagent/request/capi.h>
+
+namespace
+{
+
+struct Task {
+    const char* name;
+    Outcome (*run)(const QStringList& words, Report& report);
+    bool canBeStopped; // its standard input has nothing but its end
+};
+
+const Task tasks[] = {
+    { "refresh-catalog", RefreshCatalog, true },
+    { "refresh-sources", RefreshSources, true },
+    { "aisles", FetchAisles, true },
+    { "sync", SyncMachine, true },
+    { "register", RegisterMachine, true },
+    { "products", FetchProducts, true },
+    { "record", RecordProducts, false },
+    { "updates", FetchUpdates, true },
+    { "note-update", NoteUpdate, false },
+    { "inhibit", InhibitShutdown, true },
+};
+
+bool stopped = false;
+QEventLoop* waiting = nullptr; // for the stop
+
+// The waits of the requests pass events without a rest, which would take a whole core.
+void RestBetweenPasses()
+{
+    constexpr unsigned long rest = 200; // microseconds
+    QObject::connect(QAbstractEventDispatcher::instance(), &QAbstractEventDispatcher::awake,
+                     [] { QThread::usleep(rest); });
+}
+
+} // namespace
+
+bool IsStopped()
+{
+    return stopped;
+}
+
+void WaitForStop()
+{
+    QEventLoop loop;
+    waiting = &loop;
+    if (!stopped)
+        loop.exec();
+    waiting = nullptr;
+}
+
+QJsonObject ReadInput()
+{
+    QFile input;
+    if (!input.open(stdin, QIODevice::ReadOnly))
+        return QJsonObject();
+    return QJsonDocument::fromJson(input.readLine()).object();
+}
+
+bool RunToItsEnd(CAPI* request, Outcome& outcome)
+{
+    QEventLoop loop;
+    bool ended = false, succeeded = false;
+    NoteFailure(request, outcome);
+    QObject::connect(request, &CAPI::APIComplete, &loop, [&](bool ok) {
+        ended = true;
+        succeeded = ok;
+        loop.quit();
+    });
+    if (request->Execute() && !ended)
+        loop.exec();
+    if (!succeeded && outcome.code == AgentError::NoFailure)
+        outcome.code = AgentError::Other;
+    return outcome.code == AgentError::NoFailure;
+}
+
+SavedMark::SavedMark(const char* name) : m_path(Agent::SavedTreePath(name)), m_before(mark()) { }
+
+QByteArray SavedMark::mark() const
+{
+    struct stat info = {};
+    if (stat(QFile::encodeName(m_path).constData(), &info) != 0)
+        return QByteArray();
+    return QByteArray::number(qulonglong(info.st_ino)) + ' '
+        + QByteArray::number(qlonglong(info.st_mtim.tv_sec)) + ' '
+        + QByteArray::number(qlonglong(info.st_mtim.tv_nsec));
+}
+
+Outcome SavedMark::failure() const
+{
+    Outcome outcome;
+    outcome.code = AgentError::CannotWrite;
+    outcome.details = m_path;
+    return outcome;
+}
+
+int main(int argc, char** argv)
+{
+    // A terminal sends these to the host as well, which decides what to do.
+    std::signal(SIGINT, SIG_IGN);
+    std::signal(SIGHUP, SIG_IGN);
+    std::signal(SIGPIPE, SIG_IGN);
+    Report report;
+    const QCoreApplication application(argc, argv);
+    const QStringList words = QCoreApplication::arguments();
+    const auto task = std::find_if(std::begin(tasks), std::end(tasks), [&words](const Task& one) {
+        return words.value(1) == QLatin1String(one.name);
+    });
+    if (task == std::end(tasks)) {
+        std::fputs("store-worker: this program is started by the library\n", stderr);
+        return 2;
+    }
+    RestBetweenPasses();
+    QSocketNotifier input(STDIN_FILENO, QSocketNotifier::Read);
+    input.setEnabled(task->canBeStopped);
+    QObject::connect(&input, &QSocketNotifier::activated, [&input] {
+        input.setEnabled(false);
+        stopped = true;
+        CAPI::AbortTransfers();
+        if (waiting)
+            waiting->quit();
+    });
+    Outcome outcome = task->run(words.mid(2), report);
+    if (outcome.code != AgentError::NoFailure && stopped)
+        outcome.code = AgentError::Cancelled;
+    report.end(outcome);
+    return outcome.code == AgentError::NoFailure ? 0 : 1;
+}
