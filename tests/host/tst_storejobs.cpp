@@ -221,10 +221,13 @@ private slots:
             JobWatch before(new RefreshSourcesJob);
             QCOMPARE(before.outcome(), QStringLiteral("none"));
         }
-        serveIndexes(ScriptedServer::http("busy", "503 Service Unavailable"));
+        const QByteArray busy = ScriptedServer::http("busy", "503 Service Unavailable");
+        for (const char* suffix : { "", ".xz", ".bz2", ".lzma", ".gz", ".lz4", ".zst" })
+            serveIndexes(busy, suffix);
         JobWatch watch(new RefreshSourcesJob);
         QCOMPARE(watch.outcome(), QStringLiteral("refresh-failed"));
-        QVERIFY2(watch.details.contains(QLatin1String("503")), qPrintable(watch.details));
+        QVERIFY2(watch.details.contains(QLatin1String("503")),
+                 qPrintable(watch.details.right(1500)));
     }
 
     void aStoreWithoutSourcesIsAFailure()
@@ -236,7 +239,7 @@ private slots:
         JobWatch watch(new RefreshSourcesJob);
         QCOMPARE(watch.outcome(), QStringLiteral("refresh-failed"));
         QVERIFY2(watch.details.contains(QLatin1String("no package sources")),
-                 qPrintable(watch.details));
+                 qPrintable(watch.details.right(1500)));
     }
 
     void theAislesAreTypedAndSaved()
@@ -336,7 +339,8 @@ private slots:
         answer(ScriptedServer::http("<html>busy</html>", "503 Service Unavailable"));
         JobWatch watch(made());
         QCOMPARE(watch.outcome(), QStringLiteral("server-failed"));
-        QVERIFY2(watch.details.contains(QLatin1String("503")), qPrintable(watch.details));
+        QVERIFY2(watch.details.contains(QLatin1String("503")),
+                 qPrintable(watch.details.right(1500)));
     }
 
     void theServersTextIsInTheDetailsOfARefusal_data() { addJobs(); }
@@ -349,7 +353,7 @@ private slots:
         QCOMPARE(watch.outcome(), QStringLiteral("refused-by-server"));
         QCOMPARE(watch.text, Error::sentence(Error::RefusedByServer));
         QVERIFY2(watch.details.contains(QLatin1String("This machine is unknown.")),
-                 qPrintable(watch.details));
+                 qPrintable(watch.details.right(1500)));
     }
 
     void whatIsNoReplyIsNotUnderstood_data() { addJobs(); }
@@ -376,7 +380,8 @@ private slots:
         QVERIFY(m_store->useScripted({ "CAPIOther" }));
         JobWatch watch(new AislesJob);
         QCOMPARE(watch.outcome(), QStringLiteral("refused-by-server"));
-        QVERIFY2(watch.details.contains(QLatin1String("CAPIGetAisles")), qPrintable(watch.details));
+        QVERIFY2(watch.details.contains(QLatin1String("CAPIGetAisles")),
+                 qPrintable(watch.details.right(1500)));
     }
 
     void aFolderThatCannotBeWrittenIsNamed()
@@ -388,7 +393,8 @@ private slots:
         QVERIFY(QDir().mkpath(m_store->data(".catalog/x")));
         JobWatch watch(new RefreshCatalogJob);
         QCOMPARE(watch.outcome(), QStringLiteral("cannot-write"));
-        QVERIFY2(watch.details.contains(QLatin1String(".catalog")), qPrintable(watch.details));
+        QVERIFY2(watch.details.contains(QLatin1String(".catalog")),
+                 qPrintable(watch.details.right(1500)));
     }
 
     void aJobIsCancelledBeforeItBegins_data() { addJobs(); }
@@ -553,12 +559,11 @@ private:
     QList<QTcpSocket*> m_waiting;
 
     // The indexes of the flat repository, for each architecture that apt-get asks for.
-    void serveIndexes(const QByteArray& http)
+    void serveIndexes(const QByteArray& http, const char* suffix = "")
     {
         for (const char* architecture : { "all", "amd64", "i386" })
-            m_store->scripted.answer(QByteArray("/r/dists/././binary-") + architecture
-                                         + "/Packages",
-                                     http);
+            m_store->scripted.answer(
+                QByteArray("/r/dists/././binary-") + architecture + "/Packages" + suffix, http);
     }
     bool isAsked(const QByteArray& path) const
     {
