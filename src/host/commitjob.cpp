@@ -37,6 +37,16 @@ void CommitJob::setAllowRemovals(bool allow)
     m_steps->allowsRemovals = allow;
 }
 
+void CommitJob::setRecorded(bool record)
+{
+    m_steps->records = record;
+}
+
+bool CommitJob::isRecorded() const
+{
+    return m_steps->isRecorded();
+}
+
 Plan CommitJob::plan() const
 {
     return m_steps->plan();

@@ -19,6 +19,9 @@
 /// process, and by a lock among processes. A job that waits says for whom (waitingFor).
 ///
 /// It can be cancelled until dpkg begins to work.
+///
+/// From the beginning of the run to its end, the machine is not shut down (if there is logind,
+/// and it permits that), and the application does not quit by itself.
 
 #pragma once
 
@@ -33,6 +36,8 @@ class CommitSteps;
 class VANTRELAGENT_EXPORT CommitJob : public Job
 {
     Q_OBJECT
+    /// Whether the products were noted in the recently used list.
+    Q_PROPERTY(bool recorded READ isRecorded)
 
 public:
     /// Carries out `plan`, made by a PrepareJob.
@@ -42,6 +47,13 @@ public:
     /// Whether packages may be removed that nobody asked to remove: false at first. Without
     /// it, such a plan ends with RemovalsNotAllowed. To be set before the start.
     void setAllowRemovals(bool allow);
+
+    /// Whether the products of the plan are noted in the user's recently used list, after a
+    /// success: true at first. Products that are installed already are noted if they are not in
+    /// the list. To be set before the start.
+    void setRecorded(bool record);
+    /// Whether they were noted. A list that cannot be written does not make the job fail.
+    bool isRecorded() const;
 
     /// The plan that is, or was, carried out.
     Plan plan() const;

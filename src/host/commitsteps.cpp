@@ -28,7 +28,36 @@ void CommitSteps::start()
     const Failure refused = m_isShown ? refusal(m_plan) : Failure();
     if (refused.code != Error::NoError)
         end(refused);
+    else if (!m_isShown && AsksStore(m_plan.request))
+        askStore();
     else
+        takeTurn();
+}
+
+void CommitSteps::askStore()
+{
+    m_job.setPhase(Job::Preparing);
+    if (m_job.hasEnded())
+        return; // killed by a slot
+    m_question = std::make_unique<StoreQuestion>(m_plan.request);
+    connect(m_question.get(), &StoreQuestion::waits, this,
+            [this](const QString& text) { m_job.setWaitingFor(text); });
+    connect(m_question.get(), &StoreQuestion::ended, this, &CommitSteps::onAnswer);
+    m_question->start();
+}
+
+void CommitSteps::onAnswer()
+{
+    const Failure failure = m_question->failure();
+    m_job.setDetails(m_question->details());
+    if (failure.code != Error::NoError) {
+        end(failure);
+        return;
+    }
+    m_plan.request = m_question->request();
+    m_plan.products = m_question->products();
+    m_job.setWaitingFor(QString());
+    if (!endsEarly())
         takeTurn();
 }
 
@@ -47,28 +76,48 @@ void CommitSteps::takeTurn()
         [this](const QString& text) { m_job.setWaitingFor(text); });
 }
 
-// apt-get changes nothing until dpkg has taken over what it left when it was interrupted.
+// apt-get changes nothing until dpkg has taken over what it left when it was interrupted. A
+// repair shows that first.
 void CommitSteps::finishInterrupted()
 {
+    if (m_plan.request.kind == Request::Repair) {
+        makePlan();
+        return;
+    }
     ReadStatusBeside(this, [this](const SharedStatus& dpkg) {
         if (endsEarly())
             return;
-        if (!dpkg->WasInterrupted()) {
+        if (dpkg->WasInterrupted())
+            setUp(&CommitSteps::makePlan);
+        else
             makePlan();
-            return;
-        }
-        m_dpkgWorks = true;
-        m_job.setCancellable(false);
-        m_run = std::make_unique<ToolRun>();
-        connect(m_run.get(), &ToolRun::ended, this, [this] {
-            m_dpkgWorks = false;
-            m_job.setCancellable(true);
-            endRun();
-            makePlan();
-        });
-        m_run->start(Agent::SystemPath(QStringLiteral("/usr/bin/dpkg")),
-                     { QStringLiteral("--configure"), QStringLiteral("-a") });
     });
+}
+
+// Lets dpkg set up what is unpacked.
+void CommitSteps::setUp(void (CommitSteps::*then)())
+{
+    m_dpkgWorks = true;
+    m_job.setCancellable(false);
+    guard();
+    m_run = std::make_unique<ToolRun>();
+    connect(m_run.get(), &ToolRun::ended, this, [this, then] {
+        if (m_plan.request.kind == Request::Repair)
+            m_lines = m_run->lines(); // they may explain a failure
+        m_dpkgWorks = false;
+        m_job.setCancellable(true);
+        endRun();
+        if (!endsEarly())
+            (this->*then)();
+    });
+    m_run->start(Agent::SystemPath(QStringLiteral("/usr/bin/dpkg")),
+                 { QStringLiteral("--configure"), QStringLiteral("-a") });
+}
+
+void CommitSteps::guard()
+{
+    if (!m_guard)
+        m_guard = std::make_unique<SystemGuard>();
 }
 
 void CommitSteps::makePlan()
@@ -90,8 +139,11 @@ void CommitSteps::onPlan()
         failure = refusal(made);
     if (failure.code == Error::NoError && m_isShown && made.digest() != m_plan.digest())
         failure = { Error::PlanChanged, QString() };
-    if (!m_isShown)
-        m_plan = made;
+    if (!m_isShown) {
+        m_plan.request = made.request;
+        m_plan.rows = made.rows;
+        m_plan.problems = made.problems;
+    }
     if (failure.code != Error::NoError) {
         end(failure);
         return;
@@ -127,7 +179,19 @@ Failure CommitSteps::refusal(const Plan& made) const
     return Failure();
 }
 
+// dpkg sets up first what a repair shows as that; the front end does the rest.
 void CommitSteps::apply()
+{
+    guard();
+    const auto isSetup = [](const PlanRow& row) { return row.action == PlanRow::Configured; };
+    const int setups = int(std::count_if(m_plan.rows.begin(), m_plan.rows.end(), isSetup));
+    if (m_plan.request.kind == Request::Repair && (setups > 0 || m_before->WasInterrupted()))
+        setUp(&CommitSteps::runFrontEnd);
+    else
+        runFrontEnd();
+}
+
+void CommitSteps::runFrontEnd()
 {
     const qint64 bytes = m_plan.downloadSize();
     if (bytes > 0)
@@ -178,8 +242,8 @@ void CommitSteps::showProgress(const LineNews& news)
 
 void CommitSteps::onRunEnded(int status)
 {
-    m_lines = m_run->lines();
-    m_job.setDetails(m_run->log());
+    m_lines += m_run->lines();
+    m_job.setDetails(m_lines.join(QLatin1Char('\n')));
     endRun();
     m_job.setWaitingFor(QString());
     m_job.setCancellable(false);
@@ -192,7 +256,7 @@ void CommitSteps::judge(int status, const Agent::DpkgStatus& now)
 {
     const QStringList faults = Deviations(m_plan, *m_before, now);
     if (faults.isEmpty()) {
-        end(Failure());
+        note();
         return;
     }
     constexpr int MostFaults = 5;
@@ -209,8 +273,35 @@ void CommitSteps::judge(int status, const Agent::DpkgStatus& now)
     end(failure);
 }
 
+// What is noted after a success: the products in the recently used list, the date of a system
+// update. Others may go on meanwhile. A note that cannot be made is no failure of the change.
+void CommitSteps::note()
+{
+    const bool isUpdate = m_plan.request.kind == Request::SystemUpdate;
+    const bool hasProducts = records && !m_plan.products.isEmpty()
+        && m_plan.request.kind != Request::Remove;
+    m_turn.reset();
+    if (!isUpdate && !hasProducts) {
+        end(Failure());
+        return;
+    }
+    m_job.setCancellable(false);
+    m_notes = std::make_unique<WorkerRun>();
+    connect(m_notes.get(), &WorkerRun::ended, this, [this, hasProducts] {
+        m_isRecorded = hasProducts && m_notes->failure().code == Error::NoError;
+        end(Failure());
+    });
+    if (isUpdate)
+        m_notes->start({ QStringLiteral("note-update") });
+    else
+        m_notes->start({ QStringLiteral("record"),
+                         m_plan.isEmpty() ? QStringLiteral("missing") : QStringLiteral("all") },
+                       JsonOf(m_plan.products));
+}
+
 void CommitSteps::end(const Failure& failure)
 {
+    m_guard.reset();
     m_turn.reset(); // the next job may begin before the slots of the result run
     if (failure.code == Error::NoError)
         m_job.succeed();
@@ -229,6 +320,8 @@ void CommitSteps::endRun()
 
 void CommitSteps::stop()
 {
+    if (m_question)
+        m_question->stop();
     if (m_planning)
         m_planning->stop();
     if (m_run)
@@ -247,12 +340,15 @@ void CommitSteps::stop()
 
 void CommitSteps::letGo()
 {
+    StoreQuestion::letGo(std::move(m_question));
+    WorkerRun::letGo(std::move(m_notes));
     if (m_planning)
         m_planning->disconnect(this);
     if (m_planning)
         m_planning->stop();
-    ToolRun::letGo(std::move(m_run), std::move(m_turn), !m_dpkgWorks);
+    ToolRun::letGo(std::move(m_run), std::move(m_turn), std::move(m_guard), !m_dpkgWorks);
     m_turn.reset();
+    m_guard.reset();
 }
 
 } // namespace Pakmart

@@ -1,8 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The steps of a CommitJob, one after the other: its turn; what an interrupted dpkg has left;
-// the plan; the run; the comparison with dpkg's status.
+// The steps of a CommitJob, one after the other: what the store has to say; its turn; what an
+// interrupted dpkg has left; the plan; the run; the comparison with dpkg's status; what is noted
+// about it.
 
 #pragma once
 
@@ -10,6 +11,8 @@
 #include "host/planrun.h"
 #include "host/runlines.h"
 #include "host/statusbeside.h"
+#include "host/storequestion.h"
+#include "host/systemguard.h"
 #include "host/treeturn.h"
 
 #include <QElapsedTimer>
@@ -32,29 +35,41 @@ public:
     void letGo();
 
     const Plan& plan() const { return m_plan; }
+    bool isRecorded() const { return m_isRecorded; }
     bool allowsRemovals = false;
+    bool records = true;
 
 private:
+    void askStore();
+    void onAnswer();
     void takeTurn();
     void finishInterrupted();
     void makePlan();
     void onPlan();
     Failure refusal(const Plan& made) const;
     bool endsEarly();
+    void guard();
+    void setUp(void (CommitSteps::*then)());
     void apply();
+    void runFrontEnd();
     void onLine(const QString& line);
     void showProgress(const LineNews& news);
     void onRunEnded(int status);
     void judge(int status, const Agent::DpkgStatus& now);
+    void note();
     void end(const Failure& failure);
     void endRun();
 
     CommitJob& m_job;
     Plan m_plan;
     const bool m_isShown; // m_plan was shown to the user, and nothing else may be done
+    std::unique_ptr<StoreQuestion> m_question;
     std::unique_ptr<TreeTurn> m_turn;
     std::unique_ptr<PlanRun> m_planning;
     std::unique_ptr<ToolRun> m_run;
+    std::unique_ptr<SystemGuard> m_guard;
+    std::unique_ptr<WorkerRun> m_notes;
+    bool m_isRecorded = false;
     SharedStatus m_before;
     QStringList m_lines; // of the run
     QElapsedTimer m_download; // since its beginning

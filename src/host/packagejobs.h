@@ -22,6 +22,14 @@ class VANTRELAGENT_EXPORT InstallJob : public CommitJob
 public:
     /// Names of packages, with "=VERSION" for a certain one.
     explicit InstallJob(const QStringList& packages, QObject* parent = nullptr);
+
+    /// A job that installs products of the store by their serial numbers. It asks the store for
+    /// their packages, brings the package sources up to date if the store has changed them, and
+    /// after a success notes the products in the user's recently used list (setRecorded).
+    static InstallJob* ofProducts(const QList<int>& serials, QObject* parent = nullptr);
+
+private:
+    InstallJob(const Request& request, QObject* parent);
 };
 
 /// Removes packages; their configuration files stay.
@@ -52,6 +60,35 @@ class VANTRELAGENT_EXPORT ReinstallJob : public CommitJob
 public:
     /// Names of packages.
     explicit ReinstallJob(const QStringList& packages, QObject* parent = nullptr);
+};
+
+/// Updates the system: asks the store which packages are to be current, brings the package lists
+/// up to date, and installs these packages. It fails when it cannot find out what is current,
+/// and notes the date of the update (DateOfLastUpdate in /etc/pakmartd.conf) only after a
+/// success.
+class VANTRELAGENT_EXPORT SystemUpdateJob : public CommitJob
+{
+    Q_OBJECT
+
+public:
+    /// Prepares the job. PrepareJob shows its plan: Request{ Request::SystemUpdate }.
+    explicit SystemUpdateJob(QObject* parent = nullptr);
+
+    /// Whether this library's own package was changed, after a success: its hosts should be
+    /// restarted.
+    bool isAgentUpdated() const;
+};
+
+/// Repairs what an interruption or a failure has left: lets dpkg set up what is unpacked,
+/// reinstalls what is installed in part, and installs what is missing. It fails if a package is
+/// not whole afterwards. Succeeds without a change if nothing is broken.
+class VANTRELAGENT_EXPORT RepairJob : public CommitJob
+{
+    Q_OBJECT
+
+public:
+    /// Prepares the job. PrepareJob shows its plan: Request{ Request::Repair }.
+    explicit RepairJob(QObject* parent = nullptr);
 };
 
 } // namespace Pakmart

@@ -29,6 +29,8 @@ const char* ReasonWords(PlanRow::Reason reason)
         return QT_TRANSLATE_NOOP("Pakmart", "conflicts with %1");
     case PlanRow::Needs:
         return QT_TRANSLATE_NOOP("Pakmart", "needs %1");
+    case PlanRow::Broken:
+        return QT_TRANSLATE_NOOP("Pakmart", "installed in part");
     case PlanRow::OtherReason:
         break;
     }

@@ -32,12 +32,32 @@ public:
         Remove, ///< remove packages; their configuration files stay
         Upgrade, ///< upgrade installed packages: all of them if none is named
         Reinstall, ///< install the same versions again
+        SystemUpdate, ///< install the packages that the store names for the system
+        Repair, ///< finish what was interrupted, and mend what is broken
         OtherKind ///< a kind that this release does not know; it is refused
     };
     Q_ENUM(Kind)
 
     Kind kind = Install; ///< what to do
-    QStringList packages; ///< with which packages: "name", "name:architecture" or "name=version"
+    QStringList packages = {}; ///< with which packages: "name", "name:architecture" or "name=version"
+    /// The products of the store to install, by their serial numbers. The store is asked for
+    /// their packages when the plan is made, which are then in `packages` of the plan's request.
+    QList<int> products = {};
+};
+
+/// A product that a plan installs, as the store describes it. The texts are the store's.
+class VANTRELAGENT_EXPORT PlanProduct
+{
+    Q_GADGET
+
+public:
+    int serial = 0; ///< its number in the store
+    QString package; ///< its package
+    QString name; ///< its name
+    QString program; ///< the name of its program; may be empty
+    QString path; ///< the command that starts the program; may be empty
+    QString icon; ///< the path of the program's icon; may be empty
+    QString smallIcon; ///< the path of a small one; may be empty
 };
 
 /// One package of a plan.
@@ -53,6 +73,7 @@ public:
         Downgraded, ///< an older version replaces it
         Reinstalled, ///< the same version replaces it
         Removed, ///< it goes
+        Configured, ///< it is unpacked already, and is set up
         OtherAction ///< something that this release does not know
     };
     Q_ENUM(Action)
@@ -65,6 +86,7 @@ public:
         NoLongerNeeded, ///< nothing that stays needs it
         ConflictsWith, ///< another package of the plan cannot be installed beside it
         Needs, ///< it needs another package of the plan, which goes or changes
+        Broken, ///< it is installed in part, which is repaired
         OtherReason ///< anything else
     };
     Q_ENUM(Reason)
@@ -106,6 +128,8 @@ class VANTRELAGENT_EXPORT Plan
 public:
     /// The request that it is for.
     Request request;
+    /// The products of the request, in its order.
+    QList<PlanProduct> products;
     /// One row for each package that changes, sorted by action and name.
     QList<PlanRow> rows;
     /// What is to be known about it.
@@ -136,6 +160,7 @@ public:
 } // namespace Pakmart
 
 Q_DECLARE_METATYPE(Pakmart::Request)
+Q_DECLARE_METATYPE(Pakmart::PlanProduct)
 Q_DECLARE_METATYPE(Pakmart::PlanRow)
 Q_DECLARE_METATYPE(Pakmart::PlanProblem)
 Q_DECLARE_METATYPE(Pakmart::Plan)

@@ -31,6 +31,10 @@ QStringList CommandOf(const Request& request)
     switch (request.kind) {
     case Request::Remove:
         return { QStringLiteral("--no-auto-remove"), QStringLiteral("remove") };
+    case Request::Repair:
+        return QStringList{ QStringLiteral("--no-auto-remove"), QStringLiteral("--fix-broken") }
+        + (request.packages.isEmpty() ? QStringList() : QStringList{ QStringLiteral("--reinstall") })
+            + QStringList{ QStringLiteral("install") };
     case Request::Reinstall:
         return { QStringLiteral("--no-auto-remove"), QStringLiteral("--reinstall"),
                  QStringLiteral("install") };
@@ -49,6 +53,22 @@ bool HasAction(const Plan& plan, PlanRow::Action action)
 {
     return std::any_of(plan.rows.begin(), plan.rows.end(),
                        [action](const PlanRow& row) { return row.action == action; });
+}
+
+// Whether dpkg only has to set it up: everything else of it is there.
+bool NeedsSetup(const Agent::PackageState& state)
+{
+    return state.IsHalfWay() && state.flag == "ok" && state.status != "half-installed";
+}
+
+PlanRow RowOfSetup(const std::string& name, const Agent::PackageState& state)
+{
+    PlanRow row;
+    row.package = QString::fromStdString(name);
+    row.action = PlanRow::Configured;
+    row.reason = PlanRow::Broken;
+    row.oldVersion = row.newVersion = QString::fromStdString(state.version);
+    return row;
 }
 
 // The name with the version that the plan shows, so that the run installs no other one. An
@@ -101,7 +121,7 @@ PlanRun::PlanRun(const Request& request)
 
 PlanRun::~PlanRun()
 {
-    ToolRun::letGo(std::move(m_run), nullptr, true);
+    ToolRun::letGo(std::move(m_run), nullptr, nullptr, true);
 }
 
 void PlanRun::start()
@@ -109,7 +129,7 @@ void PlanRun::start()
     QTimer::singleShot(0, this, [this] {
         const Failure fault = faultOfRequest();
         if (fault.code == Error::NoError)
-            resolve();
+            begin();
         else
             finish(fault);
     });
@@ -125,7 +145,8 @@ void PlanRun::stop()
 Failure PlanRun::faultOfRequest() const
 {
     const Request& request = m_plan.request;
-    const bool all = request.kind == Request::Upgrade && request.packages.isEmpty();
+    const bool all = request.kind == Request::Upgrade || request.kind == Request::SystemUpdate
+        || request.kind == Request::Repair;
     if (request.kind < Request::Install || request.kind >= Request::OtherKind)
         return { Error::Other,
                  Text(QT_TRANSLATE_NOOP("Pakmart", "This kind of change is unknown.")) };
@@ -144,6 +165,38 @@ Failure PlanRun::faultOfRequest() const
     return Failure();
 }
 
+// A repair begins with what is broken; a system update has nothing to resolve if the store
+// names no package.
+void PlanRun::begin()
+{
+    const Request& request = m_plan.request;
+    const bool repairs = request.kind == Request::Repair;
+    if (!repairs && !(request.kind == Request::SystemUpdate && request.packages.isEmpty())) {
+        resolve();
+        return;
+    }
+    ReadStatusBeside(this, [this, repairs](const std::shared_ptr<const Agent::DpkgStatus>& dpkg) {
+        m_status = dpkg;
+        if (!repairs || !dpkg->IsReadable()) {
+            judgePlan();
+            return;
+        }
+        findBroken(*dpkg);
+        resolve();
+    });
+}
+
+void PlanRun::findBroken(const Agent::DpkgStatus& dpkg)
+{
+    m_plan.request.packages.clear();
+    for (const auto& [name, state] : dpkg.All()) {
+        if (NeedsSetup(state))
+            m_unconfigured << RowOfSetup(name, state);
+        else if (state.IsHalfWay())
+            m_plan.request.packages << QString::fromStdString(name);
+    }
+}
+
 void PlanRun::resolve()
 {
     m_run = std::make_unique<ToolRun>();
@@ -155,6 +208,9 @@ void PlanRun::resolve()
         m_details = m_warnings.join(QLatin1Char('\n'));
         const auto rows = reader->rows();
         m_plan.rows = rows.value_or(QList<PlanRow>());
+        for (const PlanRow& row : m_unconfigured)
+            if (m_plan.row(row.package).package.isEmpty())
+                m_plan.rows << row;
         judgeRun(status == 0 && !rows ? int(ToolRun::Killed) : status);
     });
     m_run->start(FrontEndProgram(), PlanningWords(m_plan.request));
@@ -213,10 +269,12 @@ void PlanRun::noteMissing()
     const Request::Kind kind = m_plan.request.kind;
     for (const QString& asked : m_plan.request.packages) {
         const QString name = BareName(asked);
-        if (kind != Request::Install && m_status->Of(name.toStdString()).IsGone())
+        const bool mayBeGone = kind == Request::Install || kind == Request::SystemUpdate;
+        if (!mayBeGone && m_status->Of(name.toStdString()).IsGone())
             addProblem(Error::NotInstalled, true, { name },
                        Text(QT_TRANSLATE_NOOP("Pakmart", "%1 is not installed.")).arg(name));
-        else if (kind == Request::Reinstall && m_plan.row(name).package.isEmpty())
+        else if ((kind == Request::Reinstall || kind == Request::Repair)
+                 && m_plan.row(name).package.isEmpty())
             addProblem(Error::UnknownPackage, true, { name },
                        Text(QT_TRANSLATE_NOOP("Pakmart",
                                               "%1 cannot be fetched again: no package source has "

@@ -46,6 +46,8 @@ Q_SIGNALS:
 
 private:
     Failure faultOfRequest() const;
+    void begin();
+    void findBroken(const Agent::DpkgStatus& dpkg);
     void resolve();
     void judgeRun(int status);
     void judgePlan();
@@ -59,6 +61,7 @@ private:
     Failure m_failure;
     QString m_details;
     QStringList m_warnings;
+    QList<PlanRow> m_unconfigured; // of a repair: what dpkg sets up before anything else
     std::unique_ptr<ToolRun> m_run;
     std::shared_ptr<const Agent::DpkgStatus> m_status;
 };

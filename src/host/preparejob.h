@@ -22,6 +22,7 @@ namespace Pakmart
 {
 
 class PlanRun;
+class StoreQuestion;
 
 class VANTRELAGENT_EXPORT PrepareJob : public Job
 {
@@ -44,9 +45,13 @@ protected:
     void letGo() override;
 
 private:
+    void onAnswer();
+    void makePlan();
     void onEnded();
 
     Request m_request;
+    QList<PlanProduct> m_products;
+    std::unique_ptr<StoreQuestion> m_question;
     std::unique_ptr<PlanRun> m_run;
 };
 

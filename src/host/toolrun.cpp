@@ -58,7 +58,8 @@ void ToolRun::terminate()
 }
 
 // The application object owns it from now on, so that it does not outlive that.
-void ToolRun::letGo(std::unique_ptr<ToolRun> run, std::unique_ptr<TreeTurn> turn, bool ends)
+void ToolRun::letGo(std::unique_ptr<ToolRun> run, std::unique_ptr<TreeTurn> turn,
+                    std::unique_ptr<SystemGuard> guard, bool ends)
 {
     if (!run)
         return;
@@ -68,6 +69,7 @@ void ToolRun::letGo(std::unique_ptr<ToolRun> run, std::unique_ptr<TreeTurn> turn
         return;
     }
     run->m_turn = std::move(turn);
+    run->m_guard = std::move(guard);
     if (ends)
         run->terminate();
     run->setParent(QCoreApplication::instance());

@@ -6,6 +6,7 @@
 
 #pragma once
 
+#include "host/systemguard.h"
 #include "host/treeturn.h"
 
 #include <QObject>
@@ -33,8 +34,10 @@ public:
     void terminate();
 
     // Lets a run go whose owner is going: nothing is emitted any more, and it is deleted, and
-    // gives the tree back, when the process has ended. With `ends`, that is asked to end.
-    static void letGo(std::unique_ptr<ToolRun> run, std::unique_ptr<TreeTurn> turn, bool ends);
+    // gives the tree and the guard back, when the process has ended. With `ends`, that is asked
+    // to end.
+    static void letGo(std::unique_ptr<ToolRun> run, std::unique_ptr<TreeTurn> turn,
+                      std::unique_ptr<SystemGuard> guard, bool ends);
 
     // The last lines, for a log.
     QString log() const { return m_log.join(QLatin1Char('\n')); }
@@ -53,6 +56,7 @@ private:
     QByteArray m_rest; // the beginning of a line whose end has not come yet
     QStringList m_log;
     std::unique_ptr<TreeTurn> m_turn; // of a run that was let go
+    std::unique_ptr<SystemGuard> m_guard; // the same
     bool m_hasEnded = false;
 };
 
