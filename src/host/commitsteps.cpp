@@ -278,8 +278,8 @@ void CommitSteps::judge(int status, const Agent::DpkgStatus& now)
 void CommitSteps::note()
 {
     const bool isUpdate = m_plan.request.kind == Request::SystemUpdate;
-    const bool hasProducts = records && !m_plan.products.isEmpty()
-        && m_plan.request.kind != Request::Remove;
+    const bool hasProducts
+        = records && !m_plan.products.isEmpty() && m_plan.request.kind != Request::Remove;
     m_turn.reset();
     if (!isUpdate && !hasProducts) {
         end(Failure());

@@ -155,6 +155,10 @@ Failure FailureOf(const QStringList& lines)
                  Error::sentence(Error::ScriptFailed) + QLatin1Char(' ') + script };
     if (!LineWith(lines, { "Held packages were changed" }).isEmpty())
         return { Error::PackageOnHold, Error::sentence(Error::PackageOnHold) };
+    const QString lost = LineWith(lines, { "but I can't find an archive for it" });
+    if (!lost.isEmpty())
+        return { Error::UnknownPackage,
+                 Error::sentence(Error::UnknownPackage) + QLatin1Char(' ') + lost };
     AptGetMessages messages;
     for (const QString& line : lines)
         messages.push_back(line.toStdString());

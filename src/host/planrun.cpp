@@ -33,7 +33,8 @@ QStringList CommandOf(const Request& request)
         return { QStringLiteral("--no-auto-remove"), QStringLiteral("remove") };
     case Request::Repair:
         return QStringList{ QStringLiteral("--no-auto-remove"), QStringLiteral("--fix-broken") }
-        + (request.packages.isEmpty() ? QStringList() : QStringList{ QStringLiteral("--reinstall") })
+        + (request.packages.isEmpty() ? QStringList()
+                                      : QStringList{ QStringLiteral("--reinstall") })
             + QStringList{ QStringLiteral("install") };
     case Request::Reinstall:
         return { QStringLiteral("--no-auto-remove"), QStringLiteral("--reinstall"),

@@ -16,7 +16,8 @@ namespace
 
 PlanProduct ProductOf(const QJsonObject& object)
 {
-    const auto text = [&object](const char* name) { return object[QLatin1String(name)].toString(); };
+    const auto text
+        = [&object](const char* name) { return object[QLatin1String(name)].toString(); };
     PlanProduct product;
     product.serial = object[QLatin1String("serial")].toInt();
     product.package = text("package");

@@ -209,8 +209,8 @@ void WorkerRun::launch()
 
 void WorkerRun::stop()
 {
-    if (m_hasEnded || m_stops)
-        return;
+    if (m_hasEnded || m_stops || !m_turn)
+        return; // it ends, or has not begun
     m_stops = true;
     if (m_process) {
         m_process->closeWriteChannel();
