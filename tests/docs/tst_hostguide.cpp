@@ -5,11 +5,13 @@
 // is, on the public headers and the target for hosts.
 
 #include "tests/host/repository.h"
+#include "tests/host/storemachine.h"
 
 #include <QtTest>
 #include <functional>
 #include <vantrelagent/host/packagejobs.h>
 #include <vantrelagent/host/preparejob.h>
+#include <vantrelagent/host/storejobs.h>
 
 // ---- code that the page shows ----
 
@@ -71,6 +73,36 @@ void Follow(Pakmart::Job* job, QObject* host, const std::function<void(const QSt
     QObject::connect(job, &Job::packageChanged, host, show);
 }
 //! [follow]
+
+//! [product]
+void InstallProduct(int serial, QObject* host,
+                    const std::function<void(const QString& failure, const QString& program)>& done)
+{
+    Pakmart::InstallJob* job = Pakmart::InstallJob::ofProducts({ serial });
+    QObject::connect(job, &KJob::result, host, [job, done] {
+        const QList<Pakmart::PlanProduct> products = job->plan().products;
+        done(job->errorString(), products.isEmpty() ? QString() : products.first().path);
+    });
+    job->start();
+}
+//! [product]
+
+//! [refresh]
+void Refresh(QObject* host, const std::function<void(const QString& news)>& show)
+{
+    auto* job = new Pakmart::RefreshCatalogJob;
+    QObject::connect(job, &Pakmart::RefreshCatalogJob::resultReady, host, [job, show] {
+        show(QStringLiteral("%1 products").arg(job->products()));
+        for (const Pakmart::CatalogChange& product : job->added())
+            show(QStringLiteral("new: %1 (%2)").arg(product.name).arg(product.serial));
+    });
+    QObject::connect(job, &KJob::result, host, [job, show] {
+        if (job->error())
+            show(job->errorString() + QLatin1Char(' ') + job->details());
+    });
+    job->start();
+}
+//! [refresh]
 
 // ---- the test ----
 
@@ -140,6 +172,32 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(done, 60000);
         QVERIFY(shown.contains(QStringLiteral("foe")));
         QVERIFY(shown.contains(QStringLiteral("100 %")));
+    }
+
+    void asksTheStore()
+    {
+        StoreMachine store;
+        QVERIFY(store.setUp());
+        QVERIFY(store.use("http://127.0.0.1:9/getagentapi.php"));
+        QStringList shown;
+        const auto show = [&shown](const QString& news) { shown << news; };
+        Refresh(this, show);
+        QTRY_COMPARE_WITH_TIMEOUT(shown.size(), 1, 60000);
+        QVERIFY2(shown.first().startsWith(QLatin1String("The store cannot be reached.")),
+                 qPrintable(shown.first()));
+        shown.clear();
+        QVERIFY(store.serve());
+        Refresh(this, show);
+        QTRY_VERIFY_WITH_TIMEOUT(shown.contains(QLatin1String("new: Star Lander (1001)")), 60000);
+        QVERIFY(shown.first().endsWith(QLatin1String(" products")));
+
+        QString failure = QStringLiteral("not done"), program;
+        InstallProduct(1001, this, [&](const QString& text, const QString& path) {
+            failure = text;
+            program = path;
+        });
+        QTRY_COMPARE_WITH_TIMEOUT(failure, QString(), 60000);
+        QVERIFY2(program.contains(QLatin1String("starlander")), qPrintable(program));
     }
 };
 
