@@ -6,6 +6,7 @@
 
 #include "db/catalogscan.h"
 #include "host/storejobs.h"
+#include "install/privatetree.h"
 #include "tests/common/pulse.h"
 #include "tests/host/hostmachine.h"
 #include "tests/host/storemachine.h"
@@ -354,6 +355,54 @@ private slots:
         QCOMPARE(watch.text, Error::sentence(Error::RefusedByServer));
         QVERIFY2(watch.details.contains(QLatin1String("This machine is unknown.")),
                  qPrintable(watch.details.right(1500)));
+    }
+
+    // Such characters make a text look like another one, where people read it.
+    void textsOfTheStoreAreFreeOfFormatCharacters()
+    {
+        QVERIFY(m_store->useScripted({ "CAPIGetAisles", "CAPISyncMyMachine" }));
+        const QByteArray turned = "A\xE2\x80\xAE"
+                                  "B";
+        m_store->scripted.answer("/CAPIGetAisles",
+                                 ScriptedServer::http(StoreMachine::reply(
+                                     "<aisles><aisle name=\"" + turned + "\"/></aisles>")));
+        auto* job = new AislesJob;
+        job->setAutoDelete(false);
+        JobWatch watch(job);
+        QCOMPARE(watch.outcome(), QStringLiteral("none"));
+        QCOMPARE(job->aisles().value(0).name, QStringLiteral("AB"));
+        delete job;
+        m_store->scripted.answer("/CAPISyncMyMachine",
+                                 ScriptedServer::http(StoreMachine::reply(
+                                     "", "resultcode=\"FAILED\" msg=\"" + turned + "&#10;C\"")));
+        JobWatch refused(new SyncJob);
+        QCOMPARE(refused.outcome(), QStringLiteral("refused-by-server"));
+        QVERIFY2(refused.details.startsWith(QLatin1String("AB\nC")), qPrintable(refused.details));
+    }
+
+    void aRefreshWaitsForOtherWorkOnThePackages_data()
+    {
+        QTest::addColumn<bool>("cancels");
+        QTest::newRow("to its end") << false;
+        QTest::newRow("cancelled") << true;
+    }
+    void aRefreshWaitsForOtherWorkOnThePackages()
+    {
+        QFETCH(bool, cancels);
+        QVERIFY(m_store->serve());
+        QVERIFY(QDir().mkpath(StoreMachine::tree()));
+        auto tree = std::make_unique<Agent::TreeLock>(StoreMachine::tree().toStdString());
+        QVERIFY(tree->TryTake());
+        auto* job = new RefreshSourcesJob;
+        JobWatch watch(job);
+        job->start();
+        QTRY_VERIFY_WITH_TIMEOUT(!job->waitingFor().isEmpty(), 30000);
+        QCOMPARE(job->phase(), Job::Waiting);
+        if (cancels)
+            job->cancel();
+        else
+            tree.reset();
+        QCOMPARE(watch.end(), cancels ? QStringLiteral("cancelled") : QStringLiteral("none"));
     }
 
     void whatIsNoReplyIsNotUnderstood_data() { addJobs(); }

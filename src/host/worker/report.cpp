@@ -10,6 +10,22 @@
 #include <unistd.h>
 #include <vantrelagent/request/capi.h>
 
+namespace
+{
+
+// Of many lines the last ones say why.
+QString PlainLines(const QString& text)
+{
+    constexpr int most = 200;
+    const QStringList lines = text.split(QLatin1Char('\n'));
+    QStringList plain;
+    for (const QString& line : lines.mid(std::max(0, int(lines.size()) - most)))
+        plain << Plain(line);
+    return plain.join(QLatin1Char('\n'));
+}
+
+} // namespace
+
 Report::Report() : m_output(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3))
 {
     const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
@@ -52,7 +68,7 @@ void Report::end(const Outcome& outcome)
 {
     write({ { QStringLiteral("end"), AgentError::Name(outcome.code) },
             { QStringLiteral("sentence"), Plain(outcome.sentence) },
-            { QStringLiteral("details"), outcome.details },
+            { QStringLiteral("details"), PlainLines(outcome.details) },
             { QStringLiteral("result"), outcome.result } });
 }
 
