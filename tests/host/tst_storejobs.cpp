@@ -12,6 +12,7 @@
 #include "tests/host/storemachine.h"
 
 #include <QPointer>
+#include <sys/file.h>
 #include <unistd.h>
 
 using namespace Pakmart;
@@ -59,16 +60,21 @@ private:
         QFile list(QStringLiteral("/proc/self/task/%1/children").arg(getpid()));
         return list.open(QIODevice::ReadOnly) ? int(list.readAll().split(' ').size()) - 1 : -1;
     }
-    static QByteArray catalog(int products, const char* version = "1.0")
+    static QByteArray category(int products, int from = 0, const char* version = "1.0")
     {
-        QByteArray text = "<catalog><category name=\"Games\" home_page=\"\" serialnumber=\"1\">";
-        for (int i = 1; i <= products; ++i) {
+        QByteArray text = "<category name=\"Games" + QByteArray::number(from)
+            + "\" home_page=\"\" serialnumber=\"1\">";
+        for (int i = from + 1; i <= from + products; ++i) {
             const QByteArray number = QByteArray::number(i);
             text += "<product name=\"Product%20" + number + "\"><packagename>package" + number
                 + "</packagename><serialnumber>" + number + "</serialnumber><version>" + version
                 + "</version></product>";
         }
-        return text + "</category></catalog>";
+        return text + "</category>";
+    }
+    static QByteArray catalog(int products, const char* version = "1.0")
+    {
+        return "<catalog>" + category(products, 0, version) + "</catalog>";
     }
     static int countProducts()
     {
@@ -529,6 +535,53 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(children(), 0, 60000);
         QVERIFY(countProducts() == 10 || countProducts() == 20000);
         QCOMPARE(m_store->spoolFiles(), QStringList());
+    }
+
+    void aJobThatIsCancelledWhileItStoresLeavesTheOldCatalog()
+    {
+        QVERIFY(fillCatalog(10));
+        QByteArray body;
+        for (int i = 0; i < 60; ++i)
+            body += category(500, i * 500);
+        m_store->scripted.answer(
+            "/CAPIUpdateCatalog",
+            ScriptedServer::http(StoreMachine::reply("<catalog>" + body + "</catalog>")));
+        auto* job = new RefreshCatalogJob;
+        JobWatch watch(job);
+        connect(job, &Job::phaseChanged, this, [job](Job::Phase now) {
+            if (now == Job::Storing)
+                job->cancel();
+        });
+        QCOMPARE(watch.outcome(), QStringLiteral("cancelled"));
+        QCOMPARE(countProducts(), 10);
+    }
+
+    void anUpdateWaitsForThatOfAnotherProcess_data()
+    {
+        QTest::addColumn<bool>("cancels");
+        QTest::newRow("to its end") << false;
+        QTest::newRow("cancelled") << true;
+    }
+    void anUpdateWaitsForThatOfAnotherProcess()
+    {
+        QFETCH(bool, cancels);
+        QVERIFY(fillCatalog(10));
+        m_store->scripted.answer("/CAPIUpdateCatalog",
+                                 ScriptedServer::http(StoreMachine::reply(catalog(20))));
+        QFile lock(m_store->data(".VACatalog.lock"));
+        QVERIFY(lock.open(QIODevice::ReadWrite));
+        QCOMPARE(flock(lock.handle(), LOCK_EX | LOCK_NB), 0);
+        auto* job = new RefreshCatalogJob;
+        JobWatch watch(job);
+        job->start();
+        QTRY_VERIFY_WITH_TIMEOUT(!job->waitingFor().isEmpty(), 30000);
+        QCOMPARE(countProducts(), 10);
+        if (cancels)
+            job->cancel();
+        else
+            lock.close();
+        QCOMPARE(watch.end(), cancels ? QStringLiteral("cancelled") : QStringLiteral("none"));
+        QCOMPARE(countProducts(), cancels ? 10 : 20);
     }
 
     void aWorkerThatIsKilledLeavesTheOldCatalogAndIsAFailure_data()
