@@ -300,7 +300,7 @@ private slots:
                 job->deleteLater();
         });
         QTimer::singleShot(0, job, [job] { job->start(); });
-        QTimer::singleShot(60000, qApp, [] { QCoreApplication::exit(1); });
+        QTimer::singleShot(60000, QCoreApplication::instance(), [] { QCoreApplication::exit(1); });
         QCOMPARE(QCoreApplication::exec(), 0);
         QVERIFY(applies);
         QCOMPARE(HostMachine::has("app"), QByteArray("install ok installed 1.0"));
