@@ -28,17 +28,17 @@ public:
 
     TaskTurn(const QString& task, Granted granted) : m_task(task), m_granted(std::move(granted))
     {
-        Queues()[m_task].append(this);
+        queues()[m_task].append(this);
     }
     ~TaskTurn() override
     {
-        QList<TaskTurn*>& queue = Queues()[m_task];
+        QList<TaskTurn*>& queue = queues()[m_task];
         const bool wasFirst = queue.first() == this;
         queue.removeAll(this);
         if (wasFirst && !queue.isEmpty())
             queue.first()->grant();
     }
-    bool isFirst() const { return Queues()[m_task].first() == this; }
+    bool isFirst() const { return queues()[m_task].first() == this; }
     // Calls back from the event loop.
     void grant()
     {
@@ -51,10 +51,10 @@ public:
     void forget() { m_granted = nullptr; }
 
 private:
-    static QHash<QString, QList<TaskTurn*>>& Queues()
+    static QHash<QString, QList<TaskTurn*>>& queues()
     {
-        static QHash<QString, QList<TaskTurn*>> queues;
-        return queues;
+        static QHash<QString, QList<TaskTurn*>> all;
+        return all;
     }
 
     const QString m_task;
