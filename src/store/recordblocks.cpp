@@ -22,16 +22,15 @@ constexpr std::int64_t near = 8;
 std::int64_t SizeOf(const OpenStoreFile& file)
 {
     struct stat status;
-    const bool isFile
-        = file && storeFiles().Status(file.descriptor(), &status) == 0 && S_ISREG(status.st_mode);
+    const bool isFile = file && file.Status(&status) == 0 && S_ISREG(status.st_mode);
     return isFile ? status.st_size : -1;
 }
 
 } // namespace
 
 // Without O_NONBLOCK, a pipe in place of the file would block the program.
-RecordBlocks::RecordBlocks(const std::string& path, int recordLength)
-    : m_file(path.c_str(), O_RDONLY | O_NONBLOCK, 0),
+RecordBlocks::RecordBlocks(const std::string& path, int recordLength, StoreFiles* files)
+    : m_file(path.c_str(), O_RDONLY | O_NONBLOCK, 0, files),
       m_length(std::max(recordLength, headerLength)), m_size(SizeOf(m_file))
 {
 }

@@ -20,8 +20,8 @@ class RecordBlocks
 {
 public:
     // A record is never shorter than a header. A path that is not a regular file
-    // has no records.
-    RecordBlocks(const std::string& path, int recordLength);
+    // has no records. The file system must outlive the object; null: the one in use.
+    RecordBlocks(const std::string& path, int recordLength, StoreFiles* files = nullptr);
 
     // Whether it is a regular file that can be read.
     explicit operator bool() const { return m_size >= 0; }

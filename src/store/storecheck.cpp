@@ -269,10 +269,10 @@ void CompareFreeSpace(const BlockChain& chain, const FreeList& listed, Report* r
 
 } // namespace
 
-Findings CheckDataFile(const std::string& path, int recordLength)
+Findings CheckDataFile(const std::string& path, int recordLength, StoreFiles* files)
 {
     Report report;
-    RecordBlocks records(path, recordLength);
+    RecordBlocks records(path, recordLength, files);
     DataFileHeader header;
     if (!CheckHeader(records, &report, &header))
         return report.Take();
@@ -288,10 +288,10 @@ Findings CheckDataFile(const std::string& path, int recordLength)
 }
 
 Findings CheckIndex(const std::string& path, int keyLength, bool allowDuplicates,
-                    std::vector<IndexEntry>* entries)
+                    std::vector<IndexEntry>* entries, StoreFiles* files)
 {
     Report report;
-    RecordBlocks records(path, PackedLength(keyLength));
+    RecordBlocks records(path, PackedLength(keyLength), files);
     DataFileHeader header;
     if (!CheckHeader(records, &report, &header))
         return report.Take();

@@ -88,6 +88,11 @@ int StoreFiles::MakeFolder(const char* path, mode_t mode)
     return ::mkdir(path, mode);
 }
 
+StoreFiles& MachineFiles()
+{
+    return machine;
+}
+
 StoreFiles& storeFiles()
 {
     return *inUse;

@@ -38,6 +38,9 @@ public:
     virtual int MakeFolder(const char* path, mode_t mode); ///< mkdir(2)
 };
 
+/// The machine's own file system: the default of everything that takes one.
+StoreFiles& MachineFiles();
+
 /// The file system in use for handles without one of their own. The store does not own
 /// it.
 StoreFiles& storeFiles();
