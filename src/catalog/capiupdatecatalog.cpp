@@ -4,8 +4,8 @@
 #include "catalog/capiupdatecatalog.h"
 
 #include "catalog/catalogproduct.h"
-#include "catalog/catalogrecord.h"
 #include "catalog/savedtree.h"
+#include "db/rebuild.h"
 #include "support/ctracer.h"
 #include "util/desktop.h"
 

@@ -4,8 +4,10 @@
 #include "catalog/catalogproduct.h"
 
 #include "base/text.h"
+#include "db/ccatalogfile.h"
 #include "db/productfields.h"
 #include "util/eventwait.h"
+#include "util/logdb.h"
 #include "util/urltext.h"
 
 #include <QDomElement>
@@ -117,6 +119,19 @@ void ForEachProduct(const QDomElement& category,
             TakeElement(product, child);
         take(product);
     }
+}
+
+void RecordProduct(const CatalogProduct& product, CCatalogFile& file)
+{
+    file.AddNew();
+    file.setFields(product);
+    file.setDescription(QString::fromStdString(product.description));
+    for (const std::string& name : product.dependencies)
+        file.AddDependency(name.c_str());
+    // An index refuses the second product of a package, which is then stored in part.
+    if (!file.SaveRecord())
+        qCInfo(logDb, "product %d is not whole: an index refuses it, or it cannot be written",
+               int(product.ServerSerialNumber()));
 }
 
 } // namespace Agent

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The walk over a catalog element as the server sends it, and the fields of its
-// products.
+// The walk over a catalog element as the server sends it, the fields of its products, and
+// their way into the catalog database.
 //
 // The catalog's own children named "category" count, and of each category all
 // elements named "product" below it, at any depth, in the order of the document.
@@ -15,6 +15,7 @@
 #include <string>
 #include <vector>
 
+class CCatalogFile;
 class QDomElement;
 
 namespace Agent
@@ -40,5 +41,9 @@ void ForEachCategory(const QDomElement& catalog,
 // Events are processed on the way.
 void ForEachProduct(const QDomElement& category,
                     const std::function<void(const CatalogProduct& product)>& take);
+
+// Adds a product as one new record, not installed. Texts are cut to their fields;
+// parts that the database refuses are left out.
+void RecordProduct(const CatalogProduct& product, CCatalogFile& file);
 
 } // namespace Agent

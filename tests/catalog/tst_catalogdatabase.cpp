@@ -4,8 +4,8 @@
 // The catalog database made from a catalog element: its content, and its state after an
 // interruption.
 
-#include "catalog/catalogrecord.h"
 #include "db/cdependency.h"
+#include "db/rebuild.h"
 #include "tests/catalog/wholecatalogs.h"
 #include "tests/common/plainuser.h"
 #include "tests/common/processes.h"

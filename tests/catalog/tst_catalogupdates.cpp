@@ -4,7 +4,7 @@
 // Concurrent updates: one within another, in two processes, after a killed one, and with
 // planted files.
 
-#include "catalog/updatelock.h"
+#include "db/updatelock.h"
 #include "tests/catalog/wholecatalogs.h"
 #include "tests/common/plainuser.h"
 #include "tests/request/requests.h"

@@ -4,12 +4,12 @@
 // The logging categories: silent by default, and their messages when switched on.
 
 #include "catalog/catalogproduct.h"
-#include "catalog/catalogrecord.h"
 #include "catalog/cxmlnode.h"
 #include "catalog/savedtree.h"
 #include "db/ccatalogfile.h"
 #include "db/cdpkg.h"
 #include "db/productfields.h"
+#include "db/rebuild.h"
 #include "install/crun.h"
 #include "install/crunaptget.h"
 #include "tests/common/datafolder.h"

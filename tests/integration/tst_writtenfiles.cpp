@@ -7,12 +7,12 @@
 // PAKMART_WRITTEN_FILES names.
 
 #include "catalog/catalogproduct.h"
-#include "catalog/catalogrecord.h"
 #include "catalog/cxmlnode.h"
 #include "catalog/savedtree.h"
 #include "db/ccatalogfile.h"
 #include "db/crufile.h"
 #include "db/dbshared.h"
+#include "db/rebuild.h"
 #include "request/replydocument.h"
 #include "store/indexfile.h"
 #include "tests/common/datafolder.h"

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-#include "catalog/updatelock.h"
+#include "db/updatelock.h"
 
 #include "db/dblayouts.h"
 #include "util/logcatalog.h"

@@ -1,7 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// How the products of a catalog become the catalog database.
+// Replaces the catalog database by a new one, which is filled in a folder of its own and
+// published when it is complete.
 
 #pragma once
 
@@ -11,8 +12,6 @@ class CCatalogFile;
 
 namespace Agent
 {
-
-struct CatalogProduct;
 
 // Makes a new, empty database, lets `fill` record the products, and closes it. The new
 // one replaces the old one in one step when it is complete and on the disk (see
@@ -24,9 +23,5 @@ struct CatalogProduct;
 // refused.
 bool RebuildCatalogDatabase(const std::function<void(CCatalogFile& file)>& fill,
                             const std::function<bool()>& wait);
-
-// Adds a product as one new record, not installed. Texts are cut to their fields;
-// parts that the database refuses are left out.
-void RecordProduct(const CatalogProduct& product, CCatalogFile& file);
 
 } // namespace Agent

@@ -1,18 +1,16 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-#include "catalog/catalogrecord.h"
+#include "db/rebuild.h"
 
 #include "base/descriptor.h"
-#include "catalog/catalogproduct.h"
-#include "catalog/updatelock.h"
 #include "db/ccatalogfile.h"
 #include "db/dbshared.h"
 #include "db/generations.h"
 #include "db/heldfiles.h"
+#include "db/updatelock.h"
 #include "util/eventwait.h"
 #include "util/logcatalog.h"
-#include "util/logdb.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -138,19 +136,6 @@ try {
 } catch (const std::bad_alloc&) {
     qCInfo(logCatalog, "the catalog cannot be updated, there is not enough memory");
     return OutOfMemory();
-}
-
-void RecordProduct(const CatalogProduct& product, CCatalogFile& file)
-{
-    file.AddNew();
-    file.setFields(product);
-    file.setDescription(QString::fromStdString(product.description));
-    for (const std::string& name : product.dependencies)
-        file.AddDependency(name.c_str());
-    // An index refuses the second product of a package, which is then stored in part.
-    if (!file.SaveRecord())
-        qCInfo(logDb, "product %d is not whole: an index refuses it, or it cannot be written",
-               int(product.ServerSerialNumber()));
 }
 
 } // namespace Agent
