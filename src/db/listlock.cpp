@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <chrono>
 #include <fcntl.h>
+#include <map>
 #include <sys/file.h>
 #include <thread>
 #include <unistd.h>
@@ -20,9 +21,17 @@ namespace
 
 using Clock = std::chrono::steady_clock;
 
-// Held once for all objects of the process that need it.
-int holders = 0;
-int descriptor = -1;
+struct Lock {
+    int holders = 0;
+    int descriptor = -1;
+};
+
+// Each list's lock is held once for all objects of the process that need it.
+std::map<std::string, Lock>& Locks()
+{
+    static std::map<std::string, Lock> locks;
+    return locks;
+}
 
 bool Wait(int file)
 {
@@ -39,25 +48,27 @@ bool Wait(int file)
 
 } // namespace
 
-ListLock::ListLock(const std::string& dataFile) : m_free(true)
+ListLock::ListLock(const std::string& dataFile) : m_path(dataFile + ".lock"), m_free(true)
 {
-    const std::string path = dataFile + ".lock"; // may throw, so before counting a holder
-    if (holders++ > 0)
+    Lock& lock = Locks()[m_path]; // may throw, so before counting a holder
+    if (lock.holders++ > 0)
         return;
     // Read access is enough for a lock, so a file of another user works as well.
-    descriptor = open(path.c_str(), O_RDONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0666);
-    m_free = descriptor < 0 || Wait(descriptor);
+    lock.descriptor
+        = open(m_path.c_str(), O_RDONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0666);
+    m_free = lock.descriptor < 0 || Wait(lock.descriptor);
     if (!m_free)
-        qCInfo(logDb, "%s is held by another process", path.c_str());
+        qCInfo(logDb, "%s is held by another process", m_path.c_str());
 }
 
 ListLock::~ListLock()
 {
-    if (--holders > 0)
+    const auto at = Locks().find(m_path);
+    if (--at->second.holders > 0)
         return;
-    if (descriptor >= 0)
-        close(descriptor);
-    descriptor = -1;
+    if (at->second.descriptor >= 0)
+        close(at->second.descriptor);
+    Locks().erase(at);
 }
 
 } // namespace Agent

@@ -3,8 +3,8 @@
 
 // One change of a list at a time: a lock between objects and processes.
 //
-// Within a process it may be taken again while it is held. Its holders do not process
-// events.
+// Within a process the lock of a list may be taken again while it is held. Its holders do
+// not process events.
 
 #pragma once
 
@@ -29,6 +29,7 @@ public:
     explicit operator bool() const { return m_free; }
 
 private:
+    const std::string m_path;
     bool m_free;
 };
 
