@@ -12,6 +12,7 @@
 #include "bench/catalog/sqlitecatalog.h"
 #include "db/ccatalogfile.h"
 #include "store/indexfile.h"
+#include "tests/db/switchedfiles.h"
 #include "tests/store/storeshims.h"
 
 #include <QTemporaryDir>
@@ -92,9 +93,9 @@ void Fill(CCatalogFile& catalog, const DebianPackage& package, int serial, With 
         catalog.setDependencies(package.depends);
 }
 
-void BuildCatalog(With with)
+void BuildCatalog(With with, StoreFiles& files = MachineFiles())
 {
-    CCatalogFile catalog;
+    CCatalogFile catalog(OnFiles(files));
     if (!catalog.Create())
         qFatal("no catalog can be made: run this in a sandbox");
     int serial = 0;
@@ -141,8 +142,7 @@ void CallsOfABuild(benchmark::State& state)
 {
     const auto count = [&state](const char* of, With with) {
         CountingFiles files;
-        const UsedStoreFiles used(&files);
-        BuildCatalog(with);
+        BuildCatalog(with, files);
         state.counters[of] = double(files.opens) / double(shared->packages.size());
     };
     for (auto _ : state) {

@@ -106,7 +106,7 @@ private:
 // new catalog, which no other process knows yet.
 struct HeldFolder {
     explicit HeldFolder(const std::string& folder)
-        : descriptor(open(folder.c_str(), O_RDONLY | O_DIRECTORY)), files(descriptor)
+        : descriptor(open(folder.c_str(), O_RDONLY | O_DIRECTORY)), files(storeFiles(), descriptor)
     {
     }
     ~HeldFolder()

@@ -5,6 +5,7 @@
 
 #include "catalog/catalogproduct.h"
 #include "catalog/savedtree.h"
+#include "db/dboptions.h"
 #include "db/rebuild.h"
 #include "support/ctracer.h"
 #include "util/desktop.h"
@@ -13,10 +14,18 @@
 
 using namespace Agent;
 
-CAPIUpdateCatalog::CAPIUpdateCatalog(bool bSilent, bool bWait) : CAPI(bSilent, false, bWait)
+CAPIUpdateCatalog::CAPIUpdateCatalog(bool bSilent, bool bWait)
+    : CAPIUpdateCatalog(bSilent, bWait, DbOptions())
+{
+}
+
+CAPIUpdateCatalog::CAPIUpdateCatalog(bool bSilent, bool bWait, const DbOptions& options)
+    : CAPI(bSilent, false, bWait), m_options(std::make_unique<const DbOptions>(options))
 {
     CTracer tracer("CAPIUpdateCatalog::CAPIUpdateCatalog");
 }
+
+CAPIUpdateCatalog::~CAPIUpdateCatalog() = default;
 
 void CAPIUpdateCatalog::onSuccessfulTransfer(QDomElement* pElement)
 {
@@ -33,8 +42,9 @@ bool CAPIUpdateCatalog::ProcessVantrelCatalogRequest(QDomElement& catalog)
         });
     };
     const unsigned aborted = AbortCount();
-    return RebuildCatalogDatabase(
-        fill, [this, aborted] { return WaitForOtherUpdate() && AbortCount() == aborted; });
+    return RebuildCatalogDatabase(*m_options, fill, [this, aborted] {
+        return WaitForOtherUpdate() && AbortCount() == aborted;
+    });
 }
 
 bool CAPIUpdateCatalog::WaitForOtherUpdate()

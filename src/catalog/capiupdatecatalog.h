@@ -17,7 +17,14 @@
 
 #include "../request/capi.h"
 
+#include <memory>
+
 class CCatalogFile;
+
+namespace Agent
+{
+struct DbOptions;
+} // namespace Agent
 
 class VANTRELAGENT_EXPORT CAPIUpdateCatalog : public CAPI
 {
@@ -26,6 +33,10 @@ class VANTRELAGENT_EXPORT CAPIUpdateCatalog : public CAPI
 public:
     /// Silent or not; with `bWait` Execute returns after the end.
     CAPIUpdateCatalog(bool bSilent, bool bWait);
+    /// With a database in another folder or file system; the type of the options is
+    /// internal to the library.
+    CAPIUpdateCatalog(bool bSilent, bool bWait, const Agent::DbOptions& options);
+    ~CAPIUpdateCatalog() override;
 
     /// Rebuilds the catalog database from scratch, with a record for each product of
     /// each "category" among the children of `catalog`. The old database can be read
@@ -57,4 +68,7 @@ public slots:
     /// Saves the first element of the reply. Without one, or if it cannot be written,
     /// the file stays as it is; this is not reported.
     void onSuccessfulTransfer(QDomElement* pElement) override;
+
+private:
+    const std::unique_ptr<const Agent::DbOptions> m_options;
 };

@@ -6,6 +6,7 @@
 #include "base/text.h"
 #include "catalog/cmenueditor.h"
 #include "db/crufile.h"
+#include "db/dboptions.h"
 #include "db/dbshared.h"
 #include "db/listlock.h"
 #include "request/replydocument.h"
@@ -156,14 +157,19 @@ bool CAppInfo::IsValid() const
 }
 
 bool CAppInfo::AddAppToDatabase()
+{
+    return AddAppToDatabase(DbOptions());
+}
+
+bool CAppInfo::AddAppToDatabase(const DbOptions& options)
 try {
     CTracer tracer("CAppInfo::AddAppToDatabase");
     const std::int32_t number = LeadingNumber(m_sServerSerialNumber.toStdString());
     if (number <= 0 || m_applications.empty())
         return false;
     const IndexLayer layer;
-    CRUFile list;
-    const ListLock lock(CRUFile::RUDATAFILE);
+    CRUFile list(options);
+    const ListLock lock(list.DataFilePath());
     if (!lock || !list.OpenOrRepair())
         return false;
     // A product that was recorded only in part is missing from some indexes.
@@ -176,12 +182,17 @@ try {
 }
 
 bool CAppInfo::RemoveAppFromDatabase()
+{
+    return RemoveAppFromDatabase(DbOptions());
+}
+
+bool CAppInfo::RemoveAppFromDatabase(const DbOptions& options)
 try {
     CTracer tracer("CAppInfo::RemoveAppFromDatabase");
     const std::int32_t number = LeadingNumber(m_sServerSerialNumber.toStdString());
     const IndexLayer layer;
-    CRUFile list;
-    const ListLock lock(CRUFile::RUDATAFILE);
+    CRUFile list(options);
+    const ListLock lock(list.DataFilePath());
     if (!lock || !list.OpenOrRepair())
         return false;
     const auto isThere

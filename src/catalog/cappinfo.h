@@ -13,6 +13,11 @@
 
 class QDomElement;
 
+namespace Agent
+{
+struct DbOptions;
+} // namespace Agent
+
 /// One program. All texts are empty at first.
 class VANTRELAGENT_EXPORT CAppInfoObject
 {
@@ -98,6 +103,11 @@ public:
     /// @{
     bool AddAppToDatabase();
     bool RemoveAppFromDatabase();
+    /// @}
+    /// The same for another list; the type of the options is internal to the library.
+    /// @{
+    bool AddAppToDatabase(const Agent::DbOptions& options);
+    bool RemoveAppFromDatabase(const Agent::DbOptions& options);
     /// @}
 
     /// Pass the programs to the menu (CMenuEditor). True when there is at least one.

@@ -4,6 +4,7 @@
 #include "db/catalogscan.h"
 
 #include "db/dblayouts.h"
+#include "db/dboptions.h"
 #include "db/dbrecord.h"
 #include "db/dbshared.h"
 #include "db/generations.h"
@@ -26,8 +27,8 @@ constexpr std::int64_t windowLength = 1 << 20;
 class NotesReader
 {
 public:
-    explicit NotesReader(const std::string& path)
-        : m_heap(path.c_str(), O_RDONLY, 0), m_size(m_heap ? m_heap.Size() : 0)
+    NotesReader(const std::string& path, StoreFiles& files)
+        : m_heap(path.c_str(), O_RDONLY, 0, &files), m_size(m_heap ? m_heap.Size() : 0)
     {
     }
 
@@ -94,10 +95,10 @@ std::unordered_map<std::int32_t, Names> ReadDependencies(RecordReader& records)
 } // namespace
 
 struct CatalogScan::Files {
-    explicit Files(const std::string& folder)
-        : products(folder, Catalog::layout, Catalog::Texts()),
-          notes(folder + Catalog::notesName + ".fil"),
-          dependencies(folder, Dependency::layout, { Dependency::name })
+    Files(const std::string& folder, StoreFiles& files)
+        : products(folder, Catalog::layout, Catalog::Texts(), &files),
+          notes(folder + Catalog::notesName + ".fil", files),
+          dependencies(folder, Dependency::layout, { Dependency::name }, &files)
     {
     }
 
@@ -108,10 +109,13 @@ struct CatalogScan::Files {
     bool hasNames = false;
 };
 
-CatalogScan::CatalogScan()
+CatalogScan::CatalogScan() : CatalogScan(DbOptions()) { }
+
+CatalogScan::CatalogScan(const DbOptions& options)
 {
-    OpenCurrentCatalog(CatalogFolder(), [this](const std::string& current) {
-        m_files = std::make_unique<Files>(current);
+    const std::string folder = options.folder.empty() ? CatalogFolder() : options.folder;
+    OpenCurrentCatalog(folder, [this, &options](const std::string& current) {
+        m_files = std::make_unique<Files>(current, options.Files());
         return bool(*this);
     });
 }

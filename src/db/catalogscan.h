@@ -27,10 +27,15 @@
 namespace Agent
 {
 
+struct DbOptions;
+
 class VANTRELAGENT_EXPORT CatalogScan : public ProductRecord
 {
 public:
     CatalogScan();
+    /// With another folder or file system; the type of the options is internal to the
+    /// library.
+    explicit CatalogScan(const DbOptions& options);
     ~CatalogScan();
     CatalogScan(const CatalogScan&) = delete;
     CatalogScan& operator=(const CatalogScan&) = delete;

@@ -4,11 +4,11 @@
 #include "db/ccatalogfile.h"
 
 #include "base/text.h"
+#include "db/catalogplace.h"
 #include "db/dbfiles.h"
 #include "db/dblayouts.h"
 #include "db/dbshared.h"
 #include "db/generations.h"
-#include "db/heldfiles.h"
 #include "db/noteowners.h"
 #include "store/cnote.h"
 #include "store/indexfile.h"
@@ -25,21 +25,15 @@ using namespace Agent;
 class CCatalogFile::Private
 {
 public:
-    Private(const std::string& folder, StoreFiles* files) : m_sFolder(folder), m_pFiles(files) { }
+    explicit Private(const DbOptions& options) : m_place(options) { }
 
-    // Where the files are opened.
-    StoreFiles* Files() { return m_pFiles ? m_pFiles : &m_held; }
-
-    const std::string m_sFolder; // empty: the static paths
-    StoreFiles* const m_pFiles; // null: m_held
-    HeldFiles m_held;
-    std::string m_sData; // the data file, as it was opened
+    CatalogPlace m_place;
     std::int32_t m_nRecord = -1;
     std::array<std::array<char, 111>, 4> m_keys{}; // the product is stored under
-    DbFiles m_files{ Catalog::layout };
-    CNote m_notes{ Files() };
+    DbFiles m_files{ Catalog::layout, m_place.Files() };
+    CNote m_notes{ &m_place.Files() };
     NoteOwners m_owners;
-    CDependency m_dependency{ m_sFolder, Files() };
+    CDependency m_dependency{ m_place.Shared() };
     QByteArrayList m_dependencies;
     QString m_sDescription;
     char m_serialText[21] = {};
@@ -94,10 +88,9 @@ QString ReadText(CNote& notes, std::int32_t offset)
 
 } // namespace
 
-CCatalogFile::CCatalogFile() : CCatalogFile(std::string()) { }
+CCatalogFile::CCatalogFile() : CCatalogFile(DbOptions()) { }
 
-CCatalogFile::CCatalogFile(const std::string& folder, StoreFiles* files)
-    : d(std::make_unique<Private>(folder, files))
+CCatalogFile::CCatalogFile(const DbOptions& options) : d(std::make_unique<Private>(options))
 {
     if (CATALOGDFNAME.empty())
         InitStaticMembers();
@@ -156,19 +149,19 @@ std::string CCatalogFile::DescribedFolder()
 
 CatalogPaths CCatalogFile::Paths() const
 {
-    return d->m_sFolder.empty() ? StaticPaths() : CatalogPathsIn(d->m_sFolder);
+    return d->m_place.Folder().empty() ? StaticPaths() : CatalogPathsIn(d->m_place.Folder());
 }
 
 // The folder in which to look for the current files; empty if the paths are used
 // unchanged.
 std::string CCatalogFile::Folder() const
 {
-    return d->m_pFiles ? std::string() : FolderOf(Paths());
+    return d->m_place.IsFixed() ? std::string() : FolderOf(Paths());
 }
 
 bool CCatalogFile::Open()
 try {
-    return d->Files()->Exists(Paths().products[0].c_str()) ? OpenCurrent() : Make(true);
+    return d->m_place.Files().Exists(Paths().products[0].c_str()) ? OpenCurrent() : Make(true);
 } catch (const std::bad_alloc&) {
     Close();
     return OutOfMemory();
@@ -182,7 +175,8 @@ bool CCatalogFile::OpenCurrent()
                                       return OpenAll(CatalogPathsIn(current));
                                   });
     if (!d->m_bOpen)
-        qCInfo(logDb, "cannot open the catalog of %s, error %d", d->m_sData.c_str(), int(taerror));
+        qCInfo(logDb, "cannot open the catalog of %s, error %d", d->m_place.Opened().c_str(),
+               int(taerror));
     return d->m_bOpen;
 }
 
@@ -190,8 +184,8 @@ bool CCatalogFile::OpenAll(const CatalogPaths& paths)
 {
     Close();
     d->m_bWhole = true;
-    d->m_sData = paths.products[0];
-    return d->m_files.Open(paths.products, d->Files()) && d->m_notes.Open(paths.notes.c_str())
+    d->m_place.SetOpened(paths.products[0]);
+    return d->m_files.Open(paths.products) && d->m_notes.Open(paths.notes.c_str())
         && d->m_dependency.OpenOrCreate(paths.dependencies);
 }
 
@@ -211,7 +205,7 @@ bool CCatalogFile::Make(bool isFirst)
     if (folder.empty())
         return d->m_bOpen = CreateAll(Paths());
     {
-        NewGeneration generation(folder);
+        NewGeneration generation(folder, d->m_place.FilesBelow());
         d->m_bOpen = generation && CreateAll(CatalogPathsIn(generation.Folder()))
             && (isFirst ? generation.PublishFirst() : generation.Publish());
         if (!d->m_bOpen) {
@@ -229,8 +223,8 @@ bool CCatalogFile::CreateAll(const CatalogPaths& paths)
 {
     Close();
     d->m_bWhole = true;
-    d->m_sData = paths.products[0];
-    return d->m_files.Create(paths.products, d->Files()) && d->m_notes.Create(paths.notes.c_str())
+    d->m_place.SetOpened(paths.products[0]);
+    return d->m_files.Create(paths.products) && d->m_notes.Create(paths.notes.c_str())
         && d->m_dependency.CreateAt(paths.dependencies);
 }
 
@@ -239,21 +233,17 @@ void CCatalogFile::Close()
     const bool closed = d->m_dependency.Close();
     d->m_notes.Close();
     d->m_bWhole = d->m_files.Close() && closed && d->m_bWhole;
-    d->m_held.CloseAll();
+    d->m_place.Close();
     d->m_owners.Clear();
     setDependencies({});
     d->m_nWalked = -1;
     d->m_bOpen = false;
 }
 
-// With a file system of its own, the caller is responsible for replaced files.
 bool CCatalogFile::IsReplaced() const
 {
-    if (d->m_pFiles)
-        return false;
-    const std::string data
-        = d->m_sFolder.empty() ? CATALOGDFNAME : d->m_sFolder + Catalog::layout.fileName;
-    if (d->m_held.LeadsTo(data, d->m_sData))
+    const std::string data = d->m_place.PathOf(Catalog::layout.fileName, CATALOGDFNAME);
+    if (!d->m_place.IsReplaced(data))
         return false;
     qCInfo(logDb, "the change is refused: the catalog of %s was replaced since it was opened",
            data.c_str());

@@ -42,19 +42,17 @@
 
 namespace Agent
 {
-class StoreFiles;
 struct CatalogPaths;
+struct DbOptions;
 } // namespace Agent
 
 class VANTRELAGENT_EXPORT CCatalogFile : public Agent::ProductRecord
 {
 public:
     CCatalogFile();
-    /// The catalog of another folder, whose name ends with a slash. If a file system is
-    /// given (null: that of the process), exactly these files are opened in it, and later
-    /// replacements are not noticed; its type is internal to the record store, and it must
-    /// outlive the object.
-    explicit CCatalogFile(const std::string& folder, Agent::StoreFiles* files = nullptr);
+    /// With another folder or file system; the type of the options is internal to the
+    /// library.
+    explicit CCatalogFile(const Agent::DbOptions& options);
     ~CCatalogFile();
     CCatalogFile(const CCatalogFile&) = delete;
     CCatalogFile& operator=(const CCatalogFile&) = delete;

@@ -3,11 +3,11 @@
 
 #include "db/cdependency.h"
 
+#include "db/catalogplace.h"
 #include "db/dbfiles.h"
 #include "db/dblayouts.h"
 #include "db/dbshared.h"
 #include "db/generations.h"
-#include "db/heldfiles.h"
 #include "store/datafile.h"
 #include "util/logdb.h"
 
@@ -82,26 +82,19 @@ void AppendNames(DataFile* file, const std::vector<std::int32_t>& numbers, QByte
 class CDependency::Private
 {
 public:
-    Private(const std::string& folder, StoreFiles* files) : m_sFolder(folder), m_pFiles(files) { }
+    explicit Private(const DbOptions& options) : m_place(options) { }
 
-    // Where the files are opened.
-    StoreFiles* Files() { return m_pFiles ? m_pFiles : &m_held; }
-
-    const std::string m_sFolder; // empty: the static paths
-    StoreFiles* const m_pFiles; // null: m_held
-    HeldFiles m_held;
-    std::string m_sData; // the data file, as it was opened
+    CatalogPlace m_place;
     std::array<std::uint8_t, length> m_record;
     std::int32_t m_nRecord = -1;
-    DbFiles m_files{ Dependency::layout };
+    DbFiles m_files{ Dependency::layout, m_place.Files() };
     Key m_key1{};
     Key m_key2{};
 };
 
-CDependency::CDependency() : CDependency(std::string()) { }
+CDependency::CDependency() : CDependency(DbOptions()) { }
 
-CDependency::CDependency(const std::string& folder, StoreFiles* files)
-    : d(std::make_unique<Private>(folder, files))
+CDependency::CDependency(const DbOptions& options) : d(std::make_unique<Private>(options))
 {
     if (DEPENDENCYDFNAME.empty())
         InitStaticMembers();
@@ -128,8 +121,8 @@ void CDependency::InitStaticMembers()
 
 std::vector<std::string> CDependency::Paths() const
 {
-    if (!d->m_sFolder.empty())
-        return CatalogPathsIn(d->m_sFolder).dependencies;
+    if (!d->m_place.Folder().empty())
+        return CatalogPathsIn(d->m_place.Folder()).dependencies;
     return { DEPENDENCYDFNAME, DEPENDENCYIDXNAME1, DEPENDENCYIDXNAME2 };
 }
 
@@ -139,7 +132,8 @@ std::string CDependency::Folder() const
 {
     const std::vector<std::string> paths = Paths();
     const std::string folder = paths[0].substr(0, paths[0].rfind('/') + 1);
-    return !d->m_pFiles && paths == CatalogPathsIn(folder).dependencies ? folder : std::string();
+    return !d->m_place.IsFixed() && paths == CatalogPathsIn(folder).dependencies ? folder
+                                                                                 : std::string();
 }
 
 bool CDependency::Open()
@@ -161,39 +155,35 @@ try {
     const std::string folder = Folder();
     const std::vector<std::string> paths
         = folder.empty() ? Paths() : CatalogPathsIn(CurrentCatalogFolder(folder)).dependencies;
-    d->m_sData = paths[0];
-    return d->m_files.Create(paths, d->Files());
+    d->m_place.SetOpened(paths[0]);
+    return d->m_files.Create(paths);
 } catch (const std::bad_alloc&) {
     return OutOfMemory();
 }
 
 bool CDependency::OpenOrCreate(const std::vector<std::string>& paths)
 {
-    d->m_sData = paths[0];
-    return d->Files()->Exists(d->m_sData.c_str()) ? d->m_files.Open(paths, d->Files())
-                                                  : d->m_files.Create(paths, d->Files());
+    d->m_place.SetOpened(paths[0]);
+    return d->m_place.Files().Exists(paths[0].c_str()) ? d->m_files.Open(paths)
+                                                       : d->m_files.Create(paths);
 }
 
 bool CDependency::CreateAt(const std::vector<std::string>& paths)
 {
-    return d->m_files.Create(paths, d->Files());
+    return d->m_files.Create(paths);
 }
 
 bool CDependency::Close()
 {
     const bool closed = d->m_files.Close();
-    d->m_held.CloseAll();
+    d->m_place.Close();
     return closed;
 }
 
-// With a file system of its own, the caller is responsible for replaced files.
 bool CDependency::IsReplaced() const
 {
-    if (d->m_pFiles || !d->m_files.Data())
-        return false;
-    const std::string data
-        = d->m_sFolder.empty() ? DEPENDENCYDFNAME : d->m_sFolder + Dependency::layout.fileName;
-    if (d->m_held.LeadsTo(data, d->m_sData))
+    const std::string data = d->m_place.PathOf(Dependency::layout.fileName, DEPENDENCYDFNAME);
+    if (!d->m_files.Data() || !d->m_place.IsReplaced(data))
         return false;
     qCInfo(logDb, "the change is refused: %s was replaced since it was opened", data.c_str());
     return true;

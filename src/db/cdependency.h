@@ -23,18 +23,16 @@
 
 namespace Agent
 {
-class StoreFiles;
+struct DbOptions;
 } // namespace Agent
 
 class VANTRELAGENT_EXPORT CDependency
 {
 public:
     CDependency();
-    /// The files of another folder, whose name ends with a slash. If a file system is
-    /// given (null: that of the process), exactly these files are opened in it, and later
-    /// replacements are not noticed; its type is internal to the record store, and it must
-    /// outlive the object.
-    explicit CDependency(const std::string& folder, Agent::StoreFiles* files = nullptr);
+    /// With another folder or file system; the type of the options is internal to the
+    /// library.
+    explicit CDependency(const Agent::DbOptions& options);
     ~CDependency();
     CDependency(const CDependency&) = delete;
     CDependency& operator=(const CDependency&) = delete;

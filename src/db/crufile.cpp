@@ -5,6 +5,7 @@
 
 #include "db/dbfiles.h"
 #include "db/dblayouts.h"
+#include "db/dboptions.h"
 #include "db/dbshared.h"
 #include "db/listlock.h"
 #include "db/recentrepair.h"
@@ -24,12 +25,25 @@ using namespace Agent;
 class CRUFile::Private
 {
 public:
+    explicit Private(const DbOptions& options)
+        : m_sFolder(options.folder), m_files(Recent::layout, options.Files())
+    {
+    }
+
+    std::vector<std::string> FileNames() const
+    {
+        if (!m_sFolder.empty())
+            return PathsIn(m_sFolder, Recent::layout);
+        return { RUDATAFILE, RUDATAIDX1, RUDATAIDX2, RUDATAIDX3 };
+    }
+
+    const std::string m_sFolder; // empty: the static paths
     Record m_record{};
     Record m_stored{}; // the item as it is in the file
     std::int32_t m_nRecord = 0;
     std::int32_t m_nFound = 0; // by the last lookup
     std::array<Key, 3> m_keys{}; // the item is stored under
-    DbFiles m_files{ Recent::layout };
+    DbFiles m_files;
     std::string m_walked; // the description that the walk by descriptions has reached
     bool m_bWalking = false; // whether there is such a walk
     char m_serialText[21] = {};
@@ -44,11 +58,6 @@ namespace
 {
 
 enum KeyNumber { byTime, byDescription, bySerial };
-
-std::vector<std::string> FileNames()
-{
-    return { CRUFile::RUDATAFILE, CRUFile::RUDATAIDX1, CRUFile::RUDATAIDX2, CRUFile::RUDATAIDX3 };
-}
 
 bool IsBelow(const char* key, const std::string& other)
 {
@@ -65,10 +74,12 @@ bool HasNoItem(const std::string& dataFile)
 
 } // namespace
 
-CRUFile::CRUFile() : d(std::make_unique<Private>())
+CRUFile::CRUFile() : CRUFile(DbOptions()) { }
+
+CRUFile::CRUFile(const DbOptions& options) : d(std::make_unique<Private>(options))
 {
     static_assert(std::tuple_size<Record>::value == Recent::layout.recordLength);
-    if (RUDATAFILE.empty())
+    if (options.folder.empty() && RUDATAFILE.empty())
         InitStaticMembers();
     AddNew();
 }
@@ -91,6 +102,11 @@ void CRUFile::InitStaticMembers()
     RUDATAFILE = folder + Recent::layout.fileName;
 }
 
+std::string CRUFile::DataFilePath() const
+{
+    return d->m_sFolder.empty() ? RUDATAFILE : d->m_sFolder + Recent::layout.fileName;
+}
+
 bool CRUFile::IsOpen() const
 {
     return d->m_files.Data() != nullptr;
@@ -98,16 +114,17 @@ bool CRUFile::IsOpen() const
 
 bool CRUFile::Open()
 try {
-    if (!DoesFileExist(0, RUDATAFILE.c_str())) {
+    const std::string path = DataFilePath();
+    if (!d->m_files.Files().Exists(path.c_str())) {
         // Another process may be making it at the same time.
-        const ListLock lock(RUDATAFILE);
-        if (!DoesFileExist(0, RUDATAFILE.c_str()))
+        const ListLock lock(path);
+        if (!d->m_files.Files().Exists(path.c_str()))
             return Create();
     }
     d->m_bWalking = false;
-    const bool open = d->m_files.Open(FileNames()) && d->m_files.BeginFlushing();
+    const bool open = d->m_files.Open(d->FileNames()) && d->m_files.BeginFlushing();
     if (!open)
-        qCInfo(logDb, "cannot open %s and its indexes, error %d", RUDATAFILE.c_str(), int(taerror));
+        qCInfo(logDb, "cannot open %s and its indexes, error %d", path.c_str(), int(taerror));
     return open;
 } catch (const std::bad_alloc&) {
     return OutOfMemory();
@@ -115,20 +132,21 @@ try {
 
 bool CRUFile::OpenOrRepair()
 try {
-    const ListLock lock(RUDATAFILE);
+    const std::string path = DataFilePath();
+    const ListLock lock(path);
     if (Open())
         return true;
-    return lock && (IsOpen() ? Repair() : HasNoItem(RUDATAFILE) && Create());
+    return lock && (IsOpen() ? Repair() : HasNoItem(path) && Create());
 } catch (const std::bad_alloc&) {
     return OutOfMemory();
 }
 
 bool CRUFile::Create()
 try {
-    const ListLock lock(RUDATAFILE);
+    const ListLock lock(DataFilePath());
     d->m_bWalking = false;
     d->m_files.Close();
-    return lock && MakeFiles() && d->m_files.Open(FileNames()) && d->m_files.BeginFlushing();
+    return lock && MakeFiles() && d->m_files.Open(d->FileNames()) && d->m_files.BeginFlushing();
 } catch (const std::bad_alloc&) {
     return OutOfMemory();
 }
@@ -137,14 +155,14 @@ try {
 // all exist.
 bool CRUFile::MakeFiles()
 {
-    const std::vector<std::string> names = FileNames();
+    const std::vector<std::string> names = d->FileNames();
     std::vector<std::string> made = names;
     for (std::string& name : made)
         name += ".new";
     bool done = d->m_files.Create(made);
     done = d->m_files.Close() && done;
     for (std::size_t i = names.size(); done && i-- > 0;)
-        done = PutInPlace(made[i], names[i]);
+        done = PutInPlace(d->m_files.Files(), made[i], names[i]);
     for (const std::string& name : made)
         std::remove(name.c_str());
     return done;
@@ -165,7 +183,7 @@ void CRUFile::AddNew()
 
 bool CRUFile::Update()
 try {
-    const ListLock lock(RUDATAFILE);
+    const ListLock lock(DataFilePath());
     if (!lock || !d->m_files.Refresh())
         return false;
     return d->m_nRecord == 0 ? Append() : Rewrite();
@@ -235,10 +253,10 @@ bool CRUFile::Rewrite()
 
 bool CRUFile::Repair()
 try {
-    const ListLock lock(RUDATAFILE);
+    const ListLock lock(DataFilePath());
     d->m_bWalking = false;
     AddNew();
-    const std::vector<std::string> names = FileNames();
+    const std::vector<std::string> names = d->FileNames();
     return lock && (d->m_files.Refresh() || d->m_files.ReopenIndexes(names))
         && RepairRecentList(d->m_files, names);
 } catch (const std::bad_alloc&) {
@@ -353,7 +371,7 @@ bool CRUFile::FindServerSerialNumber(std::int32_t serial)
 
 bool CRUFile::DeleteRecord(std::int32_t serial)
 try {
-    const ListLock lock(RUDATAFILE);
+    const ListLock lock(DataFilePath());
     if (serial <= 0 || !lock || !d->m_files.Refresh() || !FindServerSerialNumber(serial)
         || !d->m_files.Remove(d->m_nRecord))
         return false;

@@ -30,10 +30,18 @@
 #include <string>
 #include <vantrelagent/export.h>
 
+namespace Agent
+{
+struct DbOptions;
+} // namespace Agent
+
 class VANTRELAGENT_EXPORT CRUFile
 {
 public:
     CRUFile();
+    /// With another folder, which must exist, or another file system; the type of the
+    /// options is internal to the library.
+    explicit CRUFile(const Agent::DbOptions& options);
     ~CRUFile();
     CRUFile(const CRUFile&) = delete;
     CRUFile& operator=(const CRUFile&) = delete;
@@ -50,6 +58,8 @@ public:
     /// Sets the paths and makes the folder; the constructor does it.
     static void InitStaticMembers();
 
+    /// The path of this object's data file.
+    std::string DataFilePath() const;
     /// Whether the data file is open, which is possible even after a failed Open.
     bool IsOpen() const;
     /// Opens the files, or makes them when the data file does not exist. False at the

@@ -21,10 +21,10 @@ namespace
 
 using Step = int (*)(IndexFile*, std::uint32_t*, char*);
 
-bool SyncPath(const std::string& path, int flags)
+bool SyncPath(StoreFiles& files, const std::string& path, int flags)
 {
     const Descriptor opened(open(path.c_str(), flags | O_CLOEXEC));
-    return opened && storeFiles().Sync(opened.fd()) == 0;
+    return opened && files.Sync(opened.fd()) == 0;
 }
 
 // Looks up an item in an index, from a key if the step takes one.
@@ -53,37 +53,36 @@ bool Change(Step step, IndexFile* index, std::int32_t number, const char* key)
 } // namespace
 
 // In the order of FileReplacement, with the databases' file system.
-bool PutInPlace(const std::string& made, const std::string& name)
+bool PutInPlace(StoreFiles& files, const std::string& made, const std::string& name)
 {
-    return SyncPath(made, O_RDONLY) && storeFiles().Rename(made.c_str(), name.c_str()) == 0
-        && SyncPath(FolderOf(name), O_RDONLY | O_DIRECTORY);
+    return SyncPath(files, made, O_RDONLY) && files.Rename(made.c_str(), name.c_str()) == 0
+        && SyncPath(files, FolderOf(name), O_RDONLY | O_DIRECTORY);
 }
 
 template <typename OpenData, typename OpenIndex>
-bool DbFiles::OpenAll(const std::vector<std::string>& names, StoreFiles* files, OpenData openData,
-                      OpenIndex openIndex)
+bool DbFiles::OpenAll(const std::vector<std::string>& names, OpenData openData, OpenIndex openIndex)
 {
     Close();
-    m_data = openData(files, names[0].c_str(), m_layout.recordLength);
+    m_data = openData(&m_files, names[0].c_str(), m_layout.recordLength);
     bool open = m_data != nullptr;
     for (int i = 0; open && i < m_layout.indexCount; ++i) {
         const IndexLayout& layout = m_layout.indexes[i];
         IndexFile*& index = m_indexes[std::size_t(i)];
-        index = openIndex(files, names[std::size_t(i) + 1].c_str(), layout.keyLength,
+        index = openIndex(&m_files, names[std::size_t(i) + 1].c_str(), layout.keyLength,
                           layout.allowDuplicates);
         open = index != nullptr;
     }
     return open;
 }
 
-bool DbFiles::Open(const std::vector<std::string>& names, StoreFiles* files)
+bool DbFiles::Open(const std::vector<std::string>& names)
 {
-    return OpenAll(names, files, OpenOwnDataFile, OpenOwnIndex);
+    return OpenAll(names, OpenOwnDataFile, OpenOwnIndex);
 }
 
-bool DbFiles::Create(const std::vector<std::string>& names, StoreFiles* files)
+bool DbFiles::Create(const std::vector<std::string>& names)
 {
-    return OpenAll(names, files, MakeOwnDataFile, MakeOwnIndex);
+    return OpenAll(names, MakeOwnDataFile, MakeOwnIndex);
 }
 
 bool DbFiles::Close()
@@ -154,7 +153,8 @@ void DbFiles::CloseOne(int which)
 bool DbFiles::Reopen(int which, const std::string& name)
 {
     const IndexLayout& layout = m_layout.indexes[which];
-    IndexFile* const index = OpenIndex(0, name.c_str(), layout.keyLength, layout.allowDuplicates);
+    IndexFile* const index
+        = OpenOwnIndex(&m_files, name.c_str(), layout.keyLength, layout.allowDuplicates);
     m_indexes[std::size_t(which)] = index;
     if (index)
         ToggleFlushing(index, 1, 1);
@@ -167,7 +167,7 @@ bool DbFiles::ReplaceIndex(int which, const std::string& made, const std::string
 {
     // Before the new file gets the name, since closing may write to that name.
     CloseOne(which);
-    return PutInPlace(made, name) && Reopen(which, name);
+    return PutInPlace(m_files, made, name) && Reopen(which, name);
 }
 
 bool DbFiles::Read(std::int32_t number, std::uint8_t* record) const

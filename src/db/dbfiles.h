@@ -22,22 +22,22 @@ class StoreFiles;
 
 // Renames a new file over the one that it replaces, and has both on the disk. False if a step
 // fails; the old file is still there unless that is the last one.
-bool PutInPlace(const std::string& made, const std::string& name);
+bool PutInPlace(StoreFiles& files, const std::string& made, const std::string& name);
 
 class DbFiles
 {
 public:
-    explicit DbFiles(const DbLayout& layout) : m_layout(layout) { }
+    // The file system, in which all files are opened, must outlive the object.
+    DbFiles(const DbLayout& layout, StoreFiles& files) : m_layout(layout), m_files(files) { }
     ~DbFiles() { Close(); }
     DbFiles(const DbFiles&) = delete;
     DbFiles& operator=(const DbFiles&) = delete;
 
     // `names`: those of the data file and of the indexes, in their order. Ends at the
-    // first one that fails, and those before it stay open. If a file system is given
-    // (null: the one in use), it must exist until the files are closed.
-    bool Open(const std::vector<std::string>& names, StoreFiles* files = nullptr);
+    // first one that fails, and those before it stay open.
+    bool Open(const std::vector<std::string>& names);
     // The same with new, empty files, which replace existing ones.
-    bool Create(const std::vector<std::string>& names, StoreFiles* files = nullptr);
+    bool Create(const std::vector<std::string>& names);
     // False when something could not be written.
     bool Close();
 
@@ -54,6 +54,7 @@ public:
     // Closes an index, replaces it by the index file `made` and opens that.
     bool ReplaceIndex(int which, const std::string& made, const std::string& name);
 
+    StoreFiles& Files() const { return m_files; }
     // Null while it is not open.
     DataFile* Data() const { return m_data; }
     IndexFile* Index(int which) const { return m_indexes[std::size_t(which)]; }
@@ -82,10 +83,10 @@ private:
     void CloseOne(int which);
     bool Reopen(int which, const std::string& name);
     template <typename OpenData, typename OpenIndex>
-    bool OpenAll(const std::vector<std::string>& names, StoreFiles* files, OpenData openData,
-                 OpenIndex openIndex);
+    bool OpenAll(const std::vector<std::string>& names, OpenData openData, OpenIndex openIndex);
 
     const DbLayout& m_layout;
+    StoreFiles& m_files;
     DataFile* m_data = nullptr;
     std::array<IndexFile*, 4> m_indexes{}; // as many as the layout names
 };

@@ -37,6 +37,14 @@ void PadWithBlanks(char* key, std::size_t width)
 
 } // namespace
 
+std::vector<std::string> PathsIn(const std::string& folder, const DbLayout& layout)
+{
+    std::vector<std::string> paths{ folder + layout.fileName };
+    for (int i = 0; i < layout.indexCount; ++i)
+        paths.push_back(folder + layout.indexes[i].fileName);
+    return paths;
+}
+
 void FormatSerial(std::int32_t serial, char* text)
 {
     std::snprintf(text, 21, "%0*ld", 20, static_cast<long>(serial));

@@ -30,6 +30,9 @@ struct DbLayout {
     IndexLayout indexes[mostIndexes];
 };
 
+// The paths of a database's files in a folder: the data file, and then its indexes.
+std::vector<std::string> PathsIn(const std::string& folder, const DbLayout& layout);
+
 // Room for any key of these databases, cut or not.
 constexpr int keyRoom = 320;
 

@@ -47,8 +47,8 @@ bool SameText(const char* a, const char* b)
 }
 
 RecordReader::RecordReader(const std::string& folder, const DbLayout& layout,
-                           std::vector<TextField> texts)
-    : m_blocks(folder + layout.fileName, layout.recordLength), m_texts(std::move(texts))
+                           std::vector<TextField> texts, StoreFiles* files)
+    : m_blocks(folder + layout.fileName, layout.recordLength, files), m_texts(std::move(texts))
 {
 }
 

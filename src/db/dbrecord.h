@@ -51,8 +51,9 @@ class RecordReader
 {
 public:
     // `folder` ends with a slash. `texts`: those that get a terminating zero if they have
-    // none in the file.
-    RecordReader(const std::string& folder, const DbLayout& layout, std::vector<TextField> texts);
+    // none in the file. The file system must outlive the object; null: the one in use.
+    RecordReader(const std::string& folder, const DbLayout& layout, std::vector<TextField> texts,
+                 StoreFiles* files = nullptr);
 
     // Whether the file can be read.
     explicit operator bool() const { return bool(m_blocks); }

@@ -33,14 +33,6 @@ constexpr int mostTries = 100;
 
 // ---- names ----
 
-std::vector<std::string> PathsOf(const DbLayout& layout, const std::string& folder)
-{
-    std::vector<std::string> paths{ folder + layout.fileName };
-    for (int i = 0; i < layout.indexCount; ++i)
-        paths.push_back(folder + layout.indexes[i].fileName);
-    return paths;
-}
-
 // The number after a prefix, or -1.
 long NumberAfter(const char* prefix, const std::string& name)
 {
@@ -188,8 +180,8 @@ void RemoveEachOldGeneration(const std::string& folder)
 
 CatalogPaths CatalogPathsIn(const std::string& folder)
 {
-    return { PathsOf(Catalog::layout, folder), folder + Catalog::notesName,
-             PathsOf(Dependency::layout, folder) };
+    return { PathsIn(folder, Catalog::layout), folder + Catalog::notesName,
+             PathsIn(folder, Dependency::layout) };
 }
 
 std::vector<std::string> CatalogFileNames()
@@ -233,13 +225,14 @@ bool OpenCurrentCatalog(const std::string& folder,
 
 // ---- a new generation ----
 
-NewGeneration::NewGeneration(const std::string& folder) : NewGeneration(folder, Descriptor())
+NewGeneration::NewGeneration(const std::string& folder, StoreFiles& files)
+    : NewGeneration(folder, files, Descriptor())
 {
     Make(); // may fail for want of memory: the destructor is called then
 }
 
-NewGeneration::NewGeneration(const std::string& folder, Descriptor opened)
-    : m_folder(folder), m_opened(std::move(opened))
+NewGeneration::NewGeneration(const std::string& folder, StoreFiles& files, Descriptor opened)
+    : m_folder(folder), m_files(files), m_opened(std::move(opened))
 {
 }
 
@@ -271,7 +264,7 @@ void NewGeneration::Make()
         number = -1;
     for (int tries = 0; tries < mostTries; ++tries) {
         m_name = generationPrefix + std::to_string(++number);
-        if (storeFiles().MakeFolder((m_folder + m_name).c_str(), 0700) == 0) {
+        if (m_files.MakeFolder((m_folder + m_name).c_str(), 0700) == 0) {
             if (Lock())
                 return;
         } else if (errno != EEXIST) {
@@ -326,7 +319,7 @@ bool NewGeneration::PublishFirst()
     if (!Settle() || !PutNames() || !SyncFolder())
         return false;
     // Not by renaming, which would replace a pointer that another process has just made.
-    if (storeFiles().Symlink(m_name.c_str(), (m_folder + pointerName).c_str()) != 0) {
+    if (m_files.Symlink(m_name.c_str(), (m_folder + pointerName).c_str()) != 0) {
         m_exists = errno == EEXIST;
         return Fail("cannot make " + m_folder + pointerName);
     }
@@ -363,22 +356,21 @@ bool NewGeneration::Settle()
             return Fail("cannot write " + Folder() + name);
     struct stat folder;
     if (stat(m_folder.c_str(), &folder) != 0 || !TakeAfter(m_opened.fd(), folder)
-        || storeFiles().Sync(m_opened.fd()) != 0)
+        || m_files.Sync(m_opened.fd()) != 0)
         return Fail("cannot write " + Folder());
     return true;
 }
 
 bool NewGeneration::SettleFile(const std::string& name)
 {
-    StoreFiles& files = storeFiles();
     const std::string replaced = m_folder + name;
-    const int file = files.OpenAt(m_opened.fd(), name.c_str(), O_RDONLY | O_NOFOLLOW, 0);
+    const int file = m_files.OpenAt(m_opened.fd(), name.c_str(), O_RDONLY | O_NOFOLLOW, 0);
     if (file < 0)
         return false;
     struct stat old;
     const bool settled
-        = (stat(replaced.c_str(), &old) != 0 || TakeAfter(file, old)) && files.Sync(file) == 0;
-    files.Close(file);
+        = (stat(replaced.c_str(), &old) != 0 || TakeAfter(file, old)) && m_files.Sync(file) == 0;
+    m_files.Close(file);
     return settled;
 }
 
@@ -398,17 +390,17 @@ bool NewGeneration::NamesLeadThrough() const
 // after, one by one, as they are replaced by links through the pointer.
 bool NewGeneration::TakeInPlainFiles()
 {
-    NewGeneration plain(m_folder);
+    NewGeneration plain(m_folder, m_files);
     if (!plain)
         return m_reason = plain.Reason(), false;
     for (const std::string& name : CatalogFileNames()) {
         const std::string from = m_folder + name, to = plain.Folder() + name;
-        if (access(from.c_str(), F_OK) == 0 && storeFiles().Link(from.c_str(), to.c_str()) != 0)
+        if (access(from.c_str(), F_OK) == 0 && m_files.Link(from.c_str(), to.c_str()) != 0)
             return Fail("cannot link " + from + " to " + to);
     }
     struct stat folder;
     if (stat(m_folder.c_str(), &folder) != 0 || !TakeAfter(plain.m_opened.fd(), folder)
-        || storeFiles().Sync(plain.m_opened.fd()) != 0 || !SyncFolder())
+        || m_files.Sync(plain.m_opened.fd()) != 0 || !SyncFolder())
         return Fail("cannot write " + plain.Folder());
     if (!PutLink(plain.m_name, pointerName))
         return false;
@@ -429,15 +421,15 @@ bool NewGeneration::PutLink(const std::string& target, const std::string& name)
 {
     const std::string fresh = Folder() + linkName, path = m_folder + name;
     unlink(fresh.c_str());
-    if (storeFiles().Symlink(target.c_str(), fresh.c_str()) != 0)
+    if (m_files.Symlink(target.c_str(), fresh.c_str()) != 0)
         return Fail("cannot make the link " + fresh);
-    return storeFiles().Rename(fresh.c_str(), path.c_str()) == 0 || Fail("cannot replace " + path);
+    return m_files.Rename(fresh.c_str(), path.c_str()) == 0 || Fail("cannot replace " + path);
 }
 
 bool NewGeneration::SyncFolder()
 {
     const Descriptor folder(open(m_folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    return (folder && storeFiles().Sync(folder.fd()) == 0) || Fail("cannot write " + m_folder);
+    return (folder && m_files.Sync(folder.fd()) == 0) || Fail("cannot write " + m_folder);
 }
 
 // ---- old generations ----

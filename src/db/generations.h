@@ -59,15 +59,16 @@ bool OpenCurrentCatalog(const std::string& folder,
 class NewGeneration
 {
 public:
-    // Makes it in the folder where it will be published. On failure (false), Reason()
-    // says why.
-    explicit NewGeneration(const std::string& folder);
+    // Makes it in the folder where it will be published, with a file system that must
+    // outlive the object. On failure (false), Reason() says why.
+    NewGeneration(const std::string& folder, StoreFiles& files);
     ~NewGeneration();
     NewGeneration(const NewGeneration&) = delete;
     NewGeneration& operator=(const NewGeneration&) = delete;
 
     explicit operator bool() const { return bool(m_opened); }
     int FolderDescriptor() const { return m_opened.fd(); }
+    StoreFiles& Files() const { return m_files; }
     std::string Folder() const { return m_folder + m_name + '/'; }
     const std::string& Reason() const { return m_reason; }
 
@@ -81,7 +82,7 @@ public:
     bool Exists() const { return m_exists; }
 
 private:
-    NewGeneration(const std::string& folder, Descriptor opened);
+    NewGeneration(const std::string& folder, StoreFiles& files, Descriptor opened);
     void Make();
     void Remove() const;
     bool Lock();
@@ -96,6 +97,7 @@ private:
     bool Fail(const std::string& what);
 
     const std::string m_folder;
+    StoreFiles& m_files;
     std::string m_name;
     std::string m_reason;
     Descriptor m_opened; // the generation's folder

@@ -90,7 +90,7 @@ int HeldFiles::OpenNew(const char* path, int flags, mode_t mode)
         m_held.push_back(
             { path, keep ? descriptor : -1, status.st_dev, status.st_ino, 0, 0, keep, {}, false });
     } catch (const std::bad_alloc&) {
-        storeFiles().Close(descriptor);
+        m_below.Close(descriptor);
         Expect(false);
         errno = ENOMEM;
         return -1;
@@ -104,7 +104,7 @@ int HeldFiles::OpenAgain(const File& file, int flags, mode_t mode)
     const int descriptor = OpenFile(file.path.c_str(), flags, mode, &status);
     if (descriptor < 0 || (status.st_dev == file.device && status.st_ino == file.inode))
         return descriptor;
-    storeFiles().Close(descriptor);
+    m_below.Close(descriptor);
     Expect(false);
     errno = ESTALE;
     return -1;
@@ -112,11 +112,11 @@ int HeldFiles::OpenAgain(const File& file, int flags, mode_t mode)
 
 int HeldFiles::OpenFile(const char* path, int flags, mode_t mode, struct stat* status)
 {
-    StoreFiles& files = storeFiles();
-    int descriptor = IsPrivate() ? files.OpenAt(m_folder, FileName(path), flags | O_NOFOLLOW, mode)
-                                 : files.Open(path, flags, mode);
-    if (descriptor >= 0 && files.Status(descriptor, status) != 0) {
-        files.Close(descriptor);
+    int descriptor = IsPrivate()
+        ? m_below.OpenAt(m_folder, FileName(path), flags | O_NOFOLLOW, mode)
+        : m_below.Open(path, flags, mode);
+    if (descriptor >= 0 && m_below.Status(descriptor, status) != 0) {
+        m_below.Close(descriptor);
         descriptor = -1;
     }
     Expect(descriptor >= 0);
@@ -127,7 +127,7 @@ int HeldFiles::Close(int descriptor)
 {
     File* const file = Find(descriptor);
     if (!file)
-        return storeFiles().Close(descriptor);
+        return m_below.Close(descriptor);
     file->inUse = false;
     return 0;
 }
@@ -141,7 +141,7 @@ void HeldFiles::Release(File& file)
     if (file.inUse)
         Reach(file);
     else
-        Expect(storeFiles().Close(file.descriptor) == 0);
+        Expect(m_below.Close(file.descriptor) == 0);
     file.descriptor = -1;
 }
 
@@ -161,7 +161,7 @@ off_t HeldFiles::Seek(int descriptor, off_t position)
         file->position = position;
         return position;
     }
-    const off_t reached = storeFiles().Seek(descriptor, position);
+    const off_t reached = m_below.Seek(descriptor, position);
     Expect(reached == position);
     return reached;
 }
@@ -171,7 +171,7 @@ off_t HeldFiles::Seek(int descriptor, off_t position)
 bool HeldFiles::Reach(File& file)
 {
     if (file.reached != file.position)
-        file.reached = storeFiles().Seek(file.descriptor, file.position);
+        file.reached = m_below.Seek(file.descriptor, file.position);
     Expect(file.reached == file.position);
     return file.reached == file.position;
 }
@@ -188,7 +188,7 @@ ssize_t HeldFiles::Read(int descriptor, void* bytes, size_t size)
 {
     File* const file = Find(descriptor);
     if (!file) {
-        const ssize_t got = storeFiles().Read(descriptor, bytes, size);
+        const ssize_t got = m_below.Read(descriptor, bytes, size);
         Expect(got == ssize_t(size));
         return got;
     }
@@ -198,7 +198,7 @@ ssize_t HeldFiles::Read(int descriptor, void* bytes, size_t size)
         return ssize_t(size);
     }
     WriteHeader(*file);
-    return Reach(*file) ? Transferred(*file, storeFiles().Read(file->descriptor, bytes, size), size)
+    return Reach(*file) ? Transferred(*file, m_below.Read(file->descriptor, bytes, size), size)
                         : -1;
 }
 
@@ -208,7 +208,7 @@ ssize_t HeldFiles::Write(int descriptor, const void* bytes, size_t size)
 {
     File* const file = Find(descriptor);
     if (!file) {
-        const ssize_t written = storeFiles().Write(descriptor, bytes, size);
+        const ssize_t written = m_below.Write(descriptor, bytes, size);
         Expect(written == ssize_t(size));
         return written;
     }
@@ -226,8 +226,7 @@ ssize_t HeldFiles::Write(int descriptor, const void* bytes, size_t size)
     if (!Reach(*file))
         return -1;
     const auto* const first = static_cast<const char*>(bytes);
-    const ssize_t written
-        = Transferred(*file, storeFiles().Write(file->descriptor, bytes, size), size);
+    const ssize_t written = Transferred(*file, m_below.Write(file->descriptor, bytes, size), size);
     if (IsPrivate() && position == 0 && size <= largestHeader && written == ssize_t(size))
         file->header.assign(first, first + size);
     return written;
@@ -239,21 +238,21 @@ int HeldFiles::Resize(int descriptor, off_t size)
         WriteHeader(*file);
         file->header.clear();
     }
-    const int result = storeFiles().Resize(descriptor, size);
+    const int result = m_below.Resize(descriptor, size);
     Expect(result == 0);
     return result;
 }
 
 int HeldFiles::Status(int descriptor, struct stat* status)
 {
-    const int result = storeFiles().Status(descriptor, status);
+    const int result = m_below.Status(descriptor, status);
     Expect(result == 0);
     return result;
 }
 
 bool HeldFiles::Exists(const char* path)
 {
-    return storeFiles().Exists(path);
+    return m_below.Exists(path);
 }
 
 // ---- the header ----
@@ -272,8 +271,7 @@ void HeldFiles::WriteHeader(File& file)
     const off_t position = file.position;
     file.position = 0;
     if (Reach(file))
-        Transferred(file,
-                    storeFiles().Write(file.descriptor, file.header.data(), file.header.size()),
+        Transferred(file, m_below.Write(file.descriptor, file.header.data(), file.header.size()),
                     file.header.size());
     file.position = position;
 }

@@ -23,16 +23,16 @@
 namespace Agent
 {
 
-// A layer over the file system in use (SetStoreFiles).
+// A layer over another file system, which must outlive it.
 class HeldFiles : public StoreFiles
 {
 public:
     // For files that others use as well: every write happens at once.
-    HeldFiles() = default;
+    explicit HeldFiles(StoreFiles& below) : m_below(below) { }
     // For new files in a private, open folder of this process: they are opened relative
     // to it, links are not followed, and the first bytes of a file (its header) are
     // written when it is closed.
-    explicit HeldFiles(int folder) : m_folder(folder) { }
+    HeldFiles(StoreFiles& below, int folder) : m_below(below), m_folder(folder) { }
     ~HeldFiles() override { CloseAll(); }
     HeldFiles(const HeldFiles&) = delete;
     HeldFiles& operator=(const HeldFiles&) = delete;
@@ -77,6 +77,7 @@ private:
     bool IsInHeader(const File& file, size_t size) const;
     void Expect(bool done) { m_failed = m_failed || !done; }
 
+    StoreFiles& m_below;
     const int m_folder = -1;
     std::vector<File> m_held;
     bool m_failed = false;

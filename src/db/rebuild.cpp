@@ -5,6 +5,7 @@
 
 #include "base/descriptor.h"
 #include "db/ccatalogfile.h"
+#include "db/dboptions.h"
 #include "db/dbshared.h"
 #include "db/generations.h"
 #include "db/heldfiles.h"
@@ -46,8 +47,8 @@ bool MayReplaceAll(const std::string& folder)
 // Fills a generation. Its files stay open meanwhile, and failures are remembered.
 bool Fill(const NewGeneration& generation, const std::function<void(CCatalogFile&)>& fill)
 {
-    HeldFiles files(generation.FolderDescriptor());
-    CCatalogFile file(generation.Folder(), &files);
+    HeldFiles files(generation.Files(), generation.FolderDescriptor());
+    CCatalogFile file(DbOptions{ generation.Folder(), &generation.Files(), &files });
     if (!file.Create())
         return false;
     file.AddNew();
@@ -107,11 +108,13 @@ bool Publish(NewGeneration& generation, bool large)
 
 } // namespace
 
-bool RebuildCatalogDatabase(const std::function<void(CCatalogFile&)>& fill,
+bool RebuildCatalogDatabase(const DbOptions& options,
+                            const std::function<void(CCatalogFile&)>& fill,
                             const std::function<bool()>& wait)
 try {
     const IndexLayer layer;
-    const std::string folder = CCatalogFile::DescribedFolder();
+    const std::string folder
+        = options.folder.empty() ? CCatalogFile::DescribedFolder() : options.folder;
     if (folder.empty()) {
         qCInfo(logCatalog, "the catalog cannot be updated, its files are not in one folder");
         return false;
@@ -122,7 +125,7 @@ try {
     RemoveOldGenerations(folder);
     bool published = false;
     {
-        NewGeneration generation(folder);
+        NewGeneration generation(folder, options.Files());
         bool large = false;
         const bool filled = generation && Fill(generation, fill) && WriteOut(generation, large);
         published = filled && Publish(generation, large);

@@ -13,6 +13,8 @@ class CCatalogFile;
 namespace Agent
 {
 
+struct DbOptions;
+
 // Makes a new, empty database, lets `fill` record the products, and closes it. The new
 // one replaces the old one in one step when it is complete and on the disk (see
 // generations.h). False when it cannot be created (`fill` is not called then) or
@@ -21,7 +23,8 @@ namespace Agent
 // One update at a time: it waits for another process's update as long as `wait`, which
 // is called repeatedly, returns true. An update inside another one of this process is
 // refused.
-bool RebuildCatalogDatabase(const std::function<void(CCatalogFile& file)>& fill,
+bool RebuildCatalogDatabase(const DbOptions& options,
+                            const std::function<void(CCatalogFile& file)>& fill,
                             const std::function<bool()>& wait);
 
 } // namespace Agent

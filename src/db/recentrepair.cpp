@@ -8,6 +8,7 @@
 #include "store/datafile.h"
 #include "store/indexfile.h"
 #include "store/indexpage.h"
+#include "store/ownfiles.h"
 #include "store/storecheck.h"
 #include "util/logdb.h"
 
@@ -71,7 +72,7 @@ public:
     bool Run()
     {
         // An interrupted removal leaves a record whose number is not reused.
-        if (!CheckDataFile(m_names[0], Recent::layout.recordLength).empty())
+        if (!CheckDataFile(m_names[0], Recent::layout.recordLength, &m_files.Files()).empty())
             FixHeader(m_files.Data());
         if (!ReadItems())
             return false;
@@ -115,7 +116,8 @@ private:
             Index& index = m_indexes[which];
             index.sound = m_files.Index(which)
                 && CheckIndex(m_names[std::size_t(which) + 1],
-                              Recent::layout.indexes[which].keyLength, false, &index.entries)
+                              Recent::layout.indexes[which].keyLength, false, &index.entries,
+                              &m_files.Files())
                        .empty();
         }
     }
@@ -213,8 +215,8 @@ private:
 
     bool Make(int which, const Wanted& wanted, const std::string& path) const
     {
-        IndexFile* const index
-            = MakeIndex(0, path.c_str(), Recent::layout.indexes[which].keyLength, 0);
+        IndexFile* const index = MakeOwnIndex(&m_files.Files(), path.c_str(),
+                                              Recent::layout.indexes[which].keyLength, false);
         bool done = index != nullptr;
         for (const auto& [key, numbers] : wanted) {
             const auto number = std::uint32_t(Rightful(which, key, numbers));

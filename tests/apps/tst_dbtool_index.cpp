@@ -4,8 +4,9 @@
 // pakmart-dbtool on indexes.
 
 #include "store/indexpage.h"
-#include "store/storefiles.h"
+#include "store/ownfiles.h"
 #include "tests/apps/dbtooltest.h"
+#include "tests/db/switchedfiles.h"
 
 #include <cstring>
 #include <map>
@@ -536,17 +537,17 @@ void DbtoolIndexTest::WideKeysAreCutAsTheFileCutsThem()
 // `writes` writes of that; returns whether it did.
 bool DbtoolIndexTest::DieWhileMerging(int writes) const
 {
-    IndexFile* const index = MakeIndex(0, Native("a.idx").c_str(), keyLength, 0);
+    SwitchedFiles files;
+    IndexFile* const index = MakeOwnIndex(&files, Native("a.idx").c_str(), keyLength, false);
     char key[keyLength + 1];
     for (std::uint32_t number = 10; number <= 60; ++number)
         AddKey(index, &number, std::strcpy(key, std::to_string(number).c_str()));
     ToggleFlushing(index, 1, 1);
     DyingFiles dying(writes);
-    SetStoreFiles(&dying);
+    files.switchTo(dying);
     std::uint32_t record = 0;
     DeleteKey(index, &record, std::strcpy(key, "10"));
     CloseIndex(index);
-    SetStoreFiles(nullptr);
     return dying.IsDead();
 }
 

@@ -22,8 +22,7 @@ class CatalogDatabaseTest : public QObject
 
 private:
     ScriptedServer m_server;
-    UnsyncedFiles m_files;
-    CCatalogFile m_file;
+    CCatalogFile m_file{ OnFiles(unsyncedFiles) };
 
     void open()
     {
@@ -45,10 +44,8 @@ private:
     }
 
 private slots:
-    void cleanupTestCase() { SetStoreFiles(nullptr); }
     void initTestCase()
     {
-        SetStoreFiles(&m_files);
         Setting("agent api url", m_server.url("/api").toStdString());
         m_server.answer("/api", Directory({ { "CAPIUpdateCatalog", m_server.url("/c") } }));
         CAPI::GetURLList();
@@ -328,7 +325,8 @@ private slots:
         open();
         QDomDocument document = Document(Category(Product(2)));
         QDomElement category = document.documentElement().firstChildElement();
-        const std::unique_ptr<CAPIUpdateCatalog> request(new CAPIUpdateCatalog(true, true));
+        const std::unique_ptr<CAPIUpdateCatalog> request(
+            new CAPIUpdateCatalog(true, true, OnFiles(unsyncedFiles)));
         request->ProcessRecordsInCategory(category, &m_file);
         QCOMPARE(names("Games"), (QStringList{ QStringLiteral("n1"), QStringLiteral("n2") }));
     }
@@ -338,7 +336,7 @@ private slots:
         class Host : public CAPIUpdateCatalog
         {
         public:
-            Host() : CAPIUpdateCatalog(true, true) { }
+            Host() : CAPIUpdateCatalog(true, true, OnFiles(unsyncedFiles)) { }
             void ProcessRecordsInCategory(QDomElement& category, CCatalogFile* file) override
             {
                 seen << category.attribute(QStringLiteral("name"));
@@ -365,12 +363,33 @@ private slots:
             file.setName("only a name");
             QVERIFY(file.SaveRecord());
         };
-        QVERIFY(RebuildCatalogDatabase(fill, [] { return false; }));
+        QVERIFY(RebuildCatalogDatabase(OnFiles(unsyncedFiles), fill, [] { return false; }));
         open();
         QVERIFY(m_file.GetRecord(1));
         QCOMPARE(m_file.Name(), "only a name");
         QCOMPARE(m_file.Category(), "");
         QCOMPARE(m_file.NoteOffset(), -1);
+    }
+
+    // All its files are made and published in its own file system.
+    void anUpdateOfAnotherFolderLeavesTheDescribedDatabase()
+    {
+        QVERIFY(Process(Whole("here")));
+        const QTemporaryDir dir;
+        CountingFiles files;
+        const DbOptions there{ dir.path().toStdString() + '/', &files };
+        const std::unique_ptr<CAPIUpdateCatalog> request(new CAPIUpdateCatalog(true, true, there));
+        QDomDocument document = Document(Category(Product(1)));
+        QDomElement catalog = document.documentElement();
+        QVERIFY(request->ProcessVantrelCatalogRequest(catalog));
+        QCOMPARE(files.syncs, 10 + 3); // the files, their folder, and twice the one with the links
+        QVERIFY(files.opens >= 20 && files.opens == files.closes);
+        CCatalogFile file(there);
+        QVERIFY(file.Open());
+        QVERIFY(file.FindServerSerialNumber(1));
+        file.Close();
+        QCOMPARE(CheckCatalog(there.folder).faults, Findings());
+        QCOMPARE(VersionOfWhole(), QByteArray("here"));
     }
 
     // -- the request and the database
@@ -381,7 +400,7 @@ private slots:
                         ScriptedServer::http("<agentfunction resultcode=\"OK\"><!-- x --><catalog>"
                                              + Whole("C%2B%2B") + "</catalog></agentfunction>"));
         QStringList events;
-        auto* request = new CAPIUpdateCatalog(true, true);
+        auto* request = new CAPIUpdateCatalog(true, true, OnFiles(unsyncedFiles));
         connect(request, &CAPI::SuccessfulTransfer, this, [request, &events](QDomElement* body) {
             QDomElement catalog = body->firstChildElement();
             const bool made = request->ProcessVantrelCatalogRequest(catalog);
@@ -400,7 +419,7 @@ private slots:
         m_server.answer("/c",
                         ScriptedServer::http("<agentfunction resultcode=\"OK\"><catalog>"
                                              + Whole("1") + "</catalog></agentfunction>"));
-        QVERIFY((new CAPIUpdateCatalog(true, true))->Execute());
+        QVERIFY((new CAPIUpdateCatalog(true, true, OnFiles(unsyncedFiles)))->Execute());
         QCOMPARE(DataFiles(), QStringList{ QStringLiteral(".catalog") });
         QVERIFY(QFile::remove(DataPath(QStringLiteral(".catalog"))));
     }
@@ -582,11 +601,7 @@ private:
         int reached = -1;
         for (int k = 0;; k += 1 + k / 16) {
             FailingFiles files(Fault(fault), k, k % 2 == 0);
-            bool made = false;
-            {
-                const UsedStoreFiles used(&files);
-                made = Process(document.documentElement());
-            }
+            const bool made = Process(document.documentElement(), files);
             if (!files.hasFailed()) {
                 QVERIFY(made);
                 break;
@@ -628,7 +643,8 @@ private:
                 QVERIFY(Process(Whole("old", 8)));
             prepare();
             const QList<QByteArray> before = Contents();
-            killed = KilledAt(k, [&document] { Process(document.documentElement()); });
+            killed = KilledAt(
+                k, [&document](StoreFiles& files) { Process(document.documentElement(), files); });
             const QByteArray version = VersionOfWhole(8);
             isOld = version == "old";
             (isOld ? old : fresh) += 1;
@@ -649,7 +665,8 @@ private slots:
         bool killed = true;
         for (int k = 0; killed; ++k) {
             RemoveDatabase();
-            killed = KilledAt(k, [&document] { Process(document.documentElement()); });
+            killed = KilledAt(
+                k, [&document](StoreFiles& files) { Process(document.documentElement(), files); });
             const QByteArray data = ReadDataFile(kFiles[0]);
             QCOMPARE(VersionOfWhole(data == "<none>" ? 0 : 8),
                      data == "<none>" ? QByteArray() : QByteArray("new"));

@@ -6,6 +6,7 @@
 
 #include "db/catalogscan.h"
 #include "db/cdependency.h"
+#include "db/dboptions.h"
 #include "db/generations.h"
 #include "tests/catalog/wholecatalogs.h"
 #include "tests/common/limits.h"
@@ -127,8 +128,6 @@ private:
     {
         if (m_left-- != 0)
             return;
-        UnsyncedFiles files;
-        const UsedStoreFiles used(&files);
         m_interruption();
     }
 
@@ -217,7 +216,7 @@ private:
         QCOMPARE(m_file.OwnDependencies(), (QByteArrayList{ "libc6", 'q' + number }));
     }
 
-    CCatalogFile m_file;
+    CCatalogFile m_file{ OnFiles(unsyncedFiles) };
     QByteArray m_version;
     bool m_more = false;
     bool m_saved = false;
@@ -233,7 +232,6 @@ class CatalogReadersTest : public QObject
 
 private:
     ScriptedServer m_server;
-    UnsyncedFiles m_files;
 
     void addWriters()
     {
@@ -243,10 +241,8 @@ private:
     }
 
 private slots:
-    void cleanupTestCase() { SetStoreFiles(nullptr); }
     void initTestCase()
     {
-        SetStoreFiles(&m_files);
         Setting("agent api url", m_server.url("/api").toStdString());
         m_server.answer("/api", Directory({}));
         CAPI::GetURLList();
@@ -269,7 +265,7 @@ private slots:
     void anEmptyCatalogOfTheFirstStartDoesNotHideAnUpdate()
     {
         QFETCH(By, by);
-        CCatalogFile file;
+        CCatalogFile file(OnFiles(unsyncedFiles));
         QVERIFY(file.Open());
         QCOMPARE(CountByWalk(file), 0);
         Update(by, Plain(10));
@@ -284,7 +280,7 @@ private slots:
     {
         QFETCH(By, by);
         QVERIFY(Process(Plain(2000)));
-        CCatalogFile window;
+        CCatalogFile window(OnFiles(unsyncedFiles));
         QVERIFY(window.Open());
         QCOMPARE(CountByWalk(window), 2000);
         Update(by, Plain(500));
@@ -300,13 +296,13 @@ private slots:
     {
         QVERIFY(Process(Plain(30)));
         InAnotherProcess([] {
-            CCatalogFile file;
+            CCatalogFile file(OnFiles(unsyncedFiles));
             const bool found = file.Open() && CountByWalk(file) == 30;
             InAnotherProcess([] { return Process(Plain(10)); });
             file.Close();
             return found;
         });
-        CCatalogFile file;
+        CCatalogFile file(OnFiles(unsyncedFiles));
         QVERIFY(file.Open());
         QCOMPARE(CountByWalk(file), 10);
         QCOMPARE(CheckCatalog(CatalogFolder()).faults, Findings());
@@ -317,7 +313,7 @@ private slots:
         QVERIFY(Process(Whole("1")));
         const QList<QByteArray> before = Contents();
         {
-            CCatalogFile file;
+            CCatalogFile file(OnFiles(unsyncedFiles));
             QVERIFY(file.Open());
             QCOMPARE(CountByNumber(file, 40), 40);
         }
@@ -372,7 +368,7 @@ private slots:
         QVERIFY(Process(Whole("old")));
         MakePlain();
         const QList<QByteArray> before = Contents();
-        CCatalogFile file;
+        CCatalogFile file(OnFiles(unsyncedFiles));
         QVERIFY(file.Open());
         QVERIFY(file.FindServerSerialNumber(40));
         QCOMPARE(VersionOfWhole(), QByteArray("old"));
@@ -444,10 +440,11 @@ private slots:
             QVERIFY(Process(Whole("old", 3)));
             if (plain)
                 MakePlain();
-            CCatalogFile file;
+            SwitchedFiles switched(unsyncedFiles);
+            CCatalogFile file(OnFiles(switched));
             InterruptedFiles files(calls, [] { Update(By::AnotherProcess, Whole("new", 3)); });
             {
-                const UsedStoreFiles used(&files);
+                const SwitchedTo used(switched, files);
                 QVERIFY(file.Open());
             }
             came = files.hasCome();
@@ -496,8 +493,7 @@ private slots:
     {
         const std::string folder = CatalogFolder();
         PinningFiles files(folder);
-        const UsedStoreFiles used(&files);
-        std::unique_ptr<NewGeneration> first = std::make_unique<NewGeneration>(folder);
+        auto first = std::make_unique<NewGeneration>(folder, files);
         for (const std::string& name : CatalogFileNames()) {
             QFile file(QString::fromStdString(first->Folder() + name));
             QVERIFY(file.open(QIODevice::WriteOnly));
@@ -507,7 +503,7 @@ private slots:
         const PinnedGeneration pinned = files.pinned();
         QCOMPARE(pinned.Folder(), held);
         first.reset();
-        QVERIFY(Process(Whole("new", 3)));
+        QVERIFY(Process(Document(Whole("new", 3)).documentElement(), files));
         QCOMPARE(access(held.c_str(), F_OK), 0);
     }
 
@@ -520,7 +516,8 @@ private slots:
         int calls = 0;
         for (bool came = true; came; ++calls) {
             QVERIFY(Process(Whole("old", 3)));
-            CCatalogFile file;
+            SwitchedFiles switched(unsyncedFiles);
+            CCatalogFile file(OnFiles(switched));
             QVERIFY(file.Open());
             QVERIFY(file.FindServerSerialNumber(2));
             file.setVersion("changed");
@@ -529,7 +526,7 @@ private slots:
             InterruptedFiles files(calls, [] { Update(By::AnotherProcess, Whole("new", 3)); });
             bool saved = false;
             {
-                const UsedStoreFiles used(&files);
+                const SwitchedTo used(switched, files);
                 const LoggedLines log;
                 saved = file.SaveRecord();
                 QCOMPARE(log.text().contains("the change is refused"), !saved);
@@ -546,7 +543,7 @@ private slots:
     void aDependencyOfReplacedFilesIsRefused()
     {
         QVERIFY(Process(Whole("old", 3)));
-        CDependency dependency;
+        CDependency dependency(OnFiles(unsyncedFiles));
         QVERIFY(dependency.Open());
         dependency.setName("one");
         dependency.setParent(1);
@@ -570,7 +567,7 @@ private slots:
     void aCatalogMadeByAHostLeavesReadersTheOldOne()
     {
         QVERIFY(Process(Whole("old")));
-        CCatalogFile reader, maker;
+        CCatalogFile reader(OnFiles(unsyncedFiles)), maker(OnFiles(unsyncedFiles));
         QVERIFY(reader.Open());
         QVERIFY(maker.Create());
         QVERIFY(!maker.FindServerSerialNumber(1));
@@ -589,10 +586,11 @@ private slots:
         int calls = 0;
         for (bool came = true; came; ++calls) {
             RemoveDatabase();
-            CCatalogFile file;
+            SwitchedFiles switched(unsyncedFiles);
+            CCatalogFile file(OnFiles(switched));
             InterruptedFiles files(calls, [] { Update(By::AnotherProcess, Whole("new", 3)); });
             {
-                const UsedStoreFiles used(&files);
+                const SwitchedTo used(switched, files);
                 QVERIFY(file.Open());
             }
             came = files.hasCome();
@@ -610,12 +608,12 @@ private slots:
         QTemporaryDir other;
         const std::string folder = other.path().toStdString() + '/';
         {
-            CCatalogFile file(folder);
+            CCatalogFile file(DbOptions{ folder, &unsyncedFiles });
             QVERIFY(file.Open());
             file.setServerSerialNumber(7);
             QVERIFY(file.SaveRecord());
         }
-        CCatalogFile file(folder);
+        CCatalogFile file(DbOptions{ folder, &unsyncedFiles });
         QVERIFY(file.Open());
         QCOMPARE(CountByWalk(file), 1);
         QCOMPARE(VersionOfWhole(3), QByteArray("old"));
@@ -626,11 +624,12 @@ private slots:
     void aLookupOpensNoFile()
     {
         QVERIFY(Process(Whole("1")));
-        CCatalogFile file;
+        SwitchedFiles switched(unsyncedFiles);
+        CCatalogFile file(OnFiles(switched));
         QVERIFY(file.Open());
         CountingFiles counting;
         {
-            const UsedStoreFiles used(&counting);
+            const SwitchedTo used(switched, counting);
             QCOMPARE(CountByNumber(file, 40), 40);
             QCOMPARE(CountByWalk(file), 40);
         }
@@ -646,7 +645,7 @@ private slots:
         QVERIFY(Process(Whole("old")));
         const int next = dup(0);
         close(next);
-        CCatalogFile file;
+        CCatalogFile file(OnFiles(unsyncedFiles));
         const LowLimit few(RLIMIT_NOFILE, rlim_t(next + 6));
         QVERIFY(file.Open());
         QCOMPARE(CountByNumber(file, 40), 40);

@@ -346,7 +346,9 @@ private slots:
             const PlainUser nobody;
             bool killed = true;
             for (; killed; ++kills) {
-                killed = KilledAt(kills, [&document] { Process(document.documentElement()); });
+                killed = KilledAt(kills, [&document](StoreFiles& files) {
+                    Process(document.documentElement(), files);
+                });
                 const QByteArray version = VersionOfWhole(8);
                 QVERIFY2(version == "old" || version == "new", version.constData());
                 if (kills < 60)

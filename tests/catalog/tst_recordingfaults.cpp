@@ -36,6 +36,24 @@ private slots:
     void healingWithoutMemory() { FailEachAllocation(healing()); }
     void aProcessThatDiesHealing() { DieAtEach(healing()); }
 
+    void aRecordingInAnotherListLeavesTheUsersAlone()
+    {
+        const QTemporaryDir other;
+        const DbOptions there{ other.path().toStdString() + '/' };
+        CAppInfo info = application(5, "there");
+        QVERIFY(info.AddAppToDatabase(there));
+        const auto isIn = [](const DbOptions& options) {
+            const IndexLayer layer;
+            CRUFile list(options);
+            return list.Open() && list.FindServerSerialNumber(5);
+        };
+        QVERIFY(isIn(there) && !isIn(DbOptions()));
+        QVERIFY(info.RemoveAppFromDatabase()); // which does not have it
+        QVERIFY(isIn(there));
+        QVERIFY(info.RemoveAppFromDatabase(there));
+        QVERIFY(!isIn(there));
+    }
+
 private:
     CAppInfo application(std::uint32_t serial, const QByteArray& name) const
     {
@@ -54,7 +72,8 @@ private:
 
     FaultyWork work()
     {
-        return { [this] { prepare(); }, [this] { run(); }, [this] { verify(); } };
+        return { [this] { prepare(); }, [this](StoreFiles& files) { run(files); },
+                 [this] { verify(); } };
     }
     FaultyWork healing()
     {
@@ -67,7 +86,7 @@ private:
                 MakeIndex(0, CRUFile::RUDATAIDX3.c_str(), Recent::layout.indexes[2].keyLength, 0));
             QVERIFY(truncate(CRUFile::RUDATAIDX2.c_str(), 100) == 0);
         };
-        return { damage, [this] { run(); }, [this] { verify(); } };
+        return { damage, [this](StoreFiles& files) { run(files); }, [this] { verify(); } };
     }
     void prepare()
     {
@@ -83,25 +102,23 @@ private:
                                           CRUFile::RUDATAIDX2, CRUFile::RUDATAIDX3 });
         m_prepared->Restore();
     }
-    void run()
+    void run(StoreFiles& files)
     {
-        const bool first = record(6, "six");
-        const bool second = record(7, "SIX");
+        const bool first = record(files, 6, "six");
+        const bool second = record(files, 7, "SIX");
         m_ledger->Doubt(2);
-        const bool removed = calmly(2, "n2")->RemoveAppFromDatabase();
+        const bool removed = calmly(2, "n2")->RemoveAppFromDatabase(OnFiles(files));
         if (removed)
             m_ledger->Gone(2);
         if (first && second && removed)
             m_ledger->Gone(allWell);
     }
-    bool record(std::uint32_t serial, const char* name)
+    bool record(StoreFiles& files, std::uint32_t serial, const char* name)
     {
         m_ledger->Doubt(serial);
-        const bool recorded = calmly(serial, name)->AddAppToDatabase();
+        const bool recorded = calmly(serial, name)->AddAppToDatabase(OnFiles(files));
         if (recorded) {
             m_ledger->Stored(serial, 0);
-            StoreFiles machine;
-            const UsedStoreFiles used(&machine);
             const Memory::Pause pause;
             const DbFindings findings = CheckRecent(RecentFolder());
             m_sound = m_sound && findings.faults.empty() && findings.remarks.empty();

@@ -16,15 +16,14 @@ private slots:
     void anUpdateWithoutMemoryLeavesTheOldDatabase()
     {
         QFETCH(bool, forGood);
-        UnsyncedFiles files;
-        const UsedStoreFiles used(&files);
         QVERIFY(Process(Whole("old")));
         QDomDocument document = Document(Whole("new"));
         const QList<QByteArray> before = Contents();
         int failed = 0;
         for (int k = 0;; k += 1 + k / 64) {
             const int descriptors = OpenDescriptors();
-            const std::unique_ptr<CAPIUpdateCatalog> request(new CAPIUpdateCatalog(true, true));
+            const std::unique_ptr<CAPIUpdateCatalog> request(
+                new CAPIUpdateCatalog(true, true, OnFiles(unsyncedFiles)));
             QDomElement element = document.documentElement();
             Memory::FailFrom(k, forGood);
             const bool made = request->ProcessVantrelCatalogRequest(element);

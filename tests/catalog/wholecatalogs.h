@@ -11,6 +11,7 @@
 #include "db/dbcheck.h"
 #include "db/dbshared.h"
 #include "tests/common/datafolder.h"
+#include "tests/db/switchedfiles.h"
 #include "tests/store/storeshims.h"
 
 #include <QDomDocument>
@@ -23,7 +24,6 @@ using Agent::CatalogFolder;
 using Agent::CheckCatalog;
 using Agent::DbFindings;
 using Agent::IndexLayer;
-using Agent::SetStoreFiles;
 
 inline const QStringList kFiles{
     QStringLiteral(".VACatalog.fil"),     QStringLiteral(".VACatalog.k1"),
@@ -100,10 +100,14 @@ inline QDomDocument Document(const QByteArray& content)
     return document;
 }
 
-inline bool Process(QDomElement catalog)
+// For databases of which no call is counted or fails.
+inline UnsyncedFiles unsyncedFiles;
+
+inline bool Process(QDomElement catalog, StoreFiles& files = unsyncedFiles)
 {
     // A request that is never executed is destroyed by its maker.
-    const std::unique_ptr<CAPIUpdateCatalog> request(new CAPIUpdateCatalog(true, true));
+    const std::unique_ptr<CAPIUpdateCatalog> request(
+        new CAPIUpdateCatalog(true, true, OnFiles(files)));
     return request->ProcessVantrelCatalogRequest(catalog);
 }
 
@@ -142,7 +146,7 @@ inline QByteArray Whole(const QByteArray& version, int count = 40)
 inline QByteArray VersionOfWhole(int count = 40)
 {
     const IndexLayer layer;
-    CCatalogFile file;
+    CCatalogFile file(OnFiles(unsyncedFiles));
     if (!file.Open())
         return "does not open";
     const DbFindings findings = CheckCatalog(CatalogFolder());

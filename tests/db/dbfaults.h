@@ -6,6 +6,7 @@
 
 #pragma once
 
+#include "tests/db/switchedfiles.h"
 #include "tests/store/storescenarios.h"
 #include "tests/store/storeshims.h"
 
@@ -13,7 +14,7 @@
 
 struct FaultyWork {
     std::function<void()> prepare; // makes the files at the beginning of each run
-    std::function<void()> run; // any call may fail
+    std::function<void(StoreFiles& files)> run; // any call of `files` may fail
     std::function<void()> verify; // afterwards, when no call fails any more
 };
 
@@ -69,8 +70,7 @@ inline void FailEach(const FaultyWork& work)
     QFETCH(bool, forGood);
     const int faults = HitEach(work, [&](int k) {
         FailingFiles files(Fault(fault), k, forGood);
-        const UsedStoreFiles used(&files);
-        work.run();
+        work.run(files);
         return files.hasFailed();
     });
     QVERIFY(faults > 0);

@@ -28,7 +28,7 @@ inline void FailEachAllocation(const FaultyWork& work)
     QFETCH(bool, forGood);
     const int faults = HitEach(work, [&](int k) {
         Memory::FailFrom(k, forGood);
-        work.run();
+        work.run(MachineFiles());
         return Memory::Heal();
     });
     QVERIFY(faults >= 10);

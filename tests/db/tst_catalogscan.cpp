@@ -8,6 +8,8 @@
 #include "db/ccatalogfile.h"
 #include "db/cdependency.h"
 #include "tests/db/dbtest.h"
+#include "tests/db/switchedfiles.h"
+#include "tests/store/storeshims.h"
 
 #include <QtTest>
 #include <cstring>
@@ -81,6 +83,37 @@ private slots:
         QCOMPARE(scan.Name(), "");
         QCOMPARE(scan.Description(), std::string());
         QVERIFY(scan.Dependencies().empty());
+    }
+
+    void aScanOfAnotherFolderReadsOnlyThatInItsOwnFileSystem()
+    {
+        const QTemporaryDir dir;
+        CountingFiles files;
+        const DbOptions options{ dir.path().toStdString() + '/', &files };
+        QVERIFY(!CatalogScan(options));
+        {
+            CCatalogFile file(options);
+            QVERIFY(file.Create());
+            file.setName("alone");
+            file.setDescription(QStringLiteral("a text"));
+            file.AddDependency("lib");
+            QVERIFY(file.SaveRecord());
+        }
+        QCOMPARE(files.syncs, 10 + 3); // the files, their folder, and twice the one with the links
+        const int opens = files.opens, closes = files.closes, writes = files.writes;
+        const int statuses = files.statuses;
+        {
+            CatalogScan scan(options);
+            QVERIFY(scan.Next());
+            QCOMPARE(scan.Name(), "alone");
+            QCOMPARE(scan.Description(), std::string("a text"));
+            QCOMPARE(scan.Dependencies(), std::vector<std::string>{ "lib" });
+            QVERIFY(!scan.Next());
+        }
+        QCOMPARE(files.opens, opens + 3);
+        QCOMPARE(files.closes, closes + 3);
+        QCOMPARE(files.statuses, statuses + 3);
+        QCOMPARE(files.writes, writes);
     }
 
     void emptyCatalogHasNoProduct()

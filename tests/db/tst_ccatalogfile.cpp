@@ -8,6 +8,7 @@
 #include "store/cnote.h"
 #include "store/indexpage.h"
 #include "tests/db/dbtest.h"
+#include "tests/db/switchedfiles.h"
 #include "tests/store/storeshims.h"
 
 #include <QtTest>
@@ -744,7 +745,8 @@ private slots:
     // The owner of a text is unknown then.
     void noTextGoesWhileProductsCannotBeRead()
     {
-        CCatalogFile catalog;
+        SwitchedFiles switched;
+        CCatalogFile catalog(OnFiles(switched));
         QVERIFY(CreateWithOneText(catalog));
         for (int serial = 2; serial < 70; ++serial)
             QVERIFY(Add(catalog, serial, "Games", QByteArray::number(serial)));
@@ -761,7 +763,7 @@ private slots:
             catalog.setDescription(QString());
             FailingFiles files(Fault::Read, k, false);
             {
-                const UsedStoreFiles used(&files);
+                const SwitchedTo failing(switched, files);
                 catalog.SaveRecord();
                 failed = files.hasFailed();
             }
@@ -789,13 +791,14 @@ private slots:
 
     void newProductThatCouldNotBeAddedKeepsItsNote()
     {
-        CCatalogFile catalog;
+        SwitchedFiles switched;
+        CCatalogFile catalog(OnFiles(switched));
         QVERIFY(CreateWithOneText(catalog));
         Fill(catalog, 2, "Games", "two");
         catalog.setDescription(QStringLiteral("two"));
         {
             FailingFiles files(Fault::Write, 1, false); // the first write is the note's
-            const UsedStoreFiles used(&files);
+            const SwitchedTo failing(switched, files);
             QVERIFY(!catalog.SaveRecord());
         }
         QCOMPARE(catalog.RecordNumber(), -1);
@@ -810,13 +813,14 @@ private slots:
 
     void newProductThatIsAddedAtLastHasOneNote()
     {
-        CCatalogFile catalog;
+        SwitchedFiles switched;
+        CCatalogFile catalog(OnFiles(switched));
         QVERIFY(CreateWithOneText(catalog));
         Fill(catalog, 2, "Games", "two");
         catalog.setDescription(QStringLiteral("two"));
         {
             FailingFiles files(Fault::Write, 1, false);
-            const UsedStoreFiles used(&files);
+            const SwitchedTo failing(switched, files);
             QVERIFY(!catalog.SaveRecord());
         }
         const int offset = catalog.NoteOffset();

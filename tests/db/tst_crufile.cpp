@@ -7,13 +7,18 @@
 #include "db/crufile.h"
 #include "db/dbcheck.h"
 #include "db/dbshared.h"
+#include "db/listlock.h"
 #include "store/indexpage.h"
 #include "tests/db/dbtest.h"
+#include "tests/db/switchedfiles.h"
 #include "tests/store/storeshims.h"
 
 #include <QLoggingCategory>
+#include <QTemporaryDir>
 #include <QtTest>
 #include <cstring>
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 
@@ -40,6 +45,19 @@ public:
     {
         order += " rename";
         return StoreFiles::Rename(from, to);
+    }
+};
+
+// Counts the checks, which alone open files only for reading.
+class CheckedFiles : public CountingFiles
+{
+public:
+    int checks = 0;
+
+    int Open(const char* path, int flags, mode_t mode) override
+    {
+        checks += (flags & O_ACCMODE) == O_RDONLY ? 1 : 0;
+        return CountingFiles::Open(path, flags, mode);
     }
 };
 
@@ -144,14 +162,57 @@ private slots:
         QCOMPARE(CRUFile::RUDATAIDX3, folder.toStdString() + ".rulist.k3");
     }
 
+    // All its files, also those of a repair, are opened in its own file system.
+    void aListOfAnotherFolderLeavesThatOfTheUserAlone()
+    {
+        CRUFile users;
+        QVERIFY(users.Create());
+        const QByteArray before = ReadWhole(CRUFile::RUDATAFILE);
+        const QTemporaryDir dir;
+        const std::string folder = dir.path().toStdString() + '/';
+        CountingFiles files;
+        CRUFile list(DbOptions{ folder, &files });
+        QCOMPARE(list.DataFilePath(), folder + ".rulist.fil");
+        QVERIFY(list.Open());
+        QCOMPARE(files.lookups, 2); // before and after it is locked
+        QVERIFY(Add(list, 1, "one", 1));
+        list.Close();
+        QVERIFY(files.opens > 4 && files.opens == files.closes);
+        QCOMPARE(unlink((folder + ".rulist.k2").c_str()), 0);
+        const int opens = files.opens, reads = files.reads;
+        QVERIFY(list.OpenOrRepair());
+        QVERIFY(files.opens > opens && files.reads > reads);
+        QVERIFY(list.FindItem("one"));
+        list.Close();
+        QCOMPARE(CheckRecent(folder).faults, Findings());
+        QCOMPARE(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden).size(), 5); // and a lock
+        QCOMPARE(ReadWhole(CRUFile::RUDATAFILE), before);
+    }
+
+    void eachListHasALockOfItsOwn()
+    {
+        const QTemporaryDir dir;
+        const std::string one = dir.path().toStdString() + "/one", two = one + ".two";
+        const auto isLocked = [](const std::string& path) {
+            const int file = open((path + ".lock").c_str(), O_RDONLY | O_CREAT, 0600);
+            const bool locked = flock(file, LOCK_EX | LOCK_NB) != 0;
+            close(file);
+            return locked;
+        };
+        const ListLock first(one);
+        {
+            const ListLock second(two), again(two);
+            QVERIFY(first && second && again);
+            QVERIFY(isLocked(one) && isLocked(two));
+        }
+        QVERIFY(isLocked(one) && !isLocked(two));
+    }
+
     void eachNewFileIsOnTheDiskBeforeItIsInItsPlace()
     {
         OrderedFiles files;
-        StoreFiles* const before = SetStoreFiles(&files);
-        CRUFile list;
-        const bool made = list.Create();
-        SetStoreFiles(before);
-        QVERIFY(made);
+        CRUFile list(OnFiles(files));
+        QVERIFY(list.Create());
         QCOMPARE(files.order, QByteArray(" file rename folder").repeated(4));
     }
 
@@ -767,17 +828,19 @@ private slots:
 
     void repairOfASoundListWritesNothing()
     {
-        CRUFile list;
+        SwitchedFiles switched;
+        CRUFile list(OnFiles(switched));
         QVERIFY(list.Create());
         QVERIFY(list.Repair());
         for (const int serial : { 1, 2, 3 })
             QVERIFY(Add(list, serial, QByteArray::number(serial), serial));
         QVERIFY(list.DeleteRecord(2));
-        CountingFiles files;
+        CheckedFiles files;
         {
-            const UsedStoreFiles used(&files);
+            const SwitchedTo used(switched, files);
             QVERIFY(list.Repair());
         }
+        QCOMPARE(files.checks, 4); // of each file
         QCOMPARE(files.writes, 0);
         QCOMPARE(list.RecordNumber(), 0);
         list.Close();
@@ -849,7 +912,8 @@ private slots:
 
     void whatDidNotOpenOnceIsOpenAfterTheRepair()
     {
-        CRUFile list;
+        SwitchedFiles switched;
+        CRUFile list(OnFiles(switched));
         QVERIFY(list.Create());
         QVERIFY(Add(list, 1, "one", 1));
         list.Close();
@@ -857,10 +921,10 @@ private slots:
         for (bool failed = true; failed; ++opened) {
             QVERIFY(truncate(CRUFile::RUDATAIDX1.c_str(), 100) == 0);
             FailingFiles files(Fault::Open, opened, false);
-            const UsedStoreFiles used(&files);
+            const SwitchedTo used(switched, files);
             const bool open = list.OpenOrRepair();
             failed = files.hasFailed();
-            const UsedStoreFiles sound(nullptr);
+            const SwitchedTo sound(switched, MachineFiles());
             if (open)
                 QVERIFY(list.FindLastAccessedItem() && list.FindItem("one")
                         && list.FindServerSerialNumber(1) && list.Update());
@@ -923,7 +987,8 @@ private slots:
     // The disk is full at any write, including those at closing.
     void anIndexThatCannotBeWrittenDoesNotTakeItsPlace()
     {
-        CRUFile list;
+        SwitchedFiles switched;
+        CRUFile list(OnFiles(switched));
         MakeList(list, 60);
         int writes = 0;
         for (bool failed = true; failed; ++writes) {
@@ -932,7 +997,7 @@ private slots:
             NoRoomForNewFiles files(writes);
             bool repaired = false;
             {
-                const UsedStoreFiles used(&files);
+                const SwitchedTo used(switched, files);
                 repaired = list.Repair();
             }
             failed = files.hasFailed();

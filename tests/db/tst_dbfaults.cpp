@@ -72,7 +72,7 @@ private slots:
     void dependenciesOfAProcessThatDies() { DieAtEach(dependencyWork(false)); }
     void catalogOfAProcessThatDies()
     {
-        DieAtEach({ [this] { prepareCatalog(); }, [this] { useCatalog(); },
+        DieAtEach({ [this] { prepareCatalog(); }, [this](StoreFiles& files) { useCatalog(files); },
                     [this] { verifyCatalogOfADeadProcess(); } });
     }
 
@@ -81,7 +81,8 @@ private:
 
     FaultyWork listWork()
     {
-        return { [this] { prepareList(); }, [this] { useList(); }, [this] { verifyList(); } };
+        return { [this] { prepareList(); }, [this](StoreFiles& files) { useList(files); },
+                 [this] { verifyList(); } };
     }
     void prepareList()
     {
@@ -93,9 +94,10 @@ private:
             m_ledger->Stored(std::uint32_t(serial), serial);
         }
     }
-    void useList()
+    void useList(StoreFiles& files)
     {
-        const auto made = MadeCalmly(std::make_unique<CRUFile>);
+        const auto made
+            = MadeCalmly([&files] { return std::make_unique<CRUFile>(OnFiles(files)); });
         CRUFile& list = *made;
         if (!list.Open())
             return;
@@ -149,8 +151,9 @@ private:
             for (const std::string& file : ListFiles())
                 unlink(file.c_str());
         };
-        const auto use = [this] {
-            const auto list = MadeCalmly(std::make_unique<CRUFile>);
+        const auto use = [this](StoreFiles& files) {
+            const auto list
+                = MadeCalmly([&files] { return std::make_unique<CRUFile>(OnFiles(files)); });
             if (list->Open())
                 report(1, 10, [&] { return Add(*list, 1, "one", 10); });
         };
@@ -171,7 +174,8 @@ private:
     // database only has to be usable.
     FaultyWork dependencyWork(bool promises = true)
     {
-        return { [this] { prepareDependencies(); }, [this] { useDependencies(); },
+        return { [this] { prepareDependencies(); },
+                 [this](StoreFiles& files) { useDependencies(files); },
                  [this, promises] { verifyDependencies(promises); } };
     }
     void prepareDependencies()
@@ -185,9 +189,10 @@ private:
         }
         QVERIFY(database.Close());
     }
-    void useDependencies()
+    void useDependencies(StoreFiles& files)
     {
-        const auto made = MadeCalmly(std::make_unique<CDependency>);
+        const auto made
+            = MadeCalmly([&files] { return std::make_unique<CDependency>(OnFiles(files)); });
         CDependency& database = *made;
         if (!database.Open())
             return;
@@ -229,15 +234,14 @@ private:
     // Everything saved is complete, unless the catalog reports that it is not whole.
     FaultyWork catalogWork()
     {
-        return { [this] { prepareCatalog(); }, [this] { useCatalog(); },
+        return { [this] { prepareCatalog(); }, [this](StoreFiles& files) { useCatalog(files); },
                  [this] { verifyCatalog(); } };
     }
     void prepareCatalog()
     {
         m_ledger = std::make_unique<Ledger>();
         UnsyncedFiles files;
-        const UsedStoreFiles used(&files);
-        CCatalogFile catalog;
+        CCatalogFile catalog(OnFiles(files));
         QVERIFY(catalog.Create());
         for (int serial = 1; serial <= items; ++serial) {
             catalog.AddNew();
@@ -248,9 +252,10 @@ private:
         catalog.Close();
         QVERIFY(catalog.IsWhole());
     }
-    void useCatalog()
+    void useCatalog(StoreFiles& files)
     {
-        const auto made = MadeCalmly(std::make_unique<CCatalogFile>);
+        const auto made
+            = MadeCalmly([&files] { return std::make_unique<CCatalogFile>(OnFiles(files)); });
         CCatalogFile& catalog = *made;
         if (!catalog.Open())
             return;

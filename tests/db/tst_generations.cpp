@@ -6,6 +6,7 @@
 
 #include "db/generations.h"
 #include "tests/common/plainuser.h"
+#include "tests/db/switchedfiles.h"
 #include "tests/store/storeshims.h"
 
 #include <QDir>
@@ -104,7 +105,7 @@ class GenerationsTest : public QObject
 
 private:
     std::unique_ptr<QTemporaryDir> m_dir;
-    UnsyncedFiles m_files;
+    mutable UnsyncedFiles m_files;
 
     std::string folder() const { return m_dir->path().toStdString() + '/'; }
     QString path(const QString& name) const { return m_dir->filePath(name); }
@@ -136,7 +137,7 @@ private:
     }
     void publish(const QByteArray& text) const
     {
-        NewGeneration generation(folder());
+        NewGeneration generation(folder(), m_files);
         QVERIFY(generation);
         fill(generation, text);
         QVERIFY2(generation.Publish(), generation.Reason().c_str());
@@ -175,8 +176,6 @@ private:
     }
 
 private slots:
-    void initTestCase() { SetStoreFiles(&m_files); }
-    void cleanupTestCase() { SetStoreFiles(nullptr); }
     void init()
     {
         m_dir = std::make_unique<QTemporaryDir>();
@@ -197,10 +196,11 @@ private slots:
         if (before == 3)
             publish("old");
         NotedFiles files(m_dir->path());
-        NewGeneration generation(folder());
+        SwitchedFiles switched(m_files);
+        NewGeneration generation(folder(), switched);
         fill(generation, "new");
         {
-            const UsedStoreFiles used(&files);
+            const SwitchedTo noted(switched, files);
             QVERIFY(before == 1 ? generation.PublishFirst() : generation.Publish());
         }
         QCOMPARE(content(), QByteArray("new"));
@@ -250,10 +250,11 @@ private slots:
                     publish("old");
                 const QByteArray there = content();
                 {
-                    NewGeneration generation(folder());
+                    SwitchedFiles switched(m_files);
+                    NewGeneration generation(folder(), switched);
                     fill(generation, "new");
                     FailingFiles files(fault, k, k % 2 == 0);
-                    const UsedStoreFiles used(&files);
+                    const SwitchedTo failing(switched, files);
                     const bool done
                         = before == 1 ? generation.PublishFirst() : generation.Publish();
                     failed = files.hasFailed();
@@ -277,7 +278,7 @@ private slots:
     {
         const mode_t mask = umask(0);
         QCOMPARE(chmod(folder().c_str(), 02775), 0);
-        NewGeneration generation(folder());
+        NewGeneration generation(folder(), m_files);
         umask(mask);
         QCOMPARE(modeOf(generation.Folder()) & 0777, 0700);
         fill(generation, "new");
@@ -288,7 +289,7 @@ private slots:
     void aFolderThatIsNotPublishedGoesWithItsObject()
     {
         {
-            NewGeneration generation(folder());
+            NewGeneration generation(folder(), m_files);
             fill(generation, "new");
             QCOMPARE(folders().size(), 1);
             RemoveOldGenerations(folder()); // which is still being made
@@ -307,8 +308,7 @@ private slots:
             QVERIFY(QFile::link(path(QStringLiteral("elsewhere")), made));
         });
         QVERIFY(QDir().mkdir(path(QStringLiteral("elsewhere"))));
-        const UsedStoreFiles used(&files);
-        const NewGeneration generation(folder());
+        const NewGeneration generation(folder(), files);
         QVERIFY(generation);
         QVERIFY(generation.Folder() != made.toStdString() + '/');
         fill(generation, "new");
@@ -321,8 +321,7 @@ private slots:
         WatchedFolders files([&](const char* made) {
             beforeLock = [made = std::string(made)] { QCOMPARE(rmdir(made.c_str()), 0); };
         });
-        const UsedStoreFiles used(&files);
-        const NewGeneration generation(folder());
+        const NewGeneration generation(folder(), files);
         QVERIFY(generation && !beforeLock);
         QCOMPARE(folders(), QStringList(QStringLiteral(".VACatalog.gen-1")));
         fill(generation, "new");
@@ -339,8 +338,7 @@ private slots:
             given = name;
             QCOMPARE(chown(name, PlainUser::kNobody, PlainUser::kNobody), 0);
         });
-        const UsedStoreFiles used(&files);
-        const NewGeneration generation(folder());
+        const NewGeneration generation(folder(), files);
         QVERIFY(generation && !given.empty());
         QVERIFY(generation.Folder() != given + '/');
     }
@@ -353,7 +351,7 @@ private slots:
         for (const char* other : { ".VACatalog.gen-", ".VACatalog.gen-99x", ".VACatalog.gen-x99",
                                    ".VACatalog.gen-1000000000", ".VACatalog.gen" })
             QVERIFY(QDir().mkdir(path(QLatin1String(other))));
-        const NewGeneration generation(folder());
+        const NewGeneration generation(folder(), m_files);
         QCOMPARE(generation.Folder(), folder() + ".VACatalog.gen-77/");
     }
 
@@ -513,7 +511,7 @@ private slots:
                 fillPlain();
             else
                 publish("there");
-            NewGeneration generation(folder());
+            NewGeneration generation(folder(), m_files);
             fill(generation, "new");
             QVERIFY(!generation.PublishFirst());
             QVERIFY(generation.Exists());
@@ -521,7 +519,7 @@ private slots:
         }
         // Another process puts its pointer in place when all names are there.
         m_dir = std::make_unique<QTemporaryDir>();
-        NewGeneration other(folder()), generation(folder());
+        NewGeneration other(folder(), m_files), generation(folder(), m_files);
         fill(other, "other");
         fill(generation, "new");
         QVERIFY(other.PublishFirst() && !generation.PublishFirst());

@@ -204,7 +204,7 @@ private slots:
             const int before = OpenDescriptors();
             {
                 const Folder own(folder("held"));
-                HeldFiles held = isPrivate ? HeldFiles(own.descriptor()) : HeldFiles();
+                HeldFiles held = isPrivate ? HeldFiles(plain, own.descriptor()) : HeldFiles(plain);
                 Side other(held, folder("held"));
                 for (int i = 0; i < 150; ++i) {
                     CallBoth(one, other, random);
@@ -227,10 +227,9 @@ private slots:
     void privateFileIsOpenedOnceAndItsHeaderWrittenTwice()
     {
         CountingFiles counting;
-        const UsedStoreFiles used(&counting);
         const Folder own(m_dir.path());
         {
-            HeldFiles held(own.descriptor());
+            HeldFiles held(counting, own.descriptor());
             writeRecords(held, "counted");
             QVERIFY(held.nothingFailed());
         }
@@ -244,8 +243,7 @@ private slots:
     void sharedFileIsOpenedOnceAndWrittenAtOnce()
     {
         CountingFiles counting;
-        const UsedStoreFiles used(&counting);
-        HeldFiles held;
+        HeldFiles held(counting);
         writeRecords(held, "shared");
         QVERIFY(held.nothingFailed());
         QCOMPARE(counting.opens, 1);
@@ -258,7 +256,7 @@ private slots:
 
     void replacedFileIsReadOn()
     {
-        HeldFiles held;
+        HeldFiles held(MachineFiles());
         replace("replaced", held);
         const QByteArray path = QFile::encodeName(folder("replaced"));
         QVERIFY(!held.LeadsTo(path.toStdString(), path.toStdString()));
@@ -280,7 +278,7 @@ private slots:
             others.push_back(std::make_unique<QFile>(folder("other")));
             QVERIFY(others.back()->open(QIODevice::ReadWrite));
         }
-        HeldFiles held;
+        HeldFiles held(MachineFiles());
         const int before = OpenDescriptors();
         writeRecords(held, "many");
         QVERIFY(held.nothingFailed());
@@ -298,7 +296,7 @@ private slots:
         const QString target = folder("target");
         QVERIFY(QFile::link(target, folder("planted")));
         const Folder own(m_dir.path());
-        HeldFiles held(own.descriptor());
+        HeldFiles held(MachineFiles(), own.descriptor());
         const OpenStoreFile file(QFile::encodeName(folder("planted")).constData(),
                                  O_RDWR | O_CREAT | O_TRUNC, 0600, &held);
         QVERIFY(!file);
@@ -325,9 +323,8 @@ private slots:
         int k = 0;
         for (bool failed = true; failed; ++k) {
             FailingFiles failing(Fault(fault), k, k % 2 == 0);
-            const UsedStoreFiles used(&failing);
             const Folder own(m_dir.path());
-            HeldFiles held(own.descriptor());
+            HeldFiles held(failing, own.descriptor());
             char bytes[300] = {};
             for (int i = 0; i < 3; ++i) {
                 OpenStoreFile file(path.constData(), O_RDWR | (i == 0 ? O_CREAT | O_TRUNC : 0),

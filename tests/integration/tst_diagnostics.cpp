@@ -8,6 +8,7 @@
 #include "catalog/savedtree.h"
 #include "db/ccatalogfile.h"
 #include "db/cdpkg.h"
+#include "db/dboptions.h"
 #include "db/productfields.h"
 #include "db/rebuild.h"
 #include "install/crun.h"
@@ -80,7 +81,7 @@ private:
                 RecordProduct(product, file);
             }
         };
-        RebuildCatalogDatabase(fill, [] { return false; });
+        RebuildCatalogDatabase(Agent::DbOptions(), fill, [] { return false; });
         CDpkg().ReadStatusFile();
         CRunAptGet().Run('I', "anything", false, false);
         CRun(QStringLiteral("/bin/sh"), QStringLiteral("-c exit"), true).Run();

@@ -11,6 +11,7 @@
 #include "catalog/savedtree.h"
 #include "db/ccatalogfile.h"
 #include "db/crufile.h"
+#include "db/dboptions.h"
 #include "db/dbshared.h"
 #include "db/rebuild.h"
 #include "request/replydocument.h"
@@ -85,7 +86,7 @@ void FillCatalog(QDomElement catalog)
                 category, [&file](const CatalogProduct& product) { RecordProduct(product, file); });
         });
     };
-    QVERIFY(RebuildCatalogDatabase(fill, [] { return true; }));
+    QVERIFY(RebuildCatalogDatabase(Agent::DbOptions(), fill, [] { return true; }));
 }
 
 void FillRecent(int count)

@@ -282,15 +282,14 @@ private:
     int m_left;
 };
 
-// Whether a process that does some work was killed at its k-th change of a file, and did
-// not end before.
-inline bool KilledAt(int k, const std::function<void()>& work)
+// Whether a process that does some work with a file system was killed at its k-th change of a
+// file, and did not end before.
+inline bool KilledAt(int k, const std::function<void(StoreFiles& files)>& work)
 {
     const pid_t child = ::fork();
     if (child == 0) {
         CrashingFiles files(k);
-        SetStoreFiles(&files);
-        work();
+        work(files);
         ::_exit(0);
     }
     int status = -1;
@@ -300,4 +299,13 @@ inline bool KilledAt(int k, const std::function<void()>& work)
     if (!killed && status != 0)
         qFatal("the process ended with status %d", status);
     return killed;
+}
+
+// The same for work with the file system in use.
+inline bool KilledAt(int k, const std::function<void()>& work)
+{
+    return KilledAt(k, [&work](StoreFiles& files) {
+        SetStoreFiles(&files);
+        work();
+    });
 }
