@@ -547,13 +547,13 @@ private slots:
         QVERIFY(Process(Whole("1")));
         const QByteArray path = DataPath(kFiles[0]).toLocal8Bit();
         const bool root = geteuid() == 0;
-        QVERIFY(!root || chown(path.constData(), PlainUser::kNobody, PlainUser::kNobody) == 0);
+        QVERIFY(!root || chown(path.constData(), PlainUser::nobody, PlainUser::nobody) == 0);
         QCOMPARE(chmod(path.constData(), 0640), 0);
         QVERIFY(Process(Whole("2")));
         struct stat status;
         QCOMPARE(stat(path.constData(), &status), 0);
         QCOMPARE(int(status.st_mode & 07777), 0640);
-        QVERIFY(!root || status.st_uid == PlainUser::kNobody);
+        QVERIFY(!root || status.st_uid == PlainUser::nobody);
     }
 
     // Each kind of failure, once and permanently, at each of the first calls and at some

@@ -171,7 +171,7 @@ private:
         explicit PlainUserOwns(const std::vector<std::string>& paths)
         {
             for (const std::string& path : paths)
-                if (geteuid() == 0 && chown(path.c_str(), PlainUser::kNobody, PlainUser::kNobody))
+                if (geteuid() == 0 && chown(path.c_str(), PlainUser::nobody, PlainUser::nobody))
                     qFatal("cannot give %s away", path.c_str());
         }
     };

@@ -336,7 +336,7 @@ private slots:
         std::string given;
         WatchedFolders files([&given](const char* name) {
             given = name;
-            QCOMPARE(chown(name, PlainUser::kNobody, PlainUser::kNobody), 0);
+            QCOMPARE(chown(name, PlainUser::nobody, PlainUser::nobody), 0);
         });
         const NewGeneration generation(folder(), files);
         QVERIFY(generation && !given.empty());
