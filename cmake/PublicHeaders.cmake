@@ -11,7 +11,8 @@ file(REMOVE_RECURSE ${VANTREL_HOST_INCLUDES})
 # vantrel_public_headers(HEADER...), of the folder whose CMakeLists.txt calls it. A public
 # header includes others by paths relative to itself.
 function(vantrel_public_headers)
-    get_filename_component(folder ${CMAKE_CURRENT_SOURCE_DIR} NAME)
+    file(RELATIVE_PATH folder ${PROJECT_SOURCE_DIR}/src ${CMAKE_CURRENT_SOURCE_DIR})
+    string(REGEX REPLACE "^\\.\\./" "" folder ${folder})
     file(MAKE_DIRECTORY ${VANTREL_HOST_INCLUDES}/vantrelagent/${folder})
     foreach(header IN LISTS ARGN)
         file(CREATE_LINK ${CMAKE_CURRENT_SOURCE_DIR}/${header}
@@ -36,7 +37,7 @@ endfunction()
 function(vantrel_class_headers folder header)
     file(STRINGS ${header} definitions REGEX "^class [^;]*$")
     set(prefix VantrelAgent)
-    if(folder STREQUAL host)
+    if(folder MATCHES "^host")
         set(prefix Pakmart)
     endif()
     foreach(definition IN LISTS definitions)

@@ -1,107 +1,26 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Finding products by words. All words must occur somewhere in the product's name, package
-// or description, in any letter case; products with the words in better places come first.
+// Finding products by words, in the order that ProductSearch gives them.
 
 #include "commands.h"
 #include "console.h"
 #include "products.h"
 
-#include <QByteArrayList>
 #include <QSet>
 #include <algorithm>
-#include <cstring>
+#include <string_view>
 #include <vantrelagent/db/catalogscan.h>
+#include <vantrelagent/db/productsearch.h>
 
 using namespace Agent;
 
 namespace
 {
 
-// Where a word occurs, from the best to the worst place.
-enum Place { Whole, Beginning, BeginningOfAWord, Within, InSummary, InDescription, Nowhere };
-
-// Folds the letter case of a text. Pure ASCII, which is common, is folded without Qt.
-void Fold(const char* text, std::size_t length, std::string& folded)
+std::string_view FirstLine(const std::string& text)
 {
-    folded.assign(text, length);
-    bool ascii = true;
-    for (char& c : folded) {
-        if (c >= 'A' && c <= 'Z')
-            c = char(c + ('a' - 'A'));
-        ascii = ascii && (c & 0x80) == 0;
-    }
-    if (!ascii)
-        folded = QString::fromStdString(folded).toCaseFolded().toStdString();
-}
-
-bool IsPartOfWord(char c)
-{
-    return (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || (c & 0x80) != 0;
-}
-
-Place PlaceIn(const std::string& title, const std::string& word)
-{
-    std::size_t at = title.find(word);
-    if (at == std::string::npos)
-        return Nowhere;
-    if (at == 0)
-        return title.size() == word.size() ? Whole : Beginning;
-    for (; at != std::string::npos; at = title.find(word, at + 1)) {
-        if (!IsPartOfWord(title[at - 1]))
-            return BeginningOfAWord;
-    }
-    return Within;
-}
-
-// One product's texts, folded.
-class Texts
-{
-public:
-    void Load(CatalogScan& scan)
-    {
-        FoldText(scan.Name(), m_name);
-        FoldText(scan.PackageName(), m_package);
-        const std::string description = scan.Description();
-        Fold(description.data(), description.size(), m_description);
-        m_summaryEnd = std::min(m_description.find('\n'), m_description.size());
-    }
-
-    Place PlaceOf(const std::string& word) const
-    {
-        const Place title = std::min(PlaceIn(m_name, word), PlaceIn(m_package, word));
-        if (title != Nowhere)
-            return title;
-        const std::size_t at = m_description.find(word);
-        if (at == std::string::npos)
-            return Nowhere;
-        return at < m_summaryEnd ? InSummary : InDescription;
-    }
-
-private:
-    static void FoldText(const char* text, std::string& folded)
-    {
-        Fold(text, std::strlen(text), folded);
-    }
-
-    std::string m_name, m_package, m_description;
-    std::size_t m_summaryEnd = 0;
-};
-
-// A lower rank is better; -1 for a product that lacks a word. The place of the whole phrase
-// counts more than the places of the single words.
-int RankOf(const Texts& texts, const std::vector<std::string>& words, const std::string& phrase)
-{
-    int sum = 0;
-    for (const std::string& word : words) {
-        const Place place = texts.PlaceOf(word);
-        if (place == Nowhere)
-            return -1;
-        sum += place;
-    }
-    constexpr int step = 1000; // more than the places of many words add up to
-    return int(texts.PlaceOf(phrase)) * step + std::min(sum, step - 1);
+    return std::string_view(text).substr(0, text.find('\n'));
 }
 
 struct Hit {
@@ -128,14 +47,6 @@ QList<Product> InOrder(std::vector<Hit>& hits)
     return products;
 }
 
-std::string Folded(const QString& text)
-{
-    const QByteArray bytes = text.toUtf8();
-    std::string folded;
-    Fold(bytes.constData(), std::size_t(bytes.size()), folded);
-    return folded;
-}
-
 } // namespace
 
 int SearchCommand(Console& display, const QStringList& words, bool json)
@@ -144,17 +55,15 @@ int SearchCommand(Console& display, const QStringList& words, bool json)
     if (!HasCatalog(display, scan))
         return ExitFailed;
     const QString phrase = words.join(QLatin1Char(' ')).simplified();
-    const std::string foldedPhrase = Folded(phrase);
-    std::vector<std::string> wanted;
-    for (const QString& word : phrase.split(QLatin1Char(' '), Qt::SkipEmptyParts))
-        wanted.push_back(Folded(word));
+    ProductSearch search(phrase);
     std::vector<Hit> hits;
-    Texts texts;
     while (scan.Next()) {
         if (scan.Hidden())
             continue;
-        texts.Load(scan);
-        const int rank = RankOf(texts, wanted, foldedPhrase);
+        const std::string description = scan.Description();
+        const int rank
+            = search.RankOf(scan.Name(), scan.PackageName(), FirstLine(description),
+                            [&description] { return description; });
         if (rank >= 0)
             hits.push_back({ rank, ProductOf(scan) });
     }

@@ -1,0 +1,45 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// Work in a thread beside the event loop, one piece at a time.
+
+#pragma once
+
+#include <QObject>
+#include <atomic>
+#include <functional>
+#include <memory>
+
+class QThread;
+
+namespace Pakmart
+{
+
+class Beside : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit Beside(QObject* parent = nullptr);
+    // Cancels the work and waits for its end.
+    ~Beside() override;
+
+    bool IsRunning() const { return m_thread != nullptr; }
+    // Calls `work` in a thread, and then `done` from the event loop. Not while it is running.
+    void Start(const std::function<void()>& work, const std::function<void()>& done);
+    // Asks the work to end; `done` follows nevertheless.
+    void Cancel() { m_cancelled = true; }
+    // For the work, now and then.
+    bool IsCancelled() const { return m_cancelled; }
+    // For the work: emits Reported from the event loop.
+    void Report() { emit Reported(); }
+
+Q_SIGNALS:
+    void Reported();
+
+private:
+    std::unique_ptr<QThread> m_thread;
+    std::atomic<bool> m_cancelled{ false };
+};
+
+} // namespace Pakmart

@@ -1,0 +1,48 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The catalog in memory, shared by all models of the process: read beside the event loop, and
+// again whenever an update has replaced it.
+
+#pragma once
+
+#include "host/models/beside.h"
+#include "host/models/catalogtable.h"
+#include "host/models/pathwatch.h"
+
+namespace Pakmart
+{
+
+class CatalogFeed : public QObject
+{
+    Q_OBJECT
+
+public:
+    // Exists as long as anybody holds it.
+    static std::shared_ptr<CatalogFeed> Shared();
+
+    // Null until the first products have been read. While the first catalog is being read,
+    // there are tables of its beginning.
+    SharedTable Table() const { return m_table; }
+
+Q_SIGNALS:
+    void Changed();
+
+private:
+    CatalogFeed();
+    void Look();
+    void Read();
+    void Work(bool inParts);
+    void Publish(const SharedTable& table);
+    void Take();
+
+    const std::string m_folder;
+    SharedTable m_table;
+    std::string m_mark; // of the catalog that was read, or is being read
+    std::mutex m_mutex;
+    SharedTable m_published; // by the thread
+    PathWatch m_watch;
+    Beside m_beside;
+};
+
+} // namespace Pakmart

@@ -1,0 +1,335 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "host/models/productmodel.h"
+
+#include "host/models/beside.h"
+#include "host/models/catalogfeed.h"
+#include "host/models/categoryicon.h"
+#include "host/models/productquery.h"
+
+#include <QCoreApplication>
+#include <QTimer>
+
+namespace Pakmart
+{
+
+namespace
+{
+
+QString Tr(const char* text)
+{
+    return QCoreApplication::translate("Pakmart", text);
+}
+
+struct TextRole {
+    int role;
+    CatalogText text;
+};
+
+constexpr TextRole textRoles[] = {
+    { ProductModel::NameRole, NameText },
+    { ProductModel::PackageRole, PackageText },
+    { ProductModel::VersionRole, VersionText },
+    { ProductModel::SummaryRole, SummaryText },
+    { ProductModel::VendorRole, VendorText },
+    { ProductModel::CopyrightRole, CopyrightText },
+    { ProductModel::PriceRole, PriceText },
+    { ProductModel::ReleasedRole, ReleasedText },
+    { ProductModel::ReviewScoreRole, ReviewScoreText },
+    { ProductModel::CategoryRankingRole, CategoryRankingText },
+    { ProductModel::SubcategoryRankingRole, SubcategoryRankingText },
+    { ProductModel::RankingRole, RankingText },
+    { ProductModel::CategoryPageRole, CategoryPageText },
+    { ProductModel::PageRole, PageText },
+    { ProductModel::AuthorPageRole, AuthorPageText },
+};
+
+// What comes from the server is one line.
+QString Line(const CatalogTable& table, std::uint32_t place, CatalogText text)
+{
+    return QString::fromUtf8(table.Text(place, text)).simplified();
+}
+
+} // namespace
+
+class ProductModel::Private
+{
+public:
+    // An answer and what it was made of.
+    struct Made {
+        ProductQuery query;
+        SharedTable table;
+        std::shared_ptr<const InstalledPackages> packages;
+        ProductAnswer answer;
+    };
+
+    QString InstalledVersion(const Row& row) const
+    {
+        if (!shown.packages)
+            return QString();
+        const auto found = shown.packages->constFind(shown.table->Text(row.place, PackageText));
+        return found == shown.packages->constEnd() ? QString() : QString::fromUtf8(found->version);
+    }
+
+    const std::shared_ptr<CatalogFeed> catalog = CatalogFeed::Shared();
+    const std::shared_ptr<PackageFeed> packages = PackageFeed::Shared();
+    ProductQuery query;
+    Made shown; // without its products, which are the rows
+    Made next; // while the thread works on it
+    bool isAsked = false;
+    QTimer soon;
+    Beside beside; // the last one, so that the thread has ended when the others go
+};
+
+ProductModel::ProductModel(QObject* parent) : ListModel(parent), d(std::make_unique<Private>())
+{
+    setState(Loading, Tr("Reading the catalog."));
+    d->soon.setSingleShot(true);
+    connect(&d->soon, &QTimer::timeout, this, &ProductModel::begin);
+    connect(d->catalog.get(), &CatalogFeed::Changed, this, &ProductModel::ask);
+    connect(d->packages.get(), &PackageFeed::Changed, this, &ProductModel::ask);
+    ask();
+}
+
+ProductModel::~ProductModel() = default;
+
+QString ProductModel::category() const
+{
+    return d->query.category;
+}
+
+QString ProductModel::text() const
+{
+    return d->query.text;
+}
+
+ProductModel::Show ProductModel::show() const
+{
+    return d->query.show;
+}
+
+ProductModel::Sort ProductModel::sortedBy() const
+{
+    return d->query.sort;
+}
+
+void ProductModel::setCategory(const QString& category)
+{
+    if (d->query.category == category)
+        return;
+    d->query.category = category;
+    emit categoryChanged();
+    ask();
+}
+
+void ProductModel::setText(const QString& text)
+{
+    if (d->query.text == text)
+        return;
+    d->query.text = text;
+    emit textChanged();
+    ask();
+}
+
+void ProductModel::setShow(Show show)
+{
+    if (d->query.show == show)
+        return;
+    d->query.show = show;
+    emit showChanged();
+    ask();
+}
+
+void ProductModel::setSort(Sort sort)
+{
+    if (d->query.sort == sort)
+        return;
+    d->query.sort = sort;
+    emit sortChanged();
+    ask();
+}
+
+void ProductModel::ask()
+{
+    d->isAsked = true;
+    // What is being worked out for another query is of no use; for an older catalog it is.
+    if (d->beside.IsRunning() && !(d->next.query == d->query))
+        d->beside.Cancel();
+    if (!d->soon.isActive())
+        d->soon.start(0);
+}
+
+void ProductModel::begin()
+{
+    if (d->beside.IsRunning() || !d->isAsked || !d->catalog->Table())
+        return;
+    d->isAsked = false;
+    d->next = { d->query, d->catalog->Table(), d->packages->Packages(), {} };
+    const bool isNarrower = d->next.table == d->shown.table
+        && IsNarrower(d->next.query, d->shown.query) && d->shown.table->isWhole;
+    d->beside.Start(
+        [this, isNarrower] {
+            d->next.answer = Answer(d->next.query, *d->next.table, d->next.packages.get(),
+                                    isNarrower ? &d->shown.answer.matching : nullptr,
+                                    [this] { return d->beside.IsCancelled(); });
+        },
+        [this] {
+            if (!d->beside.IsCancelled())
+                take();
+            if (d->isAsked)
+                begin();
+        });
+}
+
+void ProductModel::take()
+{
+    Private::Made made = std::move(d->next);
+    Rows after;
+    after.reserve(made.answer.products.size());
+    for (const FoundProduct& found : made.answer.products)
+        after.push_back({ made.table->Entry(found.place).serial, found.place,
+                          quint32(found.state) });
+    std::vector<FoundProduct>().swap(made.answer.products);
+    const SharedTable before = d->shown.table;
+    const SharedTable now = made.table;
+    const bool isGrown = before && !before->isWhole; // places and texts are as before
+    changeRows(
+        std::move(after), [this, &made] { d->shown = std::move(made); },
+        [&](const Row& a, const Row& b) {
+            return a.extra != b.extra
+                || (before != now && !isGrown && !before->IsSame(a.place, *now, b.place));
+        });
+    describe();
+}
+
+void ProductModel::describe()
+{
+    const CatalogTable& table = *d->shown.table;
+    const ProductQuery& query = d->shown.query;
+    const bool needsPackages = query.show != All;
+    if (count() > 0)
+        setState(Filled);
+    else if (table.condition == CatalogTable::Unreadable)
+        setState(Failed, Tr("The catalog on this computer cannot be read."));
+    else if (table.condition == CatalogTable::Missing)
+        setState(Empty, Tr("There is no catalog on this computer yet."));
+    else if (needsPackages && !d->packages->IsReadable())
+        setState(Failed, Tr("The list of installed packages cannot be read."));
+    else if (!table.isWhole || (needsPackages && !d->shown.packages))
+        setState(Loading, Tr("Reading the catalog."));
+    else if (!query.text.simplified().isEmpty())
+        setState(Empty, Tr("Nothing was found for \"%1\".").arg(query.text.simplified()));
+    else if (query.show == Installed)
+        setState(Empty, Tr("No application of the store is installed."));
+    else if (query.show == Upgradable)
+        setState(Empty, Tr("All installed applications are up to date."));
+    else
+        setState(Empty, Tr("There is no product here."));
+}
+
+Product ProductModel::product(int row) const
+{
+    Product product;
+    if (row < 0 || row >= count())
+        return product;
+    const QModelIndex index = this->index(row);
+    const auto text = [&](int role) { return data(index, role).toString(); };
+    product.serial = data(index, SerialRole).toInt();
+    product.name = text(NameRole);
+    product.package = text(PackageRole);
+    product.version = text(VersionRole);
+    product.category = text(CategoryRole);
+    product.summary = text(SummaryRole);
+    product.vendor = text(VendorRole);
+    product.copyright = text(CopyrightRole);
+    product.price = text(PriceRole);
+    product.released = text(ReleasedRole);
+    product.reviewScore = text(ReviewScoreRole);
+    product.categoryRanking = text(CategoryRankingRole);
+    product.subcategoryRanking = text(SubcategoryRankingRole);
+    product.ranking = text(RankingRole);
+    product.categoryPage = text(CategoryPageRole);
+    product.page = text(PageRole);
+    product.authorPage = text(AuthorPageRole);
+    product.downloads = data(index, DownloadsRole).toInt();
+    product.size = data(index, SizeRole).toInt();
+    product.state = Product::State(rows()[std::size_t(row)].extra);
+    product.installedVersion = text(InstalledVersionRole);
+    product.iconName = text(IconNameRole);
+    return product;
+}
+
+int ProductModel::rowOf(int serial) const
+{
+    for (std::size_t row = 0; row < rows().size(); ++row)
+        if (rows()[row].key == serial)
+            return int(row);
+    return -1;
+}
+
+QVariant ProductModel::data(const QModelIndex& index, int role) const
+{
+    if (!index.isValid() || index.row() >= count())
+        return QVariant();
+    const Row& row = rows()[std::size_t(index.row())];
+    const CatalogTable& table = *d->shown.table;
+    for (const TextRole& text : textRoles)
+        if (text.role == role)
+            return Line(table, row.place, text.text);
+    const CatalogEntry& entry = table.Entry(row.place);
+    switch (role) {
+    case SerialRole:
+        return entry.serial;
+    case CategoryRole:
+        return table.categories[entry.category].name;
+    case DownloadsRole:
+        return entry.downloads;
+    case SizeRole:
+        return entry.size;
+    case ProductStateRole:
+        return QVariant::fromValue(Product::State(row.extra));
+    case InstalledVersionRole:
+        return d->InstalledVersion(row);
+    case IconNameRole:
+        return CategoryIcon(table.categories[entry.category].name);
+    case ProductRole:
+        return QVariant::fromValue(product(index.row()));
+    default:
+        return QVariant();
+    }
+}
+
+QHash<int, QByteArray> ProductModel::roleNames() const
+{
+    return { { NameRole, "name" },
+             { SerialRole, "serial" },
+             { PackageRole, "package" },
+             { VersionRole, "version" },
+             { CategoryRole, "category" },
+             { SummaryRole, "summary" },
+             { VendorRole, "vendor" },
+             { CopyrightRole, "copyright" },
+             { PriceRole, "price" },
+             { ReleasedRole, "released" },
+             { ReviewScoreRole, "reviewScore" },
+             { CategoryRankingRole, "categoryRanking" },
+             { SubcategoryRankingRole, "subcategoryRanking" },
+             { RankingRole, "ranking" },
+             { CategoryPageRole, "categoryPage" },
+             { PageRole, "page" },
+             { AuthorPageRole, "authorPage" },
+             { DownloadsRole, "downloads" },
+             { SizeRole, "size" },
+             { ProductStateRole, "productState" },
+             { InstalledVersionRole, "installedVersion" },
+             { IconNameRole, "iconName" },
+             { ProductRole, "product" } };
+}
+
+InstalledModel::InstalledModel(QObject* parent) : ProductModel(parent)
+{
+    setShow(Installed);
+}
+
+} // namespace Pakmart
