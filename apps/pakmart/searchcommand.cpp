@@ -61,9 +61,8 @@ int SearchCommand(Console& display, const QStringList& words, bool json)
         if (scan.Hidden())
             continue;
         const std::string description = scan.Description();
-        const int rank
-            = search.RankOf(scan.Name(), scan.PackageName(), FirstLine(description),
-                            [&description] { return description; });
+        const int rank = search.RankOf(scan.Name(), scan.PackageName(), FirstLine(description),
+                                       [&description] { return std::string_view(description); });
         if (rank >= 0)
             hits.push_back({ rank, ProductOf(scan) });
     }

@@ -23,19 +23,20 @@ NotesReader::NotesReader(const std::string& path, StoreFiles& files)
 {
 }
 
-std::string NotesReader::Read(std::int64_t offset)
+std::string_view NotesReader::View(std::int64_t offset)
 {
     const std::uint8_t* const bytes = offset < 0 ? nullptr : At(offset, blockHeaderLength);
     if (!bytes)
-        return std::string();
+        return {};
     const BlockHeader header{ bytes[0], bytes[1], std::uint16_t(bytes[2] | bytes[3] << 8),
                               GetInt32(bytes + 4) };
     if (header.status != blockInUse || !IsSoundBlock(header, offset, m_size)
         || TextLength(header) <= 0)
-        return std::string();
+        return {};
     const auto length = std::size_t(TextLength(header));
     const std::uint8_t* const text = At(offset + blockHeaderLength, std::int64_t(length));
-    return text ? std::string(reinterpret_cast<const char*>(text), length) : std::string();
+    return text ? std::string_view(reinterpret_cast<const char*>(text), length)
+                : std::string_view();
 }
 
 // `length` bytes of the heap; null if there are fewer.

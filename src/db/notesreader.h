@@ -11,6 +11,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace Agent
@@ -22,8 +23,9 @@ public:
     // The path of the heap, with ".fil". The file system must outlive the object.
     explicit NotesReader(const std::string& path, StoreFiles& files = MachineFiles());
 
-    // Empty if no sound text is there.
-    std::string Read(std::int64_t offset);
+    // The text until the next call; empty if no sound one is there.
+    std::string_view View(std::int64_t offset);
+    std::string Read(std::int64_t offset) { return std::string(View(offset)); }
 
 private:
     const std::uint8_t* At(std::int64_t offset, std::int64_t length);

@@ -5,6 +5,7 @@
 
 #include <QStringList>
 #include <algorithm>
+#include <cstring>
 
 namespace Agent
 {
@@ -34,6 +35,12 @@ Place PlaceIn(const std::string& title, const std::string& word)
     return Within;
 }
 
+// Faster in long texts than find().
+bool Has(const std::string& text, const std::string& word)
+{
+    return memmem(text.data(), text.size(), word.data(), word.size()) != nullptr;
+}
+
 } // namespace
 
 ProductSearch::ProductSearch(const QString& text)
@@ -46,36 +53,35 @@ ProductSearch::ProductSearch(const QString& text)
     }
 }
 
-// Pure ASCII, which is common, is folded without Qt.
+// Pure ASCII, which is common, is folded without Qt, and without branches.
 void ProductSearch::Fold(std::string_view text, std::string& folded)
 {
     folded.assign(text);
-    bool ascii = true;
+    unsigned all = 0;
     for (char& c : folded) {
-        if (c >= 'A' && c <= 'Z')
-            c = char(c + ('a' - 'A'));
-        ascii = ascii && (c & 0x80) == 0;
+        const auto byte = static_cast<unsigned char>(c);
+        c = char(byte + ((byte >= 'A') & (byte <= 'Z')) * ('a' - 'A'));
+        all |= byte;
     }
-    if (!ascii)
+    if (all >= 0x80)
         folded = QString::fromStdString(folded).toCaseFolded().toStdString();
 }
 
-int ProductSearch::PlaceOf(const std::string& word, const std::function<std::string()>& description)
+int ProductSearch::PlaceOf(const std::string& word, const Description& description)
 {
     const Place title = std::min(PlaceIn(m_name, word), PlaceIn(m_package, word));
     if (title != Nowhere)
         return title;
-    if (m_summary.find(word) != std::string::npos)
+    if (Has(m_summary, word))
         return InSummary;
     if (!m_hasDescription)
-        Fold(description(), m_description);
+        Fold(description ? description() : std::string_view(), m_description);
     m_hasDescription = true;
-    return m_description.find(word) != std::string::npos ? InDescription : Nowhere;
+    return Has(m_description, word) ? InDescription : Nowhere;
 }
 
-int ProductSearch::RankOf(std::string_view name, std::string_view package,
-                          std::string_view summary,
-                          const std::function<std::string()>& description)
+int ProductSearch::RankOf(std::string_view name, std::string_view package, std::string_view summary,
+                          const Description& description)
 {
     Fold(name, m_name);
     Fold(package, m_package);

@@ -34,17 +34,22 @@ public:
     /// Whether there is no word, so that every product is found.
     bool IsEmpty() const { return m_words.empty(); }
 
+    /// The text of a product's description, until it is called again.
+    using Description = std::function<std::string_view()>;
+
     /// A lower rank is better; -1 if the product lacks a word. All texts are UTF-8. The
     /// summary is the first line of the description, which is asked for only if a word occurs
-    /// nowhere else.
+    /// nowhere else; null means that there is none.
     int RankOf(std::string_view name, std::string_view package, std::string_view summary,
-               const std::function<std::string()>& description);
+               const Description& description);
+    /// Whether the description can matter for a product that was found without it.
+    bool HasSeveralWords() const { return m_words.size() > 1; }
 
     /// Folds the letter case of a UTF-8 text.
     static void Fold(std::string_view text, std::string& folded);
 
 private:
-    int PlaceOf(const std::string& word, const std::function<std::string()>& description);
+    int PlaceOf(const std::string& word, const Description& description);
 
     std::vector<std::string> m_words;
     std::string m_phrase;

@@ -7,8 +7,8 @@
 
 #pragma once
 
-#include "db/notesreader.h"
 #include "db/dbrecord.h"
+#include "db/notesreader.h"
 
 #include <QString>
 #include <array>

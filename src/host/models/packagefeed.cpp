@@ -68,8 +68,7 @@ void PackageFeed::Read()
     });
 }
 
-Product::State StateOf(const InstalledPackages* packages, const char* package,
-                       const char* version)
+Product::State StateOf(const InstalledPackages* packages, const char* package, const char* version)
 {
     if (!packages)
         return Product::Unknown;

@@ -51,7 +51,6 @@ private:
 };
 
 // The state of a product: `version` is the store's.
-Product::State StateOf(const InstalledPackages* packages, const char* package,
-                       const char* version);
+Product::State StateOf(const InstalledPackages* packages, const char* package, const char* version);
 
 } // namespace Pakmart

@@ -10,6 +10,7 @@
 
 #include <QCoreApplication>
 #include <QTimer>
+#include <mutex>
 
 namespace Pakmart
 {
@@ -56,6 +57,8 @@ QString Line(const CatalogTable& table, std::uint32_t place, CatalogText text)
 class ProductModel::Private
 {
 public:
+    static constexpr quint32 changed = 0x100; // in the extra number, beside the state
+
     // An answer and what it was made of.
     struct Made {
         ProductQuery query;
@@ -63,6 +66,20 @@ public:
         std::shared_ptr<const InstalledPackages> packages;
         ProductAnswer answer;
     };
+
+    // For the thread.
+    void Work(bool isNarrower)
+    {
+        const ProductSource source{ *next.table, next.packages.get(), shown.table.get(),
+                                    isNarrower ? &shown.answer.matching : nullptr };
+        next.answer = Answer(
+            next.query, source, [this] { return beside.IsCancelled(); },
+            [this](ProductAnswer answer) {
+                const std::lock_guard<std::mutex> lock(mutex);
+                first = std::move(answer);
+                beside.Report();
+            });
+    }
 
     QString InstalledVersion(const Row& row) const
     {
@@ -77,7 +94,10 @@ public:
     ProductQuery query;
     Made shown; // without its products, which are the rows
     Made next; // while the thread works on it
+    std::mutex mutex;
+    ProductAnswer first; // what the thread has found without the descriptions
     bool isAsked = false;
+    bool isBusy = true;
     QTimer soon;
     Beside beside; // the last one, so that the thread has ended when the others go
 };
@@ -87,6 +107,7 @@ ProductModel::ProductModel(QObject* parent) : ListModel(parent), d(std::make_uni
     setState(Loading, Tr("Reading the catalog."));
     d->soon.setSingleShot(true);
     connect(&d->soon, &QTimer::timeout, this, &ProductModel::begin);
+    connect(&d->beside, &Beside::Reported, this, &ProductModel::takeFirst);
     connect(d->catalog.get(), &CatalogFeed::Changed, this, &ProductModel::ask);
     connect(d->packages.get(), &PackageFeed::Changed, this, &ProductModel::ask);
     ask();
@@ -112,6 +133,21 @@ ProductModel::Show ProductModel::show() const
 ProductModel::Sort ProductModel::sortedBy() const
 {
     return d->query.sort;
+}
+
+bool ProductModel::isBusy() const
+{
+    return d->isBusy;
+}
+
+void ProductModel::setBusy()
+{
+    const SharedTable& table = d->shown.table;
+    const bool isBusy = d->isAsked || d->beside.IsRunning() || !table || !table->isWhole;
+    if (d->isBusy == isBusy)
+        return;
+    d->isBusy = isBusy;
+    emit busyChanged();
 }
 
 void ProductModel::setCategory(const QString& category)
@@ -158,6 +194,7 @@ void ProductModel::ask()
         d->beside.Cancel();
     if (!d->soon.isActive())
         d->soon.start(0);
+    setBusy();
 }
 
 void ProductModel::begin()
@@ -166,41 +203,61 @@ void ProductModel::begin()
         return;
     d->isAsked = false;
     d->next = { d->query, d->catalog->Table(), d->packages->Packages(), {} };
-    const bool isNarrower = d->next.table == d->shown.table
-        && IsNarrower(d->next.query, d->shown.query) && d->shown.table->isWhole;
-    d->beside.Start(
-        [this, isNarrower] {
-            d->next.answer = Answer(d->next.query, *d->next.table, d->next.packages.get(),
-                                    isNarrower ? &d->shown.answer.matching : nullptr,
-                                    [this] { return d->beside.IsCancelled(); });
-        },
-        [this] {
-            if (!d->beside.IsCancelled())
-                take();
-            if (d->isAsked)
-                begin();
-        });
+    const bool isNarrower = d->next.table == d->shown.table && d->shown.table->isWhole
+        && d->shown.answer.isWhole && IsNarrower(d->next.query, d->shown.query);
+    d->beside.Start([this, isNarrower] { d->Work(isNarrower); },
+                    [this] {
+                        if (!d->beside.IsCancelled())
+                            take();
+                        if (d->isAsked)
+                            begin();
+                        setBusy();
+                    });
+}
+
+// The thread still reads what it works with and what was shown until now, so that only the
+// rows are taken. With another catalog, they wait for the end.
+void ProductModel::takeFirst()
+{
+    if (d->beside.IsCancelled() || !d->beside.IsRunning() || d->next.table != d->shown.table)
+        return;
+    ProductAnswer first;
+    {
+        const std::lock_guard<std::mutex> lock(d->mutex);
+        first = std::move(d->first);
+    }
+    changeRows(
+        RowsOf(first, *d->next.table), [] {}, IsChanged);
+    if (count() > 0)
+        setState(Filled);
+    else
+        setState(Loading, Tr("Searching."));
 }
 
 void ProductModel::take()
 {
     Private::Made made = std::move(d->next);
-    Rows after;
-    after.reserve(made.answer.products.size());
-    for (const FoundProduct& found : made.answer.products)
-        after.push_back({ made.table->Entry(found.place).serial, found.place,
-                          quint32(found.state) });
+    Rows after = RowsOf(made.answer, *made.table);
     std::vector<FoundProduct>().swap(made.answer.products);
-    const SharedTable before = d->shown.table;
-    const SharedTable now = made.table;
-    const bool isGrown = before && !before->isWhole; // places and texts are as before
     changeRows(
-        std::move(after), [this, &made] { d->shown = std::move(made); },
-        [&](const Row& a, const Row& b) {
-            return a.extra != b.extra
-                || (before != now && !isGrown && !before->IsSame(a.place, *now, b.place));
-        });
+        std::move(after), [this, &made] { d->shown = std::move(made); }, IsChanged);
     describe();
+}
+
+ListModel::Rows ProductModel::RowsOf(const ProductAnswer& answer, const CatalogTable& table)
+{
+    Rows rows;
+    rows.reserve(answer.products.size());
+    for (const FoundProduct& found : answer.products)
+        rows.push_back({ table.Entry(found.place).serial, found.place,
+                         quint32(found.state) | (found.isChanged ? Private::changed : 0) });
+    return rows;
+}
+
+bool ProductModel::IsChanged(const Row& before, const Row& after)
+{
+    return (after.extra & Private::changed) != 0
+        || ((before.extra ^ after.extra) & ~Private::changed) != 0;
 }
 
 void ProductModel::describe()
@@ -254,7 +311,7 @@ Product ProductModel::product(int row) const
     product.authorPage = text(AuthorPageRole);
     product.downloads = data(index, DownloadsRole).toInt();
     product.size = data(index, SizeRole).toInt();
-    product.state = Product::State(rows()[std::size_t(row)].extra);
+    product.state = Product::State(rows()[std::size_t(row)].extra & ~Private::changed);
     product.installedVersion = text(InstalledVersionRole);
     product.iconName = text(IconNameRole);
     return product;
@@ -288,7 +345,7 @@ QVariant ProductModel::data(const QModelIndex& index, int role) const
     case SizeRole:
         return entry.size;
     case ProductStateRole:
-        return QVariant::fromValue(Product::State(row.extra));
+        return QVariant::fromValue(Product::State(row.extra & ~Private::changed));
     case InstalledVersionRole:
         return d->InstalledVersion(row);
     case IconNameRole:

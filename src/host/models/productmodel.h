@@ -21,6 +21,9 @@
 namespace Pakmart
 {
 
+class CatalogTable;
+struct ProductAnswer;
+
 class VANTRELAGENT_EXPORT ProductModel : public ListModel
 {
     Q_OBJECT
@@ -33,6 +36,8 @@ class VANTRELAGENT_EXPORT ProductModel : public ListModel
     Q_PROPERTY(Pakmart::ProductModel::Show show READ show WRITE setShow NOTIFY showChanged)
     /// The order of the rows.
     Q_PROPERTY(Pakmart::ProductModel::Sort sort READ sortedBy WRITE setSort NOTIFY sortChanged)
+    /// Whether other rows may follow: the catalog is being read, or searched.
+    Q_PROPERTY(bool busy READ isBusy NOTIFY busyChanged)
 
 public:
     /// Which products are shown, by their states.
@@ -92,6 +97,7 @@ public:
     QString text() const; ///< what is searched for; empty: nothing
     Show show() const; ///< the states that are shown
     Sort sortedBy() const; ///< the order of the rows
+    bool isBusy() const; ///< whether other rows may follow
 
     /// Change what is shown. The rows follow later, from the event loop.
     /// @{
@@ -119,13 +125,18 @@ Q_SIGNALS:
     void textChanged();
     void showChanged();
     void sortChanged();
+    void busyChanged();
     /// @}
 
 private:
     void ask();
     void begin();
     void take();
+    void takeFirst();
     void describe();
+    void setBusy();
+    static Rows RowsOf(const ProductAnswer& answer, const CatalogTable& table);
+    static bool IsChanged(const Row& before, const Row& after);
 
     class Private;
     const std::unique_ptr<Private> d;

@@ -6,6 +6,7 @@
 #include "db/productsearch.h"
 
 #include <algorithm>
+#include <unordered_map>
 #include <unordered_set>
 
 using Agent::ProductSearch;
@@ -60,30 +61,47 @@ bool IsShown(ProductModel::Show show, Product::State state)
 class Finder
 {
 public:
-    Finder(const ProductQuery& query, const CatalogTable& table, const InstalledPackages* packages)
-        : m_query(query), m_table(table), m_packages(packages), m_search(query.text),
-          m_wanted(Wanted(table, query.category))
+    Finder(const ProductQuery& query, const ProductSource& source)
+        : m_query(query), m_source(source), m_table(source.table), m_search(query.text),
+          m_wanted(Wanted(source.table, query.category))
     {
     }
 
     bool IsSearch() const { return !m_search.IsEmpty(); }
 
+    // Looks at a product without its description.
     void Look(std::uint32_t place)
     {
         const CatalogEntry& entry = m_table.Entry(place);
         if (entry.hidden || !m_wanted[entry.category])
             return;
-        const int rank = IsSearch() ? RankOf(place) : 0;
-        if (rank < 0)
-            return;
-        m_matching.push_back(place);
-        const Product::State state = StateOf(m_packages, m_table.Text(place, PackageText),
-                                             m_table.Text(place, VersionText));
-        if (IsShown(m_query.show, state))
-            m_matches.push_back({ place, rank, state });
+        const int rank = IsSearch() ? RankOf(place, nullptr) : 0;
+        if (rank >= 0)
+            Take(place, rank);
+        // Another word, or the phrase, may be in the description.
+        if (IsSearch() && (rank < 0 || m_search.HasSeveralWords()))
+            m_open.push_back(place);
     }
 
-    ProductAnswer Result()
+    // What has to be looked at with the description.
+    std::vector<std::uint32_t> BeginDescriptions()
+    {
+        if (m_search.HasSeveralWords()) {
+            m_matches.clear();
+            m_matching.clear();
+        }
+        return std::move(m_open);
+    }
+    void LookCloser(std::uint32_t place)
+    {
+        const int rank = RankOf(
+            place, [this, place] { return m_table.notes->reader.View(m_table.Entry(place).note); });
+        if (rank >= 0)
+            Take(place, rank);
+    }
+    std::size_t OpenCount() const { return m_open.size(); }
+
+    ProductAnswer Result(bool isWhole)
     {
         Sort();
         ProductAnswer answer;
@@ -92,17 +110,43 @@ public:
         for (const Match& match : m_matches)
             if (!m_table.hasTwins || seen.insert(m_table.Entry(match.place).serial).second)
                 answer.products.push_back({ match.place, match.state });
-        answer.matching = std::move(m_matching);
+        answer.matching = m_matching;
+        answer.isWhole = isWhole;
+        MarkChanged(answer);
         return answer;
     }
 
 private:
-    int RankOf(std::uint32_t place)
+    void Take(std::uint32_t place, int rank)
+    {
+        m_matching.push_back(place);
+        const Product::State state = StateOf(m_source.packages, m_table.Text(place, PackageText),
+                                             m_table.Text(place, VersionText));
+        if (IsShown(m_query.show, state))
+            m_matches.push_back({ place, rank, state });
+    }
+
+    void MarkChanged(ProductAnswer& answer) const
+    {
+        const CatalogTable* const before = m_source.before;
+        // A catalog that was only begun has the same products at the same places.
+        if (!before || before == &m_table || !before->isWhole)
+            return;
+        std::unordered_map<std::int32_t, std::uint32_t> places;
+        places.reserve(before->byName.size());
+        for (std::uint32_t place : before->byName)
+            places.emplace(before->Entry(place).serial, place);
+        for (FoundProduct& found : answer.products) {
+            const auto old = places.find(m_table.Entry(found.place).serial);
+            found.isChanged
+                = old != places.end() && !m_table.IsSame(found.place, *before, old->second);
+        }
+    }
+
+    int RankOf(std::uint32_t place, const ProductSearch::Description& description)
     {
         return m_search.RankOf(m_table.Text(place, NameText), m_table.Text(place, PackageText),
-                               m_table.Text(place, SummaryText), [this, place] {
-                                   return m_table.notes->reader.Read(m_table.Entry(place).note);
-                               });
+                               m_table.Text(place, SummaryText), description);
     }
 
     // Larger numbers and later dates go first.
@@ -125,40 +169,54 @@ private:
     void Sort()
     {
         const bool byRank = m_query.sort == ProductModel::ByRelevance;
-        std::sort(m_matches.begin(), m_matches.end(), [this, byRank](const Match& a, const Match& b) {
-            if (byRank && a.rank != b.rank)
-                return a.rank < b.rank;
-            const int order = Compare(a.place, b.place);
-            return order != 0 ? order < 0 : m_table.nameRank[a.place] < m_table.nameRank[b.place];
-        });
+        std::sort(m_matches.begin(), m_matches.end(),
+                  [this, byRank](const Match& a, const Match& b) {
+                      if (byRank && a.rank != b.rank)
+                          return a.rank < b.rank;
+                      const int order = Compare(a.place, b.place);
+                      return order != 0 ? order < 0
+                                        : m_table.nameRank[a.place] < m_table.nameRank[b.place];
+                  });
     }
 
     const ProductQuery& m_query;
+    const ProductSource m_source;
     const CatalogTable& m_table;
-    const InstalledPackages* const m_packages;
     ProductSearch m_search;
     const std::vector<bool> m_wanted;
     std::vector<Match> m_matches;
     std::vector<std::uint32_t> m_matching;
+    std::vector<std::uint32_t> m_open;
 };
+
+constexpr std::size_t manyDescriptions = 1000;
 
 } // namespace
 
-ProductAnswer Answer(const ProductQuery& query, const CatalogTable& table,
-                     const InstalledPackages* packages, const std::vector<std::uint32_t>* among,
-                     const std::function<bool()>& isCancelled)
+ProductAnswer Answer(const ProductQuery& query, const ProductSource& source,
+                     const std::function<bool()>& isCancelled,
+                     const std::function<void(ProductAnswer)>& report)
 {
-    Finder finder(query, table, packages);
-    std::unique_lock<std::mutex> lock;
-    if (finder.IsSearch() && table.notes)
-        lock = std::unique_lock<std::mutex>(table.notes->mutex);
-    const std::uint32_t count = among ? std::uint32_t(among->size()) : table.Count();
+    Finder finder(query, source);
+    const auto& among = source.among;
+    const std::uint32_t count = among ? std::uint32_t(among->size()) : source.table.Count();
     for (std::uint32_t at = 0; at < count; ++at) {
         if (at % 256 == 0 && isCancelled())
-            break;
+            return {};
         finder.Look(among ? (*among)[at] : at);
     }
-    return finder.Result();
+    if (finder.OpenCount() == 0 || !source.table.notes)
+        return finder.Result(true);
+    if (finder.OpenCount() >= manyDescriptions)
+        report(finder.Result(false));
+    const std::lock_guard<std::mutex> lock(source.table.notes->mutex);
+    int looked = 0;
+    for (std::uint32_t place : finder.BeginDescriptions()) {
+        if (++looked % 256 == 0 && isCancelled())
+            return {};
+        finder.LookCloser(place);
+    }
+    return finder.Result(true);
 }
 
 bool IsNarrower(const ProductQuery& query, const ProductQuery& wider)

@@ -31,18 +31,28 @@ struct ProductQuery {
 struct FoundProduct {
     std::uint32_t place;
     Product::State state;
+    bool isChanged = false; // another catalog had it with other fields
 };
 
 struct ProductAnswer {
     std::vector<FoundProduct> products;
     std::vector<std::uint32_t> matching; // all that match text and category, unsorted
+    bool isWhole = false; // descriptions have been searched as well
 };
 
-// Stops early, with an incomplete answer, when `isCancelled` says so. `among`, if not null:
-// the only places that can match.
-ProductAnswer Answer(const ProductQuery& query, const CatalogTable& table,
-                     const InstalledPackages* packages, const std::vector<std::uint32_t>* among,
-                     const std::function<bool()>& isCancelled);
+// What a query is made to.
+struct ProductSource {
+    const CatalogTable& table;
+    const InstalledPackages* packages;
+    const CatalogTable* before; // the catalog that was shown until now; may be null
+    const std::vector<std::uint32_t>* among; // the only places that can match; null: any
+};
+
+// Stops early, with an incomplete answer, when `isCancelled` says so. If there are many
+// descriptions to be searched, `report` is called before with what was found without them.
+ProductAnswer Answer(const ProductQuery& query, const ProductSource& source,
+                     const std::function<bool()>& isCancelled,
+                     const std::function<void(ProductAnswer)>& report);
 
 // Whether all products that match `query` also match `wider`, whose places are known then.
 bool IsNarrower(const ProductQuery& query, const ProductQuery& wider);

@@ -48,10 +48,9 @@ void MarkMoves(RowSteps& steps)
 std::size_t CommonBeginning(const Keys& before, const Keys& after)
 {
     const std::size_t most = std::min(before.size(), after.size());
-    return std::size_t(std::mismatch(before.begin(), before.begin() + std::ptrdiff_t(most),
-                                     after.begin())
-                           .first
-                       - before.begin());
+    return std::size_t(
+        std::mismatch(before.begin(), before.begin() + std::ptrdiff_t(most), after.begin()).first
+        - before.begin());
 }
 
 } // namespace

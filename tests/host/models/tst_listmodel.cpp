@@ -27,8 +27,9 @@ public:
         Rows after;
         for (int key : keys)
             after.push_back({ key, 0, value ? value(key) : 0 });
-        changeRows(std::move(after), [this] { ++takenOver; },
-                   [](const Row& a, const Row& b) { return a.extra != b.extra; });
+        changeRows(
+            std::move(after), [this] { ++takenOver; },
+            [](const Row& a, const Row& b) { return a.extra != b.extra; });
     }
     QVariant data(const QModelIndex& index, int role) const override
     {
@@ -102,8 +103,8 @@ private slots:
         QTest::newRow("to the end") << L{ 1, 2, 3 } << L{ 2, 3, 1 } << QByteArray("i0 r0 m1 l0 d0");
         QTest::newRow("to the front")
             << L{ 1, 2, 3 } << L{ 3, 1, 2 } << QByteArray("i0 r0 m1 l0 d0");
-        QTest::newRow("everything") << L{ 1, 2, 3, 4, 5 } << L{ 5, 1, 9, 3, 4, 8 }
-                                    << QByteArray("i2 r1 m1 l0 d0");
+        QTest::newRow("everything")
+            << L{ 1, 2, 3, 4, 5 } << L{ 5, 1, 9, 3, 4, 8 } << QByteArray("i2 r1 m1 l0 d0");
     }
     void fewChangesAreReportedOneByOne()
     {

@@ -150,7 +150,8 @@ private slots:
         MakeCatalog(some());
         ProductModel model;
         QVERIFY(isFilled(model));
-        const auto state = [&model](int serial) { return model.product(model.rowOf(serial)).state; };
+        const auto state
+            = [&model](int serial) { return model.product(model.rowOf(serial)).state; };
         QTRY_COMPARE(state(3), Product::Upgradable);
         QCOMPARE(state(5), Product::Installed);
         QCOMPARE(state(2), Product::NotInstalled);
@@ -175,7 +176,8 @@ private slots:
     {
         QTest::addColumn<ProductModel::Show>("show");
         QTest::addColumn<QStringList>("rows");
-        QTest::newRow("installed") << ProductModel::Installed << names({ "Chess", "Mango", "Zebra" });
+        QTest::newRow("installed")
+            << ProductModel::Installed << names({ "Chess", "Mango", "Zebra" });
         QTest::newRow("not installed") << ProductModel::NotInstalled << names({ "apple" });
         QTest::newRow("upgradable") << ProductModel::Upgradable << names({ "Mango" });
         QTest::newRow("other") << ProductModel::OtherShow << names({});
@@ -220,8 +222,9 @@ private slots:
         ModelWatch watch(&model);
         model.setText(QStringLiteral(" QUEEN "));
         QVERIFY(isFilled(model));
-        QCOMPARE(watch.texts(), names({ "by package", "Queen", "queens", "a queen", "aQueenb",
-                                        "in summary", "in description" }));
+        QCOMPARE(watch.texts(),
+                 names({ "by package", "Queen", "queens", "a queen", "aQueenb", "in summary",
+                         "in description" }));
         model.setSort(ProductModel::ByName);
         QTRY_COMPARE(watch.texts().first(), QStringLiteral("a queen"));
         model.setText(QStringLiteral("no such thing"));
@@ -401,7 +404,8 @@ private slots:
         QCOMPARE(watchAll.changes(), QByteArray("i0 r0 m0 l0 d2"));
         ReplaceStatus(Stanza("other", "1"));
         QTRY_COMPARE(installed.state(), ProductModel::Empty);
-        QCOMPARE(installed.stateText(), QStringLiteral("No application of the store is installed."));
+        QCOMPARE(installed.stateText(),
+                 QStringLiteral("No application of the store is installed."));
     }
 
     void foreignPackageIsInstalledToo()

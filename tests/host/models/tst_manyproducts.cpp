@@ -1,0 +1,170 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// 63,000 products, as many as Debian has packages: the times to the first rows and to the rows of
+// a search, the memory, and how long the event loop is blocked. All figures are printed; the
+// limits are wide, since other programs use the machine, and builds differ.
+
+#include "host/models/productmodel.h"
+#include "tests/common/pulse.h"
+#include "tests/host/models/catalogmaker.h"
+#include "tests/host/models/modelwatch.h"
+
+#include <QElapsedTimer>
+#include <QItemSelectionModel>
+#include <malloc.h>
+#include <random>
+#include <sys/wait.h>
+#include <unistd.h>
+
+using Pakmart::Product;
+using Pakmart::ProductModel;
+
+class ManyProductsTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    static constexpr int kProducts = 63000;
+    static constexpr qint64 kMostMilliseconds = 500; // ten times what is promised
+    static constexpr double kMostMegabytes = 40;
+
+    static QByteArray word(std::mt19937& random)
+    {
+        QByteArray text;
+        const int length = 2 + int(random() % 9);
+        for (int letter = 0; letter < length; ++letter)
+            text += char('a' + int(random() % 26));
+        return text;
+    }
+    static QString description(std::mt19937& random)
+    {
+        QByteArray text;
+        while (text.size() < 500)
+            text += word(random) + (text.size() > 60 && !text.contains('\n') ? '\n' : ' ');
+        return QString::fromLatin1(text);
+    }
+    static void fill(CCatalogFile& file, const QByteArray& version)
+    {
+        std::mt19937 random(1);
+        for (int serial = 1; serial <= kProducts; ++serial) {
+            const QByteArray name = word(random) + '-' + word(random);
+            const QByteArray number = QByteArray::number(serial);
+            file.AddNew();
+            file.setServerSerialNumber(serial);
+            file.setName(name.constData());
+            file.setCategory(("section" + QByteArray::number(serial % 55)).constData());
+            file.setPackageName((name + number).constData());
+            file.setVersion(((serial % 1000 ? "1." : version) + number).constData());
+            file.setVendor("The Debian developers <debian-devel@lists.debian.org>");
+            file.setApplicationURL(("https://packages.debian.org/" + name).constData());
+            file.setDescription(description(random));
+            if (!file.SaveRecord())
+                qFatal("cannot save a product");
+        }
+    }
+    static double megabytesInUse()
+    {
+        const struct mallinfo2 info = mallinfo2();
+        return double(info.uordblks + info.hblkhd) / 1e6;
+    }
+    // The time from setting the text to the first rows of it.
+    static qint64 search(ProductModel& model, const QString& text)
+    {
+        bool isChanged = false;
+        QObject context;
+        const auto note = [&isChanged] { isChanged = true; };
+        connect(&model, &ProductModel::countChanged, &context, note);
+        connect(&model, &ProductModel::stateChanged, &context, note);
+        connect(&model, &ProductModel::layoutChanged, &context, note);
+        QElapsedTimer timer;
+        timer.start();
+        model.setText(text);
+        while (!isChanged && timer.elapsed() < 20000)
+            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 10);
+        return timer.elapsed();
+    }
+
+private slots:
+    void initTestCase()
+    {
+        MakeCatalog([](CCatalogFile& file) { fill(file, "1."); });
+        WriteStatusFile(Stanza("other", "1"));
+    }
+
+    void firstRowsAreThereAtOnce()
+    {
+        const double before = megabytesInUse();
+        Pulse pulse;
+        QElapsedTimer timer;
+        timer.start();
+        ProductModel model;
+        const qint64 made = timer.elapsed();
+        QTRY_VERIFY_WITH_TIMEOUT(model.state() == ProductModel::Filled, 20000);
+        const qint64 first = timer.elapsed();
+        QTRY_COMPARE_WITH_TIMEOUT(model.count(), kProducts, 20000);
+        QTRY_VERIFY(model.product(0).state != Product::Unknown);
+        const double used = megabytesInUse() - before;
+        qInfo("constructor %d ms, first rows %d ms, all rows %d ms, longest gap %d ms, %.1f MB",
+              int(made), int(first), int(timer.elapsed()), int(pulse.longestGap()), used);
+        QVERIFY(first < kMostMilliseconds);
+        QVERIFY(pulse.longestGap() < kMostMilliseconds);
+        QVERIFY(used < kMostMegabytes);
+    }
+
+    void searchesAsOneTypes()
+    {
+        ProductModel model;
+        QTRY_VERIFY_WITH_TIMEOUT(!model.isBusy(), 20000);
+        ProductModel other; // shares the catalog
+        QTRY_VERIFY_WITH_TIMEOUT(!other.isBusy(), 20000);
+        qint64 longest = 0;
+        Pulse pulse;
+        for (const char* text : { "q", "qu", "que", "quee", "queen", "quee", "", "zx", "xyzzyx" }) {
+            const qint64 took = search(model, QString::fromLatin1(text));
+            const int first = model.count();
+            QElapsedTimer timer;
+            timer.start();
+            QTest::qWait(1);
+            QTRY_VERIFY(!model.isBusy());
+            qInfo("\"%s\": %d rows in %d ms, all %d in %d ms", text, first, int(took),
+                  model.count(), int(took + timer.elapsed()));
+            longest = std::max(longest, took);
+        }
+        qInfo("longest search %d ms, longest gap %d ms", int(longest), int(pulse.longestGap()));
+        QVERIFY(longest < kMostMilliseconds);
+        QVERIFY(pulse.longestGap() < kMostMilliseconds);
+    }
+
+    void goesOverToAnUpdate()
+    {
+        const double before = megabytesInUse();
+        ProductModel model;
+        QTRY_COMPARE_WITH_TIMEOUT(model.count(), kProducts, 20000);
+        QItemSelectionModel selection(&model);
+        selection.select(model.index(31000, 0), QItemSelectionModel::Select);
+        const int serial = model.product(31000).serial;
+        int resets = 0, changed = 0;
+        connect(&model, &QAbstractItemModel::modelReset, this, [&resets] { ++resets; });
+        connect(&model, &QAbstractItemModel::dataChanged, this, [&changed] { ++changed; });
+        // Made by another process, as updates of a service are: this one only follows.
+        const pid_t maker = fork();
+        if (maker == 0) {
+            MakeCatalog([](CCatalogFile& file) { fill(file, "2."); });
+            _exit(0);
+        }
+        Pulse pulse;
+        QVERIFY(QTest::qWaitFor([&changed] { return changed > 0; }, 240000));
+        const qint64 gap = pulse.longestGap();
+        QCOMPARE(waitpid(maker, nullptr, 0), maker);
+        qInfo("longest gap %d ms, %.1f MB", int(gap), megabytesInUse() - before);
+        QVERIFY(gap < kMostMilliseconds);
+        QCOMPARE(resets, 0);
+        QCOMPARE(selection.selectedIndexes().size(), 1);
+        QCOMPARE(model.product(selection.selectedIndexes().first().row()).serial, serial);
+        QVERIFY(model.product(model.rowOf(1000)).version.startsWith(QLatin1String("2.")));
+    }
+};
+
+QTEST_GUILESS_MAIN(ManyProductsTest)
+#include "tst_manyproducts.moc"
