@@ -18,8 +18,8 @@ namespace
 {
 
 struct Match {
+    std::uint64_t order; // the rank, and by name within it
     std::uint32_t place;
-    int rank;
     Product::State state;
 };
 
@@ -123,7 +123,7 @@ private:
         const Product::State state = StateOf(m_source.packages, m_table.Text(place, PackageText),
                                              m_table.Text(place, VersionText));
         if (IsShown(m_query.show, state))
-            m_matches.push_back({ place, rank, state });
+            m_matches.push_back({ Order(place, rank), place, state });
     }
 
     void MarkChanged(ProductAnswer& answer) const
@@ -166,17 +166,18 @@ private:
         }
     }
 
-    void Sort()
+    std::uint64_t Order(std::uint32_t place, int rank) const
     {
         const bool byRank = m_query.sort == ProductModel::ByRelevance;
-        std::sort(m_matches.begin(), m_matches.end(),
-                  [this, byRank](const Match& a, const Match& b) {
-                      if (byRank && a.rank != b.rank)
-                          return a.rank < b.rank;
-                      const int order = Compare(a.place, b.place);
-                      return order != 0 ? order < 0
-                                        : m_table.nameRank[a.place] < m_table.nameRank[b.place];
-                  });
+        return std::uint64_t(byRank ? rank : 0) << 32 | m_table.nameRank[place];
+    }
+
+    void Sort()
+    {
+        std::sort(m_matches.begin(), m_matches.end(), [this](const Match& a, const Match& b) {
+            const int order = Compare(a.place, b.place);
+            return order != 0 ? order < 0 : a.order < b.order;
+        });
     }
 
     const ProductQuery& m_query;

@@ -44,6 +44,36 @@ void MarkMoves(RowSteps& steps)
     steps.moveCount = int(steps.kept.size() - ends.size());
 }
 
+// The rows of keys. Keys that are numbers of products are close to each other, and need no hash.
+class RowsOfKeys
+{
+public:
+    RowsOfKeys(const Keys& keys, std::size_t from)
+    {
+        qint64 highest = 0;
+        bool isDense = true;
+        for (std::size_t row = from; row < keys.size(); ++row) {
+            highest = std::max(highest, keys[row]);
+            isDense = isDense && keys[row] >= 0;
+        }
+        if (isDense && highest < qint64(keys.size()) * 4)
+            m_rows.assign(std::size_t(highest + 1), -1);
+        for (std::size_t row = from; row < keys.size(); ++row)
+            (m_rows.empty() ? m_others[keys[row]] : m_rows[std::size_t(keys[row])]) = int(row);
+    }
+    // -1 for a key that is not there.
+    int Of(qint64 key) const
+    {
+        if (m_rows.empty())
+            return m_others.value(key, -1);
+        return key >= 0 && key < qint64(m_rows.size()) ? m_rows[std::size_t(key)] : -1;
+    }
+
+private:
+    std::vector<int> m_rows;
+    QHash<qint64, int> m_others;
+};
+
 // How many keys at the beginning of both lists are equal.
 std::size_t CommonBeginning(const Keys& before, const Keys& after)
 {
@@ -59,13 +89,10 @@ RowSteps StepsBetween(const Keys& before, const Keys& after)
 {
     RowSteps steps;
     const std::size_t same = CommonBeginning(before, after);
-    QHash<qint64, int> rows;
-    rows.reserve(int(before.size() - same));
-    for (std::size_t row = same; row < before.size(); ++row)
-        rows.insert(before[row], int(row));
+    const RowsOfKeys rows(before, same);
     std::vector<bool> stays(before.size(), false);
     for (std::size_t row = 0; row < after.size(); ++row) {
-        const int old = row < same ? int(row) : rows.value(after[row], -1);
+        const int old = row < same ? int(row) : rows.Of(after[row]);
         if (old < 0) {
             Extend(steps.inserted, int(row));
             continue;

@@ -130,13 +130,23 @@ private slots:
         QCOMPARE(changes, QByteArray("i0 r0 m0 l1 d0"));
     }
 
+    void anyListBecomesAnyOther_data()
+    {
+        QTest::addColumn<int>("factor");
+        QTest::newRow("keys that are close") << 1;
+        QTest::newRow("keys far from each other") << 1000;
+        QTest::newRow("negative keys") << -1;
+    }
     void anyListBecomesAnyOther()
     {
+        QFETCH(int, factor);
         std::mt19937 random(4711);
         for (int round = 0; round < 300; ++round) {
             const int size = round % 3 == 0 ? 200 : 12;
-            const auto some = [&random, size] {
+            const auto some = [&random, size, factor] {
                 KeysModel::List keys = from(0, size);
+                for (int& key : keys)
+                    key *= factor;
                 if (random() % 2)
                     std::shuffle(keys.begin(), keys.end(), random);
                 keys.resize(random() % keys.size());

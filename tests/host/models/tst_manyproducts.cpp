@@ -100,14 +100,17 @@ private slots:
         timer.start();
         ProductModel model;
         const qint64 made = timer.elapsed();
-        QTRY_VERIFY_WITH_TIMEOUT(model.state() == ProductModel::Filled, 20000);
-        const qint64 first = timer.elapsed();
+        qint64 first = -1, last = -1;
+        connect(&model, &ProductModel::countChanged, this, [&] {
+            last = timer.elapsed();
+            first = first < 0 ? last : first;
+        });
         QTRY_COMPARE_WITH_TIMEOUT(model.count(), kProducts, 20000);
         QTRY_VERIFY(model.product(0).state != Product::Unknown);
         const double used = megabytesInUse() - before;
         qInfo("constructor %d ms, first rows %d ms, all rows %d ms, longest gap %d ms, %.1f MB",
-              int(made), int(first), int(timer.elapsed()), int(pulse.longestGap()), used);
-        QVERIFY(first < kMostMilliseconds);
+              int(made), int(first), int(last), int(pulse.longestGap()), used);
+        QVERIFY(first >= 0 && first < kMostMilliseconds);
         QVERIFY(pulse.longestGap() < kMostMilliseconds);
         QVERIFY(used < kMostMegabytes);
     }
