@@ -24,15 +24,14 @@ QString NearestTo(QString folder)
 
 } // namespace
 
-PathWatch::PathWatch(const QString& folder, QObject* parent)
-    : QObject(parent), m_folder(QDir::cleanPath(folder))
+PathWatch::PathWatch(const QString& folder, const QString& file, QObject* parent)
+    : QObject(parent), m_folder(QDir::cleanPath(folder)),
+      m_file(file.isEmpty() ? QString() : m_folder + QLatin1Char('/') + file)
 {
     m_delay.setSingleShot(true);
     m_delay.setInterval(collectFor);
-    connect(&m_watcher, &QFileSystemWatcher::directoryChanged, this, [this] {
-        if (!m_delay.isActive())
-            m_delay.start();
-    });
+    connect(&m_watcher, &QFileSystemWatcher::directoryChanged, this, &PathWatch::Note);
+    connect(&m_watcher, &QFileSystemWatcher::fileChanged, this, &PathWatch::Note);
     connect(&m_delay, &QTimer::timeout, this, [this] {
         Watch();
         emit Changed();
@@ -40,16 +39,24 @@ PathWatch::PathWatch(const QString& folder, QObject* parent)
     Watch();
 }
 
-// Folders are made and removed at any time.
+void PathWatch::Note()
+{
+    if (!m_delay.isActive())
+        m_delay.start();
+}
+
+// Folders and files are made, replaced and removed at any time.
 void PathWatch::Watch()
 {
     const QString nearest = NearestTo(m_folder);
     const QStringList old = m_watcher.directories();
-    if (old == QStringList(nearest))
-        return;
-    if (!old.isEmpty())
-        m_watcher.removePaths(old);
-    m_watcher.addPath(nearest);
+    if (old != QStringList(nearest)) {
+        if (!old.isEmpty())
+            m_watcher.removePaths(old);
+        m_watcher.addPath(nearest);
+    }
+    if (!m_file.isEmpty() && m_watcher.files().isEmpty() && QFileInfo::exists(m_file))
+        m_watcher.addPath(m_file);
 }
 
 } // namespace Pakmart

@@ -1,7 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Reports that something in a folder has changed. The folder need not exist yet.
+// Reports that something in a folder has changed: its list of files, and the content of one
+// file. Neither need exist yet.
 
 #pragma once
 
@@ -17,7 +18,9 @@ class PathWatch : public QObject
     Q_OBJECT
 
 public:
-    explicit PathWatch(const QString& folder, QObject* parent = nullptr);
+    // The name of the file may be empty.
+    explicit PathWatch(const QString& folder, const QString& file = QString(),
+                       QObject* parent = nullptr);
 
 Q_SIGNALS:
     // Several changes in short order are one.
@@ -26,7 +29,10 @@ Q_SIGNALS:
 private:
     void Watch();
 
+    void Note();
+
     const QString m_folder;
+    const QString m_file;
     QFileSystemWatcher m_watcher;
     QTimer m_delay;
 };

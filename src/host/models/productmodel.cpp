@@ -345,7 +345,7 @@ QVariant ProductModel::data(const QModelIndex& index, int role) const
     case SizeRole:
         return entry.size;
     case ProductStateRole:
-        return QVariant::fromValue(Product::State(row.extra & ~Private::changed));
+        return int(row.extra & ~Private::changed);
     case InstalledVersionRole:
         return d->InstalledVersion(row);
     case IconNameRole:

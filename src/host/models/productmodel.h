@@ -82,7 +82,7 @@ public:
         AuthorPageRole,
         DownloadsRole,
         SizeRole,
-        ProductStateRole, ///< a Product::State; "productState" in QML
+        ProductStateRole, ///< a Product::State, as int; "productState" in QML
         InstalledVersionRole,
         IconNameRole,
         ProductRole ///< the whole Product; "product" in QML

@@ -1,0 +1,79 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "host/models/pendingjobs.h"
+
+#include <algorithm>
+
+namespace Pakmart
+{
+
+PendingJobs& PendingJobs::All()
+{
+    static PendingJobs all;
+    return all;
+}
+
+void PendingJobs::Add(Job* job, const QString& title)
+{
+    const bool isKnown = std::any_of(m_items.begin(), m_items.end(),
+                                     [job](const Item& item) { return item.job == job; });
+    if (!job || isKnown || job->phase() == Job::Ended)
+        return;
+    const qint64 key = ++m_last;
+    m_items.push_back({ job, {} });
+    m_items.back().values.key = key;
+    m_items.back().values.title = title;
+    const auto take = [this, key] { Take(key); };
+    connect(job, &Job::phaseChanged, this, take);
+    connect(job, &Job::packageChanged, this, take);
+    connect(job, &Job::cancellableChanged, this, take);
+    connect(job, &Job::waitingForChanged, this, take);
+    connect(job, &KJob::percentChanged, this, take);
+    connect(job, &KJob::finished, this, [this, key] { Remove(key); });
+    connect(job, &QObject::destroyed, this, [this, key] { Remove(key); });
+    Take(key);
+}
+
+void PendingJobs::Cancel(qint64 key)
+{
+    for (const Item& item : m_items)
+        if (item.values.key == key && item.job) {
+            item.job->cancel();
+            return;
+        }
+}
+
+std::vector<PendingJob> PendingJobs::Jobs() const
+{
+    std::vector<PendingJob> jobs;
+    for (const Item& item : m_items)
+        jobs.push_back(item.values);
+    return jobs;
+}
+
+void PendingJobs::Take(qint64 key)
+{
+    for (Item& item : m_items) {
+        if (item.values.key != key || !item.job)
+            continue;
+        item.values.phase = item.job->phase();
+        item.values.package = item.job->package();
+        item.values.percent = int(item.job->percent());
+        item.values.isCancellable = item.job->isCancellable();
+        item.values.waitingFor = item.job->waitingFor();
+    }
+    emit Changed();
+}
+
+void PendingJobs::Remove(qint64 key)
+{
+    const auto gone = std::find_if(m_items.begin(), m_items.end(),
+                                   [key](const Item& item) { return item.values.key == key; });
+    if (gone == m_items.end())
+        return;
+    m_items.erase(gone);
+    emit Changed();
+}
+
+} // namespace Pakmart

@@ -1,0 +1,173 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "host/models/recentmodel.h"
+
+#include "db/dblayouts.h"
+#include "db/dbshared.h"
+#include "host/models/beside.h"
+#include "host/models/pathwatch.h"
+
+#include <QCoreApplication>
+#include <QDateTime>
+#include <QFile>
+#include <QSet>
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <sys/stat.h>
+
+using namespace Agent;
+
+namespace Pakmart
+{
+
+namespace
+{
+
+struct Used {
+    int serial;
+    qint64 time;
+    QString name, program, icon, smallIcon;
+
+    bool operator==(const Used& other) const
+    {
+        return time == other.time && name == other.name && program == other.program
+            && icon == other.icon && smallIcon == other.smallIcon;
+    }
+};
+
+struct UsedList {
+    bool isReadable = true;
+    std::vector<Used> items; // the last one first
+};
+
+Used UsedOf(const std::uint8_t* record)
+{
+    const auto text
+        = [record](TextField field) { return QString::fromUtf8(GetText(record, field)); };
+    return { GetInt32(record + Recent::serverSerialNumber),
+             GetInt32(record + Recent::lastAccessed),
+             text(Recent::description).simplified(),
+             text(Recent::executablePath),
+             text(Recent::iconPath),
+             text(Recent::smallIconPath) };
+}
+
+// The records alone are read, so that nothing has to be locked or repaired.
+UsedList ReadUsed(const std::string& folder)
+{
+    UsedList list;
+    struct stat info = {};
+    if (stat((folder + Recent::layout.fileName).c_str(), &info) != 0 && errno == ENOENT)
+        return list;
+    RecordReader records(folder, Recent::layout,
+                         { std::begin(Recent::texts), std::end(Recent::texts) });
+    list.isReadable = records && records.Count() > 0;
+    for (std::int32_t number = 1; list.isReadable && number < records.Count(); ++number)
+        if (const std::uint8_t* const record = records.Live(number))
+            list.items.push_back(UsedOf(record));
+    std::sort(list.items.begin(), list.items.end(), [](const Used& a, const Used& b) {
+        return a.time != b.time ? a.time > b.time : a.name < b.name;
+    });
+    // An interrupted change may leave two records of a product: the later one counts.
+    QSet<int> seen;
+    const auto isSeen = [&seen](const Used& item) {
+        const bool known = seen.contains(item.serial);
+        seen.insert(item.serial);
+        return known;
+    };
+    list.items.erase(std::remove_if(list.items.begin(), list.items.end(), isSeen),
+                     list.items.end());
+    return list;
+}
+
+} // namespace
+
+class RecentModel::Private
+{
+public:
+    const std::string folder = RecentFolder();
+    UsedList shown;
+    UsedList next; // the thread's
+    bool isAsked = false;
+    PathWatch watch{ QFile::decodeName(folder.c_str()),
+                     QString::fromLatin1(Recent::layout.fileName) };
+    Beside beside;
+};
+
+RecentModel::RecentModel(QObject* parent) : ListModel(parent), d(std::make_unique<Private>())
+{
+    setState(Loading, QCoreApplication::translate("Pakmart", "Reading the list."));
+    connect(&d->watch, &PathWatch::Changed, this, &RecentModel::read);
+    read();
+}
+
+RecentModel::~RecentModel() = default;
+
+void RecentModel::read()
+{
+    d->isAsked = d->beside.IsRunning();
+    if (d->isAsked)
+        return;
+    d->beside.Start([this] { d->next = ReadUsed(d->folder); },
+                    [this] {
+                        take();
+                        if (d->isAsked)
+                            read();
+                    });
+}
+
+void RecentModel::take()
+{
+    UsedList list = std::move(d->next);
+    Rows after;
+    for (std::size_t at = 0; at < list.items.size(); ++at)
+        after.push_back({ list.items[at].serial, quint32(at), 0 });
+    const UsedList before = d->shown;
+    changeRows(
+        std::move(after), [this, &list] { d->shown = std::move(list); },
+        [this, &before](const Row& a, const Row& b) {
+            return !(before.items[a.place] == d->shown.items[b.place]);
+        });
+    if (count() > 0)
+        setState(Filled);
+    else if (!d->shown.isReadable)
+        setState(Failed, QCoreApplication::translate("Pakmart", "The list cannot be read."));
+    else
+        setState(Empty,
+                 QCoreApplication::translate("Pakmart", "No application has been used yet."));
+}
+
+QVariant RecentModel::data(const QModelIndex& index, int role) const
+{
+    if (!index.isValid() || index.row() >= count())
+        return QVariant();
+    const Used& item = d->shown.items[rows()[std::size_t(index.row())].place];
+    switch (role) {
+    case NameRole:
+        return item.name;
+    case SerialRole:
+        return item.serial;
+    case ProgramRole:
+        return item.program;
+    case IconPathRole:
+        return item.icon;
+    case SmallIconPathRole:
+        return item.smallIcon;
+    case LastUsedRole:
+        return QDateTime::fromSecsSinceEpoch(item.time);
+    default:
+        return QVariant();
+    }
+}
+
+QHash<int, QByteArray> RecentModel::roleNames() const
+{
+    return { { NameRole, "name" },         { SerialRole, "serial" },
+             { ProgramRole, "program" },   { IconPathRole, "iconPath" },
+             { LastUsedRole, "lastUsed" }, { SmallIconPathRole, "smallIconPath" } };
+}
+
+} // namespace Pakmart
