@@ -88,9 +88,10 @@ public:
         int row = 0;
         for (const auto& [key, below] : wanted.below) {
             if (row == int(node.below.size()) || node.below[std::size_t(row)]->key != key)
-                Insert(node, row, key);
+                Insert(node, row, key, below);
             Node& child = *node.below[std::size_t(row++)];
-            Set(child, below);
+            if (Set(child, below))
+                emit model->dataChanged(IndexOf(child), IndexOf(child));
             Change(child, below);
         }
     }
@@ -104,25 +105,26 @@ public:
             model->endRemoveRows();
         }
     }
-    void Insert(Node& node, int row, const QString& key)
+    void Insert(Node& node, int row, const QString& key, const Wanted& wanted)
     {
         auto child = std::make_unique<Node>();
         child->key = key;
         child->parent = &node;
+        Set(*child, wanted);
         model->beginInsertRows(IndexOf(node), row, row);
         node.below.insert(node.below.begin() + row, std::move(child));
         model->endInsertRows();
     }
-    void Set(Node& node, const Wanted& wanted)
+    // Whether anything is another value now.
+    static bool Set(Node& node, const Wanted& wanted)
     {
         if (node.name == wanted.name && node.category == wanted.category
             && node.products == wanted.products)
-            return;
+            return false;
         node.name = wanted.name;
         node.category = wanted.category;
         node.products = wanted.products;
-        const QModelIndex index = IndexOf(node);
-        emit model->dataChanged(index, index);
+        return true;
     }
 
     CategoryModel* const model;
