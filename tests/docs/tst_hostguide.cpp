@@ -9,9 +9,13 @@
 
 #include <QtTest>
 #include <functional>
+#include <vantrelagent/db/ccatalogfile.h>
+#include <vantrelagent/host/models/pendingmodel.h>
+#include <vantrelagent/host/models/productmodel.h>
 #include <vantrelagent/host/packagejobs.h>
 #include <vantrelagent/host/preparejob.h>
 #include <vantrelagent/host/storejobs.h>
+#include <vantrelagent/store/indexfile.h>
 
 // ---- code that the page shows ----
 
@@ -61,6 +65,24 @@ QStringList TableOf(const Pakmart::Plan& plan)
                         .arg(plan.diskSize());
 }
 //! [table]
+
+//! [models]
+Pakmart::ProductModel* ShowProducts(QObject* host,
+                                    const std::function<void(const QString& line)>& show)
+{
+    auto* products = new Pakmart::ProductModel(host);
+    QObject::connect(products, &QAbstractItemModel::rowsInserted, host,
+                     [=](const QModelIndex&, int first, int last) {
+                         for (int row = first; row <= last; ++row)
+                             show(products->product(row).name);
+                     });
+    QObject::connect(products, &Pakmart::ListModel::stateChanged, host, [=] {
+        if (products->state() != Pakmart::ListModel::Filled)
+            show(products->stateText()); // "There is no catalog on this computer yet."
+    });
+    return products; // view->setModel(products), products->setText("chess")
+}
+//! [models]
 
 //! [follow]
 void Follow(Pakmart::Job* job, QObject* host, const std::function<void(const QString&)>& show)
@@ -159,6 +181,27 @@ private slots:
             QStringLiteral("other"), this, [](const Pakmart::Plan&) { return false; },
             [&code](Pakmart::Error::Code ended) { code = ended; });
         QTRY_COMPARE_WITH_TIMEOUT(code, int(Pakmart::Error::Cancelled), 60000);
+    }
+
+    void showsProducts()
+    {
+        QCOMPARE(InitIndex(), 0);
+        {
+            CCatalogFile file;
+            QVERIFY(file.Create());
+            file.setServerSerialNumber(1);
+            file.setName("Chess");
+            file.setPackageName("app");
+            QVERIFY(file.SaveRecord());
+        }
+        UnInitIndex();
+        QStringList shown;
+        QObject host;
+        Pakmart::ProductModel* products
+            = ShowProducts(&host, [&shown](const QString& line) { shown << line; });
+        QTRY_COMPARE(shown, QStringList(QStringLiteral("Chess")));
+        products->setText(QStringLiteral("go"));
+        QTRY_COMPARE(shown.last(), QStringLiteral("Nothing was found for \"go\"."));
     }
 
     void followsAJob()
