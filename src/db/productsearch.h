@@ -14,12 +14,11 @@
 
 #pragma once
 
-#include "../util/export.h"
-
 #include <QString>
 #include <functional>
 #include <string>
 #include <string_view>
+#include <vantrelagent/export.h>
 #include <vector>
 
 namespace Agent

@@ -11,6 +11,7 @@
 #pragma once
 
 #include "listmodel.h"
+#include <vantrelagent/export.h>
 
 namespace Pakmart
 {

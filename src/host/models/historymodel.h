@@ -8,6 +8,7 @@
 #pragma once
 
 #include "listmodel.h"
+#include <vantrelagent/export.h>
 
 namespace Pakmart
 {

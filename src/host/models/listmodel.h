@@ -13,11 +13,10 @@
 
 #pragma once
 
-#include "../../util/export.h"
-
 #include <QAbstractListModel>
 #include <functional>
 #include <memory>
+#include <vantrelagent/export.h>
 #include <vector>
 
 namespace Pakmart

@@ -13,6 +13,7 @@
 
 #include "../job.h"
 #include "listmodel.h"
+#include <vantrelagent/export.h>
 
 namespace Pakmart
 {

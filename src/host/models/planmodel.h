@@ -9,6 +9,7 @@
 
 #include "../plan.h"
 #include "listmodel.h"
+#include <vantrelagent/export.h>
 
 namespace Pakmart
 {

@@ -6,12 +6,11 @@
 
 #pragma once
 
-#include "../../util/export.h"
-
 #include <QMetaType>
 #include <QObject>
 #include <QString>
 #include <QStringList>
+#include <vantrelagent/export.h>
 
 namespace Pakmart
 {

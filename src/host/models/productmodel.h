@@ -17,6 +17,7 @@
 
 #include "listmodel.h"
 #include "product.h"
+#include <vantrelagent/export.h>
 
 namespace Pakmart
 {
