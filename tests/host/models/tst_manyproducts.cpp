@@ -11,8 +11,8 @@
 #include "tests/host/models/modelwatch.h"
 
 #include <QElapsedTimer>
+#include <QFile>
 #include <QItemSelectionModel>
-#include <malloc.h>
 #include <random>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -26,8 +26,18 @@ class ManyProductsTest : public QObject
 
 private:
     static constexpr int kProducts = 63000;
-    static constexpr qint64 kMostMilliseconds = 500; // ten times what is promised
+    // Ten times what is promised. Without optimisation, and with the sanitizers, everything
+    // takes longer, and these need memory of their own.
+#if defined(__OPTIMIZE__) && !defined(__SANITIZE_ADDRESS__)
+    static constexpr qint64 kMostMilliseconds = 500;
+#else
+    static constexpr qint64 kMostMilliseconds = 5000;
+#endif
+#ifdef __SANITIZE_ADDRESS__
+    static constexpr double kMostMegabytes = 400;
+#else
     static constexpr double kMostMegabytes = 40;
+#endif
 
     static QByteArray word(std::mt19937& random)
     {
@@ -63,10 +73,13 @@ private:
                 qFatal("cannot save a product");
         }
     }
+    // Of the process, with what the allocator keeps.
     static double megabytesInUse()
     {
-        const struct mallinfo2 info = mallinfo2();
-        return double(info.uordblks + info.hblkhd) / 1e6;
+        QFile file(QStringLiteral("/proc/self/statm"));
+        if (!file.open(QIODevice::ReadOnly))
+            qFatal("cannot read the size of this process");
+        return file.readAll().split(' ')[1].toDouble() * double(sysconf(_SC_PAGESIZE)) / 1e6;
     }
     // The time from setting the text to the first rows of it.
     static qint64 search(ProductModel& model, const QString& text)
@@ -88,7 +101,13 @@ private:
 private slots:
     void initTestCase()
     {
-        MakeCatalog([](CCatalogFile& file) { fill(file, "1."); });
+        // By another process, so that this one's memory is that of the model.
+        const pid_t maker = fork();
+        if (maker == 0) {
+            MakeCatalog([](CCatalogFile& file) { fill(file, "1."); });
+            _exit(0);
+        }
+        QCOMPARE(waitpid(maker, nullptr, 0), maker);
         WriteStatusFile(Stanza("other", "1"));
     }
 
@@ -112,7 +131,7 @@ private slots:
               int(made), int(first), int(last), int(pulse.longestGap()), used);
         QVERIFY(first >= 0 && first < kMostMilliseconds);
         QVERIFY(pulse.longestGap() < kMostMilliseconds);
-        QVERIFY(used < kMostMegabytes);
+        QVERIFY(used > 0 && used < kMostMegabytes);
     }
 
     void searchesAsOneTypes()

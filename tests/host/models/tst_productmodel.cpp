@@ -232,6 +232,32 @@ private slots:
         QCOMPARE(model.stateText(), QStringLiteral("Nothing was found for \"no such thing\"."));
     }
 
+    void namesAreShownBeforeDescriptions()
+    {
+        QList<TestProduct> products;
+        for (int serial = 1; serial <= 2000; ++serial)
+            products << TestProduct{ serial, "n" + QByteArray::number(serial) };
+        products[7].description = QStringLiteral("x\nneedle in it");
+        products[8].name = "Needle";
+        MakeCatalog(products);
+        ProductModel model;
+        ModelWatch watch(&model);
+        QTRY_VERIFY(!model.isBusy());
+        QList<int> counts;
+        connect(&model, &ProductModel::countChanged, this, [&] { counts << model.count(); });
+        model.setText(QStringLiteral("needle"));
+        QVERIFY(model.isBusy());
+        QTRY_VERIFY(!model.isBusy());
+        QCOMPARE(counts, (QList<int>{ 1, 2 }));
+        QCOMPARE(watch.texts(), names({ "Needle", "n8" }));
+        // As long as descriptions are searched, nobody knows that nothing is found.
+        QStringList states;
+        connect(&model, &ProductModel::stateChanged, this, [&] { states << model.stateText(); });
+        model.setText(QStringLiteral("absent"));
+        QTRY_VERIFY(!model.isBusy());
+        QCOMPARE(states, names({ "Searching.", "Nothing was found for \"absent\"." }));
+    }
+
     void typingNarrowsAndDeletingWidens()
     {
         MakeCatalog(some());
