@@ -12,12 +12,12 @@ Beside::Beside(QObject* parent) : QObject(parent) { }
 
 Beside::~Beside()
 {
-    Cancel();
+    cancel();
     if (m_thread)
         m_thread->wait();
 }
 
-void Beside::Start(const std::function<void()>& work, const std::function<void()>& done)
+void Beside::start(const std::function<void()>& work, const std::function<void()>& done)
 {
     m_cancelled = false;
     m_thread.reset(QThread::create(work));

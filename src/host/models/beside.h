@@ -24,18 +24,18 @@ public:
     // Cancels the work and waits for its end.
     ~Beside() override;
 
-    bool IsRunning() const { return m_thread != nullptr; }
+    bool isRunning() const { return m_thread != nullptr; }
     // Calls `work` in a thread, and then `done` from the event loop. Not while it is running.
-    void Start(const std::function<void()>& work, const std::function<void()>& done);
+    void start(const std::function<void()>& work, const std::function<void()>& done);
     // Asks the work to end; `done` follows nevertheless.
-    void Cancel() { m_cancelled = true; }
+    void cancel() { m_cancelled = true; }
     // For the work, now and then.
-    bool IsCancelled() const { return m_cancelled; }
+    bool isCancelled() const { return m_cancelled; }
     // For the work: emits Reported from the event loop.
-    void Report() { emit Reported(); }
+    void report() { emit reported(); }
 
 Q_SIGNALS:
-    void Reported();
+    void reported();
 
 private:
     std::unique_ptr<QThread> m_thread;

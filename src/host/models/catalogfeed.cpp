@@ -11,7 +11,7 @@
 namespace Pakmart
 {
 
-std::shared_ptr<CatalogFeed> CatalogFeed::Shared()
+std::shared_ptr<CatalogFeed> CatalogFeed::shared()
 {
     static std::weak_ptr<CatalogFeed> shared;
     std::shared_ptr<CatalogFeed> feed = shared.lock();
@@ -23,54 +23,54 @@ std::shared_ptr<CatalogFeed> CatalogFeed::Shared()
 CatalogFeed::CatalogFeed()
     : m_folder(Agent::CatalogFolder()), m_watch(QFile::decodeName(m_folder.c_str()))
 {
-    connect(&m_watch, &PathWatch::Changed, this, &CatalogFeed::Look);
-    connect(&m_beside, &Beside::Reported, this, &CatalogFeed::Take);
-    Read();
+    connect(&m_watch, &PathWatch::changed, this, &CatalogFeed::look);
+    connect(&m_beside, &Beside::reported, this, &CatalogFeed::take);
+    read();
 }
 
-void CatalogFeed::Look()
+void CatalogFeed::look()
 {
-    if (!m_beside.IsRunning() && CatalogMark(m_folder) != m_mark)
-        Read();
+    if (!m_beside.isRunning() && CatalogMark(m_folder) != m_mark)
+        read();
 }
 
-void CatalogFeed::Read()
+void CatalogFeed::read()
 {
     m_mark = CatalogMark(m_folder);
-    const bool inParts = !m_table || m_table->Count() == 0;
-    m_beside.Start([this, inParts] { Work(inParts); },
+    const bool inParts = !m_table || m_table->count() == 0;
+    m_beside.start([this, inParts] { work(inParts); },
                    [this] {
-                       Take();
-                       Look(); // it may have been replaced meanwhile
+                       take();
+                       look(); // it may have been replaced meanwhile
                    });
 }
 
 // Parts of the first catalog are published, so that there are rows to show at once; those of
 // a later one are not, since its other rows are still being shown.
-void CatalogFeed::Work(bool inParts)
+void CatalogFeed::work(bool inParts)
 {
     try {
         CatalogTableReader reader(m_folder);
-        for (int blocks = 1; reader.ReadBlock() && !m_beside.IsCancelled(); ++blocks)
+        for (int blocks = 1; reader.readBlock() && !m_beside.isCancelled(); ++blocks)
             if (inParts && (blocks == 1 || blocks == 16))
-                Publish(reader.Table());
-        if (!m_beside.IsCancelled())
-            Publish(reader.Table());
+                publish(reader.table());
+        if (!m_beside.isCancelled())
+            publish(reader.table());
     } catch (const std::bad_alloc&) {
         auto none = std::make_shared<CatalogTable>();
         none->condition = CatalogTable::Unreadable;
-        Publish(none);
+        publish(none);
     }
 }
 
-void CatalogFeed::Publish(const SharedTable& table)
+void CatalogFeed::publish(const SharedTable& table)
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
     m_published = table;
-    m_beside.Report();
+    m_beside.report();
 }
 
-void CatalogFeed::Take()
+void CatalogFeed::take()
 {
     SharedTable table;
     {
@@ -81,7 +81,7 @@ void CatalogFeed::Take()
     if (!table)
         return;
     m_table = table;
-    emit Changed();
+    emit changed();
 }
 
 } // namespace Pakmart

@@ -19,22 +19,22 @@ class CatalogFeed : public QObject
 
 public:
     // Exists as long as anybody holds it.
-    static std::shared_ptr<CatalogFeed> Shared();
+    static std::shared_ptr<CatalogFeed> shared();
 
     // Null until the first products have been read. While the first catalog is being read,
     // there are tables of its beginning.
-    SharedTable Table() const { return m_table; }
+    SharedTable table() const { return m_table; }
 
 Q_SIGNALS:
-    void Changed();
+    void changed();
 
 private:
     CatalogFeed();
-    void Look();
-    void Read();
-    void Work(bool inParts);
-    void Publish(const SharedTable& table);
-    void Take();
+    void look();
+    void read();
+    void work(bool inParts);
+    void publish(const SharedTable& table);
+    void take();
 
     const std::string m_folder;
     SharedTable m_table;

@@ -52,29 +52,28 @@ std::string DataFileIn(const std::string& folder)
 
 } // namespace
 
-std::uint32_t CatalogTable::Count() const
+std::uint32_t CatalogTable::count() const
 {
     return blocks.empty() ? 0
                           : std::uint32_t(blocks.size() - 1) * perBlock
             + std::uint32_t(blocks.back()->entries.size());
 }
 
-bool CatalogTable::IsSame(std::uint32_t place, const CatalogTable& other,
+bool CatalogTable::isSame(std::uint32_t place, const CatalogTable& other,
                           std::uint32_t otherPlace) const
 {
-    const CatalogEntry& a = Entry(place);
-    const CatalogEntry& b = other.Entry(otherPlace);
+    const CatalogEntry& a = entry(place);
+    const CatalogEntry& b = other.entry(otherPlace);
     if (a.downloads != b.downloads || a.size != b.size
         || categories[a.category].name != other.categories[b.category].name)
         return false;
-    for (int text = 0; text < CatalogTextCount; ++text)
-        if (std::strcmp(Text(place, CatalogText(text)), other.Text(otherPlace, CatalogText(text)))
-            != 0)
+    for (int at = 0; at < CatalogTextCount; ++at)
+        if (std::strcmp(text(place, CatalogText(at)), other.text(otherPlace, CatalogText(at))) != 0)
             return false;
     return true;
 }
 
-std::size_t CatalogTable::BytesUsed() const
+std::size_t CatalogTable::bytesUsed() const
 {
     std::size_t bytes = (byName.capacity() + nameRank.capacity()) * sizeof(std::uint32_t);
     for (const auto& block : blocks)
@@ -113,7 +112,7 @@ CatalogTableReader::CatalogTableReader(const std::string& folder)
 
 CatalogTableReader::~CatalogTableReader() = default;
 
-bool CatalogTableReader::ReadBlock()
+bool CatalogTableReader::readBlock()
 {
     if (m_table.isWhole)
         return false;
@@ -124,7 +123,7 @@ bool CatalogTableReader::ReadBlock()
     const std::int32_t count = m_files->products.Count();
     while (m_number + 1 < count && block->entries.size() < CatalogTable::perBlock)
         if (const std::uint8_t* const record = m_files->products.Live(++m_number))
-            Take(record, *block);
+            take(record, *block);
     block->texts.shrink_to_fit();
     block->entries.shrink_to_fit();
     m_table.isWhole = m_number + 1 >= count;
@@ -133,7 +132,7 @@ bool CatalogTableReader::ReadBlock()
     return !m_table.isWhole;
 }
 
-std::uint32_t CatalogTableReader::Store(CatalogBlock& block, int text, std::string_view bytes)
+std::uint32_t CatalogTableReader::store(CatalogBlock& block, int text, std::string_view bytes)
 {
     auto& known = m_known[std::size_t(text)];
     const auto found = known.find(std::string(bytes));
@@ -145,7 +144,7 @@ std::uint32_t CatalogTableReader::Store(CatalogBlock& block, int text, std::stri
     return at;
 }
 
-std::uint32_t CatalogTableReader::CategoryOf(const char* name)
+std::uint32_t CatalogTableReader::categoryOf(const char* name)
 {
     const auto known = m_categories.find(name);
     if (known != m_categories.end())
@@ -159,7 +158,7 @@ std::uint32_t CatalogTableReader::CategoryOf(const char* name)
     return m_categories[name] = at->second;
 }
 
-void CatalogTableReader::Take(const std::uint8_t* record, CatalogBlock& block)
+void CatalogTableReader::take(const std::uint8_t* record, CatalogBlock& block)
 {
     std::array<std::uint8_t, 2012> copy;
     std::memcpy(copy.data(), record, copy.size());
@@ -170,7 +169,7 @@ void CatalogTableReader::Take(const std::uint8_t* record, CatalogBlock& block)
         std::uint32_t& at = entry.texts[std::size_t(source.text)];
         at = std::uint32_t(block.texts.size());
         if (source.isFrequent || bytes.empty())
-            at = Store(block, source.isFrequent ? int(source.text) : int(SummaryText), bytes);
+            at = store(block, source.isFrequent ? int(source.text) : int(SummaryText), bytes);
         else
             block.texts.append(bytes).push_back('\0');
     }
@@ -178,7 +177,7 @@ void CatalogTableReader::Take(const std::uint8_t* record, CatalogBlock& block)
     entry.note = GetInt32(copy.data() + Catalog::noteOffset);
     entry.downloads = GetInt32(copy.data() + Catalog::downloads.offset);
     entry.size = GetInt32(copy.data() + Catalog::fileSize.offset);
-    entry.category = CategoryOf(GetText(copy.data(), Catalog::category));
+    entry.category = categoryOf(GetText(copy.data(), Catalog::category));
     entry.hidden = copy[std::size_t(Catalog::hidden.offset)] != 0;
     const std::string description = m_files->notes->reader.Read(entry.note);
     // A zero byte of a damaged note ends the line as well.
@@ -189,25 +188,25 @@ void CatalogTableReader::Take(const std::uint8_t* record, CatalogBlock& block)
     block.entries.push_back(entry);
 }
 
-SharedTable CatalogTableReader::Table() const
+SharedTable CatalogTableReader::table() const
 {
     auto table = std::make_shared<CatalogTable>(m_table);
-    SortByName(*table);
+    sortByName(*table);
     return table;
 }
 
-void CatalogTableReader::SortByName(CatalogTable& table) const
+void CatalogTableReader::sortByName(CatalogTable& table) const
 {
-    const std::uint32_t count = table.Count();
+    const std::uint32_t count = table.count();
     std::vector<std::string> names(count);
     std::unordered_set<std::int32_t> serials;
     serials.reserve(count);
     table.byName.reserve(count);
     for (std::uint32_t place = 0; place < count; ++place) {
-        const CatalogEntry& entry = table.Entry(place);
+        const CatalogEntry& entry = table.entry(place);
         if (entry.hidden)
             continue;
-        ProductSearch::Fold(table.Text(place, NameText), names[place]);
+        ProductSearch::Fold(table.text(place, NameText), names[place]);
         table.byName.push_back(place);
         table.hasTwins = !serials.insert(entry.serial).second || table.hasTwins;
     }
@@ -216,7 +215,7 @@ void CatalogTableReader::SortByName(CatalogTable& table) const
                   const int order = names[a].compare(names[b]);
                   if (order != 0)
                       return order < 0;
-                  const std::int32_t first = table.Entry(a).serial, second = table.Entry(b).serial;
+                  const std::int32_t first = table.entry(a).serial, second = table.entry(b).serial;
                   return first != second ? first < second : a < b;
               });
     table.nameRank.assign(count, 0);

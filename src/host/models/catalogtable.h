@@ -86,19 +86,19 @@ public:
     bool hasTwins = false; // two visible products have one serial number
     std::shared_ptr<CatalogNotes> notes;
 
-    std::uint32_t Count() const;
-    const CatalogEntry& Entry(std::uint32_t place) const
+    std::uint32_t count() const;
+    const CatalogEntry& entry(std::uint32_t place) const
     {
         return blocks[place / perBlock]->entries[place % perBlock];
     }
-    const char* Text(std::uint32_t place, CatalogText text) const
+    const char* text(std::uint32_t place, CatalogText text) const
     {
         const CatalogBlock& block = *blocks[place / perBlock];
         return block.texts.data() + block.entries[place % perBlock].texts[std::size_t(text)];
     }
     // Whether two products are shown alike.
-    bool IsSame(std::uint32_t place, const CatalogTable& other, std::uint32_t otherPlace) const;
-    std::size_t BytesUsed() const;
+    bool isSame(std::uint32_t place, const CatalogTable& other, std::uint32_t otherPlace) const;
+    std::size_t bytesUsed() const;
 };
 
 using SharedTable = std::shared_ptr<const CatalogTable>;
@@ -112,17 +112,17 @@ public:
     ~CatalogTableReader();
 
     // Reads another block; false after the last one.
-    bool ReadBlock();
+    bool readBlock();
     // All that has been read.
-    SharedTable Table() const;
+    SharedTable table() const;
 
 private:
     struct Files;
 
-    void Take(const std::uint8_t* record, CatalogBlock& block);
-    std::uint32_t CategoryOf(const char* name);
-    std::uint32_t Store(CatalogBlock& block, int text, std::string_view bytes);
-    void SortByName(CatalogTable& table) const;
+    void take(const std::uint8_t* record, CatalogBlock& block);
+    std::uint32_t categoryOf(const char* name);
+    std::uint32_t store(CatalogBlock& block, int text, std::string_view bytes);
+    void sortByName(CatalogTable& table) const;
 
     CatalogTable m_table;
     std::unique_ptr<Files> m_files;

@@ -23,7 +23,7 @@ struct Node {
     Node* parent = nullptr;
     std::vector<std::unique_ptr<Node>> below;
 
-    int RowIn(const Node& above) const
+    int rowIn(const Node& above) const
     {
         const auto at = std::find_if(above.below.begin(), above.below.end(),
                                      [this](const auto& node) { return node.get() == this; });
@@ -72,51 +72,51 @@ class CategoryModel::Private
 public:
     explicit Private(CategoryModel* owner) : model(owner) { }
 
-    QModelIndex IndexOf(Node& node) const
+    QModelIndex indexOf(Node& node) const
     {
-        return node.parent ? model->createIndex(node.RowIn(*node.parent), 0, &node) : QModelIndex();
+        return node.parent ? model->createIndex(node.rowIn(*node.parent), 0, &node) : QModelIndex();
     }
-    Node& NodeOf(const QModelIndex& index)
+    Node& nodeOf(const QModelIndex& index)
     {
         return index.isValid() ? *static_cast<Node*>(index.internalPointer()) : top;
     }
 
     // Both lists are sorted by their keys.
-    void Change(Node& node, const Wanted& wanted)
+    void change(Node& node, const Wanted& wanted)
     {
-        RemoveOthers(node, wanted);
+        removeOthers(node, wanted);
         int row = 0;
         for (const auto& [key, below] : wanted.below) {
             if (row == int(node.below.size()) || node.below[std::size_t(row)]->key != key)
-                Insert(node, row, key, below);
+                insert(node, row, key, below);
             Node& child = *node.below[std::size_t(row++)];
-            if (Set(child, below))
-                emit model->dataChanged(IndexOf(child), IndexOf(child));
-            Change(child, below);
+            if (set(child, below))
+                emit model->dataChanged(indexOf(child), indexOf(child));
+            change(child, below);
         }
     }
-    void RemoveOthers(Node& node, const Wanted& wanted)
+    void removeOthers(Node& node, const Wanted& wanted)
     {
         for (int row = int(node.below.size()) - 1; row >= 0; --row) {
             if (wanted.below.count(node.below[std::size_t(row)]->key) > 0)
                 continue;
-            model->beginRemoveRows(IndexOf(node), row, row);
+            model->beginRemoveRows(indexOf(node), row, row);
             node.below.erase(node.below.begin() + row);
             model->endRemoveRows();
         }
     }
-    void Insert(Node& node, int row, const QString& key, const Wanted& wanted)
+    void insert(Node& node, int row, const QString& key, const Wanted& wanted)
     {
         auto child = std::make_unique<Node>();
         child->key = key;
         child->parent = &node;
-        Set(*child, wanted);
-        model->beginInsertRows(IndexOf(node), row, row);
+        set(*child, wanted);
+        model->beginInsertRows(indexOf(node), row, row);
         node.below.insert(node.below.begin() + row, std::move(child));
         model->endInsertRows();
     }
     // Whether anything is another value now.
-    static bool Set(Node& node, const Wanted& wanted)
+    static bool set(Node& node, const Wanted& wanted)
     {
         if (node.name == wanted.name && node.category == wanted.category
             && node.products == wanted.products)
@@ -128,7 +128,7 @@ public:
     }
 
     CategoryModel* const model;
-    const std::shared_ptr<CatalogFeed> catalog = CatalogFeed::Shared();
+    const std::shared_ptr<CatalogFeed> catalog = CatalogFeed::shared();
     Node top;
     ListModel::State state = ListModel::Loading;
     QString text = Tr("Reading the catalog.");
@@ -137,9 +137,9 @@ public:
 CategoryModel::CategoryModel(QObject* parent)
     : QAbstractItemModel(parent), d(std::make_unique<Private>(this))
 {
-    connect(d->catalog.get(), &CatalogFeed::Changed, this, &CategoryModel::take);
+    connect(d->catalog.get(), &CatalogFeed::changed, this, &CategoryModel::take);
     // Nothing is emitted in here, and a catalog that is there already is taken at once after.
-    if (d->catalog->Table())
+    if (d->catalog->table())
         QMetaObject::invokeMethod(this, &CategoryModel::take, Qt::QueuedConnection);
 }
 
@@ -147,8 +147,8 @@ CategoryModel::~CategoryModel() = default;
 
 void CategoryModel::take()
 {
-    const CatalogTable& table = *d->catalog->Table();
-    d->Change(d->top, TreeOf(table));
+    const CatalogTable& table = *d->catalog->table();
+    d->change(d->top, TreeOf(table));
     describe(table);
 }
 
@@ -186,17 +186,17 @@ QModelIndex CategoryModel::index(int row, int column, const QModelIndex& parent)
 {
     if (!hasIndex(row, column, parent))
         return QModelIndex();
-    return createIndex(row, column, d->NodeOf(parent).below[std::size_t(row)].get());
+    return createIndex(row, column, d->nodeOf(parent).below[std::size_t(row)].get());
 }
 
 QModelIndex CategoryModel::parent(const QModelIndex& index) const
 {
-    return index.isValid() ? d->IndexOf(*d->NodeOf(index).parent) : QModelIndex();
+    return index.isValid() ? d->indexOf(*d->nodeOf(index).parent) : QModelIndex();
 }
 
 int CategoryModel::rowCount(const QModelIndex& parent) const
 {
-    return parent.column() > 0 ? 0 : int(d->NodeOf(parent).below.size());
+    return parent.column() > 0 ? 0 : int(d->nodeOf(parent).below.size());
 }
 
 int CategoryModel::columnCount(const QModelIndex&) const
@@ -208,7 +208,7 @@ QVariant CategoryModel::data(const QModelIndex& index, int role) const
 {
     if (!index.isValid())
         return QVariant();
-    const Node& node = d->NodeOf(index);
+    const Node& node = d->nodeOf(index);
     switch (role) {
     case NameRole:
         return node.name;

@@ -153,7 +153,7 @@ public:
 HistoryModel::HistoryModel(QObject* parent) : ListModel(parent), d(std::make_unique<Private>())
 {
     setState(Loading, QCoreApplication::translate("Pakmart", "Reading the history."));
-    connect(&d->watch, &PathWatch::Changed, this, &HistoryModel::read);
+    connect(&d->watch, &PathWatch::changed, this, &HistoryModel::read);
     read();
 }
 
@@ -161,10 +161,10 @@ HistoryModel::~HistoryModel() = default;
 
 void HistoryModel::read()
 {
-    d->isAsked = d->beside.IsRunning();
+    d->isAsked = d->beside.isRunning();
     if (d->isAsked)
         return;
-    d->beside.Start([this] { d->next = ReadHistory(d->folder + QStringLiteral("/history.log")); },
+    d->beside.start([this] { d->next = ReadHistory(d->folder + QStringLiteral("/history.log")); },
                     [this] {
                         take();
                         if (d->isAsked)

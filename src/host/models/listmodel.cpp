@@ -80,32 +80,32 @@ public:
 
     RowChange(ListModel& model, Rows& rows, Rows after)
         : m_model(model), m_rows(rows), m_after(std::move(after)),
-          m_steps(StepsBetween(KeysOf(m_rows), KeysOf(m_after)))
+          m_steps(StepsBetween(keysOf(m_rows), keysOf(m_after)))
     {
     }
 
-    void Apply(const std::function<void()>& takeOver, const Differs& differs)
+    void apply(const std::function<void()>& takeOver, const Differs& differs)
     {
         const bool isSmall = m_steps.removed.size() + m_steps.inserted.size() <= mostSteps
             && m_steps.moveCount <= int(mostSteps);
         if (isSmall)
-            RemoveAndMove();
+            removeAndMove();
         else
-            RemoveAtOnce();
+            removeAtOnce();
         takeOver();
         std::vector<int> changed; // rows of the new list
-        TakePlaces(differs, changed);
+        takePlaces(differs, changed);
         if (isSmall)
-            Insert();
+            insert();
         else
-            InsertAtOnce();
-        Report(changed);
+            insertAtOnce();
+        report(changed);
     }
 
 private:
     static constexpr std::size_t mostSteps = 32;
 
-    static Keys KeysOf(const Rows& rows)
+    static Keys keysOf(const Rows& rows)
     {
         Keys keys(rows.size());
         std::transform(rows.begin(), rows.end(), keys.begin(),
@@ -113,7 +113,7 @@ private:
         return keys;
     }
 
-    void RemoveAndMove()
+    void removeAndMove()
     {
         for (auto range = m_steps.removed.rbegin(); range != m_steps.removed.rend(); ++range) {
             m_model.beginRemoveRows(QModelIndex(), range->first, range->last);
@@ -122,12 +122,12 @@ private:
         }
         if (m_steps.moveCount == 0)
             return;
-        const Keys order = KeptKeys();
+        const Keys order = keptKeys();
         for (std::size_t at = 0; at < order.size(); ++at)
             if (m_steps.moves[at])
-                MoveAfter(order[at], at > 0 ? RowOf(order[at - 1]) : -1);
+                moveAfter(order[at], at > 0 ? rowOf(order[at - 1]) : -1);
     }
-    Keys KeptKeys() const
+    Keys keptKeys() const
     {
         Keys keys(m_steps.kept.size());
         std::size_t kept = 0, gap = 0;
@@ -139,15 +139,15 @@ private:
         }
         return keys;
     }
-    int RowOf(qint64 key) const
+    int rowOf(qint64 key) const
     {
         return int(std::find_if(m_rows.begin(), m_rows.end(),
                                 [key](const Row& row) { return row.key == key; })
                    - m_rows.begin());
     }
-    void MoveAfter(qint64 key, int previous)
+    void moveAfter(qint64 key, int previous)
     {
-        const int from = RowOf(key), to = previous + 1;
+        const int from = rowOf(key), to = previous + 1;
         if (from == to)
             return;
         m_model.beginMoveRows(QModelIndex(), from, from, QModelIndex(), to);
@@ -160,7 +160,7 @@ private:
     }
 
     // Gives the rows another order; `order` has the old row for each new one.
-    void Reorder(const std::vector<int>& order)
+    void reorder(const std::vector<int>& order)
     {
         if (std::is_sorted(order.begin(), order.end()))
             return;
@@ -181,13 +181,13 @@ private:
         emit m_model.layoutChanged({}, QAbstractItemModel::VerticalSortHint);
     }
 
-    void RemoveAtOnce()
+    void removeAtOnce()
     {
         std::vector<int> order = m_steps.kept;
         for (const RowRange& range : m_steps.removed)
             for (int row = range.first; row <= range.last; ++row)
                 order.push_back(row);
-        Reorder(order);
+        reorder(order);
         const std::size_t stay = m_steps.kept.size();
         if (stay == m_rows.size())
             return;
@@ -197,7 +197,7 @@ private:
     }
 
     // All rows left are in the new order now.
-    void TakePlaces(const Differs& differs, std::vector<int>& changed)
+    void takePlaces(const Differs& differs, std::vector<int>& changed)
     {
         std::size_t next = 0;
         for (std::size_t row = 0; row < m_after.size() && next < m_rows.size(); ++row) {
@@ -209,7 +209,7 @@ private:
         }
     }
 
-    void Insert()
+    void insert()
     {
         for (const RowRange& range : m_steps.inserted) {
             m_model.beginInsertRows(QModelIndex(), range.first, range.last);
@@ -218,7 +218,7 @@ private:
             m_model.endInsertRows();
         }
     }
-    void InsertAtOnce()
+    void insertAtOnce()
     {
         if (m_steps.inserted.empty())
             return;
@@ -237,10 +237,10 @@ private:
             const bool isNew = range != m_steps.inserted.end() && row >= range->first;
             order[std::size_t(row)] = isNew ? added++ : next++;
         }
-        Reorder(order);
+        reorder(order);
     }
 
-    void Report(const std::vector<int>& changed)
+    void report(const std::vector<int>& changed)
     {
         if (changed.empty())
             return;
@@ -267,7 +267,7 @@ void ListModel::changeRows(Rows after, const std::function<void()>& takeOver,
                            const std::function<bool(const Row&, const Row&)>& differs)
 {
     const int before = count();
-    RowChange(*this, d->rows, std::move(after)).Apply(takeOver, differs);
+    RowChange(*this, d->rows, std::move(after)).apply(takeOver, differs);
     if (count() != before)
         emit countChanged();
 }

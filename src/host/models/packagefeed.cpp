@@ -35,7 +35,7 @@ std::shared_ptr<const InstalledPackages> PackagesOf(const Agent::DpkgStatus& sta
 
 } // namespace
 
-std::shared_ptr<PackageFeed> PackageFeed::Shared()
+std::shared_ptr<PackageFeed> PackageFeed::shared()
 {
     static std::weak_ptr<PackageFeed> shared;
     std::shared_ptr<PackageFeed> feed = shared.lock();
@@ -46,11 +46,11 @@ std::shared_ptr<PackageFeed> PackageFeed::Shared()
 
 PackageFeed::PackageFeed() : m_watch(Agent::SystemPath(QStringLiteral("/var/lib/dpkg")))
 {
-    connect(&m_watch, &PathWatch::Changed, this, &PackageFeed::Read);
-    Read();
+    connect(&m_watch, &PathWatch::changed, this, &PackageFeed::read);
+    read();
 }
 
-void PackageFeed::Read()
+void PackageFeed::read()
 {
     if (m_isReading) {
         m_isAskedAgain = true;
@@ -62,9 +62,9 @@ void PackageFeed::Read()
         m_isReading = false;
         m_isReadable = status->IsReadable();
         m_packages = m_isReadable ? PackagesOf(*status) : nullptr;
-        emit Changed();
+        emit changed();
         if (m_isAskedAgain)
-            Read();
+            read();
     });
 }
 

@@ -30,18 +30,18 @@ class PackageFeed : public QObject
 
 public:
     // Exists as long as anybody holds it.
-    static std::shared_ptr<PackageFeed> Shared();
+    static std::shared_ptr<PackageFeed> shared();
 
     // Null as long as nothing is known.
-    std::shared_ptr<const InstalledPackages> Packages() const { return m_packages; }
-    bool IsReadable() const { return m_isReadable; }
+    std::shared_ptr<const InstalledPackages> packages() const { return m_packages; }
+    bool isReadable() const { return m_isReadable; }
 
 Q_SIGNALS:
-    void Changed();
+    void changed();
 
 private:
     PackageFeed();
-    void Read();
+    void read();
 
     std::shared_ptr<const InstalledPackages> m_packages;
     bool m_isReadable = true;

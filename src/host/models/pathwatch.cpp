@@ -30,23 +30,23 @@ PathWatch::PathWatch(const QString& folder, const QString& file, QObject* parent
 {
     m_delay.setSingleShot(true);
     m_delay.setInterval(collectFor);
-    connect(&m_watcher, &QFileSystemWatcher::directoryChanged, this, &PathWatch::Note);
-    connect(&m_watcher, &QFileSystemWatcher::fileChanged, this, &PathWatch::Note);
+    connect(&m_watcher, &QFileSystemWatcher::directoryChanged, this, &PathWatch::note);
+    connect(&m_watcher, &QFileSystemWatcher::fileChanged, this, &PathWatch::note);
     connect(&m_delay, &QTimer::timeout, this, [this] {
-        Watch();
-        emit Changed();
+        watch();
+        emit changed();
     });
-    Watch();
+    watch();
 }
 
-void PathWatch::Note()
+void PathWatch::note()
 {
     if (!m_delay.isActive())
         m_delay.start();
 }
 
 // Folders and files are made, replaced and removed at any time.
-void PathWatch::Watch()
+void PathWatch::watch()
 {
     const QString nearest = NearestTo(m_folder);
     const QStringList old = m_watcher.directories();

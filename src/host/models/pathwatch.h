@@ -24,12 +24,12 @@ public:
 
 Q_SIGNALS:
     // Several changes in short order are one.
-    void Changed();
+    void changed();
 
 private:
-    void Watch();
+    void watch();
 
-    void Note();
+    void note();
 
     const QString m_folder;
     const QString m_file;

@@ -8,13 +8,13 @@
 namespace Pakmart
 {
 
-PendingJobs& PendingJobs::All()
+PendingJobs& PendingJobs::all()
 {
     static PendingJobs all;
     return all;
 }
 
-void PendingJobs::Add(Job* job, const QString& title)
+void PendingJobs::add(Job* job, const QString& title)
 {
     const bool isKnown = std::any_of(m_items.begin(), m_items.end(),
                                      [job](const Item& item) { return item.job == job; });
@@ -24,18 +24,18 @@ void PendingJobs::Add(Job* job, const QString& title)
     m_items.push_back({ job, {} });
     m_items.back().values.key = key;
     m_items.back().values.title = title;
-    const auto take = [this, key] { Take(key); };
-    connect(job, &Job::phaseChanged, this, take);
-    connect(job, &Job::packageChanged, this, take);
-    connect(job, &Job::cancellableChanged, this, take);
-    connect(job, &Job::waitingForChanged, this, take);
-    connect(job, &KJob::percentChanged, this, take);
-    connect(job, &KJob::finished, this, [this, key] { Remove(key); });
-    connect(job, &QObject::destroyed, this, [this, key] { Remove(key); });
-    Take(key);
+    const auto retake = [this, key] { take(key); };
+    connect(job, &Job::phaseChanged, this, retake);
+    connect(job, &Job::packageChanged, this, retake);
+    connect(job, &Job::cancellableChanged, this, retake);
+    connect(job, &Job::waitingForChanged, this, retake);
+    connect(job, &KJob::percentChanged, this, retake);
+    connect(job, &KJob::finished, this, [this, key] { remove(key); });
+    connect(job, &QObject::destroyed, this, [this, key] { remove(key); });
+    take(key);
 }
 
-void PendingJobs::Cancel(qint64 key)
+void PendingJobs::cancel(qint64 key)
 {
     for (const Item& item : m_items)
         if (item.values.key == key && item.job) {
@@ -44,7 +44,7 @@ void PendingJobs::Cancel(qint64 key)
         }
 }
 
-std::vector<PendingJob> PendingJobs::Jobs() const
+std::vector<PendingJob> PendingJobs::jobs() const
 {
     std::vector<PendingJob> jobs;
     for (const Item& item : m_items)
@@ -52,7 +52,7 @@ std::vector<PendingJob> PendingJobs::Jobs() const
     return jobs;
 }
 
-void PendingJobs::Take(qint64 key)
+void PendingJobs::take(qint64 key)
 {
     for (Item& item : m_items) {
         if (item.values.key != key || !item.job)
@@ -63,17 +63,17 @@ void PendingJobs::Take(qint64 key)
         item.values.isCancellable = item.job->isCancellable();
         item.values.waitingFor = item.job->waitingFor();
     }
-    emit Changed();
+    emit changed();
 }
 
-void PendingJobs::Remove(qint64 key)
+void PendingJobs::remove(qint64 key)
 {
     const auto gone = std::find_if(m_items.begin(), m_items.end(),
                                    [key](const Item& item) { return item.values.key == key; });
     if (gone == m_items.end())
         return;
     m_items.erase(gone);
-    emit Changed();
+    emit changed();
 }
 
 } // namespace Pakmart

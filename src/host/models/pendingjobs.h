@@ -35,14 +35,14 @@ class PendingJobs : public QObject
     Q_OBJECT
 
 public:
-    static PendingJobs& All();
+    static PendingJobs& all();
 
-    void Add(Job* job, const QString& title);
-    void Cancel(qint64 key);
-    std::vector<PendingJob> Jobs() const;
+    void add(Job* job, const QString& title);
+    void cancel(qint64 key);
+    std::vector<PendingJob> jobs() const;
 
 Q_SIGNALS:
-    void Changed();
+    void changed();
 
 private:
     struct Item {
@@ -50,8 +50,8 @@ private:
         PendingJob values;
     };
 
-    void Take(qint64 key);
-    void Remove(qint64 key);
+    void take(qint64 key);
+    void remove(qint64 key);
 
     std::vector<Item> m_items;
     qint64 m_last = 0;

@@ -19,7 +19,7 @@ public:
 PendingModel::PendingModel(QObject* parent) : ListModel(parent), d(std::make_unique<Private>())
 {
     setState(Empty, QCoreApplication::translate("Pakmart", "Nothing is being done."));
-    connect(&PendingJobs::All(), &PendingJobs::Changed, this, &PendingModel::take);
+    connect(&PendingJobs::all(), &PendingJobs::changed, this, &PendingModel::take);
     take();
 }
 
@@ -27,18 +27,18 @@ PendingModel::~PendingModel() = default;
 
 void PendingModel::add(Job* job, const QString& title)
 {
-    PendingJobs::All().Add(job, title);
+    PendingJobs::all().add(job, title);
 }
 
 void PendingModel::cancel(int row)
 {
     if (row >= 0 && row < count())
-        PendingJobs::All().Cancel(rows()[std::size_t(row)].key);
+        PendingJobs::all().cancel(rows()[std::size_t(row)].key);
 }
 
 void PendingModel::take()
 {
-    std::vector<PendingJob> jobs = PendingJobs::All().Jobs();
+    std::vector<PendingJob> jobs = PendingJobs::all().jobs();
     Rows after;
     for (std::size_t at = 0; at < jobs.size(); ++at)
         after.push_back({ jobs[at].key, quint32(at), 0 });

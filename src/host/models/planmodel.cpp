@@ -12,7 +12,7 @@ class PlanModel::Private
 {
 public:
     // A number for each package that was ever shown.
-    qint64 KeyOf(const QString& package)
+    qint64 keyOf(const QString& package)
     {
         const auto found = keys.constFind(package);
         return found != keys.constEnd() ? *found : *keys.insert(package, keys.size());
@@ -39,7 +39,7 @@ void PlanModel::setPlan(const Plan& plan)
     const Plan before = d->plan;
     Rows after;
     for (int row = 0; row < plan.rows.size(); ++row)
-        after.push_back({ d->KeyOf(plan.rows[row].package), quint32(row), 0 });
+        after.push_back({ d->keyOf(plan.rows[row].package), quint32(row), 0 });
     changeRows(
         std::move(after), [this, &plan] { d->plan = plan; },
         [&before, &plan](const Row& a, const Row& b) {

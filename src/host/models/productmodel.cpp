@@ -49,7 +49,7 @@ constexpr TextRole textRoles[] = {
 // What comes from the server is one line.
 QString Line(const CatalogTable& table, std::uint32_t place, CatalogText text)
 {
-    return QString::fromUtf8(table.Text(place, text)).simplified();
+    return QString::fromUtf8(table.text(place, text)).simplified();
 }
 
 } // namespace
@@ -68,29 +68,29 @@ public:
     };
 
     // For the thread.
-    void Work(bool isNarrower)
+    void work(bool isNarrower)
     {
         const ProductSource source{ *next.table, next.packages.get(), shown.table.get(),
                                     isNarrower ? &shown.answer.matching : nullptr };
         next.answer = Answer(
-            next.query, source, [this] { return beside.IsCancelled(); },
+            next.query, source, [this] { return beside.isCancelled(); },
             [this](ProductAnswer answer) {
                 const std::lock_guard<std::mutex> lock(mutex);
                 first = std::move(answer);
-                beside.Report();
+                beside.report();
             });
     }
 
-    QString InstalledVersion(const Row& row) const
+    QString installedVersion(const Row& row) const
     {
         if (!shown.packages)
             return QString();
-        const auto found = shown.packages->constFind(shown.table->Text(row.place, PackageText));
+        const auto found = shown.packages->constFind(shown.table->text(row.place, PackageText));
         return found == shown.packages->constEnd() ? QString() : QString::fromUtf8(found->version);
     }
 
-    const std::shared_ptr<CatalogFeed> catalog = CatalogFeed::Shared();
-    const std::shared_ptr<PackageFeed> packages = PackageFeed::Shared();
+    const std::shared_ptr<CatalogFeed> catalog = CatalogFeed::shared();
+    const std::shared_ptr<PackageFeed> packages = PackageFeed::shared();
     ProductQuery query;
     Made shown; // without its products, which are the rows
     Made next; // while the thread works on it
@@ -107,9 +107,9 @@ ProductModel::ProductModel(QObject* parent) : ListModel(parent), d(std::make_uni
     setState(Loading, Tr("Reading the catalog."));
     d->soon.setSingleShot(true);
     connect(&d->soon, &QTimer::timeout, this, &ProductModel::begin);
-    connect(&d->beside, &Beside::Reported, this, &ProductModel::takeFirst);
-    connect(d->catalog.get(), &CatalogFeed::Changed, this, &ProductModel::ask);
-    connect(d->packages.get(), &PackageFeed::Changed, this, &ProductModel::ask);
+    connect(&d->beside, &Beside::reported, this, &ProductModel::takeFirst);
+    connect(d->catalog.get(), &CatalogFeed::changed, this, &ProductModel::ask);
+    connect(d->packages.get(), &PackageFeed::changed, this, &ProductModel::ask);
     ask();
 }
 
@@ -143,7 +143,7 @@ bool ProductModel::isBusy() const
 void ProductModel::setBusy()
 {
     const SharedTable& table = d->shown.table;
-    const bool isBusy = d->isAsked || d->beside.IsRunning() || !table || !table->isWhole;
+    const bool isBusy = d->isAsked || d->beside.isRunning() || !table || !table->isWhole;
     if (d->isBusy == isBusy)
         return;
     d->isBusy = isBusy;
@@ -190,8 +190,8 @@ void ProductModel::ask()
 {
     d->isAsked = true;
     // What is being worked out for another query is of no use; for an older catalog it is.
-    if (d->beside.IsRunning() && !(d->next.query == d->query))
-        d->beside.Cancel();
+    if (d->beside.isRunning() && !(d->next.query == d->query))
+        d->beside.cancel();
     if (!d->soon.isActive())
         d->soon.start(0);
     setBusy();
@@ -199,15 +199,15 @@ void ProductModel::ask()
 
 void ProductModel::begin()
 {
-    if (d->beside.IsRunning() || !d->isAsked || !d->catalog->Table())
+    if (d->beside.isRunning() || !d->isAsked || !d->catalog->table())
         return;
     d->isAsked = false;
-    d->next = { d->query, d->catalog->Table(), d->packages->Packages(), {} };
+    d->next = { d->query, d->catalog->table(), d->packages->packages(), {} };
     const bool isNarrower = d->next.table == d->shown.table && d->shown.table->isWhole
         && d->shown.answer.isWhole && IsNarrower(d->next.query, d->shown.query);
-    d->beside.Start([this, isNarrower] { d->Work(isNarrower); },
+    d->beside.start([this, isNarrower] { d->work(isNarrower); },
                     [this] {
-                        if (!d->beside.IsCancelled())
+                        if (!d->beside.isCancelled())
                             take();
                         if (d->isAsked)
                             begin();
@@ -219,7 +219,7 @@ void ProductModel::begin()
 // rows are taken. With another catalog, they wait for the end.
 void ProductModel::takeFirst()
 {
-    if (d->beside.IsCancelled() || !d->beside.IsRunning() || d->next.table != d->shown.table)
+    if (d->beside.isCancelled() || !d->beside.isRunning() || d->next.table != d->shown.table)
         return;
     ProductAnswer first;
     {
@@ -227,7 +227,7 @@ void ProductModel::takeFirst()
         first = std::move(d->first);
     }
     changeRows(
-        RowsOf(first, *d->next.table), [] {}, IsChanged);
+        rowsOf(first, *d->next.table), [] {}, isChanged);
     if (count() > 0)
         setState(Filled);
     else
@@ -237,24 +237,24 @@ void ProductModel::takeFirst()
 void ProductModel::take()
 {
     Private::Made made = std::move(d->next);
-    Rows after = RowsOf(made.answer, *made.table);
+    Rows after = rowsOf(made.answer, *made.table);
     std::vector<FoundProduct>().swap(made.answer.products);
     changeRows(
-        std::move(after), [this, &made] { d->shown = std::move(made); }, IsChanged);
+        std::move(after), [this, &made] { d->shown = std::move(made); }, isChanged);
     describe();
 }
 
-ListModel::Rows ProductModel::RowsOf(const ProductAnswer& answer, const CatalogTable& table)
+ListModel::Rows ProductModel::rowsOf(const ProductAnswer& answer, const CatalogTable& table)
 {
     Rows rows;
     rows.reserve(answer.products.size());
     for (const FoundProduct& found : answer.products)
-        rows.push_back({ table.Entry(found.place).serial, found.place,
+        rows.push_back({ table.entry(found.place).serial, found.place,
                          quint32(found.state) | (found.isChanged ? Private::changed : 0) });
     return rows;
 }
 
-bool ProductModel::IsChanged(const Row& before, const Row& after)
+bool ProductModel::isChanged(const Row& before, const Row& after)
 {
     return (after.extra & Private::changed) != 0
         || ((before.extra ^ after.extra) & ~Private::changed) != 0;
@@ -271,7 +271,7 @@ void ProductModel::describe()
         setState(Failed, Tr("The catalog on this computer cannot be read."));
     else if (table.condition == CatalogTable::Missing)
         setState(Empty, Tr("There is no catalog on this computer yet."));
-    else if (needsPackages && !d->packages->IsReadable())
+    else if (needsPackages && !d->packages->isReadable())
         setState(Failed, Tr("The list of installed packages cannot be read."));
     else if (!table.isWhole || (needsPackages && !d->shown.packages))
         setState(Loading, Tr("Reading the catalog."));
@@ -334,7 +334,7 @@ QVariant ProductModel::data(const QModelIndex& index, int role) const
     for (const TextRole& text : textRoles)
         if (text.role == role)
             return Line(table, row.place, text.text);
-    const CatalogEntry& entry = table.Entry(row.place);
+    const CatalogEntry& entry = table.entry(row.place);
     switch (role) {
     case SerialRole:
         return entry.serial;
@@ -347,7 +347,7 @@ QVariant ProductModel::data(const QModelIndex& index, int role) const
     case ProductStateRole:
         return int(row.extra & ~Private::changed);
     case InstalledVersionRole:
-        return d->InstalledVersion(row);
+        return d->installedVersion(row);
     case IconNameRole:
         return CategoryIcon(table.categories[entry.category].name);
     case ProductRole:

@@ -136,8 +136,8 @@ private:
     void takeFirst();
     void describe();
     void setBusy();
-    static Rows RowsOf(const ProductAnswer& answer, const CatalogTable& table);
-    static bool IsChanged(const Row& before, const Row& after);
+    static Rows rowsOf(const ProductAnswer& answer, const CatalogTable& table);
+    static bool isChanged(const Row& before, const Row& after);
 
     class Private;
     const std::unique_ptr<Private> d;

@@ -67,24 +67,24 @@ public:
     {
     }
 
-    bool IsSearch() const { return !m_search.IsEmpty(); }
+    bool isSearch() const { return !m_search.IsEmpty(); }
 
     // Looks at a product without its description.
-    void Look(std::uint32_t place)
+    void look(std::uint32_t place)
     {
-        const CatalogEntry& entry = m_table.Entry(place);
+        const CatalogEntry& entry = m_table.entry(place);
         if (entry.hidden || !m_wanted[entry.category])
             return;
-        const int rank = IsSearch() ? RankOf(place, nullptr) : 0;
+        const int rank = isSearch() ? rankOf(place, nullptr) : 0;
         if (rank >= 0)
-            Take(place, rank);
+            take(place, rank);
         // Another word, or the phrase, may be in the description.
-        if (IsSearch() && (rank < 0 || m_search.HasSeveralWords()))
+        if (isSearch() && (rank < 0 || m_search.HasSeveralWords()))
             m_open.push_back(place);
     }
 
     // What has to be looked at with the description.
-    std::vector<std::uint32_t> BeginDescriptions()
+    std::vector<std::uint32_t> beginDescriptions()
     {
         if (m_search.HasSeveralWords()) {
             m_matches.clear();
@@ -92,41 +92,41 @@ public:
         }
         return std::move(m_open);
     }
-    void LookCloser(std::uint32_t place)
+    void lookCloser(std::uint32_t place)
     {
-        const int rank = RankOf(
-            place, [this, place] { return m_table.notes->reader.View(m_table.Entry(place).note); });
+        const int rank = rankOf(
+            place, [this, place] { return m_table.notes->reader.View(m_table.entry(place).note); });
         if (rank >= 0)
-            Take(place, rank);
+            take(place, rank);
     }
-    std::size_t OpenCount() const { return m_open.size(); }
+    std::size_t openCount() const { return m_open.size(); }
 
-    ProductAnswer Result(bool isWhole)
+    ProductAnswer result(bool isWhole)
     {
-        Sort();
+        sort();
         ProductAnswer answer;
         answer.products.reserve(m_matches.size());
         std::unordered_set<std::int32_t> seen; // a product in two categories is one row
         for (const Match& match : m_matches)
-            if (!m_table.hasTwins || seen.insert(m_table.Entry(match.place).serial).second)
+            if (!m_table.hasTwins || seen.insert(m_table.entry(match.place).serial).second)
                 answer.products.push_back({ match.place, match.state });
         answer.matching = m_matching;
         answer.isWhole = isWhole;
-        MarkChanged(answer);
+        markChanged(answer);
         return answer;
     }
 
 private:
-    void Take(std::uint32_t place, int rank)
+    void take(std::uint32_t place, int rank)
     {
         m_matching.push_back(place);
-        const Product::State state = StateOf(m_source.packages, m_table.Text(place, PackageText),
-                                             m_table.Text(place, VersionText));
+        const Product::State state = StateOf(m_source.packages, m_table.text(place, PackageText),
+                                             m_table.text(place, VersionText));
         if (IsShown(m_query.show, state))
-            m_matches.push_back({ Order(place, rank), place, state });
+            m_matches.push_back({ order(place, rank), place, state });
     }
 
-    void MarkChanged(ProductAnswer& answer) const
+    void markChanged(ProductAnswer& answer) const
     {
         const CatalogTable* const before = m_source.before;
         // A catalog that was only begun has the same products at the same places.
@@ -135,47 +135,47 @@ private:
         std::unordered_map<std::int32_t, std::uint32_t> places;
         places.reserve(before->byName.size());
         for (std::uint32_t place : before->byName)
-            places.emplace(before->Entry(place).serial, place);
+            places.emplace(before->entry(place).serial, place);
         for (FoundProduct& found : answer.products) {
-            const auto old = places.find(m_table.Entry(found.place).serial);
+            const auto old = places.find(m_table.entry(found.place).serial);
             found.isChanged
-                = old != places.end() && !m_table.IsSame(found.place, *before, old->second);
+                = old != places.end() && !m_table.isSame(found.place, *before, old->second);
         }
     }
 
-    int RankOf(std::uint32_t place, const ProductSearch::Description& description)
+    int rankOf(std::uint32_t place, const ProductSearch::Description& description)
     {
-        return m_search.RankOf(m_table.Text(place, NameText), m_table.Text(place, PackageText),
-                               m_table.Text(place, SummaryText), description);
+        return m_search.RankOf(m_table.text(place, NameText), m_table.text(place, PackageText),
+                               m_table.text(place, SummaryText), description);
     }
 
     // Larger numbers and later dates go first.
-    int Compare(std::uint32_t a, std::uint32_t b) const
+    int compare(std::uint32_t a, std::uint32_t b) const
     {
-        const CatalogEntry &first = m_table.Entry(a), &second = m_table.Entry(b);
+        const CatalogEntry &first = m_table.entry(a), &second = m_table.entry(b);
         switch (m_query.sort) {
         case ProductModel::ByDownloads:
             return (second.downloads > first.downloads) - (second.downloads < first.downloads);
         case ProductModel::BySize:
             return (second.size > first.size) - (second.size < first.size);
         case ProductModel::ByReleaseDate:
-            return std::string_view(m_table.Text(b, ReleasedText))
-                .compare(m_table.Text(a, ReleasedText));
+            return std::string_view(m_table.text(b, ReleasedText))
+                .compare(m_table.text(a, ReleasedText));
         default:
             return 0;
         }
     }
 
-    std::uint64_t Order(std::uint32_t place, int rank) const
+    std::uint64_t order(std::uint32_t place, int rank) const
     {
         const bool byRank = m_query.sort == ProductModel::ByRelevance;
         return std::uint64_t(byRank ? rank : 0) << 32 | m_table.nameRank[place];
     }
 
-    void Sort()
+    void sort()
     {
         std::sort(m_matches.begin(), m_matches.end(), [this](const Match& a, const Match& b) {
-            const int order = Compare(a.place, b.place);
+            const int order = compare(a.place, b.place);
             return order != 0 ? order < 0 : a.order < b.order;
         });
     }
@@ -200,24 +200,24 @@ ProductAnswer Answer(const ProductQuery& query, const ProductSource& source,
 {
     Finder finder(query, source);
     const auto& among = source.among;
-    const std::uint32_t count = among ? std::uint32_t(among->size()) : source.table.Count();
+    const std::uint32_t count = among ? std::uint32_t(among->size()) : source.table.count();
     for (std::uint32_t at = 0; at < count; ++at) {
         if (at % 256 == 0 && isCancelled())
             return {};
-        finder.Look(among ? (*among)[at] : at);
+        finder.look(among ? (*among)[at] : at);
     }
-    if (finder.OpenCount() == 0 || !source.table.notes)
-        return finder.Result(true);
-    if (finder.OpenCount() >= manyDescriptions)
-        report(finder.Result(false));
+    if (finder.openCount() == 0 || !source.table.notes)
+        return finder.result(true);
+    if (finder.openCount() >= manyDescriptions)
+        report(finder.result(false));
     const std::lock_guard<std::mutex> lock(source.table.notes->mutex);
     int looked = 0;
-    for (std::uint32_t place : finder.BeginDescriptions()) {
+    for (std::uint32_t place : finder.beginDescriptions()) {
         if (++looked % 256 == 0 && isCancelled())
             return {};
-        finder.LookCloser(place);
+        finder.lookCloser(place);
     }
-    return finder.Result(true);
+    return finder.result(true);
 }
 
 bool IsNarrower(const ProductQuery& query, const ProductQuery& wider)

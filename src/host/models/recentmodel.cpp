@@ -100,7 +100,7 @@ public:
 RecentModel::RecentModel(QObject* parent) : ListModel(parent), d(std::make_unique<Private>())
 {
     setState(Loading, QCoreApplication::translate("Pakmart", "Reading the list."));
-    connect(&d->watch, &PathWatch::Changed, this, &RecentModel::read);
+    connect(&d->watch, &PathWatch::changed, this, &RecentModel::read);
     read();
 }
 
@@ -108,10 +108,10 @@ RecentModel::~RecentModel() = default;
 
 void RecentModel::read()
 {
-    d->isAsked = d->beside.IsRunning();
+    d->isAsked = d->beside.isRunning();
     if (d->isAsked)
         return;
-    d->beside.Start([this] { d->next = ReadUsed(d->folder); },
+    d->beside.start([this] { d->next = ReadUsed(d->folder); },
                     [this] {
                         take();
                         if (d->isAsked)

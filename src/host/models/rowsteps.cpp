@@ -62,7 +62,7 @@ public:
             (m_rows.empty() ? m_others[keys[row]] : m_rows[std::size_t(keys[row])]) = int(row);
     }
     // -1 for a key that is not there.
-    int Of(qint64 key) const
+    int of(qint64 key) const
     {
         if (m_rows.empty())
             return m_others.value(key, -1);
@@ -92,7 +92,7 @@ RowSteps StepsBetween(const Keys& before, const Keys& after)
     const RowsOfKeys rows(before, same);
     std::vector<bool> stays(before.size(), false);
     for (std::size_t row = 0; row < after.size(); ++row) {
-        const int old = row < same ? int(row) : rows.Of(after[row]);
+        const int old = row < same ? int(row) : rows.of(after[row]);
         if (old < 0) {
             Extend(steps.inserted, int(row));
             continue;

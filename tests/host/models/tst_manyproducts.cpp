@@ -25,18 +25,18 @@ class ManyProductsTest : public QObject
     Q_OBJECT
 
 private:
-    static constexpr int kProducts = 63000;
+    static constexpr int productCount = 63000;
     // Ten times what is promised. Without optimisation, and with the sanitizers, everything
     // takes longer, and these need memory of their own.
 #if defined(__OPTIMIZE__) && !defined(__SANITIZE_ADDRESS__)
-    static constexpr qint64 kMostMilliseconds = 500;
+    static constexpr qint64 mostMilliseconds = 500;
 #else
-    static constexpr qint64 kMostMilliseconds = 5000;
+    static constexpr qint64 mostMilliseconds = 5000;
 #endif
 #ifdef __SANITIZE_ADDRESS__
-    static constexpr double kMostMegabytes = 400;
+    static constexpr double mostMegabytes = 400;
 #else
-    static constexpr double kMostMegabytes = 40;
+    static constexpr double mostMegabytes = 40;
 #endif
 
     static QByteArray word(std::mt19937& random)
@@ -57,7 +57,7 @@ private:
     static void fill(CCatalogFile& file, const QByteArray& version)
     {
         std::mt19937 random(1);
-        for (int serial = 1; serial <= kProducts; ++serial) {
+        for (int serial = 1; serial <= productCount; ++serial) {
             const QByteArray name = word(random) + '-' + word(random);
             const QByteArray number = QByteArray::number(serial);
             file.AddNew();
@@ -124,14 +124,14 @@ private slots:
             last = timer.elapsed();
             first = first < 0 ? last : first;
         });
-        QTRY_COMPARE_WITH_TIMEOUT(model.count(), kProducts, 20000);
+        QTRY_COMPARE_WITH_TIMEOUT(model.count(), productCount, 20000);
         QTRY_VERIFY(model.product(0).state != Product::Unknown);
         const double used = megabytesInUse() - before;
         qInfo("constructor %d ms, first rows %d ms, all rows %d ms, longest gap %d ms, %.1f MB",
               int(made), int(first), int(last), int(pulse.longestGap()), used);
-        QVERIFY(first >= 0 && first < kMostMilliseconds);
-        QVERIFY(pulse.longestGap() < kMostMilliseconds);
-        QVERIFY(used > 0 && used < kMostMegabytes);
+        QVERIFY(first >= 0 && first < mostMilliseconds);
+        QVERIFY(pulse.longestGap() < mostMilliseconds);
+        QVERIFY(used > 0 && used < mostMegabytes);
     }
 
     void searchesAsOneTypes()
@@ -154,15 +154,15 @@ private slots:
             longest = std::max(longest, took);
         }
         qInfo("longest search %d ms, longest gap %d ms", int(longest), int(pulse.longestGap()));
-        QVERIFY(longest < kMostMilliseconds);
-        QVERIFY(pulse.longestGap() < kMostMilliseconds);
+        QVERIFY(longest < mostMilliseconds);
+        QVERIFY(pulse.longestGap() < mostMilliseconds);
     }
 
     void goesOverToAnUpdate()
     {
         const double before = megabytesInUse();
         ProductModel model;
-        QTRY_COMPARE_WITH_TIMEOUT(model.count(), kProducts, 20000);
+        QTRY_COMPARE_WITH_TIMEOUT(model.count(), productCount, 20000);
         QItemSelectionModel selection(&model);
         selection.select(model.index(31000, 0), QItemSelectionModel::Select);
         const int serial = model.product(31000).serial;
@@ -180,7 +180,7 @@ private slots:
         const qint64 gap = pulse.longestGap();
         QCOMPARE(waitpid(maker, nullptr, 0), maker);
         qInfo("longest gap %d ms, %.1f MB", int(gap), megabytesInUse() - before);
-        QVERIFY(gap < kMostMilliseconds);
+        QVERIFY(gap < mostMilliseconds);
         QCOMPARE(resets, 0);
         QCOMPARE(selection.selectedIndexes().size(), 1);
         QCOMPARE(model.product(selection.selectedIndexes().first().row()).serial, serial);
