@@ -5,9 +5,10 @@
 
 #pragma once
 
-#include "catalog/catalogrecord.h"
 #include "db/ccatalogfile.h"
+#include "db/dboptions.h"
 #include "db/dbshared.h"
+#include "db/rebuild.h"
 #include "tests/common/datafolder.h"
 #include "tests/common/statusfile.h"
 
@@ -28,7 +29,7 @@ struct TestProduct {
 inline void MakeCatalog(const std::function<void(CCatalogFile&)>& fill)
 {
     const Agent::IndexLayer layer;
-    if (!Agent::RebuildCatalogDatabase(fill, [] { return true; }))
+    if (!Agent::RebuildCatalogDatabase({}, fill, [] { return true; }))
         qFatal("cannot make a catalog");
 }
 
