@@ -7,6 +7,7 @@
 #include "store/indexfile.h"
 #include "store/ownfiles.h"
 #include "store/storefiles.h"
+#include "store/writepolicy.h"
 
 #include <algorithm>
 #include <cstring>
@@ -38,17 +39,6 @@ int Reach(DataFile* file, const OpenStoreFile& open, std::uint32_t number)
         return SetError(taOpenFailed);
     file->fd = open.descriptor();
     return SetError(open.SeekTo(Position(file, number)) ? taNoError : taSeekFailed);
-}
-
-// Whether header changes of an index wait until it is closed.
-bool DefersHeader(const DataFile* file)
-{
-    return !file->flushing && (file->held || (!MULTIUSER && file->isIndexFile));
-}
-
-bool RefreshesHeader(const DataFile* file)
-{
-    return file->flushing || (MULTIUSER && !file->held);
 }
 
 void StampVersion(DataFileHeader& header)
@@ -130,12 +120,12 @@ int RenewVersion(DataFile* file)
 // Begins each change of the file.
 int BeginChange(DataFile* file)
 {
-    return RefreshesHeader(file) ? TaOpenFile(file) : SetError(taNoError);
+    return PolicyOf(file) == WritePolicy::EachCall ? TaOpenFile(file) : SetError(taNoError);
 }
 
 int EndChange(DataFile* file)
 {
-    if (DefersHeader(file))
+    if (PolicyOf(file) == WritePolicy::AtClose)
         return SetError(taNoError);
     TaCloseFile(file);
     return taerror == taNoError ? 0 : -1;
@@ -267,7 +257,7 @@ int CloseDataFile(DataFile* file)
         return SetError(taNoError);
     const std::unique_ptr<DataFile> owned(file);
     file->isOpen = 0;
-    if (!DefersHeader(file) || !file->headerDirty)
+    if (PolicyOf(file) != WritePolicy::AtClose || !file->headerDirty)
         return SetError(taNoError);
     file->header.storedCount = file->header.recordCount;
     StampVersion(file->header);

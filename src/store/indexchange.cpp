@@ -5,9 +5,10 @@
 
 #include "store/pagecache.h"
 #include "store/pagetransfer.h"
+#include "store/writepolicy.h"
 
-#include <algorithm>
 #include <new>
+#include <utility>
 
 namespace Agent
 {
@@ -26,25 +27,7 @@ bool IsNotBelow(const IndexFile* index, const IndexItem& item, const IndexItem& 
     return (order == 0 && item.record == other.record) || CompareKeptKeys(item.key, other.key) > 0;
 }
 
-// The items inside the bounds are those after `below`, up to `last`.
-struct ItemRange {
-    int below;
-    int last;
-};
-
-ItemRange FindWithin(const IndexFile* index, const IndexPage& page, const Bounds& bounds)
-{
-    ItemRange range{ 0, page.count };
-    while (range.last > 0 && bounds.upper
-           && IsNotBelow(index, page.items[range.last], *bounds.upper))
-        --range.last;
-    while (range.below < range.last && bounds.lower
-           && IsNotBelow(index, *bounds.lower, page.items[range.below + 1]))
-        ++range.below;
-    return range;
-}
-
-// Keeps the error in taerror.
+// The reason in taerror outlives it.
 int Abandon(IndexFile* index)
 {
     const std::int32_t error = taerror;
@@ -54,50 +37,59 @@ int Abandon(IndexFile* index)
 
 } // namespace
 
-LeftOutItems::~LeftOutItems()
+int Descend(IndexFile* index, const SoughtItem& wanted, WayEnd* end)
 {
-    for (const Page* left = m_last.get(); left; left = left->next.get())
-        *left->page = left->before;
+    ClearKey(index);
+    *end = { nullptr, 0, { false, 0, 0, index->rootPage } };
+    while (end->at.child != 0 && !end->at.found) {
+        end->number = end->at.child;
+        if (index->depth == deepestTree || tagetpage(index, end->number, &end->page) != 0) {
+            const std::int32_t error = index->depth == deepestTree ? taDamaged : taerror;
+            ClearKey(index);
+            return SetError(error);
+        }
+        end->at = end->page->Search(wanted, index->allowDuplicates);
+        index->path[index->depth++] = { end->number, std::int16_t(end->at.position) };
+    }
+    return 0;
 }
 
-bool LeftOutItems::Remember(IndexPage* page)
+ReplacedPages::~ReplacedPages()
 {
-    std::unique_ptr<Page> left(new (std::nothrow) Page{ page, *page, nullptr });
-    if (!left)
-        return false;
-    left->next = std::move(m_last);
-    m_last = std::move(left);
-    return true;
+    for (Replaced* replaced = m_last.get(); replaced; replaced = replaced->next.get())
+        *replaced->page = std::move(replaced->before);
 }
 
-int ItemsWithin(IndexFile* index, std::uint32_t number, const Bounds& bounds)
+int ReplacedPages::Replace(Page* page, Page by)
 {
-    IndexPage* page;
-    if (tagetpage(index, number, &page) != 0)
+    std::unique_ptr<Replaced> replaced(by ? new (std::nothrow) Replaced{ page, {}, nullptr }
+                                          : nullptr);
+    if (!replaced)
+        return SetError(taNoMemory);
+    replaced->before = std::exchange(*page, std::move(by));
+    replaced->next = std::move(m_last);
+    m_last = std::move(replaced);
+    return 0;
+}
+
+int FetchWithin(IndexFile* index, std::uint32_t number, const Bounds& bounds,
+                ReplacedPages* replaced, Page** fetched)
+{
+    if (tagetpage(index, number, fetched) != 0)
         return -1;
-    const auto [below, last] = FindWithin(index, *page, bounds);
-    return last - below;
-}
-
-int FetchWithin(IndexFile* index, std::uint32_t number, const Bounds& bounds, LeftOutItems* leftOut,
-                IndexPage** page)
-{
-    if (tagetpage(index, number, page) != 0)
-        return -1;
-    const auto [below, last] = FindWithin(index, **page, bounds);
+    const Page& page = **fetched;
+    int below = 0; // items outside, and the last one inside
+    int last = page.count();
+    while (last > 0 && bounds.upper && IsNotBelow(index, page.Item(last), *bounds.upper))
+        --last;
+    while (below < last && bounds.lower && IsNotBelow(index, *bounds.lower, page.Item(below + 1)))
+        ++below;
     if (below == last)
         return SetError(taDamaged);
-    if (last - below == (*page)->count)
+    if (last - below == page.count())
         return 0;
-    if (!leftOut->Remember(*page))
-        return SetError(taNoMemory);
-    IndexItem* const items = (*page)->items;
-    (*page)->count = std::uint8_t(last - below);
-    if (below == 0)
-        return 0;
-    (*page)->leftmost = items[below].child;
-    std::copy(items + below + 1, items + last + 1, items + 1);
-    return 0;
+    return replaced->Replace(
+        *fetched, Page(page.keyLength(), page.Child(below), { { page, below + 1, last } }));
 }
 
 int Follow(IndexFile* index, std::uint32_t number, Way* way)
@@ -109,45 +101,36 @@ int Follow(IndexFile* index, std::uint32_t number, Way* way)
         return SetError(taDamaged);
     WayLevel& level = way->levels[std::size_t(way->depth)];
     level.number = number;
-    level.bounds = way->BoundsOfNext();
-    if (FetchWithin(index, number, level.bounds, &way->leftOut, &level.page) != 0)
+    level.bounds = way->depth > 0 ? way->last().BoundsOfChild(way->last().position) : Bounds{};
+    if (FetchWithin(index, number, level.bounds, &way->replaced, &level.page) != 0)
         return -1;
     ++way->depth;
-    return 0;
-}
-
-int FindEnd(IndexFile* index, const SoughtItem& wanted, WayEnd* end)
-{
-    *end = { { false, 0, 0, index->rootPage }, 0 };
-    for (int depth = 0; end->at.child != 0 && !end->at.found; ++depth) {
-        if (depth == deepestTree)
-            return SetError(taDamaged);
-        end->number = end->at.child;
-        if (tasearchpage(index, end->number, wanted, &end->at) != 0)
-            return -1;
-    }
     return 0;
 }
 
 int BeginAtTheFile(IndexFile* index)
 {
     index->current = index->dataFile;
-    if (!index->dataFile->flushing && MULTIUSER == 0)
+    if (PolicyOf(index->dataFile) != WritePolicy::EachCall)
         return SetError(taNoError);
     if (HasChanges(index) && TaCloseIndex(index) != 0)
         return -1;
     return TaOpenIndex(index);
 }
 
-int BeginChange(IndexFile* index)
+int BeginChange(IndexFile* index, char* key)
 {
+    if (!key)
+        return SetError(taNullHandle);
+    taxkey(key, index->keyLength);
     ClearKey(index);
     return BeginAtTheFile(index);
 }
 
 int EndChange(IndexFile* index, int result)
 {
-    if (!index->dataFile->flushing && MULTIUSER == 0)
+    ClearKey(index);
+    if (PolicyOf(index->dataFile) != WritePolicy::EachCall)
         return result;
     if (taerror == taNoError && TaCloseIndex(index) == 0)
         return result;

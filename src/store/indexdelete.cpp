@@ -1,9 +1,15 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
+// Deleting an item. Mostly its leaf keeps enough items, and that is all. An item of a page
+// above gives its place to the one before it, which is in a leaf. A page that has too few
+// items then gets some of a sibling, or becomes one page with it and the item between them,
+// which the page above loses; so it may go on up to the root.
+
 #include "store/indexchange.h"
 #include "store/pagecache.h"
 #include "store/pagetransfer.h"
+#include "store/writepolicy.h"
 
 #include <algorithm>
 
@@ -16,15 +22,18 @@ namespace
 // a process may have died before the page was refilled.
 constexpr int fewestItems = pageOrder - 1;
 
-// A page that lacks one item, and the sibling that it borrows from or is joined with.
+// A page short of one item, and the sibling that helps it out or becomes one page with it:
+// the left one of both then.
 struct Shortage {
     WayLevel* page;
     WayLevel* parent; // its position is that of the page
-    IndexPage* sibling;
+    Page* sibling;
     std::uint32_t siblingNumber;
     bool siblingIsRight;
+    bool endsInMerge;
 
-    bool EndsInMerge() const { return sibling->count <= pageOrder; }
+    Page* Gainer() const { return endsInMerge && !siblingIsRight ? sibling : page->page; }
+    Page* Loser() const { return Gainer() == sibling ? page->page : sibling; }
 };
 
 struct Shortages {
@@ -34,11 +43,11 @@ struct Shortages {
 
 // Pages that no longer belong to the tree, in the order in which they left it.
 struct LeftPages {
-    std::array<IndexPage*, deepestTree + 1> list;
+    std::array<Page*, deepestTree + 1> list;
     int count = 0;
 
-    // Its last state must never be written, since the file still refers to the page.
-    void Add(IndexPage* page)
+    // Its last state must never reach the file, where it is still referred to.
+    void Add(Page* page)
     {
         ForgetChanges(page);
         list[std::size_t(count++)] = page;
@@ -54,25 +63,23 @@ int FindItem(IndexFile* index, const SoughtItem& wanted, Way* way, int* levelOfI
         if (Follow(index, number, way) != 0)
             return -1;
         WayLevel& level = way->last();
-        const IndexPage& page = *level.page;
-        if (*levelOfItem >= 0) {
-            level.position = page.count;
-        } else {
-            const PagePosition at = SearchPage(page, wanted, index->allowDuplicates);
+        level.position = level.page->count();
+        if (*levelOfItem < 0) {
+            const PagePosition at = level.page->Search(wanted, index->allowDuplicates);
             level.position = at.found ? at.position - 1 : at.position;
             if (at.found)
                 *levelOfItem = way->depth - 1;
         }
-        number = page.Child(level.position);
+        number = level.page->Child(level.position);
     }
     return *levelOfItem >= 0 ? 0 : -1;
 }
 
-int TimesChild(const IndexPage& page, std::uint32_t number)
+int TimesChild(const Page& page, std::uint32_t number)
 {
-    int times = page.leftmost == number;
-    for (int i = 1; i <= page.count; ++i)
-        times += page.items[i].child == number;
+    int times = 0;
+    for (int i = 0; i <= page.count(); ++i)
+        times += page.Child(i) == number;
     return times;
 }
 
@@ -81,13 +88,13 @@ int TimesChild(const IndexPage& page, std::uint32_t number)
 // be below one of them that is also above it, or below the other one.
 bool HaveSoundChildren(const Shortage& shortage, Way& way)
 {
-    const IndexPage& page = *shortage.page->page;
-    const IndexPage& sibling = *shortage.sibling;
-    const IndexPage& parent = *shortage.parent->page;
+    const Page& page = *shortage.page->page;
+    const Page& sibling = *shortage.sibling;
+    const Page& parent = *shortage.parent->page;
     if (TimesChild(parent, shortage.page->number) != 1
         || TimesChild(parent, shortage.siblingNumber) != 1)
         return false;
-    if (page.leftmost == 0)
+    if (page.IsLeaf())
         return true;
     const auto isBelow = [&](std::uint32_t number) {
         return TimesChild(page, number) + TimesChild(sibling, number) > 0;
@@ -95,7 +102,7 @@ bool HaveSoundChildren(const Shortage& shortage, Way& way)
     for (int level = 0; &way[level] != shortage.page; ++level)
         if (isBelow(way[level].number))
             return false;
-    for (int i = 0; i <= sibling.count; ++i)
+    for (int i = 0; i <= sibling.count(); ++i)
         if (TimesChild(page, sibling.Child(i)) > 0)
             return false;
     return !isBelow(shortage.page->number) && !isBelow(shortage.siblingNumber);
@@ -106,19 +113,18 @@ int FetchSibling(IndexFile* index, Way& way, int level, Shortage* shortage)
 {
     WayLevel& parent = way[level - 1];
     WayLevel& page = way[level];
-    const bool right = parent.position < parent.page->count;
+    const bool right = parent.position < parent.page->count();
     const int position = parent.position + (right ? 1 : -1);
     const std::uint32_t number = parent.page->Child(position);
     for (int i = 0; i < way.depth; ++i)
         if (way[i].number == number)
             return SetError(taDamaged);
-    IndexPage* sibling;
-    if (FetchWithin(index, number, parent.BoundsOfChild(position), &way.leftOut, &sibling) != 0)
+    Page* sibling;
+    if (FetchWithin(index, number, parent.BoundsOfChild(position), &way.replaced, &sibling) != 0)
         return -1;
-    const bool alike = (sibling->leftmost == 0) == (page.page->leftmost == 0);
-    if (sibling->count < fewestItems || !alike)
+    if (sibling->count() < fewestItems || sibling->IsLeaf() != page.page->IsLeaf())
         return SetError(taDamaged);
-    *shortage = { &page, &parent, sibling, number, right };
+    *shortage = { &page, &parent, sibling, number, right, sibling->count() <= pageOrder };
     return HaveSoundChildren(*shortage, way) ? 0 : SetError(taDamaged);
 }
 
@@ -127,9 +133,9 @@ int FetchSibling(IndexFile* index, Way& way, int level, Shortage* shortage)
 int FindShortages(IndexFile* index, Way& way, Shortages* shortages)
 {
     for (int level = way.depth - 1; level > 0; --level) {
-        if (way[level].page->count > pageOrder)
+        if (way[level].page->count() > pageOrder)
             return 0;
-        if (way[level].page->count < fewestItems)
+        if (way[level].page->count() < fewestItems)
             return SetError(taDamaged);
         Shortage& shortage = shortages->list[std::size_t(shortages->count)];
         if (FetchSibling(index, way, level, &shortage) != 0)
@@ -138,115 +144,92 @@ int FindShortages(IndexFile* index, Way& way, Shortages* shortages)
             if (shortages->list[std::size_t(i)].siblingNumber == shortage.siblingNumber)
                 return SetError(taDamaged);
         ++shortages->count;
-        if (!shortage.EndsInMerge())
+        if (!shortage.endsInMerge)
             return 0;
     }
     return 0;
 }
 
-// Removes the item from its leaf, or replaces it by the item before it. Returns its
-// record number.
-std::uint32_t TakeOut(Way& way, int levelOfItem)
+// A page with another item in the place of one, whose child stays, or without it.
+Page WithReplaced(const Page& page, int item, IndexItem by)
+{
+    by.child = page.Child(item);
+    return Page(page.keyLength(), page.Child(0),
+                { { page, 1, item - 1 }, by, { page, item + 1, page.count() } });
+}
+Page Without(const Page& page, int item)
+{
+    return Page(page.keyLength(), page.Child(0),
+                { { page, 1, item - 1 }, { page, item + 1, page.count() } });
+}
+
+// Takes the item out of its leaf, or puts the one before it in its place.
+int TakeOut(Way& way, int levelOfItem)
 {
     WayLevel& holder = way[levelOfItem];
-    IndexItem& item = holder.page->items[holder.position + 1];
-    const std::uint32_t record = item.record;
-    WayLevel& leaf = way.last();
-    if (levelOfItem == way.depth - 1) {
-        RemoveItem(leaf.page, leaf.position + 1);
-    } else {
-        const std::uint32_t child = item.child;
-        item = leaf.page->items[leaf.page->count];
-        item.child = child;
-        --leaf.page->count;
-        // This page is written first: until then the moved item is still in the leaf.
-        taupdatepage(holder.page);
+    const int place = holder.position + 1;
+    Page* const leaf = way.last().page;
+    if (levelOfItem == way.depth - 1)
+        return way.replaced.Replace(leaf, Without(*leaf, place));
+    const int before = leaf->count();
+    if (way.replaced.Replace(holder.page, WithReplaced(*holder.page, place, leaf->Item(before)))
+        != 0)
+        return -1;
+    return way.replaced.Replace(leaf, Without(*leaf, before));
+}
+
+// The items of both pages and the one between them in the parent are taken as one row. It
+// becomes one page if it is short enough; else the page gets so many of the items that
+// both have about as many.
+int Rebalance(const Shortage& shortage, ReplacedPages* replaced)
+{
+    Page* const parent = shortage.parent->page;
+    Page* const left = shortage.siblingIsRight ? shortage.page->page : shortage.sibling;
+    Page* const right = shortage.siblingIsRight ? shortage.sibling : shortage.page->page;
+    const int between = shortage.parent->position + (shortage.siblingIsRight ? 1 : 0);
+    IndexItem middle = parent->Item(between);
+    middle.child = right->Child(0);
+    const ItemRow row(*left, left->count(), middle, *right, 1);
+    if (shortage.endsInMerge)
+        return replaced->Replace(parent, Without(*parent, between)) == 0
+            ? replaced->Replace(shortage.Gainer(), row.Some(left->Child(0), 1, row.count()))
+            : -1;
+    const int moved = (shortage.sibling->count() - pageOrder + 1) / 2;
+    const int inLeft = left->count() + (shortage.siblingIsRight ? moved : -moved);
+    const IndexItem newMiddle = row.Item(inLeft + 1);
+    Page newLeft = row.Some(left->Child(0), 1, inLeft);
+    Page newRight = row.Some(newMiddle.child, inLeft + 2, row.count());
+    const bool done = replaced->Replace(parent, WithReplaced(*parent, between, newMiddle)) == 0
+        && replaced->Replace(left, std::move(newLeft)) == 0
+        && replaced->Replace(right, std::move(newRight)) == 0;
+    return done ? 0 : -1;
+}
+
+// Says which pages changed, in the order in which each one written leaves a file where
+// every item is found. First of all the page that has got an item of the leaf: until it is
+// written that item is in the leaf. Then, of each shortage, the page that gains items, the
+// parent, and the one that loses them.
+void MarkChanged(Way& way, int levelOfItem, const Shortages& shortages, LeftPages* left)
+{
+    if (levelOfItem < way.depth - 1)
+        taupdatepage(way[levelOfItem].page);
+    taupdatepage(way.last().page);
+    for (int i = 0; i < shortages.count; ++i) {
+        const Shortage& shortage = shortages.list[std::size_t(i)];
+        taupdatepage(shortage.Gainer());
+        taupdatepage(shortage.parent->page);
+        if (shortage.endsInMerge)
+            left->Add(shortage.Loser());
+        else
+            taupdatepage(shortage.Loser());
     }
-    taupdatepage(leaf.page);
-    return record;
-}
-
-// The left page a gets the item between from the parent c, and `k - 1` items of its right
-// sibling b, of which the k-th becomes the item between.
-void BorrowFromRight(IndexPage* a, IndexPage* c, int s, IndexPage* b, std::uint32_t numberOfB)
-{
-    const int k = (b->count - pageOrder + 1) / 2;
-    IndexItem* const end = a->items + a->count + 1;
-    *end = c->items[s + 1];
-    end->child = b->leftmost;
-    std::copy(b->items + 1, b->items + k, end + 1);
-    c->items[s + 1] = b->items[k];
-    c->items[s + 1].child = numberOfB;
-    b->leftmost = b->items[k].child;
-    std::copy(b->items + k + 1, b->items + b->count + 1, b->items + 1);
-    b->count = std::uint8_t(b->count - k);
-    a->count = std::uint8_t(a->count + k);
-}
-
-// Appends the item between and the right page's items to the left page.
-void Join(IndexPage* left, const IndexPage* right, const IndexItem& between)
-{
-    IndexItem* const end = left->items + left->count + 1;
-    *end = between;
-    end->child = right->leftmost;
-    std::copy(right->items + 1, right->items + right->count + 1, end + 1);
-    left->count = std::uint8_t(left->count + 1 + right->count);
-}
-
-void BorrowFromLeft(IndexPage* a, std::uint32_t numberOfA, IndexPage* c, int s, IndexPage* b)
-{
-    const int k = (b->count + 1 - pageOrder) / 2;
-    const int given = b->count + 1 - k; // b's item that becomes the item between
-    std::copy_backward(a->items + 1, a->items + a->count + 1, a->items + a->count + 1 + k);
-    a->items[k] = c->items[s];
-    a->items[k].child = a->leftmost;
-    std::copy(b->items + given + 1, b->items + given + k, a->items + 1);
-    a->leftmost = b->items[given].child;
-    c->items[s] = b->items[given];
-    c->items[s].child = numberOfA;
-    b->count = std::uint8_t(given - 1);
-    a->count = std::uint8_t(a->count + k);
-}
-
-void Merge(const Shortage& shortage)
-{
-    IndexPage* const a = shortage.page->page;
-    IndexPage* const c = shortage.parent->page;
-    const int s = shortage.parent->position;
-    const int between = shortage.siblingIsRight ? s + 1 : s;
-    if (shortage.siblingIsRight)
-        Join(a, shortage.sibling, c->items[between]);
-    else
-        Join(shortage.sibling, a, c->items[between]);
-    RemoveItem(c, between);
-}
-
-// Marks the pages in the order that keeps every item findable after each write: first the
-// page that gains items, then the parent, then the page that loses them.
-void Rebalance(const Shortage& shortage, LeftPages* left)
-{
-    IndexPage* const a = shortage.page->page;
-    IndexPage* const b = shortage.sibling;
-    IndexPage* const c = shortage.parent->page;
-    const int s = shortage.parent->position;
-    const bool merge = shortage.EndsInMerge();
-    IndexPage* const gainer = merge && !shortage.siblingIsRight ? b : a;
-    IndexPage* const loser = gainer == a ? b : a;
-    if (merge)
-        Merge(shortage);
-    else if (shortage.siblingIsRight)
-        BorrowFromRight(a, c, s, b, shortage.siblingNumber);
-    else
-        BorrowFromLeft(a, shortage.page->number, c, s, b);
-    taupdatepage(gainer);
-    taupdatepage(c);
-    merge ? left->Add(loser) : taupdatepage(loser);
 }
 
 // With flushing on, a page is freed only when nothing in the file refers to it any more.
 int FreePages(IndexFile* index, const LeftPages& left)
 {
-    if (left.count > 0 && index->dataFile->flushing && WriteBackPages(index) != 0)
+    if (left.count > 0 && PolicyOf(index->dataFile) == WritePolicy::EachCall
+        && WriteBackPages(index) != 0)
         return -1;
     for (int i = 0; i < left.count; ++i)
         if (tareturnpage(left.list[std::size_t(i)]) != 0)
@@ -264,14 +247,20 @@ int RemoveAndRebalance(IndexFile* index, const SoughtItem& wanted, std::uint32_t
         || FindShortages(index, way, &shortages) != 0)
         return -1;
 
-    way.leftOut.Forget();
-    LeftPages left;
-    *record = TakeOut(way, levelOfItem);
+    const WayLevel& holder = way[levelOfItem];
+    const std::uint32_t recordOfItem = holder.page->Record(holder.position + 1);
+    if (TakeOut(way, levelOfItem) != 0)
+        return -1;
     for (int i = 0; i < shortages.count; ++i)
-        Rebalance(shortages.list[std::size_t(i)], &left);
-    IndexPage* const root = way[0].page;
-    if (root->count == 0) {
-        SetRootPage(index, root->leftmost);
+        if (Rebalance(shortages.list[std::size_t(i)], &way.replaced) != 0)
+            return -1;
+    way.replaced.Keep();
+    *record = recordOfItem;
+    LeftPages left;
+    MarkChanged(way, levelOfItem, shortages, &left);
+    Page* const root = way[0].page;
+    if (root->count() == 0) {
+        SetRootPage(index, root->Child(0));
         left.Add(root);
     }
     return FreePages(index, left);
@@ -280,11 +269,14 @@ int RemoveAndRebalance(IndexFile* index, const SoughtItem& wanted, std::uint32_t
 int Delete(IndexFile* index, const SoughtItem& wanted, std::uint32_t* record)
 {
     WayEnd end;
-    if (FindEnd(index, wanted, &end) != 0 || !end.at.found)
+    if (Descend(index, wanted, &end) != 0 || !end.at.found)
         return -1;
-    if (end.at.child != 0 || !taremovefromleaf(index, end.number, end.at.position))
+    const int least = end.number == index->rootPage ? 1 : pageOrder;
+    if (!end.page->IsLeaf() || end.page->count() <= least)
         return RemoveAndRebalance(index, wanted, record);
     *record = end.at.record;
+    end.page->Remove(end.at.position);
+    taupdatepage(end.page);
     return 0;
 }
 
@@ -292,10 +284,7 @@ int Delete(IndexFile* index, const SoughtItem& wanted, std::uint32_t* record)
 
 int DeleteKey(IndexFile* index, std::uint32_t* record, char* key)
 {
-    if (!key)
-        return SetError(taNullHandle);
-    taxkey(key, index->keyLength);
-    if (BeginChange(index) != 0)
+    if (BeginChange(index, key) != 0)
         return -1;
     return EndChange(index, Delete(index, SoughtItem(key, *record), record));
 }

@@ -1,10 +1,14 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
+// Inserting an item. Mostly its leaf has room, and that is all. A full leaf is split
+// into two of 25 items, and the item between them goes into the page above, which may be
+// full, too, and so on; where the root is split, the tree gets one level more. The pages
+// above are looked at with care (see FetchWithin), and all pages are in memory before the
+// first one changes; where the memory for a new one is missing, all are again what they were.
+
 #include "store/indexchange.h"
 #include "store/pagecache.h"
-
-#include <algorithm>
 
 using namespace Agent;
 
@@ -15,133 +19,100 @@ namespace
 // new root if the old one is split.
 struct NewPages {
     std::array<std::uint32_t, deepestTree + 1> numbers;
-    std::array<IndexPage*, deepestTree + 1> pages;
+    std::array<Page*, deepestTree + 1> pages;
     int count = 0;
 };
 
-// Returns 0 with the path to the leaf, without the leaf itself.
-int FindParents(IndexFile* index, const SoughtItem& wanted, std::uint32_t leaf, Way* way)
+// 0 with the way to the leaf at the end of it.
+int FindWay(IndexFile* index, const SoughtItem& wanted, std::uint32_t leaf, Way* way)
 {
-    for (std::uint32_t number = index->rootPage; number != leaf;) {
+    std::uint32_t number = index->rootPage;
+    do {
         if (number == 0)
             return SetError(taDamaged);
         if (Follow(index, number, way) != 0)
             return -1;
-        WayLevel& level = way->last();
-        const PagePosition at = SearchPage(*level.page, wanted, index->allowDuplicates);
+        const PagePosition at = way->last().page->Search(wanted, index->allowDuplicates);
         if (at.found)
             return -1;
-        level.position = at.position;
-        number = level.page->Child(at.position);
-    }
+        way->last().position = at.position;
+        number = at.child;
+    } while (way->last().number != leaf);
     return 0;
 }
 
-// Whether a leaf has room: 1 yes, perhaps after FetchWithin drops stale items; 0 no; -1
-// if it cannot be read.
-int HasRoom(IndexFile* index, std::uint32_t leaf, const Bounds& bounds)
+// Whether a search of a full leaf comes to its ends for what is around it. Where it does
+// not, the leaf is in no order, and its halves would not be what they seem.
+bool IsInOrder(IndexFile* index, const WayLevel& leaf)
 {
-    int count = taitemsof(index, leaf);
-    if (count == pageItems && index->keyLength == longestKey)
-        count = ItemsWithin(index, leaf, bounds);
-    if (count < pageItems || index->keyLength == longestKey)
-        return count < 0 ? -1 : count < pageItems;
-    PagePosition at{};
-    if (bounds.lower && tasearchpage(index, leaf, SoughtItem(*bounds.lower), &at) != 0)
-        return -1;
-    if (at.found || at.position > 0)
-        return 1;
-    at.position = pageItems;
-    if (bounds.upper && tasearchpage(index, leaf, SoughtItem(*bounds.upper), &at) != 0)
-        return -1;
-    return at.found || at.position < pageItems;
-}
-
-int AddWithin(IndexFile* index, std::uint32_t leaf, const Bounds& bounds, const SoughtItem& item)
-{
-    IndexPage* page;
-    LeftOutItems leftOut;
-    if (FetchWithin(index, leaf, bounds, &leftOut, &page) != 0)
-        return -1;
-    // The two ways of finding items outside the bounds can only disagree if the items are
-    // out of order.
-    if (page->count == pageItems)
-        return SetError(taDamaged);
-    const PagePosition at = SearchPage(*page, item, index->allowDuplicates);
-    if (at.found)
-        return -1;
-    leftOut.Forget();
-    InsertItem(page, at.position, item.Item());
-    taupdatepage(page);
-    return 0;
+    if (index->keyLength == longestKey) // which may seem equal to a bound
+        return true;
+    const auto position = [&](const IndexItem& bound) {
+        const PagePosition at
+            = leaf.page->Search(SoughtItem(bound.key, bound.record), index->allowDuplicates);
+        return at.found ? -1 : at.position;
+    };
+    return (!leaf.bounds.lower || position(*leaf.bounds.lower) == 0)
+        && (!leaf.bounds.upper || position(*leaf.bounds.upper) == pageItems);
 }
 
 int FullPagesAtTheEnd(Way& way)
 {
     int full = 0;
-    while (full < way.depth && way[way.depth - 1 - full].page->count == pageItems)
+    while (full < way.depth && way[way.depth - 1 - full].page->IsFull())
         ++full;
     return full;
 }
 
-int GiveBack(const NewPages& fresh)
+int GiveBack(NewPages* fresh)
 {
     const std::int32_t error = taerror;
-    for (int i = fresh.count - 1; i >= 0; --i)
-        tareturnpage(fresh.pages[std::size_t(i)]);
+    while (fresh->count > 0)
+        tareturnpage(fresh->pages[std::size_t(--fresh->count)]);
     return SetError(error);
 }
 
-// Allocates all pages before the first one changes, so that nothing can fail after this.
 int Allocate(IndexFile* index, int count, NewPages* fresh)
 {
     for (; fresh->count < count; ++fresh->count) {
         const auto i = std::size_t(fresh->count);
         if (tanewpage(index, &fresh->numbers[i], &fresh->pages[i]) != 0)
-            return GiveBack(*fresh);
+            return GiveBack(fresh);
     }
     return 0;
 }
 
-// Splits the full page a in the middle, as if `item` were after its item `position`; b
-// gets the upper half. Returns the item between the halves.
-IndexItem SplitPage(IndexPage* a, int position, const IndexItem& item, IndexPage* b,
-                    std::uint32_t numberOfB)
+// Splits a full page around its middle, as if *item were after the one at its position;
+// a new page takes the upper half. *item is the one between the halves then.
+int SplitPage(const WayLevel& level, IndexItem* item, Page* fresh, std::uint32_t numberOfFresh,
+              ReplacedPages* replaced)
 {
-    constexpr int half = pageOrder;
-    IndexItem middle = item;
-    if (position > half)
-        middle = a->items[half + 1];
-    else if (position < half)
-        middle = a->items[half];
-    const int kept = position > half ? half + 1 : half; // the items that stay in a
-    std::copy(a->items + kept + 1, a->items + pageItems + 1, b->items + 1);
-    b->count = std::uint8_t(pageItems - kept);
-    a->count = std::uint8_t(position < half ? half - 1 : half);
-    if (position > half)
-        InsertItem(b, position - half - 1, item);
-    else if (position < half)
-        InsertItem(a, position, item);
-    b->leftmost = middle.child;
-    middle.child = numberOfB;
-    return middle;
+    const Page& page = *level.page;
+    const ItemRow row(page, level.position, *item, page, level.position + 1);
+    IndexItem middle = row.Item(pageOrder + 1);
+    *fresh = row.Some(middle.child, pageOrder + 2, row.count());
+    if (!*fresh)
+        return SetError(taNoMemory);
+    if (replaced->Replace(level.page, row.Some(page.Child(0), 1, pageOrder)) != 0)
+        return -1;
+    middle.child = numberOfFresh;
+    *item = middle;
+    return 0;
 }
 
-void MakeRoot(IndexFile* index, IndexPage* root, const IndexItem& item)
+int MakeRoot(IndexFile* index, Page* root, const IndexItem& item)
 {
-    root->count = 1;
-    root->leftmost = index->rootPage;
-    root->items[1] = item;
+    *root = Page(index->keyLength, index->rootPage, { item });
+    return SetError(*root ? taNoError : taNoMemory);
 }
 
-// Marks the changed inner pages, in the order that keeps every item findable after each
-// write. The new leaf is written first, since nothing refers to it yet; then the other
-// new pages; then, from the root down, the pages that give items away; and the split leaf
-// last.
+// Says which pages changed, in the order in which each page written leaves a file where
+// every item is found: first the new pages, from the leaf up, to which nothing refers
+// yet, then from the root down the pages that give items away, the split leaf last.
 void MarkChanged(IndexFile* index, Way& way, int firstChanged, const NewPages& fresh,
                  bool rootMoved)
 {
-    for (int i = 1; i < fresh.count; ++i)
+    for (int i = 0; i < fresh.count; ++i)
         taupdatepage(fresh.pages[std::size_t(i)]);
     if (rootMoved)
         SetRootPage(index, fresh.numbers[std::size_t(fresh.count - 1)]);
@@ -151,75 +122,82 @@ void MarkChanged(IndexFile* index, Way& way, int firstChanged, const NewPages& f
 
 int MakeFirstLeaf(IndexFile* index, const SoughtItem& item)
 {
-    std::uint32_t number;
-    IndexPage* page;
-    if (tanewpage(index, &number, &page) != 0)
+    NewPages fresh;
+    if (Allocate(index, 1, &fresh) != 0)
         return -1;
-    MakeRoot(index, page, item.Item());
-    taupdatepage(page);
-    SetRootPage(index, number);
+    if (MakeRoot(index, fresh.pages[0], item.item()) != 0)
+        return GiveBack(&fresh);
+    taupdatepage(fresh.pages[0]);
+    SetRootPage(index, fresh.numbers[0]);
     return 0;
 }
 
-// Splits the full leaf at the end of the path, and the pages above as far as they are
-// full.
-int Split(IndexFile* index, const WayEnd& end, Way& way, const SoughtItem& item)
+// Makes the new pages, and the split ones what they will be, from the leaf up. What
+// remains is the item that the last one passes up.
+int SplitPages(Way& way, int splits, const NewPages& fresh, IndexItem* item)
+{
+    for (int i = 0; i < splits; ++i)
+        if (SplitPage(way[way.depth - 1 - i], item, fresh.pages[std::size_t(i)],
+                      fresh.numbers[std::size_t(i)], &way.replaced)
+            != 0)
+            return -1;
+    return 0;
+}
+
+// Splits the full leaf at the end of the way, and the pages above as far as they
+// are full.
+int Split(IndexFile* index, Way& way, const SoughtItem& wanted)
 {
     const int splits = FullPagesAtTheEnd(way);
     const bool rootMoves = splits == way.depth;
-    if (rootMoves && way.depth + 1 >= deepestTree)
+    if (!IsInOrder(index, way.last()) || (rootMoves && way.depth == deepestTree))
         return SetError(taDamaged);
     NewPages fresh;
-    if (Allocate(index, 1 + splits + (rootMoves ? 1 : 0), &fresh) != 0)
+    if (Allocate(index, splits + (rootMoves ? 1 : 0), &fresh) != 0)
         return -1;
-    IndexItem middle;
-    if (tasplitleaf(index, end.number, end.at.position, item, fresh.pages[0], &middle) != 0)
-        return GiveBack(fresh);
-    middle.child = fresh.numbers[0];
-    way.leftOut.Forget();
+    const int firstSplit = way.depth - splits;
+    IndexItem item = wanted.item();
+    if (SplitPages(way, splits, fresh, &item) != 0
+        || (rootMoves && MakeRoot(index, fresh.pages[std::size_t(splits)], item) != 0))
+        return GiveBack(&fresh);
+    if (!rootMoves)
+        way[firstSplit - 1].page->Insert(way[firstSplit - 1].position, item);
+    way.replaced.Keep();
+    MarkChanged(index, way, rootMoves ? 0 : firstSplit - 1, fresh, rootMoves);
+    return 0;
+}
 
-    for (int i = 1; i <= splits; ++i) {
-        WayLevel& level = way[way.depth - i];
-        middle = SplitPage(level.page, level.position, middle, fresh.pages[std::size_t(i)],
-                           fresh.numbers[std::size_t(i)]);
-    }
-    const int lastSplit = way.depth - splits;
-    if (rootMoves)
-        MakeRoot(index, fresh.pages[std::size_t(splits + 1)], middle);
-    else
-        InsertItem(way[lastSplit - 1].page, way[lastSplit - 1].position, middle);
-    MarkChanged(index, way, rootMoves ? 0 : lastSplit - 1, fresh, rootMoves);
-    taupdateleaf(index, end.number);
+int AddToLeaf(Page* leaf, int position, const SoughtItem& item)
+{
+    leaf->Insert(position, item.item());
+    taupdatepage(leaf);
     return 0;
 }
 
 int Insert(IndexFile* index, const SoughtItem& item)
 {
     WayEnd end;
-    if (FindEnd(index, item, &end) != 0 || end.at.found)
+    if (Descend(index, item, &end) != 0 || end.at.found)
         return -1;
-    if (end.number == 0)
+    if (!end.page)
         return MakeFirstLeaf(index, item);
-    if (taaddtoleaf(index, end.number, end.at, item))
-        return 0;
+    if (!end.page->IsFull())
+        return AddToLeaf(end.page, end.at.position, item);
     Way way;
-    if (FindParents(index, item, end.number, &way) != 0)
+    if (FindWay(index, item, end.number, &way) != 0)
         return -1;
-    const Bounds bounds = way.BoundsOfNext();
-    const int room = HasRoom(index, end.number, bounds);
-    if (room < 0)
-        return -1;
-    return room > 0 ? AddWithin(index, end.number, bounds, item) : Split(index, end, way, item);
+    const WayLevel& leaf = way.last();
+    if (leaf.page->IsFull())
+        return Split(index, way, item);
+    way.replaced.Keep(leaf.page);
+    return AddToLeaf(leaf.page, leaf.position, item);
 }
 
 } // namespace
 
 int AddKey(IndexFile* index, const std::uint32_t* record, char* key)
 {
-    if (!key)
-        return SetError(taNullHandle);
-    taxkey(key, index->keyLength);
-    if (BeginChange(index) != 0)
+    if (BeginChange(index, key) != 0)
         return -1;
     return EndChange(index, Insert(index, SoughtItem(key, *record)));
 }

@@ -1,8 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// One page of an index: up to 50 items in key order and the children between them, in its
-// form in memory and in the file.
+// What a page of an index holds: up to 50 items in key order and the children between
+// them. Here are its layout in the file, the order of items, and the page taken apart
+// for programs that look into files; the indexes themselves work on the bytes (page.h).
 
 #pragma once
 
@@ -16,7 +17,7 @@ constexpr int pageOrder = 25; // minimum items per page, except in the root
 constexpr int pageItems = 2 * pageOrder; // maximum items per page
 constexpr int longestKey = 150;
 
-// 160 bytes, always moved as a whole.
+// 160 bytes.
 struct IndexItem {
     std::uint32_t record; // of the data file
     std::uint32_t child; // page of the keys up to the next item; 0 in a leaf
@@ -45,14 +46,40 @@ constexpr int PackedLength(int keyLength)
     return (keyLength + 9) * pageItems + 8;
 }
 
-// Writes a page in the form of the file: PackedLength bytes, unused ones zero. With keys
-// of 150 characters the items keep their 160 bytes, so only the first 110 bytes of item
-// 50 are kept.
+// The places in a page's bytes: a count, three unused bytes and the leftmost child,
+// then the items, each a record number, a child and a key. Items with keys of 150
+// characters take 160 bytes, of which item 50 has only the first 110.
+class PageLayout
+{
+public:
+    explicit constexpr PageLayout(int keyLength) : m_keyLength(keyLength) { }
+
+    int keyLength() const { return m_keyLength; }
+    std::size_t Stride() const
+    {
+        return m_keyLength == longestKey ? sizeof(IndexItem) : std::size_t(m_keyLength) + 9;
+    }
+    std::size_t Offset(int item) const { return 8 + std::size_t(item - 1) * Stride(); }
+    std::size_t FileLength() const { return std::size_t(PackedLength(m_keyLength)); }
+    // Bytes of an item's key, its terminator included where it fits.
+    std::size_t KeyBytes(int item) const
+    {
+        const std::size_t room = FileLength() - Offset(item) - 8;
+        return room < std::size_t(m_keyLength) + 1 ? room : std::size_t(m_keyLength) + 1;
+    }
+
+private:
+    int m_keyLength;
+};
+
+// Whether a page's bytes in a file of `pages` records can be a page: not too many
+// items, children within the file and on all sides or none, keys that end.
+bool CanBePage(const std::uint8_t* bytes, int keyLength, std::uint32_t pages);
+
+// Writes a page as it is in the file: PackedLength bytes, unused ones zero.
 void PackPage(const IndexPage& page, int keyLength, std::uint8_t* bytes);
 
-// Reads a page from its bytes in a file of `pages` records. False, with the page in an
-// undefined state, for bytes that cannot be a page: too many items, children outside the
-// file or on some items only, keys without an end.
+// The other way. False, with nothing done, for what cannot be a page.
 bool UnpackPage(const std::uint8_t* bytes, int keyLength, std::uint32_t pages, IndexPage* page);
 
 // The same in place: the page's memory then begins with its bytes in the file.
@@ -87,42 +114,10 @@ inline int Order(int keys, std::uint32_t recordA, std::uint32_t recordB, int all
     return recordA > recordB ? 1 : -1;
 }
 
-// Insert an item after the one at `position`, or remove that one.
-void InsertItem(IndexPage* page, int position, const IndexItem& item);
-void RemoveItem(IndexPage* page, int position);
-
-// The length of the common prefix of two keys. Both must be readable eight bytes at a
-// time.
-std::size_t SharedLength(const char* a, const char* b);
-
 inline unsigned char FoldCase(char c)
 {
     return static_cast<unsigned char>(c >= 'A' && c <= 'Z' ? c + 32 : c);
 }
-
-// The position of an item in a page, or where it would be.
-struct PagePosition {
-    bool found;
-    // The bytes that the key shares with the one at the position and with the next, if a
-    // compact page was searched for an item that is not in it.
-    std::uint8_t sharedBelow;
-    std::uint8_t sharedAbove;
-    int position; // of the item, or of the last one below it (0: none)
-    std::uint32_t record; // of the item, if found
-    std::uint32_t child; // to the right of the position
-
-    PagePosition() = default;
-    PagePosition(bool isFound, int at, std::uint32_t recordThere, std::uint32_t childThere)
-        : found(isFound), sharedBelow(0), sharedAbove(0), position(at), record(recordThere),
-          child(childThere)
-    {
-    }
-};
-class SoughtItem;
-PagePosition SearchPage(const IndexPage& page, const SoughtItem& wanted, int allowDuplicates);
-// The same, if only the items from `left` to `right` are not known to be below or above.
-PagePosition SearchItems(const IndexPage& page, int left, int right, const SoughtItem& wanted,
-                         int allowDuplicates);
 
 } // namespace Agent
 

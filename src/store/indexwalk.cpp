@@ -25,29 +25,24 @@ int FailWithoutPosition(IndexFile* index, std::int32_t error)
     return SetError(error);
 }
 
-int PushLevel(IndexFile* index, std::uint32_t number, int position)
-{
-    if (index->depth == deepestTree)
-        return FailWithoutPosition(index, taDamaged);
-    index->path[index->depth++] = { number, std::int16_t(position) };
-    return 0;
-}
-
-int Push(IndexFile* index, std::uint32_t number, IndexPage** page)
+int Push(IndexFile* index, std::uint32_t number, Page** page)
 {
     if (tagetpage(index, number, page) != 0)
         return FailWithoutPosition(index, taerror);
-    return PushLevel(index, number, 0);
+    if (index->depth == deepestTree)
+        return FailWithoutPosition(index, taDamaged);
+    index->path[index->depth++] = { number, 0 };
+    return 0;
 }
 
-// Fetches the page of the deepest level. A position outside the page means damage, or a
-// change through another handle.
-int FetchDeepest(IndexFile* index, IndexPage** page)
+// The page of the deepest level. A position outside it comes of damage, or of
+// a change that another handle made.
+int FetchDeepest(IndexFile* index, Page** page)
 {
     const IndexLevel& level = Deepest(index);
     if (tagetpage(index, level.page, page) != 0)
         return FailWithoutPosition(index, taerror);
-    if (level.position < 0 || level.position > (*page)->count)
+    if (level.position < 0 || level.position > (*page)->count())
         return FailWithoutPosition(index, taDamaged);
     return 0;
 }
@@ -60,11 +55,11 @@ int CountStep(IndexFile* index, int direction)
     return std::llabs(index->steps) > most ? FailWithoutPosition(index, taDamaged) : 0;
 }
 
-int TakeItem(IndexFile* index, const IndexPage& page, std::uint32_t* record, char* key)
+int TakeItem(IndexFile* index, const Page& page, std::uint32_t* record, char* key)
 {
-    const IndexItem& item = page.items[Deepest(index).position];
-    std::strcpy(key, item.key);
-    *record = item.record;
+    const int item = Deepest(index).position;
+    std::strcpy(key, page.Key(item));
+    *record = page.Record(item);
     return SetError(taNoError);
 }
 
@@ -78,25 +73,15 @@ int AtTheEnd(IndexFile* index)
 // allowed), or before the first item above it.
 Lookup tafindkey(IndexFile* index, std::uint32_t* record, const char* key)
 {
-    ClearKey(index);
-    const SoughtItem wanted(key, 0);
-    PagePosition at;
-    for (std::uint32_t number = index->rootPage; number != 0; number = at.child) {
-        if (tasearchpage(index, number, wanted, &at) != 0) {
-            FailWithoutPosition(index, taerror);
-            return Lookup::Failed;
-        }
-        if (PushLevel(index, number, at.position) != 0)
-            return Lookup::Failed;
-        if (at.found) {
-            *record = at.record;
-            return Lookup::Found;
-        }
+    WayEnd end;
+    if (Descend(index, SoughtItem(key, 0), &end) != 0)
+        return Lookup::Failed;
+    if (end.at.found) {
+        *record = end.at.record;
+        return Lookup::Found;
     }
-    while (index->depth >= 2 && Deepest(index).position == 0)
+    while (index->depth > 0 && Deepest(index).position == 0)
         --index->depth;
-    if (index->depth > 0 && Deepest(index).position == 0)
-        index->depth = 0;
     return Lookup::NotFound;
 }
 
@@ -153,24 +138,24 @@ int NextKey(IndexFile* index, std::uint32_t* record, char* key)
 {
     if (SetError(key ? taNoError : taNullHandle) != 0)
         return -1;
-    IndexPage* page = nullptr;
+    Page* page = nullptr;
     std::uint32_t number = index->rootPage;
     if (index->depth > 0) {
         if (FetchDeepest(index, &page) != 0)
             return -1;
         number = page->Child(Deepest(index).position);
     }
-    for (; number != 0; number = page->leftmost)
+    for (; number != 0; number = page->Child(0))
         if (Push(index, number, &page) != 0)
             return -1;
     if (!page) // an empty index
         return -1;
-    while (index->depth >= 2 && Deepest(index).position == page->count) {
+    while (index->depth >= 2 && Deepest(index).position == page->count()) {
         --index->depth;
         if (FetchDeepest(index, &page) != 0)
             return -1;
     }
-    if (Deepest(index).position == page->count)
+    if (Deepest(index).position == page->count())
         return AtTheEnd(index);
     ++Deepest(index).position;
     return CountStep(index, 1) == 0 ? TakeItem(index, *page, record, key) : -1;
@@ -180,7 +165,7 @@ int PrevKey(IndexFile* index, std::uint32_t* record, char* key)
 {
     if (SetError(key ? taNoError : taNullHandle) != 0)
         return -1;
-    IndexPage* page = nullptr;
+    Page* page = nullptr;
     std::uint32_t number = index->rootPage;
     if (index->depth > 0) {
         if (FetchDeepest(index, &page) != 0)
@@ -192,8 +177,8 @@ int PrevKey(IndexFile* index, std::uint32_t* record, char* key)
     while (number != 0) {
         if (Push(index, number, &page) != 0)
             return -1;
-        Deepest(index).position = page->count;
-        number = page->Child(page->count);
+        Deepest(index).position = std::int16_t(page->count());
+        number = page->Child(page->count());
     }
     if (!page) // an empty index
         return -1;

@@ -3,9 +3,12 @@
 
 #include "store/pagecache.h"
 
-#include "store/cachedpages.h"
 #include "store/pagetransfer.h"
-#include "store/soughtitem.h"
+
+#include <cstdlib>
+#include <malloc.h>
+#include <memory>
+#include <new>
 
 namespace Agent
 {
@@ -13,301 +16,283 @@ namespace Agent
 namespace
 {
 
-// A change needs at most a page, its sibling and a new page on each level, and a new
-// root.
-static_assert(PAGESTACKSIZE > 3 * deepestTree + 1);
+// A change needs at most a page and its sibling on each level, a new page on each and a
+// new root; for a new page that may be one of the tree, the way to it is followed.
+static_assert(PAGESTACKSIZE > 2 * deepestTree + (deepestTree + 1) * (deepestTree + 1));
 
-std::size_t compactRoom = standardCompactRoom;
-std::uint64_t pageClock = 0;
+constexpr int bucketBits = 15;
+// Bytes that a page takes at most.
+constexpr std::size_t mostOfPage = sizeof(CachedPage) + pageItems * sizeof(IndexItem) + 64;
 
-int AddInBuffer(IndexFile* owner, std::uint32_t number, IndexPage* buffer)
+struct Free {
+    void operator()(void* memory) const { std::free(memory); }
+};
+
+// Every page is in three lists: that of its bucket, by which it is found, that of all
+// pages by last use, and that of its index.
+struct PageCache {
+    std::unique_ptr<CachedPage*[], Free> buckets;
+    CachedPage* oldest = nullptr;
+    CachedPage* newest = nullptr;
+    CachedPage* last = nullptr; // asked for
+    int count = 0;
+    std::size_t used = 0; // bytes
+    std::uint64_t clock = 0; // of changes
+};
+
+PageCache cache;
+std::size_t pageRoom = standardPageRoom;
+
+CachedPage*& Bucket(const IndexFile* owner, std::uint32_t number)
 {
-    CachedPage* const page = cachedPages.Add(owner, number);
-    if (!page) {
-        cachedPages.FreeBuffer(buffer);
-        return SetError(taNoMemory);
-    }
-    cachedPages.SetBuffer(page, buffer);
-    return 0;
+    const auto address = reinterpret_cast<std::uintptr_t>(owner) >> 4;
+    const std::uint64_t mixed = (address ^ number) * 0x9e3779b97f4a7c15u;
+    return cache.buckets[mixed >> (64 - bucketBits)];
 }
 
-// Removes the least recently used pages from memory until there is room.
+CachedPage* Lookup(const IndexFile* owner, std::uint32_t number)
+{
+    CachedPage* page = Bucket(owner, number);
+    while (page && (page->number != number || page->owner != owner))
+        page = page->nextInBucket;
+    return page;
+}
+
+// ---- the order of use ----
+
+void Unlink(CachedPage* page)
+{
+    (page->older ? page->older->newer : cache.oldest) = page->newer;
+    (page->newer ? page->newer->older : cache.newest) = page->older;
+}
+
+void LinkNewest(CachedPage* page)
+{
+    page->older = cache.newest;
+    page->newer = nullptr;
+    (cache.newest ? cache.newest->newer : cache.oldest) = page;
+    cache.newest = page;
+}
+
+void LinkOldest(CachedPage* page)
+{
+    page->older = nullptr;
+    page->newer = cache.oldest;
+    (cache.oldest ? cache.oldest->older : cache.newest) = page;
+    cache.oldest = page;
+}
+
+// ---- pages come and go ----
+
+void Count(CachedPage* page)
+{
+    cache.used -= page->room;
+    page->room = sizeof *page + page->memory() + 32; // with what the allocator adds
+    cache.used += page->room;
+}
+
+// Adds a page that is still to get its place in the order of use.
+CachedPage* Add(IndexFile* owner, std::uint32_t number)
+{
+    auto* const page = new (std::nothrow) CachedPage(owner, number);
+    if (!page)
+        return nullptr;
+    CachedPage*& bucket = Bucket(owner, number);
+    page->nextInBucket = bucket;
+    bucket = page;
+    page->nextOfOwner = owner->firstPage;
+    if (owner->firstPage)
+        owner->firstPage->previousOfOwner = page;
+    owner->firstPage = page;
+    ++cache.count;
+    Count(page);
+    return page;
+}
+
+void Drop(CachedPage* page)
+{
+    if (page == cache.last)
+        cache.last = nullptr;
+    Unlink(page);
+    CachedPage** link = &Bucket(page->owner, page->number);
+    while (*link != page)
+        link = &(*link)->nextInBucket;
+    *link = page->nextInBucket;
+    if (page->nextOfOwner)
+        page->nextOfOwner->previousOfOwner = page->previousOfOwner;
+    (page->previousOfOwner ? page->previousOfOwner->nextOfOwner : page->owner->firstPage)
+        = page->nextOfOwner;
+    cache.used -= page->room;
+    --cache.count;
+    delete page;
+}
+
+// Pages leave memory until there is room for another. The oldest one that was used since
+// it last was the oldest is spared that time, which comes close to the order of last use
+// and leaves a search nothing to do but to set a mark.
 int MakeRoom()
 {
-    while (cachedPages.room() > compactRoom && cachedPages.compacted.oldest) {
-        CachedPage* const page = cachedPages.compacted.oldest;
+    while (cache.count >= PAGESTACKSIZE && cache.used + mostOfPage > pageRoom) {
+        CachedPage* const page = cache.oldest;
+        if (page->used) {
+            page->used = false;
+            Unlink(page);
+            LinkNewest(page);
+            continue;
+        }
         if (page->dirty && WritePage(page) != 0)
             return -1;
-        cachedPages.Remove(page);
+        Drop(page);
     }
     return 0;
 }
 
-// Makes the page compact and frees its buffer.
-int Compact(CachedPage* page)
+int AddNewest(IndexFile* index, std::uint32_t number, CachedPage** page)
 {
-    if (!page->compact)
-        cachedPages.SetCompact(page, CompactPage(*page->buffer));
-    if (!page->compact)
+    *page = Add(index, number);
+    if (!*page)
         return SetError(taNoMemory);
-    cachedPages.FreeBuffer(page->buffer);
-    cachedPages.buffered.Unlink(page);
-    page->buffer = nullptr;
-    cachedPages.compacted.LinkNewest(page);
+    LinkNewest(*page);
     return 0;
 }
 
-int TakeBuffer(IndexPage** buffer)
+int Fetch(IndexFile* index, std::uint32_t number, CachedPage** page)
 {
-    *buffer = cachedPages.TakeFreeBuffer();
-    if (*buffer)
-        return 0;
-    if (Compact(cachedPages.buffered.oldest) != 0)
+    Page content;
+    if (MakeRoom() != 0 || ReadPage(index, number, &content) != 0
+        || AddNewest(index, number, page) != 0)
         return -1;
-    *buffer = cachedPages.TakeFreeBuffer();
+    static_cast<Page&>(**page) = std::move(content);
+    Count(*page);
     return 0;
-}
-
-int Expand(CachedPage* page)
-{
-    IndexPage* buffer;
-    if (TakeBuffer(&buffer) != 0)
-        return -1;
-    page->compact.Expand(buffer);
-    cachedPages.compacted.Unlink(page);
-    cachedPages.SetBuffer(page, buffer);
-    return 0;
-}
-
-int Fetch(IndexFile* index, std::uint32_t number)
-{
-    IndexPage* buffer;
-    if (TakeBuffer(&buffer) != 0)
-        return -1;
-    if (ReadPage(index, number, compactRoom, buffer) == 0)
-        return AddInBuffer(index, number, buffer);
-    cachedPages.FreeBuffer(buffer);
-    return -1;
-}
-
-// Returns the page as the most recently used one; reads it into a buffer if it is not in
-// memory.
-int Find(IndexFile* index, std::uint32_t number, CachedPage** page)
-{
-    *page = cachedPages.Find(index, number);
-    if (*page) {
-        (*page)->ahead = false;
-        cachedPages.OrderOf(*page).Touch(*page);
-        return 0;
-    }
-    if (MakeRoom() != 0 || Fetch(index, number) != 0)
-        return -1;
-    *page = cachedPages.buffered.newest;
-    return 0;
-}
-
-// Leaves change too often for PageHeads.
-PagePosition SearchBuffer(const IndexPage& page, const SoughtItem& wanted, int allowDuplicates)
-{
-    return page.leftmost != 0 ? cachedPages.HeadsOf(&page).Search(page, wanted, allowDuplicates)
-                              : SearchPage(page, wanted, allowDuplicates);
-}
-
-void MarkChanged(CachedPage* page)
-{
-    page->dirty = true;
-    page->changed = ++pageClock;
-}
-
-int ItemsOf(const CachedPage& page)
-{
-    return page.buffer ? page.buffer->count : page.compact.count();
-}
-
-bool InsertInCompact(CachedPage* page, const PagePosition& at, const SoughtItem& item)
-{
-    const std::size_t before = page->compact.size();
-    if (!page->compact.InsertInLeaf(at, item))
-        return false;
-    cachedPages.CompactHasChanged(page, before);
-    MarkChanged(page);
-    return true;
 }
 
 } // namespace
 
 bool HasPageCache()
 {
-    return cachedPages.isAllocated();
+    return cache.buckets != nullptr;
 }
 
-void SetCompactRoom(std::size_t bytes)
+void SetPageRoom(std::size_t bytes)
 {
-    compactRoom = bytes;
+    pageRoom = bytes;
 }
 
-int tagetpage(IndexFile* index, std::uint32_t number, IndexPage** page)
+bool HasPageRoom(const IndexFile* index, std::uint32_t pages)
+{
+    const auto all = std::uint64_t(index->dataFile->header.recordCount);
+    return all * std::uint64_t(PackedLength(index->keyLength)) <= pageRoom
+        && cache.used + pages * mostOfPage <= pageRoom;
+}
+
+bool IsInMemory(const IndexFile* index, std::uint32_t number)
+{
+    return Lookup(index, number) != nullptr;
+}
+
+int tagetpage(IndexFile* index, std::uint32_t number, Page** page)
 {
     *page = nullptr;
-    // Most steps of a walk stay on one page.
-    CachedPage* found = cachedPages.FindNewestInBuffer(index, number);
-    if (!found && Find(index, number, &found) != 0)
+    // The steps of a walk mostly stay on one page.
+    if (cache.last && cache.last->number == number && cache.last->owner == index) {
+        *page = cache.last;
+        return 0;
+    }
+    CachedPage* found = Lookup(index, number);
+    if (found) {
+        found->used = true;
+        found->ahead = false;
+    } else if (Fetch(index, number, &found) != 0) {
         return -1;
-    if (!found->buffer && Expand(found) != 0)
-        return -1;
-    *page = found->buffer;
+    }
+    *page = cache.last = found;
     return 0;
 }
 
-int tasearchpage(IndexFile* index, std::uint32_t number, const SoughtItem& wanted,
-                 PagePosition* position)
-{
-    CachedPage* found;
-    if (Find(index, number, &found) != 0)
-        return -1;
-    *position = found->buffer ? SearchBuffer(*found->buffer, wanted, index->allowDuplicates)
-                              : found->compact.Search(wanted, index->allowDuplicates);
-    return 0;
-}
-
-int tanewpage(IndexFile* index, std::uint32_t* number, IndexPage** page)
+int tanewpage(IndexFile* index, std::uint32_t* number, Page** page)
 {
     *page = nullptr;
     // A chain of free pages that leads to one in use is damage.
-    CachedPage* const there = cachedPages.Find(index, FirstRec(index->dataFile));
+    const CachedPage* const there = Lookup(index, FirstRec(index->dataFile));
     if (there && !there->ahead)
         return SetError(taDamaged);
-    if (there)
-        cachedPages.Remove(there);
-    IndexPage* buffer;
-    if (MakeRoom() != 0 || TakeBuffer(&buffer) != 0)
+    if (MakeRoom() != 0 || AddPageRecord(index, number) != 0)
         return -1;
-    buffer->count = 0;
-    buffer->leftmost = 0;
-    if (AddPageRecord(index, number) != 0) {
-        cachedPages.FreeBuffer(buffer);
-        return -1;
-    }
-    // The free page may have been read ahead just now, while AddPageRecord searched the
-    // tree.
-    if (CachedPage* const ahead = cachedPages.Find(index, *number))
-        cachedPages.Remove(ahead);
-    if (AddInBuffer(index, *number, buffer) != 0) {
+    if (CachedPage* const free = Lookup(index, *number)) // read ahead
+        Drop(free);
+    CachedPage* added;
+    if (AddNewest(index, *number, &added) != 0) {
         DeleteRec(index->dataFile, *number);
         return SetError(taNoMemory);
     }
-    *page = buffer;
+    *page = added;
     return 0;
 }
 
-bool taaddtoleaf(IndexFile* index, std::uint32_t number, const PagePosition& at,
-                 const SoughtItem& item)
+void taupdatepage(Page* page)
 {
-    CachedPage* const page = cachedPages.FindNewest(index, number);
-    if (!page || ItemsOf(*page) == pageItems)
-        return false;
-    if (page->buffer) {
-        InsertItem(page->buffer, at.position, item.Item());
-        taupdatepage(page->buffer);
-        return true;
-    }
-    return InsertInCompact(page, at, item);
+    auto* const changed = static_cast<CachedPage*>(page);
+    Count(changed);
+    changed->dirty = true;
+    changed->changed = ++cache.clock;
 }
 
-bool taremovefromleaf(IndexFile* index, std::uint32_t number, int position)
+void ForgetChanges(Page* page)
 {
-    CachedPage* const page = cachedPages.FindNewest(index, number);
-    const int least = number == index->rootPage ? 1 : pageOrder;
-    if (!page || ItemsOf(*page) <= least)
-        return false;
-    if (page->buffer) {
-        RemoveItem(page->buffer, position);
-        taupdatepage(page->buffer);
-        return true;
-    }
-    page->compact.RemoveFromLeaf(position);
-    MarkChanged(page);
-    return true;
-}
-
-int taitemsof(IndexFile* index, std::uint32_t number)
-{
-    CachedPage* page;
-    return Find(index, number, &page) == 0 ? ItemsOf(*page) : -1;
-}
-
-int tasplitleaf(IndexFile* index, std::uint32_t number, int position, const SoughtItem& item,
-                IndexPage* fresh, IndexItem* middle)
-{
-    CachedPage* leaf;
-    if (Find(index, number, &leaf) != 0 || (leaf->buffer && Compact(leaf) != 0))
-        return -1;
-    // The leaf may have left memory and changed meanwhile.
-    if (!leaf->compact.IsLeaf() || leaf->compact.count() != pageItems)
-        return SetError(taDamaged);
-    CompactPage lower;
-    CompactPage upper;
-    if (!leaf->compact.SplitLeaf(position, item, index->allowDuplicates, &lower, &upper, middle))
-        return SetError(taNoMemory);
-    cachedPages.SetCompact(leaf, std::move(lower));
-    CachedPage& other = cachedPages.PageOf(fresh);
-    cachedPages.SetCompact(&other, std::move(upper));
-    MarkChanged(&other);
-    return Compact(&other);
-}
-
-void taupdatepage(IndexPage* page)
-{
-    CachedPage& changed = cachedPages.PageOf(page);
-    cachedPages.HeadsOf(page).Forget();
-    MarkChanged(&changed);
-    cachedPages.SetCompact(&changed, CompactPage());
-}
-
-void taupdateleaf(IndexFile* index, std::uint32_t number)
-{
-    MarkChanged(cachedPages.Find(index, number));
-}
-
-void ForgetChanges(IndexPage* page)
-{
-    cachedPages.PageOf(page).dirty = false;
+    static_cast<CachedPage*>(page)->dirty = false;
 }
 
 void SetRootPage(IndexFile* index, std::uint32_t number)
 {
     index->rootPage = number;
     index->dataFile->headerDirty = 1;
-    index->rootChange = ++pageClock;
+    index->rootChange = ++cache.clock;
 }
 
-int tareturnpage(IndexPage* page)
+int tareturnpage(Page* page)
 {
-    CachedPage* const returned = &cachedPages.PageOf(page);
+    auto* const returned = static_cast<CachedPage*>(page);
     DataFile* const file = returned->owner->dataFile;
     const std::uint32_t number = returned->number;
-    cachedPages.Remove(returned);
+    Drop(returned);
     return DeleteRec(file, number);
+}
+
+void KeepAhead(IndexFile* index, std::uint32_t number, Page page)
+{
+    CachedPage* const kept = Add(index, number);
+    if (!kept)
+        return;
+    static_cast<Page&>(*kept) = std::move(page);
+    kept->ahead = true;
+    Count(kept);
+    LinkOldest(kept);
 }
 
 void DropPages(IndexFile* index)
 {
     index->fetches = 0;
-    // Removing the first page makes the next one the first.
+    // Dropping the first page makes the next one the first.
     while (index->firstPage)
-        cachedPages.Remove(index->firstPage); // NOLINT(clang-analyzer-cplusplus.NewDelete)
+        Drop(index->firstPage); // NOLINT(clang-analyzer-cplusplus.NewDelete)
 }
 
 } // namespace Agent
 
+using Agent::cache;
+
 int InitIndex()
 {
-    if (Agent::HasPageCache() || Agent::cachedPages.Allocate(Agent::PAGESTACKSIZE))
-        return SetError(taNoError);
-    return SetError(taNoMemory);
+    if (!cache.buckets)
+        cache.buckets.reset(static_cast<Agent::CachedPage**>(
+            std::calloc(std::size_t(1) << Agent::bucketBits, sizeof(Agent::CachedPage*))));
+    return SetError(cache.buckets ? taNoError : taNoMemory);
 }
 
 void UnInitIndex()
 {
-    Agent::cachedPages.Clear();
+    while (cache.oldest)
+        Agent::Drop(cache.oldest);
+    cache.buckets.reset();
 }

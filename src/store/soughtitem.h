@@ -1,58 +1,107 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The item that a search of pages looks for, or that a change adds or removes.
+// Keys compared eight bytes at a time, and the item that a search of pages looks for.
 //
-// A lookup compares its key with a few keys on each level of a tree. The letters of this
-// side are therefore folded once, when the lookup begins; a comparison folds the other side
-// only, eight bytes at a time. In a compact page a key is stored without the beginning that
-// it shares with the key before it. CompareRest compares from there on, and keeps track of
-// how much both sides have in common, so that no byte of a page is compared twice.
+// A word has a key's first byte in its lowest byte, on every machine. Arithmetic on all
+// eight bytes at once folds the case of letters, finds the end of a key and the first
+// byte that differs, so that a comparison of usual keys takes a handful of steps and
+// jumps nowhere.
 
 #pragma once
 
 #include "store/indexpage.h"
-#include "store/keyword.h"
 
 #include <algorithm>
+#include <cstring>
+#include <endian.h>
 
 namespace Agent
 {
 
-// The length of the common prefix of two keys: ignoring letter case, and exactly.
-struct SharedKeys {
-    int folded;
-    int exact;
+constexpr unsigned wordSize = sizeof(std::uint64_t);
+constexpr std::uint64_t oneInEachByte = ~std::uint64_t(0) / 255;
+
+inline std::uint64_t GetWord(const void* bytes)
+{
+    std::uint64_t word;
+    std::memcpy(&word, bytes, sizeof word);
+    return le64toh(word);
+}
+
+inline void PutWord(void* bytes, std::uint64_t word)
+{
+    word = htole64(word);
+    std::memcpy(bytes, &word, sizeof word);
+}
+
+// The highest bit of each zero byte, up to the first one at least: above that
+// bits may be set without reason.
+inline std::uint64_t ZeroBytes(std::uint64_t word)
+{
+    return (word - oneInEachByte) & ~word & 0x80 * oneInEachByte;
+}
+
+// With 32 added to the bytes from 'A' to 'Z'.
+inline std::uint64_t FoldWord(std::uint64_t word)
+{
+    const std::uint64_t low = word & 0x7f * oneInEachByte;
+    const std::uint64_t fromA = low + (0x80 - 'A') * oneInEachByte;
+    const std::uint64_t aboveZ = low + (0x7f - 'Z') * oneInEachByte;
+    return word + ((fromA & ~aboveZ & ~word & 0x80 * oneInEachByte) >> 2);
+}
+
+// A number that is in the order of the keys that words begin: what follows the end of
+// a key counts for nothing.
+inline std::uint64_t OrderOfWord(std::uint64_t word)
+{
+    if (const std::uint64_t zeros = ZeroBytes(word)) {
+        const unsigned bits = unsigned(__builtin_ctzll(zeros)) / 8 * 8;
+        word &= ~(~std::uint64_t(0) << bits);
+    }
+    return __builtin_bswap64(word);
+}
+
+// Where two keys, as words can be read from them, differ for the first time or both
+// end: the number of the byte, and the difference there with letters folded.
+struct KeyDifference {
+    std::size_t byte;
+    int difference;
 };
 
+inline KeyDifference CompareKeys(const char* folded, const char* key)
+{
+    for (std::size_t at = 0;; at += wordSize) {
+        const std::uint64_t a = GetWord(folded + at);
+        const std::uint64_t b = FoldWord(GetWord(key + at));
+        // The lowest bit that is set is in the byte looked for.
+        if (const std::uint64_t marks = (a ^ b) | ZeroBytes(a)) {
+            const unsigned byte = unsigned(__builtin_ctzll(marks)) / 8;
+            return { at + byte, int(a >> 8 * byte & 0xff) - int(b >> 8 * byte & 0xff) };
+        }
+    }
+}
+
+// What a search looks for, or a change is about. The letters of its key are folded
+// once, so that each comparison folds the other side only.
 class SoughtItem
 {
 public:
-    // A key over 150 characters is cut.
-    SoughtItem(const char* key, std::uint32_t record) : m_record(record)
+    // A key of more than 150 characters is cut.
+    SoughtItem(const char* key, std::uint32_t record) : m_item(MakeItem(key, record))
     {
-        const std::size_t length = strnlen(key, longestKey);
-        m_length = int(length);
-        std::memcpy(m_exact, key, length);
-        std::memset(m_exact + length, 0, zeros);
         std::size_t at = 0;
-        for (; at < length; at += wordSize)
-            PutWord(m_key + at, FoldWord(GetWord(m_exact + at)));
-        std::memset(m_key + at, 0, zeros);
+        for (const std::size_t length = std::strlen(m_item.key); at < length; at += wordSize)
+            PutWord(m_folded + at, FoldWord(GetWord(m_item.key + at)));
+        std::memset(m_folded + at, 0, zeros);
     }
-    explicit SoughtItem(const IndexItem& item) : SoughtItem(item.key, item.record) { }
 
-    IndexItem Item() const { return MakeItem(m_exact, m_record); }
-    const char* exactKey() const { return m_exact; }
-    int length() const { return m_length; }
-    std::uint32_t record() const { return m_record; }
-    const char* key() const { return m_key; } // folded
-    int ByteAt(int at) const { return static_cast<unsigned char>(m_key[at]); } // folded
-    // The eight bytes of the folded key from `at` on, with zeros after its end.
-    std::uint64_t WordAt(std::size_t at) const { return GetWord(m_key + at); }
+    const IndexItem& item() const { return m_item; }
+    const char* key() const { return m_folded; }
+    // The eight bytes of the folded key from `at` on, zeros after its end.
+    std::uint64_t WordAt(std::size_t at) const { return GetWord(m_folded + at); }
 
-    // Whether the folded key begins with these bytes; up to seven bytes after them may be
-    // read.
+    // Whether its folded key has these first bytes, of which words can be read.
     bool BeginsWith(const char* bytes, std::size_t count) const
     {
         for (std::size_t at = 0; at < count; at += wordSize) {
@@ -63,87 +112,34 @@ public:
         return true;
     }
 
-    // Negative, 0, positive: sorts before the item, equal, after it.
-    int Compare(const IndexItem& item, int allowDuplicates) const
+    // The bytes up to a limit that another key begins with too, letters folded.
+    std::size_t Matched(const char* other, std::size_t limit) const
     {
-        const WordDifference keys = CompareKey(item.key, nullptr);
-        return Order(keys.difference, m_record, item.record, allowDuplicates);
+        return std::min(CompareKeys(m_folded, other).byte, limit);
     }
 
-    // The same with an item of a compact page. Its key consists of the first `from` bytes
-    // of the key before it and of `rest`, after which seven bytes may be read; this key
-    // shares at least as much with the key before. On entry *with is what that key shares
-    // with this one, on return what the item's key shares with it.
-    [[gnu::always_inline]] int CompareRest(int from, int first, const std::uint8_t* rest,
-                                           int length, std::uint32_t record, int allowDuplicates,
-                                           SharedKeys* with) const
+    // Below 0, 0 or above 0: it comes before an item, is the same, comes after it. Words
+    // can be read from the item's key.
+    int Compare(const char* itemKey, std::uint32_t itemRecord, int allowDuplicates) const
     {
-        const int difference = ByteAt(from) - first;
-        if (difference != 0) {
-            *with = { from, std::min(with->exact, from) };
-            return difference;
-        }
-        return CompareWords(from, rest, length, record, allowDuplicates, with);
-    }
-
-    // The length of the common prefix of this key and another.
-    std::size_t Matched(const char* key) const
-    {
-        std::size_t matched;
-        CompareKey(key, &matched);
-        return matched;
+        return Order(CompareKeys(m_folded, itemKey).difference, m_item.record, itemRecord,
+                     allowDuplicates);
     }
 
 private:
-    int CompareWords(int from, const std::uint8_t* rest, int length, std::uint32_t record,
-                     int allowDuplicates, SharedKeys* with) const
-    {
-        // The first byte that differs, even if only in case.
-        int unlike = from <= with->exact ? longestKey : with->exact;
-        for (int at = 0;;) {
-            at += EqualBytes(m_exact + from + at, rest + at, length - at);
-            const int other = at < length ? FoldCase(char(rest[at])) : 0;
-            const int difference = ByteAt(from + at) - other;
-            unlike = std::min(unlike, from + at);
-            if (difference != 0 || at == length) {
-                *with = { from + at, unlike };
-                return Order(difference, m_record, record, allowDuplicates);
-            }
-            ++at;
-        }
-    }
+    // After the key, so that a word can be read from any byte of it.
+    static constexpr std::size_t zeros = 2 * wordSize;
 
-    // The number of equal bytes at the beginning of the rest of a key and of `end`. Seven
-    // bytes after either may be read.
-    static int EqualBytes(const char* key, const std::uint8_t* end, int length)
-    {
-        for (int at = 0; at < length; at += int(wordSize)) {
-            const std::uint64_t bits = GetWord(key + at) ^ GetWord(end + at);
-            if (bits != 0)
-                return std::min(at + __builtin_ctzll(bits) / 8, length);
-        }
-        return length;
-    }
+    IndexItem m_item;
+    char m_folded[longestKey + wordSize + zeros];
+};
 
-    WordDifference CompareKey(const char* key, std::size_t* matched) const
-    {
-        for (std::size_t at = 0;; at += wordSize) {
-            const WordDifference keys = Agent::Compare(WordAt(at), FoldWord(GetWord(key + at)));
-            if (keys.byte < wordSize) {
-                if (matched)
-                    *matched = at + keys.byte;
-                return keys;
-            }
-        }
-    }
-
-    std::uint32_t m_record;
-    int m_length;
-    // After the key, so that two words can be read from any of its bytes.
-    static constexpr std::size_t zeros = 3 * wordSize;
-
-    char m_exact[longestKey + zeros];
-    char m_key[longestKey + wordSize + zeros];
+// Where an item is in a page, or would be.
+struct PagePosition {
+    bool found;
+    int position; // of the item, or of the last one below it (0: there is none)
+    std::uint32_t record; // of the item, if found
+    std::uint32_t child; // right of the position
 };
 
 } // namespace Agent

@@ -7,9 +7,8 @@
 #pragma once
 
 #include "store/bytes.h"
-#include "store/cachedpages.h"
 #include "store/datafile.h"
-#include "store/indexpage.h"
+#include "store/pagecache.h"
 
 #include <QByteArray>
 
@@ -141,7 +140,7 @@ private:
 inline bool NoPageIsOverfull(const IndexFile* index)
 {
     for (const Agent::CachedPage* page = index->firstPage; page; page = page->nextOfOwner)
-        if ((page->buffer ? page->buffer->count : page->compact.count()) > pageItems)
+        if (page->count() > pageItems)
             return false;
     return true;
 }

@@ -293,22 +293,22 @@ void TestIndexModel::SeveralIndexesShareTheCache()
 void TestIndexModel::LargeTrees_data()
 {
     QTest::addColumn<int>("room");
-    QTest::newRow("all in memory") << int(standardCompactRoom);
-    QTest::newRow("some in memory") << 150000;
-    QTest::newRow("none but the buffers") << 0;
+    QTest::newRow("all in memory") << int(standardPageRoom);
+    QTest::newRow("some in memory") << 1800000;
+    QTest::newRow("as few as may be") << 0;
 }
 
-// More pages than there are buffers, so that most are searched in compact form.
+// More pages than are kept in any case, so that some leave memory.
 void TestIndexModel::LargeTrees()
 {
     QFETCH(int, room);
-    SetCompactRoom(std::size_t(room));
+    SetPageRoom(std::size_t(room));
     Pair pair(Path("large"), 24, true);
     while (pair.model().size() < 40000 && !QTest::currentTestFailed())
         pair.Add(RandomItem(m_random, 24, 11));
     QVERIFY(FileLen(pair.index()->dataFile) > 2 * PAGESTACKSIZE);
     RunRandomly(pair, m_random, 60000, 24, 11);
-    SetCompactRoom(standardCompactRoom);
+    SetPageRoom(standardPageRoom);
 }
 
 void TestIndexModel::DeepTreesGrowAndVanish_data()

@@ -35,7 +35,7 @@ private slots:
     void cleanup()
     {
         UnInitIndex();
-        SetCompactRoom(standardCompactRoom);
+        SetPageRoom(standardPageRoom);
         QCOMPARE(OpenDescriptors(), m_descriptors);
     }
 
@@ -67,7 +67,7 @@ void TestMemory::pageCache()
         const int result = InitIndex();
         if (!Memory::Heal()) {
             QCOMPARE(result, 0);
-            QVERIFY(k >= 5);
+            QVERIFY(k >= 1);
             return;
         }
         QCOMPARE(result, -1);
@@ -172,9 +172,9 @@ void TestMemory::changes_data()
     QTest::addColumn<int>("room");
     for (const bool forGood : { false, true }) {
         const char* const often = forGood ? "for good" : "once";
-        QTest::addRow("in memory, %s", often) << false << forGood << int(standardCompactRoom);
+        QTest::addRow("in memory, %s", often) << false << forGood << int(standardPageRoom);
         QTest::addRow("little room, %s", often) << false << forGood << 0;
-        QTest::addRow("flushing, %s", often) << true << forGood << int(standardCompactRoom);
+        QTest::addRow("flushing, %s", often) << true << forGood << int(standardPageRoom);
     }
 }
 
@@ -187,7 +187,7 @@ void TestMemory::changes()
     for (std::uint32_t i = 1; i <= items; ++i)
         QCOMPARE(Add(index, 2 * i), 0);
     QCOMPARE(CloseIndex(index), 0);
-    SetCompactRoom(std::size_t(room));
+    SetPageRoom(std::size_t(room));
     bool hasFailed = true;
     int k = 0;
     for (; hasFailed && !QTest::currentTestFailed(); k += 1 + k / 5) {

@@ -125,7 +125,7 @@ private slots:
         m_random = Random::Announced();
     }
     void cleanupTestCase() { UnInitIndex(); }
-    void cleanup() { SetCompactRoom(standardCompactRoom); }
+    void cleanup() { SetPageRoom(standardPageRoom); }
 
     void randomTrees_data();
     void randomTrees();
@@ -182,7 +182,7 @@ void TestPlainBTree::randomTrees()
     QFETCH(bool, duplicates);
     QFETCH(int, letters);
     QFETCH(int, room);
-    SetCompactRoom(std::size_t(room));
+    SetPageRoom(std::size_t(room));
     Both both(Path(), keyLength, duplicates);
     const int longest = keyLength == 150 ? 102 : keyLength + 3;
     constexpr int rounds = 40000;

@@ -38,7 +38,7 @@ public:
     int Find(int number) { return Call(FindKey, number); }
     bool HasPage(std::uint32_t number)
     {
-        IndexPage* page;
+        Page* page;
         return tagetpage(m_index, number, &page) == 0;
     }
 
@@ -82,7 +82,7 @@ private slots:
             QCOMPARE(index.Add(i), 0);
         QVERIFY(FileLen(index.get()->dataFile) > 6 * neighboursAtOnce);
     }
-    void cleanup() { SetCompactRoom(standardCompactRoom); }
+    void cleanup() { SetPageRoom(standardPageRoom); }
 
     void neighboursComeWithAPage();
     void fewPagesComeAlone();
@@ -145,7 +145,7 @@ void TestReadAhead::pagesComeAloneWhereNotAllHaveRoom()
 {
     TestIndexFile index(Open());
     const DataFile* const file = index.get()->dataFile;
-    SetCompactRoom(FileLen(index.get()->dataFile) * std::size_t(file->recordLength) - 1);
+    SetPageRoom(FileLen(index.get()->dataFile) * std::size_t(file->recordLength) - 1);
     QCOMPARE(ReadsOfPages(index, 100), 100);
 }
 

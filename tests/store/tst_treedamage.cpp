@@ -379,7 +379,9 @@ void TestTreeDamage::failedChangeLeavesNothingOut()
     QCOMPARE(taerror, int(taDamaged));
     QCOMPARE(Add(index, 130), 0);
     QCOMPARE(CloseIndex(index), 0);
-    InsertItem(&tree[2], 24, MakeItem(Key(130).c_str(), 130));
+    tree[2].items[26] = tree[2].items[25];
+    tree[2].items[25] = MakeItem(Key(130).c_str(), 130);
+    ++tree[2].count;
     QVERIFY(Load() == tree.Bytes(4));
 }
 
