@@ -14,9 +14,8 @@ namespace Agent
 
 Page::Page(int keyLength, std::uint32_t leftmost) : m_layout(keyLength), m_leftmost(leftmost)
 {
-    const std::size_t words = (BlockLength() + wordSize - 1) / wordSize;
-    m_block.reset(new (std::nothrow) std::uint64_t[words]);
-    if (m_block)
+    m_items.reset(new (std::nothrow) std::uint8_t[BlockLength()]);
+    if (m_items)
         std::memset(At(pageItems + 1), 0, slack);
 }
 
@@ -24,7 +23,7 @@ Page::Page(int keyLength, std::uint32_t leftmost, std::initializer_list<Part> pa
     : Page(keyLength, leftmost)
 {
     for (const Part& part : parts)
-        if (m_block)
+        if (m_items)
             Append(part);
 }
 
@@ -43,7 +42,7 @@ void Page::Append(const Part& part)
 
 Page::Page(int keyLength, const std::uint8_t* record) : Page(keyLength, GetUint32(record + 4))
 {
-    if (!m_block)
+    if (!m_items)
         return;
     const std::size_t length = m_layout.FileLength() - 8;
     std::memcpy(At(1), record + 8, length);
@@ -120,33 +119,30 @@ void Page::ReadHeads()
 // Of a key that begins like all.
 void Page::SetHead(int item)
 {
-    HeadsOfKeys()[item - 1] = OrderOfWord(FoldWord(GetWord(Key(item) + m_shared)));
+    m_heads[item - 1] = OrderOfWord(FoldWord(GetWord(Key(item) + m_shared)));
 }
 
 int Page::CountBelow(std::uint64_t head) const
 {
-    const std::uint64_t* first = HeadsOfKeys();
+    const std::uint64_t* first = m_heads;
     for (int left = m_count; left > 1;) {
         const int half = left / 2;
         first += half * (first[half - 1] < head);
         left -= half;
     }
-    return int(first - HeadsOfKeys()) + (*first < head);
+    return int(first - m_heads) + (*first < head);
 }
 
 PagePosition Page::Search(const SoughtItem& wanted, int allowDuplicates)
 {
     if (m_count == 0 || !HasHeads())
         return SearchItems(1, m_count, wanted, allowDuplicates);
-    // Mostly they are in none of the processor's nearer caches.
-    for (int i = 0; i < m_count; i += 8)
-        __builtin_prefetch(HeadsOfKeys() + i);
     if (!wanted.BeginsWith(m_beginning, m_shared))
         return SearchItems(1, m_count, wanted, allowDuplicates);
     const std::uint64_t head = OrderOfWord(wanted.WordAt(m_shared));
     const int below = CountBelow(head);
     int notAbove = below;
-    while (notAbove < m_count && HeadsOfKeys()[notAbove] == head)
+    while (notAbove < m_count && m_heads[notAbove] == head)
         ++notAbove;
     return SearchItems(below + 1, notAbove, wanted, allowDuplicates);
 }
@@ -179,8 +175,7 @@ void Page::Insert(int position, const IndexItem& item)
     if (m_hasHeads == Heads::Ready && !SoughtItem(item.key, 0).BeginsWith(m_beginning, m_shared))
         m_hasHeads = Heads::Wanted;
     if (m_hasHeads == Heads::Ready) {
-        std::uint64_t* const heads = HeadsOfKeys();
-        std::copy_backward(heads + position, heads + m_count, heads + m_count + 1);
+        std::copy_backward(m_heads + position, m_heads + m_count, m_heads + m_count + 1);
         SetHead(position + 1);
     }
     ++m_count;
@@ -190,8 +185,7 @@ void Page::Remove(int item)
 {
     std::uint8_t* const at = At(item);
     std::memmove(at, At(item + 1), std::size_t(At(m_count + 1) - At(item + 1)));
-    std::uint64_t* const heads = HeadsOfKeys();
-    std::copy(heads + item, heads + m_count, heads + item - 1);
+    std::copy(m_heads + item, m_heads + m_count, m_heads + item - 1);
     --m_count;
 }
 

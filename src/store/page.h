@@ -36,9 +36,9 @@ public:
     // The page of a record for which CanBePage holds.
     Page(int keyLength, const std::uint8_t* record);
 
-    explicit operator bool() const { return m_block != nullptr; }
+    explicit operator bool() const { return m_items != nullptr; }
     // Bytes of memory beside the object itself.
-    std::size_t memory() const { return m_block ? BlockLength() : 0; }
+    std::size_t memory() const { return m_items ? BlockLength() : 0; }
 
     // Writes it as it is in the file: PackedLength bytes, unused ones zero.
     void Pack(std::uint8_t* record) const;
@@ -72,16 +72,8 @@ private:
     static constexpr std::size_t slack = wordSize;
 
     Page(int keyLength, std::uint32_t leftmost);
-    std::size_t BlockLength() const
-    {
-        return pageItems * wordSize + pageItems * m_layout.Stride() + slack;
-    }
-    std::uint64_t* HeadsOfKeys() const { return m_block.get(); }
-    std::uint8_t* At(int item) const
-    {
-        return reinterpret_cast<std::uint8_t*>(HeadsOfKeys() + pageItems)
-            + std::size_t(item - 1) * m_layout.Stride();
-    }
+    std::size_t BlockLength() const { return pageItems * m_layout.Stride() + slack; }
+    std::uint8_t* At(int item) const { return &m_items[std::size_t(item - 1) * m_layout.Stride()]; }
     void Append(const Part& part);
     void Write(int item, const IndexItem& from);
     bool HasHeads();
@@ -97,8 +89,9 @@ private:
     bool m_isClean = true; // no byte after the end of a key is set
     std::uint8_t m_shared = 0; // bytes that all keys begin with, letters folded
     std::uint32_t m_leftmost = 0;
-    std::unique_ptr<std::uint64_t[]> m_block;
+    std::unique_ptr<std::uint8_t[]> m_items;
     char m_beginning[longestBeginning + wordSize]; // those bytes
+    std::uint64_t m_heads[pageItems];
 };
 
 // Some items of a page, or one item, which must outlive it. Without items where `last` is

@@ -69,6 +69,8 @@ bool HasPageRoom(const IndexFile* index, std::uint32_t pages);
 
 // Forgets all pages of an index, changed ones too.
 void DropPages(IndexFile* index);
+// Gives the memory of the pages back to the system if there is none left.
+void GiveMemoryBack();
 
 // Whether InitIndex was called.
 bool HasPageCache();

@@ -21,6 +21,8 @@
 #include <numeric>
 #include <set>
 #include <sys/resource.h>
+#include <unistd.h>
+#include <unistd.h>
 
 // The sanitizer needs its address space.
 #ifdef __SANITIZE_ADDRESS__
@@ -186,6 +188,7 @@ private slots:
     void pageThatCannotBeReadIsReported();
     void chainLeadingToAPageInUseIsReported();
     void pagesOfAChangeStayWithoutRoom();
+    void memoryGrowsWithTheIndexAndIsGivenBack();
 
     // ---- deleting ----
     void deletingReturnsTheRecordWithoutDuplicates();
@@ -801,6 +804,30 @@ void TestIndex::chainLeadingToAPageInUseIsReported()
     QCOMPARE(taerror, int(taDamaged));
     for (int i = 1; i <= 50; ++i)
         QCOMPARE(Call(FindKey, index, Key(i)).result, 0);
+}
+
+// As the system sees it; the address sanitizer keeps what is freed.
+void TestIndex::memoryGrowsWithTheIndexAndIsGivenBack()
+{
+#ifdef __SANITIZE_ADDRESS__
+    QSKIP("freed memory is kept");
+#endif
+    const auto resident = [] {
+        QFile status("/proc/self/statm");
+        return status.open(QIODevice::ReadOnly)
+            ? status.readAll().split(' ').value(1).toLongLong() * sysconf(_SC_PAGESIZE)
+            : -1;
+    };
+    const qint64 before = resident();
+    {
+        const Index index = Make(false, 40);
+        AddAll(index, 1, 150000);
+        const qint64 full = qint64(FileLen(index->dataFile)) * index->dataFile->recordLength;
+        QVERIFY(full > 12 * 1024 * 1024);
+        QVERIFY(resident() > before + full / 2);
+        QVERIFY(resident() < before + qint64(standardPageRoom));
+    }
+    QVERIFY(resident() < before + 3 * 1024 * 1024);
 }
 
 // What an operation needs is never taken from it.
