@@ -22,7 +22,6 @@
 #include <set>
 #include <sys/resource.h>
 #include <unistd.h>
-#include <unistd.h>
 
 // The sanitizer needs its address space.
 #ifdef __SANITIZE_ADDRESS__
