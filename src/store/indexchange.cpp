@@ -8,7 +8,6 @@
 #include "store/writepolicy.h"
 
 #include <new>
-#include <utility>
 
 namespace Agent
 {
@@ -54,30 +53,28 @@ int Descend(IndexFile* index, const SoughtItem& wanted, WayEnd* end)
     return 0;
 }
 
-ReplacedPages::~ReplacedPages()
+LeftOutItems::~LeftOutItems()
 {
-    for (Replaced* replaced = m_last.get(); replaced; replaced = replaced->next.get())
-        *replaced->page = std::move(replaced->before);
+    for (Former* former = m_last.get(); former; former = former->next.get())
+        *former->page = std::move(former->before);
 }
 
-int ReplacedPages::Replace(Page* page, Page by)
+int LeftOutItems::Remember(Page* page)
 {
-    std::unique_ptr<Replaced> replaced(by ? new (std::nothrow) Replaced{ page, {}, nullptr }
-                                          : nullptr);
-    if (!replaced)
+    std::unique_ptr<Former> former(new (std::nothrow) Former{ page, page->Copy(), nullptr });
+    if (!former || !former->before)
         return SetError(taNoMemory);
-    replaced->before = std::exchange(*page, std::move(by));
-    replaced->next = std::move(m_last);
-    m_last = std::move(replaced);
+    former->next = std::move(m_last);
+    m_last = std::move(former);
     return 0;
 }
 
-int FetchWithin(IndexFile* index, std::uint32_t number, const Bounds& bounds,
-                ReplacedPages* replaced, Page** fetched)
+int FetchWithin(IndexFile* index, std::uint32_t number, const Bounds& bounds, LeftOutItems* leftOut,
+                Page** fetched)
 {
     if (tagetpage(index, number, fetched) != 0)
         return -1;
-    const Page& page = **fetched;
+    Page& page = **fetched;
     int below = 0; // items outside, and the last one inside
     int last = page.count();
     while (last > 0 && bounds.upper && IsNotBelow(index, page.Item(last), *bounds.upper))
@@ -88,8 +85,13 @@ int FetchWithin(IndexFile* index, std::uint32_t number, const Bounds& bounds,
         return SetError(taDamaged);
     if (last - below == page.count())
         return 0;
-    return replaced->Replace(
-        *fetched, Page(page.keyLength(), page.Child(below), { { page, below + 1, last } }));
+    if (leftOut->Remember(&page) != 0)
+        return -1;
+    page.Truncate(last);
+    page.SetLeftmost(page.Child(below));
+    for (; below > 0; --below)
+        page.Remove(below);
+    return 0;
 }
 
 int Follow(IndexFile* index, std::uint32_t number, Way* way)
@@ -102,7 +104,7 @@ int Follow(IndexFile* index, std::uint32_t number, Way* way)
     WayLevel& level = way->levels[std::size_t(way->depth)];
     level.number = number;
     level.bounds = way->depth > 0 ? way->last().BoundsOfChild(way->last().position) : Bounds{};
-    if (FetchWithin(index, number, level.bounds, &way->replaced, &level.page) != 0)
+    if (FetchWithin(index, number, level.bounds, &way->leftOut, &level.page) != 0)
         return -1;
     ++way->depth;
     return 0;

@@ -27,35 +27,35 @@ struct WayEnd {
 // if a page cannot be read or the way is deeper than a tree may be.
 int Descend(IndexFile* index, const SoughtItem& wanted, WayEnd* end);
 
-// What pages were before they were replaced by others. Unless the change comes about they
-// are that again when this goes.
-class ReplacedPages
+// The former content of pages from which items were left out (see FetchWithin). If the
+// change does not happen, the destructor restores it.
+class LeftOutItems
 {
 public:
-    ReplacedPages() = default;
-    ~ReplacedPages();
-    ReplacedPages(const ReplacedPages&) = delete;
-    ReplacedPages& operator=(const ReplacedPages&) = delete;
+    LeftOutItems() = default;
+    ~LeftOutItems();
+    LeftOutItems(const LeftOutItems&) = delete;
+    LeftOutItems& operator=(const LeftOutItems&) = delete;
 
-    // -1, with nothing changed, if there was no memory for the new page, or is none for
-    // the old one.
-    int Replace(Page* page, Page by);
-    // The pages stay as they are, or this one does, which was replaced last if at all.
-    void Keep() { m_last.reset(); }
-    void Keep(const Page* last)
+    // -1 if there is no memory.
+    int Remember(Page* page);
+    // The change has happened, in all pages or only in this one, which was fetched last:
+    // they stay as they are.
+    void Forget() { m_last.reset(); }
+    void Forget(const Page* last)
     {
         if (m_last && m_last->page == last)
             m_last = std::move(m_last->next);
     }
 
 private:
-    struct Replaced {
+    struct Former {
         Page* page;
         Page before;
-        std::unique_ptr<Replaced> next;
+        std::unique_ptr<Former> next;
     };
 
-    std::unique_ptr<Replaced> m_last;
+    std::unique_ptr<Former> m_last;
 };
 
 // The items in the pages above that all items of a page are between.
@@ -83,7 +83,7 @@ struct WayLevel {
 struct Way {
     std::array<WayLevel, deepestTree> levels;
     int depth = 0;
-    ReplacedPages replaced;
+    LeftOutItems leftOut;
 
     WayLevel& last() { return levels[std::size_t(depth - 1)]; }
     WayLevel& operator[](int level) { return levels[std::size_t(level)]; }
@@ -94,8 +94,8 @@ struct Way {
 // have another place now. A page without any item inside is damage: it belongs to
 // another place of the tree, or to none. Of keys of 150 characters only those first
 // ones are compared that every page in the file keeps.
-int FetchWithin(IndexFile* index, std::uint32_t number, const Bounds& bounds,
-                ReplacedPages* replaced, Page** page);
+int FetchWithin(IndexFile* index, std::uint32_t number, const Bounds& bounds, LeftOutItems* leftOut,
+                Page** page);
 
 // Fetches so the page that the way goes on to and puts it at its end, position not
 // yet set. What leads too deep or in a circle is damage.

@@ -120,7 +120,7 @@ int FetchSibling(IndexFile* index, Way& way, int level, Shortage* shortage)
         if (way[i].number == number)
             return SetError(taDamaged);
     Page* sibling;
-    if (FetchWithin(index, number, parent.BoundsOfChild(position), &way.replaced, &sibling) != 0)
+    if (FetchWithin(index, number, parent.BoundsOfChild(position), &way.leftOut, &sibling) != 0)
         return -1;
     if (sibling->count() < fewestItems || sibling->IsLeaf() != page.page->IsLeaf())
         return SetError(taDamaged);
@@ -150,59 +150,59 @@ int FindShortages(IndexFile* index, Way& way, Shortages* shortages)
     return 0;
 }
 
-// A page with another item in the place of one, whose child stays, or without it.
-Page WithReplaced(const Page& page, int item, IndexItem by)
-{
-    by.child = page.Child(item);
-    return Page(page.keyLength(), page.Child(0),
-                { { page, 1, item - 1 }, by, { page, item + 1, page.count() } });
-}
-Page Without(const Page& page, int item)
-{
-    return Page(page.keyLength(), page.Child(0),
-                { { page, 1, item - 1 }, { page, item + 1, page.count() } });
-}
-
-// Takes the item out of its leaf, or puts the one before it in its place.
-int TakeOut(Way& way, int levelOfItem)
+// Removes the item from its leaf, or replaces it by the item before it.
+void TakeOut(Way& way, int levelOfItem)
 {
     WayLevel& holder = way[levelOfItem];
     const int place = holder.position + 1;
     Page* const leaf = way.last().page;
-    if (levelOfItem == way.depth - 1)
-        return way.replaced.Replace(leaf, Without(*leaf, place));
-    const int before = leaf->count();
-    if (way.replaced.Replace(holder.page, WithReplaced(*holder.page, place, leaf->Item(before)))
-        != 0)
-        return -1;
-    return way.replaced.Replace(leaf, Without(*leaf, before));
+    if (levelOfItem == way.depth - 1) {
+        leaf->Remove(place);
+    } else {
+        holder.page->Replace(place, leaf->Item(leaf->count()));
+        leaf->Remove(leaf->count());
+    }
 }
 
-// The items of both pages and the one between them in the parent are taken as one row. It
-// becomes one page if it is short enough; else the page gets so many of the items that
-// both have about as many.
-int Rebalance(const Shortage& shortage, ReplacedPages* replaced)
+// Moves the first item of the right page between the two, and the one there to the left
+// page, and the other way.
+void MoveToLeft(Page* left, IndexItem* between, Page* right)
+{
+    between->child = right->Child(0);
+    left->Insert(left->count(), *between);
+    *between = right->Item(1);
+    right->SetLeftmost(between->child);
+    right->Remove(1);
+}
+void MoveToRight(Page* left, IndexItem* between, Page* right)
+{
+    between->child = right->Child(0);
+    right->Insert(0, *between);
+    *between = left->Item(left->count());
+    right->SetLeftmost(between->child);
+    left->Remove(left->count());
+}
+
+// The page becomes one with its sibling and the item between them in the parent, or gets
+// so many of the sibling's items that both have about the same number.
+void Rebalance(const Shortage& shortage)
 {
     Page* const parent = shortage.parent->page;
     Page* const left = shortage.siblingIsRight ? shortage.page->page : shortage.sibling;
     Page* const right = shortage.siblingIsRight ? shortage.sibling : shortage.page->page;
-    const int between = shortage.parent->position + (shortage.siblingIsRight ? 1 : 0);
-    IndexItem middle = parent->Item(between);
-    middle.child = right->Child(0);
-    const ItemRow row(*left, left->count(), middle, *right, 1);
-    if (shortage.endsInMerge)
-        return replaced->Replace(parent, Without(*parent, between)) == 0
-            ? replaced->Replace(shortage.Gainer(), row.Some(left->Child(0), 1, row.count()))
-            : -1;
-    const int moved = (shortage.sibling->count() - pageOrder + 1) / 2;
-    const int inLeft = left->count() + (shortage.siblingIsRight ? moved : -moved);
-    const IndexItem newMiddle = row.Item(inLeft + 1);
-    Page newLeft = row.Some(left->Child(0), 1, inLeft);
-    Page newRight = row.Some(newMiddle.child, inLeft + 2, row.count());
-    const bool done = replaced->Replace(parent, WithReplaced(*parent, between, newMiddle)) == 0
-        && replaced->Replace(left, std::move(newLeft)) == 0
-        && replaced->Replace(right, std::move(newRight)) == 0;
-    return done ? 0 : -1;
+    const int place = shortage.parent->position + (shortage.siblingIsRight ? 1 : 0);
+    IndexItem between = parent->Item(place);
+    if (shortage.endsInMerge) {
+        between.child = right->Child(0);
+        left->Insert(left->count(), between);
+        left->Append(*right, 1, right->count());
+        parent->Remove(place);
+        return;
+    }
+    for (int moved = (shortage.sibling->count() - pageOrder + 1) / 2; moved > 0; --moved)
+        shortage.siblingIsRight ? MoveToLeft(left, &between, right)
+                                : MoveToRight(left, &between, right);
+    parent->Replace(place, between);
 }
 
 // Says which pages changed, in the order in which each one written leaves a file where
@@ -248,14 +248,11 @@ int RemoveAndRebalance(IndexFile* index, const SoughtItem& wanted, std::uint32_t
         return -1;
 
     const WayLevel& holder = way[levelOfItem];
-    const std::uint32_t recordOfItem = holder.page->Record(holder.position + 1);
-    if (TakeOut(way, levelOfItem) != 0)
-        return -1;
+    *record = holder.page->Record(holder.position + 1);
+    TakeOut(way, levelOfItem);
     for (int i = 0; i < shortages.count; ++i)
-        if (Rebalance(shortages.list[std::size_t(i)], &way.replaced) != 0)
-            return -1;
-    way.replaced.Keep();
-    *record = recordOfItem;
+        Rebalance(shortages.list[std::size_t(i)]);
+    way.leftOut.Forget();
     LeftPages left;
     MarkChanged(way, levelOfItem, shortages, &left);
     Page* const root = way[0].page;

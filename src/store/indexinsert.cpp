@@ -10,6 +10,8 @@
 #include "store/indexchange.h"
 #include "store/pagecache.h"
 
+#include <algorithm>
+
 using namespace Agent;
 
 namespace
@@ -82,28 +84,30 @@ int Allocate(IndexFile* index, int count, NewPages* fresh)
     return 0;
 }
 
-// Splits a full page around its middle, as if *item were after the one at its position;
-// a new page takes the upper half. *item is the one between the halves then.
-int SplitPage(const WayLevel& level, IndexItem* item, Page* fresh, std::uint32_t numberOfFresh,
-              ReplacedPages* replaced)
+// Splits a full page in the middle, as if *item were after the one at its position; a new
+// page gets the upper half. *item is the one between the halves then.
+void SplitPage(const WayLevel& level, IndexItem* item, Page* fresh, std::uint32_t numberOfFresh)
 {
-    const Page& page = *level.page;
-    const ItemRow row(page, level.position, *item, page, level.position + 1);
-    IndexItem middle = row.Item(pageOrder + 1);
-    *fresh = row.Some(middle.child, pageOrder + 2, row.count());
-    if (!*fresh)
-        return SetError(taNoMemory);
-    if (replaced->Replace(level.page, row.Some(page.Child(0), 1, pageOrder)) != 0)
-        return -1;
-    middle.child = numberOfFresh;
+    constexpr int half = pageOrder;
+    Page* const page = level.page;
+    const int kept = level.position < half ? half - 1 : half;
+    const int moved = level.position > half ? half + 2 : half + 1; // the first one
+    const IndexItem middle = level.position == half ? *item : page->Item(kept + 1);
+    fresh->Append(*page, moved, pageItems);
+    page->Truncate(kept);
+    fresh->SetLeftmost(middle.child);
+    if (level.position < half)
+        page->Insert(level.position, *item);
+    else if (level.position > half)
+        fresh->Insert(level.position - half - 1, *item);
     *item = middle;
-    return 0;
+    item->child = numberOfFresh;
 }
 
-int MakeRoot(IndexFile* index, Page* root, const IndexItem& item)
+void MakeRoot(IndexFile* index, Page* root, const IndexItem& item)
 {
-    *root = Page(index->keyLength, index->rootPage, { item });
-    return SetError(*root ? taNoError : taNoMemory);
+    root->SetLeftmost(index->rootPage);
+    root->Insert(0, item);
 }
 
 // Says which pages changed, in the order in which each page written leaves a file where
@@ -125,27 +129,14 @@ int MakeFirstLeaf(IndexFile* index, const SoughtItem& item)
     NewPages fresh;
     if (Allocate(index, 1, &fresh) != 0)
         return -1;
-    if (MakeRoot(index, fresh.pages[0], item.item()) != 0)
-        return GiveBack(&fresh);
+    MakeRoot(index, fresh.pages[0], item.item());
     taupdatepage(fresh.pages[0]);
     SetRootPage(index, fresh.numbers[0]);
     return 0;
 }
 
-// Makes the new pages, and the split ones what they will be, from the leaf up. What
-// remains is the item that the last one passes up.
-int SplitPages(Way& way, int splits, const NewPages& fresh, IndexItem* item)
-{
-    for (int i = 0; i < splits; ++i)
-        if (SplitPage(way[way.depth - 1 - i], item, fresh.pages[std::size_t(i)],
-                      fresh.numbers[std::size_t(i)], &way.replaced)
-            != 0)
-            return -1;
-    return 0;
-}
-
-// Splits the full leaf at the end of the way, and the pages above as far as they
-// are full.
+// Splits the full leaf at the end of the path, and the pages above as far as they are
+// full.
 int Split(IndexFile* index, Way& way, const SoughtItem& wanted)
 {
     const int splits = FullPagesAtTheEnd(way);
@@ -155,15 +146,17 @@ int Split(IndexFile* index, Way& way, const SoughtItem& wanted)
     NewPages fresh;
     if (Allocate(index, splits + (rootMoves ? 1 : 0), &fresh) != 0)
         return -1;
-    const int firstSplit = way.depth - splits;
     IndexItem item = wanted.item();
-    if (SplitPages(way, splits, fresh, &item) != 0
-        || (rootMoves && MakeRoot(index, fresh.pages[std::size_t(splits)], item) != 0))
-        return GiveBack(&fresh);
-    if (!rootMoves)
-        way[firstSplit - 1].page->Insert(way[firstSplit - 1].position, item);
-    way.replaced.Keep();
-    MarkChanged(index, way, rootMoves ? 0 : firstSplit - 1, fresh, rootMoves);
+    for (int i = 0; i < splits; ++i)
+        SplitPage(way[way.depth - 1 - i], &item, fresh.pages[std::size_t(i)],
+                  fresh.numbers[std::size_t(i)]);
+    const int parent = way.depth - splits - 1;
+    if (rootMoves)
+        MakeRoot(index, fresh.pages[std::size_t(splits)], item);
+    else
+        way[parent].page->Insert(way[parent].position, item);
+    way.leftOut.Forget();
+    MarkChanged(index, way, std::max(parent, 0), fresh, rootMoves);
     return 0;
 }
 
@@ -189,7 +182,7 @@ int Insert(IndexFile* index, const SoughtItem& item)
     const WayLevel& leaf = way.last();
     if (leaf.page->IsFull())
         return Split(index, way, item);
-    way.replaced.Keep(leaf.page);
+    way.leftOut.Forget(leaf.page);
     return AddToLeaf(leaf.page, leaf.position, item);
 }
 

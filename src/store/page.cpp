@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstring>
 #include <new>
+#include <numeric>
 
 namespace Agent
 {
@@ -16,28 +17,8 @@ Page::Page(int keyLength, std::uint32_t leftmost) : m_layout(keyLength), m_leftm
 {
     m_items.reset(new (std::nothrow) std::uint8_t[BlockLength()]);
     if (m_items)
-        std::memset(At(pageItems + 1), 0, slack);
-}
-
-Page::Page(int keyLength, std::uint32_t leftmost, std::initializer_list<Part> parts)
-    : Page(keyLength, leftmost)
-{
-    for (const Part& part : parts)
-        if (m_items)
-            Append(part);
-}
-
-void Page::Append(const Part& part)
-{
-    if (part.m_item && m_count < pageItems)
-        Write(++m_count, *part.m_item);
-    if (!part.m_page || part.m_last < part.m_first)
-        return;
-    const int count = std::min(part.m_last - part.m_first + 1, pageItems - m_count);
-    std::memcpy(At(m_count + 1), part.m_page->At(part.m_first),
-                std::size_t(count) * m_layout.Stride());
-    m_count = std::uint8_t(m_count + count);
-    m_isClean = m_isClean && part.m_page->m_isClean;
+        std::memset(&m_items[BlockLength() - slack], 0, slack);
+    std::iota(m_places, m_places + pageItems, std::uint8_t(0));
 }
 
 Page::Page(int keyLength, const std::uint8_t* record) : Page(keyLength, GetUint32(record + 4))
@@ -49,6 +30,14 @@ Page::Page(int keyLength, const std::uint8_t* record) : Page(keyLength, GetUint3
     std::memset(At(1) + length, 0, pageItems * m_layout.Stride() - length);
     m_count = record[0];
     m_isClean = false;
+}
+
+Page Page::Copy() const
+{
+    Page copy(keyLength(), m_leftmost);
+    if (copy)
+        copy.Append(*this, 1, m_count);
+    return copy;
 }
 
 void Page::Write(int item, const IndexItem& from)
@@ -66,19 +55,19 @@ void Page::Write(int item, const IndexItem& from)
 void Page::Pack(std::uint8_t* record) const
 {
     const std::size_t length = m_layout.FileLength();
-    const std::size_t used = std::min(length - 8, m_count * m_layout.Stride());
     std::memset(record, 0, 8);
     record[0] = m_count;
     PutUint32(record + 4, m_leftmost);
-    std::memcpy(record + 8, At(1), used);
-    std::memset(record + 8 + used, 0, length - 8 - used);
-    for (int item = 1; item <= m_count && !m_isClean; ++item) {
-        const std::size_t at = m_layout.Offset(item) + 8;
-        const std::size_t end = std::min(at + m_layout.Stride() - 8, length);
-        const std::size_t behind = at + std::strlen(Key(item));
-        if (behind < end)
-            std::memset(record + behind, 0, end - behind);
+    for (int item = 1; item <= m_count; ++item) {
+        const std::size_t at = m_layout.Offset(item);
+        const std::size_t room = std::min(m_layout.Stride(), length - at);
+        std::memcpy(record + at, At(item), room);
+        if (const std::size_t used = m_isClean ? room : 8 + std::strlen(Key(item)); used < room)
+            std::memset(record + at + used, 0, room - used);
     }
+    if (m_count < pageItems)
+        std::memset(record + m_layout.Offset(m_count + 1), 0,
+                    length - m_layout.Offset(m_count + 1));
 }
 
 IndexItem Page::Item(int item) const
@@ -119,12 +108,14 @@ void Page::ReadHeads()
 // Of a key that begins like all.
 void Page::SetHead(int item)
 {
-    m_heads[item - 1] = OrderOfWord(FoldWord(GetWord(Key(item) + m_shared)));
+    const char* const key = Key(item) + m_shared;
+    m_heads[item - 1] = { FoldWord(GetWord(key)), FoldWord(GetWord(key + wordSize)) };
+    m_numbers[item - 1] = IsLeaf() ? Record(item) : Child(item);
 }
 
-int Page::CountBelow(std::uint64_t head) const
+int Page::CountBelow(const KeyHead& head) const
 {
-    const std::uint64_t* first = m_heads;
+    const KeyHead* first = m_heads;
     for (int left = m_count; left > 1;) {
         const int half = left / 2;
         first += half * (first[half - 1] < head);
@@ -135,15 +126,26 @@ int Page::CountBelow(std::uint64_t head) const
 
 PagePosition Page::Search(const SoughtItem& wanted, int allowDuplicates)
 {
-    if (m_count == 0 || !HasHeads())
-        return SearchItems(1, m_count, wanted, allowDuplicates);
-    if (!wanted.BeginsWith(m_beginning, m_shared))
-        return SearchItems(1, m_count, wanted, allowDuplicates);
-    const std::uint64_t head = OrderOfWord(wanted.WordAt(m_shared));
+    if (m_count > 0 && HasHeads() && wanted.BeginsWith(m_beginning, m_shared))
+        return SearchHeads(wanted, allowDuplicates);
+    return SearchItems(1, m_count, wanted, allowDuplicates);
+}
+
+PagePosition Page::SearchHeads(const SoughtItem& wanted, int allowDuplicates) const
+{
+    const KeyHead head(wanted.WordAt(m_shared), wanted.WordAt(m_shared + wordSize));
     const int below = CountBelow(head);
     int notAbove = below;
     while (notAbove < m_count && m_heads[notAbove] == head)
         ++notAbove;
+    if (below == notAbove)
+        return { false, below, 0, IsLeaf() || below == 0 ? m_leftmost : m_numbers[below - 1] };
+    if (below + 1 == notAbove && head.HasEnd() && IsLeaf()) {
+        const int order = Order(0, wanted.item().record, m_numbers[below], allowDuplicates);
+        if (order == 0)
+            return { true, below + 1, m_numbers[below], 0 };
+        return { false, below + (order > 0), 0, 0 };
+    }
     return SearchItems(below + 1, notAbove, wanted, allowDuplicates);
 }
 
@@ -167,19 +169,25 @@ PagePosition Page::SearchItems(int left, int right, const SoughtItem& wanted,
 
 // ---- changing ----
 
+template <typename T> void Page::InsertInto(T* array, int position) const
+{
+    std::rotate(array + position, array + m_count, array + m_count + 1);
+}
+
+template <typename T> void Page::RemoveFrom(T* array, int item) const
+{
+    std::rotate(array + item - 1, array + item, array + m_count);
+}
+
 void Page::Insert(int position, const IndexItem& item)
 {
-    std::uint8_t* const at = At(position + 1);
-    const auto length = std::size_t(At(m_count + 1) - at);
-    // All that moves is asked for at once.
-    for (std::size_t i = 0; i < length; i += 64)
-        __builtin_prefetch(at + i, 1);
-    std::memmove(at + m_layout.Stride(), at, length);
+    InsertInto(m_places, position);
     Write(position + 1, item);
     if (m_hasHeads == Heads::Ready && CompareKeys(m_beginning, item.key).byte < m_shared)
         m_hasHeads = Heads::Wanted;
     if (m_hasHeads == Heads::Ready) {
-        std::copy_backward(m_heads + position, m_heads + m_count, m_heads + m_count + 1);
+        InsertInto(m_heads, position);
+        InsertInto(m_numbers, position);
         SetHead(position + 1);
     }
     ++m_count;
@@ -187,28 +195,31 @@ void Page::Insert(int position, const IndexItem& item)
 
 void Page::Remove(int item)
 {
-    std::uint8_t* const at = At(item);
-    std::memmove(at, At(item + 1), std::size_t(At(m_count + 1) - At(item + 1)));
-    std::copy(m_heads + item, m_heads + m_count, m_heads + item - 1);
+    RemoveFrom(m_places, item);
+    RemoveFrom(m_heads, item);
+    RemoveFrom(m_numbers, item);
     --m_count;
 }
 
-// ---- rows ----
-
-IndexItem ItemRow::Item(int item) const
+void Page::Replace(int item, IndexItem by)
 {
-    if (item == m_before + 1)
-        return m_middle;
-    return item <= m_before ? m_left.Item(item) : m_right.Item(InRight(item));
+    by.child = Child(item);
+    Remove(item);
+    Insert(item - 1, by);
 }
 
-Page ItemRow::Some(std::uint32_t leftmost, int first, int last) const
+void Page::Append(const Page& from, int first, int last)
 {
-    const Page::Part left(m_left, first, std::min(last, m_before));
-    const Page::Part right(m_right, InRight(std::max(first, m_before + 2)), InRight(last));
-    if (m_before + 1 < first || m_before + 1 > last)
-        return Page(m_left.keyLength(), leftmost, { left, right });
-    return Page(m_left.keyLength(), leftmost, { left, m_middle, right });
+    for (int item = first; item <= last; ++item)
+        std::memcpy(At(++m_count), from.At(item), m_layout.Stride());
+    m_isClean = m_isClean && from.m_isClean;
+    m_hasHeads = Heads::None;
+}
+
+void Page::Truncate(int count)
+{
+    m_count = std::uint8_t(count);
+    m_hasHeads = Heads::None;
 }
 
 } // namespace Agent

@@ -17,7 +17,6 @@
 #include "store/bytes.h"
 #include "store/soughtitem.h"
 
-#include <initializer_list>
 #include <memory>
 
 namespace Agent
@@ -26,15 +25,13 @@ namespace Agent
 class Page
 {
 public:
-    class Part;
-
-    // Empty and without memory, until it is another page.
+    // Empty and without memory, until another page is moved into it.
     Page() = default;
-    // Of these items, up to 50, of an index with keys of that length. False (see operator
-    // bool) if there is no memory.
-    Page(int keyLength, std::uint32_t leftmost, std::initializer_list<Part> parts);
+    // Without items, and with room for 50. False (see operator bool) if there is no memory.
+    explicit Page(int keyLength, std::uint32_t leftmost = 0);
     // The page of a record for which CanBePage holds.
     Page(int keyLength, const std::uint8_t* record);
+    Page Copy() const;
 
     explicit operator bool() const { return m_items != nullptr; }
     // Bytes of memory beside the object itself.
@@ -52,7 +49,7 @@ public:
     // The page right of a position; 0 in a leaf.
     std::uint32_t Child(int position) const
     {
-        return position == 0 ? m_leftmost : GetUint32(At(position) + 4);
+        return position == 0 || IsLeaf() ? m_leftmost : GetUint32(At(position) + 4);
     }
     IndexItem Item(int item) const;
 
@@ -60,26 +57,34 @@ public:
     // Not const, since it prepares the next one.
     PagePosition Search(const SoughtItem& wanted, int allowDuplicates);
 
-    // Adds an item to a page that is not full, or takes one out.
+    // None of these can fail. A page must have room for what it gets.
     void Insert(int position, const IndexItem& item);
     void Remove(int item);
+    // Puts another item in the place of one, whose child stays.
+    void Replace(int item, IndexItem by);
+    // Adds items of another page, in the same index, after its own.
+    void Append(const Page& from, int first, int last);
+    // Removes the items after the first ones.
+    void Truncate(int count);
+    void SetLeftmost(std::uint32_t number) { m_leftmost = number; }
 
 private:
     enum class Heads : std::uint8_t { None, Wanted, Ready };
 
     static constexpr std::size_t longestBeginning = 40;
     // Words are read up to here after the last key.
-    static constexpr std::size_t slack = wordSize;
+    static constexpr std::size_t slack = 2 * wordSize;
 
-    Page(int keyLength, std::uint32_t leftmost);
     std::size_t BlockLength() const { return pageItems * m_layout.Stride() + slack; }
-    std::uint8_t* At(int item) const { return &m_items[std::size_t(item - 1) * m_layout.Stride()]; }
-    void Append(const Part& part);
+    std::uint8_t* At(int item) const { return &m_items[m_places[item - 1] * m_layout.Stride()]; }
+    template <typename T> void InsertInto(T* array, int position) const;
+    template <typename T> void RemoveFrom(T* array, int item) const;
     void Write(int item, const IndexItem& from);
     bool HasHeads();
     void ReadHeads();
     void SetHead(int item);
-    int CountBelow(std::uint64_t head) const;
+    int CountBelow(const KeyHead& head) const;
+    PagePosition SearchHeads(const SoughtItem& wanted, int allowDuplicates) const;
     PagePosition SearchItems(int left, int right, const SoughtItem& wanted,
                              int allowDuplicates) const;
 
@@ -91,48 +96,9 @@ private:
     std::uint32_t m_leftmost = 0;
     std::unique_ptr<std::uint8_t[]> m_items;
     char m_beginning[longestBeginning + wordSize]; // those bytes
-    std::uint64_t m_heads[pageItems];
-};
-
-// Some items of a page, or one item, which must outlive it. Without items where `last` is
-// below `first`.
-class Page::Part
-{
-public:
-    Part(const Page& page, int first, int last) : m_page(&page), m_first(first), m_last(last) { }
-    Part(const IndexItem& item) : m_item(&item) { }
-
-private:
-    friend class Page;
-
-    const Page* m_page = nullptr;
-    int m_first = 0;
-    int m_last = 0;
-    const IndexItem* m_item = nullptr;
-};
-
-// The first items of a page, one item and the last items of a page, counted as one row.
-class ItemRow
-{
-public:
-    ItemRow(const Page& left, int last, const IndexItem& middle, const Page& right, int first)
-        : m_left(left), m_middle(middle), m_right(right), m_before(last), m_skipped(first - 1)
-    {
-    }
-
-    int count() const { return m_before + 1 + m_right.count() - m_skipped; }
-    IndexItem Item(int item) const;
-    // A page of those from `first` to `last`.
-    Page Some(std::uint32_t leftmost, int first, int last) const;
-
-private:
-    int InRight(int item) const { return item - m_before - 1 + m_skipped; }
-
-    const Page& m_left;
-    const IndexItem& m_middle;
-    const Page& m_right;
-    const int m_before;
-    const int m_skipped;
+    std::uint8_t m_places[pageItems]; // of the items in m_items, then the free ones
+    std::uint32_t m_numbers[pageItems]; // the records in a leaf, else the children
+    KeyHead m_heads[pageItems];
 };
 
 } // namespace Agent

@@ -10,6 +10,7 @@
 #include <malloc.h>
 #include <memory>
 #include <new>
+#include <utility>
 
 namespace Agent
 {
@@ -47,9 +48,8 @@ std::size_t pageRoom = standardPageRoom;
 
 CachedPage*& Bucket(const IndexFile* owner, std::uint32_t number)
 {
-    const auto address = reinterpret_cast<std::uintptr_t>(owner) >> 4;
-    const std::uint64_t mixed = (address ^ number) * 0x9e3779b97f4a7c15u;
-    return cache.buckets[mixed >> (64 - bucketBits)];
+    const std::uint64_t mixed = reinterpret_cast<std::uintptr_t>(owner) * 0x9e3779b97f4a7c15u;
+    return cache.buckets[((mixed >> (64 - bucketBits)) + number) & ((1u << bucketBits) - 1)];
 }
 
 CachedPage* Lookup(const IndexFile* owner, std::uint32_t number)
@@ -57,7 +57,7 @@ CachedPage* Lookup(const IndexFile* owner, std::uint32_t number)
     CachedPage* page = Bucket(owner, number);
     // A search is about to read all of it, and mostly it is in none of the processor's
     // nearer caches.
-    for (std::size_t at = 0; at < sizeof *page; at += 64)
+    for (std::size_t at = 0; at < 1024; at += 64)
         __builtin_prefetch(reinterpret_cast<const char*>(page) + at);
     while (page && (page->number != number || page->owner != owner))
         page = page->nextInBucket;
@@ -90,18 +90,16 @@ void LinkOldest(CachedPage* page)
 
 // ---- pages come and go ----
 
-void Count(CachedPage* page)
+// With what the allocator adds.
+std::size_t RoomOf(const CachedPage* page)
 {
-    cache.used -= page->room;
-    page->room = sizeof *page + page->memory() + 32; // with what the allocator adds
-    cache.used += page->room;
-    cache.peak = std::max(cache.peak, cache.used);
+    return sizeof *page + page->memory() + 32;
 }
 
 // Adds a page that is still to get its place in the order of use.
-CachedPage* Add(IndexFile* owner, std::uint32_t number)
+CachedPage* Add(IndexFile* owner, std::uint32_t number, Page content)
 {
-    auto* const page = new (std::nothrow) CachedPage(owner, number);
+    auto* const page = new (std::nothrow) CachedPage(owner, number, std::move(content));
     if (!page)
         return nullptr;
     CachedPage*& bucket = Bucket(owner, number);
@@ -112,7 +110,8 @@ CachedPage* Add(IndexFile* owner, std::uint32_t number)
         owner->firstPage->previousOfOwner = page;
     owner->firstPage = page;
     ++cache.count;
-    Count(page);
+    cache.used += RoomOf(page);
+    cache.peak = std::max(cache.peak, cache.used);
     return page;
 }
 
@@ -129,7 +128,7 @@ void Drop(CachedPage* page)
         page->nextOfOwner->previousOfOwner = page->previousOfOwner;
     (page->previousOfOwner ? page->previousOfOwner->nextOfOwner : page->owner->firstPage)
         = page->nextOfOwner;
-    cache.used -= page->room;
+    cache.used -= RoomOf(page);
     --cache.count;
     delete page;
 }
@@ -154,9 +153,9 @@ int MakeRoom()
     return 0;
 }
 
-int AddNewest(IndexFile* index, std::uint32_t number, CachedPage** page)
+int AddNewest(IndexFile* index, std::uint32_t number, Page content, CachedPage** page)
 {
-    *page = Add(index, number);
+    *page = Add(index, number, std::move(content));
     if (!*page)
         return SetError(taNoMemory);
     LinkNewest(*page);
@@ -166,12 +165,9 @@ int AddNewest(IndexFile* index, std::uint32_t number, CachedPage** page)
 int Fetch(IndexFile* index, std::uint32_t number, CachedPage** page)
 {
     Page content;
-    if (MakeRoom() != 0 || ReadPage(index, number, &content) != 0
-        || AddNewest(index, number, page) != 0)
+    if (MakeRoom() != 0 || ReadPage(index, number, &content) != 0)
         return -1;
-    static_cast<Page&>(**page) = std::move(content);
-    Count(*page);
-    return 0;
+    return AddNewest(index, number, std::move(content), page);
 }
 
 } // namespace
@@ -224,12 +220,15 @@ int tanewpage(IndexFile* index, std::uint32_t* number, Page** page)
     const CachedPage* const there = Lookup(index, FirstRec(index->dataFile));
     if (there && !there->ahead)
         return SetError(taDamaged);
+    Page empty(index->keyLength);
+    if (!empty)
+        return SetError(taNoMemory);
     if (MakeRoom() != 0 || AddPageRecord(index, number) != 0)
         return -1;
     if (CachedPage* const free = Lookup(index, *number)) // read ahead
         Drop(free);
     CachedPage* added;
-    if (AddNewest(index, *number, &added) != 0) {
+    if (AddNewest(index, *number, std::move(empty), &added) != 0) {
         DeleteRec(index->dataFile, *number);
         return SetError(taNoMemory);
     }
@@ -240,7 +239,6 @@ int tanewpage(IndexFile* index, std::uint32_t* number, Page** page)
 void taupdatepage(Page* page)
 {
     auto* const changed = static_cast<CachedPage*>(page);
-    Count(changed);
     changed->dirty = true;
     changed->changed = ++cache.clock;
 }
@@ -268,13 +266,10 @@ int tareturnpage(Page* page)
 
 void KeepAhead(IndexFile* index, std::uint32_t number, Page page)
 {
-    CachedPage* const kept = Add(index, number);
-    if (!kept)
-        return;
-    static_cast<Page&>(*kept) = std::move(page);
-    kept->ahead = true;
-    Count(kept);
-    LinkOldest(kept);
+    if (CachedPage* const kept = Add(index, number, std::move(page))) {
+        kept->ahead = true;
+        LinkOldest(kept);
+    }
 }
 
 void GiveMemoryBack()

@@ -24,7 +24,10 @@ constexpr std::size_t standardPageRoom = 64 * 1024 * 1024;
 void SetPageRoom(std::size_t bytes);
 
 struct CachedPage : Page {
-    CachedPage(IndexFile* index, std::uint32_t pageNumber) : owner(index), number(pageNumber) { }
+    CachedPage(IndexFile* index, std::uint32_t pageNumber, Page content)
+        : Page(std::move(content)), owner(index), number(pageNumber)
+    {
+    }
 
     IndexFile* const owner;
     const std::uint32_t number;
@@ -32,7 +35,6 @@ struct CachedPage : Page {
     bool dirty = false; // not in the file as it is here
     bool ahead = false; // read with another one, and not asked for yet
     CachedPage* nextInBucket = nullptr;
-    std::size_t room = 0; // that was counted for it
     std::uint64_t changed = 0; // when; counted over all pages and roots
     CachedPage *older = nullptr, *newer = nullptr;
     CachedPage *previousOfOwner = nullptr, *nextOfOwner = nullptr;

@@ -62,6 +62,30 @@ inline std::uint64_t OrderOfWord(std::uint64_t word)
     return __builtin_bswap64(word);
 }
 
+// Sixteen bytes of a key, as numbers in the order of such keys.
+struct KeyHead {
+    std::uint64_t first, second;
+
+    KeyHead() = default;
+    // Of the folded words.
+    KeyHead(std::uint64_t a, std::uint64_t b)
+        : first(OrderOfWord(a)), second((first & 0xff) != 0 ? OrderOfWord(b) : 0)
+    {
+    }
+
+    // Whether the key ends with them.
+    bool HasEnd() const { return (second & 0xff) == 0; }
+    // Without a jump.
+    bool operator<(const KeyHead& other) const
+    {
+        return (first < other.first) | ((first == other.first) & (second < other.second));
+    }
+    bool operator==(const KeyHead& other) const
+    {
+        return first == other.first && second == other.second;
+    }
+};
+
 // Where two keys, as words can be read from them, differ for the first time or both
 // end: the number of the byte, and the difference there with letters folded.
 struct KeyDifference {

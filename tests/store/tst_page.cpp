@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
 // What a page does, beside a list of items that are handled one by one: searches, which
-// read keys eight bytes at a time, changes, pages made of parts of others, and the way to
+// read keys eight bytes at a time, changes, parts of pages that go into others, and the way to
 // the file and back. PAKMART_TEST_SEED repeats a run.
 
 #include "store/page.h"
@@ -97,7 +97,7 @@ IndexItem RandomWanted(Random& random, const Items& items, const std::string& be
 // The page of a list.
 Page PageOf(const Items& items, int keyLength, std::uint32_t leftmost)
 {
-    Page page(keyLength, leftmost, {});
+    Page page(keyLength, leftmost);
     for (const IndexItem& item : items)
         page.Insert(page.count(), item);
     return page;
@@ -149,10 +149,11 @@ private slots:
     void itemsComeAndGo();
     void searchFollowsEveryChange();
     void searchStaysWithinKeysOfFullLength();
-    void rowsAreCutAnywhere_data() { Keys(); }
-    void rowsAreCutAnywhere();
-    void rowsHaveTheirItemBetween();
-    void noPageHasMoreThan50Items();
+    void itemsAreAppendedAndCutOff_data() { Keys(); }
+    void itemsAreAppendedAndCutOff();
+    void itemIsReplacedUnderItsChild_data() { Keys(); }
+    void itemIsReplacedUnderItsChild();
+    void copyStaysAsThePageWas();
     void packingIsThatOfTheFormat_data() { Keys(); }
     void packingIsThatOfTheFormat();
     void unusedBytesOfOthersAreNotWritten();
@@ -259,7 +260,7 @@ void TestPage::searchFollowsEveryChange()
 void TestPage::searchStaysWithinKeysOfFullLength()
 {
     const std::string key(longestKey, 'p');
-    Page page(longestKey, 0, {});
+    Page page(longestKey);
     for (int i = 0; i < pageItems; ++i)
         page.Insert(i, MakeItem(key.c_str(), std::uint32_t(2 * i)));
     for (int i = 0; i < pageItems; ++i) {
@@ -272,62 +273,73 @@ void TestPage::searchStaysWithinKeysOfFullLength()
     }
 }
 
-// As for a split, where both sides are one page, and for pages that are joined.
-void TestPage::rowsAreCutAnywhere()
+// Parts of one page after those of another, as for a split and for pages that are joined. The
+// pages were changed and searched before, so that their items are in no order in memory.
+void TestPage::itemsAreAppendedAndCutOff()
 {
     QFETCH(const QByteArray, begin);
     QFETCH(const int, keyLength);
     QFETCH(const int, duplicates);
-    for (int round = 0; round < 150; ++round) {
-        const Items items
+    for (int round = 0; round < 1000; ++round) {
+        Items items
             = RandomItems(m_random, begin.toStdString(), keyLength, duplicates, pageItems, true);
+        Page page(keyLength, 1000);
+        Items mixed = items;
+        for (std::size_t i = mixed.size(); i > 1; --i)
+            std::swap(mixed[i - 1], mixed[m_random.Below(std::uint32_t(i))]);
+        for (const IndexItem& item : mixed)
+            page.Insert(page.Search({ item.key, item.record }, duplicates).position, item);
         const int count = int(items.size());
-        const Page page = PageOf(items, keyLength, 1000);
-        const int last = int(m_random.Below(count + 1));
-        const int next = int(m_random.Below(count + 1)) + 1;
-        IndexItem item = RandomWanted(m_random, items, begin.toStdString(), keyLength);
-        item.child = 2000;
-        const Items all = Part(items, 1, last) + Items{ item } + Part(items, next, count);
-        const ItemRow row(page, last, item, page, next);
-        QCOMPARE(row.count(), int(all.size()));
-        for (int cut = 0; cut <= row.count(); ++cut) {
-            const int low = std::max(1, cut - pageItems + 1);
-            QCOMPARE(Difference(row.Some(7, low, cut), 7, Part(all, low, cut)), QString());
-            const int high = std::min(row.count(), cut + pageItems);
-            QCOMPARE(Difference(row.Some(8, cut + 1, high), 8, Part(all, cut + 1, high)),
-                     QString());
-        }
-        for (int i = 1; i <= row.count(); ++i) {
-            const IndexItem of = row.Item(i);
-            QVERIFY(std::memcmp(&of, &all[std::size_t(i - 1)], sizeof of) == 0);
+        const int kept = int(m_random.Below(count)) + 1;
+        const int first = int(m_random.Below(count - kept + 1)) + kept;
+        Page upper(keyLength, 7);
+        upper.Append(page, first, count);
+        QCOMPARE(Difference(upper, 7, Part(items, first, count)), QString());
+        page.Truncate(kept);
+        QCOMPARE(Difference(page, 1000, Part(items, 1, kept)), QString());
+        const int last = std::min(upper.count(), pageItems - kept);
+        page.Append(upper, 1, last);
+        const Items all = Part(items, 1, kept) + Part(items, first, first + last - 1);
+        QCOMPARE(Difference(page, 1000, all), QString());
+        for (int i = 0; i < 5 && first > kept; ++i) {
+            const IndexItem wanted = RandomWanted(m_random, all, begin.toStdString(), keyLength);
+            QVERIFY(page.Search({ wanted.key, wanted.record }, duplicates)
+                    == Scan(all, 1000, wanted, duplicates));
         }
     }
 }
 
-void TestPage::rowsHaveTheirItemBetween()
+void TestPage::itemIsReplacedUnderItsChild()
 {
-    const Page left = PageOf({ MakeItem("ant", 1), MakeItem("bee", 2) }, 10, 0);
-    const Page right = PageOf({ MakeItem("dog", 4), MakeItem("elk", 5) }, 10, 0);
-    const IndexItem middle = MakeItem("cat", 3);
-    const ItemRow row(left, 2, middle, right, 1);
-    QCOMPARE(row.count(), 5);
-    Page joined = row.Some(0, 1, 5);
-    for (int i = 1; i <= 5; ++i) {
-        QCOMPARE(row.Item(i).record, std::uint32_t(i));
-        QCOMPARE(joined.Record(i), std::uint32_t(i));
+    QFETCH(const QByteArray, begin);
+    QFETCH(const int, keyLength);
+    QFETCH(const int, duplicates);
+    for (int round = 0; round < 300; ++round) {
+        Items items
+            = RandomItems(m_random, begin.toStdString(), keyLength, duplicates, pageItems, true);
+        Page page = PageOf(items, keyLength, 1000);
+        for (int i = 0; i < 3; ++i) {
+            IndexItem& item = items[m_random.Below(items.size())];
+            const IndexItem by = RandomWanted(m_random, items, begin.toStdString(), keyLength);
+            const std::uint32_t child = item.child;
+            const auto place = int(&item - items.data()) + 1;
+            item = by;
+            item.child = child;
+            page.Replace(place, by);
+            QCOMPARE(Difference(page, 1000, items), QString());
+            page.Search({ by.key, by.record }, duplicates);
+        }
     }
-    QCOMPARE(joined.Search({ "cat", 0 }, 0).position, 3);
 }
 
-void TestPage::noPageHasMoreThan50Items()
+void TestPage::copyStaysAsThePageWas()
 {
-    Items items;
-    for (int i = 0; i < pageItems; ++i)
-        items.push_back(MakeItem(std::to_string(100 + i).c_str(), std::uint32_t(i)));
-    const Page page = PageOf(items, 10, 0);
-    const IndexItem one = MakeItem("99", 1);
-    const Page more(10, 0, { { page, 1, 30 }, { page, 1, pageItems }, one });
-    QCOMPARE(Difference(more, 0, Part(items, 1, 30) + Part(items, 1, 20)), QString());
+    const Items items{ MakeItem("ant", 1), MakeItem("bee", 2), MakeItem("cat", 3) };
+    Page page = PageOf(items, 10, 0);
+    const Page copy = page.Copy();
+    page.Remove(2);
+    page.Insert(0, MakeItem("aardvark", 4));
+    QCOMPARE(Difference(copy, 0, items), QString());
 }
 
 void TestPage::packingIsThatOfTheFormat()
@@ -375,7 +387,8 @@ void TestPage::unusedBytesOfOthersAreNotWritten()
                 bytes[i] = 'y';
             Page read(keyLength, reinterpret_cast<const std::uint8_t*>(bytes.constData()));
             QVERIFY(Packed(read) == clean);
-            const Page part(keyLength, 0, { { read, 1, count } });
+            Page part(keyLength);
+            part.Append(read, 1, count);
             QVERIFY(Packed(part) == clean);
             read.Remove(count);
             QVERIFY(Packed(read) == Packed(PageOf(Part(items, 1, count - 1), keyLength, 0)));

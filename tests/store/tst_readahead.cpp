@@ -4,7 +4,6 @@
 // Pages that are read together with another one: when this happens, and that it only
 // changes the number of transfers.
 
-#include "store/cachedpages.h"
 #include "store/indexfile.h"
 #include "store/pagecache.h"
 #include "store/pagetransfer.h"
