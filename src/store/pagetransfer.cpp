@@ -7,9 +7,10 @@
 #include "store/writepolicy.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
+#include <memory>
 #include <new>
-#include <vector>
 
 namespace Agent
 {
@@ -92,21 +93,40 @@ int ReadBlock(IndexFile* index, std::uint32_t number)
 
 // ---- writing ----
 
-using Pages = std::vector<CachedPage*>;
+// The changed pages of an index, sorted. Those of one change need no memory, so that with
+// flushing on no change fails after it has begun.
+class ChangedPages
+{
+public:
+    // False if there is no memory.
+    template <typename Key> bool Collect(const IndexFile* index, Key order)
+    {
+        for (CachedPage* page = index->firstPage; page; page = page->nextOfOwner)
+            m_count += page->dirty;
+        if (m_count > m_few.size()) {
+            m_many.reset(new (std::nothrow) CachedPage*[m_count]);
+            if (!m_many)
+                return false;
+        }
+        CachedPage** last = begin();
+        for (CachedPage* page = index->firstPage; page; page = page->nextOfOwner)
+            if (page->dirty)
+                *last++ = page;
+        std::sort(begin(), end(), [order](const CachedPage* a, const CachedPage* b) {
+            return a->*order < b->*order;
+        });
+        return true;
+    }
 
-// The changed pages of an index in that order. False if there is no memory.
-template <typename Key> bool CollectChanged(const IndexFile* index, Key order, Pages* pages)
-try {
-    for (CachedPage* page = index->firstPage; page; page = page->nextOfOwner)
-        if (page->dirty)
-            pages->push_back(page);
-    std::sort(pages->begin(), pages->end(),
-              [order](const CachedPage* a, const CachedPage* b) { return a->*order < b->*order; });
-    return true;
-} catch (const std::bad_alloc&) {
-    SetError(taNoMemory);
-    return false;
-}
+    CachedPage** begin() { return m_many ? m_many.get() : m_few.data(); }
+    CachedPage** end() { return begin() + m_count; }
+
+private:
+    // A page and its sibling on each level, and the new ones.
+    std::array<CachedPage*, 4 * deepestTree> m_few;
+    std::unique_ptr<CachedPage*[]> m_many;
+    std::size_t m_count = 0;
+};
 
 bool HasMovedRoot(const IndexFile* index)
 {
@@ -130,9 +150,9 @@ int WriteMovedRoot(IndexFile* index)
 // Between any two writes the file is whole.
 int WriteInOrderOfChange(IndexFile* index)
 {
-    Pages pages;
-    if (!CollectChanged(index, &CachedPage::changed, &pages))
-        return -1;
+    ChangedPages pages;
+    if (!pages.Collect(index, &CachedPage::changed))
+        return SetError(taNoMemory);
     for (CachedPage* const page : pages) {
         if (page->changed > index->rootChange && WriteMovedRoot(index) != 0)
             return -1;
@@ -159,15 +179,15 @@ int WriteNeighbours(CachedPage* const* pages, std::size_t count)
 // Without flushing the file is whole once its header is written, after all pages.
 int WriteInOrderOfFile(IndexFile* index)
 {
-    Pages pages;
-    if (!CollectChanged(index, &CachedPage::number, &pages))
-        return -1;
-    std::size_t next = 0;
-    for (std::size_t first = 0; first < pages.size(); first = next) {
-        while (next < pages.size() && next < first + neighboursAtOnce
-               && pages[next]->number == pages[first]->number + (next - first))
+    ChangedPages pages;
+    if (!pages.Collect(index, &CachedPage::number))
+        return SetError(taNoMemory);
+    CachedPage** next = pages.begin();
+    for (CachedPage** first = next; first != pages.end(); first = next) {
+        while (next != pages.end() && next < first + neighboursAtOnce
+               && (*next)->number == (*first)->number + std::uint32_t(next - first))
             ++next;
-        if (WriteNeighbours(&pages[first], next - first) != 0)
+        if (WriteNeighbours(first, std::size_t(next - first)) != 0)
             return -1;
     }
     return 0;

@@ -160,6 +160,9 @@ void ComeAndGo(IndexFile* index, std::uint8_t* states)
         note(40 + 2 * i + 1, Add(index, 40 + 2 * i + 1), 1);
         note(8000 + 2 * i, Delete(index, 8000 + 2 * i), 0);
         note(3 + 1000 * i, Add(index, 3 + 1000 * i), 1);
+        for (std::uint32_t number = 2 * items + 6 * i + 1; number <= 2 * items + 6 * (i + 1);
+             ++number)
+            note(number, Add(index, number), 1);
     }
 }
 
@@ -193,7 +196,7 @@ void TestMemory::changes()
     for (; hasFailed && !QTest::currentTestFailed(); k += 1 + k / 5) {
         QFile::remove(m_folder->filePath("file"));
         QVERIFY(QFile::copy(m_folder->filePath("made"), m_folder->filePath("file")));
-        std::vector<std::uint8_t> states(2 * items + 2);
+        std::vector<std::uint8_t> states(2 * items + 200);
         for (std::uint32_t i = 1; i <= items; ++i)
             states[2 * i] = 1;
         const std::string path = Path();
