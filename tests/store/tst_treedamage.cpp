@@ -88,6 +88,7 @@ private slots:
     void freePageThatLooksLikeAnotherIsUsed();
     void fullTreeOf16LevelsDoesNotGrow();
     void failedChangeLeavesNothingOut();
+    void additionLeavesCopiesOutOfItsLeafOnly();
     void pagesMixedAtRandom_data();
     void pagesMixedAtRandom();
     void notesWithPagesMixedAtRandom();
@@ -383,6 +384,30 @@ void TestTreeDamage::failedChangeLeavesNothingOut()
     tree[2].items[25] = MakeItem(Key(130).c_str(), 130);
     ++tree[2].count;
     QVERIFY(Load() == tree.Bytes(4));
+}
+
+// The pages above the leaf do not change, so they keep in memory what they have in the file.
+void TestTreeDamage::additionLeavesCopiesOutOfItsLeafOnly()
+{
+    TreeFile tree = SmallestTreeOfThreeLevels();
+    IndexItem copy = MakeItem(Key(26 * (upper - 1)).c_str(), 1);
+    copy.child = leaves;
+    tree[lower].items[++tree[lower].count] = copy;
+    for (std::uint32_t i = 1; i <= pageOrder; ++i)
+        tree[1].items[++tree[1].count] = MakeItem(Key(26 * leaves + i).c_str(), i);
+    Store(tree.Bytes(root));
+    IndexFile* const index = Open();
+    QCOMPARE(Add(index, 0), 0);
+    Page* page;
+    QCOMPARE(tagetpage(index, 1, &page), 0);
+    QCOMPARE(page->count(), pageOrder + 1);
+    QCOMPARE(tagetpage(index, lower, &page), 0);
+    QCOMPARE(page->count(), pageOrder + 1);
+    QCOMPARE(CloseIndex(index), 0);
+    tree[1] = IndexPage{};
+    for (int i = 0; i <= pageOrder; ++i)
+        tree[1].items[++tree[1].count] = MakeItem(Key(std::uint32_t(i)).c_str(), std::uint32_t(i));
+    QVERIFY(Load() == tree.Bytes(root));
 }
 
 // ---- at random ----
