@@ -79,49 +79,54 @@ IndexItem Page::Item(int item) const
 
 // ---- searching ----
 //
-// A search counts the heads below its own, without a jump, which would go either way half
-// of the times, and compares keys only of the items with the same head. What does not begin
-// like all keys of the page is searched for among the items; so it is in a page that is
-// searched for the first time, since most pages that are read for one change only never are
-// again.
+// A search counts the heads below its own, without a branch, which would be mispredicted
+// half of the time. Only if several heads are equal to it, or the key is longer than its
+// head, are keys compared. A key that does not begin like all keys of the page is compared
+// with keys from the start. So is the key of the first search of a page, since most pages
+// that are read for a single change are never searched again.
 
 bool Page::HasHeads()
 {
-    if (m_hasHeads == Heads::Wanted)
+    if (m_heads == Heads::Wanted)
         ReadHeads();
-    const bool has = m_hasHeads == Heads::Ready;
-    m_hasHeads = has ? Heads::Ready : Heads::Wanted;
+    const bool has = m_heads == Heads::Ready;
+    m_heads = has ? Heads::Ready : Heads::Wanted;
     return has;
 }
 
 void Page::ReadHeads()
 {
-    m_hasHeads = Heads::Ready;
+    m_heads = Heads::Ready;
     const SoughtItem first(Key(1), 0);
-    m_shared = std::uint8_t(first.Matched(Key(m_count), longestBeginning));
+    // Not only of the first and the last key, which says nothing of those between them if
+    // the page is not in order.
+    std::size_t shared = longestBeginning;
+    for (int item = 1; item <= m_count; ++item)
+        shared = first.Matched(Key(item), shared);
+    m_shared = std::uint8_t(shared);
     std::memset(m_beginning, 0, sizeof m_beginning);
     std::memcpy(m_beginning, first.key(), m_shared);
     for (int item = 1; item <= m_count; ++item)
         SetHead(item);
 }
 
-// Of a key that begins like all.
+// The key must begin like all.
 void Page::SetHead(int item)
 {
     const char* const key = Key(item) + m_shared;
-    m_heads[item - 1] = { FoldWord(GetWord(key)), FoldWord(GetWord(key + wordSize)) };
+    m_keyHeads[item - 1] = { FoldWord(GetWord(key)), FoldWord(GetWord(key + wordSize)) };
     m_numbers[item - 1] = IsLeaf() ? Record(item) : Child(item);
 }
 
 int Page::CountBelow(const KeyHead& head) const
 {
-    const KeyHead* first = m_heads;
+    const KeyHead* first = m_keyHeads;
     for (int left = m_count; left > 1;) {
         const int half = left / 2;
         first += half * (first[half - 1] < head);
         left -= half;
     }
-    return int(first - m_heads) + (*first < head);
+    return int(first - m_keyHeads) + (*first < head);
 }
 
 PagePosition Page::Search(const SoughtItem& wanted, int allowDuplicates)
@@ -136,21 +141,21 @@ PagePosition Page::SearchHeads(const SoughtItem& wanted, int allowDuplicates) co
     const KeyHead head(wanted.WordAt(m_shared), wanted.WordAt(m_shared + wordSize));
     const int below = CountBelow(head);
     int notAbove = below;
-    while (notAbove < m_count && m_heads[notAbove] == head)
+    while (notAbove < m_count && m_keyHeads[notAbove] == head)
         ++notAbove;
     if (below == notAbove)
         return { false, below, 0, IsLeaf() || below == 0 ? m_leftmost : m_numbers[below - 1] };
-    if (below + 1 == notAbove && head.HasEnd() && IsLeaf()) {
-        const int order = Order(0, wanted.item().record, m_numbers[below], allowDuplicates);
-        if (order == 0)
-            return { true, below + 1, m_numbers[below], 0 };
-        return { false, below + (order > 0), 0, 0 };
-    }
-    return SearchItems(below + 1, notAbove, wanted, allowDuplicates);
+    if (below + 1 < notAbove || !head.HasEnd() || !IsLeaf())
+        return SearchItems(below + 1, notAbove, wanted, allowDuplicates);
+    const std::uint32_t record = m_numbers[below];
+    const int order = Order(0, wanted.item().record, record, allowDuplicates);
+    if (order == 0)
+        return { true, below + 1, record, 0 };
+    return { false, order < 0 ? below : below + 1, 0, 0 };
 }
 
-// Where the items from `left` to `right` are those not known to be below or above. Whole
-// keys are compared, so that in a page without order no other item is found either.
+// Searches the items from `left` to `right`; those before sort below, those after above.
+// Compares whole keys, so that in a page without order no other item is found either.
 PagePosition Page::SearchItems(int left, int right, const SoughtItem& wanted,
                                int allowDuplicates) const
 {
@@ -169,25 +174,31 @@ PagePosition Page::SearchItems(int left, int right, const SoughtItem& wanted,
 
 // ---- changing ----
 
-template <typename T> void Page::InsertInto(T* array, int position) const
+namespace
 {
-    std::rotate(array + position, array + m_count, array + m_count + 1);
+
+// Of `count` entries: the next free one becomes that after a position, or one becomes the
+// next free one.
+template <typename Entry> void MakeEntry(Entry* entries, int count, int position)
+{
+    std::rotate(entries + position, entries + count, entries + count + 1);
+}
+template <typename Entry> void FreeEntry(Entry* entries, int count, int entry)
+{
+    std::rotate(entries + entry - 1, entries + entry, entries + count);
 }
 
-template <typename T> void Page::RemoveFrom(T* array, int item) const
-{
-    std::rotate(array + item - 1, array + item, array + m_count);
-}
+} // namespace
 
 void Page::Insert(int position, const IndexItem& item)
 {
-    InsertInto(m_places, position);
+    MakeEntry(m_places, m_count, position);
     Write(position + 1, item);
-    if (m_hasHeads == Heads::Ready && CompareKeys(m_beginning, item.key).byte < m_shared)
-        m_hasHeads = Heads::Wanted;
-    if (m_hasHeads == Heads::Ready) {
-        InsertInto(m_heads, position);
-        InsertInto(m_numbers, position);
+    if (m_heads == Heads::Ready && CompareKeys(m_beginning, item.key).byte < m_shared)
+        m_heads = Heads::Wanted;
+    if (m_heads == Heads::Ready) {
+        MakeEntry(m_keyHeads, m_count, position);
+        MakeEntry(m_numbers, m_count, position);
         SetHead(position + 1);
     }
     ++m_count;
@@ -195,9 +206,11 @@ void Page::Insert(int position, const IndexItem& item)
 
 void Page::Remove(int item)
 {
-    RemoveFrom(m_places, item);
-    RemoveFrom(m_heads, item);
-    RemoveFrom(m_numbers, item);
+    FreeEntry(m_places, m_count, item);
+    if (m_heads == Heads::Ready) {
+        FreeEntry(m_keyHeads, m_count, item);
+        FreeEntry(m_numbers, m_count, item);
+    }
     --m_count;
 }
 
@@ -213,13 +226,14 @@ void Page::Append(const Page& from, int first, int last)
     for (int item = first; item <= last; ++item)
         std::memcpy(At(++m_count), from.At(item), m_layout.Stride());
     m_isClean = m_isClean && from.m_isClean;
-    m_hasHeads = Heads::None;
+    m_heads = Heads::None;
 }
 
+// Fewer keys may have more in common, so their heads are made again.
 void Page::Truncate(int count)
 {
     m_count = std::uint8_t(count);
-    m_hasHeads = Heads::None;
+    m_heads = Heads::None;
 }
 
 } // namespace Agent

@@ -1,16 +1,20 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// One page of an index in memory.
+// One page of an index in memory: up to 50 items, and room for 50.
 //
-// Its items are as they are in the file, one after the other, so that they come and go as
-// blocks of bytes. Beside them are the heads: of each key the eight bytes from where the
-// keys of the page begin to differ, as numbers in the order of the keys. They decide most
-// of a search.
+// Each item has its bytes as in the file, but wherever there was room: a new item goes to a
+// free place, and only the list of places is kept in order. So a change moves few bytes, and
+// no change needs memory.
 //
-// Nothing here trusts a page to be in order: a search of a damaged page comes to some
-// position of it, and no operation leaves the page's memory. Positions: 0 is before the
-// first item, n is item n, and "after n" means between items n and n + 1.
+// Beside the items are their heads: of each key the sixteen bytes from where the keys of
+// the page begin to differ, as numbers that sort like the keys. They decide nearly all
+// searches, so that most of them touch no item.
+//
+// Nothing here trusts a page to be in order: a search of a damaged page returns some
+// position of it, finds no item but the wanted one, and no operation leaves the page's
+// memory. Positions: 0 is before the first item, n is item n, and "after n" means between
+// items n and n + 1.
 
 #pragma once
 
@@ -25,7 +29,7 @@ namespace Agent
 class Page
 {
 public:
-    // Empty and without memory, until another page is moved into it.
+    // Without memory, until another page is moved into it.
     Page() = default;
     // Without items, and with room for 50. False (see operator bool) if there is no memory.
     explicit Page(int keyLength, std::uint32_t leftmost = 0);
@@ -72,13 +76,11 @@ private:
     enum class Heads : std::uint8_t { None, Wanted, Ready };
 
     static constexpr std::size_t longestBeginning = 40;
-    // Words are read up to here after the last key.
+    // Two words are read from any byte of a key.
     static constexpr std::size_t slack = 2 * wordSize;
 
     std::size_t BlockLength() const { return pageItems * m_layout.Stride() + slack; }
     std::uint8_t* At(int item) const { return &m_items[m_places[item - 1] * m_layout.Stride()]; }
-    template <typename T> void InsertInto(T* array, int position) const;
-    template <typename T> void RemoveFrom(T* array, int item) const;
     void Write(int item, const IndexItem& from);
     bool HasHeads();
     void ReadHeads();
@@ -90,15 +92,17 @@ private:
 
     PageLayout m_layout{ 1 };
     std::uint8_t m_count = 0;
-    Heads m_hasHeads = Heads::None;
+    Heads m_heads = Heads::None;
     bool m_isClean = true; // no byte after the end of a key is set
-    std::uint8_t m_shared = 0; // bytes that all keys begin with, letters folded
+    std::uint8_t m_shared = 0; // the length of the common prefix of all keys, letters folded
     std::uint32_t m_leftmost = 0;
     std::unique_ptr<std::uint8_t[]> m_items;
-    char m_beginning[longestBeginning + wordSize]; // those bytes
-    std::uint8_t m_places[pageItems]; // of the items in m_items, then the free ones
-    std::uint32_t m_numbers[pageItems]; // the records in a leaf, else the children
-    KeyHead m_heads[pageItems];
+    char m_beginning[longestBeginning + wordSize]; // the common prefix
+    std::uint8_t m_places[pageItems]; // of the items in order, then the free ones
+    // Of each item, in order, if the heads are ready: the record number in a leaf, and the
+    // child in an inner page; and the head.
+    std::uint32_t m_numbers[pageItems];
+    KeyHead m_keyHeads[pageItems];
 };
 
 } // namespace Agent

@@ -158,6 +158,7 @@ private slots:
     void packingIsThatOfTheFormat();
     void unusedBytesOfOthersAreNotWritten();
     void searchOfItemsInNoOrderStaysInThePage();
+    void keyThatOnlyEndsAlikeIsNotFound();
     void wordsAreFoldedAsBytesAre();
 
 private:
@@ -410,6 +411,14 @@ void TestPage::searchOfItemsInNoOrderStaysInThePage()
                 QCOMPARE(Compare(items[std::size_t(at.position - 1)], wanted, 1), 0);
         }
     }
+}
+
+// In a page in no order, keys between the first and the last may begin in another way.
+void TestPage::keyThatOnlyEndsAlikeIsNotFound()
+{
+    Page page = PageOf({ MakeItem("abc-a", 1), MakeItem("xyz-m", 2), MakeItem("abc-z", 3) }, 10, 0);
+    for (int i = 0; i < 3; ++i)
+        QVERIFY(!page.Search({ "abc-m", 0 }, 0).found);
 }
 
 void TestPage::wordsAreFoldedAsBytesAre()
