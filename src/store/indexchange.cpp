@@ -26,7 +26,7 @@ bool IsNotBelow(const IndexFile* index, const IndexItem& item, const IndexItem& 
     return (order == 0 && item.record == other.record) || CompareKeptKeys(item.key, other.key) > 0;
 }
 
-// The reason in taerror outlives it.
+// Keeps the error in taerror.
 int Abandon(IndexFile* index)
 {
     const std::int32_t error = taerror;

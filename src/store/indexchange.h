@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Ways from the root of an index to an item, and what inserting and deleting have in
-// common.
+// Paths from the root of an index to an item, shared by lookups and changes, and what
+// insertion and deletion share.
 
 #pragma once
 
@@ -16,15 +16,15 @@
 namespace Agent
 {
 
-// Where the way of an item ends: with the item, or in the leaf where it would be.
+// The end of an item's path: the item itself, or the leaf where it would be.
 struct WayEnd {
     Page* page; // null in an empty tree
     std::uint32_t number;
     PagePosition at;
 };
 
-// Follows the way of an item, and puts it into the index's cursor. -1 without a cursor
-// if a page cannot be read or the way is deeper than a tree may be.
+// Follows the path to an item, and stores it as the index's cursor. -1, without a cursor,
+// if a page cannot be read or the path is longer than that of the deepest tree.
 int Descend(IndexFile* index, const SoughtItem& wanted, WayEnd* end);
 
 // The former content of pages from which items were left out (see FetchWithin). If the
@@ -58,7 +58,7 @@ private:
     std::unique_ptr<Former> m_last;
 };
 
-// The items in the pages above that all items of a page are between.
+// The items in the pages above that enclose all items of a page.
 struct Bounds {
     std::optional<IndexItem> lower;
     std::optional<IndexItem> upper;
@@ -79,7 +79,7 @@ struct WayLevel {
     }
 };
 
-// The way of a change: its pages are all in memory, and no page is on it twice.
+// The path of a change. All of its pages are in memory, and each occurs once.
 struct Way {
     std::array<WayLevel, deepestTree> levels;
     int depth = 0;
@@ -89,26 +89,26 @@ struct Way {
     WayLevel& operator[](int level) { return levels[std::size_t(level)]; }
 };
 
-// Fetches a page for a change, without the items that lie outside its bounds:
-// copies, left behind by a process that died between two writes, of items that
-// have another place now. A page without any item inside is damage: it belongs to
-// another place of the tree, or to none. Of keys of 150 characters only those first
-// ones are compared that every page in the file keeps.
+// Fetches a page for a change, without the items outside its bounds. Such items are
+// copies, left by a process that died between two writes, of items that are now
+// elsewhere. A page without any item inside its bounds is damage: it belongs to another
+// place of the tree, or to none. Of keys of 150 characters only the first bytes are
+// compared, which every page in the file keeps.
 int FetchWithin(IndexFile* index, std::uint32_t number, const Bounds& bounds, LeftOutItems* leftOut,
                 Page** page);
 
-// Fetches so the page that the way goes on to and puts it at its end, position not
-// yet set. What leads too deep or in a circle is damage.
+// Fetches the next page and appends it to the path; its position is not set yet. A path
+// that is too long or circular is damage.
 int Follow(IndexFile* index, std::uint32_t number, Way* way);
 
-// What every change and every lookup of an index begins with: with flushing on,
-// at the file. A change that was written in part only is finished first.
+// Begins every change and lookup of an index: with flushing on, it re-reads the header. A
+// change that was only partly written is finished first.
 int BeginAtTheFile(IndexFile* index);
 
-// What every change begins and ends with. EndChange is given what the change
-// came to and returns what is left of that. A change that could not begin is
-// dropped from memory; one that could not be written stays there for the next
-// operation, since a part of it may be in the file.
+// Begin and end every change. EndChange gets the result of the change and returns the
+// final result. A change that could not begin is dropped from memory. One that could not
+// be written stays in memory for the next operation, since a part of it may be in the
+// file.
 int BeginChange(IndexFile* index, char* key);
 int EndChange(IndexFile* index, int result);
 

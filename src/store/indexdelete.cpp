@@ -1,10 +1,10 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Deleting an item. Mostly its leaf keeps enough items, and that is all. An item of a page
-// above gives its place to the one before it, which is in a leaf. A page that has too few
-// items then gets some of a sibling, or becomes one page with it and the item between them,
-// which the page above loses; so it may go on up to the root.
+// Deleting an item. Usually its leaf keeps enough items, and nothing else changes. An item
+// of an inner page is replaced by the one before it, which is in a leaf. A page with too few
+// items then gets some from a sibling, or is joined with it and the item between them, which
+// the page above loses; so this may continue up to the root.
 
 #include "store/indexchange.h"
 #include "store/pagecache.h"
@@ -22,8 +22,8 @@ namespace
 // a process may have died before the page was refilled.
 constexpr int fewestItems = pageOrder - 1;
 
-// A page short of one item, and the sibling that helps it out or becomes one page with it:
-// the left one of both then.
+// A page that lacks one item, and the sibling that it borrows from or is joined with. The
+// joined page is the left one of both.
 struct Shortage {
     WayLevel* page;
     WayLevel* parent; // its position is that of the page
@@ -46,7 +46,7 @@ struct LeftPages {
     std::array<Page*, deepestTree + 1> list;
     int count = 0;
 
-    // Its last state must never reach the file, where it is still referred to.
+    // Its last state must never be written, since the file still refers to the page.
     void Add(Page* page)
     {
         ForgetChanges(page);
@@ -183,8 +183,8 @@ void MoveToRight(Page* left, IndexItem* between, Page* right)
     left->Remove(left->count());
 }
 
-// The page becomes one with its sibling and the item between them in the parent, or gets
-// so many of the sibling's items that both have about the same number.
+// Joins the page with its sibling and the item between them in the parent, or moves items
+// of the sibling until both have about the same number.
 void Rebalance(const Shortage& shortage)
 {
     Page* const parent = shortage.parent->page;
@@ -205,10 +205,10 @@ void Rebalance(const Shortage& shortage)
     parent->Replace(place, between);
 }
 
-// Says which pages changed, in the order in which each one written leaves a file where
-// every item is found. First of all the page that has got an item of the leaf: until it is
-// written that item is in the leaf. Then, of each shortage, the page that gains items, the
-// parent, and the one that loses them.
+// Marks the changed pages, in the order that keeps every item findable after each write.
+// First the page that got an item of the leaf: until it is written, that item is still in
+// the leaf. Then, of each shortage, the page that gains items, the parent, and the page that
+// loses them.
 void MarkChanged(Way& way, int levelOfItem, const Shortages& shortages, LeftPages* left)
 {
     if (levelOfItem < way.depth - 1)

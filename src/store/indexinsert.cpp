@@ -1,11 +1,11 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Inserting an item. Mostly its leaf has room, and that is all. A full leaf is split
-// into two of 25 items, and the item between them goes into the page above, which may be
-// full, too, and so on; where the root is split, the tree gets one level more. The pages
-// above are looked at with care (see FetchWithin), and all pages are in memory before the
-// first one changes; where the memory for a new one is missing, all are again what they were.
+// Inserting an item. Usually its leaf has room, and nothing else changes. A full leaf is
+// split into two of 25 items, and the item between them goes into the page above, which may
+// be full as well, and so on; if the root is split, the tree gets one more level. For a
+// split the pages above are checked (see FetchWithin), and all pages are in memory before
+// the first one changes, so that nothing can fail after this.
 
 #include "store/indexchange.h"
 #include "store/pagecache.h"
@@ -25,7 +25,7 @@ struct NewPages {
     int count = 0;
 };
 
-// 0 with the way to the leaf at the end of it.
+// Returns 0 with the path to the leaf.
 int FindWay(IndexFile* index, const SoughtItem& wanted, std::uint32_t leaf, Way* way)
 {
     std::uint32_t number = index->rootPage;
@@ -43,8 +43,8 @@ int FindWay(IndexFile* index, const SoughtItem& wanted, std::uint32_t leaf, Way*
     return 0;
 }
 
-// Whether a search of a full leaf comes to its ends for what is around it. Where it does
-// not, the leaf is in no order, and its halves would not be what they seem.
+// Whether searching a full leaf for the items around it ends at its two ends. If not, the
+// leaf is out of order, and its halves would not be two ranges of keys.
 bool IsInOrder(IndexFile* index, const WayLevel& leaf)
 {
     if (index->keyLength == longestKey) // which may seem equal to a bound
@@ -85,7 +85,7 @@ int Allocate(IndexFile* index, int count, NewPages* fresh)
 }
 
 // Splits a full page in the middle, as if *item were after the one at its position; a new
-// page gets the upper half. *item is the one between the halves then.
+// page gets the upper half. *item becomes the item between the halves.
 void SplitPage(const WayLevel& level, IndexItem* item, Page* fresh, std::uint32_t numberOfFresh)
 {
     constexpr int half = pageOrder;
@@ -110,9 +110,9 @@ void MakeRoot(IndexFile* index, Page* root, const IndexItem& item)
     root->Insert(0, item);
 }
 
-// Says which pages changed, in the order in which each page written leaves a file where
-// every item is found: first the new pages, from the leaf up, to which nothing refers
-// yet, then from the root down the pages that give items away, the split leaf last.
+// Marks the changed pages, in the order that keeps every item findable after each write:
+// first the new pages, from the leaf up, since nothing refers to them yet; then, from the
+// root down, the pages that give items away; and the split leaf last.
 void MarkChanged(IndexFile* index, Way& way, int firstChanged, const NewPages& fresh,
                  bool rootMoved)
 {

@@ -42,7 +42,7 @@ bool CanBePage(const std::uint8_t* bytes, int keyLength, std::uint32_t pages)
         if ((child == 0) != isLeaf || child >= std::max(pages, 1u))
             return false;
         const std::size_t length = layout.KeyBytes(i);
-        // The last byte is zero in every file that was written here.
+        // The last byte is zero in every file written by this library.
         if (length > std::size_t(keyLength) && item[8 + keyLength] != 0
             && !std::memchr(item + 8, 0, length))
             return false;

@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// What a page of an index holds: up to 50 items in key order and the children between
-// them. Here are its layout in the file, the order of items, and the page taken apart
-// for programs that look into files; the indexes themselves work on the bytes (page.h).
+// A page of an index has up to 50 items in key order and the children between them. Here
+// are its layout in the file, the order of items, and the page as a struct, for programs
+// that look into files; the indexes themselves use the class Page (page.h).
 
 #pragma once
 
@@ -46,9 +46,9 @@ constexpr int PackedLength(int keyLength)
     return (keyLength + 9) * pageItems + 8;
 }
 
-// The places in a page's bytes: a count, three unused bytes and the leftmost child,
+// The layout of a page in the file: a count, three unused bytes and the leftmost child,
 // then the items, each a record number, a child and a key. Items with keys of 150
-// characters take 160 bytes, of which item 50 has only the first 110.
+// characters take 160 bytes each, so only the first 110 bytes of item 50 are kept.
 class PageLayout
 {
 public:
@@ -72,14 +72,14 @@ private:
     int m_keyLength;
 };
 
-// Whether a page's bytes in a file of `pages` records can be a page: not too many
-// items, children within the file and on all sides or none, keys that end.
+// Whether the bytes of a record, in a file of `pages` records, can be a page: not too many
+// items, children inside the file, and on all sides or on none, and keys that end.
 bool CanBePage(const std::uint8_t* bytes, int keyLength, std::uint32_t pages);
 
-// Writes a page as it is in the file: PackedLength bytes, unused ones zero.
+// Writes a page in the form of the file: PackedLength bytes, unused ones zero.
 void PackPage(const IndexPage& page, int keyLength, std::uint8_t* bytes);
 
-// The other way. False, with nothing done, for what cannot be a page.
+// Reads a page from its bytes. False, with the page unchanged, if they cannot be a page.
 bool UnpackPage(const std::uint8_t* bytes, int keyLength, std::uint32_t pages, IndexPage* page);
 
 // The same in place: the page's memory then begins with its bytes in the file.

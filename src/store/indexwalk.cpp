@@ -35,8 +35,8 @@ int Push(IndexFile* index, std::uint32_t number, Page** page)
     return 0;
 }
 
-// The page of the deepest level. A position outside it comes of damage, or of
-// a change that another handle made.
+// Fetches the page of the deepest level. A position outside the page means damage, or a
+// change through another handle.
 int FetchDeepest(IndexFile* index, Page** page)
 {
     const IndexLevel& level = Deepest(index);

@@ -50,8 +50,8 @@ void Page::Write(int item, const IndexItem& from)
     at[8 + m_layout.keyLength()] = 0;
 }
 
-// Other programs leave in unused bytes what was there before. Here they are zero, so that
-// the same changes give the same file.
+// Other programs leave old content in unused bytes. Here they are zero, so that the same
+// changes give the same file.
 void Page::Pack(std::uint8_t* record) const
 {
     const std::size_t length = m_layout.FileLength();

@@ -57,8 +57,7 @@ public:
     }
     IndexItem Item(int item) const;
 
-    // Where an item is, or would be.
-    // Not const, since it prepares the next one.
+    // Not const, since the first search prepares the next one.
     PagePosition Search(const SoughtItem& wanted, int allowDuplicates);
 
     // None of these can fail. A page must have room for what it gets.

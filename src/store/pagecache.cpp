@@ -55,8 +55,8 @@ CachedPage*& Bucket(const IndexFile* owner, std::uint32_t number)
 CachedPage* Lookup(const IndexFile* owner, std::uint32_t number)
 {
     CachedPage* page = Bucket(owner, number);
-    // A search is about to read all of it, and mostly it is in none of the processor's
-    // nearer caches.
+    // A search is about to read it, and usually it is in none of the nearer processor
+    // caches. This is what a page of the usual 35 items needs.
     for (std::size_t at = 0; at < 1024; at += 64)
         __builtin_prefetch(reinterpret_cast<const char*>(page) + at);
     while (page && (page->number != number || page->owner != owner))
@@ -133,9 +133,9 @@ void Drop(CachedPage* page)
     delete page;
 }
 
-// Pages leave memory until there is room for another. The oldest one that was used since
-// it last was the oldest is spared that time, which comes close to the order of last use
-// and leaves a search nothing to do but to set a mark.
+// Pages leave memory until there is room for another. A page that was used since it last
+// was the oldest is spared that time. This comes close to the order of last use, and a
+// search only has to set a mark.
 int MakeRoom()
 {
     while (cache.count >= PAGESTACKSIZE && cache.used + mostOfPage > pageRoom) {
@@ -216,7 +216,7 @@ int tagetpage(IndexFile* index, std::uint32_t number, Page** page)
 int tanewpage(IndexFile* index, std::uint32_t* number, Page** page)
 {
     *page = nullptr;
-    // A chain of free pages that leads to one in use is damage.
+    // A chain of free pages that leads to a page in use is damage.
     const CachedPage* const there = Lookup(index, FirstRec(index->dataFile));
     if (there && !there->ahead)
         return SetError(taDamaged);

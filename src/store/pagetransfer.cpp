@@ -18,7 +18,7 @@ namespace Agent
 namespace
 {
 
-// Neighbours on their way.
+// Neighbours in one transfer.
 std::uint8_t blockBytes[neighboursAtOnce * PackedLength(longestKey)];
 
 // ---- free pages ----
@@ -29,16 +29,18 @@ bool IsPage(const IndexFile* index, const std::uint8_t* bytes)
     return bytes[0] > 0 && CanBePage(bytes, index->keyLength, pages);
 }
 
-// As in a free page whose link looks like a count: it has zeros after that.
+// As in a free page with a link that looks like a count: it has zeros after that.
 bool BeginsWithEqualItems(const Page& page)
 {
     return page.count() > 1 && page.Record(1) == page.Record(2)
         && std::strcmp(page.Key(1), page.Key(2)) == 0;
 }
 
-// Whether a record of the chain of free ones, in tarecbuf, is a page of the tree: it has
-// items, and the way to the first one leads through it. 1, 0, or -1 if that cannot be
-// said.
+// Whether a record from the chain of free ones, in tarecbuf, is a page of the tree. This
+// library clears a page after its link when it frees it, but other programs leave the items
+// there, and the count of a page in use can look like a link. So the path to its first item
+// decides: it leads through the page only if that is in use. 1, 0, or -1 if the path cannot
+// be followed.
 int IsPageInUse(IndexFile* index, std::uint32_t number)
 {
     if (!IsPage(index, tarecbuf))
@@ -58,15 +60,15 @@ int IsPageInUse(IndexFile* index, std::uint32_t number)
 
 // ---- reading ----
 
-// What is read with each change anyway is not read ahead.
+// Not with flushing on, since pages then do not stay in memory for long.
 bool ReadsAhead(const IndexFile* index)
 {
     return index->fetches > fetchesAlone && PolicyOf(index->dataFile) == WritePolicy::AtClose
         && HasPageRoom(index, neighboursAtOnce);
 }
 
-// As GetRec into tarecbuf, and keeps those of the page's neighbours that are pages: they
-// may be free.
+// Like GetRec into tarecbuf, and also keeps those of the page's neighbours that are valid
+// pages; the others may be free.
 int ReadBlock(IndexFile* index, std::uint32_t number)
 {
     DataFile* const file = index->dataFile;
@@ -147,7 +149,10 @@ int WriteMovedRoot(IndexFile* index)
     return -1;
 }
 
-// Between any two writes the file is whole.
+// With flushing on, writes the changes of one operation. They were marked in an order
+// that keeps every item of the file findable between any two writes, and the header is
+// written at the point where the root moved. Other processes see the file in these
+// states, and so does a process after a crash.
 int WriteInOrderOfChange(IndexFile* index)
 {
     ChangedPages pages;
@@ -176,7 +181,7 @@ int WriteNeighbours(CachedPage* const* pages, std::size_t count)
     return 0;
 }
 
-// Without flushing the file is whole once its header is written, after all pages.
+// Without flushing, the file is complete once its header is written, after all pages.
 int WriteInOrderOfFile(IndexFile* index)
 {
     ChangedPages pages;

@@ -1,7 +1,12 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Pages on their way from the file into memory and back.
+// Moves pages between the file and memory.
+//
+// A transfer of one page costs four system calls, so pages that are next to each other in
+// the file are transferred together where that is known to pay. What is read is checked
+// here, once: everything after that may rely on the counts, the children and the ends of
+// keys of a page in memory, but not on the order of its items.
 
 #pragma once
 
@@ -10,15 +15,15 @@
 namespace Agent
 {
 
-// Pages next to each other in the file are read and written together, up to 16 in one
-// transfer. They are read so once an index was asked for 32 pages one by one, as most
-// of them will be wanted then, if all pages of the index have room in memory.
+// Adjacent pages move in one transfer of up to 16. Reading ahead starts after 32 single
+// reads of an index, since most of its pages will be wanted then, and only if all of them
+// have room in memory.
 constexpr std::uint32_t neighboursAtOnce = 16;
 constexpr std::uint32_t fetchesAlone = 32;
 
-// Reads a page that is not in memory. Its neighbours may be there then, as if they had
-// been used longest ago. What cannot be a page is damage; a neighbour that cannot be one
-// is left out.
+// Reads a page that is not in memory. Its neighbours may be put into memory as well, as
+// the least recently used pages. A record that cannot be a page is damage; a neighbour
+// that cannot be one is skipped, since it may be free.
 int ReadPage(IndexFile* index, std::uint32_t number, Page* page);
 
 int WritePage(CachedPage* page);

@@ -3,10 +3,9 @@
 
 // Keys compared eight bytes at a time, and the item that a search of pages looks for.
 //
-// A word has a key's first byte in its lowest byte, on every machine. Arithmetic on all
-// eight bytes at once folds the case of letters, finds the end of a key and the first
-// byte that differs, so that a comparison of usual keys takes a handful of steps and
-// jumps nowhere.
+// The first byte of a key is the lowest byte of its word, on every machine. Arithmetic on
+// all eight bytes at once folds the case of letters, finds the end of a key and the first
+// byte that differs, each in a few steps without a branch.
 
 #pragma once
 
@@ -35,14 +34,14 @@ inline void PutWord(void* bytes, std::uint64_t word)
     std::memcpy(bytes, &word, sizeof word);
 }
 
-// The highest bit of each zero byte, up to the first one at least: above that
-// bits may be set without reason.
+// Sets the highest bit of each zero byte. Only the lowest set bit is reliable: above it
+// other bits may be set as well.
 inline std::uint64_t ZeroBytes(std::uint64_t word)
 {
     return (word - oneInEachByte) & ~word & 0x80 * oneInEachByte;
 }
 
-// With 32 added to the bytes from 'A' to 'Z'.
+// Adds 32 to the bytes from 'A' to 'Z'.
 inline std::uint64_t FoldWord(std::uint64_t word)
 {
     const std::uint64_t low = word & 0x7f * oneInEachByte;
@@ -51,8 +50,8 @@ inline std::uint64_t FoldWord(std::uint64_t word)
     return word + ((fromA & ~aboveZ & ~word & 0x80 * oneInEachByte) >> 2);
 }
 
-// A number that is in the order of the keys that words begin: what follows the end of
-// a key counts for nothing.
+// A number that sorts like the text at the beginning of the word; bytes after the text's
+// end are ignored.
 inline std::uint64_t OrderOfWord(std::uint64_t word)
 {
     if (const std::uint64_t zeros = ZeroBytes(word)) {
@@ -62,20 +61,20 @@ inline std::uint64_t OrderOfWord(std::uint64_t word)
     return __builtin_bswap64(word);
 }
 
-// Sixteen bytes of a key, as numbers in the order of such keys.
+// Sixteen bytes of a key, as two numbers that sort like such keys.
 struct KeyHead {
     std::uint64_t first, second;
 
     KeyHead() = default;
-    // Of the folded words.
+    // Of two folded words.
     KeyHead(std::uint64_t a, std::uint64_t b)
         : first(OrderOfWord(a)), second((first & 0xff) != 0 ? OrderOfWord(b) : 0)
     {
     }
 
-    // Whether the key ends with them.
+    // Whether the key ends within them, so that equal heads mean equal keys.
     bool HasEnd() const { return (second & 0xff) == 0; }
-    // Without a jump.
+    // Without a branch.
     bool operator<(const KeyHead& other) const
     {
         return (first < other.first) | ((first == other.first) & (second < other.second));
@@ -86,8 +85,8 @@ struct KeyHead {
     }
 };
 
-// Where two keys, as words can be read from them, differ for the first time or both
-// end: the number of the byte, and the difference there with letters folded.
+// The first byte where two keys differ, or where both end, and the difference there with
+// letters folded. Both keys must be readable in words.
 struct KeyDifference {
     std::size_t byte;
     int difference;
@@ -98,7 +97,7 @@ inline KeyDifference CompareKeys(const char* folded, const char* key)
     for (std::size_t at = 0;; at += wordSize) {
         const std::uint64_t a = GetWord(folded + at);
         const std::uint64_t b = FoldWord(GetWord(key + at));
-        // The lowest bit that is set is in the byte looked for.
+        // The lowest set bit is in that byte.
         if (const std::uint64_t marks = (a ^ b) | ZeroBytes(a)) {
             const unsigned byte = unsigned(__builtin_ctzll(marks)) / 8;
             return { at + byte, int(a >> 8 * byte & 0xff) - int(b >> 8 * byte & 0xff) };
@@ -106,12 +105,12 @@ inline KeyDifference CompareKeys(const char* folded, const char* key)
     }
 }
 
-// What a search looks for, or a change is about. The letters of its key are folded
-// once, so that each comparison folds the other side only.
+// The item that a search looks for, or that a change adds or removes. The letters of its
+// key are folded once, so that each comparison folds the other side only.
 class SoughtItem
 {
 public:
-    // A key of more than 150 characters is cut.
+    // A key over 150 characters is cut.
     SoughtItem(const char* key, std::uint32_t record) : m_item(MakeItem(key, record))
     {
         std::size_t at = 0;
@@ -122,10 +121,11 @@ public:
 
     const IndexItem& item() const { return m_item; }
     const char* key() const { return m_folded; }
-    // The eight bytes of the folded key from `at` on, zeros after its end.
+    // The eight bytes of the folded key from `at` on, with zeros after its end.
     std::uint64_t WordAt(std::size_t at) const { return GetWord(m_folded + at); }
 
-    // Whether its folded key has these first bytes, of which words can be read.
+    // Whether the folded key begins with these bytes; up to seven bytes after them may be
+    // read.
     bool BeginsWith(const char* bytes, std::size_t count) const
     {
         for (std::size_t at = 0; at < count; at += wordSize) {
@@ -136,14 +136,14 @@ public:
         return true;
     }
 
-    // The bytes up to a limit that another key begins with too, letters folded.
+    // The length of the common prefix of this key and another, up to a limit.
     std::size_t Matched(const char* other, std::size_t limit) const
     {
         return std::min(CompareKeys(m_folded, other).byte, limit);
     }
 
-    // Below 0, 0 or above 0: it comes before an item, is the same, comes after it. Words
-    // can be read from the item's key.
+    // Negative, 0, positive: sorts before the item, equal, after it. The item's key must be
+    // readable in words.
     int Compare(const char* itemKey, std::uint32_t itemRecord, int allowDuplicates) const
     {
         return Order(CompareKeys(m_folded, itemKey).difference, m_item.record, itemRecord,
@@ -151,19 +151,19 @@ public:
     }
 
 private:
-    // After the key, so that a word can be read from any byte of it.
+    // After the key, so that two words can be read from any of its bytes.
     static constexpr std::size_t zeros = 2 * wordSize;
 
     IndexItem m_item;
     char m_folded[longestKey + wordSize + zeros];
 };
 
-// Where an item is in a page, or would be.
+// The position of an item in a page, or where it would be.
 struct PagePosition {
     bool found;
-    int position; // of the item, or of the last one below it (0: there is none)
+    int position; // of the item, or of the last one below it (0: none)
     std::uint32_t record; // of the item, if found
-    std::uint32_t child; // right of the position
+    std::uint32_t child; // to the right of the position
 };
 
 } // namespace Agent

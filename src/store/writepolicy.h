@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// When a file and what is in memory of it are brought together. Flushing, the
-// multi-user mode and held files come to one of three policies.
+// When changes in memory are written to a file, and when the file is read again. Flushing,
+// the multi-user mode and held files each lead to one of three policies.
 
 #pragma once
 
