@@ -63,7 +63,7 @@ bool operator==(const PagePosition& a, const PagePosition& b)
         && (!a.found || a.record == b.record);
 }
 
-// Up to so many different items in order, of an inner page or a leaf.
+// Up to that many different items in order, of an inner page or a leaf.
 Items RandomItems(Random& random, const std::string& begin, int longest, int duplicates, int most,
                   bool inner)
 {
