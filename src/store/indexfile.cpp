@@ -91,7 +91,7 @@ int CloseIndex(IndexFile* index)
         TaCloseIndex(index);
     const std::int32_t error = taerror;
     DropPages(index);
-    GiveMemoryBack();
+    FreePageMemory();
     const int closed = CloseDataFile(file);
     return error != taNoError ? SetError(error) : closed;
 }

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <new>
 #include <numeric>
 
 namespace Agent
@@ -15,7 +14,7 @@ namespace Agent
 
 Page::Page(int keyLength, std::uint32_t leftmost) : m_layout(keyLength), m_leftmost(leftmost)
 {
-    m_items.reset(new (std::nothrow) std::uint8_t[BlockLength()]);
+    m_items = { static_cast<std::uint8_t*>(TakePageMemory(BlockLength())), { BlockLength() } };
     if (m_items)
         std::memset(&m_items[BlockLength() - slack], 0, slack);
     std::iota(m_places, m_places + pageItems, std::uint8_t(0));

@@ -19,6 +19,7 @@
 #pragma once
 
 #include "store/bytes.h"
+#include "store/pagememory.h"
 #include "store/soughtitem.h"
 
 #include <memory>
@@ -95,7 +96,7 @@ private:
     bool m_isClean = true; // no byte after the end of a key is set
     std::uint8_t m_shared = 0; // the length of the common prefix of all keys, letters folded
     std::uint32_t m_leftmost = 0;
-    std::unique_ptr<std::uint8_t[]> m_items;
+    std::unique_ptr<std::uint8_t[], ReturnBlock> m_items{ nullptr, { 0 } };
     char m_beginning[longestBeginning + wordSize]; // the common prefix
     std::uint8_t m_places[pageItems]; // of the items in order, then the free ones
     // Of each item, in order, if the heads are ready: the record number in a leaf, and the

@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <malloc.h>
 #include <memory>
 #include <new>
 #include <utility>
@@ -39,7 +38,6 @@ struct PageCache {
     CachedPage* last = nullptr; // asked for
     int count = 0;
     std::size_t used = 0; // bytes
-    std::size_t peak = 0; // of them, since memory was given back
     std::uint64_t clock = 0; // of changes
 };
 
@@ -111,7 +109,6 @@ CachedPage* Add(IndexFile* owner, std::uint32_t number, Page content)
     owner->firstPage = page;
     ++cache.count;
     cache.used += RoomOf(page);
-    cache.peak = std::max(cache.peak, cache.used);
     return page;
 }
 
@@ -272,15 +269,6 @@ void KeepAhead(IndexFile* index, std::uint32_t number, Page page)
     }
 }
 
-void GiveMemoryBack()
-{
-    constexpr std::size_t worthIt = 1024 * 1024;
-    if (cache.count > 0 || cache.peak < worthIt)
-        return;
-    cache.peak = 0;
-    malloc_trim(0);
-}
-
 void DropPages(IndexFile* index)
 {
     index->fetches = 0;
@@ -305,5 +293,6 @@ void UnInitIndex()
 {
     while (cache.oldest)
         Agent::Drop(cache.oldest);
+    Agent::FreePageMemory();
     cache.buckets.reset();
 }

@@ -13,6 +13,8 @@
 #include "store/indexfile.h"
 #include "store/page.h"
 
+#include <new>
+
 namespace Agent
 {
 
@@ -28,6 +30,12 @@ struct CachedPage : Page {
         : Page(std::move(content)), owner(index), number(pageNumber)
     {
     }
+
+    static void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept
+    {
+        return TakePageMemory(bytes);
+    }
+    static void operator delete(void* page) { ReturnPageMemory(page, sizeof(CachedPage)); }
 
     IndexFile* const owner;
     const std::uint32_t number;
@@ -70,8 +78,6 @@ bool HasPageRoom(const IndexFile* index, std::uint32_t pages);
 
 // Drops an index's pages, including changed ones.
 void DropPages(IndexFile* index);
-// Gives the memory of pages back to the system once none is left.
-void GiveMemoryBack();
 
 // Whether InitIndex was called.
 bool HasPageCache();
