@@ -86,6 +86,10 @@ VANTRELAGENT_EXPORT int AddKey(IndexFile* index, const std::uint32_t* record, ch
 /// counts, and the item's record number is returned.
 VANTRELAGENT_EXPORT int DeleteKey(IndexFile* index, std::uint32_t* record, char* key);
 
+/// The search that FindKey and SearchKey share: moves the cursor to the item equal to the
+/// key (and to record 0 if equal keys are allowed), or, with -1, before the first item above
+/// it. The key is at most keyLength characters long.
+VANTRELAGENT_EXPORT int tafindkey(IndexFile* index, std::uint32_t* record, const char* key);
 /// Finds the item with exactly this key (including letter case if duplicates are
 /// allowed); of several, the one with the lowest record number.
 VANTRELAGENT_EXPORT int FindKey(IndexFile* index, std::uint32_t* record, char* key);

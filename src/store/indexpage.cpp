@@ -82,6 +82,22 @@ bool UnpackPage(const std::uint8_t* bytes, int keyLength, std::uint32_t pages, I
     return true;
 }
 
+IndexItem MakeItem(const char* key, std::uint32_t record)
+{
+    IndexItem item{ record, 0, {} };
+    std::memcpy(item.key, key, strnlen(key, longestKey));
+    return item;
+}
+
+int CompareKeptKeys(const char* a, const char* b)
+{
+    return CompareFolded(a, b, keptKeyBytes);
+}
+
+} // namespace Agent
+
+using namespace Agent;
+
 void tapack(IndexPage* page, int keyLength)
 {
     std::uint8_t bytes[PackedLength(longestKey)];
@@ -101,22 +117,8 @@ void taxkey(char* key, int length)
     key[length] = 0;
 }
 
-IndexItem MakeItem(const char* key, std::uint32_t record)
-{
-    IndexItem item{ record, 0, {} };
-    std::memcpy(item.key, key, strnlen(key, longestKey));
-    return item;
-}
-
 int tacompkeys(const char* a, const char* b, std::uint32_t recordA, std::uint32_t recordB,
                int allowDuplicates)
 {
     return Order(CompareFolded(a, b, SIZE_MAX), recordA, recordB, allowDuplicates);
 }
-
-int CompareKeptKeys(const char* a, const char* b)
-{
-    return CompareFolded(a, b, keptKeyBytes);
-}
-
-} // namespace Agent

@@ -2,43 +2,18 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
 // A page of an index has up to 50 items in key order and the children between them. Here
-// are its layout in the file, the order of items, and the page as a struct, for programs
-// that look into files; the indexes themselves use the class Page (page.h).
+// are its layout in the file, and the parts of the order of items. Programs that look into
+// files use a page as a struct (tapage.h), the indexes themselves the class Page (page.h).
 
 #pragma once
+
+#include "store/tapage.h"
 
 #include <cstddef>
 #include <cstdint>
 
 namespace Agent
 {
-
-constexpr int pageOrder = 25; // minimum items per page, except in the root
-constexpr int pageItems = 2 * pageOrder; // maximum items per page
-constexpr int longestKey = 150;
-
-// 160 bytes.
-struct IndexItem {
-    std::uint32_t record; // of the data file
-    std::uint32_t child; // page of the keys up to the next item; 0 in a leaf
-    char key[152]; // zero-terminated
-};
-
-// 8,168 bytes.
-struct IndexPage {
-    std::uint8_t count; // items in use
-    std::uint8_t unused[3];
-    std::uint32_t leftmost; // page of the keys below item 1; 0 in a leaf
-    IndexItem items[pageItems + 1]; // item 0 is not used
-
-    // The child to the right of item `position`; 0 means the leftmost one.
-    std::uint32_t Child(int position) const
-    {
-        return position == 0 ? leftmost : items[position].child;
-    }
-};
-
-static_assert(sizeof(IndexItem) == 160 && sizeof(IndexPage) == 8168);
 
 // Bytes of a page in the file.
 constexpr int PackedLength(int keyLength)
@@ -82,24 +57,11 @@ void PackPage(const IndexPage& page, int keyLength, std::uint8_t* bytes);
 // Reads a page from its bytes. False, with the page unchanged, if they cannot be a page.
 bool UnpackPage(const std::uint8_t* bytes, int keyLength, std::uint32_t pages, IndexPage* page);
 
-// The same in place: the page's memory then begins with its bytes in the file.
-// taunpack returns whether they can be a page.
-void tapack(IndexPage* page, int keyLength);
-bool taunpack(IndexPage* page, int keyLength);
-
 // The bytes of a key of 150 characters that are always kept in the file.
 constexpr std::size_t keptKeyBytes = 102;
 
-// Cuts a key.
-void taxkey(char* key, int length);
-
 // An item of a leaf; a key of more than 150 characters is cut.
 IndexItem MakeItem(const char* key, std::uint32_t record);
-
-// The order of an index: by key without regard to the case of ASCII letters,
-// then, if equal keys are allowed, by record number. -1, 0 or 1.
-int tacompkeys(const char* a, const char* b, std::uint32_t recordA, std::uint32_t recordB,
-               int allowDuplicates);
 
 // Compares the kept bytes of two keys: negative, 0 or positive.
 int CompareKeptKeys(const char* a, const char* b);
@@ -120,8 +82,3 @@ inline unsigned char FoldCase(char c)
 }
 
 } // namespace Agent
-
-using Agent::tacompkeys;
-using Agent::tapack;
-using Agent::taunpack;
-using Agent::taxkey;

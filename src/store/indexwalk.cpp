@@ -12,8 +12,6 @@ using namespace Agent;
 namespace
 {
 
-enum class Lookup { Found, NotFound, Failed };
-
 IndexLevel& Deepest(IndexFile* index)
 {
     return index->path[index->depth - 1];
@@ -69,22 +67,6 @@ int AtTheEnd(IndexFile* index)
     return -1;
 }
 
-// Leaves the cursor on the item equal to the key (and to record 0 if equal keys are
-// allowed), or before the first item above it.
-Lookup tafindkey(IndexFile* index, std::uint32_t* record, const char* key)
-{
-    WayEnd end;
-    if (Descend(index, SoughtItem(key, 0), &end) != 0)
-        return Lookup::Failed;
-    if (end.at.found) {
-        *record = end.at.record;
-        return Lookup::Found;
-    }
-    while (index->depth > 0 && Deepest(index).position == 0)
-        --index->depth;
-    return Lookup::NotFound;
-}
-
 // Begins every lookup.
 int BeginLookup(IndexFile* index, char* key)
 {
@@ -96,13 +78,31 @@ int BeginLookup(IndexFile* index, char* key)
 
 } // namespace
 
+int tafindkey(IndexFile* index, std::uint32_t* record, const char* key)
+{
+    if (!key)
+        return SetError(taNullHandle);
+    WayEnd end;
+    if (Descend(index, SoughtItem(key, 0), &end) != 0)
+        return -1;
+    SetError(taNoError);
+    if (end.at.found) {
+        *record = end.at.record;
+        return 0;
+    }
+    while (index->depth > 0 && Deepest(index).position == 0)
+        --index->depth;
+    return -1;
+}
+
 int FindKey(IndexFile* index, std::uint32_t* record, char* key)
 {
     if (BeginLookup(index, key) != 0)
         return -1;
-    const Lookup result = tafindkey(index, record, key);
-    if (result != Lookup::NotFound || !index->allowDuplicates)
-        return result == Lookup::Found ? 0 : -1;
+    if (tafindkey(index, record, key) == 0)
+        return 0;
+    if (taerror != taNoError || !index->allowDuplicates)
+        return -1;
     char wanted[longestKey + 1];
     std::strcpy(wanted, key); // which BeginLookup has cut
     return NextKey(index, record, key) == 0 && std::strcmp(wanted, key) == 0 ? 0 : -1;
@@ -112,10 +112,9 @@ int SearchKey(IndexFile* index, std::uint32_t* record, char* key)
 {
     if (BeginLookup(index, key) != 0)
         return -1;
-    const Lookup result = tafindkey(index, record, key);
-    if (result == Lookup::NotFound)
-        return NextKey(index, record, key);
-    return result == Lookup::Found ? 0 : -1;
+    if (tafindkey(index, record, key) == 0)
+        return 0;
+    return taerror == taNoError ? NextKey(index, record, key) : -1;
 }
 
 int FindPrevKey(IndexFile* index, std::uint32_t* record, char* key)

@@ -235,4 +235,30 @@ void Page::Truncate(int count)
     m_heads = Heads::None;
 }
 
+// ---- images ----
+
+void ReadPageImage(const Page* page, IndexPage* image)
+{
+    *image = { std::uint8_t(page->count()), {}, page->Child(0), {} };
+    for (int item = 1; item <= page->count(); ++item)
+        image->items[item] = page->Item(item);
+}
+
+int WritePageImage(Page* page, const IndexPage& image)
+{
+    if (image.count > pageItems)
+        return SetError(taDamaged);
+    for (int item = 1; item <= image.count; ++item)
+        if ((image.items[item].child == 0) != (image.leftmost == 0))
+            return SetError(taDamaged);
+    page->Truncate(0);
+    page->SetLeftmost(image.leftmost);
+    for (int item = 1; item <= image.count; ++item) {
+        IndexItem copy = MakeItem(image.items[item].key, image.items[item].record);
+        copy.child = image.items[item].child;
+        page->Insert(item - 1, copy);
+    }
+    return SetError(taNoError);
+}
+
 } // namespace Agent

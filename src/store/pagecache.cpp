@@ -191,6 +191,54 @@ bool IsInMemory(const IndexFile* index, std::uint32_t number)
     return Lookup(index, number) != nullptr;
 }
 
+void ForgetChanges(Page* page)
+{
+    static_cast<CachedPage*>(page)->dirty = false;
+}
+
+void SetRootPage(IndexFile* index, std::uint32_t number)
+{
+    index->rootPage = number;
+    index->dataFile->headerDirty = 1;
+    index->rootChange = ++cache.clock;
+}
+
+void KeepAhead(IndexFile* index, std::uint32_t number, Page page)
+{
+    if (CachedPage* const kept = Add(index, number, std::move(page))) {
+        kept->ahead = true;
+        LinkOldest(kept);
+    }
+}
+
+void DropPages(IndexFile* index)
+{
+    index->fetches = 0;
+    // Dropping the first page makes the next one the first.
+    while (index->firstPage)
+        Drop(index->firstPage); // NOLINT(clang-analyzer-cplusplus.NewDelete)
+}
+
+} // namespace Agent
+
+using namespace Agent;
+
+int InitIndex()
+{
+    if (!cache.buckets)
+        cache.buckets.reset(static_cast<CachedPage**>(
+            std::calloc(std::size_t(1) << bucketBits, sizeof(CachedPage*))));
+    return SetError(cache.buckets ? taNoError : taNoMemory);
+}
+
+void UnInitIndex()
+{
+    while (cache.oldest)
+        Drop(cache.oldest);
+    FreePageMemory();
+    cache.buckets.reset();
+}
+
 int tagetpage(IndexFile* index, std::uint32_t number, Page** page)
 {
     *page = nullptr;
@@ -240,18 +288,6 @@ void taupdatepage(Page* page)
     changed->changed = ++cache.clock;
 }
 
-void ForgetChanges(Page* page)
-{
-    static_cast<CachedPage*>(page)->dirty = false;
-}
-
-void SetRootPage(IndexFile* index, std::uint32_t number)
-{
-    index->rootPage = number;
-    index->dataFile->headerDirty = 1;
-    index->rootChange = ++cache.clock;
-}
-
 int tareturnpage(Page* page)
 {
     auto* const returned = static_cast<CachedPage*>(page);
@@ -259,40 +295,4 @@ int tareturnpage(Page* page)
     const std::uint32_t number = returned->number;
     Drop(returned);
     return DeleteRec(file, number);
-}
-
-void KeepAhead(IndexFile* index, std::uint32_t number, Page page)
-{
-    if (CachedPage* const kept = Add(index, number, std::move(page))) {
-        kept->ahead = true;
-        LinkOldest(kept);
-    }
-}
-
-void DropPages(IndexFile* index)
-{
-    index->fetches = 0;
-    // Dropping the first page makes the next one the first.
-    while (index->firstPage)
-        Drop(index->firstPage); // NOLINT(clang-analyzer-cplusplus.NewDelete)
-}
-
-} // namespace Agent
-
-using Agent::cache;
-
-int InitIndex()
-{
-    if (!cache.buckets)
-        cache.buckets.reset(static_cast<Agent::CachedPage**>(
-            std::calloc(std::size_t(1) << Agent::bucketBits, sizeof(Agent::CachedPage*))));
-    return SetError(cache.buckets ? taNoError : taNoMemory);
-}
-
-void UnInitIndex()
-{
-    while (cache.oldest)
-        Agent::Drop(cache.oldest);
-    Agent::FreePageMemory();
-    cache.buckets.reset();
 }

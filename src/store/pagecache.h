@@ -6,12 +6,15 @@
 //
 // A pointer to a page stays valid while an operation fetches fewer than PAGESTACKSIZE
 // pages, which is far more than any operation needs: a change fetches all its pages before
-// it modifies the first, and then cannot fail halfway.
+// it modifies the first, and then cannot fail halfway. With flushing on, an operation marks
+// its pages (taupdatepage) in such an order that the file contains every earlier item between
+// any two writes.
 
 #pragma once
 
 #include "store/indexfile.h"
 #include "store/page.h"
+#include "store/tapage.h"
 
 #include <new>
 
@@ -22,7 +25,7 @@ namespace Agent
 constexpr int PAGESTACKSIZE = 512;
 
 // The bytes for pages, with everything that is kept for each.
-constexpr std::size_t standardPageRoom = 64 * 1024 * 1024;
+constexpr std::size_t standardPageRoom = pageRangeBytes;
 void SetPageRoom(std::size_t bytes);
 
 struct CachedPage : Page {
@@ -48,26 +51,11 @@ struct CachedPage : Page {
     CachedPage *previousOfOwner = nullptr, *nextOfOwner = nullptr;
 };
 
-// Returns the page's address; -1 and null if it could not be read, is not a valid page,
-// or the page that had to leave memory could not be written.
-int tagetpage(IndexFile* index, std::uint32_t number, Page** page);
-
-// Makes an empty page with a new number, preferably a freed one.
-int tanewpage(IndexFile* index, std::uint32_t* number, Page** page);
-
-// Marks a page as changed. With flushing on, pages are written in the order of their last
-// such call: operations choose that order so that the file contains every earlier item
-// between any two writes. Without flushing, they are written in the order of the file.
-void taupdatepage(Page* page);
-
-// Undoes that, for a page that no longer belongs to the tree.
+// Undoes taupdatepage, for a page that no longer belongs to the tree.
 void ForgetChanges(Page* page);
 
 // Sets the root, at this point in the order of writes.
 void SetRootPage(IndexFile* index, std::uint32_t number);
-
-// Frees the page's record and its memory.
-int tareturnpage(Page* page);
 
 // Keeps a page that was read ahead, as the least recently used one.
 void KeepAhead(IndexFile* index, std::uint32_t number, Page page);
@@ -83,8 +71,3 @@ void DropPages(IndexFile* index);
 bool HasPageCache();
 
 } // namespace Agent
-
-using Agent::tagetpage;
-using Agent::tanewpage;
-using Agent::tareturnpage;
-using Agent::taupdatepage;

@@ -27,7 +27,6 @@ constexpr bool usesRange = true;
 
 constexpr std::size_t hugePage = 2 * 1024 * 1024;
 constexpr std::size_t ordinaryBytes = hugePage; // a small index should not take a huge page
-constexpr std::size_t rangeBytes = 64 * 1024 * 1024;
 
 // Blocks have whole cache lines.
 constexpr std::size_t unit = 64;
@@ -64,20 +63,20 @@ bool Range::Reserve()
 {
     if (mapped)
         return true;
-    void* const address = mmap(nullptr, rangeBytes + hugePage, PROT_READ | PROT_WRITE,
+    void* const address = mmap(nullptr, pageRangeBytes + hugePage, PROT_READ | PROT_WRITE,
                                MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
     if (address == MAP_FAILED)
         return false;
     mapped = static_cast<std::uint8_t*>(address);
     begin = mapped + (hugePage - std::uintptr_t(mapped) % hugePage) % hugePage;
-    madvise(begin, rangeBytes, MADV_HUGEPAGE);
+    madvise(begin, pageRangeBytes, MADV_HUGEPAGE);
     return true;
 }
 
 void* Range::Take(std::size_t bytes)
 {
     Block*& first = returned.at(bytes / unit);
-    if (!first && (!Reserve() || taken + bytes > rangeBytes))
+    if (!first && (!Reserve() || taken + bytes > pageRangeBytes))
         return nullptr;
     inUse += bytes;
     if (Block* const block = first) {
@@ -102,7 +101,7 @@ void Range::Return(void* block, std::size_t bytes)
 void Range::Release()
 {
     if (mapped)
-        munmap(mapped, rangeBytes + hugePage);
+        munmap(mapped, pageRangeBytes + hugePage);
     *this = Range();
 }
 

@@ -14,6 +14,9 @@
 namespace Agent
 {
 
+// The size of the range, and so the usual room for pages.
+constexpr std::size_t pageRangeBytes = 64 * 1024 * 1024;
+
 // Null if there is no memory.
 void* TakePageMemory(std::size_t bytes) noexcept;
 void ReturnPageMemory(void* block, std::size_t bytes) noexcept;

@@ -155,6 +155,8 @@ private slots:
     void pageIsPackedToItsLength();
     void keysOf150CharactersKeepTheirStride();
     void packingInPlace();
+    void pageInMemoryIsReadAndWrittenByItsImage();
+    void searchForAKeyEndsOnItOrBeforeTheNext();
 
     // ---- adding ----
     void firstKeyMakesARootOfOneItem();
@@ -188,6 +190,9 @@ private slots:
     void chainLeadingToAPageInUseIsReported();
     void pagesOfAChangeStayWithoutRoom();
     void memoryGrowsWithTheIndexAndIsGivenBack();
+    void memoryOfDroppedPagesIsUsedAgain();
+    void pagesOfSeveralSizesShareTheMemory();
+    void indexGrowsWithoutMemoryForTheRange();
 
     // ---- deleting ----
     void deletingReturnsTheRecordWithoutDuplicates();
@@ -366,6 +371,60 @@ void TestIndex::packingInPlace()
         QVERIFY(taunpack(page.get(), keyLength));
         for (int i = 1; i <= 50; ++i)
             QCOMPARE(std::string(page->items[i].key), std::string(before->items[i].key));
+    }
+}
+
+// As a program does that repairs an index.
+void TestIndex::pageInMemoryIsReadAndWrittenByItsImage()
+{
+    Index index = Make();
+    AddAll(index, 1, 60);
+    const auto image = std::make_unique<IndexPage>();
+    Page* page;
+    QCOMPARE(tagetpage(index.get(), index->rootPage, &page), 0);
+    ReadPageImage(page, image.get());
+    QCOMPARE(int(image->count), 1);
+    QCOMPARE(std::string(image->items[1].key), Key(26));
+    QCOMPARE(image->items[1].record, 26u);
+    const std::uint32_t leaf = image->Child(1);
+    QVERIFY(image->leftmost != 0 && leaf != 0 && image->leftmost != leaf);
+
+    image->items[1].child = 0; // a child on one side only
+    QCOMPARE(WritePageImage(page, *image), -1);
+    image->items[1].child = leaf;
+    image->count = 51;
+    QCOMPARE(WritePageImage(page, *image), -1);
+    QCOMPARE(taerror, std::int32_t(taDamaged));
+    QCOMPARE(page->count(), 1);
+
+    QCOMPARE(tagetpage(index.get(), leaf, &page), 0);
+    ReadPageImage(page, image.get());
+    QCOMPARE(int(image->count), 34);
+    image->count = 30;
+    image->items[30] = MakeItem("k99999", 7);
+    std::memset(image->items[30].key + 7, 'x', 100); // which is no part of the key
+    QCOMPARE(WritePageImage(page, *image), 0);
+    taupdatepage(page);
+    index.reset();
+    QVERIFY(!Bytes().contains("xx"));
+    index = Open();
+    QCOMPARE(Call(FindKey, index, "k99999").record, 7u);
+    QCOMPARE(Call(FindKey, index, Key(55)).record, 55u);
+    QCOMPARE(Call(FindKey, index, Key(56)).result, -1);
+}
+
+void TestIndex::searchForAKeyEndsOnItOrBeforeTheNext()
+{
+    const Index index = Make();
+    AddAll(index, 2, 200, 2);
+    std::uint32_t record = 0;
+    QCOMPARE(tafindkey(index.get(), &record, Key(80).c_str()), 0);
+    QCOMPARE(record, 80u);
+    QCOMPARE(Call(NextKey, index).record, 82u);
+    for (int number = 1; number < 200; number += 2) {
+        QCOMPARE(tafindkey(index.get(), &record, Key(number).c_str()), -1);
+        QCOMPARE(taerror, std::int32_t(taNoError));
+        QCOMPARE(Call(NextKey, index).record, std::uint32_t(number) + 1);
     }
 }
 
@@ -827,6 +886,72 @@ void TestIndex::memoryGrowsWithTheIndexAndIsGivenBack()
         QVERIFY(resident() < before + qint64(standardPageRoom));
     }
     QVERIFY(resident() < before + 3 * 1024 * 1024);
+}
+
+// Memory that is new to the process causes a fault for every 4 KiB, unless the system has
+// huge pages.
+void TestIndex::memoryOfDroppedPagesIsUsedAgain()
+{
+#ifdef UNDER_ADDRESS_SANITIZER
+    QSKIP("freed memory is kept");
+#endif
+    const auto faults = [] {
+        rusage usage;
+        return getrusage(RUSAGE_SELF, &usage) == 0 ? usage.ru_minflt : -1;
+    };
+    const Index index = Make(false, 40);
+    AddAll(index, 1, 100000);
+    QCOMPARE(TaCloseIndex(index.get()), 0);
+    const long pages = long(FileLen(index->dataFile));
+    QVERIFY(pages > 3000);
+    const long before = faults();
+    int items = 0;
+    for (Answer item; (item = Call(NextKey, index)).result == 0;)
+        ++items;
+    QCOMPARE(items, 100000);
+    QVERIFY2(faults() - before < pages / 2, qPrintable(QString::number(faults() - before)));
+}
+
+// Some leave memory, and the others take their places.
+void TestIndex::pagesOfSeveralSizesShareTheMemory()
+{
+    constexpr int count = 30000;
+    Index wide = Make(false, 150);
+    const Index narrow(MakeIndex(0, (Path() + "2").c_str(), 9, 1));
+    for (int i = 1; i <= count; ++i) {
+        QCOMPARE(Add(wide, i), 0);
+        QCOMPARE(Add(narrow, Key(i % 100), std::uint32_t(i)), 0);
+        if (i % 7000 == 0)
+            QCOMPARE(TaCloseIndex((i % 2000 == 0 ? wide : narrow).get()), 0);
+        if (i % 3 == 0)
+            QCOMPARE(Delete(wide, i), 0);
+    }
+    Check(wide, count - count / 3);
+    wide.reset();
+    ClearKey(narrow.get());
+    int items = 0;
+    for (Answer item; (item = Call(NextKey, narrow)).result == 0; ++items)
+        QCOMPARE(std::string(item.key), Key(int(item.record) % 100));
+    QCOMPARE(items, count);
+}
+
+void TestIndex::indexGrowsWithoutMemoryForTheRange()
+{
+#ifdef UNDER_ADDRESS_SANITIZER
+    QSKIP("the sanitizer needs its address space");
+#endif
+    QFile status("/proc/self/statm");
+    QVERIFY(status.open(QIODevice::ReadOnly));
+    const auto size
+        = rlim_t(status.readAll().split(' ').value(0).toLongLong()) * rlim_t(sysconf(_SC_PAGESIZE));
+    const Index index = Make(false, 40);
+    rlimit before;
+    QCOMPARE(getrlimit(RLIMIT_AS, &before), 0);
+    const rlimit little{ size + (40 << 20), before.rlim_max };
+    QCOMPARE(setrlimit(RLIMIT_AS, &little), 0);
+    AddAll(index, 1, 40000);
+    setrlimit(RLIMIT_AS, &before);
+    Check(index, 40000);
 }
 
 // What an operation needs is never taken from it.
