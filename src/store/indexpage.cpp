@@ -11,6 +11,8 @@
 namespace Agent
 {
 
+static_assert(sizeof(IndexItem) == 160 && sizeof(IndexPage) == 8168);
+
 namespace
 {
 

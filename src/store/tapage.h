@@ -44,8 +44,6 @@ struct IndexPage {
     }
 };
 
-static_assert(sizeof(IndexItem) == 160 && sizeof(IndexPage) == 8168);
-
 /// Copies a page in memory.
 VANTRELAGENT_EXPORT void ReadPageImage(const Page* page, IndexPage* image);
 /// Gives a page in memory another content, for taupdatepage to mark. -1, with the page
