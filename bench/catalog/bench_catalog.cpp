@@ -12,7 +12,7 @@
 #include "bench/catalog/sqlitecatalog.h"
 #include "db/ccatalogfile.h"
 #include "store/indexfile.h"
-#include "tests/db/switchedfiles.h"
+#include "tests/db/onfiles.h"
 #include "tests/store/storeshims.h"
 
 #include <QTemporaryDir>

@@ -20,9 +20,6 @@ namespace
 class CountingFiles : public StoreFiles
 {
 public:
-    CountingFiles() { SetStoreFiles(this); }
-    ~CountingFiles() override { SetStoreFiles(nullptr); }
-
     int Open(const char* path, int flags, mode_t mode) override
     {
         ++m_counts[opens];
@@ -85,9 +82,6 @@ struct Cycle {
 class RecordingFiles : public StoreFiles
 {
 public:
-    RecordingFiles() { SetStoreFiles(this); }
-    ~RecordingFiles() override { SetStoreFiles(nullptr); }
-
     int Open(const char* path, int flags, mode_t mode) override
     {
         auto file = std::find(m_paths.begin(), m_paths.end(), path);
@@ -158,17 +152,23 @@ void Repeat(const std::vector<Cycle>& cycles, const std::vector<std::string>& pa
     }
 }
 
+Maker OursOn(StoreFiles& files)
+{
+    return [&files](const std::string& folder) { return MakeOursOn(folder, files); };
+}
+
 } // namespace
 
 Result MeasureOurs(const std::string& folder, const Workload& workload)
 {
     CountingFiles files;
     Result result;
-    result.fileBytes = RunPhases(MakeOurs, folder, workload, [&](Phase phase, const auto& work) {
-        files.Take();
-        result.seconds[phase] = TimedPhase(work);
-        result.calls[phase] = files.Take();
-    });
+    result.fileBytes
+        = RunPhases(OursOn(files), folder, workload, [&](Phase phase, const auto& work) {
+              files.Take();
+              result.seconds[phase] = TimedPhase(work);
+              result.calls[phase] = files.Take();
+          });
     return result;
 }
 
@@ -182,7 +182,7 @@ Result MeasureCalls(const std::string& folder, const Workload& workload)
     std::vector<std::string> paths;
     {
         RecordingFiles files;
-        RunPhases(MakeOurs, folder, workload, [&](Phase phase, const auto& work) {
+        RunPhases(OursOn(files), folder, workload, [&](Phase phase, const auto& work) {
             steps.push_back({ phases, files.Take() });
             work();
             steps.push_back({ phase, files.Take() });

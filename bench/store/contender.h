@@ -12,6 +12,11 @@
 #include <memory>
 #include <string>
 
+namespace Agent
+{
+class StoreFiles;
+} // namespace Agent
+
 class Contender
 {
 public:
@@ -41,6 +46,8 @@ using ContenderPtr = std::unique_ptr<Contender>;
 
 // Each makes an empty store in a folder. Each is defined in the file of its store.
 ContenderPtr MakeOurs(const std::string& folder);
+// In a file system, which must outlive it.
+ContenderPtr MakeOursOn(const std::string& folder, Agent::StoreFiles& files);
 // With its files open all the time.
 ContenderPtr MakeOursHeld(const std::string& folder);
 // With the cheapest settings: one transaction per phase, or one per change.

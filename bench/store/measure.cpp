@@ -124,7 +124,7 @@ double Workload::Operations(int phase) const
     return double(phase == DeleteHalf || phase == InsertAgain ? (count + 1) / 2 : count);
 }
 
-double RunPhases(Factory make, const std::string& folder, const Workload& workload,
+double RunPhases(const Maker& make, const std::string& folder, const Workload& workload,
                  const PhaseRunner& run)
 {
     const auto runPhase = [&](Phase phase, const std::function<void()>& work) {

@@ -53,10 +53,11 @@ struct Workload {
 using PhaseRunner = std::function<void(Phase phase, const std::function<void()>& work)>;
 
 using Factory = ContenderPtr (*)(const std::string& folder);
+using Maker = std::function<ContenderPtr(const std::string& folder)>;
 
 // Runs all phases of a contender, and leaves the folder empty. Returns the size of the
 // store's files after InsertRandom.
-double RunPhases(Factory make, const std::string& folder, const Workload& workload,
+double RunPhases(const Maker& make, const std::string& folder, const Workload& workload,
                  const PhaseRunner& run);
 
 // The kinds of counted system calls.

@@ -23,7 +23,7 @@ namespace
 class Ours : public Contender
 {
 public:
-    explicit Ours(const std::string& folder, StoreFiles* files = nullptr)
+    explicit Ours(const std::string& folder, StoreFiles* files)
     {
         Require(InitIndex() == 0, "InitIndex");
         m_data = MakeOwnDataFile(files, (folder + "/products.fil").c_str(), recordLength);
@@ -106,7 +106,8 @@ private:
 // new catalog, which no other process knows yet.
 struct HeldFolder {
     explicit HeldFolder(const std::string& folder)
-        : descriptor(open(folder.c_str(), O_RDONLY | O_DIRECTORY)), files(storeFiles(), descriptor)
+        : descriptor(open(folder.c_str(), O_RDONLY | O_DIRECTORY)),
+          files(MachineFiles(), descriptor)
     {
     }
     ~HeldFolder()
@@ -134,9 +135,14 @@ public:
 
 } // namespace
 
+ContenderPtr MakeOursOn(const std::string& folder, StoreFiles& files)
+{
+    return std::make_unique<Ours>(folder, &files);
+}
+
 ContenderPtr MakeOurs(const std::string& folder)
 {
-    return std::make_unique<Ours>(folder);
+    return MakeOursOn(folder, MachineFiles());
 }
 
 ContenderPtr MakeOursHeld(const std::string& folder)

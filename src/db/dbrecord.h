@@ -51,7 +51,7 @@ class RecordReader
 {
 public:
     // `folder` ends with a slash. `texts`: those that get a terminating zero if they have
-    // none in the file. The file system must outlive the object; null: the one in use.
+    // none in the file. The file system must outlive the object; null: the machine's.
     RecordReader(const std::string& folder, const DbLayout& layout, std::vector<TextField> texts,
                  StoreFiles* files = nullptr);
 

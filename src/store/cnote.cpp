@@ -139,7 +139,7 @@ bool CNote::Open(const char* name)
     Close();
     if (!SetPaths(name) || !OpenStoreFile(m_heapPath, O_RDWR | O_CREAT, 0777, m_files))
         return false;
-    if (!(m_files ? *m_files : storeFiles()).Exists(m_indexPath))
+    if (!(m_files ? *m_files : MachineFiles()).Exists(m_indexPath))
         MakeFreeSpace();
     else if (IsHalfMade(m_files, m_indexPath))
         return Reindex();

@@ -31,7 +31,7 @@ class VANTRELAGENT_EXPORT CNote
 public:
     CNote();
     /// With a file system of its own, which must outlive the object; internal to the
-    /// library. Null: the one in use.
+    /// library. Null: the machine's.
     explicit CNote(Agent::StoreFiles* files);
     ~CNote();
     CNote(const CNote&) = delete;

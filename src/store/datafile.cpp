@@ -246,7 +246,7 @@ DataFile* Agent::OpenOwnDataFile(StoreFiles* files, const char* path, std::int16
 
 bool DoesFileExist(std::int32_t, const char* path)
 {
-    return path && storeFiles().Exists(path);
+    return path && MachineFiles().Exists(path);
 }
 
 int CloseDataFile(DataFile* file)
@@ -472,7 +472,7 @@ std::time_t GetLastWriteTime(DataFile* file)
 std::int64_t GetFileSize(std::int32_t descriptor, void*)
 {
     struct stat status;
-    return storeFiles().Status(descriptor, &status) == 0 ? std::int64_t(status.st_size) : -1;
+    return MachineFiles().Status(descriptor, &status) == 0 ? std::int64_t(status.st_size) : -1;
 }
 
 int SetError(std::int32_t code)

@@ -84,7 +84,7 @@ struct DataFile {
     std::uint8_t flushing; ///< each change begins and ends at the file
     std::uint16_t openCount; ///< references to the handle
     std::int32_t recordLength; ///< bytes, 31 to maxRecordLength
-    Agent::StoreFiles* files; ///< its own file system; null: the one in use
+    Agent::StoreFiles* files; ///< its own file system; null: the machine's
 };
 
 /// Makes an empty file, replacing an existing one. Null on failure. The caller owns the

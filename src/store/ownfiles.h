@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
 // Data files and indexes on a file system of their own, which their handles use as long
-// as they are open. Null means the one in use (SetStoreFiles). Otherwise each function is
+// as they are open. Null means the machine's. Otherwise each function is
 // that of the public headers without "Own".
 
 #pragma once

@@ -20,7 +20,7 @@ class RecordBlocks
 {
 public:
     // A record is never shorter than a header. A path that is not a regular file
-    // has no records. The file system must outlive the object; null: the one in use.
+    // has no records. The file system must outlive the object; null: the machine's.
     RecordBlocks(const std::string& path, int recordLength, StoreFiles* files = nullptr);
 
     // Whether it is a regular file that can be read.

@@ -5,7 +5,7 @@
 /// Checks whether the files of the store are sound. The checks read the files directly,
 /// page by page and block by block, without the page cache, and change nothing. The files
 /// must not be written at the same time. Those that take a file system read the file in
-/// that one (null: the one in use).
+/// that one (null: the machine's).
 
 #pragma once
 

@@ -14,7 +14,6 @@ namespace
 {
 
 StoreFiles machine;
-StoreFiles* inUse = &machine;
 
 } // namespace
 
@@ -93,25 +92,13 @@ StoreFiles& MachineFiles()
     return machine;
 }
 
-StoreFiles& storeFiles()
-{
-    return *inUse;
-}
-
-StoreFiles* SetStoreFiles(StoreFiles* files)
-{
-    StoreFiles* const before = inUse;
-    inUse = files ? files : &machine;
-    return before;
-}
-
 OpenStoreFile::OpenStoreFile(const char* path, StoreFiles* files)
     : OpenStoreFile(path, O_RDWR, 0, files)
 {
 }
 
 OpenStoreFile::OpenStoreFile(const char* path, int flags, mode_t mode, StoreFiles* files)
-    : m_files(files ? *files : storeFiles()), m_descriptor(m_files.Open(path, flags, mode))
+    : m_files(files ? *files : MachineFiles()), m_descriptor(m_files.Open(path, flags, mode))
 {
 }
 

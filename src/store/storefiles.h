@@ -41,20 +41,13 @@ public:
 /// The machine's own file system: the default of everything that takes one.
 StoreFiles& MachineFiles();
 
-/// The file system in use for handles without one of their own. The store does not own
-/// it.
-StoreFiles& storeFiles();
-
-/// Sets the file system in use (null: the machine's own). Returns the previous one.
-StoreFiles* SetStoreFiles(StoreFiles* files);
-
 /// A file that is open during a scope: no path through the store leaves a descriptor
 /// behind.
 class OpenStoreFile
 {
 public:
     /// Opens the file for reading and writing, or with the flags and mode of open(2),
-    /// in a file system of its own or (null) the one in use.
+    /// in a file system or (null) the machine's own.
     /// @{
     explicit OpenStoreFile(const char* path, StoreFiles* files = nullptr);
     OpenStoreFile(const char* path, int flags, mode_t mode, StoreFiles* files = nullptr);

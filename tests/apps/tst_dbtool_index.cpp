@@ -6,7 +6,7 @@
 #include "store/indexpage.h"
 #include "store/ownfiles.h"
 #include "tests/apps/dbtooltest.h"
-#include "tests/db/switchedfiles.h"
+#include "tests/store/switchedfiles.h"
 
 #include <cstring>
 #include <map>

@@ -11,7 +11,7 @@
 #include "db/dbcheck.h"
 #include "db/dbshared.h"
 #include "tests/common/datafolder.h"
-#include "tests/db/switchedfiles.h"
+#include "tests/db/onfiles.h"
 #include "tests/store/storeshims.h"
 
 #include <QDomDocument>

@@ -6,7 +6,7 @@
 
 #pragma once
 
-#include "tests/db/switchedfiles.h"
+#include "tests/db/onfiles.h"
 #include "tests/store/storescenarios.h"
 #include "tests/store/storeshims.h"
 

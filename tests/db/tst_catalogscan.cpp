@@ -7,9 +7,10 @@
 #include "db/catalogscan.h"
 #include "db/ccatalogfile.h"
 #include "db/cdependency.h"
+#include "db/dboptions.h"
 #include "tests/db/dbtest.h"
-#include "tests/db/switchedfiles.h"
 #include "tests/store/storeshims.h"
+#include "tests/store/switchedfiles.h"
 
 #include <QtTest>
 #include <cstring>

@@ -8,7 +8,7 @@
 #include "store/cnote.h"
 #include "store/indexpage.h"
 #include "tests/db/dbtest.h"
-#include "tests/db/switchedfiles.h"
+#include "tests/db/onfiles.h"
 #include "tests/store/storeshims.h"
 
 #include <QtTest>

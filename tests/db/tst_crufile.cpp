@@ -10,7 +10,7 @@
 #include "db/listlock.h"
 #include "store/indexpage.h"
 #include "tests/db/dbtest.h"
-#include "tests/db/switchedfiles.h"
+#include "tests/db/onfiles.h"
 #include "tests/store/storeshims.h"
 
 #include <QLoggingCategory>

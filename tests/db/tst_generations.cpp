@@ -6,8 +6,8 @@
 
 #include "db/generations.h"
 #include "tests/common/plainuser.h"
-#include "tests/db/switchedfiles.h"
 #include "tests/store/storeshims.h"
+#include "tests/store/switchedfiles.h"
 
 #include <QDir>
 #include <QTemporaryDir>

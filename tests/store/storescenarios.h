@@ -9,7 +9,9 @@
 
 #include "store/cnote.h"
 #include "store/indexfile.h"
+#include "store/ownfiles.h"
 #include "store/storecheck.h"
+#include "tests/store/storeshims.h"
 #include "tests/store/storetest.h"
 
 #include <QtTest>
@@ -138,7 +140,7 @@ public:
 
     void Prepare() override
     {
-        m_file = MakeDataFile(0, m_path.c_str(), length);
+        m_file = MakeOwnDataFile(&testFiles, m_path.c_str(), length);
         for (int i = 0; i < 12; ++i)
             Add();
         for (const std::uint32_t number : { 3, 11, 7 })
@@ -178,7 +180,7 @@ public:
 
     void Verify() override
     {
-        m_file = OpenDataFile(0, m_path.c_str(), length);
+        m_file = OpenOwnDataFile(&testFiles, m_path.c_str(), length);
         QVERIFY(m_file);
         std::uint8_t record[length];
         for (const auto& [number, content] : m_ledger.Stored()) {
@@ -210,7 +212,7 @@ private:
 
     bool Open()
     {
-        m_file = OpenTwice([this] { return OpenDataFile(0, m_path.c_str(), length); });
+        m_file = OpenTwice([this] { return OpenOwnDataFile(&testFiles, m_path.c_str(), length); });
         if (m_file && m_flushing)
             ToggleFlushing(m_file, 1, 0);
         return m_file != nullptr;
@@ -277,7 +279,7 @@ public:
     // levels. Then one of its leaves is filled.
     void Prepare() override
     {
-        m_index = MakeIndex(0, m_path.c_str(), keyLength, 0);
+        m_index = MakeOwnIndex(&testFiles, m_path.c_str(), keyLength, 0);
         for (std::uint32_t i = 1; i <= 1351; ++i)
             Add(10 * i);
         for (std::uint32_t i = 0; i < 25; ++i)
@@ -324,7 +326,7 @@ public:
         std::vector<IndexEntry> entries;
         const Findings findings = CheckIndex(m_path, keyLength, false, &entries);
         const auto stored = m_ledger.Stored();
-        m_index = OpenIndex(0, m_path.c_str(), keyLength, 0);
+        m_index = OpenOwnIndex(&testFiles, m_path.c_str(), keyLength, 0);
         QVERIFY(m_index);
         for (const auto& [number, content] : stored) {
             std::uint32_t record = 0;
@@ -368,7 +370,8 @@ protected:
 
     bool Open()
     {
-        m_index = OpenTwice([this] { return OpenIndex(0, m_path.c_str(), keyLength, 0); });
+        m_index
+            = OpenTwice([this] { return OpenOwnIndex(&testFiles, m_path.c_str(), keyLength, 0); });
         if (m_index && m_flushing)
             ToggleFlushing(m_index, 1, 1);
         m_errors = 0;
@@ -477,7 +480,7 @@ public:
 
     void Prepare() override
     {
-        CNote notes;
+        CNote notes(&testFiles);
         QVERIFY(notes.Create(m_path.c_str()));
         m_notes = &notes;
         for (const int length : { 100, 30, 400, 20, 50, 70000, 60, 300, 200, 40 })
@@ -488,7 +491,7 @@ public:
 
     void Run() override
     {
-        CNote notes;
+        CNote notes(&testFiles);
         m_notes = &notes;
         if (!OpenTwice([this] { return m_notes->Open(m_path.c_str()); }))
             return;
@@ -511,7 +514,7 @@ public:
 
     void RunLater() override
     {
-        CNote notes;
+        CNote notes(&testFiles);
         m_notes = &notes;
         QVERIFY(notes.Open(m_path.c_str()));
         notes.Reindex();
@@ -525,7 +528,7 @@ public:
     void Verify() override
     {
         const Findings findings = Check();
-        CNote notes;
+        CNote notes(&testFiles);
         QVERIFY(notes.Open(m_path.c_str()));
         for (const auto& [offset, content] : m_ledger.Stored()) {
             const std::unique_ptr<char, decltype(&std::free)> text(

@@ -7,6 +7,7 @@
 #pragma once
 
 #include "store/storefiles.h"
+#include "tests/store/switchedfiles.h"
 
 #include <QtGlobal>
 
@@ -17,20 +18,17 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-using Agent::SetStoreFiles;
-using Agent::StoreFiles;
+// What the files of the store's tests are opened with.
+inline SwitchedFiles testFiles;
 
-// Makes the store use a file system during a scope.
+// Makes that forward to a file system during a scope.
 class UsedStoreFiles
 {
 public:
-    explicit UsedStoreFiles(StoreFiles* files) : m_before(SetStoreFiles(files)) { }
-    ~UsedStoreFiles() { SetStoreFiles(m_before); }
-    UsedStoreFiles(const UsedStoreFiles&) = delete;
-    UsedStoreFiles& operator=(const UsedStoreFiles&) = delete;
+    explicit UsedStoreFiles(StoreFiles* files) : m_used(testFiles, *files) { }
 
 private:
-    StoreFiles* const m_before;
+    const SwitchedTo m_used;
 };
 
 // Does not wait for the disk: only a power failure could show the difference, and tests
@@ -301,11 +299,11 @@ inline bool KilledAt(int k, const std::function<void(StoreFiles& files)>& work)
     return killed;
 }
 
-// The same for work with the file system in use.
+// The same for work with the tests' files.
 inline bool KilledAt(int k, const std::function<void()>& work)
 {
     return KilledAt(k, [&work](StoreFiles& files) {
-        SetStoreFiles(&files);
+        testFiles.switchTo(files);
         work();
     });
 }

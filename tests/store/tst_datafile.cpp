@@ -7,6 +7,7 @@
 #include "store/bytes.h"
 #include "store/datafile.h"
 #include "store/indexfile.h"
+#include "store/ownfiles.h"
 #include "store/storecheck.h"
 #include "tests/store/storeshims.h"
 #include "tests/store/storetest.h"
@@ -149,11 +150,11 @@ private:
     }
     File Make(std::int16_t recordLength = length) const
     {
-        return File(MakeDataFile(0, Path().c_str(), recordLength));
+        return File(MakeOwnDataFile(&testFiles, Path().c_str(), recordLength));
     }
     File Open(std::int16_t recordLength = length) const
     {
-        return File(OpenDataFile(0, Path().c_str(), recordLength));
+        return File(OpenOwnDataFile(&testFiles, Path().c_str(), recordLength));
     }
     QByteArray Bytes() const
     {
@@ -744,8 +745,10 @@ void TestDataFile::error0IsSetByEveryEntryPoint()
         [&] { TaCloseFile(file.get()); },
         [&] { GetLastWriteTime(file.get()); },
         [&] { Open(); },
-        [&] { QVERIFY(MakeDataFile(0, Path("other").c_str(), length)->openCount == 1); },
-        [&] { CloseDataFile(OpenDataFile(0, Path("other").c_str(), length)); },
+        [&] {
+            QVERIFY(MakeOwnDataFile(&testFiles, Path("other").c_str(), length)->openCount == 1);
+        },
+        [&] { CloseDataFile(OpenOwnDataFile(&testFiles, Path("other").c_str(), length)); },
     };
     for (std::size_t i = 0; i < calls.size(); ++i) {
         SetError(taNullHandle);
@@ -806,7 +809,7 @@ void TestDataFile::error3WhereAWriteFailsOrIsShort()
         const UsedStoreFiles used(&files);
         QCOMPARE(PutRec(file.get(), 1, Record('a').constData()), -1);
         QCOMPARE(taerror, 3);
-        QVERIFY(!MakeDataFile(0, Path("new").c_str(), length));
+        QVERIFY(!MakeOwnDataFile(&testFiles, Path("new").c_str(), length));
         QCOMPARE(taerror, 3);
     }
 }
@@ -876,19 +879,19 @@ void TestDataFile::error6WhereMemoryIsOut()
     QCOMPARE(whenMaking, 6);
     QCOMPARE(taerror, 6);
     // Before the page cache is created, there is no memory for an index.
-    QVERIFY(!MakeIndex(0, Path().c_str(), 10, 0));
+    QVERIFY(!MakeOwnIndex(&testFiles, Path().c_str(), 10, 0));
     QCOMPARE(taerror, 6);
-    QVERIFY(!OpenIndex(0, Path().c_str(), 10, 0));
+    QVERIFY(!OpenOwnIndex(&testFiles, Path().c_str(), 10, 0));
     QCOMPARE(taerror, 6);
 }
 
 void TestDataFile::error7WhereAFileIsNotCreated()
 {
-    QVERIFY(!MakeDataFile(0, Path("no/such/folder").c_str(), length));
+    QVERIFY(!MakeOwnDataFile(&testFiles, Path("no/such/folder").c_str(), length));
     QCOMPARE(taerror, 7);
-    QVERIFY(!MakeDataFile(0, m_folder->path().toUtf8().constData(), length));
+    QVERIFY(!MakeOwnDataFile(&testFiles, m_folder->path().toUtf8().constData(), length));
     QCOMPARE(taerror, 7);
-    QVERIFY(!MakeDataFile(0, std::string(PATH_MAX, 'x').c_str(), length));
+    QVERIFY(!MakeOwnDataFile(&testFiles, std::string(PATH_MAX, 'x').c_str(), length));
     QCOMPARE(taerror, 7);
 }
 
@@ -896,11 +899,11 @@ void TestDataFile::error8WhereAFileIsNotOpened()
 {
     QVERIFY(!Open());
     QCOMPARE(taerror, 8);
-    QVERIFY(!OpenDataFile(0, m_folder->path().toUtf8().constData(), length));
+    QVERIFY(!OpenOwnDataFile(&testFiles, m_folder->path().toUtf8().constData(), length));
     QCOMPARE(taerror, 8);
-    QVERIFY(!OpenDataFile(0, "/dev/zero", length));
+    QVERIFY(!OpenOwnDataFile(&testFiles, "/dev/zero", length));
     QCOMPARE(taerror, 8);
-    QVERIFY(!OpenDataFile(0, std::string(PATH_MAX, 'x').c_str(), length));
+    QVERIFY(!OpenOwnDataFile(&testFiles, std::string(PATH_MAX, 'x').c_str(), length));
     QCOMPARE(taerror, 8);
 }
 

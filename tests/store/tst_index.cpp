@@ -6,6 +6,7 @@
 
 #include "store/bytes.h"
 #include "store/indexfile.h"
+#include "store/ownfiles.h"
 #include "store/pagecache.h"
 #include "store/pagetransfer.h"
 #include "tests/store/storeshims.h"
@@ -231,11 +232,11 @@ private:
     std::string Path() const { return m_folder->filePath("index").toStdString(); }
     Index Make(bool duplicates = false, int keyLength = 12) const
     {
-        return Index(MakeIndex(0, Path().c_str(), std::int16_t(keyLength), duplicates));
+        return Index(MakeOwnIndex(&testFiles, Path().c_str(), std::int16_t(keyLength), duplicates));
     }
     Index Open(bool duplicates = false, int keyLength = 12) const
     {
-        return Index(OpenIndex(0, Path().c_str(), std::int16_t(keyLength), duplicates));
+        return Index(OpenOwnIndex(&testFiles, Path().c_str(), std::int16_t(keyLength), duplicates));
     }
     QByteArray Bytes() const
     {
@@ -815,9 +816,9 @@ void TestIndex::nullKeysAreRefused()
 
 void TestIndex::nullPathsAreRefused()
 {
-    QVERIFY(!MakeIndex(0, nullptr, 12, 0));
+    QVERIFY(!MakeOwnIndex(&testFiles, nullptr, 12, 0));
     QCOMPARE(taerror, int(taNotCreated));
-    QVERIFY(!OpenIndex(0, nullptr, 12, 0));
+    QVERIFY(!OpenOwnIndex(&testFiles, nullptr, 12, 0));
     QCOMPARE(taerror, int(taNotOpened));
     QVERIFY(!DoesFileExist(0, nullptr));
 }
@@ -917,7 +918,7 @@ void TestIndex::pagesOfSeveralSizesShareTheMemory()
 {
     constexpr int count = 30000;
     Index wide = Make(false, 150);
-    const Index narrow(MakeIndex(0, (Path() + "2").c_str(), 9, 1));
+    const Index narrow(MakeOwnIndex(&testFiles, (Path() + "2").c_str(), 9, 1));
     for (int i = 1; i <= count; ++i) {
         QCOMPARE(Add(wide, i), 0);
         QCOMPARE(Add(narrow, Key(i % 100), std::uint32_t(i)), 0);

@@ -7,6 +7,7 @@
 #include "store/bytes.h"
 #include "store/cnote.h"
 #include "store/notesheap.h"
+#include "store/ownfiles.h"
 #include "tests/store/storeshims.h"
 #include "tests/store/storetest.h"
 
@@ -52,7 +53,7 @@ private slots:
     {
         m_folder = std::make_unique<QTemporaryDir>();
         m_descriptors = OpenDescriptors();
-        m_notes = std::make_unique<CNote>();
+        m_notes = std::make_unique<CNote>(&testFiles);
         QVERIFY(m_notes->Create(Name().c_str()));
     }
     void cleanup()
@@ -279,7 +280,7 @@ void TestNotes::closedStoreRefusesChanges()
     m_notes->Close();
     QCOMPARE(Save("two"), -1);
     QCOMPARE(m_notes->DeleteNote(0), -1);
-    CNote never;
+    CNote never(&testFiles);
     QVERIFY(!never.ReadNote(0));
     QCOMPARE(never.NoteLength(0), 0);
     QCOMPARE(never.SaveNote("a", 1), -1);
@@ -417,7 +418,7 @@ void TestNotes::piecesAreOfAtMost32000Bytes()
 
 void TestNotes::otherHandleSeesTheNoteAtOnce()
 {
-    CNote other;
+    CNote other(&testFiles);
     QVERIFY(other.Open(Name().c_str()));
     QCOMPARE(Save(20), 0);
     QCOMPARE(Save(20), 28);

@@ -5,6 +5,7 @@
 // changes the number of transfers.
 
 #include "store/indexfile.h"
+#include "store/ownfiles.h"
 #include "store/pagecache.h"
 #include "store/pagetransfer.h"
 #include "store/storecheck.h"
@@ -76,7 +77,7 @@ private slots:
     void init()
     {
         m_folder = std::make_unique<QTemporaryDir>();
-        TestIndexFile index(MakeIndex(0, Path().c_str(), keyLength, 0));
+        TestIndexFile index(MakeOwnIndex(&testFiles, Path().c_str(), keyLength, 0));
         for (int i = 2; i <= last; i += 2)
             QCOMPARE(index.Add(i), 0);
         QVERIFY(FileLen(index.get()->dataFile) > 6 * neighboursAtOnce);
@@ -96,7 +97,7 @@ private slots:
 
 private:
     std::string Path() const { return m_folder->filePath("index").toStdString(); }
-    IndexFile* Open() const { return OpenIndex(0, Path().c_str(), keyLength, 0); }
+    IndexFile* Open() const { return OpenOwnIndex(&testFiles, Path().c_str(), keyLength, 0); }
 
     std::unique_ptr<QTemporaryDir> m_folder;
 };

@@ -25,9 +25,6 @@ constexpr int length = 100;
 class CountedFiles : public StoreFiles
 {
 public:
-    CountedFiles() { SetStoreFiles(this); }
-    ~CountedFiles() override { SetStoreFiles(nullptr); }
-
     off_t Seek(int descriptor, off_t position) override
     {
         m_at = position;
@@ -82,7 +79,7 @@ private slots:
     void aRowOfRecordsTakesFewReads()
     {
         CountedFiles files;
-        RecordBlocks records(m_path, length);
+        RecordBlocks records(m_path, length, &files);
         QCOMPARE(records.count(), 50000);
         QCOMPARE(records.fileSize(), 5000004);
         for (int i = 0; i < 50000; ++i)
@@ -104,7 +101,7 @@ private slots:
             QCOMPARE(DeleteRec(file, number * 20011), 0);
         QCOMPARE(CloseDataFile(file), 0);
         CountedFiles files;
-        QCOMPARE(CheckDataFile(path, small), Findings());
+        QCOMPARE(CheckDataFile(path, small, &files), Findings());
         // 31 megabytes, and each deleted record once more, along their chain.
         QVERIFY2(files.reads < 100, qPrintable(QString::number(files.reads)));
     }
@@ -123,7 +120,7 @@ private slots:
         UnInitIndex();
         std::vector<IndexEntry> entries;
         CountedFiles files;
-        QCOMPARE(CheckIndex(path, 10, false, &entries), Findings());
+        QCOMPARE(CheckIndex(path, 10, false, &entries, &files), Findings());
         QCOMPARE(entries.size(), std::size_t(100000));
         // 4 megabytes; an inner page is read alone.
         QVERIFY2(files.reads < 400, qPrintable(QString::number(files.reads)));
@@ -132,7 +129,7 @@ private slots:
     void aJumpReadsOneRecordAndKeepsTheBlock()
     {
         CountedFiles files;
-        RecordBlocks records(m_path, length);
+        RecordBlocks records(m_path, length, &files);
         QVERIFY(IsRecord(records.Read(1), 1));
         for (int i = 2; i < 100; ++i) {
             QVERIFY(IsRecord(records.Read(i), i));
@@ -145,7 +142,7 @@ private slots:
     {
         CountedFiles files;
         files.bad = 777 * length + 5;
-        RecordBlocks records(m_path, length);
+        RecordBlocks records(m_path, length, &files);
         for (int i = 1; i < 50000; ++i)
             QCOMPARE(IsRecord(records.Read(i), i), i != 777);
     }
@@ -165,7 +162,7 @@ private slots:
     void theCheckOfADataFileReadsBlocks()
     {
         CountedFiles files;
-        QVERIFY(!CheckDataFile(m_path, length).empty());
+        QVERIFY(!CheckDataFile(m_path, length, &files).empty());
         QVERIFY2(files.reads <= 8, qPrintable(QString::number(files.reads)));
     }
 };

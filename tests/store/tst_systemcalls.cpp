@@ -7,6 +7,7 @@
 
 #include "store/cnote.h"
 #include "store/indexfile.h"
+#include "store/ownfiles.h"
 #include "tests/store/storeshims.h"
 #include "tests/store/storetest.h"
 
@@ -100,7 +101,7 @@ void TestSystemCalls::dataFiles()
     std::uint32_t number = 0;
     const auto add = [&] { AddRec(file, &number, room.data()); };
 
-    QCOMPARE(CostOf([&] { file = MakeDataFile(0, path.c_str(), length); }),
+    QCOMPARE(CostOf([&] { file = MakeOwnDataFile(&testFiles, path.c_str(), length); }),
              Text(Cost{ 1, 0, 0, 0, 0 } + writing));
     // The record and the header.
     QCOMPARE(CostOf(add), Text(2 * writing));
@@ -114,7 +115,7 @@ void TestSystemCalls::dataFiles()
     QCOMPARE(CostOf([&] { FileLen(file), UsedRecs(file), FirstRec(file); }), Text(nothing));
     QCOMPARE(CostOf([&] { GetLastWriteTime(file); }), Text(looking));
     QCOMPARE(CostOf([&] { CloseDataFile(file); }), Text(nothing));
-    QCOMPARE(CostOf([&] { file = OpenDataFile(0, path.c_str(), length); }),
+    QCOMPARE(CostOf([&] { file = OpenOwnDataFile(&testFiles, path.c_str(), length); }),
              Text(2 * looking + reading));
     CloseDataFile(file);
 }
@@ -122,7 +123,7 @@ void TestSystemCalls::dataFiles()
 void TestSystemCalls::flushingDataFiles()
 {
     constexpr int length = 100;
-    DataFile* const file = MakeDataFile(0, Path("data").c_str(), length);
+    DataFile* const file = MakeOwnDataFile(&testFiles, Path("data").c_str(), length);
     std::vector<std::uint8_t> room(length);
     std::uint32_t number = 0;
     ToggleFlushing(file, 1, 0);
@@ -136,7 +137,7 @@ void TestSystemCalls::flushingDataFiles()
 
 void TestSystemCalls::indexes()
 {
-    IndexFile* index = MakeIndex(0, Path("index").c_str(), 12, 0);
+    IndexFile* index = MakeOwnIndex(&testFiles, Path("index").c_str(), 12, 0);
     std::uint32_t record = 0;
     char key[13];
     const auto set = [&](std::uint32_t n) { std::snprintf(key, sizeof key, "%08u", record = n); };
@@ -158,7 +159,7 @@ void TestSystemCalls::indexes()
     // The pages, sixteen per transfer, and the header.
     QCOMPARE(CostOf([&] { CloseIndex(index); }), Text(((pages + 15) / 16 + 1) * writing));
 
-    index = OpenIndex(0, Path("index").c_str(), 12, 0);
+    index = OpenOwnIndex(&testFiles, Path("index").c_str(), 12, 0);
     QCOMPARE(CostOf([&] { find(1000); }), Text(3 * reading));
     QCOMPARE(CostOf([&] { find(1000); }), Text(nothing));
     TaOpenIndex(index);
@@ -175,7 +176,7 @@ void TestSystemCalls::indexes()
 
 void TestSystemCalls::flushingIndexes()
 {
-    IndexFile* index = MakeIndex(0, Path("index").c_str(), 12, 0);
+    IndexFile* index = MakeOwnIndex(&testFiles, Path("index").c_str(), 12, 0);
     std::uint32_t record = 0;
     char key[13];
     const auto set = [&](std::uint32_t n) { std::snprintf(key, sizeof key, "%08u", record = n); };
@@ -201,7 +202,7 @@ void TestSystemCalls::flushingIndexes()
 
 void TestSystemCalls::notes()
 {
-    CNote notes;
+    CNote notes(&testFiles);
     QVERIFY(notes.Create(Path("notes").c_str()));
     const std::string text(100000, 'n');
     const auto save = [&](int length) { notes.SaveNote(text.data(), length); };

@@ -6,6 +6,7 @@
 
 #include "store/cnote.h"
 #include "store/indexfile.h"
+#include "store/ownfiles.h"
 #include "tests/store/storeshims.h"
 #include "tests/store/storetest.h"
 
@@ -109,8 +110,8 @@ private:
         QFile file(m_folder->filePath(name));
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
     }
-    IndexFile* Make() const { return MakeIndex(0, Path().c_str(), keyLength, 0); }
-    IndexFile* Open() const { return OpenIndex(0, Path().c_str(), keyLength, 0); }
+    IndexFile* Make() const { return MakeOwnIndex(&testFiles, Path().c_str(), keyLength, 0); }
+    IndexFile* Open() const { return OpenOwnIndex(&testFiles, Path().c_str(), keyLength, 0); }
     // The keys 3, 6, ...
     void MakeKeys(int count) const
     {
@@ -259,17 +260,17 @@ void TestUnchanged::dataFileThatWasReadWritesNothing()
     constexpr int length = 64;
     std::uint8_t record[length] = {};
     std::uint32_t number;
-    DataFile* file = MakeDataFile(0, Path().c_str(), length);
+    DataFile* file = MakeOwnDataFile(&testFiles, Path().c_str(), length);
     const QByteArray made = Load();
     QCOMPARE(WritesOf([&] { QCOMPARE(CloseDataFile(file), 0); }), 0);
     QVERIFY(Load() == made);
 
-    file = OpenDataFile(0, Path().c_str(), length);
+    file = OpenOwnDataFile(&testFiles, Path().c_str(), length);
     QCOMPARE(AddRec(file, &number, record), 0);
     QCOMPARE(CloseDataFile(file), 0);
     const QByteArray before = Load();
     QCOMPARE(WritesOf([&] {
-                 file = OpenDataFile(0, Path().c_str(), length);
+                 file = OpenOwnDataFile(&testFiles, Path().c_str(), length);
                  QCOMPARE(GetRec(file, 1, record), 0);
                  QCOMPARE(GetBigRec(file, 1, record, 1), 1u);
                  for (const std::uint8_t flushing : { 1, 0 }) {
@@ -287,7 +288,7 @@ void TestUnchanged::dataFileThatWasReadWritesNothing()
 void TestUnchanged::notesThatWereReadWriteNothing()
 {
     {
-        CNote notes;
+        CNote notes(&testFiles);
         QVERIFY(notes.Create(Path("notes").c_str()));
         for (const char* text : { "one", "two", "three" })
             QVERIFY(notes.SaveNote(text, 3) >= 0);
@@ -296,7 +297,7 @@ void TestUnchanged::notesThatWereReadWriteNothing()
     const QByteArray heap = Load("notes.fil");
     const QByteArray index = Load("notes.k1");
     QCOMPARE(WritesOf([&] {
-                 CNote notes;
+                 CNote notes(&testFiles);
                  QVERIFY(notes.Open(Path("notes").c_str()));
                  std::free(notes.ReadNote(11));
                  QCOMPARE(notes.NoteLength(11), 3);

@@ -1,12 +1,12 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// A file system for databases whose calls a test wants to count, fail or watch for some of
-// the time: it forwards to another one, which can be exchanged while a database is open.
+// A file system whose calls a test wants to count, fail or watch for some of the time: it
+// forwards to another one, which can be exchanged while files are open.
 
 #pragma once
 
-#include "db/dboptions.h"
+#include "store/storefiles.h"
 
 using Agent::MachineFiles;
 using Agent::StoreFiles;
@@ -77,9 +77,3 @@ private:
     SwitchedFiles& m_files;
     StoreFiles& m_before;
 };
-
-// For a database in its usual folder.
-inline Agent::DbOptions OnFiles(StoreFiles& files)
-{
-    return { {}, &files };
-}
