@@ -19,6 +19,8 @@ namespace Pakmart
 class VANTRELAGENT_EXPORT Product
 {
     Q_GADGET
+    /// The member of the same name, for QML.
+    /// @{
     Q_PROPERTY(int serial MEMBER serial)
     Q_PROPERTY(QString name MEMBER name)
     Q_PROPERTY(QString package MEMBER package)
@@ -41,6 +43,7 @@ class VANTRELAGENT_EXPORT Product
     Q_PROPERTY(Pakmart::Product::State state MEMBER state)
     Q_PROPERTY(QString installedVersion MEMBER installedVersion)
     Q_PROPERTY(QString iconName MEMBER iconName)
+    /// @}
 
 public:
     /// What dpkg reports of the package.
