@@ -25,7 +25,7 @@ void Run(Pakmart::Job* job, const char* what, const std::function<void()>& next)
 int main(int argc, char** argv)
 {
     QCoreApplication application(argc, argv);
-    QCoreApplication::setQuitLockEnabled(false); // between two jobs there is none
+    QCoreApplication::setQuitLockEnabled(false); // it would end between two jobs
     auto* catalog = new Pakmart::RefreshCatalogJob;
     Run(catalog, "catalog", [catalog] {
         qInfo("catalog: %d products, %d new, %d changed, %d gone", catalog->products(),
