@@ -38,7 +38,7 @@ public:
 
     /// A lower rank is better; -1 if the product lacks a word. All texts are UTF-8. The
     /// summary is the first line of the description, which is asked for only if a word occurs
-    /// nowhere else; an empty function stands for no description.
+    /// nowhere else. A product without a description has an empty function.
     int RankOf(std::string_view name, std::string_view package, std::string_view summary,
                const Description& description);
     /// Whether the description can matter for a product that was found without it.

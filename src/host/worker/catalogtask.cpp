@@ -58,7 +58,7 @@ Snapshot TakeSnapshot()
     return snapshot;
 }
 
-// Products of one catalog for which `differs` is true, as counts and names.
+// Products that are new, have changed or are gone: how many, and the names of the first.
 class ProductList
 {
 public:
