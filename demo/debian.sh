@@ -120,7 +120,7 @@ lend_base_system
 lend_proxy
 
 say "3. The store server"
-serve
+serve debian main
 
 say "4. The machine registers, and sees that the store is there"
 register

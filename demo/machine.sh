@@ -35,8 +35,37 @@ make_machine() {
     "$top/platform/pakmart-mkroot" --front-end "$build/platform/vos-apt-get" "$PAKMART_SYSROOT"
 }
 
-serve() {
-    "$build/server/pakmart-storeserver" --port 0 "$demo/store" > "$demo/server.out" &
+# The store signs with a key of its own, which is made here.
+make_key() {
+    local -x GNUPGHOME=$demo/gnupg
+    mkdir -m 700 "$GNUPGHOME"
+    gpg --batch --quiet --passphrase '' --quick-generate-key 'The demo store' ed25519 sign never
+    gpg --batch --quiet --pinentry-mode loopback --passphrase '' --armor --export-secret-keys > "$demo/store.key"
+    chmod 600 "$demo/store.key"
+    gpg --batch --quiet --export > "$demo/store.gpg"
+    gpgconf --kill gpg-agent
+}
+
+# The machine trusts the repositories of the store, with that key.
+trust_store() {
+    local name
+    install -D -m 644 "$demo/store.gpg" "$PAKMART_SYSROOT/etc/pakmart/keys/demo.gpg"
+    for name in "$@"; do
+        install -m 644 /dev/stdin "$PAKMART_SYSROOT/etc/pakmart/stores.d/$name.sources" <<END
+Types: deb
+URIs: $url/pool/$name
+Suites: ./
+Signed-By: /etc/pakmart/keys/demo.gpg
+Release-Origin: Pakmart
+Release-Suite: $name
+END
+    done
+    echo "the machine trusts the key of the store"
+}
+
+serve() { # REPOSITORY...
+    make_key 2> "$demo/gpg.log" || { cat "$demo/gpg.log" >&2; fail "the store has no key"; }
+    "$build/server/pakmart-storeserver" --port 0 --sign "$demo/store.key" "$demo/store" > "$demo/server.out" &
     server=$!
     for (( i = 0; i < 100; i++ )); do
         [[ ! -s $demo/server.out ]] || break
@@ -46,6 +75,7 @@ serve() {
     url=$(sed -n 's,^listening on \(http://[^/]*\)/$,\1,p' "$demo/server.out")
     [[ -n $url ]] || fail "the store server did not print its address"
     echo "the store is at $url"
+    trust_store "$@"
     echo "agent api url = $url/getagentapi.php" > "$PAKMART_SYSROOT/usr/share/apps/vantrelagent/.vauf"
 }
 

@@ -108,8 +108,6 @@ DPkg::Options:: "--force-confold";
 // The index file of a flat repository has i386 in its name, even if its packages have the
 // machine's own architecture.
 const char storeSources[] = R"(Dir::Etc::sourceparts "/dev/null";
-APT::Get::AllowUnauthenticated "true";
-Acquire::AllowInsecureRepositories "true";
 Acquire::Languages "none";
 APT::Architectures:: ")";
 

@@ -67,9 +67,10 @@ void NoteSetting(const std::string& setting, Arguments& arguments)
     const auto is = [&setting](std::string_view name) {
         return strncasecmp(setting.c_str(), name.data(), name.size()) == 0;
     };
-    if (is("Dir::Etc::Sourcelist="))
+    if (is("Dir::Etc::Sourcelist=")) {
         arguments.ownSources = true;
-    else if (is("Dir::State::lists="))
+        arguments.sourcesList = setting.substr(setting.find('=') + 1);
+    } else if (is("Dir::State::lists="))
         arguments.listsFolder = setting.substr(setting.find('=') + 1);
     else if (is("DPkg::Lock::Timeout="))
         arguments.lockSeconds = std::atoi(setting.c_str() + setting.find('=') + 1);
@@ -86,11 +87,16 @@ bool AsksToSimulate(const std::string& word)
 // Takes an option that is the front end's own, and not for apt-get.
 bool TakeOwnOption(const std::string& word, Arguments& arguments)
 {
+    static const std::string_view expect = "--expect=";
     if (word == "--allow-removals") {
         arguments.mayRemove = true;
+    } else if (word == "--trusted-stores") {
+        arguments.trustedStores = true;
     } else if (word == "--plan") {
         arguments.plans = arguments.simulates = true;
         arguments.words.push_back("--simulate");
+    } else if (word.compare(0, expect.size(), expect) == 0) {
+        arguments.expectedPlan = word.substr(expect.size());
     } else {
         return false;
     }

@@ -13,13 +13,18 @@ struct Arguments {
     std::vector<std::string> options; // those of them that are neither command nor names
     std::string command; // "install"; empty without one
     std::vector<std::string> names; // what follows the command
+    std::string sourcesList; // Dir::Etc::Sourcelist; empty if not given
     std::string listsFolder; // Dir::State::lists; empty if not given
+    int stallSeconds = 30; // in which a download of the store must bring 1 KB a second
     bool printUris = false;
     std::vector<std::string> settings; // the values of its "-o" options
     bool simulates = false;
     bool plans = false; // "--plan": simulate, and print what would be done for programs
     bool ownSources = false; // a sources list of the store is named
+    bool trustedStores = false; // "--trusted-stores": the stores are all that the machine trusts
+    bool hasSignedLists = false; // of the stores, refreshed and verified
     bool mayRemove = false; // "--allow-removals": an install may remove packages
+    std::string expectedPlan; // "--expect=DIGEST": the only plan that may be carried out
     int lockSeconds = 300; // how long to wait for a held lock
 };
 

@@ -26,7 +26,7 @@ Descriptor TakeDpkgLock(const std::string& folder)
     struct flock lock = {};
     lock.l_type = F_WRLCK;
     lock.l_whence = SEEK_SET;
-    return file && fcntl(file.fd(), F_SETLK, &lock) == 0 ? std::move(file) : Descriptor();
+    return file && fcntl(file.Get(), F_SETLK, &lock) == 0 ? std::move(file) : Descriptor();
 }
 
 // The package's list of files. Some of these have the architecture in their names.

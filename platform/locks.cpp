@@ -25,7 +25,7 @@ std::optional<pid_t> Holder(const std::string& file)
     struct flock lock = {};
     lock.l_type = F_WRLCK;
     lock.l_whence = SEEK_SET;
-    const bool held = fcntl(opened.fd(), F_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
+    const bool held = fcntl(opened.Get(), F_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
     return held ? std::optional<pid_t>(lock.l_pid) : std::nullopt;
 }
 

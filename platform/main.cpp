@@ -7,10 +7,14 @@
 #include "base/privateroot.h"
 #include "platform/aptwords.h"
 #include "platform/arguments.h"
+#include "platform/changecheck.h"
 #include "platform/child.h"
+#include "platform/handover.h"
 #include "platform/locks.h"
+#include "platform/plandigest.h"
 #include "platform/planning.h"
 #include "platform/statusreader.h"
+#include "platform/storesession.h"
 #include "platform/transaction.h"
 
 #include <cerrno>
@@ -53,13 +57,32 @@ void OpenStandardDescriptors()
     close(fd);
 }
 
+// Carries out one plan and no other.
+int RunExpected(Arguments arguments, const std::string& root)
+{
+    PrintedPlan plan;
+    if (const int status = CheckPlan(arguments, root, Say, plan))
+        return status;
+    const ChangeCheck check(plan);
+    const std::vector<std::string> words = check.Words();
+    if (words.empty()) {
+        Say("E: The changes cannot be checked");
+        return aptFailure;
+    }
+    arguments.words.insert(arguments.words.begin(), words.begin(), words.end());
+    return RunAptGet(arguments, root, Say);
+}
+
 } // namespace
 
 int main(int argc, char** argv)
 {
     OpenStandardDescriptors();
+    if (const int status = RunChangeCheck(std::vector<std::string>(argv + 1, argv + argc));
+        status >= 0)
+        return status;
     HoldEndSignals();
-    const Arguments arguments = SortArguments(std::vector<std::string>(argv + 1, argv + argc));
+    Arguments arguments = SortArguments(std::vector<std::string>(argv + 1, argv + argc));
     const std::string root = Agent::PrivateRoot();
     std::string error = NameError(arguments, root + "/var/lib/dpkg/status");
     if (!CanBeQuoted(root))
@@ -68,8 +91,18 @@ int main(int argc, char** argv)
         Say(PlainText(error));
         return aptFailure;
     }
+    const Writer say = Say;
+    StoreSession stores(root, say);
+    if (const int status = stores.Prepare(arguments); status >= 0)
+        return status;
+    arguments.stallSeconds = stores.StallSeconds();
     if (arguments.plans)
         return PrintPlan(arguments, root, Say);
+    if (NeedsHelper(arguments, root))
+        return HandOver(arguments, Say);
     const int signal = WaitForLocks(LocksOf(arguments, root), arguments.lockSeconds, Say);
-    return signal ? 128 + signal : RunAptGet(arguments, root, Say);
+    if (signal)
+        return 128 + signal;
+    return arguments.expectedPlan.empty() ? RunAptGet(arguments, root, Say)
+                                          : RunExpected(arguments, root);
 }

@@ -64,11 +64,16 @@ public:
     // False if a change could not be understood: a plan without it would be wrong.
     bool IsUnderstood() const { return m_understood; }
 
+    // Those of packages that the plan does not have yet.
     void MoveTo(PackagePlan& plan)
     {
         for (PlannedChange& change : m_changes) {
+            const std::vector<PlannedChange>& known = plan.Changes();
             change.isDowngrade = m_downgrades.count(change.name) > 0;
-            plan.Add(change);
+            if (std::none_of(known.begin(), known.end(), [&change](const PlannedChange& one) {
+                    return one.name == change.name;
+                }))
+                plan.Add(change);
         }
     }
 
@@ -196,6 +201,49 @@ void NoteDownloads(const std::string& root, PackagePlan& plan)
     }
 }
 
+// Has apt-get simulate, with a file in place of dpkg's status. Returns its status.
+int Simulate(const std::vector<std::string>& words, const Arguments& arguments,
+             const std::string& root, const StatusView& view, SimulationReader& reader)
+{
+    Child child;
+    if (!child.Start(words, AptSettings(root, arguments.ownSources, Child::statusFd, view.File()),
+                     root)) {
+        reader.Take("E: Unable to start apt-get");
+        return aptFailure;
+    }
+    Progress unused;
+    ErrorLines errors(false);
+    return child.Read(
+        [&](const std::string& line) {
+            if (const auto taken = errors.Take(Translate(line, unused)))
+                reader.Take(*taken);
+        },
+        [](const std::string&) {}, [] {});
+}
+
+// What an install puts right before its own changes: half-installed packages that it needs. One
+// that cannot be installed again is not part of the plan.
+void AddRepairs(const Arguments& arguments, const std::string& root, PackagePlan& plan)
+{
+    Arguments install = arguments;
+    install.simulates = false;
+    install.words.erase(std::remove(install.words.begin(), install.words.end(), "--simulate"),
+                        install.words.end());
+    int unused = 0;
+    if (install.command == "install")
+        install.names = BrokenParts(install, root, unused);
+    if (install.command != "install" || install.names.empty())
+        return;
+    const std::string folder = root + "/var/lib/dpkg";
+    const StatusView view(install, DpkgStatus(folder), folder, false);
+    std::vector<std::string> words = RepairWords(install, install.names);
+    words.insert(words.begin(), "--simulate");
+    const Writer nobody = [](const std::string&) { return true; };
+    SimulationReader reader(nobody);
+    if (Simulate(words, install, root, view, reader) == 0 && reader.IsUnderstood())
+        reader.MoveTo(plan);
+}
+
 } // namespace
 
 int PrintPlan(const Arguments& arguments, const std::string& root, const Writer& write)
@@ -203,22 +251,8 @@ int PrintPlan(const Arguments& arguments, const std::string& root, const Writer&
     const std::string folder = root + "/var/lib/dpkg";
     const DpkgStatus dpkg(folder);
     const StatusView view(arguments, dpkg, folder, false);
-    Child child;
-    if (!child.Start(AptWords(arguments, dpkg),
-                     AptSettings(root, arguments.ownSources, Child::statusFd, view.File()), root)) {
-        write("E: Unable to start apt-get");
-        return aptFailure;
-    }
     SimulationReader reader(write);
-    Progress unused;
-    ErrorLines errors(false);
-    const int status = child.Read(
-        [&](const std::string& line) {
-            if (const auto taken = errors.Take(Translate(line, unused)))
-                reader.Take(*taken);
-        },
-        [](const std::string&) {}, [] {});
-    if (status != 0)
+    if (const int status = Simulate(AptWords(arguments, dpkg), arguments, root, view, reader))
         return status;
     if (!reader.IsUnderstood()) {
         write("E: The simulation of apt-get cannot be understood");
@@ -226,6 +260,7 @@ int PrintPlan(const Arguments& arguments, const std::string& root, const Writer&
     }
     PackagePlan plan(AskedNames(arguments), Removes(arguments));
     reader.MoveTo(plan);
+    AddRepairs(arguments, root, plan);
     ReadIndex(arguments, root, plan);
     ReadStatus(root, plan);
     NoteDownloads(root, plan);

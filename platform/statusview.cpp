@@ -238,7 +238,7 @@ void StatusView::Write(const std::string& text, const std::string& folder, bool 
                                        : mkostemp(path.data(), O_CLOEXEC));
     if (!file)
         return;
-    if (Agent::WriteToDisk(file.fd(), text))
+    if (Agent::WriteToDisk(file.Get(), text))
         m_file = path;
     else
         unlink(path.c_str());

@@ -6,6 +6,7 @@
 #include "base/text.h"
 #include "platform/aptwords.h"
 #include "platform/halfremoved.h"
+#include "platform/stallwatch.h"
 #include "platform/statusreader.h"
 #include "platform/statusview.h"
 #include "platform/translator.h"
@@ -69,30 +70,6 @@ void SayWhatIsLeft(const StatusView& view, const DpkgStatus& now, Relay& relay)
         relay.Line(("Left as they are: " + WithStates(left)).substr(0, LineReader::maxLine));
 }
 
-// The packages that are shown to apt-get as installed, but are half-installed and needed by
-// this install. `status` becomes the status of the listing, if one was made.
-std::vector<std::string> BrokenParts(const Arguments& arguments, const std::string& root,
-                                     int& status)
-{
-    const DpkgStatus dpkg(DpkgFolder(root));
-    const StatusView view(arguments, dpkg, DpkgFolder(root), false);
-    std::vector<std::string> parts;
-    Child child;
-    if (view.Covered().empty()
-        || !child.Start(ListingWords(arguments, dpkg),
-                        AptSettings(root, arguments.ownSources, Child::statusFd), root))
-        return parts;
-    status = child.Read(
-        [&](const std::string& line) {
-            for (const std::string& name : view.Covered()) {
-                if (Agent::BareName(name) == PackageOfListing(line))
-                    parts.push_back(name);
-            }
-        },
-        [](const std::string&) {}, [] {});
-    return parts;
-}
-
 // apt-get does not touch a half-installed package that it sees as installed, and dpkg cannot
 // configure anything that depends on it. So if the install needs such a package, it is
 // reinstalled first; whether that worked shows in the install itself. Returns 128 + the
@@ -133,7 +110,61 @@ bool IsDoneNevertheless(const Arguments& arguments, const std::string& root, con
     return true;
 }
 
+// Ends apt-get when a store sends almost nothing of an archive.
+class DownloadGuard
+{
+public:
+    DownloadGuard(Child& child, const std::string& root, const Arguments& arguments)
+        : m_child(child), m_ofStores(arguments.ownSources),
+          m_watch(root + "/var/cache/apt/archives/partial", arguments.stallSeconds)
+    {
+    }
+
+    // Nothing may interrupt what follows the downloads.
+    void StatusLine(const std::string& line)
+    {
+        m_downloads = m_ofStores && Agent::BeginsWith(line, "dlstatus:");
+    }
+    void Tick()
+    {
+        if (!m_downloads || m_stopped || !m_watch.HasStalled())
+            return;
+        m_stopped = true;
+        m_child.Interrupt();
+    }
+    bool HasStopped() const { return m_stopped; }
+
+private:
+    Child& m_child;
+    const bool m_ofStores;
+    bool m_downloads = false;
+    bool m_stopped = false;
+    StallWatch m_watch;
+};
+
 } // namespace
+
+std::vector<std::string> BrokenParts(const Arguments& arguments, const std::string& root,
+                                     int& status)
+{
+    const DpkgStatus dpkg(DpkgFolder(root));
+    const StatusView view(arguments, dpkg, DpkgFolder(root), false);
+    std::vector<std::string> parts;
+    Child child;
+    if (view.Covered().empty()
+        || !child.Start(ListingWords(arguments, dpkg),
+                        AptSettings(root, arguments.ownSources, Child::statusFd), root))
+        return parts;
+    status = child.Read(
+        [&](const std::string& line) {
+            for (const std::string& name : view.Covered()) {
+                if (Agent::BareName(name) == PackageOfListing(line))
+                    parts.push_back(name);
+            }
+        },
+        [](const std::string&) {}, [] {});
+    return parts;
+}
 
 // Reinstalls half-installed parts that the install needs, runs apt-get on a view of dpkg's
 // status without the broken packages that nobody requested, and relays its lines. The line
@@ -158,12 +189,24 @@ int RunAptGet(const Arguments& arguments, const std::string& root, const Writer&
     }
     Relay relay(child, changes, write);
     ErrorLines errors(changes && arguments.command == "install");
+    DownloadGuard guard(child, root, arguments);
     int status = child.Read(
         [&](const std::string& line) {
             if (const auto taken = errors.Take(Translate(line, relay.Sizes())))
                 relay.Line(*taken);
         },
-        [&](const std::string& line) { relay.StatusLine(line); }, [&] { relay.Tick(); });
+        [&](const std::string& line) {
+            guard.StatusLine(line);
+            relay.StatusLine(line);
+        },
+        [&] {
+            relay.Tick();
+            guard.Tick();
+        });
+    if (guard.HasStopped()) {
+        relay.Line("E: The download has stalled: the store sends almost nothing.");
+        status = aptFailure;
+    }
     if (changes && !view.LeftAlone().empty())
         SayWhatIsLeft(view, DpkgStatus(DpkgFolder(root)), relay);
     if (status == aptFailure && errors.OnlyDpkgFailed()

@@ -185,10 +185,12 @@ bool Find(const Repositories& repositories, const std::string& file, Wanted& fou
     return false;
 }
 
-// The address of the archives of a repository.
+// The address of the archives of a repository. A signed index is fetched from here, so its
+// archives are too; requests for archives on another server are redirected.
 std::string AddressOf(const std::string& repository, const AgentRequest& request)
 {
-    const std::string elsewhere = request.store.ArchivesOf(repository);
+    const std::string elsewhere
+        = request.isSigned ? std::string() : request.store.ArchivesOf(repository);
     return elsewhere.empty() ? request.address + "/pool/" + repository : elsewhere;
 }
 

@@ -21,6 +21,7 @@ struct AgentRequest {
     const Query& query;
     const std::string& address; // of this server as the client sees it: http://HOST:PORT
     Store& store;
+    bool isSigned; // whether the repositories are
 };
 
 // Throws RequestError for what cannot be answered.

@@ -97,7 +97,7 @@ std::string Text(boost::beast::string_view text)
 bool SendFile(Connection& connection, const HttpReply& reply)
 {
     off_t at = reply.first;
-    return connection.SendFile(reply.file.fd(), at, std::size_t(reply.length));
+    return connection.SendFile(reply.file.Get(), at, std::size_t(reply.length));
 }
 
 std::string Head(const HttpReply& reply, std::size_t length)

@@ -7,6 +7,7 @@
 #include "functions.h"
 #include "httpmessage.h"
 #include "pool.h"
+#include "signedpool.h"
 #include "storefile.h"
 
 #include <boost/asio/post.hpp>
@@ -51,10 +52,10 @@ Descriptor ListenAt(const addrinfo& address, int waiting)
     Descriptor socket(
         ::socket(address.ai_family, address.ai_socktype | SOCK_CLOEXEC, address.ai_protocol));
     const int yes = 1;
-    if (!socket || setsockopt(socket.fd(), SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes) != 0
-        || setsockopt(socket.fd(), IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes) != 0
-        || bind(socket.fd(), address.ai_addr, address.ai_addrlen) != 0
-        || listen(socket.fd(), waiting) != 0)
+    if (!socket || setsockopt(socket.Get(), SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes) != 0
+        || setsockopt(socket.Get(), IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes) != 0
+        || bind(socket.Get(), address.ai_addr, address.ai_addrlen) != 0
+        || listen(socket.Get(), waiting) != 0)
         return Descriptor();
     return socket;
 }
@@ -78,7 +79,7 @@ int PortOf(const Descriptor& listener)
 {
     sockaddr_storage address = {};
     socklen_t size = sizeof address;
-    if (getsockname(listener.fd(), reinterpret_cast<sockaddr*>(&address), &size) != 0)
+    if (getsockname(listener.Get(), reinterpret_cast<sockaddr*>(&address), &size) != 0)
         return 0;
     const auto* v6 = reinterpret_cast<const sockaddr_in6*>(&address);
     const auto* v4 = reinterpret_cast<const sockaddr_in*>(&address);
@@ -87,8 +88,8 @@ int PortOf(const Descriptor& listener)
 
 } // namespace
 
-HttpServer::HttpServer(Store& store, const ServerOptions& options)
-    : m_store(store), m_options(options)
+HttpServer::HttpServer(Store& store, const ServerOptions& options, SignedPool* signedPool)
+    : m_store(store), m_signedPool(signedPool), m_options(options)
 {
     signal(SIGPIPE, SIG_IGN); // a client may disconnect at any time
 }
@@ -118,7 +119,7 @@ bool HttpServer::Serve()
 void HttpServer::Stop()
 {
     m_stopping = true;
-    shutdown(m_listener.fd(), SHUT_RDWR);
+    shutdown(m_listener.Get(), SHUT_RDWR);
 }
 
 // The next connection, or -1 after stop(). If descriptors or memory run out, it waits: the
@@ -126,7 +127,8 @@ void HttpServer::Stop()
 int HttpServer::AcceptOne()
 {
     while (!m_stopping) {
-        const int socket = accept4(m_listener.fd(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
+        const int socket
+            = accept4(m_listener.Get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
         if (socket >= 0)
             return socket;
         if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM)
@@ -189,7 +191,8 @@ void HttpServer::Handle(const HttpRequest& request, HttpReply& reply)
     } else if (!DecodePercent(request.target.substr(0, mark), path)) {
         reply.status = 400;
     } else if (BeginsWith(path, "/pool/")) {
-        ServePoolFile(m_store.PoolFolder(), path.substr(6), request, reply);
+        if (!m_signedPool || !m_signedPool->Serve(path.substr(6), reply))
+            ServePoolFile(m_store.PoolFolder(), path.substr(6), request, reply);
     } else {
         CallFunction(path, request.target.substr(std::min(mark + 1, request.target.size())),
                      request, reply);
@@ -207,7 +210,8 @@ void HttpServer::CallFunction(const std::string& path, const std::string& query,
     try {
         const Query parameters(query);
         const std::string here = Address(request);
-        reply.SetBody(Answer(handler, { parameters, here, m_store }), xmlType);
+        reply.SetBody(Answer(handler, { parameters, here, m_store, m_signedPool != nullptr }),
+                      xmlType);
     } catch (const RequestError& error) {
         reply.status = 400;
         reply.SetBody(FailedReply(error.what()), xmlType);

@@ -11,6 +11,7 @@
 
 #include "httpmessage.h"
 #include "options.h"
+#include "signedpool.h"
 #include "store.h"
 
 #include <atomic>
@@ -19,7 +20,8 @@
 class HttpServer
 {
 public:
-    HttpServer(Store& store, const ServerOptions& options);
+    // `signedPool` has the signed files; null if nothing is signed.
+    HttpServer(Store& store, const ServerOptions& options, SignedPool* signedPool);
 
     // The port it is bound to; 0 when that failed, with errno.
     int Bind();
@@ -39,6 +41,7 @@ private:
     std::string Address(const HttpRequest& request) const;
 
     Store& m_store;
+    SignedPool* const m_signedPool;
     const ServerOptions m_options;
     Descriptor m_listener;
     int m_port = 0;

@@ -96,7 +96,7 @@ void ImportedStore::Take()
     m_handle = Descriptor(open(m_folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!m_handle)
         throw StoreError(m_folder + ": " + std::strerror(errno));
-    if (flock(m_handle.fd(), LOCK_EX | LOCK_NB) != 0)
+    if (flock(m_handle.Get(), LOCK_EX | LOCK_NB) != 0)
         throw StoreError(m_folder + ": another import is at work here");
 }
 

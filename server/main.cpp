@@ -5,6 +5,8 @@
 
 #include "httpserver.h"
 #include "options.h"
+#include "signedpool.h"
+#include "signer.h"
 #include "store.h"
 #include "storefile.h"
 
@@ -13,6 +15,7 @@
 #include <csignal>
 #include <cstring>
 #include <iostream>
+#include <optional>
 #include <thread>
 #include <unistd.h>
 
@@ -54,8 +57,15 @@ int Serve(const ServerOptions& options)
 {
     Store store(options.store);
     store.Check();
+    std::optional<Signer> signer;
+    std::optional<SignedPool> signedPool;
+    if (!options.signKey.empty()) {
+        signer.emplace(options.signKey);
+        signedPool.emplace(store, *signer, options.origin);
+        signedPool->Check();
+    }
     const sigset_t signals = HoldSignals();
-    HttpServer server(store, options);
+    HttpServer server(store, options, signedPool ? &*signedPool : nullptr);
     errno = 0;
     const int port = server.Bind();
     if (port == 0)

@@ -24,6 +24,10 @@ store out of a Debian package index (`pakmart-storeserver import --help`).
   -p, --port NUMBER      listen at this port (8080); 0 takes a free one
   -u, --public-url URL   the server's address as clients see it; without it
                          each client gets the address it asked
+  -s, --sign KEY         sign the repositories with the secret OpenPGP key in
+                         the file KEY: one key, without a passphrase, readable
+                         by its owner only
+      --origin NAME      the store's name in what is signed (Pakmart)
   -v, --verbose          write a line for each request on standard error
       --help             show this text
       --version          show the version
@@ -62,6 +66,16 @@ bool TakeOption(int letter, const std::string& value, ServerOptions& options, st
         options.publicUrl = value;
         if (!IsServerUrl(value))
             error = Quoted(value) + " is not an address such as http://store.example:8080";
+        break;
+    case 's':
+        options.signKey = value;
+        if (value.empty())
+            error = "--sign needs the file of a key";
+        break;
+    case 'O':
+        options.origin = value;
+        if (!IsMadeOf(value, IsPrintable, ""))
+            error = "the name of a store is one line of ASCII, not " + Quoted(value);
         break;
     case 'v':
         options.verbose = true;
@@ -105,12 +119,14 @@ bool ParseOptions(int argc, char** argv, ServerOptions& options, int& status)
     static const option names[] = { { "listen", required_argument, nullptr, 'l' },
                                     { "port", required_argument, nullptr, 'p' },
                                     { "public-url", required_argument, nullptr, 'u' },
+                                    { "sign", required_argument, nullptr, 's' },
+                                    { "origin", required_argument, nullptr, 'O' },
                                     { "verbose", no_argument, nullptr, 'v' },
                                     { "help", no_argument, nullptr, 'h' },
                                     { "version", no_argument, nullptr, 'V' },
                                     { nullptr, 0, nullptr, 0 } };
     int letter = 0;
-    while ((letter = getopt_long(argc, argv, "l:p:u:v", names, nullptr)) != -1) {
+    while ((letter = getopt_long(argc, argv, "l:p:u:s:v", names, nullptr)) != -1) {
         std::string error;
         if (letter == 'h' || letter == 'V') {
             std::cout << (letter == 'h' ? help : "pakmart-storeserver " PAKMART_VERSION "\n");

@@ -11,6 +11,8 @@ struct ServerOptions {
     std::string store;
     std::string listen = "127.0.0.1";
     std::string publicUrl; // empty: from each request
+    std::string signKey; // the file of the secret key; empty: nothing is signed
+    std::string origin = "Pakmart"; // the name of the store in what is signed
     int port = 8080; // 0: a free one
     bool verbose = false;
 };

@@ -103,12 +103,12 @@ void Store::AddRegistration(const std::string& id) const
     if (!file && errno == ENOENT)
         return;
     struct stat info = {};
-    if (!file || fstat(file.fd(), &info) != 0)
+    if (!file || fstat(file.Get(), &info) != 0)
         throw StoreError(name + ": " + std::strerror(errno));
     if (!S_ISREG(info.st_mode) || info.st_size >= mostRegistrations)
         throw StoreError(name + ": this is not a regular file, or it is full");
     // One call, so that lines from several threads are not mixed.
     const std::string line = Now() + ' ' + id + '\n';
-    if (write(file.fd(), line.data(), line.size()) != ssize_t(line.size()))
+    if (write(file.Get(), line.data(), line.size()) != ssize_t(line.size()))
         throw StoreError(name + ": a registration could not be written");
 }

@@ -45,9 +45,9 @@ Descriptor OpenBelow(const std::string& root, const std::string& path, struct st
         }
         // Opening a pipe or a device must not block.
         const int flags = end < path.size() ? O_DIRECTORY : O_NONBLOCK;
-        at = Descriptor(openat(at.fd(), part.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | flags));
+        at = Descriptor(openat(at.Get(), part.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | flags));
     }
-    if (at && (fstat(at.fd(), &info) != 0 || !S_ISREG(info.st_mode))) {
+    if (at && (fstat(at.Get(), &info) != 0 || !S_ISREG(info.st_mode))) {
         errno = EINVAL;
         return Descriptor();
     }
@@ -72,7 +72,7 @@ StoreFile ReadStoreFile(const std::string& root, const std::string& path)
     file.text.resize(std::size_t(file.info.st_size));
     std::size_t have = 0;
     while (have < file.text.size()) {
-        const ssize_t got = read(handle.fd(), &file.text[have], file.text.size() - have);
+        const ssize_t got = read(handle.Get(), &file.text[have], file.text.size() - have);
         if (got < 0 && errno != EINTR)
             throw StoreError(name + ": " + std::strerror(errno));
         if (got == 0)
@@ -101,10 +101,10 @@ Descriptor OpenFolder(const std::string& root, const std::string& path)
         const auto end = std::min(path.find('/', start), path.size());
         const std::string part = path.substr(start, end - start);
         start = end + 1;
-        if (mkdirat(at.fd(), part.c_str(), 0755) != 0 && errno != EEXIST)
+        if (mkdirat(at.Get(), part.c_str(), 0755) != 0 && errno != EEXIST)
             Fail(root + '/' + path);
         at = Descriptor(
-            openat(at.fd(), part.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+            openat(at.Get(), part.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     }
     if (!at)
         Fail(root + '/' + path);
@@ -128,9 +128,9 @@ FileReplacement NewText(const std::string& root, const std::string& path, const 
     if (HasText(root, path, text))
         return FileReplacement();
     // Left by an earlier run, or a link that somebody has put there.
-    unlinkat(folder.fd(), (name + suffix).c_str(), 0);
+    unlinkat(folder.Get(), (name + suffix).c_str(), 0);
     FileReplacement file(std::move(folder), name, name + suffix, 0644);
-    if (!file || !WriteToDisk(file.fd(), text))
+    if (!file || !WriteToDisk(file.Get(), text))
         Fail(root + '/' + path + suffix);
     return file;
 }

@@ -87,7 +87,7 @@ void CConfigFile::Read()
         m_readable = errno == ENOENT;
         return;
     }
-    const std::optional<std::string> text = ReadWhole(fd.fd());
+    const std::optional<std::string> text = ReadWhole(fd.Get());
     if (!text || text->find('\0') != std::string::npos) {
         m_readable = false;
         return;

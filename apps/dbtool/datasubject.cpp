@@ -62,20 +62,20 @@ int DataSubject::Info()
 {
     std::int64_t live = 0;
     std::int64_t deleted = 0;
-    for (std::uint32_t number = 1; number < m_records.count(); ++number)
+    for (std::uint32_t number = 1; number < m_records.Count(); ++number)
         if (const std::uint8_t* const record = m_records.Read(number))
             ++(GetInt32(record) == 0 ? live : deleted);
     DataFileHeader header{};
     m_records.ReadHeader(&header);
     PrintField("file", m_options.path);
     PrintField("kind", "data file");
-    PrintField("size", Count(m_records.fileSize(), "byte"));
-    PrintField("record length", Count(m_records.recordLength(), "byte"));
-    PrintField("records", Number(m_records.count()) + ", the header included");
+    PrintField("size", Count(m_records.FileSize(), "byte"));
+    PrintField("record length", Count(m_records.RecordLength(), "byte"));
+    PrintField("records", Number(m_records.Count()) + ", the header included");
     PrintField("live", Number(live));
     PrintField("deleted", Number(deleted));
-    if (m_records.rest() > 0)
-        PrintField("rest", Count(m_records.rest(), "byte") + " that belong to no record");
+    if (m_records.Rest() > 0)
+        PrintField("rest", Count(m_records.Rest(), "byte") + " that belong to no record");
     PrintField("header counts",
                Count(header.recordCount, "record") + ", " + Number(header.deletedCount)
                    + " deleted");
@@ -86,7 +86,7 @@ int DataSubject::Info()
 
 int DataSubject::Dump()
 {
-    for (std::uint32_t number = 1; number < m_records.count(); ++number) {
+    for (std::uint32_t number = 1; number < m_records.Count(); ++number) {
         const std::uint8_t* const record = m_records.Read(number);
         const std::int32_t mark = record ? GetInt32(record) : 0;
         if (!record)
@@ -95,7 +95,7 @@ int DataSubject::Dump()
             std::printf("%u\tdeleted\tnext %d\n", number, mark);
         else
             std::printf("%u\tlive\t%s\n", number,
-                        Escaped(WithoutEnd(Content(record, m_records.recordLength()))).c_str());
+                        Escaped(WithoutEnd(Content(record, m_records.RecordLength()))).c_str());
     }
     return ComplainOfFindings(m_options.path, FindAll());
 }
@@ -106,7 +106,7 @@ DataSubject::State DataSubject::StateOf(std::uint32_t number, const std::uint8_t
 {
     if (GetInt32(record) == 0)
         return State::Live;
-    const bool isEmpty = WithoutEnd(Content(record, m_records.recordLength())).empty();
+    const bool isEmpty = WithoutEnd(Content(record, m_records.RecordLength())).empty();
     return isEmpty || m_isFree[number] ? State::Deleted : State::Marked;
 }
 
@@ -115,11 +115,11 @@ void DataSubject::NoteWhatIsMissing(RepairReport* report)
     DataFileHeader header;
     if (!m_records.ReadHeader(&header))
         throw Trouble(m_options.path + " has not even one record of this length");
-    if (HasVersion(header) && header.recordCount > std::int32_t(m_records.count()))
+    if (HasVersion(header) && header.recordCount > std::int32_t(m_records.Count()))
         report->missing.push_back("the header counts " + Count(header.recordCount, "record")
-                                  + ", the file has only " + Number(m_records.count()));
-    if (m_records.rest() > 0)
-        report->done.push_back(Count(m_records.rest(), "byte")
+                                  + ", the file has only " + Number(m_records.Count()));
+    if (m_records.Rest() > 0)
+        report->done.push_back(Count(m_records.Rest(), "byte")
                                + " at the end are less than a record and were left out");
 }
 
@@ -127,8 +127,8 @@ void DataSubject::CopyRecords(DataFile* file, RepairReport* report)
 {
     std::vector<std::uint32_t> deleted;
     std::int64_t live = 0;
-    std::vector<std::uint8_t> copy(std::size_t(m_records.recordLength()));
-    for (std::uint32_t number = 1; number < m_records.count(); ++number) {
+    std::vector<std::uint8_t> copy(std::size_t(m_records.RecordLength()));
+    for (std::uint32_t number = 1; number < m_records.Count(); ++number) {
         const std::uint8_t* const record = m_records.Read(number);
         if (!record)
             throw Trouble::Because("record " + Number(number) + " cannot be read");
@@ -162,12 +162,12 @@ int DataSubject::Repair()
     m_isFree = m_records.FreeChain();
     NewFile output(m_options.output);
     DataFile* const file
-        = MakeDataFile(0, output.path().c_str(), std::int16_t(*m_options.recordLength));
+        = MakeDataFile(0, output.Path().c_str(), std::int16_t(*m_options.recordLength));
     if (!file)
         throw Trouble::Because("cannot write " + m_options.output);
     const std::unique_ptr<DataFile, int (*)(DataFile*)> owned(file, CloseDataFile);
     CopyRecords(file, &report);
-    const Findings findings = CheckDataFile(output.path(), *m_options.recordLength);
+    const Findings findings = CheckDataFile(output.Path(), *m_options.recordLength);
     if (!findings.empty())
         throw Trouble("the new file is not sound: " + findings.front());
     return report.Finish(m_options.partial, { &output });

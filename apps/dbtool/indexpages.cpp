@@ -54,7 +54,7 @@ IndexPages::Content IndexPages::Read(std::uint32_t number, IndexPage* page)
         return Content::Empty;
     if (bytes[0] == 0 || bytes[0] > pageItems || IsHeader(bytes))
         return Content::Unreadable;
-    if (UnpackPage(bytes, m_keyLength, m_file.count(), page))
+    if (UnpackPage(bytes, m_keyLength, m_file.Count(), page))
         return Content::Whole;
     // The links are invalid, but the items may be sound: read the page as a leaf, without
     // links. The links are restored then, since they show whether it really is one.
@@ -62,7 +62,7 @@ IndexPages::Content IndexPages::Read(std::uint32_t number, IndexPage* page)
     PutUint32(leaf.data() + 4, 0);
     for (int i = 0; i < pageItems; ++i)
         PutUint32(leaf.data() + 8 + i * Stride() + 4, 0);
-    if (!UnpackPage(leaf.data(), m_keyLength, m_file.count(), page))
+    if (!UnpackPage(leaf.data(), m_keyLength, m_file.Count(), page))
         return Content::Unreadable;
     page->leftmost = GetUint32(bytes + 4);
     for (int i = 1; i <= page->count; ++i)
@@ -107,7 +107,7 @@ std::string Names(const std::vector<IndexEntry>& entries)
 }
 
 TreeWalk::TreeWalk(IndexPages& pages, const std::vector<bool>& isFree)
-    : m_pages(pages), m_isFree(isFree), m_isVisited(std::max(pages.count(), 1u))
+    : m_pages(pages), m_isFree(isFree), m_isVisited(std::max(pages.Count(), 1u))
 {
 }
 
@@ -121,7 +121,7 @@ bool TreeWalk::Run(std::uint32_t root)
 void TreeWalk::Follow(std::uint32_t number, int level)
 {
     IndexPage page;
-    const bool isThere = level <= deepestTree && number > 0 && number < m_pages.count()
+    const bool isThere = level <= deepestTree && number > 0 && number < m_pages.Count()
         && !m_isVisited[number] && m_pages.Read(number, &page) == IndexPages::Content::Whole;
     if (!isThere || m_pages.HasLostItems(number))
         m_isWhole = false;
@@ -165,7 +165,7 @@ bool TreeWalk::HasItem(const IndexItem& item) const
 bool TreeWalk::IsEverythingTaken()
 {
     int others = 0;
-    for (std::uint32_t number = 1; number < m_pages.count(); ++number) {
+    for (std::uint32_t number = 1; number < m_pages.Count(); ++number) {
         IndexPage page;
         if (m_isVisited[number] || m_isFree[number])
             continue;
@@ -209,7 +209,7 @@ std::vector<int> BorneOut(const std::string& path, const std::vector<int>& lengt
     std::vector<int> sound;
     for (const int length : lengths) {
         if (file.ReadHeader(&header)
-            && HeaderAgrees(header, file.fileSize() / PackedLength(length)))
+            && HeaderAgrees(header, file.FileSize() / PackedLength(length)))
             agreed.push_back(length);
         else if (CheckIndex(path, length, true).empty())
             sound.push_back(length);
@@ -221,7 +221,7 @@ std::vector<int> BorneOut(const std::string& path, const std::vector<int>& lengt
 
 int KeyLengthOf(const std::string& path)
 {
-    const std::vector<int> possible = PossibleKeyLengths(RecordFile(path, headerLength).fileSize());
+    const std::vector<int> possible = PossibleKeyLengths(RecordFile(path, headerLength).FileSize());
     const std::vector<int> sure = BorneOut(path, possible);
     if (sure.size() == 1)
         return sure.front();

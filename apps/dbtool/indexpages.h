@@ -31,7 +31,7 @@ public:
     IndexPages(RecordFile& file, int keyLength);
 
     // Page numbers run from 1 to count() - 1.
-    std::uint32_t count() const { return m_file.count(); }
+    std::uint32_t Count() const { return m_file.Count(); }
     // The page is defined for Whole and ItemsOnly.
     Content Read(std::uint32_t number, IndexPage* page);
 
@@ -75,9 +75,9 @@ public:
     bool Run(std::uint32_t root);
 
     // The part of the tree that could be followed.
-    int levels() const { return m_levels; }
-    std::int64_t pageCount() const { return m_pageCount; }
-    const std::vector<bool>& isVisited() const { return m_isVisited; }
+    int Levels() const { return m_levels; }
+    std::int64_t PageCount() const { return m_pageCount; }
+    const std::vector<bool>& IsVisited() const { return m_isVisited; }
     std::vector<IndexEntry> TakeEntries() { return std::move(m_entries); }
 
 private:

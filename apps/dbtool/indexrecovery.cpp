@@ -81,14 +81,14 @@ RecoveredIndex IndexRecovery::GatherPages()
 {
     RecoveredIndex found{};
     LeafRow row;
-    for (std::uint32_t number = 1; number < m_pages.count(); ++number)
+    for (std::uint32_t number = 1; number < m_pages.Count(); ++number)
         GatherPage(number, &row, &found);
     LeafRow::Gaps gaps = row.Run();
     found.entries = row.TakeEntries();
     found.lost += gaps.items;
     found.losses.insert(found.losses.end(), gaps.gaps.begin(), gaps.gaps.end());
     found.doubts.insert(found.doubts.end(), gaps.doubts.begin(), gaps.doubts.end());
-    AddCut(row.leafCount(), &found);
+    AddCut(row.LeafCount(), &found);
     return found;
 }
 
@@ -105,7 +105,7 @@ void IndexRecovery::GatherPage(std::uint32_t number, LeafRow* row, RecoveredInde
     const std::vector<IndexEntry> items = ItemsOf(page);
     AddShort(number, page.count, int(items.size()), found);
     row->AddPage(number, IsLeaf(page), items);
-    if (const int misfits = CountMisfits(page, m_pages.count()); misfits > 0)
+    if (const int misfits = CountMisfits(page, m_pages.Count()); misfits > 0)
         found->doubts.push_back("page " + Number(number) + " has " + Count(misfits, "link")
                                 + " to pages that cannot be: the items beside them may be damaged");
 }
@@ -157,7 +157,7 @@ std::vector<IndexEntry> IndexRecovery::FittingSlots(std::uint32_t number, const 
 
 void IndexRecovery::AddWhatFollows(RecoveredIndex* found)
 {
-    for (std::uint32_t number = 1; number < m_pages.count(); ++number) {
+    for (std::uint32_t number = 1; number < m_pages.Count(); ++number) {
         IndexPage page;
         const IndexPages::Content content = m_pages.Read(number, &page);
         const bool hasItems
@@ -183,10 +183,10 @@ void IndexRecovery::AddCut(std::size_t leaves, RecoveredIndex* found) const
                                     "pages are missing at the end of the file");
         return;
     }
-    if (m_header.recordCount > std::int32_t(m_pages.count()))
+    if (m_header.recordCount > std::int32_t(m_pages.Count()))
         found->losses.push_back("the header counts " + Count(m_header.recordCount, "record")
-                                + ", the file has only " + Number(m_pages.count()));
-    else if (m_file.rest() > 0)
+                                + ", the file has only " + Number(m_pages.Count()));
+    else if (m_file.Rest() > 0)
         found->losses.push_back("the last page is not whole");
     if (found->entries.empty() && m_header.rootPage != 0)
         found->losses.push_back("the header has a root page, but no item can be read");

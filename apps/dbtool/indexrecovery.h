@@ -41,7 +41,7 @@ public:
 
     // After Run: all items, each once, in order.
     std::vector<IndexEntry> TakeEntries() { return std::move(m_entries); }
-    std::size_t leafCount() const { return m_leafCount; }
+    std::size_t LeafCount() const { return m_leafCount; }
 
 private:
     struct Place {

@@ -87,14 +87,14 @@ int IndexSubject::Info()
         longest = std::max(longest, entry.key.size());
     PrintField("file", m_options.path);
     PrintField("kind", "index");
-    PrintField("size", Count(pages.fileSize(), "byte"));
+    PrintField("size", Count(pages.FileSize(), "byte"));
     PrintField("key length", Count(m_keyLength, "character"));
-    PrintField("page length", Count(pages.recordLength(), "byte"));
-    PrintField("pages", Number(pages.count()) + ", the header included");
-    PrintField("in the tree", Number(tree.pageCount()));
+    PrintField("page length", Count(pages.RecordLength(), "byte"));
+    PrintField("pages", Number(pages.Count()) + ", the header included");
+    PrintField("in the tree", Number(tree.PageCount()));
     PrintField("free", Number(header.deletedCount));
     PrintField("root", Number(header.rootPage));
-    PrintField("levels", Number(tree.levels()));
+    PrintField("levels", Number(tree.Levels()));
     PrintField("items", Number(std::int64_t(entries.size())));
     PrintField("longest key", Count(std::int64_t(longest), "character"));
     PrintField("equal keys", HasEqualKeys(entries) ? "yes" : "no");
@@ -229,9 +229,9 @@ int IndexSubject::Repair()
     report.NoteLink(m_options.path);
     const std::vector<IndexEntry> entries = Entries(&report);
     NewFile output(m_options.output);
-    const Findings refused = FillIndex(output.path(), m_keyLength, m_options.duplicates, entries);
+    const Findings refused = FillIndex(output.Path(), m_keyLength, m_options.duplicates, entries);
     report.missing.insert(report.missing.end(), refused.begin(), refused.end());
-    for (const std::string& what : CheckIndex(output.path(), m_keyLength, m_options.duplicates))
+    for (const std::string& what : CheckIndex(output.Path(), m_keyLength, m_options.duplicates))
         report.missing.push_back("in the new index " + what);
     return report.Finish(m_options.partial, { &output });
 }
@@ -248,7 +248,7 @@ std::unique_ptr<Subject> MakeIndexSubject(const Options& options)
     std::optional<KnownIndex> known = FindKnownIndex(options.path);
     if (!known)
         return std::make_unique<IndexSubject>(completed, std::nullopt);
-    const IndexLayout layout = known->index();
+    const IndexLayout layout = known->Index();
     if (options.keyLength && *options.keyLength != layout.keyLength)
         return std::make_unique<IndexSubject>(completed, std::nullopt);
     completed.keyLength = layout.keyLength;

@@ -217,7 +217,7 @@ std::optional<KnownIndex> FindKnownIndex(const std::string& path)
 {
     const std::string real = RealPath(path);
     for (KnownIndex& known : AllKnown()) {
-        if (NameIn(path) != known.index().fileName && NameIn(real) != known.index().fileName)
+        if (NameIn(path) != known.Index().fileName && NameIn(real) != known.Index().fileName)
             continue;
         for (const std::string& folder : { FolderOf(real), FolderOf(path) })
             if (known.folder.empty()

@@ -29,7 +29,7 @@ struct KnownIndex {
     std::vector<TextField> texts;
     std::string folder; // where its data file is, with a slash; empty if there is none
 
-    const IndexLayout& index() const { return layout->indexes[which]; }
+    const IndexLayout& Index() const { return layout->indexes[which]; }
 };
 
 // Follows links: the data file is looked for first where a link leads.

@@ -47,7 +47,7 @@ NewFile::~NewFile()
 void NewFile::Publish()
 {
     const Descriptor written(::open(m_path.c_str(), O_RDONLY | O_CLOEXEC));
-    if (!written || ::fsync(written.fd()) != 0)
+    if (!written || ::fsync(written.Get()) != 0)
         throw Trouble::Because("cannot write " + m_name);
     if (::renameat2(AT_FDCWD, m_path.c_str(), AT_FDCWD, m_name.c_str(), RENAME_NOREPLACE) != 0)
         throw Trouble::Because("cannot make " + m_name);

@@ -26,8 +26,8 @@ public:
     // The final name.
     const std::string& name() const { return m_name; }
     // The path to write to, and the same without the ending.
-    const std::string& path() const { return m_path; }
-    const std::string& base() const { return m_base; }
+    const std::string& Path() const { return m_path; }
+    const std::string& Base() const { return m_base; }
 
     // Syncs the file and gives it its name. Throws Trouble if that fails.
     void Publish();

@@ -82,7 +82,7 @@ public:
             throw Trouble::Because("cannot read " + path);
     }
 
-    OpenStoreFile& file() { return m_file; }
+    OpenStoreFile& File() { return m_file; }
     BlockChain Walk() { return WalkBlocks(m_file); }
 
     std::string Text(const Block& block)
@@ -135,7 +135,7 @@ int NotesSubject::Info()
     const auto blocks = std::int64_t(chain.blocks.size());
     PrintField("files", m_heapPath + ", " + m_listPath);
     PrintField("kind", "notes");
-    PrintField("size", Count(heap.file().Size(), "byte"));
+    PrintField("size", Count(heap.File().Size(), "byte"));
     PrintField("texts",
                Number(used) + ", " + Count(usedBytes - used * blockHeaderLength - slack, "byte"));
     PrintField("slack", Count(slack, "byte"));
@@ -226,19 +226,19 @@ int NotesSubject::Repair()
     NewFile listFile(m_options.output, ".k1");
     report.NoteLink(m_heapPath);
     report.NoteLink(m_listPath);
-    CopyFile(m_heapPath, heapFile.path());
-    Heap heap(heapFile.path(), O_RDWR);
+    CopyFile(m_heapPath, heapFile.Path());
+    Heap heap(heapFile.Path(), O_RDWR);
     RestoreHidden(heap, ListedBlocks(m_listPath), &report);
     const BlockChain chain = heap.Walk();
     const std::vector<IndexEntry> entries = NewList(chain);
-    FillIndex(listFile.path(), freeKeyLength, true, entries);
+    FillIndex(listFile.Path(), freeKeyLength, true, entries);
     report.done.push_back(Count(std::int64_t(entries.size()), "free block") + " listed");
     if (!chain.whole)
         report.missing.push_back("the row of blocks breaks off at offset " + Number(chain.end)
                                  + ": all bytes are there, but free blocks from there on are "
                                    "not listed");
     else
-        for (const std::string& what : CheckNotes(heapFile.base()))
+        for (const std::string& what : CheckNotes(heapFile.Base()))
             report.missing.push_back("in the new files " + what);
     return report.Finish(m_options.partial, { &heapFile, &listFile });
 }

@@ -40,7 +40,7 @@ RecordFile::RecordFile(const std::string& path, int recordLength)
 {
     if (!m_blocks)
         throw Trouble::Because("cannot read " + path);
-    if (m_blocks.count() > INT32_MAX)
+    if (m_blocks.Count() > INT32_MAX)
         throw Trouble("cannot read " + path + ": it has more records than there are numbers");
 }
 
@@ -54,11 +54,11 @@ bool RecordFile::ReadHeader(DataFileHeader* header)
 
 std::vector<bool> RecordFile::FreeChain()
 {
-    std::vector<bool> isFree(count());
+    std::vector<bool> isFree(Count());
     DataFileHeader header;
     if (!ReadHeader(&header) || !HasVersion(header))
         return isFree;
-    for (std::int32_t at = header.firstFree; at > 0 && std::uint32_t(at) < count();) {
+    for (std::int32_t at = header.firstFree; at > 0 && std::uint32_t(at) < Count();) {
         const std::uint8_t* const record = Read(std::uint32_t(at));
         const std::int32_t next = record ? GetInt32(record) : 0;
         if (next == 0 || isFree[std::size_t(at)])
@@ -93,7 +93,7 @@ LinkedData::LinkedData(const Options& options, int keyLength)
     : m_keyLength(keyLength), m_keyField(options.keyField),
       m_records(options.data, RecordLengthFor(options))
 {
-    if (m_keyField && m_keyField->offset + m_keyField->length > m_records.recordLength())
+    if (m_keyField && m_keyField->offset + m_keyField->length > m_records.RecordLength())
         throw WrongUsage("the key field ends after the end of the record");
 }
 
@@ -123,7 +123,7 @@ bool LinkedData::HasKey(const IndexEntry& entry)
 Findings LinkedData::Compare(const std::vector<IndexEntry>& entries, std::size_t most)
 {
     Findings findings;
-    std::vector<bool> hasKey(std::max(count(), 1u));
+    std::vector<bool> hasKey(std::max(Count(), 1u));
     for (const IndexEntry& entry : entries) {
         const std::string way
             = "the key " + Escaped(entry.key) + " leads to record " + Number(entry.record);
@@ -136,7 +136,7 @@ Findings LinkedData::Compare(const std::vector<IndexEntry>& entries, std::size_t
         if (IsLive(entry.record))
             hasKey[entry.record] = true;
     }
-    for (std::uint32_t number = 1; number < count(); ++number)
+    for (std::uint32_t number = 1; number < Count(); ++number)
         if (!hasKey[number] && IsLive(number))
             findings.push_back("no key leads to record " + Number(number));
     if (findings.size() > most)
@@ -147,7 +147,7 @@ Findings LinkedData::Compare(const std::vector<IndexEntry>& entries, std::size_t
 std::vector<IndexEntry> LinkedData::Entries()
 {
     std::vector<IndexEntry> entries;
-    for (std::uint32_t number = 1; number < count(); ++number)
+    for (std::uint32_t number = 1; number < Count(); ++number)
         if (IsLive(number))
             entries.push_back({ KeyOf(number), number });
     return entries;

@@ -35,11 +35,11 @@ public:
     // Throws Trouble as RequireFile does.
     RecordFile(const std::string& path, int recordLength);
 
-    int recordLength() const { return m_blocks.recordLength(); }
-    std::int64_t fileSize() const { return m_blocks.fileSize(); }
-    std::uint32_t count() const { return std::uint32_t(m_blocks.count()); }
+    int RecordLength() const { return m_blocks.RecordLength(); }
+    std::int64_t FileSize() const { return m_blocks.FileSize(); }
+    std::uint32_t Count() const { return std::uint32_t(m_blocks.Count()); }
     // Bytes after the last whole record.
-    int rest() const { return int(fileSize() % recordLength()); }
+    int Rest() const { return int(FileSize() % RecordLength()); }
 
     // The record, valid until the next call; null without such a record.
     const std::uint8_t* Read(std::uint32_t number) { return m_blocks.Read(number); }
@@ -64,7 +64,7 @@ public:
     // Throws Trouble if the options do not describe the file.
     LinkedData(const Options& options, int keyLength);
 
-    std::uint32_t count() const { return m_records.count(); }
+    std::uint32_t Count() const { return m_records.Count(); }
     // A record number outside the file is not live.
     bool IsLive(std::uint32_t number) { return LiveRecord(number) != nullptr; }
     // The key in a live record; empty without a key field.

@@ -26,27 +26,27 @@ bool BoxWatcher::eventFilter(QObject* watched, QEvent* event)
     auto* box = event->type() == QEvent::Show ? qobject_cast<QDialog*>(watched) : nullptr;
     if (box) {
         // After the box is drawn, and in the box's own event loop if it has one.
-        QTimer::singleShot(0, box, [this, box] { look(box); });
+        QTimer::singleShot(0, box, [this, box] { Look(box); });
     }
     return false;
 }
 
 // The library has three kinds of boxes: the one after an install, modal messages, which are
 // errors, and the box during a refresh, which closes by itself.
-void BoxWatcher::look(QDialog* box)
+void BoxWatcher::Look(QDialog* box)
 {
     const QPointer<QDialog> alive(box);
     if (auto* report = qobject_cast<CDlgInstallComplete*>(box)) {
         const bool failed = box->windowTitle().endsWith(QLatin1String("Failure"));
-        readOut(box->findChild<QPlainTextEdit*>()->toPlainText(), failed);
-        picture(box, failed ? "failure" : "success");
+        ReadOut(box->findChild<QPlainTextEdit*>()->toPlainText(), failed);
+        Picture(box, failed ? "failure" : "success");
         if (!m_pictures.isEmpty() && !failed) {
             report->onDetails();
             auto* edit = box->findChild<QPlainTextEdit*>();
             edit->moveCursor(QTextCursor::End);
             edit->find(QStringLiteral("Installation Log"), QTextDocument::FindBackward);
             edit->centerCursor();
-            picture(box, "success-log");
+            Picture(box, "success-log");
         }
     } else if (box->isModal()) {
         QStringList texts;
@@ -54,33 +54,33 @@ void BoxWatcher::look(QDialog* box)
             if (!label->text().isEmpty())
                 texts << label->text();
         }
-        readOut(texts.join(QLatin1Char('\n')), true);
-        picture(box, "message");
+        ReadOut(texts.join(QLatin1Char('\n')), true);
+        Picture(box, "message");
     } else {
-        picture(box, "setting-up");
+        Picture(box, "setting-up");
         return;
     }
     if (!m_shown && alive)
         box->reject();
 }
 
-void BoxWatcher::readOut(const QString& text, bool error)
+void BoxWatcher::ReadOut(const QString& text, bool error)
 {
     m_errors += error ? 1 : 0;
     if (m_shown)
         return;
     if (error)
-        m_display.complain(text);
+        m_display.Complain(text);
     else
-        m_display.sayText(text.trimmed());
+        m_display.SayText(text.trimmed());
 }
 
-void BoxWatcher::picture(QDialog* box, const char* name)
+void BoxWatcher::Picture(QDialog* box, const char* name)
 {
     if (m_pictures.isEmpty())
         return;
     const QString file
         = m_pictures + QLatin1Char('/') + QLatin1String(name) + QLatin1String(".png");
     if (!box->grab().save(file))
-        m_display.complain(QStringLiteral("cannot write the picture %1").arg(file));
+        m_display.Complain(QStringLiteral("cannot write the picture %1").arg(file));
 }

@@ -22,14 +22,14 @@ public:
     BoxWatcher(Console& display, bool shown, const QString& pictures);
 
     // The number of boxes that reported an error.
-    int errors() const { return m_errors; }
+    int Errors() const { return m_errors; }
 
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
-    void look(QDialog* box);
-    void readOut(const QString& text, bool error);
-    void picture(QDialog* box, const char* name);
+    void Look(QDialog* box);
+    void ReadOut(const QString& text, bool error);
+    void Picture(QDialog* box, const char* name);
 
     Console& m_display;
     const bool m_shown;

@@ -6,6 +6,7 @@
 #include "commands.h"
 #include "console.h"
 #include "layout.h"
+#include "names.h"
 #include "outcome.h"
 #include "products.h"
 
@@ -109,8 +110,8 @@ void SayDetails(Console& display, CatalogScan& scan, const QString& installed)
     constexpr int labelWidth = 14;
     const auto line = [&display](const QString& title, const QString& text) {
         if (!text.simplified().isEmpty())
-            display.say(Padded(title + QLatin1Char(':'), labelWidth)
-                        + Wrapped(text.simplified(), display.width(), labelWidth).mid(labelWidth));
+            display.Say(Padded(title + QLatin1Char(':'), labelWidth)
+                        + Wrapped(text.simplified(), display.Width(), labelWidth).mid(labelWidth));
     };
     for (const CatalogScan::Value& value : scan.Values()) {
         if (value.title)
@@ -123,12 +124,12 @@ void SayDetails(Console& display, CatalogScan& scan, const QString& installed)
     line(QStringLiteral("Hidden"), scan.Hidden() ? QStringLiteral("yes") : QString());
     const QString description = Text(scan.Description().c_str());
     if (!description.isEmpty())
-        display.say(QLatin1Char('\n') + Wrapped(description, display.width(), 2));
+        display.Say(QLatin1Char('\n') + Wrapped(description, display.Width(), 2));
 }
 
 } // namespace
 
-int CategoriesCommand(Console& display, bool json)
+int CategoriesCommand(Console& display)
 {
     CatalogScan scan;
     if (!HasCatalog(display, scan))
@@ -136,20 +137,18 @@ int CategoriesCommand(Console& display, bool json)
     QJsonArray all;
     const QMap<QString, CategoryCount> categories = CountCategories(scan);
     for (const CategoryCount& category : categories) {
-        if (!json)
-            display.say(Fitted(QStringLiteral("%1  ").arg(category.products, 6) + category.name,
-                               display.width()));
+        display.Say(Fitted(QStringLiteral("%1  ").arg(category.products, 6) + category.name,
+                           display.Width()));
         all << QJsonObject{ { QStringLiteral("name"), category.name },
                             { QStringLiteral("products"), category.products } };
     }
-    if (json)
-        display.sayJson(all);
-    else if (categories.isEmpty())
-        display.sayText(QStringLiteral("The catalog is empty."));
+    display.SayJson(all);
+    if (categories.isEmpty())
+        display.SayText(QStringLiteral("The catalog is empty."));
     return ExitDone;
 }
 
-int ListCommand(Console& display, const QString& category, bool json)
+int ListCommand(Console& display, const QString& category)
 {
     CatalogScan scan;
     if (!HasCatalog(display, scan))
@@ -168,42 +167,62 @@ int ListCommand(Console& display, const QString& category, bool json)
             products << ProductOf(scan);
     }
     if (products.isEmpty()) {
-        display.complain(
+        display.Complain(
             QStringLiteral("there is no category '%1': 'pakmart categories' lists them")
                 .arg(category));
         return ExitFailed;
     }
     Sort(products);
-    SayProducts(display, products, json);
+    SayProducts(display, products);
     return ExitDone;
 }
 
-int ShowCommand(Console& display, const QStringList& serials, bool json)
+int ListInstalledCommand(Console& display, bool onlyUpgradable)
 {
+    CatalogScan scan;
+    if (!HasCatalog(display, scan))
+        return ExitFailed;
+    const DpkgStatus packages = ReadDpkgStatus();
+    QMap<int, Product> found; // a product in two categories is listed once
+    while (scan.Next()) {
+        const Product product = ProductOf(scan);
+        const QString state = StateOf(product, packages);
+        const bool wanted
+            = onlyUpgradable ? state == QLatin1String("upgradable") : !state.isEmpty();
+        if (wanted && !scan.Hidden())
+            found[product.serial] = product;
+    }
+    QList<Product> products = found.values();
+    Sort(products);
+    SayProducts(display, products);
+    if (products.isEmpty())
+        display.SayText(onlyUpgradable ? QStringLiteral("No product can be upgraded.")
+                                       : QStringLiteral("No product is installed."));
+    return ExitDone;
+}
+
+int ShowCommand(Console& display, const QStringList& names)
+{
+    CatalogScan first;
+    if (!HasCatalog(display, first))
+        return ExitFailed;
     const DpkgStatus packages = ReadDpkgStatus();
     QJsonArray all;
-    int status = ExitDone, shown = 0;
-    for (const QString& serial : serials) {
+    int status = ExitDone;
+    for (const QString& name : names) {
+        const int serial = FindProduct(display, name);
         CatalogScan scan;
-        if (!HasCatalog(display, scan))
-            return ExitFailed;
-        while (scan.Next() && scan.ServerSerialNumber() != serial.toLongLong()) { }
-        if (scan.ServerSerialNumber() != serial.toLongLong()) {
-            display.complain(
-                QStringLiteral("there is no product with the serial number %1").arg(serial));
+        while (serial > 0 && scan.Next() && scan.ServerSerialNumber() != serial) { }
+        if (serial <= 0 || scan.ServerSerialNumber() != serial) {
             status = ExitFailed;
             continue;
         }
         const QString installed = InstalledVersion(packages, scan.PackageName());
-        if (json) {
-            all << DetailsAsJson(scan, installed);
-            continue;
-        }
-        if (shown++ > 0)
-            display.say(QString());
+        if (!all.isEmpty())
+            display.Say(QString());
         SayDetails(display, scan, installed);
+        all << DetailsAsJson(scan, installed);
     }
-    if (json)
-        display.sayJson(all);
+    display.SayJson(all);
     return status;
 }

@@ -5,9 +5,10 @@
 
 #pragma once
 
+#include "transaction.h"
+
 #include <QStringList>
 
-class BoxWatcher;
 class Console;
 
 enum ExitStatus {
@@ -18,41 +19,57 @@ enum ExitStatus {
     ExitInterrupted = 130
 };
 
-struct InstallOptions {
-    bool byPackage = false; // the arguments are package names, not serial numbers
-    bool yes = false; // do not ask
-};
+// ---- changes of packages
 
-struct UpdateOptions {
-    bool yes = false; // do not ask
-    bool json = false; // print the result for programs; no questions are asked then
-};
+// `byPackage`: the names are those of packages only.
+int InstallCommand(Console& console, const QStringList& names, bool byPackage,
+                   const Consent& consent);
+int RemoveCommand(Console& console, const QStringList& names, const Consent& consent);
+int ReinstallCommand(Console& console, const QStringList& names, const Consent& consent);
+int UpgradeCommand(Console& console, const QStringList& names, const Consent& consent);
+int OSUpdateCommand(Console& console, const Consent& consent);
+// `check`: only shows what is broken, and fails if anything is.
+int RepairCommand(Console& console, bool check, Consent consent);
+int HoldCommand(Console& console, const QStringList& names, bool hold);
 
-int InstallCommand(Console& display, const BoxWatcher& boxes, const QStringList& arguments,
-                   const InstallOptions& options);
-int RemoveCommand(Console& display, const QStringList& names, bool yes);
-int UpdateSourcesCommand(Console& display, const BoxWatcher& boxes);
+// ---- the catalog
 
-int UpdateCommand(Console& display, const BoxWatcher& boxes, bool json);
-int CategoriesCommand(Console& display, bool json);
-int ListCommand(Console& display, const QString& category, bool json);
-int ShowCommand(Console& display, const QStringList& serials, bool json);
-int SearchCommand(Console& display, const QStringList& words, bool json);
+int UpdateCommand(Console& console);
+int CategoriesCommand(Console& console);
+int ListCommand(Console& console, const QString& category);
+// The products that are installed, or of which a newer version is in the catalog.
+int ListInstalledCommand(Console& console, bool onlyUpgradable);
+int ShowCommand(Console& console, const QStringList& names);
+int SearchCommand(Console& console, const QStringList& words);
+
+// ---- this machine
+
 // Shows the packages with names that match `pattern`, or all for an empty pattern.
-int InstalledCommand(Console& display, const QString& pattern, bool json);
-
-int AislesCommand(Console& display, const BoxWatcher& boxes, bool json);
-int SyncCommand(Console& display, const BoxWatcher& boxes, bool json);
-
-int OSUpdateCommand(Console& display, const BoxWatcher& boxes, const UpdateOptions& options);
-int StatusCommand(Console& display, bool json);
-int RegisterCommand(Console& display, bool json);
-
+int InstalledCommand(Console& console, const QString& pattern);
+int DependsCommand(Console& console, const QStringList& names);
+int WhyCommand(Console& console, const QStringList& names);
+int HistoryCommand(Console& console);
 // `run` is the place in the list of the application to start; 0 shows the list.
-int RecentCommand(Console& display, int run);
-int ForgetCommand(Console& display, const QStringList& serials);
+int RecentCommand(Console& console, int run);
+int ForgetCommand(Console& console, const QStringList& serials);
+int StatusCommand(Console& console);
+QString BuilderOfThisMachine();
 
-// Fetches the store's package sources, and the lists of packages from each of them.
-// Returns an error message for the user, or an empty text if the lists are current. If
-// there is a console, prints what it waits for.
-QString RefreshSources(Console* console);
+// ---- the store
+
+int UpdateSourcesCommand(Console& console);
+int AislesCommand(Console& console);
+int SyncCommand(Console& console);
+int RegisterCommand(Console& console);
+
+// ---- with the library's dialogs
+
+// How the dialogs are treated.
+struct DialogStyle {
+    bool shown = false; // on the display; otherwise their texts are printed
+    QString pictures; // a folder for pictures of them; may be empty
+};
+
+int InstallWithDialogs(Console& console, const QStringList& names, bool byPackage, bool yes,
+                       const DialogStyle& style);
+int UpdateSourcesWithDialogs(Console& console, const DialogStyle& style);

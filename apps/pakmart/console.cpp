@@ -8,6 +8,7 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QJsonDocument>
 #include <QSocketNotifier>
 #include <QStandardPaths>
@@ -57,27 +58,52 @@ bool CanRedraw()
     return !kind.isEmpty() && kind != "dumb";
 }
 
-// Text from the server or from a package without control characters, so that it is safe on
-// a terminal.
-QString Printable(QString text)
+bool IsUnprintable(QChar c)
 {
-    std::replace_if(
-        text.begin(), text.end(),
-        [](QChar c) { return c.category() == QChar::Other_Control && c != QLatin1Char('\n'); },
-        QLatin1Char('?'));
-    return text;
+    switch (c.category()) {
+    case QChar::Other_Control:
+    case QChar::Separator_Line:
+    case QChar::Separator_Paragraph:
+        return true;
+    default:
+        break;
+    }
+    // Marks, embeddings, overrides and isolates of the writing direction.
+    const ushort code = c.unicode();
+    return code == 0x061C || code == 0x200E || code == 0x200F || (code >= 0x202A && code <= 0x202E)
+        || (code >= 0x2066 && code <= 0x2069);
+}
+
+// JSON can name any character by its number.
+QByteArray EscapedJson(const QByteArray& json)
+{
+    QString text;
+    for (const QChar c : QString::fromUtf8(json)) {
+        if (IsUnprintable(c))
+            text += QStringLiteral("\\u%1").arg(c.unicode(), 4, 16, QLatin1Char('0'));
+        else
+            text += c;
+    }
+    return text.toUtf8() + '\n';
 }
 
 } // namespace
 
+QString Printable(QString text)
+{
+    std::replace_if(
+        text.begin(), text.end(),
+        [](QChar c) { return IsUnprintable(c) && c != QLatin1Char('\n'); }, QLatin1Char('?'));
+    return text;
+}
+
 // Keeps a copy of standard output, and redirects the original to the log: child processes and
 // the library write there without knowing of it.
-Console::Console(bool verbose) : m_out(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3))
+Console::Console(const Style& style)
+    : m_style(style), m_out(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3))
 {
     m_terminal = isatty(m_out) != 0;
     m_bars = m_terminal && CanRedraw();
-    if (verbose)
-        return;
     m_logFile = OpenLog();
     if (m_logFile.isEmpty()) {
         const int null = open("/dev/null", O_WRONLY | O_CLOEXEC);
@@ -88,28 +114,35 @@ Console::Console(bool verbose) : m_out(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3))
 
 Console::~Console()
 {
-    clearBar();
+    ClearBar();
     std::fflush(stdout);
     dup2(m_out, STDOUT_FILENO);
     close(m_out);
 }
 
-void Console::write(const QByteArray& bytes)
+QString Console::LogFile() const
 {
-    for (int done = 0; done < bytes.size();) {
+    std::fflush(stdout);
+    return QFileInfo(m_logFile).size() > 0 ? m_logFile : QString();
+}
+
+void Console::Write(const QByteArray& bytes)
+{
+    for (int done = 0; done < bytes.size() && m_written;) {
         const ssize_t count
             = ::write(m_out, bytes.constData() + done, std::size_t(bytes.size() - done));
         if (count < 0 && errno == EAGAIN) {
             pollfd output{ m_out, POLLOUT, 0 };
             poll(&output, 1, -1);
         } else if (count < 0 && errno != EINTR) {
-            return;
+            m_written = false;
+            Complain(QStringLiteral("the output cannot be written: %1").arg(qt_error_string()));
         }
         done += count > 0 ? int(count) : 0;
     }
 }
 
-int Console::width() const
+int Console::Width() const
 {
     bool isNumber = false;
     const int columns = qEnvironmentVariableIntValue("COLUMNS", &isNumber);
@@ -118,92 +151,145 @@ int Console::width() const
     return m_terminal ? TerminalWidth(m_out) : 0;
 }
 
-void Console::sayJson(const QJsonArray& array)
+void Console::WriteJson(const QJsonDocument& document)
 {
-    clearBar();
-    write(QJsonDocument(array).toJson(QJsonDocument::Compact) + '\n');
+    if (!m_style.json)
+        return;
+    m_hasResult = true;
+    Write(EscapedJson(document.toJson(QJsonDocument::Compact)));
 }
 
-void Console::sayJson(const QJsonObject& object)
+void Console::SayJson(const QJsonArray& array)
 {
-    clearBar();
-    write(QJsonDocument(object).toJson(QJsonDocument::Compact) + '\n');
+    WriteJson(QJsonDocument(array));
 }
 
-void Console::say(const QString& lines)
+void Console::SayJson(const QJsonObject& object)
 {
-    clearBar();
-    write(Printable(lines).toUtf8() + '\n');
+    WriteJson(QJsonDocument(object));
 }
 
-void Console::sayText(const QString& text)
+void Console::FinishJson(bool failed)
 {
-    say(Wrapped(Printable(text), width(), 0));
+    if (failed && !m_hasResult)
+        SayJson(m_error);
 }
 
-void Console::complain(const QString& text)
+void Console::Say(const QString& lines)
 {
-    clearBar();
-    std::fprintf(stderr, "pakmart: %s\n", qUtf8Printable(Printable(text).trimmed()));
+    if (m_style.json)
+        return;
+    ClearBar();
+    Write(Printable(lines).toUtf8() + '\n');
 }
 
-void Console::activity(const QString& what)
+void Console::SayText(const QString& text)
 {
-    const QString printable = Printable(what);
-    if (printable == m_activity)
+    Say(Wrapped(Printable(text), Width(), 0));
+}
+
+void Console::Complain(const QString& text)
+{
+    ClearBar();
+    QString lines = Printable(text).trimmed();
+    lines.replace(QLatin1Char('\n'), QLatin1String("\n  "));
+    std::fprintf(stderr, "pakmart: %s\n", qUtf8Printable(lines));
+    if (m_error.isEmpty())
+        m_error = { { QStringLiteral("code"), QStringLiteral("other") },
+                    { QStringLiteral("sentence"), lines },
+                    { QStringLiteral("details"), QString() } };
+}
+
+void Console::Fail(const QString& code, const QString& sentence, const QString& details)
+{
+    constexpr int most = 12; // lines that help; more are a log
+    if (m_error.isEmpty())
+        m_error = { { QStringLiteral("code"), code },
+                    { QStringLiteral("sentence"), sentence },
+                    { QStringLiteral("details"), details } };
+    const QString lines = details.trimmed();
+    const bool isShort = !lines.isEmpty() && lines.count(QLatin1Char('\n')) < most;
+    Complain(isShort ? sentence + QLatin1Char('\n') + lines : sentence);
+    if (!isShort)
+        Note(lines);
+}
+
+void Console::Note(const QString& lines)
+{
+    if (lines.isEmpty())
+        return;
+    const QByteArray printable = Printable(lines).toUtf8() + '\n';
+    std::fputs(printable.constData(), stdout);
+    if (m_style.verbose)
+        Say(lines);
+}
+
+void Console::Activity(const QString& what)
+{
+    const QString printable = Printable(what).simplified();
+    if (printable == m_activity || m_style.json)
         return;
     m_activity = printable;
+    m_amount.clear();
     if (m_bars)
-        drawBar();
+        DrawBar();
     else
-        sayText(printable);
+        SayText(printable);
 }
 
-void Console::progress(int itemPercent, int overallPercent)
+void Console::BeginProgress()
 {
-    itemPercent = qBound(0, itemPercent, 100);
-    // The overall progress never decreases.
-    overallPercent = qBound(m_overall, overallPercent, 100);
-    const bool moved = itemPercent != m_item || overallPercent != m_overall;
-    const bool milestone = overallPercent / 10 != m_overall / 10;
-    m_item = itemPercent;
-    m_overall = overallPercent;
+    m_percent = 0;
+    m_amount.clear();
+}
+
+// The progress never decreases.
+void Console::Progress(int percent, const QString& amount)
+{
+    percent = qBound(m_percent, percent, 100);
+    const bool moved = percent != m_percent || amount != m_amount;
+    const bool milestone = percent / 10 != m_percent / 10;
+    m_percent = percent;
+    m_amount = amount;
+    if (m_style.json)
+        return;
     if (m_bars && moved)
-        drawBar();
+        DrawBar();
     else if (!m_bars && milestone)
-        write(QStringLiteral("  %1% of all, %2% of this\n").arg(m_overall).arg(m_item).toUtf8());
+        Write(QStringLiteral("  %1%\n").arg(m_percent).toUtf8());
 }
 
 // The last column stays free: after a character there, some terminals wrap to the next
 // line, and the bar could not be erased.
-void Console::drawBar()
+void Console::DrawBar()
 {
     constexpr int narrow = 40; // with fewer columns the bar has no cells
     const int width = TerminalWidth(m_out);
     const int cells = width < narrow ? 0 : qBound(10, width / 3, 30);
-    const int full = cells * m_overall / 100;
+    const int full = cells * m_percent / 100;
     const QString bar = QLatin1Char('[') + QString(full, QLatin1Char('#'))
         + QString(cells - full, QLatin1Char('.')) + QLatin1Char(']');
-    const QString numbers = QStringLiteral(" %1%  this %2%  ").arg(m_overall, 3).arg(m_item, 3);
-    const QString line = (cells == 0 ? QString() : bar) + numbers + m_activity.simplified();
-    write("\r\x1b[K" + Fitted(line, std::max(1, width - 1)).toUtf8());
+    const QString numbers = QStringLiteral(" %1%  ").arg(m_percent, 3);
+    const QString amount = m_amount.isEmpty() ? QString() : QLatin1String("  ") + m_amount;
+    const QString line = (cells == 0 ? QString() : bar) + numbers + m_activity + amount;
+    Write("\r\x1b[K" + Fitted(line, std::max(1, width - 1)).toUtf8());
     m_barDrawn = true;
 }
 
-void Console::clearBar()
+void Console::ClearBar()
 {
     if (m_barDrawn)
-        write("\r\x1b[K");
+        Write("\r\x1b[K");
     m_barDrawn = false;
 }
 
-bool Console::ask(const QString& question)
+bool Console::Ask(const QString& question)
 {
-    clearBar();
-    write(Printable(question).toUtf8() + " [y/N] ");
+    ClearBar();
+    Write(Printable(question).toUtf8() + " [y/N] ");
     QByteArray answer;
     char c = 0;
-    while (!Interrupt::received()) {
+    while (!Interrupt::Received()) {
         pollfd input{ STDIN_FILENO, POLLIN, 0 };
         // A signal interrupts the wait, so Ctrl-C counts as an answer.
         if (poll(&input, 1, -1) <= 0)
@@ -216,9 +302,9 @@ bool Console::ask(const QString& question)
         answer += c;
     }
     if (!m_terminal || c != '\n')
-        write("\n");
+        Write("\n");
     answer = answer.trimmed().toLower();
-    return !Interrupt::received() && (answer == "y" || answer == "yes");
+    return !Interrupt::Received() && (answer == "y" || answer == "yes");
 }
 
 namespace
@@ -256,7 +342,7 @@ void OnInterruption()
 namespace Interrupt
 {
 
-void install()
+void Install()
 {
     if (pipe2(g_pipe, O_CLOEXEC | O_NONBLOCK) == 0) {
         auto* notifier = new QSocketNotifier(g_pipe[0], QSocketNotifier::Read, qApp);
@@ -269,7 +355,7 @@ void install()
     sigaction(SIGTERM, &action, nullptr);
 }
 
-bool received()
+bool Received()
 {
     return g_received != 0;
 }

@@ -29,7 +29,7 @@ bool IsLike(const QString& name, const QString& pattern)
 
 } // namespace
 
-int InstalledCommand(Console& display, const QString& pattern, bool json)
+int InstalledCommand(Console& display, const QString& pattern)
 {
     QMap<QString, QString> packages = InstalledVersions();
     QJsonArray all;
@@ -44,16 +44,13 @@ int InstalledCommand(Console& display, const QString& pattern, bool json)
         widest = std::max(widest, CellsOf(at.key()));
         ++at;
     }
-    if (json) {
-        display.sayJson(all);
-        return ExitDone;
-    }
+    display.SayJson(all);
     if (packages.isEmpty())
-        display.sayText(pattern.isEmpty()
+        display.SayText(pattern.isEmpty()
                             ? QStringLiteral("No package is installed.")
                             : QStringLiteral("No installed package is like '%1'.").arg(pattern));
     for (auto at = packages.begin(); at != packages.end(); ++at)
-        display.say(
-            Fitted(Padded(at.key(), widest) + QLatin1String("  ") + at.value(), display.width()));
+        display.Say(
+            Fitted(Padded(at.key(), widest) + QLatin1String("  ") + at.value(), display.Width()));
     return ExitDone;
 }

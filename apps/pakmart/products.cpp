@@ -5,9 +5,11 @@
 
 #include "console.h"
 #include "layout.h"
+#include "outcome.h"
 
 #include <QJsonArray>
 #include <algorithm>
+#include <apt-pkg/debversion.h>
 #include <vantrelagent/db/catalogscan.h>
 
 using namespace Agent;
@@ -36,31 +38,43 @@ QJsonObject ProductAsJson(const Product& product)
              { QStringLiteral("summary"), product.summary } };
 }
 
-void SayProducts(Console& display, const QList<Product>& products, bool json)
+QString StateOf(const Product& product, const DpkgStatus& packages)
 {
-    if (json) {
-        QJsonArray all;
-        for (const Product& product : products)
-            all << ProductAsJson(product);
-        display.sayJson(all);
-        return;
-    }
+    const QString installed = InstalledVersion(packages, qUtf8Printable(product.package));
+    if (installed.isNull())
+        return QString();
+    return debVS.CmpVersion(qUtf8Printable(installed), qUtf8Printable(product.version)) < 0
+        ? QStringLiteral("upgradable")
+        : QStringLiteral("installed");
+}
+
+void SayProducts(Console& display, const QList<Product>& products)
+{
+    const DpkgStatus packages = ReadDpkgStatus();
+    QJsonArray all;
     int digits = 6;
     for (const Product& product : products)
         digits = std::max(digits, int(QString::number(product.serial).size()));
     for (const Product& product : products) {
+        const QString state = StateOf(product, packages);
+        const QString mark
+            = state.isEmpty() ? QString() : QLatin1String(" [") + state + QLatin1Char(']');
         const QString summary
             = product.summary.isEmpty() ? QString() : QLatin1String(": ") + product.summary;
-        display.say(
-            Fitted(QStringLiteral("%1  ").arg(product.serial, digits) + product.name + summary,
-                   display.width()));
+        display.Say(Fitted(QStringLiteral("%1  ").arg(product.serial, digits) + product.name + mark
+                               + summary,
+                           display.Width()));
+        QJsonObject object = ProductAsJson(product);
+        object[QStringLiteral("state")] = state.isEmpty() ? QStringLiteral("available") : state;
+        all << object;
     }
+    display.SayJson(all);
 }
 
 bool HasCatalog(Console& display, const CatalogScan& scan)
 {
     if (!scan)
-        display.complain(QStringLiteral("there is no catalog on this machine yet, or it cannot be "
+        display.Complain(QStringLiteral("there is no catalog on this machine yet, or it cannot be "
                                         "read: 'pakmart update' fetches it"));
     return bool(scan);
 }

@@ -12,7 +12,8 @@
 namespace Agent
 {
 class CatalogScan;
-}
+class DpkgStatus;
+} // namespace Agent
 class Console;
 
 // The fields of a product that one line of a list shows.
@@ -24,8 +25,11 @@ struct Product {
 // The current product of a scan. The summary is the first line of its description.
 Product ProductOf(Agent::CatalogScan& scan);
 
-// A line for each product, or all of them as one line of JSON.
-void SayProducts(Console& display, const QList<Product>& products, bool json);
+// A line for each product; or all of them as JSON. Those that are installed are marked.
+void SayProducts(Console& display, const QList<Product>& products);
+
+// "installed", "upgradable" (the catalog has a newer version), or empty.
+QString StateOf(const Product& product, const Agent::DpkgStatus& packages);
 
 QJsonObject ProductAsJson(const Product& product);
 

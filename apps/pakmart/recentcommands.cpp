@@ -5,8 +5,14 @@
 
 #include "commands.h"
 #include "console.h"
+#include "outcome.h"
 
 #include <QDateTime>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonObject>
 #include <algorithm>
 #include <functional>
 #include <vantrelagent/db/crufile.h>
@@ -29,7 +35,7 @@ int WithList(Console& display, const std::function<int(CRUFile&)>& work)
         if (list.OpenOrRepair())
             status = work(list);
         else
-            display.complain(QStringLiteral("the list of applications cannot be opened"));
+            display.Complain(QStringLiteral("the list of applications cannot be opened"));
     }
     UnInitIndex();
     return status;
@@ -44,16 +50,43 @@ QString Name(const CRUFile& list)
 int ShowList(Console& display, CRUFile& list)
 {
     int place = 0;
+    QJsonArray all;
     for (bool more = list.FindLastAccessedItem(); more; more = list.FindPrevAccessedItem()) {
         const QDateTime time = QDateTime::fromSecsSinceEpoch(list.LastAccessed());
-        display.sayText(QStringLiteral("%1  %2  %3 (%4)")
+        display.SayText(QStringLiteral("%1  %2  %3 (%4)")
                             .arg(++place, 3)
                             .arg(time.toString(QStringLiteral("yyyy-MM-dd hh:mm")), Name(list))
                             .arg(list.ServerSerialNumber()));
+        all << QJsonObject{ { QStringLiteral("serial"), list.ServerSerialNumber() },
+                            { QStringLiteral("name"), Name(list) },
+                            { QStringLiteral("used"), time.toString(Qt::ISODate) } };
     }
+    display.SayJson(all);
     if (place == 0)
-        display.sayText(QStringLiteral("No application has been used yet."));
+        display.SayText(QStringLiteral("No application has been used yet."));
     return ExitDone;
+}
+
+// Whether a path is that of a file that an installed package has brought. The path comes from
+// the store: it must not lead anywhere else.
+bool IsProgramOfPackage(const QString& path)
+{
+    const bool isPlain = path.startsWith(QLatin1Char('/')) && path == Printable(path)
+        && !path.contains(QLatin1Char('\n')) && QDir::cleanPath(path) == path;
+    const QFileInfo program(SystemPath(path));
+    if (!isPlain || !program.isFile() || !program.isExecutable())
+        return false;
+    const QDir info(SystemPath(QStringLiteral("/var/lib/dpkg/info")));
+    const DpkgStatus packages = ReadDpkgStatus();
+    const QByteArray wanted = path.toUtf8();
+    for (const QString& name : info.entryList({ QStringLiteral("*.list") }, QDir::Files)) {
+        QFile file(info.filePath(name));
+        if (packages.Of(name.chopped(5).toStdString()).IsGone() || !file.open(QIODevice::ReadOnly))
+            continue;
+        if (file.readAll().split('\n').contains(wanted))
+            return true;
+    }
+    return false;
 }
 
 bool FindPlace(CRUFile& list, int place)
@@ -67,18 +100,23 @@ bool FindPlace(CRUFile& list, int place)
 int Start(Console& display, CRUFile& list, int place)
 {
     if (!FindPlace(list, place)) {
-        display.complain(QStringLiteral("there is no application number %1").arg(place));
+        display.Complain(QStringLiteral("there is no application number %1").arg(place));
         return ExitFailed;
     }
     const QString name = Name(list);
     const QString program = QString::fromUtf8(list.ExecutablePath());
+    if (!IsProgramOfPackage(program)) {
+        display.Complain(QStringLiteral("%1 cannot be started: %2 not found").arg(name, program));
+        return ExitFailed;
+    }
     CRun run(SystemPath(program), QString(), false);
     run.Run();
     if (run.pid() < 0) {
-        display.complain(QStringLiteral("%1 cannot be started: %2 not found").arg(name, program));
+        display.Complain(QStringLiteral("%1 cannot be started: %2 not found").arg(name, program));
         return ExitFailed;
     }
-    display.sayText(QStringLiteral("%1 is started.").arg(name));
+    display.SayText(QStringLiteral("%1 is started.").arg(name));
+    display.SayJson(QJsonObject{ { QStringLiteral("started"), name } });
     const qint64 now = QDateTime::currentSecsSinceEpoch();
     list.SetLastAccessed(std::int32_t(std::min<qint64>(now, INT32_MAX)));
     list.Update();
@@ -100,18 +138,22 @@ int ForgetCommand(Console& display, const QStringList& serials)
         // An item that an interrupted change left cannot be found by its number.
         list.Repair();
         int status = ExitDone;
+        QJsonArray all;
         for (const QString& serial : serials) {
             bool fits = false;
             const int number = serial.toInt(&fits);
             const bool forgotten = fits && list.DeleteRecord(number);
             if (forgotten) {
-                display.sayText(QStringLiteral("%1 is forgotten.").arg(Name(list)));
+                display.SayText(QStringLiteral("%1 is forgotten.").arg(Name(list)));
+                all << number;
                 continue;
             }
-            display.complain(
+            display.Complain(
                 QStringLiteral("there is no application with the serial number %1").arg(serial));
             status = ExitFailed;
         }
+        if (status == ExitDone)
+            display.SayJson(all);
         return status;
     });
 }

@@ -49,7 +49,7 @@ QList<Product> InOrder(std::vector<Hit>& hits)
 
 } // namespace
 
-int SearchCommand(Console& display, const QStringList& words, bool json)
+int SearchCommand(Console& display, const QStringList& words)
 {
     CatalogScan scan;
     if (!HasCatalog(display, scan))
@@ -67,9 +67,9 @@ int SearchCommand(Console& display, const QStringList& words, bool json)
             hits.push_back({ rank, ProductOf(scan) });
     }
     const QList<Product> products = InOrder(hits);
-    SayProducts(display, products, json);
-    if (products.isEmpty() && !json)
-        display.sayText(
+    SayProducts(display, products);
+    if (products.isEmpty())
+        display.SayText(
             QStringLiteral("No product has '%1' in its name, package or description.").arg(phrase));
     return ExitDone;
 }

@@ -1,13 +1,11 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The state of this machine's connection to the store, and its registration.
+// The state of this machine and its connection to the store.
 
 #include "commands.h"
 #include "console.h"
 
-#include <QDomElement>
-#include <QEventLoop>
 #include <QJsonObject>
 #include <QUrl>
 #include <vantrelagent/request/capisetoeminfo.h>
@@ -32,10 +30,15 @@ QString LastUpdate()
     return QString::fromStdString(daemon.GetStringValue("DateOfLastUpdate", std::string()));
 }
 
-QString Builder()
+} // namespace
+
+QString BuilderOfThisMachine()
 {
     return QString::fromStdString(CGetOEMInfo().getID());
 }
+
+namespace
+{
 
 // Whether a request can be sent to an address. For the library an address that it cannot
 // ask is not a failure.
@@ -49,71 +52,38 @@ bool CouldBeAsked(const QUrl& url)
 void TellStatus(Console& display, const QString& url)
 {
     const auto line = [&display](const char* what, const QString& text, const char* otherwise) {
-        display.sayText(QLatin1String(what) + (text.isEmpty() ? QLatin1String(otherwise) : text));
+        display.SayText(QLatin1String(what) + (text.isEmpty() ? QLatin1String(otherwise) : text));
     };
-    display.sayText(QStringLiteral("The store server can be reached: %1").arg(url));
+    display.SayText(QStringLiteral("The store server can be reached: %1").arg(url));
     line("System: ", GetVantrelOSVersionInfo().trimmed(), "unknown");
     line("Last update of the system: ", LastUpdate(), "never");
-    line("System builder: ", Builder(), "none");
+    line("System builder: ", BuilderOfThisMachine(), "none");
 }
 
 } // namespace
 
-int StatusCommand(Console& display, bool json)
+int StatusCommand(Console& display)
 {
     const QString url = CAPI::GetAgentAPIURL();
     const bool asked = CouldBeAsked(QUrl(url));
     const bool reached = asked && (new CAPIStatus)->Execute();
-    if (Interrupt::received())
+    if (Interrupt::Received())
         return ExitInterrupted;
-    if (json)
-        display.sayJson(QJsonObject{
-            { QStringLiteral("reached"), reached },
-            { QStringLiteral("server"), url },
-            { QStringLiteral("system"), TextOrNull(GetVantrelOSVersionInfo().trimmed()) },
-            { QStringLiteral("lastUpdate"), TextOrNull(LastUpdate()) },
-            { QStringLiteral("builder"), Builder() } });
-    else if (reached)
+    const QString sentence = reached ? QString()
+        : asked ? QStringLiteral("the store server cannot be reached: %1").arg(url)
+                : QStringLiteral("the settings name no address of a store server: '%1'").arg(url);
+    display.SayJson(QJsonObject{
+        { QStringLiteral("reached"), reached },
+        { QStringLiteral("server"), url },
+        { QStringLiteral("system"), TextOrNull(GetVantrelOSVersionInfo().trimmed()) },
+        { QStringLiteral("lastUpdate"), TextOrNull(LastUpdate()) },
+        { QStringLiteral("builder"), BuilderOfThisMachine() },
+        { QStringLiteral("code"), QLatin1String(reached ? "none" : "server-unreachable") },
+        { QStringLiteral("sentence"), sentence },
+        { QStringLiteral("details"), QString() } });
+    if (reached)
         TellStatus(display, url);
-    if (!asked)
-        display.complain(
-            QStringLiteral("the settings name no address of a store server: '%1'").arg(url));
-    else if (!reached)
-        display.complain(QStringLiteral("the store server cannot be reached: %1").arg(url));
+    else
+        display.Complain(sentence);
     return reached ? ExitDone : ExitFailed;
-}
-
-int RegisterCommand(Console& display, bool json)
-{
-    QString error;
-    bool succeeded = false, ended = false;
-    QEventLoop loop;
-    auto* request = new CAPISetOEMInfo;
-    QObject::connect(request, &CAPI::ErroneousTransfer, &loop,
-                     [&error](const QString& text) { error = text; });
-    QObject::connect(request, &CAPI::FailedTransfer, &loop, [&error](QDomElement* reply) {
-        error = reply->attribute(QStringLiteral("msg"), QStringLiteral("Unspecified API error"));
-    });
-    QObject::connect(request, &CAPI::APIComplete, &loop, [&](bool ok) {
-        succeeded = ok;
-        ended = true;
-        loop.quit();
-    });
-    if (request->Execute() && !ended)
-        loop.exec();
-    if (Interrupt::received())
-        return ExitInterrupted;
-    succeeded = succeeded && error.isEmpty();
-    if (json)
-        display.sayJson(QJsonObject{ { QStringLiteral("registered"), succeeded },
-                                     { QStringLiteral("builder"), Builder() },
-                                     { QStringLiteral("error"), TextOrNull(error) } });
-    else if (succeeded)
-        display.sayText(
-            QStringLiteral("The store knows that this machine comes from the system builder "
-                           "%1.")
-                .arg(Builder()));
-    if (!succeeded)
-        display.complain(error);
-    return succeeded ? ExitDone : ExitFailed;
 }

@@ -129,7 +129,7 @@ public:
     {
         Ours::Commit();
         files.CloseAll();
-        Require(files.nothingFailed(), "the files");
+        Require(files.NothingFailed(), "the files");
     }
 };
 

@@ -29,7 +29,7 @@ public:
             close(m_fd);
     }
 
-    int fd() const { return m_fd; } // -1 for none
+    int Get() const { return m_fd; } // -1 for none
     explicit operator bool() const { return m_fd >= 0; }
 
 private:

@@ -2,7 +2,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
 // The valid names of packages. These texts reach the command lines and files of package
-// tools, so anything else is refused.
+// tools, so anything else is refused, by whoever writes one: platform/arguments.h,
+// platform/helper/wish.h, src/install/crunaptget.h, src/host/planrun.h.
 
 #pragma once
 

@@ -46,7 +46,7 @@ std::string PathOf(int fd)
 Descriptor Unnamed(int folder, mode_t mode)
 {
     Descriptor file(openat(folder, ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, mode));
-    return file && access(PathOf(file.fd()).c_str(), F_OK) == 0 ? std::move(file) : Descriptor();
+    return file && access(PathOf(file.Get()).c_str(), F_OK) == 0 ? std::move(file) : Descriptor();
 }
 
 bool Name(int file, int folder, const std::string& name)
@@ -73,7 +73,7 @@ FileReplacement::FileReplacement(const std::string& path, mode_t mode)
 {
     if (!m_folder)
         return;
-    m_file = Unnamed(m_folder.fd(), mode);
+    m_file = Unnamed(m_folder.Get(), mode);
     if (!m_file)
         MakeNamed(mode);
 }
@@ -89,7 +89,7 @@ FileReplacement::FileReplacement(Descriptor folder, const std::string& name,
 void FileReplacement::MakeNamed(mode_t mode)
 {
     constexpr int flags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
-    m_file = Descriptor(openat(m_folder.fd(), m_fresh.c_str(), flags, mode));
+    m_file = Descriptor(openat(m_folder.Get(), m_fresh.c_str(), flags, mode));
     m_isNamed = bool(m_file);
 }
 
@@ -112,32 +112,33 @@ FileReplacement::~FileReplacement()
     if (!m_folder || !m_isNamed)
         return;
     const int error = errno;
-    unlinkat(m_folder.fd(), m_fresh.c_str(), 0);
+    unlinkat(m_folder.Get(), m_fresh.c_str(), 0);
     errno = error;
 }
 
 bool FileReplacement::Write(std::string_view text)
 {
-    return WriteAll(m_file.fd(), text);
+    return WriteAll(m_file.Get(), text);
 }
 
 bool FileReplacement::Commit()
 {
-    if (!m_file || fsync(m_file.fd()) != 0)
+    if (!m_file || fsync(m_file.Get()) != 0)
         return false;
     if (!m_folder)
         return true;
-    m_isNamed = m_isNamed || Name(m_file.fd(), m_folder.fd(), m_fresh);
-    if (!m_isNamed || renameat(m_folder.fd(), m_fresh.c_str(), m_folder.fd(), m_name.c_str()) != 0)
+    m_isNamed = m_isNamed || Name(m_file.Get(), m_folder.Get(), m_fresh);
+    if (!m_isNamed
+        || renameat(m_folder.Get(), m_fresh.c_str(), m_folder.Get(), m_name.c_str()) != 0)
         return false;
     m_isNamed = false;
-    return SyncFolder(m_folder.fd());
+    return SyncFolder(m_folder.Get());
 }
 
 bool ReplaceFile(const std::string& path, std::string_view text, mode_t mode)
 {
     FileReplacement file(path, mode & 0600);
-    return file && file.Write(text) && fchmod(file.fd(), mode) == 0 && file.Commit();
+    return file && file.Write(text) && fchmod(file.Get(), mode) == 0 && file.Commit();
 }
 
 bool WriteToDisk(int fd, std::string_view text)
@@ -153,7 +154,7 @@ bool SyncFolder(int fd)
 bool SyncFolder(const std::string& folder)
 {
     const Descriptor descriptor(open(folder.c_str(), folderFlags));
-    return descriptor && SyncFolder(descriptor.fd());
+    return descriptor && SyncFolder(descriptor.Get());
 }
 
 std::string FolderOf(const std::string& path)

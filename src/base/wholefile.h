@@ -43,7 +43,7 @@ public:
 
     // False if the new file could not be made.
     explicit operator bool() const { return bool(m_file); }
-    int fd() const { return m_file.fd(); }
+    int Get() const { return m_file.Get(); }
 
     // Appends to the new text.
     bool Write(std::string_view text);

@@ -13,7 +13,7 @@ using namespace Agent;
 namespace
 {
 
-const char kApplication[] = "application";
+const char applicationElement[] = "application";
 
 // A package without a stanza has an empty record, whose status is that of an
 // installed one.
@@ -36,7 +36,7 @@ void CAPISyncMyMachine::onSuccessfulTransfer(QDomElement* pElement)
     CXMLNode profile(nullptr);
     // The cost of removing applications is quadratic.
     if (!ReadFirstElement(*pElement, profile)
-        || profile.ChildArray(kApplication).size() > std::size_t(maxApplications))
+        || profile.ChildArray(applicationElement).size() > std::size_t(maxApplications))
         return;
     KeepInstalledPackages(profile);
     tracer.trace_out("Preparing to save .profile");
@@ -46,7 +46,7 @@ void CAPISyncMyMachine::onSuccessfulTransfer(QDomElement* pElement)
 void CAPISyncMyMachine::KeepInstalledPackages(CXMLNode& profile)
 {
     CTracer tracer("CAPISyncMyMachine::KeepInstalledPackages");
-    std::vector<CXMLNode*> applications = profile.ChildArray(kApplication);
+    std::vector<CXMLNode*> applications = profile.ChildArray(applicationElement);
     CXMLNode::SortChildrenByAttribute(applications, "name", false, true);
     CDpkg packages;
     packages.ReadStatusFile();

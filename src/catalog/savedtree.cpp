@@ -184,12 +184,12 @@ bool SaveFile(const char* name, Meanwhile meanwhile,
         return false;
     }
     if (!isNew)
-        TakeAfter(file.fd(), before, secret);
+        TakeAfter(file.Get(), before, secret);
     FileBuffer buffer(file);
     std::ostream out(&buffer);
     write(out);
     const bool written = out && buffer.Finish()
-        && (meanwhile == Meanwhile::Nothing || WriteOut(file.fd())) && file.Commit();
+        && (meanwhile == Meanwhile::Nothing || WriteOut(file.Get())) && file.Commit();
     if (written)
         qCDebug(logCatalog, "wrote %s", path.c_str());
     else

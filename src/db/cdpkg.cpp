@@ -18,7 +18,7 @@ using namespace Agent;
 namespace
 {
 
-const std::size_t kPrefix = 7; // a field is recognised by this many characters
+const std::size_t fieldPrefix = 7; // a field is recognised by this many characters
 
 // Reads the next line, or the next 2,047 bytes of it, up to a zero byte.
 bool ReadLine(std::FILE* file, std::string& line)
@@ -102,7 +102,7 @@ void CDpkgInfo::TakeField(const std::string& line, Seen& seen)
     const auto colon = line.find(':');
     if (colon == std::string::npos)
         return;
-    const std::string prefix = LowCase(line.substr(0, kPrefix));
+    const std::string prefix = LowCase(line.substr(0, fieldPrefix));
     const std::string value = WithoutLeadingBlanks(line.substr(colon + 1));
     if (TakeText(prefix, value) || TakeRelation(prefix, value)) {
         seen.description = seen.description || prefix == "descrip";

@@ -24,7 +24,7 @@ using Step = int (*)(IndexFile*, std::uint32_t*, char*);
 bool SyncPath(StoreFiles& files, const std::string& path, int flags)
 {
     const Descriptor opened(open(path.c_str(), flags | O_CLOEXEC));
-    return opened && files.Sync(opened.fd()) == 0;
+    return opened && files.Sync(opened.Get()) == 0;
 }
 
 // Looks up an item in an index, from a key if the step takes one.

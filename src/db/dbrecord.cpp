@@ -54,7 +54,7 @@ RecordReader::RecordReader(const std::string& folder, const DbLayout& layout,
 
 std::int32_t RecordReader::Count() const
 {
-    return std::int32_t(std::min<std::int64_t>(m_blocks.count(), INT32_MAX));
+    return std::int32_t(std::min<std::int64_t>(m_blocks.Count(), INT32_MAX));
 }
 
 const std::uint8_t* RecordReader::Live(std::int32_t number)

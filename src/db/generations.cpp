@@ -158,9 +158,9 @@ void RemoveGeneration(const std::string& folder, const std::string& name)
     const std::string removed
         = folder + removedPrefix + std::to_string(NumberAfter(generationPrefix, name));
     // Its maker may have published it before this process got the lock.
-    if (flock(opened.fd(), LOCK_EX | LOCK_NB) == 0 && CurrentName(folder) != name
-        && IsStill(opened.fd(), path) && std::rename(path.c_str(), removed.c_str()) == 0)
-        RemoveFolder(opened.fd(), removed);
+    if (flock(opened.Get(), LOCK_EX | LOCK_NB) == 0 && CurrentName(folder) != name
+        && IsStill(opened.Get(), path) && std::rename(path.c_str(), removed.c_str()) == 0)
+        RemoveFolder(opened.Get(), removed);
 }
 
 void RemoveEachOldGeneration(const std::string& folder)
@@ -171,7 +171,7 @@ void RemoveEachOldGeneration(const std::string& folder)
         } else if (NumberAfter(removedPrefix, name) >= 0) {
             const Descriptor opened = OpenFolder(folder + name);
             if (opened)
-                RemoveFolder(opened.fd(), folder + name);
+                RemoveFolder(opened.Get(), folder + name);
         }
     }
 }
@@ -241,14 +241,14 @@ NewGeneration::~NewGeneration()
     if (!m_opened)
         return;
     // Readers may still use one that is no longer current.
-    if (!m_published && flock(m_opened.fd(), LOCK_EX | LOCK_NB) == 0)
+    if (!m_published && flock(m_opened.Get(), LOCK_EX | LOCK_NB) == 0)
         Remove();
 }
 
 // If memory runs out, the next update removes the rest.
 void NewGeneration::Remove() const
 try {
-    RemoveFolder(m_opened.fd(), m_folder + m_name);
+    RemoveFolder(m_opened.Get(), m_folder + m_name);
 } catch (const std::bad_alloc&) {
     return;
 }
@@ -282,8 +282,8 @@ bool NewGeneration::Lock()
     const std::string path = m_folder + m_name;
     struct stat status;
     m_opened = OpenFolder(path);
-    if (m_opened && fstat(m_opened.fd(), &status) == 0 && status.st_uid == geteuid()
-        && flock(m_opened.fd(), LOCK_SH | LOCK_NB) == 0 && IsStill(m_opened.fd(), path))
+    if (m_opened && fstat(m_opened.Get(), &status) == 0 && status.st_uid == geteuid()
+        && flock(m_opened.Get(), LOCK_SH | LOCK_NB) == 0 && IsStill(m_opened.Get(), path))
         return true;
     m_opened = Descriptor();
     return false;
@@ -355,8 +355,8 @@ bool NewGeneration::Settle()
         if (!SettleFile(name))
             return Fail("cannot write " + Folder() + name);
     struct stat folder;
-    if (stat(m_folder.c_str(), &folder) != 0 || !TakeAfter(m_opened.fd(), folder)
-        || m_files.Sync(m_opened.fd()) != 0)
+    if (stat(m_folder.c_str(), &folder) != 0 || !TakeAfter(m_opened.Get(), folder)
+        || m_files.Sync(m_opened.Get()) != 0)
         return Fail("cannot write " + Folder());
     return true;
 }
@@ -364,7 +364,7 @@ bool NewGeneration::Settle()
 bool NewGeneration::SettleFile(const std::string& name)
 {
     const std::string replaced = m_folder + name;
-    const int file = m_files.OpenAt(m_opened.fd(), name.c_str(), O_RDONLY | O_NOFOLLOW, 0);
+    const int file = m_files.OpenAt(m_opened.Get(), name.c_str(), O_RDONLY | O_NOFOLLOW, 0);
     if (file < 0)
         return false;
     struct stat old;
@@ -399,8 +399,8 @@ bool NewGeneration::TakeInPlainFiles()
             return Fail("cannot link " + from + " to " + to);
     }
     struct stat folder;
-    if (stat(m_folder.c_str(), &folder) != 0 || !TakeAfter(plain.m_opened.fd(), folder)
-        || m_files.Sync(plain.m_opened.fd()) != 0 || !SyncFolder())
+    if (stat(m_folder.c_str(), &folder) != 0 || !TakeAfter(plain.m_opened.Get(), folder)
+        || m_files.Sync(plain.m_opened.Get()) != 0 || !SyncFolder())
         return Fail("cannot write " + plain.Folder());
     if (!PutLink(plain.m_name, pointerName))
         return false;
@@ -429,7 +429,7 @@ bool NewGeneration::PutLink(const std::string& target, const std::string& name)
 bool NewGeneration::SyncFolder()
 {
     const Descriptor folder(open(m_folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    return (folder && m_files.Sync(folder.fd()) == 0) || Fail("cannot write " + m_folder);
+    return (folder && m_files.Sync(folder.Get()) == 0) || Fail("cannot write " + m_folder);
 }
 
 // ---- old generations ----
@@ -451,8 +451,8 @@ PinnedGeneration::PinnedGeneration(const std::string& folder)
             return;
         const std::string path = m_folder.substr(0, m_folder.size() - 1);
         m_opened = OpenFolder(path);
-        if (m_opened && flock(m_opened.fd(), LOCK_SH | LOCK_NB) == 0
-            && IsStill(m_opened.fd(), path))
+        if (m_opened && flock(m_opened.Get(), LOCK_SH | LOCK_NB) == 0
+            && IsStill(m_opened.Get(), path))
             return;
         m_opened = Descriptor();
     }

@@ -67,7 +67,7 @@ public:
     NewGeneration& operator=(const NewGeneration&) = delete;
 
     explicit operator bool() const { return bool(m_opened); }
-    int FolderDescriptor() const { return m_opened.fd(); }
+    int FolderDescriptor() const { return m_opened.Get(); }
     StoreFiles& Files() const { return m_files; }
     std::string Folder() const { return m_folder + m_name + '/'; }
     const std::string& Reason() const { return m_reason; }

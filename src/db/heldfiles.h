@@ -39,7 +39,7 @@ public:
 
     // Closes the files that the store no longer uses, and forgets all.
     void CloseAll();
-    bool nothingFailed() const { return !m_failed; }
+    bool NothingFailed() const { return !m_failed; }
     // Whether `path` leads to the file that was opened as `opened`.
     bool LeadsTo(const std::string& path, const std::string& opened) const;
 

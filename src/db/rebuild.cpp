@@ -55,7 +55,7 @@ bool Fill(const NewGeneration& generation, const std::function<void(CCatalogFile
     fill(file);
     file.Close();
     files.CloseAll();
-    const bool whole = files.nothingFailed() && file.IsWhole();
+    const bool whole = files.NothingFailed() && file.IsWhole();
     if (!whole)
         qCInfo(logCatalog, "the new database is not whole; the old one stays");
     return whole;
@@ -65,7 +65,7 @@ bool IsLarge(const Descriptor& file)
 {
     constexpr off_t large = 1024 * 1024;
     struct stat status;
-    return file && fstat(file.fd(), &status) == 0 && status.st_size >= large;
+    return file && fstat(file.Get(), &status) == 0 && status.st_size >= large;
 }
 
 // Syncs a file while events are processed. The system reports an error only once, so it
@@ -73,7 +73,7 @@ bool IsLarge(const Descriptor& file)
 bool WriteOut(const Descriptor& file)
 {
     bool written = true;
-    PassEventsBeside([&written, &file] { written = fsync(file.fd()) == 0; });
+    PassEventsBeside([&written, &file] { written = fsync(file.Get()) == 0; });
     return written;
 }
 

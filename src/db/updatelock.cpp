@@ -62,8 +62,8 @@ UpdateLock::UpdateLock(const std::string& folder, const std::function<bool()>& w
     m_held = true;
     struct stat status;
     const mode_t mode = LockMode(folder);
-    if (fstat(m_file.fd(), &status) == 0 && (status.st_mode & 0777) != mode)
-        fchmod(m_file.fd(), mode);
+    if (fstat(m_file.Get(), &status) == 0 && (status.st_mode & 0777) != mode)
+        fchmod(m_file.Get(), mode);
 }
 
 UpdateLock::~UpdateLock()
@@ -77,7 +77,7 @@ bool UpdateLock::Open()
     m_file = Descriptor(
         open(m_path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600));
     struct stat status;
-    if (m_file && fstat(m_file.fd(), &status) == 0 && S_ISREG(status.st_mode))
+    if (m_file && fstat(m_file.Get(), &status) == 0 && S_ISREG(status.st_mode))
         return true;
     qCInfo(logCatalog, "the catalog cannot be updated, cannot lock %s: %s", m_path.c_str(),
            m_file ? "not a regular file" : std::strerror(errno));
@@ -88,14 +88,14 @@ bool UpdateLock::Open()
 bool UpdateLock::IsStill() const
 {
     struct stat held, there;
-    return fstat(m_file.fd(), &held) == 0 && lstat(m_path.c_str(), &there) == 0
+    return fstat(m_file.Get(), &held) == 0 && lstat(m_path.c_str(), &there) == 0
         && held.st_ino == there.st_ino && held.st_dev == there.st_dev;
 }
 
 bool UpdateLock::Wait(const std::function<bool()>& wait)
 {
     bool waited = false;
-    while (flock(m_file.fd(), LOCK_EX | LOCK_NB) != 0) {
+    while (flock(m_file.Get(), LOCK_EX | LOCK_NB) != 0) {
         if (errno != EWOULDBLOCK && errno != EINTR) {
             qCInfo(logCatalog, "cannot lock %s: %s", m_path.c_str(), std::strerror(errno));
             return false;

@@ -76,6 +76,7 @@ protected:
 
 private:
     friend class CommitSteps;
+    friend class RepairJob; // which says what became of each package
     const std::unique_ptr<CommitSteps> m_steps;
 };
 

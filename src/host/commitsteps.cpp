@@ -94,6 +94,19 @@ void CommitSteps::finishInterrupted()
     });
 }
 
+// All that are waiting for it, or those that are reinstalled: by their names, dpkg also sets up
+// packages that are marked for removal.
+QStringList CommitSteps::namesToSetUp() const
+{
+    QStringList names;
+    if (m_plan.request.kind == Request::Reinstall && m_before) {
+        for (const PlanRow& row : m_plan.rows)
+            if (NeedsSetup(m_before->Of(row.package.toStdString())))
+                names << row.package;
+    }
+    return names.isEmpty() ? QStringList{ QStringLiteral("-a") } : names;
+}
+
 // Lets dpkg set up what is unpacked.
 void CommitSteps::setUp(void (CommitSteps::*then)())
 {
@@ -102,8 +115,7 @@ void CommitSteps::setUp(void (CommitSteps::*then)())
     guard();
     m_run = std::make_unique<ToolRun>();
     connect(m_run.get(), &ToolRun::ended, this, [this, then] {
-        if (m_plan.request.kind == Request::Repair)
-            m_lines = m_run->lines(); // they may explain a failure
+        m_lines = m_run->lines(); // they may explain a failure
         m_dpkgWorks = false;
         m_job.setCancellable(true);
         endRun();
@@ -111,7 +123,7 @@ void CommitSteps::setUp(void (CommitSteps::*then)())
             (this->*then)();
     });
     m_run->start(Agent::SystemPath(QStringLiteral("/usr/bin/dpkg")),
-                 { QStringLiteral("--configure"), QStringLiteral("-a") });
+                 QStringList{ QStringLiteral("--configure") } + namesToSetUp());
 }
 
 void CommitSteps::guard()
@@ -148,7 +160,8 @@ void CommitSteps::onPlan()
         end(failure);
         return;
     }
-    if (m_plan.isEmpty()) {
+    const bool takesOver = m_plan.request.kind == Request::Repair && m_before->WasInterrupted();
+    if (m_plan.isEmpty() && !takesOver) {
         judge(0, *m_before);
         return;
     }
@@ -179,13 +192,24 @@ Failure CommitSteps::refusal(const Plan& made) const
     return Failure();
 }
 
-// dpkg sets up first what a repair shows as that; the front end does the rest.
+// Whether dpkg has something to set up before the front end does the rest: what the plan shows
+// as that, or a package that is to be reinstalled, since apt-get does not find the archive of
+// one that is only unpacked.
+bool CommitSteps::setsUpFirst() const
+{
+    const Request::Kind kind = m_plan.request.kind;
+    const auto isSetup = [this, kind](const PlanRow& row) {
+        return row.action == PlanRow::Configured
+            || (kind == Request::Reinstall && NeedsSetup(m_before->Of(row.package.toStdString())));
+    };
+    return (kind == Request::Repair && m_before->WasInterrupted())
+        || std::any_of(m_plan.rows.begin(), m_plan.rows.end(), isSetup);
+}
+
 void CommitSteps::apply()
 {
     guard();
-    const auto isSetup = [](const PlanRow& row) { return row.action == PlanRow::Configured; };
-    const int setups = int(std::count_if(m_plan.rows.begin(), m_plan.rows.end(), isSetup));
-    if (m_plan.request.kind == Request::Repair && (setups > 0 || m_before->WasInterrupted()))
+    if (setsUpFirst())
         setUp(&CommitSteps::runFrontEnd);
     else
         runFrontEnd();
@@ -251,20 +275,42 @@ void CommitSteps::onRunEnded(int status)
     ReadStatusBeside(this, [this, status](const SharedStatus& now) { judge(status, *now); });
 }
 
+// dpkg was killed after its last package: all is done, but apt-get would refuse the next change
+// until dpkg has taken over what it left.
+void CommitSteps::takeOver(int status)
+{
+    m_tookOver = true;
+    m_run = std::make_unique<ToolRun>();
+    connect(m_run.get(), &ToolRun::ended, this, [this, status] {
+        endRun();
+        ReadStatusBeside(this, [this, status](const SharedStatus& now) { judge(status, *now); });
+    });
+    m_run->start(Agent::SystemPath(QStringLiteral("/usr/bin/dpkg")),
+                 { QStringLiteral("--configure"), QStringLiteral("-a") });
+}
+
 // dpkg's status decides. What the tools say only explains a failure.
 void CommitSteps::judge(int status, const Agent::DpkgStatus& now)
 {
+    m_halfWay.clear();
+    for (const auto& [name, state] : now.All())
+        if (state.IsHalfWay())
+            m_halfWay << QString::fromStdString(name);
     const QStringList faults = Deviations(m_plan, *m_before, now);
+    if (faults.isEmpty() && now.WasInterrupted() && !m_tookOver) {
+        takeOver(status);
+        return;
+    }
     if (faults.isEmpty()) {
         note();
         return;
     }
-    constexpr int MostFaults = 5;
-    const QString found = QStringList(faults.mid(0, MostFaults)).join(QLatin1Char(' '));
+    constexpr int mostFaults = 5;
+    const QString found = QStringList(faults.mid(0, mostFaults)).join(QLatin1Char(' '));
     Failure failure = { Error::OutcomeDiffers, Error::sentence(Error::OutcomeDiffers) };
     if (m_job.isCancelled() && !m_dpkgWorks)
         failure = { Error::Cancelled, Error::sentence(Error::Cancelled) };
-    else if (status == ToolRun::NotStarted)
+    else if (status == ToolRun::notStarted)
         failure = { Error::ToolsMissing, Error::sentence(Error::ToolsMissing) };
     else if (status != 0)
         failure = FailureOf(m_lines);

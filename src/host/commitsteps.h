@@ -35,6 +35,8 @@ public:
     void letGo();
 
     const Plan& plan() const { return m_plan; }
+    // The packages that dpkg had not finished at the end.
+    const QStringList& halfWay() const { return m_halfWay; }
     bool isRecorded() const { return m_isRecorded; }
     bool allowsRemovals = false;
     bool records = true;
@@ -50,11 +52,14 @@ private:
     bool endsEarly();
     void guard();
     void setUp(void (CommitSteps::*then)());
+    bool setsUpFirst() const;
+    QStringList namesToSetUp() const;
     void apply();
     void runFrontEnd();
     void onLine(const QString& line);
     void showProgress(const LineNews& news);
     void onRunEnded(int status);
+    void takeOver(int status);
     void judge(int status, const Agent::DpkgStatus& now);
     void note();
     void end(const Failure& failure);
@@ -72,8 +77,10 @@ private:
     bool m_isRecorded = false;
     SharedStatus m_before;
     QStringList m_lines; // of the run
+    QStringList m_halfWay;
     QElapsedTimer m_download; // since its beginning
     bool m_dpkgWorks = false;
+    bool m_tookOver = false;
 };
 
 } // namespace Pakmart

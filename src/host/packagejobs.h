@@ -9,6 +9,7 @@
 #pragma once
 
 #include "commitjob.h"
+#include "repairfinding.h"
 
 namespace Pakmart
 {
@@ -40,6 +41,13 @@ class VANTRELAGENT_EXPORT RemoveJob : public CommitJob
 public:
     /// Names of packages.
     explicit RemoveJob(const QStringList& packages, QObject* parent = nullptr);
+
+    /// A job that removes products of the store by their serial numbers. It asks the store for
+    /// their packages, and removes these alone: what they have brought along stays.
+    static RemoveJob* ofProducts(const QList<int>& serials, QObject* parent = nullptr);
+
+private:
+    RemoveJob(const Request& request, QObject* parent);
 };
 
 /// Upgrades installed packages. Succeeds without a change if there is no newer version.
@@ -79,9 +87,11 @@ public:
     bool isAgentUpdated() const;
 };
 
-/// Repairs what an interruption or a failure has left: lets dpkg set up what is unpacked,
-/// reinstalls what is installed in part, and installs what is missing. It fails if a package is
-/// not whole afterwards. Succeeds without a change if nothing is broken.
+/// Repairs what an interruption or a failure has left: removes the files of dead processes,
+/// fetches missing package lists, makes damaged databases again, lets dpkg set up what is
+/// unpacked, reinstalls what is installed in part, and installs what is missing. It fails if a
+/// package is not whole afterwards; findings() says what became of everything else. Succeeds
+/// without a change if nothing is broken.
 class VANTRELAGENT_EXPORT RepairJob : public CommitJob
 {
     Q_OBJECT
@@ -89,6 +99,24 @@ class VANTRELAGENT_EXPORT RepairJob : public CommitJob
 public:
     /// Prepares the job. PrepareJob shows its plan: Request{ Request::Repair }.
     explicit RepairJob(QObject* parent = nullptr);
+    ~RepairJob() override;
+
+    /// What was found, and what became of it. A CheckJob finds the same.
+    QList<RepairFinding> findings() const;
+
+protected:
+    /// Mends files before the packages.
+    void run() override;
+    /// Ends either.
+    void stop() override;
+    /// Leaves what runs, which ends by itself.
+    void letGo() override;
+
+private:
+    void judgePackages();
+
+    class Private;
+    const std::unique_ptr<Private> d;
 };
 
 } // namespace Pakmart

@@ -41,7 +41,7 @@ public:
     Kind kind = Install; ///< what to do
     QStringList packages
         = {}; ///< with which packages: "name", "name:architecture" or "name=version"
-    /// The products of the store to install, by their serial numbers. The store is asked for
+    /// Products of the store to install or remove, by their serial numbers. The store is asked for
     /// their packages when the plan is made, which are then in `packages` of the plan's request.
     QList<int> products = {};
 };

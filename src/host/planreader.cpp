@@ -15,8 +15,8 @@ namespace Pakmart
 namespace
 {
 
-constexpr int MostRows = 200000; // more packages than any archive has
-constexpr int MostMessages = 1000;
+constexpr int mostRows = 200000; // more packages than any archive has
+constexpr int mostMessages = 1000;
 
 // The words of a field, with their values.
 template <typename Value> struct Word {
@@ -99,7 +99,7 @@ void PlanReader::take(const QString& line)
 {
     if (m_state == State::Messages && line == QLatin1String("Plan: 1"))
         m_state = State::Rows;
-    else if (m_state == State::Messages && m_messages.size() < MostMessages)
+    else if (m_state == State::Messages && m_messages.size() < mostMessages)
         m_messages << line;
     else if (m_state == State::Rows)
         takePlanLine(line);
@@ -161,7 +161,7 @@ void PlanReader::endRow()
 {
     if (m_fields.isEmpty())
         return;
-    if (!IsSound(m_row, m_fields) || m_rows.size() >= MostRows)
+    if (!IsSound(m_row, m_fields) || m_rows.size() >= mostRows)
         m_state = State::Invalid;
     m_rows << m_row;
     m_row = PlanRow();

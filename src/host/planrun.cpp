@@ -56,12 +56,6 @@ bool HasAction(const Plan& plan, PlanRow::Action action)
                        [action](const PlanRow& row) { return row.action == action; });
 }
 
-// Whether dpkg only has to set it up: everything else of it is there.
-bool NeedsSetup(const Agent::PackageState& state)
-{
-    return state.IsHalfWay() && state.flag == "ok" && state.status != "half-installed";
-}
-
 PlanRow RowOfSetup(const std::string& name, const Agent::PackageState& state)
 {
     PlanRow row;
@@ -93,6 +87,11 @@ bool IsInvalid(const QString& name)
 }
 
 } // namespace
+
+bool NeedsSetup(const Agent::PackageState& state)
+{
+    return state.IsHalfWay() && state.flag == "ok" && state.status != "half-installed";
+}
 
 QStringList PlanningWords(const Request& request)
 {
@@ -212,16 +211,16 @@ void PlanRun::resolve()
         for (const PlanRow& row : m_unconfigured)
             if (m_plan.row(row.package).package.isEmpty())
                 m_plan.rows << row;
-        judgeRun(status == 0 && !rows ? int(ToolRun::Killed) : status);
+        judgeRun(status == 0 && !rows ? int(ToolRun::killed) : status);
     });
     m_run->start(FrontEndProgram(), PlanningWords(m_plan.request));
 }
 
 void PlanRun::judgeRun(int status)
 {
-    if (status == ToolRun::NotStarted) {
+    if (status == ToolRun::notStarted) {
         finish({ Error::ToolsMissing, Error::sentence(Error::ToolsMissing) });
-    } else if (status == ToolRun::Killed) {
+    } else if (status == ToolRun::killed) {
         finish({ Error::PlanNotUnderstood, Error::sentence(Error::PlanNotUnderstood) });
     } else if (status != 0) {
         const Failure failure = FailureOf(m_warnings);
@@ -242,6 +241,7 @@ void PlanRun::judgePlan()
         return;
     }
     noteMissing();
+    noteSetups();
     noteRemovals();
     for (const QString& line : m_warnings) {
         if (line.startsWith(QLatin1String("W: ")))
@@ -281,6 +281,19 @@ void PlanRun::noteMissing()
                                               "%1 cannot be fetched again: no package source has "
                                               "the version that is installed."))
                            .arg(name));
+    }
+}
+
+// apt-get takes a package for installed that dpkg has not set up yet.
+void PlanRun::noteSetups()
+{
+    if (m_plan.request.kind != Request::Install)
+        return;
+    for (const QString& asked : m_plan.request.packages) {
+        const std::string name = BareName(asked).toStdString();
+        const Agent::PackageState state = m_status->Of(name);
+        if (NeedsSetup(state) && m_plan.row(BareName(asked)).package.isEmpty())
+            m_plan.rows << RowOfSetup(name, state);
     }
 }
 

@@ -20,6 +20,9 @@ namespace Pakmart
 QStringList WordsOf(const Plan& plan);
 QStringList PlanningWords(const Request& request);
 
+// Whether dpkg only has to set it up: everything else of it is there.
+bool NeedsSetup(const Agent::PackageState& state);
+
 class PlanRun : public QObject
 {
     Q_OBJECT
@@ -54,6 +57,7 @@ private:
     void addProblem(Error::Code code, bool prevents, const QStringList& packages,
                     const QString& sentence);
     void noteMissing();
+    void noteSetups();
     void noteRemovals();
     void finish(const Failure& failure);
 

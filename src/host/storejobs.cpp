@@ -165,9 +165,18 @@ public:
     bool changed = false;
 };
 
-RefreshSourcesJob::RefreshSourcesJob(QObject* parent)
-    : StoreJob("refresh-sources", parent), d(std::make_unique<Private>())
+RefreshSourcesJob::RefreshSourcesJob(QObject* parent) : RefreshSourcesJob("refresh-sources", parent)
 {
+}
+
+RefreshSourcesJob::RefreshSourcesJob(const char* task, QObject* parent)
+    : StoreJob(task, parent), d(std::make_unique<Private>())
+{
+}
+
+RefreshSourcesJob* RefreshSourcesJob::ifChanged(QObject* parent)
+{
+    return new RefreshSourcesJob("check-sources", parent);
 }
 
 RefreshSourcesJob::~RefreshSourcesJob() = default;

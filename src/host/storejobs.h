@@ -109,6 +109,10 @@ public:
     explicit RefreshSourcesJob(QObject* parent = nullptr);
     ~RefreshSourcesJob() override;
 
+    /// A job that fetches the package lists only if the store has changed its sources, or if
+    /// there are no lists yet: what an install needs.
+    static RefreshSourcesJob* ifChanged(QObject* parent = nullptr);
+
     /// The number of package sources.
     int sources() const;
     /// Whether the store has changed the list of sources.
@@ -119,6 +123,8 @@ protected:
     void takeResult(const QJsonObject& result) override;
 
 private:
+    RefreshSourcesJob(const char* task, QObject* parent);
+
     class Private;
     const std::unique_ptr<Private> d;
 };

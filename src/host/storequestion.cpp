@@ -51,8 +51,11 @@ void StoreQuestion::start()
         });
         return;
     }
-    QStringList words{ products.isEmpty() ? QStringLiteral("updates")
-                                          : QStringLiteral("products") };
+    // A removal needs no package sources.
+    const char* task = products.isEmpty()   ? "updates"
+        : m_request.kind == Request::Remove ? "packages-of"
+                                            : "products";
+    QStringList words{ QLatin1String(task) };
     for (const int serial : products)
         words << QString::number(serial);
     m_run.start(words);

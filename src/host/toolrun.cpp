@@ -13,8 +13,8 @@ namespace Pakmart
 namespace
 {
 
-constexpr int LongestLine = 4096; // bytes; the front end's are at most half as long
-constexpr int MostLogLines = 2000;
+constexpr int longestLine = 4096; // bytes; the front end's are at most half as long
+constexpr int mostLogLines = 2000;
 
 bool IsProgress(const QString& line)
 {
@@ -31,30 +31,40 @@ QString WithoutControls(const QString& text)
 
 } // namespace
 
-ToolRun::ToolRun()
+ToolRun::ToolRun() : m_process(std::make_unique<QProcess>())
 {
-    m_process.setProcessChannelMode(QProcess::MergedChannels);
-    m_process.setStandardInputFile(QProcess::nullDevice());
-    connect(&m_process, &QProcess::readyRead, this, &ToolRun::readLines);
-    connect(&m_process, &QProcess::errorOccurred, this, [this](QProcess::ProcessError error) {
+    m_process->setProcessChannelMode(QProcess::MergedChannels);
+    m_process->setStandardInputFile(QProcess::nullDevice());
+    connect(m_process.get(), &QProcess::readyRead, this, &ToolRun::readLines);
+    connect(m_process.get(), &QProcess::errorOccurred, this, [this](QProcess::ProcessError error) {
         if (error == QProcess::FailedToStart)
             end();
     });
-    connect(&m_process, QOverload<int, QProcess::ExitStatus>::of(&QProcess::finished), this,
+    connect(m_process.get(), QOverload<int, QProcess::ExitStatus>::of(&QProcess::finished), this,
             &ToolRun::end);
 }
 
-ToolRun::~ToolRun() = default;
+ToolRun::~ToolRun()
+{
+    if (m_process->state() == QProcess::NotRunning)
+        return;
+    m_process->disconnect(this);
+    m_process.release(); // its destructor would kill the process
+}
 
 void ToolRun::start(const QString& program, const QStringList& words)
 {
-    m_process.start(program, words);
+    m_process->start(program, words);
 }
 
+// Between fork and exec, the child would run the host's own signal handlers.
 void ToolRun::terminate()
 {
-    if (m_process.state() != QProcess::NotRunning)
-        m_process.terminate();
+    QProcess* process = m_process.get();
+    if (process->state() == QProcess::Starting)
+        connect(process, &QProcess::started, process, &QProcess::terminate);
+    else if (process->state() == QProcess::Running)
+        process->terminate();
 }
 
 // The application object owns it from now on, so that it does not outlive that.
@@ -79,22 +89,22 @@ void ToolRun::letGo(std::unique_ptr<ToolRun> run, std::unique_ptr<TreeTurn> turn
 
 void ToolRun::readLines()
 {
-    m_rest += m_process.readAll();
+    m_rest += m_process->readAll();
     int from = 0;
     for (int end = int(m_rest.indexOf('\n')); end >= 0; end = int(m_rest.indexOf('\n', from))) {
         takeLine(m_rest.mid(from, end - from));
         from = end + 1;
     }
     m_rest.remove(0, from);
-    m_rest.truncate(LongestLine);
+    m_rest.truncate(longestLine);
 }
 
 void ToolRun::takeLine(const QByteArray& bytes)
 {
-    const QString line = WithoutControls(QString::fromUtf8(bytes.left(LongestLine)));
+    const QString line = WithoutControls(QString::fromUtf8(bytes.left(longestLine)));
     if (!line.isEmpty() && !IsProgress(line)) {
         m_log << line;
-        if (m_log.size() > MostLogLines)
+        if (m_log.size() > mostLogLines)
             m_log.removeFirst();
     }
     emit lineRead(line);
@@ -108,9 +118,9 @@ void ToolRun::end()
     readLines();
     if (!m_rest.isEmpty())
         takeLine(m_rest);
-    const int status = m_process.error() == QProcess::FailedToStart ? NotStarted
-        : m_process.exitStatus() == QProcess::CrashExit             ? Killed
-                                                                    : m_process.exitCode();
+    const int status = m_process->error() == QProcess::FailedToStart ? notStarted
+        : m_process->exitStatus() == QProcess::CrashExit             ? killed
+                                                                     : m_process->exitCode();
     emit ended(status);
 }
 

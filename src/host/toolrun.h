@@ -22,10 +22,12 @@ class ToolRun : public QObject
     Q_OBJECT
 
 public:
-    static constexpr int NotStarted = -1; // the status of a program that cannot be started
-    static constexpr int Killed = -2; // that of one that a signal ended
+    static constexpr int notStarted = -1; // the status of a program that cannot be started
+    static constexpr int killed = -2; // that of one that a signal ended
 
     ToolRun();
+    // Leaves a process that is still running alone: the application ends, and dpkg must not be
+    // killed with it. The front end notices by itself that nobody reads its lines any more.
     ~ToolRun() override;
 
     void start(const QString& program, const QStringList& words);
@@ -52,7 +54,7 @@ private:
     void takeLine(const QByteArray& bytes);
     void end();
 
-    QProcess m_process;
+    std::unique_ptr<QProcess> m_process;
     QByteArray m_rest; // the beginning of a line whose end has not come yet
     QStringList m_log;
     std::unique_ptr<TreeTurn> m_turn; // of a run that was let go

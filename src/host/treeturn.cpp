@@ -3,6 +3,7 @@
 
 #include "host/treeturn.h"
 
+#include "host/packagelock.h"
 #include "host/privatetreepaths.h"
 
 #include <QCoreApplication>
@@ -15,7 +16,8 @@ namespace Pakmart
 namespace
 {
 
-constexpr int LookEvery = 50; // milliseconds
+constexpr int lookEvery = 50; // milliseconds
+constexpr int longestWait = 300000; // for the package lock; then the front end judges
 
 // All transactions of this process; the first one has the tree, or is the next to get it.
 QList<TreeTurn*>& Queue()
@@ -46,7 +48,7 @@ void TreeTurn::ask(const Granted& granted, const Waits& waits)
 
 void TreeTurn::look()
 {
-    m_timer.setInterval(LookEvery);
+    m_timer.setInterval(lookEvery);
     const Waits waits = m_waits; // the receiver may delete this object
     if (Queue().first() != this) {
         waits(QCoreApplication::translate("Pakmart", "Waiting for another change to end"));
@@ -55,6 +57,15 @@ void TreeTurn::look()
     if (!m_lock.TryTake()) {
         waits(QCoreApplication::translate("Pakmart", "Waiting for another installation to end: %1")
                   .arg(QString::fromStdString(m_lock.Holder())));
+        return;
+    }
+    if (m_patience.isForever())
+        m_patience.setRemainingTime(longestWait);
+    const QString holder = m_patience.hasExpired() ? QString() : HolderOfPackageLock();
+    if (!holder.isEmpty()) {
+        waits(QCoreApplication::translate("Pakmart",
+                                          "Waiting for the package lock, which is held by %1")
+                  .arg(holder));
         return;
     }
     m_timer.stop();

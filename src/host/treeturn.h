@@ -2,13 +2,16 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
 // The queue of transactions on the user's private tree: one at a time in this process, by a
-// list, and one at a time among processes, by the tree's lock file. Nobody blocks: a
-// transaction that has to wait looks again now and then.
+// list, and one at a time among processes, by the tree's lock file. The first one also waits
+// for the lock of apt and dpkg: a plan that was made while another program changes packages,
+// or what a killed host has started, would be outdated when it is carried out. Nobody blocks:
+// a transaction that has to wait looks again now and then.
 
 #pragma once
 
 #include "install/privatetree.h"
 
+#include <QDeadlineTimer>
 #include <QTimer>
 #include <functional>
 
@@ -37,6 +40,7 @@ private:
     Granted m_granted;
     Waits m_waits;
     QTimer m_timer;
+    QDeadlineTimer m_patience{ QDeadlineTimer::Forever }; // with the package lock's holder
 };
 
 } // namespace Pakmart

@@ -64,7 +64,7 @@ private:
 namespace
 {
 
-constexpr int LongestLine = 32 * 1024 * 1024; // bytes; more than any list that a task reports
+constexpr int longestLine = 32 * 1024 * 1024; // bytes; more than any list that a task reports
 
 struct SameReason {
     AgentError::Code from;
@@ -143,6 +143,26 @@ void WorkerRun::letGo(std::unique_ptr<WorkerRun> run)
     run.release()->deleteLater();
 }
 
+namespace
+{
+
+// One that nobody waits for any more has its input closed, and ends soon. At the end of the
+// application it gets a moment for that.
+class WorkerProcess : public QProcess
+{
+public:
+    ~WorkerProcess() override
+    {
+        constexpr int patience = 3000; // milliseconds
+        if (state() != NotRunning && !waitForFinished(patience)) {
+            kill();
+            waitForFinished(patience);
+        }
+    }
+};
+
+} // namespace
+
 // The process keeps its turn until it has ended. The application object owns it, so that it
 // does not outlive that.
 void WorkerRun::detach()
@@ -192,7 +212,7 @@ void WorkerRun::launch()
                   .arg(QStringLiteral(VANTREL_WORKER_FOLDER "/store-worker")) });
         return;
     }
-    m_process = std::make_unique<QProcess>();
+    m_process = std::make_unique<WorkerProcess>();
     m_process->setProcessChannelMode(QProcess::ForwardedErrorChannel);
     connect(m_process.get(), &QProcess::readyRead, this, &WorkerRun::readLines);
     connect(m_process.get(), &QProcess::errorOccurred, this, [this](QProcess::ProcessError error) {
@@ -229,7 +249,7 @@ void WorkerRun::readLines()
         from = at + 1;
     }
     m_rest.remove(0, from);
-    if (m_process && m_rest.size() > LongestLine)
+    if (m_process && m_rest.size() > longestLine)
         m_process->kill();
 }
 

@@ -83,7 +83,7 @@ class OlderEntries
 public:
     explicit OlderEntries(const std::vector<Entry>& entries)
         : m_entries(entries), m_left(entries.size()), m_size(entries.size()), m_order(m_size),
-          m_first(2 * m_size, Taken)
+          m_first(2 * m_size, taken)
     {
         std::iota(m_order.begin(), m_order.end(), std::size_t(0));
         std::stable_sort(m_order.begin(), m_order.end(), [&entries](std::size_t a, std::size_t b) {
@@ -105,7 +105,7 @@ public:
                                              [&](std::size_t at) { return begins(at) == 0; });
         const std::size_t place
             = Smallest(std::size_t(from - m_order.begin()), std::size_t(to - m_order.begin()));
-        if (place == Taken)
+        if (place == taken)
             return nullptr;
         Remove(place);
         return &m_entries[place];
@@ -114,11 +114,11 @@ public:
     bool IsEmpty() const { return m_left == 0; }
 
 private:
-    static constexpr std::size_t Taken = std::size_t(-1);
+    static constexpr std::size_t taken = std::size_t(-1);
 
     std::size_t Smallest(std::size_t from, std::size_t to) const
     {
-        std::size_t place = Taken;
+        std::size_t place = taken;
         for (from += m_size, to += m_size; from < to; from /= 2, to /= 2) {
             if (from % 2 == 1)
                 place = std::min(place, m_first[from++]);
@@ -137,7 +137,7 @@ private:
                                        return order < 0 || (order == 0 && a < b);
                                    });
         std::size_t node = std::size_t(at - m_order.begin()) + m_size;
-        m_first[node] = Taken;
+        m_first[node] = taken;
         while ((node /= 2) > 0)
             m_first[node] = std::min(m_first[2 * node], m_first[2 * node + 1]);
         --m_left;
@@ -178,7 +178,7 @@ bool WriteEntries(const std::string& path, const std::vector<Entry>& entries)
     const bool isNew = stat(path.c_str(), &before) != 0;
     FileReplacement file = FileReplacement::Following(path, 0666);
     if (file && !isNew)
-        fchmod(file.fd(), before.st_mode & 0777);
+        fchmod(file.Get(), before.st_mode & 0777);
     return file && file.Write(text) && file.Commit();
 }
 

@@ -40,8 +40,8 @@ using namespace Agent;
 namespace
 {
 
-constexpr int NotRun = 127;
-constexpr int LineBuffer = 2048;
+constexpr int notRun = 127;
+constexpr int lineBuffer = 2048;
 
 std::string FrontEnd()
 {
@@ -186,7 +186,7 @@ int CRunAptGet::Run(char action, const std::string& packages, bool, bool isRetry
     d->m_bErrorSeen = false;
     d->m_nFailure = AgentError::NoFailure;
     if (!CanRun(action, packages))
-        return NotRun;
+        return notRun;
     TreeLock tree(m_sAptGetDir);
     // The repeated run is part of the first one.
     if (!isRetry) {
@@ -194,7 +194,7 @@ int CRunAptGet::Run(char action, const std::string& packages, bool, bool isRetry
         d->m_bCanCancel = true;
         d->m_nRefreshFailure = AgentError::NoFailure;
         if (!d->m_bHasTree && !TakeTree(tree))
-            return NotRun;
+            return notRun;
     }
     int result = RunOnTree(action, packages, isRetry);
     BroadcastMenuChange();
@@ -405,10 +405,10 @@ bool CRunAptGet::RunUnparsed(const std::string& arguments, AptGetMessages& lines
         return false;
     }
     d->m_pChild = &child;
-    char buffer[LineBuffer];
+    char buffer[lineBuffer];
     int length = 0;
     for (bool more = true; more;) {
-        more = readLine(buffer, LineBuffer, child.Output(), length);
+        more = readLine(buffer, lineBuffer, child.Output(), length);
         if (!more && length == 0)
             break;
         FollowProgress(buffer);
@@ -452,9 +452,9 @@ void CRunAptGet::ReadOutput(FILE* stream)
     d->m_messages.clear();
     bool inPackageList = false;
     bool inErrorBlock = false;
-    char buffer[LineBuffer];
+    char buffer[lineBuffer];
     int length = 0;
-    while (readLine(buffer, LineBuffer, stream, length))
+    while (readLine(buffer, lineBuffer, stream, length))
         parseLine(buffer, length, inPackageList, inErrorBlock);
     if (length > 0)
         parseLine(buffer, length, inPackageList, inErrorBlock);

@@ -24,7 +24,7 @@ namespace
 {
 
 // Events are processed after this number of bytes even if none of them is kept.
-constexpr int PumpEvery = 4096;
+constexpr int pumpEvery = 4096;
 
 bool IsWhite(char c)
 {
@@ -53,7 +53,7 @@ bool CRunAptGet::readLine(char* buffer, int size, FILE* stream, int& length)
         // is read as the next line.
         if (c == EOF || c == '\n' || length == size - 1)
             break;
-        if (length % 10 == 0 || dropped % PumpEvery == 0)
+        if (length % 10 == 0 || dropped % pumpEvery == 0)
             ProcessMessages();
         if (c > 0x1F)
             buffer[length++] = char(c);

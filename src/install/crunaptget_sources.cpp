@@ -27,7 +27,7 @@ using namespace Agent;
 namespace
 {
 
-const char* const SettingUp = "Setting up Pakmart\nPlease wait\n";
+const char* const settingUp = "Setting up Pakmart\nPlease wait\n";
 
 QString Blanks(int n)
 {
@@ -95,7 +95,7 @@ void CRunAptGet::onRunAptGetUpdate(bool deps)
     dialog.setWindowTitle(QStringLiteral("Setting up Pakmart"));
     QLabel label(&dialog);
     label.setGeometry(0, 0, dialog.width(), dialog.height() - dialog.height() * 23 / 80);
-    label.setText(QLatin1String(SettingUp));
+    label.setText(QLatin1String(settingUp));
     label.setIndent(10);
     label.setAlignment(Qt::AlignCenter);
     label.show();
@@ -177,5 +177,5 @@ void CRunAptGet::onAptGetUpdateTimer()
     if (!d->m_pUpdateLabel)
         return;
     counter = (counter + 1) % 20;
-    d->m_pUpdateLabel->setText(QLatin1String(SettingUp) + Marker(counter));
+    d->m_pUpdateLabel->setText(QLatin1String(settingUp) + Marker(counter));
 }

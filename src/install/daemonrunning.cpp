@@ -14,7 +14,7 @@ using namespace Agent;
 namespace
 {
 
-constexpr int Look = 100; // milliseconds between two looks: each takes the lock for a moment
+constexpr int lookEvery = 100; // milliseconds between two looks: each takes the lock for a moment
 
 bool LockIsHeld()
 {
@@ -31,16 +31,16 @@ bool LockIsHeld()
 // need a moment; a script that is the daemon itself never ends.
 bool IsHeldAfter(CRun& script)
 {
-    for (int waited = 0; waited < 10000 && script.IsRunning(); waited += Look) {
+    for (int waited = 0; waited < 10000 && script.IsRunning(); waited += lookEvery) {
         if (waited > 0 && LockIsHeld())
             return true;
-        for (int i = 0; i < Look / 10 && script.IsRunning(); ++i)
+        for (int i = 0; i < lookEvery / 10 && script.IsRunning(); ++i)
             PassEventsFor(10);
     }
     for (int look = 0; look < 3; ++look) {
         if (LockIsHeld())
             return true;
-        PassEventsFor(Look);
+        PassEventsFor(lookEvery);
     }
     return false;
 }

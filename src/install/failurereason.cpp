@@ -47,7 +47,7 @@ const Sign signs[] = {
 };
 // clang-format on
 
-constexpr std::size_t MostLines = 40;
+constexpr std::size_t mostLines = 40;
 
 bool Has(const std::string& line, const char* text)
 {
@@ -90,7 +90,7 @@ FailureReason Reason(AgentError::Code code, const QString& details)
 QString LinesAsText(const AptGetMessages& lines)
 {
     QString text;
-    const std::size_t from = lines.size() > MostLines ? lines.size() - MostLines : 0;
+    const std::size_t from = lines.size() > mostLines ? lines.size() - mostLines : 0;
     for (std::size_t i = from; i < lines.size(); ++i)
         text += (i > from ? QStringLiteral("\n") : QString()) + QString::fromStdString(lines[i]);
     return text;

@@ -20,7 +20,7 @@ namespace
 
 // How long to read the output of a child that has ended. Its own output is in the pipe
 // by then, but a daemon that it started may hold the pipe open forever.
-constexpr auto Aftermath = std::chrono::milliseconds(100);
+constexpr auto aftermath = std::chrono::milliseconds(100);
 
 } // namespace
 
@@ -88,7 +88,7 @@ bool FrontEndChild::AwaitOutput()
     while (!PassEvents(fd)) {
         if (ended == Clock::time_point() && HasEnded())
             ended = Clock::now();
-        else if (ended != Clock::time_point() && Clock::now() - ended > Aftermath)
+        else if (ended != Clock::time_point() && Clock::now() - ended > aftermath)
             return false;
     }
     return true;

@@ -58,12 +58,12 @@ bool TreeLock::TryTake()
         qCInfo(logInstall, "%s cannot be locked: %s", m_path.c_str(), std::strerror(errno));
         return m_taken = true;
     }
-    if (flock(file.fd(), LOCK_EX | LOCK_NB) != 0)
+    if (flock(file.Get(), LOCK_EX | LOCK_NB) != 0)
         return false;
     m_file = std::move(file);
     const std::string holder
         = std::string(program_invocation_short_name) + ' ' + std::to_string(getpid()) + '\n';
-    if (ftruncate(m_file.fd(), 0) != 0 || write(m_file.fd(), holder.data(), holder.size()) < 0)
+    if (ftruncate(m_file.Get(), 0) != 0 || write(m_file.Get(), holder.data(), holder.size()) < 0)
         qCInfo(logInstall, "%s cannot be written", LockFile(m_path).c_str());
     m_holder = this;
     m_loopLevel = QThread::currentThread()->loopLevel();
@@ -120,7 +120,7 @@ std::string TreeLock::Holder() const
     char text[128];
     const Descriptor file(
         open(LockFile(m_path).c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
-    const ssize_t size = file ? read(file.fd(), text, sizeof text) : -1;
+    const ssize_t size = file ? read(file.Get(), text, sizeof text) : -1;
     const std::string line(text, size > 0 ? std::size_t(size) : 0);
     const auto blank = line.rfind(' ');
     const auto end = line.find('\n');

@@ -1,7 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The processing of a reply: it is spooled, parsed, checked, and dispatched.
+// The processing of a reply: it is spooled (spoolfile.h), passed by the gate before the parser
+// (xmlgate.h), parsed (replydocument.h), judged here (JudgeReply), and dispatched.
 
 #include "request/capi_p.h"
 #include "request/replydocument.h"
@@ -85,7 +86,7 @@ void CAPI::onBeforeTransfer(const QString& sURL)
     WriteLine(ClassName(this) + QLatin1String(" - ") + sURL);
     d->m_pSpool = std::make_unique<SpoolFile>();
     m_APIFile.setFileName(QFile::decodeName(d->m_pSpool->Make().c_str()));
-    d->m_nSpoolError = d->m_pSpool->error();
+    d->m_nSpoolError = d->m_pSpool->Error();
     // Not truncated: it is already empty, and ext4 would flush a truncated file at once.
     if (!m_APIFile.open(QIODevice::ReadWrite | QIODevice::ExistingOnly | QIODevice::Unbuffered))
         NoteSpoolError();

@@ -107,12 +107,12 @@ bool Passes(QIODevice& device, Reading& reading, int chunk)
     }
     if (size == 0)
         gate.Finish();
-    if (gate.refusal()) {
-        reading.why = QLatin1String(gate.refusal());
+    if (gate.Refusal()) {
+        reading.why = QLatin1String(gate.Refusal());
         qCInfo(logRequest, "refused an XML text in its first %llu bytes: %s",
-               static_cast<unsigned long long>(gate.bytes()), gate.refusal());
+               static_cast<unsigned long long>(gate.Bytes()), gate.Refusal());
     }
-    return size == 0 && !gate.refusal();
+    return size == 0 && !gate.Refusal();
 }
 
 // Reads the text once for the gate and once for the parser, so that the parser never sees

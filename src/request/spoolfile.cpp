@@ -38,7 +38,7 @@ void DropRemoved(std::deque<Descriptor>& left)
 {
     for (std::size_t i = left.size(); i-- > 0;) {
         struct stat info = {};
-        if (fstat(left[i].fd(), &info) != 0 || info.st_nlink == 0)
+        if (fstat(left[i].Get(), &info) != 0 || info.st_nlink == 0)
             left.erase(left.begin() + std::ptrdiff_t(i));
     }
 }
@@ -73,9 +73,9 @@ void RemoveUnheld(int folder, const char* name)
     if (!file)
         return;
     struct stat opened = {};
-    if (fstat(file.fd(), &opened) == 0 && IsOurs(opened) && flock(file.fd(), LOCK_EX | LOCK_NB) == 0
-        && opened.st_ino == named.st_ino && opened.st_dev == named.st_dev
-        && unlinkat(folder, name, 0) == 0)
+    if (fstat(file.Get(), &opened) == 0 && IsOurs(opened)
+        && flock(file.Get(), LOCK_EX | LOCK_NB) == 0 && opened.st_ino == named.st_ino
+        && opened.st_dev == named.st_dev && unlinkat(folder, name, 0) == 0)
         qCInfo(logRequest, "removed %s, which a process has left", name);
 }
 
@@ -94,10 +94,10 @@ Descriptor CreateNew(const std::string& name)
 bool Hold(const Descriptor& file)
 {
     struct stat info = {};
-    if ((flock(file.fd(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK)
-        || fstat(file.fd(), &info) != 0 || info.st_nlink == 0)
+    if ((flock(file.Get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK)
+        || fstat(file.Get(), &info) != 0 || info.st_nlink == 0)
         return false;
-    fchmod(file.fd(), modeOfOurs); // under any mask
+    fchmod(file.Get(), modeOfOurs); // under any mask
     return true;
 }
 

@@ -27,7 +27,7 @@ public:
     // tried. If no file can be made at all, the name is that of the attempt, and
     // error() says why.
     std::string Make();
-    int error() const { return m_error; }
+    int Error() const { return m_error; }
 
     // The request ends and leaves its file to its caller: the lock is held until the
     // file is removed, the process ends, or more than maxLeft files were left.

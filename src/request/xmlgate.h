@@ -65,8 +65,8 @@ public:
     bool Finish();
 
     // The first reason why the text was refused; null while it is not.
-    const char* refusal() const { return m_refusal; }
-    std::uint64_t bytes() const { return m_bytes; } // seen so far
+    const char* Refusal() const { return m_refusal; }
+    std::uint64_t Bytes() const { return m_bytes; } // seen so far
 
 private:
     enum class State {

@@ -28,7 +28,7 @@ class Transfer
 public:
     Transfer(std::int32_t* descriptor, const OpenStoreFile& heap) : m_descriptor(descriptor)
     {
-        *descriptor = heap ? heap.descriptor() : 0;
+        *descriptor = heap ? heap.Descriptor() : 0;
     }
     ~Transfer() { *m_descriptor = 0; }
     Transfer(const Transfer&) = delete;

@@ -37,7 +37,7 @@ int Reach(DataFile* file, const OpenStoreFile& open, std::uint32_t number)
 {
     if (!open)
         return SetError(taOpenFailed);
-    file->fd = open.descriptor();
+    file->fd = open.Descriptor();
     return SetError(open.SeekTo(Position(file, number)) ? taNoError : taSeekFailed);
 }
 

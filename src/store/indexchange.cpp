@@ -76,14 +76,14 @@ int FetchWithin(IndexFile* index, std::uint32_t number, const Bounds& bounds, Le
         return -1;
     Page& page = **fetched;
     int below = 0; // items outside, and the last one inside
-    int last = page.count();
+    int last = page.Count();
     while (last > 0 && bounds.upper && IsNotBelow(index, page.Item(last), *bounds.upper))
         --last;
     while (below < last && bounds.lower && IsNotBelow(index, *bounds.lower, page.Item(below + 1)))
         ++below;
     if (below == last)
         return SetError(taDamaged);
-    if (last - below == page.count())
+    if (last - below == page.Count())
         return 0;
     if (leftOut->Remember(&page) != 0)
         return -1;
@@ -103,7 +103,7 @@ int Follow(IndexFile* index, std::uint32_t number, Way* way)
         return SetError(taDamaged);
     WayLevel& level = way->levels[std::size_t(way->depth)];
     level.number = number;
-    level.bounds = way->depth > 0 ? way->last().BoundsOfChild(way->last().position) : Bounds{};
+    level.bounds = way->depth > 0 ? way->Last().BoundsOfChild(way->Last().position) : Bounds{};
     if (FetchWithin(index, number, level.bounds, &way->leftOut, &level.page) != 0)
         return -1;
     ++way->depth;

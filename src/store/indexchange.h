@@ -75,7 +75,7 @@ struct WayLevel {
     Bounds BoundsOfChild(int child) const
     {
         return { child > 0 ? page->Item(child) : bounds.lower,
-                 child < page->count() ? page->Item(child + 1) : bounds.upper };
+                 child < page->Count() ? page->Item(child + 1) : bounds.upper };
     }
 };
 
@@ -85,7 +85,7 @@ struct Way {
     int depth = 0;
     LeftOutItems leftOut;
 
-    WayLevel& last() { return levels[std::size_t(depth - 1)]; }
+    WayLevel& Last() { return levels[std::size_t(depth - 1)]; }
     WayLevel& operator[](int level) { return levels[std::size_t(level)]; }
 };
 

@@ -62,8 +62,8 @@ int FindItem(IndexFile* index, const SoughtItem& wanted, Way* way, int* levelOfI
     for (std::uint32_t number = index->rootPage; number != 0;) {
         if (Follow(index, number, way) != 0)
             return -1;
-        WayLevel& level = way->last();
-        level.position = level.page->count();
+        WayLevel& level = way->Last();
+        level.position = level.page->Count();
         if (*levelOfItem < 0) {
             const PagePosition at = level.page->Search(wanted, index->allowDuplicates);
             level.position = at.found ? at.position - 1 : at.position;
@@ -78,7 +78,7 @@ int FindItem(IndexFile* index, const SoughtItem& wanted, Way* way, int* levelOfI
 int TimesChild(const Page& page, std::uint32_t number)
 {
     int times = 0;
-    for (int i = 0; i <= page.count(); ++i)
+    for (int i = 0; i <= page.Count(); ++i)
         times += page.Child(i) == number;
     return times;
 }
@@ -102,7 +102,7 @@ bool HaveSoundChildren(const Shortage& shortage, Way& way)
     for (int level = 0; &way[level] != shortage.page; ++level)
         if (isBelow(way[level].number))
             return false;
-    for (int i = 0; i <= sibling.count(); ++i)
+    for (int i = 0; i <= sibling.Count(); ++i)
         if (TimesChild(page, sibling.Child(i)) > 0)
             return false;
     return !isBelow(shortage.page->number) && !isBelow(shortage.siblingNumber);
@@ -113,7 +113,7 @@ int FetchSibling(IndexFile* index, Way& way, int level, Shortage* shortage)
 {
     WayLevel& parent = way[level - 1];
     WayLevel& page = way[level];
-    const bool right = parent.position < parent.page->count();
+    const bool right = parent.position < parent.page->Count();
     const int position = parent.position + (right ? 1 : -1);
     const std::uint32_t number = parent.page->Child(position);
     for (int i = 0; i < way.depth; ++i)
@@ -122,9 +122,9 @@ int FetchSibling(IndexFile* index, Way& way, int level, Shortage* shortage)
     Page* sibling;
     if (FetchWithin(index, number, parent.BoundsOfChild(position), &way.leftOut, &sibling) != 0)
         return -1;
-    if (sibling->count() < fewestItems || sibling->IsLeaf() != page.page->IsLeaf())
+    if (sibling->Count() < fewestItems || sibling->IsLeaf() != page.page->IsLeaf())
         return SetError(taDamaged);
-    *shortage = { &page, &parent, sibling, number, right, sibling->count() <= pageOrder };
+    *shortage = { &page, &parent, sibling, number, right, sibling->Count() <= pageOrder };
     return HaveSoundChildren(*shortage, way) ? 0 : SetError(taDamaged);
 }
 
@@ -133,9 +133,9 @@ int FetchSibling(IndexFile* index, Way& way, int level, Shortage* shortage)
 int FindShortages(IndexFile* index, Way& way, Shortages* shortages)
 {
     for (int level = way.depth - 1; level > 0; --level) {
-        if (way[level].page->count() > pageOrder)
+        if (way[level].page->Count() > pageOrder)
             return 0;
-        if (way[level].page->count() < fewestItems)
+        if (way[level].page->Count() < fewestItems)
             return SetError(taDamaged);
         Shortage& shortage = shortages->list[std::size_t(shortages->count)];
         if (FetchSibling(index, way, level, &shortage) != 0)
@@ -155,12 +155,12 @@ void TakeOut(Way& way, int levelOfItem)
 {
     WayLevel& holder = way[levelOfItem];
     const int place = holder.position + 1;
-    Page* const leaf = way.last().page;
+    Page* const leaf = way.Last().page;
     if (levelOfItem == way.depth - 1) {
         leaf->Remove(place);
     } else {
-        holder.page->Replace(place, leaf->Item(leaf->count()));
-        leaf->Remove(leaf->count());
+        holder.page->Replace(place, leaf->Item(leaf->Count()));
+        leaf->Remove(leaf->Count());
     }
 }
 
@@ -169,7 +169,7 @@ void TakeOut(Way& way, int levelOfItem)
 void MoveToLeft(Page* left, IndexItem* between, Page* right)
 {
     between->child = right->Child(0);
-    left->Insert(left->count(), *between);
+    left->Insert(left->Count(), *between);
     *between = right->Item(1);
     right->SetLeftmost(between->child);
     right->Remove(1);
@@ -178,9 +178,9 @@ void MoveToRight(Page* left, IndexItem* between, Page* right)
 {
     between->child = right->Child(0);
     right->Insert(0, *between);
-    *between = left->Item(left->count());
+    *between = left->Item(left->Count());
     right->SetLeftmost(between->child);
-    left->Remove(left->count());
+    left->Remove(left->Count());
 }
 
 // Joins the page with its sibling and the item between them in the parent, or moves items
@@ -194,12 +194,12 @@ void Rebalance(const Shortage& shortage)
     IndexItem between = parent->Item(place);
     if (shortage.endsInMerge) {
         between.child = right->Child(0);
-        left->Insert(left->count(), between);
-        left->Append(*right, 1, right->count());
+        left->Insert(left->Count(), between);
+        left->Append(*right, 1, right->Count());
         parent->Remove(place);
         return;
     }
-    for (int moved = (shortage.sibling->count() - pageOrder + 1) / 2; moved > 0; --moved)
+    for (int moved = (shortage.sibling->Count() - pageOrder + 1) / 2; moved > 0; --moved)
         shortage.siblingIsRight ? MoveToLeft(left, &between, right)
                                 : MoveToRight(left, &between, right);
     parent->Replace(place, between);
@@ -213,7 +213,7 @@ void MarkChanged(Way& way, int levelOfItem, const Shortages& shortages, LeftPage
 {
     if (levelOfItem < way.depth - 1)
         taupdatepage(way[levelOfItem].page);
-    taupdatepage(way.last().page);
+    taupdatepage(way.Last().page);
     for (int i = 0; i < shortages.count; ++i) {
         const Shortage& shortage = shortages.list[std::size_t(i)];
         taupdatepage(shortage.Gainer());
@@ -256,7 +256,7 @@ int RemoveAndRebalance(IndexFile* index, const SoughtItem& wanted, std::uint32_t
     LeftPages left;
     MarkChanged(way, levelOfItem, shortages, &left);
     Page* const root = way[0].page;
-    if (root->count() == 0) {
+    if (root->Count() == 0) {
         SetRootPage(index, root->Child(0));
         left.Add(root);
     }
@@ -269,7 +269,7 @@ int Delete(IndexFile* index, const SoughtItem& wanted, std::uint32_t* record)
     if (Descend(index, wanted, &end) != 0 || !end.at.found)
         return -1;
     const int least = end.number == index->rootPage ? 1 : pageOrder;
-    if (!end.page->IsLeaf() || end.page->count() <= least)
+    if (!end.page->IsLeaf() || end.page->Count() <= least)
         return RemoveAndRebalance(index, wanted, record);
     *record = end.at.record;
     end.page->Remove(end.at.position);

@@ -34,12 +34,12 @@ int FindWay(IndexFile* index, const SoughtItem& wanted, std::uint32_t leaf, Way*
             return SetError(taDamaged);
         if (Follow(index, number, way) != 0)
             return -1;
-        const PagePosition at = way->last().page->Search(wanted, index->allowDuplicates);
+        const PagePosition at = way->Last().page->Search(wanted, index->allowDuplicates);
         if (at.found)
             return -1;
-        way->last().position = at.position;
+        way->Last().position = at.position;
         number = at.child;
-    } while (way->last().number != leaf);
+    } while (way->Last().number != leaf);
     return 0;
 }
 
@@ -129,7 +129,7 @@ int MakeFirstLeaf(IndexFile* index, const SoughtItem& item)
     NewPages fresh;
     if (Allocate(index, 1, &fresh) != 0)
         return -1;
-    MakeRoot(index, fresh.pages[0], item.item());
+    MakeRoot(index, fresh.pages[0], item.Item());
     taupdatepage(fresh.pages[0]);
     SetRootPage(index, fresh.numbers[0]);
     return 0;
@@ -141,12 +141,12 @@ int Split(IndexFile* index, Way& way, const SoughtItem& wanted)
 {
     const int splits = FullPagesAtTheEnd(way);
     const bool rootMoves = splits == way.depth;
-    if (!IsInOrder(index, way.last()) || (rootMoves && way.depth == deepestTree))
+    if (!IsInOrder(index, way.Last()) || (rootMoves && way.depth == deepestTree))
         return SetError(taDamaged);
     NewPages fresh;
     if (Allocate(index, splits + (rootMoves ? 1 : 0), &fresh) != 0)
         return -1;
-    IndexItem item = wanted.item();
+    IndexItem item = wanted.Item();
     for (int i = 0; i < splits; ++i)
         SplitPage(way[way.depth - 1 - i], &item, fresh.pages[std::size_t(i)],
                   fresh.numbers[std::size_t(i)]);
@@ -162,7 +162,7 @@ int Split(IndexFile* index, Way& way, const SoughtItem& wanted)
 
 int AddToLeaf(Page* leaf, int position, const SoughtItem& item)
 {
-    leaf->Insert(position, item.item());
+    leaf->Insert(position, item.Item());
     taupdatepage(leaf);
     return 0;
 }
@@ -179,7 +179,7 @@ int Insert(IndexFile* index, const SoughtItem& item)
     Way way;
     if (FindWay(index, item, end.number, &way) != 0)
         return -1;
-    const WayLevel& leaf = way.last();
+    const WayLevel& leaf = way.Last();
     if (leaf.page->IsFull())
         return Split(index, way, item);
     way.leftOut.Forget(leaf.page);

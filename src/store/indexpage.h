@@ -29,7 +29,7 @@ class PageLayout
 public:
     explicit constexpr PageLayout(int keyLength) : m_keyLength(keyLength) { }
 
-    int keyLength() const { return m_keyLength; }
+    int KeyLength() const { return m_keyLength; }
     std::size_t Stride() const
     {
         return m_keyLength == longestKey ? sizeof(IndexItem) : std::size_t(m_keyLength) + 9;

@@ -40,7 +40,7 @@ int FetchDeepest(IndexFile* index, Page** page)
     const IndexLevel& level = Deepest(index);
     if (tagetpage(index, level.page, page) != 0)
         return FailWithoutPosition(index, taerror);
-    if (level.position < 0 || level.position > (*page)->count())
+    if (level.position < 0 || level.position > (*page)->Count())
         return FailWithoutPosition(index, taDamaged);
     return 0;
 }
@@ -149,12 +149,12 @@ int NextKey(IndexFile* index, std::uint32_t* record, char* key)
             return -1;
     if (!page) // an empty index
         return -1;
-    while (index->depth >= 2 && Deepest(index).position == page->count()) {
+    while (index->depth >= 2 && Deepest(index).position == page->Count()) {
         --index->depth;
         if (FetchDeepest(index, &page) != 0)
             return -1;
     }
-    if (Deepest(index).position == page->count())
+    if (Deepest(index).position == page->Count())
         return AtTheEnd(index);
     ++Deepest(index).position;
     return CountStep(index, 1) == 0 ? TakeItem(index, *page, record, key) : -1;
@@ -176,8 +176,8 @@ int PrevKey(IndexFile* index, std::uint32_t* record, char* key)
     while (number != 0) {
         if (Push(index, number, &page) != 0)
             return -1;
-        Deepest(index).position = std::int16_t(page->count());
-        number = page->Child(page->count());
+        Deepest(index).position = std::int16_t(page->Count());
+        number = page->Child(page->Count());
     }
     if (!page) // an empty index
         return -1;

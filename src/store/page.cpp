@@ -33,7 +33,7 @@ Page::Page(int keyLength, const std::uint8_t* record) : Page(keyLength, GetUint3
 
 Page Page::Copy() const
 {
-    Page copy(keyLength(), m_leftmost);
+    Page copy(KeyLength(), m_leftmost);
     if (copy)
         copy.Append(*this, 1, m_count);
     return copy;
@@ -46,7 +46,7 @@ void Page::Write(int item, const IndexItem& from)
     PutUint32(at, from.record);
     PutUint32(at + 4, from.child);
     std::memcpy(at + 8, from.key, room);
-    at[8 + m_layout.keyLength()] = 0;
+    at[8 + m_layout.KeyLength()] = 0;
 }
 
 // Other programs leave old content in unused bytes. Here they are zero, so that the same
@@ -104,7 +104,7 @@ void Page::ReadHeads()
         shared = first.Matched(Key(item), shared);
     m_shared = std::uint8_t(shared);
     std::memset(m_beginning, 0, sizeof m_beginning);
-    std::memcpy(m_beginning, first.key(), m_shared);
+    std::memcpy(m_beginning, first.Key(), m_shared);
     for (int item = 1; item <= m_count; ++item)
         SetHead(item);
 }
@@ -147,7 +147,7 @@ PagePosition Page::SearchHeads(const SoughtItem& wanted, int allowDuplicates) co
     if (below + 1 < notAbove || !head.HasEnd() || !IsLeaf())
         return SearchItems(below + 1, notAbove, wanted, allowDuplicates);
     const std::uint32_t record = m_numbers[below];
-    const int order = Order(0, wanted.item().record, record, allowDuplicates);
+    const int order = Order(0, wanted.Item().record, record, allowDuplicates);
     if (order == 0)
         return { true, below + 1, record, 0 };
     return { false, order < 0 ? below : below + 1, 0, 0 };
@@ -239,8 +239,8 @@ void Page::Truncate(int count)
 
 void ReadPageImage(const Page* page, IndexPage* image)
 {
-    *image = { std::uint8_t(page->count()), {}, page->Child(0), {} };
-    for (int item = 1; item <= page->count(); ++item)
+    *image = { std::uint8_t(page->Count()), {}, page->Child(0), {} };
+    for (int item = 1; item <= page->Count(); ++item)
         image->items[item] = page->Item(item);
 }
 

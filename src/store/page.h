@@ -40,15 +40,15 @@ public:
 
     explicit operator bool() const { return m_items != nullptr; }
     // Bytes of memory beside the object itself.
-    std::size_t memory() const { return m_items ? BlockLength() : 0; }
+    std::size_t Memory() const { return m_items ? BlockLength() : 0; }
 
     // Writes it as it is in the file: PackedLength bytes, unused ones zero.
     void Pack(std::uint8_t* record) const;
 
-    int count() const { return m_count; }
+    int Count() const { return m_count; }
     bool IsLeaf() const { return m_leftmost == 0; }
     bool IsFull() const { return m_count == pageItems; }
-    int keyLength() const { return m_layout.keyLength(); }
+    int KeyLength() const { return m_layout.KeyLength(); }
     const char* Key(int item) const { return reinterpret_cast<const char*>(At(item) + 8); }
     std::uint32_t Record(int item) const { return GetUint32(At(item)); }
     // The page right of a position; 0 in a leaf.

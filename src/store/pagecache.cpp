@@ -91,7 +91,7 @@ void LinkOldest(CachedPage* page)
 // With what the allocator adds.
 std::size_t RoomOf(const CachedPage* page)
 {
-    return sizeof *page + page->memory() + 32;
+    return sizeof *page + page->Memory() + 32;
 }
 
 // Adds a page that is still to get its place in the order of use.

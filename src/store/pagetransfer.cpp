@@ -32,7 +32,7 @@ bool IsPage(const IndexFile* index, const std::uint8_t* bytes)
 // As in a free page with a link that looks like a count: it has zeros after that.
 bool BeginsWithEqualItems(const Page& page)
 {
-    return page.count() > 1 && page.Record(1) == page.Record(2)
+    return page.Count() > 1 && page.Record(1) == page.Record(2)
         && std::strcmp(page.Key(1), page.Key(2)) == 0;
 }
 

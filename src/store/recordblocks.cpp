@@ -37,7 +37,7 @@ RecordBlocks::RecordBlocks(const std::string& path, int recordLength, StoreFiles
 
 std::uint8_t* RecordBlocks::Read(std::int64_t number)
 {
-    if (number < 0 || number >= count())
+    if (number < 0 || number >= Count())
         return nullptr;
     if (number >= m_first && number < m_blockEnd)
         return m_block.data() + std::size_t((number - m_first) * m_length);
@@ -50,7 +50,7 @@ std::uint8_t* RecordBlocks::Read(std::int64_t number)
 std::uint8_t* RecordBlocks::ReadBlock(std::int64_t first)
 {
     const std::int64_t records
-        = std::min(std::max<std::int64_t>(blockLength / m_length, 1), count() - first);
+        = std::min(std::max<std::int64_t>(blockLength / m_length, 1), Count() - first);
     m_block.resize(std::size_t(records * m_length));
     m_first = first;
     m_blockEnd = first;

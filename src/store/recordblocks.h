@@ -25,11 +25,11 @@ public:
 
     // Whether it is a regular file that can be read.
     explicit operator bool() const { return m_size >= 0; }
-    int recordLength() const { return int(m_length); }
+    int RecordLength() const { return int(m_length); }
     // In bytes; -1 if it cannot be read.
-    std::int64_t fileSize() const { return m_size; }
+    std::int64_t FileSize() const { return m_size; }
     // Whole records, the header included.
-    std::int64_t count() const { return m_size < 0 ? 0 : m_size / m_length; }
+    std::int64_t Count() const { return m_size < 0 ? 0 : m_size / m_length; }
 
     // The record until the next call, or null if it cannot be read. The caller may
     // change the bytes: they are a copy.

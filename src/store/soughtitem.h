@@ -119,8 +119,8 @@ public:
         std::memset(m_folded + at, 0, zeros);
     }
 
-    const IndexItem& item() const { return m_item; }
-    const char* key() const { return m_folded; }
+    const IndexItem& Item() const { return m_item; }
+    const char* Key() const { return m_folded; }
     // The eight bytes of the folded key from `at` on, with zeros after its end.
     std::uint64_t WordAt(std::size_t at) const { return GetWord(m_folded + at); }
 

@@ -61,9 +61,9 @@ bool CheckHeader(RecordBlocks& records, Report* report, DataFileHeader* header)
     if (strncasecmp(header->version, VERSION, sizeof header->version) != 0)
         report->Add(std::string("the header's version is not ") + VERSION);
     // Records are written before the header that counts them.
-    else if (header->recordCount > records.count())
+    else if (header->recordCount > records.Count())
         report->Add("the header counts " + Number(header->recordCount)
-                    + " records, the file has only " + Number(records.count()));
+                    + " records, the file has only " + Number(records.Count()));
     return true;
 }
 
@@ -72,12 +72,12 @@ bool CheckHeader(RecordBlocks& records, Report* report, DataFileHeader* header)
 std::vector<bool> CheckFreeChain(RecordBlocks& records, const DataFileHeader& header,
                                  Report* report)
 {
-    std::vector<bool> isFree(std::size_t(records.count()));
+    std::vector<bool> isFree(std::size_t(records.Count()));
     std::int64_t links = 0;
     std::int32_t before = 0;
     for (std::int32_t at = header.firstFree; at != -1; ++links) {
         const std::string from = before == 0 ? "the header" : "deleted record " + Number(before);
-        if (at <= 0 || at >= records.count()) {
+        if (at <= 0 || at >= records.Count()) {
             report->Add("the chain of deleted records leads from " + from + " to record "
                         + Number(at) + ", which is not in the file");
             return isFree;
@@ -277,7 +277,7 @@ Findings CheckDataFile(const std::string& path, int recordLength, StoreFiles* fi
     if (!CheckHeader(records, &report, &header))
         return report.Take();
     const std::vector<bool> isFree = CheckFreeChain(records, header, &report);
-    for (std::int64_t number = 1; number < records.count(); ++number) {
+    for (std::int64_t number = 1; number < records.Count(); ++number) {
         const std::uint8_t* const record = records.Read(number);
         if (!record)
             report.Add("record " + Number(number) + " cannot be read");

@@ -58,7 +58,7 @@ public:
 
     /// Whether it is open.
     explicit operator bool() const { return m_descriptor >= 0; }
-    int descriptor() const { return m_descriptor; } ///< or -1; stays this object's
+    int Descriptor() const { return m_descriptor; } ///< or -1; stays this object's
 
     /// Whether exactly `size` bytes at `position` were read or written.
     /// @{

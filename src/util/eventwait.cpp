@@ -17,7 +17,7 @@ namespace
 {
 
 // Long enough to leave the processor idle, short enough that nobody sees it.
-constexpr int Rest = 2; // milliseconds
+constexpr int rest = 2; // milliseconds
 
 } // namespace
 
@@ -26,7 +26,7 @@ bool PassEvents(int fd)
     ProcessMessages();
     pollfd waiting = { fd, POLLIN, 0 };
     // An interrupted pause is just shorter.
-    return poll(&waiting, 1, Rest) > 0;
+    return poll(&waiting, 1, rest) > 0;
 }
 
 void PassEventsFor(int milliseconds)

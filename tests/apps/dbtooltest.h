@@ -26,16 +26,16 @@ protected:
 
     // The words are separated by blanks. In a word that begins with @, the rest is a file
     // name in the test's folder.
-    Result Run(const QString& words, const QStringList& more = {}) const
+    Result run(const QString& words, const QStringList& more = {}) const
     {
         QStringList arguments = words.split(' ', Qt::SkipEmptyParts) + more;
         for (QString& word : arguments)
             if (word.startsWith('@'))
-                word = Path(word.mid(1));
-        return Start(QStringLiteral(DBTOOL), arguments);
+                word = path(word.mid(1));
+        return start(QStringLiteral(DBTOOL), arguments);
     }
 
-    static Result Start(const QString& program, const QStringList& arguments,
+    static Result start(const QString& program, const QStringList& arguments,
                         const QString& output = QString())
     {
         QProcess process;
@@ -49,28 +49,28 @@ protected:
                  QString::fromLatin1(process.readAllStandardError()) };
     }
 
-    QString Path(const QString& name) const { return m_folder->filePath(name); }
-    std::string Native(const QString& name) const { return Path(name).toStdString(); }
+    QString path(const QString& name) const { return m_folder->filePath(name); }
+    std::string native(const QString& name) const { return path(name).toStdString(); }
 
-    QByteArray Bytes(const QString& name) const
+    QByteArray bytes(const QString& name) const
     {
-        QFile file(Path(name));
+        QFile file(path(name));
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
     }
-    void SetBytes(const QString& name, const QByteArray& bytes) const
+    void setBytes(const QString& name, const QByteArray& bytes) const
     {
-        QFile file(Path(name));
+        QFile file(path(name));
         QVERIFY(file.open(QIODevice::WriteOnly));
         QCOMPARE(file.write(bytes), qint64(bytes.size()));
     }
-    void Patch(const QString& name, qint64 offset, const QByteArray& bytes) const
+    void patch(const QString& name, qint64 offset, const QByteArray& bytes) const
     {
-        QByteArray all = Bytes(name);
+        QByteArray all = this->bytes(name);
         QVERIFY(offset + bytes.size() <= all.size());
         all.replace(int(offset), bytes.size(), bytes);
-        SetBytes(name, all);
+        setBytes(name, all);
     }
-    static QByteArray Word(std::int32_t value)
+    static QByteArray word(std::int32_t value)
     {
         QByteArray bytes(4, 0);
         PutInt32(reinterpret_cast<std::uint8_t*>(bytes.data()), value);
@@ -80,22 +80,22 @@ protected:
     // Overwrites up to `most` bytes of a file with random ones. Returns the place.
     struct Hit {
         int begin, end;
-        bool Touches(int from, int to) const { return begin < to && end > from; }
+        bool touches(int from, int to) const { return begin < to && end > from; }
     };
-    Hit PatchAtRandom(const QString& name, Random* random, int most) const
+    Hit patchAtRandom(const QString& name, Random* random, int most) const
     {
-        QByteArray junk(int(random->Below(most)) + 1, 0);
+        QByteArray junk(int(random->below(most)) + 1, 0);
         for (char& c : junk)
-            c = char(random->Below(256));
-        const int offset = int(random->Below(Bytes(name).size() - junk.size()));
-        Patch(name, offset, junk);
+            c = char(random->below(256));
+        const int offset = int(random->below(bytes(name).size() - junk.size()));
+        patch(name, offset, junk);
         return { offset, offset + int(junk.size()) };
     }
 
-    QStringList Files() const { return QDir(m_folder->path()).entryList(QDir::Files); }
+    QStringList files() const { return QDir(m_folder->path()).entryList(QDir::Files); }
 
     // A folder of its own for each test.
-    void NewFolder() { m_folder.reset(new QTemporaryDir); }
+    void newFolder() { m_folder.reset(new QTemporaryDir); }
 
 private:
     QScopedPointer<QTemporaryDir> m_folder;

@@ -77,11 +77,9 @@ public:
         const QString tree = QDir::homePath() + QStringLiteral("/.vos-apt-get");
         QStringList left = QDir(root + QStringLiteral("/tmp"))
                                .entryList({ QStringLiteral("*.xml") }, QDir::Files | QDir::Hidden);
-        for (const char* name : { "/lists", "/apt/vos-sources.list" }) {
-            if (QFile::exists(tree + QLatin1String(name)))
-                left << QLatin1String(name);
-        }
-        return left;
+        if (QFile::exists(tree + QStringLiteral("/apt/vos-sources.list")))
+            left << QStringLiteral("/apt/vos-sources.list");
+        return left + QDir(tree + QStringLiteral("/lists")).entryList(QDir::Files);
     }
 
 private:

@@ -100,7 +100,8 @@ private slots:
              { "categories", "list Games", "search x", "show 1", "show 1 --json" }) {
             const Result result = pakmart(words);
             QCOMPARE(result.status, 1);
-            QCOMPARE(result.out, QString());
+            if (!QByteArray(words).endsWith("json"))
+                QCOMPARE(result.out, QString());
             QVERIFY(result.err.contains(QStringLiteral("'pakmart update' fetches it")));
         }
         // Asking makes none.
@@ -115,7 +116,7 @@ private slots:
         QCOMPARE(result.err, QString());
         QCOMPARE(result.status, 0);
         QCOMPARE(result.out,
-                 QStringLiteral("Asking for the catalog\nFilling the database\n"
+                 QStringLiteral("Asking for the catalog\n"
                                 "The catalog has 14 products in 4 categories.\n"));
         QVERIFY(ReadDataFile(QStringLiteral(".catalog")).startsWith("<catalog>"));
         QVERIFY(DataFiles().contains(QStringLiteral(".VACatalog.fil")));
@@ -176,7 +177,7 @@ private slots:
         QVERIFY(m_machine.useServer(QStringLiteral("http://127.0.0.1:1")));
         const Result result = pakmart("update");
         QCOMPARE(result.status, 1);
-        QVERIFY(result.err.contains(QStringLiteral("unable to connect")));
+        QVERIFY(result.err.contains(QStringLiteral("The store cannot be reached.")));
         QCOMPARE(pakmart("show 1001").status, 0);
     }
 
@@ -185,7 +186,8 @@ private slots:
         setProducts("Name: x\n");
         const Result result = pakmart("update --json");
         QCOMPARE(result.status, 1);
-        QCOMPARE(result.out, QString());
+        QVERIFY2(result.out.startsWith(QLatin1String("{\"code\":\"refused-by-server\",")),
+                 qPrintable(result.out));
         QVERIFY2(result.err.contains(QStringLiteral("The store is being repaired.")),
                  qPrintable(result.err));
     }
@@ -196,8 +198,7 @@ private slots:
         const Result result = pakmart("update");
         QVERIFY(QDir().rmdir(DataPath(QStringLiteral(".catalog"))));
         QCOMPARE(result.status, 1);
-        QVERIFY(result.err.contains(
-            QStringLiteral("could not be saved in /usr/share/apps/vantrelagent/.catalog")));
+        QVERIFY(result.err.contains(QStringLiteral("/usr/share/apps/vantrelagent/.catalog")));
     }
 
     void databaseThatCannotBeWrittenIsSaid()
@@ -206,8 +207,8 @@ private slots:
         const Result result = pakmart("update");
         QVERIFY(QDir().rmdir(DataPath(QStringLiteral(".VACatalog.k2"))));
         QCOMPARE(result.status, 1);
-        QVERIFY(result.err.contains(QStringLiteral(
-            "the catalog database cannot be written in /usr/share/apps/vantrelagent/")));
+        QVERIFY2(result.err.contains(QStringLiteral("/usr/share/apps/vantrelagent/")),
+                 qPrintable(result.err));
     }
 
     void interruptionEndsARequestThatGetsNoAnswer_data()
@@ -241,9 +242,9 @@ private slots:
         QProcess process;
         process.start(QStringLiteral(PAKMART), { QStringLiteral("update") });
         QByteArray said;
-        QTRY_VERIFY_WITH_TIMEOUT(
-            (said += process.readAllStandardOutput()).contains("Waiting for another update to end"),
-            30000);
+        QTRY_VERIFY_WITH_TIMEOUT((said += process.readAllStandardOutput())
+                                     .contains("Waiting for another update of the catalog to end"),
+                                 30000);
         QCOMPARE(kill(pid_t(process.processId()), SIGINT), 0);
         QTRY_COMPARE_WITH_TIMEOUT(process.state(), QProcess::NotRunning, 30000);
         QCOMPARE(process.exitCode(), 130);
@@ -297,7 +298,7 @@ private slots:
                      "  1003  Dice & Cards: Two games in one box: a throw of dice, and a hand of "
                      "cards.\n"
                      "  1002  Maze Runner: Draws a maze and the way through it.\n"
-                     "  1001  Star Lander: Bring the ship down gently.\n"
+                     "  1001  Star Lander [upgradable]: Bring the ship down gently.\n"
                      "  9001  Warp Drive: Faster than light, once somebody has found the core.\n"));
         QCOMPARE(serials(json(pakmart("list Games --json")).array()),
                  (QList<int>{ 1003, 1002, 1001, 9001 }));

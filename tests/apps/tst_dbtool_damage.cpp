@@ -34,20 +34,20 @@ using Damage = void (*)(QByteArray* file, int length, Random* random);
 
 int SomePage(const QByteArray& file, int length, Random* random)
 {
-    return 1 + int(random->Below(std::max(int(file.size()) / length - 1, 1)));
+    return 1 + int(random->below(std::max(int(file.size()) / length - 1, 1)));
 }
 
 void Cut(QByteArray* file, int length, Random* random)
 {
     const int pages = file->size() / length;
     // Most often cut to the header and one leaf, which looks like a small index.
-    const int left = random->Below(2) ? 2 : 1 + int(random->Below(pages));
+    const int left = random->below(2) ? 2 : 1 + int(random->below(pages));
     file->truncate(std::min(left, pages) * length);
 }
 
 void CutAnywhere(QByteArray* file, int length, Random* random)
 {
-    file->truncate(length + int(random->Below(file->size() - length)));
+    file->truncate(length + int(random->below(file->size() - length)));
 }
 
 void ZeroPage(QByteArray* file, int length, Random* random)
@@ -57,7 +57,7 @@ void ZeroPage(QByteArray* file, int length, Random* random)
 
 void CopyPage(QByteArray* file, int length, Random* random)
 {
-    const int from = int(random->Below(file->size() / length));
+    const int from = int(random->below(file->size() / length));
     file->replace(SomePage(*file, length, random) * length, length,
                   file->mid(from * length, length));
 }
@@ -65,7 +65,7 @@ void CopyPage(QByteArray* file, int length, Random* random)
 // Gives live pages the first word that they would have if they were free.
 void ChainIntoTheTree(QByteArray* file, int length, Random* random)
 {
-    int links = 1 + int(random->Below(4));
+    int links = 1 + int(random->below(4));
     for (int at = 0; links > 0; --links) {
         const int next = SomePage(*file, length, random);
         QByteArray word(4, 0);
@@ -84,7 +84,7 @@ void ChainBeginsInTheTree(QByteArray* file, int length, Random* random)
 
 void ZeroSector(QByteArray* file, int length, Random* random)
 {
-    const int at = length + int(random->Below((file->size() - length) / sector + 1)) * sector;
+    const int at = length + int(random->below((file->size() - length) / sector + 1)) * sector;
     const int some = std::min(sector, int(file->size()) - at);
     if (some > 0)
         file->replace(at, some, QByteArray(some, 0));
@@ -93,27 +93,27 @@ void ZeroSector(QByteArray* file, int length, Random* random)
 void CopySector(QByteArray* file, int length, Random* random)
 {
     const int sectors = file->size() / sector;
-    const int to = int(random->Below(sectors));
-    const int from = int(random->Below(sectors));
+    const int to = int(random->below(sectors));
+    const int from = int(random->below(sectors));
     if (to * sector >= length)
         file->replace(to * sector, sector, file->mid(from * sector, sector));
 }
 
 void CountOfAPage(QByteArray* file, int length, Random* random)
 {
-    (*file)[SomePage(*file, length, random) * length] = char(random->Below(256));
+    (*file)[SomePage(*file, length, random) * length] = char(random->below(256));
 }
 
 void WrongRoot(QByteArray* file, int length, Random* random)
 {
     PutInt32(reinterpret_cast<std::uint8_t*>(file->data()) + 8,
-             random->Below(4) ? SomePage(*file, length, random) : 0);
+             random->below(4) ? SomePage(*file, length, random) : 0);
 }
 
 void WrongChildren(QByteArray* file, int length, Random* random)
 {
     const int page = SomePage(*file, length, random) * length;
-    const int item = int(random->Below(pageItems));
+    const int item = int(random->below(pageItems));
     const int offset = item == 0 ? 4 : 8 + item * ((length - 8) / pageItems) + 4;
     PutInt32(reinterpret_cast<std::uint8_t*>(file->data()) + page + offset,
              SomePage(*file, length, random));
@@ -121,7 +121,7 @@ void WrongChildren(QByteArray* file, int length, Random* random)
 
 void NoHeader(QByteArray* file, int, Random* random)
 {
-    file->replace(0, 31, QByteArray(31, char(random->Below(256))));
+    file->replace(0, 31, QByteArray(31, char(random->below(256))));
 }
 
 struct Shape {
@@ -183,25 +183,25 @@ private slots:
     void initTestCase()
     {
         QCOMPARE(InitIndex(), 0);
-        MakeDatabases();
+        makeDatabases();
     }
     void cleanupTestCase() { UnInitIndex(); }
-    void init() { NewFolder(); }
+    void init() { newFolder(); }
 
-    void LostItemsAreNeverKeptBack_data();
-    void LostItemsAreNeverKeptBack();
-    void ItemsThatBecameEqualAreNamed();
-    void ItemsBesideLinksThatCannotBeAreDoubted();
-    void TheDataFileBesideTheIndexRestoresAll_data();
-    void TheDataFileBesideTheIndexRestoresAll();
-    void WhatBothFilesHaveLeftIsRestored_data();
-    void WhatBothFilesHaveLeftIsRestored();
-    void TheDataFileIsFoundWhereLinksLead();
-    void WhoWasRefusedStaysOut();
-    void ADamagedDataFileIsNotUsed();
-    void AnotherKeyLengthIsNotTheKnownIndex();
-    void NothingHalfIsLeftAtASignal_data();
-    void NothingHalfIsLeftAtASignal();
+    void lostItemsAreNeverKeptBack_data();
+    void lostItemsAreNeverKeptBack();
+    void itemsThatBecameEqualAreNamed();
+    void itemsBesideLinksThatCannotBeAreDoubted();
+    void theDataFileBesideTheIndexRestoresAll_data();
+    void theDataFileBesideTheIndexRestoresAll();
+    void whatBothFilesHaveLeftIsRestored_data();
+    void whatBothFilesHaveLeftIsRestored();
+    void theDataFileIsFoundWhereLinksLead();
+    void whoWasRefusedStaysOut();
+    void aDamagedDataFileIsNotUsed();
+    void anotherKeyLengthIsNotTheKnownIndex();
+    void nothingHalfIsLeftAtASignal_data();
+    void nothingHalfIsLeftAtASignal();
 
 private:
     struct Known {
@@ -220,38 +220,38 @@ private:
         { {}, ".rulist.fil", ".rulist.k2", 60, false },
         { {}, ".rulist.fil", ".rulist.k3", 20, false },
     };
-    void MakeDatabases();
-    static void Save(CCatalogFile& catalog, int serial, const char* package);
-    void Take(const Known& known) const;
-    Items ItemsOf(const Known& known, const QString& path) const
+    void makeDatabases();
+    static void save(CCatalogFile& catalog, int serial, const char* package);
+    void take(const Known& known) const;
+    Items itemsOf(const Known& known, const QString& path) const
     {
-        return ItemsOf(path, known.keyLength, known.duplicates);
+        return itemsOf(path, known.keyLength, known.duplicates);
     }
-    Items Meaning(const Known& known, const QString& path) const;
-    static QByteArray Contents(const QString& path)
+    Items meaning(const Known& known, const QString& path) const;
+    static QByteArray contents(const QString& path)
     {
         QFile file(path);
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
     }
 
-    void MakeSmallIndex() const;
-    Items MakeIndexAtRandom(Random* random, bool duplicates) const;
-    Items ItemsOf(const QString& path, int length, bool duplicates) const;
-    bool IsNamed(const Item& item, const QString& report) const;
-    void CheckPart(const Items& items, const Result& refused, const QString& flags,
+    void makeSmallIndex() const;
+    Items makeIndexAtRandom(Random* random, bool duplicates) const;
+    Items itemsOf(const QString& path, int length, bool duplicates) const;
+    bool isNamed(const Item& item, const QString& report) const;
+    void checkPart(const Items& items, const Result& refused, const QString& flags,
                    bool isCountable) const;
 };
 
 // Makes an index of one page up to hundreds, filled in order or at random, and deletes
 // some of it.
-Items DbtoolDamageTest::MakeIndexAtRandom(Random* random, bool duplicates) const
+Items DbtoolDamageTest::makeIndexAtRandom(Random* random, bool duplicates) const
 {
     Items items;
-    const int most = random->Below(4) == 0 ? 60 : 2400;
-    const int count = 1 + int(random->Below(most));
-    const bool inOrder = random->Below(2);
+    const int most = random->below(4) == 0 ? 60 : 2400;
+    const int count = 1 + int(random->below(most));
+    const bool inOrder = random->below(2);
     IndexFile* const index
-        = MakeIndex(0, Native("a.idx").c_str(), std::int16_t(keyLength), duplicates);
+        = MakeIndex(0, native("a.idx").c_str(), std::int16_t(keyLength), duplicates);
     char key[keyLength + 1];
     for (std::uint32_t i = 1; i <= std::uint32_t(count); ++i) {
         const std::uint32_t number = inOrder ? i : i * 7919 % 10007;
@@ -259,8 +259,8 @@ Items DbtoolDamageTest::MakeIndexAtRandom(Random* random, bool duplicates) const
         if (AddKey(index, &i, key) == 0)
             items.emplace(key, i);
     }
-    for (int deletes = int(random->Below(2) * random->Below(count + 1)); deletes > 0; --deletes) {
-        const auto at = std::next(items.begin(), random->Below(int(items.size())));
+    for (int deletes = int(random->below(2) * random->below(count + 1)); deletes > 0; --deletes) {
+        const auto at = std::next(items.begin(), random->below(int(items.size())));
         std::uint32_t record = at->second;
         DeleteKey(index, &record, std::strcpy(key, at->first.c_str()));
         items.erase(at);
@@ -269,7 +269,7 @@ Items DbtoolDamageTest::MakeIndexAtRandom(Random* random, bool duplicates) const
     return items;
 }
 
-Items DbtoolDamageTest::ItemsOf(const QString& path, int length, bool duplicates) const
+Items DbtoolDamageTest::itemsOf(const QString& path, int length, bool duplicates) const
 {
     std::vector<IndexEntry> entries;
     const Findings findings = CheckIndex(path.toStdString(), length, duplicates, &entries);
@@ -282,7 +282,7 @@ Items DbtoolDamageTest::ItemsOf(const QString& path, int length, bool duplicates
 }
 
 // Whether the report names a lost item, or the keys on both sides of it.
-bool DbtoolDamageTest::IsNamed(const Item& item, const QString& report) const
+bool DbtoolDamageTest::isNamed(const Item& item, const QString& report) const
 {
     const QString key = QString::fromStdString(item.first);
     if (report.contains('\'' + key + '\''))
@@ -306,14 +306,14 @@ bool DbtoolDamageTest::IsNamed(const Item& item, const QString& report) const
 
 // Without --partial nothing was made. With it, the new file has the remaining items, and
 // no more are lost than reported.
-void DbtoolDamageTest::CheckPart(const Items& items, const Result& refused, const QString& flags,
+void DbtoolDamageTest::checkPart(const Items& items, const Result& refused, const QString& flags,
                                  bool isCountable) const
 {
-    QVERIFY(!QFile::exists(Path("new.idx")));
+    QVERIFY(!QFile::exists(path("new.idx")));
     QVERIFY2(refused.out.contains("not restored: "), qPrintable(refused.out));
-    const Result part = Run("repair index @a.idx -k 12 --partial -o @part.idx" + flags);
+    const Result part = run("repair index @a.idx -k 12 --partial -o @part.idx" + flags);
     QCOMPARE(part.status, 1);
-    const Items kept = ItemsOf(Path("part.idx"), keyLength, flags.contains("-d"));
+    const Items kept = itemsOf(path("part.idx"), keyLength, flags.contains("-d"));
     Items lost;
     std::set_difference(items.begin(), items.end(), kept.begin(), kept.end(),
                         std::inserter(lost, lost.end()));
@@ -321,48 +321,48 @@ void DbtoolDamageTest::CheckPart(const Items& items, const Result& refused, cons
     const int least = count.match(refused.out).captured(1).toInt();
     QVERIFY2(!isCountable || least <= int(lost.size()), qPrintable(refused.out));
     for (const Item& item : lost)
-        QVERIFY2(IsNamed(item, refused.out),
+        QVERIFY2(isNamed(item, refused.out),
                  (item.first + " is not named: ").c_str() + refused.out.toLatin1());
 }
 
-void DbtoolDamageTest::LostItemsAreNeverKeptBack_data()
+void DbtoolDamageTest::lostItemsAreNeverKeptBack_data()
 {
     QTest::addColumn<int>("which");
     for (int which = 0; which < int(std::size(shapes)); ++which)
         QTest::newRow(shapes[which].name) << which;
 }
 
-void DbtoolDamageTest::LostItemsAreNeverKeptBack()
+void DbtoolDamageTest::lostItemsAreNeverKeptBack()
 {
     QFETCH(int, which);
-    Random random = Random::Announced();
+    Random random = Random::announced();
     int whole = 0, partly = 0;
     const int rounds = qEnvironmentVariable("PAKMART_TEST_ROUNDS", "40").toInt();
     for (int round = 0; round < rounds; ++round) {
-        NewFolder();
-        const bool duplicates = random.Below(2);
+        newFolder();
+        const bool duplicates = random.below(2);
         const QString flags = duplicates ? " -d" : "";
-        const Items items = MakeIndexAtRandom(&random, duplicates);
-        const QByteArray before = Bytes("a.idx");
+        const Items items = makeIndexAtRandom(&random, duplicates);
+        const QByteArray before = bytes("a.idx");
         QByteArray bytes = before;
         shapes[which].damage(&bytes, PackedLength(keyLength), &random);
-        SetBytes("a.idx", bytes);
+        setBytes("a.idx", bytes);
         const QString keep = qEnvironmentVariable("PAKMART_TEST_KEEP"); // the last one tried
         if (!keep.isEmpty() && (!QFile::exists(keep) || QFile::remove(keep)))
-            QFile::copy(Path("a.idx"), keep);
+            QFile::copy(path("a.idx"), keep);
         std::set<std::uint32_t> cut;
         if (shapes[which].cutsItems)
             cut = CutItems(before, bytes);
 
-        const Result repair = Run("repair index @a.idx -k 12 -o @new.idx" + flags);
+        const Result repair = run("repair index @a.idx -k 12 -o @new.idx" + flags);
         QVERIFY2(repair.status == 0 || repair.status == 1, qPrintable(repair.err));
-        QCOMPARE(Bytes("a.idx"), bytes);
+        QCOMPARE(this->bytes("a.idx"), bytes);
         if (repair.status == 1) {
             ++partly;
-            CheckPart(Without(items, cut), repair, flags, shapes[which].isCountable);
+            checkPart(Without(items, cut), repair, flags, shapes[which].isCountable);
         } else {
             ++whole;
-            const Items kept = ItemsOf(Path("new.idx"), keyLength, duplicates);
+            const Items kept = itemsOf(path("new.idx"), keyLength, duplicates);
             QVERIFY2(Without(kept, cut) == Without(items, cut),
                      qPrintable(QString("round %1: %2 of %3 items; ")
                                     .arg(round)
@@ -376,9 +376,9 @@ void DbtoolDamageTest::LostItemsAreNeverKeptBack()
     qInfo("%d restored, %d partly", whole, partly);
 }
 
-void DbtoolDamageTest::MakeSmallIndex() const
+void DbtoolDamageTest::makeSmallIndex() const
 {
-    IndexFile* const index = MakeIndex(0, Native("a.idx").c_str(), keyLength, true);
+    IndexFile* const index = MakeIndex(0, native("a.idx").c_str(), keyLength, true);
     char key[keyLength + 1];
     for (std::uint32_t i = 1; i <= 200; ++i) {
         std::snprintf(key, sizeof key, "%05u-Key", i);
@@ -389,37 +389,37 @@ void DbtoolDamageTest::MakeSmallIndex() const
 
 // If part of a leaf is overwritten with one small key, the row of all items does not show
 // it, but the page is out of order.
-void DbtoolDamageTest::ItemsThatBecameEqualAreNamed()
+void DbtoolDamageTest::itemsThatBecameEqualAreNamed()
 {
-    MakeSmallIndex();
-    QByteArray bytes = Bytes("a.idx");
+    makeSmallIndex();
+    QByteArray bytes = this->bytes("a.idx");
     const int first = PackedLength(keyLength) + 8;
     constexpr int slot = keyLength + 9;
     const QByteArray small = bytes.mid(first, slot).replace(8, 5, "-Key\0", 5);
     for (int i = 10; i < 20; ++i)
         bytes.replace(first + i * slot, slot, small);
-    SetBytes("a.idx", bytes);
-    const Result repair = Run("repair index @a.idx -k 12 -d -o @new.idx");
+    setBytes("a.idx", bytes);
+    const Result repair = run("repair index @a.idx -k 12 -d -o @new.idx");
     QCOMPARE(repair.status, 1);
     QVERIFY2(repair.out.contains("the items of page 1 do not follow each other"),
              qPrintable(repair.out));
 }
 
 // Bytes that moved within a page can leave wrong keys that are still in order.
-void DbtoolDamageTest::ItemsBesideLinksThatCannotBeAreDoubted()
+void DbtoolDamageTest::itemsBesideLinksThatCannotBeAreDoubted()
 {
-    MakeSmallIndex();
-    QByteArray bytes = Bytes("a.idx");
+    makeSmallIndex();
+    QByteArray bytes = this->bytes("a.idx");
     PutUint32(reinterpret_cast<std::uint8_t*>(bytes.data()) + PackedLength(keyLength) + 12,
               0x31300000);
-    SetBytes("a.idx", bytes);
-    const Result repair = Run("repair index @a.idx -k 12 -d -o @new.idx");
+    setBytes("a.idx", bytes);
+    const Result repair = run("repair index @a.idx -k 12 -d -o @new.idx");
     QCOMPARE(repair.status, 1);
     QVERIFY2(repair.out.contains("page 1 has 1 link to pages that cannot be"),
              qPrintable(repair.out));
 }
 
-void DbtoolDamageTest::Save(CCatalogFile& catalog, int serial, const char* package)
+void DbtoolDamageTest::save(CCatalogFile& catalog, int serial, const char* package)
 {
     catalog.AddNew();
     catalog.setServerSerialNumber(serial);
@@ -431,14 +431,14 @@ void DbtoolDamageTest::Save(CCatalogFile& catalog, int serial, const char* packa
 }
 
 // The databases have deleted records, and keys with another case than in their records.
-void DbtoolDamageTest::MakeDatabases()
+void DbtoolDamageTest::makeDatabases()
 {
     CCatalogFile catalog;
     QVERIFY(catalog.Create());
     CRUFile list;
     QVERIFY(list.Create());
     for (int i = 1; i <= 300; ++i) {
-        Save(catalog, i, QByteArray::number(i * 31 % 1009).prepend("package").constData());
+        save(catalog, i, QByteArray::number(i * 31 % 1009).prepend("package").constData());
         QVERIFY(catalog.SaveRecord());
         list.AddNew();
         list.SetServerSerialNumber(i);
@@ -457,71 +457,71 @@ void DbtoolDamageTest::MakeDatabases()
 }
 
 // A copy of an index and its data file.
-void DbtoolDamageTest::Take(const Known& known) const
+void DbtoolDamageTest::take(const Known& known) const
 {
-    SetBytes(known.index, Contents(known.folder + known.index));
-    SetBytes(known.data, Contents(known.folder + known.data));
+    setBytes(known.index, contents(known.folder + known.index));
+    setBytes(known.data, contents(known.folder + known.data));
 }
 
 // Keys in lower case, with the content of their records: of identical records any one may
 // have the key, and a restored key is spelled as in its record.
-Items DbtoolDamageTest::Meaning(const Known& known, const QString& path) const
+Items DbtoolDamageTest::meaning(const Known& known, const QString& path) const
 {
-    const QByteArray data = Contents(known.folder + known.data);
+    const QByteArray data = contents(known.folder + known.data);
     const int length = known.data.startsWith(".VAD") ? 60
         : known.data.startsWith(".VAC")              ? 2012
                                                      : 792;
     Items meaning;
-    for (const auto& [key, record] : ItemsOf(known, path))
+    for (const auto& [key, record] : itemsOf(known, path))
         meaning.emplace(QByteArray(key.c_str()).toLower().toStdString()
                             + data.mid(int(record) * length, length).toStdString(),
                         0);
     return meaning;
 }
 
-void DbtoolDamageTest::TheDataFileBesideTheIndexRestoresAll_data()
+void DbtoolDamageTest::theDataFileBesideTheIndexRestoresAll_data()
 {
     QTest::addColumn<int>("which");
     for (int which = 0; which < int(std::size(m_known)); ++which)
         QTest::newRow(qPrintable(m_known[which].index)) << which;
 }
 
-void DbtoolDamageTest::TheDataFileBesideTheIndexRestoresAll()
+void DbtoolDamageTest::theDataFileBesideTheIndexRestoresAll()
 {
     QFETCH(int, which);
     const Known& known = m_known[which];
-    Random random = Random::Announced();
-    const Items items = Meaning(known, known.folder + known.index);
+    Random random = Random::announced();
+    const Items items = meaning(known, known.folder + known.index);
     QVERIFY(items.size() > 200);
     for (const Shape& shape : shapes) {
-        NewFolder();
-        Take(known);
-        QByteArray bytes = Bytes(known.index);
+        newFolder();
+        take(known);
+        QByteArray bytes = this->bytes(known.index);
         shape.damage(&bytes, PackedLength(known.keyLength), &random);
-        SetBytes(known.index, bytes);
-        const Result repair = Run("repair index @" + known.index + " -o @new.idx");
+        setBytes(known.index, bytes);
+        const Result repair = run("repair index @" + known.index + " -o @new.idx");
         QVERIFY2(repair.status == 0, qPrintable(shape.name + repair.out + repair.err));
         QVERIFY2(repair.out.contains(known.data), qPrintable(repair.out));
-        QCOMPARE(Meaning(known, Path("new.idx")), items);
+        QCOMPARE(meaning(known, path("new.idx")), items);
     }
-    QVERIFY(QFile::remove(Path(known.index)));
-    QCOMPARE(Run("repair index @" + known.index + " -o @gone.idx").status, 0);
-    QCOMPARE(Meaning(known, Path("gone.idx")), items);
+    QVERIFY(QFile::remove(path(known.index)));
+    QCOMPARE(run("repair index @" + known.index + " -o @gone.idx").status, 0);
+    QCOMPARE(meaning(known, path("gone.idx")), items);
 }
 
-void DbtoolDamageTest::WhatBothFilesHaveLeftIsRestored_data()
+void DbtoolDamageTest::whatBothFilesHaveLeftIsRestored_data()
 {
-    TheDataFileBesideTheIndexRestoresAll_data();
+    theDataFileBesideTheIndexRestoresAll_data();
 }
 
 // The data file is damaged, too: status 0 only if each unchanged record has its key.
-void DbtoolDamageTest::WhatBothFilesHaveLeftIsRestored()
+void DbtoolDamageTest::whatBothFilesHaveLeftIsRestored()
 {
     QFETCH(int, which);
     const Known& known = m_known[which];
-    Random random = Random::Announced();
-    const Items items = ItemsOf(known, known.folder + known.index);
-    const QByteArray sound = Contents(known.folder + known.data);
+    Random random = Random::announced();
+    const Items items = itemsOf(known, known.folder + known.index);
+    const QByteArray sound = contents(known.folder + known.data);
     const int length = UnitLength(known.data.toStdString());
     const auto meaning = [length](const Item& item, const QByteArray& data) {
         return QByteArray(item.first.c_str()).toLower()
@@ -529,22 +529,22 @@ void DbtoolDamageTest::WhatBothFilesHaveLeftIsRestored()
     };
     int whole = 0;
     for (int round = 0; round < 24; ++round) {
-        NewFolder();
-        Take(known);
-        QByteArray data = sound, index = Bytes(known.index);
+        newFolder();
+        take(known);
+        QByteArray data = sound, index = bytes(known.index);
         MixUnits(data, length, random);
         const Shape& shape = shapes[round % std::size(shapes)];
         shape.damage(&index, PackedLength(known.keyLength), &random);
-        SetBytes(known.data, data);
-        SetBytes(known.index, index);
-        const Result repair = Run("repair index @" + known.index + " -o @new.idx");
+        setBytes(known.data, data);
+        setBytes(known.index, index);
+        const Result repair = run("repair index @" + known.index + " -o @new.idx");
         QVERIFY2(repair.status == 0 || repair.status == 1, qPrintable(shape.name + repair.err));
-        QCOMPARE(QFile::exists(Path("new.idx")), repair.status == 0);
+        QCOMPARE(QFile::exists(path("new.idx")), repair.status == 0);
         if (repair.status == 1)
             continue;
         ++whole;
         std::set<QByteArray> kept;
-        for (const Item& item : ItemsOf(known, Path("new.idx")))
+        for (const Item& item : itemsOf(known, path("new.idx")))
             kept.insert(meaning(item, data));
         for (const Item& item : items)
             QVERIFY2(meaning(item, data) != meaning(item, sound)
@@ -557,97 +557,97 @@ void DbtoolDamageTest::WhatBothFilesHaveLeftIsRestored()
 
 // The described names are links into a folder. Repair reports where the new file belongs,
 // and neither follows nor replaces a link with the name of the output.
-void DbtoolDamageTest::TheDataFileIsFoundWhereLinksLead()
+void DbtoolDamageTest::theDataFileIsFoundWhereLinksLead()
 {
     const Known& known = m_known[0];
-    Take(known);
-    QVERIFY(QDir(Path("")).mkdir("generation"));
+    take(known);
+    QVERIFY(QDir(path("")).mkdir("generation"));
     for (const QString& name : { known.index, known.data })
-        QVERIFY(QFile::rename(Path(name), Path("generation/" + name)));
-    QVERIFY(QFile::link("generation/" + known.index, Path(known.index)));
-    const Items items = ItemsOf(known, Path(known.index));
-    Patch(known.index, 8, Word(9999));
-    QCOMPARE(Run("check index @" + known.index).status, 1);
+        QVERIFY(QFile::rename(path(name), path("generation/" + name)));
+    QVERIFY(QFile::link("generation/" + known.index, path(known.index)));
+    const Items items = itemsOf(known, path(known.index));
+    patch(known.index, 8, word(9999));
+    QCOMPARE(run("check index @" + known.index).status, 1);
 
-    const Result repair = Run("repair index @" + known.index + " -o @new.idx");
+    const Result repair = run("repair index @" + known.index + " -o @new.idx");
     QVERIFY2(repair.status == 0, qPrintable(repair.out));
     QVERIFY2(
-        repair.out.contains(Path(known.index) + " is a link: the file to replace is "
-                            + QFileInfo(Path("generation/" + known.index)).canonicalFilePath()),
+        repair.out.contains(path(known.index) + " is a link: the file to replace is "
+                            + QFileInfo(path("generation/" + known.index)).canonicalFilePath()),
         qPrintable(repair.out));
     QVERIFY(repair.out.contains("generation/" + known.data));
-    QCOMPARE(ItemsOf(known, Path("new.idx")), items);
+    QCOMPARE(itemsOf(known, path("new.idx")), items);
 
-    QVERIFY(QFile::link("nowhere", Path("dangling.idx")));
+    QVERIFY(QFile::link("nowhere", path("dangling.idx")));
     for (const QString& output : { known.index, QString("dangling.idx") }) {
-        QCOMPARE(Run("repair index @" + known.index + " -o @" + output).status, 2);
-        QVERIFY(QFileInfo(Path(output)).isSymLink());
+        QCOMPARE(run("repair index @" + known.index + " -o @" + output).status, 2);
+        QVERIFY(QFileInfo(path(output)).isSymLink());
     }
-    QVERIFY(!QFile::exists(Path("nowhere")));
+    QVERIFY(!QFile::exists(path("nowhere")));
 }
 
 // A save that the third index refused has left a record that is in the first two.
-void DbtoolDamageTest::WhoWasRefusedStaysOut()
+void DbtoolDamageTest::whoWasRefusedStaysOut()
 {
     CCatalogFile catalog;
     QVERIFY(catalog.Open());
-    Save(catalog, 5000, "PACKAGE31");
+    save(catalog, 5000, "PACKAGE31");
     QVERIFY(!catalog.SaveRecord());
     catalog.Close();
-    Random random = Random::Announced();
+    Random random = Random::announced();
     for (const int which : { 2, 3 }) {
         const Known& known = m_known[which];
-        const Items items = Meaning(known, known.folder + known.index);
-        Take(known);
-        Patch(known.index, 0, Word(1));
-        const Result repair = Run("repair index @" + known.index + " -o @new.idx");
+        const Items items = meaning(known, known.folder + known.index);
+        take(known);
+        patch(known.index, 0, word(1));
+        const Result repair = run("repair index @" + known.index + " -o @new.idx");
         QVERIFY2(repair.status == 0, qPrintable(repair.out));
         QVERIFY2(repair.out.contains("stays out"), qPrintable(repair.out));
-        QCOMPARE(Meaning(known, Path("new.idx")), items);
+        QCOMPARE(meaning(known, path("new.idx")), items);
         // If the holder's own item is lost, nothing shows who held the key.
         for (int round = 0; round < 30; ++round) {
-            NewFolder();
-            Take(known);
-            QByteArray bytes = Bytes(known.index);
+            newFolder();
+            take(known);
+            QByteArray bytes = this->bytes(known.index);
             ZeroPage(&bytes, PackedLength(known.keyLength), &random);
-            SetBytes(known.index, bytes);
-            const Result part = Run("repair index @" + known.index + " --partial -o @new.idx");
-            const Items kept = Meaning(known, Path("new.idx"));
+            setBytes(known.index, bytes);
+            const Result part = run("repair index @" + known.index + " --partial -o @new.idx");
+            const Items kept = meaning(known, path("new.idx"));
             if (part.status == 0)
                 QVERIFY(std::includes(kept.begin(), kept.end(), items.begin(), items.end()));
             else
                 QVERIFY2(part.out.contains("it is unknown which of"), qPrintable(part.out));
             QVERIFY(kept.size() <= items.size() + 1);
         }
-        NewFolder();
+        newFolder();
     }
 }
 
-void DbtoolDamageTest::ADamagedDataFileIsNotUsed()
+void DbtoolDamageTest::aDamagedDataFileIsNotUsed()
 {
     const Known& known = m_known[3];
-    Take(known);
-    const Items items = ItemsOf(known, Path(known.index));
-    SetBytes(known.data, Bytes(known.data).left(100 * 2012));
-    Patch(known.index, 8, Word(9999));
-    const Result repair = Run("repair index @" + known.index + " -o @new.idx");
+    take(known);
+    const Items items = itemsOf(known, path(known.index));
+    setBytes(known.data, bytes(known.data).left(100 * 2012));
+    patch(known.index, 8, word(9999));
+    const Result repair = run("repair index @" + known.index + " -o @new.idx");
     QVERIFY2(repair.status == 0, qPrintable(repair.out));
     QVERIFY2(repair.out.contains("is damaged as well and of no help"), qPrintable(repair.out));
-    QCOMPARE(ItemsOf(known, Path("new.idx")), items);
+    QCOMPARE(itemsOf(known, path("new.idx")), items);
 }
 
-void DbtoolDamageTest::AnotherKeyLengthIsNotTheKnownIndex()
+void DbtoolDamageTest::anotherKeyLengthIsNotTheKnownIndex()
 {
     const Known& known = m_known[3];
-    Take(known);
-    MakeIndexAtRandom(std::make_unique<Random>(1).get(), false);
-    QVERIFY(QFile::remove(Path(known.index)) && QFile::rename(Path("a.idx"), Path(known.index)));
-    const Items items = ItemsOf(Path(known.index), keyLength, false);
-    QCOMPARE(Run("repair index @" + known.index + " -k 12 -o @new.idx").status, 0);
-    QCOMPARE(ItemsOf(Path("new.idx"), keyLength, false), items);
+    take(known);
+    makeIndexAtRandom(std::make_unique<Random>(1).get(), false);
+    QVERIFY(QFile::remove(path(known.index)) && QFile::rename(path("a.idx"), path(known.index)));
+    const Items items = itemsOf(path(known.index), keyLength, false);
+    QCOMPARE(run("repair index @" + known.index + " -k 12 -o @new.idx").status, 0);
+    QCOMPARE(itemsOf(path("new.idx"), keyLength, false), items);
 }
 
-void DbtoolDamageTest::NothingHalfIsLeftAtASignal_data()
+void DbtoolDamageTest::nothingHalfIsLeftAtASignal_data()
 {
     QTest::addColumn<QString>("words");
     QTest::addColumn<QStringList>("made");
@@ -661,19 +661,19 @@ void DbtoolDamageTest::NothingHalfIsLeftAtASignal_data()
 
 // SIGTERM at each change of a file, or at a sample of many: either all files of a repair
 // exist, or none.
-void DbtoolDamageTest::NothingHalfIsLeftAtASignal()
+void DbtoolDamageTest::nothingHalfIsLeftAtASignal()
 {
     QFETCH(QString, words);
     QFETCH(QStringList, made);
-    Take(m_known[7]);
-    MakeSmallIndex();
+    take(m_known[7]);
+    makeSmallIndex();
     for (const char* name : { ".VACatalogNotes.fil", ".VACatalogNotes.k1" })
-        SetBytes(name, Contents(QString::fromStdString(CatalogFolder()) + name));
-    const QStringList given = Files();
+        setBytes(name, contents(QString::fromStdString(CatalogFolder()) + name));
+    const QStringList given = files();
     QStringList arguments = words.split(' ');
     for (QString& word : arguments)
         if (word.startsWith('@'))
-            word = Path(word.mid(1));
+            word = path(word.mid(1));
     QTemporaryDir elsewhere;
     bool cut = true;
     int k = 0, whole = 0;
@@ -688,13 +688,13 @@ void DbtoolDamageTest::NothingHalfIsLeftAtASignal()
         cut = run.cut;
         QVERIFY(!run.hung);
         QVERIFY(cut ? run.status == -1 : run.status == 0);
-        const QStringList left = Files();
+        const QStringList left = files();
         const bool isMade = left.contains(made.first());
         QVERIFY2(left.size() == given.size() + (isMade ? made.size() : 0),
                  qPrintable(left.join(' ') + QLatin1Char(' ') + run.last));
         whole += isMade;
         for (const QString& name : made)
-            QVERIFY(!isMade || QFile::remove(Path(name)));
+            QVERIFY(!isMade || QFile::remove(path(name)));
     }
     QVERIFY(k > 4 && whole > 0);
 }

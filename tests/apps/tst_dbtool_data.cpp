@@ -26,40 +26,40 @@ class DbtoolDataTest : public DbtoolTest
     Q_OBJECT
 
 private slots:
-    void init() { NewFolder(); }
+    void init() { newFolder(); }
 
-    void WrongWordsEndWithStatus2_data();
-    void WrongWordsEndWithStatus2();
-    void HelpAndVersionAreShown();
-    void WhatIsNoFileEndsWithStatus2_data();
-    void WhatIsNoFileEndsWithStatus2();
-    void OutputThatCannotBeWrittenEndsWithStatus2();
+    void wrongWordsEndWithStatus2_data();
+    void wrongWordsEndWithStatus2();
+    void helpAndVersionAreShown();
+    void whatIsNoFileEndsWithStatus2_data();
+    void whatIsNoFileEndsWithStatus2();
+    void outputThatCannotBeWrittenEndsWithStatus2();
 
-    void InfoOfADataFile();
-    void DumpOfADataFile();
-    void AFreshFileIsSound();
-    void EachDamageIsFoundAndRepaired_data();
-    void EachDamageIsFoundAndRepaired();
-    void ARecordWhoseMarkWasDamagedIsKept();
-    void WhatIsLessThanARecordIsLeftOut();
-    void MissingRecordsAreToldAndNothingIsMade();
-    void PartialMakesWhatThereIs();
-    void NothingIsMadeInPlaceOfAnotherFile();
-    void NothingIsLeftBehindWhenTheDiskIsFull();
-    void NothingIsLeftBehindAtASignal_data();
-    void NothingIsLeftBehindAtASignal();
-    void RandomDamageLosesNoOtherRecord();
+    void infoOfADataFile();
+    void dumpOfADataFile();
+    void aFreshFileIsSound();
+    void eachDamageIsFoundAndRepaired_data();
+    void eachDamageIsFoundAndRepaired();
+    void aRecordWhoseMarkWasDamagedIsKept();
+    void whatIsLessThanARecordIsLeftOut();
+    void missingRecordsAreToldAndNothingIsMade();
+    void partialMakesWhatThereIs();
+    void nothingIsMadeInPlaceOfAnotherFile();
+    void nothingIsLeftBehindWhenTheDiskIsFull();
+    void nothingIsLeftBehindAtASignal_data();
+    void nothingIsLeftBehindAtASignal();
+    void randomDamageLosesNoOtherRecord();
 
 private:
-    Records MakeSample(const char* name) const;
-    Records LiveRecords(const char* name) const;
-    int RecordsThatFollow(const char* name) const;
+    Records makeSample(const char* name) const;
+    Records liveRecords(const char* name) const;
+    int recordsThatFollow(const char* name) const;
 };
 
-Records DbtoolDataTest::MakeSample(const char* name) const
+Records DbtoolDataTest::makeSample(const char* name) const
 {
     Records live;
-    DataFile* const file = MakeDataFile(0, Native(name).c_str(), recordLength);
+    DataFile* const file = MakeDataFile(0, native(name).c_str(), recordLength);
     for (std::uint32_t i = 1; i <= 9; ++i) {
         std::string record(recordLength, '\0');
         record.replace(4, 6, "text " + std::to_string(i));
@@ -76,10 +76,10 @@ Records DbtoolDataTest::MakeSample(const char* name) const
     return live;
 }
 
-Records DbtoolDataTest::LiveRecords(const char* name) const
+Records DbtoolDataTest::liveRecords(const char* name) const
 {
     Records live;
-    DataFile* const file = OpenDataFile(0, Native(name).c_str(), recordLength);
+    DataFile* const file = OpenDataFile(0, native(name).c_str(), recordLength);
     if (!file)
         return live;
     for (std::uint32_t number = 1; number < FileLen(file); ++number) {
@@ -92,9 +92,9 @@ Records DbtoolDataTest::LiveRecords(const char* name) const
 }
 
 // The number of records that can be stored before the file grows.
-int DbtoolDataTest::RecordsThatFollow(const char* name) const
+int DbtoolDataTest::recordsThatFollow(const char* name) const
 {
-    DataFile* const file = OpenDataFile(0, Native(name).c_str(), recordLength);
+    DataFile* const file = OpenDataFile(0, native(name).c_str(), recordLength);
     const std::uint32_t length = FileLen(file);
     const std::string record(recordLength, '\0');
     int reused = 0;
@@ -105,7 +105,7 @@ int DbtoolDataTest::RecordsThatFollow(const char* name) const
     return reused;
 }
 
-void DbtoolDataTest::WrongWordsEndWithStatus2_data()
+void DbtoolDataTest::wrongWordsEndWithStatus2_data()
 {
     QTest::addColumn<QString>("words");
     QTest::addColumn<QString>("complaint");
@@ -157,30 +157,30 @@ void DbtoolDataTest::WrongWordsEndWithStatus2_data()
                                          << "goes with --data";
 }
 
-void DbtoolDataTest::WrongWordsEndWithStatus2()
+void DbtoolDataTest::wrongWordsEndWithStatus2()
 {
     QFETCH(QString, words);
     QFETCH(QString, complaint);
-    const Result result = Run(words);
+    const Result result = run(words);
     QCOMPARE(result.status, 2);
     QVERIFY2(result.err.contains(complaint), qPrintable(result.err));
     QVERIFY(result.err.contains("Try 'pakmart-dbtool --help'."));
     QCOMPARE(result.out, QString());
-    QCOMPARE(Files(), QStringList());
+    QCOMPARE(files(), QStringList());
 }
 
-void DbtoolDataTest::HelpAndVersionAreShown()
+void DbtoolDataTest::helpAndVersionAreShown()
 {
-    const Result help = Run("--help");
+    const Result help = run("--help");
     QCOMPARE(help.status, 0);
     for (const char* word :
          { "info", "dump", "check", "repair", "--record-length", "--key-length", "--duplicates",
            "--data", "--key-field", "--output", "--partial", "Exit status" })
         QVERIFY2(help.out.contains(word), word);
-    QCOMPARE(Run("check --version").out, QString("pakmart-dbtool " PAKMART_VERSION "\n"));
+    QCOMPARE(run("check --version").out, QString("pakmart-dbtool " PAKMART_VERSION "\n"));
 }
 
-void DbtoolDataTest::WhatIsNoFileEndsWithStatus2_data()
+void DbtoolDataTest::whatIsNoFileEndsWithStatus2_data()
 {
     QTest::addColumn<QString>("words");
     for (const char* command : { "info", "dump", "check", "repair -o @new" })
@@ -190,30 +190,30 @@ void DbtoolDataTest::WhatIsNoFileEndsWithStatus2_data()
                     << QString("%1 %2").arg(command, QString(kind).arg(name));
 }
 
-void DbtoolDataTest::WhatIsNoFileEndsWithStatus2()
+void DbtoolDataTest::whatIsNoFileEndsWithStatus2()
 {
     QFETCH(QString, words);
-    QDir(Path("")).mkdir("folder");
-    QCOMPARE(::mkfifo(Native("pipe").c_str(), 0600), 0);
-    const Result result = Run(words);
+    QDir(path("")).mkdir("folder");
+    QCOMPARE(::mkfifo(native("pipe").c_str(), 0600), 0);
+    const Result result = run(words);
     QCOMPARE(result.status, 2);
     QVERIFY2(result.err.startsWith("pakmart-dbtool: cannot read "), qPrintable(result.err));
-    QCOMPARE(Files(), QStringList());
+    QCOMPARE(files(), QStringList());
 }
 
-void DbtoolDataTest::OutputThatCannotBeWrittenEndsWithStatus2()
+void DbtoolDataTest::outputThatCannotBeWrittenEndsWithStatus2()
 {
-    MakeSample("a.dat");
+    makeSample("a.dat");
     const Result result
-        = Start(QStringLiteral(DBTOOL), { "dump", "data", Path("a.dat"), "-r", "40" }, "/dev/full");
+        = start(QStringLiteral(DBTOOL), { "dump", "data", path("a.dat"), "-r", "40" }, "/dev/full");
     QCOMPARE(result.status, 2);
     QVERIFY(result.err.contains("cannot write to the standard output"));
 }
 
-void DbtoolDataTest::InfoOfADataFile()
+void DbtoolDataTest::infoOfADataFile()
 {
-    MakeSample("a.dat");
-    const Result result = Run("info data @a.dat --record-length 40");
+    makeSample("a.dat");
+    const Result result = run("info data @a.dat --record-length 40");
     QCOMPARE(result.status, 0);
     QCOMPARE(result.out,
              QString("file:           %1\n"
@@ -227,16 +227,16 @@ void DbtoolDataTest::InfoOfADataFile()
                      "first free:     7\n"
                      "version:        4.2a\n"
                      "condition:      sound\n")
-                 .arg(Path("a.dat")));
-    Patch("a.dat", 0, Word(3));
-    QCOMPARE(Run("info data @a.dat --record-length 40").status, 1);
+                 .arg(path("a.dat")));
+    patch("a.dat", 0, word(3));
+    QCOMPARE(run("info data @a.dat --record-length 40").status, 1);
 }
 
-void DbtoolDataTest::DumpOfADataFile()
+void DbtoolDataTest::dumpOfADataFile()
 {
-    MakeSample("a.dat");
-    Patch("a.dat", 8 * 40 + 4, "\\\t\xff\n\x1b[2J");
-    const Result result = Run("dump data @a.dat -r 40");
+    makeSample("a.dat");
+    patch("a.dat", 8 * 40 + 4, "\\\t\xff\n\x1b[2J");
+    const Result result = run("dump data @a.dat -r 40");
     QCOMPARE(result.status, 0);
     const QString zeros = QString("\\x00").repeated(29);
     QStringList lines;
@@ -248,151 +248,151 @@ void DbtoolDataTest::DumpOfADataFile()
     lines[7] = "8\tlive\t\\x5c\\x09\\xff\\x0a\\x1b[2J" + QString("\\x00").repeated(27) + "\\x08";
     QCOMPARE(result.out.split('\n', Qt::SkipEmptyParts), lines);
 
-    Patch("a.dat", 0, Word(3));
-    const Result damaged = Run("dump data @a.dat -r 40");
+    patch("a.dat", 0, word(3));
+    const Result damaged = run("dump data @a.dat -r 40");
     QCOMPARE(damaged.status, 1);
     QCOMPARE(damaged.out, result.out);
     QVERIFY(damaged.err.contains("record 3, which is not deleted"));
 }
 
-void DbtoolDataTest::AFreshFileIsSound()
+void DbtoolDataTest::aFreshFileIsSound()
 {
-    CloseDataFile(MakeDataFile(0, Native("a.dat").c_str(), 5));
-    QCOMPARE(Run("check data @a.dat -r 5").out, Path("a.dat") + ": sound\n");
-    QCOMPARE(Run("check data @a.dat -r 5").status, 0);
-    QCOMPARE(Run("repair data @a.dat -r 5 -o @new.dat").status, 0);
-    QCOMPARE(Run("check data @new.dat -r 5").status, 0);
+    CloseDataFile(MakeDataFile(0, native("a.dat").c_str(), 5));
+    QCOMPARE(run("check data @a.dat -r 5").out, path("a.dat") + ": sound\n");
+    QCOMPARE(run("check data @a.dat -r 5").status, 0);
+    QCOMPARE(run("repair data @a.dat -r 5 -o @new.dat").status, 0);
+    QCOMPARE(run("check data @new.dat -r 5").status, 0);
 }
 
-void DbtoolDataTest::EachDamageIsFoundAndRepaired_data()
+void DbtoolDataTest::eachDamageIsFoundAndRepaired_data()
 {
     QTest::addColumn<int>("offset");
-    QTest::addColumn<QByteArray>("bytes");
+    QTest::addColumn<QByteArray>("written");
     QTest::addColumn<QString>("finding");
     QTest::newRow("version") << 20 << QByteArray("5") << "the header's version is not 4.2a";
-    QTest::newRow("chain begins outside") << 0 << Word(10) << "record 10, which is not in the file";
-    QTest::newRow("chain begins at the header") << 0 << Word(0) << "record 0, which is not in";
-    QTest::newRow("negative") << 0 << Word(-2) << "record -2, which is not in the file";
-    QTest::newRow("chain begins at a live record") << 0 << Word(3) << "record 3, which is not del";
-    QTest::newRow("chain forgotten") << 0 << Word(-1) << "record 2 is deleted, but in no chain";
-    QTest::newRow("count") << 4 << Word(4) << "counts 4 deleted records, their chain has 3";
-    QTest::newRow("link outside") << 7 * 40 << Word(99) << "deleted record 7 to record 99, which";
-    QTest::newRow("link to a live record") << 7 * 40 << Word(8) << "record 8, which is not deleted";
-    QTest::newRow("circle") << 2 * 40 << Word(7) << "from deleted record 2 back to record 7";
+    QTest::newRow("chain begins outside") << 0 << word(10) << "record 10, which is not in the file";
+    QTest::newRow("chain begins at the header") << 0 << word(0) << "record 0, which is not in";
+    QTest::newRow("negative") << 0 << word(-2) << "record -2, which is not in the file";
+    QTest::newRow("chain begins at a live record") << 0 << word(3) << "record 3, which is not del";
+    QTest::newRow("chain forgotten") << 0 << word(-1) << "record 2 is deleted, but in no chain";
+    QTest::newRow("count") << 4 << word(4) << "counts 4 deleted records, their chain has 3";
+    QTest::newRow("link outside") << 7 * 40 << word(99) << "deleted record 7 to record 99, which";
+    QTest::newRow("link to a live record") << 7 * 40 << word(8) << "record 8, which is not deleted";
+    QTest::newRow("circle") << 2 * 40 << word(7) << "from deleted record 2 back to record 7";
     QTest::newRow("link to itself")
-        << 5 * 40 << Word(5) << "from deleted record 5 back to record 5";
-    QTest::newRow("link cut short") << 7 * 40 << Word(-1) << "record 2 is deleted, but in no chain";
+        << 5 * 40 << word(5) << "from deleted record 5 back to record 5";
+    QTest::newRow("link cut short") << 7 * 40 << word(-1) << "record 2 is deleted, but in no chain";
     QTest::newRow("header overwritten") << 0 << QByteArray(31, '\xa5') << "version is not 4.2a";
     QTest::newRow("header zeroed") << 0 << QByteArray(40, '\0') << "version is not 4.2a";
 }
 
-void DbtoolDataTest::EachDamageIsFoundAndRepaired()
+void DbtoolDataTest::eachDamageIsFoundAndRepaired()
 {
     QFETCH(int, offset);
-    QFETCH(QByteArray, bytes);
+    QFETCH(QByteArray, written);
     QFETCH(QString, finding);
-    const Records live = MakeSample("a.dat");
-    Patch("a.dat", offset, bytes);
-    const QByteArray before = Bytes("a.dat");
+    const Records live = makeSample("a.dat");
+    patch("a.dat", offset, written);
+    const QByteArray before = bytes("a.dat");
 
-    const Result check = Run("check data @a.dat -r 40");
+    const Result check = run("check data @a.dat -r 40");
     QCOMPARE(check.status, 1);
     QVERIFY2(check.out.contains(finding), qPrintable(check.out));
 
-    const Result repair = Run("repair data @a.dat -r 40 --output @new.dat");
+    const Result repair = run("repair data @a.dat -r 40 --output @new.dat");
     QCOMPARE(repair.status, 0);
-    QCOMPARE(repair.out, "6 live records and 3 deleted ones\nmade " + Path("new.dat") + '\n');
-    QCOMPARE(Bytes("a.dat"), before);
-    QCOMPARE(Files(), QStringList({ "a.dat", "new.dat" }));
-    QCOMPARE(Run("check data @new.dat -r 40").status, 0);
-    QVERIFY(LiveRecords("new.dat") == live);
-    QCOMPARE(RecordsThatFollow("new.dat"), 3);
+    QCOMPARE(repair.out, "6 live records and 3 deleted ones\nmade " + path("new.dat") + '\n');
+    QCOMPARE(bytes("a.dat"), before);
+    QCOMPARE(files(), QStringList({ "a.dat", "new.dat" }));
+    QCOMPARE(run("check data @new.dat -r 40").status, 0);
+    QVERIFY(liveRecords("new.dat") == live);
+    QCOMPARE(recordsThatFollow("new.dat"), 3);
 }
 
-void DbtoolDataTest::ARecordWhoseMarkWasDamagedIsKept()
+void DbtoolDataTest::aRecordWhoseMarkWasDamagedIsKept()
 {
-    const Records live = MakeSample("a.dat");
-    Patch("a.dat", 4 * 40, Word(77));
-    QCOMPARE(Run("check data @a.dat -r 40").status, 1);
-    const Result repair = Run("repair data @a.dat -r 40 -o @new.dat");
+    const Records live = makeSample("a.dat");
+    patch("a.dat", 4 * 40, word(77));
+    QCOMPARE(run("check data @a.dat -r 40").status, 1);
+    const Result repair = run("repair data @a.dat -r 40 -o @new.dat");
     QCOMPARE(repair.status, 0);
     QVERIFY(repair.out.contains("record 4 is marked as deleted, but holds something"));
-    QVERIFY(LiveRecords("new.dat") == live);
-    QCOMPARE(Run("check data @new.dat -r 40").status, 0);
+    QVERIFY(liveRecords("new.dat") == live);
+    QCOMPARE(run("check data @new.dat -r 40").status, 0);
 }
 
-void DbtoolDataTest::WhatIsLessThanARecordIsLeftOut()
+void DbtoolDataTest::whatIsLessThanARecordIsLeftOut()
 {
-    const Records live = MakeSample("a.dat");
-    SetBytes("a.dat", Bytes("a.dat") + "interrupted");
-    QVERIFY(Run("info data @a.dat -r 40").out.contains("11 bytes that belong to no record"));
-    const Result repair = Run("repair data @a.dat -r 40 -o @new.dat");
+    const Records live = makeSample("a.dat");
+    setBytes("a.dat", bytes("a.dat") + "interrupted");
+    QVERIFY(run("info data @a.dat -r 40").out.contains("11 bytes that belong to no record"));
+    const Result repair = run("repair data @a.dat -r 40 -o @new.dat");
     QCOMPARE(repair.status, 0);
     QVERIFY(repair.out.contains("11 bytes at the end are less than a record"));
-    QCOMPARE(Bytes("new.dat").size(), 400);
-    QVERIFY(LiveRecords("new.dat") == live);
+    QCOMPARE(bytes("new.dat").size(), 400);
+    QVERIFY(liveRecords("new.dat") == live);
 }
 
-void DbtoolDataTest::MissingRecordsAreToldAndNothingIsMade()
+void DbtoolDataTest::missingRecordsAreToldAndNothingIsMade()
 {
-    MakeSample("a.dat");
-    SetBytes("a.dat", Bytes("a.dat").left(325));
-    const Result check = Run("check data @a.dat -r 40");
+    makeSample("a.dat");
+    setBytes("a.dat", bytes("a.dat").left(325));
+    const Result check = run("check data @a.dat -r 40");
     QCOMPARE(check.status, 1);
-    QCOMPARE(check.out, Path("a.dat") + ": the header counts 10 records, the file has only 8\n");
-    const Result repair = Run("repair data @a.dat -r 40 -o @new.dat");
+    QCOMPARE(check.out, path("a.dat") + ": the header counts 10 records, the file has only 8\n");
+    const Result repair = run("repair data @a.dat -r 40 -o @new.dat");
     QCOMPARE(repair.status, 1);
     QVERIFY(repair.out.contains("not restored: the header counts 10 records, the file has only 8"));
     QVERIFY(repair.out.contains("nothing was made"));
-    QCOMPARE(Files(), QStringList({ "a.dat" }));
+    QCOMPARE(files(), QStringList({ "a.dat" }));
 }
 
-void DbtoolDataTest::PartialMakesWhatThereIs()
+void DbtoolDataTest::partialMakesWhatThereIs()
 {
-    Records live = MakeSample("a.dat");
-    SetBytes("a.dat", Bytes("a.dat").left(325));
+    Records live = makeSample("a.dat");
+    setBytes("a.dat", bytes("a.dat").left(325));
     live.erase(8);
     live.erase(9);
-    QCOMPARE(Run("repair data @a.dat -r 40 -o @new.dat --partial").status, 1);
-    QCOMPARE(Run("check data @new.dat -r 40").status, 0);
-    QVERIFY(LiveRecords("new.dat") == live);
+    QCOMPARE(run("repair data @a.dat -r 40 -o @new.dat --partial").status, 1);
+    QCOMPARE(run("check data @new.dat -r 40").status, 0);
+    QVERIFY(liveRecords("new.dat") == live);
 }
 
-void DbtoolDataTest::NothingIsMadeInPlaceOfAnotherFile()
+void DbtoolDataTest::nothingIsMadeInPlaceOfAnotherFile()
 {
-    MakeSample("a.dat");
-    SetBytes("new.dat", "precious");
-    const Result result = Run("repair data @a.dat -r 40 -o @new.dat");
+    makeSample("a.dat");
+    setBytes("new.dat", "precious");
+    const Result result = run("repair data @a.dat -r 40 -o @new.dat");
     QCOMPARE(result.status, 2);
     QVERIFY2(result.err.contains("new.dat: File exists"), qPrintable(result.err));
-    QCOMPARE(Bytes("new.dat"), QByteArray("precious"));
+    QCOMPARE(bytes("new.dat"), QByteArray("precious"));
 
-    QVERIFY(QFile::link(Path("nowhere"), Path("dangling")));
-    QCOMPARE(Run("repair data @a.dat -r 40 -o @dangling").status, 2);
-    QCOMPARE(Run("repair data @a.dat -r 40 -o @a.dat").status, 2);
-    QCOMPARE(Run("repair data @a.dat -r 40 -o @no/such/folder").status, 2);
-    QCOMPARE(Files(), QStringList({ "a.dat", "new.dat" }));
-    QCOMPARE(Run("check data @a.dat -r 40").status, 0);
+    QVERIFY(QFile::link(path("nowhere"), path("dangling")));
+    QCOMPARE(run("repair data @a.dat -r 40 -o @dangling").status, 2);
+    QCOMPARE(run("repair data @a.dat -r 40 -o @a.dat").status, 2);
+    QCOMPARE(run("repair data @a.dat -r 40 -o @no/such/folder").status, 2);
+    QCOMPARE(files(), QStringList({ "a.dat", "new.dat" }));
+    QCOMPARE(run("check data @a.dat -r 40").status, 0);
 }
 
-void DbtoolDataTest::NothingIsLeftBehindWhenTheDiskIsFull()
+void DbtoolDataTest::nothingIsLeftBehindWhenTheDiskIsFull()
 {
-    DataFile* const file = MakeDataFile(0, Native("a.dat").c_str(), 400);
+    DataFile* const file = MakeDataFile(0, native("a.dat").c_str(), 400);
     std::uint32_t number;
     for (int i = 0; i < 9; ++i)
         AddRec(file, &number, std::string(400, '\0').data());
     CloseDataFile(file);
     // Files are limited to 1,024 bytes.
     const Result result
-        = Start("/bin/bash",
+        = start("/bin/bash",
                 { "-c", "trap '' XFSZ; ulimit -f 1; exec \"$@\"", "-", DBTOOL, "repair", "data",
-                  Path("a.dat"), "-r", "400", "-o", Path("new.dat") });
+                  path("a.dat"), "-r", "400", "-o", path("new.dat") });
     QCOMPARE(result.status, 2);
-    QVERIFY2(result.err.contains("cannot write " + Path("new.dat")), qPrintable(result.err));
-    QCOMPARE(Files(), QStringList({ "a.dat" }));
+    QVERIFY2(result.err.contains("cannot write " + path("new.dat")), qPrintable(result.err));
+    QCOMPARE(files(), QStringList({ "a.dat" }));
 }
 
-void DbtoolDataTest::NothingIsLeftBehindAtASignal_data()
+void DbtoolDataTest::nothingIsLeftBehindAtASignal_data()
 {
     QTest::addColumn<int>("ending");
     QTest::newRow("SIGTERM") << SIGTERM;
@@ -401,19 +401,19 @@ void DbtoolDataTest::NothingIsLeftBehindAtASignal_data()
 }
 
 // Nobody reads the report, so repair blocks after writing its new file.
-void DbtoolDataTest::NothingIsLeftBehindAtASignal()
+void DbtoolDataTest::nothingIsLeftBehindAtASignal()
 {
     QFETCH(int, ending);
     QByteArray records = QByteArray(recordLength, 0);
     for (int i = 0; i < 4000; ++i)
         records += QByteArray(recordLength, 'x');
-    SetBytes("a.dat", records);
+    setBytes("a.dat", records);
     QProcess process;
-    process.start(DBTOOL, { "repair", "data", Path("a.dat"), "-r", "40", "-o", Path("new.dat") });
+    process.start(DBTOOL, { "repair", "data", path("a.dat"), "-r", "40", "-o", path("new.dat") });
     QVERIFY(process.waitForStarted());
     const auto isWritten = [this] {
-        const QStringList parts = QDir(Path("")).entryList({ "new.dat.part*" });
-        return !parts.isEmpty() && QFileInfo(Path(parts.first())).size() > 4000 * recordLength;
+        const QStringList parts = QDir(path("")).entryList({ "new.dat.part*" });
+        return !parts.isEmpty() && QFileInfo(path(parts.first())).size() > 4000 * recordLength;
     };
     // No event loop: it would empty the pipe.
     for (int i = 0; i < 600 && !isWritten(); ++i)
@@ -423,29 +423,29 @@ void DbtoolDataTest::NothingIsLeftBehindAtASignal()
     QVERIFY(process.waitForFinished());
     QCOMPARE(process.exitStatus(), QProcess::CrashExit);
     QCOMPARE(process.exitCode(), ending);
-    QCOMPARE(Files(), QStringList({ "a.dat" }));
+    QCOMPARE(files(), QStringList({ "a.dat" }));
 }
 
-void DbtoolDataTest::RandomDamageLosesNoOtherRecord()
+void DbtoolDataTest::randomDamageLosesNoOtherRecord()
 {
-    Random random = Random::Announced();
+    Random random = Random::announced();
     for (int round = 0; round < 60; ++round) {
-        NewFolder();
-        Records live = MakeSample("a.dat");
-        const Hit hit = PatchAtRandom("a.dat", &random, 50);
-        const QByteArray before = Bytes("a.dat");
+        newFolder();
+        Records live = makeSample("a.dat");
+        const Hit hit = patchAtRandom("a.dat", &random, 50);
+        const QByteArray before = bytes("a.dat");
 
-        const int status = Run("check data @a.dat -r 40").status;
+        const int status = run("check data @a.dat -r 40").status;
         QVERIFY(status == 0 || status == 1);
-        QVERIFY(Run("dump data @a.dat -r 40").status == status);
-        const Result repair = Run("repair data @a.dat -r 40 --partial -o @new.dat");
+        QVERIFY(run("dump data @a.dat -r 40").status == status);
+        const Result repair = run("repair data @a.dat -r 40 --partial -o @new.dat");
         QVERIFY2(repair.status == 0 || repair.status == 1, qPrintable(repair.err));
-        QCOMPARE(Bytes("a.dat"), before);
-        QCOMPARE(Run("check data @new.dat -r 40").status, 0);
-        const Records kept = LiveRecords("new.dat");
+        QCOMPARE(bytes("a.dat"), before);
+        QCOMPARE(run("check data @new.dat -r 40").status, 0);
+        const Records kept = liveRecords("new.dat");
         for (const auto& [number, record] : live) {
             const int begin = int(number) * recordLength;
-            const bool isHit = hit.Touches(begin, begin + recordLength);
+            const bool isHit = hit.touches(begin, begin + recordLength);
             QVERIFY(isHit || kept.at(number) == record);
         }
     }

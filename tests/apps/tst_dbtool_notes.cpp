@@ -35,33 +35,33 @@ class DbtoolNotesTest : public DbtoolTest
 private slots:
     void initTestCase() { QCOMPARE(InitIndex(), 0); }
     void cleanupTestCase() { UnInitIndex(); }
-    void init() { NewFolder(); }
+    void init() { newFolder(); }
 
-    void InfoAndDumpOfNotes();
-    void EmptyNotesAreSound();
-    void SevenBytesAreTold_data();
-    void SevenBytesAreTold();
-    void AHiddenBlockIsFreeAgain();
-    void AHiddenBlockLongerThanATextIsFreeAgain();
-    void AHiddenBlockStaysWhereTheListIsNotTrue();
-    void EachDamageOfTheListIsFoundAndRepaired_data();
-    void EachDamageOfTheListIsFoundAndRepaired();
-    void ABreakIsToldAndNothingIsMade_data();
-    void ABreakIsToldAndNothingIsMade();
-    void AFreeBlockBeforeABreakIsNotHandedOut();
-    void AListThatIsNoFileEndsWithStatus2();
-    void NothingIsMadeInPlaceOfAnotherFile();
-    void RandomDamageLosesNoText();
+    void infoAndDumpOfNotes();
+    void emptyNotesAreSound();
+    void sevenBytesAreTold_data();
+    void sevenBytesAreTold();
+    void aHiddenBlockIsFreeAgain();
+    void aHiddenBlockLongerThanATextIsFreeAgain();
+    void aHiddenBlockStaysWhereTheListIsNotTrue();
+    void eachDamageOfTheListIsFoundAndRepaired_data();
+    void eachDamageOfTheListIsFoundAndRepaired();
+    void aBreakIsToldAndNothingIsMade_data();
+    void aBreakIsToldAndNothingIsMade();
+    void aFreeBlockBeforeABreakIsNotHandedOut();
+    void aListThatIsNoFileEndsWithStatus2();
+    void nothingIsMadeInPlaceOfAnotherFile();
+    void randomDamageLosesNoText();
 
 private:
-    Texts MakeSample() const;
-    void Save(CNote& notes, const std::string& text, Texts* texts) const;
-    Texts MakeHidden() const;
-    void ChangeList(const std::function<void(IndexFile*)>& change) const;
-    void CompareTexts(const char* name, const Texts& texts) const;
+    Texts makeSample() const;
+    void save(CNote& notes, const std::string& text, Texts* texts) const;
+    Texts makeHidden() const;
+    void changeList(const std::function<void(IndexFile*)>& change) const;
+    void compareTexts(const char* name, const Texts& texts) const;
 };
 
-void DbtoolNotesTest::Save(CNote& notes, const std::string& text, Texts* texts) const
+void DbtoolNotesTest::save(CNote& notes, const std::string& text, Texts* texts) const
 {
     const std::int32_t offset = notes.SaveNote(text.data(), std::int32_t(text.size()));
     QVERIFY(offset >= 0);
@@ -70,13 +70,13 @@ void DbtoolNotesTest::Save(CNote& notes, const std::string& text, Texts* texts) 
 
 // 40 texts of 20 to 59 bytes; every fourth was deleted, which leaves ten free
 // blocks.
-Texts DbtoolNotesTest::MakeSample() const
+Texts DbtoolNotesTest::makeSample() const
 {
     CNote notes;
-    notes.Create(Native("a").c_str());
+    notes.Create(native("a").c_str());
     Texts texts;
     for (int i = 0; i < 40; ++i)
-        Save(notes, std::string(std::size_t(20 + i), char('A' + i)), &texts);
+        save(notes, std::string(std::size_t(20 + i), char('A' + i)), &texts);
     int i = 0;
     for (auto at = texts.begin(); at != texts.end(); ++i) {
         const bool goes = i % 4 == 1;
@@ -88,34 +88,34 @@ Texts DbtoolNotesTest::MakeSample() const
 }
 
 // A block of 7 bytes at 21, a hidden one of 38 at 28, and a text after them.
-Texts DbtoolNotesTest::MakeHidden() const
+Texts DbtoolNotesTest::makeHidden() const
 {
     CNote notes;
-    notes.Create(Native("a").c_str());
+    notes.Create(native("a").c_str());
     Texts texts;
-    Save(notes, std::string(20, 'A'), &texts);
-    Save(notes, std::string(30, 'B'), &texts);
-    Save(notes, "CC", &texts);
+    save(notes, std::string(20, 'A'), &texts);
+    save(notes, std::string(30, 'B'), &texts);
+    save(notes, "CC", &texts);
     for (const std::int32_t offset : { 0, 28 }) {
         notes.DeleteNote(offset);
         texts.erase(offset);
     }
-    Save(notes, "thirteen char", &texts);
+    save(notes, "thirteen char", &texts);
     return texts;
 }
 
-void DbtoolNotesTest::ChangeList(const std::function<void(IndexFile*)>& change) const
+void DbtoolNotesTest::changeList(const std::function<void(IndexFile*)>& change) const
 {
-    IndexFile* const list = OpenIndex(0, Native("a.k1").c_str(), freeKeyLength, 1);
+    IndexFile* const list = OpenIndex(0, native("a.k1").c_str(), freeKeyLength, 1);
     QVERIFY(list);
     change(list);
     CloseIndex(list);
 }
 
-void DbtoolNotesTest::CompareTexts(const char* name, const Texts& texts) const
+void DbtoolNotesTest::compareTexts(const char* name, const Texts& texts) const
 {
     CNote notes;
-    QVERIFY(notes.Open(Native(name).c_str()));
+    QVERIFY(notes.Open(native(name).c_str()));
     for (const auto& [offset, text] : texts) {
         char* const read = notes.ReadNote(offset);
         QVERIFY2(read, qPrintable(QString("text at %1").arg(offset)));
@@ -124,19 +124,19 @@ void DbtoolNotesTest::CompareTexts(const char* name, const Texts& texts) const
     }
 }
 
-void DbtoolNotesTest::InfoAndDumpOfNotes()
+void DbtoolNotesTest::infoAndDumpOfNotes()
 {
     CNote notes;
-    QVERIFY(notes.Create(Native("a").c_str()));
+    QVERIFY(notes.Create(native("a").c_str()));
     Texts texts;
     for (const char* text : { "first", "the second note", "third\n" })
-        Save(notes, text, &texts);
+        save(notes, text, &texts);
     notes.DeleteNote(13);
-    Save(notes, "twelve chars", &texts);
+    save(notes, "twelve chars", &texts);
     notes.DeleteNote(0);
     notes.Close();
 
-    const Result info = Run("info notes @a");
+    const Result info = run("info notes @a");
     QCOMPARE(info.status, 0);
     QCOMPARE(info.out,
              QString("files:          %1.fil, %1.k1\n"
@@ -149,25 +149,25 @@ void DbtoolNotesTest::InfoAndDumpOfNotes()
                      "stray bytes:    0\n"
                      "listed:         1\n"
                      "condition:      sound\n")
-                 .arg(Path("a")));
-    const Result dump = Run("dump notes @a");
+                 .arg(path("a")));
+    const Result dump = run("dump notes @a");
     QCOMPARE(dump.status, 0);
     QCOMPARE(dump.out,
              QString("0\tfree\t13\t\n13\tused\t23\ttwelve chars\n36\tused\t14\tthird\\x0a\n"));
 }
 
-void DbtoolNotesTest::EmptyNotesAreSound()
+void DbtoolNotesTest::emptyNotesAreSound()
 {
     {
         CNote notes;
-        QVERIFY(notes.Create(Native("a").c_str()));
+        QVERIFY(notes.Create(native("a").c_str()));
     }
     for (const char* command : { "info", "dump", "check", "repair -o @new" })
-        QCOMPARE(Run(QString(command) + " notes @a").status, 0);
-    QCOMPARE(Run("check notes @new").out, Path("new") + ": sound\n");
+        QCOMPARE(run(QString(command) + " notes @a").status, 0);
+    QCOMPARE(run("check notes @new").out, path("new") + ": sound\n");
 }
 
-void DbtoolNotesTest::SevenBytesAreTold_data()
+void DbtoolNotesTest::sevenBytesAreTold_data()
 {
     QTest::addColumn<QString>("dump");
     QTest::newRow("before a block in use") << "0\tused\t21\tthirteen char\n21\tfree\t7\t\n"
@@ -179,104 +179,104 @@ void DbtoolNotesTest::SevenBytesAreTold_data()
         << "0\tused\t21\tthirteen char\n21\tfree\t7\t\n29\tused\t12\tnext\n";
 }
 
-void DbtoolNotesTest::SevenBytesAreTold()
+void DbtoolNotesTest::sevenBytesAreTold()
 {
     QFETCH(QString, dump);
     const QString where = QTest::currentDataTag();
     Texts texts;
     {
         CNote notes;
-        QVERIFY(notes.Create(Native("a").c_str()));
-        Save(notes, std::string(20, 'A'), &texts);
+        QVERIFY(notes.Create(native("a").c_str()));
+        save(notes, std::string(20, 'A'), &texts);
         if (where != "at the end") {
-            Save(notes, std::string(30, 'B'), &texts);
-            Save(notes, "CC", &texts);
+            save(notes, std::string(30, 'B'), &texts);
+            save(notes, "CC", &texts);
         }
         notes.DeleteNote(0);
-        Save(notes, "thirteen char", &texts);
+        save(notes, "thirteen char", &texts);
         if (where == "before one freed later") {
             notes.DeleteNote(28);
             texts.erase(28);
         }
         if (where == "at the end")
-            Save(notes, "next", &texts);
+            save(notes, "next", &texts);
     }
-    QCOMPARE(Run("check notes @a").status, 0);
-    QCOMPARE(Run("dump notes @a").out, dump);
-    QVERIFY(Run("info notes @a").out.contains("of 7 bytes:     1\n"));
-    QCOMPARE(Run("repair notes @a -o @new").status, 0);
-    QCOMPARE(Bytes("new.fil"), Bytes("a.fil"));
-    QCOMPARE(Run("check notes @new").status, 0);
-    CompareTexts("new", texts);
+    QCOMPARE(run("check notes @a").status, 0);
+    QCOMPARE(run("dump notes @a").out, dump);
+    QVERIFY(run("info notes @a").out.contains("of 7 bytes:     1\n"));
+    QCOMPARE(run("repair notes @a -o @new").status, 0);
+    QCOMPARE(bytes("new.fil"), bytes("a.fil"));
+    QCOMPARE(run("check notes @new").status, 0);
+    compareTexts("new", texts);
 }
 
-void DbtoolNotesTest::AHiddenBlockIsFreeAgain()
+void DbtoolNotesTest::aHiddenBlockIsFreeAgain()
 {
-    const Texts texts = MakeHidden();
-    const Result check = Run("check notes @a");
+    const Texts texts = makeHidden();
+    const Result check = run("check notes @a");
     QCOMPARE(check.status, 1);
     QCOMPARE(check.out,
-             Path("a")
+             path("a")
                  + ": the block of capacity 30 at offset 28 is free, but the header of the 7-byte "
                    "block before it has made it look in use\n");
-    QVERIFY(Run("dump notes @a").out.contains("28\thidden\t38\t\n"));
+    QVERIFY(run("dump notes @a").out.contains("28\thidden\t38\t\n"));
 
-    const QByteArray before = Bytes("a.fil");
-    const Result repair = Run("repair notes @a -o @new");
+    const QByteArray before = bytes("a.fil");
+    const Result repair = run("repair notes @a -o @new");
     QCOMPARE(repair.status, 0);
     QVERIFY(repair.out.contains("the hidden block at offset 28 is free again"));
-    QCOMPARE(Bytes("a.fil"), before);
-    QCOMPARE(Run("check notes @new").status, 0);
-    CompareTexts("new", texts);
+    QCOMPARE(bytes("a.fil"), before);
+    QCOMPARE(run("check notes @new").status, 0);
+    compareTexts("new", texts);
     CNote notes;
-    QVERIFY(notes.Open(Native("new").c_str()));
+    QVERIFY(notes.Open(native("new").c_str()));
     QCOMPARE(notes.SaveNote(std::string(30, 'D').data(), 30), 28);
 }
 
-void DbtoolNotesTest::AHiddenBlockLongerThanATextIsFreeAgain()
+void DbtoolNotesTest::aHiddenBlockLongerThanATextIsFreeAgain()
 {
     Texts texts;
     {
         CNote notes;
-        QVERIFY(notes.Create(Native("a").c_str()));
-        Save(notes, std::string(20, 'A'), &texts);
-        Save(notes, std::string(300000, 'B'), &texts);
-        Save(notes, std::string(300000, 'C'), &texts);
-        Save(notes, "last", &texts);
+        QVERIFY(notes.Create(native("a").c_str()));
+        save(notes, std::string(20, 'A'), &texts);
+        save(notes, std::string(300000, 'B'), &texts);
+        save(notes, std::string(300000, 'C'), &texts);
+        save(notes, "last", &texts);
         for (const std::int32_t offset : { 0, 300036, 28 }) {
             QCOMPARE(notes.DeleteNote(offset), 0);
             texts.erase(offset);
         }
-        Save(notes, "thirteen char", &texts);
+        save(notes, "thirteen char", &texts);
     }
-    QCOMPARE(Run("check notes @a").status, 1);
-    QCOMPARE(Run("repair notes @a -o @new").status, 0);
-    QCOMPARE(Run("check notes @new").status, 0);
-    CompareTexts("new", texts);
-    QVERIFY(Run("dump notes @new").out.contains("28\tfree\t600016\t\n"));
+    QCOMPARE(run("check notes @a").status, 1);
+    QCOMPARE(run("repair notes @a -o @new").status, 0);
+    QCOMPARE(run("check notes @new").status, 0);
+    compareTexts("new", texts);
+    QVERIFY(run("dump notes @new").out.contains("28\tfree\t600016\t\n"));
 }
 
 // The list might be from an older copy: the block may be in use again.
-void DbtoolNotesTest::AHiddenBlockStaysWhereTheListIsNotTrue()
+void DbtoolNotesTest::aHiddenBlockStaysWhereTheListIsNotTrue()
 {
-    Texts texts = MakeHidden();
+    Texts texts = makeHidden();
     texts[28] = std::string(30, 'B');
-    ChangeList([](IndexFile* list) {
+    changeList([](IndexFile* list) {
         const std::uint32_t last = 66;
         AddKey(list, &last, ListKey(2).text);
     });
-    QCOMPARE(Run("check notes @a").status, 1);
-    const Result repair = Run("repair notes @a -o @new");
+    QCOMPARE(run("check notes @a").status, 1);
+    const Result repair = run("repair notes @a -o @new");
     QCOMPARE(repair.status, 0);
     QVERIFY2(repair.out.contains("offset 28 stays in use: the list of free blocks is not to be "
                                  "trusted"),
              qPrintable(repair.out));
-    QCOMPARE(Run("check notes @new").status, 0);
-    CompareTexts("new", texts);
-    QCOMPARE(Bytes("new.fil"), Bytes("a.fil"));
+    QCOMPARE(run("check notes @new").status, 0);
+    compareTexts("new", texts);
+    QCOMPARE(bytes("new.fil"), bytes("a.fil"));
 }
 
-void DbtoolNotesTest::EachDamageOfTheListIsFoundAndRepaired_data()
+void DbtoolNotesTest::eachDamageOfTheListIsFoundAndRepaired_data()
 {
     QTest::addColumn<QString>("finding");
     QTest::newRow("missing") << "the file has no header that can be read";
@@ -289,19 +289,19 @@ void DbtoolNotesTest::EachDamageOfTheListIsFoundAndRepaired_data()
                                        "and is not";
 }
 
-void DbtoolNotesTest::EachDamageOfTheListIsFoundAndRepaired()
+void DbtoolNotesTest::eachDamageOfTheListIsFoundAndRepaired()
 {
     QFETCH(QString, finding);
     const QString damage = QTest::currentDataTag();
-    const Texts texts = MakeSample();
+    const Texts texts = makeSample();
     if (damage == "missing")
-        QVERIFY(QFile::remove(Path("a.k1")));
+        QVERIFY(QFile::remove(path("a.k1")));
     else if (damage == "empty")
-        SetBytes("a.k1", "");
+        setBytes("a.k1", "");
     else if (damage == "overwritten")
-        SetBytes("a.k1", QByteArray(Bytes("a.k1").size(), '\x77'));
+        setBytes("a.k1", QByteArray(bytes("a.k1").size(), '\x77'));
     else
-        ChangeList([&damage](IndexFile* list) {
+        changeList([&damage](IndexFile* list) {
             std::uint32_t offset = 28;
             const std::uint32_t first = 0;
             if (damage != "listed, not free")
@@ -312,124 +312,124 @@ void DbtoolNotesTest::EachDamageOfTheListIsFoundAndRepaired()
                 AddKey(list, &first, ListKey(20).text);
         });
 
-    const Result check = Run("check notes @a");
+    const Result check = run("check notes @a");
     QCOMPARE(check.status, 1);
     QVERIFY2(check.out.contains(finding), qPrintable(check.out));
-    const QByteArray heap = Bytes("a.fil");
-    const QByteArray list = Bytes("a.k1");
-    const Result repair = Run("repair notes @a -o @new");
+    const QByteArray heap = bytes("a.fil");
+    const QByteArray list = bytes("a.k1");
+    const Result repair = run("repair notes @a -o @new");
     QCOMPARE(repair.status, 0);
     QVERIFY(repair.out.startsWith("10 free blocks listed\n"));
-    QCOMPARE(Bytes("a.fil"), heap);
-    QCOMPARE(Bytes("a.k1"), list);
-    QCOMPARE(Bytes("new.fil"), heap);
-    QCOMPARE(Run("check notes @new").status, 0);
-    CompareTexts("new", texts);
+    QCOMPARE(bytes("a.fil"), heap);
+    QCOMPARE(bytes("a.k1"), list);
+    QCOMPARE(bytes("new.fil"), heap);
+    QCOMPARE(run("check notes @new").status, 0);
+    compareTexts("new", texts);
 }
 
-void DbtoolNotesTest::ABreakIsToldAndNothingIsMade_data()
+void DbtoolNotesTest::aBreakIsToldAndNothingIsMade_data()
 {
     QTest::addColumn<int>("offset"); // in a block's header
-    QTest::addColumn<QByteArray>("bytes");
+    QTest::addColumn<QByteArray>("written");
     QTest::newRow("status") << 0 << QByteArray(1, 7);
     QTest::newRow("slack") << 1 << QByteArray(1, 7);
-    QTest::newRow("length 0") << 4 << Word(0);
-    QTest::newRow("negative length") << 4 << Word(-8);
-    QTest::newRow("past the end") << 4 << Word(499999);
-    QTest::newRow("over 500,000") << 4 << Word(500001);
+    QTest::newRow("length 0") << 4 << word(0);
+    QTest::newRow("negative length") << 4 << word(-8);
+    QTest::newRow("past the end") << 4 << word(499999);
+    QTest::newRow("over 500,000") << 4 << word(500001);
 }
 
-void DbtoolNotesTest::ABreakIsToldAndNothingIsMade()
+void DbtoolNotesTest::aBreakIsToldAndNothingIsMade()
 {
     QFETCH(int, offset);
-    QFETCH(QByteArray, bytes);
-    Texts texts = MakeSample();
+    QFETCH(QByteArray, written);
+    Texts texts = makeSample();
     const std::int32_t victim = std::next(texts.begin(), 15)->first;
-    Patch("a.fil", victim + offset, bytes);
+    patch("a.fil", victim + offset, written);
     texts.erase(victim);
 
     const QString where = QString("at offset %1").arg(victim);
-    const Result check = Run("check notes @a");
+    const Result check = run("check notes @a");
     QCOMPARE(check.status, 1);
     QVERIFY2(check.out.contains("there is no sound block " + where), qPrintable(check.out));
-    const Result repair = Run("repair notes @a -o @new");
+    const Result repair = run("repair notes @a -o @new");
     QCOMPARE(repair.status, 1);
     QVERIFY2(repair.out.contains("the row of blocks breaks off " + where), qPrintable(repair.out));
-    QCOMPARE(Files(), QStringList({ "a.fil", "a.k1" }));
+    QCOMPARE(files(), QStringList({ "a.fil", "a.k1" }));
 
-    QCOMPARE(Run("repair notes @a -o @new --partial").status, 1);
-    QCOMPARE(Bytes("new.fil"), Bytes("a.fil"));
-    CompareTexts("new", texts);
+    QCOMPARE(run("repair notes @a -o @new --partial").status, 1);
+    QCOMPARE(bytes("new.fil"), bytes("a.fil"));
+    compareTexts("new", texts);
     // Texts stored now do not damage others.
     CNote notes;
-    QVERIFY(notes.Open(Native("new").c_str()));
+    QVERIFY(notes.Open(native("new").c_str()));
     for (int i = 0; i < 30; ++i)
-        Save(notes, std::string(std::size_t(10 + i), 'n'), &texts);
+        save(notes, std::string(std::size_t(10 + i), 'n'), &texts);
     notes.Close();
-    CompareTexts("new", texts);
+    compareTexts("new", texts);
 }
 
 // Its length reaches into the text after it.
-void DbtoolNotesTest::AFreeBlockBeforeABreakIsNotHandedOut()
+void DbtoolNotesTest::aFreeBlockBeforeABreakIsNotHandedOut()
 {
-    Texts texts = MakeSample();
-    Patch("a.fil", 28 + 4, Word(60));
-    QCOMPARE(Run("repair notes @a -o @new --partial").status, 1);
+    Texts texts = makeSample();
+    patch("a.fil", 28 + 4, word(60));
+    QCOMPARE(run("repair notes @a -o @new --partial").status, 1);
     CNote notes;
-    QVERIFY(notes.Open(Native("new").c_str()));
-    Save(notes, std::string(50, 'n'), &texts);
+    QVERIFY(notes.Open(native("new").c_str()));
+    save(notes, std::string(50, 'n'), &texts);
     notes.Close();
-    CompareTexts("new", texts);
+    compareTexts("new", texts);
 }
 
-void DbtoolNotesTest::AListThatIsNoFileEndsWithStatus2()
+void DbtoolNotesTest::aListThatIsNoFileEndsWithStatus2()
 {
-    MakeSample();
-    QVERIFY(QFile::remove(Path("a.k1")));
-    QCOMPARE(::mkfifo(Native("a.k1").c_str(), 0600), 0);
+    makeSample();
+    QVERIFY(QFile::remove(path("a.k1")));
+    QCOMPARE(::mkfifo(native("a.k1").c_str(), 0600), 0);
     for (const char* command : { "info", "dump", "check", "repair -o @new" })
-        QCOMPARE(Run(QString(command) + " notes @a").status, 2);
+        QCOMPARE(run(QString(command) + " notes @a").status, 2);
 }
 
-void DbtoolNotesTest::NothingIsMadeInPlaceOfAnotherFile()
+void DbtoolNotesTest::nothingIsMadeInPlaceOfAnotherFile()
 {
-    MakeSample();
+    makeSample();
     for (const char* name : { "new.fil", "new.k1" }) {
-        SetBytes(name, "precious");
-        QCOMPARE(Run("repair notes @a -o @new").status, 2);
-        QCOMPARE(Bytes(name), QByteArray("precious"));
-        QCOMPARE(Files(), QStringList({ "a.fil", "a.k1", name }));
-        QVERIFY(QFile::remove(Path(name)));
+        setBytes(name, "precious");
+        QCOMPARE(run("repair notes @a -o @new").status, 2);
+        QCOMPARE(bytes(name), QByteArray("precious"));
+        QCOMPARE(files(), QStringList({ "a.fil", "a.k1", name }));
+        QVERIFY(QFile::remove(path(name)));
     }
 }
 
-void DbtoolNotesTest::RandomDamageLosesNoText()
+void DbtoolNotesTest::randomDamageLosesNoText()
 {
-    Random random = Random::Announced();
+    Random random = Random::announced();
     for (int round = 0; round < 60; ++round) {
-        NewFolder();
-        Texts texts = MakeSample();
-        const char* const name = random.Below(2) == 0 ? "a.fil" : "a.k1";
-        const Hit hit = PatchAtRandom(name, &random, 12);
+        newFolder();
+        Texts texts = makeSample();
+        const char* const name = random.below(2) == 0 ? "a.fil" : "a.k1";
+        const Hit hit = patchAtRandom(name, &random, 12);
         if (std::strcmp(name, "a.fil") == 0)
             for (auto at = texts.begin(); at != texts.end();) {
                 const int end = at->first + blockHeaderLength + int(at->second.size());
-                at = hit.Touches(at->first, end) ? texts.erase(at) : std::next(at);
+                at = hit.touches(at->first, end) ? texts.erase(at) : std::next(at);
             }
 
-        const int status = Run("check notes @a").status;
+        const int status = run("check notes @a").status;
         QVERIFY(status == 0 || status == 1);
-        QCOMPARE(Run("info notes @a").status, status);
-        QCOMPARE(Run("dump notes @a").status, status);
-        const Result repair = Run("repair notes @a -o @new --partial");
+        QCOMPARE(run("info notes @a").status, status);
+        QCOMPARE(run("dump notes @a").status, status);
+        const Result repair = run("repair notes @a -o @new --partial");
         QVERIFY2(repair.status == 0 || repair.status == 1, qPrintable(repair.err));
-        CompareTexts("new", texts);
+        compareTexts("new", texts);
         CNote notes;
-        QVERIFY(notes.Open(Native("new").c_str()));
+        QVERIFY(notes.Open(native("new").c_str()));
         for (int i = 0; i < 40; ++i)
-            Save(notes, std::string(std::size_t(10 + i), 'n'), &texts);
+            save(notes, std::string(std::size_t(10 + i), 'n'), &texts);
         notes.Close();
-        CompareTexts("new", texts);
+        compareTexts("new", texts);
     }
 }
 

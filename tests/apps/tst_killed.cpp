@@ -43,7 +43,7 @@ QList<int> NewChildren(const QList<int>& family)
     QList<int> found;
     const QStringList all = QDir(QStringLiteral("/proc")).entryList({ QStringLiteral("[0-9]*") });
     for (const QString& pid : all) {
-        if (family.contains(processFields(pid).value(1).toInt()) && !family.contains(pid.toInt()))
+        if (family.contains(ProcessFields(pid).value(1).toInt()) && !family.contains(pid.toInt()))
             found << pid.toInt();
     }
     return found;
@@ -64,7 +64,7 @@ void KillFamily(int first)
     for (const int pid : family)
         kill(pid, SIGKILL);
     for (const int pid : family)
-        QTRY_VERIFY_WITH_TIMEOUT(!isRunning(pid), 30000);
+        QTRY_VERIFY_WITH_TIMEOUT(!IsRunning(pid), 30000);
 }
 
 QByteArray ReadFile(const QString& path)

@@ -67,9 +67,12 @@ private slots:
             = pakmart({ QStringLiteral("install"), QStringLiteral("-y"), QStringLiteral("1001") });
         QCOMPARE(result.status, 0);
         QCOMPARE(result.err, QString());
-        QVERIFY(result.out.contains(QStringLiteral("2 package files are needed.")));
-        QVERIFY(result.out.contains(QStringLiteral("Downloading starlander (")));
-        QVERIFY(result.out.contains(QStringLiteral("Star Lander has been installed!")));
+        QVERIFY2(result.out.startsWith(QStringLiteral("To be installed:\n  libpixel    1.2-3  ")),
+                 qPrintable(result.out));
+        QVERIFY2(result.out.contains(QStringLiteral("needed by starlander\n  starlander  ")),
+                 qPrintable(result.out));
+        QVERIFY(result.out.contains(QStringLiteral("Downloading starlander")));
+        QVERIFY(result.out.contains(QStringLiteral("starlander 1.0-1 is installed.")));
         // The library's own lines are in the log.
         QVERIFY(!result.out.contains(QStringLiteral("launching CAPI")));
         QVERIFY(dpkgStatus().contains("Package: starlander\nStatus: install ok installed\n"));
@@ -92,13 +95,12 @@ private slots:
         QVERIFY(gone.err.contains(QStringLiteral("starlander is not installed")));
     }
 
-    void verboseShowsTheLibrarysLines()
+    void verboseShowsTheLinesOfThePackageTools()
     {
         const Result result = pakmart({ QStringLiteral("-v"), QStringLiteral("install"),
                                         QStringLiteral("-y"), QStringLiteral("4001") });
         QCOMPARE(result.status, 0);
-        QVERIFY(result.out.contains(QStringLiteral("launching CAPI")));
-        QVERIFY(result.out.contains(QStringLiteral("About to execute: |")));
+        QVERIFY2(result.out.contains(QStringLiteral("\nSetting up ")), qPrintable(result.out));
     }
 
     void packagesByName()
@@ -169,11 +171,11 @@ private slots:
         QVERIFY(m_machine.useServer(QStringLiteral("http://127.0.0.1:1")));
         const Result sources = pakmart({ QStringLiteral("update-sources") });
         QCOMPARE(sources.status, 1);
-        QVERIFY(sources.err.contains(QStringLiteral("unable to connect")));
+        QVERIFY(sources.err.contains(QStringLiteral("The store cannot be reached.")));
         const Result install
             = pakmart({ QStringLiteral("install"), QStringLiteral("-y"), QStringLiteral("1001") });
         QCOMPARE(install.status, 1);
-        QVERIFY(install.err.contains(QStringLiteral("unable to connect")));
+        QVERIFY(install.err.contains(QStringLiteral("The store cannot be reached.")));
     }
 
     void missingFrontEndIsToldInWords()
@@ -184,8 +186,8 @@ private slots:
             = pakmart({ QStringLiteral("install"), QStringLiteral("-y"), QStringLiteral("2003") });
         QVERIFY(QFile::rename(frontEnd + QStringLiteral(".away"), frontEnd));
         QCOMPARE(result.status, 1);
-        QVERIFY(result.err.contains(QStringLiteral("Unable to run /usr/bin/vos-apt-get. Make sure "
-                                                   "it exists and has execute permissions.")));
+        QVERIFY(result.err.contains(
+            QStringLiteral("The package tools of the system cannot be started.")));
     }
 
     void installedApplicationsAreListedStartedAndForgotten()
@@ -311,13 +313,16 @@ private slots:
     void interruptionLeavesNothingBehind()
     {
         QFETCH(int, number);
+        QDir archives(m_root + QStringLiteral("/var/cache/apt/archives"));
+        for (const QString& name : archives.entryList({ QStringLiteral("*.deb") }))
+            QVERIFY(archives.remove(name)); // so that it has to be fetched
         StalledPool pool(m_machine.store());
         QVERIFY(m_machine.useServer(pool.url()));
         QProcess process;
         process.start(QStringLiteral(PAKMART),
                       { QStringLiteral("install"), QStringLiteral("-y"), QStringLiteral("4003") });
         QByteArray heard;
-        QTRY_VERIFY_WITH_TIMEOUT((heard += process.readAllStandardOutput()).contains("Installing"),
+        QTRY_VERIFY_WITH_TIMEOUT((heard += process.readAllStandardOutput()).contains("Downloading"),
                                  60000);
         QTest::qWait(500);
         const QString pid = QString::number(process.processId());

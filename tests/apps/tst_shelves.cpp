@@ -132,7 +132,8 @@ private slots:
         QVERIFY(QFile::remove(file));
         QVERIFY(QFile::rename(file + QStringLiteral(".away"), file));
         QCOMPARE(result.status, 1);
-        QCOMPARE(result.out, QString());
+        QVERIFY2(result.out.startsWith(QLatin1String("{\"code\":\"refused-by-server\",")),
+                 qPrintable(result.out));
         QVERIFY(result.err.contains(QStringLiteral("The store is being repaired.")));
         QCOMPARE(DataFiles(), QStringList());
     }
@@ -143,7 +144,7 @@ private slots:
         for (const char* words : { "aisles", "sync", "sync --json" }) {
             const Result result = pakmart(words);
             QCOMPARE(result.status, 1);
-            QVERIFY(result.err.contains(QStringLiteral("unable to connect")));
+            QVERIFY(result.err.contains(QStringLiteral("The store cannot be reached.")));
             QVERIFY(!result.out.contains(QLatin1Char('[')));
         }
     }
@@ -158,10 +159,8 @@ private slots:
             const Result result = pakmart(words);
             QVERIFY(QDir().rmdir(DataPath(file)));
             QCOMPARE(result.status, 1);
-            QVERIFY2(
-                result.err.contains(
-                    QLatin1String("could not be saved in /usr/share/apps/vantrelagent/") + file),
-                qPrintable(result.err));
+            QVERIFY2(result.err.contains(QLatin1String("/usr/share/apps/vantrelagent/") + file),
+                     qPrintable(result.err));
         }
     }
 };

@@ -23,7 +23,6 @@ private slots:
         row("unknown command", "frobnicate");
         row("unknown option", "install --frobnicate 1");
         row("no serial", "install");
-        row("no number", "install abc");
         row("negative", "install -- -5");
         row("zero", "install 0");
         row("too large", "install 99999999999999999999");
@@ -43,8 +42,17 @@ private slots:
                                    "list",
                                    "search",
                                    "show",
-                                   "show x",
-                                   "show 1 x",
+                                   "show 0",
+                                   "show 1 -- -2",
+                                   "list --installed x",
+                                   "list --package x",
+                                   "update --dry-run",
+                                   "status --yes=no",
+                                   "repair x",
+                                   "repair --json",
+                                   "upgrade --json",
+                                   "help x",
+                                   "help install x",
                                    "installed a b",
                                    "update --package",
                                    "search --run 1 x",
@@ -52,7 +60,6 @@ private slots:
                                    "sync x",
                                    "aisles --package",
                                    "install 1 --json",
-                                   "update-sources --json",
                                    "--json",
                                    "status now",
                                    "register 42",
@@ -72,15 +79,88 @@ private slots:
         QVERIFY(result.err.contains(QStringLiteral("Try 'pakmart --help'.")));
     }
 
+    // A missing value is not an unknown option.
+    void theErrorSaysWhatIsWrong_data()
+    {
+        QTest::addColumn<QString>("words");
+        QTest::addColumn<QString>("says");
+        QTest::newRow("unknown option") << "install --frobnicate 1"
+                                        << "unknown option 'frobnicate'";
+        QTest::newRow("missing value") << "recent --run"
+                                       << "missing value after '--run'";
+        QTest::newRow("value of a switch") << "status --yes=no"
+                                           << "unexpected value after '--yes'";
+        QTest::newRow("unknown command") << "frobnicate"
+                                         << "unknown command: frobnicate";
+        QTest::newRow("option of another command") << "search --run 1 x"
+                                                   << "--run goes with recent";
+        QTest::newRow("json without consent") << "remove --json x"
+                                              << "remove --json asks nothing, so it needs --yes";
+    }
+    void theErrorSaysWhatIsWrong()
+    {
+        QFETCH(QString, words);
+        QFETCH(QString, says);
+        const DemoMachine::Result result = DemoMachine::pakmart(words.split(QLatin1Char(' ')));
+        QCOMPARE(result.status, 2);
+        QVERIFY2(result.err.startsWith(QLatin1String("pakmart: ") + says), qPrintable(result.err));
+    }
+
+    void everyCommandHasItsHelp()
+    {
+        const auto help
+            = DemoMachine::pakmart({ QStringLiteral("help"), QStringLiteral("remove") });
+        QCOMPARE(help.status, 0);
+        QVERIFY2(help.out.startsWith(QLatin1String("Usage: pakmart [OPTION]... remove NAME...\n\n"
+                                                   "remove packages\n")),
+                 qPrintable(help.out));
+        QVERIFY(help.out.contains(QLatin1String("      --allow-removals ")));
+        QVERIFY(!help.out.contains(QLatin1String("--package")));
+        for (const char* option : { "-h", "--help", "-vh" })
+            QCOMPARE(DemoMachine::pakmart({ QStringLiteral("remove"), QLatin1String(option) }).out,
+                     help.out);
+        QCOMPARE(DemoMachine::pakmart({ QStringLiteral("help") }).out,
+                 DemoMachine::pakmart({ QStringLiteral("--help") }).out);
+    }
+
+    void aHelpThatCannotBeWrittenIsAFailure()
+    {
+        QProcess process;
+        process.setStandardOutputFile(QStringLiteral("/dev/full"));
+        process.start(QStringLiteral(PAKMART), { QStringLiteral("--help") });
+        QVERIFY(process.waitForFinished());
+        QCOMPARE(process.exitCode(), 1);
+    }
+
     void helpNamesEveryCommand()
     {
         const DemoMachine::Result help = DemoMachine::pakmart({ QStringLiteral("--help") });
         QCOMPARE(help.status, 0);
-        for (const char* word :
-             { "  install SERIAL", "  remove NAME", "  update  ", "  categories  ",
-               "  list CATEGORY", "  search WORD", "  show SERIAL", "  installed ", "  recent",
-               "  forget SERIAL", "  aisles  ", "  sync  ", "  os-update  ", "  status  ",
-               "  register  ", "  update-sources", "--json" })
+        for (const char* word : { "  install NAME",
+                                  "  remove NAME",
+                                  "  repair  ",
+                                  "  upgrade [NAME...]",
+                                  "  reinstall NAME",
+                                  "  hold NAME",
+                                  "  history  ",
+                                  "  why NAME",
+                                  "  depends NAME",
+                                  "  help [COMMAND]",
+                                  "  update  ",
+                                  "  categories  ",
+                                  "  list CATEGORY",
+                                  "  search WORD",
+                                  "  show NAME",
+                                  "  installed ",
+                                  "  recent",
+                                  "  forget SERIAL",
+                                  "  aisles  ",
+                                  "  sync  ",
+                                  "  os-update  ",
+                                  "  status  ",
+                                  "  register  ",
+                                  "  update-sources",
+                                  "--json" })
             QVERIFY2(help.out.contains(QLatin1String(word)), word);
     }
 };

@@ -17,7 +17,7 @@
 namespace
 {
 
-const QString kFile = QStringLiteral(".profile");
+const QString savedFile = QStringLiteral(".profile");
 
 QByteArray Application(const QByteArray& package, const QByteArray& name = "n")
 {
@@ -80,7 +80,7 @@ private:
     {
         profileIs(element);
         finish(new CAPISyncMyMachine(true));
-        return ReadDataFile(kFile);
+        return ReadDataFile(savedFile);
     }
     // The trace's own lines, without scopes.
     static QStringList linesOf(const Trace& trace)
@@ -97,7 +97,7 @@ private slots:
     }
     void init()
     {
-        QFile::remove(DataPath(kFile));
+        QFile::remove(DataPath(savedFile));
         WriteStatusFile(Stanza("a") + Stanza("c") + Stanza("gone", "deinstall ok config-files")
                         + Stanza("purged", "purge ok not-installed")
                         + Stanza("half", "install reinstreq half-installed"));
@@ -245,7 +245,7 @@ private slots:
                                QStringLiteral("Checking package: c"),
                                QStringLiteral("Preparing to save .profile") }));
         // The order in the file is the server's.
-        QVERIFY(ReadDataFile(kFile).startsWith("<profile><application name=\"b\">"));
+        QVERIFY(ReadDataFile(savedFile).startsWith("<profile><application name=\"b\">"));
     }
 
     void emptyReplyIsNotTraced()
@@ -259,7 +259,7 @@ private slots:
     {
         profileIs("<profile>" + Application("b") + "</profile>");
         finish(new Reserved(true));
-        QCOMPARE(ReadDataFile(kFile),
+        QCOMPARE(ReadDataFile(savedFile),
                  "<profile pruned=\"by%20me\">" + Written("b") + "</profile>\n");
     }
 
@@ -304,7 +304,7 @@ private slots:
 
     void moreApplicationsThanAnyMachineHasLeaveTheFile()
     {
-        WriteDataFile(kFile, "old");
+        WriteDataFile(savedFile, "old");
         QCOMPARE(
             synced("<profile>"
                    + QByteArray("<application/>").repeated(CAPISyncMyMachine::maxApplications + 1)

@@ -181,7 +181,7 @@ private slots:
         QStringList files = DataFiles();
         files.removeAll(QStringLiteral(".VACatalog.lock"));
         files.sort();
-        QCOMPARE(files, kFiles);
+        QCOMPARE(files, databaseFiles);
         open();
         QVERIFY(!m_file.FindServerSerialNumber(-1));
         QVERIFY(!m_file.FindFirstForCategory(nullptr));
@@ -447,7 +447,7 @@ private slots:
 
     void aFileThatCannotBeReplacedIsAFailureAndTouchesNothing()
     {
-        for (const QString& name : kFiles) {
+        for (const QString& name : databaseFiles) {
             QVERIFY(Process(Whole("1")));
             QVERIFY(QFile::remove(DataPath(name)) && QDir().mkdir(DataPath(name)));
             const QList<QByteArray> before = Contents();
@@ -461,7 +461,7 @@ private slots:
     void whatIsNoFileIsNotReplaced()
     {
         QVERIFY(Process(Whole("1")));
-        for (const QString& name : kFiles) {
+        for (const QString& name : databaseFiles) {
             const QByteArray path = DataPath(name).toLocal8Bit();
             QVERIFY(QFile::rename(DataPath(name), DataPath(QStringLiteral("away"))));
             QCOMPARE(mkfifo(path.constData(), 0600), 0);
@@ -500,11 +500,11 @@ private slots:
     {
         QVERIFY(Process(Whole("1")));
         QVERIFY(QFile::setPermissions(DataFolder(), QFile::Permissions(0x7777)));
-        for (const QString& name : kFiles)
+        for (const QString& name : databaseFiles)
             QVERIFY(QFile::setPermissions(DataPath(name), QFile::Permissions(0x6666)));
         QVERIFY(QFile::setPermissions(DataPath(QStringLiteral(".VACatalog.lock")),
                                       QFile::Permissions(0x6666)));
-        QVERIFY(QFile::setPermissions(DataPath(kFiles[3]), QFile::Permissions(0x4444)));
+        QVERIFY(QFile::setPermissions(DataPath(databaseFiles[3]), QFile::Permissions(0x4444)));
         bool made = true;
         {
             const PlainUser nobody;
@@ -513,7 +513,7 @@ private slots:
             QVERIFY2(log.text().contains("k3 may not be replaced"), log.text().constData());
         }
         QVERIFY(QFile::setPermissions(DataFolder(), QFile::Permissions(0x7755)));
-        QVERIFY(QFile::setPermissions(DataPath(kFiles[3]), QFile::Permissions(0x6644)));
+        QVERIFY(QFile::setPermissions(DataPath(databaseFiles[3]), QFile::Permissions(0x6644)));
         QVERIFY(!made);
         QCOMPARE(VersionOfWhole(), QByteArray("1"));
     }
@@ -529,7 +529,7 @@ private slots:
             return;
         }
         MakePlain();
-        for (const QString& name : kFiles)
+        for (const QString& name : databaseFiles)
             QVERIFY(QFile::setPermissions(DataPath(name), QFile::Permissions(0x6666)));
         QFile::setPermissions(DataPath(QStringLiteral(".VACatalog.lock")),
                               QFile::Permissions(0x6666));
@@ -545,7 +545,7 @@ private slots:
     void filesKeepTheirPermissionsAndOwner()
     {
         QVERIFY(Process(Whole("1")));
-        const QByteArray path = DataPath(kFiles[0]).toLocal8Bit();
+        const QByteArray path = DataPath(databaseFiles[0]).toLocal8Bit();
         const bool root = geteuid() == 0;
         QVERIFY(!root || chown(path.constData(), PlainUser::nobody, PlainUser::nobody) == 0);
         QCOMPARE(chmod(path.constData(), 0640), 0);
@@ -667,7 +667,7 @@ private slots:
             RemoveDatabase();
             killed = KilledAt(
                 k, [&document](StoreFiles& files) { Process(document.documentElement(), files); });
-            const QByteArray data = ReadDataFile(kFiles[0]);
+            const QByteArray data = ReadDataFile(databaseFiles[0]);
             QCOMPARE(VersionOfWhole(data == "<none>" ? 0 : 8),
                      data == "<none>" ? QByteArray() : QByteArray("new"));
         }

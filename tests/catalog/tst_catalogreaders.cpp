@@ -104,27 +104,27 @@ public:
 
     int Open(const char* path, int flags, mode_t mode) override
     {
-        Count();
+        count();
         return StoreFiles::Open(path, flags, mode);
     }
     ssize_t Read(int descriptor, void* bytes, size_t size) override
     {
-        Count();
+        count();
         return StoreFiles::Read(descriptor, bytes, size);
     }
     ssize_t Write(int descriptor, const void* bytes, size_t size) override
     {
-        Count();
+        count();
         return StoreFiles::Write(descriptor, bytes, size);
     }
     int Symlink(const char* target, const char* path) override
     {
-        Count();
+        count();
         return StoreFiles::Symlink(target, path);
     }
 
 private:
-    void Count()
+    void count()
     {
         if (m_left-- != 0)
             return;
@@ -350,7 +350,7 @@ private slots:
         const QString current
             = QFile::symLinkTarget(DataPath(QStringLiteral(".VACatalog.current")));
         QCOMPARE(QFileInfo(current).fileName(), Generations().value(0));
-        for (const QString& name : kFiles) {
+        for (const QString& name : databaseFiles) {
             char target[200] = {};
             QVERIFY(readlink(DataPath(name).toLocal8Bit().constData(), target, 199) > 0);
             QCOMPARE(QString::fromLocal8Bit(target), QStringLiteral(".VACatalog.current/") + name);
@@ -377,7 +377,7 @@ private slots:
         QCOMPARE(file.Version(), "old");
         QVERIFY(!file.SaveRecord());
         QCOMPARE(VersionOfWhole(), QByteArray("new"));
-        QVERIFY(QFileInfo(DataPath(kFiles[0])).isSymLink());
+        QVERIFY(QFileInfo(DataPath(databaseFiles[0])).isSymLink());
         QVERIFY(Contents() != before);
     }
 
@@ -387,9 +387,9 @@ private slots:
         QVERIFY(Process(Whole("mine")));
         QList<QByteArray> mine = Contents();
         QVERIFY(Process(Whole("current")));
-        for (int i = 0; i < kFiles.size(); ++i) {
-            QVERIFY(QFile::remove(DataPath(kFiles[i])));
-            WriteDataFile(kFiles[i], mine[i]);
+        for (int i = 0; i < databaseFiles.size(); ++i) {
+            QVERIFY(QFile::remove(DataPath(databaseFiles[i])));
+            WriteDataFile(databaseFiles[i], mine[i]);
         }
         QCOMPARE(VersionOfWhole(), QByteArray("mine"));
         QVERIFY(Process(Whole("next")));

@@ -51,8 +51,8 @@ namespace
 
 using Agent::UpdateLock;
 
-const QString kLock = QStringLiteral(".VACatalog.lock");
-const QString kPointer = QStringLiteral(".VACatalog.current");
+const QString lockFile = QStringLiteral(".VACatalog.lock");
+const QString pointerFile = QStringLiteral(".VACatalog.current");
 
 // An update that runs an action of the test while it fills the database, and while it
 // waits.
@@ -159,7 +159,7 @@ class CatalogUpdatesTest : public QObject
 private:
     ScriptedServer m_server;
 
-    static bool IsRoot() { return geteuid() == 0; }
+    static bool isRoot() { return geteuid() == 0; }
 
 private slots:
     void initTestCase()
@@ -328,16 +328,16 @@ private slots:
 
     void leftoversOfAnotherUserDoNotKeepAnUpdateFromBeingOneStep()
     {
-        if (!IsRoot()) {
+        if (!isRoot()) {
             QTest::qSkip("only root can give files to another user", __FILE__, __LINE__);
             return;
         }
         QVERIFY(Process(Whole("old", 8)));
         // Everyone may update here; folders that only root may enter are left over.
         QVERIFY(QFile::setPermissions(DataFolder(), QFile::Permissions(0x7777)));
-        for (const QString& name : kFiles)
+        for (const QString& name : databaseFiles)
             QVERIFY(QFile::setPermissions(DataPath(name), QFile::Permissions(0x6666)));
-        QVERIFY(QFile::setPermissions(DataPath(kLock), QFile::Permissions(0x6666)));
+        QVERIFY(QFile::setPermissions(DataPath(lockFile), QFile::Permissions(0x6666)));
         for (const char* name : { ".VACatalog.new", ".VACatalog.gen-900", ".VACatalog.old-901" })
             QCOMPARE(mkdir(DataPath(QLatin1String(name)).toLocal8Bit().constData(), 0700), 0);
         QDomDocument document = Document(Whole("new", 8));
@@ -377,7 +377,7 @@ private slots:
                 continue;
             }
             QVERIFY(QDir().mkdir(folder));
-            for (const QString& name : kFiles)
+            for (const QString& name : databaseFiles)
                 link(victim, folder + QLatin1Char('/') + name);
             link(victim, folder + QStringLiteral("/.link"));
         }
@@ -395,7 +395,7 @@ private slots:
         WriteDataFile(QStringLiteral(".VACatalog.gen-999999999/x"), "keeps it there");
         QVERIFY(Process(Whole("1")));
         QVERIFY(Process(Whole("2")));
-        const QString current = QFile::symLinkTarget(DataPath(kPointer));
+        const QString current = QFile::symLinkTarget(DataPath(pointerFile));
         QVERIFY2(current.endsWith(QStringLiteral(".VACatalog.gen-1")), qPrintable(current));
         QCOMPARE(VersionOfWhole(), QByteArray("2"));
         QVERIFY(QDir(DataPath(QStringLiteral(".VACatalog.old-999999999"))).removeRecursively());
@@ -405,7 +405,7 @@ private slots:
     {
         QTemporaryDir elsewhere;
         QVERIFY(Process(Whole("old")));
-        const QString pointer = DataPath(kPointer);
+        const QString pointer = DataPath(pointerFile);
         for (const QString& target : { elsewhere.path(), QStringLiteral("../vantrelagent"),
                                        QStringLiteral(".VACatalog.gen-77") }) {
             QVERIFY(QFile::remove(pointer) && QFile::link(target, pointer));
@@ -419,17 +419,17 @@ private slots:
     {
         QVERIFY(Process(Whole("old")));
         const QString victim = DataFolder() + QStringLiteral("/victim");
-        QVERIFY(QFile::remove(DataPath(kLock)) && QFile::link(victim, DataPath(kLock)));
+        QVERIFY(QFile::remove(DataPath(lockFile)) && QFile::link(victim, DataPath(lockFile)));
         {
             const LoggedLines log;
             QVERIFY(!Process(Whole("new")));
             QVERIFY(log.text().contains("cannot lock"));
         }
         QVERIFY(!QFile::exists(victim));
-        QVERIFY(QFile::remove(DataPath(kLock)));
-        QCOMPARE(mkfifo(DataPath(kLock).toLocal8Bit().constData(), 0600), 0);
+        QVERIFY(QFile::remove(DataPath(lockFile)));
+        QCOMPARE(mkfifo(DataPath(lockFile).toLocal8Bit().constData(), 0600), 0);
         QVERIFY(!Process(Whole("new")));
-        QVERIFY(QFile::remove(DataPath(kLock)));
+        QVERIFY(QFile::remove(DataPath(lockFile)));
         QCOMPARE(VersionOfWhole(), QByteArray("old"));
         QVERIFY(Process(Whole("new")));
     }
@@ -443,16 +443,16 @@ private slots:
                 : -1;
         };
         QVERIFY(Process(Whole("1")));
-        QCOMPARE(modeOf(kLock), 0600); // there was no file yet
-        QCOMPARE(chmod(DataPath(kFiles[0]).toLocal8Bit().constData(), 0664), 0);
+        QCOMPARE(modeOf(lockFile), 0600); // there was no file yet
+        QCOMPARE(chmod(DataPath(databaseFiles[0]).toLocal8Bit().constData(), 0664), 0);
         QVERIFY(Process(Whole("2")));
-        QCOMPARE(modeOf(kLock), 0660);
-        QCOMPARE(chmod(DataPath(kFiles[0]).toLocal8Bit().constData(), 0644), 0);
+        QCOMPARE(modeOf(lockFile), 0660);
+        QCOMPARE(chmod(DataPath(databaseFiles[0]).toLocal8Bit().constData(), 0644), 0);
         QVERIFY(Process(Whole("3")));
-        QCOMPARE(modeOf(kLock), 0600);
-        QCOMPARE(chmod(DataPath(kFiles[0]).toLocal8Bit().constData(), 0646), 0);
+        QCOMPARE(modeOf(lockFile), 0600);
+        QCOMPARE(chmod(DataPath(databaseFiles[0]).toLocal8Bit().constData(), 0646), 0);
         QVERIFY(Process(Whole("4")));
-        QCOMPARE(modeOf(kLock), 0606);
+        QCOMPARE(modeOf(lockFile), 0606);
     }
 
     // -- the lock by itself
@@ -536,7 +536,10 @@ private slots:
 private:
     static bool waitNever() { return false; }
     static std::string folderOf(const QTemporaryDir& dir) { return dir.path().toStdString() + '/'; }
-    static QByteArray lockOf(const QTemporaryDir& dir) { return dir.filePath(kLock).toLocal8Bit(); }
+    static QByteArray lockOf(const QTemporaryDir& dir)
+    {
+        return dir.filePath(lockFile).toLocal8Bit();
+    }
     static bool isFree(const QTemporaryDir& dir)
     {
         const int file = open(lockOf(dir).constData(), O_RDWR | O_CLOEXEC);

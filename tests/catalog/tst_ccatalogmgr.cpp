@@ -13,7 +13,7 @@
 namespace
 {
 
-const QString kFile = QStringLiteral(".catalog");
+const QString savedFile = QStringLiteral(".catalog");
 
 // A product in the form of the file.
 QByteArray Product(const QByteArray& serial, const QByteArray& name)
@@ -41,11 +41,11 @@ class CatalogMgrTest : public QObject
 private:
     static void catalogIs(const QByteArray& content)
     {
-        WriteDataFile(kFile, "<catalog>" + content + "</catalog>\n");
+        WriteDataFile(savedFile, "<catalog>" + content + "</catalog>\n");
     }
 
 private slots:
-    void init() { QFile::remove(DataPath(kFile)); }
+    void init() { QFile::remove(DataPath(savedFile)); }
 
     void withoutAFileThereIsNothing()
     {
@@ -254,7 +254,7 @@ private slots:
         catalogIs(Category("1", QByteArray()));
         CCatalogMgr catalog;
         QVERIFY(catalog.ReadCatalog());
-        QVERIFY(QFile::remove(DataPath(kFile)));
+        QVERIFY(QFile::remove(DataPath(savedFile)));
         QVERIFY(!catalog.ReadCatalog());
         QVERIFY(catalog.Category(1) != nullptr);
     }
@@ -288,7 +288,7 @@ private slots:
     void brokenFilesGiveNothing()
     {
         QFETCH(QByteArray, text);
-        WriteDataFile(kFile, text);
+        WriteDataFile(savedFile, text);
         CCatalogMgr catalog;
         QVERIFY(!catalog.ReadCatalog());
         QVERIFY(catalog.Categories().empty() && catalog.Applications().empty());
@@ -299,7 +299,7 @@ private slots:
     {
         const QByteArray text = "<catalog>" + Category("1", Product("5", "five")) + "</catalog>\n";
         for (int size = 0; size < text.size() - 1; ++size) {
-            WriteDataFile(kFile, text.left(size));
+            WriteDataFile(savedFile, text.left(size));
             CCatalogMgr catalog;
             QVERIFY(!catalog.ReadCatalog());
             QVERIFY(catalog.Categories().empty() && catalog.Applications().empty());
@@ -314,7 +314,7 @@ private slots:
             for (const char byte : { '<', '>', '"', '&', '\0', '\xFF', '/' }) {
                 QByteArray damaged = text;
                 damaged[at] = byte;
-                WriteDataFile(kFile, damaged);
+                WriteDataFile(savedFile, damaged);
                 CCatalogMgr catalog;
                 read += catalog.ReadCatalog() ? 1 : 0;
             }
@@ -324,16 +324,16 @@ private slots:
 
     void folderInItsPlaceGivesNothing()
     {
-        QVERIFY(QDir().mkdir(DataPath(kFile)));
+        QVERIFY(QDir().mkdir(DataPath(savedFile)));
         CCatalogMgr catalog;
         QVERIFY(!catalog.ReadCatalog());
-        QVERIFY(QDir().rmdir(DataPath(kFile)));
+        QVERIFY(QDir().rmdir(DataPath(savedFile)));
     }
 
     void unreadableFileGivesNothing()
     {
         catalogIs(Category("1", QByteArray()));
-        QVERIFY(QFile::setPermissions(DataPath(kFile), QFile::Permissions()));
+        QVERIFY(QFile::setPermissions(DataPath(savedFile), QFile::Permissions()));
         const PlainUser user;
         CCatalogMgr catalog;
         QVERIFY(!catalog.ReadCatalog());
@@ -355,12 +355,12 @@ private slots:
     void theFileIsOnlyRead()
     {
         catalogIs(Category("1", Product("5", "five")));
-        const QByteArray before = ReadDataFile(kFile);
+        const QByteArray before = ReadDataFile(savedFile);
         CCatalogMgr catalog;
         QVERIFY(catalog.ReadCatalog());
         catalog.Application(99);
-        QCOMPARE(ReadDataFile(kFile), before);
-        QCOMPARE(DataFiles(), QStringList(kFile));
+        QCOMPARE(ReadDataFile(savedFile), before);
+        QCOMPARE(DataFiles(), QStringList(savedFile));
     }
 };
 

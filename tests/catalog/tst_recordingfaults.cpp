@@ -94,31 +94,31 @@ private:
         for (const std::uint32_t serial : { 1, 2, 3 }) {
             if (!m_prepared)
                 QVERIFY(application(serial, "n" + QByteArray::number(serial)).AddAppToDatabase());
-            m_ledger->Stored(serial, 0);
+            m_ledger->stored(serial, 0);
         }
         if (!m_prepared)
             m_prepared = std::make_unique<Damage>(
                 std::vector<std::string>{ CRUFile::RUDATAFILE, CRUFile::RUDATAIDX1,
                                           CRUFile::RUDATAIDX2, CRUFile::RUDATAIDX3 });
-        m_prepared->Restore();
+        m_prepared->restore();
     }
     void run(StoreFiles& files)
     {
         const bool first = record(files, 6, "six");
         const bool second = record(files, 7, "SIX");
-        m_ledger->Doubt(2);
+        m_ledger->doubt(2);
         const bool removed = calmly(2, "n2")->RemoveAppFromDatabase(OnFiles(files));
         if (removed)
-            m_ledger->Gone(2);
+            m_ledger->gone(2);
         if (first && second && removed)
-            m_ledger->Gone(allWell);
+            m_ledger->gone(allWell);
     }
     bool record(StoreFiles& files, std::uint32_t serial, const char* name)
     {
-        m_ledger->Doubt(serial);
+        m_ledger->doubt(serial);
         const bool recorded = calmly(serial, name)->AddAppToDatabase(OnFiles(files));
         if (recorded) {
-            m_ledger->Stored(serial, 0);
+            m_ledger->stored(serial, 0);
             const Memory::Pause pause;
             const DbFindings findings = CheckRecent(RecentFolder());
             m_sound = m_sound && findings.faults.empty() && findings.remarks.empty();
@@ -132,16 +132,16 @@ private:
     void verify()
     {
         // If nothing was reported, there is nothing to repair.
-        if (m_ledger->Gone().count(allWell) > 0)
+        if (m_ledger->gone().count(allWell) > 0)
             verifySoundness();
         QVERIFY(m_sound);
         QVERIFY(application(9, "last").AddAppToDatabase());
         const IndexLayer layer;
         CRUFile list;
         QVERIFY(list.Open());
-        for (const auto& [serial, content] : m_ledger->Stored())
+        for (const auto& [serial, content] : m_ledger->stored())
             QVERIFY(list.FindServerSerialNumber(int(serial)));
-        for (const std::uint32_t serial : m_ledger->Gone())
+        for (const std::uint32_t serial : m_ledger->gone())
             QVERIFY(!list.FindServerSerialNumber(int(serial)));
         // Items that were not to be removed are there.
         for (const int serial : { 1, 3, 9 })

@@ -30,7 +30,7 @@ struct Kind {
     const QMetaObject* meta;
 };
 
-const Kind kKinds[] = {
+const Kind kinds[] = {
     { "aisles", "CAPIGetAisles", ".aisles",
       [](bool silent) -> CAPI* { return new CAPIGetAisles(silent); },
       &CAPIGetAisles::staticMetaObject },
@@ -112,13 +112,13 @@ private slots:
     {
         QTest::addColumn<int>("kind");
         for (int i = 0; i < 3; ++i)
-            QTest::newRow(kKinds[i].row) << i;
+            QTest::newRow(kinds[i].row) << i;
     }
     void initTestCase()
     {
         Setting("agent api url", m_server.url("/api").toStdString());
         QMap<QByteArray, QByteArray> entries;
-        for (const Kind& kind : kKinds)
+        for (const Kind& kind : kinds)
             entries[kind.name] = m_server.url("/f");
         m_server.answer("/api", Directory(entries));
         CAPI::GetURLList();
@@ -126,7 +126,7 @@ private slots:
     void init()
     {
         QFETCH_GLOBAL(int, kind);
-        m_kind = &kKinds[kind];
+        m_kind = &kinds[kind];
         QVERIFY(QFile::setPermissions(DataFolder(), QFile::Permissions(0x7755)));
         for (const QString& name : DataFiles())
             QVERIFY(QFile::remove(DataPath(name)));

@@ -42,8 +42,8 @@ extern "C" Q_DECL_EXPORT int fdatasync(int fd)
 namespace
 {
 
-const char kName[] = ".kept";
-const QString kFile = QStringLiteral(".kept");
+const char treeName[] = ".kept";
+const QString savedFile = QStringLiteral(".kept");
 
 QDomElement Body(QDomDocument& document, const QByteArray& content)
 {
@@ -55,7 +55,7 @@ QDomElement Body(QDomDocument& document, const QByteArray& content)
 void Save(const QByteArray& content)
 {
     QDomDocument document;
-    SaveFirstElement(Body(document, content), kName);
+    SaveFirstElement(Body(document, content), treeName);
 }
 
 // A tree that is written in some hundred pieces, recognised by its letter.
@@ -74,14 +74,15 @@ QByteArray LargeFile(char letter)
 mode_t Mode()
 {
     struct stat info = {};
-    return stat(qPrintable(DataPath(kFile)), &info) == 0 ? info.st_mode & 07777 : 0;
+    return stat(qPrintable(DataPath(savedFile)), &info) == 0 ? info.st_mode & 07777 : 0;
 }
 
 // Gives the user nobody the data folder with the mode `folder`, and the file with the
 // mode `file`.
 void LetNobody(mode_t folder, mode_t file)
 {
-    if (chmod(qPrintable(DataFolder()), folder) != 0 || chmod(qPrintable(DataPath(kFile)), file))
+    if (chmod(qPrintable(DataFolder()), folder) != 0
+        || chmod(qPrintable(DataPath(savedFile)), file))
         qFatal("cannot change permissions");
 }
 
@@ -137,18 +138,18 @@ private slots:
         const QDomElement body = Body(document, content);
         CXMLNode tree(nullptr);
         QVERIFY(ReadFirstElement(body, tree));
-        QVERIFY(SaveTree(tree, kName));
-        const QByteArray whole = ReadDataFile(kFile);
+        QVERIFY(SaveTree(tree, treeName));
+        const QByteArray whole = ReadDataFile(savedFile);
         QVERIFY(whole.endsWith("</a>\n"));
-        QVERIFY(QFile::remove(DataPath(kFile)));
-        SaveFirstElement(body, kName);
-        QCOMPARE(ReadDataFile(kFile), whole);
+        QVERIFY(QFile::remove(DataPath(savedFile)));
+        SaveFirstElement(body, treeName);
+        QCOMPARE(ReadDataFile(savedFile), whole);
     }
 
     void firstElementIsWrittenWithoutIndentation()
     {
         Save("<all one=\"1\"><b>x y</b><a/><b><c>&lt;z&gt;</c></b></all><other/>");
-        QCOMPARE(ReadDataFile(kFile),
+        QCOMPARE(ReadDataFile(savedFile),
                  QByteArray("<all one=\"1\"><a></a>\n<b>x%20y</b>\n<b><c>%3Cz%3E</c>\n</b>\n"
                             "</all>\n"));
     }
@@ -159,7 +160,7 @@ private slots:
             const QByteArray name(root);
             Save('<' + name + "><a>1 2</a></" + name + '>');
             CXMLNode tree(nullptr);
-            QVERIFY(ReadSavedTree(kName, tree));
+            QVERIFY(ReadSavedTree(treeName, tree));
             QCOMPARE(tree.Name(), name.toStdString());
             QCOMPARE(tree.ChildValue("a", "?"), std::string("1 2"));
         }
@@ -168,31 +169,31 @@ private slots:
     void whatIsNoElementIsPassedOver()
     {
         Save("text<!-- note --><?pi x?><![CDATA[<no/>]]><all>a</all>");
-        QCOMPARE(ReadDataFile(kFile), QByteArray("<all>a</all>\n"));
+        QCOMPARE(ReadDataFile(savedFile), QByteArray("<all>a</all>\n"));
     }
 
     void bodyWithoutAnElementLeavesTheFile()
     {
-        WriteDataFile(kFile, "old");
+        WriteDataFile(savedFile, "old");
         for (const char* content : { "", "text", "<!-- note -->", "<![CDATA[x]]>" }) {
             Save(content);
-            QCOMPARE(ReadDataFile(kFile), QByteArray("old"));
+            QCOMPARE(ReadDataFile(savedFile), QByteArray("old"));
         }
-        QCOMPARE(DataFiles(), QStringList(kFile));
+        QCOMPARE(DataFiles(), QStringList(savedFile));
     }
 
     void shorterTextLeavesNothingOfALongerOne()
     {
         Save(Large('a'));
-        QCOMPARE(ReadDataFile(kFile), LargeFile('a'));
+        QCOMPARE(ReadDataFile(savedFile), LargeFile('a'));
         Save("<all/>");
-        QCOMPARE(ReadDataFile(kFile), QByteArray("<all></all>\n"));
+        QCOMPARE(ReadDataFile(savedFile), QByteArray("<all></all>\n"));
     }
 
     void fileCutAtAnyByteIsNotTakenForWhole()
     {
         Save("<all a=\"1\"><item>x</item><item><b/></item></all>");
-        const QByteArray text = ReadDataFile(kFile);
+        const QByteArray text = ReadDataFile(savedFile);
         // All but the last line end.
         for (int size = 0; size < text.size() - 1; ++size) {
             QDomDocument document;
@@ -237,12 +238,12 @@ private slots:
 
     void fileThatIsThereKeepsItsPermissions()
     {
-        WriteDataFile(kFile, "old");
+        WriteDataFile(savedFile, "old");
         for (const mode_t mode : { 0600, 0666, 0644 }) {
-            QCOMPARE(chmod(qPrintable(DataPath(kFile)), mode), 0);
+            QCOMPARE(chmod(qPrintable(DataPath(savedFile)), mode), 0);
             Save("<all/>");
             QCOMPARE(Mode(), mode);
-            QCOMPARE(ReadDataFile(kFile), QByteArray("<all></all>\n"));
+            QCOMPARE(ReadDataFile(savedFile), QByteArray("<all></all>\n"));
         }
     }
 
@@ -251,11 +252,11 @@ private slots:
         // Only root can give files to others.
         const uid_t owner = geteuid() == 0 ? 1234 : geteuid();
         const gid_t group = geteuid() == 0 ? 2345 : getegid();
-        WriteDataFile(kFile, "old");
-        QCOMPARE(chown(qPrintable(DataPath(kFile)), owner, group), 0);
+        WriteDataFile(savedFile, "old");
+        QCOMPARE(chown(qPrintable(DataPath(savedFile)), owner, group), 0);
         Save("<all/>");
         struct stat info = {};
-        QCOMPARE(stat(qPrintable(DataPath(kFile)), &info), 0);
+        QCOMPARE(stat(qPrintable(DataPath(savedFile)), &info), 0);
         QCOMPARE(info.st_uid, owner);
         QCOMPARE(info.st_gid, group);
     }
@@ -263,9 +264,9 @@ private slots:
     void linkLeadsToTheFileThatIsWritten()
     {
         WriteDataFile(QStringLiteral(".other"), "old");
-        QVERIFY(QFile::link(DataPath(QStringLiteral(".other")), DataPath(kFile)));
+        QVERIFY(QFile::link(DataPath(QStringLiteral(".other")), DataPath(savedFile)));
         Save("<all/>");
-        QVERIFY(QFileInfo(DataPath(kFile)).isSymLink());
+        QVERIFY(QFileInfo(DataPath(savedFile)).isSymLink());
         QCOMPARE(ReadDataFile(QStringLiteral(".other")), QByteArray("<all></all>\n"));
     }
 
@@ -273,26 +274,26 @@ private slots:
 
     void writableFileInAnUnwritableFolderIsRewritten()
     {
-        WriteDataFile(kFile, Large('o'));
+        WriteDataFile(savedFile, Large('o'));
         LetNobody(0555, 0666);
         {
             const PlainUser user;
             Save("<all/>");
         }
-        QCOMPARE(ReadDataFile(kFile), QByteArray("<all></all>\n"));
+        QCOMPARE(ReadDataFile(savedFile), QByteArray("<all></all>\n"));
         QCOMPARE(Mode(), mode_t(0666));
     }
 
     void unwritableFileIsLeft()
     {
-        WriteDataFile(kFile, "old");
+        WriteDataFile(savedFile, "old");
         LetNobody(0777, 0444);
         {
             const PlainUser user;
             Save("<all/>");
         }
-        QCOMPARE(ReadDataFile(kFile), QByteArray("old"));
-        QCOMPARE(DataFiles(), QStringList(kFile));
+        QCOMPARE(ReadDataFile(savedFile), QByteArray("old"));
+        QCOMPARE(DataFiles(), QStringList(savedFile));
     }
 
     void nothingIsMadeInAnUnwritableFolder()
@@ -307,12 +308,12 @@ private slots:
 
     void folderInItsPlaceIsLeft()
     {
-        QVERIFY(QDir().mkdir(DataPath(kFile)));
+        QVERIFY(QDir().mkdir(DataPath(savedFile)));
         CXMLNode tree(nullptr);
         tree.Name("all");
-        QVERIFY(!SaveTree(tree, kName));
+        QVERIFY(!SaveTree(tree, treeName));
         QCOMPARE(DataFiles(), QStringList());
-        QVERIFY(QDir().rmdir(DataPath(kFile)));
+        QVERIFY(QDir().rmdir(DataPath(savedFile)));
     }
 
     void missingFolderIsNotMade()
@@ -335,7 +336,7 @@ private slots:
     void fullDiskLeavesTheOldFile()
     {
         QFETCH(int, room);
-        WriteDataFile(kFile, "old");
+        WriteDataFile(savedFile, "old");
         QDomDocument document;
         const QDomElement body = Body(document, Large('n'));
         CXMLNode tree(nullptr);
@@ -343,23 +344,23 @@ private slots:
         bool saved = false;
         {
             const FullDisk full{ rlim_t(room) };
-            saved = SaveTree(tree, kName);
+            saved = SaveTree(tree, treeName);
         }
         QVERIFY(!saved);
-        QCOMPARE(ReadDataFile(kFile), QByteArray("old"));
-        QCOMPARE(DataFiles(), QStringList(kFile));
+        QCOMPARE(ReadDataFile(savedFile), QByteArray("old"));
+        QCOMPARE(DataFiles(), QStringList(savedFile));
     }
 
     void errorOfTheDiskThatIsReportedOnceLeavesTheOldFile()
     {
         Save("<old/>");
-        const QByteArray old = ReadDataFile(kFile);
+        const QByteArray old = ReadDataFile(savedFile);
         nextSyncFails = true;
         Save(Large('b', 20000));
         QVERIFY(!nextSyncFails);
-        QCOMPARE(ReadDataFile(kFile), old);
+        QCOMPARE(ReadDataFile(savedFile), old);
         Save(Large('b', 20000));
-        QVERIFY(ReadDataFile(kFile).size() > 1024 * 1024);
+        QVERIFY(ReadDataFile(savedFile).size() > 1024 * 1024);
     }
 
     void roomForExactlyTheFileIsEnough()
@@ -370,9 +371,9 @@ private slots:
         QVERIFY(ReadFirstElement(body, tree));
         {
             const FullDisk full{ rlim_t(LargeFile('n').size()) };
-            QVERIFY(SaveTree(tree, kName));
+            QVERIFY(SaveTree(tree, treeName));
         }
-        QCOMPARE(ReadDataFile(kFile), LargeFile('n'));
+        QCOMPARE(ReadDataFile(savedFile), LargeFile('n'));
     }
 
     // -- what comes in between
@@ -394,12 +395,12 @@ private slots:
             QTest::qSleep(int(random.bounded(1, 30)));
             QCOMPARE(kill(child, SIGKILL), 0);
             QCOMPARE(waitpid(child, nullptr, 0), child);
-            const QByteArray found = ReadDataFile(kFile);
+            const QByteArray found = ReadDataFile(savedFile);
             QVERIFY2(found == texts[0] || found == texts[1], found.left(100).constData());
         }
         // Leftovers do not disturb the next save.
         Save(Large('c'));
-        QCOMPARE(ReadDataFile(kFile), LargeFile('c'));
+        QCOMPARE(ReadDataFile(savedFile), LargeFile('c'));
     }
 
     void twoSaversAtOnceLeaveTheOneOrTheOther()
@@ -417,7 +418,7 @@ private slots:
             children.push_back(child);
         }
         for (int i = 0; i < 100; ++i) {
-            const QByteArray found = ReadDataFile(kFile);
+            const QByteArray found = ReadDataFile(savedFile);
             QVERIFY(found == texts[0] || found == texts[1]);
         }
         for (const pid_t child : children) {
@@ -425,9 +426,9 @@ private slots:
             QCOMPARE(waitpid(child, &status, 0), child);
             QCOMPARE(status, 0);
         }
-        const QByteArray found = ReadDataFile(kFile);
+        const QByteArray found = ReadDataFile(savedFile);
         QVERIFY(found == texts[0] || found == texts[1]);
-        QCOMPARE(DataFiles(), QStringList(kFile));
+        QCOMPARE(DataFiles(), QStringList(savedFile));
     }
 };
 

@@ -25,9 +25,9 @@ private slots:
             const std::unique_ptr<CAPIUpdateCatalog> request(
                 new CAPIUpdateCatalog(true, true, OnFiles(unsyncedFiles)));
             QDomElement element = document.documentElement();
-            Memory::FailFrom(k, forGood);
+            Memory::failFrom(k, forGood);
             const bool made = request->ProcessVantrelCatalogRequest(element);
-            const bool hasFailed = Memory::Heal();
+            const bool hasFailed = Memory::heal();
             QCOMPARE(OpenDescriptors(), descriptors);
             if (!hasFailed)
                 break;

@@ -25,7 +25,7 @@ using Agent::CheckCatalog;
 using Agent::DbFindings;
 using Agent::IndexLayer;
 
-inline const QStringList kFiles{
+inline const QStringList databaseFiles{
     QStringLiteral(".VACatalog.fil"),     QStringLiteral(".VACatalog.k1"),
     QStringLiteral(".VACatalog.k2"),      QStringLiteral(".VACatalog.k3"),
     QStringLiteral(".VACatalog.k4"),      QStringLiteral(".VACatalogNotes.fil"),
@@ -43,7 +43,7 @@ inline QStringList Generations()
 
 inline void RemoveDatabase()
 {
-    for (const QString& name : kFiles)
+    for (const QString& name : databaseFiles)
         QFile::remove(DataPath(name));
     QFile::remove(DataPath(QStringLiteral(".VACatalog.current")));
     QFile::remove(DataPath(QStringLiteral(".VACatalog.lock")));
@@ -54,7 +54,7 @@ inline void RemoveDatabase()
 // Turns the database into plain files, as older versions made it.
 inline void MakePlain()
 {
-    for (const QString& name : kFiles) {
+    for (const QString& name : databaseFiles) {
         const QString path = DataPath(name), copy = path + QStringLiteral(".copy");
         if (!QFile::copy(path, copy) || !QFile::remove(path) || !QFile::rename(copy, path))
             qFatal("cannot make a plain file of %s", qPrintable(name));
@@ -169,7 +169,7 @@ inline QByteArray VersionOfWhole(int count = 40)
 inline QList<QByteArray> Contents()
 {
     QList<QByteArray> contents;
-    for (const QString& name : kFiles)
+    for (const QString& name : databaseFiles)
         contents << ReadDataFile(name);
     return contents;
 }

@@ -50,14 +50,14 @@ class ChangeFilter
 {
 public:
     // Child processes inherit the filter.
-    static bool Begin()
+    static bool begin()
     {
-        std::vector<sock_filter> program = Program();
+        std::vector<sock_filter> program = ChangeFilter::program();
         const sock_fprog filter{ static_cast<unsigned short>(program.size()), program.data() };
         return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0
             && syscall(SYS_seccomp, SECCOMP_SET_MODE_FILTER, 0, &filter) == 0;
     }
-    static bool IsWrite(long call)
+    static bool isWrite(long call)
     {
         return std::find(std::begin(writes), std::end(writes), call) != std::end(writes);
     }
@@ -78,44 +78,44 @@ private:
 #endif
     };
 
-    static std::vector<sock_filter> Program()
+    static std::vector<sock_filter> program()
     {
-        std::vector<sock_filter> program{ Load(offsetof(seccomp_data, nr)) };
+        std::vector<sock_filter> program{ load(offsetof(seccomp_data, nr)) };
         for (const long call : writes)
-            AddCall(program, call);
+            addCall(program, call);
         for (const long call : others)
-            AddCall(program, call);
+            addCall(program, call);
 #ifdef SYS_open
-        AddOpening(program, SYS_open, 1);
+        addOpening(program, SYS_open, 1);
 #endif
-        AddOpening(program, SYS_openat, 2);
-        program.push_back(Return(SECCOMP_RET_ALLOW));
+        addOpening(program, SYS_openat, 2);
+        program.push_back(give(SECCOMP_RET_ALLOW));
         return program;
     }
-    static void AddCall(std::vector<sock_filter>& program, long call)
+    static void addCall(std::vector<sock_filter>& program, long call)
     {
-        program.push_back(Jump(BPF_JEQ, unsigned(call), 1));
-        program.push_back(Return(SECCOMP_RET_TRACE));
+        program.push_back(jump(BPF_JEQ, unsigned(call), 1));
+        program.push_back(give(SECCOMP_RET_TRACE));
     }
     // Adds calls that open a file and may create or truncate it.
-    static void AddOpening(std::vector<sock_filter>& program, long call, unsigned flags)
+    static void addOpening(std::vector<sock_filter>& program, long call, unsigned flags)
     {
-        program.push_back(Jump(BPF_JEQ, unsigned(call), 4));
-        program.push_back(Load(offsetof(seccomp_data, args) + 8 * flags));
-        program.push_back(Jump(BPF_JSET, O_CREAT | O_TRUNC, 1));
-        program.push_back(Return(SECCOMP_RET_TRACE));
-        program.push_back(Return(SECCOMP_RET_ALLOW));
+        program.push_back(jump(BPF_JEQ, unsigned(call), 4));
+        program.push_back(load(offsetof(seccomp_data, args) + 8 * flags));
+        program.push_back(jump(BPF_JSET, O_CREAT | O_TRUNC, 1));
+        program.push_back(give(SECCOMP_RET_TRACE));
+        program.push_back(give(SECCOMP_RET_ALLOW));
     }
-    static sock_filter Load(std::size_t offset)
+    static sock_filter load(std::size_t offset)
     {
         return { BPF_LD | BPF_W | BPF_ABS, 0, 0, unsigned(offset) };
     }
-    static sock_filter Return(unsigned action)
+    static sock_filter give(unsigned action)
     {
         return { BPF_RET | BPF_K, 0, 0, action };
     }
     // Skips some instructions unless the last loaded value matches.
-    static sock_filter Jump(unsigned test, unsigned value, std::uint8_t over)
+    static sock_filter jump(unsigned test, unsigned value, std::uint8_t over)
     {
         return { static_cast<unsigned short>(BPF_JMP | test | BPF_K), 0, over, value };
     }
@@ -128,14 +128,14 @@ public:
     ChangeTracer(int k, Killed killed) : m_k(k), m_killed(killed), m_run() { }
 
     // Starts the program and follows it to its end.
-    CutRun Run(char* const* words, const char* output)
+    CutRun run(char* const* words, const char* output)
     {
         int go[2];
         if (pipe(go) != 0)
             return m_run;
         m_program = fork();
         if (m_program == 0)
-            Become(words, output, go);
+            become(words, output, go);
         close(go[0]);
         constexpr long options = PTRACE_O_EXITKILL | PTRACE_O_TRACEFORK | PTRACE_O_TRACEVFORK
             | PTRACE_O_TRACECLONE | PTRACE_O_TRACEEXEC | PTRACE_O_TRACESECCOMP;
@@ -143,7 +143,7 @@ public:
         if (!m_run.traced || write(go[1], "", 1) != 1)
             kill(m_program, SIGKILL);
         close(go[1]);
-        Follow();
+        follow();
         m_run.traced = m_run.traced && (m_run.status != noFilter || m_run.changes > 0);
         return m_run;
     }
@@ -151,7 +151,7 @@ public:
 private:
     static constexpr int noFilter = 99; // a status
 
-    [[noreturn]] static void Become(char* const* words, const char* output, const int* go)
+    [[noreturn]] static void become(char* const* words, const char* output, const int* go)
     {
         char byte;
         close(go[1]);
@@ -159,14 +159,14 @@ private:
         const int none = open("/dev/null", O_RDONLY | O_CLOEXEC);
         const bool ready = read(go[0], &byte, 1) == 1 && dup2(none, 0) == 0 && dup2(out, 1) == 1
             && dup2(out, 2) == 2 && close(go[0]) == 0;
-        if (ready && !ChangeFilter::Begin())
+        if (ready && !ChangeFilter::begin())
             _exit(noFilter);
         if (ready)
             execv(words[0], words);
         _exit(127);
     }
 
-    void Follow()
+    void follow()
     {
         struct sigaction action = {}; // interrupts a waiting call
         action.sa_handler = [](int) {};
@@ -177,36 +177,36 @@ private:
             int status = 0;
             const pid_t task = waitpid(-1, &status, __WALL);
             if (task > 0)
-                Came(task, status);
+                came(task, status);
             else if (errno != EINTR)
                 return;
             else
-                GiveUp();
+                giveUp();
         }
     }
-    void GiveUp()
+    void giveUp()
     {
         m_run.hung = true;
         for (const pid_t task : m_tasks)
             kill(task, SIGKILL);
     }
-    void Came(pid_t task, int status)
+    void came(pid_t task, int status)
     {
         if (WIFSTOPPED(status)) {
             m_tasks.insert(task);
-            Stopped(task, status);
+            stopped(task, status);
             return;
         }
         m_tasks.erase(task);
         if (task == m_program)
-            Ended(status);
+            ended(status);
     }
-    void Ended(int status) { m_run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1; }
-    void Stopped(pid_t task, int status)
+    void ended(int status) { m_run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1; }
+    void stopped(pid_t task, int status)
     {
         const int event = status >> 16;
-        if (event == PTRACE_EVENT_SECCOMP && IsChange(task) && m_run.changes++ == m_k)
-            Cut(task);
+        if (event == PTRACE_EVENT_SECCOMP && isChange(task) && m_run.changes++ == m_k)
+            cut(task);
         if (m_run.cut && m_killed == Killed::All)
             kill(task, SIGKILL); // also one that has just appeared
         const int signal = WSTOPSIG(status);
@@ -214,14 +214,14 @@ private:
         ptrace(waits ? PTRACE_LISTEN : PTRACE_CONT, task, nullptr, event == 0 ? signal : 0);
     }
     // Killed processes make no further call. The others run to their end.
-    void Cut(pid_t changing)
+    void cut(pid_t changing)
     {
         m_run.cut = true;
         for (const pid_t task : m_tasks)
             if (m_killed == Killed::All || task == changing)
                 kill(task, m_killed == Killed::OneAsked ? SIGTERM : SIGKILL);
     }
-    bool IsChange(pid_t task)
+    bool isChange(pid_t task)
     {
         __ptrace_syscall_info info;
         if (ptrace(PTRACE_GET_SYSCALL_INFO, task, sizeof info, &info) <= 0
@@ -231,14 +231,14 @@ private:
         const std::string file = "/proc/" + std::to_string(task) + "/fd/"
             + std::to_string(int(info.seccomp.args[call == SYS_copy_file_range ? 2 : 0]));
         struct stat status;
-        const bool isWrite = ChangeFilter::IsWrite(call);
+        const bool isWrite = ChangeFilter::isWrite(call);
         if (isWrite && (stat(file.c_str(), &status) != 0 || !S_ISREG(status.st_mode)))
             return false;
         if (!m_run.cut)
-            Describe(task, call, isWrite ? file : std::string());
+            describe(task, call, isWrite ? file : std::string());
         return true;
     }
-    void Describe(pid_t task, long call, const std::string& file)
+    void describe(pid_t task, long call, const std::string& file)
     {
         char name[32] = {}, path[160] = {};
         const std::string command = "/proc/" + std::to_string(task) + "/comm";
@@ -275,7 +275,7 @@ inline CutRun RunCutAt(int k, Killed killed, const QStringList& words, const QSt
         qFatal("no pipe");
     const pid_t tracer = fork();
     if (tracer == 0) {
-        const CutRun run = ChangeTracer(k, killed).Run(arguments.data(), file.c_str());
+        const CutRun run = ChangeTracer(k, killed).run(arguments.data(), file.c_str());
         _exit(write(ends[1], &run, sizeof run) == sizeof run ? 0 : 1);
     }
     close(ends[1]);

@@ -46,10 +46,10 @@ public:
 class NoMoreFiles : private LowLimit
 {
 public:
-    NoMoreFiles() : LowLimit(RLIMIT_NOFILE, NextFree()) { }
+    NoMoreFiles() : LowLimit(RLIMIT_NOFILE, nextFree()) { }
 
 private:
-    static rlim_t NextFree()
+    static rlim_t nextFree()
     {
         const int fd = dup(0);
         close(fd);

@@ -85,13 +85,13 @@ class BoxCloser
 public:
     BoxCloser()
     {
-        QObject::connect(&m_timer, &QTimer::timeout, &m_timer, [this] { Look(); });
+        QObject::connect(&m_timer, &QTimer::timeout, &m_timer, [this] { look(); });
         m_timer.start(5);
     }
     QStringList texts;
 
 private:
-    void Look()
+    void look()
     {
         auto* box = qobject_cast<QDialog*>(QApplication::activeModalWidget());
         if (!box)

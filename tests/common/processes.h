@@ -14,7 +14,7 @@
 
 // The fields after the name in a process's stat file: state, parent, group, session.
 // Empty if it has ended.
-inline QByteArrayList processFields(const QString& pid)
+inline QByteArrayList ProcessFields(const QString& pid)
 {
     QFile stat(QStringLiteral("/proc/") + pid + QStringLiteral("/stat"));
     if (!stat.open(QIODevice::ReadOnly))
@@ -24,17 +24,17 @@ inline QByteArrayList processFields(const QString& pid)
     return fields.value(0) == "Z" || fields.size() < 4 ? QByteArrayList() : fields;
 }
 
-inline bool isRunning(int pid)
+inline bool IsRunning(int pid)
 {
-    return !processFields(QString::number(pid)).isEmpty();
+    return !ProcessFields(QString::number(pid)).isEmpty();
 }
 
-inline QStringList processesOfSession(int session)
+inline QStringList ProcessesOfSession(int session)
 {
     QStringList found;
     const QStringList all = QDir(QStringLiteral("/proc")).entryList({ QStringLiteral("[0-9]*") });
     for (const QString& pid : all) {
-        if (processFields(pid).value(3).toInt() == session)
+        if (ProcessFields(pid).value(3).toInt() == session)
             found << pid;
     }
     return found;

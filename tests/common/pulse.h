@@ -15,7 +15,7 @@ class Pulse
 public:
     Pulse()
     {
-        QObject::connect(&m_timer, &QTimer::timeout, &m_timer, [this] { Beat(); });
+        QObject::connect(&m_timer, &QTimer::timeout, &m_timer, [this] { beat(); });
         m_timer.setTimerType(Qt::PreciseTimer);
         m_timer.start(10);
         m_since.start();
@@ -25,7 +25,7 @@ public:
     qint64 longestGap() const { return std::max(m_longest, m_since.elapsed()); }
 
 private:
-    void Beat()
+    void beat()
     {
         m_longest = std::max(m_longest, m_since.restart());
         ++m_beats;

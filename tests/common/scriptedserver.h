@@ -24,7 +24,7 @@ public:
             qFatal("cannot listen on loopback");
         connect(this, &QTcpServer::newConnection, this, [this] {
             while (QTcpSocket* socket = nextPendingConnection())
-                Serve(socket);
+                serve(socket);
         });
     }
 
@@ -56,7 +56,7 @@ public:
     QByteArray lastRequest; // with its headers
 
 private:
-    void Serve(QTcpSocket* socket)
+    void serve(QTcpSocket* socket)
     {
         connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
         connect(socket, &QTcpSocket::readyRead, this, [this, socket] {

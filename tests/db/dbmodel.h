@@ -34,34 +34,34 @@ public:
     ModelIndex(int keyLength, bool duplicates)
         : m_keyLength(keyLength), m_duplicates(duplicates) { }
 
-    bool Add(const std::string& key, int record)
+    bool add(const std::string& key, int record)
     {
         const std::string cut = key.substr(0, std::size_t(m_keyLength));
-        return m_items.emplace(Place(cut, record), Entry{ cut, record }).second;
+        return m_items.emplace(place(cut, record), Entry{ cut, record }).second;
     }
     // If keys are unique, the record does not matter.
-    bool Delete(const std::string& key, int record)
+    bool erase(const std::string& key, int record)
     {
-        return m_items.erase(Place(key.substr(0, std::size_t(m_keyLength)), record)) > 0;
+        return m_items.erase(place(key.substr(0, std::size_t(m_keyLength)), record)) > 0;
     }
-    bool Has(const std::string& key, int record) const
+    bool has(const std::string& key, int record) const
     {
-        return m_items.count(Place(key, record)) > 0;
+        return m_items.count(place(key, record)) > 0;
     }
     // The record of the first item not below a key, or 0.
-    int Search(const std::string& key) const
+    int search(const std::string& key) const
     {
-        const auto at = m_items.lower_bound(Place(key, 0));
+        const auto at = m_items.lower_bound(place(key, 0));
         return at == m_items.end() ? 0 : at->second.record;
     }
-    Items All() const
+    Items all() const
     {
         Items items;
         for (const auto& item : m_items)
             items.emplace_back(item.second.key, item.second.record);
         return items;
     }
-    Items InFile(const std::string& path) const { return ItemsOf(path, m_keyLength, m_duplicates); }
+    Items inFile(const std::string& path) const { return ItemsOf(path, m_keyLength, m_duplicates); }
 
 private:
     using PlaceInOrder = std::pair<std::string, int>;
@@ -70,7 +70,7 @@ private:
         int record;
     };
 
-    PlaceInOrder Place(const std::string& key, int record) const
+    PlaceInOrder place(const std::string& key, int record) const
     {
         return { Folded(key), m_duplicates ? record : 0 };
     }

@@ -30,13 +30,13 @@ class Golden
 {
 public:
     explicit Golden(int length) : m_bytes(length, '\0') { }
-    Golden& At(int offset, const char* hex)
+    Golden& at(int offset, const char* hex)
     {
         const QByteArray bytes = QByteArray::fromHex(hex);
         m_bytes.replace(offset, bytes.size(), bytes);
         return *this;
     }
-    QByteArray Bytes() const { return m_bytes; }
+    QByteArray bytes() const { return m_bytes; }
 
 private:
     QByteArray m_bytes;
@@ -97,10 +97,10 @@ public:
         for (const std::string& path : m_paths)
             m_bytes.push_back(ReadWhole(path));
     }
-    ~Damage() { Restore(); }
+    ~Damage() { restore(); }
 
     // Restores the original files.
-    void Restore()
+    void restore()
     {
         for (std::size_t i = 0; i < m_paths.size(); ++i) {
             QDir().rmdir(QString::fromStdString(m_paths[i]));
@@ -110,18 +110,18 @@ public:
     }
 
     // Replaces each file in turn by something that cannot be opened as such a file.
-    void ForEachUnusable(const std::function<void()>& check)
+    void forEachUnusable(const std::function<void()>& check)
     {
         const PlainUserOwns owner(m_paths);
-        ForEach(check, [](const std::string& path, const QByteArray&) { WriteWhole(path, ""); });
-        ForEach(check, [](const std::string& path, const QByteArray&) {
+        forEach(check, [](const std::string& path, const QByteArray&) { WriteWhole(path, ""); });
+        forEach(check, [](const std::string& path, const QByteArray&) {
             unlink(path.c_str());
             QDir().mkdir(QString::fromStdString(path));
         });
-        ForEach(check, [](const std::string& path, const QByteArray& bytes) {
+        forEach(check, [](const std::string& path, const QByteArray& bytes) {
             WriteWhole(path, bytes.left(30));
         });
-        ForEach(
+        forEach(
             [&check] {
                 const PlainUser nobody;
                 check();
@@ -130,38 +130,38 @@ public:
     }
 
     // Each file in turn is cut off, and gets other bytes; then several files at a time.
-    void ForEachDamaged(Random& random, const std::function<void()>& check)
+    void forEachDamaged(Random& random, const std::function<void()>& check)
     {
         for (int part = 1; part < 4; ++part)
-            ForEach(check, [part](const std::string& path, const QByteArray& bytes) {
+            forEach(check, [part](const std::string& path, const QByteArray& bytes) {
                 WriteWhole(path, bytes.left(bytes.size() * part / 4));
             });
         for (int round = 0; round < 12; ++round)
-            ForEach(check, [&random](const std::string& path, const QByteArray& bytes) {
+            forEach(check, [&random](const std::string& path, const QByteArray& bytes) {
                 QByteArray damaged = bytes;
                 for (int i = 0; i < 40; ++i)
-                    damaged[int(random.Below(damaged.size()))] = char(random.Below(256));
+                    damaged[int(random.below(damaged.size()))] = char(random.below(256));
                 WriteWhole(path, damaged);
             });
-        ForEachMixed(random, check);
+        forEachMixed(random, check);
     }
 
     // Mixes up records and pages in one file or in several.
-    void ForEachMixed(Random& random, const std::function<void()>& check)
+    void forEachMixed(Random& random, const std::function<void()>& check)
     {
         for (int round = 0; round < 20 && !QTest::currentTestFailed(); ++round) {
             const bool several = round % 4 != 0;
-            const std::size_t first = random.Below(m_paths.size());
+            const std::size_t first = random.below(m_paths.size());
             for (std::size_t i = 0; i < m_paths.size(); ++i) {
-                if (i != first && (!several || random.Below(2) == 0))
+                if (i != first && (!several || random.below(2) == 0))
                     continue;
                 QByteArray bytes = m_bytes[i];
-                for (int times = 1 + int(random.Below(4)); times > 0; --times)
+                for (int times = 1 + int(random.below(4)); times > 0; --times)
                     MixUnits(bytes, UnitLength(m_paths[i]), random);
                 WriteWhole(m_paths[i], bytes);
             }
             check();
-            Restore();
+            restore();
         }
     }
 
@@ -176,12 +176,12 @@ private:
         }
     };
 
-    template <typename Change> void ForEach(const std::function<void()>& check, Change change)
+    template <typename Change> void forEach(const std::function<void()>& check, Change change)
     {
         for (std::size_t i = 0; i < m_paths.size() && !QTest::currentTestFailed(); ++i) {
             change(m_paths[i], m_bytes[i]);
             check();
-            Restore();
+            restore();
         }
     }
 

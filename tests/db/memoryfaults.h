@@ -27,9 +27,9 @@ inline void FailEachAllocation(const FaultyWork& work)
 {
     QFETCH(bool, forGood);
     const int faults = HitEach(work, [&](int k) {
-        Memory::FailFrom(k, forGood);
+        Memory::failFrom(k, forGood);
         work.run(MachineFiles());
-        return Memory::Heal();
+        return Memory::heal();
     });
     QVERIFY(faults >= 10);
 }

@@ -36,24 +36,24 @@ inline int UnitLength(const std::string& path)
 inline void MixUnits(QByteArray& bytes, int length, Random& random)
 {
     const int count = std::max(1, int(bytes.size()) / length);
-    const auto some = [&] { return int(random.Below(std::uint64_t(count))); };
+    const auto some = [&] { return int(random.below(std::uint64_t(count))); };
     const auto put = [&bytes](int at, int word) {
         if (at + 4 <= bytes.size())
             Agent::PutInt32(reinterpret_cast<std::uint8_t*>(bytes.data()) + at, word);
     };
     const int to = some() * length, keyLength = (length - 8) / Agent::pageItems - 9;
-    const int item = int(random.Below(Agent::pageItems));
-    switch (random.Below(4)) {
+    const int item = int(random.below(Agent::pageItems));
+    switch (random.below(4)) {
     case 0:
         bytes.replace(to, length, QByteArray(bytes).mid(some() * length, length));
         break;
     case 1:
-        put(to + 4, random.Below(2) ? to / length : some());
+        put(to + 4, random.below(2) ? to / length : some());
         break;
     case 2:
-        put(to + 8 + item * (keyLength + 9) + 4, random.Below(2) ? to / length : some());
+        put(to + 8 + item * (keyLength + 9) + 4, random.below(2) ? to / length : some());
         break;
     default:
-        put(random.Below(2) ? 0 : to, some());
+        put(random.below(2) ? 0 : to, some());
     }
 }

@@ -10,6 +10,7 @@
 #include "db/dbshared.h"
 #include "store/cnote.h"
 #include "tests/db/dbmodel.h"
+#include "tests/store/storefixture.h"
 
 #include <QTemporaryDir>
 #include <QtTest>
@@ -26,7 +27,7 @@ struct Product {
     QString description;
 
     // Not yet cut to its width in the index; all are short here.
-    std::string Key(int which) const
+    std::string key(int which) const
     {
         switch (which) {
         case 0:
@@ -66,30 +67,30 @@ public:
     {
         m_notes.AvoidOverlaps();
         QVERIFY(m_catalog.Create());
-        QVERIFY(m_notes.Create(NotesPath().c_str()));
+        QVERIFY(m_notes.Create(notesPath().c_str()));
     }
 
     // Stores a new product. False if it was refused because another has its key.
-    bool Add(const Product& product, const QByteArrayList& dependencies)
+    bool add(const Product& product, const QByteArrayList& dependencies)
     {
         m_catalog.AddNew();
-        Set(product);
+        set(product);
         for (const QByteArray& name : dependencies)
             m_catalog.AddDependency(name);
         Stored stored;
         stored.product = product;
         const int number = int(m_products.size()) + 1;
-        SaveDescription(&stored, number);
+        saveDescription(&stored, number);
         bool done = true;
         for (int which = 0; which < 4; ++which)
-            stored.keys[which] = product.Key(which);
+            stored.keys[which] = product.key(which);
         for (int which = 0; done && which < 4; ++which)
-            done = m_indexes[which].Add(stored.keys[which], number);
+            done = m_indexes[which].add(stored.keys[which], number);
         m_products.push_back(stored);
         m_dependencies.emplace_back();
         const bool saved = m_catalog.SaveRecord();
         if (done)
-            Keep(number, dependencies);
+            keep(number, dependencies);
         if (saved != done || m_catalog.RecordNumber() != number)
             qFatal("a new product: stored %d, expected %d", saved, done);
         return saved;
@@ -97,47 +98,47 @@ public:
 
     // Loads a product, changes it and stores it. Its dependencies are those in its list,
     // including later products', or only its own.
-    void Change(int number, const Product& product, const QByteArrayList& more, bool ownOnly)
+    void change(int number, const Product& product, const QByteArrayList& more, bool ownOnly)
     {
-        Load(number);
-        QByteArrayList names = ownOnly ? OwnNames(number) : AllNames(number);
-        QCOMPARE(m_catalog.Dependencies(), AllNames(number));
+        load(number);
+        QByteArrayList names = ownOnly ? ownNames(number) : allNames(number);
+        QCOMPARE(m_catalog.Dependencies(), allNames(number));
         if (ownOnly)
             m_catalog.setDependencies(m_catalog.OwnDependencies());
         for (const QByteArray& name : more)
             m_catalog.AddDependency(name);
-        Set(product);
+        set(product);
         Stored& stored = m_products[std::size_t(number - 1)];
         stored.product = product;
-        SaveDescription(&stored, number);
+        saveDescription(&stored, number);
         QVERIFY(m_catalog.SaveRecord());
         for (int which = 0; which < 4; ++which) {
-            const std::string key = product.Key(which);
+            const std::string key = product.key(which);
             std::string& old = stored.keys[which];
             if (which == 0 ? key == old : Folded(key) == Folded(old))
                 continue;
-            m_indexes[which].Delete(old, number);
-            m_indexes[which].Add(key, number);
+            m_indexes[which].erase(old, number);
+            m_indexes[which].add(key, number);
             old = key;
         }
-        Keep(number, names + more);
+        keep(number, names + more);
     }
 
-    void FindSerial(int serial)
+    void findSerial(int serial)
     {
-        const int number = m_indexes[3].Search(Formatted("%020d", serial));
-        const bool found = number != 0 && At(number).product.serial == serial;
+        const int number = m_indexes[3].search(Formatted("%020d", serial));
+        const bool found = number != 0 && at(number).product.serial == serial;
         QCOMPARE(m_catalog.FindServerSerialNumber(serial), found);
         if (found)
-            Compare(number);
+            compare(number);
     }
 
     // Walks one category, or all.
-    void Walk(const char* category)
+    void walk(const char* category)
     {
         std::vector<int> expected;
-        for (const auto& [key, number] : m_indexes[0].All())
-            if (!category || Folded(At(number).product.category) == Folded(category))
+        for (const auto& [key, number] : m_indexes[0].all())
+            if (!category || Folded(at(number).product.category) == Folded(category))
                 expected.push_back(number);
         std::vector<int> walked;
         for (bool more = m_catalog.FindFirstForCategory(category); more;
@@ -147,24 +148,24 @@ public:
     }
 
     // Compares every product and every key, read from the files.
-    void CompareFiles()
+    void compareFiles()
     {
         m_catalog.Close();
         const std::string paths[]
             = { CCatalogFile::CATALOGIDXNAME1, CCatalogFile::CATALOGIDXNAME2,
                 CCatalogFile::CATALOGIDXNAME3, CCatalogFile::CATALOGIDXNAME4 };
         for (int which = 0; which < 4; ++which)
-            QCOMPARE(m_indexes[which].InFile(paths[which]), m_indexes[which].All());
+            QCOMPARE(m_indexes[which].inFile(paths[which]), m_indexes[which].all());
         QVERIFY(m_catalog.Open());
         m_owners.clear();
         m_knowsOwners = false;
-        for (int number = 1; number <= Count(); ++number)
-            Load(number);
+        for (int number = 1; number <= count(); ++number)
+            load(number);
     }
 
     // Checks that the files are sound, whatever products they contain. Both notes stores
     // got the same operations, so their files must be the same.
-    void CheckFiles()
+    void checkFiles()
     {
         m_catalog.Close();
         QCOMPARE(CheckDataFile(CCatalogFile::CATALOGDFNAME, 2012), Findings());
@@ -174,37 +175,37 @@ public:
         m_notes.Close();
         for (const char* suffix : { ".fil", ".k1" })
             QVERIFY(ReadWhole(CCatalogFile::CATALOGNOTES + suffix)
-                    == ReadWhole(NotesPath() + suffix));
-        QCOMPARE(CheckNotes(CCatalogFile::CATALOGNOTES), CheckNotes(NotesPath()));
+                    == ReadWhole(notesPath() + suffix));
+        QCOMPARE(CheckNotes(CCatalogFile::CATALOGNOTES), CheckNotes(notesPath()));
     }
 
-    const Stored& At(int number) const { return m_products[std::size_t(number - 1)]; }
-    int Count() const { return int(m_products.size()); }
-    void Close() { m_catalog.Close(); }
+    const Stored& at(int number) const { return m_products[std::size_t(number - 1)]; }
+    int count() const { return int(m_products.size()); }
+    void close() { m_catalog.Close(); }
 
 private:
-    void Load(int number)
+    void load(int number)
     {
         QVERIFY(m_catalog.GetRecord(number));
-        Compare(number);
-        QCOMPARE(m_catalog.OwnDependencies(), OwnNames(number));
+        compare(number);
+        QCOMPARE(m_catalog.OwnDependencies(), ownNames(number));
     }
 
-    void Compare(int number)
+    void compare(int number)
     {
-        const Stored& stored = At(number);
+        const Stored& stored = at(number);
         QCOMPARE(std::string(m_catalog.Category()), stored.product.category);
         QCOMPARE(std::string(m_catalog.Name()), stored.product.name);
         QCOMPARE(std::string(m_catalog.PackageName()), stored.product.package);
         QCOMPARE(m_catalog.ServerSerialNumber(), stored.product.serial);
         QCOMPARE(m_catalog.NoteOffset(), stored.note);
-        QCOMPARE(m_catalog.Description(), Note(stored.note));
+        QCOMPARE(m_catalog.Description(), note(stored.note));
         // No other product has removed it.
         if (!stored.product.description.isEmpty())
             QCOMPARE(m_catalog.Description(), stored.product.description);
     }
 
-    void Set(const Product& product)
+    void set(const Product& product)
     {
         m_catalog.setCategory(product.category.c_str());
         m_catalog.setName(product.name.c_str());
@@ -213,11 +214,11 @@ private:
         m_catalog.setDescription(product.description);
     }
 
-    void SaveDescription(Stored* stored, int number)
+    void saveDescription(Stored* stored, int number)
     {
         const QByteArray text = stored->product.description.toUtf8();
         if (stored->note != -1) {
-            FindOwners();
+            findOwners();
             if (m_owners[stored->note] == number) {
                 m_notes.DeleteNote(stored->note);
                 m_owners[stored->note] = 0;
@@ -236,7 +237,7 @@ private:
 
     // Called before the first deletion of a text since the catalog was opened: a place
     // that two products have, or where no text begins, has no owner.
-    void FindOwners()
+    void findOwners()
     {
         if (m_knowsOwners)
             return;
@@ -244,8 +245,8 @@ private:
         std::map<int, int> products;
         for (const Stored& stored : m_products)
             ++products[stored.note];
-        for (int number = 1; number <= Count(); ++number)
-            m_owners[At(number).note] = products[At(number).note] == 1 ? number : 0;
+        for (int number = 1; number <= count(); ++number)
+            m_owners[at(number).note] = products[at(number).note] == 1 ? number : 0;
         m_owners.erase(-1);
         const std::vector<std::int32_t> texts = m_notes.TextOffsets();
         for (auto& [place, owner] : m_owners)
@@ -253,7 +254,7 @@ private:
                 owner = 0;
     }
 
-    QString Note(int offset)
+    QString note(int offset)
     {
         char* const text = m_notes.ReadNote(offset);
         const QString read = QString::fromUtf8(text);
@@ -261,7 +262,7 @@ private:
         return read;
     }
 
-    void Keep(int number, const QByteArrayList& names)
+    void keep(int number, const QByteArrayList& names)
     {
         Names& kept = m_dependencies[std::size_t(number - 1)];
         kept.clear();
@@ -269,7 +270,7 @@ private:
             kept.insert(name.toStdString());
     }
 
-    QByteArrayList OwnNames(int number) const
+    QByteArrayList ownNames(int number) const
     {
         QByteArrayList names;
         for (const std::string& name : m_dependencies[std::size_t(number - 1)])
@@ -277,15 +278,15 @@ private:
         return names;
     }
 
-    QByteArrayList AllNames(int number) const
+    QByteArrayList allNames(int number) const
     {
-        QByteArrayList names = OwnNames(number);
-        for (int later = number + 1; !names.isEmpty() && later <= Count(); ++later)
-            names += OwnNames(later);
+        QByteArrayList names = ownNames(number);
+        for (int later = number + 1; !names.isEmpty() && later <= count(); ++later)
+            names += ownNames(later);
         return names;
     }
 
-    std::string NotesPath() const
+    std::string notesPath() const
     {
         return m_folder.filePath(QStringLiteral("notes")).toStdString();
     }
@@ -304,24 +305,17 @@ const char* const categories[] = { "Games", "games", "Office", "Graphics", "Soun
 
 QString RandomText(Random& random)
 {
-    const std::uint32_t most = random.Below(10u) == 0 ? 40000 : 200;
-    return QString(int(random.Below(most) + 1), QLatin1Char(char('a' + random.Below(26))));
+    const std::uint32_t most = random.below(10u) == 0 ? 40000 : 200;
+    return QString(int(random.below(most) + 1), QLatin1Char(char('a' + random.below(26))));
 }
 
 } // namespace
 
-class TestCatalogModel : public QObject
+class CatalogModelTest : public StoreTest
 {
     Q_OBJECT
 
 private slots:
-    void initTestCase()
-    {
-        QCOMPARE(InitIndex(), 0);
-        m_random = Random::Announced();
-    }
-    void cleanupTestCase() { UnInitIndex(); }
-
     // Uses it as a well-behaved host does: everything agrees at the end.
     void productsOfTheirOwn()
     {
@@ -329,8 +323,8 @@ private slots:
         int unique = 0;
         const auto product = [&](int serial) {
             Product p;
-            p.category = categories[m_random.Below(5)];
-            p.name = "Product " + std::to_string(m_random.Below(300));
+            p.category = categories[m_random.below(5)];
+            p.name = "Product " + std::to_string(m_random.below(300));
             p.package = "package" + std::to_string(++unique);
             p.serial = serial;
             p.description = RandomText(m_random);
@@ -338,28 +332,28 @@ private slots:
         };
         for (int i = 0; i < 1500 && !QTest::currentTestFailed(); ++i) {
             QByteArrayList names;
-            for (std::uint32_t n = m_random.Below(4); n > 0; --n)
+            for (std::uint32_t n = m_random.below(4); n > 0; --n)
                 names << "lib" + QByteArray::number(++unique);
-            const int count = pair.Count();
-            if (count < 5 || m_random.Below(100) < 30) {
-                QVERIFY(pair.Add(product(count + 1), names));
+            const int count = pair.count();
+            if (count < 5 || m_random.below(100) < 30) {
+                QVERIFY(pair.add(product(count + 1), names));
                 continue;
             }
-            const int number = int(m_random.Below(count)) + 1;
-            Product changed = product(pair.At(number).product.serial);
-            if (m_random.Below(2) == 0)
-                changed.description = pair.At(number).product.description;
-            pair.Change(number, changed, names, true);
-            pair.FindSerial(int(m_random.Below(count + 2)));
+            const int number = int(m_random.below(count)) + 1;
+            Product changed = product(pair.at(number).product.serial);
+            if (m_random.below(2) == 0)
+                changed.description = pair.at(number).product.description;
+            pair.change(number, changed, names, true);
+            pair.findSerial(int(m_random.below(count + 2)));
             if (i % 100 == 0) {
-                pair.Walk(categories[m_random.Below(5)]);
-                pair.Walk(nullptr);
+                pair.walk(categories[m_random.below(5)]);
+                pair.walk(nullptr);
             }
             if (i % 500 == 499)
-                pair.CompareFiles();
+                pair.compareFiles();
         }
-        pair.CompareFiles();
-        pair.Close();
+        pair.compareFiles();
+        pair.close();
         QCOMPARE(CheckCatalog(CatalogFolder()).faults, Findings());
         QCOMPARE(CheckCatalog(CatalogFolder()).remarks, Findings());
     }
@@ -383,39 +377,36 @@ private slots:
         CatalogPair pair;
         const auto product = [&] {
             Product p;
-            p.category = categories[m_random.Below(5)];
-            p.name = std::string(1, "aAbBcC"[m_random.Below(6)]);
-            p.package = "p" + std::to_string(m_random.Below(60));
-            p.serial = int(m_random.Below(60));
-            if (m_random.Below(3) > 0)
+            p.category = categories[m_random.below(5)];
+            p.name = std::string(1, "aAbBcC"[m_random.below(6)]);
+            p.package = "p" + std::to_string(m_random.below(60));
+            p.serial = int(m_random.below(60));
+            if (m_random.below(3) > 0)
                 p.description = RandomText(m_random);
             return p;
         };
         for (int i = 0; i < 700 && !QTest::currentTestFailed(); ++i) {
             QByteArrayList names;
-            for (std::uint32_t n = m_random.Below(3); n > 0; --n)
-                names << "lib" + QByteArray::number(m_random.Below(8));
-            const int count = pair.Count();
-            if (count < 3 || (count < 40 && m_random.Below(100) < 20))
-                pair.Add(product(), names);
+            for (std::uint32_t n = m_random.below(3); n > 0; --n)
+                names << "lib" + QByteArray::number(m_random.below(8));
+            const int count = pair.count();
+            if (count < 3 || (count < 40 && m_random.below(100) < 20))
+                pair.add(product(), names);
             else
-                pair.Change(int(m_random.Below(count)) + 1, product(), names,
-                            m_random.Below(3) > 0);
-            pair.FindSerial(int(m_random.Below(60)));
+                pair.change(int(m_random.below(count)) + 1, product(), names,
+                            m_random.below(3) > 0);
+            pair.findSerial(int(m_random.below(60)));
             if (i % 50 == 0) {
-                pair.CompareFiles();
-                pair.Walk(categories[m_random.Below(5)]);
-                pair.Walk(nullptr);
+                pair.compareFiles();
+                pair.walk(categories[m_random.below(5)]);
+                pair.walk(nullptr);
             }
         }
-        pair.CompareFiles();
-        pair.Close();
-        pair.CheckFiles();
+        pair.compareFiles();
+        pair.close();
+        pair.checkFiles();
     }
-
-private:
-    Random m_random{ 0 };
 };
 
-QTEST_GUILESS_MAIN(TestCatalogModel)
+QTEST_GUILESS_MAIN(CatalogModelTest)
 #include "tst_catalogmodel.moc"

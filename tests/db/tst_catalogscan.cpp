@@ -23,11 +23,11 @@ class CatalogScanTest : public QObject
 
 private:
     // 700 products, more than are read at once.
-    static constexpr int kProducts = 700;
+    static constexpr int productCount = 700;
 
-    static void AddProducts(CCatalogFile& file)
+    static void addProducts(CCatalogFile& file)
     {
-        for (int i = 1; i <= kProducts; ++i) {
+        for (int i = 1; i <= productCount; ++i) {
             const QByteArray number = QByteArray::number(i);
             file.AddNew();
             file.setServerSerialNumber(10000 - i);
@@ -72,7 +72,7 @@ private slots:
     {
         CCatalogFile file;
         QVERIFY(file.Create());
-        AddProducts(file);
+        addProducts(file);
     }
 
     void withoutACatalogThereIsNothing()
@@ -134,7 +134,7 @@ private slots:
         CCatalogFile file;
         QVERIFY(file.Open());
         CatalogScan scan;
-        for (int record = 1; record <= kProducts; ++record) {
+        for (int record = 1; record <= productCount; ++record) {
             QVERIFY(scan.Next());
             QVERIFY(file.GetRecord(record));
             QCOMPARE(scan.RecordNumber(), record);
@@ -211,7 +211,7 @@ private slots:
             QTest::qSkip("this user may write there", __FILE__, __LINE__);
             return;
         }
-        QCOMPARE(count(), kProducts);
+        QCOMPARE(count(), productCount);
     }
 
     void aCatalogThatIsReplacedMeanwhileIsReadOn()
@@ -224,7 +224,7 @@ private slots:
         int products = 1;
         while (scan.Next())
             ++products;
-        QCOMPARE(products, kProducts);
+        QCOMPARE(products, productCount);
     }
 
     void indexesDoNotMatter()
@@ -233,7 +233,7 @@ private slots:
              { CCatalogFile::CATALOGIDXNAME1, CCatalogFile::CATALOGIDXNAME4,
                CDependency::DEPENDENCYIDXNAME1 })
             QCOMPARE(std::remove(path.c_str()), 0);
-        QCOMPARE(count(), kProducts);
+        QCOMPARE(count(), productCount);
     }
 
     void withoutNotesOrDependenciesTheProductsAreThere()
@@ -247,16 +247,16 @@ private slots:
             QCOMPARE(scan.Description(), std::string());
             QVERIFY(scan.Dependencies().empty());
         }
-        QCOMPARE(products, kProducts);
+        QCOMPARE(products, productCount);
     }
 
     // No crash, no hang, and no unterminated text.
     void damageIsPassedOver()
     {
-        Random random = Random::Announced();
+        Random random = Random::announced();
         Damage damage({ CCatalogFile::CATALOGDFNAME, CCatalogFile::CATALOGNOTES + ".fil",
                         CDependency::DEPENDENCYDFNAME });
-        damage.ForEachDamaged(random, [] {
+        damage.forEachDamaged(random, [] {
             CatalogScan scan;
             int products = 0;
             while (scan.Next()) {
@@ -265,7 +265,7 @@ private slots:
                 QVERIFY(scan.Description().size() < 500000);
                 scan.Dependencies();
             }
-            QVERIFY(products <= kProducts);
+            QVERIFY(products <= productCount);
         });
     }
 };

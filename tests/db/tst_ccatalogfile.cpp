@@ -77,7 +77,7 @@ bool CreateWithOneText(CCatalogFile& catalog)
 
 } // namespace
 
-class TestCatalogFile : public QObject
+class CatalogFileTest : public QObject
 {
     Q_OBJECT
 
@@ -125,28 +125,28 @@ private slots:
         QVERIFY(catalog.SaveRecord());
         QCOMPARE(catalog.RecordNumber(), 1);
         const QByteArray golden = Golden(recordLength)
-                                      .At(4, "47616d6573") // Games
-                                      .At(80, "53746172204c616e646572") // Star Lander
-                                      .At(131, "737461726c616e646572") // starlander
-                                      .At(388, "ffffffff") // no description
-                                      .At(392, "312e302d32") // 1.0-2
-                                      .At(443, "506978656c") // Pixel
-                                      .At(700, "286329") // (c)
-                                      .At(957, "392e3939") // 9.99
-                                      .At(967, "01")
-                                      .At(968, "01")
-                                      .At(976, "e9030000") // 1001
-                                      .At(980, "323032362d30312d3331") // 2026-01-31
-                                      .At(991, "342e35") // 4.5
-                                      .At(1001, "33")
-                                      .At(1011, "32")
-                                      .At(1021, "687474703a2f2f686f73") // http://hos
-                                      .At(1032, "04030201")
-                                      .At(1036, "feffffff")
-                                      .At(1040, "2f67")
-                                      .At(1297, "2f73")
-                                      .At(1554, "2f70")
-                                      .Bytes();
+                                      .at(4, "47616d6573") // Games
+                                      .at(80, "53746172204c616e646572") // Star Lander
+                                      .at(131, "737461726c616e646572") // starlander
+                                      .at(388, "ffffffff") // no description
+                                      .at(392, "312e302d32") // 1.0-2
+                                      .at(443, "506978656c") // Pixel
+                                      .at(700, "286329") // (c)
+                                      .at(957, "392e3939") // 9.99
+                                      .at(967, "01")
+                                      .at(968, "01")
+                                      .at(976, "e9030000") // 1001
+                                      .at(980, "323032362d30312d3331") // 2026-01-31
+                                      .at(991, "342e35") // 4.5
+                                      .at(1001, "33")
+                                      .at(1011, "32")
+                                      .at(1021, "687474703a2f2f686f73") // http://hos
+                                      .at(1032, "04030201")
+                                      .at(1036, "feffffff")
+                                      .at(1040, "2f67")
+                                      .at(1297, "2f73")
+                                      .at(1554, "2f70")
+                                      .bytes();
         QCOMPARE(RecordInFile(CCatalogFile::CATALOGDFNAME, 1, recordLength), golden.toHex());
         catalog.Close();
         QCOMPARE(Index(1), (Items{ { CategoryKey("Games", "Star Lander"), 1 } }));
@@ -624,7 +624,7 @@ private slots:
         QFETCH(QString, text);
         CCatalogFile catalog;
         QVERIFY(CreateWithOneText(catalog));
-        SaveWith(catalog, 1, QString());
+        saveWith(catalog, 1, QString());
         Fill(catalog, 2, "Games", "two");
         catalog.setDescription(QStringLiteral("two"));
         QVERIFY(catalog.SaveRecord());
@@ -632,7 +632,7 @@ private slots:
         for (int i = 0; i < 3; ++i) {
             if (reopened)
                 QVERIFY(catalog.Open());
-            SaveWith(catalog, 1, text);
+            saveWith(catalog, 1, text);
             QVERIFY(catalog.GetRecord(2));
             QCOMPARE(catalog.Description(), QStringLiteral("two"));
             QVERIFY(catalog.GetRecord(1));
@@ -640,9 +640,9 @@ private slots:
         }
         // Its own text is deleted.
         QVERIFY(catalog.Open());
-        SaveWith(catalog, 1, QStringLiteral("long enough for a place of its own"));
+        saveWith(catalog, 1, QStringLiteral("long enough for a place of its own"));
         const int place = catalog.NoteOffset();
-        SaveWith(catalog, 1, QString());
+        saveWith(catalog, 1, QString());
         catalog.Close();
         CNote notes;
         QVERIFY(notes.Open(CCatalogFile::CATALOGNOTES.c_str()));
@@ -653,7 +653,7 @@ private slots:
     {
         CCatalogFile catalog;
         QVERIFY(CreateWithOneText(catalog));
-        SaveWith(catalog, 1, QString());
+        saveWith(catalog, 1, QString());
         catalog.Close();
         {
             CCatalogFile other;
@@ -664,7 +664,7 @@ private slots:
             QCOMPARE(other.NoteOffset(), 0);
         }
         QVERIFY(catalog.Open());
-        SaveWith(catalog, 1, QString());
+        saveWith(catalog, 1, QString());
         QVERIFY(catalog.GetRecord(2));
         QCOMPARE(catalog.Description(), QStringLiteral("two"));
     }
@@ -678,9 +678,9 @@ private slots:
             catalog.setDescription(QStringLiteral("short"));
             QVERIFY(catalog.SaveRecord());
         }
-        SaveWith(catalog, 2, QString());
+        saveWith(catalog, 2, QString());
         const int inside = catalog.NoteOffset();
-        SaveWith(catalog, 1, QString()); // together with that of 2
+        saveWith(catalog, 1, QString()); // together with that of 2
         // A text that contains a block header at the place of the old header of 2.
         QString text(inside - 8, QLatin1Char('x'));
         for (const int byte : { 0, 0, 0, 0, 8, 0, 0, 0 })
@@ -692,7 +692,7 @@ private slots:
         for (const bool reopened : { false, true }) {
             if (reopened)
                 QVERIFY(catalog.Open());
-            SaveWith(catalog, 2, QString());
+            saveWith(catalog, 2, QString());
             CNote notes;
             QVERIFY(notes.Open(CCatalogFile::CATALOGNOTES.c_str()));
             QCOMPARE(notes.NoteLength(inside), 0); // looks like a note that could be deleted
@@ -722,9 +722,9 @@ private slots:
         add(1, 92);
         add(2, 20);
         add(3, 1);
-        SaveWith(catalog, 2, QString());
+        saveWith(catalog, 2, QString());
         const int place = catalog.NoteOffset();
-        SaveWith(catalog, 1, QString()); // together with that of 2
+        saveWith(catalog, 1, QString()); // together with that of 2
         add(4, 92 - 5); // the remainder begins five bytes before the place of 2
         {
             CNote notes;
@@ -733,7 +733,7 @@ private slots:
         }
         if (reopened)
             QVERIFY(catalog.Open());
-        SaveWith(catalog, 2, QString());
+        saveWith(catalog, 2, QString());
         add(5, 20);
         add(6, 25);
         QVERIFY(catalog.FindServerSerialNumber(5));
@@ -750,7 +750,7 @@ private slots:
         QVERIFY(CreateWithOneText(catalog));
         for (int serial = 2; serial < 70; ++serial)
             QVERIFY(Add(catalog, serial, "Games", QByteArray::number(serial)));
-        SaveWith(catalog, 1, QString());
+        saveWith(catalog, 1, QString());
         Fill(catalog, 70, "Games", "70");
         catalog.setDescription(QStringLiteral("last"));
         QVERIFY(catalog.SaveRecord());
@@ -785,7 +785,7 @@ private slots:
         QCOMPARE(DeleteRec(data, 2), 0);
         QCOMPARE(CloseDataFile(data), 0);
         QVERIFY(catalog.Open());
-        SaveWith(catalog, 1, QStringLiteral("new"));
+        saveWith(catalog, 1, QStringLiteral("new"));
         QCOMPARE(catalog.NoteOffset(), 0);
     }
 
@@ -923,7 +923,7 @@ private slots:
         // The heap of notes has no header, so an empty file means no notes. The list of
         // free notes is rebuilt if it has no header.
         files.erase(files.begin() + 5, files.begin() + 7);
-        Damage(files).ForEachUnusable([&] {
+        Damage(files).forEachUnusable([&] {
             QVERIFY(!catalog.Open());
             QVERIFY(!catalog.IsOpen());
             QVERIFY(!catalog.FindServerSerialNumber(1));
@@ -957,7 +957,7 @@ private slots:
 
     void damagedFilesNeitherCrashNorHang()
     {
-        Random random = Random::Announced();
+        Random random = Random::announced();
         CCatalogFile catalog;
         QVERIFY(catalog.Create());
         for (int serial = 1; serial <= 150; ++serial) {
@@ -967,7 +967,7 @@ private slots:
             QVERIFY(catalog.SaveRecord());
         }
         catalog.Close();
-        Damage(Files()).ForEachDamaged(random, [&] {
+        Damage(Files()).forEachDamaged(random, [&] {
             if (!catalog.Open())
                 return;
             Walk(catalog, "Games");
@@ -985,7 +985,7 @@ private slots:
 
 private:
     // Loads a product and saves it with another description.
-    static void SaveWith(CCatalogFile& catalog, int record, const QString& text)
+    static void saveWith(CCatalogFile& catalog, int record, const QString& text)
     {
         QVERIFY(catalog.GetRecord(record));
         catalog.setDescription(text);
@@ -993,5 +993,5 @@ private:
     }
 };
 
-QTEST_GUILESS_MAIN(TestCatalogFile)
+QTEST_GUILESS_MAIN(CatalogFileTest)
 #include "tst_ccatalogfile.moc"

@@ -58,7 +58,7 @@ std::string NameKey(const std::string& name, const std::string& parent)
 
 } // namespace
 
-class TestDependency : public QObject
+class DependencyTest : public QObject
 {
     Q_OBJECT
 
@@ -84,9 +84,9 @@ private slots:
         QVERIFY(Save(database, 0x01020304, "libc6"));
         QCOMPARE(database.RecordNumber(), 1);
         const QByteArray golden = Golden(recordLength)
-                                      .At(4, "6c69626336") // libc6
-                                      .At(56, "04030201")
-                                      .Bytes();
+                                      .at(4, "6c69626336") // libc6
+                                      .at(56, "04030201")
+                                      .bytes();
         QCOMPARE(RecordInFile(CDependency::DEPENDENCYDFNAME, 1, recordLength), golden.toHex());
     }
 
@@ -142,7 +142,7 @@ private slots:
         for (int i = 0; i < 300; ++i)
             QVERIFY(Save(database, i / 3 + 1, "name" + QByteArray::number(i)));
         database.Close();
-        const Damage files(Files());
+        const Damage damage(files());
         const QByteArray sound = ReadWhole(CDependency::DEPENDENCYIDXNAME1);
         const int size = PackedLength(58);
         const int pages = int(sound.size()) / size;
@@ -200,13 +200,13 @@ private slots:
 
     void listIsTheSameHoweverItIsRead()
     {
-        Random random = Random::Announced();
+        Random random = Random::announced();
         CDependency database;
         QVERIFY(database.Create());
         QMap<int, QMap<QByteArray, bool>> model;
         for (int i = 0; i < 5000; ++i) {
-            const int parent = int(random.Below(300)) + 1;
-            const QByteArray name = "n" + QByteArray::number(random.Below(1000));
+            const int parent = int(random.below(300)) + 1;
+            const QByteArray name = "n" + QByteArray::number(random.below(1000));
             QCOMPARE(Save(database, parent, name), !model[parent].contains(name));
             model[parent][name] = true;
         }
@@ -247,7 +247,7 @@ private slots:
             database.SaveDepends(9, { "one" });
             QCOMPARE(OwnNames(database, 9), (QByteArrayList{ "one" }));
             database.Close();
-            for (const std::string& file : Files())
+            for (const std::string& file : files())
                 bytes[together] << ReadWhole(file);
         }
         QVERIFY(bytes[0] == bytes[1]);
@@ -373,7 +373,7 @@ private slots:
         QVERIFY(Save(database, 1, "a"));
         database.Close();
         const int descriptors = OpenDescriptors();
-        Damage(Files()).ForEachUnusable([&] {
+        Damage(files()).forEachUnusable([&] {
             QVERIFY(!database.Open());
             database.Close();
         });
@@ -384,13 +384,13 @@ private slots:
 
     void damagedFilesNeitherCrashNorHang()
     {
-        Random random = Random::Announced();
+        Random random = Random::announced();
         CDependency database;
         QVERIFY(database.Create());
         for (int i = 0; i < 300; ++i)
             QVERIFY(Save(database, i / 3 + 1, "name" + QByteArray::number(i)));
         database.Close();
-        Damage(Files()).ForEachDamaged(random, [&] {
+        Damage(files()).forEachDamaged(random, [&] {
             if (!database.Open())
                 return;
             for (int parent = 1; parent < 100; parent += 7) {
@@ -428,12 +428,12 @@ private slots:
     }
 
 private:
-    static std::vector<std::string> Files()
+    static std::vector<std::string> files()
     {
         return { CDependency::DEPENDENCYDFNAME, CDependency::DEPENDENCYIDXNAME1,
                  CDependency::DEPENDENCYIDXNAME2 };
     }
 };
 
-QTEST_GUILESS_MAIN(TestDependency)
+QTEST_GUILESS_MAIN(DependencyTest)
 #include "tst_cdependency.moc"

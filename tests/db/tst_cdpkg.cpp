@@ -604,9 +604,10 @@ QStringList Fields(const CDpkgInfo& info)
              conffiles.join(QLatin1Char('\n')) };
 }
 
-const char kFormat[] = "${Package}\x01${Version}\x01${Status}\x01${Section}\x01${Maintainer}\x01"
-                       "${Installed-Size}\x01${Source}\x01${Essential}\x01${Provides}\x01"
-                       "${Description}\x01${Conffiles}\x02";
+const char statusFormat[]
+    = "${Package}\x01${Version}\x01${Status}\x01${Section}\x01${Maintainer}\x01"
+      "${Installed-Size}\x01${Source}\x01${Essential}\x01${Provides}\x01"
+      "${Description}\x01${Conffiles}\x02";
 
 QStringList Expected(const QString& record)
 {
@@ -641,7 +642,7 @@ void DpkgTest::realStatusFileIsReadAsDpkgReadsIt()
     query.start(QStringLiteral("dpkg-query"),
                 { QLatin1String("--admindir=") + QFileInfo(StatusFile()).path(),
                   QStringLiteral("--show"),
-                  QLatin1String("--showformat=") + QLatin1String(kFormat) });
+                  QLatin1String("--showformat=") + QLatin1String(statusFormat) });
     QVERIFY(query.waitForFinished());
     QCOMPARE(query.exitCode(), 0);
     QStringList records = QString::fromUtf8(query.readAllStandardOutput()).split(QChar(2));

@@ -139,7 +139,7 @@ private:
 
 } // namespace
 
-class TestRecentlyUsed : public QObject
+class RecentlyUsedTest : public QObject
 {
     Q_OBJECT
 
@@ -229,13 +229,13 @@ private slots:
         QVERIFY(list.Update());
         QCOMPARE(list.RecordNumber(), 1);
         const QByteArray golden = Golden(recordLength)
-                                      .At(8, "e9030000") // 1001
-                                      .At(12, "53746172204c616e646572") // Star Lander
-                                      .At(73, "2f7573722f67616d65732f736c") // /usr/games/sl
-                                      .At(201, "626967") // big
-                                      .At(457, "736d616c6c") // small
-                                      .At(588, "d2029649") // 1234567890
-                                      .Bytes();
+                                      .at(8, "e9030000") // 1001
+                                      .at(12, "53746172204c616e646572") // Star Lander
+                                      .at(73, "2f7573722f67616d65732f736c") // /usr/games/sl
+                                      .at(201, "626967") // big
+                                      .at(457, "736d616c6c") // small
+                                      .at(588, "d2029649") // 1234567890
+                                      .bytes();
         QCOMPARE(RecordInFile(CRUFile::RUDATAFILE, 1, recordLength), golden.toHex());
         list.Close();
         QCOMPARE(Index(1), (Items{ { "  1234567890Star Lander", 1 } }));
@@ -498,7 +498,7 @@ private slots:
         QVERIFY(Add(list, 1, "one", 1));
         list.Close();
         const int descriptors = OpenDescriptors();
-        Damage(Files()).ForEachUnusable([&] {
+        Damage(Files()).forEachUnusable([&] {
             QVERIFY(!list.Open());
             QVERIFY(!list.FindServerSerialNumber(1) || list.ServerSerialNumber() == 1);
             list.Close();
@@ -511,11 +511,11 @@ private slots:
 
     void damagedFilesNeitherCrashNorHang()
     {
-        Random random = Random::Announced();
+        Random random = Random::announced();
         CRUFile list;
         MakeMixedList(list);
         list.Close();
-        Damage(Files()).ForEachDamaged(random, [&] {
+        Damage(Files()).forEachDamaged(random, [&] {
             if (!list.Open())
                 return;
             int steps = 0;
@@ -553,7 +553,7 @@ private slots:
         MakeMixedList(list);
         list.Close();
         const Damage files(Files());
-        const int pageSizes[] = { 0, PageSize(72), PageSize(60) };
+        const int pageSizes[] = { 0, pageSize(72), pageSize(60) };
         for (const int which : { 1, 2 }) {
             const std::string path = Files()[std::size_t(which)];
             const QByteArray sound = ReadWhole(path);
@@ -565,7 +565,7 @@ private slots:
                         path,
                         QByteArray(sound).replace(to * size, size, sound.mid(from * size, size)));
                     QVERIFY(list.Open());
-                    CompareOrders(list);
+                    compareOrders(list);
                 }
             }
             WriteWhole(path, sound);
@@ -754,9 +754,9 @@ private slots:
                 added = Add(writer, serial, QByteArray::number(serial), serial);
             return added;
         };
-        const pid_t child = Start([&add] { return add(1001); });
+        const pid_t child = start([&add] { return add(1001); });
         QVERIFY(add(1));
-        QVERIFY(EndedWell(child));
+        QVERIFY(endedWell(child));
         QCOMPARE(list.UsedRecs(), 2 * each);
         list.Close();
         for (const int which : { 1, 2, 3 })
@@ -773,9 +773,9 @@ private slots:
                 CRUFile list;
                 return list.Open() && Add(list, serial, QByteArray::number(serial), serial);
             };
-            const pid_t child = Start([&open] { return open(1); });
+            const pid_t child = start([&open] { return open(1); });
             QVERIFY(open(2));
-            QVERIFY(EndedWell(child));
+            QVERIFY(endedWell(child));
             QCOMPARE(Index(3).size(), std::size_t(2));
         }
     }
@@ -857,7 +857,7 @@ private slots:
         for (const int which : { 1, 2, 3 }) {
             const std::string path = Files()[std::size_t(which)];
             const QByteArray bytes = ReadWhole(path);
-            const int size = PageSize(which == 1 ? 72 : which == 2 ? 60 : 20);
+            const int size = pageSize(which == 1 ? 72 : which == 2 ? 60 : 20);
             const QByteArrayList damaged{
                 bytes.left(size), // empty, but not according to its header
                 QByteArray(bytes).replace(size, size, QByteArray(size, '\0')),
@@ -1034,7 +1034,7 @@ private slots:
     // and any of the indexes: the repaired list has every remaining record.
     void recordsThatAreWholeSurviveTheDamageOfSeveralFiles()
     {
-        Random random = Random::Announced();
+        Random random = Random::announced();
         CRUFile list;
         MakeMixedList(list);
         list.Close();
@@ -1042,7 +1042,7 @@ private slots:
         int repaired = 0;
         Damage files(Files());
         for (int i = 0; i < 4; ++i)
-            files.ForEachMixed(random, [&] {
+            files.forEachMixed(random, [&] {
                 const QByteArray left = ReadWhole(CRUFile::RUDATAFILE);
                 const bool done = list.OpenOrRepair() && list.Repair();
                 repaired += done;
@@ -1184,7 +1184,7 @@ private slots:
             const Items items = Index(which);
             const QByteArray sound = ReadWhole(path);
             for (const QByteArray& unsound :
-                 { sound + QByteArray(PageSize(keyLengths[which]), '\1'), // a page too many
+                 { sound + QByteArray(pageSize(keyLengths[which]), '\1'), // a page too many
                    QByteArray(sound).replace(4, 1, "\5") }) { // pages that are said to be free
                 WriteWhole(path, unsound);
                 QVERIFY(!CheckIndex(path, keyLengths[which], false).empty());
@@ -1209,10 +1209,10 @@ private:
         QCOMPARE(AddKey(index, &to, text), 0);
         QCOMPARE(CloseIndex(index), 0);
     }
-    static int PageSize(int keyLength) { return PackedLength(std::int16_t(keyLength)); }
+    static int pageSize(int keyLength) { return PackedLength(std::int16_t(keyLength)); }
 
     // Checks that each walk is in order, whatever items it has.
-    static void CompareOrders(CRUFile& list)
+    static void compareOrders(CRUFile& list)
     {
         QByteArray before;
         char key[73];
@@ -1230,20 +1230,20 @@ private:
 
     using Work = std::function<bool()>;
 
-    static pid_t Start(const Work& work)
+    static pid_t start(const Work& work)
     {
         const pid_t child = fork();
         if (child == 0)
             _exit(work() ? 0 : 1);
         return child;
     }
-    static bool EndedWell(pid_t child)
+    static bool endedWell(pid_t child)
     {
         int status = -1;
         return child > 0 && waitpid(child, &status, 0) == child && status == 0;
     }
-    static void inAnotherProcess(const Work& work) { QVERIFY(EndedWell(Start(work))); }
+    static void inAnotherProcess(const Work& work) { QVERIFY(endedWell(start(work))); }
 };
 
-QTEST_GUILESS_MAIN(TestRecentlyUsed)
+QTEST_GUILESS_MAIN(RecentlyUsedTest)
 #include "tst_crufile.moc"

@@ -63,7 +63,7 @@ void Poke(const std::string& path, int offset, const char* hex)
 
 } // namespace
 
-class TestDbCheck : public QObject
+class DbCheckTest : public QObject
 {
     Q_OBJECT
 
@@ -183,9 +183,9 @@ private slots:
             CCatalogFile::CATALOGIDXNAME4,   CDependency::DEPENDENCYDFNAME,
             CDependency::DEPENDENCYIDXNAME2, CCatalogFile::CATALOGNOTES + ".k1"
         };
-        Damage(files).ForEachUnusable([] { QVERIFY(!Check().faults.empty()); });
-        Random random = Random::Announced();
-        Damage(files).ForEachDamaged(random, [] {
+        Damage(files).forEachUnusable([] { QVERIFY(!Check().faults.empty()); });
+        Random random = Random::announced();
+        Damage(files).forEachDamaged(random, [] {
             Check();
             std::ostringstream out;
             DumpCatalog(CatalogFolder(), out);
@@ -277,5 +277,5 @@ private slots:
     }
 };
 
-QTEST_GUILESS_MAIN(TestDbCheck)
+QTEST_GUILESS_MAIN(DbCheckTest)
 #include "tst_dbcheck.moc"

@@ -43,7 +43,7 @@ QByteArrayList OwnNames(CDependency& database, int parent)
 
 } // namespace
 
-class TestDatabaseFaults : public QObject
+class DatabaseFaultsTest : public QObject
 {
     Q_OBJECT
 
@@ -91,7 +91,7 @@ private:
         QVERIFY(list.Create());
         for (int serial = 1; serial <= items; ++serial) {
             QVERIFY(Add(list, serial, "item" + QByteArray::number(serial), serial));
-            m_ledger->Stored(std::uint32_t(serial), serial);
+            m_ledger->stored(std::uint32_t(serial), serial);
         }
     }
     void useList(StoreFiles& files)
@@ -108,9 +108,9 @@ private:
             list.SetDescription("renamed");
             return found && update(list, 600);
         });
-        m_ledger->Doubt(7);
+        m_ledger->doubt(7);
         if (list.DeleteRecord(7))
-            m_ledger->Gone(7);
+            m_ledger->gone(7);
         report(102, 102, [&] { return Add(list, 102, "in its place", 102); });
     }
     static bool update(CRUFile& list, int time)
@@ -120,20 +120,20 @@ private:
     }
     void report(std::uint32_t serial, int time, const std::function<bool()>& work)
     {
-        m_ledger->Doubt(serial);
+        m_ledger->doubt(serial);
         if (work())
-            m_ledger->Stored(serial, time);
+            m_ledger->stored(serial, time);
     }
     void verifyList()
     {
         CRUFile list;
         QVERIFY(list.Open());
         QVERIFY(list.Repair());
-        for (const auto& [serial, time] : m_ledger->Stored()) {
+        for (const auto& [serial, time] : m_ledger->stored()) {
             QVERIFY(list.FindServerSerialNumber(int(serial)));
             QCOMPARE(list.LastAccessed(), time);
         }
-        for (const std::uint32_t serial : m_ledger->Gone())
+        for (const std::uint32_t serial : m_ledger->gone())
             QVERIFY(!list.FindServerSerialNumber(int(serial)));
         // An item that could not be changed is still there.
         for (const int serial : { 5, 6 })
@@ -161,7 +161,7 @@ private:
             CRUFile list;
             QVERIFY(list.Open());
             QVERIFY(list.Repair());
-            for (const auto& [serial, time] : m_ledger->Stored())
+            for (const auto& [serial, time] : m_ledger->stored())
                 QVERIFY(list.FindServerSerialNumber(int(serial)));
             QVERIFY(Add(list, 2, "two", time(nullptr)));
             list.Close();
@@ -185,7 +185,7 @@ private:
         QVERIFY(database.Create());
         for (int parent = 1; parent <= 30; ++parent) {
             database.SaveDepends(parent, { "a", "b" });
-            m_ledger->Stored(std::uint32_t(parent), 2);
+            m_ledger->stored(std::uint32_t(parent), 2);
         }
         QVERIFY(database.Close());
     }
@@ -202,19 +202,19 @@ private:
             database.setName("new");
             report(std::uint32_t(parent), 1, [&] { return database.SaveRecord(); });
         }
-        m_ledger->Doubt(3);
+        m_ledger->doubt(3);
         database.RemoveAllDependencies(3);
-        m_ledger->Doubt(40);
+        m_ledger->doubt(40);
         database.SaveDepends(40, { "x", "y", "z" });
         if (!database.Close())
-            m_ledger->Gone(closed);
+            m_ledger->gone(closed);
     }
     void verifyDependencies(bool promises)
     {
         CDependency database;
         QVERIFY(database.Open());
-        const bool isClosed = m_ledger->Gone().count(closed) == 0;
-        for (const auto& [parent, count] : m_ledger->Stored()) {
+        const bool isClosed = m_ledger->gone().count(closed) == 0;
+        for (const auto& [parent, count] : m_ledger->stored()) {
             const int names = OwnNames(database, int(parent)).size();
             QVERIFY(names <= count);
             if (promises && isClosed)
@@ -245,9 +245,9 @@ private:
         QVERIFY(catalog.Create());
         for (int serial = 1; serial <= items; ++serial) {
             catalog.AddNew();
-            Fill(catalog, serial, serial);
+            fill(catalog, serial, serial);
             QVERIFY(catalog.SaveRecord());
-            m_ledger->Stored(std::uint32_t(serial), serial);
+            m_ledger->stored(std::uint32_t(serial), serial);
         }
         catalog.Close();
         QVERIFY(catalog.IsWhole());
@@ -261,7 +261,7 @@ private:
             return;
         const auto save = [&catalog](int serial, int tag) {
             const Memory::Pause pause;
-            Fill(catalog, serial, tag);
+            fill(catalog, serial, tag);
         };
         catalog.AddNew();
         save(101, 500);
@@ -274,10 +274,10 @@ private:
         }
         catalog.Close();
         if (!catalog.IsWhole())
-            m_ledger->Gone(closed);
+            m_ledger->gone(closed);
     }
     // Fills in names, texts and dependencies that identify the save by its tag.
-    static void Fill(CCatalogFile& catalog, int serial, int tag)
+    static void fill(CCatalogFile& catalog, int serial, int tag)
     {
         const QByteArray text = QByteArray::number(tag);
         catalog.setServerSerialNumber(serial);
@@ -291,9 +291,9 @@ private:
     {
         CCatalogFile catalog;
         QVERIFY(catalog.Open());
-        if (m_ledger->Gone().count(closed) > 0)
+        if (m_ledger->gone().count(closed) > 0)
             return;
-        for (const auto& [serial, tag] : m_ledger->Stored()) {
+        for (const auto& [serial, tag] : m_ledger->stored()) {
             const QByteArray text = QByteArray::number(tag);
             QVERIFY(catalog.FindServerSerialNumber(int(serial)));
             QCOMPARE(QByteArray(catalog.Name()), "n" + text);
@@ -328,7 +328,7 @@ private:
              more = catalog.FindNextForCategory(nullptr))
             QVERIFY(++steps < 100);
         catalog.AddNew();
-        Fill(catalog, 700, 700);
+        fill(catalog, 700, 700);
         catalog.SaveRecord();
         catalog.Close();
         prepareCatalog();
@@ -339,5 +339,5 @@ private:
     std::unique_ptr<Ledger> m_ledger;
 };
 
-QTEST_GUILESS_MAIN(TestDatabaseFaults)
+QTEST_GUILESS_MAIN(DatabaseFaultsTest)
 #include "tst_dbfaults.moc"

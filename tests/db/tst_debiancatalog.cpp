@@ -70,7 +70,7 @@ int Number(const pkgTagSection& section, const char* field)
 
 } // namespace
 
-class TestDebianCatalog : public QObject
+class DebianCatalogTest : public QObject
 {
     Q_OBJECT
 
@@ -94,18 +94,18 @@ private slots:
     void everyPackageIsReadBackAsAptReadsIt()
     {
         QFETCH(QString, path);
-        Load(ParseIndex(ReadIndex(path)));
+        load(ParseIndex(ReadIndex(path)));
         FileFd file(path.toStdString(), FileFd::ReadOnly, FileFd::Extension);
         pkgTagFile tags(&file);
         pkgTagSection section;
         int number = 0;
         while (tags.Step(section) && !QTest::currentTestFailed()) {
             ++number;
-            Compare(number, section);
+            compare(number, section);
         }
         QVERIFY(!_error->PendingError());
         QCOMPARE(number, m_count);
-        WalkCategories();
+        walkCategories();
         m_catalog.Close();
         const DbFindings findings = CheckCatalog(CatalogFolder());
         QCOMPARE(findings.faults, Findings());
@@ -115,7 +115,7 @@ private slots:
     }
 
 private:
-    void Load(const std::vector<DebianPackage>& packages)
+    void load(const std::vector<DebianPackage>& packages)
     {
         QVERIFY(!packages.empty());
         QVERIFY(m_catalog.Create());
@@ -125,7 +125,7 @@ private:
         std::set<std::string> names;
         for (const DebianPackage& package : packages) {
             const int serial = int(&package - packages.data()) + 1;
-            Fill(package, serial);
+            fill(package, serial);
             const bool isNew = names.insert(Folded(package.name.left(50).toStdString())).second;
             QCOMPARE(m_catalog.SaveRecord(), isNew);
             if (!isNew)
@@ -136,7 +136,7 @@ private:
         QVERIFY(m_catalog.Open());
     }
 
-    void Fill(const DebianPackage& package, int serial)
+    void fill(const DebianPackage& package, int serial)
     {
         m_catalog.AddNew();
         m_catalog.setServerSerialNumber(serial);
@@ -153,7 +153,7 @@ private:
             m_catalog.AddDependency(name);
     }
 
-    void Compare(int number, const pkgTagSection& section)
+    void compare(int number, const pkgTagSection& section)
     {
         if (m_refused.count(number) > 0) {
             QVERIFY(m_catalog.GetRecord(number));
@@ -177,7 +177,7 @@ private:
     }
 
     // Walks all products by category, and by name within each.
-    void WalkCategories()
+    void walkCategories()
     {
         for (const auto& [category, products] : m_categories) {
             int walked = 0;
@@ -199,5 +199,5 @@ private:
     std::map<std::string, int> m_categories;
 };
 
-QTEST_GUILESS_MAIN(TestDebianCatalog)
+QTEST_GUILESS_MAIN(DebianCatalogTest)
 #include "tst_debiancatalog.moc"

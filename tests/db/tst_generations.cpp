@@ -39,7 +39,7 @@ extern "C" Q_DECL_EXPORT int flock(int fd, int operation) noexcept
 namespace
 {
 
-const QString kPointer = QStringLiteral(".VACatalog.current");
+const QString pointerFile = QStringLiteral(".VACatalog.current");
 
 // Records the syncs and the new names, in their order, with paths relative to a folder.
 class NotedFiles : public UnsyncedFiles
@@ -206,7 +206,7 @@ private slots:
         QCOMPARE(content(), QByteArray("new"));
         const QString own
             = QDir(m_dir->path()).relativeFilePath(QString::fromStdString(generation.Folder()));
-        const int named = files.noted.lastIndexOf(QStringLiteral("name ") + kPointer);
+        const int named = files.noted.lastIndexOf(QStringLiteral("name ") + pointerFile);
         QVERIFY(named > 0);
         const QStringList first = files.noted.mid(0, named);
         for (const std::string& name : CatalogFileNames())
@@ -224,7 +224,7 @@ private slots:
     // it.
     void comparePlain(const QStringList& noted) const
     {
-        const int pointer = noted.indexOf(QStringLiteral("name ") + kPointer);
+        const int pointer = noted.indexOf(QStringLiteral("name ") + pointerFile);
         QVERIFY(pointer > 1);
         QCOMPARE(noted[pointer - 1], QStringLiteral("sync ."));
         QVERIFY(noted[pointer - 2].startsWith(QLatin1String("sync .VACatalog.gen-")));
@@ -374,8 +374,8 @@ private slots:
         publish("old");
         makeFolder(QStringLiteral(".VACatalog.gen-500"), "new");
         beforeLock = [this] {
-            QVERIFY(QFile::remove(path(kPointer)));
-            QVERIFY(QFile::link(QStringLiteral(".VACatalog.gen-500"), path(kPointer)));
+            QVERIFY(QFile::remove(path(pointerFile)));
+            QVERIFY(QFile::link(QStringLiteral(".VACatalog.gen-500"), path(pointerFile)));
         };
         RemoveOldGenerations(folder());
         QVERIFY(!beforeLock);
@@ -445,13 +445,13 @@ private slots:
         fillPlain();
         QCOMPARE(CurrentCatalogFolder(folder()), folder());
         for (const char* target : { "nowhere", ".VACatalog.gen-7", "../elsewhere", "" }) {
-            QFile::remove(path(kPointer));
-            QVERIFY(*target == 0 || symlink(target, native(kPointer).constData()) == 0);
+            QFile::remove(path(pointerFile));
+            QVERIFY(*target == 0 || symlink(target, native(pointerFile).constData()) == 0);
             QCOMPARE(CurrentCatalogFolder(folder()), folder());
         }
         write(path(QStringLiteral(".VACatalog.gen-7")), "a file");
-        QFile::remove(path(kPointer));
-        QVERIFY(QFile::link(QStringLiteral(".VACatalog.gen-7"), path(kPointer)));
+        QFile::remove(path(pointerFile));
+        QVERIFY(QFile::link(QStringLiteral(".VACatalog.gen-7"), path(pointerFile)));
         QCOMPARE(CurrentCatalogFolder(folder()), folder());
         QCOMPARE(content(), QByteArray("plain"));
     }

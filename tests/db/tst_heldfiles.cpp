@@ -81,7 +81,7 @@ private:
     std::vector<int> m_open;
 };
 
-constexpr int kFiles = 3;
+constexpr int databaseFiles = 3;
 
 // Makes one random call on both sides.
 void CallBoth(Side& one, Side& other, QRandomGenerator& random)
@@ -91,7 +91,7 @@ void CallBoth(Side& one, Side& other, QRandomGenerator& random)
     const int position = random.bounded(3) == 0 ? 0 : random.bounded(200);
     switch (which < 0 ? 0 : random.bounded(12)) {
     case 0: {
-        const int file = random.bounded(kFiles);
+        const int file = random.bounded(databaseFiles);
         const int flags = O_RDWR | (which < 0 || random.bounded(8) == 0 ? O_CREAT : 0)
             | (random.bounded(40) == 0 ? O_CREAT | O_TRUNC : 0);
         QCOMPARE(one.open(file, flags), other.open(file, flags));
@@ -211,7 +211,7 @@ private slots:
                     if (QTest::currentTestFailed())
                         qFatal("seed %u, call %d", seed, i);
                     // What other processes would see.
-                    for (int file = 0; !isPrivate && file < kFiles; ++file)
+                    for (int file = 0; !isPrivate && file < databaseFiles; ++file)
                         QCOMPARE(other.contents(file), one.contents(file));
                 }
                 while (one.count() > 0)
@@ -219,7 +219,7 @@ private slots:
             }
             QCOMPARE(OpenDescriptors(), before);
             Side other(plain, folder("held"));
-            for (int file = 0; file < kFiles; ++file)
+            for (int file = 0; file < databaseFiles; ++file)
                 QCOMPARE(other.contents(file), one.contents(file));
         }
     }
@@ -231,7 +231,7 @@ private slots:
         {
             HeldFiles held(counting, own.descriptor());
             writeRecords(held, "counted");
-            QVERIFY(held.nothingFailed());
+            QVERIFY(held.NothingFailed());
         }
         QCOMPARE(counting.opens, 1);
         QCOMPARE(counting.closes, 1);
@@ -245,7 +245,7 @@ private slots:
         CountingFiles counting;
         HeldFiles held(counting);
         writeRecords(held, "shared");
-        QVERIFY(held.nothingFailed());
+        QVERIFY(held.NothingFailed());
         QCOMPARE(counting.opens, 1);
         QCOMPARE(counting.closes, 0);
         QCOMPARE(counting.writes, 100);
@@ -281,14 +281,14 @@ private slots:
         HeldFiles held(MachineFiles());
         const int before = OpenDescriptors();
         writeRecords(held, "many");
-        QVERIFY(held.nothingFailed());
+        QVERIFY(held.NothingFailed());
         QCOMPARE(OpenDescriptors(), before);
         QCOMPARE(QFile(folder("many")).size(), qint64(5100));
         replace("beyond", held);
         const OpenStoreFile file(QFile::encodeName(folder("beyond")).constData(), &held);
         QVERIFY(!file);
         QCOMPARE(errno, ESTALE);
-        QVERIFY(!held.nothingFailed());
+        QVERIFY(!held.NothingFailed());
     }
 
     void linkInAPrivateFolderIsNotFollowed()
@@ -337,7 +337,7 @@ private slots:
             }
             held.CloseAll();
             failed = failing.hasFailed();
-            QCOMPARE(held.nothingFailed(), !failed);
+            QCOMPARE(held.NothingFailed(), !failed);
         }
         QVERIFY2(k > 1, qPrintable(QString::number(k)));
     }

@@ -9,6 +9,7 @@
 #include "db/dbcheck.h"
 #include "db/dbshared.h"
 #include "tests/db/dbmodel.h"
+#include "tests/store/storefixture.h"
 
 #include <QtTest>
 #include <set>
@@ -23,7 +24,7 @@ struct Item {
     int time = 0;
     std::string description;
 
-    std::string Key(int which) const
+    std::string key(int which) const
     {
         if (which == 0)
             return Formatted("%12d", time) + description;
@@ -37,131 +38,131 @@ class RecentPair
 public:
     RecentPair() { QVERIFY(m_list.Create()); }
 
-    void Add(const Item& item)
+    void add(const Item& item)
     {
         m_list.AddNew();
-        Set(item);
+        set(item);
         const int number = m_free.empty() ? ++m_last : m_free.back();
         if (!m_free.empty())
             m_free.pop_back();
         m_items[number] = item;
         bool stored = true;
         for (int which = 0; stored && which < 3; ++which)
-            stored = m_indexes[which].Add(item.Key(which), number);
+            stored = m_indexes[which].add(item.key(which), number);
         QCOMPARE(m_list.Update(), stored);
         QCOMPARE(m_list.RecordNumber(), number);
     }
 
     // Loads a record and stores it with other fields.
-    void Change(int number, const Item& item)
+    void change(int number, const Item& item)
     {
         const auto at = m_items.find(number);
         QCOMPARE(m_list.GetRecord(number), number >= 1 && number <= m_last);
         if (at == m_items.end())
             return;
-        Compare(at->second);
-        Set(item);
+        compare(at->second);
+        set(item);
         const Item before = at->second;
         at->second = item;
         bool stored = true;
         for (int which = 0; stored && which < 3; ++which) {
-            const std::string old = before.Key(which);
-            const std::string key = item.Key(which);
+            const std::string old = before.key(which);
+            const std::string key = item.key(which);
             if (Folded(old) != Folded(key))
-                stored = m_indexes[which].Delete(old, number) && m_indexes[which].Add(key, number);
+                stored = m_indexes[which].erase(old, number) && m_indexes[which].add(key, number);
         }
         QCOMPARE(m_list.Update(), stored);
     }
 
-    void Delete(int serial)
+    void erase(int serial)
     {
-        const int number = serial > 0 ? Find(serial) : 0;
+        const int number = serial > 0 ? find(serial) : 0;
         QCOMPARE(m_list.DeleteRecord(serial), number != 0);
         if (number == 0)
             return;
         for (int which = 0; which < 3; ++which)
-            m_indexes[which].Delete(m_items[number].Key(which), number);
+            m_indexes[which].erase(m_items[number].key(which), number);
         m_items.erase(number);
         m_free.push_back(number);
     }
 
-    void FindSerial(int serial)
+    void findSerial(int serial)
     {
-        const int number = Find(serial);
+        const int number = find(serial);
         QCOMPARE(m_list.FindServerSerialNumber(serial), number != 0);
         if (number != 0)
-            Compare(m_items[number]);
+            compare(m_items[number]);
     }
 
-    void FindDescription(const std::string& description)
+    void findDescription(const std::string& description)
     {
         int number = 0;
-        for (const auto& [key, record] : m_indexes[1].All())
+        for (const auto& [key, record] : m_indexes[1].all())
             if (Folded(key) == Folded(description))
                 number = record;
         const bool found = m_items.count(number) > 0;
         QCOMPARE(m_list.FindItem(description.c_str()), found);
         if (found)
-            Compare(m_items[number]);
+            compare(m_items[number]);
     }
 
     // Compares both walks with the model's indexes.
-    void Walk()
+    void walk()
     {
-        const Items byTime = m_indexes[0].All();
+        const Items byTime = m_indexes[0].all();
         bool more = m_list.FindLastAccessedItem();
         for (auto at = byTime.rbegin(); at != byTime.rend() && more; ++at) {
-            Compare(m_items[at->second]);
+            compare(m_items[at->second]);
             more = m_list.FindPrevAccessedItem();
             QCOMPARE(more, std::next(at) != byTime.rend());
         }
         bool found = m_list.FindFirstByDescription();
-        for (const auto& item : m_indexes[1].All()) {
+        for (const auto& item : m_indexes[1].all()) {
             const auto at = m_items.find(item.second);
             QCOMPARE(found, at != m_items.end());
             if (found)
-                Compare(at->second);
+                compare(at->second);
             found = m_list.FindNextByDescription();
         }
         QVERIFY(!found);
     }
 
     // Compares every record and every key, read from the files.
-    void CompareFiles()
+    void compareFiles()
     {
         m_list.Close();
         const std::string paths[]
             = { CRUFile::RUDATAIDX1, CRUFile::RUDATAIDX2, CRUFile::RUDATAIDX3 };
         for (int which = 0; which < 3; ++which)
-            QCOMPARE(m_indexes[which].InFile(paths[which]), m_indexes[which].All());
+            QCOMPARE(m_indexes[which].inFile(paths[which]), m_indexes[which].all());
         QCOMPARE(CheckDataFile(CRUFile::RUDATAFILE, 792), Findings());
         QVERIFY(m_list.Open());
         QCOMPARE(m_list.UsedRecs(), int(m_items.size()));
         for (const auto& [number, item] : m_items) {
             QVERIFY(m_list.GetRecord(number));
-            Compare(item);
+            compare(item);
         }
     }
 
     CRUFile& list() { return m_list; }
     int last() const { return m_last; }
-    bool HasSerial(int serial) const { return Find(serial) != 0; }
+    bool hasSerial(int serial) const { return find(serial) != 0; }
 
 private:
-    int Find(int serial) const
+    int find(int serial) const
     {
-        const int number = m_indexes[2].Search(Formatted("%020d", serial));
+        const int number = m_indexes[2].search(Formatted("%020d", serial));
         const auto at = m_items.find(number);
         return at != m_items.end() && at->second.serial == serial ? number : 0;
     }
-    void Set(const Item& item)
+    void set(const Item& item)
     {
         m_list.SetServerSerialNumber(item.serial);
         m_list.SetLastAccessed(item.time);
         m_list.SetDescription(item.description.c_str());
         m_list.SetExecutablePath(("/bin/" + item.description).c_str());
     }
-    void Compare(const Item& item)
+    void compare(const Item& item)
     {
         QCOMPARE(m_list.ServerSerialNumber(), item.serial);
         QCOMPARE(m_list.LastAccessed(), item.time);
@@ -180,47 +181,40 @@ private:
 Item RandomItem(Random& random, bool alike)
 {
     Item item;
-    item.serial = int(random.Below(alike ? 60 : 100000));
-    item.time = int(alike ? random.Below(40) : random.Below(2000000000u));
-    item.description = alike ? std::string(1 + random.Below(2u), "abcABC"[random.Below(6)])
+    item.serial = int(random.below(alike ? 60 : 100000));
+    item.time = int(alike ? random.below(40) : random.below(2000000000u));
+    item.description = alike ? std::string(1 + random.below(2u), "abcABC"[random.below(6)])
                              : "Item " + std::to_string(item.serial);
     return item;
 }
 
 } // namespace
 
-class TestRecentModel : public QObject
+class RecentModelTest : public StoreTest
 {
     Q_OBJECT
 
 private slots:
-    void initTestCase()
-    {
-        QCOMPARE(InitIndex(), 0);
-        m_random = Random::Announced();
-    }
-    void cleanupTestCase() { UnInitIndex(); }
-
     // Most updates are refused halfway here.
     void itemsThatTakeEachOthersKeys()
     {
         RecentPair pair;
         for (int i = 0; i < 6000 && !QTest::currentTestFailed(); ++i) {
-            const std::uint32_t what = m_random.Below(100);
+            const std::uint32_t what = m_random.below(100);
             if (what < 25)
-                pair.Add(RandomItem(m_random, true));
+                pair.add(RandomItem(m_random, true));
             else if (what < 55)
-                pair.Change(int(m_random.Below(pair.last() + 2)), RandomItem(m_random, true));
+                pair.change(int(m_random.below(pair.last() + 2)), RandomItem(m_random, true));
             else if (what < 80)
-                pair.Delete(int(m_random.Below(60)));
+                pair.erase(int(m_random.below(60)));
             else if (what < 90)
-                pair.FindSerial(int(m_random.Below(60)));
+                pair.findSerial(int(m_random.below(60)));
             else
-                pair.FindDescription(RandomItem(m_random, true).description);
+                pair.findDescription(RandomItem(m_random, true).description);
             if (i % 500 == 0)
-                pair.CompareFiles();
+                pair.compareFiles();
         }
-        pair.CompareFiles();
+        pair.compareFiles();
     }
 
     void itemsOfTheirOwn()
@@ -228,31 +222,31 @@ private slots:
         RecentPair pair;
         std::vector<int> serials;
         for (int i = 0; i < 6000 && !QTest::currentTestFailed(); ++i) {
-            const std::uint32_t what = m_random.Below(100);
+            const std::uint32_t what = m_random.below(100);
             Item item = RandomItem(m_random, false);
-            const bool known = pair.HasSerial(item.serial);
+            const bool known = pair.hasSerial(item.serial);
             if (serials.empty() || (what < 30 && !known)) {
-                pair.Add(item);
+                pair.add(item);
                 serials.push_back(item.serial);
                 continue;
             }
-            const std::size_t which = m_random.Below(std::uint32_t(serials.size()));
+            const std::size_t which = m_random.below(std::uint32_t(serials.size()));
             const int serial = serials[which];
-            pair.FindSerial(serial);
+            pair.findSerial(serial);
             if (what < 60 && !known) {
-                pair.Change(pair.list().RecordNumber(), item);
+                pair.change(pair.list().RecordNumber(), item);
                 serials[which] = item.serial;
             } else if (what < 85) {
-                pair.Delete(serial);
+                pair.erase(serial);
                 serials.erase(serials.begin() + std::ptrdiff_t(which));
             } else {
-                pair.FindDescription(item.description);
+                pair.findDescription(item.description);
             }
             if (i % 1000 == 0)
-                pair.Walk();
+                pair.walk();
         }
-        pair.Walk();
-        pair.CompareFiles();
+        pair.walk();
+        pair.compareFiles();
         pair.list().Close();
         QCOMPARE(CheckRecent(RecentFolder()).faults, Findings());
         QCOMPARE(CheckRecent(RecentFolder()).remarks, Findings());
@@ -271,9 +265,9 @@ private slots:
         const auto stored
             = [&](int parent, const std::string& name) { return names[parent].count(name) > 0; };
         for (int i = 0; i < 8000 && !QTest::currentTestFailed(); ++i) {
-            const int parent = int(m_random.Below(50)) + 1;
-            const std::string name = "lib" + std::to_string(m_random.Below(20));
-            const std::uint32_t what = m_random.Below(100);
+            const int parent = int(m_random.below(50)) + 1;
+            const std::string name = "lib" + std::to_string(m_random.below(20));
+            const std::uint32_t what = m_random.below(100);
             if (what < 3) {
                 database.RemoveAllDependencies(parent);
                 names.erase(parent);
@@ -287,8 +281,8 @@ private slots:
             names[parent].insert(name);
             // One in three is renamed or given to another parent, unless the key is
             // taken.
-            const int other = int(m_random.Below(50)) + 1;
-            const std::string next = "lib" + std::to_string(m_random.Below(20));
+            const int other = int(m_random.below(50)) + 1;
+            const std::string next = "lib" + std::to_string(m_random.below(20));
             if (what < 33 && fresh && !stored(other, next)) {
                 database.setParent(other);
                 database.setName(next.c_str());
@@ -297,30 +291,30 @@ private slots:
                 names[other].insert(next);
             }
             if (i % 20 == 0)
-                CompareLists(database, names, parent);
+                compareLists(database, names, parent);
         }
         database.Close();
         Items inFirst = ItemsOf(CDependency::DEPENDENCYIDXNAME1, 58, false);
         Items inSecond = ItemsOf(CDependency::DEPENDENCYIDXNAME2, 58, false);
         for (const auto& [parent, list] : names)
             for (const std::string& name : list) {
-                first.Add(Formatted("%8d", parent) + name, 0);
-                second.Add(secondKey(parent, name), 0);
+                first.add(Formatted("%8d", parent) + name, 0);
+                second.add(secondKey(parent, name), 0);
             }
-        QCOMPARE(WithoutRecords(inFirst), first.All());
-        QCOMPARE(WithoutRecords(inSecond), second.All());
+        QCOMPARE(withoutRecords(inFirst), first.all());
+        QCOMPARE(withoutRecords(inSecond), second.all());
         QCOMPARE(CheckDataFile(CDependency::DEPENDENCYDFNAME, 60), Findings());
     }
 
 private:
-    static Items WithoutRecords(Items items)
+    static Items withoutRecords(Items items)
     {
         for (auto& item : items)
             item.second = 0;
         return items;
     }
 
-    static void CompareLists(CDependency& database,
+    static void compareLists(CDependency& database,
                              const std::map<int, std::set<std::string>>& names, int parent)
     {
         QByteArrayList own;
@@ -334,9 +328,7 @@ private:
         database.LoadDepends(parent, read);
         QCOMPARE(read, own.isEmpty() ? own : own + all);
     }
-
-    Random m_random{ 0 };
 };
 
-QTEST_GUILESS_MAIN(TestRecentModel)
+QTEST_GUILESS_MAIN(RecentModelTest)
 #include "tst_recentmodel.moc"

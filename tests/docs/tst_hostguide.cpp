@@ -10,6 +10,7 @@
 #include <QtTest>
 #include <functional>
 #include <vantrelagent/db/ccatalogfile.h>
+#include <vantrelagent/host/checkjob.h>
 #include <vantrelagent/host/models/pendingmodel.h>
 #include <vantrelagent/host/models/productmodel.h>
 #include <vantrelagent/host/packagejobs.h>
@@ -126,6 +127,27 @@ void Refresh(QObject* host, const std::function<void(const QString& news)>& show
 }
 //! [refresh]
 
+//! [check]
+void CheckAndRepair(QObject* host, const std::function<void(const QString& line)>& show)
+{
+    auto* check = new Pakmart::CheckJob;
+    QObject::connect(check, &KJob::result, host, [check, host, show] {
+        for (const Pakmart::RepairFinding& one : check->findings())
+            show(one.sentence);
+        if (check->findings().isEmpty())
+            return;
+        auto* repair = new Pakmart::RepairJob; // the user has agreed
+        QObject::connect(repair, &KJob::result, host, [repair, show] {
+            for (const Pakmart::RepairFinding& one : repair->findings())
+                if (one.state != Pakmart::RepairFinding::Mended)
+                    show(one.sentence + QLatin1Char(' ') + one.reason);
+        });
+        repair->start();
+    });
+    check->start();
+}
+//! [check]
+
 // ---- the test ----
 
 class HostGuideTest : public QObject
@@ -215,6 +237,21 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(done, 60000);
         QVERIFY(shown.contains(QStringLiteral("foe")));
         QVERIFY(shown.contains(QStringLiteral("100 %")));
+    }
+
+    void checksAndRepairs()
+    {
+        const QString half = m_repository->root + QStringLiteral("/tmp/1700000000_1.xml");
+        QFile file(half);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.close();
+        QVERIFY(file.setPermissions(QFile::ReadOwner | QFile::WriteOwner));
+        QStringList lines;
+        CheckAndRepair(this, [&lines](const QString& line) { lines << line; });
+        QTRY_COMPARE_WITH_TIMEOUT(QFile::exists(half), false, 60000);
+        QTest::qWait(500);
+        QCOMPARE(lines.size(), 1);
+        QVERIFY2(lines.first().contains(half), qPrintable(lines.first()));
     }
 
     void asksTheStore()

@@ -153,9 +153,9 @@ void Use(FuzzedInput* input)
         CRUFile list;
         const bool hasCatalog = catalog.Open();
         const bool hasList = list.Open();
-        for (unsigned uses = input->Byte() % 16; uses > 0; --uses) {
-            const unsigned what = input->Byte();
-            const int number = int(input->Byte());
+        for (unsigned uses = input->byte() % 16; uses > 0; --uses) {
+            const unsigned what = input->byte();
+            const int number = int(input->byte());
             if (what % 2 == 0 && hasCatalog)
                 UseCatalog(catalog, what / 2, number);
             else if (hasList)
@@ -171,7 +171,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     static FuzzedFiles files = MakeFiles();
     FuzzedInput input(data, size);
-    files.Damage(&input);
+    files.damage(&input);
     CheckCatalog(CatalogFolder());
     CheckRecent(RecentFolder());
     Use(&input);

@@ -31,8 +31,8 @@ std::vector<std::uint8_t> Marked(std::uint8_t mark)
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     FuzzedInput input(data, size);
-    const unsigned deleted = input.Byte();
-    const std::string path = input.File("fuzzed.dat");
+    const unsigned deleted = input.byte();
+    const std::string path = input.file("fuzzed.dat");
     const bool sound = CheckDataFile(path, recordLength).empty();
     DataFile* file = OpenDataFile(0, path.c_str(), recordLength);
     Demand(file || !sound, "a sound file is opened");

@@ -162,8 +162,8 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     static Samples sample = Make();
     FuzzedInput input(data, size);
-    const unsigned flags = input.Byte();
-    const bool wholes = sample.files.Damage(&input);
+    const unsigned flags = input.byte();
+    const bool wholes = sample.files.damage(&input);
     DbTool::Options options;
     options.partial = flags & 1;
     options.path = Folder() + "a.dat";

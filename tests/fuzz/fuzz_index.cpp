@@ -33,7 +33,7 @@ struct Options {
     std::int16_t keyLength;
     // A page of long keys is longer than an input, so the file is made first and then
     // damaged.
-    bool IsMade() const { return keyLength > 40; }
+    bool isMade() const { return keyLength > 40; }
 };
 
 using KeyBuffer = char[longestKey + 2];
@@ -105,15 +105,15 @@ std::size_t Empty(IndexFile* index, bool backwards, bool sound)
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     FuzzedInput input(data, size);
-    const Options options(input.Byte());
-    KeyBuffer key = { char('A' + input.Byte() % 26), char('A' + input.Byte() % 26) };
-    const std::uint32_t record = input.Byte();
+    const Options options(input.byte());
+    KeyBuffer key = { char('A' + input.byte() % 26), char('A' + input.byte() % 26) };
+    const std::uint32_t record = input.byte();
     Demand(InitIndex() == 0, "the page cache is there");
-    const std::string path = input.File("fuzzed.idx", options.IsMade() ? 0 : SIZE_MAX);
-    if (options.IsMade()) {
+    const std::string path = input.file("fuzzed.idx", options.isMade() ? 0 : SIZE_MAX);
+    if (options.isMade()) {
         LongKey(std::uint32_t(key[0] * 26 + key[1]), options.keyLength, key);
-        MakeSample(path, options, input.Byte());
-        FuzzedFiles({ { path, std::size_t(PackedLength(options.keyLength)) } }).Damage(&input);
+        MakeSample(path, options, input.byte());
+        FuzzedFiles({ { path, std::size_t(PackedLength(options.keyLength)) } }).damage(&input);
     }
     const auto check = [&](std::vector<IndexEntry>* entries) {
         return CheckIndex(path, options.keyLength, options.duplicates, entries).empty();

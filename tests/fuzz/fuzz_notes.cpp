@@ -17,10 +17,10 @@ using namespace Agent;
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     FuzzedInput input(data, size);
-    const std::int32_t offset = std::int32_t(input.Byte());
-    const auto length = std::int32_t(input.Byte());
+    const std::int32_t offset = std::int32_t(input.byte());
+    const auto length = std::int32_t(input.byte());
     Demand(InitIndex() == 0, "the page cache is there");
-    std::string name = input.File("fuzzed.fil");
+    std::string name = input.file("fuzzed.fil");
     name.resize(name.size() - 4);
     std::remove((name + ".k1").c_str());
     {

@@ -26,7 +26,7 @@ std::size_t Ends(const std::uint8_t* data, std::size_t size)
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     const std::size_t ends = Ends(data, size);
-    const std::string path = FuzzedInput(data, size).File("status");
+    const std::string path = FuzzedInput(data, size).file("status");
     const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "re"),
                                                                std::fclose);
     Demand(file != nullptr, "the file can be read");

@@ -18,7 +18,7 @@ public:
     FuzzedInput(const std::uint8_t* data, std::size_t size) : m_data(data), m_size(size) { }
 
     // 0 at the end of the input.
-    unsigned Byte()
+    unsigned byte()
     {
         if (m_size == 0)
             return 0;
@@ -28,7 +28,7 @@ public:
 
     // Makes a file from the rest of the input, or from `most` bytes of it. Returns its
     // path.
-    std::string File(const char* name, std::size_t most = SIZE_MAX)
+    std::string file(const char* name, std::size_t most = SIZE_MAX)
     {
         const char* const dir = std::getenv("TEST_DIR");
         const std::string path = std::string(dir ? dir : "/tmp") + '/' + name;

@@ -8,10 +8,13 @@
 
 #include "base/dpkgstatus.h"
 #include "host/job.h"
+#include "tests/common/pulse.h"
 #include "tests/host/repository.h"
 
 #include <QSignalSpy>
+#include <QTcpSocket>
 #include <QtTest>
+#include <fcntl.h>
 
 class HostMachine : public Repository
 {
@@ -26,6 +29,23 @@ public:
     {
         const Agent::PackageState state = stateOf(package);
         return QByteArray::fromStdString(state.Words() + ' ' + state.version);
+    }
+    // Answers requests for the package's archive with nothing.
+    void stall(const Package& package)
+    {
+        server.answer(pathOf(package), [](QTcpSocket*, const QByteArray&) {});
+    }
+    bool isFetching(const Package& package) const { return server.asked.contains(pathOf(package)); }
+    // Holds dpkg's lock, as another package tool does, until the descriptor is closed.
+    int lockDpkg() const
+    {
+        const QByteArray name
+            = (root + QStringLiteral("/var/lib/dpkg/lock-frontend")).toLocal8Bit();
+        const int fd = open(name.constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0640);
+        struct flock lock = {};
+        lock.l_type = F_WRLCK;
+        lock.l_whence = SEEK_SET;
+        return fcntl(fd, F_SETLK, &lock) == 0 ? fd : -1;
     }
 };
 
@@ -57,11 +77,17 @@ public:
     }
 
     // Starts the job and waits for its end: the name of its error, "none" after a success.
-    // Also gives a second result the time to come.
+    // Also gives a second result the time to come. Prints for how long the job has blocked the
+    // event loop.
     QString outcome()
     {
+        constexpr int tooLong = 500; // milliseconds
+        const QByteArray job = m_job->metaObject()->className();
+        const Pulse pulse;
         m_job->start();
-        return end();
+        const QString result = end();
+        qInfo("%s: longest gap %lld ms", job.constData(), pulse.longestGap());
+        return pulse.longestGap() < tooLong ? result : QStringLiteral("blocked the event loop");
     }
     QString end()
     {

@@ -48,6 +48,18 @@ public:
         if (!placeIndex())
             qFatal("cannot write the index");
     }
+    QByteArray index() const { return m_archive->index(); }
+    // Removes what the package tools have kept of their downloads.
+    void forgetArchives() const
+    {
+        QDir archives(root + QStringLiteral("/var/cache/apt/archives"));
+        for (const QString& name : archives.entryList({ QStringLiteral("*.deb") }, QDir::Files))
+            archives.remove(name);
+    }
+    QByteArray archiveOf(const Package& package) const
+    {
+        return m_archive->contents(m_archive->fileOf(package));
+    }
     QByteArray pathOf(const Package& package) const
     {
         return "/r/./" + QFileInfo(m_archive->fileOf(package)).fileName().toLatin1();

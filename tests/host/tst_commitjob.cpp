@@ -41,26 +41,6 @@ private:
         delete job;
         return plan;
     }
-    // Answers requests for the package's archive with nothing.
-    void stall(const HostMachine::Package& package)
-    {
-        m_machine->server.answer(m_machine->pathOf(package), [](QTcpSocket*, const QByteArray&) {});
-    }
-    bool isFetching(const HostMachine::Package& package) const
-    {
-        return m_machine->server.asked.contains(m_machine->pathOf(package));
-    }
-    // Holds dpkg's lock, as another package tool does, until the descriptor is closed.
-    int lockDpkg() const
-    {
-        const QByteArray name
-            = (m_machine->root + QStringLiteral("/var/lib/dpkg/lock-frontend")).toLocal8Bit();
-        const int fd = open(name.constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0640);
-        struct flock lock = {};
-        lock.l_type = F_WRLCK;
-        lock.l_whence = SEEK_SET;
-        return fcntl(fd, F_SETLK, &lock) == 0 ? fd : -1;
-    }
 
 private slots:
     void init()
@@ -344,12 +324,12 @@ private slots:
     void aStalledDownloadIsCancelled()
     {
         m_machine->add({ "app" });
-        stall({ "app" });
+        m_machine->stall({ "app" });
         auto* job = new InstallJob(names("app"));
         JobWatch watch(job);
         const Pulse pulse;
         job->start();
-        QVERIFY(QTest::qWaitFor([&] { return isFetching({ "app" }); }, 60000));
+        QVERIFY(QTest::qWaitFor([&] { return m_machine->isFetching({ "app" }); }, 60000));
         QVERIFY(job->isCancellable());
         job->cancel();
         QCOMPARE(watch.results, 0); // not inside of cancel()
@@ -366,11 +346,11 @@ private slots:
     {
         m_machine->add({ "app" });
         m_machine->add({ "other" });
-        stall({ "app" });
+        m_machine->stall({ "app" });
         auto* job = new InstallJob(names("app"));
         JobWatch watch(job);
         job->start();
-        QVERIFY(QTest::qWaitFor([&] { return isFetching({ "app" }); }, 60000));
+        QVERIFY(QTest::qWaitFor([&] { return m_machine->isFetching({ "app" }); }, 60000));
         QVERIFY(job->kill(KJob::EmitResult));
         QCOMPARE(watch.results, 1);
         QCOMPARE(watch.end(), QStringLiteral("cancelled"));
@@ -381,11 +361,11 @@ private slots:
     {
         m_machine->add({ "app" });
         m_machine->add({ "other" });
-        stall({ "app" });
+        m_machine->stall({ "app" });
         auto* job = new InstallJob(names("app"));
         JobWatch watch(job);
         job->start();
-        QVERIFY(QTest::qWaitFor([&] { return isFetching({ "app" }); }, 60000));
+        QVERIFY(QTest::qWaitFor([&] { return m_machine->isFetching({ "app" }); }, 60000));
         delete job;
         QCOMPARE(outcomeOf<InstallJob>("other"), QStringLiteral("none"));
         QCOMPARE(watch.results, 0);
@@ -494,15 +474,15 @@ fi
     void aWaitingJobIsCancelledAndKilled()
     {
         m_machine->add({ "app" });
-        stall({ "app" });
+        m_machine->stall({ "app" });
         auto* first = new InstallJob(names("app"));
         auto* second = new InstallJob(names("app"));
         auto* third = new InstallJob(names("app"));
         JobWatch one(first), two(second), three(third);
         for (Job* job : { first, second, third })
             job->start();
-        QVERIFY(QTest::qWaitFor([&] { return isFetching({ "app" }) && !three.waits.isEmpty(); },
-                                60000));
+        QVERIFY(QTest::qWaitFor(
+            [&] { return m_machine->isFetching({ "app" }) && !three.waits.isEmpty(); }, 60000));
         second->cancel();
         QCOMPARE(two.end(), QStringLiteral("cancelled"));
         QVERIFY(third->kill(KJob::EmitResult));
@@ -538,7 +518,7 @@ fi
     void aHeldPackageLockIsSaidAndTheWaitIsCancelled()
     {
         m_machine->add({ "app" });
-        const int fd = lockDpkg();
+        const int fd = m_machine->lockDpkg();
         QVERIFY(fd >= 0);
         const auto unlock = qScopeGuard([fd] { close(fd); });
         auto* job = new InstallJob(names("app"));
@@ -546,8 +526,9 @@ fi
         job->start();
         QVERIFY(QTest::qWaitFor([&watch] { return !watch.waits.isEmpty(); }, 60000));
         QCOMPARE(watch.waits.first(),
-                 QStringLiteral("Waiting for the package lock, which is held by process %1")
-                     .arg(getpid()));
+                 QStringLiteral("Waiting for the package lock, which is held by process %1 (%2)")
+                     .arg(getpid())
+                     .arg(QLatin1String("tst_commitjob")));
         QCOMPARE(job->phase(), Job::Waiting);
         QVERIFY(job->isCancellable());
         job->cancel();
@@ -593,7 +574,7 @@ fi
         // Nothing goes on unseen, and the next one gets its turn.
         m_machine->add({ "other" });
         QCOMPARE(outcomeOf<InstallJob>("other"), QStringLiteral("none"));
-        QVERIFY(!isFetching({ "app" }));
+        QVERIFY(!m_machine->isFetching({ "app" }));
         QVERIFY(HostMachine::stateOf("app").IsGone());
     }
 };

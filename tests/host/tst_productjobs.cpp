@@ -248,6 +248,28 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(m_store->spoolFiles(), QStringList(), 30000);
     }
 
+    void productsAreRemovedByTheirNumbers()
+    {
+        QVERIFY(m_store->serve());
+        QCOMPARE(outcomeOf(InstallJob::ofProducts({ 1001, 1003 })), QStringLiteral("none"));
+        QCOMPARE(outcomeOf(RemoveJob::ofProducts({ 1001 })), QStringLiteral("none"));
+        QVERIFY(HostMachine::stateOf("starlander").IsGone());
+        QVERIFY(HostMachine::stateOf("libpixel").IsInstalled());
+        QVERIFY(HostMachine::stateOf("dicecards").IsInstalled());
+        QCOMPARE(outcomeOf(RemoveJob::ofProducts({ 1001 })), QStringLiteral("not-installed"));
+        QCOMPARE(outcomeOf(RemoveJob::ofProducts({ 424242 })), QStringLiteral("unknown-product"));
+        QCOMPARE(outcomeOf(RemoveJob::ofProducts({})), QStringLiteral("unknown-product"));
+    }
+
+    // The store is asked for the package only; without lists, apt-get does not know it.
+    void aRemovalRefreshesNoSources()
+    {
+        QVERIFY(useScripted("CAPIDownloadAppInfo", info("starlander")));
+        serveIndexes(ScriptedServer::http("busy", "503 Service Unavailable"));
+        QCOMPARE(outcomeOf(RemoveJob::ofProducts({ 1001 })), QStringLiteral("unknown-package"));
+        QVERIFY(!m_store->scripted.asked.contains("/CAPIGetSourcesList"));
+    }
+
     void twoProductsAtOnceTakeTurns()
     {
         QVERIFY(m_store->serve());

@@ -20,7 +20,7 @@ inline QString DifferenceFromReference(const ParsedOutput& parsed, const QByteAr
             return;
         QDebug(&difference) << what << actual << "instead of" << wanted << "for" << bytes;
     };
-    const auto list = ParsedOutput::ToList;
+    const auto list = ParsedOutput::toList;
     const auto pairs = [](const auto& map) {
         QStringList texts;
         for (const auto& [name, size] : map)

@@ -31,11 +31,11 @@ struct ParsedOutput {
             runner.parseLine(buffer, length, inList, inError);
         std::fclose(stream);
     }
-    QStringList errors() const { return ToList(runner.Errors()); }
-    QStringList messages() const { return ToList(runner.Messages()); }
-    QStringList files() const { return ToList(runner.PackageFiles()); }
+    QStringList errors() const { return toList(runner.Errors()); }
+    QStringList messages() const { return toList(runner.Messages()); }
+    QStringList files() const { return toList(runner.PackageFiles()); }
 
-    static QStringList ToList(const std::vector<std::string>& texts)
+    static QStringList toList(const std::vector<std::string>& texts)
     {
         QStringList list;
         for (const std::string& text : texts)

@@ -16,8 +16,8 @@ class ReferenceParser
 public:
     explicit ReferenceParser(const std::string& output)
     {
-        for (const std::string& line : Lines(output))
-            Parse(line);
+        for (const std::string& line : lines(output))
+            parse(line);
     }
 
     std::vector<std::string> events; // the signals, as RunnerEvents writes them
@@ -29,7 +29,7 @@ public:
 private:
     // A line ends at a line end, at the end of the output, or at a character with 2047
     // before it, which is lost. Control characters are not part of it.
-    static std::vector<std::string> Lines(const std::string& output)
+    static std::vector<std::string> lines(const std::string& output)
     {
         std::vector<std::string> lines;
         std::string line;
@@ -45,17 +45,17 @@ private:
             lines.push_back(line);
         return lines;
     }
-    static bool Begins(const std::string& text, const std::string& beginning)
+    static bool begins(const std::string& text, const std::string& beginning)
     {
         return text.substr(0, beginning.size()) == beginning;
     }
     // The text after the first `count` characters.
-    static std::string After(const std::string& text, std::size_t count)
+    static std::string after(const std::string& text, std::size_t count)
     {
         return text.size() > count ? text.substr(count) : std::string();
     }
     // A word between the blanks; empty after the last one.
-    static std::string Word(const std::string& text, int which)
+    static std::string word(const std::string& text, int which)
     {
         std::vector<std::string> words(1);
         for (const char c : text) {
@@ -67,18 +67,18 @@ private:
         return which < int(words.size()) ? words[std::size_t(which)] : std::string();
     }
 
-    void Parse(std::string line)
+    void parse(std::string line)
     {
         messages.push_back(line);
-        const bool blank = Begins(line, " ");
-        const std::string text = After(line, 3); // of an error or a warning
+        const bool blank = begins(line, " ");
+        const std::string text = after(line, 3); // of an error or a warning
 
-        if (Begins(line, "The following") && !Begins(line, "The following information")) {
+        if (begins(line, "The following") && !begins(line, "The following information")) {
             inList = true;
-        } else if (!inList && Begins(line, "E:") && Begins(text, "Couldn't find package")
+        } else if (!inList && begins(line, "E:") && begins(text, "Couldn't find package")
                    && !m_retry) {
             m_retry = true;
-        } else if (!inList && (Begins(line, "E:") || Begins(line, "W:"))) {
+        } else if (!inList && (begins(line, "E:") || begins(line, "W:"))) {
             inError = true;
             errors.push_back(text);
         } else if (!inList && inError && blank) {
@@ -86,31 +86,31 @@ private:
         } else if (!inList && inError) {
             inError = false;
         } else if (inList && blank) {
-            line = Names(line);
+            line = names(line);
         } else if (inList) {
             inList = false;
         }
 
-        if (!inError && Progress(line))
+        if (!inError && progress(line))
             inList = false;
     }
-    bool Progress(const std::string& line)
+    bool progress(const std::string& line)
     {
         const auto contains
             = [&line](const char* text) { return line.find(text) != std::string::npos; };
-        if (Begins(line, "Need to get "))
-            Total(line);
-        else if (Begins(line, "Get:"))
-            Get(line);
-        else if (Begins(line, "Setting up"))
+        if (begins(line, "Need to get "))
+            readTotal(line);
+        else if (begins(line, "Get:"))
+            get(line);
+        else if (begins(line, "Setting up"))
             events.insert(events.end(),
-                          { "got " + m_current, "setup " + Word(After(line, 10), 0) });
-        else if (Begins(line, "Sorry,"))
-            events.insert(events.end(), { NamesEvent(), "get |", "got ", "setup " });
-        else if (Begins(line, "'"))
-            File(line);
+                          { "got " + m_current, "setup " + word(after(line, 10), 0) });
+        else if (begins(line, "Sorry,"))
+            events.insert(events.end(), { namesEvent(), "get |", "got ", "setup " });
+        else if (begins(line, "'"))
+            file(line);
         else if (contains("%]") || contains("% ["))
-            Pulse(line);
+            pulse(line);
         else
             return false;
         return true;
@@ -118,36 +118,36 @@ private:
 
     // Each word is a name, still without a size. The text after the first name is
     // consumed: the rest of the grammar does not see it.
-    std::string Names(const std::string& line)
+    std::string names(const std::string& line)
     {
-        for (int i = 0; !Word(line, i).empty(); ++i)
-            packages[Word(line, i)] = "0";
-        const std::string first = Word(line, 0);
+        for (int i = 0; !word(line, i).empty(); ++i)
+            packages[word(line, i)] = "0";
+        const std::string first = word(line, 0);
         return line.substr(0, line.find(first) + first.size());
     }
-    std::string NamesEvent() const
+    std::string namesEvent() const
     {
         std::string event;
         for (const auto& [name, size] : packages)
             event += (event.empty() ? "" : ",") + name + '=' + size;
         return "names " + event;
     }
-    void Total(const std::string& line)
+    void readTotal(const std::string& line)
     {
-        events.push_back(NamesEvent());
-        const std::string size = Word(After(line, 12), 0);
+        events.push_back(namesEvent());
+        const std::string size = word(after(line, 12), 0);
         if (!size.empty())
             total = size;
         events.push_back("total " + total);
     }
     // Get:3 SITE SECTION NAME VERSION [SIZE]
-    void Get(const std::string& line)
+    void get(const std::string& line)
     {
         if (!m_current.empty())
             events.push_back("got " + m_current);
-        m_current = Word(line, 3);
-        std::string size = Word(line, 5);
-        if (Begins(size, "["))
+        m_current = word(line, 3);
+        std::string size = word(line, 5);
+        if (begins(size, "["))
             size.erase(0, 1);
         size = size.substr(0, size.find(']'));
         if (!m_current.empty() && !size.empty())
@@ -155,7 +155,7 @@ private:
         events.push_back("get " + m_current + '|' + size);
     }
     // The name at the end of the quoted address.
-    void File(const std::string& line)
+    void file(const std::string& line)
     {
         std::string name = line;
         if (name.find('/') != std::string::npos)
@@ -163,7 +163,7 @@ private:
         files.push_back(name.substr(0, name.find('\'')));
     }
     // 45% [2 libfoo 12345/67890 18%]
-    void Pulse(const std::string& line)
+    void pulse(const std::string& line)
     {
         const int overall = std::atoi(line.c_str());
         int item = 0;

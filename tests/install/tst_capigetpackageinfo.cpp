@@ -15,7 +15,7 @@
 namespace
 {
 
-const QByteArray Uris = "Need to get 5B of archives.\n"
+const QByteArray uris = "Need to get 5B of archives.\n"
                         "'http://h/pool/liba_1-2_i386.deb' liba_1-2_i386.deb 5 SHA256:0\n"
                         "'http://h/pool/b+c_1_all.deb' b+c_1_all.deb 5 SHA256:0\n";
 
@@ -108,7 +108,7 @@ private slots:
     {
         CAPIGetPackageInfo::DeleteTempLists({});
         QVERIFY(CRunAptGet::CreateAptGetDirs());
-        m_frontEnd.says(Uris);
+        m_frontEnd.says(uris);
         m_frontEnd.forget();
         m_server.asked.clear();
     }

@@ -80,7 +80,7 @@ private:
         int m_fd = -1;
     };
 
-    const QByteArray oneList
+    const QByteArray m_oneList
         = "<agentfunction resultcode=\"OK\"><list type=\"dep\"><entry timestamp=\"1\">"
           "deb http://h/a ./</entry></list></agentfunction>";
     // Runs a request; returns why it failed, and whether it succeeded.
@@ -356,7 +356,7 @@ private slots:
     {
         write(true, "deb http://h/old ./  #1\n");
         OtherProgram other;
-        m_server.answer("/s", ScriptedServer::http(oneList));
+        m_server.answer("/s", ScriptedServer::http(m_oneList));
         auto* request = new CAPIGetSourcesList(true, true);
         QStringList waits;
         QByteArray meanwhile;
@@ -378,7 +378,7 @@ private slots:
     void waitOfAListEndsWhenTransfersAreAborted()
     {
         const OtherProgram other;
-        m_server.answer("/s", ScriptedServer::http(oneList));
+        m_server.answer("/s", ScriptedServer::http(m_oneList));
         auto* request = new CAPIGetSourcesList(true, true);
         connect(request, &CAPIGetSourcesList::signalWaitingFor, qApp,
                 [] { QTimer::singleShot(0, qApp, [] { CAPI::AbortTransfers(); }); });
@@ -389,7 +389,7 @@ private slots:
 
     void listInsideARunIsRefusedAndTheRunGoesOn()
     {
-        m_server.answer("/s", ScriptedServer::http(oneList));
+        m_server.answer("/s", ScriptedServer::http(m_oneList));
         m_frontEnd.install(QStringLiteral("vos-apt-get"),
                            "case \" $* \" in *' install '*) echo 'Setting up foo (1) ...';; esac");
         CRunAptGet runner;
@@ -403,7 +403,7 @@ private slots:
 
     void runThatHasTheTreeRefreshesWithoutAWait()
     {
-        m_server.answer("/s", ScriptedServer::http(oneList));
+        m_server.answer("/s", ScriptedServer::http(m_oneList));
         CRunAptGet runner;
         int waits = 0;
         connect(&runner, &CRunAptGet::signalWaitingFor, qApp, [&waits] { ++waits; });
@@ -447,7 +447,7 @@ private slots:
     // else gets it meanwhile.
     void refreshInASlotOfTheListIsPartOfIt()
     {
-        m_server.answer("/s", ScriptedServer::http(oneList));
+        m_server.answer("/s", ScriptedServer::http(m_oneList));
         m_frontEnd.install(QStringLiteral("vos-apt-get"), "sleep 0.2");
         CRunAptGet runner, third;
         QList<int> results;

@@ -25,12 +25,12 @@ using namespace Agent;
 namespace
 {
 
-const QByteArray Uris = "'http://h/pool/foo_1_all.deb' foo_1_all.deb 5 SHA256:0\n";
-const QByteArray Run = "The following NEW packages will be installed:\n  foo\n"
+const QByteArray uris = "'http://h/pool/foo_1_all.deb' foo_1_all.deb 5 SHA256:0\n";
+const QByteArray run = "The following NEW packages will be installed:\n  foo\n"
                        "Need to get 5B of archives.\nGet:1 http://h ./. foo 1 [5B]\n"
                        "50% [1 foo 40%]\nSetting up foo (1) ...\n";
-const QString Preparing = QStringLiteral("pre Preparing to download product...");
-const QString AppInfoError = QStringLiteral(
+const QString preparing = QStringLiteral("pre Preparing to download product...");
+const QString appInfoError = QStringLiteral(
     "error Pakmart encountered an error while requesting some information from the VantrelNet "
     "server.");
 
@@ -102,7 +102,7 @@ class DialogReader
 public:
     DialogReader()
     {
-        QObject::connect(&m_timer, &QTimer::timeout, &m_timer, [this] { Look(); });
+        QObject::connect(&m_timer, &QTimer::timeout, &m_timer, [this] { look(); });
         m_timer.start(5);
     }
     QString name, text;
@@ -111,7 +111,7 @@ public:
     QString press; // the label of a button to press
 
 private:
-    void Look()
+    void look()
     {
         auto* box = qobject_cast<QDialog*>(QApplication::activeModalWidget());
         if (!box)
@@ -144,7 +144,7 @@ private:
     bool m_addToNewStuff = true;
 
     // Sets the front end's output for a listing and for an install.
-    void frontEndSays(const QByteArray& listing, const QByteArray& run, int runStatus = 0,
+    void frontEndSays(const QByteArray& listing, const QByteArray& output, int runStatus = 0,
                       int listStatus = 0)
     {
         const QString dir = QString::fromLocal8Bit(qgetenv("TEST_DIR"));
@@ -154,11 +154,11 @@ private:
             file.write(text);
         };
         write("/says-listing", listing);
-        write("/says-run", run);
+        write("/says-output", output);
         m_frontEnd.install(QStringLiteral("vos-apt-get"),
                            "case \" $* \" in *--print-uris*) cat $TEST_DIR/says-listing; exit "
                                + QByteArray::number(listStatus)
-                               + ";; *' install '*) cat $TEST_DIR/says-run; exit "
+                               + ";; *' install '*) cat $TEST_DIR/says-output; exit "
                                + QByteArray::number(runStatus) + ";; esac");
     }
     void appInfoIs(const QByteArray& content) { m_server.answer("/a", Reply(content)); }
@@ -222,7 +222,7 @@ private slots:
         appInfoIs("<package><name>Foo</name><serialnumber>7</serialnumber>"
                   "<packagename>foo</packagename><binary><name>Foo</name><path>/usr/bin/foo</path>"
                   "<menu>Games</menu></binary></package>");
-        frontEndSays(Uris, Run);
+        frontEndSays(uris, run);
         m_frontEnd.forget();
         m_server.asked.clear();
         m_addToNewStuff = true;
@@ -259,7 +259,7 @@ private slots:
         CRUFile list;
         QVERIFY(list.Open());
         list.DeleteRecord(7);
-        frontEndSays("foo is already the newest version (1).\n", Run);
+        frontEndSays("foo is already the newest version (1).\n", run);
         WriteStatusFile("Package: foo\nStatus: " + state + "\n\n");
         QCOMPARE(list.FindServerSerialNumber(7), false);
         const QString question = QStringLiteral("add? 1 1");
@@ -284,8 +284,8 @@ private slots:
         const Result result = installProduct();
         QVERIFY(result.started);
         QCOMPARE(result.events,
-                 (QStringList{ Preparing, Preparing, Preparing, QStringLiteral("continue? 1 1"),
-                               Preparing, QStringLiteral("begin"), QStringLiteral("names 1"),
+                 (QStringList{ preparing, preparing, preparing, QStringLiteral("continue? 1 1"),
+                               preparing, QStringLiteral("begin"), QStringLiteral("names 1"),
                                QStringLiteral("total 5B"), QStringLiteral("get foo"),
                                QStringLiteral("pulse 40 50"), QStringLiteral("got foo"),
                                QStringLiteral("setup foo"), QStringLiteral("end 1"),
@@ -319,7 +319,7 @@ private slots:
         dialog.press = QStringLiteral("Details");
         installProduct(false);
         QVERIFY2(dialog.details.endsWith(QLatin1String("\n\nInstallation Log\n")
-                                         + QString::fromLatin1(Run)),
+                                         + QString::fromLatin1(run)),
                  qPrintable(dialog.details));
     }
 
@@ -482,7 +482,7 @@ private slots:
         QVERIFY(result.started);
         QCOMPARE(boxes.texts, QStringList());
         QCOMPARE(result.events.mid(0, 3),
-                 (QStringList{ Preparing, QStringLiteral("continue? 1 1"), Preparing }));
+                 (QStringList{ preparing, QStringLiteral("continue? 1 1"), preparing }));
         QCOMPARE(result.events.last(), QStringLiteral("complete 1"));
         QVERIFY(!m_server.asked.join().contains("/a?"));
     }
@@ -492,7 +492,7 @@ private slots:
         const BoxCloser boxes;
         const Result result = installProduct(false, false);
         QCOMPARE(result.events.mid(3),
-                 (QStringList{ QStringLiteral("continue? 1 1"), Preparing,
+                 (QStringList{ QStringLiteral("continue? 1 1"), preparing,
                                QStringLiteral("outcome 1"), QStringLiteral("complete 1") }));
         QCOMPARE(boxes.texts, QStringList());
         QCOMPARE(m_frontEnd.calls().filter(QStringLiteral("-yp install")), QStringList());
@@ -511,7 +511,7 @@ private slots:
 
     void failedInstallLeavesItsOutputAndTellsErrors()
     {
-        frontEndSays(Uris, "one\nE: bad thing\n detail\n", 100);
+        frontEndSays(uris, "one\nE: bad thing\n detail\n", 100);
         const DialogReader dialog;
         const Result result = installProduct(false);
         QVERIFY(result.started);
@@ -527,7 +527,7 @@ private slots:
 
     void silentFailureShowsNoDialog()
     {
-        frontEndSays(Uris, "E: bad\n", 100);
+        frontEndSays(uris, "E: bad\n", 100);
         const BoxCloser boxes;
         QCOMPARE(installProduct(true).events.last(), QStringLiteral("complete 0"));
         QCOMPARE(boxes.texts, QStringList());
@@ -540,7 +540,7 @@ private slots:
         const Result result = installProduct();
         QVERIFY(result.started);
         QCOMPARE(result.events,
-                 (QStringList{ Preparing, AppInfoError, QStringLiteral("complete 0") }));
+                 (QStringList{ preparing, appInfoError, QStringLiteral("complete 0") }));
         QVERIFY(output.lines().contains(
             QStringLiteral("CAPIInstallPackages - failed to retrieve app info")));
     }
@@ -550,7 +550,7 @@ private slots:
         appInfoIs("<nothing/>");
         const StandardOutput output;
         QCOMPARE(installProduct().events,
-                 (QStringList{ Preparing, Preparing, AppInfoError, QStringLiteral("complete 0") }));
+                 (QStringList{ preparing, preparing, appInfoError, QStringLiteral("complete 0") }));
         QVERIFY(output.lines().contains(
             QStringLiteral("CAPIInstallPackages - grammatical error in app info")));
     }
@@ -570,7 +570,7 @@ private slots:
         const Result result = installPackage({ "foo" });
         QVERIFY(!result.started);
         QCOMPARE(result.events,
-                 (QStringList{ Preparing, QStringLiteral("report 1"), QStringLiteral("outcome 0"),
+                 (QStringList{ preparing, QStringLiteral("report 1"), QStringLiteral("outcome 0"),
                                QStringLiteral("complete 0") }));
     }
 

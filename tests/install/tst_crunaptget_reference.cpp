@@ -17,7 +17,7 @@ class ReferenceTest : public QObject
     Q_OBJECT
 
 private:
-    static quint32 Seed()
+    static quint32 seed()
     {
         bool given = false;
         const quint32 seed = qEnvironmentVariable("PAKMART_TEST_SEED").toUInt(&given);
@@ -110,7 +110,7 @@ private:
 private slots:
     void randomOutputsAreReadAlike()
     {
-        const quint32 seed = Seed();
+        const quint32 seed = this->seed();
         qInfo("PAKMART_TEST_SEED=%u", seed);
         m_random.seed(seed);
         QSet<QString> seen; // ensures that the outputs cause signals

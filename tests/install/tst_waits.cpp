@@ -55,8 +55,8 @@ private:
 };
 
 // Measured gaps are a few milliseconds; a loaded machine adds to them.
-constexpr qint64 LongestGap = 500;
-constexpr qint64 LongestCancel = 3000;
+constexpr qint64 longestGap = 500;
+constexpr qint64 longestCancel = 3000;
 
 } // namespace
 
@@ -140,7 +140,7 @@ private slots:
         const Pulse pulse;
         QCOMPARE(m_scene.run().last(), QStringLiteral("complete 1"));
         qInfo("longest gap: %lld ms of %d beats", pulse.longestGap(), pulse.beats());
-        QVERIFY2(pulse.longestGap() < LongestGap, qPrintable(QString::number(pulse.longestGap())));
+        QVERIFY2(pulse.longestGap() < longestGap, qPrintable(QString::number(pulse.longestGap())));
         QVERIFY(pulse.beats() > 10);
     }
 
@@ -149,7 +149,7 @@ private slots:
         const Pulse pulse;
         QVERIFY(!CRunAptGet::MkDir("/proc/nowhere/x"));
         QVERIFY(pulse.beats() > 50);
-        QVERIFY(pulse.longestGap() < LongestGap);
+        QVERIFY(pulse.longestGap() < longestGap);
     }
 
     void folderThatAppearsALittleLateIsFound()
@@ -175,7 +175,7 @@ private slots:
         file.close();
         const Pulse pulse;
         QVERIFY(!DaemonRunning(true));
-        QVERIFY(pulse.longestGap() < LongestGap);
+        QVERIFY(pulse.longestGap() < longestGap);
         // Each time, the lock was checked after the script had run.
         QFile ran(script + QStringLiteral(".ran"));
         QVERIFY(ran.open(QIODevice::ReadOnly));
@@ -305,7 +305,7 @@ private slots:
             close(fd);
         qInfo("cancelled in %lld ms", took);
         QVERIFY(could);
-        QVERIFY2(took < LongestCancel, qPrintable(QString::number(took)));
+        QVERIFY2(took < longestCancel, qPrintable(QString::number(took)));
         QCOMPARE(
             m_scene.events.mid(m_scene.events.size() - 2),
             (QStringList{ QStringLiteral("failure cancelled"), QStringLiteral("complete 0") }));
@@ -344,7 +344,7 @@ private slots:
         else
             QVERIFY(!runner.RefreshLists(true));
         qInfo("cancelled in %lld ms", time.elapsed());
-        QVERIFY(time.elapsed() < LongestCancel);
+        QVERIFY(time.elapsed() < longestCancel);
         QCOMPARE(runner.Failure(), AgentError::Cancelled);
         QVERIFY(runner.WasCancelled());
         QVERIFY(!runner.CanCancel());

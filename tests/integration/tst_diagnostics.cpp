@@ -162,7 +162,7 @@ private slots:
                           { QStringLiteral("--verbose"), QStringLiteral("update") });
             QVERIFY(process.waitForFinished(120000));
             const QByteArray text = process.readAll();
-            QVERIFY2(text.contains("CAPI::Execute failed to find URL"), text.constData());
+            QVERIFY2(text.contains("The API directory could not be fetched."), text.constData());
             QVERIFY2(text.contains("vantrel.agent.request: there is no API directory") == asked,
                      text.constData());
         }

@@ -41,6 +41,16 @@ private:
         process.setProcessEnvironment(m_environment);
         process.start(frontEnd(), words);
     }
+    // Starts an install, and returns what it says up to `text` or a little more.
+    QByteArray startUntil(QProcess& process, const char* text)
+    {
+        start(process, { QStringLiteral("install") });
+        QByteArray heard;
+        while (!(heard += process.readAll()).contains(text))
+            if (!process.waitForReadyRead(60000))
+                qFatal("the front end does not say %s", text);
+        return heard;
+    }
     void finish(QProcess& process)
     {
         if (process.state() != QProcess::NotRunning && !process.waitForFinished(60000))
@@ -201,7 +211,7 @@ private slots:
         QCOMPARE(status, 3);
         const pid_t daemon = said.first().toInt();
         QVERIFY(daemon > 0);
-        QVERIFY(isRunning(daemon));
+        QVERIFY(IsRunning(daemon));
         QCOMPARE(kill(daemon, SIGTERM), 0);
     }
 
@@ -274,9 +284,7 @@ private slots:
         QFETCH(int, number);
         script("(exec sleep 300) & echo dlstatus:1:10:x >&3; exec sleep 300");
         QProcess process;
-        start(process, { QStringLiteral("install") });
-        QByteArray heard;
-        QTRY_VERIFY((heard += process.readAll()).contains('%'));
+        startUntil(process, "%");
         QElapsedTimer time;
         time.start();
         QCOMPARE(kill(pid_t(process.processId()), number), 0);
@@ -291,9 +299,7 @@ private slots:
     {
         script("echo pmstatus:a:40:x >&3; sleep 2; echo after; exit 7");
         QProcess process;
-        start(process, { QStringLiteral("install") });
-        QByteArray heard;
-        QTRY_VERIFY((heard += process.readAll()).contains('%'));
+        QByteArray heard = startUntil(process, "%");
         const pid_t pid = pid_t(process.processId());
         QVERIFY(pid > 0);
         for (int i = 0; i < 20; ++i) {
@@ -322,9 +328,7 @@ private slots:
                "echo pmstatus:dpkg-exec:0:x >&3; echo pmstatus:a:10:x >&3\n"
                "while true; do sleep 0.05; done");
         QProcess process;
-        start(process, { QStringLiteral("install") });
-        QByteArray heard;
-        QTRY_VERIFY((heard += process.readAll()).contains("10% [a 20%]"));
+        startUntil(process, "10% [a 20%]");
         QCOMPARE(kill(pid_t(process.processId()), number), 0);
         finish(process);
         QCOMPARE(process.readAll().replace("10% [a 20%]\n", ""), QByteArray("INT\n"));
@@ -335,9 +339,7 @@ private slots:
     {
         script("trap 'echo TERM; exit 8' TERM; echo ready; while true; do sleep 0.05; done");
         QProcess process;
-        start(process, { QStringLiteral("install") });
-        QByteArray heard;
-        QTRY_VERIFY((heard += process.readAll()).contains("ready"));
+        startUntil(process, "ready");
         process.terminate();
         finish(process);
         QCOMPARE(process.readAll(), QByteArray("TERM\n"));
@@ -348,15 +350,13 @@ private slots:
     {
         script("sleep 300 & echo $!; while true; do sleep 0.05; done");
         QProcess process;
-        start(process, { QStringLiteral("install") });
-        QByteArray heard;
-        QTRY_VERIFY((heard += process.readAll()).contains('\n'));
+        const QByteArray heard = startUntil(process, "\n");
         process.terminate();
         finish(process);
         QCOMPARE(process.exitCode(), 128 + SIGTERM);
         const pid_t helper = heard.split('\n').first().toInt();
         QVERIFY(helper > 0);
-        QTRY_VERIFY(!isRunning(helper));
+        QTRY_VERIFY(!IsRunning(helper));
     }
 
     void dpkgOutlivesAKilledAptGet()
@@ -368,7 +368,7 @@ private slots:
         const pid_t dpkg = said.first().toInt();
         QVERIFY(dpkg > 0);
         QTest::qWait(100);
-        QVERIFY(isRunning(dpkg));
+        QVERIFY(IsRunning(dpkg));
         QCOMPARE(kill(dpkg, SIGTERM), 0);
     }
 

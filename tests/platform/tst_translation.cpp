@@ -257,7 +257,8 @@ private slots:
         QVERIFY(machine.find("APT::Status-Fd \"3\";") != machine.npos);
         const std::string root = AptSettings("/r", true, 3);
         QVERIFY(root.find("DPkg::Options:: \"--root=/r\";") != root.npos);
-        QVERIFY(root.find("AllowUnauthenticated") != root.npos);
+        QVERIFY(root.find("AllowUnauthenticated") == root.npos);
+        QVERIFY(root.find("AllowInsecureRepositories") == root.npos);
         QVERIFY(CanBeQuoted("/a b/c"));
         QVERIFY(!CanBeQuoted("/a\"b"));
         QVERIFY(!CanBeQuoted("/a\nb"));

@@ -28,29 +28,29 @@ class Heart
 public:
     Heart()
     {
-        QObject::connect(&m_timer, &QTimer::timeout, &m_timer, [this] { Beat(); });
+        QObject::connect(&m_timer, &QTimer::timeout, &m_timer, [this] { beat(); });
         m_timer.start(10);
         m_since.start();
-        m_worked = Worked();
+        m_worked = worked();
     }
     qint64 longest()
     {
-        Beat();
+        beat();
         qInfo("the longest gap was %lld ms, with %.0f ms of work", m_longest, m_longestWork);
         return m_longest;
     }
     double longestWork() const { return m_longestWork; } // milliseconds
 
 private:
-    static double Worked()
+    static double worked()
     {
         timespec time = {};
         clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
         return double(time.tv_sec) * 1e3 + double(time.tv_nsec) / 1e6;
     }
-    void Beat()
+    void beat()
     {
-        const double worked = Worked();
+        const double worked = this->worked();
         m_longest = qMax(m_longest, m_since.restart());
         m_longestWork = qMax(m_longestWork, worked - m_worked);
         m_worked = worked;

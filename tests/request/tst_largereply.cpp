@@ -13,8 +13,8 @@
 namespace
 {
 
-constexpr qint64 MB = 1024 * 1024;
-constexpr qint64 limit = 256 * MB;
+constexpr qint64 mb = 1024 * 1024;
+constexpr qint64 limit = 256 * mb;
 
 // With the sanitizers this would be the slowest of all tests. So with them the large
 // reply has a tenth of the size, and its memory is not checked. The reply over the limit
@@ -24,7 +24,7 @@ constexpr bool sanitized = true;
 #else
 constexpr bool sanitized = false;
 #endif
-constexpr qint64 large = sanitized ? 20 * MB : 200 * MB;
+constexpr qint64 large = sanitized ? 20 * mb : 200 * mb;
 
 // Products with a thousand letters of text each.
 constexpr int products = 1000; // per piece
@@ -83,7 +83,7 @@ private:
             m_sent = head.size();
             auto* timer = new QTimer(socket);
             connect(timer, &QTimer::timeout, socket, [this, timer, socket, size] {
-                if (m_sent > QFileInfo(m_record.file).size() + 2 * MB)
+                if (m_sent > QFileInfo(m_record.file).size() + 2 * mb)
                     return;
                 const QByteArray& next = size - m_sent > tail.size() ? piece : tail;
                 socket->write(next);
@@ -138,8 +138,8 @@ private slots:
         QCOMPARE(m_record.events.last(), QStringLiteral("complete 0"));
         QCOMPARE(m_record.events.size(), 3);
         QVERIFY(largest > limit);
-        QVERIFY(largest < limit + MB);
-        QVERIFY(m_sent < limit + 10 * MB);
+        QVERIFY(largest < limit + mb);
+        QVERIFY(m_sent < limit + 10 * mb);
     }
 };
 

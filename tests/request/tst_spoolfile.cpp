@@ -108,7 +108,7 @@ private slots:
             const std::string name = file.Make();
             umask(before);
             QCOMPARE(Mode(name), 0600);
-            QCOMPARE(file.error(), 0);
+            QCOMPARE(file.Error(), 0);
         }
     }
 
@@ -119,7 +119,7 @@ private slots:
         g_interruptions = 3;
         const std::string name = second.Make();
         QCOMPARE(g_interruptions, 0);
-        QCOMPARE(second.error(), 0);
+        QCOMPARE(second.Error(), 0);
         QCOMPARE(Mode(name), 0600);
         // No number is skipped.
         const auto number = [](const std::string& file) {

@@ -88,17 +88,17 @@ public:
     explicit TreeFile(int length = keyLength) : m_length(length) { }
 
     // Adds a leaf with the keys from `first` on, at a distance of `step`.
-    void AddLeaf(std::uint32_t first, int count, std::uint32_t step = 1)
+    void addLeaf(std::uint32_t first, int count, std::uint32_t step = 1)
     {
-        IndexPage& page = Add(count);
+        IndexPage& page = add(count);
         for (int i = 1; i <= count; ++i, first += step)
             page.items[i] = MakeItem(Key(first).c_str(), first);
     }
     // Adds an inner page with these children and the keys between them.
-    void AddInner(const std::vector<std::uint32_t>& children,
+    void addInner(const std::vector<std::uint32_t>& children,
                   const std::vector<std::uint32_t>& keys)
     {
-        IndexPage& page = Add(int(keys.size()));
+        IndexPage& page = add(int(keys.size()));
         page.leftmost = children[0];
         for (std::size_t i = 0; i < keys.size(); ++i) {
             page.items[i + 1] = MakeItem(Key(keys[i]).c_str(), keys[i]);
@@ -106,9 +106,9 @@ public:
         }
     }
     IndexPage& operator[](std::uint32_t number) { return *m_pages[number - 1]; }
-    void Free(std::int32_t number) { m_firstFree = number; }
+    void free(std::int32_t number) { m_firstFree = number; }
 
-    QByteArray Bytes(std::uint32_t root) const
+    QByteArray bytes(std::uint32_t root) const
     {
         DataFileHeader header{};
         header.firstFree = m_firstFree;
@@ -124,7 +124,7 @@ public:
     }
 
 private:
-    IndexPage& Add(int count)
+    IndexPage& add(int count)
     {
         m_pages.push_back(std::make_unique<IndexPage>());
         m_pages.back()->count = std::uint8_t(count);
@@ -140,7 +140,7 @@ private:
 inline bool NoPageIsOverfull(const IndexFile* index)
 {
     for (const Agent::CachedPage* page = index->firstPage; page; page = page->nextOfOwner)
-        if (page->count() > pageItems)
+        if (page->Count() > pageItems)
             return false;
     return true;
 }

@@ -14,7 +14,7 @@ class Memory
 {
 public:
     // The k-th allocation fails, counted from 0, or all from that one on.
-    static void FailFrom(int k, bool forGood)
+    static void failFrom(int k, bool forGood)
     {
         s_left = k;
         s_forGood = forGood;
@@ -22,12 +22,12 @@ public:
         s_failed = false;
     }
     // Ends that. Returns whether there was a k-th allocation.
-    static bool Heal()
+    static bool heal()
     {
         s_failing = false;
         return s_failed;
     }
-    static bool Fails()
+    static bool fails()
     {
         if (!s_failing || s_left-- > 0)
             return false;
@@ -36,13 +36,13 @@ public:
         s_left = 0;
         return true;
     }
-    static void* Take(std::size_t size)
+    static void* take(std::size_t size)
     {
-        void* const memory = Fails() ? nullptr : std::malloc(size);
+        void* const memory = fails() ? nullptr : std::malloc(size);
         s_inUse += memory != nullptr;
         return memory;
     }
-    static void Give(void* memory)
+    static void give(void* memory)
     {
         s_inUse -= memory != nullptr;
         std::free(memory);
@@ -70,7 +70,7 @@ private:
 
 inline void* TakeOrThrow(std::size_t size)
 {
-    if (void* const memory = Memory::Take(size))
+    if (void* const memory = Memory::take(size))
         return memory;
     throw std::bad_alloc();
 }
@@ -78,19 +78,19 @@ inline void* TakeOrThrow(std::size_t size)
 // clang-format off
 void* operator new(std::size_t size) { return TakeOrThrow(size); }
 void* operator new[](std::size_t size) { return TakeOrThrow(size); }
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return Memory::Take(size); }
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept { return Memory::Take(size); }
-void operator delete(void* memory) noexcept { Memory::Give(memory); }
-void operator delete[](void* memory) noexcept { Memory::Give(memory); }
-void operator delete(void* memory, std::size_t) noexcept { Memory::Give(memory); }
-void operator delete[](void* memory, std::size_t) noexcept { Memory::Give(memory); }
-void operator delete(void* memory, const std::nothrow_t&) noexcept { Memory::Give(memory); }
-void operator delete[](void* memory, const std::nothrow_t&) noexcept { Memory::Give(memory); }
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return Memory::take(size); }
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept { return Memory::take(size); }
+void operator delete(void* memory) noexcept { Memory::give(memory); }
+void operator delete[](void* memory) noexcept { Memory::give(memory); }
+void operator delete(void* memory, std::size_t) noexcept { Memory::give(memory); }
+void operator delete[](void* memory, std::size_t) noexcept { Memory::give(memory); }
+void operator delete(void* memory, const std::nothrow_t&) noexcept { Memory::give(memory); }
+void operator delete[](void* memory, const std::nothrow_t&) noexcept { Memory::give(memory); }
 // clang-format on
 
 // With --wrap, the linker redirects calls of calloc to this function.
 extern "C" void* __real_calloc(std::size_t count, std::size_t size);
 extern "C" void* __wrap_calloc(std::size_t count, std::size_t size)
 {
-    return Memory::Fails() ? nullptr : __real_calloc(count, size);
+    return Memory::fails() ? nullptr : __real_calloc(count, size);
 }

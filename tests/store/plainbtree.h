@@ -21,16 +21,16 @@ public:
         : m_keyLength(keyLength), m_duplicates(duplicates) { }
 
     // Each returns true where AddKey and the like return 0.
-    bool Add(std::uint32_t record, std::string key);
-    bool Delete(std::uint32_t* record, std::string key);
-    bool Find(std::uint32_t* record, std::string* key);
-    bool Search(std::uint32_t* record, std::string* key);
-    bool FindPrevious(std::uint32_t* record, std::string* key);
-    bool Next(std::uint32_t* record, std::string* key);
-    bool Previous(std::uint32_t* record, std::string* key);
-    void Clear() { m_path.clear(); }
+    bool add(std::uint32_t record, std::string key);
+    bool erase(std::uint32_t* record, std::string key);
+    bool find(std::uint32_t* record, std::string* key);
+    bool search(std::uint32_t* record, std::string* key);
+    bool findPrevious(std::uint32_t* record, std::string* key);
+    bool next(std::uint32_t* record, std::string* key);
+    bool previous(std::uint32_t* record, std::string* key);
+    void clear() { m_path.clear(); }
 
-    std::string Bytes() const;
+    std::string bytes() const;
     std::uint32_t root() const { return m_root; }
     std::size_t depth() const;
     std::size_t freePages() const { return m_freed; }
@@ -57,23 +57,23 @@ private:
         int right;
     };
 
-    static int CompareKeys(const std::string& a, const std::string& b);
-    int Compare(const Item& wanted, const Item& item) const;
-    Place Look(const Page& page, const Item& wanted) const;
-    static std::uint32_t& Child(Page& page, int position);
-    std::uint32_t NewPage();
-    void FreePage(std::uint32_t number);
-    bool Insert(std::uint32_t number, Item* item, bool* passUp);
-    void InsertBehind(std::uint32_t number, int position, Item* item, bool* passUp);
-    bool Remove(std::uint32_t number, Item* wanted, bool* small);
-    void TakePredecessor(std::uint32_t from, std::uint32_t holder, int k, bool* small);
-    void Underflow(std::uint32_t parent, std::uint32_t page, int position, bool* small);
-    void FromRight(std::uint32_t parent, std::uint32_t page, int position, bool* small);
-    void FromLeft(std::uint32_t parent, std::uint32_t page, int position, bool* small);
-    bool Descend(std::uint32_t* record, const std::string& key);
-    void Pack(const Page& page, std::string* bytes) const;
+    static int compareKeys(const std::string& a, const std::string& b);
+    int compare(const Item& wanted, const Item& item) const;
+    Place look(const Page& page, const Item& wanted) const;
+    static std::uint32_t& child(Page& page, int position);
+    std::uint32_t newPage();
+    void freePage(std::uint32_t number);
+    bool insert(std::uint32_t number, Item* item, bool* passUp);
+    void insertBehind(std::uint32_t number, int position, Item* item, bool* passUp);
+    bool remove(std::uint32_t number, Item* wanted, bool* small);
+    void takePredecessor(std::uint32_t from, std::uint32_t holder, int k, bool* small);
+    void underflow(std::uint32_t parent, std::uint32_t page, int position, bool* small);
+    void fromRight(std::uint32_t parent, std::uint32_t page, int position, bool* small);
+    void fromLeft(std::uint32_t parent, std::uint32_t page, int position, bool* small);
+    bool descend(std::uint32_t* record, const std::string& key);
+    void pack(const Page& page, std::string* bytes) const;
 
-    Page& At(std::uint32_t number) { return m_pages[number - 1]; }
+    Page& at(std::uint32_t number) { return m_pages[number - 1]; }
 
     const int m_keyLength;
     const bool m_duplicates;
@@ -86,7 +86,7 @@ private:
 
 // ---- order ----
 
-inline int PlainBTree::CompareKeys(const std::string& a, const std::string& b)
+inline int PlainBTree::compareKeys(const std::string& a, const std::string& b)
 {
     const auto fold = [](char c) {
         return c >= 'A' && c <= 'Z' ? int(c) - 'A' + 'a' : int(static_cast<unsigned char>(c));
@@ -97,22 +97,22 @@ inline int PlainBTree::CompareKeys(const std::string& a, const std::string& b)
     return a.size() == b.size() ? 0 : a.size() < b.size() ? -1 : 1;
 }
 
-inline int PlainBTree::Compare(const Item& wanted, const Item& item) const
+inline int PlainBTree::compare(const Item& wanted, const Item& item) const
 {
-    const int keys = CompareKeys(wanted.key, item.key);
+    const int keys = compareKeys(wanted.key, item.key);
     if (keys != 0 || !m_duplicates || wanted.record == item.record)
         return keys;
     return wanted.record < item.record ? -1 : 1;
 }
 
-inline PlainBTree::Place PlainBTree::Look(const Page& page, const Item& wanted) const
+inline PlainBTree::Place PlainBTree::look(const Page& page, const Item& wanted) const
 {
     int left = 1;
     int right = page.count;
     int k = 0;
     while (left <= right) {
         k = (left + right) / 2;
-        const int order = Compare(wanted, page.items[k]);
+        const int order = compare(wanted, page.items[k]);
         if (order <= 0)
             right = k - 1;
         if (order >= 0)
@@ -121,30 +121,30 @@ inline PlainBTree::Place PlainBTree::Look(const Page& page, const Item& wanted) 
     return { left - right > 1 ? k : 0, right };
 }
 
-inline std::uint32_t& PlainBTree::Child(Page& page, int position)
+inline std::uint32_t& PlainBTree::child(Page& page, int position)
 {
     return position == 0 ? page.leftmost : page.items[position].child;
 }
 
 // ---- pages ----
 
-inline std::uint32_t PlainBTree::NewPage()
+inline std::uint32_t PlainBTree::newPage()
 {
     if (m_firstFree == -1) {
         m_pages.emplace_back();
         return std::uint32_t(m_pages.size());
     }
     const auto number = std::uint32_t(m_firstFree);
-    m_firstFree = At(number).next;
+    m_firstFree = at(number).next;
     --m_freed;
-    At(number) = Page();
+    at(number) = Page();
     return number;
 }
 
-inline void PlainBTree::FreePage(std::uint32_t number)
+inline void PlainBTree::freePage(std::uint32_t number)
 {
-    At(number).isFree = true;
-    At(number).next = m_firstFree;
+    at(number).isFree = true;
+    at(number).next = m_firstFree;
     m_firstFree = std::int32_t(number);
     ++m_freed;
 }
@@ -159,53 +159,53 @@ inline std::size_t PlainBTree::depth() const
 
 // ---- insertion ----
 
-inline bool PlainBTree::Add(std::uint32_t record, std::string key)
+inline bool PlainBTree::add(std::uint32_t record, std::string key)
 {
     key.resize(std::min(key.size(), std::size_t(m_keyLength)));
     Item item{ record, 0, std::move(key) };
     bool passUp = false;
-    const bool ok = Insert(m_root, &item, &passUp);
+    const bool ok = insert(m_root, &item, &passUp);
     if (passUp) {
-        const std::uint32_t number = NewPage();
-        Page& page = At(number);
+        const std::uint32_t number = newPage();
+        Page& page = at(number);
         page.count = 1;
         page.leftmost = m_root;
         page.items[1] = item;
         m_root = number;
     }
-    Clear();
+    clear();
     return ok;
 }
 
-inline bool PlainBTree::Insert(std::uint32_t number, Item* item, bool* passUp)
+inline bool PlainBTree::insert(std::uint32_t number, Item* item, bool* passUp)
 {
     if (number == 0) {
         *passUp = true;
         return true;
     }
-    const Place place = Look(At(number), *item);
+    const Place place = look(at(number), *item);
     if (place.found > 0)
         return false;
-    if (!Insert(Child(At(number), place.right), item, passUp))
+    if (!insert(child(at(number), place.right), item, passUp))
         return false;
     if (*passUp)
-        InsertBehind(number, place.right, item, passUp);
+        insertBehind(number, place.right, item, passUp);
     return true;
 }
 
-inline void PlainBTree::InsertBehind(std::uint32_t number, int position, Item* item, bool* passUp)
+inline void PlainBTree::insertBehind(std::uint32_t number, int position, Item* item, bool* passUp)
 {
-    if (At(number).count < 2 * half) {
-        Page& a = At(number);
+    if (at(number).count < 2 * half) {
+        Page& a = at(number);
         for (int i = a.count++; i > position; --i)
             a.items[i + 1] = a.items[i];
         a.items[position + 1] = *item;
         *passUp = false;
         return;
     }
-    const std::uint32_t numberOfB = NewPage();
-    Page& a = At(number);
-    Page& b = At(numberOfB);
+    const std::uint32_t numberOfB = newPage();
+    Page& a = at(number);
+    Page& b = at(numberOfB);
     Item promoted = *item;
     if (position > half) {
         const int r = position - half;
@@ -233,32 +233,32 @@ inline void PlainBTree::InsertBehind(std::uint32_t number, int position, Item* i
 
 // ---- deletion ----
 
-inline bool PlainBTree::Delete(std::uint32_t* record, std::string key)
+inline bool PlainBTree::erase(std::uint32_t* record, std::string key)
 {
     key.resize(std::min(key.size(), std::size_t(m_keyLength)));
     Item wanted{ *record, 0, std::move(key) };
     bool small = false;
-    const bool ok = Remove(m_root, &wanted, &small);
+    const bool ok = remove(m_root, &wanted, &small);
     *record = wanted.record;
-    if (small && At(m_root).count == 0) {
+    if (small && at(m_root).count == 0) {
         const std::uint32_t old = m_root;
-        m_root = At(old).leftmost;
-        FreePage(old);
+        m_root = at(old).leftmost;
+        freePage(old);
     }
-    Clear();
+    clear();
     return ok;
 }
 
-inline bool PlainBTree::Remove(std::uint32_t number, Item* wanted, bool* small)
+inline bool PlainBTree::remove(std::uint32_t number, Item* wanted, bool* small)
 {
     if (number == 0)
         return false;
-    Page& a = At(number);
-    const Place place = Look(a, *wanted);
-    const std::uint32_t q = Child(a, place.right);
+    Page& a = at(number);
+    const Place place = look(a, *wanted);
+    const std::uint32_t q = child(a, place.right);
     const int k = place.found;
     if (k == 0) {
-        if (!Remove(q, wanted, small))
+        if (!remove(q, wanted, small))
             return false;
     } else {
         wanted->record = a.items[k].record;
@@ -268,46 +268,46 @@ inline bool PlainBTree::Remove(std::uint32_t number, Item* wanted, bool* small)
             *small = --a.count < half;
             return true;
         }
-        TakePredecessor(q, number, k, small);
+        takePredecessor(q, number, k, small);
     }
     if (*small)
-        Underflow(number, q, place.right, small);
+        underflow(number, q, place.right, small);
     return true;
 }
 
-inline void PlainBTree::TakePredecessor(std::uint32_t from, std::uint32_t holder, int k,
+inline void PlainBTree::takePredecessor(std::uint32_t from, std::uint32_t holder, int k,
                                         bool* small)
 {
-    Page& p = At(from);
+    Page& p = at(from);
     const int last = p.count;
     const std::uint32_t below = p.items[last].child;
     if (below != 0) {
-        TakePredecessor(below, holder, k, small);
+        takePredecessor(below, holder, k, small);
         if (*small)
-            Underflow(from, below, last, small);
+            underflow(from, below, last, small);
         return;
     }
-    Item& hole = At(holder).items[k];
+    Item& hole = at(holder).items[k];
     p.items[last].child = hole.child;
     hole = p.items[last];
     *small = --p.count < half;
 }
 
-inline void PlainBTree::Underflow(std::uint32_t parent, std::uint32_t page, int position,
+inline void PlainBTree::underflow(std::uint32_t parent, std::uint32_t page, int position,
                                   bool* small)
 {
-    if (position < At(parent).count)
-        FromRight(parent, page, position, small);
+    if (position < at(parent).count)
+        fromRight(parent, page, position, small);
     else
-        FromLeft(parent, page, position, small);
+        fromLeft(parent, page, position, small);
 }
 
-inline void PlainBTree::FromRight(std::uint32_t parent, std::uint32_t page, int s, bool* small)
+inline void PlainBTree::fromRight(std::uint32_t parent, std::uint32_t page, int s, bool* small)
 {
-    Page& c = At(parent);
-    Page& a = At(page);
+    Page& c = at(parent);
+    Page& a = at(page);
     const std::uint32_t numberOfB = c.items[s + 1].child;
-    Page& b = At(numberOfB);
+    Page& b = at(numberOfB);
     const int k = (b.count - half + 1) / 2;
     a.items[half] = c.items[s + 1];
     a.items[half].child = b.leftmost;
@@ -330,14 +330,14 @@ inline void PlainBTree::FromRight(std::uint32_t parent, std::uint32_t page, int 
         c.items[i] = c.items[i + 1];
     a.count = 2 * half;
     *small = --c.count < half;
-    FreePage(numberOfB);
+    freePage(numberOfB);
 }
 
-inline void PlainBTree::FromLeft(std::uint32_t parent, std::uint32_t page, int s, bool* small)
+inline void PlainBTree::fromLeft(std::uint32_t parent, std::uint32_t page, int s, bool* small)
 {
-    Page& c = At(parent);
-    Page& a = At(page);
-    Page& b = At(Child(c, s - 1));
+    Page& c = at(parent);
+    Page& a = at(page);
+    Page& b = at(child(c, s - 1));
     int mb = b.count + 1;
     const int k = (mb - half) / 2;
     if (k > 0) {
@@ -362,82 +362,82 @@ inline void PlainBTree::FromLeft(std::uint32_t parent, std::uint32_t page, int s
         b.items[mb + i] = a.items[i];
     b.count = 2 * half;
     *small = --c.count < half;
-    FreePage(page);
+    freePage(page);
 }
 
 // ---- finding and walking ----
 
-inline bool PlainBTree::Descend(std::uint32_t* record, const std::string& key)
+inline bool PlainBTree::descend(std::uint32_t* record, const std::string& key)
 {
-    Clear();
+    clear();
     const Item wanted{ 0, 0, key };
     for (std::uint32_t number = m_root; number != 0;) {
-        Page& page = At(number);
-        const Place place = Look(page, wanted);
+        Page& page = at(number);
+        const Place place = look(page, wanted);
         m_path.emplace_back(number, place.found > 0 ? place.found : place.right);
         if (place.found > 0) {
             *record = page.items[place.found].record;
             return true;
         }
-        number = Child(page, place.right);
+        number = child(page, place.right);
     }
     while (!m_path.empty() && m_path.back().second == 0)
         m_path.pop_back();
     return false;
 }
 
-inline bool PlainBTree::Find(std::uint32_t* record, std::string* key)
+inline bool PlainBTree::find(std::uint32_t* record, std::string* key)
 {
     key->resize(std::min(key->size(), std::size_t(m_keyLength)));
-    if (Descend(record, *key))
+    if (descend(record, *key))
         return true;
     const std::string wanted = *key;
-    return m_duplicates && Next(record, key) && *key == wanted;
+    return m_duplicates && next(record, key) && *key == wanted;
 }
 
-inline bool PlainBTree::Search(std::uint32_t* record, std::string* key)
+inline bool PlainBTree::search(std::uint32_t* record, std::string* key)
 {
     key->resize(std::min(key->size(), std::size_t(m_keyLength)));
-    return Descend(record, *key) || Next(record, key);
+    return descend(record, *key) || next(record, key);
 }
 
-inline bool PlainBTree::FindPrevious(std::uint32_t* record, std::string* key)
+inline bool PlainBTree::findPrevious(std::uint32_t* record, std::string* key)
 {
-    if (Search(record, key))
-        return Previous(record, key);
+    if (search(record, key))
+        return previous(record, key);
     key->clear();
-    if (!Search(record, key))
+    if (!search(record, key))
         return false;
-    return Previous(record, key) || Previous(record, key);
+    return previous(record, key) || previous(record, key);
 }
 
-inline bool PlainBTree::Next(std::uint32_t* record, std::string* key)
+inline bool PlainBTree::next(std::uint32_t* record, std::string* key)
 {
     std::uint32_t number
-        = m_path.empty() ? m_root : Child(At(m_path.back().first), m_path.back().second);
-    for (; number != 0; number = At(number).leftmost)
+        = m_path.empty() ? m_root : child(at(m_path.back().first), m_path.back().second);
+    for (; number != 0; number = at(number).leftmost)
         m_path.emplace_back(number, 0);
-    while (!m_path.empty() && m_path.back().second == At(m_path.back().first).count)
+    while (!m_path.empty() && m_path.back().second == at(m_path.back().first).count)
         m_path.pop_back();
     if (m_path.empty())
         return false;
-    const Item& item = At(m_path.back().first).items[++m_path.back().second];
+    const Item& item = at(m_path.back().first).items[++m_path.back().second];
     *key = item.key;
     *record = item.record;
     return true;
 }
 
-inline bool PlainBTree::Previous(std::uint32_t* record, std::string* key)
+inline bool PlainBTree::previous(std::uint32_t* record, std::string* key)
 {
     std::uint32_t number
-        = m_path.empty() ? m_root : Child(At(m_path.back().first), --m_path.back().second);
-    for (; number != 0; number = Child(At(number), At(number).count))
-        m_path.emplace_back(number, At(number).count);
+        = m_path.empty() ? m_root : child(at(m_path.back().first), --m_path.back().second);
+    for (; number != 0; number = child(at(number), at(number).count))
+        m_path.emplace_back(number, at(number).count);
     while (!m_path.empty() && m_path.back().second == 0)
         m_path.pop_back();
     if (m_path.empty())
         return false;
-    const Item& item = At(m_path.back().first).items[m_path.back().second];
+    const Item& item = at(m_path.back().first).items[m_path.back().second];
     *key = item.key;
     *record = item.record;
     return true;
@@ -456,7 +456,7 @@ inline void Put(std::string* bytes, std::size_t at, std::uint32_t value)
 
 } // namespace PlainBytes
 
-inline void PlainBTree::Pack(const Page& page, std::string* bytes) const
+inline void PlainBTree::pack(const Page& page, std::string* bytes) const
 {
     const std::size_t begin = bytes->size();
     const std::size_t length = std::size_t(m_keyLength + 9) * 50 + 8;
@@ -478,7 +478,7 @@ inline void PlainBTree::Pack(const Page& page, std::string* bytes) const
     }
 }
 
-inline std::string PlainBTree::Bytes() const
+inline std::string PlainBTree::bytes() const
 {
     const auto count = std::uint32_t(m_pages.size() + 1);
     std::string bytes(std::size_t(m_keyLength + 9) * 50 + 8, '\0');
@@ -489,6 +489,6 @@ inline std::string PlainBTree::Bytes() const
     PlainBytes::Put(&bytes, 16, count);
     bytes.replace(20, 4, "4.2a");
     for (const Page& page : m_pages)
-        Pack(page, &bytes);
+        pack(page, &bytes);
     return bytes;
 }

@@ -43,64 +43,64 @@ class Samples
 public:
     Samples(const QString& folder, Random random) : m_folder(folder), m_random(random) { }
 
-    QJsonObject WriteAll()
+    QJsonObject writeAll()
     {
-        WriteExamples();
-        WriteData("long.dat", 2012, 400, 150);
-        WriteData("short.dat", 12, 300, 299);
+        writeExamples();
+        writeData("long.dat", 2012, 400, 150);
+        writeData("short.dat", 12, 300, 299);
         for (const int keyLength : { 9, 40, 150 })
             for (const bool duplicates : { false, true })
-                WriteDeepIndex(keyLength, duplicates);
-        WriteFullWidePage();
-        WriteNotes("many", 1000);
+                writeDeepIndex(keyLength, duplicates);
+        writeFullWidePage();
+        writeNotes("many", 1000);
         return { { "data", m_data }, { "indexes", m_indexes }, { "notes", m_notes } };
     }
 
 private:
-    std::string Path(const QString& name) const { return (m_folder + '/' + name).toStdString(); }
+    std::string path(const QString& name) const { return (m_folder + '/' + name).toStdString(); }
 
-    void WriteExamples()
+    void writeExamples()
     {
-        WriteExampleData();
-        WriteIndex("leaf.idx", 7, { { "pear", 1 }, { "Apple", 2 }, { "fig", 3 } }, 0);
+        writeExampleData();
+        writeIndex("leaf.idx", 7, { { "pear", 1 }, { "Apple", 2 }, { "fig", 3 } }, 0);
         std::vector<IndexEntry> entries;
         for (std::uint32_t i = 1; i <= 51; ++i)
             entries.push_back({ QString::asprintf("k%02u", i).toStdString(), 100 + i });
-        WriteIndex("branch.idx", 7, entries, 0);
-        WriteIndex("shrunk.idx", 7, entries, 1);
-        WriteExampleNotes();
-        WriteSevens();
+        writeIndex("branch.idx", 7, entries, 0);
+        writeIndex("shrunk.idx", 7, entries, 1);
+        writeExampleNotes();
+        writeSevens();
     }
 
     // ---- data files ----
 
-    void WriteExampleData()
+    void writeExampleData()
     {
-        DataFile* const file = MakeDataFile(0, Path("example.dat").c_str(), 32);
+        DataFile* const file = MakeDataFile(0, path("example.dat").c_str(), 32);
         Demand(file, "making a data file");
         QJsonObject live;
         for (const char* text : { "apple", "pear", "plum", "fig" })
-            Add(file, std::string(4, '\0') + text, &live);
-        Delete(file, 2, &live);
-        Delete(file, 4, &live);
-        Finish(file, "example.dat", 32, live);
+            add(file, std::string(4, '\0') + text, &live);
+        erase(file, 2, &live);
+        erase(file, 4, &live);
+        finish(file, "example.dat", 32, live);
     }
 
-    void WriteData(const char* name, int recordLength, int adds, int deletes)
+    void writeData(const char* name, int recordLength, int adds, int deletes)
     {
-        DataFile* const file = MakeDataFile(0, Path(name).c_str(), std::int16_t(recordLength));
+        DataFile* const file = MakeDataFile(0, path(name).c_str(), std::int16_t(recordLength));
         Demand(file, "making a data file");
         QJsonObject live;
         for (int i = 0; i < adds; ++i)
-            Add(file, std::string(4, '\0') + RandomText(recordLength - 4), &live);
+            add(file, std::string(4, '\0') + randomText(recordLength - 4), &live);
         for (int i = 0; i < deletes; ++i)
-            Delete(file, Pick(live), &live);
+            erase(file, pick(live), &live);
         for (int i = 0; i < deletes / 3; ++i)
-            Add(file, std::string(4, '\0') + RandomText(recordLength - 4), &live);
-        Finish(file, name, recordLength, live);
+            add(file, std::string(4, '\0') + randomText(recordLength - 4), &live);
+        finish(file, name, recordLength, live);
     }
 
-    void Add(DataFile* file, std::string record, QJsonObject* live)
+    void add(DataFile* file, std::string record, QJsonObject* live)
     {
         record.resize(std::size_t(file->recordLength));
         std::uint32_t number;
@@ -108,14 +108,14 @@ private:
         live->insert(QString::number(number), Hex(record));
     }
 
-    void Delete(DataFile* file, std::uint32_t number, QJsonObject* live)
+    void erase(DataFile* file, std::uint32_t number, QJsonObject* live)
     {
         Demand(DeleteRec(file, number) == 0, "deleting a record");
         live->remove(QString::number(number));
     }
 
     // The deleted records are printed in the order in which they would be reused.
-    void Finish(DataFile* file, const QString& name, int recordLength, const QJsonObject& live)
+    void finish(DataFile* file, const QString& name, int recordLength, const QJsonObject& live)
     {
         const std::uint32_t count = FileLen(file);
         QJsonObject sample{ { "recordLength", recordLength }, { "live", live } };
@@ -124,41 +124,41 @@ private:
         Demand(CloseDataFile(file) == 0, "closing a data file");
     }
 
-    std::uint32_t Pick(const QJsonObject& live)
+    std::uint32_t pick(const QJsonObject& live)
     {
-        return live.keys()[int(m_random.Below(live.size()))].toUInt();
+        return live.keys()[int(m_random.below(live.size()))].toUInt();
     }
 
-    std::string RandomText(int longest)
+    std::string randomText(int longest)
     {
-        std::string text(m_random.Below(longest + 1), ' ');
+        std::string text(m_random.below(longest + 1), ' ');
         for (char& c : text)
-            c = char(m_random.Below(256));
+            c = char(m_random.below(256));
         return text;
     }
 
     // ---- indexes ----
 
     // Adds all entries, and deletes the first ones again.
-    void WriteIndex(const QString& name, int keyLength, const std::vector<IndexEntry>& entries,
+    void writeIndex(const QString& name, int keyLength, const std::vector<IndexEntry>& entries,
                     std::size_t deletes, bool duplicates = false)
     {
-        IndexFile* index = MakeIndex(0, Path(name).c_str(), std::int16_t(keyLength), duplicates);
+        IndexFile* index = MakeIndex(0, path(name).c_str(), std::int16_t(keyLength), duplicates);
         Demand(index, "making an index");
         for (const IndexEntry& entry : entries)
-            AddKey(index, &entry.record, Buffer(entry.key)); // equal keys are refused
+            AddKey(index, &entry.record, buffer(entry.key)); // equal keys are refused
         for (std::size_t i = 0; i < deletes; ++i) {
             std::uint32_t record = entries[i].record;
-            DeleteKey(index, &record, Buffer(entries[i].key));
+            DeleteKey(index, &record, buffer(entries[i].key));
         }
         Demand(CloseIndex(index) == 0, "closing an index");
-        TellIndex(name, keyLength, duplicates);
+        tellIndex(name, keyLength, duplicates);
     }
 
     // Prints the content of the index as the store reads it.
-    void TellIndex(const QString& name, int keyLength, bool duplicates)
+    void tellIndex(const QString& name, int keyLength, bool duplicates)
     {
-        IndexFile* index = OpenIndex(0, Path(name).c_str(), std::int16_t(keyLength), duplicates);
+        IndexFile* index = OpenIndex(0, path(name).c_str(), std::int16_t(keyLength), duplicates);
         Demand(index, "opening an index");
         QJsonArray items;
         char key[longestKey + 1];
@@ -178,34 +178,34 @@ private:
     }
 
     // Keys from 1 to 102 characters, so that a wide page keeps all of them.
-    void WriteDeepIndex(int keyLength, bool duplicates)
+    void writeDeepIndex(int keyLength, bool duplicates)
     {
         std::vector<IndexEntry> entries;
         for (std::uint32_t i = 0; i < 4000; ++i)
-            entries.push_back({ RandomKey(std::min(keyLength, 102)), i + 1 });
-        WriteIndex(QString("deep-%1%2.idx").arg(keyLength).arg(duplicates ? "-equal" : ""),
+            entries.push_back({ randomKey(std::min(keyLength, 102)), i + 1 });
+        writeIndex(QString("deep-%1%2.idx").arg(keyLength).arg(duplicates ? "-equal" : ""),
                    keyLength, entries, 900, duplicates);
     }
 
-    std::string RandomKey(int longest)
+    std::string randomKey(int longest)
     {
-        std::string key(m_random.Below(longest) + 1, ' ');
+        std::string key(m_random.below(longest) + 1, ' ');
         for (char& c : key)
             c = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789 _-\xc3\xa4"
-                [m_random.Below(67)];
+                [m_random.below(67)];
         return key;
     }
 
     // 50 keys of 150 characters; the last one is cut.
-    void WriteFullWidePage()
+    void writeFullWidePage()
     {
         std::vector<IndexEntry> entries;
         for (std::uint32_t i = 10; i < 60; ++i)
             entries.push_back({ std::to_string(i) + std::string(148, 'x'), i });
-        WriteIndex("full-150.idx", 150, entries, 0);
+        writeIndex("full-150.idx", 150, entries, 0);
     }
 
-    char* Buffer(const std::string& key)
+    char* buffer(const std::string& key)
     {
         std::strcpy(m_key, key.c_str());
         return m_key;
@@ -215,67 +215,67 @@ private:
 
     using Texts = std::map<std::int32_t, std::string>;
 
-    void WriteExampleNotes()
+    void writeExampleNotes()
     {
         CNote notes;
-        Demand(notes.Create(Path("example").c_str()), "making notes");
+        Demand(notes.Create(path("example").c_str()), "making notes");
         Texts texts;
-        Save(notes, "first", &texts);
-        Save(notes, "the second note", &texts);
-        Save(notes, "third", &texts);
-        Delete(notes, 13, &texts);
-        Save(notes, "new", &texts);
-        Save(notes, "abc", &texts);
-        Delete(notes, 36, &texts);
-        TellNotes("example", texts);
+        save(notes, "first", &texts);
+        save(notes, "the second note", &texts);
+        save(notes, "third", &texts);
+        erase(notes, 13, &texts);
+        save(notes, "new", &texts);
+        save(notes, "abc", &texts);
+        erase(notes, 36, &texts);
+        tellNotes("example", texts);
     }
 
     // Makes remainders of 7 bytes: before a block in use, which is then freed; before a
     // free block; and at the end of the file, where a text is then added.
-    void WriteSevens()
+    void writeSevens()
     {
         const std::string twenty(20, 'A');
         const std::string thirteen = "thirteen char";
         for (const char* name : { "seven-used", "seven-freed", "seven-free", "seven-end" }) {
             CNote notes;
-            Demand(notes.Create(Path(name).c_str()), "making notes");
+            Demand(notes.Create(path(name).c_str()), "making notes");
             Texts texts;
-            Save(notes, twenty, &texts);
+            save(notes, twenty, &texts);
             if (std::strcmp(name, "seven-end") != 0) {
-                Save(notes, std::string(30, 'B'), &texts);
-                Save(notes, "CC", &texts);
+                save(notes, std::string(30, 'B'), &texts);
+                save(notes, "CC", &texts);
             }
-            Delete(notes, 0, &texts);
+            erase(notes, 0, &texts);
             if (std::strcmp(name, "seven-free") == 0)
-                Delete(notes, 28, &texts);
-            Save(notes, thirteen, &texts);
+                erase(notes, 28, &texts);
+            save(notes, thirteen, &texts);
             if (std::strcmp(name, "seven-freed") == 0)
-                Delete(notes, 28, &texts);
+                erase(notes, 28, &texts);
             if (std::strcmp(name, "seven-end") == 0)
-                Save(notes, "next", &texts);
-            TellNotes(name, texts);
+                save(notes, "next", &texts);
+            tellNotes(name, texts);
         }
     }
 
     // The first text stays, so that the blocks are not joined again.
-    void WriteNotes(const char* name, int operations)
+    void writeNotes(const char* name, int operations)
     {
         CNote notes;
-        Demand(notes.Create(Path(name).c_str()), "making notes");
+        Demand(notes.Create(path(name).c_str()), "making notes");
         Texts texts;
-        Save(notes, std::string(70000, 'L'), &texts);
+        save(notes, std::string(70000, 'L'), &texts);
         for (int i = 0; i < operations; ++i) {
             const int others = int(texts.size()) - 1;
-            if (others > 0 && m_random.Below(100) < (i < operations / 2 ? 20u : 60u))
-                Delete(notes, std::next(texts.begin(), m_random.Below(others) + 1)->first, &texts);
+            if (others > 0 && m_random.below(100) < (i < operations / 2 ? 20u : 60u))
+                erase(notes, std::next(texts.begin(), m_random.below(others) + 1)->first, &texts);
             else
-                TrySave(notes, RandomText(60), &texts);
+                trySave(notes, randomText(60), &texts);
         }
-        TellNotes(name, texts);
+        tellNotes(name, texts);
     }
 
     // A text whose best block is hidden behind one of 7 bytes is not stored.
-    bool TrySave(CNote& notes, const std::string& text, Texts* texts)
+    bool trySave(CNote& notes, const std::string& text, Texts* texts)
     {
         const std::int32_t offset = notes.SaveNote(text.data(), std::int32_t(text.size()));
         if (offset >= 0)
@@ -283,18 +283,18 @@ private:
         return offset >= 0;
     }
 
-    void Save(CNote& notes, const std::string& text, Texts* texts)
+    void save(CNote& notes, const std::string& text, Texts* texts)
     {
-        Demand(TrySave(notes, text, texts), "saving a note");
+        Demand(trySave(notes, text, texts), "saving a note");
     }
 
-    void Delete(CNote& notes, std::int32_t offset, Texts* texts)
+    void erase(CNote& notes, std::int32_t offset, Texts* texts)
     {
         Demand(notes.DeleteNote(offset) == 0, "deleting a note");
         texts->erase(offset);
     }
 
-    void TellNotes(const QString& name, const Texts& texts)
+    void tellNotes(const QString& name, const Texts& texts)
     {
         QJsonObject told;
         for (const auto& [offset, text] : texts)
@@ -317,8 +317,8 @@ int main(int argc, char** argv)
         return 2;
     }
     Demand(InitIndex() == 0, "making the page cache");
-    Samples samples(QString::fromLocal8Bit(argv[1]), Random::Announced());
-    std::puts(QJsonDocument(samples.WriteAll()).toJson(QJsonDocument::Compact).constData());
+    Samples samples(QString::fromLocal8Bit(argv[1]), Random::announced());
+    std::puts(QJsonDocument(samples.writeAll()).toJson(QJsonDocument::Compact).constData());
     UnInitIndex();
     return 0;
 }

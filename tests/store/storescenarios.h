@@ -48,12 +48,12 @@ public:
 
     // Note a number as stored, as not there, or as neither: a call about it failed or has
     // not returned.
-    void Stored(std::uint32_t number, int content) { Note(number, content); }
-    void Gone(std::uint32_t number) { Note(number, gone); }
-    void Doubt(std::uint32_t number) { Note(number, doubtful); }
+    void stored(std::uint32_t number, int content) { note(number, content); }
+    void gone(std::uint32_t number) { note(number, absent); }
+    void doubt(std::uint32_t number) { note(number, doubtful); }
 
     // Everything known to be stored.
-    std::map<std::uint32_t, int> Stored() const
+    std::map<std::uint32_t, int> stored() const
     {
         std::map<std::uint32_t, int> all;
         for (int i = 0; i < m_shared->length; ++i)
@@ -63,11 +63,11 @@ public:
         return all;
     }
     // Everything known not to be there.
-    std::set<std::uint32_t> Gone() const
+    std::set<std::uint32_t> gone() const
     {
         std::set<std::uint32_t> all;
         for (int i = 0; i < m_shared->length; ++i)
-            if (m_shared->entries[i].content == gone)
+            if (m_shared->entries[i].content == absent)
                 all.insert(m_shared->entries[i].number);
             else
                 all.erase(m_shared->entries[i].number);
@@ -75,7 +75,7 @@ public:
     }
 
 private:
-    static constexpr int gone = -1;
+    static constexpr int absent = -1;
     static constexpr int doubtful = -2;
 
     struct Entry {
@@ -87,7 +87,7 @@ private:
         Entry entries[10000];
     };
 
-    void Note(std::uint32_t number, int content)
+    void note(std::uint32_t number, int content)
     {
         if (m_shared->length == 10000)
             qFatal("the ledger is full");
@@ -105,14 +105,14 @@ public:
     virtual ~Scenario() = default;
 
     // Makes the files at the beginning of a run.
-    virtual void Prepare() = 0;
+    virtual void prepare() = 0;
     // Uses them. Any call may fail.
-    virtual void Run() = 0;
+    virtual void run() = 0;
     // Uses them again, as a later process does.
-    virtual void RunLater() = 0;
+    virtual void runLater() = 0;
     // Looks for everything stored.
-    virtual void Verify() = 0;
-    virtual Findings Check() const = 0;
+    virtual void verify() = 0;
+    virtual Findings check() const = 0;
 
     Ledger& ledger() { return m_ledger; }
 
@@ -138,79 +138,79 @@ public:
     {
     }
 
-    void Prepare() override
+    void prepare() override
     {
         m_file = MakeOwnDataFile(&testFiles, m_path.c_str(), length);
         for (int i = 0; i < 12; ++i)
-            Add();
+            add();
         for (const std::uint32_t number : { 3, 11, 7 })
-            Delete(number);
+            erase(number);
         CloseDataFile(m_file);
     }
 
-    void Run() override
+    void run() override
     {
         for (int session = 0; session < 2; ++session) {
-            if (!Open())
+            if (!open())
                 return;
             for (int i = 0; i < 5; ++i)
-                Add();
+                add();
             for (const std::uint32_t number : { 2, 14, 9 })
-                Delete(number + std::uint32_t(session));
-            Put(5);
-            PutMany(12);
-            Add();
+                erase(number + std::uint32_t(session));
+            put(5);
+            putMany(12);
+            add();
             CloseDataFile(m_file);
         }
     }
 
-    void RunLater() override
+    void runLater() override
     {
-        QVERIFY(Open());
+        QVERIFY(open());
         for (int i = 0; i < 8; ++i)
-            Add();
+            add();
         FixHeader(m_file);
         for (int i = 0; i < 8; ++i)
-            Add();
+            add();
         QCOMPARE(CloseDataFile(m_file), 0);
-        QCOMPARE(Check(), Findings());
+        QCOMPARE(check(), Findings());
     }
 
-    Findings Check() const override { return CheckDataFile(m_path, length); }
+    Findings check() const override { return CheckDataFile(m_path, length); }
 
-    void Verify() override
+    void verify() override
     {
         m_file = OpenOwnDataFile(&testFiles, m_path.c_str(), length);
         QVERIFY(m_file);
         std::uint8_t record[length];
-        for (const auto& [number, content] : m_ledger.Stored()) {
+        for (const auto& [number, content] : m_ledger.stored()) {
             QCOMPARE(GetRec(m_file, number, record), 0);
-            QVERIFY(IsRecord(record, content));
+            QVERIFY(isRecord(record, content));
         }
-        const bool sound = Check().empty();
+        const bool sound = check().empty();
         const std::uint32_t used = UsedRecs(m_file);
         QCOMPARE(CloseDataFile(m_file), 0);
         if (sound)
-            QVERIFY(used >= m_ledger.Stored().size());
+            QVERIFY(used >= m_ledger.stored().size());
     }
 
 private:
     static constexpr std::int16_t length = 64;
 
-    static void MakeRecord(std::uint8_t* record, int content)
+    static void makeRecord(std::uint8_t* record, int content)
     {
         std::memset(record, 0, 4);
         std::memset(record + 4, content % 255 + 1, length - 4);
     }
 
-    static bool IsRecord(const std::uint8_t* record, int content)
+    static bool isRecord(const std::uint8_t* record, int content)
     {
         std::uint8_t expected[length];
-        MakeRecord(expected, content);
+        makeRecord(expected, content);
         return std::memcmp(record, expected, length) == 0;
     }
 
-    bool Open()
+    bool open()
     {
         m_file = OpenTwice([this] { return OpenOwnDataFile(&testFiles, m_path.c_str(), length); });
         if (m_file && m_flushing)
@@ -218,45 +218,45 @@ private:
         return m_file != nullptr;
     }
 
-    void Add()
+    void add()
     {
         std::uint8_t record[length];
-        MakeRecord(record, ++m_content);
+        makeRecord(record, ++m_content);
         std::uint32_t number = 0;
         if (AddRec(m_file, &number, record) == 0)
-            m_ledger.Stored(number, m_content);
+            m_ledger.stored(number, m_content);
     }
 
-    void Delete(std::uint32_t number)
+    void erase(std::uint32_t number)
     {
-        if (m_ledger.Stored().count(number) == 0)
+        if (m_ledger.stored().count(number) == 0)
             return;
-        m_ledger.Doubt(number);
+        m_ledger.doubt(number);
         DeleteRec(m_file, number);
     }
 
-    void Put(std::uint32_t number)
+    void put(std::uint32_t number)
     {
-        if (m_ledger.Stored().count(number) == 0)
+        if (m_ledger.stored().count(number) == 0)
             return;
         std::uint8_t record[length];
-        MakeRecord(record, ++m_content);
-        m_ledger.Doubt(number);
+        makeRecord(record, ++m_content);
+        m_ledger.doubt(number);
         if (PutRec(m_file, number, record) == 0)
-            m_ledger.Stored(number, m_content);
+            m_ledger.stored(number, m_content);
     }
 
     // The store does not notice a short transfer, so its content stays in doubt.
-    void PutMany(std::uint32_t number)
+    void putMany(std::uint32_t number)
     {
-        const auto stored = m_ledger.Stored();
+        const auto stored = m_ledger.stored();
         if (stored.count(number) == 0 || stored.count(number + 1) == 0)
             return;
         std::uint8_t records[2 * length];
-        MakeRecord(records, ++m_content);
-        MakeRecord(records + length, ++m_content);
-        m_ledger.Doubt(number);
-        m_ledger.Doubt(number + 1);
+        makeRecord(records, ++m_content);
+        makeRecord(records + length, ++m_content);
+        m_ledger.doubt(number);
+        m_ledger.doubt(number + 1);
         PutBigRec(m_file, number, records, 2);
     }
 
@@ -277,69 +277,69 @@ public:
 
     // A tree of three levels with the minimum of items: with one less, it would have two
     // levels. Then one of its leaves is filled.
-    void Prepare() override
+    void prepare() override
     {
         m_index = MakeOwnIndex(&testFiles, m_path.c_str(), keyLength, 0);
         for (std::uint32_t i = 1; i <= 1351; ++i)
-            Add(10 * i);
+            add(10 * i);
         for (std::uint32_t i = 0; i < 25; ++i)
-            Add(2611 + 4 * i);
-        Close();
+            add(2611 + 4 * i);
+        close();
     }
 
-    void Run() override
+    void run() override
     {
-        if (!Open())
+        if (!open())
             return;
-        Delete(6700); // the tree loses a level
-        Add(6701); // and regains it
+        erase(6700); // the tree loses a level
+        add(6701); // and regains it
         for (const std::uint32_t number : { 2612, 2614, 2616 })
-            Add(number); // the full leaf splits
-        Delete(6760); // inside the tree
-        Delete(13510);
-        Delete(13500); // the last leaf borrows from the left
-        Close();
-        if (!Open())
+            add(number); // the full leaf splits
+        erase(6760); // inside the tree
+        erase(13510);
+        erase(13500); // the last leaf borrows from the left
+        close();
+        if (!open())
             return;
-        Delete(10); // the first leaf merges
-        Delete(2614);
-        Find(5);
-        Add(5);
-        Close();
+        erase(10); // the first leaf merges
+        erase(2614);
+        find(5);
+        add(5);
+        close();
     }
 
-    void RunLater() override
+    void runLater() override
     {
-        QVERIFY(Open());
+        QVERIFY(open());
         for (std::uint32_t i = 0; i < 30; ++i) {
-            Add(2603 + 370 * i);
-            Delete(2610 + 370 * i);
+            add(2603 + 370 * i);
+            erase(2610 + 370 * i);
         }
         QCOMPARE(m_errors, 0);
-        Close();
+        close();
     }
 
-    Findings Check() const override { return CheckIndex(m_path, keyLength, false); }
+    Findings check() const override { return CheckIndex(m_path, keyLength, false); }
 
-    void Verify() override
+    void verify() override
     {
         std::vector<IndexEntry> entries;
         const Findings findings = CheckIndex(m_path, keyLength, false, &entries);
-        const auto stored = m_ledger.Stored();
+        const auto stored = m_ledger.stored();
         m_index = OpenOwnIndex(&testFiles, m_path.c_str(), keyLength, 0);
         QVERIFY(m_index);
         for (const auto& [number, content] : stored) {
             std::uint32_t record = 0;
             const int found = FindKey(m_index, &record, Key(number).text);
-            QVERIFY2(found == 0, qPrintable(Lost(number, findings)));
+            QVERIFY2(found == 0, qPrintable(lost(number, findings)));
             QCOMPARE(record, number);
         }
         QCOMPARE(CloseIndex(m_index), 0);
-        NoteTwice(entries);
+        noteTwice(entries);
         if (!findings.empty())
             return;
         QVERIFY(entries.size() >= stored.size());
-        const std::set<std::uint32_t> gone = m_ledger.Gone();
+        const std::set<std::uint32_t> gone = m_ledger.gone();
         for (const IndexEntry& entry : entries)
             QVERIFY(gone.count(entry.record) == 0 || m_twice.count(entry.record) > 0);
     }
@@ -354,7 +354,7 @@ protected:
 
     // A process that dies while it moves an item may leave it twice; a later deletion
     // removes one of them.
-    void NoteTwice(const std::vector<IndexEntry>& entries)
+    void noteTwice(const std::vector<IndexEntry>& entries)
     {
         std::set<std::uint32_t> seen;
         for (const IndexEntry& entry : entries)
@@ -362,13 +362,13 @@ protected:
                 m_twice.insert(entry.record);
     }
 
-    static QString Lost(std::uint32_t number, const Findings& findings)
+    static QString lost(std::uint32_t number, const Findings& findings)
     {
         const char* const what = findings.empty() ? "sound" : findings.front().c_str();
         return QString("key %1 is lost (error %2; check: %3)").arg(number).arg(taerror).arg(what);
     }
 
-    bool Open()
+    bool open()
     {
         m_index
             = OpenTwice([this] { return OpenOwnIndex(&testFiles, m_path.c_str(), keyLength, 0); });
@@ -380,36 +380,36 @@ protected:
 
     // Without flushing nothing is in the file before this, and a failure to write is
     // reported here.
-    void Close()
+    void close()
     {
         if (CloseIndex(m_index) != 0 && !m_flushing)
             for (const std::uint32_t number : m_touched)
-                m_ledger.Doubt(number);
+                m_ledger.doubt(number);
         m_touched.clear();
     }
 
-    void Add(std::uint32_t number)
+    void add(std::uint32_t number)
     {
         m_touched.push_back(number);
-        m_ledger.Doubt(number);
+        m_ledger.doubt(number);
         if (AddKey(m_index, &number, Key(number).text) == 0 || taerror == taNoError)
-            m_ledger.Stored(number, 0);
+            m_ledger.stored(number, 0);
         else
             ++m_errors;
     }
 
-    void Delete(std::uint32_t number)
+    void erase(std::uint32_t number)
     {
         m_touched.push_back(number);
-        m_ledger.Doubt(number);
+        m_ledger.doubt(number);
         std::uint32_t record = number;
         if (DeleteKey(m_index, &record, Key(number).text) == 0 || taerror == taNoError)
-            m_ledger.Gone(number);
+            m_ledger.gone(number);
         else
             ++m_errors;
     }
 
-    void Find(std::uint32_t number)
+    void find(std::uint32_t number)
     {
         std::uint32_t record = 0;
         FindKey(m_index, &record, Key(number).text);
@@ -431,40 +431,40 @@ public:
         : IndexScenario(std::move(path), flushing, length), m_random(seed)
     {
         for (std::uint32_t& place : m_places)
-            place = m_random.Below(13000);
+            place = m_random.below(13000);
     }
 
-    void Run() override
+    void run() override
     {
-        if (!Open())
+        if (!open())
             return;
         for (const std::uint32_t place : m_places)
-            m_random.Below(2) == 0 ? Fill(place, 40) : Empty(place, 40);
-        Close();
+            m_random.below(2) == 0 ? fill(place, 40) : empty(place, 40);
+        close();
     }
 
-    void RunLater() override
+    void runLater() override
     {
-        QVERIFY(Open());
+        QVERIFY(open());
         for (int i = 0; i < 6; ++i)
             for (const std::uint32_t place : m_places)
-                i % 2 == 0 ? Fill(place, 60) : Empty(place, 60);
+                i % 2 == 0 ? fill(place, 60) : empty(place, 60);
         QCOMPARE(m_errors, 0);
-        Close();
+        close();
     }
 
 private:
-    void Fill(std::uint32_t place, int times)
+    void fill(std::uint32_t place, int times)
     {
         while (times-- > 0)
-            Add(place + m_random.Below(500));
+            add(place + m_random.below(500));
     }
 
-    void Empty(std::uint32_t place, int times)
+    void empty(std::uint32_t place, int times)
     {
         while (times-- > 0)
-            Delete(m_random.Below(2) == 0 ? place + m_random.Below(500)
-                                          : (place + m_random.Below(500)) / 10 * 10);
+            erase(m_random.below(2) == 0 ? place + m_random.below(500)
+                                         : (place + m_random.below(500)) / 10 * 10);
     }
 
     Random m_random;
@@ -478,63 +478,63 @@ class NotesScenario : public Scenario
 public:
     using Scenario::Scenario;
 
-    void Prepare() override
+    void prepare() override
     {
         CNote notes(&testFiles);
         QVERIFY(notes.Create(m_path.c_str()));
         m_notes = &notes;
         for (const int length : { 100, 30, 400, 20, 50, 70000, 60, 300, 200, 40 })
-            Save(length);
+            save(length);
         for (const std::size_t which : { 0, 2, 4, 8 })
-            Delete(m_offsets[which]);
+            erase(m_offsets[which]);
     }
 
-    void Run() override
+    void run() override
     {
         CNote notes(&testFiles);
         m_notes = &notes;
         if (!OpenTwice([this] { return m_notes->Open(m_path.c_str()); }))
             return;
-        Save(93); // seven bytes are left before a text
-        Save(390); // and more
-        Save(47); // slack
-        Delete(m_offsets[7]); // with the free block after it
-        Save(65000); // at the end
-        Delete(m_offsets[1]); // joins nothing
-        Delete(m_offsets[5]);
-        Save(64000); // into a freed block, in pieces
-        Delete(m_offsets[9]);
+        save(93); // seven bytes are left before a text
+        save(390); // and more
+        save(47); // slack
+        erase(m_offsets[7]); // with the free block after it
+        save(65000); // at the end
+        erase(m_offsets[1]); // joins nothing
+        erase(m_offsets[5]);
+        save(64000); // into a freed block, in pieces
+        erase(m_offsets[9]);
         notes.Close();
         if (!OpenTwice([this] { return m_notes->Open(m_path.c_str()); }))
             return;
         notes.Reindex();
-        Save(13);
-        Save(600);
+        save(13);
+        save(600);
     }
 
-    void RunLater() override
+    void runLater() override
     {
         CNote notes(&testFiles);
         m_notes = &notes;
         QVERIFY(notes.Open(m_path.c_str()));
         notes.Reindex();
         for (int i = 0; i < 40; ++i)
-            Save(i * 11);
-        Save(40000);
+            save(i * 11);
+        save(40000);
     }
 
-    Findings Check() const override { return CheckNotes(m_path); }
+    Findings check() const override { return CheckNotes(m_path); }
 
-    void Verify() override
+    void verify() override
     {
-        const Findings findings = Check();
+        const Findings findings = check();
         CNote notes(&testFiles);
         QVERIFY(notes.Open(m_path.c_str()));
-        for (const auto& [offset, content] : m_ledger.Stored()) {
+        for (const auto& [offset, content] : m_ledger.stored()) {
             const std::unique_ptr<char, decltype(&std::free)> text(
                 notes.ReadNote(std::int32_t(offset)), &std::free);
             QVERIFY2(text, findings.empty() ? "sound" : findings.front().c_str());
-            const std::string expected = Text(content);
+            const std::string expected = this->text(content);
             QCOMPARE(notes.NoteLength(std::int32_t(offset)), int(expected.size()));
             QVERIFY(expected == text.get());
         }
@@ -542,7 +542,7 @@ public:
 
 private:
     // The texts of different lengths share no content.
-    static std::string Text(int length)
+    static std::string text(int length)
     {
         std::string text(std::size_t(length), ' ');
         for (std::size_t i = 0; i < text.size(); ++i)
@@ -550,19 +550,19 @@ private:
         return text;
     }
 
-    void Save(int length)
+    void save(int length)
     {
-        const std::int32_t offset = m_notes->SaveNote(Text(length).data(), length);
+        const std::int32_t offset = m_notes->SaveNote(text(length).data(), length);
         m_offsets.push_back(offset);
         if (offset >= 0)
-            m_ledger.Stored(std::uint32_t(offset), length);
+            m_ledger.stored(std::uint32_t(offset), length);
     }
 
-    void Delete(std::int32_t offset)
+    void erase(std::int32_t offset)
     {
         if (offset < 0)
             return;
-        m_ledger.Doubt(std::uint32_t(offset));
+        m_ledger.doubt(std::uint32_t(offset));
         m_notes->DeleteNote(offset);
     }
 

@@ -129,61 +129,61 @@ public:
 
     int Open(const char* path, int flags, mode_t mode) override
     {
-        return Fails(Fault::Open) ? Error(EMFILE) : StoreFiles::Open(path, flags, mode);
+        return fails(Fault::Open) ? error(EMFILE) : StoreFiles::Open(path, flags, mode);
     }
     int OpenAt(int folder, const char* name, int flags, mode_t mode) override
     {
-        return Fails(Fault::Open) ? Error(EMFILE) : StoreFiles::OpenAt(folder, name, flags, mode);
+        return fails(Fault::Open) ? error(EMFILE) : StoreFiles::OpenAt(folder, name, flags, mode);
     }
     int Sync(int descriptor) override
     {
-        return Fails(Fault::Sync) ? Error(EIO) : UnsyncedFiles::Sync(descriptor);
+        return fails(Fault::Sync) ? error(EIO) : UnsyncedFiles::Sync(descriptor);
     }
     int Rename(const char* from, const char* to) override
     {
-        return Fails(Fault::Rename) ? Error(EIO) : StoreFiles::Rename(from, to);
+        return fails(Fault::Rename) ? error(EIO) : StoreFiles::Rename(from, to);
     }
     int Symlink(const char* target, const char* path) override
     {
-        return Fails(Fault::Rename) ? Error(EIO) : StoreFiles::Symlink(target, path);
+        return fails(Fault::Rename) ? error(EIO) : StoreFiles::Symlink(target, path);
     }
     int Link(const char* from, const char* to) override
     {
-        return Fails(Fault::Rename) ? Error(EIO) : StoreFiles::Link(from, to);
+        return fails(Fault::Rename) ? error(EIO) : StoreFiles::Link(from, to);
     }
     int MakeFolder(const char* path, mode_t mode) override
     {
-        return Fails(Fault::Rename) ? Error(EIO) : StoreFiles::MakeFolder(path, mode);
+        return fails(Fault::Rename) ? error(EIO) : StoreFiles::MakeFolder(path, mode);
     }
     off_t Seek(int descriptor, off_t position) override
     {
-        return Fails(Fault::Seek) ? Error(EIO) : StoreFiles::Seek(descriptor, position);
+        return fails(Fault::Seek) ? error(EIO) : StoreFiles::Seek(descriptor, position);
     }
     ssize_t Read(int descriptor, void* bytes, size_t size) override
     {
-        if (Fails(Fault::Read))
-            return Error(EIO);
-        return StoreFiles::Read(descriptor, bytes, Fails(Fault::ShortRead) ? size / 2 : size);
+        if (fails(Fault::Read))
+            return error(EIO);
+        return StoreFiles::Read(descriptor, bytes, fails(Fault::ShortRead) ? size / 2 : size);
     }
     ssize_t Write(int descriptor, const void* bytes, size_t size) override
     {
-        if (Fails(Fault::Write))
-            return Error(EIO);
+        if (fails(Fault::Write))
+            return error(EIO);
         if (m_fault == Fault::FullDisk)
-            return WriteOnFullDisk(descriptor, bytes, size);
-        return StoreFiles::Write(descriptor, bytes, Fails(Fault::ShortWrite) ? size / 2 : size);
+            return writeOnFullDisk(descriptor, bytes, size);
+        return StoreFiles::Write(descriptor, bytes, fails(Fault::ShortWrite) ? size / 2 : size);
     }
     int Resize(int descriptor, off_t size) override
     {
-        return Fails(Fault::Status) ? Error(EIO) : StoreFiles::Resize(descriptor, size);
+        return fails(Fault::Status) ? error(EIO) : StoreFiles::Resize(descriptor, size);
     }
     int Status(int descriptor, struct stat* status) override
     {
-        return Fails(Fault::Status) ? Error(EIO) : StoreFiles::Status(descriptor, status);
+        return fails(Fault::Status) ? error(EIO) : StoreFiles::Status(descriptor, status);
     }
 
 private:
-    bool Fails(Fault kind)
+    bool fails(Fault kind)
     {
         if (kind != m_fault)
             return false;
@@ -191,23 +191,23 @@ private:
         return m_forGood ? call >= m_k : call == m_k;
     }
 
-    static int Error(int error)
+    static int error(int error)
     {
         errno = error;
         return -1;
     }
 
     // On a full disk, existing bytes of a file can still be overwritten.
-    ssize_t WriteOnFullDisk(int descriptor, const void* bytes, size_t size)
+    ssize_t writeOnFullDisk(int descriptor, const void* bytes, size_t size)
     {
         const off_t at = ::lseek(descriptor, 0, SEEK_CUR);
         struct stat status;
         if (::fstat(descriptor, &status) != 0)
             return -1;
         const off_t room = status.st_size > at ? status.st_size - at : 0;
-        if (off_t(size) <= room || !Fails(Fault::FullDisk))
+        if (off_t(size) <= room || !fails(Fault::FullDisk))
             return StoreFiles::Write(descriptor, bytes, size);
-        return room == 0 ? Error(ENOSPC) : StoreFiles::Write(descriptor, bytes, size_t(room));
+        return room == 0 ? error(ENOSPC) : StoreFiles::Write(descriptor, bytes, size_t(room));
     }
 
     const Fault m_fault;
@@ -225,53 +225,53 @@ public:
     int Open(const char* path, int flags, mode_t mode) override
     {
         if (flags & O_TRUNC)
-            Count();
+            count();
         return StoreFiles::Open(path, flags, mode);
     }
     int OpenAt(int folder, const char* name, int flags, mode_t mode) override
     {
         if (flags & O_TRUNC)
-            Count();
+            count();
         return StoreFiles::OpenAt(folder, name, flags, mode);
     }
     int Sync(int descriptor) override
     {
-        Count();
+        count();
         return UnsyncedFiles::Sync(descriptor);
     }
     int Rename(const char* from, const char* to) override
     {
-        Count();
+        count();
         return StoreFiles::Rename(from, to);
     }
     int Symlink(const char* target, const char* path) override
     {
-        Count();
+        count();
         return StoreFiles::Symlink(target, path);
     }
     int Link(const char* from, const char* to) override
     {
-        Count();
+        count();
         return StoreFiles::Link(from, to);
     }
     int MakeFolder(const char* path, mode_t mode) override
     {
-        Count();
+        count();
         return StoreFiles::MakeFolder(path, mode);
     }
     ssize_t Write(int descriptor, const void* bytes, size_t size) override
     {
-        Count();
+        count();
         return StoreFiles::Write(descriptor, bytes, size);
     }
     int Resize(int descriptor, off_t size) override
     {
-        Count();
+        count();
         return StoreFiles::Resize(descriptor, size);
     }
 
 private:
-    void Count()
+    void count()
     {
         if (m_left-- == 0)
             ::kill(::getpid(), SIGKILL);

@@ -23,7 +23,7 @@ public:
     explicit Random(std::uint64_t seed) : m_engine(seed) { }
 
     // With a new seed each time, which is printed; PAKMART_TEST_SEED sets it.
-    static Random Announced()
+    static Random announced()
     {
         bool given = false;
         std::uint64_t seed = qEnvironmentVariable("PAKMART_TEST_SEED").toULongLong(&given);
@@ -34,12 +34,12 @@ public:
     }
 
     // From 0 to limit - 1.
-    template <class Number> std::uint32_t Below(Number limit)
+    template <class Number> std::uint32_t below(Number limit)
     {
         return std::uint32_t(m_engine() % std::uint32_t(limit));
     }
 
-    template <typename Container> void Shuffle(Container* container)
+    template <typename Container> void shuffle(Container* container)
     {
         std::shuffle(container->begin(), container->end(), m_engine);
     }

@@ -12,7 +12,7 @@
 
 #include <functional>
 
-class TestCrash : public QObject
+class CrashTest : public QObject
 {
     Q_OBJECT
 
@@ -31,21 +31,21 @@ private:
     using Make = std::function<std::unique_ptr<Scenario>(const std::string&)>;
 
     // Runs a scenario in a process that is killed at the k-th write, for every k.
-    void CrashAtEach(const Make& make);
+    void crashAtEach(const Make& make);
 };
 
-void TestCrash::CrashAtEach(const Make& make)
+void CrashTest::crashAtEach(const Make& make)
 {
     bool killed = true;
     int k = 0;
     for (; killed && !QTest::currentTestFailed(); ++k) {
         const QTemporaryDir folder;
         const std::unique_ptr<Scenario> scenario = make(folder.filePath("store").toStdString());
-        scenario->Prepare();
-        killed = KilledAt(k, [&scenario] { scenario->Run(); });
-        scenario->Verify();
-        scenario->RunLater();
-        scenario->Verify();
+        scenario->prepare();
+        killed = KilledAt(k, [&scenario] { scenario->run(); });
+        scenario->verify();
+        scenario->runLater();
+        scenario->verify();
         if (QTest::currentTestFailed())
             qWarning("killed at write %d", k);
     }
@@ -53,54 +53,54 @@ void TestCrash::CrashAtEach(const Make& make)
     QVERIFY(k > 10);
 }
 
-void TestCrash::dataFile()
+void CrashTest::dataFile()
 {
-    CrashAtEach(
+    crashAtEach(
         [](const std::string& path) { return std::make_unique<DataFileScenario>(path, false); });
 }
 
-void TestCrash::flushingDataFile()
+void CrashTest::flushingDataFile()
 {
-    CrashAtEach(
+    crashAtEach(
         [](const std::string& path) { return std::make_unique<DataFileScenario>(path, true); });
 }
 
-void TestCrash::flushingIndex()
+void CrashTest::flushingIndex()
 {
-    CrashAtEach(
+    crashAtEach(
         [](const std::string& path) { return std::make_unique<IndexScenario>(path, true); });
 }
 
-void TestCrash::flushingIndexAtRandom_data()
+void CrashTest::flushingIndexAtRandom_data()
 {
     QTest::addColumn<int>("keyLength");
     QTest::newRow("short keys") << 12;
     QTest::newRow("the longest keys") << 150;
 }
 
-void TestCrash::flushingIndexAtRandom()
+void CrashTest::flushingIndexAtRandom()
 {
     QFETCH(int, keyLength);
-    Random random = Random::Announced();
+    Random random = Random::announced();
     int kills = 0;
     const int rounds = keyLength == 150 ? 80 : 200;
     for (int i = 0; i < rounds && !QTest::currentTestFailed(); ++i) {
         const QTemporaryDir folder;
         RandomIndexScenario scenario(folder.filePath("store").toStdString(), true,
-                                     std::int16_t(keyLength), random.Below(1000000));
-        scenario.Prepare();
-        kills += KilledAt(int(random.Below(500)), [&scenario] { scenario.Run(); });
-        scenario.Verify();
-        scenario.RunLater();
-        scenario.Verify();
+                                     std::int16_t(keyLength), random.below(1000000));
+        scenario.prepare();
+        kills += KilledAt(int(random.below(500)), [&scenario] { scenario.run(); });
+        scenario.verify();
+        scenario.runLater();
+        scenario.verify();
     }
     QVERIFY(kills > rounds / 4);
 }
 
-void TestCrash::notes()
+void CrashTest::notes()
 {
-    CrashAtEach([](const std::string& path) { return std::make_unique<NotesScenario>(path); });
+    crashAtEach([](const std::string& path) { return std::make_unique<NotesScenario>(path); });
 }
 
-QTEST_GUILESS_MAIN(TestCrash)
+QTEST_GUILESS_MAIN(CrashTest)
 #include "tst_crash.moc"

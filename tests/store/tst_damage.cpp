@@ -12,10 +12,9 @@
 #include "store/notesheap.h"
 #include "store/pagecache.h"
 #include "tests/store/damage.h"
-#include "tests/store/storetest.h"
+#include "tests/store/storefixture.h"
 
 #include <QFile>
-#include <QTemporaryDir>
 #include <QtTest>
 
 #include <cstring>
@@ -24,24 +23,11 @@
 
 using namespace Agent;
 
-class TestDamage : public QObject
+class DamageTest : public StoreTest
 {
     Q_OBJECT
 
 private slots:
-    void initTestCase()
-    {
-        QCOMPARE(InitIndex(), 0);
-        m_random = Random::Announced();
-    }
-    void cleanupTestCase() { UnInitIndex(); }
-    void init()
-    {
-        m_folder = std::make_unique<QTemporaryDir>();
-        m_descriptors = OpenDescriptors();
-    }
-    void cleanup() { QCOMPARE(OpenDescriptors(), m_descriptors); }
-
     void damagedRootFailsEachOperation_data();
     void damagedRootFailsEachOperation();
     void damagedLeafFailsWhatMeetsIt_data();
@@ -61,44 +47,23 @@ private slots:
     void randomlyDamagedNotes();
 
 private:
-    std::string Path(const char* name = "file") const
-    {
-        return m_folder->filePath(name).toStdString();
-    }
-    QByteArray Load(const char* name = "file") const
-    {
-        QFile file(m_folder->filePath(name));
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    }
-    void Store(const QByteArray& bytes, const char* name = "file") const
-    {
-        QFile file(m_folder->filePath(name));
-        // Some file systems wait for the disk when a file is truncated and closed.
-        file.remove();
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        QCOMPARE(file.write(bytes), qint64(bytes.size()));
-    }
     // The bytes of an index with the keys 1 to `items`.
-    QByteArray MakeKeys(std::uint32_t items) const;
+    QByteArray makeKeys(std::uint32_t items) const;
     // Changes a few bytes, fields or the end of a file.
-    void Spoil(QByteArray* bytes);
+    void spoil(QByteArray* bytes);
 
-    void UseDataFile(DataFile* file, int length);
-    void UseIndex(IndexFile* index);
-    void UseNotes(CNote* notes, std::vector<std::int32_t>* offsets);
-
-    std::unique_ptr<QTemporaryDir> m_folder;
-    Random m_random{ 0 };
-    int m_descriptors = 0;
+    void useDataFile(DataFile* file, int length);
+    void useIndex(IndexFile* index);
+    void useNotes(CNote* notes, std::vector<std::int32_t>* offsets);
 };
 
-QByteArray TestDamage::MakeKeys(std::uint32_t items) const
+QByteArray DamageTest::makeKeys(std::uint32_t items) const
 {
-    IndexFile* const index = MakeIndex(0, Path().c_str(), keyLength, 0);
+    IndexFile* const index = MakeIndex(0, path().c_str(), keyLength, 0);
     for (std::uint32_t i = 1; i <= items; ++i)
         AddKey(index, &i, KeyBuffer(Key(i)));
     CloseIndex(index);
-    return Load();
+    return load();
 }
 
 namespace
@@ -178,7 +143,7 @@ void DamageRows()
 
 } // namespace
 
-void TestDamage::damagedRootFailsEachOperation_data()
+void DamageTest::damagedRootFailsEachOperation_data()
 {
     DamageRows();
     QTest::newRow("a root outside the file") << Damage(
@@ -190,17 +155,17 @@ void TestDamage::damagedRootFailsEachOperation_data()
     });
 }
 
-void TestDamage::damagedRootFailsEachOperation()
+void DamageTest::damagedRootFailsEachOperation()
 {
     QFETCH(Damage, damage);
-    const QByteArray sound = MakeKeys(60);
+    const QByteArray sound = makeKeys(60);
     const int root = int(GetUint32(reinterpret_cast<const std::uint8_t*>(sound.constData()) + 8));
     QByteArray bytes = sound;
     damage(&bytes, root);
     QVERIFY(bytes != sound);
-    Store(bytes);
+    store(bytes);
     for (const bool flushing : { false, true }) {
-        IndexFile* const index = OpenIndex(0, Path().c_str(), keyLength, 0);
+        IndexFile* const index = OpenIndex(0, path().c_str(), keyLength, 0);
         QVERIFY(index);
         if (flushing)
             ToggleFlushing(index, 1, 1);
@@ -210,11 +175,11 @@ void TestDamage::damagedRootFailsEachOperation()
         QCOMPARE(CloseIndex(index), 0);
     }
     // Only the counts in the header were written.
-    QCOMPARE(Load().mid(20), bytes.mid(20));
-    QVERIFY(!CheckIndex(Path(), keyLength, false).empty());
+    QCOMPARE(load().mid(20), bytes.mid(20));
+    QVERIFY(!CheckIndex(path(), keyLength, false).empty());
 }
 
-void TestDamage::damagedLeafFailsWhatMeetsIt_data()
+void DamageTest::damagedLeafFailsWhatMeetsIt_data()
 {
     DamageRows();
     QTest::newRow("a circle to the root") << Damage([](QByteArray* bytes, int page) {
@@ -225,13 +190,13 @@ void TestDamage::damagedLeafFailsWhatMeetsIt_data()
 
 // The first leaf of several below a root is damaged: operations that do not need it still
 // work.
-void TestDamage::damagedLeafFailsWhatMeetsIt()
+void DamageTest::damagedLeafFailsWhatMeetsIt()
 {
     QFETCH(Damage, damage);
-    QByteArray bytes = MakeKeys(200);
+    QByteArray bytes = makeKeys(200);
     damage(&bytes, 1);
-    Store(bytes);
-    IndexFile* const index = OpenIndex(0, Path().c_str(), keyLength, 0);
+    store(bytes);
+    IndexFile* const index = OpenIndex(0, path().c_str(), keyLength, 0);
     QVERIFY(index);
     std::uint32_t record = 0;
     for (const std::uint32_t number : { 0, 1, 13, 25 }) {
@@ -255,18 +220,18 @@ void TestDamage::damagedLeafFailsWhatMeetsIt()
     QCOMPARE(AddKey(index, &added, KeyBuffer(Key(201))), 0);
     QCOMPARE(DeleteKey(index, &record, KeyBuffer(Key(200))), 0);
     QCOMPARE(CloseIndex(index), 0);
-    QCOMPARE(Load().mid(pageLength, pageLength), bytes.mid(pageLength, pageLength));
-    QVERIFY(!CheckIndex(Path(), keyLength, false).empty());
+    QCOMPARE(load().mid(pageLength, pageLength), bytes.mid(pageLength, pageLength));
+    QVERIFY(!CheckIndex(path(), keyLength, false).empty());
 }
 
-void TestDamage::truncatedIndex()
+void DamageTest::truncatedIndex()
 {
-    const QByteArray bytes = MakeKeys(200);
+    const QByteArray bytes = makeKeys(200);
     for (int size = 0; size < bytes.size(); size += size < 2 * pageLength ? 37 : 577) {
-        Store(bytes.left(size));
-        IndexFile* const index = OpenIndex(0, Path().c_str(), keyLength, 0);
+        store(bytes.left(size));
+        IndexFile* const index = OpenIndex(0, path().c_str(), keyLength, 0);
         QCOMPARE(index != nullptr, size >= pageLength);
-        QVERIFY(!CheckIndex(Path(), keyLength, false).empty());
+        QVERIFY(!CheckIndex(path(), keyLength, false).empty());
         if (!index)
             continue;
         std::uint32_t record;
@@ -280,16 +245,16 @@ void TestDamage::truncatedIndex()
     }
 }
 
-void TestDamage::treeOf17Levels()
+void DamageTest::treeOf17Levels()
 {
     for (const int levels : { 16, 17, 40 }) {
         // All children of page n are page n + 1.
-        QByteArray bytes = MakeKeys(0);
+        QByteArray bytes = makeKeys(0);
         for (int page = 1; page <= levels; ++page)
             bytes += PageOf(1, page == levels ? 0 : std::uint32_t(page + 1), "000050");
         Put32(&bytes, 8, 1);
-        Store(bytes);
-        IndexFile* const index = OpenIndex(0, Path().c_str(), keyLength, 0);
+        store(bytes);
+        IndexFile* const index = OpenIndex(0, path().c_str(), keyLength, 0);
         QVERIFY(index);
         std::uint32_t record = 0;
         const int found = FindKey(index, &record, KeyBuffer(Key(10)));
@@ -300,11 +265,11 @@ void TestDamage::treeOf17Levels()
             FailSteps(index);
         }
         CloseIndex(index);
-        QVERIFY(!CheckIndex(Path(), keyLength, false).empty());
+        QVERIFY(!CheckIndex(path(), keyLength, false).empty());
     }
 }
 
-void TestDamage::walksThroughASharedPageEnd_data()
+void DamageTest::walksThroughASharedPageEnd_data()
 {
     QTest::addColumn<int>("items");
     QTest::newRow("one item a page") << 1;
@@ -313,15 +278,15 @@ void TestDamage::walksThroughASharedPageEnd_data()
 
 // With sixteen levels there are more paths through shared pages than a walk could ever
 // follow.
-void TestDamage::walksThroughASharedPageEnd()
+void DamageTest::walksThroughASharedPageEnd()
 {
     QFETCH(int, items);
-    QByteArray bytes = MakeKeys(0);
+    QByteArray bytes = makeKeys(0);
     for (int page = 1; page <= deepestTree; ++page)
         bytes += PageOf(items, page == deepestTree ? 0 : std::uint32_t(page + 1), "000050");
     Put32(&bytes, 8, 1);
-    Store(bytes);
-    IndexFile* const index = OpenIndex(0, Path().c_str(), keyLength, 0);
+    store(bytes);
+    IndexFile* const index = OpenIndex(0, path().c_str(), keyLength, 0);
     for (const auto step : { NextKey, PrevKey }) {
         std::uint32_t record;
         KeyBuffer key("");
@@ -332,24 +297,24 @@ void TestDamage::walksThroughASharedPageEnd()
         QCOMPARE(taerror, int(taDamaged));
     }
     QCOMPARE(CloseIndex(index), 0);
-    QVERIFY(!CheckIndex(Path(), keyLength, false).empty());
+    QVERIFY(!CheckIndex(path(), keyLength, false).empty());
 }
 
-void TestDamage::shortSiblingFailsADeletion()
+void DamageTest::shortSiblingFailsADeletion()
 {
-    QByteArray bytes = MakeKeys(76);
+    QByteArray bytes = makeKeys(76);
     bytes[2 * pageLength] = 3;
-    Store(bytes);
-    IndexFile* const index = OpenIndex(0, Path().c_str(), keyLength, 0);
+    store(bytes);
+    IndexFile* const index = OpenIndex(0, path().c_str(), keyLength, 0);
     std::uint32_t record = 5;
     QCOMPARE(DeleteKey(index, &record, KeyBuffer(Key(5))), -1);
     QCOMPARE(taerror, int(taDamaged));
     QCOMPARE(FindKey(index, &record, KeyBuffer(Key(5))), 0);
     QCOMPARE(CloseIndex(index), 0);
-    QCOMPARE(Load().mid(pageLength), bytes.mid(pageLength));
+    QCOMPARE(load().mid(pageLength), bytes.mid(pageLength));
 }
 
-void TestDamage::unpackingInPlaceSeesDamage()
+void DamageTest::unpackingInPlaceSeesDamage()
 {
     const auto page = std::make_unique<IndexPage>();
     for (const int length : { 1, 40, 149, 150 }) {
@@ -363,53 +328,53 @@ void TestDamage::unpackingInPlaceSeesDamage()
 
 // Each block could also begin a byte earlier, where the chain of blocks ends nowhere. The
 // right chain is found in time linear in the size of the file, not quadratic.
-void TestDamage::heapFullOfDeadEnds()
+void DamageTest::heapFullOfDeadEnds()
 {
     QByteArray heap(16, '\0');
     heap[4] = 16;
     heap += QByteArray("\0\1\0\0\0\10\0\0\0", 9).repeated(200000);
-    Store(heap, "file.fil");
-    QVERIFY(!CheckNotes(Path()).empty());
+    store(heap, "file.fil");
+    QVERIFY(!CheckNotes(path()).empty());
     CNote notes;
-    QVERIFY(notes.Open(Path().c_str()));
+    QVERIFY(notes.Open(path().c_str()));
     // The last block is truncated: no chain of blocks leads to the end.
-    Store(heap.chopped(3), "file.fil");
-    QVERIFY(!CheckNotes(Path()).empty());
+    store(heap.chopped(3), "file.fil");
+    QVERIFY(!CheckNotes(path()).empty());
 }
 
 // ---- damage at random ----
 
-void TestDamage::Spoil(QByteArray* bytes)
+void DamageTest::spoil(QByteArray* bytes)
 {
     static constexpr std::uint32_t telling[]
         = { 0, 1, 7, 8, 50, 51, 255, 0x7fffffff, 0x80000000u, 0xffffffffu, 500000, 500001 };
-    const int times = int(m_random.Below(6)) + 1;
+    const int times = int(m_random.below(6)) + 1;
     for (int i = 0; i < times && !bytes->isEmpty(); ++i) {
         // Half of the damage is at the beginning, where the headers are.
         const int room
-            = m_random.Below(2) == 0 ? std::min(int(bytes->size()), 64) : int(bytes->size());
-        const int at = int(m_random.Below(room));
-        const std::uint32_t what = m_random.Below(20);
+            = m_random.below(2) == 0 ? std::min(int(bytes->size()), 64) : int(bytes->size());
+        const int at = int(m_random.below(room));
+        const std::uint32_t what = m_random.below(20);
         if (what < 8)
-            (*bytes)[at] = char(m_random.Below(256));
+            (*bytes)[at] = char(m_random.below(256));
         else if (what < 12 && at + 4 <= bytes->size())
-            Put32(bytes, at / 4 * 4, telling[m_random.Below(12)]);
+            Put32(bytes, at / 4 * 4, telling[m_random.below(12)]);
         else if (what < 16 && at + 4 <= bytes->size())
-            Put32(bytes, at / 4 * 4, m_random.Below(40));
+            Put32(bytes, at / 4 * 4, m_random.below(40));
         else if (what < 17)
-            bytes->truncate(int(m_random.Below(bytes->size())));
+            bytes->truncate(int(m_random.below(bytes->size())));
         else
-            bytes->replace(at, 16, bytes->mid(int(m_random.Below(bytes->size())), 16));
+            bytes->replace(at, 16, bytes->mid(int(m_random.below(bytes->size())), 16));
     }
 }
 
-void TestDamage::UseDataFile(DataFile* file, int length)
+void DamageTest::useDataFile(DataFile* file, int length)
 {
     const auto record = std::make_unique<std::uint8_t[]>(std::size_t(length));
     const auto many = std::make_unique<std::uint8_t[]>(std::size_t(5 * length));
     for (int i = 0; i < 30; ++i) {
-        std::uint32_t number = m_random.Below(40);
-        switch (m_random.Below(9)) {
+        std::uint32_t number = m_random.below(40);
+        switch (m_random.below(9)) {
         case 0:
         case 1: {
             std::memset(record.get(), 0, std::size_t(length));
@@ -432,7 +397,7 @@ void TestDamage::UseDataFile(DataFile* file, int length)
             UsedRecs(file);
             break;
         case 6:
-            ToggleFlushing(file, std::uint8_t(m_random.Below(2)), 0);
+            ToggleFlushing(file, std::uint8_t(m_random.below(2)), 0);
             break;
         case 7:
             PutRec(file, number + 1, record.get());
@@ -443,10 +408,10 @@ void TestDamage::UseDataFile(DataFile* file, int length)
     }
 }
 
-void TestDamage::randomlyDamagedDataFiles()
+void DamageTest::randomlyDamagedDataFiles()
 {
     constexpr int length = 48;
-    DataFile* file = MakeDataFile(0, Path().c_str(), length);
+    DataFile* file = MakeDataFile(0, path().c_str(), length);
     std::uint8_t record[length] = {};
     std::uint32_t number;
     for (int i = 0; i < 20; ++i)
@@ -454,42 +419,42 @@ void TestDamage::randomlyDamagedDataFiles()
     for (const std::uint32_t deleted : { 4, 9, 2, 17 })
         QCOMPARE(DeleteRec(file, deleted), 0);
     CloseDataFile(file);
-    const QByteArray sound = Load();
+    const QByteArray sound = load();
     for (int round = 0; round < 2000 && !QTest::currentTestFailed(); ++round) {
         QByteArray bytes = sound;
-        Spoil(&bytes);
-        Store(bytes);
-        CheckDataFile(Path(), length);
-        file = OpenDataFile(0, Path().c_str(), length);
+        spoil(&bytes);
+        store(bytes);
+        CheckDataFile(path(), length);
+        file = OpenDataFile(0, path().c_str(), length);
         QCOMPARE(file != nullptr, bytes.size() >= length);
         if (!file)
             continue;
-        UseDataFile(file, length);
+        useDataFile(file, length);
         if (FileLen(file) < 1000) {
             // After a repair, each record is live or in the chain.
             TaOpenFile(file);
             FixHeader(file);
-            QCOMPARE(CheckDataFile(Path(), length), Findings());
+            QCOMPARE(CheckDataFile(path(), length), Findings());
         }
         CloseDataFile(file);
     }
 }
 
-void TestDamage::UseIndex(IndexFile* index)
+void DamageTest::useIndex(IndexFile* index)
 {
     using Function = int (*)(IndexFile*, std::uint32_t*, char*);
     static constexpr Function functions[]
         = { FindKey, SearchKey, FindPrevKey, DeleteKey, NextKey, PrevKey };
     for (int i = 0; i < 60; ++i) {
-        std::uint32_t record = m_random.Below(420);
+        std::uint32_t record = m_random.below(420);
         KeyBuffer key(Key(record));
-        const std::uint32_t what = m_random.Below(10);
+        const std::uint32_t what = m_random.below(10);
         if (what < 6)
             functions[what](index, &record, key);
         else if (what < 9)
             AddKey(index, &record, KeyBuffer(Key(record) + "x"));
-        else if (m_random.Below(10) == 0)
-            ToggleFlushing(index, std::uint8_t(m_random.Below(2)), 1);
+        else if (m_random.below(10) == 0)
+            ToggleFlushing(index, std::uint8_t(m_random.below(2)), 1);
         QVERIFY(std::memchr(key, 0, keyLength + 1));
     }
     std::uint32_t record;
@@ -501,43 +466,43 @@ void TestDamage::UseIndex(IndexFile* index)
         QVERIFY(++steps <= most);
 }
 
-void TestDamage::randomlyDamagedIndexes_data()
+void DamageTest::randomlyDamagedIndexes_data()
 {
     QTest::addColumn<int>("items");
     QTest::newRow("two levels") << 400;
     QTest::newRow("three levels") << 1400;
 }
 
-void TestDamage::randomlyDamagedIndexes()
+void DamageTest::randomlyDamagedIndexes()
 {
     QFETCH(int, items);
-    const QByteArray sound = MakeKeys(std::uint32_t(items));
+    const QByteArray sound = makeKeys(std::uint32_t(items));
     for (int round = 0; round < 800 && !QTest::currentTestFailed(); ++round) {
         QByteArray bytes = sound;
-        Spoil(&bytes);
-        Store(bytes);
-        CheckIndex(Path(), keyLength, false);
-        IndexFile* const index = OpenIndex(0, Path().c_str(), keyLength, 0);
+        spoil(&bytes);
+        store(bytes);
+        CheckIndex(path(), keyLength, false);
+        IndexFile* const index = OpenIndex(0, path().c_str(), keyLength, 0);
         QCOMPARE(index != nullptr, bytes.size() >= pageLength);
         if (!index)
             continue;
-        UseIndex(index);
+        useIndex(index);
         CloseIndex(index);
-        CheckIndex(Path(), keyLength, false);
+        CheckIndex(path(), keyLength, false);
     }
 }
 
-void TestDamage::UseNotes(CNote* notes, std::vector<std::int32_t>* offsets)
+void DamageTest::useNotes(CNote* notes, std::vector<std::int32_t>* offsets)
 {
     const std::string text(700, 'n');
     for (int i = 0; i < 25; ++i) {
-        const std::int32_t offset = m_random.Below(3)
-            ? (*offsets)[m_random.Below(std::uint32_t(offsets->size()))]
-            : std::int32_t(m_random.Below(3000));
-        switch (m_random.Below(5)) {
+        const std::int32_t offset = m_random.below(3)
+            ? (*offsets)[m_random.below(std::uint32_t(offsets->size()))]
+            : std::int32_t(m_random.below(3000));
+        switch (m_random.below(5)) {
         case 0:
         case 1: {
-            const int length = int(m_random.Below(m_random.Below(2) ? 60 : 700));
+            const int length = int(m_random.below(m_random.below(2) ? 60 : 700));
             const std::int32_t saved = notes->SaveNote(text.data(), length);
             if (saved < 0)
                 break;
@@ -557,7 +522,7 @@ void TestDamage::UseNotes(CNote* notes, std::vector<std::int32_t>* offsets)
     }
 }
 
-void TestDamage::randomlyDamagedNotes_data()
+void DamageTest::randomlyDamagedNotes_data()
 {
     QTest::addColumn<bool>("heap");
     QTest::newRow("heap") << true;
@@ -576,11 +541,11 @@ bool SoundButForLongBlocks(const Findings& findings)
 
 } // namespace
 
-void TestDamage::randomlyDamagedNotes()
+void DamageTest::randomlyDamagedNotes()
 {
     QFETCH(bool, heap);
     CNote notes;
-    QVERIFY(notes.Create(Path().c_str()));
+    QVERIFY(notes.Create(path().c_str()));
     std::vector<std::int32_t> offsets;
     const std::string text(500, 't');
     for (int i = 0; i < 60; ++i)
@@ -588,24 +553,24 @@ void TestDamage::randomlyDamagedNotes()
     for (std::size_t i = 0; i < offsets.size(); i += 3)
         notes.DeleteNote(offsets[i]);
     notes.Close();
-    const QByteArray soundHeap = Load("file.fil");
-    const QByteArray soundIndex = Load("file.k1");
+    const QByteArray soundHeap = load("file.fil");
+    const QByteArray soundIndex = load("file.k1");
     for (int round = 0; round < 800 && !QTest::currentTestFailed(); ++round) {
         QByteArray bytes = heap ? soundHeap : soundIndex;
-        Spoil(&bytes);
-        Store(heap ? bytes : soundHeap, "file.fil");
-        Store(heap ? soundIndex : bytes, "file.k1");
-        CheckNotes(Path());
+        spoil(&bytes);
+        store(heap ? bytes : soundHeap, "file.fil");
+        store(heap ? soundIndex : bytes, "file.k1");
+        CheckNotes(path());
         std::vector<std::int32_t> used = offsets;
-        QVERIFY(notes.Open(Path().c_str()));
-        UseNotes(&notes, &used);
+        QVERIFY(notes.Open(path().c_str()));
+        useNotes(&notes, &used);
         // After Reindex, a sound heap has a sound list.
         if (notes.Reindex())
-            QVERIFY(SoundButForLongBlocks(CheckNotes(Path())));
-        UseNotes(&notes, &used);
+            QVERIFY(SoundButForLongBlocks(CheckNotes(path())));
+        useNotes(&notes, &used);
         notes.Close();
     }
 }
 
-QTEST_GUILESS_MAIN(TestDamage)
+QTEST_GUILESS_MAIN(DamageTest)
 #include "tst_damage.moc"

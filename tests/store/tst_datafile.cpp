@@ -9,12 +9,11 @@
 #include "store/indexfile.h"
 #include "store/ownfiles.h"
 #include "store/storecheck.h"
+#include "tests/store/storefixture.h"
 #include "tests/store/storeshims.h"
-#include "tests/store/storetest.h"
 
 #include <QFile>
 #include <QFileInfo>
-#include <QTemporaryDir>
 #include <QtTest>
 
 #include <functional>
@@ -69,18 +68,16 @@ QByteArray Get(const File& file, std::uint32_t number)
 
 } // namespace
 
-class TestDataFile : public QObject
+class DataFileTest : public StoreTest
 {
     Q_OBJECT
 
 private slots:
     void init()
     {
-        m_folder = std::make_unique<QTemporaryDir>();
-        m_descriptors = OpenDescriptors();
+        StoreTest::init();
         SetError(taNoError);
     }
-    void cleanup() { QCOMPARE(OpenDescriptors(), m_descriptors); }
 
     // ---- making and opening ----
     void newFileHoldsExactlyTheHeader();
@@ -144,100 +141,82 @@ private slots:
     void failedAddStoresNothing();
 
 private:
-    std::string Path(const char* name = "data") const
+    File make(std::int16_t recordLength = length) const
     {
-        return m_folder->filePath(name).toStdString();
+        return File(MakeOwnDataFile(&testFiles, path().c_str(), recordLength));
     }
-    File Make(std::int16_t recordLength = length) const
+    File open(std::int16_t recordLength = length) const
     {
-        return File(MakeOwnDataFile(&testFiles, Path().c_str(), recordLength));
+        return File(OpenOwnDataFile(&testFiles, path().c_str(), recordLength));
     }
-    File Open(std::int16_t recordLength = length) const
+    DataFileHeader headerOnDisk() const
     {
-        return File(OpenOwnDataFile(&testFiles, Path().c_str(), recordLength));
-    }
-    QByteArray Bytes() const
-    {
-        QFile file(QString::fromStdString(Path()));
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    }
-    void Write(const QByteArray& bytes) const
-    {
-        QFile file(QString::fromStdString(Path()));
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        QCOMPARE(file.write(bytes), qint64(bytes.size()));
-    }
-    DataFileHeader HeaderOnDisk() const
-    {
-        const QByteArray bytes = Bytes();
+        const QByteArray bytes = load();
         return ReadDataFileHeader(reinterpret_cast<const std::uint8_t*>(bytes.constData()));
     }
     // Changes a 32-bit field of the header in the file.
-    void Patch(int offset, std::int32_t value) const
+    void patch(int offset, std::int32_t value) const
     {
-        QByteArray bytes = Bytes();
+        QByteArray bytes = load();
         PutInt32(reinterpret_cast<std::uint8_t*>(bytes.data()) + offset, value);
-        Write(bytes);
+        store(bytes);
     }
-
-    std::unique_ptr<QTemporaryDir> m_folder;
-    int m_descriptors = 0;
 };
 
 // ---- making and opening ----
 
-void TestDataFile::newFileHoldsExactlyTheHeader()
+void DataFileTest::newFileHoldsExactlyTheHeader()
 {
-    const File file = Make();
+    const File file = make();
     QVERIFY(file);
     QCOMPARE(taerror, 0);
     QCOMPARE(FileLen(file.get()), 1u);
     QCOMPARE(UsedRecs(file.get()), 0u);
     QCOMPARE(FirstRec(file.get()), 1u);
-    QCOMPARE(Bytes().size(), int(length));
+    QCOMPARE(load().size(), int(length));
     QCOMPARE(int(file->isOpen), 1);
     QCOMPARE(int(file->openCount), 1);
     QCOMPARE(int(file->headerDirty), 1);
     QCOMPARE(int(file->isIndexFile | file->held | file->flushing), 0);
-    QCOMPARE(std::string(file->fileName), Path());
+    QCOMPARE(std::string(file->fileName), path());
 }
 
-void TestDataFile::headerWrittenAtCreationCountsNoRecord()
+void DataFileTest::headerWrittenAtCreationCountsNoRecord()
 {
-    const File file = Make();
-    QCOMPARE(HeaderOnDisk().recordCount, 0);
-    QCOMPARE(HeaderOnDisk().storedCount, 0);
-    QCOMPARE(HeaderOnDisk().firstFree, -1);
+    const File file = make();
+    QCOMPARE(headerOnDisk().recordCount, 0);
+    QCOMPARE(headerOnDisk().storedCount, 0);
+    QCOMPARE(headerOnDisk().firstFree, -1);
     QCOMPARE(file->header.recordCount, 1);
     TaCloseFile(file.get());
-    QCOMPARE(HeaderOnDisk().recordCount, 1);
-    QCOMPARE(HeaderOnDisk().storedCount, 1);
-    QCOMPARE(std::string(HeaderOnDisk().version), std::string("4.2a"));
+    QCOMPARE(headerOnDisk().recordCount, 1);
+    QCOMPARE(headerOnDisk().storedCount, 1);
+    QCOMPARE(std::string(headerOnDisk().version), std::string("4.2a"));
 }
 
-void TestDataFile::creationReplacesWhatWasThere()
+void DataFileTest::creationReplacesWhatWasThere()
 {
     {
-        const File file = Make();
+        const File file = make();
         Add(file, 'a');
         Add(file, 'b');
     }
-    const File file = Make();
+    const File file = make();
     QCOMPARE(FileLen(file.get()), 1u);
-    QCOMPARE(Bytes().size(), int(length));
+    QCOMPARE(load().size(), int(length));
 }
 
-void TestDataFile::creationMode()
+void DataFileTest::creationMode()
 {
     const mode_t before = umask(0);
-    const File file = Make();
+    const File file = make();
     umask(before);
     struct stat status;
-    QCOMPARE(stat(Path().c_str(), &status), 0);
+    QCOMPARE(stat(path().c_str(), &status), 0);
     QCOMPARE(int(status.st_mode & 07777), 0777);
 }
 
-void TestDataFile::shortRecordLengthIsRaised_data()
+void DataFileTest::shortRecordLengthIsRaised_data()
 {
     QTest::addColumn<int>("asked");
     QTest::addColumn<int>("used");
@@ -248,116 +227,116 @@ void TestDataFile::shortRecordLengthIsRaised_data()
     QTest::newRow("above") << 32 << 32;
 }
 
-void TestDataFile::shortRecordLengthIsRaised()
+void DataFileTest::shortRecordLengthIsRaised()
 {
     QFETCH(int, asked);
     QFETCH(int, used);
     {
-        const File file = Make(std::int16_t(asked));
+        const File file = make(std::int16_t(asked));
         QCOMPARE(file->recordLength, used);
         Add(file, 'a');
-        QCOMPARE(Bytes().size(), 2 * used);
+        QCOMPARE(load().size(), 2 * used);
     }
-    const File file = Open(std::int16_t(asked));
+    const File file = open(std::int16_t(asked));
     QVERIFY(file);
     QCOMPARE(file->recordLength, used);
     QCOMPARE(FileLen(file.get()), 2u);
     QCOMPARE(Get(file, 1), Record('a', used));
 }
 
-void TestDataFile::longestRecordLength()
+void DataFileTest::longestRecordLength()
 {
-    const File file = Make(maxRecordLength);
+    const File file = make(maxRecordLength);
     QVERIFY(file);
     QCOMPARE(Add(file, 'a'), 1u);
     QCOMPARE(Add(file, 'b'), 2u);
     QCOMPARE(DeleteRec(file.get(), 1), 0);
     QCOMPARE(Get(file, 2), Record('b', maxRecordLength));
-    QCOMPARE(CheckDataFile(Path(), maxRecordLength), Findings());
+    QCOMPARE(CheckDataFile(path(), maxRecordLength), Findings());
 }
 
-void TestDataFile::recordLengthBeyondTheScratchRecordIsRefused()
+void DataFileTest::recordLengthBeyondTheScratchRecordIsRefused()
 {
-    QVERIFY(!Make(maxRecordLength + 1));
+    QVERIFY(!make(maxRecordLength + 1));
     QCOMPARE(taerror, 7);
-    QVERIFY(!DoesFileExist(0, Path().c_str()));
-    Make();
-    QVERIFY(!Open(maxRecordLength + 1));
+    QVERIFY(!DoesFileExist(0, path().c_str()));
+    make();
+    QVERIFY(!open(maxRecordLength + 1));
     QCOMPARE(taerror, 8);
 }
 
-void TestDataFile::openCountsWholeRecordsOnly()
+void DataFileTest::openCountsWholeRecordsOnly()
 {
-    Add(Make(), 'a');
-    Write(Bytes() + QByteArray(length - 1, 'x'));
-    const File file = Open();
+    Add(make(), 'a');
+    store(load() + QByteArray(length - 1, 'x'));
+    const File file = open();
     QCOMPARE(FileLen(file.get()), 2u);
     QCOMPARE(Add(file, 'b'), 2u);
-    QCOMPARE(Bytes().size(), 3 * length);
+    QCOMPARE(load().size(), 3 * length);
     QCOMPARE(Get(file, 2), Record('b'));
 }
 
-void TestDataFile::openTrustsNoStoredCount()
+void DataFileTest::openTrustsNoStoredCount()
 {
-    Add(Make(), 'a');
-    Patch(12, 77);
-    Patch(16, 99);
-    const File file = Open();
+    Add(make(), 'a');
+    patch(12, 77);
+    patch(16, 99);
+    const File file = open();
     QCOMPARE(FileLen(file.get()), 2u);
     QCOMPARE(UsedRecs(file.get()), 1u);
 }
 
-void TestDataFile::openRewritesAnotherVersion()
+void DataFileTest::openRewritesAnotherVersion()
 {
-    Add(Make(), 'a');
-    Write(Bytes().replace(20, 8, "3.10beta"));
-    const File file = Open();
+    Add(make(), 'a');
+    store(load().replace(20, 8, "3.10beta"));
+    const File file = open();
     QVERIFY(file);
-    QCOMPARE(Bytes().mid(20, 8), QByteArray("4.2a\0\0\0\0", 8));
+    QCOMPARE(load().mid(20, 8), QByteArray("4.2a\0\0\0\0", 8));
     QCOMPARE(std::string(file->header.version), std::string("4.2a"));
 }
 
-void TestDataFile::openKeepsVersionInOtherCase()
+void DataFileTest::openKeepsVersionInOtherCase()
 {
-    Add(Make(), 'a');
-    Write(Bytes().replace(20, 4, "4.2A"));
-    const QByteArray before = Bytes();
-    const File file = Open();
+    Add(make(), 'a');
+    store(load().replace(20, 4, "4.2A"));
+    const QByteArray before = load();
+    const File file = open();
     QVERIFY(file);
-    QCOMPARE(Bytes(), before);
+    QCOMPARE(load(), before);
 }
 
-void TestDataFile::openLeavesTheRestOfTheHeaderRecordAlone()
+void DataFileTest::openLeavesTheRestOfTheHeaderRecordAlone()
 {
-    Add(Make(), 'a');
-    Write(Bytes().replace(20, 4, "9.99").replace(31, 5, "extra"));
-    QVERIFY(Open());
-    QCOMPARE(Bytes().mid(31, 5), QByteArray("extra"));
+    Add(make(), 'a');
+    store(load().replace(20, 4, "9.99").replace(31, 5, "extra"));
+    QVERIFY(open());
+    QCOMPARE(load().mid(31, 5), QByteArray("extra"));
 }
 
-void TestDataFile::oldestDateIsTheSmallestSeen()
+void DataFileTest::oldestDateIsTheSmallestSeen()
 {
     lOldestDate = 0;
-    Make();
+    make();
     QCOMPARE(lOldestDate, 0);
     // Three bytes of the date are in the header; the fourth is not.
-    Patch(28, 0x7f000000 | 500);
-    QCOMPARE(Open()->header.oldestDate, 500);
+    patch(28, 0x7f000000 | 500);
+    QCOMPARE(open()->header.oldestDate, 500);
     QCOMPARE(lOldestDate, 500);
-    Patch(28, 700);
-    Open();
+    patch(28, 700);
+    open();
     QCOMPARE(lOldestDate, 500);
-    Patch(28, 3);
-    Open();
+    patch(28, 3);
+    open();
     QCOMPARE(lOldestDate, 3);
     lOldestDate = 0;
 }
 
 // ---- records ----
 
-void TestDataFile::deletedRecordsAreUsedAgainLastFirst()
+void DataFileTest::deletedRecordsAreUsedAgainLastFirst()
 {
-    const File file = Make();
+    const File file = make();
     for (std::uint32_t i = 1; i <= 10; ++i)
         QCOMPARE(Add(file, char('a' + i)), i);
     QCOMPARE(DeleteRec(file.get(), 5), 0);
@@ -370,49 +349,49 @@ void TestDataFile::deletedRecordsAreUsedAgainLastFirst()
     QCOMPARE(Add(file, 'Y'), 5u);
     QCOMPARE(FirstRec(file.get()), 11u);
     QCOMPARE(Add(file, 'Z'), 11u);
-    QCOMPARE(CheckDataFile(Path(), length), Findings());
+    QCOMPARE(CheckDataFile(path(), length), Findings());
 }
 
-void TestDataFile::chainIsInTheRecordsFirstWords()
+void DataFileTest::chainIsInTheRecordsFirstWords()
 {
-    const File file = Make();
+    const File file = make();
     Add(file, 'a');
     Add(file, 'b');
     Add(file, 'c');
     DeleteRec(file.get(), 1);
     DeleteRec(file.get(), 3);
-    QCOMPARE(HeaderOnDisk().firstFree, 3);
-    QCOMPARE(HeaderOnDisk().deletedCount, 2);
-    QCOMPARE(Bytes().mid(3 * length, length), QByteArray("\x01\0\0\0", 4) + QByteArray(36, '\0'));
-    QCOMPARE(Bytes().mid(1 * length, length), QByteArray(4, '\xff') + QByteArray(36, '\0'));
+    QCOMPARE(headerOnDisk().firstFree, 3);
+    QCOMPARE(headerOnDisk().deletedCount, 2);
+    QCOMPARE(load().mid(3 * length, length), QByteArray("\x01\0\0\0", 4) + QByteArray(36, '\0'));
+    QCOMPARE(load().mid(1 * length, length), QByteArray(4, '\xff') + QByteArray(36, '\0'));
 }
 
-void TestDataFile::headerIsWrittenAfterEachChange()
+void DataFileTest::headerIsWrittenAfterEachChange()
 {
-    const File file = Make();
+    const File file = make();
     Add(file, 'a');
-    QCOMPARE(HeaderOnDisk().recordCount, 2);
-    QCOMPARE(HeaderOnDisk().storedCount, 2);
+    QCOMPARE(headerOnDisk().recordCount, 2);
+    QCOMPARE(headerOnDisk().storedCount, 2);
     QCOMPARE(int(file->headerDirty), 0);
     DeleteRec(file.get(), 1);
-    QCOMPARE(HeaderOnDisk().firstFree, 1);
+    QCOMPARE(headerOnDisk().firstFree, 1);
     QCOMPARE(PutRec(file.get(), 1, Record('b').constData()), 0);
     QCOMPARE(int(file->headerDirty), 1);
 }
 
-void TestDataFile::everyTransferOpensThePathAnew()
+void DataFileTest::everyTransferOpensThePathAnew()
 {
-    const File file = Make();
+    const File file = make();
     Add(file, 'a');
-    const QByteArray bytes = Bytes();
-    QVERIFY(QFile::remove(QString::fromStdString(Path())));
-    Write(bytes.left(length) + Record('z'));
+    const QByteArray bytes = load();
+    QVERIFY(QFile::remove(QString::fromStdString(path())));
+    store(bytes.left(length) + Record('z'));
     QCOMPARE(Get(file, 1), Record('z'));
 }
 
-void TestDataFile::bulkReadPastTheEnd()
+void DataFileTest::bulkReadPastTheEnd()
 {
-    const File file = Make();
+    const File file = make();
     QByteArray room(10 * length, '?');
     QCOMPARE(GetBigRec(file.get(), 1, room.data(), 10), 0u);
     QCOMPARE(taerror, 0);
@@ -424,58 +403,58 @@ void TestDataFile::bulkReadPastTheEnd()
     QCOMPARE(GetBigRec(file.get(), 1000, room.data(), 10), 0u);
 }
 
-void TestDataFile::bulkReadTakesAtMostWhatIsThere()
+void DataFileTest::bulkReadTakesAtMostWhatIsThere()
 {
-    const File file = Make();
+    const File file = make();
     Add(file, 'a');
-    Write(Bytes() + QByteArray(length - 1, 'x'));
+    store(load() + QByteArray(length - 1, 'x'));
     QByteArray room(10 * length, '?');
     QCOMPARE(GetBigRec(file.get(), 1, room.data(), 10), 1u);
     QCOMPARE(GetBigRec(file.get(), 0, room.data(), 1), 1u);
 }
 
-void TestDataFile::bulkWriteGrowsTheFileNotTheCount()
+void DataFileTest::bulkWriteGrowsTheFileNotTheCount()
 {
-    const File file = Make();
+    const File file = make();
     const QByteArray three = Record('a') + Record('b') + Record('c');
     QCOMPARE(PutBigRec(file.get(), 1, three.constData(), 3), 0);
     QCOMPARE(int(file->headerDirty), 1);
-    QCOMPARE(Bytes().mid(length), three);
+    QCOMPARE(load().mid(length), three);
     QCOMPARE(FileLen(file.get()), 1u);
     QCOMPARE(TaOpenFile(file.get()), 0);
     QCOMPARE(FileLen(file.get()), 4u);
 }
 
-void TestDataFile::bulkAddIsAsManyAddsInARow()
+void DataFileTest::bulkAddIsAsManyAddsInARow()
 {
     const QByteArray three = Record('a') + Record('b') + Record('c');
     QByteArray expected;
     {
-        const File file = Make();
+        const File file = make();
         for (const char letter : { 'x', 'a', 'b', 'c' })
             Add(file, letter);
-        expected = Bytes();
+        expected = load();
     }
-    const File file = Make();
+    const File file = make();
     Add(file, 'x');
     std::uint32_t first = 0;
     QCOMPARE(AddBigRec(file.get(), &first, three.constData(), 3), 0);
     QCOMPARE(first, 2u);
-    QCOMPARE(Bytes(), expected);
+    QCOMPARE(load(), expected);
     QCOMPARE(FileLen(file.get()), 5u);
     // After the last one, even if a number is free.
     QCOMPARE(DeleteRec(file.get(), 3), 0);
     QCOMPARE(AddBigRec(file.get(), &first, three.constData(), 1), 0);
     QCOMPARE(first, 5u);
     QCOMPARE(FirstRec(file.get()), 3u);
-    QCOMPARE(CheckDataFile(Path(), length), Findings());
+    QCOMPARE(CheckDataFile(path(), length), Findings());
 }
 
-void TestDataFile::bulkAddThatIsCutOffStoresNothing()
+void DataFileTest::bulkAddThatIsCutOffStoresNothing()
 {
     const QByteArray three = Record('a') + Record('b') + Record('c');
     for (const Fault fault : { Fault::Open, Fault::Seek, Fault::Write, Fault::ShortWrite }) {
-        const File file = Make();
+        const File file = make();
         Add(file, 'x');
         std::uint32_t first = 0;
         {
@@ -487,14 +466,14 @@ void TestDataFile::bulkAddThatIsCutOffStoresNothing()
         QCOMPARE(FileLen(file.get()), 2u);
         QCOMPARE(AddBigRec(file.get(), &first, three.constData(), 3), 0);
         QCOMPARE(first, 2u);
-        QCOMPARE(Bytes().mid(2 * length), three);
+        QCOMPARE(load().mid(2 * length), three);
     }
 }
 
-void TestDataFile::bulkWriteOfAllNoticesAShortOne()
+void DataFileTest::bulkWriteOfAllNoticesAShortOne()
 {
     const QByteArray two = Record('a') + Record('b');
-    const File file = Make();
+    const File file = make();
     Add(file, 'x');
     Add(file, 'y');
     for (const Fault fault : { Fault::Open, Fault::Seek, Fault::Write, Fault::ShortWrite }) {
@@ -504,20 +483,20 @@ void TestDataFile::bulkWriteOfAllNoticesAShortOne()
         QCOMPARE(taerror, fault == Fault::Open ? 1 : fault == Fault::Seek ? 2 : 3);
     }
     QCOMPARE(PutAllRecs(file.get(), 1, two.constData(), 2), 0);
-    QCOMPARE(Bytes().mid(length), two);
+    QCOMPARE(load().mid(length), two);
 }
 
-void TestDataFile::deletingTwiceIsNotNoticed()
+void DataFileTest::deletingTwiceIsNotNoticed()
 {
-    const File file = Make();
+    const File file = make();
     Add(file, 'a');
     QCOMPARE(DeleteRec(file.get(), 1), 0);
     QCOMPARE(DeleteRec(file.get(), 1), 0);
     QCOMPARE(file->header.deletedCount, 2);
-    QVERIFY(!CheckDataFile(Path(), length).empty());
+    QVERIFY(!CheckDataFile(path(), length).empty());
 }
 
-void TestDataFile::chainHeadThatIsLiveIsNotHandedOut_data()
+void DataFileTest::chainHeadThatIsLiveIsNotHandedOut_data()
 {
     QTest::addColumn<int>("head");
     QTest::newRow("a live record") << 1;
@@ -528,43 +507,43 @@ void TestDataFile::chainHeadThatIsLiveIsNotHandedOut_data()
     QTest::newRow("the smallest number") << int(INT32_MIN);
 }
 
-void TestDataFile::chainHeadThatIsLiveIsNotHandedOut()
+void DataFileTest::chainHeadThatIsLiveIsNotHandedOut()
 {
     QFETCH(int, head);
     {
-        const File file = Make();
+        const File file = make();
         Add(file, 'a');
         Add(file, 'b');
     }
-    Patch(0, head);
-    Patch(4, 1);
-    const File file = Open();
+    patch(0, head);
+    patch(4, 1);
+    const File file = open();
     QCOMPARE(Add(file, 'c'), 3u);
     QCOMPARE(Get(file, 1), Record('a'));
     QCOMPARE(Get(file, 2), Record('b'));
-    QCOMPARE(CheckDataFile(Path(), length), Findings());
+    QCOMPARE(CheckDataFile(path(), length), Findings());
 }
 
-void TestDataFile::damagedDeletedCountDoesNotOverflow()
+void DataFileTest::damagedDeletedCountDoesNotOverflow()
 {
     {
-        const File file = Make();
+        const File file = make();
         Add(file, 'a');
         DeleteRec(file.get(), 1);
     }
-    Patch(4, INT32_MIN);
-    Add(Open(), 'b');
-    QCOMPARE(HeaderOnDisk().deletedCount, 0);
-    Patch(4, INT32_MAX);
-    QCOMPARE(DeleteRec(Open().get(), 1), 0);
-    QVERIFY(HeaderOnDisk().deletedCount > 0);
+    patch(4, INT32_MIN);
+    Add(open(), 'b');
+    QCOMPARE(headerOnDisk().deletedCount, 0);
+    patch(4, INT32_MAX);
+    QCOMPARE(DeleteRec(open().get(), 1), 0);
+    QVERIFY(headerOnDisk().deletedCount > 0);
 }
 
 // ---- counts, repair, flushing ----
 
-void TestDataFile::countsAnswerFromTheHandle()
+void DataFileTest::countsAnswerFromTheHandle()
 {
-    const File file = Make();
+    const File file = make();
     Add(file, 'a');
     CountingFiles files;
     const UsedStoreFiles used(&files);
@@ -574,24 +553,24 @@ void TestDataFile::countsAnswerFromTheHandle()
     QCOMPARE(files.opens, 0);
 }
 
-void TestDataFile::countsAnswerFromTheFileWhenFlushing()
+void DataFileTest::countsAnswerFromTheFileWhenFlushing()
 {
-    const File file = Make();
+    const File file = make();
     ToggleFlushing(file.get(), 1, 0);
-    Write(Bytes() + Record('a') + Record('b'));
+    store(load() + Record('a') + Record('b'));
     QCOMPARE(FileLen(file.get()), 3u);
     QCOMPARE(UsedRecs(file.get()), 2u);
-    QVERIFY(QFile::remove(QString::fromStdString(Path())));
+    QVERIFY(QFile::remove(QString::fromStdString(path())));
     QCOMPARE(FileLen(file.get()), 0u);
     QCOMPARE(taerror, 1);
     QCOMPARE(UsedRecs(file.get()), 0u);
     QCOMPARE(taerror, 1);
 }
 
-void TestDataFile::flushingSeesRecordsOfAnotherHandle()
+void DataFileTest::flushingSeesRecordsOfAnotherHandle()
 {
-    const File one = Make();
-    const File other = Open();
+    const File one = make();
+    const File other = open();
     ToggleFlushing(one.get(), 1, 0);
     ToggleFlushing(other.get(), 1, 0);
     QCOMPARE(Add(one, 'a'), 1u);
@@ -600,27 +579,27 @@ void TestDataFile::flushingSeesRecordsOfAnotherHandle()
     QCOMPARE(Add(one, 'c'), 1u);
     QCOMPARE(Add(other, 'd'), 3u);
     QCOMPARE(Get(one, 1), Record('c'));
-    QCOMPARE(CheckDataFile(Path(), length), Findings());
+    QCOMPARE(CheckDataFile(path(), length), Findings());
 }
 
-void TestDataFile::fixHeaderRebuildsTheChain()
+void DataFileTest::fixHeaderRebuildsTheChain()
 {
-    const File file = Make();
+    const File file = make();
     for (int i = 0; i < 6; ++i)
         Add(file, char('a' + i));
     DeleteRec(file.get(), 4);
     DeleteRec(file.get(), 2);
     DeleteRec(file.get(), 5);
-    Patch(0, -1);
-    Patch(4, 9);
-    Patch(8, 1234);
+    patch(0, -1);
+    patch(4, 9);
+    patch(8, 1234);
     QCOMPARE(TaOpenFile(file.get()), 0);
     QVERIFY(FixHeader(file.get()));
-    QCOMPARE(HeaderOnDisk().firstFree, 5);
-    QCOMPARE(HeaderOnDisk().deletedCount, 3);
-    QCOMPARE(HeaderOnDisk().rootPage, 0);
-    QCOMPARE(HeaderOnDisk().recordCount, 7);
-    QCOMPARE(CheckDataFile(Path(), length), Findings());
+    QCOMPARE(headerOnDisk().firstFree, 5);
+    QCOMPARE(headerOnDisk().deletedCount, 3);
+    QCOMPARE(headerOnDisk().rootPage, 0);
+    QCOMPARE(headerOnDisk().recordCount, 7);
+    QCOMPARE(CheckDataFile(path(), length), Findings());
     QCOMPARE(Add(file, 'X'), 5u);
     QCOMPARE(Add(file, 'X'), 4u);
     QCOMPARE(Add(file, 'X'), 2u);
@@ -629,30 +608,30 @@ void TestDataFile::fixHeaderRebuildsTheChain()
     QCOMPARE(Get(file, 6), Record('f'));
 }
 
-void TestDataFile::fixHeaderServesShortRecordsOnly()
+void DataFileTest::fixHeaderServesShortRecordsOnly()
 {
     for (const std::int16_t size : { std::int16_t(2508), std::int16_t(2509) }) {
-        const File file = Make(size);
+        const File file = make(size);
         Add(file, 'a');
         DeleteRec(file.get(), 1);
-        Patch(0, -1);
-        Patch(4, 0);
+        patch(0, -1);
+        patch(4, 0);
         TaOpenFile(file.get());
-        const QByteArray before = Bytes();
+        const QByteArray before = load();
         QVERIFY(FixHeader(file.get()));
-        QCOMPARE(Bytes() == before, size == 2509);
+        QCOMPARE(load() == before, size == 2509);
     }
 }
 
-void TestDataFile::toggleFlushingWritesAndReadsTheHeader()
+void DataFileTest::toggleFlushingWritesAndReadsTheHeader()
 {
-    const File file = Make();
-    QCOMPARE(HeaderOnDisk().recordCount, 0);
+    const File file = make();
+    QCOMPARE(headerOnDisk().recordCount, 0);
     ToggleFlushing(file.get(), 1, 0);
     QCOMPARE(taerror, 0);
     QCOMPARE(int(file->flushing), 1);
-    QCOMPARE(HeaderOnDisk().recordCount, 1);
-    Write(Bytes() + Record('a'));
+    QCOMPARE(headerOnDisk().recordCount, 1);
+    store(load() + Record('a'));
     ToggleFlushing(file.get(), 0, 0);
     QCOMPARE(int(file->flushing), 0);
     QCOMPARE(FileLen(file.get()), 2u);
@@ -660,12 +639,12 @@ void TestDataFile::toggleFlushingWritesAndReadsTheHeader()
 
 // The header in the file may count fewer records than there are, so its counts must not
 // be used while the number of records is unknown.
-void TestDataFile::failedRefreshLeavesTheCountsAlone()
+void DataFileTest::failedRefreshLeavesTheCountsAlone()
 {
-    const File file = Make();
+    const File file = make();
     Add(file, 'a');
     Add(file, 'b');
-    Patch(16, 0);
+    patch(16, 0);
     {
         FailingFiles files(Fault::Status, 0, true);
         const UsedStoreFiles used(&files);
@@ -676,42 +655,42 @@ void TestDataFile::failedRefreshLeavesTheCountsAlone()
     QCOMPARE(Get(file, 1), Record('a'));
 }
 
-void TestDataFile::lastWriteTime()
+void DataFileTest::lastWriteTime()
 {
-    const File file = Make();
+    const File file = make();
     const timespec times[] = { { 12, 0 }, { 1234567, 0 } };
-    QCOMPARE(utimensat(AT_FDCWD, Path().c_str(), times, 0), 0);
+    QCOMPARE(utimensat(AT_FDCWD, path().c_str(), times, 0), 0);
     QCOMPARE(GetLastWriteTime(file.get()), std::time_t(1234567));
     QCOMPARE(taerror, 0);
-    QVERIFY(QFile::remove(QString::fromStdString(Path())));
+    QVERIFY(QFile::remove(QString::fromStdString(path())));
     QCOMPARE(GetLastWriteTime(file.get()), std::time_t(0));
     QCOMPARE(taerror, 1);
 }
 
-void TestDataFile::fileSize()
+void DataFileTest::fileSize()
 {
-    Make();
-    const int descriptor = open(Path().c_str(), O_RDONLY);
+    make();
+    const int descriptor = ::open(path().c_str(), O_RDONLY);
     QCOMPARE(GetFileSize(descriptor, nullptr), std::int64_t(length));
-    close(descriptor);
+    ::close(descriptor);
     QCOMPARE(GetFileSize(descriptor, nullptr), std::int64_t(-1));
 }
 
-void TestDataFile::existence()
+void DataFileTest::existence()
 {
-    QVERIFY(!DoesFileExist(0, Path().c_str()));
-    Make();
-    QVERIFY(DoesFileExist(0, Path().c_str()));
+    QVERIFY(!DoesFileExist(0, path().c_str()));
+    make();
+    QVERIFY(DoesFileExist(0, path().c_str()));
     // Permissions are not checked.
-    QCOMPARE(chmod(Path().c_str(), 0), 0);
-    QVERIFY(DoesFileExist(0, Path().c_str()));
+    QCOMPARE(chmod(path().c_str(), 0), 0);
+    QVERIFY(DoesFileExist(0, path().c_str()));
     QVERIFY(DoesFileExist(0, m_folder->path().toUtf8().constData()));
     QVERIFY(!DoesFileExist(0, std::string(5000, 'x').c_str()));
 }
 
-void TestDataFile::openCountSharesAHandle()
+void DataFileTest::openCountSharesAHandle()
 {
-    DataFile* const file = Make().release();
+    DataFile* const file = make().release();
     file->openCount = 2;
     QCOMPARE(CloseDataFile(file), 0);
     QCOMPARE(int(file->isOpen), 1);
@@ -719,14 +698,14 @@ void TestDataFile::openCountSharesAHandle()
     QCOMPARE(AddRec(file, &number, Record('a').constData()), 0);
     file->openCount = 0;
     QCOMPARE(CloseDataFile(file), 0);
-    QCOMPARE(FileLen(Open().get()), 2u);
+    QCOMPARE(FileLen(open().get()), 2u);
 }
 
 // ---- error codes ----
 
-void TestDataFile::error0IsSetByEveryEntryPoint()
+void DataFileTest::error0IsSetByEveryEntryPoint()
 {
-    const File file = Make();
+    const File file = make();
     QByteArray room(length, '\0');
     std::uint32_t number;
     const std::vector<std::function<void()>> calls = {
@@ -744,11 +723,11 @@ void TestDataFile::error0IsSetByEveryEntryPoint()
         [&] { TaOpenFile(file.get()); },
         [&] { TaCloseFile(file.get()); },
         [&] { GetLastWriteTime(file.get()); },
-        [&] { Open(); },
+        [&] { open(); },
         [&] {
-            QVERIFY(MakeOwnDataFile(&testFiles, Path("other").c_str(), length)->openCount == 1);
+            QVERIFY(MakeOwnDataFile(&testFiles, path("other").c_str(), length)->openCount == 1);
         },
-        [&] { CloseDataFile(OpenOwnDataFile(&testFiles, Path("other").c_str(), length)); },
+        [&] { CloseDataFile(OpenOwnDataFile(&testFiles, path("other").c_str(), length)); },
     };
     for (std::size_t i = 0; i < calls.size(); ++i) {
         SetError(taNullHandle);
@@ -760,11 +739,11 @@ void TestDataFile::error0IsSetByEveryEntryPoint()
     QCOMPARE(GetAccessError(), 3);
 }
 
-void TestDataFile::error1WhereTheFileDoesNotOpen()
+void DataFileTest::error1WhereTheFileDoesNotOpen()
 {
-    const File file = Make();
+    const File file = make();
     Add(file, 'a');
-    QVERIFY(QFile::remove(QString::fromStdString(Path())));
+    QVERIFY(QFile::remove(QString::fromStdString(path())));
     QByteArray room(length, '\0');
     std::uint32_t number;
     QCOMPARE(GetRec(file.get(), 1, room.data()), -1);
@@ -785,9 +764,9 @@ void TestDataFile::error1WhereTheFileDoesNotOpen()
     QCOMPARE(taerror, 1);
 }
 
-void TestDataFile::error2WhereASeekFails()
+void DataFileTest::error2WhereASeekFails()
 {
-    const File file = Make();
+    const File file = make();
     FailingFiles files(Fault::Seek, 0, true);
     const UsedStoreFiles used(&files);
     QByteArray room(length, '\0');
@@ -801,22 +780,22 @@ void TestDataFile::error2WhereASeekFails()
     QCOMPARE(taerror, 2);
 }
 
-void TestDataFile::error3WhereAWriteFailsOrIsShort()
+void DataFileTest::error3WhereAWriteFailsOrIsShort()
 {
-    const File file = Make();
+    const File file = make();
     for (const Fault fault : { Fault::Write, Fault::ShortWrite, Fault::FullDisk }) {
         FailingFiles files(fault, 0, true);
         const UsedStoreFiles used(&files);
         QCOMPARE(PutRec(file.get(), 1, Record('a').constData()), -1);
         QCOMPARE(taerror, 3);
-        QVERIFY(!MakeOwnDataFile(&testFiles, Path("new").c_str(), length));
+        QVERIFY(!MakeOwnDataFile(&testFiles, path("new").c_str(), length));
         QCOMPARE(taerror, 3);
     }
 }
 
-void TestDataFile::error4WhereABulkWriteFails()
+void DataFileTest::error4WhereABulkWriteFails()
 {
-    const File file = Make();
+    const File file = make();
     const QByteArray two = Record('a') + Record('b');
     {
         FailingFiles files(Fault::Write, 0, true);
@@ -829,12 +808,12 @@ void TestDataFile::error4WhereABulkWriteFails()
     const UsedStoreFiles used(&files);
     QCOMPARE(PutBigRec(file.get(), 1, two.constData(), 2), 0);
     QCOMPARE(taerror, 0);
-    QCOMPARE(Bytes().size(), 2 * length);
+    QCOMPARE(load().size(), 2 * length);
 }
 
-void TestDataFile::error5WhereAReadFailsOrIsShort()
+void DataFileTest::error5WhereAReadFailsOrIsShort()
 {
-    const File file = Make();
+    const File file = make();
     QByteArray room(2 * length, '\0');
     {
         FailingFiles files(Fault::Read, 0, true);
@@ -843,7 +822,7 @@ void TestDataFile::error5WhereAReadFailsOrIsShort()
         QCOMPARE(taerror, 5);
         QCOMPARE(GetBigRec(file.get(), 0, room.data(), 2), 65535u);
         QCOMPARE(taerror, 5);
-        QVERIFY(!Open());
+        QVERIFY(!open());
         QCOMPARE(taerror, 5);
     }
     FailingFiles files(Fault::ShortRead, 0, true);
@@ -854,40 +833,42 @@ void TestDataFile::error5WhereAReadFailsOrIsShort()
     QCOMPARE(taerror, 0);
 }
 
-void TestDataFile::error5OfARecordPastTheEnd()
+void DataFileTest::error5OfARecordPastTheEnd()
 {
-    const File file = Make();
+    const File file = make();
     QByteArray room(length, '\0');
     QCOMPARE(GetRec(file.get(), 1, room.data()), -1);
     QCOMPARE(taerror, 5);
     QCOMPARE(GetRec(file.get(), 4000000000u, room.data()), -1);
     QCOMPARE(taerror, 5);
-    Write(Bytes().left(12));
-    QVERIFY(!Open());
+    store(load().left(12));
+    QVERIFY(!open());
     QCOMPARE(taerror, 5);
 }
 
-void TestDataFile::error6WhereMemoryIsOut()
+void DataFileTest::error6WhereMemoryIsOut()
 {
-    Make();
+    make();
     memoryIsOut = true;
-    const bool made = bool(Make());
+    const bool made = bool(make());
     const std::int32_t whenMaking = taerror;
-    const bool opened = bool(Open());
+    const bool opened = bool(open());
     memoryIsOut = false;
     QVERIFY(!made && !opened);
     QCOMPARE(whenMaking, 6);
     QCOMPARE(taerror, 6);
-    // Before the page cache is created, there is no memory for an index.
-    QVERIFY(!MakeOwnIndex(&testFiles, Path().c_str(), 10, 0));
+    // Without the page cache there is no memory for an index.
+    UnInitIndex();
+    QVERIFY(!MakeOwnIndex(&testFiles, path().c_str(), 10, 0));
     QCOMPARE(taerror, 6);
-    QVERIFY(!OpenOwnIndex(&testFiles, Path().c_str(), 10, 0));
+    QVERIFY(!OpenOwnIndex(&testFiles, path().c_str(), 10, 0));
     QCOMPARE(taerror, 6);
+    QCOMPARE(InitIndex(), 0);
 }
 
-void TestDataFile::error7WhereAFileIsNotCreated()
+void DataFileTest::error7WhereAFileIsNotCreated()
 {
-    QVERIFY(!MakeOwnDataFile(&testFiles, Path("no/such/folder").c_str(), length));
+    QVERIFY(!MakeOwnDataFile(&testFiles, path("no/such/folder").c_str(), length));
     QCOMPARE(taerror, 7);
     QVERIFY(!MakeOwnDataFile(&testFiles, m_folder->path().toUtf8().constData(), length));
     QCOMPARE(taerror, 7);
@@ -895,9 +876,9 @@ void TestDataFile::error7WhereAFileIsNotCreated()
     QCOMPARE(taerror, 7);
 }
 
-void TestDataFile::error8WhereAFileIsNotOpened()
+void DataFileTest::error8WhereAFileIsNotOpened()
 {
-    QVERIFY(!Open());
+    QVERIFY(!open());
     QCOMPARE(taerror, 8);
     QVERIFY(!OpenOwnDataFile(&testFiles, m_folder->path().toUtf8().constData(), length));
     QCOMPARE(taerror, 8);
@@ -907,7 +888,7 @@ void TestDataFile::error8WhereAFileIsNotOpened()
     QCOMPARE(taerror, 8);
 }
 
-void TestDataFile::error9OfANullHandle()
+void DataFileTest::error9OfANullHandle()
 {
     QCOMPARE(CloseDataFile(nullptr), -1);
     QCOMPARE(taerror, 9);
@@ -915,18 +896,18 @@ void TestDataFile::error9OfANullHandle()
     QCOMPARE(taerror, 9);
 }
 
-void TestDataFile::errorMinus1WhereTheStatusIsNotRead()
+void DataFileTest::errorMinus1WhereTheStatusIsNotRead()
 {
-    const File file = Make();
+    const File file = make();
     FailingFiles files(Fault::Status, 0, true);
     const UsedStoreFiles used(&files);
     QCOMPARE(GetLastWriteTime(file.get()), std::time_t(0));
     QCOMPARE(taerror, -1);
 }
 
-void TestDataFile::failedTransfersLeaveNoDescriptor()
+void DataFileTest::failedTransfersLeaveNoDescriptor()
 {
-    const File file = Make();
+    const File file = make();
     Add(file, 'a');
     QByteArray room(length, '\0');
     std::uint32_t number;
@@ -946,9 +927,9 @@ void TestDataFile::failedTransfersLeaveNoDescriptor()
     }
 }
 
-void TestDataFile::failedAddStoresNothing()
+void DataFileTest::failedAddStoresNothing()
 {
-    const File file = Make();
+    const File file = make();
     Add(file, 'a');
     {
         FailingFiles files(Fault::FullDisk, 0, true);
@@ -959,8 +940,8 @@ void TestDataFile::failedAddStoresNothing()
     }
     QCOMPARE(FileLen(file.get()), 2u);
     QCOMPARE(Add(file, 'c'), 2u);
-    QCOMPARE(CheckDataFile(Path(), length), Findings());
+    QCOMPARE(CheckDataFile(path(), length), Findings());
 }
 
-QTEST_GUILESS_MAIN(TestDataFile)
+QTEST_GUILESS_MAIN(DataFileTest)
 #include "tst_datafile.moc"

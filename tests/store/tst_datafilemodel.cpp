@@ -7,9 +7,8 @@
 
 #include "store/datafile.h"
 #include "store/storecheck.h"
-#include "tests/store/storetest.h"
+#include "tests/store/storefixture.h"
 
-#include <QTemporaryDir>
 #include <QtTest>
 
 #include <cstring>
@@ -35,32 +34,32 @@ public:
     }
     ~Pair() { CloseDataFile(m_file); }
 
-    void Step(bool grows)
+    void step(bool grows)
     {
-        const std::uint32_t what = m_random.Below(1000);
+        const std::uint32_t what = m_random.below(1000);
         if (what < (grows ? 350u : 150u))
-            Add();
+            add();
         else if (what < 500)
-            Delete();
+            erase();
         else if (what < 700)
-            Get();
+            get();
         else if (what < 800)
-            Put();
+            put();
         else if (what < 850)
-            GetMany();
+            getMany();
         else if (what < 880)
-            PutMany();
+            putMany();
         else if (what < 995)
-            Count();
-        else if (what < 996 && m_random.Below(10) == 0)
-            Fix();
+            count();
+        else if (what < 996 && m_random.below(10) == 0)
+            fix();
         else if (what < 998)
-            ToggleFlushing(m_file, std::uint8_t(m_random.Below(2)), 0);
+            ToggleFlushing(m_file, std::uint8_t(m_random.below(2)), 0);
         else
-            Reopen();
+            reopen();
     }
 
-    void Check()
+    void check()
     {
         QCOMPARE(CheckDataFile(m_path, m_asked), Findings());
         Record record(m_length);
@@ -71,24 +70,24 @@ public:
     }
 
 private:
-    Record NewRecord()
+    Record newRecord()
     {
         Record record(m_length);
         for (std::size_t i = 4; i < m_length; i += 13)
-            record[i] = char(m_random.Below(256));
+            record[i] = char(m_random.below(256));
         return record;
     }
 
     // A number of a live record, or 0.
-    std::uint32_t AnyLive()
+    std::uint32_t anyLive()
     {
-        const auto at = m_live.lower_bound(m_random.Below(m_count));
+        const auto at = m_live.lower_bound(m_random.below(m_count));
         return at != m_live.end() ? at->first : m_live.empty() ? 0 : m_live.begin()->first;
     }
 
-    void Add()
+    void add()
     {
-        const Record record = NewRecord();
+        const Record record = newRecord();
         const std::uint32_t expected = m_free.empty() ? m_count : m_free.back();
         QCOMPARE(FirstRec(m_file), expected);
         std::uint32_t number = 0;
@@ -98,9 +97,9 @@ private:
         m_live[number] = record;
     }
 
-    void Delete()
+    void erase()
     {
-        const std::uint32_t number = AnyLive();
+        const std::uint32_t number = anyLive();
         if (number == 0)
             return;
         QCOMPARE(DeleteRec(m_file, number), 0);
@@ -108,35 +107,35 @@ private:
         m_free.push_back(number);
     }
 
-    void Get()
+    void get()
     {
         Record record(m_length);
-        if (m_random.Below(20) == 0) {
-            QCOMPARE(GetRec(m_file, m_count + m_random.Below(5), record.data()), -1);
+        if (m_random.below(20) == 0) {
+            QCOMPARE(GetRec(m_file, m_count + m_random.below(5), record.data()), -1);
             QCOMPARE(taerror, 5);
             return;
         }
-        const std::uint32_t number = AnyLive();
+        const std::uint32_t number = anyLive();
         if (number == 0)
             return;
         QCOMPARE(GetRec(m_file, number, record.data()), 0);
         QVERIFY(record == m_live[number]);
     }
 
-    void Put()
+    void put()
     {
-        const std::uint32_t number = AnyLive();
+        const std::uint32_t number = anyLive();
         if (number == 0)
             return;
-        const Record record = NewRecord();
+        const Record record = newRecord();
         QCOMPARE(PutRec(m_file, number, record.data()), 0);
         m_live[number] = record;
     }
 
-    void GetMany()
+    void getMany()
     {
-        const std::uint32_t first = m_random.Below(m_count) + 1;
-        const std::uint32_t wanted = m_random.Below(12) + 1;
+        const std::uint32_t first = m_random.below(m_count) + 1;
+        const std::uint32_t wanted = m_random.below(12) + 1;
         Record room(wanted * m_length);
         const std::uint32_t there = std::min(wanted, m_count - first);
         QCOMPARE(GetBigRec(m_file, first, room.data(), wanted), there);
@@ -148,13 +147,13 @@ private:
     }
 
     // Overwrites adjacent live records.
-    void PutMany()
+    void putMany()
     {
-        const std::uint32_t first = AnyLive();
+        const std::uint32_t first = anyLive();
         Record all;
         std::uint32_t count = 0;
         for (; count < 5 && first != 0 && m_live.count(first + count) > 0; ++count) {
-            const Record record = NewRecord();
+            const Record record = newRecord();
             all.insert(all.end(), record.begin(), record.end());
             m_live[first + count] = record;
         }
@@ -162,20 +161,20 @@ private:
             QCOMPARE(PutBigRec(m_file, first, all.data(), count), 0);
     }
 
-    void Count()
+    void count()
     {
         QCOMPARE(FileLen(m_file), m_count);
         QCOMPARE(UsedRecs(m_file), std::uint32_t(m_live.size()));
     }
 
-    void Fix()
+    void fix()
     {
         QVERIFY(FixHeader(m_file));
         if (m_length <= 2508)
             std::sort(m_free.begin(), m_free.end());
     }
 
-    void Reopen()
+    void reopen()
     {
         QCOMPARE(CloseDataFile(m_file), 0);
         m_file = OpenDataFile(0, m_path.c_str(), m_asked);
@@ -194,25 +193,17 @@ private:
 
 } // namespace
 
-class TestDataFileModel : public QObject
+class DataFileModelTest : public StoreTest
 {
     Q_OBJECT
 
 private slots:
-    void initTestCase() { m_random = Random::Announced(); }
-    void init() { m_descriptors = OpenDescriptors(); }
-    void cleanup() { QCOMPARE(OpenDescriptors(), m_descriptors); }
 
-    void RandomOperations_data();
-    void RandomOperations();
-
-private:
-    QTemporaryDir m_folder;
-    Random m_random{ 0 };
-    int m_descriptors = 0;
+    void randomOperations_data();
+    void randomOperations();
 };
 
-void TestDataFileModel::RandomOperations_data()
+void DataFileModelTest::randomOperations_data()
 {
     QTest::addColumn<int>("length");
     QTest::addColumn<int>("operations");
@@ -223,17 +214,17 @@ void TestDataFileModel::RandomOperations_data()
     QTest::newRow("the longest of all") << int(maxRecordLength) << 50000;
 }
 
-void TestDataFileModel::RandomOperations()
+void DataFileModelTest::randomOperations()
 {
     QFETCH(int, length);
     QFETCH(int, operations);
-    Pair pair(m_folder.filePath("random").toStdString(), std::int16_t(length), &m_random);
+    Pair pair(path(), std::int16_t(length), &m_random);
     for (int i = 1; i <= operations && !QTest::currentTestFailed(); ++i) {
-        pair.Step(i / 5000 % 2 == 0);
+        pair.step(i / 5000 % 2 == 0);
         if (i % 10000 == 0)
-            pair.Check();
+            pair.check();
     }
 }
 
-QTEST_GUILESS_MAIN(TestDataFileModel)
+QTEST_GUILESS_MAIN(DataFileModelTest)
 #include "tst_datafilemodel.moc"

@@ -32,7 +32,7 @@ constexpr FaultName faults[] = {
 
 } // namespace
 
-class TestFaults : public QObject
+class FaultsTest : public QObject
 {
     Q_OBJECT
 
@@ -40,27 +40,27 @@ private slots:
     void initTestCase() { QCOMPARE(InitIndex(), 0); }
     void cleanupTestCase() { UnInitIndex(); }
 
-    void dataFile_data() { Rows(); }
+    void dataFile_data() { rows(); }
     void dataFile();
-    void flushingDataFile_data() { Rows(); }
+    void flushingDataFile_data() { rows(); }
     void flushingDataFile();
-    void index_data() { Rows(); }
+    void index_data() { rows(); }
     void index();
-    void flushingIndex_data() { Rows(); }
+    void flushingIndex_data() { rows(); }
     void flushingIndex();
-    void notes_data() { Rows(); }
+    void notes_data() { rows(); }
     void notes();
 
 private:
     using Make = std::function<std::unique_ptr<Scenario>(const std::string&)>;
 
-    void Rows();
+    void rows();
     // Runs a scenario with the k-th call failing, for every k. If the failure `mayLose`
     // stored items, the check must report that.
-    void FailEach(const Make& make, bool mayLose = false);
+    void failEach(const Make& make, bool mayLose = false);
 };
 
-void TestFaults::Rows()
+void FaultsTest::rows()
 {
     QTest::addColumn<int>("fault");
     QTest::addColumn<bool>("forGood");
@@ -70,7 +70,7 @@ void TestFaults::Rows()
     }
 }
 
-void TestFaults::FailEach(const Make& make, bool mayLose)
+void FaultsTest::failEach(const Make& make, bool mayLose)
 {
     QFETCH(int, fault);
     QFETCH(bool, forGood);
@@ -79,60 +79,60 @@ void TestFaults::FailEach(const Make& make, bool mayLose)
     for (; hasFailed && !QTest::currentTestFailed(); ++k) {
         const QTemporaryDir folder;
         const std::unique_ptr<Scenario> scenario = make(folder.filePath("store").toStdString());
-        scenario->Prepare();
+        scenario->prepare();
         const int descriptors = OpenDescriptors();
         {
             FailingFiles files(Fault(fault), k, forGood);
             const UsedStoreFiles used(&files);
-            scenario->Run();
+            scenario->run();
             hasFailed = files.hasFailed();
         }
         QCOMPARE(OpenDescriptors(), descriptors);
-        if (hasFailed && mayLose && !scenario->Check().empty())
+        if (hasFailed && mayLose && !scenario->check().empty())
             continue;
-        scenario->Verify();
-        scenario->RunLater();
-        scenario->Verify();
+        scenario->verify();
+        scenario->runLater();
+        scenario->verify();
         if (QTest::currentTestFailed())
             qWarning("call %d failed", k);
     }
     QVERIFY(k > 1);
 }
 
-void TestFaults::dataFile()
+void FaultsTest::dataFile()
 {
-    FailEach(
+    failEach(
         [](const std::string& path) { return std::make_unique<DataFileScenario>(path, false); });
 }
 
-void TestFaults::flushingDataFile()
+void FaultsTest::flushingDataFile()
 {
-    FailEach(
+    failEach(
         [](const std::string& path) { return std::make_unique<DataFileScenario>(path, true); });
 }
 
 // Without flushing, the file is complete when the index is closed. If it cannot be
 // written then, nor at a second attempt, closing reports it.
-void TestFaults::index()
+void FaultsTest::index()
 {
     QFETCH(bool, forGood);
-    FailEach([](const std::string& path) { return std::make_unique<IndexScenario>(path, false); },
+    failEach([](const std::string& path) { return std::make_unique<IndexScenario>(path, false); },
              forGood);
 }
 
 // A page is lost if only half of it can ever be written again.
-void TestFaults::flushingIndex()
+void FaultsTest::flushingIndex()
 {
     QFETCH(int, fault);
     QFETCH(bool, forGood);
-    FailEach([](const std::string& path) { return std::make_unique<IndexScenario>(path, true); },
+    failEach([](const std::string& path) { return std::make_unique<IndexScenario>(path, true); },
              forGood && Fault(fault) == Fault::ShortWrite);
 }
 
-void TestFaults::notes()
+void FaultsTest::notes()
 {
-    FailEach([](const std::string& path) { return std::make_unique<NotesScenario>(path); });
+    failEach([](const std::string& path) { return std::make_unique<NotesScenario>(path); });
 }
 
-QTEST_GUILESS_MAIN(TestFaults)
+QTEST_GUILESS_MAIN(FaultsTest)
 #include "tst_faults.moc"

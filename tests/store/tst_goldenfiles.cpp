@@ -80,7 +80,7 @@ void Delete(IndexFile* index, int n)
 
 } // namespace
 
-class TestGoldenFiles : public QObject
+class GoldenFilesTest : public QObject
 {
     Q_OBJECT
 
@@ -88,49 +88,49 @@ private slots:
     void initTestCase() { QCOMPARE(InitIndex(), 0); }
     void cleanupTestCase() { UnInitIndex(); }
 
-    void DataFileJustMade();
-    void DataFileWithDeletedRecords();
-    void ShortRecordsTakeRoomForTheHeader();
-    void IndexOfTwoItems();
-    void EqualKeysByRecordNumber();
-    void LongKeyIsCut();
-    void SplitAtTheEnd();
-    void SplitInTheMiddle();
-    void SplitBeforeTheMiddle();
-    void BorrowFromTheRight();
-    void BorrowFromTheLeft();
-    void MergeWithTheRight();
-    void MergeIntoTheLeftTakesTheRoot();
-    void InnerItemGivesWayToTheOneBefore();
-    void LastItemTakesThePageAlong();
-    void FreedPagesComeBackLastFirst();
-    void WidePagesCutTheirLastKey();
-    void FlushedIndexIsWholeAfterEachCall();
-    void NotesInAHeap();
-    void NoteInAFreedBlockLeavesSlack();
-    void RemainderOfEight();
-    void RemainderOfSevenAtTheEnd();
-    void RemainderOfSevenBeforeANote();
-    void DeletedNotesGrowTogether();
+    void dataFileJustMade();
+    void dataFileWithDeletedRecords();
+    void shortRecordsTakeRoomForTheHeader();
+    void indexOfTwoItems();
+    void equalKeysByRecordNumber();
+    void longKeyIsCut();
+    void splitAtTheEnd();
+    void splitInTheMiddle();
+    void splitBeforeTheMiddle();
+    void borrowFromTheRight();
+    void borrowFromTheLeft();
+    void mergeWithTheRight();
+    void mergeIntoTheLeftTakesTheRoot();
+    void innerItemGivesWayToTheOneBefore();
+    void lastItemTakesThePageAlong();
+    void freedPagesComeBackLastFirst();
+    void widePagesCutTheirLastKey();
+    void flushedIndexIsWholeAfterEachCall();
+    void notesInAHeap();
+    void noteInAFreedBlockLeavesSlack();
+    void remainderOfEight();
+    void remainderOfSevenAtTheEnd();
+    void remainderOfSevenBeforeANote();
+    void deletedNotesGrowTogether();
 
 private:
-    std::string Path(const char* name) const { return m_folder.filePath(name).toStdString(); }
-    QByteArray Bytes(const char* name) const
+    std::string path(const char* name) const { return m_folder.filePath(name).toStdString(); }
+    QByteArray bytes(const char* name) const
     {
         QFile file(m_folder.filePath(name));
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(no file)");
     }
-    void Compare(const char* name, const QByteArray& expected) const;
-    IndexFile* MakeSmallIndex() const { return MakeIndex(0, Path("index").c_str(), 1, 0); }
+    void compare(const char* name, const QByteArray& expected) const;
+    IndexFile* makeSmallIndex() const { return MakeIndex(0, path("index").c_str(), 1, 0); }
     // An index of the items 1 to `last`, added in this order.
-    IndexFile* MakeAscending(int last) const;
+    IndexFile* makeAscending(int last) const;
 
     QTemporaryDir m_folder;
 };
 
-void TestGoldenFiles::Compare(const char* name, const QByteArray& expected) const
+void GoldenFilesTest::compare(const char* name, const QByteArray& expected) const
 {
-    const QByteArray bytes = Bytes(name);
+    const QByteArray bytes = this->bytes(name);
     QCOMPARE(bytes.size(), expected.size());
     for (int at = 0; at < bytes.size(); at += 16)
         QVERIFY2(bytes.mid(at, 16) == expected.mid(at, 16),
@@ -141,9 +141,9 @@ void TestGoldenFiles::Compare(const char* name, const QByteArray& expected) cons
                      .toUtf8());
 }
 
-IndexFile* TestGoldenFiles::MakeAscending(int last) const
+IndexFile* GoldenFilesTest::makeAscending(int last) const
 {
-    IndexFile* const index = MakeSmallIndex();
+    IndexFile* const index = makeSmallIndex();
     for (int n = 1; index && n <= last; ++n)
         Add(index, n);
     return index;
@@ -151,21 +151,21 @@ IndexFile* TestGoldenFiles::MakeAscending(int last) const
 
 // ---- data files ----
 
-void TestGoldenFiles::DataFileJustMade()
+void GoldenFilesTest::dataFileJustMade()
 {
-    DataFile* const file = MakeDataFile(0, Path("data").c_str(), 36);
+    DataFile* const file = MakeDataFile(0, path("data").c_str(), 36);
     QVERIFY(file);
     QCOMPARE(CloseDataFile(file), 0);
     // The count for one record is written with the next header.
-    Compare("data",
+    compare("data",
             Hex("ff ff ff ff 00 00 00 00 00 00 00 00 00 00 00 00"
                 "00 00 00 00 34 2e 32 61 00 00 00 00 00 00 00 00"
                 "00 00 00 00"));
 }
 
-void TestGoldenFiles::DataFileWithDeletedRecords()
+void GoldenFilesTest::dataFileWithDeletedRecords()
 {
-    DataFile* const file = MakeDataFile(0, Path("data").c_str(), 36);
+    DataFile* const file = MakeDataFile(0, path("data").c_str(), 36);
     QVERIFY(file);
     std::uint32_t number;
     for (const char letter : { 'a', 'b', 'c', 'd' })
@@ -176,7 +176,7 @@ void TestGoldenFiles::DataFileWithDeletedRecords()
     QCOMPARE(AddRec(file, &number, (Zeros(4) + QByteArray(32, 'e')).constData()), 0);
     QCOMPARE(number, 2u);
     QCOMPARE(CloseDataFile(file), 0);
-    Compare("data",
+    compare("data",
             Hex("01 00 00 00 02 00 00 00 00 00 00 00 05 00 00 00"
                 "05 00 00 00 34 2e 32 61 00 00 00 00 00 00 00 00"
                 "00 00 00 00"
@@ -198,14 +198,14 @@ void TestGoldenFiles::DataFileWithDeletedRecords()
                 "64 64 64 64"));
 }
 
-void TestGoldenFiles::ShortRecordsTakeRoomForTheHeader()
+void GoldenFilesTest::shortRecordsTakeRoomForTheHeader()
 {
-    DataFile* const file = MakeDataFile(0, Path("data").c_str(), 6);
+    DataFile* const file = MakeDataFile(0, path("data").c_str(), 6);
     QVERIFY(file);
     std::uint32_t number;
     QCOMPARE(AddRec(file, &number, (Zeros(4) + QByteArray(27, 'x')).constData()), 0);
     QCOMPARE(CloseDataFile(file), 0);
-    Compare("data",
+    compare("data",
             Hex("ff ff ff ff 00 00 00 00 00 00 00 00 02 00 00 00"
                 "02 00 00 00 34 2e 32 61 00 00 00 00 00 00 00"
                 "00 00 00 00 78 78 78 78 78 78 78 78 78 78 78 78"
@@ -214,9 +214,9 @@ void TestGoldenFiles::ShortRecordsTakeRoomForTheHeader()
 
 // ---- indexes ----
 
-void TestGoldenFiles::IndexOfTwoItems()
+void GoldenFilesTest::indexOfTwoItems()
 {
-    IndexFile* const index = MakeIndex(0, Path("index").c_str(), 4, 0);
+    IndexFile* const index = MakeIndex(0, path("index").c_str(), 4, 0);
     QVERIFY(index);
     char bird[8] = "bird";
     char ant[8] = "Ant";
@@ -230,41 +230,41 @@ void TestGoldenFiles::IndexOfTwoItems()
     const QByteArray page = Hex("02 00 00 00 00 00 00 00"
                                 "04 03 02 01 00 00 00 00 41 6e 74 00 00"
                                 "07 00 00 00 00 00 00 00 62 69 72 64 00");
-    Compare("index", header + Zeros(658 - header.size()) + page + Zeros(658 - page.size()));
+    compare("index", header + Zeros(658 - header.size()) + page + Zeros(658 - page.size()));
 }
 
-void TestGoldenFiles::EqualKeysByRecordNumber()
+void GoldenFilesTest::equalKeysByRecordNumber()
 {
-    IndexFile* const index = MakeIndex(0, Path("index").c_str(), 4, 1);
+    IndexFile* const index = MakeIndex(0, path("index").c_str(), 4, 1);
     QVERIFY(index);
     for (const std::uint32_t record : { 7u, 3u }) {
         char key[8] = "abc";
         QCOMPARE(AddKey(index, &record, key), 0);
     }
     QCOMPARE(CloseIndex(index), 0);
-    QCOMPARE(Bytes("index").mid(658, 34),
+    QCOMPARE(bytes("index").mid(658, 34),
              Hex("02 00 00 00 00 00 00 00"
                  "03 00 00 00 00 00 00 00 61 62 63 00 00"
                  "07 00 00 00 00 00 00 00 61 62 63 00 00"));
 }
 
-void TestGoldenFiles::LongKeyIsCut()
+void GoldenFilesTest::longKeyIsCut()
 {
-    IndexFile* const index = MakeIndex(0, Path("index").c_str(), 4, 0);
+    IndexFile* const index = MakeIndex(0, path("index").c_str(), 4, 0);
     QVERIFY(index);
     char key[8] = "abcdefg";
     const std::uint32_t record = 1;
     QCOMPARE(AddKey(index, &record, key), 0);
     QCOMPARE(key, "abcd");
     QCOMPARE(CloseIndex(index), 0);
-    QCOMPARE(Bytes("index").mid(658, 21),
+    QCOMPARE(bytes("index").mid(658, 21),
              Hex("01 00 00 00 00 00 00 00 01 00 00 00 00 00 00 00 61 62 63 64 00"));
 }
 
 // The 51st key is the last: the 26th moves up, and the right page takes the rest.
-void TestGoldenFiles::SplitAtTheEnd()
+void GoldenFilesTest::splitAtTheEnd()
 {
-    QCOMPARE(CloseIndex(MakeAscending(51)), 0);
+    QCOMPARE(CloseIndex(makeAscending(51)), 0);
     const QByteArray left = Hex("19 00 00 00 00 00 00 00"
                                 "01 00 00 00 00 00 00 00 80 00 02 00 00 00 00 00 00 00 81 00"
                                 "03 00 00 00 00 00 00 00 82 00 04 00 00 00 00 00 00 00 83 00"
@@ -294,60 +294,60 @@ void TestGoldenFiles::SplitAtTheEnd()
                                  "2f 00 00 00 00 00 00 00 ae 00 30 00 00 00 00 00 00 00 af 00"
                                  "31 00 00 00 00 00 00 00 b0 00 32 00 00 00 00 00 00 00 b1 00"
                                  "33 00 00 00 00 00 00 00 b2 00");
-    Compare("index",
+    compare("index",
             Hex("ff ff ff ff 00 00 00 00 03 00 00 00 04 00 00 00"
                 "04 00 00 00 34 2e 32 61 00 00 00 00 00 00 00")
                 + Zeros(477) + left + Zeros(250) + right + Zeros(250) + root + Zeros(490));
 }
 
 // The 51st key belongs between the 25th and the 26th of the others: it moves up itself.
-void TestGoldenFiles::SplitInTheMiddle()
+void GoldenFilesTest::splitInTheMiddle()
 {
-    IndexFile* const index = MakeSmallIndex();
+    IndexFile* const index = makeSmallIndex();
     QVERIFY(index);
     for (int n = 1; n <= 51; ++n)
         if (n != 26)
             Add(index, n);
     Add(index, 26);
     QCOMPARE(CloseIndex(index), 0);
-    Compare("index",
+    compare("index",
             Header(noneFree, 0, 3, 4) + Page(25, 0, Items(1, 25)) + Page(25, 0, Items(27, 51))
                 + Page(1, 1, Items(26, 26, 2)));
 }
 
 // The 51st key belongs to the left half: the 25th of the others moves up.
-void TestGoldenFiles::SplitBeforeTheMiddle()
+void GoldenFilesTest::splitBeforeTheMiddle()
 {
-    IndexFile* const index = MakeSmallIndex();
+    IndexFile* const index = makeSmallIndex();
     QVERIFY(index);
     for (int n = 1; n <= 51; ++n)
         if (n != 4)
             Add(index, n);
     Add(index, 4);
     QCOMPARE(CloseIndex(index), 0);
-    Compare("index",
+    compare("index",
             Header(noneFree, 0, 3, 4) + Page(25, 0, Items(1, 25)) + Page(25, 0, Items(27, 51))
                 + Page(1, 1, Items(26, 26, 2)));
 }
 
 // Left 1-25, right 27-54 (28 items): the left one loses an item and gets two, since (28 -
 // 25 + 1) / 2 = 2.
-void TestGoldenFiles::BorrowFromTheRight()
+void GoldenFilesTest::borrowFromTheRight()
 {
-    IndexFile* const index = MakeAscending(54);
+    IndexFile* const index = makeAscending(54);
     QVERIFY(index);
     Delete(index, 10);
     QCOMPARE(CloseIndex(index), 0);
-    Compare("index",
+    compare("index",
             Header(noneFree, 0, 3, 4) + Page(26, 0, Items(1, 9) + Items(11, 27))
                 + Page(26, 0, Items(29, 54)) + Page(1, 1, Items(28, 28, 2)));
 }
 
 // Left 1-28 (28 items, added last), right 30-54: the right one loses an item and gets
 // two, since (28 + 1 - 25) / 2 = 2.
-void TestGoldenFiles::BorrowFromTheLeft()
+void GoldenFilesTest::borrowFromTheLeft()
 {
-    IndexFile* const index = MakeSmallIndex();
+    IndexFile* const index = makeSmallIndex();
     QVERIFY(index);
     for (int n = 4; n <= 54; ++n)
         Add(index, n);
@@ -355,20 +355,20 @@ void TestGoldenFiles::BorrowFromTheLeft()
         Add(index, n);
     Delete(index, 40);
     QCOMPARE(CloseIndex(index), 0);
-    Compare("index",
+    compare("index",
             Header(noneFree, 0, 3, 4) + Page(26, 0, Items(1, 26))
                 + Page(26, 0, Items(28, 39) + Items(41, 54)) + Page(1, 1, Items(27, 27, 2)));
 }
 
 // Three leaves of 25 under a root of two; the left one loses an item.
-void TestGoldenFiles::MergeWithTheRight()
+void GoldenFilesTest::mergeWithTheRight()
 {
-    IndexFile* const index = MakeAscending(77);
+    IndexFile* const index = makeAscending(77);
     QVERIFY(index);
     Delete(index, 5);
     QCOMPARE(CloseIndex(index), 0);
     // Page 1: 1-25, page 2: 27-51, page 3: the root, page 4: 53-77.
-    Compare("index",
+    compare("index",
             Header("02 00 00 00", 1, 3, 5) + Page(50, 0, Items(1, 4) + Items(6, 51))
                 + FreePage("ff ff ff ff") + Page(1, 1, Items(52, 52, 4))
                 + Page(25, 0, Items(53, 77)));
@@ -376,57 +376,57 @@ void TestGoldenFiles::MergeWithTheRight()
 
 // The right one of two leaves is freed first, then the empty root; the next allocated
 // page is the former root's.
-void TestGoldenFiles::MergeIntoTheLeftTakesTheRoot()
+void GoldenFilesTest::mergeIntoTheLeftTakesTheRoot()
 {
-    IndexFile* const index = MakeAscending(51);
+    IndexFile* const index = makeAscending(51);
     QVERIFY(index);
     Delete(index, 51);
     QCOMPARE(CloseIndex(index), 0);
-    Compare("index",
+    compare("index",
             Header(thirdFree, 2, 1, 4) + Page(50, 0, Items(1, 50)) + FreePage("ff ff ff ff")
                 + FreePage("02 00 00 00"));
 }
 
 // The root's item 26 is deleted: 25 takes its place, and the left leaf, now one short,
 // borrows an item.
-void TestGoldenFiles::InnerItemGivesWayToTheOneBefore()
+void GoldenFilesTest::innerItemGivesWayToTheOneBefore()
 {
-    IndexFile* const index = MakeAscending(54);
+    IndexFile* const index = makeAscending(54);
     QVERIFY(index);
     Delete(index, 26);
     QCOMPARE(CloseIndex(index), 0);
-    Compare("index",
+    compare("index",
             Header(noneFree, 0, 3, 4) + Page(26, 0, Items(1, 25) + Items(27, 27))
                 + Page(26, 0, Items(29, 54)) + Page(1, 1, Items(28, 28, 2)));
 }
 
-void TestGoldenFiles::LastItemTakesThePageAlong()
+void GoldenFilesTest::lastItemTakesThePageAlong()
 {
-    IndexFile* const index = MakeAscending(1);
+    IndexFile* const index = makeAscending(1);
     QVERIFY(index);
     Delete(index, 1);
     QCOMPARE(CloseIndex(index), 0);
-    Compare("index", Header("01 00 00 00", 1, 0, 2) + FreePage("ff ff ff ff"));
+    compare("index", Header("01 00 00 00", 1, 0, 2) + FreePage("ff ff ff ff"));
 }
 
-void TestGoldenFiles::FreedPagesComeBackLastFirst()
+void GoldenFilesTest::freedPagesComeBackLastFirst()
 {
-    IndexFile* const index = MakeAscending(51);
+    IndexFile* const index = makeAscending(51);
     QVERIFY(index);
     Delete(index, 51);
     Add(index, 51);
     QCOMPARE(CloseIndex(index), 0);
     // Page 3, freed last, is the new right leaf; page 2 is the root.
-    Compare("index",
+    compare("index",
             Header(noneFree, 0, 2, 4) + Page(25, 0, Items(1, 25)) + Page(1, 1, Items(26, 26, 3))
                 + Page(25, 0, Items(27, 51)));
 }
 
 // Keys of 150 characters: items of 160 bytes, the 50th of 110.
-void TestGoldenFiles::WidePagesCutTheirLastKey()
+void GoldenFilesTest::widePagesCutTheirLastKey()
 {
     constexpr int wide = 159 * 50 + 8;
-    IndexFile* const index = MakeIndex(0, Path("index").c_str(), 150, 0);
+    IndexFile* const index = MakeIndex(0, path("index").c_str(), 150, 0);
     QVERIFY(index);
     for (int n = 1; n <= 50; ++n) {
         const QByteArray text(150, char(0x7f + n));
@@ -436,14 +436,14 @@ void TestGoldenFiles::WidePagesCutTheirLastKey()
         QCOMPARE(AddKey(index, &record, key), 0);
     }
     QCOMPARE(CloseIndex(index), 0);
-    const QByteArray bytes = Bytes("index");
+    const QByteArray bytes = this->bytes("index");
     QCOMPARE(bytes.size(), 2 * wide);
     QByteArray page = Hex("32 00 00 00 00 00 00 00");
     for (int n = 1; n <= 50; ++n)
         page += char(n) + Zeros(7) + QByteArray(150, char(0x7f + n)) + Zeros(2);
     QCOMPARE(bytes.mid(wide).toHex(' '), page.left(wide).toHex(' '));
 
-    IndexFile* const again = OpenIndex(0, Path("index").c_str(), 150, 0);
+    IndexFile* const again = OpenIndex(0, path("index").c_str(), 150, 0);
     QVERIFY(again);
     char key[160];
     std::uint32_t record;
@@ -453,21 +453,21 @@ void TestGoldenFiles::WidePagesCutTheirLastKey()
     CloseIndex(again);
 }
 
-void TestGoldenFiles::FlushedIndexIsWholeAfterEachCall()
+void GoldenFilesTest::flushedIndexIsWholeAfterEachCall()
 {
-    IndexFile* const index = MakeSmallIndex();
+    IndexFile* const index = makeSmallIndex();
     QVERIFY(index);
     ToggleFlushing(index, 1, 1);
-    Compare("index", Header(noneFree, 0, 0, 1));
+    compare("index", Header(noneFree, 0, 0, 1));
     Add(index, 1);
-    Compare("index", Header(noneFree, 0, 1, 2) + Page(1, 0, Items(1, 1)));
+    compare("index", Header(noneFree, 0, 1, 2) + Page(1, 0, Items(1, 1)));
     for (int n = 2; n <= 51; ++n)
         Add(index, n);
-    Compare("index",
+    compare("index",
             Header(noneFree, 0, 3, 4) + Page(25, 0, Items(1, 25)) + Page(25, 0, Items(27, 51))
                 + Page(1, 1, Items(26, 26, 2)));
     Delete(index, 51);
-    Compare("index",
+    compare("index",
             Header(thirdFree, 2, 1, 4) + Page(50, 0, Items(1, 50)) + FreePage("ff ff ff ff")
                 + FreePage("02 00 00 00"));
     QCOMPARE(CloseIndex(index), 0);
@@ -487,102 +487,102 @@ QByteArray FreeSpacePage(const QByteArray& items)
 
 } // namespace
 
-void TestGoldenFiles::NotesInAHeap()
+void GoldenFilesTest::notesInAHeap()
 {
     CNote notes;
-    QVERIFY(notes.Create(Path("notes").c_str()));
+    QVERIFY(notes.Create(path("notes").c_str()));
     QCOMPARE(notes.SaveNote("hello", 5), 0);
     QCOMPARE(notes.SaveNote("", 0), 13);
     QCOMPARE(notes.SaveNote("two", 3), 21);
-    Compare("notes.fil",
+    compare("notes.fil",
             Hex("00 00 00 00 0d 00 00 00 68 65 6c 6c 6f"
                 "00 00 00 00 08 00 00 00"
                 "00 00 00 00 0b 00 00 00 74 77 6f"));
-    QCOMPARE(Bytes("notes.k1").left(31),
+    QCOMPARE(bytes("notes.k1").left(31),
              Hex("ff ff ff ff 00 00 00 00 00 00 00 00 01 00 00 00"
                  "01 00 00 00 34 2e 32 61 00 00 00 00 00 00 00"));
 }
 
-void TestGoldenFiles::NoteInAFreedBlockLeavesSlack()
+void GoldenFilesTest::noteInAFreedBlockLeavesSlack()
 {
     CNote notes;
-    QVERIFY(notes.Create(Path("notes").c_str()));
+    QVERIFY(notes.Create(path("notes").c_str()));
     QCOMPARE(notes.SaveNote("hello", 5), 0);
     QCOMPARE(notes.SaveNote("two", 3), 13);
     QCOMPARE(notes.DeleteNote(0), 0);
-    Compare("notes.fil",
+    compare("notes.fil",
             Hex("01 00 00 00 0d 00 00 00 68 65 6c 6c 6f"
                 "00 00 00 00 0b 00 00 00 74 77 6f"));
     // One free block, of capacity 5, at offset 0.
-    QCOMPARE(Bytes("notes.k1").mid(908),
+    QCOMPARE(bytes("notes.k1").mid(908),
              FreeSpacePage(Hex("00 00 00 00 00 00 00 00 20 20 20 20 20 20 20 20 35 00")));
     QCOMPARE(notes.SaveNote("ABC", 3), 0);
-    Compare("notes.fil",
+    compare("notes.fil",
             Hex("00 02 00 00 0d 00 00 00 41 42 43 6c 6f"
                 "00 00 00 00 0b 00 00 00 74 77 6f"));
-    QCOMPARE(Bytes("notes.k1").left(12), Hex("01 00 00 00 01 00 00 00 00 00 00 00"));
+    QCOMPARE(bytes("notes.k1").left(12), Hex("01 00 00 00 01 00 00 00 00 00 00 00"));
 }
 
-void TestGoldenFiles::RemainderOfEight()
+void GoldenFilesTest::remainderOfEight()
 {
     CNote notes;
-    QVERIFY(notes.Create(Path("notes").c_str()));
+    QVERIFY(notes.Create(path("notes").c_str()));
     QCOMPARE(notes.SaveNote("0123456789", 10), 0);
     QCOMPARE(notes.DeleteNote(0), 0);
     QCOMPARE(notes.SaveNote("ab", 2), 0);
-    Compare("notes.fil", Hex("00 00 00 00 0a 00 00 00 61 62 01 00 00 00 08 00 00 00"));
-    QCOMPARE(Bytes("notes.k1").mid(908),
+    compare("notes.fil", Hex("00 00 00 00 0a 00 00 00 61 62 01 00 00 00 08 00 00 00"));
+    QCOMPARE(bytes("notes.k1").mid(908),
              FreeSpacePage(Hex("0a 00 00 00 00 00 00 00 20 20 20 20 20 20 20 20 30 00")));
 }
 
 // At the end of the file, the header of the 7 bytes extends the file by one byte.
-void TestGoldenFiles::RemainderOfSevenAtTheEnd()
+void GoldenFilesTest::remainderOfSevenAtTheEnd()
 {
     CNote notes;
-    QVERIFY(notes.Create(Path("notes").c_str()));
+    QVERIFY(notes.Create(path("notes").c_str()));
     QCOMPARE(notes.SaveNote("0123456789", 10), 0);
     QCOMPARE(notes.DeleteNote(0), 0);
     QCOMPARE(notes.SaveNote("abc", 3), 0);
-    Compare("notes.fil", Hex("00 00 00 00 0b 00 00 00 61 62 63 01 00 00 00 07 00 00 00"));
-    QCOMPARE(Bytes("notes.k1").mid(908),
+    compare("notes.fil", Hex("00 00 00 00 0b 00 00 00 61 62 63 01 00 00 00 07 00 00 00"));
+    QCOMPARE(bytes("notes.k1").mid(908),
              FreeSpacePage(Hex("0b 00 00 00 00 00 00 00 20 20 20 20 20 20 20 2d 31 00")));
     QCOMPARE(notes.SaveNote("next", 4), 19);
 }
 
 // Its last byte is the first byte of the next note; both are zero.
-void TestGoldenFiles::RemainderOfSevenBeforeANote()
+void GoldenFilesTest::remainderOfSevenBeforeANote()
 {
     CNote notes;
-    QVERIFY(notes.Create(Path("notes").c_str()));
+    QVERIFY(notes.Create(path("notes").c_str()));
     QCOMPARE(notes.SaveNote("0123456789", 10), 0);
     QCOMPARE(notes.SaveNote("next", 4), 18);
     QCOMPARE(notes.DeleteNote(0), 0);
     QCOMPARE(notes.SaveNote("abc", 3), 0);
-    Compare("notes.fil",
+    compare("notes.fil",
             Hex("00 00 00 00 0b 00 00 00 61 62 63"
                 "01 00 00 00 07 00 00 00 00 00 00 0c 00 00 00 6e 65 78 74"));
     QCOMPARE(notes.DeleteNote(18), 0);
-    Compare("notes.fil",
+    compare("notes.fil",
             Hex("00 00 00 00 0b 00 00 00 61 62 63"
                 "01 00 00 00 07 00 00 01 00 00 00 0c 00 00 00 6e 65 78 74"));
 }
 
-void TestGoldenFiles::DeletedNotesGrowTogether()
+void GoldenFilesTest::deletedNotesGrowTogether()
 {
     CNote notes;
-    QVERIFY(notes.Create(Path("notes").c_str()));
+    QVERIFY(notes.Create(path("notes").c_str()));
     QCOMPARE(notes.SaveNote("a", 1), 0);
     QCOMPARE(notes.SaveNote("b", 1), 9);
     QCOMPARE(notes.SaveNote("c", 1), 18);
     QCOMPARE(notes.DeleteNote(9), 0);
     QCOMPARE(notes.DeleteNote(0), 0);
-    Compare("notes.fil",
+    compare("notes.fil",
             Hex("01 00 00 00 12 00 00 00 61"
                 "01 00 00 00 09 00 00 00 62"
                 "00 00 00 00 09 00 00 00 63"));
-    QCOMPARE(Bytes("notes.k1").mid(908),
+    QCOMPARE(bytes("notes.k1").mid(908),
              FreeSpacePage(Hex("00 00 00 00 00 00 00 00 20 20 20 20 20 20 20 31 30 00")));
 }
 
-QTEST_GUILESS_MAIN(TestGoldenFiles)
+QTEST_GUILESS_MAIN(GoldenFilesTest)
 #include "tst_goldenfiles.moc"

@@ -107,9 +107,9 @@ std::vector<int> Shape(const Index& index)
     if (index->rootPage == 0)
         return counts;
     const Page& root = *FetchPage(index, index->rootPage);
-    counts.push_back(root.count());
-    for (int i = 0; i <= root.count() && !root.IsLeaf(); ++i)
-        counts.push_back(FetchPage(index, root.Child(i))->count());
+    counts.push_back(root.Count());
+    for (int i = 0; i <= root.Count() && !root.IsLeaf(); ++i)
+        counts.push_back(FetchPage(index, root.Child(i))->Count());
     return counts;
 }
 
@@ -130,7 +130,7 @@ std::string Walk(const Index& index)
 
 } // namespace
 
-class TestIndex : public QObject
+class IndexTest : public QObject
 {
     Q_OBJECT
 
@@ -229,38 +229,38 @@ private slots:
     void findSeesTheFileWhenFlushing();
 
 private:
-    std::string Path() const { return m_folder->filePath("index").toStdString(); }
-    Index Make(bool duplicates = false, int keyLength = 12) const
+    std::string path() const { return m_folder->filePath("index").toStdString(); }
+    Index make(bool duplicates = false, int keyLength = 12) const
     {
-        return Index(MakeOwnIndex(&testFiles, Path().c_str(), std::int16_t(keyLength), duplicates));
+        return Index(MakeOwnIndex(&testFiles, path().c_str(), std::int16_t(keyLength), duplicates));
     }
-    Index Open(bool duplicates = false, int keyLength = 12) const
+    Index open(bool duplicates = false, int keyLength = 12) const
     {
-        return Index(OpenOwnIndex(&testFiles, Path().c_str(), std::int16_t(keyLength), duplicates));
+        return Index(OpenOwnIndex(&testFiles, path().c_str(), std::int16_t(keyLength), duplicates));
     }
-    QByteArray Bytes() const
+    QByteArray bytes() const
     {
-        QFile file(QString::fromStdString(Path()));
+        QFile file(QString::fromStdString(path()));
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
     }
     // Changes a 32-bit field of the header in the file.
-    void Patch(int offset, std::int32_t value) const
+    void patch(int offset, std::int32_t value) const
     {
         std::uint8_t bytes[4];
         PutInt32(bytes, value);
-        OpenStoreFile file(Path().c_str());
+        OpenStoreFile file(path().c_str());
         QVERIFY(file.WriteAt(offset, bytes, sizeof bytes));
     }
-    std::uint32_t RootOnDisk() const
+    std::uint32_t rootOnDisk() const
     {
-        return GetUint32(reinterpret_cast<const std::uint8_t*>(Bytes().constData()) + 8);
+        return GetUint32(reinterpret_cast<const std::uint8_t*>(bytes().constData()) + 8);
     }
     // Checks that the file is sound and has `items` items.
-    void Check(const Index& index, std::size_t items)
+    void check(const Index& index, std::size_t items)
     {
         QCOMPARE(TaCloseIndex(index.get()), 0);
         std::vector<IndexEntry> entries;
-        QCOMPARE(CheckIndex(Path(), index->keyLength, index->allowDuplicates, &entries),
+        QCOMPARE(CheckIndex(path(), index->keyLength, index->allowDuplicates, &entries),
                  Findings());
         QCOMPARE(entries.size(), items);
     }
@@ -270,7 +270,7 @@ private:
 };
 
 // Before the first cache is made: later the process may have free memory for another.
-void TestIndex::initTestCase()
+void IndexTest::initTestCase()
 {
     QVERIFY(!HasPageCache());
 #ifndef UNDER_ADDRESS_SANITIZER
@@ -289,7 +289,7 @@ void TestIndex::initTestCase()
 
 // ---- pages ----
 
-void TestIndex::comparisonIgnoresCaseOfAsciiLetters()
+void IndexTest::comparisonIgnoresCaseOfAsciiLetters()
 {
     QCOMPARE(tacompkeys("abc", "ABC", 1, 2, 0), 0);
     QCOMPARE(tacompkeys("abc", "abd", 1, 1, 0), -1);
@@ -304,7 +304,7 @@ void TestIndex::comparisonIgnoresCaseOfAsciiLetters()
     QCOMPARE(tacompkeys("\xc4", "\xe4", 1, 1, 0), -1);
 }
 
-void TestIndex::comparisonOrdersEqualKeysByRecord()
+void IndexTest::comparisonOrdersEqualKeysByRecord()
 {
     QCOMPARE(tacompkeys("a", "A", 3, 7, 1), -1);
     QCOMPARE(tacompkeys("a", "A", 7, 3, 1), 1);
@@ -313,7 +313,7 @@ void TestIndex::comparisonOrdersEqualKeysByRecord()
     QCOMPARE(tacompkeys("a", "a", 4000000000u, 3, 1), 1);
 }
 
-void TestIndex::pageIsPackedToItsLength_data()
+void IndexTest::pageIsPackedToItsLength_data()
 {
     QTest::addColumn<int>("keyLength");
     QTest::addColumn<int>("length");
@@ -324,27 +324,27 @@ void TestIndex::pageIsPackedToItsLength_data()
     QTest::newRow("150") << 150 << 7958;
 }
 
-void TestIndex::pageIsPackedToItsLength()
+void IndexTest::pageIsPackedToItsLength()
 {
     QFETCH(int, keyLength);
     QFETCH(int, length);
     QCOMPARE(PackedLength(keyLength), length);
-    const Index index = Make(false, keyLength);
+    const Index index = make(false, keyLength);
     QCOMPARE(Add(index, "x", 7), 0);
-    Check(index, 1);
-    QCOMPARE(Bytes().size(), 2 * length);
-    QCOMPARE(Bytes().mid(length, 18), QByteArray("\1\0\0\0\0\0\0\0\7\0\0\0\0\0\0\0x\0", 18));
-    QCOMPARE(Bytes().mid(length + 18), QByteArray(length - 18, '\0'));
+    check(index, 1);
+    QCOMPARE(bytes().size(), 2 * length);
+    QCOMPARE(bytes().mid(length, 18), QByteArray("\1\0\0\0\0\0\0\0\7\0\0\0\0\0\0\0x\0", 18));
+    QCOMPARE(bytes().mid(length + 18), QByteArray(length - 18, '\0'));
 }
 
 // The last item of a full page keeps 110 of its bytes, 102 of its key.
-void TestIndex::keysOf150CharactersKeepTheirStride()
+void IndexTest::keysOf150CharactersKeepTheirStride()
 {
-    const Index index = Make(false, 150);
+    const Index index = make(false, 150);
     for (int i = 1; i <= 50; ++i)
         QCOMPARE(Add(index, Key(i) + std::string(144, 'z'), std::uint32_t(i)), 0);
     QCOMPARE(TaCloseIndex(index.get()), 0);
-    const QByteArray page = Bytes().mid(7958);
+    const QByteArray page = bytes().mid(7958);
     QCOMPARE(page.size(), 7958);
     for (int i = 1; i <= 50; ++i) {
         QCOMPARE(int(page[8 + (i - 1) * 160]), i);
@@ -359,7 +359,7 @@ void TestIndex::keysOf150CharactersKeepTheirStride()
     QCOMPARE(last.record, 50u);
 }
 
-void TestIndex::packingInPlace()
+void IndexTest::packingInPlace()
 {
     for (const int keyLength : { 1, 40, 149, 150 }) {
         const auto page = std::make_unique<IndexPage>();
@@ -376,9 +376,9 @@ void TestIndex::packingInPlace()
 }
 
 // As a program does that repairs an index.
-void TestIndex::pageInMemoryIsReadAndWrittenByItsImage()
+void IndexTest::pageInMemoryIsReadAndWrittenByItsImage()
 {
-    Index index = Make();
+    Index index = make();
     AddAll(index, 1, 60);
     const auto image = std::make_unique<IndexPage>();
     Page* page;
@@ -396,7 +396,7 @@ void TestIndex::pageInMemoryIsReadAndWrittenByItsImage()
     image->count = 51;
     QCOMPARE(WritePageImage(page, *image), -1);
     QCOMPARE(taerror, std::int32_t(taDamaged));
-    QCOMPARE(page->count(), 1);
+    QCOMPARE(page->Count(), 1);
 
     QCOMPARE(tagetpage(index.get(), leaf, &page), 0);
     ReadPageImage(page, image.get());
@@ -407,16 +407,16 @@ void TestIndex::pageInMemoryIsReadAndWrittenByItsImage()
     QCOMPARE(WritePageImage(page, *image), 0);
     taupdatepage(page);
     index.reset();
-    QVERIFY(!Bytes().contains("xx"));
-    index = Open();
+    QVERIFY(!bytes().contains("xx"));
+    index = open();
     QCOMPARE(Call(FindKey, index, "k99999").record, 7u);
     QCOMPARE(Call(FindKey, index, Key(55)).record, 55u);
     QCOMPARE(Call(FindKey, index, Key(56)).result, -1);
 }
 
-void TestIndex::searchForAKeyEndsOnItOrBeforeTheNext()
+void IndexTest::searchForAKeyEndsOnItOrBeforeTheNext()
 {
-    const Index index = Make();
+    const Index index = make();
     AddAll(index, 2, 200, 2);
     std::uint32_t record = 0;
     QCOMPARE(tafindkey(index.get(), &record, Key(80).c_str()), 0);
@@ -431,21 +431,21 @@ void TestIndex::searchForAKeyEndsOnItOrBeforeTheNext()
 
 // ---- adding ----
 
-void TestIndex::firstKeyMakesARootOfOneItem()
+void IndexTest::firstKeyMakesARootOfOneItem()
 {
-    const Index index = Make();
+    const Index index = make();
     QCOMPARE(index->rootPage, 0u);
     QCOMPARE(Add(index, "one", 17), 0);
     QCOMPARE(index->rootPage, 1u);
     const Page* const root = FetchPage(index, 1);
-    QCOMPARE(root->count(), 1);
+    QCOMPARE(root->Count(), 1);
     QCOMPARE(root->Child(0), 0u);
     QCOMPARE(root->Child(1), 0u);
     QCOMPARE(root->Record(1), 17u);
     QCOMPARE(std::string(root->Key(1)), std::string("one"));
 }
 
-void TestIndex::fiftyFirstKeySplitsTheRoot_data()
+void IndexTest::fiftyFirstKeySplitsTheRoot_data()
 {
     QTest::addColumn<int>("key");
     QTest::newRow("at the beginning") << 1;
@@ -457,10 +457,10 @@ void TestIndex::fiftyFirstKeySplitsTheRoot_data()
     QTest::newRow("at the end") << 51;
 }
 
-void TestIndex::fiftyFirstKeySplitsTheRoot()
+void IndexTest::fiftyFirstKeySplitsTheRoot()
 {
     QFETCH(int, key);
-    const Index index = Make();
+    const Index index = make();
     for (int i = 1; i <= 51; ++i)
         QCOMPARE(i == key ? 0 : Add(index, i), 0);
     QCOMPARE(Shape(index), std::vector<int>{ 50 });
@@ -474,24 +474,24 @@ void TestIndex::fiftyFirstKeySplitsTheRoot()
         QCOMPARE(Item(index, 1, i), Key(i));
         QCOMPARE(Item(index, 2, i), Key(26 + i));
     }
-    Check(index, 51);
+    check(index, 51);
 }
 
-void TestIndex::keysDifferingInCaseOnlyAreEqual()
+void IndexTest::keysDifferingInCaseOnlyAreEqual()
 {
-    const Index index = Make();
+    const Index index = make();
     QCOMPARE(Add(index, "Editor", 1), 0);
     QCOMPARE(Add(index, "eDITOR", 2), -1);
     QCOMPARE(taerror, 0);
     QCOMPARE(Walk(index), std::string("Editor/1"));
 }
 
-void TestIndex::refusedKeyChangesNothing()
+void IndexTest::refusedKeyChangesNothing()
 {
-    const Index index = Make();
+    const Index index = make();
     AddAll(index, 1, 50);
     QCOMPARE(TaCloseIndex(index.get()), 0);
-    const QByteArray before = Bytes();
+    const QByteArray before = bytes();
     QCOMPARE(TaOpenIndex(index.get()), 0);
     CountingFiles files;
     {
@@ -500,12 +500,12 @@ void TestIndex::refusedKeyChangesNothing()
     }
     QCOMPARE(files.writes, 0);
     QCOMPARE(TaCloseIndex(index.get()), 0);
-    QCOMPARE(Bytes(), before);
+    QCOMPARE(bytes(), before);
 }
 
-void TestIndex::duplicatesStandInOrderOfRecords()
+void IndexTest::duplicatesStandInOrderOfRecords()
 {
-    const Index index = Make(true);
+    const Index index = make(true);
     QCOMPARE(Add(index, "abc", 7), 0);
     QCOMPARE(Add(index, "abc", 3), 0);
     QCOMPARE(Add(index, "abc", 7), -1);
@@ -515,21 +515,21 @@ void TestIndex::duplicatesStandInOrderOfRecords()
     QCOMPARE(Walk(index), std::string("abc/3 ABC/5 abc/7"));
 }
 
-void TestIndex::longKeyIsCutInTheTreeAndInTheBuffer()
+void IndexTest::longKeyIsCutInTheTreeAndInTheBuffer()
 {
-    const Index index = Make(false, 6);
+    const Index index = make(false, 6);
     Answer hand("abcdefgh");
     const std::uint32_t record = 5;
     QCOMPARE(AddKey(index.get(), &record, hand.key), 0);
     QCOMPARE(std::string(hand.key), std::string("abcdef"));
     QCOMPARE(Walk(index), std::string("abcdef/5"));
     QCOMPARE(Add(index, "abcdefXY", 6), -1);
-    Check(index, 1);
+    check(index, 1);
 }
 
-void TestIndex::emptyKeyIsAKey()
+void IndexTest::emptyKeyIsAKey()
 {
-    const Index index = Make();
+    const Index index = make();
     QCOMPARE(Add(index, "a", 2), 0);
     QCOMPARE(Add(index, "", 1), 0);
     QCOMPARE(Add(index, "", 3), -1);
@@ -538,14 +538,14 @@ void TestIndex::emptyKeyIsAKey()
     QCOMPARE(Call(FindPrevKey, index, "").result, -1);
 }
 
-void TestIndex::headerWithRoot0IsAnEmptyTree()
+void IndexTest::headerWithRoot0IsAnEmptyTree()
 {
     {
-        const Index index = Make();
+        const Index index = make();
         AddAll(index, 1, 60);
     }
-    Patch(8, 0);
-    const Index index = Open();
+    patch(8, 0);
+    const Index index = open();
     QVERIFY(index);
     QCOMPARE(index->rootPage, 0u);
     QCOMPARE(Call(NextKey, index).result, -1);
@@ -555,9 +555,9 @@ void TestIndex::headerWithRoot0IsAnEmptyTree()
     QCOMPARE(Add(index, 1), 0);
 }
 
-void TestIndex::changesClearTheCursor()
+void IndexTest::changesClearTheCursor()
 {
-    const Index index = Make();
+    const Index index = make();
     AddAll(index, 1, 5);
     const std::vector<std::function<void()>> changes = {
         [&] { Add(index, 9); },
@@ -578,20 +578,20 @@ void TestIndex::changesClearTheCursor()
 
 // ---- cache and file ----
 
-void TestIndex::rootReachesTheHeaderWhenClosed()
+void IndexTest::rootReachesTheHeaderWhenClosed()
 {
-    Index index = Make();
+    Index index = make();
     QCOMPARE(Add(index, 1), 0);
-    QCOMPARE(RootOnDisk(), 0u);
-    QCOMPARE(Bytes().mid(PackedLength(12)), QByteArray(PackedLength(12), '\0'));
+    QCOMPARE(rootOnDisk(), 0u);
+    QCOMPARE(bytes().mid(PackedLength(12)), QByteArray(PackedLength(12), '\0'));
     index.reset();
-    QCOMPARE(RootOnDisk(), 1u);
-    QCOMPARE(Walk(Open()), std::string("k00001/1"));
+    QCOMPARE(rootOnDisk(), 1u);
+    QCOMPARE(Walk(open()), std::string("k00001/1"));
 }
 
-void TestIndex::openingAgainForgetsChanges()
+void IndexTest::openingAgainForgetsChanges()
 {
-    const Index index = Make();
+    const Index index = make();
     QCOMPARE(Add(index, 1), 0);
     QCOMPARE(TaCloseIndex(index.get()), 0);
     QCOMPARE(int(index->dataFile->headerDirty), 0);
@@ -600,9 +600,9 @@ void TestIndex::openingAgainForgetsChanges()
     QCOMPARE(Walk(index), std::string("k00001/1"));
 }
 
-void TestIndex::flushingWritesEachChange()
+void IndexTest::flushingWritesEachChange()
 {
-    const Index index = Make();
+    const Index index = make();
     AddAll(index, 1, 30);
     ToggleFlushing(index.get(), 1, 1);
     QCOMPARE(taerror, 0);
@@ -610,23 +610,23 @@ void TestIndex::flushingWritesEachChange()
     for (int i = 31; i <= 130; ++i) {
         QCOMPARE(Add(index, i), 0);
         entries.clear();
-        QCOMPARE(CheckIndex(Path(), 12, false, &entries), Findings());
+        QCOMPARE(CheckIndex(path(), 12, false, &entries), Findings());
         QCOMPARE(entries.size(), std::size_t(i));
     }
     for (int i = 1; i <= 130; ++i) {
         QCOMPARE(Delete(index, i), 0);
         entries.clear();
-        QCOMPARE(CheckIndex(Path(), 12, false, &entries), Findings());
+        QCOMPARE(CheckIndex(path(), 12, false, &entries), Findings());
         QCOMPARE(entries.size(), std::size_t(130 - i));
     }
     ToggleFlushing(index.get(), 0, 1);
     QCOMPARE(Add(index, 1), 0);
-    QCOMPARE(RootOnDisk(), 0u);
+    QCOMPARE(rootOnDisk(), 0u);
 }
 
-void TestIndex::pageUsedLongestAgoGivesWay()
+void IndexTest::pageUsedLongestAgoGivesWay()
 {
-    const Index index = Make();
+    const Index index = make();
     AddAll(index, 1, 26 * (PAGESTACKSIZE + 20));
     QCOMPARE(TaCloseIndex(index.get()), 0);
     QCOMPARE(TaOpenIndex(index.get()), 0);
@@ -651,9 +651,9 @@ void TestIndex::pageUsedLongestAgoGivesWay()
     SetPageRoom(standardPageRoom);
 }
 
-void TestIndex::pagesThatFitInMemoryAreReadOnce()
+void IndexTest::pagesThatFitInMemoryAreReadOnce()
 {
-    const Index index = Make();
+    const Index index = make();
     AddAll(index, 1, 26 * (PAGESTACKSIZE + 100));
     QCOMPARE(TaCloseIndex(index.get()), 0);
     QCOMPARE(TaOpenIndex(index.get()), 0);
@@ -667,9 +667,9 @@ void TestIndex::pagesThatFitInMemoryAreReadOnce()
     QCOMPARE(files.reads, int(fetchesAlone + (pages - fetchesAlone + 15) / neighboursAtOnce));
 }
 
-void TestIndex::freedPageIsUsedBeforeANewOne()
+void IndexTest::freedPageIsUsedBeforeANewOne()
 {
-    const Index index = Make();
+    const Index index = make();
     AddAll(index, 1, 51);
     QCOMPARE(Delete(index, 51), 0);
     // The right leaf was joined to the left one, and then the root was removed.
@@ -679,33 +679,33 @@ void TestIndex::freedPageIsUsedBeforeANewOne()
     QCOMPARE(FetchPage(index, index->rootPage)->Child(1), 3u);
     QCOMPARE(index->rootPage, 2u);
     QCOMPARE(FileLen(index->dataFile), 4u);
-    Check(index, 51);
+    check(index, 51);
 }
 
-void TestIndex::openCountSharesAHandle()
+void IndexTest::openCountSharesAHandle()
 {
-    IndexFile* const index = Make().release();
+    IndexFile* const index = make().release();
     index->dataFile->openCount = 2;
     QCOMPARE(CloseIndex(index), 0);
     Answer hand("a");
     QCOMPARE(AddKey(index, &hand.record, hand.key), 0);
     QCOMPARE(CloseIndex(index), 0);
-    QCOMPARE(Walk(Open()), std::string("a/0"));
+    QCOMPARE(Walk(open()), std::string("a/0"));
 }
 
-void TestIndex::closingIsNoFailureAfterAnEarlierOne()
+void IndexTest::closingIsNoFailureAfterAnEarlierOne()
 {
-    const Index first = Make();
+    const Index first = make();
     QCOMPARE(TaCloseIndex(first.get()), 0);
-    Index index = Open();
+    Index index = open();
     SetError(taReadFailed);
     QCOMPARE(CloseIndex(index.release()), 0);
     QCOMPARE(taerror, 0);
 }
 
-void TestIndex::closingReportsWhatWasNotWritten()
+void IndexTest::closingReportsWhatWasNotWritten()
 {
-    Index index = Make();
+    Index index = make();
     AddAll(index, 1, 60);
     FailingFiles files(Fault::Write, 0, true);
     const UsedStoreFiles used(&files);
@@ -717,11 +717,11 @@ void TestIndex::closingReportsWhatWasNotWritten()
     QCOMPARE(taerror, 3);
 }
 
-void TestIndex::closingTriesOnceMore()
+void IndexTest::closingTriesOnceMore()
 {
     // The pages in two transfers, and the header.
     for (int k = 0; k < 3; ++k) {
-        Index index = Make();
+        Index index = make();
         AddAll(index, 1, 600);
         {
             FailingFiles files(Fault::ShortWrite, k, false);
@@ -730,12 +730,12 @@ void TestIndex::closingTriesOnceMore()
             QVERIFY(files.hasFailed());
         }
         std::vector<IndexEntry> entries;
-        QCOMPARE(CheckIndex(Path(), 12, false, &entries), Findings());
+        QCOMPARE(CheckIndex(path(), 12, false, &entries), Findings());
         QCOMPARE(entries.size(), std::size_t(600));
     }
 }
 
-void TestIndex::halfWrittenChangeIsFinishedFirst_data()
+void IndexTest::halfWrittenChangeIsFinishedFirst_data()
 {
     QTest::addColumn<QString>("next");
     for (const char* next : { "add", "delete", "find", "search", "close" })
@@ -743,11 +743,11 @@ void TestIndex::halfWrittenChangeIsFinishedFirst_data()
 }
 
 // A full page is split; one of the necessary writes writes only half a page.
-void TestIndex::halfWrittenChangeIsFinishedFirst()
+void IndexTest::halfWrittenChangeIsFinishedFirst()
 {
     QFETCH(QString, next);
     for (int k = 0; k < 8; ++k) {
-        Index index = Make();
+        Index index = make();
         AddAll(index, 1, 99, 2);
         ToggleFlushing(index.get(), 1, 1);
         {
@@ -768,7 +768,7 @@ void TestIndex::halfWrittenChangeIsFinishedFirst()
         else
             index.reset();
         std::vector<IndexEntry> entries;
-        const Findings findings = CheckIndex(Path(), 12, false, &entries);
+        const Findings findings = CheckIndex(path(), 12, false, &entries);
         // A page allocated before the fault may remain unused.
         QVERIFY2(findings.empty() || findings.front().find("neither") != std::string::npos
                      || findings.front().find("not deleted") != std::string::npos,
@@ -782,23 +782,23 @@ void TestIndex::halfWrittenChangeIsFinishedFirst()
     }
 }
 
-void TestIndex::keyLengthsOutsideTheLimitsAreRefused()
+void IndexTest::keyLengthsOutsideTheLimitsAreRefused()
 {
     for (const int keyLength : { -1, 0, 151, 32767 }) {
-        QVERIFY(!Make(false, keyLength));
+        QVERIFY(!make(false, keyLength));
         QCOMPARE(taerror, 7);
     }
-    QVERIFY(Make(false, 1));
-    QVERIFY(!Open(false, 151));
+    QVERIFY(make(false, 1));
+    QVERIFY(!open(false, 151));
     QCOMPARE(taerror, 8);
-    QVERIFY(QFile::remove(QString::fromStdString(Path())));
-    QVERIFY(!Open());
+    QVERIFY(QFile::remove(QString::fromStdString(path())));
+    QVERIFY(!open());
     QCOMPARE(taerror, 8);
 }
 
-void TestIndex::nullKeysAreRefused()
+void IndexTest::nullKeysAreRefused()
 {
-    const Index index = Make();
+    const Index index = make();
     AddAll(index, 1, 60);
     const std::string before = Walk(index);
     const Function functions[] = { DeleteKey, FindKey, SearchKey, FindPrevKey, NextKey, PrevKey };
@@ -814,7 +814,7 @@ void TestIndex::nullKeysAreRefused()
     QCOMPARE(Walk(index), before);
 }
 
-void TestIndex::nullPathsAreRefused()
+void IndexTest::nullPathsAreRefused()
 {
     QVERIFY(!MakeOwnIndex(&testFiles, nullptr, 12, 0));
     QCOMPARE(taerror, int(taNotCreated));
@@ -823,16 +823,16 @@ void TestIndex::nullPathsAreRefused()
     QVERIFY(!DoesFileExist(0, nullptr));
 }
 
-void TestIndex::pageThatCannotBeReadIsReported()
+void IndexTest::pageThatCannotBeReadIsReported()
 {
     {
-        const Index index = Make();
+        const Index index = make();
         AddAll(index, 1, 200);
     }
-    const QByteArray before = Bytes();
+    const QByteArray before = bytes();
     for (const Fault fault : { Fault::Open, Fault::Seek, Fault::Read, Fault::ShortRead }) {
         const int error = fault == Fault::Open ? 1 : fault == Fault::Seek ? 2 : 5;
-        const Index index = Open();
+        const Index index = open();
         QVERIFY(index);
         {
             FailingFiles files(fault, 0, true);
@@ -847,18 +847,18 @@ void TestIndex::pageThatCannotBeReadIsReported()
         }
         QCOMPARE(Call(FindKey, index, Key(7)).result, 0);
     }
-    QCOMPARE(Bytes(), before);
+    QCOMPARE(bytes(), before);
 }
 
 // A damaged header: pages in use would be allocated and overwritten.
-void TestIndex::chainLeadingToAPageInUseIsReported()
+void IndexTest::chainLeadingToAPageInUseIsReported()
 {
     {
-        const Index index = Make();
+        const Index index = make();
         AddAll(index, 1, 50);
     }
-    Patch(0, 1);
-    const Index index = Open();
+    patch(0, 1);
+    const Index index = open();
     QCOMPARE(Add(index, 51), -1);
     QCOMPARE(taerror, int(taDamaged));
     for (int i = 1; i <= 50; ++i)
@@ -866,7 +866,7 @@ void TestIndex::chainLeadingToAPageInUseIsReported()
 }
 
 // As the system sees it; the address sanitizer keeps what is freed.
-void TestIndex::memoryGrowsWithTheIndexAndIsGivenBack()
+void IndexTest::memoryGrowsWithTheIndexAndIsGivenBack()
 {
 #ifdef __SANITIZE_ADDRESS__
     QSKIP("freed memory is kept");
@@ -879,7 +879,7 @@ void TestIndex::memoryGrowsWithTheIndexAndIsGivenBack()
     };
     const qint64 before = resident();
     {
-        const Index index = Make(false, 40);
+        const Index index = make(false, 40);
         AddAll(index, 1, 150000);
         const qint64 full = qint64(FileLen(index->dataFile)) * index->dataFile->recordLength;
         QVERIFY(full > 12 * 1024 * 1024);
@@ -891,7 +891,7 @@ void TestIndex::memoryGrowsWithTheIndexAndIsGivenBack()
 
 // Memory that is new to the process causes a fault for every 4 KiB, unless the system has
 // huge pages.
-void TestIndex::memoryOfDroppedPagesIsUsedAgain()
+void IndexTest::memoryOfDroppedPagesIsUsedAgain()
 {
 #ifdef UNDER_ADDRESS_SANITIZER
     QSKIP("freed memory is kept");
@@ -900,7 +900,7 @@ void TestIndex::memoryOfDroppedPagesIsUsedAgain()
         rusage usage;
         return getrusage(RUSAGE_SELF, &usage) == 0 ? usage.ru_minflt : -1;
     };
-    const Index index = Make(false, 40);
+    const Index index = make(false, 40);
     AddAll(index, 1, 100000);
     QCOMPARE(TaCloseIndex(index.get()), 0);
     const long pages = long(FileLen(index->dataFile));
@@ -914,11 +914,11 @@ void TestIndex::memoryOfDroppedPagesIsUsedAgain()
 }
 
 // Some leave memory, and the others take their places.
-void TestIndex::pagesOfSeveralSizesShareTheMemory()
+void IndexTest::pagesOfSeveralSizesShareTheMemory()
 {
     constexpr int count = 30000;
-    Index wide = Make(false, 150);
-    const Index narrow(MakeOwnIndex(&testFiles, (Path() + "2").c_str(), 9, 1));
+    Index wide = make(false, 150);
+    const Index narrow(MakeOwnIndex(&testFiles, (path() + "2").c_str(), 9, 1));
     for (int i = 1; i <= count; ++i) {
         QCOMPARE(Add(wide, i), 0);
         QCOMPARE(Add(narrow, Key(i % 100), std::uint32_t(i)), 0);
@@ -927,7 +927,7 @@ void TestIndex::pagesOfSeveralSizesShareTheMemory()
         if (i % 3 == 0)
             QCOMPARE(Delete(wide, i), 0);
     }
-    Check(wide, count - count / 3);
+    check(wide, count - count / 3);
     wide.reset();
     ClearKey(narrow.get());
     int items = 0;
@@ -936,7 +936,7 @@ void TestIndex::pagesOfSeveralSizesShareTheMemory()
     QCOMPARE(items, count);
 }
 
-void TestIndex::indexGrowsWithoutMemoryForTheRange()
+void IndexTest::indexGrowsWithoutMemoryForTheRange()
 {
 #ifdef UNDER_ADDRESS_SANITIZER
     QSKIP("the sanitizer needs its address space");
@@ -945,21 +945,21 @@ void TestIndex::indexGrowsWithoutMemoryForTheRange()
     QVERIFY(status.open(QIODevice::ReadOnly));
     const auto size
         = rlim_t(status.readAll().split(' ').value(0).toLongLong()) * rlim_t(sysconf(_SC_PAGESIZE));
-    const Index index = Make(false, 40);
+    const Index index = make(false, 40);
     rlimit before;
     QCOMPARE(getrlimit(RLIMIT_AS, &before), 0);
     const rlimit little{ size + (40 << 20), before.rlim_max };
     QCOMPARE(setrlimit(RLIMIT_AS, &little), 0);
     AddAll(index, 1, 40000);
     setrlimit(RLIMIT_AS, &before);
-    Check(index, 40000);
+    check(index, 40000);
 }
 
 // What an operation needs is never taken from it.
-void TestIndex::pagesOfAChangeStayWithoutRoom()
+void IndexTest::pagesOfAChangeStayWithoutRoom()
 {
     SetPageRoom(0);
-    const Index index = Make();
+    const Index index = make();
     AddAll(index, 1, 75);
     {
         FailingFiles files(Fault::Read, 0, true);
@@ -968,24 +968,24 @@ void TestIndex::pagesOfAChangeStayWithoutRoom()
         QVERIFY(!files.hasFailed());
     }
     AddAll(index, 151, 26 * (PAGESTACKSIZE + 20));
-    Check(index, 26 * (PAGESTACKSIZE + 20));
+    check(index, 26 * (PAGESTACKSIZE + 20));
     SetPageRoom(standardPageRoom);
 }
 
 // ---- deleting ----
 
-void TestIndex::deletingReturnsTheRecordWithoutDuplicates()
+void IndexTest::deletingReturnsTheRecordWithoutDuplicates()
 {
-    const Index index = Make();
+    const Index index = make();
     QCOMPARE(Add(index, "Editor", 17), 0);
     const Answer deleted = Call(DeleteKey, index, "eDitor", 99);
     QCOMPARE(deleted.result, 0);
     QCOMPARE(deleted.record, 17u);
 }
 
-void TestIndex::deletingNeedsTheRecordWithDuplicates()
+void IndexTest::deletingNeedsTheRecordWithDuplicates()
 {
-    const Index index = Make(true);
+    const Index index = make(true);
     QCOMPARE(Add(index, "a", 1), 0);
     QCOMPARE(Add(index, "a", 2), 0);
     QCOMPARE(Call(DeleteKey, index, "a", 3).result, -1);
@@ -993,23 +993,23 @@ void TestIndex::deletingNeedsTheRecordWithDuplicates()
     QCOMPARE(Walk(index), std::string("a/1"));
 }
 
-void TestIndex::deletingWhatIsNotThereChangesNothing()
+void IndexTest::deletingWhatIsNotThereChangesNothing()
 {
-    const Index index = Make();
+    const Index index = make();
     AddAll(index, 1, 200, 2);
-    Check(index, 100);
-    const QByteArray before = Bytes();
+    check(index, 100);
+    const QByteArray before = bytes();
     for (int i = 0; i <= 202; i += 2) {
         QCOMPARE(Delete(index, i), -1);
         QCOMPARE(taerror, 0);
     }
-    Check(index, 100);
-    QCOMPARE(Bytes(), before);
+    check(index, 100);
+    QCOMPARE(bytes(), before);
 }
 
-void TestIndex::deletingAnInnerItemTakesItsPredecessor()
+void IndexTest::deletingAnInnerItemTakesItsPredecessor()
 {
-    const Index index = Make();
+    const Index index = make();
     AddAll(index, 1, 51);
     QCOMPARE(Add(index, 0), 0);
     QCOMPARE(Shape(index), (std::vector<int>{ 1, 26, 25 }));
@@ -1017,7 +1017,7 @@ void TestIndex::deletingAnInnerItemTakesItsPredecessor()
     QCOMPARE(deleted.record, 26u);
     QCOMPARE(Shape(index), (std::vector<int>{ 1, 25, 25 }));
     QCOMPARE(Item(index, index->rootPage, 1), Key(25));
-    Check(index, 51);
+    check(index, 51);
 }
 
 namespace
@@ -1032,34 +1032,34 @@ void SiblingCounts()
 
 } // namespace
 
-void TestIndex::borrowingFromTheRight_data()
+void IndexTest::borrowingFromTheRight_data()
 {
     SiblingCounts();
 }
 
 // Leaves with 25 items and with more: with one less, the left one borrows.
-void TestIndex::borrowingFromTheRight()
+void IndexTest::borrowingFromTheRight()
 {
     QFETCH(int, sibling);
-    const Index index = Make();
+    const Index index = make();
     AddAll(index, 1, 26 + sibling);
     QCOMPARE(Shape(index), (std::vector<int>{ 1, 25, sibling }));
     QCOMPARE(Delete(index, 3), 0);
     const int moved = (sibling - 25 + 1) / 2;
     QCOMPARE(Shape(index), (std::vector<int>{ 1, 24 + moved, sibling - moved }));
     QCOMPARE(Item(index, index->rootPage, 1), Key(26 + moved));
-    Check(index, std::size_t(25 + sibling));
+    check(index, std::size_t(25 + sibling));
 }
 
-void TestIndex::borrowingFromTheLeft_data()
+void IndexTest::borrowingFromTheLeft_data()
 {
     SiblingCounts();
 }
 
-void TestIndex::borrowingFromTheLeft()
+void IndexTest::borrowingFromTheLeft()
 {
     QFETCH(int, sibling);
-    const Index index = Make();
+    const Index index = make();
     AddAll(index, 100, 50, -1);
     AddAll(index, 49, 50 - sibling + 25, -1);
     QCOMPARE(Shape(index), (std::vector<int>{ 1, sibling, 25 }));
@@ -1067,20 +1067,20 @@ void TestIndex::borrowingFromTheLeft()
     const int moved = (sibling + 1 - 25) / 2;
     QCOMPARE(Shape(index), (std::vector<int>{ 1, sibling - moved, 24 + moved }));
     QCOMPARE(Item(index, index->rootPage, 1), Key(75 - moved));
-    Check(index, std::size_t(25 + sibling));
+    check(index, std::size_t(25 + sibling));
 }
 
-void TestIndex::mergingMakesAFullPage_data()
+void IndexTest::mergingMakesAFullPage_data()
 {
     QTest::addColumn<int>("deleted");
     QTest::newRow("with the right sibling") << 1;
     QTest::newRow("into the left sibling") << 70;
 }
 
-void TestIndex::mergingMakesAFullPage()
+void IndexTest::mergingMakesAFullPage()
 {
     QFETCH(int, deleted);
-    const Index index = Make();
+    const Index index = make();
     AddAll(index, 1, 77);
     QCOMPARE(Shape(index), (std::vector<int>{ 2, 25, 25, 25 }));
     const std::uint32_t lastLeaf = FetchPage(index, index->rootPage)->Child(2);
@@ -1090,50 +1090,50 @@ void TestIndex::mergingMakesAFullPage()
     QCOMPARE(Shape(index), (first ? std::vector<int>{ 1, 50, 25 } : std::vector<int>{ 1, 25, 50 }));
     QCOMPARE(FirstRec(index->dataFile), first ? middleLeaf : lastLeaf);
     QCOMPARE(index->dataFile->header.deletedCount, 1);
-    Check(index, 76);
+    check(index, 76);
 }
 
-void TestIndex::emptiedRootGivesWayToItsChild()
+void IndexTest::emptiedRootGivesWayToItsChild()
 {
-    const Index index = Make();
+    const Index index = make();
     AddAll(index, 1, 51);
     QCOMPARE(index->rootPage, 3u);
     QCOMPARE(Delete(index, 10), 0);
     QCOMPARE(index->rootPage, 1u);
     QCOMPARE(Shape(index), std::vector<int>{ 50 });
     QCOMPARE(UsedRecs(index->dataFile), 1u);
-    Check(index, 50);
-    QCOMPARE(RootOnDisk(), 1u);
+    check(index, 50);
+    QCOMPARE(rootOnDisk(), 1u);
 }
 
-void TestIndex::lastKeyLeavesAnEmptyIndex()
+void IndexTest::lastKeyLeavesAnEmptyIndex()
 {
-    const Index index = Make();
+    const Index index = make();
     AddAll(index, 1, 51);
     for (int i = 1; i <= 51; ++i)
         QCOMPARE(Delete(index, i), 0);
     QCOMPARE(index->rootPage, 0u);
     QCOMPARE(UsedRecs(index->dataFile), 0u);
-    Check(index, 0);
-    QCOMPARE(RootOnDisk(), 0u);
+    check(index, 0);
+    QCOMPARE(rootOnDisk(), 0u);
     QCOMPARE(Call(NextKey, index).result, -1);
     QCOMPARE(Add(index, 1), 0);
 }
 
 // ---- walking and finding ----
 
-void TestIndex::nextAfterClearIsTheSmallest()
+void IndexTest::nextAfterClearIsTheSmallest()
 {
-    const Index index = Make();
+    const Index index = make();
     AddAll(index, 1, 200);
     QCOMPARE(Call(FindKey, index, Key(150)).result, 0);
     ClearKey(index.get());
     QCOMPARE(std::string(Call(NextKey, index).key), Key(1));
 }
 
-void TestIndex::nextBeginsAgainAfterTheLargest()
+void IndexTest::nextBeginsAgainAfterTheLargest()
 {
-    const Index index = Make();
+    const Index index = make();
     AddAll(index, 1, 200);
     QCOMPARE(Call(FindKey, index, Key(200)).result, 0);
     QCOMPARE(Call(NextKey, index).result, -1);
@@ -1141,9 +1141,9 @@ void TestIndex::nextBeginsAgainAfterTheLargest()
     QCOMPARE(std::string(Call(NextKey, index).key), Key(1));
 }
 
-void TestIndex::previousAfterClearIsTheLargest()
+void IndexTest::previousAfterClearIsTheLargest()
 {
-    const Index index = Make();
+    const Index index = make();
     AddAll(index, 1, 200);
     QCOMPARE(Call(FindKey, index, Key(2)).result, 0);
     ClearKey(index.get());
@@ -1153,9 +1153,9 @@ void TestIndex::previousAfterClearIsTheLargest()
     QCOMPARE(std::string(Call(PrevKey, index).key), Key(200));
 }
 
-void TestIndex::endsLeaveTheBuffersAlone()
+void IndexTest::endsLeaveTheBuffersAlone()
 {
-    const Index index = Make();
+    const Index index = make();
     AddAll(index, 1, 60);
     for (const Function step : { NextKey, PrevKey }) {
         QCOMPARE(Call(FindKey, index, Key(step == PrevKey ? 1 : 60)).result, 0);
@@ -1166,18 +1166,18 @@ void TestIndex::endsLeaveTheBuffersAlone()
     }
 }
 
-void TestIndex::walksOfAnEmptyIndex()
+void IndexTest::walksOfAnEmptyIndex()
 {
-    const Index index = Make();
+    const Index index = make();
     for (const Function function : { FindKey, SearchKey, FindPrevKey, NextKey, PrevKey }) {
         QCOMPARE(Call(function, index, "a").result, -1);
         QCOMPARE(taerror, 0);
     }
 }
 
-void TestIndex::walkTurnsAround()
+void IndexTest::walkTurnsAround()
 {
-    const Index index = Make();
+    const Index index = make();
     AddAll(index, 1, 3000);
     for (const int turn : { 1, 2, 25, 26, 27, 650, 651, 1299, 3000 }) {
         ClearKey(index.get());
@@ -1189,17 +1189,17 @@ void TestIndex::walkTurnsAround()
     }
 }
 
-void TestIndex::searchAboveAllKeysFails()
+void IndexTest::searchAboveAllKeysFails()
 {
-    const Index index = Make();
+    const Index index = make();
     AddAll(index, 1, 200);
     QCOMPARE(Call(SearchKey, index, "z").result, -1);
     QCOMPARE(taerror, 0);
 }
 
-void TestIndex::searchCopiesTheKeyUnlessItIsExact()
+void IndexTest::searchCopiesTheKeyUnlessItIsExact()
 {
-    const Index index = Make();
+    const Index index = make();
     AddAll(index, 10, 200, 10);
     Answer found = Call(SearchKey, index, Key(55));
     QCOMPARE(found.result, 0);
@@ -1211,9 +1211,9 @@ void TestIndex::searchCopiesTheKeyUnlessItIsExact()
     QCOMPARE(Call(SearchKey, index, "").record, 10u);
 }
 
-void TestIndex::findPreviousAboveAllKeysIsTheLargest()
+void IndexTest::findPreviousAboveAllKeysIsTheLargest()
 {
-    const Index index = Make();
+    const Index index = make();
     AddAll(index, 1, 200);
     const Answer found = Call(FindPrevKey, index, "z");
     QCOMPARE(found.result, 0);
@@ -1222,27 +1222,27 @@ void TestIndex::findPreviousAboveAllKeysIsTheLargest()
     QCOMPARE(std::string(Call(PrevKey, index).key), Key(199));
 }
 
-void TestIndex::findPreviousOfTheSmallestFails()
+void IndexTest::findPreviousOfTheSmallestFails()
 {
-    const Index index = Make();
+    const Index index = make();
     AddAll(index, 1, 200);
     QCOMPARE(Call(FindPrevKey, index, Key(1)).result, -1);
     QCOMPARE(taerror, 0);
     QCOMPARE(Call(FindPrevKey, index, "a").result, -1);
 }
 
-void TestIndex::findPreviousInTheMiddle()
+void IndexTest::findPreviousInTheMiddle()
 {
-    const Index index = Make();
+    const Index index = make();
     AddAll(index, 10, 2000, 10);
     QCOMPARE(std::string(Call(FindPrevKey, index, Key(500)).key), Key(490));
     QCOMPARE(std::string(Call(FindPrevKey, index, Key(501)).key), Key(500));
     QCOMPARE(std::string(Call(FindPrevKey, index, Key(11)).key), Key(10));
 }
 
-void TestIndex::findGivesTheLowestRecordOfEqualKeys()
+void IndexTest::findGivesTheLowestRecordOfEqualKeys()
 {
-    const Index index = Make(true);
+    const Index index = make(true);
     QCOMPARE(Add(index, "a", 1), 0);
     QCOMPARE(Add(index, "key", 7), 0);
     QCOMPARE(Add(index, "key", 3), 0);
@@ -1254,9 +1254,9 @@ void TestIndex::findGivesTheLowestRecordOfEqualKeys()
     QCOMPARE(Call(NextKey, index).record, 2u);
 }
 
-void TestIndex::findAmongDuplicatesMindsCase()
+void IndexTest::findAmongDuplicatesMindsCase()
 {
-    const Index index = Make(true);
+    const Index index = make(true);
     QCOMPARE(Add(index, "Editor", 3), 0);
     QCOMPARE(Call(FindKey, index, "editor").result, -1);
     QCOMPARE(taerror, 0);
@@ -1266,16 +1266,16 @@ void TestIndex::findAmongDuplicatesMindsCase()
     QCOMPARE(Call(FindKey, index, "Editor").result, 0);
 }
 
-void TestIndex::findWithoutDuplicatesIgnoresCase()
+void IndexTest::findWithoutDuplicatesIgnoresCase()
 {
-    const Index index = Make();
+    const Index index = make();
     QCOMPARE(Add(index, "Editor", 3), 0);
     QCOMPARE(Call(FindKey, index, "eDITOR").record, 3u);
 }
 
-void TestIndex::findSetsTheCursor()
+void IndexTest::findSetsTheCursor()
 {
-    const Index index = Make();
+    const Index index = make();
     AddAll(index, 1, 3000);
     for (int i = 1; i < 3000; i += 7) {
         QCOMPARE(Call(FindKey, index, Key(i)).result, 0);
@@ -1286,9 +1286,9 @@ void TestIndex::findSetsTheCursor()
     QCOMPARE(std::string(Call(NextKey, index).key), Key(101));
 }
 
-void TestIndex::lookupsCutTheKey()
+void IndexTest::lookupsCutTheKey()
 {
-    const Index index = Make(false, 6);
+    const Index index = make(false, 6);
     AddAll(index, 1, 9);
     for (const Function function : { FindKey, SearchKey }) {
         const Answer found = Call(function, index, Key(5) + "tail");
@@ -1299,10 +1299,10 @@ void TestIndex::lookupsCutTheKey()
     QCOMPARE(std::string(Call(DeleteKey, index, Key(5) + "tail").key), Key(5));
 }
 
-void TestIndex::findSeesTheFileWhenFlushing()
+void IndexTest::findSeesTheFileWhenFlushing()
 {
-    const Index one = Make();
-    const Index other = Open();
+    const Index one = make();
+    const Index other = open();
     ToggleFlushing(one.get(), 1, 1);
     ToggleFlushing(other.get(), 1, 1);
     for (int i = 1; i <= 120; ++i) {
@@ -1314,5 +1314,5 @@ void TestIndex::findSeesTheFileWhenFlushing()
     QCOMPARE(Call(SearchKey, one, Key(120)).result, -1);
 }
 
-QTEST_GUILESS_MAIN(TestIndex)
+QTEST_GUILESS_MAIN(IndexTest)
 #include "tst_index.moc"

@@ -7,9 +7,8 @@
 #include "store/indexfile.h"
 #include "store/pagecache.h"
 #include "store/storecheck.h"
-#include "tests/store/storetest.h"
+#include "tests/store/storefixture.h"
 
-#include <QTemporaryDir>
 #include <QtTest>
 
 #include <algorithm>
@@ -64,18 +63,18 @@ public:
     const Model& model() const { return m_model; }
     IndexFile* index() const { return m_index; }
 
-    void Add(const Item& item)
+    void add(const Item& item)
     {
-        const Item cut = Cut(item);
+        const Item cut = this->cut(item);
         Hand hand(item);
         QCOMPARE(AddKey(m_index, &item.record, hand.key) == 0, m_model.insert(cut).second);
         QCOMPARE(std::string(hand.key), cut.key);
     }
 
-    void Delete(const Item& item)
+    void erase(const Item& item)
     {
         Hand hand(item);
-        const auto at = m_model.find(Cut(item));
+        const auto at = m_model.find(cut(item));
         QCOMPARE(DeleteKey(m_index, &hand.record, hand.key) == 0, at != m_model.end());
         if (at == m_model.end())
             return;
@@ -83,10 +82,10 @@ public:
         m_model.erase(at);
     }
 
-    void Find(const Item& item)
+    void find(const Item& item)
     {
         Hand hand(item);
-        const Item cut = Cut({ item.key, 0 });
+        const Item cut = this->cut({ item.key, 0 });
         const auto at = m_model.lower_bound(cut);
         const bool same = at != m_model.end()
             && (m_duplicates ? at->key == cut.key : !m_model.key_comp()(cut, *at));
@@ -95,10 +94,10 @@ public:
             QCOMPARE(hand.record, at->record);
     }
 
-    void Search(const Item& item, int steps)
+    void search(const Item& item, int steps)
     {
         Hand hand(item);
-        auto at = m_model.lower_bound(Cut({ item.key, 0 }));
+        auto at = m_model.lower_bound(cut({ item.key, 0 }));
         QCOMPARE(SearchKey(m_index, &hand.record, hand.key) == 0, at != m_model.end());
         for (; at != m_model.end() && steps > 0; --steps) {
             QCOMPARE(hand.record, at->record);
@@ -109,10 +108,10 @@ public:
         }
     }
 
-    void FindPrevious(const Item& item, int steps)
+    void findPrevious(const Item& item, int steps)
     {
         Hand hand(item);
-        auto at = m_model.lower_bound(Cut({ item.key, 0 }));
+        auto at = m_model.lower_bound(cut({ item.key, 0 }));
         QCOMPARE(FindPrevKey(m_index, &hand.record, hand.key) == 0, at != m_model.begin());
         for (; at != m_model.begin() && steps > 0; --steps) {
             --at;
@@ -123,7 +122,7 @@ public:
     }
 
     // Writes everything, and reads the file.
-    void Check()
+    void check()
     {
         QCOMPARE(TaCloseIndex(m_index), 0);
         std::vector<IndexEntry> entries;
@@ -147,7 +146,7 @@ private:
         std::uint32_t record;
     };
 
-    Item Cut(const Item& item) const
+    Item cut(const Item& item) const
     {
         return { item.key.substr(0, std::size_t(m_keyLength)), item.record };
     }
@@ -162,9 +161,9 @@ private:
 // Keys from a small alphabet in both cases, so that many are equal.
 Item RandomItem(Random& random, int longest, int spread)
 {
-    Item item{ std::string(random.Below(longest) + 1, 'a'), random.Below(5) + 1 };
+    Item item{ std::string(random.below(longest) + 1, 'a'), random.below(5) + 1 };
     for (char& c : item.key)
-        c = "aAbBcCzZ _\xc3\xa4"[random.Below(spread)];
+        c = "aAbBcCzZ _\xc3\xa4"[random.below(spread)];
     return item;
 }
 
@@ -174,21 +173,21 @@ void RunRandomly(Pair& pair, Random& random, int operations, int longest, int sp
     for (int i = 0; i < operations && !QTest::currentTestFailed(); ++i) {
         const bool grows = i / 20000 % 2 == 0;
         const Item item = RandomItem(random, longest, spread);
-        const std::uint32_t what = random.Below(100);
+        const std::uint32_t what = random.below(100);
         if (what < (grows ? 50u : 20u))
-            pair.Add(item);
+            pair.add(item);
         else if (what < 70)
-            pair.Delete(item);
+            pair.erase(item);
         else if (what < 80)
-            pair.Find(item);
+            pair.find(item);
         else if (what < 90)
-            pair.Search(item, int(random.Below(8)));
+            pair.search(item, int(random.below(8)));
         else
-            pair.FindPrevious(item, int(random.Below(8)));
+            pair.findPrevious(item, int(random.below(8)));
         if (i % 25000 == 0)
-            pair.Check();
+            pair.check();
     }
-    pair.Check();
+    pair.check();
 }
 
 std::vector<std::uint32_t> Sequence(std::uint32_t count, const QString& order, Random& random)
@@ -198,7 +197,7 @@ std::vector<std::uint32_t> Sequence(std::uint32_t count, const QString& order, R
     if (order == "descending")
         std::reverse(numbers.begin(), numbers.end());
     else if (order == "random")
-        random.Shuffle(&numbers);
+        random.shuffle(&numbers);
     return numbers;
 }
 
@@ -211,37 +210,24 @@ Item Numbered(std::uint32_t number)
 
 } // namespace
 
-class TestIndexModel : public QObject
+class IndexModelTest : public StoreTest
 {
     Q_OBJECT
 
 private slots:
-    void initTestCase()
-    {
-        QCOMPARE(InitIndex(), 0);
-        m_random = Random::Announced();
-    }
-    void cleanupTestCase() { UnInitIndex(); }
-    void cleanup() { QCOMPARE(OpenDescriptors(), m_descriptors); }
-    void init() { m_descriptors = OpenDescriptors(); }
 
-    void RandomOperations_data();
-    void RandomOperations();
-    void SeveralIndexesShareTheCache();
-    void LargeTrees_data();
-    void LargeTrees();
-    void DeepTreesGrowAndVanish_data();
-    void DeepTreesGrowAndVanish();
+    void randomOperations_data();
+    void randomOperations();
+    void severalIndexesShareTheCache();
+    void largeTrees_data();
+    void largeTrees();
+    void deepTreesGrowAndVanish_data();
+    void deepTreesGrowAndVanish();
 
 private:
-    std::string Path(const char* name) const { return m_folder.filePath(name).toStdString(); }
-
-    QTemporaryDir m_folder;
-    Random m_random{ 0 };
-    int m_descriptors = 0;
 };
 
-void TestIndexModel::RandomOperations_data()
+void IndexModelTest::randomOperations_data()
 {
     QTest::addColumn<int>("keyLength");
     QTest::addColumn<bool>("duplicates");
@@ -261,7 +247,7 @@ void TestIndexModel::RandomOperations_data()
     QTest::newRow("150 characters") << 150 << true << 102 << 12 << 150000;
 }
 
-void TestIndexModel::RandomOperations()
+void IndexModelTest::randomOperations()
 {
     QFETCH(int, keyLength);
     QFETCH(bool, duplicates);
@@ -269,28 +255,28 @@ void TestIndexModel::RandomOperations()
     QFETCH(int, spread);
     QFETCH(int, operations);
 
-    Pair pair(Path("random"), std::int16_t(keyLength), duplicates);
+    Pair pair(path("random"), std::int16_t(keyLength), duplicates);
     RunRandomly(pair, m_random, operations, longest, spread);
 }
 
-void TestIndexModel::SeveralIndexesShareTheCache()
+void IndexModelTest::severalIndexesShareTheCache()
 {
-    Pair numbers(Path("numbers"), 12, false);
-    Pair letters(Path("letters"), 30, true);
-    Pair longs(Path("longs"), 150, true);
+    Pair numbers(path("numbers"), 12, false);
+    Pair letters(path("letters"), 30, true);
+    Pair longs(path("longs"), 150, true);
     for (std::uint32_t i = 0; i < 60000 && !QTest::currentTestFailed(); ++i) {
-        numbers.Add(Numbered(m_random.Below(1000000)));
-        letters.Add(RandomItem(m_random, 20, 12));
-        longs.Add(RandomItem(m_random, 80, 12));
+        numbers.add(Numbered(m_random.below(1000000)));
+        letters.add(RandomItem(m_random, 20, 12));
+        longs.add(RandomItem(m_random, 80, 12));
         if (i % 3 == 0)
-            letters.Delete(RandomItem(m_random, 3, 12));
+            letters.erase(RandomItem(m_random, 3, 12));
     }
-    numbers.Check();
-    letters.Check();
-    longs.Check();
+    numbers.check();
+    letters.check();
+    longs.check();
 }
 
-void TestIndexModel::LargeTrees_data()
+void IndexModelTest::largeTrees_data()
 {
     QTest::addColumn<int>("room");
     QTest::newRow("all in memory") << int(standardPageRoom);
@@ -299,19 +285,19 @@ void TestIndexModel::LargeTrees_data()
 }
 
 // More pages than are kept in any case, so that some leave memory.
-void TestIndexModel::LargeTrees()
+void IndexModelTest::largeTrees()
 {
     QFETCH(int, room);
     SetPageRoom(std::size_t(room));
-    Pair pair(Path("large"), 24, true);
+    Pair pair(path("large"), 24, true);
     while (pair.model().size() < 40000 && !QTest::currentTestFailed())
-        pair.Add(RandomItem(m_random, 24, 11));
+        pair.add(RandomItem(m_random, 24, 11));
     QVERIFY(FileLen(pair.index()->dataFile) > 2 * PAGESTACKSIZE);
     RunRandomly(pair, m_random, 60000, 24, 11);
     SetPageRoom(standardPageRoom);
 }
 
-void TestIndexModel::DeepTreesGrowAndVanish_data()
+void IndexModelTest::deepTreesGrowAndVanish_data()
 {
     QTest::addColumn<QString>("growing");
     QTest::addColumn<QString>("shrinking");
@@ -324,18 +310,18 @@ void TestIndexModel::DeepTreesGrowAndVanish_data()
                                  << "random" << 80000 << 4;
 }
 
-void TestIndexModel::DeepTreesGrowAndVanish()
+void IndexModelTest::deepTreesGrowAndVanish()
 {
     QFETCH(QString, growing);
     QFETCH(QString, shrinking);
     QFETCH(int, items);
     QFETCH(int, depth);
 
-    Pair pair(Path("deep"), 11, false);
+    Pair pair(path("deep"), 11, false);
     for (const std::uint32_t number : Sequence(std::uint32_t(items), growing, m_random))
-        pair.Add(Numbered(number));
-    pair.Check();
-    pair.Find(Numbered(7));
+        pair.add(Numbered(number));
+    pair.check();
+    pair.find(Numbered(7));
     QVERIFY(pair.index()->depth <= depth);
     Item first = *pair.model().begin();
     char key[16];
@@ -347,14 +333,14 @@ void TestIndexModel::DeepTreesGrowAndVanish()
 
     int left = items;
     for (const std::uint32_t number : Sequence(std::uint32_t(items), shrinking, m_random)) {
-        pair.Delete(Numbered(number));
+        pair.erase(Numbered(number));
         if (--left % 4001 == 0)
-            pair.Check();
+            pair.check();
     }
-    pair.Check();
+    pair.check();
     QCOMPARE(pair.index()->rootPage, 0u);
     QCOMPARE(UsedRecs(pair.index()->dataFile), 0u);
 }
 
-QTEST_GUILESS_MAIN(TestIndexModel)
+QTEST_GUILESS_MAIN(IndexModelTest)
 #include "tst_indexmodel.moc"

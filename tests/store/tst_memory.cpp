@@ -8,6 +8,7 @@
 #include "store/indexfile.h"
 #include "store/pagecache.h"
 #include "tests/store/failingmemory.h"
+#include "tests/store/numberedkeys.h"
 #include "tests/store/storetest.h"
 
 #include <QFile>
@@ -21,7 +22,7 @@
 
 using namespace Agent;
 
-class TestMemory : public QObject
+class MemoryTest : public QObject
 {
     Q_OBJECT
 
@@ -49,7 +50,7 @@ private slots:
     void notes();
 
 private:
-    std::string Path(const char* name = "file") const
+    std::string path(const char* name = "file") const
     {
         return m_folder->filePath(name).toStdString();
     }
@@ -58,14 +59,14 @@ private:
     int m_descriptors = 0;
 };
 
-void TestMemory::pageCache()
+void MemoryTest::pageCache()
 {
     UnInitIndex();
     for (int k = 0;; ++k) {
         const long before = Memory::inUse();
-        Memory::FailFrom(k, false);
+        Memory::failFrom(k, false);
         const int result = InitIndex();
-        if (!Memory::Heal()) {
+        if (!Memory::heal()) {
             QCOMPARE(result, 0);
             QVERIFY(k >= 1);
             return;
@@ -73,7 +74,7 @@ void TestMemory::pageCache()
         QCOMPARE(result, -1);
         QCOMPARE(taerror, int(taNoMemory));
         QCOMPARE(Memory::inUse(), before);
-        QVERIFY(!MakeIndex(0, Path().c_str(), 12, 0));
+        QVERIFY(!MakeIndex(0, path().c_str(), 12, 0));
         QCOMPARE(taerror, int(taNoMemory));
     }
 }
@@ -81,7 +82,7 @@ void TestMemory::pageCache()
 using Making = std::function<void*(const char*)>;
 Q_DECLARE_METATYPE(Making)
 
-void TestMemory::making_data()
+void MemoryTest::making_data()
 {
     QTest::addColumn<Making>("make");
     QTest::newRow("MakeDataFile") << Making(
@@ -94,16 +95,16 @@ void TestMemory::making_data()
         [](const char* path) { return OpenIndex(0, path, 12, 0); });
 }
 
-void TestMemory::making()
+void MemoryTest::making()
 {
     QFETCH(Making, make);
-    CloseIndex(MakeIndex(0, Path().c_str(), 12, 0));
+    CloseIndex(MakeIndex(0, path().c_str(), 12, 0));
     const long before = Memory::inUse();
     for (int k = 0;; ++k) {
-        const std::string path = Path();
-        Memory::FailFrom(k, false);
+        const std::string path = this->path();
+        Memory::failFrom(k, false);
         void* const made = make(path.c_str());
-        if (!Memory::Heal()) {
+        if (!Memory::heal()) {
             QVERIFY(made);
             QVERIFY(k >= 1);
             if (QByteArray(QTest::currentDataTag()).endsWith("Index"))
@@ -120,29 +121,6 @@ void TestMemory::making()
 
 namespace
 {
-
-constexpr int keyLength = 12;
-
-struct Key {
-    explicit Key(std::uint32_t number) { std::snprintf(text, sizeof text, "%08u", number); }
-    char text[keyLength + 1];
-};
-
-int Add(IndexFile* index, std::uint32_t number)
-{
-    return AddKey(index, &number, Key(number).text);
-}
-
-int Delete(IndexFile* index, std::uint32_t number)
-{
-    return DeleteKey(index, &number, Key(number).text);
-}
-
-bool Find(IndexFile* index, std::uint32_t number)
-{
-    std::uint32_t record = 0;
-    return FindKey(index, &record, Key(number).text) == 0 && record == number;
-}
 
 constexpr std::uint32_t items = 16000;
 
@@ -168,7 +146,7 @@ void ComeAndGo(IndexFile* index, std::uint8_t* states)
 
 } // namespace
 
-void TestMemory::changes_data()
+void MemoryTest::changes_data()
 {
     QTest::addColumn<bool>("flushing");
     QTest::addColumn<bool>("forGood");
@@ -181,12 +159,12 @@ void TestMemory::changes_data()
     }
 }
 
-void TestMemory::changes()
+void MemoryTest::changes()
 {
     QFETCH(bool, flushing);
     QFETCH(bool, forGood);
     QFETCH(int, room);
-    IndexFile* index = MakeIndex(0, Path("made").c_str(), keyLength, 0);
+    IndexFile* index = MakeIndex(0, path("made").c_str(), keyLength, 0);
     for (std::uint32_t i = 1; i <= items; ++i)
         QCOMPARE(Add(index, 2 * i), 0);
     QCOMPARE(CloseIndex(index), 0);
@@ -199,7 +177,7 @@ void TestMemory::changes()
         std::vector<std::uint8_t> states(2 * items + 200);
         for (std::uint32_t i = 1; i <= items; ++i)
             states[2 * i] = 1;
-        const std::string path = Path();
+        const std::string path = this->path();
         const long before = Memory::inUse();
         index = OpenIndex(0, path.c_str(), keyLength, 0);
         // Now every buffer is in use.
@@ -207,12 +185,12 @@ void TestMemory::changes()
         for (Key key(0); NextKey(index, &record, key.text) == 0;) { }
         if (flushing)
             ToggleFlushing(index, 1, 1);
-        Memory::FailFrom(k, forGood);
+        Memory::failFrom(k, forGood);
         ComeAndGo(index, states.data());
-        hasFailed = Memory::Heal();
+        hasFailed = Memory::heal();
         QCOMPARE(CloseIndex(index), 0);
         QCOMPARE(Memory::inUse(), before);
-        const Findings findings = CheckIndex(Path(), keyLength, false);
+        const Findings findings = CheckIndex(path, keyLength, false);
         QCOMPARE(findings, Findings());
         index = OpenIndex(0, path.c_str(), keyLength, 0);
         for (std::uint32_t number = 0; number < states.size(); ++number)
@@ -224,45 +202,45 @@ void TestMemory::changes()
 }
 
 // The pages stay in memory, and are written when there is enough of it again.
-void TestMemory::closingForGood()
+void MemoryTest::closingForGood()
 {
-    IndexFile* const index = MakeIndex(0, Path().c_str(), keyLength, 0);
+    IndexFile* const index = MakeIndex(0, path().c_str(), keyLength, 0);
     for (std::uint32_t i = 1; i <= 3000; ++i)
         QCOMPARE(Add(index, i), 0);
-    Memory::FailFrom(0, true);
+    Memory::failFrom(0, true);
     const int first = TaCloseIndex(index);
     const std::int32_t error = taerror;
-    Memory::Heal();
+    Memory::heal();
     QCOMPARE(first, -1);
     QCOMPARE(error, int(taNoMemory));
     QVERIFY(Find(index, 200));
     QCOMPARE(CloseIndex(index), 0);
-    QCOMPARE(CheckIndex(Path(), keyLength, false), Findings());
+    QCOMPARE(CheckIndex(path(), keyLength, false), Findings());
 }
 
-void TestMemory::repairTakesNone()
+void MemoryTest::repairTakesNone()
 {
-    DataFile* const file = MakeDataFile(0, Path().c_str(), 2508);
+    DataFile* const file = MakeDataFile(0, path().c_str(), 2508);
     std::uint8_t record[2508] = {};
     std::uint32_t number;
     for (int i = 0; i < 5; ++i)
         QCOMPARE(AddRec(file, &number, record), 0);
     QCOMPARE(DeleteRec(file, 3), 0);
-    Memory::FailFrom(0, true);
+    Memory::failFrom(0, true);
     const bool fixed = FixHeader(file);
-    QVERIFY(!Memory::Heal());
+    QVERIFY(!Memory::heal());
     QVERIFY(fixed);
     QCOMPARE(FirstRec(file), 3u);
     CloseDataFile(file);
 }
 
-void TestMemory::notes()
+void MemoryTest::notes()
 {
     const std::string text(70000, 'n');
     bool hasFailed = true;
     int k = 0;
     for (; hasFailed && !QTest::currentTestFailed(); ++k) {
-        const std::string name = Path(std::to_string(k).c_str());
+        const std::string name = path(std::to_string(k).c_str());
         const long before = Memory::inUse();
         {
             CNote notes;
@@ -270,13 +248,13 @@ void TestMemory::notes()
             const std::int32_t freed = notes.SaveNote(text.data(), 200);
             const std::int32_t kept = notes.SaveNote(text.data(), 70000);
             QCOMPARE(notes.DeleteNote(freed), 0);
-            Memory::FailFrom(k, false);
+            Memory::failFrom(k, false);
             const std::int32_t reused = notes.SaveNote(text.data(), 100);
             const std::int32_t added = notes.SaveNote(text.data(), 300);
             char* const read = notes.ReadNote(kept);
             const std::size_t texts = notes.TextOffsets().size();
             const bool indexed = notes.Reindex();
-            hasFailed = Memory::Heal();
+            hasFailed = Memory::heal();
             QVERIFY(!hasFailed || reused < 0 || added < 0 || !read || !indexed || texts == 0
                     || taerror == taNoError);
             QVERIFY(!read || text == read);
@@ -292,5 +270,5 @@ void TestMemory::notes()
     QVERIFY(k > 3);
 }
 
-QTEST_GUILESS_MAIN(TestMemory)
+QTEST_GUILESS_MAIN(MemoryTest)
 #include "tst_memory.moc"

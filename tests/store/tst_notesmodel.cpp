@@ -7,9 +7,8 @@
 
 #include "store/cnote.h"
 #include "store/storecheck.h"
-#include "tests/store/storetest.h"
+#include "tests/store/storefixture.h"
 
-#include <QTemporaryDir>
 #include <QtTest>
 
 #include <cstdlib>
@@ -52,7 +51,7 @@ public:
 
     // The expected findings about free blocks whose headers do not show that any more:
     // those still listed, and those longer than a note.
-    std::vector<std::string> Findings() const
+    std::vector<std::string> findings() const
     {
         std::vector<std::string> expected;
         for (const auto& [offset, block] : m_blocks)
@@ -64,68 +63,68 @@ public:
         return expected;
     }
 
-    int Save(std::uint32_t text, int length)
+    int save(std::uint32_t text, int length)
     {
-        auto fit = m_listed.lower_bound({ Key(length), 0 });
-        if (fit != m_listed.end() && fit->first == Key(-1))
-            fit = m_listed.lower_bound({ Key(10), 0 });
+        auto fit = m_listed.lower_bound({ key(length), 0 });
+        if (fit != m_listed.end() && fit->first == key(-1))
+            fit = m_listed.lower_bound({ key(10), 0 });
         if (fit == m_listed.end())
-            return Append(text, length);
+            return append(text, length);
         const int offset = fit->second;
         const Block found = m_blocks.at(offset);
         if (found.state != Block::Free)
             return -1;
         const int remainder = found.length - length - 8;
         if (remainder < 7 && length + 8 + remainder > 500000)
-            return Append(text, length);
+            return append(text, length);
         m_listed.erase(fit);
         int blockLength = found.length;
         if (remainder >= 7) {
             blockLength = length + 8;
-            PutFree(offset + blockLength, remainder);
+            putFree(offset + blockLength, remainder);
             if (remainder == 7)
-                OverlapBlockAt(offset + found.length);
+                overlapBlockAt(offset + found.length);
         }
         m_blocks[offset] = { Block::InUse, blockLength, text, length };
         return offset;
     }
 
-    void Delete(int offset)
+    void erase(int offset)
     {
         int length = m_blocks.at(offset).length;
         const auto behind = m_blocks.find(offset + length);
         if (behind != m_blocks.end() && behind->second.state == Block::Free) {
-            m_listed.erase({ Key(behind->second.length - 8), behind->first });
+            m_listed.erase({ key(behind->second.length - 8), behind->first });
             length += behind->second.length;
             m_blocks.erase(behind);
         }
-        PutFree(offset, length);
+        putFree(offset, length);
     }
 
-    void Reindex()
+    void reindex()
     {
         m_listed.clear();
         for (const auto& [offset, block] : m_blocks)
             if (block.state == Block::Free)
-                m_listed.emplace(Key(block.length - 8), offset);
+                m_listed.emplace(key(block.length - 8), offset);
     }
 
 private:
     // The key by which the list is sorted: a text.
-    static std::string Key(int capacity)
+    static std::string key(int capacity)
     {
         char key[16];
         std::snprintf(key, sizeof key, "%9d", capacity);
         return key;
     }
 
-    void PutFree(int offset, int length)
+    void putFree(int offset, int length)
     {
         m_blocks[offset] = { Block::Free, length, 0, 0 };
-        m_listed.emplace(Key(length - 8), offset);
+        m_listed.emplace(key(length - 8), offset);
     }
 
-    int Append(std::uint32_t text, int length)
+    int append(std::uint32_t text, int length)
     {
         const int offset = m_size;
         m_blocks[offset] = { Block::InUse, length + 8, text, length };
@@ -134,7 +133,7 @@ private:
     }
 
     // The header of a block of seven bytes ends in the first byte after it.
-    void OverlapBlockAt(int offset)
+    void overlapBlockAt(int offset)
     {
         if (offset == m_size)
             ++m_size;
@@ -152,19 +151,19 @@ using Sizes = int (*)(Random&);
 
 int SmallSize(Random& random)
 {
-    return int(random.Below(30));
+    return int(random.below(30));
 }
 
 int UsualSize(Random& random)
 {
-    return random.Below(3) == 0 ? int(random.Below(60)) : int(random.Below(2000));
+    return random.below(3) == 0 ? int(random.below(60)) : int(random.below(2000));
 }
 
 // Sizes around all limits, and often a few bytes less than the capacity of another block.
 int LimitSize(Random& random)
 {
     static constexpr int limits[] = { 8, 31992, 32000, 64000, 250000, 499992 };
-    const int size = limits[random.Below(6)] - int(random.Below(20)) + int(random.Below(12));
+    const int size = limits[random.below(6)] - int(random.below(20)) + int(random.below(12));
     return std::clamp(size, 0, 499992);
 }
 
@@ -177,29 +176,29 @@ public:
         QVERIFY(m_notes.Create(name.c_str()));
     }
 
-    void Step(bool grows, Sizes sizes)
+    void step(bool grows, Sizes sizes)
     {
-        const std::uint32_t what = m_random.Below(1000);
+        const std::uint32_t what = m_random.below(1000);
         if (what < (grows ? 500u : 300u))
-            Save(sizes(m_random));
+            save(sizes(m_random));
         else if (what < 800)
-            Delete();
+            erase();
         else if (what < 998)
-            Read();
+            read();
         else
-            Reopen();
+            reopen();
     }
 
-    void Reindex()
+    void reindex()
     {
         QVERIFY(m_notes.Reindex());
-        m_model.Reindex();
+        m_model.reindex();
     }
 
     // The only allowed findings are blocks hidden by a remainder of seven bytes.
-    void Check()
+    void check()
     {
-        const std::vector<std::string> expected = m_model.Findings();
+        const std::vector<std::string> expected = m_model.findings();
         const Findings findings = CheckNotes(m_name);
         if (expected.empty())
             QCOMPARE(findings, Findings());
@@ -209,42 +208,42 @@ public:
         m_hidden += int(expected.size());
         for (const auto& [offset, block] : m_model.blocks())
             if (block.state == HeapModel::Block::InUse)
-                ReadAt(offset);
+                readAt(offset);
     }
 
     int hidden() const { return m_hidden; }
 
 private:
-    void Save(int length)
+    void save(int length)
     {
         const std::uint32_t number = m_next++;
         const std::string text = Text(number, length);
-        const int expected = m_model.Save(number, length);
+        const int expected = m_model.save(number, length);
         QCOMPARE(m_notes.SaveNote(text.data(), length), expected);
         if (expected >= 0)
             m_offsets.push_back(expected);
     }
 
-    void Delete()
+    void erase()
     {
         if (m_offsets.empty())
             return;
-        const std::size_t which = m_random.Below(std::uint32_t(m_offsets.size()));
+        const std::size_t which = m_random.below(std::uint32_t(m_offsets.size()));
         const int offset = m_offsets[which];
         m_offsets[which] = m_offsets.back();
         m_offsets.pop_back();
-        m_model.Delete(offset);
+        m_model.erase(offset);
         QCOMPARE(m_notes.DeleteNote(offset), 0);
         QVERIFY(!m_notes.ReadNote(offset));
     }
 
-    void Read()
+    void read()
     {
         if (!m_offsets.empty())
-            ReadAt(m_offsets[m_random.Below(std::uint32_t(m_offsets.size()))]);
+            readAt(m_offsets[m_random.below(std::uint32_t(m_offsets.size()))]);
     }
 
-    void ReadAt(int offset)
+    void readAt(int offset)
     {
         const HeapModel::Block& block = m_model.blocks().at(offset);
         QCOMPARE(m_notes.NoteLength(offset), block.textLength);
@@ -255,7 +254,7 @@ private:
         QVERIFY(std::memcmp(text.get(), expected.c_str(), expected.size() + 1) == 0);
     }
 
-    void Reopen()
+    void reopen()
     {
         m_notes.Close();
         QVERIFY(m_notes.Open(m_name.c_str()));
@@ -272,30 +271,17 @@ private:
 
 } // namespace
 
-class TestNotesModel : public QObject
+class NotesModelTest : public StoreTest
 {
     Q_OBJECT
 
 private slots:
-    void initTestCase()
-    {
-        QCOMPARE(InitIndex(), 0);
-        m_random = Random::Announced();
-    }
-    void cleanupTestCase() { UnInitIndex(); }
-    void init() { m_descriptors = OpenDescriptors(); }
-    void cleanup() { QCOMPARE(OpenDescriptors(), m_descriptors); }
 
-    void RandomOperations_data();
-    void RandomOperations();
-
-private:
-    QTemporaryDir m_folder;
-    Random m_random{ 0 };
-    int m_descriptors = 0;
+    void randomOperations_data();
+    void randomOperations();
 };
 
-void TestNotesModel::RandomOperations_data()
+void NotesModelTest::randomOperations_data()
 {
     QTest::addColumn<int>("sizes");
     QTest::addColumn<int>("operations");
@@ -304,22 +290,22 @@ void TestNotesModel::RandomOperations_data()
     QTest::newRow("around the limits") << 2 << 2000;
 }
 
-void TestNotesModel::RandomOperations()
+void NotesModelTest::randomOperations()
 {
     static constexpr Sizes kinds[] = { SmallSize, UsualSize, LimitSize };
     QFETCH(int, sizes);
     QFETCH(int, operations);
-    Pair pair(m_folder.filePath("random").toStdString(), &m_random);
+    Pair pair(path(), &m_random);
     const int round = operations / 20;
     for (int i = 1; i <= operations && !QTest::currentTestFailed(); ++i) {
-        pair.Step(i / round % 2 == 0, kinds[sizes]);
+        pair.step(i / round % 2 == 0, kinds[sizes]);
         if (i % round == 0)
-            pair.Check();
+            pair.check();
         if (i % (2 * round) == 0)
-            pair.Reindex();
+            pair.reindex();
     }
     qInfo("blocks found hidden: %d", pair.hidden());
 }
 
-QTEST_GUILESS_MAIN(TestNotesModel)
+QTEST_GUILESS_MAIN(NotesModelTest)
 #include "tst_notesmodel.moc"

@@ -26,12 +26,12 @@ using Items = std::vector<IndexItem>;
 std::string RandomKey(Random& random, const std::string& begin, int longest)
 {
     static const std::string bytes = "aAzZbY@[`{_ 09\x01\x7f\x80\xc1\xda\xe1\xff";
-    std::string key = begin.substr(0, random.Below(std::uint32_t(begin.size()) + 1));
-    const std::uint32_t more = random.Below(std::uint32_t(longest) + 1);
+    std::string key = begin.substr(0, random.below(std::uint32_t(begin.size()) + 1));
+    const std::uint32_t more = random.below(std::uint32_t(longest) + 1);
     while (key.size() < more)
-        key += bytes[random.Below(std::uint32_t(bytes.size()))];
+        key += bytes[random.below(std::uint32_t(bytes.size()))];
     for (char& c : key)
-        if (c == 'p' && random.Below(4) == 0)
+        if (c == 'p' && random.below(4) == 0)
             c = 'P';
     return key;
 }
@@ -68,8 +68,8 @@ Items RandomItems(Random& random, const std::string& begin, int longest, int dup
                   bool inner)
 {
     Items items;
-    for (std::uint32_t n = random.Below(most) + 1; n-- > 0;)
-        items.push_back(MakeItem(RandomKey(random, begin, longest).c_str(), random.Below(4)));
+    for (std::uint32_t n = random.below(most) + 1; n-- > 0;)
+        items.push_back(MakeItem(RandomKey(random, begin, longest).c_str(), random.below(4)));
     std::sort(items.begin(), items.end(),
               [&](const auto& a, const auto& b) { return Compare(a, b, duplicates) < 0; });
     items.erase(
@@ -84,14 +84,14 @@ Items RandomItems(Random& random, const std::string& begin, int longest, int dup
 // A key of the list, with letters of either case, or another.
 IndexItem RandomWanted(Random& random, const Items& items, const std::string& begin, int longest)
 {
-    if (items.empty() || random.Below(2) == 0)
-        return MakeItem(RandomKey(random, begin, longest).c_str(), random.Below(4));
-    const IndexItem& item = items[random.Below(items.size())];
+    if (items.empty() || random.below(2) == 0)
+        return MakeItem(RandomKey(random, begin, longest).c_str(), random.below(4));
+    const IndexItem& item = items[random.below(items.size())];
     std::string key = item.key;
     for (char& c : key)
-        if (c >= 'a' && c <= 'z' && random.Below(2) == 0)
+        if (c >= 'a' && c <= 'z' && random.below(2) == 0)
             c = char(c - 'a' + 'A');
-    return MakeItem(key.c_str(), random.Below(2) == 0 ? item.record : random.Below(4));
+    return MakeItem(key.c_str(), random.below(2) == 0 ? item.record : random.below(4));
 }
 
 // The page of a list.
@@ -99,15 +99,15 @@ Page PageOf(const Items& items, int keyLength, std::uint32_t leftmost)
 {
     Page page(keyLength, leftmost);
     for (const IndexItem& item : items)
-        page.Insert(page.count(), item);
+        page.Insert(page.Count(), item);
     return page;
 }
 
 // What is different, or nothing.
 QString Difference(const Page& page, std::uint32_t leftmost, const Items& items)
 {
-    if (page.count() != int(items.size()) || page.Child(0) != leftmost)
-        return QString("%1 items for %2").arg(page.count()).arg(items.size());
+    if (page.Count() != int(items.size()) || page.Child(0) != leftmost)
+        return QString("%1 items for %2").arg(page.Count()).arg(items.size());
     for (std::size_t i = 0; i < items.size(); ++i) {
         const IndexItem item = page.Item(int(i) + 1);
         if (std::memcmp(&item, &items[i], sizeof item) != 0)
@@ -129,32 +129,32 @@ Items operator+(Items a, const Items& b)
 
 QByteArray Packed(const Page& page)
 {
-    QByteArray bytes(PackedLength(page.keyLength()), 'x');
+    QByteArray bytes(PackedLength(page.KeyLength()), 'x');
     page.Pack(reinterpret_cast<std::uint8_t*>(bytes.data()));
     return bytes;
 }
 
 } // namespace
 
-class TestPage : public QObject
+class PageTest : public QObject
 {
     Q_OBJECT
 
 private slots:
-    void init() { m_random = Random::Announced(); }
+    void init() { m_random = Random::announced(); }
 
-    void searchFindsWhatAScanFinds_data() { Keys(); }
+    void searchFindsWhatAScanFinds_data() { keys(); }
     void searchFindsWhatAScanFinds();
-    void itemsComeAndGo_data() { Keys(); }
+    void itemsComeAndGo_data() { keys(); }
     void itemsComeAndGo();
     void searchFollowsEveryChange();
     void searchStaysWithinKeysOfFullLength();
-    void itemsAreAppendedAndCutOff_data() { Keys(); }
+    void itemsAreAppendedAndCutOff_data() { keys(); }
     void itemsAreAppendedAndCutOff();
-    void itemIsReplacedUnderItsChild_data() { Keys(); }
+    void itemIsReplacedUnderItsChild_data() { keys(); }
     void itemIsReplacedUnderItsChild();
     void copyStaysAsThePageWas();
-    void packingIsThatOfTheFormat_data() { Keys(); }
+    void packingIsThatOfTheFormat_data() { keys(); }
     void packingIsThatOfTheFormat();
     void unusedBytesOfOthersAreNotWritten();
     void searchOfItemsInNoOrderStaysInThePage();
@@ -162,12 +162,12 @@ private slots:
     void wordsAreFoldedAsBytesAre();
 
 private:
-    void Keys();
+    void keys();
 
     Random m_random{ 0 };
 };
 
-void TestPage::Keys()
+void PageTest::keys()
 {
     QTest::addColumn<QByteArray>("begin");
     QTest::addColumn<int>("keyLength");
@@ -182,7 +182,7 @@ void TestPage::Keys()
 }
 
 // A page is searched in another way the first time than after that.
-void TestPage::searchFindsWhatAScanFinds()
+void PageTest::searchFindsWhatAScanFinds()
 {
     QFETCH(const QByteArray, begin);
     QFETCH(const int, keyLength);
@@ -204,7 +204,7 @@ void TestPage::searchFindsWhatAScanFinds()
     QVERIFY(found > 1000);
 }
 
-void TestPage::itemsComeAndGo()
+void PageTest::itemsComeAndGo()
 {
     QFETCH(const QByteArray, begin);
     QFETCH(const int, keyLength);
@@ -234,7 +234,7 @@ void TestPage::itemsComeAndGo()
     QVERIFY(removed > 1000);
 }
 
-void TestPage::searchFollowsEveryChange()
+void PageTest::searchFollowsEveryChange()
 {
     Page page = PageOf({ MakeItem("monkey", 1), MakeItem("monkfish", 1) }, 10, 0);
     const auto position = [&page](const char* key) { return page.Search({ key, 0 }, 0).position; };
@@ -258,7 +258,7 @@ void TestPage::searchFollowsEveryChange()
 }
 
 // The last key of a full page ends where the page does.
-void TestPage::searchStaysWithinKeysOfFullLength()
+void PageTest::searchStaysWithinKeysOfFullLength()
 {
     const std::string key(longestKey, 'p');
     Page page(longestKey);
@@ -276,7 +276,7 @@ void TestPage::searchStaysWithinKeysOfFullLength()
 
 // Parts of one page after those of another, as for a split and for pages that are joined. The
 // pages were changed and searched before, so that their items are in no order in memory.
-void TestPage::itemsAreAppendedAndCutOff()
+void PageTest::itemsAreAppendedAndCutOff()
 {
     QFETCH(const QByteArray, begin);
     QFETCH(const int, keyLength);
@@ -287,18 +287,18 @@ void TestPage::itemsAreAppendedAndCutOff()
         Page page(keyLength, 1000);
         Items mixed = items;
         for (std::size_t i = mixed.size(); i > 1; --i)
-            std::swap(mixed[i - 1], mixed[m_random.Below(std::uint32_t(i))]);
+            std::swap(mixed[i - 1], mixed[m_random.below(std::uint32_t(i))]);
         for (const IndexItem& item : mixed)
             page.Insert(page.Search({ item.key, item.record }, duplicates).position, item);
         const int count = int(items.size());
-        const int kept = int(m_random.Below(count)) + 1;
-        const int first = int(m_random.Below(count - kept + 1)) + kept;
+        const int kept = int(m_random.below(count)) + 1;
+        const int first = int(m_random.below(count - kept + 1)) + kept;
         Page upper(keyLength, 7);
         upper.Append(page, first, count);
         QCOMPARE(Difference(upper, 7, Part(items, first, count)), QString());
         page.Truncate(kept);
         QCOMPARE(Difference(page, 1000, Part(items, 1, kept)), QString());
-        const int last = std::min(upper.count(), pageItems - kept);
+        const int last = std::min(upper.Count(), pageItems - kept);
         page.Append(upper, 1, last);
         const Items all = Part(items, 1, kept) + Part(items, first, first + last - 1);
         QCOMPARE(Difference(page, 1000, all), QString());
@@ -310,7 +310,7 @@ void TestPage::itemsAreAppendedAndCutOff()
     }
 }
 
-void TestPage::itemIsReplacedUnderItsChild()
+void PageTest::itemIsReplacedUnderItsChild()
 {
     QFETCH(const QByteArray, begin);
     QFETCH(const int, keyLength);
@@ -320,7 +320,7 @@ void TestPage::itemIsReplacedUnderItsChild()
             = RandomItems(m_random, begin.toStdString(), keyLength, duplicates, pageItems, true);
         Page page = PageOf(items, keyLength, 1000);
         for (int i = 0; i < 3; ++i) {
-            IndexItem& item = items[m_random.Below(items.size())];
+            IndexItem& item = items[m_random.below(items.size())];
             const IndexItem by = RandomWanted(m_random, items, begin.toStdString(), keyLength);
             const std::uint32_t child = item.child;
             const auto place = int(&item - items.data()) + 1;
@@ -333,7 +333,7 @@ void TestPage::itemIsReplacedUnderItsChild()
     }
 }
 
-void TestPage::copyStaysAsThePageWas()
+void PageTest::copyStaysAsThePageWas()
 {
     const Items items{ MakeItem("ant", 1), MakeItem("bee", 2), MakeItem("cat", 3) };
     Page page = PageOf(items, 10, 0);
@@ -343,7 +343,7 @@ void TestPage::copyStaysAsThePageWas()
     QCOMPARE(Difference(copy, 0, items), QString());
 }
 
-void TestPage::packingIsThatOfTheFormat()
+void PageTest::packingIsThatOfTheFormat()
 {
     QFETCH(const QByteArray, begin);
     QFETCH(const int, keyLength);
@@ -369,7 +369,7 @@ void TestPage::packingIsThatOfTheFormat()
     }
 }
 
-void TestPage::unusedBytesOfOthersAreNotWritten()
+void PageTest::unusedBytesOfOthersAreNotWritten()
 {
     for (const int keyLength : { 3, 10, 149, 150 }) {
         Items items;
@@ -397,16 +397,16 @@ void TestPage::unusedBytesOfOthersAreNotWritten()
     }
 }
 
-void TestPage::searchOfItemsInNoOrderStaysInThePage()
+void PageTest::searchOfItemsInNoOrderStaysInThePage()
 {
     for (int round = 0; round < 2000; ++round) {
         Items items = RandomItems(m_random, "package p", 20, 1, pageItems, false);
-        m_random.Shuffle(&items);
+        m_random.shuffle(&items);
         Page page = PageOf(items, 20, 0);
         for (int i = 0; i < 10; ++i) {
             const IndexItem wanted = RandomWanted(m_random, items, "package p", 20);
             const PagePosition at = page.Search({ wanted.key, wanted.record }, 1);
-            QVERIFY(at.position >= (at.found ? 1 : 0) && at.position <= page.count());
+            QVERIFY(at.position >= (at.found ? 1 : 0) && at.position <= page.Count());
             if (at.found)
                 QCOMPARE(Compare(items[std::size_t(at.position - 1)], wanted, 1), 0);
         }
@@ -414,14 +414,14 @@ void TestPage::searchOfItemsInNoOrderStaysInThePage()
 }
 
 // In a page in no order, keys between the first and the last may begin in another way.
-void TestPage::keyThatOnlyEndsAlikeIsNotFound()
+void PageTest::keyThatOnlyEndsAlikeIsNotFound()
 {
     Page page = PageOf({ MakeItem("abc-a", 1), MakeItem("xyz-m", 2), MakeItem("abc-z", 3) }, 10, 0);
     for (int i = 0; i < 3; ++i)
         QVERIFY(!page.Search({ "abc-m", 0 }, 0).found);
 }
 
-void TestPage::wordsAreFoldedAsBytesAre()
+void PageTest::wordsAreFoldedAsBytesAre()
 {
     for (unsigned byte = 0; byte < 256; ++byte) {
         for (unsigned place = 0; place < wordSize; ++place) {
@@ -439,5 +439,5 @@ void TestPage::wordsAreFoldedAsBytesAre()
     }
 }
 
-QTEST_APPLESS_MAIN(TestPage)
+QTEST_APPLESS_MAIN(PageTest)
 #include "tst_page.moc"

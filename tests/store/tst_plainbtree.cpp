@@ -8,10 +8,9 @@
 #include "store/indexfile.h"
 #include "store/pagecache.h"
 #include "tests/store/plainbtree.h"
-#include "tests/store/storetest.h"
+#include "tests/store/storefixture.h"
 
 #include <QFile>
-#include <QTemporaryDir>
 #include <QtTest>
 
 #include <cstring>
@@ -37,34 +36,34 @@ public:
     const PlainBTree& plain() const { return m_plain; }
     IndexFile* index() const { return m_index; }
 
-    void Add(const std::string& key, std::uint32_t record)
+    void add(const std::string& key, std::uint32_t record)
     {
         Hand hand(key, record);
-        QCOMPARE(AddKey(m_index, &record, hand.key) == 0, m_plain.Add(record, key));
+        QCOMPARE(AddKey(m_index, &record, hand.key) == 0, m_plain.add(record, key));
         QCOMPARE(taerror, 0);
     }
-    void Delete(const std::string& key, std::uint32_t record)
+    void erase(const std::string& key, std::uint32_t record)
     {
         Hand hand(key, record);
-        const bool deleted = m_plain.Delete(&record, key);
+        const bool deleted = m_plain.erase(&record, key);
         QCOMPARE(DeleteKey(m_index, &hand.record, hand.key) == 0, deleted);
         QCOMPARE(taerror, 0);
         QCOMPARE(hand.record, record);
     }
-    void Find(const std::string& key) { Look(FindKey, &PlainBTree::Find, key); }
-    void Search(const std::string& key) { Look(SearchKey, &PlainBTree::Search, key); }
-    void FindPrevious(const std::string& key) { Look(FindPrevKey, &PlainBTree::FindPrevious, key); }
-    void Next() { Look(NextKey, &PlainBTree::Next, ""); }
-    void Previous() { Look(PrevKey, &PlainBTree::Previous, ""); }
+    void find(const std::string& key) { look(FindKey, &PlainBTree::find, key); }
+    void search(const std::string& key) { look(SearchKey, &PlainBTree::search, key); }
+    void findPrevious(const std::string& key) { look(FindPrevKey, &PlainBTree::findPrevious, key); }
+    void next() { look(NextKey, &PlainBTree::next, ""); }
+    void previous() { look(PrevKey, &PlainBTree::previous, ""); }
 
     // Writes everything, and compares the file.
-    void Compare()
+    void compare()
     {
         QCOMPARE(TaCloseIndex(m_index), 0);
         QFile file(QString::fromStdString(m_path));
         QVERIFY(file.open(QIODevice::ReadOnly));
         const QByteArray bytes = file.readAll();
-        const std::string expected = m_plain.Bytes();
+        const std::string expected = m_plain.bytes();
         QCOMPARE(std::size_t(bytes.size()), expected.size());
         for (std::size_t at = 0; at < expected.size(); ++at)
             if (bytes[int(at)] != expected[at])
@@ -85,7 +84,7 @@ private:
     using Function = int (*)(IndexFile*, std::uint32_t*, char*);
     using Plain = bool (PlainBTree::*)(std::uint32_t*, std::string*);
 
-    void Look(Function function, Plain question, const std::string& key)
+    void look(Function function, Plain question, const std::string& key)
     {
         Hand hand(key, 77);
         std::uint32_t record = 77;
@@ -106,26 +105,24 @@ private:
 
 std::string RandomKey(Random& random, int longest, int letters)
 {
-    std::string key(random.Below(longest + 1), ' ');
+    std::string key(random.below(longest + 1), ' ');
     for (char& c : key)
-        c = "aBbAxXYzZ_1\xc4\xe4"[random.Below(letters)];
+        c = "aBbAxXYzZ_1\xc4\xe4"[random.below(letters)];
     return key;
 }
 
 } // namespace
 
-class TestPlainBTree : public QObject
+class PlainBTreeTest : public StoreTest
 {
     Q_OBJECT
 
 private slots:
-    void initTestCase()
+    void cleanup()
     {
-        QCOMPARE(InitIndex(), 0);
-        m_random = Random::Announced();
+        SetPageRoom(standardPageRoom);
+        StoreTest::cleanup();
     }
-    void cleanupTestCase() { UnInitIndex(); }
-    void cleanup() { SetPageRoom(standardPageRoom); }
 
     void randomTrees_data();
     void randomTrees();
@@ -134,30 +131,26 @@ private slots:
     void flushingTrees();
 
 private:
-    std::string Path() const { return m_folder.filePath("tree").toStdString(); }
-    void Ask(Both& both, const std::string& key);
-
-    QTemporaryDir m_folder;
-    Random m_random{ 0 };
+    void ask(Both& both, const std::string& key);
 };
 
 // Makes a random call that changes nothing.
-void TestPlainBTree::Ask(Both& both, const std::string& key)
+void PlainBTreeTest::ask(Both& both, const std::string& key)
 {
-    switch (m_random.Below(6)) {
+    switch (m_random.below(6)) {
     case 0:
-        return both.Find(key);
+        return both.find(key);
     case 1:
-        return both.Search(key);
+        return both.search(key);
     case 2:
-        return both.FindPrevious(key);
+        return both.findPrevious(key);
     default:
-        for (std::uint32_t steps = m_random.Below(70); steps > 0; --steps)
-            m_random.Below(3) == 0 ? both.Previous() : both.Next();
+        for (std::uint32_t steps = m_random.below(70); steps > 0; --steps)
+            m_random.below(3) == 0 ? both.previous() : both.next();
     }
 }
 
-void TestPlainBTree::randomTrees_data()
+void PlainBTreeTest::randomTrees_data()
 {
     QTest::addColumn<int>("keyLength");
     QTest::addColumn<bool>("duplicates");
@@ -176,14 +169,14 @@ void TestPlainBTree::randomTrees_data()
 
 // Keys of 150 characters are cut to 102 in some places, at times that depend on when a
 // page is written.
-void TestPlainBTree::randomTrees()
+void PlainBTreeTest::randomTrees()
 {
     QFETCH(int, keyLength);
     QFETCH(bool, duplicates);
     QFETCH(int, letters);
     QFETCH(int, room);
     SetPageRoom(std::size_t(room));
-    Both both(Path(), keyLength, duplicates);
+    Both both(path(), keyLength, duplicates);
     const int longest = keyLength == 150 ? 102 : keyLength + 3;
     constexpr int rounds = 40000;
     std::vector<std::pair<std::string, std::uint32_t>> added;
@@ -191,25 +184,25 @@ void TestPlainBTree::randomTrees()
         // It grows, is nearly emptied, and grows again.
         const bool grows = i % (rounds / 2) < rounds / 4;
         const std::string key = RandomKey(m_random, longest, letters);
-        const std::uint32_t what = m_random.Below(100);
+        const std::uint32_t what = m_random.below(100);
         if (what < (grows ? 70u : 25u)) {
-            const std::uint32_t record = m_random.Below(9) + 1;
-            both.Add(key, record);
+            const std::uint32_t record = m_random.below(9) + 1;
+            both.add(key, record);
             added.emplace_back(key, record);
         } else if (what < 95 && !added.empty()) {
-            std::swap(added[m_random.Below(std::uint32_t(added.size()))], added.back());
-            both.Delete(added.back().first, added.back().second);
+            std::swap(added[m_random.below(std::uint32_t(added.size()))], added.back());
+            both.erase(added.back().first, added.back().second);
             added.pop_back();
         } else {
-            Ask(both, key);
+            ask(both, key);
         }
         if (i % 2500 == 0)
-            both.Compare();
+            both.compare();
     }
-    both.Compare();
+    both.compare();
 }
 
-void TestPlainBTree::numberedTrees_data()
+void PlainBTreeTest::numberedTrees_data()
 {
     QTest::addColumn<int>("order");
     QTest::newRow("upwards") << 0;
@@ -219,7 +212,7 @@ void TestPlainBTree::numberedTrees_data()
 
 // Trees of three and four levels, filled in order and emptied at random, and filled
 // again from the free pages.
-void TestPlainBTree::numberedTrees()
+void PlainBTreeTest::numberedTrees()
 {
     QFETCH(int, order);
     constexpr std::uint32_t items = 40000;
@@ -227,53 +220,53 @@ void TestPlainBTree::numberedTrees()
     for (std::uint32_t i = 0; i < items; ++i)
         numbers[i] = order == 1 ? items - i : i + 1;
     if (order == 2)
-        m_random.Shuffle(&numbers);
+        m_random.shuffle(&numbers);
     const auto key = [](std::uint32_t number) {
         char text[16];
         std::snprintf(text, sizeof text, "%07u", number);
         return std::string(text);
     };
-    Both both(Path(), 7, false);
+    Both both(path(), 7, false);
     for (const std::uint32_t number : numbers)
-        both.Add(key(number), number);
-    both.Compare();
+        both.add(key(number), number);
+    both.compare();
     QVERIFY(both.plain().depth() == (order == 2 ? 3u : 4u));
-    m_random.Shuffle(&numbers);
+    m_random.shuffle(&numbers);
     for (std::uint32_t i = 0; i < items && !QTest::currentTestFailed(); ++i) {
-        both.Delete(key(numbers[i]), numbers[i]);
+        both.erase(key(numbers[i]), numbers[i]);
         if (i % 5000 == 0)
-            both.Compare();
+            both.compare();
         if (i % 100 == 0)
-            Ask(both, key(numbers[i]));
+            ask(both, key(numbers[i]));
     }
-    both.Compare();
+    both.compare();
     QCOMPARE(both.plain().root(), 0u);
     QCOMPARE(UsedRecs(both.index()->dataFile), 0u);
     for (std::uint32_t i = 0; i < items / 4; ++i)
-        both.Add(key(numbers[i]), numbers[i]);
+        both.add(key(numbers[i]), numbers[i]);
     QVERIFY(both.plain().freePages() > 0);
-    both.Compare();
+    both.compare();
 }
 
-void TestPlainBTree::flushingTrees()
+void PlainBTreeTest::flushingTrees()
 {
-    Both both(Path(), 4, true);
+    Both both(path(), 4, true);
     ToggleFlushing(both.index(), 1, 1);
     for (int i = 0; i < 6000 && !QTest::currentTestFailed(); ++i) {
         const std::string key = RandomKey(m_random, 4, 6);
-        const std::uint32_t record = m_random.Below(3) + 1;
+        const std::uint32_t record = m_random.below(3) + 1;
         const bool grows = i % 3000 < 1500;
-        if (m_random.Below(100) < (grows ? 85u : 25u))
-            both.Add(key, record);
+        if (m_random.below(100) < (grows ? 85u : 25u))
+            both.add(key, record);
         else
-            both.Delete(key, record);
+            both.erase(key, record);
         if (i % 3 == 0)
-            Ask(both, key);
+            ask(both, key);
         if (i % 50 == 0)
-            both.Compare();
+            both.compare();
     }
-    both.Compare();
+    both.compare();
 }
 
-QTEST_GUILESS_MAIN(TestPlainBTree)
+QTEST_GUILESS_MAIN(PlainBTreeTest)
 #include "tst_plainbtree.moc"

@@ -47,7 +47,7 @@ private:
 
 } // namespace
 
-class TestRecordBlocks : public QObject
+class RecordBlocksTest : public QObject
 {
     Q_OBJECT
 
@@ -55,7 +55,7 @@ private:
     QTemporaryDir m_folder;
     const std::string m_path = m_folder.filePath("a.dat").toStdString();
 
-    static bool IsRecord(const std::uint8_t* record, int number)
+    static bool isRecord(const std::uint8_t* record, int number)
     {
         return record && record[0] == 0 && record[4] == number % 251 && record[99] == number / 251;
     }
@@ -80,10 +80,10 @@ private slots:
     {
         CountedFiles files;
         RecordBlocks records(m_path, length, &files);
-        QCOMPARE(records.count(), 50000);
-        QCOMPARE(records.fileSize(), 5000004);
+        QCOMPARE(records.Count(), 50000);
+        QCOMPARE(records.FileSize(), 5000004);
         for (int i = 0; i < 50000; ++i)
-            QVERIFY(IsRecord(records.Read(i), i));
+            QVERIFY(isRecord(records.Read(i), i));
         QVERIFY(!records.Read(50000));
         QVERIFY(!records.Read(-1));
         QVERIFY2(files.reads <= 7, qPrintable(QString::number(files.reads)));
@@ -130,10 +130,10 @@ private slots:
     {
         CountedFiles files;
         RecordBlocks records(m_path, length, &files);
-        QVERIFY(IsRecord(records.Read(1), 1));
+        QVERIFY(isRecord(records.Read(1), 1));
         for (int i = 2; i < 100; ++i) {
-            QVERIFY(IsRecord(records.Read(i), i));
-            QVERIFY(IsRecord(records.Read(49000 - 50 * i), 49000 - 50 * i));
+            QVERIFY(isRecord(records.Read(i), i));
+            QVERIFY(isRecord(records.Read(49000 - 50 * i), 49000 - 50 * i));
         }
         QCOMPARE(files.reads, 1 + 98);
     }
@@ -144,7 +144,7 @@ private slots:
         files.bad = 777 * length + 5;
         RecordBlocks records(m_path, length, &files);
         for (int i = 1; i < 50000; ++i)
-            QCOMPARE(IsRecord(records.Read(i), i), i != 777);
+            QCOMPARE(isRecord(records.Read(i), i), i != 777);
     }
 
     void whatIsNoFileHasNoRecords()
@@ -154,7 +154,7 @@ private slots:
         for (const char* const path : { pipe.constData(), "/", "/nonexistent" }) {
             RecordBlocks records(path, length);
             QVERIFY(!records);
-            QCOMPARE(records.count(), 0);
+            QCOMPARE(records.Count(), 0);
             QVERIFY(!records.Read(0));
         }
     }
@@ -167,5 +167,5 @@ private slots:
     }
 };
 
-QTEST_GUILESS_MAIN(TestRecordBlocks)
+QTEST_GUILESS_MAIN(RecordBlocksTest)
 #include "tst_recordblocks.moc"

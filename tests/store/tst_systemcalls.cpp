@@ -71,7 +71,7 @@ QString CostOf(const std::function<void()>& work)
 
 } // namespace
 
-class TestSystemCalls : public QObject
+class SystemCallsTest : public QObject
 {
     Q_OBJECT
 
@@ -87,16 +87,16 @@ private slots:
     void notes();
 
 private:
-    std::string Path(const char* name) const { return m_folder->filePath(name).toStdString(); }
+    std::string path(const char* name) const { return m_folder->filePath(name).toStdString(); }
 
     std::unique_ptr<QTemporaryDir> m_folder;
 };
 
-void TestSystemCalls::dataFiles()
+void SystemCallsTest::dataFiles()
 {
     constexpr int length = 2012;
     DataFile* file = nullptr;
-    const std::string path = Path("data");
+    const std::string path = this->path("data");
     std::vector<std::uint8_t> room(5 * length);
     std::uint32_t number = 0;
     const auto add = [&] { AddRec(file, &number, room.data()); };
@@ -120,10 +120,10 @@ void TestSystemCalls::dataFiles()
     CloseDataFile(file);
 }
 
-void TestSystemCalls::flushingDataFiles()
+void SystemCallsTest::flushingDataFiles()
 {
     constexpr int length = 100;
-    DataFile* const file = MakeOwnDataFile(&testFiles, Path("data").c_str(), length);
+    DataFile* const file = MakeOwnDataFile(&testFiles, path("data").c_str(), length);
     std::vector<std::uint8_t> room(length);
     std::uint32_t number = 0;
     ToggleFlushing(file, 1, 0);
@@ -135,9 +135,9 @@ void TestSystemCalls::flushingDataFiles()
     CloseDataFile(file);
 }
 
-void TestSystemCalls::indexes()
+void SystemCallsTest::indexes()
 {
-    IndexFile* index = MakeOwnIndex(&testFiles, Path("index").c_str(), 12, 0);
+    IndexFile* index = MakeOwnIndex(&testFiles, path("index").c_str(), 12, 0);
     std::uint32_t record = 0;
     char key[13];
     const auto set = [&](std::uint32_t n) { std::snprintf(key, sizeof key, "%08u", record = n); };
@@ -159,7 +159,7 @@ void TestSystemCalls::indexes()
     // The pages, sixteen per transfer, and the header.
     QCOMPARE(CostOf([&] { CloseIndex(index); }), Text(((pages + 15) / 16 + 1) * writing));
 
-    index = OpenOwnIndex(&testFiles, Path("index").c_str(), 12, 0);
+    index = OpenOwnIndex(&testFiles, path("index").c_str(), 12, 0);
     QCOMPARE(CostOf([&] { find(1000); }), Text(3 * reading));
     QCOMPARE(CostOf([&] { find(1000); }), Text(nothing));
     TaOpenIndex(index);
@@ -174,9 +174,9 @@ void TestSystemCalls::indexes()
     QCOMPARE(CostOf([&] { CloseIndex(index); }), Text(3 * writing));
 }
 
-void TestSystemCalls::flushingIndexes()
+void SystemCallsTest::flushingIndexes()
 {
-    IndexFile* index = MakeOwnIndex(&testFiles, Path("index").c_str(), 12, 0);
+    IndexFile* index = MakeOwnIndex(&testFiles, path("index").c_str(), 12, 0);
     std::uint32_t record = 0;
     char key[13];
     const auto set = [&](std::uint32_t n) { std::snprintf(key, sizeof key, "%08u", record = n); };
@@ -200,10 +200,10 @@ void TestSystemCalls::flushingIndexes()
     CloseIndex(index);
 }
 
-void TestSystemCalls::notes()
+void SystemCallsTest::notes()
 {
     CNote notes(&testFiles);
-    QVERIFY(notes.Create(Path("notes").c_str()));
+    QVERIFY(notes.Create(path("notes").c_str()));
     const std::string text(100000, 'n');
     const auto save = [&](int length) { notes.SaveNote(text.data(), length); };
     const Cost opening = { 1, 0, 0, 0, 0 };
@@ -227,5 +227,5 @@ void TestSystemCalls::notes()
     QCOMPARE(CostOf([&] { notes.DeleteNote(7); }), Text(opening + asking + readingOn));
 }
 
-QTEST_GUILESS_MAIN(TestSystemCalls)
+QTEST_GUILESS_MAIN(SystemCallsTest)
 #include "tst_systemcalls.moc"

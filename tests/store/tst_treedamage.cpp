@@ -11,10 +11,9 @@
 #include "store/notesheap.h"
 #include "store/pagecache.h"
 #include "tests/store/damage.h"
-#include "tests/store/storetest.h"
+#include "tests/store/storefixture.h"
 
 #include <QFile>
-#include <QTemporaryDir>
 #include <QtTest>
 
 #include <cstdlib>
@@ -41,14 +40,14 @@ TreeFile SmallestTreeOfThreeLevels()
     std::vector<std::uint32_t> children[2], keys[2];
     for (std::uint32_t leaf = 1; leaf <= leaves; ++leaf) {
         const int half = leaf <= leaves / 2 ? 0 : 1;
-        tree.AddLeaf(26 * (leaf - 1) + 1, 25);
+        tree.addLeaf(26 * (leaf - 1) + 1, 25);
         children[half].push_back(leaf);
         if (leaf % (leaves / 2) != 0)
             keys[half].push_back(26 * leaf);
     }
-    tree.AddInner(children[0], keys[0]);
-    tree.AddInner(children[1], keys[1]);
-    tree.AddInner({ lower, upper }, { 26 * leaves / 2 });
+    tree.addInner(children[0], keys[0]);
+    tree.addInner(children[1], keys[1]);
+    tree.addInner({ lower, upper }, { 26 * leaves / 2 });
     return tree;
 }
 
@@ -61,18 +60,11 @@ Damage Child(std::uint32_t page, int position, std::uint32_t child)
 
 Q_DECLARE_METATYPE(Damage)
 
-class TestTreeDamage : public QObject
+class TreeDamageTest : public StoreTest
 {
     Q_OBJECT
 
 private slots:
-    void initTestCase()
-    {
-        QCOMPARE(InitIndex(), 0);
-        m_random = Random::Announced();
-    }
-    void cleanupTestCase() { UnInitIndex(); }
-
     void theTreeIsSoundUndamaged();
     void joiningPagesThatDoNotFitTogetherFails_data();
     void joiningPagesThatDoNotFitTogetherFails();
@@ -96,36 +88,17 @@ private slots:
 private:
     using Change = std::function<int(IndexFile*)>;
 
-    QByteArray Load(const std::string& name = "file") const
+    IndexFile* open(bool flushing = false, int length = keyLength) const
     {
-        QFile file(m_folder.filePath(QString::fromStdString(name)));
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    }
-    void Store(const QByteArray& bytes, const std::string& name = "file") const
-    {
-        QFile file(m_folder.filePath(QString::fromStdString(name)));
-        file.remove();
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        QCOMPARE(file.write(bytes), qint64(bytes.size()));
-    }
-    IndexFile* Open(bool flushing = false, int length = keyLength) const
-    {
-        IndexFile* const index = OpenIndex(0, Path().c_str(), std::int16_t(length), 0);
+        IndexFile* const index = OpenIndex(0, path().c_str(), std::int16_t(length), 0);
         if (index && flushing)
             ToggleFlushing(index, 1, 1);
         return index;
     }
-    std::string Path(const std::string& name = "file") const
-    {
-        return m_folder.filePath(QString::fromStdString(name)).toStdString();
-    }
-    void FailsAndChangesNothing(const QByteArray& bytes, const Change& change,
+    void failsAndChangesNothing(const QByteArray& bytes, const Change& change,
                                 int length = keyLength) const;
-    void MixPages(QByteArray* bytes, int length);
-    void Use(IndexFile* index, const std::string& path, int steps);
-
-    QTemporaryDir m_folder;
-    Random m_random{ 0 };
+    void mixPages(QByteArray* bytes, int length);
+    void use(IndexFile* index, const std::string& path, int steps);
 };
 
 namespace
@@ -150,12 +123,12 @@ bool Find(IndexFile* index, std::uint32_t number)
 
 } // namespace
 
-void TestTreeDamage::FailsAndChangesNothing(const QByteArray& bytes, const Change& change,
+void TreeDamageTest::failsAndChangesNothing(const QByteArray& bytes, const Change& change,
                                             int length) const
 {
     for (const bool flushing : { false, true }) {
-        Store(bytes);
-        IndexFile* const index = Open(flushing, length);
+        store(bytes);
+        IndexFile* const index = open(flushing, length);
         QVERIFY(index);
         for (int i = 0; i < 2; ++i) {
             QCOMPARE(change(index), -1);
@@ -163,22 +136,22 @@ void TestTreeDamage::FailsAndChangesNothing(const QByteArray& bytes, const Chang
             QVERIFY(NoPageIsOverfull(index));
         }
         QCOMPARE(CloseIndex(index), 0);
-        QVERIFY(Load() == bytes);
+        QVERIFY(load() == bytes);
     }
 }
 
-void TestTreeDamage::theTreeIsSoundUndamaged()
+void TreeDamageTest::theTreeIsSoundUndamaged()
 {
-    Store(SmallestTreeOfThreeLevels().Bytes(root));
-    QCOMPARE(CheckIndex(Path(), keyLength, false), Findings());
-    IndexFile* const index = Open();
+    store(SmallestTreeOfThreeLevels().bytes(root));
+    QCOMPARE(CheckIndex(path(), keyLength, false), Findings());
+    IndexFile* const index = open();
     QCOMPARE(Delete(index, 1), 0);
     QCOMPARE(index->rootPage, lower);
     QCOMPARE(CloseIndex(index), 0);
-    QCOMPARE(CheckIndex(Path(), keyLength, false), Findings());
+    QCOMPARE(CheckIndex(path(), keyLength, false), Findings());
 }
 
-void TestTreeDamage::joiningPagesThatDoNotFitTogetherFails_data()
+void TreeDamageTest::joiningPagesThatDoNotFitTogetherFails_data()
 {
     QTest::addColumn<Damage>("damage");
     QTest::newRow("the sibling is above the root") << Child(upper, 4, root);
@@ -201,23 +174,23 @@ void TestTreeDamage::joiningPagesThatDoNotFitTogetherFails_data()
 
 // An item of the first leaf is deleted: that leaf, and the page above it, would be joined
 // with their siblings.
-void TestTreeDamage::joiningPagesThatDoNotFitTogetherFails()
+void TreeDamageTest::joiningPagesThatDoNotFitTogetherFails()
 {
     QFETCH(Damage, damage);
     TreeFile tree = SmallestTreeOfThreeLevels();
     damage(tree);
-    FailsAndChangesNothing(tree.Bytes(root), [](IndexFile* index) { return Delete(index, 1); });
+    failsAndChangesNothing(tree.bytes(root), [](IndexFile* index) { return Delete(index, 1); });
 }
 
-void TestTreeDamage::pageThatIsItsOwnSiblingFailsADeletion()
+void TreeDamageTest::pageThatIsItsOwnSiblingFailsADeletion()
 {
     TreeFile tree;
-    tree.AddLeaf(1, 25);
-    tree.AddInner({ 1, 1 }, { 26 });
-    FailsAndChangesNothing(tree.Bytes(2), [](IndexFile* index) { return Delete(index, 5); });
+    tree.addLeaf(1, 25);
+    tree.addInner({ 1, 1 }, { 26 });
+    failsAndChangesNothing(tree.bytes(2), [](IndexFile* index) { return Delete(index, 5); });
 }
 
-void TestTreeDamage::pageTwiceBelowItsParentFailsADeletion_data()
+void TreeDamageTest::pageTwiceBelowItsParentFailsADeletion_data()
 {
     QTest::addColumn<Damage>("damage");
     QTest::newRow("the sibling") << Child(4, 2, 2);
@@ -225,61 +198,61 @@ void TestTreeDamage::pageTwiceBelowItsParentFailsADeletion_data()
 }
 
 // The freed page would stay below its parent.
-void TestTreeDamage::pageTwiceBelowItsParentFailsADeletion()
+void TreeDamageTest::pageTwiceBelowItsParentFailsADeletion()
 {
     QFETCH(Damage, damage);
     TreeFile tree;
-    tree.AddLeaf(1, 25);
-    tree.AddLeaf(27, 25);
-    tree.AddLeaf(53, 25);
-    tree.AddInner({ 1, 2, 3 }, { 26, 52 });
+    tree.addLeaf(1, 25);
+    tree.addLeaf(27, 25);
+    tree.addLeaf(53, 25);
+    tree.addInner({ 1, 2, 3 }, { 26, 52 });
     damage(tree);
-    FailsAndChangesNothing(tree.Bytes(4), [](IndexFile* index) { return Delete(index, 5); });
+    failsAndChangesNothing(tree.bytes(4), [](IndexFile* index) { return Delete(index, 5); });
 }
 
-void TestTreeDamage::copyOfAPageFailsADeletionWithTheLongestKeys()
+void TreeDamageTest::copyOfAPageFailsADeletionWithTheLongestKeys()
 {
     TreeFile tree(longestKey);
-    tree.AddLeaf(1, 25);
-    tree.AddLeaf(1, 25);
-    tree.AddInner({ 1, 2 }, { 26 });
-    FailsAndChangesNothing(
-        tree.Bytes(3), [](IndexFile* index) { return Delete(index, 5); }, longestKey);
+    tree.addLeaf(1, 25);
+    tree.addLeaf(1, 25);
+    tree.addInner({ 1, 2 }, { 26 });
+    failsAndChangesNothing(
+        tree.bytes(3), [](IndexFile* index) { return Delete(index, 5); }, longestKey);
 }
 
 // In the file both are the same, but they are not copies of one item.
-void TestTreeDamage::longestKeysThatWereCutAlikeStay()
+void TreeDamageTest::longestKeysThatWereCutAlikeStay()
 {
     TreeFile tree(longestKey);
-    tree.AddLeaf(1, 25);
-    tree.AddLeaf(100027, 25);
-    tree.AddInner({ 1, 2 }, { 26 });
+    tree.addLeaf(1, 25);
+    tree.addLeaf(100027, 25);
+    tree.addInner({ 1, 2 }, { 26 });
     const std::string cut(keptKeyBytes, '0');
     tree[1].items[25] = MakeItem((Key(25) + cut).substr(0, keptKeyBytes).c_str(), 25);
     tree[3].items[1] = MakeItem((Key(25) + cut).substr(0, keptKeyBytes).c_str(), 26);
     tree[3].items[1].child = 2;
-    Store(tree.Bytes(3));
-    IndexFile* const index = Open(false, longestKey);
+    store(tree.bytes(3));
+    IndexFile* const index = open(false, longestKey);
     QCOMPARE(Delete(index, 3), 0);
     QCOMPARE(CloseIndex(index), 0);
     std::vector<IndexEntry> entries;
-    CheckIndex(Path(), longestKey, false, &entries);
+    CheckIndex(path(), longestKey, false, &entries);
     QCOMPARE(entries.size(), std::size_t(50));
 }
 
 // A search for the bound ends in the middle of the leaf, but its first and last items are
 // inside: there is nothing to leave out.
-void TestTreeDamage::itemsInNoOrderFailAnAdditionToAFullLeaf()
+void TreeDamageTest::itemsInNoOrderFailAnAdditionToAFullLeaf()
 {
     TreeFile tree;
-    tree.AddLeaf(1, 25);
-    tree.AddLeaf(27, 50);
-    tree.AddInner({ 1, 2 }, { 26 });
+    tree.addLeaf(1, 25);
+    tree.addLeaf(27, 50);
+    tree.addInner({ 1, 2 }, { 26 });
     tree[2].items[25] = MakeItem(Key(0).c_str(), 0);
-    FailsAndChangesNothing(tree.Bytes(3), [](IndexFile* index) { return Add(index, 77); });
+    failsAndChangesNothing(tree.bytes(3), [](IndexFile* index) { return Add(index, 77); });
 }
 
-void TestTreeDamage::freeChainIntoTheTreeFailsASplit_data()
+void TreeDamageTest::freeChainIntoTheTreeFailsASplit_data()
 {
     QTest::addColumn<int>("page");
     QTest::addColumn<bool>("inMemory");
@@ -293,7 +266,7 @@ void TestTreeDamage::freeChainIntoTheTreeFailsASplit_data()
 }
 
 // The count of a page looks like a link to the next free one.
-void TestTreeDamage::freeChainIntoTheTreeFailsASplit()
+void TreeDamageTest::freeChainIntoTheTreeFailsASplit()
 {
     QFETCH(int, page);
     QFETCH(bool, inMemory);
@@ -301,34 +274,34 @@ void TestTreeDamage::freeChainIntoTheTreeFailsASplit()
     tree[1].count = 50;
     for (int i = 1; i <= 50; ++i)
         tree[1].items[i] = MakeItem((Key(1) + char('0' + i)).c_str(), std::uint32_t(i));
-    tree.Free(page);
-    FailsAndChangesNothing(tree.Bytes(root), [inMemory](IndexFile* index) {
+    tree.free(page);
+    failsAndChangesNothing(tree.bytes(root), [inMemory](IndexFile* index) {
         if (inMemory && !Find(index, 29 * 26 + 1))
             return 0;
         return Add(index, 2);
     });
-    IndexFile* const index = Open();
+    IndexFile* const index = open();
     for (std::uint32_t number = 26; number < 26 * leaves; ++number)
         QVERIFY(Find(index, number));
     CloseIndex(index);
 }
 
-void TestTreeDamage::freePageThatLooksLikeAnotherIsUsed_data()
+void TreeDamageTest::freePageThatLooksLikeAnotherIsUsed_data()
 {
     QTest::addColumn<Damage>("content");
-    QTest::newRow("zeros") << Damage([](TreeFile& tree) { tree.AddLeaf(0, 0); });
+    QTest::newRow("zeros") << Damage([](TreeFile& tree) { tree.addLeaf(0, 0); });
     QTest::newRow("one empty key") << Damage([](TreeFile& tree) {
-        tree.AddLeaf(0, 1);
+        tree.addLeaf(0, 1);
         tree[root + 1].items[1] = IndexItem{};
     });
-    QTest::newRow("what it was") << Damage([](TreeFile& tree) { tree.AddLeaf(100, 25); });
+    QTest::newRow("what it was") << Damage([](TreeFile& tree) { tree.addLeaf(100, 25); });
     QTest::newRow("what it was: an inner page") << Damage([](TreeFile& tree) {
-        tree.AddInner({ 3, 4 }, { 78 });
+        tree.addInner({ 3, 4 }, { 78 });
     });
 }
 
 // Other programs leave the old content in a freed page.
-void TestTreeDamage::freePageThatLooksLikeAnotherIsUsed()
+void TreeDamageTest::freePageThatLooksLikeAnotherIsUsed()
 {
     QFETCH(Damage, content);
     TreeFile tree = SmallestTreeOfThreeLevels();
@@ -336,46 +309,46 @@ void TestTreeDamage::freePageThatLooksLikeAnotherIsUsed()
     for (int i = 1; i <= 50; ++i)
         tree[1].items[i] = MakeItem((Key(1) + char('0' + i)).c_str(), std::uint32_t(i));
     content(tree);
-    tree.Free(int(root) + 1);
-    QByteArray bytes = tree.Bytes(root);
+    tree.free(int(root) + 1);
+    QByteArray bytes = tree.bytes(root);
     const int link = bytes.size() - pageLength;
     if (Get32(bytes, link) == 0)
         Put32(&bytes, link, 0xffffffff);
-    Store(bytes);
-    IndexFile* const index = Open();
+    store(bytes);
+    IndexFile* const index = open();
     QCOMPARE(Add(index, 2), 0);
     QCOMPARE(FileLen(index->dataFile), root + 2);
     QVERIFY(Find(index, 2));
     QCOMPARE(CloseIndex(index), 0);
-    QCOMPARE(int(Load().at(link)), pageOrder);
+    QCOMPARE(int(load().at(link)), pageOrder);
 }
 
-void TestTreeDamage::fullTreeOf16LevelsDoesNotGrow()
+void TreeDamageTest::fullTreeOf16LevelsDoesNotGrow()
 {
     TreeFile tree;
     for (std::uint32_t page = 1; page < deepestTree; ++page) {
         std::vector<std::uint32_t> keys;
         for (std::uint32_t i = 0; i < pageItems; ++i)
             keys.push_back(1000 * (deepestTree - page) + i);
-        tree.AddInner(std::vector<std::uint32_t>(pageItems + 1, page + 1), keys);
+        tree.addInner(std::vector<std::uint32_t>(pageItems + 1, page + 1), keys);
     }
-    tree.AddLeaf(10, pageItems);
-    FailsAndChangesNothing(tree.Bytes(1), [](IndexFile* index) { return Add(index, 1); });
+    tree.addLeaf(10, pageItems);
+    failsAndChangesNothing(tree.bytes(1), [](IndexFile* index) { return Add(index, 1); });
 }
 
 // A page with items outside its bounds is used for a change without these; if the change
 // fails, they are still there.
-void TestTreeDamage::failedChangeLeavesNothingOut()
+void TreeDamageTest::failedChangeLeavesNothingOut()
 {
     TreeFile tree;
-    tree.AddLeaf(1, 25);
-    tree.AddLeaf(101, 24);
-    tree.AddLeaf(201, 3);
-    tree.AddInner({ 1, 2, 3 }, { 100, 200 });
+    tree.addLeaf(1, 25);
+    tree.addLeaf(101, 24);
+    tree.addLeaf(201, 3);
+    tree.addInner({ 1, 2, 3 }, { 100, 200 });
     tree[2].count = 25;
     tree[2].items[25] = MakeItem(Key(300).c_str(), 300);
-    Store(tree.Bytes(4));
-    IndexFile* const index = Open();
+    store(tree.bytes(4));
+    IndexFile* const index = open();
     QCOMPARE(Delete(index, 101), -1);
     QCOMPARE(taerror, int(taDamaged));
     QCOMPARE(Add(index, 130), 0);
@@ -383,11 +356,11 @@ void TestTreeDamage::failedChangeLeavesNothingOut()
     tree[2].items[26] = tree[2].items[25];
     tree[2].items[25] = MakeItem(Key(130).c_str(), 130);
     ++tree[2].count;
-    QVERIFY(Load() == tree.Bytes(4));
+    QVERIFY(load() == tree.bytes(4));
 }
 
 // The pages above the leaf do not change, so they keep in memory what they have in the file.
-void TestTreeDamage::additionLeavesCopiesOutOfItsLeafOnly()
+void TreeDamageTest::additionLeavesCopiesOutOfItsLeafOnly()
 {
     TreeFile tree = SmallestTreeOfThreeLevels();
     IndexItem copy = MakeItem(Key(26 * (upper - 1)).c_str(), 1);
@@ -395,38 +368,38 @@ void TestTreeDamage::additionLeavesCopiesOutOfItsLeafOnly()
     tree[lower].items[++tree[lower].count] = copy;
     for (std::uint32_t i = 1; i <= pageOrder; ++i)
         tree[1].items[++tree[1].count] = MakeItem(Key(26 * leaves + i).c_str(), i);
-    Store(tree.Bytes(root));
-    IndexFile* const index = Open();
+    store(tree.bytes(root));
+    IndexFile* const index = open();
     QCOMPARE(Add(index, 0), 0);
     Page* page;
     QCOMPARE(tagetpage(index, 1, &page), 0);
-    QCOMPARE(page->count(), pageOrder + 1);
+    QCOMPARE(page->Count(), pageOrder + 1);
     QCOMPARE(tagetpage(index, lower, &page), 0);
-    QCOMPARE(page->count(), pageOrder + 1);
+    QCOMPARE(page->Count(), pageOrder + 1);
     QCOMPARE(CloseIndex(index), 0);
     tree[1] = IndexPage{};
     for (int i = 0; i <= pageOrder; ++i)
         tree[1].items[++tree[1].count] = MakeItem(Key(std::uint32_t(i)).c_str(), std::uint32_t(i));
-    QVERIFY(Load() == tree.Bytes(root));
+    QVERIFY(load() == tree.bytes(root));
 }
 
 // ---- at random ----
 
 // Copies pages over others, and changes children, the chain of free pages and counts.
-void TestTreeDamage::MixPages(QByteArray* bytes, int length)
+void TreeDamageTest::mixPages(QByteArray* bytes, int length)
 {
     const int size = PackedLength(length);
     const int pages = bytes->size() / size;
     const int stride = length == longestKey ? int(sizeof(IndexItem)) : length + 9;
-    const auto page = [&] { return int(m_random.Below(pages - 1)) + 1; };
-    const int times = int(m_random.Below(4)) + 1;
+    const auto page = [&] { return int(m_random.below(pages - 1)) + 1; };
+    const int times = int(m_random.below(4)) + 1;
     for (int i = 0; i < times; ++i) {
         const int at = page() * size;
         // Half of the children are changed in the root.
         const int inner
-            = m_random.Below(2) == 0 ? int(Get32(*bytes, 8) % std::uint32_t(pages)) * size : at;
-        const int item = inner + 8 + int(m_random.Below(20)) * stride;
-        switch (m_random.Below(8)) {
+            = m_random.below(2) == 0 ? int(Get32(*bytes, 8) % std::uint32_t(pages)) * size : at;
+        const int item = inner + 8 + int(m_random.below(20)) * stride;
+        switch (m_random.below(8)) {
         case 0:
         case 1:
             bytes->replace(at, size, bytes->mid(page() * size, size));
@@ -434,7 +407,7 @@ void TestTreeDamage::MixPages(QByteArray* bytes, int length)
         case 2:
         case 3:
             if (Get32(*bytes, inner + 4) != 0)
-                Put32(bytes, m_random.Below(8) == 0 ? inner + 4 : item + 4, std::uint32_t(page()));
+                Put32(bytes, m_random.below(8) == 0 ? inner + 4 : item + 4, std::uint32_t(page()));
             break;
         case 4:
             Put32(bytes, 0, std::uint32_t(page()));
@@ -443,7 +416,7 @@ void TestTreeDamage::MixPages(QByteArray* bytes, int length)
             Put32(bytes, at, std::uint32_t(page()));
             break;
         case 6:
-            (*bytes)[at] = char(m_random.Below(pageItems) + 1);
+            (*bytes)[at] = char(m_random.below(pageItems) + 1);
             break;
         default:
             bytes->replace(item + 8, length, bytes->mid(page() * size + 16, length));
@@ -452,19 +425,19 @@ void TestTreeDamage::MixPages(QByteArray* bytes, int length)
 }
 
 // Makes changes and lookups, until one fails for another reason than damage.
-void TestTreeDamage::Use(IndexFile* index, const std::string& name, int steps)
+void TreeDamageTest::use(IndexFile* index, const std::string& name, int steps)
 {
     const bool flushing = index->dataFile->flushing != 0;
     for (int i = 0; i < steps; ++i) {
-        std::uint32_t record = m_random.Below(1500);
+        std::uint32_t record = m_random.below(1500);
         const std::uint32_t number = record;
         KeyBuffer key(Key(number), index->keyLength);
-        const std::uint32_t what = m_random.Below(10);
+        const std::uint32_t what = m_random.below(10);
         if (what < 5) {
             // A deletion that meets damage has written nothing.
-            const QByteArray before = flushing && what == 0 ? Load(name) : QByteArray();
+            const QByteArray before = flushing && what == 0 ? load(name) : QByteArray();
             if (DeleteKey(index, &record, key) != 0 && taerror == taDamaged && !before.isEmpty())
-                QVERIFY(Load(name) == before);
+                QVERIFY(load(name) == before);
         } else if (what < 8) {
             AddKey(index, &record, KeyBuffer(Key(number) + "x", index->keyLength));
         } else if (what == 8) {
@@ -477,7 +450,7 @@ void TestTreeDamage::Use(IndexFile* index, const std::string& name, int steps)
     }
 }
 
-void TestTreeDamage::pagesMixedAtRandom_data()
+void TreeDamageTest::pagesMixedAtRandom_data()
 {
     QTest::addColumn<int>("length");
     QTest::addColumn<bool>("duplicates");
@@ -488,12 +461,12 @@ void TestTreeDamage::pagesMixedAtRandom_data()
 }
 
 // Two damaged indexes at a time.
-void TestTreeDamage::pagesMixedAtRandom()
+void TreeDamageTest::pagesMixedAtRandom()
 {
     QFETCH(int, length);
     QFETCH(bool, duplicates);
     const auto open = [&](bool make, const std::string& name) {
-        return (make ? MakeIndex : OpenIndex)(0, Path(name).c_str(), std::int16_t(length),
+        return (make ? MakeIndex : OpenIndex)(0, path(name).c_str(), std::int16_t(length),
                                               duplicates);
     };
     IndexFile* index = open(true, "sound");
@@ -502,57 +475,57 @@ void TestTreeDamage::pagesMixedAtRandom()
     for (std::uint32_t i = 0; i < 500; i += 1 + i % 3)
         QCOMPARE(Delete(index, 1490 - 2 * i), 0);
     QCOMPARE(CloseIndex(index), 0);
-    const QByteArray sound = Load("sound");
+    const QByteArray sound = load("sound");
     for (int round = 0; round < 300 && !QTest::currentTestFailed(); ++round) {
         IndexFile* both[2];
         const std::string names[] = { "one", "two" };
         for (int i = 0; i < 2; ++i) {
             QByteArray bytes = sound;
-            MixPages(&bytes, length);
-            Store(bytes, names[i]);
-            CheckIndex(Path(names[i]), length, duplicates);
+            mixPages(&bytes, length);
+            store(bytes, names[i]);
+            CheckIndex(path(names[i]), length, duplicates);
             both[i] = open(false, names[i]);
             QVERIFY(both[i]);
-            if (m_random.Below(3) == 0)
+            if (m_random.below(3) == 0)
                 ToggleFlushing(both[i], 1, 1);
         }
         for (int i = 0; i < 8 && !QTest::currentTestFailed(); ++i)
-            Use(both[i % 2], names[i % 2], 12);
+            use(both[i % 2], names[i % 2], 12);
         for (int i = 0; i < 2; ++i) {
             QCOMPARE(CloseIndex(both[i]), 0);
-            CheckIndex(Path(names[i]), length, duplicates);
+            CheckIndex(path(names[i]), length, duplicates);
         }
     }
 }
 
 // The heap and the list of its free blocks are both damaged.
-void TestTreeDamage::notesWithPagesMixedAtRandom()
+void TreeDamageTest::notesWithPagesMixedAtRandom()
 {
     const std::string text(300, 't');
     std::vector<std::int32_t> offsets;
     CNote notes;
-    QVERIFY(notes.Create(Path("notes").c_str()));
+    QVERIFY(notes.Create(path("notes").c_str()));
     for (int i = 0; i < 1200; ++i)
         offsets.push_back(notes.SaveNote(text.data(), 5 + i * 37 % 200));
     for (std::size_t i = 0; i < offsets.size(); i += 2)
         QCOMPARE(notes.DeleteNote(offsets[i]), 0);
     notes.Close();
-    const QByteArray soundHeap = Load("notes.fil");
-    const QByteArray soundIndex = Load("notes.k1");
+    const QByteArray soundHeap = load("notes.fil");
+    const QByteArray soundIndex = load("notes.k1");
     for (int round = 0; round < 150 && !QTest::currentTestFailed(); ++round) {
         QByteArray heap = soundHeap;
-        for (std::uint32_t i = m_random.Below(20); i > 0; --i) {
-            const auto offset = int(offsets[m_random.Below(std::uint32_t(offsets.size()))]);
-            heap.replace(offset, 8, heap.mid(int(offsets[m_random.Below(1000)]), 8));
+        for (std::uint32_t i = m_random.below(20); i > 0; --i) {
+            const auto offset = int(offsets[m_random.below(std::uint32_t(offsets.size()))]);
+            heap.replace(offset, 8, heap.mid(int(offsets[m_random.below(1000)]), 8));
         }
         QByteArray index = soundIndex;
-        MixPages(&index, freeKeyLength);
-        Store(heap, "notes.fil");
-        Store(index, "notes.k1");
-        QVERIFY(notes.Open(Path("notes").c_str()));
+        mixPages(&index, freeKeyLength);
+        store(heap, "notes.fil");
+        store(index, "notes.k1");
+        QVERIFY(notes.Open(path("notes").c_str()));
         for (int i = 0; i < 25; ++i) {
-            const std::int32_t offset = offsets[m_random.Below(std::uint32_t(offsets.size()))];
-            const auto length = std::int32_t(m_random.Below(250));
+            const std::int32_t offset = offsets[m_random.below(std::uint32_t(offsets.size()))];
+            const auto length = std::int32_t(m_random.below(250));
             const std::int32_t saved = notes.SaveNote(text.data(), length);
             QVERIFY(saved < 0 || notes.NoteLength(saved) == length);
             notes.DeleteNote(offset);
@@ -563,5 +536,5 @@ void TestTreeDamage::notesWithPagesMixedAtRandom()
     }
 }
 
-QTEST_GUILESS_MAIN(TestTreeDamage)
+QTEST_GUILESS_MAIN(TreeDamageTest)
 #include "tst_treedamage.moc"

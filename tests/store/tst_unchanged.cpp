@@ -7,11 +7,11 @@
 #include "store/cnote.h"
 #include "store/indexfile.h"
 #include "store/ownfiles.h"
+#include "tests/store/numberedkeys.h"
+#include "tests/store/storefixture.h"
 #include "tests/store/storeshims.h"
-#include "tests/store/storetest.h"
 
 #include <QFile>
-#include <QTemporaryDir>
 #include <QtTest>
 
 #include <cstdlib>
@@ -21,28 +21,6 @@ using namespace Agent;
 
 namespace
 {
-
-constexpr int keyLength = 12;
-
-struct Key {
-    explicit Key(std::uint32_t number) { std::snprintf(text, sizeof text, "%08u", number); }
-    char text[keyLength + 1];
-};
-
-int Add(IndexFile* index, std::uint32_t number)
-{
-    return AddKey(index, &number, Key(number).text);
-}
-
-int Delete(IndexFile* index, std::uint32_t number)
-{
-    return DeleteKey(index, &number, Key(number).text);
-}
-
-int Find(IndexFile* index, std::uint32_t number)
-{
-    return FindKey(index, &number, Key(number).text);
-}
 
 int Walk(IndexFile* index)
 {
@@ -57,8 +35,8 @@ int Walk(IndexFile* index)
 // Operations that read an index, or are refused.
 void Read(IndexFile* index)
 {
-    QCOMPARE(Find(index, 3), 0);
-    QCOMPARE(Find(index, 1), -1);
+    QVERIFY(Find(index, 3));
+    QVERIFY(!Find(index, 1));
     QCOMPARE(Walk(index), 100);
     std::uint32_t record;
     QCOMPARE(FindPrevKey(index, &record, Key(99).text), 0);
@@ -79,15 +57,11 @@ int WritesOf(const std::function<void()>& work)
 
 } // namespace
 
-class TestUnchanged : public QObject
+class UnchangedTest : public StoreTest
 {
     Q_OBJECT
 
 private slots:
-    void initTestCase() { QCOMPARE(InitIndex(), 0); }
-    void cleanupTestCase() { UnInitIndex(); }
-    void init() { m_folder = std::make_unique<QTemporaryDir>(); }
-
     void indexThatWasReadWritesNothing_data();
     void indexThatWasReadWritesNothing();
     void newIndexIsWholeAtOnce();
@@ -101,43 +75,32 @@ private slots:
     void notesThatWereReadWriteNothing();
 
 private:
-    std::string Path(const char* name = "file") const
-    {
-        return m_folder->filePath(name).toStdString();
-    }
-    QByteArray Load(const char* name = "file") const
-    {
-        QFile file(m_folder->filePath(name));
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    }
-    IndexFile* Make() const { return MakeOwnIndex(&testFiles, Path().c_str(), keyLength, 0); }
-    IndexFile* Open() const { return OpenOwnIndex(&testFiles, Path().c_str(), keyLength, 0); }
+    IndexFile* make() const { return MakeOwnIndex(&testFiles, path().c_str(), keyLength, 0); }
+    IndexFile* open() const { return OpenOwnIndex(&testFiles, path().c_str(), keyLength, 0); }
     // The keys 3, 6, ...
-    void MakeKeys(int count) const
+    void makeKeys(int count) const
     {
-        IndexFile* const index = Make();
+        IndexFile* const index = make();
         for (int i = 1; i <= count; ++i)
             QCOMPARE(Add(index, std::uint32_t(3 * i)), 0);
         QCOMPARE(CloseIndex(index), 0);
     }
-
-    std::unique_ptr<QTemporaryDir> m_folder;
 };
 
-void TestUnchanged::indexThatWasReadWritesNothing_data()
+void UnchangedTest::indexThatWasReadWritesNothing_data()
 {
     QTest::addColumn<bool>("flushing");
     QTest::newRow("without flushing") << false;
     QTest::newRow("with flushing") << true;
 }
 
-void TestUnchanged::indexThatWasReadWritesNothing()
+void UnchangedTest::indexThatWasReadWritesNothing()
 {
     QFETCH(bool, flushing);
-    MakeKeys(100);
-    const QByteArray before = Load();
+    makeKeys(100);
+    const QByteArray before = load();
     QCOMPARE(WritesOf([&] {
-                 IndexFile* const index = Open();
+                 IndexFile* const index = open();
                  ToggleFlushing(index, flushing, 1);
                  Read(index);
                  QCOMPARE(TaCloseIndex(index), 0);
@@ -149,14 +112,14 @@ void TestUnchanged::indexThatWasReadWritesNothing()
                  QCOMPARE(CloseIndex(index), 0);
              }),
              0);
-    QVERIFY(Load() == before);
+    QVERIFY(load() == before);
 }
 
-void TestUnchanged::newIndexIsWholeAtOnce()
+void UnchangedTest::newIndexIsWholeAtOnce()
 {
-    IndexFile* index = Make();
-    const QByteArray made = Load();
-    QCOMPARE(CheckIndex(Path(), keyLength, false), Findings());
+    IndexFile* index = make();
+    const QByteArray made = load();
+    QCOMPARE(CheckIndex(path(), keyLength, false), Findings());
     QCOMPARE(WritesOf([&] {
                  QCOMPARE(Walk(index), 0);
                  ToggleFlushing(index, 1, 1);
@@ -164,81 +127,81 @@ void TestUnchanged::newIndexIsWholeAtOnce()
                  QCOMPARE(CloseIndex(index), 0);
              }),
              0);
-    QVERIFY(Load() == made);
+    QVERIFY(load() == made);
 }
 
-void TestUnchanged::newIndexThatCannotBeWrittenIsNone()
+void UnchangedTest::newIndexThatCannotBeWrittenIsNone()
 {
     const int descriptors = OpenDescriptors();
     for (int k = 0; k < 2; ++k) {
         FailingFiles files(Fault::Write, k, false);
         const UsedStoreFiles used(&files);
-        QVERIFY(!Make());
+        QVERIFY(!make());
         QCOMPARE(taerror, int(taWriteFailed));
     }
     QCOMPARE(OpenDescriptors(), descriptors);
 }
 
-void TestUnchanged::emptyIndexLeavesWhatAnotherAdded()
+void UnchangedTest::emptyIndexLeavesWhatAnotherAdded()
 {
-    IndexFile* const first = Make();
-    IndexFile* const second = Open();
+    IndexFile* const first = make();
+    IndexFile* const second = open();
     QCOMPARE(Add(second, 3), 0);
     QCOMPARE(CloseIndex(second), 0);
-    const QByteArray bytes = Load();
+    const QByteArray bytes = load();
     QCOMPARE(CloseIndex(first), 0);
-    QVERIFY(Load() == bytes);
-    IndexFile* const third = Open();
-    QCOMPARE(Find(third, 3), 0);
+    QVERIFY(load() == bytes);
+    IndexFile* const third = open();
+    QVERIFY(Find(third, 3));
     CloseIndex(third);
 }
 
 // An update replaces the file, under the same name.
-void TestUnchanged::readIndexLeavesWhatAnotherMade()
+void UnchangedTest::readIndexLeavesWhatAnotherMade()
 {
-    MakeKeys(2000);
-    IndexFile* const reader = Open();
+    makeKeys(2000);
+    IndexFile* const reader = open();
     QCOMPARE(Walk(reader), 2000);
-    MakeKeys(500);
-    const QByteArray bytes = Load();
+    makeKeys(500);
+    const QByteArray bytes = load();
     QCOMPARE(CloseIndex(reader), 0);
-    QVERIFY(Load() == bytes);
-    IndexFile* const after = Open();
+    QVERIFY(load() == bytes);
+    IndexFile* const after = open();
     QCOMPARE(Walk(after), 500);
     CloseIndex(after);
 }
 
-void TestUnchanged::indexWritesNothingASecondTime()
+void UnchangedTest::indexWritesNothingASecondTime()
 {
-    MakeKeys(100);
-    IndexFile* const index = Open();
+    makeKeys(100);
+    IndexFile* const index = open();
     QCOMPARE(Add(index, 1), 0);
     QVERIFY(WritesOf([&] { QCOMPARE(TaCloseIndex(index), 0); }) > 0);
-    const QByteArray bytes = Load();
+    const QByteArray bytes = load();
     QCOMPARE(WritesOf([&] {
                  QCOMPARE(TaCloseIndex(index), 0);
                  QCOMPARE(CloseIndex(index), 0);
              }),
              0);
-    QVERIFY(Load() == bytes);
+    QVERIFY(load() == bytes);
 }
 
-void TestUnchanged::forgottenChangesAreNotWritten()
+void UnchangedTest::forgottenChangesAreNotWritten()
 {
-    MakeKeys(100);
-    const QByteArray before = Load();
-    IndexFile* const index = Open();
+    makeKeys(100);
+    const QByteArray before = load();
+    IndexFile* const index = open();
     QCOMPARE(Add(index, 1), 0);
     QCOMPARE(TaOpenIndex(index), 0);
     QCOMPARE(CloseIndex(index), 0);
-    QVERIFY(Load() == before);
+    QVERIFY(load() == before);
 }
 
 // The header that was read at the beginning of the change may be outdated later.
-void TestUnchanged::failedChangeIsNotWrittenWithFlushing()
+void UnchangedTest::failedChangeIsNotWrittenWithFlushing()
 {
-    MakeKeys(50);
-    IndexFile* const index = Open();
+    makeKeys(50);
+    IndexFile* const index = open();
     ToggleFlushing(index, 1, 1);
     {
         // The new page of a split cannot be written.
@@ -247,30 +210,30 @@ void TestUnchanged::failedChangeIsNotWrittenWithFlushing()
         QCOMPARE(Add(index, 1), -1);
         QCOMPARE(taerror, int(taWriteFailed));
     }
-    IndexFile* const other = Open();
+    IndexFile* const other = open();
     QCOMPARE(Add(other, 1), 0);
     QCOMPARE(CloseIndex(other), 0);
-    const QByteArray bytes = Load();
+    const QByteArray bytes = load();
     QCOMPARE(CloseIndex(index), 0);
-    QVERIFY(Load() == bytes);
+    QVERIFY(load() == bytes);
 }
 
-void TestUnchanged::dataFileThatWasReadWritesNothing()
+void UnchangedTest::dataFileThatWasReadWritesNothing()
 {
     constexpr int length = 64;
     std::uint8_t record[length] = {};
     std::uint32_t number;
-    DataFile* file = MakeOwnDataFile(&testFiles, Path().c_str(), length);
-    const QByteArray made = Load();
+    DataFile* file = MakeOwnDataFile(&testFiles, path().c_str(), length);
+    const QByteArray made = load();
     QCOMPARE(WritesOf([&] { QCOMPARE(CloseDataFile(file), 0); }), 0);
-    QVERIFY(Load() == made);
+    QVERIFY(load() == made);
 
-    file = OpenOwnDataFile(&testFiles, Path().c_str(), length);
+    file = OpenOwnDataFile(&testFiles, path().c_str(), length);
     QCOMPARE(AddRec(file, &number, record), 0);
     QCOMPARE(CloseDataFile(file), 0);
-    const QByteArray before = Load();
+    const QByteArray before = load();
     QCOMPARE(WritesOf([&] {
-                 file = OpenOwnDataFile(&testFiles, Path().c_str(), length);
+                 file = OpenOwnDataFile(&testFiles, path().c_str(), length);
                  QCOMPARE(GetRec(file, 1, record), 0);
                  QCOMPARE(GetBigRec(file, 1, record, 1), 1u);
                  for (const std::uint8_t flushing : { 1, 0 }) {
@@ -282,32 +245,32 @@ void TestUnchanged::dataFileThatWasReadWritesNothing()
                  QCOMPARE(CloseDataFile(file), 0);
              }),
              0);
-    QVERIFY(Load() == before);
+    QVERIFY(load() == before);
 }
 
-void TestUnchanged::notesThatWereReadWriteNothing()
+void UnchangedTest::notesThatWereReadWriteNothing()
 {
     {
         CNote notes(&testFiles);
-        QVERIFY(notes.Create(Path("notes").c_str()));
+        QVERIFY(notes.Create(path("notes").c_str()));
         for (const char* text : { "one", "two", "three" })
             QVERIFY(notes.SaveNote(text, 3) >= 0);
         QCOMPARE(notes.DeleteNote(0), 0);
     }
-    const QByteArray heap = Load("notes.fil");
-    const QByteArray index = Load("notes.k1");
+    const QByteArray heap = load("notes.fil");
+    const QByteArray index = load("notes.k1");
     QCOMPARE(WritesOf([&] {
                  CNote notes(&testFiles);
-                 QVERIFY(notes.Open(Path("notes").c_str()));
+                 QVERIFY(notes.Open(path("notes").c_str()));
                  std::free(notes.ReadNote(11));
                  QCOMPARE(notes.NoteLength(11), 3);
                  notes.SetIndexFlushing();
                  notes.Close();
              }),
              0);
-    QVERIFY(Load("notes.fil") == heap);
-    QVERIFY(Load("notes.k1") == index);
+    QVERIFY(load("notes.fil") == heap);
+    QVERIFY(load("notes.k1") == index);
 }
 
-QTEST_GUILESS_MAIN(TestUnchanged)
+QTEST_GUILESS_MAIN(UnchangedTest)
 #include "tst_unchanged.moc"

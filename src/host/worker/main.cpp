@@ -40,13 +40,17 @@ struct Task {
 const Task tasks[] = {
     { "refresh-catalog", RefreshCatalog, true },
     { "refresh-sources", RefreshSources, true },
+    { "check-sources", CheckSources, true },
     { "aisles", FetchAisles, true },
     { "sync", SyncMachine, true },
     { "register", RegisterMachine, true },
     { "products", FetchProducts, true },
+    { "packages-of", FetchPackagesOf, true },
     { "record", RecordProducts, false },
     { "updates", FetchUpdates, true },
     { "note-update", NoteUpdate, false },
+    { "rebuild-catalog", RebuildCatalog, true },
+    { "repair-recent", RepairRecent, true },
     { "inhibit", InhibitShutdown, true },
 };
 

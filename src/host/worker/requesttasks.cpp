@@ -18,7 +18,7 @@ using namespace Agent;
 namespace
 {
 
-constexpr int Most = 20000; // entries of a list; no real store comes near
+constexpr int most = 20000; // entries of a list; no real store comes near
 
 // A text of a saved file, in which a plus sign is written as "%2b".
 QString Text(const std::string& text)
@@ -30,7 +30,7 @@ QJsonArray CategoriesOf(CXMLNode& aisle, int& count)
 {
     QJsonArray categories;
     for (const CXMLNode* category : aisle.ChildArray("category")) {
-        if (++count > Most)
+        if (++count > most)
             break;
         categories << QJsonObject{ { QStringLiteral("serial"),
                                      Text(category->Attribute("serialnumber", "")).toInt() },
@@ -44,7 +44,7 @@ QJsonArray AislesOf(CXMLNode& tree)
     QJsonArray aisles;
     int count = 0;
     for (CXMLNode* aisle : tree.ChildArray("aisle")) {
-        if (++count > Most)
+        if (++count > most)
             break;
         aisles << QJsonObject{ { QStringLiteral("name"), Text(aisle->Attribute("name", "")) },
                                { QStringLiteral("description"),
@@ -58,7 +58,7 @@ QJsonArray ApplicationsOf(CXMLNode& tree)
 {
     QJsonArray applications;
     for (CXMLNode* application : tree.ChildArray("application")) {
-        if (applications.size() >= Most)
+        if (applications.size() >= most)
             break;
         applications << QJsonObject{
             { QStringLiteral("serial"), Text(application->ChildValue("serialnumber", "")).toInt() },

@@ -230,12 +230,22 @@ Outcome RefreshSources(const QStringList&, Report& report)
     return BringSourcesUpToDate(Refresh::Always, report);
 }
 
-Outcome FetchProducts(const QStringList& words, Report& report)
+Outcome CheckSources(const QStringList&, Report& report)
+{
+    return BringSourcesUpToDate(Refresh::IfChanged, report);
+}
+
+Outcome FetchPackagesOf(const QStringList& words, Report&)
 {
     std::vector<long> serials;
     for (const QString& word : words)
         serials.push_back(word.toLong());
-    const Outcome products = AskForProducts(serials);
+    return AskForProducts(serials);
+}
+
+Outcome FetchProducts(const QStringList& words, Report& report)
+{
+    const Outcome products = FetchPackagesOf(words, report);
     if (products.code != AgentError::NoFailure)
         return products;
     Outcome outcome = BringSourcesUpToDate(Refresh::IfChanged, report);

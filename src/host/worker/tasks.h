@@ -43,13 +43,17 @@ private:
 // The tasks; `words` are those that follow the name of the task.
 Outcome RefreshCatalog(const QStringList& words, Report& report);
 Outcome RefreshSources(const QStringList& words, Report& report);
+Outcome CheckSources(const QStringList& words, Report& report);
 Outcome FetchAisles(const QStringList& words, Report& report);
 Outcome SyncMachine(const QStringList& words, Report& report);
 Outcome RegisterMachine(const QStringList& words, Report& report);
+Outcome FetchPackagesOf(const QStringList& words, Report& report);
 Outcome FetchProducts(const QStringList& words, Report& report);
 Outcome RecordProducts(const QStringList& words, Report& report);
 Outcome FetchUpdates(const QStringList& words, Report& report);
 Outcome NoteUpdate(const QStringList& words, Report& report);
+Outcome RebuildCatalog(const QStringList& words, Report& report);
+Outcome RepairRecent(const QStringList& words, Report& report);
 Outcome InhibitShutdown(const QStringList& words, Report& report);
 
 // Brings the package sources up to date: the lists of the store, and then the package lists of

@@ -1,0 +1,122 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The commands that change packages.
+
+#include "commands.h"
+#include "console.h"
+#include "names.h"
+#include "outcome.h"
+#include "transaction.h"
+
+#include <QJsonArray>
+
+using Pakmart::Plan;
+using Pakmart::PlanRow;
+using Pakmart::Request;
+
+int InstallCommand(Console& console, const QStringList& names, bool byPackage,
+                   const Consent& consent)
+{
+    Change change{ { Request::Install },
+                   consent,
+                   QStringLiteral("Download and install?"),
+                   QStringLiteral("Nothing was installed."),
+                   QString() };
+    if (byPackage)
+        change.request.packages = names;
+    else if (!FindProducts(console, names, change.request))
+        return ExitFailed;
+    const int status = CarryOut(console, change);
+    if (status == ExitFailed)
+        for (const QString& name : change.request.packages)
+            SayUnknown(console, name);
+    return status;
+}
+
+int RemoveCommand(Console& console, const QStringList& names, const Consent& consent)
+{
+    Change change{ { Request::Remove },
+                   consent,
+                   QStringLiteral("Remove?"),
+                   QStringLiteral("Nothing was removed."),
+                   QString() };
+    if (!FindPackages(console, names, change.request.packages))
+        return ExitFailed;
+    return CarryOut(console, change);
+}
+
+int ReinstallCommand(Console& console, const QStringList& names, const Consent& consent)
+{
+    Change change{ { Request::Reinstall },
+                   consent,
+                   QStringLiteral("Install again?"),
+                   QStringLiteral("Nothing was installed."),
+                   QString() };
+    if (!FindPackages(console, names, change.request.packages))
+        return ExitFailed;
+    return CarryOut(console, change);
+}
+
+int UpgradeCommand(Console& console, const QStringList& names, const Consent& consent)
+{
+    Change change{ { Request::Upgrade },
+                   consent,
+                   QStringLiteral("Upgrade?"),
+                   QStringLiteral("Nothing was upgraded."),
+                   QStringLiteral("There is nothing to upgrade.") };
+    if (!FindPackages(console, names, change.request.packages))
+        return ExitFailed;
+    return CarryOut(console, change);
+}
+
+int RepairCommand(Console& console, bool check, Consent consent)
+{
+    consent.dryRun = consent.dryRun || check;
+    Plan plan;
+    const int status = CarryOut(console,
+                                { { Request::Repair },
+                                  consent,
+                                  QStringLiteral("Repair?"),
+                                  QStringLiteral("Nothing was repaired."),
+                                  QStringLiteral("No package is broken.") },
+                                &plan);
+    return status == ExitDone && check && !plan.isEmpty() ? ExitFailed : status;
+}
+
+namespace
+{
+
+// The system's packages that have another version now, for programs.
+QJsonObject UpdateAsJson(const Plan& plan, bool agent)
+{
+    QJsonArray updated;
+    for (const PlanRow& row : plan.rows)
+        updated << QJsonObject{ { QStringLiteral("package"), row.package },
+                                { QStringLiteral("from"),
+                                  row.oldVersion.isEmpty() ? QJsonValue() : row.oldVersion },
+                                { QStringLiteral("to"), row.newVersion } };
+    return { { QStringLiteral("updated"), updated }, { QStringLiteral("agent"), agent } };
+}
+
+} // namespace
+
+int OSUpdateCommand(Console& console, const Consent& consent)
+{
+    console.Activity(QStringLiteral("Asking for updates of the system"));
+    Plan plan;
+    const int status = CarryOut(console,
+                                { { Request::SystemUpdate },
+                                  consent,
+                                  QStringLiteral("Update the system now?"),
+                                  QStringLiteral("Nothing was updated."),
+                                  QStringLiteral("The system is up to date.") },
+                                &plan);
+    if (status != ExitDone || consent.dryRun)
+        return status;
+    const bool agent = !plan.row(QStringLiteral("vantrelagent")).package.isEmpty();
+    console.SayJson(UpdateAsJson(plan, agent));
+    if (agent)
+        console.SayText(QStringLiteral("The agent itself was updated: restart its programs."));
+    return status;
+}

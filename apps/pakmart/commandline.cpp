@@ -1,0 +1,298 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "commandline.h"
+
+#include "commands.h"
+#include "console.h"
+
+#include <algorithm>
+#include <iterator>
+
+namespace
+{
+
+constexpr int many = -1; // arguments
+
+// The options of every command that changes packages.
+const QStringList changing{ QStringLiteral("dry-run"), QStringLiteral("allow-removals") };
+const QStringList none;
+
+DialogStyle StyleOf(const CommandLine& line)
+{
+    return { line.Has("dialogs"), line.Value("pictures") };
+}
+
+bool WantsDialogs(const CommandLine& line)
+{
+    return line.Has("dialogs") || line.Has("pictures");
+}
+
+int Install(Console& console, const CommandLine& line)
+{
+    const Consent consent = line.GetConsent();
+    if (WantsDialogs(line) && !consent.dryRun)
+        return InstallWithDialogs(console, line.Arguments(), line.Has("package"), consent.yes,
+                                  StyleOf(line));
+    return InstallCommand(console, line.Arguments(), line.Has("package"), consent);
+}
+
+int List(Console& console, const CommandLine& line)
+{
+    if (line.Has("installed") || line.Has("upgradable"))
+        return ListInstalledCommand(console, line.Has("upgradable"));
+    return ListCommand(console, line.Arguments().join(QLatin1Char(' ')));
+}
+
+// clang-format off
+const Command commands[] = {
+    { "update", "", 0, 0, none, "fetch the store's catalog",
+      [](Console& c, const CommandLine&) { return UpdateCommand(c); } },
+    { "categories", "", 0, 0, none, "show its categories",
+      [](Console& c, const CommandLine&) { return CategoriesCommand(c); } },
+    { "list", "CATEGORY", 0, many, { QStringLiteral("installed"), QStringLiteral("upgradable") },
+      "show the products of a category, or those that are installed or can be upgraded", List },
+    { "search", "WORD...", 1, many, none, "find products by name, package or description",
+      [](Console& c, const CommandLine& l) { return SearchCommand(c, l.Arguments()); } },
+    { "show", "NAME...", 1, many, none, "show all that is known of products",
+      [](Console& c, const CommandLine& l) { return ShowCommand(c, l.Arguments()); } },
+    { "install", "NAME...", 1, many, changing + QStringList{ QStringLiteral("package") },
+      "install products by their serial numbers, names or packages", Install },
+    { "remove", "NAME...", 1, many, changing, "remove packages",
+      [](Console& c, const CommandLine& l) { return RemoveCommand(c, l.Arguments(), l.GetConsent()); } },
+    { "reinstall", "NAME...", 1, many, changing, "install the same versions again",
+      [](Console& c, const CommandLine& l) { return ReinstallCommand(c, l.Arguments(), l.GetConsent()); } },
+    { "upgrade", "[NAME...]", 0, many, changing, "upgrade packages, or all of them",
+      [](Console& c, const CommandLine& l) { return UpgradeCommand(c, l.Arguments(), l.GetConsent()); } },
+    { "repair", "", 0, 0, changing + QStringList{ QStringLiteral("check") },
+      "finish what was interrupted, and mend packages that are installed in part",
+      [](Console& c, const CommandLine& l) { return RepairCommand(c, l.Has("check"), l.GetConsent()); } },
+    { "hold", "NAME...", 1, many, none, "keep packages in their versions",
+      [](Console& c, const CommandLine& l) { return HoldCommand(c, l.Arguments(), true); } },
+    { "unhold", "NAME...", 1, many, none, "let them be changed again",
+      [](Console& c, const CommandLine& l) { return HoldCommand(c, l.Arguments(), false); } },
+    { "installed", "[PATTERN]", 0, 1, none, "show the packages of this machine",
+      [](Console& c, const CommandLine& l) { return InstalledCommand(c, l.Arguments().value(0)); } },
+    { "depends", "NAME...", 1, many, none, "show what installed packages need",
+      [](Console& c, const CommandLine& l) { return DependsCommand(c, l.Arguments()); } },
+    { "why", "NAME...", 1, many, none, "show which installed packages need a package",
+      [](Console& c, const CommandLine& l) { return WhyCommand(c, l.Arguments()); } },
+    { "history", "", 0, 0, none, "show the changes of packages, newest first",
+      [](Console& c, const CommandLine&) { return HistoryCommand(c); } },
+    { "recent", "", 0, 0, { QStringLiteral("run") }, "show the applications used last, newest first",
+      [](Console& c, const CommandLine& l) { return RecentCommand(c, l.Value("run").toInt()); } },
+    { "forget", "SERIAL...", 1, many, none, "take applications out of that list",
+      [](Console& c, const CommandLine& l) { return ForgetCommand(c, l.Arguments()); } },
+    { "update-sources", "", 0, 0, none, "fetch the store's lists of package sources",
+      [](Console& c, const CommandLine& l) {
+          return WantsDialogs(l) ? UpdateSourcesWithDialogs(c, StyleOf(l)) : UpdateSourcesCommand(c);
+      } },
+    { "aisles", "", 0, 0, none, "fetch and show how the store is arranged",
+      [](Console& c, const CommandLine&) { return AislesCommand(c); } },
+    { "sync", "", 0, 0, none, "show what of your account is on this machine",
+      [](Console& c, const CommandLine&) { return SyncCommand(c); } },
+    { "os-update", "", 0, 0, changing, "bring the system's packages up to date",
+      [](Console& c, const CommandLine& l) { return OSUpdateCommand(c, l.GetConsent()); } },
+    { "status", "", 0, 0, none, "show whether the store can be reached",
+      [](Console& c, const CommandLine&) { return StatusCommand(c); } },
+    { "register", "", 0, 0, none, "report the system builder of this machine to the store",
+      [](Console& c, const CommandLine&) { return RegisterCommand(c); } },
+    { "help", "[COMMAND]", 0, 1, none, "show this text, or more of one command", nullptr },
+};
+
+struct Option {
+    const char* name;
+    const char* shortName;
+    const char* value; // what it takes; null: nothing
+    const char* summary;
+};
+
+const Option options[] = {
+    { "yes", "y", nullptr, "do not ask" },
+    { "dry-run", "", nullptr, "only show what would be done" },
+    { "allow-removals", "", nullptr, "packages that were not named may be removed" },
+    { "package", "", nullptr, "the names are those of packages, not of products" },
+    { "installed", "", nullptr, "products that are installed" },
+    { "upgradable", "", nullptr, "products with a newer version in the catalog" },
+    { "check", "", nullptr, "only show what is broken; fail if anything is" },
+    { "run", "", "N", "start the N-th application of the list" },
+    { "json", "", nullptr, "print the result, or the error, as one line of JSON" },
+    { "verbose", "v", nullptr, "show the lines of the package tools" },
+    { "dialogs", "", nullptr, "show the library's dialogs: install, update-sources" },
+    { "pictures", "", "DIR", "write a PNG picture of each dialog to DIR" },
+    { "help", "h", nullptr, "show help" },
+    { "version", "", nullptr, "show the version" },
+};
+// clang-format on
+
+const Command* Find(const QString& name)
+{
+    const auto found
+        = std::find_if(std::begin(commands), std::end(commands),
+                       [&](const Command& c) { return name == QLatin1String(c.name); });
+    return found == std::end(commands) ? nullptr : found;
+}
+
+// The commands that have an option; empty for an option of all commands.
+QStringList CommandsWith(const QString& option)
+{
+    QStringList names;
+    for (const Command& command : commands) {
+        if (command.options.contains(option))
+            names << QLatin1String(command.name);
+    }
+    return names;
+}
+
+QString Line(const QString& left, const char* summary)
+{
+    constexpr int column = 27;
+    return QLatin1String("  ") + left.leftJustified(column - 2)
+        + (left.size() > column - 3 ? QLatin1String("\n") + QString(column, QLatin1Char(' '))
+                                    : QString())
+        + QLatin1String(summary) + QLatin1Char('\n');
+}
+
+QString OptionLine(const Option& option)
+{
+    const QString shortName = *option.shortName
+        ? QStringLiteral("-%1, ").arg(QLatin1String(option.shortName))
+        : QStringLiteral("    ");
+    const QString value = option.value ? QLatin1Char(' ') + QLatin1String(option.value) : QString();
+    return Line(shortName + QLatin1String("--") + QLatin1String(option.name) + value,
+                option.summary);
+}
+
+// The options of a command, or with null those of all commands.
+QString OptionLines(const Command* command)
+{
+    QString text;
+    for (const Option& option : options) {
+        const QString name = QLatin1String(option.name);
+        if (command ? command->options.contains(name) : CommandsWith(name).isEmpty())
+            text += OptionLine(option);
+    }
+    return text;
+}
+
+QString Synopsis(const Command& command)
+{
+    return (QLatin1String(command.name) + QLatin1Char(' ') + QLatin1String(command.arguments))
+        .trimmed();
+}
+
+bool IsPositive(const QString& text)
+{
+    bool isNumber = false;
+    return text.toLongLong(&isNumber) > 0 && isNumber;
+}
+
+} // namespace
+
+CommandLine::CommandLine()
+{
+    for (const Option& option : options) {
+        QStringList names{ QLatin1String(option.name) };
+        if (*option.shortName)
+            names << QLatin1String(option.shortName);
+        m_parser.addOption(QCommandLineOption(names, QString(), QLatin1String(option.value)));
+    }
+}
+
+QString CommandLine::Parse(const QStringList& words)
+{
+    if (!m_parser.parse(QStringList(QStringLiteral("pakmart")) + words)) {
+        QString text = m_parser.errorText();
+        text[0] = text[0].toLower();
+        return text.endsWith(QLatin1Char('.')) ? text.chopped(1) : text;
+    }
+    m_arguments = m_parser.positionalArguments();
+    if (m_arguments.isEmpty())
+        return Has("help") || Has("version") ? QString() : QStringLiteral("no command");
+    const QString name = m_arguments.takeFirst();
+    m_command = Find(name);
+    if (!m_command)
+        return QStringLiteral("unknown command: %1").arg(name);
+    if (Has("help"))
+        return QString();
+    const QString wrong = CheckOptions();
+    return wrong.isEmpty() ? CheckArguments() : wrong;
+}
+
+QString CommandLine::CheckOptions() const
+{
+    for (const QString& option : m_parser.optionNames()) {
+        const QStringList names = CommandsWith(option);
+        if (!names.isEmpty() && !m_command->options.contains(option))
+            return QStringLiteral("--%1 goes with %2")
+                .arg(option, names.join(QStringLiteral(", ")));
+    }
+    const bool asks = m_command->options.contains(QStringLiteral("dry-run"));
+    if (Has("json") && asks && !Has("yes") && !Has("dry-run") && !Has("check"))
+        return QStringLiteral("%1 --json asks nothing, so it needs --yes or --dry-run")
+            .arg(QLatin1String(m_command->name));
+    if (Has("run") && !IsPositive(Value("run")))
+        return QStringLiteral("not a place in the list: %1").arg(Value("run"));
+    if (Has("pictures") && Value("pictures").isEmpty())
+        return QStringLiteral("--pictures needs a folder");
+    return QString();
+}
+
+QString CommandLine::CheckArguments() const
+{
+    const QString name = QLatin1String(m_command->name);
+    const int count = int(m_arguments.size());
+    const bool isList = Has("installed") || Has("upgradable");
+    if (count < m_command->least || (name == QLatin1String("list") && !isList && count == 0))
+        return QStringLiteral("%1 what?").arg(name);
+    if (m_command->most == 0 && count > 0)
+        return QStringLiteral("%1 takes no arguments").arg(name);
+    if ((m_command->most >= 0 && count > m_command->most) || (isList && count > 0))
+        return QStringLiteral("%1 takes one argument").arg(name);
+    // What looks like a number is one.
+    const bool takesNames = QByteArray(m_command->arguments).contains("NAME");
+    const bool takesSerials = name == QLatin1String("forget");
+    for (const QString& argument : m_arguments) {
+        bool isNumber = false;
+        argument.toDouble(&isNumber);
+        const bool mustBeSerial = takesSerials || (takesNames && isNumber && !Has("package"));
+        if (mustBeSerial && !IsPositive(argument))
+            return QStringLiteral("not a serial number: %1").arg(argument);
+    }
+    return QString();
+}
+
+Consent CommandLine::GetConsent() const
+{
+    return { Has("yes"), Has("allow-removals"), Has("dry-run") };
+}
+
+QString CommandLine::Help(const Command* command)
+{
+    if (command) {
+        const QString own = OptionLines(command);
+        return QStringLiteral("Usage: pakmart [OPTION]... %1\n\n%2\n")
+                   .arg(Synopsis(*command), QLatin1String(command->summary))
+            + (own.isEmpty() ? QString() : QLatin1String("\nOptions of this command:\n") + own)
+            + QLatin1String("\nOptions of all commands:\n") + OptionLines(nullptr);
+    }
+    QString text = QStringLiteral("Usage: pakmart [OPTION]... COMMAND [ARGUMENT]...\n\n"
+                                  "Installs and removes the products of the Pakmart store.\n\n"
+                                  "Commands:\n");
+    for (const Command& one : commands)
+        text += Line(Synopsis(one), one.summary);
+    text += QLatin1String("\nA NAME is a serial number, the name of a product, or of a package.\n"
+                          "\nOptions:\n");
+    for (const Option& option : options)
+        text += OptionLine(option);
+    return text
+        + QLatin1String("\nExit status: 0 done, 1 failed, 2 usage, 3 declined, 130 interrupted.\n");
+}
+
+QStringList CommandLine::CommandNames()
+{
+    QStringList names;
+    for (const Command& command : commands)
+        names << QLatin1String(command.name);
+    return names;
+}

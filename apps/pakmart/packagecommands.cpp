@@ -1,0 +1,241 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// What dpkg and apt know of packages: what they need, who needs them, which are on hold, and
+// what has changed.
+
+#include "commands.h"
+#include "console.h"
+#include "names.h"
+#include "outcome.h"
+
+#include <Pakmart/HistoryModel>
+#include <QDateTime>
+#include <QEventLoop>
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QProcess>
+#include <QRegularExpression>
+#include <fstream>
+#include <vantrelagent/util/paths.h>
+
+using Pakmart::HistoryModel;
+
+namespace
+{
+
+// The fields by which a package needs others, with the words for it.
+struct Relation {
+    const char* field;
+    const char* needs;
+    const char* neededBy;
+};
+
+const Relation relations[] = {
+    { "Pre-Depends", "needs", "needed by" },
+    { "Depends", "needs", "needed by" },
+    { "Recommends", "recommends", "recommended by" },
+};
+
+// The stanzas of the packages that are not gone, by their names.
+QMap<QString, Agent::StatusStanza> ReadStanzas()
+{
+    QMap<QString, Agent::StatusStanza> stanzas;
+    const DpkgStatus status = ReadDpkgStatus();
+    std::ifstream file(Agent::SystemPath(std::string("/var/lib/dpkg/status")));
+    for (Agent::StatusStanza stanza; stanza.Read(file); stanza = Agent::StatusStanza()) {
+        const std::string key = stanza.Key();
+        if (!key.empty() && !status.Of(key).IsGone())
+            stanzas[QString::fromStdString(key)] = stanza;
+    }
+    return stanzas;
+}
+
+QString Field(const Agent::StatusStanza& stanza, const char* name)
+{
+    return QString::fromStdString(stanza.Field(name)).simplified();
+}
+
+// The names in "a (>= 1) | b:any".
+QStringList NamesIn(const QString& alternatives)
+{
+    QStringList names;
+    for (const QString& one : alternatives.split(QLatin1Char('|'))) {
+        static const QRegularExpression end(QStringLiteral("[ :(\\[]"));
+        names << one.trimmed().section(end, 0, 0);
+    }
+    return names;
+}
+
+// A package is also present as what it provides.
+QStringList NamesOf(const QString& package, const Agent::StatusStanza& stanza)
+{
+    QStringList names{ package };
+    for (const QString& one : Field(stanza, "Provides").split(QLatin1Char(','), Qt::SkipEmptyParts))
+        names += NamesIn(one);
+    return names;
+}
+
+// Whether a package needs one of `names`.
+bool Needs(const Agent::StatusStanza& stanza, const Relation& relation, const QStringList& names)
+{
+    const QStringList all = Field(stanza, relation.field).split(QLatin1Char(','));
+    for (const QString& alternatives : all) {
+        for (const QString& name : NamesIn(alternatives)) {
+            if (!name.isEmpty() && names.contains(name))
+                return true;
+        }
+    }
+    return false;
+}
+
+// Says something about each package, as `about` finds it.
+template <typename About>
+int ForInstalled(Console& console, const QStringList& names, const About& about)
+{
+    QStringList packages;
+    if (!FindPackages(console, names, packages))
+        return ExitFailed;
+    const auto stanzas = ReadStanzas();
+    int status = ExitDone;
+    QJsonArray all;
+    for (const QString& package : packages) {
+        if (!stanzas.contains(package)) {
+            console.Fail(QStringLiteral("not-installed"),
+                         QStringLiteral("%1 is not installed").arg(package));
+            SayUnknown(console, package);
+            status = ExitFailed;
+            continue;
+        }
+        all << about(package, stanzas);
+    }
+    if (status == ExitDone)
+        console.SayJson(all);
+    return status;
+}
+
+} // namespace
+
+int DependsCommand(Console& console, const QStringList& names)
+{
+    return ForInstalled(console, names, [&console](const QString& package, const auto& stanzas) {
+        QJsonArray list;
+        for (const Relation& relation : relations) {
+            const QString text = Field(stanzas[package], relation.field);
+            for (const QString& one : text.split(QLatin1Char(','), Qt::SkipEmptyParts)) {
+                console.SayText(QStringLiteral("%1 %2 %3")
+                                    .arg(package, QLatin1String(relation.needs), one.trimmed()));
+                list << QJsonObject{ { QStringLiteral("relation"), QLatin1String(relation.field) },
+                                     { QStringLiteral("on"), one.trimmed() } };
+            }
+        }
+        if (list.isEmpty())
+            console.SayText(QStringLiteral("%1 needs nothing.").arg(package));
+        return QJsonObject{ { QStringLiteral("package"), package },
+                            { QStringLiteral("depends"), list } };
+    });
+}
+
+int WhyCommand(Console& console, const QStringList& names)
+{
+    return ForInstalled(console, names, [&console](const QString& package, const auto& stanzas) {
+        const QStringList wanted = NamesOf(package, stanzas[package]);
+        QJsonArray list;
+        for (const Relation& relation : relations) {
+            for (auto at = stanzas.begin(); at != stanzas.end(); ++at) {
+                if (at.key() == package || !Needs(at.value(), relation, wanted))
+                    continue;
+                console.SayText(QStringLiteral("%1 is %2 %3")
+                                    .arg(package, QLatin1String(relation.neededBy), at.key()));
+                list << QJsonObject{ { QStringLiteral("relation"), QLatin1String(relation.field) },
+                                     { QStringLiteral("package"), at.key() } };
+            }
+        }
+        if (list.isEmpty())
+            console.SayText(QStringLiteral("No installed package needs %1.").arg(package));
+        return QJsonObject{ { QStringLiteral("package"), package },
+                            { QStringLiteral("neededBy"), list } };
+    });
+}
+
+int HoldCommand(Console& console, const QStringList& names, bool hold)
+{
+    QStringList packages;
+    if (!FindPackages(console, names, packages))
+        return ExitFailed;
+    const DpkgStatus before = ReadDpkgStatus();
+    QByteArray input;
+    for (const QString& package : packages) {
+        if (before.Of(package.toStdString()).IsGone()) {
+            console.Fail(QStringLiteral("not-installed"),
+                         QStringLiteral("%1 is not installed").arg(package));
+            SayUnknown(console, package);
+            return ExitFailed;
+        }
+        input += package.toUtf8() + (hold ? " hold\n" : " install\n");
+    }
+    QProcess dpkg;
+    dpkg.setProcessChannelMode(QProcess::MergedChannels);
+    dpkg.start(Agent::SystemPath(QStringLiteral("/usr/bin/dpkg")),
+               { QStringLiteral("--set-selections") });
+    dpkg.write(input);
+    dpkg.closeWriteChannel();
+    dpkg.waitForFinished(-1);
+    const DpkgStatus now = ReadDpkgStatus();
+    for (const QString& package : packages) {
+        if (now.Of(package.toStdString()).want == (hold ? "hold" : "install"))
+            continue;
+        console.Fail(QStringLiteral("tools-failed"),
+                     QStringLiteral("the selection of %1 could not be changed").arg(package),
+                     QString::fromLocal8Bit(dpkg.readAll()));
+        return ExitFailed;
+    }
+    for (const QString& package : packages)
+        console.SayText((hold ? QStringLiteral("%1 is on hold.")
+                              : QStringLiteral("%1 is not on hold any more."))
+                            .arg(package));
+    console.SayJson(QJsonArray::fromStringList(packages));
+    return ExitDone;
+}
+
+int HistoryCommand(Console& console)
+{
+    HistoryModel model;
+    QEventLoop loop;
+    QObject::connect(&model, &Pakmart::ListModel::stateChanged, &loop, &QEventLoop::quit);
+    const Interrupt::Handler handler([&loop] { loop.quit(); });
+    while (model.state() == Pakmart::ListModel::Loading && !Interrupt::Received())
+        loop.exec();
+    if (Interrupt::Received())
+        return ExitInterrupted;
+    const QList<std::pair<int, const char*>> kinds{
+        { HistoryModel::InstalledRole, "installed" },
+        { HistoryModel::UpgradedRole, "upgraded" },
+        { HistoryModel::DowngradedRole, "downgraded" },
+        { HistoryModel::ReinstalledRole, "reinstalled" },
+        { HistoryModel::RemovedRole, "removed" },
+        { HistoryModel::PurgedRole, "purged" }
+    };
+    QJsonArray all;
+    for (int row = 0; row < model.rowCount(); ++row) {
+        const QModelIndex index = model.index(row, 0);
+        const QDateTime date = index.data(HistoryModel::DateRole).toDateTime();
+        QJsonObject entry{ { QStringLiteral("date"), date.toString(Qt::ISODate) },
+                           { QStringLiteral("error"),
+                             index.data(HistoryModel::ErrorRole).toString() } };
+        for (const auto& [role, name] : kinds) {
+            const QStringList packages = index.data(role).toStringList();
+            entry[QLatin1String(name)] = QJsonArray::fromStringList(packages);
+            if (!packages.isEmpty())
+                console.SayText(QStringLiteral("%1  %2: %3")
+                                    .arg(date.toString(QStringLiteral("yyyy-MM-dd hh:mm")),
+                                         QLatin1String(name),
+                                         packages.join(QStringLiteral(", ")).simplified()));
+        }
+        all << entry;
+    }
+    console.SayJson(all);
+    if (all.isEmpty())
+        console.SayText(model.stateText());
+    return model.state() == Pakmart::ListModel::Failed ? ExitFailed : ExitDone;
+}

@@ -1,0 +1,127 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "runjob.h"
+
+#include "commands.h"
+#include "console.h"
+
+#include <Pakmart/CommitJob>
+#include <Pakmart/Job>
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QLocale>
+#include <QTimer>
+#include <algorithm>
+
+using Pakmart::Job;
+
+namespace
+{
+
+// "1.2 MiB of 3.4 MiB, 500 KiB/s, 4 s left"
+QString Amount(const Job& job, unsigned long speed)
+{
+    const auto size
+        = [](qulonglong bytes) { return QLocale::c().formattedDataSize(qint64(bytes)); };
+    const qulonglong total = job.totalAmount(KJob::Bytes), done = job.processedAmount(KJob::Bytes);
+    if (total == 0 || done >= total)
+        return QString();
+    QString text = size(done) + QLatin1String(" of ") + size(total);
+    if (speed > 0)
+        text += QStringLiteral(", %1/s, %2 s left").arg(size(speed)).arg((total - done) / speed);
+    return text;
+}
+
+// Shows what a job emits, as long as both live.
+class Follower : public QObject
+{
+public:
+    Follower(Console& console, Job& job)
+        : m_console(console), m_job(job), m_commit(qobject_cast<Pakmart::CommitJob*>(&job))
+    {
+        constexpr int patience = 2000; // milliseconds of silence
+        m_time.start();
+        m_silence.setSingleShot(true);
+        m_silence.setInterval(patience);
+        connect(&m_silence, &QTimer::timeout, this,
+                [this] { m_console.Activity(m_job.waitingFor()); });
+        connect(&job, &Job::waitingForChanged, this, &Follower::Wait);
+        connect(&job, &Job::packageChanged, this, &Follower::ShowWork);
+        connect(&job, &Job::phaseChanged, this, &Follower::ShowWork);
+        connect(&job, &KJob::speed, this, [this](KJob*, unsigned long speed) { m_speed = speed; });
+        connect(&job, &KJob::percentChanged, this, &Follower::ShowProgress);
+    }
+
+private:
+    void Wait(const QString& reason)
+    {
+        if (reason.isEmpty())
+            m_silence.stop();
+        else if (!m_silence.isActive())
+            m_silence.start();
+    }
+    void ShowWork()
+    {
+        const QString package = m_job.package();
+        if (m_job.phase() == Job::Storing)
+            m_console.Activity(QStringLiteral("Filling the database"));
+        else if (m_job.phase() == Job::Downloading && !package.isEmpty())
+            m_console.Activity(QStringLiteral("Downloading ") + package);
+        else if (m_job.phase() == Job::Applying)
+            m_console.Activity(package.isEmpty() ? QStringLiteral("Changing packages")
+                                                 : WorkOn(package));
+    }
+    QString WorkOn(const QString& package) const
+    {
+        const QList<Pakmart::PlanRow> rows
+            = m_commit ? m_commit->plan().rows : QList<Pakmart::PlanRow>();
+        const bool goes = std::any_of(rows.begin(), rows.end(), [&](const Pakmart::PlanRow& row) {
+            return row.package == package && row.action == Pakmart::PlanRow::Removed;
+        });
+        return (goes ? QStringLiteral("Removing ") : QStringLiteral("Setting up ")) + package;
+    }
+    // What takes no time needs no bar.
+    void ShowProgress(KJob*, unsigned long percent)
+    {
+        constexpr int quick = 1000; // milliseconds
+        const bool changes = m_commit && !m_commit->plan().isEmpty();
+        if (changes || (!m_commit && m_time.elapsed() > quick))
+            m_console.Progress(int(percent), Amount(m_job, m_speed));
+    }
+
+    Console& m_console;
+    const Job& m_job;
+    const Pakmart::CommitJob* const m_commit;
+    QElapsedTimer m_time;
+    QTimer m_silence;
+    unsigned long m_speed = 0;
+};
+
+} // namespace
+
+int RunJob(Console& console, Job& job)
+{
+    job.setAutoDelete(false);
+    console.BeginProgress();
+    const Follower follower(console, job);
+    QEventLoop loop;
+    QObject::connect(&job, &KJob::result, &loop, &QEventLoop::quit);
+    const Interrupt::Handler handler([&] {
+        if (!job.isCancellable())
+            console.Activity(QStringLiteral("Packages are being changed: that cannot be stopped"));
+        job.cancel();
+    });
+    if (Interrupt::Received())
+        job.cancel();
+    job.start();
+    loop.exec();
+    if (job.error() && Interrupt::Received())
+        return ExitInterrupted;
+    if (!job.error()) {
+        console.Note(job.details());
+        return ExitDone;
+    }
+    console.Fail(Pakmart::Error::name(job.errorCode()), job.errorString(), job.details());
+    return ExitFailed;
+}

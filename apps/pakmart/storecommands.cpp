@@ -1,0 +1,173 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// What the store sends beside products: the catalog, package sources, its arrangement, the
+// account's applications; and the registration of this machine.
+
+#include "commands.h"
+#include "console.h"
+#include "runjob.h"
+
+#include <Pakmart/AislesJob>
+#include <Pakmart/RefreshCatalogJob>
+#include <Pakmart/RefreshSourcesJob>
+#include <Pakmart/RegisterJob>
+#include <Pakmart/SyncJob>
+#include <QJsonArray>
+#include <QJsonObject>
+
+using namespace Pakmart;
+
+namespace
+{
+
+QString Count(int count, const char* one, const char* many)
+{
+    return QString::number(count) + QLatin1Char(' ') + QLatin1String(count == 1 ? one : many);
+}
+
+void SayList(Console& console, const char* label, int count, const QList<CatalogChange>& products)
+{
+    constexpr int most = 10;
+    if (count == 0)
+        return;
+    QStringList names;
+    for (const CatalogChange& product : products.mid(0, most))
+        names << QStringLiteral("%1 (%2)").arg(product.name.simplified()).arg(product.serial);
+    QString text = QLatin1String(label) + QString::number(count) + QLatin1String(": ")
+        + names.join(QStringLiteral(", "));
+    if (count > names.size())
+        text += QStringLiteral(" and %1 more").arg(count - names.size());
+    console.SayText(text);
+}
+
+void SayCatalog(Console& console, const RefreshCatalogJob& job)
+{
+    console.SayText(QStringLiteral("The catalog has %1 in %2.")
+                        .arg(Count(job.products(), "product", "products"),
+                             Count(job.categories(), "category", "categories")));
+    if (job.isFirst())
+        return;
+    if (job.isUnchanged())
+        console.SayText(QStringLiteral("Nothing has changed since the last update."));
+    SayList(console, "New since the last update, ", job.addedCount(), job.added());
+    SayList(console, "Changed, ", job.changedCount(), job.changed());
+    SayList(console, "Gone, ", job.goneCount(), job.gone());
+}
+
+// A number and a name, of anything that has both.
+template <typename Entry> QJsonObject EntryAsJson(const Entry& entry)
+{
+    return { { QStringLiteral("serial"), entry.serial }, { QStringLiteral("name"), entry.name } };
+}
+
+template <typename Entry> QJsonArray ListAsJson(const QList<Entry>& entries)
+{
+    QJsonArray list;
+    for (const Entry& entry : entries)
+        list << EntryAsJson(entry);
+    return list;
+}
+
+QString Numbered(int serial, const QString& name)
+{
+    return QStringLiteral("%1  ").arg(serial, 6) + name.simplified();
+}
+
+} // namespace
+
+int UpdateCommand(Console& console)
+{
+    console.Activity(QStringLiteral("Asking for the catalog"));
+    RefreshCatalogJob job;
+    const int status = RunJob(console, job);
+    if (status != ExitDone)
+        return status;
+    console.SayJson(QJsonObject{ { QStringLiteral("products"), job.products() },
+                                 { QStringLiteral("categories"), job.categories() },
+                                 { QStringLiteral("new"), ListAsJson(job.added()) },
+                                 { QStringLiteral("changed"), ListAsJson(job.changed()) },
+                                 { QStringLiteral("gone"), ListAsJson(job.gone()) } });
+    SayCatalog(console, job);
+    return ExitDone;
+}
+
+int UpdateSourcesCommand(Console& console)
+{
+    console.Activity(QStringLiteral("Asking for the package sources"));
+    RefreshSourcesJob job;
+    const int status = RunJob(console, job);
+    if (status != ExitDone)
+        return status;
+    console.SayJson(QJsonObject{ { QStringLiteral("sources"), job.sources() },
+                                 { QStringLiteral("changed"), job.isChanged() } });
+    console.SayText(QStringLiteral("The package sources are up to date."));
+    return ExitDone;
+}
+
+int AislesCommand(Console& console)
+{
+    console.Activity(QStringLiteral("Asking for the aisles"));
+    AislesJob job;
+    const int status = RunJob(console, job);
+    if (status != ExitDone)
+        return status;
+    QJsonArray all;
+    for (const Aisle& aisle : job.aisles()) {
+        all << QJsonObject{ { QStringLiteral("name"), aisle.name },
+                            { QStringLiteral("description"), aisle.description },
+                            { QStringLiteral("categories"), ListAsJson(aisle.categories) } };
+        const QString text = aisle.description.simplified();
+        console.SayText(aisle.name.simplified()
+                        + (text.isEmpty() ? QString() : QLatin1String(": ") + text));
+        for (const AisleCategory& category : aisle.categories)
+            console.SayText(Numbered(category.serial, category.name));
+    }
+    console.SayJson(all);
+    if (all.isEmpty())
+        console.SayText(QStringLiteral("The store has no aisles."));
+    return ExitDone;
+}
+
+int SyncCommand(Console& console)
+{
+    console.Activity(QStringLiteral("Asking for the profile of this machine"));
+    SyncJob job;
+    const int status = RunJob(console, job);
+    if (status != ExitDone)
+        return status;
+    QJsonArray all;
+    for (const MachineApplication& one : job.applications()) {
+        QJsonObject entry = EntryAsJson(one);
+        entry[QStringLiteral("package")] = one.package;
+        all << entry;
+        console.SayText(Numbered(one.serial, one.name) + QLatin1String(" (")
+                        + one.package.simplified() + QLatin1Char(')'));
+    }
+    console.SayJson(all);
+    if (all.isEmpty())
+        console.SayText(QStringLiteral("Nothing of the account is installed on this machine."));
+    return ExitDone;
+}
+
+int RegisterCommand(Console& console)
+{
+    RegisterJob job;
+    const int status = RunJob(console, job);
+    if (status == ExitInterrupted)
+        return status;
+    const bool done = status == ExitDone;
+    const QString reason = job.details().section(QLatin1Char('\n'), 0, 0);
+    const QString error = reason.isEmpty() ? job.errorString() : reason;
+    console.SayJson(QJsonObject{ { QStringLiteral("registered"), done },
+                                 { QStringLiteral("builder"), BuilderOfThisMachine() },
+                                 { QStringLiteral("error"), done ? QJsonValue() : error },
+                                 { QStringLiteral("code"), Error::name(job.errorCode()) },
+                                 { QStringLiteral("sentence"), job.errorString() },
+                                 { QStringLiteral("details"), job.details() } });
+    if (done)
+        console.SayText(QStringLiteral("The store knows that this machine comes from the system "
+                                       "builder %1.")
+                            .arg(BuilderOfThisMachine()));
+    return status;
+}

@@ -1,0 +1,206 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "transaction.h"
+
+#include "commands.h"
+#include "console.h"
+#include "outcome.h"
+#include "plantable.h"
+#include "runjob.h"
+
+#include <Pakmart/CommitJob>
+#include <Pakmart/PrepareJob>
+#include <Pakmart/RefreshSourcesJob>
+#include <memory>
+#include <vantrelagent/install/crun.h>
+#include <vantrelagent/util/paths.h>
+
+using namespace Pakmart;
+
+namespace
+{
+
+// Plans are made of a state that dpkg has completed: what it left when it was killed is taken
+// over first. If another program is at work, dpkg refuses that.
+void FinishInterrupted()
+{
+    if (ReadDpkgStatus().WasInterrupted())
+        CRun(Agent::SystemPath(QStringLiteral("/usr/bin/dpkg")), QStringLiteral("--configure -a"),
+             true)
+            .Run();
+}
+
+int Declined(Console& console, const Change& change)
+{
+    if (Interrupt::Received())
+        return ExitInterrupted;
+    console.SayText(change.nothing);
+    return ExitDeclined;
+}
+
+// Packages that nobody named go only by a consent of their own.
+int AskForRemovals(Console& console, const Change& change, const Plan& plan)
+{
+    if (!plan.removesOthers() || change.consent.removals)
+        return ExitDone;
+    const QString names = plan.otherRemovals().join(QStringLiteral(", "));
+    if (change.consent.yes) {
+        console.Fail(Error::name(Error::RemovalsNotAllowed),
+                     QStringLiteral("nothing was changed: %1 would be removed as well, which "
+                                    "--allow-removals permits")
+                         .arg(names));
+        return ExitFailed;
+    }
+    return console.Ask(QStringLiteral("Remove what was not named, too: %1?").arg(names))
+        ? ExitDone
+        : Declined(console, change);
+}
+
+int AskForConsent(Console& console, const Change& change, const Plan& plan)
+{
+    const int removals = AskForRemovals(console, change, plan);
+    if (removals != ExitDone || plan.isEmpty() || change.consent.yes)
+        return removals;
+    return console.Ask(change.question) ? ExitDone : Declined(console, change);
+}
+
+// What can be done about a failure, and the packages that it has left in part.
+void SayRemedies(Console& console, const Plan& plan, const DpkgStatus& before, Error::Code code)
+{
+    const DpkgStatus now = ReadDpkgStatus();
+    for (const auto& [name, state] : now.All()) {
+        const QString known = QString::fromStdString(name);
+        const bool concerns = !plan.row(known).package.isEmpty()
+            || plan.request.packages.contains(known) || !before.Of(name).IsHalfWay();
+        if (state.IsHalfWay() && concerns)
+            console.Complain(Trouble(known, state));
+    }
+    if (code == Error::UnknownPackage)
+        console.Complain(QStringLiteral("'pakmart search' finds products, 'pakmart update-sources' "
+                                        "fetches the current lists of packages"));
+    if (code == Error::NotPermitted || code == Error::CannotWrite)
+        console.Complain(
+            QStringLiteral("packages are changed by the administrator of this machine"));
+}
+
+// Names what went and came although the whole failed, and after an interruption what did not.
+void SayPartlyDone(Console& console, const Plan& plan, const DpkgStatus& before)
+{
+    const DpkgStatus now = ReadDpkgStatus();
+    for (const PlanRow& row : plan.rows) {
+        const std::string name = row.package.toStdString();
+        const auto was = before.Of(name), is = now.Of(name);
+        const bool asPlanned = row.action == PlanRow::Removed
+            ? is.IsGone()
+            : is.IsInstalled() && is.version == row.newVersion.toStdString();
+        if (!asPlanned && Interrupt::Received())
+            console.Complain((row.action == PlanRow::Removed
+                                  ? QStringLiteral("%1 is not removed (its state is '%2')")
+                                  : QStringLiteral("%1 is not changed (its state is '%2')"))
+                                 .arg(row.package, QString::fromStdString(is.Words())));
+        if (asPlanned && (was.Words() != is.Words() || was.version != is.version))
+            console.SayText(Done(row));
+    }
+}
+
+void SayDone(Console& console, const Change& change, const Plan& plan, bool really)
+{
+    QJsonObject result = PlanAsJson(plan);
+    result[QStringLiteral("code")] = Error::name(Error::NoError);
+    result[QStringLiteral("sentence")] = QString();
+    result[QStringLiteral("details")] = QString();
+    result[QStringLiteral("done")] = really;
+    if (change.request.kind != Request::SystemUpdate || !really)
+        console.SayJson(result);
+    if (!really) {
+        console.SayText(QStringLiteral("Nothing was changed."));
+        return;
+    }
+    for (const PlanRow& row : plan.rows)
+        console.SayText(Done(row));
+    if (plan.isEmpty() && !change.needless.isEmpty())
+        console.SayText(change.needless);
+    if (!change.needless.isEmpty())
+        return;
+    const DpkgStatus now = ReadDpkgStatus();
+    for (const QString& asked : plan.request.packages) {
+        const QString name = asked.section(QLatin1Char('='), 0, 0);
+        if (plan.row(name).package.isEmpty())
+            console.SayText(QStringLiteral("%1 %2 is installed already.")
+                                .arg(name, InstalledVersion(now, qUtf8Printable(name))));
+    }
+}
+
+// Products and updates of the system ask the store for that themselves.
+int BringSourcesUpToDate(Console& console, const Request& request)
+{
+    const bool installs = request.kind == Request::Install || request.kind == Request::Upgrade
+        || request.kind == Request::Reinstall;
+    if (!installs || !request.products.isEmpty())
+        return ExitDone;
+    const std::unique_ptr<RefreshSourcesJob> job(RefreshSourcesJob::ifChanged());
+    return RunJob(console, *job);
+}
+
+int Prepare(Console& console, const Change& change, Plan& plan)
+{
+    // A repair shows that, too, before it is done.
+    if (!change.consent.dryRun && change.request.kind != Request::Repair)
+        FinishInterrupted();
+    const int current = BringSourcesUpToDate(console, change.request);
+    if (current != ExitDone)
+        return current;
+    PrepareJob job(change.request);
+    const int status = RunJob(console, job);
+    plan = job.plan();
+    if (status == ExitFailed)
+        SayRemedies(console, plan, ReadDpkgStatus(), job.errorCode());
+    return status;
+}
+
+// ExitDone, or with `changed` something else has changed packages since the preview.
+int Commit(Console& console, const Plan& plan, bool& changed)
+{
+    const DpkgStatus before = ReadDpkgStatus();
+    if (plan.downloadSize() > 0)
+        console.Activity(QStringLiteral("Downloading packages"));
+    CommitJob job(plan);
+    job.setAllowRemovals(true); // the user has agreed to them
+    const int status = RunJob(console, job);
+    changed = job.errorCode() == Error::PlanChanged;
+    if (status != ExitDone && !changed) {
+        SayPartlyDone(console, plan, before);
+        SayRemedies(console, plan, before, job.errorCode());
+    }
+    return status;
+}
+
+} // namespace
+
+int CarryOut(Console& console, const Change& change, Plan* shown)
+{
+    constexpr int most = 5; // previews, if others keep changing packages
+    bool changed = true;
+    int status = ExitFailed;
+    for (int i = 0; i < most && changed; ++i) {
+        Plan plan;
+        status = Prepare(console, change, plan);
+        if (status != ExitDone)
+            return status;
+        if (shown)
+            *shown = plan;
+        SayPlan(console, plan);
+        if (change.consent.dryRun) {
+            SayDone(console, change, plan, false);
+            return ExitDone;
+        }
+        status = AskForConsent(console, change, plan);
+        if (status != ExitDone)
+            return status;
+        status = Commit(console, plan, changed);
+        if (status == ExitDone)
+            SayDone(console, change, plan, true);
+    }
+    return Interrupt::Received() ? ExitInterrupted : status;
+}

@@ -1,0 +1,198 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "platform/handover.h"
+
+#include "base/descriptor.h"
+#include "platform/child.h"
+#include "platform/helper/bus.h"
+#include "platform/plandigest.h"
+#include "platform/progress.h"
+#include "platform/rightsagent.h"
+#include "platform/statusreader.h"
+#include "platform/transaction.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <fcntl.h>
+#include <optional>
+#include <unistd.h>
+
+namespace
+{
+
+constexpr uint64_t askMicroseconds = 15ULL * 60 * 1000 * 1000; // for a person at a password
+constexpr uint64_t endMicroseconds = 30ULL * 1000 * 1000;
+
+const char notAllowedText[]
+    = "E: Nothing was changed: this needs an administrator's permission, which was not given.";
+const char lostText[] = "E: The helper for package changes ended before the change did.";
+
+bool HasOption(const Arguments& arguments, const char* option)
+{
+    return std::find(arguments.options.begin(), arguments.options.end(), option)
+        != arguments.options.end();
+}
+
+// The helper's word for the command; empty for one that it does not know.
+std::string VerbOf(const Arguments& arguments)
+{
+    if (arguments.command == "install")
+        return HasOption(arguments, "--fix-broken") || HasOption(arguments, "--reinstall")
+            ? "repair"
+            : "install";
+    for (const char* verb : { "remove", "upgrade", "clean" }) {
+        if (arguments.command == verb)
+            return verb;
+    }
+    return std::string();
+}
+
+// A connection to the system's bus, and one change on it.
+class HelperCall
+{
+public:
+    explicit HelperCall(const Writer& write) : m_write(write) { }
+
+    bool Connect()
+    {
+        sd_bus* bus = nullptr;
+        const bool isOpen = sd_bus_open_system(&bus) >= 0;
+        m_bus.reset(bus);
+        return isOpen
+            && sd_bus_match_signal(bus, nullptr, helperName, helperPath, helperInterface, "Ended",
+                                   OnEnded, this)
+            >= 0;
+    }
+
+    // Returns 0 when the helper has begun, or the exit status after an error line.
+    int Ask(const std::string& verb, const std::vector<std::string>& names,
+            const std::string& digest, bool interactive);
+    // Relays the output until the end, and returns the exit status.
+    int Relay();
+
+private:
+    static int OnEnded(sd_bus_message* news, void* call, sd_bus_error*)
+    {
+        int status = aptFailure;
+        if (sd_bus_message_read(news, "i", &status) > 0)
+            static_cast<HelperCall*>(call)->m_status = status;
+        return 0;
+    }
+
+    const Writer& m_write;
+    Bus m_bus;
+    Agent::Descriptor m_output;
+    std::optional<int> m_status;
+};
+
+int HelperCall::Ask(const std::string& verb, const std::vector<std::string>& names,
+                    const std::string& digest, bool interactive)
+{
+    sd_bus_message* call = nullptr;
+    int result = sd_bus_message_new_method_call(m_bus.get(), &call, helperName, helperPath,
+                                                helperInterface, "Change");
+    const Message owned(call);
+    std::vector<char*> texts;
+    texts.reserve(names.size() + 1);
+    for (const std::string& name : names)
+        texts.push_back(const_cast<char*>(name.c_str()));
+    texts.push_back(nullptr);
+    if (result >= 0)
+        result = sd_bus_message_append(call, "s", verb.c_str());
+    if (result >= 0)
+        result = sd_bus_message_append_strv(call, texts.data());
+    if (result >= 0)
+        result = sd_bus_message_append(call, "s", digest.c_str());
+    if (result >= 0)
+        result = sd_bus_message_set_allow_interactive_authorization(call, interactive);
+    sd_bus_error error{};
+    sd_bus_message* answer = nullptr;
+    if (result >= 0)
+        result = sd_bus_call(m_bus.get(), call, askMicroseconds, &error, &answer);
+    const Message kept(answer);
+    const bool isDeclined = sd_bus_error_has_name(&error, errorDeclined) > 0;
+    const std::string reason = error.message ? error.message : "it cannot be reached";
+    sd_bus_error_free(&error);
+    int output = -1;
+    if (result >= 0 && sd_bus_message_read(answer, "h", &output) > 0) {
+        m_output = Agent::Descriptor(fcntl(output, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+        return 0;
+    }
+    m_write(isDeclined ? notAllowedText : "E: The helper for package changes: " + reason);
+    return isDeclined ? notAllowed : aptFailure;
+}
+
+int HelperCall::Relay()
+{
+    LineReader lines;
+    const auto handle = [this](const std::string& line) {
+        if (!m_write(line))
+            m_bus.reset(); // the helper notices that, and interrupts
+    };
+    char block[4096];
+    for (ssize_t count = 1; m_bus && count != 0;) {
+        count = read(m_output.Get(), block, sizeof block);
+        if (count < 0 && errno != EINTR)
+            break;
+        if (count > 0)
+            lines.Feed(block, std::size_t(count), handle);
+    }
+    lines.Finish(handle);
+    m_output = Agent::Descriptor();
+    while (m_bus && !m_status) {
+        const int done = sd_bus_process(m_bus.get(), nullptr);
+        if (done < 0 || (done == 0 && sd_bus_wait(m_bus.get(), endMicroseconds) <= 0))
+            break;
+    }
+    if (!m_status)
+        m_write(lostText);
+    return m_status.value_or(aptFailure);
+}
+
+} // namespace
+
+bool NeedsHelper(const Arguments& arguments, const std::string& root)
+{
+    return root.empty() && geteuid() != 0
+        && (ChangesPackages(arguments) || arguments.command == "clean");
+}
+
+int HandOver(const Arguments& arguments, const Writer& write)
+{
+    const std::string verb = VerbOf(arguments);
+    if (verb.empty()) {
+        write("E: Only root can do this: " + arguments.command);
+        return notAllowed;
+    }
+    const bool cleans = verb == "clean";
+    PrintedPlan plan;
+    if (!cleans) {
+        plan = MakePlan(arguments, std::string());
+        for (const std::string& line : plan.messages)
+            write(line);
+        if (plan.status != 0)
+            return plan.status;
+        if (plan.IsEmpty() && verb != "repair") {
+            write(Progress::Done());
+            return 0;
+        }
+    }
+    // From here on nothing is half done: a signal ends us, and the helper notices.
+    sigset_t ends = EndSignals();
+    sigprocmask(SIG_UNBLOCK, &ends, nullptr);
+    HelperCall call(write);
+    if (!call.Connect()) {
+        write("E: The system's bus cannot be reached, and only root can do this without it.");
+        return notAllowed;
+    }
+    // The agent of the store cleans up after each install. That is not worth a question.
+    const bool asks = !cleans || !arguments.ownSources;
+    const std::optional<RightsAgent> agent
+        = asks ? std::optional<RightsAgent>(std::in_place) : std::nullopt;
+    if (const int status
+        = call.Ask(verb, arguments.names, cleans ? std::string() : plan.Digest(), asks))
+        return status;
+    return call.Relay();
+}

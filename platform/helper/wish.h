@@ -1,0 +1,26 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// What a caller of the privileged helper may wish for, and nothing else. There is no option,
+// path, locale or variable in it.
+
+#pragma once
+
+#include <string>
+#include <vector>
+
+struct Wish {
+    std::string verb; // "install", "remove", "repair", "upgrade" or "clean"
+    std::vector<std::string> names; // of packages
+    std::string digest; // of the plan that the caller has seen; empty for "clean"
+};
+
+// Why the wish is refused; empty if it is valid.
+std::string FaultOf(const Wish& wish);
+
+// The action of polkit that it needs.
+std::string ActionOf(const Wish& wish);
+
+// The arguments of the package front end for a valid wish. The package lists and sources are
+// the machine's, which only root can change.
+std::vector<std::string> WordsOf(const Wish& wish);

@@ -1,0 +1,57 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The stores that a machine trusts, as its administrator has written them down:
+//
+//     /etc/pakmart/stores.d/*.sources   a stanza for each store, with its key
+//     /etc/pakmart/settings             [Stores], exceptions and limits
+//
+// docs/signed-stores.md describes both. Files that others than the administrator can change
+// do not count.
+
+#pragma once
+
+#include "platform/releasefile.h"
+
+#include <string>
+#include <vector>
+
+struct TrustedStore {
+    std::string uri; // without a slash at its end
+    std::string suite;
+    std::string components;
+    std::string keyFile; // below the private root, if there is one
+    ReleaseExpectations expected;
+
+    // The line of apt's sources, with the options that the machine's settings cannot undo.
+    std::string SourceLine() const;
+    // The name of its signed file in apt's lists.
+    std::string ReleaseName() const;
+};
+
+struct StoreSettings {
+    std::vector<std::string> allowUnsigned; // addresses; "yes" for all
+    std::time_t maxAge = 30 * 24 * 60 * 60; // seconds that a signed file is believed
+    int stallSeconds = 30; // in which at least 1 KB a second must arrive
+};
+
+// What the machine's administrator has decided.
+struct StorePolicy {
+    std::vector<TrustedStore> stores;
+    StoreSettings settings;
+    std::vector<std::string> faults; // of the files; a file with one does not count
+};
+
+StorePolicy ReadStorePolicy(const std::string& root);
+
+// The stores that a sources list of the agent selects.
+struct ChosenStores {
+    std::vector<TrustedStore> stores; // signed
+    bool isUnsigned = false; // all of them are, and that is allowed
+    std::string refusal; // why none may be used; empty if they may
+};
+
+ChosenStores ChooseStores(const std::string& sourcesList, const StorePolicy& policy);
+
+// All signed ones.
+ChosenStores AllStores(const StorePolicy& policy);
