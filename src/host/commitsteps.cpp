@@ -323,26 +323,43 @@ void CommitSteps::judge(int status, const Agent::DpkgStatus& now)
 // update. Others may go on meanwhile. A note that cannot be made is no failure of the change.
 void CommitSteps::note()
 {
-    const bool isUpdate = m_plan.request.kind == Request::SystemUpdate;
-    const bool hasProducts
-        = records && !m_plan.products.isEmpty() && m_plan.request.kind != Request::Remove;
     m_turn.reset();
-    if (!isUpdate && !hasProducts) {
+    if (m_plan.request.kind != Request::SystemUpdate && !hasProductsToRecord()) {
         end(Failure());
         return;
     }
     m_job.setCancellable(false);
+    runNotes(false);
+}
+
+bool CommitSteps::hasProductsToRecord() const
+{
+    return records && !m_plan.products.isEmpty() && m_plan.request.kind != Request::Remove;
+}
+
+void CommitSteps::runNotes(bool again)
+{
     m_notes = std::make_unique<WorkerRun>();
-    connect(m_notes.get(), &WorkerRun::ended, this, [this, hasProducts] {
-        m_isRecorded = hasProducts && m_notes->failure().code == Error::NoError;
-        end(Failure());
-    });
-    if (isUpdate)
+    connect(m_notes.get(), &WorkerRun::ended, this, [this, again] { onNotesEnded(again); });
+    if (m_plan.request.kind == Request::SystemUpdate)
         m_notes->start({ QStringLiteral("note-update") });
     else
         m_notes->start({ QStringLiteral("record"),
                          m_plan.isEmpty() ? QStringLiteral("missing") : QStringLiteral("all") },
                        JsonOf(m_plan.products));
+}
+
+// Nobody makes up for a lost note, so a process that was killed at it gets a second one, which
+// finds the list as whole as every other reader does.
+void CommitSteps::onNotesEnded(bool again)
+{
+    const bool crashed = m_notes->hasCrashed();
+    m_isRecorded = hasProductsToRecord() && m_notes->failure().code == Error::NoError;
+    WorkerRun::letGo(std::move(m_notes));
+    if (crashed && !again)
+        runNotes(true);
+    else
+        end(Failure());
 }
 
 void CommitSteps::end(const Failure& failure)

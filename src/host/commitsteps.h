@@ -62,6 +62,9 @@ private:
     void takeOver(int status);
     void judge(int status, const Agent::DpkgStatus& now);
     void note();
+    bool hasProductsToRecord() const;
+    void runNotes(bool again);
+    void onNotesEnded(bool again);
     void end(const Failure& failure);
     void endRun();
 

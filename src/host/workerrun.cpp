@@ -285,9 +285,11 @@ void WorkerRun::onFinished()
         end(m_failure);
     else if (m_stops)
         end({ Error::Cancelled, QString() });
-    else
+    else {
+        m_hasCrashed = true;
         end({ Error::Other,
               QCoreApplication::translate("Pakmart", "A program of the library has crashed.") });
+    }
 }
 
 void WorkerRun::end(const Failure& failure)

@@ -38,6 +38,8 @@ public:
     void stop();
 
     const Failure& failure() const { return m_failure; }
+    // It ended without a report: it was killed, or is at fault.
+    bool hasCrashed() const { return m_hasCrashed; }
     QString details() const { return m_details; }
     const QJsonObject& result() const { return m_result; }
 
@@ -66,6 +68,7 @@ private:
     QString m_details;
     QJsonObject m_result;
     bool m_hasReport = false;
+    bool m_hasCrashed = false;
     bool m_hasEnded = false;
     bool m_stops = false;
 };

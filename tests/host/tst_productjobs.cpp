@@ -8,6 +8,7 @@
 #include "db/dbshared.h"
 #include "host/packagejobs.h"
 #include "host/preparejob.h"
+#include "tests/common/processes.h"
 #include "tests/common/pulse.h"
 #include "tests/host/hostmachine.h"
 #include "tests/host/storemachine.h"
@@ -49,6 +50,21 @@ private:
         return "<package><name>P</name><serialnumber>" + serial + "</serialnumber><packagename>"
             + package + "</packagename><binary><name>P</name><path>/usr/games/p</path></binary>"
             + "</package>";
+    }
+    // The processes of this one that record products.
+    static QStringList recorders()
+    {
+        QStringList found;
+        const QStringList all
+            = QDir(QStringLiteral("/proc")).entryList({ QStringLiteral("[0-9]*") });
+        for (const QString& pid : all) {
+            QFile words(QStringLiteral("/proc/") + pid + QStringLiteral("/cmdline"));
+            if (ProcessFields(pid).value(1).toLongLong() == QCoreApplication::applicationPid()
+                && words.open(QIODevice::ReadOnly)
+                && words.readAll().split('\0').value(1) == "record")
+                found << pid;
+        }
+        return found;
     }
     // A store whose answers the test gives, with a repository of the demo store's.
     bool useScripted(const QByteArray& function, const QByteArray& body)
@@ -112,6 +128,38 @@ private slots:
         // Installed already, but not in the list: an earlier job did not get that far.
         QCOMPARE(outcomeOf(InstallJob::ofProducts({ 1001 })), QStringLiteral("none"));
         QVERIFY(isRecorded(1001));
+    }
+
+    void aProcessThatIsKilledAtTheRecordGetsASecondOne_data()
+    {
+        QTest::addColumn<int>("kills");
+        QTest::addColumn<bool>("recorded");
+        QTest::newRow("one") << 1 << true;
+        QTest::newRow("both") << 2 << false;
+    }
+    void aProcessThatIsKilledAtTheRecordGetsASecondOne()
+    {
+        QFETCH(int, kills);
+        QFETCH(bool, recorded);
+        QVERIFY(m_store->serve());
+        InstallJob* job = InstallJob::ofProducts({ 1001 });
+        job->setAutoDelete(false);
+        QSet<QString> killed;
+        QTimer killer;
+        connect(&killer, &QTimer::timeout, this, [&] {
+            for (const QString& pid : recorders()) {
+                if (killed.size() < kills && !killed.contains(pid)
+                    && kill(pid.toInt(), SIGKILL) == 0)
+                    killed.insert(pid);
+            }
+        });
+        killer.start(0);
+        QCOMPARE(outcomeOf(job), QStringLiteral("none"));
+        QCOMPARE(killed.size(), kills);
+        QVERIFY(HostMachine::stateOf("starlander").IsInstalled());
+        QCOMPARE(job->isRecorded(), recorded);
+        QCOMPARE(isRecorded(1001), recorded);
+        delete job;
     }
 
     void severalProductsAreOnePlan()
