@@ -42,8 +42,8 @@ void DemandSound(const PlanRow& row)
 
 QStringList Written(const QList<PlanRow>& rows)
 {
-    static const char* const actions[] = { "install", "upgrade", "downgrade", "reinstall",
-                                           "remove" };
+    static const char* const actions[]
+        = { "install", "upgrade", "downgrade", "reinstall", "remove" };
     static const char* const reasons[] = { "asked",    "needed",     "recommended", "unused",
                                            "conflict", "dependency", "other",       "other" };
     QStringList lines{ QStringLiteral("Plan: 1"), QString() };
@@ -72,8 +72,8 @@ QStringList Written(const QList<PlanRow>& rows)
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    const QStringList lines
-        = QString::fromUtf8(reinterpret_cast<const char*>(data), int(size)).split(QLatin1Char('\n'));
+    const QStringList lines = QString::fromUtf8(reinterpret_cast<const char*>(data), int(size))
+                                  .split(QLatin1Char('\n'));
     const Rows rows = Read(lines);
     if (!rows)
         return 0;
