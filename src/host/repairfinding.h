@@ -19,6 +19,14 @@ namespace Pakmart
 class VANTRELAGENT_EXPORT RepairFinding
 {
     Q_GADGET
+    /// The member of the same name, for QML.
+    /// @{
+    Q_PROPERTY(Pakmart::RepairFinding::Kind kind MEMBER kind)
+    Q_PROPERTY(Pakmart::RepairFinding::State state MEMBER state)
+    Q_PROPERTY(QString name MEMBER name)
+    Q_PROPERTY(QString sentence MEMBER sentence)
+    Q_PROPERTY(QString reason MEMBER reason)
+    /// @}
 
 public:
     /// What it is.

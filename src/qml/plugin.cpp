@@ -1,8 +1,11 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The QML module org.vantrelos.pakmart: the models, the enumerations, and changes of packages.
+// The QML module org.vantrelos.pakmart: the models, the enumerations, changes of packages,
+// and the jobs of the store and of the machine.
 
+#include "machineelements.h"
+#include "storeelements.h"
 #include "transaction.h"
 
 #include <Pakmart/CategoryModel>
@@ -26,6 +29,23 @@ public:
         using namespace Pakmart;
         qRegisterMetaType<Plan>("Pakmart::Plan");
         qRegisterMetaType<Product>("Pakmart::Product");
+        qmlRegisterType<Transaction>(uri, 1, 0, "Transaction");
+        qmlRegisterType<AislesElement>(uri, 1, 0, "AislesJob");
+        qmlRegisterType<CheckElement>(uri, 1, 0, "CheckJob");
+        qmlRegisterType<RefreshCatalogElement>(uri, 1, 0, "RefreshCatalogJob");
+        qmlRegisterType<RefreshSourcesElement>(uri, 1, 0, "RefreshSourcesJob");
+        qmlRegisterType<RegisterElement>(uri, 1, 0, "RegisterJob");
+        qmlRegisterType<RepairElement>(uri, 1, 0, "RepairJob");
+        qmlRegisterType<SyncElement>(uri, 1, 0, "SyncJob");
+        qmlRegisterType<SystemUpdateElement>(uri, 1, 0, "SystemUpdateJob");
+        registerModels(uri);
+        registerValues(uri);
+    }
+
+private:
+    static void registerModels(const char* uri)
+    {
+        using namespace Pakmart;
         qmlRegisterType<CategoryModel>(uri, 1, 0, "CategoryModel");
         qmlRegisterType<HistoryModel>(uri, 1, 0, "HistoryModel");
         qmlRegisterType<InstalledModel>(uri, 1, 0, "InstalledModel");
@@ -33,13 +53,17 @@ public:
         qmlRegisterType<PlanModel>(uri, 1, 0, "PlanModel");
         qmlRegisterType<ProductModel>(uri, 1, 0, "ProductModel");
         qmlRegisterType<RecentModel>(uri, 1, 0, "RecentModel");
-        qmlRegisterType<Transaction>(uri, 1, 0, "Transaction");
-
+    }
+    static void registerValues(const char* uri)
+    {
+        using namespace Pakmart;
         const auto values = QStringLiteral("only its values are for QML");
         qmlRegisterUncreatableType<Job>(uri, 1, 0, "Job", values);
         qmlRegisterUncreatableMetaObject(Error::staticMetaObject, uri, 1, 0, "Error", values);
         qmlRegisterUncreatableMetaObject(PlanRow::staticMetaObject, uri, 1, 0, "PlanRow", values);
         qmlRegisterUncreatableMetaObject(Product::staticMetaObject, uri, 1, 0, "Product", values);
+        qmlRegisterUncreatableMetaObject(RepairFinding::staticMetaObject, uri, 1, 0,
+                                         "RepairFinding", values);
         qmlRegisterUncreatableMetaObject(Request::staticMetaObject, uri, 1, 0, "Request", values);
     }
 };

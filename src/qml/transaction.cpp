@@ -8,7 +8,7 @@
 namespace Pakmart
 {
 
-Transaction::Transaction(QObject* parent) : QObject(parent) { }
+Transaction::Transaction(QObject* parent) : JobRun(parent) { }
 
 void Transaction::prepare()
 {
@@ -38,50 +38,6 @@ void Transaction::commit()
     });
     PendingModel::add(job, m_title.isEmpty() ? m_packages.join(QStringLiteral(", ")) : m_title);
     follow(job);
-}
-
-void Transaction::cancel()
-{
-    if (m_job)
-        m_job->cancel();
-}
-
-void Transaction::follow(Job* job)
-{
-    m_job = job;
-    m_error = Error::NoError;
-    m_errorText.clear();
-    m_details.clear();
-    connect(job, &Job::phaseChanged, this, &Transaction::take);
-    connect(job, &Job::packageChanged, this, &Transaction::take);
-    connect(job, &Job::cancellableChanged, this, &Transaction::take);
-    connect(job, &Job::waitingForChanged, this, &Transaction::take);
-    connect(job, &KJob::percentChanged, this, &Transaction::take);
-    job->start();
-    take();
-}
-
-void Transaction::take()
-{
-    m_phase = m_job->phase();
-    m_percent = int(m_job->percent());
-    m_package = m_job->package();
-    m_isCancellable = m_job->isCancellable();
-    m_waitingFor = m_job->waitingFor();
-    emit changed();
-}
-
-// The job deletes itself after its result.
-void Transaction::end()
-{
-    m_error = m_job->errorCode();
-    m_errorText = m_error == Error::NoError ? QString() : m_job->errorString();
-    m_details = m_job->details();
-    Job* const job = m_job;
-    take();
-    if (m_job == job)
-        m_job = nullptr;
-    emit changed();
 }
 
 } // namespace Pakmart

@@ -1,0 +1,29 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "jobelement.h"
+
+#include <Pakmart/PendingModel>
+
+namespace Pakmart
+{
+
+void JobElement::start()
+{
+    if (isRunning())
+        return;
+    Job* const job = make();
+    job->setAutoDelete(false);
+    connect(job, &KJob::result, this, [this, job] {
+        if (m_ended)
+            m_ended->deleteLater(); // its own result may be what has started this one
+        m_ended = job;
+        end();
+        emit finished();
+    });
+    if (!m_title.isEmpty())
+        PendingModel::add(job, m_title);
+    follow(job);
+}
+
+} // namespace Pakmart

@@ -1,0 +1,194 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The jobs of the store and of the machine as elements of QML, with the demo store and the real
+// package tools.
+
+#include "tests/host/storemachine.h"
+
+#include <QQmlComponent>
+#include <QQmlEngine>
+#include <QtTest>
+
+class QmlJobsTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    std::unique_ptr<StoreMachine> m_store;
+    QQmlEngine m_engine;
+
+    static void write(const QString& path, const QByteArray& text)
+    {
+        QDir().mkpath(QFileInfo(path).path());
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        QCOMPARE(file.write(text), qint64(text.size()));
+    }
+    std::unique_ptr<QObject> make(const QByteArray& source)
+    {
+        QQmlComponent component(&m_engine);
+        component.setData("import QtQml 2.15\nimport org.vantrelos.pakmart 1.0\n" + source, QUrl());
+        std::unique_ptr<QObject> object(component.create());
+        if (!object)
+            qWarning("%s", qPrintable(component.errorString()));
+        return object;
+    }
+    // What an element has made of `value` at the end of its job.
+    QString outcome(const QByteArray& element, const QByteArray& value)
+    {
+        const auto object = make(
+            element + " { property var value; Component.onCompleted: start(); onFinished: value = "
+            + "(error ? errorText + details : " + value + ") }");
+        if (!object)
+            return QString();
+        const auto ended = [&object] { return object->property("value").isValid(); };
+        return QTest::qWaitFor(ended, 120000) ? object->property("value").toString()
+                                              : QStringLiteral("no end");
+    }
+
+private slots:
+    void initTestCase() { m_engine.addImportPath(QStringLiteral(QML_MODULES)); }
+    void init()
+    {
+        m_store = std::make_unique<StoreMachine>();
+        QVERIFY(m_store->setUp());
+        write(m_store->root + QStringLiteral("/etc/vantrel-welcome/builder.txt"), "id=0042\n");
+    }
+
+    void jobsBringWhatTheStoreHas_data()
+    {
+        QTest::addColumn<QByteArray>("element");
+        QTest::addColumn<QByteArray>("value");
+        QTest::addColumn<QString>("outcome");
+        const auto row = [](const char* element, const char* value, const char* outcome) {
+            QTest::newRow(element)
+                << QByteArray(element) << QByteArray(value) << QString::fromLatin1(outcome);
+        };
+        row("RefreshCatalogJob",
+            "[products > 5, products === addedCount, categories > 1, first, unchanged, "
+            "changedCount, "
+            "goneCount, addedProducts[0].serial, addedProducts[0].name, changedProducts.length, "
+            "goneProducts.length].join(' ')",
+            "true true true true false 0 0 1001 Star Lander 0 0");
+        row("RefreshSourcesJob", "[sources > 0, sourcesChanged].join(' ')", "true true");
+        row("AislesJob",
+            "[aisles.length, aisles[0].name, aisles[0].description, "
+            "aisles[0].categories.length, aisles[0].categories[0].name, "
+            "aisles[0].categories[0].serial > 0].join(' ')",
+            "3 Play For long evenings. 2 Games true");
+        row("SyncJob",
+            "[applications.length, applications[0].serial, applications[0].name, "
+            "applications[0].package].join(' ')",
+            "1 1001 Star Lander starlander");
+        row("RegisterJob", "builder", "0042");
+    }
+    void jobsBringWhatTheStoreHas()
+    {
+        QFETCH(QByteArray, element);
+        QFETCH(QByteArray, value);
+        QVERIFY(m_store->serve());
+        write(m_store->root + QStringLiteral("/var/lib/dpkg/status"),
+              "Package: starlander\nStatus: install ok installed\nVersion: 1.0\n"
+              "Architecture: all\n\n");
+        QTEST(outcome(element, value), "outcome");
+    }
+
+    void theSourcesAreRefreshedOnlyIfTheyHaveChanged()
+    {
+        QVERIFY(m_store->serve());
+        const auto job = make("RefreshSourcesJob { property var seen: []; property int ends: 0; "
+                              "ifChanged: true; onFinished: { seen.push(error, sourcesChanged); "
+                              "if (++ends < 2) start() } Component.onCompleted: start() }");
+        QVERIFY(job);
+        QTRY_COMPARE_WITH_TIMEOUT(job->property("ends").toInt(), 2, 120000);
+        QCOMPARE(job->property("seen").toStringList().join(QLatin1Char(' ')),
+                 QStringLiteral("0 true 0 false"));
+    }
+
+    void aCheckShowsItsFindings()
+    {
+        write(m_store->root + QStringLiteral("/var/lib/dpkg/status"),
+              "Package: zebra\nStatus: install reinstreq half-installed\nVersion: 1\n"
+              "Architecture: all\nMaintainer: m\nDescription: d\n\n");
+        QCOMPARE(outcome("CheckJob",
+                         "[findings.length, findings[0].kind === RepairFinding.BrokenPackage, "
+                         "findings[0].state === RepairFinding.Found, findings[0].name, "
+                         "findings[0].sentence !== '', findings[0].reason].join(' ')"),
+                 QStringLiteral("1 true true zebra true "));
+    }
+
+    void aRepairShowsWhatBecameOfItsFindings()
+    {
+        QVERIFY(m_store->serve());
+        QCOMPARE(outcome("RefreshCatalogJob", "products > 5"), QStringLiteral("true"));
+        QVERIFY(QFile::resize(m_store->data(".VACatalog.fil"), 3000));
+        QCOMPARE(outcome("RepairJob",
+                         "findings.map(one => (one.kind === RepairFinding.DamagedCatalog) + ' ' + "
+                         "(one.state === RepairFinding.Mended)).join(' ')"),
+                 QStringLiteral("true true"));
+        QCOMPARE(outcome("CheckJob", "findings.length"), QStringLiteral("0"));
+    }
+
+    void theSystemIsUpdated()
+    {
+        QVERIFY(m_store->serve());
+        QCOMPARE(outcome("SystemUpdateJob", "agentUpdated"), QStringLiteral("true"));
+    }
+
+    void aJobMayBeStartedAgainInItsHandler()
+    {
+        QVERIFY(m_store->serve());
+        const auto job = make("RefreshCatalogJob { property int ends: 0; property var firsts: []; "
+                              "title: 'Refresh'; onFinished: { firsts.push(first); ++ends; "
+                              "if (ends < 3) start() } }");
+        QVERIFY(job);
+        QVERIFY(QMetaObject::invokeMethod(job.get(), "start"));
+        QVERIFY(QMetaObject::invokeMethod(job.get(), "start")); // does nothing
+        QVERIFY(job->property("running").toBool());
+        QTRY_COMPARE_WITH_TIMEOUT(job->property("ends").toInt(), 3, 120000);
+        QVERIFY(!job->property("running").toBool());
+        QCOMPARE(job->property("firsts").toStringList().join(QLatin1Char(' ')),
+                 QStringLiteral("true false false"));
+    }
+
+    void aFailureHasItsCodeAndLeavesNoValues()
+    {
+        const auto job
+            = make("RefreshCatalogJob { property var value; Component.onCompleted: start(); "
+                   "onFinished: value = [error !== Error.NoError, errorText !== '', "
+                   "products, addedProducts.length, running].join(' ') }");
+        QVERIFY(job);
+        QTRY_VERIFY_WITH_TIMEOUT(job->property("value").isValid(), 120000);
+        QCOMPARE(job->property("value").toString(), QStringLiteral("true true 0 0 false"));
+    }
+
+    void aJobWithATitleIsPending()
+    {
+        QVERIFY(m_store->useScripted({ "CAPIGetAisles" }));
+        m_store->stall("/CAPIGetAisles");
+        const auto job = make("AislesJob { title: 'Aisles'; property var pending: PendingModel {}\n"
+                              "property int ends: 0; onFinished: ++ends }");
+        QVERIFY(job);
+        QVERIFY(QMetaObject::invokeMethod(job.get(), "start"));
+        QObject* const pending = job->property("pending").value<QObject*>();
+        QTRY_COMPARE(pending->property("count").toInt(), 1);
+        QVERIFY(QMetaObject::invokeMethod(job.get(), "cancel"));
+        QTRY_COMPARE_WITH_TIMEOUT(job->property("ends").toInt(), 1, 60000);
+        QTRY_COMPARE(pending->property("count").toInt(), 0);
+    }
+
+    void anElementMayBeDeletedWhileItsJobRuns()
+    {
+        QVERIFY(m_store->useScripted({ "CAPIGetAisles" }));
+        m_store->stall("/CAPIGetAisles");
+        for (int wait = 0; wait < 200; wait += 50) {
+            const auto job = make("AislesJob { Component.onCompleted: start() }");
+            QVERIFY(job);
+            QTest::qWait(wait);
+        }
+    }
+};
+
+QTEST_MAIN(QmlJobsTest)
+#include "tst_qmljobs.moc"
