@@ -84,7 +84,7 @@ std::size_t CatalogTable::bytesUsed() const
 struct CatalogTableReader::Files {
     explicit Files(const std::string& folder)
         : products(folder, Catalog::layout, Catalog::Texts()),
-          notes(std::make_shared<CatalogNotes>(folder + Catalog::notesName + ".fil"))
+          notes(std::make_shared<CatalogNotes>(folder))
     {
     }
 
@@ -174,6 +174,7 @@ void CatalogTableReader::take(const std::uint8_t* record, CatalogBlock& block)
             block.texts.append(bytes).push_back('\0');
     }
     entry.serial = GetInt32(copy.data() + Catalog::serverSerialNumber.offset);
+    entry.record = m_number;
     entry.note = GetInt32(copy.data() + Catalog::noteOffset);
     entry.downloads = GetInt32(copy.data() + Catalog::downloads.offset);
     entry.size = GetInt32(copy.data() + Catalog::fileSize.offset);

@@ -7,6 +7,7 @@
 
 #pragma once
 
+#include "db/dblayouts.h"
 #include "db/dbrecord.h"
 #include "db/notesreader.h"
 
@@ -45,6 +46,7 @@ enum CatalogText {
 struct CatalogEntry {
     std::array<std::uint32_t, CatalogTextCount> texts;
     std::int32_t serial;
+    std::int32_t record; // its number in the data file
     std::int32_t note; // offset of the description
     std::int32_t downloads;
     std::int32_t size;
@@ -62,12 +64,17 @@ struct CatalogCategory {
     int products = 0; // visible ones
 };
 
-// The descriptions; one thread at a time has them.
+// The descriptions and what products need; one thread at a time has them.
 struct CatalogNotes {
-    explicit CatalogNotes(const std::string& path) : reader(path) { }
+    explicit CatalogNotes(const std::string& folder)
+        : reader(folder + Agent::Catalog::notesName + ".fil"),
+          needs(folder, Agent::Dependency::layout, { Agent::Dependency::name })
+    {
+    }
 
     std::mutex mutex;
     Agent::NotesReader reader;
+    Agent::RecordReader needs;
 };
 
 class CatalogTable

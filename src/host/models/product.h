@@ -27,6 +27,8 @@ class VANTRELAGENT_EXPORT Product
     Q_PROPERTY(QString version MEMBER version)
     Q_PROPERTY(QString category MEMBER category)
     Q_PROPERTY(QString summary MEMBER summary)
+    Q_PROPERTY(QString description MEMBER description)
+    Q_PROPERTY(QStringList needs MEMBER needs)
     Q_PROPERTY(QString vendor MEMBER vendor)
     Q_PROPERTY(QString copyright MEMBER copyright)
     Q_PROPERTY(QString price MEMBER price)
@@ -63,6 +65,8 @@ public:
     QString version; ///< the store's version
     QString category; ///< the category that it is in
     QString summary; ///< the first line of its description
+    QString description; ///< all of it; empty until ProductModel has read it
+    QStringList needs; ///< names of what it needs, provided names too; read likewise
     QString vendor; ///< the maker
     QString copyright; ///< the copyright holder
     QString price; ///< the price, as text

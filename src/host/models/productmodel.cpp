@@ -6,6 +6,7 @@
 #include "host/models/beside.h"
 #include "host/models/catalogfeed.h"
 #include "host/models/categoryicon.h"
+#include "host/models/productdetails.h"
 #include "host/models/productquery.h"
 
 #include <QCoreApplication>
@@ -99,6 +100,7 @@ public:
     bool isAsked = false;
     bool isBusy = true;
     QTimer soon;
+    ProductDetailsFeed details;
     Beside beside; // the last one, so that the thread has ended when the others go
 };
 
@@ -108,6 +110,7 @@ ProductModel::ProductModel(QObject* parent) : ListModel(parent), d(std::make_uni
     d->soon.setSingleShot(true);
     connect(&d->soon, &QTimer::timeout, this, &ProductModel::begin);
     connect(&d->beside, &Beside::reported, this, &ProductModel::takeFirst);
+    connect(&d->details, &ProductDetailsFeed::arrived, this, &ProductModel::showDetails);
     connect(d->catalog.get(), &CatalogFeed::changed, this, &ProductModel::ask);
     connect(d->packages.get(), &PackageFeed::changed, this, &ProductModel::ask);
     ask();
@@ -239,9 +242,46 @@ void ProductModel::take()
     Private::Made made = std::move(d->next);
     Rows after = rowsOf(made.answer, *made.table);
     std::vector<FoundProduct>().swap(made.answer.products);
+    QSet<int> wanted;
     changeRows(
-        std::move(after), [this, &made] { d->shown = std::move(made); }, isChanged);
+        std::move(after),
+        [this, &made, &wanted] {
+            d->shown = std::move(made);
+            wanted = d->details.setTable(d->shown.table);
+        },
+        isChanged);
+    askAgain(wanted);
     describe();
+}
+
+// After an update, for the products whose details a view has asked for.
+void ProductModel::askAgain(const QSet<int>& wanted)
+{
+    if (wanted.isEmpty())
+        return;
+    for (const Row& row : rows())
+        if (wanted.contains(int(row.key)))
+            d->details.ask(int(row.key), row.place);
+}
+
+void ProductModel::showDetails(const QSet<int>& serials)
+{
+    int left = int(serials.size());
+    for (int row = 0; row < count() && left > 0; ++row) {
+        if (!serials.contains(int(rows()[std::size_t(row)].key)))
+            continue;
+        --left;
+        emit dataChanged(index(row), index(row), { DescriptionRole, NeedsRole, ProductRole });
+    }
+}
+
+QVariant ProductModel::detail(const Row& row, int role) const
+{
+    d->details.ask(int(row.key), row.place);
+    const ProductDetails* const known = d->details.known(int(row.key));
+    if (!known)
+        return QVariant();
+    return role == NeedsRole ? QVariant(known->needs) : QVariant(known->description);
 }
 
 ListModel::Rows ProductModel::rowsOf(const ProductAnswer& answer, const CatalogTable& table)
@@ -314,6 +354,10 @@ Product ProductModel::product(int row) const
     product.state = Product::State(rows()[std::size_t(row)].extra & ~Private::changed);
     product.installedVersion = text(InstalledVersionRole);
     product.iconName = text(IconNameRole);
+    if (const ProductDetails* const known = d->details.known(product.serial)) {
+        product.description = known->description;
+        product.needs = known->needs;
+    }
     return product;
 }
 
@@ -350,6 +394,9 @@ QVariant ProductModel::data(const QModelIndex& index, int role) const
         return d->installedVersion(row);
     case IconNameRole:
         return CategoryIcon(table.categories[entry.category].name);
+    case DescriptionRole:
+    case NeedsRole:
+        return detail(row, role);
     case ProductRole:
         return QVariant::fromValue(product(index.row()));
     default:
@@ -381,7 +428,9 @@ QHash<int, QByteArray> ProductModel::roleNames() const
              { ProductStateRole, "productState" },
              { InstalledVersionRole, "installedVersion" },
              { IconNameRole, "iconName" },
-             { ProductRole, "product" } };
+             { ProductRole, "product" },
+             { DescriptionRole, "description" },
+             { NeedsRole, "needs" } };
 }
 
 InstalledModel::InstalledModel(QObject* parent) : ProductModel(parent)

@@ -17,6 +17,7 @@
 
 #include "listmodel.h"
 #include "product.h"
+#include <QSet>
 #include <vantrelagent/export.h>
 
 namespace Pakmart
@@ -62,7 +63,8 @@ public:
     };
     Q_ENUM(Sort)
 
-    /// The fields of Product, each under its name in QML.
+    /// The fields of Product, each under its name in QML. Descriptions and needs are read when
+    /// they are asked for: there is no value until then, and dataChanged() follows.
     enum Role {
         NameRole = Qt::DisplayRole, ///< also for the views of widgets
         SerialRole = Qt::UserRole + 1,
@@ -86,7 +88,9 @@ public:
         ProductStateRole, ///< a Product::State, as int; "productState" in QML
         InstalledVersionRole,
         IconNameRole,
-        ProductRole ///< the whole Product; "product" in QML
+        ProductRole, ///< the whole Product; "product" in QML
+        DescriptionRole, ///< may have several lines
+        NeedsRole ///< the names of what the product needs, as QStringList
     };
     Q_ENUM(Role)
 
@@ -136,6 +140,9 @@ private:
     void takeFirst();
     void describe();
     void setBusy();
+    void askAgain(const QSet<int>& wanted);
+    void showDetails(const QSet<int>& serials);
+    QVariant detail(const Row& row, int role) const;
     static Rows rowsOf(const ProductAnswer& answer, const CatalogTable& table);
     static bool isChanged(const Row& before, const Row& after);
 

@@ -24,6 +24,7 @@ struct TestProduct {
     QString description = QString();
     bool isHidden = false;
     int downloads = 0;
+    QByteArrayList needs = {};
 };
 
 inline void MakeCatalog(const std::function<void(CCatalogFile&)>& fill)
@@ -46,6 +47,7 @@ inline void MakeCatalog(const QList<TestProduct>& products)
             file.setDescription(product.description);
             file.setHidden(product.isHidden);
             file.setDownloads(product.downloads);
+            file.setDependencies(product.needs);
             file.SaveRecord(); // refuses a second product of a package
         }
     });

@@ -103,6 +103,7 @@ private slots:
             file.setDownloads(8);
             file.setFileSize(9);
             file.setDescription(QStringLiteral("first\nsecond"));
+            file.setDependencies({ "lib" });
             QVERIFY(file.SaveRecord());
         });
         ReplaceStatus(Stanza("p", "2"));
@@ -131,7 +132,10 @@ private slots:
             { QStringLiteral("size"), 9 },
             { QStringLiteral("installedVersion"), QStringLiteral("2") },
             { QStringLiteral("iconName"), QStringLiteral("applications-multimedia") },
+            { QStringLiteral("description"), QStringLiteral("first\nsecond") },
+            { QStringLiteral("needs"), names({ "lib" }) },
         };
+        QTRY_VERIFY(model.value(0, QStringLiteral("description")).isValid());
         const Product product = model.product(0);
         for (const auto& field : fields) {
             QCOMPARE(model.value(0, field.first), field.second);
