@@ -1,7 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// A page of a store without a line of C++: a search as one types, and an install with a preview.
+// A page of a store without a line of C++: the catalog is fetched, a search as one types, and an
+// install with a preview.
 // Try it with "qmlscene StorePage.qml".
 
 import QtQuick 2.15
@@ -12,6 +13,7 @@ Item {
 
     property alias searchText: search.text
     property alias products: products
+    property alias refresh: refresh
     property alias transaction: transaction
     property alias rows: list
 
@@ -27,6 +29,10 @@ Item {
     ProductModel {
         id: products
         text: search.text
+    }
+    RefreshCatalogJob {
+        id: refresh
+        title: "Fetch the catalog"
     }
     Transaction {
         id: transaction
@@ -58,11 +64,25 @@ Item {
             }
         }
     }
-    // Loading, empty and failed have words of their own.
-    Text {
+    // Loading, empty and failed have words of their own. The products appear by themselves when
+    // the catalog has been fetched.
+    Column {
         anchors.centerIn: list
         visible: products.count === 0
-        text: products.stateText
+        Text {
+            text: products.stateText
+        }
+        Text {
+            text: refresh.running ? refresh.percent + " %" : "Fetch the catalog"
+            MouseArea {
+                anchors.fill: parent
+                onClicked: refresh.start()
+            }
+        }
+        Text {
+            objectName: "refreshError"
+            text: refresh.errorText
+        }
     }
 
     Column {

@@ -4,11 +4,13 @@
 // The jobs of the store and of the machine as elements of QML, with the demo store and the real
 // package tools.
 
+#include "tests/common/datafolder.h"
 #include "tests/host/storemachine.h"
 
 #include <QQmlComponent>
 #include <QQmlEngine>
 #include <QtTest>
+#include <memory>
 
 class QmlJobsTest : public QObject
 {
@@ -48,7 +50,11 @@ private:
     }
 
 private slots:
-    void initTestCase() { m_engine.addImportPath(QStringLiteral(QML_MODULES)); }
+    void initTestCase()
+    {
+        qputenv("QT_QUICK_BACKEND", "software");
+        m_engine.addImportPath(QStringLiteral(QML_MODULES));
+    }
     void init()
     {
         m_store = std::make_unique<StoreMachine>();
@@ -92,6 +98,26 @@ private slots:
               "Package: starlander\nStatus: install ok installed\nVersion: 1.0\n"
               "Architecture: all\n\n");
         QTEST(outcome(element, value), "outcome");
+    }
+
+    void thePageOfTheExamplesFetchesTheCatalog()
+    {
+        for (const QString& name : DataFiles())
+            if (name.startsWith(QLatin1String(".VA")))
+                QFile::remove(m_store->data(qPrintable(name)));
+        QQmlComponent component(&m_engine, QUrl::fromLocalFile(QStringLiteral(EXAMPLE)));
+        const std::unique_ptr<QObject> page(component.create());
+        QVERIFY2(page, qPrintable(component.errorString()));
+        const auto part
+            = [&page](const char* name) { return page->property(name).value<QObject*>(); };
+        QVERIFY(part("refresh"));
+        QTRY_COMPARE(part("products")->property("stateText").toString(),
+                     QStringLiteral("There is no catalog on this computer yet."));
+        QVERIFY(m_store->serve());
+        QVERIFY(QMetaObject::invokeMethod(part("refresh"), "start"));
+        QTRY_VERIFY_WITH_TIMEOUT(part("products")->property("count").toInt() > 5, 120000);
+        QTRY_VERIFY_WITH_TIMEOUT(!part("refresh")->property("running").toBool(), 120000);
+        QCOMPARE(part("refresh")->property("errorText").toString(), QString());
     }
 
     void theSourcesAreRefreshedOnlyIfTheyHaveChanged()
