@@ -148,7 +148,7 @@ private slots:
             products.removeFirst();
             std::reverse(products.begin(), products.end());
             MakeCatalog(products);
-            QTRY_COMPARE(model.count(), products.size());
+            QTRY_COMPARE(model.count(), int(products.size()));
             QTRY_VERIFY(model.value(0, QStringLiteral("description")).isValid());
         }
         QCOMPARE(wrong, QStringList());
