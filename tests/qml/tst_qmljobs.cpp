@@ -175,6 +175,8 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(job->property("ends").toInt(), 3, 120000);
         QVERIFY(!job->property("running").toBool());
         QCOMPARE(job->property("firsts").toString(), QStringLiteral("true false false "));
+        QTest::qWait(50); // the jobs that were not the last one go
+        QVERIFY(job->property("products").toInt() > 5);
     }
 
     void aFailureHasItsCodeAndLeavesNoValues()
