@@ -25,12 +25,14 @@ public:
     const std::string& Folder() const { return m_options.folder; }
     // Whether the files are those of another owner, who is responsible for replaced ones.
     bool IsFixed() const { return m_options.held != nullptr; }
+    // Whether nobody else can see them until they are closed.
+    bool IsPrivate() const { return m_options.isPrivate; }
     // Where all files are opened.
     HeldFiles& Files() { return IsFixed() ? *m_options.held : m_own; }
     // For new generations.
     StoreFiles& FilesBelow() const { return m_options.Files(); }
     // For another database that is opened through the same open files.
-    DbOptions Shared() { return { m_options.folder, m_options.files, &Files() }; }
+    DbOptions Shared() { return { m_options.folder, m_options.files, &Files(), IsPrivate() }; }
 
     // The path of a file in the folder, or the described one.
     std::string PathOf(const char* name, const std::string& described) const

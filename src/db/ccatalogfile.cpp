@@ -224,14 +224,18 @@ bool CCatalogFile::CreateAll(const CatalogPaths& paths)
     Close();
     d->m_bWhole = true;
     d->m_place.SetOpened(paths.products[0]);
-    return d->m_files.Create(paths.products) && d->m_notes.Create(paths.notes.c_str())
+    const bool created = d->m_files.Create(paths.products) && d->m_notes.Create(paths.notes.c_str())
         && d->m_dependency.CreateAt(paths.dependencies);
+    if (created && d->m_place.IsPrivate())
+        d->m_files.GatherKeys();
+    return created;
 }
 
 void CCatalogFile::Close()
 {
     const bool closed = d->m_dependency.Close();
     d->m_notes.Close();
+    WriteGathered(d->m_files);
     d->m_bWhole = d->m_files.Close() && closed && d->m_bWhole;
     d->m_place.Close();
     d->m_owners.Clear();

@@ -87,6 +87,7 @@ public:
     CatalogPlace m_place;
     std::array<std::uint8_t, length> m_record;
     std::int32_t m_nRecord = -1;
+    std::int32_t m_nLastParent = 0; // the greatest one that names were stored for
     DbFiles m_files{ Dependency::layout, m_place.Files() };
     Key m_key1{};
     Key m_key2{};
@@ -170,11 +171,15 @@ bool CDependency::OpenOrCreate(const std::vector<std::string>& paths)
 
 bool CDependency::CreateAt(const std::vector<std::string>& paths)
 {
-    return d->m_files.Create(paths);
+    const bool created = d->m_files.Create(paths);
+    if (created && d->m_place.IsPrivate())
+        d->m_files.GatherKeys();
+    return created;
 }
 
 bool CDependency::Close()
 {
+    WriteGathered(d->m_files);
     const bool closed = d->m_files.Close();
     d->m_place.Close();
     return closed;
@@ -293,6 +298,7 @@ bool CDependency::StoreDepends(std::int32_t parent, const QByteArrayList& names)
 try {
     if (IsReplaced())
         return false;
+    d->m_nLastParent = std::max(d->m_nLastParent, parent);
     std::vector<std::uint8_t> records;
     const auto set = [&](const QByteArray& name) {
         AddNew();
@@ -362,10 +368,13 @@ void CDependency::RemoveAllDependencies(std::int32_t parent)
     RemoveAll(parent);
 }
 
+// A new product of a new database has none, and the index is not written to find that out.
 bool CDependency::RemoveAll(std::int32_t parent)
 try {
     if (IsReplaced())
         return false;
+    if (d->m_files.IsGathering(0) && parent > d->m_nLastParent)
+        return true;
     char key[keyRoom];
     std::int32_t number;
     do {

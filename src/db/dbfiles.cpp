@@ -59,6 +59,12 @@ bool PutInPlace(StoreFiles& files, const std::string& made, const std::string& n
         && SyncPath(files, FolderOf(name), O_RDONLY | O_DIRECTORY);
 }
 
+DbFiles::~DbFiles()
+{
+    m_gathered = {};
+    Close();
+}
+
 template <typename OpenData, typename OpenIndex>
 bool DbFiles::OpenAll(const std::vector<std::string>& names, OpenData openData, OpenIndex openIndex)
 {
@@ -87,14 +93,51 @@ bool DbFiles::Create(const std::vector<std::string>& names)
 
 bool DbFiles::Close()
 {
-    bool closed = !m_data || CloseDataFile(m_data) == 0;
+    for (int i = 0; i < m_layout.indexCount; ++i)
+        Settle(i);
+    bool closed = (!m_data || CloseDataFile(m_data) == 0) && !m_lost;
     m_data = nullptr;
+    m_lost = false;
     for (IndexFile*& index : m_indexes) {
         if (index && CloseIndex(index) != 0)
             closed = false;
         index = nullptr;
     }
     return closed;
+}
+
+void DbFiles::GatherKeys()
+{
+    for (int i = 0; i < m_layout.indexCount; ++i) {
+        const IndexLayout& layout = m_layout.indexes[i];
+        m_gathered[std::size_t(i)]
+            = std::make_unique<NewKeys>(layout.keyLength, layout.allowDuplicates);
+    }
+}
+
+// Writes the index if its keys are still gathered.
+void DbFiles::Settle(int which, const std::function<void()>& meanwhile) const
+{
+    const std::unique_ptr<NewKeys> keys = std::move(m_gathered[std::size_t(which)]);
+    if (!keys)
+        return;
+    IndexFile* const index = m_indexes[std::size_t(which)];
+    const std::int32_t error = taerror;
+    if (!index || keys->Write(index, meanwhile) != 0)
+        m_lost = true;
+    else
+        SetError(error);
+}
+
+void DbFiles::WriteGathered(const Beside& beside, const std::function<void()>& meanwhile)
+{
+    constexpr std::size_t many = 5000; // keys, which take a few milliseconds to sort
+    for (int i = 0; i < m_layout.indexCount; ++i) {
+        NewKeys* const keys = m_gathered[std::size_t(i)].get();
+        if (keys && keys->Count() > many)
+            beside([keys] { keys->Sort(); });
+        Settle(i, meanwhile);
+    }
 }
 
 // With flushing each change re-reads the headers first and is written at once, so that
@@ -144,6 +187,7 @@ bool DbFiles::ReopenIndexes(const std::vector<std::string>& names)
 
 void DbFiles::CloseOne(int which)
 {
+    Settle(which);
     IndexFile*& index = m_indexes[std::size_t(which)];
     if (index)
         CloseIndex(index);
@@ -212,6 +256,8 @@ bool DbFiles::Remove(std::int32_t number)
 
 bool DbFiles::AddKey(int which, std::int32_t number, const char* key)
 {
+    if (NewKeys* const keys = m_gathered[std::size_t(which)].get())
+        return keys->Add(key, std::uint32_t(number)) == 0;
     const auto add = [](IndexFile* index, std::uint32_t* record, char* text) {
         return ::AddKey(index, record, text);
     };

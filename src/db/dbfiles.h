@@ -6,8 +6,11 @@
 
 #pragma once
 
+#include "store/newkeys.h"
+
 #include <array>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -29,7 +32,8 @@ class DbFiles
 public:
     // The file system, in which all files are opened, must outlive the object.
     DbFiles(const DbLayout& layout, StoreFiles& files) : m_layout(layout), m_files(files) { }
-    ~DbFiles() { Close(); }
+    // Gathered keys are dropped.
+    ~DbFiles();
     DbFiles(const DbFiles&) = delete;
     DbFiles& operator=(const DbFiles&) = delete;
 
@@ -40,6 +44,16 @@ public:
     bool Create(const std::vector<std::string>& names);
     // False when something could not be written.
     bool Close();
+
+    // For new files that nobody else uses until they are closed: added keys are gathered in
+    // memory, and an index is written at once, as soon as anything else needs it, but on
+    // closing at the latest.
+    void GatherKeys();
+    bool IsGathering(int which) const { return m_gathered[std::size_t(which)] != nullptr; }
+    // Writes all of them. `beside` runs work that touches nothing else, such as in a thread, and
+    // returns when it is done; `meanwhile` is called now and then.
+    using Beside = std::function<void(const std::function<void()>& work)>;
+    void WriteGathered(const Beside& beside, const std::function<void()>& meanwhile);
 
     // For files that others may change: each change first re-reads the files, and is
     // written at once. False unless all are open.
@@ -57,7 +71,11 @@ public:
     StoreFiles& Files() const { return m_files; }
     // Null while it is not open.
     DataFile* Data() const { return m_data; }
-    IndexFile* Index(int which) const { return m_indexes[std::size_t(which)]; }
+    IndexFile* Index(int which) const
+    {
+        Settle(which);
+        return m_indexes[std::size_t(which)];
+    }
 
     // Reads a live record; `record` stays as it is on failure.
     bool Read(std::int32_t number, std::uint8_t* record) const;
@@ -80,6 +98,7 @@ public:
     bool Next(int which, std::int32_t* number, char* found = nullptr) const;
 
 private:
+    void Settle(int which, const std::function<void()>& meanwhile = {}) const;
     void CloseOne(int which);
     bool Reopen(int which, const std::string& name);
     template <typename OpenData, typename OpenIndex>
@@ -89,6 +108,9 @@ private:
     StoreFiles& m_files;
     DataFile* m_data = nullptr;
     std::array<IndexFile*, 4> m_indexes{}; // as many as the layout names
+    // Keys that are not in their index yet, and whether some could not be written.
+    mutable std::array<std::unique_ptr<NewKeys>, 4> m_gathered;
+    mutable bool m_lost = false;
 };
 
 } // namespace Agent

@@ -24,6 +24,9 @@ struct DbOptions {
     // exactly the paths in `folder` are opened, through it and not through `files`; links to
     // the current generation are not looked for, and replaced files are not noticed.
     HeldFiles* held = nullptr;
+    // Whether nobody else can see these files until they are closed. The indexes of a database
+    // that is created there are written only when they are needed.
+    bool isPrivate = false;
 
     StoreFiles& Files() const { return files ? *files : MachineFiles(); }
 };

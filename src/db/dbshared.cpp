@@ -3,6 +3,8 @@
 
 #include "db/dbshared.h"
 
+#include "db/dbfiles.h"
+#include "util/eventwait.h"
 #include "util/paths.h"
 
 #include <QDir>
@@ -20,6 +22,12 @@ std::string RecentFolder()
 {
     const QString folder = QDir::homePath() + QLatin1String("/.kde/share/apps/vantrelagent/");
     return QFile::encodeName(folder).toStdString();
+}
+
+void WriteGathered(DbFiles& files)
+{
+    Pacer pacer;
+    files.WriteGathered(PassEventsBeside, [&pacer] { pacer.Breathe(); });
 }
 
 } // namespace Agent

@@ -16,6 +16,8 @@
 namespace Agent
 {
 
+class DbFiles;
+
 // The folders of the databases, as paths to open, with a slash at the end: the agent's data
 // folder, and one in the user's home.
 std::string CatalogFolder();
@@ -38,6 +40,10 @@ public:
 private:
     const bool m_wasReady;
 };
+
+// Writes the indexes of a new database, if they are still to be written, while events are
+// processed.
+void WriteGathered(DbFiles& files);
 
 // The end of a public function of the databases after a failed allocation: it sets the
 // record store's code for that, since no exception may reach a host.

@@ -17,6 +17,7 @@ namespace
 {
 
 constexpr std::size_t largestHeader = 16 * 1024;
+constexpr std::size_t largestTail = 256 * 1024;
 
 // The system always assigns the lowest free descriptor, so its number shows how many are
 // in use; the upper half is left to the rest of the process.
@@ -87,8 +88,17 @@ int HeldFiles::OpenNew(const char* path, int flags, mode_t mode)
         return -1;
     const bool keep = MayKeep(descriptor);
     try {
-        m_held.push_back(
-            { path, keep ? descriptor : -1, status.st_dev, status.st_ino, 0, 0, keep, {}, false });
+        m_held.push_back({ path,
+                           keep ? descriptor : -1,
+                           status.st_dev,
+                           status.st_ino,
+                           0,
+                           0,
+                           keep,
+                           {},
+                           false,
+                           status,
+                           {} });
     } catch (const std::bad_alloc&) {
         m_below.Close(descriptor);
         Expect(false);
@@ -137,6 +147,7 @@ void HeldFiles::Release(File& file)
 {
     if (file.descriptor < 0)
         return;
+    WriteTail(file);
     WriteHeader(file);
     if (file.inUse)
         Reach(file);
@@ -198,8 +209,12 @@ ssize_t HeldFiles::Read(int descriptor, void* bytes, size_t size)
         return ssize_t(size);
     }
     WriteHeader(*file);
-    return Reach(*file) ? Transferred(*file, m_below.Read(file->descriptor, bytes, size), size)
-                        : -1;
+    // The store may ask for records behind the last one.
+    const off_t there = IsPrivate() ? file->status.st_size - file->position : off_t(size);
+    const auto expected = std::size_t(std::clamp(there, off_t(0), off_t(size)));
+    return WriteTail(*file) && Reach(*file)
+        ? Transferred(*file, m_below.Read(file->descriptor, bytes, size), expected)
+        : -1;
 }
 
 // The header at the beginning of a new file is rewritten after nearly every record, so for
@@ -223,10 +238,13 @@ ssize_t HeldFiles::Write(int descriptor, const void* bytes, size_t size)
         WriteHeader(*file);
         file->header.clear();
     }
-    if (!Reach(*file))
-        return -1;
     const auto* const first = static_cast<const char*>(bytes);
+    if (WaitsInTail(*file, first, size))
+        return ssize_t(size);
+    if (!WriteTail(*file) || !Reach(*file))
+        return -1;
     const ssize_t written = Transferred(*file, m_below.Write(file->descriptor, bytes, size), size);
+    file->status.st_size = std::max(file->status.st_size, file->position);
     if (IsPrivate() && position == 0 && size <= largestHeader && written == ssize_t(size))
         file->header.assign(first, first + size);
     return written;
@@ -234,17 +252,26 @@ ssize_t HeldFiles::Write(int descriptor, const void* bytes, size_t size)
 
 int HeldFiles::Resize(int descriptor, off_t size)
 {
-    if (File* const file = Find(descriptor)) {
+    File* const file = Find(descriptor);
+    if (file) {
+        WriteTail(*file);
         WriteHeader(*file);
         file->header.clear();
     }
     const int result = m_below.Resize(descriptor, size);
     Expect(result == 0);
+    if (file && result == 0)
+        file->status.st_size = size;
     return result;
 }
 
 int HeldFiles::Status(int descriptor, struct stat* status)
 {
+    const File* const file = IsPrivate() ? Find(descriptor) : nullptr;
+    if (file) {
+        *status = file->status;
+        return 0;
+    }
     const int result = m_below.Status(descriptor, status);
     Expect(result == 0);
     return result;
@@ -253,6 +280,44 @@ int HeldFiles::Status(int descriptor, struct stat* status)
 bool HeldFiles::Exists(const char* path)
 {
     return m_below.Exists(path);
+}
+
+// ---- the tail ----
+
+// Whether bytes at the end of a private file were taken, to be written with those after them.
+bool HeldFiles::WaitsInTail(File& file, const char* bytes, size_t size)
+{
+    if (!IsPrivate() || file.position == 0 || file.position != file.status.st_size
+        || size >= largestTail)
+        return false;
+    if (file.tail.size() + size > largestTail && !WriteTail(file))
+        return false;
+    try {
+        file.tail.reserve(largestTail);
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+    file.tail.insert(file.tail.end(), bytes, bytes + size);
+    file.position += off_t(size);
+    file.status.st_size = file.position;
+    return true;
+}
+
+// The size stays even if this fails: the file is lost anyway, and what the store adds later
+// must not get the place of what it has added before.
+bool HeldFiles::WriteTail(File& file)
+{
+    if (file.tail.empty())
+        return true;
+    const std::size_t size = file.tail.size();
+    const off_t position = file.position;
+    file.position = file.status.st_size - off_t(size);
+    const bool written = Reach(file)
+        && Transferred(file, m_below.Write(file.descriptor, file.tail.data(), size), size)
+            == ssize_t(size);
+    file.position = position;
+    file.tail.clear();
+    return written;
 }
 
 // ---- the header ----

@@ -30,8 +30,9 @@ public:
     // For files that others use as well: every write happens at once.
     explicit HeldFiles(StoreFiles& below) : m_below(below) { }
     // For new files in a private, open folder of this process: they are opened relative
-    // to it, links are not followed, and the first bytes of a file (its header) are
-    // written when it is closed.
+    // to it, links are not followed, the first bytes of a file (its header) are written
+    // when it is closed, and what is added at its end is written in large pieces. Of a
+    // file's status only the size is kept up to date.
     HeldFiles(StoreFiles& below, int folder) : m_below(below), m_folder(folder) { }
     ~HeldFiles() override { CloseAll(); }
     HeldFiles(const HeldFiles&) = delete;
@@ -63,6 +64,8 @@ private:
         bool inUse; // by the store, at this moment
         std::vector<char> header; // the first bytes, once they have been written
         bool headerWaits;
+        struct stat status; // of a private file; its size with the tail
+        std::vector<char> tail; // the last bytes, which are not written yet
     };
 
     bool IsPrivate() const { return m_folder >= 0; }
@@ -73,6 +76,8 @@ private:
     void Release(File& file);
     bool Reach(File& file);
     ssize_t Transferred(File& file, ssize_t size, size_t expected);
+    bool WriteTail(File& file);
+    bool WaitsInTail(File& file, const char* bytes, size_t size);
     void WriteHeader(File& file);
     bool IsInHeader(const File& file, size_t size) const;
     void Expect(bool done) { m_failed = m_failed || !done; }

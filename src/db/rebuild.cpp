@@ -48,7 +48,7 @@ bool MayReplaceAll(const std::string& folder)
 bool Fill(const NewGeneration& generation, const std::function<void(CCatalogFile&)>& fill)
 {
     HeldFiles files(generation.Files(), generation.FolderDescriptor());
-    CCatalogFile file(DbOptions{ generation.Folder(), &generation.Files(), &files });
+    CCatalogFile file(DbOptions{ generation.Folder(), &generation.Files(), &files, true });
     if (!file.Create())
         return false;
     file.AddNew();
