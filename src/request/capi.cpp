@@ -97,6 +97,12 @@ void CAPI::CopiesReply()
     d->m_bCopiesReply = true;
 }
 
+void CAPI::TakesReplyFile(
+    std::function<bool(QIODevice& file, const std::function<bool()>& goOn)> take)
+{
+    d->m_take = std::move(take);
+}
+
 AgentError::Code CAPI::Failure() const
 {
     return d->m_nFailure;

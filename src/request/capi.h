@@ -30,6 +30,7 @@
 #include <QFile>
 #include <QObject>
 #include <QString>
+#include <functional>
 #include <memory>
 #include <set>
 #include <vantrelagent/export.h>
@@ -179,6 +180,15 @@ protected:
     /// For the constructor of a class that makes a CXMLNode of its whole reply: the copy
     /// then counts towards the memory that a reply may use.
     void CopiesReply();
+    /// For a class that can read its reply from the file: a reply that is "OK", and that
+    /// nobody but the object listens to (SuccessfulTransfer), is not made into a document.
+    /// `take` is called with the file instead, open for reading, and with a function to be
+    /// called now and then until the reply has had an effect: events are processed there,
+    /// and the reading must end if it returns false. If `take` returns false, nothing may
+    /// have happened, and the document is made after all; so a reply that is refused is
+    /// always read as a document.
+    void
+    TakesReplyFile(std::function<bool(QIODevice& file, const std::function<bool()>& goOn)> take);
     /// The text of a request that is refused because another one has the lock.
     static QString LockedText();
     /// The code that was set so far.
@@ -204,6 +214,8 @@ private:
     static QString InterruptedText();
     void ReportJobError(int nError, const QString& sText);
     void CutOff();
+    bool TakeReplyFile();
+    template <typename Read> bool ReadInterruptibly(const Read& read);
     QDomElement ReadReply(QDomDocument& document, QString& sWhy);
     void DispatchReply();
     void JudgeReply(QDomElement& root, const QString& sWhy);

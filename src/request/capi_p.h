@@ -10,6 +10,7 @@
 
 #include <KJob>
 #include <QPointer>
+#include <functional>
 
 class CAPI::Private
 {
@@ -25,6 +26,7 @@ public:
     bool m_bCopiesReply = false;
     bool m_bReading = false; // the reply is being parsed
     bool m_bInterrupted = false;
+    std::function<bool(QIODevice& file, const std::function<bool()>& goOn)> m_take;
     QPointer<KJob> m_pJob;
     std::uint64_t m_nMaxReply = 0; // bytes that the reply may have
     std::uint64_t m_nReceived = 0; // that it has so far

@@ -162,23 +162,44 @@ void CAPI::ReportJobError(int nError, const QString& sText)
     emit ErroneousTransfer(sText);
 }
 
-// Parses the reply file, with events processed meanwhile: a catalog takes seconds.
+// Reads the reply while events are processed, since a catalog takes seconds; AbortTransfers ends
+// the reading.
+template <typename Read> bool CAPI::ReadInterruptibly(const Read& read)
+{
+    d->m_bReading = true;
+    m_transferring.insert(this);
+    Pacer pacer;
+    const bool done = read([this, &pacer] {
+        pacer.Breathe();
+        return !d->m_bInterrupted;
+    });
+    m_transferring.erase(this);
+    d->m_bReading = false;
+    return done;
+}
+
+// Parses the reply file.
 QDomElement CAPI::ReadReply(QDomDocument& document, QString& sWhy)
 {
     if (d->m_nReceived > d->m_nMaxReply || d->m_nSpoolError != 0)
         return QDomElement(); // it was cut off
-    d->m_bReading = true;
-    m_transferring.insert(this);
-    Pacer pacer;
-    const auto goOn = [this, &pacer] {
-        pacer.Breathe();
-        return !d->m_bInterrupted;
-    };
     const auto use = d->m_bCopiesReply ? XmlGate::Use::Copy : XmlGate::Use::Document;
-    const bool read = ReadReplyDocument(m_APIFile, document, d->m_nMaxReply, &sWhy, goOn, use);
-    m_transferring.erase(this);
-    d->m_bReading = false;
+    const bool read = ReadInterruptibly([&](const GoOn& goOn) {
+        return ReadReplyDocument(m_APIFile, document, d->m_nMaxReply, &sWhy, goOn, use);
+    });
     return read ? document.documentElement() : QDomElement();
+}
+
+// Whether the class has taken the reply from its file. Otherwise nothing has happened yet.
+bool CAPI::TakeReplyFile()
+{
+    const bool othersListen = receivers(SIGNAL(SuccessfulTransfer(QDomElement*))) > 1;
+    if (!d->m_take || othersListen || d->m_nReceived > d->m_nMaxReply || d->m_nSpoolError != 0)
+        return false;
+    const auto use = d->m_bCopiesReply ? XmlGate::Use::Copy : XmlGate::Use::Document;
+    return ReadInterruptibly([&](const GoOn& goOn) {
+        return MayBeParsed(m_APIFile, d->m_nMaxReply, goOn, use) && d->m_take(m_APIFile, goOn);
+    });
 }
 
 // Parses the spooled reply and passes it on. The reply is judged only when it is complete,
@@ -188,6 +209,10 @@ void CAPI::DispatchReply()
 {
     if (m_APIFile.fileName().isEmpty() || !m_APIFile.open(QIODevice::ReadOnly)) {
         NoteMissingFile();
+        return;
+    }
+    if (TakeReplyFile()) {
+        m_APIFile.close();
         return;
     }
     QDomDocument document(QStringLiteral("VantrelAgentXML"));

@@ -3,6 +3,7 @@
 
 #include "request/replydocument.h"
 
+#include "request/replynodes.h"
 #include "request/xmlgate.h"
 #include "request/xmlsource.h"
 #include "util/logrequest.h"
@@ -21,46 +22,13 @@ namespace
 
 constexpr int pieceSize = 64 * 1024;
 
-// Makes a copy: a string shared with the reader would keep the reader's whole buffer.
-template <typename View> QString Copy(const View& text)
-{
-    return QString(text.data(), text.size());
-}
-
-void AddElement(const QXmlStreamReader& reader, QDomDocument& document, QDomNode& parent)
-{
-    QDomElement element = document.createElement(reader.qualifiedName().toString());
-    const QXmlStreamAttributes attributes = reader.attributes();
-    for (const QXmlStreamAttribute& attribute : attributes)
-        element.setAttribute(attribute.qualifiedName().toString(), attribute.value().toString());
-    parent = parent.appendChild(element);
-}
-
-// Like Qt's own builder, but the same in every version of Qt: text that consists of
-// blanks is left out, unless it is CDATA.
 bool Build(QXmlStreamReader& reader, QDomDocument& document)
 {
     document.setContent(QByteArray());
     QDomNode parent = document;
     while (!reader.atEnd()) {
-        const auto token = reader.readNext();
-        const QString text = Copy(reader.text());
-        if (token == QXmlStreamReader::StartElement)
-            AddElement(reader, document, parent);
-        else if (token == QXmlStreamReader::EndElement)
-            parent = parent.parentNode();
-        else if (token == QXmlStreamReader::Characters && reader.isCDATA())
-            parent.appendChild(document.createCDATASection(text));
-        else if (token == QXmlStreamReader::Characters && !reader.isWhitespace())
-            parent.appendChild(document.createTextNode(text));
-        else if (token == QXmlStreamReader::Comment)
-            parent.appendChild(document.createComment(text));
-        else if (token == QXmlStreamReader::ProcessingInstruction)
-            parent.appendChild(document.createProcessingInstruction(
-                reader.processingInstructionTarget().toString(),
-                reader.processingInstructionData().toString()));
-        else if (token == QXmlStreamReader::EntityReference)
-            parent.appendChild(document.createEntityReference(reader.name().toString()));
+        reader.readNext();
+        AddNode(reader, document, parent);
     }
     return !reader.hasError();
 }
@@ -96,7 +64,7 @@ private:
     const Reading& m_reading;
 };
 
-bool Passes(QIODevice& device, Reading& reading, int chunk)
+bool PassesSilently(QIODevice& device, Reading& reading, int chunk)
 {
     QByteArray buffer(chunk, Qt::Uninitialized);
     XmlGate& gate = reading.gate;
@@ -105,14 +73,19 @@ bool Passes(QIODevice& device, Reading& reading, int chunk)
         if (!gate.Feed(buffer.constData(), std::size_t(size)))
             break;
     }
-    if (size == 0)
-        gate.Finish();
+    return size == 0 && gate.Finish();
+}
+
+bool Passes(QIODevice& device, Reading& reading, int chunk)
+{
+    const bool passes = PassesSilently(device, reading, chunk);
+    const XmlGate& gate = reading.gate;
     if (gate.Refusal()) {
         reading.why = QLatin1String(gate.Refusal());
         qCInfo(logRequest, "refused an XML text in its first %llu bytes: %s",
                static_cast<unsigned long long>(gate.Bytes()), gate.Refusal());
     }
-    return size == 0 && !gate.Refusal();
+    return passes;
 }
 
 // Reads the text once for the gate and once for the parser, so that the parser never sees
@@ -168,6 +141,12 @@ bool PassesGate(QIODevice& device, std::uint64_t maxBytes, int chunk)
 {
     Reading reading{ XmlGate(maxBytes), GoOn(), QString() };
     return Passes(device, reading, chunk);
+}
+
+bool MayBeParsed(QIODevice& device, std::uint64_t maxBytes, const GoOn& goOn, XmlGate::Use use)
+{
+    Reading reading{ XmlGate(maxBytes, 1, use), goOn, QString() };
+    return !device.isSequential() && device.seek(0) && PassesSilently(device, reading, pieceSize);
 }
 
 bool ReadReplyDocument(QIODevice& device, QDomDocument& document, std::uint64_t maxBytes,

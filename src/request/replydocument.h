@@ -38,5 +38,7 @@ bool ReadSavedDocument(const QString& fileName, QDomDocument& document);
 // The first half of reading a reply: whether the text of `device`, read in pieces
 // of `chunk` bytes, may be parsed.
 bool PassesGate(QIODevice& device, std::uint64_t maxBytes, int chunk = 64 * 1024);
+// The same for a reply that may still be read as a document, which then logs a refusal.
+bool MayBeParsed(QIODevice& device, std::uint64_t maxBytes, const GoOn& goOn, XmlGate::Use use);
 
 } // namespace Agent
