@@ -42,9 +42,12 @@ bool CAPIUpdateCatalog::ProcessVantrelCatalogRequest(QDomElement& catalog)
         });
     };
     const unsigned aborted = AbortCount();
-    return RebuildCatalogDatabase(*m_options, fill, [this, aborted] {
-        return WaitForOtherUpdate() && AbortCount() == aborted;
-    });
+    return RebuildCatalogDatabase(*m_options, fill, [this, aborted] { return Wait(aborted); });
+}
+
+bool CAPIUpdateCatalog::Wait(unsigned aborted)
+{
+    return WaitForOtherUpdate() && AbortCount() == aborted;
 }
 
 bool CAPIUpdateCatalog::WaitForOtherUpdate()

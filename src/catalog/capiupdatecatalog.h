@@ -64,11 +64,30 @@ public:
     /// progress of an update.
     virtual void ProcessRecordsInCategory(QDomElement& category, CCatalogFile* file);
 
+protected:
+    /// For a class that has the database filled as well: a reply that nobody else listens to
+    /// (SuccessfulTransfer) is then saved and recorded in one pass over its file, a product at
+    /// a time, without a document, and onSuccessfulTransfer is not called. File and database are
+    /// the same. If one cannot be written, the request fails (AgentError::CannotWrite), and so
+    /// it does if the update is stopped (AgentError::Cancelled): then neither is changed.
+    ///
+    /// A reply of another form than that of a catalog, and any that is refused, comes as a
+    /// document nevertheless. ProcessRecordsInCategory is called for documents only.
+    void TakeInPieces();
+    /// Called in such a pass after each product, with the share of the reply that was read, from
+    /// 0 to 1. Returning false stops the update. True here.
+    virtual bool KeepsGoing(double share);
+
 public slots:
     /// Saves the first element of the reply. Without one, or if it cannot be written,
     /// the file stays as it is; this is not reported.
     void onSuccessfulTransfer(QDomElement* pElement) override;
 
 private:
+    class Pass;
+    bool UpdateInPieces(QIODevice& file, const std::function<bool()>& goOn);
+    bool Wait(unsigned aborted);
+    void Fail(AgentError::Code code, const QString& details);
+
     const std::unique_ptr<const Agent::DbOptions> m_options;
 };

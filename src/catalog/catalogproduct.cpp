@@ -73,6 +73,20 @@ QDomNode NextBelow(const QDomNode& top, const QDomNode& node)
     return QDomNode();
 }
 
+// Takes an element if it is a product.
+void TakeProduct(const QDomElement& element, const CatalogProduct& blank,
+                 const std::function<void(const CatalogProduct&)>& take)
+{
+    if (element.tagName() != QLatin1String("product"))
+        return;
+    CatalogProduct product = blank;
+    product.Set(Catalog::FieldOf("name"), DecodedAttribute(element, "name"));
+    for (QDomElement child = element.firstChildElement(); !child.isNull();
+         child = child.nextSiblingElement())
+        TakeElement(product, child);
+    take(product);
+}
+
 } // namespace
 
 void CatalogProduct::Set(const ProductField& field, const std::string& text)
@@ -98,26 +112,33 @@ void ForEachCategory(const QDomElement& catalog, const std::function<void(QDomEl
         take(category);
 }
 
-void ForEachProduct(const QDomElement& category,
-                    const std::function<void(const CatalogProduct&)>& take)
+CatalogProduct BlankProduct(const QDomElement& category)
 {
     CatalogProduct blank;
     blank.Set(Catalog::FieldOf("category"), DecodedAttribute(category, "name"));
     blank.Set(Catalog::FieldOf("categoryPage"), DecodedAttribute(category, "home_page"));
+    return blank;
+}
+
+void ForEachProductIn(const QDomElement& element, const CatalogProduct& blank,
+                      const std::function<void(const CatalogProduct&)>& take)
+{
+    TakeProduct(element, blank, take);
+    for (QDomNode node = NextBelow(element, element); !node.isNull();
+         node = NextBelow(element, node))
+        TakeProduct(node.toElement(), blank, take);
+}
+
+void ForEachProduct(const QDomElement& category,
+                    const std::function<void(const CatalogProduct&)>& take)
+{
+    const CatalogProduct blank = BlankProduct(category);
     // Of all categories: many have few products.
     static Pacer pacer;
     for (QDomNode node = NextBelow(category, category); !node.isNull();
          node = NextBelow(category, node)) {
         pacer.Breathe();
-        const QDomElement element = node.toElement();
-        if (element.tagName() != QLatin1String("product"))
-            continue;
-        CatalogProduct product = blank;
-        product.Set(Catalog::FieldOf("name"), DecodedAttribute(element, "name"));
-        for (QDomElement child = element.firstChildElement(); !child.isNull();
-             child = child.nextSiblingElement())
-            TakeElement(product, child);
-        take(product);
+        TakeProduct(node.toElement(), blank, take);
     }
 }
 

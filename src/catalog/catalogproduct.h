@@ -38,7 +38,13 @@ struct CatalogProduct : ProductRecord {
 void ForEachCategory(const QDomElement& catalog,
                      const std::function<void(QDomElement& category)>& take);
 
-// Events are processed on the way.
+// A product of a category without anything of its own. The category may be without children.
+CatalogProduct BlankProduct(const QDomElement& category);
+// The products of a category that are an element below it, or in that.
+void ForEachProductIn(const QDomElement& element, const CatalogProduct& blank,
+                      const std::function<void(const CatalogProduct& product)>& take);
+
+// All of a category. Events are processed on the way.
 void ForEachProduct(const QDomElement& category,
                     const std::function<void(const CatalogProduct& product)>& take);
 

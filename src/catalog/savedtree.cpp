@@ -5,6 +5,7 @@
 
 #include "base/wholefile.h"
 #include "catalog/cxmlnode.h"
+#include "catalog/savedpieces.h"
 #include "request/replydocument.h"
 #include "util/eventwait.h"
 #include "util/logcatalog.h"
@@ -170,24 +171,14 @@ bool WriteOut(int descriptor)
 
 enum class Meanwhile { Nothing, Events };
 
-// Replaces a file by the text that is written into the stream.
-bool SaveFile(const char* name, Meanwhile meanwhile,
-              const std::function<void(std::ostream&)>& write)
+// Replaces a file by the text that is written into the stream, unless the writer gives up.
+bool Save(FileReplacement& file, const std::string& path, Meanwhile meanwhile,
+          const std::function<bool(std::ostream&)>& write)
 {
-    const std::string path = QFile::encodeName(SavedTreePath(name)).toStdString();
-    const bool secret = std::strcmp(name, ".profile") == 0;
-    struct stat before = {};
-    const bool isNew = stat(path.c_str(), &before) != 0;
-    FileReplacement file = FileReplacement::Following(path, ModeOfNew(secret));
-    if (!file) {
-        qCInfo(logCatalog, "cannot write %s: %s", path.c_str(), std::strerror(errno));
-        return false;
-    }
-    if (!isNew)
-        TakeAfter(file.Get(), before, secret);
     FileBuffer buffer(file);
     std::ostream out(&buffer);
-    write(out);
+    if (!write(out))
+        return false;
     const bool written = out && buffer.Finish()
         && (meanwhile == Meanwhile::Nothing || WriteOut(file.Get())) && file.Commit();
     if (written)
@@ -195,6 +186,32 @@ bool SaveFile(const char* name, Meanwhile meanwhile,
     else
         qCInfo(logCatalog, "cannot replace %s: %s", path.c_str(), std::strerror(errno));
     return written;
+}
+
+bool IsSecret(const char* name)
+{
+    return std::strcmp(name, ".profile") == 0;
+}
+
+std::string PathOf(const char* name)
+{
+    return QFile::encodeName(SavedTreePath(name)).toStdString();
+}
+
+bool SaveFile(const char* name, Meanwhile meanwhile,
+              const std::function<void(std::ostream&)>& write)
+{
+    const std::string path = PathOf(name);
+    struct stat before = {};
+    const bool isNew = stat(path.c_str(), &before) != 0;
+    FileReplacement file = FileReplacement::Following(path, ModeOfNew(IsSecret(name)));
+    if (!file) {
+        qCInfo(logCatalog, "cannot write %s: %s", path.c_str(), std::strerror(errno));
+        return false;
+    }
+    if (!isNew)
+        TakeAfter(file.Get(), before, IsSecret(name));
+    return Save(file, path, meanwhile, [&write](std::ostream& out) { return write(out), true; });
 }
 
 } // namespace
@@ -225,6 +242,46 @@ void Agent::SaveFirstElement(const QDomElement& body, const char* name)
             Pacer pacer;
             WriteTree(first, levels, out, pacer);
         });
+}
+
+void Agent::SaveStart(const QDomElement& element, std::ostream& out)
+{
+    CXMLNode tree(nullptr);
+    QDomNode alone = element;
+    tree.ReadNode(alone);
+    tree.SaveStart(out, -1);
+}
+
+void Agent::SavePiece(const QDomElement& element, std::ostream& out)
+{
+    Pacer pacer;
+    WriteTree(element, 0, out, pacer);
+}
+
+void Agent::SaveEnd(const QDomElement& element, std::ostream& out)
+{
+    CXMLNode tree(nullptr);
+    QDomNode alone = element;
+    tree.ReadNode(alone);
+    tree.SaveEnd(out, -1);
+}
+
+Saving Agent::SavePieces(const char* name, const std::function<bool(std::ostream&)>& write)
+{
+    const std::string path = PathOf(name), target = FinalPath(path);
+    struct stat before = {};
+    const bool isNew = stat(path.c_str(), &before) != 0;
+    if (!isNew && access(target.c_str(), W_OK) != 0)
+        return Saving::NotInPieces;
+    FileReplacement file(target, ModeOfNew(IsSecret(name)));
+    if (!file)
+        return Saving::NotInPieces;
+    if (!isNew)
+        TakeAfter(file.Get(), before, IsSecret(name));
+    bool whole = true;
+    const bool saved = Save(file, path, Meanwhile::Events,
+                            [&](std::ostream& out) { return whole = write(out); });
+    return saved ? Saving::Done : whole ? Saving::Failed : Saving::NotInPieces;
 }
 
 bool Agent::ReadSavedTree(const char* name, CXMLNode& tree)

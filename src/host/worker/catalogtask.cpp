@@ -110,7 +110,10 @@ struct Stopped {
 class CatalogRequest : public CAPIUpdateCatalog
 {
 public:
-    explicit CatalogRequest(Report& report) : CAPIUpdateCatalog(true, false), m_report(report) { }
+    explicit CatalogRequest(Report& report) : CAPIUpdateCatalog(true, false), m_report(report)
+    {
+        TakeInPieces();
+    }
 
     void onDownloadReceive(KIO::Job* job, const QByteArray& data) override
     {
@@ -142,9 +145,7 @@ public:
 
     void ProcessRecordsInCategory(QDomElement& category, CCatalogFile* file) override
     {
-        if (m_waits)
-            m_report.waits(QString());
-        m_waits = false;
+        waitIsOver();
         CAPIUpdateCatalog::ProcessRecordsInCategory(category, file);
         if (IsStopped())
             throw Stopped(); // the new database is not complete, and must not be taken for it
@@ -152,7 +153,20 @@ public:
         m_report.stored(double(m_done) / std::max(m_categories, m_done));
     }
 
+    bool KeepsGoing(double share) override
+    {
+        waitIsOver();
+        m_report.stored(share);
+        return !IsStopped();
+    }
+
 private:
+    void waitIsOver()
+    {
+        if (m_waits)
+            m_report.waits(QString());
+        m_waits = false;
+    }
     void fail(AgentError::Code code, const QString& details)
     {
         m_bSucceeded = false;
