@@ -2,7 +2,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
 // A catalog of growing size: compares an update, from the reply to the saved file and the
-// database, with just parsing the reply; reading the saved file with just parsing that; and
+// database, with just parsing the reply, and so a whole update, from the start of the process
+// over the transfer to its end, by the clock; reading the saved file with just parsing that; and
 // a search with that of apt-cache.
 //
 // Usage: bench_update [INDEX]
@@ -15,6 +16,7 @@
 #include "request/replydocument.h"
 #include "tests/common/datafolder.h"
 #include "tests/common/observe.h"
+#include "tests/common/scriptedserver.h"
 #include "tests/db/debianindex.h"
 
 #include <QApplication>
@@ -22,6 +24,8 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QUrl>
+#include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <fcntl.h>
 #include <map>
@@ -97,8 +101,36 @@ bool Update(bool save, bool fill)
     return !fill || request->ProcessVantrelCatalogRequest(catalog);
 }
 
+// An update by a class that fills the database as well.
+class WholeUpdate : public CAPIUpdateCatalog
+{
+public:
+    explicit WholeUpdate(bool inPieces) : CAPIUpdateCatalog(true, true)
+    {
+        if (inPieces)
+            TakeInPieces();
+    }
+    void onSuccessfulTransfer(QDomElement* body) override
+    {
+        CAPIUpdateCatalog::onSuccessfulTransfer(body);
+        QDomElement catalog = body->firstChildElement();
+        m_bSucceeded = ProcessVantrelCatalogRequest(catalog);
+    }
+};
+
+bool UpdateFromServer(bool inPieces)
+{
+    bool succeeded = false;
+    auto* const request = new WholeUpdate(inPieces);
+    QObject::connect(request, &CAPI::APIComplete, qApp,
+                     [&succeeded](bool success) { succeeded = success; });
+    return request->Execute() && succeeded;
+}
+
 bool RunTask(const QByteArray& task)
 {
+    if (task == "update in pieces" || task == "with a document")
+        return UpdateFromServer(task == "update in pieces");
     if (task == "parse reply")
         return ParseFile(replyFile);
     if (task == "parse file")
@@ -120,6 +152,7 @@ bool RunTask(const QByteArray& task)
 
 struct Cost {
     double seconds = 0; // of the processor
+    double wall = 0;
     double megabytes = 0; // at the peak
 };
 
@@ -129,6 +162,7 @@ Cost Run(const QByteArrayList& words, bool shown = false)
     for (const QByteArray& word : words)
         arguments.push_back(const_cast<char*>(word.constData()));
     arguments.push_back(nullptr);
+    const auto begin = std::chrono::steady_clock::now();
     const pid_t child = fork();
     if (child == 0) {
         if (!shown)
@@ -142,7 +176,9 @@ Cost Run(const QByteArrayList& words, bool shown = false)
         qFatal("%s failed", words.join(' ').constData());
     const auto seconds
         = [](const timeval& time) { return double(time.tv_sec) + double(time.tv_usec) / 1e6; };
-    return { seconds(usage.ru_utime) + seconds(usage.ru_stime), double(usage.ru_maxrss) / 1024 };
+    const std::chrono::duration<double> wall = std::chrono::steady_clock::now() - begin;
+    return { seconds(usage.ru_utime) + seconds(usage.ru_stime), wall.count(),
+             double(usage.ru_maxrss) / 1024 };
 }
 
 // The cheapest of several runs.
@@ -165,13 +201,73 @@ void Tell(const char* what, const Cost& cost, const char* peer, const Cost& of)
     std::fflush(stdout);
 }
 
+// By the clock, and with all that the process does.
+void TellWhole(const char* what, const Cost& cost, const Cost& parse)
+{
+    std::printf("%-16s %7.3f s of the clock, %.3f of the processor, %.0f MB   %.2f times the "
+                "whole process of the parse\n",
+                what, cost.wall, cost.seconds, cost.megabytes, cost.wall / parse.wall);
+    std::fflush(stdout);
+}
+
+// A server in a process of its own: the directory and the reply, as the file is at the moment.
+class Server
+{
+public:
+    explicit Server(const QByteArray& self)
+    {
+        int ends[2];
+        if (pipe(ends) != 0 || (m_child = fork()) < 0)
+            qFatal("cannot start a server");
+        if (m_child == 0) {
+            dup2(ends[1], STDOUT_FILENO);
+            execl(self.constData(), self.constData(), "--serve", nullptr);
+            _exit(127);
+        }
+        ::close(ends[1]);
+        char url[200] = {};
+        if (read(ends[0], url, sizeof url - 1) <= 0)
+            qFatal("the server does not start");
+        ::close(ends[0]);
+        setenv("BENCH_API", url, 1);
+    }
+    ~Server()
+    {
+        kill(m_child, SIGTERM);
+        waitpid(m_child, nullptr, 0);
+    }
+    Server(const Server&) = delete;
+    Server& operator=(const Server&) = delete;
+
+private:
+    pid_t m_child = -1;
+};
+
+int Serve()
+{
+    ScriptedServer server;
+    server.answer("/api",
+                  ScriptedServer::http("<agentfunction resultcode=\"OK\"><getagentapi><api><name>"
+                                       "CAPIUpdateCatalog</name><url>"
+                                       + server.url("/f")
+                                       + "</url></api></getagentapi></agentfunction>"));
+    server.answer("/f", [](QTcpSocket* socket, const QByteArray&) {
+        socket->write(ScriptedServer::http(ReadAll(replyFile)));
+        socket->disconnectFromHost();
+    });
+    const QByteArray url = server.url("/api");
+    return write(STDOUT_FILENO, url.constData(), std::size_t(url.size())) == url.size()
+        ? QCoreApplication::exec()
+        : 1;
+}
+
 // 0 products means all of them.
 void Measure(const QByteArray& self, int products)
 {
     // Short tasks need more runs, since other work on the machine disturbs them more.
     const int runs = products == 0 ? 3 : products > 1000 ? 7 : 25;
     // The cost of a process of this program before it does anything, and with a request
-    // object; the first request of a process asks a server that is not there.
+    // object; the first request of a process asks the server for its directory.
     const Cost nothing = Best({ self, "--task", "nothing" }, runs);
     const Cost request = Best({ self, "--task", "request" }, runs);
     const auto task = [&](const char* name, const Cost& before) {
@@ -183,6 +279,11 @@ void Measure(const QByteArray& self, int products)
     Tell("parse reply", parse, "the parse", parse);
     for (const char* name : { "gate and parse", "and save", "update" })
         Tell(name, task(name, request), "the parse", parse);
+    for (const char* name : { "update in pieces", "with a document" })
+        TellWhole(name, Best({ self, "--task", name }, runs),
+                  Best({ self, "--task", "parse reply" }, runs));
+    TellWhole("pakmart update", Best({ PAKMART, "update" }, runs),
+              Best({ self, "--task", "parse reply" }, runs));
     const Cost parseFile = task("parse file", nothing);
     Tell("ReadCatalog", task("ReadCatalog", nothing), "the parse of the file", parseFile);
 }
@@ -221,8 +322,12 @@ int main(int argc, char** argv)
     if (argc == 3 && QByteArray(argv[1]) == "--task") {
         const QApplication application(argc, argv);
         Setting("max reply size", "500000000");
-        Setting("agent api url", "http://127.0.0.1:1/");
+        Setting("agent api url", qEnvironmentVariable("BENCH_API").toStdString());
         return RunTask(argv[2]) ? 0 : 1;
+    }
+    if (argc == 2 && QByteArray(argv[1]) == "--serve") {
+        const QCoreApplication application(argc, argv);
+        return Serve();
     }
     if (argc == 4 && QByteArray(argv[1]) == "--make") {
         const QCoreApplication application(argc, argv);
@@ -235,6 +340,7 @@ int main(int argc, char** argv)
     const QByteArray index = argc > 1 ? QByteArray(argv[1]) : LargestIndex().toLocal8Bit();
     if (chdir(qgetenv("TEST_DIR").constData()) != 0)
         qFatal("run this in a sandbox");
+    const Server server(self);
     for (const char* count : { "1000", "10000", "0" }) {
         Run({ self, "--make", index, count }, true);
         Measure(self, QByteArray(count).toInt());
