@@ -11,25 +11,34 @@
 #include <QJsonArray>
 #include <algorithm>
 #include <functional>
-#include <map>
 #include <set>
+#include <string>
 #include <vantrelagent/catalog/capiupdatecatalog.h>
 #include <vantrelagent/catalog/savedtree.h>
 #include <vantrelagent/db/catalogscan.h>
+#include <vector>
 
 using namespace Agent;
 
 namespace
 {
 
+// What is known of the products of a database, in a few bytes for each.
 struct Snapshot {
-    struct Entry {
-        QString name;
-        std::size_t mark = 0; // a hash of everything that is stored about the product
+    struct Product {
+        int serial;
+        std::size_t name; // where it begins in the names
+        std::size_t mark; // a hash of everything that is stored about the product
     };
-    std::map<int, Entry> products; // by their serial numbers
-    std::set<std::string> categories;
+    std::vector<Product> products; // by their serial numbers
+    std::string names; // each ended by a zero
+    std::size_t categories = 0;
     bool exists = false;
+
+    QString NameOf(const Product& product) const
+    {
+        return QString::fromUtf8(names.c_str() + product.name);
+    }
 };
 
 std::size_t MarkOf(CatalogScan& scan)
@@ -43,18 +52,40 @@ std::size_t MarkOf(CatalogScan& scan)
     return std::hash<std::string>()(all);
 }
 
+// A product in two categories has two records: their marks are added up, so that their order does
+// not count, and the last name counts.
+void JoinRecords(std::vector<Snapshot::Product>& products)
+{
+    std::stable_sort(
+        products.begin(), products.end(),
+        [](const Snapshot::Product& a, const Snapshot::Product& b) { return a.serial < b.serial; });
+    std::size_t last = 0;
+    for (std::size_t i = 1; i < products.size(); ++i) {
+        if (products[i].serial == products[last].serial) {
+            products[i].mark += products[last].mark;
+            products[last] = products[i];
+        } else {
+            products[++last] = products[i];
+        }
+    }
+    if (!products.empty())
+        products.resize(last + 1);
+}
+
 Snapshot TakeSnapshot()
 {
     Snapshot snapshot;
+    std::set<std::string> categories;
     CatalogScan scan;
     snapshot.exists = bool(scan);
     while (scan.Next()) {
-        Snapshot::Entry& entry = snapshot.products[scan.ServerSerialNumber()];
-        entry.name = QString::fromUtf8(scan.Name());
-        // A product in two categories has two records; the sum does not depend on their order.
-        entry.mark += MarkOf(scan);
-        snapshot.categories.insert(scan.Category());
+        snapshot.products.push_back(
+            { scan.ServerSerialNumber(), snapshot.names.size(), MarkOf(scan) });
+        snapshot.names.append(scan.Name()).push_back('\0');
+        categories.insert(scan.Category());
     }
+    snapshot.categories = categories.size();
+    JoinRecords(snapshot.products);
     return snapshot;
 }
 
@@ -84,18 +115,25 @@ private:
 QJsonObject Compare(const Snapshot& before, const Snapshot& after)
 {
     ProductList added, changed, gone;
-    for (const auto& [serial, entry] : after.products) {
-        const auto old = before.products.find(serial);
-        if (old == before.products.end())
-            added.add(serial, entry.name);
-        else if (old->second.mark != entry.mark)
-            changed.add(serial, entry.name);
+    auto old = before.products.begin();
+    const auto noteGone = [&](int below) {
+        for (; old != before.products.end() && old->serial < below; ++old)
+            gone.add(old->serial, before.NameOf(*old));
+    };
+    for (const Snapshot::Product& product : after.products) {
+        noteGone(product.serial);
+        if (old == before.products.end() || old->serial != product.serial) {
+            added.add(product.serial, after.NameOf(product));
+            continue;
+        }
+        if (old->mark != product.mark)
+            changed.add(product.serial, after.NameOf(product));
+        ++old;
     }
-    for (const auto& [serial, entry] : before.products)
-        if (after.products.count(serial) == 0)
-            gone.add(serial, entry.name);
+    for (; old != before.products.end(); ++old)
+        gone.add(old->serial, before.NameOf(*old));
     return { { QStringLiteral("products"), int(after.products.size()) },
-             { QStringLiteral("categories"), int(after.categories.size()) },
+             { QStringLiteral("categories"), int(after.categories) },
              { QStringLiteral("first"), !before.exists },
              { QStringLiteral("added"), added.json() },
              { QStringLiteral("changed"), changed.json() },
