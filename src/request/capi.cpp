@@ -168,10 +168,10 @@ QString CAPI::Start(const QString& sURL)
 }
 
 // Ends the request while its job runs; only once, even if called again while its box is
-// open.
+// open. A reply that is being read has arrived, and its time limits are over.
 void CAPI::Abandon(AgentError::Code nReason, int nError, const QString& sText)
 {
-    if (m_transferring.erase(this) == 0)
+    if (d->m_bReading || m_transferring.erase(this) == 0)
         return;
     if (d->m_pJob)
         d->m_pJob->kill(KJob::Quietly);

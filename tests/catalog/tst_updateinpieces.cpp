@@ -13,6 +13,7 @@
 #include <QSignalSpy>
 #include <sstream>
 #include <sys/file.h>
+#include <utility>
 
 namespace
 {
@@ -104,6 +105,7 @@ private slots:
     void stoppedUpdateChangesNothing();
     void abortedUpdateIsCancelled();
     void waitsForAnotherUpdate();
+    void theTransfersTimeLimitIsOver();
 
 private:
     Told run(const QByteArray& reply, bool inPieces, Told told = {})
@@ -384,6 +386,27 @@ void UpdateInPiecesTest::waitsForAnotherUpdate()
     QVERIFY(waits >= 5);
     QVERIFY(meanwhile != saved);
     QCOMPARE(ReadDataFile(QStringLiteral(".catalog")), meanwhile);
+    QCOMPARE(VersionOfWhole(), QByteArray("2"));
+}
+
+// The server has sent everything, so its silence does not end the update.
+void UpdateInPiecesTest::theTransfersTimeLimitIsOver()
+{
+    QCOMPARE(run(Ok(Catalog(Whole("1"))), true).ends, QStringList(QStringLiteral("1")));
+    const QByteArray lock = QFile::encodeName(DataPath(QStringLiteral(".VACatalog.lock")));
+    int other = open(lock.constData(), O_RDWR | O_CLOEXEC);
+    QVERIFY(other >= 0 && flock(other, LOCK_EX | LOCK_NB) == 0);
+    Setting("response timeout", "1");
+    QElapsedTimer since;
+    since.start();
+    Told told;
+    told.wait = [&] {
+        if (other >= 0 && since.hasExpired(4000))
+            ::close(std::exchange(other, -1));
+    };
+    const Told end = run(Ok(Catalog(Whole("2"))), true, told);
+    Setting("response timeout", "120");
+    QCOMPARE(end.ends, QStringList(QStringLiteral("1")));
     QCOMPARE(VersionOfWhole(), QByteArray("2"));
 }
 
