@@ -62,6 +62,9 @@ bool IsPlain(const std::string& text)
 // The step before percent-decoding: backslashes and plus signs.
 std::string Unescape(const std::string& text)
 {
+    // Most texts have only escapes with a percent sign.
+    if (text.find('\\') == std::string::npos && text.find('+') == std::string::npos)
+        return text;
     std::string result;
     result.reserve(text.size());
     bool literal = false;
