@@ -351,12 +351,12 @@ private slots:
                 });
                 const QByteArray version = VersionOfWhole(8);
                 QVERIFY2(version == "old" || version == "new", version.constData());
-                if (kills < 60)
+                if (kills < 45)
                     QCOMPARE(version, QByteArray("old"));
             }
             QCOMPARE(VersionOfWhole(8), QByteArray("new"));
         }
-        QVERIFY(kills > 60);
+        QVERIFY(kills > 45);
         QVERIFY(QDir().rmdir(DataPath(QStringLiteral(".VACatalog.new"))));
     }
 
