@@ -69,8 +69,10 @@ private:
     {
         if (m_depth == 0)
             return OpenEnvelope();
-        if (m_depth == inEnvelope && m_found)
-            return m_skipped = 1, true;
+        if (m_depth == inEnvelope && m_found) {
+            m_skipped = 1;
+            return true;
+        }
         const QDomElement element = MakeElement(m_reader, m_document);
         if (m_depth >= inFirst && !IsInOrder(element))
             return false;
