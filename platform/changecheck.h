@@ -11,6 +11,7 @@
 #include "platform/plandigest.h"
 
 #include <istream>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -20,8 +21,11 @@ class ChangeCheck
 public:
     explicit ChangeCheck(const PrintedPlan& plan);
 
+    // What a run may do: a part of the plan, which is crossed off then, or all that is left.
+    enum class Scope { Part, Rest };
+
     // Empty if the check cannot be made.
-    std::vector<std::string> Words() const;
+    std::vector<std::string> Words(Scope scope = Scope::Rest) const;
 
 private:
     Agent::Descriptor m_file;
@@ -30,6 +34,10 @@ private:
 // Whether apt-get's list, in version 3 of the format of its hooks, and the lines of a
 // ChangeCheck's file are the same changes.
 bool AreTheSame(std::istream& hookInput, std::istream& expected);
+
+// Crosses apt-get's list off the lines. False, and nothing is crossed off, if there is something
+// else in it, or if it cannot be read.
+bool CrossOff(std::istream& hookInput, std::set<std::string>& expected);
 
 // The hook: `words` after the program's name. -1 if they are not those of a hook, otherwise
 // the exit status.

@@ -151,6 +151,22 @@ struct Stream {
 bool Child::Start(const std::vector<std::string>& words, const std::string& settings,
                   const std::string& privateRoot, const char* program)
 {
+    if (!Fork(words, settings, privateRoot, program))
+        return false;
+    g_child = m_pid;
+    PassSignalsOn();
+    return true;
+}
+
+bool Child::StartDpkg(const std::vector<std::string>& words, const std::string& privateRoot)
+{
+    m_isDpkg = true;
+    return Fork(words, std::string(), privateRoot, (privateRoot + "/usr/bin/dpkg").c_str());
+}
+
+bool Child::Fork(const std::vector<std::string>& words, const std::string& settings,
+                 const std::string& privateRoot, const char* program)
+{
     std::signal(SIGCHLD, SIG_DFL); // if it were ignored, the exit status would be lost
     int output[2], status[2];
     const int file = SettingsFile(settings);
@@ -161,12 +177,10 @@ bool Child::Start(const std::vector<std::string>& words, const std::string& sett
     const std::string settingsFile
         = "/proc/" + std::to_string(getpid()) + "/fd/" + std::to_string(file);
     HoldEndSignals();
-    g_dpkgWorks = 0; // may still be set for the previous child
+    g_dpkgWorks = m_isDpkg; // may still be set for the previous child
     m_pid = fork();
     if (m_pid == 0)
         Become(words, settingsFile, output[1], status[1], privateRoot, program);
-    g_child = m_pid;
-    PassSignalsOn();
     close(output[1]);
     close(status[1]);
     m_output = output[0];
@@ -180,7 +194,8 @@ void Child::Become(const std::vector<std::string>& words, const std::string& set
     // In a session of its own, a terminal's Ctrl-C does not reach dpkg, and scripts cannot
     // prompt on the terminal. Only we interrupt the child, even by being killed.
     setsid();
-    prctl(PR_SET_PDEATHSIG, SIGINT);
+    if (!m_isDpkg)
+        prctl(PR_SET_PDEATHSIG, SIGINT);
     const sigset_t ends = EndSignals();
     sigprocmask(SIG_UNBLOCK, &ends, nullptr);
     dup2(open("/dev/null", O_RDONLY | O_CLOEXEC), STDIN_FILENO);

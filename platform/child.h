@@ -30,6 +30,10 @@ public:
     bool Start(const std::vector<std::string>& words, const std::string& settings,
                const std::string& privateRoot, const char* program = "apt-get");
 
+    // The same with dpkg itself, which must not be interrupted: end signals wait until the next
+    // child is started.
+    bool StartDpkg(const std::vector<std::string>& words, const std::string& privateRoot);
+
     using Lines = std::function<void(const std::string& line)>;
     // Reads both to their ends, and passes on output before a status line that was
     // printed after it. Calls `tick` several times a second in any case. Returns the exit
@@ -42,10 +46,13 @@ public:
     void Interrupt();
 
 private:
+    bool Fork(const std::vector<std::string>& words, const std::string& settings,
+              const std::string& privateRoot, const char* program);
     [[noreturn]] void Become(const std::vector<std::string>& words, const std::string& settingsFile,
                              int output, int status, const std::string& privateRoot,
                              const char* program);
 
+    bool m_isDpkg = false;
     pid_t m_pid = -1;
     int m_output = -1;
     int m_status = -1;

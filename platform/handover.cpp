@@ -4,6 +4,8 @@
 #include "platform/handover.h"
 
 #include "base/descriptor.h"
+#include "base/dpkgstatus.h"
+#include "base/privateroot.h"
 #include "platform/child.h"
 #include "platform/helper/bus.h"
 #include "platform/plandigest.h"
@@ -47,6 +49,14 @@ std::string VerbOf(const Arguments& arguments)
             return verb;
     }
     return std::string();
+}
+
+// Whether a named package is only unpacked: plans do not show that it would be set up.
+bool WaitsForSetup(const Arguments& arguments)
+{
+    const Agent::DpkgStatus status("/var/lib/dpkg");
+    return std::any_of(arguments.names.begin(), arguments.names.end(),
+                       [&](const std::string& name) { return status.Of(name).IsHalfWay(); });
 }
 
 // A connection to the system's bus, and one change on it.
@@ -153,9 +163,9 @@ int HelperCall::Relay()
 
 } // namespace
 
-bool NeedsHelper(const Arguments& arguments, const std::string& root)
+bool NeedsHelper(const Arguments& arguments)
 {
-    return root.empty() && geteuid() != 0
+    return !Agent::MayChangePackages()
         && (ChangesPackages(arguments) || arguments.command == "clean");
 }
 
@@ -174,7 +184,7 @@ int HandOver(const Arguments& arguments, const Writer& write)
             write(line);
         if (plan.status != 0)
             return plan.status;
-        if (plan.IsEmpty() && verb != "repair") {
+        if (verb != "repair" && plan.IsEmpty() && !WaitsForSetup(arguments)) {
             write(Progress::Done());
             return 0;
         }

@@ -14,7 +14,7 @@
 constexpr int notAllowed = 3; // the exit status where the administrator's permission is missing
 
 // Whether this process may not do itself what the command line says.
-bool NeedsHelper(const Arguments& arguments, const std::string& root);
+bool NeedsHelper(const Arguments& arguments);
 
 // Makes the plan, has the helper carry it out, and writes the output of that. Returns the exit
 // status.

@@ -10,6 +10,7 @@
 #include "platform/changecheck.h"
 #include "platform/child.h"
 #include "platform/handover.h"
+#include "platform/interrupted.h"
 #include "platform/locks.h"
 #include "platform/plandigest.h"
 #include "platform/planning.h"
@@ -70,7 +71,13 @@ int RunExpected(Arguments arguments, const std::string& root)
         return aptFailure;
     }
     arguments.words.insert(arguments.words.begin(), words.begin(), words.end());
-    return RunAptGet(arguments, root, Say);
+    // What is put right first has a run of its own, with these options.
+    const std::vector<std::string> part = check.Words(ChangeCheck::Scope::Part);
+    arguments.options.insert(arguments.options.begin(), part.begin(), part.end());
+    FinishInterrupted(arguments, root, Say);
+    const int status = RunAptGet(arguments, root, Say);
+    FinishInterrupted(arguments, root, Say); // dpkg may have been killed after its last package
+    return status;
 }
 
 } // namespace
@@ -98,7 +105,7 @@ int main(int argc, char** argv)
     arguments.stallSeconds = stores.StallSeconds();
     if (arguments.plans)
         return PrintPlan(arguments, root, Say);
-    if (NeedsHelper(arguments, root))
+    if (NeedsHelper(arguments))
         return HandOver(arguments, Say);
     const int signal = WaitForLocks(LocksOf(arguments, root), arguments.lockSeconds, Say);
     if (signal)

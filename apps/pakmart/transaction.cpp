@@ -3,6 +3,7 @@
 
 #include "transaction.h"
 
+#include "base/privateroot.h"
 #include "commands.h"
 #include "console.h"
 #include "outcome.h"
@@ -22,10 +23,11 @@ namespace
 {
 
 // Plans are made of a state that dpkg has completed: what it left when it was killed is taken
-// over first. If another program is at work, dpkg refuses that.
+// over first. If another program is at work, dpkg refuses that. For a user who is not root, the
+// change itself does that.
 void FinishInterrupted()
 {
-    if (ReadDpkgStatus().WasInterrupted())
+    if (Agent::MayChangePackages() && ReadDpkgStatus().WasInterrupted())
         CRun(Agent::SystemPath(QStringLiteral("/usr/bin/dpkg")), QStringLiteral("--configure -a"),
              true)
             .Run();

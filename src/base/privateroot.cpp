@@ -33,4 +33,9 @@ const std::string& PrivateRoot()
     return root;
 }
 
+bool MayChangePackages()
+{
+    return geteuid() == 0 || !PrivateRoot().empty();
+}
+
 } // namespace Agent

@@ -16,4 +16,8 @@ namespace Agent
 // a set-user-id program.
 const std::string& PrivateRoot();
 
+// Whether this process may change packages itself: as root, or in a private root. Otherwise only
+// the package front end can, with an administrator's permission.
+bool MayChangePackages();
+
 } // namespace Agent

@@ -3,6 +3,7 @@
 
 #include "host/commitsteps.h"
 
+#include "base/privateroot.h"
 #include "host/privatetreepaths.h"
 #include "util/paths.h"
 
@@ -77,10 +78,11 @@ void CommitSteps::takeTurn()
 }
 
 // apt-get changes nothing until dpkg has taken over what it left when it was interrupted. A
-// repair shows that first.
+// repair shows that first. A user who is not root may not run dpkg: the front end's helper does
+// that in the same run.
 void CommitSteps::finishInterrupted()
 {
-    if (m_plan.request.kind == Request::Repair) {
+    if (m_plan.request.kind == Request::Repair || !Agent::MayChangePackages()) {
         makePlan();
         return;
     }
@@ -202,8 +204,9 @@ bool CommitSteps::setsUpFirst() const
         return row.action == PlanRow::Configured
             || (kind == Request::Reinstall && NeedsSetup(m_before->Of(row.package.toStdString())));
     };
-    return (kind == Request::Repair && m_before->WasInterrupted())
-        || std::any_of(m_plan.rows.begin(), m_plan.rows.end(), isSetup);
+    return Agent::MayChangePackages()
+        && ((kind == Request::Repair && m_before->WasInterrupted())
+            || std::any_of(m_plan.rows.begin(), m_plan.rows.end(), isSetup));
 }
 
 void CommitSteps::apply()
@@ -297,7 +300,7 @@ void CommitSteps::judge(int status, const Agent::DpkgStatus& now)
         if (state.IsHalfWay())
             m_halfWay << QString::fromStdString(name);
     const QStringList faults = Deviations(m_plan, *m_before, now);
-    if (faults.isEmpty() && now.WasInterrupted() && !m_tookOver) {
+    if (faults.isEmpty() && now.WasInterrupted() && !m_tookOver && Agent::MayChangePackages()) {
         takeOver(status);
         return;
     }

@@ -143,6 +143,31 @@ private slots:
         }
     }
 
+    void aPartOfThePlanIsCrossedOff_data()
+    {
+        QTest::addColumn<QByteArray>("hook");
+        QTest::addColumn<bool>("may");
+        QTest::addColumn<int>("left");
+        const QByteArray head = "VERSION 3\n\n";
+        const QByteArray a = "a - - none < 2.0 all none /a_2.0_all.deb\n";
+        const QByteArray b = "b 1.0 amd64 none > - - none **REMOVE**\n";
+        QTest::newRow("a part") << head + a << true << 1;
+        QTest::newRow("all") << head + a + b << true << 0;
+        QTest::newRow("nothing") << head << true << 2;
+        QTest::newRow("something else") << head + a + "c 1 all none > - - none **REMOVE**\n"
+                                        << false << 2;
+        QTest::newRow("unreadable") << head + a + "b 1.0\n" << false << 2;
+    }
+    void aPartOfThePlanIsCrossedOff()
+    {
+        QFETCH(QByteArray, hook);
+        QFETCH(bool, may);
+        std::istringstream input(hook.toStdString());
+        std::set<std::string> expected{ "a - 2.0", "b 1.0 -" };
+        QCOMPARE(CrossOff(input, expected), may);
+        QTEST(int(expected.size()), "left");
+    }
+
     void onlyTheSameChangesAreTheSame_data()
     {
         QTest::addColumn<QByteArray>("hook");

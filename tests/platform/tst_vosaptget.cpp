@@ -4,6 +4,8 @@
 // The package front end on the real apt-get and dpkg, in a private root, with a
 // repository on loopback.
 
+#include "base/dpkgstatus.h"
+#include "platform/plandigest.h"
 #include "tests/common/limits.h"
 #include "tests/common/processes.h"
 #include "tests/common/scriptedserver.h"
@@ -72,6 +74,19 @@ private:
     Result install(const QStringList& names, const QStringList& more = {}) const
     {
         return run(words({ QStringLiteral("-yp"), QStringLiteral("install") }, more + names));
+    }
+
+    // What the helper runs for a user: the plan that was shown, and no other.
+    Result runExpected(const QStringList& command)
+    {
+        for (const QByteArray architecture : { Agent::NativeArchitecture(), "i386" })
+            m_server->answer("/r/dists/././binary-" + architecture + "/Packages",
+                             ScriptedServer::http(m_archive->index()));
+        std::vector<std::string> asked;
+        for (const QString& word : command)
+            asked.push_back(word.toStdString());
+        const std::string digest = MakePlan(SortArguments(asked), m_root.toStdString()).Digest();
+        return run(command + QStringList{ QString::fromStdString("--expect=" + digest) });
     }
 
     // Serves a package file, ranges included.
@@ -642,6 +657,61 @@ private slots:
             QCOMPARE(this->state("lib"), QByteArray("install ok installed"));
             QVERIFY(QFile::exists(library));
         }
+    }
+
+    void thePlanIncludesWhatIsInstalledAgainFirst()
+    {
+        add({ "lib" });
+        add({ "app", "1.0", "lib" });
+        QCOMPARE(install({ QStringLiteral("lib") }).status, 0);
+        setState("lib", "install reinstreq half-installed");
+        const Result result = runExpected(
+            words({ QStringLiteral("-yp"), QStringLiteral("install") }, { QStringLiteral("app") }));
+        QVERIFY2(result.status == 0, qPrintable(result.lines.join(QLatin1Char('\n'))));
+        QCOMPARE(state("app"), QByteArray("install ok installed"));
+        QCOMPARE(state("lib"), QByteArray("install ok installed"));
+    }
+
+    void anExpectedPlanBeginsWithWhatDpkgLeft_data()
+    {
+        QTest::addColumn<QStringList>("command");
+        QTest::addColumn<bool>("isInterrupted"); // or "lib" is only unpacked
+        QTest::newRow("install") << QStringList{ QStringLiteral("install"), QStringLiteral("app") }
+                                 << true;
+        QTest::newRow("remove") << QStringList{ QStringLiteral("remove"), QStringLiteral("other") }
+                                << true;
+        QTest::newRow("repair") << QStringList{ QStringLiteral("--fix-broken"),
+                                                QStringLiteral("install") }
+                                << true;
+        QTest::newRow("reinstall")
+            << QStringList{ QStringLiteral("--fix-broken"), QStringLiteral("--reinstall"),
+                            QStringLiteral("install"), QStringLiteral("lib") }
+            << false;
+    }
+    void anExpectedPlanBeginsWithWhatDpkgLeft()
+    {
+        QFETCH(QStringList, command);
+        QFETCH(bool, isInterrupted);
+        for (const char* name : { "lib", "app", "other" })
+            add({ name });
+        QCOMPARE(install({ QStringLiteral("lib"), QStringLiteral("other") }).status, 0);
+        if (isInterrupted) {
+            QFile status(m_root + QStringLiteral("/var/lib/dpkg/status"));
+            QVERIFY(status.open(QIODevice::ReadOnly));
+            const QByteArray text = status.readAll();
+            const int lib = text.indexOf("Package: lib\n");
+            write(m_root + QStringLiteral("/var/lib/dpkg/updates/0000"),
+                  text.mid(lib, text.indexOf("\n\n", lib) + 2 - lib)
+                      .replace("ok installed", "ok unpacked"));
+        } else
+            setState("lib", "install ok unpacked");
+        const Result result = runExpected(words({ QStringLiteral("-yp") }, command));
+        QVERIFY2(result.status == 0, qPrintable(result.lines.join(QLatin1Char('\n'))));
+        QCOMPARE(result.matching("^Setting up lib ").isEmpty(), false);
+        QCOMPARE(state("lib"), QByteArray("install ok installed"));
+        QCOMPARE(state("app").isEmpty(), !command.contains(QStringLiteral("app")));
+        QCOMPARE(state("other").isEmpty(), command.contains(QStringLiteral("other")));
+        QVERIFY(QDir(m_root + QStringLiteral("/var/lib/dpkg/updates")).isEmpty());
     }
 
     // apt-get may or may not repair them; the output names those that are left.
