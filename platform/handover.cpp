@@ -7,7 +7,7 @@
 #include "base/dpkgstatus.h"
 #include "base/privateroot.h"
 #include "platform/child.h"
-#include "platform/helper/bus.h"
+#include "platform/helperbus.h"
 #include "platform/plandigest.h"
 #include "platform/progress.h"
 #include "platform/rightsagent.h"
@@ -19,6 +19,8 @@
 #include <csignal>
 #include <fcntl.h>
 #include <optional>
+#include <poll.h>
+#include <sys/signalfd.h>
 #include <unistd.h>
 
 namespace
@@ -83,6 +85,8 @@ public:
     int Relay();
 
 private:
+    void Await(int signals);
+    void ReadOutput();
     static int OnEnded(sd_bus_message* news, void* call, sd_bus_error*)
     {
         int status = aptFailure;
@@ -95,6 +99,7 @@ private:
     Bus m_bus;
     Agent::Descriptor m_output;
     std::optional<int> m_status;
+    int m_signal = 0; // that has interrupted us
 };
 
 int HelperCall::Ask(const std::string& verb, const std::vector<std::string>& names,
@@ -134,31 +139,66 @@ int HelperCall::Ask(const std::string& verb, const std::vector<std::string>& nam
     return isDeclined ? notAllowed : aptFailure;
 }
 
-int HelperCall::Relay()
+// Waits for output. A signal leaves the bus, which the helper takes as an interruption: there is
+// output until the change has ended.
+void HelperCall::Await(int signals)
 {
+    pollfd news[] = { { m_output.Get(), POLLIN, 0 }, { m_signal ? -1 : signals, POLLIN, 0 } };
+    signalfd_siginfo signal;
+    if (poll(news, 2, -1) <= 0 || !(news[1].revents & POLLIN)
+        || read(signals, &signal, sizeof signal) != sizeof signal)
+        return;
+    m_signal = int(signal.ssi_signo);
+    m_bus.reset();
+}
+
+void HelperCall::ReadOutput()
+{
+    HoldEndSignals();
+    const sigset_t ends = EndSignals();
+    const Agent::Descriptor signals(signalfd(-1, &ends, SFD_CLOEXEC));
     LineReader lines;
-    const auto handle = [this](const std::string& line) {
-        if (!m_write(line))
-            m_bus.reset(); // the helper notices that, and interrupts
-    };
+    bool isRead = true;
+    const auto handle = [&](const std::string& line) { isRead = m_write(line) && isRead; };
     char block[4096];
-    for (ssize_t count = 1; m_bus && count != 0;) {
+    for (ssize_t count = 1; isRead && count != 0;) {
+        Await(signals.Get());
         count = read(m_output.Get(), block, sizeof block);
-        if (count < 0 && errno != EINTR)
+        if (count < 0 && errno != EINTR && errno != EAGAIN)
             break;
         if (count > 0)
             lines.Feed(block, std::size_t(count), handle);
     }
     lines.Finish(handle);
     m_output = Agent::Descriptor();
+    if (!isRead)
+        m_bus.reset(); // that is an interruption, too
+}
+
+int HelperCall::Relay()
+{
+    ReadOutput();
     while (m_bus && !m_status) {
         const int done = sd_bus_process(m_bus.get(), nullptr);
         if (done < 0 || (done == 0 && sd_bus_wait(m_bus.get(), endMicroseconds) <= 0))
             break;
     }
+    if (m_signal)
+        return 128 + m_signal;
     if (!m_status)
         m_write(lostText);
     return m_status.value_or(aptFailure);
+}
+
+// Until the helper has begun nothing is half done, and a signal may end us.
+void LetSignalsEndUs()
+{
+    const sigset_t ends = EndSignals();
+    for (const int signal : { SIGINT, SIGTERM, SIGHUP }) {
+        if (sigismember(&ends, signal))
+            std::signal(signal, SIG_DFL);
+    }
+    sigprocmask(SIG_UNBLOCK, &ends, nullptr);
 }
 
 } // namespace
@@ -189,9 +229,7 @@ int HandOver(const Arguments& arguments, const Writer& write)
             return 0;
         }
     }
-    // From here on nothing is half done: a signal ends us, and the helper notices.
-    sigset_t ends = EndSignals();
-    sigprocmask(SIG_UNBLOCK, &ends, nullptr);
+    LetSignalsEndUs();
     HelperCall call(write);
     if (!call.Connect()) {
         write("E: The system's bus cannot be reached, and only root can do this without it.");

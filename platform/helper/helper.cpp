@@ -3,9 +3,6 @@
 
 #include "platform/helper/helper.h"
 
-#include "platform/helper/frontend.h"
-#include "platform/helper/places.h"
-
 #include <algorithm>
 #include <csignal>
 #include <cstdio>
@@ -14,8 +11,7 @@ namespace
 {
 
 constexpr std::size_t mostChanges = 16;
-constexpr uint64_t second = 1000 * 1000;
-
+constexpr uint64_t second = 1000 * 1000, idleTime = 60 * second;
 constexpr char polkitName[] = "org.freedesktop.PolicyKit1";
 constexpr char polkitPath[] = "/org/freedesktop/PolicyKit1/Authority";
 constexpr char polkitInterface[] = "org.freedesktop.PolicyKit1.Authority";
@@ -23,21 +19,17 @@ constexpr char polkitInterface[] = "org.freedesktop.PolicyKit1.Authority";
 // Copies the arguments: what counts later is what arrived.
 bool Read(sd_bus_message* call, Wish& wish)
 {
-    const char* verb = nullptr;
-    const char* digest = nullptr;
-    const char* name = nullptr;
-    if (sd_bus_message_read(call, "s", &verb) < 0
-        || sd_bus_message_enter_container(call, 'a', "s") < 0)
-        return false;
+    const char *verb = nullptr, *name = nullptr, *digest = nullptr;
+    bool isRead = sd_bus_message_read(call, "s", &verb) > 0
+        && sd_bus_message_enter_container(call, 'a', "s") > 0;
     int more = 0;
-    while ((more = sd_bus_message_read(call, "s", &name)) > 0)
+    while (isRead && (more = sd_bus_message_read(call, "s", &name)) > 0)
         wish.names.emplace_back(name);
-    if (more < 0 || sd_bus_message_exit_container(call) < 0
-        || sd_bus_message_read(call, "s", &digest) < 0)
-        return false;
-    wish.verb = verb;
-    wish.digest = digest;
-    return sd_bus_message_at_end(call, 1) > 0;
+    isRead = isRead && more == 0 && sd_bus_message_exit_container(call) >= 0
+        && sd_bus_message_read(call, "s", &digest) > 0;
+    if (isRead)
+        wish = { verb, wish.names, digest };
+    return isRead;
 }
 
 // Whether polkit's answer is a yes. Anything else, also something that is not an answer, is a no.
@@ -45,14 +37,13 @@ bool IsYes(sd_bus_message* answer)
 {
     int authorized = 0;
     return !sd_bus_message_is_method_error(answer, nullptr)
-        && sd_bus_message_has_signature(answer, "(bba{ss})") > 0
         && sd_bus_message_enter_container(answer, 'r', "bba{ss}") > 0
         && sd_bus_message_read(answer, "b", &authorized) > 0 && authorized == 1;
 }
 
 } // namespace
 
-bool Helper::Start()
+bool Helper::Connect()
 {
     static const sd_bus_vtable table[] = {
         SD_BUS_VTABLE_START(0),
@@ -62,81 +53,71 @@ bool Helper::Start()
     };
     sd_event* event = nullptr;
     sd_bus* bus = nullptr;
-    sigset_t blocked; // sd-event wants to collect the children itself
-    sigemptyset(&blocked);
-    sigaddset(&blocked, SIGCHLD);
-    sigprocmask(SIG_BLOCK, &blocked, nullptr);
-    if (sd_event_new(&event) < 0 || sd_bus_new(&bus) < 0)
-        return false;
+    const bool isOpen = sd_event_new(&event) >= 0 && sd_bus_open_system(&bus) >= 0;
     m_event.reset(event);
     m_bus.reset(bus);
-    const bool isThere = sd_bus_set_address(bus, BusAddress().c_str()) >= 0
-        && sd_bus_set_bus_client(bus, 1) >= 0 && sd_bus_negotiate_fds(bus, 1) >= 0
-        && sd_bus_set_exit_on_disconnect(bus, 1) >= 0
-        && sd_bus_set_method_call_timeout(bus, askSeconds * second) >= 0 && sd_bus_start(bus) >= 0
+    return isOpen && sd_bus_set_exit_on_disconnect(bus, 1) >= 0
+        && sd_bus_set_method_call_timeout(bus, m_askSeconds * second) >= 0
         && sd_bus_attach_event(bus, event, 0) >= 0
         && sd_bus_add_object_vtable(bus, nullptr, helperPath, helperInterface, table, this) >= 0
         && sd_bus_request_name(bus, helperName, 0) >= 0;
-    if (!isThere)
-        std::fputs("pakmart-helper: there is no place for it on the bus\n", stderr);
-    return isThere;
 }
 
 int Helper::Run()
 {
-    Rest();
-    return sd_event_loop(m_event.get()) < 0 ? 1 : 0;
+    sigset_t blocked; // sd-event wants to collect the children itself
+    sigemptyset(&blocked);
+    sigaddset(&blocked, SIGCHLD);
+    sigprocmask(SIG_BLOCK, &blocked, nullptr);
+    int done = Connect() ? 1 : -1;
+    if (done < 0)
+        std::fputs("pakmart-helper: there is no place for it on the bus\n", stderr);
+    while (done > 0 || (done == 0 && !m_changes.empty()))
+        done = sd_event_run(m_event.get(), idleTime);
+    return done < 0 ? 1 : 0;
 }
 
 // A caller has one wish at a time.
-bool Helper::MayTake(const std::string& caller) const
-{
-    return m_changes.size() < mostChanges
-        && std::none_of(m_changes.begin(), m_changes.end(),
-                        [&](const Change& one) { return one.caller == caller; });
-}
-
 int Helper::OnChange(sd_bus_message* call, void* data, sd_bus_error* error)
 {
     Helper& helper = *static_cast<Helper*>(data);
-    helper.Rest();
+    std::list<Change>& changes = helper.m_changes;
     Wish wish;
     const char* const caller = sd_bus_message_get_sender(call);
-    const std::string fault = Read(call, wish) ? FaultOf(wish) : "This call cannot be read.";
-    if (!caller || !fault.empty())
-        return sd_bus_error_set(error, errorInvalid, fault.c_str());
-    if (!helper.MayTake(caller))
+    const char* const fault = caller && Read(call, wish) ? FaultOf(wish) : "This cannot be read.";
+    if (fault)
+        return sd_bus_error_set(error, errorInvalid, fault);
+    if (changes.size() >= mostChanges
+        || std::any_of(changes.begin(), changes.end(),
+                       [&](const Change& one) { return one.caller == caller; }))
         return sd_bus_error_set(error, errorBusy, "Another change has not ended yet.");
-    helper.m_changes.push_back({ helper, wish, Message(sd_bus_message_ref(call)), caller });
-    const int result = helper.Ask(helper.m_changes.back());
-    if (result >= 0)
+    changes.push_back({ helper, wish, Message(sd_bus_message_ref(call)), caller });
+    if (helper.Ask(changes.back()))
         return 1;
-    helper.m_changes.pop_back();
+    changes.pop_back();
     return sd_bus_error_set(error, errorFailed, "polkit cannot be asked.");
 }
 
 // The subject is the connection that sent the call, by the name that the bus gave it: never a
 // process number, which another process may have by now.
-int Helper::Ask(Change& change)
+bool Helper::Ask(Change& change)
 {
     sd_bus_track* track = nullptr;
-    sd_bus_slot* slot = nullptr;
     if (sd_bus_track_new(m_bus.get(), &track, OnGone, &change) < 0)
-        return -1;
+        return false;
     change.presence.reset(track);
+    const std::string action = std::string(helperName) + '.' + change.wish.verb;
     change.questionName = "pakmart-" + std::to_string(++m_questions);
-    const int interactive
-        = sd_bus_message_get_allow_interactive_authorization(change.call.get()) > 0;
-    if (sd_bus_track_add_name(track, change.caller.c_str()) < 0
-        || sd_bus_call_method_async(m_bus.get(), &slot, polkitName, polkitPath, polkitInterface,
+    const int prompts = sd_bus_message_get_allow_interactive_authorization(change.call.get()) > 0;
+    sd_bus_slot* slot = nullptr;
+    const bool isAsked = sd_bus_track_add_name(track, change.caller.c_str()) >= 0
+        && sd_bus_call_method_async(m_bus.get(), &slot, polkitName, polkitPath, polkitInterface,
                                     "CheckAuthorization", OnAnswer, &change, "(sa{sv})sa{ss}us",
                                     "system-bus-name", 1, "name", "s", change.caller.c_str(),
-                                    ActionOf(change.wish).c_str(), 0, interactive,
-                                    change.questionName.c_str())
-            < 0)
-        return -1;
+                                    action.c_str(), 0, prompts, change.questionName.c_str())
+            >= 0;
     change.question.reset(slot);
-    return 0;
+    return isAsked;
 }
 
 int Helper::OnAnswer(sd_bus_message* answer, void* data, sd_bus_error*)
@@ -151,17 +132,18 @@ int Helper::OnAnswer(sd_bus_message* answer, void* data, sd_bus_error*)
 
 void Helper::CarryOut(Change& change)
 {
-    FrontEnd run = StartFrontEnd(WordsOf(change.wish));
+    Agent::Descriptor output;
     sd_event_source* source = nullptr;
-    if (run.process < 0
-        || sd_event_add_child(m_event.get(), &source, run.process, WEXITED, OnEnded, &change) < 0) {
+    change.process = StartFrontEnd(WordsOf(change.wish), output);
+    if (change.process < 0
+        || sd_event_add_child(m_event.get(), &source, change.process, WEXITED, OnEnded, &change)
+            < 0) {
         Refuse(change, errorFailed, "The package front end cannot be started.");
         return;
     }
     change.child.reset(source);
-    change.process = run.process;
-    if (sd_bus_reply_method_return(change.call.get(), "h", run.output.Get()) < 0)
-        kill(run.process, SIGTERM);
+    if (sd_bus_reply_method_return(change.call.get(), "h", output.Get()) < 0)
+        kill(change.process, SIGTERM);
 }
 
 void Helper::Refuse(Change& change, const char* error, const char* sentence)
@@ -174,10 +156,9 @@ void Helper::Refuse(Change& change, const char* error, const char* sentence)
 int Helper::OnGone(sd_bus_track*, void* data)
 {
     Change& change = *static_cast<Change*>(data);
-    if (change.process > 0) {
-        kill(change.process, SIGTERM);
-        return 0;
-    }
+    change.presence.reset(); // or this is called again and again
+    if (change.process > 0)
+        return kill(change.process, SIGTERM);
     sd_bus_call_method_async(change.helper.m_bus.get(), nullptr, polkitName, polkitPath,
                              polkitInterface, "CancelCheckAuthorization", nullptr, nullptr, "s",
                              change.questionName.c_str());
@@ -189,13 +170,13 @@ int Helper::OnEnded(sd_event_source*, const siginfo_t* end, void* data)
 {
     Change& change = *static_cast<Change*>(data);
     const int status = end->si_code == CLD_EXITED ? end->si_status : 128 + end->si_status;
-    sd_bus* const bus = change.helper.m_bus.get();
     sd_bus_message* news = nullptr;
-    if (sd_bus_message_new_signal(bus, &news, helperPath, helperInterface, "Ended") >= 0
+    if (sd_bus_message_new_signal(change.helper.m_bus.get(), &news, helperPath, helperInterface,
+                                  "Ended")
+            >= 0
         && sd_bus_message_append(news, "i", status) >= 0)
-        sd_bus_send_to(bus, news, change.caller.c_str(), nullptr);
+        sd_bus_send_to(change.helper.m_bus.get(), news, change.caller.c_str(), nullptr);
     sd_bus_message_unref(news);
-    change.process = -1;
     change.helper.Forget(change);
     return 0;
 }
@@ -203,23 +184,4 @@ int Helper::OnEnded(sd_event_source*, const siginfo_t* end, void* data)
 void Helper::Forget(const Change& change)
 {
     m_changes.remove_if([&](const Change& one) { return &one == &change; });
-    Rest();
-}
-
-// Begins to wait for work again.
-void Helper::Rest()
-{
-    sd_event_source* source = nullptr;
-    sd_event_add_time_relative(m_event.get(), &source, CLOCK_MONOTONIC, idleSeconds * second,
-                               second, OnIdle, this);
-    m_idle.reset(source);
-}
-
-int Helper::OnIdle(sd_event_source*, uint64_t, void* data)
-{
-    Helper& helper = *static_cast<Helper*>(data);
-    if (helper.m_changes.empty())
-        return sd_event_exit(helper.m_event.get(), 0);
-    helper.Rest();
-    return 0;
 }

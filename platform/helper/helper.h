@@ -2,28 +2,23 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
 // The helper on the bus: takes a wish, asks polkit whether its caller may have it, and lets
-// the package front end carry it out.
-//
-//     Change(s verb, as names, s digest) -> h output
-//     signal Ended(i status), to the caller alone
-//
-// The call has its answer once polkit has decided. The front end's output can be read from
-// the pipe in it. A caller that leaves the bus before that gets nothing; one that leaves later
-// interrupts the front end, which never interrupts dpkg.
+// the package front end carry it out. docs/security.md describes its interface. A caller that
+// leaves the bus before polkit has decided gets nothing; one that leaves later interrupts the
+// front end, which never interrupts dpkg.
 
 #pragma once
 
-#include "platform/helper/bus.h"
+#include "base/descriptor.h"
 #include "platform/helper/wish.h"
+#include "platform/helperbus.h"
 
 #include <list>
 
 class Helper
 {
 public:
-    // False, after a line on standard error, if there is no bus or the name is taken.
-    bool Start();
-    // Until there has been nothing to do for a while.
+    Helper(const char* program, unsigned seconds) : m_program(program), m_askSeconds(seconds) { }
+    // Until there has been nothing to do for a minute. Returns the exit status.
     int Run();
 
 private:
@@ -40,23 +35,25 @@ private:
         pid_t process = -1;
     };
 
-    // `data` is the helper for the first and the last one, and a Change for the others.
+    // `data` is the helper for the first one, and a Change for the others.
     static int OnChange(sd_bus_message* call, void* data, sd_bus_error* error);
     static int OnAnswer(sd_bus_message* answer, void* data, sd_bus_error*);
     static int OnGone(sd_bus_track*, void* data);
     static int OnEnded(sd_event_source*, const siginfo_t* end, void* data);
-    static int OnIdle(sd_event_source*, uint64_t, void* data);
 
-    bool MayTake(const std::string& caller) const;
-    int Ask(Change& change);
+    bool Connect();
+    bool Ask(Change& change);
     void CarryOut(Change& change);
+    // Runs the front end with nothing of the caller's and little of ours: a fixed environment, no
+    // open file but a pipe, whose other end becomes `output`. Returns its process, or -1.
+    pid_t StartFrontEnd(const std::vector<std::string>& words, Agent::Descriptor& output) const;
     void Refuse(Change& change, const char* error, const char* sentence);
     void Forget(const Change& change);
-    void Rest();
 
+    const char* const m_program; // the front end
+    const unsigned m_askSeconds; // for polkit, which may be asking a person
     Event m_event;
     Bus m_bus;
-    Source m_idle;
     unsigned m_questions = 0;
     std::list<Change> m_changes;
 };

@@ -4,88 +4,64 @@
 #include "platform/helper/wish.h"
 
 #include "base/packagename.h"
-#include "base/text.h"
 
 #include <algorithm>
-#include <iterator>
+#include <map>
 
 namespace
 {
 
-constexpr std::size_t mostNames = 1000;
-constexpr std::size_t longestName = 256;
-constexpr std::size_t digestLength = 64;
+constexpr std::size_t longestName = 256, digestLength = 64;
 
 struct Verb {
-    const char* name;
-    bool mayHaveNames, needsNames, needsDigest;
+    std::size_t fewest, most; // names
+    bool hasPlan;
     std::vector<std::string> words;
 };
 
-const Verb* Find(const std::string& name)
-{
-    static const Verb verbs[] = {
-        { "install", true, true, true, { "install" } },
-        { "remove", true, true, true, { "remove" } },
-        { "repair", true, false, true, { "--fix-broken", "install" } },
-        { "upgrade", false, false, true, { "--with-new-pkgs", "upgrade" } },
-        { "clean", false, false, false, { "clean" } },
-    };
-    const auto found = std::find_if(std::begin(verbs), std::end(verbs),
-                                    [&](const Verb& verb) { return name == verb.name; });
-    return found == std::end(verbs) ? nullptr : found;
-}
+const std::map<std::string, Verb> verbs{
+    { "install", { 1, 1000, true, { "install" } } },
+    { "remove", { 1, 1000, true, { "remove" } } },
+    { "repair", { 0, 1000, true, { "--fix-broken", "install" } } },
+    { "upgrade", { 0, 0, true, { "--with-new-pkgs", "upgrade" } } },
+    { "clean", { 0, 0, false, { "clean" } } },
+};
 
 bool IsValidName(const std::string& name)
 {
     return name.size() <= longestName && Agent::IsPackageWord(name);
 }
 
-bool IsDigest(const std::string& text)
-{
-    return text.size() == digestLength
-        && text.find_first_not_of("0123456789abcdef") == std::string::npos;
-}
-
 } // namespace
 
-std::string FaultOf(const Wish& wish)
+const char* FaultOf(const Wish& wish)
 {
-    const Verb* const verb = Find(wish.verb);
-    if (!verb)
+    const auto verb = verbs.find(wish.verb);
+    if (verb == verbs.end())
         return "There is no such change.";
-    if (wish.names.size() > mostNames || (!verb->mayHaveNames && !wish.names.empty())
-        || (verb->needsNames && wish.names.empty()))
+    if (wish.names.size() < verb->second.fewest || wish.names.size() > verb->second.most)
         return "This is not the right number of packages.";
     if (!std::all_of(wish.names.begin(), wish.names.end(), IsValidName))
         return "This is not the name of a package.";
-    if (verb->needsDigest ? !IsDigest(wish.digest) : !wish.digest.empty())
+    if (wish.digest.size() != (verb->second.hasPlan ? digestLength : 0)
+        || wish.digest.find_first_not_of("0123456789abcdef") != std::string::npos)
         return "This is not the digest of a plan.";
-    return std::string();
-}
-
-std::string ActionOf(const Wish& wish)
-{
-    return "org.vantrelos.pakmart." + wish.verb;
+    return nullptr;
 }
 
 std::vector<std::string> WordsOf(const Wish& wish)
 {
-    // The second and third option are for a machine whose administrator trusts stores without
-    // a key.
-    std::vector<std::string> words{ "-yp",
-                                    "--trusted-stores",
-                                    "-o",
-                                    "Dir::Etc::SourceParts=/etc/pakmart/stores.d",
-                                    "-o",
-                                    "Dir::State::lists=/var/lib/pakmart/lists/",
+    // The two settings are for a machine whose administrator trusts stores without a key.
+    std::vector<std::string> words{ "-yp", "--trusted-stores",
+                                    "--option=Dir::Etc::SourceParts=/etc/pakmart/stores.d",
+                                    "--option=Dir::State::lists=/var/lib/pakmart/lists/",
                                     "--no-auto-remove" };
     if (!wish.digest.empty()) // the plan decides what goes
         words.insert(words.end(), { "--allow-removals", "--expect=" + wish.digest });
     if (wish.verb == "repair" && !wish.names.empty())
         words.emplace_back("--reinstall");
-    const Verb* const verb = Find(wish.verb);
-    words.insert(words.end(), verb->words.begin(), verb->words.end());
+    const std::vector<std::string>& command = verbs.at(wish.verb).words;
+    words.insert(words.end(), command.begin(), command.end());
     words.insert(words.end(), wish.names.begin(), wish.names.end());
     return words;
 }

@@ -15,11 +15,8 @@ struct Wish {
     std::string digest; // of the plan that the caller has seen; empty for "clean"
 };
 
-// Why the wish is refused; empty if it is valid.
-std::string FaultOf(const Wish& wish);
-
-// The action of polkit that it needs.
-std::string ActionOf(const Wish& wish);
+// Why the wish is refused; null if it is valid.
+const char* FaultOf(const Wish& wish);
 
 // The arguments of the package front end for a valid wish. The package lists and sources are
 // the machine's, which only root can change.

@@ -9,6 +9,7 @@
 import os
 import random
 import shutil
+import signal
 import subprocess
 import sys
 import time
@@ -45,7 +46,7 @@ SCRIPT = """#!/bin/bash
 { echo "words $*"; umask; pwd; ls /proc/self/fd | wc -l; tr '\\0' '\\n' < /proc/$$/environ
   readlink /proc/$$/fd/0; } > %(folder)s/notes.new
 mv %(folder)s/notes.new %(folder)s/notes
-trap 'echo interrupted > %(folder)s/interrupted; exit 130' TERM
+trap 'echo interrupted > %(folder)s/interrupted; sleep 1; echo finished; exit 130' TERM
 echo "Setting up app (1.0) ..."
 if [[ -e %(folder)s/slow ]]; then
     for (( i = 0; i < 600; i++ )); do sleep 0.1; [[ -e %(folder)s/slow ]] || break; done
@@ -128,7 +129,7 @@ class HelperTest(unittest.TestCase):
         self.start(["dbus-daemon", "--nofork", "--nopidfile", "--config-file=" + path("bus.conf")])
         until(lambda: os.path.exists(path("bus")))
         os.environ["DBUS_SYSTEM_BUS_ADDRESS"] = self.address
-        self.start([TESTED], {"TEST_BUS": self.address, "TEST_FRONT_END": path("front-end"),
+        self.start([TESTED], {"DBUS_SYSTEM_BUS_ADDRESS": self.address, "TEST_FRONT_END": path("front-end"),
                               "LD_BIND_NOW": "1", "APT_CONFIG": "/tmp/evil", "LC_ALL": "evil",
                               "PAKMART_SYSROOT": "/tmp/evil", "ASAN_OPTIONS": "detect_leaks=0"})
         self.watcher = Client(self.address)
@@ -236,8 +237,8 @@ class HelperTest(unittest.TestCase):
             self.assertEqual(client.error("install", [name], DIGEST), "Invalid", name)
         client.output("install", ["app"], DIGEST)
         paths = [word for word in self.words() if "/" in word]
-        self.assertEqual(paths, ["Dir::Etc::SourceParts=/etc/pakmart/stores.d",
-                                 "Dir::State::lists=/var/lib/pakmart/lists/"])
+        self.assertEqual(paths, ["--option=Dir::Etc::SourceParts=/etc/pakmart/stores.d",
+                                 "--option=Dir::State::lists=/var/lib/pakmart/lists/"])
 
     def test_06_the_subject_is_the_connection_of_the_call(self):
         self.startPolkit(VERBS)
@@ -300,9 +301,10 @@ class HelperTest(unittest.TestCase):
             installed = file.read()
         with open(TESTED, "rb") as file:
             tested = file.read()
-        for door in (b"TEST_BUS", b"TEST_FRONT_END"):
-            self.assertIn(door, tested)
-            self.assertNotIn(door, installed)
+        self.assertIn(b"TEST_FRONT_END", tested)
+        self.assertNotIn(b"clearenv", tested)  # which finds its bus in the environment
+        self.assertIn(b"clearenv", installed)
+        self.assertNotIn(b"TEST_FRONT_END", installed)
         self.assertIn(b"org.vantrelos.pakmart.Helper", installed)
 
     def test_12_every_right_is_an_administrators(self):
@@ -323,6 +325,33 @@ class HelperTest(unittest.TestCase):
         self.mock.ReleaseHangingCalls()
         self.assertEqual(Client(self.address).error("remove", ["app"], DIGEST), "Declined")
         self.assertIsNone(self.notes())
+
+    def test_only_a_yes_is_a_yes(self):
+        name = "org.freedesktop.PolicyKit1"
+        place = ["/org/freedesktop/PolicyKit1/Authority", name + ".Authority"]
+        self.start([sys.executable, "-m", "dbusmock", "--system", name, *place])
+        until(lambda: self.watcher.bus.name_has_owner(name))
+        mock = dbus.Interface(self.watcher.bus.get_object(name, place[0]), dbusmock.MOCK_IFACE)
+        details = "dbus.Dictionary({'polkit.dismissed': 'true'}, signature='ss')"
+        none = "dbus.Dictionary({}, signature='ss')"
+        answers = {
+            "dismissed": ("(bba{ss})", "ret = (False, True, %s)" % details),
+            "challenge": ("(bba{ss})", "ret = (False, True, %s)" % none),
+            "error": ("(bba{ss})", "raise dbus.exceptions.DBusException('no', name='a.b.C')"),
+            "no structure": ("b", "ret = True"),
+            "another structure": ("(bbs)", "ret = (True, False, 'x')"),
+            "a text": ("(sba{ss})", "ret = ('true', False, %s)" % none),
+            "nothing": ("", ""),
+        }
+        client = Client(self.address)
+        for what, (kind, code) in answers.items():
+            mock.AddMethod(place[1], "CheckAuthorization", "(sa{sv})sa{ss}us", kind, code)
+            self.assertEqual(client.error("install", ["app"], DIGEST), "Declined", what)
+        self.assertIsNone(self.notes())
+        mock.AddMethod(place[1], "CheckAuthorization", "(sa{sv})sa{ss}us", "(bba{ss})",
+                       "ret = (True, False, %s)" % none)
+        self.assertIsNone(client.error("install", ["app"], DIGEST))
+        self.words()
 
     def test_the_caller_goes_while_polkit_asks(self):
         self.startPolkit(["install"], hangs=True)
@@ -351,16 +380,21 @@ class HelperTest(unittest.TestCase):
 
     # The front end of a user who is not root.
 
-    def frontEnd(self, *words):
+    def startFrontEnd(self, *words):
         tool = path("vos-apt-get")
         shutil.copy(FRONT_END, tool)
         os.chmod(tool, 0o755)
         user = {"user": 65534, "group": 65534, "extra_groups": []} if os.geteuid() == 0 else {}
         environment = {"PATH": "/usr/bin:/bin", "DBUS_SYSTEM_BUS_ADDRESS": self.address,
                        "HOME": "/nonexistent"}
-        return subprocess.run([tool, *words], env=environment, stdout=subprocess.PIPE,
-                              stdin=subprocess.DEVNULL, start_new_session=True, text=True,
-                              timeout=120, check=False, **user)
+        return subprocess.Popen([tool, *words], env=environment, stdout=subprocess.PIPE,
+                                stdin=subprocess.DEVNULL, start_new_session=True, text=True,
+                                **user)
+
+    def frontEnd(self, *words):
+        process = self.startFrontEnd(*words)
+        output = process.communicate(timeout=120)[0]
+        return subprocess.CompletedProcess(words, process.returncode, output)
 
     def test_the_front_end_hands_a_removal_over(self):
         self.startPolkit(["remove"])
@@ -370,7 +404,7 @@ class HelperTest(unittest.TestCase):
         words = self.words()
         self.assertEqual(words[-2:], ["remove", "fonts-dejavu-core"])
         digest = [word for word in words if word.startswith("--expect=")]
-        again = self.frontEnd("-yp", "--plan", *[w for w in words[6:] if "expect" not in w])
+        again = self.frontEnd("-yp", "--plan", *[w for w in words[4:] if "expect" not in w])
         self.assertEqual(again.returncode, 0)
         self.assertEqual(len(digest[0]), len("--expect=") + 64)
         self.assertEqual(len(self.questions()), 1)
@@ -383,6 +417,38 @@ class HelperTest(unittest.TestCase):
                              "which was not given.\n"))
         self.assertEqual(len(self.questions()), 1)
         self.assertIsNone(self.notes())
+
+    def test_ctrl_c_while_polkit_asks(self):
+        self.startPolkit(["remove"], hangs=True)
+        self.mock.AddMethod("org.freedesktop.PolicyKit1.Authority", "CancelCheckAuthorization",
+                            "s", "", "")
+        process = self.startFrontEnd("-yp", "remove", "fonts-dejavu-core")
+        until(self.hangs)
+        process.send_signal(signal.SIGINT)
+        self.assertEqual(process.communicate(timeout=60)[0], "")
+        self.assertEqual(process.returncode, -signal.SIGINT)
+        # The question is taken back, and a late yes does nothing.
+        until(lambda: self.mock.GetMethodCalls("CancelCheckAuthorization"))
+        self.mock.ReleaseHangingCalls()
+        self.mock.SimulateHang(False)
+        self.assertEqual(Client(self.address).error("install", ["app"], DIGEST), "Declined")
+        self.assertIsNone(self.notes())
+
+    def test_ctrl_c_while_the_change_is_made(self):
+        self.startPolkit(["remove"])
+        self.write("slow", "")
+        process = self.startFrontEnd("-yp", "remove", "fonts-dejavu-core")
+        self.words()
+        self.assertEqual(process.stdout.readline(), "Setting up app (1.0) ...\n")
+        process.send_signal(signal.SIGINT)
+        # It stays until the change has ended.
+        self.assertEqual(process.communicate(timeout=60)[0], "finished\n")
+        self.assertEqual(process.returncode, 128 + signal.SIGINT)
+        self.assertTrue(os.path.exists(path("interrupted")))
+        # Its caller is gone, and the helper is free again.
+        os.remove(path("slow"))
+        self.assertEqual(Client(self.address).output("remove", ["app"], DIGEST),
+                         "Setting up app (1.0) ...\n")
 
     def test_the_front_end_without_a_helper(self):
         self.processes[1].terminate()
