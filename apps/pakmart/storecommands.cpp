@@ -4,6 +4,7 @@
 // What the store sends beside products: the catalog, package sources, its arrangement, the
 // account's applications; and the registration of this machine.
 
+#include "catalogowner.h"
 #include "commands.h"
 #include "console.h"
 #include "runjob.h"
@@ -79,6 +80,8 @@ QString Numbered(int serial, const QString& name)
 int UpdateCommand(Console& console)
 {
     console.Activity(QStringLiteral("Asking for the catalog"));
+    if (const std::optional<int> status = UpdateAsOwner(console))
+        return *status;
     RefreshCatalogJob job;
     const int status = RunJob(console, job);
     if (status != ExitDone)
