@@ -659,15 +659,27 @@ private slots:
         }
     }
 
+    // If an installed package needs it as well, that is a run of its own.
+    void thePlanIncludesWhatIsInstalledAgainFirst_data()
+    {
+        QTest::addColumn<bool>("isUpgrade");
+        QTest::newRow("for a new package") << false;
+        QTest::newRow("for an upgrade") << true;
+    }
     void thePlanIncludesWhatIsInstalledAgainFirst()
     {
+        QFETCH(bool, isUpgrade);
         add({ "lib" });
         add({ "app", "1.0", "lib" });
-        QCOMPARE(install({ QStringLiteral("lib") }).status, 0);
+        const char* const first = isUpgrade ? "app" : "lib";
+        QCOMPARE(install({ QString::fromLatin1(first) }).status, 0);
+        if (isUpgrade)
+            add({ "app", "2.0", "lib" });
         setState("lib", "install reinstreq half-installed");
         const Result result = runExpected(
             words({ QStringLiteral("-yp"), QStringLiteral("install") }, { QStringLiteral("app") }));
         QVERIFY2(result.status == 0, qPrintable(result.lines.join(QLatin1Char('\n'))));
+        QCOMPARE(result.matching("^Installing again").isEmpty(), !isUpgrade);
         QCOMPARE(state("app"), QByteArray("install ok installed"));
         QCOMPARE(state("lib"), QByteArray("install ok installed"));
     }
