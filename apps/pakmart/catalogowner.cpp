@@ -23,8 +23,13 @@ const char script[] = "/usr/libexec/pakmart-refresh";
 const char resultFile[] = "/run/pakmart-refresh/result";
 constexpr qint64 longestResult = 16 * 1024 * 1024;
 
+struct Owner {
+    uid_t user;
+    gid_t group;
+};
+
 // The owner of the data folder, if only that user is to write it.
-std::optional<uid_t> OwnerToAsk()
+std::optional<Owner> OwnerToAsk()
 {
     const QByteArray folder = QFile::encodeName(GetRootPath());
     struct stat info = {};
@@ -32,7 +37,7 @@ std::optional<uid_t> OwnerToAsk()
     if (!Agent::PrivateRoot().empty() || stat(folder.constData(), &info) != 0 || info.st_uid == 0
         || info.st_uid == self || (self != 0 && access(folder.constData(), W_OK) == 0))
         return std::nullopt;
-    return info.st_uid;
+    return Owner{ info.st_uid, info.st_gid };
 }
 
 bool HasSystemd()
@@ -41,15 +46,15 @@ bool HasSystemd()
 }
 
 // Starts the service, which any user may, or without systemd, as root, what the service runs.
-void Start(QProcess& process, uid_t owner)
+void Start(QProcess& process, const Owner& owner)
 {
-    const QString number = QString::number(owner);
     if (geteuid() != 0 || HasSystemd())
         process.start(QStringLiteral("systemctl"),
                       { QStringLiteral("start"), QStringLiteral("pakmart-refresh.service") });
     else
         process.start(QStringLiteral("/usr/bin/setpriv"),
-                      { QStringLiteral("--reuid=") + number, QStringLiteral("--regid=") + number,
+                      { QStringLiteral("--reuid=%1").arg(owner.user),
+                        QStringLiteral("--regid=%1").arg(owner.group),
                         QStringLiteral("--clear-groups"), QStringLiteral("--no-new-privs"),
                         QString::fromLatin1(script) });
 }
@@ -103,7 +108,7 @@ void SayFailure(Console& console, const QJsonObject& result, const QString& outp
 
 std::optional<int> UpdateAsOwner(Console& console)
 {
-    const std::optional<uid_t> owner = OwnerToAsk();
+    const std::optional<Owner> owner = OwnerToAsk();
     if (!owner)
         return std::nullopt;
     constexpr int stampMilliseconds = 2000; // of the coarsest file systems
