@@ -111,7 +111,7 @@ int main(int argc, char** argv)
         return Print(QStringLiteral("pakmart " PAKMART_VERSION "\n"));
     if (line.Has("help") || !line.Chosen()->run)
         return Help(line);
-    UseOwnHome();
+    UseOwnHome(argv);
     messages = qInstallMessageHandler(LeaveOutLocale);
     const auto application = MakeApplication(line, argc, argv);
     QCoreApplication::setQuitLockEnabled(false); // the end of a job is not that of the program

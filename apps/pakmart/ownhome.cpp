@@ -29,18 +29,21 @@ bool IsOfAnother(std::string path)
 
 } // namespace
 
-void UseOwnHome()
+void UseOwnHome(char** argv)
 {
     const passwd* const self = geteuid() == 0 ? getpwuid(0) : nullptr;
     if (!self || !Agent::PrivateRoot().empty())
         return;
+    bool isChanged = false;
     for (const char* name : { "XDG_CONFIG_HOME", "XDG_CACHE_HOME", "XDG_DATA_HOME",
                               "XDG_STATE_HOME", "XDG_RUNTIME_DIR" }) {
         const char* const path = std::getenv(name);
         if (path && IsOfAnother(path))
-            unsetenv(name);
+            isChanged = unsetenv(name) == 0 || isChanged;
     }
     const char* const home = std::getenv("HOME");
-    if (!home || IsOfAnother(home))
-        setenv("HOME", self->pw_dir, 1);
+    if (!home || (self->pw_dir != std::string(home) && IsOfAnother(home)))
+        isChanged = setenv("HOME", self->pw_dir, 1) == 0 || isChanged;
+    if (isChanged)
+        execv("/proc/self/exe", argv);
 }

@@ -6,6 +6,6 @@
 #pragma once
 
 // "sudo -E" leaves root the home and the folders of the user: files of root's there would lock
-// the user out later. Root gets a home of its own instead. Call it before anything reads the
-// environment.
-void UseOwnHome();
+// the user out later. Root gets a home of its own instead, and the program is started again with
+// it, since the library reads the home when it is loaded.
+void UseOwnHome(char** argv);
