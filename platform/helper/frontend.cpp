@@ -6,7 +6,6 @@
 #include <csignal>
 #include <fcntl.h>
 #include <spawn.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 pid_t Helper::StartFrontEnd(const std::vector<std::string>& words, Agent::Descriptor& output) const
@@ -32,7 +31,6 @@ pid_t Helper::StartFrontEnd(const std::vector<std::string>& words, Agent::Descri
     posix_spawnattr_setsigdefault(&how, &signals);
     posix_spawnattr_setflags(&how,
                              POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
-    umask(022);
     pid_t process = -1;
     const bool isRunning = posix_spawn_file_actions_addchdir_np(&files, "/") == 0
         && posix_spawn_file_actions_addopen(&files, STDIN_FILENO, "/dev/null", O_RDONLY, 0) == 0

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <csignal>
 #include <cstdio>
+#include <sys/stat.h>
 
 namespace
 {
@@ -65,6 +66,7 @@ bool Helper::Connect()
 
 int Helper::Run()
 {
+    umask(022); // the front end's
     sigset_t blocked; // sd-event wants to collect the children itself
     sigemptyset(&blocked);
     sigaddset(&blocked, SIGCHLD);
