@@ -70,20 +70,6 @@ int UpgradeCommand(Console& console, const QStringList& names, const Consent& co
     return CarryOut(console, change);
 }
 
-int RepairCommand(Console& console, bool check, Consent consent)
-{
-    consent.dryRun = consent.dryRun || check;
-    Plan plan;
-    const int status = CarryOut(console,
-                                { { Request::Repair },
-                                  consent,
-                                  QStringLiteral("Repair?"),
-                                  QStringLiteral("Nothing was repaired."),
-                                  QStringLiteral("No package is broken.") },
-                                &plan);
-    return status == ExitDone && check && !plan.isEmpty() ? ExitFailed : status;
-}
-
 namespace
 {
 

@@ -29,7 +29,7 @@ int ReinstallCommand(Console& console, const QStringList& names, const Consent& 
 int UpgradeCommand(Console& console, const QStringList& names, const Consent& consent);
 int OSUpdateCommand(Console& console, const Consent& consent);
 // `check`: only shows what is broken, and fails if anything is.
-int RepairCommand(Console& console, bool check, Consent consent);
+int RepairCommand(Console& console, bool check, const Consent& consent);
 int HoldCommand(Console& console, const QStringList& names, bool hold);
 
 // ---- the catalog

@@ -100,7 +100,7 @@ private:
 
 } // namespace
 
-int RunJob(Console& console, Job& job)
+int RunJob(Console& console, Job& job, const std::function<bool()>& isExpected)
 {
     job.setAutoDelete(false);
     console.BeginProgress();
@@ -122,6 +122,8 @@ int RunJob(Console& console, Job& job)
         console.Note(job.details());
         return ExitDone;
     }
+    if (isExpected && isExpected())
+        return ExitFailed;
     console.Fail(Pakmart::Error::name(job.errorCode()), job.errorString(), job.details());
     return ExitFailed;
 }

@@ -5,6 +5,8 @@
 
 #pragma once
 
+#include <functional>
+
 namespace Pakmart
 {
 class Job;
@@ -13,4 +15,5 @@ class Console;
 
 // The exit status: ExitDone, ExitFailed or ExitInterrupted. A failure has been reported then.
 // An interruption cancels the job as soon as that is possible.
-int RunJob(Console& console, Pakmart::Job& job);
+// `isExpected`: the failure is one that the caller wants, and is not reported.
+int RunJob(Console& console, Pakmart::Job& job, const std::function<bool()>& isExpected = nullptr);

@@ -59,14 +59,6 @@ int AskForRemovals(Console& console, const Change& change, const Plan& plan)
         : Declined(console, change);
 }
 
-int AskForConsent(Console& console, const Change& change, const Plan& plan)
-{
-    const int removals = AskForRemovals(console, change, plan);
-    if (removals != ExitDone || plan.isEmpty() || change.consent.yes)
-        return removals;
-    return console.Ask(change.question) ? ExitDone : Declined(console, change);
-}
-
 // What can be done about a failure, and the packages that it has left in part.
 void SayRemedies(Console& console, const Plan& plan, const DpkgStatus& before, Error::Code code)
 {
@@ -147,8 +139,7 @@ int BringSourcesUpToDate(Console& console, const Request& request)
 
 int Prepare(Console& console, const Change& change, Plan& plan)
 {
-    // A repair shows that, too, before it is done.
-    if (!change.consent.dryRun && change.request.kind != Request::Repair)
+    if (!change.consent.dryRun)
         FinishInterrupted();
     const int current = BringSourcesUpToDate(console, change.request);
     if (current != ExitDone)
@@ -171,14 +162,27 @@ int Commit(Console& console, const Plan& plan, bool& changed)
     job.setAllowRemovals(true); // the user has agreed to them
     const int status = RunJob(console, job);
     changed = job.errorCode() == Error::PlanChanged;
-    if (status != ExitDone && !changed) {
-        SayPartlyDone(console, plan, before);
-        SayRemedies(console, plan, before, job.errorCode());
-    }
+    if (status != ExitDone && !changed)
+        SayWhatFailed(console, plan, before, job.errorCode());
     return status;
 }
 
 } // namespace
+
+int AskForConsent(Console& console, const Change& change, const Plan& plan, bool changesMore)
+{
+    const int removals = AskForRemovals(console, change, plan);
+    const bool changes = changesMore || !plan.isEmpty();
+    if (removals != ExitDone || !changes || change.consent.yes)
+        return removals;
+    return console.Ask(change.question) ? ExitDone : Declined(console, change);
+}
+
+void SayWhatFailed(Console& console, const Plan& plan, const DpkgStatus& before, Error::Code code)
+{
+    SayPartlyDone(console, plan, before);
+    SayRemedies(console, plan, before, code);
+}
 
 int CarryOut(Console& console, const Change& change, Plan* shown)
 {

@@ -6,6 +6,8 @@
 
 #pragma once
 
+#include "outcome.h"
+
 #include <Pakmart/Plan>
 #include <QString>
 
@@ -25,6 +27,15 @@ struct Change {
     QString nothing; // reported when the user declines
     QString needless; // reported when there is nothing to do; empty: each package is
 };
+
+// Asks for the consents that a plan needs: ExitDone if it has them. `changesMore`: something is
+// done beside the plan.
+int AskForConsent(Console& console, const Change& change, const Pakmart::Plan& plan,
+                  bool changesMore = false);
+
+// After a failure: what was done nevertheless, and what can be done about the rest.
+void SayWhatFailed(Console& console, const Pakmart::Plan& plan, const DpkgStatus& before,
+                   Pakmart::Error::Code code);
 
 // Returns the exit status. `shown`: what was shown, and done.
 int CarryOut(Console& console, const Change& change, Pakmart::Plan* shown = nullptr);

@@ -17,6 +17,8 @@
 #include <QFile>
 #include <QRegularExpression>
 #include <QThread>
+#include <algorithm>
+#include <cstring>
 #include <fcntl.h>
 #include <memory>
 #include <sys/file.h>
@@ -34,7 +36,6 @@ struct Places {
     std::string dpkg = Agent::SystemPath("/var/lib/dpkg");
     std::string catalog = Agent::CatalogFolder();
     std::string recent = Agent::RecentFolder();
-    QString temporary = QFile::decodeName(Agent::SystemPath("/tmp").c_str());
     QString sources = QFile::decodeName(CRunAptGet::SourcesFile(true).c_str());
     QString lists = QFile::decodeName(CRunAptGet::ListsDir(true).c_str());
 };
@@ -70,26 +71,65 @@ void SearchPackages(const Places& places, QList<RepairFinding>& found)
     }
 }
 
-// Sources without a single list of theirs: the lists were removed, or never fetched.
+// How apt begins the names of a source's lists: the address without its scheme and user, with
+// some characters escaped, and '_' for '/'.
+QString ListPrefix(const QString& address)
+{
+    QString name;
+    const QString place = address.mid(address.indexOf(QLatin1String("://")) + 3);
+    for (const char byte : place.mid(place.indexOf(QLatin1Char('@')) + 1).toUtf8()) {
+        const bool isPlain
+            = byte > ' ' && byte < 127 && !std::strchr("\\|{}[]<>\"^~_=!@#$%^&*", byte);
+        name += byte == '/' ? QStringLiteral("_")
+            : isPlain       ? QString(QLatin1Char(byte))
+                            : QStringLiteral("%%1").arg(int(uchar(byte)), 2, 16, QLatin1Char('0'));
+    }
+    return name;
+}
+
+// The address in "deb [options] http://host/path ./".
+QString AddressIn(const QByteArray& line)
+{
+    static const QRegularExpression form(
+        QStringLiteral("^deb\\s+(?:\\[[^\\]]*\\]\\s+)?(\\S+://\\S+)"));
+    return form.match(QString::fromUtf8(line)).captured(1);
+}
+
+// Sources without lists of theirs: the lists were removed, or never fetched, or the sources have
+// changed since.
 void SearchLists(const Places& places, QList<RepairFinding>& found)
 {
     QFile sources(places.sources);
     if (!sources.open(QIODevice::ReadOnly))
         return;
     constexpr int mostBytes = 1024 * 1024;
-    const bool hasSources = ('\n' + sources.read(mostBytes)).contains("\ndeb ");
     const QStringList lists
         = QDir(places.lists).entryList({ QStringLiteral("*_Packages*") }, QDir::Files);
-    if (hasSources && lists.isEmpty())
-        found << Finding(RepairFinding::MissingLists, places.lists,
-                         Text(QT_TRANSLATE_NOOP("Pakmart", "The package lists are missing.")));
+    bool lacks = false;
+    for (const QByteArray& line : sources.read(mostBytes).split('\n')) {
+        const QString address = AddressIn(line);
+        const QString prefix = ListPrefix(address);
+        lacks = lacks
+            || (!address.isEmpty()
+                && std::none_of(lists.begin(), lists.end(), [&prefix](const QString& list) {
+                       return list.startsWith(prefix);
+                   }));
+    }
+    if (!lacks)
+        return;
+    found << Finding(
+        RepairFinding::MissingLists, places.lists,
+        lists.isEmpty() ? Text(QT_TRANSLATE_NOOP("Pakmart", "The package lists are missing."))
+                        : Text(QT_TRANSLATE_NOOP(
+                            "Pakmart", "The package lists are not those of the package sources.")));
 }
 
 // Whether no process has it open in earnest: those that work with it keep it locked.
-bool IsAbandoned(const QString& path, int kind)
+bool IsAbandoned(const QString& path)
 {
-    const Agent::Descriptor opened(open(QFile::encodeName(path).constData(),
-                                        O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | kind));
+    const Agent::Descriptor opened(
+        open(QFile::encodeName(path).constData(),
+             O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_DIRECTORY));
     struct stat info = {};
     return opened && fstat(opened.Get(), &info) == 0 && info.st_uid == geteuid()
         && flock(opened.Get(), LOCK_EX | LOCK_NB) == 0;
@@ -104,18 +144,14 @@ void AddLeftover(const QString& path, QList<RepairFinding>& found)
 
 void SearchLeftovers(const Places& places, QList<RepairFinding>& found)
 {
-    static const QRegularExpression reply(QStringLiteral("^[0-9]+_[0-9]+\\.xml$"));
-    const QDir temporary(places.temporary);
-    for (const QString& name : temporary.entryList({ QStringLiteral("*.xml") }, QDir::Files)) {
-        if (reply.match(name).hasMatch() && IsAbandoned(temporary.filePath(name), 0))
-            AddLeftover(temporary.filePath(name), found);
-    }
+    for (const std::string& path : Agent::SpoolFile::Abandoned())
+        AddLeftover(QFile::decodeName(path.c_str()), found);
     const QDir catalog(QFile::decodeName(places.catalog.c_str()));
     const QString current
         = QDir(QFile::decodeName(Agent::CurrentCatalogFolder(places.catalog).c_str())).dirName();
     for (const QString& name : catalog.entryList({ QStringLiteral(".VACatalog.gen-*") },
                                                  QDir::Dirs | QDir::Hidden | QDir::NoSymLinks)) {
-        if (name != current && IsAbandoned(catalog.filePath(name), O_DIRECTORY))
+        if (name != current && IsAbandoned(catalog.filePath(name)))
             AddLeftover(catalog.filePath(name), found);
     }
 }

@@ -34,7 +34,7 @@ public:
         InterruptedRun, ///< dpkg was interrupted and has work to take over
         BrokenPackage, ///< a package is installed in part; its name is `name`
         FailingScript, ///< a script of the package fails, so that it cannot be set up
-        MissingLists, ///< there are package sources, but none of their package lists
+        MissingLists, ///< a package source has no package lists, or the lists are those of others
         Leftover, ///< a file or folder of a process that has ended; its path is `name`
         DamagedCatalog, ///< the catalog's database is damaged, or gone
         DamagedRecentList, ///< the recently used list is damaged

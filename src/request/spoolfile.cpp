@@ -63,20 +63,36 @@ bool IsOurs(const struct stat& info)
         && (info.st_mode & 07777) == modeOfOurs;
 }
 
-// Removes a file of the folder if it is one of ours and not locked.
-void RemoveUnheld(int folder, const char* name)
+// The file of the folder, locked, if it is one of ours and no process has it.
+Descriptor Unheld(int folder, const char* name)
 {
     struct stat named = {};
     if (fstatat(folder, name, &named, AT_SYMLINK_NOFOLLOW) != 0 || !IsOurs(named))
-        return;
-    const Descriptor file(openat(folder, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-    if (!file)
-        return;
+        return Descriptor();
+    Descriptor file(openat(folder, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     struct stat opened = {};
-    if (fstat(file.Get(), &opened) == 0 && IsOurs(opened)
+    const bool isUnheld = file && fstat(file.Get(), &opened) == 0 && IsOurs(opened)
         && flock(file.Get(), LOCK_EX | LOCK_NB) == 0 && opened.st_ino == named.st_ino
-        && opened.st_dev == named.st_dev && unlinkat(folder, name, 0) == 0)
-        qCInfo(logRequest, "removed %s, which a process has left", name);
+        && opened.st_dev == named.st_dev;
+    return isUnheld ? std::move(file) : Descriptor();
+}
+
+// Calls `work` with the folder and the name of each file that dead processes have left; none
+// if the user wants them kept.
+template <typename Work> void ForAbandoned(const Work& work)
+{
+    if (CConfigFile(SettingsFile(), false).GetLongValue("keep agent xml", 0) != 0)
+        return;
+    const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir(SpoolFolder().c_str()), closedir);
+    if (!folder)
+        return;
+    while (const dirent* entry = readdir(folder.get())) {
+        const Descriptor file = IsSpoolName(entry->d_name)
+            ? Unheld(dirfd(folder.get()), entry->d_name)
+            : Descriptor();
+        if (file)
+            work(dirfd(folder.get()), entry->d_name);
+    }
 }
 
 // An interrupted call is repeated with the same name.
@@ -133,15 +149,17 @@ void SpoolFile::Leave()
 
 void SpoolFile::RemoveAbandoned()
 {
-    if (CConfigFile(SettingsFile(), false).GetLongValue("keep agent xml", 0) != 0)
-        return;
-    const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir(SpoolFolder().c_str()), closedir);
-    if (!folder)
-        return;
-    while (const dirent* entry = readdir(folder.get())) {
-        if (IsSpoolName(entry->d_name))
-            RemoveUnheld(dirfd(folder.get()), entry->d_name);
-    }
+    ForAbandoned([](int folder, const char* name) {
+        if (unlinkat(folder, name, 0) == 0)
+            qCInfo(logRequest, "removed %s, which a process has left", name);
+    });
+}
+
+std::vector<std::string> SpoolFile::Abandoned()
+{
+    std::vector<std::string> paths;
+    ForAbandoned([&paths](int, const char* name) { paths.push_back(SpoolFolder() + '/' + name); });
+    return paths;
 }
 
 } // namespace Agent

@@ -14,6 +14,7 @@
 
 #include <cstddef>
 #include <string>
+#include <vector>
 
 namespace Agent
 {
@@ -36,6 +37,8 @@ public:
     // Removes the files of dead processes. Called once, by the first Make(), unless the
     // settings keep the files.
     static void RemoveAbandoned();
+    // The paths of what that would remove.
+    static std::vector<std::string> Abandoned();
 
     static constexpr std::size_t maxLeft = 64;
 

@@ -137,10 +137,15 @@ private slots:
             QVERIFY(put(file, "<a/>"));
             QVERIFY(QFile::setPermissions(file, QFile::ReadOwner | QFile::WriteOwner));
         }
+        // This one has the name, but not the permissions that only our files have.
+        const QString foreign = m_store->root + QStringLiteral("/tmp/1700000000_4.xml");
+        QVERIFY(put(foreign, "<a/>"));
+        QVERIFY(QFile::setPermissions(foreign, QFile::ReadOwner | QFile::ReadOther));
         const Findings found = check();
         QCOMPARE(found.value(0).name, reply);
         checkAndRepair("Leftover");
         QVERIFY(!QFile::exists(reply));
+        QVERIFY(QFile::remove(foreign));
         QVERIFY(QFile::exists(other));
         QVERIFY(QFile::remove(other));
     }
@@ -165,6 +170,18 @@ private slots:
         checkAndRepair("MissingLists");
         QCOMPARE(outcomeOf(new InstallJob({ QStringLiteral("starlander") })),
                  QStringLiteral("none"));
+    }
+
+    // The sources were replaced, and a crash came before their lists.
+    void listsOfOtherSourcesAreFoundAndFetched()
+    {
+        QCOMPARE(outcomeOf(new RefreshSourcesJob), QStringLiteral("none"));
+        QDir lists(StoreMachine::tree() + QStringLiteral("/deps/lists"));
+        for (const QString& name : lists.entryList({ QStringLiteral("*_Packages*") }, QDir::Files))
+            QVERIFY(lists.rename(name, QStringLiteral("old.example_._Packages")));
+        QCOMPARE(check().value(0).sentence,
+                 QStringLiteral("The package lists are not those of the package sources."));
+        checkAndRepair("MissingLists");
     }
 
     void listsThatCannotBeFetchedAreSaidWithTheReason()
