@@ -84,10 +84,19 @@ bool AsksToSimulate(const std::string& word)
     return IsOneOf(word, { "--simulate", "--just-print", "--dry-run", "--recon", "--no-act" });
 }
 
+// Whether the option `word` requests a download alone.
+bool AsksToDownload(const std::string& word)
+{
+    if (IsCluster(word))
+        return word.substr(0, word.find_first_of("=oct", 1)).find('d') != none;
+    return word == "--download-only";
+}
+
 // Takes an option that is the front end's own, and not for apt-get.
 bool TakeOwnOption(const std::string& word, Arguments& arguments)
 {
     static const std::string_view expect = "--expect=";
+    static const std::string_view remove = "--remove=";
     if (word == "--allow-removals") {
         arguments.mayRemove = true;
     } else if (word == "--trusted-stores") {
@@ -97,6 +106,8 @@ bool TakeOwnOption(const std::string& word, Arguments& arguments)
         arguments.words.push_back("--simulate");
     } else if (word.compare(0, expect.size(), expect) == 0) {
         arguments.expectedPlan = word.substr(expect.size());
+    } else if (word.compare(0, remove.size(), remove) == 0) {
+        arguments.removals.push_back(word.substr(remove.size()));
     } else {
         return false;
     }
@@ -137,6 +148,7 @@ Arguments SortArguments(const std::vector<std::string>& words)
         sorted.options.push_back(word);
         sorted.printUris = sorted.printUris || word == "--print-uris";
         sorted.simulates = sorted.simulates || AsksToSimulate(word);
+        sorted.downloadsOnly = sorted.downloadsOnly || AsksToDownload(word);
         NoteSetting(SettingWithin(word), sorted);
         if (TakesNextWord(word) && i + 1 < words.size()) {
             sorted.words.push_back(words[++i]);
@@ -144,6 +156,8 @@ Arguments SortArguments(const std::vector<std::string>& words)
             NoteSetting(words[i], sorted);
         }
     }
+    for (const std::string& name : sorted.removals) // as apt-get's own mark for that
+        sorted.words.push_back(name + '-');
     return sorted;
 }
 
@@ -177,6 +191,12 @@ bool IsKnownPackage(const std::string& statusFile, const std::string& name)
 
 std::string NameError(const Arguments& arguments, const std::string& statusFile)
 {
+    if (!arguments.removals.empty() && arguments.command != "install")
+        return "E: --remove goes with install";
+    for (const std::string& name : arguments.removals) {
+        if (!Agent::IsPackageWord(name) || name.find('=') != none)
+            return "E: Not the name of a package: " + name;
+    }
     for (const std::string& name : arguments.names) {
         if (!Agent::IsPackageWord(name))
             return "E: Not the name of a package: " + name;

@@ -23,6 +23,8 @@ struct Arguments {
     bool ownSources = false; // a sources list of the store is named
     bool trustedStores = false; // "--trusted-stores": the stores are all that the machine trusts
     bool hasSignedLists = false; // of the stores, refreshed and verified
+    std::vector<std::string> removals; // "--remove=NAME": an install is to remove these, too
+    bool downloadsOnly = false; // the archives are fetched, and nothing is installed
     bool mayRemove = false; // "--allow-removals": an install may remove packages
     std::string expectedPlan; // "--expect=DIGEST": the only plan that may be carried out
     int lockSeconds = 300; // how long to wait for a held lock

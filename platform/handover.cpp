@@ -42,6 +42,8 @@ bool HasOption(const Arguments& arguments, const char* option)
 // The helper's word for the command; empty for one that it does not know.
 std::string VerbOf(const Arguments& arguments)
 {
+    if (arguments.downloadsOnly || !arguments.removals.empty())
+        return std::string();
     if (arguments.command == "install")
         return HasOption(arguments, "--fix-broken") || HasOption(arguments, "--reinstall")
             ? "repair"
@@ -213,7 +215,11 @@ int HandOver(const Arguments& arguments, const Writer& write)
 {
     const std::string verb = VerbOf(arguments);
     if (verb.empty()) {
-        write("E: Only root can do this: " + arguments.command);
+        write(arguments.downloadsOnly
+                  ? "E: Only root can download packages without installing them."
+                  : !arguments.removals.empty()
+                  ? "E: Only root can install and remove packages in one change."
+                  : "E: Only root can do this: " + arguments.command);
         return notAllowed;
     }
     const bool cleans = verb == "clean";

@@ -202,6 +202,11 @@ ChangeReason PackagePlan::ReasonOf(const PlannedChange& change, const Names& nam
 {
     if (m_asked.count(BareName(change.name)) > 0 && m_removes == change.newVersion.empty())
         return { "asked", std::string() };
+    if (change.newVersion.empty() && m_removals.count(BareName(change.name)) > 0)
+        return { "asked", std::string() };
+    // What is removed without a name is what nothing needs any more.
+    if (change.newVersion.empty() && m_removes && m_asked.empty())
+        return { "unused", std::string() };
     return change.newVersion.empty() ? WhyRemoved(change, names) : WhyInstalled(change, names);
 }
 

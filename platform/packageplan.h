@@ -52,8 +52,9 @@ class PackagePlan
 public:
     // `asked`: the requested packages, without architecture and version; empty when all were
     // requested, as for an upgrade of everything. `removes`: the request is to remove packages.
-    PackagePlan(std::set<std::string> asked, bool removes)
-        : m_asked(std::move(asked)), m_removes(removes)
+    // `removals`: what an install is requested to remove as well.
+    PackagePlan(std::set<std::string> asked, bool removes, std::set<std::string> removals = {})
+        : m_asked(std::move(asked)), m_removes(removes), m_removals(std::move(removals))
     {
     }
 
@@ -82,5 +83,6 @@ private:
 
     const std::set<std::string> m_asked;
     const bool m_removes;
+    const std::set<std::string> m_removals;
     std::vector<PlannedChange> m_changes;
 };

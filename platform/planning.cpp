@@ -25,10 +25,10 @@ namespace
 // apt-cache gets that many names in one call: a command line has its limits.
 constexpr std::size_t namesAtOnce = 1000;
 
-std::set<std::string> AskedNames(const Arguments& arguments)
+std::set<std::string> BareNames(const std::vector<std::string>& names)
 {
     std::set<std::string> asked;
-    for (const std::string& name : arguments.names)
+    for (const std::string& name : names)
         asked.insert(Agent::BareName(name));
     return asked;
 }
@@ -258,7 +258,7 @@ int PrintPlan(const Arguments& arguments, const std::string& root, const Writer&
         write("E: The simulation of apt-get cannot be understood");
         return aptFailure;
     }
-    PackagePlan plan(AskedNames(arguments), Removes(arguments));
+    PackagePlan plan(BareNames(arguments.names), Removes(arguments), BareNames(arguments.removals));
     reader.MoveTo(plan);
     AddRepairs(arguments, root, plan);
     ReadIndex(arguments, root, plan);

@@ -33,9 +33,11 @@ using Packages = std::map<std::string, PackageState>;
 // The broken packages that are not requested.
 Packages Others(const Arguments& arguments, Packages broken)
 {
-    for (const std::string& name : arguments.names) {
-        broken.erase(name.substr(0, name.find_first_of("=/")));
-        broken.erase(Agent::BareName(name));
+    for (const auto& names : { arguments.names, arguments.removals }) {
+        for (const std::string& name : names) {
+            broken.erase(name.substr(0, name.find_first_of("=/")));
+            broken.erase(Agent::BareName(name));
+        }
     }
     return broken;
 }

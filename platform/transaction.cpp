@@ -173,12 +173,13 @@ std::vector<std::string> BrokenParts(const Arguments& arguments, const std::stri
 int RunAptGet(const Arguments& arguments, const std::string& root, const Writer& write)
 {
     const bool changes = ChangesPackages(arguments);
+    const bool installs = changes && !arguments.downloadsOnly;
     if (const int ended
-        = changes && arguments.command == "install" ? Repair(arguments, root, write) : 0)
+        = installs && arguments.command == "install" ? Repair(arguments, root, write) : 0)
         return ended;
     const DpkgStatus before(DpkgFolder(root));
     const StatusView view(arguments, before, DpkgFolder(root), changes);
-    if (changes && Installs(arguments)) {
+    if (installs && Installs(arguments)) {
         for (const auto& [name, state] : view.LeftAlone())
             KeepFromVanishing(root, name);
     }

@@ -70,6 +70,16 @@ int UpgradeCommand(Console& console, const QStringList& names, const Consent& co
     return CarryOut(console, change);
 }
 
+int AutoremoveCommand(Console& console, const Consent& consent)
+{
+    return CarryOut(console,
+                    { { Request::RemoveUnneeded },
+                      consent,
+                      QStringLiteral("Remove?"),
+                      QStringLiteral("Nothing was removed."),
+                      QStringLiteral("Every package is needed.") });
+}
+
 namespace
 {
 
@@ -98,7 +108,7 @@ int OSUpdateCommand(Console& console, const Consent& consent)
                                   QStringLiteral("Nothing was updated."),
                                   QStringLiteral("The system is up to date.") },
                                 &plan);
-    if (status != ExitDone || consent.dryRun)
+    if (status != ExitDone || consent.dryRun || consent.downloadOnly)
         return status;
     const bool agent = !plan.row(QStringLiteral("vantrelagent")).package.isEmpty();
     console.SayJson(UpdateAsJson(plan, agent));

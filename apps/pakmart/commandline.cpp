@@ -16,6 +16,7 @@ constexpr int many = -1; // arguments
 
 // The options of every command that changes packages.
 const QStringList changing{ QStringLiteral("dry-run"), QStringLiteral("allow-removals") };
+const QStringList installing = changing + QStringList{ QStringLiteral("download-only") };
 const QStringList none;
 
 DialogStyle StyleOf(const CommandLine& line)
@@ -31,7 +32,7 @@ bool WantsDialogs(const CommandLine& line)
 int Install(Console& console, const CommandLine& line)
 {
     const Consent consent = line.GetConsent();
-    if (WantsDialogs(line) && !consent.dryRun)
+    if (WantsDialogs(line) && !consent.dryRun && !consent.downloadOnly)
         return InstallWithDialogs(console, line.Arguments(), line.Has("package"), consent.yes,
                                   StyleOf(line));
     return InstallCommand(console, line.Arguments(), line.Has("package"), consent);
@@ -56,17 +57,19 @@ const Command commands[] = {
       [](Console& c, const CommandLine& l) { return SearchCommand(c, l.Arguments()); } },
     { "show", "NAME...", 1, many, none, "show all that is known of products",
       [](Console& c, const CommandLine& l) { return ShowCommand(c, l.Arguments()); } },
-    { "install", "NAME...", 1, many, changing + QStringList{ QStringLiteral("package") },
+    { "install", "NAME...", 1, many, installing + QStringList{ QStringLiteral("package") },
       "install products by their serial numbers, names or packages", Install },
     { "remove", "NAME...", 1, many, changing, "remove packages",
       [](Console& c, const CommandLine& l) { return RemoveCommand(c, l.Arguments(), l.GetConsent()); } },
-    { "reinstall", "NAME...", 1, many, changing, "install the same versions again",
+    { "reinstall", "NAME...", 1, many, installing, "install the same versions again",
       [](Console& c, const CommandLine& l) { return ReinstallCommand(c, l.Arguments(), l.GetConsent()); } },
-    { "upgrade", "[NAME...]", 0, many, changing, "upgrade packages, or all of them",
+    { "upgrade", "[NAME...]", 0, many, installing, "upgrade packages, or all of them",
       [](Console& c, const CommandLine& l) { return UpgradeCommand(c, l.Arguments(), l.GetConsent()); } },
     { "repair", "", 0, 0, changing + QStringList{ QStringLiteral("check") },
       "finish what was interrupted, and mend packages that are installed in part",
       [](Console& c, const CommandLine& l) { return RepairCommand(c, l.Has("check"), l.GetConsent()); } },
+    { "autoremove", "", 0, 0, changing, "remove packages that came for others, and that none needs any more",
+      [](Console& c, const CommandLine& l) { return AutoremoveCommand(c, l.GetConsent()); } },
     { "hold", "NAME...", 1, many, none, "keep packages in their versions",
       [](Console& c, const CommandLine& l) { return HoldCommand(c, l.Arguments(), true); } },
     { "unhold", "NAME...", 1, many, none, "let them be changed again",
@@ -77,8 +80,11 @@ const Command commands[] = {
       [](Console& c, const CommandLine& l) { return DependsCommand(c, l.Arguments()); } },
     { "why", "NAME...", 1, many, none, "show which installed packages need a package",
       [](Console& c, const CommandLine& l) { return WhyCommand(c, l.Arguments()); } },
-    { "history", "", 0, 0, none, "show the changes of packages, newest first",
-      [](Console& c, const CommandLine&) { return HistoryCommand(c); } },
+    { "history", "[undo N]", 0, 2, changing, "show the changes of packages, newest first, or undo the N-th",
+      [](Console& c, const CommandLine& l) {
+          return l.Arguments().isEmpty() ? HistoryCommand(c)
+                                         : UndoCommand(c, l.Arguments()[1].toInt(), l.GetConsent());
+      } },
     { "recent", "", 0, 0, { QStringLiteral("run") }, "show the applications used last, newest first",
       [](Console& c, const CommandLine& l) { return RecentCommand(c, l.Value("run").toInt()); } },
     { "forget", "SERIAL...", 1, many, none, "take applications out of that list",
@@ -91,7 +97,7 @@ const Command commands[] = {
       [](Console& c, const CommandLine&) { return AislesCommand(c); } },
     { "sync", "", 0, 0, none, "show what of your account is on this machine",
       [](Console& c, const CommandLine&) { return SyncCommand(c); } },
-    { "os-update", "", 0, 0, changing, "bring the system's packages up to date",
+    { "os-update", "", 0, 0, installing, "bring the system's packages up to date",
       [](Console& c, const CommandLine& l) { return OSUpdateCommand(c, l.GetConsent()); } },
     { "status", "", 0, 0, none, "show whether the store can be reached",
       [](Console& c, const CommandLine&) { return StatusCommand(c); } },
@@ -110,6 +116,7 @@ struct Option {
 const Option options[] = {
     { "yes", "y", nullptr, "do not ask" },
     { "dry-run", "", nullptr, "only show what would be done" },
+    { "download-only", "", nullptr, "fetch the packages, and install nothing" },
     { "allow-removals", "", nullptr, "packages that were not named may be removed" },
     { "package", "", nullptr, "the names are those of packages, not of products" },
     { "installed", "", nullptr, "products that are installed" },
@@ -227,7 +234,8 @@ QString CommandLine::CheckOptions() const
             return QStringLiteral("--%1 goes with %2")
                 .arg(option, names.join(QStringLiteral(", ")));
     }
-    const bool asks = m_command->options.contains(QStringLiteral("dry-run"));
+    const bool onlyShows = m_command->name == QLatin1String("history") && m_arguments.isEmpty();
+    const bool asks = m_command->options.contains(QStringLiteral("dry-run")) && !onlyShows;
     if (Has("json") && asks && !Has("yes") && !Has("dry-run") && !Has("check"))
         return QStringLiteral("%1 --json asks nothing, so it needs --yes or --dry-run")
             .arg(QLatin1String(m_command->name));
@@ -249,6 +257,11 @@ QString CommandLine::CheckArguments() const
         return QStringLiteral("%1 takes no arguments").arg(name);
     if ((m_command->most >= 0 && count > m_command->most) || (isList && count > 0))
         return QStringLiteral("%1 takes one argument").arg(name);
+    const bool isUndo = name == QLatin1String("history") && count > 0;
+    if (isUndo && m_arguments[0] != QLatin1String("undo"))
+        return QStringLiteral("history cannot %1").arg(m_arguments[0]);
+    if (isUndo && !IsPositive(m_arguments.value(1)))
+        return QStringLiteral("not a place in the history: %1").arg(m_arguments.value(1));
     // What looks like a number is one.
     const bool takesNames = QByteArray(m_command->arguments).contains("NAME");
     const bool takesSerials = name == QLatin1String("forget");
@@ -264,7 +277,7 @@ QString CommandLine::CheckArguments() const
 
 Consent CommandLine::GetConsent() const
 {
-    return { Has("yes"), Has("allow-removals"), Has("dry-run") };
+    return { Has("yes"), Has("allow-removals"), Has("dry-run"), Has("download-only") };
 }
 
 QString CommandLine::Help(const Command* command)

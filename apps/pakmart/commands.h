@@ -30,6 +30,10 @@ int UpgradeCommand(Console& console, const QStringList& names, const Consent& co
 int OSUpdateCommand(Console& console, const Consent& consent);
 // `check`: only shows what is broken, and fails if anything is.
 int RepairCommand(Console& console, bool check, const Consent& consent);
+// Removes what came for other packages and is not needed any more.
+int AutoremoveCommand(Console& console, const Consent& consent);
+// Undoes the change at this place of the history, 1 for the newest.
+int UndoCommand(Console& console, int place, const Consent& consent);
 int HoldCommand(Console& console, const QStringList& names, bool hold);
 
 // ---- the catalog

@@ -1,25 +1,19 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// What dpkg and apt know of packages: what they need, who needs them, which are on hold, and
-// what has changed.
+// What dpkg knows of packages: what they need, who needs them, and which are on hold.
 
 #include "commands.h"
 #include "console.h"
 #include "names.h"
 #include "outcome.h"
 
-#include <Pakmart/HistoryModel>
-#include <QDateTime>
-#include <QEventLoop>
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QProcess>
 #include <QRegularExpression>
 #include <fstream>
 #include <vantrelagent/util/paths.h>
-
-using Pakmart::HistoryModel;
 
 namespace
 {
@@ -196,46 +190,4 @@ int HoldCommand(Console& console, const QStringList& names, bool hold)
                             .arg(package));
     console.SayJson(QJsonArray::fromStringList(packages));
     return ExitDone;
-}
-
-int HistoryCommand(Console& console)
-{
-    HistoryModel model;
-    QEventLoop loop;
-    QObject::connect(&model, &Pakmart::ListModel::stateChanged, &loop, &QEventLoop::quit);
-    const Interrupt::Handler handler([&loop] { loop.quit(); });
-    while (model.state() == Pakmart::ListModel::Loading && !Interrupt::Received())
-        loop.exec();
-    if (Interrupt::Received())
-        return ExitInterrupted;
-    const QList<std::pair<int, const char*>> kinds{
-        { HistoryModel::InstalledRole, "installed" },
-        { HistoryModel::UpgradedRole, "upgraded" },
-        { HistoryModel::DowngradedRole, "downgraded" },
-        { HistoryModel::ReinstalledRole, "reinstalled" },
-        { HistoryModel::RemovedRole, "removed" },
-        { HistoryModel::PurgedRole, "purged" }
-    };
-    QJsonArray all;
-    for (int row = 0; row < model.rowCount(); ++row) {
-        const QModelIndex index = model.index(row, 0);
-        const QDateTime date = index.data(HistoryModel::DateRole).toDateTime();
-        QJsonObject entry{ { QStringLiteral("date"), date.toString(Qt::ISODate) },
-                           { QStringLiteral("error"),
-                             index.data(HistoryModel::ErrorRole).toString() } };
-        for (const auto& [role, name] : kinds) {
-            const QStringList packages = index.data(role).toStringList();
-            entry[QLatin1String(name)] = QJsonArray::fromStringList(packages);
-            if (!packages.isEmpty())
-                console.SayText(QStringLiteral("%1  %2: %3")
-                                    .arg(date.toString(QStringLiteral("yyyy-MM-dd hh:mm")),
-                                         QLatin1String(name),
-                                         packages.join(QStringLiteral(", ")).simplified()));
-        }
-        all << entry;
-    }
-    console.SayJson(all);
-    if (all.isEmpty())
-        console.SayText(model.stateText());
-    return model.state() == Pakmart::ListModel::Failed ? ExitFailed : ExitDone;
 }

@@ -37,7 +37,8 @@ int Declined(Console& console, const Change& change)
 {
     if (Interrupt::Received())
         return ExitInterrupted;
-    console.SayText(change.nothing);
+    console.SayText(change.consent.downloadOnly ? QStringLiteral("Nothing was downloaded.")
+                                                : change.nothing);
     return ExitDeclined;
 }
 
@@ -57,6 +58,14 @@ int AskForRemovals(Console& console, const Change& change, const Plan& plan)
     return console.Ask(QStringLiteral("Remove what was not named, too: %1?").arg(names))
         ? ExitDone
         : Declined(console, change);
+}
+
+// A download removes nothing, and what is there already needs no consent.
+int AskForDownload(Console& console, const Change& change, const Plan& plan)
+{
+    const bool isAgreed = plan.downloadSize() == 0 || change.consent.yes;
+    return isAgreed || console.Ask(QStringLiteral("Download?")) ? int(ExitDone)
+                                                                : Declined(console, change);
 }
 
 // What can be done about a failure, and the packages that it has left in part.
@@ -98,21 +107,33 @@ void SayPartlyDone(Console& console, const Plan& plan, const DpkgStatus& before)
     }
 }
 
+void SayRow(Console& console, const PlanRow& row, bool isDownload)
+{
+    const bool hasArchive = row.action != PlanRow::Removed && row.action != PlanRow::Configured;
+    if (!isDownload)
+        console.SayText(Done(row));
+    else if (hasArchive)
+        console.SayText(QStringLiteral("%1 %2 is downloaded.").arg(row.package, row.newVersion));
+}
+
 void SayDone(Console& console, const Change& change, const Plan& plan, bool really)
 {
     QJsonObject result = PlanAsJson(plan);
     result[QStringLiteral("code")] = Error::name(Error::NoError);
     result[QStringLiteral("sentence")] = QString();
     result[QStringLiteral("details")] = QString();
-    result[QStringLiteral("done")] = really;
-    if (change.request.kind != Request::SystemUpdate || !really)
+    const bool isDownload = really && change.consent.downloadOnly;
+    result[QStringLiteral("done")] = really && !isDownload;
+    if (isDownload)
+        result[QStringLiteral("downloaded")] = true;
+    if (change.request.kind != Request::SystemUpdate || !really || isDownload)
         console.SayJson(result);
     if (!really) {
         console.SayText(QStringLiteral("Nothing was changed."));
         return;
     }
     for (const PlanRow& row : plan.rows)
-        console.SayText(Done(row));
+        SayRow(console, row, isDownload);
     if (plan.isEmpty() && !change.needless.isEmpty())
         console.SayText(change.needless);
     if (!change.needless.isEmpty())
@@ -131,7 +152,8 @@ int BringSourcesUpToDate(Console& console, const Request& request)
 {
     const bool installs = request.kind == Request::Install || request.kind == Request::Upgrade
         || request.kind == Request::Reinstall;
-    if (!installs || !request.products.isEmpty())
+    const bool onlyRemoves = request.packages.isEmpty() && !request.removals.isEmpty();
+    if (!installs || onlyRemoves || !request.products.isEmpty())
         return ExitDone;
     const std::unique_ptr<RefreshSourcesJob> job(RefreshSourcesJob::ifChanged());
     return RunJob(console, *job);
@@ -139,7 +161,7 @@ int BringSourcesUpToDate(Console& console, const Request& request)
 
 int Prepare(Console& console, const Change& change, Plan& plan)
 {
-    if (!change.consent.dryRun)
+    if (!change.consent.dryRun && !change.consent.downloadOnly)
         FinishInterrupted();
     const int current = BringSourcesUpToDate(console, change.request);
     if (current != ExitDone)
@@ -153,13 +175,14 @@ int Prepare(Console& console, const Change& change, Plan& plan)
 }
 
 // ExitDone, or with `changed` something else has changed packages since the preview.
-int Commit(Console& console, const Plan& plan, bool& changed)
+int Commit(Console& console, const Consent& consent, const Plan& plan, bool& changed)
 {
     const DpkgStatus before = ReadDpkgStatus();
     if (plan.downloadSize() > 0)
         console.Activity(QStringLiteral("Downloading packages"));
     CommitJob job(plan);
     job.setAllowRemovals(true); // the user has agreed to them
+    job.setDownloadOnly(consent.downloadOnly);
     const int status = RunJob(console, job);
     changed = job.errorCode() == Error::PlanChanged;
     if (status != ExitDone && !changed)
@@ -171,6 +194,8 @@ int Commit(Console& console, const Plan& plan, bool& changed)
 
 int AskForConsent(Console& console, const Change& change, const Plan& plan, bool changesMore)
 {
+    if (change.consent.downloadOnly)
+        return AskForDownload(console, change, plan);
     const int removals = AskForRemovals(console, change, plan);
     const bool changes = changesMore || !plan.isEmpty();
     if (removals != ExitDone || !changes || change.consent.yes)
@@ -204,7 +229,7 @@ int CarryOut(Console& console, const Change& change, Plan* shown)
         status = AskForConsent(console, change, plan);
         if (status != ExitDone)
             return status;
-        status = Commit(console, plan, changed);
+        status = Commit(console, change.consent, plan, changed);
         if (status == ExitDone)
             SayDone(console, change, plan, true);
     }

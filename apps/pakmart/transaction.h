@@ -18,6 +18,7 @@ struct Consent {
     bool yes = false; // asks nothing
     bool removals = false; // packages that were not named may go
     bool dryRun = false; // only shows the preview
+    bool downloadOnly = false; // fetches the archives, and changes nothing
 };
 
 struct Change {

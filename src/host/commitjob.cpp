@@ -37,6 +37,11 @@ void CommitJob::setAllowRemovals(bool allow)
     m_steps->allowsRemovals = allow;
 }
 
+void CommitJob::setDownloadOnly(bool only)
+{
+    m_steps->onlyDownloads = only;
+}
+
 void CommitJob::setRecorded(bool record)
 {
     m_steps->records = record;

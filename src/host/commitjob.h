@@ -48,6 +48,12 @@ public:
     /// it, such a plan ends with RemovalsNotAllowed. To be set before the start.
     void setAllowRemovals(bool allow);
 
+    /// Whether the archives of the plan are only downloaded, into apt's folder of archives: false
+    /// at first. No package is changed then, nothing is noted, and no consent is needed. The job
+    /// succeeds if all of them are there with the sums of the package lists. To be set before the
+    /// start.
+    void setDownloadOnly(bool only);
+
     /// Whether the products of the plan are noted in the user's recently used list, after a
     /// success: true at first. Products that are installed already are noted if they are not in
     /// the list. To be set before the start.

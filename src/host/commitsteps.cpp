@@ -82,7 +82,7 @@ void CommitSteps::takeTurn()
 // that in the same run.
 void CommitSteps::finishInterrupted()
 {
-    if (m_plan.request.kind == Request::Repair || !Agent::MayChangePackages()) {
+    if (m_plan.request.kind == Request::Repair || onlyDownloads || !Agent::MayChangePackages()) {
         makePlan();
         return;
     }
@@ -163,7 +163,7 @@ void CommitSteps::onPlan()
         return;
     }
     const bool takesOver = m_plan.request.kind == Request::Repair && m_before->WasInterrupted();
-    if (m_plan.isEmpty() && !takesOver) {
+    if (m_plan.isEmpty() && (!takesOver || onlyDownloads)) {
         judge(0, *m_before);
         return;
     }
@@ -186,10 +186,10 @@ Failure CommitSteps::refusal(const Plan& made) const
 {
     for (const PlanProblem& problem : made.problems) {
         const bool removes = problem.code == Error::RemovalsNotAllowed;
-        if (problem.prevents || (removes && !allowsRemovals))
+        if (problem.prevents || (removes && !allowsRemovals && !onlyDownloads))
             return { problem.code, problem.sentence };
     }
-    if (made.removesOthers() && !allowsRemovals)
+    if (made.removesOthers() && !allowsRemovals && !onlyDownloads)
         return { Error::RemovalsNotAllowed, QString() };
     return Failure();
 }
@@ -212,7 +212,7 @@ bool CommitSteps::setsUpFirst() const
 void CommitSteps::apply()
 {
     guard();
-    if (setsUpFirst())
+    if (setsUpFirst() && !onlyDownloads)
         setUp(&CommitSteps::runFrontEnd);
     else
         runFrontEnd();
@@ -227,7 +227,13 @@ void CommitSteps::runFrontEnd()
     m_run = std::make_unique<ToolRun>();
     connect(m_run.get(), &ToolRun::lineRead, this, &CommitSteps::onLine);
     connect(m_run.get(), &ToolRun::ended, this, &CommitSteps::onRunEnded);
-    m_run->start(FrontEndProgram(), WordsOf(m_plan));
+    m_run->start(FrontEndProgram(), wordsOfRun());
+}
+
+QStringList CommitSteps::wordsOfRun() const
+{
+    const QStringList words = WordsOf(m_plan);
+    return onlyDownloads ? QStringList{ QStringLiteral("--download-only") } + words : words;
 }
 
 void CommitSteps::onLine(const QString& line)
@@ -275,7 +281,36 @@ void CommitSteps::onRunEnded(int status)
     m_job.setWaitingFor(QString());
     m_job.setCancellable(false);
     m_job.setPhase(Job::Checking);
-    ReadStatusBeside(this, [this, status](const SharedStatus& now) { judge(status, *now); });
+    ReadStatusBeside(this, [this, status](const SharedStatus& now) {
+        if (onlyDownloads)
+            checkArchives(status, *now);
+        else
+            judge(status, *now);
+    });
+}
+
+// After a download: the files decide, and dpkg's status must be as it was.
+void CommitSteps::checkArchives(int status, const Agent::DpkgStatus& now)
+{
+    Plan nothing;
+    const QStringList faults = Deviations(nothing, *m_before, now);
+    Failure failure;
+    if (m_job.isCancelled())
+        failure = { Error::Cancelled, Error::sentence(Error::Cancelled) };
+    else if (status == ToolRun::notStarted)
+        failure = { Error::ToolsMissing, Error::sentence(Error::ToolsMissing) };
+    else if (status != 0)
+        failure = FailureOf(m_lines);
+    else if (!faults.isEmpty())
+        failure = { Error::OutcomeDiffers,
+                    Error::sentence(Error::OutcomeDiffers) + QLatin1Char(' ') + faults.first() };
+    if (failure.code != Error::NoError) {
+        end(failure);
+        return;
+    }
+    m_archives = std::make_unique<ArchiveCheck>();
+    connect(m_archives.get(), &ArchiveCheck::ended, this, [this] { end(m_archives->failure()); });
+    m_archives->start(wordsOfRun());
 }
 
 // dpkg was killed after its last package: all is done, but apt-get would refuse the next change
@@ -300,7 +335,8 @@ void CommitSteps::judge(int status, const Agent::DpkgStatus& now)
         if (state.IsHalfWay())
             m_halfWay << QString::fromStdString(name);
     const QStringList faults = Deviations(m_plan, *m_before, now);
-    if (faults.isEmpty() && now.WasInterrupted() && !m_tookOver && Agent::MayChangePackages()) {
+    if (faults.isEmpty() && now.WasInterrupted() && !m_tookOver && !onlyDownloads
+        && Agent::MayChangePackages()) {
         takeOver(status);
         return;
     }
@@ -327,7 +363,8 @@ void CommitSteps::judge(int status, const Agent::DpkgStatus& now)
 void CommitSteps::note()
 {
     m_turn.reset();
-    if (m_plan.request.kind != Request::SystemUpdate && !hasProductsToRecord()) {
+    const bool isUpdate = m_plan.request.kind == Request::SystemUpdate;
+    if (onlyDownloads || (!isUpdate && !hasProductsToRecord())) {
         end(Failure());
         return;
     }
@@ -408,6 +445,10 @@ void CommitSteps::letGo()
 {
     StoreQuestion::letGo(std::move(m_question));
     WorkerRun::letGo(std::move(m_notes));
+    if (m_archives) { // this may be called from its signal
+        m_archives->disconnect(this);
+        m_archives.release()->deleteLater();
+    }
     if (m_planning)
         m_planning->disconnect(this);
     if (m_planning)

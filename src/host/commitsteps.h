@@ -7,6 +7,7 @@
 
 #pragma once
 
+#include "host/archivecheck.h"
 #include "host/commitjob.h"
 #include "host/planrun.h"
 #include "host/runlines.h"
@@ -39,6 +40,7 @@ public:
     const QStringList& halfWay() const { return m_halfWay; }
     bool isRecorded() const { return m_isRecorded; }
     bool allowsRemovals = false;
+    bool onlyDownloads = false;
     bool records = true;
 
 private:
@@ -56,10 +58,12 @@ private:
     QStringList namesToSetUp() const;
     void apply();
     void runFrontEnd();
+    QStringList wordsOfRun() const;
     void onLine(const QString& line);
     void showProgress(const LineNews& news);
     void onRunEnded(int status);
     void takeOver(int status);
+    void checkArchives(int status, const Agent::DpkgStatus& now);
     void judge(int status, const Agent::DpkgStatus& now);
     void note();
     bool hasProductsToRecord() const;
@@ -76,6 +80,7 @@ private:
     std::unique_ptr<PlanRun> m_planning;
     std::unique_ptr<ToolRun> m_run;
     std::unique_ptr<SystemGuard> m_guard;
+    std::unique_ptr<ArchiveCheck> m_archives;
     std::unique_ptr<WorkerRun> m_notes;
     bool m_isRecorded = false;
     SharedStatus m_before;

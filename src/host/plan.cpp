@@ -53,9 +53,11 @@ QByteArray Canonical(const PlanRow& row)
     return fields.join(QLatin1Char('\n')).toUtf8() + "\n\n";
 }
 
-bool IsOtherRemoval(const PlanRow& row)
+bool IsOtherRemoval(const PlanRow& row, const Request& request)
 {
-    return row.action == PlanRow::Removed && row.reason != PlanRow::AskedFor;
+    const bool isAsked = row.reason == PlanRow::AskedFor
+        || (request.kind == Request::RemoveUnneeded && row.reason == PlanRow::NoLongerNeeded);
+    return row.action == PlanRow::Removed && !isAsked;
 }
 
 } // namespace
@@ -74,14 +76,14 @@ bool Plan::isPossible() const
 
 bool Plan::removesOthers() const
 {
-    return std::any_of(rows.begin(), rows.end(), IsOtherRemoval);
+    return !otherRemovals().isEmpty();
 }
 
 QStringList Plan::otherRemovals() const
 {
     QStringList names;
     for (const PlanRow& one : rows) {
-        if (IsOtherRemoval(one))
+        if (IsOtherRemoval(one, request))
             names << one.package;
     }
     return names;
@@ -114,7 +116,8 @@ QByteArray Plan::digest() const
 {
     QCryptographicHash hash(QCryptographicHash::Sha256);
     hash.addData(QByteArray::number(request.kind) + '\n'
-                 + request.packages.join(QLatin1Char(' ')).toUtf8() + "\n\n");
+                 + request.packages.join(QLatin1Char(' ')).toUtf8() + '\n'
+                 + request.removals.join(QLatin1Char(' ')).toUtf8() + "\n\n");
     QList<QByteArray> lines;
     for (const PlanRow& one : rows)
         lines << Canonical(one);

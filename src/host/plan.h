@@ -34,7 +34,8 @@ public:
         Reinstall, ///< install the same versions again
         SystemUpdate, ///< install the packages that the store names for the system
         Repair, ///< finish what was interrupted, and mend what is broken
-        OtherKind ///< a kind that this release does not know; it is refused
+        OtherKind, ///< a kind that this release does not know; it is refused
+        RemoveUnneeded ///< remove packages that came for others, and that none needs any more
     };
     Q_ENUM(Kind)
 
@@ -44,6 +45,8 @@ public:
     /// Products of the store to install or remove, by their serial numbers. The store is asked for
     /// their packages when the plan is made, which are then in `packages` of the plan's request.
     QList<int> products = {};
+    /// With Install: packages to remove in the same change, if they are installed.
+    QStringList removals = {};
 };
 
 /// A product that a plan installs, as the store describes it. The texts are the store's.
@@ -141,7 +144,8 @@ public:
     /// Whether it can be carried out: no problem prevents it.
     bool isPossible() const;
     /// Whether packages would go that were not requested to be removed. This needs the
-    /// user's own consent (CommitJob::setAllowRemovals).
+    /// user's own consent (CommitJob::setAllowRemovals). RemoveUnneeded requests all that are
+    /// not needed.
     bool removesOthers() const;
     /// The packages of these rows.
     QStringList otherRemovals() const;

@@ -45,9 +45,20 @@ QStringList CommandOf(const Request& request)
                      QStringLiteral("upgrade") };
         return { QStringLiteral("--no-auto-remove"), QStringLiteral("--only-upgrade"),
                  QStringLiteral("install") };
+    case Request::RemoveUnneeded:
+        return { QStringLiteral("autoremove") };
     default:
         return { QStringLiteral("--no-auto-remove"), QStringLiteral("install") };
     }
+}
+
+// What is to be removed in an install.
+QStringList RemovalWords(const Request& request)
+{
+    QStringList words;
+    for (const QString& name : request.removals)
+        words << QStringLiteral("--remove=") + name;
+    return words;
 }
 
 bool HasAction(const Plan& plan, PlanRow::Action action)
@@ -76,6 +87,14 @@ QString WithVersion(const QString& asked, const Plan& plan)
     return pins ? asked + QLatin1Char('=') + row.newVersion : asked;
 }
 
+QStringList NamesOf(const QList<PlanRow>& rows)
+{
+    QStringList names;
+    for (const PlanRow& row : rows)
+        names << row.package;
+    return names;
+}
+
 QString BareName(const QString& asked)
 {
     return asked.section(QLatin1Char('='), 0, 0);
@@ -98,7 +117,7 @@ QStringList PlanningWords(const Request& request)
     return QStringList{ QStringLiteral("-yp"), QStringLiteral("--plan"),
                         QStringLiteral("--allow-removals"), QStringLiteral("--allow-downgrades"),
                         QStringLiteral("--allow-remove-essential") }
-    + TreeWords() + CommandOf(request) + request.packages;
+    + RemovalWords(request) + TreeWords() + CommandOf(request) + request.packages;
 }
 
 QStringList WordsOf(const Plan& plan)
@@ -108,7 +127,11 @@ QStringList WordsOf(const Plan& plan)
         words << QStringLiteral("--allow-removals");
     if (HasAction(plan, PlanRow::Downgraded))
         words << QStringLiteral("--allow-downgrades");
-    words += TreeWords() + CommandOf(plan.request);
+    words += RemovalWords(plan.request) + TreeWords();
+    // By their names, so that no other ones go.
+    if (plan.request.kind == Request::RemoveUnneeded)
+        return words + CommandOf({ Request::Remove }) + NamesOf(plan.rows);
+    words += CommandOf(plan.request);
     for (const QString& asked : plan.request.packages)
         words << WithVersion(asked, plan);
     return words;
@@ -146,13 +169,15 @@ Failure PlanRun::faultOfRequest() const
 {
     const Request& request = m_plan.request;
     const bool all = request.kind == Request::Upgrade || request.kind == Request::SystemUpdate
-        || request.kind == Request::Repair;
-    if (request.kind < Request::Install || request.kind >= Request::OtherKind)
+        || request.kind == Request::Repair || request.kind == Request::RemoveUnneeded;
+    if (request.kind < Request::Install || request.kind == Request::OtherKind
+        || request.kind > Request::RemoveUnneeded)
         return { Error::Other,
                  Text(QT_TRANSLATE_NOOP("Pakmart", "This kind of change is unknown.")) };
-    if (request.packages.isEmpty() && !all)
+    const bool removes = request.kind == Request::Install && !request.removals.isEmpty();
+    if (request.packages.isEmpty() && !all && !removes)
         return { Error::InvalidName, Text(QT_TRANSLATE_NOOP("Pakmart", "No package is named.")) };
-    for (const QString& name : request.packages) {
+    for (const QString& name : request.packages + request.removals) {
         if (IsInvalid(name))
             return {
                 Error::InvalidName,
@@ -165,25 +190,39 @@ Failure PlanRun::faultOfRequest() const
     return Failure();
 }
 
-// A repair begins with what is broken; a system update has nothing to resolve if the store
-// names no package.
+// A repair begins with what is broken, and what only removes is a removal of what is there. A
+// system update has nothing to resolve if the store names no package.
 void PlanRun::begin()
 {
     const Request& request = m_plan.request;
     const bool repairs = request.kind == Request::Repair;
-    if (!repairs && !(request.kind == Request::SystemUpdate && request.packages.isEmpty())) {
+    const bool isEmpty = request.packages.isEmpty();
+    const bool onlyRemoves = request.kind == Request::Install && isEmpty;
+    if (!repairs && !onlyRemoves && !(request.kind == Request::SystemUpdate && isEmpty)) {
         resolve();
         return;
     }
-    ReadStatusBeside(this, [this, repairs](const std::shared_ptr<const Agent::DpkgStatus>& dpkg) {
+    ReadStatusBeside(this, [this, repairs, onlyRemoves](const auto& dpkg) {
         m_status = dpkg;
-        if (!repairs || !dpkg->IsReadable()) {
+        if (onlyRemoves)
+            removeWhatIsThere(*dpkg);
+        else if (repairs)
+            findBroken(*dpkg);
+        if (dpkg->IsReadable() && (repairs || !m_plan.request.packages.isEmpty()))
+            resolve();
+        else
             judgePlan();
-            return;
-        }
-        findBroken(*dpkg);
-        resolve();
     });
+}
+
+void PlanRun::removeWhatIsThere(const Agent::DpkgStatus& dpkg)
+{
+    Request request{ Request::Remove };
+    for (const QString& name : m_plan.request.removals)
+        if (!dpkg.Of(name.toStdString()).IsGone())
+            request.packages << name;
+    if (!request.packages.isEmpty())
+        m_plan.request = request;
 }
 
 void PlanRun::findBroken(const Agent::DpkgStatus& dpkg)

@@ -3,99 +3,19 @@
 
 #include "host/models/historymodel.h"
 
+#include "host/models/aptlog.h"
 #include "host/models/beside.h"
 #include "host/models/pathwatch.h"
 #include "util/paths.h"
 
 #include <QCoreApplication>
 #include <QDateTime>
-#include <QFile>
-#include <QFileInfo>
-#include <QMap>
-#include <algorithm>
 
 namespace Pakmart
 {
 
 namespace
 {
-
-constexpr qint64 mostBytes = 8 << 20; // of a log: the last ones
-
-struct Entry {
-    qint64 key = 0;
-    QDateTime date;
-    QMap<QString, QString> fields;
-
-    bool operator==(const Entry& other) const { return fields == other.fields; }
-};
-
-struct History {
-    bool isReadable = true;
-    std::vector<Entry> entries; // the last first
-};
-
-// "a:amd64 (1.0, automatic), b:amd64 (1, 2)" as "a:amd64 1.0", "b:amd64 1 -> 2".
-QStringList PackagesOf(const QString& text)
-{
-    QStringList packages;
-    for (int at = 0; at < text.size();) {
-        const int open = int(text.indexOf(QLatin1String(" ("), at));
-        const int close = int(text.indexOf(QLatin1Char(')'), open));
-        if (open < 0 || close < 0)
-            break;
-        QStringList versions = text.mid(open + 2, close - open - 2).split(QStringLiteral(", "));
-        versions.removeAll(QStringLiteral("automatic"));
-        packages << text.mid(at, open - at).trimmed() + QLatin1Char(' ')
-                + versions.join(QStringLiteral(" -> "));
-        at = close + 1;
-        while (at < text.size() && (text[at] == QLatin1Char(',') || text[at] == QLatin1Char(' ')))
-            ++at;
-    }
-    return packages;
-}
-
-QDateTime DateOf(const QString& text)
-{
-    return QDateTime::fromString(text.simplified(), QStringLiteral("yyyy-MM-dd hh:mm:ss"));
-}
-
-void Finish(History& history, Entry& entry)
-{
-    entry.date = DateOf(entry.fields.value(QStringLiteral("Start-Date")));
-    if (entry.date.isValid()) {
-        // Several may begin in one second.
-        entry.key = entry.date.toSecsSinceEpoch() * 1000;
-        if (!history.entries.empty())
-            entry.key = std::max(entry.key, history.entries.back().key + 1);
-        history.entries.push_back(entry);
-    }
-    entry = Entry();
-}
-
-History ReadHistory(const QString& path)
-{
-    History history;
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
-        history.isReadable = !QFileInfo::exists(path);
-        return history;
-    }
-    if (file.size() > mostBytes)
-        file.seek(file.size() - mostBytes);
-    Entry entry;
-    while (!file.atEnd()) {
-        const QString line = QString::fromUtf8(file.readLine(1 << 20)).trimmed();
-        const int colon = int(line.indexOf(QLatin1String(": ")));
-        if (line.isEmpty())
-            Finish(history, entry);
-        else if (colon > 0)
-            entry.fields[line.left(colon)] = line.mid(colon + 2);
-    }
-    Finish(history, entry);
-    std::reverse(history.entries.begin(), history.entries.end());
-    return history;
-}
 
 const char* FieldOf(int role)
 {
@@ -123,14 +43,14 @@ const char* FieldOf(int role)
     }
 }
 
-QString TitleOf(const Entry& entry)
+QString TitleOf(const LogEntry& entry)
 {
     const QString command = entry.fields.value(QStringLiteral("Commandline"));
     if (!command.isEmpty())
         return command;
     for (const char* field :
          { "Install", "Upgrade", "Downgrade", "Reinstall", "Remove", "Purge" }) {
-        const QStringList packages = PackagesOf(entry.fields.value(QLatin1String(field)));
+        const QStringList packages = entry.packages(field);
         if (!packages.isEmpty())
             return QLatin1String(field) + QLatin1String(": ") + packages.join(QStringLiteral(", "));
     }
@@ -143,8 +63,8 @@ class HistoryModel::Private
 {
 public:
     const QString folder = Agent::SystemPath(QStringLiteral("/var/log/apt"));
-    History shown;
-    History next; // the thread's
+    AptLog shown;
+    AptLog next; // the thread's
     bool isAsked = false;
     PathWatch watch{ folder, QStringLiteral("history.log") };
     Beside beside;
@@ -164,7 +84,7 @@ void HistoryModel::read()
     d->isAsked = d->beside.isRunning();
     if (d->isAsked)
         return;
-    d->beside.start([this] { d->next = ReadHistory(d->folder + QStringLiteral("/history.log")); },
+    d->beside.start([this] { d->next = ReadAptLog(d->folder); },
                     [this] {
                         take();
                         if (d->isAsked)
@@ -174,11 +94,11 @@ void HistoryModel::read()
 
 void HistoryModel::take()
 {
-    History history = std::move(d->next);
+    AptLog history = std::move(d->next);
     Rows after;
     for (std::size_t at = 0; at < history.entries.size(); ++at)
         after.push_back({ history.entries[at].key, quint32(at), 0 });
-    const History before = d->shown;
+    const AptLog before = d->shown;
     changeRows(
         std::move(after), [this, &history] { d->shown = std::move(history); },
         [this, &before](const Row& a, const Row& b) {
@@ -196,7 +116,7 @@ QVariant HistoryModel::data(const QModelIndex& index, int role) const
 {
     if (!index.isValid() || index.row() >= count())
         return QVariant();
-    const Entry& entry = d->shown.entries[rows()[std::size_t(index.row())].place];
+    const LogEntry& entry = d->shown.entries[rows()[std::size_t(index.row())].place];
     if (role == TitleRole)
         return TitleOf(entry);
     if (role == DateRole)
@@ -208,7 +128,14 @@ QVariant HistoryModel::data(const QModelIndex& index, int role) const
         return QVariant();
     const QString text = entry.fields.value(QLatin1String(field));
     const bool isList = role >= InstalledRole && role <= PurgedRole;
-    return isList ? QVariant(PackagesOf(text)) : QVariant(text);
+    return isList ? QVariant(entry.packages(field)) : QVariant(text);
+}
+
+Request HistoryModel::undoRequest(int row) const
+{
+    if (row < 0 || row >= count())
+        return Request();
+    return d->shown.entries[rows()[std::size_t(row)].place].undoing();
 }
 
 QHash<int, QByteArray> HistoryModel::roleNames() const

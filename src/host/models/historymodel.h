@@ -3,10 +3,14 @@
 
 /// @class Pakmart::HistoryModel
 /// What was installed, changed and removed on this machine, the last first, from the log that
-/// apt keeps of it (/var/log/apt/history.log). Older logs, which were compressed, are left out.
+/// apt keeps of it (/var/log/apt/history.log) and the older ones beside it (history.log.1.gz).
+/// Changes by this library are in it, too, since apt-get makes them.
+///
+///     auto* job = new Pakmart::PrepareJob(history->undoRequest(0)); // of the last change
 
 #pragma once
 
+#include "../plan.h"
 #include "listmodel.h"
 #include <vantrelagent/export.h>
 
@@ -44,6 +48,12 @@ public:
     QVariant data(const QModelIndex& index, int role = Qt::DisplayRole) const override;
     QHash<int, QByteArray> roleNames() const override;
     /// @}
+
+    /// The request that undoes an entry: what it has installed is to be removed, what it has
+    /// removed is to be installed, and what it has upgraded or downgraded is to have its old
+    /// version, which a package source must still have. It has neither packages nor removals if
+    /// there is nothing to undo, or no such row.
+    Q_INVOKABLE Pakmart::Request undoRequest(int row) const;
 
 private:
     void read();
