@@ -190,22 +190,22 @@ Failure PlanRun::faultOfRequest() const
     return Failure();
 }
 
-// A repair begins with what is broken, and what only removes is a removal of what is there. A
-// system update has nothing to resolve if the store names no package.
+// A repair begins with what is broken, and removals with what is there. A system update has
+// nothing to resolve if the store names no package.
 void PlanRun::begin()
 {
     const Request& request = m_plan.request;
     const bool repairs = request.kind == Request::Repair;
-    const bool isEmpty = request.packages.isEmpty();
-    const bool onlyRemoves = request.kind == Request::Install && isEmpty;
-    if (!repairs && !onlyRemoves && !(request.kind == Request::SystemUpdate && isEmpty)) {
+    const bool removes = request.kind == Request::Install && !request.removals.isEmpty();
+    const bool isNothing = request.kind == Request::SystemUpdate && request.packages.isEmpty();
+    if (!repairs && !removes && !isNothing) {
         resolve();
         return;
     }
-    ReadStatusBeside(this, [this, repairs, onlyRemoves](const auto& dpkg) {
+    ReadStatusBeside(this, [this, repairs, removes](const auto& dpkg) {
         m_status = dpkg;
-        if (onlyRemoves)
-            removeWhatIsThere(*dpkg);
+        if (removes)
+            keepRemovals(*dpkg);
         else if (repairs)
             findBroken(*dpkg);
         if (dpkg->IsReadable() && (repairs || !m_plan.request.packages.isEmpty()))
@@ -215,14 +215,17 @@ void PlanRun::begin()
     });
 }
 
-void PlanRun::removeWhatIsThere(const Agent::DpkgStatus& dpkg)
+// Only what is there can go. What installs nothing is a removal.
+void PlanRun::keepRemovals(const Agent::DpkgStatus& dpkg)
 {
-    Request request{ Request::Remove };
+    QStringList there;
     for (const QString& name : m_plan.request.removals)
         if (!dpkg.Of(name.toStdString()).IsGone())
-            request.packages << name;
-    if (!request.packages.isEmpty())
-        m_plan.request = request;
+            there << name;
+    if (m_plan.request.packages.isEmpty() && !there.isEmpty())
+        m_plan.request = { Request::Remove, there };
+    else if (!m_plan.request.packages.isEmpty())
+        m_plan.request.removals = there;
 }
 
 void PlanRun::findBroken(const Agent::DpkgStatus& dpkg)

@@ -51,7 +51,7 @@ private:
     Failure faultOfRequest() const;
     void begin();
     void findBroken(const Agent::DpkgStatus& dpkg);
-    void removeWhatIsThere(const Agent::DpkgStatus& dpkg);
+    void keepRemovals(const Agent::DpkgStatus& dpkg);
     void resolve();
     void judgeRun(int status);
     void judgePlan();

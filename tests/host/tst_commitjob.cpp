@@ -31,9 +31,20 @@ private:
         JobWatch watch(new Kind(names(packages)));
         return watch.outcome();
     }
+    static QString download(const char* packages)
+    {
+        auto* job = new CommitJob(prepare(Request::Install, packages));
+        job->setDownloadOnly(true);
+        JobWatch watch(job);
+        return watch.outcome();
+    }
     static Plan prepare(Request::Kind kind, const char* packages)
     {
-        auto* job = new PrepareJob(Request{ kind, names(packages) });
+        return prepare(Request{ kind, names(packages) });
+    }
+    static Plan prepare(const Request& request)
+    {
+        auto* job = new PrepareJob(request);
         job->setAutoDelete(false);
         JobWatch watch(job);
         watch.outcome();
@@ -259,6 +270,115 @@ private slots:
                                  ScriptedServer::http(QByteArray(1000, 'x')));
         QCOMPARE(outcomeOf<InstallJob>("app"), QStringLiteral("checksum-mismatch"));
         QVERIFY(HostMachine::stateOf("app").IsGone());
+    }
+
+    void aDownloadAloneBringsTheArchivesAndChangesNothing()
+    {
+        m_machine->add({ "lib" });
+        m_machine->add({ "app", "1.0", "lib" });
+        QCOMPARE(download("app"), QStringLiteral("none"));
+        QVERIFY(HostMachine::stateOf("app").IsGone() && HostMachine::stateOf("lib").IsGone());
+        const Plan plan = prepare(Request::Install, "app");
+        QCOMPARE(plan.rows.size(), 2);
+        QCOMPARE(plan.downloadSize(), 0);
+        m_machine->stall({ "app" });
+        m_machine->stall({ "lib" });
+        JobWatch install(new CommitJob(plan));
+        QCOMPARE(install.outcome(), QStringLiteral("none"));
+        QCOMPARE(download("app"), QStringLiteral("none")); // there is nothing to do
+    }
+
+    void aDownloadThatFailedIsSaid()
+    {
+        m_machine->add({ "app" });
+        const QByteArray path = m_machine->pathOf({ "app" });
+        m_machine->server.answer(path, ScriptedServer::http(QByteArray(1000, 'x')));
+        QCOMPARE(download("app"), QStringLiteral("checksum-mismatch"));
+        m_machine->server.answer(path, ScriptedServer::http("gone", "404 Not Found"));
+        QCOMPARE(download("app"), QStringLiteral("download-failed"));
+    }
+
+    // apt-get itself looks at the size only.
+    void anArchiveWithAnotherSumIsNoDownload()
+    {
+        m_machine->add({ "app" });
+        QCOMPARE(download("app"), QStringLiteral("none"));
+        QFile archive(m_machine->root + QStringLiteral("/var/cache/apt/archives/app_1.0_all.deb"));
+        QVERIFY(archive.open(QIODevice::ReadWrite) && archive.seek(archive.size() - 1)
+                && archive.write("#") == 1);
+        archive.close();
+        QCOMPARE(download("app"), QStringLiteral("checksum-mismatch"));
+    }
+
+    void aStalledDownloadAloneIsCancelled()
+    {
+        m_machine->add({ "app" });
+        m_machine->stall({ "app" });
+        auto* job = new CommitJob(prepare(Request::Install, "app"));
+        job->setDownloadOnly(true);
+        JobWatch watch(job);
+        job->start();
+        QVERIFY(QTest::qWaitFor([&] { return m_machine->isFetching({ "app" }); }, 60000));
+        job->cancel();
+        QCOMPARE(watch.end(), QStringLiteral("cancelled"));
+    }
+
+    void whatNothingNeedsAnyMoreIsRemoved()
+    {
+        m_machine->add({ "deep" });
+        m_machine->add({ "lib", "1.0", "deep" });
+        m_machine->add({ "app", "1.0", "lib" });
+        QCOMPARE(outcomeOf<InstallJob>("app"), QStringLiteral("none"));
+        QVERIFY(prepare(Request::RemoveUnneeded, "").isEmpty());
+        QCOMPARE(outcomeOf<RemoveJob>("app"), QStringLiteral("none"));
+        const Plan plan = prepare(Request::RemoveUnneeded, "");
+        QCOMPARE(plan.rows.size(), 2);
+        QVERIFY(!plan.removesOthers()); // this is what was asked for
+        QCOMPARE(plan.row(QStringLiteral("lib")).reason, PlanRow::NoLongerNeeded);
+        JobWatch watch(new CommitJob(plan));
+        QCOMPARE(watch.outcome(), QStringLiteral("none"));
+        QVERIFY(HostMachine::stateOf("lib").IsGone() && HostMachine::stateOf("deep").IsGone());
+    }
+
+    void anInstallMayRemoveInTheSameChange()
+    {
+        m_machine->add({ "app" });
+        m_machine->add({ "old" });
+        m_machine->add({ "older", "1.0", "old" });
+        QCOMPARE(outcomeOf<InstallJob>("older"), QStringLiteral("none"));
+        Request request{ Request::Install, names("app") };
+        request.removals = names("older never");
+        const Plan plan = prepare(request);
+        QCOMPARE(plan.rows.size(), 2);
+        QVERIFY(!plan.removesOthers());
+        request.removals = names("old");
+        QCOMPARE(prepare(request).otherRemovals(), names("older"));
+        JobWatch refused(new CommitJob(prepare(request)));
+        QCOMPARE(refused.outcome(), QStringLiteral("removals-not-allowed"));
+        JobWatch watch(new CommitJob(plan));
+        QCOMPARE(watch.outcome(), QStringLiteral("none"));
+        QVERIFY(HostMachine::stateOf("app").IsInstalled());
+        QVERIFY(HostMachine::stateOf("older").IsGone());
+        QVERIFY(HostMachine::stateOf("old").IsInstalled());
+    }
+
+    void whatIsOnlyToBeRemovedIsARemoval()
+    {
+        m_machine->add({ "app" });
+        QCOMPARE(outcomeOf<InstallJob>("app"), QStringLiteral("none"));
+        Request request{ Request::Install };
+        request.removals = names("app never");
+        const Plan plan = prepare(request);
+        QCOMPARE(plan.request.kind, Request::Remove);
+        QCOMPARE(plan.request.packages, names("app"));
+        JobWatch watch(new CommitJob(plan));
+        QCOMPARE(watch.outcome(), QStringLiteral("none"));
+        JobWatch again(new CommitJob(prepare(request))); // nothing is left
+        QCOMPARE(again.outcome(), QStringLiteral("none"));
+        request.removals = names("-x");
+        PrepareJob* invalid = new PrepareJob(request);
+        JobWatch fault(invalid);
+        QCOMPARE(fault.outcome(), QStringLiteral("invalid-name"));
     }
 
     void anArchiveThatTheServerLacksIsADownloadThatFailed()

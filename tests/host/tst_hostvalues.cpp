@@ -4,6 +4,7 @@
 // The values of the interface for hosts, and the functions that make and judge them: errors,
 // plans, the reader of plans, the reader of progress, the comparison with dpkg's status.
 
+#include "host/archivecheck.h"
 #include "host/error.h"
 #include "host/outcome.h"
 #include "host/planreader.h"
@@ -315,6 +316,7 @@ private slots:
         const std::vector<std::function<void(Plan&)>> changes{
             [](Plan& p) { p.request.kind = Request::Reinstall; },
             [](Plan& p) { p.request.packages << QStringLiteral("x"); },
+            [](Plan& p) { p.request.removals << QStringLiteral("x"); },
             [](Plan& p) { p.rows.removeLast(); },
             [](Plan& p) { p.rows[1].package = QStringLiteral("lib"); },
             [](Plan& p) { p.rows[1].architecture = QStringLiteral("amd64"); },
@@ -332,6 +334,37 @@ private slots:
             changes[i](other);
             QVERIFY2(other.digest() != plan.digest(), qPrintable(QString::number(i)));
         }
+    }
+
+    void aListedArchiveIsReadWholeOrNotAtAll_data()
+    {
+        QTest::addColumn<QString>("line");
+        QTest::addColumn<QString>("name");
+        const QString sum(64, QLatin1Char('a'));
+        const auto row = [&sum](const char* form, const char* name) {
+            QTest::newRow(form) << QString::fromLatin1(form).replace(QLatin1String("%1"), sum)
+                                << QString::fromLatin1(name);
+        };
+        row("'http://h/a_1.deb' a_2%3a1_all.deb 12 SHA256:%1", "a_2%3a1_all.deb");
+        row("'http://h/a_1.deb' ../a_1_all.deb 12 SHA256:%1", "");
+        row("'http://h/a_1.deb' a/b.deb 12 SHA256:%1", "");
+        row("'http://h/a_1.deb' .a.deb 12 SHA256:%1", "");
+        row("'http://h/a_1.deb' a.deb -1 SHA256:%1", "");
+        row("'http://h/a_1.deb' a.deb 12 MD5Sum:%1", "");
+        row("'http://h/a_1.deb' a.deb 12 SHA256:%1a", "");
+        row("'http://h/a_1.deb' a.deb 12 ", "");
+        row("", "");
+    }
+    void aListedArchiveIsReadWholeOrNotAtAll()
+    {
+        QFETCH(QString, line);
+        QFETCH(QString, name);
+        const ListedArchive archive = ListedArchive::of(line);
+        QCOMPARE(archive.name, name);
+        if (name.isEmpty())
+            return;
+        QCOMPARE(archive.size, 12);
+        QCOMPARE(archive.sum, QByteArray(64, 'a'));
     }
 
     void theRunGetsTheVersionsThatWereShown()

@@ -152,6 +152,22 @@ private slots:
         QCOMPARE(reason(plan, plan.Changes()[0]), QByteArray("other"));
     }
 
+    void aRemovalThatAnInstallNamesIsAskedFor()
+    {
+        PackagePlan plan({ "app" }, false, { "lib" });
+        plan.Add(change("Remv lib [1]"));
+        QCOMPARE(reason(plan, plan.Changes()[0]), QByteArray("asked"));
+    }
+
+    // Also if one of them needs another.
+    void anAutoremoveRemovesWhatIsUnused()
+    {
+        PackagePlan plan({}, true);
+        plan.Add(change("Remv lib [1]", { { "Package", "lib" }, { "Depends", "deep" } }));
+        plan.Add(change("Remv deep [1]", { { "Package", "deep" } }));
+        QCOMPARE(reason(plan, plan.Changes()[0]), QByteArray("unused"));
+    }
+
     void thePrintedPlanIsCompleteAndCounted()
     {
         PackagePlan plan({ "lib" }, false);
@@ -201,6 +217,28 @@ private slots:
                                             "lib" }));
         QCOMPARE(line.settings, (std::vector<std::string>{ "A=1", "B=2" }));
         QVERIFY(!SortArguments({ "install", "lib" }).plans);
+    }
+
+    void removalsAreWordsForAptGet()
+    {
+        const Arguments line = SortArguments({ "--remove=a", "install", "--remove=g++", "lib" });
+        QCOMPARE(line.words, (std::vector<std::string>{ "install", "lib", "a-", "g++-" }));
+        QCOMPARE(line.names, (std::vector<std::string>{ "lib" }));
+        QCOMPARE(NameError(line, std::string()), "");
+        for (const char* name : { "", "a-", "-a", "a=1", "?x", "a/b" })
+            QVERIFY2(!NameError(SortArguments({ std::string("--remove=") + name, "install" }), "")
+                          .empty(),
+                     name);
+        for (const char* command : { "remove", "upgrade", "update" })
+            QVERIFY2(!NameError(SortArguments({ "--remove=a", command }), "").empty(), command);
+    }
+
+    void aDownloadIsNoticed()
+    {
+        for (const char* option : { "-d", "-ydq", "--download-only" })
+            QVERIFY2(SortArguments({ option, "install", "lib" }).downloadsOnly, option);
+        for (const char* option : { "-y", "-oDir=d", "--", "--plan" })
+            QVERIFY2(!SortArguments({ option, "install", "d" }).downloadsOnly, option);
     }
 };
 

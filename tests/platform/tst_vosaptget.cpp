@@ -508,6 +508,44 @@ private slots:
         QVERIFY(!installed("bash-like"));
     }
 
+    void anInstallRemovesWhatIsNamedForThat()
+    {
+        add({ "app" });
+        add({ "old" });
+        QCOMPARE(install({ QStringLiteral("old") }).status, 0);
+        const QStringList remove{ QStringLiteral("--remove=old") };
+        QCOMPARE(install({ QStringLiteral("app") }, remove).status, 100);
+        QVERIFY(installed("old") && !installed("app"));
+        const Result result = install({ QStringLiteral("app") },
+                                      remove + QStringList{ QStringLiteral("--allow-removals") });
+        QCOMPARE(result.status, 0);
+        QVERIFY(!installed("old") && installed("app"));
+    }
+
+    // What the helper does for others is not that.
+    void othersThanRootAreToldWhatOnlyRootCanDo()
+    {
+        if (geteuid() != 0)
+            QSKIP("this test becomes another user");
+        const QTemporaryDir dir;
+        const QString program = dir.filePath(QStringLiteral("vos-apt-get"));
+        QVERIFY(QFile::copy(frontEnd(), program));
+        QVERIFY(QFile::setPermissions(dir.path(), QFile::Permissions(0x7755)));
+        for (const char* option : { "--download-only", "--remove=bash" }) {
+            QProcess process;
+            QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+            environment.remove(QStringLiteral("PAKMART_SYSROOT"));
+            process.setProcessEnvironment(environment);
+            const Result result
+                = run({ QStringLiteral("--reuid=65534"), QStringLiteral("--regid=65534"),
+                        QStringLiteral("--clear-groups"), program, QLatin1String(option),
+                        QStringLiteral("install"), QStringLiteral("no-such-package") },
+                      process, QStringLiteral("/usr/bin/setpriv"));
+            QCOMPARE(result.status, 3);
+            QVERIFY2(!result.matching("^E: Only root can ").isEmpty(), option);
+        }
+    }
+
     void anInstallTakesNothingAway()
     {
         add({ "libold" });

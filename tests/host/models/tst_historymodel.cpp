@@ -3,12 +3,14 @@
 
 // apt's own log of changes, read and followed.
 
+#include "base/dpkgstatus.h"
 #include "host/models/historymodel.h"
 #include "tests/host/models/modelwatch.h"
 
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
+#include <QProcess>
 
 using Pakmart::HistoryModel;
 
@@ -92,18 +94,79 @@ private slots:
         QCOMPARE(watch.changes(), QByteArray("i0 r0 m0 l0 d1"));
     }
 
-    void rotatedLogBeginsAgain()
+    void rotatedLogGoesOnInTheNewOne()
     {
         append("Start-Date: 2026-01-02  03:04:05\nInstall: a:amd64 (1)\n\n");
         HistoryModel model;
         QTRY_COMPARE(model.count(), 1);
         const QString log = folder() + QStringLiteral("/history.log");
         QVERIFY(QFile::rename(log, log + QStringLiteral(".1")));
-        QTRY_COMPARE(model.count(), 0);
         append("Start-Date: 2026-02-02  03:04:05\nInstall: b:amd64 (1)\n\n");
-        QTRY_COMPARE(model.count(), 1);
-        append("Start-Date: 2026-02-03  03:04:05\nInstall: c:amd64 (1)\n\n");
         QTRY_COMPARE(model.count(), 2);
+        append("Start-Date: 2026-02-03  03:04:05\nInstall: c:amd64 (1)\n\n");
+        QTRY_COMPARE(model.count(), 3);
+    }
+
+    // By their numbers, not by their names: 10 is older than 9.
+    void compressedLogsAreReadToo()
+    {
+        const QString log = folder() + QStringLiteral("/history.log");
+        for (const char* number : { "10", "9", "1" }) {
+            append("Start-Date: 2026-01-02  03:04:05\nInstall: p" + QByteArray(number)
+                   + ":amd64 (1)\n\n");
+            const QString older = log + QLatin1Char('.') + QLatin1String(number);
+            QVERIFY(QFile::rename(log, older));
+            if (qstrcmp(number, "1") != 0)
+                QCOMPARE(QProcess::execute(QStringLiteral("gzip"), { older }), 0);
+        }
+        append("Start-Date: 2026-01-02  03:04:05\nInstall: now:amd64 (1)\n\n");
+        QFile broken(log + QStringLiteral(".2.gz"));
+        QVERIFY(broken.open(QIODevice::WriteOnly) && broken.write("\x1f\x8b\x08nonsense") > 0);
+        broken.close();
+        HistoryModel model;
+        ModelWatch watch(&model);
+        QTRY_COMPARE(watch.texts(),
+                     list({ "Install: now:amd64 1", "Install: p1:amd64 1", "Install: p9:amd64 1",
+                            "Install: p10:amd64 1" }));
+    }
+
+    void anEntryIsUndoneByARequest_data()
+    {
+        QTest::addColumn<QByteArray>("line");
+        QTest::addColumn<QStringList>("packages");
+        QTest::addColumn<QStringList>("removals");
+        const QByteArray own = QByteArray(":") + Agent::NativeArchitecture();
+        QTest::newRow("install") << "Install: a" + own + " (1), b" + own + " (2, automatic)"
+                                 << QStringList() << list({ "a", "b" });
+        QTest::newRow("remove") << "Remove: a" + own + " (1)" << list({ "a" }) << QStringList();
+        QTest::newRow("purge") << "Purge: a" + own + " (1)" << list({ "a" }) << QStringList();
+        QTest::newRow("upgrade") << "Upgrade: a" + own + " (1:1-1, 2)" << list({ "a=1:1-1" })
+                                 << QStringList();
+        QTest::newRow("downgrade")
+            << "Downgrade: a" + own + " (2, 1)" << list({ "a=2" }) << QStringList();
+        QTest::newRow("reinstall")
+            << "Reinstall: a" + own + " (2)" << QStringList() << QStringList();
+        QTest::newRow("foreign") << QByteArray("Install: a:m68k (1)") << QStringList()
+                                 << list({ "a:m68k" });
+        QTest::newRow("all") << "Install: a" + own + " (1)\nUpgrade: u" + own + " (1, 2)\nRemove: r"
+                + own + " (3)"
+                             << list({ "u=1", "r" }) << list({ "a" });
+    }
+    void anEntryIsUndoneByARequest()
+    {
+        QFETCH(QByteArray, line);
+        QFETCH(QStringList, packages);
+        QFETCH(QStringList, removals);
+        append("Start-Date: 2026-01-02  03:04:05\n" + line + "\n\n");
+        HistoryModel model;
+        QTRY_COMPARE(model.count(), 1);
+        const Pakmart::Request request = model.undoRequest(0);
+        QCOMPARE(request.kind, Pakmart::Request::Install);
+        QCOMPARE(request.packages, packages);
+        QCOMPARE(request.removals, removals);
+        for (const int row : { -1, 1 })
+            QVERIFY(model.undoRequest(row).packages.isEmpty()
+                    && model.undoRequest(row).removals.isEmpty());
     }
 
     void nonsenseIsSkipped()
