@@ -4,6 +4,7 @@
 #include "boxwatcher.h"
 
 #include "console.h"
+#include "ownedprogram.h"
 
 #include <QApplication>
 #include <QDialog>
@@ -11,6 +12,7 @@
 #include <QLabel>
 #include <QPlainTextEdit>
 #include <QPointer>
+#include <QPushButton>
 #include <QStringList>
 #include <QTimer>
 #include <vantrelagent/install/cdlginstallcomplete.h>
@@ -39,6 +41,7 @@ void BoxWatcher::Look(QDialog* box)
     if (auto* report = qobject_cast<CDlgInstallComplete*>(box)) {
         const bool failed = box->windowTitle().endsWith(QLatin1String("Failure"));
         ReadOut(box->findChild<QPlainTextEdit*>()->toPlainText(), failed);
+        Guard(report);
         Picture(box, failed ? "failure" : "success");
         if (!m_pictures.isEmpty() && !failed) {
             report->onDetails();
@@ -62,6 +65,18 @@ void BoxWatcher::Look(QDialog* box)
     }
     if (!m_shown && alive)
         box->reject();
+}
+
+// "Run It!" starts nothing else than a program of a package.
+void BoxWatcher::Guard(CDlgInstallComplete* report)
+{
+    const QString program = report->Program();
+    if (program.isEmpty() || IsProgramOfPackage(program))
+        return;
+    for (QPushButton* button : report->findChildren<QPushButton*>())
+        button->setEnabled(button->isEnabled() && button->text() != QLatin1String("Run It!"));
+    m_display.Complain(
+        QStringLiteral("%1 is not started: no installed package has this program").arg(program));
 }
 
 void BoxWatcher::ReadOut(const QString& text, bool error)

@@ -9,6 +9,7 @@
 #include <QObject>
 #include <QString>
 
+class CDlgInstallComplete;
 class Console;
 class QDialog;
 
@@ -28,6 +29,7 @@ public:
 
 private:
     void Look(QDialog* box);
+    void Guard(CDlgInstallComplete* report);
     void ReadOut(const QString& text, bool error);
     void Picture(QDialog* box, const char* name);
 

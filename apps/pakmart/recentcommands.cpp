@@ -5,12 +5,9 @@
 
 #include "commands.h"
 #include "console.h"
-#include "outcome.h"
+#include "ownedprogram.h"
 
 #include <QDateTime>
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonObject>
 #include <algorithm>
@@ -65,28 +62,6 @@ int ShowList(Console& display, CRUFile& list)
     if (place == 0)
         display.SayText(QStringLiteral("No application has been used yet."));
     return ExitDone;
-}
-
-// Whether a path is that of a file that an installed package has brought. The path comes from
-// the store: it must not lead anywhere else.
-bool IsProgramOfPackage(const QString& path)
-{
-    const bool isPlain = path.startsWith(QLatin1Char('/')) && path == Printable(path)
-        && !path.contains(QLatin1Char('\n')) && QDir::cleanPath(path) == path;
-    const QFileInfo program(SystemPath(path));
-    if (!isPlain || !program.isFile() || !program.isExecutable())
-        return false;
-    const QDir info(SystemPath(QStringLiteral("/var/lib/dpkg/info")));
-    const DpkgStatus packages = ReadDpkgStatus();
-    const QByteArray wanted = path.toUtf8();
-    for (const QString& name : info.entryList({ QStringLiteral("*.list") }, QDir::Files)) {
-        QFile file(info.filePath(name));
-        if (packages.Of(name.chopped(5).toStdString()).IsGone() || !file.open(QIODevice::ReadOnly))
-            continue;
-        if (file.readAll().split('\n').contains(wanted))
-            return true;
-    }
-    return false;
 }
 
 bool FindPlace(CRUFile& list, int place)

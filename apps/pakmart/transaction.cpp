@@ -116,24 +116,60 @@ void SayRow(Console& console, const PlanRow& row, bool isDownload)
         console.SayText(QStringLiteral("%1 %2 is downloaded.").arg(row.package, row.newVersion));
 }
 
-void SayDone(Console& console, const Change& change, const Plan& plan, bool really)
+// What became of a plan.
+struct Result {
+    int status = ExitFailed;
+    bool changed = false; // something else has changed packages since the preview
+    bool recorded = false; // its products are in the list of recently used applications
+};
+
+// The products that belong into the list: those that have a program.
+QStringList ProductsToRecord(const Change& change, const Plan& plan)
 {
+    QStringList names;
+    const bool installs = plan.request.kind == Request::Install && !change.consent.downloadOnly;
+    for (const Pakmart::PlanProduct& product : plan.products) {
+        if (installs && !product.program.isEmpty() && !product.path.isEmpty())
+            names << product.name.simplified();
+    }
+    return names;
+}
+
+// `done`: null after a preview alone.
+void SayResult(Console& console, const Change& change, const Plan& plan, const Result* done)
+{
+    const bool isDownload = done && change.consent.downloadOnly;
     QJsonObject result = PlanAsJson(plan);
     result[QStringLiteral("code")] = Error::name(Error::NoError);
     result[QStringLiteral("sentence")] = QString();
     result[QStringLiteral("details")] = QString();
-    const bool isDownload = really && change.consent.downloadOnly;
-    result[QStringLiteral("done")] = really && !isDownload;
+    result[QStringLiteral("done")] = done && !isDownload;
     if (isDownload)
         result[QStringLiteral("downloaded")] = true;
-    if (change.request.kind != Request::SystemUpdate || !really || isDownload)
+    if (done && !ProductsToRecord(change, plan).isEmpty())
+        result[QStringLiteral("recorded")] = done->recorded;
+    if (change.request.kind != Request::SystemUpdate || !done || isDownload)
         console.SayJson(result);
-    if (!really) {
-        console.SayText(QStringLiteral("Nothing was changed."));
+}
+
+// A change that nobody will find in the list has been made nevertheless.
+void SayWhatIsNotRecorded(Console& console, const Change& change, const Plan& plan,
+                          const Result& done)
+{
+    const QStringList names = ProductsToRecord(change, plan);
+    if (names.isEmpty() || done.recorded)
         return;
-    }
+    console.Complain(QStringLiteral("installed, but not entered in the list of recently used "
+                                    "applications, which could not be written: %1")
+                         .arg(names.join(QStringLiteral(", "))));
+}
+
+void SayDone(Console& console, const Change& change, const Plan& plan, const Result& done)
+{
+    SayResult(console, change, plan, &done);
     for (const PlanRow& row : plan.rows)
-        SayRow(console, row, isDownload);
+        SayRow(console, row, change.consent.downloadOnly);
+    SayWhatIsNotRecorded(console, change, plan, done);
     if (plan.isEmpty() && !change.needless.isEmpty())
         console.SayText(change.needless);
     if (!change.needless.isEmpty())
@@ -174,8 +210,7 @@ int Prepare(Console& console, const Change& change, Plan& plan)
     return status;
 }
 
-// ExitDone, or with `changed` something else has changed packages since the preview.
-int Commit(Console& console, const Consent& consent, const Plan& plan, bool& changed)
+Result Commit(Console& console, const Consent& consent, const Plan& plan)
 {
     const DpkgStatus before = ReadDpkgStatus();
     if (plan.downloadSize() > 0)
@@ -183,11 +218,13 @@ int Commit(Console& console, const Consent& consent, const Plan& plan, bool& cha
     CommitJob job(plan);
     job.setAllowRemovals(true); // the user has agreed to them
     job.setDownloadOnly(consent.downloadOnly);
-    const int status = RunJob(console, job);
-    changed = job.errorCode() == Error::PlanChanged;
-    if (status != ExitDone && !changed)
+    Result done;
+    done.status = RunJob(console, job);
+    done.changed = job.errorCode() == Error::PlanChanged;
+    done.recorded = job.isRecorded();
+    if (done.status != ExitDone && !done.changed)
         SayWhatFailed(console, plan, before, job.errorCode());
-    return status;
+    return done;
 }
 
 } // namespace
@@ -212,26 +249,27 @@ void SayWhatFailed(Console& console, const Plan& plan, const DpkgStatus& before,
 int CarryOut(Console& console, const Change& change, Plan* shown)
 {
     constexpr int most = 5; // previews, if others keep changing packages
-    bool changed = true;
-    int status = ExitFailed;
-    for (int i = 0; i < most && changed; ++i) {
+    Result done;
+    done.changed = true;
+    for (int i = 0; i < most && done.changed; ++i) {
         Plan plan;
-        status = Prepare(console, change, plan);
+        int status = Prepare(console, change, plan);
         if (status != ExitDone)
             return status;
         if (shown)
             *shown = plan;
         SayPlan(console, plan);
         if (change.consent.dryRun) {
-            SayDone(console, change, plan, false);
+            SayResult(console, change, plan, nullptr);
+            console.SayText(QStringLiteral("Nothing was changed."));
             return ExitDone;
         }
         status = AskForConsent(console, change, plan);
         if (status != ExitDone)
             return status;
-        status = Commit(console, change.consent, plan, changed);
-        if (status == ExitDone)
-            SayDone(console, change, plan, true);
+        done = Commit(console, change.consent, plan);
+        if (done.status == ExitDone)
+            SayDone(console, change, plan, done);
     }
-    return Interrupt::Received() ? ExitInterrupted : status;
+    return Interrupt::Received() ? int(ExitInterrupted) : done.status;
 }

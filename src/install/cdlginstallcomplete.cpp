@@ -74,6 +74,11 @@ CDlgInstallComplete::CDlgInstallComplete(QWidget* parent, const char* name, cons
 
 CDlgInstallComplete::~CDlgInstallComplete() = default;
 
+QString CDlgInstallComplete::Program() const
+{
+    return d->m_program;
+}
+
 QPushButton* CDlgInstallComplete::MakeButton(const QString& label, int x)
 {
     auto* button = new QPushButton(label, this);

@@ -27,6 +27,10 @@ public:
                         bool success, const QString& program);
     ~CDlgInstallComplete() override;
 
+    /// What "Run It!" starts. It comes from the store: a host may look at it first, and disable
+    /// the button.
+    QString Program() const;
+
 public slots:
     void onClose(); ///< closes the box
     void onRun(); ///< starts the program, without waiting for it; the box stays open

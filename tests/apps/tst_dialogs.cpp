@@ -98,6 +98,46 @@ private slots:
             m_machine.dpkgStatus().contains("Package: starlander\nStatus: install ok installed\n"));
     }
 
+    void aProgramOfNoPackageIsNotStarted()
+    {
+        const QString mark = m_machine.dir + QStringLiteral("/started");
+        const QString script = m_machine.root + QStringLiteral("/usr/bin/other");
+        QFile file(script), products(m_machine.store() + QStringLiteral("/products"));
+        QVERIFY(file.open(QIODevice::WriteOnly)
+                && file.write("#!/bin/sh\n: > " + QFile::encodeName(mark) + '\n') > 0);
+        file.close();
+        QVERIFY(QFile::setPermissions(script, QFile::Permissions(0x7755)));
+        QVERIFY(products.open(QIODevice::ReadOnly));
+        const QByteArray before = products.readAll();
+        products.close();
+        const QByteArray path = "/usr/games/starlander";
+        QVERIFY2(before.contains("Path: " + path + '\n'), before.constData());
+        const auto write = [&products](const QByteArray& text) {
+            QVERIFY(products.open(QIODevice::WriteOnly) && products.write(text) == text.size());
+            products.close();
+        };
+        write(QByteArray(before).replace("Path: " + path + '\n', "Path: /usr/bin/other\n"));
+        QCOMPARE(DemoMachine::pakmart({ QStringLiteral("remove"), QStringLiteral("--yes"),
+                                        QStringLiteral("starlander") })
+                     .status,
+                 0);
+        Shown pakmart(m_display,
+                      { QStringLiteral("install"), QStringLiteral("-y"), QStringLiteral("1001") });
+        QString box;
+        QTRY_VERIFY_WITH_TIMEOUT(
+            !(box = m_display.window("^Pakmart - Installation Success$")).isEmpty(), patience);
+        QByteArray err;
+        QTRY_VERIFY_WITH_TIMEOUT(
+            (err += pakmart.readAllStandardError())
+                .contains("/usr/bin/other is not started: no installed package has this program\n"),
+            patience);
+        m_display.click(box, 245, 194);
+        m_display.click(box, 325, 194);
+        QVERIFY(pakmart.waitForFinished(60000));
+        QVERIFY(!QFile::exists(mark));
+        write(before);
+    }
+
     void failedInstallEndsWithTheFailureDialog()
     {
         Shown pakmart(m_display,

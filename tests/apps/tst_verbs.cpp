@@ -61,6 +61,38 @@ private slots:
                  qPrintable(install.out));
     }
 
+    void aProductThatIsNotRecordedIsSaid()
+    {
+        QVERIFY(!pakmart("install --yes --json 4").json().contains(QLatin1String("recorded")));
+        QCOMPARE(pakmart("remove --yes other").status, 0);
+        // Only a product with a program belongs into the list.
+        QVERIFY(write("products",
+                      "Serial: 4\nName: The other\nCategory: Games\nPackage: other\n"
+                      "Program: Other\nPath: /usr/bin/other\nDescription: d\n\n"));
+        QVERIFY(pakmart("install --yes --json 4").json()[QLatin1String("recorded")].toBool());
+        QCOMPARE(pakmart("remove --yes other").status, 0);
+        const QString folder = QDir::homePath() + QStringLiteral("/.kde/share/apps/vantrelagent");
+        QVERIFY(QDir(folder).exists());
+        QVERIFY(QDir().rename(folder, folder + QStringLiteral(".away")));
+        QVERIFY(WriteTextFile(folder, "not a folder"));
+        const Result json = pakmart("install --yes --json 4");
+        QCOMPARE(json.status, 0);
+        QVERIFY(json.json().contains(QLatin1String("recorded")));
+        QVERIFY(!json.json()[QLatin1String("recorded")].toBool());
+        QCOMPARE(pakmart("remove --yes other").status, 0);
+        const Result result = pakmart("install --yes 4");
+        QVERIFY(QFile::remove(folder));
+        QVERIFY(QDir().rename(folder + QStringLiteral(".away"), folder));
+        QCOMPARE(result.err,
+                 QStringLiteral("pakmart: installed, but not entered in the list of "
+                                "recently used applications, which could not be "
+                                "written: The other\n"));
+        QVERIFY2(result.out.endsWith(QLatin1String("other 1.0 is installed.\n")),
+                 qPrintable(result.out));
+        QCOMPARE(result.status, 0);
+        QCOMPARE(pakmart("remove --yes other").status, 0);
+    }
+
     // It has the right size, and apt-get would not look closer.
     void aDamagedArchiveIsNoDownload()
     {
