@@ -11,6 +11,7 @@
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QLocale>
+#include <QRegularExpression>
 #include <QTimer>
 #include <algorithm>
 
@@ -100,6 +101,29 @@ private:
 
 } // namespace
 
+namespace
+{
+
+// The words by which apt and KIO say that a secure connection failed.
+bool IsAboutTls(const QString& details)
+{
+    static const QRegularExpression words(
+        QStringLiteral("\\b(SSL|TLS|handshake|Certificate verification|certificate)\\b"));
+    return words.match(details).hasMatch();
+}
+
+void SayFailure(Console& console, const Job& job)
+{
+    const QString details = job.details();
+    console.Fail(Pakmart::Error::name(job.errorCode()), job.errorString(), details);
+    if (IsAboutTls(details))
+        console.Complain(QStringLiteral("the secure connection (https) failed: check the address "
+                                        "of the store, its certificate, "
+                                        "and the clock of this machine"));
+}
+
+} // namespace
+
 int RunJob(Console& console, Job& job, const std::function<bool()>& isExpected)
 {
     job.setAutoDelete(false);
@@ -124,6 +148,6 @@ int RunJob(Console& console, Job& job, const std::function<bool()>& isExpected)
     }
     if (isExpected && isExpected())
         return ExitFailed;
-    console.Fail(Pakmart::Error::name(job.errorCode()), job.errorString(), job.details());
+    SayFailure(console, job);
     return ExitFailed;
 }

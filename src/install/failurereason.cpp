@@ -27,6 +27,8 @@ const Sign signs[] = {
     { "You don't have enough free space",     AgentError::NoDiskSpace },
     { "are you root?",                        AgentError::NotPermitted },
     { "requires superuser privilege",         AgentError::NotPermitted },
+    { "permission, which was not given",      AgentError::NotPermitted },
+    { "nly root can ",                        AgentError::NotPermitted },
     { "Could not get lock",                   AgentError::LockHeld },
     { "Unable to acquire the dpkg frontend",  AgentError::LockHeld },
     { "lock is locked by another process",    AgentError::LockHeld },

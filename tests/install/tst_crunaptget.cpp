@@ -351,6 +351,11 @@ private slots:
         row("E: Could not get lock /var/lib/dpkg/lock", AgentError::LockHeld);
         row("E: Could not open lock file - are you root?", AgentError::NotPermitted);
         row("a: No space left on device", AgentError::NoDiskSpace);
+        row("E: Nothing was changed: this needs a permission, which was not given.",
+            AgentError::NotPermitted);
+        row("E: Only root can do this: autoremove", AgentError::NotPermitted);
+        row("E: The bus cannot be reached, and only root can do this without it.",
+            AgentError::NotPermitted);
     }
     void removeThatFailsSaysWhy()
     {

@@ -16,10 +16,12 @@
 #include <QCoreApplication>
 #include <QEventLoop>
 #include <QFile>
+#include <QFileInfo>
 #include <QJsonDocument>
 #include <QSocketNotifier>
 #include <QThread>
 #include <algorithm>
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <iterator>
@@ -123,6 +125,9 @@ Outcome SavedMark::failure() const
     Outcome outcome;
     outcome.code = AgentError::CannotWrite;
     outcome.details = m_path;
+    const QByteArray folder = QFile::encodeName(QFileInfo(m_path).path());
+    if (access(folder.constData(), W_OK) != 0)
+        outcome.details += QLatin1String(": ") + qt_error_string(errno);
     return outcome;
 }
 

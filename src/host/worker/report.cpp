@@ -92,7 +92,10 @@ void NoteFailure(CAPI* request, Outcome& outcome)
         [&outcome](AgentError::Code code, const QString& sentence, const QString& details) {
             outcome.code = code;
             outcome.sentence = sentence;
-            outcome.details = details.isEmpty() ? sentence : sentence + QLatin1Char('\n') + details;
+            // The host has a sentence of its own for the code.
+            const bool isUsual = sentence == AgentError::Sentence(code) && !details.isEmpty();
+            outcome.details
+                = isUsual ? details : (sentence + QLatin1Char('\n') + details).trimmed();
         });
 }
 
