@@ -63,6 +63,16 @@ bool WaitsForSetup(const Arguments& arguments)
                        [&](const std::string& name) { return status.Of(name).IsHalfWay(); });
 }
 
+// What the helper has no word for.
+std::string RefusalOf(const Arguments& arguments)
+{
+    if (arguments.downloadsOnly)
+        return "E: Only root can download packages without installing them.";
+    if (!arguments.removals.empty())
+        return "E: Only root can install and remove packages in one change.";
+    return "E: Only root can do this: " + arguments.command;
+}
+
 // A connection to the system's bus, and one change on it.
 class HelperCall
 {
@@ -215,11 +225,7 @@ int HandOver(const Arguments& arguments, const Writer& write)
 {
     const std::string verb = VerbOf(arguments);
     if (verb.empty()) {
-        write(arguments.downloadsOnly
-                  ? "E: Only root can download packages without installing them."
-                  : !arguments.removals.empty()
-                  ? "E: Only root can install and remove packages in one change."
-                  : "E: Only root can do this: " + arguments.command);
+        write(RefusalOf(arguments));
         return notAllowed;
     }
     const bool cleans = verb == "clean";
