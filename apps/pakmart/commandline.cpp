@@ -52,34 +52,35 @@ const Command commands[] = {
     { "categories", "", 0, 0, none, "show its categories",
       [](Console& c, const CommandLine&) { return CategoriesCommand(c); } },
     { "list", "CATEGORY", 0, many, { QStringLiteral("installed"), QStringLiteral("upgradable") },
-      "show the products of a category, or those that are installed or can be upgraded", List },
+      "show the products of a category, or those that are installed or can be upgraded", List,
+      Takes::Category },
     { "search", "WORD...", 1, many, none, "find products by name, package or description",
       [](Console& c, const CommandLine& l) { return SearchCommand(c, l.Arguments()); } },
     { "show", "NAME...", 1, many, none, "show all that is known of products",
-      [](Console& c, const CommandLine& l) { return ShowCommand(c, l.Arguments()); } },
+      [](Console& c, const CommandLine& l) { return ShowCommand(c, l.Arguments()); }, Takes::Products },
     { "install", "NAME...", 1, many, installing + QStringList{ QStringLiteral("package") },
-      "install products by their serial numbers, names or packages", Install },
+      "install products by their serial numbers, names or packages", Install, Takes::Products },
     { "remove", "NAME...", 1, many, changing, "remove packages",
-      [](Console& c, const CommandLine& l) { return RemoveCommand(c, l.Arguments(), l.GetConsent()); } },
+      [](Console& c, const CommandLine& l) { return RemoveCommand(c, l.Arguments(), l.GetConsent()); }, Takes::Packages },
     { "reinstall", "NAME...", 1, many, installing, "install the same versions again",
-      [](Console& c, const CommandLine& l) { return ReinstallCommand(c, l.Arguments(), l.GetConsent()); } },
+      [](Console& c, const CommandLine& l) { return ReinstallCommand(c, l.Arguments(), l.GetConsent()); }, Takes::Packages },
     { "upgrade", "[NAME...]", 0, many, installing, "upgrade packages, or all of them",
-      [](Console& c, const CommandLine& l) { return UpgradeCommand(c, l.Arguments(), l.GetConsent()); } },
+      [](Console& c, const CommandLine& l) { return UpgradeCommand(c, l.Arguments(), l.GetConsent()); }, Takes::Packages },
     { "repair", "", 0, 0, changing + QStringList{ QStringLiteral("check") },
       "finish what was interrupted, and mend packages that are installed in part",
       [](Console& c, const CommandLine& l) { return RepairCommand(c, l.Has("check"), l.GetConsent()); } },
     { "autoremove", "", 0, 0, changing, "remove packages that came for others, and that none needs any more",
       [](Console& c, const CommandLine& l) { return AutoremoveCommand(c, l.GetConsent()); } },
     { "hold", "NAME...", 1, many, none, "keep packages in their versions",
-      [](Console& c, const CommandLine& l) { return HoldCommand(c, l.Arguments(), true); } },
+      [](Console& c, const CommandLine& l) { return HoldCommand(c, l.Arguments(), true); }, Takes::Packages },
     { "unhold", "NAME...", 1, many, none, "let them be changed again",
-      [](Console& c, const CommandLine& l) { return HoldCommand(c, l.Arguments(), false); } },
+      [](Console& c, const CommandLine& l) { return HoldCommand(c, l.Arguments(), false); }, Takes::Packages },
     { "installed", "[PATTERN]", 0, 1, none, "show the packages of this machine",
       [](Console& c, const CommandLine& l) { return InstalledCommand(c, l.Arguments().value(0)); } },
     { "depends", "NAME...", 1, many, none, "show what installed packages need",
-      [](Console& c, const CommandLine& l) { return DependsCommand(c, l.Arguments()); } },
+      [](Console& c, const CommandLine& l) { return DependsCommand(c, l.Arguments()); }, Takes::Packages },
     { "why", "NAME...", 1, many, none, "show which installed packages need a package",
-      [](Console& c, const CommandLine& l) { return WhyCommand(c, l.Arguments()); } },
+      [](Console& c, const CommandLine& l) { return WhyCommand(c, l.Arguments()); }, Takes::Packages },
     { "history", "[undo N]", 0, 2, changing, "show the changes of packages, newest first, or undo the N-th",
       [](Console& c, const CommandLine& l) {
           return l.Arguments().isEmpty() ? HistoryCommand(c)
@@ -103,14 +104,8 @@ const Command commands[] = {
       [](Console& c, const CommandLine&) { return StatusCommand(c); } },
     { "register", "", 0, 0, none, "report the system builder of this machine to the store",
       [](Console& c, const CommandLine&) { return RegisterCommand(c); } },
-    { "help", "[COMMAND]", 0, 1, none, "show this text, or more of one command", nullptr },
-};
-
-struct Option {
-    const char* name;
-    const char* shortName;
-    const char* value; // what it takes; null: nothing
-    const char* summary;
+    { "help", "[COMMAND]", 0, 1, none, "show this text, or more of one command", nullptr,
+      Takes::Command },
 };
 
 const Option options[] = {
@@ -132,14 +127,6 @@ const Option options[] = {
 };
 // clang-format on
 
-const Command* Find(const QString& name)
-{
-    const auto found
-        = std::find_if(std::begin(commands), std::end(commands),
-                       [&](const Command& c) { return name == QLatin1String(c.name); });
-    return found == std::end(commands) ? nullptr : found;
-}
-
 // The commands that have an option; empty for an option of all commands.
 QStringList CommandsWith(const QString& option)
 {
@@ -151,47 +138,18 @@ QStringList CommandsWith(const QString& option)
     return names;
 }
 
-QString Line(const QString& left, const char* summary)
-{
-    constexpr int column = 27;
-    return QLatin1String("  ") + left.leftJustified(column - 2)
-        + (left.size() > column - 3 ? QLatin1String("\n") + QString(column, QLatin1Char(' '))
-                                    : QString())
-        + QLatin1String(summary) + QLatin1Char('\n');
-}
-
-QString OptionLine(const Option& option)
-{
-    const QString shortName = *option.shortName
-        ? QStringLiteral("-%1, ").arg(QLatin1String(option.shortName))
-        : QStringLiteral("    ");
-    const QString value = option.value ? QLatin1Char(' ') + QLatin1String(option.value) : QString();
-    return Line(shortName + QLatin1String("--") + QLatin1String(option.name) + value,
-                option.summary);
-}
-
-// The options of a command, or with null those of all commands.
-QString OptionLines(const Command* command)
-{
-    QString text;
-    for (const Option& option : options) {
-        const QString name = QLatin1String(option.name);
-        if (command ? command->options.contains(name) : CommandsWith(name).isEmpty())
-            text += OptionLine(option);
-    }
-    return text;
-}
-
-QString Synopsis(const Command& command)
-{
-    return (QLatin1String(command.name) + QLatin1Char(' ') + QLatin1String(command.arguments))
-        .trimmed();
-}
-
 bool IsPositive(const QString& text)
 {
     bool isNumber = false;
     return text.toLongLong(&isNumber) > 0 && isNumber;
+}
+
+bool IsValueOf(const char* name, const QString& value)
+{
+    const auto found
+        = std::find_if(std::begin(options), std::end(options),
+                       [name](const Option& o) { return QLatin1String(o.name) == name; });
+    return QString::fromLatin1(found->values).split(QLatin1Char(' ')).contains(value);
 }
 
 } // namespace
@@ -241,6 +199,9 @@ QString CommandLine::CheckOptions() const
             .arg(QLatin1String(m_command->name));
     if (Has("run") && !IsPositive(Value("run")))
         return QStringLiteral("not a place in the list: %1").arg(Value("run"));
+    const QString when = Value("color");
+    if (Has("color") && !IsValueOf("color", when))
+        return QStringLiteral("--color takes auto, always or never, not '%1'").arg(when);
     if (Has("pictures") && Value("pictures").isEmpty())
         return QStringLiteral("--pictures needs a folder");
     return QString();
@@ -280,32 +241,37 @@ Consent CommandLine::GetConsent() const
     return { Has("yes"), Has("allow-removals"), Has("dry-run"), Has("download-only") };
 }
 
-QString CommandLine::Help(const Command* command)
+QList<const Command*> CommandLine::Commands()
 {
-    if (command) {
-        const QString own = OptionLines(command);
-        return QStringLiteral("Usage: pakmart [OPTION]... %1\n\n%2\n")
-                   .arg(Synopsis(*command), QLatin1String(command->summary))
-            + (own.isEmpty() ? QString() : QLatin1String("\nOptions of this command:\n") + own)
-            + QLatin1String("\nOptions of all commands:\n") + OptionLines(nullptr);
-    }
-    QString text = QStringLiteral("Usage: pakmart [OPTION]... COMMAND [ARGUMENT]...\n\n"
-                                  "Installs and removes the products of the Pakmart store.\n\n"
-                                  "Commands:\n");
-    for (const Command& one : commands)
-        text += Line(Synopsis(one), one.summary);
-    text += QLatin1String("\nA NAME is a serial number, the name of a product, or of a package.\n"
-                          "\nOptions:\n");
-    for (const Option& option : options)
-        text += OptionLine(option);
-    return text
-        + QLatin1String("\nExit status: 0 done, 1 failed, 2 usage, 3 declined, 130 interrupted.\n");
+    QList<const Command*> all;
+    for (const Command& command : commands)
+        all << &command;
+    return all;
 }
 
-QStringList CommandLine::CommandNames()
+const Command* CommandLine::Find(const QString& name)
 {
-    QStringList names;
-    for (const Command& command : commands)
-        names << QLatin1String(command.name);
-    return names;
+    const auto found
+        = std::find_if(std::begin(commands), std::end(commands),
+                       [&](const Command& c) { return name == QLatin1String(c.name); });
+    return found == std::end(commands) ? nullptr : found;
+}
+
+QList<const Option*> CommandLine::AllOptions()
+{
+    QList<const Option*> all;
+    for (const Option& option : options)
+        all << &option;
+    return all;
+}
+
+QList<const Option*> CommandLine::OptionsOf(const Command* command)
+{
+    QList<const Option*> some;
+    for (const Option& option : options) {
+        const QString name = QLatin1String(option.name);
+        if (command ? command->options.contains(name) : CommandsWith(name).isEmpty())
+            some << &option;
+    }
+    return some;
 }

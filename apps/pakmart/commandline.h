@@ -1,17 +1,20 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// The parsed command line, and the one table of commands from which the help comes.
+// The parsed command line, and the one table of commands: help and completion are made of
+// it, and the manual page is compared with it.
 
 #pragma once
 
 #include "transaction.h"
 
 #include <QCommandLineParser>
+#include <QList>
 #include <QStringList>
 
 class Console;
 struct Command;
+struct Option;
 
 class CommandLine
 {
@@ -28,10 +31,12 @@ public:
     QString Value(const char* option) const { return m_parser.value(QLatin1String(option)); }
     Consent GetConsent() const;
 
-    // The help for one command, or for all with null.
-    static QString Help(const Command* command);
-    // The commands' names and long options, for the shells.
-    static QStringList CommandNames();
+    static QList<const Command*> Commands();
+    static const Command* Find(const QString& name); // null if there is no such command
+    static QList<const Option*> AllOptions();
+    // The options that only some commands have and this one has; with null those of all
+    // commands.
+    static QList<const Option*> OptionsOf(const Command* command);
 
 private:
     QString CheckOptions() const;
@@ -42,6 +47,9 @@ private:
     QStringList m_arguments;
 };
 
+// What the arguments of a command are, for completion.
+enum class Takes { Anything, Products, Packages, Category, Command };
+
 // A command, with the options that not all commands have.
 struct Command {
     const char* name;
@@ -50,4 +58,16 @@ struct Command {
     QStringList options;
     const char* summary;
     int (*run)(Console& console, const CommandLine& line);
+    Takes takes = Takes::Anything;
 };
+
+struct Option {
+    const char* name;
+    const char* shortName;
+    const char* value; // what it takes; null: nothing
+    const char* summary;
+    const char* values = ""; // the possible ones, if only some are
+};
+
+// The help for one command, or for all with null.
+QString HelpText(const Command* command);

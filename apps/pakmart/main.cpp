@@ -5,6 +5,7 @@
 
 #include "commandline.h"
 #include "commands.h"
+#include "completion.h"
 #include "console.h"
 #include "ownhome.h"
 
@@ -75,15 +76,13 @@ int Refuse(const QString& why)
 int Help(const CommandLine& line)
 {
     const Command* command = line.Chosen();
+    const QString name = line.Arguments().value(0);
     if (command && !command->run) {
-        CommandLine other;
-        const QString name = line.Arguments().value(0);
-        if (!name.isEmpty() && !CommandLine::CommandNames().contains(name))
+        command = CommandLine::Find(name);
+        if (!command && !name.isEmpty())
             return Refuse(QStringLiteral("unknown command: %1").arg(name));
-        other.Parse({ name, QStringLiteral("--help") });
-        command = name.isEmpty() ? nullptr : other.Chosen();
     }
-    return Print(CommandLine::Help(command));
+    return Print(HelpText(command));
 }
 
 // Only dialogs need a display.
@@ -103,6 +102,8 @@ int main(int argc, char** argv)
     QStringList words;
     for (int i = 1; i < argc; ++i)
         words << QString::fromLocal8Bit(argv[i]);
+    if (words.value(0) == QLatin1String("--complete"))
+        return Print(Completions(words.mid(1)));
     CommandLine line;
     const QString wrong = line.Parse(words);
     if (!wrong.isEmpty())

@@ -55,6 +55,26 @@ def page_statuses(source):
     return set(re.findall(r"^\.It (\d+)$", section[1], flags=re.M)) if section else set()
 
 
+def as_page_item(usage):
+    """A command of the help as the page has it: "install NAME..." is ".It Cm install Ar name ..."."""
+    words = []
+    for word in usage.replace("...", " ...").split():
+        plain = word.strip("[]")
+        kind = "" if plain == "..." else "Ar " if plain.isupper() else "Cm "
+        words.append(("Op " if word.startswith("[") else "") + kind + plain.lower())
+    return ".It " + " ".join(words)
+
+
+def demand_usages(program, text, source):
+    """Each command takes the same arguments in the page as in the help."""
+    block = re.search(r"^Commands:?\n(.*?)(?=^\S)", text, flags=re.M | re.S)
+    usages = re.findall(r"^  ([a-z][a-z-]*(?: \S+)*?)(?:  |$)", block[1], flags=re.M) if block else []
+    for usage in usages:
+        item = as_page_item(usage)
+        if not any(line == item or line.startswith(item + " Op Fl") for line in source.splitlines()):
+            faults.append(f"{program}: '{item}' is not in the manual page")
+
+
 def demand_same(program, what, told, written):
     for name in sorted(told - written):
         faults.append(f"{program}: {what} {name} is not in the manual page")
@@ -74,6 +94,8 @@ def check(program, page):
         text += "\n" + output(program, *words)
     demand_same(program.name, "option", options(text), options(rendered))
     demand_same(program.name, "command", commands(text), page_commands(source))
+    if program.name == "pakmart":
+        demand_usages(program.name, text, source)
     if statuses(text) is not None:
         demand_same(program.name, "exit status", statuses(text), page_statuses(source))
 

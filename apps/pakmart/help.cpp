@@ -1,0 +1,66 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The help, from the table of commands.
+
+#include "commandline.h"
+
+namespace
+{
+
+QString Line(const QString& left, const char* summary)
+{
+    constexpr int column = 27;
+    return QLatin1String("  ") + left.leftJustified(column - 2)
+        + (left.size() > column - 3 ? QLatin1String("\n") + QString(column, QLatin1Char(' '))
+                                    : QString())
+        + QLatin1String(summary) + QLatin1Char('\n');
+}
+
+QString OptionLine(const Option& option)
+{
+    const QString shortName = *option.shortName
+        ? QStringLiteral("-%1, ").arg(QLatin1String(option.shortName))
+        : QStringLiteral("    ");
+    const QString value = option.value ? QLatin1Char(' ') + QLatin1String(option.value) : QString();
+    return Line(shortName + QLatin1String("--") + QLatin1String(option.name) + value,
+                option.summary);
+}
+
+QString OptionLines(const Command* command)
+{
+    QString text;
+    for (const Option* option : CommandLine::OptionsOf(command))
+        text += OptionLine(*option);
+    return text;
+}
+
+QString Synopsis(const Command& command)
+{
+    return (QLatin1String(command.name) + QLatin1Char(' ') + QLatin1String(command.arguments))
+        .trimmed();
+}
+
+} // namespace
+
+QString HelpText(const Command* command)
+{
+    if (command) {
+        const QString own = OptionLines(command);
+        return QStringLiteral("Usage: pakmart [OPTION]... %1\n\n%2\n")
+                   .arg(Synopsis(*command), QLatin1String(command->summary))
+            + (own.isEmpty() ? QString() : QLatin1String("\nOptions of this command:\n") + own)
+            + QLatin1String("\nOptions of all commands:\n") + OptionLines(nullptr);
+    }
+    QString text = QStringLiteral("Usage: pakmart [OPTION]... COMMAND [ARGUMENT]...\n\n"
+                                  "Installs and removes the products of the Pakmart store.\n\n"
+                                  "Commands:\n");
+    for (const Command* one : CommandLine::Commands())
+        text += Line(Synopsis(*one), one->summary);
+    text += QLatin1String("\nA NAME is a serial number, the name of a product, or of a package.\n"
+                          "\nOptions:\n");
+    for (const Option* option : CommandLine::AllOptions())
+        text += OptionLine(*option);
+    return text
+        + QLatin1String("\nExit status: 0 done, 1 failed, 2 usage, 3 declined, 130 interrupted.\n");
+}
