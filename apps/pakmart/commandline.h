@@ -59,6 +59,7 @@ struct Command {
     const char* summary;
     int (*run)(Console& console, const CommandLine& line);
     Takes takes = Takes::Anything;
+    bool isList = false; // of any length, made without waiting for the store
 };
 
 struct Option {

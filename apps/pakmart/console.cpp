@@ -4,6 +4,7 @@
 #include "console.h"
 
 #include "layout.h"
+#include "pager.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -58,6 +59,32 @@ bool CanRedraw()
     return !kind.isEmpty() && kind != "dumb";
 }
 
+// The lines that the terminal shows at once.
+int TerminalHeight(int fd)
+{
+    winsize size;
+    return ioctl(fd, TIOCGWINSZ, &size) == 0 && size.ws_row > 0 ? size.ws_row : 24;
+}
+
+// Whether there are colours, by https://no-color.org and the kind of the terminal.
+bool HasColors(const QString& wanted, bool canRedraw)
+{
+    if (wanted == QLatin1String("always") || wanted == QLatin1String("never"))
+        return wanted == QLatin1String("always");
+    return canRedraw && qgetenv("NO_COLOR").isEmpty();
+}
+
+// Each line by itself, as pagers and narrow terminals need it.
+QString Painted(QString lines, Color color)
+{
+    static const char* const codes[] = { "", "1", "32", "33", "1;31" };
+    const QString begin
+        = QStringLiteral("\x1b[%1m").arg(QLatin1String(codes[static_cast<int>(color)]));
+    const QString end = QStringLiteral("\x1b[0m");
+    lines.replace(QLatin1Char('\n'), end + QLatin1Char('\n') + begin);
+    return begin + lines + end;
+}
+
 bool IsUnprintable(QChar c)
 {
     switch (c.category()) {
@@ -104,6 +131,8 @@ Console::Console(const Style& style)
 {
     m_terminal = isatty(m_out) != 0;
     m_bars = m_terminal && CanRedraw();
+    m_colors = HasColors(style.color, m_bars);
+    m_collects = style.pages && m_terminal && !style.json && !Pager::Command().isEmpty();
     m_logFile = OpenLog();
     if (m_logFile.isEmpty()) {
         const int null = open("/dev/null", O_WRONLY | O_CLOEXEC);
@@ -115,6 +144,8 @@ Console::Console(const Style& style)
 Console::~Console()
 {
     ClearBar();
+    EndPage();
+    m_pager.reset();
     std::fflush(stdout);
     dup2(m_out, STDOUT_FILENO);
     close(m_out);
@@ -128,11 +159,14 @@ QString Console::LogFile() const
 
 void Console::Write(const QByteArray& bytes)
 {
-    for (int done = 0; done < bytes.size() && m_written;) {
+    const int out = m_pager ? m_pager->Input() : m_out;
+    for (int done = 0; done < bytes.size() && m_written && !m_leftEarly;) {
         const ssize_t count
-            = ::write(m_out, bytes.constData() + done, std::size_t(bytes.size() - done));
-        if (count < 0 && errno == EAGAIN) {
-            pollfd output{ m_out, POLLOUT, 0 };
+            = ::write(out, bytes.constData() + done, std::size_t(bytes.size() - done));
+        if (count < 0 && errno == EPIPE && m_pager) {
+            m_leftEarly = true;
+        } else if (count < 0 && errno == EAGAIN) {
+            pollfd output{ out, POLLOUT, 0 };
             poll(&output, 1, -1);
         } else if (count < 0 && errno != EINTR) {
             m_written = false;
@@ -140,6 +174,30 @@ void Console::Write(const QByteArray& bytes)
         }
         done += count > 0 ? int(count) : 0;
     }
+}
+
+// A list that fits is written when it is complete; one that does not is the pager's.
+void Console::WriteLines(const QByteArray& lines)
+{
+    if (!m_collects)
+        return Write(lines);
+    m_page += lines;
+    if (m_page.count('\n') >= TerminalHeight(m_out))
+        BeginPage();
+}
+
+void Console::BeginPage()
+{
+    m_pager = std::make_unique<Pager>();
+    if (!m_pager->Start(m_out))
+        m_pager.reset();
+    EndPage();
+}
+
+void Console::EndPage()
+{
+    m_collects = false;
+    Write(std::exchange(m_page, QByteArray()));
 }
 
 int Console::Width() const
@@ -175,22 +233,24 @@ void Console::FinishJson(bool failed)
         SayJson(m_error);
 }
 
-void Console::Say(const QString& lines)
+void Console::Say(const QString& lines, Color color)
 {
     if (m_style.json)
         return;
     ClearBar();
-    Write(Printable(lines).toUtf8() + '\n');
+    const QString text = Printable(lines);
+    WriteLines((m_colors && color != Color::None ? Painted(text, color) : text).toUtf8() + '\n');
 }
 
-void Console::SayText(const QString& text)
+void Console::SayText(const QString& text, Color color)
 {
-    Say(Wrapped(Printable(text), Width(), 0));
+    Say(Wrapped(Printable(text), Width(), 0), color);
 }
 
 void Console::Complain(const QString& text)
 {
     ClearBar();
+    EndPage(); // what was said before comes before
     QString lines = Printable(text).trimmed();
     lines.replace(QLatin1Char('\n'), QLatin1String("\n  "));
     std::fprintf(stderr, "pakmart: %s\n", qUtf8Printable(lines));

@@ -13,6 +13,12 @@
 #include <QJsonObject>
 #include <QString>
 #include <functional>
+#include <memory>
+
+class Pager;
+
+// The colours of whole lines. They only stress what the text says.
+enum class Color { None, Title, Good, Notable, Removal };
 
 class Console
 {
@@ -21,6 +27,9 @@ public:
     struct Style {
         bool verbose = false; // the lines of the package tools
         bool json = false;
+        // Whether a list that is longer than the terminal goes through the pager.
+        bool pages = false;
+        QString color; // "always", "never", otherwise as the terminal and NO_COLOR say
     };
 
     explicit Console(const Style& style);
@@ -38,8 +47,8 @@ public:
     int Width() const;
 
     // On standard output; nothing with `json`.
-    void Say(const QString& lines); // unchanged
-    void SayText(const QString& text); // wrapped to the width
+    void Say(const QString& lines, Color color = Color::None); // unchanged
+    void SayText(const QString& text, Color color = Color::None); // wrapped to the width
     // With `json`: the result, on one line, without any unprintable character.
     void SayJson(const QJsonArray& array);
     void SayJson(const QJsonObject& object);
@@ -71,12 +80,20 @@ private:
     void DrawBar();
     void ClearBar();
     void Write(const QByteArray& bytes);
+    void WriteLines(const QByteArray& lines);
+    void BeginPage();
+    void EndPage();
     void WriteJson(const QJsonDocument& document);
 
     const Style m_style;
     int m_out; // the real standard output
     bool m_terminal;
     bool m_bars;
+    bool m_colors;
+    bool m_collects; // lines, until they are more than the terminal has
+    bool m_leftEarly = false; // the pager
+    QByteArray m_page;
+    std::unique_ptr<Pager> m_pager;
     bool m_barDrawn = false;
     bool m_written = true;
     bool m_hasResult = false;

@@ -42,9 +42,21 @@ void LeaveOutLocale(QtMsgType type, const QMessageLogContext& context, const QSt
         messages(type, context, text);
 }
 
+Console::Style StyleOf(const CommandLine& line)
+{
+    const bool isHistory = line.Chosen()->name == QLatin1String("history");
+    const bool isList = line.Chosen()->isList || (isHistory && line.Arguments().isEmpty());
+    Console::Style style;
+    style.verbose = line.Has("verbose");
+    style.json = line.Has("json");
+    style.pages = isList && !style.verbose && !line.Has("no-pager");
+    style.color = line.Value("color");
+    return style;
+}
+
 int RunCommand(const CommandLine& line)
 {
-    Console console({ line.Has("verbose"), line.Has("json") });
+    Console console(StyleOf(line));
     qInstallMessageHandler(WriteQtMessage);
     Interrupt::Install();
     int status = line.Chosen()->run(console, line);

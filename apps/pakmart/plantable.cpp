@@ -64,7 +64,7 @@ QStringList CellsOfRow(const PlanRow& row)
 }
 
 // In columns where they fit, otherwise wrapped.
-void SayRows(Console& console, const QList<QStringList>& rows)
+void SayRows(Console& console, const QList<QStringList>& rows, Color color)
 {
     QVector<int> widths(4, 0);
     for (const QStringList& row : rows) {
@@ -80,7 +80,7 @@ void SayRows(Console& console, const QList<QStringList>& rows)
                 line += (fits ? Padded(row[i], widths[i]) : row[i]) + QLatin1String("  ");
         while (line.endsWith(QLatin1Char(' ')))
             line.chop(1);
-        console.Say(Wrapped(line, width, 2));
+        console.Say(Wrapped(line, width, 2), color);
     }
 }
 
@@ -93,8 +93,9 @@ void SayPart(Console& console, const Plan& plan, const Words& part)
     }
     if (rows.isEmpty())
         return;
-    console.SayText(QLatin1String(part.title));
-    SayRows(console, rows);
+    const bool isRemoval = part.action == PlanRow::Removed;
+    console.SayText(QLatin1String(part.title), isRemoval ? Color::Removal : Color::Title);
+    SayRows(console, rows, isRemoval ? Color::Removal : Color::None);
 }
 
 QString DiskText(qint64 bytes)

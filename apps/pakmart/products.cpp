@@ -48,6 +48,18 @@ QString StateOf(const Product& product, const DpkgStatus& packages)
         : QStringLiteral("installed");
 }
 
+namespace
+{
+
+Color ColorOf(const QString& state)
+{
+    if (state.isEmpty())
+        return Color::None;
+    return state == QLatin1String("upgradable") ? Color::Notable : Color::Good;
+}
+
+} // namespace
+
 void SayProducts(Console& display, const QList<Product>& products)
 {
     const DpkgStatus packages = ReadDpkgStatus();
@@ -63,7 +75,8 @@ void SayProducts(Console& display, const QList<Product>& products)
             = product.summary.isEmpty() ? QString() : QLatin1String(": ") + product.summary;
         display.Say(Fitted(QStringLiteral("%1  ").arg(product.serial, digits) + product.name + mark
                                + summary,
-                           display.Width()));
+                           display.Width()),
+                    ColorOf(state));
         QJsonObject object = ProductAsJson(product);
         object[QStringLiteral("state")] = state.isEmpty() ? QStringLiteral("available") : state;
         all << object;

@@ -1,7 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Finding products by words, in the order that ProductSearch gives them.
+// Finding products by words: applications first, then libraries, each in the order that
+// ProductSearch gives them.
 
 #include "commands.h"
 #include "console.h"
@@ -23,7 +24,21 @@ std::string_view FirstLine(const std::string& text)
     return std::string_view(text).substr(0, text.find('\n'));
 }
 
+// Whether a category holds parts of programs only. A store that was made of a Debian archive
+// has the archive's sections as categories, such as "libs" and "contrib/libs".
+bool HoldsLibraries(std::string_view category)
+{
+    static constexpr std::string_view sections[]
+        = { "libs", "libdevel", "oldlibs", "debug", "introspection" };
+    std::string folded;
+    ProductSearch::Fold(category, folded);
+    const std::string_view section
+        = std::string_view(folded).substr(folded.rfind('/') + 1); // npos + 1 is 0
+    return std::find(std::begin(sections), std::end(sections), section) != std::end(sections);
+}
+
 struct Hit {
+    bool isLibrary;
     int rank;
     Product product;
 };
@@ -31,6 +46,8 @@ struct Hit {
 QList<Product> InOrder(std::vector<Hit>& hits)
 {
     std::sort(hits.begin(), hits.end(), [](const Hit& a, const Hit& b) {
+        if (a.isLibrary != b.isLibrary)
+            return b.isLibrary;
         if (a.rank != b.rank)
             return a.rank < b.rank;
         const int order = QString::compare(a.product.name, b.product.name, Qt::CaseInsensitive);
@@ -64,7 +81,7 @@ int SearchCommand(Console& display, const QStringList& words)
         const int rank = search.RankOf(scan.Name(), scan.PackageName(), FirstLine(description),
                                        [&description] { return std::string_view(description); });
         if (rank >= 0)
-            hits.push_back({ rank, ProductOf(scan) });
+            hits.push_back({ HoldsLibraries(scan.Category()), rank, ProductOf(scan) });
     }
     const QList<Product> products = InOrder(hits);
     SayProducts(display, products);

@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
 // What a terminal would show: rows of any length, so that a line that is too long is
-// noticed. It understands the line end, the carriage return and erasing the rest of a
-// line; anything else that moves the cursor is an error.
+// noticed. It understands the line end, the carriage return, erasing the rest of a
+// line, and colours, which it does not keep; anything else that moves the cursor is an error.
 
 #pragma once
 
@@ -66,10 +66,12 @@ private:
     }
     void takeEscape(char32_t character)
     {
-        if (character == '[')
+        const bool isNumber = character >= '0' && character <= '9';
+        if (character == '[' || character == ';' || isNumber)
             return;
-        m_sound = m_sound && character == 'K';
-        m_row.resize(std::min(int(m_row.size()), m_column));
+        m_sound = m_sound && (character == 'K' || character == 'm');
+        if (character != 'm')
+            m_row.resize(std::min(int(m_row.size()), m_column));
         m_escape = false;
     }
     void put(char32_t character)

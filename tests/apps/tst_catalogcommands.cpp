@@ -361,6 +361,20 @@ private slots:
         QCOMPARE(found("text   editor").size(), 3);
     }
 
+    void applicationsComeBeforeLibraries()
+    {
+        const auto product = [](int serial, const char* name, const char* category) {
+            return "Serial: " + QByteArray::number(serial) + "\nName: " + name
+                + "\nCategory: " + category + "\nPackage: p" + QByteArray::number(serial)
+                + "\nDescription: star\n\n";
+        };
+        setProducts(product(1, "star", "libs") + product(2, "star2", "contrib/libdevel")
+                    + product(3, "star3", "Oldlibs") + product(4, "other", "Games")
+                    + product(5, "star5", "libs and more") + product(6, "star6", "debug"));
+        QCOMPARE(pakmart("update").status, 0);
+        QCOMPARE(found("star"), (QList<int>{ 5, 4, 1, 2, 3, 6 }));
+    }
+
     void searchFindsLettersOfEveryKind()
     {
         setProducts(Stanza(1, "Möbius & <b>", "p1", "x") + Stanza(2, "Кости", "p2", "x")

@@ -257,7 +257,7 @@ private slots:
                                                 { "installed" },
                                                 { "recent" },
                                                 { "register" } }) {
-            Terminal terminal(PAKMART, words, columns);
+            Terminal terminal(PAKMART, words + QList<QByteArray>{ "--no-pager" }, columns);
             QCOMPARE(terminal.end(), 0);
             QVERIFY2(terminal.screen().widest() <= columns,
                      words.join(' ') + ' ' + QByteArray::number(terminal.screen().widest()));
