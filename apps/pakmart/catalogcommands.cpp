@@ -223,6 +223,7 @@ int ShowCommand(Console& display, const QStringList& names)
         SayDetails(display, scan, installed);
         all << DetailsAsJson(scan, installed);
     }
-    display.SayJson(all);
+    if (status == ExitDone)
+        display.SayJson(all);
     return status;
 }

@@ -1,0 +1,127 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The output of every command with --json is as the schema says, failures included.
+
+#include "tests/apps/demomachine.h"
+#include "tests/common/statusfile.h"
+
+#include <QtTest>
+
+class JsonTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    DemoMachine m_machine;
+    QByteArray m_outputs;
+
+    static QStringList wordsOf(const QString& text)
+    {
+        return text.split(QLatin1Char(' '), Qt::SkipEmptyParts);
+    }
+    // Runs a command, and keeps its line for the comparison with the schema.
+    void run(const char* words, int status)
+    {
+        const QStringList list = wordsOf(QLatin1String(words));
+        const auto result = DemoMachine::pakmart(list + QStringList(QStringLiteral("--json")));
+        QVERIFY2(result.status == status,
+                 qPrintable(QLatin1String(words) + QLatin1String(": ") + result.out + result.err));
+        QVERIFY2(result.out.endsWith(QLatin1Char('\n')) && result.out.count(QLatin1Char('\n')) == 1,
+                 qPrintable(QLatin1String(words) + QLatin1String(": ") + result.out));
+        m_outputs += list.first().toUtf8() + '\t' + QByteArray::number(result.status) + '\t'
+            + result.out.toUtf8();
+    }
+    void runAll(std::initializer_list<const char*> commands, int status)
+    {
+        for (const char* words : commands)
+            run(words, status);
+    }
+
+private slots:
+    void initTestCase() { QVERIFY(m_machine.setUp()); }
+
+    void withoutACatalog()
+    {
+        runAll({ "categories", "list Games", "list --installed", "search x", "show 1001",
+                 "recent --run 1", "forget 5" },
+               1);
+        runAll({ "history", "recent", "installed" }, 0);
+    }
+
+    void withTheStore()
+    {
+        runAll({ "update",
+                 "update",
+                 "categories",
+                 "list Games",
+                 "search dice",
+                 "show 1001 1003",
+                 "install --dry-run 1001",
+                 "install --yes 1001",
+                 "list --installed",
+                 "list --upgradable",
+                 "installed",
+                 "installed *land*",
+                 "depends starlander",
+                 "why libpixel",
+                 "hold starlander",
+                 "unhold starlander",
+                 "reinstall --dry-run starlander",
+                 "reinstall --yes starlander",
+                 "upgrade --dry-run",
+                 "upgrade --yes",
+                 "repair --check",
+                 "repair --yes",
+                 "recent",
+                 "remove --dry-run libpixel",
+                 "update-sources",
+                 "aisles",
+                 "sync",
+                 "status",
+                 "os-update --dry-run",
+                 "os-update --yes",
+                 "register",
+                 "forget 1001",
+                 "remove --yes --allow-removals starlander libpixel",
+                 "history" },
+               0);
+    }
+
+    void failures()
+    {
+        runAll({ "install --yes 77777", "install --yes nosuch", "install --yes ./x",
+                 "remove --yes nosuch", "reinstall --yes nosuch", "upgrade --yes nosuch",
+                 "hold nosuch", "unhold nosuch", "depends nosuch", "why nosuch", "show 77777",
+                 "show 1001 77777", "list Nothing", "recent --run 99", "forget 77777" },
+               1);
+    }
+
+    void withoutTheStore()
+    {
+        QVERIFY(m_machine.useServer(QStringLiteral("http://127.0.0.1:9")));
+        runAll({ "update", "update-sources", "aisles", "sync", "status", "register",
+                 "os-update --yes", "install --yes 1001" },
+               1);
+    }
+
+    void allIsAsTheSchemaSays()
+    {
+        const QString outputs = m_machine.dir + QStringLiteral("/outputs");
+        QVERIFY(WriteTextFile(outputs, m_outputs));
+        QStringList commands;
+        const QString lines = DemoMachine::pakmart({ QStringLiteral("--complete"), QString() }).out;
+        for (const QString& line : lines.split(QLatin1Char('\n'), Qt::SkipEmptyParts))
+            commands << line.section(QLatin1Char('\t'), 0, 0);
+        QVERIFY(commands.removeOne(QStringLiteral("help")));
+        QProcess check;
+        check.start(QStringLiteral("python3"),
+                    QStringList{ QStringLiteral(CHECK), QStringLiteral(SCHEMA), outputs }
+                        + commands);
+        QVERIFY(check.waitForFinished(60000));
+        QVERIFY2(check.exitCode() == 0, check.readAllStandardError().constData());
+    }
+};
+
+QTEST_GUILESS_MAIN(JsonTest)
+#include "tst_json.moc"
