@@ -85,7 +85,7 @@ const Command commands[] = {
       [](Console& c, const CommandLine& l) {
           return l.Arguments().isEmpty() ? HistoryCommand(c)
                                          : UndoCommand(c, l.Arguments()[1].toInt(), l.GetConsent());
-      }, Takes::Anything, true },
+      } },
     { "recent", "", 0, 0, { QStringLiteral("run") }, "show the applications used last, newest first",
       [](Console& c, const CommandLine& l) { return RecentCommand(c, l.Value("run").toInt()); } },
     { "forget", "SERIAL...", 1, many, none, "take applications out of that list",

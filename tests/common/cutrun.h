@@ -3,7 +3,7 @@
 
 // Runs a program and kills something before the k-th change of a file, whichever process
 // is about to make the change and through whatever library: either that process, or the
-// program with everything that it started.
+// program with everything that it started. Or the change alone is refused, as by a full disk.
 //
 // The kernel stops the processes before each such call: a filter (seccomp) selects the
 // calls, and a tracer (ptrace) counts them. Syncing is not counted: a killed process
@@ -30,11 +30,13 @@
 #include <sys/ptrace.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/user.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
 
-enum class Killed { All, One, OneAsked }; // asked: by SIGTERM, which arrives after the change
+// OneAsked: by SIGTERM, which arrives after the change. None: the change is refused.
+enum class Killed { All, One, OneAsked, None };
 
 struct CutRun {
     bool traced; // false if this system does not allow tracing
@@ -206,7 +208,7 @@ private:
     {
         const int event = status >> 16;
         if (event == PTRACE_EVENT_SECCOMP && isChange(task) && m_run.changes++ == m_k)
-            cut(task);
+            m_killed == Killed::None ? refuse(task) : cut(task);
         if (m_run.cut && m_killed == Killed::All)
             kill(task, SIGKILL); // also one that has just appeared
         const int signal = WSTOPSIG(status);
@@ -220,6 +222,20 @@ private:
         for (const pid_t task : m_tasks)
             if (m_killed == Killed::All || task == changing)
                 kill(task, m_killed == Killed::OneAsked ? SIGTERM : SIGKILL);
+    }
+    // The kernel makes no call with the number -1, and returns what is there already.
+    void refuse(pid_t task)
+    {
+#ifdef __x86_64__
+        user_regs_struct registers;
+        if (ptrace(PTRACE_GETREGS, task, nullptr, &registers) != 0)
+            return;
+        registers.orig_rax = static_cast<unsigned long long>(-1);
+        registers.rax = static_cast<unsigned long long>(-ENOSPC);
+        m_run.cut = ptrace(PTRACE_SETREGS, task, nullptr, &registers) == 0;
+#else
+        static_cast<void>(task);
+#endif
     }
     bool isChange(pid_t task)
     {
