@@ -10,6 +10,7 @@
 #include "transaction.h"
 
 #include <QJsonArray>
+#include <algorithm>
 
 using Pakmart::Plan;
 using Pakmart::PlanRow;
@@ -58,6 +59,23 @@ int ReinstallCommand(Console& console, const QStringList& names, const Consent& 
     return CarryOut(console, change);
 }
 
+namespace
+{
+
+// Whether an upgrade of these packages was broken off. To apt-get they have their new versions
+// already, so an upgrade would change nothing; an install sets them up.
+bool WereBrokenOff(const QStringList& packages)
+{
+    const DpkgStatus status = ReadDpkgStatus();
+    const auto stateOf = [&status](const QString& name) { return status.Of(name.toStdString()); };
+    return std::any_of(packages.begin(), packages.end(),
+                       [&](const QString& name) { return stateOf(name).IsHalfWay(); })
+        && std::none_of(packages.begin(), packages.end(),
+                        [&](const QString& name) { return stateOf(name).IsGone(); });
+}
+
+} // namespace
+
 int UpgradeCommand(Console& console, const QStringList& names, const Consent& consent)
 {
     Change change{ { Request::Upgrade },
@@ -67,6 +85,8 @@ int UpgradeCommand(Console& console, const QStringList& names, const Consent& co
                    QStringLiteral("There is nothing to upgrade.") };
     if (!FindPackages(console, names, change.request.packages))
         return ExitFailed;
+    if (WereBrokenOff(change.request.packages))
+        change.request.kind = Request::Install;
     return CarryOut(console, change);
 }
 
