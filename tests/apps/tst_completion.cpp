@@ -97,6 +97,8 @@ private slots:
                 + "\nCategory: " + name.toUtf8() + "\nPackage: evil" + QByteArray::number(serial)
                 + "\nDescription: d\n\n";
         }
+        products += "Serial: 78000\nName: \"Quoted\nCategory: Games\nPackage: quoted\n"
+                    "Description: d\n\n";
         QVERIFY(WriteTextFile(m_machine.store() + QStringLiteral("/products"), products));
         const auto update = m_machine.pakmart({ QStringLiteral("update") });
         QVERIFY2(update.status == 0, qPrintable(update.err));
@@ -155,7 +157,7 @@ private slots:
             = bashOffers({ name, QStringLiteral("list"), QStringLiteral("Evil\\ ") });
         QCOMPARE(categories.read.size(), evilNames().filter(QStringLiteral("Evil ")).size());
         // Within a quotation that the user has begun there is no safe spelling.
-        for (const char* begun : { "'Evil", "\"Evil", "Ev'il", "$Evil", "`Evil" })
+        for (const char* begun : { "'Evil", "\"Quoted", "\"Evil", "Ev'il", "$Evil", "`Evil" })
             QCOMPARE(bashOffers({ name, QStringLiteral("show"), QLatin1String(begun) }).written,
                      QStringList());
     }
@@ -223,6 +225,7 @@ private slots:
         QCOMPARE(offers("pakmart install starl"),
                  QStringList(QStringLiteral("starlander\tStar Lander")));
         QCOMPARE(offers("pakmart status --colo").size(), 1);
+        QVERIFY(offers("pakmart ").size() > 20);
         QCOMPARE(offers("pakmart show 'Evil").size(), int(std::size(hostileNames)));
         QCOMPARE(offers("pakmart show Evil\\ ").size(),
                  evilNames().filter(QStringLiteral("Evil ")).size());

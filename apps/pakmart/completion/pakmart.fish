@@ -7,7 +7,7 @@
 function __pakmart_complete
     set -l words (commandline -opc)
     set -l word (commandline -ct)
-    set -l plain (string unescape -- $word)
+    set -l plain (string unescape -- "$word")
     and set word $plain
     pakmart --complete $words[2..-1] "$word" 2>/dev/null
 end
