@@ -199,7 +199,6 @@ private slots:
             terminal.type((begin + "; echo 're'ady\n").constData());
             QVERIFY(terminal.awaits("ready\r"));
             terminal.type((QByteArray("pakmart show ") + typed + '\t').constData());
-            QTest::qWait(1500);
             terminal.type("\n");
             QVERIFY2(terminal.awaits("Serial"), terminal.written().constData());
             terminal.type("exit\n");
