@@ -58,6 +58,7 @@ private slots:
                  "search dice",
                  "show 1001 1003",
                  "install --dry-run 1001",
+                 "install --yes --download-only 1003",
                  "install --yes 1001",
                  "list --installed",
                  "list --upgradable",
@@ -83,8 +84,12 @@ private slots:
                  "os-update --yes",
                  "register",
                  "forget 1001",
-                 "remove --yes --allow-removals starlander libpixel",
-                 "history" },
+                 "remove --yes starlander",
+                 "autoremove --dry-run",
+                 "autoremove --yes",
+                 "history",
+                 "history undo --dry-run 1",
+                 "history undo --yes 1" },
                0);
     }
 
@@ -93,7 +98,8 @@ private slots:
         runAll({ "install --yes 77777", "install --yes nosuch", "install --yes ./x",
                  "remove --yes nosuch", "reinstall --yes nosuch", "upgrade --yes nosuch",
                  "hold nosuch", "unhold nosuch", "depends nosuch", "why nosuch", "show 77777",
-                 "show 1001 77777", "list Nothing", "recent --run 99", "forget 77777" },
+                 "show 1001 77777", "list Nothing", "recent --run 99", "forget 77777",
+                 "history undo --yes 99" },
                1);
     }
 
