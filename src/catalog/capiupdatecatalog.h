@@ -84,7 +84,7 @@ public slots:
     void onSuccessfulTransfer(QDomElement* pElement) override;
 
 private:
-    class Pass;
+    class VANTRELAGENT_NO_EXPORT Pass;
     bool UpdateInPieces(QIODevice& file, const std::function<bool()>& goOn);
     bool Wait(unsigned aborted);
     void Fail(AgentError::Code code, const QString& details);
