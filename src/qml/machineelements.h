@@ -29,51 +29,58 @@ protected:
     Job* make() override { return new CheckJob(this); }
 };
 
-class RepairElement : public JobElement
+// The base of those that change packages.
+class ChangingElement : public JobElement
 {
     Q_OBJECT
-    // Values with the properties of RepairFinding; also after a failure.
-    Q_PROPERTY(QVariantList findings READ findings NOTIFY finished)
     // Whether the user agrees to removals that nobody asked for.
     Q_PROPERTY(bool allowRemovals MEMBER m_allowRemovals NOTIFY allowRemovalsChanged)
-
-public:
-    explicit RepairElement(QObject* parent = nullptr) : JobElement(parent) { }
-
-    QVariantList findings() const { return list(&RepairJob::findings); }
 
 Q_SIGNALS:
     void allowRemovalsChanged();
 
 protected:
-    Job* make() override;
+    explicit ChangingElement(QObject* parent) : JobElement(parent) { }
+
+    Job* permitted(CommitJob* job) const
+    {
+        job->setAllowRemovals(m_allowRemovals);
+        return job;
+    }
 
 private:
     bool m_allowRemovals = false;
 };
 
+class RepairElement : public ChangingElement
+{
+    Q_OBJECT
+    // Values with the properties of RepairFinding; also after a failure.
+    Q_PROPERTY(QVariantList findings READ findings NOTIFY finished)
+
+public:
+    explicit RepairElement(QObject* parent = nullptr) : ChangingElement(parent) { }
+
+    QVariantList findings() const { return list(&RepairJob::findings); }
+
+protected:
+    Job* make() override { return permitted(new RepairJob(this)); }
+};
+
 // Without a preview. A Transaction with Request.SystemUpdate has one.
-class SystemUpdateElement : public JobElement
+class SystemUpdateElement : public ChangingElement
 {
     Q_OBJECT
     // Whether this library was updated: the host should be restarted.
     Q_PROPERTY(bool agentUpdated READ isAgentUpdated NOTIFY finished)
-    // Whether the user agrees to removals that nobody asked for.
-    Q_PROPERTY(bool allowRemovals MEMBER m_allowRemovals NOTIFY allowRemovalsChanged)
 
 public:
-    explicit SystemUpdateElement(QObject* parent = nullptr) : JobElement(parent) { }
+    explicit SystemUpdateElement(QObject* parent = nullptr) : ChangingElement(parent) { }
 
     bool isAgentUpdated() const { return value(&SystemUpdateJob::isAgentUpdated); }
 
-Q_SIGNALS:
-    void allowRemovalsChanged();
-
 protected:
-    Job* make() override;
-
-private:
-    bool m_allowRemovals = false;
+    Job* make() override { return permitted(new SystemUpdateJob(this)); }
 };
 
 } // namespace Pakmart
