@@ -38,6 +38,7 @@ struct Places {
     std::string recent = Agent::RecentFolder();
     QString sources = QFile::decodeName(CRunAptGet::SourcesFile(true).c_str());
     QString lists = QFile::decodeName(CRunAptGet::ListsDir(true).c_str());
+    QString signedLists = Agent::SystemPath(QStringLiteral("/var/lib/pakmart/stores/lists"));
 };
 
 QString Text(const char* text)
@@ -103,8 +104,10 @@ void SearchLists(const Places& places, QList<RepairFinding>& found)
     if (!sources.open(QIODevice::ReadOnly))
         return;
     constexpr int mostBytes = 1024 * 1024;
-    const QStringList lists
-        = QDir(places.lists).entryList({ QStringLiteral("*_Packages*") }, QDir::Files);
+    // Those of stores with a key have a folder of their own, which all accounts share.
+    const QStringList kind{ QStringLiteral("*_Packages*") };
+    const QStringList lists = QDir(places.lists).entryList(kind, QDir::Files)
+        + QDir(places.signedLists).entryList(kind, QDir::Files);
     bool lacks = false;
     for (const QByteArray& line : sources.read(mostBytes).split('\n')) {
         const QString address = AddressIn(line);

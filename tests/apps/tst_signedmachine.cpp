@@ -84,6 +84,9 @@ private slots:
         QVERIFY2(result.status == 0, qPrintable(result.err));
         QVERIFY(isInstalled("starlander") && isInstalled("libpixel"));
         QCOMPARE(m_machine.leftInTree(), QStringList());
+        const DemoMachine::Result check
+            = DemoMachine::pakmart({ QStringLiteral("repair"), QStringLiteral("--check") });
+        QVERIFY2(check.status == 0, qPrintable(check.out + check.err));
         QCOMPARE(DemoMachine::pakmart({ QStringLiteral("remove"), QStringLiteral("--yes"),
                                         QStringLiteral("starlander") })
                      .status,
