@@ -35,7 +35,7 @@ struct Snapshot {
     std::size_t categories = 0;
     bool exists = false;
 
-    QString NameOf(const Product& product) const
+    QString nameOf(const Product& product) const
     {
         return QString::fromUtf8(names.c_str() + product.name);
     }
@@ -118,20 +118,20 @@ QJsonObject Compare(const Snapshot& before, const Snapshot& after)
     auto old = before.products.begin();
     const auto noteGone = [&](int below) {
         for (; old != before.products.end() && old->serial < below; ++old)
-            gone.add(old->serial, before.NameOf(*old));
+            gone.add(old->serial, before.nameOf(*old));
     };
     for (const Snapshot::Product& product : after.products) {
         noteGone(product.serial);
         if (old == before.products.end() || old->serial != product.serial) {
-            added.add(product.serial, after.NameOf(product));
+            added.add(product.serial, after.nameOf(product));
             continue;
         }
         if (old->mark != product.mark)
-            changed.add(product.serial, after.NameOf(product));
+            changed.add(product.serial, after.nameOf(product));
         ++old;
     }
     for (; old != before.products.end(); ++old)
-        gone.add(old->serial, before.NameOf(*old));
+        gone.add(old->serial, before.nameOf(*old));
     return { { QStringLiteral("products"), int(after.products.size()) },
              { QStringLiteral("categories"), int(after.categories) },
              { QStringLiteral("first"), !before.exists },
