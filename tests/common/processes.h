@@ -29,15 +29,26 @@ inline bool IsRunning(int pid)
     return !ProcessFields(QString::number(pid)).isEmpty();
 }
 
-inline QStringList ProcessesOfSession(int session)
+// The processes whose field has this value.
+inline QStringList ProcessesWith(int field, qint64 value)
 {
     QStringList found;
     const QStringList all = QDir(QStringLiteral("/proc")).entryList({ QStringLiteral("[0-9]*") });
     for (const QString& pid : all) {
-        if (ProcessFields(pid).value(3).toInt() == session)
+        if (ProcessFields(pid).value(field).toLongLong() == value)
             found << pid;
     }
     return found;
+}
+
+inline QStringList ProcessesOfSession(int session)
+{
+    return ProcessesWith(3, session);
+}
+
+inline QStringList ChildrenOf(qint64 parent)
+{
+    return ProcessesWith(1, parent);
 }
 
 // For a child that would otherwise wait or work until it is killed.

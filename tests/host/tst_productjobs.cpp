@@ -55,13 +55,9 @@ private:
     static QStringList recorders()
     {
         QStringList found;
-        const QStringList all
-            = QDir(QStringLiteral("/proc")).entryList({ QStringLiteral("[0-9]*") });
-        for (const QString& pid : all) {
+        for (const QString& pid : ChildrenOf(QCoreApplication::applicationPid())) {
             QFile words(QStringLiteral("/proc/") + pid + QStringLiteral("/cmdline"));
-            if (ProcessFields(pid).value(1).toLongLong() == QCoreApplication::applicationPid()
-                && words.open(QIODevice::ReadOnly)
-                && words.readAll().split('\0').value(1) == "record")
+            if (words.open(QIODevice::ReadOnly) && words.readAll().split('\0').value(1) == "record")
                 found << pid;
         }
         return found;

@@ -6,6 +6,7 @@
 
 #include "host/packagejobs.h"
 #include "host/preparejob.h"
+#include "tests/common/processes.h"
 #include "tests/common/statusfile.h"
 #include "tests/host/hostmachine.h"
 
@@ -118,8 +119,11 @@ private slots:
     }
     void init()
     {
+        // A process of the test before may still be about to ask for an inhibition.
+        QTRY_VERIFY_WITH_TIMEOUT(ChildrenOf(QCoreApplication::applicationPid()).isEmpty(), 30000);
         m_machine = std::make_unique<HostMachine>();
         QVERIFY(m_machine->setUp());
+        QCoreApplication::processEvents();
         m_logind.calls.clear();
         m_logind.refuses = false;
     }

@@ -59,6 +59,16 @@ const Task tasks[] = {
 bool stopped = false;
 QEventLoop* waiting = nullptr; // for the stop
 
+// Qt 6 warns about a locale that is not UTF-8 when the application object is made, and standard
+// error is the host's. Texts are UTF-8 in every locale.
+QtMessageHandler messages = nullptr;
+
+void LeaveOutLocale(QtMsgType type, const QMessageLogContext& context, const QString& text)
+{
+    if (!text.startsWith(QLatin1String("Detected locale")))
+        messages(type, context, text);
+}
+
 // The waits of the requests pass events without a rest, which would take a whole core.
 void RestBetweenPasses()
 {
@@ -138,6 +148,7 @@ int main(int argc, char** argv)
     std::signal(SIGHUP, SIG_IGN);
     std::signal(SIGPIPE, SIG_IGN);
     Report report;
+    messages = qInstallMessageHandler(LeaveOutLocale);
     const QCoreApplication application(argc, argv);
     const QStringList words = QCoreApplication::arguments();
     const auto task = std::find_if(std::begin(tasks), std::end(tasks), [&words](const Task& one) {
