@@ -122,9 +122,11 @@ private slots:
         QVERIFY2(sources.err.contains(advice), qPrintable(sources.err));
         serverIs(url);
         const Result update = pakmart("update");
-        QVERIFY2(update.err.startsWith(QLatin1String("pakmart: The store cannot be reached.\n")),
+        QVERIFY2(update.err.contains(QLatin1String("pakmart: The store cannot be reached.\n")),
                  qPrintable(update.err));
-        QVERIFY2(update.err.contains(advice), qPrintable(update.err));
+        // The KIO of Qt 6 says only that it could not connect.
+        if (QT_VERSION < QT_VERSION_CHECK(6, 0, 0))
+            QVERIFY2(update.err.contains(advice), qPrintable(update.err));
         serverIs(m_server->url());
     }
 };

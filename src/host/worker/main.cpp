@@ -22,9 +22,13 @@
 #include <QThread>
 #include <algorithm>
 #include <cerrno>
+#include <clocale>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <iterator>
+#include <langinfo.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <vantrelagent/catalog/savedtree.h>
@@ -59,14 +63,13 @@ const Task tasks[] = {
 bool stopped = false;
 QEventLoop* waiting = nullptr; // for the stop
 
-// Qt 6 warns about a locale that is not UTF-8 when the application object is made, and standard
-// error is the host's. Texts are UTF-8 in every locale.
-QtMessageHandler messages = nullptr;
-
-void LeaveOutLocale(QtMsgType type, const QMessageLogContext& context, const QString& text)
+// Qt 6 warns about a locale that is not UTF-8, here and in KIO's processes, and standard error
+// is the host's. Texts are UTF-8 in every locale.
+void UseUtf8()
 {
-    if (!text.startsWith(QLatin1String("Detected locale")))
-        messages(type, context, text);
+    std::setlocale(LC_ALL, "");
+    if (std::strcmp(nl_langinfo(CODESET), "UTF-8") != 0)
+        setenv("LC_ALL", "C.UTF-8", 1);
 }
 
 // The waits of the requests pass events without a rest, which would take a whole core.
@@ -147,8 +150,8 @@ int main(int argc, char** argv)
     std::signal(SIGINT, SIG_IGN);
     std::signal(SIGHUP, SIG_IGN);
     std::signal(SIGPIPE, SIG_IGN);
+    UseUtf8();
     Report report;
-    messages = qInstallMessageHandler(LeaveOutLocale);
     const QCoreApplication application(argc, argv);
     const QStringList words = QCoreApplication::arguments();
     const auto task = std::find_if(std::begin(tasks), std::end(tasks), [&words](const Task& one) {
