@@ -71,7 +71,7 @@ bool Pager::Start(int terminal)
     int ends[2];
     if (command.isEmpty() || pipe2(ends, O_CLOEXEC) != 0)
         return false;
-    // What "less" needs for colours, unless the user has told it something else.
+    // Options of "less" for colours, unless the user has set some.
     if (!qEnvironmentVariableIsSet("LESS"))
         qputenv("LESS", "FRX");
     IgnoreClosedPipes();

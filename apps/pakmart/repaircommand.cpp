@@ -198,7 +198,7 @@ int Repair::Mend()
     return status == ExitDone ? int(ExitFailed) : status;
 }
 
-// What became of each finding; those that wait for the packages are told in the next round.
+// Reports each finding; those that wait for the packages are reported in the next round.
 void Repair::SayOutcome(const RepairJob& job)
 {
     for (const RepairFinding& one : job.findings()) {

@@ -209,7 +209,7 @@ ssize_t HeldFiles::Read(int descriptor, void* bytes, size_t size)
         return ssize_t(size);
     }
     WriteHeader(*file);
-    // The store may ask for records behind the last one.
+    // The store may ask for records after the last one.
     const off_t there = IsPrivate() ? file->status.st_size - file->position : off_t(size);
     const auto expected = std::size_t(std::clamp(there, off_t(0), off_t(size)));
     return WriteTail(*file) && Reach(*file)

@@ -22,7 +22,7 @@ struct ListedArchive {
     qint64 size = -1;
     QByteArray sum; // SHA-256, in hexadecimal digits
 
-    // An empty name for a line that is none, or not safe.
+    // The name is empty if the line is invalid or not safe.
     static ListedArchive of(const QString& line);
 };
 
