@@ -92,12 +92,12 @@ QJsonArray AsJson(const Findings& findings)
 class Repair
 {
 public:
-    Repair(Console& console, const Consent& consent)
-        : m_console(console), m_change{ { Request::Repair },
-                                        consent,
-                                        QStringLiteral("Repair?"),
-                                        QStringLiteral("Nothing was repaired."),
-                                        QStringLiteral("Nothing is broken.") }
+    Repair(Console& console, bool check, const Consent& consent)
+        : m_console(console), m_isCheck(check), m_change{ { Request::Repair },
+                                                          consent,
+                                                          QStringLiteral("Repair?"),
+                                                          QStringLiteral("Nothing was repaired."),
+                                                          QStringLiteral("Nothing is broken.") }
     {
     }
 
@@ -117,6 +117,7 @@ private:
     void SayResult(Error::Code code, const QString& sentence, const QString& details, bool really);
 
     Console& m_console;
+    const bool m_isCheck; // which fails if anything is broken
     const Change m_change;
     Findings m_mended; // in earlier rounds
     Findings m_findings;
@@ -224,7 +225,10 @@ void Repair::SayResult(Error::Code code, const QString& sentence, const QString&
 
 void Repair::SayDone(bool really)
 {
-    SayResult(Error::NoError, QString(), QString(), really);
+    if (m_isCheck && IsNeeded())
+        SayResult(Error::Other, QStringLiteral("Something is broken."), QString(), false);
+    else
+        SayResult(Error::NoError, QString(), QString(), really);
     if (!IsNeeded())
         m_console.SayText(m_change.needless);
     else if (!really)
@@ -240,7 +244,7 @@ int RepairCommand(Console& console, bool check, const Consent& consent)
 {
     constexpr int most = 5; // previews, if others keep changing packages
     int status = ExitFailed;
-    Repair repair(console, consent);
+    Repair repair(console, check, consent);
     for (int i = 0; i < most; ++i) {
         status = repair.Look();
         if (status != ExitDone)

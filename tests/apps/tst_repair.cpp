@@ -87,7 +87,9 @@ private slots:
         QCOMPARE(declined.status, 3);
         QVERIFY2(declined.out.endsWith(QLatin1String("Nothing was repaired.\n")),
                  qPrintable(declined.out));
-        QCOMPARE(findingsOf(pakmart("repair --check --json")), QStringList(kind + " found"));
+        const Result found = pakmart("repair --check --json");
+        QCOMPARE(findingsOf(found), QStringList(kind + " found"));
+        QCOMPARE(found.json()[QLatin1String("code")].toString(), QStringLiteral("other"));
         const Result result = pakmart("repair", "y\n");
         QCOMPARE(result.err, QString());
         QCOMPARE(result.out,
