@@ -117,6 +117,7 @@ private slots:
         QCOMPARE(result.status, 0);
         QCOMPARE(result.out,
                  QStringLiteral("Asking for the catalog\n"
+                                "Filling the database\n"
                                 "The catalog has 14 products in 4 categories.\n"));
         QVERIFY(ReadDataFile(QStringLiteral(".catalog")).startsWith("<catalog>"));
         QVERIFY(DataFiles().contains(QStringLiteral(".VACatalog.fil")));

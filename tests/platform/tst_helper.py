@@ -10,6 +10,7 @@ import os
 import random
 import shutil
 import signal
+import socket
 import subprocess
 import sys
 import time
@@ -125,9 +126,10 @@ class HelperTest(unittest.TestCase):
         self.write("front-end", SCRIPT % {"folder": FOLDER})
         os.chmod(path("front-end"), 0o755)
         self.processes = []
+        self.watcher = None
         self.addCleanup(self.end)
         self.start(["dbus-daemon", "--nofork", "--nopidfile", "--config-file=" + path("bus.conf")])
-        until(lambda: os.path.exists(path("bus")))
+        until(self.bus_answers)
         os.environ["DBUS_SYSTEM_BUS_ADDRESS"] = self.address
         self.start([TESTED], {"DBUS_SYSTEM_BUS_ADDRESS": self.address, "TEST_FRONT_END": path("front-end"),
                               "LD_BIND_NOW": "1", "APT_CONFIG": "/tmp/evil", "LC_ALL": "evil",
@@ -139,9 +141,16 @@ class HelperTest(unittest.TestCase):
         for process in reversed(self.processes):
             process.terminate()
             process.wait(30)
-        self.watcher.leave()
+        if self.watcher:
+            self.watcher.leave()
         if os.path.exists(path("bus")):
             os.remove(path("bus"))
+
+    @staticmethod
+    def bus_answers():
+        # The socket's name is there a moment before the bus listens.
+        with socket.socket(socket.AF_UNIX) as probe:
+            return probe.connect_ex(path("bus")) == 0
 
     def start(self, words, environment=None):
         self.processes.append(subprocess.Popen(words, env=environment))

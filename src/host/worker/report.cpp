@@ -8,6 +8,7 @@
 #include <fcntl.h>
 #include <iterator>
 #include <unistd.h>
+#include <utility>
 #include <vantrelagent/request/capi.h>
 
 namespace
@@ -58,9 +59,11 @@ void Report::received(qint64 bytes, qint64 total)
                 { QStringLiteral("total"), double(total) } });
 }
 
+// The first call begins a phase, which is never left out.
 void Report::stored(double share)
 {
-    if (isTime())
+    const bool isFirst = !std::exchange(m_stores, true);
+    if (isFirst || isTime())
         write({ { QStringLiteral("stored"), share } });
 }
 

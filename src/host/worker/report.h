@@ -31,7 +31,8 @@ public:
     void waits(const QString& text);
     // Bytes received so far, and in all (0 if unknown). Not every call is passed on.
     void received(qint64 bytes, qint64 total);
-    // What was received is being stored: how much of it is, 0 to 1. Not every call is passed on.
+    // What was received is being stored: how much of it is, 0 to 1. The first call is passed on,
+    // others not always.
     void stored(double share);
     void end(const Outcome& outcome);
 
@@ -41,6 +42,7 @@ private:
 
     int m_output = -1;
     QElapsedTimer m_last;
+    bool m_stores = false;
 };
 
 // Makes the reason of a request's failure that of the outcome. The request emits it before its
