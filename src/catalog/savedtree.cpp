@@ -24,6 +24,7 @@
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 using namespace Agent;
@@ -84,74 +85,48 @@ bool IsText(const QDomNode& node)
     return node.nodeType() == QDomNode::TextNode;
 }
 
-// Reads a node without its children.
-void ReadAlone(const QDomNode& node, CXMLNode& tree, Pacer& pacer)
+// Reads a node without its children, but with its text: of several the last one counts.
+void ReadAlone(QDomNode node, CXMLNode& tree)
 {
-    QDomNode alone = node.cloneNode(false);
-    QDomNode text; // of several the last one counts
-    for (QDomNode child = node.firstChild(); !child.isNull(); child = child.nextSibling()) {
-        pacer.Breathe();
+    tree.Name(url_decode_utf8(node.nodeName()));
+    tree.BuildAttributes(node);
+    QDomNode text;
+    for (QDomNode child = node.firstChild(); !child.isNull(); child = child.nextSibling())
         if (IsText(child))
             text = child;
-    }
-    if (!text.isNull())
-        alone.appendChild(text.cloneNode());
-    tree.ReadNode(alone);
+    tree.Value(url_decode_utf8(text.nodeValue()));
 }
 
-// The number of nodes and attributes below `node`, this included; it stops at `most`.
-int CountNodes(const QDomNode& node, int most)
+using NamedNode = std::pair<std::string, QDomNode>;
+
+bool IsBefore(const NamedNode& a, const NamedNode& b)
 {
-    int count = 1 + (node.hasAttributes() ? node.attributes().count() : 0);
-    for (QDomNode child = node.firstChild(); !child.isNull() && count < most;
-         child = child.nextSibling())
-        count += CountNodes(child, most - count);
-    return count;
+    return a.first < b.first;
 }
 
 // The children in the order of a tree: by name, and with equal names in document order.
-// If all names differ, a map of them would take more memory than the document.
-std::vector<QDomNode> SortedChildren(const QDomNode& node, Pacer& pacer)
+std::vector<NamedNode> SortedChildren(const QDomNode& node)
 {
-    const auto nameOf = [](const QDomNode& child) { return url_decode_utf8(child.nodeName()); };
-    std::vector<QDomNode> children;
-    bool sorted = true;
-    std::string last;
-    for (QDomNode child = node.firstChild(); !child.isNull(); child = child.nextSibling()) {
-        pacer.Breathe();
-        if (IsText(child))
-            continue;
-        const std::string name = nameOf(child);
-        sorted = sorted && last <= name;
-        last = name;
-        children.push_back(child);
-    }
-    if (!sorted)
-        std::stable_sort(children.begin(), children.end(),
-                         [&](const QDomNode& a, const QDomNode& b) {
-                             pacer.Breathe();
-                             return nameOf(a) < nameOf(b);
-                         });
+    std::vector<NamedNode> children;
+    for (QDomNode child = node.firstChild(); !child.isNull(); child = child.nextSibling())
+        if (!IsText(child))
+            children.emplace_back(url_decode_utf8(child.nodeName()), child);
+    if (!std::is_sorted(children.begin(), children.end(), IsBefore))
+        std::stable_sort(children.begin(), children.end(), IsBefore);
     return children;
 }
 
-// Writes the same as the tree of a node would, a piece at a time: the whole tree of a
-// catalog takes as much memory as its document. `levels` levels are divided into pieces,
-// and more if a piece is large; events are processed between the pieces.
-void WriteTree(QDomNode node, int levels, std::ostream& out, Pacer& pacer)
+// Writes the same as the tree of a node would, an element at a time: the whole tree of a
+// catalog takes as much memory as its document, and most of the time goes into making it.
+// Events are processed between the elements.
+void WriteTree(const QDomNode& node, std::ostream& out, Pacer& pacer)
 {
     pacer.Breathe();
-    constexpr int large = 1000; // nodes
     CXMLNode tree(nullptr);
-    if (levels <= 0 && CountNodes(node, large) < large) {
-        tree.ReadNode(node);
-        tree.SaveNode(out, -1);
-        return;
-    }
-    ReadAlone(node, tree, pacer);
+    ReadAlone(node, tree);
     tree.SaveStart(out, -1);
-    for (const QDomNode& child : SortedChildren(node, pacer))
-        WriteTree(child, levels - 1, out, pacer);
+    for (const NamedNode& child : SortedChildren(node))
+        WriteTree(child.second, out, pacer);
     tree.SaveEnd(out, -1);
 }
 
@@ -235,12 +210,11 @@ bool Agent::SaveTree(CXMLNode& tree, const char* name)
 
 void Agent::SaveFirstElement(const QDomElement& body, const char* name)
 {
-    constexpr int levels = 2; // a catalog's products, one after the other
     const QDomElement first = body.firstChildElement();
     if (!first.isNull())
         SaveFile(name, Meanwhile::Events, [&first](std::ostream& out) {
             Pacer pacer;
-            WriteTree(first, levels, out, pacer);
+            WriteTree(first, out, pacer);
         });
 }
 
@@ -255,7 +229,7 @@ void Agent::SaveStart(const QDomElement& element, std::ostream& out)
 void Agent::SavePiece(const QDomElement& element, std::ostream& out)
 {
     Pacer pacer;
-    WriteTree(element, 0, out, pacer);
+    WriteTree(element, out, pacer);
 }
 
 void Agent::SaveEnd(const QDomElement& element, std::ostream& out)
