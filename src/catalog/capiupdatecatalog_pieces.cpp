@@ -19,7 +19,6 @@
 #include "request/replypieces.h"
 #include "support/ctracer.h"
 
-#include <QDomElement>
 #include <QIODevice>
 #include <algorithm>
 #include <optional>
@@ -42,11 +41,11 @@ class Pieces : public PieceTaker
 public:
     Pieces(std::ostream* out, CCatalogFile* file) : m_out(out), m_file(file) { }
 
-    bool Divides(const QDomElement& element) override
+    bool Divides(const ReplyNode& element) override
     {
-        return element.tagName() == QLatin1String("category");
+        return element.name == QLatin1String("category");
     }
-    void Start(const QDomElement& element) override
+    void Start(const ReplyNode& element) override
     {
         m_open.push_back(element);
         if (m_out)
@@ -54,7 +53,7 @@ public:
         if (IsInCategory())
             m_blank = BlankProduct(element);
     }
-    void Take(QDomElement& piece) override
+    void Take(const ReplyNode& piece) override
     {
         if (m_out)
             SavePiece(piece, *m_out);
@@ -76,7 +75,7 @@ private:
 
     std::ostream* const m_out;
     CCatalogFile* const m_file;
-    std::vector<QDomElement> m_open;
+    std::vector<ReplyNode> m_open;
     CatalogProduct m_blank;
 };
 

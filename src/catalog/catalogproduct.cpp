@@ -6,6 +6,7 @@
 #include "base/text.h"
 #include "db/ccatalogfile.h"
 #include "db/productfields.h"
+#include "request/replynode.h"
 #include "util/eventwait.h"
 #include "util/logdb.h"
 #include "util/urltext.h"
@@ -19,9 +20,50 @@ namespace Agent
 namespace
 {
 
+// What is read of an element, of a document or of a piece.
+
+QString NameOf(const QDomElement& element)
+{
+    return element.tagName();
+}
+
+QString TextOf(const QDomElement& element)
+{
+    return element.text();
+}
+
 std::string DecodedAttribute(const QDomElement& element, const char* name)
 {
     return url_decode_utf8(element.attribute(QLatin1String(name)));
+}
+
+template <typename Take> void ForEachChild(const QDomElement& element, const Take& take)
+{
+    for (QDomElement child = element.firstChildElement(); !child.isNull();
+         child = child.nextSiblingElement())
+        take(child);
+}
+
+QString NameOf(const ReplyNode& element)
+{
+    return element.name;
+}
+
+QString TextOf(const ReplyNode& element)
+{
+    return element.Text();
+}
+
+std::string DecodedAttribute(const ReplyNode& element, const char* name)
+{
+    return url_decode_utf8(element.Attribute(QLatin1String(name)));
+}
+
+template <typename Take> void ForEachChild(const ReplyNode& element, const Take& take)
+{
+    for (const ReplyNode& child : element.children)
+        if (child.IsElement())
+            take(child);
 }
 
 const QHash<QString, const ProductField*>& FieldsByElement()
@@ -38,25 +80,20 @@ const QHash<QString, const ProductField*>& FieldsByElement()
     return fields;
 }
 
-void TakeDependencies(CatalogProduct& product, const QDomElement& element)
-{
-    for (QDomElement child = element.firstChildElement(); !child.isNull();
-         child = child.nextSiblingElement())
-        product.dependencies.push_back(DecodedAttribute(child, "name"));
-}
-
 // Texts are URL-encoded, numbers are not.
-void TakeElement(CatalogProduct& product, const QDomElement& element)
+template <typename Element> void TakeElement(CatalogProduct& product, const Element& element)
 {
-    const QString tag = element.tagName();
+    const QString tag = NameOf(element);
     if (const ProductField* const field = FieldsByElement().value(tag))
         product.Set(*field,
-                    field->kind == ProductRecord::Kind::Text ? url_decode_utf8(element.text())
-                                                             : element.text().toStdString());
+                    field->kind == ProductRecord::Kind::Text ? url_decode_utf8(TextOf(element))
+                                                             : TextOf(element).toStdString());
     else if (tag == QLatin1String("briefdescription"))
-        product.description = url_decode_utf8(element.text());
+        product.description = url_decode_utf8(TextOf(element));
     else if (tag == QLatin1String("dependencies"))
-        TakeDependencies(product, element);
+        ForEachChild(element, [&product](const Element& child) {
+            product.dependencies.push_back(DecodedAttribute(child, "name"));
+        });
 }
 
 // The next node in the order of the document, below `top`. Qt would make a list of the
@@ -74,17 +111,24 @@ QDomNode NextBelow(const QDomNode& top, const QDomNode& node)
 }
 
 // Takes an element if it is a product.
-void TakeProduct(const QDomElement& element, const CatalogProduct& blank,
+template <typename Element>
+void TakeProduct(const Element& element, const CatalogProduct& blank,
                  const std::function<void(const CatalogProduct&)>& take)
 {
-    if (element.tagName() != QLatin1String("product"))
+    if (NameOf(element) != QLatin1String("product"))
         return;
     CatalogProduct product = blank;
     product.Set(Catalog::FieldOf("name"), DecodedAttribute(element, "name"));
-    for (QDomElement child = element.firstChildElement(); !child.isNull();
-         child = child.nextSiblingElement())
-        TakeElement(product, child);
+    ForEachChild(element, [&product](const Element& child) { TakeElement(product, child); });
     take(product);
+}
+
+template <typename Element> CatalogProduct BlankOf(const Element& category)
+{
+    CatalogProduct blank;
+    blank.Set(Catalog::FieldOf("category"), DecodedAttribute(category, "name"));
+    blank.Set(Catalog::FieldOf("categoryPage"), DecodedAttribute(category, "home_page"));
+    return blank;
 }
 
 } // namespace
@@ -112,27 +156,24 @@ void ForEachCategory(const QDomElement& catalog, const std::function<void(QDomEl
         take(category);
 }
 
-CatalogProduct BlankProduct(const QDomElement& category)
+CatalogProduct BlankProduct(const ReplyNode& category)
 {
-    CatalogProduct blank;
-    blank.Set(Catalog::FieldOf("category"), DecodedAttribute(category, "name"));
-    blank.Set(Catalog::FieldOf("categoryPage"), DecodedAttribute(category, "home_page"));
-    return blank;
+    return BlankOf(category);
 }
 
-void ForEachProductIn(const QDomElement& element, const CatalogProduct& blank,
+// Recursive: the gate limits the depth.
+void ForEachProductIn(const ReplyNode& element, const CatalogProduct& blank,
                       const std::function<void(const CatalogProduct&)>& take)
 {
     TakeProduct(element, blank, take);
-    for (QDomNode node = NextBelow(element, element); !node.isNull();
-         node = NextBelow(element, node))
-        TakeProduct(node.toElement(), blank, take);
+    ForEachChild(element,
+                 [&](const ReplyNode& child) { ForEachProductIn(child, blank, take); });
 }
 
 void ForEachProduct(const QDomElement& category,
                     const std::function<void(const CatalogProduct&)>& take)
 {
-    const CatalogProduct blank = BlankProduct(category);
+    const CatalogProduct blank = BlankOf(category);
     // Of all categories: many have few products.
     static Pacer pacer;
     for (QDomNode node = NextBelow(category, category); !node.isNull();

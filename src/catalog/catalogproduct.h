@@ -22,6 +22,7 @@ namespace Agent
 {
 
 struct ProductField;
+struct ReplyNode;
 
 // Texts are UTF-8, URL-decoded, and cut to their fields; missing fields are empty or 0. Of
 // two elements with one name the later counts. A number is the digits at the beginning of
@@ -39,9 +40,9 @@ void ForEachCategory(const QDomElement& catalog,
                      const std::function<void(QDomElement& category)>& take);
 
 // A product of a category without anything of its own. The category may be without children.
-CatalogProduct BlankProduct(const QDomElement& category);
+CatalogProduct BlankProduct(const ReplyNode& category);
 // The products of a category that are an element below it, or in that.
-void ForEachProductIn(const QDomElement& element, const CatalogProduct& blank,
+void ForEachProductIn(const ReplyNode& element, const CatalogProduct& blank,
                       const std::function<void(const CatalogProduct& product)>& take);
 
 // All of a category. Events are processed on the way.

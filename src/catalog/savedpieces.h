@@ -8,16 +8,16 @@
 #include <functional>
 #include <iosfwd>
 
-class QDomElement;
-
 namespace Agent
 {
 
+struct ReplyNode;
+
 // An element without its children, then each of these, in the order of their names, and its
 // end: together they are what the tree of the element would write.
-void SaveStart(const QDomElement& element, std::ostream& out);
-void SavePiece(const QDomElement& element, std::ostream& out);
-void SaveEnd(const QDomElement& element, std::ostream& out);
+void SaveStart(const ReplyNode& element, std::ostream& out);
+void SavePiece(const ReplyNode& element, std::ostream& out);
+void SaveEnd(const ReplyNode& element, std::ostream& out);
 
 // How saving in pieces ended.
 enum class Saving {

@@ -7,6 +7,7 @@
 #include "catalog/cxmlnode.h"
 #include "catalog/savedpieces.h"
 #include "request/replydocument.h"
+#include "request/replynode.h"
 #include "util/eventwait.h"
 #include "util/logcatalog.h"
 #include "util/paths.h"
@@ -97,35 +98,54 @@ void ReadAlone(QDomNode node, CXMLNode& tree)
     tree.Value(url_decode_utf8(text.nodeValue()));
 }
 
-using NamedNode = std::pair<std::string, QDomNode>;
-
-bool IsBefore(const NamedNode& a, const NamedNode& b)
+void ReadAlone(const ReplyNode* node, CXMLNode& tree)
 {
-    return a.first < b.first;
+    tree.Name(url_decode_utf8(node->name));
+    for (const auto& [key, value] : node->attributes)
+        tree.AddAttribute(key.toStdString(), url_decode_utf8(value));
+    const auto text
+        = std::find_if(node->children.rbegin(), node->children.rend(),
+                       [](const ReplyNode& child) { return child.kind == ReplyNode::Kind::Text; });
+    if (text != node->children.rend())
+        tree.Value(url_decode_utf8(text->value));
 }
 
-// The children in the order of a tree: by name, and with equal names in document order.
-std::vector<NamedNode> SortedChildren(const QDomNode& node)
+// Children with their names, in the order of a document.
+template <typename Node> using Named = std::vector<std::pair<std::string, Node>>;
+
+Named<QDomNode> Children(const QDomNode& node)
 {
-    std::vector<NamedNode> children;
+    Named<QDomNode> children;
     for (QDomNode child = node.firstChild(); !child.isNull(); child = child.nextSibling())
         if (!IsText(child))
             children.emplace_back(url_decode_utf8(child.nodeName()), child);
-    if (!std::is_sorted(children.begin(), children.end(), IsBefore))
-        std::stable_sort(children.begin(), children.end(), IsBefore);
+    return children;
+}
+
+Named<const ReplyNode*> Children(const ReplyNode* node)
+{
+    Named<const ReplyNode*> children;
+    for (const ReplyNode& child : node->children)
+        if (child.kind != ReplyNode::Kind::Text)
+            children.emplace_back(url_decode_utf8(child.name), &child);
     return children;
 }
 
 // Writes the same as the tree of a node would, an element at a time: the whole tree of a
 // catalog takes as much memory as its document, and most of the time goes into making it.
+// Children are in the order of a tree: by name, and with equal names as in the document.
 // Events are processed between the elements.
-void WriteTree(const QDomNode& node, std::ostream& out, Pacer& pacer)
+template <typename Node> void WriteTree(const Node& node, std::ostream& out, Pacer& pacer)
 {
     pacer.Breathe();
     CXMLNode tree(nullptr);
     ReadAlone(node, tree);
     tree.SaveStart(out, -1);
-    for (const NamedNode& child : SortedChildren(node))
+    auto children = Children(node);
+    const auto byName = [](const auto& a, const auto& b) { return a.first < b.first; };
+    if (!std::is_sorted(children.begin(), children.end(), byName))
+        std::stable_sort(children.begin(), children.end(), byName);
+    for (const auto& child : children)
         WriteTree(child.second, out, pacer);
     tree.SaveEnd(out, -1);
 }
@@ -214,29 +234,27 @@ void Agent::SaveFirstElement(const QDomElement& body, const char* name)
     if (!first.isNull())
         SaveFile(name, Meanwhile::Events, [&first](std::ostream& out) {
             Pacer pacer;
-            WriteTree(first, out, pacer);
+            WriteTree(QDomNode(first), out, pacer);
         });
 }
 
-void Agent::SaveStart(const QDomElement& element, std::ostream& out)
+void Agent::SaveStart(const ReplyNode& element, std::ostream& out)
 {
     CXMLNode tree(nullptr);
-    QDomNode alone = element;
-    tree.ReadNode(alone);
+    ReadAlone(&element, tree);
     tree.SaveStart(out, -1);
 }
 
-void Agent::SavePiece(const QDomElement& element, std::ostream& out)
+void Agent::SavePiece(const ReplyNode& element, std::ostream& out)
 {
     Pacer pacer;
-    WriteTree(element, out, pacer);
+    WriteTree(&element, out, pacer);
 }
 
-void Agent::SaveEnd(const QDomElement& element, std::ostream& out)
+void Agent::SaveEnd(const ReplyNode& element, std::ostream& out)
 {
     CXMLNode tree(nullptr);
-    QDomNode alone = element;
-    tree.ReadNode(alone);
+    tree.Name(url_decode_utf8(element.name));
     tree.SaveEnd(out, -1);
 }
 

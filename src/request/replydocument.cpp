@@ -3,7 +3,6 @@
 
 #include "request/replydocument.h"
 
-#include "request/replynodes.h"
 #include "request/xmlgate.h"
 #include "request/xmlsource.h"
 #include "util/logrequest.h"
@@ -21,6 +20,56 @@ namespace
 {
 
 constexpr int pieceSize = 64 * 1024;
+
+// Makes a copy: a string shared with the reader would keep the reader's whole buffer.
+template <typename View> QString Copy(const View& text)
+{
+    return QString(text.data(), text.size());
+}
+
+// The element whose start tag was read last.
+QDomElement MakeElement(const QXmlStreamReader& reader, QDomDocument& document)
+{
+    QDomElement element = document.createElement(reader.qualifiedName().toString());
+    const QXmlStreamAttributes attributes = reader.attributes();
+    for (const QXmlStreamAttribute& attribute : attributes)
+        element.setAttribute(attribute.qualifiedName().toString(), attribute.value().toString());
+    return element;
+}
+
+// Adds what was read last to the node that is open, or opens or closes one: `parent`. Like Qt's
+// own builder, but the same in every version of Qt: text that consists of blanks is left out,
+// unless it is CDATA.
+void AddNode(const QXmlStreamReader& reader, QDomDocument& document, QDomNode& parent)
+{
+    switch (reader.tokenType()) {
+    case QXmlStreamReader::StartElement:
+        parent = parent.appendChild(MakeElement(reader, document));
+        break;
+    case QXmlStreamReader::EndElement:
+        parent = parent.parentNode();
+        break;
+    case QXmlStreamReader::Characters:
+        if (reader.isCDATA())
+            parent.appendChild(document.createCDATASection(Copy(reader.text())));
+        else if (!reader.isWhitespace())
+            parent.appendChild(document.createTextNode(Copy(reader.text())));
+        break;
+    case QXmlStreamReader::Comment:
+        parent.appendChild(document.createComment(Copy(reader.text())));
+        break;
+    case QXmlStreamReader::ProcessingInstruction:
+        parent.appendChild(
+            document.createProcessingInstruction(reader.processingInstructionTarget().toString(),
+                                                 reader.processingInstructionData().toString()));
+        break;
+    case QXmlStreamReader::EntityReference:
+        parent.appendChild(document.createEntityReference(reader.name().toString()));
+        break;
+    default:
+        break;
+    }
+}
 
 bool Build(QXmlStreamReader& reader, QDomDocument& document)
 {

@@ -3,13 +3,13 @@
 
 #include "request/replypieces.h"
 
-#include "request/replynodes.h"
 #include "request/xmlsource.h"
 #include "util/urltext.h"
 
-#include <QDomDocument>
 #include <QXmlStreamReader>
 #include <array>
+#include <utility>
+#include <vector>
 
 namespace Agent
 {
@@ -36,7 +36,7 @@ public:
         bool goesOn = true;
         while (goesOn && !m_reader.atEnd()) {
             m_reader.readNext();
-            goesOn = m_skipped > 0 ? Skip() : m_piece.isNull() ? Between() : InPiece(goOn);
+            goesOn = m_skipped > 0 ? Skip() : m_open.empty() ? Between() : InPiece(goOn);
         }
         return goesOn && !m_reader.hasError() && m_found;
     }
@@ -73,7 +73,7 @@ private:
             m_skipped = 1;
             return true;
         }
-        const QDomElement element = MakeElement(m_reader, m_document);
+        ReplyNode element = ReadElement(m_reader);
         if (m_depth >= inFirst && !IsInOrder(element))
             return false;
         if (m_depth == inEnvelope || (m_depth == inFirst && m_taker.Divides(element))) {
@@ -81,8 +81,8 @@ private:
             m_last[std::size_t(m_depth++)].clear();
             m_taker.Start(element);
         } else {
-            m_piece = element;
-            m_open = m_piece;
+            m_piece = std::move(element);
+            m_open.push_back(&m_piece);
         }
         return true;
     }
@@ -95,9 +95,9 @@ private:
     }
 
     // Whether its name is not below that of the child before.
-    bool IsInOrder(const QDomElement& element)
+    bool IsInOrder(const ReplyNode& element)
     {
-        std::string name = url_decode_utf8(element.tagName());
+        std::string name = url_decode_utf8(element.name);
         std::string& last = m_last[std::size_t(m_depth - 1)];
         const bool inOrder = last <= name;
         last = std::move(name);
@@ -106,23 +106,18 @@ private:
 
     bool InPiece(const GoOn& goOn)
     {
-        const bool ends = m_reader.isEndElement() && m_open == m_piece;
-        if (!ends) {
-            AddNode(m_reader, m_document, m_open);
+        AddNode(m_reader, m_open);
+        if (!m_open.empty())
             return true;
-        }
         m_taker.Take(m_piece);
-        m_piece.clear();
-        m_open.clear();
         return !goOn || goOn();
     }
 
     XmlSource m_source;
     QXmlStreamReader m_reader;
     PieceTaker& m_taker;
-    QDomDocument m_document; // of all pieces, which are not in it
-    QDomElement m_piece; // null: none is open
-    QDomNode m_open; // in the piece
+    ReplyNode m_piece;
+    std::vector<ReplyNode*> m_open; // in the piece, itself first; empty: between the pieces
     std::array<std::string, inChild> m_last; // the child before, of the divided elements
     int m_depth = 0;
     int m_skipped = 0; // elements that are open and do not count

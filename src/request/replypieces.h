@@ -11,8 +11,8 @@
 #pragma once
 
 #include "request/replydocument.h"
+#include "request/replynode.h"
 
-class QDomElement;
 class QIODevice;
 
 namespace Agent
@@ -24,10 +24,10 @@ public:
     virtual ~PieceTaker() = default;
 
     // Whether a child of the first element is divided, too.
-    virtual bool Divides(const QDomElement& element) = 0;
+    virtual bool Divides(const ReplyNode& element) = 0;
     // A divided element, with its attributes only; then its pieces; then its end.
-    virtual void Start(const QDomElement& element) = 0;
-    virtual void Take(QDomElement& piece) = 0;
+    virtual void Start(const ReplyNode& element) = 0;
+    virtual void Take(const ReplyNode& piece) = 0;
     virtual void End() = 0;
 };
 
