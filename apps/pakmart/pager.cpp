@@ -31,6 +31,7 @@ pid_t Spawn(const QStringList& command, int input, int output)
     for (const QString& word : command)
         words.push_back(QFile::encodeName(word));
     std::vector<char*> arguments;
+    arguments.reserve(words.size() + 1);
     for (QByteArray& word : words)
         arguments.push_back(word.data());
     arguments.push_back(nullptr);

@@ -5,6 +5,8 @@
 
 #include "store/indexpage.h"
 
+#include <algorithm>
+#include <charconv>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -33,6 +35,21 @@ void PadWithBlanks(char* key, std::size_t width)
         return;
     std::memset(key + length, ' ', width - length);
     key[width] = 0;
+}
+
+// Writes a number behind blanks, as printf does with a width, and returns its end. printf takes
+// longer than all else of a key.
+char* PutNumber(char* text, int width, std::int32_t number)
+{
+    char digits[12];
+    const char* const end = std::to_chars(digits, digits + sizeof digits, number).ptr;
+    const auto length = int(end - digits);
+    const auto blanks = std::size_t(std::max(width - length, 0));
+    std::memset(text, ' ', blanks);
+    std::memcpy(text + blanks, digits, std::size_t(length));
+    text += blanks + std::size_t(length);
+    *text = 0;
+    return text;
 }
 
 } // namespace
@@ -95,21 +112,20 @@ void Catalog::MakeKey(const std::uint8_t* record, int which, char* key)
 
 void Dependency::MakeKey(const std::uint8_t* record, int which, char* key)
 {
-    const auto number = static_cast<long>(GetInt32(record + parent));
+    const std::int32_t number = GetInt32(record + parent);
     if (which == 0) {
-        std::snprintf(key, keyRoom, "%*ld%s", parentKeyWidth, number, GetText(record, name));
+        CopyText(record, name, PutNumber(key, parentKeyWidth, number));
     } else {
         CopyText(record, name, key);
         PadWithBlanks(key, nameKeyWidth);
-        const std::size_t length = std::strlen(key);
-        std::snprintf(key + length, keyRoom - length, "%*ld", parentKeyWidth, number);
+        PutNumber(key + std::strlen(key), parentKeyWidth, number);
     }
     CutKey(layout, which, key);
 }
 
 void Dependency::FormatParent(std::int32_t number, char* key)
 {
-    std::snprintf(key, keyRoom, "%*ld", parentKeyWidth, static_cast<long>(number));
+    PutNumber(key, parentKeyWidth, number);
 }
 
 long Dependency::ParentOfKey(const char* key)

@@ -8,6 +8,7 @@
 
 #include <array>
 #include <cstring>
+#include <string_view>
 
 using namespace Agent;
 
@@ -26,13 +27,13 @@ std::array<bool, 256> MakeEscapeTable()
 }
 
 // The text ends at the first zero byte, as c_str() of a std::string does.
-std::string UpToZero(const std::string& text)
+std::string_view UpToZero(std::string_view text)
 {
     return text.substr(0, text.find('\0'));
 }
 
 // Percent-encodes `text`, taking each '+' for the three characters "%2b".
-std::string Encode(const std::string& text)
+std::string Encode(std::string_view text)
 {
     static const std::array<bool, 256> escaped = MakeEscapeTable();
     std::string result;
@@ -60,11 +61,11 @@ bool IsPlain(const std::string& text)
 }
 
 // The step before percent-decoding: backslashes and plus signs.
-std::string Unescape(const std::string& text)
+std::string Unescape(std::string_view text)
 {
     // Most texts have only escapes with a percent sign.
-    if (text.find('\\') == std::string::npos && text.find('+') == std::string::npos)
-        return text;
+    if (text.find('\\') == text.npos && text.find('+') == text.npos)
+        return std::string(text);
     std::string result;
     result.reserve(text.size());
     bool literal = false;
