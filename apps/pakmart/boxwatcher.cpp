@@ -67,16 +67,17 @@ void BoxWatcher::Look(QDialog* box)
         box->reject();
 }
 
-// "Run It!" starts nothing else than a program of a package.
+// "Run It!" starts nothing else than a program of what was installed.
 void BoxWatcher::Guard(CDlgInstallComplete* report)
 {
     const QString program = report->Program();
-    if (program.isEmpty() || IsProgramOfPackage(program))
+    if (program.isEmpty() || IsProgramOf(m_products, program))
         return;
     for (QPushButton* button : report->findChildren<QPushButton*>())
         button->setEnabled(button->isEnabled() && button->text() != QLatin1String("Run It!"));
     m_display.Complain(
-        QStringLiteral("%1 is not started: no installed package has this program").arg(program));
+        QStringLiteral("'Run It!' is switched off: no package of this product has the program %1")
+            .arg(program.simplified()));
 }
 
 void BoxWatcher::ReadOut(const QString& text, bool error)

@@ -7,7 +7,7 @@
 #pragma once
 
 #include <QObject>
-#include <QString>
+#include <QStringList>
 
 class CDlgInstallComplete;
 class Console;
@@ -21,6 +21,9 @@ public:
     // With `shown` the boxes are left to the user. Pictures of them are written
     // to the folder `pictures`, if it is not empty.
     BoxWatcher(Console& display, bool shown, const QString& pictures);
+
+    // The packages of the products that are being installed.
+    void SetProducts(const QStringList& packages) { m_products = packages; }
 
     // The number of boxes that reported an error.
     int Errors() const { return m_errors; }
@@ -36,5 +39,6 @@ private:
     Console& m_display;
     const bool m_shown;
     const QString m_pictures;
+    QStringList m_products;
     int m_errors = 0;
 };

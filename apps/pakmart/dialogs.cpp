@@ -20,7 +20,10 @@ class InstallListener : public QObject
     Q_OBJECT
 
 public:
-    InstallListener(Console& console, bool yes) : m_console(console), m_yes(yes) { }
+    InstallListener(Console& console, BoxWatcher& boxes, bool yes)
+        : m_console(console), m_boxes(boxes), m_yes(yes)
+    {
+    }
 
     bool IsDeclined() const { return m_declined; }
     bool HasSucceeded() const { return m_succeeded; }
@@ -51,12 +54,17 @@ public slots:
     void onCanAddToNewStuff(PackageNameArray& names, bool& add)
     {
         const DpkgStatus now = ReadDpkgStatus();
-        for (const std::string& name : names)
+        QStringList products;
+        for (const std::string& name : names) {
             add = add && now.Of(name).IsInstalled();
+            products << QString::fromStdString(name);
+        }
+        m_boxes.SetProducts(products);
     }
 
 private:
     Console& m_console;
+    BoxWatcher& m_boxes;
     const bool m_yes;
     bool m_declined = false, m_succeeded = false;
 };
@@ -79,7 +87,7 @@ CAPIInstallPackages* MakeRequest(QObject* listener, const Pakmart::Request& requ
 int InstallWithDialogs(Console& console, const QStringList& names, bool byPackage, bool yes,
                        const DialogStyle& style)
 {
-    const BoxWatcher boxes(console, style.shown, style.pictures);
+    BoxWatcher boxes(console, style.shown, style.pictures);
     Pakmart::Request wanted;
     if (byPackage)
         wanted.packages = names;
@@ -90,7 +98,7 @@ int InstallWithDialogs(Console& console, const QStringList& names, bool byPackag
                                         "after the other"));
         return ExitUsage;
     }
-    InstallListener listener(console, yes);
+    InstallListener listener(console, boxes, yes);
     bool succeeded = false;
     const QPointer<CAPIInstallPackages> request = MakeRequest(&listener, wanted);
     QObject::connect(request, &CAPI::APIComplete, &listener,

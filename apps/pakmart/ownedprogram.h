@@ -5,8 +5,10 @@
 
 #pragma once
 
-#include <QString>
+#include <QStringList>
 
-// Whether a path is that of a file that an installed package has brought. The path comes from
-// the store: it must not lead anywhere else.
-bool IsProgramOfPackage(const QString& path);
+// Whether a path is that of a program that one of these packages has brought, according to
+// dpkg's lists of files. Path and names come from the store: the path must not lead anywhere
+// else. An alternative counts as what it leads to, a diverted file as where it is, and /bin as
+// /usr/bin where they are the same.
+bool IsProgramOf(const QStringList& packages, const QString& path);

@@ -12,6 +12,7 @@
 #include <QJsonObject>
 #include <algorithm>
 #include <functional>
+#include <vantrelagent/db/catalogscan.h>
 #include <vantrelagent/db/crufile.h>
 #include <vantrelagent/install/crun.h>
 #include <vantrelagent/store/indexfile.h>
@@ -72,6 +73,32 @@ bool FindPlace(CRUFile& list, int place)
     return found;
 }
 
+// The package of a product, according to the catalog; empty if it is not in there.
+QString PackageOf(int serial)
+{
+    CatalogScan scan;
+    while (scan && scan.Next()) {
+        if (scan.ServerSerialNumber() == serial)
+            return QString::fromUtf8(scan.PackageName());
+    }
+    return QString();
+}
+
+// Why the application that the list has loaded is not started; empty if it may be.
+QString RefusalOf(const CRUFile& list)
+{
+    const QString program = QString::fromUtf8(list.ExecutablePath());
+    const QString package = PackageOf(list.ServerSerialNumber());
+    if (package.isEmpty())
+        return QStringLiteral("product %1 is not in the catalog ('pakmart update' fetches it), so "
+                              "its package is not known")
+            .arg(list.ServerSerialNumber());
+    if (IsProgramOf({ package }, program))
+        return QString();
+    return QStringLiteral("its package, %1, has no program %2")
+        .arg(package.simplified(), program.simplified());
+}
+
 int Start(Console& display, CRUFile& list, int place)
 {
     if (!FindPlace(list, place)) {
@@ -80,8 +107,9 @@ int Start(Console& display, CRUFile& list, int place)
     }
     const QString name = Name(list);
     const QString program = QString::fromUtf8(list.ExecutablePath());
-    if (!IsProgramOfPackage(program)) {
-        display.Complain(QStringLiteral("%1 cannot be started: %2 not found").arg(name, program));
+    const QString refusal = RefusalOf(list);
+    if (!refusal.isEmpty()) {
+        display.Complain(QStringLiteral("%1 cannot be started: %2").arg(name, refusal));
         return ExitFailed;
     }
     CRun run(SystemPath(program), QString(), false);

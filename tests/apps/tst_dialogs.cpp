@@ -129,7 +129,8 @@ private slots:
         QByteArray err;
         QTRY_VERIFY_WITH_TIMEOUT(
             (err += pakmart.readAllStandardError())
-                .contains("/usr/bin/other is not started: no installed package has this program\n"),
+                .contains("'Run It!' is switched off: no package of this product has the program "
+                          "/usr/bin/other\n"),
             patience);
         m_display.click(box, 245, 194);
         m_display.click(box, 325, 194);
