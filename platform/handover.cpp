@@ -39,20 +39,44 @@ bool HasOption(const Arguments& arguments, const char* option)
         != arguments.options.end();
 }
 
-// The helper's word for the command; empty for one that it does not know.
+// What a change by "install" is to the helper; empty for what it has no word for.
+std::string VerbOfInstall(const Arguments& arguments)
+{
+    const bool removes = !arguments.removals.empty();
+    const bool repairs
+        = HasOption(arguments, "--fix-broken") || HasOption(arguments, "--reinstall");
+    if (arguments.downloadsOnly)
+        return repairs || removes ? "" : "download";
+    if (removes)
+        return repairs ? "" : "exchange";
+    return repairs ? "repair" : "install";
+}
+
+// The helper's word for the command.
 std::string VerbOf(const Arguments& arguments)
 {
-    if (arguments.downloadsOnly || !arguments.removals.empty())
-        return std::string();
     if (arguments.command == "install")
-        return HasOption(arguments, "--fix-broken") || HasOption(arguments, "--reinstall")
-            ? "repair"
-            : "install";
+        return VerbOfInstall(arguments);
     for (const char* verb : { "remove", "upgrade", "clean" }) {
-        if (arguments.command == verb)
+        if (arguments.command == verb && !arguments.downloadsOnly)
             return verb;
     }
     return std::string();
+}
+
+// What the helper gets to read: what goes in an exchange has a '-' after its name.
+std::vector<std::string> NamesFor(const Arguments& arguments)
+{
+    std::vector<std::string> names = arguments.names;
+    for (const std::string& name : arguments.removals)
+        names.push_back(name + '-');
+    return names;
+}
+
+// Older versions may have holes that newer ones have closed: to choose them is left to root.
+bool HasDowngrade(const PrintedPlan& plan)
+{
+    return std::find(plan.lines.begin(), plan.lines.end(), "Action: downgrade") != plan.lines.end();
 }
 
 // Whether a named package is only unpacked: plans do not show that it would be set up.
@@ -63,13 +87,11 @@ bool WaitsForSetup(const Arguments& arguments)
                        [&](const std::string& name) { return status.Of(name).IsHalfWay(); });
 }
 
-// What the helper has no word for.
+// For what the helper has no word.
 std::string RefusalOf(const Arguments& arguments)
 {
     if (arguments.downloadsOnly)
-        return "E: Only root can download packages without installing them.";
-    if (!arguments.removals.empty())
-        return "E: Only root can install and remove packages in one change.";
+        return "E: Only root can download this without installing it.";
     return "E: Only root can do this: " + arguments.command;
 }
 
@@ -202,6 +224,26 @@ int HelperCall::Relay()
     return m_status.value_or(aptFailure);
 }
 
+// Makes the plan that the helper is to carry out. Returns the exit status if there is nothing
+// for it to do, and otherwise -1.
+int MakePlanFor(const std::string& verb, const Arguments& arguments, const Writer& write,
+                PrintedPlan& plan)
+{
+    plan = MakePlan(arguments, std::string());
+    for (const std::string& line : plan.messages)
+        write(line);
+    if (plan.status != 0)
+        return plan.status;
+    if (HasDowngrade(plan)) {
+        write("E: Only root can put an older version in place of a newer one.");
+        return notAllowed;
+    }
+    if (verb == "repair" || !plan.IsEmpty() || WaitsForSetup(arguments))
+        return -1;
+    write(Progress::Done());
+    return 0;
+}
+
 // Until the helper has begun nothing is half done, and a signal may end us.
 void LetSignalsEndUs()
 {
@@ -230,17 +272,8 @@ int HandOver(const Arguments& arguments, const Writer& write)
     }
     const bool cleans = verb == "clean";
     PrintedPlan plan;
-    if (!cleans) {
-        plan = MakePlan(arguments, std::string());
-        for (const std::string& line : plan.messages)
-            write(line);
-        if (plan.status != 0)
-            return plan.status;
-        if (verb != "repair" && plan.IsEmpty() && !WaitsForSetup(arguments)) {
-            write(Progress::Done());
-            return 0;
-        }
-    }
+    if (const int status = cleans ? -1 : MakePlanFor(verb, arguments, write, plan); status >= 0)
+        return status;
     LetSignalsEndUs();
     HelperCall call(write);
     if (!call.Connect()) {
@@ -252,7 +285,7 @@ int HandOver(const Arguments& arguments, const Writer& write)
     const std::optional<RightsAgent> agent
         = asks ? std::optional<RightsAgent>(std::in_place) : std::nullopt;
     if (const int status
-        = call.Ask(verb, arguments.names, cleans ? std::string() : plan.Digest(), asks))
+        = call.Ask(verb, NamesFor(arguments), cleans ? std::string() : plan.Digest(), asks))
         return status;
     return call.Relay();
 }

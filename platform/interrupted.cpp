@@ -16,6 +16,8 @@ namespace
 // The arguments of dpkg's --configure; none if there is nothing to finish.
 std::vector<std::string> NamesToSetUp(const Arguments& arguments, const Agent::DpkgStatus& status)
 {
+    if (arguments.downloadsOnly)
+        return {};
     if (status.WasInterrupted())
         return { "-a" };
     const std::vector<std::string>& options = arguments.options;

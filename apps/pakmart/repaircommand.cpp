@@ -8,6 +8,7 @@
 #include "console.h"
 #include "layout.h"
 #include "outcome.h"
+#include "permission.h"
 #include "plantable.h"
 #include "runjob.h"
 #include "transaction.h"
@@ -18,6 +19,7 @@
 #include <QJsonArray>
 #include <QJsonObject>
 #include <algorithm>
+#include <functional>
 #include <iterator>
 
 using namespace Pakmart;
@@ -104,7 +106,7 @@ public:
     // Finds and shows what is broken, and what a repair would do to packages.
     int Look();
     bool IsNeeded() const { return !m_findings.isEmpty() || !m_plan.isEmpty(); }
-    int Ask() { return AskForConsent(m_console, m_change, m_plan, IsNeeded()); }
+    int Ask();
     // ExitDone, or with IsOutdated() another round is needed.
     int Mend();
     bool IsOutdated() const { return m_isOutdated; }
@@ -144,6 +146,14 @@ int Repair::Look()
     if (Has(m_findings, RepairFinding::MissingLists))
         return ExitDone;
     return MakePlan();
+}
+
+int Repair::Ask()
+{
+    const bool hasPackages = !m_plan.isEmpty()
+        || std::any_of(m_findings.begin(), m_findings.end(), std::not_fn(IsAboutFiles));
+    const int status = hasPackages ? SayWhatPackagesNeed(m_console) : int(ExitDone);
+    return status == ExitDone ? AskForConsent(m_console, m_change, m_plan, IsNeeded()) : status;
 }
 
 int Repair::MakePlan()

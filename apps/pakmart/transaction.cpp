@@ -7,15 +7,14 @@
 #include "commands.h"
 #include "console.h"
 #include "outcome.h"
+#include "permission.h"
 #include "plantable.h"
 #include "runjob.h"
 
 #include <Pakmart/CommitJob>
 #include <Pakmart/PrepareJob>
 #include <Pakmart/RefreshSourcesJob>
-#include <QFile>
 #include <memory>
-#include <unistd.h>
 #include <vantrelagent/install/crun.h>
 #include <vantrelagent/util/paths.h>
 
@@ -227,26 +226,6 @@ Result Commit(Console& console, const Consent& consent, const Plan& plan)
     if (done.status != ExitDone && !done.changed)
         SayWhatFailed(console, plan, before, job.errorCode());
     return done;
-}
-
-// Said before anything is downloaded. In a private root, and for a download alone, nobody can be
-// asked for the permission.
-int SayWhatIsNeeded(Console& console, const Change& change, const Plan& plan)
-{
-    const QByteArray folder = QFile::encodeName(Agent::SystemPath(QStringLiteral("/var/lib/dpkg")));
-    if (plan.isEmpty() || access(folder.constData(), W_OK) == 0)
-        return ExitDone;
-    if (!qEnvironmentVariableIsSet("PAKMART_SYSROOT") && !change.consent.downloadOnly) {
-        console.SayText(QStringLiteral("This needs the permission of an administrator, for which "
-                                       "you will be asked."));
-        return ExitDone;
-    }
-    console.Fail(
-        Error::name(Error::NotPermitted),
-        QStringLiteral("nothing was changed: you may not write to %1. Run pakmart as root, "
-                       "or as the owner of that folder")
-            .arg(QFile::decodeName(folder)));
-    return ExitFailed;
 }
 
 } // namespace

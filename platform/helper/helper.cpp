@@ -79,7 +79,6 @@ int Helper::Run()
     return done < 0 ? 1 : 0;
 }
 
-// A caller has one wish at a time.
 int Helper::OnChange(sd_bus_message* call, void* data, sd_bus_error* error)
 {
     Helper& helper = *static_cast<Helper*>(data);
@@ -139,10 +138,8 @@ void Helper::CarryOut(Change& change)
     change.process = StartFrontEnd(WordsOf(change.wish), output);
     if (change.process < 0
         || sd_event_add_child(m_event.get(), &source, change.process, WEXITED, OnEnded, &change)
-            < 0) {
-        Refuse(change, errorFailed, "The package front end cannot be started.");
-        return;
-    }
+            < 0)
+        return Refuse(change, errorFailed, "The package front end cannot be started.");
     change.child.reset(source);
     if (sd_bus_reply_method_return(change.call.get(), "h", output.Get()) < 0)
         kill(change.process, SIGTERM);
@@ -161,9 +158,6 @@ int Helper::OnGone(sd_bus_track*, void* data)
     change.presence.reset(); // or this is called again and again
     if (change.process > 0)
         return kill(change.process, SIGTERM);
-    sd_bus_call_method_async(change.helper.m_bus.get(), nullptr, polkitName, polkitPath,
-                             polkitInterface, "CancelCheckAuthorization", nullptr, nullptr, "s",
-                             change.questionName.c_str());
     change.helper.Forget(change);
     return 0;
 }
@@ -183,7 +177,12 @@ int Helper::OnEnded(sd_event_source*, const siginfo_t* end, void* data)
     return 0;
 }
 
+// A question that has no answer yet leaves the screen.
 void Helper::Forget(const Change& change)
 {
+    if (change.process < 0)
+        sd_bus_call_method_async(m_bus.get(), nullptr, polkitName, polkitPath, polkitInterface,
+                                 "CancelCheckAuthorization", nullptr, nullptr, "s",
+                                 change.questionName.c_str());
     m_changes.remove_if([&](const Change& one) { return &one == &change; });
 }

@@ -2,9 +2,7 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
 // The helper on the bus: takes a wish, asks polkit whether its caller may have it, and lets
-// the package front end carry it out. docs/security.md describes its interface. A caller that
-// leaves the bus before polkit has decided gets nothing; one that leaves later interrupts the
-// front end, which never interrupts dpkg.
+// the package front end carry it out. docs/security.md describes its interface.
 
 #pragma once
 

@@ -1,8 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// pakmart-helper: installs and removes packages for users whom polkit allows it. The system
-// bus starts it. docs/security.md reviews it.
+// pakmart-helper, which the system bus starts. docs/security.md reviews it.
 
 #include "platform/helper/helper.h"
 

@@ -5,7 +5,6 @@
 
 #include "base/packagename.h"
 
-#include <algorithm>
 #include <map>
 
 namespace
@@ -15,21 +14,23 @@ constexpr std::size_t longestName = 256, digestLength = 64;
 
 struct Verb {
     std::size_t fewest, most; // names
-    bool hasPlan;
     std::vector<std::string> words;
 };
 
 const std::map<std::string, Verb> verbs{
-    { "install", { 1, 1000, true, { "install" } } },
-    { "remove", { 1, 1000, true, { "remove" } } },
-    { "repair", { 0, 1000, true, { "--fix-broken", "install" } } },
-    { "upgrade", { 0, 0, true, { "--with-new-pkgs", "upgrade" } } },
-    { "clean", { 0, 0, false, { "clean" } } },
+    { "install", { 1, 1000, { "install" } } },
+    { "remove", { 1, 1000, { "remove" } } },
+    { "repair", { 0, 1000, { "--fix-broken", "install" } } },
+    { "upgrade", { 0, 0, { "--with-new-pkgs", "upgrade" } } },
+    { "exchange", { 1, 1000, { "install" } } },
+    { "download", { 1, 1000, { "--download-only", "install" } } },
+    { "clean", { 0, 0, { "clean" } } },
 };
 
-bool IsValidName(const std::string& name)
+// What an exchange removes has a '-' after its name, which no name of a package has.
+bool IsToGo(const Wish& wish, const std::string& name)
 {
-    return name.size() <= longestName && Agent::IsPackageWord(name);
+    return wish.verb == "exchange" && !name.empty() && name.back() == '-';
 }
 
 } // namespace
@@ -41,9 +42,12 @@ const char* FaultOf(const Wish& wish)
         return "There is no such change.";
     if (wish.names.size() < verb->second.fewest || wish.names.size() > verb->second.most)
         return "This is not the right number of packages.";
-    if (!std::all_of(wish.names.begin(), wish.names.end(), IsValidName))
-        return "This is not the name of a package.";
-    if (wish.digest.size() != (verb->second.hasPlan ? digestLength : 0)
+    for (const std::string& name : wish.names) {
+        if (name.size() > longestName
+            || !Agent::IsPackageWord(name.substr(0, name.size() - IsToGo(wish, name))))
+            return "This is not the name of a package.";
+    }
+    if (wish.digest.size() != (wish.verb == "clean" ? 0 : digestLength)
         || wish.digest.find_first_not_of("0123456789abcdef") != std::string::npos)
         return "This is not the digest of a plan.";
     return nullptr;
@@ -62,6 +66,7 @@ std::vector<std::string> WordsOf(const Wish& wish)
         words.emplace_back("--reinstall");
     const std::vector<std::string>& command = verbs.at(wish.verb).words;
     words.insert(words.end(), command.begin(), command.end());
-    words.insert(words.end(), wish.names.begin(), wish.names.end());
+    for (const std::string& name : wish.names)
+        words.push_back(IsToGo(wish, name) ? "--remove=" + name.substr(0, name.size() - 1) : name);
     return words;
 }

@@ -10,14 +10,13 @@
 #include <vector>
 
 struct Wish {
-    std::string verb; // "install", "remove", "repair", "upgrade" or "clean"
-    std::vector<std::string> names; // of packages
+    std::string verb; // one of the table in wish.cpp
+    std::vector<std::string> names; // of packages; "NAME-" goes in an exchange
     std::string digest; // of the plan that the caller has seen; empty for "clean"
 };
 
 // Why the wish is refused; null if it is valid.
 const char* FaultOf(const Wish& wish);
 
-// The arguments of the package front end for a valid wish. The package lists and sources are
-// the machine's, which only root can change.
+// The arguments of the package front end for a valid wish.
 std::vector<std::string> WordsOf(const Wish& wish);

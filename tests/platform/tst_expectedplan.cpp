@@ -99,6 +99,22 @@ private slots:
         QCOMPARE(status(), before);
     }
 
+    // What dpkg left when it was killed waits for a change.
+    void aDownloadFinishesNothing()
+    {
+        const QString left = QStringLiteral("/var/lib/dpkg/updates/0000");
+        write(left, stanza("other").replace("ok installed", "ok unpacked"));
+        for (const bool isDownload : { true, false }) {
+            const QStringList option
+                = isDownload ? QStringList{ QStringLiteral("--download-only") } : QStringList();
+            const std::string digest = planned({ "install", "lib" });
+            run(QStringList{ QStringLiteral("-yp"), QString::fromStdString("--expect=" + digest) }
+                    + option + QStringList{ QStringLiteral("install"), QStringLiteral("lib") },
+                isDownload ? 100 : 0);
+            QCOMPARE(QFile::exists(m_root + left), isDownload);
+        }
+    }
+
     // Between the plan and the run, dpkg's status changes: another package needs the library.
     void aChangeAfterTheCheckIsNoticedUnderTheLock()
     {

@@ -6,6 +6,7 @@
 # front end that notes what it gets. The callers are hostile, and speak D-Bus directly.
 # Arguments: the helper for tests, the installed one, the front end, the policy file.
 
+import hashlib
 import os
 import random
 import shutil
@@ -27,7 +28,8 @@ PATH = "/org/vantrelos/pakmart"
 INTERFACE = NAME + ".Helper"
 ERROR = NAME + ".Error."
 DIGEST = "0123456789abcdef" * 4
-VERBS = {"install": ["app"], "remove": ["app"], "repair": [], "upgrade": [], "clean": []}
+VERBS = {"install": ["app"], "remove": ["app"], "repair": [], "upgrade": [],
+         "exchange": ["app", "old-"], "download": ["app"], "clean": []}
 FOLDER = os.environ["TEST_DIR"]
 CONFIG = """<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-BUS Bus Configuration 1.0//EN"
  "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
@@ -232,11 +234,14 @@ class HelperTest(unittest.TestCase):
         bad = "/~$`;|\n\t *?[%\\'\"ä\u202e&><#!{^_"
         for number in range(10000):
             name = "".join(chance.choices(parts, k=chance.randint(1, 5))) + chance.choice(bad)
-            verb = chance.choice(["install", "remove", "repair"])
+            verb = chance.choice(["install", "remove", "repair", "exchange", "download"])
             names = [name] if number % 2 else ["app", name, "lib"]
             self.assertEqual(client.error(verb, names, DIGEST), "Invalid", repr(name))
-        for names in ([""], [], ["a" * 300], ["app"] * 1001):
-            self.assertEqual(client.error("install", names, DIGEST), "Invalid")
+        for names in ([""], [], ["a" * 300], ["app"] * 1001, ["app", "-"], ["app", "old--"]):
+            for verb in ("install", "exchange", "download"):
+                self.assertEqual(client.error(verb, names, DIGEST), "Invalid", names)
+        for verb in ("install", "remove", "repair", "download"):
+            self.assertEqual(client.error(verb, ["old-"], DIGEST), "Invalid", verb)
         self.assertEqual([self.questions(), self.notes()], [[], None])
 
     def test_05_files_that_the_client_can_write_are_not_read(self):
@@ -328,9 +333,51 @@ class HelperTest(unittest.TestCase):
         self.assertEqual(Client(self.address).output("install", ["app"], DIGEST),
                          "Setting up app (1.0) ...\n")
 
+    def takeBack(self):
+        """Lets polkit take questions back."""
+        self.mock.AddMethod("org.freedesktop.PolicyKit1.Authority", "CancelCheckAuthorization",
+                            "s", "", "")
+
+    def expectTakenBack(self):
+        """The last question is not on the screen any more."""
+        taken = until(lambda: self.mock.GetMethodCalls("CancelCheckAuthorization"))
+        asked = self.mock.GetMethodCalls("CheckAuthorization")
+        self.assertEqual([str(one[1][0]) for one in taken], [str(asked[-1][1][4])])
+
+    def test_what_is_begun_is_not_taken_back(self):
+        self.startPolkit(["install"])
+        self.takeBack()
+        Client(self.address).output("install", ["app"], DIGEST)
+        self.assertEqual(self.mock.GetMethodCalls("CancelCheckAuthorization"), [])
+
+    def test_each_verb_has_its_command_line(self):
+        self.startPolkit(VERBS)
+        expected = {"install": "install app", "remove": "remove app",
+                    "repair": "--fix-broken install", "upgrade": "--with-new-pkgs upgrade",
+                    "exchange": "install app --remove=old",
+                    "download": "--download-only install app", "clean": "clean"}
+        for verb, names in VERBS.items():
+            digest = "" if verb == "clean" else DIGEST
+            if os.path.exists(path("notes")):
+                os.remove(path("notes"))
+            Client(self.address).output(verb, names, digest)
+            fixed = 6 + 1 if digest else 5  # words
+            self.assertEqual(" ".join(self.words()[fixed:]), expected[verb])
+
+    def test_the_helper_stays_small(self):
+        folder = os.path.dirname(POLICY)
+        lines = 0
+        for name in os.listdir(folder):
+            if name.endswith((".cpp", ".h")):
+                with open(os.path.join(folder, name), encoding="utf-8") as file:
+                    lines += len(file.readlines())
+        self.assertTrue(300 < lines < 400, lines)
+
     def test_polkit_hangs(self):
         self.startPolkit(["install"], hangs=True)
+        self.takeBack()
         self.assertEqual(Client(self.address).error("install", ["app"], DIGEST), "Declined")
+        self.expectTakenBack()
         self.mock.ReleaseHangingCalls()
         self.assertEqual(Client(self.address).error("remove", ["app"], DIGEST), "Declined")
         self.assertIsNone(self.notes())
@@ -364,12 +411,13 @@ class HelperTest(unittest.TestCase):
 
     def test_the_caller_goes_while_polkit_asks(self):
         self.startPolkit(["install"], hangs=True)
+        self.takeBack()
         client = Client(self.address)
         client.bus.send_message(client.message("install", ["app"], DIGEST))
         client.bus.flush()
         until(self.hangs)
         client.leave()
-        time.sleep(0.3)
+        self.expectTakenBack()
         self.mock.ReleaseHangingCalls()
         self.mock.SimulateHang(False)
         self.assertEqual(Client(self.address).error("remove", ["app"], DIGEST), "Declined")
@@ -429,15 +477,14 @@ class HelperTest(unittest.TestCase):
 
     def test_ctrl_c_while_polkit_asks(self):
         self.startPolkit(["remove"], hangs=True)
-        self.mock.AddMethod("org.freedesktop.PolicyKit1.Authority", "CancelCheckAuthorization",
-                            "s", "", "")
+        self.takeBack()
         process = self.startFrontEnd("-yp", "remove", "fonts-dejavu-core")
         until(self.hangs)
         process.send_signal(signal.SIGINT)
         self.assertEqual(process.communicate(timeout=60)[0], "")
         self.assertEqual(process.returncode, -signal.SIGINT)
         # The question is taken back, and a late yes does nothing.
-        until(lambda: self.mock.GetMethodCalls("CancelCheckAuthorization"))
+        self.expectTakenBack()
         self.mock.ReleaseHangingCalls()
         self.mock.SimulateHang(False)
         self.assertEqual(Client(self.address).error("install", ["app"], DIGEST), "Declined")
@@ -458,6 +505,68 @@ class HelperTest(unittest.TestCase):
         os.remove(path("slow"))
         self.assertEqual(Client(self.address).output("remove", ["app"], DIGEST),
                          "Setting up app (1.0) ...\n")
+
+    def makeStore(self, *versions):
+        """A store of these packages, "NAME_VERSION", and the options that select it."""
+        for name in ("t-store", "t-lists/partial"):
+            os.makedirs(path(name))
+        index = ""
+        for one in versions:
+            name, version = one.split("_")
+            control = ("Package: %s\nVersion: %s\nArchitecture: all\nMaintainer: m <m@x.y>\n"
+                       "Description: d\n" % (name, version))
+            os.makedirs(path("t-store/tree/DEBIAN"), exist_ok=True)
+            self.write("t-store/tree/DEBIAN/control", control)
+            subprocess.run(["dpkg-deb", "--build", "tree", one + ".deb"], check=True,
+                           cwd=path("t-store"), stdout=subprocess.DEVNULL)
+            with open(path("t-store/%s.deb" % one), "rb") as file:
+                archive = file.read()
+            index += "%sFilename: ./%s.deb\nSize: %d\nSHA256: %s\n\n" % (
+                control, one, len(archive), hashlib.sha256(archive).hexdigest())
+        self.write("t-store/Packages", index)
+        self.write("t-store/store.sources", "Types: deb\nURIs: file:%s\nSuites: ./\n"
+                   "Trusted: yes\n" % path("t-store"))
+        subprocess.run(["chmod", "-R", "a+rwX", path("t-store"), path("t-lists")], check=True)
+        options = ["-oDir::Etc::SourceParts=" + path("t-store"),
+                   "-oDir::State::lists=" + path("t-lists")]
+        done = self.frontEnd(*options, "update")
+        self.assertEqual(done.returncode, 0, done.stdout)
+        return options
+
+    def test_the_front_end_hands_an_exchange_over(self):
+        self.startPolkit(["exchange"])
+        options = self.makeStore("pakmart-example_1.0")
+        done = self.frontEnd("-yp", *options, "--allow-removals", "--remove=fonts-dejavu-core",
+                             "install", "pakmart-example=1.0")
+        self.assertEqual((done.returncode, done.stdout), (0, "Setting up app (1.0) ...\n"))
+        self.assertEqual(self.words()[-3:],
+                         ["install", "pakmart-example=1.0", "--remove=fonts-dejavu-core"])
+        self.assertEqual([one[2] for one in self.questions()], [NAME + ".exchange"])
+
+    def test_the_front_end_hands_a_download_over(self):
+        self.startPolkit(["download"])
+        options = self.makeStore("pakmart-example_1.0")
+        done = self.frontEnd("-yp", *options, "--download-only", "install", "pakmart-example")
+        self.assertEqual((done.returncode, done.stdout), (0, "Setting up app (1.0) ...\n"))
+        self.assertEqual(self.words()[-3:], ["--download-only", "install", "pakmart-example"])
+        self.assertEqual([one[2] for one in self.questions()], [NAME + ".download"])
+
+    def test_the_front_end_leaves_the_rest_to_root(self):
+        self.startPolkit(VERBS)
+        options = self.makeStore("pakmart-example_1.0", "fonts-dejavu-core_0.1")
+        older = "put an older version in place of a newer one"
+        download = "download this without installing it"
+        for words, what in {
+                ("--allow-downgrades", "install", "fonts-dejavu-core=0.1"): older,
+                ("--download-only", "upgrade"): download,
+                ("--download-only", "--reinstall", "install", "pakmart-example"): download,
+                ("--download-only", "--remove=dash", "install", "pakmart-example"): download,
+                ("--reinstall", "--remove=dash", "install", "pakmart-example"): "do this: install",
+                ("purge", "fonts-dejavu-core"): "do this: purge"}.items():
+            done = self.frontEnd("-yp", *options, *words)
+            self.assertEqual(done.returncode, 3, done.stdout)
+            self.assertRegex(done.stdout, "^E: Only root can %s[.]?\n$" % what)
+        self.assertEqual([self.questions(), self.notes()], [[], None])
 
     def test_the_front_end_without_a_helper(self):
         self.processes[1].terminate()

@@ -522,31 +522,6 @@ private slots:
         QVERIFY(!installed("old") && installed("app"));
     }
 
-    // What the helper does for others is not that.
-    void othersThanRootAreToldWhatOnlyRootCanDo()
-    {
-        const QTemporaryDir dir;
-        const QString program = dir.filePath(QStringLiteral("vos-apt-get"));
-        QVERIFY(QFile::copy(frontEnd(), program));
-        QVERIFY(QFile::setPermissions(dir.path(), QFile::Permissions(0x7755)));
-        for (const char* option : { "--download-only", "--remove=bash" }) {
-            QProcess process;
-            QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-            environment.remove(QStringLiteral("PAKMART_SYSROOT"));
-            process.setProcessEnvironment(environment);
-            const QStringList words{ QLatin1String(option), QStringLiteral("install"),
-                                     QStringLiteral("no-such-package") };
-            const QStringList another{ QStringLiteral("--reuid=65534"),
-                                       QStringLiteral("--regid=65534"),
-                                       QStringLiteral("--clear-groups"), program };
-            const Result result = geteuid() == 0
-                ? run(another + words, process, QStringLiteral("/usr/bin/setpriv"))
-                : run(words, process, program);
-            QCOMPARE(result.status, 3);
-            QVERIFY2(!result.matching("^E: Only root can ").isEmpty(), option);
-        }
-    }
-
     void anInstallTakesNothingAway()
     {
         add({ "libold" });
