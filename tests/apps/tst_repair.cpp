@@ -4,6 +4,7 @@
 // Everything that a repair finds is said before it is mended, and afterwards what became of it.
 
 #include "story.h"
+#include "tests/common/plainuser.h"
 
 #include <QJsonArray>
 
@@ -121,6 +122,26 @@ private slots:
                  (QStringList{ "missing-lists mended", "broken-package mended" }));
         QCOMPARE(result.status, 0);
         QCOMPARE(StatusWords("good"), QByteArray("install ok installed"));
+    }
+
+    void whatIsNeededIsSaidBeforeAnything()
+    {
+        const QByteArray halfInstalled = "install reinstreq half-installed";
+        SetStatusWords("good", halfInstalled);
+        {
+            const PlainUser user;
+            const Result result = pakmart("repair", "y\n");
+            QVERIFY2(result.err.endsWith(
+                         QStringLiteral("pakmart: nothing was changed: you may not write to "
+                                        "%1/var/lib/dpkg. Run pakmart as root, or as the owner of "
+                                        "that folder\n")
+                             .arg(m_root)),
+                     qPrintable(result.err));
+            QVERIFY2(!result.out.contains(QLatin1String("Repair?")), qPrintable(result.out));
+            QCOMPARE(result.status, 1);
+        }
+        QCOMPARE(StatusWords("good"), halfInstalled);
+        QCOMPARE(pakmart("repair --yes").status, 0);
     }
 
     void listsOfAnotherSourceAreStale()
