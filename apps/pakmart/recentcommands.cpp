@@ -3,15 +3,22 @@
 
 // The recently used applications: showing them, starting one, forgetting one.
 
+#include "base/descriptor.h"
 #include "commands.h"
 #include "console.h"
+#include "outcome.h"
 #include "ownedprogram.h"
 
 #include <QDateTime>
+#include <QFile>
 #include <QJsonArray>
 #include <QJsonObject>
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
 #include <functional>
+#include <unistd.h>
 #include <vantrelagent/db/catalogscan.h>
 #include <vantrelagent/db/crufile.h>
 #include <vantrelagent/install/crun.h>
@@ -23,6 +30,29 @@ using namespace Agent;
 namespace
 {
 
+// A missing file can be made.
+bool IsUsableFile(const std::string& path)
+{
+    const Descriptor file(open(path.c_str(), O_RDWR | O_CLOEXEC));
+    return file || errno == ENOENT;
+}
+
+// What keeps the list from being opened: one of its files, or their folder.
+QString Obstacle()
+{
+    const std::string data = CRUFile::RUDATAFILE;
+    std::vector<std::string> paths{ data.substr(0, data.find_last_of('/')), data,
+                                    CRUFile::RUDATAIDX1, CRUFile::RUDATAIDX2, CRUFile::RUDATAIDX3 };
+    for (const std::string& path : paths) {
+        const bool isFolder = path == paths.front();
+        if (isFolder ? access(path.c_str(), W_OK | X_OK) == 0 : IsUsableFile(path))
+            continue;
+        return QFile::decodeName(path.c_str()) + QLatin1String(": ")
+            + QString::fromLocal8Bit(std::strerror(errno));
+    }
+    return QStringLiteral("'pakmart repair' may be able to mend it");
+}
+
 // Runs `work` with the open list. ExitFailed if the list cannot be opened.
 int WithList(Console& display, const std::function<int(CRUFile&)>& work)
 {
@@ -33,7 +63,8 @@ int WithList(Console& display, const std::function<int(CRUFile&)>& work)
         if (list.OpenOrRepair())
             status = work(list);
         else
-            display.Complain(QStringLiteral("the list of applications cannot be opened"));
+            display.Fail(QStringLiteral("other"),
+                         QStringLiteral("the list of applications cannot be opened"), Obstacle());
     }
     UnInitIndex();
     return status;
@@ -95,6 +126,8 @@ QString RefusalOf(const CRUFile& list)
             .arg(list.ServerSerialNumber());
     if (IsProgramOf({ package }, program))
         return QString();
+    if (ReadDpkgStatus().Of(package.toStdString()).IsGone())
+        return QStringLiteral("its package, %1, is not installed").arg(package.simplified());
     return QStringLiteral("its package, %1, has no program %2")
         .arg(package.simplified(), program.simplified());
 }
@@ -145,14 +178,17 @@ int ForgetCommand(Console& display, const QStringList& serials)
         for (const QString& serial : serials) {
             bool fits = false;
             const int number = serial.toInt(&fits);
-            const bool forgotten = fits && list.DeleteRecord(number);
-            if (forgotten) {
+            const bool isThere = fits && number > 0 && list.FindServerSerialNumber(number);
+            if (isThere && list.DeleteRecord(number)) {
                 display.SayText(QStringLiteral("%1 is forgotten.").arg(Name(list)));
                 all << number;
                 continue;
             }
             display.Complain(
-                QStringLiteral("there is no application with the serial number %1").arg(serial));
+                isThere ? QStringLiteral("%1 cannot be forgotten: the list could not be written")
+                              .arg(Name(list))
+                        : QStringLiteral("there is no application with the serial number %1")
+                              .arg(serial));
             status = ExitFailed;
         }
         if (status == ExitDone)

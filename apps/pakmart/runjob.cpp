@@ -4,6 +4,7 @@
 #include "runjob.h"
 
 #include "commands.h"
+#include "connection.h"
 #include "console.h"
 
 #include <Pakmart/CommitJob>
@@ -13,7 +14,9 @@
 #include <QLocale>
 #include <QRegularExpression>
 #include <QTimer>
+#include <QUrl>
 #include <algorithm>
+#include <vantrelagent/request/capi.h>
 
 using Pakmart::Job;
 
@@ -112,9 +115,20 @@ bool IsAboutTls(const QString& details)
     return words.match(details).hasMatch();
 }
 
-void SayFailure(Console& console, const Job& job)
+// The KIO of Qt 6 says only that it could not connect.
+QString DetailsOf(const Job& job)
 {
     const QString details = job.details();
+    const QUrl store(CAPI::GetAgentAPIURL());
+    if (job.errorCode() != Pakmart::Error::ServerUnreachable || IsAboutTls(details)
+        || store.scheme() != QLatin1String("https"))
+        return details;
+    return (details + QLatin1Char('\n') + ObstacleTo(store)).trimmed();
+}
+
+void SayFailure(Console& console, const Job& job)
+{
+    const QString details = DetailsOf(job);
     console.Fail(Pakmart::Error::name(job.errorCode()), job.errorString(), details);
     if (IsAboutTls(details))
         console.Complain(QStringLiteral("the secure connection (https) failed: check the address "

@@ -4,6 +4,7 @@
 // The state of this machine and its connection to the store.
 
 #include "commands.h"
+#include "connection.h"
 #include "console.h"
 
 #include <QJsonObject>
@@ -72,6 +73,7 @@ int StatusCommand(Console& display)
     const QString sentence = reached ? QString()
         : asked ? QStringLiteral("the store server cannot be reached: %1").arg(url)
                 : QStringLiteral("the settings name no address of a store server: '%1'").arg(url);
+    const QString obstacle = asked && !reached ? ObstacleTo(QUrl(url)) : QString();
     display.SayJson(QJsonObject{
         { QStringLiteral("reached"), reached },
         { QStringLiteral("server"), url },
@@ -80,10 +82,10 @@ int StatusCommand(Console& display)
         { QStringLiteral("builder"), BuilderOfThisMachine() },
         { QStringLiteral("code"), QLatin1String(reached ? "none" : "server-unreachable") },
         { QStringLiteral("sentence"), sentence },
-        { QStringLiteral("details"), QString() } });
+        { QStringLiteral("details"), obstacle } });
     if (reached)
         TellStatus(display, url);
     else
-        display.Complain(sentence);
+        display.Fail(QStringLiteral("server-unreachable"), sentence, obstacle);
     return reached ? ExitDone : ExitFailed;
 }

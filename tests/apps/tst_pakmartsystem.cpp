@@ -123,10 +123,13 @@ private slots:
         serverIs(m_server->url());
         QCOMPARE(result.status, 1);
         QCOMPARE(result.out, QString());
-        QVERIFY(result.err.startsWith(
-            QLatin1String("pakmart: the store server cannot be reached: http://127.0.0.1:1/")));
+        QVERIFY(result.err.startsWith(QLatin1String("pakmart: the store server cannot be reached: "
+                                                    "http://127.0.0.1:1/getagentapi.php\n"
+                                                    "  127.0.0.1:1: Connection refused\n")));
         QCOMPARE(json.status, 1);
         QCOMPARE(json.json()[QStringLiteral("reached")], QJsonValue(false));
+        QCOMPARE(json.json()[QStringLiteral("details")].toString(),
+                 QStringLiteral("127.0.0.1:1: Connection refused"));
     }
 
     void statusOfAnAddressThatIsNone_data()

@@ -124,9 +124,13 @@ private slots:
         const Result update = pakmart("update");
         QVERIFY2(update.err.contains(QLatin1String("pakmart: The store cannot be reached.\n")),
                  qPrintable(update.err));
-        // The KIO of Qt 6 says only that it could not connect.
-        if (QT_VERSION < QT_VERSION_CHECK(6, 0, 0))
-            QVERIFY2(update.err.contains(advice), qPrintable(update.err));
+        QVERIFY2(update.err.contains(advice), qPrintable(update.err));
+        const Result status = pakmart("status");
+        QVERIFY2(status.err.contains(QRegularExpression(
+                     QStringLiteral("^pakmart: the store server cannot be reached: %1/"
+                                    "getagentapi.php\n  127\\.0\\.0\\.1:\\d+: .*(SSL|TLS)")
+                         .arg(url))),
+                 qPrintable(status.err));
         serverIs(m_server->url());
     }
 };
