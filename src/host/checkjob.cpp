@@ -5,6 +5,8 @@
 
 #include "host/faultsearch.h"
 
+#include <QCoreApplication>
+
 namespace Pakmart
 {
 
@@ -15,7 +17,10 @@ public:
     std::unique_ptr<QObject> search; // goes with a search that nobody waits for
 };
 
-CheckJob::CheckJob(QObject* parent) : Job(parent), d(std::make_unique<Private>()) { }
+CheckJob::CheckJob(QObject* parent) : Job(parent), d(std::make_unique<Private>())
+{
+    setDefaultTitle(QCoreApplication::translate("Pakmart", "Check the installation"));
+}
 
 CheckJob::~CheckJob() = default;
 

@@ -4,6 +4,7 @@
 #include "host/commitjob.h"
 
 #include "host/commitsteps.h"
+#include "host/jobtitle.h"
 
 namespace Pakmart
 {
@@ -23,11 +24,16 @@ Plan PlanFor(const Request& request)
 CommitJob::CommitJob(const Plan& plan, QObject* parent)
     : Job(parent), m_steps(std::make_unique<CommitSteps>(*this, plan, true))
 {
+    setDefaultTitle(TitleOf(plan.request, plan.products));
 }
 
 CommitJob::CommitJob(const Request& request, QObject* parent)
     : Job(parent), m_steps(std::make_unique<CommitSteps>(*this, PlanFor(request), false))
 {
+    setDefaultTitle(TitleOf(request));
+    // The store has named the products by then.
+    connect(this, &CommitJob::planReady, this,
+            [this](const Plan& plan) { setDefaultTitle(TitleOf(plan.request, plan.products)); });
 }
 
 CommitJob::~CommitJob() = default;

@@ -3,6 +3,9 @@
 
 #include "host/job.h"
 
+#include "host/pendingjobs.h"
+
+#include <QPointer>
 #include <QTimer>
 
 namespace Pakmart
@@ -13,6 +16,8 @@ static_assert(int(Error::Cancelled) == int(KJob::KilledJobError), "kill() sets K
 class JobState
 {
 public:
+    QString title;
+    bool hasHostTitle = false;
     Job::Phase phase = Job::NotStarted;
     QString package;
     QString waitingFor;
@@ -37,14 +42,56 @@ void Job::start()
     if (m_state->started || m_state->ended)
         return;
     m_state->started = true;
-    QTimer::singleShot(0, this, [this] {
-        if (m_state->ended)
-            return;
-        if (m_state->cancelled)
-            fail(Error::Cancelled);
-        else
-            run();
-    });
+    QTimer::singleShot(0, this, [this] { begin(); });
+}
+
+// Slots of the model of pending jobs may end this one, or delete it.
+void Job::begin()
+{
+    if (m_state->ended)
+        return;
+    if (m_state->cancelled) {
+        fail(Error::Cancelled);
+        return;
+    }
+    const QPointer<Job> alive(this);
+    PendingJobs::all().add(this);
+    if (!alive || m_state->ended)
+        return;
+    emit description(this, m_state->title);
+    if (m_state->cancelled)
+        fail(Error::Cancelled);
+    else if (!m_state->ended)
+        run();
+}
+
+QString Job::title() const
+{
+    return m_state->title;
+}
+
+void Job::setTitle(const QString& title)
+{
+    if (title.isEmpty())
+        return;
+    m_state->hasHostTitle = true;
+    showTitle(title);
+}
+
+void Job::setDefaultTitle(const QString& title)
+{
+    if (!m_state->hasHostTitle)
+        showTitle(title);
+}
+
+void Job::showTitle(const QString& title)
+{
+    if (m_state->title == title)
+        return;
+    m_state->title = title;
+    if (m_state->started)
+        emit description(this, title);
+    emit titleChanged(title);
 }
 
 Job::Phase Job::phase() const

@@ -37,6 +37,8 @@ class JobState;
 class VANTRELAGENT_EXPORT Job : public KJob
 {
     Q_OBJECT
+    /// What the job does, for a list of jobs.
+    Q_PROPERTY(QString title READ title WRITE setTitle NOTIFY titleChanged)
     /// What the job is doing.
     Q_PROPERTY(Pakmart::Job::Phase phase READ phase NOTIFY phaseChanged)
     /// The package at work; empty if there is none.
@@ -66,6 +68,12 @@ public:
     /// Starts the job, which returns at once. A second call does nothing.
     void start() final;
 
+    /// What the job does, as words for the user: "Install app". Each kind of job has a title of
+    /// its own. PendingModel shows it, and KJob::description reports it.
+    QString title() const;
+    /// Replaces the title by one of the host. An empty one is ignored.
+    void setTitle(const QString& title);
+
     /// What the job is doing.
     Phase phase() const;
     /// The package that is being fetched, installed or removed; empty if there is none.
@@ -89,6 +97,8 @@ public Q_SLOTS:
     void cancel();
 
 Q_SIGNALS:
+    /// The title is another one.
+    void titleChanged(const QString& title);
     /// The phase is another one.
     void phaseChanged(Pakmart::Job::Phase phase);
     /// The package at work is another one.
@@ -111,6 +121,7 @@ protected:
 
     /// Sets what the properties report.
     /// @{
+    void setDefaultTitle(const QString& title); // until the host sets one
     void setPhase(Phase phase);
     void setPackage(const QString& package);
     void setCancellable(bool cancellable);
@@ -131,6 +142,8 @@ protected:
     bool doKill() override;
 
 private:
+    void begin();
+    void showTitle(const QString& title);
     void end();
 
     const std::unique_ptr<JobState> m_state;

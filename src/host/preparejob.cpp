@@ -3,6 +3,7 @@
 
 #include "host/preparejob.h"
 
+#include "host/jobtitle.h"
 #include "host/planrun.h"
 #include "host/storequestion.h"
 
@@ -11,8 +12,10 @@
 namespace Pakmart
 {
 
-PrepareJob::PrepareJob(const Request& request, QObject* parent)
-    : Job(parent), m_request(request) { }
+PrepareJob::PrepareJob(const Request& request, QObject* parent) : Job(parent), m_request(request)
+{
+    setDefaultTitle(TitleOfPreview(request));
+}
 
 PrepareJob::~PrepareJob() = default;
 
@@ -52,6 +55,7 @@ void PrepareJob::onAnswer()
     }
     m_request = m_question->request();
     m_products = m_question->products();
+    setDefaultTitle(TitleOfPreview(m_request, m_products));
     setWaitingFor(QString());
     if (!hasEnded())
         makePlan();

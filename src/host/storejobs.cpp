@@ -3,6 +3,7 @@
 
 #include "host/storejobs.h"
 
+#include <QCoreApplication>
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QJsonValue>
@@ -92,6 +93,7 @@ public:
 RefreshCatalogJob::RefreshCatalogJob(QObject* parent)
     : StoreJob("refresh-catalog", parent), d(std::make_unique<Private>())
 {
+    setDefaultTitle(QCoreApplication::translate("Pakmart", "Refresh the catalog"));
 }
 
 RefreshCatalogJob::~RefreshCatalogJob() = default;
@@ -172,6 +174,7 @@ RefreshSourcesJob::RefreshSourcesJob(QObject* parent) : RefreshSourcesJob("refre
 RefreshSourcesJob::RefreshSourcesJob(const char* task, QObject* parent)
     : StoreJob(task, parent), d(std::make_unique<Private>())
 {
+    setDefaultTitle(QCoreApplication::translate("Pakmart", "Refresh the package sources"));
 }
 
 RefreshSourcesJob* RefreshSourcesJob::ifChanged(QObject* parent)
@@ -207,6 +210,7 @@ public:
 
 AislesJob::AislesJob(QObject* parent) : StoreJob("aisles", parent), d(std::make_unique<Private>())
 {
+    setDefaultTitle(QCoreApplication::translate("Pakmart", "Fetch the aisles of the store"));
 }
 
 AislesJob::~AislesJob() = default;
@@ -229,7 +233,10 @@ public:
     QList<MachineApplication> applications;
 };
 
-SyncJob::SyncJob(QObject* parent) : StoreJob("sync", parent), d(std::make_unique<Private>()) { }
+SyncJob::SyncJob(QObject* parent) : StoreJob("sync", parent), d(std::make_unique<Private>())
+{
+    setDefaultTitle(QCoreApplication::translate("Pakmart", "Fetch this computer's applications"));
+}
 
 SyncJob::~SyncJob() = default;
 
@@ -252,6 +259,7 @@ public:
 RegisterJob::RegisterJob(QObject* parent)
     : StoreJob("register", parent), d(std::make_unique<Private>())
 {
+    setDefaultTitle(QCoreApplication::translate("Pakmart", "Register this computer"));
 }
 
 RegisterJob::~RegisterJob() = default;

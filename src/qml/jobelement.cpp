@@ -3,8 +3,6 @@
 
 #include "jobelement.h"
 
-#include <Pakmart/PendingModel>
-
 namespace Pakmart
 {
 
@@ -21,8 +19,7 @@ void JobElement::start()
         end();
         emit finished();
     });
-    if (!m_title.isEmpty())
-        PendingModel::add(job, m_title);
+    job->setTitle(m_title);
     follow(job);
 }
 

@@ -16,7 +16,7 @@ namespace Pakmart
 class JobElement : public JobRun
 {
     Q_OBJECT
-    // For the list of pending jobs; a job without a title is not in it.
+    // For the list of pending jobs; empty for that of the job's kind.
     Q_PROPERTY(QString title MEMBER m_title NOTIFY titleChanged)
 
 public:

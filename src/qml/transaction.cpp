@@ -3,8 +3,6 @@
 
 #include "transaction.h"
 
-#include <Pakmart/PendingModel>
-
 namespace Pakmart
 {
 
@@ -18,6 +16,7 @@ void Transaction::prepare()
     request.kind = Request::Kind(m_kind);
     request.packages = m_packages;
     auto* job = new PrepareJob(request, this);
+    job->setTitle(m_title);
     connect(job, &KJob::result, this, [this, job] {
         m_plan.setPlan(job->plan());
         end();
@@ -36,7 +35,7 @@ void Transaction::commit()
         end();
         emit finished();
     });
-    PendingModel::add(job, m_title.isEmpty() ? m_packages.join(QStringLiteral(", ")) : m_title);
+    job->setTitle(m_title);
     follow(job);
 }
 

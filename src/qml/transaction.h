@@ -20,7 +20,7 @@ class Transaction : public JobRun
     // What to do: a value of Request, such as Request.Install, and with which packages.
     Q_PROPERTY(int kind MEMBER m_kind NOTIFY requestChanged)
     Q_PROPERTY(QStringList packages MEMBER m_packages NOTIFY requestChanged)
-    // For the list of pending jobs.
+    // For the list of pending jobs; empty for the request's own.
     Q_PROPERTY(QString title MEMBER m_title NOTIFY requestChanged)
     // Whether the user agrees to removals that nobody asked for.
     Q_PROPERTY(bool allowRemovals MEMBER m_allowRemovals NOTIFY requestChanged)

@@ -5,11 +5,16 @@
 // plans, the reader of plans, the reader of progress, the comparison with dpkg's status.
 
 #include "host/archivecheck.h"
+#include "host/checkjob.h"
 #include "host/error.h"
+#include "host/jobtitle.h"
 #include "host/outcome.h"
+#include "host/packagejobs.h"
 #include "host/planreader.h"
 #include "host/planrun.h"
+#include "host/preparejob.h"
 #include "host/runlines.h"
+#include "host/storejobs.h"
 
 #include <QTemporaryDir>
 #include <QTranslator>
@@ -550,6 +555,67 @@ private slots:
         QCOMPARE(Error::name(failure.code), name);
         QVERIFY(failure.sentence.startsWith(Error::sentence(failure.code)));
         QVERIFY(!failure.sentence.contains(QLatin1String("E: ")));
+    }
+
+    void requestsHaveTitles_data()
+    {
+        QTest::addColumn<Request>("request");
+        QTest::addColumn<QString>("title");
+        const auto row = [](const char* title, const Request& request) {
+            QTest::newRow(title) << request << QString::fromLatin1(title);
+        };
+        const auto names
+            = [](const char* all) { return QString::fromLatin1(all).split(QLatin1Char(' ')); };
+        row("Install a, b, c", { Request::Install, names("a b c") });
+        row("Install a, b, c, ...", { Request::Install, names("a b c d") });
+        row("Install product 7", { Request::Install, {}, { 7 } });
+        row("Remove a", { Request::Remove, names("a") });
+        row("Upgrade a", { Request::Upgrade, names("a") });
+        row("Upgrade all packages", { Request::Upgrade });
+        row("Reinstall a", { Request::Reinstall, names("a") });
+        row("Update the system", { Request::SystemUpdate });
+        row("Repair the installation", { Request::Repair });
+        row("Remove packages that are no longer needed", { Request::RemoveUnneeded });
+        row("Change packages", { Request::OtherKind });
+        row("Change a", { Request::OtherKind, names("a") });
+    }
+    void requestsHaveTitles()
+    {
+        QFETCH(Request, request);
+        QTEST(TitleOf(request), "title");
+        QTEST(TitleOfPreview(request).remove(QStringLiteral("Preview: ")), "title");
+        PlanProduct named, unnamed;
+        named.name = QStringLiteral("Star Lander");
+        unnamed.package = QStringLiteral("dice");
+        if (request.kind == Request::Install)
+            QCOMPARE(TitleOf(request, { named, unnamed }),
+                     QStringLiteral("Install Star Lander, dice"));
+    }
+
+    void jobsHaveTheTitlesOfTheirKinds()
+    {
+        const std::unique_ptr<Job> jobs[] = {
+            std::make_unique<InstallJob>(QStringList(QStringLiteral("a"))),
+            std::unique_ptr<Job>(InstallJob::ofProducts({ 7 })),
+            std::make_unique<CommitJob>(Plan()),
+            std::make_unique<PrepareJob>(Request{ Request::Repair }),
+            std::make_unique<CheckJob>(),
+            std::make_unique<RefreshCatalogJob>(),
+            std::make_unique<RefreshSourcesJob>(),
+            std::unique_ptr<Job>(RefreshSourcesJob::ifChanged()),
+            std::make_unique<AislesJob>(),
+            std::make_unique<SyncJob>(),
+            std::make_unique<RegisterJob>(),
+        };
+        QStringList titles;
+        for (const auto& job : jobs)
+            titles << job->title();
+        QCOMPARE(titles.join(QLatin1Char('|')),
+                 QStringLiteral("Install a|Install product 7|Change packages|"
+                                "Preview: Repair the installation|Check the installation|"
+                                "Refresh the catalog|Refresh the package sources|"
+                                "Refresh the package sources|Fetch the aisles of the store|"
+                                "Fetch this computer's applications|Register this computer"));
     }
 };
 

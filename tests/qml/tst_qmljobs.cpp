@@ -190,16 +190,27 @@ private slots:
         QCOMPARE(job->property("value").toString(), QStringLiteral("true true 0 0 false"));
     }
 
-    void aJobWithATitleIsPending()
+    void jobsArePendingByThemselves_data()
     {
+        QTest::addColumn<QByteArray>("title");
+        QTest::addColumn<QString>("shown");
+        QTest::newRow("its own") << QByteArray("title: 'Aisles'; ") << QStringLiteral("Aisles");
+        QTest::newRow("of its kind")
+            << QByteArray() << QStringLiteral("Fetch the aisles of the store");
+    }
+    void jobsArePendingByThemselves()
+    {
+        QFETCH(QByteArray, title);
         QVERIFY(m_store->useScripted({ "CAPIGetAisles" }));
         m_store->stall("/CAPIGetAisles");
-        const auto job = make("AislesJob { title: 'Aisles'; property var pending: PendingModel {}\n"
-                              "property int ends: 0; onFinished: ++ends }");
+        const auto job = make("AislesJob { " + title
+                              + "property var pending: PendingModel {}\n"
+                                "property int ends: 0; onFinished: ++ends }");
         QVERIFY(job);
         QVERIFY(QMetaObject::invokeMethod(job.get(), "start"));
         QObject* const pending = job->property("pending").value<QObject*>();
         QTRY_COMPARE(pending->property("count").toInt(), 1);
+        QTEST(qobject_cast<QAbstractItemModel*>(pending)->index(0, 0).data().toString(), "shown");
         QVERIFY(QMetaObject::invokeMethod(job.get(), "cancel"));
         QTRY_COMPARE_WITH_TIMEOUT(job->property("ends").toInt(), 1, 60000);
         QTRY_COMPARE(pending->property("count").toInt(), 0);

@@ -3,7 +3,7 @@
 
 #include "host/models/pendingmodel.h"
 
-#include "host/models/pendingjobs.h"
+#include "host/pendingjobs.h"
 
 #include <QCoreApplication>
 
@@ -14,6 +14,8 @@ class PendingModel::Private
 {
 public:
     std::vector<PendingJob> shown;
+    bool takes = false; // the rows change
+    bool takesAgain = false;
 };
 
 PendingModel::PendingModel(QObject* parent) : ListModel(parent), d(std::make_unique<Private>())
@@ -36,7 +38,21 @@ void PendingModel::cancel(int row)
         PendingJobs::all().cancel(rows()[std::size_t(row)].key);
 }
 
+// A slot that sees a job appear may end that job: the rows change again when they have changed.
 void PendingModel::take()
+{
+    d->takesAgain = true;
+    if (d->takes)
+        return;
+    d->takes = true;
+    while (d->takesAgain) {
+        d->takesAgain = false;
+        takeOnce();
+    }
+    d->takes = false;
+}
+
+void PendingModel::takeOnce()
 {
     std::vector<PendingJob> jobs = PendingJobs::all().jobs();
     Rows after;

@@ -2,11 +2,12 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
 /// @class Pakmart::PendingModel
-/// The jobs of this process that wait or run, in the order in which they were added. A job is
-/// shown once it is added, by any part of the host, and goes when it has ended.
+/// The jobs of this process that wait or run, in the order of their starts. A job comes by itself
+/// when the event loop begins it, whichever part of the host has made it, and goes when it has
+/// ended or is deleted.
 ///
 ///     auto* job = new Pakmart::InstallJob({ QStringLiteral("app") });
-///     Pakmart::PendingModel::add(job, i18n("Install %1", name));
+///     job->setTitle(i18n("Install %1", name)); // otherwise: "Install app"
 ///     job->start();
 
 #pragma once
@@ -25,7 +26,7 @@ class VANTRELAGENT_EXPORT PendingModel : public ListModel
 public:
     /// What a job shows.
     enum Role {
-        TitleRole = Qt::DisplayRole, ///< what it does, as it was added
+        TitleRole = Qt::DisplayRole, ///< what it does: Job::title()
         PhaseRole = Qt::UserRole + 1, ///< a Job::Phase, as int
         PackageRole, ///< the package at work
         PercentRole, ///< how much of it is done
@@ -34,12 +35,13 @@ public:
     };
     Q_ENUM(Role)
 
-    /// Shows the jobs that have been added and have not ended.
+    /// Shows the jobs that have begun, or were added, and have not ended.
     explicit PendingModel(QObject* parent = nullptr);
     ~PendingModel() override;
 
-    /// Makes all models of the process show a job. A second time does nothing.
-    static void add(Job* job, const QString& title);
+    /// Makes all models of the process show a job that is not started yet, with a title unless
+    /// that is empty. Does nothing if the job is shown already.
+    static void add(Job* job, const QString& title = QString());
 
     /// Asks the job of a row to end.
     Q_INVOKABLE void cancel(int row);
@@ -52,6 +54,7 @@ public:
 
 private:
     void take();
+    void takeOnce();
 
     class Private;
     const std::unique_ptr<Private> d;

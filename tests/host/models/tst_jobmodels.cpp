@@ -139,6 +139,7 @@ private slots:
         PendingModel::add(first, QStringLiteral("One"));
         PendingModel::add(second, QStringLiteral("Two"));
         PendingModel::add(second, QStringLiteral("again"));
+        PendingModel::add(nullptr, QStringLiteral("none"));
         QCOMPARE(watch.texts().join(QLatin1Char(' ')), QStringLiteral("One Two"));
         const PendingModel other;
         QCOMPARE(other.count(), 2);
@@ -159,6 +160,78 @@ private slots:
         delete second;
         QCOMPARE(model.state(), PendingModel::Empty);
         QCOMPARE(other.count(), 0);
+    }
+
+    void startedJobsAppearByThemselves()
+    {
+        PendingModel model;
+        ModelWatch watch(&model);
+        QPointer<ScriptedJob> job(new ScriptedJob);
+        job->setTitle(QStringLiteral("Mine"));
+        QStringList descriptions;
+        connect(job.data(), &KJob::description, job.data(),
+                [&descriptions](KJob*, const QString& title) { descriptions << title; });
+        job->start();
+        QCOMPARE(model.count(), 0); // nothing is emitted in start()
+        QTRY_COMPARE(watch.texts(), QStringList(QStringLiteral("Mine")));
+        QCOMPARE(watch.changes(), QByteArray("i1 r0 m0 l0 d1"));
+        QTRY_COMPARE(descriptions, QStringList(QStringLiteral("Mine")));
+        job->setTitle(QString());
+        job->setTitle(QStringLiteral("Yours"));
+        QCOMPARE(watch.texts(), QStringList(QStringLiteral("Yours")));
+        QCOMPARE(descriptions.last(), QStringLiteral("Yours"));
+        QVERIFY(job->kill(KJob::Quietly));
+        QTRY_COMPARE(model.count(), 0);
+        auto* deleted = new ScriptedJob;
+        deleted->start();
+        QTRY_COMPARE(model.count(), 1);
+        delete deleted;
+        QCOMPARE(model.count(), 0);
+    }
+
+    // Each kind of end in the slot that sees a job appear.
+    void aJobThatAppearsMayEndAtOnce_data()
+    {
+        QTest::addColumn<int>("end");
+        QTest::newRow("cancelled") << 0;
+        QTest::newRow("killed") << 1;
+        QTest::newRow("deleted") << 2;
+    }
+    void aJobThatAppearsMayEndAtOnce()
+    {
+        QFETCH(int, end);
+        PendingModel model;
+        QPointer<ScriptedJob> job(new ScriptedJob);
+        bool hasRun = false;
+        connect(job.data(), &Job::phaseChanged, job.data(),
+                [&hasRun](Job::Phase phase) { hasRun |= phase == Job::Preparing; });
+        connect(&model, &QAbstractItemModel::rowsInserted, &model, [&] {
+            if (end == 0)
+                job->cancel();
+            else if (end == 1)
+                job->kill();
+            else
+                delete job.data();
+        });
+        job->start();
+        QTRY_VERIFY(job.isNull());
+        QCOMPARE(model.count(), 0);
+        QVERIFY(!hasRun);
+    }
+
+    void aJobMayFollowInTheSlotThatSeesAnotherGo()
+    {
+        PendingModel model;
+        ModelWatch watch(&model);
+        ScriptedJob first, second, third;
+        PendingModel::add(&first, QStringLiteral("One"));
+        PendingModel::add(&second, QStringLiteral("Two"));
+        const QObject watcher; // goes before the jobs
+        connect(&model, &QAbstractItemModel::rowsRemoved, &watcher,
+                [&third] { PendingModel::add(&third, QStringLiteral("Three")); });
+        first.setAutoDelete(false);
+        first.succeed();
+        QCOMPARE(watch.texts().join(QLatin1Char(' ')), QStringLiteral("Two Three"));
     }
 
     void pendingJobCanBeCancelled()

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-#include "host/models/pendingjobs.h"
+#include "host/pendingjobs.h"
 
 #include <algorithm>
 
@@ -23,8 +23,10 @@ void PendingJobs::add(Job* job, const QString& title)
     const qint64 key = ++m_last;
     m_items.push_back({ job, {} });
     m_items.back().values.key = key;
-    m_items.back().values.title = title;
+    if (!title.isEmpty())
+        job->setTitle(title);
     const auto retake = [this, key] { take(key); };
+    connect(job, &Job::titleChanged, this, retake);
     connect(job, &Job::phaseChanged, this, retake);
     connect(job, &Job::packageChanged, this, retake);
     connect(job, &Job::cancellableChanged, this, retake);
@@ -57,6 +59,7 @@ void PendingJobs::take(qint64 key)
     for (Item& item : m_items) {
         if (item.values.key != key || !item.job)
             continue;
+        item.values.title = item.job->title();
         item.values.phase = item.job->phase();
         item.values.package = item.job->package();
         item.values.percent = int(item.job->percent());

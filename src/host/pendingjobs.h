@@ -37,7 +37,8 @@ class PendingJobs : public QObject
 public:
     static PendingJobs& all();
 
-    void add(Job* job, const QString& title);
+    // A second time does nothing. Without a title, the job's own is shown.
+    void add(Job* job, const QString& title = QString());
     void cancel(qint64 key);
     std::vector<PendingJob> jobs() const;
 
