@@ -52,15 +52,17 @@ Item {
         clip: true
         model: products
         delegate: Text {
+            id: product
+            required property var model
             objectName: "product"
-            width: ListView.view.width
+            width: list.width
             elide: Text.ElideRight
-            text: name + " " + version
-                  + (productState === Product.Installed ? " (installed)" : "")
-                  + (summary ? ": " + summary : "")
+            text: model.name + " " + model.version
+                  + (model.productState === Product.Installed ? " (installed)" : "")
+                  + (model.summary ? ": " + model.summary : "")
             MouseArea {
                 anchors.fill: parent
-                onClicked: page.preview(model.package)
+                onClicked: page.preview(product.model.package)
             }
         }
     }
@@ -91,9 +93,10 @@ Item {
         Repeater {
             model: transaction.plan
             Text {
+                required property var model
                 objectName: "planRow"
-                color: action === PlanRow.Removed ? "red" : "black"
-                text: model.package + " " + newVersion + " (" + reasonText + ")"
+                color: model.action === PlanRow.Removed ? "red" : "black"
+                text: model.package + " " + model.newVersion + " (" + model.reasonText + ")"
             }
         }
         Text {
