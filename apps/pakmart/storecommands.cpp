@@ -4,7 +4,6 @@
 // What the store sends beside products: the catalog, package sources, its arrangement, the
 // account's applications; and the registration of this machine.
 
-#include "catalogowner.h"
 #include "commands.h"
 #include "console.h"
 #include "runjob.h"
@@ -80,17 +79,19 @@ QString Numbered(int serial, const QString& name)
 int UpdateCommand(Console& console)
 {
     console.Activity(QStringLiteral("Asking for the catalog"));
-    if (const std::optional<int> status = UpdateAsOwner(console))
-        return *status;
     RefreshCatalogJob job;
     const int status = RunJob(console, job);
     if (status != ExitDone)
         return status;
     console.SayJson(QJsonObject{ { QStringLiteral("products"), job.products() },
                                  { QStringLiteral("categories"), job.categories() },
+                                 { QStringLiteral("first"), job.isFirst() },
                                  { QStringLiteral("new"), ListAsJson(job.added()) },
+                                 { QStringLiteral("newCount"), job.addedCount() },
                                  { QStringLiteral("changed"), ListAsJson(job.changed()) },
-                                 { QStringLiteral("gone"), ListAsJson(job.gone()) } });
+                                 { QStringLiteral("changedCount"), job.changedCount() },
+                                 { QStringLiteral("gone"), ListAsJson(job.gone()) },
+                                 { QStringLiteral("goneCount"), job.goneCount() } });
     SayCatalog(console, job);
     return ExitDone;
 }

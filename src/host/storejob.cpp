@@ -48,6 +48,10 @@ void StoreSteps::start()
     m_job.setPhase(Job::Waiting);
     if (m_job.hasEnded())
         return;
+    if (m_job.isCancelled()) {
+        m_job.fail(Error::Cancelled);
+        return;
+    }
     m_run = std::make_unique<WorkerRun>();
     WorkerRun* run = m_run.get();
     QObject::connect(run, &WorkerRun::begun, run, [this] {

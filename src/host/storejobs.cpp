@@ -3,6 +3,8 @@
 
 #include "host/storejobs.h"
 
+#include "host/catalogowner.h"
+
 #include <QCoreApplication>
 #include <QJsonArray>
 #include <QJsonObject>
@@ -88,6 +90,7 @@ public:
     int categories = 0;
     bool first = false;
     Changes added, changed, gone;
+    std::unique_ptr<OwnerRun> owner; // if that is to do it
 };
 
 RefreshCatalogJob::RefreshCatalogJob(QObject* parent)
@@ -106,6 +109,55 @@ void RefreshCatalogJob::takeResult(const QJsonObject& result)
     d->added = ChangesOf(result[QLatin1String("added")]);
     d->changed = ChangesOf(result[QLatin1String("changed")]);
     d->gone = ChangesOf(result[QLatin1String("gone")]);
+}
+
+void RefreshCatalogJob::run()
+{
+    const std::optional<OwnerCommand> command = CommandOfCatalogOwner();
+    if (!command) {
+        StoreJob::run();
+        return;
+    }
+    setPhase(Downloading);
+    if (hasEnded())
+        return; // killed by a slot
+    if (isCancelled()) {
+        fail(Error::Cancelled);
+        return;
+    }
+    d->owner = std::make_unique<OwnerRun>();
+    connect(d->owner.get(), &OwnerRun::ended, this, &RefreshCatalogJob::onOwnerEnded);
+    d->owner->start(*command);
+}
+
+void RefreshCatalogJob::onOwnerEnded()
+{
+    const std::unique_ptr<OwnerRun, void (*)(OwnerRun*)> owner(
+        d->owner.release(), [](OwnerRun* run) { OwnerRun::letGo(std::unique_ptr<OwnerRun>(run)); });
+    setDetails(owner->details());
+    if (isCancelled()) {
+        fail(Error::Cancelled);
+    } else if (owner->failure().code != Error::NoError) {
+        fail(owner->failure().code, owner->failure().sentence);
+    } else {
+        takeResult(owner->result());
+        emit resultReady();
+        succeed();
+    }
+}
+
+void RefreshCatalogJob::stop()
+{
+    if (d->owner)
+        d->owner->stop();
+    else
+        StoreJob::stop();
+}
+
+void RefreshCatalogJob::letGo()
+{
+    OwnerRun::letGo(std::move(d->owner));
+    StoreJob::letGo();
 }
 
 int RefreshCatalogJob::products() const

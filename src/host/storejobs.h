@@ -39,6 +39,10 @@ public:
 /// Fetches the store's catalog, and fills the catalog database from it. The old database can be
 /// read until the new one is complete and replaces it; if the job does not succeed, the old one
 /// stays.
+///
+/// Where the catalog belongs to a user of its own, as on an installed system, the job has the
+/// service of that user do this, which needs no permission. It does not report bytes then, and a
+/// service that has been started goes on when the job is cancelled.
 class VANTRELAGENT_EXPORT RefreshCatalogJob : public StoreJob
 {
     Q_OBJECT
@@ -83,10 +87,19 @@ public:
     /// @}
 
 protected:
-    /// From the worker.
+    /// From the worker, or the owner's service.
     void takeResult(const QJsonObject& result) override;
 
+    /// In the worker, or by the catalog's owner.
+    /// @{
+    void run() override;
+    void stop() override;
+    void letGo() override;
+    /// @}
+
 private:
+    void onOwnerEnded();
+
     class Private;
     const std::unique_ptr<Private> d;
 };

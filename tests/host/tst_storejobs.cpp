@@ -556,6 +556,19 @@ private slots:
         QCOMPARE(countProducts(), 10);
     }
 
+    void aJobMayBeCancelledInTheSlotOfItsFirstPhase()
+    {
+        QVERIFY(m_store->useScripted({ "CAPIGetAisles" }));
+        m_store->stall("/CAPIGetAisles");
+        auto* job = new AislesJob;
+        JobWatch watch(job);
+        connect(job, &Job::phaseChanged, this, [job](Job::Phase now) {
+            if (now == Job::Waiting)
+                job->cancel();
+        });
+        QCOMPARE(watch.outcome(), QStringLiteral("cancelled"));
+    }
+
     void anUpdateWaitsForThatOfAnotherProcess_data()
     {
         QTest::addColumn<bool>("cancels");
