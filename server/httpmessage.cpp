@@ -7,20 +7,14 @@
 #include "storefile.h"
 
 #include <algorithm>
-#include <array>
 #include <boost/asio/buffer.hpp>
 #include <boost/beast/http/empty_body.hpp>
 #include <boost/beast/http/parser.hpp>
 #include <boost/beast/http/status.hpp>
-#include <cerrno>
 #include <new>
-#include <poll.h>
 #include <regex>
 #include <sstream>
 #include <strings.h>
-#include <sys/sendfile.h>
-#include <sys/socket.h>
-#include <unistd.h>
 #include <zlib.h>
 
 namespace http = boost::beast::http;
@@ -94,12 +88,6 @@ std::string Text(boost::beast::string_view text)
     return { text.data(), text.size() };
 }
 
-bool SendFile(Connection& connection, const HttpReply& reply)
-{
-    off_t at = reply.first;
-    return connection.SendFile(reply.file.Get(), at, std::size_t(reply.length));
-}
-
 std::string Head(const HttpReply& reply, std::size_t length)
 {
     std::string head = "HTTP/1.1 " + std::to_string(reply.status) + ' '
@@ -121,11 +109,6 @@ void Pack(const HttpRequest& request, HttpReply& reply)
         return;
     reply.body = Gzip(reply.body);
     reply.Add("Content-Encoding", "gzip");
-}
-
-bool HasBody(const http::request_parser<http::empty_body>& parser)
-{
-    return parser.chunked() || parser.content_length().value_or(0) > 0;
 }
 
 } // namespace
@@ -183,159 +166,77 @@ void HttpReply::SetBody(std::string text, const char* type)
     Add("Content-Type", type);
 }
 
-// Reads until the end of the headers; a body is not read, since no function takes one. The
-// parser consumes complete lines only, so the rest is kept and passed again with the next
-// bytes. 0 if the client closes without having sent anything.
-int ReadRequest(Connection& connection, HttpRequest& request)
-{
+// A body is not read, since no function takes one.
+struct RequestReader::Parser {
     http::request_parser<http::empty_body> parser;
-    parser.header_limit(Connection::largestRequest);
-    std::string text; // bytes that the parser has not consumed yet
-    std::array<char, 4096> block;
     boost::beast::error_code error = http::error::need_more;
-    bool any = false;
-    while (!parser.is_header_done() && error == http::error::need_more) {
-        const std::size_t got = connection.Read(block.data(), block.size());
-        if (got == 0)
-            return any ? 400 : 0;
-        any = true;
-        text.append(block.data(), got);
-        text.erase(0, parser.put(boost::asio::buffer(text), error));
-    }
-    const auto& message = parser.get();
-    if (parser.is_header_done() && !HasBody(parser) && text.empty())
-        connection.SetRequestIsWhole();
-    request.method = Text(message.method_string());
-    request.target = Text(message.target());
-    for (const auto& field : message)
-        request.headers.emplace_back(Text(field.name_string()), Text(field.value()));
-    return request.target.size() > longestTarget ? 414 : StatusOf(error);
+    std::string text; // bytes that the parser has not consumed: it takes complete lines only
+    std::size_t received = 0;
+    bool hasEnded = false;
+
+    bool HasBody() const { return parser.chunked() || parser.content_length().value_or(0) > 0; }
+};
+
+RequestReader::RequestReader() : m_parser(std::make_unique<Parser>())
+{
+    m_parser->parser.header_limit(largest);
 }
 
-// The head is held back until the content follows, so that a small reply is one packet.
-bool WriteReply(Connection& connection, const HttpRequest& request, HttpReply& reply)
+RequestReader::~RequestReader() = default;
+
+void RequestReader::Add(const char* data, std::size_t size)
 {
+    m_parser->received += size;
+    m_parser->text.append(data, size);
+    m_parser->text.erase(
+        0, m_parser->parser.put(boost::asio::buffer(m_parser->text), m_parser->error));
+    if (m_parser->received >= largest)
+        End();
+}
+
+void RequestReader::End()
+{
+    m_parser->hasEnded = true;
+}
+
+bool RequestReader::IsDone() const
+{
+    return m_parser->hasEnded || m_parser->parser.is_header_done()
+        || m_parser->error != http::error::need_more;
+}
+
+bool RequestReader::IsEmpty() const
+{
+    return m_parser->received == 0;
+}
+
+bool RequestReader::IsWhole() const
+{
+    return m_parser->parser.is_header_done() && !m_parser->HasBody() && m_parser->text.empty();
+}
+
+int RequestReader::Take(HttpRequest& request) const
+{
+    const auto& message = m_parser->parser.get();
+    request.method = Text(message.method_string());
+    request.target = Text(message.target());
+    request.version = int(message.version());
+    for (const auto& field : message)
+        request.headers.emplace_back(Text(field.name_string()), Text(field.value()));
+    if (request.target.size() > longestTarget)
+        return 414;
+    return m_parser->parser.is_header_done() ? StatusOf(m_parser->error) : 400;
+}
+
+std::size_t PrepareReply(const HttpRequest& request, HttpReply& reply, std::string& head)
+{
+    if (reply.status >= 400 && reply.body.empty())
+        reply.SetBody(reply.status == 400 ? "This request cannot be understood.\n"
+                                          : "There is nothing here.\n",
+                      "text/plain");
     if (!reply.file)
         Pack(request, reply);
     const std::size_t length = reply.file ? std::size_t(reply.length) : reply.body.size();
-    const std::string head = Head(reply, length);
-    const bool alone = request.method == "HEAD" || length == 0;
-    if (!connection.Write(head.data(), head.size(), !alone) || alone)
-        return alone;
-    return reply.file ? SendFile(connection, reply)
-                      : connection.Write(reply.body.data(), reply.body.size(), false);
-}
-
-namespace
-{
-
-const std::chrono::seconds longestRequest(5);
-const int longestWrite = 10000; // ms for which a client may read nothing
-const std::chrono::seconds farewell(1); // for the client to close its side
-
-using Clock = std::chrono::steady_clock;
-
-// The remaining milliseconds, for poll.
-int TimeUntil(Clock::time_point deadline)
-{
-    using namespace std::chrono;
-    return std::max(0, int(duration_cast<milliseconds>(deadline - Clock::now()).count()));
-}
-
-bool WaitFor(int socket, short event, int milliseconds)
-{
-    pollfd wait{ socket, event, 0 };
-    int count = 0;
-    do {
-        count = poll(&wait, 1, milliseconds);
-    } while (count < 0 && errno == EINTR);
-    return count > 0;
-}
-
-// Calls `attempt` until it has moved bytes or failed, waiting for the socket in between.
-template <class Attempt>
-ssize_t When(int socket, short event, int milliseconds, const Attempt& attempt)
-{
-    for (;;) {
-        const ssize_t moved = attempt();
-        if (moved >= 0 || (errno != EAGAIN && errno != EINTR))
-            return moved;
-        if (errno == EAGAIN && !WaitFor(socket, event, milliseconds))
-            return -1;
-    }
-}
-
-} // namespace
-
-Connection::Connection(int socket) : m_socket(socket), m_deadline(Clock::now() + longestRequest) { }
-
-// If a socket is closed with unread bytes, the connection is reset and the reply is lost. A
-// client that has sent its whole request is not waited for: the kernel sends the reply.
-Connection::~Connection()
-{
-    if (!m_requestIsWhole || IsAnythingUnread())
-        ReadTheRest();
-    close(m_socket);
-}
-
-bool Connection::IsAnythingUnread() const
-{
-    char next;
-    return recv(m_socket, &next, sizeof next, MSG_PEEK) > 0;
-}
-
-// Reads and discards what the client still sends. One that sends slowly does not get more
-// time.
-void Connection::ReadTheRest()
-{
-    shutdown(m_socket, SHUT_WR);
-    const auto end = Clock::now() + farewell;
-    std::array<char, 4096> rest;
-    std::size_t left = largestRequest;
-    while (left > 0 && WaitFor(m_socket, POLLIN, TimeUntil(end))) {
-        const ssize_t got = recv(m_socket, rest.data(), rest.size(), 0);
-        if (got <= 0)
-            break;
-        left -= std::min(left, std::size_t(got));
-    }
-}
-
-// The deadline is that of the whole request, so a client cannot extend it by sending slowly.
-std::size_t Connection::Read(char* data, std::size_t size)
-{
-    const std::size_t room = std::min(size, largestRequest - m_received);
-    if (room == 0 || TimeUntil(m_deadline) == 0)
-        return 0;
-    const ssize_t got = When(m_socket, POLLIN, TimeUntil(m_deadline),
-                             [this, data, room] { return recv(m_socket, data, room, 0); });
-    m_received += got > 0 ? std::size_t(got) : 0;
-    return got > 0 ? std::size_t(got) : 0;
-}
-
-bool Connection::Write(const char* data, std::size_t size, bool more)
-{
-    const int flags = MSG_NOSIGNAL | (more ? MSG_MORE : 0);
-    while (size > 0) {
-        const ssize_t sent = When(m_socket, POLLOUT, longestWrite, [this, data, size, flags] {
-            return send(m_socket, data, size, flags);
-        });
-        if (sent <= 0)
-            return false;
-        data += sent;
-        size -= std::size_t(sent);
-    }
-    return true;
-}
-
-// Also fails if the file has become shorter in the meantime.
-bool Connection::SendFile(int file, off_t from, std::size_t size)
-{
-    while (size > 0) {
-        const ssize_t sent = When(m_socket, POLLOUT, longestWrite,
-                                  [&] { return sendfile(m_socket, file, &from, size); });
-        if (sent <= 0)
-            return false;
-        size -= std::size_t(sent);
-    }
-    return true;
+    head = Head(reply, length);
+    return request.method == "HEAD" ? 0 : length;
 }

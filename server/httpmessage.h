@@ -1,14 +1,14 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// A request and its reply, read from a connection and sent to it.
+// A request, read in pieces as they come, and the reply to it.
 
 #pragma once
 
 #include "storefile.h"
 
-#include <chrono>
 #include <cstddef>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <sys/types.h>
@@ -50,6 +50,7 @@ private:
 struct HttpRequest {
     std::string method;
     std::string target;
+    int version = 11; // of HTTP, times ten
     std::vector<std::pair<std::string, std::string>> headers;
 
     std::size_t Count(const std::string& name) const;
@@ -70,41 +71,35 @@ struct HttpReply {
     void SetBody(std::string text, const char* type);
 };
 
-// One client's connection, with limits on the size and the time of its requests.
-class Connection
+// The head of a request, put together from what comes.
+class RequestReader
 {
 public:
-    static constexpr std::size_t largestRequest = 64 * 1024;
+    static constexpr std::size_t largest = 64 * 1024; // bytes
 
-    explicit Connection(int socket); // takes it over; it must not block
-    ~Connection();
-    Connection(const Connection&) = delete;
-    Connection& operator=(const Connection&) = delete;
+    RequestReader();
+    ~RequestReader();
+    RequestReader(const RequestReader&) = delete;
+    RequestReader& operator=(const RequestReader&) = delete;
 
-    // The next bytes of the request; 0 when no more come, or no more are taken.
-    std::size_t Read(char* data, std::size_t size);
+    void Add(const char* data, std::size_t size);
+    void End(); // no more comes
 
-    // The request has been read to its end, so the client has nothing more to send.
-    void SetRequestIsWhole() { m_requestIsWhole = true; }
+    // Whether there is a request now, or never will be.
+    bool IsDone() const;
+    bool IsEmpty() const; // nothing has come
+    // The client has sent its request and nothing more.
+    bool IsWhole() const;
 
-    // Sends all of it. `more` holds a last, small packet back until more data follows.
-    bool Write(const char* data, std::size_t size, bool more);
-    bool SendFile(int file, off_t from, std::size_t size);
+    // The request, and the status that it deserves by its form: 200, 400, or 414 for a target
+    // over 8 KB.
+    int Take(HttpRequest& request) const;
 
 private:
-    bool IsAnythingUnread() const;
-    void ReadTheRest();
-
-    const int m_socket;
-    const std::chrono::steady_clock::time_point m_deadline; // for the request to be there
-    std::size_t m_received = 0;
-    bool m_requestIsWhole = false;
+    struct Parser;
+    const std::unique_ptr<Parser> m_parser;
 };
 
-// The result of reading: 200, 400, or 414 for a target over 8 KB. 0 when the client
-// has sent nothing.
-int ReadRequest(Connection& connection, HttpRequest& request);
-
-// Sends head and content, for the method HEAD without the content. The content is
-// compressed if the client accepts that and it is worthwhile.
-bool WriteReply(Connection& connection, const HttpRequest& request, HttpReply& reply);
+// Fills `head`, and compresses the content if the client accepts that and it is worthwhile.
+// Returns the length of the content to send after it: 0 for the method HEAD.
+std::size_t PrepareReply(const HttpRequest& request, HttpReply& reply, std::string& head);

@@ -6,10 +6,13 @@
 #include "base/text.h"
 #include "functions.h"
 #include "httpmessage.h"
+#include "listener.h"
 #include "pool.h"
 #include "signedpool.h"
 #include "storefile.h"
 
+#include <algorithm>
+#include <array>
 #include <boost/asio/post.hpp>
 #include <boost/asio/thread_pool.hpp>
 #include <cerrno>
@@ -17,9 +20,9 @@
 #include <csignal>
 #include <iostream>
 #include <memory>
-#include <netdb.h>
-#include <netinet/in.h>
-#include <netinet/tcp.h>
+#include <new>
+#include <poll.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <thread>
 
@@ -28,91 +31,80 @@ using namespace Agent;
 namespace
 {
 
-const std::size_t threadCount = 64;
-const int mostWaiting = 448; // connections for which no thread is free
+const std::size_t threadCount = 32; // of each of the two kinds
+const int mostPending = 1024; // connections that are not accepted yet
+const std::size_t mostConnections = 2048;
+const std::size_t fewestConnections = 64; // even if the system gives few descriptors
+const std::size_t otherDescriptors = 256;
 const char xmlType[] = "text/xml; charset=UTF-8";
 
-using Addresses = std::unique_ptr<addrinfo, decltype(&freeaddrinfo)>;
-
-Addresses Find(const std::string& address, int port)
+// A client on the same network sends its request right after the connection: it is served
+// at once then, by the thread that has accepted it.
+void WaitBriefly(const Descriptor& socket)
 {
-    addrinfo hints = {};
-    hints.ai_socktype = SOCK_STREAM;
-    hints.ai_flags = AI_PASSIVE;
-    addrinfo* found = nullptr;
-    const std::string service = std::to_string(port);
-    if (getaddrinfo(address.c_str(), service.c_str(), &hints, &found) != 0)
-        found = nullptr;
-    return { found, freeaddrinfo };
+    pollfd wait{ socket.Get(), POLLIN, 0 };
+    poll(&wait, 1, 1);
 }
 
-// Accepted connections inherit the options. A port that another server uses is not taken.
-Descriptor ListenAt(const addrinfo& address, int waiting)
+// What has come is read, so that the connection is not reset before the client has the reply.
+void TurnAway(const Descriptor& socket)
 {
-    Descriptor socket(
-        ::socket(address.ai_family, address.ai_socktype | SOCK_CLOEXEC, address.ai_protocol));
-    const int yes = 1;
-    if (!socket || setsockopt(socket.Get(), SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes) != 0
-        || setsockopt(socket.Get(), IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes) != 0
-        || bind(socket.Get(), address.ai_addr, address.ai_addrlen) != 0
-        || listen(socket.Get(), waiting) != 0)
-        return Descriptor();
-    return socket;
+    static const char text[] = "HTTP/1.1 429 Too Many Requests\r\nContent-Type: text/plain\r\n"
+                               "Retry-After: 5\r\nConnection: close\r\n\r\n"
+                               "There are too many connections from this address.\n";
+    std::array<char, 4096> block;
+    send(socket.Get(), text, sizeof text - 1, MSG_NOSIGNAL);
+    recv(socket.Get(), block.data(), block.size(), 0);
 }
 
-// Listens on an address of this machine (a name or a number) and on `port`, or on a free
-// port for 0; up to `waiting` connections may be pending. On failure the handle is empty and
-// errno is set; it is 0 if the address does not belong to this machine.
-Descriptor Listen(const std::string& address, int port, int waiting)
+// A connection takes two descriptors: itself and a file.
+std::size_t MostConnections()
 {
-    const Addresses addresses = Find(address, port);
-    errno = 0;
-    for (const addrinfo* one = addresses.get(); one; one = one->ai_next) {
-        Descriptor socket = ListenAt(*one, waiting);
-        if (socket)
-            return socket;
-    }
-    return Descriptor();
-}
-
-int PortOf(const Descriptor& listener)
-{
-    sockaddr_storage address = {};
-    socklen_t size = sizeof address;
-    if (getsockname(listener.Get(), reinterpret_cast<sockaddr*>(&address), &size) != 0)
-        return 0;
-    const auto* v6 = reinterpret_cast<const sockaddr_in6*>(&address);
-    const auto* v4 = reinterpret_cast<const sockaddr_in*>(&address);
-    return ntohs(address.ss_family == AF_INET6 ? v6->sin6_port : v4->sin_port);
+    rlimit limit = {};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0)
+        return fewestConnections;
+    const rlim_t wanted = 2 * mostConnections + otherDescriptors;
+    limit.rlim_cur = std::max(limit.rlim_cur, std::min(limit.rlim_max, wanted));
+    setrlimit(RLIMIT_NOFILE, &limit);
+    const std::size_t room = (std::min(limit.rlim_cur, wanted) - otherDescriptors) / 2;
+    return std::max(fewestConnections, room);
 }
 
 } // namespace
 
 HttpServer::HttpServer(Store& store, const ServerOptions& options, SignedPool* signedPool)
-    : m_store(store), m_signedPool(signedPool), m_options(options)
+    : m_store(store), m_signedPool(signedPool), m_options(options),
+      m_guests(std::size_t(options.perAddress)), m_waiting(MostConnections())
 {
     signal(SIGPIPE, SIG_IGN); // a client may disconnect at any time
 }
 
 int HttpServer::Bind()
 {
-    m_listener = Listen(m_options.listen, m_options.port, mostWaiting);
+    m_listener = Listen(m_options.listen, m_options.port, mostPending);
     m_port = m_listener ? PortOf(m_listener) : 0;
     return m_port;
 }
 
-// Each thread accepts its own connections: handing a connection from one thread to another
-// would take longer than a small reply. While all threads are busy, connections wait in the
-// kernel.
+// Half of the threads accept connections and go on with them at once: handing a connection
+// from one thread to another would take longer than a small reply. The other half resumes
+// those whose clients were waited for. While all are busy, connections wait in the kernel.
 bool HttpServer::Serve()
 {
-    boost::asio::thread_pool threads(threadCount);
-    for (std::size_t i = 0; i < threadCount; ++i)
-        boost::asio::post(threads, [this] {
-            for (int socket; (socket = AcceptOne()) >= 0;)
-                Converse(socket);
+    boost::asio::thread_pool acceptors(threadCount), resumers(threadCount);
+    for (std::size_t i = 0; i < threadCount; ++i) {
+        boost::asio::post(acceptors, [this] {
+            while (auto conversation = AcceptOne())
+                GoOn(std::move(conversation));
         });
-    threads.join();
+        boost::asio::post(resumers, [this] {
+            while (auto conversation = m_waiting.Next())
+                GoOn(std::move(conversation));
+        });
+    }
+    acceptors.join();
+    m_waiting.Close();
+    resumers.join();
     return m_stopping;
 }
 
@@ -122,50 +114,63 @@ void HttpServer::Stop()
     shutdown(m_listener.Get(), SHUT_RDWR);
 }
 
-// The next connection, or -1 after stop(). If descriptors or memory run out, it waits: the
+// The next connection, or null after Stop(). If descriptors or memory run out, it waits: the
 // connections that are being served release some soon.
-int HttpServer::AcceptOne()
+std::unique_ptr<Conversation> HttpServer::AcceptOne()
 {
     while (!m_stopping) {
-        const int socket
-            = accept4(m_listener.Get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
-        if (socket >= 0)
-            return socket;
-        if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM)
+        sockaddr_storage address = {};
+        socklen_t size = sizeof address;
+        Descriptor socket(accept4(m_listener.Get(), reinterpret_cast<sockaddr*>(&address), &size,
+                                  SOCK_NONBLOCK | SOCK_CLOEXEC));
+        if (socket) {
+            if (auto conversation = Welcome(std::move(socket), address))
+                return conversation;
+        } else if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        else if (errno == EBADF || errno == EINVAL)
-            return -1;
+        } else if (errno == EBADF || errno == EINVAL) {
+            return nullptr;
+        }
     }
-    return -1;
+    return nullptr;
 }
 
-void HttpServer::Converse(int socket)
+// Null if this client has as many connections as it may, or there is no memory for it.
+std::unique_ptr<Conversation> HttpServer::Welcome(Descriptor socket,
+                                                  const sockaddr_storage& address)
+try {
+    std::shared_ptr<void> place = m_guests.Admit(address);
+    if (!place) {
+        TurnAway(socket);
+        return nullptr;
+    }
+    WaitBriefly(socket);
+    return std::make_unique<Conversation>(std::make_unique<Transport>(std::move(socket)),
+                                          std::move(place), AddressText(address));
+} catch (const std::bad_alloc&) {
+    return nullptr;
+}
+
+void HttpServer::GoOn(std::unique_ptr<Conversation> conversation)
 {
     try {
-        Connection connection(socket);
-        HttpRequest request;
-        HttpReply reply;
-        reply.status = ReadRequest(connection, request);
-        if (reply.status == 200)
-            Handle(request, reply);
-        if (reply.status >= 400 && reply.body.empty())
-            reply.SetBody(reply.status == 400 ? "This request cannot be understood.\n"
-                                              : "There is nothing here.\n",
-                          "text/plain");
-        if (reply.status != 0) {
-            Log(request, reply.status);
-            WriteReply(connection, request, reply);
-        }
+        const auto wants = conversation->Advance(
+            [this](const HttpRequest& request, HttpReply& reply) { Handle(request, reply); });
+        if (wants != Conversation::Wants::Nothing)
+            m_waiting.Park(std::move(conversation), wants);
+        else
+            Log(*conversation);
     } catch (const std::exception& error) { // probably out of memory: no reply to this client
         std::cerr << std::string("pakmart-storeserver: a request failed: ") + error.what() + '\n';
     }
 }
 
-void HttpServer::Log(const HttpRequest& request, int status) const
+void HttpServer::Log(const Conversation& conversation) const
 {
-    if (m_options.verbose)
-        std::cerr << request.method + ' ' + Quoted(request.target) + ' ' + std::to_string(status)
-                + '\n';
+    const HttpRequest& request = conversation.Request();
+    if (m_options.verbose && conversation.Status() != 0)
+        std::cerr << request.method + ' ' + Quoted(request.target) + ' '
+                + std::to_string(conversation.Status()) + '\n';
 }
 
 // The address of the server as this client sees it.

@@ -3,18 +3,22 @@
 
 // The HTTP side of the store server.
 //
-// Everything a client can make large has a limit: the connections (64 served at a
-// time, 448 waiting), a request (64 KB, and 8 KB for its target) and its time (5 s).
+// Everything a client can make large has a limit: its connections, a request (64 KB, and 8 KB
+// for its target), its time (conversation.h), and all waiting connections (2,048).
 // A connection serves one request.
 
 #pragma once
 
+#include "conversation.h"
+#include "guests.h"
 #include "httpmessage.h"
 #include "options.h"
 #include "signedpool.h"
 #include "store.h"
+#include "waitingroom.h"
 
 #include <atomic>
+#include <memory>
 #include <string>
 
 class HttpServer
@@ -26,15 +30,16 @@ public:
     // The port it is bound to; 0 when that failed, with errno.
     int Bind();
 
-    // Serves until another thread calls stop(); the replies under way are finished
+    // Serves until another thread calls Stop(); the replies under way are finished
     // first. False when no more connections can be accepted.
     bool Serve();
     void Stop();
 
 private:
-    int AcceptOne();
-    void Converse(int socket);
-    void Log(const HttpRequest& request, int status) const;
+    std::unique_ptr<Conversation> AcceptOne();
+    std::unique_ptr<Conversation> Welcome(Descriptor socket, const sockaddr_storage& address);
+    void GoOn(std::unique_ptr<Conversation> conversation);
+    void Log(const Conversation& conversation) const;
     void Handle(const HttpRequest& request, HttpReply& reply);
     void CallFunction(const std::string& path, const std::string& query, const HttpRequest& request,
                       HttpReply& reply);
@@ -43,6 +48,8 @@ private:
     Store& m_store;
     SignedPool* const m_signedPool;
     const ServerOptions m_options;
+    Guests m_guests;
+    WaitingRoom m_waiting;
     Descriptor m_listener;
     int m_port = 0;
     std::atomic<bool> m_stopping{ false };

@@ -28,6 +28,9 @@ store out of a Debian package index (`pakmart-storeserver import --help`).
                          the file KEY: one key, without a passphrase, readable
                          by its owner only
       --origin NAME      the store's name in what is signed (Pakmart)
+      --connections-per-address NUMBER
+                         connections that a client's address may have at a
+                         time (256); 0 for any number, as behind a proxy
   -v, --verbose          write a line for each request on standard error
       --help             show this text
       --version          show the version
@@ -77,6 +80,11 @@ bool TakeOption(int letter, const std::string& value, ServerOptions& options, st
         if (!IsMadeOf(value, IsPrintable, ""))
             error = "the name of a store is one line of ASCII, not " + Quoted(value);
         break;
+    case 'C':
+        options.perAddress = int(PositiveNumber(value));
+        if (options.perAddress == 0 && value != "0")
+            error = "a number of connections is 0 or more, not " + Quoted(value);
+        break;
     case 'v':
         options.verbose = true;
         break;
@@ -121,6 +129,7 @@ bool ParseOptions(int argc, char** argv, ServerOptions& options, int& status)
                                     { "public-url", required_argument, nullptr, 'u' },
                                     { "sign", required_argument, nullptr, 's' },
                                     { "origin", required_argument, nullptr, 'O' },
+                                    { "connections-per-address", required_argument, nullptr, 'C' },
                                     { "verbose", no_argument, nullptr, 'v' },
                                     { "help", no_argument, nullptr, 'h' },
                                     { "version", no_argument, nullptr, 'V' },

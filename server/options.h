@@ -14,6 +14,7 @@ struct ServerOptions {
     std::string signKey; // the file of the secret key; empty: nothing is signed
     std::string origin = "Pakmart"; // the name of the store in what is signed
     int port = 8080; // 0: a free one
+    int perAddress = 256; // connections of a client's address; 0: any number
     bool verbose = false;
 };
 

@@ -12,9 +12,13 @@
 #include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QtTest>
+#include <cerrno>
+#include <csignal>
+#include <cstdint>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <thread>
 #include <unistd.h>
 #include <vector>
 
@@ -25,13 +29,14 @@ namespace
 class RawClient
 {
 public:
-    explicit RawClient(quint16 port) : m_socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
+    // `from` is the last number of the client's own address, 127.0.0.x.
+    explicit RawClient(quint16 port, int from = 1)
+        : m_socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
     {
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_port = htons(port);
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        if (::connect(m_socket, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0)
+        const sockaddr_in own = loopback(from, 0);
+        const sockaddr_in server = loopback(1, port);
+        if (::bind(m_socket, reinterpret_cast<const sockaddr*>(&own), sizeof own) != 0
+            || ::connect(m_socket, reinterpret_cast<const sockaddr*>(&server), sizeof server) != 0)
             qFatal("cannot connect to the store server");
     }
     ~RawClient() { ::close(m_socket); }
@@ -53,9 +58,38 @@ public:
         return all;
     }
 
+    // Takes some bytes. Returns their number; 0 at the end.
+    ssize_t take(char* block, std::size_t size) const { return ::recv(m_socket, block, size, 0); }
+    // Whether the server has neither sent anything nor ended the connection.
+    bool isHeld() const
+    {
+        char byte;
+        return ::recv(m_socket, &byte, 1, MSG_PEEK | MSG_DONTWAIT) < 0 && errno == EAGAIN;
+    }
+
 private:
+    static sockaddr_in loopback(int last, quint16 port)
+    {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_port = htons(port);
+        address.sin_addr.s_addr = htonl(0x7f000000u + std::uint32_t(last));
+        return address;
+    }
+
     const int m_socket;
 };
+
+// The sockets that a process has open.
+int socketsOf(qint64 pid)
+{
+    const QDir folder(QStringLiteral("/proc/%1/fd").arg(pid));
+    int sockets = 0;
+    for (const QString& name :
+         folder.entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot))
+        sockets += QFile::symLinkTarget(folder.filePath(name)).contains(QLatin1String("socket:"));
+    return sockets;
+}
 
 } // namespace
 
@@ -447,6 +481,97 @@ private slots:
             gone = !client.send("x");
         }
         QVERIFY(gone);
+    }
+
+    // Clients that never end their request take no thread: others are served while they last.
+    void hundredsOfSlowClientsHoldNobodyUp()
+    {
+        const ServerProcess server(
+            path("store"), { QStringLiteral("--connections-per-address"), QStringLiteral("0") });
+        QVERIFY(server.isRunning());
+        const QByteArray begin = "GET /getagentapi.php HTTP/1.1\r\nX: ";
+        std::vector<std::unique_ptr<RawClient>> slow;
+        for (int i = 0; i < 600; ++i) {
+            slow.push_back(std::make_unique<RawClient>(server.port()));
+            QVERIFY(slow.back()->send(begin.left(1 + i % begin.size())));
+        }
+        QCOMPARE(server.get("/getagentapi.php").status, 200);
+        QVERIFY(slow[300]->isHeld());
+        for (const auto& client : slow)
+            client->send("x");
+        QVERIFY(server.get("/pool/main/big.deb").body == m_archive);
+        QVERIFY(slow.back()->isHeld());
+        QVERIFY(slow.back()->receive().startsWith("HTTP/1.1 400 "));
+        QTRY_COMPARE_WITH_TIMEOUT(socketsOf(server.pid()), 1, 60000); // that it listens at
+    }
+
+    void anAddressHasALimitedNumberOfConnections()
+    {
+        const ServerProcess server(
+            path("store"), { QStringLiteral("--connections-per-address"), QStringLiteral("3") });
+        QVERIFY(server.isRunning());
+        std::vector<std::unique_ptr<RawClient>> clients;
+        for (int i = 0; i < 3; ++i) {
+            clients.push_back(std::make_unique<RawClient>(server.port(), 2));
+            QVERIFY(clients.back()->send("G"));
+        }
+        QTRY_COMPARE_WITH_TIMEOUT(socketsOf(server.pid()), 4, 60000);
+        const RawClient refused(server.port(), 2);
+        const QByteArray reply = refused.receive();
+        QVERIFY2(reply.startsWith("HTTP/1.1 429 Too Many Requests\r\n"), reply);
+        QVERIFY(reply.contains("\r\nRetry-After: 5\r\n"));
+        QCOMPARE(server.get("/getagentapi.php").status, 200); // from 127.0.0.1
+        clients.clear();
+        const QByteArray request = ServerProcess::getRequest("/getagentapi.php");
+        QTRY_COMPARE_WITH_TIMEOUT(socketsOf(server.pid()), 1, 60000);
+        const RawClient later(server.port(), 2);
+        QVERIFY(later.send(request));
+        QVERIFY(later.receive().startsWith("HTTP/1.1 200 "));
+    }
+
+    // A client that takes a little all the time is served to the end, one that takes next to
+    // nothing is not.
+    void aReplyHasToBeTaken()
+    {
+        const ServerProcess server(path("store"));
+        QVERIFY(server.isRunning());
+        const qint64 size = 64 * 1024 * 1024; // more than the kernel keeps for a connection
+        QFile file(pool("huge.deb"));
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.resize(size));
+        const RawClient stalled(server.port()), slow(server.port());
+        for (const RawClient* client : { &stalled, &slow })
+            QVERIFY(client->send(ServerProcess::getRequest("/pool/main/huge.deb")));
+        std::vector<char> block(128 * 1024);
+        qint64 taken = slow.take(block.data(), block.size());
+        QTRY_COMPARE_WITH_TIMEOUT(socketsOf(server.pid()), 3, 60000);
+        for (int i = 0; i < 120 && socketsOf(server.pid()) == 3; ++i) {
+            QTest::qSleep(500);
+            taken += slow.take(block.data(), block.size());
+        }
+        QCOMPARE(socketsOf(server.pid()), 2);
+        for (ssize_t got; (got = slow.take(block.data(), block.size())) > 0;)
+            taken += got;
+        QVERIFY2(taken > size, qPrintable(QString::number(taken))); // with the head
+    }
+
+    void aReplyUnderWayIsFinishedBeforeTheEnd()
+    {
+        ServerProcess server(path("store"));
+        QVERIFY(server.isRunning());
+        const qint64 size = 32 * 1024 * 1024;
+        QFile file(pool("large.deb"));
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.resize(size));
+        const RawClient client(server.port()), silent(server.port());
+        QVERIFY(client.send(ServerProcess::getRequest("/pool/main/large.deb")));
+        QVERIFY(silent.send("G"));
+        char first = 0;
+        QCOMPARE(client.take(&first, 1), ssize_t(1));
+        qint64 rest = 0;
+        std::thread reader([&client, &rest] { rest = client.receive().size(); });
+        const int status = server.end(SIGTERM);
+        reader.join();
+        QCOMPARE(status, 0);
+        QVERIFY2(rest > size, qPrintable(QString::number(rest)));
     }
 
     void aClientThatGoesAwayHarmsNobody()
