@@ -4,6 +4,7 @@
 #include "httpmessage.h"
 
 #include "base/text.h"
+#include "gzip.h"
 #include "storefile.h"
 
 #include <algorithm>
@@ -11,11 +12,9 @@
 #include <boost/beast/http/empty_body.hpp>
 #include <boost/beast/http/parser.hpp>
 #include <boost/beast/http/status.hpp>
-#include <new>
 #include <regex>
 #include <sstream>
 #include <strings.h>
-#include <zlib.h>
 
 namespace http = boost::beast::http;
 
@@ -29,8 +28,6 @@ using Size = std::string::size_type;
 const Size mostParameters = 512;
 const std::size_t longestTarget = 8 * 1024;
 const std::size_t worthPacking = 1400; // bytes that fit into one packet anyway
-const int gzipWindow = 15 + 16; // the largest window, in gzip's format
-const int gzipMemory = 8; // zlib's own default
 
 std::string Decoded(const std::string& text)
 {
@@ -56,24 +53,6 @@ bool AcceptsGzip(const std::string& acceptEncoding)
             return !match[1].matched || std::strtod(match.str(1).c_str(), nullptr) > 0;
     }
     return false;
-}
-
-std::string Gzip(const std::string& text)
-{
-    z_stream stream = {};
-    if (deflateInit2(&stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, gzipWindow, gzipMemory,
-                     Z_DEFAULT_STRATEGY)
-        != Z_OK)
-        throw std::bad_alloc();
-    std::string packed(deflateBound(&stream, text.size()), '\0');
-    stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(text.data()));
-    stream.avail_in = uInt(text.size());
-    stream.next_out = reinterpret_cast<Bytef*>(packed.data());
-    stream.avail_out = uInt(packed.size());
-    deflate(&stream, Z_FINISH); // all at once, since there is room for the worst case
-    packed.resize(stream.total_out);
-    deflateEnd(&stream);
-    return packed;
 }
 
 // The status code for an error of the parser.

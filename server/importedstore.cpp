@@ -4,25 +4,22 @@
 #include "importedstore.h"
 
 #include "base/text.h"
+#include "pool.h"
 #include "stanza.h"
 #include "storefile.h"
 
 #include <cerrno>
 #include <climits>
-#include <cstdint>
 #include <cstring>
 #include <dirent.h>
-#include <fcntl.h>
 #include <set>
-#include <sys/file.h>
-#include <unistd.h>
 
 using namespace Agent;
 
 namespace
 {
 
-const char markFile[] = "imported";
+const char* const markFile = importMark;
 
 // Whether a folder is empty, or contains only the beginning of a killed import.
 bool IsUnused(const std::string& path)
@@ -64,16 +61,6 @@ std::string PackagesText(const DebianIndex& index)
     return text;
 }
 
-// Clients fetch the package lists again when this number changes. It is a hash of the
-// lists, so that it changes only with them.
-std::string TimestampOf(const std::string& packages)
-{
-    std::uint64_t hash = 14695981039346656037u; // FNV-1a
-    for (const char c : packages)
-        hash = (hash ^ static_cast<unsigned char>(c)) * 1099511628211u;
-    return std::to_string(hash);
-}
-
 std::string SourcesText(const std::string& repository, const std::string& timestamp)
 {
     return "Type: dep\nEntry: deb @SERVER@/pool/" + repository + " ./\nTimestamp: " + timestamp
@@ -93,11 +80,7 @@ void ImportedStore::Take()
 {
     if (mkdir(m_folder.c_str(), 0755) != 0 && errno != EEXIST)
         throw StoreError(m_folder + ": " + std::strerror(errno));
-    m_handle = Descriptor(open(m_folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!m_handle)
-        throw StoreError(m_folder + ": " + std::strerror(errno));
-    if (flock(m_handle.Get(), LOCK_EX | LOCK_NB) != 0)
-        throw StoreError(m_folder + ": another import is at work here");
+    m_handle = LockStore(m_folder);
 }
 
 void ImportedStore::ReadMark()

@@ -18,6 +18,9 @@
 #include "shelves.h"
 #include "storefile.h"
 
+// The name of that file.
+constexpr char importMark[] = "imported";
+
 struct ImportResult {
     std::size_t products = 0;
     std::size_t categories = 0;

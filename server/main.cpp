@@ -18,6 +18,7 @@
 #include <optional>
 #include <thread>
 #include <unistd.h>
+#include <utility>
 
 namespace
 {
@@ -77,12 +78,27 @@ int Serve(const ServerOptions& options)
     return server.Serve() ? 0 : 1;
 }
 
+using Command = int (*)(int argc, char** argv);
+
+Command FindCommand(const char* name)
+{
+    static const std::pair<const char*, Command> commands[] = { { "import", ImportCommand },
+                                                                { "check", CheckCommand },
+                                                                { "init", InitCommand },
+                                                                { "add", AddCommand } };
+    for (const auto& [known, command] : commands) {
+        if (std::strcmp(known, name) == 0)
+            return command;
+    }
+    return nullptr;
+}
+
 } // namespace
 
 int main(int argc, char** argv)
 {
-    if (argc > 1 && std::strcmp(argv[1], "import") == 0)
-        return ImportCommand(argc - 1, argv + 1);
+    if (const auto command = FindCommand(argc > 1 ? argv[1] : ""))
+        return command(argc - 1, argv + 1);
     ServerOptions options;
     int status = 0;
     if (!ParseOptions(argc, argv, options, status))

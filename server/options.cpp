@@ -16,9 +16,20 @@ namespace
 
 const char help[] = R"(Usage: pakmart-storeserver [OPTION]... STORE
        pakmart-storeserver import [OPTION]... INDEX STORE
+       pakmart-storeserver init STORE
+       pakmart-storeserver add [OPTION]... STORE FILE.deb
+       pakmart-storeserver check [OPTION] STORE
 
-Serves the store in the folder STORE to Pakmart agents, over HTTP; or makes a
-store out of a Debian package index (`pakmart-storeserver import --help`).
+Serves the store in the folder STORE to Pakmart agents, over HTTP; or changes a
+store that is in a folder (`pakmart-storeserver COMMAND --help`).
+
+Commands:
+  import   make a store out of a Debian package index
+  init     make an empty store
+  add      put a package into a store
+  check    name the faults of a store
+
+Options:
 
   -l, --listen ADDRESS   listen at this address (127.0.0.1)
   -p, --port NUMBER      listen at this port (8080); 0 takes a free one

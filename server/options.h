@@ -29,7 +29,9 @@ bool IsServerUrl(const std::string& url);
 // True for a valid `Host` of a request: a name or address, with or without a port.
 bool IsHost(const std::string& host);
 
-// `pakmart-storeserver import`: makes a store out of a Debian package index.
-// Takes the words after the program's name, "import" first. Returns the exit
-// status: 0 made, 1 failed, 2 wrong usage.
-int ImportCommand(int argc, char** argv);
+// The commands. Each takes the words after the program's name, its own name first, and
+// returns the exit status: 0 done, 1 failed, 2 wrong usage.
+int ImportCommand(int argc, char** argv); // makes a store out of a Debian package index
+int CheckCommand(int argc, char** argv); // names the faults of a store
+int InitCommand(int argc, char** argv); // makes an empty store
+int AddCommand(int argc, char** argv); // puts a package into a store

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <cstdint>
 #include <ctime>
 #include <string_view>
 
@@ -70,6 +71,23 @@ PackageIndex ParsePackageIndex(const std::string& text, const std::string& path)
             FailAt(path, line, "a second package with the file " + Quoted(file));
     }
     return index;
+}
+
+void RequireSums(const PackageIndex& index, const std::string& path)
+{
+    for (const auto& [file, package] : index) {
+        if (package.stanza.find("\nSHA256:") == std::string::npos)
+            throw StoreError(path + ": the package " + Quoted(package.name)
+                             + " has no SHA256, and cannot be signed");
+    }
+}
+
+std::string TimestampOf(const std::string& packages)
+{
+    std::uint64_t hash = 14695981039346656037u; // FNV-1a
+    for (const char c : packages)
+        hash = (hash ^ static_cast<unsigned char>(c)) * 1099511628211u;
+    return std::to_string(hash);
 }
 
 std::string ParseLocation(const std::string& text, const std::string& path)

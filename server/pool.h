@@ -29,6 +29,14 @@ using PackageIndex = std::map<std::string, IndexedPackage>;
 
 PackageIndex ParsePackageIndex(const std::string& text, const std::string& path);
 
+// Throws StoreError for a package without a SHA256: a signature of the index would prove
+// nothing about its archive.
+void RequireSums(const PackageIndex& index, const std::string& path);
+
+// A timestamp for the entries of the repository in `sources`, made of the text of its index:
+// clients fetch the package lists again when it changes.
+std::string TimestampOf(const std::string& packages);
+
 // The file `Location` of a repository whose archives are on another server:
 //
 //     Archives: http://deb.debian.org/debian

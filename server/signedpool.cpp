@@ -4,16 +4,12 @@
 #include "signedpool.h"
 
 #include "base/text.h"
+#include "filesum.h"
 
-#include <apt-pkg/error.h>
-#include <apt-pkg/fileutl.h>
-#include <apt-pkg/hashes.h>
 #include <array>
 #include <cerrno>
 #include <cstring>
-#include <fcntl.h>
 #include <iostream>
-#include <unistd.h>
 
 using namespace Agent;
 
@@ -26,28 +22,8 @@ constexpr std::time_t valid = 7 * day;
 // The forms of an index that a repository may have.
 const struct {
     const char* name;
-    FileFd::CompressMode mode;
-} indexFiles[] = { { "Packages", FileFd::None }, { "Packages.gz", FileFd::Gzip } };
-
-struct Sum {
-    unsigned long long size = 0;
-    std::string sha256;
-};
-
-// The sum of the bytes that are read from a file; empty if it cannot be read. Takes the
-// descriptor over.
-Sum SumOf(Descriptor file, FileFd::CompressMode mode)
-{
-    FileFd bytes;
-    Hashes hashes(Hashes::SHA256SUM);
-    const bool read = bytes.OpenDescriptor(dup(file.Get()), FileFd::ReadOnly, mode, true)
-        && hashes.AddFD(bytes);
-    _error->Discard();
-    if (!read)
-        return {};
-    const HashStringList sums = hashes.GetHashStringList();
-    return { sums.FileSize(), sums.find("SHA256")->HashValue() };
-}
+    bool packed;
+} indexFiles[] = { { "Packages", false }, { "Packages.gz", true } };
 
 Descriptor OpenIndex(const std::string& pool, const std::string& path)
 {
@@ -59,16 +35,15 @@ Descriptor OpenIndex(const std::string& pool, const std::string& path)
 // is probably older.
 std::string SumLines(const std::string& pool, const std::string& repository)
 {
-    const Sum plain = SumOf(OpenIndex(pool, repository + "/Packages"), FileFd::None);
+    const FileSum plain = SumOf(OpenIndex(pool, repository + "/Packages"));
     if (plain.sha256.empty())
         throw StoreError(pool + '/' + repository + "/Packages: it cannot be read");
     std::string lines;
-    for (const auto& [name, mode] : indexFiles) {
+    for (const auto& [name, packed] : indexFiles) {
         const std::string path = repository + '/' + name;
-        const Descriptor file = OpenIndex(pool, path);
-        if (!file || SumOf(Descriptor(dup(file.Get())), mode).sha256 != plain.sha256)
+        if (packed && UnpackedSumOf(OpenIndex(pool, path)).sha256 != plain.sha256)
             continue;
-        const Sum sum = SumOf(OpenIndex(pool, path), FileFd::None);
+        const FileSum sum = SumOf(OpenIndex(pool, path));
         if (!sum.sha256.empty())
             lines += ' ' + sum.sha256 + ' ' + std::to_string(sum.size) + ' ' + name + '\n';
     }
@@ -96,16 +71,6 @@ std::string DateText(std::time_t when)
     std::array<char, 64> text{};
     return { text.data(),
              std::strftime(text.data(), text.size(), "%a, %d %b %Y %H:%M:%S +0000", &parts) };
-}
-
-// Without the sum of each archive a signature of the index would prove nothing about them.
-void RequireSums(const PackageIndex& index, const std::string& path)
-{
-    for (const auto& [file, package] : index) {
-        if (package.stanza.find("\nSHA256:") == std::string::npos)
-            throw StoreError(path + ": the package " + Quoted(package.name)
-                             + " has no SHA256, and cannot be signed");
-    }
 }
 
 // A path below a repository, without the "." that apt-get puts into it.

@@ -9,7 +9,9 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <dirent.h>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 using namespace Agent;
@@ -136,6 +138,25 @@ FileReplacement NewText(const std::string& root, const std::string& path, const 
 }
 
 } // namespace
+
+Descriptor LockStore(const std::string& folder)
+{
+    Descriptor handle(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!handle)
+        Fail(folder);
+    if (flock(handle.Get(), LOCK_EX | LOCK_NB) != 0)
+        throw StoreError(folder + ": another command is changing this store");
+    return handle;
+}
+
+bool IsEmptyFolder(const std::string& folder)
+{
+    const std::unique_ptr<DIR, int (*)(DIR*)> entries(opendir(folder.c_str()), closedir);
+    int count = 0; // with "." and ".."
+    while (entries && count <= 2 && readdir(entries.get()))
+        ++count;
+    return entries && count <= 2;
+}
 
 Replacement::Replacement(const std::string& root, const std::string& path, const std::string& text)
     : m_path(root + '/' + path), m_file(NewText(root, path, text))

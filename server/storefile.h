@@ -87,6 +87,13 @@ private:
     struct stat m_info = {};
 };
 
+// Locks the folder of a store for a command that changes it, until the descriptor is closed.
+// Throws StoreError when another command has it, or there is no such folder.
+Descriptor LockStore(const std::string& folder);
+
+// Whether there is such a folder, with nothing in it.
+bool IsEmptyFolder(const std::string& folder);
+
 // The new text of a file, which replaces the old one in one step.
 
 class Replacement

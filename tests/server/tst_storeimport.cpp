@@ -626,7 +626,7 @@ private slots:
         const auto result = importText(Stanza("cd"));
         ::close(fd);
         QCOMPARE(result.status, 1);
-        QVERIFY(result.err.contains("another import is at work here"));
+        QVERIFY(result.err.contains("another command is changing this store"));
         QCOMPARE(snapshot(), before);
     }
 

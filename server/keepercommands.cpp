@@ -1,0 +1,201 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The commands for the keeper of a store: check, init and add.
+
+#include "addedpackage.h"
+#include "base/text.h"
+#include "options.h"
+#include "store.h"
+#include "storecheck.h"
+#include "storefile.h"
+
+#include <cerrno>
+#include <cstring>
+#include <getopt.h>
+#include <iostream>
+#include <sys/stat.h>
+#include <vector>
+
+using namespace Agent;
+
+namespace
+{
+
+const char checkHelp[] = R"(Usage: pakmart-storeserver check [OPTION] STORE
+
+Reads the store in the folder STORE as a server would, archives included, and
+names the first fault of each file, and all that would be left out.
+
+      --signed           as for a server that signs the store
+      --help             show this text
+
+Exit status: 0 nothing found, 1 something found, 2 wrong usage.
+)";
+
+const char initHelp[] = R"(Usage: pakmart-storeserver init STORE
+
+Makes an empty store in the folder STORE, which must not exist or be empty.
+
+      --help             show this text
+
+Exit status: 0 made, 1 failed, 2 wrong usage.
+)";
+
+const char addHelp[] = R"(Usage: pakmart-storeserver add [OPTION]... STORE FILE.deb
+
+Puts a package into the pool and the index of the store in the folder STORE, in
+the place of an older version, and makes a product of it, if it is not one yet.
+
+  -r, --repository NAME  the repository in the pool (main)
+  -n, --name TEXT        the name of a new product (that of the package)
+  -c, --category TEXT    the category of a new product (the package's section)
+      --help             show this text
+
+Exit status: 0 added, 1 failed, 2 wrong usage.
+)";
+
+// The words of a command line after its options.
+struct Words {
+    std::vector<std::string> rest;
+    bool help = false;
+    std::string error;
+};
+
+// Passes each option to `take`, which returns false for an unknown one.
+template <class Take>
+Words ReadOptions(int argc, char** argv, const char* letters, const option* names, const Take& take)
+{
+    Words words;
+    int letter = 0;
+    while (words.error.empty()
+           && (letter = getopt_long(argc, argv, letters, names, nullptr)) != -1) {
+        if (letter == 'h')
+            words.help = true;
+        else if (!take(letter))
+            words.error = "unknown option, or its value is missing";
+    }
+    words.rest.assign(argv + optind, argv + argc);
+    return words;
+}
+
+// Runs a command whose line is read. Returns the exit status.
+template <class Command>
+int Run(const Words& words, const char* help, std::size_t count, const char* needed,
+        const Command& command)
+{
+    const bool isWrong = !words.error.empty() || (!words.help && words.rest.size() != count);
+    if (isWrong) {
+        std::cerr << "pakmart-storeserver: " << (words.error.empty() ? needed : words.error)
+                  << "\nTry `pakmart-storeserver --help`.\n";
+        return 2;
+    }
+    if (words.help) {
+        std::cout << help;
+        return 0;
+    }
+    try {
+        return command();
+    } catch (const StoreError& error) {
+        std::cerr << "pakmart-storeserver: " << error.what() << '\n';
+        return 1;
+    }
+}
+
+int Check(const std::string& folder, bool isSigned)
+{
+    const StoreReport report = CheckStore(folder, isSigned);
+    for (const std::string& fault : report.refused)
+        std::cerr << "pakmart-storeserver: refused: " << fault << '\n';
+    for (const std::string& fault : report.leftOut)
+        std::cerr << "pakmart-storeserver: left out: " << fault << '\n';
+    std::cout << "products: " << report.products << ", repositories: " << report.repositories
+              << ", archives: " << report.archives << std::endl;
+    return report.IsClean() ? 0 : 1;
+}
+
+const char productsText[]
+    = R"(# The products of the store, a stanza for each. `pakmart-storeserver add` appends
+# one for a package; Program and Path name what the desktop starts.
+)";
+
+const char sourcesText[] = R"(Type: dep
+Entry: deb @SERVER@/pool/main ./
+Timestamp: 1
+)";
+
+// The products are last: a store without them is not served.
+int Init(const std::string& folder)
+{
+    if (mkdir(folder.c_str(), 0755) != 0 && errno != EEXIST)
+        throw StoreError(folder + ": " + std::strerror(errno));
+    const Descriptor lock = LockStore(folder);
+    if (!IsEmptyFolder(folder))
+        throw StoreError(folder + ": this folder is not empty");
+    Replacement(folder, "pool/main/Packages", "").Commit();
+    Replacement(folder, "sources", sourcesText).Commit();
+    Replacement(folder, "products", productsText).Commit();
+    Store(folder).Check();
+    std::cout << "an empty store is in " << folder << std::endl;
+    return 0;
+}
+
+int Add(const AddOptions& options)
+{
+    const AddResult result = AddPackage(options);
+    std::cout << result.package << ' ' << result.version << " is in the store as " << result.file
+              << (result.isNewProduct ? ", and is the new product " : ", and is product ")
+              << result.serial << std::endl;
+    return 0;
+}
+
+} // namespace
+
+int CheckCommand(int argc, char** argv)
+{
+    static const option names[] = { { "signed", no_argument, nullptr, 's' },
+                                    { "help", no_argument, nullptr, 'h' },
+                                    { nullptr, 0, nullptr, 0 } };
+    bool isSigned = false;
+    const Words words = ReadOptions(argc, argv, "", names, [&isSigned](int letter) {
+        isSigned = isSigned || letter == 's';
+        return letter == 's';
+    });
+    return Run(words, checkHelp, 1, "exactly one STORE is needed",
+               [&] { return Check(words.rest[0], isSigned); });
+}
+
+int InitCommand(int argc, char** argv)
+{
+    static const option names[]
+        = { { "help", no_argument, nullptr, 'h' }, { nullptr, 0, nullptr, 0 } };
+    const Words words = ReadOptions(argc, argv, "", names, [](int) { return false; });
+    return Run(words, initHelp, 1, "exactly one STORE is needed",
+               [&] { return Init(words.rest[0]); });
+}
+
+int AddCommand(int argc, char** argv)
+{
+    static const option names[] = { { "repository", required_argument, nullptr, 'r' },
+                                    { "name", required_argument, nullptr, 'n' },
+                                    { "category", required_argument, nullptr, 'c' },
+                                    { "help", no_argument, nullptr, 'h' },
+                                    { nullptr, 0, nullptr, 0 } };
+    AddOptions options;
+    Words words = ReadOptions(argc, argv, "r:n:c:", names, [&options](int letter) {
+        std::string* const place = letter == 'r' ? &options.repository
+            : letter == 'n'                      ? &options.name
+            : letter == 'c'                      ? &options.category
+                                                 : nullptr;
+        if (place)
+            *place = optarg;
+        return place != nullptr;
+    });
+    if (words.error.empty() && !IsRepositoryName(options.repository))
+        words.error = Quoted(options.repository) + " is not a valid repository name";
+    return Run(words, addHelp, 2, "a STORE and one FILE.deb are needed", [&] {
+        options.store = words.rest[0];
+        options.archive = words.rest[1];
+        return Add(options);
+    });
+}
