@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cerrno>
+#include <exception>
 #include <sys/socket.h>
 
 namespace
@@ -29,14 +30,20 @@ Wants WantsOf(Outcome outcome)
 } // namespace
 
 Conversation::Conversation(std::unique_ptr<Transport> transport, std::shared_ptr<void> place,
-                           std::string address)
-    : m_place(std::move(place)), m_address(std::move(address)), m_transport(std::move(transport)),
-      m_deadline(Clock::now() + longestRequest)
+                           std::string address, End end)
+    : m_place(std::move(place)), m_address(std::move(address)), m_end(std::move(end)),
+      m_transport(std::move(transport)), m_deadline(Clock::now() + longestRequest)
 {
     m_reply.status = 0;
 }
 
-Conversation::~Conversation() = default;
+Conversation::~Conversation()
+{
+    try {
+        m_end(*this);
+    } catch (const std::exception&) { // there is no memory for a line of a log
+    }
+}
 
 Wants Conversation::Advance(const Answer& answer)
 {

@@ -25,9 +25,11 @@ public:
     using Answer = std::function<void(const HttpRequest& request, HttpReply& reply)>;
     enum class Wants { Input, Room, Nothing };
 
-    // `place` is kept until the end; `address` is the client's.
+    using End = std::function<void(const Conversation&)>;
+
+    // `place` is kept until the end; `address` is the client's. `end` is called at the end.
     Conversation(std::unique_ptr<Transport> transport, std::shared_ptr<void> place,
-                 std::string address);
+                 std::string address, End end);
     ~Conversation();
 
     // Goes on. Nothing: it is over. `answer` fills the reply to a request that is there.
@@ -60,6 +62,7 @@ private:
 
     const std::shared_ptr<void> m_place;
     const std::string m_address;
+    const End m_end;
     const std::unique_ptr<Transport> m_transport;
     Stage m_stage = Stage::Reading;
     Clock::time_point m_deadline;

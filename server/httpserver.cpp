@@ -36,6 +36,7 @@ const int mostPending = 1024; // connections that are not accepted yet
 const std::size_t mostConnections = 2048;
 const std::size_t fewestConnections = 64; // even if the system gives few descriptors
 const std::size_t otherDescriptors = 256;
+const int tooMany = 429;
 const char xmlType[] = "text/xml; charset=UTF-8";
 
 // A client on the same network sends its request right after the connection: it is served
@@ -72,8 +73,9 @@ std::size_t MostConnections()
 
 } // namespace
 
-HttpServer::HttpServer(Store& store, const ServerOptions& options, SignedPool* signedPool)
-    : m_store(store), m_signedPool(signedPool), m_options(options),
+HttpServer::HttpServer(Store& store, const ServerOptions& options, SignedPool* signedPool,
+                       AccessLog* log)
+    : m_store(store), m_signedPool(signedPool), m_log(log), m_options(options),
       m_guests(std::size_t(options.perAddress)), m_waiting(MostConnections())
 {
     signal(SIGPIPE, SIG_IGN); // a client may disconnect at any time
@@ -142,11 +144,14 @@ try {
     std::shared_ptr<void> place = m_guests.Admit(address);
     if (!place) {
         TurnAway(socket);
+        if (m_log)
+            m_log->Add(AddressText(address), {}, tooMany, 0);
         return nullptr;
     }
     WaitBriefly(socket);
     return std::make_unique<Conversation>(std::make_unique<Transport>(std::move(socket)),
-                                          std::move(place), AddressText(address));
+                                          std::move(place), AddressText(address),
+                                          [this](const Conversation& ended) { Log(ended); });
 } catch (const std::bad_alloc&) {
     return nullptr;
 }
@@ -158,8 +163,6 @@ void HttpServer::GoOn(std::unique_ptr<Conversation> conversation)
             [this](const HttpRequest& request, HttpReply& reply) { Handle(request, reply); });
         if (wants != Conversation::Wants::Nothing)
             m_waiting.Park(std::move(conversation), wants);
-        else
-            Log(*conversation);
     } catch (const std::exception& error) { // probably out of memory: no reply to this client
         std::cerr << std::string("pakmart-storeserver: a request failed: ") + error.what() + '\n';
     }
@@ -171,6 +174,8 @@ void HttpServer::Log(const Conversation& conversation) const
     if (m_options.verbose && conversation.Status() != 0)
         std::cerr << request.method + ' ' + Quoted(request.target) + ' '
                 + std::to_string(conversation.Status()) + '\n';
+    if (m_log && conversation.Status() != 0)
+        m_log->Add(conversation.Address(), request, conversation.Status(), conversation.BodySent());
 }
 
 // The address of the server as this client sees it.

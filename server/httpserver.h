@@ -9,6 +9,7 @@
 
 #pragma once
 
+#include "accesslog.h"
 #include "conversation.h"
 #include "guests.h"
 #include "httpmessage.h"
@@ -24,8 +25,9 @@
 class HttpServer
 {
 public:
-    // `signedPool` has the signed files; null if nothing is signed.
-    HttpServer(Store& store, const ServerOptions& options, SignedPool* signedPool);
+    // `signedPool` has the signed files; null if nothing is signed. `log` gets the requests;
+    // it may be null too.
+    HttpServer(Store& store, const ServerOptions& options, SignedPool* signedPool, AccessLog* log);
 
     // The port it is bound to; 0 when that failed, with errno.
     int Bind();
@@ -47,6 +49,7 @@ private:
 
     Store& m_store;
     SignedPool* const m_signedPool;
+    AccessLog* const m_log;
     const ServerOptions m_options;
     Guests m_guests;
     WaitingRoom m_waiting;

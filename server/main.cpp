@@ -3,6 +3,7 @@
 
 // pakmart-storeserver: the reference store server.
 
+#include "accesslog.h"
 #include "httpserver.h"
 #include "options.h"
 #include "signedpool.h"
@@ -26,11 +27,13 @@ namespace
 const std::chrono::seconds grace(3); // to finish current replies when the server ends
 
 // Blocks the signals that end the server in this thread and all later ones. Returns them.
-sigset_t HoldSignals()
+sigset_t HoldSignals(bool isLogging)
 {
     sigset_t set;
     sigemptyset(&set);
-    for (const int number : { SIGINT, SIGTERM }) {
+    for (const int number : { SIGINT, SIGTERM, SIGHUP }) {
+        if (number == SIGHUP && !isLogging)
+            continue;
         sigaddset(&set, number);
         signal(number, SIG_DFL); // an ignored signal could not be waited for
     }
@@ -38,10 +41,14 @@ sigset_t HoldSignals()
     return set;
 }
 
-void EndOnSignal(sigset_t set, HttpServer& server)
+// SIGHUP: the log was renamed.
+void EndOnSignal(sigset_t set, HttpServer& server, AccessLog* log)
 {
     int number = 0;
-    sigwait(&set, &number);
+    while (sigwait(&set, &number) != 0 || number == SIGHUP) {
+        if (number == SIGHUP)
+            log->Reopen();
+    }
     server.Stop();
     std::this_thread::sleep_for(grace);
     _exit(0);
@@ -65,15 +72,18 @@ int Serve(const ServerOptions& options)
         signedPool.emplace(store, *signer, options.origin);
         signedPool->Check();
     }
-    const sigset_t signals = HoldSignals();
-    HttpServer server(store, options, signedPool ? &*signedPool : nullptr);
+    std::optional<AccessLog> log;
+    if (!options.accessLog.empty())
+        log.emplace(options.accessLog);
+    const sigset_t signals = HoldSignals(log.has_value());
+    HttpServer server(store, options, signedPool ? &*signedPool : nullptr, log ? &*log : nullptr);
     errno = 0;
     const int port = server.Bind();
     if (port == 0)
         throw StoreError(
             "cannot listen at " + UrlOf(options, options.port) + ": "
             + (errno ? std::strerror(errno) : "this is not an address of this machine"));
-    std::thread(EndOnSignal, signals, std::ref(server)).detach();
+    std::thread(EndOnSignal, signals, std::ref(server), log ? &*log : nullptr).detach();
     std::cout << "listening on " << UrlOf(options, port) << std::endl;
     return server.Serve() ? 0 : 1;
 }

@@ -42,6 +42,8 @@ Options:
       --connections-per-address NUMBER
                          connections that a client's address may have at a
                          time (256); 0 for any number, as behind a proxy
+      --access-log FILE  append a line for each request to FILE, in the common
+                         log format; SIGHUP opens it again by its name
   -v, --verbose          write a line for each request on standard error
       --help             show this text
       --version          show the version
@@ -96,6 +98,11 @@ bool TakeOption(int letter, const std::string& value, ServerOptions& options, st
         if (options.perAddress == 0 && value != "0")
             error = "a number of connections is 0 or more, not " + Quoted(value);
         break;
+    case 'A':
+        options.accessLog = value;
+        if (value.empty())
+            error = "--access-log needs the name of a file";
+        break;
     case 'v':
         options.verbose = true;
         break;
@@ -141,6 +148,7 @@ bool ParseOptions(int argc, char** argv, ServerOptions& options, int& status)
                                     { "sign", required_argument, nullptr, 's' },
                                     { "origin", required_argument, nullptr, 'O' },
                                     { "connections-per-address", required_argument, nullptr, 'C' },
+                                    { "access-log", required_argument, nullptr, 'A' },
                                     { "verbose", no_argument, nullptr, 'v' },
                                     { "help", no_argument, nullptr, 'h' },
                                     { "version", no_argument, nullptr, 'V' },

@@ -15,6 +15,7 @@ struct ServerOptions {
     std::string origin = "Pakmart"; // the name of the store in what is signed
     int port = 8080; // 0: a free one
     int perAddress = 256; // connections of a client's address; 0: any number
+    std::string accessLog; // the file that gets a line for each request; empty: none
     bool verbose = false;
 };
 

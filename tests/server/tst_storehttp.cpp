@@ -507,8 +507,10 @@ private slots:
 
     void anAddressHasALimitedNumberOfConnections()
     {
-        const ServerProcess server(
-            path("store"), { QStringLiteral("--connections-per-address"), QStringLiteral("3") });
+        const ServerProcess server(path("store"),
+                                   { QStringLiteral("--connections-per-address"),
+                                     QStringLiteral("3"), QStringLiteral("--access-log"),
+                                     path("refused.log") });
         QVERIFY(server.isRunning());
         std::vector<std::unique_ptr<RawClient>> clients;
         for (int i = 0; i < 3; ++i) {
@@ -520,6 +522,11 @@ private slots:
         const QByteArray reply = refused.receive();
         QVERIFY2(reply.startsWith("HTTP/1.1 429 Too Many Requests\r\n"), reply);
         QVERIFY(reply.contains("\r\nRetry-After: 5\r\n"));
+        QFile log(path("refused.log"));
+        QVERIFY(log.open(QIODevice::ReadOnly));
+        const auto isLogged
+            = [&log] { return log.seek(0) && log.readAll().endsWith(" \"-\" 429 -\n"); };
+        QTRY_VERIFY_WITH_TIMEOUT(isLogged(), 60000);
         QCOMPARE(server.get("/getagentapi.php").status, 200); // from 127.0.0.1
         clients.clear();
         const QByteArray request = ServerProcess::getRequest("/getagentapi.php");
@@ -600,6 +607,56 @@ private slots:
         }
         QVERIFY(m_server->get("/agent/CAPIDownloadAppInfo?app_id[]=1001")
                     .body.contains("Star+Lander19<"));
+    }
+
+    // -- the log
+
+    void requestsAreLogged()
+    {
+        const QString file = path("access.log");
+        const QString old = path("access.log.1");
+        ServerProcess server(path("store"), { QStringLiteral("--access-log"), file });
+        QVERIFY(server.isRunning());
+        const auto text = [](const QString& name) {
+            QFile log(name);
+            return log.open(QIODevice::ReadOnly) ? log.readAll() : QByteArray();
+        };
+        int lines = 0;
+        for (const QByteArray& request :
+             { ServerProcess::getRequest("/pool/main/big.deb"),
+               QByteArray("HEAD /pool/main/big.deb HTTP/1.0\r\n\r\n"),
+               ServerProcess::getRequest("/a\"b\\c%0a\xff?x"), QByteArray("nonsense\r\n\r\n") }) {
+            server.send({})->abort(); // nothing to log
+            server.ask(request);
+            QTRY_COMPARE_WITH_TIMEOUT(text(file).count('\n'), ++lines, 60000);
+        }
+        const QRegularExpression time(
+            QStringLiteral("\\[\\d\\d/(Jan|Feb|Mar|Apr|May|Jun|Jul|Aug|Sep|Oct|Nov|Dec)/"
+                           "\\d{4}(:\\d\\d){3} \\+0000\\]"));
+        QString log = QString::fromLatin1(text(file));
+        log.replace(time, QStringLiteral("[TIME]"));
+        QCOMPARE(
+            lines,
+            QStringLiteral("127.0.0.1 - - [TIME] \"GET /pool/main/big.deb HTTP/1.1\" 200 300000\n"
+                           "127.0.0.1 - - [TIME] \"HEAD /pool/main/big.deb HTTP/1.0\" 200 -\n"
+                           "127.0.0.1 - - [TIME] \"GET /a\\x22b\\x5cc%0a\\xff?x HTTP/1.1\" 404 23\n"
+                           "127.0.0.1 - - [TIME] \"-\" 400 35\n"));
+        QCOMPARE(::rename(qPrintable(file), qPrintable(old)), 0);
+        QCOMPARE(::kill(pid_t(server.pid()), SIGHUP), 0);
+        QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(file), 60000);
+        server.get("/getagentapi.php");
+        QTRY_COMPARE_WITH_TIMEOUT(text(file).count('\n'), 1, 60000);
+        QCOMPARE(text(old).count('\n'), 4);
+        QCOMPARE(server.end(SIGTERM), 0);
+    }
+
+    void aLogThatCannotBeWrittenIsAnError()
+    {
+        const ServerProcess::Result result
+            = ServerProcess::run({ QStringLiteral("--access-log"), path("none/log"),
+                                   QStringLiteral("--port"), QStringLiteral("0"), path("store") });
+        QCOMPARE(result.status, 1);
+        QVERIFY2(result.err.contains("/none/log: No such file or directory"), result.err);
     }
 
     // An ordinary HTTP client, which also accepts compressed replies.

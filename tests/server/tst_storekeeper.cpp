@@ -135,7 +135,8 @@ private slots:
         row("profile", "profile", "Name: A\n", "refused: STORE/profile:1: Serial is missing here");
         row("updates", "updates", "Package: -x\n",
             "refused: STORE/updates:1: invalid package name: '-x'");
-        row("sources", "sources", "Type: x\n", "refused: STORE/sources:1: a type is dep or plain, not 'x'");
+        row("sources", "sources", "Type: x\n",
+            "refused: STORE/sources:1: a type is dep or plain, not 'x'");
         row("unknown repository", "sources",
             QByteArray(source) + "\n" + QByteArray(source).replace("main", "more"),
             "left out: STORE/sources: there is no repository 'more'");
