@@ -166,8 +166,7 @@ void ForEachProductIn(const ReplyNode& element, const CatalogProduct& blank,
                       const std::function<void(const CatalogProduct&)>& take)
 {
     TakeProduct(element, blank, take);
-    ForEachChild(element,
-                 [&](const ReplyNode& child) { ForEachProductIn(child, blank, take); });
+    ForEachChild(element, [&](const ReplyNode& child) { ForEachProductIn(child, blank, take); });
 }
 
 void ForEachProduct(const QDomElement& category,
