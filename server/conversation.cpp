@@ -96,7 +96,7 @@ Transport::Result Conversation::ReplyNext()
         return m_transport->Write(m_head.data() + m_sent, m_head.size() - m_sent, m_length > 0);
     const std::size_t at = m_sent - m_head.size();
     if (!m_reply.file)
-        return m_transport->Write(m_reply.body.data() + at, m_length - at, false);
+        return m_transport->Write(m_reply.Body().data() + at, m_length - at, false);
     off_t from = m_reply.first + off_t(at);
     return m_transport->SendFile(m_reply.file.Get(), from, m_length - at);
 }

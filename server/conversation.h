@@ -42,8 +42,8 @@ public:
 
     // Whether the request has come, and a reply is on its way.
     bool IsReplying() const { return m_stage == Stage::Replying; }
-    // The memory that the client makes the server keep, in bytes.
-    std::size_t Weight() const { return m_reply.body.size(); }
+    // The memory that this client alone makes the server keep, in bytes.
+    std::size_t Weight() const { return m_reply.isShared ? 0 : m_reply.Body().size(); }
     int Socket() const { return m_transport->Socket(); }
 
     const std::string& Address() const { return m_address; }

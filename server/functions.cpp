@@ -276,7 +276,7 @@ void AnswerSourcesList(const AgentRequest& request, Reply& reply)
 void AnswerDirectory(const AgentRequest& request, Reply& reply)
 {
     reply.Open("getagentapi");
-    for (const auto& [name, handler] : Functions()) {
+    for (const auto& [name, function] : Functions()) {
         reply.Open("api");
         reply.PlainText("name", name);
         reply.PlainText("url", request.address + functionFolder + name);
@@ -287,30 +287,30 @@ void AnswerDirectory(const AgentRequest& request, Reply& reply)
 
 } // namespace
 
-std::map<std::string, Handler>& Functions()
+const std::map<std::string, Function>& Functions()
 {
-    static std::map<std::string, Handler> functions{
-        { "CAPIDownloadAppInfo", AnswerAppInfo },
-        { "CAPIGetAisles", AnswerAisles },
-        { "CAPIGetOSVer", AnswerOSVer },
-        { "CAPIGetPackageInfo", AnswerPackageInfo },
-        { "CAPIGetSourcesList", AnswerSourcesList },
-        { "CAPISetOEMInfo", AnswerOEMInfo },
-        { "CAPISyncMyMachine", AnswerProfile },
-        { "CAPIUpdateCatalog", AnswerCatalog },
+    static const std::map<std::string, Function> functions{
+        { "CAPIDownloadAppInfo", { AnswerAppInfo } },
+        { "CAPIGetAisles", { AnswerAisles, true } },
+        { "CAPIGetOSVer", { AnswerOSVer, true } },
+        { "CAPIGetPackageInfo", { AnswerPackageInfo } },
+        { "CAPIGetSourcesList", { AnswerSourcesList } },
+        { "CAPISetOEMInfo", { AnswerOEMInfo } },
+        { "CAPISyncMyMachine", { AnswerProfile } },
+        { "CAPIUpdateCatalog", { AnswerCatalog, true } },
     };
     return functions;
 }
 
-Handler FindFunction(const std::string& path)
+Function FindFunction(const std::string& path)
 {
     if (path == "/getagentapi.php")
-        return AnswerDirectory;
+        return { AnswerDirectory };
     const std::string folder = functionFolder;
     if (path.rfind(folder, 0) != 0)
-        return nullptr;
+        return {};
     const auto function = Functions().find(path.substr(folder.size()));
-    return function == Functions().end() ? nullptr : function->second;
+    return function == Functions().end() ? Function{} : function->second;
 }
 
 std::string Answer(Handler handler, const AgentRequest& request)

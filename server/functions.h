@@ -27,11 +27,16 @@ struct AgentRequest {
 // Throws RequestError for what cannot be answered.
 using Handler = void (*)(const AgentRequest& request, Reply& reply);
 
-// The table: all functions by their names.
-std::map<std::string, Handler>& Functions();
+struct Function {
+    Handler handler = nullptr; // null: there is no such function
+    bool isSameForAll = false; // the reply depends on the store alone
+};
 
-// The function at a path, or the directory; null where there is neither.
-Handler FindFunction(const std::string& path);
+// The table: all functions by their names.
+const std::map<std::string, Function>& Functions();
+
+// The function at a path, or the directory.
+Function FindFunction(const std::string& path);
 
 // The whole reply document. What cannot be answered is a call that failed, and so is a
 // broken store.

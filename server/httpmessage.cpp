@@ -4,7 +4,6 @@
 #include "httpmessage.h"
 
 #include "base/text.h"
-#include "gzip.h"
 #include "storefile.h"
 
 #include <algorithm>
@@ -81,12 +80,12 @@ std::string Head(const HttpReply& reply, std::size_t length)
 // Compresses only generated replies: archives are compressed already.
 void Pack(const HttpRequest& request, HttpReply& reply)
 {
-    if (reply.body.size() < worthPacking)
+    if (reply.Body().size() < worthPacking)
         return;
     reply.Add("Vary", "Accept-Encoding");
     if (!AcceptsGzip(request.Header("Accept-Encoding")))
         return;
-    reply.body = Gzip(reply.body);
+    reply.isPacked = true;
     reply.Add("Content-Encoding", "gzip");
 }
 
@@ -141,8 +140,21 @@ void HttpReply::Add(const std::string& name, const std::string& value)
 
 void HttpReply::SetBody(std::string text, const char* type)
 {
-    body = std::move(text);
+    content = std::make_shared<const Content>(std::move(text));
     Add("Content-Type", type);
+}
+
+void HttpReply::SetShared(std::shared_ptr<const Content> kept, const char* type)
+{
+    content = std::move(kept);
+    isShared = true;
+    Add("Content-Type", type);
+}
+
+const std::string& HttpReply::Body() const
+{
+    static const std::string none;
+    return !content ? none : isPacked ? content->Packed() : content->Plain();
 }
 
 // A body is not read, since no function takes one.
@@ -209,13 +221,13 @@ int RequestReader::Take(HttpRequest& request) const
 
 std::size_t PrepareReply(const HttpRequest& request, HttpReply& reply, std::string& head)
 {
-    if (reply.status >= 400 && reply.body.empty())
+    if (reply.status >= 400 && reply.Body().empty())
         reply.SetBody(reply.status == 400 ? "This request cannot be understood.\n"
                                           : "There is nothing here.\n",
                       "text/plain");
     if (!reply.file)
         Pack(request, reply);
-    const std::size_t length = reply.file ? std::size_t(reply.length) : reply.body.size();
+    const std::size_t length = reply.file ? std::size_t(reply.length) : reply.Body().size();
     head = Head(reply, length);
     return request.method == "HEAD" ? 0 : length;
 }

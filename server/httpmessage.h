@@ -5,6 +5,7 @@
 
 #pragma once
 
+#include "content.h"
 #include "storefile.h"
 
 #include <cstddef>
@@ -61,14 +62,18 @@ struct HttpRequest {
 struct HttpReply {
     int status = 200;
     std::vector<std::pair<std::string, std::string>> headers;
-    std::string body;
-    // A part of a file, which is sent instead of the body if it is open.
+    std::shared_ptr<const Content> content;
+    bool isShared = false; // the content is kept for other clients, too
+    bool isPacked = false; // its packed form is sent
+    // A part of a file, which is sent instead of the content if it is open.
     Descriptor file;
     off_t first = 0;
     off_t length = 0;
 
     void Add(const std::string& name, const std::string& value);
     void SetBody(std::string text, const char* type);
+    void SetShared(std::shared_ptr<const Content> kept, const char* type);
+    const std::string& Body() const; // empty without content
 };
 
 // The head of a request, put together from what comes.

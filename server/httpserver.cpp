@@ -209,19 +209,32 @@ void HttpServer::Handle(const HttpRequest& request, HttpReply& reply)
     }
 }
 
+// False if a part of the store is broken, which may be one that the reply does not need.
+bool HttpServer::ReplyShared(const std::string& path, const std::function<std::string()>& answer,
+                             HttpReply& reply)
+try {
+    reply.SetShared(m_kept.Get(path, m_store.GetState(), answer), xmlType);
+    return true;
+} catch (const StoreError&) {
+    return false;
+}
+
 void HttpServer::CallFunction(const std::string& path, const std::string& query,
                               const HttpRequest& request, HttpReply& reply)
 {
-    const Handler handler = FindFunction(path);
-    if (!handler) {
+    const Function function = FindFunction(path);
+    if (!function.handler) {
         reply.status = 404;
         return;
     }
     try {
         const Query parameters(query);
         const std::string here = Address(request);
-        reply.SetBody(Answer(handler, { parameters, here, m_store, m_signedPool != nullptr }),
-                      xmlType);
+        const auto answer = [&] {
+            return Answer(function.handler, { parameters, here, m_store, m_signedPool != nullptr });
+        };
+        if (!function.isSameForAll || !ReplyShared(path, answer, reply))
+            reply.SetBody(answer(), xmlType);
     } catch (const RequestError& error) {
         reply.status = 400;
         reply.SetBody(FailedReply(error.what()), xmlType);

@@ -13,12 +13,14 @@
 #include "conversation.h"
 #include "guests.h"
 #include "httpmessage.h"
+#include "keptreplies.h"
 #include "options.h"
 #include "signedpool.h"
 #include "store.h"
 #include "waitingroom.h"
 
 #include <atomic>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -45,10 +47,13 @@ private:
     void Handle(const HttpRequest& request, HttpReply& reply);
     void CallFunction(const std::string& path, const std::string& query, const HttpRequest& request,
                       HttpReply& reply);
+    bool ReplyShared(const std::string& path, const std::function<std::string()>& answer,
+                     HttpReply& reply);
     std::string Address(const HttpRequest& request) const;
 
     Store& m_store;
     SignedPool* const m_signedPool;
+    KeptReplies m_kept;
     AccessLog* const m_log;
     const ServerOptions m_options;
     Guests m_guests;

@@ -70,6 +70,15 @@ void Store::Check()
         ArchivesOf(name);
 }
 
+StoreState Store::GetState()
+{
+    StoreState state{ GetProducts(),   GetSources(), GetUpdates(),
+                      GetCategories(), GetAisles(),  GetProfile() };
+    for (const auto& [name, index] : GetRepositories())
+        state.push_back(index);
+    return state;
+}
+
 Repositories Store::GetRepositories()
 {
     Repositories result;

@@ -31,6 +31,10 @@ using Repositories = std::map<std::string, std::shared_ptr<const PackageIndex>>;
 // Whether a repository's folder may have this name, which becomes part of URLs.
 bool IsRepositoryName(const std::string& name);
 
+// What a store has, read at one time. Two of the same state are equal, and of different states
+// never, as long as one is kept.
+using StoreState = std::vector<std::shared_ptr<const void>>;
+
 class Store
 {
 public:
@@ -49,6 +53,9 @@ public:
 
     // The repositories by the names of their folders: those that have an index.
     Repositories GetRepositories();
+
+    // All of the above; throws StoreError if any of it cannot be read.
+    StoreState GetState();
 
     // The address that the archives of a repository are kept at; empty where
     // they are in this pool.

@@ -69,12 +69,13 @@ public:
         return m_value;
     }
 
-    // The same, but returns an empty value as long as there is no such file.
+    // The same, but returns an empty value, always the same, as long as there is no such file.
     std::shared_ptr<const T> GetIfThere()
     {
+        static const auto none = std::make_shared<const T>();
         struct stat info = {};
         if (!OpenBelow(m_root, m_path, info) && errno == ENOENT)
-            return std::make_shared<const T>();
+            return none;
         return Get();
     }
 

@@ -561,6 +561,40 @@ private slots:
         QVERIFY2(taken > size, qPrintable(QString::number(taken))); // with the head
     }
 
+    // Together they would take more memory than all clients may, if each had a reply of its own.
+    void clientsShareALargeReply()
+    {
+        constexpr int mostInAll = 256, clientCount = 5; // megabytes
+        constexpr int megabyte = 1024 * 1024;
+        QByteArray products;
+        const QByteArray description = "Description:" + QByteArray(megabyte, 'd') + '\n';
+        for (int i = 1; i <= mostInAll / clientCount + 1; ++i)
+            products += "Serial: " + QByteArray::number(i) + "\nName: A\nCategory: B\nPackage: c\n"
+                + description + '\n';
+        QVERIFY(WriteTextFile(path("large/products"), products));
+        QVERIFY(WriteTextFile(path("large/sources"), {}));
+        QVERIFY(QDir(path("large")).mkpath(QStringLiteral("pool")));
+        const ServerProcess server(path("large"));
+        QVERIFY(server.isRunning());
+        std::vector<std::unique_ptr<RawClient>> clients;
+        for (int i = 0; i < clientCount; ++i) {
+            clients.push_back(std::make_unique<RawClient>(server.port()));
+            QVERIFY(clients.back()->send(ServerProcess::getRequest("/agent/CAPIUpdateCatalog")));
+        }
+        std::vector<char> block(megabyte);
+        std::vector<qint64> taken(clientCount);
+        for (bool goesOn = true; goesOn;) {
+            goesOn = false;
+            for (std::size_t i = 0; i < clients.size(); ++i) {
+                const ssize_t got = clients[i]->take(block.data(), block.size());
+                taken[i] += std::max<ssize_t>(got, 0);
+                goesOn = goesOn || got > 0;
+            }
+        }
+        for (const qint64 bytes : taken)
+            QVERIFY2(bytes > products.size(), qPrintable(QString::number(bytes)));
+    }
+
     void aReplyUnderWayIsFinishedBeforeTheEnd()
     {
         ServerProcess server(path("store"));

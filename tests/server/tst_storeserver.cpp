@@ -370,6 +370,64 @@ private slots:
                     .contains(QLatin1String("p_2")));
     }
 
+    void repliesThatAreKeptFollowTheStore_data()
+    {
+        QTest::addColumn<QByteArray>("file");
+        QTest::addColumn<QByteArray>("text");
+        QTest::addColumn<QByteArray>("function");
+        QTest::addColumn<QByteArray>("shown");
+        const QByteArray other = QByteArray(product).replace("Package: c", "Package: p");
+        const struct {
+            const char *name, *file;
+            QByteArray text;
+            const char *function, *shown;
+        } rows[] = {
+            { "a product", "products", other, "UpdateCatalog", "<packagename>p<" },
+            { "a version", "pool/main/Packages", "Package: c\nVersion: 8\nFilename: c_8_all.deb\n",
+              "UpdateCatalog", "<version>8<" },
+            { "a new repository", "pool/new/Packages",
+              "Package: c\nVersion: 9\nFilename: c_9_all.deb\n", "UpdateCatalog", "<version>9<" },
+            { "a category", "categories", "Name: B\nSerial: 77\n", "UpdateCatalog",
+              "serialnumber=\"77\"" },
+            { "an aisle", "aisles", "Name: Play\nCategory: B\n", "GetAisles", "Play" },
+            { "a category in an aisle", "categories", "Name: B\nSerial: 77\n", "GetAisles", "77" },
+            { "an update", "updates", "Package: libc6\n", "GetOSVer", "libc6" },
+        };
+        for (const auto& row : rows)
+            QTest::newRow(row.name) << QByteArray(row.file) << row.text << QByteArray(row.function)
+                                    << QByteArray(row.shown);
+    }
+    void repliesThatAreKeptFollowTheStore()
+    {
+        QFETCH(QByteArray, file);
+        QFETCH(QByteArray, text);
+        QFETCH(QByteArray, function);
+        QFETCH(QByteArray, shown);
+        QVERIFY(WriteTextFile(path("aisles"), "Name: Look\nCategory: B\n"));
+        const ServerProcess server(m_dir->path());
+        const QByteArray before = server.get("/agent/CAPI" + function).body;
+        QVERIFY2(before.contains("resultcode=\"OK\"") && !before.contains(shown), before);
+        QCOMPARE(server.get("/agent/CAPI" + function).body, before);
+        QVERIFY(QDir(m_dir->path()).mkpath(QStringLiteral("pool/new")));
+        replace(file.constData(), text);
+        const QByteArray after = server.get("/agent/CAPI" + function).body;
+        QVERIFY2(after.contains("resultcode=\"OK\"") && after.contains(shown), after);
+    }
+
+    void aBrokenPartLeavesTheRepliesOfTheOthers()
+    {
+        const ServerProcess server(m_dir->path());
+        replace("aisles", "Shelf: 1\n");
+        for (const char* version : { "8", "9" }) {
+            replace("pool/main/Packages",
+                    QByteArray("Package: c\nVersion: ") + version + "\nFilename: c_1_all.deb\n");
+            QCOMPARE(texts(server.get("/agent/CAPIUpdateCatalog"), "version"),
+                     QStringList{ QLatin1String(version) });
+        }
+        QCOMPARE(failure(server.get("/agent/CAPIGetAisles")),
+                 QStringLiteral("The store is being repaired. Please try again later."));
+    }
+
     void aNewRepositoryIsSeenAndAnOldOneGoes()
     {
         const ServerProcess server(m_dir->path());
