@@ -59,6 +59,12 @@ QString LineWith(const QStringList& lines, std::initializer_list<const char*> te
     return QString();
 }
 
+// A line of the tools as a sentence: others may follow.
+QString Ended(const QString& line)
+{
+    return line.endsWith(QLatin1Char('.')) ? line : line + QLatin1Char('.');
+}
+
 // What is wrong with a package that should be there, in this version if one is given.
 QString FaultOfPresent(const QString& name, const QString& version, const PackageState& state)
 {
@@ -152,13 +158,13 @@ Failure FailureOf(const QStringList& lines)
     const QString script = LineWith(lines, { "script subprocess returned error" });
     if (!script.isEmpty())
         return { Error::ScriptFailed,
-                 Error::sentence(Error::ScriptFailed) + QLatin1Char(' ') + script };
+                 Error::sentence(Error::ScriptFailed) + QLatin1Char(' ') + Ended(script) };
     if (!LineWith(lines, { "Held packages were changed" }).isEmpty())
         return { Error::PackageOnHold, Error::sentence(Error::PackageOnHold) };
     const QString lost = LineWith(lines, { "but I can't find an archive for it" });
     if (!lost.isEmpty())
         return { Error::UnknownPackage,
-                 Error::sentence(Error::UnknownPackage) + QLatin1Char(' ') + lost };
+                 Error::sentence(Error::UnknownPackage) + QLatin1Char(' ') + Ended(lost) };
     AptGetMessages messages;
     for (const QString& line : lines)
         messages.push_back(line.toStdString());
@@ -166,7 +172,8 @@ Failure FailureOf(const QStringList& lines)
     const QString error = LineWith(lines, { "E: " });
     const QString reason = error.mid(error.indexOf(QLatin1String("E: ")) + 3);
     return { code,
-             Error::sentence(code) + (error.isEmpty() ? QString() : QLatin1Char(' ') + reason) };
+             Error::sentence(code)
+                 + (error.isEmpty() ? QString() : QLatin1Char(' ') + Ended(reason)) };
 }
 
 } // namespace Pakmart

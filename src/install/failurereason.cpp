@@ -43,6 +43,7 @@ const Sign signs[] = {
     { "has no installation candidate",        AgentError::UnknownProduct },
     { "was not found",                        AgentError::UnknownProduct },
     { "Failed to fetch",                      AgentError::DownloadFailed },
+    { "The download has stalled",             AgentError::DownloadFailed },
     { "Unable to fetch some archives",        AgentError::DownloadFailed },
     { "Unable to start apt-get",              AgentError::PackageToolsMissing },
     { "Unable to run apt-get",                AgentError::PackageToolsMissing },

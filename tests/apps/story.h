@@ -10,8 +10,10 @@
 #include "tests/common/statusfile.h"
 
 #include <QDir>
+#include <QDirIterator>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QRegularExpression>
 
 class Story : protected ArchiveStore
 {
@@ -40,6 +42,25 @@ protected:
     }
     void end() { m_server.reset(); }
 
+    // A text as the person sees it, without what is chance: the port of the store, and how far
+    // it is at which moment.
+    static QString seen(QString text)
+    {
+        text.replace(QRegularExpression(QStringLiteral("127\\.0\\.0\\.1[: ]\\d+")),
+                     QStringLiteral("STORE"));
+        return text.remove(
+            QRegularExpression(QStringLiteral("^ +\\d+%\n"), QRegularExpression::MultilineOption));
+    }
+    // apt keeps what it has fetched.
+    void forgetArchives() const
+    {
+        for (const QString& folder : { m_root, QDir::homePath() }) {
+            QDirIterator files(folder, { QStringLiteral("*.deb") }, QDir::Files | QDir::Hidden,
+                               QDirIterator::Subdirectories);
+            while (files.hasNext())
+                QVERIFY(QFile::remove(files.next()));
+        }
+    }
     static void start(QProcess& process, const char* words)
     {
         process.start(QStringLiteral(PAKMART),

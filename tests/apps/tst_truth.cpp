@@ -537,7 +537,7 @@ private slots:
                                                         : "badpostrm package post-removal";
         const QRegularExpression why(QString::fromLatin1(
             "\\Apakmart: A script of a package failed\\. installed " + script
-            + " script subprocess returned error exit status [0-9]+ " + package
+            + " script subprocess returned error exit status [0-9]+\\. " + package
             + " is not removed \\(its state is '" + after + "'\\)\\.\npakmart: "));
         QVERIFY2(why.match(said).hasMatch(), qPrintable(result.err));
     }

@@ -81,6 +81,7 @@ private slots:
 
     void threeAtOnceAllSucceed()
     {
+        QCOMPARE(pakmart("remove --yes good").status, 0);
         QProcess first, second, third;
         start(first, "install --yes --package good");
         start(second, "install --yes --package good2");
@@ -88,6 +89,17 @@ private slots:
         for (QProcess* process : { &first, &second, &third }) {
             const Result result = resultOf(*process);
             QVERIFY2(result.status == 0, qPrintable(result.out + result.err));
+            QCOMPARE(result.err, QString());
+            const QString name = process->arguments().last();
+            // Who waits says so.
+            QString out = seen(result.out);
+            out.remove(QRegularExpression(QStringLiteral("^Waiting for .*\n"),
+                                          QRegularExpression::MultilineOption));
+            QVERIFY2(out.startsWith(QStringLiteral("To be installed:\n  %1  1.0\n").arg(name)),
+                     qPrintable(out));
+            QVERIFY2(
+                out.endsWith(QStringLiteral("Setting up %1\n%1 1.0 is installed.\n").arg(name)),
+                qPrintable(out));
         }
         for (const char* name : { "good", "good2", "good3" })
             QCOMPARE(StatusWords(name), QByteArray("install ok installed"));

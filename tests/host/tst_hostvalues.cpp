@@ -534,6 +534,7 @@ private slots:
         };
         row("E: Failed to fetch http://h/x  Hash Sum mismatch", "checksum-mismatch");
         row("E: Failed to fetch http://h/x  404  Not Found", "download-failed");
+        row("E: The download has stalled: the store sends almost nothing.", "download-failed");
         row("E: You don't have enough free space in /var/cache/apt/archives/.", "no-disk-space");
         row("E: Unable to acquire the dpkg frontend lock (/x), are you root?", "not-permitted");
         row("E: Could not get lock /var/lib/dpkg/lock-frontend.", "lock-held");

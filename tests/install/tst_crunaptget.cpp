@@ -350,6 +350,8 @@ private slots:
             " Unable to locate package a.");
         row("E: Could not get lock /var/lib/dpkg/lock", AgentError::LockHeld);
         row("E: Could not open lock file - are you root?", AgentError::NotPermitted);
+        row("E: The download has stalled: the store sends almost nothing.",
+            AgentError::DownloadFailed);
         row("a: No space left on device", AgentError::NoDiskSpace);
         row("E: Nothing was changed: this needs a permission, which was not given.",
             AgentError::NotPermitted);
