@@ -78,6 +78,8 @@ HttpServer::HttpServer(Store& store, const ServerOptions& options, SignedPool* s
     : m_store(store), m_signedPool(signedPool), m_log(log), m_options(options),
       m_guests(std::size_t(options.perAddress)), m_waiting(MostConnections())
 {
+    if (!options.certificate.empty())
+        m_tls.emplace(options.certificate, options.key);
     signal(SIGPIPE, SIG_IGN); // a client may disconnect at any time
 }
 
@@ -137,20 +139,27 @@ std::unique_ptr<Conversation> HttpServer::AcceptOne()
     return nullptr;
 }
 
+std::unique_ptr<Transport> HttpServer::MakeTransport(Descriptor socket) const
+{
+    return m_tls ? m_tls->Accept(std::move(socket))
+                 : std::make_unique<Transport>(std::move(socket));
+}
+
 // Null if this client has as many connections as it may, or there is no memory for it.
 std::unique_ptr<Conversation> HttpServer::Welcome(Descriptor socket,
                                                   const sockaddr_storage& address)
 try {
     std::shared_ptr<void> place = m_guests.Admit(address);
     if (!place) {
-        TurnAway(socket);
+        if (!m_tls)
+            TurnAway(socket);
         if (m_log)
             m_log->Add(AddressText(address), {}, tooMany, 0);
         return nullptr;
     }
     WaitBriefly(socket);
-    return std::make_unique<Conversation>(std::make_unique<Transport>(std::move(socket)),
-                                          std::move(place), AddressText(address),
+    return std::make_unique<Conversation>(MakeTransport(std::move(socket)), std::move(place),
+                                          AddressText(address),
                                           [this](const Conversation& ended) { Log(ended); });
 } catch (const std::bad_alloc&) {
     return nullptr;
@@ -185,10 +194,10 @@ std::string HttpServer::Address(const HttpRequest& request) const
         return m_options.publicUrl;
     const std::string host = request.Header("Host");
     if (host.empty() && request.Count("Host") <= 1)
-        return "http://" + m_options.listen + ':' + std::to_string(m_port);
+        return SchemeOf(m_options) + m_options.listen + ':' + std::to_string(m_port);
     if (request.Count("Host") > 1 || !IsHost(host))
         throw RequestError("The request names an invalid host: " + Quoted(host) + '.');
-    return "http://" + host;
+    return SchemeOf(m_options) + host;
 }
 
 void HttpServer::Handle(const HttpRequest& request, HttpReply& reply)

@@ -17,16 +17,19 @@
 #include "options.h"
 #include "signedpool.h"
 #include "store.h"
+#include "tls.h"
 #include "waitingroom.h"
 
 #include <atomic>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 class HttpServer
 {
 public:
+    // Throws StoreError if the certificate or the key cannot be used.
     // `signedPool` has the signed files; null if nothing is signed. `log` gets the requests;
     // it may be null too.
     HttpServer(Store& store, const ServerOptions& options, SignedPool* signedPool, AccessLog* log);
@@ -42,6 +45,7 @@ public:
 private:
     std::unique_ptr<Conversation> AcceptOne();
     std::unique_ptr<Conversation> Welcome(Descriptor socket, const sockaddr_storage& address);
+    std::unique_ptr<Transport> MakeTransport(Descriptor socket) const;
     void GoOn(std::unique_ptr<Conversation> conversation);
     void Log(const Conversation& conversation) const;
     void Handle(const HttpRequest& request, HttpReply& reply);
@@ -56,6 +60,7 @@ private:
     KeptReplies m_kept;
     AccessLog* const m_log;
     const ServerOptions m_options;
+    std::optional<TlsContext> m_tls; // for HTTPS
     Guests m_guests;
     WaitingRoom m_waiting;
     Descriptor m_listener;

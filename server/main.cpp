@@ -57,7 +57,7 @@ void EndOnSignal(sigset_t set, HttpServer& server, AccessLog* log)
 std::string UrlOf(const ServerOptions& options, int port)
 {
     const bool v6 = options.listen.find(':') != std::string::npos;
-    return "http://" + (v6 ? '[' + options.listen + ']' : options.listen) + ':'
+    return SchemeOf(options) + (v6 ? '[' + options.listen + ']' : options.listen) + ':'
         + std::to_string(port) + '/';
 }
 

@@ -20,7 +20,7 @@ const char help[] = R"(Usage: pakmart-storeserver [OPTION]... STORE
        pakmart-storeserver add [OPTION]... STORE FILE.deb
        pakmart-storeserver check [OPTION] STORE
 
-Serves the store in the folder STORE to Pakmart agents, over HTTP; or changes a
+Serves the store in the folder STORE to Pakmart agents, over HTTP or HTTPS; or changes a
 store that is in a folder (`pakmart-storeserver COMMAND --help`).
 
 Commands:
@@ -42,6 +42,9 @@ Options:
       --connections-per-address NUMBER
                          connections that a client's address may have at a
                          time (256); 0 for any number, as behind a proxy
+      --certificate FILE, --key FILE
+                         serve over HTTPS, with this certificate (and those of
+                         its issuers after it) and its private key, in PEM
       --access-log FILE  append a line for each request to FILE, in the common
                          log format; SIGHUP opens it again by its name
   -v, --verbose          write a line for each request on standard error
@@ -98,6 +101,12 @@ bool TakeOption(int letter, const std::string& value, ServerOptions& options, st
         if (options.perAddress == 0 && value != "0")
             error = "a number of connections is 0 or more, not " + Quoted(value);
         break;
+    case 'T':
+    case 'K':
+        (letter == 'T' ? options.certificate : options.key) = value;
+        if (value.empty())
+            error = "--certificate and --key need the name of a file";
+        break;
     case 'A':
         options.accessLog = value;
         if (value.empty())
@@ -140,6 +149,11 @@ bool IsServerUrl(const std::string& url)
         && (slash == url.size() || IsMadeOf(url.substr(slash), IsLetterOrDigit, "-._~/"));
 }
 
+std::string SchemeOf(const ServerOptions& options)
+{
+    return options.certificate.empty() ? "http://" : "https://";
+}
+
 bool ParseOptions(int argc, char** argv, ServerOptions& options, int& status)
 {
     static const option names[] = { { "listen", required_argument, nullptr, 'l' },
@@ -148,6 +162,8 @@ bool ParseOptions(int argc, char** argv, ServerOptions& options, int& status)
                                     { "sign", required_argument, nullptr, 's' },
                                     { "origin", required_argument, nullptr, 'O' },
                                     { "connections-per-address", required_argument, nullptr, 'C' },
+                                    { "certificate", required_argument, nullptr, 'T' },
+                                    { "key", required_argument, nullptr, 'K' },
                                     { "access-log", required_argument, nullptr, 'A' },
                                     { "verbose", no_argument, nullptr, 'v' },
                                     { "help", no_argument, nullptr, 'h' },
@@ -164,6 +180,8 @@ bool ParseOptions(int argc, char** argv, ServerOptions& options, int& status)
         if (!TakeOption(letter, optarg ? optarg : "", options, error))
             return Fail(error, status);
     }
+    if (options.certificate.empty() != options.key.empty())
+        return Fail("--certificate and --key belong together", status);
     if (argc - optind != 1)
         return Fail("exactly one STORE is needed", status);
     options.store = argv[optind];

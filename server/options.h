@@ -15,6 +15,8 @@ struct ServerOptions {
     std::string origin = "Pakmart"; // the name of the store in what is signed
     int port = 8080; // 0: a free one
     int perAddress = 256; // connections of a client's address; 0: any number
+    std::string certificate; // of the server, for HTTPS; empty: HTTP
+    std::string key; // of the certificate
     std::string accessLog; // the file that gets a line for each request; empty: none
     bool verbose = false;
 };
@@ -22,6 +24,9 @@ struct ServerOptions {
 // False when the program should end with `status`: after --help and --version, and
 // after a usage error, which is reported on standard error.
 bool ParseOptions(int argc, char** argv, ServerOptions& options, int& status);
+
+// How the addresses of the server begin: "http://", or "https://" with a certificate.
+std::string SchemeOf(const ServerOptions& options);
 
 // True for an address such as http://store.example:8080/shop, without query,
 // blanks or a slash at its end.

@@ -10,6 +10,7 @@
 #include <KIO/Job>
 #include <KIO/TransferJob>
 #include <QPointer>
+#include <QSslError>
 #include <QTimer>
 #include <QUrl>
 #include <QVariant>
@@ -100,6 +101,21 @@ bool EndsEarly(const KIO::Job* pJob)
         && pJob->processedAmount(KJob::Bytes) < announced;
 }
 
+// What is wrong with the server's certificate, if that ended the transfer: KIO has the numbers
+// of the faults, for each certificate of the chain.
+QString CertificateFaults(const KIO::Job* pJob)
+{
+    QString text;
+    QString numbers = pJob->metaData().value(QStringLiteral("ssl_cert_errors"));
+    for (const QString& number :
+         numbers.replace(QLatin1Char('\n'), QLatin1Char('\t')).split(QLatin1Char('\t'))) {
+        const QString fault = QSslError(QSslError::SslError(number.toInt())).errorString();
+        if (number.toInt() > 0 && !text.contains(fault))
+            text += QLatin1Char(' ') + fault + QLatin1Char('.');
+    }
+    return text;
+}
+
 } // namespace
 
 KIO::TransferJob* StartTransfer(const QUrl& url)
@@ -107,6 +123,8 @@ KIO::TransferJob* StartTransfer(const QUrl& url)
     if (!url.isValid() || !IsWeb(url) || url.host().isEmpty())
         return nullptr;
     KIO::TransferJob* pJob = KIO::get(url, KIO::Reload, KIO::HideProgressInfo);
+    // KIO would offer to go on with a certificate that nobody vouches for.
+    pJob->addMetaData(QStringLiteral("ssl_no_ui"), QStringLiteral("TRUE"));
     CountReceived(pJob);
     return pJob;
 }
@@ -124,7 +142,7 @@ int TransferError(KIO::Job* pJob)
 QString TransferErrorText(KIO::Job* pJob)
 {
     if (pJob->error() != 0)
-        return pJob->errorString();
+        return pJob->errorString() + CertificateFaults(pJob);
     const QUrl url = static_cast<KIO::TransferJob*>(pJob)->url();
     return KIO::buildErrorString(TransferError(pJob), url.host());
 }
