@@ -61,14 +61,17 @@ void TurnAway(const Descriptor& socket)
 // A connection takes two descriptors: itself and a file.
 std::size_t MostConnections()
 {
+    const rlim_t wanted = 2 * mostConnections + otherDescriptors;
     rlimit limit = {};
     if (getrlimit(RLIMIT_NOFILE, &limit) != 0)
         return fewestConnections;
-    const rlim_t wanted = 2 * mostConnections + otherDescriptors;
-    limit.rlim_cur = std::max(limit.rlim_cur, std::min(limit.rlim_max, wanted));
-    setrlimit(RLIMIT_NOFILE, &limit);
-    const std::size_t room = (std::min(limit.rlim_cur, wanted) - otherDescriptors) / 2;
-    return std::max(fewestConnections, room);
+    rlimit more = limit;
+    more.rlim_cur = std::max(limit.rlim_cur, std::min(limit.rlim_max, wanted));
+    if (setrlimit(RLIMIT_NOFILE, &more) == 0)
+        limit = more;
+    const rlim_t room = std::min(limit.rlim_cur, wanted);
+    return std::max<std::size_t>(fewestConnections,
+                                 room > otherDescriptors ? (room - otherDescriptors) / 2 : 0);
 }
 
 } // namespace
