@@ -5,6 +5,7 @@
 // and the jobs of the store and of the machine.
 
 #include "machineelements.h"
+#include "pictureprovider.h"
 #include "storeelements.h"
 #include "transaction.h"
 
@@ -40,6 +41,12 @@ public:
         qmlRegisterType<SystemUpdateElement>(uri, 1, 0, "SystemUpdateJob");
         registerModels(uri);
         registerValues(uri);
+    }
+
+    // Images have the addresses "image://pakmart/SOURCE".
+    void initializeEngine(QQmlEngine* engine, const char*) override
+    {
+        engine->addImageProvider(QStringLiteral("pakmart"), new Pakmart::PictureProvider);
     }
 
 private:

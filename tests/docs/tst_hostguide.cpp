@@ -14,6 +14,7 @@
 #include <vantrelagent/host/models/pendingmodel.h>
 #include <vantrelagent/host/models/productmodel.h>
 #include <vantrelagent/host/packagejobs.h>
+#include <vantrelagent/host/picturestore.h>
 #include <vantrelagent/host/preparejob.h>
 #include <vantrelagent/host/storejobs.h>
 #include <vantrelagent/store/indexfile.h>
@@ -84,6 +85,19 @@ Pakmart::ProductModel* ShowProducts(QObject* host,
     return products; // view->setModel(products), products->setText("chess")
 }
 //! [models]
+
+//! [pictures]
+void ShowPicture(const QString& source, Pakmart::PictureStore* pictures,
+                 const std::function<void(const QImage&)>& show)
+{
+    const int number = pictures->request(source, QSize(64, 64));
+    QObject::connect(pictures, &Pakmart::PictureStore::ready, pictures,
+                     [=](int request, const QImage& image) {
+                         if (request == number)
+                             show(image);
+                     });
+}
+//! [pictures]
 
 //! [follow]
 void Follow(Pakmart::Job* job, QObject* host, const std::function<void(const QString&)>& show)
@@ -224,6 +238,19 @@ private slots:
         QTRY_COMPARE(shown, QStringList(QStringLiteral("Chess")));
         products->setText(QStringLiteral("go"));
         QTRY_COMPARE(shown.last(), QStringLiteral("Nothing was found for \"go\"."));
+    }
+
+    void showsAPicture()
+    {
+        const QTemporaryDir folder;
+        const QString path = folder.filePath(QStringLiteral("picture.png"));
+        QImage drawn(8, 8, QImage::Format_ARGB32);
+        drawn.fill(Qt::red);
+        QVERIFY(drawn.save(path));
+        Pakmart::PictureStore pictures;
+        QSize shown;
+        ShowPicture(path, &pictures, [&shown](const QImage& image) { shown = image.size(); });
+        QTRY_COMPARE(shown, QSize(8, 8));
     }
 
     void followsAJob()

@@ -7,6 +7,7 @@
 #include "tests/common/statusfile.h"
 #include "tests/host/repository.h"
 
+#include <QBuffer>
 #include <QQmlComponent>
 #include <QQmlEngine>
 #include <QQuickItem>
@@ -167,6 +168,39 @@ private slots:
             onPrepared: value = (error === Error.UnknownPackage) + " " + (errorText !== "")
         })"),
                  QVariant(QStringLiteral("true true")));
+    }
+
+    // An address, a file, the name of an icon that is not there.
+    void imagesComeFromThePictureStore()
+    {
+        QImage drawn(40, 20, QImage::Format_ARGB32);
+        drawn.fill(Qt::red);
+        QByteArray png;
+        QBuffer buffer(&png);
+        QVERIFY(buffer.open(QIODevice::WriteOnly) && drawn.save(&buffer, "png"));
+        ScriptedServer server;
+        server.answer("/a.png", ScriptedServer::http(png));
+        const QByteArray page
+            = "import QtQuick 2.15\nimport org.vantrelos.pakmart 1.0\nItem { "
+              "property var sizes: [good, small, none].map(one => one.status + ' ' + "
+              "one.implicitWidth).join(', ')\n"
+              "Image { id: good; source: 'image://pakmart/%1?b=c%20d' }\n"
+              "Image { id: small; source: 'image://pakmart/%1'; sourceSize.width: 20; "
+              "sourceSize.height: 20 }\n"
+              "Image { id: none; source: 'image://pakmart/no-such-icon' }\n"
+              "Loader { id: gone; active: true; sourceComponent: Image { "
+              "source: 'image://pakmart/%1?slow' } "
+              "Component.onCompleted: active = false } }";
+        QQmlEngine engine;
+        engine.addImportPath(QStringLiteral(QML_MODULES));
+        QQmlComponent component(&engine);
+        component.setData(QByteArray(page).replace("%1", server.url("/a.png")), QUrl());
+        const std::unique_ptr<QObject> object(component.create());
+        QVERIFY2(object, qPrintable(component.errorString()));
+        // Ready is 1, Error 3.
+        QTRY_COMPARE_WITH_TIMEOUT(object->property("sizes").toString(),
+                                  QStringLiteral("1 40, 1 20, 3 0"), 60000);
+        QVERIFY(server.asked.contains("/a.png?b=c%20d"));
     }
 
     void modelsAndValuesAreThere_data()
