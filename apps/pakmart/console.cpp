@@ -3,6 +3,7 @@
 
 #include "console.h"
 
+#include "base/text.h"
 #include "layout.h"
 #include "pager.h"
 
@@ -87,18 +88,7 @@ QString Painted(QString lines, Color color)
 
 bool IsUnprintable(QChar c)
 {
-    switch (c.category()) {
-    case QChar::Other_Control:
-    case QChar::Separator_Line:
-    case QChar::Separator_Paragraph:
-        return true;
-    default:
-        break;
-    }
-    // Marks, embeddings, overrides and isolates of the writing direction.
-    const ushort code = c.unicode();
-    return code == 0x061C || code == 0x200E || code == 0x200F || (code >= 0x202A && code <= 0x202E)
-        || (code >= 0x2066 && code <= 0x2069);
+    return Agent::IsUnprintable(c.unicode());
 }
 
 // JSON can name any character by its number.

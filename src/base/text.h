@@ -30,6 +30,20 @@ inline bool IsPrintable(char c)
     return c >= ' ' && c <= '~';
 }
 
+// Marks, embeddings, overrides and isolates of the writing direction: text after one may be shown
+// in another order than it has. The invisible beginning of a file is none, but just as useless.
+inline bool IsDirectionMark(char32_t c)
+{
+    return c == 0x061C || c == 0x200E || c == 0x200F || (c >= 0x202A && c <= 0x202E)
+        || (c >= 0x2066 && c <= 0x2069) || c == 0xFEFF;
+}
+// A character that is not shown itself, but changes how others are: also controls and separators
+// of lines and paragraphs.
+inline bool IsUnprintable(char32_t c)
+{
+    return c < 0x20 || (c >= 0x7F && c < 0xA0) || c == 0x2028 || c == 0x2029 || IsDirectionMark(c);
+}
+
 inline bool BeginsWith(std::string_view text, std::string_view prefix)
 {
     return text.compare(0, prefix.size(), prefix) == 0;

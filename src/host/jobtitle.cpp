@@ -3,6 +3,8 @@
 
 #include "host/jobtitle.h"
 
+#include "util/showntext.h"
+
 #include <QCoreApplication>
 
 namespace Pakmart
@@ -25,7 +27,8 @@ QString SubjectOf(const Request& request, const QList<PlanProduct>& products)
         for (const int serial : request.products)
             names << QCoreApplication::translate("Pakmart", "product %1").arg(serial);
     const QString ending = names.size() > mostNames ? QStringLiteral(", ...") : QString();
-    return QStringList(names.mid(0, mostNames)).join(QStringLiteral(", ")) + ending;
+    return Agent::ShownLine(QStringList(names.mid(0, mostNames)).join(QStringLiteral(", ")))
+        + ending;
 }
 
 QString TitleWith(Request::Kind kind, const QString& subject)

@@ -4,6 +4,7 @@
 #include "host/models/aptlog.h"
 
 #include "base/dpkgstatus.h"
+#include "util/showntext.h"
 
 #include <QBuffer>
 #include <QDir>
@@ -77,7 +78,8 @@ void TakeEntries(const QByteArray& bytes, AptLog& log)
     buffer.open(QIODevice::ReadOnly);
     LogEntry entry;
     while (!buffer.atEnd()) {
-        const QString line = QString::fromUtf8(buffer.readLine(1 << 20)).trimmed();
+        const QString line
+            = Agent::ShownText(QString::fromUtf8(buffer.readLine(1 << 20))).trimmed();
         const int colon = int(line.indexOf(QLatin1String(": ")));
         if (line.isEmpty())
             Finish(log, entry);

@@ -6,6 +6,7 @@
 #include "db/dblayouts.h"
 #include "db/generations.h"
 #include "db/productsearch.h"
+#include "util/showntext.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -150,7 +151,7 @@ std::uint32_t CatalogTableReader::categoryOf(const char* name)
     if (known != m_categories.end())
         return known->second;
     // Letter case and blanks do not distinguish categories.
-    const QString line = QString::fromUtf8(name).simplified();
+    const QString line = ShownLine(QString::fromUtf8(name));
     const auto [at, isNew]
         = m_folded.emplace(line.toCaseFolded().toStdString(), m_table.categories.size());
     if (isNew)

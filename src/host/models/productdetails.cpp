@@ -4,6 +4,7 @@
 #include "host/models/productdetails.h"
 
 #include "db/dblayouts.h"
+#include "util/showntext.h"
 
 #include <QTimer>
 
@@ -21,7 +22,7 @@ DetailsBySerial ReadDetails(const CatalogTable& table, const QHash<int, quint32>
     for (auto place = places.begin(); place != places.end(); ++place) {
         const CatalogEntry& entry = table.entry(place.value());
         details[place.key()].description
-            = QString::fromStdString(table.notes->reader.Read(entry.note));
+            = ShownText(QString::fromStdString(table.notes->reader.Read(entry.note)));
         serials[entry.record] = place.key();
     }
     RecordReader& needs = table.notes->needs;
@@ -30,7 +31,8 @@ DetailsBySerial ReadDetails(const CatalogTable& table, const QHash<int, quint32>
         const auto serial = record ? serials.constFind(GetInt32(record + Dependency::parent))
                                    : serials.constEnd();
         if (serial != serials.constEnd())
-            details[*serial].needs << QString::fromUtf8(GetText(record, Dependency::name));
+            details[*serial].needs
+                << ShownLine(QString::fromUtf8(GetText(record, Dependency::name)));
     }
     for (ProductDetails& one : details) {
         one.needs.sort();

@@ -8,6 +8,7 @@
 #include "host/models/categoryicon.h"
 #include "host/models/productdetails.h"
 #include "host/models/productquery.h"
+#include "util/showntext.h"
 
 #include <QCoreApplication>
 #include <QTimer>
@@ -50,7 +51,7 @@ constexpr TextRole textRoles[] = {
 // What comes from the server is one line.
 QString Line(const CatalogTable& table, std::uint32_t place, CatalogText text)
 {
-    return QString::fromUtf8(table.text(place, text)).simplified();
+    return Agent::ShownLine(QString::fromUtf8(table.text(place, text)));
 }
 
 } // namespace

@@ -7,6 +7,7 @@
 #include "db/dbshared.h"
 #include "host/models/beside.h"
 #include "host/models/pathwatch.h"
+#include "util/showntext.h"
 
 #include <QCoreApplication>
 #include <QDateTime>
@@ -49,7 +50,7 @@ Used UsedOf(const std::uint8_t* record)
         = [record](TextField field) { return QString::fromUtf8(GetText(record, field)); };
     return { GetInt32(record + Recent::serverSerialNumber),
              GetInt32(record + Recent::lastAccessed),
-             text(Recent::description).simplified(),
+             ShownLine(text(Recent::description)),
              text(Recent::executablePath),
              text(Recent::iconPath),
              text(Recent::smallIconPath) };

@@ -3,6 +3,8 @@
 
 #include "host/worker/report.h"
 
+#include "util/showntext.h"
+
 #include <QJsonDocument>
 #include <algorithm>
 #include <fcntl.h>
@@ -105,10 +107,5 @@ void NoteFailure(CAPI* request, Outcome& outcome)
 QString Plain(const QString& text)
 {
     constexpr int longest = 1000;
-    QString plain;
-    const QString part = text.left(longest);
-    std::copy_if(part.begin(), part.end(), std::back_inserter(plain), [](QChar c) {
-        return c.category() != QChar::Other_Control && c.category() != QChar::Other_Format;
-    });
-    return plain.simplified();
+    return Agent::ShownLine(text.left(longest));
 }

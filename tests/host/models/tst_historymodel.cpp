@@ -48,6 +48,17 @@ private slots:
         QCOMPARE(model.stateText(), QStringLiteral("Nothing has been changed yet."));
     }
 
+    void commandLinesHaveNothingThatChangesHowTheyAreRead()
+    {
+        append(
+            "\nStart-Date: 2026-01-02  03:04:05\nCommandline: apt install \xE2\x80\xAE\x1B[2Japp\n"
+            "Install: app:amd64 (1.0)\nEnd-Date: 2026-01-02  03:04:06\n");
+        HistoryModel model;
+        QTRY_COMPARE(model.count(), 1);
+        QCOMPARE(model.value(0, QStringLiteral("commandLine")).toString(),
+                 QStringLiteral("apt install  [2Japp"));
+    }
+
     void entriesHaveTheirFields()
     {
         append("\nStart-Date: 2026-01-02  03:04:05\nCommandline: apt install app\n"

@@ -51,6 +51,34 @@ private slots:
                         + Stanza("zebra", "1", "install reinstreq half-installed"));
     }
 
+    // What a store sends may have been made to be read as something else.
+    void textsHaveNothingThatChangesHowTheyAreRead()
+    {
+        const char evil[] = "a\xE2\x80\xAE"
+                            "b\nc\x1B[2J";
+        MakeCatalog({ { 1,
+                        evil,
+                        evil,
+                        "app",
+                        "1.0",
+                        QString::fromUtf8("x\xE2\x80\xAEy\x1B\nsecond \xE2\x80\xAE line"),
+                        false,
+                        0,
+                        { evil } } });
+        ProductModel model;
+        QVERIFY(isFilled(model));
+        const auto text
+            = [&model](const char* role) { return model.value(0, QLatin1String(role)).toString(); };
+        for (const char* role : { "name", "category" })
+            QCOMPARE(text(role), QStringLiteral("ab c [2J"));
+        QCOMPARE(text("summary"), QStringLiteral("xy"));
+        text("description"); // asks for it, and for the needs
+        QTRY_COMPARE(text("description"), QStringLiteral("xy \nsecond  line"));
+        QTRY_COMPARE(model.value(0, QStringLiteral("needs")).toStringList(),
+                     QStringList(QStringLiteral("ab c [2J")));
+        QCOMPARE(model.product(0).name, QStringLiteral("ab c [2J"));
+    }
+
     void nothingHappensInsideTheConstructor()
     {
         MakeCatalog(some());

@@ -86,6 +86,20 @@ private slots:
         QTRY_COMPARE(watch.texts().last(), QStringLiteral("Other name"));
     }
 
+    void namesHaveNothingThatChangesHowTheyAreRead()
+    {
+        QDir().mkpath(QString::fromStdString(Agent::RecentFolder()));
+        change([](CRUFile& list) {
+            use(list, 1,
+                "a\xE2\x80\xAE"
+                "b\nc\x1B",
+                1000);
+        });
+        RecentModel model;
+        QTRY_COMPARE(model.count(), 1);
+        QCOMPARE(model.value(0, QStringLiteral("name")).toString(), QStringLiteral("ab c"));
+    }
+
     void unreadableListIsAFailure()
     {
         const QString folder = QString::fromStdString(Agent::RecentFolder());
