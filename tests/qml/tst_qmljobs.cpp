@@ -37,11 +37,13 @@ private:
         return object;
     }
     // What an element has made of `value` at the end of its job.
-    QString outcome(const QByteArray& element, const QByteArray& value)
+    QString outcome(const QByteArray& element, const QByteArray& value,
+                    const QByteArray& properties = QByteArray())
     {
-        const auto object = make(
-            element + " { property var value; Component.onCompleted: start(); onFinished: value = "
-            + "(error ? errorText + details : " + value + ") }");
+        const auto object
+            = make(element + " { " + properties
+                   + " property var value; Component.onCompleted: start(); onFinished: value = "
+                   + "(error ? errorText + details : " + value + ") }");
         if (!object)
             return QString();
         const auto ended = [&object] { return object->property("value").isValid(); };
@@ -154,6 +156,37 @@ private slots:
                          "(one.state === RepairFinding.Mended)).join(' ')"),
                  QStringLiteral("true true"));
         QCOMPARE(outcome("CheckJob", "findings.length"), QStringLiteral("0"));
+    }
+
+    void othersAreRemovedOnlyWithConsent_data()
+    {
+        QTest::addColumn<QByteArray>("element");
+        QTest::addColumn<QByteArray>("broken");
+        QTest::newRow("update") << QByteArray("SystemUpdateJob") << QByteArray();
+        QTest::newRow("repair") << QByteArray("RepairJob")
+                                << QByteArray(
+                                       "Package: needy\nStatus: install ok installed\nVersion: 1\n"
+                                       "Architecture: all\nMaintainer: m\nDepends: vantrelagent\n"
+                                       "Description: d\n\n");
+    }
+    // The store's own package is in conflict with one that is installed.
+    void othersAreRemovedOnlyWithConsent()
+    {
+        QFETCH(QByteArray, element);
+        QFETCH(QByteArray, broken);
+        QVERIFY(m_store->serve());
+        write(m_store->root + QStringLiteral("/var/lib/dpkg/status"),
+              "Package: rival\nStatus: install ok installed\nVersion: 1\nArchitecture: all\n"
+              "Maintainer: m\nConflicts: vantrelagent\nDescription: d\n\n"
+                  + broken);
+        const auto refused = make(element
+                                  + " { property var code; Component.onCompleted: start(); "
+                                    "onFinished: code = error === Error.RemovalsNotAllowed }");
+        QVERIFY(refused);
+        QTRY_VERIFY_WITH_TIMEOUT(refused->property("code").isValid(), 120000);
+        QVERIFY2(refused->property("code").toBool(),
+                 qPrintable(refused->property("errorText").toString()));
+        QCOMPARE(outcome(element, "'done'", "allowRemovals: true;"), QStringLiteral("done"));
     }
 
     void theSystemIsUpdated()

@@ -91,7 +91,7 @@ private:
         if (!object)
             return component.errorString();
         QVariant value = object->property("value");
-        for (int wait = 0; !value.isValid() && wait < 100; ++wait) {
+        for (int wait = 0; !value.isValid() && wait < 1200; ++wait) {
             QTest::qWait(50);
             value = object->property("value");
         }
@@ -203,6 +203,26 @@ private slots:
         QVERIFY(server.asked.contains("/a.png?b=c%20d"));
     }
 
+    void aTransactionIsPendingWithItsTitle_data()
+    {
+        QTest::addColumn<QByteArray>("title");
+        QTest::addColumn<QString>("shown");
+        QTest::newRow("its own") << QByteArray("title: 'mine';") << QStringLiteral("mine");
+        QTest::newRow("of its request")
+            << QByteArray() << QStringLiteral("Preview: Upgrade one, two");
+    }
+    void aTransactionIsPendingWithItsTitle()
+    {
+        QFETCH(QByteArray, title);
+        QTEST(evaluate("Transaction { id: it; property var value; kind: Request.Upgrade; "
+                       "packages: ['one', 'two']; "
+                       + title
+                       + " Component.onCompleted: prepare(); property var all: PendingModel { "
+                         "onCountChanged: if (count) it.value = data(index(0, 0)) } }")
+                  .toString(),
+              "shown");
+    }
+
     void modelsAndValuesAreThere_data()
     {
         QTest::addColumn<QByteArray>("source");
@@ -238,6 +258,27 @@ private slots:
     {
         QFETCH(QByteArray, source);
         QTEST(evaluate(source).toString(), "value");
+    }
+
+    void aTransactionRemovesOthersOnlyWithConsent()
+    {
+        m_repository->add({ "ground" });
+        m_repository->add({ "house", "1.0", "ground" });
+        const auto outcome = [](const char* kind, const char* package, const char* allow) {
+            const QByteArray source
+                = "Transaction { property var value; kind: Request.%1; packages: ['%2']; "
+                  "allowRemovals: %3; title: 'mine'; Component.onCompleted: prepare(); "
+                  "onPrepared: { if (error) value = 'plan: ' + errorText; else commit() } "
+                  "onFinished: value = error === Error.RemovalsNotAllowed ? 'refused' : error }";
+            return evaluate(QByteArray(source)
+                                .replace("%1", kind)
+                                .replace("%2", package)
+                                .replace("%3", allow))
+                .toString();
+        };
+        QCOMPARE(outcome("Install", "house", "false"), QStringLiteral("0"));
+        QCOMPARE(outcome("Remove", "ground", "false"), QStringLiteral("refused"));
+        QCOMPARE(outcome("Remove", "ground", "true"), QStringLiteral("0"));
     }
 };
 
