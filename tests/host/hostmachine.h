@@ -11,6 +11,7 @@
 #include "tests/common/pulse.h"
 #include "tests/host/repository.h"
 
+#include <QEventLoop>
 #include <QSignalSpy>
 #include <QTcpSocket>
 #include <QtTest>
@@ -91,9 +92,11 @@ public:
     }
     QString end()
     {
-        if (!QTest::qWaitFor([this] { return results > 0; }, 120000))
+        if (!wait(120000))
             return QStringLiteral("no result");
-        QTest::qWait(50);
+        QEventLoop more;
+        QTimer::singleShot(50, &more, &QEventLoop::quit);
+        more.exec();
         return results == 1 ? name : QStringLiteral("%1 results").arg(results);
     }
     int percent() const { return m_percent; }
@@ -103,7 +106,21 @@ public:
     QStringList phases, waits, packages;
     bool grows = true; // the percentage never decreased
 
+Q_SIGNALS:
+    void noted();
+
 private:
+    // Until there is a result. The waits of QtTest sleep between two passes of the event loop,
+    // which would be taken for gaps of the job's.
+    bool wait(int milliseconds)
+    {
+        QEventLoop loop;
+        connect(this, &JobWatch::noted, &loop, &QEventLoop::quit);
+        QTimer::singleShot(milliseconds, &loop, &QEventLoop::quit);
+        if (results == 0)
+            loop.exec();
+        return results > 0;
+    }
     void note(KJob* ended)
     {
         ++results;
@@ -111,6 +128,7 @@ private:
         name = Pakmart::Error::name(job->errorCode());
         text = job->errorString();
         details = job->details();
+        emit noted();
     }
 
     Pakmart::Job* m_job;
