@@ -14,6 +14,7 @@
 #include "platform/locks.h"
 #include "platform/plandigest.h"
 #include "platform/planning.h"
+#include "platform/replycheck.h"
 #include "platform/statusreader.h"
 #include "platform/storesession.h"
 #include "platform/transaction.h"
@@ -86,6 +87,10 @@ int main(int argc, char** argv)
 {
     OpenStandardDescriptors();
     if (const int status = RunChangeCheck(std::vector<std::string>(argv + 1, argv + argc));
+        status >= 0)
+        return status;
+    if (const int status
+        = RunReplyCheck(std::vector<std::string>(argv + 1, argv + argc), Agent::PrivateRoot());
         status >= 0)
         return status;
     HoldEndSignals();

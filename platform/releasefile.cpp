@@ -16,18 +16,6 @@ namespace
 
 constexpr std::time_t clockError = 10 * 60; // seconds that the clocks may differ
 
-// 0 for anything but a date in universal time.
-std::time_t ParseDate(const std::string& text)
-{
-    std::tm parts = {};
-    const char* rest = strptime(text.c_str(), "%a, %d %b %Y %H:%M:%S", &parts);
-    if (!rest)
-        return 0;
-    const std::string zone = rest;
-    return zone == " UTC" || zone == " GMT" || zone == " +0000" || zone == " Z" ? timegm(&parts)
-                                                                                : 0;
-}
-
 void NoteLine(const std::string& line, ReleaseFile& file)
 {
     const auto colon = line.find(": ");
@@ -85,6 +73,17 @@ std::string FaultOf(const ReleaseFile& file, const ReleaseExpectations& expected
     if (now > std::min(file.validUntil, file.date + expected.maxAge))
         return "its offers of " + DateText(file.date) + " have expired, and may be stale";
     return {};
+}
+
+std::time_t ParseDate(const std::string& text)
+{
+    std::tm parts = {};
+    const char* rest = strptime(text.c_str(), "%a, %d %b %Y %H:%M:%S", &parts);
+    if (!rest)
+        return 0;
+    const std::string zone = rest;
+    return zone == " UTC" || zone == " GMT" || zone == " +0000" || zone == " Z" ? timegm(&parts)
+                                                                                : 0;
 }
 
 std::string DateText(std::time_t when)

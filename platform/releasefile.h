@@ -35,5 +35,8 @@ ReleaseFile ReadRelease(const std::string& path);
 std::string FaultOf(const ReleaseFile& file, const ReleaseExpectations& expected,
                     const ReleaseFile& known, std::time_t now);
 
+// A date in universal time, as such files write it; 0 for anything else.
+std::time_t ParseDate(const std::string& text);
+
 // "22 November 2026 12:00 UTC"
 std::string DateText(std::time_t when);

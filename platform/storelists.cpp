@@ -226,7 +226,8 @@ std::string StoreLists::Accept(const TrustedStore& store, const std::string& sta
     return FaultOf(release, store.expected, Release(store), std::time(nullptr));
 }
 
-std::string StoreLists::FetchChanged(const TrustedStore& store, const StoreSettings& settings)
+std::string StoreLists::FetchChanged(const TrustedStore& store,
+                                     const Agent::StoreSettings& settings)
 {
     const std::string probe = m_folder + ".probe", staged = m_folder + ".new";
     if (!MakeEmpty(probe) || !LinkFiles(m_folder, staged))
@@ -250,7 +251,7 @@ std::string StoreLists::FetchChanged(const TrustedStore& store, const StoreSetti
                     : std::string("its lists cannot be written: ") + std::strerror(errno);
 }
 
-bool StoreLists::Refresh(const TrustedStore& store, const StoreSettings& settings,
+bool StoreLists::Refresh(const TrustedStore& store, const Agent::StoreSettings& settings,
                          std::string& error)
 {
     const std::string fault = FetchChanged(store, settings);

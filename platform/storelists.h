@@ -32,7 +32,8 @@ public:
 
     // Fetches what has changed in a store. False, with an error line in `error`, if what
     // it offers is not accepted. A signal that ended the fetch, or a wait, is in Signal().
-    bool Refresh(const TrustedStore& store, const StoreSettings& settings, std::string& error);
+    bool Refresh(const TrustedStore& store, const Agent::StoreSettings& settings,
+                 std::string& error);
     int Signal() const { return m_signal; }
 
     // Whether the store was refreshed within the last minutes.
@@ -50,7 +51,7 @@ private:
     // error is empty on success.
     std::string Fetch(const TrustedStore& store, const std::string& folder, bool onlyRelease,
                       int stallSeconds);
-    std::string FetchChanged(const TrustedStore& store, const StoreSettings& settings);
+    std::string FetchChanged(const TrustedStore& store, const Agent::StoreSettings& settings);
     std::string Accept(const TrustedStore& store, const std::string& staged);
     void MarkFresh(const TrustedStore& store) const;
 

@@ -3,6 +3,7 @@
 
 #include "platform/trustedstores.h"
 
+#include "base/administered.h"
 #include "base/descriptor.h"
 #include "base/text.h"
 
@@ -14,7 +15,6 @@
 #include <map>
 #include <memory>
 #include <sstream>
-#include <sys/stat.h>
 #include <unistd.h>
 
 using namespace Agent;
@@ -23,47 +23,7 @@ namespace
 {
 
 const char storesFolder[] = "/etc/pakmart/stores.d";
-const char settingsFile[] = "/etc/pakmart/settings";
 constexpr off_t largestFile = 1024 * 1024;
-
-// Whether only the administrator can change it. A private root belongs to its user.
-bool IsAdministrators(const struct stat& info, bool isPrivate)
-{
-    const bool owned = info.st_uid == 0 || (isPrivate && info.st_uid == geteuid());
-    return owned && (info.st_mode & (S_IWGRP | S_IWOTH)) == 0;
-}
-
-// The fault of a file or folder; empty if it can be used.
-std::string FileFault(const std::string& path, const std::string& root)
-{
-    struct stat info = {};
-    if (stat((root + path).c_str(), &info) != 0)
-        return path + ": " + std::strerror(errno);
-    if (!IsAdministrators(info, !root.empty()))
-        return path + ": others than the administrator can change it";
-    return {};
-}
-
-// The text of a file that only the administrator can change; otherwise a fault.
-std::string ReadFile(const std::string& path, const std::string& root, std::string& fault)
-{
-    const Descriptor file(open((root + path).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-    struct stat info = {};
-    if (!file || fstat(file.Get(), &info) != 0) {
-        fault = path + ": " + std::strerror(errno);
-        return {};
-    }
-    const bool isFile = S_ISREG(info.st_mode) && info.st_size <= largestFile;
-    if (!isFile || !IsAdministrators(info, !root.empty())) {
-        fault = path
-            + (isFile ? ": others than the administrator can change it" : ": this is not a text");
-        return {};
-    }
-    std::string text(std::size_t(info.st_size), '\0');
-    const ssize_t count = read(file.Get(), text.data(), text.size());
-    text.resize(count > 0 ? std::size_t(count) : 0);
-    return text;
-}
 
 std::string Trimmed(const std::string& text)
 {
@@ -139,11 +99,16 @@ TrustedStore StoreFrom(const Fields& fields, const std::string& root, std::strin
                         field("suites"),
                         field("components"),
                         root + key,
-                        { field("release-origin"), field("release-suite"), 0 } };
+                        { field("release-origin"), field("release-suite"), 0 },
+                        WithoutSlash(field("replies")) };
+    if (store.replies.empty())
+        store.replies = store.uri;
     if (field("types") != "deb")
         fault = "Types must be deb";
     else if (!IsAddress(store.uri))
         fault = "URIs must be one address, http or https";
+    else if (!IsAddress(store.replies))
+        fault = "Replies must be one address, http or https";
     else if (!IsMadeOf(store.suite, IsLetterOrDigit, "-._/"))
         fault = "Suites must be one word";
     else if (!store.components.empty() && !IsMadeOf(store.components, IsLetterOrDigit, "-._/ "))
@@ -153,14 +118,14 @@ TrustedStore StoreFrom(const Fields& fields, const std::string& root, std::strin
     else if (store.expected.origin.empty() || store.expected.suite.empty())
         fault = "Release-Origin and Release-Suite are missing";
     else
-        fault = FileFault(key, root);
+        fault = AdministeredFault(key, root);
     return store;
 }
 
 void ReadStores(const std::string& path, const std::string& root, StorePolicy& policy)
 {
     std::string fault;
-    const std::string text = ReadFile(path, root, fault);
+    const std::string text = ReadAdministered(path, root, fault);
     std::vector<TrustedStore> stores;
     for (const Fields& fields : Stanzas(text)) {
         const auto enabled = fields.find("enabled");
@@ -190,37 +155,6 @@ std::vector<std::string> NamesIn(const std::string& folder)
     }
     std::sort(names.begin(), names.end());
     return names;
-}
-
-void TakeSetting(const std::string& name, const std::string& value, StoreSettings& settings)
-{
-    const int number = PositiveNumber(value);
-    if (name == "AllowUnsigned" && value != "no")
-        settings.allowUnsigned = Words(value);
-    else if (name == "MaxAgeDays" && number != 0)
-        settings.maxAge = std::time_t(number) * 24 * 60 * 60;
-    else if (name == "StallSeconds" && number != 0)
-        settings.stallSeconds = number;
-}
-
-void ReadSettings(const std::string& root, StorePolicy& policy)
-{
-    std::string fault;
-    if (access((root + settingsFile).c_str(), F_OK) != 0)
-        return;
-    std::istringstream lines(ReadFile(settingsFile, root, fault));
-    if (!fault.empty())
-        policy.faults.push_back(fault);
-    bool isOurs = false;
-    for (std::string line; std::getline(lines, line);) {
-        line = Trimmed(line);
-        const auto equals = line.find('=');
-        if (!line.empty() && line[0] == '[')
-            isOurs = line == "[Stores]";
-        else if (isOurs && equals != std::string::npos && line[0] != '#')
-            TakeSetting(Trimmed(line.substr(0, equals)), Trimmed(line.substr(equals + 1)),
-                        policy.settings);
-    }
 }
 
 bool IsUnsignedAllowed(const std::string& uri, const StoreSettings& settings)
@@ -255,8 +189,8 @@ std::string Refusal(const std::string& uri, const StorePolicy& policy)
     std::string text = "E: The store " + Quoted(uri)
         + " is refused: no key for it is known to this machine. An administrator can add the store"
           " and its key to "
-        + storesFolder + ", or allow it without a signature with AllowUnsigned in " + settingsFile
-        + '.';
+        + storesFolder + ", or allow it without a signature with AllowUnsigned in "
+        + storeSettingsFile + '.';
     for (const std::string& fault : policy.faults)
         text += " (" + fault + ".)";
     return text;
@@ -297,10 +231,12 @@ std::string TrustedStore::ReleaseName() const
 StorePolicy ReadStorePolicy(const std::string& root)
 {
     StorePolicy policy;
-    ReadSettings(root, policy);
+    policy.settings = ReadStoreSettings(root);
+    if (!policy.settings.fault.empty())
+        policy.faults.push_back(policy.settings.fault);
     const std::string folder = root + storesFolder;
     const std::vector<std::string> names = NamesIn(folder);
-    const std::string fault = names.empty() ? std::string() : FileFault(storesFolder, root);
+    const std::string fault = names.empty() ? std::string() : AdministeredFault(storesFolder, root);
     if (!fault.empty()) {
         policy.faults.push_back(fault);
         return policy;

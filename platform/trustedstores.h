@@ -11,6 +11,7 @@
 
 #pragma once
 
+#include "base/storesettings.h"
 #include "platform/releasefile.h"
 
 #include <string>
@@ -22,6 +23,7 @@ struct TrustedStore {
     std::string components;
     std::string keyFile; // below the private root, if there is one
     ReleaseExpectations expected;
+    std::string replies; // the address of the server whose replies its key covers
 
     // The line of apt's sources, with the options that the machine's settings cannot undo.
     std::string SourceLine() const;
@@ -29,16 +31,10 @@ struct TrustedStore {
     std::string ReleaseName() const;
 };
 
-struct StoreSettings {
-    std::vector<std::string> allowUnsigned; // addresses; "yes" for all
-    std::time_t maxAge = 30 * 24 * 60 * 60; // seconds that a signed file is believed
-    int stallSeconds = 30; // in which at least 1 KB a second must arrive
-};
-
 // What the machine's administrator has decided.
 struct StorePolicy {
     std::vector<TrustedStore> stores;
-    StoreSettings settings;
+    Agent::StoreSettings settings;
     std::vector<std::string> faults; // of the files; a file with one does not count
 };
 

@@ -3,13 +3,13 @@
 
 #include "addedpackage.h"
 
+#include "base/program.h"
 #include "base/text.h"
 #include "base/wholefile.h"
 #include "debianindex.h"
 #include "filesum.h"
 #include "gzip.h"
 #include "importedstore.h"
-#include "program.h"
 #include "stanza.h"
 #include "store.h"
 

@@ -7,8 +7,8 @@
 
 #include "signer.h"
 
+#include "base/program.h"
 #include "base/text.h"
-#include "program.h"
 #include "storefile.h"
 
 #include <algorithm>

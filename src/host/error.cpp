@@ -82,6 +82,8 @@ const Entry entries[] = {
       QT_TRANSLATE_NOOP("Pakmart", "The answer of the store cannot be understood.") },
     { Error::UnknownProduct, "unknown-product",
       QT_TRANSLATE_NOOP("Pakmart", "The store does not have this product.") },
+    { Error::ReplyNotTrusted, "reply-not-trusted",
+      QT_TRANSLATE_NOOP("Pakmart", "The answer of the store is not signed as this machine requires.") },
 };
 // clang-format on
 

@@ -59,7 +59,8 @@ public:
         RefusedByServer, ///< the store server says no
         ReplyNotUnderstood, ///< the reply of the store server is not a valid one
         UnknownProduct, ///< the store does not have the product
-        Last = UnknownProduct ///< the highest code of this release
+        ReplyNotTrusted, ///< the reply of the store server is not signed as the machine requires
+        Last = ReplyNotTrusted ///< the highest code of this release
     };
     Q_ENUM(Code)
 

@@ -85,6 +85,7 @@ const SameReason sameReasons[] = {
     { AgentError::RedirectRefused, Error::ServerFailed },
     { AgentError::ReplyNotUnderstood, Error::ReplyNotUnderstood },
     { AgentError::ReplyTooLarge, Error::ReplyNotUnderstood },
+    { AgentError::ReplyNotTrusted, Error::ReplyNotTrusted },
     { AgentError::CannotWrite, Error::CannotWrite },
     { AgentError::NoDiskSpace, Error::NoDiskSpace },
     { AgentError::LockHeld, Error::LockHeld },
@@ -101,6 +102,9 @@ Failure FailureNamed(const QString& name, const QString& sentence)
     const auto found = std::find_if(
         std::begin(sameReasons), std::end(sameReasons),
         [&name](const SameReason& one) { return AgentError::Name(one.from) == name; });
+    if (found != std::end(sameReasons) && found->to == Error::ReplyNotTrusted
+        && !sentence.isEmpty())
+        return { found->to, sentence }; // it names the store, and what to do
     if (found != std::end(sameReasons))
         return { found->to, Error::sentence(found->to) };
     return { Error::Other, sentence.isEmpty() ? Error::sentence(Error::Other) : sentence };

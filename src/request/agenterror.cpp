@@ -71,6 +71,8 @@ const Row rows[] = {
       "The home folder cannot hold the package lists of the store." },
     { AgentError::NotPermitted, "not-permitted",
       "You do not have the permission to do this." },
+    { AgentError::ReplyNotTrusted, "reply-not-trusted",
+      "The reply of the store server is not signed as this machine requires." },
     { AgentError::Other, "other",
       "Something went wrong." },
 };

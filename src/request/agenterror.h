@@ -57,6 +57,7 @@ public:
         PackageToolsFailed, ///< the package tools ended with an error
         BadHomeFolder, ///< the user's home cannot hold the private package lists
         NotPermitted, ///< the user may not do that
+        ReplyNotTrusted, ///< the reply is not signed as this machine requires
 
         Other ///< anything else; the sentence says what
     };

@@ -6,6 +6,7 @@
 #include "request/capi_p.h"
 
 #include "request/capistatus.h"
+#include "request/replysignature.h"
 #include "request/spoolfile.h"
 #include "request/transfer.h"
 #include "support/cconfigfile.h"
@@ -152,6 +153,8 @@ QString CAPI::Start(const QString& sURL)
         return NoJobText();
     }
     pJob->addMetaData(QStringLiteral("content-type"), QStringLiteral("Content-Type: text/xml"));
+    KeepStatement(pJob);
+    d->m_started = std::time(nullptr);
     connect(pJob, &KIO::TransferJob::data, this, &CAPI::onDownloadReceive);
     connect(pJob, &KJob::result, this,
             [this](KJob* pEnded) { onDownloadComplete(static_cast<KIO::Job*>(pEnded)); });

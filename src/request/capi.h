@@ -214,6 +214,8 @@ private:
     static QString InterruptedText();
     void ReportJobError(int nError, const QString& sText);
     void CutOff();
+    bool IsReplyTrusted();
+    void NoteDistrust(const QString& sCode, const QString& sSentence);
     bool TakeReplyFile();
     template <typename Read> bool ReadInterruptibly(const Read& read);
     QDomElement ReadReply(QDomDocument& document, QString& sWhy);

@@ -10,6 +10,7 @@
 
 #include <KJob>
 #include <QPointer>
+#include <ctime>
 #include <functional>
 
 class CAPI::Private
@@ -20,6 +21,8 @@ public:
     QString m_sDetails;
     QString m_sURL; // asked for
     QString m_sStatus; // of HTTP
+    QString m_sStatement; // that the store has signed this reply; empty without one
+    std::time_t m_started = 0; // when the transfer did
     std::unique_ptr<Agent::SpoolFile> m_pSpool;
     int m_nSpoolError = 0; // why the reply file could not be made or written
     bool m_bConnected = false;

@@ -6,6 +6,7 @@
 
 #include "request/capi_p.h"
 #include "request/replydocument.h"
+#include "request/replysignature.h"
 #include "request/spoolfile.h"
 #include "request/transfer.h"
 #include "request/xmlgate.h"
@@ -142,6 +143,7 @@ void CAPI::onDownloadComplete(KIO::Job* pJob)
     m_transferring.erase(this);
     m_APIFile.close();
     d->m_sStatus = pJob->queryMetaData(QStringLiteral("responsecode"));
+    d->m_sStatement = StatementOf(pJob);
     qCDebug(logRequest, "%s has ended its transfer, error %d, with %lld bytes",
             qUtf8Printable(GetAPIName()), pJob->error(), m_APIFile.size());
     const int error = TransferError(pJob);
@@ -202,6 +204,27 @@ bool CAPI::TakeReplyFile()
     });
 }
 
+// Whether the reply may be read at all: it is signed, or need not be. Otherwise the request has
+// failed. A reply that was cut off is refused later in any case.
+bool CAPI::IsReplyTrusted()
+{
+    if (d->m_nReceived > d->m_nMaxReply || d->m_nSpoolError != 0 || !RepliesMustBeSigned())
+        return true;
+    SignatureFault fault;
+    ReadInterruptibly([&](const GoOn& goOn) {
+        fault = CheckSignature(m_APIFile, d->m_sURL, d->m_sStatement, d->m_started, goOn);
+        return true;
+    });
+    if (d->m_bInterrupted) {
+        ReportJobError(KIO::ERR_ABORTED, InterruptedText());
+    } else if (!fault.code.isEmpty()) {
+        NoteDistrust(fault.code, fault.sentence);
+        WriteLine(QStringLiteral("CAPI::onDownloadComplete - no signed reply received"));
+        emit ErroneousTransfer(FormatText());
+    }
+    return !d->m_bInterrupted && fault.code.isEmpty();
+}
+
 // Parses the spooled reply and passes it on. The reply is judged only when it is complete,
 // since slots receive a whole document. The document is destroyed here, piece by piece, and
 // not by a destructor, which would block the event loop for as long.
@@ -211,7 +234,7 @@ void CAPI::DispatchReply()
         NoteMissingFile();
         return;
     }
-    if (TakeReplyFile()) {
+    if (!IsReplyTrusted() || TakeReplyFile()) {
         m_APIFile.close();
         return;
     }
@@ -270,6 +293,15 @@ void CAPI::RefuseReply(const QString& sWhy)
                        : status >= 300 ? AgentError::RedirectRefused
                                        : AgentError::ReplyNotUnderstood,
                    QString(), Details(sWhy));
+}
+
+// Nobody signs the page about an error in a server on the way.
+void CAPI::NoteDistrust(const QString& sCode, const QString& sSentence)
+{
+    if (d->m_sStatement.isEmpty() && d->m_sStatus.toInt() >= 300)
+        RefuseReply(sCode);
+    else
+        SetFailure(AgentError::ReplyNotTrusted, sSentence, Details(sCode));
 }
 
 void CAPI::NoteRefusal(const QDomElement& element)

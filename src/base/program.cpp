@@ -1,19 +1,22 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-#include "program.h"
+#include "base/program.h"
 
 #include "base/descriptor.h"
 
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <poll.h>
 #include <spawn.h>
 #include <sys/mman.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-using Agent::Descriptor;
+namespace Agent
+{
 
 namespace
 {
@@ -89,9 +92,9 @@ public:
     {
         posix_spawn_file_actions_adddup2(&m_actions, file.Get(), as);
     }
-    int Spawn(pid_t& pid, std::vector<std::string> words) const
+    int Spawn(pid_t& pid, std::vector<std::string> words,
+              std::vector<std::string> environment) const
     {
-        std::vector<std::string> environment = UntranslatedEnvironment();
         return posix_spawnp(&pid, words[0].c_str(), &m_actions, &m_attributes,
                             Pointers(words).data(), Pointers(environment).data());
     }
@@ -101,8 +104,13 @@ private:
     posix_spawn_file_actions_t m_actions;
 };
 
-int AwaitStatus(pid_t pid)
+// Kills it when the time is over.
+int AwaitStatus(pid_t pid, int seconds)
 {
+    const Descriptor process(int(syscall(SYS_pidfd_open, pid, 0)));
+    pollfd end = { process.Get(), POLLIN, 0 };
+    if (seconds > 0 && poll(&end, 1, seconds * 1000) == 0)
+        kill(pid, SIGKILL);
     int raw = 0;
     pid_t ended = -1;
     do {
@@ -113,7 +121,8 @@ int AwaitStatus(pid_t pid)
 
 } // namespace
 
-ProgramResult RunProgram(const std::vector<std::string>& words, const std::string& input)
+ProgramResult RunProgram(const std::vector<std::string>& words, const std::string& input,
+                         const ProgramLimits& limits)
 {
     const Descriptor in = NamelessFile(input), out = NamelessFile({}), errors = NamelessFile({});
     ProgramResult result;
@@ -126,12 +135,16 @@ ProgramResult RunProgram(const std::vector<std::string>& words, const std::strin
     attributes.Use(out, STDOUT_FILENO);
     attributes.Use(errors, STDERR_FILENO);
     pid_t pid = -1;
-    if (const int error = attributes.Spawn(pid, words)) {
+    if (const int error = attributes.Spawn(pid, words,
+                                           limits.environment.empty() ? UntranslatedEnvironment()
+                                                                      : limits.environment)) {
         result.errors = words[0] + ": " + std::strerror(error);
         return result;
     }
-    result.status = AwaitStatus(pid);
+    result.status = AwaitStatus(pid, limits.seconds);
     result.output = TextOf(out);
     result.errors = TextOf(errors);
     return result;
 }
+
+} // namespace Agent

@@ -1,0 +1,114 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "request/replysignature.h"
+
+#include "base/privateroot.h"
+#include "base/storesettings.h"
+#include "util/eventwait.h"
+#include "util/paths.h"
+
+#include <KIO/Job>
+#include <KIO/TransferJob>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QFileInfo>
+#include <QProcess>
+#include <QUrl>
+
+namespace Agent
+{
+
+namespace
+{
+
+constexpr int longestStatement = 4096; // characters
+constexpr qint64 longestCheck = 60 * 1000; // milliseconds
+
+// The folders with the dates of earlier replies. Who may not change the data folder has a
+// note of his own, and believes that of the data folder as well.
+QStringList DateFolders()
+{
+    const QString data = QDir::cleanPath(SystemPath(GetRootPath()));
+    if (QFileInfo(data).isWritable())
+        return { data };
+    return { QDir::homePath() + QLatin1String("/.kde/share/apps/vantrelagent"), data };
+}
+
+// Waits for the end of the front end. False if it was ended.
+bool Await(QProcess& process, const GoOn& goOn)
+{
+    QElapsedTimer time;
+    time.start();
+    while (process.state() != QProcess::NotRunning) {
+        if (!goOn() || time.hasExpired(longestCheck)) {
+            process.kill();
+            process.waitForFinished(-1);
+            return false;
+        }
+        PassEvents();
+    }
+    return process.error() != QProcess::FailedToStart
+        && process.exitStatus() == QProcess::NormalExit;
+}
+
+// The text after "F: " or "E: " in what the front end printed.
+QString LineOf(const QString& sOutput, const char* begin)
+{
+    const QStringList lines = sOutput.split(QLatin1Char('\n'));
+    for (const QString& line : lines) {
+        if (line.startsWith(QLatin1String(begin)))
+            return line.mid(3);
+    }
+    return QString();
+}
+
+} // namespace
+
+bool RepliesMustBeSigned()
+{
+    return ReadStoreSettings(PrivateRoot()).requireSignedReplies;
+}
+
+void KeepStatement(KIO::TransferJob* pJob)
+{
+    pJob->addMetaData(QStringLiteral("PropagateHttpHeader"), QStringLiteral("true"));
+}
+
+QString StatementOf(KIO::Job* pJob)
+{
+    const QString name = QStringLiteral("pakmart-statement:");
+    const QStringList headers
+        = pJob->queryMetaData(QStringLiteral("HTTP-Headers")).split(QLatin1Char('\n'));
+    for (const QString& header : headers) {
+        if (header.startsWith(name, Qt::CaseInsensitive) && header.size() < longestStatement)
+            return header.mid(name.size()).trimmed();
+    }
+    return QString();
+}
+
+SignatureFault CheckSignature(const QFile& reply, const QString& sURL, const QString& sStatement,
+                              std::time_t started, const GoOn& goOn)
+{
+    const QString request
+        = QString::fromLatin1(QUrl(sURL).toEncoded(QUrl::FullyEncoded | QUrl::RemoveFragment));
+    QProcess process;
+    process.setStandardInputFile(reply.fileName());
+    process.start(SystemPath(QStringLiteral("/usr/bin/vos-apt-get")),
+                  QStringList{ QStringLiteral("--verify-reply"), request, sStatement,
+                               QString::number(qint64(started)) }
+                      + DateFolders());
+    const bool ended = Await(process, goOn);
+    const QString output = QString::fromUtf8(process.readAllStandardOutput());
+    if (ended && process.exitCode() == 0 && output.isEmpty())
+        return {};
+    const QString code = LineOf(output, "F: "), sentence = LineOf(output, "E: ");
+    if (ended && !code.isEmpty() && !sentence.isEmpty())
+        return { code, sentence };
+    return { QStringLiteral("not-checked"),
+             QStringLiteral("The signature of the store's reply could not be checked. Please check "
+                            "that the package vos-apt-get is installed, and try again.") };
+}
+
+} // namespace Agent

@@ -1,0 +1,393 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// Attacks on the replies of a signed store, on a machine whose settings require signatures. Each
+// row says what the attacker does, and the code of the refusal; no row reaches the request class,
+// and the machine believes afterwards what it did before.
+
+#include "base/base64.h"
+#include "base/requestname.h"
+#include "requests.h"
+#include "tests/common/limits.h"
+#include "tests/common/signingkey.h"
+
+#include <QCryptographicHash>
+#include <QDateTime>
+#include <QDir>
+#include <QLocale>
+#include <QtTest>
+#include <functional>
+#include <memory>
+
+namespace
+{
+
+const QByteArray honest = "<agentfunction resultcode=\"OK\">an honest text</agentfunction>";
+constexpr qint64 day = 24 * 60 * 60;
+
+QByteArray DateText(qint64 age)
+{
+    const QDateTime when = QDateTime::currentDateTimeUtc().addSecs(-age);
+    return QLocale::c().toString(when, QStringLiteral("ddd, dd MMM yyyy HH:mm:ss")).toLatin1()
+        + " +0000";
+}
+
+QByteArray Sum(const QByteArray& bytes)
+{
+    return QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex();
+}
+
+void WriteFile(const QString& name, const QByteArray& text, int mode = 0x6044)
+{
+    QDir().mkpath(QFileInfo(name).path());
+    QFile::remove(name);
+    QFile file(name);
+    if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size())
+        qFatal("cannot write %s", qPrintable(name));
+    file.setPermissions(QFile::Permissions(mode));
+}
+
+QByteArray ReadWhole(const QString& name)
+{
+    QFile file(name);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+} // namespace
+
+class SignedRepliesTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    // What the store signs, and what the attacker sends.
+    struct Reply {
+        QByteArray origin = "Shop";
+        QByteArray target = "/t";
+        qint64 age = 60;
+        qint64 valid = 7 * day; // from its date
+        QByteArray body = honest; // that is signed
+        QByteArray sent = honest;
+        QByteArray more; // lines after the statement
+        QStringList options; // of gpg
+        const SigningKey* key = nullptr;
+    };
+
+    const QString m_dir = QString::fromLocal8Bit(qgetenv("TEST_DIR"));
+    const QString m_root = QString::fromLocal8Bit(qgetenv("PAKMART_SYSROOT"));
+    ScriptedServer m_server;
+    std::unique_ptr<SigningKey> m_key, m_otherKey;
+
+    QString etc(const char* name) const
+    {
+        return m_root + QLatin1String("/etc/pakmart/") + QLatin1String(name);
+    }
+    QString notes() const
+    {
+        return m_root + QLatin1String("/usr/share/apps/vantrelagent/.replydates");
+    }
+
+    void settings(const QByteArray& lines) const
+    {
+        WriteFile(etc("settings"), "[Stores]\n" + lines);
+    }
+    void trust(const QByteArray& keys, const QByteArray& more = QByteArray()) const
+    {
+        WriteFile(etc("keys/shop.gpg"), keys);
+        WriteFile(etc("stores.d/shop.sources"),
+                  "Types: deb\nURIs: " + m_server.url("/pool/r")
+                      + "\nSuites: ./\nSigned-By: /etc/pakmart/keys/shop.gpg\n"
+                        "Release-Origin: Shop\nRelease-Suite: r\n"
+                      + more);
+    }
+    QByteArray statementText(const Reply& reply) const
+    {
+        const std::string name = Agent::RequestName(m_server.url(reply.target).toStdString());
+        return "Origin: " + reply.origin + "\nRequest: " + Sum(QByteArray::fromStdString(name))
+            + "\nDate: " + DateText(reply.age) + "\nValid-Until: "
+            + DateText(reply.age - reply.valid) + "\nSize: " + QByteArray::number(reply.body.size())
+            + "\nSHA256: " + Sum(reply.body) + '\n' + reply.more;
+    }
+    QByteArray statement(const Reply& reply) const
+    {
+        const QByteArray text = statementText(reply);
+        const SigningKey& key = reply.key ? *reply.key : *m_key;
+        return text.toBase64() + ' '
+            + key.gpg(reply.options + QStringList{ QStringLiteral("--detach-sign") }, text)
+                  .toBase64();
+    }
+    static QByteArray http(const QByteArray& body, const QByteArray& statement,
+                           const QByteArray& status = "200 OK")
+    {
+        return ScriptedServer::http(
+            body, status,
+            statement.isEmpty() ? QByteArray() : "Pakmart-Statement: " + statement + "\r\n");
+    }
+    TestRequest::Record ask(const QByteArray& bytes, const QString& query = QString())
+    {
+        m_server.answer("/t", bytes);
+        TestRequest::Record record;
+        record.query = query;
+        (new TestRequest(record))->Execute();
+        return record;
+    }
+    TestRequest::Record ask(const Reply& reply) { return ask(http(reply.sent, statement(reply))); }
+    static bool isAccepted(const TestRequest::Record& record)
+    {
+        return record.failures.isEmpty()
+            && record.events.contains(QLatin1String("ok an honest text"));
+    }
+    // The request class gets nothing; the texts are the library's own.
+    void isRefused(const TestRequest::Record& record, const QByteArray& code) const
+    {
+        QCOMPARE(record.failures, QStringList{ QStringLiteral("reply-not-trusted") });
+        QVERIFY2(record.details.endsWith(QLatin1String(": ") + QLatin1String(code)),
+                 qPrintable(record.details));
+        QVERIFY2(record.sentence.startsWith(QLatin1String("The store '")
+                                            + QLatin1String(m_server.url(""))
+                                            + QLatin1String("' is refused: ")),
+                 qPrintable(record.sentence));
+        QCOMPARE(
+            record.events.mid(1),
+            QStringList({ QLatin1String("error ") + Texts::format, QStringLiteral("complete 0") }));
+    }
+
+private slots:
+    void initTestCase()
+    {
+        QCOMPARE(QProcess::execute(
+                     QStringLiteral(MKROOT),
+                     { QStringLiteral("--front-end"), QStringLiteral(VOS_APT_GET), m_root }),
+                 0);
+        m_key = std::make_unique<SigningKey>(m_dir + QStringLiteral("/key"));
+        m_otherKey = std::make_unique<SigningKey>(m_dir + QStringLiteral("/other"));
+        Setting("agent api url", m_server.url("/api").toStdString());
+        m_server.answer("/api", Directory({ { "TestRequest", m_server.url("/t") } }));
+        QVERIFY(isAccepted(ask(ScriptedServer::http(honest)))); // it need not be signed yet
+    }
+    void init()
+    {
+        settings("RequireSignedReplies=yes\n");
+        trust(ReadWhole(m_key->publicFile()));
+        QFile::remove(notes());
+    }
+
+    void anHonestReplyIsAccepted()
+    {
+        const auto record = ask(Reply{});
+        QVERIFY2(isAccepted(record), qPrintable(record.sentence + record.details));
+        QVERIFY(ReadWhole(notes()).endsWith(" Shop\n"));
+    }
+    // However its bytes are escaped on the way.
+    void aRequestHasOneName()
+    {
+        Reply reply;
+        reply.target = "/t?app_id%5b%5D=7&name=a+b%2Bc";
+        const auto record
+            = ask(http(honest, statement(reply)), QStringLiteral("?app_id[]=7&name=%61+b%2bc"));
+        QVERIFY2(isAccepted(record), qPrintable(record.sentence + record.details));
+    }
+
+    void anAttackIsRefused_data()
+    {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<QByteArray>("code");
+        const auto row = [this](const char* name, const char* code,
+                                const std::function<void(Reply&)>& change) {
+            Reply reply;
+            change(reply);
+            QTest::newRow(name) << http(reply.sent, statement(reply)) << QByteArray(code);
+        };
+        const QByteArray forged = "<agentfunction resultcode=\"OK\">a forged text</agentfunction>";
+        QTest::newRow("not signed") << http(honest, QByteArray()) << QByteArray("unsigned");
+        QTest::newRow("not a statement") << http(honest, "AAAA") << QByteArray("not-understood");
+        QTest::newRow("a text without its signature")
+            << http(honest, statementText({}).toBase64()) << QByteArray("not-understood");
+        QTest::newRow("a signature that is none")
+            << http(honest, statementText({}).toBase64() + " AAAA") << QByteArray("wrong-key");
+        row("another key", "wrong-key", [this](Reply& r) { r.key = m_otherKey.get(); });
+        row("a weak sum", "wrong-key", [](Reply& r) {
+            r.options = QStringList{ QStringLiteral("--digest-algo"), QStringLiteral("SHA1") };
+        });
+        row("another text", "altered", [&](Reply& r) { r.sent = forged; });
+        row("a byte more", "altered", [](Reply& r) { r.sent += '\n'; });
+        row("a byte less", "altered", [](Reply& r) { r.sent.chop(1); });
+        row("a refusal with a text", "altered", [](Reply& r) {
+            r.sent = "<agentfunction resultcode=\"FAILED\" msg=\"Visit evil.example\"/>";
+        });
+        row("of another function", "other-request", [](Reply& r) { r.target = "/u"; });
+        row("of other arguments", "other-request", [](Reply& r) { r.target = "/t?app_id[]=8"; });
+        row("of another store of the key", "other-store", [](Reply& r) { r.origin = "Bazaar"; });
+        row("expired", "expired", [](Reply& r) { r.age = 8 * day; });
+        row("two years old, valid forever", "expired", [](Reply& r) {
+            r.age = 2 * 365 * day;
+            r.valid = 20 * 365 * day;
+        });
+        row("of the future", "future", [](Reply& r) { r.age = -day / 2; });
+        row("with a line more", "not-understood", [](Reply& r) { r.more = "Date: x\n"; });
+        Reply reply;
+        QByteArray text = statementText(reply);
+        text.replace(text.indexOf("Date: "), 6, "Dato: ");
+        QTest::newRow("without a date")
+            << http(honest,
+                    text.toBase64() + ' '
+                        + m_key->gpg({ QStringLiteral("--detach-sign") }, text).toBase64())
+            << QByteArray("not-understood");
+        text = statement(reply);
+        reply.body = forged;
+        QTest::newRow("the statement of another reply with its signature")
+            << http(forged, statementText(reply).toBase64() + text.mid(text.indexOf(' ')))
+            << QByteArray("wrong-key");
+    }
+    void anAttackIsRefused()
+    {
+        QFETCH(QByteArray, bytes);
+        QFETCH(QByteArray, code);
+        Reply known;
+        known.age = day;
+        QVERIFY(isAccepted(ask(known)));
+        const QByteArray before = ReadWhole(notes());
+        isRefused(ask(bytes), code);
+        QCOMPARE(ReadWhole(notes()), before);
+        QVERIFY(isAccepted(ask(Reply{})));
+    }
+
+    void anOlderReplyIsRefused()
+    {
+        QVERIFY(isAccepted(ask(Reply{})));
+        const QByteArray before = ReadWhole(notes());
+        QTest::qWait(1100); // a date counts once its second is over
+        Reply old;
+        old.age = day;
+        isRefused(ask(old), "older");
+        QCOMPARE(ReadWhole(notes()), before);
+        QVERIFY(isAccepted(ask(Reply{})));
+    }
+    // What another program has accepted meanwhile does not count: this reply may have left the
+    // store before.
+    void aDateThatWasNotedDuringTheTransferDoesNotCount()
+    {
+        Reply old;
+        old.age = 120;
+        const QByteArray bytes = http(honest, statement(old));
+        m_server.answer("/t", [&](QTcpSocket* socket, const QByteArray&) {
+            const QByteArray now = QByteArray::number(QDateTime::currentSecsSinceEpoch());
+            WriteFile(notes(), now + ' ' + now + " Shop\n");
+            socket->write(bytes);
+            socket->disconnectFromHost();
+        });
+        TestRequest::Record record;
+        (new TestRequest(record))->Execute();
+        QVERIFY2(isAccepted(record), qPrintable(record.sentence));
+    }
+    void aKeyThatIsRevokedOrHasExpiredIsRefused()
+    {
+        const SigningKey key(m_dir + QStringLiteral("/revoked"));
+        Reply reply;
+        reply.key = &key;
+        const QByteArray bytes = http(honest, statement(reply));
+        trust(ReadWhole(key.publicFile()));
+        QVERIFY(isAccepted(ask(bytes)));
+        const QByteArray list
+            = key.gpg({ QStringLiteral("--with-colons"), QStringLiteral("--list-keys") });
+        const QString fingerprint
+            = QString::fromLatin1(list.mid(list.indexOf("\nfpr:") + 1).split(':').value(9));
+        key.gpg({ QStringLiteral("--quick-set-expire"), fingerprint, QStringLiteral("seconds=1") });
+        QTest::qWait(2100);
+        trust(key.gpg({ QStringLiteral("--export") }));
+        isRefused(ask(bytes), "key-expired");
+        key.gpg({ QStringLiteral("--quick-set-expire"), fingerprint, QStringLiteral("0") });
+        key.revoke();
+        trust(ReadWhole(key.publicFile()));
+        isRefused(ask(bytes), "key-expired");
+    }
+    void bothKeysAreTrustedDuringAChange()
+    {
+        trust(ReadWhole(m_key->publicFile()) + ReadWhole(m_otherKey->publicFile()));
+        Reply reply;
+        QVERIFY(isAccepted(ask(reply)));
+        reply.key = m_otherKey.get();
+        QVERIFY(isAccepted(ask(reply)));
+    }
+    void aServerIsTrustedByItsAddress()
+    {
+        QFile::remove(etc("stores.d/shop.sources"));
+        isRefused(ask(Reply{}), "unknown-store");
+        trust(ReadWhole(m_key->publicFile()), "Replies: http://replies.example/x\n");
+        isRefused(ask(Reply{}), "unknown-store");
+        trust(ReadWhole(m_key->publicFile()), "Replies: " + m_server.url("/x") + '\n');
+        QVERIFY(isAccepted(ask(Reply{})));
+    }
+
+    void settingsDecide_data()
+    {
+        QTest::addColumn<QByteArray>("text");
+        QTest::addColumn<int>("mode");
+        QTest::addColumn<bool>("isRequired");
+        QTest::newRow("yes") << QByteArray("[Stores]\nRequireSignedReplies=yes\n") << 0x6044
+                             << true;
+        QTest::newRow("no") << QByteArray("[Stores]\nRequireSignedReplies=no\n") << 0x6044 << false;
+        QTest::newRow("nothing") << QByteArray("[Stores]\n") << 0x6044 << false;
+        QTest::newRow("of another group")
+            << QByteArray("[X]\nRequireSignedReplies=yes\n") << 0x6044 << false;
+        QTest::newRow("an unknown word")
+            << QByteArray("[Stores]\nRequireSignedReplies=1\n") << 0x6044 << true;
+        QTest::newRow("a file that others can change")
+            << QByteArray("[Stores]\nRequireSignedReplies=no\n") << 0x6066 << true;
+    }
+    void settingsDecide()
+    {
+        QFETCH(QByteArray, text);
+        QFETCH(int, mode);
+        QFETCH(bool, isRequired);
+        WriteFile(etc("settings"), text, mode);
+        const auto record = ask(http(honest, QByteArray()));
+        if (isRequired)
+            isRefused(record, "unsigned");
+        else
+            QVERIFY(isAccepted(record));
+        QVERIFY(isRequired || !QFile::exists(notes()));
+    }
+    void thePageOfAnErrorIsNotSigned()
+    {
+        const auto record = ask(http("<html>gone</html>", QByteArray(), "503 No"));
+        QCOMPARE(record.failures, QStringList{ QStringLiteral("server-failed") });
+        QCOMPARE(record.events.last(), QStringLiteral("complete 0"));
+    }
+
+    void aCheckThatCannotBeMadeIsARefusal()
+    {
+        const QString frontEnd = m_root + QStringLiteral("/usr/bin/vos-apt-get");
+        QVERIFY(QFile::rename(frontEnd, frontEnd + QLatin1Char('~')));
+        auto record = ask(Reply{});
+        QCOMPARE(record.failures, QStringList{ QStringLiteral("reply-not-trusted") });
+        QVERIFY(record.details.endsWith(QLatin1String(": not-checked")));
+        WriteFile(frontEnd, "#!/bin/sh\nexit 1\n", 0x7055);
+        record = ask(Reply{});
+        QVERIFY(record.details.endsWith(QLatin1String(": not-checked")));
+        QFile::remove(frontEnd);
+        QVERIFY(QFile::rename(frontEnd + QLatin1Char('~'), frontEnd));
+    }
+    void anAbortEndsTheCheck()
+    {
+        const QString frontEnd = m_root + QStringLiteral("/usr/bin/vos-apt-get");
+        QVERIFY(QFile::rename(frontEnd, frontEnd + QLatin1Char('~')));
+        WriteFile(frontEnd, "#!/bin/sh\ntouch " + m_dir.toLatin1() + "/begun\nexec sleep 100\n",
+                  0x7055);
+        QTimer timer;
+        connect(&timer, &QTimer::timeout, this, [this] {
+            if (QFile::exists(m_dir + QStringLiteral("/begun")))
+                CAPI::AbortTransfers();
+        });
+        timer.start(20);
+        const auto record = ask(Reply{});
+        timer.stop();
+        QCOMPARE(record.failures, QStringList{ QStringLiteral("cancelled") });
+        QCOMPARE(record.events.last(), QStringLiteral("complete 0"));
+        QFile::remove(frontEnd);
+        QVERIFY(QFile::rename(frontEnd + QLatin1Char('~'), frontEnd));
+    }
+};
+
+QTEST_MAIN(SignedRepliesTest)
+#include "tst_signedreplies.moc"
