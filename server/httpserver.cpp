@@ -247,6 +247,8 @@ void HttpServer::CallFunction(const std::string& path, const std::string& query,
         };
         if (!function.isSameForAll || !ReplyShared(path, answer, reply))
             reply.SetBody(answer(), xmlType);
+        if (m_signedPool)
+            m_signedPool->Cover(here + request.target, reply);
     } catch (const RequestError& error) {
         reply.status = 400;
         reply.SetBody(FailedReply(error.what()), xmlType);

@@ -64,15 +64,6 @@ std::string MarkOf(const std::string& pool, const std::string& repository)
     return mark;
 }
 
-std::string DateText(std::time_t when)
-{
-    std::tm parts = {};
-    gmtime_r(&when, &parts);
-    std::array<char, 64> text{};
-    return { text.data(),
-             std::strftime(text.data(), text.size(), "%a, %d %b %Y %H:%M:%S +0000", &parts) };
-}
-
 // A path below a repository, without the "." that apt-get puts into it.
 std::string WithoutDots(std::string path)
 {
@@ -95,8 +86,17 @@ std::string Escaped(const std::string& path)
 
 } // namespace
 
+std::string DateText(std::time_t when)
+{
+    std::tm parts = {};
+    gmtime_r(&when, &parts);
+    std::array<char, 64> text{};
+    return { text.data(),
+             std::strftime(text.data(), text.size(), "%a, %d %b %Y %H:%M:%S +0000", &parts) };
+}
+
 SignedPool::SignedPool(Store& store, const Signer& signer, const std::string& origin)
-    : m_store(store), m_signer(signer), m_origin(origin)
+    : m_store(store), m_signer(signer), m_origin(origin), m_replies(signer, origin)
 {
 }
 

@@ -9,6 +9,7 @@
 #pragma once
 
 #include "httpmessage.h"
+#include "signedreplies.h"
 #include "signer.h"
 #include "store.h"
 
@@ -16,6 +17,9 @@
 #include <map>
 #include <mutex>
 #include <string>
+
+// A date as such files write it.
+std::string DateText(std::time_t when);
 
 class SignedPool
 {
@@ -29,6 +33,9 @@ public:
     // Answers a request for the file `path` below the pool if it is such a file, or one of
     // a repository whose archives are on another server; false for any other file.
     bool Serve(const std::string& path, HttpReply& reply);
+
+    // Adds its statement to the reply to a request for this address.
+    void Cover(const std::string& url, HttpReply& reply) { m_replies.Cover(url, reply); }
 
 private:
     struct Signed {
@@ -46,4 +53,5 @@ private:
     const std::string m_origin;
     std::mutex m_mutex;
     std::map<std::string, Signed> m_signed;
+    SignedReplies m_replies;
 };

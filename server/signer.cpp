@@ -159,10 +159,20 @@ Signer::Signer(const std::string& keyFile) : m_keyFile(keyFile), m_key(ReadKey(k
 
 std::string Signer::ClearSigned(const std::string& text) const
 {
+    return Sign(text, "--clearsign");
+}
+
+std::string Signer::Signature(const std::string& text) const
+{
+    return Sign(text, "--detach-sign");
+}
+
+std::string Signer::Sign(const std::string& text, const char* form) const
+{
     const GpgHome home;
     home.Gpg({ "--import" }, m_key);
-    const ProgramResult result = home.Gpg(
-        { "--local-user", m_fingerprint, "--digest-algo", "SHA512", "--clearsign" }, text);
+    const ProgramResult result
+        = home.Gpg({ "--local-user", m_fingerprint, "--digest-algo", "SHA512", form }, text);
     if (result.status != 0 || result.output.empty())
         throw StoreError(m_keyFile + ": gpg cannot sign with this key (is there a passphrase?): "
                          + Reason(result));

@@ -18,7 +18,12 @@ public:
     // The text with its signature around it. Throws StoreError if gpg fails.
     std::string ClearSigned(const std::string& text) const;
 
+    // The signature of a text alone, in its binary form. Throws StoreError if gpg fails.
+    std::string Signature(const std::string& text) const;
+
 private:
+    std::string Sign(const std::string& text, const char* form) const;
+
     std::string m_keyFile; // for messages
     std::string m_key;
     std::string m_fingerprint;

@@ -5,6 +5,7 @@
 // signature to dpkg.
 
 #include "tests/apps/demomachine.h"
+#include "tests/common/scriptedserver.h"
 #include "tests/common/signingkey.h"
 
 #include <QDir>
@@ -40,6 +41,29 @@ private:
     {
         return m_machine.dpkgStatus().contains("Package: " + name
                                                + "\nStatus: install ok installed\n");
+    }
+
+    void settings(const QByteArray& lines) const
+    {
+        QVERIFY(WriteTextFile(etc("settings"), "[Stores]\n" + lines));
+    }
+    // A reply of the signing server as it came.
+    static QByteArray bytesOf(const HttpReply& reply)
+    {
+        return ScriptedServer::http(reply.body, "200 OK",
+                                    "Pakmart-Statement: " + reply.header("Pakmart-Statement")
+                                        + "\r\n");
+    }
+    // Runs pakmart while this process answers as a server.
+    static QByteArray runBeside(const QStringList& words, int& status)
+    {
+        QProcess process;
+        process.setProcessChannelMode(QProcess::MergedChannels);
+        process.start(QStringLiteral(PAKMART), words);
+        if (!QTest::qWaitFor([&] { return process.state() == QProcess::NotRunning; }, 120000))
+            qFatal("pakmart does not end");
+        status = process.exitCode();
+        return process.readAll();
     }
 
 private slots:
@@ -100,6 +124,50 @@ private slots:
         QCOMPARE(result.status, 1);
         QVERIFY2(result.err.contains(QLatin1String("Hash Sum mismatch")), qPrintable(result.err));
         QVERIFY(!isInstalled("crackedmirror"));
+    }
+    // From here on the replies have to be signed as well.
+    void aMachineThatRequiresSignedRepliesGetsThem()
+    {
+        settings("RequireSignedReplies=yes\n");
+        const DemoMachine::Result update = DemoMachine::pakmart({ QStringLiteral("update") });
+        QVERIFY2(update.status == 0, qPrintable(update.err));
+        const DemoMachine::Result result = DemoMachine::pakmart(
+            { QStringLiteral("install"), QStringLiteral("--yes"), QStringLiteral("1001") });
+        QVERIFY2(result.status == 0, qPrintable(result.err));
+        QVERIFY(isInstalled("starlander"));
+    }
+    // It answers at the store's own address, with all that the store has signed before.
+    void aForgedDescriptionIsNotShown()
+    {
+        const QByteArray directory = bytesOf(m_signing->get("/getagentapi.php"));
+        const HttpReply catalog = m_signing->get("/agent/CAPIUpdateCatalog");
+        HttpReply forged = catalog;
+        forged.body.replace("<briefdescription>", "<briefdescription>Forged+");
+        QVERIFY(forged.body != catalog.body);
+        const quint16 port = m_signing->port();
+        m_signing.reset();
+        ScriptedServer attacker;
+        attacker.close();
+        QVERIFY(attacker.listen(QHostAddress::LocalHost, port));
+        attacker.answer("/getagentapi.php", directory);
+        attacker.answer("/agent/CAPIUpdateCatalog", bytesOf(forged));
+        int status = 0;
+        const QByteArray output = runBeside({ QStringLiteral("update") }, status);
+        QCOMPARE(status, 1);
+        QVERIFY2(output.contains("is refused: its reply was altered on the way"), output);
+        const DemoMachine::Result shown
+            = DemoMachine::pakmart({ QStringLiteral("show"), QStringLiteral("1001") });
+        QCOMPARE(shown.status, 0);
+        QVERIFY2(!shown.out.contains(QLatin1String("Forged")), qPrintable(shown.out));
+    }
+    void anUnsignedDirectoryIsNotFollowed()
+    {
+        QVERIFY(m_machine.useServer(m_machine.url()));
+        trust(m_machine.url());
+        const DemoMachine::Result result = DemoMachine::pakmart({ QStringLiteral("update") });
+        QCOMPARE(result.status, 1);
+        QVERIFY2(result.err.contains(QLatin1String("is refused: its reply has no signature")),
+                 qPrintable(result.err));
     }
 };
 

@@ -3,7 +3,9 @@
 
 // Characters, numbers and escapes, and the stanzas of dpkg's status.
 
+#include "base/base64.h"
 #include "base/dpkgstatus.h"
+#include "base/requestname.h"
 #include "base/text.h"
 #include "base/utf8.h"
 
@@ -98,6 +100,56 @@ private slots:
         for (const char c : { '\0', '/', '\xFF' })
             AppendEscaped(escaped, c);
         QCOMPARE(escaped, std::string("%00%2F%FF"));
+    }
+
+    void bytesAsBase64_data()
+    {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::newRow("none") << QByteArray();
+        QTest::newRow("one") << QByteArray("\xFF", 1);
+        QTest::newRow("two") << QByteArray("\0\xFE", 2);
+        QTest::newRow("three") << QByteArray("abc");
+        QTest::newRow("a text") << QByteArray("a text of some length\n");
+    }
+    void bytesAsBase64()
+    {
+        QFETCH(QByteArray, bytes);
+        const std::string text = ToBase64(bytes.toStdString());
+        QCOMPARE(QByteArray::fromStdString(text), bytes.toBase64());
+        std::string back = "old";
+        QVERIFY(FromBase64(text, back));
+        QCOMPARE(QByteArray::fromStdString(back), bytes);
+    }
+    void onlyBase64IsRead()
+    {
+        std::string bytes;
+        for (const char* text :
+             { "A", "AA", "AAA", "AB==", "AAB=", "AAAA=", "=", "AA=A", "A A=", "AA-A", "AAAA\n" })
+            QVERIFY2(!FromBase64(text, bytes), text);
+    }
+
+    void aRequestHasOneName_data()
+    {
+        QTest::addColumn<QString>("url");
+        QTest::addColumn<QString>("name");
+        const auto row = [](const char* url, const char* name) {
+            QTest::newRow(url) << QString::fromLatin1(url) << QString::fromLatin1(name);
+        };
+        row("http://Shop.Example/A?b=C", "http://shop.example/A?b=C");
+        row("http://shop:80/a", "http://shop/a");
+        row("https://shop:443/a", "https://shop/a");
+        row("http://shop:443/a", "http://shop:443/a");
+        row("HTTP://shop", "http://shop");
+        row("http://shop/a?x[]=%7e%41", "http://shop/a?x%5B%5D=~A");
+        row("http://shop/a?x%5b%5d=1", "http://shop/a?x%5B%5D=1");
+        row("http://shop/a?x=1%262&y=a+b%2Bc%2f%", "http://shop/a?x=1%262&y=a+b%2Bc%2F%25");
+        row("http://shop/\xC3\xB6 ", "http://shop/%C3%B6%20");
+    }
+    void aRequestHasOneName()
+    {
+        QFETCH(QString, url);
+        QFETCH(QString, name);
+        QCOMPARE(QString::fromStdString(RequestName(url.toLatin1().toStdString())), name);
     }
 
     // -- stanzas

@@ -4,6 +4,7 @@
 // A server that signs its repositories: what it signs and when, which keys it takes, and
 // that apt-get accepts it.
 
+#include "base/requestname.h"
 #include "server/serverprocess.h"
 #include "tests/common/signingkey.h"
 
@@ -53,10 +54,26 @@ private:
             = QLocale::c().toDateTime(plain, QStringLiteral("ddd, dd MMM yyyy HH:mm:ss"));
         return QDateTime(when.date(), when.time(), QTimeZone::utc());
     }
+    static QByteArray sum(const QByteArray& bytes)
+    {
+        return QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex();
+    }
+    // The text that the store's key has signed for a reply.
+    QByteArray statement(const HttpReply& reply) const
+    {
+        const QList<QByteArray> parts = reply.header("Pakmart-Statement").split(' ');
+        if (reply.status != 200 || parts.size() != 2)
+            return "there is none";
+        const QByteArray text = QByteArray::fromBase64(parts[0]);
+        if (!WriteTextFile(path("text"), text)
+            || !WriteTextFile(path("signature"), QByteArray::fromBase64(parts[1])))
+            return "it cannot be written";
+        m_key->gpg({ QStringLiteral("--verify"), path("signature"), path("text") }); // or abort
+        return text;
+    }
     static QByteArray sumLine(const QByteArray& bytes, const char* name)
     {
-        return ' ' + QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex() + ' '
-            + QByteArray::number(bytes.size()) + ' ' + name + '\n';
+        return ' ' + sum(bytes) + ' ' + QByteArray::number(bytes.size()) + ' ' + name + '\n';
     }
     // The message of a server that cannot start with this key.
     QByteArray refusalOf(const QString& key) const
@@ -157,6 +174,79 @@ private slots:
             = server->get("/agent/CAPIGetPackageInfo?filename[]=far_1%253a2_all.deb").body;
         QVERIFY2(info.contains("/pool/far</package_url>"), info);
         QVERIFY(QDir(inStore("/pool/far")).removeRecursively());
+    }
+
+    // -- replies
+
+    void aReplyComesWithAStatement_data()
+    {
+        QTest::addColumn<QByteArray>("target");
+        for (const char* target :
+             { "/getagentapi.php", "/agent/CAPIUpdateCatalog", "/agent/CAPIGetAisles",
+               "/agent/CAPIGetSourcesList", "/agent/CAPIDownloadAppInfo?app_id[]=1001",
+               "/agent/CAPIDownloadAppInfo?app_id[]=999999", "/agent/CAPISetOEMInfo?id=%C3%B6+1" })
+            QTest::newRow(target) << QByteArray(target);
+    }
+    void aReplyComesWithAStatement()
+    {
+        QFETCH(QByteArray, target);
+        const auto server = serve({ QStringLiteral("--origin"), QStringLiteral("Corner shop") });
+        const HttpReply reply = server->get(target);
+        const QByteArray text = statement(reply);
+        QCOMPARE(field(text, "Origin"), QByteArray("Corner shop"));
+        const std::string name
+            = Agent::RequestName((server->url().toLatin1() + target).toStdString());
+        QCOMPARE(field(text, "Request"), sum(QByteArray::fromStdString(name)));
+        QCOMPARE(field(text, "Size"), QByteArray::number(reply.body.size()));
+        QCOMPARE(field(text, "SHA256"), sum(reply.body));
+        const QDateTime made = date(field(text, "Date"));
+        QVERIFY(qAbs(made.secsTo(QDateTime::currentDateTimeUtc())) < 600);
+        QCOMPARE(made.daysTo(date(field(text, "Valid-Until"))), qint64(7));
+    }
+    void aStatementNamesTheAddressThatTheClientSees()
+    {
+        const auto server
+            = serve({ QStringLiteral("--public-url"), QStringLiteral("https://shop.example/x") });
+        QCOMPARE(field(statement(server->get("/agent/CAPIGetAisles")), "Request"),
+                 sum("https://shop.example/x/agent/CAPIGetAisles"));
+    }
+    void aReplyIsSignedOnce()
+    {
+        const auto server = serve();
+        const char target[] = "/agent/CAPIDownloadAppInfo?app_id[]=1001";
+        const QByteArray first = server->get(target).header("Pakmart-Statement");
+        QVERIFY(!first.isEmpty());
+        QCOMPARE(server->get(target).header("Pakmart-Statement"), first);
+        QCOMPARE(
+            server->get("/agent/CAPIDownloadAppInfo?app_id%5b%5D=1001").header("Pakmart-Statement"),
+            first);
+        QCOMPARE(server->get(target, { "Accept-Encoding: gzip" }).header("Pakmart-Statement"),
+                 first);
+    }
+    // From then on all replies have a later date, also those that have not changed.
+    void aChangeOfTheStoreBeginsANewDate()
+    {
+        const auto server = serve();
+        const QByteArray aisles = "/agent/CAPIGetAisles", catalog = "/agent/CAPIUpdateCatalog";
+        const QDateTime before = date(field(statement(server->get(catalog)), "Date"));
+        const QByteArray unchanged = server->get(aisles).body;
+        QCOMPARE(date(field(statement(server->get(aisles)), "Date")), before);
+        const QByteArray old = contents(inStore("/products"));
+        QVERIFY(
+            WriteTextFile(inStore("/products"), QByteArray(old).replace("Name: ", "Name: New ")));
+        const QDateTime after = date(field(statement(server->get(catalog)), "Date"));
+        QVERIFY(after > before);
+        const HttpReply again = server->get(aisles);
+        QCOMPARE(again.body, unchanged);
+        QCOMPARE(date(field(statement(again), "Date")), after);
+        QVERIFY(WriteTextFile(inStore("/products"), old));
+    }
+    void withoutAKeyThereIsNoStatement()
+    {
+        const ServerProcess server(m_store);
+        const HttpReply reply = server.get("/getagentapi.php");
+        QCOMPARE(reply.status, 200);
+        QCOMPARE(reply.header("Pakmart-Statement"), QByteArray());
     }
 
     void aMissingKeyIsReported()

@@ -1,0 +1,90 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+#include "signedreplies.h"
+
+#include "base/base64.h"
+#include "base/requestname.h"
+#include "signedpool.h"
+
+#include <algorithm>
+#include <apt-pkg/hashes.h>
+#include <iostream>
+
+using namespace Agent;
+
+namespace
+{
+
+constexpr std::time_t day = 24 * 60 * 60;
+constexpr std::time_t valid = 7 * day;
+constexpr std::size_t mostStatements = 4096;
+
+std::string Sha256Of(const std::string& text)
+{
+    Hashes hashes(Hashes::SHA256SUM);
+    hashes.Add(reinterpret_cast<const unsigned char*>(text.data()), text.size());
+    return hashes.GetHashStringList().find("SHA256")->HashValue();
+}
+
+} // namespace
+
+SignedReplies::SignedReplies(const Signer& signer, const std::string& origin)
+    : m_signer(signer), m_origin(origin)
+{
+}
+
+// A date is that of the clock, but never one that other replies had before.
+void SignedReplies::Begin()
+{
+    m_begun = std::time(nullptr);
+    m_date = std::max(m_begun, m_date + 1);
+    m_statements.clear();
+}
+
+// Finds the statement of a reply. Returns the present date.
+std::time_t SignedReplies::Find(const std::string& name, const std::string& sha256,
+                                std::string& header)
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    const std::time_t age = std::time(nullptr) - m_begun;
+    const auto found = m_statements.find(name);
+    const bool isKnown = found != m_statements.end();
+    if (age < 0 || age >= day || (isKnown && found->second.sha256 != sha256)
+        || (!isKnown && m_statements.size() >= mostStatements))
+        Begin();
+    else if (isKnown)
+        header = found->second.header;
+    return m_date;
+}
+
+std::string SignedReplies::Make(const std::string& name, const std::string& sha256,
+                                std::size_t size, std::time_t date) const
+{
+    const std::string text = "Origin: " + m_origin + "\nRequest: " + Sha256Of(name)
+        + "\nDate: " + DateText(date) + "\nValid-Until: " + DateText(date + valid)
+        + "\nSize: " + std::to_string(size) + "\nSHA256: " + sha256 + '\n';
+    return ToBase64(text) + ' ' + ToBase64(m_signer.Signature(text));
+}
+
+void SignedReplies::Cover(const std::string& url, HttpReply& reply)
+{
+    const std::string name = RequestName(url), sha256 = Sha256Of(reply.Body());
+    std::string header;
+    Find(name, sha256, header);
+    try {
+        if (header.empty()) {
+            const bool isQuery = url.find('?') != std::string::npos;
+            const std::lock_guard<std::mutex> turn(isQuery ? m_signingQueries : m_signing);
+            const std::time_t date = Find(name, sha256, header);
+            if (header.empty())
+                header = Make(name, sha256, reply.Body().size(), date);
+            const std::lock_guard<std::mutex> lock(m_mutex);
+            if (date == m_date)
+                m_statements[name] = { sha256, header };
+        }
+        reply.Add("Pakmart-Statement", header);
+    } catch (const StoreError& error) {
+        std::cerr << std::string("pakmart-storeserver: ") + error.what() + '\n';
+    }
+}

@@ -1,0 +1,50 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The statements with which replies are signed: a header with a short text about the reply, and
+// the signature of that text. docs/server-protocol.md describes it.
+//
+// All statements have the same date, which clients hold against replies of older states. A new
+// one begins when a reply is not what it was at that date, and each day. So a reply is signed
+// once, however often it is asked for, until the store changes.
+
+#pragma once
+
+#include "httpmessage.h"
+#include "signer.h"
+
+#include <ctime>
+#include <map>
+#include <mutex>
+#include <string>
+
+class SignedReplies
+{
+public:
+    SignedReplies(const Signer& signer, const std::string& origin);
+
+    // Adds its statement to the reply to a request for this address. If it cannot be signed,
+    // there is none, and a line on standard error says why.
+    void Cover(const std::string& url, HttpReply& reply);
+
+private:
+    struct Statement {
+        std::string sha256; // of the reply
+        std::string header;
+    };
+
+    std::time_t Find(const std::string& name, const std::string& sha256, std::string& header);
+    void Begin();
+    std::string Make(const std::string& name, const std::string& sha256, std::size_t size,
+                     std::time_t date) const;
+
+    const Signer& m_signer;
+    const std::string m_origin;
+    std::mutex m_mutex; // for the date and the statements
+    std::time_t m_date = 0;
+    std::time_t m_begun = 0; // when that date began
+    std::map<std::string, Statement> m_statements; // by the names of the requests
+    // Requests with arguments, of which a client can invent any number, wait for each other's
+    // signatures; the catalog and the like do not wait for them.
+    std::mutex m_signing, m_signingQueries;
+};
