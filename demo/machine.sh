@@ -46,7 +46,7 @@ make_key() {
     gpgconf --kill gpg-agent
 }
 
-# The machine trusts the repositories of the store, with that key.
+# The machine trusts the repositories and the replies of the store, with that key.
 trust_store() {
     local name
     install -D -m 644 "$demo/store.gpg" "$PAKMART_SYSROOT/etc/pakmart/keys/demo.gpg"
@@ -60,18 +60,25 @@ Release-Origin: Pakmart
 Release-Suite: $name
 END
     done
+    printf '[Stores]\nRequireSignedReplies=yes\n' |
+        install -m 644 /dev/stdin "$PAKMART_SYSROOT/etc/pakmart/settings"
     echo "the machine trusts the key of the store"
 }
 
-serve() { # REPOSITORY...
-    make_key 2> "$demo/gpg.log" || { cat "$demo/gpg.log" >&2; fail "the store has no key"; }
-    "$build/server/pakmart-storeserver" --port 0 --sign "$demo/store.key" "$demo/store" > "$demo/server.out" &
+start_server() { # STORE OPTION...
+    : > "$demo/server.out"
+    "$build/server/pakmart-storeserver" "${@:2}" "$1" > "$demo/server.out" &
     server=$!
     for (( i = 0; i < 100; i++ )); do
         [[ ! -s $demo/server.out ]] || break
         kill -0 "$server" 2>/dev/null || fail "the store server did not start"
         sleep 0.1
     done
+}
+
+serve() { # REPOSITORY...
+    make_key 2> "$demo/gpg.log" || { cat "$demo/gpg.log" >&2; fail "the store has no key"; }
+    start_server "$demo/store" --port 0 --sign "$demo/store.key"
     url=$(sed -n 's,^listening on \(http://[^/]*\)/$,\1,p' "$demo/server.out")
     [[ -n $url ]] || fail "the store server did not print its address"
     echo "the store is at $url"
@@ -83,6 +90,20 @@ stop_serving() {
     kill "$server"
     wait "$server" || fail "the store server did not stop cleanly"
     server=
+}
+
+# Somebody else answers at the store's address, with other descriptions.
+impersonate() {
+    stop_serving
+    cp -r "$demo/store" "$demo/forged"
+    sed -i 's/^Description: .*/Description: Forged./' "$demo/forged/products"
+    start_server "$demo/forged" --port "${url##*:}"
+    ! pakmart update > "$demo/told" 2>&1 || fail "a forged catalog was believed"
+    cat "$demo/told"
+    grep -qF "The store '$url' is refused: its reply has no signature." "$demo/told" || fail "the refusal has no reason"
+    ! pakmart show 1001 | grep -F Forged || fail "a forged description was shown"
+    stop_serving
+    start_server "$demo/store" --port "${url##*:}" --sign "$demo/store.key"
 }
 
 pakmart() {

@@ -45,19 +45,22 @@ say "10. The store changes, and an update tells how"
 sed -i 's/^Name: Maze Runner$/Name: Maze Runner II/' "$demo/store/products"
 tells "Changed, 1: Maze Runner II (1002)" -- update
 
-say "11. What fails, and how: a dependency that nobody has, a damaged archive"
+say "11. Somebody else answers at the store's address, with descriptions of their own"
+impersonate
+
+say "12. What fails, and how: a dependency that nobody has, a damaged archive"
 fail_product 9001 libwarpcore
 fail_product 9002 "Hash Sum mismatch"
 [[ -n $pictures ]] || grep -q "Hash Sum mismatch" "$demo/cache/pakmart/last.log" || fail "the log does not have the error"
 
-say "12. A way out: a crash has left a package half-installed"
+say "13. A way out: a crash has left a package half-installed"
 sed -i '/^Package: libpixel$/,/^$/ s/^Status: .*/Status: install reinstreq half-installed/' \
     "$PAKMART_SYSROOT/var/lib/dpkg/status"
 ! pakmart repair --check || fail "the broken package was not found"
 tells "libpixel 1.2-3 is installed again." -- repair --yes
 is_installed libpixel || fail "libpixel was not repaired"
 
-say "13. Removing a product"
+say "14. Removing a product"
 remove_package starlander /usr/games/starlander
 pakmart forget 1001 || fail "Star Lander was not forgotten"
 

@@ -203,10 +203,11 @@ ReplyFault CheckReply(const ReceivedReply& reply, const StorePolicy& policy)
         if (ServerOf(store.replies) != server)
             continue;
         if (reply.statement.empty())
-            return Fault("unsigned", server,
-                         std::string("its reply has no signature. An administrator can allow "
-                                     "that with RequireSignedReplies=no in ")
-                             + storeSettingsFile);
+            return Fault(
+                "unsigned", server,
+                std::string("its reply has no signature. If the store signs nothing, an "
+                            "administrator can allow that with RequireSignedReplies=no in ")
+                    + storeSettingsFile);
         fault = CheckAgainst(store, reply, policy.settings, server);
         if (fault.code.empty())
             break;

@@ -109,7 +109,7 @@ int AwaitStatus(pid_t pid, int seconds)
 {
     const Descriptor process(int(syscall(SYS_pidfd_open, pid, 0)));
     pollfd end = { process.Get(), POLLIN, 0 };
-    if (seconds > 0 && poll(&end, 1, seconds * 1000) == 0)
+    if (process && seconds > 0 && poll(&end, 1, seconds * 1000) == 0)
         kill(pid, SIGKILL);
     int raw = 0;
     pid_t ended = -1;

@@ -24,6 +24,7 @@ namespace
 // Why there is no directory: the reason for which every later request fails.
 struct {
     AgentError::Code code = AgentError::NoFailure;
+    QString sentence; // where that of the code does not say enough
     QString details;
 } directoryFailure;
 
@@ -43,6 +44,8 @@ void CAPI::GetURLList()
     connect(list, &CAPI::signalFailure,
             [](AgentError::Code nCode, const QString& sSentence, const QString& sDetails) {
                 directoryFailure.code = nCode;
+                if (nCode == AgentError::ReplyNotTrusted)
+                    directoryFailure.sentence = sSentence; // it names the store
                 directoryFailure.details = sSentence + QLatin1Char(' ') + sDetails;
             });
     list->Execute();
@@ -76,7 +79,7 @@ void CAPI::NoteMissingURL()
     if (sName == QLatin1String("agentapi"))
         SetFailure(AgentError::BadAddress);
     else if (directoryFailure.code != AgentError::NoFailure)
-        SetFailure(directoryFailure.code, QString(),
+        SetFailure(directoryFailure.code, directoryFailure.sentence,
                    QLatin1String("The API directory could not be fetched. ")
                        + directoryFailure.details);
     else

@@ -16,6 +16,7 @@
 #include <QFileInfo>
 #include <QProcess>
 #include <QUrl>
+#include <unistd.h>
 
 namespace Agent
 {
@@ -26,14 +27,16 @@ namespace
 constexpr int longestStatement = 4096; // characters
 constexpr qint64 longestCheck = 60 * 1000; // milliseconds
 
-// The folders with the dates of earlier replies. Who may not change the data folder has a
-// note of his own, and believes that of the data folder as well.
+// The folders with the dates of earlier replies: all are believed, and the first is written.
+// That is the data folder for its owner; nobody else leaves a file there, not even root.
 QStringList DateFolders()
 {
     const QString data = QDir::cleanPath(SystemPath(GetRootPath()));
-    if (QFileInfo(data).isWritable())
-        return { data };
-    return { QDir::homePath() + QLatin1String("/.kde/share/apps/vantrelagent"), data };
+    const QString machine = SystemPath(QStringLiteral("/var/lib/pakmart/replies"));
+    const QString own = QDir::homePath() + QLatin1String("/.kde/share/apps/vantrelagent");
+    if (QFileInfo(data).ownerId() == geteuid())
+        return { data, machine };
+    return geteuid() == 0 ? QStringList{ machine, data } : QStringList{ own, data, machine };
 }
 
 // Waits for the end of the front end. False if it was ended.

@@ -9,6 +9,7 @@
 #include "base/requestname.h"
 #include "requests.h"
 #include "tests/common/limits.h"
+#include "tests/common/plainuser.h"
 #include "tests/common/signingkey.h"
 
 #include <QCryptographicHash>
@@ -18,6 +19,9 @@
 #include <QtTest>
 #include <functional>
 #include <memory>
+#include <optional>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace
 {
@@ -210,6 +214,7 @@ private slots:
             r.options = QStringList{ QStringLiteral("--digest-algo"), QStringLiteral("SHA1") };
         });
         row("another text", "altered", [&](Reply& r) { r.sent = forged; });
+        row("another byte", "altered", [](Reply& r) { r.sent.replace("honest", "Honest"); });
         row("a byte more", "altered", [](Reply& r) { r.sent += '\n'; });
         row("a byte less", "altered", [](Reply& r) { r.sent.chop(1); });
         row("a refusal with a text", "altered", [](Reply& r) {
@@ -279,6 +284,50 @@ private slots:
         TestRequest::Record record;
         (new TestRequest(record))->Execute();
         QVERIFY2(isAccepted(record), qPrintable(record.sentence));
+    }
+    // Others leave no file there, and believe its notes as well as their own.
+    void onlyTheOwnerOfTheDataFolderNotesDatesThere_data()
+    {
+        QTest::addColumn<bool>("isPlain");
+        QTest::newRow("root") << false;
+        QTest::newRow("another user") << true;
+    }
+    void onlyTheOwnerOfTheDataFolderNotesDatesThere()
+    {
+        if (geteuid() != 0)
+            QSKIP("only root can give a folder away");
+        QFETCH(bool, isPlain);
+        const QByteArray data = QFileInfo(notes()).path().toLocal8Bit();
+        const QString own = isPlain
+            ? m_dir + QStringLiteral("/visitor/.kde/share/apps/vantrelagent")
+            : m_root + QStringLiteral("/var/lib/pakmart/replies");
+        const QByteArray home = qgetenv("HOME"), visitor = m_dir.toLocal8Bit() + "/visitor";
+        QDir().mkpath(QString::fromLocal8Bit(visitor));
+        QCOMPARE(chown(visitor.constData(), PlainUser::nobody, PlainUser::nobody), 0);
+        QCOMPARE(chown(data.constData(), 1, 1), 0);
+        QCOMPARE(chmod((m_root.toLocal8Bit() + "/tmp").constData(), 01777), 0);
+        const auto askAsOther = [&](qint64 age) {
+            Reply reply;
+            reply.age = age;
+            const QByteArray bytes = http(honest, statement(reply));
+            qputenv("HOME", isPlain ? visitor : home);
+            std::optional<PlainUser> user;
+            if (isPlain)
+                user.emplace();
+            return ask(bytes);
+        };
+        const auto first = askAsOther(600);
+        const bool isNoted = !QFile::exists(notes())
+            && ReadWhole(own + QStringLiteral("/.replydates")).endsWith(" Shop\n");
+        const QByteArray now = QByteArray::number(QDateTime::currentSecsSinceEpoch() - 2);
+        WriteFile(notes(), now + ' ' + now + " Shop\n");
+        const auto second = askAsOther(300);
+        qputenv("HOME", home);
+        QCOMPARE(chown(data.constData(), 0, 0), 0);
+        QDir(own).removeRecursively();
+        QVERIFY2(isAccepted(first), qPrintable(first.sentence));
+        QVERIFY(isNoted);
+        isRefused(second, "older");
     }
     void aKeyThatIsRevokedOrHasExpiredIsRefused()
     {
