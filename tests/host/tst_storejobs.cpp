@@ -420,6 +420,24 @@ private slots:
         QCOMPARE(watch.outcome(), QStringLiteral("reply-not-understood"));
     }
 
+    void anUnsignedReplyIsNotTrustedWhereItHasToBeSigned_data() { addJobs(); }
+    void anUnsignedReplyIsNotTrustedWhereItHasToBeSigned()
+    {
+        QVERIFY(useScripted());
+        answer(ScriptedServer::http(StoreMachine::reply("<catalog/>")));
+        const QString settings = m_store->root + QStringLiteral("/etc/pakmart/settings");
+        const QByteArray usual = m_store->contents(settings);
+        QVERIFY(WriteTextFile(settings, usual + "RequireSignedReplies=yes\n"));
+        JobWatch watch(made());
+        const QString outcome = watch.outcome();
+        QVERIFY(WriteTextFile(settings, usual));
+        QCOMPARE(outcome, QStringLiteral("reply-not-trusted"));
+        QVERIFY2(watch.text.startsWith(QLatin1String("The store '")
+                                       + QLatin1String(m_store->scripted.url(""))
+                                       + QLatin1String("' is refused: ")),
+                 qPrintable(watch.text));
+    }
+
     void aSilentServerTimesOut_data() { addJobs(); }
     void aSilentServerTimesOut()
     {
