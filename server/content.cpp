@@ -5,8 +5,23 @@
 
 #include "gzip.h"
 
+#include <apt-pkg/hashes.h>
+
 const std::string& Content::Packed() const
 {
     std::call_once(m_isPacked, [this] { m_packed = Gzip(m_plain); });
     return m_packed;
+}
+
+const std::string& Content::Sha256() const
+{
+    std::call_once(m_isSummed, [this] { m_sha256 = Sha256Of(m_plain); });
+    return m_sha256;
+}
+
+std::string Sha256Of(const std::string& text)
+{
+    Hashes hashes(Hashes::SHA256SUM);
+    hashes.Add(reinterpret_cast<const unsigned char*>(text.data()), text.size());
+    return hashes.GetHashStringList().find("SHA256")->HashValue();
 }

@@ -287,9 +287,9 @@ void AnswerDirectory(const AgentRequest& request, Reply& reply)
 
 } // namespace
 
-const std::map<std::string, Function>& Functions()
+std::map<std::string, Function>& Functions()
 {
-    static const std::map<std::string, Function> functions{
+    static std::map<std::string, Function> functions{
         { "CAPIDownloadAppInfo", { AnswerAppInfo } },
         { "CAPIGetAisles", { AnswerAisles, true } },
         { "CAPIGetOSVer", { AnswerOSVer, true } },

@@ -33,7 +33,7 @@ struct Function {
 };
 
 // The table: all functions by their names.
-const std::map<std::string, Function>& Functions();
+std::map<std::string, Function>& Functions();
 
 // The function at a path, or the directory.
 Function FindFunction(const std::string& path);

@@ -8,7 +8,6 @@
 #include "signedpool.h"
 
 #include <algorithm>
-#include <apt-pkg/hashes.h>
 #include <iostream>
 
 using namespace Agent;
@@ -19,13 +18,6 @@ namespace
 constexpr std::time_t day = 24 * 60 * 60;
 constexpr std::time_t valid = 7 * day;
 constexpr std::size_t mostStatements = 4096;
-
-std::string Sha256Of(const std::string& text)
-{
-    Hashes hashes(Hashes::SHA256SUM);
-    hashes.Add(reinterpret_cast<const unsigned char*>(text.data()), text.size());
-    return hashes.GetHashStringList().find("SHA256")->HashValue();
-}
 
 } // namespace
 
@@ -69,7 +61,7 @@ std::string SignedReplies::Make(const std::string& name, const std::string& sha2
 
 void SignedReplies::Cover(const std::string& url, HttpReply& reply)
 {
-    const std::string name = RequestName(url), sha256 = Sha256Of(reply.Body());
+    const std::string name = RequestName(url), sha256 = reply.content->Sha256();
     std::string header;
     Find(name, sha256, header);
     try {

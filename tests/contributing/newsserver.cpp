@@ -7,4 +7,4 @@
 
 void AnswerNews(const AgentRequest& request, Reply& reply);
 
-const bool isListed = Functions().emplace("CAPIGetNews", AnswerNews).second;
+const bool isListed = Functions().emplace("CAPIGetNews", Function{ AnswerNews }).second;
