@@ -149,11 +149,15 @@ private slots:
             bool ended = false;
             auto* request = new CAPIDownloadAppInfo(ids, silent);
             connect(request, &CAPI::APIComplete, qApp, [&ended] { ended = true; });
+            AgentError::Code reason = AgentError::NoFailure;
+            connect(request, &CAPI::signalFailure, qApp,
+                    [&reason](AgentError::Code code) { reason = code; });
             const BoxCloser boxes;
             QVERIFY(request->Execute());
             QVERIFY(!ended); // it does not wait
             QTRY_VERIFY(ended);
             QCOMPARE(boxes.texts, silent ? QStringList() : QStringList{ QStringLiteral("m") });
+            QCOMPARE(reason, AgentError::UnknownProduct);
         }
     }
 
