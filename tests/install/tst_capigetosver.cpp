@@ -45,6 +45,16 @@ void WriteFile(const QString& name, const QByteArray& text)
 
 } // namespace
 
+static QStringList questions;
+static bool policyAgrees = true;
+
+// The linker leads the library's call of okToDoUpdate here.
+extern "C" bool __wrap__Z12okToDoUpdateRK7QStringS1_(const QString& text, const QString& caption)
+{
+    questions << caption << text;
+    return policyAgrees;
+}
+
 // A host that asks before it updates; the server must not see a difference.
 class AskingUpdate : public CAPIGetOSVer
 {
@@ -397,6 +407,25 @@ private slots:
         request->onCanContinue(count, go);
         QCOMPARE(go, after);
         delete request;
+    }
+
+    void policyIsAskedWithTheQuestionAndMayRefuse()
+    {
+        updatesAre(Package("a1"));
+        for (const bool agrees : { true, false }) {
+            m_frontEnd.forget();
+            questions.clear();
+            policyAgrees = agrees;
+            update();
+            policyAgrees = true;
+            QCOMPARE(questions,
+                     (QStringList{
+                         QStringLiteral("Update Available"),
+                         QStringLiteral("An update for VantrelOS is available, do you want to "
+                                        "update your system now?\n(You will be reminded later if "
+                                        "you select No at this time.)") }));
+            QCOMPARE(installs().isEmpty(), !agrees);
+        }
     }
 
     void agentOnceFoundStaysFound()
