@@ -190,8 +190,10 @@ private slots:
     void entriesThatBreakOutOfTheirLineAreLeftOut()
     {
         QFETCH(QByteArray, entry);
+        const Trace trace;
         ask("<list>" + entry + "<entry timestamp=\"1\">deb http://h/good ./</entry></list>");
         QCOMPARE(contents(false), QByteArray("deb http://h/good ./  #1\n"));
+        QCOMPARE(trace.events().filter(QStringLiteral("refused the entry '")).size(), 1);
     }
 
     void overlongLinesAreReadWhole()
@@ -213,6 +215,11 @@ private slots:
         QCOMPARE(ask("<list type=\"dep\">" + entry + "</list>"), QList<bool>{ true });
         forgetRefresh();
         QCOMPARE(ask("<list type=\"dep\">" + entry + "</list>"), QList<bool>());
+        // Of two equal lines each is found once, and no other line counts as found with them.
+        const QByteArray line = "deb http://h/a ./  #1\n";
+        write(true, line + line + "deb http://h/b ./  #1\n");
+        QCOMPARE(ask("<list type=\"dep\">" + entry + entry + entry + "</list>"),
+                 QList<bool>{ true });
     }
 
     void shorterEntryTakesTheFirstLineThatItBegins()
