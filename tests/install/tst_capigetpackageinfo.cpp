@@ -37,6 +37,7 @@ private:
 
     struct Record {
         QStringList events;
+        QString reason; // the name of the failure
         bool started = false;
     };
 
@@ -64,6 +65,8 @@ private:
                 });
         connect(request, &CAPI::ErroneousTransfer, qApp,
                 [=](const QString& text) { add(QLatin1String("error ") + text); });
+        connect(request, &CAPI::signalFailure, qApp,
+                [&record](AgentError::Code code) { record.reason = AgentError::Name(code); });
         bool ended = false;
         connect(request, &CAPI::APIComplete, qApp, [&record, &ended](bool ok) {
             record.events << QStringLiteral("complete %1").arg(ok);
@@ -176,9 +179,27 @@ private slots:
         QFETCH(QByteArray, url);
         packagesAre(Package(url, "x"));
         const Trace trace;
-        QCOMPARE(ask().events.last(), QStringLiteral("complete 0"));
+        const Record record = ask();
+        QCOMPARE(record.events.last(), QStringLiteral("complete 0"));
+        QCOMPARE(record.reason, AgentError::Name(AgentError::ReplyNotUnderstood));
         QVERIFY(trace.events().contains(QStringLiteral("failed to save url")));
         QCOMPARE(contents(CRunAptGet::SourcesFile(false)), QByteArray("<none>"));
+    }
+
+    void cancelledListingReportsNoErrorsOfPackages()
+    {
+        m_frontEnd.install(QStringLiteral("vos-apt-get"),
+                           "case \" $* \" in *--print-uris*) exec sleep 60;; esac");
+        QStringList events;
+        auto* request = new CAPIGetPackageInfo({ "a" }, true);
+        connect(request, &CAPI::signalFailure, qApp,
+                [&events](AgentError::Code code) { events << AgentError::Name(code); });
+        connect(request, &CAPIGetPackageInfo::signalDependencyErrors, qApp,
+                [&events](AptGetMessages&, AptGetMessages&) { events << QStringLiteral("why"); });
+        // At any moment of the listing.
+        QTimer::singleShot(100, request, [request] { request->Cancel(); });
+        QVERIFY(!request->Execute());
+        QCOMPARE(events, QStringList{ AgentError::Name(AgentError::Cancelled) });
     }
 
     void replyWithoutPackageInfoIsAnError()

@@ -13,6 +13,7 @@
 #include <QtTest>
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 class SourcesListTest : public QObject
@@ -131,6 +132,18 @@ private slots:
         QCOMPARE(ask("<list type=\"dep\"><entry timestamp=\"1\">deb http://h/a ./</entry></list>"),
                  QList<bool>());
         QCOMPARE(contents(true), QByteArray("deb http://h/a ./  #1\n"));
+    }
+
+    void fileKeepsItsPermissions()
+    {
+        write(true, "deb http://h/a ./  #1\n");
+        const std::string path = CRunAptGet::SourcesFile(true);
+        QCOMPARE(chmod(path.c_str(), 0640), 0);
+        ask("<list type=\"dep\"><entry timestamp=\"2\">deb http://h/a ./</entry></list>");
+        struct stat found = {};
+        QCOMPARE(stat(path.c_str(), &found), 0);
+        QCOMPARE(int(found.st_mode & 0777), 0640);
+        QCOMPARE(contents(true), QByteArray("deb http://h/a ./  #2\n"));
     }
 
     void otherTimestampIsAChangeThatIsLogged()
