@@ -263,7 +263,14 @@ private slots:
         WriteStatusFile("Package: foo\nStatus: " + state + "\n\n");
         QCOMPARE(list.FindServerSerialNumber(7), false);
         const QString question = QStringLiteral("add? 1 1");
+        const Trace trace;
         const QStringList events = installProduct().events;
+        // The menus change after the listing, and again for what is recorded.
+        const QString recorded = QStringLiteral("-CAppInfo::AddAppToDatabase");
+        const QString menus = QStringLiteral("+BroadcastMenuChange");
+        QCOMPARE(trace.events().count(menus), records ? 2 : 1);
+        QVERIFY(trace.events().lastIndexOf(menus) > trace.events().indexOf(recorded));
+        QCOMPARE(trace.events().contains(recorded), records);
         QCOMPARE(events.contains(question), state == "install ok installed");
         QVERIFY(events.endsWith(QStringLiteral("complete 0")));
         QCOMPARE(list.FindServerSerialNumber(7), records);
