@@ -511,6 +511,15 @@ private slots:
         QVERIFY(!QFile::exists(QStringLiteral("two")));
     }
 
+    void folderThatAppearsALittleLateCounts()
+    {
+        // It has a blank, so that only the test makes it: once the first look has failed.
+        const QString folder = QDir::homePath() + QStringLiteral("/made late");
+        QTimer::singleShot(0, this, [&folder] { QDir().mkdir(folder); });
+        QVERIFY(CRunAptGet::MkDir(folder.toStdString()));
+        QVERIFY(QDir().rmdir(folder));
+    }
+
     void madeFolderIsTraced()
     {
         const Trace trace;
