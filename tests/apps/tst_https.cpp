@@ -90,10 +90,21 @@ private slots:
         QVERIFY(WriteTextFile(m_machine.store() + QStringLiteral("/pool/main/big.deb"), archive));
         QVERIFY(ask("GET /pool/main/big.deb HTTP/1.1\r\n\r\n").endsWith("\r\n\r\n" + archive));
     }
-    void olderProtocolsAreRefused()
+    void protocolsBelowTls12AreRefused()
     {
         QVERIFY(!ask("GET / HTTP/1.1\r\n\r\n", QSsl::TlsV1_2).isEmpty());
         QCOMPARE(m_server->get("/getagentapi.php").status, 0); // without TLS
+        // The greeting of a client that knows TLS 1.1 at most, and what it is told: an alert
+        // about the version of the protocol.
+        const QByteArray hello = QByteArray::fromHex("0302") + QByteArray(32, 'r')
+            + QByteArray::fromHex("000004c013002f0100");
+        const QByteArray message = QByteArray::fromHex("010000") + char(hello.size()) + hello;
+        const auto client
+            = m_server->send(QByteArray::fromHex("16030100") + char(message.size()) + message);
+        QVERIFY(client->waitForReadyRead(30000));
+        const QByteArray alert = client->read(7);
+        QCOMPARE(alert.left(2).toHex(), QByteArray("1503"));
+        QCOMPARE(alert.mid(3).toHex(), QByteArray("00020246"));
     }
     // Neither one that says nothing, nor one that stops in the middle of the handshake.
     void clientsThatDoNotShakeHandsHoldNobodyUp()
