@@ -65,19 +65,19 @@ private slots:
             alternative + "ln -s ../../usr/bin/tool etc/alternatives/play");
         row("an alternative of its own that leads elsewhere", "/usr/bin/play", false,
             alternative + "ln -s ../../usr/bin/tool etc/alternatives/play; echo /usr/bin/play >> "
-                + list);
+                + m_list);
         row("a link out of the private root", "/usr/bin/play", false,
-            "ln -s /bin/sh usr/bin/play; echo /usr/bin/play >> " + list);
+            "ln -s /bin/sh usr/bin/play; echo /usr/bin/play >> " + m_list);
 
         row("in the folder that is now below /usr", "/bin/good", true, "ln -s usr/bin bin");
         row("in another folder of that name", "/bin/good", false,
             "mkdir bin; cp usr/bin/tool bin/good");
         row("that the package has in the folder above", "/usr/bin/good", true,
-            "ln -s usr/bin bin; sed -i s:/usr/bin/good:/bin/good: " + list);
+            "ln -s usr/bin bin; sed -i s:/usr/bin/good:/bin/good: " + m_list);
         row("with the list of an architecture", "/usr/bin/good", true,
-            "mv " + list + " var/lib/dpkg/info/good:amd64.list");
+            "mv " + m_list + " var/lib/dpkg/info/good:amd64.list");
         row("of a package whose name begins so", "/usr/bin/good", false,
-            "mv " + list + " var/lib/dpkg/info/goods.list");
+            "mv " + m_list + " var/lib/dpkg/info/goods.list");
     }
     void onlyAProgramOfThePackageIsStarted()
     {
@@ -116,7 +116,7 @@ private slots:
                       "Path: /usr/bin/good\nDescription: d\n\n"));
         pakmart("remove --yes good");
         QCOMPARE(pakmart("install --yes 1").status, 0);
-        inRoot("cp usr/bin/good '" + path.mid(1) + "'; echo '" + path + "' >> " + list);
+        inRoot("cp usr/bin/good '" + path.mid(1) + "'; echo '" + path + "' >> " + m_list);
         record(path);
         const Result result = pakmart("recent --run 1");
         QCOMPARE(result.err,
@@ -145,7 +145,7 @@ private slots:
     }
 
 private:
-    const QByteArray list = "var/lib/dpkg/info/good.list";
+    const QByteArray m_list = "var/lib/dpkg/info/good.list";
 
     static QString refusal(const QString& path)
     {

@@ -81,7 +81,7 @@ private:
 };
 
 // The sockets that a process has open.
-int socketsOf(qint64 pid)
+int SocketsOf(qint64 pid)
 {
     const QDir folder(QStringLiteral("/proc/%1/fd").arg(pid));
     int sockets = 0;
@@ -502,7 +502,7 @@ private slots:
         QVERIFY(server.get("/pool/main/big.deb").body == m_archive);
         QVERIFY(slow.back()->isHeld());
         QVERIFY(slow.back()->receive().startsWith("HTTP/1.1 400 "));
-        QTRY_COMPARE_WITH_TIMEOUT(socketsOf(server.pid()), 1, 60000); // that it listens at
+        QTRY_COMPARE_WITH_TIMEOUT(SocketsOf(server.pid()), 1, 60000); // that it listens at
     }
 
     void anAddressHasALimitedNumberOfConnections()
@@ -517,7 +517,7 @@ private slots:
             clients.push_back(std::make_unique<RawClient>(server.port(), 2));
             QVERIFY(clients.back()->send("G"));
         }
-        QTRY_COMPARE_WITH_TIMEOUT(socketsOf(server.pid()), 4, 60000);
+        QTRY_COMPARE_WITH_TIMEOUT(SocketsOf(server.pid()), 4, 60000);
         const RawClient refused(server.port(), 2);
         const QByteArray reply = refused.receive();
         QVERIFY2(reply.startsWith("HTTP/1.1 429 Too Many Requests\r\n"), reply);
@@ -530,7 +530,7 @@ private slots:
         QCOMPARE(server.get("/getagentapi.php").status, 200); // from 127.0.0.1
         clients.clear();
         const QByteArray request = ServerProcess::getRequest("/getagentapi.php");
-        QTRY_COMPARE_WITH_TIMEOUT(socketsOf(server.pid()), 1, 60000);
+        QTRY_COMPARE_WITH_TIMEOUT(SocketsOf(server.pid()), 1, 60000);
         const RawClient later(server.port(), 2);
         QVERIFY(later.send(request));
         QVERIFY(later.receive().startsWith("HTTP/1.1 200 "));
@@ -550,12 +550,12 @@ private slots:
             QVERIFY(client->send(ServerProcess::getRequest("/pool/main/huge.deb")));
         std::vector<char> block(128 * 1024);
         qint64 taken = slow.take(block.data(), block.size());
-        QTRY_COMPARE_WITH_TIMEOUT(socketsOf(server.pid()), 3, 60000);
-        for (int i = 0; i < 120 && socketsOf(server.pid()) == 3; ++i) {
+        QTRY_COMPARE_WITH_TIMEOUT(SocketsOf(server.pid()), 3, 60000);
+        for (int i = 0; i < 120 && SocketsOf(server.pid()) == 3; ++i) {
             QTest::qSleep(500);
             taken += slow.take(block.data(), block.size());
         }
-        QCOMPARE(socketsOf(server.pid()), 2);
+        QCOMPARE(SocketsOf(server.pid()), 2);
         for (ssize_t got; (got = slow.take(block.data(), block.size())) > 0;)
             taken += got;
         QVERIFY2(taken > size, qPrintable(QString::number(taken))); // with the head
