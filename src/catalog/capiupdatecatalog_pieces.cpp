@@ -43,7 +43,7 @@ public:
 
     bool Divides(const ReplyNode& element) override
     {
-        return element.name == QLatin1String("category");
+        return element.words == QLatin1String("category");
     }
     void Start(const ReplyNode& element) override
     {

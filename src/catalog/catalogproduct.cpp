@@ -46,7 +46,7 @@ template <typename Take> void ForEachChild(const QDomElement& element, const Tak
 
 QString NameOf(const ReplyNode& element)
 {
-    return element.name;
+    return element.words;
 }
 
 QString TextOf(const ReplyNode& element)

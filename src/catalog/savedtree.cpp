@@ -100,35 +100,76 @@ void ReadAlone(QDomNode node, CXMLNode& tree)
 
 void ReadAlone(const ReplyNode* node, CXMLNode& tree)
 {
-    tree.Name(url_decode_utf8(node->name));
+    tree.Name(url_decode_utf8(node->Name()));
     for (const auto& [key, value] : node->attributes)
         tree.AddAttribute(key.toStdString(), url_decode_utf8(value));
     const auto text
         = std::find_if(node->children.rbegin(), node->children.rend(),
                        [](const ReplyNode& child) { return child.kind == ReplyNode::Kind::Text; });
     if (text != node->children.rend())
-        tree.Value(url_decode_utf8(text->value));
+        tree.Value(url_decode_utf8(text->words));
 }
 
-// Children with their names, in the order of a document.
-template <typename Node> using Named = std::vector<std::pair<std::string, Node>>;
-
-Named<QDomNode> Children(const QDomNode& node)
+std::string NameOf(const QDomNode& node)
 {
-    Named<QDomNode> children;
+    return url_decode_utf8(node.nodeName());
+}
+
+std::string NameOf(const ReplyNode* node)
+{
+    return url_decode_utf8(node->Name());
+}
+
+std::vector<QDomNode> Children(const QDomNode& node)
+{
+    std::vector<QDomNode> children;
     for (QDomNode child = node.firstChild(); !child.isNull(); child = child.nextSibling())
         if (!IsText(child))
-            children.emplace_back(url_decode_utf8(child.nodeName()), child);
+            children.push_back(child);
     return children;
 }
 
-Named<const ReplyNode*> Children(const ReplyNode* node)
+std::vector<const ReplyNode*> Children(const ReplyNode* node)
 {
-    Named<const ReplyNode*> children;
+    std::vector<const ReplyNode*> children;
     for (const ReplyNode& child : node->children)
         if (child.kind != ReplyNode::Kind::Text)
-            children.emplace_back(url_decode_utf8(child.name), &child);
+            children.push_back(&child);
     return children;
+}
+
+// Sorts by name; with equal names the order stays. The names of many nodes would take more
+// memory than may be spent, so they are made for each comparison then.
+template <typename Node> void SortByName(std::vector<Node>& nodes, Pacer& pacer)
+{
+    constexpr std::size_t many = 1000;
+    if (nodes.size() >= many) {
+        std::stable_sort(nodes.begin(), nodes.end(), [&pacer](const Node& a, const Node& b) {
+            pacer.Breathe();
+            return NameOf(a) < NameOf(b);
+        });
+        return;
+    }
+    std::vector<std::pair<std::string, Node>> named;
+    named.reserve(nodes.size());
+    for (const Node& node : nodes)
+        named.emplace_back(NameOf(node), node);
+    std::stable_sort(named.begin(), named.end(),
+                     [](const auto& a, const auto& b) { return a.first < b.first; });
+    std::transform(named.begin(), named.end(), nodes.begin(),
+                   [](const auto& one) { return one.second; });
+}
+
+template <typename Node> bool IsSortedByName(const std::vector<Node>& nodes)
+{
+    std::string last;
+    for (const Node& node : nodes) {
+        std::string name = NameOf(node);
+        if (name < last)
+            return false;
+        last = std::move(name);
+    }
+    return true;
 }
 
 // Writes the same as the tree of a node would, an element at a time: the whole tree of a
@@ -142,11 +183,10 @@ template <typename Node> void WriteTree(const Node& node, std::ostream& out, Pac
     ReadAlone(node, tree);
     tree.SaveStart(out, -1);
     auto children = Children(node);
-    const auto byName = [](const auto& a, const auto& b) { return a.first < b.first; };
-    if (!std::is_sorted(children.begin(), children.end(), byName))
-        std::stable_sort(children.begin(), children.end(), byName);
+    if (!IsSortedByName(children))
+        SortByName(children, pacer);
     for (const auto& child : children)
-        WriteTree(child.second, out, pacer);
+        WriteTree(child, out, pacer);
     tree.SaveEnd(out, -1);
 }
 
@@ -254,7 +294,7 @@ void Agent::SavePiece(const ReplyNode& element, std::ostream& out)
 void Agent::SaveEnd(const ReplyNode& element, std::ostream& out)
 {
     CXMLNode tree(nullptr);
-    tree.Name(url_decode_utf8(element.name));
+    tree.Name(url_decode_utf8(element.words));
     tree.SaveEnd(out, -1);
 }
 

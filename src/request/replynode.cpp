@@ -19,21 +19,28 @@ template <typename View> QString Copy(const View& text)
     return QString(text.data(), text.size());
 }
 
-void Append(ReplyNode& parent, Kind kind, const QString& name, const QString& value = QString())
+void Append(ReplyNode& parent, Kind kind, const QString& words)
 {
-    parent.children.push_back({ kind, name, value, {}, {} });
+    parent.children.push_back({ kind, words, {}, {} });
 }
 
 // Text that consists of blanks is left out, unless it is CDATA.
 void AppendText(ReplyNode& parent, const QXmlStreamReader& reader)
 {
     if (reader.isCDATA())
-        Append(parent, Kind::CData, QStringLiteral("#cdata-section"), Copy(reader.text()));
+        Append(parent, Kind::CData, Copy(reader.text()));
     else if (!reader.isWhitespace())
-        Append(parent, Kind::Text, QStringLiteral("#text"), Copy(reader.text()));
+        Append(parent, Kind::Text, Copy(reader.text()));
 }
 
 } // namespace
+
+QString ReplyNode::Name() const
+{
+    return kind == Kind::Text ? QStringLiteral("#text")
+        : kind == Kind::CData ? QStringLiteral("#cdata-section")
+                              : words;
+}
 
 QString ReplyNode::Attribute(QLatin1String wanted) const
 {
@@ -48,7 +55,7 @@ QString ReplyNode::Text() const
     QString text;
     for (const ReplyNode& child : children) {
         if (child.kind == Kind::Text || child.kind == Kind::CData)
-            text += child.value;
+            text += child.words;
         else if (child.IsElement())
             text += child.Text();
     }
@@ -58,7 +65,7 @@ QString ReplyNode::Text() const
 ReplyNode ReadElement(const QXmlStreamReader& reader)
 {
     ReplyNode element;
-    element.name = Copy(reader.qualifiedName());
+    element.words = Copy(reader.qualifiedName());
     const QXmlStreamAttributes attributes = reader.attributes();
     element.attributes.reserve(std::size_t(attributes.size()));
     for (const QXmlStreamAttribute& attribute : attributes)

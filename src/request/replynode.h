@@ -7,6 +7,7 @@
 #pragma once
 
 #include <QString>
+#include <list>
 #include <utility>
 #include <vector>
 
@@ -19,12 +20,12 @@ struct ReplyNode {
     enum class Kind { Element, Text, CData, Other };
 
     Kind kind = Kind::Element;
-    QString name; // of the others than elements: what a document calls them
-    QString value; // of texts and CDATA
+    QString words; // the value of texts and CDATA, the name of the others
     std::vector<std::pair<QString, QString>> attributes;
-    std::vector<ReplyNode> children;
+    std::list<ReplyNode> children; // a vector takes three times the memory while it grows
 
     bool IsElement() const { return kind == Kind::Element; }
+    QString Name() const; // as a document calls it
     QString Attribute(QLatin1String wanted) const; // empty without it
     QString Text() const; // all below it
 };

@@ -97,7 +97,7 @@ private:
     // Whether its name is not below that of the child before.
     bool IsInOrder(const ReplyNode& element)
     {
-        std::string name = url_decode_utf8(element.name);
+        std::string name = url_decode_utf8(element.words);
         std::string& last = m_last[std::size_t(m_depth - 1)];
         const bool inOrder = last <= name;
         last = std::move(name);

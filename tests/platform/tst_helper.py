@@ -552,17 +552,17 @@ class HelperTest(unittest.TestCase):
         self.assertEqual([one[2] for one in self.questions()], [NAME + ".download"])
 
     def test_the_front_end_leaves_the_rest_to_root(self):
-        self.startPolkit(VERBS)
-        options = self.makeStore("pakmart-example_1.0", "fonts-dejavu-core_0.1")
+        self.startPolkit(VERBS)  # "reuse" is installed, and nothing needs it
+        options = self.makeStore("pakmart-example_1.0", "reuse_0.1")
         older = "put an older version in place of a newer one"
         download = "download this without installing it"
         for words, what in {
-                ("--allow-downgrades", "install", "fonts-dejavu-core=0.1"): older,
+                ("--allow-downgrades", "install", "reuse=0.1"): older,
                 ("--download-only", "upgrade"): download,
                 ("--download-only", "--reinstall", "install", "pakmart-example"): download,
                 ("--download-only", "--remove=dash", "install", "pakmart-example"): download,
                 ("--reinstall", "--remove=dash", "install", "pakmart-example"): "do this: install",
-                ("purge", "fonts-dejavu-core"): "do this: purge"}.items():
+                ("purge", "reuse"): "do this: purge"}.items():
             done = self.frontEnd("-yp", *options, *words)
             self.assertEqual(done.returncode, 3, done.stdout)
             self.assertRegex(done.stdout, "^E: Only root can %s[.]?\n$" % what)
