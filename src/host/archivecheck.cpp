@@ -3,6 +3,7 @@
 
 #include "host/archivecheck.h"
 
+#include "host/beside.h"
 #include "host/privatetreepaths.h"
 #include "util/paths.h"
 
@@ -10,7 +11,6 @@
 #include <QCryptographicHash>
 #include <QFile>
 #include <QRegularExpression>
-#include <QThread>
 
 namespace Pakmart
 {
@@ -93,7 +93,6 @@ void ArchiveCheck::start(const QStringList& words)
                      + words);
 }
 
-// The thread belongs to nobody: it ends when its work does.
 void ArchiveCheck::onListed(int status)
 {
     if (status != 0 && m_failure.code == Error::NoError)
@@ -104,14 +103,12 @@ void ArchiveCheck::onListed(int status)
     }
     const QString folder = Agent::SystemPath(QStringLiteral("/var/cache/apt/archives/"));
     const auto fault = std::make_shared<Failure>();
-    QThread* thread
-        = QThread::create([fault, folder, listed = m_listed] { *fault = FaultOf(folder, listed); });
-    connect(thread, &QThread::finished, this, [this, fault] {
-        m_failure = *fault;
-        emit ended();
-    });
-    connect(thread, &QThread::finished, thread, &QObject::deleteLater);
-    thread->start();
+    RunBeside(
+        this, [fault, folder, listed = m_listed] { *fault = FaultOf(folder, listed); },
+        [this, fault] {
+            m_failure = *fault;
+            emit ended();
+        });
 }
 
 } // namespace Pakmart

@@ -8,6 +8,7 @@
 #include "db/dbcheck.h"
 #include "db/dbshared.h"
 #include "db/generations.h"
+#include "host/beside.h"
 #include "install/crunaptget.h"
 #include "request/spoolfile.h"
 #include "util/paths.h"
@@ -16,7 +17,6 @@
 #include <QDir>
 #include <QFile>
 #include <QRegularExpression>
-#include <QThread>
 #include <algorithm>
 #include <cstring>
 #include <fcntl.h>
@@ -189,16 +189,6 @@ void SearchDatabases(const Places& places, QList<RepairFinding>& found)
                          Text(QT_TRANSLATE_NOOP("Pakmart",
                                                 "The list of recently used applications is "
                                                 "damaged.")));
-}
-
-// The thread belongs to nobody: it ends when its work does.
-template <typename Work>
-void RunBeside(QObject* context, Work&& work, const std::function<void()>& done)
-{
-    QThread* thread = QThread::create(std::forward<Work>(work));
-    QObject::connect(thread, &QThread::finished, context, done);
-    QObject::connect(thread, &QThread::finished, thread, &QObject::deleteLater);
-    thread->start();
 }
 
 } // namespace

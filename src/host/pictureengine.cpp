@@ -12,7 +12,6 @@
 #include <QGuiApplication>
 #include <QIcon>
 #include <QPixmap>
-#include <QRunnable>
 #include <QUrl>
 #include <algorithm>
 #include <utility>
@@ -24,7 +23,6 @@ namespace
 {
 
 constexpr int mostTransfers = 4; // at once
-constexpr int mostThreads = 2; // that decode
 constexpr int mostAway = 100; // servers; a list longer than that is old
 
 // Characters of a name in an icon theme; "/" and ":" are those of paths and addresses.
@@ -67,7 +65,6 @@ void MakeSilent(KIO::TransferJob* job)
 PictureEngine::PictureEngine(const QString& folder, const PictureLimits& limits)
     : m_limits(limits), m_cache(folder, limits)
 {
-    m_pool.setMaxThreadCount(mostThreads);
 }
 
 PictureEngine::~PictureEngine()
@@ -75,8 +72,6 @@ PictureEngine::~PictureEngine()
     for (const Work& work : std::as_const(m_works))
         if (work.job)
             work.job->kill(KJob::Quietly);
-    m_pool.clear();
-    m_pool.waitForDone();
 }
 
 int PictureEngine::request(const QString& source, const QSize& size, const Answer& answer)
@@ -310,11 +305,26 @@ void PictureEngine::giveUp(const QString& source, Error::Code code, bool isRefus
 void PictureEngine::beside(const std::function<Outcome()>& work,
                            const std::function<void(const Outcome&)>& then)
 {
-    m_pool.start(QRunnable::create([this, work, then] {
-        const Outcome outcome = work();
-        QMetaObject::invokeMethod(
-            this, [outcome, then] { then(outcome); }, Qt::QueuedConnection);
-    }));
+    m_pieces.push_back({ work, then });
+    startPieces();
+}
+
+void PictureEngine::startPieces()
+{
+    for (Beside& thread : m_threads) {
+        if (m_pieces.empty())
+            return;
+        if (thread.isRunning())
+            continue;
+        const Piece piece = std::move(m_pieces.front());
+        m_pieces.pop_front();
+        const auto outcome = std::make_shared<Outcome>();
+        thread.start([outcome, work = piece.work] { *outcome = work(); },
+                     [this, outcome, then = piece.then] {
+                         startPieces();
+                         then(*outcome);
+                     });
+    }
 }
 
 std::vector<PictureEngine::Drawn> PictureEngine::decoded(const QByteArray& bytes,

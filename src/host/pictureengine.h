@@ -6,6 +6,7 @@
 
 #pragma once
 
+#include "host/beside.h"
 #include "host/outcome.h"
 #include "host/picturecache.h"
 
@@ -16,7 +17,8 @@
 #include <QPointer>
 #include <QSize>
 #include <QStringList>
-#include <QThreadPool>
+#include <array>
+#include <deque>
 #include <functional>
 #include <vector>
 
@@ -64,6 +66,12 @@ private:
         PictureCache::Found found; // in the cache
     };
 
+    // What a thread does, and what follows in the event loop.
+    struct Piece {
+        std::function<Outcome()> work;
+        std::function<void(const Outcome&)> then;
+    };
+
     void begin(const QString& source);
     void drawIcon(const QString& name);
     void readFile(const QString& source, const QString& path);
@@ -79,6 +87,7 @@ private:
 
     void beside(const std::function<Outcome()>& work,
                 const std::function<void(const Outcome&)>& then);
+    void startPieces();
     std::vector<Drawn> decoded(const QByteArray& bytes, const std::vector<QSize>& sizes) const;
     std::vector<QSize> sizesOf(const QString& source) const;
     void deliver(const QString& source, const std::vector<Drawn>& pictures);
@@ -91,7 +100,8 @@ private:
     QStringList m_queue; // sources that wait for a transfer
     int m_transfers = 0;
     int m_last = 0;
-    QThreadPool m_pool;
+    std::deque<Piece> m_pieces;
+    std::array<Beside, 2> m_threads; // the last one, so that they have ended when the others go
 };
 
 } // namespace Pakmart

@@ -3,9 +3,8 @@
 
 #include "host/statusbeside.h"
 
+#include "host/beside.h"
 #include "util/paths.h"
-
-#include <QThread>
 
 namespace Pakmart
 {
@@ -13,13 +12,12 @@ namespace Pakmart
 void ReadStatusBeside(QObject* context, const std::function<void(const SharedStatus&)>& done)
 {
     const auto result = std::make_shared<SharedStatus>();
-    QThread* thread
-        = QThread::create([result, folder = Agent::SystemPath(std::string("/var/lib/dpkg"))] {
-              *result = std::make_shared<const Agent::DpkgStatus>(folder);
-          });
-    QObject::connect(thread, &QThread::finished, context, [result, done] { done(*result); });
-    QObject::connect(thread, &QThread::finished, thread, &QObject::deleteLater);
-    thread->start();
+    RunBeside(
+        context,
+        [result, folder = Agent::SystemPath(std::string("/var/lib/dpkg"))] {
+            *result = std::make_shared<const Agent::DpkgStatus>(folder);
+        },
+        [result, done] { done(*result); });
 }
 
 } // namespace Pakmart

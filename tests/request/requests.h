@@ -44,7 +44,7 @@ public:
         connect(this, &CAPI::ErroneousTransfer, this, [&record](const QString& text) {
             record.events << QLatin1String("error ") + text;
         });
-        connect(this, &CAPI::signalFailure, qApp,
+        connect(this, &CAPI::signalFailure, QCoreApplication::instance(),
                 [&record](AgentError::Code code, const QString& sentence, const QString& details) {
                     record.failures << AgentError::Name(code);
                     record.sentence = sentence;

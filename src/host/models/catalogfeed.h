@@ -6,7 +6,7 @@
 
 #pragma once
 
-#include "host/models/beside.h"
+#include "host/beside.h"
 #include "host/models/catalogtable.h"
 #include "host/models/pathwatch.h"
 

@@ -4,7 +4,7 @@
 #include "host/models/historymodel.h"
 
 #include "host/models/aptlog.h"
-#include "host/models/beside.h"
+#include "host/beside.h"
 #include "host/models/pathwatch.h"
 #include "util/paths.h"
 

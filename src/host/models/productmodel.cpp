@@ -3,7 +3,7 @@
 
 #include "host/models/productmodel.h"
 
-#include "host/models/beside.h"
+#include "host/beside.h"
 #include "host/models/catalogfeed.h"
 #include "host/models/categoryicon.h"
 #include "host/models/productdetails.h"

@@ -5,7 +5,7 @@
 
 #include "db/dblayouts.h"
 #include "db/dbshared.h"
-#include "host/models/beside.h"
+#include "host/beside.h"
 #include "host/models/pathwatch.h"
 #include "util/showntext.h"
 

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-// Work in a thread beside the event loop, one piece at a time.
+// Work in a thread beside the event loop.
 
 #pragma once
 
@@ -15,6 +15,12 @@ class QThread;
 namespace Pakmart
 {
 
+// Calls `work` in a thread that belongs to nobody, and then `done` from the event loop, unless
+// `context` is gone by then.
+void RunBeside(QObject* context, const std::function<void()>& work,
+               const std::function<void()>& done);
+
+// The same for one who needs an end to it: one piece of work at a time, which can be cancelled.
 class Beside : public QObject
 {
     Q_OBJECT
