@@ -3,8 +3,8 @@
 
 #include "host/models/historymodel.h"
 
-#include "host/models/aptlog.h"
 #include "host/beside.h"
+#include "host/models/aptlog.h"
 #include "host/models/pathwatch.h"
 #include "util/paths.h"
 
