@@ -67,3 +67,10 @@ std::string AddressText(const sockaddr_storage& address)
         inet_ntop(AF_INET, v4.data(), text.data(), text.size());
     return text.data();
 }
+
+bool IsAddress(const std::string& text)
+{
+    std::array<unsigned char, sizeof(in6_addr)> bytes;
+    return inet_pton(AF_INET, text.c_str(), bytes.data()) == 1
+        || inet_pton(AF_INET6, text.c_str(), bytes.data()) == 1;
+}

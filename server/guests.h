@@ -32,3 +32,6 @@ private:
 
 // The address as people write it.
 std::string AddressText(const sockaddr_storage& address);
+
+// True for the number of an address, as AddressText writes it.
+bool IsAddress(const std::string& text);

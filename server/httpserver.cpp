@@ -152,17 +152,19 @@ std::unique_ptr<Transport> HttpServer::MakeTransport(Descriptor socket) const
 std::unique_ptr<Conversation> HttpServer::Welcome(Descriptor socket,
                                                   const sockaddr_storage& address)
 try {
-    std::shared_ptr<void> place = m_guests.Admit(address);
-    if (!place) {
+    std::string text = AddressText(address);
+    const bool isProxy = text == m_options.proxy;
+    std::shared_ptr<void> place = isProxy ? nullptr : m_guests.Admit(address);
+    if (!isProxy && !place) {
         if (!m_tls)
             TurnAway(socket);
         if (m_log)
-            m_log->Add(AddressText(address), {}, tooMany, 0);
+            m_log->Add(text, {}, tooMany, 0);
         return nullptr;
     }
     WaitBriefly(socket);
     return std::make_unique<Conversation>(MakeTransport(std::move(socket)), std::move(place),
-                                          AddressText(address),
+                                          std::move(text),
                                           [this](const Conversation& ended) { Log(ended); });
 } catch (const std::bad_alloc&) {
     return nullptr;
@@ -180,6 +182,19 @@ void HttpServer::GoOn(std::unique_ptr<Conversation> conversation)
     }
 }
 
+// A proxy adds the client that it has seen at the end; what is before that, anybody may have
+// written.
+std::string HttpServer::ClientOf(const Conversation& conversation) const
+{
+    const HttpRequest& request = conversation.Request();
+    const char header[] = "X-Forwarded-For";
+    if (conversation.Address() != m_options.proxy || request.Count(header) != 1)
+        return conversation.Address();
+    const std::string clients = request.Header(header);
+    const std::string last = clients.substr(clients.find_last_of(", ") + 1);
+    return IsAddress(last) ? last : conversation.Address();
+}
+
 void HttpServer::Log(const Conversation& conversation) const
 {
     const HttpRequest& request = conversation.Request();
@@ -187,7 +202,7 @@ void HttpServer::Log(const Conversation& conversation) const
         std::cerr << request.method + ' ' + Quoted(request.target) + ' '
                 + std::to_string(conversation.Status()) + '\n';
     if (m_log && conversation.Status() != 0)
-        m_log->Add(conversation.Address(), request, conversation.Status(), conversation.BodySent());
+        m_log->Add(ClientOf(conversation), request, conversation.Status(), conversation.BodySent());
 }
 
 // The address of the server as this client sees it.

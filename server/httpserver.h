@@ -47,6 +47,7 @@ private:
     std::unique_ptr<Conversation> Welcome(Descriptor socket, const sockaddr_storage& address);
     std::unique_ptr<Transport> MakeTransport(Descriptor socket) const;
     void GoOn(std::unique_ptr<Conversation> conversation);
+    std::string ClientOf(const Conversation& conversation) const;
     void Log(const Conversation& conversation) const;
     void Handle(const HttpRequest& request, HttpReply& reply);
     void CallFunction(const std::string& path, const std::string& query, const HttpRequest& request,

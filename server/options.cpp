@@ -4,6 +4,7 @@
 #include "options.h"
 
 #include "base/text.h"
+#include "guests.h"
 
 #include <algorithm>
 #include <getopt.h>
@@ -41,7 +42,10 @@ Options:
       --origin NAME      the store's name in what is signed (Pakmart)
       --connections-per-address NUMBER
                          connections that a client's address may have at a
-                         time (256); 0 for any number, as behind a proxy
+                         time (256); 0 for any number
+      --proxy ADDRESS    requests from this address come from a proxy: their
+                         number is its concern, and the log names the client
+                         that it names in X-Forwarded-For
       --certificate FILE, --key FILE
                          serve over HTTPS, with this certificate (and those of
                          its issuers after it) and its private key, in PEM
@@ -100,6 +104,11 @@ bool TakeOption(int letter, const std::string& value, ServerOptions& options, st
         options.perAddress = int(PositiveNumber(value));
         if (options.perAddress == 0 && value != "0")
             error = "a number of connections is 0 or more, not " + Quoted(value);
+        break;
+    case 'P':
+        options.proxy = value;
+        if (!IsAddress(value))
+            error = "a proxy has an address such as 127.0.0.1, not " + Quoted(value);
         break;
     case 'T':
     case 'K':
@@ -162,6 +171,7 @@ bool ParseOptions(int argc, char** argv, ServerOptions& options, int& status)
                                     { "sign", required_argument, nullptr, 's' },
                                     { "origin", required_argument, nullptr, 'O' },
                                     { "connections-per-address", required_argument, nullptr, 'C' },
+                                    { "proxy", required_argument, nullptr, 'P' },
                                     { "certificate", required_argument, nullptr, 'T' },
                                     { "key", required_argument, nullptr, 'K' },
                                     { "access-log", required_argument, nullptr, 'A' },

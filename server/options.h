@@ -14,6 +14,7 @@ struct ServerOptions {
     std::string signKey; // the file of the secret key; empty: nothing is signed
     std::string origin = "Pakmart"; // the name of the store in what is signed
     int port = 8080; // 0: a free one
+    std::string proxy; // the address of the proxy in front of the server; empty: none
     int perAddress = 256; // connections of a client's address; 0: any number
     std::string certificate; // of the server, for HTTPS; empty: HTTP
     std::string key; // of the certificate
