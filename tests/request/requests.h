@@ -52,7 +52,7 @@ public:
                     record.failureBeforeEnd
                         = record.events.filter(QStringLiteral("complete")).isEmpty();
                 });
-        connect(this, &CAPI::APIComplete, qApp, [&record](bool succeeded) {
+        connect(this, &CAPI::APIComplete, QCoreApplication::instance(), [&record](bool succeeded) {
             record.events << QLatin1String("complete ") + QString::number(succeeded);
         });
     }

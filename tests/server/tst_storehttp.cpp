@@ -536,6 +536,75 @@ private slots:
         QVERIFY(later.receive().startsWith("HTTP/1.1 200 "));
     }
 
+    // Its connections are those of many clients, and each request is logged with its own.
+    void aProxyIsNotLimitedAndNamesItsClients_data()
+    {
+        QTest::addColumn<QByteArray>("headers");
+        QTest::addColumn<QByteArray>("client");
+        const auto row = [](const char* name, const char* headers, const char* client) {
+            QTest::newRow(name) << QByteArray(headers) << QByteArray(client);
+        };
+        row("one", "X-Forwarded-For: 192.0.2.7\r\n", "192.0.2.7");
+        row("IPv6", "x-forwarded-for: 2001:db8::7\r\n", "2001:db8::7");
+        row("the last one", "X-Forwarded-For: 10.0.0.1, 192.0.2.8\r\n", "192.0.2.8");
+        row("without a blank", "X-Forwarded-For: 10.0.0.1,192.0.2.9\r\n", "192.0.2.9");
+        row("none", "", "127.0.0.2");
+        row("a name", "X-Forwarded-For: client.example\r\n", "127.0.0.2");
+        row("with a port", "X-Forwarded-For: 192.0.2.7:80\r\n", "127.0.0.2");
+        row("nothing behind the comma", "X-Forwarded-For: 192.0.2.7,\r\n", "127.0.0.2");
+        row("two headers", "X-Forwarded-For: 192.0.2.7\r\nX-Forwarded-For: 192.0.2.8\r\n",
+            "127.0.0.2");
+    }
+    void aProxyIsNotLimitedAndNamesItsClients()
+    {
+        QFETCH(QByteArray, headers);
+        QFETCH(QByteArray, client);
+        const QString file = path("proxy.log");
+        QFile::remove(file);
+        const ServerProcess server(path("store"),
+                                   { QStringLiteral("--connections-per-address"),
+                                     QStringLiteral("1"), QStringLiteral("--proxy"),
+                                     QStringLiteral("127.0.0.2"), QStringLiteral("--access-log"),
+                                     file });
+        QVERIFY(server.isRunning());
+        const QByteArray request
+            = "GET /getagentapi.php HTTP/1.1\r\nHost: a\r\n" + headers + "\r\n";
+        const auto lines = [&file](int count) {
+            QFile log(file);
+            QList<QByteArray> all;
+            for (int tries = 0; tries < 600 && all.size() != count + 1; ++tries) {
+                QTest::qWait(tries > 0 ? 100 : 0);
+                log.close();
+                all = log.open(QIODevice::ReadOnly) ? log.readAll().split('\n') : all;
+            }
+            return all;
+        };
+        const RawClient other(server.port(), 3); // is not the proxy, whatever it says
+        QVERIFY(other.send(request));
+        QVERIFY(other.receive().startsWith("HTTP/1.1 200 "));
+        QVERIFY2(lines(1).value(0).startsWith("127.0.0.3 - - ["), lines(1).value(0));
+        const RawClient first(server.port(), 2), second(server.port(), 2);
+        for (const RawClient* one : { &first, &second })
+            QVERIFY(one->send(request.left(5)));
+        for (const RawClient* one : { &second, &first }) {
+            QVERIFY(one->send(request.mid(5)));
+            QVERIFY(one->receive().startsWith("HTTP/1.1 200 "));
+        }
+        const QList<QByteArray> all = lines(3);
+        QCOMPARE(all.size(), 4);
+        for (const QByteArray& line : all.mid(1, 2))
+            QVERIFY2(line.startsWith(client + " - - ["), line);
+    }
+    void aProxyIsAnAddress()
+    {
+        const ServerProcess::Result result = ServerProcess::run(
+            { QStringLiteral("--proxy"), QStringLiteral("proxy.example"), path("store") });
+        QCOMPARE(result.status, 2);
+        QVERIFY2(result.err.startsWith("pakmart-storeserver: a proxy has an address such as "
+                                       "127.0.0.1, not 'proxy.example'\n"),
+                 result.err);
+    }
+
     // A client that takes a little all the time is served to the end, one that takes next to
     // nothing is not.
     void aReplyHasToBeTaken()
