@@ -34,6 +34,7 @@ namespace
 const std::size_t threadCount = 32; // of each of the two kinds
 const int mostPending = 1024; // connections that are not accepted yet
 const std::size_t mostConnections = 2048;
+const std::size_t mostWeight = 256 * 1024 * 1024; // bytes of replies that clients wait for
 const std::size_t fewestConnections = 64; // even if the system gives few descriptors
 const std::size_t otherDescriptors = 256;
 const int tooMany = 429;
@@ -79,7 +80,7 @@ std::size_t MostConnections()
 HttpServer::HttpServer(Store& store, const ServerOptions& options, SignedPool* signedPool,
                        AccessLog* log)
     : m_store(store), m_signedPool(signedPool), m_log(log), m_options(options),
-      m_guests(std::size_t(options.perAddress)), m_waiting(MostConnections())
+      m_guests(std::size_t(options.perAddress)), m_waiting(MostConnections(), mostWeight)
 {
     if (!options.certificate.empty())
         m_tls.emplace(options.certificate, options.key);

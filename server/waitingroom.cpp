@@ -18,7 +18,6 @@ using Agent::Descriptor;
 namespace
 {
 
-const std::size_t mostWeight = 256 * 1024 * 1024; // bytes
 const std::chrono::milliseconds endPause(20);
 
 bool Watch(const Descriptor& epoll, int action, int fd, std::uint32_t events)
@@ -32,8 +31,8 @@ bool Watch(const Descriptor& epoll, int action, int fd, std::uint32_t events)
 } // namespace
 
 // The timer wakes one thread at a time, the end wakes all.
-WaitingRoom::WaitingRoom(std::size_t most)
-    : m_most(most), m_epoll(epoll_create1(EPOLL_CLOEXEC)),
+WaitingRoom::WaitingRoom(std::size_t most, std::size_t mostWeight)
+    : m_most(most), m_mostWeight(mostWeight), m_epoll(epoll_create1(EPOLL_CLOEXEC)),
       m_timer(timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC)),
       m_end(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)), m_alarm(Conversation::Clock::time_point::max())
 {
@@ -64,7 +63,7 @@ void WaitingRoom::Park(std::unique_ptr<Conversation> conversation, Conversation:
 
 void WaitingRoom::MakeRoom()
 {
-    while (m_order.size() > m_most || (m_weight > mostWeight && m_order.size() > 1))
+    while (m_order.size() > m_most || (m_weight > m_mostWeight && m_order.size() > 1))
         Take(m_order.begin()->second);
 }
 

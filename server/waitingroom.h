@@ -19,9 +19,9 @@
 class WaitingRoom
 {
 public:
-    // At most `most` conversations, and 256 MB of their replies. Throws StoreError if the
-    // system refuses what it takes.
-    explicit WaitingRoom(std::size_t most);
+    // At most `most` conversations, and `mostWeight` bytes of their replies. Throws StoreError
+    // if the system refuses what it takes.
+    WaitingRoom(std::size_t most, std::size_t mostWeight);
 
     // Keeps it until its client has done what it `wants`, or its time is over.
     void Park(std::unique_ptr<Conversation> conversation, Conversation::Wants wants);
@@ -41,7 +41,7 @@ private:
     void SetTimer();
     bool IsOver();
 
-    const std::size_t m_most;
+    const std::size_t m_most, m_mostWeight;
     Agent::Descriptor m_epoll;
     Agent::Descriptor m_timer;
     Agent::Descriptor m_end;
