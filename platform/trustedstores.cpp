@@ -25,22 +25,6 @@ namespace
 const char storesFolder[] = "/etc/pakmart/stores.d";
 constexpr off_t largestFile = 1024 * 1024;
 
-std::string Trimmed(const std::string& text)
-{
-    const auto first = text.find_first_not_of(" \t\r");
-    const auto last = text.find_last_not_of(" \t\r");
-    return first == std::string::npos ? std::string() : text.substr(first, last - first + 1);
-}
-
-std::vector<std::string> Words(const std::string& text)
-{
-    std::istringstream input(text);
-    std::vector<std::string> words;
-    for (std::string word; input >> word;)
-        words.push_back(word);
-    return words;
-}
-
 std::string WithoutSlash(std::string uri)
 {
     while (!uri.empty() && uri.back() == '/')
@@ -174,7 +158,7 @@ std::vector<std::string> AddressesIn(const std::string& sourcesList)
     const ssize_t count = file ? read(file.Get(), text.data(), text.size()) : 0;
     std::istringstream lines(text.substr(0, count > 0 ? std::size_t(count) : 0));
     for (std::string line; std::getline(lines, line);) {
-        const std::vector<std::string> words = Words(line.substr(0, line.find('#')));
+        const std::vector<std::string> words = WordsIn(line.substr(0, line.find('#')));
         if (words.empty())
             continue;
         const std::string uri = words[0] == "deb" && words.size() > 2 ? words[1] : line;

@@ -17,27 +17,11 @@ const char storeSettingsFile[] = "/etc/pakmart/settings";
 namespace
 {
 
-std::string Trimmed(const std::string& text)
-{
-    const auto first = text.find_first_not_of(" \t\r");
-    const auto last = text.find_last_not_of(" \t\r");
-    return first == std::string::npos ? std::string() : text.substr(first, last - first + 1);
-}
-
-std::vector<std::string> Words(const std::string& text)
-{
-    std::istringstream input(text);
-    std::vector<std::string> words;
-    for (std::string word; input >> word;)
-        words.push_back(word);
-    return words;
-}
-
 void TakeSetting(const std::string& name, const std::string& value, StoreSettings& settings)
 {
     const int number = PositiveNumber(value);
     if (name == "AllowUnsigned" && value != "no")
-        settings.allowUnsigned = Words(value);
+        settings.allowUnsigned = WordsIn(value);
     else if (name == "MaxAgeDays" && number != 0)
         settings.maxAge = std::time_t(number) * 24 * 60 * 60;
     else if (name == "StallSeconds" && number != 0)

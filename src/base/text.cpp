@@ -5,7 +5,9 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <iterator>
 #include <limits>
+#include <sstream>
 
 namespace Agent
 {
@@ -31,6 +33,19 @@ bool IsMadeOf(std::string_view text, bool (*is)(char), std::string_view others)
     return !text.empty() && std::all_of(text.begin(), text.end(), [=](char c) {
         return is(c) || others.find(c) != std::string_view::npos;
     });
+}
+
+std::string Trimmed(const std::string& text)
+{
+    const auto first = text.find_first_not_of(" \t\r");
+    const auto last = text.find_last_not_of(" \t\r");
+    return first == std::string::npos ? std::string() : text.substr(first, last - first + 1);
+}
+
+std::vector<std::string> WordsIn(const std::string& text)
+{
+    std::istringstream input(text);
+    return { std::istream_iterator<std::string>(input), std::istream_iterator<std::string>() };
 }
 
 std::int32_t LeadingNumber(const std::string& text)

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace Agent
 {
@@ -51,6 +52,12 @@ inline bool BeginsWith(std::string_view text, std::string_view prefix)
 
 // Whether the text is not empty and holds only characters that `is` accepts, and `others`.
 bool IsMadeOf(std::string_view text, bool (*is)(char), std::string_view others);
+
+// Without the blanks, tabs and carriage returns at both ends.
+std::string Trimmed(const std::string& text);
+
+// What blanks, tabs and line ends separate.
+std::vector<std::string> WordsIn(const std::string& text);
 
 // The decimal number at the beginning of `text`: blanks, a sign, digits; the rest is
 // ignored. 0 when there is none. A number that does not fit becomes the nearest one

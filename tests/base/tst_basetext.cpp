@@ -72,6 +72,17 @@ private slots:
 
     // -- numbers and escapes
 
+    void wordsHaveNoBlanksAroundThem()
+    {
+        QCOMPARE(Trimmed(" \t a b\r"), std::string("a b"));
+        QCOMPARE(Trimmed("a"), std::string("a"));
+        QCOMPARE(Trimmed("\na"), std::string("\na"));
+        QCOMPARE(Trimmed(" \t\r"), std::string());
+        QCOMPARE(Trimmed(""), std::string());
+        QVERIFY((WordsIn("  a\tb\r\nc ") == std::vector<std::string>{ "a", "b", "c" }));
+        QVERIFY(WordsIn(" ").empty());
+    }
+
     void leadingNumbers()
     {
         QCOMPARE(LeadingNumber(" 12 kB"), 12);
