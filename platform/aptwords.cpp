@@ -145,3 +145,9 @@ std::string AptSettings(const std::string& root, bool ownSources, int statusFd,
         // Undoes the machine's settings that exclude paths.
         + Setting("DPkg::Options::", "--path-include=/*");
 }
+
+std::string SimulationSettings(const std::string& root, bool ownSources, int statusFd,
+                               const std::string& statusFile)
+{
+    return AptSettings(root, ownSources, statusFd, statusFile) + Setting("Dir::Log::Planner", "");
+}

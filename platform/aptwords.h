@@ -53,5 +53,10 @@ bool AllInstalled(const Arguments& arguments, const DpkgStatus& status);
 std::string AptSettings(const std::string& root, bool ownSources, int statusFd,
                         const std::string& statusFile = std::string());
 
+// The same for a simulation: without the planner's log, which apt writes in place of that of the
+// last change, and which takes half of the simulation's time.
+std::string SimulationSettings(const std::string& root, bool ownSources, int statusFd,
+                               const std::string& statusFile);
+
 // Whether that text can contain a path.
 bool CanBeQuoted(const std::string& path);

@@ -159,18 +159,14 @@ void ReadStatus(const std::string& root, PackagePlan& plan)
     for (PlannedChange& change : plan.Changes())
         changes[change.name] = &change;
     std::ifstream text(root + "/var/lib/dpkg/status");
-    PackageFields record;
-    for (bool more = true; more;) {
-        std::string line;
-        more = bool(std::getline(text, line));
-        NoteField(line, record);
-        if (!line.empty())
+    for (Agent::StatusStanza stanza; stanza.Read(text);) {
+        const auto found = changes.find(stanza.Key());
+        if (found == changes.end())
             continue;
-        const auto found
-            = changes.find(Agent::PackageKey(record["Package"], record["Architecture"]));
-        if (found != changes.end())
-            found->second->before = record;
-        record.clear();
+        PackageFields record;
+        for (const std::string& line : stanza.lines)
+            NoteField(line, record);
+        found->second->before = record;
     }
 }
 
@@ -206,8 +202,9 @@ int Simulate(const std::vector<std::string>& words, const Arguments& arguments,
              const std::string& root, const StatusView& view, SimulationReader& reader)
 {
     Child child;
-    if (!child.Start(words, AptSettings(root, arguments.ownSources, Child::statusFd, view.File()),
-                     root)) {
+    const std::string settings
+        = SimulationSettings(root, arguments.ownSources, Child::statusFd, view.File());
+    if (!child.Start(words, settings, root)) {
         reader.Take("E: Unable to start apt-get");
         return aptFailure;
     }

@@ -115,10 +115,14 @@ bool LacksAnother(const StatusStanza& stanza, const DpkgStatus& status, const st
 Packages BrokenPackages(const std::string& file, const DpkgStatus& status)
 {
     Packages broken;
+    bool anyUnpacked = false;
     for (const auto& [name, state] : status.All()) {
+        anyUnpacked = anyUnpacked || state.status == "unpacked";
         if (IsBroken(state))
             broken[name] = state;
     }
+    if (!anyUnpacked)
+        return broken;
     std::ifstream text(file);
     for (StatusStanza stanza; stanza.Read(text);) {
         const std::string key = stanza.Key();

@@ -30,8 +30,10 @@ std::string Settings(const Arguments& arguments, const std::string& root, const 
 bool NothingIsLeft(const Arguments& arguments, const DpkgStatus& now, const std::string& root)
 {
     const StatusView view(arguments, now, DpkgFolder(root), false);
+    const std::string settings
+        = SimulationSettings(root, arguments.ownSources, Child::statusFd, view.File());
     Child child;
-    if (!child.Start(SimulationWords(arguments), Settings(arguments, root, view), root))
+    if (!child.Start(SimulationWords(arguments), settings, root))
         return false;
     bool left = false;
     const int status = child.Read(

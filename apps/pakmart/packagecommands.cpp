@@ -37,7 +37,7 @@ QMap<QString, Agent::StatusStanza> ReadStanzas()
     QMap<QString, Agent::StatusStanza> stanzas;
     const DpkgStatus status = ReadDpkgStatus();
     std::ifstream file(Agent::SystemPath(std::string("/var/lib/dpkg/status")));
-    for (Agent::StatusStanza stanza; stanza.Read(file); stanza = Agent::StatusStanza()) {
+    for (Agent::StatusStanza stanza; stanza.Read(file);) {
         const std::string key = stanza.Key();
         if (!key.empty() && !status.Of(key).IsGone())
             stanzas[QString::fromStdString(key)] = stanza;

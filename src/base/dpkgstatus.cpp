@@ -60,15 +60,19 @@ std::string PackageKey(const std::string& name, const std::string& architecture)
 
 bool StatusStanza::Read(std::istream& text)
 {
-    lines.clear();
-    std::string line;
-    while (std::getline(text, line)) {
-        if (!line.empty())
-            lines.push_back(line);
-        else if (!lines.empty())
+    std::size_t count = 0; // the lines of the stanza before are written over
+    while (true) {
+        if (count == lines.size())
+            lines.emplace_back();
+        if (!std::getline(text, lines[count]))
+            break;
+        if (!lines[count].empty())
+            ++count;
+        else if (count > 0)
             break;
     }
-    return !lines.empty();
+    lines.resize(count);
+    return count > 0;
 }
 
 std::string StatusStanza::Field(std::string_view name) const

@@ -671,6 +671,38 @@ private slots:
         QVERIFY2(done.status == 0 && m_shop.isInstalled("app", "3.0"), done.output);
     }
 
+    // Making it takes longer than all else with a large store.
+    void aptsCacheIsMadeOnceForTheSameLists()
+    {
+        begin(false);
+        m_shop.offer();
+        const QStringList words{ QStringLiteral("-yp"), QStringLiteral("--trusted-stores"),
+                                 QStringLiteral("--plan"), QStringLiteral("install"),
+                                 QStringLiteral("app") };
+        const auto version = [&words] {
+            const QByteArray plan = SignedShop::run(words).output;
+            const auto at = plan.indexOf("New-Version: ");
+            return at < 0 ? QByteArray() : plan.mid(at, plan.indexOf('\n', at) - at);
+        };
+        const QString cache = QString::fromLocal8Bit(qgetenv("PAKMART_SYSROOT"))
+            + QStringLiteral("/var/cache/apt/pkgcache.bin");
+        const auto made = [&cache] { return QFileInfo(cache).lastModified(); };
+        const QByteArray first = version();
+        QVERIFY(!first.isEmpty());
+        const QDateTime before = made().addSecs(-10);
+        QFile file(cache); // apt compares whole seconds
+        QVERIFY(file.open(QIODevice::ReadWrite)
+                && file.setFileTime(before, QFileDevice::FileModificationTime));
+        file.close();
+        QCOMPARE(version(), first);
+        QCOMPARE(made(), before);
+        m_shop.add({ "app", "3.0" });
+        m_shop.offer();
+        m_shop.muchLater();
+        QCOMPARE(version(), QByteArray("New-Version: 3.0"));
+        QVERIFY(made() != before);
+    }
+
     void aDisabledStoreIsNotTrusted()
     {
         m_shop.trust("Release-Suite: r\nEnabled: no\n");

@@ -698,6 +698,21 @@ private slots:
         QCOMPARE(state("lib"), QByteArray("install ok installed"));
     }
 
+    // apt's log of the order of packages is that of the last change.
+    void aPlanLeavesThePlannersLogAlone()
+    {
+        const QString log = m_root + QStringLiteral("/var/log/apt/eipp.log.xz");
+        add({ "app" });
+        add({ "other" });
+        QCOMPARE(install({ QStringLiteral("app") }).status, 0);
+        QVERIFY(QFile::remove(log));
+        const Result plan = run(
+            words({ QStringLiteral("-yp"), QStringLiteral("--plan"), QStringLiteral("install") },
+                  { QStringLiteral("other") }));
+        QVERIFY(plan.lines.contains(QStringLiteral("Package: other")));
+        QVERIFY(!QFile::exists(log));
+    }
+
     void anExpectedPlanBeginsWithWhatDpkgLeft_data()
     {
         QTest::addColumn<QStringList>("command");
