@@ -82,6 +82,12 @@ void CommitSteps::takeTurn()
 // that in the same run.
 void CommitSteps::finishInterrupted()
 {
+    m_planning = std::make_unique<PlanRun>(m_plan.request);
+    if (m_isShown && m_planning->recall()) {
+        if (!endsEarly())
+            onPlan();
+        return;
+    }
     if (m_plan.request.kind == Request::Repair || onlyDownloads || !Agent::MayChangePackages()) {
         makePlan();
         return;

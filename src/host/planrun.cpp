@@ -4,12 +4,14 @@
 #include "host/planrun.h"
 
 #include "base/packagename.h"
+#include "host/planground.h"
 #include "host/planreader.h"
 #include "host/privatetreepaths.h"
 #include "host/statusbeside.h"
 #include "install/privatetree.h"
 
 #include <QCoreApplication>
+#include <QElapsedTimer>
 #include <QTimer>
 #include <algorithm>
 
@@ -105,6 +107,23 @@ bool IsInvalid(const QString& name)
     return !Agent::IsPackageWord(name.toStdString());
 }
 
+// A plan, and what it was made from.
+struct MadePlan {
+    QStringList words;
+    QByteArray ground;
+    QElapsedTimer age;
+    Plan plan;
+    QString details;
+    SharedStatus status;
+};
+
+// The last one of this process; null if it cannot be used again.
+std::unique_ptr<MadePlan>& LastPlan()
+{
+    static std::unique_ptr<MadePlan> last;
+    return last;
+}
+
 } // namespace
 
 bool NeedsSetup(const Agent::PackageState& state)
@@ -158,6 +177,34 @@ void PlanRun::start()
     });
 }
 
+bool PlanRun::recall()
+{
+    constexpr int longest = 60000; // milliseconds
+    const std::unique_ptr<MadePlan> last = std::move(LastPlan());
+    if (!last || last->words != PlanningWords(m_plan.request) || last->age.hasExpired(longest)
+        || !ListsStayAsTheyAre() || GroundOfPlans() != last->ground)
+        return false;
+    m_plan = last->plan;
+    m_details = last->details;
+    m_status = last->status;
+    return true;
+}
+
+// A repair begins with what dpkg's status says, and so does everything if dpkg was interrupted.
+void PlanRun::remember() const
+{
+    LastPlan().reset();
+    const bool isWhole
+        = m_failure.code == Error::NoError && m_status && !m_status->WasInterrupted();
+    if (!isWhole || m_plan.request.kind == Request::Repair || m_ground.isEmpty()
+        || GroundOfPlans() != m_ground)
+        return;
+    QElapsedTimer age;
+    age.start();
+    LastPlan() = std::make_unique<MadePlan>(
+        MadePlan{ m_words, m_ground, age, m_plan, m_details, m_status });
+}
+
 void PlanRun::stop()
 {
     if (m_run)
@@ -195,6 +242,8 @@ Failure PlanRun::faultOfRequest() const
 void PlanRun::begin()
 {
     const Request& request = m_plan.request;
+    m_words = PlanningWords(request);
+    m_ground = GroundOfPlans();
     const bool repairs = request.kind == Request::Repair;
     const bool removes = request.kind == Request::Install && !request.removals.isEmpty();
     const bool isNothing = request.kind == Request::SystemUpdate && request.packages.isEmpty();
@@ -362,6 +411,7 @@ void PlanRun::noteRemovals()
 void PlanRun::finish(const Failure& failure)
 {
     m_failure = failure;
+    remember();
     emit ended();
 }
 

@@ -33,6 +33,9 @@ public:
 
     // Ends with `ended`, from the event loop.
     void start();
+    // Takes the last plan of this process in place of a run, if that was for the same words and
+    // nothing has changed since from which it was made.
+    bool recall();
     // Asks the simulation to end.
     void stop();
 
@@ -60,11 +63,14 @@ private:
     void noteMissing();
     void noteSetups();
     void noteRemovals();
+    void remember() const;
     void finish(const Failure& failure);
 
     Plan m_plan;
     Failure m_failure;
     QString m_details;
+    QStringList m_words; // of the request, before anything was found out about it
+    QByteArray m_ground; // when the run began
     QStringList m_warnings;
     QList<PlanRow> m_unconfigured; // of a repair: what dpkg sets up before anything else
     std::unique_ptr<ToolRun> m_run;

@@ -11,10 +11,12 @@
 #include "tests/common/pulse.h"
 #include "tests/host/repository.h"
 
+#include <QDateTime>
 #include <QEventLoop>
 #include <QSignalSpy>
 #include <QTcpSocket>
 #include <QtTest>
+#include <algorithm>
 #include <fcntl.h>
 
 class HostMachine : public Repository
@@ -37,6 +39,42 @@ public:
         server.answer(pathOf(package), [](QTcpSocket*, const QByteArray&) {});
     }
     bool isFetching(const Package& package) const { return server.asked.contains(pathOf(package)); }
+    // Puts a front end in place that notes its command lines.
+    void noteRuns() const
+    {
+        QFile program(root + QStringLiteral("/usr/bin/vos-apt-get"));
+        program.remove(); // a link
+        if (!program.open(QIODevice::WriteOnly))
+            qFatal("no front end");
+        program.write("#!/bin/sh\necho \"$*\" >> '" + QFile::encodeName(runs())
+                      + "'\nexec '" VOS_APT_GET "' \"$@\"\n");
+        program.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        QFile::remove(runs());
+    }
+    // The number of these lines that have the words in them.
+    int runsWith(const char* words) const
+    {
+        QFile file(runs());
+        if (!file.open(QIODevice::ReadOnly))
+            return 0;
+        const QList<QByteArray> lines = file.readAll().split('\n');
+        return int(std::count_if(lines.begin(), lines.end(),
+                                 [words](const QByteArray& one) { return one.contains(words); }));
+    }
+    // A file of the machine, or below "/home", gets an empty line more, that many seconds ago.
+    void addEmptyLine(const QString& path, int age) const
+    {
+        const QString home = QStringLiteral("/home");
+        const QString file
+            = path.startsWith(home) ? QDir::homePath() + path.mid(home.size()) : root + path;
+        QDir().mkpath(QFileInfo(file).path());
+        QFile opened(file);
+        if (!opened.open(QIODevice::Append) || opened.write("\n") != 1 || !opened.flush()
+            || (age != 0
+                && !opened.setFileTime(QDateTime::currentDateTime().addSecs(-age),
+                                       QFileDevice::FileModificationTime)))
+            qFatal("%s cannot be written", qPrintable(file));
+    }
     // Holds dpkg's lock, as another package tool does, until the descriptor is closed.
     int lockDpkg() const
     {
@@ -48,6 +86,9 @@ public:
         lock.l_whence = SEEK_SET;
         return fcntl(fd, F_SETLK, &lock) == 0 ? fd : -1;
     }
+
+private:
+    QString runs() const { return root + QStringLiteral("/tmp/runs"); }
 };
 
 // What a job emits, in words; outlives the job.

@@ -411,6 +411,66 @@ private slots:
         QCOMPARE(HostMachine::has("app"), QByteArray("install ok installed 2.0"));
     }
 
+    // The plan that was shown is made again before it is carried out, unless nothing has changed
+    // from which it was made.
+    void aPlanIsMadeAgainAfterAChange_data()
+    {
+        QTest::addColumn<QString>("file");
+        QTest::addColumn<int>("age"); // in seconds
+        QTest::addColumn<int>("plans");
+        const auto row = [](const char* name, const char* file, int plans, int age = 0) {
+            QTest::newRow(name) << QString::fromLatin1(file) << age << plans;
+        };
+        row("nothing", "", 1);
+        row("something else", "/var/lib/dpkg/available", 1);
+        row("status", "/var/lib/dpkg/status", 2);
+        row("architectures", "/var/lib/dpkg/arch", 2);
+        row("what dpkg left", "/var/lib/dpkg/updates/tmp.i", 2);
+        row("marks", "/var/lib/apt/extended_states", 2);
+        row("settings", "/etc/apt/apt.conf.d/99more", 2);
+        row("settings in one file", "/etc/apt/apt.conf", 2);
+        row("preferences", "/etc/apt/preferences.d/more", 2);
+        row("the machine's lists", "/var/lib/apt/lists/more", 2);
+        row("lists of stores", "/var/lib/pakmart/stores/lists/more", 2);
+        row("trusted stores", "/etc/pakmart/stores.d/more.sources", 2);
+        row("keys", "/etc/pakmart/keys/more.gpg", 2);
+        row("settings of stores", "/etc/pakmart/settings", 2);
+        row("sources", "/home/.vos-apt-get/deps/apt/vos-sources.list", 2);
+        row("lists", "/home/.vos-apt-get/deps/lists/more", 2);
+        row("a store looked at now", "/var/lib/pakmart/stores/lists.checked/s", 1);
+        row("a store looked at before", "/var/lib/pakmart/stores/lists.checked/s", 2, 250);
+        row("a clock that was put back", "/var/lib/pakmart/stores/lists.checked/s", 2, -100);
+    }
+    void aPlanIsMadeAgainAfterAChange()
+    {
+        QFETCH(QString, file);
+        QFETCH(int, age);
+        QFETCH(int, plans);
+        m_machine->add({ "app" });
+        m_machine->add({ "lib" });
+        QCOMPARE(outcomeOf<InstallJob>("lib"), QStringLiteral("none"));
+        m_machine->noteRuns();
+        const Plan shown = prepare(Request::Install, "app");
+        if (!file.isEmpty())
+            m_machine->addEmptyLine(file, age);
+        JobWatch watch(new CommitJob(shown));
+        QCOMPARE(watch.outcome(), QStringLiteral("none"));
+        QCOMPARE(HostMachine::has("app"), QByteArray("install ok installed 1.0"));
+        QCOMPARE(m_machine->runsWith("--plan"), plans);
+        QCOMPARE(m_machine->runsWith("install app=1.0"), 1);
+    }
+
+    void onlyTheLastPlanIsKept()
+    {
+        m_machine->add({ "app" });
+        m_machine->noteRuns();
+        const Plan shown = prepare(Request::Install, "app");
+        prepare(Request::Remove, "app");
+        JobWatch watch(new CommitJob(shown));
+        QCOMPARE(watch.outcome(), QStringLiteral("none"));
+        QCOMPARE(m_machine->runsWith("--plan"), 3);
+    }
+
     void aPlanThatIsCarriedOutTwiceChangedToo()
     {
         m_machine->add({ "app" });
