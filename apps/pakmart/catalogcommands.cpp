@@ -127,6 +127,15 @@ void SayDetails(Console& display, CatalogScan& scan, const QString& installed)
         display.Say(QLatin1Char('\n') + Wrapped(description, display.Width(), 2));
 }
 
+// Its record is another one if an update has replaced the catalog meanwhile.
+bool GoTo(CatalogScan& scan, const Product& product)
+{
+    if (!scan.MoveTo(product.record) || scan.ServerSerialNumber() != product.serial)
+        scan.MoveTo(1);
+    while (scan.ServerSerialNumber() != product.serial && scan.Next()) { }
+    return scan.ServerSerialNumber() == product.serial;
+}
+
 } // namespace
 
 int CategoriesCommand(Console& display)
@@ -210,10 +219,9 @@ int ShowCommand(Console& display, const QStringList& names)
     QJsonArray all;
     int status = ExitDone;
     for (const QString& name : names) {
-        const int serial = FindProduct(display, name);
+        const Product product = FindProduct(display, name);
         CatalogScan scan;
-        while (serial > 0 && scan.Next() && scan.ServerSerialNumber() != serial) { }
-        if (serial <= 0 || scan.ServerSerialNumber() != serial) {
+        if (product.serial <= 0 || !GoTo(scan, product)) {
             status = ExitFailed;
             continue;
         }

@@ -6,7 +6,6 @@
 #include "base/packagename.h"
 #include "console.h"
 #include "outcome.h"
-#include "products.h"
 
 #include <QMap>
 #include <QVector>
@@ -27,6 +26,17 @@ bool IsNumber(const QString& name)
     });
 }
 
+// Whether a name of the catalog cannot be `wanted`, which has no capitals: most begin with another
+// letter. Other characters than those of ASCII may be written in several ways.
+bool BeginsOtherwise(const char* name, const QString& wanted)
+{
+    const auto isPlain = [](int c) { return c > ' ' && c < 0x7F; };
+    const int first = static_cast<unsigned char>(*name);
+    const int small = first >= 'A' && first <= 'Z' ? first - 'A' + 'a' : first;
+    const int other = wanted.isEmpty() ? 0 : wanted[0].unicode();
+    return isPlain(first) && isPlain(other) && small != other;
+}
+
 // The products that a name may mean: those with that number, or else that name, or else that
 // package. One in two categories counts once.
 QList<Product> Candidates(const QString& name)
@@ -34,15 +44,18 @@ QList<Product> Candidates(const QString& name)
     QMap<int, Product> named, packaged;
     CatalogScan scan;
     const bool isNumber = IsNumber(name);
+    const qlonglong number = name.toLongLong();
+    const QByteArray package = name.toUtf8();
     const QString wanted = name.simplified().toCaseFolded();
     while (scan && scan.Next()) {
-        if (isNumber && scan.ServerSerialNumber() == name.toLongLong())
+        if (isNumber && scan.ServerSerialNumber() == number)
             return { ProductOf(scan) };
         if (isNumber || scan.Hidden())
             continue;
-        if (QString::fromUtf8(scan.Name()).simplified().toCaseFolded() == wanted)
+        if (!BeginsOtherwise(scan.Name(), wanted)
+            && QString::fromUtf8(scan.Name()).simplified().toCaseFolded() == wanted)
             named[scan.ServerSerialNumber()] = ProductOf(scan);
-        if (QString::fromUtf8(scan.PackageName()) == name)
+        if (package == scan.PackageName())
             packaged[scan.ServerSerialNumber()] = ProductOf(scan);
     }
     return named.isEmpty() ? packaged.values() : named.values();
@@ -134,21 +147,21 @@ void SayUnknown(Console& console, const QString& name)
             QStringLiteral("similar to '%1': %2").arg(name, nearest.join(QStringLiteral(", "))));
 }
 
-int FindProduct(Console& console, const QString& name)
+Product FindProduct(Console& console, const QString& name)
 {
     const QList<Product> products = Candidates(name);
     if (products.size() == 1)
-        return products.first().serial;
+        return products.first();
     if (!products.isEmpty()) {
         SayCandidates(console, name, products);
-        return 0;
+        return Product();
     }
     console.Fail(QStringLiteral("unknown-product"),
                  IsNumber(name)
                      ? QStringLiteral("there is no product with the serial number %1").arg(name)
                      : QStringLiteral("there is no product with the name '%1'").arg(name));
     SayUnknown(console, name);
-    return 0;
+    return Product();
 }
 
 bool FindProducts(Console& console, const QStringList& names, Pakmart::Request& request)

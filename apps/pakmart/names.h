@@ -5,6 +5,8 @@
 
 #pragma once
 
+#include "products.h"
+
 #include <Pakmart/Plan>
 #include <QStringList>
 
@@ -19,8 +21,8 @@ bool FindProducts(Console& console, const QStringList& names, Pakmart::Request& 
 // that name.
 bool FindPackages(Console& console, const QStringList& names, QStringList& packages);
 
-// The number of the product that a name means; 0 after a complaint.
-int FindProduct(Console& console, const QString& name);
+// The product that a name means; one with the number 0 after a complaint.
+Product FindProduct(Console& console, const QString& name);
 
 // Names like one that nothing has, the most similar first; for the user.
 QStringList NearestNames(const QString& name);

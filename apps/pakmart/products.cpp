@@ -19,6 +19,7 @@ Product ProductOf(CatalogScan& scan)
     const auto line = [](const char* text) { return QString::fromUtf8(text).simplified(); };
     const std::string description = scan.Description();
     Product product;
+    product.record = scan.RecordNumber();
     product.serial = scan.ServerSerialNumber();
     product.name = line(scan.Name());
     product.package = line(scan.PackageName());

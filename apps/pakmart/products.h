@@ -19,6 +19,7 @@ class Console;
 // The fields of a product that one line of a list shows.
 struct Product {
     int serial = 0;
+    int record = 0; // in the catalog that it was read from
     QString name, package, version, category, summary; // each on one line
 };
 

@@ -21,6 +21,26 @@ namespace
 
 using Names = std::vector<std::string>;
 
+void SortNames(Names& names)
+{
+    std::sort(names.begin(), names.end());
+    names.erase(std::unique(names.begin(), names.end()), names.end());
+}
+
+// The names of one product. They are anywhere in the file, but a look at each record costs little
+// beside keeping all names.
+Names ReadDependenciesOf(std::int32_t product, RecordReader& records)
+{
+    Names names;
+    for (std::int32_t number = 1; number < records.Count(); ++number) {
+        const std::uint8_t* const record = records.Live(number);
+        if (record && GetInt32(record + Dependency::parent) == product)
+            names.emplace_back(GetText(record, Dependency::name));
+    }
+    SortNames(names);
+    return names;
+}
+
 // The names of all products by the numbers of their records.
 std::unordered_map<std::int32_t, Names> ReadDependencies(RecordReader& records)
 {
@@ -29,10 +49,8 @@ std::unordered_map<std::int32_t, Names> ReadDependencies(RecordReader& records)
         if (const std::uint8_t* const record = records.Live(number))
             all[GetInt32(record + Dependency::parent)].emplace_back(
                 GetText(record, Dependency::name));
-    for (auto& [parent, names] : all) {
-        std::sort(names.begin(), names.end());
-        names.erase(std::unique(names.begin(), names.end()), names.end());
-    }
+    for (auto& [parent, names] : all)
+        SortNames(names);
     return all;
 }
 
@@ -50,6 +68,7 @@ struct CatalogScan::Files {
     NotesReader notes;
     RecordReader dependencies;
     std::unordered_map<std::int32_t, Names> names;
+    std::int32_t firstAsked = 0; // the only product that `names` has, unless it has all
     bool hasNames = false;
 };
 
@@ -86,6 +105,13 @@ bool CatalogScan::Next()
     return false;
 }
 
+bool CatalogScan::MoveTo(std::int32_t number)
+{
+    const std::int32_t count = m_files->products ? m_files->products.Count() : 0;
+    m_number = number > 0 && number < count ? number - 1 : count;
+    return Next() && m_number == number;
+}
+
 std::string CatalogScan::Description()
 {
     const std::int32_t offset = GetInt32(m_record.data() + Catalog::noteOffset);
@@ -96,9 +122,15 @@ std::string CatalogScan::Description()
 
 std::vector<std::string> CatalogScan::Dependencies()
 {
-    if (!m_files->hasNames && m_files->dependencies)
-        m_files->names = ReadDependencies(m_files->dependencies);
-    m_files->hasNames = true;
+    const bool isFirst = m_files->firstAsked == 0 || m_files->firstAsked == m_number;
+    if (!m_files->hasNames && m_files->dependencies && m_number > 0) {
+        if (!isFirst)
+            m_files->names = ReadDependencies(m_files->dependencies);
+        else if (m_files->firstAsked == 0)
+            m_files->names[m_number] = ReadDependenciesOf(m_number, m_files->dependencies);
+        m_files->hasNames = !isFirst;
+        m_files->firstAsked = m_number;
+    }
     const auto found = m_files->names.find(m_number);
     return found != m_files->names.end() ? found->second : Names();
 }

@@ -50,10 +50,14 @@ public:
     /// The number of the product's record; 0 before the first product.
     std::int32_t RecordNumber() const { return m_number; }
 
+    /// Goes to the product with this record number, from which Next goes on. If it is gone, or
+    /// never was there: to the next one, and false.
+    bool MoveTo(std::int32_t number);
+
     /// Empty if the product has no description, or it cannot be read.
     std::string Description();
-    /// The names the product depends on, sorted, each once. The first call reads
-    /// those of all products.
+    /// The names the product depends on, sorted, each once. The first call looks for them in
+    /// the whole file; one for a second product keeps those of all products.
     std::vector<std::string> Dependencies();
 
 private:

@@ -117,6 +117,35 @@ private slots:
         QCOMPARE(files.writes, writes);
     }
 
+    void aProductIsReachedByItsRecord()
+    {
+        CCatalogFile file;
+        QVERIFY(file.Open());
+        for (int record = productCount; record >= 1; --record) {
+            CatalogScan scan;
+            QVERIFY(scan.MoveTo(record));
+            QVERIFY(file.GetRecord(record));
+            QCOMPARE(scan.RecordNumber(), record);
+            QCOMPARE(scan.Name(), file.Name());
+            QCOMPARE(QString::fromStdString(scan.Description()), file.Description());
+            for (int i = 0; i < 2; ++i) {
+                QByteArrayList names;
+                for (const std::string& name : scan.Dependencies())
+                    names << QByteArray::fromStdString(name);
+                QCOMPARE(names, file.OwnDependencies());
+            }
+            QCOMPARE(scan.Next(), record < productCount);
+        }
+        CatalogScan scan;
+        for (const int record : { 0, -1, productCount + 1 }) {
+            QVERIFY(!scan.MoveTo(record));
+            QCOMPARE(scan.Name(), "");
+            QVERIFY(scan.Dependencies().empty());
+            QVERIFY(!scan.Next());
+        }
+        QVERIFY(scan.MoveTo(1));
+    }
+
     void emptyCatalogHasNoProduct()
     {
         {
