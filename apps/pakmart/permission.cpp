@@ -36,12 +36,12 @@ QString LeftToRoot(const Change& change, const Plan& plan)
         : QString();
 }
 
-// This command, for a shell.
-QString SudoCommand()
+// A command with these words, for a shell.
+QString SudoCommand(const QStringList& words)
 {
     static const QRegularExpression special(QStringLiteral("[^A-Za-z0-9_.:=+/-]"));
     QString command = QStringLiteral("sudo pakmart");
-    for (QString word : QCoreApplication::arguments().mid(1)) {
+    for (QString word : words) {
         if (word.isEmpty() || word.contains(special))
             word = QLatin1Char('\'') + word.replace(QLatin1Char('\''), QLatin1String("'\\''"))
                 + QLatin1Char('\'');
@@ -70,15 +70,21 @@ int SayWhatPackagesNeed(Console& console)
     return ExitFailed;
 }
 
+QString RefusalWithoutRoot(const Change& change, const Plan& plan, const QStringList& words)
+{
+    const QString reason = LeftToRoot(change, plan);
+    return reason.isEmpty() ? QString()
+                            : QStringLiteral("nothing was changed: only root may %1: %2")
+                                  .arg(reason, SudoCommand(words));
+}
+
 int SayWhatIsNeeded(Console& console, const Change& change, const Plan& plan)
 {
     if (plan.isEmpty())
         return ExitDone;
-    const QString reason = LeftToRoot(change, plan);
-    if (reason.isEmpty() || Agent::MayChangePackages())
+    const QString refusal = RefusalWithoutRoot(change, plan, QCoreApplication::arguments().mid(1));
+    if (refusal.isEmpty() || Agent::MayChangePackages())
         return SayWhatPackagesNeed(console);
-    console.Fail(
-        Error::name(Error::NotPermitted),
-        QStringLiteral("nothing was changed: only root may %1: %2").arg(reason, SudoCommand()));
+    console.Fail(Error::name(Error::NotPermitted), refusal);
     return ExitFailed;
 }

@@ -5,6 +5,8 @@
 
 #pragma once
 
+#include <QStringList>
+
 struct Change;
 class Console;
 
@@ -19,3 +21,8 @@ int SayWhatIsNeeded(Console& console, const Change& change, const Pakmart::Plan&
 
 // The same for changes of packages that no plan shows.
 int SayWhatPackagesNeed(Console& console);
+
+// Why a user who is not root cannot make the change at all, with the command that can: this one,
+// which has these words, with sudo. Empty if the helper makes it.
+QString RefusalWithoutRoot(const Change& change, const Pakmart::Plan& plan,
+                           const QStringList& words);
