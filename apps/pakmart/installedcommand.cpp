@@ -8,10 +8,14 @@
 #include "layout.h"
 #include "outcome.h"
 
+#include <Pakmart/Error>
+#include <QFile>
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QRegularExpression>
 #include <algorithm>
+#include <unistd.h>
+#include <vantrelagent/util/paths.h>
 
 namespace
 {
@@ -27,10 +31,26 @@ bool IsLike(const QString& name, const QString& pattern)
     return whole.match(name).hasMatch();
 }
 
+// A machine without dpkg has no packages. If dpkg's status is there and cannot be read, nobody
+// knows what is installed.
+bool IsKnown(Console& display)
+{
+    const QByteArray file
+        = QFile::encodeName(Agent::SystemPath(QStringLiteral("/var/lib/dpkg/status")));
+    if (ReadDpkgStatus().IsReadable() || access(file.constData(), F_OK) != 0)
+        return true;
+    display.Fail(Pakmart::Error::name(Pakmart::Error::StatusUnreadable),
+                 Pakmart::Error::sentence(Pakmart::Error::StatusUnreadable),
+                 QFile::decodeName(file));
+    return false;
+}
+
 } // namespace
 
 int InstalledCommand(Console& display, const QString& pattern)
 {
+    if (!IsKnown(display))
+        return ExitFailed;
     QMap<QString, QString> packages = InstalledVersions();
     QJsonArray all;
     int widest = 0;

@@ -6,7 +6,7 @@
 
 Each line of OUTPUTS is "COMMAND<tab>STATUS<tab>OUTPUT", where OUTPUT is one line that pakmart
 printed. Each is as the schema says, has an error exactly if it failed, and each COMMAND has
-succeeded at least once.
+succeeded and failed at least once.
 """
 
 import json
@@ -34,15 +34,15 @@ def fault_of(schema, command, status, text):
 def main(schema_file, outputs_file, commands):
     schema = json.loads(Path(schema_file).read_text())
     Draft202012Validator.check_schema(schema)
-    faults, succeeded = [], set()
+    faults, succeeded, failed = [], set(), set()
     for line in Path(outputs_file).read_text().splitlines():
         command, status, text = line.split("\t", 2)
         fault = fault_of(schema, command, status, text)
         if fault:
             faults.append(f"{command}: {fault}\n  {text}")
-        if status == "0":
-            succeeded.add(command)
+        (succeeded if status == "0" else failed).add(command)
     faults += [f"{command}: never succeeded" for command in sorted(set(commands) - succeeded)]
+    faults += [f"{command}: never failed" for command in sorted(set(commands) - failed)]
     known = {name[len("command-"):] for name in schema["$defs"] if name.startswith("command-")}
     faults += [f"{command}: only in the schema" for command in sorted(known - set(commands))]
     for fault in faults:

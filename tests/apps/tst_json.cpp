@@ -15,6 +15,7 @@ class JsonTest : public QObject
 private:
     DemoMachine m_machine;
     QByteArray m_outputs;
+    QStringList m_unwritten; // commands whose output had no place
 
     static QStringList wordsOf(const QString& text)
     {
@@ -47,6 +48,62 @@ private slots:
                  "recent --run 1", "forget 5" },
                1);
         runAll({ "history", "recent", "installed" }, 0);
+    }
+
+    // Whatever a command has to say: if that cannot be written, it has failed.
+    void outputThatCannotBeWritten_data()
+    {
+        QTest::addColumn<QString>("words");
+        for (const char* words : { "update",
+                                   "categories",
+                                   "list Games",
+                                   "search dice",
+                                   "show 1001",
+                                   "install --dry-run 1003",
+                                   "install --yes 1003",
+                                   "remove --dry-run dicecards",
+                                   "reinstall --dry-run dicecards",
+                                   "upgrade --yes",
+                                   "repair --check",
+                                   "autoremove --yes",
+                                   "hold dicecards",
+                                   "unhold dicecards",
+                                   "installed",
+                                   "depends dicecards",
+                                   "why dicecards",
+                                   "history",
+                                   "recent",
+                                   "forget 1003",
+                                   "update-sources",
+                                   "aisles",
+                                   "sync",
+                                   "os-update --dry-run",
+                                   "status",
+                                   "register",
+                                   "help",
+                                   "help install",
+                                   "remove --yes dicecards" })
+            QTest::newRow(words) << QString::fromLatin1(words);
+    }
+    void outputThatCannotBeWritten()
+    {
+        QFETCH(QString, words);
+        const QStringList options = words.startsWith(QLatin1String("help"))
+            ? QStringList{ QString() }
+            : QStringList{ QString(), QStringLiteral(" --json") };
+        for (const QString& option : options) {
+            if (words == QLatin1String("forget 1003"))
+                QCOMPARE(DemoMachine::pakmart(wordsOf(QLatin1String("install --yes 1003"))).status,
+                         0);
+            QProcess process;
+            process.setStandardOutputFile(QStringLiteral("/dev/full"));
+            process.start(QStringLiteral(PAKMART), wordsOf(words + option));
+            QVERIFY(process.waitForFinished(120000));
+            const QByteArray error = process.readAllStandardError();
+            QVERIFY2(error.contains("the output cannot be written"), error);
+            QCOMPARE(process.exitCode(), 1);
+        }
+        m_unwritten << wordsOf(words).first();
     }
 
     void withTheStore()
@@ -103,6 +160,14 @@ private slots:
                1);
     }
 
+    void withoutTheTools()
+    {
+        const QString program = m_machine.root + QStringLiteral("/usr/bin/vos-apt-get");
+        QVERIFY(QFile::rename(program, program + QStringLiteral(".away")));
+        runAll({ "autoremove --yes", "repair --yes" }, 1);
+        QVERIFY(QFile::rename(program + QStringLiteral(".away"), program));
+    }
+
     void withoutTheStore()
     {
         QVERIFY(m_machine.useServer(QStringLiteral("http://127.0.0.1:9")));
@@ -111,6 +176,15 @@ private slots:
                1);
     }
 
+    void withoutAStatus()
+    {
+        const QString status = m_machine.root + QStringLiteral("/var/lib/dpkg/status");
+        QVERIFY(QFile::rename(status, status + QStringLiteral(".away")) && QDir().mkdir(status));
+        run("installed", 1);
+        QVERIFY(QDir().rmdir(status) && QFile::rename(status + QStringLiteral(".away"), status));
+    }
+
+    // Each command of the program, with and without success.
     void allIsAsTheSchemaSays()
     {
         const QString outputs = m_machine.dir + QStringLiteral("/outputs");
@@ -119,6 +193,8 @@ private slots:
         const QString lines = DemoMachine::pakmart({ QStringLiteral("--complete"), QString() }).out;
         for (const QString& line : lines.split(QLatin1Char('\n'), Qt::SkipEmptyParts))
             commands << line.section(QLatin1Char('\t'), 0, 0);
+        for (const QString& command : commands)
+            QVERIFY2(m_unwritten.contains(command), qPrintable(command));
         QVERIFY(commands.removeOne(QStringLiteral("help")));
         QProcess check;
         check.start(QStringLiteral("python3"),
