@@ -139,6 +139,8 @@ private slots:
             "lib install ok installed 1.0");
         row("upgrade --yes app",
             "extra gone, app install ok installed 2.0, lib install ok installed 1.0");
+        row("reinstall --yes lib",
+            "extra gone, app install ok installed 1.0, lib install ok installed 1.0");
         row("remove --yes app", "extra gone, app gone, lib install ok installed 1.0");
     }
     void aFaultIsSaidAndHasAWayOut()
