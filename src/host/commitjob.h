@@ -9,7 +9,8 @@
 ///     connect(job, &KJob::result, host, ...);
 ///     job->start();
 ///
-/// When its turn has come, the plan is made again. If it has another digest, the job ends with
+/// When its turn has come, the plan is made again, unless nothing has changed from which it was
+/// made a moment ago. If it has another digest, the job ends with
 /// PlanChanged and has changed nothing. Otherwise the package front end carries it out. The job
 /// succeeds only if dpkg's status shows afterwards what the plan shows: every package that was
 /// to be installed is "install ok installed" in that version, every one that was to be removed
