@@ -8,8 +8,10 @@
 
 #include <QCryptographicHash>
 #include <QFile>
+#include <ctime>
 #include <dirent.h>
 #include <memory>
+#include <string>
 #include <sys/stat.h>
 
 namespace Pakmart
@@ -28,7 +30,7 @@ template <typename Visit> bool ForEachIn(const std::string& folder, int& left, V
     while (const dirent* entry = opened ? readdir(opened.get()) : nullptr) {
         if (entry->d_name[0] == '.')
             continue;
-        if (left-- == 0)
+        if (--left < 0)
             return false;
         const std::string path = folder + '/' + entry->d_name;
         struct stat info = {};
@@ -38,7 +40,7 @@ template <typename Visit> bool ForEachIn(const std::string& folder, int& left, V
     return true;
 }
 
-// The order in which a folder lists its files does not change without the folder.
+// In the order in which a folder lists its files, which only a change of the folder changes.
 QByteArray MarkOf(const std::string& path, const struct stat& info)
 {
     if (S_ISDIR(info.st_mode)) // apt makes temporary files in some
