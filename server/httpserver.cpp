@@ -38,6 +38,7 @@ const std::size_t mostWeight = 256 * 1024 * 1024; // bytes of replies that clien
 const std::size_t fewestConnections = 64; // even if the system gives few descriptors
 const std::size_t otherDescriptors = 256;
 const int tooMany = 429;
+const int busy = 503;
 const char xmlType[] = "text/xml; charset=UTF-8";
 
 // A client on the same network sends its request right after the connection: it is served
@@ -57,6 +58,15 @@ void TurnAway(const Descriptor& socket)
     std::array<char, 4096> block;
     send(socket.Get(), text, sizeof text - 1, MSG_NOSIGNAL);
     recv(socket.Get(), block.data(), block.size(), 0);
+}
+
+HttpReply Busy()
+{
+    HttpReply reply;
+    reply.status = busy;
+    reply.Add("Retry-After", "2");
+    reply.SetBody("The server is busy.\n", "text/plain");
+    return reply;
 }
 
 // A connection takes two descriptors: itself and a file.
@@ -263,8 +273,8 @@ void HttpServer::CallFunction(const std::string& path, const std::string& query,
         };
         if (!function.isSameForAll || !ReplyShared(path, answer, reply))
             reply.SetBody(answer(), xmlType);
-        if (m_signedPool)
-            m_signedPool->Cover(here + request.target, reply);
+        if (m_signedPool && !m_signedPool->Cover(here + request.target, reply))
+            reply = Busy();
     } catch (const RequestError& error) {
         reply.status = 400;
         reply.SetBody(FailedReply(error.what()), xmlType);

@@ -18,6 +18,25 @@ namespace
 constexpr std::time_t day = 24 * 60 * 60;
 constexpr std::time_t valid = 7 * day;
 constexpr std::size_t mostStatements = 4096;
+constexpr int mostWaiting = 16; // of the threads that serve, a quarter
+
+// One of those who wait, while it exists.
+class Waiting
+{
+public:
+    explicit Waiting(std::atomic<int>& count) : m_count(count), m_isTooMany(++count > mostWaiting)
+    {
+    }
+    ~Waiting() { --m_count; }
+    Waiting(const Waiting&) = delete;
+    Waiting& operator=(const Waiting&) = delete;
+
+    bool IsTooMany() const { return m_isTooMany; }
+
+private:
+    std::atomic<int>& m_count;
+    const bool m_isTooMany;
+};
 
 } // namespace
 
@@ -59,24 +78,39 @@ std::string SignedReplies::Make(const std::string& name, const std::string& sha2
     return ToBase64(text) + ' ' + ToBase64(m_signer.Signature(text));
 }
 
-void SignedReplies::Cover(const std::string& url, HttpReply& reply)
+// The statement that another request has made meanwhile, or a new one. For the one whose turn
+// it is.
+std::string SignedReplies::Sign(const std::string& name, const std::string& sha256,
+                                std::size_t size)
 {
+    std::string header;
+    const std::time_t date = Find(name, sha256, header);
+    if (header.empty())
+        header = Make(name, sha256, size, date);
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    if (date == m_date)
+        m_statements[name] = { sha256, header };
+    return header;
+}
+
+bool SignedReplies::Cover(const std::string& url, HttpReply& reply)
+try {
     const std::string name = RequestName(url), sha256 = reply.content->Sha256();
     std::string header;
     Find(name, sha256, header);
-    try {
-        if (header.empty()) {
-            const bool isQuery = url.find('?') != std::string::npos;
-            const std::lock_guard<std::mutex> turn(isQuery ? m_signingQueries : m_signing);
-            const std::time_t date = Find(name, sha256, header);
-            if (header.empty())
-                header = Make(name, sha256, reply.Body().size(), date);
-            const std::lock_guard<std::mutex> lock(m_mutex);
-            if (date == m_date)
-                m_statements[name] = { sha256, header };
-        }
-        reply.Add("Pakmart-Statement", header);
-    } catch (const StoreError& error) {
-        std::cerr << std::string("pakmart-storeserver: ") + error.what() + '\n';
+    if (header.empty() && url.find('?') == std::string::npos) {
+        const std::lock_guard<std::mutex> turn(m_signing);
+        header = Sign(name, sha256, reply.Body().size());
+    } else if (header.empty()) {
+        const Waiting waiting(m_waitingQueries);
+        if (waiting.IsTooMany())
+            return false;
+        const std::lock_guard<std::mutex> turn(m_signingQueries);
+        header = Sign(name, sha256, reply.Body().size());
     }
+    reply.Add("Pakmart-Statement", header);
+    return true;
+} catch (const StoreError& error) {
+    std::cerr << std::string("pakmart-storeserver: ") + error.what() + '\n';
+    return true;
 }

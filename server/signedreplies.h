@@ -13,6 +13,7 @@
 #include "httpmessage.h"
 #include "signer.h"
 
+#include <atomic>
 #include <ctime>
 #include <map>
 #include <mutex>
@@ -24,8 +25,9 @@ public:
     SignedReplies(const Signer& signer, const std::string& origin);
 
     // Adds its statement to the reply to a request for this address. If it cannot be signed,
-    // there is none, and a line on standard error says why.
-    void Cover(const std::string& url, HttpReply& reply);
+    // there is none, and a line on standard error says why. False if too many requests wait
+    // for signatures already: the client has to ask again.
+    bool Cover(const std::string& url, HttpReply& reply);
 
 private:
     struct Statement {
@@ -35,6 +37,7 @@ private:
 
     std::time_t Find(const std::string& name, const std::string& sha256, std::string& header);
     void Begin();
+    std::string Sign(const std::string& name, const std::string& sha256, std::size_t size);
     std::string Make(const std::string& name, const std::string& sha256, std::size_t size,
                      std::time_t date) const;
 
@@ -45,6 +48,7 @@ private:
     std::time_t m_begun = 0; // when that date began
     std::map<std::string, Statement> m_statements; // by the names of the requests
     // Requests with arguments, of which a client can invent any number, wait for each other's
-    // signatures; the catalog and the like do not wait for them.
+    // signatures, and only some may wait; the catalog and the like do not wait for them.
     std::mutex m_signing, m_signingQueries;
+    std::atomic<int> m_waitingQueries{ 0 };
 };

@@ -241,6 +241,30 @@ private slots:
         QCOMPARE(date(field(statement(again), "Date")), after);
         QVERIFY(WriteTextFile(inStore("/products"), old));
     }
+    // Anybody can invent requests that need a signature each: some wait, the others are told to
+    // come back, and whoever asks for what is signed already is served.
+    void aFloodOfQueriesHoldsNobodyUp()
+    {
+        constexpr int count = 100;
+        const auto server = serve();
+        QVERIFY(!server->get("/getagentapi.php").header("Pakmart-Statement").isEmpty());
+        std::vector<std::unique_ptr<QTcpSocket>> flood;
+        for (int i = 0; i < count; ++i)
+            flood.push_back(server->send(ServerProcess::getRequest(
+                "/agent/CAPIDownloadAppInfo?app_id[]=1001&x=" + QByteArray::number(i))));
+        QVERIFY(!server->get("/getagentapi.php").header("Pakmart-Statement").isEmpty());
+        int signedReplies = 0, refused = 0;
+        for (const auto& client : flood) {
+            const HttpReply reply = ServerProcess::receive(*client);
+            signedReplies += reply.status == 200 && !reply.header("Pakmart-Statement").isEmpty();
+            refused += reply.status == 503 && reply.header("Retry-After") == "2";
+        }
+        QCOMPARE(signedReplies + refused, count);
+        QVERIFY2(signedReplies > 0 && refused > 0, qPrintable(QString::number(refused)));
+        QVERIFY(!server->get("/agent/CAPIDownloadAppInfo?app_id[]=1001&x=y")
+                     .header("Pakmart-Statement")
+                     .isEmpty());
+    }
     void withoutAKeyThereIsNoStatement()
     {
         const ServerProcess server(m_store);
