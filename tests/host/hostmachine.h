@@ -123,13 +123,13 @@ public:
     // event loop.
     QString outcome()
     {
-        constexpr int tooLong = 500; // milliseconds
         const QByteArray job = m_job->metaObject()->className();
         const Pulse pulse;
         m_job->start();
         const QString result = end();
         qInfo("%s: longest gap %lld ms", job.constData(), pulse.longestGap());
-        return pulse.longestGap() < tooLong ? result : QStringLiteral("blocked the event loop");
+        return pulse.longestGap() < Pulse::tooLong ? result
+                                                   : QStringLiteral("blocked the event loop");
     }
     QString end()
     {

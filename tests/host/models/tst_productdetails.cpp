@@ -74,15 +74,17 @@ private slots:
         ProductModel model;
         const ModelWatch watch(&model);
         QVERIFY(isFilled(model));
-        QSignalSpy changes(&model, &ProductModel::dataChanged);
+        QList<int> rows; // the packages may change others meanwhile
+        connect(
+            &model, &ProductModel::dataChanged, this,
+            [&rows](const QModelIndex& first, const QModelIndex& last, const QVector<int>& roles) {
+                if (roles.contains(ProductModel::DescriptionRole) && first == last)
+                    rows << first.row();
+            });
         QVERIFY(!model.value(0, QStringLiteral("description")).isValid());
         QVERIFY(!model.value(2, QStringLiteral("needs")).isValid());
-        QCOMPARE(changes.count(), 0);
-        QTRY_COMPARE(changes.count(), 2);
-        QCOMPARE(changes.first().at(0).toModelIndex().row(), 0);
-        QCOMPARE(changes.last().at(1).toModelIndex().row(), 2);
-        QVERIFY(
-            changes.first().at(2).value<QVector<int>>().contains(ProductModel::DescriptionRole));
+        QCOMPARE(rows, QList<int>());
+        QTRY_COMPARE_WITH_TIMEOUT(rows, (QList<int>{ 0, 2 }), 60000);
         QCOMPARE(description(model, 0), QStringLiteral("Red\nand round"));
         QCOMPARE(needs(model, 0), QStringLiteral("liba libb"));
         QCOMPARE(model.product(0).description, QStringLiteral("Red\nand round"));
@@ -95,7 +97,7 @@ private slots:
         QCOMPARE(description(model, 1), QString());
         QTRY_COMPARE(description(model, 1), QStringLiteral("Blue"));
         QCOMPARE(needs(model, 1), QString());
-        QCOMPARE(changes.count(), 3);
+        QCOMPARE(rows, (QList<int>{ 0, 2, 1 }));
     }
 
     void anUpdateReadsAgainWhatWasAskedFor()
