@@ -438,6 +438,17 @@ private slots:
                     .isNull());
     }
 
+    void aNameIsOfAnyLetterCase()
+    {
+        QCOMPARE(pakmart("update").status, 0);
+        const QString shown = pakmart("show 1003").out;
+        QVERIFY(shown.contains(QStringLiteral("Dice & Cards")));
+        for (const char* name : { "Dice & Cards", "dice & cards", "DICE &  CARDS", "dicecards" })
+            QCOMPARE(
+                DemoMachine::pakmart({ QStringLiteral("show"), QString::fromLatin1(name) }).out,
+                shown);
+    }
+
     void showOfNumbersThatAreNotThere()
     {
         QCOMPARE(pakmart("update").status, 0);

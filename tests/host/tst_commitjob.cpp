@@ -481,8 +481,15 @@ private slots:
         QCOMPARE(second.outcome(), QStringLiteral("plan-changed"));
     }
 
+    void whatAnInterruptedDpkgLeftIsFinishedFirst_data()
+    {
+        QTest::addColumn<bool>("isShown");
+        QTest::newRow("before a plan") << false;
+        QTest::newRow("before what was shown") << true;
+    }
     void whatAnInterruptedDpkgLeftIsFinishedFirst()
     {
+        QFETCH(bool, isShown);
         m_machine->add({ "app" });
         m_machine->add({ "other" });
         QCOMPARE(outcomeOf<InstallJob>("app"), QStringLiteral("none"));
@@ -496,7 +503,9 @@ private slots:
         journal.write(stanza);
         journal.close();
         QVERIFY(!HostMachine::stateOf("app").IsInstalled());
-        QCOMPARE(outcomeOf<InstallJob>("other"), QStringLiteral("none"));
+        JobWatch watch(isShown ? new CommitJob(prepare(Request::Install, "other"))
+                               : new InstallJob(names("other")));
+        QCOMPARE(watch.outcome(), QStringLiteral("none"));
         QCOMPARE(HostMachine::has("app"), QByteArray("install ok installed 1.0"));
         QCOMPARE(HostMachine::has("other"), QByteArray("install ok installed 1.0"));
     }
