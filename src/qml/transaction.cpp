@@ -10,11 +10,17 @@ Transaction::Transaction(QObject* parent) : JobRun(parent) { }
 
 void Transaction::prepare()
 {
-    if (isRunning())
-        return;
     Request request;
     request.kind = Request::Kind(m_kind);
     request.packages = m_packages;
+    request.products = m_products;
+    prepareRequest(request);
+}
+
+void Transaction::prepareRequest(const Request& request)
+{
+    if (isRunning())
+        return;
     auto* job = new PrepareJob(request, this);
     job->setTitle(m_title);
     connect(job, &KJob::result, this, [this, job] {

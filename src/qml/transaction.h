@@ -20,6 +20,8 @@ class Transaction : public JobRun
     // What to do: a value of Request, such as Request.Install, and with which packages.
     Q_PROPERTY(int kind MEMBER m_kind NOTIFY requestChanged)
     Q_PROPERTY(QStringList packages MEMBER m_packages NOTIFY requestChanged)
+    // Or with which products of the store, by their serial numbers.
+    Q_PROPERTY(QList<int> products MEMBER m_products NOTIFY requestChanged)
     // For the list of pending jobs; empty for the request's own.
     Q_PROPERTY(QString title MEMBER m_title NOTIFY requestChanged)
     // Whether the user agrees to removals that nobody asked for.
@@ -34,6 +36,8 @@ public:
 
     // Works out the plan; prepared() follows. Does nothing while it is running.
     Q_INVOKABLE void prepare();
+    // The same for a request that is made elsewhere, such as HistoryModel.undoRequest().
+    Q_INVOKABLE void prepareRequest(const Pakmart::Request& request);
     // Carries the plan out; finished() follows. Does nothing while it is running.
     Q_INVOKABLE void commit();
 
@@ -47,6 +51,7 @@ Q_SIGNALS:
 private:
     int m_kind = Request::Install;
     QStringList m_packages;
+    QList<int> m_products;
     QString m_title;
     bool m_allowRemovals = false;
     PlanModel m_plan;

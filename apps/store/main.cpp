@@ -1,0 +1,87 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// pakmart-store: the store in a window. One window for each user: a second start brings the first
+// one to the front, and leads it to the page that was asked for.
+
+#include "storewindow.h"
+
+#include <KDBusService>
+#include <KLocalizedString>
+#include <QApplication>
+#include <QCommandLineParser>
+#include <QIcon>
+#include <cstdio>
+
+namespace
+{
+
+void Describe(QCommandLineParser& parser)
+{
+    parser.setApplicationDescription(i18n("The software store"));
+    parser.addHelpOption();
+    parser.addVersionOption();
+    parser.addOption({ QStringLiteral("page"),
+                       i18n("Open a page: front, installed, updates, recent, history or about."),
+                       QStringLiteral("page") });
+    parser.addPositionalArgument(QStringLiteral("link"),
+                                 i18n("A link to open, such as pakmart:product/1001."),
+                                 QStringLiteral("[link]"));
+}
+
+QString WantedPage(const QCommandLineParser& parser)
+{
+    const QStringList links = parser.positionalArguments();
+    return links.isEmpty() ? parser.value(QStringLiteral("page")) : links.first();
+}
+
+// The style that fits Plasma, where the user has chosen none.
+void ChooseStyle()
+{
+    if (qEnvironmentVariableIsEmpty("QT_QUICK_CONTROLS_STYLE")
+        && qEnvironmentVariableIsSet("KDE_FULL_SESSION"))
+        qputenv("QT_QUICK_CONTROLS_STYLE", "org.kde.desktop");
+}
+
+void Follow(StoreWindow& store, const QStringList& arguments)
+{
+    QCommandLineParser parser;
+    Describe(parser);
+    if (parser.parse(arguments))
+        store.go(ReadAddress(WantedPage(parser)));
+    store.raise();
+}
+
+} // namespace
+
+int main(int argc, char* argv[])
+{
+    QApplication app(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("pakmart-store"));
+    QCoreApplication::setOrganizationDomain(QStringLiteral("vantrelos.org"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(PAKMART_VERSION));
+    QGuiApplication::setApplicationDisplayName(i18n("Software Store"));
+    QGuiApplication::setDesktopFileName(QStringLiteral("org.vantrelos.pakmart-store"));
+    QGuiApplication::setWindowIcon(
+        QIcon::fromTheme(QStringLiteral("org.vantrelos.pakmart-store"),
+                         QIcon(QStringLiteral(":/store/icons/org.vantrelos.pakmart-store.svg"))));
+    QCommandLineParser parser;
+    Describe(parser);
+    parser.process(app);
+    const QString page = WantedPage(parser);
+    const Address address = ReadAddress(page.isEmpty() ? QStringLiteral("front") : page);
+    if (!address.isValid()) {
+        std::fprintf(stderr, "pakmart-store: %s\n",
+                     qPrintable(i18n("There is no page \"%1\".", page)));
+        return 2;
+    }
+    ChooseStyle();
+    const KDBusService service(KDBusService::Unique | KDBusService::NoExitOnFailure);
+    StoreWindow store;
+    if (!store.open())
+        return 1;
+    store.go(address);
+    QObject::connect(&service, &KDBusService::activateRequested, &store,
+                     [&store](const QStringList& arguments) { Follow(store, arguments); });
+    return QApplication::exec();
+}

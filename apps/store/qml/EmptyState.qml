@@ -1,0 +1,40 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// Words in place of rows: a list is loading, empty, or cannot be read.
+
+import QtQuick 2.15
+import QtQuick.Controls 2.15 as Controls
+import QtQuick.Layouts 1.15
+import org.kde.kirigami 2.20 as Kirigami
+import org.vantrelos.pakmart 1.0 as Pakmart
+
+ColumnLayout {
+    id: empty
+
+    required property var app
+    required property var list
+    // What there is to say if nothing is there, where the list's own words are not enough.
+    property string emptyText: ""
+    property bool offersRefresh: false
+
+    visible: list.count === 0
+    anchors.centerIn: parent
+    width: parent.width - Kirigami.Units.gridUnit * 2
+    Controls.Label {
+        objectName: "stateText"
+        Layout.fillWidth: true
+        horizontalAlignment: Text.AlignHCenter
+        wrapMode: Text.Wrap
+        textFormat: Text.PlainText
+        text: empty.list.state === 1 && empty.emptyText !== "" ? empty.emptyText : empty.list.stateText
+    }
+    Controls.Button {
+        objectName: "fetch"
+        Layout.alignment: Qt.AlignHCenter
+        visible: empty.offersRefresh && desktop.offersDate === ""
+        enabled: !empty.app.offers.running
+        text: empty.app.offers.running ? i18n("Fetching the offers") : i18n("Fetch the offers")
+        onClicked: empty.app.offers.refresh()
+    }
+}

@@ -1,0 +1,40 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// The catalog on this computer, and how it is kept up to date: what is there is shown at once, the
+// store is asked afterwards, and asked again until it answers.
+
+import QtQuick 2.15
+import org.vantrelos.pakmart 1.0 as Pakmart
+
+QtObject {
+    id: offers
+
+    // The store was asked, and could not be reached.
+    property bool offline: false
+    property int retryInterval: 60000
+    readonly property bool running: job.running
+    readonly property string errorText: job.errorText
+    readonly property string details: job.details
+    readonly property bool failed: !offline && !job.running && job.error !== 0
+
+    readonly property Pakmart.RefreshCatalogJob job: Pakmart.RefreshCatalogJob {
+        onFinished: {
+            offers.offline = offers.isUnreachable(error)
+            desktop.offersChanged()
+        }
+    }
+    readonly property Timer retry: Timer {
+        interval: offers.retryInterval
+        repeat: true
+        running: offers.offline
+        onTriggered: offers.refresh()
+    }
+
+    function isUnreachable(error) {
+        return error === Pakmart.Error.ServerUnreachable || error === Pakmart.Error.TimedOut
+    }
+    function refresh() {
+        job.start()
+    }
+}

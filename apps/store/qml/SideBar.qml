@@ -1,0 +1,55 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// Leads to the pages: beside them where there is room, otherwise in their place.
+
+import QtQuick 2.15
+import QtQuick.Controls 2.15 as Controls
+import QtQuick.Layouts 1.15
+import org.kde.kirigami 2.20 as Kirigami
+
+Rectangle {
+    id: side
+
+    required property var app
+
+    color: Kirigami.Theme.backgroundColor
+    Accessible.role: Accessible.PageTabList
+    Accessible.name: i18n("Pages")
+    ColumnLayout {
+        anchors.fill: parent
+        spacing: 0
+        Repeater {
+            model: [
+                { page: "front", name: i18n("Browse") },
+                { page: "installed", name: i18n("Installed") },
+                { page: "updates", name: i18n("Updates") },
+                { page: "recent", name: i18n("Recently used") },
+                { page: "history", name: i18n("History") },
+                { page: "about", name: i18n("About") }
+            ]
+            Controls.ItemDelegate {
+                id: entry
+                required property var modelData
+                required property int index
+                objectName: "to-" + modelData.page
+                Layout.fillWidth: true
+                text: modelData.name
+                highlighted: side.app.place === modelData.page
+                Accessible.role: Accessible.PageTab
+                Accessible.name: text
+                Accessible.onPressAction: clicked()
+                Keys.onReturnPressed: clicked()
+                Keys.onEnterPressed: clicked()
+                onClicked: side.app.go(modelData.page, "")
+                Shortcut {
+                    sequence: "Alt+" + (entry.index + 1)
+                    onActivated: entry.clicked()
+                }
+            }
+        }
+        Item {
+            Layout.fillHeight: true
+        }
+    }
+}

@@ -1,0 +1,202 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// Changes through the window, with clicks and keys, by the real apt-get and dpkg.
+
+#include "tests/common/statusfile.h"
+#include "tests/host/storemachine.h"
+#include "tests/window/openwindow.h"
+
+#include <Pakmart/RefreshCatalogJob>
+#include <QClipboard>
+#include <QSignalSpy>
+
+class WindowChangesTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    std::unique_ptr<StoreMachine> m_machine;
+
+    static QString fetchCatalog()
+    {
+        auto* const job = new Pakmart::RefreshCatalogJob;
+        QString error = QStringLiteral("no end");
+        QEventLoop loop;
+        QObject::connect(job, &KJob::result, &loop, [&](KJob* ended) {
+            error = ended->errorString();
+            loop.quit();
+        });
+        job->start();
+        loop.exec();
+        return error;
+    }
+    static void install(OpenWindow& store, const QString& row)
+    {
+        QVERIFY(store.click(QStringLiteral("install"), row));
+        QTRY_COMPARE_WITH_TIMEOUT(store.pageName(), QStringLiteral("preview"), 60000);
+        QVERIFY(store.click(QStringLiteral("agree")));
+        QTRY_VERIFY_WITH_TIMEOUT(store.item(QStringLiteral("remove"), store.item(row)), 120000);
+    }
+
+private slots:
+    void init()
+    {
+        qputenv("QT_QUICK_BACKEND", "software");
+        m_machine = std::make_unique<StoreMachine>();
+        QVERIFY(m_machine->setUp());
+        QVERIFY(m_machine->serve());
+        QCOMPARE(fetchCatalog(), QString());
+    }
+
+    void aProductIsFoundInstalledAndRemoved()
+    {
+        OpenWindow store;
+        QVERIFY(store.open());
+        store.key(Qt::Key_F, Qt::ControlModifier);
+        store.type("lander");
+        const QString row = QStringLiteral("product-starlander");
+        QVERIFY(store.click(QStringLiteral("install"), row));
+        QTRY_COMPARE_WITH_TIMEOUT(store.pageName(), QStringLiteral("preview"), 60000);
+        QTRY_COMPARE(store.texts(QStringLiteral("planText")),
+                     (QStringList{ "libpixel 1.2-3 is installed (needed by starlander)",
+                                   "starlander 1.0-1 is installed (requested)" }));
+        QCOMPARE(StatusWords("starlander"), QByteArray("none"));
+        store.picture(QStringLiteral("preview"));
+        QVERIFY(store.click(QStringLiteral("agree")));
+        QTRY_COMPARE(store.pageName(), QStringLiteral("productsPage"));
+        QTRY_VERIFY_WITH_TIMEOUT(store.item(QStringLiteral("remove"), store.item(row)), 120000);
+        QCOMPARE(StatusWords("starlander"), QByteArray("install ok installed"));
+        QVERIFY(!store.item(QStringLiteral("problem")));
+
+        QVERIFY(store.click(QStringLiteral("remove"), row));
+        QTRY_COMPARE_WITH_TIMEOUT(store.pageName(), QStringLiteral("preview"), 60000);
+        QTRY_COMPARE(store.texts(QStringLiteral("previewTitle")),
+                     QStringList{ "Remove Star Lander?" });
+        QVERIFY(store.click(QStringLiteral("agree")));
+        QTRY_VERIFY_WITH_TIMEOUT(store.item(QStringLiteral("install"), store.item(row)), 120000);
+        QVERIFY(StatusWords("starlander") != "install ok installed");
+        QCOMPARE(OpenWindow::warnings(), QStringList());
+    }
+
+    void whatIsDeclinedIsNotDone_data()
+    {
+        QTest::addColumn<bool>("byKey");
+        QTest::newRow("by its button") << false;
+        QTest::newRow("by the Escape key") << true;
+    }
+    void whatIsDeclinedIsNotDone()
+    {
+        QFETCH(bool, byKey);
+        OpenWindow store;
+        QVERIFY(store.open(QStringLiteral("product/1001")));
+        const QByteArray before = StatusText();
+        QVERIFY(store.click(QStringLiteral("install")));
+        QTRY_COMPARE_WITH_TIMEOUT(store.pageName(), QStringLiteral("preview"), 60000);
+        if (byKey)
+            store.key(Qt::Key_Escape);
+        else
+            QVERIFY(store.click(QStringLiteral("decline")));
+        QTRY_COMPARE(store.pageName(), QStringLiteral("productPage"));
+        QTRY_VERIFY(store.item(QStringLiteral("install"), store.currentPage()));
+        QVERIFY(!store.item(QStringLiteral("problem")));
+        QCOMPARE(StatusText(), before);
+        QCOMPARE(OpenWindow::warnings(), QStringList());
+    }
+
+    void whatIsNotAskedForGoesOnlyWithAYesOfItsOwn()
+    {
+        OpenWindow store;
+        QVERIFY(store.open(QStringLiteral("search/lander")));
+        install(store, QStringLiteral("product-starlander"));
+        WriteStatusFile(StatusText()
+                        + "\nPackage: friend\nStatus: install ok installed\nVersion: 1\n"
+                          "Architecture: all\nMaintainer: m\nDepends: starlander\n"
+                          "Description: d\n\n");
+        const QByteArray before = StatusText();
+        QVERIFY(store.click(QStringLiteral("remove"), QStringLiteral("product-starlander")));
+        QTRY_COMPARE_WITH_TIMEOUT(store.pageName(), QStringLiteral("preview"), 60000);
+        QTRY_COMPARE(store.texts(QStringLiteral("consent")),
+                     QStringList{ "Also remove: friend" });
+        store.picture(QStringLiteral("preview-removal"));
+        QQuickItem* const agree = store.item(QStringLiteral("agree"));
+        QVERIFY(agree && !agree->isEnabled());
+        QCOMPARE(StatusText(), before);
+        QVERIFY(store.click(QStringLiteral("consent")));
+        QVERIFY(store.click(QStringLiteral("agree")));
+        QTRY_VERIFY_WITH_TIMEOUT(
+            store.item(QStringLiteral("install"), store.item(QStringLiteral("product-starlander"))),
+            120000);
+        QVERIFY(StatusWords("friend") != "install ok installed");
+        QCOMPARE(OpenWindow::warnings(), QStringList());
+    }
+
+    // The damaged archive of the demo store.
+    void aFailureIsShownWhereItHappened()
+    {
+        OpenWindow store;
+        QVERIFY(store.open(QStringLiteral("search/mirror")));
+        QVERIFY(store.click(QStringLiteral("install"), QStringLiteral("product-crackedmirror")));
+        QTRY_COMPARE_WITH_TIMEOUT(store.pageName(), QStringLiteral("preview"), 60000);
+        QVERIFY(store.click(QStringLiteral("agree")));
+        QTRY_VERIFY_WITH_TIMEOUT(store.item(QStringLiteral("problem")), 120000);
+        const QString sentence = store.texts(QStringLiteral("problemText")).value(0);
+        QVERIFY(!sentence.isEmpty());
+        store.picture(QStringLiteral("problem"));
+        QVERIFY(store.click(QStringLiteral("details")));
+        QTRY_VERIFY(store.item(QStringLiteral("problemDetails")));
+        QVERIFY(store.click(QStringLiteral("copy")));
+        QTRY_VERIFY(QGuiApplication::clipboard()->text().startsWith(sentence + '\n'));
+        QVERIFY(store.click(QStringLiteral("retry")));
+        QTRY_COMPARE_WITH_TIMEOUT(store.pageName(), QStringLiteral("preview"), 60000);
+        QVERIFY(store.click(QStringLiteral("decline")));
+        QTRY_VERIFY(store.item(QStringLiteral("install"), store.currentPage()));
+        QVERIFY(!store.item(QStringLiteral("problem")));
+        QCOMPARE(OpenWindow::warnings(), QStringList());
+    }
+
+    void aPreviewThatIsWorkedOutCanBeCancelled()
+    {
+        OpenWindow store;
+        QVERIFY(store.open(QStringLiteral("product/1001")));
+        QVERIFY(m_machine->useScripted({ "CAPIGetPackageInfo", "CAPIGetSourcesList" }));
+        m_machine->stall("/CAPIGetPackageInfo");
+        m_machine->stall("/CAPIGetSourcesList");
+        QVERIFY(store.click(QStringLiteral("install")));
+        QTRY_VERIFY(store.item(QStringLiteral("progress")));
+        QVERIFY(store.click(QStringLiteral("cancel")));
+        QTRY_VERIFY_WITH_TIMEOUT(store.item(QStringLiteral("install"), store.currentPage()), 60000);
+        QVERIFY(!store.item(QStringLiteral("problem")));
+        QCOMPARE(StatusWords("starlander"), QByteArray("none"));
+        QCOMPARE(OpenWindow::warnings(), QStringList());
+    }
+
+    void withoutTheStoreTheRestWorksAndItComesBackByItself()
+    {
+        OpenWindow store;
+        QVERIFY(store.open(QStringLiteral("search/lander")));
+        install(store, QStringLiteral("product-starlander"));
+        QVERIFY(m_machine->use("http://127.0.0.1:1/getagentapi.php"));
+        QObject* const offers = store.window()->property("offers").value<QObject*>();
+        QVERIFY(offers && offers->setProperty("retryInterval", 500));
+        store.key(Qt::Key_F5);
+        QTRY_VERIFY_WITH_TIMEOUT(store.item(QStringLiteral("offlineText")), 60000);
+        QVERIFY(store.texts(QStringLiteral("offlineText")).value(0).startsWith(
+            "The store cannot be reached. The offers are of "));
+        store.picture(QStringLiteral("offline"));
+        QVERIFY(!store.item(QStringLiteral("problem")));
+        store.key(Qt::Key_2, Qt::AltModifier);
+        QTRY_COMPARE(store.pageName(), QStringLiteral("installedPage"));
+        QVERIFY(store.click(QStringLiteral("remove"), QStringLiteral("product-starlander")));
+        QTRY_COMPARE_WITH_TIMEOUT(store.pageName(), QStringLiteral("preview"), 60000);
+        QVERIFY(store.click(QStringLiteral("agree")));
+        QTRY_VERIFY_WITH_TIMEOUT(!store.item(QStringLiteral("product-starlander")), 120000);
+        QVERIFY(StatusWords("starlander") != "install ok installed");
+        QVERIFY(m_machine->use(m_machine->url().toLatin1() + "/getagentapi.php"));
+        QTRY_VERIFY_WITH_TIMEOUT(!store.item(QStringLiteral("offlineText")), 60000);
+        QCOMPARE(OpenWindow::warnings(), QStringList());
+    }
+};
+
+QTEST_MAIN(WindowChangesTest)
+#include "tst_window_changes.moc"

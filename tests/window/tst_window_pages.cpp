@@ -1,0 +1,177 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// Every page is drawn, at each width, without a warning, and with nothing outside of the window.
+
+#include "tests/host/storemachine.h"
+#include "tests/window/openwindow.h"
+
+#include <Pakmart/RefreshCatalogJob>
+#include <QSet>
+#include <QSignalSpy>
+
+class WindowPagesTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    std::unique_ptr<StoreMachine> m_machine;
+
+    static bool fetchCatalog()
+    {
+        auto* const job = new Pakmart::RefreshCatalogJob;
+        QSignalSpy ends(job, SIGNAL(result(KJob*)));
+        job->start();
+        return ends.wait(120000);
+    }
+    // How many colours a picture has: one, if nothing is drawn.
+    static int colours(const QImage& image)
+    {
+        QSet<QRgb> seen;
+        for (int y = 0; y < image.height(); y += 2)
+            for (int x = 0; x < image.width(); x += 2)
+                seen << image.pixel(x, y);
+        return seen.size();
+    }
+    // Texts and buttons that are partly left or right of the window.
+    static QStringList outside(const OpenWindow& store)
+    {
+        QStringList found;
+        look(store.currentPage(), store.window()->width(), found);
+        return found;
+    }
+    static void look(QQuickItem* item, int width, QStringList& found)
+    {
+        if (!item->isVisible())
+            return;
+        const QRectF place = item->mapRectToScene(item->boundingRect());
+        const bool hasText = !item->property("text").toString().isEmpty();
+        if (hasText && (place.left() < -0.5 || place.right() > width + 0.5))
+            found << item->property("text").toString();
+        for (QQuickItem* child : item->childItems())
+            look(child, width, found);
+    }
+
+private slots:
+    void initTestCase()
+    {
+        qputenv("QT_QUICK_BACKEND", "software");
+        m_machine = std::make_unique<StoreMachine>();
+        QVERIFY(m_machine->setUp());
+        QVERIFY(m_machine->serve());
+        QVERIFY(fetchCatalog());
+    }
+
+    void pageIsDrawn_data()
+    {
+        QTest::addColumn<QString>("address");
+        QTest::addColumn<QString>("page");
+        QTest::addColumn<QString>("item");
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<int>("width");
+        const char* const pages[][4] = {
+            { "front", "frontPage", "heading", "Categories" },
+            { "category/Games", "productsPage", "name", "Dice & Cards" },
+            { "search/lander", "productsPage", "heading", "Results for \"lander\"" },
+            { "product/1001", "productPage", "heading", "Star Lander" },
+            { "product/999999", "productPage", "missing",
+              "The store does not have this product." },
+            { "installed", "installedPage", "stateText", "No product of the store is installed." },
+            { "updates", "updatesPage", "stateText", "Everything is up to date." },
+            { "recent", "recentPage", "heading", "Recently used" },
+            { "history", "historyPage", "heading", "History" },
+            { "about", "aboutPage", "heading", "Software Store" },
+        };
+        for (const auto& page : pages)
+            for (const int width : { 360, 1280, 2560 })
+                QTest::newRow(qPrintable(QStringLiteral("%1 at %2")
+                                             .arg(QString::fromLatin1(page[0]))
+                                             .arg(width)))
+                    << QString::fromLatin1(page[0]) << QString::fromLatin1(page[1])
+                    << QString::fromLatin1(page[2]) << QString::fromLatin1(page[3]) << width;
+    }
+    void pageIsDrawn()
+    {
+        QFETCH(QString, address);
+        QFETCH(QString, page);
+        QFETCH(QString, item);
+        QFETCH(QString, text);
+        QFETCH(int, width);
+        OpenWindow store;
+        QVERIFY(store.open(address, QSize(width, 640)));
+        QTRY_COMPARE(store.pageName(), page);
+        QTRY_VERIFY2(store.texts(item).contains(text), qPrintable(store.texts(item).join('|')));
+        QTRY_COMPARE(outside(store), QStringList());
+        QString name = QString::fromLatin1(QTest::currentDataTag());
+        const QImage image = store.picture(name.replace('/', '-').replace(' ', '-'));
+        QCOMPARE(image.size(), QSize(width, 640));
+        QVERIFY(colours(image) > 4);
+        QCOMPARE(OpenWindow::warnings(), QStringList());
+    }
+
+    void textsAreMirrored()
+    {
+        QGuiApplication::setLayoutDirection(Qt::RightToLeft);
+        {
+            OpenWindow store;
+            QVERIFY(store.open(QStringLiteral("product/1001")));
+            QTRY_VERIFY(store.item(QStringLiteral("install")));
+            store.picture(QStringLiteral("mirrored"));
+            QQuickItem* const button = store.item(QStringLiteral("install"));
+            QTRY_VERIFY(button->mapToScene(QPointF()).x() > store.window()->width() / 2);
+            QCOMPARE(OpenWindow::warnings(), QStringList());
+        }
+        QGuiApplication::setLayoutDirection(Qt::LeftToRight);
+    }
+
+    void theDrawerAndItsKeysLeadToThePages()
+    {
+        OpenWindow store;
+        QVERIFY(store.open());
+        const QStringList names{ "frontPage", "installedPage", "updatesPage",
+                                 "recentPage", "historyPage", "aboutPage" };
+        for (int i = names.size() - 1; i >= 0; --i) {
+            store.key(Qt::Key(Qt::Key_1 + i), Qt::AltModifier);
+            QTRY_COMPARE(store.pageName(), names[i]);
+        }
+        QCOMPARE(OpenWindow::warnings(), QStringList());
+    }
+
+    void aSearchFollowsWhatIsTypedAndTheKeysLeadOn()
+    {
+        OpenWindow store;
+        QVERIFY(store.open());
+        store.key(Qt::Key_F, Qt::ControlModifier);
+        store.type("lander");
+        QTRY_COMPARE(store.pageName(), QStringLiteral("productsPage"));
+        QTRY_COMPARE(store.all(QStringLiteral("product-starlander")).size(), 1);
+        QTRY_COMPARE(store.all(QStringLiteral("product-mazerunner")).size(), 0);
+        store.key(Qt::Key_Down);
+        QTRY_VERIFY(store.window()->activeFocusItem()
+                    && store.window()->activeFocusItem()->objectName() != "search");
+        store.key(Qt::Key_Return);
+        QTRY_COMPARE(store.pageName(), QStringLiteral("productPage"));
+        store.key(Qt::Key_Escape);
+        QTRY_COMPARE(store.pageName(), QStringLiteral("productsPage"));
+        QCOMPARE(OpenWindow::warnings(), QStringList());
+    }
+
+    void aTileLeadsToItsCategory()
+    {
+        OpenWindow store;
+        QVERIFY(store.open());
+        QVERIFY(store.click(QStringLiteral("category-Games")));
+        QTRY_COMPARE(store.pageName(), QStringLiteral("productsPage"));
+        QTRY_COMPARE(store.all(QStringLiteral("product-starlander")).size(), 1);
+        QCOMPARE(store.all(QStringLiteral("product-deskcalendar")).size(), 0);
+        QVERIFY(store.click(QStringLiteral("product-mazerunner")));
+        QTRY_COMPARE(store.texts(QStringLiteral("heading"), store.currentPage()),
+                     QStringList{ QStringLiteral("Maze Runner") });
+        QVERIFY(store.click(QStringLiteral("back")));
+        QTRY_COMPARE(store.pageName(), QStringLiteral("productsPage"));
+        QCOMPARE(OpenWindow::warnings(), QStringList());
+    }
+};
+
+QTEST_MAIN(WindowPagesTest)
+#include "tst_window_pages.moc"
