@@ -38,8 +38,7 @@ Address ReadAddress(const QString& text)
     const QString page = path.section(QLatin1Char('/'), 0, 0);
     if (plain.contains(path))
         return { path, QString() };
-    const QString value
-        = QUrl::fromPercentEncoding(path.section(QLatin1Char('/'), 1).toUtf8());
+    const QString value = QUrl::fromPercentEncoding(path.section(QLatin1Char('/'), 1).toUtf8());
     const bool isKnown = page == QLatin1String("product")
         ? IsSerial(value)
         : (page == QLatin1String("category") || page == QLatin1String("search")) && IsText(value);

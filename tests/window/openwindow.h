@@ -50,9 +50,8 @@ public:
         window()->resize(size);
         m_store->go(ReadAddress(page));
         window()->requestActivate();
-        return QTest::qWaitForWindowActive(window()) && QTest::qWaitFor([this] {
-                   return currentPage() != nullptr;
-               });
+        return QTest::qWaitForWindowActive(window())
+            && QTest::qWaitFor([this] { return currentPage() != nullptr; });
     }
     QQuickWindow* window() const { return m_store->window(); }
     StoreWindow& store() { return *m_store; }

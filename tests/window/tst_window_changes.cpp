@@ -9,7 +9,7 @@
 
 #include <Pakmart/RefreshCatalogJob>
 #include <QClipboard>
-#include <QSignalSpy>
+#include <QTcpServer>
 
 class WindowChangesTest : public QObject
 {
@@ -30,6 +30,13 @@ private:
         job->start();
         loop.exec();
         return error;
+    }
+    // The address of a server that does not run.
+    static QByteArray nobody()
+    {
+        QTcpServer server;
+        server.listen(QHostAddress::LocalHost);
+        return "http://127.0.0.1:" + QByteArray::number(server.serverPort()) + "/getagentapi.php";
     }
     static void install(OpenWindow& store, const QString& row)
     {
@@ -116,8 +123,7 @@ private slots:
         const QByteArray before = StatusText();
         QVERIFY(store.click(QStringLiteral("remove"), QStringLiteral("product-starlander")));
         QTRY_COMPARE_WITH_TIMEOUT(store.pageName(), QStringLiteral("preview"), 60000);
-        QTRY_COMPARE(store.texts(QStringLiteral("consent")),
-                     QStringList{ "Also remove: friend" });
+        QTRY_COMPARE(store.texts(QStringLiteral("consent")), QStringList{ "Also remove: friend" });
         store.picture(QStringLiteral("preview-removal"));
         QQuickItem* const agree = store.item(QStringLiteral("agree"));
         QVERIFY(agree && !agree->isEnabled());
@@ -176,13 +182,14 @@ private slots:
         OpenWindow store;
         QVERIFY(store.open(QStringLiteral("search/lander")));
         install(store, QStringLiteral("product-starlander"));
-        QVERIFY(m_machine->use("http://127.0.0.1:1/getagentapi.php"));
+        QVERIFY(m_machine->use(nobody()));
         QObject* const offers = store.window()->property("offers").value<QObject*>();
         QVERIFY(offers && offers->setProperty("retryInterval", 500));
         store.key(Qt::Key_F5);
         QTRY_VERIFY_WITH_TIMEOUT(store.item(QStringLiteral("offlineText")), 60000);
-        QVERIFY(store.texts(QStringLiteral("offlineText")).value(0).startsWith(
-            "The store cannot be reached. The offers are of "));
+        QVERIFY(store.texts(QStringLiteral("offlineText"))
+                    .value(0)
+                    .startsWith("The store cannot be reached. The offers are of "));
         store.picture(QStringLiteral("offline"));
         QVERIFY(!store.item(QStringLiteral("problem")));
         store.key(Qt::Key_2, Qt::AltModifier);

@@ -74,8 +74,7 @@ private slots:
             { "category/Games", "productsPage", "name", "Dice & Cards" },
             { "search/lander", "productsPage", "heading", "Results for \"lander\"" },
             { "product/1001", "productPage", "heading", "Star Lander" },
-            { "product/999999", "productPage", "missing",
-              "The store does not have this product." },
+            { "product/999999", "productPage", "missing", "The store does not have this product." },
             { "installed", "installedPage", "stateText", "No product of the store is installed." },
             { "updates", "updatesPage", "stateText", "Everything is up to date." },
             { "recent", "recentPage", "heading", "Recently used" },
@@ -84,9 +83,8 @@ private slots:
         };
         for (const auto& page : pages)
             for (const int width : { 360, 1280, 2560 })
-                QTest::newRow(qPrintable(QStringLiteral("%1 at %2")
-                                             .arg(QString::fromLatin1(page[0]))
-                                             .arg(width)))
+                QTest::newRow(qPrintable(
+                    QStringLiteral("%1 at %2").arg(QString::fromLatin1(page[0])).arg(width)))
                     << QString::fromLatin1(page[0]) << QString::fromLatin1(page[1])
                     << QString::fromLatin1(page[2]) << QString::fromLatin1(page[3]) << width;
     }
@@ -128,8 +126,8 @@ private slots:
     {
         OpenWindow store;
         QVERIFY(store.open());
-        const QStringList names{ "frontPage", "installedPage", "updatesPage",
-                                 "recentPage", "historyPage", "aboutPage" };
+        const QStringList names{ "frontPage",  "installedPage", "updatesPage",
+                                 "recentPage", "historyPage",   "aboutPage" };
         for (int i = names.size() - 1; i >= 0; --i) {
             store.key(Qt::Key(Qt::Key_1 + i), Qt::AltModifier);
             QTRY_COMPARE(store.pageName(), names[i]);
