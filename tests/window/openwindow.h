@@ -98,7 +98,7 @@ public:
             return one || !within.isEmpty() ? one : item(name);
         };
         const auto ready = [&] { return target() && target()->isEnabled(); };
-        if (!QTest::qWaitFor(ready, 20000))
+        if (!QTest::qWaitFor(ready, 60000))
             return false;
         QTest::qWait(0); // layouts are done
         QQuickItem* const one = target();
