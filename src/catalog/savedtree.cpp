@@ -6,6 +6,7 @@
 #include "base/wholefile.h"
 #include "catalog/cxmlnode.h"
 #include "catalog/savedpieces.h"
+#include "catalog/treereader.h"
 #include "request/replydocument.h"
 #include "request/replynode.h"
 #include "util/eventwait.h"
@@ -24,6 +25,7 @@
 #include <streambuf>
 #include <string>
 #include <sys/stat.h>
+#include <typeinfo>
 #include <unistd.h>
 #include <utility>
 #include <vector>
@@ -249,6 +251,30 @@ bool SaveFile(const char* name, Meanwhile meanwhile,
     return Save(file, path, meanwhile, [&write](std::ostream& out) { return write(out), true; });
 }
 
+bool Refused(const QString& path)
+{
+    qCInfo(logCatalog, "cannot take %s for a saved reply", qUtf8Printable(path));
+    return false;
+}
+
+bool ReadTokens(const QString& path, CXMLNode& tree)
+{
+    TreeReader nodes;
+    if (!ReadSavedTokens(path, [&nodes](const QXmlStreamReader& reader) { nodes.Take(reader); }))
+        return Refused(path);
+    nodes.GiveTo(tree);
+    return true;
+}
+
+bool ReadDocument(const QString& path, CXMLNode& tree)
+{
+    QDomDocument document;
+    if (!ReadSavedDocument(path, document))
+        return Refused(path);
+    QDomNode root = document.documentElement();
+    return tree.ReadNode(root);
+}
+
 } // namespace
 
 QString Agent::SavedTreePath(const char* name)
@@ -316,13 +342,10 @@ Saving Agent::SavePieces(const char* name, const std::function<bool(std::ostream
     return saved ? Saving::Done : whole ? Saving::Failed : Saving::NotInPieces;
 }
 
+// A class derived from CXMLNode sees the nodes of a document in its ReadNode. The children of a
+// CXMLNode are all CXMLNodes, which nobody can tell from those that are made without one.
 bool Agent::ReadSavedTree(const char* name, CXMLNode& tree)
 {
-    QDomDocument document;
-    if (!ReadSavedDocument(SavedTreePath(name), document)) {
-        qCInfo(logCatalog, "cannot take %s for a saved reply", qUtf8Printable(SavedTreePath(name)));
-        return false;
-    }
-    QDomNode root = document.documentElement();
-    return tree.ReadNode(root);
+    const QString path = SavedTreePath(name);
+    return typeid(tree) == typeid(CXMLNode) ? ReadTokens(path, tree) : ReadDocument(path, tree);
 }

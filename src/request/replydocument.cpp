@@ -71,13 +71,11 @@ void AddNode(const QXmlStreamReader& reader, QDomDocument& document, QDomNode& p
     }
 }
 
-bool Build(QXmlStreamReader& reader, QDomDocument& document)
+bool ReadAll(QXmlStreamReader& reader, const TakeToken& take)
 {
-    document.setContent(QByteArray());
-    QDomNode parent = document;
     while (!reader.atEnd()) {
         reader.readNext();
-        AddNode(reader, document, parent);
+        take(reader);
     }
     return !reader.hasError();
 }
@@ -140,7 +138,7 @@ bool Passes(QIODevice& device, Reading& reading, int chunk)
 // Reads the text once for the gate and once for the parser, so that the parser never sees
 // the beginning of a text that is refused later. Both read it in pieces, so a large text is
 // never in memory as a whole.
-bool ReadTwice(QIODevice& device, QDomDocument& document, Reading& reading)
+bool ReadTwice(QIODevice& device, const TakeToken& take, Reading& reading)
 {
     if (!device.seek(0) || !Passes(device, reading, pieceSize) || !device.seek(0))
         return false;
@@ -148,7 +146,7 @@ bool ReadTwice(QIODevice& device, QDomDocument& document, Reading& reading)
     XmlSource source(asking);
     QXmlStreamReader reader(&source);
     reader.setNamespaceProcessing(false);
-    if (Build(reader, document))
+    if (ReadAll(reader, take))
         return reading.GoesOn();
     reading.why
         = reader.errorString() + QLatin1String(", line ") + QString::number(reader.lineNumber());
@@ -158,19 +156,28 @@ bool ReadTwice(QIODevice& device, QDomDocument& document, Reading& reading)
 }
 
 // A text that fits into one piece is read from the device only once and kept in memory.
-bool ReadOnce(QIODevice& device, QDomDocument& document, Reading& reading)
+bool ReadOnce(QIODevice& device, const TakeToken& take, Reading& reading)
 {
     QByteArray text = device.seek(0) ? device.readAll() : QByteArray();
     QBuffer buffer(&text);
-    return buffer.open(QIODevice::ReadOnly) && ReadTwice(buffer, document, reading);
+    return buffer.open(QIODevice::ReadOnly) && ReadTwice(buffer, take, reading);
 }
 
-bool Read(QIODevice& device, QDomDocument& document, Reading& reading)
+bool Read(QIODevice& device, const TakeToken& take, Reading& reading)
 {
     const auto read = device.size() <= pieceSize ? ReadOnce : ReadTwice;
-    if (!device.isSequential() && read(device, document, reading))
+    return !device.isSequential() && read(device, take, reading);
+}
+
+bool ReadDocument(QIODevice& device, QDomDocument& document, Reading& reading)
+{
+    document.setContent(QByteArray());
+    QDomNode parent = document;
+    if (Read(
+            device, [&](const QXmlStreamReader& reader) { AddNode(reader, document, parent); },
+            reading))
         return true;
-    // After an error the parser leaves what it has built so far.
+    // After an error there is what has been built so far.
     document.setContent(QByteArray());
     return false;
 }
@@ -179,9 +186,14 @@ bool ReadFile(const QString& fileName, QDomDocument& document, Reading reading)
 {
     QFile file(fileName);
     if (file.open(QIODevice::ReadOnly))
-        return Read(file, document, reading);
+        return ReadDocument(file, document, reading);
     document.setContent(QByteArray());
     return false;
+}
+
+Reading ReadingOfSaved()
+{
+    return { XmlGate(ReadTransferLimits().size, XmlGate::escapedLength), GoOn(), QString() };
 }
 
 } // namespace
@@ -202,7 +214,7 @@ bool ReadReplyDocument(QIODevice& device, QDomDocument& document, std::uint64_t 
                        QString* why, const GoOn& goOn, XmlGate::Use use)
 {
     Reading reading{ XmlGate(maxBytes, 1, use), goOn, QString() };
-    const bool read = Read(device, document, reading);
+    const bool read = ReadDocument(device, document, reading);
     if (why)
         *why = reading.why;
     return read;
@@ -215,9 +227,14 @@ bool ReadReplyDocument(const QString& fileName, QDomDocument& document)
 
 bool ReadSavedDocument(const QString& fileName, QDomDocument& document)
 {
-    return ReadFile(
-        fileName, document,
-        { XmlGate(ReadTransferLimits().size, XmlGate::escapedLength), GoOn(), QString() });
+    return ReadFile(fileName, document, ReadingOfSaved());
+}
+
+bool ReadSavedTokens(const QString& fileName, const TakeToken& take)
+{
+    QFile file(fileName);
+    Reading reading = ReadingOfSaved();
+    return file.open(QIODevice::ReadOnly) && Read(file, take, reading);
 }
 
 } // namespace Agent

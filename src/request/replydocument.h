@@ -14,6 +14,7 @@
 
 class QDomDocument;
 class QIODevice;
+class QXmlStreamReader;
 
 namespace Agent
 {
@@ -34,6 +35,13 @@ bool ReadReplyDocument(QIODevice& device, QDomDocument& document,
 // Reads back the saved part of a reply (see savedtree.h). The limits are those of the
 // reply, several times as long because of the file's escapes.
 bool ReadSavedDocument(const QString& fileName, QDomDocument& document);
+
+// Called after each step of the parser.
+using TakeToken = std::function<void(const QXmlStreamReader& reader)>;
+
+// The same without a document. After a text that is refused only by the parser, `take` has been
+// given the part before the error.
+bool ReadSavedTokens(const QString& fileName, const TakeToken& take);
 
 // The first half of reading a reply: whether the text of `device`, read in pieces
 // of `chunk` bytes, may be parsed.

@@ -16,6 +16,7 @@
 #include <QtTest>
 #include <cerrno>
 #include <csignal>
+#include <sstream>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -84,6 +85,52 @@ void LetNobody(mode_t folder, mode_t file)
     if (chmod(qPrintable(DataFolder()), folder) != 0
         || chmod(qPrintable(DataPath(savedFile)), file))
         qFatal("cannot change permissions");
+}
+
+// Sees each of its nodes as a document has them.
+class DerivedNode : public CXMLNode
+{
+public:
+    DerivedNode() : CXMLNode(nullptr) { }
+    bool ReadNode(QDomNode& node) override
+    {
+        ++m_read;
+        return CXMLNode::ReadNode(node);
+    }
+    int m_read = 0;
+};
+
+// Whether the children of a tree, three levels down, have their parents.
+bool HasParents(CXMLNode& tree, int level = 3)
+{
+    for (const char* name : { "a", "b", "c", "item", "#comment", "#cdata-section" })
+        for (CXMLNode* child : tree.ChildArray(name))
+            if (child->Parent() != &tree || (level > 0 && !HasParents(*child, level - 1)))
+                return false;
+    return true;
+}
+
+std::string Written(CXMLNode& tree)
+{
+    std::ostringstream out;
+    tree.SaveNode(out, 0);
+    return out.str();
+}
+
+// A tree of random elements, texts, comments and the like.
+QByteArray RandomElement(QRandomGenerator& random, int levels)
+{
+    const auto one = [&random](std::initializer_list<const char*> words) {
+        return QByteArray(words.begin()[random.bounded(int(words.size()))]);
+    };
+    const QByteArray name = one({ "a", "b", "c", "item" });
+    QByteArray text = '<' + name + one({ "", " k=\"%41\"", " l='\t&lt;\n' k=''" }) + '>';
+    for (int i = random.bounded(5); i > 0; --i)
+        text += levels > 0 && random.bounded(2)
+            ? RandomElement(random, levels - 1)
+            : one({ "text", " %D0%9A+%", "\n ", "&amp;x\r\ny", "<!-- - -->", "<![CDATA[ ]]>",
+                    "<?pi x?>", "&unknown;", "\xD0\x9A" });
+    return text + "</" + name + '>';
 }
 
 } // namespace
@@ -201,6 +248,73 @@ private slots:
         }
         QDomDocument document;
         QVERIFY(document.setContent(text));
+    }
+
+    // A plain tree is made without a document; one of a derived class sees the document.
+    void plainTreeIsWhatADocumentWouldMake_data()
+    {
+        QTest::addColumn<QByteArray>("text");
+        const auto row
+            = [](const char* name, const QByteArray& text) { QTest::newRow(name) << text; };
+        row("nothing in it", "<a/>");
+        row("attributes", "<a b='1' a='%32+%2B'><b c='\t\n' d='&amp;%41'/></a>");
+        row("texts", "<a>one<b/>two<c>three<a/>four</c> \n</a>");
+        row("an empty text after another", "<a>one<b/> <b>two<c/> </b></a>");
+        row("comments and sections", "<a><!-- x --><b>t<![CDATA[y]]></b><c><![CDATA[ ]]></c></a>");
+        row("around the root", "<!-- x --><?pi y?><a>t</a><!-- z --><?pi?>");
+        row("instructions", "<a><?pi y?><b><?p.i?></b></a>");
+        row("entities", "<!DOCTYPE a SYSTEM 'x'><a>x&one;y<b>&two;</b></a>");
+        row("names", "<x:a _k='1' y.z='2'><x:b/><c.d/></x:a>");
+        row("a byte order mark", "\xEF\xBB\xBF<a>\xD0\x9A</a>");
+        row("another encoding",
+            "<?xml version='1.0' encoding='ISO-8859-1'?><a k='\xE4'>\xF6<b>%C3%A4</b></a>");
+        row("more than one piece", Large('x'));
+        QRandomGenerator random(21);
+        for (int i = 0; i < 200; ++i)
+            QTest::addRow("random %d", i) << "<!DOCTYPE a SYSTEM 'x'>" + RandomElement(random, 4);
+    }
+    void plainTreeIsWhatADocumentWouldMake()
+    {
+        QFETCH(QByteArray, text);
+        WriteDataFile(savedFile, text);
+        CXMLNode plain(nullptr);
+        DerivedNode derived;
+        for (CXMLNode* tree : { &plain, static_cast<CXMLNode*>(&derived) }) {
+            // What is there already stays, as far as it is not set.
+            tree->Name("before");
+            tree->Value("before");
+            tree->AddAttribute("k", "before");
+            auto* const child = new CXMLNode(nullptr);
+            child->Name("b");
+            tree->AddChild(child);
+        }
+        QVERIFY(ReadSavedTree(treeName, derived) && ReadSavedTree(treeName, plain));
+        QCOMPARE(derived.m_read, 1);
+        QCOMPARE(Written(plain), Written(derived));
+        QCOMPARE(plain.Value(), derived.Value());
+        QVERIFY(HasParents(plain) && HasParents(derived));
+    }
+
+    void treeStaysWhenTheFileCannotBeRead_data()
+    {
+        QTest::addColumn<QByteArray>("text");
+        QTest::newRow("nothing") << QByteArray();
+        QTest::newRow("cut short") << QByteArray("<all><a>1</a>");
+        QTest::newRow("found by the parser alone") << QByteArray("<all k='1'><a>1</b>x</all>");
+        QTest::newRow("late in a large one") << Large('x').replace("</all>", "<a></b></all>");
+    }
+    void treeStaysWhenTheFileCannotBeRead()
+    {
+        QFETCH(QByteArray, text);
+        WriteDataFile(savedFile, text);
+        CXMLNode plain(nullptr);
+        DerivedNode derived;
+        for (CXMLNode* tree : { &plain, static_cast<CXMLNode*>(&derived) }) {
+            tree->Name("before");
+            const std::string before = Written(*tree);
+            QVERIFY(!ReadSavedTree(treeName, *tree));
+            QCOMPARE(Written(*tree), before);
+        }
     }
 
     // -- permissions
