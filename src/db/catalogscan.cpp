@@ -8,10 +8,12 @@
 #include "db/dbrecord.h"
 #include "db/dbshared.h"
 #include "db/generations.h"
+#include "db/mixedhash.h"
 #include "db/notesreader.h"
 
 #include <algorithm>
 #include <cstring>
+#include <tuple>
 #include <unordered_map>
 
 using namespace Agent;
@@ -54,6 +56,35 @@ std::unordered_map<std::int32_t, Names> ReadDependencies(RecordReader& records)
     return all;
 }
 
+// A name that the product with a record depends on.
+struct NameHash {
+    std::int32_t parent;
+    std::uint64_t hash;
+
+    bool operator<(const NameHash& other) const
+    {
+        return std::tie(parent, hash) < std::tie(other.parent, other.hash);
+    }
+    bool operator==(const NameHash& other) const
+    {
+        return parent == other.parent && hash == other.hash;
+    }
+};
+
+// By their parents, each name once: a fifth of the memory and time of the names themselves.
+std::vector<NameHash> ReadNameHashes(RecordReader& records)
+{
+    std::vector<NameHash> all;
+    all.reserve(std::size_t(records.Count()));
+    for (std::int32_t number = 1; number < records.Count(); ++number)
+        if (const std::uint8_t* const record = records.Live(number))
+            all.push_back({ GetInt32(record + Dependency::parent),
+                            HashOf(GetText(record, Dependency::name)) });
+    std::sort(all.begin(), all.end());
+    all.erase(std::unique(all.begin(), all.end()), all.end());
+    return all;
+}
+
 } // namespace
 
 struct CatalogScan::Files {
@@ -70,6 +101,8 @@ struct CatalogScan::Files {
     std::unordered_map<std::int32_t, Names> names;
     std::int32_t firstAsked = 0; // the only product that `names` has, unless it has all
     bool hasNames = false;
+    std::vector<NameHash> hashes;
+    bool hasHashes = false;
 };
 
 CatalogScan::CatalogScan() : CatalogScan(DbOptions()) { }
@@ -112,12 +145,17 @@ bool CatalogScan::MoveTo(std::int32_t number)
     return Next() && m_number == number;
 }
 
-std::string CatalogScan::Description()
+std::string_view CatalogScan::DescriptionView()
 {
     const std::int32_t offset = GetInt32(m_record.data() + Catalog::noteOffset);
     // Without a product the record is empty, and 0 is an offset.
     const bool isHere = m_number > 0 && m_number < m_files->products.Count();
-    return isHere ? m_files->notes.Read(offset) : std::string();
+    return isHere ? m_files->notes.View(offset) : std::string_view();
+}
+
+std::string CatalogScan::Description()
+{
+    return std::string(DescriptionView());
 }
 
 std::vector<std::string> CatalogScan::Dependencies()
@@ -133,4 +171,18 @@ std::vector<std::string> CatalogScan::Dependencies()
     }
     const auto found = m_files->names.find(m_number);
     return found != m_files->names.end() ? found->second : Names();
+}
+
+std::uint64_t CatalogScan::ContentHash()
+{
+    Files& files = *m_files;
+    if (!files.hasHashes && files.dependencies)
+        files.hashes = ReadNameHashes(files.dependencies);
+    files.hasHashes = true;
+    std::uint64_t hash = HashOfFields();
+    MixIn(hash, HashOf(DescriptionView()));
+    auto name = std::lower_bound(files.hashes.begin(), files.hashes.end(), NameHash{ m_number, 0 });
+    for (; name != files.hashes.end() && name->parent == m_number; ++name)
+        MixIn(hash, name->hash);
+    return hash;
 }

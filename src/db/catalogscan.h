@@ -21,6 +21,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vantrelagent/export.h>
 #include <vector>
 
@@ -60,8 +61,17 @@ public:
     /// the whole file; one for a second product keeps those of all products.
     std::vector<std::string> Dependencies();
 
+    /// A hash of all that is stored about the product: every field but the mark for installed
+    /// products, the description, and the names it depends on, each once and in any order. Equal
+    /// products have equal ones, wherever their records are; different ones hardly ever. For
+    /// comparisons within one process: the hash is no format. The first call reads the names of
+    /// all products.
+    std::uint64_t ContentHash();
+
 private:
     struct Files;
+
+    std::string_view DescriptionView();
 
     std::unique_ptr<Files> m_files;
     std::int32_t m_number = 0;

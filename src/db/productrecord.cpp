@@ -4,6 +4,7 @@
 #include "db/productrecord.h"
 
 #include "db/dblayouts.h"
+#include "db/mixedhash.h"
 #include "db/productfields.h"
 
 #include <cstring>
@@ -149,6 +150,22 @@ std::vector<ProductRecord::Value> ProductRecord::Values() const
                                isText ? TextOf(m_record, field.place) : "", number });
     }
     return values;
+}
+
+std::uint64_t ProductRecord::HashOfFields() const
+{
+    std::uint64_t hash = 0;
+    for (const ProductField& field : Catalog::fields) {
+        if (!field.key)
+            continue;
+        if (field.kind == Kind::Text)
+            MixIn(hash, HashOf(TextOf(m_record, field.place)));
+        else
+            MixIn(hash,
+                  std::uint32_t(field.kind == Kind::Flag ? FlagOf(m_record, field.place)
+                                                         : NumberOf(m_record, field.place)));
+    }
+    return hash;
 }
 
 void ProductRecord::CopyFields(const ProductRecord& from)

@@ -62,6 +62,9 @@ protected:
     ProductRecord() = default; ///< a record of zeros
     ~ProductRecord() = default;
 
+    /// A hash of the fields that Values returns.
+    std::uint64_t HashOfFields() const;
+
     /// Takes over all fields, but not the place of the description.
     void CopyFields(const ProductRecord& from);
 

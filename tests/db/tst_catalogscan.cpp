@@ -14,8 +14,11 @@
 
 #include <QtTest>
 #include <cstring>
+#include <functional>
 
 using namespace Agent;
+
+Q_DECLARE_METATYPE(std::function<void(CCatalogFile&)>)
 
 class CatalogScanTest : public QObject
 {
@@ -197,6 +200,79 @@ private slots:
         QCOMPARE(scan.Description(), std::string());
     }
 
+    void theContentHashSeesWhatAProductIs_data()
+    {
+        using Change = std::function<void(CCatalogFile&)>;
+        QTest::addColumn<Change>("change");
+        QTest::addColumn<bool>("differs");
+        const auto row = [](const char* name, bool differs, const Change& change) {
+            QTest::newRow(name) << change << differs;
+        };
+        row("nothing", false, [](CCatalogFile&) {});
+        row("the mark for installed products", false,
+            [](CCatalogFile& file) { file.setInstalled(true); });
+        row("a name that is there", false, [](CCatalogFile& file) { file.AddDependency("b"); });
+        row("serial number", true, [](CCatalogFile& file) { file.setServerSerialNumber(8); });
+        row("category", true, [](CCatalogFile& file) { file.setCategory("x"); });
+        row("name", true, [](CCatalogFile& file) { file.setName("x"); });
+        row("package", true, [](CCatalogFile& file) { file.setPackageName("x"); });
+        row("version", true, [](CCatalogFile& file) { file.setVersion("x"); });
+        row("vendor", true, [](CCatalogFile& file) { file.setVendor("x"); });
+        row("page", true, [](CCatalogFile& file) { file.setApplicationURL("x"); });
+        row("author's page", true, [](CCatalogFile& file) { file.setAuthorURL("x"); });
+        row("the same texts in other fields", true, [](CCatalogFile& file) {
+            file.setPrice("y");
+            file.setCopyright("price");
+        });
+        row("hidden", true, [](CCatalogFile& file) { file.setHidden(true); });
+        row("downloads", true, [](CCatalogFile& file) { file.setDownloads(1); });
+        row("size", true, [](CCatalogFile& file) { file.setFileSize(-1); });
+        row("description", true, [](CCatalogFile& file) { file.setDescription("x"); });
+        row("one more name", true, [](CCatalogFile& file) { file.AddDependency("d"); });
+        row("a name less", true, [](CCatalogFile& file) { file.setDependencies({ "a", "b" }); });
+        row("another name", true, [](CCatalogFile& file) {
+            file.setDependencies({ "a", "b", "x" });
+        });
+    }
+    void theContentHashSeesWhatAProductIs()
+    {
+        QFETCH(std::function<void(CCatalogFile&)>, change);
+        QFETCH(bool, differs);
+        const auto fill = [](CCatalogFile& file) {
+            file.setServerSerialNumber(7);
+            file.setPackageName("p");
+            file.setCopyright("y");
+            file.setPrice("price");
+            file.setDescription("text");
+        };
+        CCatalogFile file;
+        QVERIFY(file.Create());
+        file.AddNew();
+        fill(file);
+        file.setDependencies({ "c", "a", "b" });
+        QVERIFY(file.SaveRecord());
+        CatalogScan before;
+        QVERIFY(before.Next());
+        const std::uint64_t hash = before.ContentHash();
+        QCOMPARE(before.ContentHash(), hash); // again
+
+        // In another catalog, after products with names of their own.
+        QVERIFY(file.Create());
+        addProducts(file);
+        file.AddNew();
+        fill(file);
+        file.setDependencies({ "a", "b", "c" });
+        change(file);
+        QVERIFY(file.SaveRecord());
+        CatalogScan after;
+        for (int record = 1; record <= productCount; ++record) {
+            QVERIFY(after.Next());
+            QVERIFY(after.ContentHash() != hash);
+        }
+        QVERIFY(after.Next());
+        QCOMPARE(after.ContentHash() != hash, differs);
+    }
+
     void longCategoryIsCutAsTheDatabaseCutsIt()
     {
         {
@@ -293,6 +369,7 @@ private slots:
                 QVERIFY(std::strlen(scan.AuthorURL()) < 458);
                 QVERIFY(scan.Description().size() < 500000);
                 scan.Dependencies();
+                scan.ContentHash();
             }
             QVERIFY(products <= productCount);
         });

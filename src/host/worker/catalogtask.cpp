@@ -10,9 +10,13 @@
 #include <QFileInfo>
 #include <QJsonArray>
 #include <algorithm>
+#include <atomic>
+#include <cstdint>
 #include <functional>
+#include <future>
 #include <set>
 #include <string>
+#include <system_error>
 #include <vantrelagent/catalog/capiupdatecatalog.h>
 #include <vantrelagent/catalog/savedtree.h>
 #include <vantrelagent/db/catalogscan.h>
@@ -28,7 +32,7 @@ struct Snapshot {
     struct Product {
         int serial;
         std::size_t name; // where it begins in the names
-        std::size_t mark; // a hash of everything that is stored about the product
+        std::uint64_t mark; // CatalogScan::ContentHash
     };
     std::vector<Product> products; // by their serial numbers
     std::string names; // each ended by a zero
@@ -40,17 +44,6 @@ struct Snapshot {
         return QString::fromUtf8(names.c_str() + product.name);
     }
 };
-
-std::size_t MarkOf(CatalogScan& scan)
-{
-    std::string all;
-    for (const CatalogScan::Value& value : scan.Values())
-        all.append(value.text).append(std::to_string(value.number)).push_back('\0');
-    all.append(scan.Description()).push_back('\0');
-    for (const std::string& name : scan.Dependencies())
-        all.append(name).push_back('\0');
-    return std::hash<std::string>()(all);
-}
 
 // A product in two categories has two records: their marks are added up, so that their order does
 // not count, and the last name counts.
@@ -72,22 +65,53 @@ void JoinRecords(std::vector<Snapshot::Product>& products)
         products.resize(last + 1);
 }
 
-Snapshot TakeSnapshot()
+// Ends early, with a part, once it is no longer wanted.
+Snapshot TakeSnapshot(CatalogScan& scan, const std::atomic<bool>& isWanted = true)
 {
     Snapshot snapshot;
-    std::set<std::string> categories;
-    CatalogScan scan;
+    std::set<std::string, std::less<>> categories;
     snapshot.exists = bool(scan);
-    while (scan.Next()) {
+    while (isWanted && scan.Next()) {
         snapshot.products.push_back(
-            { scan.ServerSerialNumber(), snapshot.names.size(), MarkOf(scan) });
+            { scan.ServerSerialNumber(), snapshot.names.size(), scan.ContentHash() });
         snapshot.names.append(scan.Name()).push_back('\0');
-        categories.insert(scan.Category());
+        if (categories.find(scan.Category()) == categories.end())
+            categories.emplace(scan.Category());
     }
     snapshot.categories = categories.size();
     JoinRecords(snapshot.products);
     return snapshot;
 }
+
+// The database as it is before an update, read beside the transfer in a thread, which has the
+// scan for itself. It is opened at once: an update may be over before the thread begins.
+class SnapshotBefore
+{
+public:
+    SnapshotBefore() : m_snapshot(start()) { }
+    ~SnapshotBefore() { m_isWanted = false; } // the future then waits for the thread
+    SnapshotBefore(const SnapshotBefore&) = delete;
+    SnapshotBefore& operator=(const SnapshotBefore&) = delete;
+
+    Snapshot take() { return m_snapshot.get(); }
+
+private:
+    std::future<Snapshot> start()
+    {
+        const auto read = [this] { return TakeSnapshot(m_scan, m_isWanted); };
+        try {
+            return std::async(std::launch::async, read);
+        } catch (const std::system_error&) { // there cannot be one more thread
+            std::promise<Snapshot> promise;
+            promise.set_value(read());
+            return promise.get_future();
+        }
+    }
+
+    CatalogScan m_scan;
+    std::atomic<bool> m_isWanted{ true };
+    std::future<Snapshot> m_snapshot;
+};
 
 // Products that are new, have changed or are gone: how many, and the names of the first.
 class ProductList
@@ -234,8 +258,10 @@ private:
 Outcome RefreshCatalog(const QStringList&, Report& report)
 {
     Outcome outcome;
-    const Snapshot before = TakeSnapshot();
-    if (RunToItsEnd(new CatalogRequest(report), outcome))
-        outcome.result = Compare(before, TakeSnapshot());
+    SnapshotBefore before;
+    if (RunToItsEnd(new CatalogRequest(report), outcome)) {
+        CatalogScan after;
+        outcome.result = Compare(before.take(), TakeSnapshot(after));
+    }
     return outcome;
 }
