@@ -31,6 +31,7 @@
 #include <langinfo.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 #include <vantrelagent/catalog/savedtree.h>
 #include <vantrelagent/request/capi.h>
 
@@ -72,12 +73,19 @@ void UseUtf8()
         setenv("LC_ALL", "C.UTF-8", 1);
 }
 
-// The waits of the requests pass events without a rest, which would take a whole core.
+// The waits of the requests pass events without a rest, which would take a whole core. An event
+// loop that waits for events itself needs none, and with one a large reply comes in faster than
+// it is taken out of KIO's queue, whose cost grows with the square of its length.
 void RestBetweenPasses()
 {
     constexpr unsigned long rest = 200; // microseconds
-    QObject::connect(QAbstractEventDispatcher::instance(), &QAbstractEventDispatcher::awake,
-                     [] { QThread::usleep(rest); });
+    static bool waited = false;
+    const QAbstractEventDispatcher* const events = QAbstractEventDispatcher::instance();
+    QObject::connect(events, &QAbstractEventDispatcher::aboutToBlock, [] { waited = true; });
+    QObject::connect(events, &QAbstractEventDispatcher::awake, [] {
+        if (!std::exchange(waited, false))
+            QThread::usleep(rest);
+    });
 }
 
 } // namespace
