@@ -6,10 +6,11 @@
 // over the transfer to its end, by the clock; reading the saved file with just parsing that; and
 // a search with that of apt-cache.
 //
-// Usage: bench_update [INDEX]
-// INDEX defaults to the largest one that apt keeps on this machine. Each task runs in a
-// process of its own, so that processor time and peak memory can be attributed to it. Runs in
-// a sandbox (tests/in-sandbox), where the agent's data folder is a private one.
+// Usage: bench_update [INDEX [COUNT...]]
+// INDEX defaults to the largest one that apt keeps on this machine, and the counts of products
+// to 1000, 10000 and (as 0) those of the index; a larger one makes an archive up. Each task runs in
+// a process of its own, so that processor time and peak memory can be attributed to it. Runs in a
+// sandbox (tests/in-sandbox), where the agent's data folder is a private one.
 
 #include "catalog/capiupdatecatalog.h"
 #include "catalog/ccatalogmgr.h"
@@ -60,11 +61,16 @@ QByteArray ProductElement(const DebianPackage& package, int serial)
     return xml + "    </dependencies>\n   </product>\n";
 }
 
+// More products than packages are the same again under other names: an archive that is made up.
 QByteArray Reply(const std::vector<DebianPackage>& packages, std::size_t count)
 {
     std::map<QByteArray, QByteArray> categories;
-    for (std::size_t i = 0; i < count; ++i)
-        categories[packages[i].section] += ProductElement(packages[i], int(i) + 1);
+    for (std::size_t i = 0; i < count; ++i) {
+        DebianPackage package = packages[i % packages.size()];
+        if (i >= packages.size())
+            package.name += "-" + QByteArray::number(qulonglong(i / packages.size()));
+        categories[package.section] += ProductElement(package, int(i) + 1);
+    }
     QByteArray xml = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
                      "<agentfunction resultcode=\"OK\">\n <catalog>\n";
     for (const auto& [name, products] : categories)
@@ -265,7 +271,7 @@ int Serve()
 void Measure(const QByteArray& self, int products)
 {
     // Short tasks need more runs, since other work on the machine disturbs them more.
-    const int runs = products == 0 ? 3 : products > 1000 ? 7 : 25;
+    const int runs = products > 100000 ? 1 : products == 0 ? 3 : products > 1000 ? 7 : 25;
     // The cost of a process of this program before it does anything, and with a request
     // object; the first request of a process asks the server for its directory.
     const Cost nothing = Best({ self, "--task", "nothing" }, runs);
@@ -306,7 +312,8 @@ int MakeReply(const QString& index, std::size_t count)
     const std::vector<DebianPackage> packages = ParseIndex(ReadIndex(index));
     if (packages.empty())
         qFatal("there is no package index to read");
-    count = count == 0 ? packages.size() : std::min(count, packages.size());
+    if (count == 0)
+        count = packages.size();
     QFile file(replyFile);
     if (!file.open(QIODevice::WriteOnly) || file.write(Reply(packages, count)) < 0)
         qFatal("cannot write the reply");
@@ -321,7 +328,7 @@ int main(int argc, char** argv)
     // be at least as large. So other processes run the tasks and make the replies.
     if (argc == 3 && QByteArray(argv[1]) == "--task") {
         const QApplication application(argc, argv);
-        Setting("max reply size", "500000000");
+        Setting("max reply size", "1500000000");
         Setting("agent api url", qEnvironmentVariable("BENCH_API").toStdString());
         return RunTask(argv[2]) ? 0 : 1;
     }
@@ -341,9 +348,12 @@ int main(int argc, char** argv)
     if (chdir(qgetenv("TEST_DIR").constData()) != 0)
         qFatal("run this in a sandbox");
     const Server server(self);
-    for (const char* count : { "1000", "10000", "0" }) {
+    const QByteArrayList counts
+        = argc > 2 ? QByteArrayList(argv + 2, argv + argc) : QByteArrayList{ "1000", "10000", "0" };
+    for (const QByteArray& count : counts) {
         Run({ self, "--make", index, count }, true);
-        Measure(self, QByteArray(count).toInt());
+        Measure(self, count.toInt());
     }
-    MeasureSearch();
+    if (argc <= 2)
+        MeasureSearch();
 }

@@ -87,7 +87,8 @@ const char XmlGate::tooMuchMemory[] = "it would take too much memory";
 
 XmlGate::XmlGate(std::uint64_t maxBytes, unsigned length, Use use)
     : m_maxBytes(maxBytes > UINT64_MAX / length ? UINT64_MAX : maxBytes * length),
-      m_maxTag(maxTag * length), m_copied(use == Use::Copy)
+      m_maxNodes(std::max(maxNodes, maxBytes / bytesForNode)), m_maxTag(maxTag * length),
+      m_copied(use == Use::Copy)
 {
 }
 
@@ -452,7 +453,7 @@ void XmlGate::CountNode()
 
 void XmlGate::Node()
 {
-    if (++m_nodes > maxNodes)
+    if (++m_nodes > m_maxNodes)
         Refuse("it has too many nodes");
 }
 

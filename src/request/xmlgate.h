@@ -36,6 +36,8 @@ public:
     // Elements, attributes, comments, references to entities and the like, plus one
     // for the text before each. A catalog of 60,000 products has 1.25 million.
     static constexpr std::uint64_t maxNodes = 4'000'000;
+    // Where larger texts than usual are allowed, so are more nodes: one for this many bytes.
+    static constexpr std::uint64_t bytesForNode = 68;
 
     // The memory that the tree of an accepted text may take: maxGrowth times the
     // size of the text, plus freeMemory bytes.
@@ -111,6 +113,7 @@ private:
     void Refuse(const char* why);
 
     const std::uint64_t m_maxBytes;
+    const std::uint64_t m_maxNodes;
     const std::size_t m_maxTag;
     const bool m_copied;
     std::uint64_t m_cost = 0; // of the nodes, as a tree

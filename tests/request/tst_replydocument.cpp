@@ -22,14 +22,14 @@ using namespace Agent;
 namespace
 {
 
-constexpr std::uint64_t unlimited = 1ull << 40;
+constexpr std::uint64_t usualSize = 1ull << 28; // that "max reply size" has unless it is set
 
 bool Passes(const QByteArray& text, int chunk = 64 * 1024)
 {
     QByteArray bytes = text;
     QBuffer buffer(&bytes);
     buffer.open(QIODevice::ReadOnly);
-    return PassesGate(buffer, unlimited, chunk);
+    return PassesGate(buffer, usualSize, chunk);
 }
 
 bool Reads(const QByteArray& text, QDomDocument& document)
@@ -188,6 +188,21 @@ private slots:
         QDomDocument document(QStringLiteral("VantrelAgentXML"));
         QVERIFY(!Reads(text, document));
         QVERIFY(document.documentElement().isNull());
+    }
+
+    void moreNodesMayBeInATextThatMayBeLarger()
+    {
+        // Both counts of a node: itself, and the text that may be before it.
+        const QByteArray text
+            = "<a>" + QByteArray("<b/>").repeated(int(XmlGate::maxNodes / 2)) + "<b/>";
+        const std::uint64_t usual = XmlGate::maxNodes * XmlGate::bytesForNode;
+        XmlGate gate(usual), larger(usual + 10 * XmlGate::bytesForNode);
+        QVERIFY(!gate.Feed(text.constData(), std::size_t(text.size())));
+        QCOMPARE(gate.Refusal(), "it has too many nodes");
+        QVERIFY(larger.Feed(text.constData(), std::size_t(text.size())));
+        const QByteArray more = QByteArray("<b/>").repeated(10);
+        QVERIFY(!larger.Feed(more.constData(), std::size_t(more.size())));
+        QCOMPARE(larger.Refusal(), "it has too many nodes");
     }
 
     void encodingsThatHideMarkupAreRefused_data()
