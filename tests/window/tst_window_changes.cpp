@@ -177,6 +177,26 @@ private slots:
         QCOMPARE(OpenWindow::warnings(), QStringList());
     }
 
+    void whatIsHereIsRemovedWithoutTheStore()
+    {
+        OpenWindow store;
+        QVERIFY(store.open(QStringLiteral("search/lander")));
+        const QString row = QStringLiteral("product-starlander");
+        install(store, row);
+        QVERIFY(m_machine->use(nobody()));
+        store.key(Qt::Key_F5);
+        QTRY_VERIFY_WITH_TIMEOUT(store.item(QStringLiteral("offlineText")), 60000);
+        store.store().go(ReadAddress(QStringLiteral("installed")));
+        QVERIFY(store.click(QStringLiteral("remove"), row));
+        QTRY_COMPARE_WITH_TIMEOUT(store.pageName(), QStringLiteral("preview"), 60000);
+        QVERIFY(store.click(QStringLiteral("agree")));
+        QTRY_VERIFY_WITH_TIMEOUT(StatusWords("starlander") != "install ok installed", 60000);
+        // The list keeps the row that it no longer draws for another product.
+        QTRY_COMPARE_WITH_TIMEOUT(store.texts(QStringLiteral("stateText")),
+                                  QStringList{ "No product of the store is installed." }, 60000);
+        QCOMPARE(OpenWindow::warnings(), QStringList());
+    }
+
     void withoutTheStoreTheDateOfTheOffersIsShownUntilItIsBack()
     {
         OpenWindow store;
