@@ -99,6 +99,58 @@ private slots:
         QCOMPARE(contents(name), QByteArray("a = 2\n"));
     }
 
+    void closingWithoutAChangeLeavesTheFileToOthers()
+    {
+        const std::string name = fileWith("others", "a = 1\n");
+        CConfigFile file(name, false);
+        for (const char* value : { "2", "3" }) {
+            QVERIFY(fileWith("others", "theirs = 1\n") == name);
+            QVERIFY(file.Close());
+            QCOMPARE(contents(name), QByteArray("theirs = 1\n"));
+            QVERIFY(file.SetValue("a", value, *value == '3'));
+            QVERIFY(file.Close());
+            QCOMPARE(contents(name), QByteArray("a = ") + value + '\n');
+        }
+        QVERIFY(fileWith("others", "theirs = 2\n") == name);
+        QVERIFY(file.Close());
+        QCOMPARE(contents(name), QByteArray("theirs = 2\n"));
+    }
+
+    void unreadableFileIsNotReplaced()
+    {
+        QTemporaryDir folder;
+        QCOMPARE(chmod(qPrintable(folder.path()), 0777), 0);
+        const QString name = folder.filePath(QStringLiteral("unreadable"));
+        QFile file(name);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        QCOMPARE(file.write("a = 1\n"), qint64(6));
+        file.close();
+        QCOMPARE(chmod(qPrintable(name), 0), 0);
+        bool written = true;
+        {
+            const PlainUser nobody;
+            written = CConfigFile(name.toStdString(), false).SetValue("b", "2", true);
+        }
+        QCOMPARE(chmod(qPrintable(name), 0600), 0);
+        QVERIFY(!written);
+        QCOMPARE(contents(name.toStdString()), QByteArray("a = 1\n"));
+    }
+
+    void pipeReadsAsEmptyWithoutAWait()
+    {
+        const std::string name = path("pipe");
+        QCOMPARE(mkfifo(name.c_str(), 0600), 0);
+        const pid_t child = fork();
+        if (child == 0) {
+            alarm(10);
+            CConfigFile file(name, false);
+            _exit(file.GetLongValue("a", 5) == 5 && !file.SetValue("a", "1", true) ? 0 : 1);
+        }
+        int status = -1;
+        QCOMPARE(waitpid(child, &status, 0), child);
+        QCOMPARE(status, 0);
+    }
+
     void createsOnlyWhenAskedTo()
     {
         CConfigFile(path("absent"), false);
@@ -186,9 +238,11 @@ private slots:
         QCOMPARE(Calls::made, std::string("fsync rename fsync")); // the file, then its folder
         for (const char* call : { "fsync", "rename" }) {
             Calls::failing = call;
-            const bool written = CConfigFile(name, false).SetValue("a", "3", true);
+            CConfigFile file(name, false);
+            const bool written = file.SetValue("a", "3", true);
             Calls::failing.clear();
             QVERIFY(!written);
+            QCOMPARE(file.GetLongValue("a", 0), 2L);
             QCOMPARE(contents(name), QByteArray("a = 2\n"));
             QCOMPARE(QDir(m_dir.path()).entryList({ QStringLiteral("synced*") }).size(), 1);
         }
@@ -245,7 +299,41 @@ private slots:
         QCOMPARE(second.Create("one"), 0);
         QCOMPARE(second.Create("two"), 1);
         first.Release();
+        QCOMPARE(first.Create("two"), 0);
         QCOMPARE(second.Create("one"), 1);
+        // A new name releases the one before.
+        QCOMPARE(first.Create("two"), 1);
+    }
+
+    // Someone else may have made it, and no writer will ever come.
+    void mutexDoesNotWaitForAPipe()
+    {
+        const std::string pipe = root().toStdString() + "/run/lock/piped.lock";
+        QCOMPARE(mkfifo(pipe.c_str(), 0444), 0);
+        const pid_t child = fork();
+        if (child == 0) {
+            alarm(10);
+            COneInstanceMutex mutex;
+            _exit(mutex.Create("piped") == 1 ? 0 : 1);
+        }
+        int status = -1;
+        QCOMPARE(waitpid(child, &status, 0), child);
+        QCOMPARE(unlink(pipe.c_str()), 0);
+        QCOMPARE(status, 0);
+    }
+
+    void mutexIsNotInheritedByOtherPrograms()
+    {
+        COneInstanceMutex mutex;
+        QCOMPARE(mutex.Create("own"), 1);
+        QProcess other;
+        other.start(QStringLiteral("cat"), {});
+        QVERIFY(other.waitForStarted());
+        mutex.Release();
+        const int taken = COneInstanceMutex().Create("own");
+        other.closeWriteChannel();
+        QVERIFY(other.waitForFinished());
+        QCOMPARE(taken, 1);
     }
 
     void mutexGoesWithItsProcess()
