@@ -14,9 +14,11 @@
 #include <cstdint>
 #include <functional>
 #include <future>
+#include <optional>
 #include <set>
 #include <string>
 #include <system_error>
+#include <utility>
 #include <vantrelagent/catalog/capiupdatecatalog.h>
 #include <vantrelagent/catalog/savedtree.h>
 #include <vantrelagent/db/catalogscan.h>
@@ -98,7 +100,11 @@ public:
 private:
     std::future<Snapshot> start()
     {
-        const auto read = [this] { return TakeSnapshot(m_scan, m_isWanted); };
+        const auto read = [this] {
+            Snapshot snapshot = TakeSnapshot(*m_scan, m_isWanted);
+            m_scan.reset(); // its memory is not needed during the update
+            return snapshot;
+        };
         try {
             return std::async(std::launch::async, read);
         } catch (const std::system_error&) { // there cannot be one more thread
@@ -108,7 +114,7 @@ private:
         }
     }
 
-    CatalogScan m_scan;
+    std::optional<CatalogScan> m_scan{ std::in_place };
     std::atomic<bool> m_isWanted{ true };
     std::future<Snapshot> m_snapshot;
 };
