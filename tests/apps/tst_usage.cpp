@@ -106,6 +106,44 @@ private slots:
         QVERIFY2(result.err.startsWith(QLatin1String("pakmart: ") + says), qPrintable(result.err));
     }
 
+    // Scripts have them from before there were previews and names everywhere. This machine has no
+    // catalog, so that most fail, but as commands that were understood.
+    void oldSpellingsAreUnderstood_data()
+    {
+        QTest::addColumn<QString>("words");
+        for (const char* words : { "categories",
+                                   "list Games",
+                                   "search star lander",
+                                   "show 1001 1002",
+                                   "install --yes 1001 1002",
+                                   "install 1001 -y",
+                                   "--yes install 1001",
+                                   "install --package --yes libpixel",
+                                   "--package install -y libpixel",
+                                   "install --yes --pictures /tmp 1001",
+                                   "remove --yes starlander libpixel",
+                                   "installed",
+                                   "installed lib*",
+                                   "recent",
+                                   "recent --run 1",
+                                   "--run 1 recent",
+                                   "forget 1001 1002",
+                                   "-v categories",
+                                   "--verbose --json categories",
+                                   "--json search star",
+                                   "installed --json",
+                                   "os-update --yes --json",
+                                   "os-update -y" })
+            QTest::newRow(words) << QString::fromLatin1(words);
+    }
+    void oldSpellingsAreUnderstood()
+    {
+        QFETCH(QString, words);
+        const DemoMachine::Result result = DemoMachine::pakmart(words.split(QLatin1Char(' ')));
+        QVERIFY2(result.status == 0 || result.status == 1, qPrintable(result.err));
+        QVERIFY2(!result.err.contains(QLatin1String("pakmart --help")), qPrintable(result.err));
+    }
+
     void everyCommandHasItsHelp()
     {
         const auto help
