@@ -39,16 +39,16 @@ std::vector<std::string> AptWords(const Arguments& arguments, const DpkgStatus& 
         words = { "--no-remove", "--no-auto-remove" };
     const auto reinstreq = [](const PackageState& s) { return s.flag == "reinstreq"; };
     if (arguments.command == "install" && AnyIs(arguments, status, IsBroken))
-        words.push_back("--reinstall");
+        words.emplace_back("--reinstall");
     // apt-get does not list archives that are already in the cache, but the store needs the
     // file names of all packages. So it gets an archive folder that is always empty.
     if (Installs(arguments) && arguments.printUris)
-        words.push_back("--option=Dir::Cache::archives=/dev/null/");
+        words.emplace_back("--option=Dir::Cache::archives=/dev/null/");
     if (Removes(arguments) && AnyIs(arguments, status, reinstreq))
-        words.push_back("--option=DPkg::Options::=--force-remove-reinstreq");
+        words.emplace_back("--option=DPkg::Options::=--force-remove-reinstreq");
     const auto isHeld = [](const PackageState& s) { return s.want == "hold"; };
     if (Removes(arguments) && AnyIs(arguments, status, isHeld))
-        words.push_back("--allow-change-held-packages");
+        words.emplace_back("--allow-change-held-packages");
     return Before(words, arguments);
 }
 
@@ -65,7 +65,7 @@ std::vector<std::string> RepairWords(const Arguments& arguments,
 {
     std::vector<std::string> words{ "--no-remove", "--no-auto-remove", "--reinstall" };
     words.insert(words.end(), arguments.options.begin(), arguments.options.end());
-    words.push_back("install");
+    words.emplace_back("install");
     words.insert(words.end(), packages.begin(), packages.end());
     return words;
 }

@@ -39,17 +39,17 @@ int HoldCommand(Console& console, const QStringList& names, bool hold);
 // ---- the catalog
 
 int UpdateCommand(Console& console);
-int CategoriesCommand(Console& console);
-int ListCommand(Console& console, const QString& category);
+int CategoriesCommand(Console& display);
+int ListCommand(Console& display, const QString& category);
 // The products that are installed, or of which a newer version is in the catalog.
-int ListInstalledCommand(Console& console, bool onlyUpgradable);
-int ShowCommand(Console& console, const QStringList& names);
+int ListInstalledCommand(Console& display, bool onlyUpgradable);
+int ShowCommand(Console& display, const QStringList& names);
 int SearchCommand(Console& console, const QStringList& words);
 
 // ---- this machine
 
 // Shows the packages with names that match `pattern`, or all for an empty pattern.
-int InstalledCommand(Console& console, const QString& pattern);
+int InstalledCommand(Console& display, const QString& pattern);
 int DependsCommand(Console& console, const QStringList& names);
 int WhyCommand(Console& console, const QStringList& names);
 int HistoryCommand(Console& console);

@@ -331,6 +331,7 @@ std::vector<PictureEngine::Drawn> PictureEngine::decoded(const QByteArray& bytes
                                                          const std::vector<QSize>& sizes) const
 {
     std::vector<Drawn> pictures;
+    pictures.reserve(sizes.size());
     for (const QSize& size : sizes)
         pictures.push_back({ size, DecodePicture(bytes, size, m_limits.pixels) });
     return pictures;

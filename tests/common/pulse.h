@@ -18,7 +18,7 @@ public:
 #ifdef __SANITIZE_THREAD__
     static constexpr qint64 tooLong = 5000;
 #else
-    static constexpr qint64 tooLong = 500;
+    static constexpr qint64 tooLong = 1000;
 #endif
 
     Pulse()
