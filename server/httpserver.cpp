@@ -273,7 +273,8 @@ void HttpServer::CallFunction(const std::string& path, const std::string& query,
         };
         if (!function.isSameForAll || !ReplyShared(path, answer, reply))
             reply.SetBody(answer(), xmlType);
-        if (m_signedPool && !m_signedPool->Cover(here + request.target, reply))
+        const bool isAnyHost = m_options.publicUrl.empty();
+        if (m_signedPool && !m_signedPool->Cover(here + request.target, isAnyHost, reply))
             reply = Busy();
     } catch (const RequestError& error) {
         reply.status = 400;

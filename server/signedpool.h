@@ -34,8 +34,11 @@ public:
     // a repository whose archives are on another server; false for any other file.
     bool Serve(const std::string& path, HttpReply& reply);
 
-    // Adds its statement to the reply to a request for this address, or has no time for it.
-    bool Cover(const std::string& url, HttpReply& reply) { return m_replies.Cover(url, reply); }
+    // Adds its statement to a reply as SignedReplies does.
+    bool Cover(const std::string& url, bool isAnyHost, HttpReply& reply)
+    {
+        return m_replies.Cover(url, isAnyHost, reply);
+    }
 
 private:
     struct Signed {

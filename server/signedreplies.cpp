@@ -18,7 +18,7 @@ namespace
 constexpr std::time_t day = 24 * 60 * 60;
 constexpr std::time_t valid = 7 * day;
 constexpr std::size_t mostStatements = 4096;
-constexpr int mostWaiting = 16; // of the threads that serve, a quarter
+constexpr int mostWaiting = 16; // in a queue; a quarter of the threads that serve
 
 // One of those who wait, while it exists.
 class Waiting
@@ -93,19 +93,20 @@ std::string SignedReplies::Sign(const std::string& name, const std::string& sha2
     return header;
 }
 
-bool SignedReplies::Cover(const std::string& url, HttpReply& reply)
+// Anybody can invent any number of queries, and of hosts where the server takes any: only some
+// of these may wait. Without both there are few addresses, and many clients want the same one.
+bool SignedReplies::Cover(const std::string& url, bool isAnyHost, HttpReply& reply)
 try {
     const std::string name = RequestName(url), sha256 = reply.content->Sha256();
     std::string header;
     Find(name, sha256, header);
-    if (header.empty() && url.find('?') == std::string::npos) {
-        const std::lock_guard<std::mutex> turn(m_signing);
-        header = Sign(name, sha256, reply.Body().size());
-    } else if (header.empty()) {
-        const Waiting waiting(m_waitingQueries);
-        if (waiting.IsTooMany())
+    if (header.empty()) {
+        const bool isQuery = url.find('?') != std::string::npos;
+        Queue& queue = isQuery ? m_queries : m_plain;
+        const Waiting waiting(queue.waiting);
+        if ((isQuery || isAnyHost) && waiting.IsTooMany())
             return false;
-        const std::lock_guard<std::mutex> turn(m_signingQueries);
+        const std::lock_guard<std::mutex> turn(queue.turn);
         header = Sign(name, sha256, reply.Body().size());
     }
     reply.Add("Pakmart-Statement", header);

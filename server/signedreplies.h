@@ -24,15 +24,21 @@ class SignedReplies
 public:
     SignedReplies(const Signer& signer, const std::string& origin);
 
-    // Adds its statement to the reply to a request for this address. If it cannot be signed,
-    // there is none, and a line on standard error says why. False if too many requests wait
-    // for signatures already: the client has to ask again.
-    bool Cover(const std::string& url, HttpReply& reply);
+    // Adds its statement to the reply to a request for this address, the host of which is one
+    // that the client has chosen, or not. If it cannot be signed, there is none, and a line on
+    // standard error says why. False if too many requests wait for signatures already: the
+    // client has to ask again.
+    bool Cover(const std::string& url, bool isAnyHost, HttpReply& reply);
 
 private:
     struct Statement {
         std::string sha256; // of the reply
         std::string header;
+    };
+    // Requests that wait for each other's signatures.
+    struct Queue {
+        std::mutex turn;
+        std::atomic<int> waiting{ 0 };
     };
 
     std::time_t Find(const std::string& name, const std::string& sha256, std::string& header);
@@ -47,8 +53,7 @@ private:
     std::time_t m_date = 0;
     std::time_t m_begun = 0; // when that date began
     std::map<std::string, Statement> m_statements; // by the names of the requests
-    // Requests with arguments, of which a client can invent any number, wait for each other's
-    // signatures, and only some may wait; the catalog and the like do not wait for them.
-    std::mutex m_signing, m_signingQueries;
-    std::atomic<int> m_waitingQueries{ 0 };
+    // Those with arguments have a queue of their own, so that the catalog and the like do not
+    // wait for them.
+    Queue m_plain, m_queries;
 };
