@@ -324,6 +324,21 @@ private slots:
         QFile::setPermissions(file, QFile::Permissions(0x6044));
         QVERIFY2(refusalOf(file).contains("`chmod 600` it"), refusalOf(file));
     }
+    // systemd hands out a file of root's that the group seems to have.
+    void aCredentialOfTheServiceIsTaken()
+    {
+        const QString file = path("handed/sign"), other = path("handed-not");
+        for (const QString& name : { file, other }) {
+            QVERIFY(WriteTextFile(name, contents(m_key->secretFile())));
+            QFile::setPermissions(name, QFile::Permissions(0x4040));
+        }
+        qputenv("CREDENTIALS_DIRECTORY", path("handed").toLocal8Bit());
+        const ServerProcess server(m_store, { QStringLiteral("--sign"), file });
+        const QByteArray refusal = refusalOf(other);
+        qunsetenv("CREDENTIALS_DIRECTORY");
+        QVERIFY(server.isRunning());
+        QVERIFY2(refusal.contains("`chmod 600` it"), refusal);
+    }
     void aPublicKeyIsRefused()
     {
         const QString file = path("public.key");
