@@ -79,6 +79,27 @@ bool LinkFiles(const std::string& folder, const std::string& copy)
     return !error;
 }
 
+// The folder of a container's image cannot be renamed, though it can be removed. Its signed
+// files go first: if this is cut off, all that is left is fetched anew.
+bool RemoveLists(const std::string& folder)
+{
+    std::error_code error;
+    for (const auto& entry : fs::directory_iterator(folder, error)) {
+        if (Agent::EndsWith(entry.path().string(), "Release"))
+            unlink(entry.path().c_str());
+    }
+    fs::remove_all(folder, error);
+    return !error;
+}
+
+// Replaces a folder in one step, where the file system can do that.
+bool ReplaceLists(const std::string& folder, const std::string& staged)
+{
+    if (renameat2(AT_FDCWD, staged.c_str(), AT_FDCWD, folder.c_str(), RENAME_EXCHANGE) == 0)
+        return true;
+    return errno == EXDEV && RemoveLists(folder) && rename(staged.c_str(), folder.c_str()) == 0;
+}
+
 // What apt's error lines mean for the user, by a part of them.
 const struct {
     const char* part;
@@ -243,12 +264,9 @@ std::string StoreLists::FetchChanged(const TrustedStore& store,
         fault = Accept(store, staged);
     if (fault.empty() && ReadRelease(staged + '/' + store.ReleaseName()).date < offered.date)
         fault = "it answers now with newer offers, now with older ones";
-    if (!fault.empty())
-        return fault;
-    const bool replaced
-        = renameat2(AT_FDCWD, staged.c_str(), AT_FDCWD, m_folder.c_str(), RENAME_EXCHANGE) == 0;
-    return replaced ? std::string()
-                    : std::string("its lists cannot be written: ") + std::strerror(errno);
+    if (fault.empty() && !ReplaceLists(m_folder, staged))
+        fault = std::string("its lists cannot be written: ") + std::strerror(errno);
+    return fault;
 }
 
 bool StoreLists::Refresh(const TrustedStore& store, const Agent::StoreSettings& settings,

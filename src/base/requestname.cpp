@@ -21,11 +21,6 @@ bool IsIn(std::string_view characters, char c)
     return characters.find(c) != std::string_view::npos;
 }
 
-bool EndsWith(std::string_view text, std::string_view end)
-{
-    return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
-}
-
 // "http://host:port" in one form.
 std::string ServerName(std::string_view server)
 {

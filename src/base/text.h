@@ -49,6 +49,10 @@ inline bool BeginsWith(std::string_view text, std::string_view prefix)
 {
     return text.compare(0, prefix.size(), prefix) == 0;
 }
+inline bool EndsWith(std::string_view text, std::string_view end)
+{
+    return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
+}
 
 // Whether the text is not empty and holds only characters that `is` accepts, and `others`.
 bool IsMadeOf(std::string_view text, bool (*is)(char), std::string_view others);

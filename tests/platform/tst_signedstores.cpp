@@ -8,9 +8,19 @@
 #include "platform/plandigest.h"
 #include "tests/platform/signedshop.h"
 
+#include <QThread>
 #include <QtTest>
+#include <cerrno>
 #include <csignal>
+#include <cstddef>
+#include <cstdio>
+#include <iterator>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <memory>
+#include <sys/prctl.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 using Result = SignedShop::Result;
@@ -90,6 +100,22 @@ private:
         QVERIFY2(result.status == 100, result.output);
         QVERIFY(m_shop.isUnknown("app"));
         QVERIFY(!QFile::exists(m_shop.root + QStringLiteral("/usr/bin/app")));
+    }
+    // From now on, for this thread and what it starts.
+    static void refuseExchanges()
+    {
+        sock_filter program[] = {
+            BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+            BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_renameat2, 0, 3),
+            BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, args[4])),
+            BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, RENAME_EXCHANGE, 0, 1),
+            BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EXDEV),
+            BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+        };
+        const sock_fprog filter{ std::size(program), program };
+        if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0
+            || syscall(SYS_seccomp, SECCOMP_SET_MODE_FILTER, 0, &filter) != 0)
+            qFatal("no filter for system calls can be set");
     }
     QByteArray archiveOf(const SignedShop::Package& package) const
     {
@@ -180,6 +206,23 @@ private slots:
         QCOMPARE(m_shop.trusted(), m_known);
         m_shop.offer();
         QCOMPARE(m_shop.update().status, 0);
+    }
+    // As in a container, where folders of the image cannot be renamed.
+    void listsThatCannotBeExchangedAreReplaced()
+    {
+        begin(true);
+        m_shop.offer();
+        Result result;
+        const std::unique_ptr<QThread> thread(QThread::create([&] {
+            refuseExchanges();
+            result = m_shop.update();
+        }));
+        thread->start();
+        QVERIFY(QTest::qWaitFor([&] { return thread->isFinished(); }, 120000));
+        QVERIFY2(result.status == 0, result.output);
+        QVERIFY(m_shop.trusted() != m_known);
+        QCOMPARE(m_shop.install(QStringLiteral("app")).status, 0);
+        QVERIFY(m_shop.isInstalled("app", "2.0"));
     }
     // Whatever the umask, apt's own account can read what it fetches.
     void foldersCanBeEnteredUnderAnyUmask()
