@@ -146,7 +146,7 @@ std::string ProductText(const AddOptions& options, const ArchivePackage& package
 {
     return "\nSerial: " + std::to_string(serial)
         + "\nName: " + (options.name.empty() ? package.name : options.name)
-        + "\nCategory: " + (options.category.empty() ? package.section : options.category)
+        + "\nCategory: " + (options.category.empty() ? package.category : options.category)
         + "\nPackage: " + package.name + "\nDescription: " + Continued(package.description) + '\n';
 }
 

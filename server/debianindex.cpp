@@ -6,18 +6,14 @@
 #include "base/packagename.h"
 #include "base/text.h"
 #include "options.h"
+#include "packedfile.h"
 #include "stanza.h"
 #include "storefile.h"
 
 #include <algorithm>
 #include <apt-pkg/deblistparser.h>
 #include <apt-pkg/debversion.h>
-#include <apt-pkg/error.h>
-#include <apt-pkg/fileutl.h>
-#include <cstdint>
-#include <fstream>
 #include <strings.h>
-#include <sys/stat.h>
 #include <unordered_map>
 #include <unordered_set>
 
@@ -29,65 +25,7 @@ namespace
 const std::size_t mostFields = 200;
 const std::size_t longestSection = 60;
 const std::size_t longestHomepage = 256;
-const std::size_t longestDescription = 16 * 1024;
 const std::size_t reasonsKept = 10;
-
-// Throws apt's error messages in one line.
-[[noreturn]] void FailWithAptError(const std::string& file)
-{
-    std::string text, line;
-    while (!_error->empty()) {
-        _error->PopMessage(line);
-        text += ": " + line;
-    }
-    throw StoreError(file + text);
-}
-
-bool EndsWith(const std::string& text, const std::string& end)
-{
-    return text.size() >= end.size()
-        && text.compare(text.size() - end.size(), end.size(), end) == 0;
-}
-
-// apt reads a truncated gzip file without an error. But the last four bytes of a gzip file
-// are the size of its content, which is compared here.
-void CheckGzipSize(const std::string& file, std::size_t size)
-{
-    std::ifstream packed(file, std::ios::binary);
-    unsigned char end[4] = {};
-    packed.seekg(-4, std::ios::end).read(reinterpret_cast<char*>(end), sizeof end);
-    const std::uint32_t told = end[0] | end[1] << 8 | end[2] << 16 | std::uint32_t(end[3]) << 24;
-    if (!packed || told != std::uint32_t(size))
-        throw StoreError(file + ": the file is cut short, or packed in several pieces");
-}
-
-// The text of a file, decompressed if the name ends in .gz, .xz, .lz4, .zst or .bz2. Throws
-// StoreError, which names the file, if it cannot be read completely or its text is over
-// `largest` bytes.
-std::string ReadPackedFile(const std::string& file, std::size_t largest)
-{
-    struct stat info = {};
-    if (stat(file.c_str(), &info) == 0 && !S_ISREG(info.st_mode))
-        throw StoreError(file + ": this is not a regular file");
-    FileFd packed;
-    if (!packed.Open(file, FileFd::ReadOnly, FileFd::Extension))
-        FailWithAptError(file);
-    std::string text;
-    const std::size_t step = 1024 * 1024;
-    for (unsigned long long got = step; got > 0;) {
-        const std::size_t have = text.size();
-        text.resize(have + step);
-        if (!packed.Read(&text[have], step, &got))
-            FailWithAptError(file);
-        text.resize(have + got);
-        if (text.size() > largest)
-            throw StoreError(file + ": there is more in this file than "
-                             + std::to_string(largest / 1024 / 1024) + " MB");
-    }
-    if (EndsWith(file, ".gz"))
-        CheckGzipSize(file, text.size());
-    return text;
-}
 
 // The value of a field; empty for a missing one.
 std::string Value(const Stanza& stanza, const char* key)
@@ -232,7 +170,8 @@ ArchivePackage ReadPackage(Stanza& stanza, const std::string& file)
     Checked(stanza, "SHA256", IsSum, file);
     Checked(stanza, "Size", IsSize, file);
     CheckRelations(stanza, file);
-    package.section = SectionOf(stanza);
+    package.title = package.name;
+    package.category = SectionOf(stanza);
     package.description = FitDescription(Value(stanza, "Description"), package.name);
     package.descriptionMd5 = Value(stanza, "Description-md5");
     package.stanza = TextOf(stanza);

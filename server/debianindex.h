@@ -9,17 +9,22 @@
 
 #pragma once
 
+#include <cstddef>
 #include <map>
 #include <string>
 #include <string_view>
 #include <vector>
+
+// The maximum size of a product's description, in bytes.
+constexpr std::size_t longestDescription = 16 * 1024;
 
 // One package of the index.
 struct ArchivePackage {
     std::string name;
     std::string version;
     std::string archive; // the last part of its file name
-    std::string section; // "unknown" if the index has no valid one
+    std::string title; // for people: its name, unless an application has a better one
+    std::string category; // its section ("unknown" without a valid one), or an application's
     std::string description; // one line, or with the long description below it
     std::string descriptionMd5; // the key of the long one in a translation file
     std::string stanza; // as in the index, except for dropped fields

@@ -3,6 +3,7 @@
 
 #include "options.h"
 
+#include "applications.h"
 #include "base/text.h"
 #include "importedstore.h"
 #include "store.h"
@@ -25,6 +26,8 @@ file as apt keeps it below /var/lib/apt/lists, plain or compressed.
   -a, --archive URL       where the archives are fetched from; without it, the
                           address in the name that apt has given INDEX
   -t, --translation FILE  take long descriptions from this Translation file
+  -s, --appstream FILE    take names, descriptions and categories of applications
+                          from this catalog of AppStream, as apt keeps it as well
   -n, --name NAME         the repository's name in the store (debian)
       --help              show this text
 
@@ -37,6 +40,7 @@ Exit status: 0 made, 1 failed, 2 wrong usage.
 struct ImportOptions {
     std::string archive;
     std::string translation;
+    std::string appstream;
     std::string name = "debian";
     std::string index;
     std::string store;
@@ -55,15 +59,18 @@ std::string ParseImportOptions(int argc, char** argv, ImportOptions& options)
 {
     static const option names[] = { { "archive", required_argument, nullptr, 'a' },
                                     { "translation", required_argument, nullptr, 't' },
+                                    { "appstream", required_argument, nullptr, 's' },
                                     { "name", required_argument, nullptr, 'n' },
                                     { "help", no_argument, nullptr, 'h' },
                                     { nullptr, 0, nullptr, 0 } };
     int letter = 0;
-    while ((letter = getopt_long(argc, argv, "a:t:n:", names, nullptr)) != -1) {
+    while ((letter = getopt_long(argc, argv, "a:t:s:n:", names, nullptr)) != -1) {
         if (letter == 'a')
             options.archive = WithoutSlashes(optarg);
         else if (letter == 't')
             options.translation = optarg;
+        else if (letter == 's')
+            options.appstream = optarg;
         else if (letter == 'n')
             options.name = optarg;
         else if (letter == 'h')
@@ -101,11 +108,15 @@ void Import(const ImportOptions& options)
 {
     ImportedStore store(options.store, options.name);
     DebianIndex index = ReadDebianIndex(options.index);
-    std::cout << "packages: " << index.packages.size()
-              << ", older versions passed over: " << index.older;
+    std::string more;
     if (!options.translation.empty())
-        std::cout << ", long descriptions: " << AddLongDescriptions(index, options.translation);
-    std::cout << std::endl;
+        more += ", long descriptions: "
+            + std::to_string(AddLongDescriptions(index, options.translation));
+    if (!options.appstream.empty())
+        more += ", applications: "
+            + std::to_string(AddApplications(index, ReadApplications(options.appstream)));
+    std::cout << "packages: " << index.packages.size()
+              << ", older versions passed over: " << index.older << more << std::endl;
     TellLeftOut(index);
     const ImportResult result = store.Replace(index, options.archive);
     std::cout << "products: " << result.products << ", categories: " << result.categories

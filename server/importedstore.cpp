@@ -48,8 +48,8 @@ std::string MarkText(const std::string& repository, long nextSerial)
 
 void AddProduct(std::string& text, const ArchivePackage& package, long serial)
 {
-    text += "Serial: " + std::to_string(serial) + "\nName: " + package.name
-        + "\nCategory: " + package.section + "\nPackage: " + package.name
+    text += "Serial: " + std::to_string(serial) + "\nName: " + package.title
+        + "\nCategory: " + package.category + "\nPackage: " + package.name
         + "\nDescription: " + Continued(package.description) + "\n\n";
 }
 
@@ -146,7 +146,7 @@ ImportResult ImportedStore::Replace(const DebianIndex& index, const std::string&
         if (!isNew && version != versions.end() && version->second != package.version)
             ++result.updated;
         numbered[isNew ? m_nextSerial++ : old->second] = &package;
-        categories.insert(package.section);
+        categories.insert(package.category);
     }
     if (m_nextSerial > INT_MAX)
         throw StoreError(m_folder + ": there are no numbers left for new products");

@@ -210,6 +210,140 @@ private slots:
         QCOMPARE(numbers().size(), 10);
     }
 
+    // AppStream's names, texts and categories; a package without them keeps its own.
+    void applicationsSpeakForTheirPackages_data()
+    {
+        QTest::addColumn<QByteArray>("package");
+        QTest::addColumn<QByteArray>("text");
+        const auto row = [](const char* package, const QByteArray& text) {
+            QTest::newRow(package) << QByteArray(package) << text;
+        };
+        row("abacus",
+            "Name: Abacus\nCategory: Science\nPackage: abacus\nDescription: Count with beads, and "
+            "print what was counted\n A frame with beads on wires.\n");
+        row("libbeads2",
+            "Name: libbeads2\nCategory: libs\nPackage: libbeads2\nDescription: beads for "
+            "programs\n");
+        row("libgtk++",
+            "Name: Plus & Minus\nCategory: libs\nPackage: libgtk++\nDescription: Has no "
+            "description and no main category\n");
+    }
+    void applicationsSpeakForTheirPackages()
+    {
+        QFETCH(QByteArray, package);
+        QFETCH(QByteArray, text);
+        const auto result = import(
+            QLatin1String(IMPORT_DATA "/Packages"),
+            { QStringLiteral("--appstream"), QLatin1String(IMPORT_DATA "/components.yml") });
+        QCOMPARE(result.err, QByteArray());
+        QVERIFY2(result.out.contains(", applications: 2\n"), result.out);
+        QVERIFY2(stored("products").contains(text), stored("products"));
+        QVERIFY(!stored("products").contains("zählen"));
+        const QMap<QByteArray, int> with = numbers();
+        import(QLatin1String(IMPORT_DATA "/Packages"));
+        QCOMPARE(with, numbers());
+        QVERIFY(stored("products").contains("Name: " + package + '\n'));
+    }
+    void applicationsMayComeAsXml()
+    {
+        const QString file = path("catalog.xml");
+        QVERIFY(WriteTextFile(
+            file,
+            "<?xml version=\"1.0\"?><components version=\"0.14\" origin=\"x\">"
+            "<component type=\"desktop-application\"><id>ab</id><pkgname>ab</pkgname>"
+            "<name>A &amp; B</name><summary>Letters</summary><description><p>The first.</p>"
+            "</description><categories><category>Game</category></categories></component>"
+            "</components>"));
+        QVERIFY(WriteTextFile(path("index"), Stanza("ab") + Stanza("cd").replace("misc", "games")));
+        const auto result = import(path("index"), { QStringLiteral("-s"), file });
+        QCOMPARE(result.err, QByteArray());
+        QCOMPARE(stored("products"),
+                 QByteArray("Serial: 1\nName: A & B\nCategory: Games\nPackage: ab\n"
+                            "Description: Letters\n The first.\n\n"
+                            // Two spellings would be one category for agents.
+                            "Serial: 2\nName: cd\nCategory: Games\nPackage: cd\n"
+                            "Description: cd for tests\n\n"));
+    }
+    void textsThatAStoreCannotHaveAreNotTaken_data()
+    {
+        QTest::addColumn<QByteArray>("from");
+        QTest::addColumn<QByteArray>("to");
+        QTest::addColumn<QByteArray>("product"); // what it is then
+        const QByteArray own = "Name: ab\nCategory: misc\nPackage: ab\nDescription: ab for tests\n";
+        const auto row
+            = [](const char* name, const QByteArray& from, const QByteArray& to,
+                 const QByteArray& product) { QTest::newRow(name) << from << to << product; };
+        row("longest name", "C: Name", "C: " + QByteArray(100, 'n'),
+            "Name: " + QByteArray(100, 'n') + "\nCategory: Games\n");
+        row("longer name", "C: Name", "C: " + QByteArray(101, 'n'), own);
+        row("no name", "C: Name", "de: Name", own);
+        row("control character in a name", "C: Name", "C: \"N\\x1bame\"", own);
+        row("longest summary", "C: Summary", "C: " + QByteArray(256, 's'),
+            "Description: " + QByteArray(256, 's') + "\n");
+        row("longer summary", "C: Summary", "C: " + QByteArray(257, 's'), own);
+        row("long description", "Words", QByteArray(16 * 1024 + 1, 'w'),
+            "Package: ab\nDescription: Summary\n\n");
+        row("description of control characters", "C: <p>Words", "C: \"<p>\\x1bWords",
+            "Package: ab\nDescription: Summary\n\n");
+        row("line feed in a name", "C: Name", "C: \"N\\n\\nSerial: 9\"", "Name: N Serial: 9\n");
+        row("a part of another one", "Package: ab", "Merge: append\nPackage: ab", own);
+        row("another package", "Package: ab", "Package: cd", own);
+    }
+    void textsThatAStoreCannotHaveAreNotTaken()
+    {
+        QFETCH(QByteArray, from);
+        QFETCH(QByteArray, to);
+        QFETCH(QByteArray, product);
+        const QByteArray head = "---\nFile: DEP-11\nVersion: '0.14'\nOrigin: x\n";
+        QByteArray text = "---\nType: desktop-application\nID: ab\nPackage: ab\nName:\n  C: Name\n"
+                          "Summary:\n  C: Summary\nDescription:\n  C: <p>Words</p>\n"
+                          "Categories:\n- Game\n";
+        QVERIFY(text.contains(from));
+        text.replace(from, to);
+        if (to.contains("C: \"<p>"))
+            text.replace("Words</p>", "Words</p>\"");
+        const QByteArray other = "---\nType: desktop-application\nID: xy\nPackage: xy\nName:\n"
+                                 "  C: Xy\nSummary:\n  C: Other\n";
+        QVERIFY(WriteTextFile(path("catalog.yml"), head + text + other));
+        QVERIFY(WriteTextFile(path("index"), Stanza("ab")));
+        const auto result = import(path("index"), { QStringLiteral("-s"), path("catalog.yml") });
+        QVERIFY2(result.status == 0, result.err);
+        QVERIFY2(stored("products").contains(product), stored("products"));
+    }
+    void aCatalogThatCannotBeReadStopsTheImport_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QByteArray>("text");
+        QTest::addColumn<QByteArray>("why");
+        QTest::newRow("missing") << QStringLiteral("missing.yml") << QByteArray("-")
+                                 << QByteArray("No such file or directory");
+        QTest::newRow("empty") << QStringLiteral("a.yml") << QByteArray("")
+                               << QByteArray("no application found in this catalog");
+        QTest::newRow("cut") << QStringLiteral("a.yml")
+                             << Bundled("components.yml").left(1000) + "\n  ["
+                             << QByteArray("a.yml: ");
+        QTest::newRow("cut XML") << QStringLiteral("a.xml") << QByteArray("<components><component")
+                                 << QByteArray("a.xml: Could not parse XML data: ");
+        QTest::newRow("not packed")
+            << QStringLiteral("a.yml.gz") << Bundled("components.yml") << QByteArray("a.yml.gz: ");
+    }
+    void aCatalogThatCannotBeReadStopsTheImport()
+    {
+        QFETCH(QString, name);
+        QFETCH(QByteArray, text);
+        QFETCH(QByteArray, why);
+        QCOMPARE(importText(Stanza("ab")).status, 0);
+        const QStringList before = snapshot();
+        if (text != "-")
+            QVERIFY(WriteTextFile(m_dir->filePath(name), text));
+        QVERIFY(WriteTextFile(path("index"), Stanza("cd")));
+        const auto result = import(path("index"), { QStringLiteral("-s"), m_dir->filePath(name) });
+        QCOMPARE(result.status, 1);
+        QCOMPARE(result.out, QByteArray());
+        QVERIFY2(result.err.contains(why) && result.err.count('\n') == 1, result.err);
+        QCOMPARE(snapshot(), before);
+    }
+
     void archiveMayEndInASlash()
     {
         const auto result = import(QLatin1String(IMPORT_DATA "/Packages"),
