@@ -11,6 +11,9 @@
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QIcon>
+#include <QOpenGLContext>
+#include <QQuickWindow>
+#include <QUrl>
 #include <cstdio>
 
 namespace
@@ -43,23 +46,61 @@ void ChooseStyle()
         qputenv("QT_QUICK_CONTROLS_STYLE", "org.kde.desktop");
 }
 
-void Follow(StoreWindow& store, const QStringList& arguments)
+// Help needs no display.
+bool HasHelped(int argc, char* argv[])
 {
+    const QCoreApplication app(argc, argv);
     QCommandLineParser parser;
     Describe(parser);
-    if (parser.parse(arguments))
-        store.go(ReadAddress(WantedPage(parser)));
+    parser.parse(QCoreApplication::arguments());
+    const bool wants
+        = parser.isSet(QStringLiteral("help")) || parser.isSet(QStringLiteral("version"));
+    if (wants)
+        parser.process(app); // does not return
+    return wants;
+}
+
+// Qt would end the process where nothing can be drawn by OpenGL, as in some virtual machines.
+void ChooseRenderer()
+{
+    if (!QOpenGLContext().create())
+        QQuickWindow::setSceneGraphBackend(QStringLiteral("software"));
+}
+
+void GoTo(StoreWindow& store, const QString& page)
+{
+    store.go(ReadAddress(page));
     store.raise();
+}
+
+// A second start, a link and an action of the desktop's menu lead the first window on.
+void Follow(StoreWindow& store, const KDBusService& service)
+{
+    QObject::connect(&service, &KDBusService::activateRequested, &store,
+                     [&store](const QStringList& arguments) {
+                         QCommandLineParser parser;
+                         Describe(parser);
+                         GoTo(store, parser.parse(arguments) ? WantedPage(parser) : QString());
+                     });
+    QObject::connect(&service, &KDBusService::openRequested, &store,
+                     [&store](const QList<QUrl>& links) {
+                         GoTo(store, links.isEmpty() ? QString() : links.first().toString());
+                     });
+    QObject::connect(&service, &KDBusService::activateActionRequested, &store,
+                     [&store](const QString& action) { GoTo(store, action); });
 }
 
 } // namespace
 
 int main(int argc, char* argv[])
 {
-    QApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("pakmart-store"));
     QCoreApplication::setOrganizationDomain(QStringLiteral("vantrelos.org"));
     QCoreApplication::setApplicationVersion(QStringLiteral(PAKMART_VERSION));
+    KLocalizedString::setApplicationDomain("pakmart-store");
+    if (HasHelped(argc, argv))
+        return 0;
+    QApplication app(argc, argv);
     QGuiApplication::setApplicationDisplayName(i18n("Software Store"));
     QGuiApplication::setDesktopFileName(QStringLiteral("org.vantrelos.pakmart-store"));
     QGuiApplication::setWindowIcon(
@@ -76,12 +117,12 @@ int main(int argc, char* argv[])
         return 2;
     }
     ChooseStyle();
+    ChooseRenderer();
     const KDBusService service(KDBusService::Unique | KDBusService::NoExitOnFailure);
     StoreWindow store;
     if (!store.open())
         return 1;
     store.go(address);
-    QObject::connect(&service, &KDBusService::activateRequested, &store,
-                     [&store](const QStringList& arguments) { Follow(store, arguments); });
+    Follow(store, service);
     return QApplication::exec();
 }

@@ -12,6 +12,7 @@ import os
 import re
 import subprocess
 import sys
+import tempfile
 from pathlib import Path
 
 # Those that pass --help on to apt-get have no help of their own.
@@ -20,10 +21,13 @@ WITHOUT_HELP = {"vos-apt-get"}
 MORE_HELP = {"pakmart-storeserver": [[command, "--help"] for command in ("import", "init", "add", "check")]}
 
 faults = []
+# Qt warns where there is none.
+runtime = tempfile.TemporaryDirectory()
 
 
 def output(*command):
-    environment = dict(os.environ, LC_ALL="C.UTF-8", MANWIDTH="200", MAN_KEEP_FORMATTING="")
+    environment = dict(os.environ, LC_ALL="C.UTF-8", MANWIDTH="200", MAN_KEEP_FORMATTING="",
+                       XDG_RUNTIME_DIR=runtime.name)
     run = subprocess.run([str(word) for word in command], capture_output=True, text=True,
                          env=environment, check=False)
     if run.returncode != 0 or run.stderr:
