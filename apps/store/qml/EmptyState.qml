@@ -5,11 +5,10 @@
 
 import QtQuick 2.15
 import QtQuick.Controls 2.15 as Controls
-import QtQuick.Layouts 1.15
 import org.kde.kirigami 2.20 as Kirigami
 import org.vantrelos.pakmart 1.0 as Pakmart
 
-ColumnLayout {
+Column {
     id: empty
 
     required property var app
@@ -19,11 +18,12 @@ ColumnLayout {
     property bool offersRefresh: false
 
     visible: list.count === 0
+    spacing: Kirigami.Units.smallSpacing
     anchors.centerIn: parent
-    width: parent.width - Kirigami.Units.gridUnit * 2
+    width: Math.max(0, parent.width - Kirigami.Units.gridUnit * 2)
     Controls.Label {
         objectName: "stateText"
-        Layout.fillWidth: true
+        width: parent.width
         horizontalAlignment: Text.AlignHCenter
         wrapMode: Text.Wrap
         textFormat: Text.PlainText
@@ -31,7 +31,7 @@ ColumnLayout {
     }
     Controls.Button {
         objectName: "fetch"
-        Layout.alignment: Qt.AlignHCenter
+        anchors.horizontalCenter: parent.horizontalCenter
         visible: empty.offersRefresh && desktop.offersDate === ""
         enabled: !empty.app.offers.running
         text: empty.app.offers.running ? i18n("Fetching the offers") : i18n("Fetch the offers")

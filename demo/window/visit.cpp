@@ -1,0 +1,169 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// A visit to the store's window, by clicks and keys: looks around, searches, installs a product,
+// brings one up to date, and removes what it has installed. With a directory, it keeps a
+// picture of each page there, also in a dark window, a narrow one and one that is mirrored.
+//
+// Usage: visit [DIRECTORY]
+
+#include "tests/window/openwindow.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QPalette>
+#include <cstdio>
+#include <cstdlib>
+
+namespace
+{
+
+[[noreturn]] void Fail(const char* what)
+{
+    std::fprintf(stderr, "visit: %s\n", what);
+    std::exit(1);
+}
+
+void Demand(bool isSo, const char* what)
+{
+    if (!isSo)
+        Fail(what);
+}
+
+void Say(const char* what)
+{
+    std::printf("window: %s\n", what);
+    std::fflush(stdout);
+}
+
+class Visit
+{
+public:
+    // Pictures have this word in their names.
+    explicit Visit(QString look) : m_look(std::move(look)) { }
+
+    void open(QSize size) { Demand(m_window.open(QStringLiteral("front"), size), "no window"); }
+
+    // The catalog is not there yet, and is fetched.
+    void fetch()
+    {
+        m_window.key(Qt::Key_F5);
+        Demand(QTest::qWaitFor([this] { return m_window.item(QStringLiteral("category-Games")); },
+                               60000),
+               "there are no categories");
+        Say("the catalog is there, with its categories");
+    }
+    void search(const char* words, const QString& row)
+    {
+        m_window.key(Qt::Key_F, Qt::ControlModifier);
+        m_window.type(words);
+        Demand(QTest::qWaitFor([&] { return m_window.item(row); }, 60000), "nothing was found");
+    }
+    // Does something with the product of a row, agrees to what the preview shows, and waits
+    // until the row offers the next thing, or the list says that it is empty.
+    void change(const QString& button, const QString& row, const QString& next)
+    {
+        Demand(m_window.click(button, row), "the button is not there");
+        Demand(QTest::qWaitFor([this] { return m_window.pageName() == QLatin1String("preview"); },
+                               60000),
+               "nothing was previewed");
+        Demand(QTest::qWaitFor(
+                   [this] { return !m_window.texts(QStringLiteral("planText")).isEmpty(); }, 60000),
+               "the preview is empty");
+        for (const QString& line : m_window.texts(QStringLiteral("planText")))
+            Say(qPrintable(QStringLiteral("preview: ") + line));
+        keep("preview-" + button);
+        Demand(m_window.click(QStringLiteral("agree")), "there is nothing to agree to");
+        const bool isDone = QTest::qWaitFor([&] { return hasEnded(row, next); }, 120000);
+        if (!isDone)
+            keep("unfinished-" + button);
+        Demand(isDone, "the change has not come to its end");
+    }
+    void look(const QString& address)
+    {
+        m_window.store().go(ReadAddress(address));
+        Demand(QTest::qWaitFor([this] { return m_window.currentPage() != nullptr; }), "no page");
+        QTest::qWait(300); // what is read beside has arrived
+        keep(QString(address).replace('/', '-'));
+    }
+    void lookAround()
+    {
+        for (const char* page : { "front", "category/Games", "product/1001", "search/er",
+                                  "installed", "updates", "recent", "history", "about" })
+            look(QString::fromLatin1(page));
+    }
+    void end() const { Demand(OpenWindow::warnings().isEmpty(), "the pages give warnings"); }
+
+private:
+    bool hasEnded(const QString& row, const QString& next) const
+    {
+        if (m_window.pageName() == QLatin1String("preview"))
+            return false;
+        QQuickItem* const place = m_window.item(row, m_window.currentPage());
+        return next.isEmpty() ? !m_window.texts(QStringLiteral("stateText")).isEmpty()
+                              : place && m_window.item(next, place);
+    }
+    void keep(const QString& name)
+    {
+        Demand(!m_window.picture(m_look + '-' + name).isNull(), "nothing was drawn");
+    }
+
+    const QString m_look;
+    OpenWindow m_window;
+};
+
+void MakeDark()
+{
+    QPalette dark(QColor(49, 54, 59));
+    dark.setColor(QPalette::Base, QColor(35, 38, 41));
+    dark.setColor(QPalette::Highlight, QColor(61, 174, 233));
+    QGuiApplication::setPalette(dark);
+}
+
+void InstallAndRemove()
+{
+    Visit visit(QStringLiteral("light"));
+    visit.open(QSize(1000, 640));
+    visit.fetch();
+    const QString lander = QStringLiteral("product-starlander");
+    visit.search("lander", lander);
+    Say("a search for 'lander' has found Star Lander");
+    visit.change(QStringLiteral("install"), lander, QStringLiteral("remove"));
+    Say("Star Lander is installed");
+    visit.lookAround();
+    visit.look(QStringLiteral("updates"));
+    visit.change(QStringLiteral("update"), QStringLiteral("product-dicecards"), QString());
+    Say("Dice & Cards is up to date");
+    visit.search("lander", lander);
+    visit.change(QStringLiteral("remove"), lander, QStringLiteral("install"));
+    Say("Star Lander is removed");
+    visit.end();
+}
+
+// With the pages alone.
+void LookAround(const char* look, QSize size)
+{
+    Visit visit(QString::fromLatin1(look));
+    visit.open(size);
+    visit.lookAround();
+    visit.end();
+}
+
+} // namespace
+
+int main(int argc, char* argv[])
+{
+    qputenv("QT_QUICK_BACKEND", "software");
+    const QApplication app(argc, argv);
+    if (argc > 1)
+        qputenv("WINDOW_PICTURES",
+                QDir(QString::fromLocal8Bit(argv[1])).absolutePath().toLocal8Bit());
+    InstallAndRemove();
+    LookAround("narrow", QSize(360, 640));
+    QGuiApplication::setLayoutDirection(Qt::RightToLeft);
+    LookAround("mirrored", QSize(1000, 640));
+    QGuiApplication::setLayoutDirection(Qt::LeftToRight);
+    MakeDark();
+    LookAround("dark", QSize(1000, 640));
+    return 0;
+}
