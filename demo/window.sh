@@ -28,7 +28,7 @@ installed=2
 
 say "5. What dpkg says of it"
 is_installed dicecards || fail "dicecards is not installed"
-[[ $("$PAKMART_SYSROOT/usr/bin/dpkg" --status dicecards) == *"Version: 1.0-1"* ]] || fail "dicecards was not updated"
+[[ $("$PAKMART_SYSROOT/usr/bin/dpkg" --status dicecards) == *"Version: 2.1-1"* ]] || fail "dicecards was not updated"
 ! is_installed starlander || fail "starlander is still installed"
 [[ ! -e $PAKMART_SYSROOT/usr/games/starlander ]] || fail "the program is still there"
 echo "dicecards is updated, and starlander was removed again"

@@ -9,9 +9,12 @@
 
 #include "tests/window/openwindow.h"
 
+#include <KColorScheme>
+#include <KSharedConfig>
 #include <QApplication>
 #include <QDir>
-#include <QPalette>
+#include <QFile>
+#include <QIcon>
 #include <cstdio>
 #include <cstdlib>
 
@@ -42,10 +45,10 @@ public:
     // Pictures have this word in their names.
     explicit Visit(QString look) : m_look(std::move(look)) { }
 
-    void open(QSize size) { Demand(m_window.open(QStringLiteral("front"), size), "no window"); }
+    void Open(QSize size) { Demand(m_window.open(QStringLiteral("front"), size), "no window"); }
 
     // The catalog is not there yet, and is fetched.
-    void fetch()
+    void Fetch()
     {
         m_window.key(Qt::Key_F5);
         Demand(QTest::qWaitFor([this] { return m_window.item(QStringLiteral("category-Games")); },
@@ -53,7 +56,7 @@ public:
                "there are no categories");
         Say("the catalog is there, with its categories");
     }
-    void search(const char* words, const QString& row)
+    void Search(const char* words, const QString& row)
     {
         m_window.key(Qt::Key_F, Qt::ControlModifier);
         m_window.type(words);
@@ -61,7 +64,7 @@ public:
     }
     // Does something with the product of a row, agrees to what the preview shows, and waits
     // until the row offers the next thing, or the list says that it is empty.
-    void change(const QString& button, const QString& row, const QString& next)
+    void Change(const QString& button, const QString& row, const QString& next)
     {
         Demand(m_window.click(button, row), "the button is not there");
         Demand(QTest::qWaitFor([this] { return m_window.pageName() == QLatin1String("preview"); },
@@ -72,30 +75,30 @@ public:
                "the preview is empty");
         for (const QString& line : m_window.texts(QStringLiteral("planText")))
             Say(qPrintable(QStringLiteral("preview: ") + line));
-        keep("preview-" + button);
+        Keep("preview-" + button);
         Demand(m_window.click(QStringLiteral("agree")), "there is nothing to agree to");
-        const bool isDone = QTest::qWaitFor([&] { return hasEnded(row, next); }, 120000);
+        const bool isDone = QTest::qWaitFor([&] { return HasEnded(row, next); }, 120000);
         if (!isDone)
-            keep("unfinished-" + button);
+            Keep("unfinished-" + button);
         Demand(isDone, "the change has not come to its end");
     }
-    void look(const QString& address)
+    void Look(const QString& address)
     {
         m_window.store().go(ReadAddress(address));
         Demand(QTest::qWaitFor([this] { return m_window.currentPage() != nullptr; }), "no page");
         QTest::qWait(300); // what is read beside has arrived
-        keep(QString(address).replace('/', '-'));
+        Keep(QString(address).replace('/', '-'));
     }
-    void lookAround()
+    void LookAround()
     {
         for (const char* page : { "front", "category/Games", "product/1001", "search/er",
                                   "installed", "updates", "recent", "history", "about" })
-            look(QString::fromLatin1(page));
+            Look(QString::fromLatin1(page));
     }
-    void end() const { Demand(OpenWindow::warnings().isEmpty(), "the pages give warnings"); }
+    void End() const { Demand(OpenWindow::warnings().isEmpty(), "the pages give warnings"); }
 
 private:
-    bool hasEnded(const QString& row, const QString& next) const
+    bool HasEnded(const QString& row, const QString& next) const
     {
         if (m_window.pageName() == QLatin1String("preview"))
             return false;
@@ -103,7 +106,7 @@ private:
         return next.isEmpty() ? !m_window.texts(QStringLiteral("stateText")).isEmpty()
                               : place && m_window.item(next, place);
     }
-    void keep(const QString& name)
+    void Keep(const QString& name)
     {
         Demand(!m_window.picture(m_look + '-' + name).isNull(), "nothing was drawn");
     }
@@ -112,41 +115,49 @@ private:
     OpenWindow m_window;
 };
 
-void MakeDark()
+// As a desktop would: its style, its icons and its colours.
+void DressUp(const char* colours)
 {
-    QPalette dark(QColor(49, 54, 59));
-    dark.setColor(QPalette::Base, QColor(35, 38, 41));
-    dark.setColor(QPalette::Highlight, QColor(61, 174, 233));
-    QGuiApplication::setPalette(dark);
+    qputenv("QT_QUICK_CONTROLS_STYLE", "org.kde.desktop");
+    QApplication::setStyle(QStringLiteral("breeze"));
+    QIcon::setThemeName(QLatin1String(colours) == QLatin1String("Dark")
+                            ? QStringLiteral("breeze-dark")
+                            : QStringLiteral("breeze"));
+    const QString scheme = QStringLiteral("/usr/share/color-schemes/Breeze%1.colors")
+                               .arg(QString::fromLatin1(colours));
+    qApp->setProperty("KDE_COLOR_SCHEME_PATH", scheme);
+    Demand(QFile::exists(scheme), "there are no colours");
+    QGuiApplication::setPalette(
+        KColorScheme::createApplicationPalette(KSharedConfig::openConfig(scheme)));
 }
 
 void InstallAndRemove()
 {
     Visit visit(QStringLiteral("light"));
-    visit.open(QSize(1000, 640));
-    visit.fetch();
+    visit.Open(QSize(1000, 640));
+    visit.Fetch();
     const QString lander = QStringLiteral("product-starlander");
-    visit.search("lander", lander);
+    visit.Search("lander", lander);
     Say("a search for 'lander' has found Star Lander");
-    visit.change(QStringLiteral("install"), lander, QStringLiteral("remove"));
+    visit.Change(QStringLiteral("install"), lander, QStringLiteral("remove"));
     Say("Star Lander is installed");
-    visit.lookAround();
-    visit.look(QStringLiteral("updates"));
-    visit.change(QStringLiteral("update"), QStringLiteral("product-dicecards"), QString());
+    visit.LookAround();
+    visit.Look(QStringLiteral("updates"));
+    visit.Change(QStringLiteral("update"), QStringLiteral("product-dicecards"), QString());
     Say("Dice & Cards is up to date");
-    visit.search("lander", lander);
-    visit.change(QStringLiteral("remove"), lander, QStringLiteral("install"));
+    visit.Search("lander", lander);
+    visit.Change(QStringLiteral("remove"), lander, QStringLiteral("install"));
     Say("Star Lander is removed");
-    visit.end();
+    visit.End();
 }
 
 // With the pages alone.
-void LookAround(const char* look, QSize size)
+void LookAroundAs(const char* look, QSize size)
 {
     Visit visit(QString::fromLatin1(look));
-    visit.open(size);
-    visit.lookAround();
-    visit.end();
+    visit.Open(size);
+    visit.LookAround();
+    visit.End();
 }
 
 } // namespace
@@ -158,12 +169,13 @@ int main(int argc, char* argv[])
     if (argc > 1)
         qputenv("WINDOW_PICTURES",
                 QDir(QString::fromLocal8Bit(argv[1])).absolutePath().toLocal8Bit());
+    DressUp("Light");
     InstallAndRemove();
-    LookAround("narrow", QSize(360, 640));
+    LookAroundAs("narrow", QSize(360, 640));
     QGuiApplication::setLayoutDirection(Qt::RightToLeft);
-    LookAround("mirrored", QSize(1000, 640));
+    LookAroundAs("mirrored", QSize(1000, 640));
     QGuiApplication::setLayoutDirection(Qt::LeftToRight);
-    MakeDark();
-    LookAround("dark", QSize(1000, 640));
+    DressUp("Dark");
+    LookAroundAs("dark", QSize(1000, 640));
     return 0;
 }

@@ -132,8 +132,9 @@ public:
 private:
     static void note(QtMsgType type, const QMessageLogContext& context, const QString& text)
     {
-        // Kirigami does without the plugin of a desktop.
-        const bool isKnown = text.contains(QLatin1String("Failed to find a Kirigami platform"));
+        // Kirigami does without the plugin of a desktop, and fields without spelling.
+        const bool isKnown = text.contains(QLatin1String("Failed to find a Kirigami platform"))
+            || text.contains(QLatin1String("Sonnet: No speller backends"));
         if (type != QtDebugMsg && type != QtInfoMsg && !isKnown)
             warnings() << text;
         std::fprintf(stderr, "%s: %s\n", context.category, qPrintable(text));

@@ -31,6 +31,7 @@ Controls.ToolBar {
             Controls.ToolButton {
                 objectName: "menu"
                 text: i18n("Menu")
+                icon.name: "application-menu"
                 checkable: true
                 checked: bar.app.menuOpen
                 visible: !bar.app.wide
@@ -39,6 +40,7 @@ Controls.ToolBar {
             Controls.ToolButton {
                 objectName: "back"
                 text: i18n("Back")
+                icon.name: LayoutMirroring.enabled ? "go-next" : "go-previous"
                 enabled: bar.app.stack.depth > 1
                 onClicked: bar.app.back()
             }

@@ -34,6 +34,7 @@ Flow {
         objectName: "install"
         visible: !buttons.busy && buttons.productState === Pakmart.Product.NotInstalled
         text: i18n("Install")
+        icon.name: "download"
         Accessible.name: i18n("Install %1", buttons.product.name)
         onClicked: buttons.begin(Pakmart.Request.Install)
     }
@@ -41,6 +42,7 @@ Flow {
         objectName: "update"
         visible: !buttons.busy && buttons.productState === Pakmart.Product.Upgradable
         text: i18n("Update")
+        icon.name: "update-none"
         Accessible.name: i18n("Update %1", buttons.product.name)
         onClicked: buttons.begin(Pakmart.Request.Install)
     }
@@ -48,6 +50,7 @@ Flow {
         objectName: "repair"
         visible: !buttons.busy && buttons.productState === Pakmart.Product.Broken
         text: i18n("Repair")
+        icon.name: "tools"
         Accessible.name: i18n("Repair %1", buttons.product.name)
         onClicked: buttons.begin(Pakmart.Request.Repair)
     }
@@ -55,6 +58,7 @@ Flow {
         objectName: "remove"
         visible: !buttons.busy && buttons.there && (!buttons.compact || buttons.productState === Pakmart.Product.Installed)
         text: i18n("Remove")
+        icon.name: "edit-delete"
         Accessible.name: i18n("Remove %1", buttons.product.name)
         onClicked: buttons.begin(Pakmart.Request.Remove)
     }
@@ -63,6 +67,7 @@ Flow {
         visible: buttons.busy
         enabled: visible && buttons.change.work.running && buttons.change.work.cancellable
         text: i18n("Cancel")
+        icon.name: "dialog-cancel"
         Accessible.name: i18n("Cancel: %1", buttons.product.name)
         onClicked: buttons.change.work.cancel()
     }

@@ -21,12 +21,12 @@ Rectangle {
         spacing: 0
         Repeater {
             model: [
-                { page: "front", name: i18n("Browse") },
-                { page: "installed", name: i18n("Installed") },
-                { page: "updates", name: i18n("Updates") },
-                { page: "recent", name: i18n("Recently used") },
-                { page: "history", name: i18n("History") },
-                { page: "about", name: i18n("About") }
+                { page: "front", icon: "go-home", name: i18n("Browse") },
+                { page: "installed", icon: "drive-harddisk", name: i18n("Installed") },
+                { page: "updates", icon: "update-none", name: i18n("Updates") },
+                { page: "recent", icon: "document-open-recent", name: i18n("Recently used") },
+                { page: "history", icon: "view-history", name: i18n("History") },
+                { page: "about", icon: "help-about", name: i18n("About") }
             ]
             Controls.ItemDelegate {
                 id: entry
@@ -35,6 +35,7 @@ Rectangle {
                 objectName: "to-" + modelData.page
                 Layout.fillWidth: true
                 text: modelData.name
+                icon.name: modelData.icon
                 highlighted: side.app.place === modelData.page
                 Accessible.role: Accessible.PageTab
                 Accessible.name: text
@@ -51,5 +52,8 @@ Rectangle {
         Item {
             Layout.fillHeight: true
         }
+    }
+    Kirigami.Separator {
+        anchors { right: parent.right; top: parent.top; bottom: parent.bottom }
     }
 }
