@@ -18,6 +18,7 @@
 #include <csignal>
 #include <ctime>
 #include <optional>
+#include <utility>
 
 using namespace Agent;
 
@@ -523,6 +524,29 @@ private slots:
             QCOMPARE(record->failures, QStringList(QStringLiteral("cancelled")));
         }
         QCOMPARE(boxes.texts, QStringList());
+    }
+
+    void theEndOfOneMayEndAnother()
+    {
+        m_server.answer("/t", [](QTcpSocket*, const QByteArray&) {});
+        TestRequest::Record records[2];
+        bool ended = false;
+        for (int i = 0; i < 2; ++i) {
+            auto* request = new TestRequest(records[i], true, false);
+            connect(request, &CAPI::APIComplete, this, [&records, &ended, i] {
+                if (!std::exchange(ended, true))
+                    delete records[1 - i].object;
+            });
+            QVERIFY(request->Execute());
+        }
+        CAPI::AbortTransfers();
+        QStringList ends;
+        for (const TestRequest::Record& record : records) {
+            QVERIFY(record.object.isNull());
+            ends << last(record, 1);
+        }
+        ends.sort(); // only one was aborted
+        QCOMPARE(ends, (QStringList{ "complete 0", "complete 1" }));
     }
 
     void abortedWhileItsBoxIsOpenEndsOnce()

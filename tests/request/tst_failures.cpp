@@ -138,6 +138,10 @@ private slots:
             AgentError::ServerFailed);
         row("a page with a root of its own", ScriptedServer::http("<html/>", "503 No"),
             AgentError::ServerFailed);
+        row("a page about a bad request", ScriptedServer::http("<html/>", "400 Bad Request"),
+            AgentError::ServerFailed);
+        row("a page with a choice", ScriptedServer::http("<html/>", "300 Multiple Choices"),
+            AgentError::RedirectRefused);
         row("refused", http("<agentfunction msg=\"No such thing\"/>"), AgentError::RefusedByServer,
             QStringLiteral("No such thing"));
         row("refused without a word", http("<agentfunction/>"), AgentError::RefusedByServer);
