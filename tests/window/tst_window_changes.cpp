@@ -137,6 +137,44 @@ private slots:
         QCOMPARE(OpenWindow::warnings(), QStringList());
     }
 
+    void whatConflictsGoesOnlyWithAYesOfItsOwn()
+    {
+        WriteStatusFile("Package: rival\nStatus: install ok installed\nVersion: 1\n"
+                        "Architecture: all\nMaintainer: m\nConflicts: starlander\n"
+                        "Description: d\n\n");
+        QVERIFY(WriteTextFile(m_machine->root + QStringLiteral("/var/lib/dpkg/info/rival.list"),
+                              "/.\n"));
+        OpenWindow store;
+        QVERIFY(store.open(QStringLiteral("search/lander")));
+        const QString row = QStringLiteral("product-starlander");
+        QVERIFY(store.click(QStringLiteral("install"), row));
+        QTRY_COMPARE_WITH_TIMEOUT(store.pageName(), QStringLiteral("preview"), 60000);
+        QTRY_COMPARE(store.texts(QStringLiteral("consent")), QStringList{ "Also remove: rival" });
+        QVERIFY(!store.item(QStringLiteral("agree"))->isEnabled());
+        QVERIFY(store.click(QStringLiteral("consent")));
+        QVERIFY(store.click(QStringLiteral("agree")));
+        QTRY_VERIFY_WITH_TIMEOUT(store.item(QStringLiteral("remove"), store.item(row)), 120000);
+        QCOMPARE(StatusWords("starlander"), QByteArray("install ok installed"));
+        QVERIFY(StatusWords("rival") != "install ok installed");
+        QCOMPARE(OpenWindow::warnings(), QStringList());
+    }
+
+    void aStoreThatGoesInTheMiddleIsTold()
+    {
+        OpenWindow store;
+        QVERIFY(store.open(QStringLiteral("search/lander")));
+        QVERIFY(store.click(QStringLiteral("install"), QStringLiteral("product-starlander")));
+        QTRY_COMPARE_WITH_TIMEOUT(store.pageName(), QStringLiteral("preview"), 60000);
+        QTRY_VERIFY(!store.texts(QStringLiteral("planText")).isEmpty());
+        QVERIFY(m_machine->endServer());
+        QVERIFY(store.click(QStringLiteral("agree")));
+        QTRY_VERIFY_WITH_TIMEOUT(store.item(QStringLiteral("problem")), 120000);
+        QVERIFY(!store.texts(QStringLiteral("problemText")).value(0).isEmpty());
+        QCOMPARE(StatusWords("starlander"), QByteArray("none"));
+        QVERIFY(store.item(QStringLiteral("retry")));
+        QCOMPARE(OpenWindow::warnings(), QStringList());
+    }
+
     // The damaged archive of the demo store.
     void aFailureIsShownWhereItHappened()
     {
