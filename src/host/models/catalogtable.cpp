@@ -85,12 +85,15 @@ std::size_t CatalogTable::bytesUsed() const
 struct CatalogTableReader::Files {
     explicit Files(const std::string& folder)
         : products(folder, Catalog::layout, Catalog::Texts()),
-          notes(std::make_shared<CatalogNotes>(folder))
+          notes(folder + Catalog::notesName + ".fil"),
+          notesOfTables(std::make_shared<CatalogNotes>(folder))
     {
     }
 
     RecordReader products;
-    std::shared_ptr<CatalogNotes> notes;
+    NotesReader notes;
+    // Others use them as soon as the first table is published.
+    std::shared_ptr<CatalogNotes> notesOfTables;
 };
 
 CatalogTableReader::CatalogTableReader(const std::string& folder)
@@ -108,7 +111,7 @@ CatalogTableReader::CatalogTableReader(const std::string& folder)
         m_table.condition = isMissing ? CatalogTable::Missing : CatalogTable::Unreadable;
     m_table.isWhole = m_table.condition != CatalogTable::Readable;
     if (m_files)
-        m_table.notes = m_files->notes;
+        m_table.notes = m_files->notesOfTables;
 }
 
 CatalogTableReader::~CatalogTableReader() = default;
@@ -181,7 +184,7 @@ void CatalogTableReader::take(const std::uint8_t* record, CatalogBlock& block)
     entry.size = GetInt32(copy.data() + Catalog::fileSize.offset);
     entry.category = categoryOf(GetText(copy.data(), Catalog::category));
     entry.hidden = copy[std::size_t(Catalog::hidden.offset)] != 0;
-    const std::string description = m_files->notes->reader.Read(entry.note);
+    const std::string description = m_files->notes.Read(entry.note);
     // A zero byte of a damaged note ends the line as well.
     const std::size_t end = std::min(description.find('\n'), description.find('\0'));
     entry.texts[SummaryText] = std::uint32_t(block.texts.size());

@@ -163,6 +163,19 @@ private slots:
         QVERIFY(pulse.longestGap() < mostMilliseconds);
     }
 
+    // The first products are searched, descriptions included, while the others are being read.
+    void searchesWhileTheCatalogIsBeingRead()
+    {
+        int found = -1;
+        for (int round = 0; round < 5; ++round) {
+            ProductModel model; // reads anew, since no other one has the catalog
+            model.setText(QStringLiteral("zx"));
+            QTRY_VERIFY_WITH_TIMEOUT(model.count() > 1000 && !model.isBusy(), 20000);
+            found = found < 0 ? model.count() : found;
+            QCOMPARE(model.count(), found);
+        }
+    }
+
     void goesOverToAnUpdate()
     {
         const double before = megabytesInUse();
