@@ -20,19 +20,20 @@ ListPage {
 
     // Takes what the catalog and dpkg say now; what was shown before stays if the product has gone.
     function take() {
-        const row = all.rowOf(serial)
+        const row = found.rowOf(serial)
         if (row < 0)
             return
-        product = all.product(row)
-        description = all.value(row, "description") || ""
-        needs = all.value(row, "needs") || []
+        product = found.product(row)
+        description = found.value(row, "description") || ""
+        needs = found.value(row, "needs") || []
     }
 
     objectName: "productPage"
     title: product ? product.name : i18n("Product")
 
     Pakmart.ProductModel {
-        id: all
+        id: found
+        serial: page.serial
         onDataChanged: page.take()
         onRowsInserted: page.take()
         onRowsRemoved: page.take()
@@ -60,7 +61,7 @@ ListPage {
                 Layout.fillWidth: true
                 wrapMode: Text.Wrap
                 visible: page.product === null
-                text: all.busy || all.state === Pakmart.ProductModel.Loading ? i18n("Loading") : i18n("The store does not have this product.")
+                text: found.busy || found.state === Pakmart.ProductModel.Loading ? i18n("Loading") : i18n("The store does not have this product.")
             }
             RowLayout {
                 visible: page.product !== null

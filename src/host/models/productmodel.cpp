@@ -134,6 +134,11 @@ ProductModel::Show ProductModel::show() const
     return d->query.show;
 }
 
+int ProductModel::serial() const
+{
+    return d->query.serial;
+}
+
 ProductModel::Sort ProductModel::sortedBy() const
 {
     return d->query.sort;
@@ -178,6 +183,15 @@ void ProductModel::setShow(Show show)
         return;
     d->query.show = show;
     emit showChanged();
+    ask();
+}
+
+void ProductModel::setSerial(int serial)
+{
+    if (d->query.serial == serial)
+        return;
+    d->query.serial = serial;
+    emit serialChanged();
     ask();
 }
 

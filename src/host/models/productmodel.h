@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
 /// @class Pakmart::ProductModel
-/// The products of the catalog: all of them, those of a category, those that a text finds, or
-/// those with a state on this machine.
+/// The products of the catalog: all of them, those of a category, those that a text finds,
+/// those with a state on this machine, or one.
 ///
 ///     Pakmart::ProductModel products;
 ///     products.setText(QStringLiteral("chess"));
@@ -36,6 +36,8 @@ class VANTRELAGENT_EXPORT ProductModel : public ListModel
     Q_PROPERTY(QString text READ text WRITE setText NOTIFY textChanged)
     /// Only products with this state.
     Q_PROPERTY(Pakmart::ProductModel::Show show READ show WRITE setShow NOTIFY showChanged)
+    /// Only the product with this serial number; 0 for all.
+    Q_PROPERTY(int serial READ serial WRITE setSerial NOTIFY serialChanged)
     /// The order of the rows.
     Q_PROPERTY(Pakmart::ProductModel::Sort sort READ sortedBy WRITE setSort NOTIFY sortChanged)
     /// Whether other rows may follow: the catalog is being read, or searched.
@@ -101,6 +103,7 @@ public:
     QString category() const; ///< the category that is shown; empty: all
     QString text() const; ///< what is searched for; empty: nothing
     Show show() const; ///< the states that are shown
+    int serial() const; ///< the product that is shown; 0: all
     Sort sortedBy() const; ///< the order of the rows
     bool isBusy() const; ///< whether other rows may follow
 
@@ -109,6 +112,7 @@ public:
     void setCategory(const QString& category);
     void setText(const QString& text);
     void setShow(Pakmart::ProductModel::Show show);
+    void setSerial(int serial);
     void setSort(Pakmart::ProductModel::Sort sort);
     /// @}
 
@@ -129,6 +133,7 @@ Q_SIGNALS:
     void categoryChanged();
     void textChanged();
     void showChanged();
+    void serialChanged();
     void sortChanged();
     void busyChanged();
     /// @}

@@ -75,6 +75,8 @@ public:
         const CatalogEntry& entry = m_table.entry(place);
         if (entry.hidden || !m_wanted[entry.category])
             return;
+        if (m_query.serial != 0 && entry.serial != m_query.serial)
+            return;
         const int rank = isSearch() ? rankOf(place, nullptr) : 0;
         if (rank >= 0)
             take(place, rank);
@@ -222,7 +224,8 @@ ProductAnswer Answer(const ProductQuery& query, const ProductSource& source,
 
 bool IsNarrower(const ProductQuery& query, const ProductQuery& wider)
 {
-    return query.category == wider.category && !wider.text.simplified().isEmpty()
+    return query.category == wider.category && query.serial == wider.serial
+        && !wider.text.simplified().isEmpty()
         && query.text.simplified().startsWith(wider.text.simplified(), Qt::CaseInsensitive);
 }
 

@@ -20,11 +20,12 @@ struct ProductQuery {
     QString text;
     ProductModel::Show show = ProductModel::All;
     ProductModel::Sort sort = ProductModel::ByRelevance;
+    int serial = 0; // of the only product; 0 for all
 
     bool operator==(const ProductQuery& other) const
     {
         return category == other.category && text == other.text && show == other.show
-            && sort == other.sort;
+            && sort == other.sort && serial == other.serial;
     }
 };
 

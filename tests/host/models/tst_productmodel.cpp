@@ -240,6 +240,35 @@ private slots:
         QCOMPARE(model.stateText(), QStringLiteral("There is no product here."));
     }
 
+    void oneProductIsTheOnlyRow()
+    {
+        MakeCatalog(some());
+        ProductModel model;
+        ModelWatch watch(&model);
+        model.setSerial(3);
+        QVERIFY(isFilled(model));
+        QCOMPARE(watch.texts(), names({ "Mango" }));
+        QTRY_COMPARE(model.product(0).state, Product::Upgradable);
+        model.setSerial(4); // hidden
+        QTRY_COMPARE(model.state(), ProductModel::Empty);
+        model.setSerial(99);
+        QCOMPARE(model.serial(), 99);
+        QTRY_VERIFY(!model.isBusy());
+        QCOMPARE(watch.texts(), names({}));
+        // What a search has found among all is not searched for one, and the other way round.
+        model.setText(QStringLiteral("c"));
+        model.setSerial(2);
+        QTRY_VERIFY(!model.isBusy());
+        QCOMPARE(watch.texts(), names({}));
+        model.setSerial(0);
+        QTRY_COMPARE(watch.texts(), names({ "Chess", "Mango" }));
+        QSignalSpy changes(&model, &ProductModel::serialChanged);
+        model.setSerial(3);
+        model.setSerial(3);
+        QCOMPARE(changes.count(), 1);
+        QTRY_COMPARE(watch.texts(), names({ "Mango" }));
+    }
+
     void searchRanksAsPakmartDoes()
     {
         MakeCatalog({ { 1, "in description", "c", "a", "1", QStringLiteral("x\nthe queen here") },
