@@ -199,6 +199,31 @@ private slots:
         QCOMPARE(OpenWindow::warnings(), QStringList());
     }
 
+    // What an interrupted dpkg has left.
+    void aBrokenPackageIsRepaired()
+    {
+        const QString row = QStringLiteral("product-starlander");
+        {
+            OpenWindow store;
+            QVERIFY(store.open(QStringLiteral("search/lander")));
+            install(store, row);
+        }
+        SetStatusWords("starlander", "install ok half-configured");
+        OpenWindow store;
+        QVERIFY(store.open(QStringLiteral("search/lander")));
+        QTRY_VERIFY(store.item(QStringLiteral("repair"), store.item(row)));
+        QVERIFY(!store.item(QStringLiteral("remove"), store.item(row)));
+        store.picture(QStringLiteral("broken"));
+        QVERIFY(store.click(QStringLiteral("repair"), row));
+        QTRY_COMPARE_WITH_TIMEOUT(store.pageName(), QStringLiteral("preview"), 20000);
+        QCOMPARE(StatusWords("starlander"), QByteArray("install ok half-configured"));
+        QVERIFY(store.click(QStringLiteral("agree")));
+        QTRY_VERIFY_WITH_TIMEOUT(store.item(QStringLiteral("remove"), store.item(row)), 60000);
+        QCOMPARE(StatusWords("starlander"), QByteArray("install ok installed"));
+        QVERIFY(!store.item(QStringLiteral("problem")));
+        QCOMPARE(OpenWindow::warnings(), QStringList());
+    }
+
     void aPreviewThatIsWorkedOutCanBeCancelled()
     {
         OpenWindow store;
@@ -232,6 +257,27 @@ private slots:
         // The list keeps the row that it no longer draws for another product.
         QTRY_COMPARE_WITH_TIMEOUT(store.texts(QStringLiteral("stateText")),
                                   QStringList{ "No product of the store is installed." }, 60000);
+        QCOMPARE(OpenWindow::warnings(), QStringList());
+    }
+
+    // Whatever their age, the offers are those of this computer until the user asks for others.
+    void theStoreIsNotAskedAtTheStart()
+    {
+        QFile catalog(m_machine->data(".VACatalog.fil"));
+        QVERIFY(catalog.open(QIODevice::ReadWrite));
+        QVERIFY(catalog.setFileTime(QDateTime::currentDateTime().addDays(-100),
+                                    QFileDevice::FileModificationTime));
+        catalog.close();
+        QVERIFY(m_machine->useScripted({}));
+        m_machine->stall("/getagentapi.php");
+        OpenWindow store;
+        QVERIFY(store.open());
+        QTRY_VERIFY(store.item(QStringLiteral("category-Games")));
+        QTest::qWait(2000);
+        QCOMPARE(m_machine->scripted.asked, QList<QByteArray>());
+        store.key(Qt::Key_F5);
+        QTRY_COMPARE_WITH_TIMEOUT(m_machine->scripted.asked.value(0),
+                                  QByteArray("/getagentapi.php"), 60000);
         QCOMPARE(OpenWindow::warnings(), QStringList());
     }
 
