@@ -52,6 +52,20 @@ private:
             look(child, width, found);
     }
 
+    // What can be pressed now: buttons, tiles, entries of the bar. Rows of lists are not among
+    // them, since a list moves between its rows by the arrow keys.
+    static QList<QQuickItem*> pressable(QQuickItem* item)
+    {
+        QList<QQuickItem*> found;
+        if (!item->isVisible() || !item->isEnabled() || item->inherits("QQuickListView"))
+            return found;
+        if (item->inherits("QQuickAbstractButton"))
+            found << item;
+        for (QQuickItem* child : item->childItems())
+            found << pressable(child);
+        return found;
+    }
+
 private slots:
     void initTestCase()
     {
@@ -120,6 +134,81 @@ private slots:
             QCOMPARE(OpenWindow::warnings(), QStringList());
         }
         QGuiApplication::setLayoutDirection(Qt::LeftToRight);
+    }
+
+    // From one to the next with the Tab key, until it begins again.
+    void everythingIsReachedByTheTabKey_data()
+    {
+        QTest::addColumn<QString>("address");
+        QTest::addColumn<QString>("last");
+        QTest::addColumn<int>("width");
+        const char* const pages[][2] = {
+            { "front", "category-Games" }, { "category/Games", "product-starlander" },
+            { "product/1001", "install" }, { "installed", "stateText" },
+            { "updates", "look" },         { "recent", "heading" },
+            { "history", "heading" },      { "about", "version" },
+        };
+        for (const auto& page : pages)
+            for (const int width : { 360, 1280 })
+                QTest::newRow(qPrintable(
+                    QStringLiteral("%1 at %2").arg(QString::fromLatin1(page[0])).arg(width)))
+                    << QString::fromLatin1(page[0]) << QString::fromLatin1(page[1]) << width;
+    }
+    void everythingIsReachedByTheTabKey()
+    {
+        QFETCH(QString, address);
+        QFETCH(QString, last);
+        QFETCH(int, width);
+        OpenWindow store;
+        QVERIFY(store.open(address, QSize(width, 640)));
+        QTRY_VERIFY(store.item(last, store.currentPage()));
+        QList<QQuickItem*> reached;
+        for (int step = 0; step < 100; ++step) {
+            store.key(Qt::Key_Tab);
+            QQuickItem* const item = store.window()->activeFocusItem();
+            QVERIFY(item && item->isVisible());
+            if (reached.contains(item))
+                break;
+            reached << item;
+        }
+        QVERIFY2(reached.size() < 100, "there is no end");
+        QStringList missed;
+        for (QQuickItem* const item : pressable(store.window()->contentItem()))
+            if (!reached.contains(item))
+                missed << item->objectName();
+        QCOMPARE(missed, QStringList());
+        QCOMPARE(OpenWindow::warnings(), QStringList());
+    }
+
+    void whatTheTabKeyReachesIsOpenedByKeys_data()
+    {
+        QTest::addColumn<QString>("item");
+        QTest::addColumn<Qt::Key>("key");
+        QTest::addColumn<QString>("page");
+        QTest::newRow("a tile by Return")
+            << QStringLiteral("category-Games") << Qt::Key_Return << QStringLiteral("productsPage");
+        QTest::newRow("a tile by the space bar")
+            << QStringLiteral("category-Games") << Qt::Key_Space << QStringLiteral("productsPage");
+        QTest::newRow("a page by Return")
+            << QStringLiteral("to-history") << Qt::Key_Return << QStringLiteral("historyPage");
+        QTest::newRow("a page by the space bar")
+            << QStringLiteral("to-about") << Qt::Key_Space << QStringLiteral("aboutPage");
+    }
+    void whatTheTabKeyReachesIsOpenedByKeys()
+    {
+        QFETCH(QString, item);
+        QFETCH(Qt::Key, key);
+        QFETCH(QString, page);
+        OpenWindow store;
+        QVERIFY(store.open());
+        QTRY_VERIFY(store.item(item));
+        for (int step = 0; step < 100 && !store.item(item)->hasActiveFocus(); ++step)
+            store.key(Qt::Key_Tab);
+        QVERIFY(store.item(item)->hasActiveFocus());
+        QVERIFY(store.item(item)->property("visualFocus").toBool());
+        store.key(key);
+        QTRY_COMPARE(store.pageName(), page);
+        QCOMPARE(OpenWindow::warnings(), QStringList());
     }
 
     void theDrawerAndItsKeysLeadToThePages()

@@ -16,6 +16,7 @@ Controls.ItemDelegate {
 
     objectName: "category-" + model.category
     text: model.name
+    activeFocusOnTab: true
     Accessible.role: Accessible.Button
     Accessible.name: i18np("%2, %1 product", "%2, %1 products", model.products, model.name)
     Accessible.onPressAction: clicked()

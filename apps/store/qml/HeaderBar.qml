@@ -54,7 +54,7 @@ Controls.ToolBar {
                 Accessible.searchEdit: true
                 inputMethodHints: Qt.ImhNoPredictiveText
                 onTextChanged: bar.app.search(text)
-                Keys.onDownPressed: nextItemInFocusChain().forceActiveFocus()
+                Keys.onDownPressed: bar.app.stack.currentItem.nextItemInFocusChain().forceActiveFocus(Qt.TabFocusReason)
                 Keys.onEscapePressed: (event) => {
                     event.accepted = text !== ""
                     clear()

@@ -36,6 +36,7 @@ Rectangle {
                 Layout.fillWidth: true
                 text: modelData.name
                 icon.name: modelData.icon
+                activeFocusOnTab: true
                 highlighted: side.app.place === modelData.page
                 Accessible.role: Accessible.PageTab
                 Accessible.name: text
