@@ -7,8 +7,22 @@
 #include "tests/window/openwindow.h"
 
 #include <Pakmart/RefreshCatalogJob>
+#include <QScopeGuard>
 #include <QSet>
 #include <QSignalSpy>
+
+namespace
+{
+
+// Pages, and what is there last.
+constexpr const char* lastOnPages[][2] = {
+    { "front", "category-Games" }, { "category/Games", "product-starlander" },
+    { "product/1001", "install" }, { "installed", "stateText" },
+    { "updates", "look" },         { "recent", "heading" },
+    { "history", "heading" },      { "about", "version" },
+};
+
+} // namespace
 
 class WindowPagesTest : public QObject
 {
@@ -136,19 +150,53 @@ private slots:
         QGuiApplication::setLayoutDirection(Qt::LeftToRight);
     }
 
+    void nothingIsOutsideOfTheWindow_data()
+    {
+        QTest::addColumn<QString>("address");
+        QTest::addColumn<QString>("last");
+        QTest::addColumn<bool>("isMirrored");
+        QTest::addColumn<int>("scale");
+        QTest::addColumn<int>("width");
+        for (const auto& page : lastOnPages) {
+            const QString address = QString::fromLatin1(page[0]),
+                          last = QString::fromLatin1(page[1]);
+            QTest::newRow(qPrintable(address + QStringLiteral(" mirrored")))
+                << address << last << true << 1 << 360;
+            QTest::newRow(qPrintable(address + QStringLiteral(" with large letters")))
+                << address << last << false << 2 << 720;
+        }
+    }
+    void nothingIsOutsideOfTheWindow()
+    {
+        QFETCH(QString, address);
+        QFETCH(QString, last);
+        QFETCH(bool, isMirrored);
+        QFETCH(int, scale);
+        QFETCH(int, width);
+        const QFont font = QGuiApplication::font();
+        QFont larger = font;
+        larger.setPointSizeF(font.pointSizeF() * scale);
+        QGuiApplication::setFont(larger);
+        QGuiApplication::setLayoutDirection(isMirrored ? Qt::RightToLeft : Qt::LeftToRight);
+        const auto reset = qScopeGuard([&font] {
+            QGuiApplication::setFont(font);
+            QGuiApplication::setLayoutDirection(Qt::LeftToRight);
+        });
+        OpenWindow store;
+        QVERIFY(store.open(address, QSize(width, 640)));
+        QTRY_VERIFY(store.item(last, store.currentPage()));
+        store.picture(QString::fromLatin1(QTest::currentDataTag()).replace('/', '-'));
+        QTRY_COMPARE(outside(store), QStringList());
+        QCOMPARE(OpenWindow::warnings(), QStringList());
+    }
+
     // From one to the next with the Tab key, until it begins again.
     void everythingIsReachedByTheTabKey_data()
     {
         QTest::addColumn<QString>("address");
         QTest::addColumn<QString>("last");
         QTest::addColumn<int>("width");
-        const char* const pages[][2] = {
-            { "front", "category-Games" }, { "category/Games", "product-starlander" },
-            { "product/1001", "install" }, { "installed", "stateText" },
-            { "updates", "look" },         { "recent", "heading" },
-            { "history", "heading" },      { "about", "version" },
-        };
-        for (const auto& page : pages)
+        for (const auto& page : lastOnPages)
             for (const int width : { 360, 1280 })
                 QTest::newRow(qPrintable(
                     QStringLiteral("%1 at %2").arg(QString::fromLatin1(page[0])).arg(width)))
