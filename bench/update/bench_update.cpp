@@ -7,9 +7,11 @@
 // a search with that of apt-cache.
 //
 // Usage: bench_update [INDEX [COUNT...]]
+//        bench_update --whole PAIRS [INDEX [COUNT...]]
 // INDEX defaults to the largest one that apt keeps on this machine, and the counts of products
 // to 1000, 10000 and (as 0) those of the index; a larger one makes an archive up. Each task runs in
-// a process of its own, so that processor time and peak memory can be attributed to it. Runs in a
+// a process of its own, so that processor time and peak memory can be attributed to it. With
+// --whole only the parse and `pakmart update` take turns, and the medians are told. Runs in a
 // sandbox (tests/in-sandbox), where the agent's data folder is a private one.
 
 #include "catalog/capiupdatecatalog.h"
@@ -25,9 +27,11 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QUrl>
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <fcntl.h>
 #include <map>
 #include <sys/resource.h>
@@ -294,6 +298,38 @@ void Measure(const QByteArray& self, int products)
     Tell("ReadCatalog", task("ReadCatalog", nothing), "the parse of the file", parseFile);
 }
 
+double Median(std::vector<double> values)
+{
+    std::sort(values.begin(), values.end());
+    const std::size_t middle = values.size() / 2;
+    return values.size() % 2 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
+}
+
+// The parse and the whole update in turns. Before them an update that counts for nothing, so that
+// each of the others replaces and compares a catalog of the same size.
+void MeasureWhole(const QByteArray& self, int pairs)
+{
+    Run({ self, "--task", "nothing" }); // makes the settings
+    Run({ PAKMART, "update" });
+    std::vector<double> clock, processor, memory, seconds, parsed, memoryOfParse;
+    for (int i = 0; i < pairs; ++i) {
+        const Cost parse = Run({ self, "--task", "parse reply" });
+        const Cost update = Run({ PAKMART, "update" });
+        clock.push_back(update.wall / parse.wall);
+        processor.push_back(update.seconds / parse.seconds);
+        memory.push_back(update.megabytes);
+        memoryOfParse.push_back(parse.megabytes);
+        seconds.push_back(update.wall);
+        parsed.push_back(parse.wall);
+    }
+    std::printf("pakmart update   %.2f of the parse's time by the clock, %.2f of the processor's "
+                "(%.2f and %.2f s by the clock)\n"
+                "                 %.0f MB, the parse %.0f MB\n",
+                Median(clock), Median(processor), Median(seconds), Median(parsed), Median(memory),
+                Median(memoryOfParse));
+    std::fflush(stdout);
+}
+
 void MeasureSearch()
 {
     for (const char* words : { "text editor", "bash", "zzzz" }) {
@@ -344,6 +380,11 @@ int main(int argc, char** argv)
     }
     const QByteArray self
         = QFileInfo(QStringLiteral("/proc/self/exe")).symLinkTarget().toLocal8Bit();
+    const int pairs = argc > 2 && QByteArray(argv[1]) == "--whole" ? std::atoi(argv[2]) : 0;
+    if (pairs > 0) {
+        argc -= 2;
+        argv += 2;
+    }
     const QByteArray index = argc > 1 ? QByteArray(argv[1]) : LargestIndex().toLocal8Bit();
     if (chdir(qgetenv("TEST_DIR").constData()) != 0)
         qFatal("run this in a sandbox");
@@ -352,8 +393,11 @@ int main(int argc, char** argv)
         = argc > 2 ? QByteArrayList(argv + 2, argv + argc) : QByteArrayList{ "1000", "10000", "0" };
     for (const QByteArray& count : counts) {
         Run({ self, "--make", index, count }, true);
-        Measure(self, count.toInt());
+        if (pairs > 0)
+            MeasureWhole(self, pairs);
+        else
+            Measure(self, count.toInt());
     }
-    if (argc <= 2)
+    if (argc <= 2 && pairs == 0)
         MeasureSearch();
 }
