@@ -198,9 +198,8 @@ bool CAPI::TakeReplyFile()
     const bool othersListen = receivers(SIGNAL(SuccessfulTransfer(QDomElement*))) > 1;
     if (!d->m_take || othersListen || d->m_nReceived > d->m_nMaxReply || d->m_nSpoolError != 0)
         return false;
-    const auto use = d->m_bCopiesReply ? XmlGate::Use::Copy : XmlGate::Use::Document;
     return ReadInterruptibly([&](const GoOn& goOn) {
-        return MayBeParsed(m_APIFile, d->m_nMaxReply, goOn, use) && d->m_take(m_APIFile, goOn);
+        return MayBeReadInPieces(m_APIFile, d->m_nMaxReply, goOn) && d->m_take(m_APIFile, goOn);
     });
 }
 

@@ -204,9 +204,9 @@ bool PassesGate(QIODevice& device, std::uint64_t maxBytes, int chunk)
     return Passes(device, reading, chunk);
 }
 
-bool MayBeParsed(QIODevice& device, std::uint64_t maxBytes, const GoOn& goOn, XmlGate::Use use)
+bool MayBeReadInPieces(QIODevice& device, std::uint64_t maxBytes, const GoOn& goOn)
 {
-    Reading reading{ XmlGate(maxBytes, 1, use), goOn, QString() };
+    Reading reading{ XmlGate(maxBytes, 1, XmlGate::Use::Pieces), goOn, QString() };
     return !device.isSequential() && device.seek(0) && PassesSilently(device, reading, pieceSize);
 }
 

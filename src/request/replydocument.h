@@ -46,7 +46,8 @@ bool ReadSavedTokens(const QString& fileName, const TakeToken& take);
 // The first half of reading a reply: whether the text of `device`, read in pieces
 // of `chunk` bytes, may be parsed.
 bool PassesGate(QIODevice& device, std::uint64_t maxBytes, int chunk = 64 * 1024);
-// The same for a reply that may still be read as a document, which then logs a refusal.
-bool MayBeParsed(QIODevice& device, std::uint64_t maxBytes, const GoOn& goOn, XmlGate::Use use);
+// The same for a reply that is to be read in pieces. A refused one may still be read as a document,
+// which then logs the refusal.
+bool MayBeReadInPieces(QIODevice& device, std::uint64_t maxBytes, const GoOn& goOn);
 
 } // namespace Agent

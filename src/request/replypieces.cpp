@@ -81,6 +81,7 @@ private:
             m_last[std::size_t(m_depth++)].clear();
             m_taker.Start(element);
         } else {
+            m_nodes = 1 + element.attributes.size();
             m_piece = std::move(element);
             m_open.push_back(&m_piece);
         }
@@ -106,6 +107,10 @@ private:
 
     bool InPiece(const GoOn& goOn)
     {
+        if (!m_reader.isEndElement())
+            m_nodes += 1 + std::size_t(m_reader.attributes().size());
+        if (m_nodes > mostPieceNodes)
+            return false;
         AddNode(m_reader, m_open);
         if (!m_open.empty())
             return true;
@@ -117,6 +122,7 @@ private:
     QXmlStreamReader m_reader;
     PieceTaker& m_taker;
     ReplyNode m_piece;
+    std::size_t m_nodes = 0; // of the piece
     std::vector<ReplyNode*> m_open; // in the piece, itself first; empty: between the pieces
     std::array<std::string, inChild> m_last; // the child before, of the divided elements
     int m_depth = 0;

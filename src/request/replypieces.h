@@ -13,10 +13,16 @@
 #include "request/replydocument.h"
 #include "request/replynode.h"
 
+#include <cstddef>
+
 class QIODevice;
 
 namespace Agent
 {
+
+// What bounds the memory, since the gate does not count the nodes of pieces. A product has some
+// twenty.
+constexpr std::size_t mostPieceNodes = 100'000;
 
 class PieceTaker
 {
@@ -34,6 +40,7 @@ public:
 // The device must be open for reading and not sequential; it is read from its beginning.
 // False, and the taker has got a part of it,
 // - when it is not an envelope with an element whose result is "OK", or not well formed;
+// - when a piece has more than mostPieceNodes elements, attributes and other nodes;
 // - when a divided element has other children than elements, or these are not in the order of
 //   their names, so that a program that writes them sorted would have to see all before;
 // - when `goOn`, which is called between the pieces, returns false.

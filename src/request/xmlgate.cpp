@@ -87,8 +87,8 @@ const char XmlGate::tooMuchMemory[] = "it would take too much memory";
 
 XmlGate::XmlGate(std::uint64_t maxBytes, unsigned length, Use use)
     : m_maxBytes(maxBytes > UINT64_MAX / length ? UINT64_MAX : maxBytes * length),
-      m_maxNodes(std::max(maxNodes, maxBytes / bytesForNode)), m_maxTag(maxTag * length),
-      m_copied(use == Use::Copy)
+      m_maxNodes(use == Use::Pieces ? UINT64_MAX : std::max(maxNodes, maxBytes / bytesForNode)),
+      m_maxTag(maxTag * length), m_use(use)
 {
 }
 
@@ -114,7 +114,7 @@ bool XmlGate::Finish()
         Refuse("it has no element");
     if (m_state != State::Text || m_depth != 0)
         Refuse("it ends in the middle");
-    if (TakesTooMuch())
+    if (m_use != Use::Pieces && TakesTooMuch())
         Refuse(tooMuchMemory);
     if (m_utf8 && (!m_validUtf8 || !m_characters.IsWhole()))
         Refuse("it is not valid UTF-8");
@@ -127,7 +127,7 @@ bool XmlGate::Finish()
 // every version of Qt.
 bool XmlGate::TakesTooMuch() const
 {
-    const std::uint64_t letters = costOfByte + (m_copied ? costOfCopiedByte : 0);
+    const std::uint64_t letters = costOfByte + (m_use == Use::Copy ? costOfCopiedByte : 0);
     const std::uint64_t rest = m_cost + letters * m_bytes;
     const std::uint64_t may = maxGrowth * m_bytes + freeMemory;
     return rest > may || rest + costOfTable * m_tables > may + maxTableGrowth * m_bytes;
@@ -429,7 +429,7 @@ void XmlGate::OpenElement()
     m_nodes += attributes;
     m_cost += attributes ? costOfAttributes + attributes * costOfAttribute : 0;
     m_tables += attributes ? 1 : 0;
-    m_cost += m_copied ? attributes * costOfCopiedAttribute : 0;
+    m_cost += m_use == Use::Copy ? attributes * costOfCopiedAttribute : 0;
     m_cost += costOfName * m_tag + costOfElement;
     CountNode();
     Node();
@@ -448,7 +448,7 @@ void XmlGate::CloseElement()
 // Counts the cost of a node that is not a text.
 void XmlGate::CountNode()
 {
-    m_cost += costOfNode + (m_copied ? costOfCopy : 0);
+    m_cost += costOfNode + (m_use == Use::Copy ? costOfCopy : 0);
 }
 
 void XmlGate::Node()

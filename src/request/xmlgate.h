@@ -52,9 +52,10 @@ public:
     // in UTF-8, and escaped (urlcodec.h).
     static constexpr unsigned escapedLength = 9;
 
-    // What is made of an accepted text: a document only, or a document and a CXMLNode
-    // with all of it.
-    enum class Use { Document, Copy };
+    // What is made of an accepted text: a document only, a document and a CXMLNode with all of
+    // it, or one small tree after the other (replypieces.h), so that neither the nodes nor the
+    // memory of all count.
+    enum class Use { Document, Copy, Pieces };
 
     // `length`: the bytes that a character of the reply may take in this text.
     explicit XmlGate(std::uint64_t maxBytes, unsigned length = 1, Use use = Use::Document);
@@ -115,7 +116,7 @@ private:
     const std::uint64_t m_maxBytes;
     const std::uint64_t m_maxNodes;
     const std::size_t m_maxTag;
-    const bool m_copied;
+    const Use m_use;
     std::uint64_t m_cost = 0; // of the nodes, as a tree
     std::uint64_t m_tables = 0; // elements with attributes
     std::uint64_t m_bytes = 0;

@@ -7,6 +7,7 @@
 #include "tests/catalog/wholecatalogs.h"
 
 #include "db/dbdump.h"
+#include "request/replypieces.h"
 #include "tests/request/requests.h"
 #include "tests/store/storetest.h"
 
@@ -99,6 +100,8 @@ private slots:
     void sameWithAnyReply_data();
     void sameWithAnyReply();
     void sameWithRandomReplies();
+    void moreNodesThanADocumentMayHave();
+    void aDocumentForALargePiece();
     void aDocumentForOtherListeners();
     void whatCannotBeWritten_data();
     void whatCannotBeWritten();
@@ -285,6 +288,35 @@ void UpdateInPiecesTest::sameWithRandomReplies()
     }
     qInfo("%d in pieces, %d with a document", pieces, documents);
     QVERIFY(documents > 10 && pieces > 60);
+}
+
+// Only the nodes of a piece are in memory at a time.
+void UpdateInPiecesTest::moreNodesThanADocumentMayHave()
+{
+    constexpr int each = 1000, products = int(Agent::XmlGate::maxNodes) / 2 / each + 1;
+    const QByteArray nodes = QByteArray("<z/>").repeated(each);
+    QByteArray catalog;
+    for (int i = 1; i <= products; ++i)
+        catalog += "<product><a/>" + nodes + "</product>";
+    const QByteArray reply = Ok(Catalog(Category(catalog)));
+    QVERIFY(run(reply, false).ends.first().contains(QLatin1String("it has too many nodes")));
+    clear();
+    const Told told = run(reply, true);
+    QCOMPARE(told.ends, QStringList(QStringLiteral("1")));
+    QVERIFY(!told.document);
+}
+
+void UpdateInPiecesTest::aDocumentForALargePiece()
+{
+    const int most = int(Agent::mostPieceNodes);
+    const auto document = [&](int nodes) { // each has an attribute, and one is the product
+        const QByteArray z = QByteArray("<z y=\"\"/>").repeated((nodes - 1) / 2)
+            + QByteArray("<z/>").repeated((nodes - 1) % 2);
+        const Told told = run(Ok(Catalog(Category("<product>" + z + "</product>"))), true);
+        return told.ends == QStringList(QStringLiteral("1")) ? int(told.document) : -1;
+    };
+    QCOMPARE(document(most), 0);
+    QCOMPARE(document(most + 1), 1);
 }
 
 void UpdateInPiecesTest::aDocumentForOtherListeners()
