@@ -14,6 +14,8 @@
 #include <algorithm>
 #include <cstring>
 #include <map>
+#include <set>
+#include <utility>
 #include <vector>
 
 using namespace Agent;
@@ -79,6 +81,43 @@ void AppendNames(DataFile* file, const std::vector<std::int32_t>& numbers, QByte
 
 } // namespace
 
+// What is known of the keys of one product while the keys of new indexes are gathered, so that
+// nothing need be searched. A key begins or ends with the product's number: it can only be equal
+// to another one of the product.
+class CDependency::ProductKeys
+{
+public:
+    enum class Known { Nothing, New, There };
+
+    // If the product is not new, nothing is known.
+    ProductKeys(bool isNew, std::int32_t product)
+        : m_isNew(isNew && product < firstOfNineDigits) { }
+
+    Known First(const char* key)
+    {
+        return !m_isNew ? Known::Nothing : Put(m_first, key) ? Known::New : Known::There;
+    }
+    Known Second(const char* key)
+    {
+        return m_isNew && Put(m_second, key) ? Known::New : Known::Nothing;
+    }
+
+private:
+    static constexpr std::int32_t firstOfNineDigits = 100'000'000;
+
+    static bool Put(std::set<std::string>& keys, const char* key)
+    {
+        std::string folded(key);
+        for (char& c : folded)
+            c = char(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c);
+        return keys.insert(std::move(folded)).second;
+    }
+
+    const bool m_isNew;
+    std::set<std::string> m_first;
+    std::set<std::string> m_second;
+};
+
 class CDependency::Private
 {
 public:
@@ -88,6 +127,7 @@ public:
     std::array<std::uint8_t, length> m_record;
     std::int32_t m_nRecord = -1;
     std::int32_t m_nLastParent = 0; // the greatest one that names were stored for
+    bool m_bCutKeys = false; // a name has pushed a digit of its product out of the second key
     DbFiles m_files{ Dependency::layout, m_place.Files() };
     Key m_key1{};
     Key m_key2{};
@@ -254,19 +294,27 @@ try {
 
 bool CDependency::Store()
 {
-    return d->m_nRecord == -1 ? AppendRecord() : UpdateRecord();
+    ProductKeys unknown(false, 0);
+    return d->m_nRecord == -1 ? AppendRecord(unknown) : UpdateRecord();
 }
 
-bool CDependency::AppendRecord()
+bool CDependency::AppendRecord(ProductKeys& keys)
 {
-    return d->m_files.Append(d->m_record.data(), &d->m_nRecord) && AddKeys();
+    return d->m_files.Append(d->m_record.data(), &d->m_nRecord) && AddKeys(keys);
 }
 
-bool CDependency::AddKeys()
+bool CDependency::AddKeys(ProductKeys& keys)
 {
     MakeKeys();
-    return d->m_files.AddKey(0, d->m_nRecord, d->m_key1.data())
-        && d->m_files.AddKey(1, d->m_nRecord, d->m_key2.data());
+    d->m_nLastParent = std::max(d->m_nLastParent, Parent());
+    d->m_bCutKeys = d->m_bCutKeys || std::strlen(Name()) > Dependency::nameKeyWidth;
+    using Known = ProductKeys::Known;
+    const auto add = [this](int which, const Key& key, Known known) {
+        return known != Known::There
+            && d->m_files.AddKey(which, d->m_nRecord, key.data(), known == Known::New);
+    };
+    return add(0, d->m_key1, keys.First(d->m_key1.data()))
+        && add(1, d->m_key2, d->m_bCutKeys ? Known::Nothing : keys.Second(d->m_key2.data()));
 }
 
 bool CDependency::UpdateRecord()
@@ -298,6 +346,8 @@ bool CDependency::StoreDepends(std::int32_t parent, const QByteArrayList& names)
 try {
     if (IsReplaced())
         return false;
+    const bool isGathering = d->m_files.IsGathering(0) && d->m_files.IsGathering(1);
+    ProductKeys keys(isGathering && parent > d->m_nLastParent, parent);
     d->m_nLastParent = std::max(d->m_nLastParent, parent);
     std::vector<std::uint8_t> records;
     const auto set = [&](const QByteArray& name) {
@@ -317,7 +367,7 @@ try {
         SetError(taNoError);
         if (stored)
             d->m_nRecord = number++;
-        const bool saved = stored ? AddKeys() : Store();
+        const bool saved = stored ? AddKeys(keys) : AppendRecord(keys);
         whole = whole && (saved || taerror == taNoError);
     }
     return whole;

@@ -107,8 +107,9 @@ private:
     bool CreateAt(const std::vector<std::string>& paths);
     bool IsReplaced() const;
     bool Store();
-    bool AppendRecord();
-    bool AddKeys();
+    class ProductKeys;
+    bool AppendRecord(ProductKeys& keys);
+    bool AddKeys(ProductKeys& keys);
     bool UpdateRecord();
     bool StoreDepends(std::int32_t parent, const QByteArrayList& names);
     bool RemoveAll(std::int32_t parent);

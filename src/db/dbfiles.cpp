@@ -254,10 +254,10 @@ bool DbFiles::Remove(std::int32_t number)
     return m_data && number >= 1 && DeleteRec(m_data, std::uint32_t(number)) == 0;
 }
 
-bool DbFiles::AddKey(int which, std::int32_t number, const char* key)
+bool DbFiles::AddKey(int which, std::int32_t number, const char* key, bool isNew)
 {
     if (NewKeys* const keys = m_gathered[std::size_t(which)].get())
-        return keys->Add(key, std::uint32_t(number)) == 0;
+        return keys->Add(key, std::uint32_t(number), isNew) == 0;
     const auto add = [](IndexFile* index, std::uint32_t* record, char* text) {
         return ::AddKey(index, record, text);
     };

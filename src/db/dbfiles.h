@@ -87,7 +87,8 @@ public:
     bool Write(std::int32_t number, const std::uint8_t* record);
     bool Remove(std::int32_t number);
 
-    bool AddKey(int which, std::int32_t number, const char* key);
+    // `isNew`: no item with this key is there, which makes gathering it cheaper.
+    bool AddKey(int which, std::int32_t number, const char* key, bool isNew = false);
     bool DeleteKey(int which, std::int32_t number, const char* key);
     // The first item not below `key`; the item itself; the last item below it.
     // `found` has keyRoom bytes and becomes the item's key; it may be null.

@@ -3,8 +3,8 @@
 
 #include "store/indexbuild.h"
 
-#include "store/bytes.h"
 #include "store/indexfile.h"
+#include "store/packedkey.h"
 #include "store/storefiles.h"
 
 #include <new>
@@ -66,9 +66,9 @@ public:
     void Put(std::size_t position, const NewItem& item, std::uint32_t child)
     {
         std::uint8_t* const at = m_page + m_layout.Offset(int(position));
-        PutUint32(at, item.record);
+        PutUint32(at, item.Record());
         PutUint32(at + 4, child);
-        std::memcpy(at + 8, item.key, strnlen(item.key, m_layout.KeyBytes(int(position))));
+        UnpackKey(item.Key(), at + 8, m_layout.KeyBytes(int(position)));
     }
     bool Write()
     {
@@ -96,27 +96,37 @@ struct Level {
     std::uint32_t child = 0;
 };
 
-// Writes the pages of a level, and makes it the one above; that has no items if only the root
-// was left.
-bool WriteLevel(PageWriter& pages, int keyLength, Level* level)
+const NewItem& ItemOf(const NewItem& item)
 {
-    const Division division(level->items.size(), keyLength);
-    const std::uint32_t step = level->child == 0 ? 0 : 1;
-    std::uint32_t child = level->child;
-    const NewItem* const* next = level->items.data();
-    Level above{ {}, pages.Next() };
-    above.items.reserve(division.Pages() - 1);
+    return item;
+}
+
+const NewItem& ItemOf(const NewItem* item)
+{
+    return *item;
+}
+
+// Writes the pages of a level, and makes `above` the one above; that has no items if only the root
+// was left.
+template <typename Items>
+bool WriteLevel(PageWriter& pages, int keyLength, const Items& items, std::uint32_t child,
+                Level* above)
+{
+    const Division division(items.size(), keyLength);
+    const std::uint32_t step = child == 0 ? 0 : 1;
+    auto next = items.begin();
+    *above = Level{ {}, pages.Next() };
+    above->items.reserve(division.Pages() - 1);
     for (std::size_t page = 0; page < division.Pages(); ++page) {
         const std::size_t count = division.ItemsOf(page);
         if (!pages.Begin(count, child))
             return false;
         for (std::size_t i = 1; i <= count; ++i)
-            pages.Put(i, **next++, child += step);
+            pages.Put(i, ItemOf(*next++), child += step);
         child += step;
         if (page + 1 < division.Pages())
-            above.items.push_back(*next++);
+            above->items.push_back(&ItemOf(*next++));
     }
-    *level = std::move(above);
     return true;
 }
 
@@ -124,12 +134,14 @@ bool WriteLevel(PageWriter& pages, int keyLength, Level* level)
 std::uint32_t WriteTree(PageWriter& pages, int keyLength, const std::vector<NewItem>& items)
 {
     Level level;
-    level.items.reserve(items.size());
-    for (const NewItem& item : items)
-        level.items.push_back(&item);
-    while (!level.items.empty())
-        if (!WriteLevel(pages, keyLength, &level))
+    if (!WriteLevel(pages, keyLength, items, 0, &level))
+        return 0;
+    while (!level.items.empty()) {
+        Level above;
+        if (!WriteLevel(pages, keyLength, level.items, level.child, &above))
             return 0;
+        level = std::move(above);
+    }
     return pages.Write() ? level.child : 0;
 }
 
@@ -160,14 +172,14 @@ bool IsBefore(const NewItem& a, const NewItem& b)
     if (!(a.head == b.head))
         return a.head < b.head;
     for (std::size_t at = 2 * wordSize; !a.head.HasEnd(); at += wordSize) {
-        const std::uint64_t ofA = OrderOfWord(FoldWord(GetWord(a.key + at)));
-        const std::uint64_t ofB = OrderOfWord(FoldWord(GetWord(b.key + at)));
+        const std::uint64_t ofA = OrderOfWord(FoldWord(GetWord(a.Key() + at)));
+        const std::uint64_t ofB = OrderOfWord(FoldWord(GetWord(b.Key() + at)));
         if (ofA != ofB)
             return ofA < ofB;
         if ((ofA & 0xff) == 0)
             break;
     }
-    return a.record < b.record;
+    return a.Record() < b.Record();
 }
 
 int BuildIndex(IndexFile* index, const std::vector<NewItem>& items,

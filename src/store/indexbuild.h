@@ -8,6 +8,7 @@
 
 #pragma once
 
+#include "store/bytes.h"
 #include "store/soughtitem.h"
 
 #include <functional>
@@ -18,18 +19,20 @@ struct IndexFile;
 namespace Agent
 {
 
-// An item with what most comparisons end with. The key is someone else's, and must be
-// readable in words.
+// An item with what most comparisons end with. The bytes are someone else's: the record number,
+// and the packed key (packedkey.h), which must be readable in words.
 struct NewItem {
-    NewItem(const char* text, std::uint32_t number)
-        : head(FoldWord(GetWord(text)), FoldWord(GetWord(text + wordSize))), key(text),
-          record(number)
+    static constexpr std::size_t beforeKey = 4;
+
+    explicit NewItem(const std::uint8_t* bytes)
+        : item(bytes), head(FoldWord(GetWord(Key())), FoldWord(GetWord(Key() + wordSize)))
     {
     }
+    std::uint32_t Record() const { return GetUint32(item); }
+    const char* Key() const { return reinterpret_cast<const char*>(item + beforeKey); }
 
+    const std::uint8_t* item;
     KeyHead head;
-    const char* key;
-    std::uint32_t record;
 };
 
 // The order of an index.

@@ -5,6 +5,7 @@
 
 #include "store/bytes.h"
 #include "store/indexfile.h"
+#include "store/packedkey.h"
 
 #include <algorithm>
 #include <array>
@@ -18,7 +19,6 @@ namespace Agent
 namespace
 {
 
-constexpr std::size_t itemHeader = 4;
 // Two words may be read from any byte of a key.
 constexpr std::size_t slack = 2 * wordSize;
 constexpr std::size_t smallestTable = 64;
@@ -93,6 +93,12 @@ bool EndsIn(std::uint64_t folded)
     return (folded & 0xff) == 0;
 }
 
+// Of a block. Place 0 means none, so the first block begins with an unused byte.
+std::size_t FirstPlace(std::size_t block)
+{
+    return block == 0 ? 1 : 0;
+}
+
 } // namespace
 
 std::uint64_t NewKeys::Hash(const std::uint8_t* item) const
@@ -133,19 +139,32 @@ std::uint32_t& NewKeys::Slot(const std::uint8_t* item)
     return m_table[at];
 }
 
-// The table is never more than two thirds full.
-void NewKeys::Grow()
+// Each item with its place.
+template <typename Take> void NewKeys::ForEach(const Take& take) const
 {
-    if (3 * (m_count + 1) <= 2 * m_table.size())
-        return;
-    std::vector<std::uint32_t> before(std::max(smallestTable, 2 * m_table.size()));
-    before.swap(m_table);
-    for (const std::uint32_t place : before)
-        if (place != 0)
-            Slot(At(place)) = place;
+    for (std::size_t block = 0; block < m_blocks.size(); ++block) {
+        const std::uint8_t* const bytes = m_blocks[block].get();
+        for (std::size_t at = FirstPlace(block); at < m_used[block];) {
+            take(bytes + at, std::uint32_t(block << placeBits | at));
+            at += NewItem::beforeKey + std::strlen(KeyOf(bytes + at)) + 1;
+        }
+    }
 }
 
-// Place 0 means none, so the first block begins with an unused byte.
+// The table is never more than two thirds full, with one more item than there are.
+void NewKeys::Grow()
+{
+    if (m_hasTable && 3 * (m_count + 1) <= 2 * m_table.size())
+        return;
+    std::size_t size = smallestTable;
+    while (3 * (m_count + 1) > 2 * size)
+        size *= 2;
+    std::vector<std::uint32_t> table(size);
+    m_table.swap(table);
+    m_hasTable = true;
+    ForEach([this](const std::uint8_t* item, std::uint32_t place) { Slot(item) = place; });
+}
+
 void NewKeys::MakeRoom(std::size_t length)
 {
     if (!m_blocks.empty() && m_used.back() + length + slack <= blockLength)
@@ -155,25 +174,38 @@ void NewKeys::MakeRoom(std::size_t length)
     m_used.reserve(m_used.size() + 1);
     std::unique_ptr<std::uint8_t[]> block(new std::uint8_t[blockLength]);
     m_blocks.push_back(std::move(block));
-    m_used.push_back(m_used.empty() ? 1 : 0);
+    m_used.push_back(FirstPlace(m_used.size()));
 }
 
-int NewKeys::Add(const char* key, std::uint32_t record)
+// Whether the table has the item. Otherwise it gets it, with its place.
+bool NewKeys::IsThere(const std::uint8_t* item, std::uint32_t place)
+{
+    Grow();
+    std::uint32_t& slot = Slot(item);
+    if (slot != 0)
+        return true;
+    slot = place;
+    return false;
+}
+
+int NewKeys::Add(const char* key, std::uint32_t record, bool isNew)
 try {
     const std::size_t length = strnlen(key, m_keyLength);
-    MakeRoom(itemHeader + length + 1);
-    Grow();
+    MakeRoom(NewItem::beforeKey + MostPacked(length) + 1);
     const std::size_t used = m_used.back();
     std::uint8_t* const item = &m_blocks.back()[used];
     PutUint32(item, record);
-    std::memcpy(item + itemHeader, key, length);
-    std::memset(item + itemHeader + length, 0, 1 + slack);
-    std::uint32_t& slot = Slot(item);
+    const std::size_t packed = PackKey(key, length, item + NewItem::beforeKey);
+    std::memset(item + NewItem::beforeKey + packed, 0, 1 + slack);
+    // With equal keys allowed, only one of the same record can be there.
+    isNew = isNew || (m_allowDuplicates && record > m_greatest);
+    const auto place = std::uint32_t((m_blocks.size() - 1) << placeBits | used);
+    const bool isThere = (!isNew || m_hasTable) && IsThere(item, place);
     SetError(taNoError);
-    if (slot != 0)
+    if (isThere)
         return -1;
-    slot = std::uint32_t((m_blocks.size() - 1) << placeBits | used);
-    m_used.back() += itemHeader + length + 1;
+    m_used.back() += NewItem::beforeKey + packed + 1;
+    m_greatest = std::max(m_greatest, record);
     ++m_count;
     return 0;
 } catch (const std::bad_alloc&) {
@@ -185,14 +217,7 @@ try {
     std::vector<std::uint32_t>().swap(m_table);
     m_sorted.clear();
     m_sorted.reserve(m_count);
-    for (std::size_t block = 0; block < m_blocks.size(); ++block) {
-        const std::uint8_t* const bytes = m_blocks[block].get();
-        for (std::size_t at = block == 0 ? 1 : 0; at < m_used[block];) {
-            const char* const key = KeyOf(bytes + at);
-            m_sorted.emplace_back(key, GetUint32(bytes + at));
-            at += itemHeader + std::strlen(key) + 1;
-        }
-    }
+    ForEach([this](const std::uint8_t* item, std::uint32_t) { m_sorted.emplace_back(item); });
     std::sort(m_sorted.begin(), m_sorted.end(), IsBefore);
     return true;
 } catch (const std::bad_alloc&) {

@@ -7,6 +7,7 @@
 #include "store/bytes.h"
 #include "store/newkeys.h"
 #include "store/ownfiles.h"
+#include "store/packedkey.h"
 #include "tests/store/failingmemory.h"
 #include "tests/store/storefixture.h"
 #include "tests/store/storeshims.h"
@@ -93,6 +94,8 @@ class NewKeysTest : public StoreTest
     Q_OBJECT
 
 private slots:
+    void packedKeysSortLikeTheKeys();
+    void keysThatAreKnownToBeNew();
     void everyCount_data();
     void everyCount();
     void sameAsAdditions_data();
@@ -120,7 +123,7 @@ private:
     // Of few letters, so that keys are equal, or the beginning of another, in either case.
     std::string randomKey(int longest)
     {
-        static constexpr char letters[] = "aAbBzZ[@ \xc3\x9c";
+        static constexpr char letters[] = "aAbBzZ[@  \x1f\xc3\x9c";
         std::string key(m_random.below(longest + 3), ' ');
         const std::uint32_t same = m_random.below(3) == 0 ? 0 : m_random.below(longest + 1);
         for (std::size_t i = 0; i < key.size(); ++i)
@@ -128,6 +131,63 @@ private:
         return key;
     }
 };
+
+void NewKeysTest::packedKeysSortLikeTheKeys()
+{
+    const auto pack = [](const std::string& key) {
+        std::string packed(MostPacked(key.size()), 'x');
+        packed.resize(
+            PackKey(key.data(), key.size(), reinterpret_cast<std::uint8_t*>(packed.data())));
+        return packed;
+    };
+    const auto compare = [](const std::string& a, const std::string& b) {
+        const int order = Folded(a).compare(Folded(b)); // compares unsigned bytes
+        return order < 0 ? -1 : order > 0;
+    };
+    const auto some = [this] {
+        std::string key;
+        for (std::uint32_t parts = m_random.below(5); parts > 0; --parts) {
+            key.append(m_random.below(3) == 0 ? m_random.below(150) : m_random.below(3), ' ');
+            key.append(m_random.below(2), "\x1f!aAZ[\xc3\x01\xff"[m_random.below(9)]);
+        }
+        return key;
+    };
+    for (int i = 0; i < 20000; ++i) {
+        const std::string key = some(), packed = pack(key);
+        QCOMPARE(packed.find('\0'), std::string::npos);
+        std::string back(key.size() + 1, 'x');
+        UnpackKey(packed.c_str(), reinterpret_cast<std::uint8_t*>(back.data()), back.size());
+        QCOMPARE(back, key + 'x');
+        const std::size_t limit = m_random.below(std::uint32_t(key.size()) + 1);
+        std::string cut(key.size() + 1, 'x');
+        UnpackKey(packed.c_str(), reinterpret_cast<std::uint8_t*>(cut.data()), limit);
+        QCOMPARE(cut, key.substr(0, limit) + std::string(key.size() + 1 - limit, 'x'));
+        // The other one often begins in the same way.
+        const std::string other
+            = key.substr(0, m_random.below(std::uint32_t(key.size()) + 1)) + some();
+        QCOMPARE(compare(packed, pack(other)), compare(key, other));
+    }
+}
+
+// They are found like the others once a key comes that may be there.
+void NewKeysTest::keysThatAreKnownToBeNew()
+{
+    for (const bool duplicates : { false, true }) {
+        NewKeys keys(20, duplicates);
+        QCOMPARE(keys.Add("0", 1), 0);
+        QCOMPARE(keys.Add("0", 1), -1);
+        for (int i = 1; i <= 1000; ++i)
+            QCOMPARE(keys.Add(Formatted(i).constData(), std::uint32_t(i), true), 0);
+        QCOMPARE(keys.Add("00000500", 500), -1);
+        QCOMPARE(keys.Add("00000500", 499), duplicates ? 0 : -1);
+        QCOMPARE(keys.Add("00001001", 1001, true), 0);
+        QCOMPARE(keys.Add("00001001", 1001), -1);
+        QCOMPARE(keys.Add("00001001", 1002), duplicates ? 0 : -1);
+        Index index(path(), 20, duplicates);
+        QCOMPARE(keys.Write(index.handle()), 0);
+        QCOMPARE(index.items().size(), std::size_t(duplicates ? 1004 : 1002));
+    }
+}
 
 void NewKeysTest::everyCount_data()
 {
