@@ -216,11 +216,11 @@ bool DbFiles::ReplaceIndex(int which, const std::string& made, const std::string
 
 bool DbFiles::Read(std::int32_t number, std::uint8_t* record) const
 {
-    std::vector<std::uint8_t> bytes(std::size_t(m_layout.recordLength));
-    if (!m_data || number < 1 || GetRec(m_data, std::uint32_t(number), bytes.data()) != 0
-        || !IsLive(bytes.data()))
+    m_record.resize(std::size_t(m_layout.recordLength));
+    if (!m_data || number < 1 || GetRec(m_data, std::uint32_t(number), m_record.data()) != 0
+        || !IsLive(m_record.data()))
         return false;
-    std::copy(bytes.begin(), bytes.end(), record);
+    std::copy(m_record.begin(), m_record.end(), record);
     return true;
 }
 

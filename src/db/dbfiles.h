@@ -112,6 +112,7 @@ private:
     // Keys that are not in their index yet, and whether some could not be written.
     mutable std::array<std::unique_ptr<NewKeys>, 4> m_gathered;
     mutable bool m_lost = false;
+    mutable std::vector<std::uint8_t> m_record; // read last, or being read
 };
 
 } // namespace Agent

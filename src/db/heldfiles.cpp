@@ -177,8 +177,8 @@ off_t HeldFiles::Seek(int descriptor, off_t position)
     return reached;
 }
 
-// Moves the descriptor to the store's position. Seeking is delayed until a transfer needs it,
-// which saves the call if the position is right already.
+// Moves the descriptor to the store's position. Seeking is delayed until a write needs it, which
+// saves the call if the position is right already; a read names its position itself.
 bool HeldFiles::Reach(File& file)
 {
     if (file.reached != file.position)
@@ -187,7 +187,15 @@ bool HeldFiles::Reach(File& file)
     return file.reached == file.position;
 }
 
-ssize_t HeldFiles::Transferred(File& file, ssize_t size, size_t expected)
+ssize_t HeldFiles::ReadHere(File& file, void* bytes, size_t size, size_t expected)
+{
+    const ssize_t got = m_below.ReadFrom(file.descriptor, file.position, bytes, size);
+    Expect(got == ssize_t(expected));
+    file.position += std::max<ssize_t>(got, 0);
+    return got;
+}
+
+ssize_t HeldFiles::Written(File& file, ssize_t size, size_t expected)
 {
     Expect(size == ssize_t(expected));
     file.position += std::max<ssize_t>(size, 0);
@@ -212,9 +220,12 @@ ssize_t HeldFiles::Read(int descriptor, void* bytes, size_t size)
     // The store may ask for records after the last one.
     const off_t there = IsPrivate() ? file->status.st_size - file->position : off_t(size);
     const auto expected = std::size_t(std::clamp(there, off_t(0), off_t(size)));
-    return WriteTail(*file) && Reach(*file)
-        ? Transferred(*file, m_below.Read(file->descriptor, bytes, size), expected)
-        : -1;
+    return WriteTail(*file) ? ReadHere(*file, bytes, size, expected) : -1;
+}
+
+ssize_t HeldFiles::ReadFrom(int descriptor, off_t position, void* bytes, size_t size)
+{
+    return Seek(descriptor, position) == position ? Read(descriptor, bytes, size) : -1;
 }
 
 // The header at the beginning of a new file is rewritten after nearly every record, so for
@@ -243,7 +254,7 @@ ssize_t HeldFiles::Write(int descriptor, const void* bytes, size_t size)
         return ssize_t(size);
     if (!WriteTail(*file) || !Reach(*file))
         return -1;
-    const ssize_t written = Transferred(*file, m_below.Write(file->descriptor, bytes, size), size);
+    const ssize_t written = Written(*file, m_below.Write(file->descriptor, bytes, size), size);
     file->status.st_size = std::max(file->status.st_size, file->position);
     if (IsPrivate() && position == 0 && size <= largestHeader && written == ssize_t(size))
         file->header.assign(first, first + size);
@@ -313,7 +324,7 @@ bool HeldFiles::WriteTail(File& file)
     const off_t position = file.position;
     file.position = file.status.st_size - off_t(size);
     const bool written = Reach(file)
-        && Transferred(file, m_below.Write(file.descriptor, file.tail.data(), size), size)
+        && Written(file, m_below.Write(file.descriptor, file.tail.data(), size), size)
             == ssize_t(size);
     file.position = position;
     file.tail.clear();
@@ -336,8 +347,8 @@ void HeldFiles::WriteHeader(File& file)
     const off_t position = file.position;
     file.position = 0;
     if (Reach(file))
-        Transferred(file, m_below.Write(file.descriptor, file.header.data(), file.header.size()),
-                    file.header.size());
+        Written(file, m_below.Write(file.descriptor, file.header.data(), file.header.size()),
+                file.header.size());
     file.position = position;
 }
 

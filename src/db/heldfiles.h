@@ -4,7 +4,7 @@
 // The record store's files, kept open between its transfers. The store itself opens its
 // file for each transfer and closes it afterwards. An open database keeps the
 // descriptors instead: it can still use its files after others have replaced them, and a
-// transfer costs one or two system calls instead of four.
+// transfer costs one system call, or a write two, instead of four.
 //
 // A descriptor is kept if it is in the lower half of those the process may have. A file
 // beyond that is opened for each transfer; once its path leads to another file, the
@@ -48,6 +48,7 @@ public:
     int Close(int descriptor) override;
     off_t Seek(int descriptor, off_t position) override;
     ssize_t Read(int descriptor, void* bytes, size_t size) override;
+    ssize_t ReadFrom(int descriptor, off_t position, void* bytes, size_t size) override;
     ssize_t Write(int descriptor, const void* bytes, size_t size) override;
     int Resize(int descriptor, off_t size) override;
     int Status(int descriptor, struct stat* status) override;
@@ -75,7 +76,8 @@ private:
     File* Find(int descriptor);
     void Release(File& file);
     bool Reach(File& file);
-    ssize_t Transferred(File& file, ssize_t size, size_t expected);
+    ssize_t ReadHere(File& file, void* bytes, size_t size, size_t expected);
+    ssize_t Written(File& file, ssize_t size, size_t expected);
     bool WriteTail(File& file);
     bool WaitsInTail(File& file, const char* bytes, size_t size);
     void WriteHeader(File& file);

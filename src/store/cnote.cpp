@@ -275,15 +275,22 @@ char* CNote::ReadNote(std::int32_t offset)
     if (!heap)
         return nullptr;
     const Transfer transfer(&m_descriptor, heap);
-    BlockHeader header;
-    if (!ReadBlockHeader(heap, offset, &header) || header.status != blockInUse
-        || header.length > longestNoteBlock)
+    // Most texts are this short, and come with their header.
+    std::uint8_t piece[512];
+    const ssize_t got = heap.SeekTo(offset) ? heap.Read(piece, sizeof piece) : -1;
+    if (got < blockHeaderLength)
+        return nullptr;
+    const BlockHeader header = UnpackBlockHeader(piece);
+    if (header.status != blockInUse || header.length > longestNoteBlock)
         return nullptr;
     const auto length = std::int32_t(std::max(TextLength(header), std::int64_t(-1)));
-    if (length < 0 || EndOf(offset, header) > heap.Size())
+    const bool isHere = header.length <= got;
+    if (length < 0 || (!isHere && EndOf(offset, header) > heap.Size()))
         return nullptr;
     auto* const text = static_cast<char*>(std::calloc(std::size_t(length) + 10, 1));
-    if (text && !ReadText(heap, offset + blockHeaderLength, text, length)) {
+    if (text && isHere) {
+        std::memcpy(text, piece + blockHeaderLength, std::size_t(length));
+    } else if (text && !ReadText(heap, offset + blockHeaderLength, text, length)) {
         std::free(text);
         return nullptr;
     }

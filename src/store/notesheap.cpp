@@ -107,8 +107,13 @@ bool ReadBlockHeader(OpenStoreFile& heap, std::int64_t offset, BlockHeader* head
     std::uint8_t bytes[blockHeaderLength];
     if (!heap.ReadAt(offset, bytes, sizeof bytes))
         return false;
-    *header = { bytes[0], bytes[1], std::uint16_t(bytes[2] | bytes[3] << 8), GetInt32(bytes + 4) };
+    *header = UnpackBlockHeader(bytes);
     return true;
+}
+
+BlockHeader UnpackBlockHeader(const std::uint8_t* bytes)
+{
+    return { bytes[0], bytes[1], std::uint16_t(bytes[2] | bytes[3] << 8), GetInt32(bytes + 4) };
 }
 
 void PackBlockHeader(const BlockHeader& header, std::uint8_t* bytes)

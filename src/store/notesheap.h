@@ -36,6 +36,7 @@ struct BlockHeader {
 // False if the 8 bytes cannot be read or written.
 bool ReadBlockHeader(OpenStoreFile& heap, std::int64_t offset, BlockHeader* header);
 bool WriteBlockHeader(OpenStoreFile& heap, std::int64_t offset, const BlockHeader& header);
+BlockHeader UnpackBlockHeader(const std::uint8_t* bytes);
 void PackBlockHeader(const BlockHeader& header, std::uint8_t* bytes);
 
 inline std::int64_t EndOf(std::int64_t offset, const BlockHeader& header)

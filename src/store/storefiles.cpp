@@ -37,6 +37,11 @@ ssize_t StoreFiles::Read(int descriptor, void* bytes, size_t size)
     return ::read(descriptor, bytes, size);
 }
 
+ssize_t StoreFiles::ReadFrom(int descriptor, off_t position, void* bytes, size_t size)
+{
+    return ::pread(descriptor, bytes, size, position);
+}
+
 ssize_t StoreFiles::Write(int descriptor, const void* bytes, size_t size)
 {
     return ::write(descriptor, bytes, size);

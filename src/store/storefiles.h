@@ -24,6 +24,8 @@ public:
     virtual int Close(int descriptor); ///< close(2)
     virtual off_t Seek(int descriptor, off_t position); ///< lseek(2), from the beginning
     virtual ssize_t Read(int descriptor, void* bytes, size_t size); ///< read(2)
+    /// pread(2)
+    virtual ssize_t ReadFrom(int descriptor, off_t position, void* bytes, size_t size);
     virtual ssize_t Write(int descriptor, const void* bytes, size_t size); ///< write(2)
     virtual int Resize(int descriptor, off_t size); ///< ftruncate(2)
     virtual int Status(int descriptor, struct stat* status); ///< fstat(2)

@@ -256,6 +256,17 @@ private slots:
         QCOMPARE(counting.closes, 0);
         QCOMPARE(counting.writes, 100);
         QCOMPARE(QFile(folder("shared")).size(), qint64(5100));
+        {
+            const int seeks = counting.seeks;
+            OpenStoreFile file(QFile::encodeName(folder("shared")).constData(), &held);
+            char bytes[50];
+            for (const off_t position : { 2500, 100, 5050 })
+                QVERIFY(file.ReadAt(position, bytes, sizeof bytes));
+            QCOMPARE(counting.reads, 3);
+            QVERIFY(file.WriteAt(5100, "more", 4)); // the file is still at its end
+            QCOMPARE(counting.seeks, seeks);
+        }
+        QCOMPARE(QFile(folder("shared")).size(), qint64(5104));
         held.CloseAll();
         QCOMPARE(counting.closes, 1);
     }

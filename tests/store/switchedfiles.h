@@ -35,6 +35,10 @@ public:
     {
         return m_to->Read(descriptor, bytes, size);
     }
+    ssize_t ReadFrom(int descriptor, off_t position, void* bytes, size_t size) override
+    {
+        return m_to->ReadFrom(descriptor, position, bytes, size);
+    }
     ssize_t Write(int descriptor, const void* bytes, size_t size) override
     {
         return m_to->Write(descriptor, bytes, size);

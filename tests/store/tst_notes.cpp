@@ -335,7 +335,8 @@ void NotesTest::emptyText()
 void NotesTest::textsOfManyPieces_data()
 {
     QTest::addColumn<int>("length");
-    for (const int length : { 1, 31991, 31992, 31993, 32000, 32001, 63992, 64000, 250000, 499991 })
+    for (const int length :
+         { 1, 503, 504, 505, 31991, 31992, 31993, 32000, 32001, 63992, 64000, 250000, 499991 })
         QTest::addRow("%d bytes", length) << length;
 }
 
