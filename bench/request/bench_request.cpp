@@ -3,7 +3,8 @@
 
 // The cost of a request compared with its transfer: a request of the library, a bare
 // KIO::get that discards its data, and libcurl take turns at fetching the same replies from
-// the same server on loopback.
+// the same server on loopback. The parse of the same bytes is measured beside them, which a request
+// cannot be without.
 //
 // Run it through tests/in-sandbox; with a size in bytes and a number of rounds as arguments,
 // it measures only that size. The server runs in a thread of its own, so that it does not
@@ -14,6 +15,7 @@
 
 #include <KIO/TransferJob>
 #include <QApplication>
+#include <QDomDocument>
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QSemaphore>
@@ -29,6 +31,20 @@
 
 namespace
 {
+
+// Elements with 10 KB of text each, so that the parse does not dominate. Each thread has its own.
+const QByteArray& Reply(int size)
+{
+    thread_local QMap<int, QByteArray> made;
+    QByteArray& xml = made[size];
+    if (xml.isEmpty()) {
+        xml = "<agentfunction resultcode=\"OK\">";
+        while (xml.size() < size)
+            xml += "<e>" + QByteArray(std::min(10000, size), 'x') + "</e>";
+        xml += "</agentfunction>";
+    }
+    return xml;
+}
 
 // Serves "/api", and "/N" with a reply of about N bytes.
 class Server : public QThread
@@ -47,7 +63,7 @@ protected:
             QTcpSocket* socket = server.nextPendingConnection();
             connect(socket, &QTcpSocket::readyRead, socket, [this, socket] {
                 const QByteArray path = socket->readAll().split(' ').value(1).mid(1);
-                const QByteArray body = path == "api" ? directory() : reply(path.toInt());
+                const QByteArray body = path == "api" ? directory() : Reply(path.toInt());
                 socket->write("HTTP/1.1 200 OK\r\nContent-Type: text/xml\r\nConnection: close\r\n"
                               "Content-Length: "
                               + QByteArray::number(body.size()) + "\r\n\r\n" + body);
@@ -64,19 +80,6 @@ private:
         QByteArray xml = "<agentfunction resultcode=\"OK\"><getagentapi>";
         return xml + "<api><name>BenchRequest</name><url>http://127.0.0.1:"
             + QByteArray::number(port) + "/</url></api></getagentapi></agentfunction>";
-    }
-    // Elements with 10 KB of text each, so that the parse does not dominate.
-    static QByteArray reply(int size)
-    {
-        static QMap<int, QByteArray> made;
-        QByteArray& xml = made[size];
-        if (xml.isEmpty()) {
-            xml = "<agentfunction resultcode=\"OK\">";
-            while (xml.size() < size)
-                xml += "<e>" + QByteArray(std::min(10000, size), 'x') + "</e>";
-            xml += "</agentfunction>";
-        }
-        return xml;
     }
 };
 
@@ -148,6 +151,14 @@ void ByCurl(quint16 port, int size)
     curl_easy_cleanup(curl);
 }
 
+// What a request does at least with the bytes that KIO has fetched.
+void ByParser(quint16, int size)
+{
+    QDomDocument document;
+    if (!document.setContent(Reply(size)))
+        qFatal("the parse failed");
+}
+
 double Median(std::vector<double> values)
 {
     std::sort(values.begin(), values.end());
@@ -156,7 +167,8 @@ double Median(std::vector<double> values)
 
 void Measure(quint16 port, int size, int rounds)
 {
-    std::vector<double> request, kio, curl;
+    std::vector<double> request, kio, curl, parse;
+    ByParser(port, size); // makes the text
     for (int i = 0; i < rounds; ++i) {
         // The first one finds KIO's worker asleep, so they take turns at being first.
         if (i % 2 == 0)
@@ -165,12 +177,13 @@ void Measure(quint16 port, int size, int rounds)
         if (i % 2 == 1)
             kio.push_back(Seconds(ByKio, port, size));
         curl.push_back(Seconds(ByCurl, port, size));
+        parse.push_back(Seconds(ByParser, port, size));
     }
-    const double r = Median(request), k = Median(kio), c = Median(curl);
+    const double r = Median(request), k = Median(kio), c = Median(curl), p = Median(parse);
     std::fprintf(stderr,
-                 "%9d bytes, %3d rounds: request %.6f s, KIO %.6f s, curl %.6f s;"
-                 " request/KIO %.2f, KIO/curl %.1f\n",
-                 size, rounds, r, k, c, r / k, k / c);
+                 "%9d bytes, %3d rounds: request %.6f s, KIO %.6f s, curl %.6f s, parse %.6f s;"
+                 " request/KIO %.2f, request/(KIO and parse) %.2f, KIO/curl %.1f\n",
+                 size, rounds, r, k, c, p, r / k, r / (k + p), k / c);
 }
 
 } // namespace
