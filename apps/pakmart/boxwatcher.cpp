@@ -6,6 +6,7 @@
 #include "console.h"
 #include "ownedprogram.h"
 
+#include <KLocalizedString>
 #include <QApplication>
 #include <QDialog>
 #include <QEvent>
@@ -76,8 +77,8 @@ void BoxWatcher::Guard(CDlgInstallComplete* report)
     for (QPushButton* button : report->findChildren<QPushButton*>())
         button->setEnabled(button->isEnabled() && button->text() != QLatin1String("Run It!"));
     m_display.Complain(
-        QStringLiteral("'Run It!' is switched off: no package of this product has the program %1")
-            .arg(program.simplified()));
+        i18n("'Run It!' is switched off: no package of this product has the program %1",
+             program.simplified()));
 }
 
 void BoxWatcher::ReadOut(const QString& text, bool error)
@@ -98,5 +99,5 @@ void BoxWatcher::Picture(QDialog* box, const char* name)
     const QString file
         = m_pictures + QLatin1Char('/') + QLatin1String(name) + QLatin1String(".png");
     if (!box->grab().save(file))
-        m_display.Complain(QStringLiteral("cannot write the picture %1").arg(file));
+        m_display.Complain(i18n("cannot write the picture %1", file));
 }

@@ -10,6 +10,8 @@
 #include "outcome.h"
 #include "products.h"
 
+#include <KLazyLocalizedString>
+#include <KLocalizedString>
 #include <QJsonArray>
 #include <QLocale>
 #include <QMap>
@@ -101,27 +103,60 @@ QString ValueAsText(const CatalogScan::Value& value)
         return Text(value.text);
     if (value.number <= 0)
         return QString();
-    return value.kind == CatalogScan::Kind::Bytes ? QLocale::c().formattedDataSize(value.number)
+    return value.kind == CatalogScan::Kind::Bytes ? QLocale().formattedDataSize(value.number)
                                                   : QString::number(value.number);
+}
+
+// The titles of the fields of a product, which the library has in English.
+const KLazyLocalizedString titles[] = {
+    kli18nc("of a product", "Name"),         kli18nc("of a product", "Serial"),
+    kli18nc("of a product", "Package"),      kli18nc("of a product", "Version"),
+    kli18nc("of a product", "Category"),     kli18nc("of a product", "Vendor"),
+    kli18nc("of a product", "Copyright"),    kli18nc("of a product", "Price"),
+    kli18nc("of a product", "Size"),         kli18nc("of a product", "Released"),
+    kli18nc("of a product", "Review score"), kli18nc("of a product", "Ranking"),
+    kli18nc("of a product", "Downloads"),    kli18nc("of a product", "Page"),
+    kli18nc("of a product", "Author"),
+};
+
+QString TitleOf(const char* title)
+{
+    const auto found = std::find_if(std::begin(titles), std::end(titles),
+                                    [title](const KLazyLocalizedString& one) {
+                                        return std::string_view(one.untranslatedText()) == title;
+                                    });
+    return found == std::end(titles) ? QLatin1String(title) : found->toString();
+}
+
+using Details = QList<std::pair<QString, QString>>; // titles and texts
+
+Details DetailsOf(CatalogScan& scan, const QString& installed)
+{
+    Details all;
+    for (const CatalogScan::Value& value : scan.Values()) {
+        if (value.title)
+            all.append({ TitleOf(value.title), ValueAsText(value) });
+        if (value.key == std::string_view("version"))
+            all.append({ i18nc("which version is installed, or none", "Installed"),
+                         installed.isNull() ? i18nc("nothing is installed", "no") : installed });
+    }
+    all.append(
+        { i18nc("the packages that a product needs", "Needs"), Joined(scan.Dependencies()) });
+    all.append({ i18nc("whether a product is hidden", "Hidden"),
+                 scan.Hidden() ? i18nc("a product is hidden", "yes") : QString() });
+    return all;
 }
 
 void SayDetails(Console& display, CatalogScan& scan, const QString& installed)
 {
-    constexpr int labelWidth = 14;
-    const auto line = [&display](const QString& title, const QString& text) {
+    const Details details = DetailsOf(scan, installed);
+    int width = 0; // of the titles
+    for (const auto& [title, text] : details)
+        width = std::max(width, CellsOf(title) + 2);
+    for (const auto& [title, text] : details)
         if (!text.simplified().isEmpty())
-            display.Say(Padded(title + QLatin1Char(':'), labelWidth)
-                        + Wrapped(text.simplified(), display.Width(), labelWidth).mid(labelWidth));
-    };
-    for (const CatalogScan::Value& value : scan.Values()) {
-        if (value.title)
-            line(QLatin1String(value.title), ValueAsText(value));
-        if (value.key == std::string_view("version"))
-            line(QStringLiteral("Installed"),
-                 installed.isNull() ? QStringLiteral("no") : installed);
-    }
-    line(QStringLiteral("Needs"), Joined(scan.Dependencies()));
-    line(QStringLiteral("Hidden"), scan.Hidden() ? QStringLiteral("yes") : QString());
+            display.Say(Padded(title + QLatin1Char(':'), width)
+                        + Wrapped(text.simplified(), display.Width(), width).mid(width));
     const QString description = Text(scan.Description().c_str());
     if (!description.isEmpty())
         display.Say(QLatin1Char('\n') + Wrapped(description, display.Width(), 2));
@@ -153,7 +188,7 @@ int CategoriesCommand(Console& display)
     }
     display.SayJson(all);
     if (categories.isEmpty())
-        display.SayText(QStringLiteral("The catalog is empty."));
+        display.SayText(i18n("The catalog is empty."));
     return ExitDone;
 }
 
@@ -177,8 +212,7 @@ int ListCommand(Console& display, const QString& category)
     }
     if (products.isEmpty()) {
         display.Complain(
-            QStringLiteral("there is no category '%1': 'pakmart categories' lists them")
-                .arg(category));
+            i18n("there is no category '%1': 'pakmart categories' lists them", category));
         return ExitFailed;
     }
     Sort(products);
@@ -205,8 +239,8 @@ int ListInstalledCommand(Console& display, bool onlyUpgradable)
     Sort(products);
     SayProducts(display, products);
     if (products.isEmpty())
-        display.SayText(onlyUpgradable ? QStringLiteral("No product can be upgraded.")
-                                       : QStringLiteral("No product is installed."));
+        display.SayText(onlyUpgradable ? i18n("No product can be upgraded.")
+                                       : i18n("No product is installed."));
     return ExitDone;
 }
 

@@ -9,6 +9,7 @@
 #include "outcome.h"
 #include "transaction.h"
 
+#include <KLocalizedString>
 #include <QJsonArray>
 #include <algorithm>
 
@@ -21,8 +22,8 @@ int InstallCommand(Console& console, const QStringList& names, bool byPackage,
 {
     Change change{ { Request::Install },
                    consent,
-                   QStringLiteral("Download and install?"),
-                   QStringLiteral("Nothing was installed."),
+                   i18n("Download and install?"),
+                   i18n("Nothing was installed."),
                    QString() };
     if (byPackage)
         change.request.packages = names;
@@ -37,11 +38,9 @@ int InstallCommand(Console& console, const QStringList& names, bool byPackage,
 
 int RemoveCommand(Console& console, const QStringList& names, const Consent& consent)
 {
-    Change change{ { Request::Remove },
-                   consent,
-                   QStringLiteral("Remove?"),
-                   QStringLiteral("Nothing was removed."),
-                   QString() };
+    Change change{
+        { Request::Remove }, consent, i18n("Remove?"), i18n("Nothing was removed."), QString()
+    };
     if (!FindPackages(console, names, change.request.packages))
         return ExitFailed;
     return CarryOut(console, change);
@@ -51,8 +50,8 @@ int ReinstallCommand(Console& console, const QStringList& names, const Consent& 
 {
     Change change{ { Request::Reinstall },
                    consent,
-                   QStringLiteral("Install again?"),
-                   QStringLiteral("Nothing was installed."),
+                   i18n("Install again?"),
+                   i18n("Nothing was installed."),
                    QString() };
     if (!FindPackages(console, names, change.request.packages))
         return ExitFailed;
@@ -80,9 +79,9 @@ int UpgradeCommand(Console& console, const QStringList& names, const Consent& co
 {
     Change change{ { Request::Upgrade },
                    consent,
-                   QStringLiteral("Upgrade?"),
-                   QStringLiteral("Nothing was upgraded."),
-                   QStringLiteral("There is nothing to upgrade.") };
+                   i18n("Upgrade?"),
+                   i18n("Nothing was upgraded."),
+                   i18n("There is nothing to upgrade.") };
     if (!FindPackages(console, names, change.request.packages))
         return ExitFailed;
     if (WereBrokenOff(change.request.packages))
@@ -95,9 +94,9 @@ int AutoremoveCommand(Console& console, const Consent& consent)
     return CarryOut(console,
                     { { Request::RemoveUnneeded },
                       consent,
-                      QStringLiteral("Remove?"),
-                      QStringLiteral("Nothing was removed."),
-                      QStringLiteral("Every package is needed.") });
+                      i18n("Remove?"),
+                      i18n("Nothing was removed."),
+                      i18n("Every package is needed.") });
 }
 
 namespace
@@ -119,20 +118,20 @@ QJsonObject UpdateAsJson(const Plan& plan, bool agent)
 
 int OSUpdateCommand(Console& console, const Consent& consent)
 {
-    console.Activity(QStringLiteral("Asking for updates of the system"));
+    console.Activity(i18n("Asking for updates of the system"));
     Plan plan;
     const int status = CarryOut(console,
                                 { { Request::SystemUpdate },
                                   consent,
-                                  QStringLiteral("Update the system now?"),
-                                  QStringLiteral("Nothing was updated."),
-                                  QStringLiteral("The system is up to date.") },
+                                  i18n("Update the system now?"),
+                                  i18n("Nothing was updated."),
+                                  i18n("The system is up to date.") },
                                 &plan);
     if (status != ExitDone || consent.dryRun || consent.downloadOnly)
         return status;
     const bool agent = !plan.row(QStringLiteral("vantrelagent")).package.isEmpty();
     console.SayJson(UpdateAsJson(plan, agent));
     if (agent)
-        console.SayText(QStringLiteral("The agent itself was updated: restart its programs."));
+        console.SayText(i18n("The agent itself was updated: restart its programs."));
     return status;
 }

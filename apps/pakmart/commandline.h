@@ -8,6 +8,7 @@
 
 #include "transaction.h"
 
+#include <KLazyLocalizedString>
 #include <QCommandLineParser>
 #include <QList>
 #include <QStringList>
@@ -56,7 +57,7 @@ struct Command {
     const char* arguments; // as the help shows them
     int least, most; // arguments; most: -1 for any number
     QStringList options;
-    const char* summary;
+    KLazyLocalizedString summary;
     int (*run)(Console& console, const CommandLine& line);
     Takes takes = Takes::Anything;
     bool isList = false; // of any length, made without waiting for the store
@@ -66,7 +67,7 @@ struct Option {
     const char* name;
     const char* shortName;
     const char* value; // what it takes; null: nothing
-    const char* summary;
+    KLazyLocalizedString summary;
     const char* values = ""; // the possible ones, if only some are
 };
 

@@ -61,7 +61,7 @@ Before Read(const QStringList& words)
 void AddCommands(Candidates& found)
 {
     for (const Command* command : CommandLine::Commands())
-        found[QLatin1String(command->name)] = QLatin1String(command->summary);
+        found[QLatin1String(command->name)] = command->summary.toString();
 }
 
 void AddOptions(Candidates& found, const Command* command)
@@ -70,7 +70,7 @@ void AddOptions(Candidates& found, const Command* command)
     if (command)
         options += CommandLine::OptionsOf(command);
     for (const Option* option : options)
-        found[QLatin1String("--") + QLatin1String(option->name)] = QLatin1String(option->summary);
+        found[QLatin1String("--") + QLatin1String(option->name)] = option->summary.toString();
 }
 
 void AddValues(Candidates& found, const Option& option, const QString& start)

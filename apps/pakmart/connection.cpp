@@ -5,6 +5,7 @@
 
 #include "console.h"
 
+#include <KLocalizedString>
 #include <QEventLoop>
 #include <QSslSocket>
 #include <QTimer>
@@ -18,7 +19,8 @@ QString ObstacleTo(const QUrl& url)
     QSslSocket socket;
     QEventLoop loop;
     const Interrupt::Handler handler([&loop] { loop.quit(); });
-    QString obstacle = QStringLiteral("no connection in %1 seconds").arg(patience / 1000);
+    QString obstacle
+        = i18np("no connection in %1 second", "no connection in %1 seconds", patience / 1000);
     const auto connected = [&] {
         obstacle.clear();
         loop.quit();

@@ -7,6 +7,7 @@
 #include "layout.h"
 #include "pager.h"
 
+#include <KLocalizedString>
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
@@ -91,6 +92,14 @@ bool IsUnprintable(QChar c)
     return Agent::IsUnprintable(c.unicode());
 }
 
+// In the user's language, or in English as scripts answer.
+bool IsYes(const QString& answer)
+{
+    const QString words = i18nc("the answers that mean yes, in small letters", "y yes");
+    return answer == QLatin1String("y") || answer == QLatin1String("yes")
+        || words.split(QLatin1Char(' '), Qt::SkipEmptyParts).contains(answer);
+}
+
 // JSON can name any character by its number.
 QByteArray EscapedJson(const QByteArray& json)
 {
@@ -160,7 +169,7 @@ void Console::Write(const QByteArray& bytes)
             poll(&output, 1, -1);
         } else if (count < 0 && errno != EINTR) {
             m_written = false;
-            Complain(QStringLiteral("the output cannot be written: %1").arg(qt_error_string()));
+            Complain(i18n("the output cannot be written: %1", qt_error_string()));
         }
         done += count > 0 ? int(count) : 0;
     }
@@ -336,7 +345,8 @@ void Console::ClearBar()
 bool Console::Ask(const QString& question)
 {
     ClearBar();
-    Write(Printable(question).toUtf8() + " [y/N] ");
+    const QString letters = i18nc("how a question can be answered; no is the default", "[y/N]");
+    Write(Printable(question + QLatin1Char(' ') + letters).toUtf8() + ' ');
     QByteArray answer;
     char c = 0;
     while (!Interrupt::Received()) {
@@ -353,8 +363,7 @@ bool Console::Ask(const QString& question)
     }
     if (!m_terminal || c != '\n')
         Write("\n");
-    answer = answer.trimmed().toLower();
-    return !Interrupt::Received() && (answer == "y" || answer == "yes");
+    return !Interrupt::Received() && IsYes(QString::fromUtf8(answer).trimmed().toLower());
 }
 
 namespace

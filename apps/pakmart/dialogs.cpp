@@ -9,6 +9,7 @@
 #include "names.h"
 #include "outcome.h"
 
+#include <KLocalizedString>
 #include <QFile>
 #include <QPointer>
 #include <vantrelagent/install/capigetsourceslist.h>
@@ -35,19 +36,19 @@ public slots:
     }
     void onCanContinue(int count, bool& canContinue)
     {
-        m_console.SayText(QStringLiteral("Package files to download: %1").arg(count));
-        canContinue = !Interrupt::Received()
-            && (m_yes || m_console.Ask(QStringLiteral("Download and install?")));
+        m_console.SayText(i18n("Package files to download: %1", count));
+        canContinue
+            = !Interrupt::Received() && (m_yes || m_console.Ask(i18n("Download and install?")));
         m_declined = !canContinue;
     }
     void onBeginReceivePackage(const std::string& name, const std::string&)
     {
-        m_console.Activity(QStringLiteral("Downloading ") + QString::fromStdString(name));
+        m_console.Activity(i18n("Downloading %1", QString::fromStdString(name)));
     }
     void onReceivePackagePulse(int, int overallPercent) { m_console.Progress(overallPercent); }
     void onBeginInstall(const std::string& name)
     {
-        m_console.Activity(QStringLiteral("Setting up ") + QString::fromStdString(name));
+        m_console.Activity(i18n("Setting up %1", QString::fromStdString(name)));
     }
     void onEndInstall(const bool success) { m_succeeded = success; }
     // Only what dpkg has installed is recorded.
@@ -94,8 +95,8 @@ int InstallWithDialogs(Console& console, const QStringList& names, bool byPackag
     else if (!FindProducts(console, names, wanted))
         return ExitFailed;
     if (!wanted.products.isEmpty() && !wanted.packages.isEmpty()) {
-        console.Complain(QStringLiteral("with dialogs, products and packages are installed one "
-                                        "after the other"));
+        console.Complain(i18n("with dialogs, products and packages are installed one "
+                              "after the other"));
         return ExitUsage;
     }
     InstallListener listener(console, boxes, yes);

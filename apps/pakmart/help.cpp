@@ -5,16 +5,18 @@
 
 #include "commandline.h"
 
+#include <KLocalizedString>
+
 namespace
 {
 
-QString Line(const QString& left, const char* summary)
+QString Line(const QString& left, const KLazyLocalizedString& summary)
 {
     constexpr int column = 27;
     return QLatin1String("  ") + left.leftJustified(column - 2)
         + (left.size() > column - 3 ? QLatin1String("\n") + QString(column, QLatin1Char(' '))
                                     : QString())
-        + QLatin1String(summary) + QLatin1Char('\n');
+        + summary.toString() + QLatin1Char('\n');
 }
 
 QString OptionLine(const Option& option)
@@ -47,20 +49,27 @@ QString HelpText(const Command* command)
 {
     if (command) {
         const QString own = OptionLines(command);
-        return QStringLiteral("Usage: pakmart [OPTION]... %1\n\n%2\n")
-                   .arg(Synopsis(*command), QLatin1String(command->summary))
-            + (own.isEmpty() ? QString() : QLatin1String("\nOptions of this command:\n") + own)
-            + QLatin1String("\nOptions of all commands:\n") + OptionLines(nullptr);
+        return i18n("Usage: pakmart [OPTION]... %1\n\n%2", Synopsis(*command),
+                    command->summary.toString())
+            + QLatin1Char('\n')
+            + (own.isEmpty()
+                   ? QString()
+                   : QLatin1Char('\n') + i18n("Options of this command:") + QLatin1Char('\n') + own)
+            + QLatin1Char('\n') + i18n("Options of all commands:") + QLatin1Char('\n')
+            + OptionLines(nullptr);
     }
-    QString text = QStringLiteral("Usage: pakmart [OPTION]... COMMAND [ARGUMENT]...\n\n"
-                                  "Installs and removes the products of the Pakmart store.\n\n"
-                                  "Commands:\n");
+    QString text = i18n("Usage: pakmart [OPTION]... COMMAND [ARGUMENT]...\n\n"
+                        "Installs and removes the products of the Pakmart store.\n\n"
+                        "Commands:")
+        + QLatin1Char('\n');
     for (const Command* one : CommandLine::Commands())
         text += Line(Synopsis(*one), one->summary);
-    text += QLatin1String("\nA NAME is a serial number, the name of a product, or of a package.\n"
-                          "\nOptions:\n");
+    text += QLatin1Char('\n')
+        + i18n("A NAME is a serial number, the name of a product, or of a package.\n\nOptions:")
+        + QLatin1Char('\n');
     for (const Option* option : CommandLine::AllOptions())
         text += OptionLine(*option);
-    return text
-        + QLatin1String("\nExit status: 0 done, 1 failed, 2 usage, 3 declined, 130 interrupted.\n");
+    return text + QLatin1Char('\n')
+        + i18n("Exit status: 0 done, 1 failed, 2 usage, 3 declined, 130 interrupted.")
+        + QLatin1Char('\n');
 }

@@ -5,8 +5,11 @@
 
 #include "commands.h"
 #include "console.h"
+#include "layout.h"
 #include "transaction.h"
 
+#include <KLazyLocalizedString>
+#include <KLocalizedString>
 #include <Pakmart/HistoryModel>
 #include <QDateTime>
 #include <QEventLoop>
@@ -29,31 +32,39 @@ bool Read(const HistoryModel& model)
     return !Interrupt::Received();
 }
 
+// What an entry says of packages.
+struct Kind {
+    int role;
+    const char* name; // for programs
+    KLazyLocalizedString title;
+};
+
+const Kind kinds[] = {
+    { HistoryModel::InstalledRole, "installed", kli18nc("packages were", "installed") },
+    { HistoryModel::UpgradedRole, "upgraded", kli18nc("packages were", "upgraded") },
+    { HistoryModel::DowngradedRole, "downgraded", kli18nc("packages were", "downgraded") },
+    { HistoryModel::ReinstalledRole, "reinstalled", kli18nc("packages were", "reinstalled") },
+    { HistoryModel::RemovedRole, "removed", kli18nc("packages were", "removed") },
+    { HistoryModel::PurgedRole, "purged",
+      kli18nc("packages were removed with their settings", "purged") },
+};
+
 // Shows one entry, and returns it for programs.
 QJsonObject Show(Console& console, const QModelIndex& index)
 {
-    const QList<std::pair<int, const char*>> kinds{
-        { HistoryModel::InstalledRole, "installed" },
-        { HistoryModel::UpgradedRole, "upgraded" },
-        { HistoryModel::DowngradedRole, "downgraded" },
-        { HistoryModel::ReinstalledRole, "reinstalled" },
-        { HistoryModel::RemovedRole, "removed" },
-        { HistoryModel::PurgedRole, "purged" }
-    };
     const int place = index.row() + 1;
     const QDateTime date = index.data(HistoryModel::DateRole).toDateTime();
     QJsonObject entry{ { QStringLiteral("place"), place },
                        { QStringLiteral("date"), date.toString(Qt::ISODate) },
                        { QStringLiteral("error"),
                          index.data(HistoryModel::ErrorRole).toString() } };
-    for (const auto& [role, name] : kinds) {
+    for (const auto& [role, name, title] : kinds) {
         const QStringList packages = index.data(role).toStringList();
         entry[QLatin1String(name)] = QJsonArray::fromStringList(packages);
         if (!packages.isEmpty())
             console.SayText(QStringLiteral("%1  %2  %3: %4")
                                 .arg(place, 3)
-                                .arg(date.toString(QStringLiteral("yyyy-MM-dd hh:mm")),
-                                     QLatin1String(name),
+                                .arg(DateText(date), title.toString(),
                                      packages.join(QStringLiteral(", ")).simplified()));
     }
     return entry;
@@ -85,20 +96,18 @@ int UndoCommand(Console& console, int place, const Consent& consent)
     if (!Read(model))
         return ExitInterrupted;
     if (place > model.rowCount()) {
-        console.Fail(QStringLiteral("other"),
-                     QStringLiteral("the history has no change number %1").arg(place));
+        console.Fail(QStringLiteral("other"), i18n("the history has no change number %1", place));
         return ExitFailed;
     }
     const Pakmart::Request request = model.undoRequest(place - 1);
     if (request.packages.isEmpty() && request.removals.isEmpty()) {
         console.Fail(QStringLiteral("other"),
-                     QStringLiteral("change number %1 cannot be undone: it has installed, upgraded "
-                                    "or removed nothing")
-                         .arg(place));
+                     i18n("change number %1 cannot be undone: it has installed, upgraded "
+                          "or removed nothing",
+                          place));
         return ExitFailed;
     }
     return CarryOut(console,
-                    { request, consent, QStringLiteral("Undo?"),
-                      QStringLiteral("Nothing was changed."),
-                      QStringLiteral("This is undone already.") });
+                    { request, consent, i18n("Undo?"), i18n("Nothing was changed."),
+                      i18n("This is undone already.") });
 }

@@ -8,6 +8,7 @@
 #include "layout.h"
 #include "outcome.h"
 
+#include <KLocalizedString>
 #include <Pakmart/Error>
 #include <QFile>
 #include <QJsonArray>
@@ -66,9 +67,8 @@ int InstalledCommand(Console& display, const QString& pattern)
     }
     display.SayJson(all);
     if (packages.isEmpty())
-        display.SayText(pattern.isEmpty()
-                            ? QStringLiteral("No package is installed.")
-                            : QStringLiteral("No installed package is like '%1'.").arg(pattern));
+        display.SayText(pattern.isEmpty() ? i18n("No package is installed.")
+                                          : i18n("No installed package is like '%1'.", pattern));
     for (auto at = packages.begin(); at != packages.end(); ++at)
         display.Say(
             Fitted(Padded(at.key(), widest) + QLatin1String("  ") + at.value(), display.Width()));

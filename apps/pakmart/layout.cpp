@@ -3,6 +3,7 @@
 
 #include "layout.h"
 
+#include <QLocale>
 #include <QStringList>
 #include <algorithm>
 #include <cwchar>
@@ -113,4 +114,11 @@ QString Wrapped(const QString& text, int width, int indent)
     for (const QString& line : text.split(QLatin1Char('\n')))
         lines << WrappedLine(line, width, QString(indent, QLatin1Char(' ')));
     return lines.join(QLatin1Char('\n'));
+}
+
+QString DateText(const QDateTime& date)
+{
+    const QLocale locale;
+    return locale.language() == QLocale::C ? date.toString(QStringLiteral("yyyy-MM-dd hh:mm"))
+                                           : locale.toString(date, QLocale::ShortFormat);
 }

@@ -6,6 +6,7 @@
 
 #pragma once
 
+#include <QDateTime>
 #include <QString>
 
 // The cells that a text takes.
@@ -22,3 +23,7 @@ QString Padded(const QString& text, int width);
 // so that it can be copied. Lines are not joined, and those that begin with a blank, which
 // are not running text, are broken only if they are too long.
 QString Wrapped(const QString& text, int width, int indent);
+
+// A date and its time as they are written in the user's country; "2026-11-23 16:05" in the C
+// locale.
+QString DateText(const QDateTime& date);

@@ -9,7 +9,9 @@
 #include "console.h"
 #include "ownhome.h"
 
+#include <KLocalizedString>
 #include <QApplication>
+#include <QLocale>
 #include <clocale>
 #include <cstdio>
 #include <cstring>
@@ -33,12 +35,41 @@ void UseWideCharacters()
         std::setlocale(LC_CTYPE, "C.UTF-8");
 }
 
-// Qt 6 warns about a locale that is not UTF-8 when the application object is made.
+// Whether numbers and dates are those of the C locale. Qt would separate their digits there, and
+// asks LANGUAGE, too.
+bool HasPlainNumbers()
+{
+    for (const char* name : { "LC_ALL", "LC_NUMERIC", "LANG" }) {
+        const QByteArray value = qgetenv(name);
+        if (!value.isEmpty())
+            return value == "POSIX" || value == "C" || value.startsWith("C.");
+    }
+    return true;
+}
+
+// Before there is an application, which does the same. Programs read JSON: it is in English.
+void UseLanguage(const QStringList& words)
+{
+    std::setlocale(LC_ALL, "");
+    KLocalizedString::setApplicationDomain(TRANSLATION_DOMAIN);
+    const bool isForPrograms = words.contains(QLatin1String("--json"));
+    if (isForPrograms)
+        KLocalizedString::setLanguages({ QStringLiteral("en_US") });
+    if (isForPrograms || HasPlainNumbers()) {
+        QLocale plain = QLocale::c();
+        plain.setNumberOptions(QLocale::OmitGroupSeparator);
+        QLocale::setDefault(plain);
+    }
+}
+
+// Qt 6 warns about a locale that is not UTF-8 when the application object is made, and KI18n
+// about texts before that.
 QtMessageHandler messages = nullptr;
 
 void LeaveOutLocale(QtMsgType type, const QMessageLogContext& context, const QString& text)
 {
-    if (!text.startsWith(QLatin1String("Detected locale")))
+    if (!text.startsWith(QLatin1String("Detected locale"))
+        && !text.contains(QLatin1String("without a Q*Application")))
         messages(type, context, text);
 }
 
@@ -61,9 +92,9 @@ int RunCommand(const CommandLine& line)
     Interrupt::Install();
     int status = line.Chosen()->run(console, line);
     if (status == ExitInterrupted)
-        console.Fail(QStringLiteral("cancelled"), QStringLiteral("interrupted"));
+        console.Fail(QStringLiteral("cancelled"), i18n("interrupted"));
     else if (status == ExitFailed && !console.LogFile().isEmpty())
-        console.Complain(QStringLiteral("the log is in %1").arg(console.LogFile()));
+        console.Complain(i18n("the log is in %1", console.LogFile()));
     console.FinishJson(status == ExitFailed || status == ExitInterrupted);
     return status == ExitDone && !console.IsWritten() ? ExitFailed : status;
 }
@@ -74,13 +105,15 @@ int Print(const QString& text)
     std::fputs(qUtf8Printable(text), stdout);
     if (std::fflush(stdout) == 0)
         return ExitDone;
-    std::perror("pakmart: the output cannot be written");
+    const QString why = i18n("the output cannot be written: %1", qt_error_string());
+    std::fprintf(stderr, "pakmart: %s\n", qUtf8Printable(why));
     return ExitFailed;
 }
 
 int Refuse(const QString& why)
 {
-    std::fprintf(stderr, "pakmart: %s\nTry 'pakmart --help'.\n", qUtf8Printable(Printable(why)));
+    std::fprintf(stderr, "pakmart: %s\n%s\n", qUtf8Printable(Printable(why)),
+                 qUtf8Printable(i18n("Try 'pakmart --help'.")));
     return ExitUsage;
 }
 
@@ -92,7 +125,7 @@ int Help(const CommandLine& line)
     if (command && !command->run) {
         command = CommandLine::Find(name);
         if (!command && !name.isEmpty())
-            return Refuse(QStringLiteral("unknown command: %1").arg(name));
+            return Refuse(i18n("unknown command: %1", name));
     }
     return Print(HelpText(command));
 }
@@ -111,9 +144,12 @@ std::unique_ptr<QCoreApplication> MakeApplication(const CommandLine& line, int& 
 
 int main(int argc, char** argv)
 {
+    UseOwnHome(argv); // before anything is read from there, such as catalogs of texts
     QStringList words;
     for (int i = 1; i < argc; ++i)
         words << QString::fromLocal8Bit(argv[i]);
+    messages = qInstallMessageHandler(LeaveOutLocale);
+    UseLanguage(words);
     if (words.value(0) == QLatin1String("--complete"))
         return Print(Completions(words.mid(1)));
     CommandLine line;
@@ -124,8 +160,6 @@ int main(int argc, char** argv)
         return Print(QStringLiteral("pakmart " PAKMART_VERSION "\n"));
     if (line.Has("help") || !line.Chosen()->run)
         return Help(line);
-    UseOwnHome(argv);
-    messages = qInstallMessageHandler(LeaveOutLocale);
     const auto application = MakeApplication(line, argc, argv);
     QCoreApplication::setQuitLockEnabled(false); // the end of a job is not that of the program
     UseWideCharacters();

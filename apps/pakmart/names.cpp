@@ -7,6 +7,7 @@
 #include "console.h"
 #include "outcome.h"
 
+#include <KLocalizedString>
 #include <QMap>
 #include <QVector>
 #include <algorithm>
@@ -71,8 +72,7 @@ bool IsAmbiguous(const QList<Product>& products)
 
 void SayCandidates(Console& console, const QString& name, const QList<Product>& products)
 {
-    QString text
-        = QStringLiteral("'%1' may be one of these; name it by its number or package:").arg(name);
+    QString text = i18n("'%1' may be one of these; name it by its number or package:", name);
     for (const Product& product : products)
         text += QStringLiteral("\n%1  %2 (%3)")
                     .arg(product.serial, 6)
@@ -84,9 +84,8 @@ bool IsWord(Console& console, const QString& name)
 {
     if (Agent::IsPackageWord(name.toStdString()))
         return true;
-    console.Fail(
-        QStringLiteral("invalid-name"),
-        QStringLiteral("no product has the name '%1', and no package can have it").arg(name));
+    console.Fail(QStringLiteral("invalid-name"),
+                 i18n("no product has the name '%1', and no package can have it", name));
     SayUnknown(console, name);
     return false;
 }
@@ -143,8 +142,7 @@ void SayUnknown(Console& console, const QString& name)
 {
     const QStringList nearest = NearestNames(name);
     if (!nearest.isEmpty())
-        console.Complain(
-            QStringLiteral("similar to '%1': %2").arg(name, nearest.join(QStringLiteral(", "))));
+        console.Complain(i18n("similar to '%1': %2", name, nearest.join(QStringLiteral(", "))));
 }
 
 Product FindProduct(Console& console, const QString& name)
@@ -157,9 +155,8 @@ Product FindProduct(Console& console, const QString& name)
         return Product();
     }
     console.Fail(QStringLiteral("unknown-product"),
-                 IsNumber(name)
-                     ? QStringLiteral("there is no product with the serial number %1").arg(name)
-                     : QStringLiteral("there is no product with the name '%1'").arg(name));
+                 IsNumber(name) ? i18n("there is no product with the serial number %1", name)
+                                : i18n("there is no product with the name '%1'", name));
     SayUnknown(console, name);
     return Product();
 }
@@ -201,7 +198,7 @@ bool FindPackages(Console& console, const QStringList& names, QStringList& packa
         }
         if (products.isEmpty() && IsNumber(name)) {
             console.Fail(QStringLiteral("unknown-product"),
-                         QStringLiteral("there is no product with the serial number %1").arg(name));
+                         i18n("there is no product with the serial number %1", name));
             return false;
         }
         if (products.isEmpty() && !IsWord(console, name))

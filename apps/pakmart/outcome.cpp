@@ -3,6 +3,7 @@
 
 #include "outcome.h"
 
+#include <KLocalizedString>
 #include <vantrelagent/util/paths.h>
 
 using namespace Agent;
@@ -27,15 +28,14 @@ DpkgStatus ReadDpkgStatus()
 QString Trouble(const QString& name, const PackageState& state)
 {
     if (state.IsGone())
-        return QStringLiteral("%1 is not installed").arg(name);
+        return i18n("%1 is not installed", name);
     const QString words = QString::fromStdString(state.Words());
     if (!state.IsHalfWay())
-        return QStringLiteral(
-                   "%1 is to be removed (its state is '%2'): 'pakmart remove %1' does so")
-            .arg(name, words);
-    return QStringLiteral("%1 is %2 (its state is '%3'): 'pakmart install --package %1' tries "
-                          "again, 'pakmart remove %1' removes it")
-        .arg(name, QString::fromStdString(state.status), words);
+        return i18n("%1 is to be removed (its state is '%2'): 'pakmart remove %1' does so", name,
+                    words);
+    return i18n("%1 is %2 (its state is '%3'): 'pakmart install --package %1' tries "
+                "again, 'pakmart remove %1' removes it",
+                name, QString::fromStdString(state.status), words);
 }
 
 QMap<QString, QString> InstalledVersions()

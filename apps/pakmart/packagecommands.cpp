@@ -8,6 +8,8 @@
 #include "names.h"
 #include "outcome.h"
 
+#include <KLazyLocalizedString>
+#include <KLocalizedString>
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QProcess>
@@ -18,17 +20,17 @@
 namespace
 {
 
-// The fields by which a package needs others, with the words for it.
+// The fields by which a package needs others, with the sentences for it.
 struct Relation {
     const char* field;
-    const char* needs;
-    const char* neededBy;
+    KLazyLocalizedString needs;
+    KLazyLocalizedString neededBy;
 };
 
 const Relation relations[] = {
-    { "Pre-Depends", "needs", "needed by" },
-    { "Depends", "needs", "needed by" },
-    { "Recommends", "recommends", "recommended by" },
+    { "Pre-Depends", kli18n("%1 needs %2"), kli18n("%1 is needed by %2") },
+    { "Depends", kli18n("%1 needs %2"), kli18n("%1 is needed by %2") },
+    { "Recommends", kli18n("%1 recommends %2"), kli18n("%1 is recommended by %2") },
 };
 
 // The stanzas of the packages that are not gone, by their names.
@@ -95,8 +97,7 @@ int ForInstalled(Console& console, const QStringList& names, const About& about)
     QJsonArray all;
     for (const QString& package : packages) {
         if (!stanzas.contains(package)) {
-            console.Fail(QStringLiteral("not-installed"),
-                         QStringLiteral("%1 is not installed").arg(package));
+            console.Fail(QStringLiteral("not-installed"), i18n("%1 is not installed", package));
             SayUnknown(console, package);
             status = ExitFailed;
             continue;
@@ -117,14 +118,13 @@ int DependsCommand(Console& console, const QStringList& names)
         for (const Relation& relation : relations) {
             const QString text = Field(stanzas[package], relation.field);
             for (const QString& one : text.split(QLatin1Char(','), Qt::SkipEmptyParts)) {
-                console.SayText(QStringLiteral("%1 %2 %3")
-                                    .arg(package, QLatin1String(relation.needs), one.trimmed()));
+                console.SayText(relation.needs.subs(package).subs(one.trimmed()).toString());
                 list << QJsonObject{ { QStringLiteral("relation"), QLatin1String(relation.field) },
                                      { QStringLiteral("on"), one.trimmed() } };
             }
         }
         if (list.isEmpty())
-            console.SayText(QStringLiteral("%1 needs nothing.").arg(package));
+            console.SayText(i18n("%1 needs nothing.", package));
         return QJsonObject{ { QStringLiteral("package"), package },
                             { QStringLiteral("depends"), list } };
     });
@@ -139,14 +139,13 @@ int WhyCommand(Console& console, const QStringList& names)
             for (auto at = stanzas.begin(); at != stanzas.end(); ++at) {
                 if (at.key() == package || !Needs(at.value(), relation, wanted))
                     continue;
-                console.SayText(QStringLiteral("%1 is %2 %3")
-                                    .arg(package, QLatin1String(relation.neededBy), at.key()));
+                console.SayText(relation.neededBy.subs(package).subs(at.key()).toString());
                 list << QJsonObject{ { QStringLiteral("relation"), QLatin1String(relation.field) },
                                      { QStringLiteral("package"), at.key() } };
             }
         }
         if (list.isEmpty())
-            console.SayText(QStringLiteral("No installed package needs %1.").arg(package));
+            console.SayText(i18n("No installed package needs %1.", package));
         return QJsonObject{ { QStringLiteral("package"), package },
                             { QStringLiteral("neededBy"), list } };
     });
@@ -161,8 +160,7 @@ int HoldCommand(Console& console, const QStringList& names, bool hold)
     QByteArray input;
     for (const QString& package : packages) {
         if (before.Of(package.toStdString()).IsGone()) {
-            console.Fail(QStringLiteral("not-installed"),
-                         QStringLiteral("%1 is not installed").arg(package));
+            console.Fail(QStringLiteral("not-installed"), i18n("%1 is not installed", package));
             SayUnknown(console, package);
             return ExitFailed;
         }
@@ -180,14 +178,13 @@ int HoldCommand(Console& console, const QStringList& names, bool hold)
         if (now.Of(package.toStdString()).want == (hold ? "hold" : "install"))
             continue;
         console.Fail(QStringLiteral("tools-failed"),
-                     QStringLiteral("the selection of %1 could not be changed").arg(package),
+                     i18n("the selection of %1 could not be changed", package),
                      QString::fromLocal8Bit(dpkg.readAll()));
         return ExitFailed;
     }
     for (const QString& package : packages)
-        console.SayText((hold ? QStringLiteral("%1 is on hold.")
-                              : QStringLiteral("%1 is not on hold any more."))
-                            .arg(package));
+        console.SayText(hold ? i18n("%1 is on hold.", package)
+                             : i18n("%1 is not on hold any more.", package));
     console.SayJson(QJsonArray::fromStringList(packages));
     return ExitDone;
 }

@@ -7,6 +7,7 @@
 #include "commands.h"
 #include "console.h"
 
+#include <KLocalizedString>
 #include <Pakmart/Error>
 #include <QCoreApplication>
 #include <QFile>
@@ -20,19 +21,23 @@ using namespace Pakmart;
 namespace
 {
 
-// What the helper for users who are not root does not do; empty if it can make the change.
-QString LeftToRoot(const Change& change, const Plan& plan)
+// Refuses what the helper for users who are not root does not do; empty if it can make the
+// change.
+QString LeftToRoot(const Change& change, const Plan& plan, const QString& command)
 {
     const bool isDowngrade
         = std::any_of(plan.rows.begin(), plan.rows.end(),
                       [](const PlanRow& row) { return row.action == PlanRow::Downgraded; });
     if (isDowngrade)
-        return QStringLiteral("put an older version in place of a newer one");
+        return i18n("nothing was changed: only root may put an older version in place of a newer "
+                    "one: %1",
+                    command);
     const Request& request = change.request;
     const bool isOfNames = request.kind != Request::Reinstall
         && (request.kind != Request::Upgrade || !request.packages.isEmpty());
     return change.consent.downloadOnly && !isOfNames
-        ? QStringLiteral("download this without installing it")
+        ? i18n("nothing was changed: only root may download this without installing it: %1",
+               command)
         : QString();
 }
 
@@ -58,24 +63,20 @@ int SayWhatPackagesNeed(Console& console)
     if (access(folder.constData(), W_OK) == 0)
         return ExitDone;
     if (Agent::PrivateRoot().empty()) {
-        console.SayText(QStringLiteral("This needs the permission of an administrator, for which "
-                                       "you will be asked."));
+        console.SayText(i18n("This needs the permission of an administrator, for which "
+                             "you will be asked."));
         return ExitDone;
     }
-    console.Fail(
-        Error::name(Error::NotPermitted),
-        QStringLiteral("nothing was changed: you may not write to %1. Run pakmart as root, "
-                       "or as the owner of that folder")
-            .arg(QFile::decodeName(folder)));
+    console.Fail(Error::name(Error::NotPermitted),
+                 i18n("nothing was changed: you may not write to %1. Run pakmart as root, "
+                      "or as the owner of that folder",
+                      QFile::decodeName(folder)));
     return ExitFailed;
 }
 
 QString RefusalWithoutRoot(const Change& change, const Plan& plan, const QStringList& words)
 {
-    const QString reason = LeftToRoot(change, plan);
-    return reason.isEmpty() ? QString()
-                            : QStringLiteral("nothing was changed: only root may %1: %2")
-                                  .arg(reason, SudoCommand(words));
+    return LeftToRoot(change, plan, SudoCommand(words));
 }
 
 int SayWhatIsNeeded(Console& console, const Change& change, const Plan& plan)

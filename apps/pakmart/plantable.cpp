@@ -6,6 +6,8 @@
 #include "console.h"
 #include "layout.h"
 
+#include <KLazyLocalizedString>
+#include <KLocalizedString>
 #include <Pakmart/Plan>
 #include <QJsonArray>
 #include <QLocale>
@@ -21,23 +23,22 @@ namespace
 struct Words {
     PlanRow::Action action;
     const char* name; // for programs
-    const char* title; // of a part of the table
-    const char* done; // %1: the package, %2: its version, %3: the version before
+    KLazyLocalizedString title; // of a part of the table
 };
 
 const Words words[] = {
-    { PlanRow::Installed, "install", "To be installed:", "%1 %2 is installed." },
-    { PlanRow::Upgraded, "upgrade", "To be upgraded:", "%1 %3 is updated to %2." },
-    { PlanRow::Downgraded, "downgrade", "To be DOWNGRADED:", "%1 %3 is replaced by %2." },
-    { PlanRow::Reinstalled, "reinstall", "To be installed again:", "%1 %2 is installed again." },
-    { PlanRow::Configured, "configure", "To be set up:", "%1 %2 is set up." },
-    { PlanRow::Removed, "remove", "To be REMOVED:", "%1 is removed." },
+    { PlanRow::Installed, "install", kli18n("To be installed:") },
+    { PlanRow::Upgraded, "upgrade", kli18n("To be upgraded:") },
+    { PlanRow::Downgraded, "downgrade", kli18n("To be DOWNGRADED:") },
+    { PlanRow::Reinstalled, "reinstall", kli18n("To be installed again:") },
+    { PlanRow::Configured, "configure", kli18n("To be set up:") },
+    { PlanRow::Removed, "remove", kli18n("To be REMOVED:") },
 };
 
 // An action that is not known here is shown as a change.
 const Words& WordsOf(PlanRow::Action action)
 {
-    static const Words other{ PlanRow::OtherAction, "other", "To be changed:", "%1 is changed." };
+    static const Words other{ PlanRow::OtherAction, "other", kli18n("To be changed:") };
     const auto found = std::find_if(std::begin(words), std::end(words),
                                     [action](const Words& one) { return one.action == action; });
     return found == std::end(words) ? other : *found;
@@ -45,7 +46,7 @@ const Words& WordsOf(PlanRow::Action action)
 
 QString Size(qint64 bytes)
 {
-    return QLocale::c().formattedDataSize(bytes);
+    return QLocale().formattedDataSize(bytes);
 }
 
 // The cells of a row: package, versions, size where the package says it, reason.
@@ -59,7 +60,7 @@ QStringList CellsOfRow(const PlanRow& row)
     const qint64 size = row.action == PlanRow::Removed ? row.oldSize : row.newSize;
     QString reason = row.reason == PlanRow::AskedFor ? QString() : row.reasonText();
     if (row.isEssential)
-        reason = (QLatin1String("ESSENTIAL ") + reason).trimmed();
+        reason = i18nc("%1: why it is removed, or nothing", "ESSENTIAL %1", reason).trimmed();
     return { row.package, versions, size > 0 ? Size(size) : QString(), reason };
 }
 
@@ -94,14 +95,14 @@ void SayPart(Console& console, const Plan& plan, const Words& part)
     if (rows.isEmpty())
         return;
     const bool isRemoval = part.action == PlanRow::Removed;
-    console.SayText(QLatin1String(part.title), isRemoval ? Color::Removal : Color::Title);
+    console.SayText(part.title.toString(), isRemoval ? Color::Removal : Color::Title);
     SayRows(console, rows, isRemoval ? Color::Removal : Color::None);
 }
 
 QString DiskText(qint64 bytes)
 {
-    return bytes < 0 ? QStringLiteral("Disk space that becomes free: ") + Size(-bytes)
-                     : QStringLiteral("Disk space needed: ") + Size(bytes);
+    return bytes < 0 ? i18n("Disk space that becomes free: %1", Size(-bytes))
+                     : i18n("Disk space needed: %1", Size(bytes));
 }
 
 } // namespace
@@ -118,7 +119,7 @@ void SayPlan(Console& console, const Plan& plan)
     if (plan.isEmpty())
         return;
     if (plan.downloadSize() > 0)
-        console.SayText(QStringLiteral("To download: ") + Size(plan.downloadSize()));
+        console.SayText(i18n("To download: %1", Size(plan.downloadSize())));
     if (plan.diskSize() != 0)
         console.SayText(DiskText(plan.diskSize()));
 }
@@ -144,10 +145,22 @@ QJsonObject PlanAsJson(const Plan& plan)
 
 QString Done(const PlanRow& row)
 {
-    // In one go, since a version may contain "%2".
-    QString text = QLatin1String(WordsOf(row.action).done);
-    if (text.contains(QLatin1String("%3")))
-        return text.arg(row.package, row.newVersion, row.oldVersion);
-    return text.contains(QLatin1String("%2")) ? text.arg(row.package, row.newVersion)
-                                              : text.arg(row.package);
+    switch (row.action) {
+    case PlanRow::Installed:
+        return i18nc("package, version", "%1 %2 is installed.", row.package, row.newVersion);
+    case PlanRow::Upgraded:
+        return i18nc("package, new and old version", "%1 %3 is updated to %2.", row.package,
+                     row.newVersion, row.oldVersion);
+    case PlanRow::Downgraded:
+        return i18nc("package, new and old version", "%1 %3 is replaced by %2.", row.package,
+                     row.newVersion, row.oldVersion);
+    case PlanRow::Reinstalled:
+        return i18nc("package, version", "%1 %2 is installed again.", row.package, row.newVersion);
+    case PlanRow::Configured:
+        return i18nc("package, version", "%1 %2 is set up.", row.package, row.newVersion);
+    case PlanRow::Removed:
+        return i18n("%1 is removed.", row.package);
+    default:
+        return i18n("%1 is changed.", row.package);
+    }
 }

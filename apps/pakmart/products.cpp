@@ -7,6 +7,7 @@
 #include "layout.h"
 #include "outcome.h"
 
+#include <KLocalizedString>
 #include <QJsonArray>
 #include <algorithm>
 #include <apt-pkg/debversion.h>
@@ -52,6 +53,13 @@ QString StateOf(const Product& product, const DpkgStatus& packages)
 namespace
 {
 
+// The states of StateOf() are for programs.
+QString WordFor(const QString& state)
+{
+    return state == QLatin1String("upgradable") ? i18nc("state of a product", "upgradable")
+                                                : i18nc("state of a product", "installed");
+}
+
 Color ColorOf(const QString& state)
 {
     if (state.isEmpty())
@@ -71,7 +79,7 @@ void SayProducts(Console& display, const QList<Product>& products)
     for (const Product& product : products) {
         const QString state = StateOf(product, packages);
         const QString mark
-            = state.isEmpty() ? QString() : QLatin1String(" [") + state + QLatin1Char(']');
+            = state.isEmpty() ? QString() : QLatin1String(" [") + WordFor(state) + QLatin1Char(']');
         const QString summary
             = product.summary.isEmpty() ? QString() : QLatin1String(": ") + product.summary;
         display.Say(Fitted(QStringLiteral("%1  ").arg(product.serial, digits) + product.name + mark
@@ -88,7 +96,7 @@ void SayProducts(Console& display, const QList<Product>& products)
 bool HasCatalog(Console& display, const CatalogScan& scan)
 {
     if (!scan)
-        display.Complain(QStringLiteral("there is no catalog on this machine yet, or it cannot be "
-                                        "read: 'pakmart update' fetches it"));
+        display.Complain(i18n("there is no catalog on this machine yet, or it cannot be "
+                              "read: 'pakmart update' fetches it"));
     return bool(scan);
 }

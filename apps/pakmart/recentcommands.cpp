@@ -6,9 +6,11 @@
 #include "base/descriptor.h"
 #include "commands.h"
 #include "console.h"
+#include "layout.h"
 #include "outcome.h"
 #include "ownedprogram.h"
 
+#include <KLocalizedString>
 #include <QDateTime>
 #include <QFile>
 #include <QJsonArray>
@@ -50,7 +52,7 @@ QString Obstacle()
         return QFile::decodeName(path.c_str()) + QLatin1String(": ")
             + QString::fromLocal8Bit(std::strerror(errno));
     }
-    return QStringLiteral("'pakmart repair' may be able to mend it");
+    return i18n("'pakmart repair' may be able to mend it");
 }
 
 // Runs `work` with the open list. ExitFailed if the list cannot be opened.
@@ -63,8 +65,8 @@ int WithList(Console& display, const std::function<int(CRUFile&)>& work)
         if (list.OpenOrRepair())
             status = work(list);
         else
-            display.Fail(QStringLiteral("other"),
-                         QStringLiteral("the list of applications cannot be opened"), Obstacle());
+            display.Fail(QStringLiteral("other"), i18n("the list of applications cannot be opened"),
+                         Obstacle());
     }
     UnInitIndex();
     return status;
@@ -84,7 +86,7 @@ int ShowList(Console& display, CRUFile& list)
         const QDateTime time = QDateTime::fromSecsSinceEpoch(list.LastAccessed());
         display.SayText(QStringLiteral("%1  %2  %3 (%4)")
                             .arg(++place, 3)
-                            .arg(time.toString(QStringLiteral("yyyy-MM-dd hh:mm")), Name(list))
+                            .arg(DateText(time), Name(list))
                             .arg(list.ServerSerialNumber()));
         all << QJsonObject{ { QStringLiteral("serial"), list.ServerSerialNumber() },
                             { QStringLiteral("name"), Name(list) },
@@ -92,7 +94,7 @@ int ShowList(Console& display, CRUFile& list)
     }
     display.SayJson(all);
     if (place == 0)
-        display.SayText(QStringLiteral("No application has been used yet."));
+        display.SayText(i18n("No application has been used yet."));
     return ExitDone;
 }
 
@@ -121,37 +123,36 @@ QString RefusalOf(const CRUFile& list)
     const QString program = QString::fromUtf8(list.ExecutablePath());
     const QString package = PackageOf(list.ServerSerialNumber());
     if (package.isEmpty())
-        return QStringLiteral("product %1 is not in the catalog ('pakmart update' fetches it), so "
-                              "its package is not known")
-            .arg(list.ServerSerialNumber());
+        return i18n("product %1 is not in the catalog ('pakmart update' fetches it), so "
+                    "its package is not known",
+                    QString::number(list.ServerSerialNumber()));
     if (IsProgramOf({ package }, program))
         return QString();
     if (ReadDpkgStatus().Of(package.toStdString()).IsGone())
-        return QStringLiteral("its package, %1, is not installed").arg(package.simplified());
-    return QStringLiteral("its package, %1, has no program %2")
-        .arg(package.simplified(), program.simplified());
+        return i18n("its package, %1, is not installed", package.simplified());
+    return i18n("its package, %1, has no program %2", package.simplified(), program.simplified());
 }
 
 int Start(Console& display, CRUFile& list, int place)
 {
     if (!FindPlace(list, place)) {
-        display.Complain(QStringLiteral("there is no application number %1").arg(place));
+        display.Complain(i18n("there is no application number %1", place));
         return ExitFailed;
     }
     const QString name = Name(list);
     const QString program = QString::fromUtf8(list.ExecutablePath());
     const QString refusal = RefusalOf(list);
     if (!refusal.isEmpty()) {
-        display.Complain(QStringLiteral("%1 cannot be started: %2").arg(name, refusal));
+        display.Complain(i18n("%1 cannot be started: %2", name, refusal));
         return ExitFailed;
     }
     CRun run(SystemPath(program), QString(), false);
     run.Run();
     if (run.pid() < 0) {
-        display.Complain(QStringLiteral("%1 cannot be started: %2 not found").arg(name, program));
+        display.Complain(i18n("%1 cannot be started: %2 not found", name, program));
         return ExitFailed;
     }
-    display.SayText(QStringLiteral("%1 is started.").arg(name));
+    display.SayText(i18n("%1 is started.", name));
     display.SayJson(QJsonObject{ { QStringLiteral("started"), name } });
     const qint64 now = QDateTime::currentSecsSinceEpoch();
     list.SetLastAccessed(std::int32_t(std::min<qint64>(now, INT32_MAX)));
@@ -180,15 +181,13 @@ int ForgetCommand(Console& display, const QStringList& serials)
             const int number = serial.toInt(&fits);
             const bool isThere = fits && number > 0 && list.FindServerSerialNumber(number);
             if (isThere && list.DeleteRecord(number)) {
-                display.SayText(QStringLiteral("%1 is forgotten.").arg(Name(list)));
+                display.SayText(i18n("%1 is forgotten.", Name(list)));
                 all << number;
                 continue;
             }
             display.Complain(
-                isThere ? QStringLiteral("%1 cannot be forgotten: the list could not be written")
-                              .arg(Name(list))
-                        : QStringLiteral("there is no application with the serial number %1")
-                              .arg(serial));
+                isThere ? i18n("%1 cannot be forgotten: the list could not be written", Name(list))
+                        : i18n("there is no application with the serial number %1", serial));
             status = ExitFailed;
         }
         if (status == ExitDone)

@@ -13,6 +13,7 @@
 #include "runjob.h"
 #include "transaction.h"
 
+#include <KLocalizedString>
 #include <Pakmart/CheckJob>
 #include <Pakmart/PrepareJob>
 #include <Pakmart/RepairJob>
@@ -73,7 +74,7 @@ bool IsAboutFiles(const RepairFinding& finding)
 QString AdviceOn(const RepairFinding& finding)
 {
     return finding.kind == RepairFinding::FailingScript
-        ? QStringLiteral("A script of %1 fails: 'pakmart remove %1' removes it.").arg(finding.name)
+        ? i18n("A script of %1 fails: 'pakmart remove %1' removes it.", finding.name)
         : finding.reason;
 }
 
@@ -97,9 +98,9 @@ public:
     Repair(Console& console, bool check, const Consent& consent)
         : m_console(console), m_isCheck(check), m_change{ { Request::Repair },
                                                           consent,
-                                                          QStringLiteral("Repair?"),
-                                                          QStringLiteral("Nothing was repaired."),
-                                                          QStringLiteral("Nothing is broken.") }
+                                                          i18n("Repair?"),
+                                                          i18n("Nothing was repaired."),
+                                                          i18n("Nothing is broken.") }
     {
     }
 
@@ -139,7 +140,7 @@ int Repair::Look()
     m_plan = Plan();
     m_isOutdated = false;
     if (!m_findings.isEmpty())
-        m_console.SayText(QStringLiteral("Found:"));
+        m_console.SayText(i18n("Found:"));
     for (const RepairFinding& one : m_findings)
         m_console.Say(Wrapped(Printable(one.sentence), m_console.Width(), 2));
     // Without its lists the package tools cannot say what packages need.
@@ -202,7 +203,7 @@ int Repair::Mend()
         return ExitDone;
     }
     const QString sentence
-        = job.error() ? job.errorString() : QStringLiteral("Not everything could be mended.");
+        = job.error() ? job.errorString() : i18n("Not everything could be mended.");
     if (!job.error())
         m_console.Fail(Error::name(Error::Other), sentence);
     SayResult(job.error() ? job.errorCode() : Error::Other, sentence, job.details(), false);
@@ -214,10 +215,9 @@ void Repair::SayOutcome(const RepairJob& job)
 {
     for (const RepairFinding& one : job.findings()) {
         if (one.state == RepairFinding::Mended)
-            m_console.SayText(QStringLiteral("Mended: ") + one.sentence);
+            m_console.SayText(i18n("Mended: %1", one.sentence));
         else if (one.state == RepairFinding::NotMended)
-            m_console.Complain(
-                QStringLiteral("not mended: %1 %2").arg(one.sentence, AdviceOn(one)));
+            m_console.Complain(i18n("not mended: %1 %2", one.sentence, AdviceOn(one)));
     }
 }
 
@@ -236,13 +236,13 @@ void Repair::SayResult(Error::Code code, const QString& sentence, const QString&
 void Repair::SayDone(bool really)
 {
     if (m_isCheck && IsNeeded())
-        SayResult(Error::Other, QStringLiteral("Something is broken."), QString(), false);
+        SayResult(Error::Other, i18n("Something is broken."), QString(), false);
     else
         SayResult(Error::NoError, QString(), QString(), really);
     if (!IsNeeded())
         m_console.SayText(m_change.needless);
     else if (!really)
-        m_console.SayText(QStringLiteral("Nothing was changed."));
+        m_console.SayText(i18n("Nothing was changed."));
     for (const PlanRow& row : m_plan.rows)
         if (really)
             m_console.SayText(Done(row));

@@ -7,6 +7,7 @@
 #include "connection.h"
 #include "console.h"
 
+#include <KLocalizedString>
 #include <Pakmart/CommitJob>
 #include <Pakmart/Job>
 #include <QElapsedTimer>
@@ -26,15 +27,14 @@ namespace
 // "1.2 MiB of 3.4 MiB, 500 KiB/s, 4 s left"
 QString Amount(const Job& job, unsigned long speed)
 {
-    const auto size
-        = [](qulonglong bytes) { return QLocale::c().formattedDataSize(qint64(bytes)); };
+    const auto size = [](qulonglong bytes) { return QLocale().formattedDataSize(qint64(bytes)); };
     const qulonglong total = job.totalAmount(KJob::Bytes), done = job.processedAmount(KJob::Bytes);
     if (total == 0 || done >= total)
         return QString();
-    QString text = size(done) + QLatin1String(" of ") + size(total);
-    if (speed > 0)
-        text += QStringLiteral(", %1/s, %2 s left").arg(size(speed)).arg((total - done) / speed);
-    return text;
+    if (speed == 0)
+        return i18nc("how much of how much is downloaded", "%1 of %2", size(done), size(total));
+    return i18nc("%3: bytes in a second, %4: seconds", "%1 of %2, %3/s, %4 s left", size(done),
+                 size(total), size(speed), (total - done) / speed);
 }
 
 // Shows what a job emits, as long as both live.
@@ -69,12 +69,11 @@ private:
     {
         const QString package = m_job.package();
         if (m_job.phase() == Job::Storing)
-            m_console.Activity(QStringLiteral("Filling the database"));
+            m_console.Activity(i18n("Filling the database"));
         else if (m_job.phase() == Job::Downloading && !package.isEmpty())
-            m_console.Activity(QStringLiteral("Downloading ") + package);
+            m_console.Activity(i18n("Downloading %1", package));
         else if (m_job.phase() == Job::Applying)
-            m_console.Activity(package.isEmpty() ? QStringLiteral("Changing packages")
-                                                 : WorkOn(package));
+            m_console.Activity(package.isEmpty() ? i18n("Changing packages") : WorkOn(package));
     }
     QString WorkOn(const QString& package) const
     {
@@ -83,7 +82,7 @@ private:
         const bool goes = std::any_of(rows.begin(), rows.end(), [&](const Pakmart::PlanRow& row) {
             return row.package == package && row.action == Pakmart::PlanRow::Removed;
         });
-        return (goes ? QStringLiteral("Removing ") : QStringLiteral("Setting up ")) + package;
+        return goes ? i18n("Removing %1", package) : i18n("Setting up %1", package);
     }
     // What takes no time needs no bar.
     void ShowProgress(KJob*, unsigned long percent)
@@ -131,9 +130,9 @@ void SayFailure(Console& console, const Job& job)
     const QString details = DetailsOf(job);
     console.Fail(Pakmart::Error::name(job.errorCode()), job.errorString(), details);
     if (IsAboutTls(details))
-        console.Complain(QStringLiteral("the secure connection (https) failed: check the address "
-                                        "of the store, its certificate, "
-                                        "and the clock of this machine"));
+        console.Complain(i18n("the secure connection (https) failed: check the address "
+                              "of the store, its certificate, "
+                              "and the clock of this machine"));
 }
 
 } // namespace
@@ -147,7 +146,7 @@ int RunJob(Console& console, Job& job, const std::function<bool()>& isExpected)
     QObject::connect(&job, &KJob::result, &loop, &QEventLoop::quit);
     const Interrupt::Handler handler([&] {
         if (!job.isCancellable())
-            console.Activity(QStringLiteral("Packages are being changed: that cannot be stopped"));
+            console.Activity(i18n("Packages are being changed: that cannot be stopped"));
         job.cancel();
     });
     if (Interrupt::Received())

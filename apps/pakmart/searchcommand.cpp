@@ -8,6 +8,7 @@
 #include "console.h"
 #include "products.h"
 
+#include <KLocalizedString>
 #include <QSet>
 #include <algorithm>
 #include <string_view>
@@ -86,7 +87,6 @@ int SearchCommand(Console& display, const QStringList& words)
     const QList<Product> products = InOrder(hits);
     SayProducts(display, products);
     if (products.isEmpty())
-        display.SayText(
-            QStringLiteral("No product has '%1' in its name, package or description.").arg(phrase));
+        display.SayText(i18n("No product has '%1' in its name, package or description.", phrase));
     return ExitDone;
 }

@@ -8,6 +8,8 @@
 #include "console.h"
 #include "runjob.h"
 
+#include <KLazyLocalizedString>
+#include <KLocalizedString>
 #include <Pakmart/AislesJob>
 #include <Pakmart/RefreshCatalogJob>
 #include <Pakmart/RefreshSourcesJob>
@@ -21,12 +23,9 @@ using namespace Pakmart;
 namespace
 {
 
-QString Count(int count, const char* one, const char* many)
-{
-    return QString::number(count) + QLatin1Char(' ') + QLatin1String(count == 1 ? one : many);
-}
-
-void SayList(Console& console, const char* label, int count, const QList<CatalogChange>& products)
+// `label` takes the number of products and their names.
+void SayList(Console& console, const KLazyLocalizedString& label, int count,
+             const QList<CatalogChange>& products)
 {
     constexpr int most = 10;
     if (count == 0)
@@ -34,25 +33,24 @@ void SayList(Console& console, const char* label, int count, const QList<Catalog
     QStringList names;
     for (const CatalogChange& product : products.mid(0, most))
         names << QStringLiteral("%1 (%2)").arg(product.name.simplified()).arg(product.serial);
-    QString text = QLatin1String(label) + QString::number(count) + QLatin1String(": ")
-        + names.join(QStringLiteral(", "));
+    QString text = names.join(QStringLiteral(", "));
     if (count > names.size())
-        text += QStringLiteral(" and %1 more").arg(count - names.size());
-    console.SayText(text);
+        text = i18np("%2 and %1 more", "%2 and %1 more", count - int(names.size()), text);
+    console.SayText(label.subs(count).subs(text).toString());
 }
 
 void SayCatalog(Console& console, const RefreshCatalogJob& job)
 {
-    console.SayText(QStringLiteral("The catalog has %1 in %2.")
-                        .arg(Count(job.products(), "product", "products"),
-                             Count(job.categories(), "category", "categories")));
+    console.SayText(i18nc("%1: \"5 products\", %2: \"2 categories\"", "The catalog has %1 in %2.",
+                          i18np("%1 product", "%1 products", job.products()),
+                          i18np("%1 category", "%1 categories", job.categories())));
     if (job.isFirst())
         return;
     if (job.isUnchanged())
-        console.SayText(QStringLiteral("Nothing has changed since the last update."));
-    SayList(console, "New since the last update, ", job.addedCount(), job.added());
-    SayList(console, "Changed, ", job.changedCount(), job.changed());
-    SayList(console, "Gone, ", job.goneCount(), job.gone());
+        console.SayText(i18n("Nothing has changed since the last update."));
+    SayList(console, kli18n("New since the last update, %1: %2"), job.addedCount(), job.added());
+    SayList(console, kli18n("Changed, %1: %2"), job.changedCount(), job.changed());
+    SayList(console, kli18n("Gone, %1: %2"), job.goneCount(), job.gone());
 }
 
 // A number and a name, of anything that has both.
@@ -78,7 +76,7 @@ QString Numbered(int serial, const QString& name)
 
 int UpdateCommand(Console& console)
 {
-    console.Activity(QStringLiteral("Asking for the catalog"));
+    console.Activity(i18n("Asking for the catalog"));
     RefreshCatalogJob job;
     const int status = RunJob(console, job);
     if (status != ExitDone)
@@ -98,20 +96,20 @@ int UpdateCommand(Console& console)
 
 int UpdateSourcesCommand(Console& console)
 {
-    console.Activity(QStringLiteral("Asking for the package sources"));
+    console.Activity(i18n("Asking for the package sources"));
     RefreshSourcesJob job;
     const int status = RunJob(console, job);
     if (status != ExitDone)
         return status;
     console.SayJson(QJsonObject{ { QStringLiteral("sources"), job.sources() },
                                  { QStringLiteral("changed"), job.isChanged() } });
-    console.SayText(QStringLiteral("The package sources are up to date."));
+    console.SayText(i18n("The package sources are up to date."));
     return ExitDone;
 }
 
 int AislesCommand(Console& console)
 {
-    console.Activity(QStringLiteral("Asking for the aisles"));
+    console.Activity(i18n("Asking for the aisles"));
     AislesJob job;
     const int status = RunJob(console, job);
     if (status != ExitDone)
@@ -129,13 +127,13 @@ int AislesCommand(Console& console)
     }
     console.SayJson(all);
     if (all.isEmpty())
-        console.SayText(QStringLiteral("The store has no aisles."));
+        console.SayText(i18n("The store has no aisles."));
     return ExitDone;
 }
 
 int SyncCommand(Console& console)
 {
-    console.Activity(QStringLiteral("Asking for the profile of this machine"));
+    console.Activity(i18n("Asking for the profile of this machine"));
     SyncJob job;
     const int status = RunJob(console, job);
     if (status != ExitDone)
@@ -150,7 +148,7 @@ int SyncCommand(Console& console)
     }
     console.SayJson(all);
     if (all.isEmpty())
-        console.SayText(QStringLiteral("Nothing of the account is installed on this machine."));
+        console.SayText(i18n("Nothing of the account is installed on this machine."));
     return ExitDone;
 }
 
@@ -170,8 +168,8 @@ int RegisterCommand(Console& console)
                                  { QStringLiteral("sentence"), job.errorString() },
                                  { QStringLiteral("details"), job.details() } });
     if (done)
-        console.SayText(QStringLiteral("The store knows that this machine comes from the system "
-                                       "builder %1.")
-                            .arg(BuilderOfThisMachine()));
+        console.SayText(i18n("The store knows that this machine comes from the system "
+                             "builder %1.",
+                             BuilderOfThisMachine()));
     return status;
 }

@@ -7,6 +7,7 @@
 #include "connection.h"
 #include "console.h"
 
+#include <KLocalizedString>
 #include <QJsonObject>
 #include <QUrl>
 #include <vantrelagent/request/capisetoeminfo.h>
@@ -52,13 +53,16 @@ bool CouldBeAsked(const QUrl& url)
 
 void TellStatus(Console& display, const QString& url)
 {
-    const auto line = [&display](const char* what, const QString& text, const char* otherwise) {
-        display.SayText(QLatin1String(what) + (text.isEmpty() ? QLatin1String(otherwise) : text));
+    const auto orElse = [](const QString& text, const QString& otherwise) {
+        return text.isEmpty() ? otherwise : text;
     };
-    display.SayText(QStringLiteral("The store server can be reached: %1").arg(url));
-    line("System: ", GetVantrelOSVersionInfo().trimmed(), "unknown");
-    line("Last update of the system: ", LastUpdate(), "never");
-    line("System builder: ", BuilderOfThisMachine(), "none");
+    display.SayText(i18n("The store server can be reached: %1", url));
+    display.SayText(i18n("System: %1",
+                         orElse(GetVantrelOSVersionInfo().trimmed(), i18nc("system", "unknown"))));
+    display.SayText(
+        i18n("Last update of the system: %1", orElse(LastUpdate(), i18nc("updated", "never"))));
+    display.SayText(i18n("System builder: %1",
+                         orElse(BuilderOfThisMachine(), i18nc("system builder", "none"))));
 }
 
 } // namespace
@@ -71,8 +75,8 @@ int StatusCommand(Console& display)
     if (Interrupt::Received())
         return ExitInterrupted;
     const QString sentence = reached ? QString()
-        : asked ? QStringLiteral("the store server cannot be reached: %1").arg(url)
-                : QStringLiteral("the settings name no address of a store server: '%1'").arg(url);
+        : asked                      ? i18n("the store server cannot be reached: %1", url)
+                : i18n("the settings name no address of a store server: '%1'", url);
     const QString obstacle = asked && !reached ? ObstacleTo(QUrl(url)) : QString();
     display.SayJson(QJsonObject{
         { QStringLiteral("reached"), reached },

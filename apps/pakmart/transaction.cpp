@@ -11,6 +11,7 @@
 #include "plantable.h"
 #include "runjob.h"
 
+#include <KLocalizedString>
 #include <Pakmart/CommitJob>
 #include <Pakmart/PrepareJob>
 #include <Pakmart/RefreshSourcesJob>
@@ -38,8 +39,7 @@ int Declined(Console& console, const Change& change)
 {
     if (Interrupt::Received())
         return ExitInterrupted;
-    console.SayText(change.consent.downloadOnly ? QStringLiteral("Nothing was downloaded.")
-                                                : change.nothing);
+    console.SayText(change.consent.downloadOnly ? i18n("Nothing was downloaded.") : change.nothing);
     return ExitDeclined;
 }
 
@@ -51,12 +51,12 @@ int AskForRemovals(Console& console, const Change& change, const Plan& plan)
     const QString names = plan.otherRemovals().join(QStringLiteral(", "));
     if (change.consent.yes) {
         console.Fail(Error::name(Error::RemovalsNotAllowed),
-                     QStringLiteral("nothing was changed: %1 would be removed as well, which "
-                                    "--allow-removals permits")
-                         .arg(names));
+                     i18n("nothing was changed: %1 would be removed as well, which "
+                          "--allow-removals permits",
+                          names));
         return ExitFailed;
     }
-    return console.Ask(QStringLiteral("Remove what was not named, too: %1?").arg(names))
+    return console.Ask(i18n("Remove what was not named, too: %1?", names))
         ? ExitDone
         : Declined(console, change);
 }
@@ -65,8 +65,7 @@ int AskForRemovals(Console& console, const Change& change, const Plan& plan)
 int AskForDownload(Console& console, const Change& change, const Plan& plan)
 {
     const bool isAgreed = plan.downloadSize() == 0 || change.consent.yes;
-    return isAgreed || console.Ask(QStringLiteral("Download?")) ? int(ExitDone)
-                                                                : Declined(console, change);
+    return isAgreed || console.Ask(i18n("Download?")) ? int(ExitDone) : Declined(console, change);
 }
 
 // What can be done about a failure, and the packages that it has left in part.
@@ -81,11 +80,10 @@ void SayRemedies(Console& console, const Plan& plan, const DpkgStatus& before, E
             console.Complain(Trouble(known, state));
     }
     if (code == Error::UnknownPackage)
-        console.Complain(QStringLiteral("'pakmart search' finds products, 'pakmart update-sources' "
-                                        "fetches the current lists of packages"));
+        console.Complain(i18n("'pakmart search' finds products, 'pakmart update-sources' "
+                              "fetches the current lists of packages"));
     if (code == Error::NotPermitted || code == Error::CannotWrite)
-        console.Complain(
-            QStringLiteral("packages are changed by the administrator of this machine"));
+        console.Complain(i18n("packages are changed by the administrator of this machine"));
 }
 
 // Names what went and came although the whole failed, and after an interruption what did not.
@@ -95,14 +93,15 @@ void SayPartlyDone(Console& console, const Plan& plan, const DpkgStatus& before)
     for (const PlanRow& row : plan.rows) {
         const std::string name = row.package.toStdString();
         const auto was = before.Of(name), is = now.Of(name);
+        const QString state = QString::fromStdString(is.Words());
         const bool asPlanned = row.action == PlanRow::Removed
             ? is.IsGone()
             : is.IsInstalled() && is.version == row.newVersion.toStdString();
         if (!asPlanned && Interrupt::Received())
-            console.Complain((row.action == PlanRow::Removed
-                                  ? QStringLiteral("%1 is not removed (its state is '%2')")
-                                  : QStringLiteral("%1 is not changed (its state is '%2')"))
-                                 .arg(row.package, QString::fromStdString(is.Words())));
+            console.Complain(
+                row.action == PlanRow::Removed
+                    ? i18n("%1 is not removed (its state is '%2')", row.package, state)
+                    : i18n("%1 is not changed (its state is '%2')", row.package, state));
         if (asPlanned && (was.Words() != is.Words() || was.version != is.version))
             console.SayText(Done(row));
     }
@@ -114,7 +113,7 @@ void SayRow(Console& console, const PlanRow& row, bool isDownload)
     if (!isDownload)
         console.SayText(Done(row));
     else if (hasArchive)
-        console.SayText(QStringLiteral("%1 %2 is downloaded.").arg(row.package, row.newVersion));
+        console.SayText(i18n("%1 %2 is downloaded.", row.package, row.newVersion));
 }
 
 // What became of a plan.
@@ -160,9 +159,9 @@ void SayWhatIsNotRecorded(Console& console, const Change& change, const Plan& pl
     const QStringList names = ProductsToRecord(change, plan);
     if (names.isEmpty() || done.recorded)
         return;
-    console.Complain(QStringLiteral("installed, but not entered in the list of recently used "
-                                    "applications, which could not be written: %1")
-                         .arg(names.join(QStringLiteral(", "))));
+    console.Complain(i18n("installed, but not entered in the list of recently used "
+                          "applications, which could not be written: %1",
+                          names.join(QStringLiteral(", "))));
 }
 
 void SayDone(Console& console, const Change& change, const Plan& plan, const Result& done)
@@ -179,8 +178,8 @@ void SayDone(Console& console, const Change& change, const Plan& plan, const Res
     for (const QString& asked : plan.request.packages) {
         const QString name = asked.section(QLatin1Char('='), 0, 0);
         if (plan.row(name).package.isEmpty())
-            console.SayText(QStringLiteral("%1 %2 is installed already.")
-                                .arg(name, InstalledVersion(now, qUtf8Printable(name))));
+            console.SayText(i18n("%1 %2 is installed already.", name,
+                                 InstalledVersion(now, qUtf8Printable(name))));
     }
 }
 
@@ -215,7 +214,7 @@ Result Commit(Console& console, const Consent& consent, const Plan& plan)
 {
     const DpkgStatus before = ReadDpkgStatus();
     if (plan.downloadSize() > 0)
-        console.Activity(QStringLiteral("Downloading packages"));
+        console.Activity(i18n("Downloading packages"));
     CommitJob job(plan);
     job.setAllowRemovals(true); // the user has agreed to them
     job.setDownloadOnly(consent.downloadOnly);
@@ -262,7 +261,7 @@ int CarryOut(Console& console, const Change& change, Plan* shown)
         SayPlan(console, plan);
         if (change.consent.dryRun) {
             SayResult(console, change, plan, nullptr);
-            console.SayText(QStringLiteral("Nothing was changed."));
+            console.SayText(i18n("Nothing was changed."));
             return ExitDone;
         }
         status = SayWhatIsNeeded(console, change, plan);
