@@ -73,9 +73,9 @@ public:
     /// for NoError). "other" for a number that is not a code.
     static QString name(Code code);
 
-    /// A sentence for the user, in the language of the application where a translation of the
-    /// context "Pakmart" is installed (QCoreApplication::installTranslator), else in English;
-    /// empty for NoError.
+    /// A sentence for the user: of a translator of the host for the context "Pakmart"
+    /// (QCoreApplication::installTranslator), or else of the library's own catalogs
+    /// (KLocalizedString::languages()), or else in English; empty for NoError.
     static QString sentence(Code code);
 };
 

@@ -94,11 +94,12 @@ private slots:
     {
         begin({ { "lib" }, { "app", "1.0", "lib" }, { "good" } });
         m_pseudo = m_dir + QStringLiteral("/pseudo");
-        QCOMPARE(
-            QProcess::execute(QStringLiteral(PSEUDO),
-                              { QStringLiteral(TEMPLATE),
-                                m_pseudo + QStringLiteral("/locale/xx/LC_MESSAGES/pakmart.mo") }),
-            0);
+        for (const char* domain : { "pakmart", "libvantrelagent" }) {
+            const QString from = QStringLiteral(TEMPLATES "/%1.pot").arg(QLatin1String(domain));
+            const QString to = m_pseudo
+                + QStringLiteral("/locale/xx/LC_MESSAGES/%1.mo").arg(QLatin1String(domain));
+            QCOMPARE(QProcess::execute(QStringLiteral(PSEUDO), { from, to }), 0);
+        }
     }
     void cleanupTestCase() { end(); }
 
@@ -160,7 +161,7 @@ private slots:
             QVERIFY2(line.section(QLatin1Char('\t'), 1).startsWith(QChar(0xAB)), qPrintable(line));
     }
 
-    // One visit, in this order. What is left is of the store, of dpkg, or the library's.
+    // One visit, in this order. What is left is of the store, or of the package tools.
     void answersAreTranslated_data()
     {
         QTest::addColumn<int>("status");
@@ -177,11 +178,11 @@ private slots:
         row("show app", 0, ": The app : 2 : app : 1.0 : : Games : SIZE : lib d");
         row("search nosuch", 0);
         row("install nosuch", 1,
-            "pakmart: The package is in no package source. Unable to locate package nosuch. "
+            "pakmart: Unable to locate package nosuch. "
             "E: Unable to locate package nosuch pakmart:");
-        row("install app", 3, "app 1.0 lib 1.0 needed by app", "n\n");
-        row("install --dry-run app", 0, "app 1.0 lib 1.0 needed by app");
-        row("install --yes app", 0, "app 1.0 lib 1.0 needed by app");
+        row("install app", 3, "app 1.0 lib 1.0", "n\n");
+        row("install --dry-run app", 0, "app 1.0 lib 1.0");
+        row("install --yes app", 0, "app 1.0 lib 1.0");
         row("install  app", 0);
         row("list  Games", 0, "2 The app []: d 3 The good: d 1 The lib []: d");
         row("depends app", 0);
@@ -198,8 +199,8 @@ private slots:
         row("autoremove", 0);
         row("repair", 0);
         row("repair --check", 0);
-        row("remove --yes lib", 1, "app 1.0 needs lib lib 1.0 pakmart:");
-        row("remove lib", 3, "app 1.0 needs lib lib 1.0", "n\n");
+        row("remove --yes lib", 1, "app 1.0 lib 1.0 pakmart:");
+        row("remove lib", 3, "app 1.0 lib 1.0", "n\n");
         row("reinstall app", 3, "app 1.0", "n\n");
         row("os-update", 0);
         row("install --download-only good", 3, "good 1.0", "n\n");
@@ -310,6 +311,16 @@ private slots:
         const QStringList show{ QStringLiteral("show"), QStringLiteral("app") };
         QVERIFY(matches(run({}, show), "Size: +\\d+\\.\\d+ KiB\n"));
         QVERIFY(matches(run(here, show), "Size: +\\d+,\\d+ KiB\n"));
+    }
+
+    void theLibrarySpeaksGerman()
+    {
+        const Result refused = inGerman("install --yes nosuch");
+        QVERIFY2(
+            refused.err.startsWith(QLatin1String("pakmart: Das Paket ist in keiner Paketquelle. ")),
+            qPrintable(refused.err));
+        const Result shown = inGerman("remove --dry-run lib");
+        QVERIFY2(shown.out.contains(QString::fromUtf8("benötigt lib\n")), qPrintable(shown.out));
     }
 
     // A name of the store, or of the user, is never a pattern.

@@ -1,0 +1,8 @@
+#!/bin/bash
+# SPDX-FileCopyrightText: 2026 The Pakmart developers
+# SPDX-License-Identifier: LGPL-2.1-or-later
+#
+# The texts of the library, which have the context "Pakmart" of Qt. tools/make-catalogs runs
+# this.
+$XGETTEXT -kQT_TRANSLATE_NOOP:2 -ktranslate:2 -kTr:1 ./*.cpp models/*.cpp \
+    -o "$podir/libvantrelagent.pot"
