@@ -307,7 +307,8 @@ private slots:
         const QStringList history{ QStringLiteral("history") };
         QVERIFY(matches(run(german(), history), "^  1  \\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d  "));
         QVERIFY(matches(run({}, history), "^  1  \\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d  "));
-        QVERIFY(matches(run(here, history), "^  1  \\d\\d\\.\\d\\d\\.\\d\\d \\d\\d:\\d\\d  "));
+        QVERIFY(matches(run(here, history),
+                        "^  1  \\d\\d\\.\\d\\d\\.(\\d\\d)?\\d\\d,? \\d\\d:\\d\\d  "));
         const QStringList show{ QStringLiteral("show"), QStringLiteral("app") };
         QVERIFY(matches(run({}, show), "Size: +\\d+\\.\\d+ KiB\n"));
         QVERIFY(matches(run(here, show), "Size: +\\d+,\\d+ KiB\n"));
