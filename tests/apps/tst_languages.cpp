@@ -236,7 +236,7 @@ private slots:
         row("remove --json --yes lib", 1);
         row("remove --json app", 2);
         row("history --json", 0);
-        row("recent --json --run=7", 1);
+        row("recent --json --run=7000", 1);
         row("repair --json --check", 0);
     }
     void programsReadTheSameInAllLanguages()
