@@ -44,7 +44,7 @@ int ListCommand(Console& display, const QString& category);
 // The products that are installed, or of which a newer version is in the catalog.
 int ListInstalledCommand(Console& display, bool onlyUpgradable);
 int ShowCommand(Console& display, const QStringList& names);
-int SearchCommand(Console& console, const QStringList& words);
+int SearchCommand(Console& display, const QStringList& words);
 
 // ---- this machine
 
@@ -54,9 +54,9 @@ int DependsCommand(Console& console, const QStringList& names);
 int WhyCommand(Console& console, const QStringList& names);
 int HistoryCommand(Console& console);
 // `run` is the place in the list of the application to start; 0 shows the list.
-int RecentCommand(Console& console, int run);
-int ForgetCommand(Console& console, const QStringList& serials);
-int StatusCommand(Console& console);
+int RecentCommand(Console& display, int run);
+int ForgetCommand(Console& display, const QStringList& serials);
+int StatusCommand(Console& display);
 QString BuilderOfThisMachine();
 
 // ---- the store
