@@ -80,7 +80,7 @@ bool LinkFiles(const std::string& folder, const std::string& copy)
 }
 
 // The folder of a container's image cannot be renamed, though it can be removed. Its signed
-// files go first: if this is cut off, all that is left is fetched anew.
+// files go first: if this is cut off, what is left is fetched again.
 bool RemoveLists(const std::string& folder)
 {
     std::error_code error;

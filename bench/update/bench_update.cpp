@@ -11,7 +11,7 @@
 // INDEX defaults to the largest one that apt keeps on this machine, and the counts of products
 // to 1000, 10000 and (as 0) those of the index; a larger one makes an archive up. Each task runs in
 // a process of its own, so that processor time and peak memory can be attributed to it. With
-// --whole only the parse and `pakmart update` take turns, and the medians are told. Runs in a
+// --whole only the parse and `pakmart update` take turns, and the medians are printed. Runs in a
 // sandbox (tests/in-sandbox), where the agent's data folder is a private one.
 
 #include "catalog/capiupdatecatalog.h"
