@@ -4,28 +4,14 @@
 // The library's texts in the language of the user: from its own catalogs, unless the host has a
 // translator that knows them.
 
+#include "tests/host/shouting.h"
+
 #include <KLocalizedString>
 #include <Pakmart/Error>
 #include <Pakmart/Plan>
-#include <QTranslator>
 #include <QtTest>
 
 using namespace Pakmart;
-
-namespace
-{
-
-class Shouting : public QTranslator
-{
-public:
-    bool isEmpty() const override { return false; }
-    QString translate(const char* context, const char* text, const char*, int) const override
-    {
-        return qstrcmp(context, "Pakmart") == 0 ? QString::fromLatin1(text).toUpper() : QString();
-    }
-};
-
-} // namespace
 
 class HostLanguagesTest : public QObject
 {

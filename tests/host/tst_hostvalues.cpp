@@ -15,25 +15,15 @@
 #include "host/preparejob.h"
 #include "host/runlines.h"
 #include "host/storejobs.h"
+#include "tests/host/shouting.h"
 
 #include <QTemporaryDir>
-#include <QTranslator>
 #include <QtTest>
 
 using namespace Pakmart;
 
 namespace
 {
-
-class Shouting : public QTranslator
-{
-public:
-    bool isEmpty() const override { return false; }
-    QString translate(const char* context, const char* text, const char*, int) const override
-    {
-        return qstrcmp(context, "Pakmart") == 0 ? QString::fromLatin1(text).toUpper() : QString();
-    }
-};
 
 const char* const sound[] = { "W: something",
                               "Plan: 1",
