@@ -6,6 +6,7 @@
 // sentences are the same.
 
 #include "story.h"
+#include "tests/common/locales.h"
 
 #include <QProcessEnvironment>
 
@@ -22,11 +23,7 @@ private:
     {
         if (!name.contains(QLatin1Char('.')))
             return;
-        QCOMPARE(QProcess::execute(QStringLiteral("localedef"),
-                                   { QStringLiteral("-i"), name.section(QLatin1Char('.'), 0, 0),
-                                     QStringLiteral("-f"), name.section(QLatin1Char('.'), 1),
-                                     m_dir + QLatin1Char('/') + name }),
-                 0);
+        QVERIFY(MakeLocale(m_dir, name));
         QProcess program; // which takes it
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert(QStringLiteral("LOCPATH"), m_dir);

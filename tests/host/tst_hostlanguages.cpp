@@ -4,12 +4,14 @@
 // The library's texts in the language of the user: from its own catalogs, unless the host has a
 // translator that knows them.
 
+#include "tests/common/locales.h"
 #include "tests/host/shouting.h"
 
 #include <KLocalizedString>
 #include <Pakmart/Error>
 #include <Pakmart/Plan>
 #include <QtTest>
+#include <clocale>
 
 using namespace Pakmart;
 
@@ -24,6 +26,11 @@ private slots:
     void initTestCase()
     {
         qputenv("XDG_DATA_DIRS", CATALOGS ":/usr/share");
+        // In C.UTF-8, the C library of Debian 13 translates nothing.
+        const QString folder = QString::fromLocal8Bit(qgetenv("TEST_DIR"));
+        QVERIFY(MakeLocale(folder, QStringLiteral("en_US.UTF-8")));
+        qputenv("LOCPATH", folder.toLocal8Bit());
+        QVERIFY(std::setlocale(LC_MESSAGES, "en_US.UTF-8"));
         m_row.reason = PlanRow::NeededBy;
         m_row.because = QStringLiteral("a%2b");
     }
