@@ -15,7 +15,7 @@ class LanguagesTest : public QObject, private Story
     Q_OBJECT
 
 private:
-    const QString locale = QStringLiteral("en_US.UTF-8");
+    const QString m_locale = QStringLiteral("en_US.UTF-8");
     QString m_pseudo; // the data folder of the test's own language
 
     using Variables = QMap<QString, QString>;
@@ -45,7 +45,7 @@ private:
                  { QStringLiteral("LANGUAGE"), QLatin1String(language) },
                  { QStringLiteral("LC_ALL"), QString() },
                  { QStringLiteral("LANG"), QStringLiteral("C.UTF-8") },
-                 { QStringLiteral("LC_MESSAGES"), locale },
+                 { QStringLiteral("LC_MESSAGES"), m_locale },
                  { QStringLiteral("LOCPATH"), m_dir } };
     }
     Variables german() const { return variables(QStringLiteral(CATALOGS), "de"); }
@@ -102,7 +102,7 @@ private slots:
     {
         begin({ { "lib" }, { "app", "1.0", "lib" }, { "good" } });
         m_pseudo = m_dir + QStringLiteral("/pseudo");
-        QVERIFY(MakeLocale(m_dir, locale));
+        QVERIFY(MakeLocale(m_dir, m_locale));
         for (const char* domain : { "pakmart", "libvantrelagent" }) {
             const QString from = QStringLiteral(TEMPLATES "/%1.pot").arg(QLatin1String(domain));
             const QString to = m_pseudo
