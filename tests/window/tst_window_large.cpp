@@ -17,10 +17,10 @@
 namespace
 {
 
-// Ten times what is promised. Without optimisation, and with the sanitizers, everything takes
+// Thirty times what is promised. Without optimisation, and with the sanitizers, everything takes
 // longer, and these need memory of their own.
 #if defined(__OPTIMIZE__) && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-constexpr int factor = 10;
+constexpr int factor = 30;
 constexpr double mostMegabytes = 200;
 #else
 constexpr int factor = 100;
