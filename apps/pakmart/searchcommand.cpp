@@ -11,6 +11,9 @@
 #include <KLocalizedString>
 #include <QSet>
 #include <algorithm>
+#include <future>
+#include <iterator>
+#include <memory>
 #include <string_view>
 #include <vantrelagent/db/catalogscan.h>
 #include <vantrelagent/db/productsearch.h>
@@ -44,6 +47,37 @@ struct Hit {
     Product product;
 };
 
+std::vector<Hit> HitsAmong(CatalogScan& scan, const QString& phrase)
+{
+    ProductSearch search(phrase);
+    std::vector<Hit> hits;
+    while (scan.Next()) {
+        if (scan.Hidden())
+            continue;
+        const std::string description = scan.Description();
+        const int rank = search.RankOf(scan.Name(), scan.PackageName(), FirstLine(description),
+                                       [&description] { return std::string_view(description); });
+        if (rank >= 0)
+            hits.push_back({ HoldsLibraries(scan.Category()), rank, ProductOf(scan) });
+    }
+    return hits;
+}
+
+// In two threads, if the machine gives out a second one.
+std::vector<Hit> AllHits(CatalogScan& scan, const QString& phrase)
+{
+    const std::unique_ptr<CatalogScan> rest = scan.SecondHalf();
+    std::future<std::vector<Hit>> later;
+    if (rest)
+        later = std::async([&rest, &phrase] { return HitsAmong(*rest, phrase); });
+    std::vector<Hit> hits = HitsAmong(scan, phrase);
+    if (rest) {
+        std::vector<Hit> more = later.get();
+        std::move(more.begin(), more.end(), std::back_inserter(hits));
+    }
+    return hits;
+}
+
 QList<Product> InOrder(std::vector<Hit>& hits)
 {
     std::sort(hits.begin(), hits.end(), [](const Hit& a, const Hit& b) {
@@ -73,17 +107,7 @@ int SearchCommand(Console& display, const QStringList& words)
     if (!HasCatalog(display, scan))
         return ExitFailed;
     const QString phrase = words.join(QLatin1Char(' ')).simplified();
-    ProductSearch search(phrase);
-    std::vector<Hit> hits;
-    while (scan.Next()) {
-        if (scan.Hidden())
-            continue;
-        const std::string description = scan.Description();
-        const int rank = search.RankOf(scan.Name(), scan.PackageName(), FirstLine(description),
-                                       [&description] { return std::string_view(description); });
-        if (rank >= 0)
-            hits.push_back({ HoldsLibraries(scan.Category()), rank, ProductOf(scan) });
-    }
+    std::vector<Hit> hits = AllHits(scan, phrase);
     const QList<Product> products = InOrder(hits);
     SayProducts(display, products);
     if (products.isEmpty())

@@ -88,16 +88,17 @@ std::vector<NameHash> ReadNameHashes(RecordReader& records)
 } // namespace
 
 struct CatalogScan::Files {
-    Files(const std::string& folder, StoreFiles& files)
+    Files(const std::string& folder, const DbOptions& scanned, StoreFiles& files)
         : products(folder, Catalog::layout, Catalog::Texts(), &files),
           notes(folder + Catalog::notesName + ".fil", files),
-          dependencies(folder, Dependency::layout, { Dependency::name }, &files)
+          dependencies(folder, Dependency::layout, { Dependency::name }, &files), options(scanned)
     {
     }
 
     RecordReader products;
     NotesReader notes;
     RecordReader dependencies;
+    const DbOptions options; // to open the same again
     std::unordered_map<std::int32_t, Names> names;
     std::int32_t firstAsked = 0; // the only product that `names` has, unless it has all
     bool hasNames = false;
@@ -111,9 +112,10 @@ CatalogScan::CatalogScan(const DbOptions& options)
 {
     const std::string folder = options.folder.empty() ? CatalogFolder() : options.folder;
     OpenCurrentCatalog(folder, [this, &options](const std::string& current) {
-        m_files = std::make_unique<Files>(current, options.Files());
+        m_files = std::make_unique<Files>(current, options, options.Files());
         return bool(*this);
     });
+    m_end = *this ? m_files->products.Count() : 0;
 }
 
 CatalogScan::~CatalogScan() = default;
@@ -125,8 +127,7 @@ CatalogScan::operator bool() const
 
 bool CatalogScan::Next()
 {
-    const std::int32_t count = m_files->products ? m_files->products.Count() : 0;
-    while (m_number < count && ++m_number < count) {
+    while (m_number < m_end && ++m_number < m_end) {
         const std::uint8_t* const record = m_files->products.Live(m_number);
         if (!record)
             continue;
@@ -140,9 +141,20 @@ bool CatalogScan::Next()
 
 bool CatalogScan::MoveTo(std::int32_t number)
 {
-    const std::int32_t count = m_files->products ? m_files->products.Count() : 0;
-    m_number = number > 0 && number < count ? number - 1 : count;
+    m_number = number > 0 && number < m_end ? number - 1 : m_end;
     return Next() && m_number == number;
+}
+
+std::unique_ptr<CatalogScan> CatalogScan::SecondHalf()
+{
+    auto rest = std::make_unique<CatalogScan>(m_files->options);
+    if (!rest->m_files->products.IsSameFile(m_files->products))
+        return nullptr;
+    const std::int32_t middle = m_number + (m_end - m_number) / 2;
+    rest->m_number = middle;
+    rest->m_end = m_end;
+    m_end = std::min(m_end, middle + 1);
+    return rest;
 }
 
 std::string_view CatalogScan::DescriptionView()

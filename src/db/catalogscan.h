@@ -12,7 +12,7 @@
 /// The data files are read in large blocks, without the indexes, and nothing is
 /// written: read access is enough, and InitIndex is not needed. If an update replaces
 /// the database meanwhile, the scan continues on the old one. Damaged records are
-/// skipped.
+/// skipped. One thread at a time.
 
 #pragma once
 
@@ -55,6 +55,11 @@ public:
     /// never was there: to the next one, and false.
     bool MoveTo(std::int32_t number);
 
+    /// Leaves the second half of what is still to come to a scan of its own, for another thread:
+    /// this one ends where the other begins. Null if the catalog has been replaced meanwhile, or
+    /// cannot be read; this scan then goes on to the end.
+    std::unique_ptr<CatalogScan> SecondHalf();
+
     /// Empty if the product has no description, or it cannot be read.
     std::string Description();
     /// The names the product depends on, sorted, each once. The first call looks for them in
@@ -75,6 +80,7 @@ private:
 
     std::unique_ptr<Files> m_files;
     std::int32_t m_number = 0;
+    std::int32_t m_end = 0; // the record number after the last one of this scan
 };
 
 } // namespace Agent

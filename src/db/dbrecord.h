@@ -57,6 +57,8 @@ public:
 
     // Whether the file can be read.
     explicit operator bool() const { return bool(m_blocks); }
+    // Whether both read one file, however it is named.
+    bool IsSameFile(const RecordReader& other) const { return m_blocks.IsSameFile(other.m_blocks); }
     // The number of whole records, including the header.
     std::int32_t Count() const;
     // Null for a missing or deleted record. Valid until the next call.

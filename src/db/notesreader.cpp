@@ -14,7 +14,7 @@ namespace Agent
 namespace
 {
 
-constexpr std::int64_t windowLength = 1 << 20;
+constexpr std::int64_t windowLength = 1 << 17;
 
 } // namespace
 

@@ -14,7 +14,8 @@ namespace Agent
 namespace
 {
 
-constexpr std::int64_t blockLength = 1 << 20;
+// Fits into the cache of a core, where the records are looked at next.
+constexpr std::int64_t blockLength = 1 << 17;
 // A read at most this many records after the last one counts as following it: between the
 // leaves of a tree there are other pages.
 constexpr std::int64_t near = 8;
@@ -27,6 +28,13 @@ std::int64_t SizeOf(const OpenStoreFile& file)
 }
 
 } // namespace
+
+bool RecordBlocks::IsSameFile(const RecordBlocks& other) const
+{
+    struct stat ours, others;
+    return m_file && other.m_file && m_file.Status(&ours) == 0 && other.m_file.Status(&others) == 0
+        && ours.st_dev == others.st_dev && ours.st_ino == others.st_ino;
+}
 
 // Without O_NONBLOCK, a pipe in place of the file would block the program.
 RecordBlocks::RecordBlocks(const std::string& path, int recordLength, StoreFiles* files)

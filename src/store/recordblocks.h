@@ -28,6 +28,8 @@ public:
     int RecordLength() const { return int(m_length); }
     // In bytes; -1 if it cannot be read.
     std::int64_t FileSize() const { return m_size; }
+    // Whether both are open on one file, however it is named.
+    bool IsSameFile(const RecordBlocks& other) const;
     // Whole records, the header included.
     std::int64_t Count() const { return m_size < 0 ? 0 : m_size / m_length; }
 

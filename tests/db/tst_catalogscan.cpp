@@ -149,6 +149,63 @@ private slots:
         QVERIFY(scan.MoveTo(1));
     }
 
+    void twoHalvesAreTheWhole()
+    {
+        for (const int read : { 0, 1, 2, productCount / 2, productCount - 1, productCount }) {
+            CatalogScan scan;
+            for (int i = 0; i < read; ++i)
+                QVERIFY(scan.Next());
+            const auto rest = scan.SecondHalf();
+            QVERIFY(rest);
+            int expected = read, first = 0;
+            for (; scan.Next(); ++first)
+                QCOMPARE(scan.RecordNumber(), ++expected);
+            int second = 0;
+            for (; rest->Next(); ++second) {
+                QCOMPARE(rest->RecordNumber(), ++expected);
+                QCOMPARE(rest->ServerSerialNumber(), 10000 - expected);
+            }
+            QCOMPARE(expected, productCount);
+            QVERIFY2(second - first == 0 || second - first == -1, QByteArray::number(second));
+        }
+    }
+
+    void halvesAreSplitAgain()
+    {
+        CatalogScan scan;
+        const auto second = scan.SecondHalf();
+        const auto fourth = second->SecondHalf();
+        const auto alone = fourth->SecondHalf();
+        int products = 0;
+        for (CatalogScan* const part : { &scan, second.get(), fourth.get(), alone.get() })
+            while (part->Next())
+                ++products;
+        QCOMPARE(products, productCount);
+    }
+
+    void aCatalogThatWasReplacedIsNotSplit()
+    {
+        CatalogScan scan;
+        QVERIFY(scan.Next());
+        {
+            CCatalogFile file;
+            QVERIFY(file.Create());
+        }
+        QVERIFY(!scan.SecondHalf());
+        int products = 1;
+        while (scan.Next())
+            ++products;
+        QCOMPARE(products, productCount);
+    }
+
+    void withoutACatalogThereAreNoHalves()
+    {
+        QCOMPARE(std::remove(CCatalogFile::CATALOGDFNAME.c_str()), 0);
+        CatalogScan scan;
+        QVERIFY(!scan.SecondHalf());
+        QVERIFY(!scan.Next());
+    }
+
     void emptyCatalogHasNoProduct()
     {
         {
