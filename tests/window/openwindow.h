@@ -68,7 +68,10 @@ public:
     QList<QQuickItem*> all(const QString& name, QQuickItem* from = nullptr) const
     {
         QList<QQuickItem*> found;
-        collect(from ? from : window()->contentItem(), name, found);
+        forEachBelow(from ? from : window()->contentItem(), [&](QQuickItem* item) {
+            if (item->objectName() == name)
+                found << item;
+        });
         std::sort(found.begin(), found.end(), [](QQuickItem* a, QQuickItem* b) {
             return a->mapToScene(QPointF()).y() < b->mapToScene(QPointF()).y();
         });
@@ -84,6 +87,24 @@ public:
         QStringList found;
         for (QQuickItem* one : all(name, from))
             found << one->property("text").toString();
+        return found;
+    }
+
+    // Calls `look` with each visible item.
+    template <typename Look> void forEachItem(const Look& look) const
+    {
+        forEachBelow(window()->contentItem(), look);
+    }
+    // Texts and buttons of the page in front that are partly left or right of the window.
+    QStringList outside() const
+    {
+        QStringList found;
+        forEachBelow(currentPage(), [&](QQuickItem* item) {
+            const QRectF place = item->mapRectToScene(item->boundingRect());
+            const QString text = item->property("text").toString();
+            if (!text.isEmpty() && (place.left() < -0.5 || place.right() > window()->width() + 0.5))
+                found << text;
+        });
         return found;
     }
 
@@ -139,14 +160,13 @@ private:
             warnings() << text;
         std::fprintf(stderr, "%s: %s\n", context.category, qPrintable(text));
     }
-    static void collect(QQuickItem* item, const QString& name, QList<QQuickItem*>& found)
+    template <typename Look> static void forEachBelow(QQuickItem* item, const Look& look)
     {
         if (!item->isVisible())
             return;
-        if (item->objectName() == name)
-            found << item;
+        look(item);
         for (QQuickItem* child : item->childItems())
-            collect(child, name, found);
+            forEachBelow(child, look);
     }
 
     std::unique_ptr<StoreWindow> m_store;

@@ -47,24 +47,6 @@ private:
                 seen << image.pixel(x, y);
         return seen.size();
     }
-    // Texts and buttons that are partly left or right of the window.
-    static QStringList outside(const OpenWindow& store)
-    {
-        QStringList found;
-        look(store.currentPage(), store.window()->width(), found);
-        return found;
-    }
-    static void look(QQuickItem* item, int width, QStringList& found)
-    {
-        if (!item->isVisible())
-            return;
-        const QRectF place = item->mapRectToScene(item->boundingRect());
-        const bool hasText = !item->property("text").toString().isEmpty();
-        if (hasText && (place.left() < -0.5 || place.right() > width + 0.5))
-            found << item->property("text").toString();
-        for (QQuickItem* child : item->childItems())
-            look(child, width, found);
-    }
 
     // What can be pressed now: buttons, tiles, entries of the bar. Rows of lists are not among
     // them, since a list moves between its rows by the arrow keys.
@@ -127,7 +109,7 @@ private slots:
         QVERIFY(store.open(address, QSize(width, 640)));
         QTRY_COMPARE(store.pageName(), page);
         QTRY_VERIFY2(store.texts(item).contains(text), qPrintable(store.texts(item).join('|')));
-        QTRY_COMPARE(outside(store), QStringList());
+        QTRY_COMPARE(store.outside(), QStringList());
         QString name = QString::fromLatin1(QTest::currentDataTag());
         const QImage image = store.picture(name.replace('/', '-').replace(' ', '-'));
         QCOMPARE(image.size(), QSize(width, 640));
@@ -186,7 +168,7 @@ private slots:
         QVERIFY(store.open(address, QSize(width, 640)));
         QTRY_VERIFY(store.item(last, store.currentPage()));
         store.picture(QString::fromLatin1(QTest::currentDataTag()).replace('/', '-'));
-        QTRY_COMPARE(outside(store), QStringList());
+        QTRY_COMPARE(store.outside(), QStringList());
         QCOMPARE(OpenWindow::warnings(), QStringList());
     }
 

@@ -38,12 +38,13 @@ Controls.ItemDelegate {
                 Layout.fillWidth: true
                 elide: Text.ElideRight
                 textFormat: Text.PlainText
+                horizontalAlignment: Text.AlignLeft
                 text: tile.text
             }
             Controls.Label {
                 objectName: "number"
                 Layout.fillWidth: true
-                elide: Text.ElideRight
+                wrapMode: Text.Wrap
                 opacity: 0.75
                 text: i18np("%1 product", "%1 products", tile.model.products)
             }

@@ -13,6 +13,8 @@ Controls.ToolBar {
     id: bar
 
     required property var app
+    // In a narrow window the words of some languages would leave no room for the search.
+    readonly property int display: app.wide ? Controls.AbstractButton.TextBesideIcon : Controls.AbstractButton.IconOnly
 
     function clear() {
         field.text = ""
@@ -31,7 +33,11 @@ Controls.ToolBar {
             Controls.ToolButton {
                 objectName: "menu"
                 text: i18n("Menu")
+                display: bar.display
                 icon.name: "application-menu"
+                icon.source: "qrc:/store/icons/menu.svg"
+                Controls.ToolTip.text: text
+                Controls.ToolTip.visible: hovered
                 checkable: true
                 checked: bar.app.menuOpen
                 visible: !bar.app.wide
@@ -40,7 +46,11 @@ Controls.ToolBar {
             Controls.ToolButton {
                 objectName: "back"
                 text: i18n("Back")
-                icon.name: LayoutMirroring.enabled ? "go-next" : "go-previous"
+                display: bar.display
+                icon.name: bar.mirrored ? "go-next" : "go-previous"
+                icon.source: bar.mirrored ? "qrc:/store/icons/next.svg" : "qrc:/store/icons/previous.svg"
+                Controls.ToolTip.text: text
+                Controls.ToolTip.visible: hovered && display === Controls.AbstractButton.IconOnly
                 enabled: bar.app.stack.depth > 1
                 onClicked: bar.app.back()
             }
@@ -49,8 +59,8 @@ Controls.ToolBar {
                 objectName: "search"
                 Layout.fillWidth: true
                 Layout.maximumWidth: Kirigami.Units.gridUnit * 30
-                placeholderText: i18n("Search for software")
-                Accessible.name: placeholderText
+                placeholderText: bar.app.wide ? Accessible.name : i18n("Search")
+                Accessible.name: i18n("Search for software")
                 Accessible.searchEdit: true
                 inputMethodHints: Qt.ImhNoPredictiveText
                 onTextChanged: bar.app.search(text)

@@ -34,6 +34,7 @@ Controls.ItemDelegate {
                 Layout.fillWidth: true
                 elide: Text.ElideRight
                 font.bold: true
+                horizontalAlignment: Text.AlignLeft
                 text: row.text
             }
             Controls.Button {
@@ -49,6 +50,7 @@ Controls.ItemDelegate {
             Layout.fillWidth: true
             wrapMode: Text.Wrap
             textFormat: Text.PlainText
+            horizontalAlignment: Text.AlignLeft
             text: row.lines.concat(row.model.error ? [row.model.error] : []).join("\n")
         }
         ChangeProgress {

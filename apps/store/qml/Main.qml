@@ -106,7 +106,7 @@ Kirigami.AbstractApplicationWindow {
     SideBar {
         id: side
         anchors { left: parent.left; top: parent.top; bottom: parent.bottom }
-        width: app.wide ? Kirigami.Units.gridUnit * 11 : parent.width
+        width: app.wide ? Math.min(implicitWidth, parent.width / 3) : parent.width
         visible: app.wide || app.menuOpen
         app: app
     }

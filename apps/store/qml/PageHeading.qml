@@ -9,6 +9,7 @@ import org.kde.kirigami 2.20 as Kirigami
 Kirigami.Heading {
     objectName: "heading"
     padding: Kirigami.Units.largeSpacing
+    horizontalAlignment: Text.AlignLeft
     wrapMode: Text.Wrap
     textFormat: Text.PlainText
     Accessible.role: Accessible.Heading

@@ -27,6 +27,7 @@ Controls.ItemDelegate {
     Accessible.name: text
     contentItem: Controls.Label {
         objectName: "planText"
+        horizontalAlignment: Text.AlignLeft
         text: row.text
         wrapMode: Text.Wrap
         color: row.goes ? Kirigami.Theme.negativeTextColor : Kirigami.Theme.textColor

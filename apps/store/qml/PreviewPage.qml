@@ -50,6 +50,7 @@ ListPage {
                 Layout.leftMargin: Kirigami.Units.largeSpacing
                 wrapMode: Text.Wrap
                 color: Kirigami.Theme.neutralTextColor
+                horizontalAlignment: Text.AlignLeft
                 text: modelData
             }
         }

@@ -83,6 +83,7 @@ ListPage {
                         Layout.fillWidth: true
                         wrapMode: Text.Wrap
                         textFormat: Text.PlainText
+                        horizontalAlignment: Text.AlignLeft
                         text: page.product ? page.product.summary : ""
                     }
                 }
@@ -112,6 +113,7 @@ ListPage {
                 wrapMode: Text.Wrap
                 textFormat: Text.PlainText
                 visible: text !== ""
+                horizontalAlignment: Text.AlignLeft
                 text: page.description
             }
             ProductFacts {

@@ -42,6 +42,7 @@ Controls.ItemDelegate {
                     Layout.fillWidth: true
                     elide: Text.ElideRight
                     textFormat: Text.PlainText
+                    horizontalAlignment: Text.AlignLeft
                     text: row.model.name
                 }
                 Controls.Label {
@@ -51,6 +52,7 @@ Controls.ItemDelegate {
                     textFormat: Text.PlainText
                     opacity: 0.75
                     visible: text !== ""
+                    horizontalAlignment: Text.AlignLeft
                     text: row.model.summary
                 }
             }

@@ -13,10 +13,13 @@ Rectangle {
 
     required property var app
 
+    // As wide as the names of the pages need, which are longer in some languages.
+    implicitWidth: Math.max(Kirigami.Units.gridUnit * 11, entries.implicitWidth)
     color: Kirigami.Theme.backgroundColor
     Accessible.role: Accessible.PageTabList
     Accessible.name: i18n("Pages")
     ColumnLayout {
+        id: entries
         anchors.fill: parent
         spacing: 0
         Repeater {
