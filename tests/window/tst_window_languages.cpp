@@ -182,7 +182,8 @@ private slots:
         OpenWindow store;
         QVERIFY(store.open(address, QSize(width, 640)));
         QTRY_VERIFY(store.item(last, store.currentPage()));
-        store.picture(QString::fromLatin1(QTest::currentDataTag()).replace('/', '-').replace(' ', '-'));
+        store.picture(
+            QString::fromLatin1(QTest::currentDataTag()).replace('/', '-').replace(' ', '-'));
         QTRY_COMPARE(untranslated(store).join('|'), QString());
         QTRY_COMPARE(store.outside(), QStringList());
         QCOMPARE(cut(store).join('|'), QString());
