@@ -295,8 +295,8 @@ std::map<std::string, Function>& Functions()
         { "CAPIGetOSVer", { AnswerOSVer, true } },
         { "CAPIGetPackageInfo", { AnswerPackageInfo } },
         { "CAPIGetSourcesList", { AnswerSourcesList } },
-        { "CAPISetOEMInfo", { AnswerOEMInfo } },
-        { "CAPISyncMyMachine", { AnswerProfile } },
+        { "CAPISetOEMInfo", { AnswerOEMInfo, false, true } },
+        { "CAPISyncMyMachine", { AnswerProfile, false, true } },
         { "CAPIUpdateCatalog", { AnswerCatalog, true } },
     };
     return functions;

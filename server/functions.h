@@ -30,6 +30,7 @@ using Handler = void (*)(const AgentRequest& request, Reply& reply);
 struct Function {
     Handler handler = nullptr; // null: there is no such function
     bool isSameForAll = false; // the reply depends on the store alone
+    bool isPersonal = false; // it depends on who asks, or the call changes something
 };
 
 // The table: all functions by their names.

@@ -83,7 +83,7 @@ void Pack(const HttpRequest& request, HttpReply& reply)
     if (reply.Body().size() < worthPacking)
         return;
     reply.Add("Vary", "Accept-Encoding");
-    if (!AcceptsGzip(request.Header("Accept-Encoding")))
+    if (reply.status == 304 || !AcceptsGzip(request.Header("Accept-Encoding")))
         return;
     reply.isPacked = true;
     reply.Add("Content-Encoding", "gzip");
@@ -229,5 +229,5 @@ std::size_t PrepareReply(const HttpRequest& request, HttpReply& reply, std::stri
         Pack(request, reply);
     const std::size_t length = reply.file ? std::size_t(reply.length) : reply.Body().size();
     head = Head(reply, length);
-    return request.method == "HEAD" ? 0 : length;
+    return request.method == "HEAD" || reply.status == 304 ? 0 : length;
 }

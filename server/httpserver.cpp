@@ -4,6 +4,7 @@
 #include "httpserver.h"
 
 #include "base/text.h"
+#include "freshness.h"
 #include "functions.h"
 #include "httpmessage.h"
 #include "listener.h"
@@ -239,7 +240,9 @@ void HttpServer::Handle(const HttpRequest& request, HttpReply& reply)
     } else if (!DecodePercent(request.target.substr(0, mark), path)) {
         reply.status = 400;
     } else if (BeginsWith(path, "/pool/")) {
-        if (!m_signedPool || !m_signedPool->Serve(path.substr(6), reply))
+        if (m_signedPool && m_signedPool->Serve(path.substr(6), reply))
+            AllowKeeping(request, reply);
+        else
             ServePoolFile(m_store.PoolFolder(), path.substr(6), request, reply);
     } else {
         CallFunction(path, request.target.substr(std::min(mark + 1, request.target.size())),
@@ -276,6 +279,10 @@ void HttpServer::CallFunction(const std::string& path, const std::string& query,
         const bool isAnyHost = m_options.publicUrl.empty();
         if (m_signedPool && !m_signedPool->Cover(here + request.target, isAnyHost, reply))
             reply = Busy();
+        else if (function.isPersonal)
+            ForbidKeeping(reply);
+        else
+            AllowKeeping(request, reply);
     } catch (const RequestError& error) {
         reply.status = 400;
         reply.SetBody(FailedReply(error.what()), xmlType);

@@ -4,6 +4,7 @@
 #include "pool.h"
 
 #include "base/text.h"
+#include "freshness.h"
 #include "options.h"
 #include "stanza.h"
 
@@ -12,6 +13,7 @@
 #include <charconv>
 #include <cstdint>
 #include <ctime>
+#include <sstream>
 #include <string_view>
 
 using namespace Agent;
@@ -127,10 +129,33 @@ time_t ParseHttpDate(const std::string& text)
     return end && !*end ? timegm(&parts) : -1;
 }
 
-// Whether a part may be sent: not if the client has the beginning of an older file.
-bool MayContinue(const HttpRequest& request, const std::string& modified)
+// As nginx marks a file.
+std::string MarkOf(const struct stat& info)
 {
-    return request.Count("If-Range") == 0 || request.Header("If-Range") == modified;
+    std::ostringstream mark;
+    mark << std::hex << '"' << info.st_mtime << '-' << info.st_size << '"';
+    return mark.str();
+}
+
+// Whether a part may be sent: not if the client has the beginning of an older file.
+bool MayContinue(const HttpRequest& request, const std::string& modified, const std::string& mark)
+{
+    const std::string known = request.Header("If-Range");
+    return request.Count("If-Range") == 0 || known == modified || known == mark;
+}
+
+// A mark counts more than a date.
+bool IsUnchanged(const HttpRequest& request, const struct stat& info, const std::string& mark)
+{
+    return request.Count("If-None-Match") != 0
+        ? HasAlready(request, mark)
+        : ParseHttpDate(request.Header("If-Modified-Since")) >= info.st_mtime;
+}
+
+// The name of an archive has its version, and a new one another name. Indexes change.
+bool IsArchive(const std::string& path)
+{
+    return EndsWith(path, ".deb");
 }
 
 // A number of a range: -1 if it is missing, -2 if it is invalid.
@@ -177,16 +202,17 @@ void ServePoolFile(const std::string& pool, const std::string& path, const HttpR
         reply.status = 404;
         return;
     }
-    const std::string modified = HttpDate(info.st_mtime);
+    const std::string modified = HttpDate(info.st_mtime), mark = MarkOf(info);
     reply.Add("Last-Modified", modified);
     reply.Add("Accept-Ranges", "bytes");
-    const time_t since = ParseHttpDate(request.Header("If-Modified-Since"));
-    if (since >= info.st_mtime) {
+    reply.Add("ETag", mark);
+    reply.Add("Cache-Control", IsArchive(path) ? "public, max-age=86400" : "no-cache");
+    if (IsUnchanged(request, info, mark)) {
         reply.status = 304;
         return;
     }
     Range range{ 0, info.st_size - 1 };
-    const Part part = MayContinue(request, modified)
+    const Part part = MayContinue(request, modified, mark)
         ? WantedPart(request.Header("Range"), info.st_size, range)
         : Part::Whole;
     const std::string size = std::to_string(info.st_size);

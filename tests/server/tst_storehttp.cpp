@@ -256,6 +256,83 @@ private slots:
                 200);
     }
 
+    // -- what clients keep
+
+    void aReplyThatTheClientHasIsNotSentAgain_data()
+    {
+        QTest::addColumn<QByteArray>("target");
+        for (const char* target :
+             { "/getagentapi.php", "/agent/CAPIUpdateCatalog", "/agent/CAPIGetAisles",
+               "/agent/CAPIGetOSVer", "/agent/CAPIGetSourcesList",
+               "/agent/CAPIDownloadAppInfo?app_id[]=1", "/agent/CAPIGetPackageInfo?filename[]=x",
+               "/pool/main/Packages", "/pool/main/big.deb" })
+            QTest::newRow(target) << QByteArray(target);
+    }
+    void aReplyThatTheClientHasIsNotSentAgain()
+    {
+        QFETCH(QByteArray, target);
+        const HttpReply whole = m_server->get(target);
+        QCOMPARE(whole.status, 200);
+        const QByteArray mark = whole.header("ETag");
+        QVERIFY2(mark.endsWith('"'), mark);
+        QCOMPARE(m_server->get(target, { "Accept-Encoding: gzip" }).header("ETag"), mark);
+        const QByteArray opaque = mark.mid(mark.indexOf('"'));
+        for (const QByteArray& known : { mark, opaque, "W/" + opaque, "\"other\", " + mark,
+                                         mark + " ,\"other\"", QByteArray("*") }) {
+            const HttpReply same = m_server->get(target, { "If-None-Match: " + known });
+            QCOMPARE(same.status, 304);
+            QCOMPARE(same.body, QByteArray());
+            QCOMPARE(same.header("ETag"), mark);
+            QCOMPARE(same.header("Content-Length"), QByteArray());
+            QCOMPARE(same.header("Content-Encoding"), QByteArray());
+        }
+        for (const QByteArray& other : { QByteArray("\"other\""), opaque.chopped(1), QByteArray(),
+                                         QByteArray(",,"), QByteArray("W/") })
+            QCOMPARE(m_server->get(target, { "If-None-Match: " + other }).body, whole.body);
+    }
+
+    void howLongAReplyIsKept_data()
+    {
+        QTest::addColumn<QByteArray>("target");
+        QTest::addColumn<QByteArray>("expected");
+        QTest::addColumn<bool>("isMarked");
+        const auto row = [](const char* target, const char* expected, bool isMarked) {
+            QTest::newRow(target) << QByteArray(target) << QByteArray(expected) << isMarked;
+        };
+        row("/getagentapi.php", "no-cache", true);
+        row("/agent/CAPIUpdateCatalog", "no-cache", true);
+        row("/pool/main/Packages", "no-cache", true);
+        row("/pool/main/big.deb", "public, max-age=86400", true);
+        row("/agent/CAPISyncMyMachine", "no-store", false);
+        row("/agent/CAPISetOEMInfo?id=1", "no-store", false);
+        row("/agent/nothing", "", false);
+        row("/pool/main/nothing.deb", "", false);
+    }
+    void howLongAReplyIsKept()
+    {
+        QFETCH(QByteArray, target);
+        QFETCH(QByteArray, expected);
+        QFETCH(bool, isMarked);
+        const HttpReply reply = m_server->get(target);
+        QCOMPARE(reply.header("Cache-Control"), expected);
+        QCOMPARE(!reply.header("ETag").isEmpty(), isMarked);
+    }
+
+    void theMarkOfAFileCountsMoreThanItsDate()
+    {
+        const QByteArray target = "/pool/main/Packages";
+        const QByteArray since
+            = "If-Modified-Since: " + m_server->get(target).header("Last-Modified");
+        QCOMPARE(m_server->get(target, { since, "If-None-Match: \"other\"" }).status, 200);
+    }
+    void aFileIsContinuedByItsMark()
+    {
+        const QByteArray target = "/pool/main/big.deb";
+        const QByteArray mark = m_server->get(target).header("ETag");
+        QCOMPARE(m_server->get(target, { "Range: bytes=9-", "If-Range: " + mark }).status, 206);
+        QCOMPARE(m_server->get(target, { "Range: bytes=9-", "If-Range: \"other\"" }).status, 200);
+    }
+
     // -- paths
 
     void nothingElseIsThere_data()

@@ -251,6 +251,20 @@ private slots:
         QCOMPARE(server->get(target, { "Accept-Encoding: gzip" }).header("Pakmart-Statement"),
                  first);
     }
+    // So a client that has the reply already learns that it is still the store's.
+    void aStatementComesWithoutTheReplyToThoseWhoHaveIt()
+    {
+        const auto server = serve();
+        for (const QByteArray target : { "/agent/CAPIUpdateCatalog", "/getagentapi.php" }) {
+            const HttpReply whole = server->get(target);
+            const HttpReply same
+                = server->get(target, { "If-None-Match: " + whole.header("ETag") });
+            QCOMPARE(same.status, 304);
+            QCOMPARE(same.header("Pakmart-Statement"), whole.header("Pakmart-Statement"));
+        }
+        const QByteArray mark = server->get("/pool/main/InRelease").header("ETag");
+        QCOMPARE(server->get("/pool/main/InRelease", { "If-None-Match: " + mark }).status, 304);
+    }
     // From then on all replies have a later date, also those that have not changed.
     void aChangeOfTheStoreBeginsANewDate()
     {
