@@ -40,7 +40,7 @@ void BoxWatcher::Look(QDialog* box)
 {
     const QPointer<QDialog> alive(box);
     if (auto* report = qobject_cast<CDlgInstallComplete*>(box)) {
-        const bool failed = box->windowTitle().endsWith(QLatin1String("Failure"));
+        const bool failed = !box->property("succeeded").toBool();
         ReadOut(box->findChild<QPlainTextEdit*>()->toPlainText(), failed);
         Guard(report);
         Picture(box, failed ? "failure" : "success");
@@ -74,8 +74,7 @@ void BoxWatcher::Guard(CDlgInstallComplete* report)
     const QString program = report->Program();
     if (program.isEmpty() || IsProgramOf(m_products, program))
         return;
-    for (QPushButton* button : report->findChildren<QPushButton*>())
-        button->setEnabled(button->isEnabled() && button->text() != QLatin1String("Run It!"));
+    report->findChild<QPushButton*>(QStringLiteral("run"))->setEnabled(false);
     m_display.Complain(
         i18n("'Run It!' is switched off: no package of this product has the program %1",
              program.simplified()));

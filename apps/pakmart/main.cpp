@@ -53,8 +53,10 @@ void UseLanguage(const QStringList& words)
     std::setlocale(LC_ALL, "");
     KLocalizedString::setApplicationDomain(TRANSLATION_DOMAIN);
     const bool isForPrograms = words.contains(QLatin1String("--json"));
-    if (isForPrograms)
+    if (isForPrograms) {
         KLocalizedString::setLanguages({ QStringLiteral("en_US") });
+        qputenv("LANGUAGE", "en_US"); // for the worker program
+    }
     if (isForPrograms || HasPlainNumbers()) {
         QLocale plain = QLocale::c();
         plain.setNumberOptions(QLocale::OmitGroupSeparator);

@@ -11,6 +11,7 @@
 #include "db/listlock.h"
 #include "request/replydocument.h"
 #include "support/ctracer.h"
+#include "util/translated.h"
 #include "util/urlcodec.h"
 
 #include <QDomDocument>
@@ -237,13 +238,13 @@ void CAppInfo::GetAppInfo(QString& name, QString& message, QString& icon, QStrin
         if (!message.isEmpty())
             message += QLatin1String("\n");
         if (!name.isEmpty())
-            message += name + QLatin1String(" has been installed!\n\n");
+            message += Translated("%1 has been installed!\n\n").arg(name);
         if (!program.MenuPath().isEmpty()) {
-            message += QLatin1String("You can run it by:\n\n  - Clicking the link in ")
-                + program.MenuPath() + QLatin1Char('\n');
+            message += Translated("You can run it by:\n\n  - Clicking the link in %1\n")
+                           .arg(program.MenuPath());
             if (!path.isEmpty())
-                message += QLatin1String("  - Clicking the link in New Stuff on your desktop\n"
-                                         "  - Clicking the \"Run It!\" button below\n");
+                message += Translated("  - Clicking the link in New Stuff on your desktop\n"
+                                      "  - Clicking the \"Run It!\" button below\n");
         }
         if (icon.isEmpty())
             icon = program.SmallIcon();

@@ -4,5 +4,5 @@
 #
 # The texts of the library, which have the context "Pakmart" of Qt. tools/make-catalogs runs
 # this.
-$XGETTEXT -kQT_TRANSLATE_NOOP:2 -ktranslate:2 -kTr:1 ./*.cpp models/*.cpp \
+$XGETTEXT -kQT_TRANSLATE_NOOP:2 -ktranslate:2 -kTr:1 -kTranslated:1 ./*.cpp models/*.cpp ../catalog/*.cpp ../install/*.cpp ../request/*.cpp worker/*.cpp \
     -o "$podir/libvantrelagent.pot"

@@ -10,6 +10,7 @@
 #include "support/funkydate.h"
 #include "util/desktop.h"
 #include "util/paths.h"
+#include "util/translated.h"
 
 #include <QDomElement>
 #include <new>
@@ -78,10 +79,10 @@ void CAPIGetOSVer::onCanContinue(int nPackages, bool& bCanContinue)
     CTracer tracer("CAPIGetOSVer::onCanContinue");
     if (!bCanContinue)
         return;
-    const QString text = QStringLiteral(
+    const QString text = Translated(
         "An update for VantrelOS is available, do you want to update your system now?\n"
         "(You will be reminded later if you select No at this time.)");
-    const QString caption = QStringLiteral("Update Available");
+    const QString caption = Translated("Update Available");
     tracer.trace_out(QString(caption + QLatin1String(": ") + text).toStdString());
     bCanContinue = nPackages > 0 && okToDoUpdate(text, caption);
 }

@@ -9,6 +9,7 @@
 #include "install/failurereason.h"
 #include "support/ctracer.h"
 #include "util/standardoutput.h"
+#include "util/translated.h"
 
 #include <QDir>
 #include <QFile>
@@ -174,9 +175,9 @@ void CAPIGetPackageInfo::onSuccessfulTransfer(QDomElement* pElement)
     if (infos.empty()) {
         WriteLine(QStringLiteral("CAPIGetPackageInfo::onSuccessfulTransfer - there are no "
                                  "packages to install"));
-        const QString text = QStringLiteral("Pakmart encountered an error while requesting "
-                                            "information about the products(s) that you are "
-                                            "trying to install.");
+        const QString text = Translated("Pakmart encountered an error while requesting "
+                                        "information about the products(s) that you are "
+                                        "trying to install.");
         SetFailure(AgentError::ReplyNotUnderstood, text);
         emit ErroneousTransfer(text);
         return;

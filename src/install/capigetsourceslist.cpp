@@ -10,6 +10,7 @@
 #include "support/ctracer.h"
 #include "util/loginstall.h"
 #include "util/standardoutput.h"
+#include "util/translated.h"
 
 #include <algorithm>
 #include <fstream>
@@ -214,7 +215,7 @@ void CAPIGetSourcesList::onSuccessfulTransfer(QDomElement* pElement)
     if (lists.empty()) {
         m_bSucceeded = false;
         SetFailure(AgentError::ReplyNotUnderstood,
-                   QStringLiteral("The store server sent no list of package sources."));
+                   Translated("The store server sent no list of package sources."));
     }
     TreeLock tree(CRunAptGet::m_sAptGetDir);
     if (lists.empty() || d->m_bHasTree)

@@ -15,6 +15,7 @@
 #include "util/desktop.h"
 #include "util/paths.h"
 #include "util/standardoutput.h"
+#include "util/translated.h"
 
 #include <QApplication>
 #include <QPointer>
@@ -30,7 +31,7 @@ namespace
 // The text of the box after a failure: a heading and the error lines below it.
 QString FailureText(const AptGetMessages& errors)
 {
-    QString text = QStringLiteral("Pakmart failed to install this product.\n\n");
+    QString text = Translated("Pakmart failed to install this product.\n\n");
     for (const std::string& line : errors)
         text += QLatin1Char('\n') + QString::fromStdString(line);
     return text;
@@ -170,7 +171,7 @@ bool CAPIInstallPackages::Execute()
     if (!Begin())
         return false;
     const QPointer<CAPIInstallPackages> alive(this);
-    QString failure = QStringLiteral("There was an error installing this product.");
+    QString failure = Translated("There was an error installing this product.");
     const bool started = StartSequence(failure);
     // A request that gives up at once destroys this object, which has then emitted its
     // end.
@@ -289,8 +290,8 @@ bool CAPIInstallPackages::RequestAppInfo(QString& failure)
 {
     CAPIDownloadAppInfo* request = MakeAppInfoRequest();
     if (!request) {
-        failure = QStringLiteral("There was a memory allocation error while attempting to request "
-                                 "information from the VantrelNet server");
+        failure = Translated("There was a memory allocation error while attempting to request "
+                             "information from the VantrelNet server");
         return false;
     }
     connect(request, &CAPI::APIComplete, this, &CAPIInstallPackages::onAppInfoComplete);
@@ -324,8 +325,8 @@ void CAPIInstallPackages::onAppInfoComplete(bool ok)
         EndCancelled();
         return;
     }
-    const QString failure = QStringLiteral("Pakmart encountered an error while requesting some "
-                                           "information from the VantrelNet server.");
+    const QString failure = Translated("Pakmart encountered an error while requesting some "
+                                       "information from the VantrelNet server.");
     if (!ok) {
         GiveUp(failure, "CAPIInstallPackages - failed to retrieve app info");
         return;
@@ -362,8 +363,8 @@ bool CAPIInstallPackages::CalculateDependencies()
     CAPIGetPackageInfo* request = MakePackageInfoRequest();
     if (!request) {
         emit ErroneousTransfer(
-            QStringLiteral("There was a memory allocation error while attempting to request "
-                           "information from the VantrelNet."));
+            Translated("There was a memory allocation error while attempting to request "
+                       "information from the VantrelNet."));
         return false;
     }
     connect(request, &CAPI::APIComplete, this, &CAPIInstallPackages::onDependencyComplete);

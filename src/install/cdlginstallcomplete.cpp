@@ -7,6 +7,7 @@
 #include "support/ctracer.h"
 #include "util/paths.h"
 #include "util/standardoutput.h"
+#include "util/translated.h"
 
 #include <QPlainTextEdit>
 #include <QPushButton>
@@ -24,8 +25,9 @@ double ScaleFor(const QWidget& box)
 {
     const QFontMetrics font(box.font());
     int widest = 0;
-    for (const char* label : { "Details", "Run It!", "Close" })
-        widest = std::max(widest, font.horizontalAdvance(QLatin1String(label)));
+    for (const QString& label :
+         { Translated("Details"), Translated("Run It!"), Translated("Close") })
+        widest = std::max(widest, font.horizontalAdvance(label));
     return std::max({ 1.0, (widest + 10) / 70.0, (font.height() + 8) / 32.0 });
 }
 
@@ -51,24 +53,26 @@ CDlgInstallComplete::CDlgInstallComplete(QWidget* parent, const char* name, cons
     d->m_log = std::move(log);
     d->m_program = program;
     setObjectName(QString::fromUtf8(name));
+    setProperty("succeeded", success);
     setModal(true);
     d->m_scale = ScaleFor(*this);
     setFixedSize(Scaled(QRect(0, 0, 370, 220)).size());
-    setWindowTitle(success ? QStringLiteral("Pakmart - Installation Success")
-                           : QStringLiteral("Pakmart - Installation Failure"));
+    setWindowTitle(success ? Translated("Pakmart - Installation Success")
+                           : Translated("Pakmart - Installation Failure"));
 
     d->m_pEditBox = new QPlainTextEdit(this);
     d->m_pEditBox->setGeometry(Scaled(QRect(10, 10, 350, 158)));
     d->m_pEditBox->setReadOnly(true);
     d->m_pEditBox->setPlainText(QString::fromUtf8(text));
-    d->m_pBtnDetails = MakeButton(QStringLiteral("Details"), 10);
-    d->m_pBtnRun = MakeButton(QStringLiteral("Run It!"), 210);
-    d->m_pBtnClose = MakeButton(QStringLiteral("Close"), 290);
+    d->m_pBtnDetails = MakeButton(Translated("Details"), 10);
+    d->m_pBtnRun = MakeButton(Translated("Run It!"), 210);
+    d->m_pBtnClose = MakeButton(Translated("Close"), 290);
     connect(d->m_pBtnClose, &QPushButton::clicked, this, &CDlgInstallComplete::onClose);
     connect(d->m_pBtnDetails, &QPushButton::clicked, this, &CDlgInstallComplete::onDetails);
     connect(d->m_pBtnRun, &QPushButton::clicked, this, &CDlgInstallComplete::onRun);
 
     d->m_pBtnDetails->setHidden(d->m_log.empty());
+    d->m_pBtnRun->setObjectName(QStringLiteral("run"));
     d->m_pBtnRun->setHidden(!success || d->m_program.isEmpty());
 }
 
@@ -98,8 +102,7 @@ void CDlgInstallComplete::onDetails()
     std::string log;
     for (const std::string& line : d->m_log)
         log += line + '\n';
-    d->m_pEditBox->setPlainText(d->m_pEditBox->toPlainText()
-                                + QLatin1String("\n\nInstallation Log\n")
+    d->m_pEditBox->setPlainText(d->m_pEditBox->toPlainText() + Translated("\n\nInstallation Log\n")
                                 + QString::fromStdString(log));
     d->m_pBtnDetails->setEnabled(false);
 }

@@ -12,6 +12,7 @@
 #include "support/ctracer.h"
 #include "util/loginstall.h"
 #include "util/paths.h"
+#include "util/translated.h"
 
 #include <QApplication>
 #include <QDialog>
@@ -27,7 +28,7 @@ using namespace Agent;
 namespace
 {
 
-const char* const settingUp = "Setting up Pakmart\nPlease wait\n";
+const char* const settingUp = QT_TRANSLATE_NOOP("Pakmart", "Setting up Pakmart\nPlease wait\n");
 
 QString Blanks(int n)
 {
@@ -53,7 +54,7 @@ QSize UpdateBoxSize(const QDialog& dialog)
     const int text = 2 * font.lineSpacing() + font.height() - 2 * spare;
     const double lines = double(text) / (plain.height() - 23);
     const double words
-        = (font.horizontalAdvance(QStringLiteral("Setting up Pakmart")) + 20.0) / plain.width();
+        = (font.horizontalAdvance(Translated("Setting up Pakmart")) + 20.0) / plain.width();
     return plain * std::max({ 1.0, lines, words });
 }
 
@@ -92,10 +93,10 @@ void CRunAptGet::onRunAptGetUpdate(bool deps)
     QDialog dialog(nullptr);
     dialog.setSizeGripEnabled(false);
     dialog.setFixedSize(UpdateBoxSize(dialog));
-    dialog.setWindowTitle(QStringLiteral("Setting up Pakmart"));
+    dialog.setWindowTitle(Translated("Setting up Pakmart"));
     QLabel label(&dialog);
     label.setGeometry(0, 0, dialog.width(), dialog.height() - dialog.height() * 23 / 80);
-    label.setText(QLatin1String(settingUp));
+    label.setText(Translated(settingUp));
     label.setIndent(10);
     label.setAlignment(Qt::AlignCenter);
     label.show();
@@ -177,5 +178,5 @@ void CRunAptGet::onAptGetUpdateTimer()
     if (!d->m_pUpdateLabel)
         return;
     counter = (counter + 1) % 20;
-    d->m_pUpdateLabel->setText(QLatin1String(settingUp) + Marker(counter));
+    d->m_pUpdateLabel->setText(Translated(settingUp) + Marker(counter));
 }

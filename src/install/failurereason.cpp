@@ -3,6 +3,8 @@
 
 #include "install/failurereason.h"
 
+#include "util/translated.h"
+
 #include <algorithm>
 #include <iterator>
 
@@ -123,7 +125,7 @@ FailureReason ReasonOfNoFiles(const AptGetMessages& lines)
         || LineWith(lines, "0 upgraded, 0 newly installed"))
         return Reason(AgentError::NothingToDo, LinesAsText(lines));
     return { AgentError::PackageToolsFailed,
-             QStringLiteral("The package tools of the system named no file to download."),
+             Translated("The package tools of the system named no file to download."),
              LinesAsText(lines) };
 }
 

@@ -3,6 +3,8 @@
 
 #include "request/agenterror.h"
 
+#include "util/translated.h"
+
 #include <iterator>
 
 namespace
@@ -18,63 +20,63 @@ struct Row {
 const Row rows[] = {
     { AgentError::NoFailure, "none", "" },
     { AgentError::ServerUnreachable, "server-unreachable",
-      "The store server cannot be reached." },
+      QT_TRANSLATE_NOOP("Pakmart", "The store server cannot be reached.") },
     { AgentError::TimedOut, "timed-out",
-      "The store server did not answer in time." },
+      QT_TRANSLATE_NOOP("Pakmart", "The store server did not answer in time.") },
     { AgentError::Cancelled, "cancelled",
-      "This was cancelled." },
+      QT_TRANSLATE_NOOP("Pakmart", "This was cancelled.") },
     { AgentError::UnknownFunction, "unknown-function",
-      "The store server does not offer this function." },
+      QT_TRANSLATE_NOOP("Pakmart", "The store server does not offer this function.") },
     { AgentError::BadAddress, "bad-address",
-      "The address of the store server is not valid." },
+      QT_TRANSLATE_NOOP("Pakmart", "The address of the store server is not valid.") },
     { AgentError::Locked, "locked",
-      "Another request to the store server has to finish first. Please try again." },
+      QT_TRANSLATE_NOOP("Pakmart", "Another request to the store server has to finish first. Please try again.") },
     { AgentError::RefusedByServer, "refused-by-server",
-      "The store server refused this request." },
+      QT_TRANSLATE_NOOP("Pakmart", "The store server refused this request.") },
     { AgentError::ServerFailed, "server-failed",
-      "The store server reported an error of its own." },
+      QT_TRANSLATE_NOOP("Pakmart", "The store server reported an error of its own.") },
     { AgentError::RedirectRefused, "redirect-refused",
-      "The store server led to an address that is not safe to follow." },
+      QT_TRANSLATE_NOOP("Pakmart", "The store server led to an address that is not safe to follow.") },
     { AgentError::ReplyNotUnderstood, "reply-not-understood",
-      "The reply of the store server could not be understood." },
+      QT_TRANSLATE_NOOP("Pakmart", "The reply of the store server could not be understood.") },
     { AgentError::ReplyTooLarge, "reply-too-large",
-      "The reply of the store server is too large." },
+      QT_TRANSLATE_NOOP("Pakmart", "The reply of the store server is too large.") },
     { AgentError::CannotWrite, "cannot-write",
-      "A file could not be written." },
+      QT_TRANSLATE_NOOP("Pakmart", "A file could not be written.") },
     { AgentError::NoDiskSpace, "no-disk-space",
-      "There is not enough room on the disk." },
+      QT_TRANSLATE_NOOP("Pakmart", "There is not enough room on the disk.") },
     { AgentError::UnknownProduct, "unknown-product",
-      "The store does not have this product." },
+      QT_TRANSLATE_NOOP("Pakmart", "The store does not have this product.") },
     { AgentError::NothingToDo, "nothing-to-do",
-      "There is nothing to do: this is installed already." },
+      QT_TRANSLATE_NOOP("Pakmart", "There is nothing to do: this is installed already.") },
     { AgentError::Declined, "declined",
-      "This was not done, since it was not agreed to." },
+      QT_TRANSLATE_NOOP("Pakmart", "This was not done, since it was not agreed to.") },
     { AgentError::DependencyError, "dependency-error",
-      "Packages that this product needs cannot be installed." },
+      QT_TRANSLATE_NOOP("Pakmart", "Packages that this product needs cannot be installed.") },
     { AgentError::WouldRemove, "would-remove",
-      "Other packages would have to be removed." },
+      QT_TRANSLATE_NOOP("Pakmart", "Other packages would have to be removed.") },
     { AgentError::HashMismatch, "hash-mismatch",
-      "A downloaded package is not the one that the store describes." },
+      QT_TRANSLATE_NOOP("Pakmart", "A downloaded package is not the one that the store describes.") },
     { AgentError::DownloadFailed, "download-failed",
-      "A package could not be downloaded." },
+      QT_TRANSLATE_NOOP("Pakmart", "A package could not be downloaded.") },
     { AgentError::RefusedName, "refused-name",
-      "This is not the name of a package." },
+      QT_TRANSLATE_NOOP("Pakmart", "This is not the name of a package.") },
     { AgentError::LockHeld, "lock-held",
-      "Another program is installing or removing software at the moment." },
+      QT_TRANSLATE_NOOP("Pakmart", "Another program is installing or removing software at the moment.") },
     { AgentError::RefreshFailed, "refresh-failed",
-      "The lists of packages could not be refreshed." },
+      QT_TRANSLATE_NOOP("Pakmart", "The lists of packages could not be refreshed.") },
     { AgentError::PackageToolsMissing, "package-tools-missing",
-      "The package tools of the system cannot be started." },
+      QT_TRANSLATE_NOOP("Pakmart", "The package tools of the system cannot be started.") },
     { AgentError::PackageToolsFailed, "package-tools-failed",
-      "The package tools of the system reported an error." },
+      QT_TRANSLATE_NOOP("Pakmart", "The package tools of the system reported an error.") },
     { AgentError::BadHomeFolder, "bad-home-folder",
-      "The home folder cannot hold the package lists of the store." },
+      QT_TRANSLATE_NOOP("Pakmart", "The home folder cannot hold the package lists of the store.") },
     { AgentError::NotPermitted, "not-permitted",
-      "You do not have the permission to do this." },
+      QT_TRANSLATE_NOOP("Pakmart", "You do not have the permission to do this.") },
     { AgentError::ReplyNotTrusted, "reply-not-trusted",
-      "The reply of the store server is not signed as this machine requires." },
+      QT_TRANSLATE_NOOP("Pakmart", "The reply of the store server is not signed as this machine requires.") },
     { AgentError::Other, "other",
-      "Something went wrong." },
+      QT_TRANSLATE_NOOP("Pakmart", "Something went wrong.") },
 };
 // clang-format on
 
@@ -97,5 +99,5 @@ QString AgentError::Name(Code nCode)
 
 QString AgentError::Sentence(Code nCode)
 {
-    return QString::fromLatin1(RowOf(nCode).sentence);
+    return *RowOf(nCode).sentence ? Agent::Translated(RowOf(nCode).sentence) : QString();
 }

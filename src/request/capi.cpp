@@ -15,6 +15,7 @@
 #include "util/logrequest.h"
 #include "util/paths.h"
 #include "util/standardoutput.h"
+#include "util/translated.h"
 
 #include <KIO/Job>
 #include <KIO/TransferJob>
@@ -27,18 +28,18 @@ namespace
 
 QString NoURLText()
 {
-    return QStringLiteral("Pakmart was unable to connect to the VantrelNet server.\n"
-                          "If you continue to get this message, please use Pakmart "
-                          "to check for available system updates.");
+    return Translated("Pakmart was unable to connect to the VantrelNet server.\n"
+                      "If you continue to get this message, please use Pakmart "
+                      "to check for available system updates.");
 }
 
 QString NoJobText()
 {
-    return QStringLiteral("Unable to connect to the VantrelNet server.\n"
-                          "Either the server is currently unavailable, "
-                          "or your computer is not connected to the internet.\n"
-                          "Please check your internet connection and try again "
-                          "in a few moments.");
+    return Translated("Unable to connect to the VantrelNet server.\n"
+                      "Either the server is currently unavailable, "
+                      "or your computer is not connected to the internet.\n"
+                      "Please check your internet connection and try again "
+                      "in a few moments.");
 }
 
 } // namespace
@@ -191,7 +192,7 @@ unsigned CAPI::AbortCount()
 
 QString CAPI::InterruptedText()
 {
-    return QStringLiteral("Communication with the VantrelNet server was interrupted.");
+    return Translated("Communication with the VantrelNet server was interrupted.");
 }
 
 // Shows no box: the caller knows, and a box would delay the end.
@@ -224,8 +225,8 @@ bool CAPI::CancelTransfer()
 
 QString CAPI::LockedText()
 {
-    return QStringLiteral("Communication with the VantrelNet server has been "
-                          "temporarily disabled.  Please try again in a few moments.");
+    return Translated("Communication with the VantrelNet server has been "
+                      "temporarily disabled.  Please try again in a few moments.");
 }
 
 void CAPI::SetFailure(AgentError::Code nCode, const QString& sSentence, const QString& sDetails)

@@ -16,6 +16,7 @@
 #include "util/logrequest.h"
 #include "util/paths.h"
 #include "util/standardoutput.h"
+#include "util/translated.h"
 #include "util/vendor.h"
 
 #include <KIO/Global>
@@ -50,15 +51,15 @@ QString ClassName(const QObject* object)
 QString FormatText()
 {
     const CConfigFile settings(SettingsFile(), false);
-    return QLatin1String("Pakmart successfully contacted the "
-                         "VantrelNet server; however, the response "
-                         "from the server is not in an understandable "
-                         "format.\n\n"
-                         "If you continue to get this message, please "
-                         "visit ")
-        + QString::fromStdString(settings.GetStringValue("support web site", VendorSupportSite))
-        + QLatin1String(" for further "
-                        "assistance.");
+    return Translated("Pakmart successfully contacted the "
+                      "VantrelNet server; however, the response "
+                      "from the server is not in an understandable "
+                      "format.\n\n"
+                      "If you continue to get this message, please "
+                      "visit %1 for further "
+                      "assistance.")
+        .arg(
+            QString::fromStdString(settings.GetStringValue("support web site", VendorSupportSite)));
 }
 
 // Takes a document apart from its leaves up while processing events; its destructor
@@ -316,7 +317,7 @@ void CAPI::onFailedTransfer(QDomElement* pElement)
     NoteRefusal(*pElement);
     WriteLine(ClassName(this) + QLatin1String(" - api failure = ") + pElement->attribute(msg));
     if (!m_bSilent)
-        ShowErrorBox(pElement->attribute(msg, QStringLiteral("Unspecified API error")));
+        ShowErrorBox(pElement->attribute(msg, Translated("Unspecified API error")));
     m_bSucceeded = false;
 }
 

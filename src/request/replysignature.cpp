@@ -7,6 +7,7 @@
 #include "base/storesettings.h"
 #include "util/eventwait.h"
 #include "util/paths.h"
+#include "util/translated.h"
 
 #include <KIO/Job>
 #include <KIO/TransferJob>
@@ -110,8 +111,8 @@ SignatureFault CheckSignature(const QFile& reply, const QString& sURL, const QSt
     if (ended && !code.isEmpty() && !sentence.isEmpty())
         return { code, sentence };
     return { QStringLiteral("not-checked"),
-             QStringLiteral("The signature of the store's reply could not be checked. Please check "
-                            "that the package vos-apt-get is installed, and try again.") };
+             Translated("The signature of the store's reply could not be checked. Please check "
+                        "that the package vos-apt-get is installed, and try again.") };
 }
 
 } // namespace Agent

@@ -263,6 +263,22 @@ private slots:
         }
     }
 
+    // Its reason comes from the worker program.
+    void aStoreThatIsAwayIsReportedInTheLanguageOfTheReader()
+    {
+        serverIs(QStringLiteral("http://127.0.0.1:9"));
+        const Result shown = inGerman("update");
+        const Result read = run(german(), split("update --json")),
+                     usual = run({}, split("update --json"));
+        serverIs(m_server->url());
+        QVERIFY2(shown.err.contains(QStringLiteral("Der Server des Ladens ist nicht erreichbar.")),
+                 qPrintable(shown.err));
+        QCOMPARE(shown.status, 1);
+        QCOMPARE(read.out, usual.out);
+        QCOMPARE(read.err, usual.err);
+        QVERIFY(usual.out.contains(QStringLiteral("cannot be reached")));
+    }
+
     void nothingIsTranslatedInTheCLocale()
     {
         Variables here = german();

@@ -12,6 +12,7 @@
 #include <Pakmart/Plan>
 #include <QtTest>
 #include <clocale>
+#include <vantrelagent/request/agenterror.h>
 
 using namespace Pakmart;
 
@@ -41,6 +42,15 @@ private slots:
         QCOMPARE(Error::sentence(Error::NotInstalled),
                  QStringLiteral("Das Paket ist nicht installiert."));
         QCOMPARE(Error::sentence(Error::NoError), QString());
+    }
+    void sentencesOfRequestsToo()
+    {
+        QCOMPARE(AgentError::Sentence(AgentError::ServerUnreachable),
+                 QStringLiteral("Der Server des Ladens ist nicht erreichbar."));
+        QCOMPARE(AgentError::Sentence(AgentError::NoFailure), QString());
+        KLocalizedString::setLanguages({ QStringLiteral("eo") });
+        QCOMPARE(AgentError::Sentence(AgentError::ServerUnreachable),
+                 QStringLiteral("The store server cannot be reached."));
     }
     void argumentsAreFilledInAfterwards()
     {

@@ -6,6 +6,7 @@
 #include "host/worker/tasks.h"
 
 #include <KIO/Job>
+#include <QCoreApplication>
 #include <QDomElement>
 #include <QFileInfo>
 #include <QJsonArray>
@@ -206,7 +207,8 @@ public:
     bool WaitForOtherUpdate() override
     {
         if (!m_waits)
-            m_report.waits(QStringLiteral("Waiting for another update of the catalog to end"));
+            m_report.waits(QCoreApplication::translate(
+                "Pakmart", "Waiting for another update of the catalog to end"));
         m_waits = true;
         return CAPIUpdateCatalog::WaitForOtherUpdate() && !IsStopped();
     }
