@@ -7,6 +7,7 @@
 #include "stanza.h"
 
 #include <algorithm>
+#include <ctime>
 #include <iostream>
 
 using namespace Agent;
@@ -146,6 +147,14 @@ void AnswerCatalog(const AgentRequest& request, Reply& reply)
     reply.Close();
 }
 
+void Require(const PersonalFault& fault)
+{
+    if (fault.kind == PersonalFault::Kind::Away)
+        throw AwayError(fault.text);
+    if (fault)
+        throw StoreError(fault.text);
+}
+
 // CAPISetOEMInfo, ?id=IDENTIFIER: which system builder a machine comes from.
 void AnswerOEMInfo(const AgentRequest& request, Reply&)
 {
@@ -155,7 +164,7 @@ void AnswerOEMInfo(const AgentRequest& request, Reply&)
     const std::string& id = ids.front().decoded;
     if (id.size() > longestId || TextFault(id) || id.find_first_of("\t\n") != std::string::npos)
         throw RequestError("Not an identifier of a system builder: " + Quoted(id));
-    request.store.AddRegistration(id);
+    Require(request.personal.AddRegistration({ std::time(nullptr), id }));
 }
 
 // CAPIGetOSVer, without parameters: the packages of the operating system that have
@@ -238,9 +247,10 @@ void AnswerPackageInfo(const AgentRequest& request, Reply& reply)
 // CAPISyncMyMachine, without parameters: the applications of a machine's account.
 void AnswerProfile(const AgentRequest& request, Reply& reply)
 {
-    const auto profile = request.store.GetProfile();
+    Profile profile;
+    Require(request.personal.ReadProfile(theAccount, profile));
     reply.Open("profile");
-    for (const Application& application : *profile) {
+    for (const Application& application : profile) {
         reply.Open("application");
         reply.Text("name", application.name);
         reply.Text("packagename", application.package);

@@ -11,17 +11,26 @@
 #pragma once
 
 #include "httpmessage.h"
+#include "personaldata.h"
 #include "reply.h"
 #include "store.h"
 
 #include <map>
+#include <stdexcept>
 #include <string>
 
 struct AgentRequest {
     const Query& query;
     const std::string& address; // of this server as the client sees it: http://HOST:PORT
     Store& store;
+    PersonalData& personal;
     bool isSigned; // whether the repositories are
+};
+
+// What a reply needs cannot be had now, but may be a little later.
+class AwayError : public std::runtime_error
+{
+    using runtime_error::runtime_error;
 };
 
 // Throws RequestError for what cannot be answered.
@@ -40,5 +49,5 @@ std::map<std::string, Function>& Functions();
 Function FindFunction(const std::string& path);
 
 // The whole reply document. What cannot be answered is a call that failed, and so is a
-// broken store.
+// broken store. Throws AwayError.
 std::string Answer(Handler handler, const AgentRequest& request);

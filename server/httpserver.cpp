@@ -88,10 +88,11 @@ std::size_t MostConnections()
 
 } // namespace
 
-HttpServer::HttpServer(Store& store, const ServerOptions& options, SignedPool* signedPool,
-                       AccessLog* log)
-    : m_store(store), m_signedPool(signedPool), m_log(log), m_options(options),
-      m_guests(std::size_t(options.perAddress)), m_waiting(MostConnections(), mostWeight)
+HttpServer::HttpServer(Store& store, PersonalData& personal, const ServerOptions& options,
+                       SignedPool* signedPool, AccessLog* log)
+    : m_store(store), m_personal(personal), m_signedPool(signedPool), m_log(log),
+      m_options(options), m_guests(std::size_t(options.perAddress)),
+      m_waiting(MostConnections(), mostWeight)
 {
     if (!options.certificate.empty())
         m_tls.emplace(options.certificate, options.key);
@@ -272,7 +273,8 @@ void HttpServer::CallFunction(const std::string& path, const std::string& query,
         const Query parameters(query);
         const std::string here = Address(request);
         const auto answer = [&] {
-            return Answer(function.handler, { parameters, here, m_store, m_signedPool != nullptr });
+            return Answer(function.handler,
+                          { parameters, here, m_store, m_personal, m_signedPool != nullptr });
         };
         if (!function.isSameForAll || !ReplyShared(path, answer, reply))
             reply.SetBody(answer(), xmlType);
@@ -286,5 +288,8 @@ void HttpServer::CallFunction(const std::string& path, const std::string& query,
     } catch (const RequestError& error) {
         reply.status = 400;
         reply.SetBody(FailedReply(error.what()), xmlType);
+    } catch (const AwayError& error) {
+        std::cerr << std::string("pakmart-storeserver: ") + error.what() + '\n';
+        reply = Busy();
     }
 }

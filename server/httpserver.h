@@ -15,6 +15,7 @@
 #include "httpmessage.h"
 #include "keptreplies.h"
 #include "options.h"
+#include "personaldata.h"
 #include "signedpool.h"
 #include "store.h"
 #include "tls.h"
@@ -32,7 +33,8 @@ public:
     // Throws StoreError if the certificate or the key cannot be used.
     // `signedPool` has the signed files; null if nothing is signed. `log` gets the requests;
     // it may be null too.
-    HttpServer(Store& store, const ServerOptions& options, SignedPool* signedPool, AccessLog* log);
+    HttpServer(Store& store, PersonalData& personal, const ServerOptions& options,
+               SignedPool* signedPool, AccessLog* log);
 
     // The port it is bound to; 0 when that failed, with errno.
     int Bind();
@@ -57,6 +59,7 @@ private:
     std::string Address(const HttpRequest& request) const;
 
     Store& m_store;
+    PersonalData& m_personal;
     SignedPool* const m_signedPool;
     KeptReplies m_kept;
     AccessLog* const m_log;

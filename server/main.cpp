@@ -6,6 +6,7 @@
 #include "accesslog.h"
 #include "httpserver.h"
 #include "options.h"
+#include "personalfiles.h"
 #include "signedpool.h"
 #include "signer.h"
 #include "store.h"
@@ -65,6 +66,9 @@ int Serve(const ServerOptions& options)
 {
     Store store(options.store);
     store.Check();
+    PersonalFiles personal(options.store);
+    if (const PersonalFault fault = personal.Check())
+        throw StoreError(fault.text);
     std::optional<Signer> signer;
     std::optional<SignedPool> signedPool;
     if (!options.signKey.empty()) {
@@ -76,7 +80,8 @@ int Serve(const ServerOptions& options)
     if (!options.accessLog.empty())
         log.emplace(options.accessLog);
     const sigset_t signals = HoldSignals(log.has_value());
-    HttpServer server(store, options, signedPool ? &*signedPool : nullptr, log ? &*log : nullptr);
+    HttpServer server(store, personal, options, signedPool ? &*signedPool : nullptr,
+                      log ? &*log : nullptr);
     errno = 0;
     const int port = server.Bind();
     if (port == 0)

@@ -216,6 +216,17 @@ Profile ParseProfile(const std::string& text, const std::string& path)
     return profile;
 }
 
+std::string ProfileText(const Profile& profile)
+{
+    std::string text;
+    for (const Application& application : profile) {
+        text += text.empty() ? "" : "\n";
+        text += "Serial: " + std::to_string(application.serial) + "\nName: "
+            + Continued(application.name) + "\nPackage: " + Continued(application.package) + '\n';
+    }
+    return text;
+}
+
 namespace
 {
 

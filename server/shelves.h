@@ -5,6 +5,8 @@
 
 #pragma once
 
+#include "personaldata.h"
+
 #include <map>
 #include <string>
 #include <utility>
@@ -70,15 +72,8 @@ Aisles ParseAisles(const std::string& text, const std::string& path);
 // The optional file `profile`: the applications of the client's account. This server has
 // only one account.
 
-struct Application {
-    long serial = 0;
-    std::string name;
-    std::string package;
-};
-
-using Profile = std::vector<Application>;
-
 Profile ParseProfile(const std::string& text, const std::string& path);
+std::string ProfileText(const Profile& profile); // as ParseProfile reads it
 
 // The file `sources`: the lines that clients put into their private lists of package
 // sources, one stanza for each.

@@ -7,27 +7,13 @@
 
 #include <cerrno>
 #include <cstring>
-#include <ctime>
 #include <dirent.h>
-#include <fcntl.h>
 #include <unistd.h>
 
 using namespace Agent;
 
 namespace
 {
-
-const off_t mostRegistrations = 64 * 1024 * 1024; // bytes
-
-std::string Now()
-{
-    const std::time_t now = std::time(nullptr);
-    std::tm utc;
-    char text[32] = "";
-    if (gmtime_r(&now, &utc))
-        std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &utc);
-    return text;
-}
 
 std::vector<std::string> RepositoryNames(const std::string& pool)
 {
@@ -51,10 +37,9 @@ bool IsRepositoryName(const std::string& name)
 }
 
 Store::Store(const std::string& folder)
-    : m_folder(folder), m_pool(folder + "/pool"), m_products(folder, "products", ParseProducts),
+    : m_pool(folder + "/pool"), m_products(folder, "products", ParseProducts),
       m_sources(folder, "sources", ParseSources), m_updates(folder, "updates", ParseUpdates),
-      m_categories(folder, "categories", ParseCategories), m_aisles(folder, "aisles", ParseAisles),
-      m_profile(folder, "profile", ParseProfile)
+      m_categories(folder, "categories", ParseCategories), m_aisles(folder, "aisles", ParseAisles)
 {
 }
 
@@ -65,15 +50,13 @@ void Store::Check()
     GetUpdates();
     GetCategories();
     GetAisles();
-    GetProfile();
     for (const auto& [name, index] : GetRepositories())
         ArchivesOf(name);
 }
 
 StoreState Store::GetState()
 {
-    StoreState state{ GetProducts(),   GetSources(), GetUpdates(),
-                      GetCategories(), GetAisles(),  GetProfile() };
+    StoreState state{ GetProducts(), GetSources(), GetUpdates(), GetCategories(), GetAisles() };
     for (const auto& [name, index] : GetRepositories())
         state.push_back(index);
     return state;
@@ -102,22 +85,4 @@ std::string Store::ArchivesOf(const std::string& repository)
         location = std::make_unique<CachedFile<std::string>>(m_pool, repository + "/Location",
                                                              ParseLocation);
     return *location->GetIfThere();
-}
-
-void Store::AddRegistration(const std::string& id) const
-{
-    const std::string name = m_folder + "/registrations";
-    const Descriptor file(
-        open(name.c_str(), O_WRONLY | O_APPEND | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC));
-    if (!file && errno == ENOENT)
-        return;
-    struct stat info = {};
-    if (!file || fstat(file.Get(), &info) != 0)
-        throw StoreError(name + ": " + std::strerror(errno));
-    if (!S_ISREG(info.st_mode) || info.st_size >= mostRegistrations)
-        throw StoreError(name + ": this is not a regular file, or it is full");
-    // One call, so that lines from several threads are not mixed.
-    const std::string line = Now() + ' ' + id + '\n';
-    if (write(file.Get(), line.data(), line.size()) != ssize_t(line.size()))
-        throw StoreError(name + ": a registration could not be written");
 }

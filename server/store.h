@@ -6,14 +6,14 @@
 //     products              the products
 //     sources               the sources lists
 //     updates               the updates of the system, if any
-//     categories, aisles, profile   how it presents its products, if any
-//     registrations         is written to, if it exists
+//     categories, aisles    how it presents its products, if any
 //     pool/NAME/Packages    the index of the repository NAME
 //     pool/NAME/Location    where its archives are, if not here
 //     pool/NAME/...         its archives
 //
-// shelves.h reads the first six, pool.h the pool. All functions may be called from
-// several threads, and throw StoreError when a file that they need is missing or invalid.
+// shelves.h reads the first five, pool.h the pool; personalfiles.h has the other files. All
+// functions may be called from several threads, and throw StoreError when a file that they need is
+// missing or invalid.
 
 #pragma once
 
@@ -49,7 +49,6 @@ public:
     std::shared_ptr<const Updates> GetUpdates() { return m_updates.GetIfThere(); }
     std::shared_ptr<const Categories> GetCategories() { return m_categories.GetIfThere(); }
     std::shared_ptr<const Aisles> GetAisles() { return m_aisles.GetIfThere(); }
-    std::shared_ptr<const Profile> GetProfile() { return m_profile.GetIfThere(); }
 
     // The repositories by the names of their folders: those that have an index.
     Repositories GetRepositories();
@@ -61,27 +60,15 @@ public:
     // they are in this pool.
     std::string ArchivesOf(const std::string& repository);
 
-    // Appends a line to `registrations` if that file exists: the store's keeper makes it,
-    // empty, to record the calls. Each line is from a machine that reported its system
-    // builder,
-    //
-    //     2026-01-31T12:00:00Z 0000000042
-    //
-    // `id` is text without line ends. Throws StoreError too when the file has reached its
-    // limit of 64 MB.
-    void AddRegistration(const std::string& id) const;
-
     const std::string& PoolFolder() const { return m_pool; }
 
 private:
-    const std::string m_folder;
     const std::string m_pool;
     CachedFile<Products> m_products;
     CachedFile<std::vector<SourcesList>> m_sources;
     CachedFile<Updates> m_updates;
     CachedFile<Categories> m_categories;
     CachedFile<Aisles> m_aisles;
-    CachedFile<Profile> m_profile;
     std::mutex m_mutex; // for the maps, not for what is in them
     std::map<std::string, std::unique_ptr<CachedFile<PackageIndex>>> m_indexes;
     std::map<std::string, std::unique_ptr<CachedFile<std::string>>> m_locations;

@@ -5,6 +5,7 @@
 
 #include "base/text.h"
 #include "filesum.h"
+#include "personalfiles.h"
 #include "pool.h"
 #include "stanza.h"
 #include "store.h"
@@ -66,7 +67,8 @@ StoreReport Checker::Check()
 {
     CheckShelves();
     Try([this] { m_store.GetUpdates(); });
-    Try([this] { m_store.GetProfile(); });
+    if (const PersonalFault fault = PersonalFiles(m_folder).Check())
+        m_report.refused.push_back(fault.text);
     CheckPool();
     CheckSources();
     struct stat info = {};
