@@ -3,13 +3,16 @@
 
 // Personal data is the same wherever it is kept: each function runs on every engine.
 
+#include "common/postgresql.h"
 #include "personalfiles.h"
 #include "server/serverprocess.h"
+#include "sqlpersonaldata.h"
 
 #include <QFile>
 #include <QTemporaryDir>
 #include <QtTest>
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <memory>
 #include <thread>
@@ -44,7 +47,19 @@ class PersonalDataTest : public QObject
 
 private:
     std::unique_ptr<QTemporaryDir> m_dir;
+    std::unique_ptr<PostgreSql> m_postgresql;
+    int m_number = 0; // of the test's database
 
+    // One for each function: PostgreSQL's is made here.
+    SqlSource source(const QString& engine) const
+    {
+        if (engine == QLatin1String("sqlite"))
+            return { SqlSource::Engine::Sqlite, path("personal.sqlite") };
+        const QByteArray name = "test" + QByteArray::number(m_number);
+        m_postgresql->makeDatabase(name.constData()); // unless it is there
+        return { SqlSource::Engine::PostgreSql,
+                 m_postgresql->place(name.constData()).toStdString() };
+    }
     std::string path(const char* name) const
     {
         return m_dir->filePath(QLatin1String(name)).toStdString();
@@ -58,12 +73,21 @@ private:
                 qFatal("cannot make a file");
             return std::make_unique<PersonalFiles>(m_dir->path().toStdString());
         }
-        qFatal("no such engine");
+        auto data = std::make_unique<SqlPersonalData>(source(engine));
+        if (const PersonalFault fault = data->Prepare())
+            qWarning("%s", fault.text.c_str());
+        return data;
     }
     static void addEngines()
     {
         QTest::addColumn<QString>("engine");
-        for (const char* engine : { "files" })
+        for (const char* engine : { "files", "sqlite", "postgresql" })
+            QTest::newRow(engine) << QString::fromLatin1(engine);
+    }
+    static void addDatabases()
+    {
+        QTest::addColumn<QString>("engine");
+        for (const char* engine : { "sqlite", "postgresql" })
             QTest::newRow(engine) << QString::fromLatin1(engine);
     }
     static Profile profile(PersonalData& data, const std::string& account = theAccount)
@@ -84,7 +108,21 @@ private:
     }
 
 private slots:
-    void init() { m_dir = std::make_unique<QTemporaryDir>(); }
+    void initTestCase()
+    {
+        m_postgresql = std::make_unique<PostgreSql>(QString::fromLocal8Bit(qgetenv("TEST_DIR"))
+                                                    + QLatin1String("/postgresql"));
+        if (PostgreSql::isThere())
+            QVERIFY2(m_postgresql->start(), m_postgresql->log());
+    }
+    void cleanupTestCase() { m_postgresql.reset(); }
+    void init()
+    {
+        m_dir = std::make_unique<QTemporaryDir>();
+        ++m_number;
+        if (QByteArray(QTest::currentDataTag()).startsWith("postgresql") && !PostgreSql::isThere())
+            QSKIP("PostgreSQL is not there");
+    }
     void cleanup() { m_dir.reset(); }
 
     void nothingIsThereAtFirst_data() { addEngines(); }
@@ -152,6 +190,162 @@ private slots:
         const QStringList lines = registrations(*data);
         QCOMPARE(lines.size(), 40);
         QCOMPARE(QSet<QString>(lines.begin(), lines.end()).size(), 40);
+    }
+
+    void serversThatStartAtOnceMakeTheTablesOnce_data() { addDatabases(); }
+    void serversThatStartAtOnceMakeTheTablesOnce()
+    {
+        QFETCH(QString, engine);
+        const SqlSource place = source(engine);
+        std::array<QByteArray, 6> faults;
+        std::vector<std::thread> servers;
+        for (QByteArray& fault : faults)
+            servers.emplace_back([&] { fault = Text(SqlPersonalData(place).Prepare()); });
+        for (std::thread& server : servers)
+            server.join();
+        for (const QByteArray& fault : faults)
+            QCOMPARE(fault, QByteArray());
+        QCOMPARE(Text(SqlPersonalData(place).Check()), QByteArray());
+    }
+
+    void tablesOfALaterServerAreLeftAlone_data() { addDatabases(); }
+    void tablesOfALaterServerAreLeftAlone()
+    {
+        QFETCH(QString, engine);
+        const SqlSource place = source(engine);
+        QCOMPARE(Text(open(engine)->WriteProfile(theAccount, twoApplications)), QByteArray());
+        SqlConnection(place).Do("INSERT INTO schema_version (version) VALUES (99)");
+        const PersonalFault fault = SqlPersonalData(place).Prepare();
+        QCOMPARE(int(fault.kind), int(PersonalFault::Kind::Broken));
+        QVERIFY2(
+            Text(fault).contains("the database has tables of version 99, and this server knows "
+                                 "those up to version "),
+            Text(fault));
+        SqlPersonalData data(place);
+        QVERIFY(IsSame(profile(data), twoApplications));
+    }
+
+    void registrationsHaveALimit_data() { addDatabases(); }
+    void registrationsHaveALimit()
+    {
+        QFETCH(QString, engine);
+        open(engine);
+        SqlPersonalData data(source(engine), 3);
+        for (int time = 100; time < 103; ++time)
+            QCOMPARE(Text(data.AddRegistration({ time, "a" })), QByteArray());
+        const PersonalFault fault = data.AddRegistration({ 103, "b" });
+        QCOMPARE(int(fault.kind), int(PersonalFault::Kind::Broken));
+        QVERIFY(Text(fault).contains("has 3 registrations and takes no more"));
+        int count = 0;
+        QCOMPARE(Text(data.ForgetRegistrations(102, count)), QByteArray());
+        QCOMPARE(count, 2);
+        QCOMPARE(Text(data.AddRegistration({ 104, "c" })), QByteArray());
+        QCOMPARE(registrations(data),
+                 (QStringList{ QStringLiteral("1970-01-01T00:01:42Z a"),
+                               QStringLiteral("1970-01-01T00:01:44Z c") }));
+    }
+
+    void moreRegistrationsThanFitIntoAPart_data() { addDatabases(); }
+    void moreRegistrationsThanFitIntoAPart()
+    {
+        QFETCH(QString, engine);
+        const auto data = open(engine);
+        SqlConnection connection(source(engine));
+        connection.InTransaction([&connection] {
+            for (int i = 0; i < 2001; ++i)
+                connection.Do("INSERT INTO registration (request, time, builder) "
+                              "VALUES (?, ?, 'a')",
+                              { QString::number(i), i });
+        });
+        const QStringList lines = registrations(*data);
+        QCOMPARE(lines.size(), 2001);
+        QCOMPARE(lines.last(), QStringLiteral("1970-01-01T00:33:20Z a"));
+    }
+
+    void whatFailsInTheMiddleChangesNothing_data() { addDatabases(); }
+    void whatFailsInTheMiddleChangesNothing()
+    {
+        QFETCH(QString, engine);
+        const auto data = open(engine);
+        QCOMPARE(Text(data->WriteProfile(theAccount, twoApplications)), QByteArray());
+        SqlConnection connection(source(engine));
+        QVERIFY_EXCEPTION_THROWN(connection.InTransaction([&connection] {
+            connection.Do("DELETE FROM account");
+            connection.Do("INSERT INTO account (id, name) VALUES (1, NULL)");
+        }),
+                                 SqlError);
+        QVERIFY(IsSame(profile(*data), twoApplications));
+    }
+
+    void applicationsGoWithTheirAccount_data() { addDatabases(); }
+    void applicationsGoWithTheirAccount()
+    {
+        QFETCH(QString, engine);
+        QCOMPARE(Text(open(engine)->WriteProfile(theAccount, twoApplications)), QByteArray());
+        SqlConnection connection(source(engine));
+        QCOMPARE(connection.ReadOne("SELECT count(*) FROM application").toInt(), 2);
+        connection.Do("DELETE FROM account");
+        QCOMPARE(connection.ReadOne("SELECT count(*) FROM application").toInt(), 0);
+    }
+
+    void databaseThatIsHeldByAnotherIsAway()
+    {
+        const auto data = open(QStringLiteral("sqlite"));
+        SqlConnection other(source(QStringLiteral("sqlite")));
+        other.InTransaction([&data] {
+            const PersonalFault fault = data->AddRegistration({ 1, "a" });
+            QCOMPARE(int(fault.kind), int(PersonalFault::Kind::Away));
+            QVERIFY(profile(*data).empty()); // readers are not held up
+        });
+        QCOMPARE(Text(data->AddRegistration({ 2, "b" })), QByteArray());
+        QCOMPARE(registrations(*data), QStringList{ QStringLiteral("1970-01-01T00:00:02Z b") });
+    }
+
+    void fileThatIsNoDatabaseIsLeftAlone()
+    {
+        const QByteArray text(8192, 'x');
+        QVERIFY(WriteTextFile(QString::fromStdString(path("personal.sqlite")), text));
+        const PersonalFault fault = SqlPersonalData(source(QStringLiteral("sqlite"))).Prepare();
+        QCOMPARE(int(fault.kind), int(PersonalFault::Kind::Broken));
+        QVERIFY2(Text(fault).contains("personal.sqlite: file is not a database"), Text(fault));
+        QFile file(QString::fromStdString(path("personal.sqlite")));
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        QCOMPARE(file.readAll(), text);
+    }
+
+    void restartedDatabaseIsConnectedToAgain_data()
+    {
+        QTest::addColumn<int>("signal");
+        QTest::newRow("postgresql") << SIGINT;
+        QTest::newRow("postgresql, killed") << SIGQUIT;
+    }
+    void restartedDatabaseIsConnectedToAgain()
+    {
+        QFETCH(int, signal);
+        const auto data = open(QStringLiteral("postgresql"));
+        QCOMPARE(Text(data->WriteProfile(theAccount, twoApplications)), QByteArray());
+        QCOMPARE(Text(data->AddRegistration({ 1, "a" })), QByteArray());
+        QVERIFY(m_postgresql->stop(signal));
+        Profile read;
+        QCOMPARE(int(data->ReadProfile(theAccount, read).kind), int(PersonalFault::Kind::Away));
+        QCOMPARE(int(data->AddRegistration({ 2, "b" }).kind), int(PersonalFault::Kind::Away));
+        QVERIFY2(m_postgresql->start(), m_postgresql->log());
+        QVERIFY(IsSame(profile(*data), twoApplications));
+        QVERIFY(m_postgresql->stop(signal));
+        QVERIFY2(m_postgresql->start(), m_postgresql->log());
+        QCOMPARE(Text(data->AddRegistration({ 3, "c" })), QByteArray()); // at the second try
+        QCOMPARE(registrations(*data),
+                 (QStringList{ QStringLiteral("1970-01-01T00:00:01Z a"),
+                               QStringLiteral("1970-01-01T00:00:03Z c") }));
+    }
+
+    void databaseThatIsNotThereIsAway()
+    {
+        const PersonalFault fault
+            = SqlPersonalData({ SqlSource::Engine::PostgreSql, "host=" + path("nowhere") })
+                  .Prepare();
+        QCOMPARE(int(fault.kind), int(PersonalFault::Kind::Away));
+        QVERIFY(Text(fault).startsWith("PostgreSQL: "));
     }
 
     void linesThatAreNoRegistrationAreRefused_data()
