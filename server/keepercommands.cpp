@@ -5,6 +5,7 @@
 
 #include "addedpackage.h"
 #include "base/text.h"
+#include "commandline.h"
 #include "options.h"
 #include "store.h"
 #include "storecheck.h"
@@ -12,10 +13,8 @@
 
 #include <cerrno>
 #include <cstring>
-#include <getopt.h>
 #include <iostream>
 #include <sys/stat.h>
-#include <vector>
 
 using namespace Agent;
 
@@ -54,53 +53,6 @@ the place of an older version, and makes a product of it, if it is not one yet.
 
 Exit status: 0 added, 1 failed, 2 wrong usage.
 )";
-
-// The words of a command line after its options.
-struct Words {
-    std::vector<std::string> rest;
-    bool help = false;
-    std::string error;
-};
-
-// Passes each option to `take`, which returns false for an unknown one.
-template <class Take>
-Words ReadOptions(int argc, char** argv, const char* letters, const option* names, const Take& take)
-{
-    Words words;
-    int letter = 0;
-    while (words.error.empty()
-           && (letter = getopt_long(argc, argv, letters, names, nullptr)) != -1) {
-        if (letter == 'h')
-            words.help = true;
-        else if (!take(letter))
-            words.error = "unknown option, or its value is missing";
-    }
-    words.rest.assign(argv + optind, argv + argc);
-    return words;
-}
-
-// Runs a command whose line is read. Returns the exit status.
-template <class Command>
-int Run(const Words& words, const char* help, std::size_t count, const char* needed,
-        const Command& command)
-{
-    const bool isWrong = !words.error.empty() || (!words.help && words.rest.size() != count);
-    if (isWrong) {
-        std::cerr << "pakmart-storeserver: " << (words.error.empty() ? needed : words.error)
-                  << "\nTry `pakmart-storeserver --help`.\n";
-        return 2;
-    }
-    if (words.help) {
-        std::cout << help;
-        return 0;
-    }
-    try {
-        return command();
-    } catch (const StoreError& error) {
-        std::cerr << "pakmart-storeserver: " << error.what() << '\n';
-        return 1;
-    }
-}
 
 int Check(const std::string& folder, bool isSigned)
 {
@@ -161,8 +113,8 @@ int CheckCommand(int argc, char** argv)
         isSigned = isSigned || letter == 's';
         return letter == 's';
     });
-    return Run(words, checkHelp, 1, "exactly one STORE is needed",
-               [&] { return Check(words.rest[0], isSigned); });
+    return RunCommand(words, checkHelp, 1, "exactly one STORE is needed",
+                      [&] { return Check(words.rest[0], isSigned); });
 }
 
 int InitCommand(int argc, char** argv)
@@ -170,8 +122,8 @@ int InitCommand(int argc, char** argv)
     static const option names[]
         = { { "help", no_argument, nullptr, 'h' }, { nullptr, 0, nullptr, 0 } };
     const Words words = ReadOptions(argc, argv, "", names, [](int) { return false; });
-    return Run(words, initHelp, 1, "exactly one STORE is needed",
-               [&] { return Init(words.rest[0]); });
+    return RunCommand(words, initHelp, 1, "exactly one STORE is needed",
+                      [&] { return Init(words.rest[0]); });
 }
 
 int AddCommand(int argc, char** argv)
@@ -193,7 +145,7 @@ int AddCommand(int argc, char** argv)
     });
     if (words.error.empty() && !IsRepositoryName(options.repository))
         words.error = Quoted(options.repository) + " is not a valid repository name";
-    return Run(words, addHelp, 2, "a STORE and one FILE.deb are needed", [&] {
+    return RunCommand(words, addHelp, 2, "a STORE and one FILE.deb are needed", [&] {
         options.store = words.rest[0];
         options.archive = words.rest[1];
         return Add(options);

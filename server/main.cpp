@@ -6,7 +6,7 @@
 #include "accesslog.h"
 #include "httpserver.h"
 #include "options.h"
-#include "personalfiles.h"
+#include "personalplace.h"
 #include "signedpool.h"
 #include "signer.h"
 #include "store.h"
@@ -66,9 +66,7 @@ int Serve(const ServerOptions& options)
 {
     Store store(options.store);
     store.Check();
-    PersonalFiles personal(options.store);
-    if (const PersonalFault fault = personal.Check())
-        throw StoreError(fault.text);
+    const auto personal = OpenPersonalData(options.personal, options.store);
     std::optional<Signer> signer;
     std::optional<SignedPool> signedPool;
     if (!options.signKey.empty()) {
@@ -80,7 +78,7 @@ int Serve(const ServerOptions& options)
     if (!options.accessLog.empty())
         log.emplace(options.accessLog);
     const sigset_t signals = HoldSignals(log.has_value());
-    HttpServer server(store, personal, options, signedPool ? &*signedPool : nullptr,
+    HttpServer server(store, *personal, options, signedPool ? &*signedPool : nullptr,
                       log ? &*log : nullptr);
     errno = 0;
     const int port = server.Bind();
@@ -100,7 +98,8 @@ Command FindCommand(const char* name)
     static const std::pair<const char*, Command> commands[] = { { "import", ImportCommand },
                                                                 { "check", CheckCommand },
                                                                 { "init", InitCommand },
-                                                                { "add", AddCommand } };
+                                                                { "add", AddCommand },
+                                                                { "personal", PersonalCommand } };
     for (const auto& [known, command] : commands) {
         if (std::strcmp(known, name) == 0)
             return command;

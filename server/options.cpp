@@ -20,6 +20,7 @@ const char help[] = R"(Usage: pakmart-storeserver [OPTION]... STORE
        pakmart-storeserver init STORE
        pakmart-storeserver add [OPTION]... STORE FILE.deb
        pakmart-storeserver check [OPTION] STORE
+       pakmart-storeserver personal DATABASE ACTION
 
 Serves the store in the folder STORE to Pakmart agents, over HTTP or HTTPS; or changes a
 store that is in a folder (`pakmart-storeserver COMMAND --help`).
@@ -29,6 +30,7 @@ Commands:
   init     make an empty store
   add      put a package into a store
   check    name the faults of a store
+  personal show and change what a database has about customers
 
 Options:
 
@@ -51,6 +53,12 @@ Options:
                          its issuers after it) and its private key, in PEM
       --access-log FILE  append a line for each request to FILE, in the common
                          log format; SIGHUP opens it again by its name
+      --state FOLDER     keep profiles and registrations in FOLDER, in a database
+                         of SQLite, instead of in files of the store
+      --postgresql CONNECTION
+                         keep them in a database of PostgreSQL, which several
+                         servers may share: 'host=/run/postgresql dbname=pakmart';
+                         --state does not count then
   -v, --verbose          write a line for each request on standard error
       --help             show this text
       --version          show the version
@@ -121,6 +129,12 @@ bool TakeOption(int letter, const std::string& value, ServerOptions& options, st
         if (value.empty())
             error = "--access-log needs the name of a file";
         break;
+    case 'd':
+    case 'D':
+        (letter == 'd' ? options.personal.state : options.personal.postgresql) = value;
+        if (value.empty())
+            error = "--state needs a folder, and --postgresql a connection";
+        break;
     case 'v':
         options.verbose = true;
         break;
@@ -175,6 +189,8 @@ bool ParseOptions(int argc, char** argv, ServerOptions& options, int& status)
                                     { "certificate", required_argument, nullptr, 'T' },
                                     { "key", required_argument, nullptr, 'K' },
                                     { "access-log", required_argument, nullptr, 'A' },
+                                    { "state", required_argument, nullptr, 'd' },
+                                    { "postgresql", required_argument, nullptr, 'D' },
                                     { "verbose", no_argument, nullptr, 'v' },
                                     { "help", no_argument, nullptr, 'h' },
                                     { "version", no_argument, nullptr, 'V' },

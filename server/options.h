@@ -5,6 +5,8 @@
 
 #pragma once
 
+#include "personalplace.h"
+
 #include <string>
 
 struct ServerOptions {
@@ -19,6 +21,7 @@ struct ServerOptions {
     std::string certificate; // of the server, for HTTPS; empty: HTTP
     std::string key; // of the certificate
     std::string accessLog; // the file that gets a line for each request; empty: none
+    PersonalPlace personal;
     bool verbose = false;
 };
 
@@ -42,3 +45,4 @@ int ImportCommand(int argc, char** argv); // makes a store out of a Debian packa
 int CheckCommand(int argc, char** argv); // names the faults of a store
 int InitCommand(int argc, char** argv); // makes an empty store
 int AddCommand(int argc, char** argv); // puts a package into a store
+int PersonalCommand(int argc, char** argv); // shows and changes what a database has

@@ -6,6 +6,7 @@
 #include "storefile.h"
 
 #include <boost/asio/post.hpp>
+#include <csignal>
 #include <future>
 #include <memory>
 
@@ -20,13 +21,26 @@ thread_local std::unique_ptr<SqlConnection> mine;
 
 using Kind = PersonalFault::Kind;
 
+// Signals are for the server's other threads.
+std::unique_ptr<boost::asio::thread_pool> MakeThreads()
+{
+    sigset_t all, before;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before);
+    auto threads = std::make_unique<boost::asio::thread_pool>(connections);
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    return threads;
+}
+
 } // namespace
 
-SqlDatabase::SqlDatabase(SqlSource source) : m_source(std::move(source)), m_threads(connections) { }
+SqlDatabase::SqlDatabase(SqlSource source) : m_source(std::move(source)), m_threads(MakeThreads())
+{
+}
 
 SqlDatabase::~SqlDatabase()
 {
-    m_threads.join();
+    m_threads->join();
 }
 
 PersonalFault SqlDatabase::Run(const Work& work)
@@ -38,7 +52,7 @@ PersonalFault SqlDatabase::Run(const Work& work)
             : fault;
     });
     std::future<PersonalFault> end = task->get_future();
-    boost::asio::post(m_threads, [task] { (*task)(); });
+    boost::asio::post(*m_threads, [task] { (*task)(); });
     return end.get();
 }
 

@@ -10,6 +10,7 @@
 #include "sqlconnection.h"
 
 #include <boost/asio/thread_pool.hpp>
+#include <memory>
 
 class SqlDatabase
 {
@@ -29,5 +30,5 @@ private:
     PersonalFault Try(const Work& work) const;
 
     const SqlSource m_source;
-    boost::asio::thread_pool m_threads;
+    const std::unique_ptr<boost::asio::thread_pool> m_threads;
 };

@@ -64,6 +64,33 @@ bool Record(SqlConnection& connection, const QString& request, const Registratio
         == 1;
 }
 
+// Remembers a file. False if it was taken over before.
+bool IsNew(SqlConnection& connection, const char* kind, const std::string& sum)
+{
+    return !sum.empty()
+        && connection.Do("INSERT INTO imported (kind, sum) VALUES (?, ?) ON CONFLICT DO NOTHING",
+                         { QLatin1String(kind), Text(sum) })
+        == 1;
+}
+
+void TakeOver(SqlConnection& connection, const PersonalImport& import)
+{
+    LockOthersOut(connection);
+    if (IsNew(connection, "profile", import.profileSum)) {
+        if (connection.ReadOne("SELECT count(*) FROM account").toInt() > 0)
+            throw StoreError("the file `profile` is not that of the database: `pakmart-storeserver "
+                             "personal set-profile` puts it there; then remove it here");
+        Replace(connection, theAccount, import.profile);
+    }
+    if (!IsNew(connection, "registrations", import.registrationsSum))
+        return;
+    qlonglong line = 0;
+    for (const Registration& registration : import.registrations)
+        connection.Do("INSERT INTO registration (request, time, builder) VALUES (?, ?, ?)",
+                      { Text(import.registrationsSum + ':' + std::to_string(++line)),
+                        Number(registration.time), Text(registration.builder) });
+}
+
 } // namespace
 
 SqlPersonalData::SqlPersonalData(SqlSource source, std::int64_t mostRegistrations)
@@ -74,6 +101,13 @@ SqlPersonalData::SqlPersonalData(SqlSource source, std::int64_t mostRegistration
 PersonalFault SqlPersonalData::Prepare()
 {
     return m_database.Run(UpdateSchema);
+}
+
+PersonalFault SqlPersonalData::Import(const PersonalImport& import)
+{
+    return m_database.Run([&](SqlConnection& connection) {
+        connection.InTransaction([&] { TakeOver(connection, import); });
+    });
 }
 
 PersonalFault SqlPersonalData::Check()

@@ -7,6 +7,14 @@
 
 #include "sqldatabase.h"
 
+// The files of a store, and the sums of their texts: an empty one for no file.
+struct PersonalImport {
+    std::string profileSum;
+    Profile profile;
+    std::string registrationsSum;
+    std::vector<Registration> registrations;
+};
+
 class SqlPersonalData : public PersonalData
 {
 public:
@@ -15,6 +23,10 @@ public:
 
     // Makes the tables, or brings them to this version.
     PersonalFault Prepare();
+
+    // Takes over what it has not taken over before, all or nothing. Broken if there is a profile
+    // already, and the file has another.
+    PersonalFault Import(const PersonalImport& import);
 
     PersonalFault Check() override;
     PersonalFault ReadProfile(const std::string& account, Profile& profile) override;

@@ -20,6 +20,8 @@ const std::vector<Statements>& Steps()
           "name TEXT NOT NULL, package TEXT NOT NULL, PRIMARY KEY (account, place))",
           "CREATE TABLE registration (id @ID@, request TEXT NOT NULL UNIQUE, "
           "time BIGINT NOT NULL, builder TEXT NOT NULL)" },
+        { "CREATE TABLE imported (kind TEXT NOT NULL, sum TEXT NOT NULL, "
+          "PRIMARY KEY (kind, sum))" },
     };
     return steps;
 }
@@ -36,13 +38,6 @@ std::string Localized(std::string statement, const SqlConnection& connection)
     return statement;
 }
 
-// The number is any that no other program uses in this database.
-void LockOut(SqlConnection& connection)
-{
-    if (connection.IsPostgreSql())
-        connection.Read("SELECT pg_advisory_xact_lock(7246217)", {}, [](const QSqlQuery&) {});
-}
-
 bool HasVersions(SqlConnection& connection)
 {
     return connection
@@ -55,7 +50,7 @@ bool HasVersions(SqlConnection& connection)
 // Does the next step. False if there is none left to do.
 bool Advance(SqlConnection& connection)
 {
-    LockOut(connection);
+    LockOthersOut(connection);
     if (!HasVersions(connection))
         connection.Command("CREATE TABLE schema_version (version INTEGER PRIMARY KEY)");
     const int done = connection.ReadOne("SELECT max(version) FROM schema_version").toInt();
@@ -73,6 +68,13 @@ bool Advance(SqlConnection& connection)
 }
 
 } // namespace
+
+// The number is any that no other program uses in this database.
+void LockOthersOut(SqlConnection& connection)
+{
+    if (connection.IsPostgreSql())
+        connection.Read("SELECT pg_advisory_xact_lock(7246217)", {}, [](const QSqlQuery&) {});
+}
 
 void UpdateSchema(SqlConnection& connection)
 {
