@@ -4,6 +4,7 @@
 #include "accesslog.h"
 
 #include "base/text.h"
+#include "personaldata.h"
 #include "storefile.h"
 
 #include <array>
@@ -22,7 +23,7 @@ Descriptor Open(const std::string& path)
     return Descriptor(open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0640));
 }
 
-std::string Now()
+std::string CommonTime()
 {
     // Not strftime, whose months depend on the locale.
     static const std::array<const char*, 12> months{ "Jan", "Feb", "Mar", "Apr", "May", "Jun",
@@ -58,20 +59,49 @@ std::string RequestLine(const HttpRequest& request)
         + std::to_string(request.version / 10) + '.' + std::to_string(request.version % 10);
 }
 
+std::string CommonLine(const LogEntry& entry)
+{
+    return entry.address + " - - [" + CommonTime() + "] \"" + RequestLine(entry.request) + "\" "
+        + std::to_string(entry.status) + ' ' + (entry.bytes > 0 ? std::to_string(entry.bytes) : "-")
+        + '\n';
+}
+
+// The texts are escaped as in the other format; what is left of that is valid in JSON but for the
+// backslashes.
+std::string JsonText(const std::string& text)
+{
+    std::string result = "\"";
+    for (const char c : Escaped(text)) {
+        result += c;
+        if (c == '\\')
+            result += c;
+    }
+    return result + '"';
+}
+
+std::string JsonLine(const LogEntry& entry)
+{
+    const auto taken = std::chrono::duration_cast<std::chrono::microseconds>(entry.taken);
+    return "{\"time\":" + JsonText(TimeText(std::time(nullptr)))
+        + ",\"client\":" + JsonText(entry.address) + ",\"method\":" + JsonText(entry.request.method)
+        + ",\"target\":" + JsonText(entry.request.target) + ",\"status\":"
+        + std::to_string(entry.status) + ",\"bytes\":" + std::to_string(entry.bytes)
+        + ",\"microseconds\":" + std::to_string(taken.count()) + "}\n";
+}
+
 } // namespace
 
-AccessLog::AccessLog(const std::string& path) : m_path(path), m_file(Open(path))
+AccessLog::AccessLog(const std::string& path, bool isJson)
+    : m_path(path), m_isJson(isJson), m_file(Open(path))
 {
     if (!m_file)
         throw StoreError(path + ": " + std::strerror(errno));
 }
 
 // One call for a line, so that lines of several servers are not mixed either.
-void AccessLog::Add(const std::string& address, const HttpRequest& request, int status,
-                    std::size_t bytes)
+void AccessLog::Add(const LogEntry& entry)
 {
-    const std::string line = address + " - - [" + Now() + "] \"" + RequestLine(request) + "\" "
-        + std::to_string(status) + ' ' + (bytes > 0 ? std::to_string(bytes) : "-") + '\n';
+    const std::string line = m_isJson ? JsonLine(entry) : CommonLine(entry);
     const std::lock_guard<std::mutex> lock(m_mutex);
     const bool isWritten = write(m_file.Get(), line.data(), line.size()) == ssize_t(line.size());
     if (!isWritten && !m_hasFailed)

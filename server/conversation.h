@@ -48,6 +48,7 @@ public:
 
     const std::string& Address() const { return m_address; }
     const HttpRequest& Request() const { return m_request; }
+    Clock::time_point Begun() const { return m_begun; }
     int Status() const { return m_reply.status; } // 0: there was no request
     std::size_t BodySent() const;
 
@@ -64,6 +65,7 @@ private:
     const std::string m_address;
     const End m_end;
     const std::unique_ptr<Transport> m_transport;
+    const Clock::time_point m_begun = Clock::now();
     Stage m_stage = Stage::Reading;
     Clock::time_point m_deadline;
     RequestReader m_reader;

@@ -10,6 +10,7 @@
 #include "listener.h"
 #include "pool.h"
 #include "signedpool.h"
+#include "statuspages.h"
 #include "storefile.h"
 
 #include <algorithm>
@@ -172,7 +173,8 @@ try {
         if (!m_tls)
             TurnAway(socket);
         if (m_log)
-            m_log->Add(text, {}, tooMany, 0);
+            m_log->Add({ text, {}, tooMany, 0, {} });
+        m_metrics.AddRequest("other", tooMany, 0);
         return nullptr;
     }
     WaitBriefly(socket);
@@ -187,7 +189,9 @@ void HttpServer::GoOn(std::unique_ptr<Conversation> conversation)
 {
     try {
         const auto wants = conversation->Advance(
-            [this](const HttpRequest& request, HttpReply& reply) { Handle(request, reply); });
+            [this, &from = conversation->Address()](const HttpRequest& request, HttpReply& reply) {
+                Answer(request, from, reply);
+            });
         if (wants != Conversation::Wants::Nothing)
             m_waiting.Park(std::move(conversation), wants);
     } catch (const std::exception& error) { // probably out of memory: no reply to this client
@@ -208,14 +212,18 @@ std::string HttpServer::ClientOf(const Conversation& conversation) const
     return IsAddress(last) ? last : conversation.Address();
 }
 
-void HttpServer::Log(const Conversation& conversation) const
+void HttpServer::Log(const Conversation& conversation)
 {
     const HttpRequest& request = conversation.Request();
+    if (conversation.Status() != 0)
+        m_metrics.AddRequest(KindOf(request.target), conversation.Status(),
+                             conversation.BodySent());
     if (m_options.verbose && conversation.Status() != 0)
         std::cerr << request.method + ' ' + Quoted(request.target) + ' '
                 + std::to_string(conversation.Status()) + '\n';
     if (m_log && conversation.Status() != 0)
-        m_log->Add(ClientOf(conversation), request, conversation.Status(), conversation.BodySent());
+        m_log->Add({ ClientOf(conversation), request, conversation.Status(),
+                     conversation.BodySent(), Conversation::Clock::now() - conversation.Begun() });
 }
 
 // The address of the server as this client sees it.
@@ -231,7 +239,14 @@ std::string HttpServer::Address(const HttpRequest& request) const
     return SchemeOf(m_options) + host;
 }
 
-void HttpServer::Handle(const HttpRequest& request, HttpReply& reply)
+void HttpServer::Answer(const HttpRequest& request, const std::string& address, HttpReply& reply)
+{
+    const auto begin = Conversation::Clock::now();
+    Handle(request, address, reply);
+    m_metrics.AddAnswer(KindOf(request.target), Conversation::Clock::now() - begin);
+}
+
+void HttpServer::Handle(const HttpRequest& request, const std::string& address, HttpReply& reply)
 {
     const auto mark = std::min(request.target.find('?'), request.target.size());
     std::string path;
@@ -245,6 +260,8 @@ void HttpServer::Handle(const HttpRequest& request, HttpReply& reply)
             AllowKeeping(request, reply);
         else
             ServePoolFile(m_store.PoolFolder(), path.substr(6), request, reply);
+    } else if (IsStatusPath(path) && IsWatcher(address, m_options.monitor, request)) {
+        ServeStatus(path, m_store, m_personal, m_metrics, reply);
     } else {
         CallFunction(path, request.target.substr(std::min(mark + 1, request.target.size())),
                      request, reply);
@@ -273,8 +290,8 @@ void HttpServer::CallFunction(const std::string& path, const std::string& query,
         const Query parameters(query);
         const std::string here = Address(request);
         const auto answer = [&] {
-            return Answer(function.handler,
-                          { parameters, here, m_store, m_personal, m_signedPool != nullptr });
+            return ::Answer(function.handler,
+                            { parameters, here, m_store, m_personal, m_signedPool != nullptr });
         };
         if (!function.isSameForAll || !ReplyShared(path, answer, reply))
             reply.SetBody(answer(), xmlType);

@@ -14,6 +14,7 @@
 #include "guests.h"
 #include "httpmessage.h"
 #include "keptreplies.h"
+#include "metrics.h"
 #include "options.h"
 #include "personaldata.h"
 #include "signedpool.h"
@@ -50,8 +51,9 @@ private:
     std::unique_ptr<Transport> MakeTransport(Descriptor socket) const;
     void GoOn(std::unique_ptr<Conversation> conversation);
     std::string ClientOf(const Conversation& conversation) const;
-    void Log(const Conversation& conversation) const;
-    void Handle(const HttpRequest& request, HttpReply& reply);
+    void Log(const Conversation& conversation);
+    void Answer(const HttpRequest& request, const std::string& address, HttpReply& reply);
+    void Handle(const HttpRequest& request, const std::string& address, HttpReply& reply);
     void CallFunction(const std::string& path, const std::string& query, const HttpRequest& request,
                       HttpReply& reply);
     bool ReplyShared(const std::string& path, const std::function<std::string()>& answer,
@@ -62,6 +64,7 @@ private:
     PersonalData& m_personal;
     SignedPool* const m_signedPool;
     KeptReplies m_kept;
+    Metrics m_metrics;
     AccessLog* const m_log;
     const ServerOptions m_options;
     std::optional<TlsContext> m_tls; // for HTTPS

@@ -7,9 +7,11 @@
 #include "base/text.h"
 #include "commandline.h"
 #include "options.h"
+#include "signer.h"
 #include "store.h"
 #include "storecheck.h"
 #include "storefile.h"
+#include "tls.h"
 
 #include <cerrno>
 #include <cstring>
@@ -22,9 +24,11 @@ namespace
 {
 
 const char checkHelp[] = R"(Usage: pakmart-storeserver check [OPTION] STORE
+       pakmart-storeserver check FILE
 
 Reads the store in the folder STORE as a server would, archives included, and
-names the first fault of each file, and all that would be left out.
+names the first fault of each file, and all that would be left out. Or reads a
+FILE for --config, the keys and the certificate that it names, and its store.
 
       --signed           as for a server that signs the store
       --help             show this text
@@ -64,6 +68,25 @@ int Check(const std::string& folder, bool isSigned)
     std::cout << "products: " << report.products << ", repositories: " << report.repositories
               << ", archives: " << report.archives << std::endl;
     return report.IsClean() ? 0 : 1;
+}
+
+// What a server would do with the file before it listens, but for the database, which it may
+// change.
+int CheckConfig(const std::string& file)
+{
+    ServerOptions options;
+    CheckOptionFile(file, options);
+    if (!options.certificate.empty())
+        TlsContext(options.certificate, options.key);
+    if (!options.signKey.empty())
+        Signer{ options.signKey };
+    return Check(options.store, !options.signKey.empty());
+}
+
+bool IsFile(const std::string& path)
+{
+    struct stat info = {};
+    return stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode);
 }
 
 const char productsText[]
@@ -113,8 +136,9 @@ int CheckCommand(int argc, char** argv)
         isSigned = isSigned || letter == 's';
         return letter == 's';
     });
-    return RunCommand(words, checkHelp, 1, "exactly one STORE is needed",
-                      [&] { return Check(words.rest[0], isSigned); });
+    return RunCommand(words, checkHelp, 1, "exactly one STORE is needed", [&] {
+        return IsFile(words.rest[0]) ? CheckConfig(words.rest[0]) : Check(words.rest[0], isSigned);
+    });
 }
 
 int InitCommand(int argc, char** argv)

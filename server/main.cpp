@@ -25,8 +25,6 @@
 namespace
 {
 
-const std::chrono::seconds grace(3); // to finish current replies when the server ends
-
 // Blocks the signals that end the server in this thread and all later ones. Returns them.
 sigset_t HoldSignals(bool isLogging)
 {
@@ -43,7 +41,7 @@ sigset_t HoldSignals(bool isLogging)
 }
 
 // SIGHUP: the log was renamed.
-void EndOnSignal(sigset_t set, HttpServer& server, AccessLog* log)
+void EndOnSignal(sigset_t set, HttpServer& server, AccessLog* log, std::chrono::seconds grace)
 {
     int number = 0;
     while (sigwait(&set, &number) != 0 || number == SIGHUP) {
@@ -76,7 +74,7 @@ int Serve(const ServerOptions& options)
     }
     std::optional<AccessLog> log;
     if (!options.accessLog.empty())
-        log.emplace(options.accessLog);
+        log.emplace(options.accessLog, options.isJsonLog);
     const sigset_t signals = HoldSignals(log.has_value());
     HttpServer server(store, *personal, options, signedPool ? &*signedPool : nullptr,
                       log ? &*log : nullptr);
@@ -86,7 +84,9 @@ int Serve(const ServerOptions& options)
         throw StoreError(
             "cannot listen at " + UrlOf(options, options.port) + ": "
             + (errno ? std::strerror(errno) : "this is not an address of this machine"));
-    std::thread(EndOnSignal, signals, std::ref(server), log ? &*log : nullptr).detach();
+    std::thread(EndOnSignal, signals, std::ref(server), log ? &*log : nullptr,
+                std::chrono::seconds(options.grace))
+        .detach();
     std::cout << "listening on " << UrlOf(options, port) << std::endl;
     return server.Serve() ? 0 : 1;
 }

@@ -4,7 +4,10 @@
 #include "options.h"
 
 #include "base/text.h"
+#include "base/wholefile.h"
 #include "guests.h"
+#include "stanza.h"
+#include "storefile.h"
 
 #include <algorithm>
 #include <getopt.h>
@@ -15,11 +18,11 @@ using namespace Agent;
 namespace
 {
 
-const char help[] = R"(Usage: pakmart-storeserver [OPTION]... STORE
+const char help[] = R"(Usage: pakmart-storeserver [OPTION]... [STORE]
        pakmart-storeserver import [OPTION]... INDEX STORE
        pakmart-storeserver init STORE
        pakmart-storeserver add [OPTION]... STORE FILE.deb
-       pakmart-storeserver check [OPTION] STORE
+       pakmart-storeserver check [OPTION] STORE|FILE
        pakmart-storeserver personal DATABASE ACTION
 
 Serves the store in the folder STORE to Pakmart agents, over HTTP or HTTPS; or changes a
@@ -29,11 +32,14 @@ Commands:
   import   make a store out of a Debian package index
   init     make an empty store
   add      put a package into a store
-  check    name the faults of a store
+  check    name the faults of a store, or of a file for --config
   personal show and change what a database has about customers
 
 Options:
 
+  -c, --config FILE      take options from FILE: lines such as `port: 80`, named
+                         as here without the dashes, and `store: FOLDER`; what
+                         comes later on the command line counts
   -l, --listen ADDRESS   listen at this address (127.0.0.1)
   -p, --port NUMBER      listen at this port (8080); 0 takes a free one
   -u, --public-url URL   the server's address as clients see it; without it
@@ -53,6 +59,10 @@ Options:
                          its issuers after it) and its private key, in PEM
       --access-log FILE  append a line for each request to FILE, in the common
                          log format; SIGHUP opens it again by its name
+      --log-format NAME  common, or json for an object of JSON in each line
+      --monitor ADDRESS  show the pages below /status/ to requests from this
+                         address too, and not only from this machine
+      --grace SECONDS    time for the replies under way when it ends (3)
       --state FOLDER     keep profiles and registrations in FOLDER, in a database
                          of SQLite, instead of in files of the store
       --postgresql CONNECTION
@@ -68,6 +78,8 @@ SIGTERM end it. Changed files of the store are noticed while it runs.
 Exit status: 0 ended by a signal, 1 failed to start, 2 wrong usage.
 )";
 
+const int longestGrace = 3600;
+
 bool IsPort(const std::string& text)
 {
     const long port = PositiveNumber(text);
@@ -79,6 +91,31 @@ bool Fail(const std::string& message, int& status)
     std::cerr << "pakmart-storeserver: " << message << "\nTry `pakmart-storeserver --help`.\n";
     status = 2;
     return false;
+}
+
+// Those about running it as a service.
+void TakeServiceOption(int letter, const std::string& value, ServerOptions& options,
+                       std::string& error)
+{
+    switch (letter) {
+    case 'J':
+        options.isJsonLog = value == "json";
+        if (!options.isJsonLog && value != "common")
+            error = "a log has the format common or json, not " + Quoted(value);
+        break;
+    case 'M':
+        options.monitor = value;
+        if (!IsAddress(value))
+            error = "--monitor needs an address such as 192.0.2.7, not " + Quoted(value);
+        break;
+    case 'G':
+        options.grace = int(PositiveNumber(value));
+        if (options.grace < 1 || options.grace > longestGrace)
+            error = "a time to end is a number of seconds from 1 to 3600, not " + Quoted(value);
+        break;
+    default:
+        error = "unknown option, or its value is missing";
+    }
 }
 
 // Stores one option; false, with a message, if its value is invalid.
@@ -139,12 +176,98 @@ bool TakeOption(int letter, const std::string& value, ServerOptions& options, st
         options.verbose = true;
         break;
     default:
-        error = "unknown option, or its value is missing";
+        TakeServiceOption(letter, value, options, error);
     }
     return error.empty();
 }
 
+const option names[] = { { "config", required_argument, nullptr, 'c' },
+                         { "listen", required_argument, nullptr, 'l' },
+                         { "port", required_argument, nullptr, 'p' },
+                         { "public-url", required_argument, nullptr, 'u' },
+                         { "sign", required_argument, nullptr, 's' },
+                         { "origin", required_argument, nullptr, 'O' },
+                         { "connections-per-address", required_argument, nullptr, 'C' },
+                         { "proxy", required_argument, nullptr, 'P' },
+                         { "certificate", required_argument, nullptr, 'T' },
+                         { "key", required_argument, nullptr, 'K' },
+                         { "access-log", required_argument, nullptr, 'A' },
+                         { "log-format", required_argument, nullptr, 'J' },
+                         { "monitor", required_argument, nullptr, 'M' },
+                         { "grace", required_argument, nullptr, 'G' },
+                         { "state", required_argument, nullptr, 'd' },
+                         { "postgresql", required_argument, nullptr, 'D' },
+                         { "verbose", no_argument, nullptr, 'v' },
+                         { "help", no_argument, nullptr, 'h' },
+                         { "version", no_argument, nullptr, 'V' },
+                         { nullptr, 0, nullptr, 0 } };
+
+// The letter of an option that a file may have; 0 for none.
+int LetterOf(const std::string& name)
+{
+    for (const option& known : names) {
+        const bool isElsewhere = known.val == 'c' || known.val == 'h' || known.val == 'V';
+        if (known.name && name == known.name && !isElsewhere)
+            return known.val;
+    }
+    return 0;
+}
+
+void TakeField(const Field& field, const std::string& file, ServerOptions& options)
+{
+    std::string error;
+    const int letter = LetterOf(field.key);
+    if (field.key == "store")
+        options.store = field.value;
+    else if (letter == 0)
+        error = "there is no option " + Quoted(field.key);
+    else if (letter == 'v' && field.value != "yes")
+        error = "`verbose` is `yes`, or not there at all";
+    else
+        TakeOption(letter, field.value, options, error);
+    if (!error.empty())
+        FailAt(file, field.line, error);
+}
+
+// What the options lack; empty for nothing.
+std::string Lack(const ServerOptions& options)
+{
+    if (options.certificate.empty() != options.key.empty())
+        return "--certificate and --key belong together";
+    return options.store.empty() ? "exactly one STORE is needed" : "";
+}
+
+// The option --config: false, with a message, if the file cannot be used.
+bool TakeFile(const std::string& file, ServerOptions& options)
+{
+    try {
+        ReadOptionFile(file, options);
+        return true;
+    } catch (const StoreError& error) {
+        std::cerr << "pakmart-storeserver: " << error.what() << '\n';
+        return false;
+    }
+}
+
 } // namespace
+
+void ReadOptionFile(const std::string& file, ServerOptions& options)
+{
+    const std::string name = file.substr(file.rfind('/') + 1);
+    const std::string text = ReadStoreFile(FolderOf(file), name).text;
+    for (const Stanza& stanza : ParseStanzas(text, file)) {
+        for (const Field& field : stanza.fields)
+            TakeField(field, file, options);
+    }
+}
+
+void CheckOptionFile(const std::string& file, ServerOptions& options)
+{
+    ReadOptionFile(file, options);
+    const std::string lack = Lack(options);
+    if (!lack.empty())
+        throw StoreError(file + ": " + lack);
+}
 
 bool IsHost(const std::string& host)
 {
@@ -179,37 +302,25 @@ std::string SchemeOf(const ServerOptions& options)
 
 bool ParseOptions(int argc, char** argv, ServerOptions& options, int& status)
 {
-    static const option names[] = { { "listen", required_argument, nullptr, 'l' },
-                                    { "port", required_argument, nullptr, 'p' },
-                                    { "public-url", required_argument, nullptr, 'u' },
-                                    { "sign", required_argument, nullptr, 's' },
-                                    { "origin", required_argument, nullptr, 'O' },
-                                    { "connections-per-address", required_argument, nullptr, 'C' },
-                                    { "proxy", required_argument, nullptr, 'P' },
-                                    { "certificate", required_argument, nullptr, 'T' },
-                                    { "key", required_argument, nullptr, 'K' },
-                                    { "access-log", required_argument, nullptr, 'A' },
-                                    { "state", required_argument, nullptr, 'd' },
-                                    { "postgresql", required_argument, nullptr, 'D' },
-                                    { "verbose", no_argument, nullptr, 'v' },
-                                    { "help", no_argument, nullptr, 'h' },
-                                    { "version", no_argument, nullptr, 'V' },
-                                    { nullptr, 0, nullptr, 0 } };
     int letter = 0;
-    while ((letter = getopt_long(argc, argv, "l:p:u:s:v", names, nullptr)) != -1) {
+    while ((letter = getopt_long(argc, argv, "c:l:p:u:s:v", names, nullptr)) != -1) {
         std::string error;
         if (letter == 'h' || letter == 'V') {
             std::cout << (letter == 'h' ? help : "pakmart-storeserver " PAKMART_VERSION "\n");
             status = 0;
             return false;
         }
-        if (!TakeOption(letter, optarg ? optarg : "", options, error))
+        if (letter == 'c' && !TakeFile(optarg, options)) {
+            status = 1;
+            return false;
+        }
+        if (letter != 'c' && !TakeOption(letter, optarg ? optarg : "", options, error))
             return Fail(error, status);
     }
-    if (options.certificate.empty() != options.key.empty())
-        return Fail("--certificate and --key belong together", status);
-    if (argc - optind != 1)
-        return Fail("exactly one STORE is needed", status);
-    options.store = argv[optind];
+    if (optind < argc)
+        options.store = argv[optind++];
+    const std::string lack = optind < argc ? "exactly one STORE is needed" : Lack(options);
+    if (!lack.empty())
+        return Fail(lack, status);
     return true;
 }

@@ -21,13 +21,21 @@ struct ServerOptions {
     std::string certificate; // of the server, for HTTPS; empty: HTTP
     std::string key; // of the certificate
     std::string accessLog; // the file that gets a line for each request; empty: none
+    bool isJsonLog = false; // its lines are objects of JSON
     PersonalPlace personal;
+    std::string monitor; // an address from which the server is watched; empty: this machine only
+    int grace = 3; // seconds for replies under way when the server ends
     bool verbose = false;
 };
 
 // False when the program should end with `status`: after --help and --version, and
 // after a usage error, which is reported on standard error.
 bool ParseOptions(int argc, char** argv, ServerOptions& options, int& status);
+
+// Adds the options of a file. CheckOptionFile also needs all that a server needs. They throw
+// StoreError, naming the file and the line.
+void ReadOptionFile(const std::string& file, ServerOptions& options);
+void CheckOptionFile(const std::string& file, ServerOptions& options);
 
 // How the addresses of the server begin: "http://", or "https://" with a certificate.
 std::string SchemeOf(const ServerOptions& options);

@@ -11,6 +11,8 @@ namespace
 
 const std::string::size_type timeLength = 20;
 
+} // namespace
+
 std::string TimeText(std::int64_t time)
 {
     const std::time_t seconds = time;
@@ -20,8 +22,6 @@ std::string TimeText(std::int64_t time)
         std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &utc);
     return text.data();
 }
-
-} // namespace
 
 std::string LineOf(const Registration& registration)
 {

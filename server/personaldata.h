@@ -69,5 +69,6 @@ public:
 std::string LineOf(const Registration& registration);
 bool ParseRegistration(const std::string& line, Registration& registration);
 
-// A time such as 2026-01-31T12:00:00Z; false for any other text.
+// A time as 2026-01-31T12:00:00Z, and back: false for any other text.
+std::string TimeText(std::int64_t time);
 bool ParseTime(const std::string& text, std::int64_t& time);

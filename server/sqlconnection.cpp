@@ -17,6 +17,8 @@ namespace
 const char postgreSqlOptions[] = "connect_timeout=3 tcp_user_timeout=5000 "
                                  "application_name=pakmart-storeserver ";
 
+std::atomic<std::uint64_t> statements{ 0 };
+
 QString NextName()
 {
     static std::atomic<unsigned> count{ 0 };
@@ -112,6 +114,7 @@ void SqlConnection::Fail(const QSqlError& error) const
 void SqlConnection::Command(const std::string& statement)
 {
     QSqlQuery query(m_database);
+    ++statements;
     if (!query.exec(QString::fromStdString(statement)))
         Fail(query.lastError());
 }
@@ -128,9 +131,15 @@ QSqlQuery& SqlConnection::Run(const std::string& statement, const Values& values
     QSqlQuery& query = found->second;
     for (std::size_t i = 0; i < values.size(); ++i)
         query.bindValue(int(i), values[i]);
+    ++statements;
     if (!query.exec())
         Fail(query.lastError());
     return query;
+}
+
+std::uint64_t SqlConnection::Statements()
+{
+    return statements;
 }
 
 int SqlConnection::Do(const std::string& statement, const Values& values)

@@ -9,6 +9,7 @@
 #include <QSqlDatabase>
 #include <QSqlQuery>
 #include <QVariant>
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <stdexcept>
@@ -54,6 +55,9 @@ public:
 
     // Runs a statement that cannot be prepared: one about tables or settings.
     void Command(const std::string& statement);
+
+    // The number of statements that all connections have run.
+    static std::uint64_t Statements();
 
     // All that `work` does is done together, or nothing of it. Of several connections, one at a
     // time writes to SQLite.
