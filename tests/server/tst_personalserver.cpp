@@ -320,7 +320,7 @@ private slots:
         QCOMPARE(profile(one).body, expected);
         QVERIFY(m_postgresql->stop());
         QVERIFY2(m_postgresql->start(), m_postgresql->log());
-        QCOMPARE(profile(other).body, expected); // at the second try
+        QCOMPARE(profile(other).body, expected);
         QCOMPARE(report(one, "2").status, 200);
         QVERIFY(registrations(options).endsWith("Z 2\n"));
         QCOMPARE(registrations(options).count('\n'), 1);
