@@ -16,6 +16,7 @@
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QThread>
+#include <unistd.h>
 
 class Nginx
 {
