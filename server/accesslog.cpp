@@ -59,7 +59,7 @@ std::string RequestLine(const HttpRequest& request)
         + std::to_string(request.version / 10) + '.' + std::to_string(request.version % 10);
 }
 
-std::string CommonLine(const LogEntry& entry)
+std::string CommonLine(const LoggedRequest& entry)
 {
     return entry.address + " - - [" + CommonTime() + "] \"" + RequestLine(entry.request) + "\" "
         + std::to_string(entry.status) + ' ' + (entry.bytes > 0 ? std::to_string(entry.bytes) : "-")
@@ -79,7 +79,7 @@ std::string JsonText(const std::string& text)
     return result + '"';
 }
 
-std::string JsonLine(const LogEntry& entry)
+std::string JsonLine(const LoggedRequest& entry)
 {
     const auto taken = std::chrono::duration_cast<std::chrono::microseconds>(entry.taken);
     return "{\"time\":" + JsonText(TimeText(std::time(nullptr)))
@@ -99,7 +99,7 @@ AccessLog::AccessLog(const std::string& path, bool isJson)
 }
 
 // One call for a line, so that lines of several servers are not mixed either.
-void AccessLog::Add(const LogEntry& entry)
+void AccessLog::Add(const LoggedRequest& entry)
 {
     const std::string line = m_isJson ? JsonLine(entry) : CommonLine(entry);
     const std::lock_guard<std::mutex> lock(m_mutex);

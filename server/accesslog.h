@@ -20,7 +20,7 @@
 #include <mutex>
 #include <string>
 
-struct LogEntry {
+struct LoggedRequest {
     std::string address; // of the client
     const HttpRequest& request; // without a method: it was not understood
     int status;
@@ -34,7 +34,7 @@ public:
     // Appends to the file, which is made if it is missing. Throws StoreError.
     AccessLog(const std::string& path, bool isJson);
 
-    void Add(const LogEntry& entry);
+    void Add(const LoggedRequest& entry);
 
     // Opens the file by its name again, after it was renamed. Keeps the old one, with a
     // message, if that fails.

@@ -7,10 +7,10 @@
 
 #include <iostream>
 
-Words ReadOptions(int argc, char** argv, const char* letters, const option* names,
-                  const std::function<bool(int letter)>& take)
+CommandWords ReadOptions(int argc, char** argv, const char* letters, const option* names,
+                         const std::function<bool(int letter)>& take)
 {
-    Words words;
+    CommandWords words;
     int letter = 0;
     while (words.error.empty()
            && (letter = getopt_long(argc, argv, letters, names, nullptr)) != -1) {
@@ -23,7 +23,7 @@ Words ReadOptions(int argc, char** argv, const char* letters, const option* name
     return words;
 }
 
-int RunCommand(const Words& words, const char* help, std::size_t count, const char* needed,
+int RunCommand(const CommandWords& words, const char* help, std::size_t count, const char* needed,
                const std::function<int()>& command)
 {
     const bool isWrong = !words.error.empty() || (!words.help && words.rest.size() != count);

@@ -11,17 +11,17 @@
 #include <vector>
 
 // The words of a command line after its options.
-struct Words {
+struct CommandWords {
     std::vector<std::string> rest;
     bool help = false;
     std::string error;
 };
 
 // Passes each option but --help ('h') to `take`, which returns false for an unknown one.
-Words ReadOptions(int argc, char** argv, const char* letters, const option* names,
-                  const std::function<bool(int letter)>& take);
+CommandWords ReadOptions(int argc, char** argv, const char* letters, const option* names,
+                         const std::function<bool(int letter)>& take);
 
 // Runs a command whose line is read and has `count` words; `needed` says which. Returns the exit
 // status.
-int RunCommand(const Words& words, const char* help, std::size_t count, const char* needed,
+int RunCommand(const CommandWords& words, const char* help, std::size_t count, const char* needed,
                const std::function<int()>& command);

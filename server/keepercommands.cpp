@@ -132,7 +132,7 @@ int CheckCommand(int argc, char** argv)
                                     { "help", no_argument, nullptr, 'h' },
                                     { nullptr, 0, nullptr, 0 } };
     bool isSigned = false;
-    const Words words = ReadOptions(argc, argv, "", names, [&isSigned](int letter) {
+    const CommandWords words = ReadOptions(argc, argv, "", names, [&isSigned](int letter) {
         isSigned = isSigned || letter == 's';
         return letter == 's';
     });
@@ -145,7 +145,7 @@ int InitCommand(int argc, char** argv)
 {
     static const option names[]
         = { { "help", no_argument, nullptr, 'h' }, { nullptr, 0, nullptr, 0 } };
-    const Words words = ReadOptions(argc, argv, "", names, [](int) { return false; });
+    const CommandWords words = ReadOptions(argc, argv, "", names, [](int) { return false; });
     return RunCommand(words, initHelp, 1, "exactly one STORE is needed",
                       [&] { return Init(words.rest[0]); });
 }
@@ -158,7 +158,7 @@ int AddCommand(int argc, char** argv)
                                     { "help", no_argument, nullptr, 'h' },
                                     { nullptr, 0, nullptr, 0 } };
     AddOptions options;
-    Words words = ReadOptions(argc, argv, "r:n:c:", names, [&options](int letter) {
+    CommandWords words = ReadOptions(argc, argv, "r:n:c:", names, [&options](int letter) {
         std::string* const place = letter == 'r' ? &options.repository
             : letter == 'n'                      ? &options.name
             : letter == 'c'                      ? &options.category

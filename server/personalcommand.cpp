@@ -99,7 +99,7 @@ int PersonalCommand(int argc, char** argv)
                                     { "help", no_argument, nullptr, 'h' },
                                     { nullptr, 0, nullptr, 0 } };
     PersonalPlace place;
-    Words words = ReadOptions(argc, argv, "", names, [&place](int letter) {
+    CommandWords words = ReadOptions(argc, argv, "", names, [&place](int letter) {
         if (letter == 'd' || letter == 'D')
             (letter == 'd' ? place.state : place.postgresql) = optarg;
         return letter == 'd' || letter == 'D';

@@ -120,8 +120,11 @@ private slots:
     {
         m_dir = std::make_unique<QTemporaryDir>();
         ++m_number;
-        if (QByteArray(QTest::currentDataTag()).startsWith("postgresql") && !PostgreSql::isThere())
-            QSKIP("PostgreSQL is not there");
+        if (QByteArray(QTest::currentDataTag()).startsWith("postgresql")
+            && !PostgreSql::isThere()) {
+            QTest::qSkip("PostgreSQL is not there", __FILE__, __LINE__);
+            return;
+        }
     }
     void cleanup() { m_dir.reset(); }
 

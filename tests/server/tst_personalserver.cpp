@@ -102,8 +102,11 @@ private slots:
     {
         m_dir = std::make_unique<QTemporaryDir>();
         ++m_number;
-        if (QByteArray(QTest::currentDataTag()).startsWith("postgresql") && !PostgreSql::isThere())
-            QSKIP("PostgreSQL is not there");
+        if (QByteArray(QTest::currentDataTag()).startsWith("postgresql")
+            && !PostgreSql::isThere()) {
+            QTest::qSkip("PostgreSQL is not there", __FILE__, __LINE__);
+            return;
+        }
         write("store/products", "Serial: 7\nName: A\nCategory: B\nPackage: c\nDescription: d\n");
         write("store/sources", "Type: dep\nEntry: deb @SERVER@/pool/main ./\nTimestamp: 5\n");
         write("store/pool/main/Packages", "Package: p\nVersion: 1\nFilename: p_1_all.deb\n");
@@ -209,8 +212,10 @@ private slots:
             write("store/profile", profileText);
             write("store/registrations", lines);
             const CutRun run = RunCutAt(cuts, Killed::All, words, path("output"));
-            if (!run.traced)
-                QSKIP("this system does not allow tracing");
+            if (!run.traced) {
+                QTest::qSkip("this system does not allow tracing", __FILE__, __LINE__);
+                return;
+            }
             QVERIFY(!run.hung);
             isCut = run.cut;
             const CutRun again = RunCutAt(-1, Killed::All, words, path("output"));
@@ -226,8 +231,10 @@ private slots:
 
     void storeThatCannotBeWrittenKeepsItsFiles()
     {
-        if (geteuid() != 0)
-            QSKIP("only root can give files away");
+        if (geteuid() != 0) {
+            QTest::qSkip("only root can give files away", __FILE__, __LINE__);
+            return;
+        }
         write("store/profile", profileText);
         QVERIFY(QDir().mkdir(path("state")));
         QCOMPARE(chown(qPrintable(path("state")), PlainUser::nobody, PlainUser::nobody), 0);
@@ -245,8 +252,10 @@ private slots:
 
     void rootMakesNothingThatTheServerCannotUse()
     {
-        if (geteuid() != 0)
-            QSKIP("only root can give files away");
+        if (geteuid() != 0) {
+            QTest::qSkip("only root can give files away", __FILE__, __LINE__);
+            return;
+        }
         const QStringList options = database(QStringLiteral("sqlite"));
         QVERIFY(QDir().mkdir(path("state")));
         QCOMPARE(chown(qPrintable(path("state")), PlainUser::nobody, PlainUser::nobody), 0);
@@ -300,8 +309,10 @@ private slots:
 
     void stoppedDatabaseIsWaitedForByClients()
     {
-        if (!PostgreSql::isThere())
-            QSKIP("PostgreSQL is not there");
+        if (!PostgreSql::isThere()) {
+            QTest::qSkip("PostgreSQL is not there", __FILE__, __LINE__);
+            return;
+        }
         const QStringList options = database(QStringLiteral("postgresql"));
         write("store/profile", profileText);
         ServerProcess one(path("store"), options), other(path("store"), options);
@@ -408,8 +419,10 @@ private slots:
 
     void postgreSqlIsBackedUpAndRestored()
     {
-        if (!PostgreSql::isThere())
-            QSKIP("PostgreSQL is not there");
+        if (!PostgreSql::isThere()) {
+            QTest::qSkip("PostgreSQL is not there", __FILE__, __LINE__);
+            return;
+        }
         const QStringList options = database(QStringLiteral("postgresql"));
         write("store/profile", profileText);
         auto server = std::make_unique<ServerProcess>(path("store"), options);

@@ -128,8 +128,10 @@ private:
 private slots:
     void machinesGetWhatIsRightWhateverEnds()
     {
-        if (!PostgreSql::isThere() || !Nginx::isThere())
-            QSKIP("PostgreSQL or nginx is not there");
+        if (!PostgreSql::isThere() || !Nginx::isThere()) {
+            QTest::qSkip("PostgreSQL or nginx is not there", __FILE__, __LINE__);
+            return;
+        }
         makeStore();
         PostgreSql database(QString::fromLocal8Bit(qgetenv("TEST_DIR"))
                             + QLatin1String("/postgresql"));
