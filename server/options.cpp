@@ -310,11 +310,12 @@ bool ParseOptions(int argc, char** argv, ServerOptions& options, int& status)
             status = 0;
             return false;
         }
-        if (letter == 'c' && !TakeFile(optarg, options)) {
+        const std::string value = optarg ? optarg : "";
+        if (letter == 'c' && !TakeFile(value, options)) {
             status = 1;
             return false;
         }
-        if (letter != 'c' && !TakeOption(letter, optarg ? optarg : "", options, error))
+        if (letter != 'c' && !TakeOption(letter, value, options, error))
             return Fail(error, status);
     }
     if (optind < argc)
