@@ -4,6 +4,7 @@
 #include "statuspages.h"
 
 #include "base/text.h"
+#include "freshness.h"
 
 namespace
 {
@@ -47,7 +48,7 @@ bool IsWatcher(const std::string& address, const std::string& monitor, const Htt
 void ServeStatus(const std::string& path, Store& store, PersonalData& personal,
                  const Metrics& metrics, HttpReply& reply)
 {
-    reply.Add("Cache-Control", "no-store");
+    ForbidKeeping(reply);
     if (path == readyPath)
         ServeReady(Fault(store, personal), reply);
     else if (path == metricsPath)
