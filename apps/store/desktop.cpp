@@ -3,6 +3,7 @@
 
 #include "desktop.h"
 
+#include <Pakmart/Places>
 #include <QClipboard>
 #include <QFileInfo>
 #include <QGuiApplication>
@@ -40,4 +41,15 @@ QString Desktop::date(const QDateTime& when)
 void Desktop::copy(const QString& text)
 {
     QGuiApplication::clipboard()->setText(text);
+}
+
+QVariantMap Desktop::places()
+{
+    using Pakmart::Places;
+    return { { QStringLiteral("address"), Places::storeAddress() },
+             { QStringLiteral("addressFile"), Places::storeAddressFile() },
+             { QStringLiteral("catalog"), Places::catalog() },
+             { QStringLiteral("recentlyUsed"), Places::recentlyUsed() },
+             { QStringLiteral("packageLists"), Places::packageLists() },
+             { QStringLiteral("pictures"), Places::pictures() } };
 }

@@ -7,6 +7,7 @@
 
 #include <QDateTime>
 #include <QObject>
+#include <QVariantMap>
 
 class Desktop : public QObject
 {
@@ -26,6 +27,9 @@ public:
     Q_INVOKABLE static bool hasIcon(const QString& name);
     Q_INVOKABLE static QString date(const QDateTime& when);
     Q_INVOKABLE static void copy(const QString& text);
+    // The store's address as "address" and the file that gives it as "addressFile"; folders with
+    // what is kept as "catalog", "recentlyUsed", "packageLists" and "pictures". Read at each call.
+    Q_INVOKABLE static QVariantMap places();
 
 Q_SIGNALS:
     // Pages emit it when the catalog has been fetched.

@@ -91,8 +91,9 @@ public:
     }
     void LookAround()
     {
-        for (const char* page : { "front", "category/Games", "product/1001", "search/er",
-                                  "installed", "updates", "recent", "history", "about" })
+        for (const char* page :
+             { "front", "category/Games", "product/1001", "search/er", "installed", "updates",
+               "recent", "history", "settings", "about" })
             Look(QString::fromLatin1(page));
     }
     void End() const { Demand(OpenWindow::warnings().isEmpty(), "the pages give warnings"); }

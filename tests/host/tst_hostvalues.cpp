@@ -10,13 +10,17 @@
 #include "host/jobtitle.h"
 #include "host/outcome.h"
 #include "host/packagejobs.h"
+#include "host/places.h"
 #include "host/planreader.h"
 #include "host/planrun.h"
 #include "host/preparejob.h"
 #include "host/runlines.h"
 #include "host/storejobs.h"
 #include "tests/host/shouting.h"
+#include "util/paths.h"
 
+#include <QDir>
+#include <QFile>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -377,6 +381,44 @@ private slots:
         QVERIFY(!WordsOf(plan).contains(QStringLiteral("--allow-removals")));
         plan.rows[0].action = PlanRow::Downgraded;
         QVERIFY(WordsOf(plan).contains(QStringLiteral("--allow-downgrades")));
+    }
+
+    void theStoreIsThatOfTheSettingsFile_data()
+    {
+        QTest::addColumn<QByteArray>("text");
+        QTest::addColumn<QString>("address"); // empty: the one of the build
+        QTest::newRow("no file") << QByteArray() << QString();
+        QTest::newRow("other keys") << QByteArray("keep agent xml = 1\n") << QString();
+        QTest::newRow("an address") << QByteArray("agent api url = http://store.example/api\n")
+                                    << QStringLiteral("http://store.example/api");
+    }
+    void theStoreIsThatOfTheSettingsFile()
+    {
+        QFETCH(QByteArray, text);
+        QFETCH(QString, address);
+        const QString file = QString::fromStdString(Agent::SettingsFile());
+        QVERIFY(QDir().mkpath(QFileInfo(file).path()));
+        QFile::remove(file);
+        if (!text.isEmpty()) {
+            QFile out(file);
+            QVERIFY(out.open(QIODevice::WriteOnly) && out.write(text) == text.size());
+        }
+        if (address.isEmpty())
+            QVERIFY(Places::storeAddress().endsWith("/getagentapi.php"));
+        else
+            QCOMPARE(Places::storeAddress(), address);
+        QCOMPARE(Places::storeAddressFile(),
+                 address.isEmpty() ? QString()
+                                   : QStringLiteral("/usr/share/apps/vantrelagent/.vauf"));
+        QFile::remove(file);
+    }
+    void foldersAreThoseOfTheUserAndOfAll()
+    {
+        QCOMPARE(Places::catalog(), "/usr/share/apps/vantrelagent");
+        QCOMPARE(Places::recentlyUsed(),
+                 QDir::homePath() + QStringLiteral("/.kde/share/apps/vantrelagent"));
+        QCOMPARE(Places::packageLists(), QDir::homePath() + QStringLiteral("/.vos-apt-get"));
+        QVERIFY(Places::pictures().endsWith("/pakmart/pictures"));
     }
 
     void newsOfLines_data()

@@ -281,6 +281,99 @@ private slots:
         QCOMPARE(OpenWindow::warnings(), QStringList());
     }
 
+    void theSettingsNameTheStoreAndItsFile()
+    {
+        OpenWindow store;
+        QVERIFY(store.open(QStringLiteral("settings")));
+        QTRY_COMPARE(store.texts(QStringLiteral("storeAddress")),
+                     QStringList{ m_machine->url() + QStringLiteral("/getagentapi.php") });
+        QCOMPARE(store.texts(QStringLiteral("storeAddressFile")),
+                 QStringList{ "This address is read from /usr/share/apps/vantrelagent/.vauf." });
+        const QStringList kept = store.texts(QStringLiteral("kept"));
+        QCOMPARE(kept.size(), 4);
+        QCOMPARE(kept.first(), "Catalog, for all users: /usr/share/apps/vantrelagent");
+        QCOMPARE(kept.value(1), "Package lists: " + m_machine->tree());
+        QVERIFY(QFile::remove(m_machine->settingsFile()));
+        QVERIFY(store.click(QStringLiteral("to-about")));
+        QVERIFY(store.click(QStringLiteral("to-settings")));
+        QTRY_COMPARE(
+            store.texts(QStringLiteral("storeAddressFile")),
+            QStringList{ "This address is built in: no settings file names another one." });
+        QVERIFY(store.texts(QStringLiteral("storeAddress")).value(0).startsWith("http://"));
+        QCOMPARE(OpenWindow::warnings(), QStringList());
+    }
+
+    void aCheckSaysWhatCameOfIt_data()
+    {
+        QTest::addColumn<QByteArray>("reply"); // of the directory; the real one's if empty
+        QTest::addColumn<bool>("isThere");
+        QTest::addColumn<QString>("outcome");
+        QTest::addColumn<bool>("isFailure");
+        QTest::newRow("nothing is new")
+            << QByteArray() << true << QStringLiteral("The offers have not changed.") << false;
+        QTest::newRow("no store") << QByteArray() << false
+                                  << QStringLiteral("The store could not be reached.") << false;
+        QTest::newRow("nonsense") << QByteArray("no XML") << true << QString() << true;
+    }
+    void aCheckSaysWhatCameOfIt()
+    {
+        QFETCH(QByteArray, reply);
+        QFETCH(bool, isThere);
+        QFETCH(QString, outcome);
+        QFETCH(bool, isFailure);
+        if (!isThere)
+            QVERIFY(m_machine->use(nobody()));
+        if (!reply.isEmpty()) {
+            QVERIFY(m_machine->useScripted({}));
+            m_machine->scripted.answer("/getagentapi.php", ScriptedServer::http(reply));
+        }
+        OpenWindow store;
+        QVERIFY(store.open(QStringLiteral("settings")));
+        QTRY_VERIFY(
+            store.texts(QStringLiteral("outcome")).value(0).startsWith("The offers are of"));
+        QVERIFY(store.click(QStringLiteral("checkNow")));
+        QTRY_COMPARE_WITH_TIMEOUT(store.texts(QStringLiteral("outcome")).value(0), outcome, 60000);
+        QTRY_VERIFY(store.item(QStringLiteral("checkNow")));
+        QCOMPARE(store.item(QStringLiteral("problem"), store.currentPage()) != nullptr, isFailure);
+        QCOMPARE(OpenWindow::warnings(), QStringList());
+    }
+    // Dice & Cards of the store is newer than what is installed here.
+    void aCheckLeadsToTheUpdates()
+    {
+        WriteStatusFile("Package: dicecards\nStatus: install ok installed\nVersion: 0.1\n"
+                        "Architecture: all\nMaintainer: m\nDescription: d\n\n");
+        QVERIFY(QFile::remove(m_machine->data(".VACatalog.fil")));
+        OpenWindow store;
+        QVERIFY(store.open(QStringLiteral("settings")));
+        QTRY_COMPARE(store.texts(QStringLiteral("outcome")),
+                     QStringList{ "The offers have not been fetched yet." });
+        QVERIFY(!store.item(QStringLiteral("updatable")));
+        QVERIFY(store.click(QStringLiteral("checkNow")));
+        QTRY_VERIFY_WITH_TIMEOUT(
+            store.texts(QStringLiteral("outcome")).value(0).contains("are new"), 60000);
+        QTRY_COMPARE(store.texts(QStringLiteral("updatable")),
+                     QStringList{ "1 product can be updated." });
+        store.picture(QStringLiteral("settings"));
+        QVERIFY(store.click(QStringLiteral("showUpdates")));
+        QTRY_COMPARE(store.pageName(), QStringLiteral("updatesPage"));
+        QTRY_VERIFY(store.item(QStringLiteral("product-dicecards")));
+        QCOMPARE(OpenWindow::warnings(), QStringList());
+    }
+    void aCheckThatTakesLongIsEnded()
+    {
+        QVERIFY(m_machine->useScripted({}));
+        m_machine->stall("/getagentapi.php");
+        OpenWindow store;
+        QVERIFY(store.open(QStringLiteral("settings")));
+        QVERIFY(store.click(QStringLiteral("checkNow")));
+        QTRY_COMPARE(store.texts(QStringLiteral("outcome")), QStringList{ "Looking for updates" });
+        QVERIFY(store.click(QStringLiteral("endCheck")));
+        QTRY_VERIFY_WITH_TIMEOUT(
+            store.texts(QStringLiteral("outcome")).value(0).startsWith("The offers are of"), 60000);
+        QVERIFY(!store.item(QStringLiteral("problem")));
+        QCOMPARE(OpenWindow::warnings(), QStringList());
+    }
+
     void withoutTheStoreTheDateOfTheOffersIsShownUntilItIsBack()
     {
         OpenWindow store;

@@ -14,45 +14,29 @@ ListPage {
     objectName: "aboutPage"
     title: i18n("About")
 
-    Flickable {
-        id: view
-        Layout.fillWidth: true
-        Layout.fillHeight: true
-        Layout.margins: Kirigami.Units.largeSpacing
-        contentHeight: column.height
-        boundsBehavior: Flickable.StopAtBounds
-        clip: true
-        activeFocusOnTab: true
-        Controls.ScrollBar.vertical: Controls.ScrollBar {}
-        Keys.onUpPressed: flick(0, 800)
-        Keys.onDownPressed: flick(0, -800)
-        ColumnLayout {
-            id: column
-            width: view.width
-            spacing: Kirigami.Units.largeSpacing
-            Image {
-                sourceSize: Qt.size(64, 64)
-                source: "qrc:/store/icons/org.vantrelos.pakmart-store.svg"
-                Accessible.ignored: true
-            }
-            PageHeading {
-                Layout.fillWidth: true
-                text: i18n("Software Store")
-            }
-            Controls.Label {
-                objectName: "version"
-                text: i18n("Version %1", desktop.version)
-            }
-            Controls.Label {
-                Layout.fillWidth: true
-                wrapMode: Text.Wrap
-                text: i18n("Finds, installs, updates and removes the products of the Pakmart store. Before anything is changed, you see what will change.")
-            }
-            Controls.Label {
-                Layout.fillWidth: true
-                wrapMode: Text.Wrap
-                text: i18n("Free software under the GNU Lesser General Public License, version 2.1 or later.")
-            }
+    ScrollColumn {
+        Image {
+            sourceSize: Qt.size(64, 64)
+            source: "qrc:/store/icons/org.vantrelos.pakmart-store.svg"
+            Accessible.ignored: true
+        }
+        PageHeading {
+            Layout.fillWidth: true
+            text: i18n("Software Store")
+        }
+        Controls.Label {
+            objectName: "version"
+            text: i18n("Version %1", desktop.version)
+        }
+        Controls.Label {
+            Layout.fillWidth: true
+            wrapMode: Text.Wrap
+            text: i18n("Finds, installs, updates and removes the products of the Pakmart store. Before anything is changed, you see what will change.")
+        }
+        Controls.Label {
+            Layout.fillWidth: true
+            wrapMode: Text.Wrap
+            text: i18n("Free software under the GNU Lesser General Public License, version 2.1 or later.")
         }
     }
 }
