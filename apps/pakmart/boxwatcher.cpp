@@ -4,9 +4,9 @@
 #include "boxwatcher.h"
 
 #include "console.h"
-#include "ownedprogram.h"
 
 #include <KLocalizedString>
+#include <Pakmart/OpenJob>
 #include <QApplication>
 #include <QDialog>
 #include <QEvent>
@@ -72,7 +72,7 @@ void BoxWatcher::Look(QDialog* box)
 void BoxWatcher::Guard(CDlgInstallComplete* report)
 {
     const QString program = report->Program();
-    if (program.isEmpty() || IsProgramOf(m_products, program))
+    if (program.isEmpty() || Pakmart::OpenJob::isProgramOf(m_products, program))
         return;
     report->findChild<QPushButton*>(QStringLiteral("run"))->setEnabled(false);
     m_display.Complain(

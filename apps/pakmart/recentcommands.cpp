@@ -8,9 +8,9 @@
 #include "console.h"
 #include "layout.h"
 #include "outcome.h"
-#include "ownedprogram.h"
 
 #include <KLocalizedString>
+#include <Pakmart/OpenJob>
 #include <QDateTime>
 #include <QFile>
 #include <QJsonArray>
@@ -126,7 +126,7 @@ QString RefusalOf(const CRUFile& list)
         return i18n("product %1 is not in the catalog ('pakmart update' fetches it), so "
                     "its package is not known",
                     QString::number(list.ServerSerialNumber()));
-    if (IsProgramOf({ package }, program))
+    if (Pakmart::OpenJob::isProgramOf({ package }, program))
         return QString();
     if (ReadDpkgStatus().Of(package.toStdString()).IsGone())
         return i18n("its package, %1, is not installed", package.simplified());

@@ -82,6 +82,16 @@ public:
             Keep("unfinished-" + button);
         Demand(isDone, "the change has not come to its end");
     }
+    // Starts a product from its row.
+    void Start(const QString& row)
+    {
+        const QString open = QStringLiteral("open");
+        Demand(m_window.click(open, row), "there is nothing to open");
+        Demand(QTest::qWaitFor([&] { return m_window.item(open)->isEnabled(); }, 60000),
+               "the program does not start");
+        Demand(!m_window.item(QStringLiteral("openProblem")), "the program was not started");
+        Keep(open);
+    }
     void Look(const QString& address)
     {
         m_window.store().go(ReadAddress(address));
@@ -142,6 +152,8 @@ void InstallAndRemove()
     Say("a search for 'lander' has found Star Lander");
     visit.Change(QStringLiteral("install"), lander, QStringLiteral("remove"));
     Say("Star Lander is installed");
+    visit.Start(lander);
+    Say("Star Lander was opened");
     visit.LookAround();
     visit.Look(QStringLiteral("updates"));
     visit.Change(QStringLiteral("update"), QStringLiteral("product-dicecards"), QString());

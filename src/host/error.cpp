@@ -84,6 +84,8 @@ const Entry entries[] = {
       QT_TRANSLATE_NOOP("Pakmart", "The store does not have this product.") },
     { Error::ReplyNotTrusted, "reply-not-trusted",
       QT_TRANSLATE_NOOP("Pakmart", "The answer of the store is not signed as this machine requires.") },
+    { Error::NoProgram, "no-program",
+      QT_TRANSLATE_NOOP("Pakmart", "It is not known which program belongs to this product.") },
 };
 // clang-format on
 

@@ -60,7 +60,8 @@ public:
         ReplyNotUnderstood, ///< the reply of the store server is not a valid one
         UnknownProduct, ///< the store does not have the product
         ReplyNotTrusted, ///< the reply of the store server is not signed as the machine requires
-        Last = ReplyNotTrusted ///< the highest code of this release
+        NoProgram, ///< a product has no program that can be started
+        Last = NoProgram ///< the highest code of this release
     };
     Q_ENUM(Code)
 

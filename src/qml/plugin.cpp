@@ -5,6 +5,7 @@
 // and the jobs of the store and of the machine.
 
 #include "machineelements.h"
+#include "openelement.h"
 #include "pictureprovider.h"
 #include "storeelements.h"
 #include "transaction.h"
@@ -33,6 +34,7 @@ public:
         qmlRegisterType<Transaction>(uri, 1, 0, "Transaction");
         qmlRegisterType<AislesElement>(uri, 1, 0, "AislesJob");
         qmlRegisterType<CheckElement>(uri, 1, 0, "CheckJob");
+        qmlRegisterType<OpenElement>(uri, 1, 0, "OpenJob");
         qmlRegisterType<RefreshCatalogElement>(uri, 1, 0, "RefreshCatalogJob");
         qmlRegisterType<RefreshSourcesElement>(uri, 1, 0, "RefreshSourcesJob");
         qmlRegisterType<RegisterElement>(uri, 1, 0, "RegisterJob");

@@ -17,7 +17,7 @@ Flow {
     required property var product
     required property int productState
     required property var change
-    // In lists, only the first thing to do.
+    // In lists, only the first thing to do, and Open where there is room.
     property bool compact: false
     readonly property bool busy: change !== null && !change.failed
     readonly property bool there: productState === Pakmart.Product.Installed || productState === Pakmart.Product.Upgradable || productState === Pakmart.Product.Broken
@@ -37,6 +37,12 @@ Flow {
         icon.name: "download"
         Accessible.name: i18n("Install %1", buttons.product.name)
         onClicked: buttons.begin(Pakmart.Request.Install)
+    }
+    OpenButton {
+        app: buttons.app
+        serial: buttons.product.serial
+        name: buttons.product.name
+        visible: possible && !buttons.busy && buttons.there && (!buttons.compact || buttons.app.wide)
     }
     Controls.Button {
         objectName: "update"

@@ -107,6 +107,11 @@ ListPage {
                 app: page.app
                 change: page.change
             }
+            OpenProblem {
+                Layout.fillWidth: true
+                app: page.app
+                serial: page.serial
+            }
             Controls.Label {
                 objectName: "description"
                 Layout.fillWidth: true

@@ -73,5 +73,10 @@ Controls.ItemDelegate {
             app: row.app
             change: row.change
         }
+        OpenProblem {
+            Layout.fillWidth: true
+            app: row.app
+            serial: row.model.serial
+        }
     }
 }

@@ -41,6 +41,27 @@ ListPage {
             Accessible.role: Accessible.ListItem
             Accessible.name: text
             onClicked: page.app.push("ProductPage.qml", { serial: model.serial })
+            contentItem: ColumnLayout {
+                RowLayout {
+                    Controls.Label {
+                        objectName: "used"
+                        Layout.fillWidth: true
+                        wrapMode: Text.Wrap
+                        textFormat: Text.PlainText
+                        text: row.text
+                    }
+                    OpenButton {
+                        app: page.app
+                        serial: row.model.serial
+                        name: row.model.name
+                    }
+                }
+                OpenProblem {
+                    Layout.fillWidth: true
+                    app: page.app
+                    serial: row.model.serial
+                }
+            }
         }
         EmptyState {
             app: page.app

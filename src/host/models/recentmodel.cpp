@@ -7,84 +7,16 @@
 #include "db/dbshared.h"
 #include "host/beside.h"
 #include "host/models/pathwatch.h"
-#include "util/showntext.h"
+#include "host/models/recentlist.h"
 
 #include <QCoreApplication>
 #include <QDateTime>
 #include <QFile>
-#include <QSet>
-#include <algorithm>
-#include <array>
-#include <cerrno>
-#include <cstring>
-#include <sys/stat.h>
 
 using namespace Agent;
 
 namespace Pakmart
 {
-
-namespace
-{
-
-struct Used {
-    int serial;
-    qint64 time;
-    QString name, program, icon, smallIcon;
-
-    bool operator==(const Used& other) const
-    {
-        return time == other.time && name == other.name && program == other.program
-            && icon == other.icon && smallIcon == other.smallIcon;
-    }
-};
-
-struct UsedList {
-    bool isReadable = true;
-    std::vector<Used> items; // the last one first
-};
-
-Used UsedOf(const std::uint8_t* record)
-{
-    const auto text
-        = [record](TextField field) { return QString::fromUtf8(GetText(record, field)); };
-    return { GetInt32(record + Recent::serverSerialNumber),
-             GetInt32(record + Recent::lastAccessed),
-             ShownLine(text(Recent::description)),
-             text(Recent::executablePath),
-             text(Recent::iconPath),
-             text(Recent::smallIconPath) };
-}
-
-// The records alone are read, so that nothing has to be locked or repaired.
-UsedList ReadUsed(const std::string& folder)
-{
-    UsedList list;
-    struct stat info = {};
-    if (stat((folder + Recent::layout.fileName).c_str(), &info) != 0 && errno == ENOENT)
-        return list;
-    RecordReader records(folder, Recent::layout,
-                         { std::begin(Recent::texts), std::end(Recent::texts) });
-    list.isReadable = records && records.Count() > 0;
-    for (std::int32_t number = 1; list.isReadable && number < records.Count(); ++number)
-        if (const std::uint8_t* const record = records.Live(number))
-            list.items.push_back(UsedOf(record));
-    std::sort(list.items.begin(), list.items.end(), [](const Used& a, const Used& b) {
-        return a.time != b.time ? a.time > b.time : a.name < b.name;
-    });
-    // An interrupted change may leave two records of a product: the later one counts.
-    QSet<int> seen;
-    const auto isSeen = [&seen](const Used& item) {
-        const bool known = seen.contains(item.serial);
-        seen.insert(item.serial);
-        return known;
-    };
-    list.items.erase(std::remove_if(list.items.begin(), list.items.end(), isSeen),
-                     list.items.end());
-    return list;
-}
-
-} // namespace
 
 class RecentModel::Private
 {

@@ -54,6 +54,7 @@ const Task tasks[] = {
     { "products", FetchProducts, true },
     { "packages-of", FetchPackagesOf, true },
     { "record", RecordProducts, false },
+    { "note-use", NoteUse, false },
     { "updates", FetchUpdates, true },
     { "note-update", NoteUpdate, false },
     { "rebuild-catalog", RebuildCatalog, true },

@@ -10,8 +10,6 @@
 #include <vantrelagent/catalog/capiupdatecatalog.h>
 #include <vantrelagent/catalog/cxmlnode.h>
 #include <vantrelagent/catalog/savedtree.h>
-#include <vantrelagent/db/crufile.h>
-#include <vantrelagent/store/indexfile.h>
 
 namespace
 {
@@ -45,21 +43,5 @@ Outcome RebuildCatalog(const QStringList&, Report&)
     CAPIUpdateCatalog update(true, false);
     if (!update.ProcessVantrelCatalogRequest(catalog))
         outcome.code = AgentError::CannotWrite;
-    return outcome;
-}
-
-// Makes the indexes of the recently used list from its records.
-Outcome RepairRecent(const QStringList&, Report&)
-{
-    Outcome outcome;
-    outcome.code = AgentError::CannotWrite;
-    if (InitIndex() != 0)
-        return outcome;
-    {
-        CRUFile list;
-        if (list.OpenOrRepair() && list.Repair() && list.Close())
-            outcome.code = AgentError::NoFailure;
-    }
-    UnInitIndex();
     return outcome;
 }

@@ -50,6 +50,7 @@ Outcome RegisterMachine(const QStringList& words, Report& report);
 Outcome FetchPackagesOf(const QStringList& words, Report& report);
 Outcome FetchProducts(const QStringList& words, Report& report);
 Outcome RecordProducts(const QStringList& words, Report& report);
+Outcome NoteUse(const QStringList& words, Report& report);
 Outcome FetchUpdates(const QStringList& words, Report& report);
 Outcome NoteUpdate(const QStringList& words, Report& report);
 Outcome RebuildCatalog(const QStringList& words, Report& report);

@@ -1,20 +1,23 @@
 // SPDX-FileCopyrightText: 2026 The Pakmart developers
 // SPDX-License-Identifier: LGPL-2.1-or-later
 
-#include "ownedprogram.h"
+#include "host/ownedprogram.h"
 
+#include "base/dpkgstatus.h"
 #include "base/packagename.h"
-#include "console.h"
-#include "outcome.h"
+#include "base/text.h"
+#include "util/paths.h"
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QMap>
 #include <algorithm>
-#include <vantrelagent/util/paths.h>
 
 using namespace Agent;
+
+namespace Pakmart
+{
 
 namespace
 {
@@ -58,8 +61,8 @@ QMap<QString, QString> DiversionsFor(const QString& package)
 
 bool Has(const QString& package, const QString& file)
 {
-    if (!IsPackageName(package.toStdString())
-        || ReadDpkgStatus().Of(package.toStdString()).IsGone())
+    const DpkgStatus status(SystemPath(std::string("/var/lib/dpkg")));
+    if (!IsPackageName(package.toStdString()) || status.Of(package.toStdString()).IsGone())
         return false;
     const QMap<QString, QString> diverted = DiversionsFor(package);
     const QDir info(SystemPath(QStringLiteral("/var/lib/dpkg/info")));
@@ -89,7 +92,9 @@ bool IsProgram(const QString& path)
 
 bool IsProgramOf(const QStringList& packages, const QString& path)
 {
-    const bool isPlain = path.startsWith(QLatin1Char('/')) && path == Printable(path)
+    const bool isShown = std::none_of(path.begin(), path.end(),
+                                      [](QChar one) { return IsUnprintable(one.unicode()); });
+    const bool isPlain = path.startsWith(QLatin1Char('/')) && isShown
         && !path.contains(QLatin1Char('\n')) && QDir::cleanPath(path) == path;
     if (!isPlain || !IsProgram(path))
         return false;
@@ -97,3 +102,5 @@ bool IsProgramOf(const QStringList& packages, const QString& path)
     return std::any_of(packages.begin(), packages.end(),
                        [&file](const QString& package) { return Has(package, file); });
 }
+
+} // namespace Pakmart
