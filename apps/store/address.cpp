@@ -28,10 +28,10 @@ bool IsSerial(const QString& value)
 
 Address ReadAddress(const QString& text)
 {
-    static const QStringList plain{ QStringLiteral("front"),   QStringLiteral("installed"),
-                                    QStringLiteral("updates"), QStringLiteral("recent"),
-                                    QStringLiteral("history"), QStringLiteral("settings"),
-                                    QStringLiteral("about") };
+    static const QStringList plain{ QStringLiteral("front"),    QStringLiteral("installed"),
+                                    QStringLiteral("updates"),  QStringLiteral("recent"),
+                                    QStringLiteral("history"),  QStringLiteral("account"),
+                                    QStringLiteral("settings"), QStringLiteral("about") };
     const QString scheme = QStringLiteral("pakmart:");
     QString path = text.startsWith(scheme) ? text.mid(scheme.size()) : text;
     while (path.startsWith(QLatin1Char('/')))

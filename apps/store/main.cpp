@@ -24,10 +24,10 @@ void Describe(QCommandLineParser& parser)
     parser.setApplicationDescription(i18n("The software store"));
     parser.addHelpOption();
     parser.addVersionOption();
-    parser.addOption(
-        { QStringLiteral("page"),
-          i18n("Open a page: front, installed, updates, recent, history, settings or about."),
-          QStringLiteral("page") });
+    parser.addOption({ QStringLiteral("page"),
+                       i18n("Open a page: front, installed, updates, recent, history, account, "
+                            "settings or about."),
+                       QStringLiteral("page") });
     parser.addPositionalArgument(QStringLiteral("link"),
                                  i18n("A link to open, such as pakmart:product/1001."),
                                  QStringLiteral("[link]"));

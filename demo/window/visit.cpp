@@ -103,7 +103,7 @@ public:
     {
         for (const char* page :
              { "front", "category/Games", "product/1001", "search/er", "installed", "updates",
-               "recent", "history", "settings", "about" })
+               "recent", "history", "account", "settings", "about" })
             Look(QString::fromLatin1(page));
     }
     void End() const { Demand(OpenWindow::warnings().isEmpty(), "the pages give warnings"); }

@@ -171,7 +171,7 @@ public:
     QList<AisleCategory> categories; ///< in the order of the store
 };
 
-/// Fetches the aisles of the store, and saves them in the data folder.
+/// Fetches the aisles of the store, and saves them in the data folder if that is the user's.
 class VANTRELAGENT_EXPORT AislesJob : public StoreJob
 {
     Q_OBJECT
@@ -213,7 +213,7 @@ public:
 };
 
 /// Fetches the profile of this machine's account, keeps of its applications those that are
-/// installed here, and saves it in the data folder.
+/// installed here, and saves it in the data folder if that is the user's.
 class VANTRELAGENT_EXPORT SyncJob : public StoreJob
 {
     Q_OBJECT

@@ -7,6 +7,7 @@
 #include "db/catalogscan.h"
 #include "host/storejobs.h"
 #include "install/privatetree.h"
+#include "tests/common/plainuser.h"
 #include "tests/common/pulse.h"
 #include "tests/host/hostmachine.h"
 #include "tests/host/storemachine.h"
@@ -285,6 +286,38 @@ private slots:
         QCOMPARE(job->applications().first().package, QStringLiteral("starlander"));
         delete job;
         QVERIFY(QFile::exists(m_store->data(".profile")));
+    }
+
+    // On an installed system the data folder belongs to a user of its own.
+    void aUserToWhomTheFolderDoesNotBelongHasTheListsAllTheSame()
+    {
+        QVERIFY(m_store->serve());
+        QFile status(m_store->root + QStringLiteral("/var/lib/dpkg/status"));
+        QVERIFY(status.open(QIODevice::WriteOnly));
+        status.write("Package: dicecards\nStatus: install ok installed\nVersion: 1.0\n"
+                     "Architecture: all\n\n");
+        status.close();
+        const QByteArray data = m_store->data("").toLocal8Bit();
+        QVERIFY(chmod(data.constData(), 0555) == 0);
+        auto* aisles = new AislesJob;
+        auto* sync = new SyncJob;
+        aisles->setAutoDelete(false);
+        sync->setAutoDelete(false);
+        {
+            const PlainUser user;
+            QVERIFY(access(data.constData(), W_OK) != 0);
+            JobWatch first(aisles), second(sync);
+            QCOMPARE(first.outcome(), QStringLiteral("none"));
+            QCOMPARE(second.outcome(), QStringLiteral("none"));
+        }
+        QVERIFY(chmod(data.constData(), 0755) == 0);
+        QCOMPARE(aisles->aisles().size(), 3);
+        QCOMPARE(sync->applications().size(), 1);
+        QCOMPARE(sync->applications().first().package, QStringLiteral("dicecards"));
+        delete aisles;
+        delete sync;
+        QVERIFY(!QFile::exists(m_store->data(".aisles")));
+        QVERIFY(!QFile::exists(m_store->data(".profile")));
     }
 
     void theMachineIsRegisteredForItsBuilder()

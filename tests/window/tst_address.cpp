@@ -22,6 +22,7 @@ private slots:
             QTest::newRow(name) << text << QString::fromUtf8(page) << QString::fromUtf8(value);
         };
         row("page", QStringLiteral("updates"), "updates");
+        row("account", QStringLiteral("account"), "account");
         row("settings", QStringLiteral("settings"), "settings");
         row("link to a page", QStringLiteral("pakmart:updates"), "updates");
         row("product", QStringLiteral("pakmart:product/1001"), "product", "1001");

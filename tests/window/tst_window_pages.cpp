@@ -20,7 +20,7 @@ constexpr const char* lastOnPages[][2] = {
     { "product/1001", "install" }, { "installed", "stateText" },
     { "updates", "look" },         { "recent", "heading" },
     { "history", "heading" },      { "about", "version" },
-    { "settings", "kept" },
+    { "settings", "kept" },        { "account", "sync" },
 };
 
 } // namespace
@@ -90,6 +90,7 @@ private slots:
             { "updates", "updatesPage", "stateText", "Everything is up to date." },
             { "recent", "recentPage", "heading", "Recently used" },
             { "history", "historyPage", "heading", "History" },
+            { "account", "accountPage", "heading", "My products" },
             { "settings", "settingsPage", "heading", "Settings" },
             { "about", "aboutPage", "heading", "Software Store" },
         };
@@ -247,8 +248,8 @@ private slots:
     {
         OpenWindow store;
         QVERIFY(store.open());
-        const QStringList names{ "frontPage",   "installedPage", "updatesPage", "recentPage",
-                                 "historyPage", "settingsPage",  "aboutPage" };
+        const QStringList names{ "frontPage",   "installedPage", "updatesPage",  "recentPage",
+                                 "historyPage", "accountPage",   "settingsPage", "aboutPage" };
         for (int i = names.size() - 1; i >= 0; --i) {
             store.key(Qt::Key(Qt::Key_1 + i), Qt::AltModifier);
             QTRY_COMPARE(store.pageName(), names[i]);

@@ -16,6 +16,7 @@ Kirigami.AbstractApplicationWindow {
         onAnswered: (change) => app.closePreview(change)
     }
     readonly property Offers offers: Offers {}
+    readonly property Account account: Account {}
     readonly property Openings openings: Openings {}
     readonly property alias stack: pages
     readonly property bool wide: width >= Kirigami.Units.gridUnit * 45

@@ -29,6 +29,7 @@ Rectangle {
                 { page: "updates", icon: "update-none", name: i18n("Updates") },
                 { page: "recent", icon: "document-open-recent", name: i18n("Recently used") },
                 { page: "history", icon: "view-history", name: i18n("History") },
+                { page: "account", icon: "user-identity", name: i18n("My products") },
                 { page: "settings", icon: "configure", name: i18n("Settings") },
                 { page: "about", icon: "help-about", name: i18n("About") }
             ]

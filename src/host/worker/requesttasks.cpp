@@ -6,7 +6,11 @@
 
 #include "host/worker/tasks.h"
 
+#include <QFile>
+#include <QFileInfo>
 #include <QJsonArray>
+#include <cerrno>
+#include <unistd.h>
 #include <vantrelagent/catalog/capigetaisles.h>
 #include <vantrelagent/catalog/capisyncmymachine.h>
 #include <vantrelagent/catalog/cxmlnode.h>
@@ -69,18 +73,64 @@ QJsonArray ApplicationsOf(CXMLNode& tree)
     return applications;
 }
 
+// What a reply would leave in the data folder.
+struct Kept {
+    CXMLNode tree{ nullptr };
+    bool isGood = false;
+};
+
+// As the request prunes what it saves; false where it would refuse it.
+bool Prune(CAPISyncMyMachine& request, CXMLNode& profile)
+{
+    const std::size_t count = profile.ChildArray("application").size();
+    const bool isGood = count <= std::size_t(CAPISyncMyMachine::maxApplications);
+    if (isGood)
+        request.KeepInstalledPackages(profile);
+    return isGood;
+}
+
+bool Prune(CAPIGetAisles&, CXMLNode&)
+{
+    return true;
+}
+
+// A request that also keeps what it would save, for a user to whom the data folder does not
+// belong. It has no meta-object of its own, so that the server gets the name of the base class.
+template <typename Request> class KeptReply : public Request
+{
+public:
+    explicit KeptReply(Kept& kept) : Request(true), m_kept(kept) { }
+
+    void onSuccessfulTransfer(QDomElement* body) override
+    {
+        m_kept.isGood = ReadFirstElement(*body, m_kept.tree) && Prune(*this, m_kept.tree);
+        Request::onSuccessfulTransfer(body);
+    }
+
+private:
+    Kept& m_kept;
+};
+
+bool MayNotWrite(const char* name)
+{
+    const QString folder = QFileInfo(SavedTreePath(name)).path();
+    return access(QFile::encodeName(folder).constData(), W_OK) != 0 && errno == EACCES;
+}
+
 // Runs the request that saves its reply as `name` in the data folder, and reads that file.
-Outcome Fetch(CAPI* (*request)(), const char* name, QJsonArray (*listOf)(CXMLNode&))
+template <typename Request> Outcome Fetch(const char* name, QJsonArray (*listOf)(CXMLNode&))
 {
     Outcome outcome;
+    const bool isSaved = !MayNotWrite(name);
+    Kept kept;
     const SavedMark saved(name);
-    if (!RunToItsEnd(request(), outcome))
+    if (!RunToItsEnd(isSaved ? new Request(true) : new KeptReply<Request>(kept), outcome))
         return outcome;
-    if (!saved.isNew())
+    if (isSaved && !saved.isNew())
         return saved.failure();
     CXMLNode tree(nullptr);
-    if (ReadSavedTree(name, tree))
-        outcome.result = { { QStringLiteral("list"), listOf(tree) } };
+    if (isSaved ? ReadSavedTree(name, tree) : kept.isGood)
+        outcome.result = { { QStringLiteral("list"), listOf(isSaved ? tree : kept.tree) } };
     else
         outcome.code = AgentError::ReplyNotUnderstood;
     return outcome;
@@ -90,12 +140,12 @@ Outcome Fetch(CAPI* (*request)(), const char* name, QJsonArray (*listOf)(CXMLNod
 
 Outcome FetchAisles(const QStringList&, Report&)
 {
-    return Fetch([]() -> CAPI* { return new CAPIGetAisles(true); }, ".aisles", AislesOf);
+    return Fetch<CAPIGetAisles>(".aisles", AislesOf);
 }
 
 Outcome SyncMachine(const QStringList&, Report&)
 {
-    return Fetch([]() -> CAPI* { return new CAPISyncMyMachine(true); }, ".profile", ApplicationsOf);
+    return Fetch<CAPISyncMyMachine>(".profile", ApplicationsOf);
 }
 
 Outcome RegisterMachine(const QStringList&, Report&)
