@@ -10,6 +10,7 @@
 #include "storeelements.h"
 #include "transaction.h"
 
+#include <Pakmart/AisleModel>
 #include <Pakmart/CategoryModel>
 #include <Pakmart/HistoryModel>
 #include <Pakmart/Job>
@@ -55,6 +56,7 @@ private:
     static void registerModels(const char* uri)
     {
         using namespace Pakmart;
+        qmlRegisterType<AisleModel>(uri, 1, 0, "AisleModel");
         qmlRegisterType<CategoryModel>(uri, 1, 0, "CategoryModel");
         qmlRegisterType<HistoryModel>(uri, 1, 0, "HistoryModel");
         qmlRegisterType<InstalledModel>(uri, 1, 0, "InstalledModel");

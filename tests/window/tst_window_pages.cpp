@@ -276,6 +276,38 @@ private slots:
         QCOMPARE(OpenWindow::warnings(), QStringList());
     }
 
+    // The store arranges its categories; without that there are only the categories.
+    void aislesAreAboveTheCategories()
+    {
+        OpenWindow store;
+        QVERIFY(store.open());
+        QTRY_VERIFY(store.item(QStringLiteral("category-Games")));
+        QCOMPARE(store.all(QStringLiteral("aisle")).size(), 0);
+        store.key(Qt::Key_F5);
+        QTRY_COMPARE_WITH_TIMEOUT(store.texts(QStringLiteral("aisleName")),
+                                  (QStringList{ "Play", "Work", "School & Home" }), 60000);
+        QCOMPARE(store.texts(QStringLiteral("aisleText")).value(0),
+                 QStringLiteral("For long evenings."));
+        const QList<QQuickItem*> aisles = store.all(QStringLiteral("aisle"));
+        QTRY_VERIFY(aisles.last()->mapToScene(QPointF()).y()
+                    < store.item(QStringLiteral("heading"))->mapToScene(QPointF()).y());
+        store.picture(QStringLiteral("aisles"));
+        QVERIFY(store.click(QStringLiteral("aisleCategory-Games")));
+        QTRY_COMPARE(store.pageName(), QStringLiteral("productsPage"));
+        QTRY_COMPARE(store.all(QStringLiteral("product-starlander")).size(), 1);
+        QCOMPARE(OpenWindow::warnings(), QStringList());
+    }
+    // The first picture is of what was fetched before.
+    void aislesAreThereBeforeTheStoreIsAsked()
+    {
+        QVERIFY(m_machine->endServer());
+        OpenWindow store;
+        QVERIFY(store.open());
+        QTRY_COMPARE(store.texts(QStringLiteral("aisleName")),
+                     (QStringList{ "Play", "Work", "School & Home" }));
+        QCOMPARE(OpenWindow::warnings(), QStringList());
+    }
+
     void aTileLeadsToItsCategory()
     {
         OpenWindow store;

@@ -24,10 +24,14 @@ QtObject {
     readonly property Pakmart.RefreshCatalogJob job: Pakmart.RefreshCatalogJob {
         onFinished: {
             offers.asked = true
+            if (error === 0)
+                offers.aisles.start()
             offers.offline = offers.isUnreachable(error)
             desktop.offersChanged()
         }
     }
+    // How the store arranges its categories; a store that has no answer has no arrangement.
+    readonly property Pakmart.AislesJob aisles: Pakmart.AislesJob {}
     readonly property Timer retry: Timer {
         interval: offers.retryInterval
         repeat: true
