@@ -276,6 +276,37 @@ private slots:
         QCOMPARE(OpenWindow::warnings(), QStringList());
     }
 
+    // The header is as high as the search in it, however narrow the window is.
+    void theHeaderHasNoEmptyStrip_data()
+    {
+        QTest::addColumn<bool>("isMirrored");
+        QTest::addColumn<int>("width");
+        for (const bool isMirrored : { false, true })
+            for (const int width : { 360, 1280 })
+                QTest::newRow(qPrintable(
+                    QStringLiteral("%1 at %2")
+                        .arg(isMirrored ? QStringLiteral("mirrored") : QStringLiteral("plain"))
+                        .arg(width)))
+                    << isMirrored << width;
+    }
+    void theHeaderHasNoEmptyStrip()
+    {
+        QFETCH(bool, isMirrored);
+        QFETCH(int, width);
+        QGuiApplication::setLayoutDirection(isMirrored ? Qt::RightToLeft : Qt::LeftToRight);
+        const auto reset
+            = qScopeGuard([] { QGuiApplication::setLayoutDirection(Qt::LeftToRight); });
+        OpenWindow store;
+        QVERIFY(store.open(QStringLiteral("about"), QSize(width, 640)));
+        QQuickItem* const search = store.item(QStringLiteral("search"));
+        const auto below = [&] {
+            const QPointF end = search->mapToScene(QPointF(0, search->height()));
+            return store.currentPage()->mapToScene(QPointF()).y() - end.y();
+        };
+        QTRY_VERIFY2(below() >= 0 && below() <= 16, qPrintable(QString::number(below())));
+        QCOMPARE(OpenWindow::warnings(), QStringList());
+    }
+
     // The store arranges its categories; without that there are only the categories.
     void aislesAreAboveTheCategories()
     {

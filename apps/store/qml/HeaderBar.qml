@@ -27,9 +27,10 @@ Controls.ToolBar {
         field.selectAll()
     }
 
-    contentItem: ColumnLayout {
-        spacing: 0
+    // Not a layout, which would keep the height of what is hidden.
+    contentItem: Column {
         RowLayout {
+            width: parent.width
             Controls.ToolButton {
                 objectName: "menu"
                 text: i18n("Menu")
@@ -77,7 +78,7 @@ Controls.ToolBar {
         }
         OfflineBar {
             objectName: "offline"
-            Layout.fillWidth: true
+            width: parent.width
             offers: bar.app.offers
         }
     }
