@@ -18,6 +18,7 @@
 #include <Pakmart/PlanModel>
 #include <Pakmart/ProductModel>
 #include <Pakmart/RecentModel>
+#include <Pakmart/RestartHint>
 #include <QQmlExtensionPlugin>
 #include <QtQml>
 
@@ -40,6 +41,7 @@ public:
         qmlRegisterType<RefreshSourcesElement>(uri, 1, 0, "RefreshSourcesJob");
         qmlRegisterType<RegisterElement>(uri, 1, 0, "RegisterJob");
         qmlRegisterType<RepairElement>(uri, 1, 0, "RepairJob");
+        qmlRegisterType<RestartHint>(uri, 1, 0, "RestartHint");
         qmlRegisterType<SyncElement>(uri, 1, 0, "SyncJob");
         qmlRegisterType<SystemUpdateElement>(uri, 1, 0, "SystemUpdateJob");
         registerModels(uri);

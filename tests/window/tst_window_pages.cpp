@@ -339,6 +339,27 @@ private slots:
         QCOMPARE(OpenWindow::warnings(), QStringList());
     }
 
+    void aRestartThatIsNeededIsSaid()
+    {
+        const QString file = m_machine->root + QStringLiteral("/run/reboot-required");
+        QVERIFY(QDir().mkpath(QFileInfo(file).path()));
+        OpenWindow store;
+        QVERIFY(store.open(QStringLiteral("updates")));
+        QTRY_VERIFY(store.item(QStringLiteral("look")));
+        QVERIFY(!store.item(QStringLiteral("restartHint")));
+        for (const QString& name : { file + QStringLiteral(".pkgs"), file }) {
+            QFile out(name);
+            QVERIFY(out.open(QIODevice::WriteOnly) && out.write("linux-image-amd64\n") > 0);
+        }
+        QTRY_COMPARE(
+            store.texts(QStringLiteral("restartHint")),
+            QStringList{ "Restart the computer to finish the updates of: linux-image-amd64" });
+        store.picture(QStringLiteral("restart"));
+        QVERIFY(QFile::remove(file));
+        QTRY_VERIFY(!store.item(QStringLiteral("restartHint")));
+        QCOMPARE(OpenWindow::warnings(), QStringList());
+    }
+
     void aTileLeadsToItsCategory()
     {
         OpenWindow store;

@@ -39,6 +39,10 @@ ListPage {
             text: page.app.offers.running ? i18n("Looking for updates")
                 : desktop.offersDate === "" ? i18n("The offers have not been fetched yet.") : i18n("The offers are of %1.", desktop.offersDate)
         }
+        RestartBar {
+            Layout.fillWidth: true
+            Layout.leftMargin: Kirigami.Units.largeSpacing
+        }
         Flow {
             Layout.fillWidth: true
             Layout.leftMargin: Kirigami.Units.largeSpacing
