@@ -4,6 +4,8 @@
 // pakmart-store: the store in a window. One window for each user: a second start brings the first
 // one to the front, and leads it to the page that was asked for.
 
+#include "notifier.h"
+#include "preferences.h"
 #include "storewindow.h"
 
 #include <KDBusService>
@@ -28,6 +30,9 @@ void Describe(QCommandLineParser& parser)
                        i18n("Open a page: front, installed, updates, recent, history, account, "
                             "settings or about."),
                        QStringLiteral("page") });
+    parser.addOption({ QStringLiteral("background"),
+                       i18n("Tell of updates by a notification, if that is switched on; sessions "
+                            "start this.") });
     parser.addPositionalArgument(QStringLiteral("link"),
                                  i18n("A link to open, such as pakmart:product/1001."),
                                  QStringLiteral("[link]"));
@@ -35,6 +40,8 @@ void Describe(QCommandLineParser& parser)
 
 QString WantedPage(const QCommandLineParser& parser)
 {
+    if (parser.isSet(QStringLiteral("background")))
+        return QStringLiteral("updates"); // what a notification leads to
     const QStringList links = parser.positionalArguments();
     return links.isEmpty() ? parser.value(QStringLiteral("page")) : links.first();
 }
@@ -91,6 +98,24 @@ void Follow(StoreWindow& store, const KDBusService& service)
                      [&store](const QString& action) { GoTo(store, action); });
 }
 
+// Whether the user has answered to a notification of updates.
+bool IsWanted()
+{
+    if (!Preferences::notifies())
+        return false;
+    bool isWanted = false;
+    Notifier notifier;
+    QObject::connect(&notifier, &Notifier::finished, &notifier, [&isWanted](bool wanted) {
+        isWanted = wanted;
+        QApplication::quit();
+    });
+    QCoreApplication::setQuitLockEnabled(false); // the end of a job is not that of the program
+    notifier.start();
+    QApplication::exec();
+    QCoreApplication::setQuitLockEnabled(true);
+    return isWanted;
+}
+
 } // namespace
 
 int main(int argc, char* argv[])
@@ -117,6 +142,8 @@ int main(int argc, char* argv[])
                      qPrintable(i18n("There is no page \"%1\".", page)));
         return 2;
     }
+    if (parser.isSet(QStringLiteral("background")) && !IsWanted())
+        return 0;
     ChooseStyle();
     ChooseRenderer();
     const KDBusService service(KDBusService::Unique | KDBusService::NoExitOnFailure);

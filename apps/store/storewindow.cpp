@@ -20,6 +20,7 @@ StoreWindow::StoreWindow(QObject* parent) : QObject(parent)
     m_engine.rootContext()->setContextObject(new KLocalizedContext(&m_engine));
 #endif
     m_engine.rootContext()->setContextProperty(QStringLiteral("desktop"), &m_desktop);
+    m_engine.rootContext()->setContextProperty(QStringLiteral("preferences"), &m_preferences);
 }
 
 QQuickWindow* StoreWindow::window() const

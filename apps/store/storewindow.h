@@ -7,6 +7,7 @@
 
 #include "address.h"
 #include "desktop.h"
+#include "preferences.h"
 
 #include <QQmlApplicationEngine>
 #include <QQuickWindow>
@@ -30,5 +31,6 @@ public:
 
 private:
     Desktop m_desktop;
+    Preferences m_preferences;
     QQmlApplicationEngine m_engine; // goes first
 };

@@ -290,7 +290,7 @@ private slots:
         QCOMPARE(store.texts(QStringLiteral("storeAddressFile")),
                  QStringList{ "This address is read from /usr/share/apps/vantrelagent/.vauf." });
         const QStringList kept = store.texts(QStringLiteral("kept"));
-        QCOMPARE(kept.size(), 4);
+        QCOMPARE(kept.size(), 5);
         QCOMPARE(kept.first(), "Catalog, for all users: /usr/share/apps/vantrelagent");
         QCOMPARE(kept.value(1), "Package lists: " + m_machine->tree());
         QVERIFY(QFile::remove(m_machine->settingsFile()));
@@ -336,6 +336,32 @@ private slots:
         QTRY_VERIFY(store.item(QStringLiteral("checkNow")));
         QCOMPARE(store.item(QStringLiteral("problem"), store.currentPage()) != nullptr, isFailure);
         QCOMPARE(OpenWindow::warnings(), QStringList());
+    }
+    void usersSwitchOnThatTheyAreToldOfUpdates()
+    {
+        QFile::remove(Preferences::file());
+        {
+            OpenWindow store;
+            QVERIFY(store.open(QStringLiteral("settings")));
+            QTRY_VERIFY(store.item(QStringLiteral("notify")));
+            QVERIFY(!store.item(QStringLiteral("notify"))->property("checked").toBool());
+            QVERIFY(store.click(QStringLiteral("notify")));
+            QTRY_VERIFY(Preferences::notifies());
+            QVERIFY(!store.item(QStringLiteral("notifyProblem")));
+            QCOMPARE(OpenWindow::warnings(), QStringList());
+        }
+        OpenWindow store;
+        QVERIFY(store.open(QStringLiteral("settings")));
+        QTRY_VERIFY(store.item(QStringLiteral("notify")));
+        QVERIFY(store.item(QStringLiteral("notify"))->property("checked").toBool());
+        // A folder in the place of the file, which root cannot write either.
+        QVERIFY(QFile::remove(Preferences::file()) && QDir().mkpath(Preferences::file() + "/x"));
+        QVERIFY(store.click(QStringLiteral("notify")));
+        QVERIFY(store.click(QStringLiteral("notify")));
+        QTRY_VERIFY(store.item(QStringLiteral("notifyProblem")));
+        QVERIFY(!store.item(QStringLiteral("notify"))->property("checked").toBool());
+        QVERIFY(QDir(Preferences::file()).removeRecursively());
+        QCOMPARE(OpenWindow::warnings().filter(QStringLiteral("qrc:")), QStringList());
     }
     // Dice & Cards of the store is newer than what is installed here.
     void aCheckLeadsToTheUpdates()

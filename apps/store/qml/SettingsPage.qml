@@ -17,7 +17,8 @@ ListPage {
         [i18n("Catalog, for all users"), places.catalog],
         [i18n("Package lists"), places.packageLists],
         [i18n("Recently used applications"), places.recentlyUsed],
-        [i18n("Pictures, a copy of the store's"), places.pictures]
+        [i18n("Pictures, a copy of the store's"), places.pictures],
+        [i18n("Settings of this window"), preferences.file()]
     ]
 
     objectName: "settingsPage"
@@ -56,6 +57,9 @@ ListPage {
             title: i18n("Updates")
             OffersCheck {
                 app: page.app
+                Layout.fillWidth: true
+            }
+            NotificationSwitch {
                 Layout.fillWidth: true
             }
         }

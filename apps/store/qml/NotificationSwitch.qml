@@ -1,0 +1,37 @@
+// SPDX-FileCopyrightText: 2026 The Pakmart developers
+// SPDX-License-Identifier: LGPL-2.1-or-later
+
+// Whether the user is told of updates after logging in.
+
+import QtQuick 2.15
+import QtQuick.Controls 2.15 as Controls
+import QtQuick.Layouts 1.15
+import org.kde.kirigami 2.20 as Kirigami
+
+ColumnLayout {
+    id: setting
+
+    property bool failed: false
+
+    Controls.CheckBox {
+        objectName: "notify"
+        Layout.fillWidth: true
+        text: i18n("Tell me of updates after logging in")
+        checked: preferences.notifies
+        onToggled: {
+            setting.failed = !preferences.setNotifies(checked)
+            checked = Qt.binding(() => preferences.notifies)
+        }
+    }
+    Controls.Label {
+        objectName: "notifyProblem"
+        Layout.fillWidth: true
+        visible: setting.failed
+        wrapMode: Text.WrapAtWordBoundaryOrAnywhere
+        textFormat: Text.PlainText
+        color: Kirigami.Theme.negativeTextColor
+        text: i18n("The setting could not be written to %1.", preferences.file())
+        Accessible.role: Accessible.AlertMessage
+        Accessible.name: text
+    }
+}
