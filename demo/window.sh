@@ -35,7 +35,7 @@ echo "dicecards is updated, and starlander was removed again"
 "$PAKMART_SYSROOT/usr/games/dice"
 
 if [[ -n $pictures ]]; then
-    for look in light dark narrow mirrored; do
+    for look in light dark narrow mirrored contrast; do
         [[ -s $pictures/$look-front.png ]] || fail "there is no picture $look-front.png"
     done
     echo "$(ls "$pictures"/*.png | wc -l) pictures are in $pictures"

@@ -7,6 +7,7 @@
 //
 // Usage: visit [DIRECTORY]
 
+#include "demo/window/contrast.h"
 #include "tests/window/openwindow.h"
 
 #include <KColorScheme>
@@ -106,7 +107,17 @@ public:
                "recent", "history", "account", "settings", "about" })
             Look(QString::fromLatin1(page));
     }
-    void End() const { Demand(OpenWindow::warnings().isEmpty(), "the pages give warnings"); }
+    void End() const
+    {
+        constexpr double least = 4.5; // what the guidelines ask for
+        Say(qPrintable(QStringLiteral("%1: %2 texts, with a contrast of %3 and more")
+                           .arg(m_look)
+                           .arg(m_texts)
+                           .arg(m_contrast.lowest, 0, 'f', 1)));
+        Demand(m_texts > 0, "no text was measured");
+        Demand(m_contrast.lowest >= least, qPrintable("hard to read: " + m_contrast.text));
+        Demand(OpenWindow::warnings().isEmpty(), "the pages give warnings");
+    }
 
 private:
     bool HasEnded(const QString& row, const QString& next) const
@@ -119,23 +130,27 @@ private:
     }
     void Keep(const QString& name)
     {
-        Demand(!m_window.picture(m_look + '-' + name).isNull(), "nothing was drawn");
+        const QImage picture = m_window.picture(m_look + '-' + name);
+        Demand(!picture.isNull(), "nothing was drawn");
+        const Contrast contrast = MeasureContrast(m_window.window()->contentItem(), picture,
+                                                  m_look == QLatin1String("contrast"));
+        m_texts += contrast.texts;
+        if (contrast.lowest < m_contrast.lowest)
+            m_contrast = { contrast.lowest, contrast.text + QLatin1String(" on ") + name, 0 };
     }
 
     const QString m_look;
+    Contrast m_contrast; // the lowest so far
+    int m_texts = 0;
     OpenWindow m_window;
 };
 
-// As a desktop would: its style, its icons and its colours.
-void DressUp(const char* colours)
+// As a desktop would: its style, its icons and its colours, which are a file.
+void DressUp(const QString& scheme, const char* icons)
 {
     qputenv("QT_QUICK_CONTROLS_STYLE", "org.kde.desktop");
     QApplication::setStyle(QStringLiteral("breeze"));
-    QIcon::setThemeName(QLatin1String(colours) == QLatin1String("Dark")
-                            ? QStringLiteral("breeze-dark")
-                            : QStringLiteral("breeze"));
-    const QString scheme = QStringLiteral("/usr/share/color-schemes/Breeze%1.colors")
-                               .arg(QString::fromLatin1(colours));
+    QIcon::setThemeName(QString::fromLatin1(icons));
     qApp->setProperty("KDE_COLOR_SCHEME_PATH", scheme);
     Demand(QFile::exists(scheme), "there are no colours");
     QGuiApplication::setPalette(
@@ -182,13 +197,16 @@ int main(int argc, char* argv[])
     if (argc > 1)
         qputenv("WINDOW_PICTURES",
                 QDir(QString::fromLocal8Bit(argv[1])).absolutePath().toLocal8Bit());
-    DressUp("Light");
+    const QString colours = QStringLiteral("/usr/share/color-schemes/Breeze%1.colors");
+    DressUp(colours.arg(QStringLiteral("Light")), "breeze");
     InstallAndRemove();
     LookAroundAs("narrow", QSize(360, 640));
     QGuiApplication::setLayoutDirection(Qt::RightToLeft);
     LookAroundAs("mirrored", QSize(1000, 640));
     QGuiApplication::setLayoutDirection(Qt::LeftToRight);
-    DressUp("Dark");
+    DressUp(colours.arg(QStringLiteral("Dark")), "breeze-dark");
     LookAroundAs("dark", QSize(1000, 640));
+    DressUp(QStringLiteral(HIGH_CONTRAST), "breeze-dark");
+    LookAroundAs("contrast", QSize(1000, 640));
     return 0;
 }

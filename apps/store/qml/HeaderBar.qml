@@ -8,6 +8,7 @@ import QtQuick 2.15
 import QtQuick.Controls 2.15 as Controls
 import QtQuick.Layouts 1.15
 import org.kde.kirigami 2.20 as Kirigami
+import "colours.js" as Colours
 
 Controls.ToolBar {
     id: bar
@@ -61,6 +62,7 @@ Controls.ToolBar {
                 Layout.fillWidth: true
                 Layout.maximumWidth: Kirigami.Units.gridUnit * 30
                 placeholderText: bar.app.wide ? Accessible.name : i18n("Search")
+                placeholderTextColor: Colours.readable(Kirigami.Theme.disabledTextColor, Kirigami.Theme.textColor)
                 Accessible.name: i18n("Search for software")
                 Accessible.searchEdit: true
                 inputMethodHints: Qt.ImhNoPredictiveText

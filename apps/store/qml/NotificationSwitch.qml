@@ -7,6 +7,7 @@ import QtQuick 2.15
 import QtQuick.Controls 2.15 as Controls
 import QtQuick.Layouts 1.15
 import org.kde.kirigami 2.20 as Kirigami
+import "colours.js" as Colours
 
 ColumnLayout {
     id: setting
@@ -29,7 +30,7 @@ ColumnLayout {
         visible: setting.failed
         wrapMode: Text.WrapAtWordBoundaryOrAnywhere
         textFormat: Text.PlainText
-        color: Kirigami.Theme.negativeTextColor
+        color: Colours.readable(Kirigami.Theme.negativeTextColor, Kirigami.Theme.textColor)
         text: i18n("The setting could not be written to %1.", preferences.file())
         Accessible.role: Accessible.AlertMessage
         Accessible.name: text

@@ -8,6 +8,7 @@ import QtQuick.Controls 2.15 as Controls
 import QtQuick.Layouts 1.15
 import org.kde.kirigami 2.20 as Kirigami
 import org.vantrelos.pakmart 1.0 as Pakmart
+import "colours.js" as Colours
 
 Controls.ItemDelegate {
     id: row
@@ -30,6 +31,6 @@ Controls.ItemDelegate {
         horizontalAlignment: Text.AlignLeft
         text: row.text
         wrapMode: Text.Wrap
-        color: row.goes ? Kirigami.Theme.negativeTextColor : Kirigami.Theme.textColor
+        color: row.goes ? Colours.readable(Kirigami.Theme.negativeTextColor, Kirigami.Theme.textColor) : Kirigami.Theme.textColor
     }
 }

@@ -9,6 +9,7 @@ import QtQuick.Controls 2.15 as Controls
 import QtQuick.Layouts 1.15
 import org.kde.kirigami 2.20 as Kirigami
 import org.vantrelos.pakmart 1.0 as Pakmart
+import "colours.js" as Colours
 
 ListPage {
     id: page
@@ -49,7 +50,7 @@ ListPage {
                 Layout.fillWidth: true
                 Layout.leftMargin: Kirigami.Units.largeSpacing
                 wrapMode: Text.Wrap
-                color: Kirigami.Theme.neutralTextColor
+                color: Colours.readable(Kirigami.Theme.neutralTextColor, Kirigami.Theme.textColor)
                 horizontalAlignment: Text.AlignLeft
                 text: modelData
             }
@@ -84,7 +85,7 @@ ListPage {
                 leftPadding: consent.indicator.width + consent.spacing
                 text: consent.text
                 wrapMode: Text.Wrap
-                color: Kirigami.Theme.negativeTextColor
+                color: Colours.readable(Kirigami.Theme.negativeTextColor, Kirigami.Theme.textColor)
                 verticalAlignment: Text.AlignVCenter
             }
         }

@@ -7,13 +7,14 @@ import QtQuick 2.15
 import QtQuick.Controls 2.15 as Controls
 import org.kde.kirigami 2.20 as Kirigami
 import org.vantrelos.pakmart 1.0 as Pakmart
+import "colours.js" as Colours
 
 Controls.Label {
     objectName: "restartHint"
     visible: hint.needed
     wrapMode: Text.Wrap
     textFormat: Text.PlainText
-    color: Kirigami.Theme.neutralTextColor
+    color: Colours.readable(Kirigami.Theme.neutralTextColor, Kirigami.Theme.textColor)
     text: hint.packages.length === 0 ? i18n("Restart the computer to finish its updates.")
                                      : i18n("Restart the computer to finish the updates of: %1", hint.packages.join(", "))
     Accessible.role: Accessible.AlertMessage
