@@ -40,6 +40,9 @@ PAGES = {
     "updates": [(BUTTON, "Look for updates")],
     "recent": [(TEXT, "Recently used")],
     "history": [(TEXT, "History")],
+    "account": [(TEXT, "My products"), (BUTTON, "Fetch the list")],
+    "settings": [(TEXT, "Settings"), (BUTTON, "Check for updates now"),
+                 ({"check box"}, "Tell me of updates after logging in")],
     "about": [(TEXT, "Software Store")],
 }
 EVERYWHERE = [({"page tab list"}, "Pages"), (BUTTON, "Back"), (FIELD, "Search for software"),

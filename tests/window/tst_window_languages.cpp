@@ -159,6 +159,8 @@ private slots:
             { "updates", "look" },
             { "recent", "heading" },
             { "history", "heading" },
+            { "account", "sync" },
+            { "settings", "kept" },
             { "about", "version" },
         };
         for (const auto& page : pages)
@@ -207,6 +209,8 @@ private slots:
         row("updates", "look", "Nach Aktualisierungen suchen");
         row("recent", "heading", "Zuletzt verwendet");
         row("history", "heading", "Verlauf");
+        row("account", "heading", "Meine Produkte");
+        row("settings", "heading", "Einstellungen");
         row("about", "heading", "Software-Laden");
     }
     void pagesAreInGerman()

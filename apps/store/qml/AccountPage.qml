@@ -35,6 +35,7 @@ ListPage {
             objectName: "accountText"
             Layout.fillWidth: true
             wrapMode: Text.Wrap
+            horizontalAlignment: Text.AlignLeft
             visible: text !== ""
             text: page.stateText
         }

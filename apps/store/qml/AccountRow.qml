@@ -27,6 +27,7 @@ Controls.ItemDelegate {
                 objectName: "name"
                 Layout.fillWidth: true
                 wrapMode: Text.Wrap
+                horizontalAlignment: Text.AlignLeft
                 textFormat: Text.PlainText
                 text: row.text
             }

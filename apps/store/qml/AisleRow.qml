@@ -27,6 +27,7 @@ ColumnLayout {
         Layout.fillWidth: true
         Layout.leftMargin: Kirigami.Units.largeSpacing
         wrapMode: Text.Wrap
+        horizontalAlignment: Text.AlignLeft
         textFormat: Text.PlainText
         visible: text !== ""
         text: row.model.description

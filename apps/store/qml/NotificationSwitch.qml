@@ -15,6 +15,7 @@ ColumnLayout {
     property bool failed: false
 
     Controls.CheckBox {
+        id: box
         objectName: "notify"
         Layout.fillWidth: true
         text: i18n("Tell me of updates after logging in")
@@ -23,12 +24,23 @@ ColumnLayout {
             setting.failed = !preferences.setNotifies(checked)
             checked = Qt.binding(() => preferences.notifies)
         }
+        // On several lines where there is no room.
+        contentItem: Controls.Label {
+            readonly property real beside: box.indicator.width + box.spacing
+            leftPadding: box.mirrored ? 0 : beside
+            rightPadding: box.mirrored ? beside : 0
+            text: box.text
+            wrapMode: Text.Wrap
+            horizontalAlignment: Text.AlignLeft
+            verticalAlignment: Text.AlignVCenter
+        }
     }
     Controls.Label {
         objectName: "notifyProblem"
         Layout.fillWidth: true
         visible: setting.failed
         wrapMode: Text.WrapAtWordBoundaryOrAnywhere
+        horizontalAlignment: Text.AlignLeft
         textFormat: Text.PlainText
         color: Colours.readable(Kirigami.Theme.negativeTextColor, Kirigami.Theme.textColor)
         text: i18n("The setting could not be written to %1.", preferences.file())

@@ -19,16 +19,11 @@ ColumnLayout {
         : offers.failed ? ""
         : !offers.asked || offers.cancelled ? dateText()
         : offers.job.unchanged ? i18n("The offers have not changed.")
-        : i18n("%1: %2", i18np("%1 product", "%1 products", offers.job.products), changes().join(", "))
+        : i18n("The offers have changed: %1 new, %2 changed, %3 gone.", offers.job.addedCount, offers.job.changedCount, offers.job.goneCount)
 
     function dateText() {
         return desktop.offersDate === "" ? i18n("The offers have not been fetched yet.")
                                          : i18n("The offers are of %1.", desktop.offersDate)
-    }
-    function changes() {
-        return [i18np("%1 is new", "%1 are new", offers.job.addedCount),
-                i18np("%1 has changed", "%1 have changed", offers.job.changedCount),
-                i18np("%1 is gone", "%1 are gone", offers.job.goneCount)]
     }
 
     spacing: Kirigami.Units.smallSpacing
@@ -40,6 +35,7 @@ ColumnLayout {
         objectName: "outcome"
         Layout.fillWidth: true
         wrapMode: Text.Wrap
+        horizontalAlignment: Text.AlignLeft
         visible: text !== ""
         text: check.outcome
     }
@@ -63,6 +59,7 @@ ColumnLayout {
         objectName: "updatable"
         Layout.fillWidth: true
         wrapMode: Text.Wrap
+        horizontalAlignment: Text.AlignLeft
         visible: desktop.offersDate !== "" && updates.state !== Pakmart.ProductModel.Loading
         text: updates.count === 0 ? i18n("Everything is up to date.")
                                   : i18np("%1 product can be updated.", "%1 products can be updated.", updates.count)

@@ -47,6 +47,7 @@ ListPage {
                         objectName: "used"
                         Layout.fillWidth: true
                         wrapMode: Text.Wrap
+                        horizontalAlignment: Text.AlignLeft
                         textFormat: Text.PlainText
                         text: row.text
                     }

@@ -13,6 +13,7 @@ Controls.Label {
     objectName: "restartHint"
     visible: hint.needed
     wrapMode: Text.Wrap
+    horizontalAlignment: Text.AlignLeft
     textFormat: Text.PlainText
     color: Colours.readable(Kirigami.Theme.neutralTextColor, Kirigami.Theme.textColor)
     text: hint.packages.length === 0 ? i18n("Restart the computer to finish its updates.")

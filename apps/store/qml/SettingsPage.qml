@@ -35,13 +35,15 @@ ListPage {
                 objectName: "storeAddress"
                 Layout.fillWidth: true
                 wrapMode: Text.WrapAnywhere
+                horizontalAlignment: Text.AlignLeft
                 textFormat: Text.PlainText
-                text: page.places.address
+                text: i18n("Address: %1", page.places.address)
             }
             Controls.Label {
                 objectName: "storeAddressFile"
                 Layout.fillWidth: true
                 wrapMode: Text.Wrap
+                horizontalAlignment: Text.AlignLeft
                 textFormat: Text.PlainText
                 text: page.places.addressFile === "" ? i18n("This address is built in: no settings file names another one.")
                                                      : i18n("This address is read from %1.", page.places.addressFile)
@@ -50,6 +52,7 @@ ListPage {
                 objectName: "proxies"
                 Layout.fillWidth: true
                 wrapMode: Text.Wrap
+                horizontalAlignment: Text.AlignLeft
                 text: i18n("Proxy servers are not set here: they are those of the system's settings and, for packages, those of apt.")
             }
         }
@@ -72,6 +75,7 @@ ListPage {
                     objectName: "kept"
                     Layout.fillWidth: true
                     wrapMode: Text.WrapAtWordBoundaryOrAnywhere
+                    horizontalAlignment: Text.AlignLeft
                     textFormat: Text.PlainText
                     text: i18n("%1: %2", modelData[0], modelData[1])
                 }

@@ -22,6 +22,7 @@ ColumnLayout {
         level: 3
         Layout.fillWidth: true
         wrapMode: Text.Wrap
+        horizontalAlignment: Text.AlignLeft
         Accessible.role: Accessible.Heading
         Accessible.name: text
     }
