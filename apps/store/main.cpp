@@ -4,6 +4,7 @@
 // pakmart-store: the store in a window. One window for each user: a second start brings the first
 // one to the front, and leads it to the page that was asked for.
 
+#include "desktopprogress.h"
 #include "notifier.h"
 #include "preferences.h"
 #include "storewindow.h"
@@ -147,6 +148,7 @@ int main(int argc, char* argv[])
     ChooseStyle();
     ChooseRenderer();
     const KDBusService service(KDBusService::Unique | KDBusService::NoExitOnFailure);
+    const DesktopProgress progress;
     StoreWindow store;
     if (!store.open())
         return 1;

@@ -34,7 +34,10 @@ void PendingJobs::add(Job* job, const QString& title)
     connect(job, &KJob::percentChanged, this, retake);
     connect(job, &KJob::finished, this, [this, key] { remove(key); });
     connect(job, &QObject::destroyed, this, [this, key] { remove(key); });
+    const QPointer<Job> alive(job);
     take(key);
+    if (alive && job->phase() != Job::Ended)
+        emit added(job);
 }
 
 void PendingJobs::cancel(qint64 key)

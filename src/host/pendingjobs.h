@@ -44,6 +44,7 @@ public:
 
 Q_SIGNALS:
     void changed();
+    void added(Pakmart::Job* job);
 
 private:
     struct Item {
