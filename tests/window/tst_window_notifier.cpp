@@ -28,7 +28,8 @@ public:
     QList<Shown> shown;
 
 public Q_SLOTS:
-    // The arguments are those of the interface.
+    // Names and arguments are those of the interface.
+    // NOLINTNEXTLINE(readability-identifier-naming)
     uint Notify(const QString& program, uint, const QString&, const QString& summary,
                 const QString& body, const QStringList& actions, const QVariantMap&, int)
     {
@@ -37,7 +38,9 @@ public Q_SLOTS:
     }
 
 Q_SIGNALS:
+    // NOLINTNEXTLINE(readability-identifier-naming)
     void ActionInvoked(uint notification, const QString& action);
+    // NOLINTNEXTLINE(readability-identifier-naming)
     void NotificationClosed(uint notification, uint reason);
 };
 
