@@ -414,7 +414,7 @@ private slots:
     }
     void foldersAreThoseOfTheUserAndOfAll()
     {
-        QCOMPARE(Places::catalog(), "/usr/share/apps/vantrelagent");
+        QCOMPARE(Places::catalog(), QStringLiteral("/usr/share/apps/vantrelagent"));
         QCOMPARE(Places::recentlyUsed(),
                  QDir::homePath() + QStringLiteral("/.kde/share/apps/vantrelagent"));
         QCOMPARE(Places::packageLists(), QDir::homePath() + QStringLiteral("/.vos-apt-get"));

@@ -291,8 +291,9 @@ private slots:
                  QStringList{ "This address is read from /usr/share/apps/vantrelagent/.vauf." });
         const QStringList kept = store.texts(QStringLiteral("kept"));
         QCOMPARE(kept.size(), 5);
-        QCOMPARE(kept.first(), "Catalog, for all users: /usr/share/apps/vantrelagent");
-        QCOMPARE(kept.value(1), "Package lists: " + m_machine->tree());
+        QCOMPARE(kept.first(),
+                 QStringLiteral("Catalog, for all users: /usr/share/apps/vantrelagent"));
+        QCOMPARE(kept.value(1), QStringLiteral("Package lists: ") + StoreMachine::tree());
         QVERIFY(QFile::remove(m_machine->settingsFile()));
         QVERIFY(store.click(QStringLiteral("to-about")));
         QVERIFY(store.click(QStringLiteral("to-settings")));
