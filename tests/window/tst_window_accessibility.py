@@ -43,6 +43,8 @@ PAGES = {
     "account": [(TEXT, "My products"), (BUTTON, "Fetch the list")],
     "settings": [(TEXT, "Settings"), (BUTTON, "Check for updates now"),
                  ({"check box"}, "Tell me of updates after logging in")],
+    "account": [(BUTTON, "Fetch the list")],
+    "settings": [(BUTTON, "Check for updates now")],
     "about": [(TEXT, "Software Store")],
 }
 EVERYWHERE = [({"page tab list"}, "Pages"), (BUTTON, "Back"), (FIELD, "Search for software"),

@@ -161,6 +161,8 @@ private slots:
             { "history", "heading" },
             { "account", "sync" },
             { "settings", "kept" },
+            { "account", "sync" },
+            { "settings", "kept" },
             { "about", "version" },
         };
         for (const auto& page : pages)
@@ -209,6 +211,8 @@ private slots:
         row("updates", "look", "Nach Aktualisierungen suchen");
         row("recent", "heading", "Zuletzt verwendet");
         row("history", "heading", "Verlauf");
+        row("account", "heading", "Meine Produkte");
+        row("settings", "heading", "Einstellungen");
         row("account", "heading", "Meine Produkte");
         row("settings", "heading", "Einstellungen");
         row("about", "heading", "Software-Laden");
