@@ -10,6 +10,7 @@
 #include "filesum.h"
 #include "gzip.h"
 #include "importedstore.h"
+#include "memoryfile.h"
 #include "stanza.h"
 #include "store.h"
 
@@ -21,7 +22,6 @@
 #include <climits>
 #include <cstring>
 #include <fcntl.h>
-#include <sys/mman.h>
 #include <unistd.h>
 
 using namespace Agent;
@@ -71,14 +71,6 @@ std::string ArchiveName(const Stanza& control, const std::string& path)
         + QuoteString(Required(control, "Architecture", path), "_:.") + ".deb";
 }
 
-Descriptor TextFile(const std::string& text)
-{
-    Descriptor file(memfd_create("stanza", MFD_CLOEXEC));
-    if (!file || !WriteToDisk(file.Get(), text))
-        throw StoreError(std::string("cannot keep a text: ") + std::strerror(errno));
-    return file;
-}
-
 // The package as an index has it, checked like those of an import.
 ArchivePackage IndexedPackageOf(const Stanza& control, const std::string& name, const FileSum& sum,
                                 const std::string& archive)
@@ -90,7 +82,7 @@ ArchivePackage IndexedPackageOf(const Stanza& control, const std::string& name, 
     }
     text += "Filename: " + name + "\nSize: " + std::to_string(sum.size) + "\nSHA256: " + sum.sha256
         + '\n';
-    const Descriptor file = TextFile(text);
+    const Descriptor file = MemoryFile(text);
     const std::string path = "/proc/self/fd/" + std::to_string(file.Get());
     try {
         return ReadDebianIndex(path).packages.begin()->second;

@@ -130,6 +130,18 @@ std::string CategoryOf(AsComponent* component)
     return {};
 }
 
+// The icon that the archive has for it, which has one name in all sizes.
+std::string IconOf(AsComponent* component)
+{
+    const GPtrArray* const icons = as_component_get_icons(component);
+    for (guint i = 0; i < icons->len; ++i) {
+        AsIcon* const icon = static_cast<AsIcon*>(g_ptr_array_index(icons, i));
+        if (as_icon_get_kind(icon) == AS_ICON_KIND_CACHED && as_icon_get_name(icon))
+            return as_icon_get_name(icon);
+    }
+    return {};
+}
+
 bool IsApplication(AsComponent* component)
 {
     const AsComponentKind kind = as_component_get_kind(component);
@@ -166,6 +178,7 @@ void SpeakFor(ArchivePackage& package, const ArchiveApplication& application)
     const std::string rest = application.description.empty() ? package.description.substr(end)
                                                              : '\n' + application.description;
     package.title = application.name;
+    package.icon = application.icon;
     package.description = application.summary
         + (application.summary.size() + rest.size() <= longestDescription ? rest : "");
     if (!application.category.empty())
@@ -184,7 +197,7 @@ ArchiveApplications ReadApplications(const std::string& file)
         ArchiveApplication found{ Line(as_component_get_name(component), longestName),
                                   Line(as_component_get_summary(component), longestSummary),
                                   PlainText(as_component_get_description(component)),
-                                  CategoryOf(component) };
+                                  CategoryOf(component), IconOf(component) };
         if (!packages || !packages[0] || !IsApplication(component) || found.name.empty()
             || found.summary.empty())
             return;

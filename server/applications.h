@@ -16,6 +16,7 @@ struct ArchiveApplication {
     std::string summary; // one line
     std::string description; // lines, an empty one as a single dot; may be empty
     std::string category; // in words; empty if it has none of the main ones
+    std::string icon; // the name of a file in the archive of icons; may be empty
 };
 
 using ArchiveApplications = std::map<std::string, ArchiveApplication>; // by package

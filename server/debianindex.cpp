@@ -178,12 +178,17 @@ ArchivePackage ReadPackage(Stanza& stanza, const std::string& file)
     return package;
 }
 
+} // namespace
+
 void LeaveOut(DebianIndex& index, const std::string& reason)
 {
     ++index.leftOutCount;
     if (index.leftOut.size() < reasonsKept)
         index.leftOut.push_back(reason);
 }
+
+namespace
+{
 
 // Passes each stanza of a file to `take`. A malformed or refused one is left out and noted.
 template <class Take> void ReadStanzas(DebianIndex& index, const std::string& file, Take take)

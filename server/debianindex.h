@@ -28,6 +28,8 @@ struct ArchivePackage {
     std::string description; // one line, or with the long description below it
     std::string descriptionMd5; // the key of the long one in a translation file
     std::string stanza; // as in the index, except for dropped fields
+    std::string icon; // the file name of its application's icon, if there is one
+    std::string picture; // the icon itself: a PNG file
 };
 
 struct DebianIndex {
@@ -36,6 +38,9 @@ struct DebianIndex {
     std::size_t leftOutCount = 0;
     std::size_t older = 0; // versions that are not the newest
 };
+
+// Notes something that is left out, and why.
+void LeaveOut(DebianIndex& index, const std::string& reason);
 
 // Throws StoreError when the file cannot be read, holds no package at all or is
 // larger than a server would serve.

@@ -4,6 +4,7 @@
 #include "functions.h"
 
 #include "base/text.h"
+#include "pictures.h"
 #include "stanza.h"
 
 #include <algorithm>
@@ -287,6 +288,8 @@ void AnswerDirectory(const AgentRequest& request, Reply& reply)
 {
     reply.Open("getagentapi");
     for (const auto& [name, function] : Functions()) {
+        if (!function.IsIn(request.store))
+            continue;
         reply.Open("api");
         reply.PlainText("name", name);
         reply.PlainText("url", request.address + functionFolder + name);
@@ -304,6 +307,7 @@ std::map<std::string, Function>& Functions()
         { "CAPIGetAisles", { AnswerAisles, true } },
         { "CAPIGetOSVer", { AnswerOSVer, true } },
         { "CAPIGetPackageInfo", { AnswerPackageInfo } },
+        { "CAPIGetPictures", { AnswerPictures, true, false, HasPictures } },
         { "CAPIGetSourcesList", { AnswerSourcesList } },
         { "CAPISetOEMInfo", { AnswerOEMInfo, false, true } },
         { "CAPISyncMyMachine", { AnswerProfile, false, true } },

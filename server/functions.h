@@ -40,6 +40,9 @@ struct Function {
     Handler handler = nullptr; // null: there is no such function
     bool isSameForAll = false; // the reply depends on the store alone
     bool isPersonal = false; // it depends on who asks, or the call changes something
+    bool (*isIn)(Store& store) = nullptr; // whether a store has it; null: each store
+
+    bool IsIn(Store& store) const { return handler && (!isIn || isIn(store)); }
 };
 
 // The table: all functions by their names.

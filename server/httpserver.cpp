@@ -8,6 +8,7 @@
 #include "functions.h"
 #include "httpmessage.h"
 #include "listener.h"
+#include "pictures.h"
 #include "pool.h"
 #include "signedpool.h"
 #include "statuspages.h"
@@ -260,6 +261,8 @@ void HttpServer::Handle(const HttpRequest& request, const std::string& address, 
             AllowKeeping(request, reply);
         else
             ServePoolFile(m_store.PoolFolder(), path.substr(6), request, reply);
+    } else if (BeginsWith(path, "/pictures/")) {
+        ServePicture(m_store.Folder(), path.substr(10), request, reply);
     } else if (IsStatusPath(path) && IsWatcher(address, m_options.monitor, request)) {
         ServeStatus(path, m_store, m_personal, m_metrics, reply);
     } else {
@@ -282,7 +285,7 @@ void HttpServer::CallFunction(const std::string& path, const std::string& query,
                               const HttpRequest& request, HttpReply& reply)
 {
     const Function function = FindFunction(path);
-    if (!function.handler) {
+    if (!function.IsIn(m_store)) {
         reply.status = 404;
         return;
     }

@@ -3,6 +3,7 @@
 
 #include "options.h"
 
+#include "applicationicons.h"
 #include "applications.h"
 #include "base/text.h"
 #include "importedstore.h"
@@ -28,6 +29,8 @@ file as apt keeps it below /var/lib/apt/lists, plain or compressed.
   -t, --translation FILE  take long descriptions from this Translation file
   -s, --appstream FILE    take names, descriptions and categories of applications
                           from this catalog of AppStream, as apt keeps it as well
+  -i, --icons FILE        take the icons of these applications from this archive,
+                          such as icons-64x64.tar.gz
   -n, --name NAME         the repository's name in the store (debian)
       --help              show this text
 
@@ -41,6 +44,7 @@ struct ImportOptions {
     std::string archive;
     std::string translation;
     std::string appstream;
+    std::string icons;
     std::string name = "debian";
     std::string index;
     std::string store;
@@ -60,17 +64,20 @@ std::string ParseImportOptions(int argc, char** argv, ImportOptions& options)
     static const option names[] = { { "archive", required_argument, nullptr, 'a' },
                                     { "translation", required_argument, nullptr, 't' },
                                     { "appstream", required_argument, nullptr, 's' },
+                                    { "icons", required_argument, nullptr, 'i' },
                                     { "name", required_argument, nullptr, 'n' },
                                     { "help", no_argument, nullptr, 'h' },
                                     { nullptr, 0, nullptr, 0 } };
     int letter = 0;
-    while ((letter = getopt_long(argc, argv, "a:t:s:n:", names, nullptr)) != -1) {
+    while ((letter = getopt_long(argc, argv, "a:t:s:i:n:", names, nullptr)) != -1) {
         if (letter == 'a')
             options.archive = WithoutSlashes(optarg);
         else if (letter == 't')
             options.translation = optarg;
         else if (letter == 's')
             options.appstream = optarg;
+        else if (letter == 'i')
+            options.icons = optarg;
         else if (letter == 'n')
             options.name = optarg;
         else if (letter == 'h')
@@ -82,6 +89,8 @@ std::string ParseImportOptions(int argc, char** argv, ImportOptions& options)
         return {};
     if (argc - optind != 2)
         return "an index and a store are needed";
+    if (!options.icons.empty() && options.appstream.empty())
+        return "icons are those of applications, which --appstream names";
     options.index = argv[optind];
     options.store = argv[optind + 1];
     if (!IsRepositoryName(options.name))
@@ -115,6 +124,8 @@ void Import(const ImportOptions& options)
     if (!options.appstream.empty())
         more += ", applications: "
             + std::to_string(AddApplications(index, ReadApplications(options.appstream)));
+    if (!options.icons.empty())
+        more += ", icons: " + std::to_string(AddPictures(index, options.icons));
     std::cout << "packages: " << index.packages.size()
               << ", older versions passed over: " << index.older << more << std::endl;
     TellLeftOut(index);

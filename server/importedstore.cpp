@@ -4,6 +4,8 @@
 #include "importedstore.h"
 
 #include "base/text.h"
+#include "content.h"
+#include "pictures.h"
 #include "pool.h"
 #include "stanza.h"
 #include "storefile.h"
@@ -157,6 +159,24 @@ ImportResult ImportedStore::Replace(const DebianIndex& index, const std::string&
     return result;
 }
 
+// Pictures take their places at once: nothing leads to them before `icons` does, and there are
+// more of them than a process may have open. Those of products that are gone stay for clients
+// with an older list. Without pictures the store keeps those that it has.
+void ImportedStore::WritePictures(const std::map<long, const ArchivePackage*>& numbered,
+                                  std::vector<Replacement>& files) const
+{
+    std::string icons;
+    for (const auto& [serial, package] : numbered) {
+        if (package->picture.empty())
+            continue;
+        const std::string sum = Sha256Of(package->picture);
+        Replacement(m_folder, PictureFile(sum), package->picture).Commit();
+        icons += "Serial: " + std::to_string(serial) + "\nPicture: " + sum + "\n\n";
+    }
+    if (!icons.empty())
+        files.emplace_back(m_folder, "icons", icons);
+}
+
 // All files are written under temporary names before the first is renamed, so a full disk or
 // a fault in the index leaves the old store unchanged. The renames follow each other quickly.
 void ImportedStore::Write(const DebianIndex& index,
@@ -176,6 +196,7 @@ void ImportedStore::Write(const DebianIndex& index,
     for (const auto& [serial, package] : numbered)
         AddProduct(products, *package, serial);
     files.emplace_back(m_folder, "products", products);
+    WritePictures(numbered, files);
     // The products are last: a store without them is not served.
     for (Replacement& file : files)
         file.Commit();

@@ -44,6 +44,8 @@ public:
 
 private:
     void Take();
+    void WritePictures(const std::map<long, const ArchivePackage*>& numbered,
+                       std::vector<Replacement>& files) const;
     void ReadMark();
     Products OldProducts() const;
     std::map<std::string, std::string> OldVersions() const; // by package

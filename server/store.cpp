@@ -37,9 +37,10 @@ bool IsRepositoryName(const std::string& name)
 }
 
 Store::Store(const std::string& folder)
-    : m_pool(folder + "/pool"), m_products(folder, "products", ParseProducts),
+    : m_folder(folder), m_pool(folder + "/pool"), m_products(folder, "products", ParseProducts),
       m_sources(folder, "sources", ParseSources), m_updates(folder, "updates", ParseUpdates),
-      m_categories(folder, "categories", ParseCategories), m_aisles(folder, "aisles", ParseAisles)
+      m_categories(folder, "categories", ParseCategories), m_aisles(folder, "aisles", ParseAisles),
+      m_icons(folder, "icons", ParseIcons)
 {
 }
 
@@ -50,13 +51,15 @@ void Store::Check()
     GetUpdates();
     GetCategories();
     GetAisles();
+    GetIcons();
     for (const auto& [name, index] : GetRepositories())
         ArchivesOf(name);
 }
 
 StoreState Store::GetState()
 {
-    StoreState state{ GetProducts(), GetSources(), GetUpdates(), GetCategories(), GetAisles() };
+    StoreState state{ GetProducts(),   GetSources(), GetUpdates(),
+                      GetCategories(), GetAisles(),  GetIcons() };
     for (const auto& [name, index] : GetRepositories())
         state.push_back(index);
     return state;

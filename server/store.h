@@ -7,16 +7,18 @@
 //     sources               the sources lists
 //     updates               the updates of the system, if any
 //     categories, aisles    how it presents its products, if any
+//     icons, pictures/...   the pictures of its products, if any
 //     pool/NAME/Packages    the index of the repository NAME
 //     pool/NAME/Location    where its archives are, if not here
 //     pool/NAME/...         its archives
 //
-// shelves.h reads the first five, pool.h the pool; personalfiles.h has the other files. All
-// functions may be called from several threads, and throw StoreError when a file that they need is
-// missing or invalid.
+// shelves.h reads the first five, icons.h the list of pictures, pool.h the pool; personalfiles.h
+// has the other files. All functions may be called from several threads, and throw StoreError when
+// a file that they need is missing or invalid.
 
 #pragma once
 
+#include "icons.h"
 #include "pool.h"
 #include "shelves.h"
 #include "storefile.h"
@@ -49,6 +51,7 @@ public:
     std::shared_ptr<const Updates> GetUpdates() { return m_updates.GetIfThere(); }
     std::shared_ptr<const Categories> GetCategories() { return m_categories.GetIfThere(); }
     std::shared_ptr<const Aisles> GetAisles() { return m_aisles.GetIfThere(); }
+    std::shared_ptr<const Icons> GetIcons() { return m_icons.GetIfThere(); }
 
     // The repositories by the names of their folders: those that have an index.
     Repositories GetRepositories();
@@ -60,15 +63,18 @@ public:
     // they are in this pool.
     std::string ArchivesOf(const std::string& repository);
 
+    const std::string& Folder() const { return m_folder; }
     const std::string& PoolFolder() const { return m_pool; }
 
 private:
+    const std::string m_folder;
     const std::string m_pool;
     CachedFile<Products> m_products;
     CachedFile<std::vector<SourcesList>> m_sources;
     CachedFile<Updates> m_updates;
     CachedFile<Categories> m_categories;
     CachedFile<Aisles> m_aisles;
+    CachedFile<Icons> m_icons;
     std::mutex m_mutex; // for the maps, not for what is in them
     std::map<std::string, std::unique_ptr<CachedFile<PackageIndex>>> m_indexes;
     std::map<std::string, std::unique_ptr<CachedFile<std::string>>> m_locations;

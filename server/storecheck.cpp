@@ -6,6 +6,7 @@
 #include "base/text.h"
 #include "filesum.h"
 #include "personalfiles.h"
+#include "pictures.h"
 #include "pool.h"
 #include "stanza.h"
 #include "store.h"
@@ -35,6 +36,7 @@ private:
     template <class Read> void Try(const Read& read);
     void CheckShelves();
     void CheckAisles(const std::set<std::string>& filled);
+    void CheckIcons();
     void CheckSources();
     void CheckPool();
     void CheckRepository(const std::string& name);
@@ -49,6 +51,7 @@ private:
     const std::string m_folder;
     Store m_store;
     const bool m_isSigned;
+    std::set<long> m_serials; // of the products
     std::set<std::string> m_repositories;
     StoreReport m_report;
 };
@@ -66,6 +69,7 @@ template <class Read> void Checker::Try(const Read& read)
 StoreReport Checker::Check()
 {
     CheckShelves();
+    CheckIcons();
     Try([this] { m_store.GetUpdates(); });
     if (const PersonalFault fault = PersonalFiles(m_folder).Check())
         m_report.refused.push_back(fault.text);
@@ -81,8 +85,10 @@ void Checker::CheckShelves()
 {
     std::set<std::string> filled;
     Try([&] {
-        for (const auto& [serial, product] : *m_store.GetProducts())
+        for (const auto& [serial, product] : *m_store.GetProducts()) {
             filled.insert(product.category);
+            m_serials.insert(serial);
+        }
         m_report.products = m_store.GetProducts()->size();
     });
     const bool isKnown = m_report.refused.empty();
@@ -108,6 +114,19 @@ void Checker::CheckAisles(const std::set<std::string>& filled)
                              + Quoted(category) + ", which has no products");
         }
     }
+}
+
+void Checker::CheckIcons()
+{
+    Try([&] {
+        for (const auto& [serial, sum] : *m_store.GetIcons()) {
+            if (m_report.products != 0 && m_serials.count(serial) == 0)
+                LeaveOut("icons",
+                         "there is no product with the number " + Quoted(std::to_string(serial)));
+            else if (const std::string fault = PictureFault(m_folder, sum); !fault.empty())
+                LeaveOut(PictureFile(sum), fault);
+        }
+    });
 }
 
 // An entry for a repository that is not here makes the package tools of all machines fail.

@@ -4,6 +4,7 @@
 #include "host/pictureengine.h"
 
 #include "host/picturereader.h"
+#include "host/picturesum.h"
 #include "request/transfer.h"
 
 #include <KIO/Job>
@@ -36,7 +37,19 @@ bool IsIconName(const QString& text)
 
 QString ServerOf(const QString& source)
 {
-    return QUrl(source).adjusted(QUrl::RemovePath | QUrl::RemoveQuery).toString();
+    return PictureAddress(source).adjusted(QUrl::RemovePath | QUrl::RemoveQuery).toString();
+}
+
+// With a sum, a kept picture is the right one at any age, or damaged.
+PictureCache::Found FindInCache(const PictureCache& cache, const QString& source)
+{
+    PictureCache::Found found = cache.find(source);
+    if (!HasPictureSum(source))
+        return found;
+    found.isFresh = IsPictureOf(found.bytes, source);
+    if (!found.isFresh)
+        found.bytes.clear();
+    return found;
 }
 
 Failure NoPicture()
@@ -151,7 +164,7 @@ void PictureEngine::lookInCache(const QString& source)
     beside(
         [this, source, sizes = sizesOf(source)] {
             Outcome outcome;
-            outcome.found = m_cache.find(source);
+            outcome.found = FindInCache(m_cache, source);
             if (outcome.found.isFresh)
                 outcome.pictures = decoded(outcome.found.bytes, sizes);
             return outcome;
@@ -191,7 +204,7 @@ void PictureEngine::startTransfers()
 
 void PictureEngine::transfer(const QString& source)
 {
-    KIO::TransferJob* const job = Agent::StartTransfer(QUrl(source));
+    KIO::TransferJob* const job = Agent::StartTransfer(PictureAddress(source));
     if (!job) {
         giveUp(source, Error::ReplyNotUnderstood, false);
         return;
@@ -263,7 +276,8 @@ void PictureEngine::takeReply(const QString& source)
         [this, source, bytes, sizes = sizesOf(source)] {
             Outcome outcome;
             // Somebody may have cancelled all sizes.
-            const bool isPicture = !DecodePicture(bytes, QSize(1, 1), m_limits.pixels).isNull();
+            const bool isPicture = IsPictureOf(bytes, source)
+                && !DecodePicture(bytes, QSize(1, 1), m_limits.pixels).isNull();
             m_cache.keep(source, isPicture ? bytes : QByteArray());
             if (isPicture)
                 outcome.pictures = decoded(bytes, sizes);

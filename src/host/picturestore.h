@@ -44,7 +44,9 @@ public:
     ~PictureStore() override;
 
     /// Asks for a picture that fits into `size`; in its own size if that is empty. The source is
-    /// - an address: "http:", "https:" (which never leads to "http:"), "file:"
+    /// - an address: "http:", "https:" (which never leads to "http:"), "file:". If an address of
+    ///   the web ends in "#sha256=" and a sum in hexadecimal digits, only a file with this sum is
+    ///   taken, and it is not asked for again while it is kept.
     /// - the path of a file
     /// - the name of an icon of the icon theme, such as Product::iconName; this needs a
     ///   QGuiApplication.

@@ -35,6 +35,7 @@ public:
         qRegisterMetaType<Product>("Pakmart::Product");
         qmlRegisterType<Transaction>(uri, 1, 0, "Transaction");
         qmlRegisterType<AislesElement>(uri, 1, 0, "AislesJob");
+        qmlRegisterType<PicturesElement>(uri, 1, 0, "PicturesJob");
         qmlRegisterType<CheckElement>(uri, 1, 0, "CheckJob");
         qmlRegisterType<OpenElement>(uri, 1, 0, "OpenJob");
         qmlRegisterType<RefreshCatalogElement>(uri, 1, 0, "RefreshCatalogJob");

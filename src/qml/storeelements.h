@@ -8,6 +8,7 @@
 #include "jobelement.h"
 
 #include <Pakmart/AislesJob>
+#include <Pakmart/PicturesJob>
 #include <Pakmart/RefreshCatalogJob>
 #include <Pakmart/RefreshSourcesJob>
 #include <Pakmart/RegisterJob>
@@ -89,6 +90,17 @@ public:
 
 protected:
     Job* make() override { return new AislesJob(this); }
+};
+
+class PicturesElement : public JobElement
+{
+    Q_OBJECT
+
+public:
+    explicit PicturesElement(QObject* parent = nullptr) : JobElement(parent) { }
+
+protected:
+    Job* make() override { return new PicturesJob(this); }
 };
 
 class SyncElement : public JobElement

@@ -10,6 +10,7 @@
 #include "host/jobtitle.h"
 #include "host/outcome.h"
 #include "host/packagejobs.h"
+#include "host/picturesjob.h"
 #include "host/places.h"
 #include "host/planreader.h"
 #include "host/planrun.h"
@@ -637,6 +638,7 @@ private slots:
             std::make_unique<RefreshSourcesJob>(),
             std::unique_ptr<Job>(RefreshSourcesJob::ifChanged()),
             std::make_unique<AislesJob>(),
+            std::make_unique<PicturesJob>(),
             std::make_unique<SyncJob>(),
             std::make_unique<RegisterJob>(),
         };
@@ -648,6 +650,7 @@ private slots:
                                 "Preview: Repair the installation|Check the installation|"
                                 "Refresh the catalog|Refresh the package sources|"
                                 "Refresh the package sources|Fetch the aisles of the store|"
+                                "Fetch the list of pictures|"
                                 "Fetch this computer's applications|Register this computer"));
     }
 };

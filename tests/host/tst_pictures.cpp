@@ -11,6 +11,7 @@
 #include "tests/common/scriptedserver.h"
 
 #include <QBuffer>
+#include <QCryptographicHash>
 #include <QDir>
 #include <QDirIterator>
 #include <QPainter>
@@ -321,7 +322,7 @@ private slots:
         QCOMPARE(ask(engine, address + '1').failure.code, Error::ServerUnreachable);
         int answers = 0;
         for (int i = 0; i < 3000; ++i)
-            engine.request(address + QString::number(i), QSize(),
+            engine.request(address + QString::number(i) + QLatin1String("#sha256=0"), QSize(),
                            [&answers](const QImage&, const Failure& failure) {
                                answers += failure.code == Error::ServerUnreachable ? 1 : 0;
                            });
@@ -404,6 +405,55 @@ private slots:
         QVERIFY(QFile::resize(folder() + '/' + kept().first(), 30));
         QCOMPARE(outcome(url("/a.png")), QStringLiteral("40x20"));
         QCOMPARE(m_server->asked.size(), 2);
+    }
+
+    // -- addresses with sums
+
+    void aPictureMustHaveTheSumOfItsAddress_data()
+    {
+        QTest::addColumn<QByteArray>("sum");
+        QTest::addColumn<QString>("result");
+        const QByteArray sum
+            = QCryptographicHash::hash(encoded("png"), QCryptographicHash::Sha256).toHex();
+        const QString none = QStringLiteral("reply-not-understood");
+        QTest::newRow("its own") << sum << QStringLiteral("40x20");
+        QTest::newRow("another") << QByteArray(sum).replace(0, 1, sum.startsWith('0') ? "1" : "0")
+                                 << none;
+        QTest::newRow("none") << QByteArray() << none;
+        QTest::newRow("half of it") << sum.left(32) << none;
+        QTest::newRow("more") << sum + '0' << none;
+        QTest::newRow("large letters") << sum.toUpper() << none;
+    }
+    void aPictureMustHaveTheSumOfItsAddress()
+    {
+        QFETCH(QByteArray, sum);
+        QFETCH(QString, result);
+        serve("/p.png", encoded("png"));
+        const QString source = url("/p.png") + QLatin1String("#sha256=") + QLatin1String(sum);
+        QCOMPARE(outcome(source), result);
+        QCOMPARE(m_server->asked.size(), 1);
+        QVERIFY2(!m_server->asked.first().contains("sha256"), m_server->asked.first());
+        QCOMPARE(outcome(url("/p.png")), QStringLiteral("40x20"));
+    }
+    void aPictureWithASumIsNeverTooOld()
+    {
+        serve("/p.png", encoded("png"));
+        const QByteArray sum
+            = QCryptographicHash::hash(encoded("png"), QCryptographicHash::Sha256).toHex();
+        const QString source = url("/p.png") + QLatin1String("#sha256=") + QLatin1String(sum);
+        QCOMPARE(outcome(source), QStringLiteral("40x20"));
+        age(m_limits.freshSeconds + 100);
+        QCOMPARE(outcome(source), QStringLiteral("40x20"));
+        QCOMPARE(m_server->asked.size(), 1);
+        // Whole, and yet another one.
+        QFile file(folder() + QLatin1Char('/') + kept().first());
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(encoded("png", QSize(7, 7)));
+        file.close();
+        QCOMPARE(outcome(source), QStringLiteral("40x20"));
+        QCOMPARE(m_server->asked.size(), 2);
+        m_server->close();
+        QCOMPARE(outcome(source), QStringLiteral("40x20"));
     }
 
     void theOldestPicturesGo()

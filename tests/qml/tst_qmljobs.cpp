@@ -85,6 +85,7 @@ private slots:
             "aisles[0].categories.length, aisles[0].categories[0].name, "
             "aisles[0].categories[0].serial > 0].join(' ')",
             "3 Play For long evenings. 2 Games true");
+        row("PicturesJob", "error", "0");
         row("SyncJob",
             "[applications.length, applications[0].serial, applications[0].name, "
             "applications[0].package].join(' ')",

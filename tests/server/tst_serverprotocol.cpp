@@ -58,7 +58,7 @@ private slots:
             QCOMPARE(reply.body, m_blocks[i + 1].text);
             ++examples;
         }
-        QCOMPARE(examples, 12);
+        QCOMPARE(examples, 13);
     }
 
     // A function that the page does not show would be in the directory's example

@@ -133,6 +133,18 @@ private slots:
             "left out: STORE/aisles: the aisle 'A' leads to the category 'C', which has no "
             "products");
         row("profile", "profile", "Name: A\n", "refused: STORE/profile:1: Serial is missing here");
+        const QByteArray icon = QByteArray("Serial: 7\nPicture: ") + emptySum + "\n";
+        row("icons", "icons", "Serial: 7\n", "refused: STORE/icons:1: Picture is missing here");
+        row("picture", "icons", "Serial: 7\nPicture: dice.png\n",
+            "refused: STORE/icons:2: a picture is the SHA-256 of its file in small letters, not "
+            "'dice.png'");
+        row("second icon", "icons", icon + "\n" + icon,
+            "refused: STORE/icons:4: a second icon of this product");
+        row("icon of nothing", "icons", QByteArray(icon).replace("7", "8"),
+            "left out: STORE/icons: there is no product with the number '8'");
+        row("no picture", "icons", icon,
+            QByteArray("left out: STORE/pictures/") + emptySum
+                + ".png: it cannot be read: No such file or directory");
         row("updates", "updates", "Package: -x\n",
             "refused: STORE/updates:1: invalid package name: '-x'");
         row("sources", "sources", "Type: x\n",
@@ -178,12 +190,12 @@ private slots:
     void everyFileIsNamedAtOnce()
     {
         QVERIFY(writeStore());
-        for (const char* file : { "products", "sources", "updates", "aisles", "profile",
+        for (const char* file : { "products", "sources", "updates", "aisles", "icons", "profile",
                                   "categories", "pool/main/Packages", "pool/more/Packages" })
             QVERIFY(write(file, "nonsense\n"));
         const ServerProcess::Result result = check();
-        QCOMPARE(result.err.count("\n"), 8);
-        QCOMPARE(result.err.count("pakmart-storeserver: refused: "), 8);
+        QCOMPARE(result.err.count("\n"), 9);
+        QCOMPARE(result.err.count("pakmart-storeserver: refused: "), 9);
         QCOMPARE(result.status, 1);
     }
 

@@ -120,6 +120,49 @@ private slots:
         QCOMPARE(OpenWindow::warnings(), QStringList());
     }
 
+    // After a refresh. The fourth game has no picture and keeps the icon of its category.
+    void productsHaveTheirOwnIcons_data()
+    {
+        QTest::addColumn<QString>("address");
+        QTest::addColumn<QStringList>("icons"); // from top to bottom
+        QTest::newRow("list") << QStringLiteral("category/Games")
+                              << QStringList{ QStringLiteral("dicecards"),
+                                              QStringLiteral("mazerunner"),
+                                              QStringLiteral("starlander") };
+        QTest::newRow("product") << QStringLiteral("product/1001")
+                                 << QStringList{ QStringLiteral("starlander") };
+    }
+    void productsHaveTheirOwnIcons()
+    {
+        QFETCH(QString, address);
+        QFETCH(QStringList, icons);
+        OpenWindow store;
+        QVERIFY(store.open(address));
+        store.key(Qt::Key_F5);
+        const auto drawn = [&store] {
+            QList<QQuickItem*> found;
+            for (QQuickItem* one : store.all(QStringLiteral("ownPicture"), store.currentPage()))
+                if (one->property("status").toInt() == 1) // Ready
+                    found << one;
+            return found;
+        };
+        QTRY_COMPARE_WITH_TIMEOUT(drawn().size(), icons.size(), 60000);
+        const QImage page
+            = store.picture(QLatin1String("icons-") + QLatin1String(QTest::currentDataTag()));
+        for (int i = 0; i < icons.size(); ++i) {
+            const QImage icon(QStringLiteral(DEMO_ICONS "/%1.png").arg(icons[i]));
+            QQuickItem* const item = drawn().at(i);
+            // In the middle near the upper edge, where it has one colour.
+            const QPointF place(item->width() / 2, item->height() * 8 / icon.height());
+            const QColor is = page.pixelColor(item->mapToScene(place).toPoint());
+            const QColor wanted = icon.pixelColor(icon.width() / 2, 8);
+            QVERIFY2(qAbs(is.red() - wanted.red()) < 24 && qAbs(is.green() - wanted.green()) < 24
+                         && qAbs(is.blue() - wanted.blue()) < 24,
+                     qPrintable(icons[i] + ' ' + is.name() + ' ' + wanted.name()));
+        }
+        QCOMPARE(OpenWindow::warnings(), QStringList());
+    }
+
     void textsAreMirrored()
     {
         QGuiApplication::setLayoutDirection(Qt::RightToLeft);

@@ -24,14 +24,18 @@ QtObject {
     readonly property Pakmart.RefreshCatalogJob job: Pakmart.RefreshCatalogJob {
         onFinished: {
             offers.asked = true
-            if (error === 0)
-                offers.aisles.start()
             offers.offline = offers.isUnreachable(error)
+            if (error === 0) {
+                offers.aisles.start()
+                offers.pictures.start()
+            }
             desktop.offersChanged()
         }
     }
     // How the store arranges its categories; a store that has no answer has no arrangement.
     readonly property Pakmart.AislesJob aisles: Pakmart.AislesJob {}
+    // The products' icons; without them those of the categories are shown.
+    readonly property Pakmart.PicturesJob pictures: Pakmart.PicturesJob {}
     readonly property Timer retry: Timer {
         interval: offers.retryInterval
         repeat: true

@@ -68,6 +68,7 @@ ListPage {
                 spacing: Kirigami.Units.largeSpacing
                 ProductIcon {
                     iconName: page.product ? page.product.iconName : ""
+                    picture: page.product ? page.product.picture : ""
                     Layout.preferredWidth: Kirigami.Units.iconSizes.large
                     Layout.preferredHeight: Kirigami.Units.iconSizes.large
                 }

@@ -31,6 +31,7 @@ Controls.ItemDelegate {
             spacing: Kirigami.Units.largeSpacing
             ProductIcon {
                 iconName: row.model.iconName
+                picture: row.model.picture
                 Layout.preferredWidth: Kirigami.Units.iconSizes.medium
                 Layout.preferredHeight: Kirigami.Units.iconSizes.medium
             }

@@ -45,6 +45,7 @@ class VANTRELAGENT_EXPORT Product
     Q_PROPERTY(Pakmart::Product::State state MEMBER state)
     Q_PROPERTY(QString installedVersion MEMBER installedVersion)
     Q_PROPERTY(QString iconName MEMBER iconName)
+    Q_PROPERTY(QString picture MEMBER picture)
     /// @}
 
 public:
@@ -83,6 +84,7 @@ public:
     State state = Unknown; ///< what dpkg reports of the package
     QString installedVersion; ///< empty if it is not installed
     QString iconName; ///< the name of an icon for its category in the icon theme
+    QString picture; ///< the address of its own picture, for a PictureStore; often empty
 };
 
 } // namespace Pakmart

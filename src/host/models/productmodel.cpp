@@ -6,6 +6,7 @@
 #include "host/beside.h"
 #include "host/models/catalogfeed.h"
 #include "host/models/categoryicon.h"
+#include "host/models/picturefeed.h"
 #include "host/models/productdetails.h"
 #include "host/models/productquery.h"
 #include "util/showntext.h"
@@ -93,6 +94,7 @@ public:
 
     const std::shared_ptr<CatalogFeed> catalog = CatalogFeed::shared();
     const std::shared_ptr<PackageFeed> packages = PackageFeed::shared();
+    const std::shared_ptr<PictureFeed> pictures = PictureFeed::shared();
     ProductQuery query;
     Made shown; // without its products, which are the rows
     Made next; // while the thread works on it
@@ -114,6 +116,7 @@ ProductModel::ProductModel(QObject* parent) : ListModel(parent), d(std::make_uni
     connect(&d->details, &ProductDetailsFeed::arrived, this, &ProductModel::showDetails);
     connect(d->catalog.get(), &CatalogFeed::changed, this, &ProductModel::ask);
     connect(d->packages.get(), &PackageFeed::changed, this, &ProductModel::ask);
+    connect(d->pictures.get(), &PictureFeed::changed, this, &ProductModel::showPictures);
     ask();
 }
 
@@ -279,6 +282,12 @@ void ProductModel::askAgain(const QSet<int>& wanted)
             d->details.ask(int(row.key), row.place);
 }
 
+void ProductModel::showPictures()
+{
+    if (count() > 0)
+        emit dataChanged(index(0), index(count() - 1), { PictureRole, ProductRole });
+}
+
 void ProductModel::showDetails(const QSet<int>& serials)
 {
     int left = int(serials.size());
@@ -369,6 +378,7 @@ Product ProductModel::product(int row) const
     product.state = Product::State(rows()[std::size_t(row)].extra & ~Private::changed);
     product.installedVersion = text(InstalledVersionRole);
     product.iconName = text(IconNameRole);
+    product.picture = text(PictureRole);
     if (const ProductDetails* const known = d->details.known(product.serial)) {
         product.description = known->description;
         product.needs = known->needs;
@@ -409,6 +419,8 @@ QVariant ProductModel::data(const QModelIndex& index, int role) const
         return d->installedVersion(row);
     case IconNameRole:
         return CategoryIcon(table.categories[entry.category].name);
+    case PictureRole:
+        return d->pictures->addressOf(entry.serial);
     case DescriptionRole:
     case NeedsRole:
         return detail(row, role);
@@ -445,7 +457,8 @@ QHash<int, QByteArray> ProductModel::roleNames() const
              { IconNameRole, "iconName" },
              { ProductRole, "product" },
              { DescriptionRole, "description" },
-             { NeedsRole, "needs" } };
+             { NeedsRole, "needs" },
+             { PictureRole, "picture" } };
 }
 
 InstalledModel::InstalledModel(QObject* parent) : ProductModel(parent)

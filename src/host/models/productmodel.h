@@ -92,7 +92,8 @@ public:
         IconNameRole,
         ProductRole, ///< the whole Product; "product" in QML
         DescriptionRole, ///< may have several lines
-        NeedsRole ///< the names of what the product needs, as QStringList
+        NeedsRole, ///< the names of what the product needs, as QStringList
+        PictureRole ///< the address of its picture, for a PictureStore; empty without one
     };
     Q_ENUM(Role)
 
@@ -145,6 +146,7 @@ private:
     void takeFirst();
     void describe();
     void setBusy();
+    void showPictures();
     void askAgain(const QSet<int>& wanted);
     void showDetails(const QSet<int>& serials);
     QVariant detail(const Row& row, int role) const;

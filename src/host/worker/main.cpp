@@ -49,6 +49,7 @@ const Task tasks[] = {
     { "refresh-sources", RefreshSources, true },
     { "check-sources", CheckSources, true },
     { "aisles", FetchAisles, true },
+    { "pictures", FetchPictures, true },
     { "sync", SyncMachine, true },
     { "register", RegisterMachine, true },
     { "products", FetchProducts, true },

@@ -45,6 +45,7 @@ Outcome RefreshCatalog(const QStringList& words, Report& report);
 Outcome RefreshSources(const QStringList& words, Report& report);
 Outcome CheckSources(const QStringList& words, Report& report);
 Outcome FetchAisles(const QStringList& words, Report& report);
+Outcome FetchPictures(const QStringList& words, Report& report);
 Outcome SyncMachine(const QStringList& words, Report& report);
 Outcome RegisterMachine(const QStringList& words, Report& report);
 Outcome FetchPackagesOf(const QStringList& words, Report& report);

@@ -5,6 +5,8 @@
 // in place when an update replaces the catalog or dpkg changes its status.
 
 #include "host/models/productmodel.h"
+#include "host/picturelist.h"
+#include "request/capi.h"
 #include "tests/host/models/catalogmaker.h"
 #include "tests/host/models/modelwatch.h"
 
@@ -135,9 +137,13 @@ private slots:
             QVERIFY(file.SaveRecord());
         });
         ReplaceStatus(Stanza("p", "2"));
+        const QByteArray sum(64, 'a');
+        QVERIFY(Pakmart::KeepPictureList(CAPI::GetAgentAPIURL(), QStringLiteral("http://p/"),
+                                         "77 " + sum + '\n'));
         ProductModel model;
         QVERIFY(isFilled(model));
         QTRY_COMPARE(model.product(0).state, Product::Upgradable);
+        QTRY_VERIFY(!model.product(0).picture.isEmpty());
         const QList<QPair<QString, QVariant>> fields{
             { QStringLiteral("name"), QStringLiteral("A name") },
             { QStringLiteral("serial"), 77 },
@@ -160,6 +166,8 @@ private slots:
             { QStringLiteral("size"), 9 },
             { QStringLiteral("installedVersion"), QStringLiteral("2") },
             { QStringLiteral("iconName"), QStringLiteral("applications-multimedia") },
+            { QStringLiteral("picture"),
+              QString::fromLatin1("http://p/" + sum + ".png#sha256=" + sum) },
             { QStringLiteral("description"), QStringLiteral("first\nsecond") },
             { QStringLiteral("needs"), names({ "lib" }) },
         };
