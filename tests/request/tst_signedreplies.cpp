@@ -95,14 +95,16 @@ private:
     {
         WriteFile(etc("settings"), "[Stores]\n" + lines);
     }
+    QByteArray store(const QByteArray& key, const QByteArray& origin) const
+    {
+        return "Types: deb\nURIs: " + m_server.url("/pool/r")
+            + "\nSuites: ./\nSigned-By: /etc/pakmart/keys/" + key
+            + ".gpg\nRelease-Origin: " + origin + "\nRelease-Suite: r\n";
+    }
     void trust(const QByteArray& keys, const QByteArray& more = QByteArray()) const
     {
         WriteFile(etc("keys/shop.gpg"), keys);
-        WriteFile(etc("stores.d/shop.sources"),
-                  "Types: deb\nURIs: " + m_server.url("/pool/r")
-                      + "\nSuites: ./\nSigned-By: /etc/pakmart/keys/shop.gpg\n"
-                        "Release-Origin: Shop\nRelease-Suite: r\n"
-                      + more);
+        WriteFile(etc("stores.d/shop.sources"), store("shop", "Shop") + more);
     }
     QByteArray statementText(const Reply& reply) const
     {
@@ -114,7 +116,10 @@ private:
     }
     QByteArray statement(const Reply& reply) const
     {
-        const QByteArray text = statementText(reply);
+        return statement(reply, statementText(reply));
+    }
+    QByteArray statement(const Reply& reply, const QByteArray& text) const
+    {
         const SigningKey& key = reply.key ? *reply.key : *m_key;
         return text.toBase64() + ' '
             + key.gpg(reply.options + QStringList{ QStringLiteral("--detach-sign") }, text)
@@ -173,6 +178,7 @@ private slots:
     {
         settings("RequireSignedReplies=yes\n");
         trust(ReadWhole(m_key->publicFile()));
+        QFile::remove(etc("stores.d/bazaar.sources"));
         QFile::remove(notes());
     }
 
@@ -181,6 +187,31 @@ private slots:
         const auto record = ask(Reply{});
         QVERIFY2(isAccepted(record), qPrintable(record.sentence + record.details));
         QVERIFY(ReadWhole(notes()).endsWith(" Shop\n"));
+    }
+    void aHeaderMayHaveSmallLetters()
+    {
+        const QByteArray header = "pakmart-statement:" + statement(Reply{}) + "\r\n";
+        QVERIFY(isAccepted(ask(ScriptedServer::http(honest, "200 OK", header))));
+    }
+    void clocksMayDifferALittle()
+    {
+        Reply early;
+        early.age = -5 * 60;
+        QVERIFY(isAccepted(ask(early)));
+    }
+    void anyStrongSumIsAccepted_data()
+    {
+        QTest::addColumn<QString>("sum");
+        for (const char* sum : { "SHA256", "SHA384", "SHA512" })
+            QTest::newRow(sum) << QString::fromLatin1(sum);
+    }
+    void anyStrongSumIsAccepted()
+    {
+        QFETCH(QString, sum);
+        Reply reply;
+        reply.options = QStringList{ QStringLiteral("--digest-algo"), sum };
+        const auto record = ask(reply);
+        QVERIFY2(isAccepted(record), qPrintable(record.sentence));
     }
     // However its bytes are escaped on the way.
     void aRequestHasOneName()
@@ -205,6 +236,8 @@ private slots:
         const QByteArray forged = "<agentfunction resultcode=\"OK\">a forged text</agentfunction>";
         QTest::newRow("not signed") << http(honest, QByteArray()) << QByteArray("unsigned");
         QTest::newRow("not a statement") << http(honest, "AAAA") << QByteArray("not-understood");
+        QTest::newRow("an endless statement")
+            << http(honest, QByteArray(5000, 'A')) << QByteArray("unsigned");
         QTest::newRow("a text without its signature")
             << http(honest, statementText({}).toBase64()) << QByteArray("not-understood");
         QTest::newRow("a signature that is none")
@@ -229,16 +262,24 @@ private slots:
             r.valid = 20 * 365 * day;
         });
         row("of the future", "future", [](Reply& r) { r.age = -day / 2; });
+        row("twenty minutes early", "future", [](Reply& r) { r.age = -20 * 60; });
         row("with a line more", "not-understood", [](Reply& r) { r.more = "Date: x\n"; });
+        // What an honest text has, and what is signed in its place.
+        const auto written = [this](const char* name, const char* code, const QByteArray& from,
+                                    const QByteArray& to) {
+            const QByteArray text = statementText({}).replace(from, to);
+            QTest::newRow(name) << http(honest, statement({}, text)) << QByteArray(code);
+        };
+        written("without a date", "not-understood", "\nDate: ", "\nDato: ");
+        written("a date that is none", "not-understood", "\nDate: ", "\nDate: x");
+        written("an end that is none", "not-understood", "Until: ", "Until: x");
+        written("no name of the store", "not-understood", "Shop", "");
+        written("letters in the size", "not-understood", "\nSHA256", "x\nSHA256");
+        written("a size of too many digits", "not-understood", "Size: ", "Size: 00000000000000000");
+        written("another size", "altered", "Size: ", "Size: 1");
+        written("half a last line", "not-understood", Sum(honest) + '\n', Sum(honest));
         Reply reply;
-        QByteArray text = statementText(reply);
-        text.replace(text.indexOf("Date: "), 6, "Dato: ");
-        QTest::newRow("without a date")
-            << http(honest,
-                    text.toBase64() + ' '
-                        + m_key->gpg({ QStringLiteral("--detach-sign") }, text).toBase64())
-            << QByteArray("not-understood");
-        text = statement(reply);
+        const QByteArray text = statement(reply);
         reply.body = forged;
         QTest::newRow("the statement of another reply with its signature")
             << http(forged, statementText(reply).toBase64() + text.mid(text.indexOf(' ')))
@@ -358,6 +399,20 @@ private slots:
         reply.key = m_otherKey.get();
         QVERIFY(isAccepted(ask(reply)));
     }
+    // Each with its name and its key.
+    void aServerMayHaveSeveralStores()
+    {
+        WriteFile(etc("keys/bazaar.gpg"), ReadWhole(m_otherKey->publicFile()));
+        WriteFile(etc("stores.d/bazaar.sources"), store("bazaar", "Bazaar"));
+        Reply reply;
+        QVERIFY(isAccepted(ask(reply)));
+        reply.origin = "Bazaar";
+        isRefused(ask(reply), "other-store");
+        reply.key = m_otherKey.get();
+        QVERIFY(isAccepted(ask(reply)));
+        reply.origin = "Shop";
+        isRefused(ask(reply), "wrong-key");
+    }
     void aServerIsTrustedByItsAddress()
     {
         QFile::remove(etc("stores.d/shop.sources"));
@@ -404,18 +459,30 @@ private slots:
         QCOMPARE(record.events.last(), QStringLiteral("complete 0"));
     }
 
+    void aCheckThatCannotBeMadeIsARefusal_data()
+    {
+        QTest::addColumn<QByteArray>("script");
+        QTest::newRow("no program") << QByteArray();
+        QTest::newRow("no word") << QByteArray("exit 1");
+        QTest::newRow("a word and success") << QByteArray("echo I am well");
+        QTest::newRow("a code alone") << QByteArray("echo 'F: altered'; exit 100");
+        QTest::newRow("a sentence alone") << QByteArray("echo 'E: Altered.'; exit 100");
+        QTest::newRow("ended by a signal")
+            << QByteArray("echo 'F: altered'; echo 'E: Altered.'; kill -9 $$");
+    }
     void aCheckThatCannotBeMadeIsARefusal()
     {
+        QFETCH(QByteArray, script);
         const QString frontEnd = m_root + QStringLiteral("/usr/bin/vos-apt-get");
         QVERIFY(QFile::rename(frontEnd, frontEnd + QLatin1Char('~')));
-        auto record = ask(Reply{});
-        QCOMPARE(record.failures, QStringList{ QStringLiteral("reply-not-trusted") });
-        QVERIFY(record.details.endsWith(QLatin1String(": not-checked")));
-        WriteFile(frontEnd, "#!/bin/sh\nexit 1\n", 0x7055);
-        record = ask(Reply{});
-        QVERIFY(record.details.endsWith(QLatin1String(": not-checked")));
+        if (!script.isEmpty())
+            WriteFile(frontEnd, "#!/bin/sh\n" + script + '\n', 0x7055);
+        const auto record = ask(Reply{});
         QFile::remove(frontEnd);
         QVERIFY(QFile::rename(frontEnd + QLatin1Char('~'), frontEnd));
+        QCOMPARE(record.failures, QStringList{ QStringLiteral("reply-not-trusted") });
+        QVERIFY2(record.details.endsWith(QLatin1String(": not-checked")),
+                 qPrintable(record.details));
     }
     void anAbortEndsTheCheck()
     {
