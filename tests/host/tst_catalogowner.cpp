@@ -7,6 +7,7 @@
 #include "host/catalogowner.h"
 
 #include <QJsonArray>
+#include <QPointer>
 #include <QTemporaryDir>
 #include <QtTest>
 #include <sys/stat.h>
@@ -96,6 +97,10 @@ private slots:
         row("named",
             R"(echo '{"code":"server-unreachable","sentence":"No.","details":"why"}'; exit 1)",
             "server-unreachable", "why");
+        row("the first code", R"(echo '{"code":"cancelled","sentence":"No."}'; exit 1)",
+            "cancelled");
+        row("the last code", R"(echo '{"code":"reply-not-trusted","sentence":"No."}'; exit 1)",
+            "reply-not-trusted");
         row("of another release", R"(echo '{"code":"new-one","sentence":"No."}'; exit 1)", "other");
         row("it could not be started", "echo 'Access denied' >&2; exit 4", "tools-missing",
             "Access denied");
@@ -151,6 +156,7 @@ private slots:
     void aRunCanBeStopped()
     {
         OwnerRun run;
+        run.stop(); // before there is anything to stop
         QSignalSpy ends(&run, &OwnerRun::ended);
         run.start(script(QStringLiteral("exec sleep 60")));
         QTest::qWait(50);
@@ -170,6 +176,31 @@ private slots:
         run.reset();
         QCOMPARE(int(processes()), 1);
         QTRY_COMPARE_WITH_TIMEOUT(int(processes()), 0, 60000);
+    }
+    void aCommandEndsWithItsRun()
+    {
+        const auto processes
+            = [] { return QCoreApplication::instance()->findChildren<QProcess*>().size(); };
+        const QString begun = m_dir.filePath(QStringLiteral("begun2"));
+        auto run = std::make_unique<OwnerRun>();
+        run->start(script(QStringLiteral("echo x > '%1'; exec sleep 600").arg(begun)));
+        QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(begun), 60000);
+        run.reset();
+        QTRY_COMPARE_WITH_TIMEOUT(int(processes()), 0, 60000);
+    }
+    void aRunMayBeLetGoInItsOwnSignal()
+    {
+        auto run = std::make_unique<OwnerRun>();
+        const QPointer<OwnerRun> watched(run.get());
+        int ends = 0;
+        connect(run.get(), &OwnerRun::ended, this, [&] {
+            ++ends;
+            OwnerRun::letGo(std::move(run));
+        });
+        run->start(script(QStringLiteral("true")));
+        QTRY_VERIFY_WITH_TIMEOUT(watched.isNull(), 60000);
+        QCOMPARE(ends, 1);
+        OwnerRun::letGo(nullptr);
     }
 };
 

@@ -303,6 +303,20 @@ private slots:
         QCOMPARE(outcome(url("/a.png")), QStringLiteral("8x8"));
     }
 
+    // The clock has been set back since: nobody knows how old it is.
+    void aPictureOfTheFutureIsFetchedAgain()
+    {
+        serve("/a.png", encoded("png"));
+        m_server->answer("/none.png", ScriptedServer::http("no", "404 Not Found"));
+        QCOMPARE(outcome(url("/a.png")), QStringLiteral("40x20"));
+        QCOMPARE(outcome(url("/none.png")), QStringLiteral("server-failed"));
+        for (const char* path : { "/a.png", "/none.png" })
+            serve(path, encoded("png", QSize(8, 8)));
+        age(-24 * 60 * 60);
+        QCOMPARE(outcome(url("/a.png")), QStringLiteral("8x8"));
+        QCOMPARE(outcome(url("/none.png")), QStringLiteral("8x8"));
+    }
+
     void withoutNetworkTheOldPictureIsShown()
     {
         serve("/a.png", encoded("png"));
@@ -488,6 +502,27 @@ private slots:
         QCOMPARE(outcome(url("/a.png")), QStringLiteral("40x20"));
         QCOMPARE(outcome(url("/a.png")), QStringLiteral("40x20"));
         QCOMPARE(m_server->asked.size(), 2);
+    }
+
+    void aFolderThatOthersCouldReadIsMadePrivate()
+    {
+        QVERIFY(QDir().mkpath(folder()));
+        QCOMPARE(chmod(QFile::encodeName(folder()).constData(), 0755), 0);
+        serve("/a.png", encoded("png"));
+        QCOMPARE(outcome(url("/a.png")), QStringLiteral("40x20"));
+        struct stat info = {};
+        QCOMPARE(stat(QFile::encodeName(folder()).constData(), &info), 0);
+        QCOMPARE(int(info.st_mode & 0777), 0700);
+        QCOMPARE(kept().size(), 1);
+    }
+    void aFolderThatIsALinkKeepsNothing()
+    {
+        const QString other = m_dir->filePath(QStringLiteral("other"));
+        QVERIFY(QDir().mkpath(other) && QDir().mkpath(QFileInfo(folder()).path()));
+        QVERIFY(QFile::link(other, folder()));
+        serve("/a.png", encoded("png"));
+        QCOMPARE(outcome(url("/a.png")), QStringLiteral("40x20"));
+        QVERIFY(QDir(other).isEmpty());
     }
 
     void linksInTheCacheAreNotFollowed()

@@ -57,6 +57,13 @@ private slots:
         QTest::newRow("when it began") << line(80, -100) << 0;
         QTest::newRow("before the clock was set back") << line(80, 24 * 60 * 60) << 80;
         QTest::newRow("before a line that is damaged") << line(70, -200) + "x\n" << 70;
+        QTest::newRow("without a store") << line(70, -200, "\nShop").replace(" \n", "\n") << 0;
+        QByteArray many;
+        for (int store = 0; store < 256; ++store)
+            many += line(60, -200, "Shop" + QByteArray(store, '+'));
+        QTest::newRow("of as many stores as are kept") << many + line(70, -200) << 70;
+        many.replace("Shop\n", "Corner\n");
+        QTest::newRow("of one more") << many + line(70, -200) << 0;
         QTest::newRow("half a line") << line(70, -200).trimmed().chopped(2) << 0;
     }
     void whatCounts()
@@ -84,9 +91,11 @@ private slots:
     void theOldestDateOfAStoreGoes()
     {
         QByteArray all = line(60, -900, "Bazaar");
-        for (int date = 71; date <= 78; ++date)
+        for (int date = 71; date <= 77; ++date)
             all += line(date, -200);
         write(all);
+        dates().Note("Shop", 78);
+        QVERIFY2(text().startsWith(all), text());
         dates().Note("Shop", 79);
         const QByteArray now = text();
         QCOMPARE(now.count('\n'), 1 + 8);
