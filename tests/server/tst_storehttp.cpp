@@ -840,6 +840,35 @@ private slots:
         QVERIFY2(result.err.contains("/none/log: No such file or directory"), result.err);
     }
 
+    void aLogThatIsFullIsReportedOnce()
+    {
+        ServerProcess server(path("store"),
+                             { QStringLiteral("--access-log"), QStringLiteral("/dev/full") });
+        for (int i = 0; i < 3; ++i)
+            QCOMPARE(server.get("/getagentapi.php").status, 200);
+        QCOMPARE(server.end(SIGTERM), 0);
+        const QByteArray err = server.standardError();
+        QVERIFY2(err.count("/dev/full: requests cannot be logged: No space left on device\n") == 1,
+                 err);
+    }
+    void aLogThatCannotBeOpenedAgainGoesOn()
+    {
+        const QString file = path("again.log"), old = path("again.log.1");
+        ServerProcess server(path("store"), { QStringLiteral("--access-log"), file });
+        QVERIFY(server.isRunning());
+        QVERIFY(QFile::rename(file, old) && QDir().mkdir(file));
+        QCOMPARE(::kill(pid_t(server.pid()), SIGHUP), 0);
+        QByteArray err;
+        const auto isReported = [&] {
+            err += server.standardError();
+            return err.contains("again.log: Is a directory\n");
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(isReported(), 60000);
+        QCOMPARE(server.get("/getagentapi.php").status, 200);
+        QCOMPARE(server.end(SIGTERM), 0);
+        QVERIFY(QFileInfo(old).size() > 0);
+    }
+
     // An ordinary HTTP client, which also accepts compressed replies.
     void anOrdinaryClientIsServed()
     {
