@@ -196,6 +196,7 @@ private slots:
         connect(run.get(), &OwnerRun::ended, this, [&] {
             ++ends;
             OwnerRun::letGo(std::move(run));
+            QVERIFY(watched); // its signal is not over yet
         });
         run->start(script(QStringLiteral("true")));
         QTRY_VERIFY_WITH_TIMEOUT(watched.isNull(), 60000);
