@@ -16,6 +16,7 @@
 
 #include <QQuickItem>
 #include <QQuickItemGrabResult>
+#include <QSignalSpy>
 #include <QtTest>
 #include <memory>
 
@@ -121,11 +122,19 @@ public:
         const auto ready = [&] { return target() && target()->isEnabled(); };
         if (!QTest::qWaitFor(ready, 60000))
             return false;
-        QTest::qWait(0); // layouts are done
-        QQuickItem* const one = target();
+        QQuickItem* const one = waitForFrame() ? target() : nullptr;
+        if (!one)
+            return false;
         const QPointF middle = one->mapToScene(QPointF(one->width() / 2, one->height() / 2));
         QTest::mouseClick(window(), Qt::LeftButton, Qt::NoModifier, middle.toPoint());
         return true;
+    }
+    // Layouts are done when it is drawn: items that were shown just before may lie above others.
+    bool waitForFrame()
+    {
+        QSignalSpy drawn(window(), &QQuickWindow::frameSwapped);
+        window()->update();
+        return drawn.wait(10000);
     }
     void key(Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::NoModifier)
     {

@@ -38,16 +38,6 @@ Controls.Frame {
             textFormat: Text.PlainText
             text: problem.sentence
         }
-        Controls.TextArea {
-            objectName: "problemDetails"
-            Layout.fillWidth: true
-            visible: problem.showsDetails
-            readOnly: true
-            wrapMode: Text.Wrap
-            textFormat: Text.PlainText
-            text: problem.details
-            Accessible.name: i18n("Details")
-        }
         Flow {
             Layout.fillWidth: true
             spacing: Kirigami.Units.smallSpacing
@@ -82,6 +72,17 @@ Controls.Frame {
                 text: i18n("Close")
                 onClicked: problem.closed()
             }
+        }
+        // Below the buttons, since it may be long.
+        Controls.TextArea {
+            objectName: "problemDetails"
+            Layout.fillWidth: true
+            visible: problem.showsDetails
+            readOnly: true
+            wrapMode: Text.Wrap
+            textFormat: Text.PlainText
+            text: problem.details
+            Accessible.name: i18n("Details")
         }
     }
 }
