@@ -14,8 +14,7 @@ namespace Agent
 namespace
 {
 
-// Fits into the cache of a core, where the records are looked at next.
-constexpr std::int64_t blockLength = 1 << 17;
+constexpr std::int64_t blockLength = 1 << 20;
 // A read at most this many records after the last one counts as following it: between the
 // leaves of a tree there are other pages.
 constexpr std::int64_t near = 8;

@@ -353,6 +353,7 @@ private slots:
     // The store arranges its categories; without that there are only the categories.
     void aislesAreAboveTheCategories()
     {
+        QFile::remove(m_machine->data(".aisles"));
         OpenWindow store;
         QVERIFY(store.open());
         QTRY_VERIFY(store.item(QStringLiteral("category-Games")));
