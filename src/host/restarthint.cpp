@@ -52,7 +52,7 @@ class RestartHint::Private
 public:
     bool isNeeded = false;
     QStringList packages;
-    PathWatch watch{ QFileInfo(RequiredFile()).path(), QStringLiteral("reboot-required.pkgs") };
+    PathWatch watch{ QFileInfo(RequiredFile()).path(), QLatin1String("reboot-required.pkgs") };
 };
 
 RestartHint::RestartHint(QObject* parent) : QObject(parent), d(std::make_unique<Private>())
