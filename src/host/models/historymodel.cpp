@@ -62,11 +62,11 @@ QString TitleOf(const LogEntry& entry)
 class HistoryModel::Private
 {
 public:
-    const QString folder = Agent::SystemPath(QStringLiteral("/var/log/apt"));
+    const QString folder = Agent::SystemPath(QString(QLatin1String("/var/log/apt")));
     AptLog shown;
     AptLog next; // the thread's
     bool isAsked = false;
-    PathWatch watch{ folder, QStringLiteral("history.log") };
+    PathWatch watch{ folder, QLatin1String("history.log") };
     Beside beside;
 };
 
