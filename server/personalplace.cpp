@@ -28,7 +28,8 @@ void PrepareQt()
     static char name[] = "pakmart-storeserver";
     static std::array<char*, 2> words{ name, nullptr };
     static int count = 1;
-    static QCoreApplication application(count, words.data());
+    // Never destroyed: at the end of the process Qt 6 would look for what has gone before it.
+    new QCoreApplication(count, words.data());
     qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString&) {});
 }
 
