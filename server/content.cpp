@@ -4,8 +4,7 @@
 #include "content.h"
 
 #include "gzip.h"
-
-#include <apt-pkg/hashes.h>
+#include "sha256.h"
 
 const std::string& Content::Packed() const
 {
@@ -21,7 +20,7 @@ const std::string& Content::Sha256() const
 
 std::string Sha256Of(const std::string& text)
 {
-    Hashes hashes(Hashes::SHA256SUM);
-    hashes.Add(reinterpret_cast<const unsigned char*>(text.data()), text.size());
-    return hashes.GetHashStringList().find("SHA256")->HashValue();
+    Sha256 sum;
+    sum.Add(text.data(), text.size());
+    return sum.Digits();
 }

@@ -3,26 +3,42 @@
 
 #include "filesum.h"
 
+#include "sha256.h"
+
 #include <apt-pkg/error.h>
 #include <apt-pkg/fileutl.h>
-#include <apt-pkg/hashes.h>
 #include <unistd.h>
+#include <vector>
 
 namespace
 {
 
+bool AddAll(FileFd& bytes, Sha256& hash, unsigned long long& size)
+{
+    std::vector<char> block(64 * 1024);
+    unsigned long long count = 0;
+    while (bytes.Read(block.data(), block.size(), &count)) {
+        if (count == 0)
+            return true;
+        hash.Add(block.data(), count);
+        size += count;
+    }
+    return false;
+}
+
 FileSum Sum(const Agent::Descriptor& file, FileFd::CompressMode mode)
 {
     FileFd bytes;
-    Hashes hashes(Hashes::SHA256SUM);
+    Sha256 hash;
+    FileSum sum;
     const bool read = file && lseek(file.Get(), 0, SEEK_SET) == 0
         && bytes.OpenDescriptor(dup(file.Get()), FileFd::ReadOnly, mode, true)
-        && hashes.AddFD(bytes);
+        && AddAll(bytes, hash, sum.size);
     _error->Discard();
     if (!read)
         return {};
-    const HashStringList sums = hashes.GetHashStringList();
-    return { sums.FileSize(), sums.find("SHA256")->HashValue() };
+    sum.sha256 = hash.Digits();
+    return sum;
 }
 
 } // namespace

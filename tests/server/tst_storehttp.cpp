@@ -12,6 +12,7 @@
 #include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QtTest>
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
@@ -501,6 +502,31 @@ private slots:
             const HttpReply reply = ServerProcess::receive(*clients[std::size_t(i)]);
             QCOMPARE(reply.status, 200);
             QVERIFY(i % 2 ? reply.body == m_archive : reply.body.contains("Star+Lander"));
+        }
+    }
+
+    // What a server needs once is made by several threads at the same time.
+    void theFirstRequestsMayComeAtOnce()
+    {
+        for (int start = 0; start < 15; ++start) {
+            const ServerProcess server(path("store"));
+            QVERIFY(server.isRunning());
+            std::atomic<bool> go{ false };
+            std::atomic<int> answered{ 0 };
+            std::vector<std::thread> clients;
+            for (int i = 0; i < 8; ++i) {
+                clients.emplace_back([&] {
+                    const RawClient client(server.port());
+                    while (!go) { }
+                    answered += client.send(ServerProcess::getRequest("/agent/CAPIGetSourcesList"))
+                        && client.receive().startsWith("HTTP/1.1 200 ");
+                });
+            }
+            QTest::qSleep(20); // they are connected
+            go = true;
+            for (std::thread& client : clients)
+                client.join();
+            QCOMPARE(answered.load(), 8);
         }
     }
 
