@@ -99,6 +99,7 @@ Command FindCommand(const char* name)
                                                                 { "check", CheckCommand },
                                                                 { "init", InitCommand },
                                                                 { "add", AddCommand },
+                                                                { "export", ExportCommand },
                                                                 { "personal", PersonalCommand } };
     for (const auto& [known, command] : commands) {
         if (std::strcmp(known, name) == 0)

@@ -23,6 +23,7 @@ const char help[] = R"(Usage: pakmart-storeserver [OPTION]... [STORE]
        pakmart-storeserver init STORE
        pakmart-storeserver add [OPTION]... STORE FILE.deb
        pakmart-storeserver check [OPTION] STORE|FILE
+       pakmart-storeserver export --public-url URL [OPTION]... STORE FOLDER
        pakmart-storeserver personal DATABASE ACTION
 
 Serves the store in the folder STORE to Pakmart agents, over HTTP or HTTPS; or changes a
@@ -33,6 +34,7 @@ Commands:
   init     make an empty store
   add      put a package into a store
   check    name the faults of a store, or of a file for --config
+  export   write the answers that are the same for all as files, for nginx
   personal show and change what a database has about customers
 
 Options:
@@ -142,7 +144,7 @@ bool TakeOption(int letter, const std::string& value, ServerOptions& options, st
         break;
     case 'O':
         options.origin = value;
-        if (!IsMadeOf(value, IsPrintable, ""))
+        if (!IsOrigin(value))
             error = "the name of a store is one line of ASCII, not " + Quoted(value);
         break;
     case 'C':
@@ -267,6 +269,11 @@ void CheckOptionFile(const std::string& file, ServerOptions& options)
     const std::string lack = Lack(options);
     if (!lack.empty())
         throw StoreError(file + ": " + lack);
+}
+
+bool IsOrigin(const std::string& name)
+{
+    return IsMadeOf(name, IsPrintable, "");
 }
 
 bool IsHost(const std::string& host)

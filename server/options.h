@@ -44,6 +44,9 @@ std::string SchemeOf(const ServerOptions& options);
 // blanks or a slash at its end.
 bool IsServerUrl(const std::string& url);
 
+// True for the name of a store in what is signed: one line of ASCII.
+bool IsOrigin(const std::string& name);
+
 // True for a valid `Host` of a request: a name or address, with or without a port.
 bool IsHost(const std::string& host);
 
@@ -53,4 +56,5 @@ int ImportCommand(int argc, char** argv); // makes a store out of a Debian packa
 int CheckCommand(int argc, char** argv); // names the faults of a store
 int InitCommand(int argc, char** argv); // makes an empty store
 int AddCommand(int argc, char** argv); // puts a package into a store
+int ExportCommand(int argc, char** argv); // writes a store as files for a web server
 int PersonalCommand(int argc, char** argv); // shows and changes what a database has

@@ -109,7 +109,7 @@ try {
         const std::lock_guard<std::mutex> turn(queue.turn);
         header = Sign(name, sha256, reply.Body().size());
     }
-    reply.Add("Pakmart-Statement", header);
+    reply.Add(statementHeader, header);
     return true;
 } catch (const StoreError& error) {
     std::cerr << std::string("pakmart-storeserver: ") + error.what() + '\n';

@@ -19,6 +19,9 @@
 #include <mutex>
 #include <string>
 
+// The name of the header.
+constexpr char statementHeader[] = "Pakmart-Statement";
+
 class SignedReplies
 {
 public:

@@ -51,6 +51,22 @@ public:
             .SetValue("agent api url", url.toStdString() + "/getagentapi.php", true);
     }
 
+    // Trusts the packages and replies of the store at this address, with the key in a file.
+    bool trustStore(const QString& publicKey, const QByteArray& address) const
+    {
+        const QString etc = root + QStringLiteral("/etc/pakmart/");
+        QDir().mkpath(etc + QStringLiteral("keys"));
+        QFile::remove(etc + QStringLiteral("keys/store.gpg"));
+        return QFile::copy(publicKey, etc + QStringLiteral("keys/store.gpg"))
+            && WriteTextFile(etc + QStringLiteral("stores.d/store.sources"),
+                             "Types: deb\nURIs: " + address
+                                 + "/pool/main\nSuites: ./\nSigned-By: "
+                                   "/etc/pakmart/keys/store.gpg\nRelease-Origin: Pakmart\n"
+                                   "Release-Suite: main\n")
+            && WriteTextFile(etc + QStringLiteral("settings"),
+                             "[Stores]\nRequireSignedReplies=yes\n");
+    }
+
     // Runs pakmart to its end.
     static Result pakmart(const QStringList& words, const QByteArray& input = QByteArray())
     {

@@ -24,17 +24,6 @@ QByteArray Contents(const QString& name)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
-// Replaces each word, all of which have to be there.
-QByteArray Replaced(QByteArray text, const QList<std::pair<QByteArray, QByteArray>>& words)
-{
-    for (const auto& [from, to] : words) {
-        if (!text.contains(from))
-            qFatal("the site has no '%s'", from.constData());
-        text.replace(from, to);
-    }
-    return text;
-}
-
 } // namespace
 
 class BehindNginxTest : public QObject
@@ -74,14 +63,15 @@ private:
     QByteArray site() const
     {
         const QStringList files = m_certificates.trusted();
-        return Replaced(Contents(QStringLiteral(SITE)),
-                        { { "listen 80", listen(m_plainPort) },
-                          { "listen 443", listen(m_port) },
-                          { "https://store.example", url() },
-                          { "server 127.0.0.1:8080",
-                            "server 127.0.0.1:" + QByteArray::number(m_server->port()) },
-                          { "/etc/ssl/store.example.pem", QFile::encodeName(files[1]) },
-                          { "/etc/ssl/private/store.example.key", QFile::encodeName(files[3]) } });
+        return Nginx::replaced(
+            Contents(QStringLiteral(SITE)),
+            { { "listen 80", listen(m_plainPort) },
+              { "listen 443", listen(m_port) },
+              { "https://store.example", url() },
+              { "server 127.0.0.1:8080",
+                "server 127.0.0.1:" + QByteArray::number(m_server->port()) },
+              { "/etc/ssl/store.example.pem", QFile::encodeName(files[1]) },
+              { "/etc/ssl/private/store.example.key", QFile::encodeName(files[3]) } });
     }
     // Another process may take a free port in between.
     bool startSite()
@@ -130,19 +120,6 @@ private:
             + headers + "\r\n";
     }
 
-    void trustTheStore(const QByteArray& base) const
-    {
-        const QString etc = m_machine.root + QStringLiteral("/etc/pakmart/");
-        QDir().mkpath(etc + QStringLiteral("keys"));
-        QFile::copy(m_key->publicFile(), etc + QStringLiteral("keys/store.gpg"));
-        QVERIFY(WriteTextFile(etc + QStringLiteral("stores.d/store.sources"),
-                              "Types: deb\nURIs: " + base
-                                  + "/pool/main\nSuites: ./\nSigned-By: "
-                                    "/etc/pakmart/keys/store.gpg\nRelease-Origin: Pakmart\n"
-                                    "Release-Suite: main\n"));
-        QVERIFY(WriteTextFile(etc + QStringLiteral("settings"),
-                              "[Stores]\nRequireSignedReplies=yes\n"));
-    }
     static DemoMachine::Result install()
     {
         return DemoMachine::pakmart(
@@ -217,7 +194,7 @@ private slots:
         if (!isTrusted)
             return QTest::qSkip("this system does not let the test choose what the machine trusts",
                                 __FILE__, __LINE__);
-        trustTheStore(url());
+        QVERIFY(m_machine.trustStore(m_key->publicFile(), url()));
         QVERIFY(m_machine.useServer(QString::fromLatin1(url())));
         const DemoMachine::Result updated = DemoMachine::pakmart({ QStringLiteral("update") });
         QVERIFY2(updated.status == 0, qPrintable(updated.err));
@@ -280,7 +257,7 @@ private slots:
                         + " { return 302 " + goal + "$request_uri; }\nlocation / { proxy_pass "
                         + plain + "; } }\n");
         QVERIFY2(nginx.start(port), nginx.log());
-        trustTheStore(url("https", port));
+        QVERIFY(m_machine.trustStore(m_key->publicFile(), url("https", port)));
         QVERIFY(m_machine.useServer(QString::fromLatin1(url("https", port))));
         const DemoMachine::Result update = DemoMachine::pakmart({ QStringLiteral("update") });
         QVERIFY2(update.status == updated, qPrintable(update.err));

@@ -16,7 +16,9 @@
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QThread>
+#include <csignal>
 #include <unistd.h>
+#include <utility>
 
 class Nginx
 {
@@ -28,7 +30,7 @@ public:
         write(QStringLiteral("sites.conf"), sites);
         write(QStringLiteral("nginx.conf"),
               QByteArray(geteuid() == 0 ? "user root;\n" : "")
-                  + "daemon off;\nmaster_process off;\npid nginx.pid;\nerror_log stderr;\n"
+                  + "daemon off;\nworker_processes 1;\npid nginx.pid;\nerror_log stderr;\n"
                     "events {}\nhttp {\naccess_log off;\nclient_body_temp_path body;\n"
                     "proxy_temp_path proxy;\nfastcgi_temp_path fastcgi;\n"
                     "uwsgi_temp_path uwsgi;\nscgi_temp_path scgi;\ninclude sites.conf;\n}\n");
@@ -42,6 +44,18 @@ public:
     }
     Nginx(const Nginx&) = delete;
     Nginx& operator=(const Nginx&) = delete;
+
+    // A site with other words in some places, all of which have to be there.
+    static QByteArray replaced(QByteArray text,
+                               const QList<std::pair<QByteArray, QByteArray>>& words)
+    {
+        for (const auto& [from, to] : words) {
+            if (!text.contains(from))
+                qFatal("the site has no '%s'", from.constData());
+            text.replace(from, to);
+        }
+        return text;
+    }
 
     static bool isThere() { return !QByteArray(NGINX).isEmpty(); }
     // A port that was free a moment ago.
@@ -71,6 +85,8 @@ public:
         }
         return false;
     }
+    // Has it read the configuration again, which takes a moment.
+    bool reload() { return kill(pid_t(m_process.processId()), SIGHUP) == 0; }
     QByteArray log() { return m_process.readAllStandardError(); }
 
 private:
