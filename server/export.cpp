@@ -56,6 +56,7 @@ private:
     PersonalFiles m_personal; // not asked for anything
     std::optional<Signer> m_signer;
     std::optional<SignedPool> m_signedPool;
+    std::time_t m_date = 0; // of all that is signed
     ExportFolder m_folder;
     std::mutex m_mutex; // for the statements
     std::map<std::string, std::string> m_statements; // by the paths of the answers
@@ -69,7 +70,8 @@ Exporter::Exporter(const ExportOptions& options)
     if (options.signKey.empty())
         return;
     m_signer.emplace(options.signKey);
-    m_signedPool.emplace(m_store, *m_signer, options.origin);
+    m_signedPool.emplace(m_store, *m_signer, options.origin, true);
+    m_date = m_signedPool->Date();
     m_signedPool->Check();
 }
 
@@ -124,7 +126,7 @@ void Exporter::Sign(const Call& call, const std::string& text)
 {
     HttpReply reply;
     reply.SetBody(text, "text/xml");
-    m_signedPool->Cover(m_options.publicUrl + call.target, false, reply);
+    m_signedPool->Cover({ m_options.publicUrl + call.target, false, m_date }, reply);
     const auto header = std::find_if(reply.headers.begin(), reply.headers.end(),
                                      [](const auto& one) { return one.first == statementHeader; });
     if (header == reply.headers.end())

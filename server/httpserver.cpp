@@ -292,6 +292,7 @@ void HttpServer::CallFunction(const std::string& path, const std::string& query,
     try {
         const Query parameters(query);
         const std::string here = Address(request);
+        const std::time_t date = m_signedPool ? m_signedPool->Date() : 0;
         const auto answer = [&] {
             return ::Answer(function.handler,
                             { parameters, here, m_store, m_personal, m_signedPool != nullptr });
@@ -299,7 +300,7 @@ void HttpServer::CallFunction(const std::string& path, const std::string& query,
         if (!function.isSameForAll || !ReplyShared(path, answer, reply))
             reply.SetBody(answer(), xmlType);
         const bool isAnyHost = m_options.publicUrl.empty();
-        if (m_signedPool && !m_signedPool->Cover(here + request.target, isAnyHost, reply))
+        if (m_signedPool && !m_signedPool->Cover({ here + request.target, isAnyHost, date }, reply))
             reply = Busy();
         else if (function.isPersonal)
             ForbidKeeping(reply);

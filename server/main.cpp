@@ -69,7 +69,9 @@ int Serve(const ServerOptions& options)
     std::optional<SignedPool> signedPool;
     if (!options.signKey.empty()) {
         signer.emplace(options.signKey);
-        signedPool.emplace(store, *signer, options.origin);
+        // A database for several servers means several servers.
+        signedPool.emplace(store, *signer, options.origin,
+                           options.isSharedDate || !options.personal.postgresql.empty());
         signedPool->Check();
     }
     std::optional<AccessLog> log;
@@ -95,12 +97,10 @@ using Command = int (*)(int argc, char** argv);
 
 Command FindCommand(const char* name)
 {
-    static const std::pair<const char*, Command> commands[] = { { "import", ImportCommand },
-                                                                { "check", CheckCommand },
-                                                                { "init", InitCommand },
-                                                                { "add", AddCommand },
-                                                                { "export", ExportCommand },
-                                                                { "personal", PersonalCommand } };
+    static const std::pair<const char*, Command> commands[]
+        = { { "import", ImportCommand }, { "check", CheckCommand },
+            { "init", InitCommand },     { "add", AddCommand },
+            { "export", ExportCommand }, { "personal", PersonalCommand } };
     for (const auto& [known, command] : commands) {
         if (std::strcmp(known, name) == 0)
             return command;

@@ -50,6 +50,9 @@ Options:
                          the file KEY: one key, without a passphrase, readable
                          by its owner only
       --origin NAME      the store's name in what is signed (Pakmart)
+      --dates NAME       own: sign with dates of this server (the default without
+                         --postgresql); shared: with those that other servers
+                         and exports of the store find as well
       --connections-per-address NUMBER
                          connections that a client's address may have at a
                          time (256); 0 for any number
@@ -100,6 +103,11 @@ void TakeServiceOption(int letter, const std::string& value, ServerOptions& opti
                        std::string& error)
 {
     switch (letter) {
+    case 'Y':
+        options.isSharedDate = value == "shared";
+        if (!options.isSharedDate && value != "own")
+            error = "dates are own or shared, not " + Quoted(value);
+        break;
     case 'J':
         options.isJsonLog = value == "json";
         if (!options.isJsonLog && value != "common")
@@ -194,6 +202,7 @@ const option names[] = { { "config", required_argument, nullptr, 'c' },
                          { "certificate", required_argument, nullptr, 'T' },
                          { "key", required_argument, nullptr, 'K' },
                          { "access-log", required_argument, nullptr, 'A' },
+                         { "dates", required_argument, nullptr, 'Y' },
                          { "log-format", required_argument, nullptr, 'J' },
                          { "monitor", required_argument, nullptr, 'M' },
                          { "grace", required_argument, nullptr, 'G' },

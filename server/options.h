@@ -15,6 +15,7 @@ struct ServerOptions {
     std::string publicUrl; // empty: from each request
     std::string signKey; // the file of the secret key; empty: nothing is signed
     std::string origin = "Pakmart"; // the name of the store in what is signed
+    bool isSharedDate = false; // signed with the date that other servers and exports find too
     int port = 8080; // 0: a free one
     std::string proxy; // the address of the proxy in front of the server; empty: none
     int perAddress = 256; // connections of a client's address; 0: any number

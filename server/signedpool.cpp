@@ -5,6 +5,7 @@
 
 #include "base/text.h"
 #include "filesum.h"
+#include "shareddate.h"
 
 #include <array>
 #include <cerrno>
@@ -95,9 +96,15 @@ std::string DateText(std::time_t when)
              std::strftime(text.data(), text.size(), "%a, %d %b %Y %H:%M:%S +0000", &parts) };
 }
 
-SignedPool::SignedPool(Store& store, const Signer& signer, const std::string& origin)
-    : m_store(store), m_signer(signer), m_origin(origin), m_replies(signer, origin)
+SignedPool::SignedPool(Store& store, const Signer& signer, const std::string& origin, bool isShared)
+    : m_store(store), m_signer(signer), m_origin(origin), m_isShared(isShared),
+      m_replies(signer, origin)
 {
+}
+
+std::time_t SignedPool::Date() const
+{
+    return m_isShared ? SharedDate(m_store.Folder(), std::time(nullptr)) : 0;
 }
 
 void SignedPool::Check()
@@ -106,12 +113,12 @@ void SignedPool::Check()
         Current(name);
 }
 
-SignedPool::Signed SignedPool::Make(const std::string& repository)
+SignedPool::Signed SignedPool::Make(const std::string& repository, std::time_t shared)
 {
     const std::string& pool = m_store.PoolFolder();
     Signed files;
     files.mark = MarkOf(pool, repository); // first: a later change makes them again
-    files.made = std::time(nullptr);
+    files.made = shared != 0 ? shared : std::time(nullptr);
     RequireSums(*m_store.GetRepositories().at(repository), pool + '/' + repository + "/Packages");
     files.release = "Origin: " + m_origin + "\nLabel: " + m_origin + "\nSuite: " + repository
         + "\nCodename: " + repository + "\nDate: " + DateText(files.made) + "\nValid-Until: "
@@ -120,13 +127,20 @@ SignedPool::Signed SignedPool::Make(const std::string& repository)
     return files;
 }
 
+// Whether their date has ended.
+bool SignedPool::IsOver(const Signed& files, std::time_t shared) const
+{
+    const std::time_t age = std::time(nullptr) - files.made;
+    return m_isShared ? shared != files.made : age < 0 || age >= day;
+}
+
 SignedPool::Signed SignedPool::Current(const std::string& repository)
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
     Signed& files = m_signed[repository];
-    const std::time_t age = std::time(nullptr) - files.made;
-    if (age < 0 || age >= day || files.mark != MarkOf(m_store.PoolFolder(), repository))
-        files = Make(repository);
+    const std::time_t shared = Date();
+    if (IsOver(files, shared) || files.mark != MarkOf(m_store.PoolFolder(), repository))
+        files = Make(repository, shared);
     return files;
 }
 

@@ -24,8 +24,9 @@ std::string DateText(std::time_t when);
 class SignedPool
 {
 public:
-    // `origin` is the store's name in these files.
-    SignedPool(Store& store, const Signer& signer, const std::string& origin);
+    // `origin` is the store's name in these files. Several servers of one store sign with the date
+    // that they share (shareddate.h), a single one with its own.
+    SignedPool(Store& store, const Signer& signer, const std::string& origin, bool isShared);
 
     // Signs every repository. Throws StoreError if one cannot be signed.
     void Check();
@@ -34,10 +35,14 @@ public:
     // a repository whose archives are on another server; false for any other file.
     bool Serve(const std::string& path, HttpReply& reply);
 
+    // The date for what is made of the store from now on; 0 where this server has its own. To be
+    // asked before a reply is made: what is older must not get a newer date.
+    std::time_t Date() const;
+
     // Adds its statement to a reply as SignedReplies does.
-    bool Cover(const std::string& url, bool isAnyHost, HttpReply& reply)
+    bool Cover(const SignedReplies::Wish& wish, HttpReply& reply)
     {
-        return m_replies.Cover(url, isAnyHost, reply);
+        return m_replies.Cover(wish, reply);
     }
 
 private:
@@ -47,13 +52,15 @@ private:
         std::string release, inRelease;
     };
 
-    Signed Make(const std::string& repository);
+    bool IsOver(const Signed& files, std::time_t shared) const;
+    Signed Make(const std::string& repository, std::time_t shared);
     Signed Current(const std::string& repository);
     bool ServeElsewhere(const std::string& repository, const std::string& file, HttpReply& reply);
 
     Store& m_store;
     const Signer& m_signer;
     const std::string m_origin;
+    const bool m_isShared;
     std::mutex m_mutex;
     std::map<std::string, Signed> m_signed;
     SignedReplies m_replies;

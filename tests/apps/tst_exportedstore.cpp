@@ -131,6 +131,7 @@ private slots:
         const ServerProcess server(
             m_machine.store(),
             QStringList{ QStringLiteral("--public-url"), QString::fromLatin1(url()),
+                         QStringLiteral("--dates"), QStringLiteral("shared"),
                          QStringLiteral("--proxy"), QStringLiteral("127.0.0.1") }
                 + signing());
         QVERIFY(server.isRunning());

@@ -256,6 +256,7 @@ private slots:
         row("listen 127.0.0.1", ":1: this is not a `Key: value` line: 'listen 127.0.0.1'");
         row("grace: 0", ":1: a time to end is a number of seconds from 1 to 3600, not '0'");
         row("grace: 3601", ":1: a time to end is a number of seconds from 1 to 3600, not '3601'");
+        row("dates: some", ":1: dates are own or shared, not 'some'");
         row("log-format: xml", ":1: a log has the format common or json, not 'xml'");
         row("monitor: here", ":1: --monitor needs an address such as 192.0.2.7, not 'here'");
         row("state:", ":1: --state needs a folder, and --postgresql a connection");
