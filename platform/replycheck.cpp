@@ -172,6 +172,14 @@ bool TakeReply(ReceivedReply& reply)
     return true;
 }
 
+// The sum and size of a reply that was checked earlier.
+bool TakeSum(const std::string& sha256, const std::string& size, ReceivedReply& reply)
+{
+    reply.sha256 = sha256;
+    reply.size = std::strtoull(size.c_str(), nullptr, 10);
+    return !sha256.empty() && IsMadeOf(size, IsDigit, "") && size.size() < 19;
+}
+
 } // namespace
 
 bool ReadStatement(const std::string& text, ReplyStatement& statement)
@@ -217,14 +225,17 @@ ReplyFault CheckReply(const ReceivedReply& reply, const StorePolicy& policy)
 
 int RunReplyCheck(const std::vector<std::string>& words, const std::string& root)
 {
-    if (words.size() < 4 || words[0] != "--verify-reply")
+    const bool isThere = !words.empty() && words[0] == "--verify-reply";
+    const bool isKnown = words.size() > 2 && words[0] == "--verify-unchanged";
+    const std::size_t at = isKnown ? 3 : 1; // of the request
+    if ((!isThere && !isKnown) || words.size() < at + 3)
         return -1;
     ReceivedReply reply;
-    reply.request = words[1];
-    reply.statement = words[2];
-    reply.started = std::strtoll(words[3].c_str(), nullptr, 10);
-    reply.seenFolders.assign(words.begin() + 4, words.end());
-    const ReplyFault fault = TakeReply(reply)
+    reply.request = words[at];
+    reply.statement = words[at + 1];
+    reply.started = std::strtoll(words[at + 2].c_str(), nullptr, 10);
+    reply.seenFolders.assign(words.begin() + std::ptrdiff_t(at) + 3, words.end());
+    const ReplyFault fault = (isKnown ? TakeSum(words[1], words[2], reply) : TakeReply(reply))
         ? CheckReply(reply, ReadStorePolicy(root))
         : ReplyFault{ "not-checked", "The reply of the store cannot be read." };
     if (fault.code.empty())

@@ -55,6 +55,8 @@ void AllowKeeping(const HttpRequest& request, HttpReply& reply)
     const std::string mark = "W/\"" + reply.content->Sha256().substr(0, markLength) + '"';
     reply.Add("ETag", mark);
     reply.Add("Cache-Control", "no-cache");
-    if (HasAlready(request, mark))
+    if (HasAlready(request, mark)) {
         reply.status = 304;
+        reply.Drop("Content-Type"); // of content that does not come
+    }
 }

@@ -138,6 +138,13 @@ void HttpReply::Add(const std::string& name, const std::string& value)
     headers.emplace_back(name, value);
 }
 
+void HttpReply::Drop(const std::string& name)
+{
+    headers.erase(std::remove_if(headers.begin(), headers.end(),
+                                 [&name](const auto& one) { return one.first == name; }),
+                  headers.end());
+}
+
 void HttpReply::SetBody(std::string text, const char* type)
 {
     content = std::make_shared<const Content>(std::move(text));

@@ -71,6 +71,7 @@ struct HttpReply {
     off_t length = 0;
 
     void Add(const std::string& name, const std::string& value);
+    void Drop(const std::string& name);
     void SetBody(std::string text, const char* type);
     void SetShared(std::shared_ptr<const Content> kept, const char* type);
     const std::string& Body() const; // empty without content

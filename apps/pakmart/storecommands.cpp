@@ -17,6 +17,7 @@
 #include <Pakmart/SyncJob>
 #include <QJsonArray>
 #include <QJsonObject>
+#include <QLocale>
 
 using namespace Pakmart;
 
@@ -89,8 +90,11 @@ int UpdateCommand(Console& console)
                                  { QStringLiteral("changed"), ListAsJson(job.changed()) },
                                  { QStringLiteral("changedCount"), job.changedCount() },
                                  { QStringLiteral("gone"), ListAsJson(job.gone()) },
-                                 { QStringLiteral("goneCount"), job.goneCount() } });
+                                 { QStringLiteral("goneCount"), job.goneCount() },
+                                 { QStringLiteral("transferred"), job.transferred() } });
     SayCatalog(console, job);
+    console.SayText(i18nc("%1: \"1.2 KiB\"", "The store has sent %1.",
+                          QLocale().formattedDataSize(job.transferred())));
     return ExitDone;
 }
 

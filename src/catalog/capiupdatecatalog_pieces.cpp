@@ -11,12 +11,14 @@
 #include "catalog/capiupdatecatalog.h"
 
 #include "catalog/catalogproduct.h"
+#include "catalog/knowncatalog.h"
 #include "catalog/savedpieces.h"
 #include "catalog/savedtree.h"
 #include "db/ccatalogfile.h"
 #include "db/dboptions.h"
 #include "db/rebuild.h"
 #include "request/replypieces.h"
+#include "request/takenreply.h"
 #include "support/ctracer.h"
 
 #include <QIODevice>
@@ -99,7 +101,7 @@ public:
             return;
         }
         const Saving saving
-            = SavePieces(savedName, [&](std::ostream& out) { return Read(&out, file); });
+            = SavePieces(savedName, m_own, [&](std::ostream& out) { return Read(&out, file); });
         m_saved = saving == Saving::Done;
         if (!m_saved)
             throw m_stopped                ? Ended::Stopped
@@ -117,6 +119,7 @@ public:
         return false;
     }
     Ended HowEnded() const { return *m_ended; }
+    const struct stat& Own() const { return m_own; }
     bool IsStopped()
     {
         const auto size = double(std::max(m_reply.size(), qint64(1)));
@@ -139,6 +142,7 @@ private:
     QIODevice& m_reply;
     const GoOn& m_goOn;
     bool m_saved = false;
+    struct stat m_own = {}; // of the saved file
     std::optional<Ended> m_ended; // when it was saved alone
     bool m_stopped = false;
 };
@@ -175,6 +179,8 @@ try {
         throw pass.HowEnded();
     if (!recorded)
         Fail(pass.IsStopped() ? AgentError::Cancelled : AgentError::CannotWrite, SavedTreePath(""));
+    else if (m_options->folder.empty())
+        NoteCatalog(Taken(), pass.Own());
     return true;
 } catch (const Ended ended) {
     if (ended == Ended::Stopped)

@@ -7,6 +7,7 @@
 
 #include <functional>
 #include <iosfwd>
+#include <sys/stat.h>
 
 namespace Agent
 {
@@ -28,6 +29,9 @@ enum class Saving {
 
 // Replaces the file by what `write` writes, like SaveTree, while events are processed. `write`
 // returns false to give up. Nothing is rewritten in place.
-Saving SavePieces(const char* name, const std::function<bool(std::ostream& out)>& write);
+//
+// `own` gets the status of the new file.
+Saving SavePieces(const char* name, struct stat& own,
+                  const std::function<bool(std::ostream& out)>& write);
 
 } // namespace Agent

@@ -209,15 +209,17 @@ bool WriteOut(int descriptor)
 enum class Meanwhile { Nothing, Events };
 
 // Replaces a file by the text that is written into the stream, unless the writer gives up.
+// `own` gets the status of the new file.
 bool Save(FileReplacement& file, const std::string& path, Meanwhile meanwhile,
-          const std::function<bool(std::ostream&)>& write)
+          const std::function<bool(std::ostream&)>& write, struct stat* own = nullptr)
 {
     FileBuffer buffer(file);
     std::ostream out(&buffer);
     if (!write(out))
         return false;
     const bool written = out && buffer.Finish()
-        && (meanwhile == Meanwhile::Nothing || WriteOut(file.Get())) && file.Commit();
+        && (meanwhile == Meanwhile::Nothing || WriteOut(file.Get()))
+        && (!own || fstat(file.Get(), own) == 0) && file.Commit();
     if (written)
         qCDebug(logCatalog, "wrote %s", path.c_str());
     else
@@ -324,7 +326,8 @@ void Agent::SaveEnd(const ReplyNode& element, std::ostream& out)
     tree.SaveEnd(out, -1);
 }
 
-Saving Agent::SavePieces(const char* name, const std::function<bool(std::ostream&)>& write)
+Saving Agent::SavePieces(const char* name, struct stat& own,
+                         const std::function<bool(std::ostream&)>& write)
 {
     const std::string path = PathOf(name), target = FinalPath(path);
     struct stat before = {};
@@ -337,8 +340,8 @@ Saving Agent::SavePieces(const char* name, const std::function<bool(std::ostream
     if (!isNew)
         TakeAfter(file.Get(), before, IsSecret(name));
     bool whole = true;
-    const bool saved = Save(file, path, Meanwhile::Events,
-                            [&](std::ostream& out) { return whole = write(out); });
+    const bool saved = Save(
+        file, path, Meanwhile::Events, [&](std::ostream& out) { return whole = write(out); }, &own);
     return saved ? Saving::Done : whole ? Saving::Failed : Saving::NotInPieces;
 }
 

@@ -89,6 +89,7 @@ public:
     int products = 0;
     int categories = 0;
     bool first = false;
+    qint64 transferred = 0;
     Changes added, changed, gone;
     std::unique_ptr<OwnerRun> owner; // if that is to do it
 };
@@ -106,6 +107,7 @@ void RefreshCatalogJob::takeResult(const QJsonObject& result)
     d->products = Number(result, "products");
     d->categories = Number(result, "categories");
     d->first = result[QLatin1String("first")].toBool();
+    d->transferred = qint64(result[QLatin1String("transferred")].toDouble());
     d->added = ChangesOf(result[QLatin1String("added")]);
     d->changed = ChangesOf(result[QLatin1String("changed")]);
     d->gone = ChangesOf(result[QLatin1String("gone")]);
@@ -178,6 +180,11 @@ bool RefreshCatalogJob::isFirst() const
 bool RefreshCatalogJob::isUnchanged() const
 {
     return !d->first && d->added.count + d->changed.count + d->gone.count == 0;
+}
+
+qint64 RefreshCatalogJob::transferred() const
+{
+    return d->transferred;
 }
 
 int RefreshCatalogJob::addedCount() const

@@ -52,6 +52,9 @@ class VANTRELAGENT_EXPORT RefreshCatalogJob : public StoreJob
     Q_PROPERTY(int categories READ categories NOTIFY resultReady)
     /// Whether there was no catalog before: then every product is an added one.
     Q_PROPERTY(bool first READ isFirst NOTIFY resultReady)
+    /// What the store has sent, in bytes: heads and contents of its answers, packed if they came
+    /// so. A catalog that has not changed takes a few hundred.
+    Q_PROPERTY(qint64 transferred READ transferred NOTIFY resultReady)
     /// How many products are new, have changed, or are gone.
     /// @{
     Q_PROPERTY(int addedCount READ addedCount NOTIFY resultReady)
@@ -72,6 +75,8 @@ public:
     bool isFirst() const;
     /// Whether the catalog is the same as before.
     bool isUnchanged() const;
+    /// What the store has sent, in bytes.
+    qint64 transferred() const;
 
     /// How many products are new, have changed, or are gone.
     /// @{

@@ -24,6 +24,7 @@ class RefreshCatalogElement : public JobElement
     Q_PROPERTY(int categories READ categories NOTIFY finished)
     Q_PROPERTY(bool first READ isFirst NOTIFY finished)
     Q_PROPERTY(bool unchanged READ isUnchanged NOTIFY finished)
+    Q_PROPERTY(qint64 transferred READ transferred NOTIFY finished)
     Q_PROPERTY(int addedCount READ addedCount NOTIFY finished)
     Q_PROPERTY(int changedCount READ changedCount NOTIFY finished)
     Q_PROPERTY(int goneCount READ goneCount NOTIFY finished)
@@ -39,6 +40,7 @@ public:
     int categories() const { return value(&RefreshCatalogJob::categories); }
     bool isFirst() const { return value(&RefreshCatalogJob::isFirst); }
     bool isUnchanged() const { return value(&RefreshCatalogJob::isUnchanged); }
+    qint64 transferred() const { return value(&RefreshCatalogJob::transferred); }
     int addedCount() const { return value(&RefreshCatalogJob::addedCount); }
     int changedCount() const { return value(&RefreshCatalogJob::changedCount); }
     int goneCount() const { return value(&RefreshCatalogJob::goneCount); }

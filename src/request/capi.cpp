@@ -8,6 +8,7 @@
 #include "request/capistatus.h"
 #include "request/replysignature.h"
 #include "request/spoolfile.h"
+#include "request/takenreply.h"
 #include "request/transfer.h"
 #include "support/cconfigfile.h"
 #include "support/ctracer.h"
@@ -110,6 +111,11 @@ AgentError::Code CAPI::Failure() const
     return d->m_nFailure;
 }
 
+TakenReply CAPI::Taken() const
+{
+    return MakeTakenReply(d->m_sURL, d->m_sMark, d->m_sStatement);
+}
+
 bool CAPI::IsConnected() const
 {
     return d->m_bConnected;
@@ -154,7 +160,6 @@ QString CAPI::Start(const QString& sURL)
         return NoJobText();
     }
     pJob->addMetaData(QStringLiteral("content-type"), QStringLiteral("Content-Type: text/xml"));
-    KeepStatement(pJob);
     d->m_started = std::time(nullptr);
     connect(pJob, &KIO::TransferJob::data, this, &CAPI::onDownloadReceive);
     connect(pJob, &KJob::result, this,

@@ -40,6 +40,11 @@ namespace KIO
 class Job;
 }
 
+namespace Agent
+{
+struct TakenReply;
+} // namespace Agent
+
 class VANTRELAGENT_EXPORT CAPI : public QObject
 {
     Q_OBJECT
@@ -189,6 +194,8 @@ protected:
     /// always read as a document.
     void
     TakesReplyFile(std::function<bool(QIODevice& file, const std::function<bool()>& goOn)> take);
+    /// What shows later whether the reply is still the same; in `take` and after it.
+    Agent::TakenReply Taken() const;
     /// The text of a request that is refused because another one has the lock.
     static QString LockedText();
     /// The code that was set so far.

@@ -21,6 +21,7 @@ public:
     QString m_sDetails;
     QString m_sURL; // asked for
     QString m_sStatus; // of HTTP
+    QString m_sMark; // of the reply; empty without one
     QString m_sStatement; // that the store has signed this reply; empty without one
     std::time_t m_started = 0; // when the transfer did
     std::unique_ptr<Agent::SpoolFile> m_pSpool;

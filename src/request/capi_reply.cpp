@@ -145,6 +145,8 @@ void CAPI::onDownloadComplete(KIO::Job* pJob)
     m_APIFile.close();
     d->m_sStatus = pJob->queryMetaData(QStringLiteral("responsecode"));
     d->m_sStatement = StatementOf(pJob);
+    d->m_sMark = HeaderOf(pJob, "etag");
+    CountTransfer(pJob);
     qCDebug(logRequest, "%s has ended its transfer, error %d, with %lld bytes",
             qUtf8Printable(GetAPIName()), pJob->error(), m_APIFile.size());
     const int error = TransferError(pJob);

@@ -5,12 +5,12 @@
 
 #include "base/privateroot.h"
 #include "base/storesettings.h"
+#include "request/transfer.h"
 #include "util/eventwait.h"
 #include "util/paths.h"
 #include "util/translated.h"
 
 #include <KIO/Job>
-#include <KIO/TransferJob>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
@@ -25,7 +25,6 @@ namespace Agent
 namespace
 {
 
-constexpr int longestStatement = 4096; // characters
 constexpr qint64 longestCheck = 60 * 1000; // milliseconds
 
 // The folders with the dates of earlier replies: all are believed, and the first is written.
@@ -68,41 +67,22 @@ QString LineOf(const QString& sOutput, const char* begin)
     return QString();
 }
 
-} // namespace
+struct Asked {
+    const QString& url;
+    const QString& statement;
+    std::time_t started;
+};
 
-bool RepliesMustBeSigned()
-{
-    return ReadStoreSettings(PrivateRoot()).requireSignedReplies;
-}
-
-void KeepStatement(KIO::TransferJob* pJob)
-{
-    pJob->addMetaData(QStringLiteral("PropagateHttpHeader"), QStringLiteral("true"));
-}
-
-QString StatementOf(KIO::Job* pJob)
-{
-    const QString name = QStringLiteral("pakmart-statement:");
-    const QStringList headers
-        = pJob->queryMetaData(QStringLiteral("HTTP-Headers")).split(QLatin1Char('\n'));
-    for (const QString& header : headers) {
-        if (header.startsWith(name, Qt::CaseInsensitive) && header.size() < longestStatement)
-            return header.mid(name.size()).trimmed();
-    }
-    return QString();
-}
-
-SignatureFault CheckSignature(const QFile& reply, const QString& sURL, const QString& sStatement,
-                              std::time_t started, const GoOn& goOn)
+// Has the front end decide.
+SignatureFault Check(QProcess& process, const QStringList& words, const Asked& asked,
+                     const GoOn& goOn)
 {
     const QString request
-        = QString::fromLatin1(QUrl(sURL).toEncoded(QUrl::FullyEncoded | QUrl::RemoveFragment));
-    QProcess process;
-    process.setStandardInputFile(reply.fileName());
-    process.start(SystemPath(QStringLiteral("/usr/bin/vos-apt-get")),
-                  QStringList{ QStringLiteral("--verify-reply"), request, sStatement,
-                               QString::number(qint64(started)) }
-                      + DateFolders());
+        = QString::fromLatin1(QUrl(asked.url).toEncoded(QUrl::FullyEncoded | QUrl::RemoveFragment));
+    process.start(
+        SystemPath(QStringLiteral("/usr/bin/vos-apt-get")),
+        words + QStringList{ request, asked.statement, QString::number(qint64(asked.started)) }
+            + DateFolders());
     const bool ended = Await(process, goOn);
     const QString output = QString::fromUtf8(process.readAllStandardOutput());
     if (ended && process.exitCode() == 0 && output.isEmpty())
@@ -113,6 +93,36 @@ SignatureFault CheckSignature(const QFile& reply, const QString& sURL, const QSt
     return { QStringLiteral("not-checked"),
              Translated("The signature of the store's reply could not be checked. Please check "
                         "that the package vos-apt-get is installed, and try again.") };
+}
+
+} // namespace
+
+bool RepliesMustBeSigned()
+{
+    return ReadStoreSettings(PrivateRoot()).requireSignedReplies;
+}
+
+QString StatementOf(KIO::Job* pJob)
+{
+    return HeaderOf(pJob, "pakmart-statement");
+}
+
+SignatureFault CheckSignature(const QFile& reply, const QString& sURL, const QString& sStatement,
+                              std::time_t started, const GoOn& goOn)
+{
+    QProcess process;
+    process.setStandardInputFile(reply.fileName());
+    return Check(process, { QStringLiteral("--verify-reply") }, { sURL, sStatement, started },
+                 goOn);
+}
+
+SignatureFault CheckUnchanged(const QString& sSha256, qint64 nSize, const QString& sURL,
+                              const QString& sStatement, std::time_t started, const GoOn& goOn)
+{
+    QProcess process;
+    process.setStandardInputFile(QProcess::nullDevice());
+    return Check(process, { QStringLiteral("--verify-unchanged"), sSha256, QString::number(nSize) },
+                 { sURL, sStatement, started }, goOn);
 }
 
 } // namespace Agent

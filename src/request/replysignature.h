@@ -16,16 +16,12 @@ class QFile;
 namespace KIO
 {
 class Job;
-class TransferJob;
 } // namespace KIO
 
 namespace Agent
 {
 
 bool RepliesMustBeSigned();
-
-// Has KIO keep the header in which the statement of a reply comes; before the transfer.
-void KeepStatement(KIO::TransferJob* pJob);
 
 // The statement of a transfer that has ended; empty without one.
 QString StatementOf(KIO::Job* pJob);
@@ -39,5 +35,9 @@ struct SignatureFault {
 // called. If that returns false, the check ends with a fault.
 SignatureFault CheckSignature(const QFile& reply, const QString& sURL, const QString& sStatement,
                               std::time_t started, const GoOn& goOn);
+
+// The same for a reply that did not come again, with the sum and size that it had.
+SignatureFault CheckUnchanged(const QString& sSha256, qint64 nSize, const QString& sURL,
+                              const QString& sStatement, std::time_t started, const GoOn& goOn);
 
 } // namespace Agent

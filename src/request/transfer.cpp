@@ -78,6 +78,8 @@ private:
     qint64 m_total = 0;
 };
 
+qint64 transferred = 0;
+
 const char receivedBytes[] = "vantrelReceivedBytes"; // a property of the job
 
 void CountReceived(KIO::TransferJob* pJob)
@@ -118,15 +120,54 @@ QString CertificateFaults(const KIO::Job* pJob)
 
 } // namespace
 
+bool IsStoreAddress(const QUrl& url)
+{
+    return url.isValid() && IsWeb(url) && !url.host().isEmpty();
+}
+
 KIO::TransferJob* StartTransfer(const QUrl& url)
 {
-    if (!url.isValid() || !IsWeb(url) || url.host().isEmpty())
+    if (!IsStoreAddress(url))
         return nullptr;
     KIO::TransferJob* pJob = KIO::get(url, KIO::Reload, KIO::HideProgressInfo);
+    PrepareTransfer(pJob);
+    return pJob;
+}
+
+void PrepareTransfer(KIO::TransferJob* pJob)
+{
     // KIO would offer to go on with a certificate that nobody vouches for.
     pJob->addMetaData(QStringLiteral("ssl_no_ui"), QStringLiteral("TRUE"));
+    pJob->addMetaData(QStringLiteral("PropagateHttpHeader"), QStringLiteral("true"));
     CountReceived(pJob);
-    return pJob;
+}
+
+QString HeaderOf(KIO::Job* pJob, const char* name)
+{
+    constexpr int longest = 4096;
+    const QString begin = QLatin1String(name) + QLatin1Char(':');
+    const QStringList headers
+        = pJob->queryMetaData(QStringLiteral("HTTP-Headers")).split(QLatin1Char('\n'));
+    for (const QString& header : headers) {
+        if (header.startsWith(begin, Qt::CaseInsensitive) && header.size() < longest)
+            return header.mid(begin.size()).trimmed();
+    }
+    return QString();
+}
+
+// The content of a packed answer is counted by its length in the head.
+void CountTransfer(KIO::Job* pJob)
+{
+    bool isKnown = false;
+    const qint64 length = HeaderOf(pJob, "content-length").toLongLong(&isKnown);
+    const qint64 received = pJob->property(receivedBytes).toLongLong();
+    transferred += pJob->queryMetaData(QStringLiteral("HTTP-Headers")).size()
+        + (isKnown && length >= 0 ? std::min(length, received) : received);
+}
+
+qint64 SentByServer()
+{
+    return transferred;
 }
 
 int TransferError(KIO::Job* pJob)

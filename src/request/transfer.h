@@ -25,6 +25,18 @@ namespace Agent
 // Starts the transfer of a URL; null when the store may not name such a URL: a
 // directory that lists file:/etc/shadow is not obeyed.
 KIO::TransferJob* StartTransfer(const QUrl& url);
+bool IsStoreAddress(const QUrl& url);
+
+// For another kind of job: nobody is asked about certificates, and what comes is counted.
+void PrepareTransfer(KIO::TransferJob* pJob);
+
+// A header of the answer; empty if there is none, or it has more than 4,096 characters.
+QString HeaderOf(KIO::Job* pJob, const char* name);
+
+// Adds a transfer that has ended to what the server has sent to this process: the heads and
+// contents of its answers, packed as they came.
+void CountTransfer(KIO::Job* pJob);
+qint64 SentByServer();
 
 // The error of a transfer that has ended, 0 for none, and its text. A page with an error
 // status is an answer of the server. KDE Frameworks 6 report an error for it, but none when

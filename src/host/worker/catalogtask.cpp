@@ -21,6 +21,7 @@
 #include <system_error>
 #include <utility>
 #include <vantrelagent/catalog/capiupdatecatalog.h>
+#include <vantrelagent/catalog/knowncatalog.h>
 #include <vantrelagent/catalog/savedtree.h>
 #include <vantrelagent/db/catalogscan.h>
 #include <vector>
@@ -266,10 +267,17 @@ private:
 Outcome RefreshCatalog(const QStringList&, Report& report)
 {
     Outcome outcome;
-    SnapshotBefore before;
-    if (RunToItsEnd(new CatalogRequest(report), outcome)) {
-        CatalogScan after;
-        outcome.result = Compare(before.take(), TakeSnapshot(after));
+    if (IsCatalogCurrent([] { return !IsStopped(); })) {
+        CatalogScan scan;
+        const Snapshot same = TakeSnapshot(scan);
+        outcome.result = Compare(same, same);
+    } else {
+        SnapshotBefore before;
+        if (RunToItsEnd(new CatalogRequest(report), outcome)) {
+            CatalogScan after;
+            outcome.result = Compare(before.take(), TakeSnapshot(after));
+        }
     }
+    outcome.result[QStringLiteral("transferred")] = TransferredBytes();
     return outcome;
 }
