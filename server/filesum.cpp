@@ -5,6 +5,7 @@
 
 #include "sha256.h"
 
+#include <apt-pkg/aptconfiguration.h>
 #include <apt-pkg/error.h>
 #include <apt-pkg/fileutl.h>
 #include <unistd.h>
@@ -26,8 +27,16 @@ bool AddAll(FileFd& bytes, Sha256& hash, unsigned long long& size)
     return false;
 }
 
+// The package library makes its list of packers when it is first used, for all threads: two that do
+// that at once would crash.
+void PreparePackers()
+{
+    static const auto packers = APT::Configuration::getCompressors();
+}
+
 FileSum Sum(const Agent::Descriptor& file, FileFd::CompressMode mode)
 {
+    PreparePackers();
     FileFd bytes;
     Sha256 hash;
     FileSum sum;
