@@ -7,6 +7,7 @@
 #include "storefile.h"
 
 #include <QUuid>
+#include <algorithm>
 
 namespace
 {
@@ -174,9 +175,15 @@ PersonalFault SqlPersonalData::ReadRegistrations(const Take& take)
     return {};
 }
 
+// A second try finds nothing to delete where the first one was done, but its answer was lost.
 PersonalFault SqlPersonalData::ForgetRegistrations(std::int64_t before, int& count)
 {
+    count = 0;
     return m_database.Run([&](SqlConnection& connection) {
-        count = connection.Do("DELETE FROM registration WHERE time < ?", { Number(before) });
+        connection.InTransaction([&] {
+            count = std::max(
+                count,
+                connection.Do("DELETE FROM registration WHERE time < ?", { Number(before) }));
+        });
     });
 }

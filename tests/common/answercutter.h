@@ -31,7 +31,8 @@ class AnswerCutter
 {
 public:
     // `folder` is made; clients name it as the host. `server` is the folder of the server's socket.
-    AnswerCutter(const QString& folder, const QString& server) : m_server(socketIn(server))
+    AnswerCutter(const QString& folder, const QString& server)
+        : m_folder(QFile::encodeName(folder)), m_server(socketIn(server))
     {
         QDir().mkpath(folder);
         sockaddr_un address = addressOf(socketIn(folder));
@@ -51,6 +52,8 @@ public:
     }
     AnswerCutter(const AnswerCutter&) = delete;
     AnswerCutter& operator=(const AnswerCutter&) = delete;
+
+    const QByteArray& folder() const { return m_folder; }
 
     // Cuts the answers to the next requests with this text.
     void cut(const QByteArray& text, int times = 1)
@@ -141,7 +144,7 @@ private:
         }
     }
 
-    const QByteArray m_server;
+    const QByteArray m_folder, m_server;
     Agent::Descriptor m_listener;
     std::thread m_accepting;
     std::list<std::thread> m_passing; // one for each connection

@@ -78,6 +78,8 @@ public:
                      QStringLiteral("ON_ERROR_STOP=1"), QStringLiteral("-c"),
                      QString::fromUtf8(statements) });
     }
+    // Of its socket.
+    const QString& folder() const { return m_folder; }
     // How to connect, for programs of the test.
     QByteArray place(const char* database) const
     {

@@ -3,6 +3,7 @@
 
 // Personal data is the same wherever it is kept: each function runs on every engine.
 
+#include "common/answercutter.h"
 #include "common/postgresql.h"
 #include "personalfiles.h"
 #include "server/serverprocess.h"
@@ -14,6 +15,7 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <functional>
 #include <memory>
 #include <thread>
 #include <vector>
@@ -77,6 +79,45 @@ private:
         if (const PersonalFault fault = data->Prepare())
             qWarning("%s", fault.text.c_str());
         return data;
+    }
+    // That of PostgreSQL, through a proxy.
+    SqlSource source(const AnswerCutter& cutter) const
+    {
+        SqlSource through = source(QStringLiteral("postgresql"));
+        through.place = QByteArray::fromStdString(through.place)
+                            .replace(m_postgresql->folder().toLocal8Bit(), cutter.folder())
+                            .toStdString();
+        return through;
+    }
+    struct Outcome {
+        int faults = 0, cuts = 0, forgotten = 0;
+        bool isAddedTwice = false;
+    };
+    // Fills an empty database. Each call loses its answers to some requests, and is made again
+    // until it is known to have been done.
+    static Outcome doAll(SqlPersonalData& data, AnswerCutter& cutter, const QByteArray& request,
+                         int times)
+    {
+        Outcome outcome;
+        const PersonalImport import{ "sum", twoApplications, "sum", { { 1, "a" }, { 2, "b" } } };
+        const std::vector<std::function<PersonalFault()>> calls{
+            [&] { return data.Prepare(); },
+            [&] { return data.Import(import); },
+            [&] { return data.WriteProfile(theAccount, twoApplications); },
+            [&] { return data.ForgetRegistrations(2, outcome.forgotten); },
+            [&] {
+                return data.AddRegistration({ 3, "A builder" });
+            },
+        };
+        for (const auto& call : calls) {
+            cutter.cut(request, times);
+            for (PersonalFault fault = call(); fault && outcome.faults < 9; fault = call()) {
+                outcome.faults += fault.kind == PersonalFault::Kind::Away ? 1 : 100;
+                outcome.isAddedTwice = &call == &calls.back();
+            }
+            outcome.cuts += times - cutter.left();
+        }
+        return outcome;
     }
     static void addEngines()
     {
@@ -350,6 +391,36 @@ private slots:
         QCOMPARE(registrations(*data),
                  (QStringList{ QStringLiteral("1970-01-01T00:00:01Z a"),
                                QStringLiteral("1970-01-01T00:00:03Z c") }));
+    }
+
+    // The database has done it, but the answer does not come.
+    void aLostAnswerLosesAndDoublesNothing_data()
+    {
+        QTest::addColumn<QByteArray>("request");
+        QTest::addColumn<int>("times");
+        for (const char* request : { "COMMIT", "'A builder'", "CREATE TABLE imported", "(2)" }) {
+            QTest::addRow("postgresql, %s", request) << QByteArray(request) << 1;
+            QTest::addRow("postgresql, %s twice", request) << QByteArray(request) << 2;
+        }
+    }
+    void aLostAnswerLosesAndDoublesNothing()
+    {
+        QFETCH(QByteArray, request);
+        QFETCH(int, times);
+        AnswerCutter cutter(m_dir->filePath(QStringLiteral("cut")), m_postgresql->folder());
+        SqlPersonalData data(source(cutter));
+        const Outcome outcome = doAll(data, cutter, request, times);
+        QVERIFY(outcome.cuts > 0);
+        QCOMPARE(outcome.faults > 0, times == 2);
+        QVERIFY(outcome.faults < 9);
+        const bool isSecondCut = request == "COMMIT" && times == 2;
+        QCOMPARE(outcome.forgotten, isSecondCut ? 0 : 1); // those of the last call
+        QVERIFY(IsSame(profile(data), twoApplications));
+        QStringList expected{ QStringLiteral("1970-01-01T00:00:02Z b"),
+                              QStringLiteral("1970-01-01T00:00:03Z A builder") };
+        if (outcome.isAddedTwice) // a client that was told to come back has two
+            expected << expected.last();
+        QCOMPARE(registrations(data), expected);
     }
 
     void databaseThatIsNotThereIsAway()
