@@ -10,6 +10,7 @@ import os
 import re
 import shutil
 import subprocess
+import time
 import urllib.request
 
 from fleet.house import Missing, seconds_used
@@ -98,6 +99,27 @@ def compare(house, judge, store, step, seconds):
                 for part in ('store servers', 'PostgreSQL')]
         print(f'{name:<23}{size:>7}{rate:>12.0f}{slow:>8.1f}{files_rate:>20.0f}'
               f'{files_slow:>8.1f}{rate / files_rate:>7.2f}{used[0]:>12.0f}{used[1]:>15.0f}')
+
+
+async def ask_about_products(port, count):
+    for number in range(1, count + 1):
+        answer = await fetch(port, app_info(number))
+        if not answer.header('pakmart-statement'):
+            raise RuntimeError('a reply has no signature')
+
+
+def time_signatures(house):
+    """One server alone: each product is asked about once, and once again."""
+    server = house.start_alone('--sign', house.make_key())
+    try:
+        taken = []
+        for _ in range(2):
+            begin = time.monotonic()
+            asyncio.run(ask_about_products(server.port, CALLS))
+            taken.append(1000 * (time.monotonic() - begin) / CALLS)
+    finally:
+        server.stop()
+    print(f'\na signed reply: the first time {taken[0]:.1f} ms, then {taken[1]:.1f} ms')
 
 
 async def call_often(port, target):

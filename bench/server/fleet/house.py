@@ -182,10 +182,23 @@ class House:
         # A program that is to end with the thread that has started it needs one that stays.
         self.hands = ThreadPoolExecutor(1)
 
-    def start_alone(self):
+    def start_alone(self, *options):
         """A server without a database."""
         return StoreServer(self._program, self.store.folder, self.folder + '/alone.log',
-                           ['--connections-per-address', '0']).start()
+                           ['--connections-per-address', '0', *options]).start()
+
+    def make_key(self):
+        """A key that signs, made by a gpg that keeps nothing else."""
+        home, key = self.folder + '/gpg', self.folder + '/sign.key'
+        os.mkdir(home, 0o700)
+        gpg = ['gpg', '--homedir', home, '--batch', '--quiet', '--passphrase', '']
+        subprocess.run([*gpg, '--quick-generate-key', 'fleet@store.example', 'ed25519', 'sign'],
+                       check=True, stderr=subprocess.DEVNULL)
+        secret = subprocess.run([*gpg, '--export-secret-keys'], check=True, capture_output=True)
+        with open(os.open(key, os.O_WRONLY | os.O_CREAT | os.O_EXCL, 0o600), 'wb') as file:
+            file.write(secret.stdout)
+        subprocess.run(['gpgconf', '--homedir', home, '--kill', 'gpg-agent'], check=True)
+        return key
 
     def start(self):
         self.database = Database(self.folder + '/database')
