@@ -172,7 +172,7 @@ private slots:
     void aMachineTakesWhatEitherServerSays()
     {
         if (!PostgreSql::isThere())
-            QSKIP("PostgreSQL is not there");
+            return QTest::qSkip("PostgreSQL is not there", __FILE__, __LINE__);
         makeStores();
         const auto one = serve("one");
         for (const char* target : targets)
@@ -191,7 +191,7 @@ private slots:
     void anOlderStateIsRefused()
     {
         if (!PostgreSql::isThere())
-            QSKIP("PostgreSQL is not there");
+            return QTest::qSkip("PostgreSQL is not there", __FILE__, __LINE__);
         makeStores();
         const auto one = serve("one"), other = serve("other");
         QCOMPARE(refusal(*one, catalog), std::string());
@@ -214,7 +214,7 @@ private slots:
     void aChangeWithoutANewDateIsReportedOnce()
     {
         if (!PostgreSql::isThere())
-            QSKIP("PostgreSQL is not there");
+            return QTest::qSkip("PostgreSQL is not there", __FILE__, __LINE__);
         makeStores();
         const auto one = serve("one");
         const std::time_t before = std::time(nullptr) - hour;
