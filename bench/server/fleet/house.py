@@ -30,7 +30,15 @@ tcp_nopush on;
 gzip_static on;
 default_type application/octet-stream;
 {temporary}
-upstream stores {{
+{site}
+server {{
+listen 127.0.0.1:{files_port} backlog=1024;
+root {files};
+}}
+}}
+'''
+
+PROXY = '''upstream stores {{
 {servers}
 }}
 server {{
@@ -41,11 +49,6 @@ proxy_set_header Host $host;
 proxy_set_header X-Forwarded-For $remote_addr;
 proxy_buffer_size 16k;
 proxy_buffers 8 16k;
-}}
-}}
-server {{
-listen 127.0.0.1:{files_port} backlog=1024;
-root {files};
 }}
 }}
 '''
@@ -86,12 +89,15 @@ def stop(process, number=signal.SIGTERM):
         process.wait(PATIENCE)
 
 
+def children(process):
+    with open(f'/proc/{process.pid}/task/{process.pid}/children', encoding='ascii') as file:
+        return set(map(int, file.read().split()))
+
+
 def seconds_used(process):
     """Processor time of a program and its children so far."""
-    with open(f'/proc/{process.pid}/task/{process.pid}/children', encoding='ascii') as file:
-        numbers = [process.pid, *map(int, file.read().split())]
     ticks = 0
-    for number in numbers:
+    for number in {process.pid} | children(process):
         with open(f'/proc/{number}/stat', encoding='utf-8') as file:
             fields = file.read().rpartition(')')[2].split()
         ticks += int(fields[11]) + int(fields[12])
@@ -167,15 +173,33 @@ class Database:
         return result.stdout.strip()
 
 
-class House:
-    """Everything, started."""
+def exported_site(top, folder, port, servers):
+    """The site for an exported store as it comes, but without TLS, and for several servers."""
+    with open(os.path.join(top, 'server', 'nginx-export.conf'), encoding='utf-8') as file:
+        site = file.read()
+    for old, new in (('/srv/pakmart-export', folder + '/export'),
+                     ('listen 80;', f'listen 127.0.0.1:{free_port()};'),
+                     ('listen 443 ssl', f'listen 127.0.0.1:{port} backlog=1024'),
+                     ('server 127.0.0.1:8080;', servers),
+                     ('ssl_certificate /etc/ssl/store.example.pem;', ''),
+                     ('ssl_certificate_key /etc/ssl/private/store.example.key;', ''),
+                     ('ssl_protocols TLSv1.2 TLSv1.3;', '')):
+        if old not in site:
+            raise RuntimeError('the site has no ' + old)
+        site = site.replace(old, new)
+    return site
 
-    def __init__(self, build, top, folder, store):
+
+class House:
+    """Everything, started. With `exported`, nginx serves what is the same for everybody."""
+
+    def __init__(self, build, top, folder, store, exported):
         program = os.path.join(build, 'server', 'pakmart-storeserver')
         if not os.access(program, os.X_OK):
             raise Missing(program)
         self._nginx = find_program('nginx', os.path.join(top, 'build-nginx/usr/sbin'))
         self.folder, self.store, self._program = folder, store, program
+        self._top, self._exported = top, exported
         self.files = os.path.join(folder, 'files')
         self.database, self.servers, self.nginx = None, [], None
         self.port = self.files_port = 0
@@ -211,15 +235,33 @@ class House:
                 ['--postgresql', self.database.place('fleet')]).start())
         self._start_nginx()
 
+    def publish(self, step):
+        """Returns when all processes of nginx have the new version."""
+        self.store.publish(step)
+        if not self._exported:
+            return
+        subprocess.run([self._program, 'export', '--public-url', PUBLIC_URL, self.store.folder,
+                        self.folder + '/export'], check=True, stdout=subprocess.DEVNULL)
+        if self.nginx:
+            before = children(self.nginx)
+            self.nginx.send_signal(signal.SIGHUP)
+            wait_until(lambda: not before & children(self.nginx), self.nginx,
+                       self.folder + '/nginx.log')
+
     def _start_nginx(self):
         self.port, self.files_port = free_port(), free_port()
+        self.publish(0)
         kinds = ('client_body', 'proxy', 'fastcgi', 'uwsgi', 'scgi')
+        servers = '\n'.join(f'server 127.0.0.1:{server.port} max_fails=1 fail_timeout=1s;'
+                            for server in self.servers)
+        if self._exported:
+            site = exported_site(self._top, self.folder, self.port, servers)
+        else:
+            site = PROXY.format(servers=servers, port=self.port)
         settings = NGINX.format(
             user='user root;\n' if os.geteuid() == 0 else '', workers=os.cpu_count(),
             temporary='\n'.join(f'{kind}_temp_path {kind};' for kind in kinds),
-            servers='\n'.join(f'server 127.0.0.1:{server.port} max_fails=1 fail_timeout=1s;'
-                              for server in self.servers),
-            port=self.port, files_port=self.files_port, files=self.files)
+            site=site, files_port=self.files_port, files=self.files)
         os.makedirs(self.files, exist_ok=True)
         with open(self.folder + '/nginx.conf', 'w', encoding='utf-8') as file:
             file.write(settings)

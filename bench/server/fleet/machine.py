@@ -11,7 +11,7 @@ from urllib.parse import unquote_plus
 
 from fleet.store import ARCHIVES, sum_of
 
-MOST_TRIES = 5  # of one request
+MOST_TRIES = 10  # of one request
 PAUSE = 2.0  # seconds before a request is tried again, as the server asks for
 PATIENCE = 30.0  # seconds for an answer
 
