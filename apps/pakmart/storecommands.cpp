@@ -54,6 +54,14 @@ void SayCatalog(Console& console, const RefreshCatalogJob& job)
     SayList(console, kli18n("Gone, %1: %2"), job.goneCount(), job.gone());
 }
 
+void SaySent(Console& console, const RefreshCatalogJob& job)
+{
+    const QString size = QLocale().formattedDataSize(job.transferred());
+    console.SayText(job.isTransferredUnpacked()
+                        ? i18nc("%1: \"1.2 KiB\"", "The store has sent %1, counted unpacked.", size)
+                        : i18nc("%1: \"1.2 KiB\"", "The store has sent %1.", size));
+}
+
 // A number and a name, of anything that has both.
 template <typename Entry> QJsonObject EntryAsJson(const Entry& entry)
 {
@@ -82,19 +90,20 @@ int UpdateCommand(Console& console)
     const int status = RunJob(console, job);
     if (status != ExitDone)
         return status;
-    console.SayJson(QJsonObject{ { QStringLiteral("products"), job.products() },
-                                 { QStringLiteral("categories"), job.categories() },
-                                 { QStringLiteral("first"), job.isFirst() },
-                                 { QStringLiteral("new"), ListAsJson(job.added()) },
-                                 { QStringLiteral("newCount"), job.addedCount() },
-                                 { QStringLiteral("changed"), ListAsJson(job.changed()) },
-                                 { QStringLiteral("changedCount"), job.changedCount() },
-                                 { QStringLiteral("gone"), ListAsJson(job.gone()) },
-                                 { QStringLiteral("goneCount"), job.goneCount() },
-                                 { QStringLiteral("transferred"), job.transferred() } });
+    console.SayJson(
+        QJsonObject{ { QStringLiteral("products"), job.products() },
+                     { QStringLiteral("categories"), job.categories() },
+                     { QStringLiteral("first"), job.isFirst() },
+                     { QStringLiteral("new"), ListAsJson(job.added()) },
+                     { QStringLiteral("newCount"), job.addedCount() },
+                     { QStringLiteral("changed"), ListAsJson(job.changed()) },
+                     { QStringLiteral("changedCount"), job.changedCount() },
+                     { QStringLiteral("gone"), ListAsJson(job.gone()) },
+                     { QStringLiteral("goneCount"), job.goneCount() },
+                     { QStringLiteral("transferred"), job.transferred() },
+                     { QStringLiteral("transferredUnpacked"), job.isTransferredUnpacked() } });
     SayCatalog(console, job);
-    console.SayText(i18nc("%1: \"1.2 KiB\"", "The store has sent %1.",
-                          QLocale().formattedDataSize(job.transferred())));
+    SaySent(console, job);
     return ExitDone;
 }
 

@@ -113,9 +113,10 @@ bool Agent::IsCatalogCurrent(const std::function<bool()>& goOn)
     return true;
 }
 
-qint64 Agent::TransferredBytes()
+qint64 Agent::TransferredBytes(bool& isUnpacked)
 {
-    return SentByServer();
+    isUnpacked = SentByServer().isUnpacked;
+    return SentByServer().count;
 }
 
 // The file is replaced before the database: if it is still ours now, so was the database before.

@@ -33,7 +33,8 @@ VANTRELAGENT_EXPORT bool IsCatalogCurrent(const std::function<bool()>& goOn);
 void NoteCatalog(const TakenReply& reply, const struct stat& file);
 
 /// What the store server has sent to this process so far: heads and contents of its answers, in
-/// bytes, packed if they came so.
-VANTRELAGENT_EXPORT qint64 TransferredBytes();
+/// bytes, packed if they came so. `isUnpacked` gets whether contents are counted unpacked, because
+/// their packed length is not known (KDE Frameworks 6).
+VANTRELAGENT_EXPORT qint64 TransferredBytes(bool& isUnpacked);
 
 } // namespace Agent

@@ -90,6 +90,7 @@ public:
     int categories = 0;
     bool first = false;
     qint64 transferred = 0;
+    bool transferredUnpacked = false;
     Changes added, changed, gone;
     std::unique_ptr<OwnerRun> owner; // if that is to do it
 };
@@ -108,6 +109,7 @@ void RefreshCatalogJob::takeResult(const QJsonObject& result)
     d->categories = Number(result, "categories");
     d->first = result[QLatin1String("first")].toBool();
     d->transferred = qint64(result[QLatin1String("transferred")].toDouble());
+    d->transferredUnpacked = result[QLatin1String("transferredUnpacked")].toBool();
     d->added = ChangesOf(result[QLatin1String("added")]);
     d->changed = ChangesOf(result[QLatin1String("changed")]);
     d->gone = ChangesOf(result[QLatin1String("gone")]);
@@ -185,6 +187,11 @@ bool RefreshCatalogJob::isUnchanged() const
 qint64 RefreshCatalogJob::transferred() const
 {
     return d->transferred;
+}
+
+bool RefreshCatalogJob::isTransferredUnpacked() const
+{
+    return d->transferredUnpacked;
 }
 
 int RefreshCatalogJob::addedCount() const

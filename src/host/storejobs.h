@@ -55,6 +55,9 @@ class VANTRELAGENT_EXPORT RefreshCatalogJob : public StoreJob
     /// What the store has sent, in bytes: heads and contents of its answers, packed if they came
     /// so. A catalog that has not changed takes a few hundred.
     Q_PROPERTY(qint64 transferred READ transferred NOTIFY resultReady)
+    /// Whether packed contents are counted unpacked there, because their packed length is not
+    /// known, as with KDE Frameworks 6.
+    Q_PROPERTY(bool transferredUnpacked READ isTransferredUnpacked NOTIFY resultReady)
     /// How many products are new, have changed, or are gone.
     /// @{
     Q_PROPERTY(int addedCount READ addedCount NOTIFY resultReady)
@@ -77,6 +80,8 @@ public:
     bool isUnchanged() const;
     /// What the store has sent, in bytes.
     qint64 transferred() const;
+    /// Whether packed contents are counted unpacked there.
+    bool isTransferredUnpacked() const;
 
     /// How many products are new, have changed, or are gone.
     /// @{

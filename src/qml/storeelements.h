@@ -25,6 +25,7 @@ class RefreshCatalogElement : public JobElement
     Q_PROPERTY(bool first READ isFirst NOTIFY finished)
     Q_PROPERTY(bool unchanged READ isUnchanged NOTIFY finished)
     Q_PROPERTY(qint64 transferred READ transferred NOTIFY finished)
+    Q_PROPERTY(bool transferredUnpacked READ isTransferredUnpacked NOTIFY finished)
     Q_PROPERTY(int addedCount READ addedCount NOTIFY finished)
     Q_PROPERTY(int changedCount READ changedCount NOTIFY finished)
     Q_PROPERTY(int goneCount READ goneCount NOTIFY finished)
@@ -41,6 +42,7 @@ public:
     bool isFirst() const { return value(&RefreshCatalogJob::isFirst); }
     bool isUnchanged() const { return value(&RefreshCatalogJob::isUnchanged); }
     qint64 transferred() const { return value(&RefreshCatalogJob::transferred); }
+    bool isTransferredUnpacked() const { return value(&RefreshCatalogJob::isTransferredUnpacked); }
     int addedCount() const { return value(&RefreshCatalogJob::addedCount); }
     int changedCount() const { return value(&RefreshCatalogJob::changedCount); }
     int goneCount() const { return value(&RefreshCatalogJob::goneCount); }

@@ -78,7 +78,7 @@ private:
     qint64 m_total = 0;
 };
 
-qint64 transferred = 0;
+SentBytes sent;
 
 const char receivedBytes[] = "vantrelReceivedBytes"; // a property of the job
 
@@ -155,19 +155,21 @@ QString HeaderOf(KIO::Job* pJob, const char* name)
     return QString();
 }
 
-// The content of a packed answer is counted by its length in the head.
 void CountTransfer(KIO::Job* pJob)
 {
     bool isKnown = false;
     const qint64 length = HeaderOf(pJob, "content-length").toLongLong(&isKnown);
     const qint64 received = pJob->property(receivedBytes).toLongLong();
-    transferred += pJob->queryMetaData(QStringLiteral("HTTP-Headers")).size()
-        + (isKnown && length >= 0 ? std::min(length, received) : received);
+    isKnown = isKnown && length >= 0;
+    sent.count += pJob->queryMetaData(QStringLiteral("HTTP-Headers")).size()
+        + (isKnown ? std::min(length, received) : received);
+    sent.isUnpacked = sent.isUnpacked
+        || (!isKnown && received > 0 && !HeaderOf(pJob, "content-encoding").isEmpty());
 }
 
-qint64 SentByServer()
+SentBytes SentByServer()
 {
-    return transferred;
+    return sent;
 }
 
 int TransferError(KIO::Job* pJob)

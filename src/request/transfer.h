@@ -33,10 +33,16 @@ void PrepareTransfer(KIO::TransferJob* pJob);
 // A header of the answer; empty if there is none, or it has more than 4,096 characters.
 QString HeaderOf(KIO::Job* pJob, const char* name);
 
-// Adds a transfer that has ended to what the server has sent to this process: the heads and
-// contents of its answers, packed as they came.
+// What the server has sent to this process: the heads and contents of its answers, packed as they
+// came; but contents are unpacked where KIO does not tell the packed length.
+struct SentBytes {
+    qint64 count = 0;
+    bool isUnpacked = false; // whether one of them is
+};
+
+// Adds a transfer that has ended.
 void CountTransfer(KIO::Job* pJob);
-qint64 SentByServer();
+SentBytes SentByServer();
 
 // The error of a transfer that has ended, 0 for none, and its text. A page with an error
 // status is an answer of the server. KDE Frameworks 6 report an error for it, but none when

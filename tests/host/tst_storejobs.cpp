@@ -120,6 +120,7 @@ private slots:
         QCOMPARE(first->added().first().serial, 1001);
         QCOMPARE(first->added().first().name, QStringLiteral("Star Lander"));
         QCOMPARE(first->property("products").toInt(), first->products());
+        const qint64 sent = first->transferred();
         delete first;
 
         auto* second = new RefreshCatalogJob;
@@ -127,6 +128,8 @@ private slots:
         JobWatch again(second);
         QCOMPARE(again.outcome(), QStringLiteral("none"));
         QVERIFY(second->isUnchanged());
+        QVERIFY(second->transferred() > 0 && second->transferred() < sent);
+        QVERIFY(!second->isTransferredUnpacked());
         QVERIFY(!second->isFirst());
         delete second;
         QCOMPARE(m_store->spoolFiles(), QStringList());

@@ -278,6 +278,8 @@ Outcome RefreshCatalog(const QStringList&, Report& report)
             outcome.result = Compare(before.take(), TakeSnapshot(after));
         }
     }
-    outcome.result[QStringLiteral("transferred")] = TransferredBytes();
+    bool isUnpacked = false;
+    outcome.result[QStringLiteral("transferred")] = TransferredBytes(isUnpacked);
+    outcome.result[QStringLiteral("transferredUnpacked")] = isUnpacked;
     return outcome;
 }
