@@ -61,8 +61,8 @@ private:
     // What an update says before the line about what was sent.
     static QString saidOf(const Result& update)
     {
-        static const QRegularExpression sent(
-            QStringLiteral("The store has sent [1-9][0-9.]* (bytes|KiB)(, counted unpacked)?\\.\n\\z"));
+        static const QRegularExpression sent(QStringLiteral(
+            "The store has sent [1-9][0-9.]* (bytes|KiB)(, counted unpacked)?\\.\n\\z"));
         return sent.match(update.out).hasMatch() ? QString(update.out).remove(sent)
                                                  : QStringLiteral("nothing was sent");
     }
