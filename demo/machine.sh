@@ -5,11 +5,11 @@
 # $demo/store, and the functions of its steps.
 
 demo=$(mktemp -d "${TMPDIR:-/tmp}/pakmart-demo.XXXXXX")
-server='' bus='' url='' installed=0 failures=0
+server='' front='' bus='' url='' installed=0 failures=0
 
 finish() {
     status=$?
-    for pid in $server $bus; do
+    for pid in $front $server $bus; do
         kill "$pid" 2>/dev/null || true
         wait "$pid" 2>/dev/null || true
     done
@@ -76,10 +76,22 @@ start_server() { # STORE OPTION...
     done
 }
 
+# The address stays the same when the server is started again.
+choose_address() { url=:0; }
+
+start_store() {
+    start_server "$demo/store" --port "${url##*:}" --sign "$demo/store.key"
+    url=$(sed -n 's,^listening on \(http://[^/]*\)/$,\1,p' "$demo/server.out")
+}
+
+# Has what serves the store notice that it has changed.
+publish() { true; }
+tell_shares() { true; }
+
 serve() { # REPOSITORY...
     make_key 2> "$demo/gpg.log" || { cat "$demo/gpg.log" >&2; fail "the store has no key"; }
-    start_server "$demo/store" --port 0 --sign "$demo/store.key"
-    url=$(sed -n 's,^listening on \(http://[^/]*\)/$,\1,p' "$demo/server.out")
+    choose_address
+    start_store
     [[ -n $url ]] || fail "the store server did not print its address"
     echo "the store is at $url"
     trust_store "$@"
@@ -87,6 +99,11 @@ serve() { # REPOSITORY...
 }
 
 stop_serving() {
+    if [[ -n $front ]]; then
+        kill "$front"
+        wait "$front" || fail "nginx did not stop cleanly"
+        front=
+    fi
     kill "$server"
     wait "$server" || fail "the store server did not stop cleanly"
     server=
@@ -103,7 +120,7 @@ impersonate() {
     grep -qF "The store '$url' is refused: its reply has no signature." "$demo/told" || fail "the refusal has no reason"
     ! pakmart show 1001 | grep -F Forged || fail "a forged description was shown"
     stop_serving
-    start_server "$demo/store" --port "${url##*:}" --sign "$demo/store.key"
+    start_store
 }
 
 pakmart() {

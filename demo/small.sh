@@ -43,6 +43,7 @@ update_agent
 
 say "10. The store changes, and an update tells how"
 sed -i 's/^Name: Maze Runner$/Name: Maze Runner II/' "$demo/store/products"
+publish
 tells "Changed, 1: Maze Runner II (1002)" -- update
 
 say "11. Somebody else answers at the store's address, with descriptions of their own"

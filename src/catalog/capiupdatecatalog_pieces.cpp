@@ -10,8 +10,8 @@
 
 #include "catalog/capiupdatecatalog.h"
 
+#include "catalog/catalogmark.h"
 #include "catalog/catalogproduct.h"
-#include "catalog/knowncatalog.h"
 #include "catalog/savedpieces.h"
 #include "catalog/savedtree.h"
 #include "db/ccatalogfile.h"

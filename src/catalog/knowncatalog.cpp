@@ -5,6 +5,7 @@
 
 #include "base/descriptor.h"
 #include "base/wholefile.h"
+#include "catalog/catalogmark.h"
 #include "catalog/savedtree.h"
 #include "db/dbshared.h"
 #include "db/generations.h"

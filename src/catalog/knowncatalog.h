@@ -15,22 +15,14 @@
 #include <functional>
 #include <vantrelagent/export.h>
 
-struct stat;
-
 namespace Agent
 {
-
-struct TakenReply;
 
 /// Whether the store says that its catalog is still the one from which this machine's file and
 /// database were made; where replies have to be signed, with a signature of now. The date of the
 /// file is that of this answer then. False in all other cases: the catalog is to be fetched.
 /// Events are processed while `goOn`, which is called now and then, returns true.
 VANTRELAGENT_EXPORT bool IsCatalogCurrent(const std::function<bool()>& goOn);
-
-/// Notes the reply of which the file, as it is here, and the database were just made. Nothing
-/// is noted if another update has come in between.
-void NoteCatalog(const TakenReply& reply, const struct stat& file);
 
 /// What the store server has sent to this process so far: heads and contents of its answers, in
 /// bytes, packed if they came so. `isUnpacked` gets whether contents are counted unpacked, because

@@ -18,7 +18,7 @@ from pathlib import Path
 # Those that pass --help on to apt-get have no help of their own.
 WITHOUT_HELP = {"vos-apt-get"}
 # Help texts beside the first one.
-MORE_HELP = {"pakmart-storeserver": [[command, "--help"] for command in ("import", "init", "add", "check", "personal")]}
+MORE_HELP = {"pakmart-storeserver": [[command, "--help"] for command in ("import", "init", "add", "check", "export", "personal")]}
 
 faults = []
 # Qt warns where there is none.
