@@ -88,8 +88,7 @@ TakenReply Read()
         return {};
     const QStringList lines = QString::fromUtf8(mark.read(longestMark)).split(QLatin1Char('\n'));
     const QStringList present = Present(IdentityOfFile(), IdentityOfDatabase());
-    if (lines.size() != present.size() + 5 || lines.mid(0, present.size()) != present
-        || present.contains(QString()))
+    if (lines.size() != present.size() + 5 || lines.mid(0, present.size()) != present)
         return {};
     const QStringList reply = lines.mid(present.size());
     return { reply[0], reply[1], reply[2], reply[3].toLongLong() };

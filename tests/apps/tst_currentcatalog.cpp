@@ -105,6 +105,8 @@ private slots:
     void oneRequestSaysThatNothingHasChanged()
     {
         const QByteArray before = contents(data(".catalog"));
+        const QDateTime made = QFileInfo(data(".catalog")).lastModified();
+        QTest::qWait(50);
         const timespec longAgo[] = { { 1000000000, 0 }, { 1000000000, 0 } };
         QString out;
         QCOMPARE(requestsOf({ QStringLiteral("update") }, out), QStringList{ check("304") });
@@ -114,8 +116,7 @@ private slots:
         QCOMPARE(contents(data(".catalog")), before);
         // And again, with the date of the file that the first one has set.
         QCOMPARE(requestsOfUpdate(), QStringList{ check("304") });
-        QVERIFY(QFileInfo(data(".catalog")).lastModified().secsTo(QDateTime::currentDateTime())
-                < 60);
+        QVERIFY(QFileInfo(data(".catalog")).lastModified() > made);
         QCOMPARE(utimensat(AT_FDCWD, qPrintable(data(".catalog")), longAgo, 0), 0);
         QVERIFY(requestsOfUpdate().contains(fetch()));
     }
@@ -193,8 +194,9 @@ private slots:
             QVERIFY(before.contains(from));
             QVERIFY(WriteTextFile(path, QByteArray(before).replace(from, to)));
         }
+        // It is not even asked with.
         const QStringList requests = requestsOfUpdate();
-        QVERIFY2(requests.contains(fetch()) && !requests.contains(check("304")),
+        QVERIFY2(requests.contains(fetch()) && requests.filter(QStringLiteral("HEAD ")).isEmpty(),
                  qPrintable(requests.join(QLatin1Char('\n'))));
         QCOMPARE(requestsOfUpdate(), QStringList{ check("304") });
     }
