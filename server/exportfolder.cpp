@@ -173,8 +173,6 @@ void ExportFolder::Add(const std::string& path, const std::string& text, bool is
     const std::lock_guard<std::mutex> lock(m_mutex);
     const std::string place = PlaceOf(path);
     for (const auto& [suffix, form] : forms) {
-        if (*suffix && form.size() >= text.size())
-            continue;
         Keep(sum, suffix, form);
         Link(m_folder + "/content/" + sum.substr(0, 2) + '/' + sum + suffix, place + suffix);
     }

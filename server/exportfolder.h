@@ -40,7 +40,7 @@ public:
     ExportFolder& operator=(const ExportFolder&) = delete;
 
     // Puts a text into the new version at this path, such as "/agent/CAPIGetAisles", with its
-    // packed forms if that is wanted and makes it shorter. May be called from several threads.
+    // packed forms if that is wanted and it is long. May be called from several threads.
     void Add(const std::string& path, const std::string& text, bool isPacked = true);
 
     // Puts an open file there: a link to it, or a copy where that is not possible.

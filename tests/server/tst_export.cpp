@@ -522,6 +522,50 @@ private slots:
         QCOMPARE(runExport().status, 0);
         QVERIFY(QFile::exists(current() + QLatin1String("/agent/CAPIDownloadAppInfo/2001")));
     }
+    // Archives are linked to, which only works within a file system.
+    void aPoolOnAnotherFileSystemIsCopiedOnce()
+    {
+        const QTemporaryDir other(QStringLiteral("/dev/shm/export-XXXXXX"));
+        struct stat here = {}, there = {};
+        if (!other.isValid() || stat(qPrintable(other.path()), &there) != 0
+            || stat(qPrintable(m_dir->path()), &here) != 0 || here.st_dev == there.st_dev)
+            return QTest::qSkip("there is no other file system", __FILE__, __LINE__);
+        QVERIFY(QFile::link(other.path(), path("out")));
+        const auto look = [this](struct stat& info) {
+            return stat(qPrintable(current() + QLatin1String("/pool/main/p_1_all.deb")), &info)
+                == 0;
+        };
+        QCOMPARE(runExport().status, 0);
+        QVERIFY(look(there) && stat(qPrintable(path("store/pool/main/p_1_all.deb")), &here) == 0);
+        QVERIFY(here.st_dev != there.st_dev);
+        QCOMPARE(there.st_mtim.tv_sec, here.st_mtim.tv_sec);
+        QCOMPARE(there.st_mtim.tv_nsec, here.st_mtim.tv_nsec);
+        QCOMPARE(Contents(current() + QLatin1String("/pool/main/p_1_all.deb")),
+                 QByteArray(3000, 'd'));
+        const QString first = current();
+        write("store/updates", "Package: two\n");
+        QCOMPARE(runExport().status, 0);
+        QVERIFY(current() != first);
+        const ino_t copy = there.st_ino;
+        QVERIFY(look(there));
+        QCOMPARE(there.st_ino, copy);
+    }
+    // nginx would not find them, or find something else.
+    void oddNamesAreLeftToTheServer()
+    {
+        write("store/pool/main/Packages",
+              QByteArray(indexText)
+                  + "\nPackage: odd\nVersion: 1\nArchitecture: all\nFilename: "
+                    ".odd_1_all.deb\nSize: 9\n"
+                    "\nPackage: odder\nVersion: 1\nArchitecture: all\nFilename: "
+                    "a&b_1_all.deb\nSize: 9\n");
+        QCOMPARE(runExport().status, 0);
+        const QStringList files
+            = FilesBelow(current() + QLatin1String("/agent/CAPIGetPackageInfo"));
+        QCOMPARE(files,
+                 (QStringList{ QStringLiteral("/libluck++_1%3a1.0~b-1_all.deb"),
+                               QStringLiteral("/p_1_all.deb") }));
+    }
     void linksOfThePoolAreNotFollowed()
     {
         write("secret", "not for all");
