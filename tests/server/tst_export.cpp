@@ -232,6 +232,16 @@ private slots:
             compare(target, ask(target), server.get(target));
     }
 
+    void nginxAcceptsTheSite()
+    {
+        if (!Nginx::isThere())
+            return QTest::qSkip("nginx is not there", __FILE__, __LINE__);
+        QCOMPARE(runExport(signing(true)).status, 0);
+        m_port = Nginx::freePort();
+        Nginx nginx(path("nginx"), ExportedSite(path("out"), m_port, Nginx::freePort()));
+        QVERIFY2(nginx.check(), nginx.log());
+    }
+
     void packedFormsAreOfTheSameText()
     {
         if (!Nginx::isThere())
