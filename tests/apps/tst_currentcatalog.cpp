@@ -149,11 +149,12 @@ private slots:
         const QByteArray text = contents(products);
         QVERIFY(WriteTextFile(products, QByteArray(text).replace("Maze Runner", "Mazes")));
         QString out;
-        const QStringList requests = requestsOf({ QStringLiteral("update") }, out);
+        QStringList requests = requestsOf({ QStringLiteral("update") }, out);
         QVERIFY(WriteTextFile(products, text));
-        QCOMPARE(
-            requests,
-            (QStringList{ check("200"), QStringLiteral("GET /getagentapi.php 200"), fetch() }));
+        // Qt may send one again if the server has just closed the connection.
+        requests.removeDuplicates();
+        QCOMPARE(requests.join(QLatin1Char('\n')),
+                 check("200") + QLatin1String("\nGET /getagentapi.php 200\n") + fetch());
         QVERIFY2(out.contains(QLatin1String("Changed, 1: Mazes (1002)")), qPrintable(out));
     }
 
